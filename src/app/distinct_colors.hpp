@@ -1,0 +1,46 @@
+// The distinct colours of an 8-bit photograph.
+//
+// Everything that the comparison computes for a pixel depends on its B, G, R triple and on the whole image's maxima. A
+// photograph of 18 million pixels holds a few hundred thousand colours, so the chain runs once a colour.
+#pragma once
+
+#include <cstdint>
+#include <memory>
+#include <opencv2/core.hpp>
+#include <vector>
+
+namespace likeness {
+
+/// The colours of one photograph, in the order of their first appearance, row by row.
+struct DistinctColors {
+    cv::Mat bgr;                        ///< 1 x K, CV_8UC3: each colour once
+    std::vector<std::uint32_t> counts;  ///< K: how many pixels have it
+    cv::Mat indices;                    ///< rows x cols, CV_32S: the colour of each pixel; empty if not asked for
+};
+
+/// Counts colours in a table of all 2^24. The table takes 64 MiB of address space, of which a photograph touches a
+/// part; it is kept for the next photograph, for which only the entries that were used are cleared. One thread at a
+/// time.
+class ColorCounter {
+public:
+    ColorCounter();
+    ~ColorCounter();
+    ColorCounter(const ColorCounter&) = delete;
+    ColorCounter& operator=(const ColorCounter&) = delete;
+
+    /// @param photograph   CV_8UC3, any size with fewer than 2^31 pixels, also empty
+    /// @param withIndices  whether the colour of each pixel is wanted too
+    DistinctColors count(const cv::Mat& photograph, bool withIndices);
+
+private:
+    struct Table;
+    std::unique_ptr<Table> table_;
+};
+
+/// Puts the value of each pixel's colour into the pixel.
+/// @param perColor  1 x K, any type
+/// @param indices   CV_32S, each in [0, K)
+/// @return          image of the size of `indices` and the type of `perColor`
+cv::Mat expandColors(const cv::Mat& perColor, const cv::Mat& indices);
+
+}  // namespace likeness

@@ -1,0 +1,54 @@
+// The comparison of two photographs as a library call.
+#pragma once
+
+#include <opencv2/core.hpp>
+
+#include "app/distinct_colors.hpp"
+#include "app/histogram_similarity.hpp"
+#include "diagnostics/diagnostics.hpp"
+
+namespace likeness {
+
+/// One Bhattacharyya coefficient per appearance correlate: 0 where the distributions of two photographs do not overlap,
+/// 1 where they are equal (up to float rounding). Where things are in the picture does not matter.
+struct LikenessCoefficients {
+    float brightness;
+    float lightness;
+    float chroma;
+    float colorfulness;
+    float saturation;
+};
+
+/// Distributions of the five appearance correlates over the pixels of one photograph.
+struct AppearanceDistributions {
+    BinProbabilities brightness;
+    BinProbabilities lightness;
+    BinProbabilities chroma;
+    BinProbabilities colorfulness;
+    BinProbabilities saturation;
+};
+
+/// Analyses one photograph, for comparison with one or many others.
+///
+/// The chain of normalisation, adaptation to D65 and the forward appearance model runs once per distinct colour. The
+/// result is the same bits as that of the chain run on every pixel.
+///
+/// @param photograph   CV_8UC3 in B, G, R order, fewer than 2^31 pixels; an empty one has empty distributions
+/// @param counter      the caller's, for use with one photograph after the other
+/// @param diagnostics  the dumps of `perceptualMetrics`, at the photograph's size
+/// @throws std::invalid_argument  if the photograph is of another type
+/// @note  Takes about 130 bytes per distinct colour, and 4 per pixel where dumps are wanted.
+AppearanceDistributions appearanceDistributions(const cv::Mat& photograph, ColorCounter& counter,
+                                                const Diagnostics& diagnostics = dropAll());
+
+/// The five coefficients of two analysed photographs.
+LikenessCoefficients compareDistributions(const AppearanceDistributions& first, const AppearanceDistributions& second);
+
+/// Compares two photographs, CV_8UC3 in B, G, R order, which may differ in size. Without dumps the two are analysed at
+/// the same time on two threads; with dumps one after the other, so that those of the second replace those of the first.
+///
+/// @throws std::invalid_argument  if a photograph is of another type
+LikenessCoefficients comparePhotographs(const cv::Mat& first, const cv::Mat& second,
+                                        const Diagnostics& diagnostics = dropAll());
+
+}  // namespace likeness

@@ -1,0 +1,216 @@
+#include "appearance/appearance_correlates.hpp"
+
+#include <cmath>
+
+#include "appearance/viewing_conditions.hpp"
+#include "color/image_walk.hpp"
+#include "numerics/transcendental_blocks.hpp"
+
+namespace likeness {
+namespace {
+
+using numerics::blockSize;
+using numerics::forEachBlock;
+using numerics::roundedOr;
+
+constexpr double pi = 3.141592653589793;
+
+/// A function of one float whose argument rarely changes from pixel to pixel: the viewing conditions are maps, but
+/// callers fill them with one value.
+template <typename Function>
+class Remembered {
+public:
+    explicit Remembered(Function function) : function_(function), argument_(0), value_(function(0.0F)) {}
+
+    double operator()(float argument) {
+        if (!(argument == argument_)) {
+            argument_ = argument;
+            value_ = function_(argument);
+        }
+        return value_;
+    }
+
+private:
+    Function function_;
+    float argument_;
+    double value_;
+};
+
+double fourthRoot(float level) { return std::pow(static_cast<double>(level), 0.25); }
+
+double chromaOfBackground(float n) {
+    return std::pow(1.64 - std::pow(0.29, static_cast<double>(n)), 0.73);
+}
+
+double hueDegrees(float b, float a) {
+    return std::atan2(static_cast<double>(b), static_cast<double>(a)) * 180.0 / pi;
+}
+
+double eccentricityOf(float hue) { return (std::cos(static_cast<double>(hue) * pi / 180.0 + 2.0) + 3.8) / 4.0; }
+
+void hueOfBlock(const float* a, const float* b, float* hue, float* eccentricity, std::size_t count) {
+    double y[blockSize] = {};
+    double x[blockSize] = {};
+    for (std::size_t i = 0; i < count; ++i) {
+        y[i] = b[i];
+        x[i] = a[i];
+    }
+    numerics::atan2Block(y, x, y, count);
+    for (std::size_t i = 0; i < count; ++i) {
+        hue[i] = roundedOr(y[i] * 180.0 / pi, [&] { return hueDegrees(b[i], a[i]); });
+        x[i] = static_cast<double>(hue[i]) * pi / 180.0 + 2.0;
+    }
+    numerics::cosBlock(x, x, count);
+    for (std::size_t i = 0; i < count; ++i) {
+        eccentricity[i] = roundedOr((x[i] + 3.8) / 4.0, [&] { return eccentricityOf(hue[i]); });
+    }
+}
+
+}  // namespace
+
+void computeAB(cv::Mat& nl, cv::Mat& a, cv::Mat& b) {
+    const ImageWalk walk = walkOver(nl, a, b);
+    for (int i = 0; i < walk.rows; ++i) {
+        const float* response = nl.ptr<float>(i);
+        float* const redGreen = a.ptr<float>(i);
+        float* const yellowBlue = b.ptr<float>(i);
+        for (int j = 0; j < walk.cols; ++j, response += 3) {
+            const float rho = response[0];
+            const float gamma = response[1];
+            const float beta = response[2];
+            redGreen[j] = static_cast<float>(beta / 11.0 + (rho - (12.0F * gamma) / 11.0));
+            yellowBlue[j] = (rho + gamma - 2 * beta) / 9.0F;
+        }
+    }
+}
+
+void computeHue(cv::Mat& a, cv::Mat& b, cv::Mat& hue, cv::Mat& eccentricity) {
+    const ImageWalk walk = walkOver(a, b, hue, eccentricity);
+    for (int i = 0; i < walk.rows; ++i) {
+        forEachBlock(static_cast<std::size_t>(walk.cols), [&](std::size_t first, std::size_t count) {
+            hueOfBlock(a.ptr<float>(i) + first, b.ptr<float>(i) + first, hue.ptr<float>(i) + first,
+                       eccentricity.ptr<float>(i) + first, count);
+        });
+    }
+}
+
+float computeLightness(cv::Mat& nl, cv::Mat& Nbb, cv::Mat& z, cv::Mat& J, cv::Mat& A, const Diagnostics& diagnostics) {
+    float Aw = 0;
+    ImageWalk walk = walkOver(nl, Nbb, A);
+    for (int i = 0; i < walk.rows; ++i) {
+        const float* response = nl.ptr<float>(i);
+        const float* const induction = Nbb.ptr<float>(i);
+        float* const achromatic = A.ptr<float>(i);
+        for (int j = 0; j < walk.cols; ++j, response += 3) {
+            const float longAndMiddle = 2 * response[0] + response[1];
+            achromatic[j] = static_cast<float>(induction[j] * (response[2] / 20.0 + longAndMiddle - 0.305));
+            Aw = achromatic[j] > Aw ? achromatic[j] : Aw;
+        }
+    }
+    diagnostics.writeImage("A_before.jpg", A);
+    // The image's own maximum stands for the white's achromatic response: meant, the brightest pixel has J = 100.
+    walk = walkOver(nl, z, A, J);
+    for (int i = 0; i < walk.rows; ++i) {
+        const float* const achromatic = A.ptr<float>(i);
+        const float* const exponent = z.ptr<float>(i);
+        float* const lightness = J.ptr<float>(i);
+        for (int j = 0; j < walk.cols; ++j) {
+            lightness[j] = 100.0F * std::pow(achromatic[j] / Aw, exponent[j] * darkSurroundImpact);
+        }
+    }
+    return Aw;
+}
+
+float computeBrightness(cv::Mat& J, cv::Mat& FL, cv::Mat& /*z*/, cv::Mat& Q, float Aw, const Diagnostics& diagnostics) {
+    Remembered levelFactor(fourthRoot);
+    float greatest = 0;
+    const ImageWalk walk = walkOver(J, FL, Q);
+    for (int i = 0; i < walk.rows; ++i) {
+        const float* const lightness = J.ptr<float>(i);
+        const float* const level = FL.ptr<float>(i);
+        float* const brightness = Q.ptr<float>(i);
+        for (int j = 0; j < walk.cols; ++j) {
+            const double root = std::sqrt(lightness[j] / 100.0F);
+            brightness[j] = static_cast<float>(4.0 * root * static_cast<double>(4.0F + Aw) * levelFactor(level[j]) /
+                                               darkSurroundImpact);
+            greatest = brightness[j] > greatest ? brightness[j] : greatest;
+        }
+    }
+    writeIntoFile(Q, "10_in.txt", Q.rows, Q.cols, diagnostics);
+    if (diagnostics.wantsFiles() && !Q.empty()) {
+        // Not `Q >= 20`, which is false for NaN: only a brightness that is known to be low is masked out.
+        diagnostics.writeImage("mask.jpg", ~(Q < 20.0));
+    }
+    return greatest;
+}
+
+void computeChroma(cv::Mat& nl, cv::Mat& a, cv::Mat& b, cv::Mat& J, cv::Mat& eccentricity, cv::Mat& Ncb, cv::Mat& n,
+                   cv::Mat& C, float Nc, const Diagnostics& diagnostics) {
+    constexpr double scale = 3846.153846153846;  // 50000 / 13
+    Remembered backgroundFactor(chromaOfBackground);
+    cv::Mat t(nl.size(), CV_32F);
+    double power[blockSize];
+    const ImageWalk walk = walkOver(a, nl, b, J, eccentricity, Ncb, n, C, t);
+    for (int i = 0; i < walk.rows; ++i) {
+        forEachBlock(static_cast<std::size_t>(walk.cols), [&](std::size_t first, std::size_t count) {
+            const float* const response = nl.ptr<float>(i) + 3 * first;
+            const float* const redGreen = a.ptr<float>(i) + first;
+            const float* const yellowBlue = b.ptr<float>(i) + first;
+            const float* const lightness = J.ptr<float>(i) + first;
+            const float* const eccentric = eccentricity.ptr<float>(i) + first;
+            const float* const induction = Ncb.ptr<float>(i) + first;
+            const float* const background = n.ptr<float>(i) + first;
+            float* const chroma = C.ptr<float>(i) + first;
+            float* const magnitude = t.ptr<float>(i) + first;
+            for (std::size_t j = 0; j < count; ++j) {
+                const double k = Nc * scale * induction[j] * eccentric[j];
+                const float radius = std::sqrt(redGreen[j] * redGreen[j] + yellowBlue[j] * yellowBlue[j]);
+                const float longAndMiddle = response[3 * j] + response[3 * j + 1];
+                magnitude[j] = static_cast<float>(radius * k / (1.05 * response[3 * j + 2] + longAndMiddle));
+                power[j] = magnitude[j];
+            }
+            numerics::powBlock(power, 0.9, power, count);
+            for (std::size_t j = 0; j < count; ++j) {
+                const double root = std::sqrt(lightness[j] / 100.0);
+                const double factor = backgroundFactor(background[j]);
+                chroma[j] = roundedOr(power[j] * root * factor, [&] {
+                    return std::pow(static_cast<double>(magnitude[j]), 0.9) * root * factor;
+                });
+            }
+        });
+    }
+    diagnostics.writeImage("t_before.jpg", t);
+}
+
+void computeColorfulness(cv::Mat& C, cv::Mat& FL, cv::Mat& M) {
+    Remembered levelFactor(fourthRoot);
+    const ImageWalk walk = walkOver(C, FL, M);
+    for (int i = 0; i < walk.rows; ++i) {
+        const float* const chroma = C.ptr<float>(i);
+        const float* const level = FL.ptr<float>(i);
+        float* const colorfulness = M.ptr<float>(i);
+        for (int j = 0; j < walk.cols; ++j) {
+            colorfulness[j] = static_cast<float>(levelFactor(level[j]) * chroma[j]);
+        }
+    }
+}
+
+void computeSaturation(cv::Mat& M, cv::Mat& Q, cv::Mat& s) {
+    const ImageWalk walk = walkOver(M, Q, s);
+    for (int i = 0; i < walk.rows; ++i) {
+        const float* const colorfulness = M.ptr<float>(i);
+        const float* const brightness = Q.ptr<float>(i);
+        float* const saturation = s.ptr<float>(i);
+        for (int j = 0; j < walk.cols; ++j) {
+            saturation[j] = 100.0F * std::sqrt(colorfulness[j] / brightness[j]);
+        }
+    }
+}
+
+void writeIntoFile(cv::Mat& map, const char* fileName, int rows, int cols, const Diagnostics& diagnostics) {
+    if (diagnostics.wantsFiles()) {
+        diagnostics.writeMap(fileName, map, rows, cols);
+    }
+}
+
+}  // namespace likeness

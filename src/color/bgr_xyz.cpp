@@ -1,0 +1,109 @@
+#include "color/bgr_xyz.hpp"
+
+#include <algorithm>
+
+#include "color/clip.hpp"
+#include "color/image_walk.hpp"
+#include "color/pixel_matrix.hpp"
+#include "color/srgb_companding.hpp"
+#include "numerics/transcendental_blocks.hpp"
+
+namespace likeness {
+namespace {
+
+/// Linear sRGB to XYZ for a D65 white; rows X, Y, Z, columns R, G, B.
+cv::Mat xyzFromLinearRgb() {
+    // clang-format off
+    return (cv::Mat_<float>(3, 3) << 0.412424,  0.357579, 0.180464,
+                                     0.212656,  0.715158, 0.0721856,
+                                     0.0193324, 0.119193, 0.950444);
+    // clang-format on
+}
+
+/// Linearises `bgr` pixel by pixel and applies the matrix; each pixel is read before it is written. Where
+/// `keepLinear`, the linear values also replace the input.
+template <bool keepLinear>
+void linearizeAndTransform(cv::Mat& bgr, cv::Mat& xyz, const PixelMatrix& matrix) {
+    constexpr std::size_t pixelsInBlock = numerics::blockSize / 3;
+    float linear[3 * pixelsInBlock];
+    const ImageWalk walk = walkOver(bgr, xyz);
+    const auto cols = static_cast<std::size_t>(walk.cols);
+    for (int i = 0; i < walk.rows; ++i) {
+        float* in = bgr.ptr<float>(i);
+        float* out = xyz.ptr<float>(i);
+        for (std::size_t first = 0; first < cols; first += pixelsInBlock) {
+            const std::size_t n = std::min(pixelsInBlock, cols - first);
+            sRGBInverseCompandingOfRow(in, linear, 3 * n);
+            if constexpr (keepLinear) {
+                std::copy_n(linear, 3 * n, in);
+            }
+            const float* pixel = linear;
+            for (std::size_t p = 0; p < n; ++p, pixel += 3, out += 3) {
+                for (int k = 0; k < 3; ++k) {
+                    out[k] = matrix.row(k, pixel[2], pixel[1], pixel[0]);
+                }
+            }
+            in += 3 * n;
+        }
+    }
+}
+
+}  // namespace
+
+void getRGBtoXYZMatrix(cv::Mat& white, cv::Mat& M) {
+    constexpr float x[3] = {0.64F, 0.3F, 0.15F};  // chromaticities of the red, green and blue primary
+    constexpr float y[3] = {0.33F, 0.6F, 0.06F};
+    cv::Mat primaries(3, 3, CV_32F);
+    for (int p = 0; p < 3; ++p) {
+        primaries.at<float>(0, p) = x[p] / y[p];
+        primaries.at<float>(1, p) = 1;
+        primaries.at<float>(2, p) = (1 - x[p] - y[p]) / y[p];
+    }
+    const cv::Mat inverse = primaries.inv();
+    cv::Mat matrix(3, 3, CV_32F);
+    for (int p = 0; p < 3; ++p) {
+        const float scale = product(white, inverse, p);
+        for (int k = 0; k < 3; ++k) {
+            matrix.at<float>(k, p) = scale * primaries.at<float>(k, p);
+        }
+    }
+    M = matrix;
+}
+
+void convertBGRtoXYZ(cv::Mat& bgr, cv::Mat& white, cv::Mat& xyz) {
+    cv::Mat M;
+    getRGBtoXYZMatrix(white, M);
+    linearizeAndTransform<true>(bgr, xyz, PixelMatrix(M));
+}
+
+void convertXYZtoBGR(const cv::Mat& xyz, cv::Mat& white, cv::Mat& bgr) {
+    cv::Mat M;
+    getRGBtoXYZMatrix(white, M);
+    M = M.inv();
+    multiplyImageByMatrixBackward(xyz, bgr, M);
+    const ImageWalk walk = walkOver(xyz, bgr);
+    for (int i = 0; i < walk.rows; ++i) {
+        float* const values = bgr.ptr<float>(i);
+        const std::size_t count = 3 * static_cast<std::size_t>(walk.cols);
+        sRGBCompandingOfRow(values, values, count);
+        for (std::size_t c = 0; c < count; ++c) {
+            values[c] = clip(values[c], 0.0F, 1.0F);
+        }
+    }
+}
+
+void convertBGRToXYZDirect(cv::Mat& bgr, cv::Mat& xyz) {
+    linearizeAndTransform<false>(bgr, xyz, PixelMatrix(xyzFromLinearRgb()));
+}
+
+void convertXYZToBGRDirect(cv::Mat& xyz, cv::Mat& bgr) {
+    cv::Mat M = xyzFromLinearRgb().inv();
+    multiplyImageByMatrixBackward(xyz, bgr, M);
+    const ImageWalk walk = walkOver(xyz, bgr);
+    for (int i = 0; i < walk.rows; ++i) {
+        float* const values = bgr.ptr<float>(i);
+        sRGBCompandingOfRow(values, values, 3 * static_cast<std::size_t>(walk.cols));
+    }
+}
+
+}  // namespace likeness

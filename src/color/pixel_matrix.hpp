@@ -1,0 +1,45 @@
+// 3 x 3 colour matrices and their application to every pixel of an image.
+//
+// A colour matrix is 3 x 3 CV_32F; row k gives output component k. A colour triple is a 1 x 1 CV_32FC3 of which only
+// element (0, 0) is read, channel 0 first. Images are CV_32FC3. All arithmetic is in float, sums from the left.
+// Nothing is allocated, resized or checked: the caller has created outputs of the right size and type.
+#pragma once
+
+#include <opencv2/core.hpp>
+
+namespace likeness {
+
+/// A 3 x 3 colour matrix as nine plain numbers, for inner loops.
+class PixelMatrix {
+public:
+    explicit PixelMatrix(const cv::Mat& matrix) {
+        for (int k = 0; k < 3; ++k) {
+            for (int c = 0; c < 3; ++c) {
+                m_[k][c] = matrix.at<float>(k, c);
+            }
+        }
+    }
+
+    /// Row k times the column vector (a, b, c).
+    float row(int k, float a, float b, float c) const noexcept { return m_[k][0] * a + m_[k][1] * b + m_[k][2] * c; }
+
+private:
+    float m_[3][3];
+};
+
+/// Matrix product C = A B, accumulated in C's float elements in the order of A's rows; C must be neither A nor B.
+/// The name is kept although it is not a dot product. The inner loop runs over A's row count: square matrices only.
+void dotProduct(const cv::Mat& A, const cv::Mat& B, cv::Mat& C);
+
+/// Row `row` of M times the triple; column 0 pairs with channel 0.
+float product(const cv::Mat& triple, const cv::Mat& M, int row);
+
+/// Applies M to an image in B, G, R order: the column vector is (channel 2, channel 1, channel 0) and row k's result
+/// goes to channel k. `dst` may be `src`.
+void multiplyImageByMatrixForward(const cv::Mat& src, cv::Mat& dst, cv::Mat& M);
+
+/// Applies M to an image in the order of the matrix: the column vector is (channel 0, channel 1, channel 2) and row k's
+/// result goes to channel 2 - k, so that the output is in B, G, R order. Not clamped. `dst` may be `src`.
+void multiplyImageByMatrixBackward(const cv::Mat& src, cv::Mat& dst, cv::Mat& M);
+
+}  // namespace likeness

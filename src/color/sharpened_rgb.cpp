@@ -1,0 +1,29 @@
+#include "color/sharpened_rgb.hpp"
+
+#include "color/pixel_matrix.hpp"
+
+namespace likeness {
+namespace {
+
+/// CAT02; rows R, G, B, columns X, Y, Z.
+cv::Mat sharpenedFromXyz() {
+    // clang-format off
+    return (cv::Mat_<float>(3, 3) <<  0.7328, 0.4296, -0.1624,
+                                     -0.7036, 1.6975,  0.0061,
+                                      0.003,  0.0136,  0.9834);
+    // clang-format on
+}
+
+}  // namespace
+
+void convertXYZtoSharpenedBGR(const cv::Mat& xyz, cv::Mat& out) {
+    cv::Mat M = sharpenedFromXyz();
+    multiplyImageByMatrixBackward(xyz, out, M);
+}
+
+void convertSharpenedBGRtoXYZ(cv::Mat& in, cv::Mat& xyz) {
+    cv::Mat M = sharpenedFromXyz().inv();
+    multiplyImageByMatrixForward(in, xyz, M);
+}
+
+}  // namespace likeness

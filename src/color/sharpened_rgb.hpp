@@ -1,0 +1,19 @@
+// CIE XYZ to the sharpened RGB cone space CAT02 and back (CIE 159:2004, A colour appearance model for colour
+// management systems: CIECAM02).
+//
+// Images are CV_32FC3 of any size, 1 x 1 white points included. A sharpened image is stored reversed like a BGR image:
+// channel 0 the short-wave component B, 1 G, 2 the long-wave R. Outputs are allocated by the caller at the input's
+// size and may be the input. Float arithmetic, nothing is clamped: saturated colours have negative components.
+#pragma once
+
+#include <opencv2/core.hpp>
+
+namespace likeness {
+
+/// The D65 white (0.9505, 1.0, 1.0888) goes to B = 1.0871774, G = 1.0353699, R = 0.9493053.
+void convertXYZtoSharpenedBGR(const cv::Mat& xyz, cv::Mat& out);
+
+/// The way back, with the LU inverse of the same matrix in float. `in` is not modified.
+void convertSharpenedBGRtoXYZ(cv::Mat& in, cv::Mat& xyz);
+
+}  // namespace likeness

@@ -1,0 +1,31 @@
+// The transfer function of sRGB, IEC 61966-2-1:1999, with the thresholds of its first edition.
+//
+// Both directions are computed in double and rounded to float. Negative values take the straight line, values above 1
+// the power: nothing is clamped. NaN stays NaN.
+#pragma once
+
+#include <cmath>
+#include <cstddef>
+
+namespace likeness {
+
+/// Gamma-encoded value of a linear one; straight line up to and including 0.0031308.
+inline float sRGBCompanding(float v) {
+    const double linear = v;
+    return static_cast<float>(linear <= 0.0031308 ? 12.92 * linear
+                                                  : 1.055 * std::pow(linear, 0.4166666666666667) - 0.055);
+}
+
+/// Linear value of a gamma-encoded one; straight line up to and including 0.04045.
+inline float sRGBInverseCompanding(float v) {
+    const double encoded = v;
+    return static_cast<float>(encoded <= 0.04045 ? encoded / 12.92 : std::pow((encoded + 0.055) / 1.055, 2.4));
+}
+
+/// `sRGBCompanding` of `count` values, the same bits. `encoded` may be `linear`.
+void sRGBCompandingOfRow(const float* linear, float* encoded, std::size_t count);
+
+/// `sRGBInverseCompanding` of `count` values, the same bits. `linear` may be `encoded`.
+void sRGBInverseCompandingOfRow(const float* encoded, float* linear, std::size_t count);
+
+}  // namespace likeness

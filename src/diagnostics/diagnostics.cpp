@@ -1,0 +1,129 @@
+#include "diagnostics/diagnostics.hpp"
+
+#include <iostream>
+#include <opencv2/imgcodecs.hpp>
+#include <utility>
+
+#include "diagnostics/number_text.hpp"
+#include "diagnostics/output_file.hpp"
+
+namespace likeness {
+namespace {
+
+class FileTextDump final : public TextDump {
+public:
+    FileTextDump(const std::string& path, std::function<void()> onFailure)
+        : file_(path), onFailure_(std::move(onFailure)) {}
+
+    ~FileTextDump() override {
+        if (!file_.close()) {
+            onFailure_();
+        }
+    }
+
+    void write(std::string_view text) override {
+        const std::scoped_lock lock(mutex_);
+        file_.write(text);
+    }
+
+private:
+    std::mutex mutex_;
+    OutputFile file_;
+    std::function<void()> onFailure_;
+};
+
+class DroppedTextDump final : public TextDump {
+public:
+    void write(std::string_view /*text*/) override {}
+};
+
+class DroppedDiagnostics final : public Diagnostics {
+public:
+    bool wantsFiles() const noexcept override { return false; }
+    bool wantsMessages() const noexcept override { return false; }
+    void writeImage(const std::string& /*name*/, const cv::Mat& /*image*/) const override {}
+    void writeMap(const std::string& /*name*/, const cv::Mat& /*map*/, int /*rows*/, int /*cols*/) const override {}
+    std::unique_ptr<TextDump> openText(const std::string& /*name*/) const override {
+        return std::make_unique<DroppedTextDump>();
+    }
+    void print(std::string_view /*text*/) const override {}
+};
+
+std::string extensionOf(const std::string& name) {
+    const std::size_t dot = name.rfind('.');
+    return dot == std::string::npos ? std::string() : name.substr(dot);
+}
+
+}  // namespace
+
+DirectoryDiagnostics::DirectoryDiagnostics(std::string directory, Messages messages)
+    : directory_(std::move(directory)), messages_(messages) {}
+
+std::string DirectoryDiagnostics::path(const std::string& name) const {
+    return directory_.empty() ? name : directory_ + '/' + name;
+}
+
+void DirectoryDiagnostics::writeFile(const std::string& name,
+                                     const std::function<bool(const std::string& path)>& write) const {
+    const std::scoped_lock lock(files_);
+    if (!write(path(name))) {
+        failures_.insert(name);
+    }
+}
+
+void DirectoryDiagnostics::writeImage(const std::string& name, const cv::Mat& image) const {
+    if (image.empty()) {
+        return;
+    }
+    // Encoded outside the lock, so that threads wait only for the disk.
+    std::vector<uchar> bytes;
+    bool encoded = false;
+    try {
+        encoded = cv::imencode(extensionOf(name), image, bytes);
+    } catch (const cv::Exception&) {
+        encoded = false;  // no such format, or not for this image: a dump that cannot be kept
+    }
+    writeFile(name, [&](const std::string& path) {
+        if (!encoded) {
+            return false;
+        }
+        OutputFile file(path);
+        file.write({reinterpret_cast<const char*>(bytes.data()), bytes.size()});
+        return file.close();
+    });
+}
+
+void DirectoryDiagnostics::writeMap(const std::string& name, const cv::Mat& map, int rows, int cols) const {
+    writeFile(name, [&](const std::string& path) { return writeMapText(path, map, rows, cols); });
+}
+
+std::unique_ptr<TextDump> DirectoryDiagnostics::openText(const std::string& name) const {
+    return std::make_unique<FileTextDump>(path(name), [this, name] {
+        const std::scoped_lock lock(files_);
+        failures_.insert(name);
+    });
+}
+
+void DirectoryDiagnostics::print(std::string_view text) const {
+    if (messages_ == Messages::toStandardOutput) {
+        const std::scoped_lock lock(output_);
+        std::cout.write(text.data(), static_cast<std::streamsize>(text.size())).flush();
+    }
+}
+
+std::vector<std::string> DirectoryDiagnostics::failures() const {
+    const std::scoped_lock lock(files_);
+    return {failures_.begin(), failures_.end()};
+}
+
+const Diagnostics& workingDirectory() {
+    static const DirectoryDiagnostics diagnostics{std::string()};
+    return diagnostics;
+}
+
+const Diagnostics& dropAll() {
+    static const DroppedDiagnostics diagnostics;
+    return diagnostics;
+}
+
+}  // namespace likeness
