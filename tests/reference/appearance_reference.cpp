@@ -1,0 +1,1 @@
+#include "reference/appearance_reference.hpp"

@@ -1,0 +1,1 @@
+#include "reference/color_reference.hpp"

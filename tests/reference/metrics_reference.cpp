@@ -1,0 +1,1 @@
+#include "reference/metrics_reference.hpp"
