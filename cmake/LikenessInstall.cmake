@@ -1,0 +1,56 @@
+# Install rules: the program, the library with its headers, the CMake package, the pkg-config file and the man page.
+include(CMakePackageConfigHelpers)
+
+set(package_dir "${CMAKE_INSTALL_LIBDIR}/cmake/likeness")
+
+install(TARGETS likeness_cli COMPONENT program)
+install(
+    TARGETS likeness
+    EXPORT likenessTargets
+    LIBRARY COMPONENT library NAMELINK_COMPONENT development
+    ARCHIVE COMPONENT development
+    FILE_SET HEADERS
+    DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/likeness
+    COMPONENT development)
+install(
+    EXPORT likenessTargets
+    NAMESPACE likeness::
+    DESTINATION ${package_dir}
+    COMPONENT development)
+
+configure_package_config_file("${CMAKE_CURRENT_LIST_DIR}/likenessConfig.cmake.in"
+                              "${PROJECT_BINARY_DIR}/likenessConfig.cmake" INSTALL_DESTINATION ${package_dir})
+write_basic_package_version_file("${PROJECT_BINARY_DIR}/likenessConfigVersion.cmake" COMPATIBILITY SameMinorVersion)
+install(
+    FILES "${PROJECT_BINARY_DIR}/likenessConfig.cmake" "${PROJECT_BINARY_DIR}/likenessConfigVersion.cmake"
+          "${CMAKE_CURRENT_LIST_DIR}/FindSLEEF.cmake"
+    DESTINATION ${package_dir}
+    COMPONENT development)
+
+# A static library needs what it was built with on the link line of its users. The image library's own pkg-config file
+# would link all of its modules, so the few that are needed are named here.
+set(pkgconfig_libs "-llikeness")
+set(pkgconfig_private "-lopencv_imgcodecs")
+if(TARGET SLEEF::SLEEF)
+    string(APPEND pkgconfig_private " -lsleef")
+endif()
+string(APPEND pkgconfig_private " -pthread")
+get_target_property(likeness_type likeness TYPE)
+if(likeness_type STREQUAL "STATIC_LIBRARY")
+    string(APPEND pkgconfig_libs " ${pkgconfig_private}")
+    set(pkgconfig_private "")
+endif()
+string(APPEND pkgconfig_libs " -lopencv_core")
+list(TRANSFORM OpenCV_INCLUDE_DIRS PREPEND "-I" OUTPUT_VARIABLE pkgconfig_includes)
+list(JOIN pkgconfig_includes " " pkgconfig_includes)
+file(RELATIVE_PATH pkgconfig_to_prefix "/${CMAKE_INSTALL_LIBDIR}/pkgconfig" "/")
+configure_file("${CMAKE_CURRENT_LIST_DIR}/likeness.pc.in" "${PROJECT_BINARY_DIR}/likeness.pc" @ONLY)
+install(
+    FILES "${PROJECT_BINARY_DIR}/likeness.pc"
+    DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig
+    COMPONENT development)
+
+install(
+    FILES "${PROJECT_SOURCE_DIR}/man/likeness.1"
+    DESTINATION ${CMAKE_INSTALL_MANDIR}/man1
+    COMPONENT program)

@@ -1,0 +1,77 @@
+#include "app/photograph_reader.hpp"
+
+#include <unistd.h>
+
+#include <cstdio>
+#include <memory>
+#include <opencv2/core/utils/logger.hpp>
+#include <opencv2/imgcodecs.hpp>
+#include <sstream>
+
+namespace likeness {
+namespace {
+
+/// Takes what is written to standard error from construction to `release()`.
+class StandardErrorCapture {
+public:
+    StandardErrorCapture() : file_(std::tmpfile(), &std::fclose) {
+        std::fflush(stderr);
+        if (file_ != nullptr) {
+            previous_ = ::dup(STDERR_FILENO);
+            ::dup2(::fileno(file_.get()), STDERR_FILENO);
+        }
+    }
+    ~StandardErrorCapture() { restore(); }
+    StandardErrorCapture(const StandardErrorCapture&) = delete;
+    StandardErrorCapture& operator=(const StandardErrorCapture&) = delete;
+
+    /// Gives standard error back and returns the lines that were taken.
+    std::vector<std::string> release() {
+        restore();
+        std::vector<std::string> lines;
+        if (file_ != nullptr) {
+            std::rewind(file_.get());
+            std::string text;
+            char buffer[512];
+            for (std::size_t n = 0; (n = std::fread(buffer, 1, sizeof buffer, file_.get())) > 0;) {
+                text.append(buffer, n);
+            }
+            std::istringstream stream(text);
+            for (std::string line; std::getline(stream, line);) {
+                lines.push_back(line);
+            }
+        }
+        return lines;
+    }
+
+private:
+    void restore() {
+        if (previous_ >= 0) {
+            std::fflush(stderr);
+            ::dup2(previous_, STDERR_FILENO);
+            ::close(previous_);
+            previous_ = -1;
+        }
+    }
+
+    std::unique_ptr<std::FILE, int (*)(std::FILE*)> file_;
+    int previous_ = -1;
+};
+
+}  // namespace
+
+PhotographRead readPhotograph(const std::string& path) {
+    // The image library's own log line about a missing file would say less than its caller does.
+    cv::utils::logging::setLogLevel(cv::utils::logging::LOG_LEVEL_SILENT);
+    StandardErrorCapture capture;
+    PhotographRead result;
+    try {
+        result.bgr = cv::imread(path, cv::IMREAD_COLOR);
+    } catch (const cv::Exception&) {
+        result.bgr.release();
+    }
+    result.remarks = capture.release();
+    return result;
+}
+
+}  // namespace likeness

@@ -1,0 +1,33 @@
+#!/usr/bin/env bash
+# Installs a build into a staging folder and builds the consumer against it, then against the checkout itself.
+# usage: check.sh SOURCE BUILD SCRATCH
+set -euo pipefail
+source=$1 build=$2 scratch=$3
+rm -rf "$scratch"
+mkdir -p "$scratch"
+
+cmake --install "$build" --prefix "$scratch/stage" >"$scratch/install.log"
+cd "$scratch"
+line=$("$scratch/stage/bin/likeness" "$source/examples/photos/cat.jpg" "$source/examples/photos/cat.jpg")
+[ "$line" = "1,1,1,1,1" ] || { echo "the installed program printed '$line'"; exit 1; }
+[ -f "$scratch/stage/share/man/man1/likeness.1" ] || { echo "no man page"; exit 1; }
+
+for way in installed subdirectory; do
+    options=(-DCMAKE_BUILD_TYPE=Release)
+    if [ $way = installed ]; then
+        options+=("-DCMAKE_PREFIX_PATH=$scratch/stage")
+    else
+        options+=("-DLIKENESS_SOURCE=$source")
+    fi
+    cmake -G Ninja -S "$source/tests/consumer" -B "$scratch/$way" "${options[@]}" >"$scratch/$way.log"
+    cmake --build "$scratch/$way" >>"$scratch/$way.log" || { cat "$scratch/$way.log"; exit 1; }
+    "$scratch/$way/consumer"
+done
+
+if command -v pkg-config >/dev/null; then
+    pkg_config_path=$(dirname "$(find "$scratch/stage" -name likeness.pc)")
+    # shellcheck disable=SC2046 # the flags are words
+    c++ -std=c++20 -w "$source/tests/consumer/main.cpp" -o "$scratch/with-pkg-config" \
+        $(PKG_CONFIG_PATH=$pkg_config_path pkg-config --cflags --libs likeness)
+    "$scratch/with-pkg-config"
+fi

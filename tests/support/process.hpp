@@ -1,0 +1,26 @@
+#pragma once
+
+#include <filesystem>
+#include <string>
+#include <sys/types.h>
+#include <vector>
+
+namespace likeness::testing {
+
+struct Outcome {
+    int status = -1;  ///< exit status, or 1000 + signal
+    std::string out;
+    std::string err;
+};
+
+/// Runs a program in a folder and waits for it.
+/// @param arguments  the program's path first
+Outcome run(const std::vector<std::string>& arguments, const std::filesystem::path& workingDirectory);
+
+/// Starts a program in a folder, its output thrown away.
+::pid_t start(const std::vector<std::string>& arguments, const std::filesystem::path& workingDirectory);
+
+/// Waits for a started program and returns its status as in `Outcome`.
+int statusOf(::pid_t process);
+
+}  // namespace likeness::testing
