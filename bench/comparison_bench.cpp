@@ -1,0 +1,184 @@
+// Times the whole program against a floor (only decoding, encoding and writing), the library call against decoding, and
+// both against the literal chain, as whole processes in one run; prints medians and ratios.
+#include <fcntl.h>
+#include <sys/resource.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <chrono>
+#include <cstdio>
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <iostream>
+#include <map>
+#include <sstream>
+#include <string>
+#include <thread>
+#include <vector>
+
+namespace {
+
+namespace fs = std::filesystem;
+
+struct Run {
+    double wall = 0;            // ms
+    double cpu = 0;             // ms
+    double peak = 0;            // MiB
+    double decoding = 0;        // ms, as the stage says
+    double afterDecoding = 0;   // ms, as the stage says
+};
+
+Run run(const std::vector<std::string>& command) {
+    std::vector<char*> argv;
+    for (const std::string& word : command) {
+        argv.push_back(const_cast<char*>(word.c_str()));
+    }
+    argv.push_back(nullptr);
+    const auto start = std::chrono::steady_clock::now();
+    const ::pid_t child = ::fork();
+    if (child == 0) {
+        const int out = ::open("stage-output", O_WRONLY | O_CREAT | O_TRUNC, 0666);
+        const int null = ::open("/dev/null", O_WRONLY);
+        ::dup2(out, 1);
+        ::dup2(null, 2);
+        ::execv(argv[0], argv.data());
+        ::_exit(127);
+    }
+    int status = 0;
+    ::rusage usage{};
+    if (child < 0 || ::wait4(child, &status, 0, &usage) != child || !WIFEXITED(status) || WEXITSTATUS(status) != 0) {
+        std::cerr << "failed: " << command[0] << ' ' << command[1] << '\n';
+        std::exit(1);
+    }
+    Run result;
+    result.wall = std::chrono::duration<double, std::milli>(std::chrono::steady_clock::now() - start).count();
+    const auto ms = [](const ::timeval& t) { return static_cast<double>(t.tv_sec) * 1e3 + static_cast<double>(t.tv_usec) / 1e3; };
+    result.cpu = ms(usage.ru_utime) + ms(usage.ru_stime);
+    result.peak = static_cast<double>(usage.ru_maxrss) / 1024;
+    std::ifstream("stage-output") >> result.decoding >> result.afterDecoding;
+    return result;
+}
+
+double median(std::vector<double> values) {
+    std::sort(values.begin(), values.end());
+    const std::size_t middle = values.size() / 2;
+    return values.size() % 2 == 1 ? values[middle] : (values[middle - 1] + values[middle]) / 2;
+}
+
+template <typename Of>
+std::vector<double> column(const std::vector<Run>& runs, Of of) {
+    std::vector<double> values;
+    for (const Run& one : runs) {
+        values.push_back(of(one));
+    }
+    return values;
+}
+
+/// Ratios run by run: the stages take turns, so that a drift of the machine's speed cancels.
+std::vector<double> ratios(const std::vector<double>& a, const std::vector<double>& b) {
+    std::vector<double> result;
+    for (std::size_t i = 0; i < a.size() && i < b.size(); ++i) {
+        result.push_back(a[i] / b[i]);
+    }
+    return result;
+}
+
+void print(const char* name, const std::vector<Run>& runs) {
+    const std::vector<double> wall = column(runs, [](const Run& r) { return r.wall; });
+    std::printf("  %-34s %9.0f ms  (%.0f to %.0f)  cpu %7.0f ms  peak %6.0f MiB\n", name, median(wall),
+                *std::min_element(wall.begin(), wall.end()), *std::max_element(wall.begin(), wall.end()),
+                median(column(runs, [](const Run& r) { return r.cpu; })),
+                median(column(runs, [](const Run& r) { return r.peak; })));
+}
+
+void printRatio(const char* name, const std::vector<double>& values) {
+    std::printf("  %-58s %7.2f  (%.2f to %.2f)\n", name, median(values),
+                *std::min_element(values.begin(), values.end()), *std::max_element(values.begin(), values.end()));
+}
+
+void bench(const std::string& program, const std::string& stages, int width, int height, int repetitions, bool literal) {
+    const std::vector<std::string> pair = {"first.jpg", "second.jpg"};
+    const std::string w = std::to_string(width);
+    const std::string h = std::to_string(height);
+    run({stages, "make", "coffee.jpg", w, h, "1", pair[0]});
+    run({stages, "make", "cat.jpg", w, h, "2", pair[1]});
+    std::printf("%.1f megapixels each (%s x %s), files of %.1f and %.1f MB\n", width * 1e-6 * height, w.c_str(),
+                h.c_str(), static_cast<double>(fs::file_size(pair[0])) * 1e-6,
+                static_cast<double>(fs::file_size(pair[1])) * 1e-6);
+
+    // One run of the program for each photograph tells how much text its brightness dump has.
+    run({program, pair[1], pair[0]});
+    const std::string firstText = std::to_string(fs::file_size("10_in.txt"));
+    run({program, pair[0], pair[1]});
+    const std::string secondText = std::to_string(fs::file_size("10_in.txt"));
+
+    std::map<std::string, std::vector<Run>> runs;
+    const auto dumpBytes = [] {
+        std::ostringstream text;
+        for (const char* name : {"A_before.jpg", "mask.jpg", "t_before.jpg"}) {
+            text << fs::file_size(name) / 1024 << " KiB ";
+        }
+        return text.str();
+    };
+    std::string programDumps;
+    std::string floorDumps;
+    for (int i = 0; i < repetitions; ++i) {
+        runs["program"].push_back(run({program, pair[0], pair[1]}));
+        programDumps = dumpBytes();
+        runs["floor"].push_back(run({stages, "floor", pair[0], pair[1], firstText, secondText}));
+        floorDumps = dumpBytes();
+        runs["library"].push_back(run({stages, "library", pair[0], pair[1]}));
+        runs["decode"].push_back(run({stages, "decode", pair[0], pair[1]}));
+    }
+    if (literal) {
+        runs["literal"].push_back(run({stages, "literal", pair[0], pair[1]}));
+    }
+    print("whole program, with all dumps", runs["program"]);
+    print("floor: decode, encode, write", runs["floor"]);
+    print("decode and library call, no dumps", runs["library"]);
+    print("decode only", runs["decode"]);
+    if (literal) {
+        print("literal chain, with all dumps", runs["literal"]);
+    }
+    std::printf("  JPEG dumps (A, mask, t): program %s, floor %s; text %s bytes\n", programDumps.c_str(),
+                floorDumps.c_str(), secondText.c_str());
+
+    const auto wall = [](const Run& r) { return r.wall; };
+    printRatio("program / floor, whole processes", ratios(column(runs["program"], wall), column(runs["floor"], wall)));
+    printRatio("(decode + library call) / decode, inside the process",
+               ratios(column(runs["library"], [](const Run& r) { return r.decoding + r.afterDecoding; }),
+                      column(runs["decode"], [](const Run& r) { return r.decoding; })));
+    printRatio("library call / decode, inside the process",
+               ratios(column(runs["library"], [](const Run& r) { return r.afterDecoding; }),
+                      column(runs["decode"], [](const Run& r) { return r.decoding; })));
+    if (literal) {
+        printRatio("literal / program, whole processes",
+                   {runs["literal"].front().wall / median(column(runs["program"], wall))});
+    }
+    std::puts("");
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+    if (argc < 4) {
+        std::cerr << "usage: comparison_bench PROGRAM STAGES SCRATCH_FOLDER [REPETITIONS] [small]\n";
+        return 2;
+    }
+    const std::string program = fs::absolute(argv[1]);
+    const std::string stages = fs::absolute(argv[2]);
+    fs::create_directories(argv[3]);
+    fs::current_path(argv[3]);
+    const int repetitions = argc > 4 ? std::max(1, std::atoi(argv[4])) : 7;
+    if (argc > 5 && std::string(argv[5]) == "small") {
+        bench(program, stages, 800, 600, repetitions, true);
+        return 0;
+    }
+    std::printf("%u processors, %d repetitions in turn, medians (least to greatest)\n\n",
+                std::thread::hardware_concurrency(), repetitions);
+    bench(program, stages, 3264, 2448, repetitions, true);
+    bench(program, stages, 5184, 3456, repetitions, false);
+    return 0;
+}
