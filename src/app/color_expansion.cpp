@@ -52,8 +52,10 @@ void ColorExpansion::handOn() {
 }
 
 void ColorExpansion::handOnImages() const {
+    cv::Mat expanded;
     for (const Image& image : images_) {
-        receiver_.writeImage(image.name, expandColors(image.perColor, indices_));
+        expandColors(image.perColor, indices_, expanded);
+        receiver_.writeImage(image.name, expanded);
     }
 }
 

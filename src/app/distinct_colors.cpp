@@ -68,37 +68,33 @@ DistinctColors ColorCounter::count(const cv::Mat& photograph, bool withIndices) 
     const std::unique_ptr<std::vector<cv::Vec3b>, decltype(clearAtExit)> cleared(&colors, clearAtExit);
     const auto enter = [&colors](const uchar* pixel) { colors.emplace_back(pixel[0], pixel[1], pixel[2]); };
 
+    for (int i = 0; i < photograph.rows; ++i) {
+        const uchar* pixel = photograph.ptr<uchar>(i);
+        for (int j = 0; j < photograph.cols; ++j, pixel += 3) {
+            if (entries[slotOf(pixel)]++ == 0) {
+                enter(pixel);
+            }
+        }
+    }
+    result.counts.reserve(colors.size());
+    for (const cv::Vec3b& color : colors) {
+        result.counts.push_back(entries[slotOf(color.val)]);
+    }
     if (withIndices) {
-        // An entry is one more than the index of its colour.
-        result.indices.create(photograph.size(), CV_32S);
-        for (int i = 0; i < photograph.rows; ++i) {
-            const uchar* pixel = photograph.ptr<uchar>(i);
-            int* const index = result.indices.ptr<int>(i);
-            for (int j = 0; j < photograph.cols; ++j, pixel += 3) {
-                std::uint32_t& entry = entries[slotOf(pixel)];
-                if (entry == 0) {
-                    enter(pixel);
-                    result.counts.push_back(0);
-                    entry = static_cast<std::uint32_t>(colors.size());
-                }
-                ++result.counts[entry - 1];
-                index[j] = static_cast<int>(entry - 1);
-            }
-        }
-    } else {
-        // An entry is the count itself.
-        for (int i = 0; i < photograph.rows; ++i) {
-            const uchar* pixel = photograph.ptr<uchar>(i);
-            for (int j = 0; j < photograph.cols; ++j, pixel += 3) {
-                if (entries[slotOf(pixel)]++ == 0) {
-                    enter(pixel);
-                }
-            }
-        }
-        result.counts.reserve(colors.size());
+        // A second walk that only reads the table is faster than keeping count and index up to date in one.
+        std::uint32_t next = 0;
         for (const cv::Vec3b& color : colors) {
-            result.counts.push_back(entries[slotOf(color.val)]);
+            entries[slotOf(color.val)] = next++;
         }
+        indices_.create(photograph.size(), CV_32S);
+        for (int i = 0; i < photograph.rows; ++i) {
+            const uchar* pixel = photograph.ptr<uchar>(i);
+            auto* const index = indices_.ptr<std::uint32_t>(i);
+            for (int j = 0; j < photograph.cols; ++j, pixel += 3) {
+                index[j] = entries[slotOf(pixel)];
+            }
+        }
+        result.indices = indices_;
     }
     if (!colors.empty()) {
         result.bgr = cv::Mat(1, static_cast<int>(colors.size()), CV_8UC3, colors.data()).clone();
@@ -122,8 +118,8 @@ void expandElements(const cv::Mat& perColor, const cv::Mat& indices, cv::Mat& ex
 
 }  // namespace
 
-cv::Mat expandColors(const cv::Mat& perColor, const cv::Mat& indices) {
-    cv::Mat expanded(indices.size(), perColor.type());
+void expandColors(const cv::Mat& perColor, const cv::Mat& indices, cv::Mat& expanded) {
+    expanded.create(indices.size(), perColor.type());
     const std::size_t bytes = perColor.elemSize();
     if (bytes == 1) {
         expandElements<uchar>(perColor, indices, expanded);
@@ -139,7 +135,6 @@ cv::Mat expandColors(const cv::Mat& perColor, const cv::Mat& indices) {
             }
         }
     }
-    return expanded;
 }
 
 }  // namespace likeness

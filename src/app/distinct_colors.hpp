@@ -15,7 +15,8 @@ namespace likeness {
 struct DistinctColors {
     cv::Mat bgr;                        ///< 1 x K, CV_8UC3: each colour once
     std::vector<std::uint32_t> counts;  ///< K: how many pixels have it
-    cv::Mat indices;                    ///< rows x cols, CV_32S: the colour of each pixel; empty if not asked for
+    cv::Mat indices;                    ///< rows x cols, CV_32S: the colour of each pixel; empty if not asked for,
+                                        ///< and overwritten when the counter counts the next photograph
 };
 
 /// Counts colours in a table of all 2^24. The table takes 64 MiB of address space, of which a photograph touches a
@@ -35,12 +36,13 @@ public:
 private:
     struct Table;
     std::unique_ptr<Table> table_;
+    cv::Mat indices_;
 };
 
 /// Puts the value of each pixel's colour into the pixel.
 /// @param perColor  1 x K, any type
 /// @param indices   CV_32S, each in [0, K)
-/// @return          image of the size of `indices` and the type of `perColor`
-cv::Mat expandColors(const cv::Mat& perColor, const cv::Mat& indices);
+/// @param expanded  becomes an image of the size of `indices` and the type of `perColor`
+void expandColors(const cv::Mat& perColor, const cv::Mat& indices, cv::Mat& expanded);
 
 }  // namespace likeness
