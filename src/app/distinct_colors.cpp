@@ -4,6 +4,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <new>
+#include <unordered_map>
 
 namespace likeness {
 namespace {
@@ -35,9 +36,10 @@ inline std::uint32_t slotOf(const uchar* bgr) noexcept {
 
 }  // namespace
 
+// calloc hands out untouched pages: those that no colour falls on never become memory.
+template <typename Entry>
 struct ColorCounter::Table {
-    // calloc hands out untouched pages: those that no colour falls on never become memory.
-    Table() : entries(static_cast<std::uint32_t*>(std::calloc(tableSize, sizeof(std::uint32_t)))) {
+    Table() : entries(static_cast<Entry*>(std::calloc(tableSize, sizeof(Entry)))) {
         if (entries == nullptr) {
             throw std::bad_alloc();
         }
@@ -46,60 +48,83 @@ struct ColorCounter::Table {
     Table(const Table&) = delete;
     Table& operator=(const Table&) = delete;
 
-    /// Makes the entries of `colors` zero again.
-    void clear(const std::vector<cv::Vec3b>& colors) noexcept {
-        for (const cv::Vec3b& color : colors) {
-            entries[slotOf(color.val)] = 0;
-        }
-    }
-
-    std::uint32_t* entries;
+    Entry* entries;
 };
 
-ColorCounter::ColorCounter() : table_(std::make_unique<Table>()) {}
+ColorCounter::ColorCounter() : counts_(std::make_unique<Table<std::uint8_t>>()) {}
 ColorCounter::~ColorCounter() = default;
 
 DistinctColors ColorCounter::count(const cv::Mat& photograph, bool withIndices) {
-    std::uint32_t* const entries = table_->entries;
     DistinctColors result;
     std::vector<cv::Vec3b> colors;
+    std::uint8_t* const entries = counts_->entries;
     // Also when memory runs out on the way: the next photograph must find an empty table.
-    const auto clearAtExit = [this](const std::vector<cv::Vec3b>* entered) { table_->clear(*entered); };
-    const std::unique_ptr<std::vector<cv::Vec3b>, decltype(clearAtExit)> cleared(&colors, clearAtExit);
-    const auto enter = [&colors](const uchar* pixel) { colors.emplace_back(pixel[0], pixel[1], pixel[2]); };
+    const auto clear = [entries](const std::vector<cv::Vec3b>* entered) {
+        for (const cv::Vec3b& color : *entered) {
+            entries[slotOf(color.val)] = 0;
+        }
+    };
+    const std::unique_ptr<std::vector<cv::Vec3b>, decltype(clear)> clearedAtExit(&colors, clear);
 
+    // An entry of one byte keeps the table in the cache. It counts from 1 to 254; the next pixel of the colour carries
+    // 254 over and leaves 1. 255 marks, after the walk, a colour with a carry.
+    constexpr std::uint8_t full = 254;
+    constexpr std::uint8_t carried = 255;
+    std::vector<std::uint32_t> carries;
     for (int i = 0; i < photograph.rows; ++i) {
         const uchar* pixel = photograph.ptr<uchar>(i);
         for (int j = 0; j < photograph.cols; ++j, pixel += 3) {
-            if (entries[slotOf(pixel)]++ == 0) {
-                enter(pixel);
+            const std::uint32_t slot = slotOf(pixel);
+            const std::uint8_t seen = entries[slot];
+            entries[slot] = static_cast<std::uint8_t>(seen + 1);
+            if (static_cast<std::uint8_t>(seen - 1) >= full - 1) {  // 0 or full
+                if (seen == 0) {
+                    colors.emplace_back(pixel[0], pixel[1], pixel[2]);
+                } else {
+                    entries[slot] = 1;
+                    carries.push_back(slot);
+                }
             }
         }
+    }
+    std::unordered_map<std::uint32_t, std::uint32_t> totals;
+    for (const std::uint32_t slot : carries) {
+        const auto [total, first] = totals.try_emplace(slot, entries[slot]);
+        entries[slot] = carried;
+        total->second += full;
     }
     result.counts.reserve(colors.size());
     for (const cv::Vec3b& color : colors) {
-        result.counts.push_back(entries[slotOf(color.val)]);
+        const std::uint32_t slot = slotOf(color.val);
+        result.counts.push_back(entries[slot] == carried ? totals[slot] : entries[slot]);
     }
     if (withIndices) {
-        // A second walk that only reads the table is faster than keeping count and index up to date in one.
-        std::uint32_t next = 0;
-        for (const cv::Vec3b& color : colors) {
-            entries[slotOf(color.val)] = next++;
-        }
-        indices_.create(photograph.size(), CV_32S);
-        for (int i = 0; i < photograph.rows; ++i) {
-            const uchar* pixel = photograph.ptr<uchar>(i);
-            auto* const index = indices_.ptr<std::uint32_t>(i);
-            for (int j = 0; j < photograph.cols; ++j, pixel += 3) {
-                index[j] = entries[slotOf(pixel)];
-            }
-        }
-        result.indices = indices_;
+        result.indices = indicesOf(photograph, colors);
     }
     if (!colors.empty()) {
         result.bgr = cv::Mat(1, static_cast<int>(colors.size()), CV_8UC3, colors.data()).clone();
     }
     return result;
+}
+
+cv::Mat ColorCounter::indicesOf(const cv::Mat& photograph, const std::vector<cv::Vec3b>& colors) {
+    if (placeOf_ == nullptr) {
+        placeOf_ = std::make_unique<Table<std::uint32_t>>();
+    }
+    std::uint32_t* const places = placeOf_->entries;  // need not be cleared: every colour of the photograph is set
+    std::uint32_t next = 0;
+    for (const cv::Vec3b& color : colors) {
+        places[slotOf(color.val)] = next++;
+    }
+    indices_.create(photograph.size(), CV_32S);
+    for (int i = 0; i < photograph.rows; ++i) {
+        const uchar* pixel = photograph.ptr<uchar>(i);
+        auto* const index = indices_.ptr<std::uint32_t>(i);
+        for (int j = 0; j < photograph.cols; ++j, pixel += 3) {
+            index[j] = places[slotOf(pixel)];
+        }
+    }
+    return indices_;
 }
 
 namespace {

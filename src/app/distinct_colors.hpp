@@ -19,9 +19,8 @@ struct DistinctColors {
                                         ///< and overwritten when the counter counts the next photograph
 };
 
-/// Counts colours in a table of all 2^24. The table takes 64 MiB of address space, of which a photograph touches a
-/// part; it is kept for the next photograph, for which only the entries that were used are cleared. One thread at a
-/// time.
+/// Counts colours in a table of all 2^24, and finds their indices in a second one. The tables take 16 and 64 MiB of address
+/// space, of which a photograph touches a part; they are kept for the next photograph. One thread at a time.
 class ColorCounter {
 public:
     ColorCounter();
@@ -34,8 +33,13 @@ public:
     DistinctColors count(const cv::Mat& photograph, bool withIndices);
 
 private:
+    template <typename Entry>
     struct Table;
-    std::unique_ptr<Table> table_;
+
+    cv::Mat indicesOf(const cv::Mat& photograph, const std::vector<cv::Vec3b>& colors);
+
+    std::unique_ptr<Table<std::uint8_t>> counts_;
+    std::unique_ptr<Table<std::uint32_t>> placeOf_;  // made when indices are first asked for
     cv::Mat indices_;
 };
 
