@@ -19,8 +19,8 @@ struct DistinctColors {
                                         ///< and overwritten when the counter counts the next photograph
 };
 
-/// Counts colours in a table of all 2^24, and finds their indices in a second one. The tables take 16 and 64 MiB of address
-/// space, of which a photograph touches a part; they are kept for the next photograph. One thread at a time.
+/// Counts colours in a table of all 2^24, and finds their indices in a second one. The tables take 16 and 64 MiB of
+/// address space, of which a photograph touches a part; they are kept for the next photograph. One thread at a time.
 class ColorCounter {
 public:
     ColorCounter();

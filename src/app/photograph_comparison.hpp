@@ -45,7 +45,8 @@ AppearanceDistributions appearanceDistributions(const cv::Mat& photograph, Color
 LikenessCoefficients compareDistributions(const AppearanceDistributions& first, const AppearanceDistributions& second);
 
 /// Compares two photographs, CV_8UC3 in B, G, R order, which may differ in size. Without dumps the two are analysed at
-/// the same time on two threads; with dumps one after the other, so that those of the second replace those of the first.
+/// the same time on two threads; with dumps one after the other, so that those of the second replace those of the
+/// first.
 ///
 /// @throws std::invalid_argument  if a photograph is of another type
 LikenessCoefficients comparePhotographs(const cv::Mat& first, const cv::Mat& second,

@@ -36,7 +36,9 @@ private:
     double value_;
 };
 
-double fourthRoot(float level) { return std::pow(static_cast<double>(level), 0.25); }
+double fourthRoot(float level) {
+    return std::pow(static_cast<double>(level), 0.25);
+}
 
 double chromaOfBackground(float n) {
     return std::pow(1.64 - std::pow(0.29, static_cast<double>(n)), 0.73);
@@ -46,7 +48,9 @@ double hueDegrees(float b, float a) {
     return std::atan2(static_cast<double>(b), static_cast<double>(a)) * 180.0 / pi;
 }
 
-double eccentricityOf(float hue) { return (std::cos(static_cast<double>(hue) * pi / 180.0 + 2.0) + 3.8) / 4.0; }
+double eccentricityOf(float hue) {
+    return (std::cos(static_cast<double>(hue) * pi / 180.0 + 2.0) + 3.8) / 4.0;
+}
 
 void hueOfBlock(const float* a, const float* b, float* hue, float* eccentricity, std::size_t count) {
     double y[blockSize] = {};
@@ -173,9 +177,8 @@ void computeChroma(cv::Mat& nl, cv::Mat& a, cv::Mat& b, cv::Mat& J, cv::Mat& ecc
             for (std::size_t j = 0; j < count; ++j) {
                 const double root = std::sqrt(lightness[j] / 100.0);
                 const double factor = backgroundFactor(background[j]);
-                chroma[j] = roundedOr(power[j] * root * factor, [&] {
-                    return std::pow(static_cast<double>(magnitude[j]), 0.9) * root * factor;
-                });
+                chroma[j] = roundedOr(power[j] * root * factor,
+                                      [&] { return std::pow(static_cast<double>(magnitude[j]), 0.9) * root * factor; });
             }
         });
     }

@@ -40,8 +40,8 @@ void sRGBInverseCompandingOfRow(const float* encoded, float* linear, std::size_t
         powBlock(power, 2.4, power, n);
         for (std::size_t i = 0; i < n; ++i) {
             const float v = in[i];
-            out[i] = v <= 0.04045 ? sRGBInverseCompanding(v)
-                                  : roundedOr(power[i], [v] { return sRGBInverseCompanding(v); });
+            out[i] =
+                v <= 0.04045 ? sRGBInverseCompanding(v) : roundedOr(power[i], [v] { return sRGBInverseCompanding(v); });
         }
     });
 }

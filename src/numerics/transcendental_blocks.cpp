@@ -74,6 +74,8 @@ void tanBlock(const double* angle, double* out, std::size_t count) {
     }
 }
 
-const char* blockInstructionSet() noexcept { return useAvx2() ? "avx2" : "scalar"; }
+const char* blockInstructionSet() noexcept {
+    return useAvx2() ? "avx2" : "scalar";
+}
 
 }  // namespace likeness::numerics
