@@ -149,6 +149,13 @@ TEST(PhotographComparison, IsTheLiteralChainOnRowsWithGaps) {
     expectLiteralChainBothWays(view, testing::withGaps(testing::randomPhotograph({50, 40}, 7)));
 }
 
+TEST(PhotographComparison, IsTheLiteralChainOnAnEmptyImage) {
+    const cv::Mat random = testing::randomPhotograph({20, 10}, 8);
+    expectLiteralChainBothWays(random, cv::Mat());
+    expectLiteralChain(cv::Mat(), cv::Mat());
+    EXPECT_EQ(bitsOf(comparePhotographs(cv::Mat(), random)), Bits{});
+}
+
 TEST(PhotographComparison, IsTheLiteralChainBeforeADriftingBackground) {
     // More than 0.67 megapixels: the float mean of the white is no longer 20.
     cv::Mat large;
