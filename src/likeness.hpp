@@ -11,6 +11,7 @@
 #include "app/photograph_comparison.hpp"
 #include "appearance/appearance_correlates.hpp"
 #include "appearance/cone_responses.hpp"
+#include "appearance/inverse_model.hpp"
 #include "appearance/viewing_conditions.hpp"
 #include "color/bgr_xyz.hpp"
 #include "color/chromaticity.hpp"
@@ -21,3 +22,4 @@
 #include "color/sharpened_rgb.hpp"
 #include "color/srgb_companding.hpp"
 #include "diagnostics/diagnostics.hpp"
+#include "exposure/brightness_increase.hpp"
