@@ -21,3 +21,6 @@
 #include "color/sharpened_rgb.hpp"
 #include "color/srgb_companding.hpp"
 #include "diagnostics/diagnostics.hpp"
+#include "exposure/brightness_alignment.hpp"
+#include "structure/optical_flow_alignment.hpp"
+#include "structure/structure_tensor.hpp"
