@@ -89,8 +89,8 @@ TEST(CalculateOpticalFlow, GivesTheInputsBack) {
 
 TEST(CalculateOpticalFlow, FollowsAShiftAndLeavesBlackWhatLiesOutside) {
     constexpr int shift = 4;
-    cv::Mat reference = testing::exampleImage("cat.jpg");
-    cv::Mat moving(reference.size(), reference.type());
+    cv::Mat reference = testing::exampleImage("coffee.jpg");  // textured up to its right edge
+    cv::Mat moving;
     cv::copyMakeBorder(reference.colRange(0, reference.cols - shift), moving, 0, 0, shift, 0, cv::BORDER_REPLICATE);
     const cv::Mat expected = reference.clone();
     cv::Mat out;
@@ -106,8 +106,8 @@ TEST(CalculateOpticalFlow, FollowsAShiftAndLeavesBlackWhatLiesOutside) {
             black += out.at<cv::Vec3f>(i, j) == cv::Vec3f::all(0) ? 1 : 0;
         }
     }
-    EXPECT_GT(same, reference.rows * (inner - 2 * shift) * 9 / 10);
-    EXPECT_GT(black, reference.rows * shift * 8 / 10);
+    EXPECT_GT(same, reference.rows * (inner - 2 * shift) * 85 / 100) << "measured: 90 %; even ground shows no shift";
+    EXPECT_EQ(black, reference.rows * shift);
 }
 
 TEST(CalculateOpticalFlow, FollowsASmoothFieldOfDisplacements) {

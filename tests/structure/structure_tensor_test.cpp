@@ -221,12 +221,18 @@ public:
     mutable std::size_t calls = 0;
 };
 
+/// Lets an allocator serve all images while the object lives.
 class DefaultAllocator {
 public:
-    explicit DefaultAllocator(cv::MatAllocator& allocator) { cv::Mat::setDefaultAllocator(&allocator); }
-    ~DefaultAllocator() { cv::Mat::setDefaultAllocator(nullptr); }
+    explicit DefaultAllocator(cv::MatAllocator& allocator) : previous_(cv::Mat::getDefaultAllocator()) {
+        cv::Mat::setDefaultAllocator(&allocator);
+    }
+    ~DefaultAllocator() { cv::Mat::setDefaultAllocator(previous_); }
     DefaultAllocator(const DefaultAllocator&) = delete;
     DefaultAllocator& operator=(const DefaultAllocator&) = delete;
+
+private:
+    cv::MatAllocator* previous_;
 };
 
 TEST(ComputeStructuralTensor, TakesMemoryOfAFewPlanesAndGivesItBack) {

@@ -40,8 +40,8 @@ TEST(TensorEigenvalues, ValuesByHand) {
     EXPECT_EQ(diagonal.greater, 7);
     EXPECT_EQ(diagonal.lesser, 3);
     const Eigenvalues exchange = symmetricEigenvalues(0, 2, 0);
-    EXPECT_EQ(exchange.greater, 2);
-    EXPECT_EQ(exchange.lesser, -2);
+    EXPECT_FLOAT_EQ(exchange.greater, 2);
+    EXPECT_FLOAT_EQ(exchange.lesser, -2);
     const Eigenvalues golden = symmetricEigenvalues(1, 1, 0);
     EXPECT_FLOAT_EQ(golden.greater, 1.6180340F);
     EXPECT_FLOAT_EQ(golden.lesser, -0.61803399F);
