@@ -30,9 +30,9 @@ namespace likeness {
 ///               V"; the eigenvalues, as the image library's solver and formatter give them (its matrices break over
 ///               lines); and the root, as in "[0, 2;\n 2, 0]eig V[3;\n 1] 2". NaN stand where the solver gives up.
 /// @note         Everything but the filters is evaluated pixel by pixel in float, 0.5 exp(..) + 0.5 in double, in the
-/// order
-///               of the channels, with the roundings of the image library's eigenvalue solver. Takes at most 10 planes
-///               of the image's size (14 where files are wanted), all of them released.
+///               order of the channels, with the roundings of the image library's eigenvalue solver. Works on 32 rows
+///               and those around them that the kernels reach to, in ten planes, and where files are wanted on seven
+///               planes of the image's size. All of it is released.
 void computeStructuralTensor(cv::Mat& image, cv::Mat& out, float size,
                              const Diagnostics& diagnostics = workingDirectory());
 

@@ -133,16 +133,16 @@ TEST(CalculateOpticalFlow, FollowsASmoothFieldOfDisplacements) {
         }
     }
     std::sort(errors.begin(), errors.end());
-    // Measured: 0.12 and 0.60. Without a flow the error is 2 everywhere, with a flow the wrong way round 4.
+    // Measured: 0.13 and 0.78. The displacements themselves, which a flow of 0 would miss, are 2 in the median.
     EXPECT_LT(errors[errors.size() / 2], 0.2);
-    EXPECT_LT(errors[errors.size() * 9 / 10], 1.0);
+    EXPECT_LT(errors[errors.size() * 9 / 10], 1.2);
 
-    // Measured: the photographs differ by 9.4 of 255 before and by 2.5 after, most of it from taking the nearest pixel.
+    // Measured: the photographs differ by 8.5 of 255 in the mean before and by 2.7 after.
     cv::Mat out;
     calculateOpticalFlow(moving, reference, out);
     const double before = cv::norm(moving, reference, cv::NORM_L1);
     const double after = cv::norm(out, reference, cv::NORM_L1);
-    EXPECT_LT(after, before / 3);
+    EXPECT_LT(after, before / 2.5);
 }
 
 TEST(CalculateOpticalFlow, RefusesWhatDoesNotFitAndTouchesNothing) {
