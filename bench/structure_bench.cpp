@@ -46,6 +46,32 @@ void structureTensorLibrary(benchmark::State& state) {
     perPixel(state);
 }
 
+/// Wants every map and lets it go.
+class LookedAt final : public likeness::Diagnostics {
+public:
+    bool wantsFiles() const noexcept override { return true; }
+    bool wantsMessages() const noexcept override { return true; }
+    void writeImage(const std::string& /*name*/, const cv::Mat& image) const override {
+        benchmark::DoNotOptimize(image.data);
+    }
+    void writeMap(const std::string& /*name*/, const cv::Mat& /*map*/, int /*rows*/, int /*cols*/) const override {}
+    std::unique_ptr<likeness::TextDump> openText(const std::string& name) const override {
+        return likeness::dropAll().openText(name);
+    }
+    void print(std::string_view /*text*/) const override {}
+};
+
+void structureTensorAllMaps(benchmark::State& state) {
+    const LookedAt lookedAt;
+    cv::Mat image = photograph(static_cast<double>(state.range(0)) / 255.0);
+    cv::Mat out(image.size(), CV_32F);
+    for (auto _ : state) {
+        likeness::computeStructuralTensor(image, out, 3.0F, lookedAt);
+    }
+    perPixel(state);
+}
+
+/// Makes all maps, too, and writes none.
 void structureTensorLiteral(benchmark::State& state) {
     const cv::Mat image = photograph(static_cast<double>(state.range(0)) / 255.0);
     for (auto _ : state) {
@@ -106,6 +132,11 @@ void brightnessLiteral(benchmark::State& state) {
 }
 
 BENCHMARK(structureTensorLibrary)->Name("structure_tensor/library")->Arg(255)->Arg(1)->Unit(benchmark::kMillisecond);
+BENCHMARK(structureTensorAllMaps)
+    ->Name("structure_tensor/library_all_maps")
+    ->Arg(255)
+    ->Arg(1)
+    ->Unit(benchmark::kMillisecond);
 BENCHMARK(structureTensorLiteral)->Name("structure_tensor/literal")->Arg(255)->Arg(1)->Unit(benchmark::kMillisecond);
 BENCHMARK(opticalFlowLibrary)->Name("optical_flow/library")->Unit(benchmark::kMillisecond);
 BENCHMARK(opticalFlowBare)->Name("optical_flow/flow_and_remap_alone")->Unit(benchmark::kMillisecond);
