@@ -21,3 +21,4 @@
 #include "color/sharpened_rgb.hpp"
 #include "color/srgb_companding.hpp"
 #include "diagnostics/diagnostics.hpp"
+#include "filter/guidedfilter.hpp"
