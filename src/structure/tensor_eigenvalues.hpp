@@ -1,5 +1,4 @@
-// Eigenvalues of symmetric 2 x 2 matrices in single precision, with the roundings of the image library's general
-// solver.
+// Eigenvalues of symmetric 2 x 2 matrices in float, with the roundings of the image library's general solver.
 #pragma once
 
 #include <cmath>
@@ -23,8 +22,7 @@ inline float length(float x, float y) noexcept {
     return longer == 0.0F ? 0.0F : longer * std::sqrt(1.0F + ratio * ratio);
 }
 
-/// One step of the QR iteration with Wilkinson's shift on [d0 e; e d1], e != 0. Two steps make e negligible, mostly
-/// one.
+/// One step of the QR iteration with Wilkinson's shift on [d0 e; e d1], e != 0. One or two steps make e negligible.
 inline void qrStep(float& d0, float& d1, float& e) noexcept {
     const float halfDifference = (d0 - d1) * 0.5F;
     float shift = d1;
