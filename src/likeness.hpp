@@ -21,6 +21,7 @@
 #include "color/sharpened_rgb.hpp"
 #include "color/srgb_companding.hpp"
 #include "diagnostics/diagnostics.hpp"
+#include "filter/guidedfilter.hpp"
 #include "transport/closed_form_map.hpp"
 #include "transport/image_statistics.hpp"
 #include "transport/optimal_transport.hpp"

@@ -60,8 +60,8 @@ float toFullCircle(float hue) noexcept {
 
 void hueOfBlock(const float* pixels, int first, int second, float* hues, std::size_t count) {
     constexpr double neutral = 128.0;
-    double a[numerics::blockSize];
-    double b[numerics::blockSize];
+    double a[numerics::blockSize] = {};
+    double b[numerics::blockSize] = {};
     double angle[numerics::blockSize];
     for (std::size_t j = 0; j < count; ++j, pixels += 3) {
         a[j] = pixels[first] - neutral;
