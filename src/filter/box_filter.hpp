@@ -6,7 +6,7 @@
 namespace likeness {
 
 /// Mean of each window of `side` x `side` pixels around a pixel; at the border the image goes on as its mirror image
-/// without repeating the edge. `mean` gets the depth and channels of `image`; it must be another image.
+/// without repeating the edge. `mean` gets the depth and channels of `image`; it may be `image`.
 inline void boxfilter(const cv::Mat& image, int side, cv::Mat& mean) {
     cv::blur(image, mean, cv::Size(side, side), cv::Point(-1, -1), cv::BORDER_REFLECT_101);
 }

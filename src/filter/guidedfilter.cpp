@@ -3,6 +3,15 @@
 #include "filter/box_filter.hpp"
 #include "filter/plane_quotient.hpp"
 
+// For the loops below: no step touches what another one touches, although planes are written in place.
+#if defined(__clang__)
+#define LIKENESS_INDEPENDENT_STEPS _Pragma("clang loop vectorize(assume_safety)")
+#elif defined(__GNUC__)
+#define LIKENESS_INDEPENDENT_STEPS _Pragma("GCC ivdep")
+#else
+#define LIKENESS_INDEPENDENT_STEPS
+#endif
+
 namespace likeness {
 namespace {
 
@@ -43,6 +52,7 @@ void subtractProductOfMeans(cv::Mat& meanOfProduct, const cv::Mat& meanX, const 
     const T* const x = meanX.ptr<T>();
     const T* const y = meanY.ptr<T>();
     const std::size_t count = meanOfProduct.total();
+    LIKENESS_INDEPENDENT_STEPS
     for (std::size_t j = 0; j < count; ++j) {
         plane[j] = covariance(plane[j], x[j], y[j]);
     }
@@ -61,6 +71,7 @@ void fitLines(cv::Mat& meanIp, cv::Mat& meanP, const cv::Mat& meanI, const cv::M
     const T* const guide = meanI.ptr<T>();
     const T* const variance = varI.ptr<T>();
     const std::size_t count = meanIp.total();
+    LIKENESS_INDEPENDENT_STEPS
     for (std::size_t j = 0; j < count; ++j) {
         const T slope = quotient(covariance(a[j], guide[j], b[j]), variance[j] + eps);
         a[j] = slope;
@@ -75,6 +86,7 @@ void applyLine(const cv::Mat& a, const cv::Mat& guide, cv::Mat& b) {
     const T* const value = guide.ptr<T>();
     T* const out = b.ptr<T>();
     const std::size_t count = a.total();
+    LIKENESS_INDEPENDENT_STEPS
     for (std::size_t j = 0; j < count; ++j) {
         out[j] = slope[j] * value[j] + out[j];
     }
@@ -91,6 +103,7 @@ void applyPlane(const cv::Mat (&a)[3], const std::vector<cv::Mat>& guide, cv::Ma
     const T* const i2 = guide[2].ptr<T>();
     T* const out = b.ptr<T>();
     const std::size_t count = b.total();
+    LIKENESS_INDEPENDENT_STEPS
     for (std::size_t j = 0; j < count; ++j) {
         out[j] = a0[j] * i0[j] + a1[j] * i1[j] + a2[j] * i2[j] + out[j];
     }
@@ -115,27 +128,34 @@ cv::Mat GuidedFilterImpl::filter(const cv::Mat& p, int depth, const Diagnostics&
 }
 
 GuidedFilterMono::GuidedFilterMono(const cv::Mat& guide, int windowSide, double regularizer)
-    : GuidedFilterImpl(storedDepth(guide)), windowSize(windowSide), eps(regularizer) {
+    : GuidedFilterImpl(storedDepth(guide)),
+      windowSize(windowSide),
+      eps(regularizer),
+      memory_(guide.size(), storedDepth(guide), 3) {
+    for (cv::Mat* plane : {&I, &meanI, &varI}) {
+        *plane = memory_.take();
+    }
     guide.convertTo(I, storedDepth(guide));
     boxfilter(I, windowSize, meanI);
-    boxfilter(I.mul(I), windowSize, varI);
+    cv::multiply(I, I, varI);
+    boxfilter(varI, windowSize, varI);
     toCovariance(varI, meanI, meanI);
 }
 
 cv::Mat GuidedFilterMono::filterSingleChannel(const cv::Mat& p, const Diagnostics& /*diagnostics*/) const {
     requireShapeOf(I, p);
     cv::Mat meanP = boxfilter(p, windowSize);
-    cv::Mat scratch = I.mul(p);
-    cv::Mat meanIp = boxfilter(scratch, windowSize);
+    cv::Mat meanIp = I.mul(p);
+    boxfilter(meanIp, windowSize, meanIp);
     const bool isDouble = I.depth() == CV_64F;
     isDouble ? fitLines<double>(meanIp, meanP, meanI, varI, eps)
              : fitLines<float>(meanIp, meanP, meanI, varI, static_cast<float>(eps));
-    cv::Mat& meanA = scratch;
-    boxfilter(meanIp, windowSize, meanA);
-    cv::Mat& meanB = meanIp;
-    boxfilter(meanP, windowSize, meanB);
-    isDouble ? applyLine<double>(meanA, I, meanB) : applyLine<float>(meanA, I, meanB);
-    return meanB;
+    cv::Mat& a = meanIp;
+    cv::Mat& b = meanP;
+    boxfilter(a, windowSize, a);
+    boxfilter(b, windowSize, b);
+    isDouble ? applyLine<double>(a, I, b) : applyLine<float>(a, I, b);
+    return b;
 }
 
 cv::Mat GuidedFilterMono::filterColorChannelsMK(const cv::Mat& p) const {
@@ -144,7 +164,16 @@ cv::Mat GuidedFilterMono::filterColorChannelsMK(const cv::Mat& p) const {
 
 GuidedFilterColor::GuidedFilterColor(const cv::Mat& guide, int windowSide, double regularizer,
                                      const Diagnostics& diagnostics)
-    : GuidedFilterImpl(storedDepth(guide)), windowSize(windowSide), eps(regularizer) {
+    : GuidedFilterImpl(storedDepth(guide)),
+      Ichannels(3),
+      windowSize(windowSide),
+      eps(regularizer),
+      memory_(guide.size(), storedDepth(guide), 18) {
+    for (cv::Mat* plane :
+         {&Ichannels[0], &Ichannels[1], &Ichannels[2], &meanI0, &meanI1, &meanI2, &invCov00, &invCov01, &invCov02,
+          &invCov11, &invCov12, &invCov22, &cov00, &cov01, &cov02, &cov11, &cov12, &cov22}) {
+        *plane = memory_.take();
+    }
     cv::split(convertTo(guide, storedDepth(guide)), Ichannels);
     cv::Mat* const means[] = {&meanI0, &meanI1, &meanI2};
     const char* const names[] = {"0R.jpg", "0G.jpg", "0B.jpg"};
@@ -154,10 +183,9 @@ GuidedFilterColor::GuidedFilterColor(const cv::Mat& guide, int windowSide, doubl
             diagnostics.writeImage(names[c], *means[c]);
         }
     }
-    cv::Mat product;
     const auto meanOfProduct = [&](std::size_t i, std::size_t j, cv::Mat& mean) {
-        cv::multiply(Ichannels[i], Ichannels[j], product);
-        boxfilter(product, windowSize, mean);
+        cv::multiply(Ichannels[i], Ichannels[j], mean);
+        boxfilter(mean, windowSize, mean);
     };
     meanOfProduct(0, 0, cov00);
     meanOfProduct(0, 1, cov01);
@@ -165,10 +193,6 @@ GuidedFilterColor::GuidedFilterColor(const cv::Mat& guide, int windowSide, doubl
     meanOfProduct(1, 1, cov11);
     meanOfProduct(1, 2, cov12);
     meanOfProduct(2, 2, cov22);
-    product.release();
-    for (cv::Mat* inverse : {&invCov00, &invCov01, &invCov02, &invCov11, &invCov12, &invCov22}) {
-        inverse->create(cov00.size(), cov00.type());
-    }
     cov00.depth() == CV_64F ? invertCovariance<double>() : invertCovariance<float>();
 }
 
@@ -191,6 +215,7 @@ void GuidedFilterColor::invertCovariance() {
     T* const inverse12 = invCov12.ptr<T>();
     T* const inverse22 = invCov22.ptr<T>();
     const std::size_t count = cov00.total();
+    LIKENESS_INDEPENDENT_STEPS
     for (std::size_t j = 0; j < count; ++j) {
         // Nothing is added to the diagonal: meant, `eps` plays no part in this variant.
         const T c00 = row00[j] = covariance(row00[j], mean0[j], mean0[j]);
@@ -232,6 +257,7 @@ void GuidedFilterColor::solveForCoefficients(cv::Mat (&meanIp)[3], cv::Mat& mean
     T* const row2 = meanIp[2].ptr<T>();
     T* const intercept = meanP.ptr<T>();
     const std::size_t count = meanP.total();
+    LIKENESS_INDEPENDENT_STEPS
     for (std::size_t j = 0; j < count; ++j) {
         const T mean = intercept[j];
         const T c0 = covariance(row0[j], mean0[j], mean);
@@ -250,35 +276,33 @@ void GuidedFilterColor::solveForCoefficients(cv::Mat (&meanIp)[3], cv::Mat& mean
 cv::Mat GuidedFilterColor::filterSingleChannel(const cv::Mat& p, const Diagnostics& diagnostics) const {
     requireShapeOf(Ichannels[0], p);
     cv::Mat meanP = boxfilter(p, windowSize);
-    cv::Mat meanIp[3];
-    cv::Mat scratch;
+    PlaneBlock memory(p.size(), p.type(), 3);
+    cv::Mat meanIp[] = {memory.take(), memory.take(), memory.take()};
     for (std::size_t c = 0; c < 3; ++c) {
-        cv::multiply(Ichannels[c], p, scratch);
-        boxfilter(scratch, windowSize, meanIp[c]);
+        cv::multiply(Ichannels[c], p, meanIp[c]);
+        boxfilter(meanIp[c], windowSize, meanIp[c]);
     }
-    const bool isDouble = scratch.depth() == CV_64F;
+    const bool isDouble = meanP.depth() == CV_64F;
     if (diagnostics.wantsFiles()) {
-        meanIp[0].copyTo(scratch);
-        toCovariance(scratch, meanI0, meanP);
-        diagnostics.writeImage("cov_a_r.jpg", scratch);
+        cv::Mat covIp0 = meanIp[0].clone();
+        toCovariance(covIp0, meanI0, meanP);
+        diagnostics.writeImage("cov_a_r.jpg", covIp0);
     }
     isDouble ? solveForCoefficients<double>(meanIp, meanP) : solveForCoefficients<float>(meanIp, meanP);
+    cv::Mat(&a)[3] = meanIp;
+    cv::Mat& b = meanP;
     if (diagnostics.wantsFiles()) {
-        diagnostics.writeImage("a_r.jpg", meanIp[0] * 255.0);
-        diagnostics.writeImage("a_g.jpg", meanIp[1] * 255.0);
-        diagnostics.writeImage("a_b.jpg", meanIp[2] * 255.0);
-        diagnostics.writeImage("b.jpg", meanP);
+        diagnostics.writeImage("a_r.jpg", a[0] * 255.0);
+        diagnostics.writeImage("a_g.jpg", a[1] * 255.0);
+        diagnostics.writeImage("a_b.jpg", a[2] * 255.0);
+        diagnostics.writeImage("b.jpg", b);
     }
-    // Each mean goes to the plane that was averaged before it.
-    const cv::Mat meanA[] = {scratch, meanIp[0], meanIp[1]};
-    cv::Mat meanB = meanIp[2];
-    for (std::size_t c = 0; c < 3; ++c) {
-        cv::Mat target = meanA[c];
-        boxfilter(meanIp[c], windowSize, target);
+    for (cv::Mat& coefficient : a) {
+        boxfilter(coefficient, windowSize, coefficient);
     }
-    boxfilter(meanP, windowSize, meanB);
-    isDouble ? applyPlane<double>(meanA, Ichannels, meanB) : applyPlane<float>(meanA, Ichannels, meanB);
-    return meanB;
+    boxfilter(b, windowSize, b);
+    isDouble ? applyPlane<double>(a, Ichannels, b) : applyPlane<float>(a, Ichannels, b);
+    return b;
 }
 
 GuidedFilter::GuidedFilter(const cv::Mat& I, int r, double eps, const Diagnostics& diagnostics) {

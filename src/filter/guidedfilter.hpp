@@ -20,6 +20,7 @@
 #include <vector>
 
 #include "diagnostics/diagnostics.hpp"
+#include "filter/plane_block.hpp"
 
 namespace likeness {
 
@@ -74,6 +75,7 @@ private:
     cv::Mat I;
     cv::Mat meanI;
     cv::Mat varI;
+    PlaneBlock memory_;  // of the three planes
 };
 
 /// Guide of three channels, in any order; the letters R, G, B in file names stand for channels 0, 1, 2.
@@ -118,6 +120,7 @@ private:
     cv::Mat meanI0, meanI1, meanI2;
     cv::Mat invCov00, invCov01, invCov02, invCov11, invCov12, invCov22;
     cv::Mat cov00, cov01, cov02, cov11, cov12, cov22;
+    PlaneBlock memory_;  // of the eighteen planes
 };
 
 /// A guided filter for whichever guide it is given. What depends on the guide alone is computed once, here.
