@@ -114,13 +114,15 @@ void runMap(benchmark::State& state, bool useLibrary) {
     }
 }
 
-BENCHMARK_CAPTURE(runTransfer, applyOptimalTransport / 2 / library, library, 2)->Unit(benchmark::kMillisecond);
-BENCHMARK_CAPTURE(runTransfer, applyOptimalTransport / 2 / literal, literal, 2)->Unit(benchmark::kMillisecond);
-BENCHMARK_CAPTURE(runTransfer, applyOptimalTransport / 3 / library, library, 3)->Unit(benchmark::kMillisecond);
-BENCHMARK_CAPTURE(runTransfer, applyOptimalTransport / 3 / literal, literal, 3)->Unit(benchmark::kMillisecond);
-BENCHMARK_CAPTURE(runFilter, filterColorChannelsMK / library, true)->Unit(benchmark::kMillisecond);
-BENCHMARK_CAPTURE(runFilter, filterColorChannelsMK / literal, false)->Unit(benchmark::kMillisecond);
-BENCHMARK_CAPTURE(runMap, closedFormMatrix / library, true);
-BENCHMARK_CAPTURE(runMap, closedFormMatrix / literal, false);
+// clang-format off
+BENCHMARK_CAPTURE(runTransfer, applyOptimalTransport2/library, library, 2)->Unit(benchmark::kMillisecond);
+BENCHMARK_CAPTURE(runTransfer, applyOptimalTransport2/literal, literal, 2)->Unit(benchmark::kMillisecond);
+BENCHMARK_CAPTURE(runTransfer, applyOptimalTransport3/library, library, 3)->Unit(benchmark::kMillisecond);
+BENCHMARK_CAPTURE(runTransfer, applyOptimalTransport3/literal, literal, 3)->Unit(benchmark::kMillisecond);
+BENCHMARK_CAPTURE(runFilter, filterColorChannelsMK/library, true)->Unit(benchmark::kMillisecond);
+BENCHMARK_CAPTURE(runFilter, filterColorChannelsMK/literal, false)->Unit(benchmark::kMillisecond);
+BENCHMARK_CAPTURE(runMap, closedFormMatrix/library, true);
+BENCHMARK_CAPTURE(runMap, closedFormMatrix/literal, false);
+// clang-format on
 
 }  // namespace

@@ -368,7 +368,7 @@ void applyOptimalTransportBonneel(const cv::Mat& inputImg, const cv::Mat& target
     transfer(inputImg, inpCov, tarCov, inpMeans, tarMeans, transportMat, t, dims, result);
 }
 
-cv::Mat filterColorChannelsMK(const cv::Mat& guide, const cv::Mat& p, int windowSide) {
+cv::Mat filterColorChannelsMK(const cv::Mat& guide, const cv::Mat& p, int windowSide, MapPrecision precision) {
     const auto boxfilter = [windowSide](const cv::Mat& image) {
         cv::Mat mean;
         cv::blur(image, mean, cv::Size(windowSide, windowSide), cv::Point(-1, -1), 4);
@@ -410,7 +410,11 @@ cv::Mat filterColorChannelsMK(const cv::Mat& guide, const cv::Mat& p, int window
             cv::Mat T = cv::Mat::zeros(3, 3, CV_32F);
             matrixAt(covP, i, j, target);
             matrixAt(covI, i, j, source);
-            closedFormMatrix(source, target, T, 3);
+            if (precision == MapPrecision::single) {
+                closedFormMatrix(source, target, T, 3);
+            } else {
+                closedFormMatrixInDouble(source, target).convertTo(T, CV_32F);
+            }
             t[0].at<float>(i, j) = T.at<float>(0, 0);
             t[1].at<float>(i, j) = T.at<float>(0, 1);
             t[2].at<float>(i, j) = T.at<float>(0, 2);

@@ -38,7 +38,11 @@ void applyOptimalTransportBonneel(const cv::Mat& inputImg, const cv::Mat& target
                                   cv::Mat& inpCovInv, cv::Mat& inpMeanRow, cv::Mat& tarCov2, cv::Mat& tarMeanRow,
                                   cv::Mat& transportMat, float t, int dims);
 
-/// The joint filter of three channels under a guide of three channels, both CV_32FC3.
-cv::Mat filterColorChannelsMK(const cv::Mat& guide, const cv::Mat& p, int windowSide);
+enum class MapPrecision { single, twofold };
+
+/// The joint filter of three channels under a guide of three channels, both CV_32FC3. The maps come from
+/// `closedFormMatrix` or from `closedFormMatrixInDouble`.
+cv::Mat filterColorChannelsMK(const cv::Mat& guide, const cv::Mat& p, int windowSide,
+                              MapPrecision precision = MapPrecision::single);
 
 }  // namespace likeness::reference
