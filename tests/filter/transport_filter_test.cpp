@@ -33,9 +33,9 @@ cv::Mat noise(std::uint64_t seed) {
 
 TEST(TransportFilter, IsTheLiteralOne) {
     for (const int side : {5, 9}) {
-        // A hundred thousandth of the range; a wrong map element shows in whole units.
+        // The rounding of the literal maps, measured 3e-4; a wrong element of a map shows in whole units.
         EXPECT_MAT_NEAR(filtered(noise(1), noise(2), side), reference::filterColorChannelsMK(noise(1), noise(2), side),
-                        {.absolute = 1e-2});
+                        {.absolute = 3e-3});
     }
 }
 
@@ -53,7 +53,7 @@ TEST(TransportFilter, OfPhotographsIsTheOneWithMapsInDouble) {
     const cv::Mat p = photograph("cat.jpg");
     EXPECT_MAT_NEAR(filtered(guide, p, 9),
                     reference::filterColorChannelsMK(guide, p, 9, reference::MapPrecision::twofold),
-                    {.absolute = 2e-3});
+                    {.absolute = 1e-4});
 }
 
 TEST(TransportFilter, UsesElement02InThePlaceOf01InTheSecondChannel) {
@@ -67,7 +67,7 @@ TEST(TransportFilter, UsesElement02InThePlaceOf01InTheSecondChannel) {
     const int whole = 2 * 43 + 1;  // one window nearly for all, mirrored
     const cv::Mat result = filtered(guide, p, whole);
     const cv::Mat literal = reference::filterColorChannelsMK(guide, p, whole);
-    EXPECT_MAT_NEAR(result, literal, {.absolute = 1e-2});
+    EXPECT_MAT_NEAR(result, literal, {.absolute = 3e-3});
     // With the symmetric map the second channel would follow the guide's channel 0, as the first follows channel 1.
     std::vector<cv::Mat> out;
     std::vector<cv::Mat> in;
@@ -84,7 +84,7 @@ TEST(TransportFilter, UsesElement02InThePlaceOf01InTheSecondChannel) {
 
 TEST(TransportFilter, OfTheGuideItselfIsTheGuide) {
     // T is the identity wherever the variances reach the floor, as they do in every window of this noise.
-    EXPECT_MAT_NEAR(filtered(noise(7), noise(7), 5), noise(7), {.absolute = 1e-3});
+    EXPECT_MAT_NEAR(filtered(noise(7), noise(7), 5), noise(7), {.absolute = 1e-4});
 }
 
 TEST(TransportFilter, ShrinksTheGuidesContrastBelowTheFloor) {
@@ -157,18 +157,24 @@ TEST(TransportFilter, WritesNothing) {
     EXPECT_TRUE(std::filesystem::is_empty(scratch.path()));
 }
 
+#if CV_VERSION_MAJOR < 4
+using AccessFlag = int;
+#else
+using cv::AccessFlag;
+#endif
+
 /// Counts the images that are allocated while it lives.
 class AllocationCounter : public cv::MatAllocator {
 public:
     AllocationCounter() { cv::Mat::setDefaultAllocator(this); }
-    ~AllocationCounter() override { cv::Mat::setDefaultAllocator(nullptr); }
+    ~AllocationCounter() override { cv::Mat::setDefaultAllocator(cv::Mat::getStdAllocator()); }
 
-    cv::UMatData* allocate(int dims, const int* sizes, int type, void* data, std::size_t* step, cv::AccessFlag flags,
+    cv::UMatData* allocate(int dims, const int* sizes, int type, void* data, std::size_t* step, AccessFlag flags,
                            cv::UMatUsageFlags usageFlags) const override {
         ++count;
         return cv::Mat::getStdAllocator()->allocate(dims, sizes, type, data, step, flags, usageFlags);
     }
-    bool allocate(cv::UMatData* data, cv::AccessFlag flags, cv::UMatUsageFlags usageFlags) const override {
+    bool allocate(cv::UMatData* data, AccessFlag flags, cv::UMatUsageFlags usageFlags) const override {
         return cv::Mat::getStdAllocator()->allocate(data, flags, usageFlags);
     }
     void deallocate(cv::UMatData* data) const override { cv::Mat::getStdAllocator()->deallocate(data); }
