@@ -148,7 +148,8 @@ struct CovarianceFactor {
 /// @return  false, and `result` is of no use, where the matrix is indefinite or close to singular
 template <int N>
 inline bool factorTriangular(const SquareMatrix<N>& s, CovarianceFactor<N>& result) noexcept {
-    constexpr double leastPivot = 1e-6;  // of the variance; what is left of it in 1e-16 stays far below a float's step
+    // In units of the variance. Above it the rounding of doubles, times the inverse, stays far below a float's step.
+    constexpr double leastPivot = 1e-6;
     SquareMatrix<N>& l = result.factor;
     SquareMatrix<N>& inverse = result.inverse;
     l.fill(0);

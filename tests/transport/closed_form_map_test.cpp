@@ -224,6 +224,21 @@ TEST(ClosedFormMatrix, KeepsTheHugeMapOfANearlySingularSource) {
     EXPECT_MAT_NEAR(T, square({same, other, other, same}), {.relative = 1e-5});
 }
 
+// Sources this flat are factored by their eigenvectors; those a little less flat, by their triangular factor.
+TEST_P(OfDimension, OfFlatSourcesIsTheMapInDouble) {
+    for (const double least : {1e-2, 1e-3, 3e-4, 1e-4, 3e-5}) {
+        for (int i = 0; i < 50; ++i) {
+            std::vector<double> eigenvalues(static_cast<std::size_t>(GetParam()), 400);
+            eigenvalues[0] = least;
+            const cv::Mat source = symmetricWith(eigenvalues, random);
+            const cv::Mat target = randomCovariance(GetParam(), 2, 10, random);
+            EXPECT_LE(
+                relativeDifference(map(source, target), likeness::reference::closedFormMatrixInDouble(source, target)),
+                1e-7);
+        }
+    }
+}
+
 TEST_P(OfDimension, NaNOrInfinityInACovarianceMakesTheMapNaN) {
     const int n = GetParam();
     const cv::Mat good = cv::Mat::eye(n, n, CV_32F) * 10;
