@@ -1,8 +1,10 @@
 #include "transport/optimal_transport.hpp"
 
+#include <algorithm>
 #include <cmath>
 #include <limits>
 #include <sstream>
+#include <string>
 
 #include "color/image_walk.hpp"
 #include "transport/channel_statistics.hpp"
@@ -15,28 +17,27 @@ constexpr ChannelRange chroma = {1, 2};
 constexpr ChannelRange allChannels = {0, 3};
 
 /// What the transfer knows of an image's colours.
-class ColorGaussian {
-public:
-    ColorGaussian(const cv::Mat& img, int dims)
-        : dims_(dims), statistics_(covarianceOf(img, channelsOf(dims))), covariance(dims, dims, CV_32F) {
-        copyCovariance(statistics_, covariance);
-        weightedMeans(img, chroma, chromaMeans);
-        for (int i = 0; i < dims; ++i) {
-            means[i] = dims == 2 ? chromaMeans[i] : statistics_.sums[i].mean();
-        }
-    }
-
-    std::string covarianceMessage() const { return covarianceLines(statistics_); }
-    std::string meansMessage() const { return dims_ == 2 ? std::string() : sumLines(statistics_.sums, dims_); }
-
-private:
-    int dims_;
-    ChannelCovariance statistics_;
-
-public:
+struct ColorGaussian {
+    ChannelCovariance statistics;
     cv::Mat covariance;
     float chromaMeans[2];  // weighted
     float means[3];        // as `computeWeightedMeanVector` has them
+
+    ColorGaussian(const cv::Mat& img, int dims)
+        : statistics(covarianceOf(img, channelsOf(dims))), covariance(dims, dims, CV_32F) {
+        copyCovariance(statistics, covariance);
+        weightedMeans(img, chroma, chromaMeans);
+        for (int i = 0; i < dims; ++i) {
+            means[i] = dims == 2 ? chromaMeans[i] : statistics.sums[i].mean();
+        }
+    }
+
+    std::string covarianceMessage() const { return covarianceLines(statistics); }
+
+    /// Weighted means are found without a message.
+    std::string meansMessage() const {
+        return statistics.channels == 2 ? std::string() : sumLines(statistics.sums, statistics.channels);
+    }
 };
 
 void copyChromaMeans(const ColorGaussian& colors, cv::Mat& row) {
