@@ -14,7 +14,7 @@ namespace {
 
 using numerics::blockSize;
 using numerics::forEachBlock;
-using numerics::roundedOr;
+using numerics::roundBlock;
 
 cv::Mat lmsFromRgb() {
     // clang-format off
@@ -70,9 +70,7 @@ void logarithmsOfRow(float* responses, std::size_t count) {
             value[c] = response[c];
         }
         numerics::log10Block(value, value, n);
-        for (std::size_t c = 0; c < n; ++c) {
-            response[c] = roundedOr(value[c], [&] { return decimalLogarithm(response[c]); });
-        }
+        roundBlock(value, response, n, [response](std::size_t c) { return decimalLogarithm(response[c]); });
     });
 }
 
@@ -80,10 +78,13 @@ void clippedPowersOfRow(float* exponents, std::size_t count) {
     double value[blockSize];
     forEachBlock(count, [&](std::size_t first, std::size_t n) {
         float* const exponent = exponents + first;
-        std::copy_n(exponent, n, value);
-        numerics::exp10Block(value, value, n);
         for (std::size_t c = 0; c < n; ++c) {
-            exponent[c] = clip(roundedOr(value[c], [&] { return powerOfTen(exponent[c]); }), 0.0F, 1.0F);
+            value[c] = exponent[c];
+        }
+        numerics::exp10Block(value, value, n);
+        roundBlock(value, exponent, n, [exponent](std::size_t c) { return powerOfTen(exponent[c]); });
+        for (std::size_t c = 0; c < n; ++c) {
+            exponent[c] = clip(exponent[c], 0.0F, 1.0F);
         }
     });
 }
