@@ -4,6 +4,7 @@
 #include <cmath>
 
 #include "color/clip.hpp"
+#include "color/encoded_bgr.hpp"
 #include "color/image_walk.hpp"
 #include "color/pixel_matrix.hpp"
 #include "color/srgb_companding.hpp"
@@ -128,14 +129,7 @@ void convertLabtoLMS(const cv::Mat& lab, cv::Mat& lms) {
 }
 
 void convertLMStoBGR(const cv::Mat& lms, cv::Mat& bgr) {
-    cv::Mat M = rgbFromLms();
-    // The helper walks its first image's size.
-    multiplyImageByMatrixBackward(lms(cv::Rect(0, 0, bgr.cols, bgr.rows)), bgr, M);
-    const ImageWalk walk = walkOver(bgr);
-    for (int i = 0; i < walk.rows; ++i) {
-        float* const values = bgr.ptr<float>(i);
-        sRGBCompandingOfRow(values, values, 3 * static_cast<std::size_t>(walk.cols));
-    }
+    encodeBgr<false>(lms(cv::Rect(0, 0, bgr.cols, bgr.rows)), bgr, PixelMatrix(rgbFromLms()));
 }
 
 }  // namespace likeness

@@ -112,18 +112,28 @@ inline __m256d exp2Of(__m256d x, __m256d small) {
 }  // namespace
 
 void powBlock(const double* base, double exponent, double* out, std::size_t count) {
+    // Logarithms and powers in turn: one long chain of dependent steps per number would leave the processor waiting.
+    constexpr std::size_t piece = 16 * lanes;
+    double logarithms[piece];
     const __m256d e = _mm256_set1_pd(exponent);
-    std::size_t i = 0;
-    for (; i + lanes <= count; i += lanes) {
-        const __m256d b = _mm256_loadu_pd(base + i);
-        // 2^(e * log2(b)): the error of the product is magnified by its size, so large products are left to pow.
-        const __m256d logarithm = _mm256_mul_pd(e, log2Of(b));
-        const __m256d special =
-            _mm256_or_pd(_mm256_cmp_pd(b, _mm256_set1_pd(1e-300), _CMP_NGE_UQ), outside(logarithm, 0.0, 23.0));
-        store(out + i, exp2Of(logarithm, _mm256_setzero_pd()), special, b, e,
-              [](double x, double y) { return pow(x, y); });
+    const std::size_t inVectors = count / lanes * lanes;
+    for (std::size_t first = 0; first < inVectors; first += piece) {
+        const std::size_t n = inVectors - first < piece ? inVectors - first : piece;
+        const double* const b = base + first;
+        for (std::size_t i = 0; i < n; i += lanes) {
+            _mm256_storeu_pd(logarithms + i, _mm256_mul_pd(e, log2Of(_mm256_loadu_pd(b + i))));
+        }
+        for (std::size_t i = 0; i < n; i += lanes) {
+            const __m256d v = _mm256_loadu_pd(b + i);
+            // 2^(e * log2(v)): the error of the product is magnified by its size, so large products are left to pow.
+            const __m256d logarithm = _mm256_loadu_pd(logarithms + i);
+            const __m256d special =
+                _mm256_or_pd(_mm256_cmp_pd(v, _mm256_set1_pd(1e-300), _CMP_NGE_UQ), outside(logarithm, 0.0, 23.0));
+            store(out + first + i, exp2Of(logarithm, _mm256_setzero_pd()), special, v, e,
+                  [](double x, double y) { return pow(x, y); });
+        }
     }
-    for (; i < count; ++i) {
+    for (std::size_t i = inVectors; i < count; ++i) {
         out[i] = pow(base[i], exponent);
     }
 }
