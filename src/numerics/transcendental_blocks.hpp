@@ -54,8 +54,9 @@ inline float roundedOr(double approximate, Exact&& exact) {
     return low == high ? low : static_cast<float>(exact());
 }
 
-/// out[i] = approximate[i] rounded to float where its error cannot change the result, and otherwise what exact(i) gives,
-/// for at most `blockSize` values. `exact` may read what `out` overwrites: nothing is written before it was asked.
+/// out[i] = approximate[i] rounded to float where its error cannot change the result, and otherwise what exact(i)
+/// gives, for at most `blockSize` values. `exact` may read what `out` overwrites: nothing is written before it was
+/// asked.
 template <typename Exact>
 inline void roundBlock(const double* approximate, float* out, std::size_t count, Exact&& exact) {
     float rounded[blockSize];

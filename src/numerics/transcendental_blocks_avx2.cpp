@@ -81,7 +81,8 @@ constexpr double log2Of10Rest = 1.661617516973592e-16;
 // log2 m = 2 / ln 2 (s + s^3 / 3 + s^5 / 5 + ...) with s = (m - 1) / (m + 1).
 inline __m256d log2Of(__m256d x) {
     static constexpr double series[] = {
-        2.8853900817779268, 0.9617966939259756, 0.5770780163555853, 0.4121985831111324, 0.3205988979753252, 0.2623081892525388, 0.22195308321368667, 0.19235933878519512, 0.16972882833987804};  // 2 / ln 2 / (2 n + 1)
+        2.8853900817779268, 0.9617966939259756,  0.5770780163555853,  0.4121985831111324, 0.3205988979753252,
+        0.2623081892525388, 0.22195308321368667, 0.19235933878519512, 0.16972882833987804};  // 2 / ln 2 / (2 n + 1)
     const __m256i rootOfHalf = _mm256_set1_epi64x(0x3FE6A09E667F3BCD);
     const __m256i one = _mm256_set1_epi64x(0x3FF0000000000000);
     const __m256i mantissa = _mm256_set1_epi64x(0x000FFFFFFFFFFFFF);
@@ -99,8 +100,19 @@ inline __m256d log2Of(__m256d x) {
 
 // 2^(x + small) for |x| up to 1000 and a `small` that is lost in x: 2^k times the exponential series of the rest.
 inline __m256d exp2Of(__m256d x, __m256d small) {
-    static constexpr double series[] = {
-        1.0, 0.6931471805599453, 0.24022650695910072, 0.05550410866482158, 0.009618129107628477, 0.0013333558146428443, 0.0001540353039338161, 1.5252733804059841e-05, 1.321548679014431e-06, 1.01780860092397e-07, 7.054911620801123e-09, 4.4455382718708116e-10, 2.5678435993488206e-11};  // (ln 2)^n / n!
+    static constexpr double series[] = {1.0,
+                                        0.6931471805599453,
+                                        0.24022650695910072,
+                                        0.05550410866482158,
+                                        0.009618129107628477,
+                                        0.0013333558146428443,
+                                        0.0001540353039338161,
+                                        1.5252733804059841e-05,
+                                        1.321548679014431e-06,
+                                        1.01780860092397e-07,
+                                        7.054911620801123e-09,
+                                        4.4455382718708116e-10,
+                                        2.5678435993488206e-11};  // (ln 2)^n / n!
     // Adding 1.5 * 2^52 rounds to an integer, which then stands in the last bits.
     const __m256d shifter = _mm256_set1_pd(0x1.8p52);
     const __m256d shifted = _mm256_add_pd(x, shifter);
@@ -144,7 +156,8 @@ void exp10Block(const double* exponent, double* out, std::size_t count) {
         const __m256d e = _mm256_loadu_pd(exponent + i);
         // The product with log2 10 in two parts: for large exponents the rounding of one would show.
         const __m256d product = _mm256_mul_pd(e, _mm256_set1_pd(log2Of10));
-        const __m256d lost = _mm256_fmadd_pd(e, _mm256_set1_pd(log2Of10Rest), _mm256_fmsub_pd(e, _mm256_set1_pd(log2Of10), product));
+        const __m256d lost =
+            _mm256_fmadd_pd(e, _mm256_set1_pd(log2Of10Rest), _mm256_fmsub_pd(e, _mm256_set1_pd(log2Of10), product));
         store(out + i, exp2Of(product, lost), outside(e, 0.0, 300.0), e, e,
               [](double x, double) { return pow(10.0, x); });
     }
@@ -159,7 +172,8 @@ void log10Block(const double* value, double* out, std::size_t count) {
         const __m256d v = _mm256_loadu_pd(value + i);
         const __m256d special = _mm256_or_pd(_mm256_cmp_pd(v, _mm256_set1_pd(1e-300), _CMP_NGE_UQ),
                                              _mm256_cmp_pd(v, _mm256_set1_pd(1e300), _CMP_NLE_UQ));
-        store(out + i, _mm256_mul_pd(log2Of(v), _mm256_set1_pd(log10Of2)), special, v, v, [](double x, double) { return log10(x); });
+        store(out + i, _mm256_mul_pd(log2Of(v), _mm256_set1_pd(log10Of2)), special, v, v,
+              [](double x, double) { return log10(x); });
     }
     for (; i < count; ++i) {
         out[i] = log10(value[i]);
