@@ -3,7 +3,7 @@
 #include "appearance/appearance_correlates.hpp"
 #include "appearance/cone_responses.hpp"
 #include "appearance/viewing_conditions.hpp"
-#include "color/image_walk.hpp"
+#include "numerics/image_walk.hpp"
 
 namespace likeness {
 namespace {

@@ -4,7 +4,7 @@
 
 #include "appearance/remembered.hpp"
 #include "appearance/viewing_conditions.hpp"
-#include "color/image_walk.hpp"
+#include "numerics/image_walk.hpp"
 #include "numerics/transcendental_blocks.hpp"
 
 namespace likeness {

@@ -12,9 +12,9 @@
 #include "appearance/cone_responses.hpp"
 #include "appearance/inverse_model.hpp"
 #include "appearance/viewing_conditions.hpp"
-#include "color/image_walk.hpp"
 #include "diagnostics/message_lines.hpp"
 #include "diagnostics/number_text.hpp"
+#include "numerics/image_walk.hpp"
 
 namespace likeness {
 namespace {

@@ -6,8 +6,8 @@
 #include <type_traits>
 #include <vector>
 
-#include "color/image_walk.hpp"
 #include "diagnostics/number_text.hpp"
+#include "numerics/image_walk.hpp"
 
 namespace likeness {
 namespace {

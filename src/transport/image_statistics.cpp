@@ -4,7 +4,7 @@
 #include <cmath>
 #include <string>
 
-#include "color/image_walk.hpp"
+#include "numerics/image_walk.hpp"
 #include "numerics/transcendental_blocks.hpp"
 #include "transport/channel_statistics.hpp"
 

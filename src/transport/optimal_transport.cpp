@@ -6,7 +6,7 @@
 #include <sstream>
 #include <string>
 
-#include "color/image_walk.hpp"
+#include "numerics/image_walk.hpp"
 #include "transport/channel_statistics.hpp"
 #include "transport/closed_form_map.hpp"
 
