@@ -8,9 +8,6 @@
 namespace likeness {
 namespace {
 
-constexpr float adaptingLuminance = 20.0F;
-constexpr float whiteLuminance = 100.0F;
-
 void scaleTo100(cv::Mat& image) {
     const ImageWalk walk = walkOver(image);
     for (int i = 0; i < walk.rows; ++i) {
@@ -37,11 +34,7 @@ void perceptualMetricsBeforeBackground(cv::Mat& src, float backgroundLuminance, 
                                        cv::Mat& M, cv::Mat& s, const Diagnostics& diagnostics) {
     scaleTo100(src);
     const cv::Size size = src.size();
-    const auto filled = [size](float value) { return cv::Mat(size, CV_32F, cv::Scalar(value)); };
-    cv::Mat FL = filled(computeFl(adaptingLuminance));
-    cv::Mat n = filled(computeN(backgroundLuminance, whiteLuminance));
-    cv::Mat Ncb = filled(computeNcb(backgroundLuminance, whiteLuminance));
-    cv::Mat z = filled(computeZ(backgroundLuminance, whiteLuminance));
+    auto [FL, n, Ncb, z] = uniformViewingConditions(size, backgroundLuminance);
 
     cv::Mat nl(size, CV_32FC3);
     convertSharpenedBGRtoHPE(src, nl);
