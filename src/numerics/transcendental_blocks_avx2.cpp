@@ -62,12 +62,37 @@ void powBlock(const double* base, double exponent, double* out, std::size_t coun
         const __m256d b = _mm256_loadu_pd(base + i);
         // exp(e * log(b)): the error of the product is magnified by its size, so large products are left to pow.
         const __m256d logarithm = _mm256_mul_pd(e, Sleef_logd4_u35avx2(b));
-        const __m256d special = _mm256_or_pd(_mm256_cmp_pd(b, _mm256_set1_pd(1e-300), _CMP_NGE_UQ),
-                                             outside(logarithm, 0.0, 16.0));
+        const __m256d special =
+            _mm256_or_pd(_mm256_cmp_pd(b, _mm256_set1_pd(1e-300), _CMP_NGE_UQ), outside(logarithm, 0.0, 16.0));
         store(out + i, Sleef_expd4_u10avx2(logarithm), special, b, e, [](double x, double y) { return pow(x, y); });
     }
     for (; i < count; ++i) {
         out[i] = pow(base[i], exponent);
+    }
+}
+
+void exp10Block(const double* exponent, double* out, std::size_t count) {
+    std::size_t i = 0;
+    for (; i + lanes <= count; i += lanes) {
+        const __m256d e = _mm256_loadu_pd(exponent + i);
+        store(out + i, Sleef_exp10d4_u10avx2(e), outside(e, 0.0, 300.0), e, e,
+              [](double x, double) { return pow(10.0, x); });
+    }
+    for (; i < count; ++i) {
+        out[i] = pow(10.0, exponent[i]);
+    }
+}
+
+void log10Block(const double* value, double* out, std::size_t count) {
+    std::size_t i = 0;
+    for (; i + lanes <= count; i += lanes) {
+        const __m256d v = _mm256_loadu_pd(value + i);
+        const __m256d special = _mm256_or_pd(_mm256_cmp_pd(v, _mm256_set1_pd(1e-300), _CMP_NGE_UQ),
+                                             _mm256_cmp_pd(v, _mm256_set1_pd(1e300), _CMP_NLE_UQ));
+        store(out + i, Sleef_log10d4_u10avx2(v), special, v, v, [](double x, double) { return log10(x); });
+    }
+    for (; i < count; ++i) {
+        out[i] = log10(value[i]);
     }
 }
 
@@ -85,15 +110,18 @@ void atan2Block(const double* y, const double* x, double* out, std::size_t count
 }
 
 void cosBlock(const double* angle, double* out, std::size_t count) {
-    ofAngle(angle, out, count, [](__m256d v) { return Sleef_cosd4_u35avx2(v); }, [](double a) { return cos(a); });
+    ofAngle(
+        angle, out, count, [](__m256d v) { return Sleef_cosd4_u35avx2(v); }, [](double a) { return cos(a); });
 }
 
 void sinBlock(const double* angle, double* out, std::size_t count) {
-    ofAngle(angle, out, count, [](__m256d v) { return Sleef_sind4_u35avx2(v); }, [](double a) { return sin(a); });
+    ofAngle(
+        angle, out, count, [](__m256d v) { return Sleef_sind4_u35avx2(v); }, [](double a) { return sin(a); });
 }
 
 void tanBlock(const double* angle, double* out, std::size_t count) {
-    ofAngle(angle, out, count, [](__m256d v) { return Sleef_tand4_u35avx2(v); }, [](double a) { return tan(a); });
+    ofAngle(
+        angle, out, count, [](__m256d v) { return Sleef_tand4_u35avx2(v); }, [](double a) { return tan(a); });
 }
 
 }  // namespace likeness::numerics::avx2
