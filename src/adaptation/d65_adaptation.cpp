@@ -21,8 +21,8 @@ public:
     }
 
     float operator()(float white, int channel) const noexcept {
-        const auto ratio = static_cast<float>(static_cast<double>(degreeTimesWhite_[channel]) /
-                                              (guard + static_cast<double>(white)));
+        const auto ratio =
+            static_cast<float>(static_cast<double>(degreeTimesWhite_[channel]) / (guard + static_cast<double>(white)));
         return 1.0F + ratio - degree_;
     }
 

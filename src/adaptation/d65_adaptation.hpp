@@ -12,7 +12,8 @@ namespace likeness {
 /// 20: img * (D W65 / white + 1 - D) with D = computeAdapFactD(20).
 ///
 /// @param img    adapted in place
-/// @param white  white of each pixel, read; may be `img` itself. 1e-6 is added to guard against a white of 0; a white of
+/// @param white  white of each pixel, read; may be `img` itself. 1e-6 is added to guard against a white of 0; a white
+/// of
 ///               exactly -1e-6 gives infinity or NaN.
 /// @param xyz    not read
 void iCAMCATByD65(cv::Mat& img, cv::Mat& white, cv::Mat& xyz);
