@@ -69,8 +69,7 @@ void alterNonFlashBrightness(cv::Mat& nonFlash, cv::Mat& target, cv::Mat& result
     const Lightness wanted = lightnessOf(targetLab);
     targetLab.release();
 
-    cv::Mat common = result(
-        cv::Rect(cv::Point(0, 0), cv::Size(std::min(result.cols, target.cols), std::min(result.rows, target.rows))));
+    cv::Mat common = result(cv::Rect(0, 0, std::min(result.cols, target.cols), std::min(result.rows, target.rows)));
     const ImageWalk walk = walkOver(common);
     for (int i = 0; i < walk.rows; ++i) {
         auto* const lab = common.ptr<cv::Vec3f>(i);
