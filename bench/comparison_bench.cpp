@@ -23,11 +23,11 @@ namespace {
 namespace fs = std::filesystem;
 
 struct Run {
-    double wall = 0;            // ms
-    double cpu = 0;             // ms
-    double peak = 0;            // MiB
-    double decoding = 0;        // ms, as the stage says
-    double afterDecoding = 0;   // ms, as the stage says
+    double wall = 0;           // ms
+    double cpu = 0;            // ms
+    double peak = 0;           // MiB
+    double decoding = 0;       // ms, as the stage says
+    double afterDecoding = 0;  // ms, as the stage says
 };
 
 Run run(const std::vector<std::string>& command) {
@@ -54,7 +54,9 @@ Run run(const std::vector<std::string>& command) {
     }
     Run result;
     result.wall = std::chrono::duration<double, std::milli>(std::chrono::steady_clock::now() - start).count();
-    const auto ms = [](const ::timeval& t) { return static_cast<double>(t.tv_sec) * 1e3 + static_cast<double>(t.tv_usec) / 1e3; };
+    const auto ms = [](const ::timeval& t) {
+        return static_cast<double>(t.tv_sec) * 1e3 + static_cast<double>(t.tv_usec) / 1e3;
+    };
     result.cpu = ms(usage.ru_utime) + ms(usage.ru_stime);
     result.peak = static_cast<double>(usage.ru_maxrss) / 1024;
     std::ifstream("stage-output") >> result.decoding >> result.afterDecoding;
@@ -98,7 +100,8 @@ void printRatio(const char* name, const std::vector<double>& values) {
                 *std::min_element(values.begin(), values.end()), *std::max_element(values.begin(), values.end()));
 }
 
-void bench(const std::string& program, const std::string& stages, int width, int height, int repetitions, bool literal) {
+void bench(const std::string& program, const std::string& stages, int width, int height, int repetitions,
+           bool literal) {
     const std::vector<std::string> pair = {"first.jpg", "second.jpg"};
     const std::string w = std::to_string(width);
     const std::string h = std::to_string(height);

@@ -26,10 +26,23 @@ namespace literal = likeness::reference;
 struct Chain {
     explicit Chain(cv::Size size)
         : photograph(likeness::bench::photographLike("coffee.jpg", size, 1)),
-          bgr(size, CV_32FC3), xyz(size, CV_32FC3), sharpened(size, CV_32FC3), hpe(size, CV_32FC3), nl(size, CV_32FC3),
-          a(size, CV_32F), b(size, CV_32F), hue(size, CV_32F), eccentricity(size, CV_32F), A(size, CV_32F),
-          J(size, CV_32F), Q(size, CV_32F), C(size, CV_32F), M(size, CV_32F), s(size, CV_32F),
-          FL(size, CV_32F, cv::Scalar(likeness::computeFl(20))), n(size, CV_32F, cv::Scalar(0.2F)),
+          bgr(size, CV_32FC3),
+          xyz(size, CV_32FC3),
+          sharpened(size, CV_32FC3),
+          hpe(size, CV_32FC3),
+          nl(size, CV_32FC3),
+          a(size, CV_32F),
+          b(size, CV_32F),
+          hue(size, CV_32F),
+          eccentricity(size, CV_32F),
+          A(size, CV_32F),
+          J(size, CV_32F),
+          Q(size, CV_32F),
+          C(size, CV_32F),
+          M(size, CV_32F),
+          s(size, CV_32F),
+          FL(size, CV_32F, cv::Scalar(likeness::computeFl(20))),
+          n(size, CV_32F, cv::Scalar(0.2F)),
           Ncb(size, CV_32F, cv::Scalar(likeness::computeNcb(20, 100))),
           z(size, CV_32F, cv::Scalar(likeness::computeZ(20, 100))) {
         likeness::normImg(photograph, bgr);
@@ -61,27 +74,79 @@ struct Pair {
     Loop literal;
 };
 
-cv::Mat like(const cv::Mat& image) { return {image.size(), image.type()}; }
+cv::Mat like(const cv::Mat& image) {
+    return {image.size(), image.type()};
+}
 
 const std::vector<Pair>& pairs() {
     static const std::vector<Pair> all = {
-        {"normImg", [](Chain& c) { likeness::normImg(c.photograph, c.bgr); return c.bgr; },
-         [](Chain& c) { cv::Mat out = like(c.bgr); literal::normImg(c.photograph, out); return out; }},
-        {"convertBGRToXYZDirect", [](Chain& c) { likeness::convertBGRToXYZDirect(c.bgr, c.xyz); return c.xyz; },
-         [](Chain& c) { cv::Mat out = like(c.xyz); literal::convertBGRToXYZDirect(c.bgr, out); return out; }},
+        {"normImg",
+         [](Chain& c) {
+             likeness::normImg(c.photograph, c.bgr);
+             return c.bgr;
+         },
+         [](Chain& c) {
+             cv::Mat out = like(c.bgr);
+             literal::normImg(c.photograph, out);
+             return out;
+         }},
+        {"convertBGRToXYZDirect",
+         [](Chain& c) {
+             likeness::convertBGRToXYZDirect(c.bgr, c.xyz);
+             return c.xyz;
+         },
+         [](Chain& c) {
+             cv::Mat out = like(c.xyz);
+             literal::convertBGRToXYZDirect(c.bgr, out);
+             return out;
+         }},
         {"convertXYZToBGRDirect",
-         [](Chain& c) { cv::Mat out = like(c.bgr); likeness::convertXYZToBGRDirect(c.xyz, out); return out; },
-         [](Chain& c) { cv::Mat out = like(c.bgr); literal::convertXYZToBGRDirect(c.xyz, out); return out; }},
+         [](Chain& c) {
+             cv::Mat out = like(c.bgr);
+             likeness::convertXYZToBGRDirect(c.xyz, out);
+             return out;
+         },
+         [](Chain& c) {
+             cv::Mat out = like(c.bgr);
+             literal::convertXYZToBGRDirect(c.xyz, out);
+             return out;
+         }},
         {"convertXYZtoSharpenedBGR",
-         [](Chain& c) { likeness::convertXYZtoSharpenedBGR(c.xyz, c.sharpened); return c.sharpened; },
-         [](Chain& c) { cv::Mat out = like(c.xyz); literal::convertXYZtoSharpenedBGR(c.xyz, out); return out; }},
+         [](Chain& c) {
+             likeness::convertXYZtoSharpenedBGR(c.xyz, c.sharpened);
+             return c.sharpened;
+         },
+         [](Chain& c) {
+             cv::Mat out = like(c.xyz);
+             literal::convertXYZtoSharpenedBGR(c.xyz, out);
+             return out;
+         }},
         {"iCAMCATByD65",
-         [](Chain& c) { cv::Mat out = c.sharpened.clone(); likeness::iCAMCATByD65(out, out, c.xyz); return out; },
-         [](Chain& c) { cv::Mat out = c.sharpened.clone(); literal::iCAMCATByD65(out, out); return out; }},
-        {"computeNonLinearities", [](Chain& c) { likeness::computeNonLinearities(c.hpe, c.nl, c.FL); return c.nl; },
-         [](Chain& c) { cv::Mat out = like(c.nl); literal::computeNonLinearities(c.hpe, out, c.FL); return out; }},
+         [](Chain& c) {
+             cv::Mat out = c.sharpened.clone();
+             likeness::iCAMCATByD65(out, out, c.xyz);
+             return out;
+         },
+         [](Chain& c) {
+             cv::Mat out = c.sharpened.clone();
+             literal::iCAMCATByD65(out, out);
+             return out;
+         }},
+        {"computeNonLinearities",
+         [](Chain& c) {
+             likeness::computeNonLinearities(c.hpe, c.nl, c.FL);
+             return c.nl;
+         },
+         [](Chain& c) {
+             cv::Mat out = like(c.nl);
+             literal::computeNonLinearities(c.hpe, out, c.FL);
+             return out;
+         }},
         {"computeHue",
-         [](Chain& c) { likeness::computeHue(c.a, c.b, c.hue, c.eccentricity); return c.eccentricity; },
+         [](Chain& c) {
+             likeness::computeHue(c.a, c.b, c.hue, c.eccentricity);
+             return c.eccentricity;
+         },
          [](Chain& c) {
              cv::Mat hue = like(c.hue);
              cv::Mat out = like(c.eccentricity);
@@ -98,11 +163,25 @@ const std::vector<Pair>& pairs() {
              literal::computeChroma(c.nl, c.a, c.b, c.J, c.eccentricity, c.Ncb, c.n, out, 0.8F);
              return out;
          }},
-        {"computeSaturation", [](Chain& c) { likeness::computeSaturation(c.M, c.Q, c.s); return c.s; },
-         [](Chain& c) { cv::Mat out = like(c.s); literal::computeSaturation(c.M, c.Q, out); return out; }},
+        {"computeSaturation",
+         [](Chain& c) {
+             likeness::computeSaturation(c.M, c.Q, c.s);
+             return c.s;
+         },
+         [](Chain& c) {
+             cv::Mat out = like(c.s);
+             literal::computeSaturation(c.M, c.Q, out);
+             return out;
+         }},
         {"writeIntoFile",
-         [](Chain& c) { likeness::writeIntoFile(c.Q, "10_in.txt", c.Q.rows, c.Q.cols); return c.Q; },
-         [](Chain& c) { literal::writeIntoFile(c.Q, "10_in.txt", c.Q.rows, c.Q.cols); return c.Q; }},
+         [](Chain& c) {
+             likeness::writeIntoFile(c.Q, "10_in.txt", c.Q.rows, c.Q.cols);
+             return c.Q;
+         },
+         [](Chain& c) {
+             literal::writeIntoFile(c.Q, "10_in.txt", c.Q.rows, c.Q.cols);
+             return c.Q;
+         }},
         {"getBhattacharyaCoeff",
          [](Chain& c) { return cv::Mat(1, 1, CV_32F, cv::Scalar(likeness::getBhattacharyaCoeff(c.Q, c.J))); },
          [](Chain& c) { return cv::Mat(1, 1, CV_32F, cv::Scalar(literal::getBhattacharyaCoeff(c.Q, c.J))); }},
@@ -120,18 +199,18 @@ void setPixels(benchmark::State& state, const cv::Mat& image) {
 
 void addCases(const std::string& size, const std::shared_ptr<Chain>& chain, bool withLiteral) {
     for (const Pair& pair : pairs()) {
-        benchmark::RegisterBenchmark((std::string(pair.name) + "/library/" + size).c_str(), [&pair, chain,
-                                                                                            withLiteral](
-                                                                                               benchmark::State& state) {
-            if (withLiteral && !sameBytes(pair.library(*chain), pair.literal(*chain))) {
-                state.SkipWithError("the library and the literal version differ");
-                return;
-            }
-            for (auto _ : state) {
-                benchmark::DoNotOptimize(pair.library(*chain).data);
-            }
-            setPixels(state, chain->photograph);
-        })->Unit(benchmark::kMillisecond);
+        benchmark::RegisterBenchmark((std::string(pair.name) + "/library/" + size).c_str(),
+                                     [&pair, chain, withLiteral](benchmark::State& state) {
+                                         if (withLiteral && !sameBytes(pair.library(*chain), pair.literal(*chain))) {
+                                             state.SkipWithError("the library and the literal version differ");
+                                             return;
+                                         }
+                                         for (auto _ : state) {
+                                             benchmark::DoNotOptimize(pair.library(*chain).data);
+                                         }
+                                         setPixels(state, chain->photograph);
+                                     })
+            ->Unit(benchmark::kMillisecond);
         if (withLiteral) {
             benchmark::RegisterBenchmark((std::string(pair.name) + "/literal/" + size).c_str(),
                                          [&pair, chain](benchmark::State& state) {
@@ -167,15 +246,14 @@ void addColorCases(const std::string& size, const std::shared_ptr<cv::Mat>& phot
     add("expandColors", [](benchmark::State& state, const cv::Mat& image) {
         likeness::ColorCounter counter;
         const likeness::DistinctColors colors = counter.count(image, true);
-        cv::Mat expanded;
-        likeness::expandColors(colors.bgr, colors.indices, expanded);
-        if (!sameBytes(expanded, image)) {
+        if (!sameBytes(likeness::expandColors(colors.bgr, colors.indices), image)) {
             state.SkipWithError("the expanded colours are not the photograph");
         }
         cv::Mat plane;
         cv::extractChannel(colors.bgr, plane, 1);
+        cv::Mat expanded;
         for (auto _ : state) {
-            likeness::expandColors(plane, colors.indices, expanded);
+            expanded = likeness::expandColors(plane, colors.indices, std::move(expanded));
             benchmark::DoNotOptimize(expanded.data);
         }
     });
@@ -199,8 +277,8 @@ int main(int argc, char** argv) {
         cv::Size size;
         bool withLiteral;
     };
-    for (const Size& size : {Size{"0.25MP", {576, 432}, true}, Size{"2MP", {1632, 1224}, true},
-                             Size{"24MP", {5664, 4248}, false}}) {
+    for (const Size& size :
+         {Size{"0.25MP", {576, 432}, true}, Size{"2MP", {1632, 1224}, true}, Size{"24MP", {5664, 4248}, false}}) {
         addColorCases(size.name,
                       std::make_shared<cv::Mat>(likeness::bench::photographLike("coffee.jpg", size.size, 1)));
         addCases(size.name, std::make_shared<Chain>(size.size), size.withLiteral);

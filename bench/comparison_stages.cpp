@@ -58,8 +58,8 @@ int usage() {
 int main(int argc, char** argv) {
     const std::string stage = argc > 1 ? argv[1] : "";
     if (stage == "make" && argc == 7) {
-        const cv::Mat image = likeness::bench::photographLike(
-            argv[2], {std::atoi(argv[3]), std::atoi(argv[4])}, static_cast<std::uint64_t>(std::atoi(argv[5])));
+        const cv::Mat image = likeness::bench::photographLike(argv[2], {std::atoi(argv[3]), std::atoi(argv[4])},
+                                                              static_cast<std::uint64_t>(std::atoi(argv[5])));
         return cv::imwrite(argv[6], image, {cv::IMWRITE_JPEG_QUALITY, 92}) ? 0 : 1;
     }
     if (argc < 4) {

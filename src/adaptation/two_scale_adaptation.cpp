@@ -9,11 +9,11 @@
 #include "adaptation/d65_adaptation.hpp"
 #include "adaptation/degree_of_adaptation.hpp"
 #include "color/bgr_xyz.hpp"
-#include "color/image_walk.hpp"
 #include "color/name_text.hpp"
 #include "color/sharpened_rgb.hpp"
 #include "color/white_point.hpp"
 #include "diagnostics/number_text.hpp"
+#include "numerics/image_walk.hpp"
 #include "structure/structure_tensor.hpp"
 
 namespace likeness {

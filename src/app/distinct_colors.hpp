@@ -19,8 +19,8 @@ struct DistinctColors {
                                         ///< and overwritten when the counter counts the next photograph
 };
 
-/// Counts colours in a table of all 2^24, and finds their indices in a second one. The tables take 16 and 64 MiB of address
-/// space, of which a photograph touches a part; they are kept for the next photograph. One thread at a time.
+/// Counts colours in a table of all 2^24, and finds their indices in a second one. The tables take 16 and 64 MiB of
+/// address space, of which a photograph touches a part; they are kept for the next photograph. One thread at a time.
 class ColorCounter {
 public:
     ColorCounter();
@@ -46,7 +46,8 @@ private:
 /// Puts the value of each pixel's colour into the pixel.
 /// @param perColor  1 x K, any type
 /// @param indices   CV_32S, each in [0, K)
-/// @param expanded  becomes an image of the size of `indices` and the type of `perColor`
-void expandColors(const cv::Mat& perColor, const cv::Mat& indices, cv::Mat& expanded);
+/// @param reuse     an image whose memory is taken for the result if size and type fit
+/// @return          image of the size of `indices` and the type of `perColor`
+cv::Mat expandColors(const cv::Mat& perColor, const cv::Mat& indices, cv::Mat reuse = {});
 
 }  // namespace likeness

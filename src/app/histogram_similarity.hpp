@@ -1,5 +1,6 @@
 // How much the value distributions of two maps overlap: histograms of rounded values and the Bhattacharyya coefficient
-// (Bhattacharyya, "On a measure of divergence between two statistical populations", Bull. Calcutta Math. Soc. 35, 1943).
+// (Bhattacharyya, "On a measure of divergence between two statistical populations", Bull. Calcutta Math. Soc. 35,
+// 1943).
 //
 // A map is CV_32F of any size. The bin of a value is the nearest integer, halves away from zero; a value outside the
 // range of int, infinite ones too, has the bin of the smallest int. NaN has no bin and is not counted. Bins count in

@@ -16,7 +16,9 @@ enum ExitStatus : int {
     wrongArgumentCount = -1,  // a shell shows 255
 };
 
-void complain(const std::string& text) { std::cerr << "likeness: " + text + '\n'; }
+void complain(const std::string& text) {
+    std::cerr << "likeness: " + text + '\n';
+}
 
 int compare(const char* firstPath, const char* secondPath) {
     const std::string paths[2] = {firstPath, secondPath};

@@ -1,10 +1,9 @@
 #include "app/perceptual_metrics.hpp"
 
-
 #include "appearance/appearance_correlates.hpp"
 #include "appearance/cone_responses.hpp"
 #include "appearance/viewing_conditions.hpp"
-#include "color/image_walk.hpp"
+#include "numerics/image_walk.hpp"
 
 namespace likeness {
 namespace {
@@ -24,7 +23,9 @@ void scaleTo100(cv::Mat& image) {
 
 }  // namespace
 
-float backgroundLuminanceOf(std::int64_t pixels) { return backgroundOfUniformWhite(pixels, whiteLuminance); }
+float backgroundLuminanceOf(std::int64_t pixels) {
+    return backgroundOfUniformWhite(pixels, whiteLuminance);
+}
 
 void perceptualMetrics(cv::Mat& src, cv::Mat& Q, cv::Mat& J, cv::Mat& C, cv::Mat& M, cv::Mat& s,
                        const Diagnostics& diagnostics) {

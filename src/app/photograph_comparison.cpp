@@ -41,7 +41,8 @@ AppearanceDistributions appearanceDistributions(const cv::Mat& photograph, Color
     requirePhotograph(photograph);
     const bool dumps = diagnostics.wantsFiles();
     DistinctColors colors = counter.count(photograph, dumps);
-    // The background is a float sum over the whole photograph's white: it belongs to the number of pixels, not of colours.
+    // The background is a float sum over the whole photograph's white: it belongs to the number of pixels, not of
+    // colours.
     const float background = backgroundLuminanceOf(static_cast<std::int64_t>(photograph.rows) * photograph.cols);
     if (!dumps) {
         return distributionsOf(colors, background, diagnostics);
@@ -52,8 +53,7 @@ AppearanceDistributions appearanceDistributions(const cv::Mat& photograph, Color
     return distributions;
 }
 
-LikenessCoefficients compareDistributions(const AppearanceDistributions& first,
-                                          const AppearanceDistributions& second) {
+LikenessCoefficients compareDistributions(const AppearanceDistributions& first, const AppearanceDistributions& second) {
     return {bhattacharyyaCoefficient(first.brightness, second.brightness),
             bhattacharyyaCoefficient(first.lightness, second.lightness),
             bhattacharyyaCoefficient(first.chroma, second.chroma),

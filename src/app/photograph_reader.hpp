@@ -12,8 +12,8 @@ struct PhotographRead {
     std::vector<std::string> remarks;  ///< lines of the format libraries, such as "Premature end of JPEG file"
 };
 
-/// Reads a file as 8-bit B, G, R: 16-bit values are reduced, alpha is dropped, grey is spread to three channels, an EXIF
-/// orientation is applied. A file of more pixels than the image reader accepts counts as unreadable.
+/// Reads a file as 8-bit B, G, R: 16-bit values are reduced, alpha is dropped, grey is spread to three channels, an
+/// EXIF orientation is applied. A file of more pixels than the image reader accepts counts as unreadable.
 ///
 /// For front ends: while it runs, the process's standard error is redirected, because the format libraries print
 /// there themselves. One call at a time.

@@ -2,8 +2,9 @@
 
 #include <cmath>
 
+#include "appearance/remembered.hpp"
 #include "appearance/viewing_conditions.hpp"
-#include "color/image_walk.hpp"
+#include "numerics/image_walk.hpp"
 #include "numerics/transcendental_blocks.hpp"
 
 namespace likeness {
@@ -15,28 +16,9 @@ using numerics::roundedOr;
 
 constexpr double pi = 3.141592653589793;
 
-/// A function of one float whose argument rarely changes from pixel to pixel: the viewing conditions are maps, but
-/// callers fill them with one value.
-template <typename Function>
-class Remembered {
-public:
-    explicit Remembered(Function function) : function_(function), argument_(0), value_(function(0.0F)) {}
-
-    double operator()(float argument) {
-        if (!(argument == argument_)) {
-            argument_ = argument;
-            value_ = function_(argument);
-        }
-        return value_;
-    }
-
-private:
-    Function function_;
-    float argument_;
-    double value_;
-};
-
-double fourthRoot(float level) { return std::pow(static_cast<double>(level), 0.25); }
+double fourthRoot(float level) {
+    return std::pow(static_cast<double>(level), 0.25);
+}
 
 double chromaOfBackground(float n) {
     return std::pow(1.64 - std::pow(0.29, static_cast<double>(n)), 0.73);
@@ -46,7 +28,9 @@ double hueDegrees(float b, float a) {
     return std::atan2(static_cast<double>(b), static_cast<double>(a)) * 180.0 / pi;
 }
 
-double eccentricityOf(float hue) { return (std::cos(static_cast<double>(hue) * pi / 180.0 + 2.0) + 3.8) / 4.0; }
+double eccentricityOf(float hue) {
+    return (std::cos(static_cast<double>(hue) * pi / 180.0 + 2.0) + 3.8) / 4.0;
+}
 
 void hueOfBlock(const float* a, const float* b, float* hue, float* eccentricity, std::size_t count) {
     double y[blockSize] = {};
@@ -173,9 +157,8 @@ void computeChroma(cv::Mat& nl, cv::Mat& a, cv::Mat& b, cv::Mat& J, cv::Mat& ecc
             for (std::size_t j = 0; j < count; ++j) {
                 const double root = std::sqrt(lightness[j] / 100.0);
                 const double factor = backgroundFactor(background[j]);
-                chroma[j] = roundedOr(power[j] * root * factor, [&] {
-                    return std::pow(static_cast<double>(magnitude[j]), 0.9) * root * factor;
-                });
+                chroma[j] = roundedOr(power[j] * root * factor,
+                                      [&] { return std::pow(static_cast<double>(magnitude[j]), 0.9) * root * factor; });
             }
         });
     }

@@ -16,8 +16,8 @@
 
 namespace likeness {
 
-/// Opponent red-green a = rho - 12 gamma / 11 + beta / 11 (in double) and yellow-blue b = (rho + gamma - 2 beta) / 9 (in
-/// float).
+/// Opponent red-green a = rho - 12 gamma / 11 + beta / 11 (in double) and yellow-blue b = (rho + gamma - 2 beta) / 9
+/// (in float).
 void computeAB(cv::Mat& nl, cv::Mat& a, cv::Mat& b);
 
 /// Hue angle in degrees, in (-180, 180]: -90 stays -90, it is not wrapped to 270. Eccentricity is

@@ -8,7 +8,9 @@ namespace likeness {
 namespace {
 
 // The product is formed in 64 bits: five times the pixels of a very large plane do not fit into 32.
-float fifthOfMean(float sum, std::int64_t pixels) { return sum / static_cast<float>(pixels * 5); }
+float fifthOfMean(float sum, std::int64_t pixels) {
+    return sum / static_cast<float>(pixels * 5);
+}
 
 }  // namespace
 
@@ -27,7 +29,9 @@ float backgroundOfUniformWhite(std::int64_t pixels, float luminance) {
     return fifthOfMean(numerics::repeatedSum(luminance, pixels), pixels);
 }
 
-float computeN(float Yb, float Yw) { return Yb / Yw; }
+float computeN(float Yb, float Yw) {
+    return Yb / Yw;
+}
 
 float computeFl(float La) {
     const auto k = static_cast<float>(1.0 / (5.0 * La + 1.0));
@@ -36,8 +40,12 @@ float computeFl(float La) {
     return static_cast<float>(k4 * La + 0.1 * (rest * rest) * std::pow(5.0 * La, 0.3333333333333333));
 }
 
-float computeNcb(float Yb, float Yw) { return static_cast<float>(0.725 * std::pow(1.0 / computeN(Yb, Yw), 0.2)); }
+float computeNcb(float Yb, float Yw) {
+    return static_cast<float>(0.725 * std::pow(1.0 / computeN(Yb, Yw), 0.2));
+}
 
-float computeZ(float Yb, float Yw) { return static_cast<float>(1.48 + std::sqrt(computeN(Yb, Yw))); }
+float computeZ(float Yb, float Yw) {
+    return static_cast<float>(1.48 + std::sqrt(computeN(Yb, Yw)));
+}
 
 }  // namespace likeness

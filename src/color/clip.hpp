@@ -5,6 +5,8 @@
 namespace likeness {
 
 /// Limits x to [lo, hi]. NaN gives lo, and so does every x where lo > hi.
-inline float clip(float x, float lo, float hi) { return std::max(lo, std::min(x, hi)); }
+inline float clip(float x, float lo, float hi) {
+    return std::max(lo, std::min(x, hi));
+}
 
 }  // namespace likeness

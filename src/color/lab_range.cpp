@@ -1,6 +1,6 @@
 #include "color/lab_range.hpp"
 
-#include "color/image_walk.hpp"
+#include "numerics/image_walk.hpp"
 
 namespace likeness {
 namespace {
@@ -19,7 +19,9 @@ void scaleAndShift(cv::Mat& lab, double scale, float shift) {
 
 }  // namespace
 
-void scaleLab(cv::Mat& lab) { scaleAndShift(lab, 2.55, 128.0F); }
+void scaleLab(cv::Mat& lab) {
+    scaleAndShift(lab, 2.55, 128.0F);
+}
 
 void rescaleLab(cv::Mat& lab) {
     constexpr double hundredOver255 = 0.39215686274509803;

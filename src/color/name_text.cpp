@@ -2,7 +2,9 @@
 
 namespace likeness {
 
-std::string convertIntToString(int n) { return std::to_string(n); }
+std::string convertIntToString(int n) {
+    return std::to_string(n);
+}
 
 std::string remove_extension(const std::string& name) {
     return name.substr(0, name.rfind('.'));  // npos keeps the whole name

@@ -10,7 +10,9 @@ namespace likeness {
 OutputFile::OutputFile(const std::string& path) noexcept
     : descriptor_(::open(path.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0666)), complete_(descriptor_ >= 0) {}
 
-OutputFile::~OutputFile() { close(); }
+OutputFile::~OutputFile() {
+    close();
+}
 
 void OutputFile::write(std::string_view bytes) noexcept {
     while (complete_ && !bytes.empty()) {

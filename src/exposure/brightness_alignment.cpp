@@ -5,8 +5,8 @@
 #include <opencv2/imgproc.hpp>
 #include <string>
 
-#include "color/image_walk.hpp"
 #include "diagnostics/number_text.hpp"
+#include "numerics/image_walk.hpp"
 
 namespace likeness {
 namespace {

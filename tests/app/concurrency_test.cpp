@@ -78,7 +78,11 @@ TEST(Concurrency, DumpsOfOneNameStayWhole) {
 TEST(Concurrency, ReportsAreNotMixed) {
     const ScratchDirectory scratch;
     const std::string path = (scratch.path() / "report.txt").string();
-    const auto textOf = [](int k) { return std::string(50, static_cast<char>('a' + k)) + "\n-\n"; };
+    const auto textOf = [](int k) {
+        std::string text(50, static_cast<char>('a' + k));
+        text.append("\n-\n");
+        return text;
+    };
     std::vector<int> appended(threadCount);
     onThreads([&](int k) {
         for (int i = 0; i < 200; ++i) {

@@ -47,8 +47,10 @@ cv::Mat adapted(const cv::Mat& image) {
 
 std::vector<testing::NamedImage> images() {
     auto all = testing::floatImages(3, 0.0F, 1.1F);
-    all.push_back({"cat", adapted(testing::exampleImage("cat.jpg"))});
-    all.push_back({"coffee", adapted(testing::exampleImage("coffee.jpg"))});
+    for (const std::string& name : testing::examplePhotographNames()) {
+        const cv::Mat whole = testing::exampleImage(name);
+        all.push_back({name, adapted(whole.rowRange(whole.rows / 3, 2 * whole.rows / 3))});
+    }
     all.push_back({"black", cv::Mat(6, 5, CV_32FC3, cv::Scalar::all(0))});
     all.push_back({"saturated", adapted(cv::Mat(6, 5, CV_32FC3, cv::Scalar(1, 0, 0)))});
     return all;

@@ -37,7 +37,11 @@ TEST(Report, IsNotMixedByProcesses) {
     const ScratchDirectory scratch;
     constexpr int processes = 4;
     constexpr int repetitions = 200;
-    const auto textOf = [](int k) { return std::string(50, static_cast<char>('a' + k)) + "\n-\n"; };
+    const auto textOf = [](int k) {
+        std::string text(50, static_cast<char>('a' + k));
+        text.append("\n-\n");
+        return text;
+    };
     std::vector<::pid_t> children;
     for (int k = 0; k < processes; ++k) {
         const ::pid_t child = ::fork();

@@ -48,9 +48,13 @@ void expectTrue(const std::string& document, std::size_t atLeast) {
     }
 }
 
-TEST(DocumentExamples, Readme) { expectTrue("README.md", 2); }
+TEST(DocumentExamples, Readme) {
+    expectTrue("README.md", 2);
+}
 
-TEST(DocumentExamples, ManPage) { expectTrue("man/likeness.1", 1); }
+TEST(DocumentExamples, ManPage) {
+    expectTrue("man/likeness.1", 1);
+}
 
 TEST(DocumentExamples, ReadmeProgramIsTheOneThatIsBuilt) {
     const std::string readme = contentOf(source + "/README.md");

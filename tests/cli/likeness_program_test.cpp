@@ -24,7 +24,9 @@ Outcome compare(const std::string& first, const std::string& second, const fs::p
     return run({program, first, second}, folder);
 }
 
-std::string photo(const std::string& name) { return std::string(LIKENESS_EXAMPLE_PHOTOGRAPHS) + "/" + name; }
+std::string photo(const std::string& name) {
+    return std::string(LIKENESS_EXAMPLE_PHOTOGRAPHS) + "/" + name;
+}
 
 std::vector<std::string> filesIn(const fs::path& folder) {
     std::vector<std::string> names;
@@ -44,7 +46,9 @@ std::vector<std::string> linesOf(const std::string& text, char end = '\n') {
     return lines;
 }
 
-void writeText(const fs::path& file, const std::string& text) { std::ofstream(file, std::ios::binary) << text; }
+void writeText(const fs::path& file, const std::string& text) {
+    std::ofstream(file, std::ios::binary) << text;
+}
 
 /// A folder for the run and one for its inputs.
 class LikenessProgram : public ::testing::Test {
@@ -214,8 +218,8 @@ TEST_F(LikenessProgram, ExifOrientationIsApplied) {
     const cv::Mat wide = randomPhotograph({48, 16}, 11);
     const std::string plain = save("wide.jpg", wide);
     std::string bytes = contentOf(plain);
-    // An APP1 segment behind the start of the image: a little-endian TIFF header and one entry, orientation 6, for which
-    // the picture is to be turned by a quarter.
+    // An APP1 segment behind the start of the image: a little-endian TIFF header and one entry, orientation 6, for
+    // which the picture is to be turned by a quarter.
     const std::string tiff("II*\0\x08\0\0\0\x01\0\x12\x01\x03\0\x01\0\0\0\x06\0\0\0\0\0\0\0", 26);
     const std::string body = std::string("Exif\0\0", 6) + tiff;
     const auto length = static_cast<unsigned char>(body.size() + 2);
@@ -273,8 +277,7 @@ TEST_F(LikenessProgram, DumpOnAFullDiskGivesAWarning) {
     const Outcome outcome = compare(photo("cat.jpg"), photo("cat.jpg"), folder());
     EXPECT_EQ(outcome.status, 0);
     EXPECT_EQ(outcome.out, "1,1,1,1,1\n");
-    EXPECT_EQ(outcome.err,
-              "likeness: warning: cannot write '10_in.txt'\nlikeness: warning: cannot write 'mask.jpg'\n");
+    EXPECT_EQ(outcome.err, "likeness: warning: cannot write '10_in.txt'\nlikeness: warning: cannot write 'mask.jpg'\n");
 }
 
 TEST_F(LikenessProgram, UnwritableStandardOutputIsAFailure) {

@@ -11,7 +11,8 @@ namespace likeness::testing {
 ScratchDirectory::ScratchDirectory() : previous_(std::filesystem::current_path()) {
     std::string pattern = (std::filesystem::temp_directory_path() / "likeness-XXXXXX").string();
     if (::mkdtemp(pattern.data()) == nullptr) {
-        throw std::filesystem::filesystem_error("no scratch folder", pattern, std::error_code(errno, std::generic_category()));
+        throw std::filesystem::filesystem_error("no scratch folder", pattern,
+                                                std::error_code(errno, std::generic_category()));
     }
     path_ = pattern;
     std::filesystem::current_path(path_);

@@ -22,12 +22,30 @@ cv::Mat ramp(cv::Size size, int channels, float low, float high) {
 
 cv::Mat specialValues(int channels) {
     using Limits = std::numeric_limits<float>;
-    const std::vector<float> values = {0.0F,           -0.0F,           1.0F,          -1.0F,
-                                       Limits::quiet_NaN(), Limits::infinity(), -Limits::infinity(), Limits::min(),
-                                       -Limits::min(), Limits::denorm_min(), Limits::max(), -Limits::max(),
-                                       0.0031308F,     0.04045F,        1e-6F,         -1e-6F,
-                                       0.5F,           2.0F,            100.0F,        255.0F,
-                                       1e-20F,         1e20F,           0.999999F,     1.000001F};
+    const std::vector<float> values = {0.0F,
+                                       -0.0F,
+                                       1.0F,
+                                       -1.0F,
+                                       Limits::quiet_NaN(),
+                                       Limits::infinity(),
+                                       -Limits::infinity(),
+                                       Limits::min(),
+                                       -Limits::min(),
+                                       Limits::denorm_min(),
+                                       Limits::max(),
+                                       -Limits::max(),
+                                       0.0031308F,
+                                       0.04045F,
+                                       1e-6F,
+                                       -1e-6F,
+                                       0.5F,
+                                       2.0F,
+                                       100.0F,
+                                       255.0F,
+                                       1e-20F,
+                                       1e20F,
+                                       0.999999F,
+                                       1.000001F};
     // Neighbouring elements take the values at different paces, so that a pixel holds many combinations of them.
     const int side = 48;
     cv::Mat image(side, side, CV_32FC(channels));
