@@ -12,7 +12,7 @@ namespace {
 
 using numerics::blockSize;
 using numerics::forEachBlock;
-using numerics::roundedOr;
+using numerics::roundBlock;
 
 constexpr double pi = 3.141592653589793;
 
@@ -41,13 +41,17 @@ void hueOfBlock(const float* a, const float* b, float* hue, float* eccentricity,
     }
     numerics::atan2Block(y, x, y, count);
     for (std::size_t i = 0; i < count; ++i) {
-        hue[i] = roundedOr(y[i] * 180.0 / pi, [&] { return hueDegrees(b[i], a[i]); });
+        y[i] = y[i] * 180.0 / pi;
+    }
+    roundBlock(y, hue, count, [&](std::size_t i) { return hueDegrees(b[i], a[i]); });
+    for (std::size_t i = 0; i < count; ++i) {
         x[i] = static_cast<double>(hue[i]) * pi / 180.0 + 2.0;
     }
     numerics::cosBlock(x, x, count);
     for (std::size_t i = 0; i < count; ++i) {
-        eccentricity[i] = roundedOr((x[i] + 3.8) / 4.0, [&] { return eccentricityOf(hue[i]); });
+        x[i] = (x[i] + 3.8) / 4.0;
     }
+    roundBlock(x, eccentricity, count, [hue](std::size_t i) { return eccentricityOf(hue[i]); });
 }
 
 }  // namespace
@@ -134,6 +138,7 @@ void computeChroma(cv::Mat& nl, cv::Mat& a, cv::Mat& b, cv::Mat& J, cv::Mat& ecc
     Remembered backgroundFactor(chromaOfBackground);
     cv::Mat t(nl.size(), CV_32F);
     double power[blockSize];
+    double root[blockSize];
     const ImageWalk walk = walkOver(a, nl, b, J, eccentricity, Ncb, n, C, t);
     for (int i = 0; i < walk.rows; ++i) {
         forEachBlock(static_cast<std::size_t>(walk.cols), [&](std::size_t first, std::size_t count) {
@@ -155,11 +160,12 @@ void computeChroma(cv::Mat& nl, cv::Mat& a, cv::Mat& b, cv::Mat& J, cv::Mat& ecc
             }
             numerics::powBlock(power, 0.9, power, count);
             for (std::size_t j = 0; j < count; ++j) {
-                const double root = std::sqrt(lightness[j] / 100.0);
-                const double factor = backgroundFactor(background[j]);
-                chroma[j] = roundedOr(power[j] * root * factor,
-                                      [&] { return std::pow(static_cast<double>(magnitude[j]), 0.9) * root * factor; });
+                root[j] = std::sqrt(lightness[j] / 100.0);
+                power[j] = power[j] * root[j] * backgroundFactor(background[j]);
             }
+            roundBlock(power, chroma, count, [&](std::size_t j) {
+                return std::pow(static_cast<double>(magnitude[j]), 0.9) * root[j] * chromaOfBackground(background[j]);
+            });
         });
     }
     diagnostics.writeImage("t_before.jpg", t);

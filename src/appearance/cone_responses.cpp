@@ -41,6 +41,7 @@ void computeNonLinearities(const cv::Mat& hpe, cv::Mat& nl, cv::Mat& FL) {
     constexpr std::size_t pixelsInBlock = numerics::blockSize / 3;
     double base[3 * pixelsInBlock];
     double power[3 * pixelsInBlock];
+    float t[3 * pixelsInBlock];
     const ImageWalk walk = walkOver(hpe, nl, FL);
     const auto cols = static_cast<std::size_t>(walk.cols);
     for (int i = 0; i < walk.rows; ++i) {
@@ -56,10 +57,10 @@ void computeNonLinearities(const cv::Mat& hpe, cv::Mat& nl, cv::Mat& FL) {
                 }
             }
             numerics::powBlock(base, compressionExponent, power, 3 * n);
+            numerics::roundBlock(power, t, 3 * n,
+                                 [&base](std::size_t e) { return std::pow(base[e], compressionExponent); });
             for (std::size_t e = 0; e < 3 * n; ++e) {
-                const double b = base[e];
-                compressed[e] =
-                    compress(numerics::roundedOr(power[e], [b] { return std::pow(b, compressionExponent); }));
+                compressed[e] = compress(t[e]);
             }
             response += 3 * n;
             level += n;

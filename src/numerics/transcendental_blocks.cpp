@@ -94,6 +94,20 @@ void tanBlock(const double* angle, double* out, std::size_t count) {
     }
 }
 
+bool roundAll(const double* approximate, float* rounded, std::size_t count) {
+    std::size_t done = 0;
+    bool decided = true;
+    if (useAvx2()) {
+        LIKENESS_AVX2(roundAll(approximate, rounded, count, relativeErrorBound, done, decided));
+    }
+    for (std::size_t i = done; i < count; ++i) {
+        const auto low = static_cast<float>(approximate[i] * (1.0 - relativeErrorBound));
+        rounded[i] = low;
+        decided = decided && low == static_cast<float>(approximate[i] * (1.0 + relativeErrorBound));
+    }
+    return decided;
+}
+
 const char* blockInstructionSet() noexcept {
     return useAvx2() ? "avx2" : "scalar";
 }

@@ -54,20 +54,17 @@ inline float roundedOr(double approximate, Exact&& exact) {
     return low == high ? low : static_cast<float>(exact());
 }
 
+/// rounded[i] = approximate[i] rounded to float.
+/// @return  whether no value's error can have changed its rounding
+bool roundAll(const double* approximate, float* rounded, std::size_t count);
+
 /// out[i] = approximate[i] rounded to float where its error cannot change the result, and otherwise what exact(i)
 /// gives, for at most `blockSize` values. `exact` may read what `out` overwrites: nothing is written before it was
 /// asked.
 template <typename Exact>
 inline void roundBlock(const double* approximate, float* out, std::size_t count, Exact&& exact) {
     float rounded[blockSize];
-    int unsure = 0;
-    for (std::size_t i = 0; i < count; ++i) {
-        const auto low = static_cast<float>(approximate[i] * (1.0 - relativeErrorBound));
-        const auto high = static_cast<float>(approximate[i] * (1.0 + relativeErrorBound));
-        rounded[i] = low;
-        unsure |= static_cast<int>(!(low == high));
-    }
-    if (unsure != 0) {
+    if (!roundAll(approximate, rounded, count)) {
         for (std::size_t i = 0; i < count; ++i) {
             rounded[i] = roundedOr(approximate[i], [&] { return exact(i); });
         }

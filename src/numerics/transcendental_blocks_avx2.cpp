@@ -208,4 +208,21 @@ void tanBlock(const double* angle, double* out, std::size_t count) {
         angle, out, count, [](__m256d v) { return Sleef_tand4_u35avx2(v); }, [](double a) { return tan(a); });
 }
 
+void roundAll(const double* approximate, float* rounded, std::size_t count, double bound, std::size_t& done,
+              bool& decided) {
+    const __m256d below = _mm256_set1_pd(1.0 - bound);
+    const __m256d above = _mm256_set1_pd(1.0 + bound);
+    __m128 unsure = _mm_setzero_ps();
+    std::size_t i = 0;
+    for (; i + lanes <= count; i += lanes) {
+        const __m256d v = _mm256_loadu_pd(approximate + i);
+        const __m128 low = _mm256_cvtpd_ps(_mm256_mul_pd(v, below));
+        const __m128 high = _mm256_cvtpd_ps(_mm256_mul_pd(v, above));
+        _mm_storeu_ps(rounded + i, low);
+        unsure = _mm_or_ps(unsure, _mm_cmp_ps(low, high, _CMP_NEQ_UQ));  // NaN too
+    }
+    done = i;
+    decided = _mm_movemask_ps(unsure) == 0;
+}
+
 }  // namespace likeness::numerics::avx2

@@ -13,4 +13,9 @@ void cosBlock(const double* angle, double* out, std::size_t count);
 void sinBlock(const double* angle, double* out, std::size_t count);
 void tanBlock(const double* angle, double* out, std::size_t count);
 
+/// Rounds whole groups of lanes; `done` becomes how many, `decided` whether a relative error of `bound` could not have
+/// changed one.
+void roundAll(const double* approximate, float* rounded, std::size_t count, double bound, std::size_t& done,
+              bool& decided);
+
 }  // namespace likeness::numerics::avx2
