@@ -41,9 +41,6 @@ AppearanceDistributions appearanceDistributions(const cv::Mat& photograph, Color
     requirePhotograph(photograph);
     const bool dumps = diagnostics.wantsFiles();
     DistinctColors colors = counter.count(photograph, dumps);
-    if (colors.counts.empty()) {
-        return {};
-    }
     // The background is a float sum over the whole photograph's white: it belongs to the number of pixels, not of
     // colours.
     const float background = backgroundLuminanceOf(static_cast<std::int64_t>(photograph.rows) * photograph.cols);

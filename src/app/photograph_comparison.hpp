@@ -33,7 +33,8 @@ struct AppearanceDistributions {
 /// The chain of normalisation, adaptation to D65 and the forward appearance model runs once per distinct colour. The
 /// result is the same bits as that of the chain run on every pixel.
 ///
-/// @param photograph   CV_8UC3 in B, G, R order, fewer than 2^31 pixels; an empty one has empty distributions
+/// @param photograph   CV_8UC3 in B, G, R order, fewer than 2^31 pixels; an empty one has empty distributions and leaves
+///                     an empty text dump, but no image
 /// @param counter      the caller's, for use with one photograph after the other
 /// @param diagnostics  the dumps of `perceptualMetrics`, at the photograph's size
 /// @throws std::invalid_argument  if the photograph is of another type

@@ -1,0 +1,38 @@
+#include "color/lab_range.hpp"
+
+#include <gtest/gtest.h>
+
+#include "reference/color_reference.hpp"
+#include "support/mat_matchers.hpp"
+#include "support/test_images.hpp"
+
+namespace likeness {
+namespace {
+
+TEST(LabRange, ScalesWhiteTo255) {
+    cv::Mat lab(1, 1, CV_32FC3, cv::Scalar(100, 0, 0));
+    scaleLab(lab);
+    EXPECT_MAT_NEAR(lab, cv::Mat(1, 1, CV_32FC3, cv::Scalar(255, 128, 128)), {.absolute = 2e-5});
+    rescaleLab(lab);
+    EXPECT_MAT_NEAR(lab, cv::Mat(1, 1, CV_32FC3, cv::Scalar(100, 0, 0)), {.absolute = 1e-5});
+}
+
+TEST(LabRange, IsTheLiteralVersion) {
+    for (const auto& [name, image] : testing::floatImages(3, -100.0F, 255.0F)) {
+        SCOPED_TRACE(name);
+        cv::Mat actual = testing::withGaps(image);
+        cv::Mat expected = image.clone();
+        scaleLab(actual);
+        reference::scaleLab(expected);
+        EXPECT_MAT_EQUAL(actual, expected);
+
+        actual = image.clone();
+        expected = image.clone();
+        rescaleLab(actual);
+        reference::rescaleLab(expected);
+        EXPECT_MAT_EQUAL(actual, expected);
+    }
+}
+
+}  // namespace
+}  // namespace likeness
