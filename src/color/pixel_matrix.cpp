@@ -56,4 +56,20 @@ void multiplyImageByMatrixBackward(const cv::Mat& src, cv::Mat& dst, cv::Mat& M)
     }
 }
 
+void conversion(const cv::Mat& src, cv::Mat& dst, const cv::Mat& M, int rows, int cols) {
+    const PixelMatrix matrix(M);
+    for (int i = 0; i < rows; ++i) {
+        const float* in = src.ptr<float>(i);
+        float* out = dst.ptr<float>(i);
+        for (int j = 0; j < cols; ++j, in += 3, out += 3) {
+            const float a = in[0];
+            const float b = in[1];
+            const float c = in[2];
+            out[0] = matrix.row(0, a, b, c);
+            out[1] = matrix.row(1, a, b, c);
+            out[2] = matrix.row(2, a, b, c);
+        }
+    }
+}
+
 }  // namespace likeness

@@ -42,4 +42,9 @@ void multiplyImageByMatrixForward(const cv::Mat& src, cv::Mat& dst, cv::Mat& M);
 /// result goes to channel 2 - k, so that the output is in B, G, R order. Not clamped. `dst` may be `src`.
 void multiplyImageByMatrixBackward(const cv::Mat& src, cv::Mat& dst, cv::Mat& M);
 
+/// Applies M to the first `rows` x `cols` pixels of an image, in the order of the matrix on both sides: the column
+/// vector is (channel 0, channel 1, channel 2) and row k's result goes to channel k. The rest of `dst` is left as it
+/// is. `dst` may be `src`.
+void conversion(const cv::Mat& src, cv::Mat& dst, const cv::Mat& M, int rows, int cols);
+
 }  // namespace likeness

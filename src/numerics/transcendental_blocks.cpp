@@ -34,6 +34,26 @@ void powBlock(const double* base, double exponent, double* out, std::size_t coun
     }
 }
 
+void exp10Block(const double* exponent, double* out, std::size_t count) {
+    if (useAvx2()) {
+        LIKENESS_AVX2(exp10Block(exponent, out, count));
+        return;
+    }
+    for (std::size_t i = 0; i < count; ++i) {
+        out[i] = std::pow(10.0, exponent[i]);
+    }
+}
+
+void log10Block(const double* value, double* out, std::size_t count) {
+    if (useAvx2()) {
+        LIKENESS_AVX2(log10Block(value, out, count));
+        return;
+    }
+    for (std::size_t i = 0; i < count; ++i) {
+        out[i] = std::log10(value[i]);
+    }
+}
+
 void atan2Block(const double* y, const double* x, double* out, std::size_t count) {
     if (useAvx2()) {
         LIKENESS_AVX2(atan2Block(y, x, out, count));

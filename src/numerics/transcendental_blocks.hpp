@@ -25,6 +25,14 @@ inline constexpr double relativeErrorBound = 0x1p-44;
 /// `out` may be `base`.
 void powBlock(const double* base, double exponent, double* out, std::size_t count);
 
+/// out[i] = 10 ^ exponent[i]. NaN and exponents beyond 300 in magnitude are the standard library's. `out` may be
+/// `exponent`.
+void exp10Block(const double* exponent, double* out, std::size_t count);
+
+/// out[i] = the decimal logarithm of value[i]. Negative, zero, infinite, NaN and very small or large values are the
+/// standard library's. `out` may be `value`.
+void log10Block(const double* value, double* out, std::size_t count);
+
 /// out[i] = the angle of the vector (x[i], y[i]) in radians, in (-pi, pi]. `out` may be `y` or `x`.
 void atan2Block(const double* y, const double* x, double* out, std::size_t count);
 

@@ -71,6 +71,31 @@ void powBlock(const double* base, double exponent, double* out, std::size_t coun
     }
 }
 
+void exp10Block(const double* exponent, double* out, std::size_t count) {
+    std::size_t i = 0;
+    for (; i + lanes <= count; i += lanes) {
+        const __m256d e = _mm256_loadu_pd(exponent + i);
+        store(out + i, Sleef_exp10d4_u10avx2(e), outside(e, 0.0, 300.0), e, e,
+              [](double x, double) { return pow(10.0, x); });
+    }
+    for (; i < count; ++i) {
+        out[i] = pow(10.0, exponent[i]);
+    }
+}
+
+void log10Block(const double* value, double* out, std::size_t count) {
+    std::size_t i = 0;
+    for (; i + lanes <= count; i += lanes) {
+        const __m256d v = _mm256_loadu_pd(value + i);
+        const __m256d special = _mm256_or_pd(_mm256_cmp_pd(v, _mm256_set1_pd(1e-300), _CMP_NGE_UQ),
+                                             _mm256_cmp_pd(v, _mm256_set1_pd(1e300), _CMP_NLE_UQ));
+        store(out + i, Sleef_log10d4_u10avx2(v), special, v, v, [](double x, double) { return log10(x); });
+    }
+    for (; i < count; ++i) {
+        out[i] = log10(value[i]);
+    }
+}
+
 void atan2Block(const double* y, const double* x, double* out, std::size_t count) {
     std::size_t i = 0;
     for (; i + lanes <= count; i += lanes) {

@@ -1,0 +1,126 @@
+#include "color/lab.hpp"
+
+#include <algorithm>
+#include <cmath>
+
+#include "color/bgr_xyz.hpp"
+#include "color/image_walk.hpp"
+#include "color/pixel_matrix.hpp"
+#include "color/srgb_companding.hpp"
+#include "numerics/transcendental_blocks.hpp"
+
+namespace likeness {
+namespace {
+
+using numerics::blockSize;
+using numerics::roundedOr;
+
+constexpr double knee = 0.008856;
+constexpr double slope = 903.3;
+constexpr double third = 0.3333333333333333;
+
+double compressed(float t) {
+    return t > knee ? std::pow(static_cast<double>(t), third) : (t * slope + 16.0) / 116.0;
+}
+
+/// Ratio to the white for a value f of the curve.
+float expanded(float f) {
+    const float cube = f * f * f;
+    return cube > knee ? cube : static_cast<float>(static_cast<double>(116 * f - 16) / slope);
+}
+
+/// `compressed` of each X, Y, Z over that of the white, for `count` values.
+void compressBlock(const float* xyz, const cv::Vec3f& white, float* f, std::size_t count) {
+    float ratio[blockSize] = {};
+    double power[blockSize] = {};
+    for (std::size_t c = 0; c < count; c += 3) {
+        for (std::size_t k = 0; k < 3; ++k) {
+            ratio[c + k] = xyz[c + k] / white[static_cast<int>(k)];
+        }
+    }
+    for (std::size_t c = 0; c < count; ++c) {
+        power[c] = ratio[c] > knee ? static_cast<double>(ratio[c]) : 1.0;  // the power is not needed below the knee
+    }
+    numerics::powBlock(power, third, power, count);
+    for (std::size_t c = 0; c < count; ++c) {
+        const float t = ratio[c];
+        f[c] = t > knee ? roundedOr(power[c], [t] { return compressed(t); }) : static_cast<float>(compressed(t));
+    }
+}
+
+}  // namespace
+
+void adaptXYZToNewWhitePoint(cv::Mat& white, const cv::Mat& bgrWhite) {
+    // clang-format off
+    const cv::Mat primaries = (cv::Mat_<float>(3, 3) << 0.64,   0.3,    0.15,
+                                                        0.33,   0.6,    0.06,
+                                                        0.2126, 0.7152, 0.0722);
+    // clang-format on
+    const cv::Mat d50(1, 1, CV_32FC3, cv::Scalar(0.9642, 1.0, 0.8249));
+    const cv::Mat inverse = primaries.inv();
+    cv::Mat scales = cv::Mat::zeros(3, 3, CV_32F);
+    for (int k = 0; k < 3; ++k) {
+        scales.at<float>(k, k) = product(d50, inverse, k);
+    }
+    cv::Mat M(3, 3, CV_32F);
+    dotProduct(primaries, scales, M);
+    const PixelMatrix matrix(M);
+    const auto& encoded = bgrWhite.at<cv::Vec3f>(0, 0);
+    const float b = sRGBInverseCompanding(encoded[0]);
+    const float g = sRGBInverseCompanding(encoded[1]);
+    const float r = sRGBInverseCompanding(encoded[2]);
+    white.at<cv::Vec3f>(0, 0) = {matrix.row(0, r, g, b), matrix.row(1, r, g, b), matrix.row(2, r, g, b)};
+}
+
+void convertBGRToLab(cv::Mat& bgr, cv::Mat& bgrWhite, cv::Mat& lab) {
+    cv::Mat white(1, 1, CV_32FC3);
+    adaptXYZToNewWhitePoint(white, bgrWhite);
+    convertBGRtoXYZ(bgr, white, lab);
+    const auto& w = white.at<cv::Vec3f>(0, 0);
+    constexpr std::size_t pixelsInBlock = blockSize / 12 * 4;  // a multiple of the vectors' lengths
+    float f[3 * pixelsInBlock];
+    const ImageWalk walk = walkOver(bgr, lab);
+    const auto cols = static_cast<std::size_t>(walk.cols);
+    for (int i = 0; i < walk.rows; ++i) {
+        float* values = lab.ptr<float>(i);
+        for (std::size_t first = 0; first < cols; first += pixelsInBlock) {
+            const std::size_t count = 3 * std::min(pixelsInBlock, cols - first);
+            compressBlock(values, w, f, count);
+            for (std::size_t c = 0; c < count; c += 3) {
+                const float fx = f[c];
+                const float fy = f[c + 1];
+                const float fz = f[c + 2];
+                values[c] = 116.0F * fy - 16.0F;
+                values[c + 1] = (fx - fy) * 500.0F;
+                values[c + 2] = (fy - fz) * 200.0F;
+            }
+            values += count;
+        }
+    }
+}
+
+void convertLabToBGR(const cv::Mat& lab, const cv::Mat& bgrWhite, cv::Mat& bgr) {
+    constexpr double kneeLightness = 7.9996247999999985;  // knee * slope
+    cv::Mat white(1, 1, CV_32FC3);
+    adaptXYZToNewWhitePoint(white, bgrWhite);
+    const auto& w = white.at<cv::Vec3f>(0, 0);
+    cv::Mat& xyz = bgr;
+    const ImageWalk walk = walkOver(lab, xyz);
+    for (int i = 0; i < walk.rows; ++i) {
+        const float* in = lab.ptr<float>(i);
+        float* out = xyz.ptr<float>(i);
+        for (int j = 0; j < walk.cols; ++j, in += 3, out += 3) {
+            const float lightness = in[0];
+            const float fy = (16.0F + lightness) / 116.0F;
+            const float fx = in[1] / 500.0F + fy;
+            const float fz = fy - in[2] / 200.0F;
+            const float yr = lightness > kneeLightness ? fy * fy * fy : static_cast<float>(lightness / slope);
+            out[0] = w[0] * expanded(fx);
+            out[1] = w[1] * yr;
+            out[2] = w[2] * expanded(fz);
+        }
+    }
+    convertXYZtoBGR(xyz, white, bgr);
+}
+
+}  // namespace likeness

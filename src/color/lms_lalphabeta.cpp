@@ -1,0 +1,140 @@
+#include "color/lms_lalphabeta.hpp"
+
+#include <algorithm>
+#include <cmath>
+
+#include "color/clip.hpp"
+#include "color/image_walk.hpp"
+#include "color/pixel_matrix.hpp"
+#include "color/srgb_companding.hpp"
+#include "numerics/transcendental_blocks.hpp"
+
+namespace likeness {
+namespace {
+
+using numerics::blockSize;
+using numerics::forEachBlock;
+using numerics::roundedOr;
+
+cv::Mat lmsFromRgb() {
+    // clang-format off
+    return (cv::Mat_<float>(3, 3) << 0.3811, 0.5783, 0.0402,
+                                     0.1967, 0.7244, 0.0782,
+                                     0.0241, 0.1288, 0.8444);
+    // clang-format on
+}
+
+cv::Mat rgbFromLms() {
+    // clang-format off
+    return (cv::Mat_<float>(3, 3) <<  4.4679, -3.5873,  0.1193,
+                                     -1.2186,  2.3809, -0.1624,
+                                      0.0497, -0.2439,  1.2045);
+    // clang-format on
+}
+
+cv::Mat diagonal(double first, double second, double third) {
+    return (cv::Mat_<float>(3, 3) << first, 0, 0, 0, second, 0, 0, 0, third);
+}
+
+cv::Mat labFromLms() {
+    const cv::Mat scales = diagonal(0.57735026918, 0.40824829046, 0.70710678118);  // 1 / sqrt 3, 1 / sqrt 6, 1 / sqrt 2
+    const cv::Mat axes = (cv::Mat_<float>(3, 3) << 1, 1, 1, 1, 1, -2, 1, -1, 0);
+    cv::Mat M(3, 3, CV_32F);
+    dotProduct(scales, axes, M);
+    return M;
+}
+
+cv::Mat lmsFromLab() {
+    const cv::Mat scales = diagonal(0.57735026918, 0.40824829046, 0.7071067811);
+    const cv::Mat axes = (cv::Mat_<float>(3, 3) << 1, 1, 1, 1, 1, -1, 1, -2, 0);
+    cv::Mat M(3, 3, CV_32F);
+    dotProduct(axes, scales, M);
+    return M;
+}
+
+double decimalLogarithm(float response) {
+    return std::log10(static_cast<double>(response));
+}
+
+double powerOfTen(float exponent) {
+    return std::pow(10.0, static_cast<double>(exponent));
+}
+
+void logarithmsOfRow(float* responses, std::size_t count) {
+    constexpr float darkest = static_cast<float>(1e-6);
+    double value[blockSize];
+    forEachBlock(count, [&](std::size_t first, std::size_t n) {
+        float* const response = responses + first;
+        for (std::size_t c = 0; c < n; ++c) {
+            response[c] = response[c] == 0.0F ? darkest : response[c];
+            value[c] = response[c];
+        }
+        numerics::log10Block(value, value, n);
+        for (std::size_t c = 0; c < n; ++c) {
+            response[c] = roundedOr(value[c], [&] { return decimalLogarithm(response[c]); });
+        }
+    });
+}
+
+void clippedPowersOfRow(float* exponents, std::size_t count) {
+    double value[blockSize];
+    forEachBlock(count, [&](std::size_t first, std::size_t n) {
+        float* const exponent = exponents + first;
+        std::copy_n(exponent, n, value);
+        numerics::exp10Block(value, value, n);
+        for (std::size_t c = 0; c < n; ++c) {
+            exponent[c] = clip(roundedOr(value[c], [&] { return powerOfTen(exponent[c]); }), 0.0F, 1.0F);
+        }
+    });
+}
+
+}  // namespace
+
+void convertBGRtoLMS(cv::Mat& bgr, cv::Mat& lms) {
+    constexpr std::size_t pixelsInBlock = blockSize / 12 * 4;  // a multiple of the vectors' lengths
+    float linear[3 * pixelsInBlock];
+    const PixelMatrix matrix(lmsFromRgb());
+    const ImageWalk walk = walkOver(bgr, lms);
+    const auto cols = static_cast<std::size_t>(walk.cols);
+    for (int i = 0; i < walk.rows; ++i) {
+        const float* in = bgr.ptr<float>(i);
+        float* out = lms.ptr<float>(i);
+        for (std::size_t first = 0; first < cols; first += pixelsInBlock) {
+            const std::size_t n = std::min(pixelsInBlock, cols - first);
+            sRGBInverseCompandingOfRow(in, linear, 3 * n);
+            for (std::size_t c = 0; c < 3 * n; c += 3) {
+                for (int k = 0; k < 3; ++k) {
+                    out[c + static_cast<std::size_t>(k)] = matrix.row(k, linear[c + 2], linear[c + 1], linear[c]);
+                }
+            }
+            logarithmsOfRow(out, 3 * n);
+            in += 3 * n;
+            out += 3 * n;
+        }
+    }
+}
+
+void convertLMStoLab(const cv::Mat& lms, cv::Mat& lab) {
+    conversion(lms, lab, labFromLms(), lms.rows, lms.cols);
+}
+
+void convertLabtoLMS(const cv::Mat& lab, cv::Mat& lms) {
+    conversion(lab, lms, lmsFromLab(), lms.rows, lms.cols);
+    const ImageWalk walk = walkOver(lms);
+    for (int i = 0; i < walk.rows; ++i) {
+        clippedPowersOfRow(lms.ptr<float>(i), 3 * static_cast<std::size_t>(walk.cols));
+    }
+}
+
+void convertLMStoBGR(const cv::Mat& lms, cv::Mat& bgr) {
+    cv::Mat M = rgbFromLms();
+    // The helper walks its first image's size.
+    multiplyImageByMatrixBackward(lms(cv::Rect(0, 0, bgr.cols, bgr.rows)), bgr, M);
+    const ImageWalk walk = walkOver(bgr);
+    for (int i = 0; i < walk.rows; ++i) {
+        float* const values = bgr.ptr<float>(i);
+        sRGBCompandingOfRow(values, values, 3 * static_cast<std::size_t>(walk.cols));
+    }
+}
+
+}  // namespace likeness

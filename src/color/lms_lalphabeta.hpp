@@ -1,0 +1,31 @@
+// Gamma-encoded B, G, R to the decorrelated colour space l-alpha-beta and back, by way of logarithmic cone responses:
+// Ruderman, Cronin, Chiao, "Statistics of cone responses to natural images", JOSA A 15(8), 1998; matrices as printed in
+// Reinhard, Ashikhmin, Gooch, Shirley, "Color transfer between images", IEEE CG&A 21(5), 2001.
+//
+// Images are CV_32FC3 of any size: BGR in channel order B, G, R, nominally in [0, 1]; cone responses in the order L, M,
+// S; l-alpha-beta in the order l, alpha, beta. Outputs are allocated by the caller at the input's size and may be the
+// input. Nothing is checked. Matrices are applied in float, sums from the left; powers and logarithms are taken in
+// double and rounded to float. NaN stays in its pixel where nothing is said about it.
+//
+// The whole road is `convertBGRtoLMS`, `convertLMStoLab`, (statistics or edits), `convertLabtoLMS`, `convertLMStoBGR`.
+// The printed matrices invert each other to three or four digits only.
+#pragma once
+
+#include <opencv2/core.hpp>
+
+namespace likeness {
+
+/// BGR to the decimal logarithms of L, M, S. A response of exactly 0 is taken as 1e-6, so black is (-6, -6, -6);
+/// negative responses give NaN. `bgr` is not modified.
+void convertBGRtoLMS(cv::Mat& bgr, cv::Mat& lms);
+
+/// Logarithmic L, M, S to l, alpha, beta.
+void convertLMStoLab(const cv::Mat& lms, cv::Mat& lab);
+
+/// l, alpha, beta to linear, not logarithmic, L, M, S, clipped to [0, 1]; NaN becomes 0.
+void convertLabtoLMS(const cv::Mat& lab, cv::Mat& lms);
+
+/// Linear L, M, S to BGR, not clipped. The size of `bgr` is the one that counts.
+void convertLMStoBGR(const cv::Mat& lms, cv::Mat& bgr);
+
+}  // namespace likeness

@@ -1,0 +1,19 @@
+#include "color/opponent.hpp"
+
+#include "color/image_walk.hpp"
+
+namespace likeness {
+
+void convertToSimpleOpponentSpace(cv::Mat& bgr, cv::Mat& opp) {
+    const ImageWalk walk = walkOver(bgr, opp);
+    for (int i = 0; i < walk.rows; ++i) {
+        const float* pixel = bgr.ptr<float>(i);
+        float* out = opp.ptr<float>(i);
+        for (int j = 0; j < walk.cols; ++j, pixel += 3, out += 2) {
+            out[0] = pixel[2] - pixel[1];
+            out[1] = (pixel[2] + pixel[1]) / 2.0F - pixel[0];
+        }
+    }
+}
+
+}  // namespace likeness

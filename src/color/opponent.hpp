@@ -1,0 +1,15 @@
+#pragma once
+
+#include <opencv2/core.hpp>
+
+namespace likeness {
+
+/// Opponent channels of gamma-encoded values, not linearised: red against green, R - G, and yellow against blue,
+/// (R + G) / 2 - B, in float.
+///
+/// @param bgr  CV_32FC3 in B, G, R order, nominally in [0, 1]; not modified
+/// @param opp  CV_32FC2 of the same size, allocated by the caller; nominally in [-1, 1], not clipped. NaN stays in its
+///             pixel.
+void convertToSimpleOpponentSpace(cv::Mat& bgr, cv::Mat& opp);
+
+}  // namespace likeness

@@ -1,0 +1,21 @@
+#include "color/yuv.hpp"
+
+#include "color/pixel_matrix.hpp"
+
+namespace likeness {
+
+cv::Mat yuvFromRgb() {
+    // -0.229 is meant: white estimates are pinned to it.
+    // clang-format off
+    return (cv::Mat_<float>(3, 3) <<  0.299,  0.587,  0.114,
+                                     -0.229, -0.587,  0.886,
+                                      0.701, -0.587, -0.114);
+    // clang-format on
+}
+
+void convertBGRtoYUV(const cv::Mat& bgr, cv::Mat& yuv) {
+    cv::Mat M = yuvFromRgb();
+    multiplyImageByMatrixForward(bgr, yuv, M);
+}
+
+}  // namespace likeness
