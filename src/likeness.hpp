@@ -5,6 +5,7 @@
 
 #include "adaptation/d65_adaptation.hpp"
 #include "adaptation/degree_of_adaptation.hpp"
+#include "adaptation/global_adaptation.hpp"
 #include "app/histogram_similarity.hpp"
 #include "app/metrics.hpp"
 #include "app/perceptual_metrics.hpp"
@@ -26,4 +27,7 @@
 #include "color/white_point.hpp"
 #include "color/yuv.hpp"
 #include "diagnostics/diagnostics.hpp"
+#include "exposure/brightness_alignment.hpp"
 #include "filter/guidedfilter.hpp"
+#include "structure/optical_flow_alignment.hpp"
+#include "structure/structure_tensor.hpp"

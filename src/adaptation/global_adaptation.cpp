@@ -1,0 +1,112 @@
+#include "adaptation/global_adaptation.hpp"
+
+#include <algorithm>
+#include <filesystem>
+#include <limits>
+#include <opencv2/imgcodecs.hpp>
+#include <opencv2/imgproc.hpp>
+#include <system_error>
+
+#include "adaptation/participation_mask.hpp"
+#include "color/bgr_xyz.hpp"
+#include "color/clip.hpp"
+#include "color/image_walk.hpp"
+#include "color/pixel_matrix.hpp"
+#include "color/srgb_companding.hpp"
+#include "color/white_point.hpp"
+#include "numerics/transcendental_blocks.hpp"
+
+namespace likeness {
+namespace {
+
+cv::Mat conesFromXyz() {
+    // clang-format off
+    return (cv::Mat_<float>(3, 3) <<  0.7328,  0.4296, -0.1624,
+                                     -0.7036,  1.6975,  0.0061,
+                                      0.003,  -0.0136,  0.9834);  // not CAT02's +0.0136: meant
+    // clang-format on
+}
+
+/// Matrix from X, Y, Z under the source white to X, Y, Z under the adapted one.
+cv::Mat adaptationMatrix(const cv::Mat& sourceXyz, const cv::Mat& targetXyz, float D) {
+    const cv::Mat cones = conesFromXyz();
+    cv::Mat gains = cv::Mat::zeros(3, 3, CV_32F);
+    for (int k = 0; k < 3; ++k) {
+        const float source = product(sourceXyz, cones, k);
+        const float target = product(targetXyz, cones, k);
+        gains.at<float>(k, k) = ((1 - D) * source + D * target) / source;
+    }
+    cv::Mat xyzFromGainedCones(3, 3, CV_32F);
+    dotProduct(cones.inv(), gains, xyzFromGainedCones);
+    cv::Mat matrix(3, 3, CV_32F);
+    dotProduct(xyzFromGainedCones, cones, matrix);
+    return matrix;
+}
+
+cv::Mat shadowPicture() {
+    const char* const name = "Masks/giantShadow.jpg";
+    std::error_code ignored;
+    return std::filesystem::exists(name, ignored) ? cv::imread(name, cv::IMREAD_GRAYSCALE) : cv::Mat();
+}
+
+}  // namespace
+
+void CAT(cv::Mat& img, cv::Mat& sourceWhite, const cv::Mat& targetWhite, float D, cv::Mat& /*mask*/) {
+    cv::Mat sourceXyz;
+    cv::Mat targetXyz;
+    cv::cvtColor(sourceWhite, sourceXyz, cv::COLOR_BGR2XYZ);
+    cv::cvtColor(targetWhite, targetXyz, cv::COLOR_BGR2XYZ);
+    cv::Mat matrixOfWhite;
+    getRGBtoXYZMatrix(sourceXyz, matrixOfWhite);
+    const PixelMatrix xyzFromRgb(matrixOfWhite);
+    const PixelMatrix rgbFromXyz(matrixOfWhite.inv());
+    const PixelMatrix adapted(adaptationMatrix(sourceXyz, targetXyz, D));
+
+    // The steps of `convertBGRtoXYZ` and `convertXYZtoBGR` around the adaptation, a block at a time instead of an
+    // image.
+    constexpr std::size_t pixelsInBlock = numerics::blockSize / 3;
+    float values[3 * pixelsInBlock];
+    const ImageWalk walk = walkOver(img);
+    const auto cols = static_cast<std::size_t>(walk.cols);
+    for (int i = 0; i < walk.rows; ++i) {
+        for (std::size_t first = 0; first < cols; first += pixelsInBlock) {
+            const std::size_t count = 3 * std::min(pixelsInBlock, cols - first);
+            float* const pixels = img.ptr<float>(i) + 3 * first;
+            sRGBInverseCompandingOfRow(pixels, values, count);
+            for (float* v = values; v != values + count; v += 3) {
+                float xyz[3];
+                float adaptedXyz[3];
+                for (int k = 0; k < 3; ++k) {
+                    xyz[k] = xyzFromRgb.row(k, v[2], v[1], v[0]);
+                }
+                for (int k = 0; k < 3; ++k) {
+                    adaptedXyz[k] = clip(adapted.row(k, xyz[0], xyz[1], xyz[2]), 0.0F, 1.0F);
+                }
+                for (int k = 0; k < 3; ++k) {
+                    v[2 - k] = rgbFromXyz.row(k, adaptedXyz[0], adaptedXyz[1], adaptedXyz[2]);
+                }
+            }
+            sRGBCompandingOfRow(values, values, count);
+            std::transform(values, values + count, pixels, [](float v) { return clip(v, 0.0F, 1.0F); });
+        }
+    }
+}
+
+void performIlluminantAdaptation(cv::Mat& img, const cv::Mat& target, float D, const Diagnostics& diagnostics) {
+    constexpr int greatestAdaptationCount = 80;
+    const cv::Scalar unknown = cv::Scalar::all(std::numeric_limits<double>::quiet_NaN());
+    cv::Mat mask = participationMask(img.size(), shadowPicture());
+    cv::Mat targetWhite(1, 1, CV_32FC3);
+    cv::Mat previousOfTarget(1, 1, CV_32FC3, unknown);
+    computeWhitePointFromGrayWorld(target, targetWhite, previousOfTarget, mask, diagnostics);
+
+    cv::Mat white(1, 1, CV_32FC3);
+    cv::Mat previous(1, 1, CV_32FC3, unknown);
+    bool converged = computeWhitePointFromGrayWorld(img, white, previous, mask, diagnostics);
+    for (int k = 0; k < greatestAdaptationCount && !converged; ++k) {
+        CAT(img, white, targetWhite, D, mask);
+        converged = computeWhitePointFromGrayWorld(img, white, previous, mask, diagnostics);
+    }
+}
+
+}  // namespace likeness

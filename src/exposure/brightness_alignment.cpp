@@ -1,0 +1,84 @@
+#include "exposure/brightness_alignment.hpp"
+
+#include <algorithm>
+#include <cmath>
+#include <opencv2/imgproc.hpp>
+#include <string>
+
+#include "color/image_walk.hpp"
+#include "diagnostics/number_text.hpp"
+
+namespace likeness {
+namespace {
+
+struct RunningSum {
+    float sum = 0;
+    int count = 0;
+};
+
+/// Sums term(value) over the values that are not NaN.
+template <typename Term>
+RunningSum sumOver(const cv::Mat& plane, Term term) {
+    RunningSum result;
+    const ImageWalk walk = walkOver(plane);
+    for (int i = 0; i < walk.rows; ++i) {
+        const float* const value = plane.ptr<float>(i);
+        for (int j = 0; j < walk.cols; ++j) {
+            if (!std::isnan(value[j])) {
+                result.sum += term(value[j]);
+                ++result.count;
+            }
+        }
+    }
+    return result;
+}
+
+struct Lightness {
+    float mean;
+    float deviation;
+};
+
+}  // namespace
+
+float computeMean(cv::Mat& plane, const Diagnostics& diagnostics) {
+    const RunningSum values = sumOver(plane, [](float v) { return v; });
+    if (diagnostics.wantsMessages()) {
+        diagnostics.print(numberText(values.sum) + ' ' + std::to_string(values.count) + '\n');
+    }
+    return values.count != 0 ? values.sum / static_cast<float>(values.count) : values.sum;
+}
+
+float computeStdDev(const cv::Mat& plane, float& mean) {
+    const float squareOfMean = mean * mean;
+    const RunningSum values = sumOver(plane, [squareOfMean](float v) { return v * v - squareOfMean; });
+    return std::sqrt(values.sum / static_cast<float>(values.count));
+}
+
+void alterNonFlashBrightness(cv::Mat& nonFlash, cv::Mat& target, cv::Mat& result, const Diagnostics& diagnostics) {
+    const auto lightnessOf = [&diagnostics](const cv::Mat& lab) {
+        cv::Mat plane;
+        cv::extractChannel(lab, plane, 0);
+        Lightness lightness{computeMean(plane, diagnostics), 0};
+        lightness.deviation = computeStdDev(plane, lightness.mean);
+        return lightness;
+    };
+    cv::cvtColor(nonFlash, result, cv::COLOR_BGR2Lab);
+    const Lightness own = lightnessOf(result);
+    cv::Mat targetLab;
+    cv::cvtColor(target, targetLab, cv::COLOR_BGR2Lab);
+    const Lightness wanted = lightnessOf(targetLab);
+    targetLab.release();
+
+    cv::Mat common = result(
+        cv::Rect(cv::Point(0, 0), cv::Size(std::min(result.cols, target.cols), std::min(result.rows, target.rows))));
+    const ImageWalk walk = walkOver(common);
+    for (int i = 0; i < walk.rows; ++i) {
+        auto* const lab = common.ptr<cv::Vec3f>(i);
+        for (int j = 0; j < walk.cols; ++j) {
+            lab[j][0] = (lab[j][0] - own.mean) * wanted.deviation / own.deviation + wanted.mean;
+        }
+    }
+    cv::cvtColor(result, result, cv::COLOR_Lab2BGR);
+}
+
+}  // namespace likeness

@@ -1,0 +1,26 @@
+#pragma once
+
+#include <opencv2/core.hpp>
+
+namespace likeness {
+
+/// Lays one photograph onto another of the same scene along their dense optical flow (Farnebäck, "Two-frame motion
+/// estimation based on polynomial expansion", SCIA 2003), found between the two grey images.
+///
+/// Parameters of the flow: pyramid of 9 levels of half the size, box window of 15, 3 iterations, a neighbourhood of 5
+/// pixels. The neighbourhood's sigma is 0.2, far below the 1.1 that usually goes with it: next to nothing but the pixel
+/// itself counts, which follows fine fields of a few pixels more closely. docs/optical_flow_alignment.md has figures.
+///
+/// @param moving     CV_32FC3, B, G, R, in [0, 1]: the photograph that is laid onto the other. Multiplied by 255 and
+///                   divided by it again in place, so it ends with its values up to float rounding; it must not share
+///                   its pixels with the others.
+/// @param reference  CV_32FC3 of the same size: the photograph whose geometry is wanted; scaled and unscaled likewise
+/// @param out        CV_32FC3 of the same size, allocated here where need be: for each pixel of the reference the
+/// nearest
+///                   pixel of `moving` to where the flow finds it, or 0 in all channels where that lies outside
+/// @throws cv::Exception  where the sizes differ, an image is empty or a type is another one; both images are then as
+/// they
+///                   were
+void calculateOpticalFlow(cv::Mat& moving, cv::Mat& reference, cv::Mat& out);
+
+}  // namespace likeness

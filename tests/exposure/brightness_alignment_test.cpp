@@ -1,0 +1,194 @@
+#include "exposure/brightness_alignment.hpp"
+
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <filesystem>
+#include <limits>
+#include <opencv2/imgproc.hpp>
+
+#include "reference/brightness_alignment_reference.hpp"
+#include "support/mat_matchers.hpp"
+#include "support/scratch_directory.hpp"
+#include "support/test_images.hpp"
+
+namespace likeness {
+namespace {
+
+constexpr float nan = std::numeric_limits<float>::quiet_NaN();
+
+cv::Mat lightnessOf(const cv::Mat& bgr) {
+    cv::Mat lab;
+    cv::cvtColor(bgr, lab, cv::COLOR_BGR2Lab);
+    cv::Mat plane;
+    cv::extractChannel(lab, plane, 0);
+    return plane;
+}
+
+TEST(ComputeMean, IsTheLiteralOneAndPrintsItsSum) {
+    for (const testing::NamedImage& made : testing::floatImages(1, -50, 100)) {
+        SCOPED_TRACE(made.name);
+        cv::Mat plane = made.image;
+        float mean = 0;
+        float expected = 0;
+        std::string expectedText;
+        const std::string printed = testing::printedBy([&] { mean = computeMean(plane); });
+        expected = reference::computeMean(plane, expectedText);
+        EXPECT_EQ(testing::ulpDistance(mean, expected), 0);
+        EXPECT_EQ(printed, expectedText);
+    }
+}
+
+TEST(ComputeMean, SkipsNaN) {
+    cv::Mat plane = (cv::Mat_<float>(2, 3) << 1, nan, 2, nan, nan, 4.5);
+    float mean = 0;
+    EXPECT_EQ(testing::printedBy([&] { mean = computeMean(plane); }), "7.5 3\n");
+    EXPECT_EQ(mean, 2.5F);
+}
+
+TEST(ComputeMean, OfNothingIsZero) {
+    cv::Mat plane(3, 4, CV_32F, cv::Scalar(nan));
+    float mean = 1;
+    EXPECT_EQ(testing::printedBy([&] { mean = computeMean(plane); }), "0 0\n");
+    EXPECT_EQ(mean, 0.0F);
+}
+
+TEST(ComputeStdDev, IsTheLiteralOne) {
+    for (const testing::NamedImage& made : testing::floatImages(1, -50, 100)) {
+        SCOPED_TRACE(made.name);
+        for (float mean : {0.0F, 24.7F, 1e20F, nan}) {
+            const float before = mean;
+            EXPECT_EQ(testing::ulpDistance(computeStdDev(made.image, mean), reference::computeStdDev(made.image, mean)),
+                      0);
+            EXPECT_EQ(testing::ulpDistance(mean, before), 0);
+        }
+    }
+}
+
+TEST(ComputeStdDev, ValuesByHand) {
+    float mean = 5;
+    EXPECT_EQ(computeStdDev(cv::Mat(4, 5, CV_32F, cv::Scalar(5)), mean), 0.0F);
+    EXPECT_EQ(computeStdDev((cv::Mat_<float>(1, 3) << 1, nan, 9), mean), 4.0F);
+    EXPECT_TRUE(std::isnan(computeStdDev(cv::Mat(4, 5, CV_32F, cv::Scalar(nan)), mean)));
+    EXPECT_TRUE(std::isnan(computeStdDev(cv::Mat(4, 5, CV_32F, cv::Scalar(4)), mean))) << "the sum is negative";
+}
+
+void expectLiteral(const cv::Mat& nonFlash, const cv::Mat& target) {
+    cv::Mat ownNonFlash = nonFlash;
+    cv::Mat ownTarget = target;
+    const cv::Mat nonFlashBefore = nonFlash.clone();
+    const cv::Mat targetBefore = target.clone();
+    cv::Mat result;
+    cv::Mat expected;
+    std::string expectedText;
+    const std::string printed = testing::printedBy([&] { alterNonFlashBrightness(ownNonFlash, ownTarget, result); });
+    reference::alterNonFlashBrightness(ownNonFlash, ownTarget, expected, expectedText);
+    EXPECT_MAT_EQUAL(result, expected);
+    EXPECT_EQ(printed, expectedText);
+    EXPECT_MAT_EQUAL(ownNonFlash, nonFlashBefore);
+    EXPECT_MAT_EQUAL(ownTarget, targetBefore);
+}
+
+TEST(AlterNonFlashBrightness, IsTheLiteralOneOnMadeImages) {
+    const auto images = testing::floatImages(3, 0, 1);
+    for (const testing::NamedImage& made : images) {
+        SCOPED_TRACE(made.name);
+        expectLiteral(made.image, testing::randomImage(made.image.size(), 3, 0.2F, 0.7F, 9));
+        expectLiteral(testing::randomImage(made.image.size(), 3, 0.2F, 0.7F, 9), made.image);
+    }
+}
+
+TEST(AlterNonFlashBrightness, IsTheLiteralOneOnPhotographs) {
+    for (const std::string& name : testing::examplePhotographNames()) {
+        SCOPED_TRACE(name);
+        const cv::Mat photograph = testing::exampleImage(name);
+        cv::Mat flipped;
+        cv::flip(photograph * 0.4, flipped, 1);
+        expectLiteral(flipped, photograph);
+    }
+}
+
+TEST(AlterNonFlashBrightness, GivesTheStatisticsOfTheTarget) {
+    cv::Mat target = testing::exampleImage("coffee.jpg") * 0.5 + cv::Scalar::all(0.2);
+    cv::Mat nonFlash = testing::exampleImage("coffee.jpg") * 0.3 + cv::Scalar::all(0.1);
+    cv::Mat result;
+    alterNonFlashBrightness(nonFlash, target, result, dropAll());
+    cv::Scalar mean;
+    cv::Scalar deviation;
+    cv::Scalar wantedMean;
+    cv::Scalar wantedDeviation;
+    cv::meanStdDev(lightnessOf(result), mean, deviation);
+    cv::meanStdDev(lightnessOf(target), wantedMean, wantedDeviation);
+    // Measured: 0.083 and 0.01, from the float sums over 240,000 values.
+    EXPECT_NEAR(mean[0], wantedMean[0], 0.2);
+    EXPECT_NEAR(deviation[0], wantedDeviation[0], 0.2);
+    EXPECT_GT(cv::norm(lightnessOf(nonFlash), lightnessOf(target), cv::NORM_INF), 10);
+}
+
+TEST(AlterNonFlashBrightness, AnImageAgainstItselfStays) {
+    cv::Mat image = testing::exampleImage("cat.jpg");
+    cv::Mat same = image.clone();
+    cv::Mat result;
+    alterNonFlashBrightness(image, same, result, dropAll());
+    // The image library's conversion to Lab and back is good for about 1/1000 on the scale of 1.
+    EXPECT_MAT_NEAR(result, image, {.absolute = 4e-3});
+    cv::Mat alias;
+    alterNonFlashBrightness(image, image, alias, dropAll());
+    EXPECT_MAT_EQUAL(alias, result);
+}
+
+TEST(AlterNonFlashBrightness, MayOverwriteItsFirstImage) {
+    cv::Mat nonFlash = testing::exampleImage("rocket.jpg");
+    cv::Mat target = nonFlash * 0.5;
+    cv::Mat result;
+    alterNonFlashBrightness(nonFlash, target, result, dropAll());
+    alterNonFlashBrightness(nonFlash, target, nonFlash, dropAll());
+    EXPECT_MAT_EQUAL(nonFlash, result);
+}
+
+TEST(AlterNonFlashBrightness, ALargerImageKeepsItsLightnessBeyondTheTarget) {
+    cv::Mat nonFlash = testing::randomImage({30, 20}, 3, 0.3F, 0.6F, 10);
+    cv::Mat target = testing::randomImage({18, 25}, 3, 0.1F, 0.9F, 11);
+    cv::Mat result;
+    alterNonFlashBrightness(nonFlash, target, result, dropAll());
+    ASSERT_EQ(result.size(), nonFlash.size());
+    // What the literal version makes of the whole image, and the image as it comes back from Lab unchanged.
+    cv::Mat lab;
+    cv::Mat returned;
+    cv::cvtColor(nonFlash, lab, cv::COLOR_BGR2Lab);
+    cv::cvtColor(lab, returned, cv::COLOR_Lab2BGR);
+    EXPECT_MAT_NEAR(result.colRange(18, 30).clone(), returned.colRange(18, 30).clone(), {.absolute = 1e-6});
+    EXPECT_GT(cv::norm(result.colRange(0, 18), returned.colRange(0, 18), cv::NORM_INF), 0.05);
+}
+
+TEST(AlterNonFlashBrightness, ASmallerImageIsRemappedWhole) {
+    cv::Mat nonFlash = testing::randomImage({18, 25}, 3, 0.3F, 0.6F, 10);
+    cv::Mat target(40, 40, CV_32FC3, cv::Scalar::all(0.5));
+    target.rowRange(20, 40).setTo(cv::Scalar::all(0.2));
+    cv::Mat result;
+    alterNonFlashBrightness(nonFlash, target, result, dropAll());
+    ASSERT_EQ(result.size(), nonFlash.size());
+    cv::Scalar mean;
+    cv::Scalar deviation;
+    cv::meanStdDev(lightnessOf(result), mean, deviation);
+    // L* of the grey levels 0.5 and 0.2 is 53.3890 and 21.2467: mean 37.318, deviation 16.071.
+    EXPECT_NEAR(mean[0], 37.318, 0.3);
+    EXPECT_NEAR(deviation[0], 16.071, 0.3);
+}
+
+TEST(AlterNonFlashBrightness, AnEvenImageHasNoLightnessToStretch) {
+    cv::Mat nonFlash(6, 5, CV_32FC3, cv::Scalar::all(0));
+    cv::Mat target = testing::randomImage({5, 6}, 3, 0, 1, 12);
+    expectLiteral(nonFlash, target);
+}
+
+TEST(AlterNonFlashBrightness, PrintsNothingWhereNothingIsWanted) {
+    const testing::ScratchDirectory scratch;
+    cv::Mat image = testing::exampleImage("cat.jpg");
+    cv::Mat result;
+    EXPECT_EQ(testing::printedBy([&] { alterNonFlashBrightness(image, image, result, dropAll()); }), "");
+    EXPECT_TRUE(std::filesystem::is_empty(scratch.path()));
+}
+
+}  // namespace
+}  // namespace likeness
