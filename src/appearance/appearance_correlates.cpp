@@ -2,6 +2,7 @@
 
 #include <cmath>
 
+#include "appearance/remembered.hpp"
 #include "appearance/viewing_conditions.hpp"
 #include "color/image_walk.hpp"
 #include "numerics/transcendental_blocks.hpp"
@@ -15,30 +16,7 @@ using numerics::roundedOr;
 
 constexpr double pi = 3.141592653589793;
 
-/// A function of one float whose argument rarely changes from pixel to pixel: the viewing conditions are maps, but
-/// callers fill them with one value.
-template <typename Function>
-class Remembered {
-public:
-    explicit Remembered(Function function) : function_(function), argument_(0), value_(function(0.0F)) {}
-
-    double operator()(float argument) {
-        if (!(argument == argument_)) {
-            argument_ = argument;
-            value_ = function_(argument);
-        }
-        return value_;
-    }
-
-private:
-    Function function_;
-    float argument_;
-    double value_;
-};
-
-double fourthRoot(float level) {
-    return std::pow(static_cast<double>(level), 0.25);
-}
+double fourthRoot(float level) { return std::pow(static_cast<double>(level), 0.25); }
 
 double chromaOfBackground(float n) {
     return std::pow(1.64 - std::pow(0.29, static_cast<double>(n)), 0.73);

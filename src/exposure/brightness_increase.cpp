@@ -1,0 +1,142 @@
+#include "exposure/brightness_increase.hpp"
+
+#include <cmath>
+#include <cstdint>
+#include <filesystem>
+#include <opencv2/imgcodecs.hpp>
+#include <opencv2/imgproc.hpp>
+#include <string>
+#include <system_error>
+
+#include "appearance/appearance_correlates.hpp"
+#include "appearance/cone_responses.hpp"
+#include "appearance/inverse_model.hpp"
+#include "appearance/viewing_conditions.hpp"
+#include "color/image_walk.hpp"
+#include "diagnostics/message_lines.hpp"
+#include "diagnostics/number_text.hpp"
+
+namespace likeness {
+namespace {
+
+constexpr float adaptingLuminance = 20.0F;
+constexpr float whiteLuminance = 100.0F;
+constexpr double factorStep = 0.7;
+
+/// Calls body(element) for every element of a CV_32FC3 image.
+template <typename Body>
+void forEachElement(cv::Mat& image, Body body) {
+    const ImageWalk walk = walkOver(image);
+    for (int i = 0; i < walk.rows; ++i) {
+        float* const values = image.ptr<float>(i);
+        const std::size_t count = 3 * static_cast<std::size_t>(walk.cols);
+        for (std::size_t e = 0; e < count; ++e) {
+            body(values[e]);
+        }
+    }
+}
+
+/// The photograph is copied and not otherwise used; looked for first, because the reader complains about a missing
+/// file.
+void copyFlashPhotograph(const Diagnostics& diagnostics) {
+    const std::string path = "Images/flash-nonFlash+multiExp/set06/Scaled/flash.JPG";
+    std::error_code unreadable;
+    if (diagnostics.wantsFiles() && std::filesystem::is_regular_file(path, unreadable)) {
+        diagnostics.writeImage("tmpFlash.jpg", cv::imread(path, cv::IMREAD_COLOR));
+    }
+}
+
+}  // namespace
+
+void increaseBrightness(cv::Mat& src, cv::Mat* dst, float factor, const Diagnostics& diagnostics) {
+    const bool dumps = diagnostics.wantsFiles();
+    copyFlashPhotograph(diagnostics);
+
+    forEachElement(src, [](float& element) { element *= 100.0F; });
+    const cv::Size size = src.size();
+    const float Yb = backgroundOfUniformWhite(static_cast<std::int64_t>(src.rows) * src.cols, whiteLuminance);
+    const auto filled = [size](float value) { return cv::Mat(size, CV_32F, cv::Scalar(value)); };
+    cv::Mat FL = filled(computeFl(adaptingLuminance));
+    cv::Mat n = filled(computeN(Yb, whiteLuminance));
+    cv::Mat Ncb = filled(computeNcb(Yb, whiteLuminance));
+    cv::Mat z = filled(computeZ(Yb, whiteLuminance));
+
+    cv::Mat hpe(size, CV_32FC3);
+    cv::Mat nl(size, CV_32FC3);
+    cv::Mat a(size, CV_32F);
+    cv::Mat b(size, CV_32F);
+    cv::Mat hue(size, CV_32F);
+    cv::Mat eccentricity(size, CV_32F);
+    cv::Mat A(size, CV_32F);
+    cv::Mat J(size, CV_32F);
+    cv::Mat Q(size, CV_32F);
+    cv::Mat C(size, CV_32F);
+    convertSharpenedBGRtoHPE(src, hpe);
+    computeNonLinearities(hpe, nl, FL);
+    computeAB(nl, a, b);
+    computeHue(a, b, hue, eccentricity);
+    const float Aw = computeLightness(nl, Ncb, z, J, A, diagnostics);
+    const float Qmax = computeBrightness(J, FL, z, Q, Aw, diagnostics);
+    computeChroma(nl, a, b, J, eccentricity, Ncb, n, C, darkSurroundInduction, diagnostics);
+    if (dumps) {
+        diagnostics.writeImage("rgba_before.jpg", nl);
+        diagnostics.writeImage("lms_before.jpg", hpe);
+        diagnostics.writeImage("a_before.jpg", a * 255);
+        diagnostics.writeImage("b_before.jpg", b * 255);
+        diagnostics.writeImage("lightness_before.jpg", J);
+        diagnostics.writeImage("brightness_before.jpg", Q / Qmax * 100);
+    }
+
+    cv::Mat smoothedQ(size, CV_32F);
+    cv::bilateralFilter(Q, smoothedQ, 5, Qmax / 50, 40.0, cv::BORDER_DEFAULT);
+    diagnostics.writeImage("brightness_before_filtered.jpg", smoothedQ);
+
+    // Nothing is ever written to it: meant, the empty file belongs to the set of dumps.
+    const std::unique_ptr<TextDump> pValues = diagnostics.openText("pValues.txt");
+    cv::Mat t(size, CV_32F);
+    for (int k = 0; k < brightnessPasses; ++k) {
+        const float low = factor * Qmax / 10;
+        performGammaCorrectionByStyle(smoothedQ, Q, low, Qmax, diagnostics);
+        writeIntoFile(Q, "10_out.txt", Q.rows, Q.cols, diagnostics);
+        diagnostics.print("Already out !\n");
+
+        brightness2Lightness(Q, FL, J, Aw);
+        chromaAndLightness2t(C, J, n, t, diagnostics);
+        lightness2A(J, z, A, Aw, diagnostics);
+        hue2AB(A, hue, t, eccentricity, Ncb, a, b, darkSurroundInduction);
+        AB2NonLinearities(a, b, A, nl, Ncb);
+        inverseNonLinearities(nl, hpe, FL, diagnostics);
+        convertHPEtoSharpenedRGB(hpe, dst[k]);
+        if (dumps) {
+            diagnostics.writeImage("brightness_after.jpg", Q);
+            diagnostics.writeImage("z_after.jpg", z * 255);
+            diagnostics.writeImage("lightness_after.jpg", J);
+            diagnostics.writeImage("A_after.jpg", A);
+            diagnostics.writeImage("a_after.jpg", a * 255);
+            diagnostics.writeImage("b_after.jpg", b * 255);
+            diagnostics.writeImage("rgba_after.jpg", nl);
+            diagnostics.writeImage("lms_after.jpg", hpe);
+            diagnostics.writeImage("dst.jpg", dst[k]);
+        }
+
+        MessageLines messages(diagnostics);
+        forEachElement(dst[k], [&messages](float& element) {
+            element /= 100.0F;
+            if (std::isnan(element)) {
+                messages.add(element);
+            }
+        });
+        factor = static_cast<float>(static_cast<double>(factor) - factorStep);
+        messages.add(factor);
+    }
+
+    MessageLines messages(diagnostics);
+    forEachElement(src, [&messages](float& element) {
+        element /= 100.0F;
+        if (element > 1.0F) {
+            messages.add(element);
+        }
+    });
+}
+
+}  // namespace likeness
