@@ -6,6 +6,8 @@
 #include "adaptation/d65_adaptation.hpp"
 #include "adaptation/degree_of_adaptation.hpp"
 #include "adaptation/global_adaptation.hpp"
+#include "adaptation/local_adaptation.hpp"
+#include "adaptation/two_scale_adaptation.hpp"
 #include "app/histogram_similarity.hpp"
 #include "app/metrics.hpp"
 #include "app/perceptual_metrics.hpp"

@@ -1,5 +1,7 @@
 #pragma once
 
+#include <cstddef>
+
 namespace likeness {
 
 /// Degree of adaptation to the white at an adapting luminance L_A in cd/m2, for an average surround (F = 1).
@@ -8,5 +10,8 @@ namespace likeness {
 /// -L_A - 42 in the exponent; the other sign is meant and every adapted image depends on it: D(20) is 0.6471822 here,
 /// not 0.8584. Not limited: D falls below 0 for L_A below about -75.85 and tends to 1 for large L_A.
 float computeAdapFactD(float L_A);
+
+/// The same for `count` luminances, to the last bit. `D` may be `L_A`.
+void computeAdapFactD(const float* L_A, float* D, std::size_t count);
 
 }  // namespace likeness

@@ -4,6 +4,7 @@
 
 #include <cmath>
 #include <limits>
+#include <vector>
 
 #include "reference/adaptation_reference.hpp"
 
@@ -31,6 +32,24 @@ TEST(DegreeOfAdaptation, IsNotLimited) {
 TEST(DegreeOfAdaptation, IsTheLiteralVersion) {
     for (float luminance = -200.0F; luminance < 2000.0F; luminance += 0.37F) {
         EXPECT_EQ(computeAdapFactD(luminance), reference::computeAdapFactD(luminance)) << luminance;
+    }
+}
+
+TEST(DegreeOfAdaptation, OfManyLuminancesIsThatOfEach) {
+    std::vector<float> luminances = {std::numeric_limits<float>::quiet_NaN(), std::numeric_limits<float>::infinity(),
+                                     -std::numeric_limits<float>::infinity(), std::numeric_limits<float>::max(),
+                                     std::numeric_limits<float>::lowest()};
+    for (float luminance = -200.0F; luminance < 2000.0F; luminance += 0.0137F) {
+        luminances.push_back(luminance);
+    }
+    for (float luminance = 0.0F; luminance < 0.25F; luminance += 1.7e-6F) {
+        luminances.push_back(luminance);
+    }
+    std::vector<float> degrees = luminances;
+    computeAdapFactD(degrees.data(), degrees.data(), degrees.size());
+    for (std::size_t k = 0; k < luminances.size(); ++k) {
+        const float expected = reference::computeAdapFactD(luminances[k]);
+        ASSERT_TRUE(degrees[k] == expected || (std::isnan(degrees[k]) && std::isnan(expected))) << luminances[k];
     }
 }
 

@@ -1,0 +1,14 @@
+#pragma once
+
+#include <algorithm>
+#include <opencv2/core.hpp>
+
+namespace likeness {
+
+/// The pixels that all images have, counted from their upper left corners.
+template <typename... Mats>
+inline cv::Rect commonRegion(const cv::Mat& first, const Mats&... others) {
+    return {0, 0, std::min({first.cols, others.cols...}), std::min({first.rows, others.rows...})};
+}
+
+}  // namespace likeness

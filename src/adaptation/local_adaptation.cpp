@@ -1,0 +1,175 @@
+#include "adaptation/local_adaptation.hpp"
+
+#include <algorithm>
+#include <cmath>
+#include <cstdint>
+#include <limits>
+#include <vector>
+
+#include "adaptation/common_region.hpp"
+#include "adaptation/degree_of_adaptation.hpp"
+#include "color/bgr_xyz.hpp"
+#include "color/sharpened_rgb.hpp"
+#include "color/white_point.hpp"
+
+namespace likeness {
+namespace {
+
+/// What the adapted pixel is made of: r = D target / (source + 1e-6).
+class RatioToImage {
+public:
+    explicit RatioToImage(const cv::Mat& target) : target_(target) {}
+
+    void enterRow(int i) { row_ = target_.ptr<float>(i); }
+    float operator()(int element, int /*channel*/, float source, float degree) const {
+        return static_cast<float>(static_cast<double>(row_[element] * degree) / (1e-6 + static_cast<double>(source)));
+    }
+
+private:
+    const cv::Mat& target_;
+    const float* row_ = nullptr;
+};
+
+/// r = D (blend target + (1 - blend) source) / source for one target.
+class RatioToTriple {
+public:
+    RatioToTriple(const cv::Mat& target, float blend)
+        : blended_(target.at<cv::Vec3f>(0, 0) * blend), rest_(1 - blend) {}
+
+    void enterRow(int /*i*/) {}
+    float operator()(int /*element*/, int channel, float source, float degree) const {
+        return (source * rest_ + blended_[channel]) * degree / source;
+    }
+
+private:
+    cv::Vec3f blended_;
+    float rest_;
+};
+
+/// img = gain(r, D) img within the region that all images have. Of `mask`, pixels of 0 are left out.
+template <typename Ratio, typename Gain>
+void adaptRegion(cv::Rect region, cv::Mat& img, cv::Mat& sourceWhite, const cv::Mat& mask, Ratio ratio, Gain gain) {
+    constexpr int bandHeight = 16;  // X, Y, Z of so many rows stay in the cache
+    cv::Mat xyz;
+    std::vector<float> degrees(static_cast<std::size_t>(region.width));
+    for (int i = 0; i < region.height; ++i) {
+        if (i % bandHeight == 0) {
+            cv::Mat whites = sourceWhite(cv::Rect(0, i, region.width, std::min(bandHeight, region.height - i)));
+            xyz.create(whites.size(), CV_32FC3);
+            convertSharpenedBGRtoXYZ(whites, xyz);
+        }
+        const auto* const pixelXyz = xyz.ptr<cv::Vec3f>(i % bandHeight);
+        for (int j = 0; j < region.width; ++j) {
+            degrees[static_cast<std::size_t>(j)] = static_cast<float>(static_cast<double>(pixelXyz[j][1]) * 0.2);
+        }
+        computeAdapFactD(degrees.data(), degrees.data(), degrees.size());
+
+        auto* const values = img.ptr<float>(i);
+        const auto* const sources = sourceWhite.ptr<float>(i);
+        const uchar* const takesPart = i < mask.rows ? mask.ptr<uchar>(i) : nullptr;
+        ratio.enterRow(i);
+        for (int j = 0; j < region.width; ++j) {
+            if (takesPart != nullptr && j < mask.cols && takesPart[j] == 0) {
+                continue;
+            }
+            const float degree = degrees[static_cast<std::size_t>(j)];
+            for (int c = 0; c < 3; ++c) {
+                const int k = 3 * j + c;
+                values[k] = gain(ratio(k, c, sources[k], degree), degree, values[k]);
+            }
+        }
+    }
+}
+
+template <typename Gain>
+void adapt(cv::Mat& img, cv::Mat& sourceWhite, const cv::Mat& targetWhite, const cv::Mat& mask, float blend,
+           bool perPixel, Gain gain) {
+    if (perPixel) {
+        adaptRegion(commonRegion(img, sourceWhite, targetWhite), img, sourceWhite, mask, RatioToImage(targetWhite),
+                    gain);
+    } else {
+        adaptRegion(commonRegion(img, sourceWhite), img, sourceWhite, mask, RatioToTriple(targetWhite, blend), gain);
+    }
+}
+
+/// The photograph with values in [0, 1]; one of floats itself.
+cv::Mat normalized(const cv::Mat& photograph) {
+    if (photograph.depth() != CV_8U) {
+        return photograph;
+    }
+    cv::Mat table(1, 256, CV_32F);
+    for (int value = 0; value < 256; ++value) {
+        table.at<float>(value) = static_cast<float>(value / 255.0);
+    }
+    cv::Mat result;
+    cv::LUT(photograph, table, result);
+    return result;
+}
+
+cv::Mat grayWorldWhite(const cv::Mat& bgr, const Diagnostics& diagnostics) {
+    cv::Mat white(1, 1, CV_32FC3);
+    cv::Mat previous(1, 1, CV_32FC3, cv::Scalar::all(std::numeric_limits<double>::quiet_NaN()));
+    cv::Mat noMask;
+    computeWhitePointFromGrayWorld(bgr, white, previous, noMask, diagnostics);
+    return white;
+}
+
+}  // namespace
+
+void iCAMCAT(cv::Mat& img, cv::Mat& sourceWhite, cv::Mat& targetWhite, cv::Mat& /*spare*/, cv::Mat& /*unused*/,
+             float blend, bool perPixel) {
+    adapt(img, sourceWhite, targetWhite, cv::Mat(), blend, perPixel, [](float ratio, float degree, float value) {
+        return static_cast<float>((static_cast<double>(ratio) + 1.0 - static_cast<double>(degree)) *
+                                  static_cast<double>(value));
+    });
+}
+
+void iCAMCATLocal(cv::Mat& img, cv::Mat& sourceWhite, cv::Mat& targetWhite, cv::Mat& /*spare*/, cv::Mat& /*unused*/,
+                  cv::Mat& mask, float blend, bool perPixel) {
+    adapt(img, sourceWhite, targetWhite, mask, blend, perPixel,
+          [](float ratio, float degree, float value) { return (0.3F * ratio + 1.0F - 0.3F * degree) * value; });
+}
+
+bool areImgsEqualivalent(cv::Mat& first, cv::Mat& second) {
+    const cv::Rect region = commonRegion(first, second);
+    float sum = 0;
+    for (int i = 0; i < region.height; ++i) {
+        const auto* const a = first.ptr<float>(i);
+        const auto* const b = second.ptr<float>(i);
+        for (int k = 0; k < 3 * region.width; ++k) {
+            if (!std::isnan(a[k]) && !std::isnan(b[k])) {
+                sum += (a[k] - b[k]) * (a[k] - b[k]);
+            }
+        }
+    }
+    if (sum == 0) {
+        return false;  // identical images have not converged: meant
+    }
+    const float mean = sum / static_cast<float>(static_cast<std::int64_t>(first.rows) * first.cols);
+    return !(static_cast<double>(mean) > 1e-6);
+}
+
+void performLocalCAMCA(cv::Mat& img, cv::Mat& reference, float blend, const Diagnostics& diagnostics) {
+    // White images of the reference and a shadow mask would have no effect on the result. There is nothing to iterate
+    // either: the white before the first pass is unknown, and one pass is all that is made.
+    cv::Mat referenceWhite = grayWorldWhite(normalized(reference), diagnostics);
+    convertBGRToXYZDirect(referenceWhite, referenceWhite);
+    convertXYZtoSharpenedBGR(referenceWhite, referenceWhite);
+
+    img = normalized(img);
+    if (diagnostics.wantsMessages()) {
+        grayWorldWhite(img, diagnostics);
+    }
+    cv::Mat adapted(img.size(), CV_32FC3);
+    convertBGRToXYZDirect(img, adapted);
+    cv::Mat white;
+    computeWhiteImg(adapted, white, 1600, diagnostics);
+    convertXYZtoSharpenedBGR(adapted, adapted);
+    convertXYZtoSharpenedBGR(white, white);
+    cv::Mat everywhere;
+    iCAMCATLocal(adapted, white, referenceWhite, white, white, everywhere, blend, false);
+    convertSharpenedBGRtoXYZ(adapted, adapted);
+    convertXYZToBGRDirect(adapted, img);
+}
+
+}  // namespace likeness
