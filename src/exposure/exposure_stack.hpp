@@ -14,8 +14,8 @@
 // the parallel regions varies, and of a file that every exposure writes any one exposure's is left; with one thread the
 // order is that of the exposures.
 //
-// Images of less than about 9 pixels along a side are too small for the recovery of the response: the image library
-// raises its error, after the exposures were made and the tinted photographs written.
+// Images of fewer than 70 pixels are too small for the recovery of the response: the image library raises its error,
+// after the exposures were made and the tinted photographs written.
 #pragma once
 
 #include <opencv2/core.hpp>

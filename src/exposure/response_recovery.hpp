@@ -13,8 +13,8 @@ namespace likeness {
 /// Recovers the response of a camera with the image library's `CalibrateDebevec`: 70 points on a regular grid,
 /// smoothness 10.
 ///
-/// @param images  two or more CV_8UC3 exposures of one size; below about 9 pixels along a side there is no grid of 70
-///                points and the image library raises its error
+/// @param images  two or more CV_8UC3 exposures of one size; in fewer than 70 pixels there is no grid of 70 points
+///                and the image library raises its error
 /// @param times   their exposure times, all different
 /// @return        256 x 1, CV_32FC3: for each byte the exposure (radiance times time, up to a factor) that it stands
 ///                for, in the images' channel order

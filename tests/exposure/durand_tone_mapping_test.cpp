@@ -63,18 +63,17 @@ TEST(ToneMapDurand, ScaleOfTheRadianceDoesNotMatter) {
     EXPECT_MAT_EQUAL(scaled, once);
 }
 
-// Two greys, too far apart in the logarithm for the bilateral filter to mix them. Normalised to 0 and 1, their
-// logarithms are log(1e-4) = -9.21034 and 0, which the filter leaves as they are (up to 1e-5); scale = 4 / 9.21034.
-TEST(ToneMapDurand, BrightGoesToOneAndTheContrastOfTheBaseToItsParameter) {
+// Three greys, too far apart in the logarithm for a narrow bilateral filter to mix them: the base is the logarithm.
+// Normalised they are 0, 0.000999 and 1, with the logarithms log(1e-4) = -9.21034 (floored), -6.9088 and 0.
+TEST(ToneMapDurand, BrightGoesToOneAndTheRangeOfTheBaseToTheContrast) {
     cv::Mat radiance(24, 24, CV_32FC3, cv::Scalar::all(2));
     radiance.colRange(12, 24).setTo(cv::Scalar::all(10));
-    radiance.at<cv::Vec3f>(0, 0) = {1.992F, 1.992F, 1.992F};  // keeps the left half above 0: 2 becomes 0.001
+    radiance.at<cv::Vec3f>(0, 0) = {1.992F, 1.992F, 1.992F};
     cv::Mat mapped;
-    toneMapDurand(radiance, mapped);
+    toneMapDurand(radiance, mapped, {2.2F, 4, 1, 2, 0.1F});
     EXPECT_NEAR((mapped.at<cv::Vec3f>(12, 20)[0]), 1, 1e-5);
-    // log(0.001) = -6.9078 within a base from -6.9078 (or a little below at the corner) to 0: exp(-4)^(1/2.2) = 0.162,
-    // a little more for the corner's sake.
-    EXPECT_NEAR((mapped.at<cv::Vec3f>(12, 3)[0]), 0.165, 0.005);
+    // exp(-6.9088 * 4 / 9.21034)^(1 / 2.2)
+    EXPECT_NEAR((mapped.at<cv::Vec3f>(12, 3)[0]), 0.2557, 5e-4);
     EXPECT_EQ((mapped.at<cv::Vec3f>(0, 0)[0]), 0);  // luminance 0: the quotient of channel and luminance is 0
 }
 
@@ -83,8 +82,8 @@ TEST(ToneMapDurand, WeighsChannelZeroByTheWeightOfRed) {
     radiance.at<cv::Vec3f>(3, 3) = {1e4F, 0, 0};  // the greatest: normalised to 1, luminance 0.299
     cv::Mat mapped;
     toneMapDurand(radiance, mapped, {1, 4, 1, 2, 1e-3F});
-    // A narrow filter leaves each pixel by itself: base = log luminance, and with the scale s = 4 / range the channel is
-    // 1 / 0.299 * 0.299^s. The range is from log(1e-4), the pixel of 0, to log(0.299) where nothing is brighter.
+    // A narrow filter leaves each pixel by itself: base = log luminance, and with the scale s = 4 / range the channel
+    // is 1 / 0.299 * 0.299^s. The range is from log(1e-4), the pixel of 0, to log(0.299) where nothing is brighter.
     const double s = 4 / (std::log(0.299) - std::log(1e-4));
     EXPECT_NEAR((mapped.at<cv::Vec3f>(3, 3)[0]), std::pow(0.299, s) / 0.299, 2e-3);
     EXPECT_EQ((mapped.at<cv::Vec3f>(3, 3)[1]), 0);

@@ -14,7 +14,9 @@ namespace {
 
 using testing::bracketOfSquareRootCamera;
 using testing::clones;
+using testing::expectSameTraces;
 using testing::FlashPair;
+using testing::namesOf;
 using testing::ScratchDirectory;
 using testing::Traces;
 using testing::tracesOf;
@@ -31,13 +33,12 @@ TEST(LoadExposureSeq, IsItsLiteralVersion) {
     Loaded actual{bracketOfSquareRootCamera(6), FlashPair().nonFlash, {}, {}};
     actual.exposures[2].at<cv::Vec3f>(1, 1) = {-0.2F, 1.7F, std::numeric_limits<float>::quiet_NaN()};
     Loaded expected{clones(actual.exposures), actual.nonFlash.clone(), {}, {}};
-    const Traces traces = tracesOf([&] {
-        loadExposureSeq(actual.exposures.data(), actual.nonFlash, times, actual.images, actual.times, 6);
-    });
-    EXPECT_SAME_TRACES(traces, tracesOf([&] {
-                           reference::loadExposureSeq(expected.exposures.data(), expected.nonFlash, times,
-                                                      expected.images, expected.times, 6);
-                       }));
+    const Traces traces = tracesOf(
+        [&] { loadExposureSeq(actual.exposures.data(), actual.nonFlash, times, actual.images, actual.times, 6); });
+    expectSameTraces(traces, tracesOf([&] {
+                         reference::loadExposureSeq(expected.exposures.data(), expected.nonFlash, times,
+                                                    expected.images, expected.times, 6);
+                     }));
     EXPECT_MAT_EQUAL(actual.nonFlash, expected.nonFlash);
     EXPECT_EQ(actual.times, expected.times);
     ASSERT_EQ(actual.images.size(), 6U);
@@ -65,10 +66,10 @@ TEST(LoadExposureSeq, TimesOfThirtyHalved) {
 TEST(LoadExposureSeq, AZeroAmongTheTimesGivesAnInfiniteOne) {
     Loaded loaded{bracketOfSquareRootCamera(1), FlashPair().nonFlash, {}, {}};
     float times[] = {1, 0};
-    const std::string printed = tracesOf([&] {
-                                    loadExposureSeq(loaded.exposures.data(), loaded.nonFlash, times, loaded.images,
-                                                    loaded.times, 1);
-                                }).printed;
+    const std::string printed =
+        tracesOf([&] {
+            loadExposureSeq(loaded.exposures.data(), loaded.nonFlash, times, loaded.images, loaded.times, 1);
+        }).printed;
     EXPECT_EQ(loaded.times[0], std::numeric_limits<float>::infinity());
     EXPECT_EQ(printed, "inf 0 1\n");
 }
@@ -76,9 +77,8 @@ TEST(LoadExposureSeq, AZeroAmongTheTimesGivesAnInfiniteOne) {
 TEST(LoadExposureSeq, PrintsALineForEachExposureAndWritesTheSecondOnceLoaded) {
     Loaded loaded{bracketOfSquareRootCamera(3), FlashPair().nonFlash, {}, {}};
     float times[] = {1024, 512, 256, 128};
-    const Traces traces = tracesOf([&] {
-        loadExposureSeq(loaded.exposures.data(), loaded.nonFlash, times, loaded.images, loaded.times, 3);
-    });
+    const Traces traces = tracesOf(
+        [&] { loadExposureSeq(loaded.exposures.data(), loaded.nonFlash, times, loaded.images, loaded.times, 3); });
     EXPECT_EQ(traces.printed, "0.00195312 512 3\n0.00390625 256 3\n0.0078125 128 3\n");
     EXPECT_EQ(namesOf(traces.files), (std::vector<std::string>{"test10.jpg", "test11.jpg", "test2.jpg"}));
 
@@ -92,10 +92,10 @@ TEST(LoadExposureSeq, PrintsALineForEachExposureAndWritesTheSecondOnceLoaded) {
 TEST(LoadExposureSeq, AppendsToWhatIsThere) {
     Loaded loaded{bracketOfSquareRootCamera(2), FlashPair().nonFlash, {cv::Mat(2, 2, CV_8UC3)}, {7.0F}};
     float times[] = {4, 2, 1};
-    const std::string printed = tracesOf([&] {
-                                    loadExposureSeq(loaded.exposures.data(), loaded.nonFlash, times, loaded.images,
-                                                    loaded.times, 2);
-                                }).printed;
+    const std::string printed =
+        tracesOf([&] {
+            loadExposureSeq(loaded.exposures.data(), loaded.nonFlash, times, loaded.images, loaded.times, 2);
+        }).printed;
     EXPECT_EQ(loaded.times, (std::vector<float>{7, 0.5F, 1}));
     EXPECT_EQ(loaded.images.size(), 3U);
     EXPECT_EQ(printed, "7 2 2\n0.5 1 2\n");
@@ -121,7 +121,7 @@ TEST(RecoverLightnessExposureCurve, IsItsLiteralVersion) {
     cv::Mat* actualArray = actual.data();
     cv::Mat* expectedArray = expected.data();
     const Traces traces = tracesOf([&] { recoverLightnessExposureCurve(actualArray, 3); });
-    EXPECT_SAME_TRACES(traces, tracesOf([&] { reference::recoverLightnessExposureCurve(expectedArray, 3); }));
+    expectSameTraces(traces, tracesOf([&] { reference::recoverLightnessExposureCurve(expectedArray, 3); }));
     EXPECT_EQ(traces.files.size(), 5U);
     for (std::size_t i = 0; i < 3; ++i) {
         EXPECT_MAT_EQUAL(actual[i], expected[i]);
@@ -158,7 +158,7 @@ TEST(GetFinalImg, ScalesInPlaceAndAlwaysWrites) {
     cv::Mat actual = FlashPair().flash;
     cv::Mat expected = actual.clone();
     const Traces traces = tracesOf([&] { getFinalImg(actual, "final.jpg"); });
-    EXPECT_SAME_TRACES(traces, tracesOf([&] { reference::getFinalImg(expected, "final.jpg"); }));
+    expectSameTraces(traces, tracesOf([&] { reference::getFinalImg(expected, "final.jpg"); }));
     EXPECT_MAT_EQUAL(actual, expected);
     EXPECT_EQ(namesOf(traces.files), (std::vector<std::string>{"final.jpg"}));
 }

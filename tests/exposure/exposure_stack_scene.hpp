@@ -2,6 +2,9 @@
 // call leaves behind.
 #pragma once
 
+#include <gtest/gtest.h>
+#include <omp.h>
+
 #include <algorithm>
 #include <cmath>
 #include <filesystem>
@@ -14,6 +17,18 @@
 #include "support/test_images.hpp"
 
 namespace likeness::testing {
+
+/// The default team has `count` threads while the object lives.
+class TeamOf {
+public:
+    explicit TeamOf(int count) : before_(omp_get_max_threads()) { omp_set_num_threads(count); }
+    ~TeamOf() { omp_set_num_threads(before_); }
+    TeamOf(const TeamOf&) = delete;
+    TeamOf& operator=(const TeamOf&) = delete;
+
+private:
+    int before_;
+};
 
 /// A flash photograph (cool, bright) and a no-flash photograph (warm, dim, noisy) of one scene, CV_32FC3 in [0, 1].
 struct FlashPair {
@@ -100,15 +115,14 @@ inline std::vector<cv::Mat> clones(const std::vector<cv::Mat>& images) {
     return copies;
 }
 
-}  // namespace likeness::testing
-
 /// Same messages, same files, byte for byte.
-#define EXPECT_SAME_TRACES(actual, expected)                                                        \
-    do {                                                                                            \
-        EXPECT_EQ((actual).printed, (expected).printed);                                            \
-        EXPECT_EQ(::likeness::testing::namesOf((actual).files), ::likeness::testing::namesOf((expected).files)); \
-        for (const auto& [name, content] : (expected).files) {                                      \
-            const auto found = (actual).files.find(name);                                           \
-            EXPECT_TRUE(found != (actual).files.end() && found->second == content) << name;         \
-        }                                                                                           \
-    } while (false)
+inline void expectSameTraces(const Traces& actual, const Traces& expected) {
+    EXPECT_EQ(actual.printed, expected.printed);
+    EXPECT_EQ(namesOf(actual.files), namesOf(expected.files));
+    for (const auto& [name, content] : expected.files) {
+        const auto found = actual.files.find(name);
+        EXPECT_TRUE(found != actual.files.end() && found->second == content) << name;
+    }
+}
+
+}  // namespace likeness::testing

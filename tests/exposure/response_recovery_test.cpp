@@ -14,7 +14,9 @@ namespace {
 
 using testing::bracketOfSquareRootCamera;
 using testing::clones;
+using testing::expectSameTraces;
 using testing::FlashPair;
+using testing::namesOf;
 using testing::Traces;
 using testing::tracesOf;
 
@@ -31,8 +33,8 @@ TEST(RecoverCRF, IsItsLiteralVersion) {
         cv::Mat actualNonFlash = FlashPair().nonFlash;
         cv::Mat expectedNonFlash = actualNonFlash.clone();
         const Traces traces = tracesOf([&] { recoverCRF(actualArray, actualNonFlash, count, "run"); });
-        EXPECT_SAME_TRACES(
-            traces, tracesOf([&] { reference::recoverCRF(expectedArray, expectedNonFlash, count, "run"); }));
+        expectSameTraces(traces,
+                         tracesOf([&] { reference::recoverCRF(expectedArray, expectedNonFlash, count, "run"); }));
         EXPECT_MAT_EQUAL(actualNonFlash, expectedNonFlash);
         EXPECT_MAT_EQUAL(actual[1], expected[1]);
         EXPECT_EQ(namesOf(traces.files),
