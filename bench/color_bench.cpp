@@ -90,7 +90,8 @@ void compare(benchmark::State& state, Operation operation, Operation literal, cv
 template <void (*convert)(cv::Mat&, cv::Mat&, cv::Mat&)>
 void toLab(cv::Mat& bgr, cv::Mat& output) {
     cv::Mat white = whiteColor();
-    cv::Mat overwritten = bgr.clone();
+    static cv::Mat overwritten;
+    bgr.copyTo(overwritten);
     convert(overwritten, white, output);
 }
 

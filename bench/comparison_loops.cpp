@@ -246,15 +246,14 @@ void addColorCases(const std::string& size, const std::shared_ptr<cv::Mat>& phot
     add("expandColors", [](benchmark::State& state, const cv::Mat& image) {
         likeness::ColorCounter counter;
         const likeness::DistinctColors colors = counter.count(image, true);
-        cv::Mat expanded;
-        likeness::expandColors(colors.bgr, colors.indices, expanded);
-        if (!sameBytes(expanded, image)) {
+        if (!sameBytes(likeness::expandColors(colors.bgr, colors.indices), image)) {
             state.SkipWithError("the expanded colours are not the photograph");
         }
         cv::Mat plane;
         cv::extractChannel(colors.bgr, plane, 1);
+        cv::Mat expanded;
         for (auto _ : state) {
-            likeness::expandColors(plane, colors.indices, expanded);
+            expanded = likeness::expandColors(plane, colors.indices, std::move(expanded));
             benchmark::DoNotOptimize(expanded.data);
         }
     });

@@ -72,7 +72,7 @@ void adaptationLiteral(benchmark::State& state) {
 
 BENCHMARK(catLibrary)->Name("CAT/library")->Unit(benchmark::kMillisecond);
 BENCHMARK(catLiteral)->Name("CAT/literal")->Unit(benchmark::kMillisecond);
-BENCHMARK(adaptationLibrary)->Name("performIlluminantAdaptation/library")->Unit(benchmark::kMillisecond);
-BENCHMARK(adaptationLiteral)->Name("performIlluminantAdaptation/literal")->Unit(benchmark::kMillisecond);
+BENCHMARK(adaptationLibrary)->Name("performIlluminantAdaptation/library")->Iterations(1)->Unit(benchmark::kMillisecond);
+BENCHMARK(adaptationLiteral)->Name("performIlluminantAdaptation/literal")->Iterations(1)->Unit(benchmark::kMillisecond);
 
 }  // namespace

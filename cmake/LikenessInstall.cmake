@@ -18,6 +18,7 @@ install(
     DESTINATION ${package_dir}
     COMPONENT development)
 
+list(JOIN LIKENESS_OPENCV_MODULES " " LIKENESS_OPENCV_WORDS)
 configure_package_config_file("${CMAKE_CURRENT_LIST_DIR}/likenessConfig.cmake.in"
                               "${PROJECT_BINARY_DIR}/likenessConfig.cmake" INSTALL_DESTINATION ${package_dir})
 write_basic_package_version_file("${PROJECT_BINARY_DIR}/likenessConfigVersion.cmake" COMPATIBILITY SameMinorVersion)
@@ -30,11 +31,12 @@ install(
 # A static library needs what it was built with on the link line of its users. The image library's own pkg-config file
 # would link all of its modules, so the few that are needed are named here.
 set(pkgconfig_libs "-llikeness")
-set(pkgconfig_private "-lopencv_imgcodecs")
+list(TRANSFORM LIKENESS_OPENCV_PRIVATE PREPEND "-l" OUTPUT_VARIABLE pkgconfig_private)
+list(JOIN pkgconfig_private " " pkgconfig_private)
 if(TARGET SLEEF::SLEEF)
     string(APPEND pkgconfig_private " -lsleef")
 endif()
-string(APPEND pkgconfig_private " -pthread")
+string(APPEND pkgconfig_private " ${OpenMP_CXX_FLAGS} -pthread")
 get_target_property(likeness_type likeness TYPE)
 if(likeness_type STREQUAL "STATIC_LIBRARY")
     string(APPEND pkgconfig_libs " ${pkgconfig_private}")

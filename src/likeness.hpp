@@ -39,3 +39,6 @@
 #include "filter/guidedfilter.hpp"
 #include "structure/optical_flow_alignment.hpp"
 #include "structure/structure_tensor.hpp"
+#include "transport/closed_form_map.hpp"
+#include "transport/image_statistics.hpp"
+#include "transport/optimal_transport.hpp"

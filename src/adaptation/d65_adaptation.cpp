@@ -1,8 +1,8 @@
 #include "adaptation/d65_adaptation.hpp"
 
 #include "adaptation/degree_of_adaptation.hpp"
-#include "color/image_walk.hpp"
 #include "color/sharpened_rgb.hpp"
+#include "numerics/image_walk.hpp"
 
 namespace likeness {
 namespace {

@@ -13,8 +13,7 @@ namespace likeness {
 ///
 /// @param img    adapted in place
 /// @param white  white of each pixel, read; may be `img` itself. 1e-6 is added to guard against a white of 0; a white
-/// of
-///               exactly -1e-6 gives infinity or NaN.
+///               next to -1e-6 gives a huge factor.
 /// @param xyz    not read
 void iCAMCATByD65(cv::Mat& img, cv::Mat& white, cv::Mat& xyz);
 

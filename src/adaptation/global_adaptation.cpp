@@ -10,10 +10,10 @@
 #include "adaptation/participation_mask.hpp"
 #include "color/bgr_xyz.hpp"
 #include "color/clip.hpp"
-#include "color/image_walk.hpp"
 #include "color/pixel_matrix.hpp"
 #include "color/srgb_companding.hpp"
 #include "color/white_point.hpp"
+#include "numerics/image_walk.hpp"
 #include "numerics/transcendental_blocks.hpp"
 
 namespace likeness {

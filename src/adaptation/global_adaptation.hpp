@@ -33,10 +33,9 @@ void CAT(cv::Mat& img, cv::Mat& sourceWhite, const cv::Mat& targetWhite, float D
 /// @param D       degree of adaptation in each step
 /// @param diagnostics  receives a line "[b, g, r]" for the target's white, one for the image's, and one more after each
 ///                     adaptation that has not converged
-/// @note  "Masks/giantShadow.jpg" in the working directory is read as a grey image where there is one, and what it
-/// shows
-///        brighter than 100 is masked out (adaptation/participation_mask.hpp); but neither the white estimate nor `CAT`
-///        reads the mask. A missing, unreadable or small file is harmless.
+/// @note  "Masks/giantShadow.jpg" in the working directory is read as a grey image where there is one, and masks out
+///        what it shows brighter than 100; but neither the white estimate nor `CAT` reads the mask. A missing file or
+///        an unreadable one masks nothing, a small one only what it covers.
 /// @note  The target's white counts as never seen before, so its line is always printed.
 void performIlluminantAdaptation(cv::Mat& img, const cv::Mat& target, float D,
                                  const Diagnostics& diagnostics = workingDirectory());

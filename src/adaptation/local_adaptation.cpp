@@ -15,7 +15,7 @@
 namespace likeness {
 namespace {
 
-/// What the adapted pixel is made of: r = D target / (source + 1e-6).
+/// r = D target / (source + 1e-6) for a target of each pixel.
 class RatioToImage {
 public:
     explicit RatioToImage(const cv::Mat& target) : target_(target) {}

@@ -52,7 +52,7 @@ bool areImgsEqualivalent(cv::Mat& first, cv::Mat& second);
 /// @param diagnostics  receives two lines, the gray-world whites "[b, g, r]" of `reference` and of `img`, always both;
 ///                     and the eight images that `computeWhiteImg` writes for `img`. Those for the reference would be
 ///                     replaced by them and are not made.
-/// @note  The images are not searched for a mask: every pixel takes part, and "Masks/giantShadow.jpg" is not opened.
+/// @note  No mask is in use: every pixel takes part, and a file "Masks/giantShadow.jpg" is not opened.
 void performLocalCAMCA(cv::Mat& img, cv::Mat& reference, float blend,
                        const Diagnostics& diagnostics = workingDirectory());
 

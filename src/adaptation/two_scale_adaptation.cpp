@@ -9,11 +9,12 @@
 #include "adaptation/d65_adaptation.hpp"
 #include "adaptation/degree_of_adaptation.hpp"
 #include "color/bgr_xyz.hpp"
-#include "color/image_walk.hpp"
 #include "color/name_text.hpp"
 #include "color/sharpened_rgb.hpp"
 #include "color/white_point.hpp"
 #include "diagnostics/number_text.hpp"
+#include "numerics/image_walk.hpp"
+#include "numerics/transcendental_blocks.hpp"
 #include "structure/structure_tensor.hpp"
 
 namespace likeness {
@@ -23,12 +24,9 @@ bool isDark(float white) {
     return 1e-3 > static_cast<double>(white);
 }
 
-float ratioOverDark(float target, float white) {
-    return static_cast<float>(static_cast<double>(target) / (static_cast<double>(white) + 0.02));
-}
-
 float ratioOf(float target, float white) {
-    return isDark(white) ? ratioOverDark(target, white) : target / white;
+    return isDark(white) ? static_cast<float>(static_cast<double>(target) / (static_cast<double>(white) + 0.02))
+                         : target / white;
 }
 
 /// 1 - D + D ratio.
@@ -44,36 +42,27 @@ private:
 };
 
 void scaleByRatios(cv::Mat& image, const cv::Mat& white, const cv::Mat& target) {
-    constexpr int blockSize = 256;
     const Blend blend;
-    float gains[blockSize];
+    float ratios[numerics::blockSize];
     const ImageWalk walk = walkOver(image, white, target);
     for (int i = 0; i < walk.rows; ++i) {
-        float* values = image.ptr<float>(i);
-        const float* whites = white.ptr<float>(i);
-        const float* targets = target.ptr<float>(i);
-        std::size_t left = 3 * static_cast<std::size_t>(walk.cols);
-        while (left != 0) {
-            const std::size_t count = std::min<std::size_t>(left, blockSize);
+        numerics::forEachBlock(3 * static_cast<std::size_t>(walk.cols), [&](std::size_t first, std::size_t count) {
+            float* const values = image.ptr<float>(i) + first;
+            const float* const whites = white.ptr<float>(i) + first;
+            const float* const targets = target.ptr<float>(i) + first;
             // Dark whites are rare: a block without any is a few vector operations.
             int dark = 0;
             for (std::size_t k = 0; k < count; ++k) {
-                gains[k] = targets[k] / whites[k];
+                ratios[k] = targets[k] / whites[k];
                 dark |= static_cast<int>(isDark(whites[k]));
             }
             if (dark != 0) {
-                for (std::size_t k = 0; k < count; ++k) {
-                    gains[k] = ratioOf(targets[k], whites[k]);
-                }
+                std::transform(targets, targets + count, whites, ratios, ratioOf);
             }
             for (std::size_t k = 0; k < count; ++k) {
-                values[k] *= blend(blend(gains[k]));  // the degree of adaptation twice: meant
+                values[k] *= blend(blend(ratios[k]));  // the degree of adaptation twice: meant
             }
-            values += count;
-            whites += count;
-            targets += count;
-            left -= count;
-        }
+        });
     }
 }
 

@@ -54,7 +54,7 @@ void ColorExpansion::handOn() {
 void ColorExpansion::handOnImages() const {
     cv::Mat expanded;
     for (const Image& image : images_) {
-        expandColors(image.perColor, indices_, expanded);
+        expanded = expandColors(image.perColor, indices_, std::move(expanded));
         receiver_.writeImage(image.name, expanded);
     }
 }

@@ -5,6 +5,7 @@
 #include <cstring>
 #include <new>
 #include <unordered_map>
+#include <utility>
 
 namespace likeness {
 namespace {
@@ -143,7 +144,8 @@ void expandElements(const cv::Mat& perColor, const cv::Mat& indices, cv::Mat& ex
 
 }  // namespace
 
-void expandColors(const cv::Mat& perColor, const cv::Mat& indices, cv::Mat& expanded) {
+cv::Mat expandColors(const cv::Mat& perColor, const cv::Mat& indices, cv::Mat reuse) {
+    cv::Mat expanded = std::move(reuse);
     expanded.create(indices.size(), perColor.type());
     const std::size_t bytes = perColor.elemSize();
     if (bytes == 1) {
@@ -160,6 +162,7 @@ void expandColors(const cv::Mat& perColor, const cv::Mat& indices, cv::Mat& expa
             }
         }
     }
+    return expanded;
 }
 
 }  // namespace likeness

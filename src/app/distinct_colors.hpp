@@ -46,7 +46,8 @@ private:
 /// Puts the value of each pixel's colour into the pixel.
 /// @param perColor  1 x K, any type
 /// @param indices   CV_32S, each in [0, K)
-/// @param expanded  becomes an image of the size of `indices` and the type of `perColor`
-void expandColors(const cv::Mat& perColor, const cv::Mat& indices, cv::Mat& expanded);
+/// @param reuse     an image whose memory is taken for the result if size and type fit
+/// @return          image of the size of `indices` and the type of `perColor`
+cv::Mat expandColors(const cv::Mat& perColor, const cv::Mat& indices, cv::Mat reuse = {});
 
 }  // namespace likeness

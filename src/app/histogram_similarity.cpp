@@ -4,7 +4,7 @@
 #include <cmath>
 #include <limits>
 
-#include "color/image_walk.hpp"
+#include "numerics/image_walk.hpp"
 
 namespace likeness {
 namespace {

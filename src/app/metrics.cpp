@@ -8,9 +8,9 @@
 #include "app/photograph_comparison.hpp"
 #include "app/report.hpp"
 #include "color/bgr_xyz.hpp"
-#include "color/image_walk.hpp"
 #include "color/sharpened_rgb.hpp"
 #include "diagnostics/number_text.hpp"
+#include "numerics/image_walk.hpp"
 
 namespace likeness {
 

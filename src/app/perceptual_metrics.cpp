@@ -3,13 +3,10 @@
 #include "appearance/appearance_correlates.hpp"
 #include "appearance/cone_responses.hpp"
 #include "appearance/viewing_conditions.hpp"
-#include "color/image_walk.hpp"
+#include "numerics/image_walk.hpp"
 
 namespace likeness {
 namespace {
-
-constexpr float adaptingLuminance = 20.0F;
-constexpr float whiteLuminance = 100.0F;
 
 void scaleTo100(cv::Mat& image) {
     const ImageWalk walk = walkOver(image);
@@ -37,11 +34,7 @@ void perceptualMetricsBeforeBackground(cv::Mat& src, float backgroundLuminance, 
                                        cv::Mat& M, cv::Mat& s, const Diagnostics& diagnostics) {
     scaleTo100(src);
     const cv::Size size = src.size();
-    const auto filled = [size](float value) { return cv::Mat(size, CV_32F, cv::Scalar(value)); };
-    cv::Mat FL = filled(computeFl(adaptingLuminance));
-    cv::Mat n = filled(computeN(backgroundLuminance, whiteLuminance));
-    cv::Mat Ncb = filled(computeNcb(backgroundLuminance, whiteLuminance));
-    cv::Mat z = filled(computeZ(backgroundLuminance, whiteLuminance));
+    auto [FL, n, Ncb, z] = uniformViewingConditions(size, backgroundLuminance);
 
     cv::Mat nl(size, CV_32FC3);
     convertSharpenedBGRtoHPE(src, nl);

@@ -33,8 +33,8 @@ struct AppearanceDistributions {
 /// The chain of normalisation, adaptation to D65 and the forward appearance model runs once per distinct colour. The
 /// result is the same bits as that of the chain run on every pixel.
 ///
-/// @param photograph   CV_8UC3 in B, G, R order, fewer than 2^31 pixels; an empty one has empty distributions and leaves
-///                     an empty text dump, but no image
+/// @param photograph   CV_8UC3 in B, G, R order, fewer than 2^31 pixels; an empty one has empty
+///                     distributions and leaves an empty text dump, but no image
 /// @param counter      the caller's, for use with one photograph after the other
 /// @param diagnostics  the dumps of `perceptualMetrics`, at the photograph's size
 /// @throws std::invalid_argument  if the photograph is of another type
@@ -46,8 +46,8 @@ AppearanceDistributions appearanceDistributions(const cv::Mat& photograph, Color
 LikenessCoefficients compareDistributions(const AppearanceDistributions& first, const AppearanceDistributions& second);
 
 /// Compares two photographs, CV_8UC3 in B, G, R order, which may differ in size. Without dumps the two are analysed at
-/// the same time on two threads; with dumps one after the other, so that those of the second replace those of the
-/// first.
+/// the same time on two threads; with dumps they follow one another, so that those of the second replace
+/// those of the first.
 ///
 /// @throws std::invalid_argument  if a photograph is of another type
 LikenessCoefficients comparePhotographs(const cv::Mat& first, const cv::Mat& second,

@@ -4,7 +4,7 @@
 
 #include "appearance/remembered.hpp"
 #include "appearance/viewing_conditions.hpp"
-#include "color/image_walk.hpp"
+#include "numerics/image_walk.hpp"
 #include "numerics/transcendental_blocks.hpp"
 
 namespace likeness {
@@ -16,7 +16,9 @@ using numerics::roundedOr;
 
 constexpr double pi = 3.141592653589793;
 
-double fourthRoot(float level) { return std::pow(static_cast<double>(level), 0.25); }
+double fourthRoot(float level) {
+    return std::pow(static_cast<double>(level), 0.25);
+}
 
 double chromaOfBackground(float n) {
     return std::pow(1.64 - std::pow(0.29, static_cast<double>(n)), 0.73);

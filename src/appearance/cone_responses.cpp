@@ -3,8 +3,8 @@
 #include <algorithm>
 #include <cmath>
 
-#include "color/image_walk.hpp"
 #include "color/pixel_matrix.hpp"
+#include "numerics/image_walk.hpp"
 #include "numerics/transcendental_blocks.hpp"
 
 namespace likeness {

@@ -8,10 +8,10 @@
 #include "appearance/cone_responses.hpp"
 #include "appearance/remembered.hpp"
 #include "appearance/viewing_conditions.hpp"
-#include "color/image_walk.hpp"
 #include "color/pixel_matrix.hpp"
 #include "diagnostics/message_lines.hpp"
 #include "diagnostics/number_text.hpp"
+#include "numerics/image_walk.hpp"
 #include "numerics/transcendental_blocks.hpp"
 
 namespace likeness {

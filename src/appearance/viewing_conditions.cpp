@@ -48,4 +48,11 @@ float computeZ(float Yb, float Yw) {
     return static_cast<float>(1.48 + std::sqrt(computeN(Yb, Yw)));
 }
 
+ViewingConditionMaps uniformViewingConditions(cv::Size size, float backgroundLuminance) {
+    const auto filled = [size](float value) { return cv::Mat(size, CV_32F, cv::Scalar(value)); };
+    return {filled(computeFl(adaptingLuminance)), filled(computeN(backgroundLuminance, whiteLuminance)),
+            filled(computeNcb(backgroundLuminance, whiteLuminance)),
+            filled(computeZ(backgroundLuminance, whiteLuminance))};
+}
+
 }  // namespace likeness

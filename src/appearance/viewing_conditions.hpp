@@ -7,6 +7,10 @@
 
 namespace likeness {
 
+/// Adapting luminance L_A and luminance of the white under which photographs are seen throughout.
+inline constexpr float adaptingLuminance = 20.0F;
+inline constexpr float whiteLuminance = 100.0F;
+
 /// Exponent base c of the dark surround that lightness and brightness assume.
 inline constexpr float darkSurroundImpact = 0.525F;
 
@@ -31,5 +35,16 @@ float computeNcb(float Yb, float Yw);
 
 /// Base exponential nonlinearity z = 1.48 + sqrt(n).
 float computeZ(float Yb, float Yw);
+
+/// Viewing conditions that are the same for every pixel, as the CV_32F maps that the model's functions take.
+struct ViewingConditionMaps {
+    cv::Mat FL;   ///< luminance-level adaptation factor
+    cv::Mat n;    ///< background induction factor
+    cv::Mat Ncb;  ///< chromatic and brightness induction factors N_cb = N_bb
+    cv::Mat z;    ///< base exponential nonlinearity
+};
+
+/// The conditions of `adaptingLuminance`, `whiteLuminance` and a background luminance, for an image of `size`.
+ViewingConditionMaps uniformViewingConditions(cv::Size size, float backgroundLuminance);
 
 }  // namespace likeness

@@ -2,10 +2,10 @@
 
 #include <algorithm>
 
-#include "color/clip.hpp"
-#include "color/image_walk.hpp"
+#include "color/encoded_bgr.hpp"
 #include "color/pixel_matrix.hpp"
 #include "color/srgb_companding.hpp"
+#include "numerics/image_walk.hpp"
 #include "numerics/transcendental_blocks.hpp"
 
 namespace likeness {
@@ -24,7 +24,7 @@ cv::Mat xyzFromLinearRgb() {
 /// `keepLinear`, the linear values also replace the input.
 template <bool keepLinear>
 void linearizeAndTransform(cv::Mat& bgr, cv::Mat& xyz, const PixelMatrix& matrix) {
-    constexpr std::size_t pixelsInBlock = numerics::blockSize / 3;
+    constexpr std::size_t pixelsInBlock = numerics::blockSize / 12 * 4;  // a multiple of the vectors' lengths
     float linear[3 * pixelsInBlock];
     const ImageWalk walk = walkOver(bgr, xyz);
     const auto cols = static_cast<std::size_t>(walk.cols);
@@ -79,17 +79,7 @@ void convertBGRtoXYZ(cv::Mat& bgr, cv::Mat& white, cv::Mat& xyz) {
 void convertXYZtoBGR(const cv::Mat& xyz, cv::Mat& white, cv::Mat& bgr) {
     cv::Mat M;
     getRGBtoXYZMatrix(white, M);
-    M = M.inv();
-    multiplyImageByMatrixBackward(xyz, bgr, M);
-    const ImageWalk walk = walkOver(xyz, bgr);
-    for (int i = 0; i < walk.rows; ++i) {
-        float* const values = bgr.ptr<float>(i);
-        const std::size_t count = 3 * static_cast<std::size_t>(walk.cols);
-        sRGBCompandingOfRow(values, values, count);
-        for (std::size_t c = 0; c < count; ++c) {
-            values[c] = clip(values[c], 0.0F, 1.0F);
-        }
-    }
+    encodeBgr<true>(xyz, bgr, PixelMatrix(M.inv()));
 }
 
 void convertBGRToXYZDirect(cv::Mat& bgr, cv::Mat& xyz) {
@@ -97,13 +87,7 @@ void convertBGRToXYZDirect(cv::Mat& bgr, cv::Mat& xyz) {
 }
 
 void convertXYZToBGRDirect(cv::Mat& xyz, cv::Mat& bgr) {
-    cv::Mat M = xyzFromLinearRgb().inv();
-    multiplyImageByMatrixBackward(xyz, bgr, M);
-    const ImageWalk walk = walkOver(xyz, bgr);
-    for (int i = 0; i < walk.rows; ++i) {
-        float* const values = bgr.ptr<float>(i);
-        sRGBCompandingOfRow(values, values, 3 * static_cast<std::size_t>(walk.cols));
-    }
+    encodeBgr<false>(xyz, bgr, PixelMatrix(xyzFromLinearRgb().inv()));
 }
 
 }  // namespace likeness

@@ -4,16 +4,16 @@
 #include <cmath>
 
 #include "color/bgr_xyz.hpp"
-#include "color/image_walk.hpp"
 #include "color/pixel_matrix.hpp"
 #include "color/srgb_companding.hpp"
+#include "numerics/image_walk.hpp"
 #include "numerics/transcendental_blocks.hpp"
 
 namespace likeness {
 namespace {
 
 using numerics::blockSize;
-using numerics::roundedOr;
+using numerics::roundBlock;
 
 constexpr double knee = 0.008856;
 constexpr double slope = 903.3;
@@ -31,21 +31,21 @@ float expanded(float f) {
 
 /// `compressed` of each X, Y, Z over that of the white, for `count` values.
 void compressBlock(const float* xyz, const cv::Vec3f& white, float* f, std::size_t count) {
-    float ratio[blockSize] = {};
-    double power[blockSize] = {};
+    float ratio[blockSize];
+    double value[blockSize];
     for (std::size_t c = 0; c < count; c += 3) {
         for (std::size_t k = 0; k < 3; ++k) {
             ratio[c + k] = xyz[c + k] / white[static_cast<int>(k)];
         }
     }
     for (std::size_t c = 0; c < count; ++c) {
-        power[c] = ratio[c] > knee ? static_cast<double>(ratio[c]) : 1.0;  // the power is not needed below the knee
+        value[c] = ratio[c] > knee ? static_cast<double>(ratio[c]) : 1.0;  // the power is not needed below the knee
     }
-    numerics::powBlock(power, third, power, count);
+    numerics::powBlock(value, third, value, count);
     for (std::size_t c = 0; c < count; ++c) {
-        const float t = ratio[c];
-        f[c] = t > knee ? roundedOr(power[c], [t] { return compressed(t); }) : static_cast<float>(compressed(t));
+        value[c] = ratio[c] > knee ? value[c] : (ratio[c] * slope + 16.0) * (1 / 116.0);
     }
+    roundBlock(value, f, count, [&ratio](std::size_t c) { return compressed(ratio[c]); });
 }
 
 }  // namespace

@@ -1,6 +1,6 @@
 #include "color/lab_range.hpp"
 
-#include "color/image_walk.hpp"
+#include "numerics/image_walk.hpp"
 
 namespace likeness {
 namespace {

@@ -4,9 +4,10 @@
 #include <cmath>
 
 #include "color/clip.hpp"
-#include "color/image_walk.hpp"
+#include "color/encoded_bgr.hpp"
 #include "color/pixel_matrix.hpp"
 #include "color/srgb_companding.hpp"
+#include "numerics/image_walk.hpp"
 #include "numerics/transcendental_blocks.hpp"
 
 namespace likeness {
@@ -14,7 +15,7 @@ namespace {
 
 using numerics::blockSize;
 using numerics::forEachBlock;
-using numerics::roundedOr;
+using numerics::roundBlock;
 
 cv::Mat lmsFromRgb() {
     // clang-format off
@@ -70,9 +71,7 @@ void logarithmsOfRow(float* responses, std::size_t count) {
             value[c] = response[c];
         }
         numerics::log10Block(value, value, n);
-        for (std::size_t c = 0; c < n; ++c) {
-            response[c] = roundedOr(value[c], [&] { return decimalLogarithm(response[c]); });
-        }
+        roundBlock(value, response, n, [response](std::size_t c) { return decimalLogarithm(response[c]); });
     });
 }
 
@@ -80,10 +79,13 @@ void clippedPowersOfRow(float* exponents, std::size_t count) {
     double value[blockSize];
     forEachBlock(count, [&](std::size_t first, std::size_t n) {
         float* const exponent = exponents + first;
-        std::copy_n(exponent, n, value);
-        numerics::exp10Block(value, value, n);
         for (std::size_t c = 0; c < n; ++c) {
-            exponent[c] = clip(roundedOr(value[c], [&] { return powerOfTen(exponent[c]); }), 0.0F, 1.0F);
+            value[c] = exponent[c];
+        }
+        numerics::exp10Block(value, value, n);
+        roundBlock(value, exponent, n, [exponent](std::size_t c) { return powerOfTen(exponent[c]); });
+        for (std::size_t c = 0; c < n; ++c) {
+            exponent[c] = clip(exponent[c], 0.0F, 1.0F);
         }
     });
 }
@@ -127,14 +129,7 @@ void convertLabtoLMS(const cv::Mat& lab, cv::Mat& lms) {
 }
 
 void convertLMStoBGR(const cv::Mat& lms, cv::Mat& bgr) {
-    cv::Mat M = rgbFromLms();
-    // The helper walks its first image's size.
-    multiplyImageByMatrixBackward(lms(cv::Rect(0, 0, bgr.cols, bgr.rows)), bgr, M);
-    const ImageWalk walk = walkOver(bgr);
-    for (int i = 0; i < walk.rows; ++i) {
-        float* const values = bgr.ptr<float>(i);
-        sRGBCompandingOfRow(values, values, 3 * static_cast<std::size_t>(walk.cols));
-    }
+    encodeBgr<false>(lms(cv::Rect(0, 0, bgr.cols, bgr.rows)), bgr, PixelMatrix(rgbFromLms()));
 }
 
 }  // namespace likeness

@@ -1,6 +1,6 @@
 #include "color/opponent.hpp"
 
-#include "color/image_walk.hpp"
+#include "numerics/image_walk.hpp"
 
 namespace likeness {
 

@@ -1,6 +1,6 @@
 #include "color/pixel_matrix.hpp"
 
-#include "color/image_walk.hpp"
+#include "numerics/image_walk.hpp"
 
 namespace likeness {
 

@@ -6,10 +6,10 @@
 #include <sstream>
 
 #include "color/clip.hpp"
-#include "color/image_walk.hpp"
 #include "color/pixel_matrix.hpp"
 #include "color/yuv.hpp"
 #include "filter/guidedfilter.hpp"
+#include "numerics/image_walk.hpp"
 
 namespace likeness {
 namespace {

@@ -3,10 +3,9 @@
 #include <algorithm>
 #include <cmath>
 #include <opencv2/imgproc.hpp>
-#include <string>
 
-#include "color/image_walk.hpp"
-#include "diagnostics/number_text.hpp"
+#include "numerics/image_walk.hpp"
+#include "transport/image_statistics.hpp"
 
 namespace likeness {
 namespace {
@@ -41,11 +40,7 @@ struct Lightness {
 }  // namespace
 
 float computeMean(cv::Mat& plane, const Diagnostics& diagnostics) {
-    const RunningSum values = sumOver(plane, [](float v) { return v; });
-    if (diagnostics.wantsMessages()) {
-        diagnostics.print(numberText(values.sum) + ' ' + std::to_string(values.count) + '\n');
-    }
-    return values.count != 0 ? values.sum / static_cast<float>(values.count) : values.sum;
+    return computeMean(static_cast<const cv::Mat&>(plane), diagnostics);
 }
 
 float computeStdDev(const cv::Mat& plane, float& mean) {
@@ -69,8 +64,7 @@ void alterNonFlashBrightness(cv::Mat& nonFlash, cv::Mat& target, cv::Mat& result
     const Lightness wanted = lightnessOf(targetLab);
     targetLab.release();
 
-    cv::Mat common = result(
-        cv::Rect(cv::Point(0, 0), cv::Size(std::min(result.cols, target.cols), std::min(result.rows, target.rows))));
+    cv::Mat common = result(cv::Rect(0, 0, std::min(result.cols, target.cols), std::min(result.rows, target.rows)));
     const ImageWalk walk = walkOver(common);
     for (int i = 0; i < walk.rows; ++i) {
         auto* const lab = common.ptr<cv::Vec3f>(i);

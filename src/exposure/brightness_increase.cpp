@@ -12,15 +12,13 @@
 #include "appearance/cone_responses.hpp"
 #include "appearance/inverse_model.hpp"
 #include "appearance/viewing_conditions.hpp"
-#include "color/image_walk.hpp"
 #include "diagnostics/message_lines.hpp"
 #include "diagnostics/number_text.hpp"
+#include "numerics/image_walk.hpp"
 
 namespace likeness {
 namespace {
 
-constexpr float adaptingLuminance = 20.0F;
-constexpr float whiteLuminance = 100.0F;
 constexpr double factorStep = 0.7;
 
 /// Calls body(element) for every element of a CV_32FC3 image.
@@ -55,11 +53,7 @@ void increaseBrightness(cv::Mat& src, cv::Mat* dst, float factor, const Diagnost
     forEachElement(src, [](float& element) { element *= 100.0F; });
     const cv::Size size = src.size();
     const float Yb = backgroundOfUniformWhite(static_cast<std::int64_t>(src.rows) * src.cols, whiteLuminance);
-    const auto filled = [size](float value) { return cv::Mat(size, CV_32F, cv::Scalar(value)); };
-    cv::Mat FL = filled(computeFl(adaptingLuminance));
-    cv::Mat n = filled(computeN(Yb, whiteLuminance));
-    cv::Mat Ncb = filled(computeNcb(Yb, whiteLuminance));
-    cv::Mat z = filled(computeZ(Yb, whiteLuminance));
+    auto [FL, n, Ncb, z] = uniformViewingConditions(size, Yb);
 
     cv::Mat hpe(size, CV_32FC3);
     cv::Mat nl(size, CV_32FC3);

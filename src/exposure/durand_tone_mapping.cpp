@@ -5,7 +5,7 @@
 #include <limits>
 #include <opencv2/imgproc.hpp>
 
-#include "color/image_walk.hpp"
+#include "numerics/image_walk.hpp"
 #include "numerics/transcendental_blocks.hpp"
 
 namespace likeness {

@@ -52,9 +52,9 @@ void forEachExposure(const std::function<void(int)>& body) {
     std::array<std::exception_ptr, exposureCount> errors;  // none may leave the region by itself
     // The team's work comes after what the caller did before and before what it does next: the runtime sees to that.
     // The two atomics say it once more, for the thread sanitizer, which cannot look into the runtime.
-    std::atomic<bool> handedOut;
-    handedOut.store(true, std::memory_order_release);
     std::atomic<int> finished{0};
+    std::atomic<bool> handedOut{false};
+    handedOut.store(true, std::memory_order_release);
 #pragma omp parallel for schedule(static)
     for (int i = 0; i < exposureCount; ++i) {
         static_cast<void>(handedOut.load(std::memory_order_acquire));

@@ -96,7 +96,16 @@ public:
     /// "a_g.jpg", "a_b.jpg", and the intercept as "b.jpg".
     cv::Mat filterSingleChannel(const cv::Mat& p, const Diagnostics& diagnostics = workingDirectory()) const override;
 
-    /// Filters a CV_32FC3 image of the guide's size jointly; for a guide stored as CV_32F. Returns CV_32FC3.
+    /// Filters three channels jointly: in each window, the map of `closedFormMatrix` from the guide's covariance to
+    /// that of `p` carries the guide's deviation from its mean, and the mean of `p` is added. Writes nothing.
+    ///
+    /// Guide variances below 7.5 count as 7.5, so that values 0..255 are the range to use; in 0..1 every window is
+    /// below it and the guide's contrast all but vanishes. Where the guide's channels depend on each other within a
+    /// window, the map can become huge; it is used as it is. Channel 1 of the result takes the map's element (0, 2) in
+    /// the place of (0, 1): meant.
+    ///
+    /// @param p  CV_32FC3 of the guide's size; the guide must be stored as CV_32F. Otherwise a cv::Exception is raised
+    /// @return   CV_32FC3; NaN where a covariance is NaN or infinite
     cv::Mat filterColorChannelsMK(const cv::Mat& p) const override;
 
 private:

@@ -54,6 +54,27 @@ inline float roundedOr(double approximate, Exact&& exact) {
     return low == high ? low : static_cast<float>(exact());
 }
 
+/// out[i] = approximate[i] rounded to float where its error cannot change the result, and otherwise what exact(i)
+/// gives, for at most `blockSize` values. `exact` may read what `out` overwrites: nothing is written before it was
+/// asked.
+template <typename Exact>
+inline void roundBlock(const double* approximate, float* out, std::size_t count, Exact&& exact) {
+    float rounded[blockSize];
+    int unsure = 0;
+    for (std::size_t i = 0; i < count; ++i) {
+        const auto low = static_cast<float>(approximate[i] * (1.0 - relativeErrorBound));
+        const auto high = static_cast<float>(approximate[i] * (1.0 + relativeErrorBound));
+        rounded[i] = low;
+        unsure |= static_cast<int>(!(low == high));
+    }
+    if (unsure != 0) {
+        for (std::size_t i = 0; i < count; ++i) {
+            rounded[i] = roundedOr(approximate[i], [&] { return exact(i); });
+        }
+    }
+    std::copy_n(rounded, count, out);
+}
+
 /// Calls body(first, count) for consecutive pieces of at most `blockSize` of `total` elements.
 template <typename Body>
 inline void forEachBlock(std::size_t total, Body&& body) {

@@ -15,12 +15,9 @@ namespace likeness {
 ///                   divided by it again in place, so it ends with its values up to float rounding; it must not share
 ///                   its pixels with the others.
 /// @param reference  CV_32FC3 of the same size: the photograph whose geometry is wanted; scaled and unscaled likewise
-/// @param out        CV_32FC3 of the same size, allocated here where need be: for each pixel of the reference the
-/// nearest
-///                   pixel of `moving` to where the flow finds it, or 0 in all channels where that lies outside
-/// @throws cv::Exception  where the sizes differ, an image is empty or a type is another one; both images are then as
-/// they
-///                   were
+/// @param out        CV_32FC3 of the same size, allocated here where need be: for each pixel of the reference the pixel
+///                   of `moving` that is nearest to where the flow finds it; 0 in all channels where that lies outside
+/// @throws cv::Exception  where sizes differ, an image is empty or a type is another one; both are then as they were
 void calculateOpticalFlow(cv::Mat& moving, cv::Mat& reference, cv::Mat& out);
 
 }  // namespace likeness

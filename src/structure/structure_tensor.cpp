@@ -8,7 +8,7 @@
 #include <sstream>
 #include <string>
 
-#include "color/image_walk.hpp"
+#include "numerics/image_walk.hpp"
 #include "structure/tensor_eigenvalues.hpp"
 
 namespace likeness {

@@ -1,5 +1,4 @@
-// Eigenvalues of symmetric 2 x 2 matrices in single precision, with the roundings of the image library's general
-// solver.
+// Eigenvalues of symmetric 2 x 2 matrices in float, with the roundings of the image library's general solver.
 #pragma once
 
 #include <cmath>
@@ -14,41 +13,34 @@ struct Eigenvalues {
 
 namespace symmetric2x2 {
 
-/// Length of (x, y) without overflow or underflow on the way.
-inline float length(float x, float y) noexcept {
-    const float a = std::fabs(x);
-    const float b = std::fabs(y);
-    const float longer = a < b ? b : a;
-    const float ratio = (a < b ? a : b) / longer;
-    return longer == 0.0F ? 0.0F : longer * std::sqrt(1.0F + ratio * ratio);
+/// Whether the off-diagonal entry e of [d0 e; e d1], entries within [-1, 1], counts as 0.
+inline bool isNegligible(float d0, float d1, float e) noexcept {
+    constexpr float inverseEpsilon = 1.0F / std::numeric_limits<float>::epsilon();
+    const float scaled = inverseEpsilon * e;
+    return (std::fabs(e) < std::numeric_limits<float>::min()) | (scaled * scaled <= std::fabs(d0) + std::fabs(d1));
 }
 
-/// One step of the QR iteration with Wilkinson's shift on [d0 e; e d1], e != 0. Two steps make e negligible, mostly
-/// one.
+/// One step of the QR iteration with Wilkinson's shift on [d0 e; e d1], e not negligible: no divisor below is 0, no
+/// square underflows. One or two steps make e negligible.
 inline void qrStep(float& d0, float& d1, float& e) noexcept {
     const float halfDifference = (d0 - d1) * 0.5F;
-    float shift = d1;
-    if (halfDifference == 0.0F) {
-        shift -= std::fabs(e);
-    } else {
-        const float radius = length(halfDifference, e);
-        const float divisor = halfDifference + (halfDifference > 0.0F ? radius : -radius);
-        const float square = e * e;
-        shift -= square == 0.0F ? e / (divisor / e) : square / divisor;  // the square may underflow
-    }
+    const float across = std::fabs(halfDifference);
+    const float along = std::fabs(e);
+    const float longer = across < along ? along : across;
+    const float ratio = (across < along ? across : along) / longer;
+    const float radius = longer * std::sqrt(1.0F + ratio * ratio);
+    const float fromShift = e * e / (halfDifference + (halfDifference > 0.0F ? radius : -radius));
+    const float shift = d1 - (halfDifference == 0.0F ? along : fromShift);
 
     // Givens rotation that turns (x, e) onto the first axis.
     const float x = d0 - shift;
-    float c = 0.0F;
-    float s = e < 0.0F ? 1.0F : -1.0F;
-    if (x != 0.0F) {
-        const bool steep = std::fabs(x) <= std::fabs(e);
-        const float tangent = steep ? x / e : e / x;
-        const float root = std::sqrt(1.0F + tangent * tangent);
-        const float near = 1.0F / ((steep ? e : x) < 0.0F ? -root : root);
-        s = steep ? -near : -tangent * near;
-        c = steep ? -tangent * s : near;
-    }
+    const bool steep = std::fabs(x) <= along;
+    const float far = steep ? e : x;
+    const float tangent = (steep ? x : e) / far;
+    const float root = std::sqrt(1.0F + tangent * tangent);
+    const float near = 1.0F / (far < 0.0F ? -root : root);
+    const float s = steep ? -near : -tangent * near;
+    const float c = steep ? -tangent * s : near;
 
     const float offDiagonal = s * d0 + c * e;
     const float lower = s * e + c * d1;
@@ -68,7 +60,6 @@ inline void qrStep(float& d0, float& d1, float& e) noexcept {
 /// least one of the two; where the solver gives up on it, in both.
 inline Eigenvalues symmetricEigenvalues(float t00, float t10, float t11) noexcept {
     constexpr float notANumber = std::numeric_limits<float>::quiet_NaN();
-    constexpr float inverseEpsilon = 1.0F / std::numeric_limits<float>::epsilon();
     constexpr int greatestStepCount = 60;
 
     // Scaled to entries within [-1, 1] against overflow and underflow.
@@ -82,11 +73,7 @@ inline Eigenvalues symmetricEigenvalues(float t00, float t10, float t11) noexcep
     float d1 = t11 / scale;
     float e = t10 / scale;
 
-    const auto negligible = [&] {
-        const float scaled = inverseEpsilon * e;
-        return std::fabs(e) < std::numeric_limits<float>::min() || scaled * scaled <= std::fabs(d0) + std::fabs(d1);
-    };
-    for (int step = 0; !negligible(); ++step) {
+    for (int step = 0; !symmetric2x2::isNegligible(d0, d1, e); ++step) {
         if (step == greatestStepCount) {
             return {notANumber, notANumber};  // only a NaN keeps the iteration from ending
         }

@@ -285,15 +285,15 @@ TEST(PerformLocalCAMCA, WithoutTheReferencesShareNothingChanges) {
 }
 
 TEST(PerformLocalCAMCA, OnePassByHand) {
-    // A grey image is its own local white: X, Y, Z of grey 0.25 have Y = 0.25, D(0.05) = 0.5617457. A neutral reference
-    // has the white (0.93, 1, 1) in B, G, R, in Y 1 - 0.07 * 0.0722 = 0.99495; a pass at 3/10 gives the luminance
-    // 0.25 (1 - 0.3 D) + 0.3 D 0.99495 in each cone and so in Y, a second one would go on.
+    // A grey image is its own local white: grey 0.25 has the luminance 0.0508761, and D there is 0.5615558. A reference
+    // without neutral pixels has the white (0.93, 1, 1) in B, G, R, of luminance 1 - 0.0722 (1 - 0.8481) = 0.98903. A
+    // pass at 3/10 mixes the two in each cone and so in Y; a second one would go on.
     cv::Mat img = constant(0.25F, {40, 40});
-    cv::Mat reference = constant(0.5F, {30, 30});
+    cv::Mat reference(30, 30, CV_32FC3, cv::Scalar(0, 0, 1));
     performLocalCAMCA(img, reference, 1, dropAll());
     cv::Mat xyz(img.size(), CV_32FC3);
     convertBGRToXYZDirect(img, xyz);
-    const double expected = 0.25 * (1 - 0.3 * 0.5617457) + 0.3 * 0.5617457 * 0.99495;
+    const double expected = 0.0508761 * (1 - 0.3 * 0.5615558) + 0.3 * 0.5615558 * 0.98903;
     EXPECT_NEAR(xyz.at<cv::Vec3f>(20, 20)[1], expected, 2e-5);
 }
 

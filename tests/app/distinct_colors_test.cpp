@@ -95,9 +95,31 @@ TEST(ColorCounter, StartsAnewWithEachPhotograph) {
     }
 }
 
+TEST(ColorCounter, CountsPastTheRangeOfATableEntry) {
+    // An entry of one byte carries over at 254 pixels; around the first carries, and far beyond.
+    ColorCounter counter;
+    for (const int pixels : {1, 253, 254, 255, 256, 507, 508, 509, 510, 762, 763, 1000003}) {
+        const cv::Mat grey(1, pixels, CV_8UC3, cv::Scalar::all(90));
+        EXPECT_EQ(counter.count(grey, false).counts, std::vector<std::uint32_t>{static_cast<std::uint32_t>(pixels)});
+        cv::Mat mixed(3, pixels, CV_8UC3, cv::Scalar::all(90));
+        mixed.row(1).setTo(cv::Scalar(1, 2, 3));
+        const auto once = static_cast<std::uint32_t>(pixels);
+        EXPECT_EQ(counter.count(mixed, true).counts, (std::vector<std::uint32_t>{2 * once, once}));
+    }
+}
+
 TEST(ColorCounter, HasManyColorsOfManyColors) {
     ColorCounter counter;
     EXPECT_EQ(counter.count(manyColors(), false).counts, std::vector<std::uint32_t>(1U << 18U, 1));
+}
+
+TEST(ExpandColors, TakesTheMemoryThatItIsOffered) {
+    const cv::Mat indices = cv::Mat::zeros(4, 5, CV_32S);
+    cv::Mat expanded(4, 5, CV_8U);
+    const uchar* const memory = expanded.data;
+    expanded = expandColors(cv::Mat(1, 1, CV_8U, cv::Scalar(9)), indices, std::move(expanded));
+    EXPECT_EQ(expanded.data, memory);
+    EXPECT_MAT_EQUAL(expanded, cv::Mat(4, 5, CV_8U, cv::Scalar(9)));
 }
 
 TEST(ExpandColors, PutsEachColorsValueIntoItsPixels) {

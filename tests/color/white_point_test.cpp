@@ -102,7 +102,7 @@ TEST(GrayWorldWhite, TheFirstCallNeverConvergesAndPrintsTheWhite) {
 }
 
 TEST(GrayWorldWhite, SmallChromaConvergesWithoutASecondCall) {
-    // U = 0.299 * -0.229/0.299 ... of this colour is below 0.001 in both differences: B is 0.93 of R.
+    // The colour of zero chroma (B 0.93, G 1.0136 of R), dark: both differences are far below 0.001.
     cv::Mat previous = triple(1, 0.2, 0.2);
     const Estimate found = estimate(cv::Mat(3, 3, CV_32FC3, cv::Scalar(0.0093, 0.010136, 0.01)), previous);
     EXPECT_TRUE(found.converged);

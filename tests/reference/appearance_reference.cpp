@@ -37,13 +37,17 @@ float computeZ(float Yb, float Yw) {
     return static_cast<float>(1.48 + sqrtf(Yb / Yw));
 }
 
-void convertSharpenedBGRtoHPE(const cv::Mat& sharpenedBGR, cv::Mat& hpe) {
+cv::Mat sharpenedToHpe() {
     const cv::Mat xyzToHpe = (cv::Mat_<float>(3, 3) << 0.38971, 0.68898, -0.07868, -0.22981, 1.1834, 0.04641, 0, 0, 1);
     const cv::Mat sharpenedToXyz = (cv::Mat_<float>(3, 3) << 1.096124, -0.278869, 0.182745, 0.454369, 0.473533,
                                     0.072098, -0.009628, -0.005698, 1.015326);
-    cv::Mat sharpenedToHpe(3, 3, CV_32F);
-    dotProduct(xyzToHpe, sharpenedToXyz, sharpenedToHpe);
-    multiplyImageByMatrixForward(sharpenedBGR, hpe, sharpenedToHpe);
+    cv::Mat product(3, 3, CV_32F);
+    dotProduct(xyzToHpe, sharpenedToXyz, product);
+    return product;
+}
+
+void convertSharpenedBGRtoHPE(const cv::Mat& sharpenedBGR, cv::Mat& hpe) {
+    multiplyImageByMatrixForward(sharpenedBGR, hpe, sharpenedToHpe());
 }
 
 void computeNonLinearities(const cv::Mat& hpe, cv::Mat& nl, cv::Mat& FL) {

@@ -12,6 +12,8 @@ float computeFl(float La);
 float computeNcb(float Yb, float Yw);
 float computeZ(float Yb, float Yw);
 
+/// Matrix from sharpened R, G, B to cone responses.
+cv::Mat sharpenedToHpe();
 void convertSharpenedBGRtoHPE(const cv::Mat& sharpenedBGR, cv::Mat& hpe);
 void computeNonLinearities(const cv::Mat& hpe, cv::Mat& nl, cv::Mat& FL);
 void computeAB(cv::Mat& nl, cv::Mat& a, cv::Mat& b);

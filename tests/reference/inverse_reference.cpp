@@ -7,219 +7,10 @@
 #include <opencv2/imgproc.hpp>
 #include <vector>
 
+#include "reference/appearance_reference.hpp"
+#include "reference/color_reference.hpp"
+
 namespace likeness::reference {
-
-// The forward steps that the brightness increase starts with.
-namespace forward {
-namespace {
-
-constexpr double pi = 3.141592653589793;
-
-void dotProduct(const cv::Mat& A, const cv::Mat& B, cv::Mat& C) {
-    for (int i = 0; i < 3; ++i) {
-        for (int j = 0; j < 3; ++j) {
-            C.at<float>(i, j) = 0;
-            for (int k = 0; k < 3; ++k) {
-                C.at<float>(i, j) += A.at<float>(i, k) * B.at<float>(k, j);
-            }
-        }
-    }
-}
-
-cv::Mat hpeFromSharpened() {
-    // clang-format off
-    const cv::Mat hpe = (cv::Mat_<float>(3, 3) <<  0.38971, 0.68898, -0.07868,
-                                                  -0.22981, 1.1834,   0.04641,
-                                                   0,       0,        1);
-    const cv::Mat inverseSharpening = (cv::Mat_<float>(3, 3) <<  1.096124, -0.278869, 0.182745,
-                                                                 0.454369,  0.473533, 0.072098,
-                                                                -0.009628, -0.005698, 1.015326);
-    // clang-format on
-    cv::Mat M(3, 3, CV_32F);
-    dotProduct(hpe, inverseSharpening, M);
-    return M;
-}
-
-float product(const cv::Vec3f& v, const cv::Mat& M, int row) {
-    return v[0] * M.at<float>(row, 0) + v[1] * M.at<float>(row, 1) + v[2] * M.at<float>(row, 2);
-}
-
-void convertSharpenedBGRtoXYZ(const cv::Mat& in, cv::Mat& xyz) {
-    // clang-format off
-    cv::Mat M = (cv::Mat_<float>(3, 3) <<  0.7328, 0.4296, -0.1624,
-                                          -0.7036, 1.6975,  0.0061,
-                                           0.003,  0.0136,  0.9834);
-    // clang-format on
-    M = M.inv();
-    for (int i = 0; i < in.rows; ++i) {
-        for (int j = 0; j < in.cols; ++j) {
-            const cv::Vec3f p = in.at<cv::Vec3f>(i, j);
-            const cv::Vec3f v(p[2], p[1], p[0]);
-            for (int k = 0; k < 3; ++k) {
-                xyz.at<cv::Vec3f>(i, j)[k] = product(v, M, k);
-            }
-        }
-    }
-}
-
-float computeYback(const cv::Mat& plane) {
-    float sum = 0;
-    for (int i = 0; i < plane.rows; ++i) {
-        for (int j = 0; j < plane.cols; ++j) {
-            sum += plane.at<float>(i, j);
-        }
-    }
-    return sum / static_cast<float>(plane.rows * plane.cols * 5);
-}
-
-float computeFl(float La) {
-    const auto k = static_cast<float>(1 / (5.0 * static_cast<double>(La) + 1));
-    const float k4 = k * k * k * k;
-    return static_cast<float>(static_cast<double>(k4 * La) +
-                              0.1 * ((1 - static_cast<double>(k4)) * (1 - static_cast<double>(k4))) *
-                                  std::pow(5.0 * static_cast<double>(La), 0.3333333333333333));
-}
-
-float computeN(float Yb, float Yw) {
-    return Yb / Yw;
-}
-
-float computeNcb(float Yb, float Yw) {
-    return static_cast<float>(0.725 * std::pow(1.0 / static_cast<double>(Yb / Yw), 0.2));
-}
-
-float computeZ(float Yb, float Yw) {
-    return static_cast<float>(1.48 + static_cast<double>(std::sqrt(Yb / Yw)));
-}
-
-void convertSharpenedBGRtoHPE(const cv::Mat& bgr, cv::Mat& hpe) {
-    const cv::Mat M = hpeFromSharpened();
-    for (int i = 0; i < bgr.rows; ++i) {
-        for (int j = 0; j < bgr.cols; ++j) {
-            const cv::Vec3f p = bgr.at<cv::Vec3f>(i, j);
-            const cv::Vec3f v(p[2], p[1], p[0]);
-            for (int k = 0; k < 3; ++k) {
-                hpe.at<cv::Vec3f>(i, j)[k] = product(v, M, k);
-            }
-        }
-    }
-}
-
-void computeNonLinearities(const cv::Mat& hpe, cv::Mat& nl, const cv::Mat& FL) {
-    for (int i = 0; i < hpe.rows; ++i) {
-        for (int j = 0; j < hpe.cols; ++j) {
-            for (int c = 0; c < 3; ++c) {
-                const float x = FL.at<float>(i, j) * hpe.at<cv::Vec3f>(i, j)[c];
-                const auto t = static_cast<float>(std::pow(static_cast<double>(x) / 100.0, 0.42));
-                nl.at<cv::Vec3f>(i, j)[c] =
-                    static_cast<float>(static_cast<double>(400.0F * t) / (static_cast<double>(t) + 27.13) + 0.1);
-            }
-        }
-    }
-}
-
-void computeAB(const cv::Mat& nl, cv::Mat& a, cv::Mat& b) {
-    for (int i = 0; i < nl.rows; ++i) {
-        for (int j = 0; j < nl.cols; ++j) {
-            const cv::Vec3f r = nl.at<cv::Vec3f>(i, j);
-            a.at<float>(i, j) =
-                static_cast<float>(static_cast<double>(r[2]) / 11.0 +
-                                   (static_cast<double>(r[0]) - static_cast<double>(12.0F * r[1]) / 11.0));
-            b.at<float>(i, j) = (r[0] + r[1] - 2 * r[2]) / 9.0F;
-        }
-    }
-}
-
-void computeHue(const cv::Mat& a, const cv::Mat& b, cv::Mat& hue, cv::Mat& eccentricity) {
-    for (int i = 0; i < a.rows; ++i) {
-        for (int j = 0; j < a.cols; ++j) {
-            hue.at<float>(i, j) = static_cast<float>(
-                std::atan2(static_cast<double>(b.at<float>(i, j)), static_cast<double>(a.at<float>(i, j))) * 180.0 /
-                pi);
-            const double h = hue.at<float>(i, j);
-            eccentricity.at<float>(i, j) = static_cast<float>((std::cos(h * pi / 180.0 + 2.0) + 3.8) / 4.0);
-        }
-    }
-}
-
-float computeLightness(const cv::Mat& nl, const cv::Mat& Nbb, const cv::Mat& z, cv::Mat& J, cv::Mat& A) {
-    const float c = 0.525F;
-    float Aw = 0;
-    for (int i = 0; i < nl.rows; ++i) {
-        for (int j = 0; j < nl.cols; ++j) {
-            const cv::Vec3f r = nl.at<cv::Vec3f>(i, j);
-            A.at<float>(i, j) =
-                static_cast<float>(static_cast<double>(Nbb.at<float>(i, j)) *
-                                   (static_cast<double>(r[2]) / 20.0 + static_cast<double>(2 * r[0] + r[1]) - 0.305));
-            if (A.at<float>(i, j) > Aw) {
-                Aw = A.at<float>(i, j);
-            }
-        }
-    }
-    cv::imwrite("A_before.jpg", A);
-    for (int i = 0; i < nl.rows; ++i) {
-        for (int j = 0; j < nl.cols; ++j) {
-            J.at<float>(i, j) = 100.0F * std::pow(A.at<float>(i, j) / Aw, z.at<float>(i, j) * c);
-        }
-    }
-    return Aw;
-}
-
-void writeIntoFile(const cv::Mat& map, const char* fileName, int rows, int cols) {
-    std::ofstream file(fileName, std::ios::trunc);
-    for (int i = 0; i < rows; ++i) {
-        for (int j = 0; j < cols; ++j) {
-            file << map.at<float>(i, j) << std::endl;
-        }
-    }
-}
-
-float computeBrightness(const cv::Mat& J, const cv::Mat& FL, cv::Mat& Q, float Aw) {
-    const float c = 0.525F;
-    float maximum = 0;
-    cv::Mat mask(J.size(), CV_8U, cv::Scalar(255));
-    for (int i = 0; i < J.rows; ++i) {
-        for (int j = 0; j < J.cols; ++j) {
-            Q.at<float>(i, j) = static_cast<float>(
-                4.0 * static_cast<double>(std::sqrt(J.at<float>(i, j) / 100.0F)) * static_cast<double>(4.0F + Aw) *
-                std::pow(static_cast<double>(FL.at<float>(i, j)), 0.25) / static_cast<double>(c));
-            if (static_cast<double>(Q.at<float>(i, j)) < 20.0) {
-                mask.at<uchar>(i, j) = 0;
-            }
-            if (Q.at<float>(i, j) > maximum) {
-                maximum = Q.at<float>(i, j);
-            }
-        }
-    }
-    writeIntoFile(Q, "10_in.txt", Q.rows, Q.cols);
-    cv::imwrite("mask.jpg", mask);
-    return maximum;
-}
-
-void computeChroma(const cv::Mat& nl, const cv::Mat& a, const cv::Mat& b, const cv::Mat& J, const cv::Mat& eccentricity,
-                   const cv::Mat& Ncb, const cv::Mat& n, cv::Mat& C, float Nc) {
-    cv::Mat tMap(nl.size(), CV_32F);
-    for (int i = 0; i < a.rows; ++i) {
-        for (int j = 0; j < a.cols; ++j) {
-            const cv::Vec3f r = nl.at<cv::Vec3f>(i, j);
-            const double k = static_cast<double>(Nc) * 3846.153846153846 * static_cast<double>(Ncb.at<float>(i, j)) *
-                             static_cast<double>(eccentricity.at<float>(i, j));
-            const float x = a.at<float>(i, j);
-            const float y = b.at<float>(i, j);
-            const float radius = std::sqrt(x * x + y * y);
-            const auto t = static_cast<float>(static_cast<double>(radius) * k /
-                                              (1.05 * static_cast<double>(r[2]) + static_cast<double>(r[0] + r[1])));
-            tMap.at<float>(i, j) = t;
-            C.at<float>(i, j) = static_cast<float>(
-                std::pow(static_cast<double>(t), 0.9) * std::sqrt(static_cast<double>(J.at<float>(i, j)) / 100.0) *
-                std::pow(1.64 - std::pow(0.29, static_cast<double>(n.at<float>(i, j))), 0.73));
-        }
-    }
-    cv::imwrite("t_before.jpg", tMap);
-}
-
-}  // namespace
-}  // namespace forward
 
 void brightness2Lightness(cv::Mat& Q, cv::Mat& FL, cv::Mat& J, float Aw) {
     const float c = 0.525F;
@@ -345,15 +136,7 @@ void inverseNonLinearities(cv::Mat& nl, cv::Mat& hpe, cv::Mat& FL) {
 }
 
 void convertHPEtoSharpenedRGB(cv::Mat& hpe, cv::Mat& sharpenedBGR) {
-    const cv::Mat M = forward::hpeFromSharpened().inv();
-    for (int i = 0; i < hpe.rows; ++i) {
-        for (int j = 0; j < hpe.cols; ++j) {
-            const cv::Vec3f v = hpe.at<cv::Vec3f>(i, j);
-            for (int k = 0; k < 3; ++k) {
-                sharpenedBGR.at<cv::Vec3f>(i, j)[2 - k] = forward::product(v, M, k);
-            }
-        }
-    }
+    multiplyImageByMatrixBackward(hpe, sharpenedBGR, sharpenedToHpe().inv());
 }
 
 void performGammaCorrectionByStyle(cv::Mat& src, cv::Mat& dst, float low, float high) {
@@ -384,7 +167,7 @@ void increaseBrightness(cv::Mat& src, cv::Mat* dst, float factor) {
     }
     cv::Mat xyz(src.size(), CV_32FC3);
     cv::Mat white(src.size(), CV_32FC3, cv::Scalar::all(0));
-    forward::convertSharpenedBGRtoXYZ(src, xyz);
+    convertSharpenedBGRtoXYZ(src, xyz);
     cv::Mat hpe(src.size(), CV_32FC3);
     cv::Mat nl(src.size(), CV_32FC3);
     const auto map = [&src] { return cv::Mat(src.size(), CV_32F); };
@@ -403,23 +186,23 @@ void increaseBrightness(cv::Mat& src, cv::Mat* dst, float factor) {
     }
     std::vector<cv::Mat> planes;
     cv::split(white, planes);
-    const float Yb = forward::computeYback(planes[1]);
+    const float Yb = computeYback(planes[1]);
     for (int i = 0; i < src.rows; ++i) {
         for (int j = 0; j < src.cols; ++j) {
             const float Yw = white.at<cv::Vec3f>(i, j)[1];
-            FL.at<float>(i, j) = forward::computeFl(20.0F);
-            n.at<float>(i, j) = forward::computeN(Yb, Yw);
-            Ncb.at<float>(i, j) = forward::computeNcb(Yb, Yw);
-            z.at<float>(i, j) = forward::computeZ(Yb, Yw);
+            FL.at<float>(i, j) = computeFl(20.0F);
+            n.at<float>(i, j) = computeN(Yb, Yw);
+            Ncb.at<float>(i, j) = computeNcb(Yb, Yw);
+            z.at<float>(i, j) = computeZ(Yb, Yw);
         }
     }
-    forward::convertSharpenedBGRtoHPE(src, hpe);
-    forward::computeNonLinearities(hpe, nl, FL);
-    forward::computeAB(nl, a, b);
-    forward::computeHue(a, b, hue, eccentricity);
-    const float Aw = forward::computeLightness(nl, Ncb, z, J, A);
-    const float Qmax = forward::computeBrightness(J, FL, Q, Aw);
-    forward::computeChroma(nl, a, b, J, eccentricity, Ncb, n, C, 0.8F);
+    convertSharpenedBGRtoHPE(src, hpe);
+    computeNonLinearities(hpe, nl, FL);
+    computeAB(nl, a, b);
+    computeHue(a, b, hue, eccentricity);
+    const float Aw = computeLightness(nl, Ncb, z, J, A);
+    const float Qmax = computeBrightness(J, FL, z, Q, Aw);
+    computeChroma(nl, a, b, J, eccentricity, Ncb, n, C, 0.8F);
     cv::imwrite("rgba_before.jpg", nl);
     cv::imwrite("lms_before.jpg", hpe);
     cv::imwrite("a_before.jpg", a * 255);
@@ -433,7 +216,7 @@ void increaseBrightness(cv::Mat& src, cv::Mat* dst, float factor) {
     for (int k = 0; k < 6; ++k) {
         const float low = factor * Qmax / 10;
         performGammaCorrectionByStyle(smoothedQ, Q, low, Qmax);
-        forward::writeIntoFile(Q, "10_out.txt", Q.rows, Q.cols);
+        writeIntoFile(Q, "10_out.txt", Q.rows, Q.cols);
         std::cout << "Already out !" << std::endl;
         brightness2Lightness(Q, FL, J, Aw);
         chromaAndLightness2t(C, J, n, t);

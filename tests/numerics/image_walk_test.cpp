@@ -1,4 +1,4 @@
-#include "color/image_walk.hpp"
+#include "numerics/image_walk.hpp"
 
 #include <gtest/gtest.h>
 

@@ -1,0 +1,45 @@
+// From a linear colour space to gamma-encoded B, G, R, in one walk over the image.
+#pragma once
+
+#include <algorithm>
+#include <opencv2/core.hpp>
+
+#include "color/clip.hpp"
+#include "color/pixel_matrix.hpp"
+#include "color/srgb_companding.hpp"
+#include "numerics/image_walk.hpp"
+#include "numerics/transcendental_blocks.hpp"
+
+namespace likeness {
+
+/// Applies `rgbFromLinear` to the channels of each pixel of `linear` in their order, encodes the results and stores
+/// them in B, G, R order; where `clipped`, in [0, 1], NaN as 0. `bgr` may be `linear`.
+template <bool clipped>
+void encodeBgr(const cv::Mat& linear, cv::Mat& bgr, const PixelMatrix& rgbFromLinear) {
+    constexpr std::size_t pixelsInBlock = numerics::blockSize / 12 * 4;  // a multiple of the vectors' lengths
+    float block[3 * pixelsInBlock];
+    const ImageWalk walk = walkOver(linear, bgr);
+    const auto cols = static_cast<std::size_t>(walk.cols);
+    for (int i = 0; i < walk.rows; ++i) {
+        const float* in = linear.ptr<float>(i);
+        float* out = bgr.ptr<float>(i);
+        for (std::size_t first = 0; first < cols; first += pixelsInBlock) {
+            const std::size_t count = 3 * std::min(pixelsInBlock, cols - first);
+            for (std::size_t c = 0; c < count; c += 3) {
+                block[c + 2] = rgbFromLinear.row(0, in[c], in[c + 1], in[c + 2]);
+                block[c + 1] = rgbFromLinear.row(1, in[c], in[c + 1], in[c + 2]);
+                block[c] = rgbFromLinear.row(2, in[c], in[c + 1], in[c + 2]);
+            }
+            sRGBCompandingOfRow(block, out, count);
+            if constexpr (clipped) {
+                for (std::size_t c = 0; c < count; ++c) {
+                    out[c] = clip(out[c], 0.0F, 1.0F);
+                }
+            }
+            in += count;
+            out += count;
+        }
+    }
+}
+
+}  // namespace likeness

@@ -1,0 +1,195 @@
+#include "transport/optimal_transport.hpp"
+
+#include <algorithm>
+#include <cmath>
+#include <limits>
+#include <sstream>
+#include <string>
+
+#include "numerics/image_walk.hpp"
+#include "transport/channel_statistics.hpp"
+#include "transport/closed_form_map.hpp"
+
+namespace likeness {
+namespace {
+
+constexpr ChannelRange chroma = {1, 2};
+constexpr ChannelRange allChannels = {0, 3};
+
+/// What the transfer knows of an image's colours.
+struct ColorGaussian {
+    ChannelCovariance statistics;
+    cv::Mat covariance;
+    float chromaMeans[2];  // weighted
+    float means[3];        // as `computeWeightedMeanVector` has them
+
+    ColorGaussian(const cv::Mat& img, int dims)
+        : statistics(covarianceOf(img, channelsOf(dims))), covariance(dims, dims, CV_32F) {
+        copyCovariance(statistics, covariance);
+        weightedMeans(img, chroma, chromaMeans);
+        for (int i = 0; i < dims; ++i) {
+            means[i] = dims == 2 ? chromaMeans[i] : statistics.sums[i].mean();
+        }
+    }
+
+    std::string covarianceMessage() const { return covarianceLines(statistics); }
+
+    /// Weighted means are found without a message.
+    std::string meansMessage() const {
+        return statistics.channels == 2 ? std::string() : sumLines(statistics.sums, statistics.channels);
+    }
+};
+
+void copyChromaMeans(const ColorGaussian& colors, cv::Mat& row) {
+    std::copy(colors.chromaMeans, colors.chromaMeans + 2, row.ptr<float>(0));
+}
+
+void moveColors(const cv::Mat& inputImg, const cv::Mat& targetImg, ColorGaussian& input, ColorGaussian& target, float t,
+                int dims, cv::Mat& transportMat, cv::Mat& result) {
+    // Two copies of one map: the caller's stays the whole transfer, the other moves along the path.
+    closedFormMatrix(input.covariance, target.covariance, transportMat, dims);
+    cv::Mat T = transportMat;
+    float* inpMeans = input.means;
+    float* tarMeans = target.means;
+    if (t != 1) {  // NaN too
+        T = transportMat.clone();
+        computeGeodesicPath(inpMeans, tarMeans, input.covariance, target.covariance, T, t, dims);
+    }
+    dims == 2 ? computeMapping2D(inputImg, targetImg, inpMeans, tarMeans, T, result)
+              : computeMapping3D(inputImg, targetImg, inpMeans, tarMeans, T, result);
+}
+
+/// A map, the means before and the means after it as plain numbers, for the loops.
+template <int N>
+struct AffineMap {
+    float m[N][N];
+    float before[N];
+    float after[N];
+
+    AffineMap(const cv::Mat& T, const float* inpMeans, const float* tarMeans) {
+        for (int k = 0; k < N; ++k) {
+            std::copy(T.ptr<float>(k), T.ptr<float>(k) + N, m[k]);
+        }
+        std::copy(inpMeans, inpMeans + N, before);
+        std::copy(tarMeans, tarMeans + N, after);
+    }
+};
+
+/// result[k] = map(k, channels of the input pixel), NaN where channel k is NaN; k = 0 ... N - 1.
+template <int N, typename Map>
+void mapPixels(const cv::Mat& inputImg, cv::Mat& result, Map map) {
+    const ImageWalk walk = walkOver(inputImg, result);
+    for (int i = 0; i < walk.rows; ++i) {
+        const float* x = inputImg.ptr<float>(i);
+        float* y = result.ptr<float>(i);
+        for (int j = 0; j < walk.cols; ++j, x += 3, y += N) {
+            for (int k = 0; k < N; ++k) {
+                // Channel k decides, also where the chroma channels k + 1 are mapped: the definition has it so.
+                const float mapped = map(k, x);
+                y[k] = std::isnan(x[k]) ? std::numeric_limits<float>::quiet_NaN() : mapped;
+            }
+        }
+    }
+}
+
+}  // namespace
+
+void applyOptimalTransport(const cv::Mat& inputImg, const cv::Mat& targetImg, cv::Mat& result, cv::Mat& /*inpCovInv*/,
+                           cv::Mat& inpMeanRow, cv::Mat& /*tarCov2*/, cv::Mat& tarMeanRow, cv::Mat& transportMat,
+                           float t, int dims, const Diagnostics& diagnostics) {
+    CV_Assert(dims == 2 || dims == 3);
+    ColorGaussian input(inputImg, dims);
+    ColorGaussian target(targetImg, dims);
+    if (diagnostics.wantsMessages()) {
+        diagnostics.print(input.covarianceMessage() + target.covarianceMessage() + input.meansMessage() +
+                          target.meansMessage());
+    }
+    // Element i is channel i + 1 with three dimensions too, where the last element then has no channel.
+    copyChromaMeans(input, inpMeanRow);
+    copyChromaMeans(target, tarMeanRow);
+    moveColors(inputImg, targetImg, input, target, t, dims, transportMat, result);
+}
+
+void applyOptimalTransportBonneel(const cv::Mat& inputImg, const cv::Mat& targetImg, cv::Mat& result,
+                                  cv::Mat& inpCovInv, cv::Mat& inpMeanRow, cv::Mat& tarCov2, cv::Mat& tarMeanRow,
+                                  cv::Mat& transportMat, float t, int dims, const Diagnostics& diagnostics) {
+    CV_Assert(dims == 2 || dims == 3);
+    ColorGaussian input(inputImg, dims);
+    ColorGaussian target(targetImg, dims);
+    const ChannelCovariance inputAll = covarianceOf(inputImg, allChannels);
+    const ChannelCovariance targetChroma = covarianceOf(targetImg, chroma);
+    if (diagnostics.wantsMessages()) {
+        std::ostringstream text;
+        text << input.covarianceMessage() << target.covarianceMessage() << input.covariance << " inpCovs\n"
+             << target.covariance << " tarCovs\n"
+             << covarianceLines(inputAll) << covarianceLines(targetChroma) << input.meansMessage()
+             << target.meansMessage();
+        diagnostics.print(text.str());
+    }
+    cv::Mat inputCovariance(3, 3, CV_32F);
+    copyCovariance(inputAll, inputCovariance);
+    cv::invert(inputCovariance, inpCovInv, cv::DECOMP_LU);
+    copyCovariance(targetChroma, tarCov2);
+    weightedMeans(inputImg, {0, 1}, inpMeanRow.ptr<float>(0));
+    std::copy(input.chromaMeans, input.chromaMeans + 2, inpMeanRow.ptr<float>(0) + 1);
+    copyChromaMeans(target, tarMeanRow);
+    moveColors(inputImg, targetImg, input, target, t, dims, transportMat, result);
+}
+
+void computeGeodesicPath(float* inpMeans, float* tarMeans, cv::Mat& inpCov, cv::Mat& tarCov, cv::Mat& T, float t,
+                         int dims) {
+    for (int i = 0; i < dims; ++i) {
+        tarMeans[i] = tarMeans[i] * t + inpMeans[i] * (1 - t);
+    }
+    const int size = dims == 3 ? 3 : 2;
+    const cv::Mat M = t * T + (1 - t) * cv::Mat::eye(size, size, CV_32F);
+    cv::Mat product(dims, dims, CV_32F);
+    dot(M, inpCov, product);
+    dot(product, M, tarCov);
+    closedFormMatrix(inpCov, tarCov, T, dims);
+}
+
+void computeMapping2D(const cv::Mat& inputImg, const cv::Mat& /*targetImg*/, float*& inpMeans, float*& tarMeans,
+                      const cv::Mat& T, cv::Mat& result) {
+    mapPixels<2>(inputImg, result, [a = AffineMap<2>(T, inpMeans, tarMeans)](int k, const float* x) {
+        return a.m[k][0] * (x[1] - a.before[0]) + a.m[k][1] * (x[2] - a.before[1]) + a.after[k];
+    });
+}
+
+void computeMapping3D(const cv::Mat& inputImg, const cv::Mat& /*targetImg*/, float*& inpMeans, float*& tarMeans,
+                      const cv::Mat& T, cv::Mat& result) {
+    mapPixels<3>(inputImg, result, [a = AffineMap<3>(T, inpMeans, tarMeans)](int k, const float* x) {
+        return a.m[k][0] * (x[0] - a.before[0]) + a.m[k][1] * (x[1] - a.before[1]) + a.m[k][2] * (x[2] - a.before[2]) +
+               a.after[k];
+    });
+}
+
+void computeMapping2DBonneel(const cv::Mat& inputImg, const cv::Mat& /*targetImg*/, float*& inpMeans, float*& tarMeans,
+                             const cv::Mat& T, cv::Mat& result) {
+    mapPixels<2>(inputImg, result, [a = AffineMap<2>(T, inpMeans, tarMeans)](int k, const float* x) {
+        return a.m[k][0] * x[1] + a.m[k][1] * x[2] - a.before[k] + a.after[k];
+    });
+}
+
+void computeNewValue2D(cv::Mat& img, cv::Mat& value, cv::Mat& inpMean, cv::Mat& tarMean, cv::Mat& T, int row, int col) {
+    const float* const x = img.ptr<float>(row, col);
+    const float* const before = inpMean.ptr<float>(0);
+    const float* const after = tarMean.ptr<float>(0);
+    for (int k = 0; k < 2; ++k) {
+        const float* const m = T.ptr<float>(k);
+        value.ptr<float>(0)[k] = after[k] + (x[1] - before[0]) * m[0] + (x[2] - before[1]) * m[1];
+    }
+}
+
+void computeNewValue2DBonneel(cv::Mat& img, cv::Mat& value, cv::Mat& inpMean, cv::Mat& tarMean, cv::Mat& T, int row,
+                              int col) {
+    const float* const x = img.ptr<float>(row, col);
+    const float* const before = inpMean.ptr<float>(0);
+    const float* const after = tarMean.ptr<float>(0);
+    for (int k = 0; k < 2; ++k) {
+        const float* const m = T.ptr<float>(k);
+        value.ptr<float>(0)[k] = after[k] + (x[1] * m[0] + x[2] * m[1] - before[k]);
+    }
+}
+
+}  // namespace likeness
