@@ -1,0 +1,98 @@
+#include "exposure/durand_tone_mapping.hpp"
+
+#include <algorithm>
+#include <cmath>
+#include <limits>
+#include <opencv2/imgproc.hpp>
+
+#include "numerics/image_walk.hpp"
+#include "numerics/transcendental_blocks.hpp"
+
+namespace likeness {
+namespace {
+
+constexpr float leastLuminance = 1e-4F;  // keeps the logarithm finite
+
+cv::Mat normalized(const cv::Mat& radiance) {
+    double least = 0;
+    double greatest = 0;
+    cv::minMaxLoc(radiance.reshape(1), &least, &greatest);
+    cv::Mat result(radiance.size(), CV_32FC3);
+    const double range = greatest - least;
+    if (!(range > std::numeric_limits<double>::epsilon())) {
+        radiance.copyTo(result);
+        return result;
+    }
+    const ImageWalk walk = walkOver(radiance, result);
+    for (int i = 0; i < walk.rows; ++i) {
+        const float* const in = radiance.ptr<float>(i);
+        float* const out = result.ptr<float>(i);
+        for (std::size_t e = 0; e < 3 * static_cast<std::size_t>(walk.cols); ++e) {
+            out[e] = static_cast<float>((in[e] - least) / range);
+        }
+    }
+    return result;
+}
+
+/// Raises every value to `exponent`.
+void raise(cv::Mat& image, float exponent) {
+    double powers[numerics::blockSize];
+    const ImageWalk walk = walkOver(image);
+    for (int i = 0; i < walk.rows; ++i) {
+        float* const values = image.ptr<float>(i);
+        numerics::forEachBlock(3 * static_cast<std::size_t>(walk.cols), [&](std::size_t first, std::size_t count) {
+            float* const value = values + first;
+            std::copy_n(value, count, powers);
+            numerics::powBlock(powers, exponent, powers, count);
+            for (std::size_t e = 0; e < count; ++e) {
+                value[e] = numerics::roundedOr(
+                    powers[e], [&] { return std::pow(static_cast<double>(value[e]), static_cast<double>(exponent)); });
+            }
+        });
+    }
+}
+
+}  // namespace
+
+void toneMapDurand(const cv::Mat& radiance, cv::Mat& toneMapped, const DurandToneMapping& parameters) {
+    cv::Mat image = normalized(radiance);
+    cv::Mat luminance;
+    cv::cvtColor(image, luminance, cv::COLOR_RGB2GRAY);  // the order of the channels is not asked for: meant
+
+    cv::Mat logLuminance(luminance.size(), CV_32F);
+    const ImageWalk walk = walkOver(luminance, logLuminance);
+    for (int i = 0; i < walk.rows; ++i) {
+        const float* const value = luminance.ptr<float>(i);
+        float* const logarithm = logLuminance.ptr<float>(i);
+        for (int j = 0; j < walk.cols; ++j) {
+            logarithm[j] = static_cast<float>(std::log(static_cast<double>(std::max(value[j], leastLuminance))));
+        }
+    }
+    cv::Mat base;
+    cv::bilateralFilter(logLuminance, base, -1, static_cast<double>(parameters.colorSigma),
+                        static_cast<double>(parameters.spaceSigma));
+    double least = 0;
+    double greatest = 0;
+    cv::minMaxLoc(base, &least, &greatest);
+    const float scale = parameters.contrast / static_cast<float>(greatest - least);
+
+    for (int i = 0; i < image.rows; ++i) {
+        float* pixel = image.ptr<float>(i);
+        const float* const old = luminance.ptr<float>(i);
+        const float* const logarithm = logLuminance.ptr<float>(i);
+        const float* const smooth = base.ptr<float>(i);
+        for (int j = 0; j < image.cols; ++j, pixel += 3) {
+            const float exponent = smooth[j] * (scale - 1.0F) + logarithm[j];
+            const auto mapped = static_cast<float>(std::exp(static_cast<double>(exponent)));
+            for (int c = 0; c < 3; ++c) {
+                const float ratio = old[j] == 0 ? 0.0F : pixel[c] / old[j];
+                const float saturated = parameters.saturation == 1 ? ratio : std::pow(ratio, parameters.saturation);
+                pixel[c] = saturated * mapped;
+            }
+        }
+    }
+    raise(image, 1.0F / parameters.gamma);
+    toneMapped = image;
+}
+
+}  // namespace likeness

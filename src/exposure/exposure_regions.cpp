@@ -1,0 +1,142 @@
+#include "exposure/exposure_regions.hpp"
+
+#include <algorithm>
+#include <array>
+#include <atomic>
+#include <exception>
+
+#include "adaptation/d65_adaptation.hpp"
+#include "adaptation/two_scale_adaptation.hpp"
+#include "color/bgr_xyz.hpp"
+#include "color/name_text.hpp"
+#include "color/sharpened_rgb.hpp"
+#include "color/white_point.hpp"
+#include "exposure/brightness_increase.hpp"
+#include "exposure/result_image.hpp"
+
+namespace likeness {
+namespace {
+
+constexpr int exposureCount = brightnessPasses;
+
+/// Calls body(rows) for consecutive bands of an image, small enough to stay in a core's cache while one operation after
+/// the other goes over them.
+template <typename Body>
+void forEachBand(const cv::Mat& image, Body body) {
+    constexpr int pixelsInBand = 1 << 13;
+    const int rowsInBand = std::max(1, pixelsInBand / std::max(1, image.cols));
+    for (int first = 0; first < image.rows; first += rowsInBand) {
+        body(cv::Range(first, std::min(first + rowsInBand, image.rows)));
+    }
+}
+
+/// The flash photograph in sharpened B, G, R, and its white image likewise.
+struct SharpenedFlash {
+    cv::Mat image;
+    cv::Mat white;
+};
+
+SharpenedFlash sharpenedFlash(cv::Mat& bgr, const cv::Mat& xyz, int diagonal, const Diagnostics& diagnostics) {
+    SharpenedFlash flash;
+    flash.image.create(xyz.size(), CV_32FC3);
+    convertXYZtoSharpenedBGR(xyz, flash.image);
+    computeWhiteImg(bgr, flash.white, diagonal, diagnostics);
+    convertBGRToXYZDirect(flash.white, flash.white);
+    convertXYZtoSharpenedBGR(flash.white, flash.white);
+    return flash;
+}
+
+}  // namespace
+
+void forEachExposure(const std::function<void(int)>& body) {
+    std::array<std::exception_ptr, exposureCount> errors;  // none may leave the region by itself
+    // The team's work comes after what the caller did before and before what it does next: the runtime sees to that.
+    // The two atomics say it once more, for the thread sanitizer, which cannot look into the runtime.
+    std::atomic<int> finished{0};
+    std::atomic<bool> handedOut{false};
+    handedOut.store(true, std::memory_order_release);
+#pragma omp parallel for schedule(static)
+    for (int i = 0; i < exposureCount; ++i) {
+        static_cast<void>(handedOut.load(std::memory_order_acquire));
+        try {
+            body(i);
+        } catch (...) {
+            errors[static_cast<std::size_t>(i)] = std::current_exception();
+        }
+        finished.fetch_add(1, std::memory_order_release);
+    }
+    static_cast<void>(finished.load(std::memory_order_acquire));
+    for (const std::exception_ptr& error : errors) {
+        if (error) {
+            std::rethrow_exception(error);
+        }
+    }
+}
+
+void leaveD65(cv::Mat& exposure, const cv::Mat& white) {
+    forEachBand(exposure, [&](const cv::Range& rows) {
+        cv::Mat band = exposure.rowRange(rows);
+        cv::Mat whiteBand = white.rowRange(rows);
+        inverseCATByD65(band, whiteBand, whiteBand);
+        convertSharpenedBGRtoXYZ(band, band);
+        convertXYZToBGRDirect(band, band);
+    });
+}
+
+std::vector<float> unadaptExposures(std::vector<cv::Mat>& exposures, const cv::Mat& white,
+                                    const Diagnostics& diagnostics) {
+    const cv::Point sample(5, 5);
+    const bool hasSample = sample.inside(cv::Rect(cv::Point(0, 0), white.size()));
+    std::vector<float> greens(hasSample ? exposureCount : 0);
+    forEachExposure([&](int i) {
+        const auto index = static_cast<std::size_t>(i);
+        cv::Mat& exposure = exposures[index];
+        leaveD65(exposure, white);
+        exposure *= 255;
+        if (diagnostics.wantsFiles()) {
+            diagnostics.writeImage(convertIntToString(i) + "_nonFlash.jpg", exposure);
+        }
+        exposure /= 255;
+        if (hasSample) {
+            greens[index] = exposure.at<cv::Vec3f>(sample)[1];
+        }
+        forEachBand(exposure, [&exposure](const cv::Range& rows) {
+            cv::Mat band = exposure.rowRange(rows);
+            convertBGRToXYZDirect(band, band);
+            convertXYZtoSharpenedBGR(band, band);
+        });
+    });
+    return greens;
+}
+
+void tintTowardsExposures(FlashPhotograph& flash, std::vector<cv::Mat>& exposures, cv::Mat& mask, int iterations,
+                          const std::string& prefix, const Diagnostics& diagnostics) {
+    // In the first round every exposure's copy is still the flash photograph itself: one white image serves them all.
+    const SharpenedFlash untinted =
+        iterations > 0 ? sharpenedFlash(flash.bgr, flash.xyz, flash.diagonal, diagnostics) : SharpenedFlash();
+    forEachExposure([&](int i) {
+        const auto announce = [&] { diagnostics.print(prefix + ' ' + convertIntToString(i) + '\n'); };
+        cv::Mat bgr;
+        cv::Mat xyz;
+        for (int round = 0; round < iterations; ++round) {
+            announce();
+            SharpenedFlash tinted = round == 0 ? SharpenedFlash{untinted.image.clone(), untinted.white}
+                                               : sharpenedFlash(bgr, xyz, flash.diagonal, diagnostics);
+            announce();
+            biCAT(tinted.image, tinted.white, tinted.white, exposures[static_cast<std::size_t>(i)], mask, diagnostics);
+            xyz = tinted.image;
+            bgr.create(xyz.size(), CV_32FC3);
+            forEachBand(xyz, [&xyz, &bgr](const cv::Range& rows) {
+                cv::Mat xyzBand = xyz.rowRange(rows);
+                cv::Mat bgrBand = bgr.rowRange(rows);
+                convertSharpenedBGRtoXYZ(xyzBand, xyzBand);
+                convertXYZToBGRDirect(xyzBand, bgrBand);
+            });
+            // One digit is enough for the number of an exposure.
+            writeResultImage(prefix + convertIntToString(round) + "_0" + convertIntToString(i) + "_final.jpg",
+                             bgr * 255);
+        }
+    });
+}
+
+}  // namespace likeness

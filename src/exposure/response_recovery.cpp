@@ -1,0 +1,77 @@
+#include "exposure/response_recovery.hpp"
+
+#include <opencv2/photo.hpp>
+#include <sstream>
+
+#include "diagnostics/number_text.hpp"
+#include "exposure/durand_tone_mapping.hpp"
+#include "exposure/exposure_sequence.hpp"
+#include "exposure/exposure_times.hpp"
+#include "exposure/result_image.hpp"
+
+namespace likeness {
+
+cv::Mat recoverResponse(const std::vector<cv::Mat>& images, const std::vector<float>& times) {
+    cv::Mat response;
+    cv::createCalibrateDebevec(70, 10.0F, false)->process(images, response, times);
+    return response;
+}
+
+void dumpResponse(const cv::Mat& response, const ResponseFiles& files, const Diagnostics& diagnostics) {
+    if (diagnostics.wantsMessages()) {
+        std::ostringstream text;
+        text << response << '\n';
+        diagnostics.print(text.str());
+    }
+    if (!diagnostics.wantsFiles()) {
+        return;
+    }
+    const auto dump = [&](const std::string& name, const auto& textOfRow) {
+        std::string text;
+        for (int k = 0; k < response.rows; ++k) {
+            text += textOfRow(k) + '\n';
+        }
+        diagnostics.openText(name)->write(text);
+    };
+    const auto channel = [&response](int c) {
+        return [&response, c](int k) { return numberText(response.at<cv::Vec3f>(k)[c]); };
+    };
+    dump(files.red, channel(2));
+    dump(files.green, channel(1));
+    dump(files.blue, channel(0));
+    dump(files.values, [](int k) { return std::to_string(k); });
+}
+
+void mergeAndFuse(const std::vector<cv::Mat>& images, const std::vector<float>& times, const cv::Mat& response,
+                  const std::string& prefix, const Diagnostics& diagnostics) {
+    cv::Mat radiance;
+    cv::createMergeDebevec()->process(images, radiance, times, response);
+    cv::Mat toneMapped;
+    toneMapDurand(radiance, toneMapped);
+    cv::Mat fusion;
+    cv::createMergeMertens(1.0F, 1.0F, 0.0F)->process(images, fusion);
+
+    diagnostics.print(prefix + ".hdr " + prefix + ".jpg\n");
+    writeResultImage(prefix + ".hdr", radiance);
+    writeResultImage(prefix + ".jpg", toneMapped * 255);
+    writeResultImage(prefix + "fusion.jpg", fusion * 255);
+}
+
+void recoverCRF(cv::Mat*& exposures, cv::Mat& nonFlash, int count, std::string prefix, const Diagnostics& diagnostics) {
+    std::vector<float> times = halvingTimes(1024, count + 1);
+    if (diagnostics.wantsFiles()) {
+        diagnostics.writeImage("test.jpg", exposures[1] * 255);
+    }
+    std::vector<cv::Mat> images;
+    std::vector<float> imageTimes;
+    loadExposureSeq(exposures, nonFlash, times.data(), images, imageTimes, count, diagnostics);
+    diagnostics.writeImage("test1.jpg", images[1]);
+
+    diagnostics.print("here i am\n");
+    const cv::Mat response = recoverResponse(images, imageTimes);
+    diagnostics.print("here i am\n");
+    dumpResponse(response, {"Rreal.txt", "Greal.txt", "Breal.txt", "valuesReal.txt"}, diagnostics);
+    mergeAndFuse(images, imageTimes, response, prefix, diagnostics);
+}
+
+}  // namespace likeness
