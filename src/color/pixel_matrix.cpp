@@ -3,6 +3,31 @@
 #include "numerics/image_walk.hpp"
 
 namespace likeness {
+namespace {
+
+/// How a pixel's channels stand to the rows and columns of a matrix.
+enum class Order { ofTheMatrix, reversed };
+
+/// Applies M to every pixel of a walk. Each pixel is read whole before it is written.
+template <Order in, Order out>
+void applyMatrix(const cv::Mat& src, cv::Mat& dst, const cv::Mat& M, ImageWalk walk) {
+    const PixelMatrix matrix(M);
+    const auto channel = [](Order order, int k) { return order == Order::reversed ? 2 - k : k; };
+    for (int i = 0; i < walk.rows; ++i) {
+        const float* from = src.ptr<float>(i);
+        float* to = dst.ptr<float>(i);
+        for (int j = 0; j < walk.cols; ++j, from += 3, to += 3) {
+            const float a = from[channel(in, 0)];
+            const float b = from[channel(in, 1)];
+            const float c = from[channel(in, 2)];
+            to[channel(out, 0)] = matrix.row(0, a, b, c);
+            to[channel(out, 1)] = matrix.row(1, a, b, c);
+            to[channel(out, 2)] = matrix.row(2, a, b, c);
+        }
+    }
+}
+
+}  // namespace
 
 void dotProduct(const cv::Mat& A, const cv::Mat& B, cv::Mat& C) {
     for (int i = 0; i < A.rows; ++i) {
@@ -23,53 +48,15 @@ float product(const cv::Mat& triple, const cv::Mat& M, int row) {
 }
 
 void multiplyImageByMatrixForward(const cv::Mat& src, cv::Mat& dst, cv::Mat& M) {
-    const PixelMatrix matrix(M);
-    const ImageWalk walk = walkOver(src, dst);
-    for (int i = 0; i < walk.rows; ++i) {
-        const float* in = src.ptr<float>(i);
-        float* out = dst.ptr<float>(i);
-        for (int j = 0; j < walk.cols; ++j, in += 3, out += 3) {
-            const float r = in[2];
-            const float g = in[1];
-            const float b = in[0];
-            out[0] = matrix.row(0, r, g, b);
-            out[1] = matrix.row(1, r, g, b);
-            out[2] = matrix.row(2, r, g, b);
-        }
-    }
+    applyMatrix<Order::reversed, Order::ofTheMatrix>(src, dst, M, walkOver(src, dst));
 }
 
 void multiplyImageByMatrixBackward(const cv::Mat& src, cv::Mat& dst, cv::Mat& M) {
-    const PixelMatrix matrix(M);
-    const ImageWalk walk = walkOver(src, dst);
-    for (int i = 0; i < walk.rows; ++i) {
-        const float* in = src.ptr<float>(i);
-        float* out = dst.ptr<float>(i);
-        for (int j = 0; j < walk.cols; ++j, in += 3, out += 3) {
-            const float a = in[0];
-            const float b = in[1];
-            const float c = in[2];
-            out[2] = matrix.row(0, a, b, c);
-            out[1] = matrix.row(1, a, b, c);
-            out[0] = matrix.row(2, a, b, c);
-        }
-    }
+    applyMatrix<Order::ofTheMatrix, Order::reversed>(src, dst, M, walkOver(src, dst));
 }
 
 void conversion(const cv::Mat& src, cv::Mat& dst, const cv::Mat& M, int rows, int cols) {
-    const PixelMatrix matrix(M);
-    for (int i = 0; i < rows; ++i) {
-        const float* in = src.ptr<float>(i);
-        float* out = dst.ptr<float>(i);
-        for (int j = 0; j < cols; ++j, in += 3, out += 3) {
-            const float a = in[0];
-            const float b = in[1];
-            const float c = in[2];
-            out[0] = matrix.row(0, a, b, c);
-            out[1] = matrix.row(1, a, b, c);
-            out[2] = matrix.row(2, a, b, c);
-        }
-    }
+    applyMatrix<Order::ofTheMatrix, Order::ofTheMatrix>(src, dst, M, {rows, cols});
 }
 
 }  // namespace likeness
