@@ -151,8 +151,7 @@ void createBrightnessExposures(cv::Mat& flash, cv::Mat& nonFlash, float brightne
     flash /= 255;
     diagnostics.print("paralell\n");
     if (iterations > 0) {
-        // In the first round every exposure's copy is still the flash photograph itself: one white image serves them
-        // all.
+        // In the first round every exposure's copy is still the flash photograph itself: one white image serves all.
         const SharpenedPhotograph untinted =
             sharpened(flash, std::exchange(flashXyz, cv::Mat()), diagonal, diagnostics);
         tintTowardsExposures(untinted, exposures, mask, diagonal, iterations, prefix, diagnostics);
