@@ -27,6 +27,7 @@ namespace {
 
 constexpr int width = 1728;
 constexpr int height = 1200;  // 2.07 megapixels
+constexpr int diagonal = 2103;
 constexpr float brightness = 12.0F;
 
 struct Pair {
@@ -120,7 +121,7 @@ struct Exposures {
     std::vector<cv::Mat> images;
 };
 
-/// Both regions. Arguments: whether dumps are written, OpenMP threads, rounds of tinting.
+/// Both regions alone. Arguments: whether dumps are written, OpenMP threads, rounds of tinting.
 void regionsLibrary(benchmark::State& state) {
     const Scratch scratch;
     omp_set_num_threads(static_cast<int>(state.range(1)));
@@ -129,10 +130,11 @@ void regionsLibrary(benchmark::State& state) {
     for (auto step : state) {
         state.PauseTiming();
         Exposures exposures;
+        const likeness::SharpenedPhotograph flash =
+            likeness::sharpened(exposures.flash, exposures.flashXyz, diagonal, diagnostics);
         state.ResumeTiming();
         likeness::unadaptExposures(exposures.images, exposures.white, diagnostics);
-        likeness::FlashPhotograph flash{exposures.flash, exposures.flashXyz, 2103};
-        likeness::tintTowardsExposures(flash, exposures.images, mask, static_cast<int>(state.range(2)), "out",
+        likeness::tintTowardsExposures(flash, exposures.images, mask, diagonal, static_cast<int>(state.range(2)), "out",
                                        diagnostics);
     }
 }

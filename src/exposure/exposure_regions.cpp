@@ -30,22 +30,6 @@ void forEachBand(const cv::Mat& image, Body body) {
     }
 }
 
-/// The flash photograph in sharpened B, G, R, and its white image likewise.
-struct SharpenedFlash {
-    cv::Mat image;
-    cv::Mat white;
-};
-
-SharpenedFlash sharpenedFlash(cv::Mat& bgr, const cv::Mat& xyz, int diagonal, const Diagnostics& diagnostics) {
-    SharpenedFlash flash;
-    flash.image.create(xyz.size(), CV_32FC3);
-    convertXYZtoSharpenedBGR(xyz, flash.image);
-    computeWhiteImg(bgr, flash.white, diagonal, diagnostics);
-    convertBGRToXYZDirect(flash.white, flash.white);
-    convertXYZtoSharpenedBGR(flash.white, flash.white);
-    return flash;
-}
-
 }  // namespace
 
 void forEachExposure(const std::function<void(int)>& body) {
@@ -109,32 +93,41 @@ std::vector<float> unadaptExposures(std::vector<cv::Mat>& exposures, const cv::M
     return greens;
 }
 
-void tintTowardsExposures(FlashPhotograph& flash, std::vector<cv::Mat>& exposures, cv::Mat& mask, int iterations,
-                          const std::string& prefix, const Diagnostics& diagnostics) {
-    // In the first round every exposure's copy is still the flash photograph itself: one white image serves them all.
-    const SharpenedFlash untinted =
-        iterations > 0 ? sharpenedFlash(flash.bgr, flash.xyz, flash.diagonal, diagnostics) : SharpenedFlash();
+SharpenedPhotograph sharpened(cv::Mat& bgr, cv::Mat xyz, int diagonal, const Diagnostics& diagnostics) {
+    convertXYZtoSharpenedBGR(xyz, xyz);
+    cv::Mat white;
+    computeWhiteImg(bgr, white, diagonal, diagnostics);
+    forEachBand(white, [&white](const cv::Range& rows) {
+        cv::Mat band = white.rowRange(rows);
+        convertBGRToXYZDirect(band, band);
+        convertXYZtoSharpenedBGR(band, band);
+    });
+    return {xyz, white};
+}
+
+void tintTowardsExposures(const SharpenedPhotograph& flash, std::vector<cv::Mat>& exposures, cv::Mat& mask,
+                          int diagonal, int iterations, const std::string& prefix, const Diagnostics& diagnostics) {
     forEachExposure([&](int i) {
         const auto announce = [&] { diagnostics.print(prefix + ' ' + convertIntToString(i) + '\n'); };
-        cv::Mat bgr;
         cv::Mat xyz;
+        cv::Mat bgr(exposures[0].size(), CV_32FC3);
+        cv::Mat bytes;
         for (int round = 0; round < iterations; ++round) {
             announce();
-            SharpenedFlash tinted = round == 0 ? SharpenedFlash{untinted.image.clone(), untinted.white}
-                                               : sharpenedFlash(bgr, xyz, flash.diagonal, diagnostics);
+            SharpenedPhotograph tinted = round == 0 ? SharpenedPhotograph{flash.image.clone(), flash.white}
+                                                    : sharpened(bgr, xyz, diagonal, diagnostics);
             announce();
             biCAT(tinted.image, tinted.white, tinted.white, exposures[static_cast<std::size_t>(i)], mask, diagnostics);
             xyz = tinted.image;
-            bgr.create(xyz.size(), CV_32FC3);
             forEachBand(xyz, [&xyz, &bgr](const cv::Range& rows) {
                 cv::Mat xyzBand = xyz.rowRange(rows);
                 cv::Mat bgrBand = bgr.rowRange(rows);
                 convertSharpenedBGRtoXYZ(xyzBand, xyzBand);
                 convertXYZToBGRDirect(xyzBand, bgrBand);
             });
+            bgr.convertTo(bytes, CV_8U, 255);
             // One digit is enough for the number of an exposure.
-            writeResultImage(prefix + convertIntToString(round) + "_0" + convertIntToString(i) + "_final.jpg",
-                             bgr * 255);
+            writeResultImage(prefix + convertIntToString(round) + "_0" + convertIntToString(i) + "_final.jpg", bytes);
         }
     });
 }

@@ -25,16 +25,22 @@ void leaveD65(cv::Mat& exposure, const cv::Mat& white);
 std::vector<float> unadaptExposures(std::vector<cv::Mat>& exposures, const cv::Mat& white,
                                     const Diagnostics& diagnostics);
 
-/// What the tinting of a flash photograph starts from.
-struct FlashPhotograph {
-    cv::Mat bgr;
-    cv::Mat xyz;
-    int diagonal;
+/// A photograph in sharpened B, G, R and its white image likewise.
+struct SharpenedPhotograph {
+    cv::Mat image;
+    cv::Mat white;
 };
+
+/// @param bgr       the photograph in B, G, R, of which the white image is made; not modified
+/// @param xyz       the photograph in X, Y, Z; sharpened in place, it becomes `image`
+/// @param diagonal  of the image in pixels
+SharpenedPhotograph sharpened(cv::Mat& bgr, cv::Mat xyz, int diagonal, const Diagnostics& diagnostics);
 
 /// The second region: tints a copy of the flash photograph towards each exposure `iterations` times, and writes the
 /// result of every round under `prefix` + "<round>_0<i>_final.jpg".
-void tintTowardsExposures(FlashPhotograph& flash, std::vector<cv::Mat>& exposures, cv::Mat& mask, int iterations,
-                          const std::string& prefix, const Diagnostics& diagnostics);
+///
+/// @param flash  what every exposure's first round begins with
+void tintTowardsExposures(const SharpenedPhotograph& flash, std::vector<cv::Mat>& exposures, cv::Mat& mask,
+                          int diagonal, int iterations, const std::string& prefix, const Diagnostics& diagnostics);
 
 }  // namespace likeness

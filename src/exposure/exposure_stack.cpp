@@ -150,9 +150,11 @@ void createBrightnessExposures(cv::Mat& flash, cv::Mat& nonFlash, float brightne
     white.release();
     flash /= 255;
     diagnostics.print("paralell\n");
-    {
-        FlashPhotograph photograph{flash, std::exchange(flashXyz, cv::Mat()), diagonal};
-        tintTowardsExposures(photograph, exposures, mask, iterations, prefix, diagnostics);
+    if (iterations > 0) {
+        // In the first round every exposure's copy is still the flash photograph itself: one white image serves all.
+        const SharpenedPhotograph untinted =
+            sharpened(flash, std::exchange(flashXyz, cv::Mat()), diagonal, diagnostics);
+        tintTowardsExposures(untinted, exposures, mask, diagonal, iterations, prefix, diagnostics);
     }
 
     const LoadedExposures loaded = load(std::move(exposures), nonFlash, reciprocalTimes, diagnostics);

@@ -48,9 +48,9 @@ namespace likeness {
 /// @param prefix      stem of the results' names
 /// @note  "maskFiltered06.jpg" in the working directory is read where it is there, and plays no part: `biCAT` does not
 ///        read its mask. The dataset's flash photograph plays none either and is not opened.
-/// @note  At 2 megapixels the memory in use peaks at 0.6 GB with one thread and at 0.9 GB with two, the program and
-/// both
-///        photographs (0.16 GB) included; see docs/exposure_stack.md.
+/// @note  At 2 megapixels the memory in use peaks at 0.6 GB with one thread and at 0.9 GB with two, with the program
+/// and
+///        both photographs (0.16 GB); see docs/exposure_stack.md.
 void createBrightnessExposures(cv::Mat& flash, cv::Mat& nonFlash, float brightness, int iterations, std::string prefix,
                                const Diagnostics& diagnostics = workingDirectory());
 

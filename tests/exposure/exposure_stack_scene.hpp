@@ -11,6 +11,7 @@
 #include <map>
 #include <opencv2/core.hpp>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "support/scratch_directory.hpp"
@@ -32,6 +33,9 @@ private:
 
 /// A flash photograph (cool, bright) and a no-flash photograph (warm, dim, noisy) of one scene, CV_32FC3 in [0, 1].
 struct FlashPair {
+    FlashPair(cv::Mat flashPhotograph, cv::Mat nonFlashPhotograph)
+        : flash(std::move(flashPhotograph)), nonFlash(std::move(nonFlashPhotograph)) {}
+
     explicit FlashPair(cv::Rect part = {60, 60, 64, 48}) {
         const cv::Mat scene = exampleImage("coffee.jpg")(part).clone();
         cv::multiply(scene, cv::Scalar(1.0, 0.95, 0.9), flash);

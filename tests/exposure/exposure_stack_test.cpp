@@ -7,6 +7,7 @@
 #include <set>
 
 #include "exposure/exposure_stack_scene.hpp"
+#include "filter/guidedfilter.hpp"
 #include "reference/exposure_reference.hpp"
 #include "support/mat_matchers.hpp"
 
@@ -221,6 +222,30 @@ TEST_F(ExposureStack, SmallImages) {
         EXPECT_THROW(createBrightnessExposures(pair.flash, pair.nonFlash, brightness, 0, "out"), cv::Exception);
     });
     EXPECT_EQ(linesOf(traces.files.at("yValues.txt")), 6U);
+}
+
+// A photograph with noise below 0: where the smoothed one has a negative channel, the whole pixel is the photograph's.
+TEST_F(ExposureStack, NegativePixelsOfTheSmoothedPhotographAreRepaired) {
+    FlashPair pair;
+    pair.nonFlash = testing::randomImage(pair.flash.size(), 3, -0.02F, 0.2F, 4);
+    cv::Mat scaled = pair.nonFlash * 255;
+    const cv::Mat smooth = guidedFilter(scaled, scaled, 4, 6.5025, -1, dropAll());
+    const StackRun run =
+        runLibrary(createBrightnessExposures, FlashPair(pair.flash.clone(), pair.nonFlash.clone()), 0, "out");
+    scaled /= 255;
+    scaled *= 255;
+    int repaired = 0;
+    for (int i = 0; i < smooth.rows; ++i) {
+        for (int j = 0; j < smooth.cols; ++j) {
+            const cv::Vec3f pixel = smooth.at<cv::Vec3f>(i, j);
+            if (std::min({pixel[0], pixel[1], pixel[2]}) < 0) {
+                EXPECT_EQ((run.pair.nonFlash.at<cv::Vec3f>(i, j)), (scaled.at<cv::Vec3f>(i, j)));
+                ++repaired;
+            }
+        }
+    }
+    EXPECT_GT(repaired, 100);
+    expectSame(run, runLiteral(reference::createBrightnessExposures, pair, 0, "out"));
 }
 
 TEST_F(ExposureStack, RowsMayHaveGaps) {
