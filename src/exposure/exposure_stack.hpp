@@ -49,8 +49,7 @@ namespace likeness {
 /// @note  "maskFiltered06.jpg" in the working directory is read where it is there, and plays no part: `biCAT` does not
 ///        read its mask. The dataset's flash photograph plays none either and is not opened.
 /// @note  At 2 megapixels the memory in use peaks at 0.6 GB with one thread and at 0.9 GB with two, with the program
-/// and
-///        both photographs (0.16 GB); see docs/exposure_stack.md.
+///        and both photographs (0.16 GB); see docs/exposure_stack.md.
 void createBrightnessExposures(cv::Mat& flash, cv::Mat& nonFlash, float brightness, int iterations, std::string prefix,
                                const Diagnostics& diagnostics = workingDirectory());
 
