@@ -18,8 +18,8 @@ namespace likeness {
 ///
 /// @param img          sharpened, adapted in place
 /// @param sourceWhite  sharpened white of each pixel, read; may be `img`
-/// @param targetWhite  sharpened, read: a white image when `perPixel` is set (it may be `img`), otherwise a 1 x 1
-/// triple
+/// @param targetWhite  sharpened, read: a white image when `perPixel` is set (it may be `img`), otherwise a
+///                     1 x 1 triple
 /// @param spare, unused  not read
 /// @param blend        share of the target in the white that is adapted to; not read when `perPixel` is set
 /// @note  r is rounded to float, r + 1 - D and its product with the pixel are formed in double.

@@ -18,10 +18,9 @@ namespace likeness {
 /// is applied twice, which is meant: the gain is 1 - D + D (1 - D + D ratio).
 ///
 /// @param image           sharpened B, G, R, adapted in place
-/// @param sourceWhite     local white of `image`, sharpened, read; may be `image`. Below 0.001 (negative, too) the
-/// ratio
-///                        is target / (sourceWhite + 0.02) instead, so that a white of 0 under a target of 0.5
-///                        gives 25.
+/// @param sourceWhite     local white of `image`, sharpened, read; may be `image`. Below 0.001 (negative, too)
+///                        the ratio is target / (sourceWhite + 0.02) instead, so that a white of 0 under a target
+///                        of 0.5 gives 25.
 /// @param sourceWhiteXYZ  not read
 /// @param target          photograph whose colours are wanted, sharpened, read; may be `image`
 /// @param mask            not read

@@ -20,9 +20,8 @@ namespace likeness {
 
 /// Lightness J = 6.25 (c Q)^2 / ((Aw + 4)^2 sqrt(F_L)). Values above 100 are kept.
 ///
-/// @param Q  modified: values below 1e-6, negative ones too, are raised by 1e-6, so that a brightness of 0 can be
-/// divided
-///           by; NaN stays
+/// @param Q  modified: values below 1e-6, negative ones too, are raised by 1e-6, so that a brightness of 0 can
+///           be divided by; NaN stays
 void brightness2Lightness(cv::Mat& Q, cv::Mat& FL, cv::Mat& J, float Aw);
 
 /// Achromatic response A = Aw (J / 100)^(1 / (c z)). J = 100 gives Aw; a negative J NaN.

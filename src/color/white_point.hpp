@@ -22,8 +22,8 @@ namespace likeness {
 /// @param diagnostics  receives the line "[b, g, r]" of `white` whenever the result is false
 /// @return          true when the estimate moved by less than 1e-6, or when |U| and |V| are below 0.001; always false
 ///                  when the U of `previous` was NaN
-/// @see             Buchsbaum, "A spatial processor model for object colour perception", J. Franklin Institute 310,
-/// 1980
+/// @see             Buchsbaum, "A spatial processor model for object colour perception", J. Franklin
+///                  Institute 310, 1980
 bool computeWhitePointFromGrayWorld(const cv::Mat& img, cv::Mat& white, cv::Mat& previous, cv::Mat& mask,
                                     const Diagnostics& diagnostics = workingDirectory());
 
