@@ -52,7 +52,7 @@ Pair photographs() {
 class Scratch {
 public:
     Scratch() : previous_(std::filesystem::current_path()), out_(std::cout.rdbuf(sink_.rdbuf())) {
-        std::string path = (std::filesystem::temp_directory_path() / "exposure_bench.XXXXXX").string();
+        std::string path = (std::filesystem::temp_directory_path() / "exposure_bench.").string() + std::string(6, 'X');
         std::filesystem::current_path(::mkdtemp(path.data()));
         sink_.open("/dev/null");
     }
