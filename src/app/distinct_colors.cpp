@@ -1,5 +1,6 @@
 #include "app/distinct_colors.hpp"
 
+#include <algorithm>
 #include <array>
 #include <cstdlib>
 #include <cstring>
@@ -37,28 +38,29 @@ inline std::uint32_t slotOf(const uchar* bgr) noexcept {
 
 }  // namespace
 
-// calloc hands out untouched pages: those that no colour falls on never become memory.
-template <typename Entry>
-struct ColorCounter::Table {
-    Table() : entries(static_cast<Entry*>(std::calloc(tableSize, sizeof(Entry)))) {
+// Small pages, on purpose: calloc hands out untouched ones, and those that no colour falls on never become memory.
+struct ColorCounter::PlaceTable {
+    PlaceTable() : entries(static_cast<std::uint32_t*>(std::calloc(tableSize, sizeof(std::uint32_t)))) {
         if (entries == nullptr) {
             throw std::bad_alloc();
         }
     }
-    ~Table() { std::free(entries); }
-    Table(const Table&) = delete;
-    Table& operator=(const Table&) = delete;
+    ~PlaceTable() { std::free(entries); }
+    PlaceTable(const PlaceTable&) = delete;
+    PlaceTable& operator=(const PlaceTable&) = delete;
 
-    Entry* entries;
+    std::uint32_t* entries;
 };
 
-ColorCounter::ColorCounter() : counts_(std::make_unique<Table<std::uint8_t>>()) {}
+ColorCounter::ColorCounter() : counts_(tableSize) {
+    std::fill_n(counts_.data(), tableSize, std::uint8_t{0});
+}
 ColorCounter::~ColorCounter() = default;
 
 DistinctColors ColorCounter::count(const cv::Mat& photograph, bool withIndices) {
     DistinctColors result;
     std::vector<cv::Vec3b> colors;
-    std::uint8_t* const entries = counts_->entries;
+    std::uint8_t* const entries = counts_.data();
     // Also when memory runs out on the way: the next photograph must find an empty table.
     const auto clear = [entries](const std::vector<cv::Vec3b>* entered) {
         for (const cv::Vec3b& color : *entered) {
@@ -110,22 +112,27 @@ DistinctColors ColorCounter::count(const cv::Mat& photograph, bool withIndices) 
 
 cv::Mat ColorCounter::indicesOf(const cv::Mat& photograph, const std::vector<cv::Vec3b>& colors) {
     if (placeOf_ == nullptr) {
-        placeOf_ = std::make_unique<Table<std::uint32_t>>();
+        placeOf_ = std::make_unique<PlaceTable>();
     }
     std::uint32_t* const places = placeOf_->entries;  // need not be cleared: every colour of the photograph is set
     std::uint32_t next = 0;
     for (const cv::Vec3b& color : colors) {
         places[slotOf(color.val)] = next++;
     }
-    indices_.create(photograph.size(), CV_32S);
+    const std::size_t bytes = photograph.total() * sizeof(int);
+    if (indices_.size() < bytes) {
+        indices_ = numerics::LargePages();  // given back first: the two need not be there at the same time
+        indices_ = numerics::LargePages(bytes);
+    }
+    cv::Mat indices(photograph.size(), CV_32S, indices_.data());
     for (int i = 0; i < photograph.rows; ++i) {
         const uchar* pixel = photograph.ptr<uchar>(i);
-        auto* const index = indices_.ptr<std::uint32_t>(i);
+        auto* const index = indices.ptr<std::uint32_t>(i);
         for (int j = 0; j < photograph.cols; ++j, pixel += 3) {
             index[j] = places[slotOf(pixel)];
         }
     }
-    return indices_;
+    return indices;
 }
 
 namespace {

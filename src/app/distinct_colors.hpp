@@ -9,18 +9,21 @@
 #include <opencv2/core.hpp>
 #include <vector>
 
+#include "numerics/large_pages.hpp"
+
 namespace likeness {
 
 /// The colours of one photograph, in the order of their first appearance, row by row.
 struct DistinctColors {
     cv::Mat bgr;                        ///< 1 x K, CV_8UC3: each colour once
     std::vector<std::uint32_t> counts;  ///< K: how many pixels have it
-    cv::Mat indices;                    ///< rows x cols, CV_32S: the colour of each pixel; empty if not asked for,
-                                        ///< and overwritten when the counter counts the next photograph
+    cv::Mat indices;                    ///< rows x cols, CV_32S: the colour of each pixel; empty if not asked for.
+                                        ///< The counter's: valid until it counts the next photograph or goes
 };
 
-/// Counts colours in a table of all 2^24, and finds their indices in a second one. The tables take 16 and 64 MiB of
-/// address space, of which a photograph touches a part; they are kept for the next photograph. One thread at a time.
+/// Counts colours in a table of all 2^24, and finds their indices in a second one. The first takes 16 MiB, the second
+/// 64 MiB of address space, of which a photograph touches a part; they are kept for the next photograph. One thread at
+/// a time.
 class ColorCounter {
 public:
     ColorCounter();
@@ -33,14 +36,13 @@ public:
     DistinctColors count(const cv::Mat& photograph, bool withIndices);
 
 private:
-    template <typename Entry>
-    struct Table;
+    struct PlaceTable;
 
     cv::Mat indicesOf(const cv::Mat& photograph, const std::vector<cv::Vec3b>& colors);
 
-    std::unique_ptr<Table<std::uint8_t>> counts_;
-    std::unique_ptr<Table<std::uint32_t>> placeOf_;  // made when indices are first asked for
-    cv::Mat indices_;
+    numerics::LargePages counts_;
+    std::unique_ptr<PlaceTable> placeOf_;  // made when indices are first asked for
+    numerics::LargePages indices_;
 };
 
 /// Puts the value of each pixel's colour into the pixel.

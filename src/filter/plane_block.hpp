@@ -2,14 +2,15 @@
 #pragma once
 
 #include <cstddef>
-#include <memory>
 #include <opencv2/core.hpp>
+
+#include "numerics/large_pages.hpp"
 
 namespace likeness {
 
-/// Planes of one size and type in one piece of memory, which is asked for in large pages where the system has them:
-/// touching fresh planes one small page after the other takes longer than filtering them. Planes begin at different
-/// places of a memory page, so that a loop over many of them does not crowd them into the same few cache lines.
+/// Planes of one size and type in one piece of memory, in large pages where the system has them. Planes begin at
+/// different places of a memory page, so that a loop over many of them does not crowd them into the same few cache
+/// lines.
 class PlaneBlock {
 public:
     PlaneBlock() = default;
@@ -19,14 +20,11 @@ public:
     cv::Mat take();
 
 private:
-    struct Release {
-        void operator()(unsigned char* memory) const noexcept;
-    };
-    std::unique_ptr<unsigned char, Release> memory_;
-    unsigned char* next_ = nullptr;
     std::size_t stride_ = 0;
     cv::Size size_;
     int type_ = 0;
+    numerics::LargePages memory_;
+    unsigned char* next_ = nullptr;
 };
 
 }  // namespace likeness
