@@ -26,7 +26,8 @@ double compressed(float t) {
 /// Ratio to the white for a value f of the curve.
 float expanded(float f) {
     const float cube = f * f * f;
-    return cube > knee ? cube : static_cast<float>(static_cast<double>(116 * f - 16) / slope);
+    const auto line = static_cast<float>(static_cast<double>(116 * f - 16) / slope);
+    return cube > knee ? cube : line;
 }
 
 /// `compressed` of each X, Y, Z over that of the white, for `count` values.
@@ -46,6 +47,32 @@ void compressBlock(const float* xyz, const cv::Vec3f& white, float* f, std::size
         value[c] = ratio[c] > knee ? value[c] : (ratio[c] * slope + 16.0) * (1 / 116.0);
     }
     roundBlock(value, f, count, [&ratio](std::size_t c) { return compressed(ratio[c]); });
+}
+
+/// X, Y, Z under `white` of `count` pixels of L*, a*, b*; each is read before it is written.
+void xyzOfBlock(const float* lab, const cv::Vec3f& white, float* xyz, std::size_t count) {
+    constexpr double kneeLightness = 7.9996247999999985;  // knee * slope
+    float lightness[blockSize];
+    float fx[blockSize];
+    float fy[blockSize];
+    float fz[blockSize];
+    for (std::size_t j = 0; j < count; ++j) {
+        lightness[j] = lab[3 * j];
+        fy[j] = (16.0F + lightness[j]) / 116.0F;
+        fx[j] = lab[3 * j + 1] / 500.0F + fy[j];
+        fz[j] = fy[j] - lab[3 * j + 2] / 200.0F;
+    }
+    for (std::size_t j = 0; j < count; ++j) {
+        fx[j] = expanded(fx[j]);
+        fz[j] = expanded(fz[j]);
+    }
+    for (std::size_t j = 0; j < count; ++j) {
+        const float yr =
+            lightness[j] > kneeLightness ? fy[j] * fy[j] * fy[j] : static_cast<float>(lightness[j] / slope);
+        xyz[3 * j] = white[0] * fx[j];
+        xyz[3 * j + 1] = white[1] * yr;
+        xyz[3 * j + 2] = white[2] * fz[j];
+    }
 }
 
 }  // namespace
@@ -100,25 +127,17 @@ void convertBGRToLab(cv::Mat& bgr, cv::Mat& bgrWhite, cv::Mat& lab) {
 }
 
 void convertLabToBGR(const cv::Mat& lab, const cv::Mat& bgrWhite, cv::Mat& bgr) {
-    constexpr double kneeLightness = 7.9996247999999985;  // knee * slope
     cv::Mat white(1, 1, CV_32FC3);
     adaptXYZToNewWhitePoint(white, bgrWhite);
     const auto& w = white.at<cv::Vec3f>(0, 0);
     cv::Mat& xyz = bgr;
     const ImageWalk walk = walkOver(lab, xyz);
     for (int i = 0; i < walk.rows; ++i) {
-        const float* in = lab.ptr<float>(i);
-        float* out = xyz.ptr<float>(i);
-        for (int j = 0; j < walk.cols; ++j, in += 3, out += 3) {
-            const float lightness = in[0];
-            const float fy = (16.0F + lightness) / 116.0F;
-            const float fx = in[1] / 500.0F + fy;
-            const float fz = fy - in[2] / 200.0F;
-            const float yr = lightness > kneeLightness ? fy * fy * fy : static_cast<float>(lightness / slope);
-            out[0] = w[0] * expanded(fx);
-            out[1] = w[1] * yr;
-            out[2] = w[2] * expanded(fz);
-        }
+        const float* const in = lab.ptr<float>(i);
+        float* const out = xyz.ptr<float>(i);
+        numerics::forEachBlock(static_cast<std::size_t>(walk.cols), [&](std::size_t first, std::size_t count) {
+            xyzOfBlock(in + 3 * first, w, out + 3 * first, count);
+        });
     }
     convertXYZtoBGR(xyz, white, bgr);
 }
