@@ -8,27 +8,53 @@
 #include "diagnostics/output_file.hpp"
 
 namespace likeness {
-namespace {
 
-class FileTextDump final : public TextDump {
+/// A text dump's file. The next writer of the same name takes it over; what the first still says is then dropped.
+class TextFile {
 public:
-    FileTextDump(const std::string& path, std::function<void()> onFailure)
-        : file_(path), onFailure_(std::move(onFailure)) {}
+    explicit TextFile(const std::string& path) : file_(path) {}
 
-    ~FileTextDump() override {
-        if (!file_.close()) {
-            onFailure_();
+    void write(std::string_view text) {
+        const std::scoped_lock lock(mutex_);
+        if (!takenOver_) {
+            file_.write(text);
         }
     }
 
-    void write(std::string_view text) override {
+    void takeOver() {
         const std::scoped_lock lock(mutex_);
-        file_.write(text);
+        takenOver_ = true;
+    }
+
+    /// @return  whether everything that was this dump's to write is in the file
+    bool close() {
+        const std::scoped_lock lock(mutex_);
+        return file_.close();
     }
 
 private:
     std::mutex mutex_;
     OutputFile file_;
+    bool takenOver_ = false;
+};
+
+namespace {
+
+class FileTextDump final : public TextDump {
+public:
+    FileTextDump(std::shared_ptr<TextFile> file, std::function<void()> onFailure)
+        : file_(std::move(file)), onFailure_(std::move(onFailure)) {}
+
+    ~FileTextDump() override {
+        if (!file_->close()) {
+            onFailure_();
+        }
+    }
+
+    void write(std::string_view text) override { file_->write(text); }
+
+private:
+    std::shared_ptr<TextFile> file_;
     std::function<void()> onFailure_;
 };
 
@@ -59,6 +85,8 @@ std::string extensionOf(const std::string& name) {
 DirectoryDiagnostics::DirectoryDiagnostics(std::string directory, Messages messages)
     : directory_(std::move(directory)), messages_(messages) {}
 
+DirectoryDiagnostics::~DirectoryDiagnostics() = default;
+
 std::string DirectoryDiagnostics::path(const std::string& name) const {
     return directory_.empty() ? name : directory_ + '/' + name;
 }
@@ -66,6 +94,7 @@ std::string DirectoryDiagnostics::path(const std::string& name) const {
 void DirectoryDiagnostics::writeFile(const std::string& name,
                                      const std::function<bool(const std::string& path)>& write) const {
     const std::scoped_lock lock(files_);
+    takeOver(name);
     if (!write(path(name))) {
         failures_.insert(name);
     }
@@ -97,8 +126,22 @@ void DirectoryDiagnostics::writeMap(const std::string& name, const cv::Mat& map,
     writeFile(name, [&](const std::string& path) { return writeMapText(path, map, rows, cols); });
 }
 
+void DirectoryDiagnostics::takeOver(const std::string& name) const {
+    const auto found = openTexts_.find(name);
+    if (found != openTexts_.end()) {
+        if (const std::shared_ptr<TextFile> open = found->second.lock()) {
+            open->takeOver();
+        }
+        openTexts_.erase(found);
+    }
+}
+
 std::unique_ptr<TextDump> DirectoryDiagnostics::openText(const std::string& name) const {
-    return std::make_unique<FileTextDump>(path(name), [this, name] {
+    const std::scoped_lock lock(files_);
+    takeOver(name);
+    auto file = std::make_shared<TextFile>(path(name));
+    openTexts_[name] = file;
+    return std::make_unique<FileTextDump>(std::move(file), [this, name] {
         const std::scoped_lock lock(files_);
         failures_.insert(name);
     });

@@ -7,6 +7,7 @@
 #pragma once
 
 #include <functional>
+#include <map>
 #include <memory>
 #include <mutex>
 #include <opencv2/core.hpp>
@@ -62,13 +63,17 @@ const Diagnostics& workingDirectory();
 /// Keeps nothing.
 const Diagnostics& dropAll();
 
-/// Files in a directory of the caller's choice; messages on standard output or nowhere.
+class TextFile;
+
+/// Files in a directory of the caller's choice; messages on standard output or nowhere. Of several threads that write
+/// one name at a time the last to begin keeps the file.
 class DirectoryDiagnostics final : public Diagnostics {
 public:
     enum class Messages { toStandardOutput, dropped };
 
     /// @param directory  an existing directory; empty stands for the working directory at the time of each write
     explicit DirectoryDiagnostics(std::string directory, Messages messages = Messages::toStandardOutput);
+    ~DirectoryDiagnostics() override;
 
     bool wantsFiles() const noexcept override { return true; }
     bool wantsMessages() const noexcept override { return messages_ == Messages::toStandardOutput; }
@@ -82,6 +87,8 @@ public:
 
 private:
     std::string path(const std::string& name) const;
+    /// Ends the text dump that is open under a name, if there is one. `files_` is held.
+    void takeOver(const std::string& name) const;
     /// Lets `write` fill the file `name`; it returns whether the file is complete.
     void writeFile(const std::string& name, const std::function<bool(const std::string& path)>& write) const;
 
@@ -90,6 +97,7 @@ private:
     mutable std::mutex files_;  // one writer at a time: files may share a name
     mutable std::mutex output_;
     mutable std::set<std::string> failures_;
+    mutable std::map<std::string, std::weak_ptr<TextFile>> openTexts_;
 };
 
 }  // namespace likeness

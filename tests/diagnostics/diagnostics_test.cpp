@@ -105,6 +105,23 @@ TEST(DirectoryDiagnostics, DropsMessagesWhenAskedTo) {
     EXPECT_EQ(printedBy([&talking] { talking.print("message\n"); }), "message\n");
 }
 
+TEST(DirectoryDiagnostics, TheLastTextDumpOfANameKeepsTheFile) {
+    const ScratchDirectory scratch;
+    const DirectoryDiagnostics here{std::string()};
+    const std::unique_ptr<TextDump> first = here.openText("text.txt");
+    first->write("a long first line\n");
+    const std::unique_ptr<TextDump> second = here.openText("text.txt");
+    first->write("more of the first\n");
+    second->write("2\n");
+    first->write("and more\n");
+    second->write("3\n");
+    EXPECT_EQ(contentOf("text.txt"), "2\n3\n");
+    here.writeMap("text.txt", cv::Mat(1, 1, CV_32F, cv::Scalar(7)), 1, 1);
+    second->write("4\n");
+    EXPECT_EQ(contentOf("text.txt"), "7\n");
+    EXPECT_TRUE(here.failures().empty());
+}
+
 TEST(DirectoryDiagnostics, CollectsPiecesOfATextDump) {
     const ScratchDirectory scratch;
     const DirectoryDiagnostics here{std::string()};
