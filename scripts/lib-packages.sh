@@ -41,5 +41,8 @@ ensure_packages() {
 # What the library and the program are built with.
 build_packages=(g++ cmake ninja-build libopencv-dev libsleef-dev)
 
+# What the program darkroom needs on top.
+darkroom_packages=(libcli11-dev nlohmann-json3-dev libfmt-dev)
+
 # What the tests and benchmarks need on top.
 test_packages=(libgtest-dev libbenchmark-dev pkg-config)

@@ -61,12 +61,16 @@ private:
 }  // namespace
 
 PhotographRead readPhotograph(const std::string& path) {
+    return readPhotograph(path, cv::IMREAD_COLOR);
+}
+
+PhotographRead readPhotograph(const std::string& path, int flags) {
     // The image library's own log line about a missing file would say less than its caller does.
     cv::utils::logging::setLogLevel(cv::utils::logging::LOG_LEVEL_SILENT);
     StandardErrorCapture capture;
     PhotographRead result;
     try {
-        result.bgr = cv::imread(path, cv::IMREAD_COLOR);
+        result.bgr = cv::imread(path, flags);
     } catch (const cv::Exception&) {
         result.bgr.release();
     }

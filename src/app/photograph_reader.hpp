@@ -19,4 +19,8 @@ struct PhotographRead {
 /// there themselves. One call at a time.
 PhotographRead readPhotograph(const std::string& path);
 
+/// The same with the image library's reading flags: `cv::IMREAD_COLOR | cv::IMREAD_ANYDEPTH` keeps 16-bit and float
+/// values.
+PhotographRead readPhotograph(const std::string& path, int flags);
+
 }  // namespace likeness

@@ -137,10 +137,13 @@ void DirectoryDiagnostics::takeOver(const std::string& name) const {
 }
 
 std::unique_ptr<TextDump> DirectoryDiagnostics::openText(const std::string& name) const {
-    const std::scoped_lock lock(files_);
-    takeOver(name);
-    auto file = std::make_shared<TextFile>(path(name));
-    openTexts_[name] = file;
+    std::shared_ptr<TextFile> file;
+    {
+        const std::scoped_lock lock(files_);
+        takeOver(name);
+        file = std::make_shared<TextFile>(path(name));
+        openTexts_[name] = file;
+    }
     return std::make_unique<FileTextDump>(std::move(file), [this, name] {
         const std::scoped_lock lock(files_);
         failures_.insert(name);

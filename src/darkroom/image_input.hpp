@@ -1,0 +1,33 @@
+// Reading of image files. Everything that is read comes back as B, G, R, upright (the EXIF orientation is applied),
+// without alpha; grey is spread to three channels.
+#pragma once
+
+#include <opencv2/core.hpp>
+#include <string>
+
+#include "darkroom/session.hpp"
+
+namespace likeness::darkroom {
+
+/// @return  CV_8UC3, CV_16UC3 or CV_32FC3, as the file holds it
+/// @throws Refusal  "cannot read 'PATH' as an image"
+cv::Mat readImage(const Session& session, const std::string& path);
+
+/// The same on the scale 0..1: 8-bit values divided by 255 and 16-bit values by 65535, in double, rounded to float;
+/// floats as they are.
+/// @return  CV_32FC3
+cv::Mat readUnitImage(const Session& session, const std::string& path);
+
+/// As `likeness` reads a photograph: 16-bit values are reduced to 8.
+/// @return  CV_8UC3
+cv::Mat readPhotographBytes(const Session& session, const std::string& path);
+
+/// The value 0..1 of a `readImage` result.
+cv::Mat unitImageOf(const cv::Mat& image);
+
+/// Refuses images whose sizes differ.
+/// @throws Refusal  naming both files and sizes
+void checkSameSize(const std::string& firstPath, const cv::Mat& first, const std::string& secondPath,
+                   const cv::Mat& second);
+
+}  // namespace likeness::darkroom

@@ -1,0 +1,68 @@
+#include "darkroom/output_check.hpp"
+
+#include <unistd.h>
+
+#include <filesystem>
+
+#include "darkroom/refusal.hpp"
+
+namespace likeness::darkroom {
+namespace {
+
+namespace fs = std::filesystem;
+
+[[noreturn]] void refuse(std::string_view option, const std::string& path, std::string_view problem) {
+    throw Refusal(std::string(option) + ": '" + path + "' " + std::string(problem));
+}
+
+}  // namespace
+
+void checkFolder(std::string_view option, const std::string& folder) {
+    std::error_code error;
+    const fs::file_status status = fs::status(folder, error);
+    if (!fs::exists(status)) {
+        refuse(option, folder, "does not exist");
+    }
+    if (!fs::is_directory(status)) {
+        refuse(option, folder, "is not a folder");
+    }
+    if (::access(folder.c_str(), W_OK | X_OK) != 0) {
+        refuse(option, folder, "cannot be written");
+    }
+}
+
+void checkOutputFile(std::string_view option, const std::string& path) {
+    std::error_code error;
+    const fs::file_status status = fs::status(path, error);
+    if (fs::is_directory(status)) {
+        refuse(option, path, "is a folder");
+    }
+    const fs::path parent = fs::path(path).parent_path();
+    const std::string folder = parent.empty() ? "." : parent.string();
+    const fs::file_status folderStatus = fs::status(folder, error);
+    if (!fs::exists(folderStatus)) {
+        refuse(option, path, "cannot be written: the folder '" + folder + "' does not exist");
+    }
+    if (!fs::is_directory(folderStatus)) {
+        refuse(option, path, "cannot be written: '" + folder + "' is not a folder");
+    }
+    // A new file is made beside an existing one before it takes its name, so that both must allow it.
+    const bool special = fs::exists(status) && !fs::is_regular_file(status);
+    if (!special && ::access(folder.c_str(), W_OK | X_OK) != 0) {
+        refuse(option, path, "cannot be written: the folder '" + folder + "' is not writable");
+    }
+    if (fs::exists(status) && ::access(path.c_str(), W_OK) != 0) {
+        refuse(option, path, "cannot be written");
+    }
+}
+
+void checkNotAnInput(const std::string& path, const std::vector<std::string>& inputs) {
+    for (const std::string& input : inputs) {
+        std::error_code error;
+        if (fs::equivalent(path, input, error)) {
+            throw Refusal("'" + input + "' is an input and would be overwritten");
+        }
+    }
+}
+
+}  // namespace likeness::darkroom

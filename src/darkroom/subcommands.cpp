@@ -1,0 +1,13 @@
+#include "darkroom/subcommands.hpp"
+
+namespace likeness::darkroom {
+
+const std::vector<Subcommand>& subcommands() {
+    static const std::vector<Subcommand> all = {
+        {"compare", "Compare two photographs by how they look: five coefficients", declareCompare},
+        {"structure", "Maps of the strength and the coherence of oriented structure", declareStructure},
+    };
+    return all;
+}
+
+}  // namespace likeness::darkroom

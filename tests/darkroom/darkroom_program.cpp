@@ -1,0 +1,81 @@
+#include "darkroom/darkroom_program.hpp"
+
+#include <algorithm>
+#include <fstream>
+#include <opencv2/imgcodecs.hpp>
+
+#include "app/metrics.hpp"
+#include "support/test_images.hpp"
+
+namespace likeness::testing {
+
+namespace fs = std::filesystem;
+
+std::string photo(const std::string& name) {
+    return std::string(LIKENESS_EXAMPLE_PHOTOGRAPHS) + "/" + name;
+}
+
+cv::Mat unitPhotograph(const std::string& name) {
+    cv::Mat bytes = examplePhotograph(name);
+    cv::Mat unit(bytes.size(), CV_32FC3);
+    normImg(bytes, unit);
+    return unit;
+}
+
+std::string DarkroomProgram::save(const std::string& name, const cv::Mat& image) const {
+    EXPECT_TRUE(cv::imwrite(input(name), image));
+    return input(name);
+}
+
+std::string DarkroomProgram::saveText(const std::string& name, const std::string& text) const {
+    std::ofstream(input(name), std::ios::binary) << text;
+    return input(name);
+}
+
+Outcome DarkroomProgram::darkroom(const std::vector<std::string>& arguments) const {
+    std::vector<std::string> command = {LIKENESS_DARKROOM};
+    command.insert(command.end(), arguments.begin(), arguments.end());
+    return run(command, folder());
+}
+
+Outcome DarkroomProgram::expectDone(const std::vector<std::string>& arguments) const {
+    Outcome outcome = darkroom(arguments);
+    EXPECT_EQ(outcome.status, 0) << outcome.err;
+    return outcome;
+}
+
+void DarkroomProgram::expectRefused(const std::vector<std::string>& arguments, const std::string& message) const {
+    const auto contents = [this] {
+        std::vector<std::string> all;
+        for (const std::string& name : filesLeft()) {
+            all.push_back(name);
+            if (fs::is_regular_file(folder() / name)) {
+                all.push_back(contentOf(folder() / name));
+            }
+        }
+        return all;
+    };
+    const std::vector<std::string> before = contents();
+    const Outcome outcome = darkroom(arguments);
+    EXPECT_EQ(outcome.status, 2);
+    EXPECT_EQ(outcome.out, "");
+    EXPECT_EQ(outcome.err, "darkroom " + arguments.front() + ": " + message + "\n");
+    EXPECT_TRUE(contents() == before) << "the folder has changed";
+}
+
+std::vector<std::string> DarkroomProgram::filesLeft() const {
+    std::vector<std::string> names;
+    for (const auto& entry : fs::directory_iterator(folder())) {
+        names.push_back(entry.path().filename());
+    }
+    std::sort(names.begin(), names.end());
+    return names;
+}
+
+cv::Mat DarkroomProgram::imageLeft(const std::string& name) const {
+    cv::Mat image = cv::imread(output(name), cv::IMREAD_UNCHANGED);
+    EXPECT_FALSE(image.empty()) << name;
+    return image;
+}
+
+}  // namespace likeness::testing
