@@ -18,7 +18,7 @@ cv::Mat read(const Session& session, const std::string& path, int flags) {
         throw Refusal("cannot read '" + path + "' as an image");
     }
     for (const std::string& remark : photograph.remarks) {
-        session.warn("'" + path + "': " + remark);
+        session.warn(fmt::format("'{}': {}", path, remark));
     }
     return photograph.bgr;
 }

@@ -52,9 +52,9 @@ std::uint32_t roundedToInteger(double scaled) noexcept {
 // Six digits without trailing zeros, `decimals` (0 to 9) of them behind the point.
 char* writeFixed(char* out, std::uint32_t digits, int decimals) noexcept {
     char text[2 * significantDigits] = {};  // read in whole groups of six, from any of the digits on
-    std::memcpy(text, &digitPairs[2 * (digits / 10000)], 2);
-    std::memcpy(text + 2, &digitPairs[2 * (digits / 100 % 100)], 2);
-    std::memcpy(text + 4, &digitPairs[2 * (digits % 100)], 2);
+    std::memcpy(text, &digitPairs[2UL * (digits / 10000)], 2);
+    std::memcpy(text + 2, &digitPairs[2UL * (digits / 100 % 100)], 2);
+    std::memcpy(text + 4, &digitPairs[2UL * (digits % 100)], 2);
     int used = significantDigits;
     while (text[used - 1] == '0') {
         --used;

@@ -159,7 +159,7 @@ cv::Mat GuidedFilterMono::filterSingleChannel(const cv::Mat& p, const Diagnostic
 }
 
 cv::Mat GuidedFilterMono::filterColorChannelsMK(const cv::Mat& p) const {
-    return {p.rows, p.cols, CV_32FC3};
+    return cv::Mat(p.rows, p.cols, CV_32FC3);
 }
 
 GuidedFilterColor::GuidedFilterColor(const cv::Mat& guide, int windowSide, double regularizer,

@@ -17,7 +17,10 @@ namespace symmetric2x2 {
 inline bool isNegligible(float d0, float d1, float e) noexcept {
     constexpr float inverseEpsilon = 1.0F / std::numeric_limits<float>::epsilon();
     const float scaled = inverseEpsilon * e;
-    return (std::fabs(e) < std::numeric_limits<float>::min()) | (scaled * scaled <= std::fabs(d0) + std::fabs(d1));
+    const bool tiny = std::fabs(e) < std::numeric_limits<float>::min();
+    const bool small = scaled * scaled <= std::fabs(d0) + std::fabs(d1);
+    // Both are looked at, without a branch between them.
+    return static_cast<int>(tiny) + static_cast<int>(small) > 0;
 }
 
 /// One step of the QR iteration with Wilkinson's shift on [d0 e; e d1], e not negligible: no divisor below is 0, no
