@@ -71,12 +71,32 @@ cv::Mat quantized(const cv::Mat& image, double white, double greatest, std::int6
     return result;
 }
 
+/// A share of values for the eye: "0.25 %", never "0 %" or "100 %" of what is not all or nothing.
+std::string percentText(std::int64_t part, double whole) {
+    const double percent = 100.0 * static_cast<double>(part) / whole;
+    if (percent < 0.01) {
+        return "less than 0.01 %";
+    }
+    if (percent > 99 && percent < 100) {
+        return "more than 99 %";
+    }
+    return percent < 9.95 ? fmt::format("{:.2g} %", percent) : fmt::format("{:.0f} %", percent);
+}
+
 std::string describe(const std::string& path, const std::string& what, const cv::Mat& image, const std::string& scale) {
     return fmt::format("wrote '{}'{}{}, {} x {} pixels, {}", path, what.empty() ? "" : ": ", what, image.cols,
                        image.rows, scale);
 }
 
 }  // namespace
+
+ImageOutput ImageOutput::at(std::string otherPath, std::string otherOption) const {
+    ImageOutput other{std::move(otherPath), quality, bits, std::move(otherOption)};
+    if (formatOf(other.path) != Format::png) {
+        other.bits = 8;
+    }
+    return other;
+}
 
 void addImageOutput(CLI::App& app, ImageOutput& output, bool required) {
     app.add_option("-o,--output", output.path,
@@ -90,7 +110,7 @@ void addImageOutput(CLI::App& app, ImageOutput& output, bool required) {
         ->check(integerBetween(0, 100))
         ->capture_default_str();
     app.add_option("--bits", output.bits, optionText("Bits per channel of a PNG, 8 or 16", "--bits 16"))
-        ->type_name("N")
+        ->type_name("{8,16}")
         ->check(CLI::Validator(
             [](std::string& text) {
                 return text == "8" || text == "16" ? std::string() : "'" + text + "' is not 8 or 16";
@@ -109,6 +129,18 @@ void checkImageOutput(const ImageOutput& output) {
         throw Refusal("--bits: only a PNG has 16 bits, and '" + output.path + "' is none");
     }
     checkOutputFile(output.option, output.path);
+}
+
+void checkPictureOutput(const ImageOutput& output) {
+    const Format format = formatOf(output.path);
+    if (format != Format::png && format != Format::jpeg) {
+        throw Refusal(output.option + ": '" + output.path + "' has none of the extensions .png, .jpg, .jpeg");
+    }
+    checkOutputFile(output.option, output.path);
+}
+
+bool holdsFloats(const ImageOutput& output) {
+    return formatOf(output.path) == Format::tiff;
 }
 
 void writeImage(const Session& session, const ImageOutput& output, const cv::Mat& image, double white,
@@ -141,9 +173,8 @@ void writeImage(const Session& session, const ImageOutput& output, const cv::Mat
             scale = fmt::format("{} bits, 0..{} stands for 0..{:g}", wide && png ? 16 : 8, wide && png ? 65535 : 255,
                                 white);
             if (clipped > 0) {
-                scale += fmt::format(
-                    "; {:.2g} % of the values lie outside and are clipped",
-                    100.0 * static_cast<double>(clipped) / (static_cast<double>(image.total()) * image.channels()));
+                scale += fmt::format("; {} of the values lie outside and are clipped",
+                                     percentText(clipped, static_cast<double>(image.total()) * image.channels()));
             }
             break;
         }

@@ -1,7 +1,9 @@
 #include "darkroom/option_checks.hpp"
 
 #include <fmt/format.h>
+#include <fmt/ranges.h>
 
+#include <algorithm>
 #include <cmath>
 #include <cstdlib>
 #include <limits>
@@ -43,8 +45,27 @@ CLI::Validator finiteNumber() {
 }
 
 CLI::Validator integerBetween(int low, int high) {
-    return check(fmt::format("a whole number from {} to {}", low, high),
-                 [=](double value) { return value >= low && value <= high && value == std::floor(value); });
+    return {[=](std::string& text) {
+                // Digits alone, the first of several not 0: the parser takes "010" for an octal 8.
+                const std::size_t sign = !text.empty() && text.front() == '-' ? 1 : 0;
+                const std::string digits = text.substr(sign);
+                const bool plain = !digits.empty() && digits.find_first_not_of("0123456789") == std::string::npos &&
+                                   (digits.front() != '0' || digits.size() == 1);
+                const double value = plain ? numberIn(text) : std::numeric_limits<double>::quiet_NaN();
+                return value >= low && value <= high
+                           ? std::string()
+                           : fmt::format("'{}' is not a whole number from {} to {}", text, low, high);
+            },
+            ""};
+}
+
+CLI::Validator oneOf(const std::vector<std::string>& choices) {
+    return {[=](std::string& text) {
+                return std::find(choices.begin(), choices.end(), text) != choices.end()
+                           ? std::string()
+                           : fmt::format("'{}' is none of {}", text, fmt::join(choices, ", "));
+            },
+            fmt::format("{{{}}}", fmt::join(choices, ","))};
 }
 
 std::string optionText(const std::string& what, const std::string& example) {

@@ -3,6 +3,7 @@
 
 #include <CLI/CLI.hpp>
 #include <string>
+#include <vector>
 
 namespace likeness::darkroom {
 
@@ -15,8 +16,11 @@ CLI::Validator numberAbove(double low);
 /// A finite number, read as a whole.
 CLI::Validator finiteNumber();
 
-/// A whole number from `low` to `high`.
+/// A whole number in decimal digits, from `low` to `high`.
 CLI::Validator integerBetween(int low, int high);
+
+/// One of several words. They stand in the help as {A,B}, from where the completions take them.
+CLI::Validator oneOf(const std::vector<std::string>& choices);
 
 /// The text of an option in --help: what it does, with unit and range, and how it is given.
 /// @param example  the option as a user types it, such as "--quality 90"

@@ -56,6 +56,16 @@ void checkOutputFile(std::string_view option, const std::string& path) {
     }
 }
 
+void checkDifferentOutputs(std::string_view firstOption, const std::string& first, std::string_view secondOption,
+                           const std::string& second) {
+    std::error_code error;
+    const bool sameName =
+        fs::absolute(first, error).lexically_normal() == fs::absolute(second, error).lexically_normal();
+    if (sameName || fs::equivalent(first, second, error)) {
+        refuse(secondOption, second, "is the file of " + std::string(firstOption) + " too");
+    }
+}
+
 void checkNotAnInput(const std::string& path, const std::vector<std::string>& inputs) {
     for (const std::string& input : inputs) {
         std::error_code error;

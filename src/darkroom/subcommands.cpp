@@ -5,7 +5,11 @@ namespace likeness::darkroom {
 const std::vector<Subcommand>& subcommands() {
     static const std::vector<Subcommand> all = {
         {"compare", "Compare two photographs by how they look: five coefficients", declareCompare},
+        {"align", "Lay a photograph onto another of the same scene along their optical flow", declareAlign},
         {"structure", "Maps of the strength and the coherence of oriented structure", declareStructure},
+        {"smooth", "Smooth an image without crossing the edges of a guide", declareSmooth},
+        {"completion", "Print a script that completes this command line in a shell", declareCompletion, false},
+        {"manual", "Print the man page, in the language of man", declareManual, false},
     };
     return all;
 }
