@@ -18,6 +18,8 @@ namespace {
 
 enum class Format { png, jpeg, tiff, hdr, unknown };
 
+constexpr int lzwCompression = 5;  // as the TIFF 6.0 specification numbers it
+
 Format formatOf(const std::string& path) {
     std::string extension = std::filesystem::path(path).extension().string();
     std::transform(extension.begin(), extension.end(), extension.begin(),
@@ -131,10 +133,12 @@ void checkImageOutput(const ImageOutput& output) {
     checkOutputFile(output.option, output.path);
 }
 
-void checkPictureOutput(const ImageOutput& output) {
+void checkPictureOutput(const ImageOutput& output, FloatsToo floatsToo) {
     const Format format = formatOf(output.path);
-    if (format != Format::png && format != Format::jpeg) {
-        throw Refusal(output.option + ": '" + output.path + "' has none of the extensions .png, .jpg, .jpeg");
+    const bool asFloats = floatsToo == FloatsToo::yes;
+    if (format != Format::png && format != Format::jpeg && !(asFloats && format == Format::tiff)) {
+        throw Refusal(fmt::format("{}: '{}' has none of the extensions .png, .jpg, .jpeg{}", output.option, output.path,
+                                  asFloats ? ", .tif, .tiff" : ""));
     }
     checkOutputFile(output.option, output.path);
 }
@@ -148,7 +152,8 @@ void writeImage(const Session& session, const ImageOutput& output, const cv::Mat
     std::string scale;
     switch (formatOf(output.path)) {
         case Format::tiff:
-            encodeAndReplace(output, ".tiff", image, {});
+            // Without a word three channels of floats would go into a lossy encoding of luminance and chromaticity.
+            encodeAndReplace(output, ".tiff", image, {cv::IMWRITE_TIFF_COMPRESSION, lzwCompression});
             scale = "32-bit float, values as they are";
             break;
         case Format::hdr: {

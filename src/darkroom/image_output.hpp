@@ -29,9 +29,11 @@ void addImageOutput(CLI::App& app, ImageOutput& output, bool required = true);
 /// @throws Refusal
 void checkImageOutput(const ImageOutput& output);
 
-/// The same for what `writePicture` writes.
+enum class FloatsToo { no, yes };
+
+/// The same for what `writePicture` writes: .png or .jpg; or .tif, too, where numbers may be written in its place.
 /// @throws Refusal
-void checkPictureOutput(const ImageOutput& output);
+void checkPictureOutput(const ImageOutput& output, FloatsToo floatsToo = FloatsToo::no);
 
 /// Whether the format keeps floats as they are (.tif, .tiff).
 bool holdsFloats(const ImageOutput& output);

@@ -39,11 +39,7 @@ ExitStatus align(const Session& session, const Options& options) {
     const bool flowAsFloats = holdsFloats(flowOutput);
     if (!options.flow.empty()) {
         checkDifferentOutputs("--output", options.output.path, "--flow", options.flow);
-        if (flowAsFloats) {
-            checkImageOutput(flowOutput);
-        } else {
-            checkPictureOutput(flowOutput);
-        }
+        checkPictureOutput(flowOutput, FloatsToo::yes);
     }
     cv::Mat moving = readUnitImage(session, options.moving);
     cv::Mat reference = readUnitImage(session, options.reference);
