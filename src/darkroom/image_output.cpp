@@ -16,23 +16,7 @@
 namespace likeness::darkroom {
 namespace {
 
-enum class Format { png, jpeg, tiff, hdr, unknown };
-
-Format formatOf(const std::string& path) {
-    std::string extension = std::filesystem::path(path).extension().string();
-    std::transform(extension.begin(), extension.end(), extension.begin(),
-                   [](unsigned char c) { return static_cast<char>(std::tolower(c)); });
-    if (extension == ".png") {
-        return Format::png;
-    }
-    if (extension == ".jpg" || extension == ".jpeg") {
-        return Format::jpeg;
-    }
-    if (extension == ".tif" || extension == ".tiff") {
-        return Format::tiff;
-    }
-    return extension == ".hdr" ? Format::hdr : Format::unknown;
-}
+constexpr int uncompressed = 1;  // TIFF 6.0, tag Compression
 
 void encodeAndReplace(const ImageOutput& output, const char* extension, const cv::Mat& image,
                       const std::vector<int>& parameters) {
@@ -78,6 +62,22 @@ std::string describe(const std::string& path, const std::string& what, const cv:
 
 }  // namespace
 
+ImageFormat imageFormatOf(const std::string& path) {
+    std::string extension = std::filesystem::path(path).extension().string();
+    std::transform(extension.begin(), extension.end(), extension.begin(),
+                   [](unsigned char c) { return static_cast<char>(std::tolower(c)); });
+    if (extension == ".png") {
+        return ImageFormat::png;
+    }
+    if (extension == ".jpg" || extension == ".jpeg") {
+        return ImageFormat::jpeg;
+    }
+    if (extension == ".tif" || extension == ".tiff") {
+        return ImageFormat::tiff;
+    }
+    return extension == ".hdr" ? ImageFormat::hdr : ImageFormat::unknown;
+}
+
 void addImageOutput(CLI::App& app, ImageOutput& output, bool required) {
     app.add_option("-o,--output", output.path,
                    optionText("Result image; the extension gives the format: .png (8 or 16 bits), .jpg, .tif (32-bit "
@@ -100,12 +100,12 @@ void addImageOutput(CLI::App& app, ImageOutput& output, bool required) {
 }
 
 void checkImageOutput(const ImageOutput& output) {
-    const Format format = formatOf(output.path);
-    if (format == Format::unknown) {
+    const ImageFormat format = imageFormatOf(output.path);
+    if (format == ImageFormat::unknown) {
         throw Refusal(output.option + ": '" + output.path +
                       "' has none of the extensions .png, .jpg, .jpeg, .tif, .tiff, .hdr");
     }
-    if (output.bits != 8 && format != Format::png) {
+    if (output.bits != 8 && format != ImageFormat::png) {
         throw Refusal("--bits: only a PNG has 16 bits, and '" + output.path + "' is none");
     }
     checkOutputFile(output.option, output.path);
@@ -114,12 +114,13 @@ void checkImageOutput(const ImageOutput& output) {
 void writeImage(const Session& session, const ImageOutput& output, const cv::Mat& image, double white,
                 const std::string& what) {
     std::string scale;
-    switch (formatOf(output.path)) {
-        case Format::tiff:
-            encodeAndReplace(output, ".tiff", image, {});
+    switch (imageFormatOf(output.path)) {
+        case ImageFormat::tiff:
+            // Left to itself, the image library packs three floats into the 32 bits of LogLuv, without negative values.
+            encodeAndReplace(output, ".tiff", image, {cv::IMWRITE_TIFF_COMPRESSION, uncompressed});
             scale = "32-bit float, values as they are";
             break;
-        case Format::hdr: {
+        case ImageFormat::hdr: {
             cv::Mat radiance;
             image.convertTo(radiance, CV_32F, 1 / white);
             cv::max(radiance, 0, radiance);
@@ -127,12 +128,12 @@ void writeImage(const Session& session, const ImageOutput& output, const cv::Mat
             scale = fmt::format("Radiance, 0..1 stands for 0..{:g}", white);
             break;
         }
-        case Format::png:
-        case Format::jpeg:
-        case Format::unknown: {
+        case ImageFormat::png:
+        case ImageFormat::jpeg:
+        case ImageFormat::unknown: {
             std::int64_t clipped = 0;
             const bool wide = output.bits == 16;
-            const bool png = formatOf(output.path) == Format::png;
+            const bool png = imageFormatOf(output.path) == ImageFormat::png;
             const cv::Mat integers = wide && png ? quantized<ushort>(image, white, 65535.0, clipped)
                                                  : quantized<uchar>(image, white, 255.0, clipped);
             const std::vector<int> parameters =
@@ -152,7 +153,7 @@ void writeImage(const Session& session, const ImageOutput& output, const cv::Mat
 }
 
 void writePicture(const Session& session, const ImageOutput& output, const cv::Mat& picture, const std::string& what) {
-    const bool png = formatOf(output.path) == Format::png;
+    const bool png = imageFormatOf(output.path) == ImageFormat::png;
     encodeAndReplace(output, png ? ".png" : ".jpg", picture,
                      png ? std::vector<int>() : std::vector<int>{cv::IMWRITE_JPEG_QUALITY, output.quality});
     session.tell(describe(output.path, what, picture, "8 bits"));
