@@ -2,6 +2,7 @@
 #pragma once
 
 #include <CLI/CLI.hpp>
+#include <opencv2/core.hpp>
 #include <string>
 
 namespace likeness::darkroom {
@@ -17,6 +18,12 @@ CLI::Validator finiteNumber();
 
 /// A whole number from `low` to `high`.
 CLI::Validator integerBetween(int low, int high);
+
+/// Three finite numbers with commas between them, such as "0.9,1,0.8", each above 0 and up to `high`.
+CLI::Validator positiveTriple(double high);
+
+/// The numbers of a text that `positiveTriple` accepts.
+cv::Vec3d tripleIn(const std::string& text);
 
 /// The text of an option in --help: what it does, with unit and range, and how it is given.
 /// @param example  the option as a user types it, such as "--quality 90"

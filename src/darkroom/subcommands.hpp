@@ -19,6 +19,10 @@ struct Subcommand {
 const std::vector<Subcommand>& subcommands();
 
 Action declareCompare(CLI::App& app);
+Action declareConvert(CLI::App& app);
+Action declareWhite(CLI::App& app);
+Action declareAdapt(CLI::App& app);
 Action declareStructure(CLI::App& app);
+Action declareTransfer(CLI::App& app);
 
 }  // namespace likeness::darkroom
