@@ -62,6 +62,22 @@ cv::Mat readPhotographBytes(const Session& session, const std::string& path) {
     return read(session, path, cv::IMREAD_COLOR);
 }
 
+cv::Mat readMask(const Session& session, const std::string& path) {
+    const cv::Mat mask = read(session, path, cv::IMREAD_GRAYSCALE | cv::IMREAD_ANYDEPTH);
+    if (mask.depth() != CV_8U && mask.depth() != CV_16U) {
+        throw Refusal("'" + path + "' holds floats, and a mask has 8 or 16 bits");
+    }
+    cv::Mat bytes;
+    mask.convertTo(bytes, CV_8U, mask.depth() == CV_8U ? 1.0 : 1.0 / 257);
+    return bytes;
+}
+
+void checkFinite(const std::string& path, const cv::Mat& image) {
+    if (!cv::checkRange(image)) {
+        throw Refusal("'" + path + "' has values that are not finite");
+    }
+}
+
 void checkSameSize(const std::string& firstPath, const cv::Mat& first, const std::string& secondPath,
                    const cv::Mat& second) {
     if (first.size() != second.size()) {

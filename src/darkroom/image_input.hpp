@@ -25,6 +25,15 @@ cv::Mat readPhotographBytes(const Session& session, const std::string& path);
 /// The value 0..1 of a `readImage` result.
 cv::Mat unitImageOf(const cv::Mat& image);
 
+/// A picture that marks pixels, as grey; 16-bit values are reduced to 8.
+/// @return  CV_8UC1
+/// @throws Refusal  also where the file holds floats
+cv::Mat readMask(const Session& session, const std::string& path);
+
+/// Refuses an image with NaN or infinite values, for operations that would spread them or do not stand them.
+/// @throws Refusal
+void checkFinite(const std::string& path, const cv::Mat& image);
+
 /// Refuses images whose sizes differ.
 /// @throws Refusal  naming both files and sizes
 void checkSameSize(const std::string& firstPath, const cv::Mat& first, const std::string& secondPath,

@@ -16,25 +16,7 @@
 namespace likeness::darkroom {
 namespace {
 
-enum class Format { png, jpeg, tiff, hdr, unknown };
-
-constexpr int lzwCompression = 5;  // as the TIFF 6.0 specification numbers it
-
-Format formatOf(const std::string& path) {
-    std::string extension = std::filesystem::path(path).extension().string();
-    std::transform(extension.begin(), extension.end(), extension.begin(),
-                   [](unsigned char c) { return static_cast<char>(std::tolower(c)); });
-    if (extension == ".png") {
-        return Format::png;
-    }
-    if (extension == ".jpg" || extension == ".jpeg") {
-        return Format::jpeg;
-    }
-    if (extension == ".tif" || extension == ".tiff") {
-        return Format::tiff;
-    }
-    return extension == ".hdr" ? Format::hdr : Format::unknown;
-}
+constexpr int lzwCompression = 5;  // TIFF 6.0, section 13: without loss
 
 void encodeAndReplace(const ImageOutput& output, const char* extension, const cv::Mat& image,
                       const std::vector<int>& parameters) {
@@ -92,9 +74,25 @@ std::string describe(const std::string& path, const std::string& what, const cv:
 
 }  // namespace
 
+ImageFormat imageFormatOf(const std::string& path) {
+    std::string extension = std::filesystem::path(path).extension().string();
+    std::transform(extension.begin(), extension.end(), extension.begin(),
+                   [](unsigned char c) { return static_cast<char>(std::tolower(c)); });
+    if (extension == ".png") {
+        return ImageFormat::png;
+    }
+    if (extension == ".jpg" || extension == ".jpeg") {
+        return ImageFormat::jpeg;
+    }
+    if (extension == ".tif" || extension == ".tiff") {
+        return ImageFormat::tiff;
+    }
+    return extension == ".hdr" ? ImageFormat::hdr : ImageFormat::unknown;
+}
+
 ImageOutput ImageOutput::at(std::string otherPath, std::string otherOption) const {
     ImageOutput other{std::move(otherPath), quality, bits, std::move(otherOption)};
-    if (formatOf(other.path) != Format::png) {
+    if (imageFormatOf(other.path) != ImageFormat::png) {
         other.bits = 8;
     }
     return other;
@@ -122,21 +120,21 @@ void addImageOutput(CLI::App& app, ImageOutput& output, bool required) {
 }
 
 void checkImageOutput(const ImageOutput& output) {
-    const Format format = formatOf(output.path);
-    if (format == Format::unknown) {
+    const ImageFormat format = imageFormatOf(output.path);
+    if (format == ImageFormat::unknown) {
         throw Refusal(output.option + ": '" + output.path +
                       "' has none of the extensions .png, .jpg, .jpeg, .tif, .tiff, .hdr");
     }
-    if (output.bits != 8 && format != Format::png) {
+    if (output.bits != 8 && format != ImageFormat::png) {
         throw Refusal("--bits: only a PNG has 16 bits, and '" + output.path + "' is none");
     }
     checkOutputFile(output.option, output.path);
 }
 
 void checkPictureOutput(const ImageOutput& output, FloatsToo floatsToo) {
-    const Format format = formatOf(output.path);
+    const ImageFormat format = imageFormatOf(output.path);
     const bool asFloats = floatsToo == FloatsToo::yes;
-    if (format != Format::png && format != Format::jpeg && !(asFloats && format == Format::tiff)) {
+    if (format != ImageFormat::png && format != ImageFormat::jpeg && !(asFloats && format == ImageFormat::tiff)) {
         throw Refusal(fmt::format("{}: '{}' has none of the extensions .png, .jpg, .jpeg{}", output.option, output.path,
                                   asFloats ? ", .tif, .tiff" : ""));
     }
@@ -144,19 +142,19 @@ void checkPictureOutput(const ImageOutput& output, FloatsToo floatsToo) {
 }
 
 bool holdsFloats(const ImageOutput& output) {
-    return formatOf(output.path) == Format::tiff;
+    return imageFormatOf(output.path) == ImageFormat::tiff;
 }
 
 void writeImage(const Session& session, const ImageOutput& output, const cv::Mat& image, double white,
                 const std::string& what) {
     std::string scale;
-    switch (formatOf(output.path)) {
-        case Format::tiff:
-            // Without a word three channels of floats would go into a lossy encoding of luminance and chromaticity.
+    switch (imageFormatOf(output.path)) {
+        case ImageFormat::tiff:
+            // Left to itself, the image library packs three floats into the 32 bits of LogLuv, without negative values.
             encodeAndReplace(output, ".tiff", image, {cv::IMWRITE_TIFF_COMPRESSION, lzwCompression});
             scale = "32-bit float, values as they are";
             break;
-        case Format::hdr: {
+        case ImageFormat::hdr: {
             cv::Mat radiance;
             image.convertTo(radiance, CV_32F, 1 / white);
             cv::max(radiance, 0, radiance);
@@ -164,12 +162,12 @@ void writeImage(const Session& session, const ImageOutput& output, const cv::Mat
             scale = fmt::format("Radiance, 0..1 stands for 0..{:g}", white);
             break;
         }
-        case Format::png:
-        case Format::jpeg:
-        case Format::unknown: {
+        case ImageFormat::png:
+        case ImageFormat::jpeg:
+        case ImageFormat::unknown: {
             std::int64_t clipped = 0;
             const bool wide = output.bits == 16;
-            const bool png = formatOf(output.path) == Format::png;
+            const bool png = imageFormatOf(output.path) == ImageFormat::png;
             const cv::Mat integers = wide && png ? quantized<ushort>(image, white, 65535.0, clipped)
                                                  : quantized<uchar>(image, white, 255.0, clipped);
             const std::vector<int> parameters =
@@ -188,7 +186,7 @@ void writeImage(const Session& session, const ImageOutput& output, const cv::Mat
 }
 
 void writePicture(const Session& session, const ImageOutput& output, const cv::Mat& picture, const std::string& what) {
-    const bool png = formatOf(output.path) == Format::png;
+    const bool png = imageFormatOf(output.path) == ImageFormat::png;
     encodeAndReplace(output, png ? ".png" : ".jpg", picture,
                      png ? std::vector<int>() : std::vector<int>{cv::IMWRITE_JPEG_QUALITY, output.quality});
     session.tell(describe(output.path, what, picture, "8 bits"));

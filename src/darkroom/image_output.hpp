@@ -9,6 +9,11 @@
 
 namespace likeness::darkroom {
 
+enum class ImageFormat { png, jpeg, tiff, hdr, unknown };
+
+/// The format that the extension of a file name stands for.
+ImageFormat imageFormatOf(const std::string& path);
+
 /// Where and how a result image is written.
 struct ImageOutput {
     std::string path;

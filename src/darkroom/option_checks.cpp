@@ -7,6 +7,7 @@
 #include <cmath>
 #include <cstdlib>
 #include <limits>
+#include <vector>
 
 namespace likeness::darkroom {
 namespace {
@@ -18,6 +19,17 @@ double numberIn(const std::string& text) {
     char* end = nullptr;
     const double value = std::strtod(text.c_str(), &end);
     return plain && !text.empty() && *end == '\0' && std::isfinite(value) ? value : none;
+}
+
+/// The parts of a text between its commas.
+std::vector<std::string> partsOf(const std::string& text) {
+    std::vector<std::string> parts;
+    for (std::size_t begin = 0; begin <= text.size();) {
+        const std::size_t end = std::min(text.find(',', begin), text.size());
+        parts.push_back(text.substr(begin, end - begin));
+        begin = end + 1;
+    }
+    return parts;
 }
 
 template <typename Accepts>
@@ -66,6 +78,26 @@ CLI::Validator oneOf(const std::vector<std::string>& choices) {
                            : fmt::format("'{}' is none of {}", text, fmt::join(choices, ", "));
             },
             fmt::format("{{{}}}", fmt::join(choices, ","))};
+}
+
+CLI::Validator positiveTriple(double high) {
+    return {[=](std::string& text) {
+                const std::vector<std::string> parts = partsOf(text);
+                const bool accepted =
+                    parts.size() == 3 && std::all_of(parts.begin(), parts.end(), [=](const auto& part) {
+                        const double value = numberIn(part);
+                        return value > 0 && value <= high;
+                    });
+                return accepted
+                           ? std::string()
+                           : fmt::format("'{}' is not three numbers above 0 and up to {}, as in 0.9,1,0.8", text, high);
+            },
+            ""};
+}
+
+cv::Vec3d tripleIn(const std::string& text) {
+    const std::vector<std::string> parts = partsOf(text);
+    return {numberIn(parts.at(0)), numberIn(parts.at(1)), numberIn(parts.at(2))};
 }
 
 std::string optionText(const std::string& what, const std::string& example) {

@@ -19,11 +19,15 @@ struct Subcommand {
 /// All of them, in the order of the help.
 const std::vector<Subcommand>& subcommands();
 
+Action declareAdapt(CLI::App& app);
 Action declareAlign(CLI::App& app);
 Action declareCompare(CLI::App& app);
 Action declareCompletion(CLI::App& app);
+Action declareConvert(CLI::App& app);
 Action declareManual(CLI::App& app);
 Action declareSmooth(CLI::App& app);
 Action declareStructure(CLI::App& app);
+Action declareTransfer(CLI::App& app);
+Action declareWhite(CLI::App& app);
 
 }  // namespace likeness::darkroom
