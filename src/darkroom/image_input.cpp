@@ -8,6 +8,7 @@
 #include "app/metrics.hpp"
 #include "app/photograph_reader.hpp"
 #include "darkroom/refusal.hpp"
+#include "exposure/response_recovery.hpp"
 
 namespace likeness::darkroom {
 namespace {
@@ -58,6 +59,14 @@ cv::Mat readUnitImage(const Session& session, const std::string& path) {
     return unitImageOf(readImage(session, path));
 }
 
+cv::Mat readFiniteUnitImage(const Session& session, const std::string& path) {
+    cv::Mat image = readUnitImage(session, path);
+    if (!cv::checkRange(image)) {
+        throw Refusal("'" + path + "' holds values that are infinite or no numbers");
+    }
+    return image;
+}
+
 cv::Mat readPhotographBytes(const Session& session, const std::string& path) {
     return read(session, path, cv::IMREAD_COLOR);
 }
@@ -67,6 +76,15 @@ void checkSameSize(const std::string& firstPath, const cv::Mat& first, const std
     if (first.size() != second.size()) {
         throw Refusal(fmt::format("'{}' is {} x {} pixels and '{}' is {} x {}: they must be of one size", firstPath,
                                   first.cols, first.rows, secondPath, second.cols, second.rows));
+    }
+}
+
+void checkResponseGrid(const std::string& path, cv::Size size) {
+    if (!hasResponseGrid(size)) {
+        throw Refusal(
+            fmt::format("'{}' is {} x {} pixels: a camera response takes at least 70 pixels, and sides that "
+                        "differ no more than about 70 times",
+                        path, size.width, size.height));
     }
 }
 

@@ -18,6 +18,10 @@ cv::Mat readImage(const Session& session, const std::string& path);
 /// @return  CV_32FC3
 cv::Mat readUnitImage(const Session& session, const std::string& path);
 
+/// The same, for operations that are not made for values which are no numbers.
+/// @throws Refusal  also where a value is infinite or NaN
+cv::Mat readFiniteUnitImage(const Session& session, const std::string& path);
+
 /// As `likeness` reads a photograph: 16-bit values are reduced to 8.
 /// @return  CV_8UC3
 cv::Mat readPhotographBytes(const Session& session, const std::string& path);
@@ -29,5 +33,9 @@ cv::Mat unitImageOf(const cv::Mat& image);
 /// @throws Refusal  naming both files and sizes
 void checkSameSize(const std::string& firstPath, const cv::Mat& first, const std::string& secondPath,
                    const cv::Mat& second);
+
+/// Refuses an image that is too small or too narrow for the recovery of a camera response.
+/// @throws Refusal  naming the file and its size
+void checkResponseGrid(const std::string& path, cv::Size size);
 
 }  // namespace likeness::darkroom

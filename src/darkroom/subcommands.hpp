@@ -19,6 +19,11 @@ struct Subcommand {
 const std::vector<Subcommand>& subcommands();
 
 Action declareCompare(CLI::App& app);
+Action declareBrighten(CLI::App& app);
+Action declareTint(CLI::App& app);
+Action declareStack(CLI::App& app);
+Action declareFuse(CLI::App& app);
+Action declareMatchBrightness(CLI::App& app);
 Action declareStructure(CLI::App& app);
 
 }  // namespace likeness::darkroom
