@@ -2,6 +2,7 @@
 
 #include <fmt/format.h>
 
+#include <cstdint>
 #include <opencv2/imgcodecs.hpp>
 #include <opencv2/imgproc.hpp>
 
@@ -59,10 +60,11 @@ cv::Mat readUnitImage(const Session& session, const std::string& path) {
     return unitImageOf(readImage(session, path));
 }
 
-cv::Mat readFiniteUnitImage(const Session& session, const std::string& path) {
+cv::Mat readBoundedUnitImage(const Session& session, const std::string& path) {
     cv::Mat image = readUnitImage(session, path);
-    if (!cv::checkRange(image)) {
-        throw Refusal("'" + path + "' holds values that are infinite or no numbers");
+    constexpr int limit = 1'000'000;
+    if (!cv::checkRange(image, true, nullptr, -limit, limit)) {
+        throw Refusal(fmt::format("'{}' holds values that are no numbers or outside {} to {}", path, -limit, limit));
     }
     return image;
 }
@@ -80,11 +82,12 @@ void checkSameSize(const std::string& firstPath, const cv::Mat& first, const std
 }
 
 void checkResponseGrid(const std::string& path, cv::Size size) {
-    if (!hasResponseGrid(size)) {
+    constexpr std::int64_t leastPixels = 70;
+    if (static_cast<std::int64_t>(size.width) * size.height < leastPixels || !hasResponseGrid(size)) {
         throw Refusal(
-            fmt::format("'{}' is {} x {} pixels: a camera response takes at least 70 pixels, and sides that "
+            fmt::format("'{}' is {} x {} pixels: a camera response takes at least {} pixels, and sides that "
                         "differ no more than about 70 times",
-                        path, size.width, size.height));
+                        path, size.width, size.height, leastPixels));
     }
 }
 

@@ -18,9 +18,10 @@ cv::Mat readImage(const Session& session, const std::string& path);
 /// @return  CV_32FC3
 cv::Mat readUnitImage(const Session& session, const std::string& path);
 
-/// The same, for operations that are not made for values which are no numbers.
-/// @throws Refusal  also where a value is infinite or NaN
-cv::Mat readFiniteUnitImage(const Session& session, const std::string& path);
+/// The same, for operations that are not made for values which are no numbers or beyond all measure: the filters of the
+/// image library make tables over the range of the values.
+/// @throws Refusal  also where a value is NaN or outside -1e6 to 1e6
+cv::Mat readBoundedUnitImage(const Session& session, const std::string& path);
 
 /// As `likeness` reads a photograph: 16-bit values are reduced to 8.
 /// @return  CV_8UC3

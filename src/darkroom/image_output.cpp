@@ -16,6 +16,8 @@
 namespace likeness::darkroom {
 namespace {
 
+constexpr int lzwCompression = 5;  // TIFF 6.0, section 13: without loss
+
 enum class Format { png, jpeg, tiff, hdr, unknown };
 
 Format formatOf(const std::string& path) {
@@ -116,7 +118,8 @@ void writeImage(const Session& session, const ImageOutput& output, const cv::Mat
     std::string scale;
     switch (formatOf(output.path)) {
         case Format::tiff:
-            encodeAndReplace(output, ".tiff", image, {});
+            // Named, because the image library's default for three channels of floats is a logarithmic encoding.
+            encodeAndReplace(output, ".tiff", image, {cv::IMWRITE_TIFF_COMPRESSION, lzwCompression});
             scale = "32-bit float, values as they are";
             break;
         case Format::hdr: {

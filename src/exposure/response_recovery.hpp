@@ -10,8 +10,8 @@
 
 namespace likeness {
 
-/// Whether images of a size have the grid of 70 points that `recoverResponse` looks at: 70 pixels or more, and no side
-/// that is more than about 70 times the other.
+/// Whether images of a size have room for the grid of up to 70 points that `recoverResponse` looks at: with about 70
+/// pixels or more they have, unless one side is more than about 70 times the other.
 bool hasResponseGrid(cv::Size size);
 
 /// Recovers the response of a camera with the image library's `CalibrateDebevec`: 70 points on a regular grid,

@@ -70,7 +70,7 @@ ExitStatus brighten(const Session& session, const Options& options) {
         }
     }
     checkBrightnessFactor("--factor", options.factor, options.pass);
-    cv::Mat bgr = readFiniteUnitImage(session, options.input);
+    cv::Mat bgr = readBoundedUnitImage(session, options.input);
 
     std::array<cv::Mat, brightnessPasses> pictures;
     {

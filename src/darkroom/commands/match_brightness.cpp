@@ -32,8 +32,8 @@ void checkLightnessVaries(const std::string& path, const cv::Mat& image, const L
 
 ExitStatus matchBrightness(const Session& session, const Options& options) {
     checkImageOutput(options.output);
-    cv::Mat image = readFiniteUnitImage(session, options.input);
-    cv::Mat reference = readFiniteUnitImage(session, options.reference);
+    cv::Mat image = readBoundedUnitImage(session, options.input);
+    cv::Mat reference = readBoundedUnitImage(session, options.reference);
     if (reference.rows < image.rows || reference.cols < image.cols) {
         throw Refusal(fmt::format("'{}' is {} x {} pixels: it must be at least as large as '{}', which is {} x {}",
                                   options.reference, reference.cols, reference.rows, options.input, image.cols,

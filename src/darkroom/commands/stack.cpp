@@ -106,8 +106,8 @@ ExitStatus stack(const Session& session, const Options& options, bool brightness
         throw Refusal("--iterations: version 3 only tints, and needs at least one round");
     }
     checkBrightnessFactor("--brightness", options.brightness);
-    cv::Mat flash = readFiniteUnitImage(session, options.flash);
-    cv::Mat nonFlash = readFiniteUnitImage(session, options.nonFlash);
+    cv::Mat flash = readBoundedUnitImage(session, options.flash);
+    cv::Mat nonFlash = readBoundedUnitImage(session, options.nonFlash);
     checkSameSize(options.flash, flash, options.nonFlash, nonFlash);
     if (options.version != 3) {
         checkResponseGrid(options.flash, flash.size());

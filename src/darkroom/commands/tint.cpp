@@ -77,8 +77,8 @@ ExitStatus tint(const Session& session, const Options& options, bool smoothingGi
     if (form == Form::gain && smoothingGiven) {
         throw Refusal("--sigma and --diameter belong to --form regression");
     }
-    cv::Mat flash = readFiniteUnitImage(session, options.flash);
-    cv::Mat nonFlash = readFiniteUnitImage(session, options.nonFlash);
+    cv::Mat flash = readBoundedUnitImage(session, options.flash);
+    cv::Mat nonFlash = readBoundedUnitImage(session, options.nonFlash);
     checkSameSize(options.flash, flash, options.nonFlash, nonFlash);
     cv::Mat tinted;
     {
