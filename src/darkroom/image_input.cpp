@@ -2,12 +2,14 @@
 
 #include <fmt/format.h>
 
+#include <cstdint>
 #include <opencv2/imgcodecs.hpp>
 #include <opencv2/imgproc.hpp>
 
 #include "app/metrics.hpp"
 #include "app/photograph_reader.hpp"
 #include "darkroom/refusal.hpp"
+#include "exposure/response_recovery.hpp"
 
 namespace likeness::darkroom {
 namespace {
@@ -58,6 +60,15 @@ cv::Mat readUnitImage(const Session& session, const std::string& path) {
     return unitImageOf(readImage(session, path));
 }
 
+cv::Mat readBoundedUnitImage(const Session& session, const std::string& path) {
+    cv::Mat image = readUnitImage(session, path);
+    constexpr int limit = 1'000'000;
+    if (!cv::checkRange(image, true, nullptr, -limit, limit)) {
+        throw Refusal(fmt::format("'{}' holds values that are no numbers or outside {} to {}", path, -limit, limit));
+    }
+    return image;
+}
+
 cv::Mat readPhotographBytes(const Session& session, const std::string& path) {
     return read(session, path, cv::IMREAD_COLOR);
 }
@@ -83,6 +94,16 @@ void checkSameSize(const std::string& firstPath, const cv::Mat& first, const std
     if (first.size() != second.size()) {
         throw Refusal(fmt::format("'{}' is {} x {} pixels and '{}' is {} x {}: they must be of one size", firstPath,
                                   first.cols, first.rows, secondPath, second.cols, second.rows));
+    }
+}
+
+void checkResponseGrid(const std::string& path, cv::Size size) {
+    constexpr std::int64_t leastPixels = 70;
+    if (static_cast<std::int64_t>(size.width) * size.height < leastPixels || !hasResponseGrid(size)) {
+        throw Refusal(
+            fmt::format("'{}' is {} x {} pixels: a camera response takes at least {} pixels, and sides that "
+                        "differ no more than about 70 times",
+                        path, size.width, size.height, leastPixels));
     }
 }
 

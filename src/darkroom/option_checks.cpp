@@ -12,15 +12,6 @@
 namespace likeness::darkroom {
 namespace {
 
-/// The number that `text` is as a whole, NaN if it is none or not finite.
-double numberIn(const std::string& text) {
-    constexpr double none = std::numeric_limits<double>::quiet_NaN();
-    const bool plain = text.find_first_not_of("0123456789+-.eE") == std::string::npos;
-    char* end = nullptr;
-    const double value = std::strtod(text.c_str(), &end);
-    return plain && !text.empty() && *end == '\0' && std::isfinite(value) ? value : none;
-}
-
 /// The parts of a text between its commas.
 std::vector<std::string> partsOf(const std::string& text) {
     std::vector<std::string> parts;
@@ -42,6 +33,14 @@ CLI::Validator check(const std::string& expected, Accepts accepts) {
 }
 
 }  // namespace
+
+double numberIn(const std::string& text) {
+    constexpr double none = std::numeric_limits<double>::quiet_NaN();
+    const bool plain = text.find_first_not_of("0123456789+-.eE") == std::string::npos;
+    char* end = nullptr;
+    const double value = std::strtod(text.c_str(), &end);
+    return plain && !text.empty() && *end == '\0' && std::isfinite(value) ? value : none;
+}
 
 CLI::Validator numberBetween(double low, double high) {
     return check(fmt::format("a number from {} to {}", low, high),

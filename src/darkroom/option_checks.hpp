@@ -29,6 +29,9 @@ CLI::Validator positiveTriple(double high);
 /// The numbers of a text that `positiveTriple` accepts.
 cv::Vec3d tripleIn(const std::string& text);
 
+/// The finite number that `text` is as a whole, without spaces around it; NaN if it is none.
+double numberIn(const std::string& text);
+
 /// The text of an option in --help: what it does, with unit and range, and how it is given.
 /// @param example  the option as a user types it, such as "--quality 90"
 std::string optionText(const std::string& what, const std::string& example);

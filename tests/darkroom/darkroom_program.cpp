@@ -23,8 +23,10 @@ cv::Mat unitPhotograph(const std::string& name) {
 }
 
 std::string DarkroomProgram::save(const std::string& name, const cv::Mat& image) const {
-    // Uncompressed: the image library would pack three floats of a TIFF into 32 bits.
-    EXPECT_TRUE(cv::imwrite(input(name), image, {cv::IMWRITE_TIFF_COMPRESSION, 1}));
+    const bool tiff = fs::path(name).extension() == ".tif";
+    // LZW (5) keeps floats as they are; the default for three channels of them does not.
+    EXPECT_TRUE(
+        cv::imwrite(input(name), image, tiff ? std::vector<int>{cv::IMWRITE_TIFF_COMPRESSION, 5} : std::vector<int>()));
     return input(name);
 }
 

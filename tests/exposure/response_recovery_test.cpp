@@ -87,6 +87,30 @@ TEST(RecoverResponse, FindsTheCurveThatTheExposuresWereMadeWith) {
     }
 }
 
+TEST(HasResponseGrid, SaysWhereTheRecoveryRaisesNoError) {
+    std::vector<cv::Size> sizes = {{70, 1},  {1, 70},  {71, 1},  {1, 71},  {200, 1},
+                                   {1, 200}, {141, 2}, {2, 142}, {900, 12}};
+    for (int rows = 1; rows <= 12; ++rows) {
+        for (int cols = 1; cols <= 12; ++cols) {
+            sizes.emplace_back(cols, rows);
+        }
+    }
+    int with = 0;
+    for (const cv::Size& size : sizes) {
+        const std::vector<cv::Mat> images(2, cv::Mat(size, CV_8UC3, cv::Scalar::all(9)));
+        bool recovered = true;
+        try {
+            recoverResponse(images, {1, 2});
+        } catch (const cv::Exception&) {
+            recovered = false;
+        }
+        EXPECT_EQ(hasResponseGrid(size), recovered) << size;
+        with += recovered ? 1 : 0;
+    }
+    EXPECT_GT(with, 0);
+    EXPECT_FALSE(hasResponseGrid({0, 0}));
+}
+
 TEST(RecoverResponse, ImagesWithoutAGridOfSeventyPointsAreRefused) {
     std::vector<cv::Mat> images(2, cv::Mat(5, 5, CV_8UC3, cv::Scalar::all(9)));
     EXPECT_THROW(recoverResponse(images, {1, 2}), cv::Exception);

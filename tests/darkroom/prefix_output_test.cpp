@@ -1,0 +1,82 @@
+#include "darkroom/prefix_output.hpp"
+
+#include <gtest/gtest.h>
+
+#include <filesystem>
+#include <fstream>
+
+#include "darkroom/refusal.hpp"
+#include "support/process.hpp"
+#include "support/scratch_directory.hpp"
+
+namespace likeness::darkroom {
+namespace {
+
+namespace fs = std::filesystem;
+
+using testing::contentOf;
+using testing::ScratchDirectory;
+
+std::size_t entriesOf(const fs::path& folder) {
+    return static_cast<std::size_t>(std::distance(fs::directory_iterator(folder), fs::directory_iterator()));
+}
+
+TEST(StagedResults, AppearWholeAndLeaveNothingElse) {
+    const ScratchDirectory directory;
+    const Session session("stack", {"", true, false});
+    const std::string prefix = directory.path() / "run";
+    std::ofstream(prefix + "a.txt") << "older";
+    {
+        const StagedResults staged(prefix);
+        EXPECT_EQ(fs::path(staged.stagedPrefix()).filename(), "run");
+        EXPECT_EQ(fs::path(staged.stagedPrefix()).parent_path().parent_path(), directory.path());
+        std::ofstream(staged.stagedPrefix() + "a.txt") << "one\ntwo";
+        std::ofstream(staged.stagedPrefix() + "b.txt") << std::string("\0\1", 2);
+        std::ofstream(staged.stagedPrefix() + "unasked.txt") << "three";
+        EXPECT_EQ(contentOf(prefix + "a.txt"), "older");
+        staged.publish(session, {{"a.txt", "first"}, {"b.txt", "second"}});
+    }
+    EXPECT_EQ(contentOf(prefix + "a.txt"), "one\ntwo");
+    EXPECT_EQ(contentOf(prefix + "b.txt"), std::string("\0\1", 2));
+    EXPECT_EQ(entriesOf(directory.path()), 2U);
+}
+
+TEST(StagedResults, WhereOneIsMissingNoneAppears) {
+    const ScratchDirectory directory;
+    const Session session("stack", {"", true, false});
+    const std::string prefix = directory.path() / "run";
+    {
+        const StagedResults staged(prefix);
+        std::ofstream(staged.stagedPrefix() + "a.txt") << "one";
+        try {
+            staged.publish(session, {{"a.txt", ""}, {"b.txt", ""}});
+            ADD_FAILURE() << "not refused";
+        } catch (const Refusal& refusal) {
+            EXPECT_EQ(refusal.what(), "cannot write '" + prefix + "b.txt'");
+        }
+    }
+    EXPECT_EQ(entriesOf(directory.path()), 0U);
+}
+
+TEST(StagedResults, MessagesNameTheUsersStem) {
+    const ScratchDirectory directory;
+    const std::string prefix = directory.path() / "run";
+    const StagedResults staged(prefix);
+    const std::string stem = staged.stagedPrefix();
+    EXPECT_EQ(staged.withUsersPrefix(stem + ".hdr " + stem + ".jpg\n"), prefix + ".hdr " + prefix + ".jpg\n");
+    EXPECT_EQ(staged.withUsersPrefix("here\n"), "here\n");
+}
+
+TEST(StagedResults, RefuseAFolderThatIsNotThere) {
+    const ScratchDirectory directory;
+    const std::string prefix = directory.path() / "none" / "run";
+    try {
+        const StagedResults staged(prefix);
+        ADD_FAILURE() << "not refused";
+    } catch (const Refusal& refusal) {
+        EXPECT_EQ(refusal.what(), "cannot write beside '" + prefix + "': No such file or directory");
+    }
+}
+
+}  // namespace
+}  // namespace likeness::darkroom
