@@ -7,6 +7,7 @@
 #include <limits>
 
 #include "darkroom/markup_text.hpp"
+#include "darkroom/round_scale.hpp"
 
 namespace likeness::darkroom {
 namespace {
@@ -35,18 +36,6 @@ struct Axis {
     static constexpr double tolerance = 1e-9;
 };
 
-/// A step of 1, 2 or 5 times a power of ten, of which 4 to 10 cover the range.
-double niceStep(double range, double wanted) {
-    const double raw = range / wanted;
-    const double power = std::pow(10.0, std::floor(std::log10(raw)));
-    for (const double factor : {1.0, 2.0, 5.0}) {
-        if (raw <= factor * power) {
-            return factor * power;
-        }
-    }
-    return 10.0 * power;
-}
-
 /// The range of values that were met.
 struct Extent {
     double low = std::numeric_limits<double>::infinity();
@@ -71,7 +60,7 @@ struct Extent {
             from -= size > 0 ? size * 0.1 : 1;
             to += size > 0 ? size * 0.1 : 1;
         }
-        return {from, to, niceStep(to - from, wantedTicks)};
+        return {from, to, roundStep(to - from, wantedTicks)};
     }
 
     /// The axis of this range, widened to whole steps.
