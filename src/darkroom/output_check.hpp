@@ -21,4 +21,8 @@ void checkOutputFile(std::string_view option, const std::string& path);
 /// @throws Refusal
 void checkNotAnInput(const std::string& path, const std::vector<std::string>& inputs);
 
+/// Refuses two outputs under one name.
+/// @throws Refusal
+void checkDistinct(const std::vector<std::string>& outputs);
+
 }  // namespace likeness::darkroom

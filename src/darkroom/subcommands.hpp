@@ -18,6 +18,7 @@ struct Subcommand {
 /// All of them, in the order of the help.
 const std::vector<Subcommand>& subcommands();
 
+Action declareAppearance(CLI::App& app);
 Action declareCompare(CLI::App& app);
 Action declareStructure(CLI::App& app);
 
