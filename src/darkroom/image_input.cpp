@@ -14,14 +14,22 @@
 namespace likeness::darkroom {
 namespace {
 
-cv::Mat read(const Session& session, const std::string& path, int flags) {
-    PhotographRead photograph = readPhotograph(path, flags);
+void requireRead(const std::string& path, const PhotographRead& photograph) {
     if (photograph.bgr.empty()) {
         throw Refusal("cannot read '" + path + "' as an image");
     }
+}
+
+void warnOfRemarks(const Session& session, const std::string& path, const PhotographRead& photograph) {
     for (const std::string& remark : photograph.remarks) {
         session.warn("'" + path + "': " + remark);
     }
+}
+
+cv::Mat read(const Session& session, const std::string& path, int flags) {
+    const PhotographRead photograph = readPhotograph(path, flags);
+    requireRead(path, photograph);
+    warnOfRemarks(session, path, photograph);
     return photograph.bgr;
 }
 
@@ -87,6 +95,16 @@ void checkFinite(const std::string& path, const cv::Mat& image) {
     if (!cv::checkRange(image)) {
         throw Refusal("'" + path + "' has values that are not finite");
     }
+}
+
+std::pair<cv::Mat, cv::Mat> readPhotographPairBytes(const Session& session, const std::string& first,
+                                                    const std::string& second) {
+    const auto [firstRead, secondRead] = readPhotographPair(first, second, cv::IMREAD_COLOR);
+    requireRead(first, firstRead);
+    requireRead(second, secondRead);
+    warnOfRemarks(session, first, firstRead);
+    warnOfRemarks(session, second, secondRead);
+    return {firstRead.bgr, secondRead.bgr};
 }
 
 void checkSameSize(const std::string& firstPath, const cv::Mat& first, const std::string& secondPath,

@@ -4,6 +4,7 @@
 
 #include <opencv2/core.hpp>
 #include <string>
+#include <utility>
 
 #include "darkroom/session.hpp"
 
@@ -26,6 +27,11 @@ cv::Mat readBoundedUnitImage(const Session& session, const std::string& path);
 /// As `likeness` reads a photograph: 16-bit values are reduced to 8.
 /// @return  CV_8UC3
 cv::Mat readPhotographBytes(const Session& session, const std::string& path);
+
+/// Two photographs as `readPhotographBytes` reads them, decoded at the same time.
+/// @throws Refusal  for the first that cannot be read
+std::pair<cv::Mat, cv::Mat> readPhotographPairBytes(const Session& session, const std::string& first,
+                                                    const std::string& second);
 
 /// The value 0..1 of a `readImage` result.
 cv::Mat unitImageOf(const cv::Mat& image);

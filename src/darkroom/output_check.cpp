@@ -3,6 +3,7 @@
 #include <unistd.h>
 
 #include <filesystem>
+#include <set>
 
 #include "darkroom/refusal.hpp"
 
@@ -71,6 +72,17 @@ void checkNotAnInput(const std::string& path, const std::vector<std::string>& in
         std::error_code error;
         if (fs::equivalent(path, input, error)) {
             throw Refusal("'" + input + "' is an input and would be overwritten");
+        }
+    }
+}
+
+void checkDistinct(const std::vector<std::string>& outputs) {
+    std::set<fs::path> seen;
+    for (const std::string& output : outputs) {
+        std::error_code error;
+        const fs::path path = fs::weakly_canonical(output, error);
+        if (!seen.insert(error ? fs::absolute(output) : path).second) {
+            throw Refusal("'" + output + "' would be written twice");
         }
     }
 }

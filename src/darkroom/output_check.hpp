@@ -26,4 +26,8 @@ void checkDifferentOutputs(std::string_view firstOption, const std::string& firs
 /// @throws Refusal
 void checkNotAnInput(const std::string& path, const std::vector<std::string>& inputs);
 
+/// Refuses two outputs under one name.
+/// @throws Refusal
+void checkDistinct(const std::vector<std::string>& outputs);
+
 }  // namespace likeness::darkroom

@@ -5,6 +5,8 @@ namespace likeness::darkroom {
 const std::vector<Subcommand>& subcommands() {
     static const std::vector<Subcommand> all = {
         {"compare", "Compare two photographs by how they look: five coefficients", declareCompare},
+        {"appearance", "Maps of how bright, light, colourful, saturated and of what hue an image looks",
+         declareAppearance},
         {"convert", "A picture to another colour space, and back", declareConvert},
         {"white", "The white that a photograph was seen under", declareWhite},
         {"adapt", "A photograph as if seen under D65, or under another one's light", declareAdapt},

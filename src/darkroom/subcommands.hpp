@@ -21,6 +21,7 @@ const std::vector<Subcommand>& subcommands();
 
 Action declareAdapt(CLI::App& app);
 Action declareAlign(CLI::App& app);
+Action declareAppearance(CLI::App& app);
 Action declareBrighten(CLI::App& app);
 Action declareCompare(CLI::App& app);
 Action declareCompletion(CLI::App& app);

@@ -7,6 +7,7 @@
 #include <limits>
 
 #include "darkroom/markup_text.hpp"
+#include "darkroom/round_scale.hpp"
 
 namespace likeness::darkroom {
 namespace {
@@ -15,31 +16,25 @@ constexpr int paletteSize = 6;
 constexpr double characterWidth = 6.4;  // of the sans-serif text, on average and rather too wide
 constexpr double lineHeight = 17.0;
 
-/// From the least to the greatest value shown, in whole steps.
+/// The range that is shown, with marks at multiples of a step.
 struct Axis {
     double low = 0;
     double high = 1;
     double step = 0.2;
 
     double share(double value) const { return (value - low) / (high - low); }
-    int ticks() const { return static_cast<int>(std::lround((high - low) / step)) + 1; }
+    int ticks() const {
+        return static_cast<int>(std::floor(high / step + tolerance) - std::ceil(low / step - tolerance)) + 1;
+    }
+    double tick(int i) const { return (std::ceil(low / step - tolerance) + i) * step; }
     std::string tickText(int i) const {
-        const double value = low + i * step;
+        const double value = tick(i);
         return fmt::format("{:.6g}", std::abs(value) < step * 1e-6 ? 0.0 : value);
     }
-};
 
-/// A step of 1, 2 or 5 times a power of ten, of which 4 to 10 cover the range.
-double niceStep(double range, double wanted) {
-    const double raw = range / wanted;
-    const double power = std::pow(10.0, std::floor(std::log10(raw)));
-    for (const double factor : {1.0, 2.0, 5.0}) {
-        if (raw <= factor * power) {
-            return factor * power;
-        }
-    }
-    return 10.0 * power;
-}
+    /// A limit that is a multiple of the step may be rounded; in steps.
+    static constexpr double tolerance = 1e-9;
+};
 
 /// The range of values that were met.
 struct Extent {
@@ -53,6 +48,7 @@ struct Extent {
         }
     }
 
+    /// The axis of just this range.
     Axis axis(double wantedTicks) const {
         if (!(low <= high)) {
             return {};
@@ -64,8 +60,15 @@ struct Extent {
             from -= size > 0 ? size * 0.1 : 1;
             to += size > 0 ? size * 0.1 : 1;
         }
-        const double step = niceStep(to - from, wantedTicks);
-        return {std::floor(from / step + 1e-9) * step, std::ceil(to / step - 1e-9) * step, step};
+        return {from, to, roundStep(to - from, wantedTicks)};
+    }
+
+    /// The axis of this range, widened to whole steps.
+    Axis roundedAxis(double wantedTicks) const {
+        Axis axis = this->axis(wantedTicks);
+        axis.low = std::floor(axis.low / axis.step + Axis::tolerance) * axis.step;
+        axis.high = std::ceil(axis.high / axis.step - Axis::tolerance) * axis.step;
+        return axis;
     }
 };
 
@@ -77,7 +80,7 @@ bool isPoint(const PlotSeries& series, std::size_t i) {
 class Drawing {
 public:
     Drawing(const PlotFrame& frame, const std::vector<PlotSeries>& series, const Extent& x, const Extent& y)
-        : frame_(frame), x_(x.axis(6)), y_(y.axis(5)) {
+        : frame_(frame), x_(x.axis(6)), y_(y.roundedAxis(5)) {
         const std::string title = escapedMarkup(frame.title);
         text_ = fmt::format(R"(<svg class="plot" viewBox="0 0 {} {}" role="img" aria-label="{}">)", frame.width,
                             frame.height, title);
@@ -144,7 +147,7 @@ private:
         const double between = (right_ - left_) / std::max(1, x_.ticks() - 1);
         const int every = static_cast<int>(std::ceil(characterWidth * (static_cast<double>(longest) + 1) / between));
         for (int i = 0; i < x_.ticks(); ++i) {
-            const double place = x(x_.low + i * x_.step);
+            const double place = x(x_.tick(i));
             text_ += fmt::format(R"(<path class="grid" d="M{:.1f} {:.1f}V{:.1f}"/>)", place, top_, bottom_);
             if (i % every == 0) {
                 text_ += fmt::format(R"(<text class="tick" x="{:.1f}" y="{:.1f}" text-anchor="middle">{}</text>)",
@@ -152,7 +155,7 @@ private:
             }
         }
         for (int i = 0; i < y_.ticks(); ++i) {
-            const double place = y(y_.low + i * y_.step);
+            const double place = y(y_.tick(i));
             text_ += fmt::format(R"(<path class="grid" d="M{:.1f} {:.1f}H{:.1f}"/>)", left_, place, right_);
             text_ += fmt::format(R"(<text class="tick" x="{:.1f}" y="{:.1f}" text-anchor="end">{}</text>)", left_ - 6,
                                  place + 4, y_.tickText(i));

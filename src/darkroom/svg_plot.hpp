@@ -25,8 +25,8 @@ struct PlotFrame {
     int height = 280;
 };
 
-/// Lines through the points of each series, in their order. The axes span what the points span, widened to whole
-/// ticks.
+/// Lines through the points of each series, in their order. The axes span what the points span, the vertical one
+/// widened to whole ticks.
 std::string linePlot(const PlotFrame& frame, const std::vector<PlotSeries>& series);
 
 /// The points alone, as dots.

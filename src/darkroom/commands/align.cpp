@@ -44,6 +44,8 @@ ExitStatus align(const Session& session, const Options& options) {
     cv::Mat moving = readUnitImage(session, options.moving);
     cv::Mat reference = readUnitImage(session, options.reference);
     checkSameSize(options.moving, moving, options.reference, reference);
+    checkFinite(options.moving, moving);
+    checkFinite(options.reference, reference);
     cv::Mat aligned;
     cv::Mat flow;
     {

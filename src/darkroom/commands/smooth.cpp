@@ -55,9 +55,11 @@ cv::Mat smoothed(const Session& session, const Options& options, const cv::Mat& 
 ExitStatus smooth(const Session& session, const Options& options) {
     checkImageOutput(options.output);
     const cv::Mat image = readUnitImage(session, options.input);
+    checkFinite(options.input, image);
     cv::Mat guide = image;
     if (!options.guide.empty()) {
         guide = readUnitImage(session, options.guide);
+        checkFinite(options.guide, guide);
         checkSameSize(options.input, image, options.guide, guide);
     }
     if ((options.color || options.transport) && isGrey(guide)) {
