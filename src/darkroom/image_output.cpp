@@ -142,9 +142,10 @@ void writeImage(const Session& session, const ImageOutput& output, const cv::Mat
             scale = fmt::format("{} bits, 0..{} stands for 0..{:g}", wide && png ? 16 : 8, wide && png ? 65535 : 255,
                                 white);
             if (clipped > 0) {
-                scale += fmt::format(
-                    "; {:.2g} % of the values lie outside and are clipped",
-                    100.0 * static_cast<double>(clipped) / (static_cast<double>(image.total()) * image.channels()));
+                const double share =
+                    100.0 * static_cast<double>(clipped) / (static_cast<double>(image.total()) * image.channels());
+                scale +=
+                    fmt::format("; {:.{}g} % of the values lie outside and are clipped", share, share < 99.5 ? 2 : 3);
             }
             break;
         }
