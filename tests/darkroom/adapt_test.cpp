@@ -1,5 +1,6 @@
 #include <gtest/gtest.h>
 
+#include <cmath>
 #include <limits>
 
 #include "darkroom/darkroom_program.hpp"
@@ -137,6 +138,17 @@ TEST_F(DarkroomAdapt, LikeAnotherPhotographPixelByPixel) {
         EXPECT_MAT_EQUAL(imageLeft("out.tif"), expected);
     }
     EXPECT_EQ(filesLeft(), std::vector<std::string>{"out.tif"});
+}
+
+TEST_F(DarkroomAdapt, PixelByPixelBlackGroundHasNoResult) {
+    const std::string black = save("black.png", cv::Mat(40, 50, CV_8UC3, cv::Scalar::all(0)));
+    expectDone({"adapt", black, "--like", photo("coffee.jpg"), "--local", "-o", "out.tif"});
+    EXPECT_TRUE(std::isnan(imageLeft("out.tif").at<cv::Vec3f>(20, 20)[1]));
+    const Outcome outcome = expectDone({"adapt", black, "--like", photo("coffee.jpg"), "--local", "-o", "out.png"});
+    EXPECT_EQ(outcome.err,
+              "darkroom adapt: wrote 'out.png': adapted pixel by pixel, 50 x 40 pixels, 8 bits, 0..255 stands for "
+              "0..1; 100 % of the values lie outside and are clipped\n");
+    EXPECT_EQ(cv::countNonZero(imageLeft("out.png").reshape(1)), 0);
 }
 
 TEST_F(DarkroomAdapt, KeepsDumpsAndShowsMessagesWhereAsked) {

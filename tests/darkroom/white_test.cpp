@@ -36,7 +36,7 @@ std::string textOf(const White& white) {
     const PlanckianNeighbour nearest = correlatedColorTemperature(cv::Vec2d(white.xy));
     return "white B,G,R: " + nineDigits(white.bgr[0]) + "," + nineDigits(white.bgr[1]) + "," +
            nineDigits(white.bgr[2]) + "\nchromaticity x,y: " + nineDigits(white.xy[0]) + "," + nineDigits(white.xy[1]) +
-           "\ncorrelated color temperature: " + nineDigits(nearest.kelvin) +
+           "\ncorrelated colour temperature: " + nineDigits(nearest.kelvin) +
            " K\ndistance from the Planckian locus (Duv): " + nineDigits(nearest.distance) + "\n";
 }
 
@@ -82,17 +82,28 @@ TEST_F(DarkroomWhite, PrintsJson) {
     EXPECT_EQ(json["planckian_distance_uv"], roundedToNineDigits(nearest.distance));
 }
 
-TEST_F(DarkroomWhite, HasNoTemperatureWithoutNeutralPixels) {
-    // No pixel counts: U = V = 0, the yellowish green of the library's matrix for luma 1.
+TEST_F(DarkroomWhite, WarnsWhereNoPixelIsNearlyNeutral) {
     const std::string red = save("red.png", cv::Mat(8, 9, CV_8UC3, cv::Scalar(0, 0, 255)));
-    const Outcome outcome = expectDone({"white", red, "--json"});
+    const Outcome outcome = expectDone({"white", red, "--quiet"});
     EXPECT_EQ(outcome.err,
               "darkroom white: warning: '" + red + "' has no nearly neutral pixel to estimate a white from\n");
-    const White white = whiteOf(cv::Mat(8, 9, CV_32FC3, cv::Scalar(0, 0, 1)));
-    const auto json = nlohmann::json::parse(outcome.out);
-    EXPECT_EQ(json["white_bgr"][0].get<float>(), white.bgr[0]);
-    const double kelvin = correlatedColorTemperature(cv::Vec2d(white.xy)).kelvin;
-    EXPECT_EQ(json["correlated_color_temperature_kelvin"].is_null(), std::isnan(kelvin));
+    EXPECT_EQ(outcome.out, textOf(whiteOf(cv::Mat(8, 9, CV_32FC3, cv::Scalar(0, 0, 1)))));
+}
+
+TEST_F(DarkroomWhite, HasNoTemperatureWhereTheWhiteHasNone) {
+    // The sums of such values overflow; the estimate is then pure blue, or black.
+    const std::string blue = save("blue.tif", cv::Mat(80, 90, CV_32FC3, cv::Scalar(2e38, 2e38, 1.8e38)));
+    EXPECT_EQ(expectDone({"white", blue}).out,
+              "white B,G,R: 1,0,0\nchromaticity x,y: 0.149999976,0.0599999875\ncorrelated colour temperature: none\n"
+              "distance from the Planckian locus (Duv): none\n");
+    const std::string black = save("black.tif", cv::Mat(80, 90, CV_32FC3, cv::Scalar(1.8e38, 2e38, 2e38)));
+    EXPECT_EQ(expectDone({"white", black}).out,
+              "white B,G,R: 0,0,0\nchromaticity x,y: none,none\ncorrelated colour temperature: none\n"
+              "distance from the Planckian locus (Duv): none\n");
+    const auto json = nlohmann::json::parse(expectDone({"white", black, "--json"}).out);
+    EXPECT_TRUE(json["chromaticity_xy"][0].is_null());
+    EXPECT_TRUE(json["correlated_color_temperature_kelvin"].is_null());
+    EXPECT_TRUE(json["planckian_distance_uv"].is_null());
 }
 
 TEST_F(DarkroomWhite, WritesTheWhiteOfEachPixel) {

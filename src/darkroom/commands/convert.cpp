@@ -152,7 +152,7 @@ const std::vector<Space>& spaces() {
         {"sharpened", "sharpened R, G, B", true, sharpenedFromBgr, bgrFromSharpened},
         {"log-lms", "log10 L, log10 M, log10 S", false, logLmsFromBgr, bgrFromLogLms},
         {"lalphabeta", "l, alpha, beta", false, lalphabetaFromBgr, bgrFromLalphabeta},
-        {"opponent", "red-green, yellow-blue, nothing", false, opponentFromBgr, nullptr},
+        {"opponent", "red-green, yellow-blue, 0", false, opponentFromBgr, nullptr},
         {"yuv", "Y, U, V", false, yuvFromBgr, bgrFromYuv},
         {"lab", "L*, a*, b*", false, labFromBgr, bgrFromLab},
     };

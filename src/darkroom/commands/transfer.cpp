@@ -89,7 +89,7 @@ ExitStatus transfer(const Session& session, const Options& options) {
     checkFinite(options.palette, palette);
     const cv::Mat inputLab = labOf(input);
     const cv::Mat paletteLab = labOf(palette);
-    Progress progress(session, "transferring colors", static_cast<int>(frames.size()));
+    Progress progress(session, "transferring colours", static_cast<int>(frames.size()));
     for (const Frame& frame : frames) {
         const cv::Mat result = transferred(inputLab, paletteLab, frame.t, options.dims, session.diagnostics());
         writeImage(session, frame.output, result, 1.0, fmt::format("t = {:.4g}", frame.t));

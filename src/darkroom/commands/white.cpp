@@ -74,14 +74,14 @@ void printJson(const Options& options, const cv::Mat& bgr, const White& white) {
 }
 
 void printText(const White& white) {
-    const auto orNone = [](double value, const char* unit) {
+    const auto orNone = [](double value, const char* unit = "") {
         return std::isfinite(value) ? nineDigits(value) + unit : std::string("none");
     };
     std::cout << "white B,G,R: " << nineDigits(white.bgr[0]) << ',' << nineDigits(white.bgr[1]) << ','
               << nineDigits(white.bgr[2]) << '\n'
-              << "chromaticity x,y: " << nineDigits(white.xy[0]) << ',' << nineDigits(white.xy[1]) << '\n'
-              << "correlated color temperature: " << orNone(white.nearest.kelvin, " K") << '\n'
-              << "distance from the Planckian locus (Duv): " << orNone(white.nearest.distance, "") << '\n';
+              << "chromaticity x,y: " << orNone(white.xy[0]) << ',' << orNone(white.xy[1]) << '\n'
+              << "correlated colour temperature: " << orNone(white.nearest.kelvin, " K") << '\n'
+              << "distance from the Planckian locus (Duv): " << orNone(white.nearest.distance) << '\n';
 }
 
 cv::Mat whiteImage(const Session& session, cv::Mat& bgr, const Options& options) {
