@@ -18,6 +18,14 @@ namespace {
 
 namespace fs = std::filesystem;
 
+/// More than once, because the operation may be writing a file at the same time.
+void removeWhole(const std::string& folder) {
+    std::error_code error;
+    for (int attempt = 0; attempt < 3 && fs::exists(folder, error); ++attempt) {
+        fs::remove_all(folder, error);
+    }
+}
+
 }  // namespace
 
 std::vector<PrefixedResult> mergedResults() {
@@ -54,11 +62,12 @@ StagedResults::StagedResults(std::string prefix) : prefix_(std::move(prefix)) {
         throw Refusal("cannot write beside '" + prefix_ + "': " + std::strerror(errno));
     }
     stagedPrefix_ = folder_ + '/' + path.filename().string();
+    onInterrupt_.emplace([folder = folder_] { removeWhole(folder); });
 }
 
 StagedResults::~StagedResults() {
-    std::error_code ignored;
-    fs::remove_all(folder_, ignored);
+    onInterrupt_.reset();
+    removeWhole(folder_);
 }
 
 void StagedResults::publish(const Session& session, const std::vector<PrefixedResult>& results) const {

@@ -2,9 +2,11 @@
 #pragma once
 
 #include <CLI/CLI.hpp>
+#include <optional>
 #include <string>
 #include <vector>
 
+#include "darkroom/interrupt_cleanup.hpp"
 #include "darkroom/session.hpp"
 
 namespace likeness::darkroom {
@@ -29,7 +31,7 @@ void checkPrefixOutput(const std::string& prefix, const std::vector<PrefixedResu
                        const std::vector<std::string>& inputs);
 
 /// A folder with a temporary name beside the results, where the operation writes them first. It goes, with everything
-/// in it, when this object does.
+/// in it, when this object does or the program is interrupted. One object at a time.
 class StagedResults {
 public:
     /// @throws Refusal  if the folder cannot be made
@@ -52,6 +54,7 @@ private:
     std::string prefix_;
     std::string folder_;
     std::string stagedPrefix_;
+    std::optional<InterruptCleanup> onInterrupt_;
 };
 
 }  // namespace likeness::darkroom

@@ -110,11 +110,13 @@ TEST_F(DarkroomBrighten, Refuses) {
                   "--output: 'b_1' has none of the extensions .png, .jpg, .jpeg, .tif, .tiff, .hdr");
     cv::Mat floats = unitPhotograph("cat.jpg")(part).clone();
     floats.at<cv::Vec3f>(3, 4)[1] = NAN;
-    expectRefused({"brighten", save("nan.tif", floats), "--factor", "9", "-o", "b.png"},
-                  "'" + input("nan.tif") + "' holds values that are no numbers or outside -1000000 to 1000000");
+    const std::string noNumber = save("nan.tif", floats);
+    expectRefused({"brighten", noNumber, "--factor", "9", "-o", "b.png"},
+                  "'" + noNumber + "' holds values that are no numbers or outside -1000000 to 1000000");
     floats.at<cv::Vec3f>(3, 4)[1] = 1e7F;
-    expectRefused({"brighten", save("far.tif", floats), "--factor", "9", "-o", "b.png"},
-                  "'" + input("far.tif") + "' holds values that are no numbers or outside -1000000 to 1000000");
+    const std::string far = save("far.tif", floats);
+    expectRefused({"brighten", far, "--factor", "9", "-o", "b.png"},
+                  "'" + far + "' holds values that are no numbers or outside -1000000 to 1000000");
 }
 
 TEST_F(DarkroomBrighten, DoesNotNumberAResultOntoItsInput) {

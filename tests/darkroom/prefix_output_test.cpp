@@ -1,7 +1,12 @@
 #include "darkroom/prefix_output.hpp"
 
 #include <gtest/gtest.h>
+#include <sys/wait.h>
+#include <unistd.h>
 
+#include <array>
+#include <csignal>
+#include <cstdlib>
 #include <filesystem>
 #include <fstream>
 
@@ -56,6 +61,44 @@ TEST(StagedResults, WhereOneIsMissingNoneAppears) {
         }
     }
     EXPECT_EQ(entriesOf(directory.path()), 0U);
+}
+
+TEST(StagedResults, AnInterruptedProgramLeavesNothing) {
+    for (const int signal : {SIGINT, SIGTERM, SIGHUP}) {
+        const ScratchDirectory directory;
+        std::array<int, 2> ready{};
+        ASSERT_EQ(::pipe(ready.data()), 0);
+        const ::pid_t child = ::fork();
+        ASSERT_GE(child, 0);
+        if (child == 0) {
+            std::signal(signal, SIG_DFL);
+            const StagedResults staged(directory.path() / "run");
+            std::ofstream(staged.stagedPrefix() + "a.txt") << "one";
+            const bool told = ::write(ready[1], "x", 1) == 1;
+            ::sleep(told ? 60 : 0);
+            std::_Exit(1);
+        }
+        char byte = 0;
+        ASSERT_EQ(::read(ready[0], &byte, 1), 1);
+        EXPECT_EQ(entriesOf(directory.path()), 1U);
+        ::kill(child, signal);
+        int status = 0;
+        ASSERT_EQ(::waitpid(child, &status, 0), child);
+        EXPECT_TRUE(WIFSIGNALED(status) && WTERMSIG(status) == signal) << status;
+        EXPECT_EQ(entriesOf(directory.path()), 0U);
+        ::close(ready[0]);
+        ::close(ready[1]);
+    }
+}
+
+TEST(StagedResults, AnIgnoredSignalStaysIgnored) {
+    const ScratchDirectory directory;
+    const auto before = std::signal(SIGHUP, SIG_IGN);
+    {
+        const StagedResults staged(directory.path() / "run");
+        std::raise(SIGHUP);
+    }
+    EXPECT_EQ(std::signal(SIGHUP, before), SIG_IGN);
 }
 
 TEST(StagedResults, MessagesNameTheUsersStem) {

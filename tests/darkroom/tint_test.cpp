@@ -110,9 +110,9 @@ TEST_F(DarkroomTint, Refuses) {
                   "--diameter: '0' is not a whole number from 1 to 999");
     expectRefused({"tint", in, "--like", in, "-o", "none/t.png"},
                   "--output: 'none/t.png' cannot be written: the folder 'none' does not exist");
-    cv::Mat floats(44, 60, CV_32FC3, cv::Scalar::all(INFINITY));
-    expectRefused({"tint", in, "--like", save("inf.tif", floats), "-o", "t.png"},
-                  "'" + input("inf.tif") + "' holds values that are no numbers or outside -1000000 to 1000000");
+    const std::string infinite = save("inf.tif", cv::Mat(44, 60, CV_32FC3, cv::Scalar::all(INFINITY)));
+    expectRefused({"tint", in, "--like", infinite, "-o", "t.png"},
+                  "'" + infinite + "' holds values that are no numbers or outside -1000000 to 1000000");
 }
 
 }  // namespace
