@@ -56,6 +56,12 @@ CLI::Validator finiteNumber() {
 }
 
 CLI::Validator integerBetween(int low, int high) {
+    // A few numbers are words to choose from.
+    constexpr int few = 6;
+    std::vector<int> choices;
+    for (int value = low; high - low < few && value <= high; ++value) {
+        choices.push_back(value);
+    }
     return {[=](std::string& text) {
                 // Digits alone, the first of several not 0: the parser takes "010" for an octal 8.
                 const std::size_t sign = !text.empty() && text.front() == '-' ? 1 : 0;
@@ -67,7 +73,7 @@ CLI::Validator integerBetween(int low, int high) {
                            ? std::string()
                            : fmt::format("'{}' is not a whole number from {} to {}", text, low, high);
             },
-            ""};
+            choices.empty() ? "" : fmt::format("{{{}}}", fmt::join(choices, ","))};
 }
 
 CLI::Validator oneOf(const std::vector<std::string>& choices) {

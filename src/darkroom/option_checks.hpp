@@ -17,7 +17,7 @@ CLI::Validator numberAbove(double low);
 /// A finite number, read as a whole.
 CLI::Validator finiteNumber();
 
-/// A whole number in decimal digits, from `low` to `high`.
+/// A whole number in decimal digits, from `low` to `high`. A few stand in the help as {A,B}.
 CLI::Validator integerBetween(int low, int high);
 
 /// One of several words. They stand in the help as {A,B}, from where the completions take them.

@@ -1,5 +1,6 @@
 #include "darkroom/parser_view.hpp"
 
+#include <regex>
 #include <sstream>
 
 namespace likeness::darkroom {
@@ -19,6 +20,12 @@ std::vector<std::string> choicesIn(const std::string& typeName) {
     return choices;
 }
 
+/// Whether the example of an option gives it a file: "--flow flow.png".
+bool exampleNamesAFile(const OptionView& option) {
+    static const std::regex fileName(R"(\(example: --\S+ \S+\.(png|jpe?g|tiff?|hdr|svg|csv|json|html|txt)\b)");
+    return std::regex_search(option.text, fileName);
+}
+
 ValueKind kindOf(const OptionView& option, bool positional) {
     if (!option.choices.empty()) {
         return ValueKind::choice;
@@ -27,7 +34,8 @@ ValueKind kindOf(const OptionView& option, bool positional) {
         return ValueKind::folder;
     }
     // What goes by its place and has no words to choose from is an image.
-    return option.value == "FILE" || (positional && option.value == "TEXT") ? ValueKind::file : ValueKind::other;
+    const bool file = option.value.rfind("FILE", 0) == 0 || option.value == "PREFIX" || exampleNamesAFile(option);
+    return file || (positional && option.value == "TEXT") ? ValueKind::file : ValueKind::other;
 }
 
 OptionView viewOf(const CLI::Option& option) {

@@ -109,7 +109,7 @@ Action declareAdapt(CLI::App& app) {
         app.add_option("--to", options->to, optionText("Light to adapt to: d65, daylight of 6504 K", "--to d65"))
             ->type_name("LIGHT")
             ->check(CLI::Validator(
-                [](std::string& text) { return text == "d65" ? std::string() : "'" + text + "' is not d65"; }, ""));
+                [](std::string& text) { return text == "d65" ? std::string() : "'" + text + "' is not d65"; }, "{d65}"));
     app.add_option(
            "--white", options->white,
            optionText("With --to, the white to adapt from: gray-world (one for the photograph), smoothed (that of "
@@ -122,7 +122,7 @@ Action declareAdapt(CLI::App& app) {
                 const bool known = text == "gray-world" || text == "smoothed" || text == "own";
                 return known ? std::string() : "'" + text + "' is none of gray-world, smoothed, own";
             },
-            ""))
+            "{gray-world,smoothed,own}"))
         ->capture_default_str()
         ->needs(to);
     auto* const like =

@@ -241,17 +241,11 @@ ExitStatus convert(const Session& session, const Options& options) {
 }
 
 CLI::Validator spaceName() {
-    return {[](std::string& text) {
-                std::string names;
-                for (const Space& space : spaces()) {
-                    if (text == space.name) {
-                        return std::string();
-                    }
-                    names += std::string(names.empty() ? "" : ", ") + space.name;
-                }
-                return "'" + text + "' is none of " + names;
-            },
-            ""};
+    std::vector<std::string> names;
+    for (const Space& space : spaces()) {
+        names.emplace_back(space.name);
+    }
+    return oneOf(names);
 }
 
 }  // namespace

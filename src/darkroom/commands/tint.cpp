@@ -109,7 +109,7 @@ Action declareTint(CLI::App& app) {
             [](std::string& text) {
                 return forms().count(text) == 1 ? std::string() : "'" + text + "' is not gain or regression";
             },
-            ""))
+            "{gain,regression}"))
         ->capture_default_str();
     const CLI::Option* const sigma =
         app.add_option("--sigma", options->sigma,
