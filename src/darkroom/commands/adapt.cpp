@@ -109,7 +109,8 @@ Action declareAdapt(CLI::App& app) {
         app.add_option("--to", options->to, optionText("Light to adapt to: d65, daylight of 6504 K", "--to d65"))
             ->type_name("LIGHT")
             ->check(CLI::Validator(
-                [](std::string& text) { return text == "d65" ? std::string() : "'" + text + "' is not d65"; }, "{d65}"));
+                [](std::string& text) { return text == "d65" ? std::string() : "'" + text + "' is not d65"; },
+                "{d65}"));
     app.add_option(
            "--white", options->white,
            optionText("With --to, the white to adapt from: gray-world (one for the photograph), smoothed (that of "
