@@ -1,4 +1,5 @@
-# Install rules: the program, the library with its headers, the CMake package, the pkg-config file and the man page.
+# Install rules: the programs, the library with its headers, the CMake package, the pkg-config file, the man pages and the
+# shell completions.
 include(CMakePackageConfigHelpers)
 
 set(package_dir "${CMAKE_INSTALL_LIBDIR}/cmake/likeness")
@@ -56,3 +57,20 @@ install(
     FILES "${PROJECT_SOURCE_DIR}/man/likeness.1"
     DESTINATION ${CMAKE_INSTALL_MANDIR}/man1
     COMPONENT program)
+
+if(TARGET darkroom)
+    install(TARGETS darkroom COMPONENT program)
+    set(darkroom_documents "${PROJECT_BINARY_DIR}/src/darkroom")
+    install(
+        FILES "${darkroom_documents}/darkroom.1"
+        DESTINATION ${CMAKE_INSTALL_MANDIR}/man1
+        COMPONENT program)
+    install(
+        FILES "${darkroom_documents}/completions/darkroom"
+        DESTINATION ${CMAKE_INSTALL_DATADIR}/bash-completion/completions
+        COMPONENT program)
+    install(
+        FILES "${darkroom_documents}/completions/_darkroom"
+        DESTINATION ${CMAKE_INSTALL_DATADIR}/zsh/site-functions
+        COMPONENT program)
+endif()

@@ -1,7 +1,7 @@
-// alignment_sheet PHOTOGRAPH SHEET: warps a photograph by a swell of 2 pixels, 200 from crest to crest, lays the
-// photograph onto the warped one along their optical flow, and writes a sheet of pictures: above, the reference, the
-// photograph before and after; below, the length of the displacement and what differs from the reference before and
-// after, eight times amplified.
+// alignment_sheet PHOTOGRAPH SHEET [WARPED]: warps a photograph by a swell of 2 pixels, 200 from crest to crest, lays
+// the photograph onto the warped one along their optical flow, and writes a sheet of pictures: above, the reference,
+// the photograph before and after; below, the length of the displacement and what differs from the reference before and
+// after, eight times amplified. The warped photograph itself is written where a third name is given.
 #include <cmath>
 #include <cstdio>
 #include <likeness/likeness.hpp>
@@ -74,8 +74,8 @@ cv::Mat labelled(const cv::Mat& picture, const std::string& label) {
 }  // namespace
 
 int main(int argc, char** argv) {
-    if (argc != 3) {
-        std::fputs("usage: alignment_sheet PHOTOGRAPH SHEET\n", stderr);
+    if (argc != 3 && argc != 4) {
+        std::fputs("usage: alignment_sheet PHOTOGRAPH SHEET [WARPED]\n", stderr);
         return 2;
     }
     cv::Mat moving = cv::imread(argv[1], cv::IMREAD_COLOR);
@@ -86,6 +86,10 @@ int main(int argc, char** argv) {
     moving.convertTo(moving, CV_32F, 1.0 / 255.0);
     const cv::Mat displacement = swell(moving.size());
     cv::Mat reference = warped(moving, displacement);
+    if (argc == 4 && !cv::imwrite(argv[3], reference * 255, {cv::IMWRITE_JPEG_QUALITY, 90})) {
+        std::fprintf(stderr, "alignment_sheet: %s: cannot be written\n", argv[3]);
+        return 1;
+    }
     cv::Mat aligned;
     likeness::calculateOpticalFlow(moving, reference, aligned);
 

@@ -49,6 +49,22 @@ cv::Mat shadowPicture() {
     return std::filesystem::exists(name, ignored) ? cv::imread(name, cv::IMREAD_GRAYSCALE) : cv::Mat();
 }
 
+void adaptUntilWhiteRests(cv::Mat& img, const cv::Mat& target, float D, cv::Mat& mask, const Diagnostics& diagnostics) {
+    constexpr int greatestAdaptationCount = 80;
+    const cv::Scalar unknown = cv::Scalar::all(std::numeric_limits<double>::quiet_NaN());
+    cv::Mat targetWhite(1, 1, CV_32FC3);
+    cv::Mat previousOfTarget(1, 1, CV_32FC3, unknown);
+    computeWhitePointFromGrayWorld(target, targetWhite, previousOfTarget, mask, diagnostics);
+
+    cv::Mat white(1, 1, CV_32FC3);
+    cv::Mat previous(1, 1, CV_32FC3, unknown);
+    bool converged = computeWhitePointFromGrayWorld(img, white, previous, mask, diagnostics);
+    for (int k = 0; k < greatestAdaptationCount && !converged; ++k) {
+        CAT(img, white, targetWhite, D, mask);
+        converged = computeWhitePointFromGrayWorld(img, white, previous, mask, diagnostics);
+    }
+}
+
 }  // namespace
 
 void CAT(cv::Mat& img, cv::Mat& sourceWhite, const cv::Mat& targetWhite, float D, cv::Mat& /*mask*/) {
@@ -93,20 +109,23 @@ void CAT(cv::Mat& img, cv::Mat& sourceWhite, const cv::Mat& targetWhite, float D
 }
 
 void performIlluminantAdaptation(cv::Mat& img, const cv::Mat& target, float D, const Diagnostics& diagnostics) {
-    constexpr int greatestAdaptationCount = 80;
-    const cv::Scalar unknown = cv::Scalar::all(std::numeric_limits<double>::quiet_NaN());
     cv::Mat mask = participationMask(img.size(), shadowPicture());
-    cv::Mat targetWhite(1, 1, CV_32FC3);
-    cv::Mat previousOfTarget(1, 1, CV_32FC3, unknown);
-    computeWhitePointFromGrayWorld(target, targetWhite, previousOfTarget, mask, diagnostics);
+    adaptUntilWhiteRests(img, target, D, mask, diagnostics);
+}
 
-    cv::Mat white(1, 1, CV_32FC3);
-    cv::Mat previous(1, 1, CV_32FC3, unknown);
-    bool converged = computeWhitePointFromGrayWorld(img, white, previous, mask, diagnostics);
-    for (int k = 0; k < greatestAdaptationCount && !converged; ++k) {
-        CAT(img, white, targetWhite, D, mask);
-        converged = computeWhitePointFromGrayWorld(img, white, previous, mask, diagnostics);
+void performIlluminantAdaptation(cv::Mat& img, const cv::Mat& target, float D, const cv::Mat& leftOut,
+                                 const Diagnostics& diagnostics) {
+    cv::Mat mask;
+    if (leftOut.empty()) {
+        adaptUntilWhiteRests(img, target, D, mask, diagnostics);
+        return;
     }
+    // Black is not nearly neutral, its chroma over its luma being 0 / 0, and `CAT` leaves it black.
+    const cv::Mat isLeftOut = leftOut > brightestThatTakesPart;
+    const cv::Mat before = img.clone();
+    img.setTo(cv::Scalar::all(0), isLeftOut);
+    adaptUntilWhiteRests(img, target, D, mask, diagnostics);
+    before.copyTo(img, isLeftOut);
 }
 
 }  // namespace likeness

@@ -40,4 +40,11 @@ void CAT(cv::Mat& img, cv::Mat& sourceWhite, const cv::Mat& targetWhite, float D
 void performIlluminantAdaptation(cv::Mat& img, const cv::Mat& target, float D,
                                  const Diagnostics& diagnostics = workingDirectory());
 
+/// The same for a part of `img`: pixels that are left out are not looked at for its white, and keep their values. No
+/// file is read.
+///
+/// @param leftOut  CV_8U of img's size: what it shows brighter than 100 is left out, in every column; empty: nothing is
+void performIlluminantAdaptation(cv::Mat& img, const cv::Mat& target, float D, const cv::Mat& leftOut,
+                                 const Diagnostics& diagnostics = workingDirectory());
+
 }  // namespace likeness

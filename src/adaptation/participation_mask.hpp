@@ -5,8 +5,11 @@
 
 namespace likeness {
 
+/// A shadow's picture leaves out the pixels that it shows brighter than this.
+constexpr uchar brightestThatTakesPart = 100;
+
 /// Mask of the pixels of an image that take part in an adaptation: 255, and 0 where the CV_8U picture of a shadow is
-/// brighter than 100.
+/// brighter than `brightestThatTakesPart`.
 ///
 /// Columns are looked at only up to the image's row count: meant, so the right part of a landscape image takes part
 /// whatever the shadow shows. The walk ends at the edges of the image and of the shadow; of an empty one, everything
@@ -19,7 +22,7 @@ inline cv::Mat participationMask(cv::Size image, const cv::Mat& shadow) {
         const uchar* const shade = shadow.ptr<uchar>(i);
         uchar* const takesPart = mask.ptr<uchar>(i);
         for (int j = 0; j < cols; ++j) {
-            if (shade[j] > 100) {
+            if (shade[j] > brightestThatTakesPart) {
                 takesPart[j] = 0;
             }
         }

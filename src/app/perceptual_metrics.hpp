@@ -28,6 +28,20 @@ void perceptualMetrics(cv::Mat& src, cv::Mat& Q, cv::Mat& J, cv::Mat& C, cv::Mat
 void perceptualMetricsBeforeBackground(cv::Mat& src, float backgroundLuminance, cv::Mat& Q, cv::Mat& J, cv::Mat& C,
                                        cv::Mat& M, cv::Mat& s, const Diagnostics& diagnostics);
 
+/// The correlates of an image, CV_32F of its size.
+struct AppearanceMaps {
+    cv::Mat brightness;    ///< Q
+    cv::Mat lightness;     ///< J, 0..100
+    cv::Mat chroma;        ///< C
+    cv::Mat colorfulness;  ///< M
+    cv::Mat saturation;    ///< s
+    cv::Mat hueDegrees;    ///< h, in (-180, 180]
+};
+
+/// What `perceptualMetricsBeforeBackground` computes, and the hue (`computeHue`) under the same conditions.
+/// @param src  left multiplied by 100
+AppearanceMaps appearanceMapsBeforeBackground(cv::Mat& src, float backgroundLuminance, const Diagnostics& diagnostics);
+
 /// Luminance of the background that `perceptualMetrics` assumes for an image of so many pixels: 20 up to some 0.67
 /// megapixels, then a little off because the mean is summed in float.
 float backgroundLuminanceOf(std::int64_t pixels);

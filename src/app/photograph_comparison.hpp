@@ -2,9 +2,11 @@
 #pragma once
 
 #include <opencv2/core.hpp>
+#include <utility>
 
 #include "app/distinct_colors.hpp"
 #include "app/histogram_similarity.hpp"
+#include "app/perceptual_metrics.hpp"
 #include "diagnostics/diagnostics.hpp"
 
 namespace likeness {
@@ -42,8 +44,23 @@ struct AppearanceDistributions {
 AppearanceDistributions appearanceDistributions(const cv::Mat& photograph, ColorCounter& counter,
                                                 const Diagnostics& diagnostics = dropAll());
 
+/// The correlates of an image, each pixel's: normalisation, adaptation to D65, forward appearance model and hue, as the
+/// comparison sees a photograph.
+///
+/// @param image        CV_8UC3, or CV_32FC3 in [0, 1] (values outside are taken as they are), in B, G, R order; an
+/// empty
+///                     one has empty maps. Not modified
+/// @param diagnostics  the dumps of `perceptualMetrics`
+/// @throws std::invalid_argument  if the image is of another type
+/// @note  An 8-bit image is taken once per distinct colour, with the same bits as a result.
+AppearanceMaps appearanceMaps(const cv::Mat& image, const Diagnostics& diagnostics = dropAll());
+
 /// The five coefficients of two analysed photographs.
 LikenessCoefficients compareDistributions(const AppearanceDistributions& first, const AppearanceDistributions& second);
+
+/// What `comparePhotographs` does with two photographs before it compares their distributions.
+std::pair<AppearanceDistributions, AppearanceDistributions> analyzePhotographs(
+    const cv::Mat& first, const cv::Mat& second, const Diagnostics& diagnostics = dropAll());
 
 /// Compares two photographs, CV_8UC3 in B, G, R order, which may differ in size. Without dumps the two are analysed at
 /// the same time on two threads; with dumps they follow one another, so that those of the second replace

@@ -3,6 +3,7 @@
 #include <unistd.h>
 
 #include <cstdio>
+#include <future>
 #include <memory>
 #include <opencv2/core/utils/logger.hpp>
 #include <opencv2/imgcodecs.hpp>
@@ -58,6 +59,20 @@ private:
     int previous_ = -1;
 };
 
+/// The image library's own log line about a missing file would say less than its caller does.
+void silenceImageLibrary() {
+    cv::utils::logging::setLogLevel(cv::utils::logging::LOG_LEVEL_SILENT);
+}
+
+/// @return  empty if the file cannot be read as an image
+cv::Mat decoded(const std::string& path, int flags) {
+    try {
+        return cv::imread(path, flags);
+    } catch (const cv::Exception&) {
+        return {};
+    }
+}
+
 }  // namespace
 
 PhotographRead readPhotograph(const std::string& path) {
@@ -65,17 +80,29 @@ PhotographRead readPhotograph(const std::string& path) {
 }
 
 PhotographRead readPhotograph(const std::string& path, int flags) {
-    // The image library's own log line about a missing file would say less than its caller does.
-    cv::utils::logging::setLogLevel(cv::utils::logging::LOG_LEVEL_SILENT);
+    silenceImageLibrary();
     StandardErrorCapture capture;
     PhotographRead result;
-    try {
-        result.bgr = cv::imread(path, flags);
-    } catch (const cv::Exception&) {
-        result.bgr.release();
-    }
+    result.bgr = decoded(path, flags);
     result.remarks = capture.release();
     return result;
+}
+
+std::pair<PhotographRead, PhotographRead> readPhotographPair(const std::string& first, const std::string& second,
+                                                             int flags) {
+    silenceImageLibrary();
+    PhotographRead firstRead;
+    PhotographRead secondRead;
+    StandardErrorCapture capture;
+    {
+        auto reading = std::async(std::launch::async, decoded, second, flags);
+        firstRead.bgr = decoded(first, flags);
+        secondRead.bgr = reading.get();
+    }
+    if (!capture.release().empty()) {
+        return {readPhotograph(first, flags), readPhotograph(second, flags)};
+    }
+    return {std::move(firstRead), std::move(secondRead)};
 }
 
 }  // namespace likeness

@@ -2,6 +2,7 @@
 
 #include <opencv2/core.hpp>
 #include <string>
+#include <utility>
 #include <vector>
 
 namespace likeness {
@@ -22,5 +23,11 @@ PhotographRead readPhotograph(const std::string& path);
 /// The same with the image library's reading flags: `cv::IMREAD_COLOR | cv::IMREAD_ANYDEPTH` keeps 16-bit and float
 /// values.
 PhotographRead readPhotograph(const std::string& path, int flags);
+
+/// Two files, each as `readPhotograph` reads it, decoded at the same time on two threads. Where the format libraries
+/// have something to say, the files are decoded again one after the other, to find out of which it is said.
+/// @param flags  as above
+std::pair<PhotographRead, PhotographRead> readPhotographPair(const std::string& first, const std::string& second,
+                                                             int flags);
 
 }  // namespace likeness

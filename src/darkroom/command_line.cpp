@@ -4,11 +4,15 @@
 #include <iostream>
 
 #include "darkroom/option_checks.hpp"
+#include "darkroom/parser_view.hpp"
 #include "darkroom/refusal.hpp"
 #include "darkroom/subcommands.hpp"
 
 namespace likeness::darkroom {
 namespace {
+
+constexpr const char* helpNames = "-h,--help";
+constexpr const char* helpText = "Print this help and exit (example: --help)";
 
 /// The line for standard error, whatever the thrower's text holds.
 std::string oneLine(std::string text) {
@@ -49,6 +53,15 @@ class WrappingFormatter : public CLI::Formatter {
 public:
     WrappingFormatter() { column_width(nameWidth); }
 
+    /// Never two empty lines in a row, as between groups.
+    std::string make_help(const CLI::App* app, std::string name, CLI::AppFormatMode mode) const override {
+        std::string text = CLI::Formatter::make_help(app, std::move(name), mode);
+        for (std::size_t at = 0; (at = text.find("\n\n\n", at)) != std::string::npos;) {
+            text.erase(at, 1);
+        }
+        return text;
+    }
+
     std::string make_option_desc(const CLI::Option* option) const override {
         return wrapped(option->get_description(), width - nameWidth - 2);
     }
@@ -57,7 +70,7 @@ public:
     std::string make_option_opts(const CLI::Option* option) const override {
         std::string text;
         if (option->get_type_size() != 0) {
-            text += ' ' + option->get_type_name();
+            text += ' ' + valueName(*option);
             if (!option->get_default_str().empty()) {
                 text += '=' + option->get_default_str();
             }
@@ -92,12 +105,15 @@ std::shared_ptr<CommonOptions> addCommonOptions(CLI::App& app) {
                    optionText("Existing folder that keeps the diagnostic images and texts of the operation; without "
                               "it they are dropped",
                               "--dumps dumps"))
-        ->type_name("DIR");
+        ->type_name("DIR")
+        ->group(commonGroup);
     auto* const quiet =
-        app.add_flag("--quiet", options->quiet, optionText("Say nothing but warnings and errors", "--quiet"));
+        app.add_flag("--quiet", options->quiet, optionText("Say nothing but warnings and errors", "--quiet"))
+            ->group(commonGroup);
     app.add_flag("--verbose", options->verbose,
                  optionText("Also show the operation's messages, on standard error", "--verbose"))
-        ->excludes(quiet);
+        ->excludes(quiet)
+        ->group(commonGroup);
     return options;
 }
 
@@ -107,7 +123,7 @@ CommandLine::CommandLine()
     : app_("Colour science and computational photography on image files, one operation at a time.", "darkroom") {
     app_.formatter(std::make_shared<WrappingFormatter>());
     app_.set_version_flag("--version", "darkroom " LIKENESS_VERSION, "Print the version and exit (example: --version)");
-    app_.set_help_flag("-h,--help", "Print this help and exit (example: --help)");
+    app_.set_help_flag(helpNames, helpText);
     app_.require_subcommand(1);
     app_.footer(
         "darkroom SUBCOMMAND --help shows the options of a subcommand.\n"
@@ -117,7 +133,8 @@ CommandLine::CommandLine()
         app->footer("");
         Entry entry;
         entry.action = subcommand.declare(*app);
-        entry.common = addCommonOptions(*app);
+        entry.common = subcommand.onImages ? addCommonOptions(*app) : std::make_shared<CommonOptions>();
+        app->set_help_flag(helpNames, helpText)->group(commonGroup);  // anew, so that it is the last
         entries_.emplace(app, std::move(entry));
     }
 }

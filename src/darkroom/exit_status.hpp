@@ -1,12 +1,27 @@
 #pragma once
 
+#include <array>
+
 namespace likeness::darkroom {
 
-/// What `darkroom` tells its caller when it ends; the man page has the same table.
+/// What `darkroom` tells its caller when it ends.
 enum class ExitStatus : int {
     done = 0,           ///< the work is done, and within the limits that were asked for
     outsideLimits = 1,  ///< compared, and outside the limits
     couldNotRun = 2,    ///< wrong arguments, unreadable or unwritable files, or an error on the way
 };
+
+struct ExitStatusText {
+    ExitStatus status;
+    const char* text;
+};
+
+/// The table of the man page; the help has it in one line.
+inline constexpr std::array<ExitStatusText, 3> exitStatusTexts = {{
+    {ExitStatus::done, "The work is done, and within the limits that were asked for."},
+    {ExitStatus::outsideLimits, "Compared, and outside the limits."},
+    {ExitStatus::couldNotRun,
+     "Could not run: wrong arguments, unreadable or unwritable files, or an error on the way."},
+}};
 
 }  // namespace likeness::darkroom

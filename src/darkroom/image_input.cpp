@@ -2,24 +2,34 @@
 
 #include <fmt/format.h>
 
+#include <cstdint>
 #include <opencv2/imgcodecs.hpp>
 #include <opencv2/imgproc.hpp>
 
 #include "app/metrics.hpp"
 #include "app/photograph_reader.hpp"
 #include "darkroom/refusal.hpp"
+#include "exposure/response_recovery.hpp"
 
 namespace likeness::darkroom {
 namespace {
 
-cv::Mat read(const Session& session, const std::string& path, int flags) {
-    PhotographRead photograph = readPhotograph(path, flags);
+void requireRead(const std::string& path, const PhotographRead& photograph) {
     if (photograph.bgr.empty()) {
         throw Refusal("cannot read '" + path + "' as an image");
     }
+}
+
+void warnOfRemarks(const Session& session, const std::string& path, const PhotographRead& photograph) {
     for (const std::string& remark : photograph.remarks) {
         session.warn(fmt::format("'{}': {}", path, remark));
     }
+}
+
+cv::Mat read(const Session& session, const std::string& path, int flags) {
+    const PhotographRead photograph = readPhotograph(path, flags);
+    requireRead(path, photograph);
+    warnOfRemarks(session, path, photograph);
     return photograph.bgr;
 }
 
@@ -58,8 +68,43 @@ cv::Mat readUnitImage(const Session& session, const std::string& path) {
     return unitImageOf(readImage(session, path));
 }
 
+cv::Mat readBoundedUnitImage(const Session& session, const std::string& path) {
+    cv::Mat image = readUnitImage(session, path);
+    constexpr int limit = 1'000'000;
+    if (!cv::checkRange(image, true, nullptr, -limit, limit)) {
+        throw Refusal(fmt::format("'{}' holds values that are no numbers or outside {} to {}", path, -limit, limit));
+    }
+    return image;
+}
+
 cv::Mat readPhotographBytes(const Session& session, const std::string& path) {
     return read(session, path, cv::IMREAD_COLOR);
+}
+
+cv::Mat readMask(const Session& session, const std::string& path) {
+    const cv::Mat mask = read(session, path, cv::IMREAD_GRAYSCALE | cv::IMREAD_ANYDEPTH);
+    if (mask.depth() != CV_8U && mask.depth() != CV_16U) {
+        throw Refusal("'" + path + "' holds floats, and a mask has 8 or 16 bits");
+    }
+    cv::Mat bytes;
+    mask.convertTo(bytes, CV_8U, mask.depth() == CV_8U ? 1.0 : 1.0 / 257);
+    return bytes;
+}
+
+void checkFinite(const std::string& path, const cv::Mat& image) {
+    if (!cv::checkRange(image)) {
+        throw Refusal("'" + path + "' has values that are not finite");
+    }
+}
+
+std::pair<cv::Mat, cv::Mat> readPhotographPairBytes(const Session& session, const std::string& first,
+                                                    const std::string& second) {
+    const auto [firstRead, secondRead] = readPhotographPair(first, second, cv::IMREAD_COLOR);
+    requireRead(first, firstRead);
+    requireRead(second, secondRead);
+    warnOfRemarks(session, first, firstRead);
+    warnOfRemarks(session, second, secondRead);
+    return {firstRead.bgr, secondRead.bgr};
 }
 
 void checkSameSize(const std::string& firstPath, const cv::Mat& first, const std::string& secondPath,
@@ -67,6 +112,16 @@ void checkSameSize(const std::string& firstPath, const cv::Mat& first, const std
     if (first.size() != second.size()) {
         throw Refusal(fmt::format("'{}' is {} x {} pixels and '{}' is {} x {}: they must be of one size", firstPath,
                                   first.cols, first.rows, secondPath, second.cols, second.rows));
+    }
+}
+
+void checkResponseGrid(const std::string& path, cv::Size size) {
+    constexpr std::int64_t leastPixels = 70;
+    if (static_cast<std::int64_t>(size.width) * size.height < leastPixels || !hasResponseGrid(size)) {
+        throw Refusal(
+            fmt::format("'{}' is {} x {} pixels: a camera response takes at least {} pixels, and sides that "
+                        "differ no more than about 70 times",
+                        path, size.width, size.height, leastPixels));
     }
 }
 

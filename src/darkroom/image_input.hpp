@@ -4,6 +4,7 @@
 
 #include <opencv2/core.hpp>
 #include <string>
+#include <utility>
 
 #include "darkroom/session.hpp"
 
@@ -18,16 +19,39 @@ cv::Mat readImage(const Session& session, const std::string& path);
 /// @return  CV_32FC3
 cv::Mat readUnitImage(const Session& session, const std::string& path);
 
+/// The same, for operations that are not made for values which are no numbers or beyond all measure: the filters of the
+/// image library make tables over the range of the values.
+/// @throws Refusal  also where a value is NaN or outside -1e6 to 1e6
+cv::Mat readBoundedUnitImage(const Session& session, const std::string& path);
+
 /// As `likeness` reads a photograph: 16-bit values are reduced to 8.
 /// @return  CV_8UC3
 cv::Mat readPhotographBytes(const Session& session, const std::string& path);
 
+/// Two photographs as `readPhotographBytes` reads them, decoded at the same time.
+/// @throws Refusal  for the first that cannot be read
+std::pair<cv::Mat, cv::Mat> readPhotographPairBytes(const Session& session, const std::string& first,
+                                                    const std::string& second);
+
 /// The value 0..1 of a `readImage` result.
 cv::Mat unitImageOf(const cv::Mat& image);
+
+/// A picture that marks pixels, as grey; 16-bit values are reduced to 8.
+/// @return  CV_8UC1
+/// @throws Refusal  also where the file holds floats
+cv::Mat readMask(const Session& session, const std::string& path);
+
+/// Refuses an image with NaN or infinite values, for operations that would spread them or do not stand them.
+/// @throws Refusal
+void checkFinite(const std::string& path, const cv::Mat& image);
 
 /// Refuses images whose sizes differ.
 /// @throws Refusal  naming both files and sizes
 void checkSameSize(const std::string& firstPath, const cv::Mat& first, const std::string& secondPath,
                    const cv::Mat& second);
+
+/// Refuses an image that is too small or too narrow for the recovery of a camera response.
+/// @throws Refusal  naming the file and its size
+void checkResponseGrid(const std::string& path, cv::Size size);
 
 }  // namespace likeness::darkroom

@@ -3,6 +3,7 @@
 #include <unistd.h>
 
 #include <filesystem>
+#include <set>
 
 #include "darkroom/refusal.hpp"
 
@@ -56,11 +57,32 @@ void checkOutputFile(std::string_view option, const std::string& path) {
     }
 }
 
+void checkDifferentOutputs(std::string_view firstOption, const std::string& first, std::string_view secondOption,
+                           const std::string& second) {
+    std::error_code error;
+    const bool sameName =
+        fs::absolute(first, error).lexically_normal() == fs::absolute(second, error).lexically_normal();
+    if (sameName || fs::equivalent(first, second, error)) {
+        refuse(secondOption, second, "is the file of " + std::string(firstOption) + " too");
+    }
+}
+
 void checkNotAnInput(const std::string& path, const std::vector<std::string>& inputs) {
     for (const std::string& input : inputs) {
         std::error_code error;
         if (fs::equivalent(path, input, error)) {
             throw Refusal("'" + input + "' is an input and would be overwritten");
+        }
+    }
+}
+
+void checkDistinct(const std::vector<std::string>& outputs) {
+    std::set<fs::path> seen;
+    for (const std::string& output : outputs) {
+        std::error_code error;
+        const fs::path path = fs::weakly_canonical(fs::absolute(output), error);
+        if (!seen.insert(error ? fs::absolute(output) : path).second) {
+            throw Refusal("'" + output + "' would be written twice");
         }
     }
 }

@@ -17,8 +17,17 @@ void checkFolder(std::string_view option, const std::string& folder);
 /// @throws Refusal
 void checkOutputFile(std::string_view option, const std::string& path);
 
+/// Refuses one file for two results.
+/// @throws Refusal
+void checkDifferentOutputs(std::string_view firstOption, const std::string& first, std::string_view secondOption,
+                           const std::string& second);
+
 /// Refuses to write a file, whose name the user did not give in full, over one of the inputs.
 /// @throws Refusal
 void checkNotAnInput(const std::string& path, const std::vector<std::string>& inputs);
+
+/// Refuses two outputs under one name.
+/// @throws Refusal
+void checkDistinct(const std::vector<std::string>& outputs);
 
 }  // namespace likeness::darkroom

@@ -13,12 +13,27 @@ struct Subcommand {
     const char* name;
     const char* summary;  ///< one line for `darkroom --help`
     Action (*declare)(CLI::App& app);
+    bool onImages = true;  ///< works on images, and so has diagnostics to keep and something to say
 };
 
 /// All of them, in the order of the help.
 const std::vector<Subcommand>& subcommands();
 
+Action declareAdapt(CLI::App& app);
+Action declareAlign(CLI::App& app);
+Action declareAppearance(CLI::App& app);
+Action declareBrighten(CLI::App& app);
 Action declareCompare(CLI::App& app);
+Action declareCompletion(CLI::App& app);
+Action declareConvert(CLI::App& app);
+Action declareFuse(CLI::App& app);
+Action declareManual(CLI::App& app);
+Action declareMatchBrightness(CLI::App& app);
+Action declareSmooth(CLI::App& app);
+Action declareStack(CLI::App& app);
 Action declareStructure(CLI::App& app);
+Action declareTint(CLI::App& app);
+Action declareTransfer(CLI::App& app);
+Action declareWhite(CLI::App& app);
 
 }  // namespace likeness::darkroom

@@ -32,10 +32,13 @@ RunningSum sumOver(const cv::Mat& plane, Term term) {
     return result;
 }
 
-struct Lightness {
-    float mean;
-    float deviation;
-};
+LightnessStatistics statisticsOfLab(const cv::Mat& lab, const Diagnostics& diagnostics) {
+    cv::Mat plane;
+    cv::extractChannel(lab, plane, 0);
+    LightnessStatistics lightness{computeMean(plane, diagnostics), 0};
+    lightness.deviation = computeStdDev(plane, lightness.mean);
+    return lightness;
+}
 
 }  // namespace
 
@@ -49,19 +52,18 @@ float computeStdDev(const cv::Mat& plane, float& mean) {
     return std::sqrt(values.sum / static_cast<float>(values.count));
 }
 
+LightnessStatistics lightnessStatistics(const cv::Mat& bgr, const Diagnostics& diagnostics) {
+    cv::Mat lab;
+    cv::cvtColor(bgr, lab, cv::COLOR_BGR2Lab);
+    return statisticsOfLab(lab, diagnostics);
+}
+
 void alterNonFlashBrightness(cv::Mat& nonFlash, cv::Mat& target, cv::Mat& result, const Diagnostics& diagnostics) {
-    const auto lightnessOf = [&diagnostics](const cv::Mat& lab) {
-        cv::Mat plane;
-        cv::extractChannel(lab, plane, 0);
-        Lightness lightness{computeMean(plane, diagnostics), 0};
-        lightness.deviation = computeStdDev(plane, lightness.mean);
-        return lightness;
-    };
     cv::cvtColor(nonFlash, result, cv::COLOR_BGR2Lab);
-    const Lightness own = lightnessOf(result);
+    const LightnessStatistics own = statisticsOfLab(result, diagnostics);
     cv::Mat targetLab;
     cv::cvtColor(target, targetLab, cv::COLOR_BGR2Lab);
-    const Lightness wanted = lightnessOf(targetLab);
+    const LightnessStatistics wanted = statisticsOfLab(targetLab, diagnostics);
     targetLab.release();
 
     cv::Mat common = result(cv::Rect(0, 0, std::min(result.cols, target.cols), std::min(result.rows, target.rows)));

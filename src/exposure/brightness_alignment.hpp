@@ -31,4 +31,13 @@ float computeMean(cv::Mat& plane, const Diagnostics& diagnostics = workingDirect
 /// negative.
 float computeStdDev(const cv::Mat& plane, float& mean);
 
+/// Mean and standard deviation of a photograph's CIE L*, as `computeMean` and `computeStdDev` find them.
+struct LightnessStatistics {
+    float mean;
+    float deviation;
+};
+
+/// @param bgr  CV_32FC3, B, G, R, gamma-encoded, in [0, 1]; not modified
+LightnessStatistics lightnessStatistics(const cv::Mat& bgr, const Diagnostics& diagnostics = workingDirectory());
+
 }  // namespace likeness

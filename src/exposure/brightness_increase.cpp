@@ -19,7 +19,9 @@
 namespace likeness {
 namespace {
 
-constexpr double factorStep = 0.7;
+float nextFactor(float factor) {
+    return static_cast<float>(static_cast<double>(factor) - 0.7);
+}
 
 /// Calls body(element) for every element of a CV_32FC3 image.
 template <typename Body>
@@ -45,6 +47,13 @@ void copyFlashPhotograph(const Diagnostics& diagnostics) {
 }
 
 }  // namespace
+
+float brightnessFactor(float first, int pass) {
+    for (; pass > 0; --pass) {
+        first = nextFactor(first);
+    }
+    return first;
+}
 
 void increaseBrightness(cv::Mat& src, cv::Mat* dst, float factor, const Diagnostics& diagnostics) {
     const bool dumps = diagnostics.wantsFiles();
@@ -120,7 +129,7 @@ void increaseBrightness(cv::Mat& src, cv::Mat* dst, float factor, const Diagnost
                 messages.add(element);
             }
         });
-        factor = static_cast<float>(static_cast<double>(factor) - factorStep);
+        factor = nextFactor(factor);
         messages.add(factor);
     }
 

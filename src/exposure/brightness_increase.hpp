@@ -9,6 +9,10 @@ namespace likeness {
 /// Images that `increaseBrightness` makes in one call.
 inline constexpr int brightnessPasses = 6;
 
+/// Factor of a pass of `increaseBrightness`, which is `first` in pass 0 and 0.7 less in each next one; every step is
+/// rounded to float.
+float brightnessFactor(float first, int pass);
+
 /// Photographs of another brightness, and the same chroma and hue: the forward appearance model, a power law on the
 /// brightness smoothed by a bilateral filter, and the inverse model, for six factors.
 ///

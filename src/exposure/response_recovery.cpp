@@ -1,5 +1,6 @@
 #include "exposure/response_recovery.hpp"
 
+#include <cmath>
 #include <opencv2/photo.hpp>
 #include <sstream>
 
@@ -10,10 +11,24 @@
 #include "exposure/result_image.hpp"
 
 namespace likeness {
+namespace {
+
+constexpr int gridPoints = 70;
+
+}  // namespace
+
+bool hasResponseGrid(cv::Size size) {
+    // The image library's own grid: as many columns of points as make the meshes square, and rows for the rest.
+    if (size.empty()) {
+        return false;
+    }
+    const auto columns = static_cast<int>(std::sqrt(static_cast<double>(gridPoints) * size.width / size.height));
+    return columns > 0 && columns <= size.width && gridPoints / columns > 0 && gridPoints / columns <= size.height;
+}
 
 cv::Mat recoverResponse(const std::vector<cv::Mat>& images, const std::vector<float>& times) {
     cv::Mat response;
-    cv::createCalibrateDebevec(70, 10.0F, false)->process(images, response, times);
+    cv::createCalibrateDebevec(gridPoints, 10.0F, false)->process(images, response, times);
     return response;
 }
 

@@ -10,11 +10,15 @@
 
 namespace likeness {
 
+/// Whether images of a size have room for the grid of up to 70 points that `recoverResponse` looks at: with about 70
+/// pixels or more they have, unless one side is more than about 70 times the other.
+bool hasResponseGrid(cv::Size size);
+
 /// Recovers the response of a camera with the image library's `CalibrateDebevec`: 70 points on a regular grid,
 /// smoothness 10.
 ///
-/// @param images  two or more CV_8UC3 exposures of one size; in fewer than 70 pixels there is no grid of 70 points
-///                and the image library raises its error
+/// @param images  two or more CV_8UC3 exposures of one size; where that `hasResponseGrid` not, the image library raises
+///                its error
 /// @param times   their exposure times, all different
 /// @return        256 x 1, CV_32FC3: for each byte the exposure (radiance times time, up to a factor) that it stands
 ///                for, in the images' channel order

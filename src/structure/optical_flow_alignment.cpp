@@ -24,28 +24,35 @@ cv::Mat flowBetween(const cv::Mat& reference, const cv::Mat& moving) {
     return flow;
 }
 
-/// Turns displacements into the points they lead to, in place.
-void addPositions(cv::Mat& flow) {
+/// The points that displacements lead to.
+cv::Mat pointsOf(const cv::Mat& flow) {
+    cv::Mat points(flow.size(), CV_32FC2);
     for (int i = 0; i < flow.rows; ++i) {
-        auto* const displacement = flow.ptr<cv::Vec2f>(i);
+        const auto* const displacement = flow.ptr<cv::Vec2f>(i);
+        auto* const point = points.ptr<cv::Vec2f>(i);
         for (int j = 0; j < flow.cols; ++j) {
-            displacement[j][0] += static_cast<float>(j);
-            displacement[j][1] += static_cast<float>(i);
+            point[j][0] = displacement[j][0] + static_cast<float>(j);
+            point[j][1] = displacement[j][1] + static_cast<float>(i);
         }
     }
+    return points;
 }
 
 }  // namespace
 
 void calculateOpticalFlow(cv::Mat& moving, cv::Mat& reference, cv::Mat& out) {
+    cv::Mat flow;
+    alignAlongOpticalFlow(moving, reference, out, flow);
+}
+
+void alignAlongOpticalFlow(cv::Mat& moving, cv::Mat& reference, cv::Mat& out, cv::Mat& flow) {
     CV_Assert(!moving.empty() && moving.type() == CV_32FC3);
     CV_Assert(reference.size() == moving.size() && reference.type() == CV_32FC3);
     constexpr double scale = 255.0;
     moving *= scale;
     reference *= scale;
-    cv::Mat points = flowBetween(reference, moving);
-    addPositions(points);
-    cv::remap(moving, out, points, cv::noArray(), cv::INTER_NEAREST, cv::BORDER_CONSTANT, cv::Scalar::all(0));
+    flow = flowBetween(reference, moving);
+    cv::remap(moving, out, pointsOf(flow), cv::noArray(), cv::INTER_NEAREST, cv::BORDER_CONSTANT, cv::Scalar::all(0));
     moving /= scale;
     reference /= scale;
     out /= scale;

@@ -153,6 +153,44 @@ TEST(PerformIlluminantAdaptation, TheMaskFileChangesNothing) {
     EXPECT_MAT_EQUAL(adapted(), without);
 }
 
+TEST(PerformIlluminantAdaptation, WithoutAnythingLeftOutIsTheWholeOne) {
+    const cv::Mat target = smallPhotograph("coffee.jpg");
+    cv::Mat expected = reddish("cat.jpg");
+    performIlluminantAdaptation(expected, target, 0.7F, dropAll());
+    for (const cv::Mat& leftOut : {cv::Mat(), cv::Mat(expected.size(), CV_8U, cv::Scalar(100))}) {
+        cv::Mat actual = reddish("cat.jpg");
+        performIlluminantAdaptation(actual, target, 0.7F, leftOut, dropAll());
+        EXPECT_MAT_EQUAL(actual, expected);
+    }
+}
+
+TEST(PerformIlluminantAdaptation, WhatIsLeftOutChangesNeitherItselfNorTheRest) {
+    // The rest is adapted as it is on its own.
+    const cv::Mat target = smallPhotograph("coffee.jpg");
+    cv::Mat image = reddish("cat.jpg");
+    const int half = image.rows / 2;
+    image.rowRange(half, image.rows).setTo(cv::Scalar(0.55, 0.5, 0.45));  // as if under a bluish light
+    cv::Mat leftOut(image.size(), CV_8U, cv::Scalar(0));
+    leftOut.rowRange(half, image.rows).setTo(101);
+    cv::Mat actual = image.clone();
+    performIlluminantAdaptation(actual, target, 0.7F, leftOut, dropAll());
+    cv::Mat rest = image.rowRange(0, half).clone();
+    performIlluminantAdaptation(rest, target, 0.7F, dropAll());
+    EXPECT_MAT_EQUAL(actual.rowRange(0, half).clone(), rest);
+    EXPECT_MAT_EQUAL(actual.rowRange(half, image.rows).clone(), image.rowRange(half, image.rows).clone());
+    cv::Mat whole = image.clone();
+    performIlluminantAdaptation(whole, target, 0.7F, dropAll());
+    EXPECT_GT(cv::norm(whole.rowRange(0, half), rest, cv::NORM_INF), 1e-3) << "or the test could not fail";
+}
+
+TEST(PerformIlluminantAdaptation, EverythingLeftOutStays) {
+    const cv::Mat image = reddish("cat.jpg");
+    cv::Mat actual = image.clone();
+    performIlluminantAdaptation(actual, smallPhotograph("coffee.jpg"), 1, cv::Mat(image.size(), CV_8U, cv::Scalar(255)),
+                                dropAll());
+    EXPECT_MAT_EQUAL(actual, image);
+}
+
 TEST(ParticipationMask, EverythingTakesPartWithoutAShadow) {
     EXPECT_MAT_EQUAL(participationMask({5, 3}, cv::Mat()), cv::Mat(3, 5, CV_8U, cv::Scalar(255)));
 }

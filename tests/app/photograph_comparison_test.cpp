@@ -7,8 +7,13 @@
 #include <bit>
 #include <stdexcept>
 
+#include "app/metrics.hpp"
 #include "app/perceptual_metrics.hpp"
+#include "appearance/appearance_correlates.hpp"
+#include "appearance/cone_responses.hpp"
+#include "appearance/viewing_conditions.hpp"
 #include "reference/metrics_reference.hpp"
+#include "support/mat_matchers.hpp"
 #include "support/scratch_directory.hpp"
 #include "support/test_images.hpp"
 
@@ -223,6 +228,92 @@ TEST(PhotographComparison, IsSymmetricAndBlindToPlaces) {
     cv::Mat flipped;
     cv::flip(cat, flipped, -1);
     EXPECT_EQ(bitsOf(comparePhotographs(flipped, coffee)), bits);
+}
+
+/// The maps of the chain run on every pixel, with the hue by the same functions.
+AppearanceMaps mapsOfTheWholeChain(const cv::Mat& photograph) {
+    cv::Mat normalized(photograph.size(), CV_32FC3);
+    if (photograph.type() == CV_8UC3) {
+        reference::normImg(photograph, normalized);
+    } else {
+        photograph.copyTo(normalized);
+    }
+    cv::Mat adapted(photograph.size(), CV_32FC3);
+    compute_cat(normalized, adapted);
+    cv::Mat again = adapted.clone();
+    const auto map = [&photograph] { return cv::Mat(photograph.size(), CV_32F); };
+    AppearanceMaps maps{map(), map(), map(), map(), map(), map()};
+    perceptualMetrics(adapted, maps.brightness, maps.lightness, maps.chroma, maps.colorfulness, maps.saturation,
+                      dropAll());
+    again = again.reshape(1) * 100.0F;
+    again = again.reshape(3);
+    cv::Mat FL(photograph.size(), CV_32F, cv::Scalar(computeFl(adaptingLuminance)));
+    cv::Mat nl(photograph.size(), CV_32FC3);
+    convertSharpenedBGRtoHPE(again, nl);
+    computeNonLinearities(nl, nl, FL);
+    cv::Mat a = map();
+    cv::Mat b = map();
+    cv::Mat eccentricity = map();
+    computeAB(nl, a, b);
+    computeHue(a, b, maps.hueDegrees, eccentricity);
+    return maps;
+}
+
+void expectSameMaps(const AppearanceMaps& actual, const AppearanceMaps& expected) {
+    EXPECT_MAT_EQUAL(actual.brightness, expected.brightness);
+    EXPECT_MAT_EQUAL(actual.lightness, expected.lightness);
+    EXPECT_MAT_EQUAL(actual.chroma, expected.chroma);
+    EXPECT_MAT_EQUAL(actual.colorfulness, expected.colorfulness);
+    EXPECT_MAT_EQUAL(actual.saturation, expected.saturation);
+    EXPECT_MAT_EQUAL(actual.hueDegrees, expected.hueDegrees);
+}
+
+TEST(AppearanceMaps, AreThoseOfTheChainOnEveryPixel) {
+    cv::Mat large;
+    cv::repeat(testing::examplePhotograph("coffee.jpg"), 2, 2, large);
+    for (const cv::Mat& photograph :
+         {testing::examplePhotograph("cat.jpg"), saturatedPhotograph(), testing::randomPhotograph({90, 60}, 10),
+          testing::withGaps(testing::randomPhotograph({50, 40}, 7)), uniform({5, 4}, cv::Scalar::all(0)), large,
+          testing::exampleImage("rocket.jpg"), testing::randomImage({40, 30}, 3, -0.2F, 1.3F, 4)}) {
+        SCOPED_TRACE(photograph.size());
+        const cv::Mat before = photograph.clone();
+        expectSameMaps(appearanceMaps(photograph), mapsOfTheWholeChain(photograph));
+        EXPECT_MAT_EQUAL(photograph, before);
+    }
+}
+
+TEST(AppearanceMaps, LeaveTheDumpsOfTheComparison) {
+    const cv::Mat photograph = testing::examplePhotograph("cat.jpg");
+    Files expected;
+    {
+        const ScratchDirectory scratch;
+        ColorCounter counter;
+        appearanceDistributions(photograph, counter, DirectoryDiagnostics("."));
+        expected = filesOf(".");
+    }
+    ASSERT_EQ(expected.size(), 4U);
+    cv::Mat normalized(photograph.size(), CV_32FC3);
+    reference::normImg(photograph, normalized);
+    for (const cv::Mat& image : {photograph, normalized}) {
+        const ScratchDirectory scratch;
+        appearanceMaps(image, DirectoryDiagnostics("."));
+        EXPECT_TRUE(filesOf(".") == expected);
+    }
+}
+
+TEST(AppearanceMaps, OfAnEmptyImageAreEmpty) {
+    EXPECT_TRUE(appearanceMaps(cv::Mat()).hueDegrees.empty());
+    EXPECT_THROW(appearanceMaps(cv::Mat(3, 3, CV_16UC3)), std::invalid_argument);
+}
+
+TEST(PhotographComparison, AnalysesBothPhotographs) {
+    const cv::Mat cat = testing::examplePhotograph("cat.jpg");
+    const cv::Mat coffee = testing::examplePhotograph("coffee.jpg");
+    const auto [first, second] = analyzePhotographs(cat, coffee);
+    ColorCounter counter;
+    EXPECT_EQ(first.chroma, appearanceDistributions(cat, counter).chroma);
+    EXPECT_EQ(second.chroma, appearanceDistributions(coffee, counter).chroma);
+    EXPECT_EQ(bitsOf(compareDistributions(first, second)), bitsOf(comparePhotographs(cat, coffee)));
 }
 
 TEST(PhotographComparison, RefusesWhatIsNoPhotograph) {

@@ -1,6 +1,8 @@
 // The examples in the documents are run, and show what the program prints.
 #include <gtest/gtest.h>
 
+#include <filesystem>
+#include <regex>
 #include <sstream>
 
 #include "support/process.hpp"
@@ -55,6 +57,116 @@ TEST(DocumentExamples, Readme) {
 TEST(DocumentExamples, ManPage) {
     expectTrue("man/likeness.1", 1);
 }
+
+#ifdef LIKENESS_DARKROOM
+/// What follows a prompt, and what the document shows below it.
+struct Command {
+    std::string line;
+    int status = 0;                  ///< as a comment behind the command states it: "# exit status 1"
+    std::vector<std::string> shown;  ///< "..." stands for any lines
+};
+
+/// Every command of the document's console examples, in order. A backslash at the end of a line continues it.
+std::vector<Command> commandsIn(const std::string& text) {
+    std::vector<Command> commands;
+    std::istringstream stream(text);
+    bool open = false;  // within the output of the last command
+    for (std::string line; std::getline(stream, line);) {
+        const std::size_t begin = std::min(line.find_first_not_of(' '), line.size());
+        line.erase(0, begin);
+        if (line.rfind("$ ", 0) == 0) {
+            Command command;
+            command.line = line.substr(2);
+            for (std::string rest; command.line.back() == '\\' && std::getline(stream, rest);) {
+                command.line.back() = ' ';
+                command.line += rest;
+            }
+            static const std::regex status("# exit status ([0-9]+)$");
+            std::smatch match;
+            if (std::regex_search(command.line, match, status)) {
+                command.status = std::stoi(match[1]);
+            }
+            commands.push_back(command);
+            open = true;
+        } else if (line.rfind("```", 0) == 0 || line.rfind(".fi", 0) == 0) {
+            open = false;
+        } else if (open) {
+            commands.back().shown.push_back(line);
+        }
+    }
+    return commands;
+}
+
+/// Whether the lines are those that are shown.
+bool matches(std::vector<std::string>::const_iterator line, std::vector<std::string>::const_iterator lineEnd,
+             std::vector<std::string>::const_iterator shown, std::vector<std::string>::const_iterator shownEnd) {
+    if (shown == shownEnd) {
+        return line == lineEnd;
+    }
+    if (*shown == "...") {
+        return matches(line, lineEnd, shown + 1, shownEnd) ||
+               (line != lineEnd && matches(line + 1, lineEnd, shown, shownEnd));
+    }
+    return line != lineEnd && *line == *shown && matches(line + 1, lineEnd, shown + 1, shownEnd);
+}
+
+std::vector<std::string> linesOf(const std::string& text) {
+    std::vector<std::string> lines;
+    std::istringstream stream(text);
+    for (std::string line; std::getline(stream, line);) {
+        lines.push_back(line);
+    }
+    return lines;
+}
+
+/// Runs the commands that begin with `darkroom` or `scripts/darkroom`, and those that make a folder for them or look at
+/// a result, as a reader would type them one after the other.
+void expectDarkroomExamples(const std::string& document, const std::string& text, std::size_t atLeast) {
+    namespace fs = std::filesystem;
+    const ScratchDirectory folder;
+    fs::create_directories(folder.path() / "examples");
+    fs::copy(source + "/examples/photos", folder.path() / "examples/photos", fs::copy_options::recursive);
+    fs::create_directories(folder.path() / "scripts");
+    fs::create_symlink(LIKENESS_DARKROOM, folder.path() / "scripts/darkroom");
+    std::size_t count = 0;
+    for (const Command& command : commandsIn(text)) {
+        static const std::regex known("^(scripts/)?darkroom |^(mkdir|cat|head|tail|wc|ls|cut) ");
+        if (!std::regex_search(command.line, known)) {
+            continue;
+        }
+        count += command.line.find("darkroom ") <= 8 ? 1 : 0;
+        // Both streams as on a terminal.
+        const std::string script =
+            "exec 2>&1\nPATH=" + fs::path(LIKENESS_DARKROOM).parent_path().string() + ":$PATH\n" + command.line + "\n";
+        const Outcome outcome = run({"/bin/sh", "-c", script}, folder.path());
+        EXPECT_EQ(outcome.status, command.status) << document << ": " << command.line << '\n' << outcome.out;
+        if (!command.shown.empty()) {
+            const std::vector<std::string> lines = linesOf(outcome.out);
+            EXPECT_TRUE(matches(lines.begin(), lines.end(), command.shown.begin(), command.shown.end()))
+                << document << ": " << command.line << '\n'
+                << outcome.out;
+        }
+    }
+    EXPECT_GE(count, atLeast) << document;
+}
+
+TEST(DocumentExamples, DarkroomPage) {
+    expectDarkroomExamples("docs/darkroom.md", contentOf(source + "/docs/darkroom.md"), 5);
+}
+
+TEST(DocumentExamples, DarkroomInReadme) {
+    expectDarkroomExamples("README.md", contentOf(source + "/README.md"), 1);
+}
+
+TEST(DocumentExamples, DarkroomManPage) {
+    const ScratchDirectory folder;
+    std::string page = run({LIKENESS_DARKROOM, "manual"}, folder.path()).out;
+    for (std::size_t at = 0; (at = page.find("\\-", at)) != std::string::npos;) {
+        page.erase(at, 1);
+    }
+    expectDarkroomExamples("darkroom.1", page, 4);
+}
+#endif
 
 TEST(DocumentExamples, ReadmeProgramIsTheOneThatIsBuilt) {
     const std::string readme = contentOf(source + "/README.md");

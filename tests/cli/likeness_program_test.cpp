@@ -217,14 +217,8 @@ TEST_F(LikenessProgram, AlphaIsDropped) {
 TEST_F(LikenessProgram, ExifOrientationIsApplied) {
     const cv::Mat wide = randomPhotograph({48, 16}, 11);
     const std::string plain = save("wide.jpg", wide);
-    std::string bytes = contentOf(plain);
-    // An APP1 segment behind the start of the image: a little-endian TIFF header and one entry, orientation 6, for
-    // which the picture is to be turned by a quarter.
-    const std::string tiff("II*\0\x08\0\0\0\x01\0\x12\x01\x03\0\x01\0\0\0\x06\0\0\0\0\0\0\0", 26);
-    const std::string body = std::string("Exif\0\0", 6) + tiff;
-    const auto length = static_cast<unsigned char>(body.size() + 2);
-    bytes.insert(2, std::string("\xFF\xE1\0", 3) + static_cast<char>(length) + body);
-    writeText(input("turned.jpg"), bytes);
+    // Orientation 6: the picture is to be turned by a quarter.
+    writeText(input("turned.jpg"), jpegWithOrientation(contentOf(plain), 6));
     const Outcome outcome = compare(plain, input("turned.jpg"), folder());
     EXPECT_EQ(outcome.status, 0);
     EXPECT_EQ(outcome.out, "1,1,1,1,1\n");  // the same colours in other places

@@ -125,6 +125,16 @@ TEST(AlterNonFlashBrightness, GivesTheStatisticsOfTheTarget) {
     EXPECT_GT(cv::norm(lightnessOf(nonFlash), lightnessOf(target), cv::NORM_INF), 10);
 }
 
+TEST(LightnessStatistics, ByHand) {
+    // Grey of 0 and 1 has L* 0 and 100: a quarter of white has the mean 25 and the deviation 100 sqrt(3) / 4.
+    cv::Mat image(8, 8, CV_32FC3, cv::Scalar::all(0));
+    image.colRange(0, 2) = cv::Scalar::all(1);
+    const LightnessStatistics lightness = lightnessStatistics(image, dropAll());
+    EXPECT_NEAR(lightness.mean, 25, 1e-3);
+    EXPECT_NEAR(lightness.deviation, 43.301270, 1e-3);
+    EXPECT_EQ(image.at<cv::Vec3f>(0, 0), cv::Vec3f::all(1));
+}
+
 TEST(AlterNonFlashBrightness, AnImageAgainstItselfStays) {
     cv::Mat image = testing::exampleImage("cat.jpg");
     cv::Mat same = image.clone();

@@ -193,6 +193,22 @@ TEST(IncreaseBrightness, SmallerFactorsBrighten) {
     }
 }
 
+TEST(BrightnessFactor, FallsBySevenTenthsEachPass) {
+    EXPECT_EQ(brightnessFactor(11.4F, 0), 11.4F);
+    for (int pass = 0; pass < brightnessPasses; ++pass) {
+        EXPECT_NEAR(brightnessFactor(11.4F, pass), 11.4 - 0.7 * pass, 1e-5) << pass;
+    }
+    // The operation tells the factor of each next pass.
+    const std::string printed = outcomeOf(cv::Mat(1, 1, CV_32FC3, cv::Scalar::all(0.5)), 11.4F, library).printed;
+    std::size_t at = 0;
+    for (int pass = 1; pass < brightnessPasses; ++pass) {
+        std::ostringstream line;
+        line << '\n' << brightnessFactor(11.4F, pass) << '\n';
+        at = printed.find(line.str(), at);
+        ASSERT_NE(at, std::string::npos) << pass;
+    }
+}
+
 TEST(IncreaseBrightness, RestoresTheInput) {
     const cv::Mat image = adaptedPiece("rocket.jpg", {100, 60, 40, 30});
     const Outcome outcome = outcomeOf(image, 10.0F, library);

@@ -87,6 +87,26 @@ TEST(RecoverResponse, FindsTheCurveThatTheExposuresWereMadeWith) {
     }
 }
 
+TEST(HasResponseGrid, SaysWhereTheRecoveryRaisesNoError) {
+    const std::vector<cv::Size> sizes = {{70, 1}, {1, 70}, {71, 1}, {1, 71}, {73, 1}, {1, 200}, {142, 2}, {145, 2},
+                                         {7, 9},  {8, 8},  {23, 3}, {22, 3}, {10, 7}, {7, 10},  {3, 24},  {5, 12}};
+    int with = 0;
+    for (const cv::Size& size : sizes) {
+        const std::vector<cv::Mat> images(2, cv::Mat(size, CV_8UC3, cv::Scalar::all(9)));
+        bool recovered = true;
+        try {
+            recoverResponse(images, {1, 2});
+        } catch (const cv::Exception&) {
+            recovered = false;
+        }
+        EXPECT_EQ(hasResponseGrid(size), recovered) << size;
+        with += recovered ? 1 : 0;
+    }
+    EXPECT_GT(with, 3);
+    EXPECT_LT(with, static_cast<int>(sizes.size()) - 3);
+    EXPECT_FALSE(hasResponseGrid({0, 0}));
+}
+
 TEST(RecoverResponse, ImagesWithoutAGridOfSeventyPointsAreRefused) {
     std::vector<cv::Mat> images(2, cv::Mat(5, 5, CV_8UC3, cv::Scalar::all(9)));
     EXPECT_THROW(recoverResponse(images, {1, 2}), cv::Exception);

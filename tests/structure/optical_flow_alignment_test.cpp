@@ -48,6 +48,28 @@ TEST(CalculateOpticalFlow, IsTheLiteralOne) {
     }
 }
 
+TEST(AlignAlongOpticalFlow, HandsOverTheLiteralFlow) {
+    const cv::Mat photograph = testing::exampleImage("coffee.jpg");
+    const cv::Mat moved = warped(photograph, cv::Mat(photograph.size(), CV_32FC2, cv::Scalar(1.5, -2)));
+    cv::Mat grayMoving;
+    cv::Mat grayReference;
+    cv::cvtColor(photograph * 255.0, grayMoving, cv::COLOR_BGR2GRAY);
+    cv::cvtColor(moved * 255.0, grayReference, cv::COLOR_BGR2GRAY);
+    const cv::Mat expected = reference::opticalFlow(grayMoving, grayReference);
+
+    cv::Mat moving = photograph.clone();
+    cv::Mat reference = moved.clone();
+    cv::Mat out;
+    cv::Mat flow;
+    alignAlongOpticalFlow(moving, reference, out, flow);
+    EXPECT_MAT_EQUAL(flow, expected);
+    cv::Mat otherMoving = photograph.clone();
+    cv::Mat otherReference = moved.clone();
+    cv::Mat alone;
+    calculateOpticalFlow(otherMoving, otherReference, alone);
+    EXPECT_MAT_EQUAL(out, alone);
+}
+
 TEST(CalculateOpticalFlow, AcceptsRowsWithGaps) {
     const cv::Mat photograph = testing::exampleImage("cat.jpg");
     const cv::Mat moved = warped(photograph, cv::Mat(photograph.size(), CV_32FC2, cv::Scalar(2.5, -1)));

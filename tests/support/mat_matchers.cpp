@@ -82,6 +82,9 @@ template <typename T>
             case CV_8U:
                 result = compareBits<uchar>(actual, expected);
                 break;
+            case CV_16U:
+                result = compareBits<ushort>(actual, expected);
+                break;
             case CV_32S:
                 result = compareBits<int>(actual, expected);
                 break;

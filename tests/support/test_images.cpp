@@ -97,6 +97,16 @@ std::vector<NamedImage> floatImages(int channels, float low, float high) {
     return images;
 }
 
+std::string jpegWithOrientation(const std::string& jpeg, char orientation) {
+    // An APP1 segment behind the start of the image: a little-endian TIFF header and one entry.
+    std::string tiff("II*\0\x08\0\0\0\x01\0\x12\x01\x03\0\x01\0\0\0\0\0\0\0\0\0\0\0", 26);
+    tiff[18] = orientation;
+    const std::string body = std::string("Exif\0\0", 6) + tiff;
+    std::string bytes = jpeg;
+    bytes.insert(2, std::string("\xFF\xE1\0", 3) + static_cast<char>(body.size() + 2) + body);
+    return bytes;
+}
+
 const std::vector<std::string>& examplePhotographNames() {
     static const std::vector<std::string> names = {"cat.jpg", "coffee.jpg", "retina.jpg", "rocket.jpg"};
     return names;

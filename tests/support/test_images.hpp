@@ -29,6 +29,9 @@ cv::Mat examplePhotograph(const std::string& name);
 /// The same as CV_32FC3 in [0, 1].
 cv::Mat exampleImage(const std::string& name);
 
+/// A JPEG file with an EXIF orientation, 1 to 8, put into it.
+std::string jpegWithOrientation(const std::string& jpeg, char orientation);
+
 /// Names of the example photographs.
 const std::vector<std::string>& examplePhotographNames();
 

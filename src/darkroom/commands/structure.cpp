@@ -7,6 +7,7 @@
 #include "darkroom/image_input.hpp"
 #include "darkroom/image_output.hpp"
 #include "darkroom/option_checks.hpp"
+#include "darkroom/output_check.hpp"
 #include "darkroom/progress.hpp"
 #include "darkroom/refusal.hpp"
 #include "darkroom/subcommands.hpp"
@@ -25,6 +26,7 @@ ExitStatus mapStructure(const Session& session, const Options& options) {
     checkImageOutput(options.output);
     const ImageOutput coherenceOutput = options.output.at(options.coherence, "--coherence");
     if (!options.coherence.empty()) {
+        checkDifferentOutputs("--output", options.output.path, "--coherence", options.coherence);
         checkImageOutput(coherenceOutput);
     }
     cv::Mat image = readUnitImage(session, options.input);
@@ -53,7 +55,7 @@ ExitStatus mapStructure(const Session& session, const Options& options) {
 
 Action declareStructure(CLI::App& app) {
     auto options = std::make_shared<Options>();
-    app.add_option("IN", options->input, "Image")->required();
+    app.add_option("IN", options->input, "Image")->type_name("FILE")->required();
     addImageOutput(app, options->output);
     app.add_option("--coherence", options->coherence,
                    optionText("Second result image: how much the two eigenvalues of the structure tensor differ, 0 to "

@@ -1,0 +1,26 @@
+#include "darkroom/text_output.hpp"
+
+#include <iostream>
+
+#include "darkroom/option_checks.hpp"
+#include "darkroom/output_check.hpp"
+#include "darkroom/replaced_file.hpp"
+
+namespace likeness::darkroom {
+
+void addTextOutput(CLI::App& app, TextOutput& output, const std::string& example) {
+    app.add_option("-o,--output", output.path,
+                   optionText("File that the text is written to; without it, standard output", example))
+        ->type_name("FILE");
+}
+
+void writeText(const TextOutput& output, const std::string& text) {
+    if (output.path.empty()) {
+        std::cout << text;
+        return;
+    }
+    checkOutputFile("--output", output.path);
+    replaceFile(output.path, text);
+}
+
+}  // namespace likeness::darkroom
