@@ -1,5 +1,6 @@
-// Times the whole program against a floor (only decoding, encoding and writing), `darkroom compare` and the library call
-// against decoding, and the program against the literal chain, as whole processes in one run; prints medians and ratios.
+// Times the whole program against a floor (only decoding, encoding and writing), `darkroom compare` and the library
+// call against decoding, and the program against the literal chain, as whole processes in one run; prints medians and
+// ratios.
 #include <fcntl.h>
 #include <sys/resource.h>
 #include <sys/wait.h>
@@ -100,8 +101,8 @@ void printRatio(const char* name, const std::vector<double>& values) {
                 *std::min_element(values.begin(), values.end()), *std::max_element(values.begin(), values.end()));
 }
 
-void bench(const std::string& program, const std::string& darkroom, const std::string& stages, int width, int height, int repetitions,
-           bool literal) {
+void bench(const std::string& program, const std::string& darkroom, const std::string& stages, int width, int height,
+           int repetitions, bool literal) {
     const std::vector<std::string> pair = {"first.jpg", "second.jpg"};
     const std::string w = std::to_string(width);
     const std::string h = std::to_string(height);
