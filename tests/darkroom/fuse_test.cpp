@@ -285,6 +285,7 @@ TEST_F(DarkroomFuse, RefusesPlaces) {
                   "--response: 'none/r.csv' cannot be written: the folder 'none' does not exist");
     expectRefused(to({"--plot", "none/r.svg"}),
                   "--plot: 'none/r.svg' cannot be written: the folder 'none' does not exist");
+    expectRefused(to({"--response", "r", "--plot", "r"}), "--plot: 'r' is the file of --response");
     const std::string input1 = save("a.jpg", images[0]);
     expectRefused({"fuse", input1, paths[1], "--times", "1,2", "-o", input1.substr(0, input1.size() - 4)},
                   "'" + input1 + "' is an input and would be overwritten");

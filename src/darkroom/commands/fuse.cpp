@@ -41,6 +41,9 @@ void checkOutputs(const Options& options) {
     }
     if (!options.plot.empty()) {
         checkOutputFile("--plot", options.plot);
+        if (options.plot == options.response) {
+            throw Refusal("--plot: '" + options.plot + "' is the file of --response");
+        }
     }
 }
 
