@@ -6,6 +6,9 @@ const std::vector<Subcommand>& subcommands() {
     static const std::vector<Subcommand> all = {
         {"compare", "Compare two photographs by how they look: five coefficients", declareCompare},
         {"structure", "Maps of the strength and the coherence of oriented structure", declareStructure},
+        {"batch", "Compare many pairs of photographs, recording every result", declareBatch},
+        {"merge", "Join the results of shards into one file in the order of the list", declareMerge},
+        {"verify", "Tell what results of a batch lack against its list", declareVerify},
     };
     return all;
 }

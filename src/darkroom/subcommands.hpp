@@ -18,7 +18,10 @@ struct Subcommand {
 /// All of them, in the order of the help.
 const std::vector<Subcommand>& subcommands();
 
+Action declareBatch(CLI::App& app);
 Action declareCompare(CLI::App& app);
+Action declareMerge(CLI::App& app);
 Action declareStructure(CLI::App& app);
+Action declareVerify(CLI::App& app);
 
 }  // namespace likeness::darkroom
