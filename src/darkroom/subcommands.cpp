@@ -8,6 +8,9 @@ const std::vector<Subcommand>& subcommands() {
         {"appearance", "Maps of how bright, light, colourful, saturated and of what hue an image looks",
          declareAppearance},
         {"structure", "Maps of the strength and the coherence of oriented structure", declareStructure},
+        {"batch", "Compare many pairs of photographs, recording every result", declareBatch},
+        {"merge", "Join the results of shards into one file in the order of the list", declareMerge},
+        {"verify", "Tell what results of a batch lack against its list", declareVerify},
     };
     return all;
 }

@@ -19,7 +19,10 @@ struct Subcommand {
 const std::vector<Subcommand>& subcommands();
 
 Action declareAppearance(CLI::App& app);
+Action declareBatch(CLI::App& app);
 Action declareCompare(CLI::App& app);
+Action declareMerge(CLI::App& app);
 Action declareStructure(CLI::App& app);
+Action declareVerify(CLI::App& app);
 
 }  // namespace likeness::darkroom
