@@ -11,6 +11,7 @@ const std::vector<Subcommand>& subcommands() {
         {"batch", "Compare many pairs of photographs, recording every result", declareBatch},
         {"merge", "Join the results of shards into one file in the order of the list", declareMerge},
         {"verify", "Tell what results of a batch lack against its list", declareVerify},
+        {"report", "A page of the results of a batch: distributions, scatter, table, failures", declareReport},
     };
     return all;
 }

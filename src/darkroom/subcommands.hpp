@@ -22,6 +22,7 @@ Action declareAppearance(CLI::App& app);
 Action declareBatch(CLI::App& app);
 Action declareCompare(CLI::App& app);
 Action declareMerge(CLI::App& app);
+Action declareReport(CLI::App& app);
 Action declareStructure(CLI::App& app);
 Action declareVerify(CLI::App& app);
 

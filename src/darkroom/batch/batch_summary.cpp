@@ -8,6 +8,22 @@
 
 namespace likeness::darkroom {
 
+CoefficientStatistics statisticsOf(std::vector<float> values) {
+    std::sort(values.begin(), values.end());
+    const auto percentile = [&values](double share) {
+        const double rank = std::ceil(share * static_cast<double>(values.size()));
+        return values[rank < 1 ? 0 : static_cast<std::size_t>(rank) - 1];
+    };
+    return {std::accumulate(values.begin(), values.end(), 0.0) / static_cast<double>(values.size()),
+            values.front(),
+            percentile(0.05),
+            percentile(0.25),
+            percentile(0.5),
+            percentile(0.75),
+            percentile(0.95),
+            values.back()};
+}
+
 void BatchSummary::add(const PairOutcome& outcome) {
     ++pairs_;
     withRemarks_ += outcome.remarks.empty() ? 0U : 1U;
@@ -27,14 +43,11 @@ std::vector<std::string> BatchSummary::table() const {
     std::vector<std::string> lines = {fmt::format("{:<13}{:>9}{:>9}{:>9}{:>9}{:>9}{:>9}{:>9}{:>9}", "", "mean", "least",
                                                   "5 %", "25 %", "median", "75 %", "95 %", "greatest")};
     for (std::size_t k = 0; k < coefficients_.size(); ++k) {
-        std::vector<float> sorted = coefficients_[k];
-        std::sort(sorted.begin(), sorted.end());
-        const double sum = std::accumulate(sorted.begin(), sorted.end(), 0.0);
-        std::string line = fmt::format("{:<13}{:>9.5f}", correlateNames[k], sum / static_cast<double>(sorted.size()));
-        for (const double share : {0.0, 0.05, 0.25, 0.5, 0.75, 0.95, 1.0}) {
-            const double rank = std::ceil(share * static_cast<double>(sorted.size()));
-            const std::size_t place = rank < 1 ? 0 : static_cast<std::size_t>(rank) - 1;
-            line += fmt::format("{:>9.5f}", sorted[place]);
+        const CoefficientStatistics all = statisticsOf(coefficients_[k]);
+        std::string line = fmt::format("{:<13}{:>9.5f}", correlateNames[k], all.mean);
+        for (const float value :
+             {all.least, all.fifth, all.lowerQuartile, all.median, all.upperQuartile, all.ninetyFifth, all.greatest}) {
+            line += fmt::format("{:>9.5f}", value);
         }
         lines.push_back(std::move(line));
     }

@@ -9,6 +9,21 @@
 
 namespace likeness::darkroom {
 
+/// The values of one coefficient over many pairs. Percentiles are of nearest rank.
+struct CoefficientStatistics {
+    double mean = 0;
+    float least = 0;
+    float fifth = 0;  ///< 5th percentile, and so on
+    float lowerQuartile = 0;
+    float median = 0;
+    float upperQuartile = 0;
+    float ninetyFifth = 0;
+    float greatest = 0;
+};
+
+/// @param values  not empty
+CoefficientStatistics statisticsOf(std::vector<float> values);
+
 /// Counts records and gathers their coefficients: 20 bytes a pair.
 class BatchSummary {
 public:
@@ -17,6 +32,9 @@ public:
     std::uint64_t pairs() const noexcept { return pairs_; }
     std::uint64_t failed() const noexcept { return failed_; }
     std::uint64_t withRemarks() const noexcept { return withRemarks_; }
+
+    /// Those of the compared pairs, in the order in which they were added.
+    const std::vector<float>& coefficients(std::size_t correlate) const { return coefficients_[correlate]; }
 
     /// A table of the mean, the least value, the 5th, 25th, 50th, 75th and 95th percentile (of nearest rank) and the
     /// greatest value of each coefficient, line by line; nothing if no pair was compared.
