@@ -1,5 +1,6 @@
-// Times the whole program against a floor (only decoding, encoding and writing), the library call against decoding, and
-// both against the literal chain, as whole processes in one run; prints medians and ratios.
+// Times the whole program against a floor (only decoding, encoding and writing), `darkroom compare` and the library
+// call against decoding, and the program against the literal chain, as whole processes in one run; prints medians and
+// ratios.
 #include <fcntl.h>
 #include <sys/resource.h>
 #include <sys/wait.h>
@@ -100,8 +101,8 @@ void printRatio(const char* name, const std::vector<double>& values) {
                 *std::min_element(values.begin(), values.end()), *std::max_element(values.begin(), values.end()));
 }
 
-void bench(const std::string& program, const std::string& stages, int width, int height, int repetitions,
-           bool literal) {
+void bench(const std::string& program, const std::string& darkroom, const std::string& stages, int width, int height,
+           int repetitions, bool literal) {
     const std::vector<std::string> pair = {"first.jpg", "second.jpg"};
     const std::string w = std::to_string(width);
     const std::string h = std::to_string(height);
@@ -133,6 +134,7 @@ void bench(const std::string& program, const std::string& stages, int width, int
         runs["floor"].push_back(run({stages, "floor", pair[0], pair[1], firstText, secondText}));
         floorDumps = dumpBytes();
         runs["library"].push_back(run({stages, "library", pair[0], pair[1]}));
+        runs["darkroom"].push_back(run({darkroom, "compare", pair[0], pair[1]}));
         runs["decode"].push_back(run({stages, "decode", pair[0], pair[1]}));
     }
     if (literal) {
@@ -141,6 +143,7 @@ void bench(const std::string& program, const std::string& stages, int width, int
     print("whole program, with all dumps", runs["program"]);
     print("floor: decode, encode, write", runs["floor"]);
     print("decode and library call, no dumps", runs["library"]);
+    print("darkroom compare", runs["darkroom"]);
     print("decode only", runs["decode"]);
     if (literal) {
         print("literal chain, with all dumps", runs["literal"]);
@@ -149,7 +152,12 @@ void bench(const std::string& program, const std::string& stages, int width, int
                 floorDumps.c_str(), secondText.c_str());
 
     const auto wall = [](const Run& r) { return r.wall; };
+    const auto cpu = [](const Run& r) { return r.cpu; };
     printRatio("program / floor, whole processes", ratios(column(runs["program"], wall), column(runs["floor"], wall)));
+    printRatio("darkroom compare / decoding both, whole processes",
+               ratios(column(runs["darkroom"], wall), column(runs["decode"], wall)));
+    printRatio("darkroom compare / decoding both, processor time",
+               ratios(column(runs["darkroom"], cpu), column(runs["decode"], cpu)));
     printRatio("(decode + library call) / decode, inside the process",
                ratios(column(runs["library"], [](const Run& r) { return r.decoding + r.afterDecoding; }),
                       column(runs["decode"], [](const Run& r) { return r.decoding; })));
@@ -166,22 +174,23 @@ void bench(const std::string& program, const std::string& stages, int width, int
 }  // namespace
 
 int main(int argc, char** argv) {
-    if (argc < 4) {
-        std::cerr << "usage: comparison_bench PROGRAM STAGES SCRATCH_FOLDER [REPETITIONS] [small]\n";
+    if (argc < 5) {
+        std::cerr << "usage: comparison_bench LIKENESS DARKROOM STAGES SCRATCH_FOLDER [REPETITIONS] [small]\n";
         return 2;
     }
     const std::string program = fs::absolute(argv[1]);
-    const std::string stages = fs::absolute(argv[2]);
-    fs::create_directories(argv[3]);
-    fs::current_path(argv[3]);
-    const int repetitions = argc > 4 ? std::max(1, std::atoi(argv[4])) : 7;
-    if (argc > 5 && std::string(argv[5]) == "small") {
-        bench(program, stages, 800, 600, repetitions, true);
+    const std::string darkroom = fs::absolute(argv[2]);
+    const std::string stages = fs::absolute(argv[3]);
+    fs::create_directories(argv[4]);
+    fs::current_path(argv[4]);
+    const int repetitions = argc > 5 ? std::max(1, std::atoi(argv[5])) : 7;
+    if (argc > 6 && std::string(argv[6]) == "small") {
+        bench(program, darkroom, stages, 800, 600, repetitions, true);
         return 0;
     }
     std::printf("%u processors, %d repetitions in turn, medians (least to greatest)\n\n",
                 std::thread::hardware_concurrency(), repetitions);
-    bench(program, stages, 3264, 2448, repetitions, true);
-    bench(program, stages, 5184, 3456, repetitions, false);
+    bench(program, darkroom, stages, 3264, 2448, repetitions, true);
+    bench(program, darkroom, stages, 5184, 3456, repetitions, false);
     return 0;
 }

@@ -197,7 +197,7 @@ std::string viewingConditions(const ComparisonResult& result) {
     return markup + "</tbody></table></div></section>\n";
 }
 
-constexpr const char* pageStyles = R"(.coefficients th:first-child{width:55%}.histogram{max-width:40rem;margin:0 auto}
+constexpr const char* pageStyles = R"(.coefficients th:first-child{width:55%}.histogram{max-width:34rem;margin:0 auto}
 .scale{margin:.7rem auto 0;max-width:34rem}.scale img{display:block;width:100%;height:.8rem;border-radius:.2rem}
 .scale div{display:flex;justify-content:space-between;font-size:.875rem;font-variant-numeric:tabular-nums}
 .scale .note{text-align:center;margin:0}

@@ -70,7 +70,7 @@ void checkDistinct(const std::vector<std::string>& outputs) {
     std::set<fs::path> seen;
     for (const std::string& output : outputs) {
         std::error_code error;
-        const fs::path path = fs::weakly_canonical(output, error);
+        const fs::path path = fs::weakly_canonical(fs::absolute(output), error);
         if (!seen.insert(error ? fs::absolute(output) : path).second) {
             throw Refusal("'" + output + "' would be written twice");
         }

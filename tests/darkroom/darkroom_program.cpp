@@ -23,7 +23,10 @@ cv::Mat unitPhotograph(const std::string& name) {
 }
 
 std::string DarkroomProgram::save(const std::string& name, const cv::Mat& image) const {
-    EXPECT_TRUE(cv::imwrite(input(name), image));
+    const bool tiff = fs::path(name).extension() == ".tif";
+    // LZW (5) keeps floats as they are; the default for three channels of them does not.
+    EXPECT_TRUE(
+        cv::imwrite(input(name), image, tiff ? std::vector<int>{cv::IMWRITE_TIFF_COMPRESSION, 5} : std::vector<int>()));
     return input(name);
 }
 

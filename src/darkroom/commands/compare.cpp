@@ -127,7 +127,7 @@ void give(const Session& session, const Options& options, const ComparisonResult
                              : options.csv ? comparisonCsv(result)
                                            : comparisonLine(result.coefficients);
     if (options.output.empty()) {
-        std::cout << text;
+        std::cout << text << std::flush;  // before what is said on standard error
     } else {
         replaceFile(options.output, text);
         session.tell("wrote '" + options.output + "': result");
