@@ -207,7 +207,7 @@ std::string failures(const BatchReport& report) {
 
 constexpr const char* scatterSection = R"(<section id="scatter-section"><h2>One coefficient against another</h2>
 <div class="controls"><label>across<select id="set-x"></select></label><label>up<select id="set-y"></select></label></div>
-<svg id="scatter" class="plot" viewBox="0 0 640 420" role="img"></svg>
+<svg id="scatter" class="plot" viewBox="0 0 460 320" role="img"></svg>
 <p id="point" class="note long"></p></section>
 )";
 

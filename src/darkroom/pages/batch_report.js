@@ -146,6 +146,7 @@ function drawRow(pair) {
         } else {
             row.append(element("td", String(pair[column.key]), column.number ? "number" : "long"));
         }
+        row.lastChild.dataset.label = column.title;
     }
     return row;
 }
@@ -167,7 +168,7 @@ function drawTable() {
 
 // --- scatter
 
-const plot = {left: 62, right: 12, top: 12, bottom: 46, width: 640, height: 420};
+const plot = {left: 50, right: 12, top: 10, bottom: 40, width: 460, height: 320};
 let dots = [];
 
 function roundStep(range, wanted) {
@@ -221,9 +222,9 @@ function drawScatter() {
         shape("text", {x: 14, y: middle, "text-anchor": "middle", transform: `rotate(-90 14 ${middle})`}, state.y));
     dots = drawn.map((pair) => ({pair, x: across(pair[state.x]), y: up(pair[state.y])}));
     // One path for all of them: round ends of lines without length.
-    parts.push(shape("path", {id: "dots", class: "points",
+    parts.push(shape("path", {id: "dots", class: dots.length > 1000 ? "points many" : "points",
         d: dots.map((dot) => `M${dot.x.toFixed(1)} ${dot.y.toFixed(1)}h0`).join("")}),
-        shape("circle", {id: "mark", r: 6, cx: -20, cy: -20}));
+        shape("circle", {id: "mark", r: 5, cx: -20, cy: -20}));
     svg.replaceChildren(...parts);
     byId("point").textContent = `${dots.length.toLocaleString("en")} pairs. Point at one to see which it is; a click shows ` +
         "it in the table.";
