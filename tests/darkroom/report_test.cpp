@@ -187,9 +187,9 @@ TEST_F(DarkroomReport, Refuses) {
     expectRefused({"report", "none.jsonl", "-o", "page.html"}, "cannot read 'none.jsonl': No such file or directory");
     const std::string other = saveText("other.jsonl", "{\"a\": 1}\n");
     EXPECT_EQ(darkroom({"report", other, "-o", "page.html"}).status, 2);
-    expectRefused({"report", saveText("results.txt", ""), "-o", "page.html"},
-                  "RESULTS: '" + input("results.txt") +
-                      "' has none of the extensions .jsonl, .ndjson, .csv, .db, .sqlite, .sqlite3");
+    expectRefused(
+        {"report", saveText("results.txt", ""), "-o", "page.html"},
+        "RESULTS: '" + input("results.txt") + "' does not end in .db, .sqlite, .sqlite3, .jsonl, .ndjson or .csv");
 }
 
 /// The page of ten thousand pairs in a browser. A page around it does what a reader does and notes what is shown.

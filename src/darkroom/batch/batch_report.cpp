@@ -132,7 +132,9 @@ std::string distributionPlot(std::string_view name, const std::vector<float>& va
     std::map<std::int64_t, std::uint64_t> counts;
     for (const float value : values) {
         if (std::isfinite(value)) {
-            ++counts[static_cast<std::int64_t>(std::floor(static_cast<double>(value) / width))];
+            // 1, and what is above it by a rounding, belongs to the last bin below it.
+            const double place = std::min(static_cast<double>(value), 1 - 1e-9);
+            ++counts[static_cast<std::int64_t>(std::floor(place / width))];
         }
     }
     PlotSeries series;

@@ -183,7 +183,8 @@ function axisOf(values) {
     if (low > high) { low = 0; high = 1; }
     if (high - low < 1e-6) { low -= 5e-4; high += 5e-4; }
     const step = roundStep(high - low, 6);
-    const from = Math.floor(low / step + 1e-9) * step, to = Math.ceil(high / step - 1e-9) * step;
+    // A coefficient may be above 1 by a rounding: no further step for that.
+    const from = Math.floor(low / step + 1e-9) * step, to = Math.ceil(high / step - 1e-4) * step;
     const digits = Math.max(0, -Math.floor(Math.log10(step) + 1e-9));
     const ticks = [];
     for (let k = 0; from + k * step <= to + step * 1e-6; ++k) { ticks.push(from + k * step); }
