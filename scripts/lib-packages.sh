@@ -42,7 +42,7 @@ ensure_packages() {
 build_packages=(g++ cmake ninja-build libopencv-dev libsleef-dev)
 
 # What the program darkroom needs on top.
-darkroom_packages=(libcli11-dev nlohmann-json3-dev libfmt-dev libexif-dev libssl-dev)
+darkroom_packages=(libcli11-dev nlohmann-json3-dev libfmt-dev libexif-dev libsqlite3-dev libssl-dev)
 
 # What the tests and benchmarks need on top.
 test_packages=(libgtest-dev libbenchmark-dev pkg-config chromium)

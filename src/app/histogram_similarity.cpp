@@ -107,6 +107,17 @@ BinProbabilities weightedBinProbabilities(const cv::Mat& map, const std::vector<
     return probabilities;
 }
 
+double weightedNanShare(const cv::Mat& map, const std::vector<std::uint32_t>& counts) {
+    const float* const values = map.ptr<float>(0);
+    std::uint64_t missing = 0;
+    std::uint64_t total = 0;
+    for (std::size_t i = 0; i < counts.size(); ++i) {
+        missing += std::isnan(values[i]) ? counts[i] : 0U;
+        total += counts[i];
+    }
+    return total == 0 ? 0.0 : static_cast<double>(missing) / static_cast<double>(total);
+}
+
 float bhattacharyyaCoefficient(const BinProbabilities& first, const BinProbabilities& second) {
     constexpr int lastBin = 999;
     float sum = 0.0F;

@@ -21,6 +21,15 @@ struct LikenessCoefficients {
     float saturation;
 };
 
+/// One number per appearance correlate.
+struct CorrelateShares {
+    double brightness = 0;
+    double lightness = 0;
+    double chroma = 0;
+    double colorfulness = 0;
+    double saturation = 0;
+};
+
 /// Distributions of the five appearance correlates over the pixels of one photograph.
 struct AppearanceDistributions {
     BinProbabilities brightness;
@@ -28,6 +37,7 @@ struct AppearanceDistributions {
     BinProbabilities chroma;
     BinProbabilities colorfulness;
     BinProbabilities saturation;
+    CorrelateShares nanShares{};  ///< share of the pixels, 0..1, whose correlate is NaN and in no bin; 0 of no pixels
 };
 
 /// Analyses one photograph, for comparison with one or many others.

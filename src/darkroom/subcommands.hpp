@@ -22,6 +22,7 @@ const std::vector<Subcommand>& subcommands();
 Action declareAdapt(CLI::App& app);
 Action declareAlign(CLI::App& app);
 Action declareAppearance(CLI::App& app);
+Action declareBatch(CLI::App& app);
 Action declareBrighten(CLI::App& app);
 Action declareCompare(CLI::App& app);
 Action declareCompletion(CLI::App& app);
@@ -29,11 +30,14 @@ Action declareConvert(CLI::App& app);
 Action declareFuse(CLI::App& app);
 Action declareManual(CLI::App& app);
 Action declareMatchBrightness(CLI::App& app);
+Action declareMerge(CLI::App& app);
+Action declareReport(CLI::App& app);
 Action declareSmooth(CLI::App& app);
 Action declareStack(CLI::App& app);
 Action declareStructure(CLI::App& app);
 Action declareTint(CLI::App& app);
 Action declareTransfer(CLI::App& app);
+Action declareVerify(CLI::App& app);
 Action declareWhite(CLI::App& app);
 
 }  // namespace likeness::darkroom
