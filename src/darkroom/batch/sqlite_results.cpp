@@ -201,6 +201,9 @@ private:
         for (std::string* const text : {&outcome.error, &outcome.remarks, &record.version, &record.parameters}) {
             *text = select_->text(k++);
         }
+        if (!outcome.compared()) {
+            outcome.coefficients = {};
+        }
         for (const std::string& column : columns_) {
             CarriedValue value{column, CarriedValue::Kind::absent, {}};
             if (!select_->isNull(k)) {
