@@ -166,7 +166,6 @@ TEST(WeightedBins, CountInFloatAndDivideByAnInt) {
 }
 
 TEST(WeightedNanShare, CountsPixelsAndNotColors) {
-    const float nan = std::numeric_limits<float>::quiet_NaN();
     const cv::Mat map = (cv::Mat_<float>(1, 4) << 1.0F, nan, 3.0F, nan);
     EXPECT_DOUBLE_EQ(weightedNanShare(map, {5, 1, 3, 1}), 0.2);
     EXPECT_EQ(weightedNanShare(map, {5, 0, 3, 0}), 0.0);
