@@ -27,8 +27,8 @@ void computeFreqProbs(const cv::Mat& map, std::map<int, float>& probs);
 /// @param counts  N numbers with a sum below 2^31
 BinProbabilities weightedBinProbabilities(const cv::Mat& map, const std::vector<std::uint32_t>& counts);
 
-/// Share, 0..1, of the values that are NaN and so in no bin, of the map in which element i is repeated counts[i] times; 0
-/// for no values.
+/// Share, 0..1, of the values that are NaN and so in no bin, of the map in which element i is repeated counts[i] times;
+/// 0 for no values.
 double weightedNanShare(const cv::Mat& map, const std::vector<std::uint32_t>& counts);
 
 /// Bhattacharyya coefficient over the bins 0 to 999, in float: 0 for no overlap, 1 for equal distributions. Other bins

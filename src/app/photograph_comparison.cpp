@@ -41,9 +41,8 @@ AppearanceDistributions distributionsOf(DistinctColors& colors, float background
     perceptualMetricsBeforeBackground(adapted, backgroundLuminance, Q, J, C, M, s, diagnostics);
     const auto distribution = [&colors](const cv::Mat& map) { return weightedBinProbabilities(map, colors.counts); };
     const auto share = [&colors](const cv::Mat& map) { return weightedNanShare(map, colors.counts); };
-    return {distribution(Q), distribution(J),
-            distribution(C), distribution(M),
-            distribution(s), {share(Q), share(J), share(C), share(M), share(s)}};
+    return {distribution(Q), distribution(J), distribution(C),
+            distribution(M), distribution(s), {share(Q), share(J), share(C), share(M), share(s)}};
 }
 
 void requirePhotograph(const cv::Mat& image) {

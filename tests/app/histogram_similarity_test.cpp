@@ -165,5 +165,12 @@ TEST(WeightedBins, CountInFloatAndDivideByAnInt) {
     EXPECT_EQ(weightedBinProbabilities(row({5.0F}), {2'000'000'000}), (BinProbabilities{{5, 16'777'216.0F / 2e9F}}));
 }
 
+TEST(WeightedNanShare, CountsPixelsAndNotColors) {
+    const cv::Mat map = (cv::Mat_<float>(1, 4) << 1.0F, nan, 3.0F, nan);
+    EXPECT_DOUBLE_EQ(weightedNanShare(map, {5, 1, 3, 1}), 0.2);
+    EXPECT_EQ(weightedNanShare(map, {5, 0, 3, 0}), 0.0);
+    EXPECT_EQ(weightedNanShare(cv::Mat(), {}), 0.0);
+}
+
 }  // namespace
 }  // namespace likeness

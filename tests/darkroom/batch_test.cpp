@@ -128,16 +128,18 @@ TEST_F(DarkroomBatch, DefaultOutputIsADatabase) {
 }
 
 TEST_F(DarkroomBatch, JobsCacheAndShardsMakeNoDifference) {
-    const std::string list = saveList(60);
+    const std::string list = saveList(40);
     for (const std::string extension : {"csv", "jsonl", "db"}) {
         const std::string expected = resultOf({list, "--jobs", "1", "--cache", "0"}, "one." + extension, 1);
         EXPECT_EQ(resultOf({list, "--jobs", "2"}, "two." + extension, 1), expected);
         EXPECT_EQ(resultOf({list, "--jobs", "8", "--cache", "3"}, "eight." + extension, 1), expected);
         std::vector<std::string> merge = {"merge", "merged." + extension};
-        for (int shard = 1; shard <= 16; ++shard) {
+        const int shards = extension == "csv" ? 16 : 3;
+        for (int shard = 1; shard <= shards; ++shard) {
             const std::string name = "shard" + std::to_string(shard) + '.' + extension;
             const Outcome outcome =
-                darkroom({"batch", list, "--shard", std::to_string(shard) + "/16", "-o", name, "--quiet"});
+                darkroom({"batch", list, "--shard", std::to_string(shard) + '/' + std::to_string(shards), "-o", name,
+                          "--quiet"});
             EXPECT_LE(outcome.status, 1) << outcome.err;
             merge.push_back(name);
         }
@@ -213,10 +215,10 @@ TEST_F(DarkroomBatch, PairsFoldersByRelativePath) {
               "darkroom batch: --folders: 1 files have no partner; --allow-unpaired compares the others\n");
     EXPECT_FALSE(fs::exists(output("s.csv")));
     EXPECT_EQ(resultOf({"--folders", "before", "after", "--allow-unpaired"}, "t.csv", 0), csv);
+    expectRefused({"batch", "--folders", "before", "nowhere"}, "--folders: 'nowhere' does not exist");
     fs::copy_file(output("before/x.jpg"), output("before/x.png"));
     expectRefused({"batch", "--folders", "before", "after"},
                   "--folders: 'before/x.jpg' and 'before/x.png' differ in the extension only");
-    expectRefused({"batch", "--folders", "before", "nowhere"}, "--folders: 'nowhere' does not exist");
 }
 
 TEST_F(DarkroomBatch, GoesOnWhenTheListHasGrown) {
@@ -286,11 +288,21 @@ TEST_F(DarkroomBatch, RefusesToResumeOtherResults) {
     refused(photograph(1), "x.jpg", "'r.csv' holds the pair 'pair-1' with other photographs than the list");
     refused("pair-1", "pair-2", "'r.csv' holds the pair 'pair-2' with other photographs than the list");
     refused("compared", "compered", "'r.csv', line 2: this is no whole result record of schema 1");
-    const std::string last = "pair-5";
-    refused("\n1,2,6,pair-1", "\n1,2,6,\"pair-1",
-            "'r.csv': 9 lines at the end are no whole result record, which is more than a stop leaves");
     std::ofstream(output("r.csv"), std::ios::binary) << expected + expected.substr(expected.rfind("1,6,6,"));
     expectRefused({"batch", list, "-o", "r.csv", "--resume"}, "'r.csv' holds the pair 'pair-5' twice");
+}
+
+TEST_F(DarkroomBatch, RefusesToTakeDamageForACutOffRecord) {
+    std::string text = "id,first,second\n";
+    for (const char* const id : {"a", "b", "c", "d", "e"}) {
+        text += std::string(id) + ',' + photograph(0) + ',' + photograph(1) + '\n';
+    }
+    const std::string list = saveText("plain.csv", text);
+    std::string csv = resultOf({list}, "r.csv", 0);
+    // From here on everything is in quotes that do not close.
+    std::ofstream(output("r.csv"), std::ios::binary) << csv.replace(csv.find("1,2,5,b"), 6, "1,2,5,\"");
+    expectRefused({"batch", list, "-o", "r.csv", "--resume"},
+                  "'r.csv': 4 lines at the end are no whole result record, which is more than a stop leaves");
 }
 
 TEST_F(DarkroomBatch, MergeRefuses) {
@@ -376,7 +388,8 @@ TEST_F(DarkroomBatch, KilledAnywhereAndResumedGivesTheSameBytes) {
 }
 
 TEST_F(DarkroomBatch, SignalsFinishThePairsAtHand) {
-    const std::string list = saveList(400);
+    const std::string list = saveList(200);
+    const std::string expected = resultOf({list}, "whole.csv", 1);
     for (const auto& [signal, expectedStatus] : {std::pair(SIGTERM, 143), std::pair(SIGINT, 130)}) {
         const std::string name = "stopped" + std::to_string(signal) + ".csv";
         const ::pid_t process = begin({list, "-o", name, "--jobs", "2", "--cache", "0"});
@@ -389,7 +402,7 @@ TEST_F(DarkroomBatch, SignalsFinishThePairsAtHand) {
         EXPECT_EQ(verified.status, 1);
         EXPECT_EQ(verified.err, "");  // no record is cut off
         EXPECT_NE(verified.out.find("doubled: 0\nforeign: 0\naltered: 0\n"), std::string::npos);
-        EXPECT_EQ(resultOf({list, "--resume"}, name, 1), resultOf({list}, "whole" + name, 1));
+        EXPECT_EQ(resultOf({list, "--resume"}, name, 1), expected);
     }
 }
 

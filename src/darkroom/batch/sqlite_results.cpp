@@ -1,6 +1,7 @@
 #include "darkroom/batch/sqlite_results.hpp"
 
 #include <sqlite3.h>
+#include <unistd.h>
 
 #include <cmath>
 #include <filesystem>
@@ -114,8 +115,7 @@ private:
 
 class SqliteReader final : public ResultReader {
 public:
-    explicit SqliteReader(const std::string& path)
-        : path_(path), database_(readable(path), SQLITE_OPEN_READONLY, "read") {
+    explicit SqliteReader(const std::string& path) : path_(path), database_(readable(path), openFlags(path), "read") {
         checkSchema();
         if (empty_) {
             return;
@@ -152,6 +152,14 @@ private:
             throw Refusal("cannot read '" + path + "': No such file or directory");
         }
         return path;
+    }
+
+    /// A process that was killed while the database changed its kind of journal leaves an open transaction, which only
+    /// who may write can roll back.
+    static int openFlags(const std::string& path) {
+        std::error_code error;
+        const bool repairs = std::filesystem::exists(path + "-journal", error) && ::access(path.c_str(), W_OK) == 0;
+        return repairs ? SQLITE_OPEN_READWRITE : SQLITE_OPEN_READONLY;
     }
 
     [[noreturn]] void notResults() const {
@@ -200,6 +208,9 @@ private:
         ++k;  // the status follows from the error
         for (std::string* const text : {&outcome.error, &outcome.remarks, &record.version, &record.parameters}) {
             *text = select_->text(k++);
+        }
+        if (!outcome.compared()) {
+            outcome.coefficients = {};
         }
         for (const std::string& column : columns_) {
             CarriedValue value{column, CarriedValue::Kind::absent, {}};

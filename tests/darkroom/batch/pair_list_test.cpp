@@ -107,7 +107,9 @@ TEST(PairList, RefusesWithTheLine) {
 std::string longList(int count) {
     std::string text = "first,second\n";
     for (int k = 0; k < count; ++k) {
-        text += "a" + std::to_string(k) + ".jpg,b.jpg\n";
+        text += 'a';
+        text += std::to_string(k);
+        text += ".jpg,b.jpg\n";
     }
     return text;
 }
