@@ -127,7 +127,8 @@ CommandLine::CommandLine()
     app_.require_subcommand(1);
     app_.footer(
         "darkroom SUBCOMMAND --help shows the options of a subcommand.\n"
-        "Exit status: 0 done (and within limits), 1 compared and outside the limits, 2 could not run.");
+        "Exit status: 0 done (and within limits), 1 compared and outside the limits, 2 could not run;\n"
+        "a batch that a signal stopped ends with 130 or 143.");
     for (const Subcommand& subcommand : subcommands()) {
         CLI::App* const app = app_.add_subcommand(subcommand.name, subcommand.summary);
         app->footer("");

@@ -19,11 +19,14 @@ struct ExitStatusText {
 };
 
 /// The table of the man page; the help has it in one line.
-inline constexpr std::array<ExitStatusText, 3> exitStatusTexts = {{
+inline constexpr std::array<ExitStatusText, 5> exitStatusTexts = {{
     {ExitStatus::done, "The work is done, and within the limits that were asked for."},
-    {ExitStatus::outsideLimits, "Compared, and outside the limits."},
+    {ExitStatus::outsideLimits,
+     "Compared, and outside the limits. Of batch, verify: something failed, is missing or does not agree."},
     {ExitStatus::couldNotRun,
      "Could not run: wrong arguments, unreadable or unwritable files, or an error on the way."},
+    {ExitStatus::interrupted, "A batch was stopped by SIGINT; what was at hand is finished and recorded."},
+    {ExitStatus::terminated, "The same by SIGTERM."},
 }};
 
 }  // namespace likeness::darkroom

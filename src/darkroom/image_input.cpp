@@ -36,7 +36,17 @@ cv::Mat read(const Session& session, const std::string& path, int flags) {
 }  // namespace
 
 cv::Mat readImage(const Session& session, const std::string& path) {
-    cv::Mat image = read(session, path, cv::IMREAD_COLOR | cv::IMREAD_ANYDEPTH);
+    PhotographRead file = readPhotograph(path, cv::IMREAD_COLOR | cv::IMREAD_ANYDEPTH);
+    if (file.bgr.empty()) {
+        // The image library does not spread a float TIFF of one channel itself.
+        file = readPhotograph(path, cv::IMREAD_ANYCOLOR | cv::IMREAD_ANYDEPTH);
+        if (file.bgr.channels() == 1 && !file.bgr.empty()) {
+            cv::cvtColor(file.bgr, file.bgr, cv::COLOR_GRAY2BGR);
+        }
+    }
+    requireRead(path, file);
+    warnOfRemarks(session, path, file);
+    cv::Mat image = file.bgr;
     if (image.depth() != CV_8U && image.depth() != CV_16U && image.depth() != CV_32F) {
         image.convertTo(image, CV_32F);
     }

@@ -110,7 +110,9 @@ void replaceFile(const std::string& path, std::string_view bytes) {
     std::error_code error;
     const fs::file_status status = fs::status(path, error);
     const bool special = fs::exists(status) && !fs::is_regular_file(status);
-    const int problem = special ? writeInPlace(path, bytes) : writeBeside(followed(path), bytes);
+    const fs::path target = followed(path);
+    const bool endless = fs::is_symlink(fs::symlink_status(target, error));
+    const int problem = special ? writeInPlace(path, bytes) : endless ? ELOOP : writeBeside(target, bytes);
     if (problem != 0) {
         throw Refusal("cannot write '" + path + "': " + std::strerror(problem));
     }

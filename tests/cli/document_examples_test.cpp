@@ -70,11 +70,13 @@ struct Command {
 std::vector<Command> commandsIn(const std::string& text) {
     std::vector<Command> commands;
     std::istringstream stream(text);
-    bool open = false;  // within the output of the last command
+    bool open = false;       // within the output of the last command
+    std::size_t indent = 0;  // of the block that the command stands in
     for (std::string line; std::getline(stream, line);) {
         const std::size_t begin = std::min(line.find_first_not_of(' '), line.size());
-        line.erase(0, begin);
-        if (line.rfind("$ ", 0) == 0) {
+        if (line.compare(begin, 2, "$ ") == 0) {
+            indent = begin;
+            line.erase(0, indent);
             Command command;
             command.line = line.substr(2);
             for (std::string rest; command.line.back() == '\\' && std::getline(stream, rest);) {
@@ -88,10 +90,10 @@ std::vector<Command> commandsIn(const std::string& text) {
             }
             commands.push_back(command);
             open = true;
-        } else if (line.rfind("```", 0) == 0 || line.rfind(".fi", 0) == 0) {
+        } else if (line.rfind("```", 0) == 0 || line.rfind(".fi", 0) == 0 || begin < indent) {
             open = false;
         } else if (open) {
-            commands.back().shown.push_back(line);
+            commands.back().shown.push_back(line.substr(indent));
         }
     }
     return commands;
@@ -124,8 +126,7 @@ std::vector<std::string> linesOf(const std::string& text) {
 void expectDarkroomExamples(const std::string& document, const std::string& text, std::size_t atLeast) {
     namespace fs = std::filesystem;
     const ScratchDirectory folder;
-    fs::create_directories(folder.path() / "examples");
-    fs::copy(source + "/examples/photos", folder.path() / "examples/photos", fs::copy_options::recursive);
+    fs::copy(source + "/examples", folder.path() / "examples", fs::copy_options::recursive);
     fs::create_directories(folder.path() / "scripts");
     fs::create_symlink(LIKENESS_DARKROOM, folder.path() / "scripts/darkroom");
     std::size_t count = 0;

@@ -5,10 +5,12 @@
 #include <unistd.h>
 
 #include <array>
+#include <chrono>
 #include <csignal>
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
+#include <thread>
 
 #include "darkroom/refusal.hpp"
 #include "support/process.hpp"
@@ -75,7 +77,7 @@ TEST(StagedResults, AnInterruptedProgramLeavesNothing) {
             const StagedResults staged(directory.path() / "run");
             std::ofstream(staged.stagedPrefix() + "a.txt") << "one";
             const bool told = ::write(ready[1], "x", 1) == 1;
-            ::sleep(told ? 60 : 0);
+            std::this_thread::sleep_for(std::chrono::seconds(told ? 60 : 0));  // goes on after a signal
             std::_Exit(1);
         }
         char byte = 0;
