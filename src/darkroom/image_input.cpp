@@ -5,6 +5,7 @@
 #include <cstdint>
 #include <opencv2/imgcodecs.hpp>
 #include <opencv2/imgproc.hpp>
+#include <vector>
 
 #include "app/metrics.hpp"
 #include "app/photograph_reader.hpp"
@@ -36,17 +37,19 @@ cv::Mat read(const Session& session, const std::string& path, int flags) {
 }  // namespace
 
 cv::Mat readImage(const Session& session, const std::string& path) {
-    PhotographRead file = readPhotograph(path, cv::IMREAD_COLOR | cv::IMREAD_ANYDEPTH);
-    if (file.bgr.empty()) {
-        // The image library does not spread a float TIFF of one channel itself.
-        file = readPhotograph(path, cv::IMREAD_ANYCOLOR | cv::IMREAD_ANYDEPTH);
-        if (file.bgr.channels() == 1 && !file.bgr.empty()) {
-            cv::cvtColor(file.bgr, file.bgr, cv::COLOR_GRAY2BGR);
+    constexpr int flags = cv::IMREAD_COLOR | cv::IMREAD_ANYDEPTH;
+    PhotographRead photograph = readPhotograph(path, flags);
+    if (photograph.bgr.empty()) {
+        // The image library does not spread the grey of a float TIFF; it reads it as it is.
+        PhotographRead asItIs = readPhotograph(path, cv::IMREAD_UNCHANGED);
+        if (!asItIs.bgr.empty() && asItIs.bgr.channels() == 1) {
+            cv::merge(std::vector<cv::Mat>(3, asItIs.bgr), photograph.bgr);
+            photograph.remarks = std::move(asItIs.remarks);
         }
     }
-    requireRead(path, file);
-    warnOfRemarks(session, path, file);
-    cv::Mat image = file.bgr;
+    requireRead(path, photograph);
+    warnOfRemarks(session, path, photograph);
+    cv::Mat image = photograph.bgr;
     if (image.depth() != CV_8U && image.depth() != CV_16U && image.depth() != CV_32F) {
         image.convertTo(image, CV_32F);
     }

@@ -110,9 +110,13 @@ void replaceFile(const std::string& path, std::string_view bytes) {
     std::error_code error;
     const fs::file_status status = fs::status(path, error);
     const bool special = fs::exists(status) && !fs::is_regular_file(status);
-    const fs::path target = followed(path);
-    const bool endless = fs::is_symlink(fs::symlink_status(target, error));
-    const int problem = special ? writeInPlace(path, bytes) : endless ? ELOOP : writeBeside(target, bytes);
+    int problem = 0;
+    if (special) {
+        problem = writeInPlace(path, bytes);
+    } else {
+        const fs::path target = followed(path);
+        problem = fs::is_symlink(fs::symlink_status(target, error)) ? ELOOP : writeBeside(target, bytes);
+    }
     if (problem != 0) {
         throw Refusal("cannot write '" + path + "': " + std::strerror(problem));
     }

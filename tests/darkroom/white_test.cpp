@@ -65,12 +65,11 @@ TEST_F(DarkroomWhite, PrintsJson) {
     const auto json = nlohmann::json::parse(expectDone({"white", in, "--json"}).out);
     const White white = whiteOf(unitPhotograph("coffee.jpg"));
     const PlanckianNeighbour nearest = correlatedColorTemperature(cv::Vec2d(white.xy));
-    EXPECT_EQ(json.size(), 9U);
-    EXPECT_EQ(json["format"], "darkroom white");
-    EXPECT_EQ(json["format_version"], 1);
-    EXPECT_EQ(json["file"], in);
-    EXPECT_EQ(json["width_pixels"], 600);
-    EXPECT_EQ(json["height_pixels"], 400);
+    EXPECT_EQ(json.size(), 8U);
+    EXPECT_EQ(json["schema"], "darkroom.white");
+    EXPECT_EQ(json["schema_version"], 1);
+    EXPECT_EQ(json["program_version"], LIKENESS_VERSION);
+    EXPECT_EQ(json["input"], (nlohmann::json{{"path", in}, {"width_pixels", 600}, {"height_pixels", 400}}));
     ASSERT_EQ(json["white_bgr"].size(), 3U);
     ASSERT_EQ(json["chromaticity_xy"].size(), 2U);
     for (int c = 0; c < 3; ++c) {

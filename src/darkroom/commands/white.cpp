@@ -59,11 +59,10 @@ nlohmann::ordered_json numberOrNull(double value) {
 
 void printJson(const Options& options, const cv::Mat& bgr, const White& white) {
     nlohmann::ordered_json json;
-    json["format"] = "darkroom white";
-    json["format_version"] = 1;
-    json["file"] = options.input;
-    json["width_pixels"] = bgr.cols;
-    json["height_pixels"] = bgr.rows;
+    json["schema"] = "darkroom.white";
+    json["schema_version"] = 1;
+    json["program_version"] = LIKENESS_VERSION;
+    json["input"] = {{"path", options.input}, {"width_pixels", bgr.cols}, {"height_pixels", bgr.rows}};
     for (int c = 0; c < 3; ++c) {
         json["white_bgr"].push_back(numberOrNull(white.bgr[c]));
     }
