@@ -99,7 +99,7 @@ std::string quoted(const std::string& text) {
     return result + '\'';
 }
 
-/// `text` within a specification, where some characters have a meaning.
+/// `text` within the description of an option, where some characters have a meaning.
 std::string zshText(const std::string& text) {
     std::string result;
     for (const char c : text) {

@@ -172,7 +172,7 @@ TEST_F(DarkroomZshCompletion, ScriptIsZsh) {
     EXPECT_EQ(outcome.err, "");
 }
 
-TEST_F(DarkroomZshCompletion, HasASpecificationForEveryOption) {
+TEST_F(DarkroomZshCompletion, DescribesEveryOption) {
     const std::string script = contentOf(folder() / "_darkroom");
     const CommandLine commandLine;
     for (const CLI::App* const app : darkroom::subcommandsOf(commandLine.parser())) {
@@ -184,8 +184,8 @@ TEST_F(DarkroomZshCompletion, HasASpecificationForEveryOption) {
             expected.insert(option.names.begin(), option.names.end());
         }
         std::set<std::string> offered;
-        static const std::regex specification(R"(\n            '\([^)]*\)(--?[A-Za-z-]+)=?\[)");
-        for (std::sregex_iterator i(part.begin(), part.end(), specification), end; i != end; ++i) {
+        static const std::regex description(R"(\n            '\([^)]*\)(--?[A-Za-z-]+)=?\[)");
+        for (std::sregex_iterator i(part.begin(), part.end(), description), end; i != end; ++i) {
             offered.insert((*i)[1]);
         }
         EXPECT_EQ(offered, expected);
