@@ -11,8 +11,6 @@ namespace {
 
 using Clock = std::chrono::steady_clock;
 
-constexpr auto patience = std::chrono::seconds(1);
-constexpr auto pace = std::chrono::milliseconds(200);
 constexpr int barWidth = 30;
 
 }  // namespace
@@ -23,15 +21,15 @@ std::string progressLine(const std::string& title, int done, int steps, double s
         std::fill_n(bar.begin(), barWidth * std::clamp(done, 0, steps) / steps, '#');
         return fmt::format("{} [{}] {}/{} {:.0f} s", title, bar, done, steps, seconds);
     }
-    // No share is known: a block walks through the bar, one place a pace.
+    // No share is known: a block walks through the bar, one place each fifth of a second.
     constexpr int block = 4;
     const int places = barWidth - block + 1;
     std::fill_n(bar.begin() + static_cast<int>(seconds * 5) % places, block, '#');
     return fmt::format("{} [{}] {:.0f} s", title, bar, seconds);
 }
 
-Progress::Progress(const Session& session, std::string title, int steps)
-    : session_(session), title_(std::move(title)), steps_(steps) {
+Progress::Progress(const Session& session, std::string title, int steps, ProgressPace pace)
+    : session_(session), title_(std::move(title)), steps_(steps), pace_(pace) {
     if (session_.showsProgress()) {
         painter_ = std::thread([this] { draw(); });
     }
@@ -57,11 +55,11 @@ void Progress::step() {
 void Progress::draw() {
     const Clock::time_point begin = Clock::now();
     std::unique_lock lock(mutex_);
-    bool ended = ending_.wait_for(lock, patience, [this] { return ended_; });
+    bool ended = ending_.wait_for(lock, pace_.patience, [this] { return ended_; });
     while (!ended) {
         const std::chrono::duration<double> seconds = Clock::now() - begin;
         session_.showProgress(progressLine(title_, done_, steps_, seconds.count()));
-        ended = ending_.wait_for(lock, pace, [this] { return ended_; });
+        ended = ending_.wait_for(lock, pace_.interval, [this] { return ended_; });
     }
 }
 

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <chrono>
 #include <condition_variable>
 #include <mutex>
 #include <string>
@@ -9,12 +10,19 @@
 
 namespace likeness::darkroom {
 
+/// When a bar appears, and how often it is drawn.
+struct ProgressPace {
+    std::chrono::milliseconds patience{1000};
+    std::chrono::milliseconds interval{200};
+};
+
 /// A bar on the terminal for work that takes more than a second; nothing for shorter work, or where standard error is
 /// no terminal. Shows the share of steps done, or, for work in one step, that it goes on.
 class Progress {
 public:
     /// @param steps  into how many parts of about the same length the work falls
-    Progress(const Session& session, std::string title, int steps = 1);
+    Progress(const Session& session, std::string title, int steps = 1, ProgressPace pace = {});
+    Progress(const Session&& session, std::string title, int steps = 1, ProgressPace pace = {}) = delete;
     ~Progress();
     Progress(const Progress&) = delete;
     Progress& operator=(const Progress&) = delete;
@@ -28,6 +36,7 @@ private:
     const Session& session_;
     std::string title_;
     int steps_;
+    ProgressPace pace_;
     int done_ = 0;
     bool ended_ = false;
     std::mutex mutex_;

@@ -21,27 +21,34 @@ using darkroom::Progress;
 using darkroom::progressLine;
 using darkroom::Session;
 
-/// A terminal in the place of standard error while the object lives.
-class TerminalStandardError {
-public:
-    TerminalStandardError() : terminal_(::posix_openpt(O_RDWR | O_NOCTTY)) {
-        EXPECT_GE(terminal_, 0);
-        EXPECT_EQ(::grantpt(terminal_), 0);
-        EXPECT_EQ(::unlockpt(terminal_), 0);
+using std::chrono_literals::operator""h;
+using std::chrono_literals::operator""ms;
+
+/// A terminal in the place of standard error while a test runs. The test is skipped where the machine has none to give.
+class TerminalTest : public ::testing::Test {
+protected:
+    void SetUp() override {
+        terminal_ = ::posix_openpt(O_RDWR | O_NOCTTY | O_NONBLOCK);
+        if (terminal_ < 0 || ::grantpt(terminal_) != 0 || ::unlockpt(terminal_) != 0) {
+            GTEST_SKIP() << "no terminal can be opened here";
+        }
         const int programsEnd = ::open(::ptsname(terminal_), O_RDWR | O_NOCTTY);
-        EXPECT_GE(programsEnd, 0);
+        if (programsEnd < 0) {
+            GTEST_SKIP() << "no terminal can be opened here";
+        }
         previous_ = ::dup(STDERR_FILENO);
         ::dup2(programsEnd, STDERR_FILENO);
         ::close(programsEnd);
-        ::fcntl(terminal_, F_SETFL, O_NONBLOCK);
     }
-    ~TerminalStandardError() {
-        ::dup2(previous_, STDERR_FILENO);
-        ::close(previous_);
-        ::close(terminal_);
+    void TearDown() override {
+        if (previous_ >= 0) {
+            ::dup2(previous_, STDERR_FILENO);
+            ::close(previous_);
+        }
+        if (terminal_ >= 0) {
+            ::close(terminal_);
+        }
     }
-    TerminalStandardError(const TerminalStandardError&) = delete;
-    TerminalStandardError& operator=(const TerminalStandardError&) = delete;
 
     /// What has arrived since the last call.
     std::string shown() const {
@@ -53,16 +60,25 @@ public:
         return text;
     }
 
+    /// Everything from now until a text has arrived; whatever has arrived where it does not come.
+    std::string shownUntil(const std::string& awaited) const {
+        const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(60);
+        std::string text = shown();
+        while (text.find(awaited) == std::string::npos && std::chrono::steady_clock::now() < end) {
+            std::this_thread::sleep_for(1ms);
+            text += shown();
+        }
+        return text;
+    }
+
 private:
-    int terminal_;
+    int terminal_ = -1;
     int previous_ = -1;
 };
 
-const std::string erased = "\r\033[K";
+using ProgressTest = TerminalTest;
 
-void wait(int milliseconds) {
-    std::this_thread::sleep_for(std::chrono::milliseconds(milliseconds));
-}
+const std::string erased = "\r\033[K";
 
 TEST(SessionTest, SaysOneLineWithItsName) {
     ::testing::internal::CaptureStderr();
@@ -127,44 +143,47 @@ TEST(ProgressLine, WalksWhereNoShareIsKnown) {
     EXPECT_EQ(progressLine("flow", 0, 1, 5.5), "flow [####..........................] 6 s");
 }
 
-TEST(ProgressTest, AppearsAfterASecondAndIsErased) {
-    const TerminalStandardError terminal;
+TEST_F(ProgressTest, IsDrawnAnewWithEveryStepAndErasedAtTheEnd) {
     const Session session("stack", CommonOptions{});
     ASSERT_TRUE(session.showsProgress());
     {
-        Progress progress(session, "exposures", 4);
+        Progress progress(session, "exposures", 4, {0ms, 1ms});
         progress.step();
-        wait(700);
-        EXPECT_EQ(terminal.shown(), "") << "not within the first second";
-        wait(700);
-        const std::string shown = terminal.shown();
-        EXPECT_NE(shown.find("exposures [#######.......................] 1/4 1 s"), std::string::npos) << shown;
+        std::string awaited = "exposures [#######.......................] 1/4 ";
+        std::string seen = shownUntil(awaited);
+        EXPECT_NE(seen.find(awaited), std::string::npos) << seen;
         progress.step();
-        wait(400);
-        EXPECT_NE(terminal.shown().find(erased + "exposures [###############...............] 2/4 "), std::string::npos);
+        awaited = erased + "exposures [###############...............] 2/4 ";
+        seen = shownUntil(awaited);
+        EXPECT_NE(seen.find(awaited), std::string::npos) << seen;
         session.tell("a line");
-        const std::string told = terminal.shown();
-        EXPECT_NE(told.find(erased + "darkroom stack: a line\r\n"), std::string::npos) << told;
-        wait(300);
-        EXPECT_NE(terminal.shown().find("2/4"), std::string::npos) << "comes back below the line";
+        awaited = "darkroom stack: a line\r\nexposures [###############...............] 2/4 ";
+        seen = shownUntil(awaited);
+        EXPECT_NE(seen.find(awaited), std::string::npos) << "comes back below the line: " << seen;
+        EXPECT_NE(seen.find(erased + "darkroom stack: a line"), std::string::npos) << "the line takes the bar's place";
     }
-    const std::string end = terminal.shown();
+    const std::string end = shown();
     ASSERT_GE(end.size(), erased.size());
     EXPECT_EQ(end.substr(end.size() - erased.size()), erased);
 }
 
-TEST(ProgressTest, ShortWorkAndQuietShowNothing) {
-    const TerminalStandardError terminal;
-    { const Progress progress(Session("stack", CommonOptions{}), "short"); }
+TEST_F(ProgressTest, ShortWorkAndQuietShowNothing) {
+    EXPECT_EQ(darkroom::ProgressPace{}.patience, 1000ms);
+    const Session patient("stack", CommonOptions{});
+    ASSERT_TRUE(patient.showsProgress());
+    {
+        const Progress progress(patient, "short", 1, {1h, 1ms});
+        std::this_thread::sleep_for(50ms);
+    }
     CommonOptions options;
     options.quiet = true;
     const Session quiet("stack", options);
     EXPECT_FALSE(quiet.showsProgress());
     {
-        const Progress progress(quiet, "quiet");
-        wait(1300);
+        const Progress progress(quiet, "quiet", 1, {0ms, 1ms});
+        std::this_thread::sleep_for(50ms);
     }
-    EXPECT_EQ(terminal.shown(), "");
+    EXPECT_EQ(shown(), "");
 }
 
 }  // namespace
