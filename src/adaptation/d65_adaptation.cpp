@@ -7,28 +7,19 @@
 namespace likeness {
 namespace {
 
-constexpr double guard = 1e-6;
+constexpr double guard = D65Adaptation::guard;
 
 /// What an element is multiplied by to go from its white to D65.
 class D65Factor {
 public:
-    D65Factor() : degree_(computeAdapFactD(20.0F)) {
-        cv::Mat white(1, 1, CV_32FC3, cv::Scalar(0.9505F, 1.0F, 1.0888F));
-        convertXYZtoSharpenedBGR(white, white);
-        for (int c = 0; c < 3; ++c) {
-            degreeTimesWhite_[c] = white.at<cv::Vec3f>(0, 0)[c] * degree_;
-        }
-    }
-
     float operator()(float white, int channel) const noexcept {
-        const auto ratio =
-            static_cast<float>(static_cast<double>(degreeTimesWhite_[channel]) / (guard + static_cast<double>(white)));
-        return 1.0F + ratio - degree_;
+        const auto ratio = static_cast<float>(static_cast<double>(d65_.degreeTimesWhite[channel]) /
+                                              (guard + static_cast<double>(white)));
+        return 1.0F + ratio - d65_.degree;
     }
 
 private:
-    float degree_;
-    float degreeTimesWhite_[3];
+    D65Adaptation d65_ = d65Adaptation();
 };
 
 /// img = combine(img, factor of its white), element by element.
@@ -48,6 +39,16 @@ void scaleByD65Factor(cv::Mat& img, const cv::Mat& white, Combine combine) {
 }
 
 }  // namespace
+
+D65Adaptation d65Adaptation() {
+    D65Adaptation d65{computeAdapFactD(20.0F), {}};
+    cv::Mat white(1, 1, CV_32FC3, cv::Scalar(0.9505F, 1.0F, 1.0888F));
+    convertXYZtoSharpenedBGR(white, white);
+    for (int c = 0; c < 3; ++c) {
+        d65.degreeTimesWhite[c] = white.at<cv::Vec3f>(0, 0)[c] * d65.degree;
+    }
+    return d65;
+}
 
 void iCAMCATByD65(cv::Mat& img, cv::Mat& white, cv::Mat& /*xyz*/) {
     scaleByD65Factor(img, white, [](float value, float factor) { return factor * value; });

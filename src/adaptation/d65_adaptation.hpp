@@ -8,6 +8,14 @@
 
 namespace likeness {
 
+/// The numbers of the adaptation to D65, (0.9505, 1.0, 1.0888) in XYZ, at an adapting luminance of 20.
+struct D65Adaptation {
+    static constexpr double guard = 1e-6;  ///< added to a white
+    float degree;                          ///< D = computeAdapFactD(20)
+    float degreeTimesWhite[3];             ///< D W65; channels of a sharpened B, G, R image
+};
+D65Adaptation d65Adaptation();
+
 /// Adapts `img` in place from the white of each pixel to D65, (0.9505, 1.0, 1.0888) in XYZ, at an adapting luminance of
 /// 20: img * (D W65 / white + 1 - D) with D = computeAdapFactD(20).
 ///

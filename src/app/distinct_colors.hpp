@@ -4,6 +4,8 @@
 // photograph of 18 million pixels holds a few hundred thousand colours, so the chain runs once a colour.
 #pragma once
 
+#include <array>
+#include <cstddef>
 #include <cstdint>
 #include <memory>
 #include <opencv2/core.hpp>
@@ -13,7 +15,8 @@
 
 namespace likeness {
 
-/// The colours of one photograph, in the order of their first appearance, row by row.
+/// The colours of one photograph, in an order that depends on nothing else than which colours they are: that of
+/// `colorSlots` (app/color_slots.hpp).
 struct DistinctColors {
     cv::Mat bgr;                        ///< 1 x K, CV_8UC3: each colour once
     std::vector<std::uint32_t> counts;  ///< K: how many pixels have it
@@ -22,8 +25,8 @@ struct DistinctColors {
 };
 
 /// Counts colours in a table of all 2^24, and finds their indices in a second one. The first takes 16 MiB, the second
-/// 64 MiB of address space, of which a photograph touches a part; they are kept for the next photograph. One thread at
-/// a time.
+/// 64 MiB of address space, of which a photograph touches a part; they and some 16 bytes per distinct colour are kept
+/// for the next photograph. One thread at a time.
 class ColorCounter {
 public:
     ColorCounter();
@@ -38,9 +41,24 @@ public:
 private:
     struct PlaceTable;
 
-    cv::Mat indicesOf(const cv::Mat& photograph, const std::vector<cv::Vec3b>& colors);
+    /// A piece of the table of which is known whether a colour falls on it.
+    static constexpr std::size_t pieceSize = 4096;
+
+    void clear() noexcept;
+    void enter(const cv::Mat& photograph);
+    template <bool notePieces>
+    void enter(const cv::Mat& photograph);
+    DistinctColors takeOut();
+    /// @param slots, pixels  room for `pieceSize` colours: their places and, modulo 255, numbers of pixels
+    /// @return               how many colours there are in the piece that begins at `first`; it is empty then
+    std::size_t takeOutOfPiece(std::uint32_t first, std::uint32_t* slots, std::uint32_t* pixels);
+    cv::Mat indicesOf(const cv::Mat& photograph, std::size_t colors);
 
     numerics::LargePages counts_;
+    std::array<bool, (std::size_t{1} << 24) / pieceSize> touched_{};
+    std::vector<std::uint32_t> carries_;   // places, once for each 255 pixels more than the entry tells
+    std::vector<std::uint32_t> slots_;     // places of the colours of the last photograph, ascending
+    std::vector<std::uint32_t> pixels_;    // how many pixels have each
     std::unique_ptr<PlaceTable> placeOf_;  // made when indices are first asked for
     numerics::LargePages indices_;
 };

@@ -1,6 +1,5 @@
 #include "app/histogram_similarity.hpp"
 
-#include <array>
 #include <cmath>
 #include <limits>
 
@@ -8,56 +7,6 @@
 
 namespace likeness {
 namespace {
-
-int binOf(float value) noexcept {
-    const double v = value;
-    if (!(std::abs(v) < 2147483647.5)) {
-        return std::numeric_limits<int>::min();
-    }
-    // Exact for every float: the sum with a half fits into a double, and the conversion cuts off towards zero.
-    return static_cast<int>(v < 0 ? v - 0.5 : v + 0.5);
-}
-
-/// How many values each bin received.
-class BinCounts {
-public:
-    void add(float value, std::uint32_t times) {
-        if (std::isnan(value)) {
-            return;
-        }
-        const int bin = binOf(value);
-        total_ += times;
-        if (bin >= firstDense && bin < firstDense + denseBins) {
-            dense_[static_cast<std::size_t>(bin - firstDense)] += times;
-        } else {
-            sparse_[bin] += times;
-        }
-    }
-
-    /// Visits (bin, count) of every bin that is not empty.
-    template <typename Visit>
-    void forEach(Visit visit) const {
-        for (const auto& [bin, count] : sparse_) {
-            visit(bin, count);
-        }
-        for (int i = 0; i < denseBins; ++i) {
-            const std::uint64_t count = dense_[static_cast<std::size_t>(i)];
-            if (count > 0) {
-                visit(firstDense + i, count);
-            }
-        }
-    }
-
-    std::uint64_t total() const noexcept { return total_; }
-
-private:
-    static constexpr int firstDense = -256;
-    static constexpr int denseBins = 2048;
-
-    std::array<std::uint64_t, denseBins> dense_{};
-    std::map<int, std::uint64_t> sparse_;
-    std::uint64_t total_ = 0;
-};
 
 /// Adds 1 to `entry` `times` times in float; from 2^24 on that changes nothing.
 float countedUp(float entry, std::uint64_t times) {
@@ -71,51 +20,69 @@ float countedUp(float entry, std::uint64_t times) {
     return entry;
 }
 
-void addTo(BinProbabilities& probabilities, const BinCounts& counts) {
-    counts.forEach([&](int bin, std::uint64_t count) {
+}  // namespace
+
+int BinCounts::binOf(float value) noexcept {
+    const double v = value;
+    if (!(std::abs(v) < 2147483647.5)) {
+        return std::numeric_limits<int>::min();
+    }
+    // Exact for every float: the sum with a half fits into a double, and the conversion cuts off towards zero.
+    return static_cast<int>(v < 0 ? v - 0.5 : v + 0.5);
+}
+
+void BinCounts::add(const cv::Mat& map) {
+    const ImageWalk walk = walkOver(map);
+    for (int i = 0; i < walk.rows; ++i) {
+        const float* const values = map.ptr<float>(i);
+        for (int j = 0; j < walk.cols; ++j) {
+            add(values[j]);
+        }
+    }
+}
+
+void BinCounts::add(const cv::Mat& map, const std::vector<std::uint32_t>& counts) {
+    const float* const values = map.ptr<float>(0);
+    for (std::size_t i = 0; i < counts.size(); ++i) {
+        add(values[i], counts[i]);
+    }
+}
+
+void addProbabilities(const BinCounts& counts, BinProbabilities& probabilities) {
+    const auto count = [&probabilities](int bin, std::uint64_t times) {
         float& entry = probabilities[bin];
-        entry = countedUp(entry, count);
-    });
-    const auto total = static_cast<float>(counts.total());
+        entry = countedUp(entry, times);
+    };
+    for (const auto& [bin, times] : counts.sparse_) {
+        count(bin, times);
+    }
+    for (int i = 0; i < BinCounts::denseBins; ++i) {
+        const std::uint64_t times = counts.dense_[static_cast<std::size_t>(i)];
+        if (times > 0) {
+            count(BinCounts::firstDense + i, times);
+        }
+    }
+    const auto total = static_cast<float>(counts.total_);
     for (auto& [bin, entry] : probabilities) {
         entry /= total;
     }
 }
 
-}  // namespace
+BinProbabilities BinCounts::probabilities() const {
+    BinProbabilities result;
+    addProbabilities(*this, result);
+    return result;
+}
+
+double BinCounts::nanShare() const noexcept {
+    const std::uint64_t all = total_ + missing_;
+    return all == 0 ? 0.0 : static_cast<double>(missing_) / static_cast<double>(all);
+}
 
 void computeFreqProbs(const cv::Mat& map, std::map<int, float>& probs) {
     BinCounts counts;
-    const ImageWalk walk = walkOver(map);
-    for (int i = 0; i < walk.rows; ++i) {
-        const float* const values = map.ptr<float>(i);
-        for (int j = 0; j < walk.cols; ++j) {
-            counts.add(values[j], 1);
-        }
-    }
-    addTo(probs, counts);
-}
-
-BinProbabilities weightedBinProbabilities(const cv::Mat& map, const std::vector<std::uint32_t>& counts) {
-    BinCounts binCounts;
-    const float* const values = map.ptr<float>(0);
-    for (std::size_t i = 0; i < counts.size(); ++i) {
-        binCounts.add(values[i], counts[i]);
-    }
-    BinProbabilities probabilities;
-    addTo(probabilities, binCounts);
-    return probabilities;
-}
-
-double weightedNanShare(const cv::Mat& map, const std::vector<std::uint32_t>& counts) {
-    const float* const values = map.ptr<float>(0);
-    std::uint64_t missing = 0;
-    std::uint64_t total = 0;
-    for (std::size_t i = 0; i < counts.size(); ++i) {
-        missing += std::isnan(values[i]) ? counts[i] : 0U;
-        total += counts[i];
-    }
-    return total == 0 ? 0.0 : static_cast<double>(missing) / static_cast<double>(total);
+    counts.add(map);
+    addProbabilities(counts, probs);
 }
 
 float bhattacharyyaCoefficient(const BinProbabilities& first, const BinProbabilities& second) {

@@ -1,10 +1,14 @@
 #include "app/photograph_comparison.hpp"
 
+#include <algorithm>
+#include <array>
 #include <future>
 #include <stdexcept>
 #include <utility>
+#include <vector>
 
 #include "app/color_expansion.hpp"
+#include "app/correlate_estimate.hpp"
 #include "app/metrics.hpp"
 #include "app/perceptual_metrics.hpp"
 
@@ -29,8 +33,28 @@ float backgroundOf(const cv::Mat& photograph) {
     return backgroundLuminanceOf(static_cast<std::int64_t>(photograph.rows) * photograph.cols);
 }
 
-AppearanceDistributions distributionsOf(DistinctColors& colors, float backgroundLuminance,
-                                        const Diagnostics& diagnostics) {
+/// How many pixels fall into each bin, by correlate.
+struct CorrelateCounts {
+    BinCounts brightness;
+    BinCounts lightness;
+    BinCounts chroma;
+    BinCounts colorfulness;
+    BinCounts saturation;
+
+    AppearanceDistributions distributions() const {
+        return {brightness.probabilities(),
+                lightness.probabilities(),
+                chroma.probabilities(),
+                colorfulness.probabilities(),
+                saturation.probabilities(),
+                {brightness.nanShare(), lightness.nanShare(), chroma.nanShare(), colorfulness.nanShare(),
+                 saturation.nanShare()}};
+    }
+};
+
+/// Runs the model on every colour.
+void countCorrelates(DistinctColors& colors, float backgroundLuminance, CorrelateCounts& counts,
+                     const Diagnostics& diagnostics) {
     const cv::Size size = colors.bgr.size();
     cv::Mat adapted = adaptedColors(colors);
     cv::Mat Q(size, CV_32F);
@@ -39,10 +63,86 @@ AppearanceDistributions distributionsOf(DistinctColors& colors, float background
     cv::Mat M(size, CV_32F);
     cv::Mat s(size, CV_32F);
     perceptualMetricsBeforeBackground(adapted, backgroundLuminance, Q, J, C, M, s, diagnostics);
-    const auto distribution = [&colors](const cv::Mat& map) { return weightedBinProbabilities(map, colors.counts); };
-    const auto share = [&colors](const cv::Mat& map) { return weightedNanShare(map, colors.counts); };
-    return {distribution(Q), distribution(J), distribution(C),
-            distribution(M), distribution(s), {share(Q), share(J), share(C), share(M), share(s)}};
+    counts.brightness.add(Q, colors.counts);
+    counts.lightness.add(J, colors.counts);
+    counts.chroma.add(C, colors.counts);
+    counts.colorfulness.add(M, colors.counts);
+    counts.saturation.add(s, colors.counts);
+}
+
+/// Colours with their numbers of pixels.
+class ColorsToAsk {
+public:
+    void add(const cv::Vec3b& color, std::uint32_t count) {
+        bgr_.push_back(color);
+        counts_.push_back(count);
+    }
+    DistinctColors take() {
+        cv::Mat bgr;
+        if (!bgr_.empty()) {
+            bgr = cv::Mat(1, static_cast<int>(bgr_.size()), CV_8UC3, bgr_.data()).clone();
+        }
+        return {std::move(bgr), std::move(counts_), {}};
+    }
+
+private:
+    std::vector<cv::Vec3b> bgr_;
+    std::vector<std::uint32_t> counts_;
+};
+
+/// The counts of `countCorrelates`: colours whose bins an estimate settles are spared the model.
+void countCorrelatesByEstimate(const DistinctColors& colors, float backgroundLuminance, CorrelateCounts& counts,
+                               const Diagnostics& diagnostics) {
+    const CorrelateEstimate estimate(backgroundLuminance);
+    const std::size_t size = colors.counts.size();
+    std::vector<CorrelateEstimate::Responses> responses((size + CorrelateEstimate::blockSize - 1) /
+                                                        CorrelateEstimate::blockSize);
+    const uchar* const bgr = colors.bgr.ptr<uchar>(0);
+    float white = 0;
+    const auto forEachBlock = [&](auto visit) {
+        for (std::size_t block = 0; block < responses.size(); ++block) {
+            const std::size_t first = block * CorrelateEstimate::blockSize;
+            visit(responses[block], first, std::min(CorrelateEstimate::blockSize, size - first));
+        }
+    };
+    forEachBlock([&](CorrelateEstimate::Responses& block, std::size_t first, std::size_t count) {
+        estimate.responses(bgr + 3 * first, count, block);
+        for (std::size_t i = 0; i < count; ++i) {
+            white = block.achromatic[i] > white ? block.achromatic[i] : white;
+        }
+    });
+
+    // The model takes the greatest achromatic response of the image for that of its white: every colour that may have
+    // it is among those that it is asked for.
+    const float whitest = white * (1.0F - 3 * CorrelateEstimate::achromaticError);
+    ColorsToAsk uncertain;
+    CorrelateEstimate::Bins bins;
+    std::array<std::array<std::uint64_t, CorrelateEstimate::binLimit>, 5> pixels{};
+    forEachBlock([&](const CorrelateEstimate::Responses& block, std::size_t first, std::size_t count) {
+        estimate.bins(block, count, white, bins);
+        for (std::size_t i = 0; i < count; ++i) {
+            const std::uint32_t times = colors.counts[first + i];
+            if (bins.certain[i] == 0 || block.achromatic[i] >= whitest) {
+                uncertain.add(colors.bgr.at<cv::Vec3b>(0, static_cast<int>(first + i)), times);
+                continue;
+            }
+            pixels[0][static_cast<std::size_t>(bins.brightness[i])] += times;
+            pixels[1][static_cast<std::size_t>(bins.lightness[i])] += times;
+            pixels[2][static_cast<std::size_t>(bins.chroma[i])] += times;
+            pixels[3][static_cast<std::size_t>(bins.colorfulness[i])] += times;
+            pixels[4][static_cast<std::size_t>(bins.saturation[i])] += times;
+        }
+    });
+    for (int bin = 0; bin < CorrelateEstimate::binLimit; ++bin) {
+        const auto k = static_cast<std::size_t>(bin);
+        counts.brightness.addToBin(bin, pixels[0][k]);
+        counts.lightness.addToBin(bin, pixels[1][k]);
+        counts.chroma.addToBin(bin, pixels[2][k]);
+        counts.colorfulness.addToBin(bin, pixels[3][k]);
+        counts.saturation.addToBin(bin, pixels[4][k]);
+    }
+    DistinctColors asked = uncertain.take();
+    countCorrelates(asked, backgroundLuminance, counts, diagnostics);
 }
 
 void requirePhotograph(const cv::Mat& image) {
@@ -59,13 +159,15 @@ AppearanceDistributions appearanceDistributions(const cv::Mat& photograph, Color
     const bool dumps = diagnostics.wantsFiles();
     DistinctColors colors = counter.count(photograph, dumps);
     const float background = backgroundOf(photograph);
+    CorrelateCounts counts;
     if (!dumps) {
-        return distributionsOf(colors, background, diagnostics);
+        countCorrelatesByEstimate(colors, background, counts, diagnostics);
+        return counts.distributions();
     }
     ColorExpansion expansion(colors.indices, diagnostics);
-    AppearanceDistributions distributions = distributionsOf(colors, background, expansion);
+    countCorrelates(colors, background, counts, expansion);
     expansion.handOn();
-    return distributions;
+    return counts.distributions();
 }
 
 LikenessCoefficients compareDistributions(const AppearanceDistributions& first, const AppearanceDistributions& second) {

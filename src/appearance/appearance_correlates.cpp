@@ -16,14 +16,6 @@ using numerics::roundBlock;
 
 constexpr double pi = 3.141592653589793;
 
-double fourthRoot(float level) {
-    return std::pow(static_cast<double>(level), 0.25);
-}
-
-double chromaOfBackground(float n) {
-    return std::pow(1.64 - std::pow(0.29, static_cast<double>(n)), 0.73);
-}
-
 double hueDegrees(float b, float a) {
     return std::atan2(static_cast<double>(b), static_cast<double>(a)) * 180.0 / pi;
 }
@@ -55,6 +47,14 @@ void hueOfBlock(const float* a, const float* b, float* hue, float* eccentricity,
 }
 
 }  // namespace
+
+double luminanceLevelRoot(float FL) {
+    return std::pow(static_cast<double>(FL), 0.25);
+}
+
+double chromaOfBackground(float n) {
+    return std::pow(1.64 - std::pow(0.29, static_cast<double>(n)), 0.73);
+}
 
 void computeAB(cv::Mat& nl, cv::Mat& a, cv::Mat& b) {
     const ImageWalk walk = walkOver(nl, a, b);
@@ -110,7 +110,7 @@ float computeLightness(cv::Mat& nl, cv::Mat& Nbb, cv::Mat& z, cv::Mat& J, cv::Ma
 }
 
 float computeBrightness(cv::Mat& J, cv::Mat& FL, cv::Mat& /*z*/, cv::Mat& Q, float Aw, const Diagnostics& diagnostics) {
-    Remembered levelFactor(fourthRoot);
+    Remembered levelFactor(luminanceLevelRoot);
     float greatest = 0;
     const ImageWalk walk = walkOver(J, FL, Q);
     for (int i = 0; i < walk.rows; ++i) {
@@ -134,7 +134,6 @@ float computeBrightness(cv::Mat& J, cv::Mat& FL, cv::Mat& /*z*/, cv::Mat& Q, flo
 
 void computeChroma(cv::Mat& nl, cv::Mat& a, cv::Mat& b, cv::Mat& J, cv::Mat& eccentricity, cv::Mat& Ncb, cv::Mat& n,
                    cv::Mat& C, float Nc, const Diagnostics& diagnostics) {
-    constexpr double scale = 3846.153846153846;  // 50000 / 13
     Remembered backgroundFactor(chromaOfBackground);
     cv::Mat t(nl.size(), CV_32F);
     double power[blockSize];
@@ -152,7 +151,7 @@ void computeChroma(cv::Mat& nl, cv::Mat& a, cv::Mat& b, cv::Mat& J, cv::Mat& ecc
             float* const chroma = C.ptr<float>(i) + first;
             float* const magnitude = t.ptr<float>(i) + first;
             for (std::size_t j = 0; j < count; ++j) {
-                const double k = Nc * scale * induction[j] * eccentric[j];
+                const double k = Nc * chromaScale * induction[j] * eccentric[j];
                 const float radius = std::sqrt(redGreen[j] * redGreen[j] + yellowBlue[j] * yellowBlue[j]);
                 const float longAndMiddle = response[3 * j] + response[3 * j + 1];
                 magnitude[j] = static_cast<float>(radius * k / (1.05 * response[3 * j + 2] + longAndMiddle));
@@ -172,7 +171,7 @@ void computeChroma(cv::Mat& nl, cv::Mat& a, cv::Mat& b, cv::Mat& J, cv::Mat& ecc
 }
 
 void computeColorfulness(cv::Mat& C, cv::Mat& FL, cv::Mat& M) {
-    Remembered levelFactor(fourthRoot);
+    Remembered levelFactor(luminanceLevelRoot);
     const ImageWalk walk = walkOver(C, FL, M);
     for (int i = 0; i < walk.rows; ++i) {
         const float* const chroma = C.ptr<float>(i);

@@ -16,6 +16,15 @@
 
 namespace likeness {
 
+/// Of the magnitude t (see `computeChroma`): 50000 / 13.
+inline constexpr double chromaScale = 3846.153846153846;
+
+/// F_L^0.25, the share of the luminance level in brightness and colourfulness.
+double luminanceLevelRoot(float FL);
+
+/// (1.64 - 0.29^n)^0.73, the share of the background in chroma.
+double chromaOfBackground(float n);
+
 /// Opponent red-green a = rho - 12 gamma / 11 + beta / 11 (in double) and yellow-blue b = (rho + gamma - 2 beta) / 9
 /// (in float).
 void computeAB(cv::Mat& nl, cv::Mat& a, cv::Mat& b);

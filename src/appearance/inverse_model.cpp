@@ -5,6 +5,7 @@
 #include <cstdint>
 #include <string>
 
+#include "appearance/appearance_correlates.hpp"
 #include "appearance/cone_responses.hpp"
 #include "appearance/remembered.hpp"
 #include "appearance/viewing_conditions.hpp"
@@ -167,7 +168,7 @@ void chromaAndLightness2t(cv::Mat& C, cv::Mat& J, cv::Mat& n, cv::Mat& t, const 
 
 void hue2AB(cv::Mat& A, cv::Mat& hue, cv::Mat& t, cv::Mat& eccentricity, cv::Mat& Nbb, cv::Mat& a, cv::Mat& b,
             float Nc) {
-    const double k = Nc * 3846.153846153846;  // 50000 / 13
+    const double k = Nc * chromaScale;
     double tangent[blockSize];
     const ImageWalk walk = walkOver(A, hue, t, eccentricity, Nbb, a, b);
     for (int i = 0; i < walk.rows; ++i) {

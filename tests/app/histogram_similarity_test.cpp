@@ -126,7 +126,13 @@ TEST(Bhattacharyya, IsTheLiteralVersion) {
     }
 }
 
-TEST(WeightedBins, AreThoseOfTheRepeatedValues) {
+BinCounts counted(const cv::Mat& map, const std::vector<std::uint32_t>& counts) {
+    BinCounts result;
+    result.add(map, counts);
+    return result;
+}
+
+TEST(BinCounts, AreThoseOfTheRepeatedValues) {
     const cv::Mat map = testing::randomImage({300, 1}, 1, -20.0F, 1100.0F, 2);
     const cv::Mat randomCounts = testing::randomImage({300, 1}, 1, 0.5F, 40.0F, 3);
     std::vector<std::uint32_t> counts;
@@ -137,12 +143,12 @@ TEST(WeightedBins, AreThoseOfTheRepeatedValues) {
             repeated.push_back(map.at<float>(0, i));
         }
     }
-    EXPECT_EQ(weightedBinProbabilities(map, counts), probabilitiesOf(repeated));
-    EXPECT_EQ(weightedBinProbabilities(row({1, nan, 1.2F}), {3, 7, 2}), (BinProbabilities{{1, 1.0F}}));
-    EXPECT_EQ(weightedBinProbabilities(cv::Mat(), {}), BinProbabilities());
+    EXPECT_EQ(counted(map, counts).probabilities(), probabilitiesOf(repeated));
+    EXPECT_EQ(counted(row({1, nan, 1.2F}), {3, 7, 2}).probabilities(), (BinProbabilities{{1, 1.0F}}));
+    EXPECT_EQ(counted(cv::Mat(), {}).probabilities(), BinProbabilities());
 }
 
-TEST(WeightedBins, CountInFloatAndDivideByAnInt) {
+TEST(BinCounts, TurnIntoFloatsThatAreCountedUpAndDivideByAnInt) {
     // A bin that is raised by one in float stops at 2^24, while the number of values goes on.
     const auto raised = [](std::int64_t times) {
         float entry = 1.0F;
@@ -156,20 +162,26 @@ TEST(WeightedBins, CountInFloatAndDivideByAnInt) {
         const auto first = static_cast<std::uint32_t>(times / 3);
         const auto rest = static_cast<std::uint32_t>(times - times / 3);
         const int total = static_cast<int>(times) + 101;
-        const BinProbabilities actual = weightedBinProbabilities(row({5.2F, 4.9F, 7.0F}), {first, rest, 101});
+        const BinProbabilities actual = counted(row({5.2F, 4.9F, 7.0F}), {first, rest, 101}).probabilities();
         const BinProbabilities expected = {{5, raised(times) / static_cast<float>(total)},
                                            {7, 101.0F / static_cast<float>(total)}};
         EXPECT_EQ(actual, expected) << times;
     }
     EXPECT_EQ(raised(30'000'000), 16'777'216.0F);
-    EXPECT_EQ(weightedBinProbabilities(row({5.0F}), {2'000'000'000}), (BinProbabilities{{5, 16'777'216.0F / 2e9F}}));
+    EXPECT_EQ(counted(row({5.0F}), {2'000'000'000}).probabilities(), (BinProbabilities{{5, 16'777'216.0F / 2e9F}}));
 }
 
-TEST(WeightedNanShare, CountsPixelsAndNotColors) {
+TEST(BinCounts, KnowTheShareOfValuesWithoutABin) {
     const cv::Mat map = (cv::Mat_<float>(1, 4) << 1.0F, nan, 3.0F, nan);
-    EXPECT_DOUBLE_EQ(weightedNanShare(map, {5, 1, 3, 1}), 0.2);
-    EXPECT_EQ(weightedNanShare(map, {5, 0, 3, 0}), 0.0);
-    EXPECT_EQ(weightedNanShare(cv::Mat(), {}), 0.0);
+    EXPECT_DOUBLE_EQ(counted(map, {5, 1, 3, 1}).nanShare(), 0.2);
+    EXPECT_EQ(counted(map, {5, 0, 3, 0}).nanShare(), 0.0);
+    EXPECT_EQ(counted(cv::Mat(), {}).nanShare(), 0.0);
+
+    BinCounts counts;
+    counts.add(map);
+    counts.addToBin(3, 4);
+    EXPECT_DOUBLE_EQ(counts.nanShare(), 0.25);
+    EXPECT_EQ(counts.probabilities(), (BinProbabilities{{1, 1 / 6.0F}, {3, 5 / 6.0F}}));
 }
 
 }  // namespace

@@ -199,6 +199,44 @@ TEST(AppearanceDistributions, AreThoseOfTheLiteralMaps) {
     }
 }
 
+TEST(AppearanceDistributions, WithoutDumpsAreThoseOfTheModelOnEveryColor) {
+    // With dumps the model runs on each colour, without them mostly estimates do.
+    std::vector<testing::NamedImage> photographs = {{"distinct", distinctPhotograph()},
+                                                    {"saturated", saturatedPhotograph()},
+                                                    {"nothing", cv::Mat()},
+                                                    {"black", uniform({5, 4}, cv::Scalar::all(0))},
+                                                    {"black and grey", fewPixels({{0, 0, 0}, {90, 90, 90}})}};
+    for (const char* const name : {"cat.jpg", "coffee.jpg", "rocket.jpg", "retina.jpg"}) {
+        const cv::Mat photograph = testing::examplePhotograph(name);
+        photographs.push_back({name, photograph});
+        photographs.push_back({std::string("dark ") + name, photograph * 0.2});
+        photographs.push_back({std::string("bright ") + name, photograph * 2.5 + cv::Scalar::all(40)});
+    }
+    cv::Mat greys(1, 256, CV_8UC3);
+    for (int level = 0; level < 256; ++level) {
+        greys.at<cv::Vec3b>(0, level) = cv::Vec3b::all(static_cast<uchar>(level));
+    }
+    photographs.push_back({"greys", greys});
+    cv::Mat many(1000, 2000, CV_8UC3);
+    cv::randu(many, cv::Scalar::all(0), cv::Scalar::all(256));
+    photographs.push_back({"a million colours and a drifting background", many});
+    ColorCounter counter;
+    for (const auto& [name, photograph] : photographs) {
+        SCOPED_TRACE(name);
+        const ScratchDirectory scratch;
+        const AppearanceDistributions expected =
+            appearanceDistributions(photograph, counter, DirectoryDiagnostics("."));
+        const AppearanceDistributions actual = appearanceDistributions(photograph, counter);
+        EXPECT_EQ(actual.brightness, expected.brightness);
+        EXPECT_EQ(actual.lightness, expected.lightness);
+        EXPECT_EQ(actual.chroma, expected.chroma);
+        EXPECT_EQ(actual.colorfulness, expected.colorfulness);
+        EXPECT_EQ(actual.saturation, expected.saturation);
+        EXPECT_EQ(actual.nanShares.chroma, expected.nanShares.chroma);
+        EXPECT_EQ(actual.nanShares.saturation, expected.nanShares.saturation);
+    }
+}
+
 TEST(AppearanceDistributions, DoNotDependOnWhatTheCounterCountedBefore) {
     const cv::Mat photographs[] = {testing::randomPhotograph({64, 64}, 11), testing::examplePhotograph("cat.jpg"),
                                    cv::Mat(), uniform({9, 9}, cv::Scalar(0, 0, 255))};
