@@ -32,6 +32,18 @@ CLI::Validator check(const std::string& expected, Accepts accepts) {
             ""};
 }
 
+bool isPositiveTriple(const std::string& text, double high) {
+    const std::vector<std::string> parts = partsOf(text);
+    return parts.size() == 3 && std::all_of(parts.begin(), parts.end(), [=](const auto& part) {
+               const double value = numberIn(part);
+               return value > 0 && value <= high;
+           });
+}
+
+std::string noTriple(const std::string& text, double high) {
+    return fmt::format("'{}' is not three numbers above 0 and up to {}, as in 0.9,1,0.8", text, high);
+}
+
 }  // namespace
 
 double numberIn(const std::string& text) {
@@ -86,18 +98,26 @@ CLI::Validator oneOf(const std::vector<std::string>& choices) {
 }
 
 CLI::Validator positiveTriple(double high) {
+    return {[=](std::string& text) { return isPositiveTriple(text, high) ? std::string() : noTriple(text, high); }, ""};
+}
+
+CLI::Validator tripleOrChromaticity(double high) {
     return {[=](std::string& text) {
                 const std::vector<std::string> parts = partsOf(text);
-                const bool accepted =
-                    parts.size() == 3 && std::all_of(parts.begin(), parts.end(), [=](const auto& part) {
-                        const double value = numberIn(part);
-                        return value > 0 && value <= high;
-                    });
-                return accepted
-                           ? std::string()
-                           : fmt::format("'{}' is not three numbers above 0 and up to {}, as in 0.9,1,0.8", text, high);
+                if (parts.size() == 2) {
+                    const cv::Vec2d xy = chromaticityIn(text);
+                    return xy[0] > 0 && xy[1] > 0 && xy[0] + xy[1] <= 1
+                               ? std::string()
+                               : fmt::format("'{}' is not a chromaticity x,y, both above 0, with a sum up to 1", text);
+                }
+                return isPositiveTriple(text, high) ? std::string() : noTriple(text, high) + ", nor a chromaticity x,y";
             },
             ""};
+}
+
+cv::Vec2d chromaticityIn(const std::string& text) {
+    const std::vector<std::string> parts = partsOf(text);
+    return {numberIn(parts.at(0)), numberIn(parts.at(1))};
 }
 
 cv::Vec3d tripleIn(const std::string& text) {

@@ -26,6 +26,12 @@ CLI::Validator oneOf(const std::vector<std::string>& choices);
 /// Three finite numbers with commas between them, such as "0.9,1,0.8", each above 0 and up to `high`.
 CLI::Validator positiveTriple(double high);
 
+/// What `positiveTriple` accepts, or a chromaticity "x,y" such as "0.3127,0.329": both above 0, with a sum up to 1.
+CLI::Validator tripleOrChromaticity(double high);
+
+/// The numbers of a chromaticity that `tripleOrChromaticity` accepts.
+cv::Vec2d chromaticityIn(const std::string& text);
+
 /// The numbers of a text that `positiveTriple` accepts.
 cv::Vec3d tripleIn(const std::string& text);
 

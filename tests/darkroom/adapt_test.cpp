@@ -31,6 +31,19 @@ cv::Mat adaptedFrom(cv::Mat white, cv::Mat bgr) {
     return image;
 }
 
+/// The gray-world white of a photograph in sharpened B, G, R, for every pixel of a picture of `size`.
+cv::Mat whiteOf(const cv::Mat& bgr, cv::Size size) {
+    cv::Mat white(1, 1, CV_32FC3);
+    cv::Mat previous(1, 1, CV_32FC3, cv::Scalar::all(std::numeric_limits<double>::quiet_NaN()));
+    cv::Mat mask;
+    computeWhitePointFromGrayWorld(bgr, white, previous, mask, dropAll());
+    convertBGRToXYZDirect(white, white);
+    convertXYZtoSharpenedBGR(white, white);
+    cv::Mat whites;
+    cv::repeat(white, size.height, size.width, whites);
+    return whites;
+}
+
 class DarkroomAdapt : public DarkroomProgram {
 protected:
     /// A photograph of a hundred columns, which are read back from a file as they are here.
@@ -46,14 +59,7 @@ protected:
 
 TEST_F(DarkroomAdapt, ToD65FromTheWhiteOfThePhotograph) {
     const Photograph in = part("coffee.jpg");
-    cv::Mat white(1, 1, CV_32FC3);
-    cv::Mat previous(1, 1, CV_32FC3, cv::Scalar::all(std::numeric_limits<double>::quiet_NaN()));
-    cv::Mat mask;
-    computeWhitePointFromGrayWorld(in.unit, white, previous, mask, dropAll());
-    convertBGRToXYZDirect(white, white);
-    convertXYZtoSharpenedBGR(white, white);
-    cv::Mat whites;
-    cv::repeat(white, in.unit.rows, in.unit.cols, whites);
+    const cv::Mat whites = whiteOf(in.unit, in.unit.size());
     const Outcome outcome = expectDone({"adapt", in.path, "--to", "d65", "-o", "out.tif"});
     EXPECT_EQ(outcome.out, "");
     EXPECT_MAT_EQUAL(imageLeft("out.tif"), adaptedFrom(whites, in.unit));
@@ -72,6 +78,40 @@ TEST_F(DarkroomAdapt, ToD65FromTheWhiteOfEachPixel) {
     convertXYZtoSharpenedBGR(white, white);
     expectDone({"adapt", in.path, "--to", "d65", "--white", "smoothed", "-o", "smoothed.tif"});
     EXPECT_MAT_EQUAL(imageLeft("smoothed.tif"), adaptedFrom(white, in.unit));
+}
+
+TEST_F(DarkroomAdapt, BackToTheLightOfAPhotograph) {
+    const Photograph in = part("rocket.jpg");
+    const cv::Mat coffee = whiteOf(unitPhotograph("coffee.jpg"), in.unit.size());
+    const cv::Mat retina = whiteOf(unitPhotograph("retina.jpg"), in.unit.size());
+    cv::Mat sharpened(in.unit.size(), CV_32FC3);
+    cv::Mat bgr = in.unit.clone();
+    convertBGRToXYZDirect(bgr, sharpened);
+    convertXYZtoSharpenedBGR(sharpened, sharpened);
+    const auto picture = [](cv::Mat image) {
+        convertSharpenedBGRtoXYZ(image, image);
+        convertXYZToBGRDirect(image, image);
+        return image;
+    };
+    cv::Mat fromD65 = sharpened.clone();
+    cv::Mat to = coffee.clone();
+    inverseCATByD65(fromD65, to, fromD65);
+    expectDone({"adapt", in.path, "--from", "d65", "--like", photo("coffee.jpg"), "-o", "out.tif"});
+    EXPECT_MAT_EQUAL(imageLeft("out.tif"), picture(fromD65));
+
+    cv::Mat from = retina.clone();
+    to = coffee.clone();
+    cv::Mat fromPhotograph = sharpened.clone();
+    inverseCAT(sharpened, from, to, fromPhotograph);
+    expectDone({"adapt", in.path, "--from", photo("retina.jpg"), "--like", photo("coffee.jpg"), "-o", "out.tif"});
+    EXPECT_MAT_EQUAL(imageLeft("out.tif"), picture(fromPhotograph));
+}
+
+TEST_F(DarkroomAdapt, ToD65AndBackIsWhereItBegan) {
+    const Photograph in = part("coffee.jpg");
+    expectDone({"adapt", in.path, "--to", "d65", "-o", "d65.tif"});
+    expectDone({"adapt", "d65.tif", "--from", "d65", "--like", in.path, "-o", "back.tif"});
+    EXPECT_MAT_NEAR(imageLeft("back.tif"), in.unit, {.absolute = 2e-4});
 }
 
 TEST_F(DarkroomAdapt, LikeAnotherPhotograph) {
@@ -173,6 +213,14 @@ TEST_F(DarkroomAdapt, Refuses) {
     expectRefused({"adapt", in, "--to", "d65", "--white", "blue", "-o", "a.png"},
                   "--white: 'blue' is none of gray-world, smoothed, own");
     expectRefused({"adapt", in, "--like", ref, "--white", "own", "-o", "a.png"}, "--white requires --to");
+    expectRefused({"adapt", in, "--from", "d65", "-o", "a.png"}, "--from requires --like");
+    expectRefused({"adapt", in, "--like", ref, "--from", "missing.png", "-o", "a.png"},
+                  "cannot read 'missing.png' as an image");
+    expectRefused({"adapt", in, "--like", ref, "--from", "d65", "--local", "-o", "a.png"}, "--local excludes --from");
+    expectRefused({"adapt", in, "--like", ref, "--from", "d65", "--degree", "1", "-o", "a.png"},
+                  "--degree excludes --from");
+    expectRefused({"adapt", in, "--like", ref, "--from", "d65", "--mask", ref, "-o", "a.png"},
+                  "--mask excludes --from");
     expectRefused({"adapt", in, "--like", ref, "--degree", "1.5", "-o", "a.png"},
                   "--degree: '1.5' is not a number from 0 to 1");
     expectRefused({"adapt", in, "--to", "d65", "--degree", "1", "-o", "a.png"}, "--degree requires --like");

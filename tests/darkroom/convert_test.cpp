@@ -166,6 +166,16 @@ TEST_F(DarkroomConvert, XyzTakesAWhite) {
     EXPECT_MAT_EQUAL(imageLeft("bgr.tif"), bgr);
 }
 
+TEST_F(DarkroomConvert, XyzTakesTheChromaticityOfAWhite) {
+    cv::Mat bgr = unitPhotograph("coffee.jpg");
+    cv::Mat white(1, 1, CV_32FC3);
+    xytoXYZ(cv::Mat(1, 1, CV_32FC2, cv::Scalar(0.3457, 0.3585)), 1.0F, white);
+    cv::Mat xyz(bgr.size(), CV_32FC3);
+    convertBGRtoXYZ(bgr, white, xyz);
+    expectDone({"convert", photo("coffee.jpg"), "--to", "xyz", "--xyz-white", "0.3457,0.3585", "-o", "xyz.tif"});
+    EXPECT_MAT_EQUAL(imageLeft("xyz.tif"), firstAsRed(xyz));
+}
+
 TEST_F(DarkroomConvert, LabAsPngIsScaledTo255) {
     cv::Mat lab = firstAsRed(converted(unitPhotograph("cat.jpg"), "lab"));
     scaleLab(lab);
@@ -197,6 +207,12 @@ TEST_F(DarkroomConvert, Refuses) {
         expectRefused({"convert", in, "--to", "lab", "--white", white, "-o", "a.tif"},
                       "--white: '" + white + "' is not three numbers above 0 and up to 1, as in 0.9,1,0.8");
     }
+    for (const std::string white : {"0.3,0", "0,0.3", "0.6,0.5", "0.3,x"}) {
+        expectRefused({"convert", in, "--to", "xyz", "--xyz-white", white, "-o", "a.tif"},
+                      "--xyz-white: '" + white + "' is not a chromaticity x,y, both above 0, with a sum up to 1");
+    }
+    expectRefused({"convert", in, "--to", "xyz", "--xyz-white", "1", "-o", "a.tif"},
+                  "--xyz-white: '1' is not three numbers above 0 and up to 2, as in 0.9,1,0.8, nor a chromaticity x,y");
     expectRefused({"convert", in, "--from", "xyz", "-o", "a.png"},
                   "'" + in + "' holds integers: --from xyz takes the float TIFF that --to xyz writes");
     expectRefused({"convert", in, "--from", "opponent", "-o", "a.png"},

@@ -58,6 +58,36 @@ TEST_F(DarkroomTransfer, IsTheLibrarysTransfer) {
     EXPECT_EQ(filesLeft(), std::vector<std::string>{"out.tif"});
 }
 
+TEST_F(DarkroomTransfer, MovesTheMeanThroughTheMapWhereAsked) {
+    const cv::Mat input = labOf(unitPhotograph("rocket.jpg"));
+    const cv::Mat palette = labOf(unitPhotograph("coffee.jpg"));
+    cv::Mat chroma(input.size(), CV_32FC2);
+    cv::Mat means(1, 3, CV_32F);
+    cv::Mat targetMeans(1, 2, CV_32F);
+    cv::Mat map(2, 2, CV_32F);
+    cv::Mat inverse(3, 3, CV_32F);
+    cv::Mat targetCovariance(2, 2, CV_32F);
+    applyOptimalTransportBonneel(input, palette, chroma, inverse, means, targetCovariance, targetMeans, map, 1, 2,
+                                 dropAll());
+    cv::Mat expected = input.clone();
+    for (int i = 0; i < input.rows; ++i) {
+        for (int j = 0; j < input.cols; ++j) {
+            const auto& x = input.at<cv::Vec3f>(i, j);
+            for (int k = 0; k < 2; ++k) {
+                expected.at<cv::Vec3f>(i, j)[k + 1] = map.at<float>(k, 0) * x[1] + map.at<float>(k, 1) * x[2] -
+                                                      means.at<float>(0, k + 1) + targetMeans.at<float>(0, k);
+            }
+        }
+    }
+    cv::cvtColor(expected, expected, cv::COLOR_Lab2BGR);
+    expectDone({"transfer", photo("rocket.jpg"), "--palette", photo("coffee.jpg"), "--dims", "2", "--form", "bonneel",
+                "-o", "out.tif"});
+    EXPECT_MAT_EQUAL(imageLeft("out.tif"), expected);
+    EXPECT_GT(
+        cv::norm(expected, transferred(unitPhotograph("rocket.jpg"), unitPhotograph("coffee.jpg"), 1, 2), cv::NORM_INF),
+        0.01);
+}
+
 TEST_F(DarkroomTransfer, TakesSixteenBitsAndFloats) {
     const cv::Mat bytes = examplePhotograph("cat.jpg")(cv::Rect(50, 50, 90, 80)).clone();
     const cv::Mat unit = unitPhotograph("cat.jpg")(cv::Rect(50, 50, 90, 80)).clone();
@@ -101,6 +131,15 @@ TEST_F(DarkroomTransfer, Refuses) {
                   "cannot read 'missing.png' as an image");
     expectRefused({"transfer", in, "--palette", target, "--dims", "1", "-o", "a.png"},
                   "--dims: '1' is not a whole number from 2 to 3");
+    expectRefused({"transfer", in, "--palette", target, "--form", "bonneel", "-o", "a.png"},
+                  "--form bonneel: only with --dims 2");
+    expectRefused({"transfer", in, "--palette", target, "--form", "free", "-o", "a.png"},
+                  "--form: 'free' is none of centred, bonneel");
+    expectRefused({"transfer", in, "--palette", target, "--dims", "2", "--form", "bonneel", "--t", "1", "-o", "a.png"},
+                  "--t excludes --form");
+    expectRefused(
+        {"transfer", in, "--palette", target, "--dims", "2", "--form", "bonneel", "--frames", "3", "-o", "a.png"},
+        "--form excludes --frames");
     expectRefused({"transfer", in, "--palette", target, "--t", "1.1", "-o", "a.png"},
                   "--t: '1.1' is not a number from 0 to 1");
     expectRefused({"transfer", in, "--palette", target, "--frames", "1", "-o", "a.png"},

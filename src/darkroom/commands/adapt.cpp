@@ -21,6 +21,7 @@ namespace {
 struct Options {
     std::string input;
     std::string to;
+    std::string from;
     std::string white = "gray-world";
     std::string like;
     std::string mask;
@@ -64,6 +65,32 @@ void adaptToD65(cv::Mat& bgr, const std::string& whiteKind, const Diagnostics& d
     convertXYZToBGRDirect(xyz, bgr);
 }
 
+/// The white of a photograph for every pixel of a picture of `size`, sharpened.
+cv::Mat grayWorldWhite(const cv::Mat& bgr, cv::Size size, const Diagnostics& diagnostics) {
+    cv::Mat xyz;
+    const cv::Mat white = sourceWhite(bgr, xyz, "gray-world", diagnostics);
+    const auto& value = white.at<cv::Vec3f>(0, 0);
+    return {size, CV_32FC3, cv::Scalar(value[0], value[1], value[2])};
+}
+
+/// Undoes an adaptation from the light of `reference`.
+/// @param source  the photograph to whose light `bgr` was adapted; empty for D65
+void adaptBack(cv::Mat& bgr, const cv::Mat& source, const cv::Mat& reference, const Diagnostics& diagnostics) {
+    cv::Mat xyz(bgr.size(), CV_32FC3);
+    convertBGRToXYZDirect(bgr, xyz);
+    cv::Mat sharpened(bgr.size(), CV_32FC3);
+    convertXYZtoSharpenedBGR(xyz, sharpened);
+    cv::Mat white = grayWorldWhite(reference, bgr.size(), diagnostics);
+    if (source.empty()) {
+        inverseCATByD65(sharpened, white, xyz);
+    } else {
+        cv::Mat adaptedTo = grayWorldWhite(source, bgr.size(), diagnostics);
+        inverseCAT(sharpened, adaptedTo, white, sharpened);
+    }
+    convertSharpenedBGRtoXYZ(sharpened, xyz);
+    convertXYZToBGRDirect(xyz, bgr);
+}
+
 ExitStatus adapt(const Session& session, const Options& options) {
     if (options.to.empty() == options.like.empty()) {
         throw Refusal("one of --to d65 and --like REF is needed, and not both");
@@ -72,10 +99,15 @@ ExitStatus adapt(const Session& session, const Options& options) {
     cv::Mat image = readUnitImage(session, options.input);
     checkFinite(options.input, image);
     cv::Mat reference;
+    cv::Mat source;
     cv::Mat leftOut;
     if (!options.like.empty()) {
         reference = readUnitImage(session, options.like);
         checkFinite(options.like, reference);
+    }
+    if (!options.from.empty() && options.from != "d65") {
+        source = readUnitImage(session, options.from);
+        checkFinite(options.from, source);
     }
     if (!options.mask.empty()) {
         leftOut = readMask(session, options.mask);
@@ -87,6 +119,9 @@ ExitStatus adapt(const Session& session, const Options& options) {
         if (!options.to.empty()) {
             adaptToD65(image, options.white, session.diagnostics());
             what = "adapted to D65";
+        } else if (!options.from.empty()) {
+            adaptBack(image, source, reference, session.diagnostics());
+            what = "adapted back";
         } else if (options.local) {
             performLocalCAMCA(image, reference, static_cast<float>(options.blend), session.diagnostics());
             what = "adapted pixel by pixel";
@@ -151,6 +186,15 @@ Action declareAdapt(CLI::App& app) {
                             ->needs(like)
                             ->excludes(degree)
                             ->excludes(mask);
+    app.add_option("--from", options->from,
+                   optionText("With --like, undo an adaptation: IN was adapted to d65, or to the gray-world white of a "
+                              "photograph, and goes back to the gray-world white of REF",
+                              "--from d65"))
+        ->type_name("LIGHT")
+        ->needs(like)
+        ->excludes(degree)
+        ->excludes(mask)
+        ->excludes(local);
     app.add_option("--blend", options->blend,
                    optionText("With --local, the share of REF's white in the white that is adapted to, 0 (the pixel's "
                               "own, nothing changes) to 1",

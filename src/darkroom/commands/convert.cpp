@@ -1,11 +1,13 @@
 // darkroom convert: a picture to another colour space, and back.
 #include <fmt/format.h>
 
+#include <algorithm>
 #include <memory>
 #include <opencv2/imgproc.hpp>
 #include <vector>
 
 #include "color/bgr_xyz.hpp"
+#include "color/chromaticity.hpp"
 #include "color/lab.hpp"
 #include "color/lab_range.hpp"
 #include "color/lms_lalphabeta.hpp"
@@ -51,12 +53,24 @@ struct Space {
     cv::Mat (*toBgr)(cv::Mat& values, const Options& options);  ///< null where no way leads back
 };
 
+/// Parts of "X,Y,Z", or of a chromaticity "x,y", which is that of a white of Y = 1.
+cv::Mat xyzWhiteIn(const std::string& text) {
+    if (std::count(text.begin(), text.end(), ',') == 2) {
+        return tripleImage(text);
+    }
+    const cv::Vec2d chromaticity = chromaticityIn(text);
+    const cv::Mat xy(1, 1, CV_32FC2, cv::Scalar(chromaticity[0], chromaticity[1]));
+    cv::Mat white(1, 1, CV_32FC3);
+    xytoXYZ(xy, 1.0F, white);
+    return white;
+}
+
 cv::Mat xyzFromBgr(cv::Mat& bgr, const Options& options) {
     cv::Mat xyz(bgr.size(), CV_32FC3);
     if (options.xyzWhite.empty()) {
         convertBGRToXYZDirect(bgr, xyz);
     } else {
-        cv::Mat white = tripleImage(options.xyzWhite);
+        cv::Mat white = xyzWhiteIn(options.xyzWhite);
         convertBGRtoXYZ(bgr, white, xyz);
     }
     return xyz;
@@ -67,7 +81,7 @@ cv::Mat bgrFromXyz(cv::Mat& xyz, const Options& options) {
     if (options.xyzWhite.empty()) {
         convertXYZToBGRDirect(xyz, bgr);
     } else {
-        cv::Mat white = tripleImage(options.xyzWhite);
+        cv::Mat white = xyzWhiteIn(options.xyzWhite);
         convertXYZtoBGR(xyz, white, bgr);
     }
     return bgr;
@@ -277,10 +291,11 @@ Action declareConvert(CLI::App& app) {
     app.add_option(
            "--xyz-white", options->xyzWhite,
            optionText("White of xyz: the sRGB primaries are scaled to give it, and the way back is limited to 0 "
-                      "to 1. Each above 0 and up to 2; without it the fixed matrix of sRGB under D65",
+                      "to 1. Each above 0 and up to 2, or a chromaticity x,y; without it the fixed matrix of sRGB "
+                      "under D65",
                       "--xyz-white 0.9642,1,0.8249"))
         ->type_name("X,Y,Z")
-        ->check(positiveTriple(2));
+        ->check(tripleOrChromaticity(2));
     addImageOutput(app, options->output);
     return [options](const Session& session) { return convert(session, *options); };
 }

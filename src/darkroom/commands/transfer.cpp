@@ -22,6 +22,7 @@ struct Options {
     std::string input;
     std::string palette;
     int dims = 3;
+    std::string form = "centred";
     double t = 1;
     int frames = 0;  ///< 0: one picture, at `t`
     ImageOutput output;
@@ -54,6 +55,32 @@ cv::Mat labOf(const cv::Mat& bgr) {
     return lab;
 }
 
+/// Bonneel's form of the chroma transfer.
+/// @return  CV_32FC2
+cv::Mat chromaMovedAfterTheMap(const cv::Mat& input, const cv::Mat& target, const Diagnostics& diagnostics) {
+    cv::Mat result(input.size(), CV_32FC2);
+    cv::Mat inputCovarianceInverse(3, 3, CV_32F);
+    cv::Mat inputMeans(1, 3, CV_32F);
+    cv::Mat targetCovariance(2, 2, CV_32F);
+    cv::Mat targetMeans(1, 2, CV_32F);
+    cv::Mat map(2, 2, CV_32F);
+    applyOptimalTransportBonneel(input, target, result, inputCovarianceInverse, inputMeans, targetCovariance,
+                                 targetMeans, map, 1.0F, 2, diagnostics);
+    float* inputChroma = inputMeans.ptr<float>(0) + 1;
+    float* targetChroma = targetMeans.ptr<float>(0);
+    computeMapping2DBonneel(input, target, inputChroma, targetChroma, map, result);
+    return result;
+}
+
+/// @return  of `lab` with its chroma exchanged: B, G, R
+cv::Mat withChroma(const cv::Mat& lab, const cv::Mat& chroma) {
+    cv::Mat exchanged = lab.clone();
+    const int places[] = {0, 1, 1, 2};
+    cv::mixChannels(&chroma, 1, &exchanged, 1, places, 2);
+    cv::cvtColor(exchanged, exchanged, cv::COLOR_Lab2BGR);
+    return exchanged;
+}
+
 /// @return  B, G, R
 cv::Mat transferred(const cv::Mat& input, const cv::Mat& target, double t, int dims, const Diagnostics& diagnostics) {
     cv::Mat result(input.size(), CV_32FC(dims));
@@ -63,18 +90,18 @@ cv::Mat transferred(const cv::Mat& input, const cv::Mat& target, double t, int d
     cv::Mat unused;
     applyOptimalTransport(input, target, result, unused, inputMeans, unused, targetMeans, map, static_cast<float>(t),
                           dims, diagnostics);
-    cv::Mat lab = result;
     if (dims == 2) {
-        lab = input.clone();
-        const int chroma[] = {0, 1, 1, 2};
-        cv::mixChannels(&result, 1, &lab, 1, chroma, 2);
+        return withChroma(input, result);
     }
-    cv::Mat bgr;
-    cv::cvtColor(lab, bgr, cv::COLOR_Lab2BGR);
-    return bgr;
+    cv::cvtColor(result, result, cv::COLOR_Lab2BGR);
+    return result;
 }
 
 ExitStatus transfer(const Session& session, const Options& options) {
+    const bool centred = options.form == "centred";
+    if (!centred && options.dims != 2) {
+        throw Refusal("--form bonneel: only with --dims 2");
+    }
     checkImageOutput(options.output);
     const std::vector<Frame> frames = framesOf(options);
     if (options.frames > 0) {
@@ -91,7 +118,9 @@ ExitStatus transfer(const Session& session, const Options& options) {
     const cv::Mat paletteLab = labOf(palette);
     Progress progress(session, "transferring colours", static_cast<int>(frames.size()));
     for (const Frame& frame : frames) {
-        const cv::Mat result = transferred(inputLab, paletteLab, frame.t, options.dims, session.diagnostics());
+        const cv::Mat result =
+            centred ? transferred(inputLab, paletteLab, frame.t, options.dims, session.diagnostics())
+                    : withChroma(inputLab, chromaMovedAfterTheMap(inputLab, paletteLab, session.diagnostics()));
         writeImage(session, frame.output, result, 1.0, fmt::format("t = {:.4g}", frame.t));
         progress.step();
     }
@@ -118,13 +147,24 @@ Action declareTransfer(CLI::App& app) {
             ->type_name("T")
             ->check(numberBetween(0, 1))
             ->capture_default_str();
+    auto* const form =
+        app.add_option(
+               "--form", options->form,
+               optionText("With --dims 2, where the mean of IN is taken off: before the map (centred), or after "
+                          "it (bonneel), so that the map moves the mean too",
+                          "--form bonneel"))
+            ->type_name("FORM")
+            ->check(oneOf({"centred", "bonneel"}))
+            ->excludes(t)
+            ->capture_default_str();
     app.add_option("--frames", options->frames,
                    optionText("Pictures of the way in so many equal steps from t = 0 to 1, 2 to 9999: --output out.png "
                               "gives out_000.png, out_001.png, ...",
                               "--frames 25"))
         ->type_name("N")
         ->check(integerBetween(2, 9999))
-        ->excludes(t);
+        ->excludes(t)
+        ->excludes(form);
     addImageOutput(app, options->output);
     return [options](const Session& session) { return transfer(session, *options); };
 }
