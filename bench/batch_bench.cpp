@@ -120,7 +120,7 @@ public:
             double megapixels;
             int photographs;
         };
-        for (const auto& [megapixels, count] : {Size{0.3, 80}, Size{2, 32}, Size{8, 12}, Size{18, 8}}) {
+        for (const auto& [megapixels, count] : {Size{0.3, 800}, Size{2, 160}, Size{8, 48}, Size{18, 24}}) {
             const std::vector<std::string> paths = photographs(megapixels, count);
             std::vector<std::pair<std::string, std::string>> pairs;
             for (std::size_t k = 0; k + 1 < paths.size(); k += 2) {
@@ -161,6 +161,9 @@ public:
         const Cost compared = batch(name, 1);
         std::printf("one reference against 1000 of 0.3 megapixels: decoding %.2f s, batch %.2f s, ratio %.2f\n",
                     alone.processor, compared.processor, compared.processor / alone.processor);
+        const Cost twoJobs = batch(name, 2);
+        std::printf("  wall time: decoding in one process %.2f s, batch with two jobs %.2f s, ratio %.2f\n", alone.wall,
+                    twoJobs.wall, twoJobs.wall / alone.wall);
         for (const std::string& path : paths) {
             fs::remove(path);
         }
@@ -195,7 +198,7 @@ public:
     }
 
     void jobs() const {
-        const std::vector<std::string> paths = photographs(2, 60);
+        const std::vector<std::string> paths = photographs(2, 200);
         std::vector<std::pair<std::string, std::string>> pairs;
         for (std::size_t k = 0; k + 1 < paths.size(); k += 2) {
             pairs.emplace_back(paths[k], paths[k + 1]);
@@ -205,7 +208,7 @@ public:
             const Cost one = batch(name, 1);
             const Cost two = batch(name, 2);
             std::printf(
-                "30 pairs of 2 megapixels: one job %.2f s (processor %.2f s), two jobs %.2f s (%.2f s): %.2f times\n",
+                "100 pairs of 2 megapixels: one job %.2f s (processor %.2f s), two jobs %.2f s (%.2f s): %.2f times\n",
                 one.wall, one.processor, two.wall, two.processor, one.wall / two.wall);
         }
         for (const std::string& path : paths) {
