@@ -228,6 +228,7 @@ window.onload = () => {
             shown: page.getElementById('shown').textContent,
             page: page.getElementById('page').textContent,
             dots: dots.split('M').length - 1,
+            point: page.getElementById('point').textContent,
             address: frame.contentWindow.location.hash,
         });
     };
@@ -359,6 +360,37 @@ TEST_F(DarkroomReportInBrowser, Filters) {
     EXPECT_EQ(noted[4]["dots"], std::count_if(records_.begin(), records_.end(), between));
     EXPECT_EQ(noted[5]["shown"], "No pair is like this.");
     EXPECT_TRUE(noted[5]["positions"].empty());
+}
+
+TEST_F(DarkroomReportInBrowser, TellsThePairOfADotAndShowsItAfterAClick) {
+    // The events of a reader's pointer over the first dot that is drawn, and far from any.
+    const std::string pointAt = R"(
+        const svg = page.getElementById('scatter');
+        const at = (type, x, y) => {
+            const place = new DOMPoint(x, y).matrixTransform(svg.getScreenCTM());
+            const options = {clientX: place.x, clientY: place.y, bubbles: true};
+            svg.dispatchEvent(type === 'click' ? new MouseEvent(type, options) : new PointerEvent(type, options));
+        };
+        const [, x, y] = /^M([0-9.]+) ([0-9.]+)h/.exec(page.getElementById('dots').getAttribute('d')).map(Number);
+)";
+    const json noted = shownAfter(
+        {"set('set-filter', 'MODEL 3'); set('set-min', '0.5');", "{" + pointAt + "at('pointermove', -500, -500); }",
+         "{" + pointAt + "at('pointermove', x + 1, y - 1); }", "{" + pointAt + "at('click', x + 1, y - 1); }"});
+    ASSERT_EQ(noted.size(), 5U);
+    const std::string untouched = noted[1]["point"];
+    EXPECT_NE(untouched.find("Point at one to see which it is"), std::string::npos);
+    EXPECT_EQ(noted[2]["point"], untouched) << "nothing is near";
+    const std::string told = noted[3]["point"];
+    const std::string id = told.substr(0, told.find(':'));
+    const auto record = std::find_if(records_.begin(), records_.end(),
+                                     [&id](const ResultRecord& candidate) { return candidate.id == id; });
+    ASSERT_NE(record, records_.end()) << told;
+    EXPECT_TRUE(ofModel3(*record));
+    EXPECT_EQ(told, fmt::format("{}: brightness {:.5f}, chroma {:.5f}", id, record->outcome.coefficients[0],
+                                chroma(*record)));
+    ASSERT_FALSE(noted[4]["names"].empty());
+    const auto& names = noted[4]["names"];
+    EXPECT_NE(std::find(names.begin(), names.end(), id), names.end()) << "among the pairs whose names hold this one";
 }
 
 TEST_F(DarkroomReportInBrowser, OpensAtAnAddress) {
