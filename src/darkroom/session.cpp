@@ -83,9 +83,11 @@ void Session::showProgress(std::string_view text) const {
     }
     const std::scoped_lock lock(output_);
     clearProgress();
-    std::fwrite(text.data(), 1, text.size(), stderr);
-    std::fflush(stderr);
     progressShown_ = !text.empty();
+    if (progressShown_) {
+        std::fwrite(text.data(), 1, text.size(), stderr);
+    }
+    std::fflush(stderr);
 }
 
 void Session::clearProgress() const {
