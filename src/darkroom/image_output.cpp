@@ -16,6 +16,8 @@
 namespace likeness::darkroom {
 namespace {
 
+constexpr int usualQuality = 95;
+
 constexpr int lzwCompression = 5;  // TIFF 6.0, section 13: without loss
 
 void encodeAndReplace(const ImageOutput& output, const char* extension, const cv::Mat& image,
@@ -95,6 +97,9 @@ ImageOutput ImageOutput::at(std::string otherPath, std::string otherOption) cons
     if (imageFormatOf(other.path) != ImageFormat::png) {
         other.bits = 8;
     }
+    if (imageFormatOf(other.path) != ImageFormat::jpeg) {
+        other.quality.reset();
+    }
     return other;
 }
 
@@ -108,7 +113,7 @@ void addImageOutput(CLI::App& app, ImageOutput& output, bool required) {
     app.add_option("--quality", output.quality, optionText("Quality of a JPEG, 0 to 100", "--quality 90"))
         ->type_name("N")
         ->check(integerBetween(0, 100))
-        ->capture_default_str();
+        ->default_str(std::to_string(usualQuality));
     app.add_option("--bits", output.bits, optionText("Bits per channel of a PNG, 8 or 16", "--bits 16"))
         ->type_name("{8,16}")
         ->check(CLI::Validator(
@@ -127,6 +132,9 @@ void checkImageOutput(const ImageOutput& output) {
     }
     if (output.bits != 8 && format != ImageFormat::png) {
         throw Refusal("--bits: only a PNG has 16 bits, and '" + output.path + "' is none");
+    }
+    if (output.quality && format != ImageFormat::jpeg) {
+        throw Refusal("--quality: only a JPEG has a quality, and '" + output.path + "' is none");
     }
     checkOutputFile(output.option, output.path);
 }
@@ -171,7 +179,8 @@ void writeImage(const Session& session, const ImageOutput& output, const cv::Mat
             const cv::Mat integers = wide && png ? quantized<ushort>(image, white, 65535.0, clipped)
                                                  : quantized<uchar>(image, white, 255.0, clipped);
             const std::vector<int> parameters =
-                png ? std::vector<int>() : std::vector<int>{cv::IMWRITE_JPEG_QUALITY, output.quality};
+                png ? std::vector<int>()
+                    : std::vector<int>{cv::IMWRITE_JPEG_QUALITY, output.quality.value_or(usualQuality)};
             encodeAndReplace(output, png ? ".png" : ".jpg", integers, parameters);
             scale = fmt::format("{} bits, 0..{} stands for 0..{:g}", wide && png ? 16 : 8, wide && png ? 65535 : 255,
                                 white);
@@ -187,8 +196,9 @@ void writeImage(const Session& session, const ImageOutput& output, const cv::Mat
 
 void writePicture(const Session& session, const ImageOutput& output, const cv::Mat& picture, const std::string& what) {
     const bool png = imageFormatOf(output.path) == ImageFormat::png;
-    encodeAndReplace(output, png ? ".png" : ".jpg", picture,
-                     png ? std::vector<int>() : std::vector<int>{cv::IMWRITE_JPEG_QUALITY, output.quality});
+    encodeAndReplace(
+        output, png ? ".png" : ".jpg", picture,
+        png ? std::vector<int>() : std::vector<int>{cv::IMWRITE_JPEG_QUALITY, output.quality.value_or(usualQuality)});
     session.tell(describe(output.path, what, picture, "8 bits"));
 }
 

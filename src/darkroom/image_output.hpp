@@ -3,6 +3,7 @@
 
 #include <CLI/CLI.hpp>
 #include <opencv2/core.hpp>
+#include <optional>
 #include <string>
 
 #include "darkroom/session.hpp"
@@ -17,7 +18,7 @@ ImageFormat imageFormatOf(const std::string& path);
 /// Where and how a result image is written.
 struct ImageOutput {
     std::string path;
-    int quality = 95;                 ///< of JPEG, 0..100
+    std::optional<int> quality;       ///< of JPEG, 0..100; 95 where it is not given
     int bits = 8;                     ///< of PNG, 8 or 16
     std::string option = "--output";  ///< the option that gave the path, for refusals
 

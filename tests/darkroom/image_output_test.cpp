@@ -183,16 +183,22 @@ TEST_F(ImageOutputTest, ChecksComeBeforeTheWork) {
         output.bits = 16;
         EXPECT_EQ(refusal(output), "--bits: only a PNG has 16 bits, and '" + path + "' is none");
     }
+    for (const std::string path : {"a.png", "a.tif", "a.hdr"}) {
+        ImageOutput output{path};
+        output.quality = 95;
+        EXPECT_EQ(refusal(output), "--quality: only a JPEG has a quality, and '" + path + "' is none");
+    }
 }
 
 TEST_F(ImageOutputTest, ASecondResultHasTheSettingsThatItsFormatHas) {
     ImageOutput first{"a.png"};
     first.bits = 16;
     first.quality = 80;
-    const ImageOutput picture = first.at("b.png", "--second");
-    EXPECT_EQ(picture.bits, 16);
-    EXPECT_EQ(picture.quality, 80);
-    EXPECT_EQ(refusal(first.at("b.tif", "--second")), "");
+    EXPECT_EQ(first.at("b.png", "--second").bits, 16);
+    EXPECT_EQ(first.at("b.jpg", "--second").quality, 80);
+    for (const char* const name : {"b.png", "b.jpg", "b.tif"}) {
+        EXPECT_EQ(refusal(first.at(name, "--second")), "");
+    }
     EXPECT_EQ(refusal(first.at("b", "--second")),
               "--second: 'b' has none of the extensions .png, .jpg, .jpeg, .tif, .tiff, .hdr");
 }
