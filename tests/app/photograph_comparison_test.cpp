@@ -170,6 +170,19 @@ TEST(PhotographComparison, IsTheLiteralChainBeforeADriftingBackground) {
     expectLiteralChain(testing::randomPhotograph({30, 20}, 12), large);
 }
 
+void expectSameDistributions(const AppearanceDistributions& actual, const AppearanceDistributions& expected) {
+    EXPECT_EQ(actual.brightness, expected.brightness);
+    EXPECT_EQ(actual.lightness, expected.lightness);
+    EXPECT_EQ(actual.chroma, expected.chroma);
+    EXPECT_EQ(actual.colorfulness, expected.colorfulness);
+    EXPECT_EQ(actual.saturation, expected.saturation);
+    EXPECT_EQ(actual.nanShares.brightness, expected.nanShares.brightness);
+    EXPECT_EQ(actual.nanShares.lightness, expected.nanShares.lightness);
+    EXPECT_EQ(actual.nanShares.chroma, expected.nanShares.chroma);
+    EXPECT_EQ(actual.nanShares.colorfulness, expected.nanShares.colorfulness);
+    EXPECT_EQ(actual.nanShares.saturation, expected.nanShares.saturation);
+}
+
 TEST(AppearanceDistributions, AreThoseOfTheLiteralMaps) {
     ColorCounter counter;
     for (const cv::Mat& photograph :
@@ -227,13 +240,7 @@ TEST(AppearanceDistributions, WithoutDumpsAreThoseOfTheModelOnEveryColor) {
         const AppearanceDistributions expected =
             appearanceDistributions(photograph, counter, DirectoryDiagnostics("."));
         const AppearanceDistributions actual = appearanceDistributions(photograph, counter);
-        EXPECT_EQ(actual.brightness, expected.brightness);
-        EXPECT_EQ(actual.lightness, expected.lightness);
-        EXPECT_EQ(actual.chroma, expected.chroma);
-        EXPECT_EQ(actual.colorfulness, expected.colorfulness);
-        EXPECT_EQ(actual.saturation, expected.saturation);
-        EXPECT_EQ(actual.nanShares.chroma, expected.nanShares.chroma);
-        EXPECT_EQ(actual.nanShares.saturation, expected.nanShares.saturation);
+        expectSameDistributions(actual, expected);
     }
 }
 
@@ -249,11 +256,7 @@ TEST(AppearanceDistributions, DoNotDependOnWhatTheCounterCountedBefore) {
             const AppearanceDistributions actual = appearanceDistributions(photograph, used, diagnostics);
             ColorCounter fresh;
             const AppearanceDistributions expected = appearanceDistributions(photograph, fresh);
-            EXPECT_EQ(actual.brightness, expected.brightness);
-            EXPECT_EQ(actual.lightness, expected.lightness);
-            EXPECT_EQ(actual.chroma, expected.chroma);
-            EXPECT_EQ(actual.colorfulness, expected.colorfulness);
-            EXPECT_EQ(actual.saturation, expected.saturation);
+            expectSameDistributions(actual, expected);
         }
     }
 }

@@ -112,15 +112,6 @@ bool matches(std::vector<std::string>::const_iterator line, std::vector<std::str
     return line != lineEnd && *line == *shown && matches(line + 1, lineEnd, shown + 1, shownEnd);
 }
 
-std::vector<std::string> linesOf(const std::string& text) {
-    std::vector<std::string> lines;
-    std::istringstream stream(text);
-    for (std::string line; std::getline(stream, line);) {
-        lines.push_back(line);
-    }
-    return lines;
-}
-
 /// Runs the commands that begin with `darkroom` or `scripts/darkroom`, and those that make a folder for them or look at
 /// a result, as a reader would type them one after the other.
 void expectDarkroomExamples(const std::string& document, const std::string& text, std::size_t atLeast) {

@@ -5,7 +5,6 @@
 #include <fstream>
 #include <opencv2/imgcodecs.hpp>
 #include <set>
-#include <sstream>
 
 #include "likeness.hpp"
 #include "support/process.hpp"
@@ -35,15 +34,6 @@ std::vector<std::string> filesIn(const fs::path& folder) {
     }
     std::sort(names.begin(), names.end());
     return names;
-}
-
-std::vector<std::string> linesOf(const std::string& text, char end = '\n') {
-    std::vector<std::string> lines;
-    std::istringstream stream(text);
-    for (std::string line; std::getline(stream, line, end);) {
-        lines.push_back(line);
-    }
-    return lines;
 }
 
 void writeText(const fs::path& file, const std::string& text) {

@@ -11,7 +11,6 @@
 #include <fstream>
 #include <opencv2/imgcodecs.hpp>
 #include <random>
-#include <sstream>
 #include <thread>
 
 #include "app/photograph_comparison.hpp"
@@ -24,15 +23,6 @@ namespace {
 
 namespace fs = std::filesystem;
 using std::chrono::milliseconds;
-
-std::vector<std::string> linesOf(const std::string& text) {
-    std::vector<std::string> lines;
-    std::istringstream stream(text);
-    for (std::string line; std::getline(stream, line);) {
-        lines.push_back(line);
-    }
-    return lines;
-}
 
 /// A folder "photos" of small photographs p0.jpg ... and lists of pairs of them.
 class DarkroomBatch : public DarkroomProgram {

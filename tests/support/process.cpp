@@ -4,6 +4,7 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <sstream>
 #include <stdexcept>
 
 #include "support/scratch_directory.hpp"
@@ -46,6 +47,15 @@ Outcome run(const std::vector<std::string>& arguments, const std::filesystem::pa
     outcome.out = contentOf(out);
     outcome.err = contentOf(err);
     return outcome;
+}
+
+std::vector<std::string> linesOf(const std::string& text, char end) {
+    std::vector<std::string> lines;
+    std::istringstream stream(text);
+    for (std::string line; std::getline(stream, line, end);) {
+        lines.push_back(line);
+    }
+    return lines;
 }
 
 ::pid_t start(const std::vector<std::string>& arguments, const std::filesystem::path& workingDirectory) {

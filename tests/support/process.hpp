@@ -17,6 +17,9 @@ struct Outcome {
 /// @param arguments  the program's path first
 Outcome run(const std::vector<std::string>& arguments, const std::filesystem::path& workingDirectory);
 
+/// The pieces of what a program printed, without their ends.
+std::vector<std::string> linesOf(const std::string& text, char end = '\n');
+
 /// Starts a program in a folder, its output thrown away.
 ::pid_t start(const std::vector<std::string>& arguments, const std::filesystem::path& workingDirectory);
 
