@@ -18,7 +18,7 @@ ImageFormat imageFormatOf(const std::string& path);
 /// Where and how a result image is written.
 struct ImageOutput {
     std::string path;
-    std::optional<int> quality;       ///< of JPEG, 0..100; 95 where it is not given
+    std::optional<int> quality{};     ///< of JPEG, 0..100; 95 where it is not given
     int bits = 8;                     ///< of PNG, 8 or 16
     std::string option = "--output";  ///< the option that gave the path, for refusals
 
