@@ -10,13 +10,14 @@
 // r cos(h + 2) = a cos 2 - b sin 2; and saturation does not depend on lightness, which cancels in M / Q.
 #pragma once
 
-#include <array>
 #include <cstddef>
 #include <cstdint>
 #include <opencv2/core.hpp>
 
 namespace likeness {
 
+/// The short chain before one background, for blocks of colours: first what of them does not depend on the image's
+/// white, then, when the greatest achromatic response of the image is known, the bins.
 class CorrelateEstimate {
 public:
     /// Colours that are estimated at once.
