@@ -1,19 +1,19 @@
 // Colour space conversions and white estimates at 2 megapixels, each beside its literal version.
+#include <likeness/color/lab.hpp>
+#include <likeness/color/lms_lalphabeta.hpp>
+#include <likeness/color/opponent.hpp>
+#include <likeness/color/pixel_matrix.hpp>
+#include <likeness/color/white_point.hpp>
+#include <likeness/color/yuv.hpp>
+#include "reference/color_space_reference.hpp"
+
 #include <benchmark/benchmark.h>
+#include <opencv2/imgcodecs.hpp>
+#include <opencv2/imgproc.hpp>
 
 #include <cstring>
 #include <limits>
-#include <opencv2/imgcodecs.hpp>
-#include <opencv2/imgproc.hpp>
 #include <string>
-
-#include "color/lab.hpp"
-#include "color/lms_lalphabeta.hpp"
-#include "color/opponent.hpp"
-#include "color/pixel_matrix.hpp"
-#include "color/white_point.hpp"
-#include "color/yuv.hpp"
-#include "reference/color_space_reference.hpp"
 
 namespace {
 

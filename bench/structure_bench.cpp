@@ -1,16 +1,15 @@
 // Structure tensor, optical-flow and brightness alignment at 2 megapixels, beside their literal versions.
-#include "exposure/brightness_alignment.hpp"
-#include "structure/optical_flow_alignment.hpp"
-#include "structure/structure_tensor.hpp"
-
-#include <benchmark/benchmark.h>
-
-#include <opencv2/imgcodecs.hpp>
-#include <opencv2/imgproc.hpp>
-#include <string>
-
+#include <likeness/exposure/brightness_alignment.hpp>
+#include <likeness/structure/optical_flow_alignment.hpp>
+#include <likeness/structure/structure_tensor.hpp>
 #include "reference/brightness_alignment_reference.hpp"
 #include "reference/structure_reference.hpp"
+
+#include <benchmark/benchmark.h>
+#include <opencv2/imgcodecs.hpp>
+#include <opencv2/imgproc.hpp>
+
+#include <string>
 
 namespace {
 

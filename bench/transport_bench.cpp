@@ -1,16 +1,16 @@
 // Colour transfer at 2 megapixels, and the guided filter's transport variant at half a megapixel, beside their literal
 // versions. Messages are dropped; the literal version's go to a stream that keeps nothing.
-#include <benchmark/benchmark.h>
+#include <likeness/filter/guidedfilter.hpp>
+#include <likeness/transport/closed_form_map.hpp>
+#include <likeness/transport/optimal_transport.hpp>
+#include "reference/transport_reference.hpp"
 
-#include <iostream>
+#include <benchmark/benchmark.h>
 #include <opencv2/imgcodecs.hpp>
 #include <opencv2/imgproc.hpp>
-#include <string>
 
-#include "filter/guidedfilter.hpp"
-#include "reference/transport_reference.hpp"
-#include "transport/closed_form_map.hpp"
-#include "transport/optimal_transport.hpp"
+#include <iostream>
+#include <string>
 
 namespace {
 

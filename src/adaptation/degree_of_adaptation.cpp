@@ -1,8 +1,8 @@
-#include "adaptation/degree_of_adaptation.hpp"
-
-#include <cmath>
+#include <likeness/adaptation/degree_of_adaptation.hpp>
 
 #include "numerics/transcendental_blocks.hpp"
+
+#include <cmath>
 
 namespace likeness {
 namespace {

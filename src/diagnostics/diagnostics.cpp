@@ -1,11 +1,12 @@
-#include "diagnostics/diagnostics.hpp"
-
-#include <iostream>
-#include <opencv2/imgcodecs.hpp>
-#include <utility>
+#include <likeness/diagnostics/diagnostics.hpp>
 
 #include "diagnostics/number_text.hpp"
 #include "diagnostics/output_file.hpp"
+
+#include <opencv2/imgcodecs.hpp>
+
+#include <iostream>
+#include <utility>
 
 namespace likeness {
 

@@ -1,0 +1,13 @@
+#pragma once
+
+#include <string>
+
+namespace likeness {
+
+/// All that changes the numbers of a comparison besides the photographs and the program's version, as one line.
+std::string comparisonParameters();
+
+/// 16 hexadecimal digits that stand for that line.
+std::string parameterFingerprint();
+
+}  // namespace likeness

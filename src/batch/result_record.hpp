@@ -1,0 +1,76 @@
+// What is recorded of one pair of photographs. docs/formats.md has the table of the fields.
+#pragma once
+
+#include <array>
+#include <cstdint>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace likeness {
+
+/// Version of the records' fields.
+inline constexpr int resultSchema = 1;
+
+/// The five correlates, in the order of the fields.
+inline constexpr std::array<std::string_view, 5> correlateNames = {"brightness", "lightness", "chroma", "colorfulness",
+                                                                   "saturation"};
+
+/// A value of a further column of the list, carried through to the results.
+struct CarriedValue {
+    enum class Kind : char {
+        absent = 'a',  ///< the line of the list has no such member
+        text = 't',
+        json = 'j',  ///< a value other than a string, as JSON text
+    };
+
+    std::string column;
+    Kind kind = Kind::absent;
+    std::string text;
+
+    bool operator==(const CarriedValue&) const = default;
+};
+
+/// What is recorded of one photograph of a pair.
+struct PhotographFacts {
+    int width = 0;  ///< pixels; 0 if it could not be read
+    int height = 0;
+    std::array<double, 5> nanShares{};  ///< share of the pixels whose correlate is NaN, 0..1
+
+    bool operator==(const PhotographFacts&) const = default;
+};
+
+/// What came of one pair.
+struct PairOutcome {
+    PhotographFacts first;
+    PhotographFacts second;
+    std::array<float, 5> coefficients{};  ///< without meaning if there is an error
+    std::string error;                    ///< why the pair could not be compared; empty if it was
+    std::string remarks;                  ///< of the decoders
+
+    bool compared() const noexcept { return error.empty(); }
+};
+
+struct ResultRecord {
+    std::uint64_t position = 0;  ///< in the list, from 1
+    std::uint64_t pairs = 0;     ///< in the whole list
+    std::string id;
+    std::string first;
+    std::string second;
+    PairOutcome outcome;
+    std::string version;     ///< of the program
+    std::string parameters;  ///< fingerprint of what changes numbers
+    std::vector<CarriedValue> carried;
+    double milliseconds = 0;  ///< wall time; kept apart from the record
+};
+
+/// Names of all fields but the carried ones, in their order.
+const std::vector<std::string>& resultFields();
+
+/// Whether a column of a list would take the name of a field; upper and lower case count as equal.
+bool isResultField(std::string_view name);
+
+/// ASCII letters in lower case, others as they are.
+std::string lowerCase(std::string_view text);
+
+}  // namespace likeness

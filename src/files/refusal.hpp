@@ -1,0 +1,14 @@
+#pragma once
+
+#include <stdexcept>
+
+namespace likeness {
+
+/// Why a request is not carried out: one line for the user, which names the file or the option and says what is wrong
+/// with it. Thrown before anything is written.
+class Refusal : public std::runtime_error {
+public:
+    using std::runtime_error::runtime_error;
+};
+
+}  // namespace likeness

@@ -1,0 +1,15 @@
+#pragma once
+
+#include <string>
+#include <string_view>
+
+namespace likeness {
+
+/// Writes a file as a whole: the bytes go into a new file of a temporary name beside it, which then takes the name,
+/// with the permissions of the file that it replaces. On failure an existing file is left as it was and nothing else
+/// stays behind. Through a symbolic link the file that it names is replaced, or made; what is no regular file
+/// (/dev/stdout, a pipe) is written directly.
+/// @throws Refusal  if it cannot be written, with the reason
+void replaceFile(const std::string& path, std::string_view bytes);
+
+}  // namespace likeness

@@ -1,0 +1,41 @@
+#pragma once
+
+#include <cstdio>
+#include <string>
+#include <vector>
+
+namespace likeness {
+
+/// The format libraries print their remarks ("Premature end of JPEG file") to the C stream `stderr`, from whatever
+/// thread decodes. While an object of this class lives, that stream hands what a thread prints to the thread's
+/// `RemarkCollector`, and passes it on to standard error where it has none. One object at a time, made and ended while
+/// no other thread prints.
+class RemarkSorter {
+public:
+    RemarkSorter();
+    ~RemarkSorter();
+    RemarkSorter(const RemarkSorter&) = delete;
+    RemarkSorter& operator=(const RemarkSorter&) = delete;
+
+private:
+    std::FILE* previous_ = nullptr;
+    std::FILE* sorting_ = nullptr;
+};
+
+/// Takes what the thread that makes it prints to `stderr` while the object lives.
+class RemarkCollector {
+public:
+    RemarkCollector();
+    ~RemarkCollector();
+    RemarkCollector(const RemarkCollector&) = delete;
+    RemarkCollector& operator=(const RemarkCollector&) = delete;
+
+    /// The lines that were printed, each once, in the order of their first appearance; printable ASCII only, at most
+    /// 10.
+    std::vector<std::string> lines() const;
+
+private:
+    std::string text_;
+};
+
+}  // namespace likeness

@@ -1,0 +1,20 @@
+// The factor of the brightness increase, as `brighten` and `stack` take it.
+#pragma once
+
+#include <CLI/CLI.hpp>
+
+#include <string>
+
+namespace likeness::darkroom {
+
+/// Accepts factors above 0, up to 100, from which on bright and dark would change places.
+CLI::Validator brightnessFactorRange();
+
+/// Refuses a first factor that leaves one of the passes with a factor that is not above 0, whose picture would be no
+/// picture.
+/// @param option  the option that gave it, for the refusal
+/// @param pass    the only pass that matters, 1 to 6; 0 for all six
+/// @throws Refusal
+void checkBrightnessFactor(const std::string& option, float first, int pass = 0);
+
+}  // namespace likeness::darkroom

@@ -1,0 +1,33 @@
+#pragma once
+
+#include <opencv2/core.hpp>
+
+#include <array>
+#include <cstdint>
+
+namespace likeness::darkroom {
+
+/// The percentages at which `MapStatistics` gives percentiles.
+inline constexpr std::array<int, 7> statisticsPercentages = {1, 5, 25, 50, 75, 95, 99};
+
+/// What the values of a map are like. NaN is counted and takes no part; infinite values do. Of a map without numbers
+/// every value is NaN.
+struct MapStatistics {
+    std::int64_t count = 0;     ///< of values that are numbers
+    std::int64_t nanCount = 0;  ///< of values that are none
+    double minimum;
+    double mean;  ///< summed in double, row by row
+    double maximum;
+    /// In the order of `statisticsPercentages`: the values in ascending order, taken at percentage / 100 of the way
+    /// from the first to the last, linearly between two neighbours (R. J. Hyndman and Y. Fan, "Sample quantiles in
+    /// statistical packages", The American Statistician 50, 1996, definition 7).
+    std::array<double, statisticsPercentages.size()> percentiles;
+};
+
+/// @param map  CV_32F
+MapStatistics statisticsOf(const cv::Mat& map);
+
+/// The same for angles in degrees, whose mean is the direction of the mean of their unit vectors, in (-180, 180].
+MapStatistics statisticsOfDegrees(const cv::Mat& map);
+
+}  // namespace likeness::darkroom

@@ -1,0 +1,46 @@
+// Checks of option values for the parser, and the texts of options.
+#pragma once
+
+#include <CLI/CLI.hpp>
+#include <opencv2/core.hpp>
+
+#include <string>
+#include <vector>
+
+namespace likeness::darkroom {
+
+/// A finite number, read as a whole, from `low` to `high`.
+CLI::Validator numberBetween(double low, double high);
+
+/// A finite number, read as a whole, greater than `low`.
+CLI::Validator numberAbove(double low);
+
+/// A finite number, read as a whole.
+CLI::Validator finiteNumber();
+
+/// A whole number in decimal digits, from `low` to `high`. A few stand in the help as {A,B}.
+CLI::Validator integerBetween(int low, int high);
+
+/// One of several words. They stand in the help as {A,B}, from where the completions take them.
+CLI::Validator oneOf(const std::vector<std::string>& choices);
+
+/// Three finite numbers with commas between them, such as "0.9,1,0.8", each above 0 and up to `high`.
+CLI::Validator positiveTriple(double high);
+
+/// What `positiveTriple` accepts, or a chromaticity "x,y" such as "0.3127,0.329": both above 0, with a sum up to 1.
+CLI::Validator tripleOrChromaticity(double high);
+
+/// The numbers of a chromaticity that `tripleOrChromaticity` accepts.
+cv::Vec2d chromaticityIn(const std::string& text);
+
+/// The numbers of a text that `positiveTriple` accepts.
+cv::Vec3d tripleIn(const std::string& text);
+
+/// The finite number that `text` is as a whole, without spaces around it; NaN if it is none.
+double numberIn(const std::string& text);
+
+/// The text of an option in --help: what it does, with unit and range, and how it is given.
+/// @param example  the option as a user types it, such as "--quality 90"
+std::string optionText(const std::string& what, const std::string& example);
+
+}  // namespace likeness::darkroom

@@ -1,0 +1,45 @@
+// What the parser knows of its options, as the man page and the completions show it.
+#pragma once
+
+#include <CLI/CLI.hpp>
+
+#include <string>
+#include <vector>
+
+namespace likeness::darkroom {
+
+/// Heading, in the help, of the options that every subcommand has.
+inline constexpr const char* commonGroup = "Common options";
+
+/// What may stand for an argument or for an option's value.
+enum class ValueKind { none, file, folder, choice, other };
+
+/// An option, or an argument that goes by its place.
+struct OptionView {
+    std::vector<std::string> names;    ///< "-o", "--output"; of an argument its name, such as "IN"
+    std::string value;                 ///< how the value is called, such as "FILE" or "{8,16}"; empty for a flag
+    ValueKind kind = ValueKind::none;  ///< of the value
+    std::vector<std::string> choices;  ///< the words to choose from
+    std::string text;                  ///< what it does
+    std::string defaultText;
+    bool required = false;
+    bool repeated = false;  ///< takes several values
+    bool common = false;    ///< every subcommand has it
+};
+
+/// How the value of an option is called: "{8,16}" where there are words to choose from, else such as "FILE".
+std::string valueName(const CLI::Option& option);
+
+/// The arguments of a parser that go by their place, in order.
+std::vector<OptionView> argumentsOf(const CLI::App& app);
+
+/// Its options, in the order of the help.
+std::vector<OptionView> optionsOf(const CLI::App& app);
+
+/// Its subcommands, in the order of the help.
+std::vector<const CLI::App*> subcommandsOf(const CLI::App& app);
+
+/// The text without the example at its end.
+std::string withoutExample(const std::string& text);
+
+}  // namespace likeness::darkroom
