@@ -6,8 +6,8 @@
 #include <opencv2/imgproc.hpp>
 #include <string>
 
-#include "adaptation/local_adaptation.hpp"
-#include "adaptation/two_scale_adaptation.hpp"
+#include <likeness/adaptation/local_adaptation.hpp>
+#include <likeness/adaptation/two_scale_adaptation.hpp>
 #include "reference/local_adaptation_reference.hpp"
 #include "reference/two_scale_reference.hpp"
 

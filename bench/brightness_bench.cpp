@@ -13,7 +13,7 @@
 #include <stdexcept>
 #include <string>
 
-#include "likeness.hpp"
+#include <likeness/likeness.hpp>
 #include "reference/inverse_reference.hpp"
 
 namespace {

@@ -7,12 +7,12 @@
 #include <opencv2/imgproc.hpp>
 #include <string>
 
-#include "color/lab.hpp"
-#include "color/lms_lalphabeta.hpp"
-#include "color/opponent.hpp"
-#include "color/pixel_matrix.hpp"
-#include "color/white_point.hpp"
-#include "color/yuv.hpp"
+#include <likeness/color/lab.hpp>
+#include <likeness/color/lms_lalphabeta.hpp>
+#include <likeness/color/opponent.hpp>
+#include <likeness/color/pixel_matrix.hpp>
+#include <likeness/color/white_point.hpp>
+#include <likeness/color/yuv.hpp>
 #include "reference/color_space_reference.hpp"
 
 namespace {

@@ -10,7 +10,7 @@
 #include <string>
 
 #include "diagnostics/number_text.hpp"
-#include "likeness.hpp"
+#include <likeness/likeness.hpp>
 #include "photograph_pair.hpp"
 #include "reference/adaptation_reference.hpp"
 #include "reference/appearance_reference.hpp"

@@ -8,7 +8,7 @@
 #include <string>
 #include <vector>
 
-#include "likeness.hpp"
+#include <likeness/likeness.hpp>
 #include "photograph_pair.hpp"
 #include "reference/metrics_reference.hpp"
 

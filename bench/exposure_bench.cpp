@@ -14,13 +14,13 @@
 #include <string>
 #include <vector>
 
-#include "adaptation/d65_adaptation.hpp"
-#include "color/bgr_xyz.hpp"
-#include "color/sharpened_rgb.hpp"
-#include "exposure/durand_tone_mapping.hpp"
+#include <likeness/adaptation/d65_adaptation.hpp>
+#include <likeness/color/bgr_xyz.hpp>
+#include <likeness/color/sharpened_rgb.hpp>
+#include <likeness/exposure/durand_tone_mapping.hpp>
 #include "exposure/exposure_regions.hpp"
-#include "exposure/exposure_stack.hpp"
-#include "exposure/response_recovery.hpp"
+#include <likeness/exposure/exposure_stack.hpp>
+#include <likeness/exposure/response_recovery.hpp>
 #include "reference/exposure_reference.hpp"
 
 namespace {

@@ -5,7 +5,7 @@
 #include <opencv2/imgproc.hpp>
 #include <string>
 
-#include "filter/guidedfilter.hpp"
+#include <likeness/filter/guidedfilter.hpp>
 #include "reference/filter_reference.hpp"
 
 namespace {

@@ -1,5 +1,5 @@
 // Global adaptation at 2 megapixels beside its literal version.
-#include "adaptation/global_adaptation.hpp"
+#include <likeness/adaptation/global_adaptation.hpp>
 
 #include <benchmark/benchmark.h>
 

@@ -1,7 +1,7 @@
 // Structure tensor, optical-flow and brightness alignment at 2 megapixels, beside their literal versions.
-#include "exposure/brightness_alignment.hpp"
-#include "structure/optical_flow_alignment.hpp"
-#include "structure/structure_tensor.hpp"
+#include <likeness/exposure/brightness_alignment.hpp>
+#include <likeness/structure/optical_flow_alignment.hpp>
+#include <likeness/structure/structure_tensor.hpp>
 
 #include <benchmark/benchmark.h>
 

@@ -7,10 +7,10 @@
 #include <opencv2/imgproc.hpp>
 #include <string>
 
-#include "filter/guidedfilter.hpp"
+#include <likeness/filter/guidedfilter.hpp>
 #include "reference/transport_reference.hpp"
-#include "transport/closed_form_map.hpp"
-#include "transport/optimal_transport.hpp"
+#include <likeness/transport/closed_form_map.hpp>
+#include <likeness/transport/optimal_transport.hpp>
 
 namespace {
 

@@ -1,7 +1,7 @@
-#include "adaptation/d65_adaptation.hpp"
+#include <likeness/adaptation/d65_adaptation.hpp>
 
-#include "adaptation/degree_of_adaptation.hpp"
-#include "color/sharpened_rgb.hpp"
+#include <likeness/adaptation/degree_of_adaptation.hpp>
+#include <likeness/color/sharpened_rgb.hpp>
 #include "numerics/image_walk.hpp"
 
 namespace likeness {

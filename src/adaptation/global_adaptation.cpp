@@ -1,4 +1,4 @@
-#include "adaptation/global_adaptation.hpp"
+#include <likeness/adaptation/global_adaptation.hpp>
 
 #include <algorithm>
 #include <filesystem>
@@ -8,11 +8,11 @@
 #include <system_error>
 
 #include "adaptation/participation_mask.hpp"
-#include "color/bgr_xyz.hpp"
-#include "color/clip.hpp"
-#include "color/pixel_matrix.hpp"
-#include "color/srgb_companding.hpp"
-#include "color/white_point.hpp"
+#include <likeness/color/bgr_xyz.hpp>
+#include <likeness/color/clip.hpp>
+#include <likeness/color/pixel_matrix.hpp>
+#include <likeness/color/srgb_companding.hpp>
+#include <likeness/color/white_point.hpp>
 #include "numerics/image_walk.hpp"
 #include "numerics/transcendental_blocks.hpp"
 

@@ -1,4 +1,4 @@
-#include "adaptation/local_adaptation.hpp"
+#include <likeness/adaptation/local_adaptation.hpp>
 
 #include <algorithm>
 #include <cmath>
@@ -7,10 +7,10 @@
 #include <vector>
 
 #include "adaptation/common_region.hpp"
-#include "adaptation/degree_of_adaptation.hpp"
-#include "color/bgr_xyz.hpp"
-#include "color/sharpened_rgb.hpp"
-#include "color/white_point.hpp"
+#include <likeness/adaptation/degree_of_adaptation.hpp>
+#include <likeness/color/bgr_xyz.hpp>
+#include <likeness/color/sharpened_rgb.hpp>
+#include <likeness/color/white_point.hpp>
 
 namespace likeness {
 namespace {

@@ -1,4 +1,4 @@
-#include "adaptation/two_scale_adaptation.hpp"
+#include <likeness/adaptation/two_scale_adaptation.hpp>
 
 #include <algorithm>
 #include <cmath>
@@ -6,16 +6,16 @@
 #include <string>
 
 #include "adaptation/common_region.hpp"
-#include "adaptation/d65_adaptation.hpp"
-#include "adaptation/degree_of_adaptation.hpp"
-#include "color/bgr_xyz.hpp"
-#include "color/name_text.hpp"
-#include "color/sharpened_rgb.hpp"
-#include "color/white_point.hpp"
+#include <likeness/adaptation/d65_adaptation.hpp>
+#include <likeness/adaptation/degree_of_adaptation.hpp>
+#include <likeness/color/bgr_xyz.hpp>
+#include <likeness/diagnostics/name_text.hpp>
+#include <likeness/color/sharpened_rgb.hpp>
+#include <likeness/color/white_point.hpp>
 #include "diagnostics/number_text.hpp"
 #include "numerics/image_walk.hpp"
 #include "numerics/transcendental_blocks.hpp"
-#include "structure/structure_tensor.hpp"
+#include <likeness/structure/structure_tensor.hpp>
 
 namespace likeness {
 namespace {

@@ -1,9 +1,9 @@
-#include "appearance/appearance_correlates.hpp"
+#include <likeness/appearance/appearance_correlates.hpp>
 
 #include <cmath>
 
 #include "appearance/remembered.hpp"
-#include "appearance/viewing_conditions.hpp"
+#include <likeness/appearance/viewing_conditions.hpp>
 #include "numerics/image_walk.hpp"
 #include "numerics/transcendental_blocks.hpp"
 

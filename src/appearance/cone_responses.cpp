@@ -1,9 +1,9 @@
-#include "appearance/cone_responses.hpp"
+#include <likeness/appearance/cone_responses.hpp>
 
 #include <algorithm>
 #include <cmath>
 
-#include "color/pixel_matrix.hpp"
+#include <likeness/color/pixel_matrix.hpp>
 #include "numerics/image_walk.hpp"
 #include "numerics/transcendental_blocks.hpp"
 

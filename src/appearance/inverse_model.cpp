@@ -1,15 +1,15 @@
-#include "appearance/inverse_model.hpp"
+#include <likeness/appearance/inverse_model.hpp>
 
 #include <algorithm>
 #include <cmath>
 #include <cstdint>
 #include <string>
 
-#include "appearance/appearance_correlates.hpp"
-#include "appearance/cone_responses.hpp"
+#include <likeness/appearance/appearance_correlates.hpp>
+#include <likeness/appearance/cone_responses.hpp>
 #include "appearance/remembered.hpp"
-#include "appearance/viewing_conditions.hpp"
-#include "color/pixel_matrix.hpp"
+#include <likeness/appearance/viewing_conditions.hpp>
+#include <likeness/color/pixel_matrix.hpp>
 #include "diagnostics/message_lines.hpp"
 #include "diagnostics/number_text.hpp"
 #include "numerics/image_walk.hpp"

@@ -1,10 +1,10 @@
-#include "color/bgr_xyz.hpp"
+#include <likeness/color/bgr_xyz.hpp>
 
 #include <algorithm>
 
 #include "color/encoded_bgr.hpp"
-#include "color/pixel_matrix.hpp"
-#include "color/srgb_companding.hpp"
+#include <likeness/color/pixel_matrix.hpp>
+#include <likeness/color/srgb_companding.hpp>
 #include "numerics/image_walk.hpp"
 #include "numerics/transcendental_blocks.hpp"
 

@@ -1,4 +1,4 @@
-#include "color/chromaticity.hpp"
+#include <likeness/color/chromaticity.hpp>
 
 namespace likeness {
 

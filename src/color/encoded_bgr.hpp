@@ -4,9 +4,9 @@
 #include <algorithm>
 #include <opencv2/core.hpp>
 
-#include "color/clip.hpp"
-#include "color/pixel_matrix.hpp"
-#include "color/srgb_companding.hpp"
+#include <likeness/color/clip.hpp>
+#include <likeness/color/pixel_matrix.hpp>
+#include <likeness/color/srgb_companding.hpp>
 #include "numerics/image_walk.hpp"
 #include "numerics/transcendental_blocks.hpp"
 

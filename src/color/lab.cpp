@@ -1,11 +1,11 @@
-#include "color/lab.hpp"
+#include <likeness/color/lab.hpp>
 
 #include <algorithm>
 #include <cmath>
 
-#include "color/bgr_xyz.hpp"
-#include "color/pixel_matrix.hpp"
-#include "color/srgb_companding.hpp"
+#include <likeness/color/bgr_xyz.hpp>
+#include <likeness/color/pixel_matrix.hpp>
+#include <likeness/color/srgb_companding.hpp>
 #include "numerics/image_walk.hpp"
 #include "numerics/transcendental_blocks.hpp"
 

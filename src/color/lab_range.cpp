@@ -1,4 +1,4 @@
-#include "color/lab_range.hpp"
+#include <likeness/color/lab_range.hpp>
 
 #include "numerics/image_walk.hpp"
 

@@ -1,12 +1,12 @@
-#include "color/lms_lalphabeta.hpp"
+#include <likeness/color/lms_lalphabeta.hpp>
 
 #include <algorithm>
 #include <cmath>
 
-#include "color/clip.hpp"
+#include <likeness/color/clip.hpp>
 #include "color/encoded_bgr.hpp"
-#include "color/pixel_matrix.hpp"
-#include "color/srgb_companding.hpp"
+#include <likeness/color/pixel_matrix.hpp>
+#include <likeness/color/srgb_companding.hpp>
 #include "numerics/image_walk.hpp"
 #include "numerics/transcendental_blocks.hpp"
 

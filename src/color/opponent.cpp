@@ -1,4 +1,4 @@
-#include "color/opponent.hpp"
+#include <likeness/color/opponent.hpp>
 
 #include "numerics/image_walk.hpp"
 

@@ -1,4 +1,4 @@
-#include "color/pixel_matrix.hpp"
+#include <likeness/color/pixel_matrix.hpp>
 
 #include "numerics/image_walk.hpp"
 

@@ -1,6 +1,6 @@
-#include "color/sharpened_rgb.hpp"
+#include <likeness/color/sharpened_rgb.hpp>
 
-#include "color/pixel_matrix.hpp"
+#include <likeness/color/pixel_matrix.hpp>
 
 namespace likeness {
 namespace {

@@ -1,14 +1,14 @@
-#include "color/white_point.hpp"
+#include <likeness/color/white_point.hpp>
 
 #include <algorithm>
 #include <cmath>
 #include <opencv2/imgproc.hpp>
 #include <sstream>
 
-#include "color/clip.hpp"
-#include "color/pixel_matrix.hpp"
-#include "color/yuv.hpp"
-#include "filter/guidedfilter.hpp"
+#include <likeness/color/clip.hpp>
+#include <likeness/color/pixel_matrix.hpp>
+#include <likeness/color/yuv.hpp>
+#include <likeness/filter/guidedfilter.hpp>
 #include "numerics/image_walk.hpp"
 
 namespace likeness {

@@ -1,6 +1,6 @@
-#include "color/yuv.hpp"
+#include <likeness/color/yuv.hpp>
 
-#include "color/pixel_matrix.hpp"
+#include <likeness/color/pixel_matrix.hpp>
 
 namespace likeness {
 

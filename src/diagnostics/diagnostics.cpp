@@ -1,4 +1,4 @@
-#include "diagnostics/diagnostics.hpp"
+#include <likeness/diagnostics/diagnostics.hpp>
 
 #include <iostream>
 #include <opencv2/imgcodecs.hpp>

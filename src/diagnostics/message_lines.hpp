@@ -3,7 +3,7 @@
 #include <string>
 #include <string_view>
 
-#include "diagnostics/diagnostics.hpp"
+#include <likeness/diagnostics/diagnostics.hpp>
 
 namespace likeness {
 

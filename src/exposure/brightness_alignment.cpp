@@ -1,11 +1,11 @@
-#include "exposure/brightness_alignment.hpp"
+#include <likeness/exposure/brightness_alignment.hpp>
 
 #include <algorithm>
 #include <cmath>
 #include <opencv2/imgproc.hpp>
 
 #include "numerics/image_walk.hpp"
-#include "transport/image_statistics.hpp"
+#include <likeness/transport/image_statistics.hpp>
 
 namespace likeness {
 namespace {

@@ -1,4 +1,4 @@
-#include "exposure/brightness_increase.hpp"
+#include <likeness/exposure/brightness_increase.hpp>
 
 #include <cmath>
 #include <cstdint>
@@ -8,10 +8,10 @@
 #include <string>
 #include <system_error>
 
-#include "appearance/appearance_correlates.hpp"
-#include "appearance/cone_responses.hpp"
-#include "appearance/inverse_model.hpp"
-#include "appearance/viewing_conditions.hpp"
+#include <likeness/appearance/appearance_correlates.hpp>
+#include <likeness/appearance/cone_responses.hpp>
+#include <likeness/appearance/inverse_model.hpp>
+#include <likeness/appearance/viewing_conditions.hpp>
 #include "diagnostics/message_lines.hpp"
 #include "diagnostics/number_text.hpp"
 #include "numerics/image_walk.hpp"

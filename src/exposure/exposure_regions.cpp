@@ -5,13 +5,13 @@
 #include <atomic>
 #include <exception>
 
-#include "adaptation/d65_adaptation.hpp"
-#include "adaptation/two_scale_adaptation.hpp"
-#include "color/bgr_xyz.hpp"
-#include "color/name_text.hpp"
-#include "color/sharpened_rgb.hpp"
-#include "color/white_point.hpp"
-#include "exposure/brightness_increase.hpp"
+#include <likeness/adaptation/d65_adaptation.hpp>
+#include <likeness/adaptation/two_scale_adaptation.hpp>
+#include <likeness/color/bgr_xyz.hpp>
+#include <likeness/diagnostics/name_text.hpp>
+#include <likeness/color/sharpened_rgb.hpp>
+#include <likeness/color/white_point.hpp>
+#include <likeness/exposure/brightness_increase.hpp>
 #include "exposure/result_image.hpp"
 
 namespace likeness {

@@ -9,7 +9,7 @@
 #include <string>
 #include <vector>
 
-#include "diagnostics/diagnostics.hpp"
+#include <likeness/diagnostics/diagnostics.hpp>
 
 namespace likeness {
 

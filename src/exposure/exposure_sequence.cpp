@@ -1,13 +1,13 @@
-#include "exposure/exposure_sequence.hpp"
+#include <likeness/exposure/exposure_sequence.hpp>
 
 #include <cstdint>
 
-#include "adaptation/d65_adaptation.hpp"
-#include "appearance/appearance_correlates.hpp"
-#include "appearance/cone_responses.hpp"
-#include "appearance/viewing_conditions.hpp"
-#include "color/bgr_xyz.hpp"
-#include "color/sharpened_rgb.hpp"
+#include <likeness/adaptation/d65_adaptation.hpp>
+#include <likeness/appearance/appearance_correlates.hpp>
+#include <likeness/appearance/cone_responses.hpp>
+#include <likeness/appearance/viewing_conditions.hpp>
+#include <likeness/color/bgr_xyz.hpp>
+#include <likeness/color/sharpened_rgb.hpp>
 #include "diagnostics/number_text.hpp"
 #include "exposure/result_image.hpp"
 

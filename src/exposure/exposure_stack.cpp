@@ -1,4 +1,4 @@
-#include "exposure/exposure_stack.hpp"
+#include <likeness/exposure/exposure_stack.hpp>
 
 #include <cmath>
 #include <cstdint>
@@ -8,19 +8,19 @@
 #include <utility>
 #include <vector>
 
-#include "adaptation/d65_adaptation.hpp"
-#include "adaptation/two_scale_adaptation.hpp"
-#include "color/bgr_xyz.hpp"
-#include "color/name_text.hpp"
-#include "color/sharpened_rgb.hpp"
-#include "color/white_point.hpp"
+#include <likeness/adaptation/d65_adaptation.hpp>
+#include <likeness/adaptation/two_scale_adaptation.hpp>
+#include <likeness/color/bgr_xyz.hpp>
+#include <likeness/diagnostics/name_text.hpp>
+#include <likeness/color/sharpened_rgb.hpp>
+#include <likeness/color/white_point.hpp>
 #include "diagnostics/number_text.hpp"
-#include "exposure/brightness_increase.hpp"
+#include <likeness/exposure/brightness_increase.hpp>
 #include "exposure/exposure_regions.hpp"
-#include "exposure/exposure_sequence.hpp"
+#include <likeness/exposure/exposure_sequence.hpp>
 #include "exposure/exposure_times.hpp"
-#include "exposure/response_recovery.hpp"
-#include "filter/guidedfilter.hpp"
+#include <likeness/exposure/response_recovery.hpp>
+#include <likeness/filter/guidedfilter.hpp>
 
 namespace likeness {
 namespace {

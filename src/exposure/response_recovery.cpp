@@ -1,12 +1,12 @@
-#include "exposure/response_recovery.hpp"
+#include <likeness/exposure/response_recovery.hpp>
 
 #include <cmath>
 #include <opencv2/photo.hpp>
 #include <sstream>
 
 #include "diagnostics/number_text.hpp"
-#include "exposure/durand_tone_mapping.hpp"
-#include "exposure/exposure_sequence.hpp"
+#include <likeness/exposure/durand_tone_mapping.hpp>
+#include <likeness/exposure/exposure_sequence.hpp>
 #include "exposure/exposure_times.hpp"
 #include "exposure/result_image.hpp"
 

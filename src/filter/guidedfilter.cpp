@@ -1,4 +1,4 @@
-#include "filter/guidedfilter.hpp"
+#include <likeness/filter/guidedfilter.hpp>
 
 #include "filter/box_filter.hpp"
 #include "filter/plane_quotient.hpp"

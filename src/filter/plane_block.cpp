@@ -1,4 +1,4 @@
-#include "filter/plane_block.hpp"
+#include <likeness/filter/plane_block.hpp>
 
 namespace likeness {
 namespace {

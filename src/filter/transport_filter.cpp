@@ -1,7 +1,7 @@
 #include <array>
 
 #include "filter/box_filter.hpp"
-#include "filter/guidedfilter.hpp"
+#include <likeness/filter/guidedfilter.hpp>
 #include "transport/symmetric_map.hpp"
 
 namespace likeness {

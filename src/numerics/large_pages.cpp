@@ -1,4 +1,4 @@
-#include "numerics/large_pages.hpp"
+#include <likeness/numerics/large_pages.hpp>
 
 #include <cstdlib>
 #include <new>

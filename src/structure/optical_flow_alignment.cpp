@@ -1,4 +1,4 @@
-#include "structure/optical_flow_alignment.hpp"
+#include <likeness/structure/optical_flow_alignment.hpp>
 
 #include <opencv2/imgproc.hpp>
 #include <opencv2/video/tracking.hpp>

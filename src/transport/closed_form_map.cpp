@@ -1,4 +1,4 @@
-#include "transport/closed_form_map.hpp"
+#include <likeness/transport/closed_form_map.hpp>
 
 #include "transport/symmetric_map.hpp"
 

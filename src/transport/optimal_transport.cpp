@@ -1,4 +1,4 @@
-#include "transport/optimal_transport.hpp"
+#include <likeness/transport/optimal_transport.hpp>
 
 #include <algorithm>
 #include <cmath>
@@ -8,7 +8,7 @@
 
 #include "numerics/image_walk.hpp"
 #include "transport/channel_statistics.hpp"
-#include "transport/closed_form_map.hpp"
+#include <likeness/transport/closed_form_map.hpp>
 
 namespace likeness {
 namespace {

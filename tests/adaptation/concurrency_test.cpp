@@ -5,7 +5,7 @@
 #include <thread>
 #include <vector>
 
-#include "adaptation/two_scale_adaptation.hpp"
+#include <likeness/adaptation/two_scale_adaptation.hpp>
 #include "support/mat_matchers.hpp"
 #include "support/scratch_directory.hpp"
 #include "support/test_images.hpp"

@@ -1,4 +1,4 @@
-#include "adaptation/d65_adaptation.hpp"
+#include <likeness/adaptation/d65_adaptation.hpp>
 
 #include <gtest/gtest.h>
 

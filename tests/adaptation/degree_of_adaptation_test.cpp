@@ -1,4 +1,4 @@
-#include "adaptation/degree_of_adaptation.hpp"
+#include <likeness/adaptation/degree_of_adaptation.hpp>
 
 #include <gtest/gtest.h>
 

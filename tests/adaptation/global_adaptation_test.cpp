@@ -1,4 +1,4 @@
-#include "adaptation/global_adaptation.hpp"
+#include <likeness/adaptation/global_adaptation.hpp>
 
 #include <gtest/gtest.h>
 

@@ -1,4 +1,4 @@
-#include "adaptation/local_adaptation.hpp"
+#include <likeness/adaptation/local_adaptation.hpp>
 
 #include <gtest/gtest.h>
 
@@ -6,7 +6,7 @@
 #include <filesystem>
 #include <limits>
 
-#include "color/bgr_xyz.hpp"
+#include <likeness/color/bgr_xyz.hpp>
 #include "reference/local_adaptation_reference.hpp"
 #include "support/mat_matchers.hpp"
 #include "support/scratch_directory.hpp"

@@ -1,4 +1,4 @@
-#include "adaptation/two_scale_adaptation.hpp"
+#include <likeness/adaptation/two_scale_adaptation.hpp>
 
 #include <gtest/gtest.h>
 
@@ -9,9 +9,9 @@
 #include <map>
 #include <opencv2/imgproc.hpp>
 
-#include "adaptation/d65_adaptation.hpp"
-#include "color/bgr_xyz.hpp"
-#include "color/sharpened_rgb.hpp"
+#include <likeness/adaptation/d65_adaptation.hpp>
+#include <likeness/color/bgr_xyz.hpp>
+#include <likeness/color/sharpened_rgb.hpp>
 #include "reference/two_scale_reference.hpp"
 #include "support/mat_matchers.hpp"
 #include "support/scratch_directory.hpp"

@@ -1,4 +1,4 @@
-#include "appearance/appearance_correlates.hpp"
+#include <likeness/appearance/appearance_correlates.hpp>
 
 #include <gtest/gtest.h>
 

@@ -1,4 +1,4 @@
-#include "appearance/cone_responses.hpp"
+#include <likeness/appearance/cone_responses.hpp>
 
 #include <gtest/gtest.h>
 

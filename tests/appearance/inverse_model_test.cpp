@@ -1,4 +1,4 @@
-#include "appearance/inverse_model.hpp"
+#include <likeness/appearance/inverse_model.hpp>
 
 #include <gtest/gtest.h>
 
@@ -8,10 +8,10 @@
 #include <limits>
 #include <string>
 
-#include "app/metrics.hpp"
-#include "appearance/appearance_correlates.hpp"
-#include "appearance/cone_responses.hpp"
-#include "appearance/viewing_conditions.hpp"
+#include <likeness/comparison/metrics.hpp>
+#include <likeness/appearance/appearance_correlates.hpp>
+#include <likeness/appearance/cone_responses.hpp>
+#include <likeness/appearance/viewing_conditions.hpp>
 #include "reference/inverse_reference.hpp"
 #include "support/mat_matchers.hpp"
 #include "support/scratch_directory.hpp"

@@ -1,4 +1,4 @@
-#include "appearance/viewing_conditions.hpp"
+#include <likeness/appearance/viewing_conditions.hpp>
 
 #include <gtest/gtest.h>
 

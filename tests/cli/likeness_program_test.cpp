@@ -6,7 +6,7 @@
 #include <opencv2/imgcodecs.hpp>
 #include <set>
 
-#include "likeness.hpp"
+#include <likeness/likeness.hpp>
 #include "support/process.hpp"
 #include "support/scratch_directory.hpp"
 #include "support/test_images.hpp"

@@ -1,4 +1,4 @@
-#include "color/bgr_xyz.hpp"
+#include <likeness/color/bgr_xyz.hpp>
 
 #include <gtest/gtest.h>
 

@@ -1,4 +1,4 @@
-#include "color/clip.hpp"
+#include <likeness/color/clip.hpp>
 
 #include <gtest/gtest.h>
 

@@ -1,6 +1,6 @@
 #include <gtest/gtest.h>
 
-#include "color/pixel_matrix.hpp"
+#include <likeness/color/pixel_matrix.hpp>
 #include "reference/color_space_reference.hpp"
 #include "support/mat_matchers.hpp"
 #include "support/test_images.hpp"

@@ -1,4 +1,4 @@
-#include "color/correlated_color_temperature.hpp"
+#include <likeness/color/correlated_color_temperature.hpp>
 
 #include <gtest/gtest.h>
 

@@ -1,4 +1,4 @@
-#include "color/lab.hpp"
+#include <likeness/color/lab.hpp>
 
 #include <gtest/gtest.h>
 

@@ -1,4 +1,4 @@
-#include "color/lms_lalphabeta.hpp"
+#include <likeness/color/lms_lalphabeta.hpp>
 
 #include <gtest/gtest.h>
 

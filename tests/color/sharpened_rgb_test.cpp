@@ -1,4 +1,4 @@
-#include "color/sharpened_rgb.hpp"
+#include <likeness/color/sharpened_rgb.hpp>
 
 #include <gtest/gtest.h>
 

@@ -1,4 +1,4 @@
-#include "color/srgb_companding.hpp"
+#include <likeness/color/srgb_companding.hpp>
 
 #include <gtest/gtest.h>
 

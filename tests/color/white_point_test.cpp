@@ -1,4 +1,4 @@
-#include "color/white_point.hpp"
+#include <likeness/color/white_point.hpp>
 
 #include <gtest/gtest.h>
 
@@ -6,7 +6,7 @@
 #include <limits>
 #include <opencv2/imgproc.hpp>
 
-#include "filter/guidedfilter.hpp"
+#include <likeness/filter/guidedfilter.hpp>
 #include "reference/color_space_reference.hpp"
 #include "reference/filter_reference.hpp"
 #include "support/mat_matchers.hpp"

@@ -1,8 +1,8 @@
-#include "color/yuv.hpp"
+#include <likeness/color/yuv.hpp>
 
 #include <gtest/gtest.h>
 
-#include "color/pixel_matrix.hpp"
+#include <likeness/color/pixel_matrix.hpp>
 #include "reference/color_space_reference.hpp"
 #include "support/mat_matchers.hpp"
 #include "support/test_images.hpp"

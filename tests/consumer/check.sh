@@ -11,7 +11,7 @@ cd "$scratch"
 line=$("$scratch/stage/bin/likeness" "$source/examples/photos/cat.jpg" "$source/examples/photos/cat.jpg")
 [ "$line" = "1,1,1,1,1" ] || { echo "the installed program printed '$line'"; exit 1; }
 [ -f "$scratch/stage/share/man/man1/likeness.1" ] || { echo "no man page"; exit 1; }
-if [ -x "$build/src/darkroom/darkroom" ]; then
+if [ -x "$build/bin/darkroom" ]; then
     line=$("$scratch/stage/bin/darkroom" compare "$source/examples/photos/cat.jpg" "$source/examples/photos/cat.jpg")
     [ "$line" = "1,1,1,1,1" ] || { echo "the installed darkroom printed '$line'"; exit 1; }
     for file in man/man1/darkroom.1 bash-completion/completions/darkroom zsh/site-functions/_darkroom; do

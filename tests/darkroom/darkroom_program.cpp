@@ -4,7 +4,7 @@
 #include <fstream>
 #include <opencv2/imgcodecs.hpp>
 
-#include "app/metrics.hpp"
+#include <likeness/comparison/metrics.hpp>
 #include "support/test_images.hpp"
 
 namespace likeness::testing {

@@ -1,4 +1,4 @@
-#include "diagnostics/diagnostics.hpp"
+#include <likeness/diagnostics/diagnostics.hpp>
 
 #include <gtest/gtest.h>
 

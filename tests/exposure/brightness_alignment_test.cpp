@@ -1,4 +1,4 @@
-#include "exposure/brightness_alignment.hpp"
+#include <likeness/exposure/brightness_alignment.hpp>
 
 #include <gtest/gtest.h>
 

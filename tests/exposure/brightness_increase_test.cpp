@@ -1,4 +1,4 @@
-#include "exposure/brightness_increase.hpp"
+#include <likeness/exposure/brightness_increase.hpp>
 
 #include <gtest/gtest.h>
 
@@ -13,7 +13,7 @@
 #include <string>
 #include <vector>
 
-#include "app/metrics.hpp"
+#include <likeness/comparison/metrics.hpp>
 #include "reference/inverse_reference.hpp"
 #include "support/mat_matchers.hpp"
 #include "support/scratch_directory.hpp"

@@ -1,4 +1,4 @@
-#include "exposure/durand_tone_mapping.hpp"
+#include <likeness/exposure/durand_tone_mapping.hpp>
 
 #include <gtest/gtest.h>
 

@@ -8,7 +8,7 @@
 #include <sstream>
 #include <stdexcept>
 
-#include "exposure/exposure_stack.hpp"
+#include <likeness/exposure/exposure_stack.hpp>
 #include "exposure/exposure_stack_scene.hpp"
 #include "support/mat_matchers.hpp"
 

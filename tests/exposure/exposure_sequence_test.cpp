@@ -1,4 +1,4 @@
-#include "exposure/exposure_sequence.hpp"
+#include <likeness/exposure/exposure_sequence.hpp>
 
 #include <gtest/gtest.h>
 

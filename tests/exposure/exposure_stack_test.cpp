@@ -1,4 +1,4 @@
-#include "exposure/exposure_stack.hpp"
+#include <likeness/exposure/exposure_stack.hpp>
 
 #include <gtest/gtest.h>
 
@@ -7,7 +7,7 @@
 #include <set>
 
 #include "exposure/exposure_stack_scene.hpp"
-#include "filter/guidedfilter.hpp"
+#include <likeness/filter/guidedfilter.hpp>
 #include "reference/exposure_reference.hpp"
 #include "support/mat_matchers.hpp"
 

@@ -1,10 +1,10 @@
-#include "exposure/response_recovery.hpp"
+#include <likeness/exposure/response_recovery.hpp>
 
 #include <gtest/gtest.h>
 
 #include <opencv2/imgcodecs.hpp>
 
-#include "exposure/exposure_sequence.hpp"
+#include <likeness/exposure/exposure_sequence.hpp>
 #include "exposure/exposure_stack_scene.hpp"
 #include "reference/exposure_reference.hpp"
 #include "support/mat_matchers.hpp"

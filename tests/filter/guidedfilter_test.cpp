@@ -1,4 +1,4 @@
-#include "filter/guidedfilter.hpp"
+#include <likeness/filter/guidedfilter.hpp>
 
 #include <gtest/gtest.h>
 

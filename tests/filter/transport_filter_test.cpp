@@ -3,7 +3,7 @@
 #include <opencv2/imgproc.hpp>
 #include <vector>
 
-#include "filter/guidedfilter.hpp"
+#include <likeness/filter/guidedfilter.hpp>
 #include "reference/transport_reference.hpp"
 #include "support/mat_matchers.hpp"
 #include "support/scratch_directory.hpp"

@@ -1,4 +1,4 @@
-#include "structure/structure_tensor.hpp"
+#include <likeness/structure/structure_tensor.hpp>
 
 #include <gtest/gtest.h>
 

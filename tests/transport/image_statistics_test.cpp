@@ -1,4 +1,4 @@
-#include "transport/image_statistics.hpp"
+#include <likeness/transport/image_statistics.hpp>
 
 #include <gtest/gtest.h>
 

@@ -1,4 +1,4 @@
-#include "transport/optimal_transport.hpp"
+#include <likeness/transport/optimal_transport.hpp>
 
 #include <gtest/gtest.h>
 
@@ -13,8 +13,8 @@
 #include "support/mat_matchers.hpp"
 #include "support/scratch_directory.hpp"
 #include "support/test_images.hpp"
-#include "transport/closed_form_map.hpp"
-#include "transport/image_statistics.hpp"
+#include <likeness/transport/closed_form_map.hpp>
+#include <likeness/transport/image_statistics.hpp>
 
 namespace {
 

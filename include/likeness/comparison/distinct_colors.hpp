@@ -1,0 +1,73 @@
+// The distinct colours of an 8-bit photograph.
+//
+// Everything that the comparison computes for a pixel depends on its B, G, R triple and on the whole image's maxima. A
+// photograph of 18 million pixels holds a few hundred thousand colours, so the chain runs once a colour.
+#pragma once
+
+#include <array>
+#include <cstddef>
+#include <cstdint>
+#include <memory>
+#include <opencv2/core.hpp>
+#include <vector>
+
+#include <likeness/numerics/large_pages.hpp>
+
+namespace likeness {
+
+/// The colours of one photograph, in an order that depends on nothing else than which colours they are: that of
+/// `colorSlots` (app/color_slots.hpp).
+struct DistinctColors {
+    cv::Mat bgr;                        ///< 1 x K, CV_8UC3: each colour once
+    std::vector<std::uint32_t> counts;  ///< K: how many pixels have it
+    cv::Mat indices;                    ///< rows x cols, CV_32S: the colour of each pixel; empty if not asked for.
+                                        ///< The counter's: valid until it counts the next photograph or goes
+};
+
+/// Counts colours in a table of all 2^24, and finds their indices in a second one. The first takes 16 MiB, the second
+/// 64 MiB of address space, of which a photograph touches a part; they and some 16 bytes per distinct colour are kept
+/// for the next photograph. One thread at a time.
+class ColorCounter {
+public:
+    ColorCounter();
+    ~ColorCounter();
+    ColorCounter(const ColorCounter&) = delete;
+    ColorCounter& operator=(const ColorCounter&) = delete;
+
+    /// @param photograph   CV_8UC3, any size with fewer than 2^31 pixels, also empty
+    /// @param withIndices  whether the colour of each pixel is wanted too
+    DistinctColors count(const cv::Mat& photograph, bool withIndices);
+
+private:
+    struct PlaceTable;
+
+    /// A piece of the table of which is known whether a colour falls on it.
+    static constexpr std::size_t pieceSize = 4096;
+
+    void clear() noexcept;
+    void enter(const cv::Mat& photograph);
+    template <bool notePieces>
+    void enter(const cv::Mat& photograph);
+    DistinctColors takeOut();
+    /// @param slots, pixels  room for `pieceSize` colours: their places and, modulo 255, numbers of pixels
+    /// @return               how many colours there are in the piece that begins at `first`; it is empty then
+    std::size_t takeOutOfPiece(std::uint32_t first, std::uint32_t* slots, std::uint32_t* pixels);
+    cv::Mat indicesOf(const cv::Mat& photograph, std::size_t colors);
+
+    numerics::LargePages counts_;
+    std::array<bool, (std::size_t{1} << 24) / pieceSize> touched_{};
+    std::vector<std::uint32_t> carries_;   // places, once for each 255 pixels more than the entry tells
+    std::vector<std::uint32_t> slots_;     // places of the colours of the last photograph, ascending
+    std::vector<std::uint32_t> pixels_;    // how many pixels have each
+    std::unique_ptr<PlaceTable> placeOf_;  // made when indices are first asked for
+    numerics::LargePages indices_;
+};
+
+/// Puts the value of each pixel's colour into the pixel.
+/// @param perColor  1 x K, any type
+/// @param indices   CV_32S, each in [0, K)
+/// @param reuse     an image whose memory is taken for the result if size and type fit
+/// @return          image of the size of `indices` and the type of `perColor`
+cv::Mat expandColors(const cv::Mat& perColor, const cv::Mat& indices, cv::Mat reuse = {});
+
+}  // namespace likeness

@@ -1,0 +1,49 @@
+#pragma once
+
+#include <cstdint>
+#include <opencv2/core.hpp>
+
+#include <likeness/diagnostics/diagnostics.hpp>
+
+namespace likeness {
+
+/// Five appearance correlates of an image under the viewing conditions of the comparison: adapting luminance 20, white
+/// 100, background a fifth of the mean white (`computeYback`; drifts with the number of pixels), dark surround.
+///
+/// @param src  CV_32FC3, sharpened B, G, R adapted to D65 on the scale 0..1; left multiplied by 100
+/// @param Q    brightness, CV_32F of src's size, allocated by the caller like the other four
+/// @param J    lightness, 0..100
+/// @param C    chroma
+/// @param M    colourfulness
+/// @param s    saturation
+/// @param diagnostics  "A_before.jpg", "10_in.txt", "mask.jpg" and "t_before.jpg" of the forward model
+///                     (appearance/appearance_correlates.hpp)
+/// @note  NaN where a cone response is negative. No colour of an 8-bit photograph that was adapted by `compute_cat` has
+///        one; saturated colours of other images can.
+void perceptualMetrics(cv::Mat& src, cv::Mat& Q, cv::Mat& J, cv::Mat& C, cv::Mat& M, cv::Mat& s,
+                       const Diagnostics& diagnostics = workingDirectory());
+
+/// The same under a background luminance of the caller's choice, for an image that stands for another: the distinct
+/// colours of a photograph are seen before the background of the whole photograph.
+void perceptualMetricsBeforeBackground(cv::Mat& src, float backgroundLuminance, cv::Mat& Q, cv::Mat& J, cv::Mat& C,
+                                       cv::Mat& M, cv::Mat& s, const Diagnostics& diagnostics);
+
+/// The correlates of an image, CV_32F of its size.
+struct AppearanceMaps {
+    cv::Mat brightness;    ///< Q
+    cv::Mat lightness;     ///< J, 0..100
+    cv::Mat chroma;        ///< C
+    cv::Mat colorfulness;  ///< M
+    cv::Mat saturation;    ///< s
+    cv::Mat hueDegrees;    ///< h, in (-180, 180]
+};
+
+/// What `perceptualMetricsBeforeBackground` computes, and the hue (`computeHue`) under the same conditions.
+/// @param src  left multiplied by 100
+AppearanceMaps appearanceMapsBeforeBackground(cv::Mat& src, float backgroundLuminance, const Diagnostics& diagnostics);
+
+/// Luminance of the background that `perceptualMetrics` assumes for an image of so many pixels: 20 up to some 0.67
+/// megapixels, then a little off because the mean is summed in float.
+float backgroundLuminanceOf(std::int64_t pixels);
+
+}  // namespace likeness

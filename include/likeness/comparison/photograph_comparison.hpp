@@ -1,0 +1,84 @@
+// The comparison of two photographs as a library call.
+#pragma once
+
+#include <opencv2/core.hpp>
+#include <utility>
+
+#include <likeness/comparison/distinct_colors.hpp>
+#include <likeness/comparison/histogram_similarity.hpp>
+#include <likeness/comparison/perceptual_metrics.hpp>
+#include <likeness/diagnostics/diagnostics.hpp>
+
+namespace likeness {
+
+/// One Bhattacharyya coefficient per appearance correlate: 0 where the distributions of two photographs do not overlap,
+/// 1 where they are equal (up to float rounding). Where things are in the picture does not matter.
+struct LikenessCoefficients {
+    float brightness;
+    float lightness;
+    float chroma;
+    float colorfulness;
+    float saturation;
+};
+
+/// One number per appearance correlate.
+struct CorrelateShares {
+    double brightness = 0;
+    double lightness = 0;
+    double chroma = 0;
+    double colorfulness = 0;
+    double saturation = 0;
+};
+
+/// Distributions of the five appearance correlates over the pixels of one photograph.
+struct AppearanceDistributions {
+    BinProbabilities brightness;
+    BinProbabilities lightness;
+    BinProbabilities chroma;
+    BinProbabilities colorfulness;
+    BinProbabilities saturation;
+    CorrelateShares nanShares{};  ///< share of the pixels, 0..1, whose correlate is NaN and in no bin; 0 of no pixels
+};
+
+/// Analyses one photograph, for comparison with one or many others.
+///
+/// The chain of normalisation, adaptation to D65 and the forward appearance model runs once per distinct colour, and,
+/// where no dumps are wanted, only for the colours whose bins an estimate leaves open (app/correlate_estimate.hpp). The
+/// result is the same bits as that of the chain run on every pixel.
+///
+/// @param photograph   CV_8UC3 in B, G, R order, fewer than 2^31 pixels; an empty one has empty
+///                     distributions and leaves an empty text dump, but no image
+/// @param counter      the caller's, for use with one photograph after the other
+/// @param diagnostics  the dumps of `perceptualMetrics`, at the photograph's size
+/// @throws std::invalid_argument  if the photograph is of another type
+/// @note  Takes about 40 bytes per distinct colour; where dumps are wanted, 130 and 4 per pixel.
+AppearanceDistributions appearanceDistributions(const cv::Mat& photograph, ColorCounter& counter,
+                                                const Diagnostics& diagnostics = dropAll());
+
+/// The correlates of an image, each pixel's: normalisation, adaptation to D65, forward appearance model and hue, as the
+/// comparison sees a photograph.
+///
+/// @param image        CV_8UC3, or CV_32FC3 in [0, 1] (values outside are taken as they are), in B, G, R order; an
+/// empty
+///                     one has empty maps. Not modified
+/// @param diagnostics  the dumps of `perceptualMetrics`
+/// @throws std::invalid_argument  if the image is of another type
+/// @note  An 8-bit image is taken once per distinct colour, with the same bits as a result.
+AppearanceMaps appearanceMaps(const cv::Mat& image, const Diagnostics& diagnostics = dropAll());
+
+/// The five coefficients of two analysed photographs.
+LikenessCoefficients compareDistributions(const AppearanceDistributions& first, const AppearanceDistributions& second);
+
+/// What `comparePhotographs` does with two photographs before it compares their distributions.
+std::pair<AppearanceDistributions, AppearanceDistributions> analyzePhotographs(
+    const cv::Mat& first, const cv::Mat& second, const Diagnostics& diagnostics = dropAll());
+
+/// Compares two photographs, CV_8UC3 in B, G, R order, which may differ in size. Without dumps the two are analysed at
+/// the same time on two threads; with dumps they follow one another, so that those of the second replace
+/// those of the first.
+///
+/// @throws std::invalid_argument  if a photograph is of another type
+LikenessCoefficients comparePhotographs(const cv::Mat& first, const cv::Mat& second,
+                                        const Diagnostics& diagnostics = dropAll());
+
+}  // namespace likeness

@@ -1,0 +1,45 @@
+// Everything that the library offers, in namespace `likeness`.
+//
+// Images are `cv::Mat`. Each header below states its shapes, channel orders, units and ranges once, at its top.
+#pragma once
+
+#include <likeness/adaptation/d65_adaptation.hpp>
+#include <likeness/adaptation/degree_of_adaptation.hpp>
+#include <likeness/adaptation/global_adaptation.hpp>
+#include <likeness/adaptation/local_adaptation.hpp>
+#include <likeness/adaptation/two_scale_adaptation.hpp>
+#include <likeness/comparison/histogram_similarity.hpp>
+#include <likeness/comparison/metrics.hpp>
+#include <likeness/comparison/perceptual_metrics.hpp>
+#include <likeness/comparison/photograph_comparison.hpp>
+#include <likeness/appearance/appearance_correlates.hpp>
+#include <likeness/appearance/cone_responses.hpp>
+#include <likeness/appearance/inverse_model.hpp>
+#include <likeness/appearance/viewing_conditions.hpp>
+#include <likeness/color/bgr_xyz.hpp>
+#include <likeness/color/chromaticity.hpp>
+#include <likeness/color/clip.hpp>
+#include <likeness/color/correlated_color_temperature.hpp>
+#include <likeness/color/lab.hpp>
+#include <likeness/color/lab_range.hpp>
+#include <likeness/color/lms_lalphabeta.hpp>
+#include <likeness/diagnostics/name_text.hpp>
+#include <likeness/color/opponent.hpp>
+#include <likeness/color/pixel_matrix.hpp>
+#include <likeness/color/sharpened_rgb.hpp>
+#include <likeness/color/srgb_companding.hpp>
+#include <likeness/color/white_point.hpp>
+#include <likeness/color/yuv.hpp>
+#include <likeness/diagnostics/diagnostics.hpp>
+#include <likeness/exposure/brightness_alignment.hpp>
+#include <likeness/exposure/brightness_increase.hpp>
+#include <likeness/exposure/durand_tone_mapping.hpp>
+#include <likeness/exposure/exposure_sequence.hpp>
+#include <likeness/exposure/exposure_stack.hpp>
+#include <likeness/exposure/response_recovery.hpp>
+#include <likeness/filter/guidedfilter.hpp>
+#include <likeness/structure/optical_flow_alignment.hpp>
+#include <likeness/structure/structure_tensor.hpp>
+#include <likeness/transport/closed_form_map.hpp>
+#include <likeness/transport/image_statistics.hpp>
+#include <likeness/transport/optimal_transport.hpp>

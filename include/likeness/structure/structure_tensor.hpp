@@ -1,0 +1,38 @@
+#pragma once
+
+#include <opencv2/core.hpp>
+
+#include <likeness/diagnostics/diagnostics.hpp>
+
+namespace likeness {
+
+/// Measures at every pixel how strongly the structure around it is oriented: the smoothed structure tensor of a colour
+/// image, the gradients' outer products summed over the three channels (Di Zenzo, "A note on the gradient of a
+/// multi-image", Computer Vision, Graphics, and Image Processing 33, 1986).
+///
+/// With l1 >= l2 the eigenvalues of the tensor, the strength is (exp(-1e10 / (l1 - l2)^2) + 1) / 2 (after Weickert,
+/// "Coherence-enhancing diffusion filtering", IJCV 31, 1999): exactly 0.5 without orientation, towards 1 along strong
+/// straight edges. The constant is one for images on a scale of 0..255; on scales of 0..20 and below every strength is
+/// 0.5.
+///
+/// @param image  CV_32FC3 on the caller's scale, not empty; read. It is mirrored about its edge pixels; but where it is
+///               a view into a larger image, the filters see the pixels around the view.
+/// @param out    CV_32F of the image's size, allocated by the caller; every pixel is written. A tensor with a NaN or
+///               infinite entry gives NaN.
+/// @param size   side of the two Gaussian kernels in pixels, truncated to an integer, which must be odd and positive (3
+///               is usual); the image library derives the sigma from it and raises its error otherwise
+/// @param diagnostics  receives, in this order, "inputGauss.jpg", the smoothed image; "sobel.jpg", the derivative of
+///               channel 0 along x; "sobelMatr.jpg" and "sobelGauss.jpg", the tensor's mixed entry before and after its
+///               smoothing, all with the values as they are; and, multiplied by 255, "tensorX.jpg", the derivative
+///               again; "tensor.jpg", `out`; "coherence.jpg", ((l1 - l2) / (l1 + l2))^2, NaN on flat ground. Prints for
+///               the first pixel, as the image library's solver and formatter give them, the unit eigenvectors (rows)
+///               times the root of the tensor's trace, "eig V", the eigenvalues, a space and the root. The formatter
+///               breaks matrices over lines: "[0, 2;\n 2, 0]eig V[3;\n 1] 2". NaN stand where the solver gives up.
+/// @note         Everything but the filters is evaluated pixel by pixel in float, 0.5 exp(..) + 0.5 in double, in the
+///               order of the channels, with the roundings of the image library's eigenvalue solver. Works on 32 rows
+///               and those around them that the kernels reach to, in ten planes, and where files are wanted on seven
+///               planes of the image's size. All of it is released.
+void computeStructuralTensor(cv::Mat& image, cv::Mat& out, float size,
+                             const Diagnostics& diagnostics = workingDirectory());
+
+}  // namespace likeness

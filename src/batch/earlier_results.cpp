@@ -1,0 +1,259 @@
+#include "batch/earlier_results.hpp"
+
+#include <algorithm>
+#include <cerrno>
+#include <cstdio>
+#include <cstring>
+#include <filesystem>
+
+#include "batch/stable_hash.hpp"
+#include "files/refusal.hpp"
+
+namespace likeness::darkroom {
+namespace {
+
+namespace fs = std::filesystem;
+
+void removeResults(const std::string& path) {
+    for (const char* const ending : {"", "-wal", "-shm", "-journal"}) {
+        std::error_code error;
+        fs::remove(path + ending, error);
+    }
+}
+
+void renameResults(const std::string& from, const std::string& to) {
+    if (std::rename(from.c_str(), to.c_str()) != 0) {
+        throw Refusal("cannot rename '" + from + "' to '" + to + "': " + std::strerror(errno));
+    }
+}
+
+/// Finds pairs by their id.
+class PairIndex {
+public:
+    explicit PairIndex(const PairList& pairs) {
+        entries_.reserve(pairs.size());
+        for (std::size_t k = 0; k < pairs.size(); ++k) {
+            entries_.push_back({wideHash(pairs.at(k).id), k});
+        }
+        std::sort(entries_.begin(), entries_.end());
+    }
+
+    /// @return  number of the pair in the list, or npos
+    std::size_t find(const std::string& id) const {
+        const WideHash hash = wideHash(id);
+        const auto found = std::lower_bound(entries_.begin(), entries_.end(), Entry{hash, 0});
+        return found != entries_.end() && found->id == hash ? found->number : npos;
+    }
+
+    static constexpr std::size_t npos = static_cast<std::size_t>(-1);
+
+private:
+    struct Entry {
+        WideHash id;
+        std::size_t number;
+
+        auto operator<=>(const Entry&) const = default;
+    };
+
+    std::vector<Entry> entries_;
+};
+
+class TakeUp {
+public:
+    TakeUp(const ResultFile& file, const PairList& pairs, const ResultOrigin& origin, bool retryFailed)
+        : file_(file), pairs_(pairs), origin_(origin), retryFailed_(retryFailed) {}
+
+    EarlierResults run() {
+        EarlierResults earlier;
+        const std::string previous = previousResults(file_.path);
+        const bool anyOutput = fs::exists(file_.path);
+        const bool anyPrevious = fs::exists(previous);
+        const bool continues = !anyOutput || readBeginning(earlier);
+        if (!continues || anyPrevious) {
+            earlier.known.resize(pairs_.size());
+        }
+        if (anyPrevious) {
+            collect(previous, earlier.known);
+        }
+        if (!continues) {
+            earlier.recorded = 0;
+            earlier.summary = {};
+            earlier.tail = {};
+            earlier.repaired = false;
+            collect(file_.path, earlier.known);
+            settleResults(file_.path, file_.format);
+            if (anyPrevious) {
+                writeUnion(earlier.known, previous);
+                removeResults(file_.path);
+            } else {
+                renameResults(file_.path, previous);
+            }
+        } else if (anyOutput && earlier.recorded == 0) {
+            removeResults(file_.path);  // it holds no record, and its columns may be others
+            earlier.tail = {};
+        }
+        return earlier;
+    }
+
+private:
+    /// Whether the output's records are those of the first pairs of the list.
+    bool readBeginning(EarlierResults& earlier) {
+        const auto reader = openResults(file_.path, file_.format);
+        ResultRecord record;
+        const bool hasHeader = file_.format != ResultFormat::jsonLines;
+        while (reader->next(record)) {
+            checkOrigin(file_.path, record);
+            if ((hasHeader && reader->columns() != file_.columns) || earlier.recorded == pairs_.size() ||
+                !isOf(pairs_.at(earlier.recorded), record) || (retryFailed_ && !record.outcome.compared())) {
+                return false;
+            }
+            earlier.summary.add(record.outcome);
+            ++earlier.recorded;
+        }
+        earlier.tail = reader->tail();
+        earlier.repaired = earlier.tail.cutOff;
+        if (earlier.tail.lines > linesOfNext(earlier.recorded)) {
+            throw Refusal("'" + file_.path + "': " + std::to_string(earlier.tail.lines) +
+                          " lines at the end are no whole result record, which is more than a stop leaves");
+        }
+        return true;
+    }
+
+    /// Line ends that the record of a pair may hold: those of its texts.
+    std::uint64_t linesOfNext(std::size_t number) const {
+        if (number == pairs_.size()) {
+            return 0;
+        }
+        const Pair pair = pairs_.at(number);
+        const auto lines = [](const std::string& text) {
+            return static_cast<std::uint64_t>(std::count(text.begin(), text.end(), '\n'));
+        };
+        // The error and the remarks name the photographs once more each.
+        std::uint64_t all = lines(pair.id) + 3 * (lines(pair.first) + lines(pair.second));
+        for (const CarriedValue& value : pair.carried) {
+            all += lines(value.text);
+        }
+        return all;
+    }
+
+    bool isOf(const Pair& pair, const ResultRecord& record) const {
+        if (record.position != pair.position || record.pairs != pairs_.total() || record.id != pair.id ||
+            record.first != pair.first || record.second != pair.second) {
+            return false;
+        }
+        if (file_.format == ResultFormat::jsonLines) {
+            auto value = record.carried.begin();
+            for (const CarriedValue& expected : pair.carried) {
+                if (expected.kind != CarriedValue::Kind::absent) {
+                    if (value == record.carried.end() || !(*value == expected)) {
+                        return false;
+                    }
+                    ++value;
+                }
+            }
+            return value == record.carried.end();
+        }
+        for (std::size_t k = 0; k < pair.carried.size(); ++k) {
+            if (k >= record.carried.size() || record.carried[k].text != pair.carried[k].text) {
+                return false;
+            }
+        }
+        return true;
+    }
+
+    void checkOrigin(const std::string& path, const ResultRecord& record) const {
+        if (record.version != origin_.version) {
+            throw Refusal("'" + path + "' holds results of version " + record.version + ", and this is version " +
+                          origin_.version);
+        }
+        if (record.parameters != origin_.parameters) {
+            throw Refusal("'" + path + "' holds results of the parameters " + record.parameters +
+                          ", and those of this run are " + origin_.parameters);
+        }
+    }
+
+    void collect(const std::string& path, std::vector<std::unique_ptr<PairOutcome>>& known) {
+        if (index_ == nullptr) {
+            index_ = std::make_unique<PairIndex>(pairs_);
+        }
+        const auto reader = openResults(path, file_.format);
+        ResultRecord record;
+        std::vector<bool> met(pairs_.size());
+        while (reader->next(record)) {
+            checkOrigin(path, record);
+            const std::size_t number = index_->find(record.id);
+            if (number == PairIndex::npos) {
+                throw Refusal("'" + path + "' holds the pair '" + record.id + "', which is not in the list" +
+                              " or not in this shard of it");
+            }
+            const Pair pair = pairs_.at(number);
+            if (pair.first != record.first || pair.second != record.second) {
+                throw Refusal("'" + path + "' holds the pair '" + record.id + "' with other photographs than the list");
+            }
+            if (met[number]) {
+                throw Refusal("'" + path + "' holds the pair '" + record.id + "' twice");
+            }
+            met[number] = true;
+            if (record.outcome.compared() || !retryFailed_) {
+                known[number] = std::make_unique<PairOutcome>(std::move(record.outcome));
+            }
+        }
+        if (reader->tail().lines > 0) {
+            throw Refusal("'" + path + "': several lines at the end are no whole result record");
+        }
+    }
+
+    /// Replaces the file of the previous results by one that holds all that is known.
+    void writeUnion(const std::vector<std::unique_ptr<PairOutcome>>& known, const std::string& previous) const {
+        ResultFile file = file_;
+        file.path = previous + ".new";
+        file.timing.clear();
+        removeResults(file.path);
+        const auto writer = writeResults(file);
+        for (std::size_t k = 0; k < known.size(); ++k) {
+            if (known[k] != nullptr) {
+                writer->append({recordOf(pairs_.at(k), pairs_.total(), *known[k], origin_)});
+            }
+        }
+        writer->finish();
+        settleResults(previous, file_.format);
+        renameResults(file.path, previous);
+    }
+
+    const ResultFile& file_;
+    const PairList& pairs_;
+    const ResultOrigin& origin_;
+    bool retryFailed_;
+    std::unique_ptr<PairIndex> index_;
+};
+
+}  // namespace
+
+ResultRecord recordOf(const Pair& pair, std::uint64_t pairs, PairOutcome outcome, const ResultOrigin& origin) {
+    ResultRecord record;
+    record.position = pair.position;
+    record.pairs = pairs;
+    record.id = pair.id;
+    record.first = pair.first;
+    record.second = pair.second;
+    record.outcome = std::move(outcome);
+    record.version = origin.version;
+    record.parameters = origin.parameters;
+    record.carried = pair.carried;
+    return record;
+}
+
+std::string previousResults(const std::string& output) {
+    return output + ".previous";
+}
+
+EarlierResults takeUpResults(const ResultFile& file, const PairList& pairs, const ResultOrigin& origin,
+                             bool retryFailed) {
+    return TakeUp(file, pairs, origin, retryFailed).run();
+}
+
+void dropPreviousResults(const ResultFile& file) {
+    removeResults(previousResults(file.path));
+}
+
+}  // namespace likeness::darkroom

@@ -1,0 +1,53 @@
+#pragma once
+
+#include <cstdint>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "batch/batch_summary.hpp"
+#include "batch/pair_list.hpp"
+#include "batch/result_store.hpp"
+
+namespace likeness::darkroom {
+
+/// Version and parameters that all records of one output share.
+struct ResultOrigin {
+    std::string version;
+    std::string parameters;
+};
+
+/// The record of a pair of the list.
+ResultRecord recordOf(const Pair& pair, std::uint64_t pairs, PairOutcome outcome, const ResultOrigin& origin);
+
+/// What earlier runs left of an output.
+struct EarlierResults {
+    /// How many pairs, the first of the list, the output holds; a run goes on behind them.
+    std::size_t recorded = 0;
+    BatchSummary summary;     ///< of these
+    ResultReader::Tail tail;  ///< of the output
+    bool repaired = false;    ///< whether a cut-off record at the end is to be dropped
+
+    /// Outcomes of further pairs, by their number in the list, which need not be compared again; empty or of the list's
+    /// size.
+    std::vector<std::unique_ptr<PairOutcome>> known;
+};
+
+/// Name of the file that keeps earlier results while an output is written anew, because the list has changed.
+std::string previousResults(const std::string& output);
+
+/// Looks at what is there of an output, checks it against the list, and prepares the output for writing. Called under
+/// the output's lock. If the records are those of the first pairs of the list, the run can append to them. If they are
+/// those of other pairs of it (pairs were added to the list since, or failed ones are to be done again), the output
+/// moves to `previousResults`, to be written anew from what is known.
+///
+/// @param retryFailed  whether pairs that failed count as missing
+/// @throws Refusal  records of another version, of other parameters, of pairs that are not in the list or name other
+///                  photographs, doubled ones, and damage other than a cut-off last record; nothing is changed then
+EarlierResults takeUpResults(const ResultFile& file, const PairList& pairs, const ResultOrigin& origin,
+                             bool retryFailed);
+
+/// Removes what `takeUpResults` moved away, once the output is whole.
+void dropPreviousResults(const ResultFile& file);
+
+}  // namespace likeness::darkroom

@@ -1,0 +1,28 @@
+#pragma once
+
+#include <string>
+#include <vector>
+
+#include <likeness/comparison/photograph_comparison.hpp>
+#include "batch/result_record.hpp"
+
+namespace likeness::darkroom {
+
+/// What a comparison needs of one photograph.
+struct PhotographAnalysis {
+    PhotographFacts facts;
+    AppearanceDistributions distributions;
+    std::string problem;               ///< why there is none: what follows "cannot read 'PATH'"; empty if there is one
+    std::vector<std::string> remarks;  ///< of the decoder
+};
+
+/// Reads and analyses a photograph. Safe to call from several threads, with a counter for each; the decoder's remarks
+/// are collected where a `RemarkSorter` is at work.
+PhotographAnalysis analysePhotograph(const std::string& path, ColorCounter& counter);
+
+/// Compares two analysed photographs.
+/// @param firstPath, secondPath  names for the error and the remarks
+PairOutcome compareAnalyses(const std::string& firstPath, const PhotographAnalysis& first,
+                            const std::string& secondPath, const PhotographAnalysis& second);
+
+}  // namespace likeness::darkroom

@@ -1,0 +1,39 @@
+#include "batch/result_store.hpp"
+
+#include <filesystem>
+
+#include "batch/sqlite_results.hpp"
+#include "batch/text_results.hpp"
+#include "files/refusal.hpp"
+
+namespace likeness::darkroom {
+
+ResultFormat resultFormatOf(const std::string& option, const std::string& path) {
+    const std::string extension = lowerCase(std::filesystem::path(path).extension().string());
+    if (extension == ".jsonl" || extension == ".ndjson") {
+        return ResultFormat::jsonLines;
+    }
+    if (extension == ".csv") {
+        return ResultFormat::csv;
+    }
+    if (extension == ".db" || extension == ".sqlite" || extension == ".sqlite3") {
+        return ResultFormat::sqlite;
+    }
+    throw Refusal(option + ": '" + path + "' does not end in .db, .sqlite, .sqlite3, .jsonl, .ndjson or .csv");
+}
+
+std::unique_ptr<ResultReader> openResults(const std::string& path, ResultFormat format) {
+    return format == ResultFormat::sqlite ? openSqliteResults(path) : openTextResults(path, format);
+}
+
+std::unique_ptr<ResultWriter> writeResults(const ResultFile& file, const ResultReader::Tail& tail) {
+    return file.format == ResultFormat::sqlite ? writeSqliteResults(file) : writeTextResults(file, tail);
+}
+
+void settleResults(const std::string& path, ResultFormat format) {
+    if (format == ResultFormat::sqlite) {
+        settleSqliteResults(path);
+    }
+}
+
+}  // namespace likeness::darkroom

@@ -1,0 +1,234 @@
+#include <likeness/comparison/distinct_colors.hpp>
+
+#include <algorithm>
+#include <cstdlib>
+#include <cstring>
+#include <new>
+#include <utility>
+
+#include "comparison/color_slots.hpp"
+#include "numerics/image_walk.hpp"
+
+namespace likeness {
+namespace {
+
+/// Pixels whose places are found at once.
+constexpr std::size_t blockSize = 1024;
+
+/// Calls visit(slots, count) for the pixels' places, row by row, some at a time.
+template <typename Visit>
+void forEachBlockOfSlots(const cv::Mat& photograph, Visit visit) {
+    std::uint32_t slots[blockSize];
+    const ImageWalk walk = walkOver(photograph);
+    for (int i = 0; i < walk.rows; ++i) {
+        const uchar* const row = photograph.ptr<uchar>(i);
+        const auto cols = static_cast<std::size_t>(walk.cols);
+        for (std::size_t first = 0; first < cols; first += blockSize) {
+            const std::size_t count = std::min(blockSize, cols - first);
+            colorSlots(row + 3 * first, count, slots);
+            visit(slots, count);
+        }
+    }
+}
+
+template <std::size_t count>
+bool isZero(const std::uint8_t* entries) {
+    std::uint64_t words[count / 8];
+    std::memcpy(words, entries, count);
+    std::uint64_t any = 0;
+    for (const std::uint64_t word : words) {
+        any |= word;
+    }
+    return any == 0;
+}
+
+}  // namespace
+
+// Small pages, on purpose: calloc hands out untouched ones, and those that no colour falls on never become memory.
+struct ColorCounter::PlaceTable {
+    PlaceTable() : entries(static_cast<std::uint32_t*>(std::calloc(colorSlotCount, sizeof(std::uint32_t)))) {
+        if (entries == nullptr) {
+            throw std::bad_alloc();
+        }
+    }
+    ~PlaceTable() { std::free(entries); }
+    PlaceTable(const PlaceTable&) = delete;
+    PlaceTable& operator=(const PlaceTable&) = delete;
+
+    std::uint32_t* entries;
+};
+
+ColorCounter::ColorCounter() : counts_(colorSlotCount) {
+    clear();
+}
+ColorCounter::~ColorCounter() = default;
+
+void ColorCounter::clear() noexcept {
+    std::fill_n(counts_.data(), colorSlotCount, std::uint8_t{0});
+}
+
+DistinctColors ColorCounter::count(const cv::Mat& photograph, bool withIndices) {
+    DistinctColors result;
+    try {
+        enter(photograph);
+        result = takeOut();
+    } catch (...) {
+        clear();  // memory ran out on the way: the next photograph must find an empty table
+        throw;
+    }
+    if (withIndices) {
+        result.indices = indicesOf(photograph, result.counts.size());
+    }
+    return result;
+}
+
+void ColorCounter::enter(const cv::Mat& photograph) {
+    carries_.clear();
+    // To note the pieces costs time with every pixel, and a look through all of them once.
+    constexpr std::size_t worthwhile = std::size_t{3} << 19;
+    if (photograph.total() < worthwhile) {
+        enter<true>(photograph);
+    } else {
+        touched_.fill(true);
+        enter<false>(photograph);
+    }
+}
+
+template <bool notePieces>
+void ColorCounter::enter(const cv::Mat& photograph) {
+    // An entry of one byte keeps the table in the cache. It counts from 1 to 255; the next pixel of the colour carries
+    // 255 over and leaves 1.
+    std::uint8_t* const entries = counts_.data();
+    bool* const touched = touched_.data();
+    forEachBlockOfSlots(photograph, [this, entries, touched](const std::uint32_t* slots, std::size_t count) {
+        for (std::size_t i = 0; i < count; ++i) {
+            const std::uint32_t slot = slots[i];
+            if constexpr (notePieces) {
+                touched[slot / pieceSize] = true;
+            }
+            if (++entries[slot] == 0) {
+                entries[slot] = 1;
+                carries_.push_back(slot);
+            }
+        }
+    });
+}
+
+DistinctColors ColorCounter::takeOut() {
+    std::size_t found = 0;
+    for (std::size_t piece = 0; piece < touched_.size(); ++piece) {
+        if (!touched_[piece]) {
+            continue;
+        }
+        touched_[piece] = false;
+        if (slots_.size() < found + pieceSize) {
+            slots_.resize(2 * (found + pieceSize));
+            pixels_.resize(slots_.size());
+        }
+        found += takeOutOfPiece(static_cast<std::uint32_t>(piece * pieceSize), slots_.data() + found,
+                                pixels_.data() + found);
+    }
+    std::sort(carries_.begin(), carries_.end());
+    auto place = slots_.begin();
+    const auto end = slots_.begin() + static_cast<std::ptrdiff_t>(found);
+    for (auto carry = carries_.begin(); carry != carries_.end();) {
+        const auto next = std::upper_bound(carry, carries_.end(), *carry);
+        place = std::lower_bound(place, end, *carry);
+        pixels_[static_cast<std::size_t>(place - slots_.begin())] += 255 * static_cast<std::uint32_t>(next - carry);
+        carry = next;
+    }
+
+    DistinctColors result;
+    result.counts.assign(pixels_.begin(), pixels_.begin() + static_cast<std::ptrdiff_t>(found));
+    if (found > 0) {
+        result.bgr.create(1, static_cast<int>(found), CV_8UC3);
+        std::transform(slots_.begin(), end, result.bgr.ptr<cv::Vec3b>(0), colorOfSlot);
+    }
+    return result;
+}
+
+std::size_t ColorCounter::takeOutOfPiece(std::uint32_t first, std::uint32_t* slots, std::uint32_t* pixels) {
+    std::uint8_t* const entries = counts_.data() + first;
+    constexpr std::uint32_t line = 64;
+    std::size_t found = 0;
+    for (std::uint32_t k = 0; k < pieceSize; k += 8) {
+        if (k % line == 0 && isZero<line>(entries + k)) {
+            k += line - 8;
+            continue;
+        }
+        if (isZero<8>(entries + k)) {
+            continue;
+        }
+        // Each entry is written out, and kept if there is a colour: which one is, no processor foresees.
+        for (std::uint32_t e = 0; e < 8; ++e) {
+            const std::uint8_t entry = entries[k + e];
+            slots[found] = first + k + e;
+            pixels[found] = entry;
+            found += entry != 0 ? 1 : 0;
+        }
+        std::fill_n(entries + k, 8, std::uint8_t{0});
+    }
+    return found;
+}
+
+cv::Mat ColorCounter::indicesOf(const cv::Mat& photograph, std::size_t colors) {
+    if (placeOf_ == nullptr) {
+        placeOf_ = std::make_unique<PlaceTable>();
+    }
+    std::uint32_t* const places = placeOf_->entries;  // need not be cleared: every colour of the photograph is set
+    for (std::size_t k = 0; k < colors; ++k) {
+        places[slots_[k]] = static_cast<std::uint32_t>(k);
+    }
+    const std::size_t bytes = photograph.total() * sizeof(int);
+    if (indices_.size() < bytes) {
+        indices_ = numerics::LargePages();  // given back first: the two need not be there at the same time
+        indices_ = numerics::LargePages(bytes);
+    }
+    cv::Mat indices(photograph.size(), CV_32S, indices_.data());
+    auto* index = reinterpret_cast<std::uint32_t*>(indices_.data());  // without gaps: row follows row
+    forEachBlockOfSlots(photograph, [&](const std::uint32_t* slots, std::size_t count) {
+        for (std::size_t i = 0; i < count; ++i) {
+            *index++ = places[slots[i]];
+        }
+    });
+    return indices;
+}
+
+namespace {
+
+template <typename Element>
+void expandElements(const cv::Mat& perColor, const cv::Mat& indices, cv::Mat& expanded) {
+    const auto* const values = perColor.ptr<Element>(0);
+    for (int i = 0; i < indices.rows; ++i) {
+        const int* const index = indices.ptr<int>(i);
+        auto* const out = expanded.ptr<Element>(i);
+        for (int j = 0; j < indices.cols; ++j) {
+            out[j] = values[index[j]];
+        }
+    }
+}
+
+}  // namespace
+
+cv::Mat expandColors(const cv::Mat& perColor, const cv::Mat& indices, cv::Mat reuse) {
+    cv::Mat expanded = std::move(reuse);
+    expanded.create(indices.size(), perColor.type());
+    const std::size_t bytes = perColor.elemSize();
+    if (bytes == 1) {
+        expandElements<uchar>(perColor, indices, expanded);
+    } else if (bytes == sizeof(float)) {
+        expandElements<std::uint32_t>(perColor, indices, expanded);
+    } else {
+        const uchar* const values = perColor.ptr<uchar>(0);
+        for (int i = 0; i < indices.rows; ++i) {
+            const int* const index = indices.ptr<int>(i);
+            uchar* out = expanded.ptr<uchar>(i);
+            for (int j = 0; j < indices.cols; ++j, out += bytes) {
+                std::memcpy(out, values + static_cast<std::size_t>(index[j]) * bytes, bytes);
+            }
+        }
+    }
+    return expanded;
+}
+
+}  // namespace likeness

@@ -1,0 +1,71 @@
+#include <likeness/comparison/perceptual_metrics.hpp>
+
+#include <likeness/appearance/appearance_correlates.hpp>
+#include <likeness/appearance/cone_responses.hpp>
+#include <likeness/appearance/viewing_conditions.hpp>
+#include "numerics/image_walk.hpp"
+
+namespace likeness {
+namespace {
+
+void scaleTo100(cv::Mat& image) {
+    const ImageWalk walk = walkOver(image);
+    for (int i = 0; i < walk.rows; ++i) {
+        float* const values = image.ptr<float>(i);
+        for (std::size_t c = 0; c < 3 * static_cast<std::size_t>(walk.cols); ++c) {
+            values[c] *= 100.0F;
+        }
+    }
+}
+
+/// @param maps  allocated, all six
+/// @param A     allocated; the memory of the hue's map where the hue is not asked for: it is needed before A is made
+void computeCorrelates(cv::Mat& src, float backgroundLuminance, AppearanceMaps& maps, cv::Mat& A,
+                       const Diagnostics& diagnostics) {
+    scaleTo100(src);
+    const cv::Size size = src.size();
+    auto [FL, n, Ncb, z] = uniformViewingConditions(size, backgroundLuminance);
+
+    cv::Mat nl(size, CV_32FC3);
+    convertSharpenedBGRtoHPE(src, nl);
+    computeNonLinearities(nl, nl, FL);
+    cv::Mat a(size, CV_32F);
+    cv::Mat b(size, CV_32F);
+    computeAB(nl, a, b);
+    cv::Mat eccentricity(size, CV_32F);
+    computeHue(a, b, maps.hueDegrees, eccentricity);
+    const float Aw = computeLightness(nl, Ncb, z, maps.lightness, A, diagnostics);
+    computeBrightness(maps.lightness, FL, z, maps.brightness, Aw, diagnostics);
+    computeChroma(nl, a, b, maps.lightness, eccentricity, Ncb, n, maps.chroma, darkSurroundInduction, diagnostics);
+    computeColorfulness(maps.chroma, FL, maps.colorfulness);
+    computeSaturation(maps.colorfulness, maps.brightness, maps.saturation);
+}
+
+}  // namespace
+
+float backgroundLuminanceOf(std::int64_t pixels) {
+    return backgroundOfUniformWhite(pixels, whiteLuminance);
+}
+
+void perceptualMetrics(cv::Mat& src, cv::Mat& Q, cv::Mat& J, cv::Mat& C, cv::Mat& M, cv::Mat& s,
+                       const Diagnostics& diagnostics) {
+    const std::int64_t pixels = static_cast<std::int64_t>(src.rows) * src.cols;
+    perceptualMetricsBeforeBackground(src, backgroundLuminanceOf(pixels), Q, J, C, M, s, diagnostics);
+}
+
+void perceptualMetricsBeforeBackground(cv::Mat& src, float backgroundLuminance, cv::Mat& Q, cv::Mat& J, cv::Mat& C,
+                                       cv::Mat& M, cv::Mat& s, const Diagnostics& diagnostics) {
+    cv::Mat hue(src.size(), CV_32F);
+    AppearanceMaps maps{Q, J, C, M, s, hue};
+    computeCorrelates(src, backgroundLuminance, maps, hue, diagnostics);  // the hue is not asked for: its map serves A
+}
+
+AppearanceMaps appearanceMapsBeforeBackground(cv::Mat& src, float backgroundLuminance, const Diagnostics& diagnostics) {
+    const auto map = [&src] { return cv::Mat(src.size(), CV_32F); };
+    AppearanceMaps maps{map(), map(), map(), map(), map(), map()};
+    cv::Mat A = map();
+    computeCorrelates(src, backgroundLuminance, maps, A, diagnostics);
+    return maps;
+}
+
+}  // namespace likeness

@@ -1,0 +1,227 @@
+#include <likeness/comparison/photograph_comparison.hpp>
+
+#include <algorithm>
+#include <array>
+#include <future>
+#include <stdexcept>
+#include <utility>
+#include <vector>
+
+#include "comparison/color_expansion.hpp"
+#include "comparison/correlate_estimate.hpp"
+#include <likeness/comparison/metrics.hpp>
+#include <likeness/comparison/perceptual_metrics.hpp>
+
+namespace likeness {
+namespace {
+
+cv::Mat adapted(cv::Mat unitBgr) {
+    cv::Mat sharpened(unitBgr.size(), CV_32FC3);
+    compute_cat(unitBgr, sharpened);
+    return sharpened;
+}
+
+cv::Mat adaptedColors(DistinctColors& colors) {
+    cv::Mat normalized(colors.bgr.size(), CV_32FC3);
+    normImg(colors.bgr, normalized);
+    return adapted(std::move(normalized));
+}
+
+/// The background is a float sum over the whole photograph's white: it belongs to the number of pixels, not of
+/// colours.
+float backgroundOf(const cv::Mat& photograph) {
+    return backgroundLuminanceOf(static_cast<std::int64_t>(photograph.rows) * photograph.cols);
+}
+
+/// How many pixels fall into each bin, by correlate.
+struct CorrelateCounts {
+    BinCounts brightness;
+    BinCounts lightness;
+    BinCounts chroma;
+    BinCounts colorfulness;
+    BinCounts saturation;
+
+    AppearanceDistributions distributions() const {
+        return {brightness.probabilities(),
+                lightness.probabilities(),
+                chroma.probabilities(),
+                colorfulness.probabilities(),
+                saturation.probabilities(),
+                {brightness.nanShare(), lightness.nanShare(), chroma.nanShare(), colorfulness.nanShare(),
+                 saturation.nanShare()}};
+    }
+};
+
+/// Runs the model on every colour.
+void countCorrelates(DistinctColors& colors, float backgroundLuminance, CorrelateCounts& counts,
+                     const Diagnostics& diagnostics) {
+    const cv::Size size = colors.bgr.size();
+    cv::Mat adapted = adaptedColors(colors);
+    cv::Mat Q(size, CV_32F);
+    cv::Mat J(size, CV_32F);
+    cv::Mat C(size, CV_32F);
+    cv::Mat M(size, CV_32F);
+    cv::Mat s(size, CV_32F);
+    perceptualMetricsBeforeBackground(adapted, backgroundLuminance, Q, J, C, M, s, diagnostics);
+    counts.brightness.add(Q, colors.counts);
+    counts.lightness.add(J, colors.counts);
+    counts.chroma.add(C, colors.counts);
+    counts.colorfulness.add(M, colors.counts);
+    counts.saturation.add(s, colors.counts);
+}
+
+/// Colours with their numbers of pixels.
+class ColorsToAsk {
+public:
+    void add(const cv::Vec3b& color, std::uint32_t count) {
+        bgr_.push_back(color);
+        counts_.push_back(count);
+    }
+    DistinctColors take() {
+        cv::Mat bgr;
+        if (!bgr_.empty()) {
+            bgr = cv::Mat(1, static_cast<int>(bgr_.size()), CV_8UC3, bgr_.data()).clone();
+        }
+        return {std::move(bgr), std::move(counts_), {}};
+    }
+
+private:
+    std::vector<cv::Vec3b> bgr_;
+    std::vector<std::uint32_t> counts_;
+};
+
+/// The counts of `countCorrelates`: colours whose bins an estimate settles are spared the model.
+void countCorrelatesByEstimate(const DistinctColors& colors, float backgroundLuminance, CorrelateCounts& counts,
+                               const Diagnostics& diagnostics) {
+    const CorrelateEstimate estimate(backgroundLuminance);
+    const std::size_t size = colors.counts.size();
+    std::vector<CorrelateEstimate::Responses> responses((size + CorrelateEstimate::blockSize - 1) /
+                                                        CorrelateEstimate::blockSize);
+    const uchar* const bgr = colors.bgr.ptr<uchar>(0);
+    float white = 0;
+    const auto forEachBlock = [&](auto visit) {
+        for (std::size_t block = 0; block < responses.size(); ++block) {
+            const std::size_t first = block * CorrelateEstimate::blockSize;
+            visit(responses[block], first, std::min(CorrelateEstimate::blockSize, size - first));
+        }
+    };
+    forEachBlock([&](CorrelateEstimate::Responses& block, std::size_t first, std::size_t count) {
+        estimate.responses(bgr + 3 * first, count, block);
+        for (std::size_t i = 0; i < count; ++i) {
+            white = block.achromatic[i] > white ? block.achromatic[i] : white;
+        }
+    });
+
+    // The model takes the greatest achromatic response of the image for that of its white: every colour that may have
+    // it is among those that it is asked for.
+    const float whitest = white * (1.0F - 3 * CorrelateEstimate::achromaticError);
+    ColorsToAsk uncertain;
+    CorrelateEstimate::Bins bins;
+    std::array<std::array<std::uint64_t, CorrelateEstimate::binLimit>, 5> pixels{};
+    forEachBlock([&](const CorrelateEstimate::Responses& block, std::size_t first, std::size_t count) {
+        estimate.bins(block, count, white, bins);
+        for (std::size_t i = 0; i < count; ++i) {
+            const std::uint32_t times = colors.counts[first + i];
+            if (bins.certain[i] == 0 || block.achromatic[i] >= whitest) {
+                uncertain.add(colors.bgr.at<cv::Vec3b>(0, static_cast<int>(first + i)), times);
+                continue;
+            }
+            pixels[0][static_cast<std::size_t>(bins.brightness[i])] += times;
+            pixels[1][static_cast<std::size_t>(bins.lightness[i])] += times;
+            pixels[2][static_cast<std::size_t>(bins.chroma[i])] += times;
+            pixels[3][static_cast<std::size_t>(bins.colorfulness[i])] += times;
+            pixels[4][static_cast<std::size_t>(bins.saturation[i])] += times;
+        }
+    });
+    for (int bin = 0; bin < CorrelateEstimate::binLimit; ++bin) {
+        const auto k = static_cast<std::size_t>(bin);
+        counts.brightness.addToBin(bin, pixels[0][k]);
+        counts.lightness.addToBin(bin, pixels[1][k]);
+        counts.chroma.addToBin(bin, pixels[2][k]);
+        counts.colorfulness.addToBin(bin, pixels[3][k]);
+        counts.saturation.addToBin(bin, pixels[4][k]);
+    }
+    DistinctColors asked = uncertain.take();
+    countCorrelates(asked, backgroundLuminance, counts, diagnostics);
+}
+
+void requirePhotograph(const cv::Mat& image) {
+    if (!image.empty() && image.type() != CV_8UC3) {
+        throw std::invalid_argument("likeness: a photograph is an 8-bit image of three channels (B, G, R)");
+    }
+}
+
+}  // namespace
+
+AppearanceDistributions appearanceDistributions(const cv::Mat& photograph, ColorCounter& counter,
+                                                const Diagnostics& diagnostics) {
+    requirePhotograph(photograph);
+    const bool dumps = diagnostics.wantsFiles();
+    DistinctColors colors = counter.count(photograph, dumps);
+    const float background = backgroundOf(photograph);
+    CorrelateCounts counts;
+    if (!dumps) {
+        countCorrelatesByEstimate(colors, background, counts, diagnostics);
+        return counts.distributions();
+    }
+    ColorExpansion expansion(colors.indices, diagnostics);
+    countCorrelates(colors, background, counts, expansion);
+    expansion.handOn();
+    return counts.distributions();
+}
+
+LikenessCoefficients compareDistributions(const AppearanceDistributions& first, const AppearanceDistributions& second) {
+    return {bhattacharyyaCoefficient(first.brightness, second.brightness),
+            bhattacharyyaCoefficient(first.lightness, second.lightness),
+            bhattacharyyaCoefficient(first.chroma, second.chroma),
+            bhattacharyyaCoefficient(first.colorfulness, second.colorfulness),
+            bhattacharyyaCoefficient(first.saturation, second.saturation)};
+}
+
+AppearanceMaps appearanceMaps(const cv::Mat& image, const Diagnostics& diagnostics) {
+    if (image.empty()) {
+        return {};
+    }
+    if (image.type() == CV_32FC3) {
+        cv::Mat sharpened = adapted(image);
+        return appearanceMapsBeforeBackground(sharpened, backgroundOf(image), diagnostics);
+    }
+    requirePhotograph(image);
+    ColorCounter counter;
+    DistinctColors colors = counter.count(image, true);
+    cv::Mat sharpened = adaptedColors(colors);
+    ColorExpansion expansion(colors.indices, diagnostics);
+    AppearanceMaps maps = appearanceMapsBeforeBackground(sharpened, backgroundOf(image), expansion);
+    expansion.handOn();
+    for (cv::Mat* const map :
+         {&maps.brightness, &maps.lightness, &maps.chroma, &maps.colorfulness, &maps.saturation, &maps.hueDegrees}) {
+        *map = expandColors(*map, colors.indices);
+    }
+    return maps;
+}
+
+std::pair<AppearanceDistributions, AppearanceDistributions> analyzePhotographs(const cv::Mat& first,
+                                                                               const cv::Mat& second,
+                                                                               const Diagnostics& diagnostics) {
+    requirePhotograph(first);
+    requirePhotograph(second);
+    if (diagnostics.wantsFiles()) {
+        ColorCounter counter;
+        AppearanceDistributions firstDistributions = appearanceDistributions(first, counter, diagnostics);
+        return {std::move(firstDistributions), appearanceDistributions(second, counter, diagnostics)};
+    }
+    const auto analyze = [&diagnostics](const cv::Mat& photograph) {
+        ColorCounter counter;
+        return appearanceDistributions(photograph, counter, diagnostics);
+    };
+    auto secondDistributions = std::async(std::launch::async, [&] { return analyze(second); });
+    AppearanceDistributions firstDistributions = analyze(first);
+    return {std::move(firstDistributions), secondDistributions.get()};
+}
+
+LikenessCoefficients comparePhotographs(const cv::Mat& first, const cv::Mat& second, const Diagnostics& diagnostics) {
+    const auto [firstDistributions, secondDistributions] = analyzePhotographs(first, second, diagnostics);
+    return compareDistributions(firstDistributions, secondDistributions);
+}
+
+}  // namespace likeness

@@ -1,0 +1,125 @@
+#include "files/replaced_file.hpp"
+
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstdlib>
+#include <cstring>
+#include <filesystem>
+
+#include "files/refusal.hpp"
+
+namespace likeness::darkroom {
+namespace {
+
+namespace fs = std::filesystem;
+
+/// @return  0, or the errno of what failed
+int writeAll(int descriptor, std::string_view bytes) {
+    while (!bytes.empty()) {
+        const ::ssize_t written = ::write(descriptor, bytes.data(), bytes.size());
+        if (written > 0) {
+            bytes.remove_prefix(static_cast<std::size_t>(written));
+        } else if (written == 0) {
+            return EIO;
+        } else if (errno != EINTR) {
+            return errno;
+        }
+    }
+    return 0;
+}
+
+/// Permissions that a newly created file gets. The mask can only be read by setting it, which is done once: other
+/// threads may be creating files.
+::mode_t newFileMode() {
+    static const ::mode_t mode = [] {
+        const ::mode_t mask = ::umask(0);
+        ::umask(mask);
+        return static_cast<::mode_t>(0666 & ~mask);
+    }();
+    return mode;
+}
+
+/// Gives the new file the permissions of the one it replaces, and its owner where that is allowed.
+/// @return  0, or the errno of what failed
+int takeOverAccess(int descriptor, const fs::path& target) {
+    struct ::stat existing {};
+    if (::stat(target.c_str(), &existing) != 0) {
+        return ::fchmod(descriptor, newFileMode()) == 0 ? 0 : errno;
+    }
+    if (existing.st_uid != ::geteuid() || existing.st_gid != ::getegid()) {
+        // Only root may; anybody else becomes the owner of what is written.
+        [[maybe_unused]] const int ignored = ::fchown(descriptor, existing.st_uid, existing.st_gid);
+    }
+    return ::fchmod(descriptor, existing.st_mode & 07777) == 0 ? 0 : errno;
+}
+
+int writeBeside(const fs::path& target, std::string_view bytes) {
+    // A name of its own length: one made from a long name might be too long.
+    std::string temporary = (target.parent_path() / ".darkroom-XXXXXX").string();
+    const int descriptor = ::mkstemp(temporary.data());
+    if (descriptor < 0) {
+        return errno;
+    }
+    int problem = writeAll(descriptor, bytes);
+    if (problem == 0) {
+        problem = takeOverAccess(descriptor, target);
+    }
+    if (::close(descriptor) != 0 && problem == 0) {
+        problem = errno;
+    }
+    if (problem == 0 && std::rename(temporary.c_str(), target.c_str()) != 0) {
+        problem = errno;
+    }
+    if (problem != 0) {
+        ::unlink(temporary.c_str());
+    }
+    return problem;
+}
+
+int writeInPlace(const std::string& path, std::string_view bytes) {
+    std::FILE* const file = std::fopen(path.c_str(), "wb");
+    if (file == nullptr) {
+        return errno;
+    }
+    int problem = writeAll(::fileno(file), bytes);
+    if (std::fclose(file) != 0 && problem == 0) {
+        problem = errno;
+    }
+    return problem;
+}
+
+/// What a path names once symbolic links are followed, also where the last one leads to nothing yet.
+fs::path followed(fs::path path) {
+    constexpr int mostLinks = 40;  // as the kernel follows
+    std::error_code error;
+    for (int i = 0; i < mostLinks && fs::is_symlink(fs::symlink_status(path, error)); ++i) {
+        const fs::path next = fs::read_symlink(path, error);
+        if (error) {
+            break;
+        }
+        path = next.is_absolute() ? next : path.parent_path() / next;
+    }
+    return fs::absolute(path, error);
+}
+
+}  // namespace
+
+void replaceFile(const std::string& path, std::string_view bytes) {
+    std::error_code error;
+    const fs::file_status status = fs::status(path, error);
+    const bool special = fs::exists(status) && !fs::is_regular_file(status);
+    int problem = 0;
+    if (special) {
+        problem = writeInPlace(path, bytes);
+    } else {
+        const fs::path target = followed(path);
+        problem = fs::is_symlink(fs::symlink_status(target, error)) ? ELOOP : writeBeside(target, bytes);
+    }
+    if (problem != 0) {
+        throw Refusal("cannot write '" + path + "': " + std::strerror(problem));
+    }
+}
+
+}  // namespace likeness::darkroom

@@ -1,0 +1,91 @@
+// darkroom align: lays a photograph onto another of the same scene.
+#include <fmt/format.h>
+
+#include <memory>
+#include <vector>
+
+#include "pages/flow_picture.hpp"
+#include "photofile/image_input.hpp"
+#include "console/image_output_options.hpp"
+#include "photofile/image_output.hpp"
+#include "console/option_checks.hpp"
+#include "files/output_check.hpp"
+#include "console/progress.hpp"
+#include "console/subcommands.hpp"
+#include <likeness/structure/optical_flow_alignment.hpp>
+
+namespace likeness::darkroom {
+namespace {
+
+struct Options {
+    std::string moving;
+    std::string reference;
+    std::string flow;
+    ImageOutput output;
+};
+
+/// The displacements as a colour image whose red is dx and whose green is dy.
+cv::Mat flowChannels(const cv::Mat& flow) {
+    cv::Mat planes[2];
+    cv::split(flow, planes);
+    const cv::Mat none = cv::Mat::zeros(flow.size(), CV_32F);
+    cv::Mat image;
+    cv::merge(std::vector<cv::Mat>{none, planes[1], planes[0]}, image);  // B, G, R
+    return image;
+}
+
+ExitStatus align(const Session& session, const Options& options) {
+    checkImageOutput(options.output);
+    const ImageOutput flowOutput = options.output.at(options.flow, "--flow");
+    const bool flowAsFloats = holdsFloats(flowOutput);
+    if (!options.flow.empty()) {
+        checkDifferentOutputs("--output", options.output.path, "--flow", options.flow);
+        checkPictureOutput(flowOutput, FloatsToo::yes);
+    }
+    cv::Mat moving = readUnitImage(session, options.moving);
+    cv::Mat reference = readUnitImage(session, options.reference);
+    checkSameSize(options.moving, moving, options.reference, reference);
+    checkFinite(options.moving, moving);
+    checkFinite(options.reference, reference);
+    cv::Mat aligned;
+    cv::Mat flow;
+    {
+        const Progress progress(session, "optical flow");
+        alignAlongOpticalFlow(moving, reference, aligned, flow);
+    }
+    writeImage(session, options.output, aligned, 1.0, "aligned, black where the flow leads outside");
+    if (options.flow.empty()) {
+        return ExitStatus::done;
+    }
+    if (flowAsFloats) {
+        writeImage(session, flowOutput, flowChannels(flow), 1.0, "flow in pixels, red dx, green dy, blue 0");
+    } else {
+        writePicture(session, flowOutput, flowPicture(flow),
+                     fmt::format("flow, hue the direction, full saturation {:.3g} pixels", greatestLength(flow)));
+    }
+    return ExitStatus::done;
+}
+
+}  // namespace
+
+Action declareAlign(CLI::App& app) {
+    auto options = std::make_shared<Options>();
+    app.add_option("MOVING", options->moving, "Photograph that is laid onto the other")->type_name("FILE")->required();
+    app.add_option("--to", options->reference,
+                   optionText("Photograph of the same scene and of the same size in pixels, whose geometry is wanted",
+                              "--to reference.jpg"))
+        ->type_name("FILE")
+        ->required();
+    addImageOutput(app, options->output);
+    app.add_option(
+           "--flow", options->flow,
+           optionText("Second result: the displacement from each pixel of the reference to where it is found in "
+                      "MOVING. As .png or .jpg a picture with a legend: the hue is the direction, the "
+                      "saturation the length, full at the greatest length, which the legend states in pixels. As "
+                      ".tif 32-bit floats in pixels: red dx (to the right), green dy (down), blue 0",
+                      "--flow flow.png"))
+        ->type_name("FILE");
+    return [options](const Session& session) { return align(session, *options); };
+}
+
+}  // namespace likeness::darkroom

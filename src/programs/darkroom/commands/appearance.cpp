@@ -1,0 +1,158 @@
+// darkroom appearance: how bright, light, colourful, saturated and of what hue each pixel of an image looks.
+#include <fmt/format.h>
+
+#include <filesystem>
+#include <iostream>
+#include <memory>
+#include <nlohmann/json.hpp>
+#include <vector>
+
+#include <likeness/comparison/photograph_comparison.hpp>
+#include "batch/correlates.hpp"
+#include "photofile/image_input.hpp"
+#include "photofile/image_output.hpp"
+#include "pages/map_picture.hpp"
+#include "console/map_statistics.hpp"
+#include "files/markup_text.hpp"
+#include "files/number_format.hpp"
+#include "console/option_checks.hpp"
+#include "files/output_check.hpp"
+#include "console/progress.hpp"
+#include "console/subcommands.hpp"
+
+namespace likeness::darkroom {
+namespace {
+
+namespace fs = std::filesystem;
+
+constexpr int jsonVersion = 1;
+
+struct Options {
+    std::string input;
+    std::string output;
+    bool json = false;
+};
+
+struct Described {
+    Correlate correlate;
+    MapStatistics statistics;
+};
+
+std::vector<Correlate> allCorrelates() {
+    std::vector<Correlate> all(comparedCorrelates.begin(), comparedCorrelates.end());
+    all.push_back(hueCorrelate);
+    return all;
+}
+
+bool isHue(const Correlate& correlate) {
+    return correlate.map == hueCorrelate.map;
+}
+
+/// "cat_brightness.tif" in the folder that --output names.
+std::string mapPath(const Options& options, const Correlate& correlate, const char* extension) {
+    return (fs::path(options.output) / (fs::path(options.input).stem().string() + '_' + correlate.name + extension))
+        .string();
+}
+
+MapScale scaleFor(const Described& described) {
+    if (isHue(described.correlate)) {
+        return degreesScale(labelOf(described.correlate) + ", degrees");
+    }
+    const auto& percentiles = described.statistics.percentiles;
+    return roundScale(labelOf(described.correlate), percentiles.front(), percentiles.back());
+}
+
+/// A column for each correlate, a line for each statistic.
+std::string table(const std::vector<Described>& all) {
+    constexpr int width = 15;
+    std::string text = fmt::format("{:<12}", "");
+    for (const Described& one : all) {
+        text += fmt::format("{:>{}}", labelOf(one.correlate), width);
+    }
+    text += '\n';
+    const auto line = [&](const std::string& name, auto valueOf) {
+        text += fmt::format("{:<12}", name);
+        for (const Described& one : all) {
+            text += fmt::format("{:>{}}", valueOf(one.statistics), width);
+        }
+        text += '\n';
+    };
+    line("minimum", [](const MapStatistics& s) { return nineDigits(s.minimum); });
+    for (std::size_t k = 0; k < statisticsPercentages.size(); ++k) {
+        line(fmt::format("{} %", statisticsPercentages[k]),
+             [k](const MapStatistics& s) { return nineDigits(s.percentiles[k]); });
+    }
+    line("maximum", [](const MapStatistics& s) { return nineDigits(s.maximum); });
+    line("mean", [](const MapStatistics& s) { return nineDigits(s.mean); });
+    line("NaN", [](const MapStatistics& s) { return std::to_string(s.nanCount); });
+    return text;
+}
+
+std::string jsonText(const Options& options, cv::Size size, const std::vector<Described>& all) {
+    nlohmann::ordered_json json = {
+        {"schema", "darkroom.appearance"},
+        {"schema_version", jsonVersion},
+        {"program_version", LIKENESS_VERSION},
+        {"input", {{"path", validUtf8(options.input)}, {"width_pixels", size.width}, {"height_pixels", size.height}}}};
+    for (const Described& one : all) {
+        const MapStatistics& s = one.statistics;
+        nlohmann::ordered_json entry = {{"symbol", one.correlate.symbol}, {"minimum", roundedToNineDigits(s.minimum)}};
+        for (std::size_t k = 0; k < statisticsPercentages.size(); ++k) {
+            entry[fmt::format("percentile_{}", statisticsPercentages[k])] = roundedToNineDigits(s.percentiles[k]);
+        }
+        entry["maximum"] = roundedToNineDigits(s.maximum);
+        entry["mean"] = roundedToNineDigits(s.mean);
+        entry["count"] = s.count;
+        entry["nan_count"] = s.nanCount;
+        json["correlates"][isHue(one.correlate) ? "hue_degrees" : one.correlate.name] = entry;
+    }
+    return json.dump(2) + '\n';
+}
+
+ExitStatus mapAppearance(const Session& session, const Options& options) {
+    checkFolder("--output", options.output);
+    for (const Correlate& correlate : allCorrelates()) {
+        for (const char* const extension : {".tif", ".png"}) {
+            checkOutputFile("--output", mapPath(options, correlate, extension));
+            checkNotAnInput(mapPath(options, correlate, extension), {options.input});
+        }
+    }
+    cv::Mat image = readImage(session, options.input);
+    if (image.depth() != CV_8U) {
+        image = unitImageOf(image);
+    }
+    std::vector<Described> all;
+    Progress progress(session, "appearance", 7);
+    const AppearanceMaps maps = appearanceMaps(image, session.diagnostics());
+    progress.step();
+    for (const Correlate& correlate : allCorrelates()) {
+        const cv::Mat& map = maps.*correlate.map;
+        all.push_back({correlate, isHue(correlate) ? statisticsOfDegrees(map) : statisticsOf(map)});
+        const std::string what = labelOf(correlate);
+        writeImage(session, {mapPath(options, correlate, ".tif")}, map, 1.0, what);
+        const MapScale scale = scaleFor(all.back());
+        writePicture(session, {mapPath(options, correlate, ".png")}, mapPicture(map, scale),
+                     what + ", " + rangeOf(scale));
+        progress.step();
+    }
+    std::cout << (options.json ? jsonText(options, image.size(), all) : table(all));
+    return ExitStatus::done;
+}
+
+}  // namespace
+
+Action declareAppearance(CLI::App& app) {
+    auto options = std::make_shared<Options>();
+    app.add_option("IN", options->input, "Image")->required();
+    app.add_option("-o,--output", options->output,
+                   optionText("Existing folder for the maps: NAME_brightness, _lightness, _chroma, _colorfulness, "
+                              "_saturation and _hue, as .png (colours with a legend) and .tif (32-bit float; the hue "
+                              "in degrees)",
+                              "--output maps"))
+        ->type_name("DIR")
+        ->required();
+    app.add_flag("--json", options->json, optionText("Give the table as JSON", "--json"));
+    return [options](const Session& session) { return mapAppearance(session, *options); };
+}
+
+}  // namespace likeness::darkroom

@@ -1,0 +1,334 @@
+// darkroom batch: many pairs of photographs, compared and recorded so that nothing is lost.
+#include <fmt/format.h>
+#include <omp.h>
+#include <sys/stat.h>
+
+#include <algorithm>
+#include <chrono>
+#include <filesystem>
+#include <iostream>
+#include <memory>
+#include <opencv2/core/utility.hpp>
+#include <opencv2/core/utils/logger.hpp>
+#include <thread>
+
+#include "batch/analysis_cache.hpp"
+#include "batch/batch_summary.hpp"
+#include "photofile/decoder_remarks.hpp"
+#include "batch/earlier_results.hpp"
+#include "console/list_options.hpp"
+#include "batch/ordered_pool.hpp"
+#include "batch/output_lock.hpp"
+#include "batch/parameters.hpp"
+#include "batch/stop_signals.hpp"
+#include "console/option_checks.hpp"
+#include "files/output_check.hpp"
+#include "files/refusal.hpp"
+#include "console/subcommands.hpp"
+
+namespace likeness::darkroom {
+namespace {
+
+namespace fs = std::filesystem;
+using Clock = std::chrono::steady_clock;
+
+struct Options {
+    ListOptions list;
+    std::vector<std::string> folders;
+    bool allowUnpaired = false;
+    std::string root;
+    bool printList = false;
+    std::string output = "results.db";
+    bool resume = false;
+    bool retryFailed = false;
+    int jobs = 0;
+    int cache = 1000;
+    bool timing = false;
+};
+
+double secondsSince(Clock::time_point begin) {
+    return std::chrono::duration<double>(Clock::now() - begin).count();
+}
+
+void checkCombination(const Session& session, const Options& options) {
+    if (session.diagnostics().wantsFiles()) {
+        throw Refusal("--dumps: a batch keeps no diagnostic files; darkroom compare keeps those of one pair");
+    }
+    if (options.list.path.empty() == options.folders.empty()) {
+        throw Refusal(options.folders.empty() ? "LIST or --folders is required"
+                                              : "LIST and --folders exclude each other");
+    }
+    if (options.allowUnpaired && options.folders.empty()) {
+        throw Refusal("--allow-unpaired: there are no --folders");
+    }
+    if (!options.root.empty() && !options.folders.empty()) {
+        throw Refusal("--root: the paths of --folders are no list's");
+    }
+    if (!options.list.format.empty() && !options.folders.empty()) {
+        throw Refusal("--list-format: there is no LIST");
+    }
+    if (options.retryFailed && !options.resume) {
+        throw Refusal("--retry-failed: there is no --resume");
+    }
+    if (!options.root.empty() && !fs::is_directory(options.root)) {
+        throw Refusal("--root: '" + options.root +
+                      (fs::exists(options.root) ? "' is not a folder" : "' does not exist"));
+    }
+}
+
+ResultFile checkedOutput(const Options& options) {
+    ResultFile file;
+    file.path = options.output;
+    file.format = resultFormatOf("--output", options.output);
+    if (options.timing) {
+        if (file.format == ResultFormat::sqlite) {
+            throw Refusal("--timing: a database has the times in its table 'timing'");
+        }
+        file.timing = options.output + ".timing.csv";
+    }
+    checkOutputFile("--output", options.output);
+    std::error_code error;
+    const fs::file_status status = fs::status(options.output, error);
+    if (fs::exists(status) && !fs::is_regular_file(status)) {
+        throw Refusal("--output: '" + options.output + "' is not a regular file");
+    }
+    if (!options.resume && (fs::exists(status) || fs::exists(previousResults(options.output), error))) {
+        throw Refusal("--output: '" + options.output + "' exists; --resume goes on with it");
+    }
+    if (!options.list.path.empty()) {
+        checkNotAnInput(options.output, {options.list.path});
+    }
+    return file;
+}
+
+PairList pairsAsked(const Session& session, const Options& options) {
+    if (options.folders.empty()) {
+        return options.list.read();
+    }
+    FolderPairs folders = pairFolders(options.folders[0], options.folders[1], options.list.shardAsked());
+    for (const std::string& path : folders.unpaired) {
+        session.warn("'" + path + "' has no partner");
+    }
+    if (!folders.unpaired.empty() && !options.allowUnpaired) {
+        throw Refusal(fmt::format("--folders: {} files have no partner; --allow-unpaired compares the others",
+                                  folders.unpaired.size()));
+    }
+    return std::move(folders.pairs);
+}
+
+/// One run over the pairs that an output lacks.
+class Run {
+public:
+    Run(const Session& session, const Options& options, const PairList& pairs, const ResultFile& file)
+        : session_(session),
+          options_(options),
+          pairs_(pairs),
+          file_(file),
+          origin_{LIKENESS_VERSION, parameterFingerprint()},
+          cache_(static_cast<std::size_t>(options.cache)) {}
+
+    ExitStatus run() {
+        const StopSignals signals;
+        const OutputLock lock(file_.path);
+        earlier_ = takeUpResults(file_, pairs_, origin_, options_.retryFailed);
+        summary_ = std::move(earlier_.summary);
+        if (earlier_.repaired) {
+            session_.tell("'" + file_.path + "': the last record was cut off and is made again");
+        }
+        if (earlier_.recorded > 0) {
+            session_.tell(fmt::format("{} of {} pairs are recorded already", earlier_.recorded, pairs_.size()));
+        }
+        compare(signals);
+        const bool whole = recorded() == pairs_.size();
+        if (whole) {
+            dropPreviousResults(file_);
+        }
+        return tellEnd(signals.received(), whole);
+    }
+
+private:
+    std::size_t recorded() const { return earlier_.recorded + done_; }
+
+    void compare(const StopSignals& signals) {
+        // The pairs are what runs at the same time.
+        cv::setNumThreads(1);
+        cv::utils::logging::setLogLevel(cv::utils::logging::LOG_LEVEL_SILENT);
+        for (std::size_t k = earlier_.recorded; options_.cache > 0 && k < pairs_.size(); ++k) {
+            if (known(k) == nullptr) {
+                const Pair pair = pairs_.at(k);
+                cache_.announce(located(pair.first));
+                cache_.announce(located(pair.second));
+            }
+        }
+        cache_.announced();
+        const unsigned processors = std::max(1U, std::thread::hardware_concurrency());
+        const unsigned jobs = options_.jobs > 0 ? static_cast<unsigned>(options_.jobs) : processors;
+        const auto writer = writeResults(file_, earlier_.tail);
+        begin_ = Clock::now();
+        try {
+            record(*writer, jobs, signals);
+            writer->finish();
+        } catch (const Refusal& refusal) {
+            throw Refusal(fmt::format("{}; {} of {} pairs are recorded, --resume goes on from there", refusal.what(),
+                                      recorded(), pairs_.size()));
+        }
+        session_.showProgress({});
+    }
+
+    void record(ResultWriter& writer, unsigned jobs, const StopSignals& signals) {
+        const RemarkSorter sorter;
+        OrderedPool pool(pairs_.size() - earlier_.recorded, jobs, [this] { return worker(); });
+        std::vector<ResultRecord> records;
+        Clock::time_point shown = begin_;
+        constexpr auto pace = std::chrono::milliseconds(100);
+        while (pool.take(records, pace)) {
+            if (!records.empty()) {
+                writer.append(records);
+                done_ += records.size();
+                for (const ResultRecord& written : records) {
+                    summary_.add(written.outcome);
+                    failedNow_ += written.outcome.compared() ? 0U : 1U;
+                }
+            }
+            if (signals.received() != 0) {
+                pool.stop();
+            }
+            if (Clock::now() - shown > 2 * pace) {
+                shown = Clock::now();
+                session_.showProgress(
+                    batchProgressLine(done_, failedNow_, pairs_.size() - earlier_.recorded, secondsSince(begin_)));
+            }
+        }
+    }
+
+    /// What one worker does with a pair; it has its own colour table, which serves one photograph after the other.
+    OrderedPool::Work worker() {
+        ::omp_set_num_threads(1);
+        auto counter = std::make_shared<ColorCounter>();
+        return [this, counter](std::size_t number) {
+            const std::size_t k = earlier_.recorded + number;
+            const Pair pair = pairs_.at(k);
+            if (known(k) != nullptr) {
+                return recordOf(pair, pairs_.total(), *known(k), origin_);
+            }
+            const Clock::time_point begin = Clock::now();
+            const auto first = analysis(pair.first, *counter);
+            const auto second = analysis(pair.second, *counter);
+            ResultRecord record =
+                recordOf(pair, pairs_.total(), compareAnalyses(pair.first, *first, pair.second, *second), origin_);
+            record.milliseconds = 1000 * secondsSince(begin);
+            return record;
+        };
+    }
+
+    AnalysisCache::Shared analysis(const std::string& path, ColorCounter& counter) {
+        const std::string place = located(path);
+        return cache_.get(place, [&] { return analysePhotograph(place, counter); });
+    }
+
+    std::string located(const std::string& path) const {
+        return options_.root.empty() ? path : (fs::path(options_.root) / path).string();
+    }
+
+    const PairOutcome* known(std::size_t k) const { return earlier_.known.empty() ? nullptr : earlier_.known[k].get(); }
+
+    ExitStatus tellEnd(int signal, bool whole) const {
+        const double seconds = secondsSince(begin_);
+        if (!whole) {
+            session_.tell(fmt::format("stopped by {}: {} of {} pairs are recorded, --resume does the others",
+                                      signal == SIGINT ? "SIGINT" : "SIGTERM", recorded(), pairs_.size()));
+            return signal == SIGINT ? ExitStatus::interrupted : ExitStatus::terminated;
+        }
+        session_.tell(fmt::format("{} pairs, {} failed; {} in this run in {}, {:.1f} pairs/s", summary_.pairs(),
+                                  summary_.failed(), done_, durationText(seconds),
+                                  seconds > 0 ? static_cast<double>(done_) / seconds : 0.0));
+        if (summary_.withRemarks() > 0) {
+            session_.tell(
+                fmt::format("the decoders had remarks on {} pairs, recorded as 'remarks'", summary_.withRemarks()));
+        }
+        for (const std::string& line : summary_.table()) {
+            session_.tell(line);
+        }
+        session_.tell("results are in '" + file_.path + "'");
+        return summary_.failed() == 0 ? ExitStatus::done : ExitStatus::outsideLimits;
+    }
+
+    const Session& session_;
+    const Options& options_;
+    const PairList& pairs_;
+    const ResultFile& file_;
+    ResultOrigin origin_;
+    AnalysisCache cache_;
+    EarlierResults earlier_;
+    BatchSummary summary_;
+    std::size_t done_ = 0;
+    std::uint64_t failedNow_ = 0;
+    Clock::time_point begin_ = Clock::now();
+};
+
+ExitStatus runBatch(const Session& session, const Options& options) {
+    checkCombination(session, options);
+    options.list.shardAsked();
+    if (options.printList) {
+        std::cout << csvList(pairsAsked(session, options));
+        return ExitStatus::done;
+    }
+    ResultFile file = checkedOutput(options);
+    const PairList pairs = pairsAsked(session, options);
+    file.columns = pairs.columns();
+    if (session.verbose()) {
+        session.tell("parameters " + parameterFingerprint() + ": " + comparisonParameters());
+    }
+    return Run(session, options, pairs, file).run();
+}
+
+}  // namespace
+
+Action declareBatch(CLI::App& app) {
+    auto options = std::make_shared<Options>();
+    app.add_option("LIST", options->list.path,
+                   "List of pairs with the columns first, second and, if need be, id: CSV, TSV or JSON Lines; - reads "
+                   "standard input");
+    addListOptions(app, options->list);
+    app.add_option("--folders", options->folders,
+                   optionText("In place of a list: two folders, whose image files are paired by relative path without "
+                              "extension",
+                              "--folders before after"))
+        ->type_name("A B")
+        ->expected(2);
+    app.add_flag("--allow-unpaired", options->allowUnpaired,
+                 optionText("Compare what has a partner although some files have none", "--allow-unpaired"));
+    app.add_option("--root", options->root,
+                   optionText("Folder that relative paths of the list start from; by default the working directory",
+                              "--root /data/photographs"))
+        ->type_name("DIR");
+    app.add_flag("--print-list", options->printList,
+                 optionText("Print the pairs as a CSV list on standard output and compare nothing", "--print-list"));
+    app.add_option("-o,--output", options->output,
+                   optionText("Results: .db, .sqlite or .sqlite3 (SQLite), .jsonl or .ndjson (JSON Lines), .csv; an "
+                              "existing file is refused without --resume",
+                              "--output results.csv"))
+        ->type_name("FILE")
+        ->capture_default_str();
+    app.add_flag("--resume", options->resume,
+                 optionText("Go on with an existing output: do exactly what is missing", "--resume"));
+    app.add_flag("--retry-failed", options->retryFailed,
+                 optionText("With --resume: compare again the pairs that are recorded as failed", "--retry-failed"));
+    app.add_option(
+           "--jobs", options->jobs,
+           optionText("Pairs at the same time, 1 to 1024; by default as many as there are processors", "--jobs 8"))
+        ->type_name("N")
+        ->check(integerBetween(1, 1024));
+    app.add_option(
+           "--cache", options->cache,
+           optionText("How many analysed photographs are kept of those that occur again, 0 to 1000000", "--cache 5000"))
+        ->type_name("N")
+        ->check(integerBetween(0, 1000000))
+        ->capture_default_str();
+    app.add_flag("--timing", options->timing,
+                 optionText("For .jsonl and .csv: write how many milliseconds each pair took into OUTPUT.timing.csv",
+                            "--timing"));
+    return [options](const Session& session) { return runBatch(session, *options); };
+}
+
+}  // namespace likeness::darkroom

@@ -1,0 +1,134 @@
+// darkroom brighten: a photograph in other brightnesses.
+#include <fmt/format.h>
+
+#include <array>
+#include <filesystem>
+#include <memory>
+#include <vector>
+
+#include <likeness/adaptation/d65_adaptation.hpp>
+#include <likeness/color/bgr_xyz.hpp>
+#include <likeness/color/sharpened_rgb.hpp>
+#include "console/brightness_factor.hpp"
+#include "photofile/image_input.hpp"
+#include "console/image_output_options.hpp"
+#include "photofile/image_output.hpp"
+#include "console/message_watch.hpp"
+#include "console/option_checks.hpp"
+#include "files/output_check.hpp"
+#include "console/progress.hpp"
+#include "files/refusal.hpp"
+#include "console/subcommands.hpp"
+#include <likeness/exposure/brightness_increase.hpp>
+
+namespace likeness::darkroom {
+namespace {
+
+struct Options {
+    std::string input;
+    float factor = 0;
+    int pass = 0;  ///< 1 to 6; 0 for all
+    ImageOutput output;
+};
+
+/// "out/cat.png" with the number 3 is "out/cat_3.png".
+std::string numbered(const std::string& path, int number) {
+    const std::filesystem::path given(path);
+    return (given.parent_path() / (given.stem().string() + '_' + std::to_string(number) + given.extension().string()))
+        .string();
+}
+
+struct PassOutput {
+    int pass;
+    ImageOutput output;
+};
+
+std::vector<PassOutput> outputsOf(const Options& options) {
+    if (options.pass != 0) {
+        return {{options.pass, options.output}};
+    }
+    std::vector<PassOutput> outputs;
+    for (int pass = 1; pass <= brightnessPasses; ++pass) {
+        outputs.push_back({pass, options.output.at(numbered(options.output.path, pass), options.output.option)});
+    }
+    return outputs;
+}
+
+/// B, G, R of a picture that the model looks at adapted to D65, every pixel's own colour in the photograph being taken
+/// for its white. Works in place.
+void leaveAdaptation(cv::Mat& picture, cv::Mat& white) {
+    inverseCATByD65(picture, white, white);
+    convertSharpenedBGRtoXYZ(picture, picture);
+    convertXYZToBGRDirect(picture, picture);
+}
+
+ExitStatus brighten(const Session& session, const Options& options) {
+    const std::vector<PassOutput> outputs = outputsOf(options);
+    for (const PassOutput& output : outputs) {
+        checkImageOutput(output.output);
+        if (options.pass == 0) {
+            checkNotAnInput(output.output.path, {options.input});
+        }
+    }
+    checkBrightnessFactor("--factor", options.factor, options.pass);
+    cv::Mat bgr = readBoundedUnitImage(session, options.input);
+
+    std::array<cv::Mat, brightnessPasses> pictures;
+    {
+        Progress progress(session, "brightness", brightnessPasses + 1);
+        cv::Mat white(bgr.size(), CV_32FC3);
+        convertBGRToXYZDirect(bgr, white);
+        convertXYZtoSharpenedBGR(white, white);
+        cv::Mat& adapted = bgr;
+        white.copyTo(adapted);
+        iCAMCATByD65(adapted, white, white);
+        for (cv::Mat& picture : pictures) {
+            picture.create(adapted.size(), CV_32FC3);
+        }
+        const MessageWatch watch(
+            [&progress](std::string_view message) {
+                if (message == "Already out !\n") {  // once in each pass
+                    progress.step();
+                }
+                return std::string(message);
+            },
+            session.diagnostics());
+        increaseBrightness(adapted, pictures.data(), options.factor, watch);
+        for (const PassOutput& output : outputs) {
+            leaveAdaptation(pictures[static_cast<std::size_t>(output.pass - 1)], white);
+        }
+    }
+    for (const PassOutput& output : outputs) {
+        writeImage(session, output.output, pictures[static_cast<std::size_t>(output.pass - 1)], 1.0,
+                   fmt::format("pass {}, factor {:g}", output.pass, brightnessFactor(options.factor, output.pass - 1)));
+    }
+    return ExitStatus::done;
+}
+
+}  // namespace
+
+Action declareBrighten(CLI::App& app) {
+    auto options = std::make_shared<Options>();
+    app.add_option("IN", options->input, "Photograph")->required();
+    addImageOutput(app, options->output);
+    app.get_option("--output")
+        ->description(
+            optionText("Result image; without --pass NAME.png stands for six, NAME_1.png to NAME_6.png. The extension "
+                       "gives the format: .png (8 or 16 bits), .jpg, .tif (32-bit float, values as they are), .hdr "
+                       "(Radiance)",
+                       "--output result.png"));
+    app.add_option("--factor", options->factor,
+                   optionText("Factor of the first pass, above 0 and up to 100; each next pass has 0.7 less, and each "
+                              "pass that is made must have one above 0. Below 10 brightens, above 10 darkens",
+                              "--factor 11.4"))
+        ->type_name("F")
+        ->check(brightnessFactorRange())
+        ->required();
+    app.add_option("--pass", options->pass,
+                   optionText("Write the picture of this pass only, 1 to 6", "--pass 3 --output result.png"))
+        ->type_name("K")
+        ->check(integerBetween(1, brightnessPasses));
+    return [options](const Session& session) { return brighten(session, *options); };
+}
+
+}  // namespace likeness::darkroom

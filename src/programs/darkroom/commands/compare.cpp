@@ -1,0 +1,204 @@
+// darkroom compare: five coefficients that say how alike two photographs look.
+#include <filesystem>
+#include <iostream>
+#include <memory>
+#include <vector>
+
+#include "pages/comparison_report.hpp"
+#include "console/comparison_result.hpp"
+#include "pages/html_page.hpp"
+#include "photofile/image_input.hpp"
+#include "photofile/image_output.hpp"
+#include "console/option_checks.hpp"
+#include "files/output_check.hpp"
+#include "console/progress.hpp"
+#include "files/refusal.hpp"
+#include "files/replaced_file.hpp"
+#include "console/subcommands.hpp"
+
+namespace likeness::darkroom {
+namespace {
+
+namespace fs = std::filesystem;
+
+struct Options {
+    std::string first;
+    std::string second;
+    std::string output;
+    std::string limits;
+    std::string maps;
+    std::string report;
+    bool json = false;
+    bool csv = false;
+};
+
+/// File of a map in the folder that --maps names: "first_brightness.tif".
+std::string mapPath(const Options& options, const char* place, const Correlate& correlate, const char* extension) {
+    return (fs::path(options.maps) / (std::string(place) + '_' + correlate.name + extension)).string();
+}
+
+std::vector<std::string> mapPaths(const Options& options) {
+    std::vector<std::string> paths;
+    for (const char* const place : {"first", "second"}) {
+        for (const Correlate& correlate : comparedCorrelates) {
+            for (const char* const extension : {".png", ".tif"}) {
+                paths.push_back(mapPath(options, place, correlate, extension));
+            }
+        }
+    }
+    return paths;
+}
+
+void checkOutputs(const Options& options) {
+    std::vector<std::string> outputs;
+    if (!options.output.empty()) {
+        checkOutputFile("--output", options.output);
+        outputs.push_back(options.output);
+    }
+    if (!options.report.empty()) {
+        const std::string extension = fs::path(options.report).extension().string();
+        if (extension != ".html" && extension != ".htm") {
+            throw Refusal("--report: '" + options.report + "' has none of the extensions .html, .htm");
+        }
+        checkOutputFile("--report", options.report);
+        outputs.push_back(options.report);
+    }
+    if (!options.maps.empty()) {
+        checkFolder("--maps", options.maps);
+        for (const std::string& path : mapPaths(options)) {
+            checkOutputFile("--maps", path);
+            outputs.push_back(path);
+        }
+    }
+    for (const std::string& path : outputs) {
+        checkNotAnInput(path, {options.first, options.second});
+    }
+    checkDistinct(outputs);
+}
+
+/// The maps of one photograph, into files and onto the page.
+void showMaps(const Session& session, const Options& options, const cv::Mat& photograph, const char* place,
+              const std::array<MapScale, comparedCorrelates.size()>& scales, ReportedPhotograph& reported) {
+    const AppearanceMaps maps = appearanceMaps(photograph);
+    for (std::size_t k = 0; k < comparedCorrelates.size(); ++k) {
+        const Correlate& correlate = comparedCorrelates[k];
+        const cv::Mat& map = maps.*correlate.map;
+        if (!options.maps.empty()) {
+            const std::string what = labelOf(correlate) + " of the " + place + " photograph";
+            writeImage(session, {mapPath(options, place, correlate, ".tif")}, map, 1.0, what);
+            writePicture(session, {mapPath(options, place, correlate, ".png")}, mapPicture(map, scales[k]),
+                         what + ", " + rangeOf(scales[k]));
+        }
+        if (!options.report.empty()) {
+            reported.maps[k] = reducedMap(map, reportPictureSide);
+            reported.nanCounts[k] = static_cast<std::int64_t>(map.total()) - cv::countNonZero(map == map);
+        }
+    }
+}
+
+/// What goes beyond the numbers: maps and page.
+void show(const Session& session, const Options& options, const ComparisonResult& result,
+          const std::pair<cv::Mat, cv::Mat>& photographs,
+          std::pair<AppearanceDistributions, AppearanceDistributions> distributions) {
+    ComparisonReport report;
+    report.result = result;
+    report.first.distributions = std::move(distributions.first);
+    report.second.distributions = std::move(distributions.second);
+    for (std::size_t k = 0; k < comparedCorrelates.size(); ++k) {
+        report.scales[k] = commonScale(comparedCorrelates[k], report.first.distributions, report.second.distributions);
+    }
+    Progress progress(session, "drawing maps", 2);
+    showMaps(session, options, photographs.first, "first", report.scales, report.first);
+    progress.step();
+    showMaps(session, options, photographs.second, "second", report.scales, report.second);
+    progress.step();
+    if (!options.report.empty()) {
+        report.first.pictureUri = jpegUri(photographs.first, reportPictureSide);
+        report.second.pictureUri = jpegUri(photographs.second, reportPictureSide);
+        report.first.fingerprint = fingerprintOf(options.first);
+        report.second.fingerprint = fingerprintOf(options.second);
+        replaceFile(options.report, comparisonPage(report));
+        session.tell("wrote '" + options.report + "': report");
+    }
+}
+
+void give(const Session& session, const Options& options, const ComparisonResult& result) {
+    const std::string text = options.json  ? comparisonJson(result)
+                             : options.csv ? comparisonCsv(result)
+                                           : comparisonLine(result.coefficients);
+    if (options.output.empty()) {
+        std::cout << text << std::flush;  // before what is said on standard error
+    } else {
+        replaceFile(options.output, text);
+        session.tell("wrote '" + options.output + "': result");
+    }
+}
+
+ExitStatus compare(const Session& session, const Options& options) {
+    ComparisonResult result;
+    if (!options.limits.empty()) {
+        result.limits = coefficientLimitsIn(options.limits);
+    }
+    checkOutputs(options);
+    const auto photographs = readPhotographPairBytes(session, options.first, options.second);
+    result.first = {options.first, photographs.first.size()};
+    result.second = {options.second, photographs.second.size()};
+    std::pair<AppearanceDistributions, AppearanceDistributions> distributions;
+    {
+        const Progress progress(session, "comparing");
+        distributions = analyzePhotographs(photographs.first, photographs.second, session.diagnostics());
+        result.coefficients = compareDistributions(distributions.first, distributions.second);
+    }
+    if (!options.maps.empty() || !options.report.empty()) {
+        show(session, options, result, photographs, std::move(distributions));
+    }
+    give(session, options, result);
+    const std::string below = shortfall(result.coefficients, result.limits);
+    if (!below.empty()) {
+        session.tell("below the limits: " + below);
+        return ExitStatus::outsideLimits;
+    }
+    return ExitStatus::done;
+}
+
+}  // namespace
+
+Action declareCompare(CLI::App& app) {
+    auto options = std::make_shared<Options>();
+    app.add_option("FIRST", options->first, "Photograph")->required();
+    app.add_option("SECOND", options->second, "Photograph to compare it with")->required();
+    auto* const json = app.add_flag("--json", options->json, optionText("Give the result as JSON", "--json"));
+    app.add_flag("--csv", options->csv, optionText("Give the result as CSV, a header and a line", "--csv"))
+        ->excludes(json);
+    app.add_option("-o,--output", options->output,
+                   optionText("File for the result instead of standard output", "--output result.json"))
+        ->type_name("FILE");
+    app.add_option("--min", options->limits,
+                   optionText("Least values, 0 to 1, of coefficients (brightness, lightness, chroma, colorfulness, "
+                              "saturation); exit status 1 and a line on standard error where one is below",
+                              "--min brightness=0.9,chroma=0.8"))
+        ->type_name("NAME=VALUE,...")
+        ->check(CLI::Validator(
+            [](std::string& text) {
+                try {
+                    coefficientLimitsIn(text);
+                    return std::string();
+                } catch (const Refusal& refusal) {
+                    return std::string(refusal.what());
+                }
+            },
+            ""));
+    app.add_option("--maps", options->maps,
+                   optionText("Existing folder for the maps of every correlate: first_NAME and second_NAME, as .png "
+                              "(colours on one scale for both photographs, with a legend) and .tif (32-bit float)",
+                              "--maps maps"))
+        ->type_name("DIR");
+    app.add_option("--report", options->report,
+                   optionText("Page that shows photographs, coefficients, histograms, maps and viewing conditions, in "
+                              "one file",
+                              "--report report.html"))
+        ->type_name("FILE.html");
+    return [options](const Session& session) { return compare(session, *options); };
+}
+
+}  // namespace likeness::darkroom

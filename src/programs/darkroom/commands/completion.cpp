@@ -1,0 +1,34 @@
+// darkroom completion: what a shell needs to complete the command line.
+#include "console/completion.hpp"
+
+#include <memory>
+
+#include "console/option_checks.hpp"
+#include "console/subcommands.hpp"
+#include "console/text_output.hpp"
+
+namespace likeness::darkroom {
+namespace {
+
+struct Options {
+    std::string shell;
+    TextOutput output;
+};
+
+}  // namespace
+
+Action declareCompletion(CLI::App& app) {
+    auto options = std::make_shared<Options>();
+    app.add_option("SHELL", options->shell,
+                   "Shell that the script is for, bash or zsh; source <(darkroom completion bash) takes it at once")
+        ->type_name("")
+        ->check(oneOf({"bash", "zsh"}))
+        ->required();
+    addTextOutput(app, options->output, "--output _darkroom");
+    return [options, parser = app.get_parent()](const Session&) {
+        writeText(options->output, options->shell == "bash" ? bashCompletion(*parser) : zshCompletion(*parser));
+        return ExitStatus::done;
+    };
+}
+
+}  // namespace likeness::darkroom

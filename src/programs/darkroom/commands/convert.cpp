@@ -1,0 +1,304 @@
+// darkroom convert: a picture to another colour space, and back.
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <memory>
+#include <opencv2/imgproc.hpp>
+#include <vector>
+
+#include <likeness/color/bgr_xyz.hpp>
+#include <likeness/color/chromaticity.hpp>
+#include <likeness/color/lab.hpp>
+#include <likeness/color/lab_range.hpp>
+#include <likeness/color/lms_lalphabeta.hpp>
+#include <likeness/color/opponent.hpp>
+#include <likeness/color/pixel_matrix.hpp>
+#include <likeness/color/sharpened_rgb.hpp>
+#include <likeness/color/yuv.hpp>
+#include "photofile/image_input.hpp"
+#include "console/image_output_options.hpp"
+#include "photofile/image_output.hpp"
+#include "console/option_checks.hpp"
+#include "console/progress.hpp"
+#include "files/refusal.hpp"
+#include "console/subcommands.hpp"
+
+namespace likeness::darkroom {
+namespace {
+
+struct Options {
+    std::string input;
+    std::string to;
+    std::string from;
+    std::string white;
+    std::string xyzWhite;
+    ImageOutput output;
+};
+
+cv::Mat tripleImage(const std::string& text) {
+    const cv::Vec3d triple = tripleIn(text);
+    return {1, 1, CV_32FC3, cv::Scalar(triple[0], triple[1], triple[2])};
+}
+
+cv::Mat bgrWhite(const Options& options) {
+    return tripleImage(options.white.empty() ? "1,1,1" : options.white);
+}
+
+/// A colour space that a picture is converted to. Both functions may write over what they are given; the channels are
+/// in the library's order.
+struct Space {
+    const char* name;
+    const char* channels;  ///< names of the channels, in the order of the file
+    bool longWaveLast;     ///< whether the library has the channels in the reverse order, like those of B, G, R
+    cv::Mat (*fromBgr)(cv::Mat& bgr, const Options& options);
+    cv::Mat (*toBgr)(cv::Mat& values, const Options& options);  ///< null where no way leads back
+};
+
+/// Parts of "X,Y,Z", or of a chromaticity "x,y", which is that of a white of Y = 1.
+cv::Mat xyzWhiteIn(const std::string& text) {
+    if (std::count(text.begin(), text.end(), ',') == 2) {
+        return tripleImage(text);
+    }
+    const cv::Vec2d chromaticity = chromaticityIn(text);
+    const cv::Mat xy(1, 1, CV_32FC2, cv::Scalar(chromaticity[0], chromaticity[1]));
+    cv::Mat white(1, 1, CV_32FC3);
+    xytoXYZ(xy, 1.0F, white);
+    return white;
+}
+
+cv::Mat xyzFromBgr(cv::Mat& bgr, const Options& options) {
+    cv::Mat xyz(bgr.size(), CV_32FC3);
+    if (options.xyzWhite.empty()) {
+        convertBGRToXYZDirect(bgr, xyz);
+    } else {
+        cv::Mat white = xyzWhiteIn(options.xyzWhite);
+        convertBGRtoXYZ(bgr, white, xyz);
+    }
+    return xyz;
+}
+
+cv::Mat bgrFromXyz(cv::Mat& xyz, const Options& options) {
+    cv::Mat bgr(xyz.size(), CV_32FC3);
+    if (options.xyzWhite.empty()) {
+        convertXYZToBGRDirect(xyz, bgr);
+    } else {
+        cv::Mat white = xyzWhiteIn(options.xyzWhite);
+        convertXYZtoBGR(xyz, white, bgr);
+    }
+    return bgr;
+}
+
+cv::Mat sharpenedFromBgr(cv::Mat& bgr, const Options& options) {
+    cv::Mat sharpened = xyzFromBgr(bgr, options);
+    convertXYZtoSharpenedBGR(sharpened, sharpened);
+    return sharpened;
+}
+
+cv::Mat bgrFromSharpened(cv::Mat& sharpened, const Options& options) {
+    cv::Mat xyz(sharpened.size(), CV_32FC3);
+    convertSharpenedBGRtoXYZ(sharpened, xyz);
+    return bgrFromXyz(xyz, options);
+}
+
+cv::Mat logLmsFromBgr(cv::Mat& bgr, const Options& /*options*/) {
+    cv::Mat lms(bgr.size(), CV_32FC3);
+    convertBGRtoLMS(bgr, lms);
+    return lms;
+}
+
+cv::Mat bgrFromLalphabeta(cv::Mat& lalphabeta, const Options& /*options*/) {
+    cv::Mat lms(lalphabeta.size(), CV_32FC3);
+    convertLabtoLMS(lalphabeta, lms);
+    cv::Mat bgr(lms.size(), CV_32FC3);
+    convertLMStoBGR(lms, bgr);
+    return bgr;
+}
+
+/// By way of l, alpha, beta: the way back from logarithms begins there.
+cv::Mat bgrFromLogLms(cv::Mat& lms, const Options& options) {
+    convertLMStoLab(lms, lms);
+    return bgrFromLalphabeta(lms, options);
+}
+
+cv::Mat lalphabetaFromBgr(cv::Mat& bgr, const Options& options) {
+    cv::Mat lalphabeta = logLmsFromBgr(bgr, options);
+    convertLMStoLab(lalphabeta, lalphabeta);
+    return lalphabeta;
+}
+
+cv::Mat opponentFromBgr(cv::Mat& bgr, const Options& /*options*/) {
+    cv::Mat opponent(bgr.size(), CV_32FC2);
+    convertToSimpleOpponentSpace(bgr, opponent);
+    cv::Mat planes[] = {opponent, cv::Mat::zeros(bgr.size(), CV_32F)};
+    cv::Mat threeChannels;
+    cv::merge(planes, 2, threeChannels);  // image files have one channel, or three
+    return threeChannels;
+}
+
+cv::Mat yuvFromBgr(cv::Mat& bgr, const Options& /*options*/) {
+    cv::Mat yuv(bgr.size(), CV_32FC3);
+    convertBGRtoYUV(bgr, yuv);
+    return yuv;
+}
+
+cv::Mat bgrFromYuv(cv::Mat& yuv, const Options& /*options*/) {
+    cv::Mat bgr(yuv.size(), CV_32FC3);
+    cv::Mat rgbFromYuv = yuvFromRgb().inv();
+    multiplyImageByMatrixBackward(yuv, bgr, rgbFromYuv);
+    return bgr;
+}
+
+cv::Mat labFromBgr(cv::Mat& bgr, const Options& options) {
+    cv::Mat lab(bgr.size(), CV_32FC3);
+    cv::Mat white = bgrWhite(options);
+    convertBGRToLab(bgr, white, lab);
+    return lab;
+}
+
+cv::Mat bgrFromLab(cv::Mat& lab, const Options& options) {
+    cv::Mat bgr(lab.size(), CV_32FC3);
+    convertLabToBGR(lab, bgrWhite(options), bgr);
+    return bgr;
+}
+
+const std::vector<Space>& spaces() {
+    static const std::vector<Space> all = {
+        {"xyz", "X, Y, Z", false, xyzFromBgr, bgrFromXyz},
+        {"sharpened", "sharpened R, G, B", true, sharpenedFromBgr, bgrFromSharpened},
+        {"log-lms", "log10 L, log10 M, log10 S", false, logLmsFromBgr, bgrFromLogLms},
+        {"lalphabeta", "l, alpha, beta", false, lalphabetaFromBgr, bgrFromLalphabeta},
+        {"opponent", "red-green, yellow-blue, 0", false, opponentFromBgr, nullptr},
+        {"yuv", "Y, U, V", false, yuvFromBgr, bgrFromYuv},
+        {"lab", "L*, a*, b*", false, labFromBgr, bgrFromLab},
+    };
+    return all;
+}
+
+const Space& spaceOf(const std::string& name) {
+    for (const Space& space : spaces()) {
+        if (name == space.name) {
+            return space;
+        }
+    }
+    throw Refusal("there is no colour space '" + name + "'");
+}
+
+/// The first channel is where a file that holds colours has red, which the image library has last.
+cv::Mat reversed(const cv::Mat& image) {
+    cv::Mat result;
+    cv::cvtColor(image, result, cv::COLOR_BGR2RGB);
+    return result;
+}
+
+ExitStatus convertTo(const Session& session, const Options& options) {
+    const Space& space = spaceOf(options.to);
+    const ImageFormat format = imageFormatOf(options.output.path);
+    const bool lab = options.to == "lab";
+    if (format != ImageFormat::tiff && !(lab && format == ImageFormat::png)) {
+        throw Refusal(fmt::format("--output: '{}' cannot hold {}: take a .tif{}", options.output.path, space.channels,
+                                  lab ? " or a .png" : ""));
+    }
+    cv::Mat bgr = readUnitImage(session, options.input);
+    cv::Mat values;
+    {
+        const Progress progress(session, "converting");
+        values = space.fromBgr(bgr, options);
+    }
+    std::string what = std::string(space.channels) + " as red, green, blue";
+    double greatest = 1.0;
+    if (format == ImageFormat::png) {
+        scaleLab(values);
+        greatest = 255.0;
+        what = "L* times 2.55, a* + 128, b* + 128 as red, green, blue";
+    }
+    writeImage(session, options.output, space.longWaveLast ? values : reversed(values), greatest, what);
+    return ExitStatus::done;
+}
+
+ExitStatus convertFrom(const Session& session, const Options& options) {
+    const Space& space = spaceOf(options.from);
+    if (space.toBgr == nullptr) {
+        throw Refusal(fmt::format("--from: {} has no lightness, no way leads back to a picture", space.name));
+    }
+    cv::Mat image = readImage(session, options.input);
+    const bool integers = image.depth() != CV_32F;
+    if (integers && options.from != "lab") {
+        throw Refusal(fmt::format("'{}' holds integers: --from {} takes the float TIFF that --to {} writes",
+                                  options.input, space.name, space.name));
+    }
+    cv::Mat values = space.longWaveLast ? image : reversed(unitImageOf(image));
+    if (integers) {
+        values *= 255.0;
+        rescaleLab(values);
+    }
+    cv::Mat bgr;
+    {
+        const Progress progress(session, "converting");
+        bgr = space.toBgr(values, options);
+    }
+    writeImage(session, options.output, bgr);
+    return ExitStatus::done;
+}
+
+ExitStatus convert(const Session& session, const Options& options) {
+    if (options.to.empty() == options.from.empty()) {
+        throw Refusal("one of --to and --from is needed, and not both");
+    }
+    const std::string& space = options.to.empty() ? options.from : options.to;
+    if (!options.white.empty() && space != "lab") {
+        throw Refusal("--white: only lab has a white of its own, not " + space);
+    }
+    if (!options.xyzWhite.empty() && space != "xyz") {
+        throw Refusal("--xyz-white: only xyz is made under it, not " + space);
+    }
+    checkImageOutput(options.output);
+    return options.to.empty() ? convertFrom(session, options) : convertTo(session, options);
+}
+
+CLI::Validator spaceName() {
+    std::vector<std::string> names;
+    for (const Space& space : spaces()) {
+        names.emplace_back(space.name);
+    }
+    return oneOf(names);
+}
+
+}  // namespace
+
+Action declareConvert(CLI::App& app) {
+    auto options = std::make_shared<Options>();
+    app.add_option("IN", options->input, "Image to convert")->required();
+    app.add_option(
+           "--to", options->to,
+           optionText("Colour space to convert to: xyz (D65, Y = 1 for white), sharpened (CAT02 cone responses), "
+                      "log-lms (decimal logarithms of cone responses), lalphabeta, opponent (red-green, "
+                      "yellow-blue, -1 to 1), yuv (luma 0 to 1, B - Y, R - Y) or lab (L* 0 to 100). The result "
+                      "is a .tif with its first channel as red, for lab also a .png",
+                      "--to lab"))
+        ->type_name("SPACE")
+        ->check(spaceName());
+    app.add_option(
+           "--from", options->from,
+           optionText("Colour space to convert back from, to a picture: IN is what --to wrote. Any but opponent",
+                      "--from lab"))
+        ->type_name("SPACE")
+        ->check(spaceName());
+    app.add_option("--white", options->white,
+                   optionText("White of lab, gamma-encoded, each above 0 and up to 1, in the order in which darkroom "
+                              "white prints it; 1,1,1 if not given",
+                              "--white 0.93,1,0.97"))
+        ->type_name("B,G,R")
+        ->check(positiveTriple(1));
+    app.add_option(
+           "--xyz-white", options->xyzWhite,
+           optionText("White of xyz: the sRGB primaries are scaled to give it, and the way back is limited to 0 "
+                      "to 1. Each above 0 and up to 2, or a chromaticity x,y; without it the fixed matrix of sRGB "
+                      "under D65",
+                      "--xyz-white 0.9642,1,0.8249"))
+        ->type_name("X,Y,Z")
+        ->check(tripleOrChromaticity(2));
+    addImageOutput(app, options->output);
+    return [options](const Session& session) { return convert(session, *options); };
+}
+
+}  // namespace likeness::darkroom

@@ -1,0 +1,172 @@
+// darkroom fuse: a bracket of exposures as response, radiance, tone-mapped and fused picture.
+#include <fmt/format.h>
+
+#include <cmath>
+#include <memory>
+
+#include "console/exposure_times.hpp"
+#include "photofile/image_input.hpp"
+#include "console/message_watch.hpp"
+#include "files/number_format.hpp"
+#include "console/option_checks.hpp"
+#include "files/output_check.hpp"
+#include "console/prefix_output.hpp"
+#include "console/progress.hpp"
+#include "console/response_grid_check.hpp"
+#include "files/refusal.hpp"
+#include "files/replaced_file.hpp"
+#include "console/subcommands.hpp"
+#include "pages/svg_plot.hpp"
+#include <likeness/exposure/response_recovery.hpp>
+
+namespace likeness::darkroom {
+namespace {
+
+struct Options {
+    std::vector<std::string> inputs;
+    std::string times;
+    std::string prefix;
+    std::string response;
+    std::string plot;
+};
+
+void checkOutputs(const Options& options) {
+    if (options.prefix.empty() && options.response.empty() && options.plot.empty()) {
+        throw Refusal("nothing is asked for: --output, --response or --plot must name a result");
+    }
+    if (!options.prefix.empty()) {
+        checkPrefixOutput(options.prefix, mergedResults(), options.inputs);
+    }
+    if (!options.response.empty()) {
+        checkOutputFile("--response", options.response);
+    }
+    if (!options.plot.empty()) {
+        checkOutputFile("--plot", options.plot);
+        if (options.plot == options.response) {
+            throw Refusal("--plot: '" + options.plot + "' is the file of --response");
+        }
+    }
+}
+
+/// In the 8 bits that the recovery takes.
+cv::Mat readExposure(const Session& session, const std::string& path) {
+    const cv::Mat image = readImage(session, path);
+    if (image.depth() == CV_8U) {
+        return image;
+    }
+    cv::Mat bytes;
+    unitImageOf(image).convertTo(bytes, CV_8U, 255);
+    return bytes;
+}
+
+std::vector<cv::Mat> readExposures(const Session& session, const std::vector<std::string>& paths) {
+    Progress progress(session, "reading", static_cast<int>(paths.size()));
+    std::vector<cv::Mat> images;
+    for (const std::string& path : paths) {
+        images.push_back(readExposure(session, path));
+        checkSameSize(paths.front(), images.front(), path, images.back());
+        progress.step();
+    }
+    checkResponseGrid(paths.front(), images.front().size());
+    return images;
+}
+
+std::string csvOf(const cv::Mat& response) {
+    std::string text = "byte_value,relative_exposure_red,relative_exposure_green,relative_exposure_blue\n";
+    for (int byte = 0; byte < response.rows; ++byte) {
+        const auto& bgr = response.at<cv::Vec3f>(byte);
+        text += fmt::format("{},{},{},{}\n", byte, nineDigits(bgr[2]), nineDigits(bgr[1]), nineDigits(bgr[0]));
+    }
+    return text;
+}
+
+std::string plotOf(const cv::Mat& response) {
+    std::vector<PlotSeries> series = {
+        {"red", {}, {}, "#d62f2f"}, {"green", {}, {}, "#2a9d3a"}, {"blue", {}, {}, "#3b7ddd"}};
+    for (int byte = 0; byte < response.rows; ++byte) {
+        for (int c = 0; c < 3; ++c) {
+            PlotSeries& channel = series[static_cast<std::size_t>(2 - c)];
+            channel.x.push_back(std::log2(response.at<cv::Vec3f>(byte)[c]));
+            channel.y.push_back(byte);
+        }
+    }
+    PlotFrame frame;
+    frame.title = "Camera response";
+    frame.xLabel = "relative exposure in stops (log2)";
+    frame.yLabel = "byte value";
+    return standaloneSvg(linePlot(frame, series));
+}
+
+void mergeAndPublish(const Session& session, const Options& options, const std::vector<cv::Mat>& images,
+                     const std::vector<float>& times, const cv::Mat& response) {
+    const StagedResults staged(options.prefix);
+    {
+        const Progress progress(session, "merging and fusing");
+        const MessageWatch watch([&staged](std::string_view message) { return staged.withUsersPrefix(message); },
+                                 session.diagnostics());
+        mergeAndFuse(images, times, response, staged.stagedPrefix(), watch);
+    }
+    staged.publish(session, mergedResults());
+}
+
+ExitStatus fuse(const Session& session, const Options& options, bool timesGiven) {
+    if (options.inputs.size() < 2) {
+        throw Refusal("a bracket has at least two exposures, and one image is given");
+    }
+    checkOutputs(options);
+    std::vector<float> times;
+    if (timesGiven) {
+        times = exposureTimesIn(options.times, options.inputs.size());
+    }
+    const std::vector<cv::Mat> images = readExposures(session, options.inputs);
+    if (!timesGiven) {
+        times = exposureTimesOf(session, options.inputs);
+    }
+    checkTimesDiffer(options.inputs, times);
+
+    cv::Mat response;
+    {
+        const Progress progress(session, "response");
+        response = recoverResponse(images, times);
+    }
+    dumpResponse(response, {"Rreal.txt", "Greal.txt", "Breal.txt", "valuesReal.txt"}, session.diagnostics());
+    if (!options.prefix.empty()) {
+        mergeAndPublish(session, options, images, times, response);
+    }
+    if (!options.response.empty()) {
+        replaceFile(options.response, csvOf(response));
+        session.tell("wrote '" + options.response + "': camera response, byte value and relative exposure");
+    }
+    if (!options.plot.empty()) {
+        replaceFile(options.plot, plotOf(response));
+        session.tell("wrote '" + options.plot + "': camera response");
+    }
+    return ExitStatus::done;
+}
+
+}  // namespace
+
+Action declareFuse(CLI::App& app) {
+    auto options = std::make_shared<Options>();
+    app.add_option("IMG", options->inputs, "Two or more exposures of one scene, of one size")->required();
+    const CLI::Option* const times =
+        app.add_option(
+               "--times", options->times,
+               optionText("Exposure times in seconds, fractions or numbers above 0, all different, in the order "
+                          "of the images; without it, those in the EXIF data of JPEG files",
+                          "--times 1/30,1/8,0.5"))
+            ->type_name("LIST");
+    addPrefixOutput(app, options->prefix, "PREFIX.hdr (radiance), PREFIX.jpg (tone-mapped), PREFIXfusion.jpg (fused)");
+    app.add_option("--response", options->response,
+                   optionText("Camera response as CSV: for each byte value the exposure that it stands for, per "
+                              "channel, up to a factor that makes that of 128 about 1",
+                              "--response response.csv"))
+        ->type_name("FILE");
+    app.add_option("--plot", options->plot,
+                   optionText("Camera response as a plot, SVG: byte value over relative exposure in stops",
+                              "--plot response.svg"))
+        ->type_name("FILE");
+    return [options, times](const Session& session) { return fuse(session, *options, times->count() > 0); };
+}
+
+}  // namespace likeness::darkroom

@@ -1,0 +1,20 @@
+// darkroom manual: the man page of the program.
+#include "console/manual.hpp"
+
+#include <memory>
+
+#include "console/subcommands.hpp"
+#include "console/text_output.hpp"
+
+namespace likeness::darkroom {
+
+Action declareManual(CLI::App& app) {
+    auto output = std::make_shared<TextOutput>();
+    addTextOutput(app, *output, "--output darkroom.1");
+    return [output, parser = app.get_parent()](const Session&) {
+        writeText(*output, manualPage(*parser));
+        return ExitStatus::done;
+    };
+}
+
+}  // namespace likeness::darkroom

@@ -1,0 +1,146 @@
+// darkroom report: a page of the results of a batch.
+#include <algorithm>
+#include <filesystem>
+#include <memory>
+
+#include "pages/batch_report.hpp"
+#include "batch/result_store.hpp"
+#include "pages/html_page.hpp"
+#include "photofile/image_input.hpp"
+#include "console/option_checks.hpp"
+#include "files/output_check.hpp"
+#include "console/progress.hpp"
+#include "files/refusal.hpp"
+#include "files/replaced_file.hpp"
+#include "console/subcommands.hpp"
+
+namespace likeness::darkroom {
+namespace {
+
+namespace fs = std::filesystem;
+
+constexpr int thumbnailSide = 200;  // pixels: twice what the page shows, for fine screens
+constexpr int thumbnailQuality = 72;
+
+struct Options {
+    std::string results;
+    std::string output;
+    std::string root;
+    int rows = 20000;
+    int thumbnails = 24;
+};
+
+void check(const Options& options) {
+    const std::string extension = fs::path(options.output).extension();
+    if (extension != ".html" && extension != ".htm") {
+        throw Refusal("--output: '" + options.output + "' has none of the extensions .html, .htm");
+    }
+    checkOutputFile("--output", options.output);
+    checkNotAnInput(options.output, {options.results});
+    if (!options.root.empty() && !fs::is_directory(options.root)) {
+        throw Refusal("--root: '" + options.root +
+                      (fs::exists(options.root) ? "' is not a folder" : "' does not exist"));
+    }
+}
+
+/// Reads all results.
+/// @return  the report but for the pictures, its records with the worst first
+BatchReport read(const Session& session, const Options& options) {
+    BatchReport report;
+    report.source = options.results;
+    const auto reader = openResults(options.results, resultFormatOf("RESULTS", options.results));
+    WorstRecords worst(static_cast<std::size_t>(options.rows));
+    const Progress progress(session, "reading results");
+    ResultRecord record;
+    while (reader->next(record)) {
+        report.summary.add(record.outcome);
+        report.versions.emplace(record.version, record.parameters);
+        worst.add(record);
+    }
+    if (report.summary.pairs() == 0) {
+        throw Refusal("'" + options.results + "' holds no results");
+    }
+    if (reader->tail().cutOff) {
+        session.warn("the last record of '" + options.results + "' is cut off and left out");
+    }
+    report.columns = reader->columns();
+    report.records = worst.take();
+    return report;
+}
+
+/// Adds small pictures of the worst pairs that were compared.
+void addThumbnails(const Session& session, const Options& options, BatchReport& report) {
+    std::vector<std::string> paths;
+    int pairs = 0;
+    for (const ResultRecord& record : report.records) {
+        if (record.outcome.compared() && pairs < options.thumbnails) {
+            paths.push_back(record.first);
+            paths.push_back(record.second);
+            ++pairs;
+        }
+    }
+    std::sort(paths.begin(), paths.end());
+    paths.erase(std::unique(paths.begin(), paths.end()), paths.end());
+    if (paths.empty()) {
+        return;
+    }
+    std::size_t unread = 0;
+    std::string example;
+    Progress progress(session, "reading photographs", static_cast<int>(paths.size()));
+    for (const std::string& path : paths) {
+        try {
+            const std::string place = options.root.empty() ? path : (fs::path(options.root) / path).string();
+            report.pictures[path] = jpegUri(readPhotographBytes(session, place), thumbnailSide, thumbnailQuality);
+        } catch (const Refusal& refusal) {
+            // The results may have outlived the photographs: the page does without.
+            example = unread == 0 ? refusal.what() : example;
+            ++unread;
+        }
+        progress.step();
+    }
+    if (unread > 0) {
+        session.warn(std::to_string(unread) + " of " + std::to_string(paths.size()) +
+                     " photographs are left out of the page: " + example);
+    }
+}
+
+ExitStatus makeReport(const Session& session, const Options& options) {
+    check(options);
+    BatchReport report = read(session, options);
+    addThumbnails(session, options, report);
+    replaceFile(options.output, batchReportPage(report));
+    session.tell("wrote '" + options.output + "': " + std::to_string(report.summary.pairs()) + " pairs");
+    return ExitStatus::done;
+}
+
+}  // namespace
+
+Action declareReport(CLI::App& app) {
+    auto options = std::make_shared<Options>();
+    app.add_option("RESULTS", options->results, "Results of darkroom batch or merge")->required();
+    app.add_option("-o,--output", options->output,
+                   optionText("HTML page, one file that needs no network", "--output report.html"))
+        ->type_name("FILE")
+        ->required();
+    app.add_option("--rows", options->rows,
+                   optionText("How many pairs table and scatter hold at most, the worst ones, 1 to 200000; the "
+                              "distributions are of all",
+                              "--rows 5000"))
+        ->type_name("PAIRS")
+        ->check(integerBetween(1, 200000))
+        ->capture_default_str();
+    app.add_option("--thumbnails", options->thumbnails,
+                   optionText("How many pairs are shown with small pictures of their photographs, those with the "
+                              "lowest coefficients, 0 to 1000",
+                              "--thumbnails 50"))
+        ->type_name("PAIRS")
+        ->check(integerBetween(0, 1000))
+        ->capture_default_str();
+    app.add_option("--root", options->root,
+                   optionText("Folder that relative paths of the results start from; default: the working directory",
+                              "--root /data/photographs"))
+        ->type_name("DIR");
+    return [options](const Session& session) { return makeReport(session, *options); };
+}
+
+}  // namespace likeness::darkroom

@@ -1,0 +1,125 @@
+// darkroom smooth: smooths an image without crossing the edges of a guide.
+#include <fmt/format.h>
+
+#include <memory>
+#include <opencv2/imgproc.hpp>
+
+#include "photofile/image_input.hpp"
+#include "console/image_output_options.hpp"
+#include "photofile/image_output.hpp"
+#include "console/option_checks.hpp"
+#include "console/progress.hpp"
+#include "files/refusal.hpp"
+#include "console/subcommands.hpp"
+#include <likeness/filter/guidedfilter.hpp>
+
+namespace likeness::darkroom {
+namespace {
+
+struct Options {
+    std::string input;
+    std::string guide;
+    int radius = 4;
+    double eps = 0.01;
+    bool color = false;
+    bool transport = false;
+    ImageOutput output;
+};
+
+/// Whether the three channels of an image are equal in every pixel.
+bool isGrey(const cv::Mat& image) {
+    for (int i = 0; i < image.rows; ++i) {
+        const auto* const row = image.ptr<cv::Vec3f>(i);
+        for (int j = 0; j < image.cols; ++j) {
+            if (row[j][0] != row[j][1] || row[j][1] != row[j][2]) {
+                return false;
+            }
+        }
+    }
+    return true;
+}
+
+cv::Mat smoothed(const Session& session, const Options& options, const cv::Mat& image, const cv::Mat& guide) {
+    if (options.transport) {
+        // The variances of this variant are floored on the scale of bytes.
+        const GuidedFilterColor filter(guide * 255.0, 2 * options.radius + 1, 0.0, session.diagnostics());
+        return filter.filterColorChannelsMK(image * 255.0) / 255.0;
+    }
+    if (options.color) {
+        return guidedFilter(guide, image, options.radius, 0.0, -1, session.diagnostics());
+    }
+    cv::Mat grey;
+    cv::cvtColor(guide, grey, cv::COLOR_BGR2GRAY);
+    return guidedFilter(grey, image, options.radius, options.eps, -1, session.diagnostics());
+}
+
+ExitStatus smooth(const Session& session, const Options& options) {
+    checkImageOutput(options.output);
+    const cv::Mat image = readUnitImage(session, options.input);
+    checkFinite(options.input, image);
+    cv::Mat guide = image;
+    if (!options.guide.empty()) {
+        guide = readUnitImage(session, options.guide);
+        checkFinite(options.guide, guide);
+        checkSameSize(options.input, image, options.guide, guide);
+    }
+    if ((options.color || options.transport) && isGrey(guide)) {
+        throw Refusal(fmt::format("{}: the guide '{}' is grey, it has no colours to go by",
+                                  options.transport ? "--transport" : "--color",
+                                  options.guide.empty() ? options.input : options.guide));
+    }
+    cv::Mat result;
+    {
+        const Progress progress(session, "guided filter");
+        result = smoothed(session, options, image, guide);
+    }
+    writeImage(session, options.output, result, 1.0, "smoothed");
+    return ExitStatus::done;
+}
+
+}  // namespace
+
+Action declareSmooth(CLI::App& app) {
+    auto options = std::make_shared<Options>();
+    app.add_option("IN", options->input, "Image")->type_name("FILE")->required();
+    addImageOutput(app, options->output);
+    app.add_option("--guide", options->guide,
+                   optionText("Image of the same size in pixels whose edges are kept; without it the image itself. Its "
+                              "grey (0.299 R + 0.587 G + 0.114 B) guides, unless --color or --transport is given",
+                              "--guide flash.jpg"))
+        ->type_name("FILE");
+    app.add_option("--radius", options->radius,
+                   optionText("How far the windows reach, in pixels, 0 to 1000: they have 2 radius + 1 pixels along a "
+                              "side, and a pixel has influence up to 2 radius away",
+                              "--radius 8"))
+        ->type_name("PIXELS")
+        ->check(integerBetween(0, 1000))
+        ->capture_default_str();
+    auto* const eps =
+        app.add_option(
+               "--eps", options->eps,
+               optionText("Variance of the guide in a window, on the scale 0..1, at which the filter changes its "
+                          "mind: well above it edges are kept, well below it the window is averaged; 0 to "
+                          "1000000",
+                          "--eps 0.001"))
+            ->type_name("VARIANCE")
+            ->check(numberBetween(0, 1e6))
+            ->capture_default_str();
+    auto* const color = app.add_flag(
+        "--color", options->color,
+        optionText("Guide with the three colours jointly. There is no eps then: what is a linear function of the "
+                   "guide's colours comes back as it is, above all the guide itself; where the guide is flat the "
+                   "image is averaged",
+                   "--color"));
+    auto* const transport = app.add_flag(
+        "--transport", options->transport,
+        optionText("Carry the guide's deviation from its local mean through the optimal-transport map from its local "
+                   "colours to the image's. There is no eps; local variances of the guide below 7.5 on the scale "
+                   "0..255 count as 7.5",
+                   "--transport"));
+    eps->excludes(color)->excludes(transport);
+    color->excludes(transport);
+    return [options](const Session& session) { return smooth(session, *options); };
+}
+
+}  // namespace likeness::darkroom

@@ -1,0 +1,165 @@
+// darkroom stack: exposures of a scene made from a flash and a no-flash photograph of it.
+#include <fmt/format.h>
+
+#include <array>
+#include <memory>
+
+#include "console/brightness_factor.hpp"
+#include "photofile/image_input.hpp"
+#include "photofile/image_output.hpp"
+#include "console/message_watch.hpp"
+#include "console/option_checks.hpp"
+#include "files/output_check.hpp"
+#include "console/prefix_output.hpp"
+#include "console/progress.hpp"
+#include "console/response_grid_check.hpp"
+#include "files/refusal.hpp"
+#include "console/subcommands.hpp"
+#include <likeness/exposure/brightness_increase.hpp>
+#include <likeness/exposure/exposure_stack.hpp>
+#include <likeness/exposure/response_recovery.hpp>
+
+namespace likeness::darkroom {
+namespace {
+
+struct Options {
+    std::string flash;
+    std::string nonFlash;
+    std::string prefix;
+    int version = 1;
+    float brightness = 11.5F;
+    int iterations = 1;
+};
+
+/// What the operation itself writes.
+std::vector<PrefixedResult> resultsOf(const Options& options) {
+    std::vector<PrefixedResult> results;
+    if (options.version == 1) {
+        for (int round = 0; round < options.iterations; ++round) {
+            for (int exposure = 0; exposure < brightnessPasses; ++exposure) {
+                results.push_back(
+                    {fmt::format("{}_0{}_final.jpg", round, exposure),
+                     fmt::format("flash photograph tinted to exposure {}, round {}", exposure, round + 1)});
+            }
+        }
+    }
+    if (options.version != 3) {
+        const std::vector<PrefixedResult> merged = mergedResults();
+        results.insert(results.end(), merged.begin(), merged.end());
+    }
+    return results;
+}
+
+/// The flash photograph as the tinting left it; the first version leaves it as it was.
+ImageOutput tintedOutput(const Options& options) {
+    ImageOutput output;
+    output.path = options.prefix + "tinted.png";
+    return output;
+}
+
+/// How many steps `isStep` will find.
+int stepsOf(const Options& options) {
+    switch (options.version) {
+        case 1:
+            return brightnessPasses * (1 + 2 * options.iterations) + 1;
+        case 2:
+            return 2 * brightnessPasses + 1;
+        default:
+            return 1;
+    }
+}
+
+/// Whether a message says that something is done: a pass of the brightness increase ("Already out !"), an exposure
+/// ("here", or its number behind the prefix, which is told twice a round), or the merging, whose results are named.
+bool isStep(std::string_view message, const std::string& prefix) {
+    return message == "Already out !\n" || message == "here\n" || message.rfind(prefix, 0) == 0;
+}
+
+void run(const Session& session, const Options& options, cv::Mat& flash, cv::Mat& nonFlash,
+         const StagedResults& staged) {
+    Progress progress(session, "exposure stack", stepsOf(options));
+    const MessageWatch watch(
+        [&](std::string_view message) {
+            if (isStep(message, staged.stagedPrefix())) {
+                progress.step();
+            }
+            return session.verbose() ? staged.withUsersPrefix(message) : std::string(message);
+        },
+        session.diagnostics());
+    constexpr auto operations =
+        std::array{createBrightnessExposures, createBrightnessExposuresVs2, createBrightnessExposuresVs3};
+    operations.at(static_cast<std::size_t>(options.version - 1))(flash, nonFlash, options.brightness,
+                                                                 options.iterations, staged.stagedPrefix(), watch);
+}
+
+ExitStatus stack(const Session& session, const Options& options, bool brightnessGiven) {
+    const std::vector<std::string> inputs = {options.flash, options.nonFlash};
+    const std::vector<PrefixedResult> results = resultsOf(options);
+    checkPrefixOutput(options.prefix, results, inputs);
+    if (options.version != 1) {
+        checkImageOutput(tintedOutput(options));
+        checkNotAnInput(tintedOutput(options).path, inputs);
+    }
+    if (options.version == 3 && brightnessGiven) {
+        throw Refusal("--brightness: version 3 makes no exposures");
+    }
+    if (options.version == 3 && options.iterations == 0) {
+        throw Refusal("--iterations: version 3 only tints, and needs at least one round");
+    }
+    checkBrightnessFactor("--brightness", options.brightness);
+    cv::Mat flash = readBoundedUnitImage(session, options.flash);
+    cv::Mat nonFlash = readBoundedUnitImage(session, options.nonFlash);
+    checkSameSize(options.flash, flash, options.nonFlash, nonFlash);
+    if (options.version != 3) {
+        checkResponseGrid(options.flash, flash.size());
+    }
+
+    const StagedResults staged(options.prefix);
+    run(session, options, flash, nonFlash, staged);
+    staged.publish(session, results);
+    if (options.version != 1) {
+        writeImage(session, tintedOutput(options), flash, 1.0, "tinted flash photograph");
+    }
+    return ExitStatus::done;
+}
+
+}  // namespace
+
+Action declareStack(CLI::App& app) {
+    auto options = std::make_shared<Options>();
+    app.add_option("--flash", options->flash, optionText("Photograph with flash", "--flash flash.jpg"))
+        ->type_name("FILE")
+        ->required();
+    app.add_option("--no-flash", options->nonFlash,
+                   optionText("Photograph of the same scene and size without flash", "--no-flash ambient.jpg"))
+        ->type_name("FILE")
+        ->required();
+    addPrefixOutput(app, options->prefix,
+                    "PREFIX.hdr (radiance), PREFIX.jpg (tone-mapped), PREFIXfusion.jpg (fused); version 1 "
+                    "PREFIX<round>_0<exposure>_final.jpg; versions 2 and 3 PREFIXtinted.png")
+        ->required();
+    app.add_option("--version", options->version,
+                   optionText("1: exposures of the no-flash photograph, the flash photograph tinted to each; 2: "
+                              "exposures of the tinted flash photograph; 3: tint the flash photograph only",
+                              "--version 2"))
+        ->type_name("N")
+        ->check(integerBetween(1, 3))
+        ->capture_default_str();
+    const CLI::Option* const brightness =
+        app.add_option(
+               "--brightness", options->brightness,
+               optionText("Factor of the first of six exposures, above 3.5 and up to 100; each next one has 0.7 "
+                          "less. Below 10 brightens, above 10 darkens",
+                          "--brightness 11.5"))
+            ->type_name("F")
+            ->check(brightnessFactorRange())
+            ->capture_default_str();
+    app.add_option("--iterations", options->iterations,
+                   optionText("Rounds of tinting, 0 to 100; in version 3 at least 1", "--iterations 2"))
+        ->type_name("N")
+        ->check(integerBetween(0, 100))
+        ->capture_default_str();
+    return [options, brightness](const Session& session) { return stack(session, *options, brightness->count() > 0); };
+}
+
+}  // namespace likeness::darkroom

@@ -1,0 +1,80 @@
+// darkroom structure: how strongly oriented the structure around each pixel is.
+#include <likeness/structure/structure_tensor.hpp>
+
+#include <memory>
+
+#include "console/image_capture.hpp"
+#include "photofile/image_input.hpp"
+#include "console/image_output_options.hpp"
+#include "photofile/image_output.hpp"
+#include "console/option_checks.hpp"
+#include "files/output_check.hpp"
+#include "console/progress.hpp"
+#include "files/refusal.hpp"
+#include "console/subcommands.hpp"
+
+namespace likeness::darkroom {
+namespace {
+
+struct Options {
+    std::string input;
+    std::string coherence;
+    int size = 3;
+    ImageOutput output;
+};
+
+ExitStatus mapStructure(const Session& session, const Options& options) {
+    checkImageOutput(options.output);
+    const ImageOutput coherenceOutput = options.output.at(options.coherence, "--coherence");
+    if (!options.coherence.empty()) {
+        checkDifferentOutputs("--output", options.output.path, "--coherence", options.coherence);
+        checkImageOutput(coherenceOutput);
+    }
+    cv::Mat image = readUnitImage(session, options.input);
+    image *= 255.0;  // the strength's constant is one for this scale
+    cv::Mat strength(image.size(), CV_32F);
+    cv::Mat coherence;
+    {
+        const Progress progress(session, "structure tensor");
+        if (options.coherence.empty()) {
+            computeStructuralTensor(image, strength, static_cast<float>(options.size), session.diagnostics());
+        } else {
+            const ImageCapture capture("coherence.jpg", session.diagnostics());
+            computeStructuralTensor(image, strength, static_cast<float>(options.size), capture);
+            coherence = capture.image();
+        }
+    }
+    writeImage(session, options.output, strength, 1.0, "orientation strength, 0.5 (none) to 1");
+    if (!coherence.empty()) {
+        coherence /= 255.0;  // it is shown on the scale of bytes
+        writeImage(session, coherenceOutput, coherence, 1.0, "coherence, 0 to 1, NaN on flat ground");
+    }
+    return ExitStatus::done;
+}
+
+}  // namespace
+
+Action declareStructure(CLI::App& app) {
+    auto options = std::make_shared<Options>();
+    app.add_option("IN", options->input, "Image")->type_name("FILE")->required();
+    addImageOutput(app, options->output);
+    app.add_option("--coherence", options->coherence,
+                   optionText("Second result image: how much the two eigenvalues of the structure tensor differ, 0 to "
+                              "1; NaN on flat ground",
+                              "--coherence coherence.png"))
+        ->type_name("FILE");
+    app.add_option("--size", options->size,
+                   optionText("Side of the Gaussian windows in pixels, an odd number from 1 to 99", "--size 5"))
+        ->type_name("PIXELS")
+        ->check(integerBetween(1, 99))
+        ->check(CLI::Validator(
+            [](std::string& text) {
+                return std::string("13579").find(text.back()) == std::string::npos ? "'" + text + "' is not odd"
+                                                                                   : std::string();
+            },
+            ""))
+        ->capture_default_str();
+    return [options](const Session& session) { return mapStructure(session, *options); };
+}
+
+}  // namespace likeness::darkroom

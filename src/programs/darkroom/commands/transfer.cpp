@@ -1,0 +1,173 @@
+// darkroom transfer: the palette of one photograph on another.
+#include <fmt/format.h>
+
+#include <filesystem>
+#include <memory>
+#include <opencv2/imgproc.hpp>
+#include <vector>
+
+#include "photofile/image_input.hpp"
+#include "console/image_output_options.hpp"
+#include "photofile/image_output.hpp"
+#include "console/option_checks.hpp"
+#include "files/output_check.hpp"
+#include "console/progress.hpp"
+#include "files/refusal.hpp"
+#include "console/subcommands.hpp"
+#include <likeness/transport/optimal_transport.hpp>
+
+namespace likeness::darkroom {
+namespace {
+
+struct Options {
+    std::string input;
+    std::string palette;
+    int dims = 3;
+    std::string form = "centred";
+    double t = 1;
+    int frames = 0;  ///< 0: one picture, at `t`
+    ImageOutput output;
+};
+
+/// Results with their places on the path.
+struct Frame {
+    ImageOutput output;
+    double t;
+};
+
+std::vector<Frame> framesOf(const Options& options) {
+    if (options.frames == 0) {
+        return {{options.output, options.t}};
+    }
+    const std::filesystem::path path = options.output.path;
+    const std::size_t digits = std::max<std::size_t>(3, std::to_string(options.frames - 1).size());
+    std::vector<Frame> frames;
+    for (int k = 0; k < options.frames; ++k) {
+        const std::string name = fmt::format("{}_{:0{}}{}", path.stem().string(), k, digits, path.extension().string());
+        frames.push_back({options.output.at((path.parent_path() / name).string(), options.output.option),
+                          static_cast<double>(k) / (options.frames - 1)});
+    }
+    return frames;
+}
+
+cv::Mat labOf(const cv::Mat& bgr) {
+    cv::Mat lab;
+    cv::cvtColor(bgr, lab, cv::COLOR_BGR2Lab);
+    return lab;
+}
+
+/// Bonneel's form of the chroma transfer.
+/// @return  CV_32FC2
+cv::Mat chromaMovedAfterTheMap(const cv::Mat& input, const cv::Mat& target, const Diagnostics& diagnostics) {
+    cv::Mat result(input.size(), CV_32FC2);
+    cv::Mat inputCovarianceInverse(3, 3, CV_32F);
+    cv::Mat inputMeans(1, 3, CV_32F);
+    cv::Mat targetCovariance(2, 2, CV_32F);
+    cv::Mat targetMeans(1, 2, CV_32F);
+    cv::Mat map(2, 2, CV_32F);
+    applyOptimalTransportBonneel(input, target, result, inputCovarianceInverse, inputMeans, targetCovariance,
+                                 targetMeans, map, 1.0F, 2, diagnostics);
+    float* inputChroma = inputMeans.ptr<float>(0) + 1;
+    float* targetChroma = targetMeans.ptr<float>(0);
+    computeMapping2DBonneel(input, target, inputChroma, targetChroma, map, result);
+    return result;
+}
+
+/// @return  of `lab` with its chroma exchanged: B, G, R
+cv::Mat withChroma(const cv::Mat& lab, const cv::Mat& chroma) {
+    cv::Mat exchanged = lab.clone();
+    const int places[] = {0, 1, 1, 2};
+    cv::mixChannels(&chroma, 1, &exchanged, 1, places, 2);
+    cv::cvtColor(exchanged, exchanged, cv::COLOR_Lab2BGR);
+    return exchanged;
+}
+
+/// @return  B, G, R
+cv::Mat transferred(const cv::Mat& input, const cv::Mat& target, double t, int dims, const Diagnostics& diagnostics) {
+    cv::Mat result(input.size(), CV_32FC(dims));
+    cv::Mat inputMeans(1, dims, CV_32F);
+    cv::Mat targetMeans(1, dims, CV_32F);
+    cv::Mat map(dims, dims, CV_32F);
+    cv::Mat unused;
+    applyOptimalTransport(input, target, result, unused, inputMeans, unused, targetMeans, map, static_cast<float>(t),
+                          dims, diagnostics);
+    if (dims == 2) {
+        return withChroma(input, result);
+    }
+    cv::cvtColor(result, result, cv::COLOR_Lab2BGR);
+    return result;
+}
+
+ExitStatus transfer(const Session& session, const Options& options) {
+    const bool centred = options.form == "centred";
+    if (!centred && options.dims != 2) {
+        throw Refusal("--form bonneel: only with --dims 2");
+    }
+    checkImageOutput(options.output);
+    const std::vector<Frame> frames = framesOf(options);
+    if (options.frames > 0) {
+        for (const Frame& frame : frames) {
+            checkImageOutput(frame.output);
+            checkNotAnInput(frame.output.path, {options.input, options.palette});
+        }
+    }
+    const cv::Mat input = readUnitImage(session, options.input);
+    const cv::Mat palette = readUnitImage(session, options.palette);
+    checkFinite(options.input, input);
+    checkFinite(options.palette, palette);
+    const cv::Mat inputLab = labOf(input);
+    const cv::Mat paletteLab = labOf(palette);
+    Progress progress(session, "transferring colours", static_cast<int>(frames.size()));
+    for (const Frame& frame : frames) {
+        const cv::Mat result =
+            centred ? transferred(inputLab, paletteLab, frame.t, options.dims, session.diagnostics())
+                    : withChroma(inputLab, chromaMovedAfterTheMap(inputLab, paletteLab, session.diagnostics()));
+        writeImage(session, frame.output, result, 1.0, fmt::format("t = {:.4g}", frame.t));
+        progress.step();
+    }
+    return ExitStatus::done;
+}
+
+}  // namespace
+
+Action declareTransfer(CLI::App& app) {
+    auto options = std::make_shared<Options>();
+    app.add_option("IN", options->input, "Photograph whose colours are moved")->required();
+    app.add_option("--palette", options->palette,
+                   optionText("Photograph whose colours are wanted; of any size", "--palette sunset.jpg"))
+        ->type_name("TARGET")
+        ->required();
+    app.add_option("--dims", options->dims,
+                   optionText("What is moved: 2, a* and b* of CIE L*a*b*, or 3, with lightness", "--dims 2"))
+        ->type_name("N")
+        ->check(integerBetween(2, 3))
+        ->capture_default_str();
+    auto* const t =
+        app.add_option("--t", options->t,
+                       optionText("How far to go, 0 (nowhere) to 1 (all the way to the palette)", "--t 0.5"))
+            ->type_name("T")
+            ->check(numberBetween(0, 1))
+            ->capture_default_str();
+    auto* const form =
+        app.add_option(
+               "--form", options->form,
+               optionText("With --dims 2, where the mean of IN is taken off: before the map (centred), or after "
+                          "it (bonneel), so that the map moves the mean too",
+                          "--form bonneel"))
+            ->type_name("FORM")
+            ->check(oneOf({"centred", "bonneel"}))
+            ->excludes(t)
+            ->capture_default_str();
+    app.add_option("--frames", options->frames,
+                   optionText("Pictures of the way in so many equal steps from t = 0 to 1, 2 to 9999: --output out.png "
+                              "gives out_000.png, out_001.png, ...",
+                              "--frames 25"))
+        ->type_name("N")
+        ->check(integerBetween(2, 9999))
+        ->excludes(t)
+        ->excludes(form);
+    addImageOutput(app, options->output);
+    return [options](const Session& session) { return transfer(session, *options); };
+}
+
+}  // namespace likeness::darkroom

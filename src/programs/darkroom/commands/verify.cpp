@@ -1,0 +1,153 @@
+// darkroom verify: how the results of a batch stand to its list.
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <iostream>
+#include <map>
+#include <memory>
+#include <unordered_map>
+
+#include "console/list_options.hpp"
+#include "batch/result_store.hpp"
+#include "batch/stable_hash.hpp"
+#include "console/subcommands.hpp"
+
+namespace likeness::darkroom {
+namespace {
+
+struct Options {
+    ListOptions list;
+    std::string results;
+};
+
+/// Compares records with the pairs of a list, in any order.
+class Verification {
+public:
+    explicit Verification(const PairList& pairs) : pairs_(pairs), met_(pairs.size()) {
+        index_.reserve(pairs.size());
+        for (std::size_t k = 0; k < pairs.size(); ++k) {
+            index_.emplace(wideHash(pairs.at(k).id).low, k);
+        }
+    }
+
+    void add(const ResultRecord& record) {
+        const std::size_t number = find(record.id);
+        if (number == pairs_.size()) {
+            ++foreign_;
+            remark("foreign", record.id);
+            return;
+        }
+        if (met_[number]) {
+            ++doubled_;
+            remark("doubled", record.id);
+            return;
+        }
+        met_[number] = true;
+        if (record.outcome.compared()) {
+            ++compared_;
+        } else {
+            ++failed_;
+            remark("failed", record.id + ": " + record.outcome.error);
+        }
+        checkUnaltered(pairs_.at(number), record);
+    }
+
+    /// @return  whether every pair is recorded once, as it is in the list, and compared
+    bool report(std::ostream& out) {
+        std::uint64_t missing = 0;
+        for (std::size_t k = 0; k < pairs_.size(); ++k) {
+            if (!met_[k]) {
+                ++missing;
+                remark("missing", pairs_.at(k).id);
+            }
+        }
+        out << "pairs: " << pairs_.size() << "\ncompared: " << compared_ << "\nfailed: " << failed_
+            << "\nmissing: " << missing << "\ndoubled: " << doubled_ << "\nforeign: " << foreign_
+            << "\naltered: " << altered_ << '\n'
+            << remarks_;
+        return compared_ == pairs_.size() && doubled_ + foreign_ + altered_ == 0;
+    }
+
+private:
+    std::size_t find(const std::string& id) const {
+        const auto [begin, end] = index_.equal_range(wideHash(id).low);
+        for (auto candidate = begin; candidate != end; ++candidate) {
+            if (pairs_.at(candidate->second).id == id) {
+                return candidate->second;
+            }
+        }
+        return pairs_.size();
+    }
+
+    void remark(const char* what, const std::string& text) { remarks_ += std::string(what) + ": " + text + '\n'; }
+
+    void checkUnaltered(const Pair& pair, const ResultRecord& record) {
+        if (version_.empty()) {
+            version_ = record.version;
+            parameters_ = record.parameters;
+        }
+        std::string what;
+        const auto compare = [&what](const std::string& name, const std::string& recorded,
+                                     const std::string& expected) {
+            if (what.empty() && recorded != expected) {
+                what = fmt::format("{} is '{}', expected '{}'", name, recorded, expected);
+            }
+        };
+        compare("first", record.first, pair.first);
+        compare("second", record.second, pair.second);
+        compare("position", std::to_string(record.position), std::to_string(pair.position));
+        compare("pairs", std::to_string(record.pairs), std::to_string(pairs_.total()));
+        compare("version", record.version, version_);
+        compare("parameters", record.parameters, parameters_);
+        for (const CarriedValue& value : pair.carried) {
+            const auto recorded =
+                std::find_if(record.carried.begin(), record.carried.end(),
+                             [&](const CarriedValue& candidate) { return candidate.column == value.column; });
+            compare(value.column, recorded == record.carried.end() ? "" : recorded->text, value.text);
+        }
+        if (!what.empty()) {
+            ++altered_;
+            remark("altered", record.id + ": " + what);
+        }
+    }
+
+    const PairList& pairs_;
+    std::vector<bool> met_;
+    std::unordered_multimap<std::uint64_t, std::size_t> index_;
+    std::uint64_t compared_ = 0;
+    std::uint64_t failed_ = 0;
+    std::uint64_t doubled_ = 0;
+    std::uint64_t foreign_ = 0;
+    std::uint64_t altered_ = 0;
+    std::string version_;
+    std::string parameters_;
+    std::string remarks_;
+};
+
+ExitStatus verify(const Session& session, const Options& options) {
+    const ResultFormat format = resultFormatOf("RESULTS", options.results);
+    const PairList pairs = options.list.read();
+    const auto reader = openResults(options.results, format);
+    Verification verification(pairs);
+    for (ResultRecord record; reader->next(record);) {
+        verification.add(record);
+    }
+    const bool good = verification.report(std::cout);
+    if (reader->tail().cutOff) {
+        session.warn("'" + options.results + "': the last record is cut off; darkroom batch --resume repairs it");
+        return ExitStatus::outsideLimits;
+    }
+    return good ? ExitStatus::done : ExitStatus::outsideLimits;
+}
+
+}  // namespace
+
+Action declareVerify(CLI::App& app) {
+    auto options = std::make_shared<Options>();
+    app.add_option("LIST", options->list.path, "List of pairs, as for darkroom batch")->required();
+    app.add_option("RESULTS", options->results, "Results of the batch, or of the shard that --shard names")->required();
+    addListOptions(app, options->list);
+    return [options](const Session& session) { return verify(session, *options); };
+}
+
+}  // namespace likeness::darkroom

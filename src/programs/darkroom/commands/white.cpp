@@ -1,0 +1,152 @@
+// darkroom white: the white that a photograph was seen under, as a whole and at each pixel.
+#include <fmt/format.h>
+
+#include <cmath>
+#include <iostream>
+#include <limits>
+#include <memory>
+#include <nlohmann/json.hpp>
+
+#include <likeness/color/bgr_xyz.hpp>
+#include <likeness/color/chromaticity.hpp>
+#include <likeness/color/correlated_color_temperature.hpp>
+#include <likeness/color/white_point.hpp>
+#include "photofile/image_input.hpp"
+#include "console/image_output_options.hpp"
+#include "photofile/image_output.hpp"
+#include "files/number_format.hpp"
+#include "console/option_checks.hpp"
+#include "console/progress.hpp"
+#include "files/refusal.hpp"
+#include "console/subcommands.hpp"
+
+namespace likeness::darkroom {
+namespace {
+
+struct Options {
+    std::string input;
+    bool json = false;
+    double sigma = 0;  ///< 0: the guided filter
+    int diameter = 0;
+    ImageOutput output;
+};
+
+struct White {
+    cv::Vec3f bgr;
+    cv::Vec2f xy;
+    PlanckianNeighbour nearest;
+    bool found;  ///< whether the photograph has pixels that are nearly neutral
+};
+
+/// One estimate: it only changes on an image that is adapted in between.
+White whiteOf(const cv::Mat& bgr, const Diagnostics& diagnostics) {
+    cv::Mat white(1, 1, CV_32FC3);
+    cv::Mat estimate(1, 1, CV_32FC3, cv::Scalar::all(std::numeric_limits<double>::quiet_NaN()));
+    cv::Mat noMask;
+    computeWhitePointFromGrayWorld(bgr, white, estimate, noMask, diagnostics);
+    cv::Mat xyz(1, 1, CV_32FC3);
+    convertBGRToXYZDirect(white, xyz);
+    cv::Mat xy(1, 1, CV_32FC2);
+    XYZtoxy(xyz, xy);
+    const auto& chromaticity = xy.at<cv::Vec2f>(0, 0);
+    const auto& yuv = estimate.at<cv::Vec3f>(0, 0);
+    return {white.at<cv::Vec3f>(0, 0), chromaticity, correlatedColorTemperature(cv::Vec2d(chromaticity)),
+            yuv[1] != 0 || yuv[2] != 0};
+}
+
+nlohmann::ordered_json numberOrNull(double value) {
+    return std::isfinite(value) ? nlohmann::ordered_json(roundedToNineDigits(value)) : nlohmann::ordered_json();
+}
+
+void printJson(const Options& options, const cv::Mat& bgr, const White& white) {
+    nlohmann::ordered_json json;
+    json["schema"] = "darkroom.white";
+    json["schema_version"] = 1;
+    json["program_version"] = LIKENESS_VERSION;
+    json["input"] = {{"path", options.input}, {"width_pixels", bgr.cols}, {"height_pixels", bgr.rows}};
+    for (int c = 0; c < 3; ++c) {
+        json["white_bgr"].push_back(numberOrNull(white.bgr[c]));
+    }
+    json["chromaticity_xy"] = {numberOrNull(white.xy[0]), numberOrNull(white.xy[1])};
+    json["correlated_color_temperature_kelvin"] = numberOrNull(white.nearest.kelvin);
+    json["planckian_distance_uv"] = numberOrNull(white.nearest.distance);
+    std::cout << json.dump(2, ' ', false, nlohmann::ordered_json::error_handler_t::replace) << '\n';
+}
+
+void printText(const White& white) {
+    const auto orNone = [](double value, const char* unit = "") {
+        return std::isfinite(value) ? nineDigits(value) + unit : std::string("none");
+    };
+    std::cout << "white B,G,R: " << nineDigits(white.bgr[0]) << ',' << nineDigits(white.bgr[1]) << ','
+              << nineDigits(white.bgr[2]) << '\n'
+              << "chromaticity x,y: " << orNone(white.xy[0]) << ',' << orNone(white.xy[1]) << '\n'
+              << "correlated colour temperature: " << orNone(white.nearest.kelvin, " K") << '\n'
+              << "distance from the Planckian locus (Duv): " << orNone(white.nearest.distance) << '\n';
+}
+
+cv::Mat whiteImage(const Session& session, cv::Mat& bgr, const Options& options) {
+    const Progress progress(session, "white of each pixel");
+    cv::Mat white;
+    if (options.sigma > 0) {
+        computeWhiteImgVs2(bgr, white, static_cast<float>(options.sigma), options.diameter);
+    } else {
+        constexpr int radius = 16;
+        computeWhiteImg(bgr, white, radius, session.diagnostics());
+    }
+    return white;
+}
+
+ExitStatus estimateWhite(const Session& session, const Options& options) {
+    const bool withImage = !options.output.path.empty();
+    if (withImage) {
+        checkImageOutput(options.output);
+    }
+    cv::Mat bgr = readUnitImage(session, options.input);
+    if (withImage) {
+        checkFinite(options.input, bgr);
+    }
+    const White white = whiteOf(bgr, session.diagnostics());
+    if (withImage) {
+        writeImage(session, options.output, whiteImage(session, bgr, options), 1.0, "white of each pixel");
+    }
+    if (!white.found) {
+        session.warn("'" + options.input + "' has no nearly neutral pixel to estimate a white from");
+    }
+    if (options.json) {
+        printJson(options, bgr, white);
+    } else {
+        printText(white);
+    }
+    return ExitStatus::done;
+}
+
+}  // namespace
+
+Action declareWhite(CLI::App& app) {
+    auto options = std::make_shared<Options>();
+    app.add_option("IN", options->input, "Photograph")->required();
+    app.add_flag("--json", options->json, optionText("Print the estimate as JSON", "--json"));
+    addImageOutput(app, options->output, false);
+    auto* const output = app.get_option("--output");
+    auto* const sigma =
+        app.add_option(
+               "--bilateral", options->sigma,
+               optionText("Smooth the result image by a bilateral filter instead of the guided filter of radius "
+                          "16: its width in values, 0.0001 to 100, where white is 1",
+                          "--bilateral 0.1"))
+            ->type_name("SIGMA")
+            ->check(numberBetween(0.0001, 100))
+            ->needs(output);
+    auto* const diameter =
+        app.add_option("--diameter", options->diameter,
+                       optionText("Diameter and width of the bilateral filter in pixels, 1 to 255", "--diameter 15"))
+            ->type_name("PIXELS")
+            ->check(integerBetween(1, 255))
+            ->needs(sigma);
+    sigma->needs(diameter);
+    app.get_option("--quality")->needs(output);
+    app.get_option("--bits")->needs(output);
+    return [options](const Session& session) { return estimateWhite(session, *options); };
+}
+
+}  // namespace likeness::darkroom

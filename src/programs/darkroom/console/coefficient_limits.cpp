@@ -1,0 +1,71 @@
+#include "console/coefficient_limits.hpp"
+
+#include <algorithm>
+#include <cstdlib>
+#include <sstream>
+
+#include "batch/correlates.hpp"
+#include "files/number_format.hpp"
+#include "console/option_checks.hpp"
+#include "files/refusal.hpp"
+
+namespace likeness::darkroom {
+namespace {
+
+std::string allNames() {
+    std::string names;
+    for (const ComparedCorrelate& correlate : comparedCorrelates) {
+        names += (names.empty() ? "" : ", ") + std::string(correlate.name);
+    }
+    return names;
+}
+
+bool isName(const std::string& name) {
+    return std::any_of(comparedCorrelates.begin(), comparedCorrelates.end(),
+                       [&](const ComparedCorrelate& correlate) { return name == correlate.name; });
+}
+
+}  // namespace
+
+CoefficientLimits coefficientLimitsIn(const std::string& text) {
+    CoefficientLimits limits;
+    // A comma behind the last limit stands before an empty one, which is none.
+    std::istringstream parts(text + (text.empty() || text.back() == ',' ? "," : ""));
+    for (std::string part; std::getline(parts, part, ',');) {
+        const std::size_t sign = part.find('=');
+        if (sign == std::string::npos) {
+            throw Refusal("'" + part + "' is not of the form NAME=VALUE");
+        }
+        const std::string name = part.substr(0, sign);
+        std::string value = part.substr(sign + 1);
+        if (!isName(name)) {
+            throw Refusal("there is no coefficient '" + name + "'; there are " + allNames());
+        }
+        if (const std::string problem = numberBetween(0, 1)(value); !problem.empty()) {
+            throw Refusal(name + ": " + problem);
+        }
+        if (!limits.emplace(name, std::strtod(value.c_str(), nullptr)).second) {
+            throw Refusal("'" + name + "' is given twice");
+        }
+    }
+    return limits;
+}
+
+bool reaches(float coefficient, double limit) {
+    return coefficient >= static_cast<float>(limit);
+}
+
+std::string shortfall(const LikenessCoefficients& coefficients, const CoefficientLimits& limits) {
+    std::string text;
+    for (const ComparedCorrelate& correlate : comparedCorrelates) {
+        const auto limit = limits.find(correlate.name);
+        const float coefficient = coefficients.*correlate.coefficient;
+        if (limit != limits.end() && !reaches(coefficient, limit->second)) {
+            text += (text.empty() ? "" : ", ") + std::string(correlate.name) + ' ' + nineDigits(coefficient) + " < " +
+                    nineDigits(limit->second);
+        }
+    }
+    return text;
+}
+
+}  // namespace likeness::darkroom

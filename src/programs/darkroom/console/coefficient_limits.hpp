@@ -1,0 +1,24 @@
+#pragma once
+
+#include <map>
+#include <string>
+
+#include <likeness/comparison/photograph_comparison.hpp>
+
+namespace likeness::darkroom {
+
+/// Least values of coefficients by name ("brightness", "lightness", "chroma", "colorfulness", "saturation").
+using CoefficientLimits = std::map<std::string, double>;
+
+/// Reads "brightness=0.9,chroma=0.8".
+/// @throws Refusal  for unknown or doubled names and for what is no number from 0 to 1
+CoefficientLimits coefficientLimitsIn(const std::string& text);
+
+/// Whether a coefficient reaches a limit, compared as floats: 0.9 is reached by the coefficient that prints as 0.9. NaN
+/// reaches none.
+bool reaches(float coefficient, double limit);
+
+/// Names what is below its limit, with both numbers: "brightness 0.85 < 0.9, chroma nan < 0.8". Empty if nothing is.
+std::string shortfall(const LikenessCoefficients& coefficients, const CoefficientLimits& limits);
+
+}  // namespace likeness::darkroom

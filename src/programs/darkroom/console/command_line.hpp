@@ -1,0 +1,39 @@
+// The command line `darkroom SUBCOMMAND ...`: the parser with every subcommand, and what is done with its outcome.
+#pragma once
+
+#include <CLI/CLI.hpp>
+#include <functional>
+#include <map>
+#include <memory>
+
+#include "console/exit_status.hpp"
+#include "console/session.hpp"
+
+namespace likeness::darkroom {
+
+/// What a subcommand does once its options are parsed. Throws a `Refusal` where it cannot.
+using Action = std::function<ExitStatus(const Session& session)>;
+
+/// Parser and subcommands. The options' values live as long as this object.
+class CommandLine {
+public:
+    CommandLine();
+
+    /// Parses the arguments and runs the subcommand that they name.
+    /// @return  exit status of the program
+    ExitStatus run(int argc, const char* const* argv);
+
+    /// The parser, to be looked at: for the man page, the completions and the tests.
+    const CLI::App& parser() const noexcept { return app_; }
+
+private:
+    struct Entry {
+        Action action;
+        std::shared_ptr<CommonOptions> common;
+    };
+
+    CLI::App app_;
+    std::map<const CLI::App*, Entry> entries_;
+};
+
+}  // namespace likeness::darkroom

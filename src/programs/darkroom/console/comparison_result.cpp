@@ -1,0 +1,88 @@
+#include "console/comparison_result.hpp"
+
+#include <cmath>
+#include <cstdlib>
+#include <nlohmann/json.hpp>
+
+#include <likeness/comparison/perceptual_metrics.hpp>
+#include <likeness/appearance/viewing_conditions.hpp>
+#include "batch/correlates.hpp"
+#include "files/csv_text.hpp"
+#include "files/markup_text.hpp"
+#include "files/number_format.hpp"
+#include "diagnostics/number_text.hpp"
+
+namespace likeness::darkroom {
+namespace {
+
+constexpr int jsonVersion = 1;
+constexpr int csvVersion = 1;
+
+/// A constant of the model as it is printed in its source, 0.525 and not the nearest float.
+double asWritten(float constant) {
+    return std::strtod(numberText(constant).c_str(), nullptr);
+}
+
+nlohmann::ordered_json describe(const ComparedPhotograph& photograph) {
+    const auto pixels = static_cast<std::int64_t>(photograph.size.area());
+    return {{"path", validUtf8(photograph.path)},
+            {"width_pixels", photograph.size.width},
+            {"height_pixels", photograph.size.height},
+            {"background_luminance", roundedToNineDigits(backgroundLuminanceOf(pixels))}};
+}
+
+}  // namespace
+
+std::string comparisonLine(const LikenessCoefficients& coefficients) {
+    std::string line;
+    for (const ComparedCorrelate& correlate : comparedCorrelates) {
+        line += (line.empty() ? "" : ",") + numberText(coefficients.*correlate.coefficient);
+    }
+    return line + '\n';
+}
+
+std::string comparisonJson(const ComparisonResult& result) {
+    nlohmann::ordered_json json = {{"schema", "darkroom.comparison"},
+                                   {"schema_version", jsonVersion},
+                                   {"program_version", LIKENESS_VERSION},
+                                   {"first", describe(result.first)},
+                                   {"second", describe(result.second)}};
+    json["viewing_conditions"] = {{"adapting_luminance_cd_per_m2", asWritten(adaptingLuminance)},
+                                  {"white_luminance", asWritten(whiteLuminance)},
+                                  {"surround_impact", asWritten(darkSurroundImpact)},
+                                  {"surround_chromatic_induction", asWritten(darkSurroundInduction)}};
+    for (const ComparedCorrelate& correlate : comparedCorrelates) {
+        json["coefficients"][correlate.name] = roundedToNineDigits(result.coefficients.*correlate.coefficient);
+    }
+    if (!result.limits.empty()) {
+        for (const ComparedCorrelate& correlate : comparedCorrelates) {
+            if (const auto limit = result.limits.find(correlate.name); limit != result.limits.end()) {
+                json["limits"][correlate.name] = roundedToNineDigits(limit->second);
+            }
+        }
+        json["within_limits"] = shortfall(result.coefficients, result.limits).empty();
+    }
+    return json.dump(2) + '\n';
+}
+
+std::string comparisonCsv(const ComparisonResult& result) {
+    std::vector<std::string> names = {
+        "schema_version",      "program_version",     "first", "second", "first_width_pixels", "first_height_pixels",
+        "second_width_pixels", "second_height_pixels"};
+    std::vector<std::string> values = {std::to_string(csvVersion),
+                                       LIKENESS_VERSION,
+                                       result.first.path,
+                                       result.second.path,
+                                       std::to_string(result.first.size.width),
+                                       std::to_string(result.first.size.height),
+                                       std::to_string(result.second.size.width),
+                                       std::to_string(result.second.size.height)};
+    for (const ComparedCorrelate& correlate : comparedCorrelates) {
+        const float coefficient = result.coefficients.*correlate.coefficient;
+        names.emplace_back(correlate.name);
+        values.push_back(std::isnan(coefficient) ? "" : nineDigits(coefficient));
+    }
+    return csvLine(names) + csvLine(values);
+}
+
+}  // namespace likeness::darkroom

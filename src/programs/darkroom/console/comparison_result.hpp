@@ -1,0 +1,33 @@
+// What a comparison found, and the formats in which it is given (docs/formats.md).
+#pragma once
+
+#include <opencv2/core.hpp>
+#include <string>
+#include <utility>
+
+#include <likeness/comparison/photograph_comparison.hpp>
+#include "console/coefficient_limits.hpp"
+
+namespace likeness::darkroom {
+
+struct ComparedPhotograph {
+    std::string path;
+    cv::Size size;
+};
+
+struct ComparisonResult {
+    ComparedPhotograph first;
+    ComparedPhotograph second;
+    LikenessCoefficients coefficients;
+    CoefficientLimits limits;
+};
+
+/// The line that `likeness` prints: the five coefficients, six significant digits, separated by ",".
+std::string comparisonLine(const LikenessCoefficients& coefficients);
+
+std::string comparisonJson(const ComparisonResult& result);
+
+/// A header line and a line of values.
+std::string comparisonCsv(const ComparisonResult& result);
+
+}  // namespace likeness::darkroom

@@ -1,0 +1,86 @@
+#include "console/map_statistics.hpp"
+
+#include <algorithm>
+#include <cmath>
+#include <limits>
+#include <vector>
+
+namespace likeness::darkroom {
+namespace {
+
+constexpr double none = std::numeric_limits<double>::quiet_NaN();
+
+template <typename Take>
+void forEachValue(const cv::Mat& map, Take take) {
+    for (int i = 0; i < map.rows; ++i) {
+        const auto* const row = map.ptr<float>(i);
+        for (int j = 0; j < map.cols; ++j) {
+            take(row[j]);
+        }
+    }
+}
+
+/// The value of rank `rank`, which is put in its place. Asked for in ascending order; up to `sortedUpTo`, the ranks
+/// that were asked for are in place.
+float ranked(std::vector<float>& values, std::size_t rank, std::size_t& sortedUpTo) {
+    const auto place = values.begin() + static_cast<std::ptrdiff_t>(rank);
+    if (rank >= sortedUpTo) {
+        std::nth_element(values.begin() + static_cast<std::ptrdiff_t>(sortedUpTo), place, values.end());
+        sortedUpTo = rank + 1;
+    }
+    return *place;
+}
+
+}  // namespace
+
+MapStatistics statisticsOf(const cv::Mat& map) {
+    MapStatistics statistics{};
+    statistics.minimum = statistics.mean = statistics.maximum = none;
+    statistics.percentiles.fill(none);
+    std::vector<float> values;
+    values.reserve(map.total());
+    double sum = 0;
+    forEachValue(map, [&](float value) {
+        if (std::isnan(value)) {
+            ++statistics.nanCount;
+        } else {
+            values.push_back(value);
+            sum += static_cast<double>(value);
+        }
+    });
+    statistics.count = static_cast<std::int64_t>(values.size());
+    if (values.empty()) {
+        return statistics;
+    }
+    const auto [least, greatest] = std::minmax_element(values.begin(), values.end());
+    statistics.minimum = *least;
+    statistics.maximum = *greatest;
+    statistics.mean = sum / static_cast<double>(values.size());
+    std::size_t sortedUpTo = 0;
+    for (std::size_t k = 0; k < statisticsPercentages.size(); ++k) {
+        const double place = statisticsPercentages[k] / 100.0 * static_cast<double>(values.size() - 1);
+        const auto below = static_cast<std::size_t>(place);
+        const double lower = ranked(values, below, sortedUpTo);
+        const double share = place - static_cast<double>(below);
+        const double upper = share > 0 ? ranked(values, below + 1, sortedUpTo) : lower;
+        statistics.percentiles[k] = lower == upper ? lower : lower + share * (upper - lower);
+    }
+    return statistics;
+}
+
+MapStatistics statisticsOfDegrees(const cv::Mat& map) {
+    MapStatistics statistics = statisticsOf(map);
+    double sine = 0;
+    double cosine = 0;
+    constexpr double radiansPerDegree = 3.141592653589793 / 180.0;
+    forEachValue(map, [&](float value) {
+        if (!std::isnan(value)) {
+            sine += std::sin(static_cast<double>(value) * radiansPerDegree);
+            cosine += std::cos(static_cast<double>(value) * radiansPerDegree);
+        }
+    });
+    statistics.mean = statistics.count > 0 ? std::atan2(sine, cosine) / radiansPerDegree : none;
+    return statistics;
+}
+
+}  // namespace likeness::darkroom

@@ -1,0 +1,132 @@
+#include "console/option_checks.hpp"
+
+#include <fmt/format.h>
+#include <fmt/ranges.h>
+
+#include <algorithm>
+#include <cmath>
+#include <cstdlib>
+#include <limits>
+#include <vector>
+
+namespace likeness::darkroom {
+namespace {
+
+/// The parts of a text between its commas.
+std::vector<std::string> partsOf(const std::string& text) {
+    std::vector<std::string> parts;
+    for (std::size_t begin = 0; begin <= text.size();) {
+        const std::size_t end = std::min(text.find(',', begin), text.size());
+        parts.push_back(text.substr(begin, end - begin));
+        begin = end + 1;
+    }
+    return parts;
+}
+
+template <typename Accepts>
+CLI::Validator check(const std::string& expected, Accepts accepts) {
+    return {[=](std::string& text) {
+                const double value = numberIn(text);
+                return accepts(value) ? std::string() : "'" + text + "' is not " + expected;
+            },
+            ""};
+}
+
+bool isPositiveTriple(const std::string& text, double high) {
+    const std::vector<std::string> parts = partsOf(text);
+    return parts.size() == 3 && std::all_of(parts.begin(), parts.end(), [=](const auto& part) {
+               const double value = numberIn(part);
+               return value > 0 && value <= high;
+           });
+}
+
+std::string noTriple(const std::string& text, double high) {
+    return fmt::format("'{}' is not three numbers above 0 and up to {}, as in 0.9,1,0.8", text, high);
+}
+
+}  // namespace
+
+double numberIn(const std::string& text) {
+    constexpr double none = std::numeric_limits<double>::quiet_NaN();
+    const bool plain = text.find_first_not_of("0123456789+-.eE") == std::string::npos;
+    char* end = nullptr;
+    const double value = std::strtod(text.c_str(), &end);
+    return plain && !text.empty() && *end == '\0' && std::isfinite(value) ? value : none;
+}
+
+CLI::Validator numberBetween(double low, double high) {
+    return check(fmt::format("a number from {} to {}", low, high),
+                 [=](double value) { return value >= low && value <= high; });
+}
+
+CLI::Validator numberAbove(double low) {
+    return check(fmt::format("a number above {}", low), [=](double value) { return value > low; });
+}
+
+CLI::Validator finiteNumber() {
+    return check("a finite number", [](double value) { return std::isfinite(value); });
+}
+
+CLI::Validator integerBetween(int low, int high) {
+    // A few numbers are words to choose from.
+    constexpr int few = 6;
+    std::vector<int> choices;
+    for (int value = low; high - low < few && value <= high; ++value) {
+        choices.push_back(value);
+    }
+    return {[=](std::string& text) {
+                // Digits alone, the first of several not 0: the parser takes "010" for an octal 8.
+                const std::size_t sign = !text.empty() && text.front() == '-' ? 1 : 0;
+                const std::string digits = text.substr(sign);
+                const bool plain = !digits.empty() && digits.find_first_not_of("0123456789") == std::string::npos &&
+                                   (digits.front() != '0' || digits.size() == 1);
+                const double value = plain ? numberIn(text) : std::numeric_limits<double>::quiet_NaN();
+                return value >= low && value <= high
+                           ? std::string()
+                           : fmt::format("'{}' is not a whole number from {} to {}", text, low, high);
+            },
+            choices.empty() ? "" : fmt::format("{{{}}}", fmt::join(choices, ","))};
+}
+
+CLI::Validator oneOf(const std::vector<std::string>& choices) {
+    return {[=](std::string& text) {
+                return std::find(choices.begin(), choices.end(), text) != choices.end()
+                           ? std::string()
+                           : fmt::format("'{}' is none of {}", text, fmt::join(choices, ", "));
+            },
+            fmt::format("{{{}}}", fmt::join(choices, ","))};
+}
+
+CLI::Validator positiveTriple(double high) {
+    return {[=](std::string& text) { return isPositiveTriple(text, high) ? std::string() : noTriple(text, high); }, ""};
+}
+
+CLI::Validator tripleOrChromaticity(double high) {
+    return {[=](std::string& text) {
+                const std::vector<std::string> parts = partsOf(text);
+                if (parts.size() == 2) {
+                    const cv::Vec2d xy = chromaticityIn(text);
+                    return xy[0] > 0 && xy[1] > 0 && xy[0] + xy[1] <= 1
+                               ? std::string()
+                               : fmt::format("'{}' is not a chromaticity x,y, both above 0, with a sum up to 1", text);
+                }
+                return isPositiveTriple(text, high) ? std::string() : noTriple(text, high) + ", nor a chromaticity x,y";
+            },
+            ""};
+}
+
+cv::Vec2d chromaticityIn(const std::string& text) {
+    const std::vector<std::string> parts = partsOf(text);
+    return {numberIn(parts.at(0)), numberIn(parts.at(1))};
+}
+
+cv::Vec3d tripleIn(const std::string& text) {
+    const std::vector<std::string> parts = partsOf(text);
+    return {numberIn(parts.at(0)), numberIn(parts.at(1)), numberIn(parts.at(2))};
+}
+
+std::string optionText(const std::string& what, const std::string& example) {
+    return what + " (example: " + example + ")";
+}
+
+}  // namespace likeness::darkroom

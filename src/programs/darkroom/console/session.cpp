@@ -1,0 +1,108 @@
+#include "console/session.hpp"
+
+#include <unistd.h>
+
+#include <cstdio>
+#include <utility>
+
+#include "files/output_check.hpp"
+
+namespace likeness::darkroom {
+
+/// Files as the options say; messages on standard error, which leaves standard output to the results.
+class Session::SessionDiagnostics final : public Diagnostics {
+public:
+    SessionDiagnostics(const Session& session, const CommonOptions& options) : session_(session) {
+        if (!options.dumps.empty()) {
+            files_ = std::make_unique<DirectoryDiagnostics>(options.dumps, DirectoryDiagnostics::Messages::dropped);
+        }
+    }
+
+    bool wantsFiles() const noexcept override { return files_ != nullptr; }
+    bool wantsMessages() const noexcept override { return session_.verbose(); }
+    void writeImage(const std::string& name, const cv::Mat& image) const override { files().writeImage(name, image); }
+    void writeMap(const std::string& name, const cv::Mat& map, int rows, int cols) const override {
+        files().writeMap(name, map, rows, cols);
+    }
+    std::unique_ptr<TextDump> openText(const std::string& name) const override { return files().openText(name); }
+    void print(std::string_view text) const override {
+        if (wantsMessages()) {
+            const std::scoped_lock lock(session_.output_);
+            session_.clearProgress();
+            std::fwrite(text.data(), 1, text.size(), stderr);
+        }
+    }
+
+    const DirectoryDiagnostics* directory() const noexcept { return files_.get(); }
+
+private:
+    const Diagnostics& files() const noexcept {
+        return files_ == nullptr ? dropAll() : static_cast<const Diagnostics&>(*files_);
+    }
+
+    const Session& session_;
+    std::unique_ptr<DirectoryDiagnostics> files_;
+};
+
+Session::Session(std::string command, CommonOptions options)
+    : command_(std::move(command)), options_(std::move(options)), terminal_(::isatty(STDERR_FILENO) == 1) {
+    if (!options_.dumps.empty()) {
+        checkFolder("--dumps", options_.dumps);
+    }
+    diagnostics_ = std::make_unique<SessionDiagnostics>(*this, options_);
+}
+
+Session::~Session() {
+    showProgress({});
+}
+
+const Diagnostics& Session::diagnostics() const noexcept {
+    return *diagnostics_;
+}
+
+void Session::tell(std::string_view line) const {
+    if (!options_.quiet) {
+        say(line);
+    }
+}
+
+void Session::warn(std::string_view line) const {
+    say("warning: " + std::string(line));
+}
+
+void Session::say(std::string_view line) const {
+    const std::string text = "darkroom " + command_ + ": " + std::string(line) + '\n';
+    const std::scoped_lock lock(output_);
+    clearProgress();
+    std::fwrite(text.data(), 1, text.size(), stderr);
+}
+
+void Session::showProgress(std::string_view text) const {
+    if (!showsProgress()) {
+        return;
+    }
+    const std::scoped_lock lock(output_);
+    clearProgress();
+    progressShown_ = !text.empty();
+    if (progressShown_) {
+        std::fwrite(text.data(), 1, text.size(), stderr);
+    }
+    std::fflush(stderr);
+}
+
+void Session::clearProgress() const {
+    if (progressShown_) {
+        std::fputs("\r\033[K", stderr);  // to the start of the line, and erase it
+        progressShown_ = false;
+    }
+}
+
+void Session::reportDumps() const {
+    if (diagnostics_->directory() != nullptr) {
+        for (const std::string& name : diagnostics_->directory()->failures()) {
+            warn("cannot write '" + options_.dumps + '/' + name + "'");
+        }
+    }
+}
+
+}  // namespace likeness::darkroom

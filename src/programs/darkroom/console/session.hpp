@@ -1,0 +1,70 @@
+// What every subcommand shares: how much it says, and where its diagnostics go.
+#pragma once
+
+#include <memory>
+#include <mutex>
+#include <string>
+#include <string_view>
+
+#include <likeness/diagnostics/diagnostics.hpp>
+
+#include "files/notices.hpp"
+
+namespace likeness::darkroom {
+
+/// Options that every subcommand has.
+struct CommonOptions {
+    std::string dumps;  ///< folder that keeps the diagnostic files; empty: they are dropped
+    bool quiet = false;
+    bool verbose = false;
+};
+
+/// One run of the program. Results go to standard output or into named files; everything that is said here goes to
+/// standard error, one line each, begun with the program's and the subcommand's name. Safe to call from several
+/// threads.
+class Session final : public Notices {
+public:
+    /// @param command  name of the subcommand
+    /// @throws Refusal  if the folder of the dumps does not exist or cannot be written
+    Session(std::string command, CommonOptions options);
+    ~Session() override;
+    Session(const Session&) = delete;
+    Session& operator=(const Session&) = delete;
+
+    bool quiet() const noexcept { return options_.quiet; }
+    bool verbose() const noexcept { return options_.verbose; }
+
+    /// Says what was done; dropped by --quiet.
+    void tell(std::string_view line) const override;
+
+    /// Says what the user should know although the work goes on. Not dropped by --quiet.
+    void warn(std::string_view line) const override;
+
+    /// Shows `text` on the last line of a terminal in place of what was there; empty text takes it away. Nothing where
+    /// standard error is no terminal, or with --quiet.
+    void showProgress(std::string_view text) const;
+
+    /// Whether `showProgress` shows anything.
+    bool showsProgress() const noexcept { return terminal_ && !options_.quiet; }
+
+    /// Receiver for the operations of the library: keeps files with --dumps, tells messages with --verbose.
+    const Diagnostics& diagnostics() const noexcept;
+
+    /// Warns of every diagnostic file that could not be written. Called once, when the subcommand is done.
+    void reportDumps() const;
+
+private:
+    class SessionDiagnostics;
+
+    void say(std::string_view line) const;
+    void clearProgress() const;
+
+    std::string command_;
+    CommonOptions options_;
+    bool terminal_;
+    mutable std::mutex output_;
+    mutable bool progressShown_ = false;
+    std::unique_ptr<SessionDiagnostics> diagnostics_;
+};
+
+}  // namespace likeness::darkroom

@@ -1,0 +1,33 @@
+#include "console/subcommands.hpp"
+
+namespace likeness::darkroom {
+
+const std::vector<Subcommand>& subcommands() {
+    static const std::vector<Subcommand> all = {
+        {"compare", "Compare two photographs by how they look: five coefficients", declareCompare},
+        {"appearance", "Maps of how bright, light, colourful, saturated and of what hue an image looks",
+         declareAppearance},
+        {"convert", "A picture to another colour space, and back", declareConvert},
+        {"white", "The white that a photograph was seen under", declareWhite},
+        {"adapt", "A photograph as if seen under D65, or under another one's light", declareAdapt},
+        {"brighten", "Six versions of a photograph in another brightness, of the same chroma and hue", declareBrighten},
+        {"tint", "Give a flash photograph the colours of the photograph without flash", declareTint},
+        {"stack", "Exposures of a scene from a flash and a no-flash photograph, merged and fused", declareStack},
+        {"fuse", "Camera response, radiance, tone-mapped and fused picture of a bracket", declareFuse},
+        {"match-brightness", "Give a photograph the mean and the spread of another one's lightness",
+         declareMatchBrightness},
+        {"align", "Lay a photograph onto another of the same scene along their optical flow", declareAlign},
+        {"structure", "Maps of the strength and the coherence of oriented structure", declareStructure},
+        {"smooth", "Smooth an image without crossing the edges of a guide", declareSmooth},
+        {"transfer", "The palette of one photograph on another, by optimal transport", declareTransfer},
+        {"batch", "Compare many pairs of photographs, recording every result", declareBatch},
+        {"merge", "Join the results of shards into one file in the order of the list", declareMerge},
+        {"verify", "Tell what results of a batch lack against its list", declareVerify},
+        {"report", "A page of the results of a batch: distributions, scatter, table, failures", declareReport},
+        {"completion", "Print a script that completes this command line in a shell", declareCompletion, false},
+        {"manual", "Print the man page, in the language of man", declareManual, false},
+    };
+    return all;
+}
+
+}  // namespace likeness::darkroom

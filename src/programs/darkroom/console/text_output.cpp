@@ -1,0 +1,26 @@
+#include "console/text_output.hpp"
+
+#include <iostream>
+
+#include "console/option_checks.hpp"
+#include "files/output_check.hpp"
+#include "files/replaced_file.hpp"
+
+namespace likeness::darkroom {
+
+void addTextOutput(CLI::App& app, TextOutput& output, const std::string& example) {
+    app.add_option("-o,--output", output.path,
+                   optionText("File that the text is written to; without it, standard output", example))
+        ->type_name("FILE");
+}
+
+void writeText(const TextOutput& output, const std::string& text) {
+    if (output.path.empty()) {
+        std::cout << text;
+        return;
+    }
+    checkOutputFile("--output", output.path);
+    replaceFile(output.path, text);
+}
+
+}  // namespace likeness::darkroom

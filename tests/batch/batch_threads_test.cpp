@@ -1,0 +1,176 @@
+// What the workers of a batch share.
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <cstdio>
+#include <set>
+#include <thread>
+
+#include "batch/analysis_cache.hpp"
+#include "photofile/decoder_remarks.hpp"
+#include "batch/ordered_pool.hpp"
+
+namespace likeness::testing {
+namespace {
+
+using namespace darkroom;
+using std::chrono::milliseconds;
+
+ResultRecord numbered(std::size_t number) {
+    ResultRecord record;
+    record.position = number;
+    return record;
+}
+
+TEST(OrderedPool, HandsOutInOrderWhateverTheOrderOfTheWork) {
+    for (const unsigned jobs : {1U, 2U, 8U}) {
+        constexpr std::size_t count = 2000;
+        std::atomic<std::size_t> greatestLead{0};
+        std::atomic<std::size_t> taken{0};
+        OrderedPool pool(count, jobs, [&] {
+            return [&](std::size_t number) {
+                if (number % 97 == 0) {
+                    std::this_thread::sleep_for(milliseconds(1));
+                }
+                const std::size_t lead = number - std::min(number, taken.load());
+                std::size_t before = greatestLead;
+                while (lead > before && !greatestLead.compare_exchange_weak(before, lead)) {
+                }
+                return numbered(number);
+            };
+        });
+        std::vector<ResultRecord> records;
+        while (pool.take(records, milliseconds(50))) {
+            for (const ResultRecord& record : records) {
+                ASSERT_EQ(record.position, taken++);
+            }
+        }
+        EXPECT_EQ(taken, count);
+        EXPECT_LT(greatestLead, 1024U);
+    }
+}
+
+TEST(OrderedPool, StoppedHandsOutABeginningWithoutGaps) {
+    OrderedPool pool(1000000, 4, [] {
+        return [](std::size_t number) {
+            std::this_thread::sleep_for(milliseconds(number % 4));
+            return numbered(number);
+        };
+    });
+    std::vector<ResultRecord> records;
+    std::size_t taken = 0;
+    while (pool.take(records, milliseconds(50))) {
+        for (const ResultRecord& record : records) {
+            ASSERT_EQ(record.position, taken++);
+        }
+        if (taken > 20) {
+            pool.stop();
+        }
+    }
+    EXPECT_GT(taken, 20U);
+    EXPECT_LT(taken, 1000U);
+}
+
+TEST(OrderedPool, HandsOnWhatAWorkerThrows) {
+    OrderedPool pool(100, 2, [] {
+        return [](std::size_t number) {
+            if (number == 7) {
+                throw std::runtime_error("seven");
+            }
+            return numbered(number);
+        };
+    });
+    std::vector<ResultRecord> records;
+    EXPECT_THROW(while (pool.take(records, milliseconds(50))){}, std::runtime_error);
+}
+
+PhotographAnalysis analysisOf(int width) {
+    PhotographAnalysis analysis;
+    analysis.facts.width = width;
+    return analysis;
+}
+
+TEST(AnalysisCache, AnalysesAPhotographOnce) {
+    AnalysisCache cache(10);
+    constexpr int uses = 400;
+    for (int k = 0; k < uses; ++k) {
+        cache.announce("reference");
+        cache.announce("photograph " + std::to_string(k));
+    }
+    cache.announced();
+    std::atomic<int> analyses{0};
+    std::atomic<int> next{0};
+    std::vector<std::thread> threads;
+    for (int t = 0; t < 4; ++t) {
+        threads.emplace_back([&] {
+            for (int k = next++; k < uses; k = next++) {
+                const auto reference = cache.get("reference", [&] {
+                    ++analyses;
+                    std::this_thread::sleep_for(milliseconds(5));
+                    return analysisOf(-1);
+                });
+                const auto other = cache.get("photograph " + std::to_string(k), [&] { return analysisOf(k); });
+                EXPECT_EQ(reference->facts.width, -1);
+                EXPECT_EQ(other->facts.width, k);
+            }
+        });
+    }
+    for (std::thread& thread : threads) {
+        thread.join();
+    }
+    EXPECT_EQ(analyses, 1);
+}
+
+TEST(AnalysisCache, IsBoundedAndKeepsWhatWasAskedForLast) {
+    AnalysisCache cache(2);
+    for (const char* const name : {"a", "b", "c", "a", "b", "c", "a", "b", "c", "a"}) {
+        cache.announce(name);
+    }
+    cache.announced();
+    std::string analysed;
+    for (const char* const name : {"a", "b", "a", "c", "a", "b"}) {
+        cache.get(name, [&] {
+            analysed += name;
+            return analysisOf(1);
+        });
+    }
+    EXPECT_EQ(analysed, "abcb");
+}
+
+TEST(AnalysisCache, WithoutRoomEveryUseAnalyses) {
+    AnalysisCache cache(0);
+    cache.announce("a");
+    cache.announce("a");
+    cache.announced();
+    int analyses = 0;
+    for (int k = 0; k < 2; ++k) {
+        cache.get("a", [&] {
+            ++analyses;
+            return analysisOf(1);
+        });
+    }
+    EXPECT_EQ(analyses, 2);
+}
+
+TEST(RemarkCollector, GetsTheLinesOfItsThread) {
+    const RemarkSorter sorter;
+    std::vector<std::thread> threads;
+    for (int t = 0; t < 4; ++t) {
+        threads.emplace_back([t] {
+            for (int k = 0; k < 50; ++k) {
+                const RemarkCollector collector;
+                for (int repeated = 0; repeated < 3; ++repeated) {
+                    std::fprintf(stderr, "thread %d, %d\n", t, k);
+                }
+                EXPECT_EQ(collector.lines(),
+                          std::vector<std::string>{"thread " + std::to_string(t) + ", " + std::to_string(k)});
+            }
+        });
+    }
+    for (std::thread& thread : threads) {
+        thread.join();
+    }
+}
+
+}  // namespace
+}  // namespace likeness::testing

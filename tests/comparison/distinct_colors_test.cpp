@@ -1,0 +1,147 @@
+#include <likeness/comparison/distinct_colors.hpp>
+
+#include <gtest/gtest.h>
+
+#include <limits>
+#include <map>
+
+#include "comparison/color_slots.hpp"
+#include "support/mat_matchers.hpp"
+#include "support/test_images.hpp"
+
+namespace likeness {
+namespace {
+
+/// Every one of 2^18 colours once, in rows of 512.
+cv::Mat manyColors() {
+    cv::Mat image(512, 512, CV_8UC3);
+    for (int i = 0; i < image.rows; ++i) {
+        for (int j = 0; j < image.cols; ++j) {
+            const int k = (i * 512 + j) * 37 % (1 << 18);  // 37 is odd: every number once
+            image.at<cv::Vec3b>(i, j) =
+                cv::Vec3b(cv::saturate_cast<uchar>(k % 64 * 4), cv::saturate_cast<uchar>(k / 64 % 64 * 4),
+                          cv::saturate_cast<uchar>(k / 4096 * 4));
+        }
+    }
+    return image;
+}
+
+/// Of more pixels than those for which the counter notes where the colours are.
+cv::Mat large() {
+    cv::Mat image = testing::randomPhotograph({1600, 1000}, 4);
+    image.rowRange(100, 900).setTo(cv::Scalar(250, 3, 128));
+    return image;
+}
+
+void expectColorsOf(const cv::Mat& photograph, const DistinctColors& colors, bool withIndices) {
+    std::map<std::uint32_t, std::uint32_t> expected;
+    for (int i = 0; i < photograph.rows; ++i) {
+        for (int j = 0; j < photograph.cols; ++j) {
+            std::uint32_t slot = 0;
+            colorSlots(photograph.ptr<uchar>(i, j), 1, &slot);
+            ++expected[slot];
+        }
+    }
+    std::vector<cv::Vec3b> order;
+    std::vector<std::uint32_t> counts;
+    for (const auto& [slot, count] : expected) {
+        order.push_back(colorOfSlot(slot));
+        counts.push_back(count);
+    }
+    EXPECT_EQ(colors.counts, counts);
+    if (order.empty()) {
+        EXPECT_TRUE(colors.bgr.empty());
+    } else {
+        EXPECT_MAT_EQUAL(colors.bgr, cv::Mat(1, static_cast<int>(order.size()), CV_8UC3, order.data()));
+    }
+    if (withIndices) {
+        EXPECT_EQ(colors.indices.size(), photograph.size());
+        if (!order.empty()) {
+            EXPECT_MAT_EQUAL(expandColors(colors.bgr, colors.indices), photograph);
+        }
+    } else {
+        EXPECT_TRUE(colors.indices.empty());
+    }
+}
+
+std::vector<testing::NamedImage> photographs() {
+    cv::Mat blackThenWhite = cv::Mat::zeros(3, 4, CV_8UC3);
+    blackThenWhite.row(2).setTo(cv::Scalar::all(255));
+    return {{"black and white", blackThenWhite},
+            {"cat", testing::examplePhotograph("cat.jpg")},
+            {"random", testing::randomPhotograph({120, 80}, 1)},
+            {"gaps", testing::withGaps(testing::randomPhotograph({12, 8}, 2))},
+            {"many", manyColors()},
+            {"large, without a note of the pieces", large()},
+            {"one pixel", testing::randomPhotograph({1, 1}, 3)},
+            {"empty", cv::Mat()},
+            {"black", cv::Mat::zeros(9, 9, CV_8UC3)}};
+}
+
+TEST(ColorCounter, CountsEachPhotograph) {
+    for (const auto& [name, photograph] : photographs()) {
+        SCOPED_TRACE(name);
+        for (const bool withIndices : {false, true}) {
+            ColorCounter counter;
+            expectColorsOf(photograph, counter.count(photograph, withIndices), withIndices);
+        }
+    }
+}
+
+TEST(ColorCounter, StartsAnewWithEachPhotograph) {
+    ColorCounter counter;
+    bool withIndices = false;
+    for (int repetition = 0; repetition < 2; ++repetition) {
+        for (const auto& [name, photograph] : photographs()) {
+            SCOPED_TRACE(name);
+            expectColorsOf(photograph, counter.count(photograph, withIndices), withIndices);
+            withIndices = !withIndices;
+        }
+        withIndices = !withIndices;
+    }
+}
+
+TEST(ColorCounter, CountsPastTheRangeOfATableEntry) {
+    // An entry of one byte carries over after 255 pixels; around the first carries, and far beyond.
+    ColorCounter counter;
+    for (const int pixels : {1, 254, 255, 256, 257, 509, 510, 511, 512, 765, 766, 1000003, 1572864}) {
+        const cv::Mat grey(1, pixels, CV_8UC3, cv::Scalar::all(90));
+        EXPECT_EQ(counter.count(grey, false).counts, std::vector<std::uint32_t>{static_cast<std::uint32_t>(pixels)});
+        cv::Mat mixed(3, pixels, CV_8UC3, cv::Scalar::all(90));
+        mixed.row(1).setTo(cv::Scalar(1, 2, 3));
+        const auto once = static_cast<std::uint32_t>(pixels);
+        EXPECT_EQ(counter.count(mixed, true).counts, (std::vector<std::uint32_t>{once, 2 * once}));
+    }
+}
+
+TEST(ColorCounter, HasManyColorsOfManyColors) {
+    ColorCounter counter;
+    EXPECT_EQ(counter.count(manyColors(), false).counts, std::vector<std::uint32_t>(1U << 18U, 1));
+}
+
+TEST(ExpandColors, TakesTheMemoryThatItIsOffered) {
+    const cv::Mat indices = cv::Mat::zeros(4, 5, CV_32S);
+    cv::Mat expanded(4, 5, CV_8U);
+    const uchar* const memory = expanded.data;
+    expanded = expandColors(cv::Mat(1, 1, CV_8U, cv::Scalar(9)), indices, std::move(expanded));
+    EXPECT_EQ(expanded.data, memory);
+    EXPECT_MAT_EQUAL(expanded, cv::Mat(4, 5, CV_8U, cv::Scalar(9)));
+}
+
+TEST(ExpandColors, PutsEachColorsValueIntoItsPixels) {
+    const cv::Mat indices = (cv::Mat_<int>(2, 3) << 0, 2, 1, 1, 0, 0);
+    const cv::Mat bytes = (cv::Mat_<uchar>(1, 3) << 10, 20, 30);
+    EXPECT_MAT_EQUAL(expandColors(bytes, indices), (cv::Mat_<uchar>(2, 3) << 10, 30, 20, 20, 10, 10));
+    const cv::Mat floats = (cv::Mat_<float>(1, 3) << 0.5, -1, std::numeric_limits<float>::quiet_NaN());
+    EXPECT_MAT_EQUAL(expandColors(floats, indices),
+                     (cv::Mat_<float>(2, 3) << 0.5, std::numeric_limits<float>::quiet_NaN(), -1, -1, 0.5, 0.5));
+    cv::Mat triples;
+    cv::merge(std::vector<cv::Mat>{floats, floats * 2, floats + 1}, triples);
+    const cv::Mat expanded = expandColors(triples, testing::withGaps(indices));
+    ASSERT_EQ(expanded.type(), CV_32FC3);
+    EXPECT_EQ(expanded.at<cv::Vec3f>(0, 2), cv::Vec3f(-1, -2, 0));
+    EXPECT_EQ(expanded.at<cv::Vec3f>(1, 2), cv::Vec3f(0.5, 1, 1.5));
+}
+
+}  // namespace
+}  // namespace likeness

@@ -1,0 +1,492 @@
+// darkroom batch, merge and verify as a user meets them, and what is left of them when things go wrong.
+#include <gtest/gtest.h>
+#include <signal.h>
+#include <sys/mount.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <chrono>
+#include <cstdlib>
+#include <fstream>
+#include <opencv2/imgcodecs.hpp>
+#include <random>
+#include <thread>
+
+#include <likeness/comparison/photograph_comparison.hpp>
+#include "darkroom/darkroom_program.hpp"
+#include "files/number_format.hpp"
+#include "support/test_images.hpp"
+
+namespace likeness::testing {
+namespace {
+
+namespace fs = std::filesystem;
+using std::chrono::milliseconds;
+
+/// A folder "photos" of small photographs p0.jpg ... and lists of pairs of them.
+class DarkroomBatch : public DarkroomProgram {
+protected:
+    static constexpr int photographs = 12;
+
+    void SetUp() override {
+        fs::create_directory(input("photos"));
+        for (int k = 0; k < photographs; ++k) {
+            const cv::Mat whole = examplePhotograph(examplePhotographNames()[static_cast<std::size_t>(k) % 4]);
+            const cv::Mat part = whole(cv::Rect(10 * k, 7 * k, 150 + k, 100 + 2 * k)).clone();
+            ASSERT_TRUE(cv::imwrite(photograph(k), part, {cv::IMWRITE_JPEG_QUALITY, 80 + k}));
+        }
+    }
+
+    std::string photograph(int k) const { return input("photos/p" + std::to_string(k) + ".jpg"); }
+
+    /// A list of `count` pairs with ids and two further columns; every 10th pair has a photograph that is not there.
+    std::string saveList(int count, const std::string& name = "pairs.csv") const {
+        std::string text = "id,first,second,\"camera, body\",note\n";
+        for (int k = 0; k < count; ++k) {
+            const std::string second = k % 10 == 9 ? input("photos/none.jpg") : photograph((k / photographs) % 12);
+            text += "pair-" + std::to_string(k) + ',' + photograph(k % photographs) + ',' + second + ",\"c, " +
+                    std::to_string(k % 3) + "\",\"two\nlines\"\n";
+        }
+        return saveText(name, text);
+    }
+
+    /// Runs a batch to its end and returns the bytes of the result, of a database as CSV.
+    std::string resultOf(std::vector<std::string> arguments, const std::string& output, int status) const {
+        arguments.insert(arguments.begin(), "batch");
+        arguments.insert(arguments.end(), {"-o", output});
+        const Outcome outcome = darkroom(arguments);
+        EXPECT_EQ(outcome.status, status) << outcome.err;
+        EXPECT_EQ(outcome.out, "");
+        return bytesOf(output);
+    }
+
+    std::string bytesOf(const std::string& name) const {
+        if (fs::path(name).extension() != ".db") {
+            return contentOf(output(name));
+        }
+        expectDone({"merge", "exported.csv", name, "--overwrite"});
+        return contentOf(output("exported.csv"));
+    }
+
+    /// Waits until a text output holds some records or the time is over.
+    void waitForBytes(const std::string& name, std::uintmax_t bytes) const {
+        for (int k = 0; k < 2000; ++k) {
+            std::error_code error;
+            const std::uintmax_t size = fs::file_size(output(name), error);
+            if (!error && size >= bytes) {
+                return;
+            }
+            std::this_thread::sleep_for(milliseconds(5));
+        }
+        FAIL() << name << " does not grow";
+    }
+
+    ::pid_t begin(std::vector<std::string> arguments) const {
+        arguments.insert(arguments.begin(), {LIKENESS_DARKROOM, "batch"});
+        return start(arguments, folder());
+    }
+};
+
+TEST_F(DarkroomBatch, RecordsTheCoefficientsOfTheLibrary) {
+    const std::string list = saveText("l.csv", "first,second\n" + photo("cat.jpg") + ',' + photo("coffee.jpg") + '\n');
+    const std::string csv = resultOf({list}, "r.csv", 0);
+    const LikenessCoefficients expected =
+        comparePhotographs(examplePhotograph("cat.jpg"), examplePhotograph("coffee.jpg"));
+    std::string numbers;
+    for (const float value :
+         {expected.brightness, expected.lightness, expected.chroma, expected.colorfulness, expected.saturation}) {
+        numbers += ',' + darkroom::nineDigits(static_cast<double>(value));
+    }
+    const std::vector<std::string> lines = linesOf(csv);
+    ASSERT_EQ(lines.size(), 2U);
+    EXPECT_EQ(lines[1].rfind("1,1,1," + photo("cat.jpg") + '|' + photo("coffee.jpg") + ',' + photo("cat.jpg") + ',' +
+                                 photo("coffee.jpg") + ",451,300,600,400" + numbers +
+                                 ",0,0,0,0,0,0,0,0,0,0,compared,,," LIKENESS_VERSION ",",
+                             0),
+              0U)
+        << lines[1];
+    EXPECT_EQ(filesLeft(), std::vector<std::string>{"r.csv"});
+}
+
+TEST_F(DarkroomBatch, DefaultOutputIsADatabase) {
+    const std::string list = saveList(5);
+    expectDone({"batch", list, "--quiet"});
+    EXPECT_EQ(filesLeft(), std::vector<std::string>{"results.db"});
+    const Outcome outcome = expectDone({"verify", list, "results.db"});
+    EXPECT_EQ(outcome.out, "pairs: 5\ncompared: 5\nfailed: 0\nmissing: 0\ndoubled: 0\nforeign: 0\naltered: 0\n");
+}
+
+TEST_F(DarkroomBatch, JobsCacheAndShardsMakeNoDifference) {
+    const std::string list = saveList(40);
+    for (const std::string extension : {"csv", "jsonl", "db"}) {
+        const std::string expected = resultOf({list, "--jobs", "1", "--cache", "0"}, "one." + extension, 1);
+        EXPECT_EQ(resultOf({list, "--jobs", "2"}, "two." + extension, 1), expected);
+        EXPECT_EQ(resultOf({list, "--jobs", "8", "--cache", "3"}, "eight." + extension, 1), expected);
+        std::vector<std::string> merge = {"merge", "merged." + extension};
+        const int shards = extension == "csv" ? 16 : 3;
+        for (int shard = 1; shard <= shards; ++shard) {
+            const std::string name = "shard" + std::to_string(shard) + '.' + extension;
+            const Outcome outcome =
+                darkroom({"batch", list, "--shard", std::to_string(shard) + '/' + std::to_string(shards), "-o", name,
+                          "--quiet"});
+            EXPECT_LE(outcome.status, 1) << outcome.err;
+            merge.push_back(name);
+        }
+        std::shuffle(merge.begin() + 2, merge.end(), std::mt19937(7));
+        expectDone(merge);
+        EXPECT_EQ(bytesOf("merged." + extension), expected);
+    }
+    // The formats say the same.
+    expectDone({"merge", "of_jsonl.csv", "one.jsonl"});
+    EXPECT_EQ(contentOf(output("of_jsonl.csv")), contentOf(output("one.csv")));
+    EXPECT_EQ(bytesOf("one.db"), contentOf(output("one.csv")));
+}
+
+TEST_F(DarkroomBatch, AFailedPairIsARecordAndNoGap) {
+    saveText("photos/text.jpg", "no image");
+    const std::string truncated = contentOf(photograph(0)).substr(0, 3000);
+    saveText("photos/cut.jpg", truncated);
+    const std::string list = saveText("l.jsonl",
+                                      "{\"id\":\"a\",\"first\":\"p1.jpg\",\"second\":\"text.jpg\",\"iso\":100}\n"
+                                      "{\"id\":\"b\",\"first\":\"gone.jpg\",\"second\":\"text.jpg\"}\n"
+                                      "{\"id\":\"c\",\"first\":\"cut.jpg\",\"second\":\"cut.jpg\"}\n"
+                                      "{\"id\":\"d\",\"first\":\"p1.jpg\",\"second\":\"p1.jpg\"}\n");
+    const Outcome outcome = darkroom({"batch", list, "--root", input("photos"), "-o", "r.jsonl"});
+    EXPECT_EQ(outcome.status, 1);
+    EXPECT_NE(outcome.err.find("darkroom batch: 4 pairs, 2 failed; 4 in this run in "), std::string::npos);
+    EXPECT_NE(outcome.err.find("the decoders had remarks on 1 pairs"), std::string::npos);
+    const std::vector<std::string> lines = linesOf(contentOf(output("r.jsonl")));
+    ASSERT_EQ(lines.size(), 4U);
+    const auto holds = [&](std::size_t line, const std::string& text) {
+        EXPECT_NE(lines[line].find(text), std::string::npos) << lines[line];
+    };
+    holds(0, "\"status\":\"failed\",\"error\":\"cannot read 'text.jpg' as an image\",\"remarks\":null");
+    holds(0, "\"iso\":100}");
+    holds(0, "\"first_width\":151,\"first_height\":102,\"second_width\":null");
+    holds(1, "\"error\":\"cannot read 'gone.jpg': No such file or directory; cannot read 'text.jpg' as an image\"");
+    holds(2, "\"status\":\"compared\",\"error\":null,\"remarks\":\"'cut.jpg': Premature end of JPEG file\"");
+    holds(3, "\"brightness\":1.0");
+    const Outcome verified = darkroom({"verify", list, "r.jsonl"});
+    EXPECT_EQ(verified.status, 1);
+    EXPECT_NE(verified.out.find("failed: 2\n"), std::string::npos);
+    EXPECT_NE(verified.out.find("failed: a: cannot read 'text.jpg' as an image\n"), std::string::npos);
+
+    // Once the file is there, only the failed pairs are done again.
+    ASSERT_TRUE(cv::imwrite(input("photos/text.jpg"), examplePhotograph("cat.jpg")));
+    ASSERT_TRUE(cv::imwrite(input("photos/gone.jpg"), examplePhotograph("cat.jpg")));
+    const Outcome again =
+        darkroom({"batch", list, "--root", input("photos"), "-o", "r.jsonl", "--resume", "--retry-failed"});
+    EXPECT_EQ(again.status, 0) << again.err;
+    EXPECT_EQ(contentOf(output("r.jsonl")), resultOf({list, "--root", input("photos")}, "undisturbed.jsonl", 0));
+    EXPECT_EQ(filesLeft(), (std::vector<std::string>{"r.jsonl", "undisturbed.jsonl"}));
+}
+
+TEST_F(DarkroomBatch, PairsFoldersByRelativePath) {
+    for (const char* const name : {"before/x.jpg", "before/sub/y.PNG", "after/x.png", "after/sub/y.jpg"}) {
+        fs::create_directories(fs::path(output(name)).parent_path());
+        ASSERT_TRUE(cv::imwrite(output(name), examplePhotograph("cat.jpg")));
+    }
+    saveText("ignored", "");
+    std::ofstream(output("before/notes.txt")) << "not an image";
+    const std::string csv = resultOf({"--folders", "before", "after"}, "r.csv", 0);
+    const std::vector<std::string> lines = linesOf(csv);
+    ASSERT_EQ(lines.size(), 3U);
+    EXPECT_EQ(lines[1].rfind("1,1,2,sub/y,before/sub/y.PNG,after/sub/y.jpg,", 0), 0U) << lines[1];
+    EXPECT_EQ(lines[2].rfind("1,2,2,x,before/x.jpg,after/x.png,", 0), 0U) << lines[2];
+    EXPECT_EQ(expectDone({"batch", "--folders", "before/", "after", "--print-list"}).out,
+              "id,first,second\nsub/y,before/sub/y.PNG,after/sub/y.jpg\nx,before/x.jpg,after/x.png\n");
+
+    fs::copy_file(output("before/x.jpg"), output("before/alone.jpg"));
+    const Outcome refused = darkroom({"batch", "--folders", "before", "after", "-o", "s.csv"});
+    EXPECT_EQ(refused.status, 2);
+    EXPECT_EQ(refused.err,
+              "darkroom batch: warning: 'before/alone.jpg' has no partner\n"
+              "darkroom batch: --folders: 1 files have no partner; --allow-unpaired compares the others\n");
+    EXPECT_FALSE(fs::exists(output("s.csv")));
+    EXPECT_EQ(resultOf({"--folders", "before", "after", "--allow-unpaired"}, "t.csv", 0), csv);
+    expectRefused({"batch", "--folders", "before", "nowhere"}, "--folders: 'nowhere' does not exist");
+    fs::copy_file(output("before/x.jpg"), output("before/x.png"));
+    expectRefused({"batch", "--folders", "before", "after"},
+                  "--folders: 'before/x.jpg' and 'before/x.png' differ in the extension only");
+}
+
+TEST_F(DarkroomBatch, GoesOnWhenTheListHasGrown) {
+    const std::string expected = resultOf({saveList(40)}, "whole.csv", 1);
+    const std::vector<std::string> lines = linesOf(contentOf(saveList(40, "grown.csv")));
+    std::string fewer;
+    for (std::size_t k = 0; k < lines.size(); ++k) {
+        if (k / 2 % 3 != 1 || k == 0) {
+            fewer += lines[k] + '\n';
+        }
+    }
+    // A record of the list takes two lines, the header one.
+    std::string some = lines[0] + '\n';
+    for (std::size_t k = 1; k + 1 < lines.size(); k += 2) {
+        some += k % 3 == 0 ? "" : lines[k] + '\n' + lines[k + 1] + '\n';
+    }
+    for (const std::string extension : {"csv", "jsonl", "db"}) {
+        const std::string name = "grown." + extension;
+        EXPECT_NE(resultOf({saveText("some.csv", some)}, name, 1), expected);
+        const std::string grown = resultOf({input("grown.csv"), "--resume"}, name, 1);
+        EXPECT_EQ(grown, extension == "jsonl" ? resultOf({input("grown.csv")}, "whole.jsonl", 1) : expected);
+        EXPECT_FALSE(fs::exists(output(name + ".previous")));
+    }
+}
+
+TEST_F(DarkroomBatch, RefusesBeforeAnyWork) {
+    const std::string list = saveList(3);
+    expectRefused({"batch"}, "LIST or --folders is required");
+    expectRefused({"batch", list, "--folders", "a", "b"}, "LIST and --folders exclude each other");
+    expectRefused({"batch", "none.csv"}, "cannot read 'none.csv': No such file or directory");
+    expectRefused({"batch", list, "-o", "r.txt"},
+                  "--output: 'r.txt' does not end in .db, .sqlite, .sqlite3, .jsonl, .ndjson or .csv");
+    expectRefused({"batch", list, "-o", "none/r.csv"},
+                  "--output: 'none/r.csv' cannot be written: the folder 'none' does not exist");
+    expectRefused({"batch", list, "--jobs", "0"}, "--jobs: '0' is not a whole number from 1 to 1024");
+    expectRefused({"batch", list, "--shard", "3/2"},
+                  "--shard: '3/2' is not I/N with whole numbers, I from 1 to N, N up to 1000000");
+    expectRefused({"batch", list, "--retry-failed"}, "--retry-failed: there is no --resume");
+    expectRefused({"batch", list, "--timing"}, "--timing: a database has the times in its table 'timing'");
+    expectRefused({"batch", list, "--allow-unpaired"}, "--allow-unpaired: there are no --folders");
+    expectRefused({"batch", list, "--root", "none"}, "--root: 'none' does not exist");
+    expectRefused({"batch", list, "--list-format", "xml"}, "--list-format: 'xml' is not csv, tsv or jsonl");
+    const std::string doubled = saveText("d.csv", "first,second\na,b\na,b\n");
+    expectRefused({"batch", doubled, "-o", "r.csv"}, "'" + doubled + "', line 3: this pair has the id of line 2");
+    const std::string empty = saveText("e.csv", "");
+    expectRefused({"batch", empty, "-o", "r.csv"}, "'" + empty + "': there are no pairs in the list");
+    std::ofstream(output("r.csv")) << "mine";
+    expectRefused({"batch", list, "-o", "r.csv"}, "--output: 'r.csv' exists; --resume goes on with it");
+    expectRefused({"batch", list, "-o", "r.csv", "--resume"}, "'r.csv' is no file of results");
+    fs::create_symlink("/dev/full", output("full.csv"));
+    expectRefused({"batch", list, "-o", "full.csv", "--resume"}, "--output: 'full.csv' is not a regular file");
+    EXPECT_EQ(darkroom({"batch", list, "-o", "/proc/r.csv"}).status, 2);
+}
+
+TEST_F(DarkroomBatch, RefusesToResumeOtherResults) {
+    const std::string list = saveList(6);
+    const std::string expected = resultOf({list}, "r.csv", 0);
+    const auto refused = [&](const std::string& from, const std::string& to, const std::string& message) {
+        std::string text = expected;
+        text.replace(text.find(from), from.size(), to);
+        std::ofstream(output("r.csv"), std::ios::binary) << text;
+        expectRefused({"batch", list, "-o", "r.csv", "--resume"}, message);
+    };
+    refused("," LIKENESS_VERSION ",", ",0.0.1,",
+            "'r.csv' holds results of version 0.0.1, and this is version " LIKENESS_VERSION);
+    refused("pair-3", "other", "'r.csv' holds the pair 'other', which is not in the list or not in this shard of it");
+    refused(photograph(1), "x.jpg", "'r.csv' holds the pair 'pair-1' with other photographs than the list");
+    refused("pair-1", "pair-2", "'r.csv' holds the pair 'pair-2' with other photographs than the list");
+    refused("compared", "compered", "'r.csv', line 2: this is no whole result record of schema 1");
+    std::ofstream(output("r.csv"), std::ios::binary) << expected + expected.substr(expected.rfind("1,6,6,"));
+    expectRefused({"batch", list, "-o", "r.csv", "--resume"}, "'r.csv' holds the pair 'pair-5' twice");
+}
+
+TEST_F(DarkroomBatch, RefusesToTakeDamageForACutOffRecord) {
+    std::string text = "id,first,second\n";
+    for (const char* const id : {"a", "b", "c", "d", "e"}) {
+        text += std::string(id) + ',' + photograph(0) + ',' + photograph(1) + '\n';
+    }
+    const std::string list = saveText("plain.csv", text);
+    std::string csv = resultOf({list}, "r.csv", 0);
+    // From here on everything is in quotes that do not close.
+    std::ofstream(output("r.csv"), std::ios::binary) << csv.replace(csv.find("1,2,5,b"), 6, "1,2,5,\"");
+    expectRefused({"batch", list, "-o", "r.csv", "--resume"},
+                  "'r.csv': 4 lines at the end are no whole result record, which is more than a stop leaves");
+}
+
+TEST_F(DarkroomBatch, MergeRefuses) {
+    const std::string list = saveList(12);
+    const std::string whole = resultOf({list}, "whole.csv", 1);
+    resultOf({list, "--shard", "1/2"}, "1.csv", darkroom({"batch", list, "--shard", "1/2", "-o", "s.jsonl"}).status);
+    resultOf({list, "--shard", "2/2"}, "2.csv", darkroom({"batch", list, "--shard", "2/2", "-o", "t.jsonl"}).status);
+    expectDone({"merge", "m.csv", "2.csv", "s.jsonl"});
+    const auto withMessage = [&](const std::vector<std::string>& arguments, const std::string& begin) {
+        const Outcome outcome = darkroom(arguments);
+        EXPECT_EQ(outcome.status, 2);
+        EXPECT_EQ(outcome.err.rfind("darkroom merge: " + begin, 0), 0U) << outcome.err;
+        EXPECT_FALSE(fs::exists(output("x.csv")));
+    };
+    withMessage({"merge", "x.csv", "1.csv"}, "position");
+    withMessage({"merge", "x.csv", "1.csv", "2.csv", "1.csv"}, "position ");
+    withMessage({"merge", "x.csv", "whole.csv", "1.csv"}, "position ");
+    expectRefused({"merge", "m.csv", "1.csv", "2.csv"}, "OUT: 'm.csv' exists; --overwrite replaces it");
+    expectRefused({"merge", "1.csv", "1.csv", "2.csv", "--overwrite"}, "'1.csv' is an input and would be overwritten");
+    expectRefused({"merge", "x.csv", "none.csv"}, "cannot read 'none.csv': No such file or directory");
+    std::string text = contentOf(output("2.csv"));
+    std::ofstream(output("2.csv"), std::ios::binary) << text.substr(0, text.size() - 5);
+    expectRefused({"merge", "x.csv", "1.csv", "2.csv"},
+                  "'2.csv': the last record is cut off; darkroom batch --resume repairs it");
+    const std::size_t version = text.find("," LIKENESS_VERSION ",");
+    std::ofstream(output("2.csv"), std::ios::binary)
+        << text.replace(version, std::string(LIKENESS_VERSION).size() + 2, ",9.9.9,");
+    withMessage({"merge", "x.csv", "1.csv", "2.csv"}, "'");
+    EXPECT_NE(darkroom({"merge", "x.csv", "1.csv", "2.csv"}).err.find("differ in the version"), std::string::npos);
+}
+
+TEST_F(DarkroomBatch, VerifyTellsWhatIsWrong) {
+    const std::string list = saveList(6);
+    const std::string csv = resultOf({list}, "r.csv", 0);
+    std::string text = csv;
+    const std::size_t second = text.find("1,2,6,");
+    const std::size_t third = text.find("1,3,6,");
+    const std::size_t fourth = text.find("1,4,6,");
+    text = text.substr(0, second) + text.substr(third) + text.substr(third, fourth - third);
+    text.replace(text.find("pair-4"), 6, "other!");
+    text.replace(text.find("c, 2"), 4, "c, 9");
+    std::ofstream(output("r.csv"), std::ios::binary) << text;
+    const Outcome outcome = darkroom({"verify", list, "r.csv"});
+    EXPECT_EQ(outcome.status, 1);
+    EXPECT_EQ(outcome.out,
+              "pairs: 6\ncompared: 4\nfailed: 0\nmissing: 2\ndoubled: 1\nforeign: 1\naltered: 1\n"
+              "altered: pair-2: camera, body is 'c, 9', expected 'c, 2'\n"
+              "foreign: other!\ndoubled: pair-2\nmissing: pair-1\nmissing: pair-4\n");
+    expectRefused({"verify", list, "none.db"}, "cannot read 'none.db': No such file or directory");
+    expectRefused({"verify", list, list}, "'" + list + "' is no file of results");
+}
+
+TEST_F(DarkroomBatch, KilledAnywhereAndResumedGivesTheSameBytes) {
+    const char* const asked = std::getenv("LIKENESS_BATCH_KILLS");
+    const int kills = asked == nullptr ? 4 : std::atoi(asked);
+    const std::string list = saveList(250);
+    std::mt19937 random(11);
+    for (const std::string extension : {"csv", "jsonl", "db"}) {
+        const std::string expected = resultOf({list}, "undisturbed." + extension, 1);
+        const std::string name = "killed." + extension;
+        int killed = 0;
+        for (int attempt = 0; killed < kills && attempt < 20 * kills; ++attempt) {
+            const ::pid_t process = begin({list, "-o", name, "--resume", "--jobs", "2", "--cache", "0", "--quiet"});
+            std::this_thread::sleep_for(milliseconds(random() % 150));
+            ::kill(process, SIGKILL);
+            const int status = statusOf(process);
+            killed += status == 1000 + SIGKILL ? 1 : 0;
+            if (status == 1) {  // it was faster: begin anew
+                EXPECT_EQ(bytesOf(name), expected);
+                fs::remove(output(name));
+            }
+            // What is recorded can be read at any time.
+            if (fs::exists(output(name))) {
+                const Outcome verified = darkroom({"verify", list, name});
+                EXPECT_LE(verified.status, 1) << verified.err;
+                EXPECT_NE(verified.out.find("doubled: 0\nforeign: 0\naltered: 0\n"), std::string::npos);
+            }
+        }
+        EXPECT_EQ(killed, kills);
+        EXPECT_EQ(resultOf({list, "--resume"}, name, 1), expected);
+        EXPECT_FALSE(fs::exists(output(name + ".lock")));
+    }
+}
+
+TEST_F(DarkroomBatch, SignalsFinishThePairsAtHand) {
+    const std::string list = saveList(200);
+    const std::string expected = resultOf({list}, "whole.csv", 1);
+    for (const auto& [signal, expectedStatus] : {std::pair(SIGTERM, 143), std::pair(SIGINT, 130)}) {
+        const std::string name = "stopped" + std::to_string(signal) + ".csv";
+        const ::pid_t process = begin({list, "-o", name, "--jobs", "2", "--cache", "0"});
+        waitForBytes(name, 3000);
+        ::kill(process, signal);
+        EXPECT_EQ(statusOf(process), expectedStatus);
+        const std::string text = contentOf(output(name));
+        EXPECT_EQ(text.back(), '\n');
+        const Outcome verified = darkroom({"verify", list, name});
+        EXPECT_EQ(verified.status, 1);
+        EXPECT_EQ(verified.err, "");  // no record is cut off
+        EXPECT_NE(verified.out.find("doubled: 0\nforeign: 0\naltered: 0\n"), std::string::npos);
+        EXPECT_EQ(resultOf({list, "--resume"}, name, 1), expected);
+    }
+}
+
+TEST_F(DarkroomBatch, TwoOnOneOutputRefuseEachOther) {
+    const std::string list = saveList(400);
+    const ::pid_t process = begin({list, "-o", "r.csv", "--cache", "0"});
+    waitForBytes("r.csv", 3000);
+    const Outcome outcome = darkroom({"batch", list, "-o", "r.csv", "--resume"});
+    EXPECT_EQ(outcome.status, 2);
+    EXPECT_EQ(outcome.err, "darkroom batch: 'r.csv' is being written by another process\n");
+    const Outcome merged = darkroom({"merge", "m.csv", "r.csv"});
+    EXPECT_EQ(merged.status, 2);
+    EXPECT_EQ(merged.err, "darkroom merge: 'r.csv' is being written by another process\n");
+    EXPECT_EQ(statusOf(process), 1);
+    EXPECT_EQ(contentOf(output("r.csv")), resultOf({list}, "other.csv", 1));
+}
+
+/// Runs a command line of the shell.
+Outcome shell(const std::string& command, const fs::path& folder) {
+    return run({"/bin/sh", "-c", command}, folder);
+}
+
+TEST_F(DarkroomBatch, AFileThatMayNotGrowKeepsWhatIsRecorded) {
+    const std::string list = saveList(60);
+    for (const std::string extension : {"csv", "jsonl", "db"}) {
+        const std::string expected = resultOf({list}, "whole." + extension, 1);
+        const std::string name = "limited." + extension;
+        // Of 512 bytes. The database needs 64 for the index of its log, and its log more than 80 however few the
+        // commits.
+        const std::string blocks = extension == "db" ? "80" : "10";
+        const Outcome outcome =
+            shell("ulimit -f " + blocks + "; exec " LIKENESS_DARKROOM " batch " + list + " -o " + name + " --quiet",
+                  folder());
+        EXPECT_EQ(outcome.status, 2) << outcome.err;
+        EXPECT_EQ(outcome.err.rfind("darkroom batch: cannot write '" + name + "': ", 0), 0U) << outcome.err;
+        EXPECT_NE(outcome.err.find(" of 60 pairs are recorded, --resume goes on from there\n"), std::string::npos);
+        const Outcome verified = darkroom({"verify", list, name});
+        EXPECT_EQ(verified.status, 1);
+        EXPECT_EQ(verified.err, "");
+        EXPECT_NE(verified.out.find("doubled: 0\nforeign: 0\naltered: 0\n"), std::string::npos);
+        EXPECT_EQ(resultOf({list, "--resume"}, name, 1), expected);
+    }
+}
+
+TEST_F(DarkroomBatch, AFullDiskKeepsWhatIsRecorded) {
+    const std::string disk = output("disk");
+    fs::create_directory(disk);
+    if (::mount("tmpfs", disk.c_str(), "tmpfs", 0, "size=64k") != 0) {
+        GTEST_SKIP() << "a small file system cannot be mounted here";
+    }
+    const std::string list = saveList(400);
+    for (const std::string extension : {"csv", "jsonl"}) {
+        const std::string name = "disk/r." + extension;
+        const Outcome outcome = darkroom({"batch", list, "-o", name});
+        EXPECT_EQ(outcome.status, 2);
+        EXPECT_NE(outcome.err.find("cannot write '" + name + "': No space left on device; "), std::string::npos)
+            << outcome.err;
+        EXPECT_EQ(darkroom({"verify", list, name}).err, "");
+        fs::copy_file(output(name), output("moved." + extension));
+        fs::remove(output(name));
+    }
+    EXPECT_EQ(::umount(disk.c_str()), 0);
+    for (const std::string extension : {"csv", "jsonl"}) {
+        EXPECT_EQ(resultOf({list, "--resume"}, "moved." + extension, 1), resultOf({list}, "whole." + extension, 1));
+    }
+}
+
+TEST_F(DarkroomBatch, ReadsStandardInputAndWritesTimes) {
+    const std::string list = saveList(12);
+    const Outcome outcome = shell("exec " LIKENESS_DARKROOM " batch - -o r.csv --timing <" + list, folder());
+    EXPECT_EQ(outcome.status, 1) << outcome.err;
+    EXPECT_EQ(contentOf(output("r.csv")), resultOf({list}, "s.csv", 1));
+    const std::vector<std::string> times = linesOf(contentOf(output("r.csv.timing.csv")));
+    ASSERT_EQ(times.size(), 13U);
+    EXPECT_EQ(times[0], "id,milliseconds");
+    EXPECT_EQ(times[1].rfind("pair-0,", 0), 0U);
+    EXPECT_GT(std::stod(times[1].substr(7)), 0.0);
+}
+
+TEST_F(DarkroomBatch, SummaryTellsThePercentiles) {
+    const std::string list = saveText("l.csv", "first,second\n" + photo("cat.jpg") + ',' + photo("cat.jpg") + '\n' +
+                                                   photo("cat.jpg") + ',' + photo("rocket.jpg") + '\n');
+    const Outcome outcome = expectDone({"batch", list, "-o", "r.csv"});
+    EXPECT_NE(
+        outcome.err.find("darkroom batch:                   mean    least      5 %     25 %   median     75 %     "
+                         "95 % greatest\n"),
+        std::string::npos)
+        << outcome.err;
+    EXPECT_NE(outcome.err.find("darkroom batch: brightness     0.76747  0.53495  0.53495  0.53495  0.53495  1.00000  "
+                               "1.00000  1.00000\n"),
+              std::string::npos)
+        << outcome.err;
+    EXPECT_EQ(expectDone({"batch", list, "-o", "s.csv", "--quiet"}).err, "");
+}
+
+}  // namespace
+}  // namespace likeness::testing

@@ -1,0 +1,296 @@
+#include <gtest/gtest.h>
+#include <unistd.h>
+
+#include <fstream>
+#include <nlohmann/json.hpp>
+#include <opencv2/imgcodecs.hpp>
+
+#include <likeness/comparison/photograph_comparison.hpp>
+#include "console/coefficient_limits.hpp"
+#include "pages/comparison_report.hpp"
+#include "console/comparison_result.hpp"
+#include "darkroom/darkroom_program.hpp"
+#include "files/number_format.hpp"
+#include <likeness/likeness.hpp>
+#include "support/mat_matchers.hpp"
+#include "support/test_images.hpp"
+
+namespace likeness::testing {
+namespace {
+
+namespace fs = std::filesystem;
+
+using darkroom::ComparedCorrelate;
+using darkroom::comparedCorrelates;
+
+class DarkroomCompare : public DarkroomProgram {
+protected:
+    /// What the program `likeness` leaves and prints for two photographs.
+    Outcome likeness(const std::string& first, const std::string& second, const fs::path& where) const {
+        return run({LIKENESS_PROGRAM, first, second}, where);
+    }
+
+    void expectLineOfLikeness(const std::string& first, const std::string& second) const {
+        const ScratchDirectory elsewhere;
+        const Outcome expected = likeness(first, second, elsewhere.path());
+        ASSERT_EQ(expected.status, 0) << expected.err;
+        const Outcome outcome = expectDone({"compare", first, second});
+        EXPECT_EQ(outcome.out, expected.out);
+        EXPECT_EQ(outcome.err, "");
+        EXPECT_EQ(filesLeft(), std::vector<std::string>{});
+    }
+
+    static LikenessCoefficients coefficientsOf(const std::string& first, const std::string& second) {
+        return comparePhotographs(examplePhotograph(first), examplePhotograph(second));
+    }
+
+    const std::string cat = photo("cat.jpg");
+    const std::string coffee = photo("coffee.jpg");
+};
+
+TEST_F(DarkroomCompare, PrintsTheLineOfLikeness) {
+    expectLineOfLikeness(cat, coffee);
+    expectLineOfLikeness(coffee, cat);
+    expectLineOfLikeness(photo("retina.jpg"), photo("rocket.jpg"));
+    expectLineOfLikeness(cat, cat);
+    cv::Mat deep;
+    examplePhotograph("rocket.jpg")(cv::Rect(0, 0, 90, 70)).convertTo(deep, CV_16U, 257, 100);
+    expectLineOfLikeness(save("deep.png", deep), coffee);
+    expectLineOfLikeness(save("grey.png", cv::Mat(30, 40, CV_8U, cv::Scalar(77))),
+                         save("black.png", cv::Mat(5, 6, CV_8UC3, cv::Scalar())));
+}
+
+TEST_F(DarkroomCompare, GivesJson) {
+    const Outcome outcome = expectDone({"compare", cat, coffee, "--json"});
+    const nlohmann::json json = nlohmann::json::parse(outcome.out);
+    EXPECT_EQ(json["schema"], "darkroom.comparison");
+    EXPECT_EQ(json["schema_version"], 1);
+    EXPECT_EQ(json["program_version"], LIKENESS_VERSION);
+    EXPECT_EQ(json["first"]["path"], cat);
+    EXPECT_EQ(json["first"]["width_pixels"], 451);
+    EXPECT_EQ(json["second"]["height_pixels"], 400);
+    EXPECT_EQ(json["second"]["background_luminance"], darkroom::roundedToNineDigits(backgroundLuminanceOf(600 * 400)));
+    EXPECT_EQ(json["viewing_conditions"],
+              nlohmann::json::parse(R"({"adapting_luminance_cd_per_m2": 20, "white_luminance": 100,
+                                        "surround_impact": 0.525, "surround_chromatic_induction": 0.8})"));
+    const LikenessCoefficients k = coefficientsOf("cat.jpg", "coffee.jpg");
+    EXPECT_EQ(json["coefficients"].size(), 5U);
+    for (const ComparedCorrelate& correlate : comparedCorrelates) {
+        const double value = json["coefficients"][correlate.name];
+        EXPECT_EQ(static_cast<float>(value), k.*correlate.coefficient) << correlate.name;
+    }
+    EXPECT_FALSE(json.contains("limits"));
+    EXPECT_FALSE(json.contains("within_limits"));
+
+    const nlohmann::json limited =
+        nlohmann::json::parse(expectDone({"compare", cat, coffee, "--json", "--min", "chroma=0.1"}).out);
+    EXPECT_EQ(limited["limits"], nlohmann::json::parse(R"({"chroma": 0.1})"));
+    EXPECT_EQ(limited["within_limits"], true);
+    EXPECT_EQ(filesLeft(), std::vector<std::string>{});
+}
+
+TEST_F(DarkroomCompare, JsonOfNoNumberIsNull) {
+    darkroom::ComparisonResult result{{"\xFF.jpg", {1, 2}}, {"b.jpg", {3, 4}}, {1, NAN, 0, 0.5F, 0.25F}, {}};
+    const nlohmann::json json = nlohmann::json::parse(darkroom::comparisonJson(result));
+    EXPECT_TRUE(json["coefficients"]["lightness"].is_null());
+    EXPECT_EQ(json["first"]["path"], "\uFFFD.jpg");
+    const std::string csv = darkroom::comparisonCsv(result);
+    EXPECT_EQ(csv.substr(csv.find('\n') + 1), "1," LIKENESS_VERSION ",\xFF.jpg,b.jpg,1,2,3,4,1,,0,0.5,0.25\n");
+}
+
+TEST_F(DarkroomCompare, GivesCsv) {
+    const std::string odd = save("a \"comma\", and.png", examplePhotograph("cat.jpg"));
+    const Outcome outcome = expectDone({"compare", odd, coffee, "--csv"});
+    const LikenessCoefficients k = coefficientsOf("cat.jpg", "coffee.jpg");
+    std::string expected =
+        "schema_version,program_version,first,second,first_width_pixels,first_height_pixels,second_width_pixels,"
+        "second_height_pixels,brightness,lightness,chroma,colorfulness,saturation\n1," LIKENESS_VERSION ",\"" +
+        input("a \"\"comma\"\", and.png") + "\"," + coffee + ",451,300,600,400";
+    for (const ComparedCorrelate& correlate : comparedCorrelates) {
+        expected += ',' + darkroom::nineDigits(k.*correlate.coefficient);
+    }
+    EXPECT_EQ(outcome.out, expected + '\n');
+}
+
+TEST_F(DarkroomCompare, WritesTheResultIntoAFile) {
+    const std::string line = expectDone({"compare", cat, coffee}).out;
+    const Outcome outcome = expectDone({"compare", cat, coffee, "-o", "result.txt"});
+    EXPECT_EQ(outcome.out, "");
+    EXPECT_EQ(outcome.err, "darkroom compare: wrote 'result.txt': result\n");
+    EXPECT_EQ(contentOf(folder() / "result.txt"), line);
+    EXPECT_EQ(filesLeft(), std::vector<std::string>{"result.txt"});
+}
+
+TEST_F(DarkroomCompare, TellsByItsStatusWhatIsBelowALimit) {
+    const LikenessCoefficients k = coefficientsOf("cat.jpg", "coffee.jpg");
+    const std::string line = expectDone({"compare", cat, coffee}).out;
+    const Outcome outcome =
+        darkroom({"compare", cat, coffee, "--min", "brightness=0.9,lightness=0.1,chroma=0.8,saturation=0"});
+    EXPECT_EQ(outcome.status, 1);
+    EXPECT_EQ(outcome.out, line);
+    EXPECT_EQ(outcome.err, "darkroom compare: below the limits: brightness " + darkroom::nineDigits(k.brightness) +
+                               " < 0.9, chroma " + darkroom::nineDigits(k.chroma) + " < 0.8\n");
+    const Outcome quiet = darkroom({"compare", cat, coffee, "--min", "brightness=0.9", "--quiet", "--json"});
+    EXPECT_EQ(quiet.status, 1);
+    EXPECT_EQ(quiet.err, "");
+    EXPECT_EQ(nlohmann::json::parse(quiet.out)["within_limits"], false);
+    EXPECT_EQ(expectDone({"compare", cat, coffee, "--min", "brightness=0.1,chroma=0.1"}).err, "");
+    // The coefficient itself is reached, in the digits that read back exactly.
+    expectDone({"compare", cat, coffee, "--min", "brightness=" + darkroom::nineDigits(k.brightness)});
+}
+
+TEST(CoefficientLimits, NoNumberReachesNone) {
+    const LikenessCoefficients k{1, NAN, 0.9F, 0, 0};
+    EXPECT_EQ(darkroom::shortfall(k, darkroom::coefficientLimitsIn("lightness=0")), "lightness nan < 0");
+    EXPECT_EQ(darkroom::shortfall(k, darkroom::coefficientLimitsIn("brightness=1,chroma=0.9,saturation=0")), "");
+}
+
+TEST_F(DarkroomCompare, WritesMapsOnOneScale) {
+    fs::create_directory(folder() / "maps");
+    const Outcome outcome = expectDone({"compare", cat, coffee, "--maps", "maps"});
+    EXPECT_EQ(outcome.out, expectDone({"compare", cat, coffee}).out);
+    const cv::Mat photographs[] = {examplePhotograph("cat.jpg"), examplePhotograph("coffee.jpg")};
+    const auto [first, second] = analyzePhotographs(photographs[0], photographs[1]);
+    int files = 0;
+    for (int i = 0; i < 2; ++i) {
+        const AppearanceMaps maps = appearanceMaps(photographs[i]);
+        for (const ComparedCorrelate& correlate : comparedCorrelates) {
+            const std::string name = std::string(i == 0 ? "maps/first_" : "maps/second_") + correlate.name;
+            const cv::Mat& map = maps.*correlate.map;
+            EXPECT_MAT_EQUAL(imageLeft(name + ".tif"), map);
+            const darkroom::MapScale scale = darkroom::commonScale(correlate, first, second);
+            EXPECT_MAT_EQUAL(imageLeft(name + ".png"), darkroom::mapPicture(map, scale));
+            const std::string told = "darkroom compare: wrote '" + name + ".png': " + darkroom::labelOf(correlate) +
+                                     " of the " + (i == 0 ? "first" : "second") + " photograph, " +
+                                     darkroom::rangeOf(scale);
+            EXPECT_NE(outcome.err.find(told), std::string::npos) << told;
+            files += 2;
+        }
+    }
+    EXPECT_EQ(files, std::distance(fs::directory_iterator(folder() / "maps"), fs::directory_iterator()));
+    EXPECT_EQ(filesLeft(), std::vector<std::string>{"maps"});
+}
+
+TEST_F(DarkroomCompare, KeepsTheDumpsOfLikenessWhereAsked) {
+    const ScratchDirectory elsewhere;
+    ASSERT_EQ(likeness(cat, coffee, elsewhere.path()).status, 0);
+    fs::create_directory(folder() / "dumps");
+    expectDone({"compare", cat, coffee, "--dumps", "dumps"});
+    int files = 0;
+    for (const auto& entry : fs::directory_iterator(folder() / "dumps")) {
+        const std::string name = entry.path().filename();
+        EXPECT_TRUE(contentOf(entry.path()) == contentOf(elsewhere.path() / name)) << name;
+        ++files;
+    }
+    EXPECT_EQ(files, 4);
+    EXPECT_EQ(filesLeft(), std::vector<std::string>{"dumps"});
+}
+
+TEST_F(DarkroomCompare, ComparesWhatCanBeReadOfATruncatedPhotograph) {
+    const std::string bytes = contentOf(cat);
+    const std::string half = saveText("half.jpg", bytes.substr(0, bytes.size() / 2));
+    const ScratchDirectory elsewhere;
+    const Outcome expected = likeness(coffee, half, elsewhere.path());
+    const Outcome outcome = expectDone({"compare", coffee, half});
+    EXPECT_EQ(outcome.out, expected.out);
+    EXPECT_EQ(outcome.err.rfind("darkroom compare: warning: '" + half + "': ", 0), 0U) << outcome.err;
+    EXPECT_EQ(std::count(outcome.err.begin(), outcome.err.end(), '\n'), 1) << outcome.err;
+}
+
+TEST_F(DarkroomCompare, RefusesWhatItCannotRead) {
+    expectRefused({"compare", "missing.jpg", coffee}, "cannot read 'missing.jpg' as an image");
+    expectRefused({"compare", cat, "missing.jpg"}, "cannot read 'missing.jpg' as an image");
+    expectRefused({"compare", cat, "."}, "cannot read '.' as an image");
+    expectRefused({"compare", cat, saveText("text.jpg", "text")},
+                  "cannot read '" + input("text.jpg") + "' as an image");
+    expectRefused({"compare", saveText("header.jpg", contentOf(cat).substr(0, 100)), cat, "--report", "r.html"},
+                  "cannot read '" + input("header.jpg") + "' as an image");
+    expectRefused({"compare", cat}, "SECOND is required");
+}
+
+TEST_F(DarkroomCompare, RefusesLimitsThatMakeNoSense) {
+    const auto refuses = [this](const std::string& limits, const std::string& message) {
+        expectRefused({"compare", cat, coffee, "--min", limits}, "--min: " + message);
+    };
+    refuses("hue=0.5",
+            "there is no coefficient 'hue'; there are brightness, lightness, chroma, colorfulness, saturation");
+    refuses("chroma=0.5,chroma=0.6", "'chroma' is given twice");
+    refuses("chroma", "'chroma' is not of the form NAME=VALUE");
+    refuses("chroma=0.5,", "'' is not of the form NAME=VALUE");
+    refuses(",chroma=0.5", "'' is not of the form NAME=VALUE");
+    refuses("chroma=1.01", "chroma: '1.01' is not a number from 0 to 1");
+    refuses("chroma=-0.1", "chroma: '-0.1' is not a number from 0 to 1");
+    refuses("chroma=nan", "chroma: 'nan' is not a number from 0 to 1");
+    refuses("chroma=0.5x", "chroma: '0.5x' is not a number from 0 to 1");
+    refuses("chroma=", "chroma: '' is not a number from 0 to 1");
+}
+
+TEST_F(DarkroomCompare, RefusesOutputsThatCannotBe) {
+    expectRefused({"compare", cat, coffee, "--json", "--csv"}, "--json excludes --csv");
+    expectRefused({"compare", cat, coffee, "--maps", "none"}, "--maps: 'none' does not exist");
+    expectRefused({"compare", cat, coffee, "--dumps", "none"}, "--dumps: 'none' does not exist");
+    expectRefused({"compare", cat, coffee, "--report", "none/r.html"},
+                  "--report: 'none/r.html' cannot be written: the folder 'none' does not exist");
+    expectRefused({"compare", cat, coffee, "--report", "r.pdf"},
+                  "--report: 'r.pdf' has none of the extensions .html, .htm");
+    expectRefused({"compare", cat, coffee, "-o", "none/r.txt"},
+                  "--output: 'none/r.txt' cannot be written: the folder 'none' does not exist");
+    expectRefused({"compare", cat, coffee, "-o", "x.html", "--report", "./x.html"},
+                  "'./x.html' would be written twice");
+    std::ofstream(output("file")) << "x";
+    expectRefused({"compare", cat, coffee, "--maps", "file"}, "--maps: 'file' is not a folder");
+    fs::create_directory(folder() / "folder.html");
+    expectRefused({"compare", cat, coffee, "--report", "folder.html"}, "--report: 'folder.html' is a folder");
+}
+
+TEST_F(DarkroomCompare, RefusesToWriteOverAnInput) {
+    const std::string image = save("image.png", examplePhotograph("cat.jpg"));
+    const std::string message = "'" + image + "' is an input and would be overwritten";
+    const std::string before = contentOf(image);
+    fs::create_symlink(image, folder() / "page.html");
+    expectRefused({"compare", image, coffee, "--report", "page.html"}, message);
+    expectRefused({"compare", coffee, image, "-o", image}, message);
+    fs::create_directory(folder() / "maps");
+    fs::create_symlink(image, folder() / "maps" / "second_chroma.png");
+    expectRefused({"compare", image, coffee, "--maps", "maps"}, message);
+    EXPECT_TRUE(contentOf(image) == before);
+}
+
+TEST_F(DarkroomCompare, RefusesAFolderWithoutPermission) {
+    // The superuser may write everywhere: the program then runs as nobody, who may go into the folder of the run.
+    std::vector<std::string> nobody;
+    if (::geteuid() == 0) {
+        nobody = {"/usr/bin/setpriv", "--reuid=65534", "--regid=65534", "--clear-groups"};
+        fs::permissions(folder(), fs::perms(0755));
+    }
+    const auto refusal = [&](const std::vector<std::string>& arguments) {
+        std::vector<std::string> command = nobody;
+        command.emplace_back(LIKENESS_DARKROOM);
+        command.insert(command.end(), arguments.begin(), arguments.end());
+        return run(command, folder());
+    };
+    if (refusal({"--version"}).status != 0) {
+        GTEST_SKIP() << "nobody cannot run the program";
+    }
+    fs::create_directory(folder() / "closed");
+    fs::permissions(folder() / "closed", fs::perms(0555));
+    const Outcome maps = refusal({"compare", cat, coffee, "--maps", "closed"});
+    EXPECT_EQ(maps.status, 2);
+    EXPECT_EQ(maps.out, "");
+    EXPECT_EQ(maps.err, "darkroom compare: --maps: 'closed' cannot be written\n");
+    EXPECT_EQ(refusal({"compare", cat, coffee, "--report", "closed/r.html"}).err,
+              "darkroom compare: --report: 'closed/r.html' cannot be written: the folder 'closed' is not writable\n");
+    EXPECT_EQ(refusal({"appearance", cat, "-o", "closed"}).err,
+              "darkroom appearance: --output: 'closed' cannot be written\n");
+    EXPECT_TRUE(fs::is_empty(folder() / "closed"));
+}
+
+TEST_F(DarkroomCompare, TellsWhenAResultCannotBeWritten) {
+    const Outcome outcome = darkroom({"compare", cat, coffee, "-o", "/dev/full"});
+    EXPECT_EQ(outcome.status, 2);
+    EXPECT_EQ(outcome.out, "");
+    EXPECT_EQ(outcome.err, "darkroom compare: cannot write '/dev/full': No space left on device\n");
+}
+
+}  // namespace
+}  // namespace likeness::testing

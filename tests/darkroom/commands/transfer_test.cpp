@@ -1,0 +1,171 @@
+#include <gtest/gtest.h>
+
+#include <limits>
+#include <opencv2/imgproc.hpp>
+
+#include "darkroom/darkroom_program.hpp"
+#include <likeness/likeness.hpp>
+#include "support/mat_matchers.hpp"
+#include "support/test_images.hpp"
+
+namespace likeness::testing {
+namespace {
+
+cv::Mat labOf(const cv::Mat& bgr) {
+    cv::Mat lab;
+    cv::cvtColor(bgr, lab, cv::COLOR_BGR2Lab);
+    return lab;
+}
+
+/// Transfer in L*a*b*; with two dimensions the input keeps its lightness.
+cv::Mat transferred(const cv::Mat& bgr, const cv::Mat& palette, float t, int dims) {
+    const cv::Mat input = labOf(bgr);
+    cv::Mat result(input.size(), CV_32FC(dims));
+    cv::Mat inputMeans(1, dims, CV_32F);
+    cv::Mat targetMeans(1, dims, CV_32F);
+    cv::Mat map(dims, dims, CV_32F);
+    cv::Mat unused;
+    applyOptimalTransport(input, labOf(palette), result, unused, inputMeans, unused, targetMeans, map, t, dims,
+                          dropAll());
+    std::vector<cv::Mat> planes;
+    cv::split(result, planes);
+    if (dims == 2) {
+        std::vector<cv::Mat> inputPlanes;
+        cv::split(input, inputPlanes);
+        planes.insert(planes.begin(), inputPlanes[0]);
+    }
+    cv::merge(planes, result);
+    cv::cvtColor(result, result, cv::COLOR_Lab2BGR);
+    return result;
+}
+
+using DarkroomTransfer = DarkroomProgram;
+
+TEST_F(DarkroomTransfer, IsTheLibrarysTransfer) {
+    const cv::Mat input = unitPhotograph("rocket.jpg");
+    const cv::Mat palette = unitPhotograph("coffee.jpg");
+    for (const int dims : {2, 3}) {
+        for (const float t : {0.0F, 0.25F, 1.0F}) {
+            const Outcome outcome =
+                expectDone({"transfer", photo("rocket.jpg"), "--palette", photo("coffee.jpg"), "--dims",
+                            std::to_string(dims), "--t", std::to_string(t), "-o", "out.tif"});
+            EXPECT_EQ(outcome.out, "");
+            EXPECT_MAT_EQUAL(imageLeft("out.tif"), transferred(input, palette, t, dims)) << dims << ' ' << t;
+        }
+    }
+    expectDone({"transfer", photo("rocket.jpg"), "--palette", photo("coffee.jpg"), "-o", "out.tif"});
+    EXPECT_MAT_EQUAL(imageLeft("out.tif"), transferred(input, palette, 1, 3));
+    EXPECT_EQ(filesLeft(), std::vector<std::string>{"out.tif"});
+}
+
+TEST_F(DarkroomTransfer, MovesTheMeanThroughTheMapWhereAsked) {
+    const cv::Mat input = labOf(unitPhotograph("rocket.jpg"));
+    const cv::Mat palette = labOf(unitPhotograph("coffee.jpg"));
+    cv::Mat chroma(input.size(), CV_32FC2);
+    cv::Mat means(1, 3, CV_32F);
+    cv::Mat targetMeans(1, 2, CV_32F);
+    cv::Mat map(2, 2, CV_32F);
+    cv::Mat inverse(3, 3, CV_32F);
+    cv::Mat targetCovariance(2, 2, CV_32F);
+    applyOptimalTransportBonneel(input, palette, chroma, inverse, means, targetCovariance, targetMeans, map, 1, 2,
+                                 dropAll());
+    cv::Mat expected = input.clone();
+    for (int i = 0; i < input.rows; ++i) {
+        for (int j = 0; j < input.cols; ++j) {
+            const auto& x = input.at<cv::Vec3f>(i, j);
+            for (int k = 0; k < 2; ++k) {
+                expected.at<cv::Vec3f>(i, j)[k + 1] = map.at<float>(k, 0) * x[1] + map.at<float>(k, 1) * x[2] -
+                                                      means.at<float>(0, k + 1) + targetMeans.at<float>(0, k);
+            }
+        }
+    }
+    cv::cvtColor(expected, expected, cv::COLOR_Lab2BGR);
+    expectDone({"transfer", photo("rocket.jpg"), "--palette", photo("coffee.jpg"), "--dims", "2", "--form", "bonneel",
+                "-o", "out.tif"});
+    EXPECT_MAT_EQUAL(imageLeft("out.tif"), expected);
+    EXPECT_GT(
+        cv::norm(expected, transferred(unitPhotograph("rocket.jpg"), unitPhotograph("coffee.jpg"), 1, 2), cv::NORM_INF),
+        0.01);
+}
+
+TEST_F(DarkroomTransfer, TakesSixteenBitsAndFloats) {
+    const cv::Mat bytes = examplePhotograph("cat.jpg")(cv::Rect(50, 50, 90, 80)).clone();
+    const cv::Mat unit = unitPhotograph("cat.jpg")(cv::Rect(50, 50, 90, 80)).clone();
+    cv::Mat wide;
+    bytes.convertTo(wide, CV_16U, 257);
+    const cv::Mat expected = transferred(unit, unitPhotograph("coffee.jpg"), 1, 3);
+    for (const std::string& path : {save("wide.png", wide), save("floats.tif", unit)}) {
+        expectDone({"transfer", path, "--palette", photo("coffee.jpg"), "-o", "out.tif"});
+        EXPECT_MAT_EQUAL(imageLeft("out.tif"), expected) << path;
+    }
+}
+
+TEST_F(DarkroomTransfer, FramesGoFromTheInputToThePalette) {
+    const std::string small = save("small.png", examplePhotograph("cat.jpg")(cv::Rect(50, 50, 90, 80)));
+    const cv::Mat unit = unitPhotograph("cat.jpg")(cv::Rect(50, 50, 90, 80)).clone();
+    expectDone({"transfer", small, "--palette", photo("coffee.jpg"), "--frames", "4", "-o", "way.tif", "--dims", "2"});
+    EXPECT_EQ(filesLeft(), (std::vector<std::string>{"way_000.tif", "way_001.tif", "way_002.tif", "way_003.tif"}));
+    const cv::Mat palette = unitPhotograph("coffee.jpg");
+    for (int k = 0; k < 4; ++k) {
+        EXPECT_MAT_EQUAL(imageLeft("way_00" + std::to_string(k) + ".tif"),
+                         transferred(unit, palette, static_cast<float>(k / 3.0), 2))
+            << k;
+    }
+}
+
+TEST_F(DarkroomTransfer, FramesAreNumberedWithAsManyDigitsAsTheyNeed) {
+    const std::string tiny = save("tiny.png", examplePhotograph("cat.jpg")(cv::Rect(50, 50, 2, 2)));
+    expectDone({"transfer", tiny, "--palette", tiny, "--frames", "1001", "-o", "f.png", "--quiet"});
+    const std::vector<std::string> names = filesLeft();
+    ASSERT_EQ(names.size(), 1001U);
+    EXPECT_EQ(names.front(), "f_0000.png");
+    EXPECT_EQ(names.back(), "f_1000.png");
+}
+
+TEST_F(DarkroomTransfer, Refuses) {
+    const std::string in = photo("rocket.jpg");
+    const std::string target = photo("coffee.jpg");
+    expectRefused({"transfer", in, "-o", "a.png"}, "--palette is required");
+    expectRefused({"transfer", in, "--palette", "missing.png", "-o", "a.png"}, "cannot read 'missing.png' as an image");
+    expectRefused({"transfer", "missing.png", "--palette", target, "-o", "a.png"},
+                  "cannot read 'missing.png' as an image");
+    expectRefused({"transfer", in, "--palette", target, "--dims", "1", "-o", "a.png"},
+                  "--dims: '1' is not a whole number from 2 to 3");
+    expectRefused({"transfer", in, "--palette", target, "--form", "bonneel", "-o", "a.png"},
+                  "--form bonneel: only with --dims 2");
+    expectRefused({"transfer", in, "--palette", target, "--form", "free", "-o", "a.png"},
+                  "--form: 'free' is none of centred, bonneel");
+    expectRefused({"transfer", in, "--palette", target, "--dims", "2", "--form", "bonneel", "--t", "1", "-o", "a.png"},
+                  "--t excludes --form");
+    expectRefused(
+        {"transfer", in, "--palette", target, "--dims", "2", "--form", "bonneel", "--frames", "3", "-o", "a.png"},
+        "--form excludes --frames");
+    expectRefused({"transfer", in, "--palette", target, "--t", "1.1", "-o", "a.png"},
+                  "--t: '1.1' is not a number from 0 to 1");
+    expectRefused({"transfer", in, "--palette", target, "--frames", "1", "-o", "a.png"},
+                  "--frames: '1' is not a whole number from 2 to 9999");
+    expectRefused({"transfer", in, "--palette", target, "--frames", "3", "--t", "1", "-o", "a.png"},
+                  "--t excludes --frames");
+    expectRefused({"transfer", in, "--palette", target, "-o", "none/a.png"},
+                  "--output: 'none/a.png' cannot be written: the folder 'none' does not exist");
+    cv::Mat holed(5, 5, CV_32FC3, cv::Scalar::all(0.5));
+    holed.at<cv::Vec3f>(2, 2)[1] = std::numeric_limits<float>::quiet_NaN();
+    const std::string nan = save("nan.tif", holed);
+    expectRefused({"transfer", nan, "--palette", target, "-o", "a.png"},
+                  "'" + nan + "' has values that are not finite");
+    expectRefused({"transfer", in, "--palette", nan, "-o", "a.png"}, "'" + nan + "' has values that are not finite");
+}
+
+TEST_F(DarkroomTransfer, FramesAreNotWrittenOverAnInput) {
+    const std::string first = save("way_001.png", examplePhotograph("cat.jpg")(cv::Rect(50, 50, 9, 8)));
+    const std::string before = contentOf(first);
+    expectRefused({"transfer", first, "--palette", photo("coffee.jpg"), "--frames", "3", "-o", input("way.png")},
+                  "'" + first + "' is an input and would be overwritten");
+    EXPECT_EQ(contentOf(first), before);
+    std::filesystem::create_directory(output("way_002.png"));
+    expectRefused({"transfer", first, "--palette", photo("coffee.jpg"), "--frames", "3", "-o", "way.png"},
+                  "--output: 'way_002.png' is a folder");
+}
+
+}  // namespace
+}  // namespace likeness::testing

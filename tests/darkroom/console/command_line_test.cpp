@@ -1,0 +1,122 @@
+// The parser against what the program says of itself.
+#include "console/command_line.hpp"
+
+#include <gtest/gtest.h>
+
+#include <regex>
+#include <set>
+
+#include "darkroom/darkroom_program.hpp"
+
+namespace likeness::testing {
+namespace {
+
+using darkroom::CommandLine;
+
+std::vector<const CLI::App*> allParsers(const CommandLine& commandLine) {
+    std::vector<const CLI::App*> parsers = {&commandLine.parser()};
+    for (const CLI::App* const app : commandLine.parser().get_subcommands({})) {
+        parsers.push_back(app);
+    }
+    return parsers;
+}
+
+/// Long names and one-letter names of the options that a parser takes.
+std::set<std::string> optionsOf(const CLI::App& app) {
+    std::set<std::string> names;
+    for (const CLI::Option* const option : app.get_options()) {
+        for (const std::string& name : option->get_lnames()) {
+            names.insert("--" + name);
+        }
+        for (const std::string& name : option->get_snames()) {
+            names.insert("-" + name);
+        }
+    }
+    return names;
+}
+
+/// The options that begin a line of a help text.
+std::set<std::string> optionsShown(const std::string& help) {
+    std::set<std::string> names;
+    static const std::regex line(R"(^  ((?:--?[A-Za-z][A-Za-z0-9-]*,?)+))");
+    static const std::regex name(R"(--?[A-Za-z][A-Za-z0-9-]*)");
+    std::istringstream stream(help);
+    for (std::string text; std::getline(stream, text);) {
+        std::smatch match;
+        if (std::regex_search(text, match, line)) {
+            const std::string listed = match[1];
+            for (std::sregex_iterator i(listed.begin(), listed.end(), name), end; i != end; ++i) {
+                names.insert(i->str());
+            }
+        }
+    }
+    return names;
+}
+
+using DarkroomHelp = DarkroomProgram;
+
+TEST_F(DarkroomHelp, ShowsEveryOptionThatIsParsedAndNoOther) {
+    const CommandLine commandLine;
+    for (const CLI::App* const app : allParsers(commandLine)) {
+        const bool top = app == &commandLine.parser();
+        const Outcome outcome =
+            expectDone(top ? std::vector<std::string>{"--help"} : std::vector<std::string>{app->get_name(), "--help"});
+        EXPECT_EQ(optionsShown(outcome.out), optionsOf(*app)) << app->get_name();
+        EXPECT_EQ(outcome.err, "");
+        for (const CLI::App* const subcommand : app->get_subcommands({})) {
+            EXPECT_NE(outcome.out.find("\n  " + subcommand->get_name() + " "), std::string::npos);
+        }
+        for (const CLI::Option* const option : app->get_options()) {
+            if (!option->get_positional()) {
+                const std::string& text = option->get_description();
+                const std::size_t example = text.find("(example: ");
+                ASSERT_NE(example, std::string::npos) << app->get_name() << ' ' << option->get_name();
+                EXPECT_NE(text.find("--" + option->get_lnames().front(), example), std::string::npos) << text;
+            } else {
+                EXPECT_FALSE(option->get_description().empty()) << option->get_name();
+            }
+        }
+    }
+}
+
+TEST_F(DarkroomHelp, LinesFitATerminal) {
+    const CommandLine commandLine;
+    for (const CLI::App* const app : commandLine.parser().get_subcommands({})) {
+        std::istringstream stream(expectDone({app->get_name(), "--help"}).out);
+        for (std::string line; std::getline(stream, line);) {
+            EXPECT_LE(line.size(), 100U) << app->get_name() << ": " << line;
+        }
+    }
+}
+
+using DarkroomCommandLine = DarkroomProgram;
+
+TEST_F(DarkroomCommandLine, PrintsItsVersion) {
+    EXPECT_EQ(expectDone({"--version"}).out, "darkroom " LIKENESS_VERSION "\n");
+}
+
+TEST_F(DarkroomCommandLine, RefusesWhatIsNoSubcommand) {
+    for (const auto& [arguments, message] : std::vector<std::pair<std::vector<std::string>, std::string>>{
+             {{}, "darkroom: a subcommand is required; darkroom --help lists them\n"},
+             {{"develop"}, "darkroom: there is no subcommand 'develop'; darkroom --help lists them\n"},
+             {{"--bogus"}, "darkroom: there is no option '--bogus'; darkroom --help lists them\n"}}) {
+        const Outcome outcome = darkroom(arguments);
+        EXPECT_EQ(outcome.status, 2);
+        EXPECT_EQ(outcome.out, "");
+        EXPECT_EQ(outcome.err, message);
+    }
+}
+
+TEST_F(DarkroomCommandLine, RefusesUnknownOptionsInEverySubcommand) {
+    const CommandLine commandLine;
+    for (const CLI::App* const app : commandLine.parser().get_subcommands({})) {
+        const Outcome outcome = darkroom({app->get_name(), "--bogus"});
+        EXPECT_EQ(outcome.status, 2) << app->get_name();
+        EXPECT_EQ(outcome.out, "");
+        EXPECT_EQ(std::count(outcome.err.begin(), outcome.err.end(), '\n'), 1) << outcome.err;
+        EXPECT_EQ(outcome.err.rfind("darkroom " + app->get_name() + ": ", 0), 0U) << outcome.err;
+    }
+}
+
+}  // namespace
+}  // namespace likeness::testing

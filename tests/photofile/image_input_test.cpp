@@ -1,0 +1,144 @@
+#include "photofile/image_input.hpp"
+
+#include <gtest/gtest.h>
+
+#include <opencv2/imgcodecs.hpp>
+#include <opencv2/imgproc.hpp>
+
+#include "darkroom/darkroom_program.hpp"
+#include "files/refusal.hpp"
+#include "support/mat_matchers.hpp"
+#include "support/test_images.hpp"
+
+namespace likeness::testing {
+namespace {
+
+using darkroom::CommonOptions;
+using darkroom::Session;
+
+class ImageInput : public DarkroomProgram {
+protected:
+    cv::Mat read(const std::string& path) const { return darkroom::readImage(session_, path); }
+    cv::Mat readUnit(const std::string& path) const { return darkroom::readUnitImage(session_, path); }
+    cv::Mat readBytes(const std::string& path) const { return darkroom::readPhotographBytes(session_, path); }
+
+    const Session session_{"test", CommonOptions{}};
+    const cv::Mat bytes_ = randomPhotograph({31, 22}, 5);
+};
+
+TEST_F(ImageInput, BytesAreSharesOf255) {
+    const std::string path = save("bytes.png", bytes_);
+    EXPECT_MAT_EQUAL(read(path), bytes_);
+    EXPECT_MAT_EQUAL(readBytes(path), bytes_);
+    const cv::Mat unit = readUnit(path);
+    for (int i = 0; i < bytes_.rows; ++i) {
+        for (int j = 0; j < bytes_.cols; ++j) {
+            for (int k = 0; k < 3; ++k) {
+                ASSERT_EQ(unit.at<cv::Vec3f>(i, j)[k], static_cast<float>(bytes_.at<cv::Vec3b>(i, j)[k] / 255.0));
+            }
+        }
+    }
+}
+
+TEST_F(ImageInput, SixteenBitsAreSharesOf65535) {
+    cv::Mat wide(2, 3, CV_16UC3);
+    const std::vector<ushort> values = {0, 1, 65535, 32768, 257, 256, 255, 65534, 12345, 2, 3, 4, 5, 6, 7, 8, 9, 10};
+    std::copy(values.begin(), values.end(), wide.ptr<ushort>());
+    for (const std::string name : {"wide.png", "wide.tif"}) {
+        const std::string path = save(name, wide);
+        EXPECT_MAT_EQUAL(read(path), wide);
+        const cv::Mat unit = readUnit(path);
+        for (std::size_t i = 0; i < values.size(); ++i) {
+            EXPECT_EQ(unit.ptr<float>()[i], static_cast<float>(values[i] / 65535.0));
+        }
+    }
+    // To bytes as `likeness` reads them: the high byte.
+    cv::Mat high(2, 3, CV_8UC3);
+    for (std::size_t i = 0; i < values.size(); ++i) {
+        high.ptr<uchar>()[i] = static_cast<uchar>(values[i] >> 8);
+    }
+    EXPECT_MAT_EQUAL(readBytes(input("wide.png")), high);
+}
+
+TEST_F(ImageInput, FloatsAreTakenAsTheyAre) {
+    cv::Mat floats = randomImage({17, 12}, 3, -2, 5, 8);
+    floats.at<cv::Vec3f>(3, 4) = {1e30F, -1e-30F, 0};
+    const std::string path = save("floats.tif", floats);
+    EXPECT_MAT_EQUAL(read(path), floats);
+    EXPECT_MAT_EQUAL(readUnit(path), floats);
+    const cv::Mat radiance = randomImage({17, 12}, 3, 0, 5, 9);
+    const std::string hdr = save("radiance.hdr", radiance);
+    EXPECT_EQ(read(hdr).type(), CV_32FC3);
+    // A shared exponent and 8 bits of each mantissa.
+    EXPECT_MAT_NEAR(read(hdr), radiance, {.absolute = 5.0 / 128});
+}
+
+TEST_F(ImageInput, GreyIsSpreadToThreeChannels) {
+    for (const int depth : {CV_8U, CV_16U, CV_32F}) {
+        cv::Mat grey;
+        cv::extractChannel(bytes_, grey, 1);
+        grey.convertTo(grey, depth, depth == CV_32F ? 1 / 7.0 : 1);
+        cv::Mat spread;
+        cv::merge(std::vector<cv::Mat>(3, grey), spread);
+        EXPECT_MAT_EQUAL(read(save(depth == CV_32F ? "grey.tif" : "grey.png", grey)), spread);
+    }
+}
+
+TEST_F(ImageInput, AlphaIsDropped) {
+    for (const int depth : {CV_8U, CV_16U}) {
+        cv::Mat opaque;
+        bytes_.convertTo(opaque, depth, depth == CV_16U ? 200 : 1);
+        std::vector<cv::Mat> planes;
+        cv::split(opaque, planes);
+        planes.push_back(cv::Mat(opaque.size(), depth, cv::Scalar(40)));
+        cv::Mat transparent;
+        cv::merge(planes, transparent);
+        EXPECT_MAT_EQUAL(read(save("transparent.png", transparent)), opaque);
+    }
+}
+
+TEST_F(ImageInput, ExifOrientationIsApplied) {
+    const std::string plain = contentOf(save("plain.jpg", bytes_));
+    const cv::Mat upright = read(input("plain.jpg"));
+    const auto turned = [&](char orientation) {
+        return read(saveText("turned.jpg", jpegWithOrientation(plain, orientation)));
+    };
+    cv::Mat expected;
+    EXPECT_MAT_EQUAL(turned(1), upright);
+    cv::flip(upright, expected, 1);
+    EXPECT_MAT_EQUAL(turned(2), expected);
+    cv::rotate(upright, expected, cv::ROTATE_180);
+    EXPECT_MAT_EQUAL(turned(3), expected);
+    cv::flip(upright, expected, 0);
+    EXPECT_MAT_EQUAL(turned(4), expected);
+    cv::transpose(upright, expected);
+    EXPECT_MAT_EQUAL(turned(5), expected);
+    cv::rotate(upright, expected, cv::ROTATE_90_CLOCKWISE);
+    EXPECT_MAT_EQUAL(turned(6), expected);
+    cv::rotate(upright, expected, cv::ROTATE_90_COUNTERCLOCKWISE);
+    EXPECT_MAT_EQUAL(turned(8), expected);
+    EXPECT_MAT_EQUAL(readBytes(input("turned.jpg")), expected);
+}
+
+TEST_F(ImageInput, RefusesWhatIsNoImage) {
+    for (const std::string& path : {input("missing.png"), saveText("text.png", "no picture"), saveText("empty.jpg", ""),
+                                    folder().string(), std::string()}) {
+        try {
+            read(path);
+            ADD_FAILURE() << path;
+        } catch (const darkroom::Refusal& refusal) {
+            EXPECT_EQ(refusal.what(), "cannot read '" + path + "' as an image");
+        }
+    }
+}
+
+TEST_F(ImageInput, WarnsOfWhatTheFormatLibrarySays) {
+    const std::string whole = contentOf(photo("cat.jpg"));
+    const std::string half = saveText("half.jpg", whole.substr(0, whole.size() / 2));
+    ::testing::internal::CaptureStderr();
+    EXPECT_EQ(read(half).type(), CV_8UC3);
+    EXPECT_EQ(::testing::internal::GetCapturedStderr().rfind("darkroom test: warning: '" + half + "': ", 0), 0U);
+}
+
+}  // namespace
+}  // namespace likeness::testing
