@@ -1,15 +1,15 @@
 // Two-scale and local adaptation at 2 megapixels, beside their literal versions.
-#include <benchmark/benchmark.h>
-
-#include <filesystem>
-#include <opencv2/imgcodecs.hpp>
-#include <opencv2/imgproc.hpp>
-#include <string>
-
 #include <likeness/adaptation/local_adaptation.hpp>
 #include <likeness/adaptation/two_scale_adaptation.hpp>
 #include "reference/local_adaptation_reference.hpp"
 #include "reference/two_scale_reference.hpp"
+
+#include <benchmark/benchmark.h>
+#include <opencv2/imgcodecs.hpp>
+#include <opencv2/imgproc.hpp>
+
+#include <filesystem>
+#include <string>
 
 namespace {
 

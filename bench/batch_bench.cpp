@@ -2,9 +2,9 @@
 // depends little on what else the machine does.
 //
 // usage: batch_bench DARKROOM SCRATCH_FOLDER [sizes | reference | memory | jobs]...
-#include <sys/resource.h>
-#include <sys/wait.h>
-#include <unistd.h>
+#include "photograph_pair.hpp"
+
+#include <opencv2/imgcodecs.hpp>
 
 #include <algorithm>
 #include <chrono>
@@ -15,12 +15,12 @@
 #include <fstream>
 #include <functional>
 #include <iterator>
-#include <opencv2/imgcodecs.hpp>
 #include <string>
+#include <sys/resource.h>
+#include <sys/wait.h>
 #include <thread>
+#include <unistd.h>
 #include <vector>
-
-#include "photograph_pair.hpp"
 
 namespace {
 

@@ -1,20 +1,20 @@
 // The inverse appearance model and the brightness increase beside their literal versions, at 2 megapixels. Messages of
 // both go to /dev/null; the literal versions always write their files, into a folder of their own.
+#include <likeness/likeness.hpp>
+#include "reference/inverse_reference.hpp"
+
 #include <benchmark/benchmark.h>
-#include <fcntl.h>
-#include <stdlib.h>
-#include <unistd.h>
+#include <opencv2/imgcodecs.hpp>
+#include <opencv2/imgproc.hpp>
 
 #include <array>
 #include <cstdio>
+#include <fcntl.h>
 #include <filesystem>
-#include <opencv2/imgcodecs.hpp>
-#include <opencv2/imgproc.hpp>
 #include <stdexcept>
+#include <stdlib.h>
 #include <string>
-
-#include <likeness/likeness.hpp>
-#include "reference/inverse_reference.hpp"
+#include <unistd.h>
 
 namespace {
 

@@ -1,12 +1,4 @@
 // Colour space conversions and white estimates at 2 megapixels, each beside its literal version.
-#include <benchmark/benchmark.h>
-
-#include <cstring>
-#include <limits>
-#include <opencv2/imgcodecs.hpp>
-#include <opencv2/imgproc.hpp>
-#include <string>
-
 #include <likeness/color/lab.hpp>
 #include <likeness/color/lms_lalphabeta.hpp>
 #include <likeness/color/opponent.hpp>
@@ -14,6 +6,14 @@
 #include <likeness/color/white_point.hpp>
 #include <likeness/color/yuv.hpp>
 #include "reference/color_space_reference.hpp"
+
+#include <benchmark/benchmark.h>
+#include <opencv2/imgcodecs.hpp>
+#include <opencv2/imgproc.hpp>
+
+#include <cstring>
+#include <limits>
+#include <string>
 
 namespace {
 

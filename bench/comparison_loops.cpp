@@ -1,21 +1,21 @@
 // Each loop of the comparison on a photograph-like picture, beside its literal version, in pixels per second. A case
 // first checks that both give the same answer.
-#include <benchmark/benchmark.h>
-
-#include <cstring>
-#include <filesystem>
-#include <functional>
-#include <iostream>
-#include <opencv2/core.hpp>
-#include <string>
-
-#include "diagnostics/number_text.hpp"
 #include <likeness/likeness.hpp>
+#include "diagnostics/number_text.hpp"
 #include "photograph_pair.hpp"
 #include "reference/adaptation_reference.hpp"
 #include "reference/appearance_reference.hpp"
 #include "reference/color_reference.hpp"
 #include "reference/metrics_reference.hpp"
+
+#include <benchmark/benchmark.h>
+#include <opencv2/core.hpp>
+
+#include <cstring>
+#include <filesystem>
+#include <functional>
+#include <iostream>
+#include <string>
 
 namespace {
 

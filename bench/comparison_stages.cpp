@@ -1,16 +1,17 @@
 // The parts that a comparison of two photographs is made of, each as a process of its own, for `comparison_bench`.
+#include <likeness/likeness.hpp>
+#include "photograph_pair.hpp"
+#include "reference/metrics_reference.hpp"
+
+#include <opencv2/imgcodecs.hpp>
+
 #include <chrono>
 #include <cstdlib>
 #include <cstring>
 #include <fstream>
 #include <iostream>
-#include <opencv2/imgcodecs.hpp>
 #include <string>
 #include <vector>
-
-#include <likeness/likeness.hpp>
-#include "photograph_pair.hpp"
-#include "reference/metrics_reference.hpp"
 
 namespace {
 

@@ -1,27 +1,27 @@
 // The synthetic exposure stack, response recovery and tone mapping at 2 megapixels, beside their literal versions. The
 // image library's own threads are set to 1. Memory in use at its peak: `exposure_bench --memory`.
+#include <likeness/adaptation/d65_adaptation.hpp>
+#include <likeness/color/bgr_xyz.hpp>
+#include <likeness/color/sharpened_rgb.hpp>
+#include <likeness/exposure/durand_tone_mapping.hpp>
+#include <likeness/exposure/exposure_stack.hpp>
+#include <likeness/exposure/response_recovery.hpp>
+#include "exposure/exposure_regions.hpp"
+#include "reference/exposure_reference.hpp"
+
 #include <benchmark/benchmark.h>
 #include <omp.h>
-#include <sys/resource.h>
-#include <unistd.h>
+#include <opencv2/imgcodecs.hpp>
+#include <opencv2/imgproc.hpp>
 
 #include <cstring>
 #include <filesystem>
 #include <fstream>
 #include <iostream>
-#include <opencv2/imgcodecs.hpp>
-#include <opencv2/imgproc.hpp>
 #include <string>
+#include <sys/resource.h>
+#include <unistd.h>
 #include <vector>
-
-#include <likeness/adaptation/d65_adaptation.hpp>
-#include <likeness/color/bgr_xyz.hpp>
-#include <likeness/color/sharpened_rgb.hpp>
-#include <likeness/exposure/durand_tone_mapping.hpp>
-#include "exposure/exposure_regions.hpp"
-#include <likeness/exposure/exposure_stack.hpp>
-#include <likeness/exposure/response_recovery.hpp>
-#include "reference/exposure_reference.hpp"
 
 namespace {
 

@@ -1,12 +1,12 @@
 // The guided filter at 2 megapixels: beside its literal version, and beside the window means that it is made of.
-#include <benchmark/benchmark.h>
-
-#include <opencv2/imgcodecs.hpp>
-#include <opencv2/imgproc.hpp>
-#include <string>
-
 #include <likeness/filter/guidedfilter.hpp>
 #include "reference/filter_reference.hpp"
+
+#include <benchmark/benchmark.h>
+#include <opencv2/imgcodecs.hpp>
+#include <opencv2/imgproc.hpp>
+
+#include <string>
 
 namespace {
 

@@ -1,13 +1,12 @@
 // Global adaptation at 2 megapixels beside its literal version.
 #include <likeness/adaptation/global_adaptation.hpp>
+#include "reference/global_adaptation_reference.hpp"
 
 #include <benchmark/benchmark.h>
-
 #include <opencv2/imgcodecs.hpp>
 #include <opencv2/imgproc.hpp>
-#include <string>
 
-#include "reference/global_adaptation_reference.hpp"
+#include <string>
 
 namespace {
 

@@ -1,9 +1,9 @@
-#include <benchmark/benchmark.h>
+#include "diagnostics/number_text.hpp"
 
-#include <charconv>
+#include <benchmark/benchmark.h>
 #include <opencv2/core.hpp>
 
-#include "diagnostics/number_text.hpp"
+#include <charconv>
 
 namespace {
 

@@ -1,8 +1,9 @@
 #include "photograph_pair.hpp"
 
-#include <cmath>
 #include <opencv2/imgcodecs.hpp>
 #include <opencv2/imgproc.hpp>
+
+#include <cmath>
 #include <stdexcept>
 #include <string>
 

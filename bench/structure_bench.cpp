@@ -2,15 +2,14 @@
 #include <likeness/exposure/brightness_alignment.hpp>
 #include <likeness/structure/optical_flow_alignment.hpp>
 #include <likeness/structure/structure_tensor.hpp>
-
-#include <benchmark/benchmark.h>
-
-#include <opencv2/imgcodecs.hpp>
-#include <opencv2/imgproc.hpp>
-#include <string>
-
 #include "reference/brightness_alignment_reference.hpp"
 #include "reference/structure_reference.hpp"
+
+#include <benchmark/benchmark.h>
+#include <opencv2/imgcodecs.hpp>
+#include <opencv2/imgproc.hpp>
+
+#include <string>
 
 namespace {
 

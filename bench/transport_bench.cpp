@@ -1,16 +1,16 @@
 // Colour transfer at 2 megapixels, and the guided filter's transport variant at half a megapixel, beside their literal
 // versions. Messages are dropped; the literal version's go to a stream that keeps nothing.
-#include <benchmark/benchmark.h>
-
-#include <iostream>
-#include <opencv2/imgcodecs.hpp>
-#include <opencv2/imgproc.hpp>
-#include <string>
-
 #include <likeness/filter/guidedfilter.hpp>
-#include "reference/transport_reference.hpp"
 #include <likeness/transport/closed_form_map.hpp>
 #include <likeness/transport/optimal_transport.hpp>
+#include "reference/transport_reference.hpp"
+
+#include <benchmark/benchmark.h>
+#include <opencv2/imgcodecs.hpp>
+#include <opencv2/imgproc.hpp>
+
+#include <iostream>
+#include <string>
 
 namespace {
 

@@ -2,11 +2,13 @@
 // the photograph onto the warped one along their optical flow, and writes a sheet of pictures: above, the reference,
 // the photograph before and after; below, the length of the displacement and what differs from the reference before and
 // after, eight times amplified. The warped photograph itself is written where a third name is given.
-#include <cmath>
-#include <cstdio>
 #include <likeness/likeness.hpp>
+
 #include <opencv2/imgcodecs.hpp>
 #include <opencv2/imgproc.hpp>
+
+#include <cmath>
+#include <cstdio>
 #include <string>
 #include <vector>
 

@@ -1,7 +1,9 @@
 // The lightness of each pixel as a picture: appearance_maps PHOTOGRAPH RESULT
-#include <iostream>
 #include <likeness/likeness.hpp>
+
 #include <opencv2/imgcodecs.hpp>
+
+#include <iostream>
 
 int main(int argc, char** argv) {
     if (argc != 3) {

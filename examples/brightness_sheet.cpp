@@ -1,12 +1,14 @@
 // Brightens a photograph with several factors and saves a contact sheet.
 //
 //     brightness_sheet examples/photos/coffee.jpg sheet.jpg
+#include <likeness/likeness.hpp>
+
+#include <opencv2/imgcodecs.hpp>
+#include <opencv2/imgproc.hpp>
+
 #include <array>
 #include <cmath>
 #include <cstdio>
-#include <likeness/likeness.hpp>
-#include <opencv2/imgcodecs.hpp>
-#include <opencv2/imgproc.hpp>
 #include <vector>
 
 namespace {

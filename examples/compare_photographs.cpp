@@ -1,7 +1,9 @@
 // How alike two photographs look: compare_photographs FIRST SECOND
-#include <iostream>
 #include <likeness/likeness.hpp>
+
 #include <opencv2/imgcodecs.hpp>
+
+#include <iostream>
 
 int main(int argc, char** argv) {
     if (argc != 3) {

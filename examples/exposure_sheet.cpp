@@ -4,18 +4,19 @@
 //
 // leaves exposure_stack.jpg, exposure_bracket.jpg and response_curve.png in FOLDER, with everything that the operations
 // write in folders beside them.
+#include <likeness/likeness.hpp>
+#include "made_scene.hpp"
+
+#include <opencv2/imgcodecs.hpp>
+#include <opencv2/imgproc.hpp>
+
 #include <algorithm>
 #include <array>
 #include <cmath>
 #include <cstdio>
 #include <filesystem>
-#include <likeness/likeness.hpp>
-#include <opencv2/imgcodecs.hpp>
-#include <opencv2/imgproc.hpp>
 #include <string>
 #include <vector>
-
-#include "made_scene.hpp"
 
 namespace {
 

@@ -5,11 +5,13 @@
 // First row: the photograph; noise added to it; the noise filtered under the photograph's green channel, and under all
 // three channels. Second row: the photograph under its own channels one by one, at growing radius and regulariser, and
 // the white image that the per-pixel white estimate makes of it.
-#include <cstdio>
-#include <exception>
 #include <likeness/likeness.hpp>
+
 #include <opencv2/imgcodecs.hpp>
 #include <opencv2/imgproc.hpp>
+
+#include <cstdio>
+#include <exception>
 #include <stdexcept>
 #include <string>
 #include <vector>

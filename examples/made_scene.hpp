@@ -1,9 +1,10 @@
 // A scene in photographs that are made in code: under a flash and without it, and by a camera of known response.
 #pragma once
 
+#include <likeness/likeness.hpp>
+
 #include <algorithm>
 #include <cmath>
-#include <likeness/likeness.hpp>
 
 namespace made_scene {
 

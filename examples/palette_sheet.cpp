@@ -2,10 +2,12 @@
 // all of it, and writes a sheet of pictures: above, the input and the target; in the middle, the input with its chroma
 // transferred, and below with lightness and chroma transferred, for t = 0, 0.25, 0.5, 0.75 and 1. Prints the mean and
 // the covariance of the colours of each.
-#include <cstdio>
 #include <likeness/likeness.hpp>
+
 #include <opencv2/imgcodecs.hpp>
 #include <opencv2/imgproc.hpp>
+
+#include <cstdio>
 #include <string>
 #include <vector>
 

@@ -2,18 +2,19 @@
 // with the exposure times in their EXIF data.
 //
 //     scene_photographs examples/photos/coffee.jpg examples/scene
+#include <likeness/likeness.hpp>
+#include "made_scene.hpp"
+
+#include <opencv2/imgcodecs.hpp>
+#include <opencv2/imgproc.hpp>
+
 #include <algorithm>
 #include <cmath>
 #include <cstdint>
 #include <cstdio>
 #include <fstream>
-#include <likeness/likeness.hpp>
-#include <opencv2/imgcodecs.hpp>
-#include <opencv2/imgproc.hpp>
 #include <string>
 #include <vector>
-
-#include "made_scene.hpp"
 
 namespace {
 

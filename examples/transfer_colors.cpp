@@ -1,5 +1,6 @@
 // A photograph in the colours of another: transfer_colors PHOTOGRAPH PALETTE RESULT
 #include <likeness/likeness.hpp>
+
 #include <opencv2/imgcodecs.hpp>
 
 int main(int argc, char** argv) {

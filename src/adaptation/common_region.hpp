@@ -1,7 +1,8 @@
 #pragma once
 
-#include <algorithm>
 #include <opencv2/core.hpp>
+
+#include <algorithm>
 
 namespace likeness {
 

@@ -1,8 +1,8 @@
 #include <likeness/adaptation/degree_of_adaptation.hpp>
 
-#include <cmath>
-
 #include "numerics/transcendental_blocks.hpp"
+
+#include <cmath>
 
 namespace likeness {
 namespace {

@@ -1,20 +1,21 @@
 #include <likeness/adaptation/global_adaptation.hpp>
 
-#include <algorithm>
-#include <filesystem>
-#include <limits>
-#include <opencv2/imgcodecs.hpp>
-#include <opencv2/imgproc.hpp>
-#include <system_error>
-
-#include "adaptation/participation_mask.hpp"
 #include <likeness/color/bgr_xyz.hpp>
 #include <likeness/color/clip.hpp>
 #include <likeness/color/pixel_matrix.hpp>
 #include <likeness/color/srgb_companding.hpp>
 #include <likeness/color/white_point.hpp>
+#include "adaptation/participation_mask.hpp"
 #include "numerics/image_walk.hpp"
 #include "numerics/transcendental_blocks.hpp"
+
+#include <opencv2/imgcodecs.hpp>
+#include <opencv2/imgproc.hpp>
+
+#include <algorithm>
+#include <filesystem>
+#include <limits>
+#include <system_error>
 
 namespace likeness {
 namespace {

@@ -1,16 +1,16 @@
 #include <likeness/adaptation/local_adaptation.hpp>
 
+#include <likeness/adaptation/degree_of_adaptation.hpp>
+#include <likeness/color/bgr_xyz.hpp>
+#include <likeness/color/sharpened_rgb.hpp>
+#include <likeness/color/white_point.hpp>
+#include "adaptation/common_region.hpp"
+
 #include <algorithm>
 #include <cmath>
 #include <cstdint>
 #include <limits>
 #include <vector>
-
-#include "adaptation/common_region.hpp"
-#include <likeness/adaptation/degree_of_adaptation.hpp>
-#include <likeness/color/bgr_xyz.hpp>
-#include <likeness/color/sharpened_rgb.hpp>
-#include <likeness/color/white_point.hpp>
 
 namespace likeness {
 namespace {

@@ -1,21 +1,22 @@
 #include <likeness/adaptation/two_scale_adaptation.hpp>
 
-#include <algorithm>
-#include <cmath>
-#include <opencv2/imgproc.hpp>
-#include <string>
-
-#include "adaptation/common_region.hpp"
 #include <likeness/adaptation/d65_adaptation.hpp>
 #include <likeness/adaptation/degree_of_adaptation.hpp>
 #include <likeness/color/bgr_xyz.hpp>
-#include <likeness/diagnostics/name_text.hpp>
 #include <likeness/color/sharpened_rgb.hpp>
 #include <likeness/color/white_point.hpp>
+#include <likeness/diagnostics/name_text.hpp>
+#include <likeness/structure/structure_tensor.hpp>
+#include "adaptation/common_region.hpp"
 #include "diagnostics/number_text.hpp"
 #include "numerics/image_walk.hpp"
 #include "numerics/transcendental_blocks.hpp"
-#include <likeness/structure/structure_tensor.hpp>
+
+#include <opencv2/imgproc.hpp>
+
+#include <algorithm>
+#include <cmath>
+#include <string>
 
 namespace likeness {
 namespace {

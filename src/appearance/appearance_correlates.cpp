@@ -1,11 +1,11 @@
 #include <likeness/appearance/appearance_correlates.hpp>
 
-#include <cmath>
-
-#include "appearance/remembered.hpp"
 #include <likeness/appearance/viewing_conditions.hpp>
+#include "appearance/remembered.hpp"
 #include "numerics/image_walk.hpp"
 #include "numerics/transcendental_blocks.hpp"
+
+#include <cmath>
 
 namespace likeness {
 namespace {

@@ -1,11 +1,11 @@
 #include <likeness/appearance/cone_responses.hpp>
 
-#include <algorithm>
-#include <cmath>
-
 #include <likeness/color/pixel_matrix.hpp>
 #include "numerics/image_walk.hpp"
 #include "numerics/transcendental_blocks.hpp"
+
+#include <algorithm>
+#include <cmath>
 
 namespace likeness {
 namespace {

@@ -1,19 +1,19 @@
 #include <likeness/appearance/inverse_model.hpp>
 
-#include <algorithm>
-#include <cmath>
-#include <cstdint>
-#include <string>
-
 #include <likeness/appearance/appearance_correlates.hpp>
 #include <likeness/appearance/cone_responses.hpp>
-#include "appearance/remembered.hpp"
 #include <likeness/appearance/viewing_conditions.hpp>
 #include <likeness/color/pixel_matrix.hpp>
+#include "appearance/remembered.hpp"
 #include "diagnostics/message_lines.hpp"
 #include "diagnostics/number_text.hpp"
 #include "numerics/image_walk.hpp"
 #include "numerics/transcendental_blocks.hpp"
+
+#include <algorithm>
+#include <cmath>
+#include <cstdint>
+#include <string>
 
 namespace likeness {
 namespace {

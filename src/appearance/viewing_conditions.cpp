@@ -1,8 +1,8 @@
 #include <likeness/appearance/viewing_conditions.hpp>
 
-#include <cmath>
-
 #include "numerics/repeated_sum.hpp"
+
+#include <cmath>
 
 namespace likeness {
 namespace {

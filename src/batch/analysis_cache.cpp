@@ -1,11 +1,11 @@
 #include "batch/analysis_cache.hpp"
 
+#include "batch/stable_hash.hpp"
+
 #include <algorithm>
 #include <optional>
 
-#include "batch/stable_hash.hpp"
-
-namespace likeness::darkroom {
+namespace likeness {
 namespace {
 
 // Two paths of one hash would count as one: then one of them stays a little too long or too short, nothing more.
@@ -75,4 +75,4 @@ AnalysisCache::Shared AnalysisCache::get(const std::string& path, const std::fun
     }
 }
 
-}  // namespace likeness::darkroom
+}  // namespace likeness

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "batch/photograph_analysis.hpp"
+
 #include <cstdint>
 #include <functional>
 #include <future>
@@ -10,9 +12,7 @@
 #include <unordered_map>
 #include <vector>
 
-#include "batch/photograph_analysis.hpp"
-
-namespace likeness::darkroom {
+namespace likeness {
 
 /// Analyses of photographs that occur in several pairs, so that each is made once. It is told beforehand how often each
 /// photograph will be asked for: one that is asked for once never enters, and one leaves with its last use. At most
@@ -46,4 +46,4 @@ private:
     std::list<std::string> byRecency_;  // the last one asked for first
 };
 
-}  // namespace likeness::darkroom
+}  // namespace likeness

@@ -1,15 +1,14 @@
 #include "batch/appended_file.hpp"
 
-#include <fcntl.h>
-#include <unistd.h>
+#include "files/refusal.hpp"
 
 #include <cerrno>
 #include <cstring>
+#include <fcntl.h>
+#include <unistd.h>
 #include <utility>
 
-#include "files/refusal.hpp"
-
-namespace likeness::darkroom {
+namespace likeness {
 namespace {
 
 /// How much work a power failure may cost.
@@ -76,4 +75,4 @@ void AppendedFile::fail(int problem) const {
     throw Refusal("cannot write '" + path_ + "': " + std::strerror(problem));
 }
 
-}  // namespace likeness::darkroom
+}  // namespace likeness

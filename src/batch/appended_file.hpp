@@ -1,13 +1,12 @@
 #pragma once
 
-#include <sys/types.h>
-
 #include <chrono>
 #include <cstdint>
 #include <string>
 #include <string_view>
+#include <sys/types.h>
 
-namespace likeness::darkroom {
+namespace likeness {
 
 /// Writes to a file descriptor, as `::write` does.
 using WriteCall = ::ssize_t (*)(int descriptor, const void* bytes, std::size_t count);
@@ -41,4 +40,4 @@ private:
     std::chrono::steady_clock::time_point synchronized_;
 };
 
-}  // namespace likeness::darkroom
+}  // namespace likeness

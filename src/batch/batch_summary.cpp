@@ -6,7 +6,7 @@
 #include <cmath>
 #include <numeric>
 
-namespace likeness::darkroom {
+namespace likeness {
 
 CoefficientStatistics statisticsOf(std::vector<float> values) {
     std::sort(values.begin(), values.end());
@@ -80,4 +80,4 @@ std::string batchProgressLine(std::uint64_t done, std::uint64_t failed, std::uin
     return line;
 }
 
-}  // namespace likeness::darkroom
+}  // namespace likeness

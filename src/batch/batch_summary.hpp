@@ -1,13 +1,13 @@
 #pragma once
 
+#include "batch/result_record.hpp"
+
 #include <array>
 #include <cstdint>
 #include <string>
 #include <vector>
 
-#include "batch/result_record.hpp"
-
-namespace likeness::darkroom {
+namespace likeness {
 
 /// The values of one coefficient over many pairs. Percentiles are of nearest rank.
 struct CoefficientStatistics {
@@ -55,4 +55,4 @@ std::string durationText(double seconds);
 /// @param count  pairs that this run is to do
 std::string batchProgressLine(std::uint64_t done, std::uint64_t failed, std::uint64_t count, double seconds);
 
-}  // namespace likeness::darkroom
+}  // namespace likeness

@@ -1,12 +1,12 @@
 // The appearance correlates by name, and where each is found in what the library returns.
 #pragma once
 
+#include <likeness/comparison/photograph_comparison.hpp>
+
 #include <array>
 #include <string>
 
-#include <likeness/comparison/photograph_comparison.hpp>
-
-namespace likeness::darkroom {
+namespace likeness {
 
 struct Correlate {
     const char* name;    ///< of the option values, JSON keys and files
@@ -44,4 +44,4 @@ inline std::string labelOf(const Correlate& correlate) {
     return std::string(correlate.name) + ' ' + correlate.symbol;
 }
 
-}  // namespace likeness::darkroom
+}  // namespace likeness

@@ -1,6 +1,6 @@
 #include "batch/csv.hpp"
 
-namespace likeness::darkroom {
+namespace likeness {
 namespace {
 
 constexpr int endOfText = std::char_traits<char>::eof();
@@ -93,4 +93,4 @@ std::string csvField(std::string_view text) {
     return quoted + '"';
 }
 
-}  // namespace likeness::darkroom
+}  // namespace likeness

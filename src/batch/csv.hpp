@@ -8,7 +8,7 @@
 #include <string_view>
 #include <vector>
 
-namespace likeness::darkroom {
+namespace likeness {
 
 /// A table whose quoting is broken.
 class CsvProblem : public std::runtime_error {
@@ -62,4 +62,4 @@ private:
 /// The field as it stands in a table: in quotes where it holds a comma, a quote or a line end.
 std::string csvField(std::string_view text);
 
-}  // namespace likeness::darkroom
+}  // namespace likeness

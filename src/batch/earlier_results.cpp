@@ -1,15 +1,15 @@
 #include "batch/earlier_results.hpp"
 
+#include "batch/stable_hash.hpp"
+#include "files/refusal.hpp"
+
 #include <algorithm>
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
 #include <filesystem>
 
-#include "batch/stable_hash.hpp"
-#include "files/refusal.hpp"
-
-namespace likeness::darkroom {
+namespace likeness {
 namespace {
 
 namespace fs = std::filesystem;
@@ -256,4 +256,4 @@ void dropPreviousResults(const ResultFile& file) {
     removeResults(previousResults(file.path));
 }
 
-}  // namespace likeness::darkroom
+}  // namespace likeness

@@ -1,15 +1,15 @@
 #pragma once
 
+#include "batch/batch_summary.hpp"
+#include "batch/pair_list.hpp"
+#include "batch/result_store.hpp"
+
 #include <cstdint>
 #include <memory>
 #include <string>
 #include <vector>
 
-#include "batch/batch_summary.hpp"
-#include "batch/pair_list.hpp"
-#include "batch/result_store.hpp"
-
-namespace likeness::darkroom {
+namespace likeness {
 
 /// Version and parameters that all records of one output share.
 struct ResultOrigin {
@@ -50,4 +50,4 @@ EarlierResults takeUpResults(const ResultFile& file, const PairList& pairs, cons
 /// Removes what `takeUpResults` moved away, once the output is whole.
 void dropPreviousResults(const ResultFile& file);
 
-}  // namespace likeness::darkroom
+}  // namespace likeness

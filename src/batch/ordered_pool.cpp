@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <utility>
 
-namespace likeness::darkroom {
+namespace likeness {
 
 OrderedPool::OrderedPool(std::size_t count, unsigned jobs, std::function<Work()> makeWork)
     : count_(count), window_(std::max<std::size_t>(256, std::size_t{16} * jobs)) {
@@ -72,4 +72,4 @@ bool OrderedPool::take(std::vector<ResultRecord>& records, std::chrono::millisec
     return !records.empty() || !ended();
 }
 
-}  // namespace likeness::darkroom
+}  // namespace likeness

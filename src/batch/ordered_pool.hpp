@@ -1,5 +1,7 @@
 #pragma once
 
+#include "batch/result_record.hpp"
+
 #include <atomic>
 #include <chrono>
 #include <condition_variable>
@@ -10,9 +12,7 @@
 #include <thread>
 #include <vector>
 
-#include "batch/result_record.hpp"
-
-namespace likeness::darkroom {
+namespace likeness {
 
 /// Workers that make the records 0..count - 1 at the same time and hand them out in order. A worker runs ahead of the
 /// first record that is missing by a bounded number, so that memory stays flat. The numbers are given out in order:
@@ -52,4 +52,4 @@ private:
     std::vector<std::thread> workers_;
 };
 
-}  // namespace likeness::darkroom
+}  // namespace likeness

@@ -1,16 +1,15 @@
 #include "batch/output_lock.hpp"
 
+#include "files/refusal.hpp"
+
+#include <cerrno>
+#include <cstring>
 #include <fcntl.h>
 #include <sys/file.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include <cerrno>
-#include <cstring>
-
-#include "files/refusal.hpp"
-
-namespace likeness::darkroom {
+namespace likeness {
 namespace {
 
 std::string lockPath(const std::string& output) {
@@ -61,4 +60,4 @@ bool isLocked(const std::string& output) {
     return locked;
 }
 
-}  // namespace likeness::darkroom
+}  // namespace likeness

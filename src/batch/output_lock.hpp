@@ -2,7 +2,7 @@
 
 #include <string>
 
-namespace likeness::darkroom {
+namespace likeness {
 
 /// Keeps a second process from writing the same output, as long as the object lives. The lock is one of the system on
 /// the file OUTPUT.lock and ends with the process, however that ends; a file that a killed process left behind locks
@@ -23,4 +23,4 @@ private:
 /// Whether another process holds the lock of an output.
 bool isLocked(const std::string& output);
 
-}  // namespace likeness::darkroom
+}  // namespace likeness

@@ -1,6 +1,11 @@
 #include "batch/pair_list.hpp"
 
+#include "batch/csv.hpp"
+#include "batch/stable_hash.hpp"
+#include "files/refusal.hpp"
+
 #include <fmt/format.h>
+#include <nlohmann/json.hpp>
 
 #include <algorithm>
 #include <array>
@@ -10,14 +15,9 @@
 #include <fstream>
 #include <iostream>
 #include <map>
-#include <nlohmann/json.hpp>
 #include <sstream>
 
-#include "batch/csv.hpp"
-#include "batch/stable_hash.hpp"
-#include "files/refusal.hpp"
-
-namespace likeness::darkroom {
+namespace likeness {
 namespace {
 
 namespace fs = std::filesystem;
@@ -464,4 +464,4 @@ std::string csvList(const PairList& pairs) {
     return list;
 }
 
-}  // namespace likeness::darkroom
+}  // namespace likeness

@@ -1,6 +1,9 @@
 // Pairs of photographs to be compared: from lists and from folders.
 #pragma once
 
+#include "batch/result_record.hpp"
+#include "batch/shard.hpp"
+
 #include <cstdint>
 #include <istream>
 #include <optional>
@@ -8,10 +11,7 @@
 #include <string_view>
 #include <vector>
 
-#include "batch/result_record.hpp"
-#include "batch/shard.hpp"
-
-namespace likeness::darkroom {
+namespace likeness {
 
 struct Pair {
     std::uint64_t position = 0;  ///< in the whole list, from 1
@@ -81,4 +81,4 @@ FolderPairs pairFolders(const std::string& first, const std::string& second, Sha
 /// The pairs as a CSV list that `readPairs` reads.
 std::string csvList(const PairList& pairs);
 
-}  // namespace likeness::darkroom
+}  // namespace likeness

@@ -1,16 +1,16 @@
 #include "batch/parameters.hpp"
 
-#include <fmt/format.h>
-#include <sys/utsname.h>
-
-#include <opencv2/core.hpp>
-
 #include <likeness/appearance/viewing_conditions.hpp>
 #include "batch/result_record.hpp"
 #include "batch/stable_hash.hpp"
 #include "files/number_format.hpp"
 
-namespace likeness::darkroom {
+#include <fmt/format.h>
+#include <opencv2/core.hpp>
+
+#include <sys/utsname.h>
+
+namespace likeness {
 
 std::string comparisonParameters() {
     ::utsname system{};
@@ -28,4 +28,4 @@ std::string parameterFingerprint() {
     return fmt::format("{:016x}", fnv1a(comparisonParameters()));
 }
 
-}  // namespace likeness::darkroom
+}  // namespace likeness

@@ -2,7 +2,7 @@
 
 #include <string>
 
-namespace likeness::darkroom {
+namespace likeness {
 
 /// All that changes the numbers of a comparison besides the photographs and the program's version, as one line.
 std::string comparisonParameters();
@@ -10,4 +10,4 @@ std::string comparisonParameters();
 /// 16 hexadecimal digits that stand for that line.
 std::string parameterFingerprint();
 
-}  // namespace likeness::darkroom
+}  // namespace likeness

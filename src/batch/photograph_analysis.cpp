@@ -1,17 +1,17 @@
 #include "batch/photograph_analysis.hpp"
 
-#include <fcntl.h>
-#include <sys/stat.h>
-#include <unistd.h>
+#include "photofile/decoder_remarks.hpp"
+
+#include <opencv2/imgcodecs.hpp>
 
 #include <cerrno>
 #include <cstring>
+#include <fcntl.h>
 #include <new>
-#include <opencv2/imgcodecs.hpp>
+#include <sys/stat.h>
+#include <unistd.h>
 
-#include "photofile/decoder_remarks.hpp"
-
-namespace likeness::darkroom {
+namespace likeness {
 namespace {
 
 constexpr const char* noImage = " as an image";
@@ -100,4 +100,4 @@ PairOutcome compareAnalyses(const std::string& firstPath, const PhotographAnalys
     return outcome;
 }
 
-}  // namespace likeness::darkroom
+}  // namespace likeness

@@ -1,12 +1,12 @@
 #pragma once
 
-#include <string>
-#include <vector>
-
 #include <likeness/comparison/photograph_comparison.hpp>
 #include "batch/result_record.hpp"
 
-namespace likeness::darkroom {
+#include <string>
+#include <vector>
+
+namespace likeness {
 
 /// What a comparison needs of one photograph.
 struct PhotographAnalysis {
@@ -25,4 +25,4 @@ PhotographAnalysis analysePhotograph(const std::string& path, ColorCounter& coun
 PairOutcome compareAnalyses(const std::string& firstPath, const PhotographAnalysis& first,
                             const std::string& secondPath, const PhotographAnalysis& second);
 
-}  // namespace likeness::darkroom
+}  // namespace likeness

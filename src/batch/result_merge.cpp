@@ -1,7 +1,10 @@
 #include "batch/result_merge.hpp"
 
+#include "batch/output_lock.hpp"
+#include "batch/stable_hash.hpp"
+#include "files/refusal.hpp"
+
 #include <fmt/format.h>
-#include <unistd.h>
 
 #include <algorithm>
 #include <cerrno>
@@ -10,12 +13,9 @@
 #include <filesystem>
 #include <functional>
 #include <queue>
+#include <unistd.h>
 
-#include "batch/output_lock.hpp"
-#include "batch/stable_hash.hpp"
-#include "files/refusal.hpp"
-
-namespace likeness::darkroom {
+namespace likeness {
 namespace {
 
 struct Input {
@@ -210,4 +210,4 @@ void ResultMerge::write(const std::string& output) const {
     }
 }
 
-}  // namespace likeness::darkroom
+}  // namespace likeness

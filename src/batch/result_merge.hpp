@@ -1,12 +1,12 @@
 #pragma once
 
+#include "batch/result_store.hpp"
+
 #include <cstdint>
 #include <string>
 #include <vector>
 
-#include "batch/result_store.hpp"
-
-namespace likeness::darkroom {
+namespace likeness {
 
 /// Joins results of shards of one list into one file in the order of the list. Everything is checked before `write`
 /// puts down the first byte.
@@ -31,4 +31,4 @@ private:
     std::uint64_t failed_ = 0;
 };
 
-}  // namespace likeness::darkroom
+}  // namespace likeness

@@ -2,7 +2,7 @@
 
 #include <algorithm>
 
-namespace likeness::darkroom {
+namespace likeness {
 
 const std::vector<std::string>& resultFields() {
     static const std::vector<std::string> all = [] {
@@ -33,4 +33,4 @@ bool isResultField(std::string_view name) {
     return std::find(fields.begin(), fields.end(), lowerCase(name)) != fields.end();
 }
 
-}  // namespace likeness::darkroom
+}  // namespace likeness

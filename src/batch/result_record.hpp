@@ -7,7 +7,7 @@
 #include <string_view>
 #include <vector>
 
-namespace likeness::darkroom {
+namespace likeness {
 
 /// Version of the records' fields.
 inline constexpr int resultSchema = 1;
@@ -73,4 +73,4 @@ bool isResultField(std::string_view name);
 /// ASCII letters in lower case, others as they are.
 std::string lowerCase(std::string_view text);
 
-}  // namespace likeness::darkroom
+}  // namespace likeness

@@ -1,12 +1,12 @@
 #include "batch/result_store.hpp"
 
-#include <filesystem>
-
 #include "batch/sqlite_results.hpp"
 #include "batch/text_results.hpp"
 #include "files/refusal.hpp"
 
-namespace likeness::darkroom {
+#include <filesystem>
+
+namespace likeness {
 
 ResultFormat resultFormatOf(const std::string& option, const std::string& path) {
     const std::string extension = lowerCase(std::filesystem::path(path).extension().string());
@@ -36,4 +36,4 @@ void settleResults(const std::string& path, ResultFormat format) {
     }
 }
 
-}  // namespace likeness::darkroom
+}  // namespace likeness

@@ -1,14 +1,14 @@
 // Files of results: JSON Lines, CSV and SQLite behind one pair of interfaces.
 #pragma once
 
+#include "batch/result_record.hpp"
+
 #include <cstdint>
 #include <memory>
 #include <string>
 #include <vector>
 
-#include "batch/result_record.hpp"
-
-namespace likeness::darkroom {
+namespace likeness {
 
 enum class ResultFormat { jsonLines, csv, sqlite };
 
@@ -80,4 +80,4 @@ std::unique_ptr<ResultWriter> writeResults(const ResultFile& file, const ResultR
 /// @throws Refusal
 void settleResults(const std::string& path, ResultFormat format);
 
-}  // namespace likeness::darkroom
+}  // namespace likeness

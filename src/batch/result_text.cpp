@@ -1,15 +1,16 @@
 #include "batch/result_text.hpp"
 
+#include "batch/csv.hpp"
+#include "files/number_format.hpp"
+
+#include <nlohmann/json.hpp>
+
 #include <charconv>
 #include <cmath>
 #include <cstdlib>
 #include <limits>
-#include <nlohmann/json.hpp>
 
-#include "batch/csv.hpp"
-#include "files/number_format.hpp"
-
-namespace likeness::darkroom {
+namespace likeness {
 namespace {
 
 using Json = nlohmann::ordered_json;
@@ -251,4 +252,4 @@ std::optional<ResultRecord> recordOfFields(const std::vector<std::string>& field
     return good ? std::optional(std::move(record)) : std::nullopt;
 }
 
-}  // namespace likeness::darkroom
+}  // namespace likeness

@@ -2,13 +2,13 @@
 // bytes.
 #pragma once
 
+#include "batch/result_record.hpp"
+
 #include <optional>
 #include <string>
 #include <vector>
 
-#include "batch/result_record.hpp"
-
-namespace likeness::darkroom {
+namespace likeness {
 
 /// A JSON object and a line feed.
 std::string jsonLine(const ResultRecord& record);
@@ -31,4 +31,4 @@ std::optional<ResultRecord> recordOfFields(const std::vector<std::string>& field
 /// The value of the named column, or none.
 const CarriedValue* carriedValue(const ResultRecord& record, const std::string& column);
 
-}  // namespace likeness::darkroom
+}  // namespace likeness

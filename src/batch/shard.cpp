@@ -1,11 +1,11 @@
 #include "batch/shard.hpp"
 
-#include <charconv>
-
 #include "batch/stable_hash.hpp"
 #include "files/refusal.hpp"
 
-namespace likeness::darkroom {
+#include <charconv>
+
+namespace likeness {
 
 bool Shard::holds(std::string_view id) const noexcept {
     return mixed(fnv1a(id)) % count == index - 1;
@@ -26,4 +26,4 @@ Shard shardOf(const std::string& text) {
     throw Refusal("--shard: '" + text + "' is not I/N with whole numbers, I from 1 to N, N up to 1000000");
 }
 
-}  // namespace likeness::darkroom
+}  // namespace likeness

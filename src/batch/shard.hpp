@@ -4,7 +4,7 @@
 #include <string>
 #include <string_view>
 
-namespace likeness::darkroom {
+namespace likeness {
 
 /// One of several parts of a list of pairs. Which part a pair belongs to depends on its id alone, so that a pair that
 /// is added to the list moves no other.
@@ -20,4 +20,4 @@ struct Shard {
 /// @throws Refusal
 Shard shardOf(const std::string& text);
 
-}  // namespace likeness::darkroom
+}  // namespace likeness

@@ -1,15 +1,15 @@
 #include "batch/sqlite_results.hpp"
 
-#include <sqlite3.h>
-#include <unistd.h>
-
-#include <cmath>
-#include <filesystem>
-
 #include "files/number_format.hpp"
 #include "files/refusal.hpp"
 
-namespace likeness::darkroom {
+#include <sqlite3.h>
+
+#include <cmath>
+#include <filesystem>
+#include <unistd.h>
+
+namespace likeness {
 namespace {
 
 std::string identifier(const std::string& name) {
@@ -357,4 +357,4 @@ void settleSqliteResults(const std::string& path) {
     Database(path, SQLITE_OPEN_READWRITE, "write").execute("PRAGMA journal_mode = DELETE");
 }
 
-}  // namespace likeness::darkroom
+}  // namespace likeness

@@ -2,11 +2,11 @@
 
 #include "batch/result_store.hpp"
 
-namespace likeness::darkroom {
+namespace likeness {
 
 /// Results in an SQLite database; see `openResults`, `writeResults` and `settleResults`.
 std::unique_ptr<ResultReader> openSqliteResults(const std::string& path);
 std::unique_ptr<ResultWriter> writeSqliteResults(const ResultFile& file);
 void settleSqliteResults(const std::string& path);
 
-}  // namespace likeness::darkroom
+}  // namespace likeness

@@ -3,7 +3,7 @@
 #include <cstdint>
 #include <string_view>
 
-namespace likeness::darkroom {
+namespace likeness {
 
 /// FNV-1a of 64 bits (Fowler, Noll, Vo; draft-eastlake-fnv): the same on every machine and in every release.
 constexpr std::uint64_t fnv1a(std::string_view bytes, std::uint64_t basis = 0xcbf29ce484222325U) noexcept {
@@ -34,4 +34,4 @@ constexpr WideHash wideHash(std::string_view bytes) noexcept {
     return {mixed(fnv1a(bytes)), mixed(fnv1a(bytes, 0x6c62272e07bb0142U))};
 }
 
-}  // namespace likeness::darkroom
+}  // namespace likeness

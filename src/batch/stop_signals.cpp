@@ -2,7 +2,7 @@
 
 #include <atomic>
 
-namespace likeness::darkroom {
+namespace likeness {
 namespace {
 
 // A signal handler can reach nothing else.
@@ -37,4 +37,4 @@ int StopSignals::received() const noexcept {
     return receivedSignal;
 }
 
-}  // namespace likeness::darkroom
+}  // namespace likeness

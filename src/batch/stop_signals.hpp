@@ -2,7 +2,7 @@
 
 #include <csignal>
 
-namespace likeness::darkroom {
+namespace likeness {
 
 /// While the object lives, the first SIGINT or SIGTERM is taken for the wish to stop soon; a second one ends the
 /// process at once. One object at a time. A file that grows beyond its limit is an error of the write, not a signal.
@@ -22,4 +22,4 @@ private:
     struct ::sigaction fileSize_ {};
 };
 
-}  // namespace likeness::darkroom
+}  // namespace likeness

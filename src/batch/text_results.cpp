@@ -1,19 +1,19 @@
 #include "batch/text_results.hpp"
 
-#include <fmt/format.h>
-#include <sys/stat.h>
-
-#include <algorithm>
-#include <cerrno>
-#include <cstring>
-#include <fstream>
-
 #include "batch/appended_file.hpp"
 #include "batch/csv.hpp"
 #include "batch/result_text.hpp"
 #include "files/refusal.hpp"
 
-namespace likeness::darkroom {
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <cstring>
+#include <fstream>
+#include <sys/stat.h>
+
+namespace likeness {
 namespace {
 
 /// Every record begins so; what a cut-off first one leaves begins so, too, as far as it goes.
@@ -220,4 +220,4 @@ std::unique_ptr<ResultWriter> writeTextResults(const ResultFile& file, const Res
     return std::make_unique<TextWriter>(file, tail);
 }
 
-}  // namespace likeness::darkroom
+}  // namespace likeness

@@ -1,12 +1,12 @@
 #include <likeness/color/bgr_xyz.hpp>
 
-#include <algorithm>
-
-#include "color/encoded_bgr.hpp"
 #include <likeness/color/pixel_matrix.hpp>
 #include <likeness/color/srgb_companding.hpp>
+#include "color/encoded_bgr.hpp"
 #include "numerics/image_walk.hpp"
 #include "numerics/transcendental_blocks.hpp"
+
+#include <algorithm>
 
 namespace likeness {
 namespace {

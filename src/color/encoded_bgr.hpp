@@ -1,14 +1,15 @@
 // From a linear colour space to gamma-encoded B, G, R, in one walk over the image.
 #pragma once
 
-#include <algorithm>
-#include <opencv2/core.hpp>
-
 #include <likeness/color/clip.hpp>
 #include <likeness/color/pixel_matrix.hpp>
 #include <likeness/color/srgb_companding.hpp>
 #include "numerics/image_walk.hpp"
 #include "numerics/transcendental_blocks.hpp"
+
+#include <opencv2/core.hpp>
+
+#include <algorithm>
 
 namespace likeness {
 

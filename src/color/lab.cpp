@@ -1,13 +1,13 @@
 #include <likeness/color/lab.hpp>
 
-#include <algorithm>
-#include <cmath>
-
 #include <likeness/color/bgr_xyz.hpp>
 #include <likeness/color/pixel_matrix.hpp>
 #include <likeness/color/srgb_companding.hpp>
 #include "numerics/image_walk.hpp"
 #include "numerics/transcendental_blocks.hpp"
+
+#include <algorithm>
+#include <cmath>
 
 namespace likeness {
 namespace {

@@ -1,14 +1,14 @@
 #include <likeness/color/lms_lalphabeta.hpp>
 
-#include <algorithm>
-#include <cmath>
-
 #include <likeness/color/clip.hpp>
-#include "color/encoded_bgr.hpp"
 #include <likeness/color/pixel_matrix.hpp>
 #include <likeness/color/srgb_companding.hpp>
+#include "color/encoded_bgr.hpp"
 #include "numerics/image_walk.hpp"
 #include "numerics/transcendental_blocks.hpp"
+
+#include <algorithm>
+#include <cmath>
 
 namespace likeness {
 namespace {

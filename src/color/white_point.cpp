@@ -1,15 +1,16 @@
 #include <likeness/color/white_point.hpp>
 
-#include <algorithm>
-#include <cmath>
-#include <opencv2/imgproc.hpp>
-#include <sstream>
-
 #include <likeness/color/clip.hpp>
 #include <likeness/color/pixel_matrix.hpp>
 #include <likeness/color/yuv.hpp>
 #include <likeness/filter/guidedfilter.hpp>
 #include "numerics/image_walk.hpp"
+
+#include <opencv2/imgproc.hpp>
+
+#include <algorithm>
+#include <cmath>
+#include <sstream>
 
 namespace likeness {
 namespace {

@@ -1,11 +1,11 @@
 #include "comparison/color_expansion.hpp"
 
+#include <likeness/comparison/distinct_colors.hpp>
+#include "diagnostics/number_text.hpp"
+
 #include <cstring>
 #include <future>
 #include <utility>
-
-#include <likeness/comparison/distinct_colors.hpp>
-#include "diagnostics/number_text.hpp"
 
 namespace likeness {
 namespace {

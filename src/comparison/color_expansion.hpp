@@ -1,9 +1,9 @@
 #pragma once
 
+#include <likeness/diagnostics/diagnostics.hpp>
+
 #include <string>
 #include <vector>
-
-#include <likeness/diagnostics/diagnostics.hpp>
 
 namespace likeness {
 

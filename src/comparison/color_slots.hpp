@@ -5,9 +5,10 @@
 // stays in the cache and touches few pages.
 #pragma once
 
+#include <opencv2/core.hpp>
+
 #include <cstddef>
 #include <cstdint>
-#include <opencv2/core.hpp>
 
 namespace likeness {
 

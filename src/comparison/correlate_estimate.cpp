@@ -1,8 +1,5 @@
 #include "comparison/correlate_estimate.hpp"
 
-#include <bit>
-#include <cmath>
-
 #include <likeness/adaptation/d65_adaptation.hpp>
 #include <likeness/appearance/appearance_correlates.hpp>
 #include <likeness/appearance/cone_responses.hpp>
@@ -10,6 +7,9 @@
 #include <likeness/color/bgr_xyz.hpp>
 #include <likeness/color/sharpened_rgb.hpp>
 #include <likeness/color/srgb_companding.hpp>
+
+#include <bit>
+#include <cmath>
 
 // The loops are plain C++ that compilers turn into vector instructions; a second version of the same loops is for
 // processors with longer vectors. Their last bits differ, by less than the margins.

@@ -10,9 +10,10 @@
 // r cos(h + 2) = a cos 2 - b sin 2; and saturation does not depend on lightness, which cancels in M / Q.
 #pragma once
 
+#include <opencv2/core.hpp>
+
 #include <cstddef>
 #include <cstdint>
-#include <opencv2/core.hpp>
 
 namespace likeness {
 

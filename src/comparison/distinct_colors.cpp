@@ -1,13 +1,13 @@
 #include <likeness/comparison/distinct_colors.hpp>
 
+#include "comparison/color_slots.hpp"
+#include "numerics/image_walk.hpp"
+
 #include <algorithm>
 #include <cstdlib>
 #include <cstring>
 #include <new>
 #include <utility>
-
-#include "comparison/color_slots.hpp"
-#include "numerics/image_walk.hpp"
 
 namespace likeness {
 namespace {

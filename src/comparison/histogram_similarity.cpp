@@ -1,9 +1,9 @@
 #include <likeness/comparison/histogram_similarity.hpp>
 
+#include "numerics/image_walk.hpp"
+
 #include <cmath>
 #include <limits>
-
-#include "numerics/image_walk.hpp"
 
 namespace likeness {
 namespace {

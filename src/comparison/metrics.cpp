@@ -1,16 +1,16 @@
 #include <likeness/comparison/metrics.hpp>
 
+#include <likeness/adaptation/d65_adaptation.hpp>
+#include <likeness/color/bgr_xyz.hpp>
+#include <likeness/color/sharpened_rgb.hpp>
+#include <likeness/comparison/photograph_comparison.hpp>
+#include "comparison/report.hpp"
+#include "diagnostics/number_text.hpp"
+#include "numerics/image_walk.hpp"
+
 #include <array>
 #include <iostream>
 #include <string>
-
-#include <likeness/adaptation/d65_adaptation.hpp>
-#include <likeness/comparison/photograph_comparison.hpp>
-#include "comparison/report.hpp"
-#include <likeness/color/bgr_xyz.hpp>
-#include <likeness/color/sharpened_rgb.hpp>
-#include "diagnostics/number_text.hpp"
-#include "numerics/image_walk.hpp"
 
 namespace likeness {
 

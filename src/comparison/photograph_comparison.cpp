@@ -1,16 +1,16 @@
 #include <likeness/comparison/photograph_comparison.hpp>
 
+#include <likeness/comparison/metrics.hpp>
+#include <likeness/comparison/perceptual_metrics.hpp>
+#include "comparison/color_expansion.hpp"
+#include "comparison/correlate_estimate.hpp"
+
 #include <algorithm>
 #include <array>
 #include <future>
 #include <stdexcept>
 #include <utility>
 #include <vector>
-
-#include "comparison/color_expansion.hpp"
-#include "comparison/correlate_estimate.hpp"
-#include <likeness/comparison/metrics.hpp>
-#include <likeness/comparison/perceptual_metrics.hpp>
 
 namespace likeness {
 namespace {

@@ -1,11 +1,12 @@
 #include <likeness/diagnostics/diagnostics.hpp>
 
-#include <iostream>
-#include <opencv2/imgcodecs.hpp>
-#include <utility>
-
 #include "diagnostics/number_text.hpp"
 #include "diagnostics/output_file.hpp"
+
+#include <opencv2/imgcodecs.hpp>
+
+#include <iostream>
+#include <utility>
 
 namespace likeness {
 

@@ -1,5 +1,7 @@
 #include "diagnostics/number_text.hpp"
 
+#include "diagnostics/output_file.hpp"
+
 #include <array>
 #include <bit>
 #include <charconv>
@@ -8,8 +10,6 @@
 #include <cstring>
 #include <string_view>
 #include <vector>
-
-#include "diagnostics/output_file.hpp"
 
 namespace likeness {
 namespace {

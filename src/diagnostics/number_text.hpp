@@ -1,9 +1,9 @@
 #pragma once
 
+#include <opencv2/core.hpp>
+
 #include <cstddef>
 #include <string>
-
-#include <opencv2/core.hpp>
 
 namespace likeness {
 

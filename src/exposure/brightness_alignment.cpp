@@ -1,11 +1,12 @@
 #include <likeness/exposure/brightness_alignment.hpp>
 
-#include <algorithm>
-#include <cmath>
+#include <likeness/transport/image_statistics.hpp>
+#include "numerics/image_walk.hpp"
+
 #include <opencv2/imgproc.hpp>
 
-#include "numerics/image_walk.hpp"
-#include <likeness/transport/image_statistics.hpp>
+#include <algorithm>
+#include <cmath>
 
 namespace likeness {
 namespace {

@@ -1,13 +1,5 @@
 #include <likeness/exposure/brightness_increase.hpp>
 
-#include <cmath>
-#include <cstdint>
-#include <filesystem>
-#include <opencv2/imgcodecs.hpp>
-#include <opencv2/imgproc.hpp>
-#include <string>
-#include <system_error>
-
 #include <likeness/appearance/appearance_correlates.hpp>
 #include <likeness/appearance/cone_responses.hpp>
 #include <likeness/appearance/inverse_model.hpp>
@@ -15,6 +7,15 @@
 #include "diagnostics/message_lines.hpp"
 #include "diagnostics/number_text.hpp"
 #include "numerics/image_walk.hpp"
+
+#include <opencv2/imgcodecs.hpp>
+#include <opencv2/imgproc.hpp>
+
+#include <cmath>
+#include <cstdint>
+#include <filesystem>
+#include <string>
+#include <system_error>
 
 namespace likeness {
 namespace {

@@ -1,12 +1,13 @@
 #include <likeness/exposure/durand_tone_mapping.hpp>
 
+#include "numerics/image_walk.hpp"
+#include "numerics/transcendental_blocks.hpp"
+
+#include <opencv2/imgproc.hpp>
+
 #include <algorithm>
 #include <cmath>
 #include <limits>
-#include <opencv2/imgproc.hpp>
-
-#include "numerics/image_walk.hpp"
-#include "numerics/transcendental_blocks.hpp"
 
 namespace likeness {
 namespace {

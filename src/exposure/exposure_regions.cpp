@@ -1,18 +1,18 @@
 #include "exposure/exposure_regions.hpp"
 
+#include <likeness/adaptation/d65_adaptation.hpp>
+#include <likeness/adaptation/two_scale_adaptation.hpp>
+#include <likeness/color/bgr_xyz.hpp>
+#include <likeness/color/sharpened_rgb.hpp>
+#include <likeness/color/white_point.hpp>
+#include <likeness/diagnostics/name_text.hpp>
+#include <likeness/exposure/brightness_increase.hpp>
+#include "exposure/result_image.hpp"
+
 #include <algorithm>
 #include <array>
 #include <atomic>
 #include <exception>
-
-#include <likeness/adaptation/d65_adaptation.hpp>
-#include <likeness/adaptation/two_scale_adaptation.hpp>
-#include <likeness/color/bgr_xyz.hpp>
-#include <likeness/diagnostics/name_text.hpp>
-#include <likeness/color/sharpened_rgb.hpp>
-#include <likeness/color/white_point.hpp>
-#include <likeness/exposure/brightness_increase.hpp>
-#include "exposure/result_image.hpp"
 
 namespace likeness {
 namespace {

@@ -4,12 +4,13 @@
 // exposure, in their order, is thrown once the whole team has finished.
 #pragma once
 
-#include <functional>
+#include <likeness/diagnostics/diagnostics.hpp>
+
 #include <opencv2/core.hpp>
+
+#include <functional>
 #include <string>
 #include <vector>
-
-#include <likeness/diagnostics/diagnostics.hpp>
 
 namespace likeness {
 

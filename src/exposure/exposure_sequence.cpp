@@ -1,7 +1,5 @@
 #include <likeness/exposure/exposure_sequence.hpp>
 
-#include <cstdint>
-
 #include <likeness/adaptation/d65_adaptation.hpp>
 #include <likeness/appearance/appearance_correlates.hpp>
 #include <likeness/appearance/cone_responses.hpp>
@@ -10,6 +8,8 @@
 #include <likeness/color/sharpened_rgb.hpp>
 #include "diagnostics/number_text.hpp"
 #include "exposure/result_image.hpp"
+
+#include <cstdint>
 
 namespace likeness {
 namespace {

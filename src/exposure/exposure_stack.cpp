@@ -1,26 +1,27 @@
 #include <likeness/exposure/exposure_stack.hpp>
 
-#include <cmath>
-#include <cstdint>
-#include <filesystem>
-#include <opencv2/imgcodecs.hpp>
-#include <system_error>
-#include <utility>
-#include <vector>
-
 #include <likeness/adaptation/d65_adaptation.hpp>
 #include <likeness/adaptation/two_scale_adaptation.hpp>
 #include <likeness/color/bgr_xyz.hpp>
-#include <likeness/diagnostics/name_text.hpp>
 #include <likeness/color/sharpened_rgb.hpp>
 #include <likeness/color/white_point.hpp>
-#include "diagnostics/number_text.hpp"
+#include <likeness/diagnostics/name_text.hpp>
 #include <likeness/exposure/brightness_increase.hpp>
-#include "exposure/exposure_regions.hpp"
 #include <likeness/exposure/exposure_sequence.hpp>
-#include "exposure/exposure_times.hpp"
 #include <likeness/exposure/response_recovery.hpp>
 #include <likeness/filter/guidedfilter.hpp>
+#include "diagnostics/number_text.hpp"
+#include "exposure/exposure_regions.hpp"
+#include "exposure/exposure_times.hpp"
+
+#include <opencv2/imgcodecs.hpp>
+
+#include <cmath>
+#include <cstdint>
+#include <filesystem>
+#include <system_error>
+#include <utility>
+#include <vector>
 
 namespace likeness {
 namespace {

@@ -1,14 +1,15 @@
 #include <likeness/exposure/response_recovery.hpp>
 
-#include <cmath>
-#include <opencv2/photo.hpp>
-#include <sstream>
-
-#include "diagnostics/number_text.hpp"
 #include <likeness/exposure/durand_tone_mapping.hpp>
 #include <likeness/exposure/exposure_sequence.hpp>
+#include "diagnostics/number_text.hpp"
 #include "exposure/exposure_times.hpp"
 #include "exposure/result_image.hpp"
+
+#include <opencv2/photo.hpp>
+
+#include <cmath>
+#include <sstream>
 
 namespace likeness {
 namespace {

@@ -1,11 +1,12 @@
 #include "exposure/result_image.hpp"
 
-#include <filesystem>
+#include "diagnostics/output_file.hpp"
+
 #include <opencv2/imgcodecs.hpp>
+
+#include <filesystem>
 #include <system_error>
 #include <vector>
-
-#include "diagnostics/output_file.hpp"
 
 namespace likeness {
 

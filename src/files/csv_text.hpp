@@ -4,7 +4,7 @@
 #include <string_view>
 #include <vector>
 
-namespace likeness::darkroom {
+namespace likeness {
 
 /// A field of a CSV file (RFC 4180): quoted where it holds a comma, a quote or an end of line.
 inline std::string csvField(std::string_view text) {
@@ -30,4 +30,4 @@ inline std::string csvLine(const std::vector<std::string>& fields) {
     return line + '\n';
 }
 
-}  // namespace likeness::darkroom
+}  // namespace likeness

@@ -1,5 +1,7 @@
 #include "files/file_checksum.hpp"
 
+#include "files/refusal.hpp"
+
 #include <fmt/format.h>
 #include <openssl/evp.h>
 
@@ -11,9 +13,7 @@
 #include <stdexcept>
 #include <vector>
 
-#include "files/refusal.hpp"
-
-namespace likeness::darkroom {
+namespace likeness {
 
 FileFingerprint fingerprintOf(const std::string& path) {
     const std::unique_ptr<std::FILE, int (*)(std::FILE*)> file(std::fopen(path.c_str(), "rb"), &std::fclose);
@@ -48,4 +48,4 @@ FileFingerprint fingerprintOf(const std::string& path) {
     return fingerprint;
 }
 
-}  // namespace likeness::darkroom
+}  // namespace likeness

@@ -3,7 +3,7 @@
 #include <cstdint>
 #include <string>
 
-namespace likeness::darkroom {
+namespace likeness {
 
 /// What identifies a file's content.
 struct FileFingerprint {
@@ -15,4 +15,4 @@ struct FileFingerprint {
 /// @throws Refusal  if it cannot be read
 FileFingerprint fingerprintOf(const std::string& path);
 
-}  // namespace likeness::darkroom
+}  // namespace likeness

@@ -1,13 +1,12 @@
 #include "files/interrupt_cleanup.hpp"
 
-#include <fcntl.h>
-#include <unistd.h>
-
 #include <atomic>
 #include <cerrno>
+#include <fcntl.h>
+#include <unistd.h>
 #include <utility>
 
-namespace likeness::darkroom {
+namespace likeness {
 namespace {
 
 /// Where a signal's number is written; -1 if nobody waits. A signal handler reaches nothing but what is static.
@@ -72,4 +71,4 @@ void InterruptCleanup::await() {
     }
 }
 
-}  // namespace likeness::darkroom
+}  // namespace likeness

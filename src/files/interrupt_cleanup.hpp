@@ -5,7 +5,7 @@
 #include <functional>
 #include <thread>
 
-namespace likeness::darkroom {
+namespace likeness {
 
 /// While it lives, an interruption of the program (SIGINT, SIGTERM, SIGHUP) has something done before the program ends
 /// by that signal. A signal that the caller has the program ignore stays ignored. One object at a time.
@@ -28,4 +28,4 @@ private:
     std::thread waiting_;
 };
 
-}  // namespace likeness::darkroom
+}  // namespace likeness

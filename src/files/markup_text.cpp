@@ -2,7 +2,7 @@
 
 #include <cstddef>
 
-namespace likeness::darkroom {
+namespace likeness {
 namespace {
 
 constexpr std::string_view replacement = "\xEF\xBF\xBD";  // U+FFFD
@@ -85,4 +85,4 @@ std::string escapedMarkup(std::string_view text) {
     return escaped;
 }
 
-}  // namespace likeness::darkroom
+}  // namespace likeness

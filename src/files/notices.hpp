@@ -2,7 +2,7 @@
 
 #include <string_view>
 
-namespace likeness::darkroom {
+namespace likeness {
 
 /// Receives what the reading and writing of files has to say to the user, one line at a time. Safe to call from several
 /// threads.
@@ -17,4 +17,4 @@ public:
     virtual void warn(std::string_view line) const = 0;
 };
 
-}  // namespace likeness::darkroom
+}  // namespace likeness

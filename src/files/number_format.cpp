@@ -5,7 +5,7 @@
 #include <cmath>
 #include <cstdlib>
 
-namespace likeness::darkroom {
+namespace likeness {
 
 std::string nineDigits(double value) {
     return std::isnan(value) ? "nan" : fmt::format("{:.9g}", value);
@@ -15,4 +15,4 @@ double roundedToNineDigits(double value) {
     return std::strtod(nineDigits(value).c_str(), nullptr);
 }
 
-}  // namespace likeness::darkroom
+}  // namespace likeness

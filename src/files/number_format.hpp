@@ -2,7 +2,7 @@
 
 #include <string>
 
-namespace likeness::darkroom {
+namespace likeness {
 
 /// The number with 9 significant digits, enough for a float to read back exactly, in general notation: "0.987654321",
 /// "1", "1.5e-07". Infinities are "inf" and "-inf", NaN is "nan".
@@ -12,4 +12,4 @@ std::string nineDigits(double value);
 /// no more than these.
 double roundedToNineDigits(double value);
 
-}  // namespace likeness::darkroom
+}  // namespace likeness

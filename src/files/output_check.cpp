@@ -1,13 +1,12 @@
 #include "files/output_check.hpp"
 
-#include <unistd.h>
+#include "files/refusal.hpp"
 
 #include <filesystem>
 #include <set>
+#include <unistd.h>
 
-#include "files/refusal.hpp"
-
-namespace likeness::darkroom {
+namespace likeness {
 namespace {
 
 namespace fs = std::filesystem;
@@ -87,4 +86,4 @@ void checkDistinct(const std::vector<std::string>& outputs) {
     }
 }
 
-}  // namespace likeness::darkroom
+}  // namespace likeness

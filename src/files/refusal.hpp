@@ -2,7 +2,7 @@
 
 #include <stdexcept>
 
-namespace likeness::darkroom {
+namespace likeness {
 
 /// Why a request is not carried out: one line for the user, which names the file or the option and says what is wrong
 /// with it. Thrown before anything is written.
@@ -11,4 +11,4 @@ public:
     using std::runtime_error::runtime_error;
 };
 
-}  // namespace likeness::darkroom
+}  // namespace likeness

@@ -1,16 +1,15 @@
 #include "files/replaced_file.hpp"
 
-#include <sys/stat.h>
-#include <unistd.h>
+#include "files/refusal.hpp"
 
 #include <cerrno>
 #include <cstdlib>
 #include <cstring>
 #include <filesystem>
+#include <sys/stat.h>
+#include <unistd.h>
 
-#include "files/refusal.hpp"
-
-namespace likeness::darkroom {
+namespace likeness {
 namespace {
 
 namespace fs = std::filesystem;
@@ -122,4 +121,4 @@ void replaceFile(const std::string& path, std::string_view bytes) {
     }
 }
 
-}  // namespace likeness::darkroom
+}  // namespace likeness

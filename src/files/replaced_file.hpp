@@ -3,7 +3,7 @@
 #include <string>
 #include <string_view>
 
-namespace likeness::darkroom {
+namespace likeness {
 
 /// Writes a file as a whole: the bytes go into a new file of a temporary name beside it, which then takes the name,
 /// with the permissions of the file that it replaces. On failure an existing file is left as it was and nothing else
@@ -12,4 +12,4 @@ namespace likeness::darkroom {
 /// @throws Refusal  if it cannot be written, with the reason
 void replaceFile(const std::string& path, std::string_view bytes);
 
-}  // namespace likeness::darkroom
+}  // namespace likeness

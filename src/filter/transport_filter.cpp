@@ -1,8 +1,8 @@
-#include <array>
-
-#include "filter/box_filter.hpp"
 #include <likeness/filter/guidedfilter.hpp>
+#include "filter/box_filter.hpp"
 #include "transport/symmetric_map.hpp"
+
+#include <array>
 
 namespace likeness {
 namespace {

@@ -1,8 +1,9 @@
 #pragma once
 
+#include <opencv2/core.hpp>
+
 #include <cstdint>
 #include <limits>
-#include <opencv2/core.hpp>
 
 namespace likeness {
 

@@ -1,8 +1,8 @@
 #include "numerics/transcendental_blocks.hpp"
 
-#include <cmath>
-
 #include "numerics/transcendental_blocks_avx2.hpp"
+
+#include <cmath>
 
 namespace likeness::numerics {
 namespace {

@@ -2,9 +2,10 @@
 // of the C++ library: the linker could keep their AVX2 copies for the whole program.
 #include "numerics/transcendental_blocks_avx2.hpp"
 
+#include <sleef.h>
+
 #include <immintrin.h>
 #include <math.h>
-#include <sleef.h>
 
 namespace likeness::numerics::avx2 {
 namespace {

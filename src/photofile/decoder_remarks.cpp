@@ -1,12 +1,11 @@
 #include "photofile/decoder_remarks.hpp"
 
-#include <unistd.h>
-
 #include <algorithm>
 #include <sstream>
+#include <unistd.h>
 #include <utility>
 
-namespace likeness::darkroom {
+namespace likeness {
 namespace {
 
 thread_local std::string* collected = nullptr;
@@ -69,4 +68,4 @@ std::vector<std::string> RemarkCollector::lines() const {
     return all;
 }
 
-}  // namespace likeness::darkroom
+}  // namespace likeness

@@ -4,7 +4,7 @@
 #include <string>
 #include <vector>
 
-namespace likeness::darkroom {
+namespace likeness {
 
 /// The format libraries print their remarks ("Premature end of JPEG file") to the C stream `stderr`, from whatever
 /// thread decodes. While an object of this class lives, that stream hands what a thread prints to the thread's
@@ -38,4 +38,4 @@ private:
     std::string text_;
 };
 
-}  // namespace likeness::darkroom
+}  // namespace likeness

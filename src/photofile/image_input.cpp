@@ -1,16 +1,16 @@
 #include "photofile/image_input.hpp"
 
-#include <fmt/format.h>
+#include <likeness/comparison/metrics.hpp>
+#include "files/refusal.hpp"
+#include "photofile/photograph_reader.hpp"
 
+#include <fmt/format.h>
 #include <opencv2/imgcodecs.hpp>
 #include <opencv2/imgproc.hpp>
+
 #include <vector>
 
-#include <likeness/comparison/metrics.hpp>
-#include "photofile/photograph_reader.hpp"
-#include "files/refusal.hpp"
-
-namespace likeness::darkroom {
+namespace likeness {
 namespace {
 
 void requireRead(const std::string& path, const PhotographRead& photograph) {
@@ -126,4 +126,4 @@ void checkSameSize(const std::string& firstPath, const cv::Mat& first, const std
     }
 }
 
-}  // namespace likeness::darkroom
+}  // namespace likeness

@@ -2,13 +2,14 @@
 // without alpha; grey is spread to three channels.
 #pragma once
 
+#include "files/notices.hpp"
+
 #include <opencv2/core.hpp>
+
 #include <string>
 #include <utility>
 
-#include "files/notices.hpp"
-
-namespace likeness::darkroom {
+namespace likeness {
 
 /// @return  CV_8UC3, CV_16UC3 or CV_32FC3, as the file holds it
 /// @throws Refusal  "cannot read 'PATH' as an image"
@@ -50,4 +51,4 @@ void checkFinite(const std::string& path, const cv::Mat& image);
 void checkSameSize(const std::string& firstPath, const cv::Mat& first, const std::string& secondPath,
                    const cv::Mat& second);
 
-}  // namespace likeness::darkroom
+}  // namespace likeness

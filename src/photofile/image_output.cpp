@@ -1,18 +1,18 @@
 #include "photofile/image_output.hpp"
 
+#include "files/output_check.hpp"
+#include "files/refusal.hpp"
+#include "files/replaced_file.hpp"
+
 #include <fmt/format.h>
+#include <opencv2/imgcodecs.hpp>
 
 #include <algorithm>
 #include <cctype>
 #include <cmath>
 #include <filesystem>
-#include <opencv2/imgcodecs.hpp>
 
-#include "files/output_check.hpp"
-#include "files/refusal.hpp"
-#include "files/replaced_file.hpp"
-
-namespace likeness::darkroom {
+namespace likeness {
 namespace {
 
 constexpr int lzwCompression = 5;  // TIFF 6.0, section 13: without loss
@@ -178,4 +178,4 @@ void writePicture(const Notices& notices, const ImageOutput& output, const cv::M
     notices.tell(describe(output.path, what, picture, "8 bits"));
 }
 
-}  // namespace likeness::darkroom
+}  // namespace likeness

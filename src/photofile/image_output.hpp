@@ -1,13 +1,14 @@
 // Writing of image files: one format by extension, as a whole, with the scale stated.
 #pragma once
 
+#include "files/notices.hpp"
+
 #include <opencv2/core.hpp>
+
 #include <optional>
 #include <string>
 
-#include "files/notices.hpp"
-
-namespace likeness::darkroom {
+namespace likeness {
 
 enum class ImageFormat { png, jpeg, tiff, hdr, unknown };
 
@@ -58,4 +59,4 @@ void writeImage(const Notices& notices, const ImageOutput& output, const cv::Mat
 void writePicture(const Notices& notices, const ImageOutput& output, const cv::Mat& picture,
                   const std::string& what = "");
 
-}  // namespace likeness::darkroom
+}  // namespace likeness

@@ -1,13 +1,13 @@
 #include "photofile/photograph_reader.hpp"
 
-#include <unistd.h>
+#include <opencv2/core/utils/logger.hpp>
+#include <opencv2/imgcodecs.hpp>
 
 #include <cstdio>
 #include <future>
 #include <memory>
-#include <opencv2/core/utils/logger.hpp>
-#include <opencv2/imgcodecs.hpp>
 #include <sstream>
+#include <unistd.h>
 
 namespace likeness {
 namespace {

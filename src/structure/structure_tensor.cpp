@@ -1,15 +1,16 @@
 #include <likeness/structure/structure_tensor.hpp>
 
+#include "numerics/image_walk.hpp"
+#include "structure/tensor_eigenvalues.hpp"
+
+#include <opencv2/imgproc.hpp>
+
 #include <algorithm>
 #include <cmath>
 #include <limits>
-#include <opencv2/imgproc.hpp>
 #include <optional>
 #include <sstream>
 #include <string>
-
-#include "numerics/image_walk.hpp"
-#include "structure/tensor_eigenvalues.hpp"
 
 namespace likeness {
 namespace {

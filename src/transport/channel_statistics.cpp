@@ -1,13 +1,13 @@
 #include "transport/channel_statistics.hpp"
 
+#include "diagnostics/number_text.hpp"
+#include "numerics/image_walk.hpp"
+
 #include <algorithm>
 #include <cstdint>
 #include <map>
 #include <type_traits>
 #include <vector>
-
-#include "diagnostics/number_text.hpp"
-#include "numerics/image_walk.hpp"
 
 namespace likeness {
 namespace {

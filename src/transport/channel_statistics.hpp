@@ -2,8 +2,9 @@
 // pixel of a channel that does not count. Sums run in float, row by row, one rounding per pixel.
 #pragma once
 
-#include <cmath>
 #include <opencv2/core.hpp>
+
+#include <cmath>
 #include <string>
 
 namespace likeness {

@@ -1,12 +1,12 @@
 #include <likeness/transport/image_statistics.hpp>
 
-#include <algorithm>
-#include <cmath>
-#include <string>
-
 #include "numerics/image_walk.hpp"
 #include "numerics/transcendental_blocks.hpp"
 #include "transport/channel_statistics.hpp"
+
+#include <algorithm>
+#include <cmath>
+#include <string>
 
 namespace likeness {
 namespace {

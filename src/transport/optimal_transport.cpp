@@ -1,14 +1,14 @@
 #include <likeness/transport/optimal_transport.hpp>
 
+#include <likeness/transport/closed_form_map.hpp>
+#include "numerics/image_walk.hpp"
+#include "transport/channel_statistics.hpp"
+
 #include <algorithm>
 #include <cmath>
 #include <limits>
 #include <sstream>
 #include <string>
-
-#include "numerics/image_walk.hpp"
-#include "transport/channel_statistics.hpp"
-#include <likeness/transport/closed_form_map.hpp>
 
 namespace likeness {
 namespace {

@@ -1,14 +1,14 @@
 // Several threads in the two-scale adaptation at once, their dumps sharing names; for the thread sanitizer too.
+#include <likeness/adaptation/two_scale_adaptation.hpp>
+#include "support/mat_matchers.hpp"
+#include "support/scratch_directory.hpp"
+#include "support/test_images.hpp"
+
 #include <gtest/gtest.h>
 
 #include <algorithm>
 #include <thread>
 #include <vector>
-
-#include <likeness/adaptation/two_scale_adaptation.hpp>
-#include "support/mat_matchers.hpp"
-#include "support/scratch_directory.hpp"
-#include "support/test_images.hpp"
 
 namespace likeness {
 namespace {

@@ -1,13 +1,13 @@
 #include <likeness/adaptation/d65_adaptation.hpp>
 
+#include "reference/adaptation_reference.hpp"
+#include "support/mat_matchers.hpp"
+#include "support/test_images.hpp"
+
 #include <gtest/gtest.h>
 
 #include <cmath>
 #include <limits>
-
-#include "reference/adaptation_reference.hpp"
-#include "support/mat_matchers.hpp"
-#include "support/test_images.hpp"
 
 namespace likeness {
 namespace {

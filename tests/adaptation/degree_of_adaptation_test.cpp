@@ -1,12 +1,12 @@
 #include <likeness/adaptation/degree_of_adaptation.hpp>
 
+#include "reference/adaptation_reference.hpp"
+
 #include <gtest/gtest.h>
 
 #include <cmath>
 #include <limits>
 #include <vector>
-
-#include "reference/adaptation_reference.hpp"
 
 namespace likeness {
 namespace {

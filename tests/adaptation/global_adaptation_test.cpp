@@ -1,19 +1,19 @@
 #include <likeness/adaptation/global_adaptation.hpp>
 
-#include <gtest/gtest.h>
-
-#include <algorithm>
-#include <filesystem>
-#include <fstream>
-#include <limits>
-#include <opencv2/imgcodecs.hpp>
-#include <opencv2/imgproc.hpp>
-
 #include "adaptation/participation_mask.hpp"
 #include "reference/global_adaptation_reference.hpp"
 #include "support/mat_matchers.hpp"
 #include "support/scratch_directory.hpp"
 #include "support/test_images.hpp"
+
+#include <gtest/gtest.h>
+#include <opencv2/imgcodecs.hpp>
+#include <opencv2/imgproc.hpp>
+
+#include <algorithm>
+#include <filesystem>
+#include <fstream>
+#include <limits>
 
 namespace likeness {
 namespace {

@@ -1,16 +1,16 @@
 #include <likeness/adaptation/local_adaptation.hpp>
 
-#include <gtest/gtest.h>
-
-#include <cmath>
-#include <filesystem>
-#include <limits>
-
 #include <likeness/color/bgr_xyz.hpp>
 #include "reference/local_adaptation_reference.hpp"
 #include "support/mat_matchers.hpp"
 #include "support/scratch_directory.hpp"
 #include "support/test_images.hpp"
+
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <filesystem>
+#include <limits>
 
 namespace likeness {
 namespace {

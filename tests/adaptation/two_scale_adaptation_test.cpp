@@ -1,14 +1,5 @@
 #include <likeness/adaptation/two_scale_adaptation.hpp>
 
-#include <gtest/gtest.h>
-
-#include <algorithm>
-#include <cmath>
-#include <filesystem>
-#include <limits>
-#include <map>
-#include <opencv2/imgproc.hpp>
-
 #include <likeness/adaptation/d65_adaptation.hpp>
 #include <likeness/color/bgr_xyz.hpp>
 #include <likeness/color/sharpened_rgb.hpp>
@@ -16,6 +7,15 @@
 #include "support/mat_matchers.hpp"
 #include "support/scratch_directory.hpp"
 #include "support/test_images.hpp"
+
+#include <gtest/gtest.h>
+#include <opencv2/imgproc.hpp>
+
+#include <algorithm>
+#include <cmath>
+#include <filesystem>
+#include <limits>
+#include <map>
 
 namespace likeness {
 namespace {

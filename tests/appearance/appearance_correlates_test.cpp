@@ -1,14 +1,14 @@
 #include <likeness/appearance/appearance_correlates.hpp>
 
-#include <gtest/gtest.h>
-
-#include <cmath>
-#include <limits>
-
 #include "reference/appearance_reference.hpp"
 #include "support/mat_matchers.hpp"
 #include "support/scratch_directory.hpp"
 #include "support/test_images.hpp"
+
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <limits>
 
 namespace likeness {
 namespace {

@@ -1,12 +1,12 @@
 #include <likeness/appearance/cone_responses.hpp>
 
-#include <gtest/gtest.h>
-
-#include <cmath>
-
 #include "reference/appearance_reference.hpp"
 #include "support/mat_matchers.hpp"
 #include "support/test_images.hpp"
+
+#include <gtest/gtest.h>
+
+#include <cmath>
 
 namespace likeness {
 namespace {

@@ -1,5 +1,14 @@
 #include <likeness/appearance/inverse_model.hpp>
 
+#include <likeness/appearance/appearance_correlates.hpp>
+#include <likeness/appearance/cone_responses.hpp>
+#include <likeness/appearance/viewing_conditions.hpp>
+#include <likeness/comparison/metrics.hpp>
+#include "reference/inverse_reference.hpp"
+#include "support/mat_matchers.hpp"
+#include "support/scratch_directory.hpp"
+#include "support/test_images.hpp"
+
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -7,15 +16,6 @@
 #include <filesystem>
 #include <limits>
 #include <string>
-
-#include <likeness/comparison/metrics.hpp>
-#include <likeness/appearance/appearance_correlates.hpp>
-#include <likeness/appearance/cone_responses.hpp>
-#include <likeness/appearance/viewing_conditions.hpp>
-#include "reference/inverse_reference.hpp"
-#include "support/mat_matchers.hpp"
-#include "support/scratch_directory.hpp"
-#include "support/test_images.hpp"
 
 namespace likeness {
 namespace {

@@ -1,11 +1,11 @@
 #include <likeness/appearance/viewing_conditions.hpp>
 
+#include "reference/appearance_reference.hpp"
+#include "support/test_images.hpp"
+
 #include <gtest/gtest.h>
 
 #include <cmath>
-
-#include "reference/appearance_reference.hpp"
-#include "support/test_images.hpp"
 
 namespace likeness {
 namespace {

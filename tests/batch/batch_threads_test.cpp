@@ -1,14 +1,14 @@
 // What the workers of a batch share.
+#include "batch/analysis_cache.hpp"
+#include "batch/ordered_pool.hpp"
+#include "photofile/decoder_remarks.hpp"
+
 #include <gtest/gtest.h>
 
 #include <atomic>
 #include <cstdio>
 #include <set>
 #include <thread>
-
-#include "batch/analysis_cache.hpp"
-#include "photofile/decoder_remarks.hpp"
-#include "batch/ordered_pool.hpp"
 
 namespace likeness::testing {
 namespace {

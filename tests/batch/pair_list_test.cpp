@@ -1,13 +1,13 @@
 #include "batch/pair_list.hpp"
 
+#include "batch/csv.hpp"
+#include "batch/stable_hash.hpp"
+#include "files/refusal.hpp"
+
 #include <gtest/gtest.h>
 
 #include <set>
 #include <sstream>
-
-#include "batch/csv.hpp"
-#include "batch/stable_hash.hpp"
-#include "files/refusal.hpp"
 
 namespace likeness::testing {
 namespace {

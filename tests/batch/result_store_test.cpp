@@ -1,18 +1,18 @@
 #include "batch/result_store.hpp"
 
-#include <gtest/gtest.h>
-#include <sys/resource.h>
-#include <unistd.h>
-
-#include <cerrno>
-#include <csignal>
-#include <fstream>
-
 #include "batch/appended_file.hpp"
 #include "batch/output_lock.hpp"
 #include "batch/result_text.hpp"
 #include "files/refusal.hpp"
 #include "support/scratch_directory.hpp"
+
+#include <gtest/gtest.h>
+
+#include <cerrno>
+#include <csignal>
+#include <fstream>
+#include <sys/resource.h>
+#include <unistd.h>
 
 namespace likeness::testing {
 namespace {

@@ -1,12 +1,12 @@
 // The examples in the documents are run, and show what the program prints.
+#include "support/process.hpp"
+#include "support/scratch_directory.hpp"
+
 #include <gtest/gtest.h>
 
 #include <filesystem>
 #include <regex>
 #include <sstream>
-
-#include "support/process.hpp"
-#include "support/scratch_directory.hpp"
 
 namespace likeness::testing {
 namespace {

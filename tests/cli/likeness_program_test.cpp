@@ -1,15 +1,15 @@
 // The command `likeness` as a user meets it: standard output, standard error, exit status and the files left behind.
-#include <gtest/gtest.h>
-
-#include <algorithm>
-#include <fstream>
-#include <opencv2/imgcodecs.hpp>
-#include <set>
-
 #include <likeness/likeness.hpp>
 #include "support/process.hpp"
 #include "support/scratch_directory.hpp"
 #include "support/test_images.hpp"
+
+#include <gtest/gtest.h>
+#include <opencv2/imgcodecs.hpp>
+
+#include <algorithm>
+#include <fstream>
+#include <set>
 
 namespace likeness::testing {
 namespace {

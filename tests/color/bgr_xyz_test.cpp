@@ -1,12 +1,12 @@
 #include <likeness/color/bgr_xyz.hpp>
 
-#include <gtest/gtest.h>
-
-#include <limits>
-
 #include "reference/color_reference.hpp"
 #include "support/mat_matchers.hpp"
 #include "support/test_images.hpp"
+
+#include <gtest/gtest.h>
+
+#include <limits>
 
 namespace likeness {
 namespace {

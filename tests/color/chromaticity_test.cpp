@@ -1,12 +1,12 @@
 #include <likeness/color/chromaticity.hpp>
 
-#include <gtest/gtest.h>
-
-#include <cmath>
-
 #include "reference/color_reference.hpp"
 #include "support/mat_matchers.hpp"
 #include "support/test_images.hpp"
+
+#include <gtest/gtest.h>
+
+#include <cmath>
 
 namespace likeness {
 namespace {

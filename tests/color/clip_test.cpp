@@ -1,11 +1,11 @@
 #include <likeness/color/clip.hpp>
 
+#include "reference/color_reference.hpp"
+
 #include <gtest/gtest.h>
 
 #include <bit>
 #include <limits>
-
-#include "reference/color_reference.hpp"
 
 namespace likeness {
 namespace {

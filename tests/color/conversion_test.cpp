@@ -1,9 +1,9 @@
-#include <gtest/gtest.h>
-
 #include <likeness/color/pixel_matrix.hpp>
 #include "reference/color_space_reference.hpp"
 #include "support/mat_matchers.hpp"
 #include "support/test_images.hpp"
+
+#include <gtest/gtest.h>
 
 namespace likeness {
 namespace {

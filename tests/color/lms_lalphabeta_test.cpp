@@ -1,13 +1,13 @@
 #include <likeness/color/lms_lalphabeta.hpp>
 
+#include "reference/color_space_reference.hpp"
+#include "support/mat_matchers.hpp"
+#include "support/test_images.hpp"
+
 #include <gtest/gtest.h>
 
 #include <cmath>
 #include <limits>
-
-#include "reference/color_space_reference.hpp"
-#include "support/mat_matchers.hpp"
-#include "support/test_images.hpp"
 
 namespace likeness {
 namespace {

@@ -1,10 +1,10 @@
 #include <likeness/color/sharpened_rgb.hpp>
 
-#include <gtest/gtest.h>
-
 #include "reference/color_reference.hpp"
 #include "support/mat_matchers.hpp"
 #include "support/test_images.hpp"
+
+#include <gtest/gtest.h>
 
 namespace likeness {
 namespace {

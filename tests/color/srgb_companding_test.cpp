@@ -1,14 +1,14 @@
 #include <likeness/color/srgb_companding.hpp>
 
+#include "reference/color_reference.hpp"
+#include "support/mat_matchers.hpp"
+#include "support/test_images.hpp"
+
 #include <gtest/gtest.h>
 
 #include <cmath>
 #include <limits>
 #include <vector>
-
-#include "reference/color_reference.hpp"
-#include "support/mat_matchers.hpp"
-#include "support/test_images.hpp"
 
 namespace likeness {
 namespace {

@@ -1,17 +1,17 @@
 #include <likeness/color/white_point.hpp>
 
-#include <gtest/gtest.h>
-
-#include <filesystem>
-#include <limits>
-#include <opencv2/imgproc.hpp>
-
 #include <likeness/filter/guidedfilter.hpp>
 #include "reference/color_space_reference.hpp"
 #include "reference/filter_reference.hpp"
 #include "support/mat_matchers.hpp"
 #include "support/scratch_directory.hpp"
 #include "support/test_images.hpp"
+
+#include <gtest/gtest.h>
+#include <opencv2/imgproc.hpp>
+
+#include <filesystem>
+#include <limits>
 
 namespace likeness {
 namespace {

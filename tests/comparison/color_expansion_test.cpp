@@ -1,15 +1,15 @@
 #include "comparison/color_expansion.hpp"
 
-#include <gtest/gtest.h>
-
-#include <algorithm>
-#include <limits>
-#include <opencv2/imgcodecs.hpp>
-
 #include <likeness/comparison/distinct_colors.hpp>
 #include "support/mat_matchers.hpp"
 #include "support/scratch_directory.hpp"
 #include "support/test_images.hpp"
+
+#include <gtest/gtest.h>
+#include <opencv2/imgcodecs.hpp>
+
+#include <algorithm>
+#include <limits>
 
 namespace likeness {
 namespace {

@@ -1,10 +1,10 @@
 #include "comparison/color_slots.hpp"
 
+#include "support/test_images.hpp"
+
 #include <gtest/gtest.h>
 
 #include <vector>
-
-#include "support/test_images.hpp"
 
 namespace likeness {
 namespace {

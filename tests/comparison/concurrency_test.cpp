@@ -1,13 +1,13 @@
 // Several threads in the library at once, for the thread sanitizer too.
-#include <gtest/gtest.h>
-
-#include <algorithm>
-#include <thread>
-
 #include <likeness/comparison/photograph_comparison.hpp>
 #include "comparison/report.hpp"
 #include "support/scratch_directory.hpp"
 #include "support/test_images.hpp"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <thread>
 
 namespace likeness {
 namespace {

@@ -1,14 +1,14 @@
 // The estimates beside the model itself, for every colour of eight bits.
 #include "comparison/correlate_estimate.hpp"
 
+#include <likeness/comparison/histogram_similarity.hpp>
+#include <likeness/comparison/metrics.hpp>
+#include <likeness/comparison/perceptual_metrics.hpp>
+
 #include <gtest/gtest.h>
 
 #include <algorithm>
 #include <cmath>
-
-#include <likeness/comparison/histogram_similarity.hpp>
-#include <likeness/comparison/metrics.hpp>
-#include <likeness/comparison/perceptual_metrics.hpp>
 
 namespace likeness {
 namespace {

@@ -1,13 +1,13 @@
 #include <likeness/comparison/distinct_colors.hpp>
 
+#include "comparison/color_slots.hpp"
+#include "support/mat_matchers.hpp"
+#include "support/test_images.hpp"
+
 #include <gtest/gtest.h>
 
 #include <limits>
 #include <map>
-
-#include "comparison/color_slots.hpp"
-#include "support/mat_matchers.hpp"
-#include "support/test_images.hpp"
 
 namespace likeness {
 namespace {

@@ -1,13 +1,13 @@
 #include <likeness/comparison/histogram_similarity.hpp>
 
+#include "reference/metrics_reference.hpp"
+#include "support/test_images.hpp"
+
 #include <gtest/gtest.h>
 
 #include <algorithm>
 #include <cmath>
 #include <limits>
-
-#include "reference/metrics_reference.hpp"
-#include "support/test_images.hpp"
 
 namespace likeness {
 namespace {

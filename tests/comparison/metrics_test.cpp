@@ -1,16 +1,16 @@
 #include <likeness/comparison/metrics.hpp>
 
+#include "reference/metrics_reference.hpp"
+#include "support/mat_matchers.hpp"
+#include "support/scratch_directory.hpp"
+#include "support/test_images.hpp"
+
 #include <gtest/gtest.h>
 
 #include <algorithm>
 #include <iterator>
 #include <sstream>
 #include <stdexcept>
-
-#include "reference/metrics_reference.hpp"
-#include "support/mat_matchers.hpp"
-#include "support/scratch_directory.hpp"
-#include "support/test_images.hpp"
 
 namespace likeness {
 namespace {

@@ -1,16 +1,16 @@
 #include <likeness/comparison/perceptual_metrics.hpp>
 
-#include <gtest/gtest.h>
-
-#include <array>
-#include <cmath>
-
-#include <likeness/comparison/metrics.hpp>
 #include <likeness/appearance/viewing_conditions.hpp>
+#include <likeness/comparison/metrics.hpp>
 #include "reference/metrics_reference.hpp"
 #include "support/mat_matchers.hpp"
 #include "support/scratch_directory.hpp"
 #include "support/test_images.hpp"
+
+#include <gtest/gtest.h>
+
+#include <array>
+#include <cmath>
 
 namespace likeness {
 namespace {

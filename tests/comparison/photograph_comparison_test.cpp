@@ -1,21 +1,21 @@
 #include <likeness/comparison/photograph_comparison.hpp>
 
+#include <likeness/appearance/appearance_correlates.hpp>
+#include <likeness/appearance/cone_responses.hpp>
+#include <likeness/appearance/viewing_conditions.hpp>
+#include <likeness/comparison/metrics.hpp>
+#include <likeness/comparison/perceptual_metrics.hpp>
+#include "reference/metrics_reference.hpp"
+#include "support/mat_matchers.hpp"
+#include "support/scratch_directory.hpp"
+#include "support/test_images.hpp"
+
 #include <gtest/gtest.h>
 
 #include <algorithm>
 #include <array>
 #include <bit>
 #include <stdexcept>
-
-#include <likeness/comparison/metrics.hpp>
-#include <likeness/comparison/perceptual_metrics.hpp>
-#include <likeness/appearance/appearance_correlates.hpp>
-#include <likeness/appearance/cone_responses.hpp>
-#include <likeness/appearance/viewing_conditions.hpp>
-#include "reference/metrics_reference.hpp"
-#include "support/mat_matchers.hpp"
-#include "support/scratch_directory.hpp"
-#include "support/test_images.hpp"
 
 namespace likeness {
 namespace {

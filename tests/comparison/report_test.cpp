@@ -1,12 +1,12 @@
 #include "comparison/report.hpp"
 
+#include "support/scratch_directory.hpp"
+
 #include <gtest/gtest.h>
+
 #include <sys/wait.h>
 #include <unistd.h>
-
 #include <vector>
-
-#include "support/scratch_directory.hpp"
 
 namespace likeness {
 namespace {

@@ -1,5 +1,6 @@
-#include <iostream>
 #include <likeness/likeness.hpp>
+
+#include <iostream>
 
 int main() {
     // Photographs are 8-bit B, G, R images, as cv::imread gives them; here two of one colour.

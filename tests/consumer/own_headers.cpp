@@ -1,10 +1,9 @@
 // The consumer has headers under paths that the library has below its root, and both are found.
+#include <likeness/color/lab.hpp>
+#include <likeness/likeness.hpp>
 #include "color/lab.hpp"
 #include "diagnostics/diagnostics.hpp"
 #include "filter/filter.hpp"
-
-#include <likeness/color/lab.hpp>
-#include <likeness/likeness.hpp>
 
 #if LIKENESS_VERSION_NUMBER < 1000
 #error "the version header tells no version"

@@ -1,11 +1,12 @@
 #include "darkroom/darkroom_program.hpp"
 
-#include <algorithm>
-#include <fstream>
-#include <opencv2/imgcodecs.hpp>
-
 #include <likeness/comparison/metrics.hpp>
 #include "support/test_images.hpp"
+
+#include <opencv2/imgcodecs.hpp>
+
+#include <algorithm>
+#include <fstream>
 
 namespace likeness::testing {
 

@@ -1,15 +1,15 @@
 // The command `darkroom` as a user meets it: standard output, standard error, exit status and the files left behind.
 #pragma once
 
-#include <gtest/gtest.h>
-
-#include <filesystem>
-#include <opencv2/core.hpp>
-#include <string>
-#include <vector>
-
 #include "support/process.hpp"
 #include "support/scratch_directory.hpp"
+
+#include <gtest/gtest.h>
+#include <opencv2/core.hpp>
+
+#include <filesystem>
+#include <string>
+#include <vector>
 
 namespace likeness::testing {
 

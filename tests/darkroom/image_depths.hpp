@@ -1,11 +1,12 @@
 // One picture in every depth that the program reads.
 #pragma once
 
+#include "support/test_images.hpp"
+
 #include <opencv2/core.hpp>
+
 #include <string>
 #include <vector>
-
-#include "support/test_images.hpp"
 
 namespace likeness::testing {
 

@@ -1,15 +1,15 @@
 #include <likeness/diagnostics/diagnostics.hpp>
 
-#include <gtest/gtest.h>
-
-#include <algorithm>
-#include <opencv2/imgcodecs.hpp>
-#include <sstream>
-#include <thread>
-
 #include "support/mat_matchers.hpp"
 #include "support/scratch_directory.hpp"
 #include "support/test_images.hpp"
+
+#include <gtest/gtest.h>
+#include <opencv2/imgcodecs.hpp>
+
+#include <algorithm>
+#include <sstream>
+#include <thread>
 
 namespace likeness {
 namespace {

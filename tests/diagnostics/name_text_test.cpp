@@ -1,10 +1,10 @@
 #include <likeness/diagnostics/name_text.hpp>
 
+#include "reference/color_reference.hpp"
+
 #include <gtest/gtest.h>
 
 #include <limits>
-
-#include "reference/color_reference.hpp"
 
 namespace likeness {
 namespace {

@@ -1,3 +1,5 @@
+#include "diagnostics/number_text.hpp"
+
 #include <gtest/gtest.h>
 
 #include <bit>
@@ -8,8 +10,6 @@
 #include <random>
 #include <sstream>
 #include <string>
-
-#include "diagnostics/number_text.hpp"
 
 namespace likeness {
 namespace {

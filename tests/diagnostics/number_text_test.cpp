@@ -1,5 +1,8 @@
 #include "diagnostics/number_text.hpp"
 
+#include "support/scratch_directory.hpp"
+#include "support/test_images.hpp"
+
 #include <gtest/gtest.h>
 
 #include <bit>
@@ -7,9 +10,6 @@
 #include <limits>
 #include <random>
 #include <sstream>
-
-#include "support/scratch_directory.hpp"
-#include "support/test_images.hpp"
 
 namespace likeness {
 namespace {

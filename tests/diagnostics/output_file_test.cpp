@@ -1,8 +1,8 @@
 #include "diagnostics/output_file.hpp"
 
-#include <gtest/gtest.h>
-
 #include "support/scratch_directory.hpp"
+
+#include <gtest/gtest.h>
 
 namespace likeness {
 namespace {

@@ -1,16 +1,16 @@
 #include <likeness/exposure/brightness_alignment.hpp>
 
-#include <gtest/gtest.h>
-
-#include <cmath>
-#include <filesystem>
-#include <limits>
-#include <opencv2/imgproc.hpp>
-
 #include "reference/brightness_alignment_reference.hpp"
 #include "support/mat_matchers.hpp"
 #include "support/scratch_directory.hpp"
 #include "support/test_images.hpp"
+
+#include <gtest/gtest.h>
+#include <opencv2/imgproc.hpp>
+
+#include <cmath>
+#include <filesystem>
+#include <limits>
 
 namespace likeness {
 namespace {

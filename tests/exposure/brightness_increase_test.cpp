@@ -1,6 +1,13 @@
 #include <likeness/exposure/brightness_increase.hpp>
 
+#include <likeness/comparison/metrics.hpp>
+#include "reference/inverse_reference.hpp"
+#include "support/mat_matchers.hpp"
+#include "support/scratch_directory.hpp"
+#include "support/test_images.hpp"
+
 #include <gtest/gtest.h>
+#include <opencv2/imgcodecs.hpp>
 
 #include <algorithm>
 #include <array>
@@ -8,16 +15,9 @@
 #include <filesystem>
 #include <fstream>
 #include <map>
-#include <opencv2/imgcodecs.hpp>
 #include <sstream>
 #include <string>
 #include <vector>
-
-#include <likeness/comparison/metrics.hpp>
-#include "reference/inverse_reference.hpp"
-#include "support/mat_matchers.hpp"
-#include "support/scratch_directory.hpp"
-#include "support/test_images.hpp"
 
 namespace likeness {
 namespace {

@@ -1,12 +1,12 @@
 #include <likeness/exposure/durand_tone_mapping.hpp>
 
-#include <gtest/gtest.h>
-
-#include <cmath>
-
 #include "reference/exposure_reference.hpp"
 #include "support/mat_matchers.hpp"
 #include "support/test_images.hpp"
+
+#include <gtest/gtest.h>
+
+#include <cmath>
 
 namespace likeness {
 namespace {

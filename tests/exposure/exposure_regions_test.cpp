@@ -1,16 +1,16 @@
 // The parallel regions of the exposure stack with several team sizes; for the thread sanitizer too.
 #include "exposure/exposure_regions.hpp"
 
+#include <likeness/exposure/exposure_stack.hpp>
+#include "exposure/exposure_stack_scene.hpp"
+#include "support/mat_matchers.hpp"
+
 #include <gtest/gtest.h>
 #include <omp.h>
 
 #include <array>
 #include <sstream>
 #include <stdexcept>
-
-#include <likeness/exposure/exposure_stack.hpp>
-#include "exposure/exposure_stack_scene.hpp"
-#include "support/mat_matchers.hpp"
 
 namespace likeness {
 namespace {

@@ -1,13 +1,13 @@
 #include <likeness/exposure/exposure_sequence.hpp>
 
-#include <gtest/gtest.h>
-
-#include <limits>
-#include <opencv2/imgcodecs.hpp>
-
 #include "exposure/exposure_stack_scene.hpp"
 #include "reference/exposure_reference.hpp"
 #include "support/mat_matchers.hpp"
+
+#include <gtest/gtest.h>
+#include <opencv2/imgcodecs.hpp>
+
+#include <limits>
 
 namespace likeness {
 namespace {

@@ -2,20 +2,20 @@
 // call leaves behind.
 #pragma once
 
+#include "support/scratch_directory.hpp"
+#include "support/test_images.hpp"
+
 #include <gtest/gtest.h>
 #include <omp.h>
+#include <opencv2/core.hpp>
 
 #include <algorithm>
 #include <cmath>
 #include <filesystem>
 #include <map>
-#include <opencv2/core.hpp>
 #include <string>
 #include <utility>
 #include <vector>
-
-#include "support/scratch_directory.hpp"
-#include "support/test_images.hpp"
 
 namespace likeness::testing {
 

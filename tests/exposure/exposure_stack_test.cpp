@@ -1,15 +1,15 @@
 #include <likeness/exposure/exposure_stack.hpp>
 
-#include <gtest/gtest.h>
-
-#include <fstream>
-#include <opencv2/imgcodecs.hpp>
-#include <set>
-
-#include "exposure/exposure_stack_scene.hpp"
 #include <likeness/filter/guidedfilter.hpp>
+#include "exposure/exposure_stack_scene.hpp"
 #include "reference/exposure_reference.hpp"
 #include "support/mat_matchers.hpp"
+
+#include <gtest/gtest.h>
+#include <opencv2/imgcodecs.hpp>
+
+#include <fstream>
+#include <set>
 
 namespace likeness {
 namespace {

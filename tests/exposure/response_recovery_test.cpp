@@ -1,13 +1,12 @@
 #include <likeness/exposure/response_recovery.hpp>
 
-#include <gtest/gtest.h>
-
-#include <opencv2/imgcodecs.hpp>
-
 #include <likeness/exposure/exposure_sequence.hpp>
 #include "exposure/exposure_stack_scene.hpp"
 #include "reference/exposure_reference.hpp"
 #include "support/mat_matchers.hpp"
+
+#include <gtest/gtest.h>
+#include <opencv2/imgcodecs.hpp>
 
 namespace likeness {
 namespace {

@@ -1,16 +1,16 @@
 #include "files/replaced_file.hpp"
 
-#include <gtest/gtest.h>
-#include <sys/stat.h>
-#include <unistd.h>
-
-#include <algorithm>
-#include <fstream>
-#include <thread>
-
 #include "files/refusal.hpp"
 #include "support/process.hpp"
 #include "support/scratch_directory.hpp"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <fstream>
+#include <sys/stat.h>
+#include <thread>
+#include <unistd.h>
 
 namespace likeness::testing {
 namespace {

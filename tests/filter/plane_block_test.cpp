@@ -1,8 +1,8 @@
 #include <likeness/filter/plane_block.hpp>
 
 #include <gtest/gtest.h>
-
 #include <opencv2/core.hpp>
+
 #include <vector>
 
 namespace likeness {

@@ -1,13 +1,13 @@
-#include <gtest/gtest.h>
-
-#include <opencv2/imgproc.hpp>
-#include <vector>
-
 #include <likeness/filter/guidedfilter.hpp>
 #include "reference/transport_reference.hpp"
 #include "support/mat_matchers.hpp"
 #include "support/scratch_directory.hpp"
 #include "support/test_images.hpp"
+
+#include <gtest/gtest.h>
+#include <opencv2/imgproc.hpp>
+
+#include <vector>
 
 namespace {
 

@@ -1,11 +1,11 @@
+#include "numerics/transcendental_blocks.hpp"
+
 #include <gtest/gtest.h>
 
 #include <cmath>
 #include <limits>
 #include <random>
 #include <vector>
-
-#include "numerics/transcendental_blocks.hpp"
 
 namespace likeness::numerics {
 namespace {

@@ -1,8 +1,8 @@
 #include "numerics/image_walk.hpp"
 
-#include <gtest/gtest.h>
-
 #include "support/test_images.hpp"
+
+#include <gtest/gtest.h>
 
 namespace likeness {
 namespace {

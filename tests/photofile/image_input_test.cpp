@@ -1,14 +1,13 @@
 #include "photofile/image_input.hpp"
 
-#include <gtest/gtest.h>
-
-#include <opencv2/imgcodecs.hpp>
-#include <opencv2/imgproc.hpp>
-
 #include "darkroom/darkroom_program.hpp"
 #include "files/refusal.hpp"
 #include "support/mat_matchers.hpp"
 #include "support/test_images.hpp"
+
+#include <gtest/gtest.h>
+#include <opencv2/imgcodecs.hpp>
+#include <opencv2/imgproc.hpp>
 
 namespace likeness::testing {
 namespace {

@@ -1,15 +1,15 @@
 #include "photofile/image_output.hpp"
 
-#include <gtest/gtest.h>
-#include <unistd.h>
-
-#include <limits>
-#include <opencv2/imgcodecs.hpp>
-
 #include "darkroom/darkroom_program.hpp"
 #include "files/refusal.hpp"
 #include "support/mat_matchers.hpp"
 #include "support/test_images.hpp"
+
+#include <gtest/gtest.h>
+#include <opencv2/imgcodecs.hpp>
+
+#include <limits>
+#include <unistd.h>
 
 namespace likeness::testing {
 namespace {

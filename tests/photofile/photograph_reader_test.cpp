@@ -1,13 +1,13 @@
 #include "photofile/photograph_reader.hpp"
 
-#include <gtest/gtest.h>
-
-#include <fstream>
-#include <opencv2/imgcodecs.hpp>
-
 #include "support/mat_matchers.hpp"
 #include "support/scratch_directory.hpp"
 #include "support/test_images.hpp"
+
+#include <gtest/gtest.h>
+#include <opencv2/imgcodecs.hpp>
+
+#include <fstream>
 
 namespace likeness::testing {
 namespace {

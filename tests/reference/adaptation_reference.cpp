@@ -1,8 +1,8 @@
 #include "reference/adaptation_reference.hpp"
 
-#include <cmath>
-
 #include "reference/color_reference.hpp"
+
+#include <cmath>
 
 namespace likeness::reference {
 namespace {

@@ -1,10 +1,11 @@
 #include "reference/appearance_reference.hpp"
 
-#include <cmath>
-#include <fstream>
+#include "reference/color_reference.hpp"
+
 #include <opencv2/imgcodecs.hpp>
 
-#include "reference/color_reference.hpp"
+#include <cmath>
+#include <fstream>
 
 namespace likeness::reference {
 

@@ -1,7 +1,8 @@
 #include "reference/brightness_alignment_reference.hpp"
 
-#include <cmath>
 #include <opencv2/imgproc.hpp>
+
+#include <cmath>
 #include <sstream>
 #include <vector>
 

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <opencv2/core.hpp>
+
 #include <string>
 
 namespace likeness::reference {

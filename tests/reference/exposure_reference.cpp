@@ -1,19 +1,20 @@
 #include "reference/exposure_reference.hpp"
 
-#include <cmath>
-#include <fstream>
-#include <iostream>
-#include <limits>
-#include <opencv2/imgcodecs.hpp>
-#include <opencv2/imgproc.hpp>
-#include <opencv2/photo.hpp>
-
 #include "reference/adaptation_reference.hpp"
 #include "reference/appearance_reference.hpp"
 #include "reference/color_reference.hpp"
 #include "reference/filter_reference.hpp"
 #include "reference/inverse_reference.hpp"
 #include "reference/two_scale_reference.hpp"
+
+#include <opencv2/imgcodecs.hpp>
+#include <opencv2/imgproc.hpp>
+#include <opencv2/photo.hpp>
+
+#include <cmath>
+#include <fstream>
+#include <iostream>
+#include <limits>
 
 namespace likeness::reference {
 namespace {

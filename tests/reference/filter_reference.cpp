@@ -2,6 +2,7 @@
 
 #include <opencv2/imgcodecs.hpp>
 #include <opencv2/imgproc.hpp>
+
 #include <vector>
 
 namespace likeness::reference {

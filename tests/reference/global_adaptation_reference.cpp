@@ -1,10 +1,11 @@
 #include "reference/global_adaptation_reference.hpp"
 
-#include <limits>
-#include <opencv2/imgproc.hpp>
-
 #include "reference/color_reference.hpp"
 #include "reference/color_space_reference.hpp"
+
+#include <opencv2/imgproc.hpp>
+
+#include <limits>
 
 namespace likeness::reference {
 

@@ -1,14 +1,15 @@
 #include "reference/inverse_reference.hpp"
 
+#include "reference/appearance_reference.hpp"
+#include "reference/color_reference.hpp"
+
+#include <opencv2/imgcodecs.hpp>
+#include <opencv2/imgproc.hpp>
+
 #include <cmath>
 #include <fstream>
 #include <iostream>
-#include <opencv2/imgcodecs.hpp>
-#include <opencv2/imgproc.hpp>
 #include <vector>
-
-#include "reference/appearance_reference.hpp"
-#include "reference/color_reference.hpp"
 
 namespace likeness::reference {
 

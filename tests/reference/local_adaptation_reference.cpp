@@ -1,12 +1,12 @@
 #include "reference/local_adaptation_reference.hpp"
 
-#include <cmath>
-#include <limits>
-
 #include "reference/adaptation_reference.hpp"
 #include "reference/color_reference.hpp"
 #include "reference/color_space_reference.hpp"
 #include "reference/filter_reference.hpp"
+
+#include <cmath>
+#include <limits>
 
 namespace likeness::reference {
 namespace {

@@ -1,12 +1,12 @@
 #include "reference/metrics_reference.hpp"
 
-#include <cmath>
-#include <limits>
-#include <vector>
-
 #include "reference/adaptation_reference.hpp"
 #include "reference/appearance_reference.hpp"
 #include "reference/color_reference.hpp"
+
+#include <cmath>
+#include <limits>
+#include <vector>
 
 namespace likeness::reference {
 

@@ -1,9 +1,10 @@
 // The comparison of two photographs, run on every pixel of both.
 #pragma once
 
+#include <opencv2/core.hpp>
+
 #include <array>
 #include <map>
-#include <opencv2/core.hpp>
 
 namespace likeness::reference {
 

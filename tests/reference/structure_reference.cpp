@@ -1,9 +1,10 @@
 #include "reference/structure_reference.hpp"
 
-#include <cmath>
-#include <limits>
 #include <opencv2/imgproc.hpp>
 #include <opencv2/video/tracking.hpp>
+
+#include <cmath>
+#include <limits>
 #include <sstream>
 
 namespace likeness::reference {

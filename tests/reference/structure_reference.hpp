@@ -2,6 +2,7 @@
 #pragma once
 
 #include <opencv2/core.hpp>
+
 #include <string>
 #include <utility>
 #include <vector>

@@ -1,10 +1,11 @@
 #include "reference/transport_reference.hpp"
 
+#include <opencv2/imgproc.hpp>
+
 #include <cmath>
 #include <iostream>
 #include <limits>
 #include <map>
-#include <opencv2/imgproc.hpp>
 #include <vector>
 
 namespace likeness::reference {

@@ -1,14 +1,15 @@
 #include "reference/two_scale_reference.hpp"
 
-#include <cmath>
-#include <fstream>
-#include <opencv2/imgcodecs.hpp>
-#include <opencv2/imgproc.hpp>
-#include <sstream>
-
 #include "reference/adaptation_reference.hpp"
 #include "reference/color_reference.hpp"
 #include "reference/structure_reference.hpp"
+
+#include <opencv2/imgcodecs.hpp>
+#include <opencv2/imgproc.hpp>
+
+#include <cmath>
+#include <fstream>
+#include <sstream>
 
 namespace likeness::reference {
 namespace {

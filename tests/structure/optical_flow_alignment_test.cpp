@@ -1,15 +1,15 @@
 #include <likeness/structure/optical_flow_alignment.hpp>
 
-#include <gtest/gtest.h>
-
-#include <algorithm>
-#include <cmath>
-#include <opencv2/imgproc.hpp>
-#include <vector>
-
 #include "reference/structure_reference.hpp"
 #include "support/mat_matchers.hpp"
 #include "support/test_images.hpp"
+
+#include <gtest/gtest.h>
+#include <opencv2/imgproc.hpp>
+
+#include <algorithm>
+#include <cmath>
+#include <vector>
 
 namespace likeness {
 namespace {

@@ -1,16 +1,16 @@
 #include <likeness/structure/structure_tensor.hpp>
 
-#include <gtest/gtest.h>
-
-#include <cmath>
-#include <filesystem>
-#include <map>
-#include <opencv2/imgcodecs.hpp>
-
 #include "reference/structure_reference.hpp"
 #include "support/mat_matchers.hpp"
 #include "support/scratch_directory.hpp"
 #include "support/test_images.hpp"
+
+#include <gtest/gtest.h>
+#include <opencv2/imgcodecs.hpp>
+
+#include <cmath>
+#include <filesystem>
+#include <map>
 
 namespace likeness {
 namespace {

@@ -1,14 +1,14 @@
 #include "structure/tensor_eigenvalues.hpp"
 
+#include "support/test_images.hpp"
+
 #include <gtest/gtest.h>
+#include <opencv2/imgproc.hpp>
 
 #include <cmath>
 #include <cstring>
 #include <limits>
-#include <opencv2/imgproc.hpp>
 #include <random>
-
-#include "support/test_images.hpp"
 
 namespace likeness {
 namespace {

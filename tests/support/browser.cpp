@@ -1,10 +1,9 @@
 #include "support/browser.hpp"
 
-#include <gtest/gtest.h>
-
-#include <opencv2/imgcodecs.hpp>
-
 #include "support/process.hpp"
+
+#include <gtest/gtest.h>
+#include <opencv2/imgcodecs.hpp>
 
 namespace likeness::testing {
 

@@ -1,12 +1,13 @@
 // A headless browser that opens pages, with a profile of its own that goes with the object.
 #pragma once
 
-#include <filesystem>
+#include "support/scratch_directory.hpp"
+
 #include <opencv2/core.hpp>
+
+#include <filesystem>
 #include <string>
 #include <vector>
-
-#include "support/scratch_directory.hpp"
 
 namespace likeness::testing {
 

@@ -1,7 +1,6 @@
 #pragma once
 
 #include <gtest/gtest.h>
-
 #include <opencv2/core.hpp>
 
 namespace likeness::testing {

@@ -1,13 +1,12 @@
 #include "support/process.hpp"
 
-#include <fcntl.h>
-#include <sys/wait.h>
-#include <unistd.h>
+#include "support/scratch_directory.hpp"
 
+#include <fcntl.h>
 #include <sstream>
 #include <stdexcept>
-
-#include "support/scratch_directory.hpp"
+#include <sys/wait.h>
+#include <unistd.h>
 
 namespace likeness::testing {
 namespace {

@@ -1,10 +1,10 @@
 #include "support/scratch_directory.hpp"
 
 #include <gtest/gtest.h>
-#include <stdlib.h>
 
 #include <fstream>
 #include <sstream>
+#include <stdlib.h>
 
 namespace likeness::testing {
 

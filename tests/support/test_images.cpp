@@ -1,7 +1,8 @@
 #include "support/test_images.hpp"
 
-#include <limits>
 #include <opencv2/imgcodecs.hpp>
+
+#include <limits>
 #include <stdexcept>
 
 namespace likeness::testing {

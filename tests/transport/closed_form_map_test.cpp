@@ -1,14 +1,14 @@
 #include <likeness/transport/closed_form_map.hpp>
 
-#include <gtest/gtest.h>
-
-#include <cmath>
-#include <limits>
-
 #include "reference/transport_reference.hpp"
 #include "support/covariances.hpp"
 #include "support/mat_matchers.hpp"
 #include "support/test_images.hpp"
+
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <limits>
 
 namespace {
 

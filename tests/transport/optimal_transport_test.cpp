@@ -1,20 +1,20 @@
 #include <likeness/transport/optimal_transport.hpp>
 
-#include <gtest/gtest.h>
-
-#include <cmath>
-#include <limits>
-#include <opencv2/imgproc.hpp>
-#include <string>
-#include <vector>
-
+#include <likeness/transport/closed_form_map.hpp>
+#include <likeness/transport/image_statistics.hpp>
 #include "reference/transport_reference.hpp"
 #include "support/covariances.hpp"
 #include "support/mat_matchers.hpp"
 #include "support/scratch_directory.hpp"
 #include "support/test_images.hpp"
-#include <likeness/transport/closed_form_map.hpp>
-#include <likeness/transport/image_statistics.hpp>
+
+#include <gtest/gtest.h>
+#include <opencv2/imgproc.hpp>
+
+#include <cmath>
+#include <limits>
+#include <string>
+#include <vector>
 
 namespace {
 

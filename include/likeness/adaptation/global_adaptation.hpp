@@ -4,9 +4,9 @@
 // Nothing is checked.
 #pragma once
 
-#include <opencv2/core.hpp>
-
 #include <likeness/diagnostics/diagnostics.hpp>
+
+#include <opencv2/core.hpp>
 
 namespace likeness {
 

@@ -6,9 +6,9 @@
 // limited; NaN and infinite values are written through. Nothing is allocated that stays.
 #pragma once
 
-#include <opencv2/core.hpp>
-
 #include <likeness/diagnostics/diagnostics.hpp>
+
+#include <opencv2/core.hpp>
 
 namespace likeness {
 

@@ -7,9 +7,9 @@
 // runs on the caller's thread; all functions may be called from several threads at once, on images of their own.
 #pragma once
 
-#include <opencv2/core.hpp>
-
 #include <likeness/diagnostics/diagnostics.hpp>
+
+#include <opencv2/core.hpp>
 
 namespace likeness {
 

@@ -12,9 +12,9 @@
 // Where an argument list ends in `diagnostics`, the stated files and messages go there.
 #pragma once
 
-#include <opencv2/core.hpp>
-
 #include <likeness/diagnostics/diagnostics.hpp>
+
+#include <opencv2/core.hpp>
 
 namespace likeness {
 

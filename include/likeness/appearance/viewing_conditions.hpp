@@ -2,8 +2,9 @@
 // adapting luminance of 20, a white of 100 and a background of about 20.
 #pragma once
 
-#include <cstdint>
 #include <opencv2/core.hpp>
+
+#include <cstdint>
 
 namespace likeness {
 

@@ -3,9 +3,9 @@
 // Images are CV_32FC3, nominally in [0, 1]; nothing about them is checked.
 #pragma once
 
-#include <opencv2/core.hpp>
-
 #include <likeness/diagnostics/diagnostics.hpp>
+
+#include <opencv2/core.hpp>
 
 namespace likeness {
 

@@ -4,14 +4,15 @@
 // photograph of 18 million pixels holds a few hundred thousand colours, so the chain runs once a colour.
 #pragma once
 
+#include <likeness/numerics/large_pages.hpp>
+
+#include <opencv2/core.hpp>
+
 #include <array>
 #include <cstddef>
 #include <cstdint>
 #include <memory>
-#include <opencv2/core.hpp>
 #include <vector>
-
-#include <likeness/numerics/large_pages.hpp>
 
 namespace likeness {
 

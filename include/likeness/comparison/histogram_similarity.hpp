@@ -7,12 +7,13 @@
 // float and so stop at 2^24.
 #pragma once
 
+#include <opencv2/core.hpp>
+
 #include <array>
 #include <cmath>
 #include <cstddef>
 #include <cstdint>
 #include <map>
-#include <opencv2/core.hpp>
 #include <vector>
 
 namespace likeness {

@@ -1,9 +1,9 @@
 // The metrics driver: two photographs in, a report and a line on standard output.
 #pragma once
 
-#include <opencv2/core.hpp>
-
 #include <likeness/diagnostics/diagnostics.hpp>
+
+#include <opencv2/core.hpp>
 
 namespace likeness {
 

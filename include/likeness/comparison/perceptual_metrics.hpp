@@ -1,9 +1,10 @@
 #pragma once
 
-#include <cstdint>
+#include <likeness/diagnostics/diagnostics.hpp>
+
 #include <opencv2/core.hpp>
 
-#include <likeness/diagnostics/diagnostics.hpp>
+#include <cstdint>
 
 namespace likeness {
 

@@ -1,13 +1,14 @@
 // The comparison of two photographs as a library call.
 #pragma once
 
-#include <opencv2/core.hpp>
-#include <utility>
-
 #include <likeness/comparison/distinct_colors.hpp>
 #include <likeness/comparison/histogram_similarity.hpp>
 #include <likeness/comparison/perceptual_metrics.hpp>
 #include <likeness/diagnostics/diagnostics.hpp>
+
+#include <opencv2/core.hpp>
+
+#include <utility>
 
 namespace likeness {
 

@@ -6,11 +6,12 @@
 // not even computed.
 #pragma once
 
+#include <opencv2/core.hpp>
+
 #include <functional>
 #include <map>
 #include <memory>
 #include <mutex>
-#include <opencv2/core.hpp>
 #include <set>
 #include <string>
 #include <string_view>

@@ -1,9 +1,9 @@
 // Matching the lightness of one photograph to another's, and the statistics for it. NaN values do not count in them.
 #pragma once
 
-#include <opencv2/core.hpp>
-
 #include <likeness/diagnostics/diagnostics.hpp>
+
+#include <opencv2/core.hpp>
 
 namespace likeness {
 

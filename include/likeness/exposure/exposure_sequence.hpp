@@ -1,10 +1,11 @@
 #pragma once
 
+#include <likeness/diagnostics/diagnostics.hpp>
+
 #include <opencv2/core.hpp>
+
 #include <string>
 #include <vector>
-
-#include <likeness/diagnostics/diagnostics.hpp>
 
 namespace likeness {
 

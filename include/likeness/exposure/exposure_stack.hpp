@@ -18,10 +18,11 @@
 // after the exposures were made and the tinted photographs written.
 #pragma once
 
-#include <opencv2/core.hpp>
-#include <string>
-
 #include <likeness/diagnostics/diagnostics.hpp>
+
+#include <opencv2/core.hpp>
+
+#include <string>
 
 namespace likeness {
 

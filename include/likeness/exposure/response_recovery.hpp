@@ -2,11 +2,12 @@
 // picture, and the exposure fusion of the stack, which needs no response.
 #pragma once
 
+#include <likeness/diagnostics/diagnostics.hpp>
+
 #include <opencv2/core.hpp>
+
 #include <string>
 #include <vector>
-
-#include <likeness/diagnostics/diagnostics.hpp>
 
 namespace likeness {
 

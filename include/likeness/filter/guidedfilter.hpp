@@ -15,12 +15,13 @@
 // An input whose size differs from the guide's, or whose depth cannot be converted, raises a cv::Exception.
 #pragma once
 
-#include <memory>
-#include <opencv2/core.hpp>
-#include <vector>
-
 #include <likeness/diagnostics/diagnostics.hpp>
 #include <likeness/filter/plane_block.hpp>
+
+#include <opencv2/core.hpp>
+
+#include <memory>
+#include <vector>
 
 namespace likeness {
 

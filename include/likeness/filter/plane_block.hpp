@@ -1,10 +1,11 @@
 // Memory for the planes of a filter.
 #pragma once
 
-#include <cstddef>
+#include <likeness/numerics/large_pages.hpp>
+
 #include <opencv2/core.hpp>
 
-#include <likeness/numerics/large_pages.hpp>
+#include <cstddef>
 
 namespace likeness {
 

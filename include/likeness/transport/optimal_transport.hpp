@@ -15,9 +15,9 @@
 // Messages are those of `transport/image_statistics.hpp`.
 #pragma once
 
-#include <opencv2/core.hpp>
-
 #include <likeness/diagnostics/diagnostics.hpp>
+
+#include <opencv2/core.hpp>
 
 namespace likeness {
 

@@ -1,11 +1,11 @@
 // The command `likeness FIRST SECOND`.
+#include <likeness/comparison/metrics.hpp>
+#include <likeness/diagnostics/diagnostics.hpp>
+#include "photofile/photograph_reader.hpp"
+
 #include <exception>
 #include <iostream>
 #include <string>
-
-#include <likeness/comparison/metrics.hpp>
-#include "photofile/photograph_reader.hpp"
-#include <likeness/diagnostics/diagnostics.hpp>
 
 namespace {
 

@@ -1,12 +1,12 @@
+#include <likeness/likeness.hpp>
+#include "darkroom/darkroom_program.hpp"
+#include "support/mat_matchers.hpp"
+#include "support/test_images.hpp"
+
 #include <gtest/gtest.h>
 
 #include <cmath>
 #include <limits>
-
-#include "darkroom/darkroom_program.hpp"
-#include <likeness/likeness.hpp>
-#include "support/mat_matchers.hpp"
-#include "support/test_images.hpp"
 
 namespace likeness::testing {
 namespace {

@@ -1,13 +1,12 @@
-#include <gtest/gtest.h>
-
-#include <opencv2/imgcodecs.hpp>
-#include <opencv2/imgproc.hpp>
-
+#include <likeness/likeness.hpp>
 #include "darkroom/darkroom_program.hpp"
 #include "pages/flow_picture.hpp"
-#include <likeness/likeness.hpp>
 #include "support/mat_matchers.hpp"
 #include "support/test_images.hpp"
+
+#include <gtest/gtest.h>
+#include <opencv2/imgcodecs.hpp>
+#include <opencv2/imgproc.hpp>
 
 namespace likeness::testing {
 namespace {

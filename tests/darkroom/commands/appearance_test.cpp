@@ -1,19 +1,19 @@
+#include <likeness/comparison/photograph_comparison.hpp>
+#include <likeness/likeness.hpp>
+#include "batch/correlates.hpp"
+#include "console/map_statistics.hpp"
+#include "darkroom/darkroom_program.hpp"
+#include "files/number_format.hpp"
+#include "support/mat_matchers.hpp"
+#include "support/test_images.hpp"
+
 #include <gtest/gtest.h>
+#include <nlohmann/json.hpp>
+#include <opencv2/imgcodecs.hpp>
 
 #include <fstream>
 #include <iterator>
-#include <nlohmann/json.hpp>
-#include <opencv2/imgcodecs.hpp>
 #include <sstream>
-
-#include <likeness/comparison/photograph_comparison.hpp>
-#include "batch/correlates.hpp"
-#include "darkroom/darkroom_program.hpp"
-#include "console/map_statistics.hpp"
-#include "files/number_format.hpp"
-#include <likeness/likeness.hpp>
-#include "support/mat_matchers.hpp"
-#include "support/test_images.hpp"
 
 namespace likeness::testing {
 namespace {

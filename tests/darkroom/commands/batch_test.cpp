@@ -1,22 +1,22 @@
 // darkroom batch, merge and verify as a user meets them, and what is left of them when things go wrong.
+#include <likeness/comparison/photograph_comparison.hpp>
+#include "darkroom/darkroom_program.hpp"
+#include "files/number_format.hpp"
+#include "support/test_images.hpp"
+
 #include <gtest/gtest.h>
-#include <signal.h>
-#include <sys/mount.h>
-#include <sys/stat.h>
-#include <unistd.h>
+#include <opencv2/imgcodecs.hpp>
 
 #include <algorithm>
 #include <chrono>
 #include <cstdlib>
 #include <fstream>
-#include <opencv2/imgcodecs.hpp>
 #include <random>
+#include <signal.h>
+#include <sys/mount.h>
+#include <sys/stat.h>
 #include <thread>
-
-#include <likeness/comparison/photograph_comparison.hpp>
-#include "darkroom/darkroom_program.hpp"
-#include "files/number_format.hpp"
-#include "support/test_images.hpp"
+#include <unistd.h>
 
 namespace likeness::testing {
 namespace {

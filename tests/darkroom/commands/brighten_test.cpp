@@ -1,14 +1,14 @@
+#include <likeness/likeness.hpp>
+#include "darkroom/darkroom_program.hpp"
+#include "darkroom/image_depths.hpp"
+#include "support/mat_matchers.hpp"
+
 #include <fmt/format.h>
 #include <gtest/gtest.h>
+#include <opencv2/imgcodecs.hpp>
 
 #include <array>
 #include <cmath>
-#include <opencv2/imgcodecs.hpp>
-
-#include "darkroom/darkroom_program.hpp"
-#include "darkroom/image_depths.hpp"
-#include <likeness/likeness.hpp>
-#include "support/mat_matchers.hpp"
 
 namespace likeness::testing {
 namespace {

@@ -1,19 +1,19 @@
-#include <gtest/gtest.h>
-#include <unistd.h>
-
-#include <fstream>
-#include <nlohmann/json.hpp>
-#include <opencv2/imgcodecs.hpp>
-
 #include <likeness/comparison/photograph_comparison.hpp>
+#include <likeness/likeness.hpp>
 #include "console/coefficient_limits.hpp"
-#include "pages/comparison_report.hpp"
 #include "console/comparison_result.hpp"
 #include "darkroom/darkroom_program.hpp"
 #include "files/number_format.hpp"
-#include <likeness/likeness.hpp>
+#include "pages/comparison_report.hpp"
 #include "support/mat_matchers.hpp"
 #include "support/test_images.hpp"
+
+#include <gtest/gtest.h>
+#include <nlohmann/json.hpp>
+#include <opencv2/imgcodecs.hpp>
+
+#include <fstream>
+#include <unistd.h>
 
 namespace likeness::testing {
 namespace {

@@ -1,11 +1,10 @@
-#include <gtest/gtest.h>
-
-#include <opencv2/imgproc.hpp>
-
-#include "darkroom/darkroom_program.hpp"
 #include <likeness/likeness.hpp>
+#include "darkroom/darkroom_program.hpp"
 #include "support/mat_matchers.hpp"
 #include "support/test_images.hpp"
+
+#include <gtest/gtest.h>
+#include <opencv2/imgproc.hpp>
 
 namespace likeness::testing {
 namespace {

@@ -1,19 +1,18 @@
+#include <likeness/likeness.hpp>
+#include "console/exposure_times.hpp"
+#include "darkroom/darkroom_program.hpp"
+#include "darkroom/image_depths.hpp"
+#include "files/refusal.hpp"
+#include "support/mat_matchers.hpp"
+
 #include <fmt/format.h>
 #include <gtest/gtest.h>
+#include <opencv2/imgcodecs.hpp>
 
 #include <array>
 #include <cmath>
 #include <map>
-#include <opencv2/imgcodecs.hpp>
 #include <sstream>
-
-#include "darkroom/darkroom_program.hpp"
-#include "console/exposure_times.hpp"
-#include "darkroom/image_depths.hpp"
-#include "files/refusal.hpp"
-
-#include <likeness/likeness.hpp>
-#include "support/mat_matchers.hpp"
 
 namespace likeness::testing {
 namespace {

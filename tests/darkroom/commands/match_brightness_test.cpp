@@ -1,9 +1,9 @@
-#include <gtest/gtest.h>
-
+#include <likeness/likeness.hpp>
 #include "darkroom/darkroom_program.hpp"
 #include "darkroom/image_depths.hpp"
-#include <likeness/likeness.hpp>
 #include "support/mat_matchers.hpp"
+
+#include <gtest/gtest.h>
 
 namespace likeness::testing {
 namespace {

@@ -1,18 +1,18 @@
 // darkroom report: what is in the page, and what a browser shows of it when a reader sorts and filters.
+#include "batch/result_store.hpp"
+#include "darkroom/darkroom_program.hpp"
+#include "files/markup_text.hpp"
+#include "pages/batch_report.hpp"
+#include "support/browser.hpp"
+
 #include <fmt/format.h>
 #include <gtest/gtest.h>
+#include <nlohmann/json.hpp>
 
 #include <algorithm>
 #include <array>
 #include <fstream>
-#include <nlohmann/json.hpp>
 #include <random>
-
-#include "pages/batch_report.hpp"
-#include "batch/result_store.hpp"
-#include "darkroom/darkroom_program.hpp"
-#include "files/markup_text.hpp"
-#include "support/browser.hpp"
 
 namespace likeness::testing {
 namespace {

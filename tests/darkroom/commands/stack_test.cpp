@@ -1,13 +1,13 @@
+#include <likeness/likeness.hpp>
+#include "darkroom/darkroom_program.hpp"
+#include "darkroom/image_depths.hpp"
+#include "photofile/image_input.hpp"
+#include "support/mat_matchers.hpp"
+
 #include <gtest/gtest.h>
 
 #include <cmath>
 #include <map>
-
-#include "darkroom/darkroom_program.hpp"
-#include "darkroom/image_depths.hpp"
-#include "photofile/image_input.hpp"
-#include <likeness/likeness.hpp>
-#include "support/mat_matchers.hpp"
 
 namespace likeness::testing {
 namespace {

@@ -1,11 +1,11 @@
+#include <likeness/likeness.hpp>
+#include "darkroom/darkroom_program.hpp"
+#include "darkroom/image_depths.hpp"
+#include "support/mat_matchers.hpp"
+
 #include <gtest/gtest.h>
 
 #include <cmath>
-
-#include "darkroom/darkroom_program.hpp"
-#include "darkroom/image_depths.hpp"
-#include <likeness/likeness.hpp>
-#include "support/mat_matchers.hpp"
 
 namespace likeness::testing {
 namespace {

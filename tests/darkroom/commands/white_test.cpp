@@ -1,13 +1,13 @@
-#include <gtest/gtest.h>
-
-#include <limits>
-#include <nlohmann/json.hpp>
-
+#include <likeness/likeness.hpp>
 #include "darkroom/darkroom_program.hpp"
 #include "files/number_format.hpp"
-#include <likeness/likeness.hpp>
 #include "support/mat_matchers.hpp"
 #include "support/test_images.hpp"
+
+#include <gtest/gtest.h>
+#include <nlohmann/json.hpp>
+
+#include <limits>
 
 namespace likeness::testing {
 namespace {

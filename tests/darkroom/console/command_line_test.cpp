@@ -1,12 +1,12 @@
 // The parser against what the program says of itself.
 #include "console/command_line.hpp"
 
+#include "darkroom/darkroom_program.hpp"
+
 #include <gtest/gtest.h>
 
 #include <regex>
 #include <set>
-
-#include "darkroom/darkroom_program.hpp"
 
 namespace likeness::testing {
 namespace {

@@ -1,13 +1,13 @@
 // The completions: the scripts do in the shells what the parser would accept.
+#include "console/command_line.hpp"
+#include "console/parser_view.hpp"
+#include "darkroom/darkroom_program.hpp"
+
 #include <gtest/gtest.h>
 
 #include <regex>
 #include <set>
 #include <sstream>
-
-#include "console/command_line.hpp"
-#include "darkroom/darkroom_program.hpp"
-#include "console/parser_view.hpp"
 
 namespace likeness::testing {
 namespace {

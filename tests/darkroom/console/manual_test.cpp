@@ -1,14 +1,14 @@
 // The man page against the parser.
+#include "console/command_line.hpp"
+#include "console/exit_status.hpp"
+#include "console/parser_view.hpp"
+#include "darkroom/darkroom_program.hpp"
+
 #include <gtest/gtest.h>
 
 #include <regex>
 #include <set>
 #include <sstream>
-
-#include "console/command_line.hpp"
-#include "darkroom/darkroom_program.hpp"
-#include "console/exit_status.hpp"
-#include "console/parser_view.hpp"
 
 namespace likeness::testing {
 namespace {

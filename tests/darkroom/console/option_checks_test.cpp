@@ -1,16 +1,16 @@
 #include "console/option_checks.hpp"
 
+#include "files/number_format.hpp"
+#include "files/output_check.hpp"
+#include "files/refusal.hpp"
+#include "support/scratch_directory.hpp"
+
 #include <gtest/gtest.h>
 
 #include <cmath>
 #include <filesystem>
 #include <fstream>
 #include <limits>
-
-#include "files/number_format.hpp"
-#include "files/output_check.hpp"
-#include "files/refusal.hpp"
-#include "support/scratch_directory.hpp"
 
 namespace likeness::testing {
 namespace {

@@ -1,8 +1,10 @@
 #include "console/prefix_output.hpp"
 
+#include "files/refusal.hpp"
+#include "support/process.hpp"
+#include "support/scratch_directory.hpp"
+
 #include <gtest/gtest.h>
-#include <sys/wait.h>
-#include <unistd.h>
 
 #include <array>
 #include <chrono>
@@ -10,11 +12,9 @@
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
+#include <sys/wait.h>
 #include <thread>
-
-#include "files/refusal.hpp"
-#include "support/process.hpp"
-#include "support/scratch_directory.hpp"
+#include <unistd.h>
 
 namespace likeness::darkroom {
 namespace {

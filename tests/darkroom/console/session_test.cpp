@@ -1,17 +1,17 @@
 // What is said on standard error, and the progress on a terminal.
 #include "console/session.hpp"
 
-#include <fcntl.h>
+#include "console/progress.hpp"
+#include "darkroom/darkroom_program.hpp"
+#include "files/refusal.hpp"
+
 #include <gtest/gtest.h>
-#include <unistd.h>
 
 #include <chrono>
 #include <cstdlib>
+#include <fcntl.h>
 #include <thread>
-
-#include "darkroom/darkroom_program.hpp"
-#include "console/progress.hpp"
-#include "files/refusal.hpp"
+#include <unistd.h>
 
 namespace likeness::testing {
 namespace {

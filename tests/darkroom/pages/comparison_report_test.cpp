@@ -1,17 +1,17 @@
 // The page of a comparison, as a browser shows it.
 #include "pages/comparison_report.hpp"
 
-#include <gtest/gtest.h>
-
-#include <fstream>
-#include <nlohmann/json.hpp>
-#include <opencv2/imgcodecs.hpp>
-#include <opencv2/imgproc.hpp>
-#include <regex>
-
 #include "darkroom/darkroom_program.hpp"
 #include "support/browser.hpp"
 #include "support/test_images.hpp"
+
+#include <gtest/gtest.h>
+#include <nlohmann/json.hpp>
+#include <opencv2/imgcodecs.hpp>
+#include <opencv2/imgproc.hpp>
+
+#include <fstream>
+#include <regex>
 
 namespace likeness::testing {
 namespace {

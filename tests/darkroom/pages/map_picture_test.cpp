@@ -1,18 +1,18 @@
 #include "pages/map_picture.hpp"
 
+#include "console/map_statistics.hpp"
+#include "files/file_checksum.hpp"
+#include "files/refusal.hpp"
+#include "pages/html_page.hpp"
+#include "support/mat_matchers.hpp"
+#include "support/scratch_directory.hpp"
+#include "support/test_images.hpp"
+
 #include <gtest/gtest.h>
 
 #include <cmath>
 #include <fstream>
 #include <limits>
-
-#include "files/file_checksum.hpp"
-#include "pages/html_page.hpp"
-#include "console/map_statistics.hpp"
-#include "files/refusal.hpp"
-#include "support/mat_matchers.hpp"
-#include "support/scratch_directory.hpp"
-#include "support/test_images.hpp"
 
 namespace likeness::testing {
 namespace {

@@ -1,12 +1,12 @@
 #include "pages/svg_plot.hpp"
 
+#include "files/markup_text.hpp"
+
 #include <gtest/gtest.h>
 
 #include <cmath>
 #include <cstdio>
 #include <limits>
-
-#include "files/markup_text.hpp"
 
 namespace likeness::testing {
 namespace {

@@ -1,20 +1,20 @@
 // darkroom adapt: a photograph as if it had been seen under another light.
-#include <limits>
-#include <memory>
-
 #include <likeness/adaptation/d65_adaptation.hpp>
 #include <likeness/adaptation/global_adaptation.hpp>
 #include <likeness/adaptation/local_adaptation.hpp>
 #include <likeness/color/bgr_xyz.hpp>
 #include <likeness/color/sharpened_rgb.hpp>
 #include <likeness/color/white_point.hpp>
-#include "photofile/image_input.hpp"
 #include "console/image_output_options.hpp"
-#include "photofile/image_output.hpp"
 #include "console/option_checks.hpp"
 #include "console/progress.hpp"
-#include "files/refusal.hpp"
 #include "console/subcommands.hpp"
+#include "files/refusal.hpp"
+#include "photofile/image_input.hpp"
+#include "photofile/image_output.hpp"
+
+#include <limits>
+#include <memory>
 
 namespace likeness::darkroom {
 namespace {

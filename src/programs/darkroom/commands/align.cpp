@@ -1,18 +1,18 @@
 // darkroom align: lays a photograph onto another of the same scene.
+#include <likeness/structure/optical_flow_alignment.hpp>
+#include "console/image_output_options.hpp"
+#include "console/option_checks.hpp"
+#include "console/progress.hpp"
+#include "console/subcommands.hpp"
+#include "files/output_check.hpp"
+#include "pages/flow_picture.hpp"
+#include "photofile/image_input.hpp"
+#include "photofile/image_output.hpp"
+
 #include <fmt/format.h>
 
 #include <memory>
 #include <vector>
-
-#include "pages/flow_picture.hpp"
-#include "photofile/image_input.hpp"
-#include "console/image_output_options.hpp"
-#include "photofile/image_output.hpp"
-#include "console/option_checks.hpp"
-#include "files/output_check.hpp"
-#include "console/progress.hpp"
-#include "console/subcommands.hpp"
-#include <likeness/structure/optical_flow_alignment.hpp>
 
 namespace likeness::darkroom {
 namespace {

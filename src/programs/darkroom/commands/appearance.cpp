@@ -1,24 +1,24 @@
 // darkroom appearance: how bright, light, colourful, saturated and of what hue each pixel of an image looks.
+#include <likeness/comparison/photograph_comparison.hpp>
+#include "batch/correlates.hpp"
+#include "console/map_statistics.hpp"
+#include "console/option_checks.hpp"
+#include "console/progress.hpp"
+#include "console/subcommands.hpp"
+#include "files/markup_text.hpp"
+#include "files/number_format.hpp"
+#include "files/output_check.hpp"
+#include "pages/map_picture.hpp"
+#include "photofile/image_input.hpp"
+#include "photofile/image_output.hpp"
+
 #include <fmt/format.h>
+#include <nlohmann/json.hpp>
 
 #include <filesystem>
 #include <iostream>
 #include <memory>
-#include <nlohmann/json.hpp>
 #include <vector>
-
-#include <likeness/comparison/photograph_comparison.hpp>
-#include "batch/correlates.hpp"
-#include "photofile/image_input.hpp"
-#include "photofile/image_output.hpp"
-#include "pages/map_picture.hpp"
-#include "console/map_statistics.hpp"
-#include "files/markup_text.hpp"
-#include "files/number_format.hpp"
-#include "console/option_checks.hpp"
-#include "files/output_check.hpp"
-#include "console/progress.hpp"
-#include "console/subcommands.hpp"
 
 namespace likeness::darkroom {
 namespace {

@@ -1,30 +1,30 @@
 // darkroom batch: many pairs of photographs, compared and recorded so that nothing is lost.
+#include "batch/analysis_cache.hpp"
+#include "batch/batch_summary.hpp"
+#include "batch/earlier_results.hpp"
+#include "batch/ordered_pool.hpp"
+#include "batch/output_lock.hpp"
+#include "batch/parameters.hpp"
+#include "batch/stop_signals.hpp"
+#include "console/list_options.hpp"
+#include "console/option_checks.hpp"
+#include "console/subcommands.hpp"
+#include "files/output_check.hpp"
+#include "files/refusal.hpp"
+#include "photofile/decoder_remarks.hpp"
+
 #include <fmt/format.h>
 #include <omp.h>
-#include <sys/stat.h>
+#include <opencv2/core/utility.hpp>
+#include <opencv2/core/utils/logger.hpp>
 
 #include <algorithm>
 #include <chrono>
 #include <filesystem>
 #include <iostream>
 #include <memory>
-#include <opencv2/core/utility.hpp>
-#include <opencv2/core/utils/logger.hpp>
+#include <sys/stat.h>
 #include <thread>
-
-#include "batch/analysis_cache.hpp"
-#include "batch/batch_summary.hpp"
-#include "photofile/decoder_remarks.hpp"
-#include "batch/earlier_results.hpp"
-#include "console/list_options.hpp"
-#include "batch/ordered_pool.hpp"
-#include "batch/output_lock.hpp"
-#include "batch/parameters.hpp"
-#include "batch/stop_signals.hpp"
-#include "console/option_checks.hpp"
-#include "files/output_check.hpp"
-#include "files/refusal.hpp"
-#include "console/subcommands.hpp"
 
 namespace likeness::darkroom {
 namespace {

@@ -1,25 +1,25 @@
 // darkroom brighten: a photograph in other brightnesses.
+#include <likeness/adaptation/d65_adaptation.hpp>
+#include <likeness/color/bgr_xyz.hpp>
+#include <likeness/color/sharpened_rgb.hpp>
+#include <likeness/exposure/brightness_increase.hpp>
+#include "console/brightness_factor.hpp"
+#include "console/image_output_options.hpp"
+#include "console/message_watch.hpp"
+#include "console/option_checks.hpp"
+#include "console/progress.hpp"
+#include "console/subcommands.hpp"
+#include "files/output_check.hpp"
+#include "files/refusal.hpp"
+#include "photofile/image_input.hpp"
+#include "photofile/image_output.hpp"
+
 #include <fmt/format.h>
 
 #include <array>
 #include <filesystem>
 #include <memory>
 #include <vector>
-
-#include <likeness/adaptation/d65_adaptation.hpp>
-#include <likeness/color/bgr_xyz.hpp>
-#include <likeness/color/sharpened_rgb.hpp>
-#include "console/brightness_factor.hpp"
-#include "photofile/image_input.hpp"
-#include "console/image_output_options.hpp"
-#include "photofile/image_output.hpp"
-#include "console/message_watch.hpp"
-#include "console/option_checks.hpp"
-#include "files/output_check.hpp"
-#include "console/progress.hpp"
-#include "files/refusal.hpp"
-#include "console/subcommands.hpp"
-#include <likeness/exposure/brightness_increase.hpp>
 
 namespace likeness::darkroom {
 namespace {

@@ -1,20 +1,20 @@
 // darkroom compare: five coefficients that say how alike two photographs look.
+#include "console/comparison_result.hpp"
+#include "console/option_checks.hpp"
+#include "console/progress.hpp"
+#include "console/subcommands.hpp"
+#include "files/output_check.hpp"
+#include "files/refusal.hpp"
+#include "files/replaced_file.hpp"
+#include "pages/comparison_report.hpp"
+#include "pages/html_page.hpp"
+#include "photofile/image_input.hpp"
+#include "photofile/image_output.hpp"
+
 #include <filesystem>
 #include <iostream>
 #include <memory>
 #include <vector>
-
-#include "pages/comparison_report.hpp"
-#include "console/comparison_result.hpp"
-#include "pages/html_page.hpp"
-#include "photofile/image_input.hpp"
-#include "photofile/image_output.hpp"
-#include "console/option_checks.hpp"
-#include "files/output_check.hpp"
-#include "console/progress.hpp"
-#include "files/refusal.hpp"
-#include "files/replaced_file.hpp"
-#include "console/subcommands.hpp"
 
 namespace likeness::darkroom {
 namespace {

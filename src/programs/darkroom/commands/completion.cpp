@@ -1,11 +1,11 @@
 // darkroom completion: what a shell needs to complete the command line.
 #include "console/completion.hpp"
 
-#include <memory>
-
 #include "console/option_checks.hpp"
 #include "console/subcommands.hpp"
 #include "console/text_output.hpp"
+
+#include <memory>
 
 namespace likeness::darkroom {
 namespace {

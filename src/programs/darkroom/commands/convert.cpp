@@ -1,11 +1,4 @@
 // darkroom convert: a picture to another colour space, and back.
-#include <fmt/format.h>
-
-#include <algorithm>
-#include <memory>
-#include <opencv2/imgproc.hpp>
-#include <vector>
-
 #include <likeness/color/bgr_xyz.hpp>
 #include <likeness/color/chromaticity.hpp>
 #include <likeness/color/lab.hpp>
@@ -15,13 +8,20 @@
 #include <likeness/color/pixel_matrix.hpp>
 #include <likeness/color/sharpened_rgb.hpp>
 #include <likeness/color/yuv.hpp>
-#include "photofile/image_input.hpp"
 #include "console/image_output_options.hpp"
-#include "photofile/image_output.hpp"
 #include "console/option_checks.hpp"
 #include "console/progress.hpp"
-#include "files/refusal.hpp"
 #include "console/subcommands.hpp"
+#include "files/refusal.hpp"
+#include "photofile/image_input.hpp"
+#include "photofile/image_output.hpp"
+
+#include <fmt/format.h>
+#include <opencv2/imgproc.hpp>
+
+#include <algorithm>
+#include <memory>
+#include <vector>
 
 namespace likeness::darkroom {
 namespace {

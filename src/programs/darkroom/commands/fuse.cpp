@@ -1,23 +1,23 @@
 // darkroom fuse: a bracket of exposures as response, radiance, tone-mapped and fused picture.
+#include <likeness/exposure/response_recovery.hpp>
+#include "console/exposure_times.hpp"
+#include "console/message_watch.hpp"
+#include "console/option_checks.hpp"
+#include "console/prefix_output.hpp"
+#include "console/progress.hpp"
+#include "console/response_grid_check.hpp"
+#include "console/subcommands.hpp"
+#include "files/number_format.hpp"
+#include "files/output_check.hpp"
+#include "files/refusal.hpp"
+#include "files/replaced_file.hpp"
+#include "pages/svg_plot.hpp"
+#include "photofile/image_input.hpp"
+
 #include <fmt/format.h>
 
 #include <cmath>
 #include <memory>
-
-#include "console/exposure_times.hpp"
-#include "photofile/image_input.hpp"
-#include "console/message_watch.hpp"
-#include "files/number_format.hpp"
-#include "console/option_checks.hpp"
-#include "files/output_check.hpp"
-#include "console/prefix_output.hpp"
-#include "console/progress.hpp"
-#include "console/response_grid_check.hpp"
-#include "files/refusal.hpp"
-#include "files/replaced_file.hpp"
-#include "console/subcommands.hpp"
-#include "pages/svg_plot.hpp"
-#include <likeness/exposure/response_recovery.hpp>
 
 namespace likeness::darkroom {
 namespace {

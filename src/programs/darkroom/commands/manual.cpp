@@ -1,10 +1,10 @@
 // darkroom manual: the man page of the program.
 #include "console/manual.hpp"
 
-#include <memory>
-
 #include "console/subcommands.hpp"
 #include "console/text_output.hpp"
+
+#include <memory>
 
 namespace likeness::darkroom {
 

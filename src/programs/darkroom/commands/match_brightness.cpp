@@ -1,16 +1,16 @@
 // darkroom match-brightness: the lightness of one photograph like that of another.
+#include <likeness/exposure/brightness_alignment.hpp>
+#include "console/image_output_options.hpp"
+#include "console/option_checks.hpp"
+#include "console/progress.hpp"
+#include "console/subcommands.hpp"
+#include "files/refusal.hpp"
+#include "photofile/image_input.hpp"
+#include "photofile/image_output.hpp"
+
 #include <fmt/format.h>
 
 #include <memory>
-
-#include "photofile/image_input.hpp"
-#include "console/image_output_options.hpp"
-#include "photofile/image_output.hpp"
-#include "console/option_checks.hpp"
-#include "console/progress.hpp"
-#include "files/refusal.hpp"
-#include "console/subcommands.hpp"
-#include <likeness/exposure/brightness_alignment.hpp>
 
 namespace likeness::darkroom {
 namespace {

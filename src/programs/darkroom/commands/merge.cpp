@@ -1,15 +1,15 @@
 // darkroom merge: the results of shards as one file in the order of the list.
+#include "batch/output_lock.hpp"
+#include "batch/result_merge.hpp"
+#include "console/option_checks.hpp"
+#include "console/subcommands.hpp"
+#include "files/output_check.hpp"
+#include "files/refusal.hpp"
+
 #include <fmt/format.h>
 
 #include <filesystem>
 #include <memory>
-
-#include "batch/output_lock.hpp"
-#include "batch/result_merge.hpp"
-#include "console/option_checks.hpp"
-#include "files/output_check.hpp"
-#include "files/refusal.hpp"
-#include "console/subcommands.hpp"
 
 namespace likeness::darkroom {
 namespace {

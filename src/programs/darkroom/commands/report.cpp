@@ -1,18 +1,18 @@
 // darkroom report: a page of the results of a batch.
+#include "batch/result_store.hpp"
+#include "console/option_checks.hpp"
+#include "console/progress.hpp"
+#include "console/subcommands.hpp"
+#include "files/output_check.hpp"
+#include "files/refusal.hpp"
+#include "files/replaced_file.hpp"
+#include "pages/batch_report.hpp"
+#include "pages/html_page.hpp"
+#include "photofile/image_input.hpp"
+
 #include <algorithm>
 #include <filesystem>
 #include <memory>
-
-#include "pages/batch_report.hpp"
-#include "batch/result_store.hpp"
-#include "pages/html_page.hpp"
-#include "photofile/image_input.hpp"
-#include "console/option_checks.hpp"
-#include "files/output_check.hpp"
-#include "console/progress.hpp"
-#include "files/refusal.hpp"
-#include "files/replaced_file.hpp"
-#include "console/subcommands.hpp"
 
 namespace likeness::darkroom {
 namespace {

@@ -1,17 +1,17 @@
 // darkroom smooth: smooths an image without crossing the edges of a guide.
-#include <fmt/format.h>
-
-#include <memory>
-#include <opencv2/imgproc.hpp>
-
-#include "photofile/image_input.hpp"
+#include <likeness/filter/guidedfilter.hpp>
 #include "console/image_output_options.hpp"
-#include "photofile/image_output.hpp"
 #include "console/option_checks.hpp"
 #include "console/progress.hpp"
-#include "files/refusal.hpp"
 #include "console/subcommands.hpp"
-#include <likeness/filter/guidedfilter.hpp>
+#include "files/refusal.hpp"
+#include "photofile/image_input.hpp"
+#include "photofile/image_output.hpp"
+
+#include <fmt/format.h>
+#include <opencv2/imgproc.hpp>
+
+#include <memory>
 
 namespace likeness::darkroom {
 namespace {

@@ -1,23 +1,23 @@
 // darkroom stack: exposures of a scene made from a flash and a no-flash photograph of it.
+#include <likeness/exposure/brightness_increase.hpp>
+#include <likeness/exposure/exposure_stack.hpp>
+#include <likeness/exposure/response_recovery.hpp>
+#include "console/brightness_factor.hpp"
+#include "console/message_watch.hpp"
+#include "console/option_checks.hpp"
+#include "console/prefix_output.hpp"
+#include "console/progress.hpp"
+#include "console/response_grid_check.hpp"
+#include "console/subcommands.hpp"
+#include "files/output_check.hpp"
+#include "files/refusal.hpp"
+#include "photofile/image_input.hpp"
+#include "photofile/image_output.hpp"
+
 #include <fmt/format.h>
 
 #include <array>
 #include <memory>
-
-#include "console/brightness_factor.hpp"
-#include "photofile/image_input.hpp"
-#include "photofile/image_output.hpp"
-#include "console/message_watch.hpp"
-#include "console/option_checks.hpp"
-#include "files/output_check.hpp"
-#include "console/prefix_output.hpp"
-#include "console/progress.hpp"
-#include "console/response_grid_check.hpp"
-#include "files/refusal.hpp"
-#include "console/subcommands.hpp"
-#include <likeness/exposure/brightness_increase.hpp>
-#include <likeness/exposure/exposure_stack.hpp>
-#include <likeness/exposure/response_recovery.hpp>
 
 namespace likeness::darkroom {
 namespace {

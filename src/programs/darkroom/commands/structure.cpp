@@ -1,17 +1,16 @@
 // darkroom structure: how strongly oriented the structure around each pixel is.
 #include <likeness/structure/structure_tensor.hpp>
+#include "console/image_capture.hpp"
+#include "console/image_output_options.hpp"
+#include "console/option_checks.hpp"
+#include "console/progress.hpp"
+#include "console/subcommands.hpp"
+#include "files/output_check.hpp"
+#include "files/refusal.hpp"
+#include "photofile/image_input.hpp"
+#include "photofile/image_output.hpp"
 
 #include <memory>
-
-#include "console/image_capture.hpp"
-#include "photofile/image_input.hpp"
-#include "console/image_output_options.hpp"
-#include "photofile/image_output.hpp"
-#include "console/option_checks.hpp"
-#include "files/output_check.hpp"
-#include "console/progress.hpp"
-#include "files/refusal.hpp"
-#include "console/subcommands.hpp"
 
 namespace likeness::darkroom {
 namespace {

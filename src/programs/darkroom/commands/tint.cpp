@@ -1,19 +1,19 @@
 // darkroom tint: the light of one photograph on the detail of another.
-#include <cmath>
-#include <map>
-#include <memory>
-
 #include <likeness/adaptation/two_scale_adaptation.hpp>
 #include <likeness/color/bgr_xyz.hpp>
 #include <likeness/color/sharpened_rgb.hpp>
 #include <likeness/color/white_point.hpp>
-#include "photofile/image_input.hpp"
 #include "console/image_output_options.hpp"
-#include "photofile/image_output.hpp"
 #include "console/option_checks.hpp"
 #include "console/progress.hpp"
-#include "files/refusal.hpp"
 #include "console/subcommands.hpp"
+#include "files/refusal.hpp"
+#include "photofile/image_input.hpp"
+#include "photofile/image_output.hpp"
+
+#include <cmath>
+#include <map>
+#include <memory>
 
 namespace likeness::darkroom {
 namespace {

@@ -1,20 +1,20 @@
 // darkroom transfer: the palette of one photograph on another.
+#include <likeness/transport/optimal_transport.hpp>
+#include "console/image_output_options.hpp"
+#include "console/option_checks.hpp"
+#include "console/progress.hpp"
+#include "console/subcommands.hpp"
+#include "files/output_check.hpp"
+#include "files/refusal.hpp"
+#include "photofile/image_input.hpp"
+#include "photofile/image_output.hpp"
+
 #include <fmt/format.h>
+#include <opencv2/imgproc.hpp>
 
 #include <filesystem>
 #include <memory>
-#include <opencv2/imgproc.hpp>
 #include <vector>
-
-#include "photofile/image_input.hpp"
-#include "console/image_output_options.hpp"
-#include "photofile/image_output.hpp"
-#include "console/option_checks.hpp"
-#include "files/output_check.hpp"
-#include "console/progress.hpp"
-#include "files/refusal.hpp"
-#include "console/subcommands.hpp"
-#include <likeness/transport/optimal_transport.hpp>
 
 namespace likeness::darkroom {
 namespace {

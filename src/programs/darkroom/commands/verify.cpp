@@ -1,4 +1,9 @@
 // darkroom verify: how the results of a batch stand to its list.
+#include "batch/result_store.hpp"
+#include "batch/stable_hash.hpp"
+#include "console/list_options.hpp"
+#include "console/subcommands.hpp"
+
 #include <fmt/format.h>
 
 #include <algorithm>
@@ -6,11 +11,6 @@
 #include <map>
 #include <memory>
 #include <unordered_map>
-
-#include "console/list_options.hpp"
-#include "batch/result_store.hpp"
-#include "batch/stable_hash.hpp"
-#include "console/subcommands.hpp"
 
 namespace likeness::darkroom {
 namespace {

@@ -1,24 +1,24 @@
 // darkroom white: the white that a photograph was seen under, as a whole and at each pixel.
+#include <likeness/color/bgr_xyz.hpp>
+#include <likeness/color/chromaticity.hpp>
+#include <likeness/color/correlated_color_temperature.hpp>
+#include <likeness/color/white_point.hpp>
+#include "console/image_output_options.hpp"
+#include "console/option_checks.hpp"
+#include "console/progress.hpp"
+#include "console/subcommands.hpp"
+#include "files/number_format.hpp"
+#include "files/refusal.hpp"
+#include "photofile/image_input.hpp"
+#include "photofile/image_output.hpp"
+
 #include <fmt/format.h>
+#include <nlohmann/json.hpp>
 
 #include <cmath>
 #include <iostream>
 #include <limits>
 #include <memory>
-#include <nlohmann/json.hpp>
-
-#include <likeness/color/bgr_xyz.hpp>
-#include <likeness/color/chromaticity.hpp>
-#include <likeness/color/correlated_color_temperature.hpp>
-#include <likeness/color/white_point.hpp>
-#include "photofile/image_input.hpp"
-#include "console/image_output_options.hpp"
-#include "photofile/image_output.hpp"
-#include "files/number_format.hpp"
-#include "console/option_checks.hpp"
-#include "console/progress.hpp"
-#include "files/refusal.hpp"
-#include "console/subcommands.hpp"
 
 namespace likeness::darkroom {
 namespace {

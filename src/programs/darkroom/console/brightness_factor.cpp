@@ -1,10 +1,10 @@
 #include "console/brightness_factor.hpp"
 
-#include <fmt/format.h>
-
+#include <likeness/exposure/brightness_increase.hpp>
 #include "console/option_checks.hpp"
 #include "files/refusal.hpp"
-#include <likeness/exposure/brightness_increase.hpp>
+
+#include <fmt/format.h>
 
 namespace likeness::darkroom {
 

@@ -1,13 +1,13 @@
 #include "console/coefficient_limits.hpp"
 
+#include "batch/correlates.hpp"
+#include "console/option_checks.hpp"
+#include "files/number_format.hpp"
+#include "files/refusal.hpp"
+
 #include <algorithm>
 #include <cstdlib>
 #include <sstream>
-
-#include "batch/correlates.hpp"
-#include "files/number_format.hpp"
-#include "console/option_checks.hpp"
-#include "files/refusal.hpp"
 
 namespace likeness::darkroom {
 namespace {

@@ -1,9 +1,9 @@
 #pragma once
 
+#include <likeness/comparison/photograph_comparison.hpp>
+
 #include <map>
 #include <string>
-
-#include <likeness/comparison/photograph_comparison.hpp>
 
 namespace likeness::darkroom {
 

@@ -1,12 +1,12 @@
 #include "console/command_line.hpp"
 
-#include <algorithm>
-#include <iostream>
-
 #include "console/option_checks.hpp"
 #include "console/parser_view.hpp"
-#include "files/refusal.hpp"
 #include "console/subcommands.hpp"
+#include "files/refusal.hpp"
+
+#include <algorithm>
+#include <iostream>
 
 namespace likeness::darkroom {
 namespace {

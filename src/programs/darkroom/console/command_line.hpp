@@ -1,13 +1,14 @@
 // The command line `darkroom SUBCOMMAND ...`: the parser with every subcommand, and what is done with its outcome.
 #pragma once
 
+#include "console/exit_status.hpp"
+#include "console/session.hpp"
+
 #include <CLI/CLI.hpp>
+
 #include <functional>
 #include <map>
 #include <memory>
-
-#include "console/exit_status.hpp"
-#include "console/session.hpp"
 
 namespace likeness::darkroom {
 

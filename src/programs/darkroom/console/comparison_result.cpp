@@ -1,16 +1,17 @@
 #include "console/comparison_result.hpp"
 
-#include <cmath>
-#include <cstdlib>
-#include <nlohmann/json.hpp>
-
-#include <likeness/comparison/perceptual_metrics.hpp>
 #include <likeness/appearance/viewing_conditions.hpp>
+#include <likeness/comparison/perceptual_metrics.hpp>
 #include "batch/correlates.hpp"
+#include "diagnostics/number_text.hpp"
 #include "files/csv_text.hpp"
 #include "files/markup_text.hpp"
 #include "files/number_format.hpp"
-#include "diagnostics/number_text.hpp"
+
+#include <nlohmann/json.hpp>
+
+#include <cmath>
+#include <cstdlib>
 
 namespace likeness::darkroom {
 namespace {

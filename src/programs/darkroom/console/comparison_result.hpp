@@ -1,12 +1,13 @@
 // What a comparison found, and the formats in which it is given (docs/formats.md).
 #pragma once
 
-#include <opencv2/core.hpp>
-#include <string>
-#include <utility>
-
 #include <likeness/comparison/photograph_comparison.hpp>
 #include "console/coefficient_limits.hpp"
+
+#include <opencv2/core.hpp>
+
+#include <string>
+#include <utility>
 
 namespace likeness::darkroom {
 

@@ -1,11 +1,11 @@
 #include "console/completion.hpp"
 
+#include "console/parser_view.hpp"
+
 #include <fmt/format.h>
 #include <fmt/ranges.h>
 
 #include <algorithm>
-
-#include "console/parser_view.hpp"
 
 namespace likeness::darkroom {
 namespace {

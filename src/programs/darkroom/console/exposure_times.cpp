@@ -1,14 +1,14 @@
 #include "console/exposure_times.hpp"
 
+#include "console/option_checks.hpp"
+#include "files/refusal.hpp"
+
 #include <fmt/format.h>
 #include <libexif/exif-data.h>
 
 #include <cmath>
 #include <memory>
 #include <optional>
-
-#include "console/option_checks.hpp"
-#include "files/refusal.hpp"
 
 namespace likeness::darkroom {
 namespace {

@@ -1,10 +1,10 @@
 // Exposure times of a bracket: from the command line or from the photographs' EXIF data.
 #pragma once
 
+#include "console/session.hpp"
+
 #include <string>
 #include <vector>
-
-#include "console/session.hpp"
 
 namespace likeness::darkroom {
 

@@ -1,11 +1,12 @@
 #pragma once
 
+#include <likeness/diagnostics/diagnostics.hpp>
+
+#include <opencv2/core.hpp>
+
 #include <map>
 #include <mutex>
-#include <opencv2/core.hpp>
 #include <string>
-
-#include <likeness/diagnostics/diagnostics.hpp>
 
 namespace likeness::darkroom {
 

@@ -1,8 +1,8 @@
 #include "console/image_output_options.hpp"
 
-#include <string>
-
 #include "console/option_checks.hpp"
+
+#include <string>
 
 namespace likeness::darkroom {
 

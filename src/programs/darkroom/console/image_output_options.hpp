@@ -1,8 +1,8 @@
 #pragma once
 
-#include <CLI/CLI.hpp>
-
 #include "photofile/image_output.hpp"
+
+#include <CLI/CLI.hpp>
 
 namespace likeness::darkroom {
 

@@ -1,10 +1,11 @@
 #pragma once
 
+#include "batch/pair_list.hpp"
+
 #include <CLI/CLI.hpp>
+
 #include <optional>
 #include <string>
-
-#include "batch/pair_list.hpp"
 
 namespace likeness::darkroom {
 

@@ -1,12 +1,12 @@
 #include "console/manual.hpp"
 
+#include "console/exit_status.hpp"
+#include "console/parser_view.hpp"
+
 #include <fmt/format.h>
 
 #include <algorithm>
 #include <cctype>
-
-#include "console/exit_status.hpp"
-#include "console/parser_view.hpp"
 
 namespace likeness::darkroom {
 namespace {

@@ -1,8 +1,9 @@
 #pragma once
 
+#include <opencv2/core.hpp>
+
 #include <array>
 #include <cstdint>
-#include <opencv2/core.hpp>
 
 namespace likeness::darkroom {
 

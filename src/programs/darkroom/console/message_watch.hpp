@@ -1,11 +1,11 @@
 #pragma once
 
+#include <likeness/diagnostics/diagnostics.hpp>
+
 #include <functional>
 #include <string>
 #include <string_view>
 #include <utility>
-
-#include <likeness/diagnostics/diagnostics.hpp>
 
 namespace likeness::darkroom {
 

@@ -3,6 +3,7 @@
 
 #include <CLI/CLI.hpp>
 #include <opencv2/core.hpp>
+
 #include <string>
 #include <vector>
 

@@ -1,5 +1,10 @@
 #include "console/prefix_output.hpp"
 
+#include "console/option_checks.hpp"
+#include "files/output_check.hpp"
+#include "files/refusal.hpp"
+#include "files/replaced_file.hpp"
+
 #include <cerrno>
 #include <cstdlib>
 #include <cstring>
@@ -7,11 +12,6 @@
 #include <fstream>
 #include <iterator>
 #include <utility>
-
-#include "console/option_checks.hpp"
-#include "files/output_check.hpp"
-#include "files/refusal.hpp"
-#include "files/replaced_file.hpp"
 
 namespace likeness::darkroom {
 namespace {

@@ -1,13 +1,14 @@
 // Results whose names an operation of the library makes itself, from a stem.
 #pragma once
 
+#include "console/session.hpp"
+#include "files/interrupt_cleanup.hpp"
+
 #include <CLI/CLI.hpp>
+
 #include <optional>
 #include <string>
 #include <vector>
-
-#include "files/interrupt_cleanup.hpp"
-#include "console/session.hpp"
 
 namespace likeness::darkroom {
 

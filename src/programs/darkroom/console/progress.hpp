@@ -1,12 +1,12 @@
 #pragma once
 
+#include "console/session.hpp"
+
 #include <chrono>
 #include <condition_variable>
 #include <mutex>
 #include <string>
 #include <thread>
-
-#include "console/session.hpp"
 
 namespace likeness::darkroom {
 

@@ -1,11 +1,11 @@
 #include "console/response_grid_check.hpp"
 
+#include <likeness/exposure/response_recovery.hpp>
+#include "files/refusal.hpp"
+
 #include <fmt/format.h>
 
 #include <cstdint>
-#include <likeness/exposure/response_recovery.hpp>
-
-#include "files/refusal.hpp"
 
 namespace likeness::darkroom {
 

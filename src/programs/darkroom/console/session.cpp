@@ -1,11 +1,10 @@
 #include "console/session.hpp"
 
-#include <unistd.h>
+#include "files/output_check.hpp"
 
 #include <cstdio>
+#include <unistd.h>
 #include <utility>
-
-#include "files/output_check.hpp"
 
 namespace likeness::darkroom {
 

@@ -1,14 +1,13 @@
 // What every subcommand shares: how much it says, and where its diagnostics go.
 #pragma once
 
+#include <likeness/diagnostics/diagnostics.hpp>
+#include "files/notices.hpp"
+
 #include <memory>
 #include <mutex>
 #include <string>
 #include <string_view>
-
-#include <likeness/diagnostics/diagnostics.hpp>
-
-#include "files/notices.hpp"
 
 namespace likeness::darkroom {
 

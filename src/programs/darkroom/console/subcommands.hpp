@@ -2,10 +2,11 @@
 // returns what runs once they are parsed.
 #pragma once
 
-#include <CLI/CLI.hpp>
-#include <vector>
-
 #include "console/command_line.hpp"
+
+#include <CLI/CLI.hpp>
+
+#include <vector>
 
 namespace likeness::darkroom {
 

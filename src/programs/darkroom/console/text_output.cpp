@@ -1,10 +1,10 @@
 #include "console/text_output.hpp"
 
-#include <iostream>
-
 #include "console/option_checks.hpp"
 #include "files/output_check.hpp"
 #include "files/replaced_file.hpp"
+
+#include <iostream>
 
 namespace likeness::darkroom {
 

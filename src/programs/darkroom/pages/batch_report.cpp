@@ -1,18 +1,18 @@
 #include "pages/batch_report.hpp"
 
+#include "files/markup_text.hpp"
+#include "files/number_format.hpp"
+#include "pages/batch_report_page.hpp"
+#include "pages/html_page.hpp"
+#include "pages/round_scale.hpp"
+#include "pages/svg_plot.hpp"
+
 #include <fmt/format.h>
+#include <nlohmann/json.hpp>
 
 #include <algorithm>
 #include <cmath>
 #include <limits>
-#include <nlohmann/json.hpp>
-
-#include "pages/batch_report_page.hpp"
-#include "pages/html_page.hpp"
-#include "files/markup_text.hpp"
-#include "files/number_format.hpp"
-#include "pages/round_scale.hpp"
-#include "pages/svg_plot.hpp"
 
 namespace likeness::darkroom {
 namespace {

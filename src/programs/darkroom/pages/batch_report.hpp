@@ -1,6 +1,9 @@
 // The page of the results of a batch.
 #pragma once
 
+#include "batch/batch_summary.hpp"
+#include "batch/result_record.hpp"
+
 #include <cstdint>
 #include <map>
 #include <optional>
@@ -8,9 +11,6 @@
 #include <string>
 #include <utility>
 #include <vector>
-
-#include "batch/batch_summary.hpp"
-#include "batch/result_record.hpp"
 
 namespace likeness::darkroom {
 

@@ -1,18 +1,18 @@
 #include "pages/comparison_report.hpp"
 
+#include <likeness/appearance/viewing_conditions.hpp>
+#include <likeness/comparison/perceptual_metrics.hpp>
+#include "diagnostics/number_text.hpp"
+#include "files/markup_text.hpp"
+#include "files/number_format.hpp"
+#include "pages/html_page.hpp"
+#include "pages/svg_plot.hpp"
+
 #include <fmt/format.h>
 
 #include <algorithm>
 #include <cmath>
 #include <limits>
-
-#include <likeness/comparison/perceptual_metrics.hpp>
-#include <likeness/appearance/viewing_conditions.hpp>
-#include "pages/html_page.hpp"
-#include "files/markup_text.hpp"
-#include "files/number_format.hpp"
-#include "pages/svg_plot.hpp"
-#include "diagnostics/number_text.hpp"
 
 namespace likeness::darkroom {
 namespace {

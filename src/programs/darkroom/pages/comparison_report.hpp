@@ -1,16 +1,17 @@
 // The page that shows how two photographs compare.
 #pragma once
 
-#include <array>
-#include <cstdint>
-#include <opencv2/core.hpp>
-#include <string>
-
 #include <likeness/comparison/photograph_comparison.hpp>
-#include "console/comparison_result.hpp"
 #include "batch/correlates.hpp"
+#include "console/comparison_result.hpp"
 #include "files/file_checksum.hpp"
 #include "pages/map_picture.hpp"
+
+#include <opencv2/core.hpp>
+
+#include <array>
+#include <cstdint>
+#include <string>
 
 namespace likeness::darkroom {
 

@@ -1,10 +1,10 @@
 #include "pages/flow_picture.hpp"
 
 #include <fmt/format.h>
+#include <opencv2/imgproc.hpp>
 
 #include <algorithm>
 #include <cmath>
-#include <opencv2/imgproc.hpp>
 
 namespace likeness::darkroom {
 namespace {

@@ -1,15 +1,15 @@
 #include "pages/html_page.hpp"
 
+#include "files/markup_text.hpp"
+#include "pages/svg_plot.hpp"
+
+#include <opencv2/imgcodecs.hpp>
+#include <opencv2/imgproc.hpp>
 #include <openssl/evp.h>
 
 #include <algorithm>
-#include <opencv2/imgcodecs.hpp>
-#include <opencv2/imgproc.hpp>
 #include <stdexcept>
 #include <vector>
-
-#include "files/markup_text.hpp"
-#include "pages/svg_plot.hpp"
 
 namespace likeness::darkroom {
 namespace {

@@ -1,12 +1,12 @@
 #include "pages/map_picture.hpp"
 
+#include "pages/round_scale.hpp"
+
 #include <fmt/format.h>
+#include <opencv2/imgproc.hpp>
 
 #include <algorithm>
 #include <cmath>
-#include <opencv2/imgproc.hpp>
-
-#include "pages/round_scale.hpp"
 
 namespace likeness::darkroom {
 namespace {

@@ -1,13 +1,13 @@
 #include "pages/svg_plot.hpp"
 
+#include "files/markup_text.hpp"
+#include "pages/round_scale.hpp"
+
 #include <fmt/format.h>
 
 #include <algorithm>
 #include <cmath>
 #include <limits>
-
-#include "files/markup_text.hpp"
-#include "pages/round_scale.hpp"
 
 namespace likeness::darkroom {
 namespace {
