@@ -4,14 +4,16 @@ include(CMakePackageConfigHelpers)
 
 set(package_dir "${CMAKE_INSTALL_LIBDIR}/cmake/likeness")
 
-install(TARGETS likeness_cli COMPONENT program)
+if(TARGET likeness_cli)
+    install(TARGETS likeness_cli COMPONENT program)
+endif()
 install(
     TARGETS likeness
     EXPORT likenessTargets
     LIBRARY COMPONENT library NAMELINK_COMPONENT development
     ARCHIVE COMPONENT development
     FILE_SET HEADERS
-    DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/likeness
+    DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}
     COMPONENT development)
 install(
     EXPORT likenessTargets
@@ -39,7 +41,9 @@ if(TARGET SLEEF::SLEEF)
 endif()
 string(APPEND pkgconfig_private " ${OpenMP_CXX_FLAGS} -pthread")
 get_target_property(likeness_type likeness TYPE)
+set(pkgconfig_definitions "")
 if(likeness_type STREQUAL "STATIC_LIBRARY")
+    set(pkgconfig_definitions "-DLIKENESS_STATIC ")
     string(APPEND pkgconfig_libs " ${pkgconfig_private}")
     set(pkgconfig_private "")
 endif()
@@ -60,7 +64,7 @@ install(
 
 if(TARGET darkroom)
     install(TARGETS darkroom COMPONENT program)
-    set(darkroom_documents "${PROJECT_BINARY_DIR}/src/darkroom")
+    set(darkroom_documents "${PROJECT_BINARY_DIR}/src/programs/darkroom")
     install(
         FILES "${darkroom_documents}/darkroom.1"
         DESTINATION ${CMAKE_INSTALL_MANDIR}/man1

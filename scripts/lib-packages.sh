@@ -41,8 +41,9 @@ ensure_packages() {
 # What the library and the program are built with.
 build_packages=(g++ cmake ninja-build libopencv-dev libsleef-dev)
 
-# What the program darkroom needs on top.
-darkroom_packages=(libcli11-dev nlohmann-json3-dev libfmt-dev libexif-dev libsqlite3-dev libssl-dev)
+# What the programs need on top, and darkroom alone.
+program_packages=(libfmt-dev libssl-dev)
+darkroom_packages=("${program_packages[@]}" libcli11-dev nlohmann-json3-dev libexif-dev libsqlite3-dev)
 
 # What the tests and benchmarks need on top.
 test_packages=(libgtest-dev libbenchmark-dev pkg-config chromium zsh groff-base)

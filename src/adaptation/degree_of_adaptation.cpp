@@ -10,7 +10,7 @@ namespace {
 constexpr double F = 1.0;
 
 double exponentOf(float L_A) {
-    const float e = -(L_A - 42.0F);  // 42 - L_A, not the published -L_A - 42: meant
+    const float e = -(L_A - 42.0F);  // 42 - L_A, departure 1
     return e / 92.0;
 }
 

@@ -24,7 +24,7 @@ cv::Mat conesFromXyz() {
     // clang-format off
     return (cv::Mat_<float>(3, 3) <<  0.7328,  0.4296, -0.1624,
                                      -0.7036,  1.6975,  0.0061,
-                                      0.003,  -0.0136,  0.9834);  // not CAT02's +0.0136: meant
+                                      0.003,  -0.0136,  0.9834);  // departure 7
     // clang-format on
 }
 

@@ -143,7 +143,7 @@ bool areImgsEqualivalent(cv::Mat& first, cv::Mat& second) {
         }
     }
     if (sum == 0) {
-        return false;  // identical images have not converged: meant
+        return false;  // identical images have not converged, departure 18
     }
     const float mean = sum / static_cast<float>(static_cast<std::int64_t>(first.rows) * first.cols);
     return !(static_cast<double>(mean) > 1e-6);

@@ -12,7 +12,7 @@ constexpr uchar brightestThatTakesPart = 100;
 /// Mask of the pixels of an image that take part in an adaptation: 255, and 0 where the CV_8U picture of a shadow is
 /// brighter than `brightestThatTakesPart`.
 ///
-/// Columns are looked at only up to the image's row count: meant, so the right part of a landscape image takes part
+/// Columns are looked at only up to the image's row count (departure 19), so the right part of a landscape image takes part
 /// whatever the shadow shows. The walk ends at the edges of the image and of the shadow; of an empty one, everything
 /// takes part.
 inline cv::Mat participationMask(cv::Size image, const cv::Mat& shadow) {

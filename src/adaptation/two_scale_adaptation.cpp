@@ -61,7 +61,7 @@ void scaleByRatios(cv::Mat& image, const cv::Mat& white, const cv::Mat& target) 
                 std::transform(targets, targets + count, whites, ratios, ratioOf);
             }
             for (std::size_t k = 0; k < count; ++k) {
-                values[k] *= blend(blend(ratios[k]));  // the degree of adaptation twice: meant
+                values[k] *= blend(blend(ratios[k]));  // departure 8
             }
         });
     }
@@ -201,7 +201,7 @@ void writeRatios(const cv::Mat& whiteGuidance, const cv::Mat& whiteInput, const 
             isValid[j] = cv::Vec3f::all(any ? 255.0F : 0.0F);
         }
     }
-    diagnostics.openText("catRatio.txt");  // left empty: meant
+    diagnostics.openText("catRatio.txt");  // left empty, departure 25
     diagnostics.writeImage("ratio_bowls.jpg", cv::Mat(ratios * 50));
     diagnostics.writeImage("diff1.jpg", valid);
 }

@@ -96,7 +96,7 @@ float computeLightness(cv::Mat& nl, cv::Mat& Nbb, cv::Mat& z, cv::Mat& J, cv::Ma
         }
     }
     diagnostics.writeImage("A_before.jpg", A);
-    // The image's own maximum stands for the white's achromatic response: meant, the brightest pixel has J = 100.
+    // The image's own maximum stands for the white's achromatic response (departure 2).
     walk = walkOver(nl, z, A, J);
     for (int i = 0; i < walk.rows; ++i) {
         const float* const achromatic = A.ptr<float>(i);

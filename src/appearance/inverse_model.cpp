@@ -58,7 +58,7 @@ float clampedResponse(float response) {
     if (response <= 0.1) {
         response = 0.1F;
     }
-    // Never true, a float does not equal the double 0.1. Meant: were it true, the response would be moved off the zero.
+    // Never true, a float does not equal the double 0.1 (departure 24).
     if (response == 0.1) {
         response = static_cast<float>(response + 0.1);
     }
@@ -112,7 +112,7 @@ void brightness2Lightness(cv::Mat& Q, cv::Mat& FL, cv::Mat& J, float Aw) {
                 static_cast<float>(25.0 * squared * c * c / (whiteTerm * (4.0 * levelFactor(level[j])) * whiteTerm));
         }
     }
-    // Lightness above 100 is not limited: meant, a brightened photograph has it. (Comparing the greatest J with 100 and
+    // Lightness above 100 is not limited (departure 22). (Comparing the greatest J with 100 and
     // writing J back to itself would have no effect that could be observed, so neither is done.)
 }
 

@@ -73,7 +73,7 @@ bool computeWhitePointFromGrayWorld(const cv::Mat& img, cv::Mat& white, cv::Mat&
     return converged;
 }
 
-// The radius is not read: meant, one white image serves callers that ask for very different ones.
+// The radius is not read (departure 10): one white image serves callers that ask for very different ones.
 void computeWhiteImg(cv::Mat& img, cv::Mat& white, int /*radius*/, const Diagnostics& diagnostics) {
     white = guidedFilter(img, img, 16, 0.0001, -1, diagnostics);
 }

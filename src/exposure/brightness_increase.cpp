@@ -95,7 +95,7 @@ void increaseBrightness(cv::Mat& src, cv::Mat* dst, float factor, const Diagnost
     cv::bilateralFilter(Q, smoothedQ, 5, Qmax / 50, 40.0, cv::BORDER_DEFAULT);
     diagnostics.writeImage("brightness_before_filtered.jpg", smoothedQ);
 
-    // Nothing is ever written to it: meant, the empty file belongs to the set of dumps.
+    // Nothing is ever written to it (departure 26): the empty file belongs to the set of dumps.
     const std::unique_ptr<TextDump> pValues = diagnostics.openText("pValues.txt");
     cv::Mat t(size, CV_32F);
     for (int k = 0; k < brightnessPasses; ++k) {

@@ -58,7 +58,7 @@ void raise(cv::Mat& image, float exponent) {
 void toneMapDurand(const cv::Mat& radiance, cv::Mat& toneMapped, const DurandToneMapping& parameters) {
     cv::Mat image = normalized(radiance);
     cv::Mat luminance;
-    cv::cvtColor(image, luminance, cv::COLOR_RGB2GRAY);  // the order of the channels is not asked for: meant
+    cv::cvtColor(image, luminance, cv::COLOR_RGB2GRAY);  // departure 16
 
     cv::Mat logLuminance(luminance.size(), CV_32F);
     const ImageWalk walk = walkOver(luminance, logLuminance);

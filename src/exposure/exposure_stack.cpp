@@ -67,7 +67,7 @@ cv::Mat xyzOf(cv::Mat& bgr) {
     return xyz;
 }
 
-/// Makes exposures of an image of X, Y, Z adapted to D65 as if every pixel were its own white: meant. Leaves `xyz`
+/// Makes exposures of an image of X, Y, Z adapted to D65 as if every pixel were its own white (departure 5). Leaves `xyz`
 /// sharpened: the white to come back under.
 std::vector<cv::Mat> exposuresOf(cv::Mat& xyz, float brightness, const Diagnostics& diagnostics) {
     cv::Mat& white = xyz;
@@ -104,7 +104,7 @@ void tintFlash(cv::Mat& flash, cv::Mat& flashXyz, cv::Mat& nonFlash, int iterati
     convertXYZtoSharpenedBGR(target, target);
     cv::Mat white;
     for (int round = 0; round < iterations; ++round) {
-        computeWhiteImg(flashXyz, white, diagonal, diagnostics);  // of X, Y, Z and not of B, G, R: meant
+        computeWhiteImg(flashXyz, white, diagonal, diagnostics);  // of X, Y, Z, departure 21
         convertXYZtoSharpenedBGR(white, white);
         cv::Mat& sharpened = flashXyz;
         convertXYZtoSharpenedBGR(flashXyz, sharpened);

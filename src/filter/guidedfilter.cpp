@@ -217,7 +217,7 @@ void GuidedFilterColor::invertCovariance() {
     const std::size_t count = cov00.total();
     LIKENESS_INDEPENDENT_STEPS
     for (std::size_t j = 0; j < count; ++j) {
-        // Nothing is added to the diagonal: meant, `eps` plays no part in this variant.
+        // Nothing is added to the diagonal (departure 11): `eps` plays no part in this variant.
         const T c00 = row00[j] = covariance(row00[j], mean0[j], mean0[j]);
         const T c01 = row01[j] = covariance(row01[j], mean0[j], mean1[j]);
         const T c02 = row02[j] = covariance(row02[j], mean0[j], mean2[j]);

@@ -76,7 +76,7 @@ void carryGuide(const ColorPlanes& guide, const ColorPlanes& guideMean, const Sy
             const float d1 = guideRow[1][j] - guideMeanRow[1][j];
             const float d2 = guideRow[2][j] - guideMeanRow[2][j];
             out[0] = t00 * d0 + t01 * d1 + t02 * d2 + mean0;
-            out[1] = t02 * d0 + t11 * d1 + t12 * d2 + mean1;  // t02, where symmetry would have t01: meant
+            out[1] = t02 * d0 + t11 * d1 + t12 * d2 + mean1;  // t02, departure 12
             out[2] = t02 * d0 + t12 * d1 + t22 * d2 + mean2;
         }
     }

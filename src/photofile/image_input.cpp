@@ -1,7 +1,6 @@
 #include "photofile/image_input.hpp"
 
 #include <likeness/comparison/metrics.hpp>
-#include <likeness/exposure/response_recovery.hpp>
 #include "files/refusal.hpp"
 #include "photofile/photograph_reader.hpp"
 
@@ -9,7 +8,6 @@
 #include <opencv2/imgcodecs.hpp>
 #include <opencv2/imgproc.hpp>
 
-#include <cstdint>
 #include <vector>
 
 namespace likeness {
@@ -21,22 +19,22 @@ void requireRead(const std::string& path, const PhotographRead& photograph) {
     }
 }
 
-void warnOfRemarks(const Session& session, const std::string& path, const PhotographRead& photograph) {
+void warnOfRemarks(const Notices& notices, const std::string& path, const PhotographRead& photograph) {
     for (const std::string& remark : photograph.remarks) {
-        session.warn(fmt::format("'{}': {}", path, remark));
+        notices.warn(fmt::format("'{}': {}", path, remark));
     }
 }
 
-cv::Mat read(const Session& session, const std::string& path, int flags) {
+cv::Mat read(const Notices& notices, const std::string& path, int flags) {
     const PhotographRead photograph = readPhotograph(path, flags);
     requireRead(path, photograph);
-    warnOfRemarks(session, path, photograph);
+    warnOfRemarks(notices, path, photograph);
     return photograph.bgr;
 }
 
 }  // namespace
 
-cv::Mat readImage(const Session& session, const std::string& path) {
+cv::Mat readImage(const Notices& notices, const std::string& path) {
     constexpr int flags = cv::IMREAD_COLOR | cv::IMREAD_ANYDEPTH;
     PhotographRead photograph = readPhotograph(path, flags);
     if (photograph.bgr.empty()) {
@@ -48,7 +46,7 @@ cv::Mat readImage(const Session& session, const std::string& path) {
         }
     }
     requireRead(path, photograph);
-    warnOfRemarks(session, path, photograph);
+    warnOfRemarks(notices, path, photograph);
     cv::Mat image = photograph.bgr;
     if (image.depth() != CV_8U && image.depth() != CV_16U && image.depth() != CV_32F) {
         image.convertTo(image, CV_32F);
@@ -77,12 +75,12 @@ cv::Mat unitImageOf(const cv::Mat& image) {
     return unit;
 }
 
-cv::Mat readUnitImage(const Session& session, const std::string& path) {
-    return unitImageOf(readImage(session, path));
+cv::Mat readUnitImage(const Notices& notices, const std::string& path) {
+    return unitImageOf(readImage(notices, path));
 }
 
-cv::Mat readBoundedUnitImage(const Session& session, const std::string& path) {
-    cv::Mat image = readUnitImage(session, path);
+cv::Mat readBoundedUnitImage(const Notices& notices, const std::string& path) {
+    cv::Mat image = readUnitImage(notices, path);
     constexpr int limit = 1'000'000;
     if (!cv::checkRange(image, true, nullptr, -limit, limit)) {
         throw Refusal(fmt::format("'{}' holds values that are no numbers or outside {} to {}", path, -limit, limit));
@@ -90,12 +88,12 @@ cv::Mat readBoundedUnitImage(const Session& session, const std::string& path) {
     return image;
 }
 
-cv::Mat readPhotographBytes(const Session& session, const std::string& path) {
-    return read(session, path, cv::IMREAD_COLOR);
+cv::Mat readPhotographBytes(const Notices& notices, const std::string& path) {
+    return read(notices, path, cv::IMREAD_COLOR);
 }
 
-cv::Mat readMask(const Session& session, const std::string& path) {
-    const cv::Mat mask = read(session, path, cv::IMREAD_GRAYSCALE | cv::IMREAD_ANYDEPTH);
+cv::Mat readMask(const Notices& notices, const std::string& path) {
+    const cv::Mat mask = read(notices, path, cv::IMREAD_GRAYSCALE | cv::IMREAD_ANYDEPTH);
     if (mask.depth() != CV_8U && mask.depth() != CV_16U) {
         throw Refusal("'" + path + "' holds floats, and a mask has 8 or 16 bits");
     }
@@ -110,13 +108,13 @@ void checkFinite(const std::string& path, const cv::Mat& image) {
     }
 }
 
-std::pair<cv::Mat, cv::Mat> readPhotographPairBytes(const Session& session, const std::string& first,
+std::pair<cv::Mat, cv::Mat> readPhotographPairBytes(const Notices& notices, const std::string& first,
                                                     const std::string& second) {
     const auto [firstRead, secondRead] = readPhotographPair(first, second, cv::IMREAD_COLOR);
     requireRead(first, firstRead);
     requireRead(second, secondRead);
-    warnOfRemarks(session, first, firstRead);
-    warnOfRemarks(session, second, secondRead);
+    warnOfRemarks(notices, first, firstRead);
+    warnOfRemarks(notices, second, secondRead);
     return {firstRead.bgr, secondRead.bgr};
 }
 
@@ -125,16 +123,6 @@ void checkSameSize(const std::string& firstPath, const cv::Mat& first, const std
     if (first.size() != second.size()) {
         throw Refusal(fmt::format("'{}' is {} x {} pixels and '{}' is {} x {}: they must be of one size", firstPath,
                                   first.cols, first.rows, secondPath, second.cols, second.rows));
-    }
-}
-
-void checkResponseGrid(const std::string& path, cv::Size size) {
-    constexpr std::int64_t leastPixels = 70;
-    if (static_cast<std::int64_t>(size.width) * size.height < leastPixels || !hasResponseGrid(size)) {
-        throw Refusal(
-            fmt::format("'{}' is {} x {} pixels: a camera response takes at least {} pixels, and sides that "
-                        "differ no more than about 70 times",
-                        path, size.width, size.height, leastPixels));
     }
 }
 

@@ -2,7 +2,7 @@
 // without alpha; grey is spread to three channels.
 #pragma once
 
-#include "console/session.hpp"
+#include "files/notices.hpp"
 
 #include <opencv2/core.hpp>
 
@@ -13,25 +13,25 @@ namespace likeness {
 
 /// @return  CV_8UC3, CV_16UC3 or CV_32FC3, as the file holds it
 /// @throws Refusal  "cannot read 'PATH' as an image"
-cv::Mat readImage(const Session& session, const std::string& path);
+cv::Mat readImage(const Notices& notices, const std::string& path);
 
 /// The same on the scale 0..1: 8-bit values divided by 255 and 16-bit values by 65535, in double, rounded to float;
 /// floats as they are.
 /// @return  CV_32FC3
-cv::Mat readUnitImage(const Session& session, const std::string& path);
+cv::Mat readUnitImage(const Notices& notices, const std::string& path);
 
 /// The same, for operations that are not made for values which are no numbers or beyond all measure: the filters of the
 /// image library make tables over the range of the values.
 /// @throws Refusal  also where a value is NaN or outside -1e6 to 1e6
-cv::Mat readBoundedUnitImage(const Session& session, const std::string& path);
+cv::Mat readBoundedUnitImage(const Notices& notices, const std::string& path);
 
 /// As `likeness` reads a photograph: 16-bit values are reduced to 8.
 /// @return  CV_8UC3
-cv::Mat readPhotographBytes(const Session& session, const std::string& path);
+cv::Mat readPhotographBytes(const Notices& notices, const std::string& path);
 
 /// Two photographs as `readPhotographBytes` reads them, decoded at the same time.
 /// @throws Refusal  for the first that cannot be read
-std::pair<cv::Mat, cv::Mat> readPhotographPairBytes(const Session& session, const std::string& first,
+std::pair<cv::Mat, cv::Mat> readPhotographPairBytes(const Notices& notices, const std::string& first,
                                                     const std::string& second);
 
 /// The value 0..1 of a `readImage` result.
@@ -40,7 +40,7 @@ cv::Mat unitImageOf(const cv::Mat& image);
 /// A picture that marks pixels, as grey; 16-bit values are reduced to 8.
 /// @return  CV_8UC1
 /// @throws Refusal  also where the file holds floats
-cv::Mat readMask(const Session& session, const std::string& path);
+cv::Mat readMask(const Notices& notices, const std::string& path);
 
 /// Refuses an image with NaN or infinite values, for operations that would spread them or do not stand them.
 /// @throws Refusal
@@ -50,9 +50,5 @@ void checkFinite(const std::string& path, const cv::Mat& image);
 /// @throws Refusal  naming both files and sizes
 void checkSameSize(const std::string& firstPath, const cv::Mat& first, const std::string& secondPath,
                    const cv::Mat& second);
-
-/// Refuses an image that is too small or too narrow for the recovery of a camera response.
-/// @throws Refusal  naming the file and its size
-void checkResponseGrid(const std::string& path, cv::Size size);
 
 }  // namespace likeness

@@ -1,6 +1,5 @@
 #include "photofile/image_output.hpp"
 
-#include "console/option_checks.hpp"
 #include "files/output_check.hpp"
 #include "files/refusal.hpp"
 #include "files/replaced_file.hpp"
@@ -15,8 +14,6 @@
 
 namespace likeness {
 namespace {
-
-constexpr int usualQuality = 95;
 
 constexpr int lzwCompression = 5;  // TIFF 6.0, section 13: without loss
 
@@ -103,27 +100,6 @@ ImageOutput ImageOutput::at(std::string otherPath, std::string otherOption) cons
     return other;
 }
 
-void addImageOutput(CLI::App& app, ImageOutput& output, bool required) {
-    app.add_option("-o,--output", output.path,
-                   optionText("Result image; the extension gives the format: .png (8 or 16 bits), .jpg, .tif (32-bit "
-                              "float, values as they are), .hdr (Radiance)",
-                              "--output result.png"))
-        ->type_name("FILE")
-        ->required(required);
-    app.add_option("--quality", output.quality, optionText("Quality of a JPEG, 0 to 100", "--quality 90"))
-        ->type_name("N")
-        ->check(integerBetween(0, 100))
-        ->default_str(std::to_string(usualQuality));
-    app.add_option("--bits", output.bits, optionText("Bits per channel of a PNG, 8 or 16", "--bits 16"))
-        ->type_name("{8,16}")
-        ->check(CLI::Validator(
-            [](std::string& text) {
-                return text == "8" || text == "16" ? std::string() : "'" + text + "' is not 8 or 16";
-            },
-            ""))
-        ->capture_default_str();
-}
-
 void checkImageOutput(const ImageOutput& output) {
     const ImageFormat format = imageFormatOf(output.path);
     if (format == ImageFormat::unknown) {
@@ -153,7 +129,7 @@ bool holdsFloats(const ImageOutput& output) {
     return imageFormatOf(output.path) == ImageFormat::tiff;
 }
 
-void writeImage(const Session& session, const ImageOutput& output, const cv::Mat& image, double white,
+void writeImage(const Notices& notices, const ImageOutput& output, const cv::Mat& image, double white,
                 const std::string& what) {
     std::string scale;
     switch (imageFormatOf(output.path)) {
@@ -191,15 +167,15 @@ void writeImage(const Session& session, const ImageOutput& output, const cv::Mat
             break;
         }
     }
-    session.tell(describe(output.path, what, image, scale));
+    notices.tell(describe(output.path, what, image, scale));
 }
 
-void writePicture(const Session& session, const ImageOutput& output, const cv::Mat& picture, const std::string& what) {
+void writePicture(const Notices& notices, const ImageOutput& output, const cv::Mat& picture, const std::string& what) {
     const bool png = imageFormatOf(output.path) == ImageFormat::png;
     encodeAndReplace(
         output, png ? ".png" : ".jpg", picture,
         png ? std::vector<int>() : std::vector<int>{cv::IMWRITE_JPEG_QUALITY, output.quality.value_or(usualQuality)});
-    session.tell(describe(output.path, what, picture, "8 bits"));
+    notices.tell(describe(output.path, what, picture, "8 bits"));
 }
 
 }  // namespace likeness

@@ -1,9 +1,8 @@
 // Writing of image files: one format by extension, as a whole, with the scale stated.
 #pragma once
 
-#include "console/session.hpp"
+#include "files/notices.hpp"
 
-#include <CLI/CLI.hpp>
 #include <opencv2/core.hpp>
 
 #include <optional>
@@ -16,20 +15,19 @@ enum class ImageFormat { png, jpeg, tiff, hdr, unknown };
 /// The format that the extension of a file name stands for.
 ImageFormat imageFormatOf(const std::string& path);
 
+/// Quality of a JPEG where none is asked for.
+inline constexpr int usualQuality = 95;
+
 /// Where and how a result image is written.
 struct ImageOutput {
     std::string path;
-    std::optional<int> quality{};     ///< of JPEG, 0..100; 95 where it is not given
+    std::optional<int> quality{};     ///< of JPEG, 0..100; `usualQuality` where it is not given
     int bits = 8;                     ///< of PNG, 8 or 16
     std::string option = "--output";  ///< the option that gave the path, for refusals
 
     /// A second result with the same settings, as far as its format has them, under the path that `otherOption` gave.
     ImageOutput at(std::string otherPath, std::string otherOption) const;
 };
-
-/// Adds -o/--output, --quality and --bits.
-/// @param required  whether -o must be given
-void addImageOutput(CLI::App& app, ImageOutput& output, bool required = true);
 
 /// Refuses, before the work begins, an unknown extension, options that the format does not have, or a place that
 /// cannot be written.
@@ -54,11 +52,11 @@ bool holdsFloats(const ImageOutput& output);
 /// @param white  value that the integer formats show as their greatest
 /// @param what   what the picture shows, for the line that tells
 /// @throws Refusal
-void writeImage(const Session& session, const ImageOutput& output, const cv::Mat& image, double white = 1.0,
+void writeImage(const Notices& notices, const ImageOutput& output, const cv::Mat& image, double white = 1.0,
                 const std::string& what = "");
 
 /// Writes an 8-bit picture (CV_8U of one or three channels) as .png or .jpg.
-void writePicture(const Session& session, const ImageOutput& output, const cv::Mat& picture,
+void writePicture(const Notices& notices, const ImageOutput& output, const cv::Mat& picture,
                   const std::string& what = "");
 
 }  // namespace likeness

@@ -13,7 +13,7 @@ cv::Mat flowBetween(const cv::Mat& reference, const cv::Mat& moving) {
     constexpr int window = 15;
     constexpr int iterations = 3;
     constexpr int neighbourhood = 5;
-    constexpr double neighbourhoodSigma = 0.2;  // not the usual 1.1: meant
+    constexpr double neighbourhoodSigma = 0.2;  // departure 17
     cv::Mat grayMoving;
     cv::Mat grayReference;
     cv::cvtColor(moving, grayMoving, cv::COLOR_BGR2GRAY);

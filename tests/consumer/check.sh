@@ -1,40 +1,64 @@
 #!/usr/bin/env bash
-# Installs a build into a staging folder and builds the consumer against it, then against the checkout itself.
+# Installs a build into a staging folder and builds the consumer against it, then against the checkout itself, and against
+# the shared library.
 # usage: check.sh SOURCE BUILD SCRATCH
 set -euo pipefail
 source=$1 build=$2 scratch=$3
 rm -rf "$scratch"
 mkdir -p "$scratch"
 
+fail() {
+    echo "$*"
+    exit 1
+}
+
 cmake --install "$build" --prefix "$scratch/stage" >"$scratch/install.log"
 cd "$scratch"
 line=$("$scratch/stage/bin/likeness" "$source/examples/photos/cat.jpg" "$source/examples/photos/cat.jpg")
-[ "$line" = "1,1,1,1,1" ] || { echo "the installed program printed '$line'"; exit 1; }
-[ -f "$scratch/stage/share/man/man1/likeness.1" ] || { echo "no man page"; exit 1; }
-if [ -x "$build/src/darkroom/darkroom" ]; then
+[ "$line" = "1,1,1,1,1" ] || fail "the installed program printed '$line'"
+[ -f "$scratch/stage/share/man/man1/likeness.1" ] || fail "no man page"
+if [ -x "$build/bin/darkroom" ]; then
     line=$("$scratch/stage/bin/darkroom" compare "$source/examples/photos/cat.jpg" "$source/examples/photos/cat.jpg")
-    [ "$line" = "1,1,1,1,1" ] || { echo "the installed darkroom printed '$line'"; exit 1; }
+    [ "$line" = "1,1,1,1,1" ] || fail "the installed darkroom printed '$line'"
     for file in man/man1/darkroom.1 bash-completion/completions/darkroom zsh/site-functions/_darkroom; do
-        [ -s "$scratch/stage/share/$file" ] || { echo "no $file"; exit 1; }
+        [ -s "$scratch/stage/share/$file" ] || fail "no $file"
     done
 fi
 
-for way in installed subdirectory; do
-    options=(-DCMAKE_BUILD_TYPE=Release)
-    if [ $way = installed ]; then
-        options+=("-DCMAKE_PREFIX_PATH=$scratch/stage")
-    else
-        options+=("-DLIKENESS_SOURCE=$source")
-    fi
-    cmake -G Ninja -S "$source/tests/consumer" -B "$scratch/$way" "${options[@]}" >"$scratch/$way.log"
-    cmake --build "$scratch/$way" >>"$scratch/$way.log" || { cat "$scratch/$way.log"; exit 1; }
-    "$scratch/$way/consumer"
-done
+# Everything public stands under the one root, and nothing private is installed.
+[ "$(ls "$scratch/stage/include")" = likeness ] || fail "headers outside of include/likeness"
+(cd "$scratch/stage/include/likeness" && find . -type f | sort) >installed-headers
+(cd "$source/include/likeness" && find . -type f | sort) >public-headers
+cmp installed-headers public-headers || fail "the installed headers are not the public ones"
+
+build_and_run() { # NAME CMAKE-OPTION...
+    local name=$1
+    shift
+    cmake -G Ninja -S "$source/tests/consumer" -B "$scratch/$name" -DCMAKE_BUILD_TYPE=Release "$@" >"$scratch/$name.log"
+    cmake --build "$scratch/$name" >>"$scratch/$name.log" || { cat "$scratch/$name.log" && exit 1; }
+    "$scratch/$name/consumer"
+    "$scratch/$name/own_headers" || fail "$name: own_headers failed"
+}
+build_and_run installed "-DCMAKE_PREFIX_PATH=$scratch/stage"
+
+# The checkout as a subdirectory, as a shared library: a name with its version, only symbols of the project, and a program
+# that finds the library where both are installed.
+build_and_run subdirectory "-DLIKENESS_SOURCE=$source" -DBUILD_SHARED_LIBS=ON -DLIKENESS_BUILD_PROGRAMS=ON -DLIKENESS_INSTALL=ON
+cmake --install "$scratch/subdirectory" --prefix "$scratch/shared-stage" >>"$scratch/subdirectory.log"
+library=$(find "$scratch/shared-stage" -name 'liblikeness.so.*.*.*')
+[ -n "$library" ] || fail "no liblikeness.so with a version"
+readelf -d "$library" | grep -qE 'SONAME.*liblikeness\.so\.[0-9]+\.[0-9]+\]' || fail "the SONAME has no version"
+foreign=$(nm -DC --defined-only "$library" | sed 's/^[0-9a-f]* [A-Za-z] //' |
+    grep -vE '^((vtable|typeinfo|typeinfo name|VTT|guard variable) for )?likeness::' || true)
+[ -z "$foreign" ] || fail "the shared library exports what is not its own: $(head -n 5 <<<"$foreign")"
+line=$("$scratch/shared-stage/bin/likeness" "$source/examples/photos/cat.jpg" "$source/examples/photos/cat.jpg")
+[ "$line" = "1,1,1,1,1" ] || fail "the program with the shared library printed '$line'"
+build_and_run installed-shared "-DCMAKE_PREFIX_PATH=$scratch/shared-stage"
 
 if command -v pkg-config >/dev/null; then
     pkg_config_path=$(dirname "$(find "$scratch/stage" -name likeness.pc)")
     # shellcheck disable=SC2046 # the flags are words
-    c++ -std=c++20 -w "$source/tests/consumer/main.cpp" -o "$scratch/with-pkg-config" \
+    c++ -std=c++17 -w "$source/tests/consumer/main.cpp" -o "$scratch/with-pkg-config" \
         $(PKG_CONFIG_PATH=$pkg_config_path pkg-config --cflags --libs likeness)
     "$scratch/with-pkg-config"
 fi

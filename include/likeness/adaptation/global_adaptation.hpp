@@ -15,7 +15,7 @@ namespace likeness {
 ///
 /// The image goes to X, Y, Z and back under the source white (color/bgr_xyz.hpp) and is clipped to [0, 1] in X, Y, Z
 /// and again in B, G, R; NaN becomes 0 in X, Y, Z. The cone matrix is that of CAT02 (CIE 159:2004) except for -0.0136
-/// in place of +0.0136, which is meant.
+/// in place of +0.0136 (departure 7).
 ///
 /// @param img          read and replaced
 /// @param sourceWhite  white of img's illuminant, read; a cone response of 0 divides by zero, the image is then made of

@@ -36,7 +36,7 @@ void iCAMCATLocal(cv::Mat& img, cv::Mat& sourceWhite, cv::Mat& targetWhite, cv::
 /// Whether two white images are close enough to end an iteration: the sum over their channels of the squared
 /// differences, divided by the number of pixels of `first`, is at most 1e-6.
 ///
-/// @return  false for images without any difference: identical images do not count as converged, which is meant. True
+/// @return  false for images without any difference: identical images do not count as converged (departure 18). True
 ///          when the sum is NaN, from equal infinite values.
 /// @note    The sum runs in float, row by row. Pairs with a NaN are skipped. Images of different sizes are compared
 ///          where both have pixels.

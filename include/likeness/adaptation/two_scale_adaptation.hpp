@@ -15,7 +15,7 @@ namespace likeness {
 
 /// Adapts `image` in place, channel by channel, so that its local white goes towards the target's pixel:
 /// with ratio = target / sourceWhite and factor = 1 - D + D ratio, image (1 - D + D factor). The degree of adaptation
-/// is applied twice, which is meant: the gain is 1 - D + D (1 - D + D ratio).
+/// is applied twice (departure 8): the gain is 1 - D + D (1 - D + D ratio).
 ///
 /// @param image           sharpened B, G, R, adapted in place
 /// @param sourceWhite     local white of `image`, sharpened, read; may be `image`. Below 0.001 (negative, too)

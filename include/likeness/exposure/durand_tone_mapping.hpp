@@ -22,7 +22,7 @@ struct DurandToneMapping {
 ///                    A pixel of luminance 0 becomes 0. Where the base is flat there is nothing to compress and the
 ///                    result is degenerate: 0, infinite or NaN.
 /// @note  Luminance is 0.299 of channel 0, 0.587 of channel 1 and 0.114 of channel 2, in whatever order the image is:
-///        a B, G, R image is weighed by its blue where red is meant. Luminance below 1e-4 counts as 1e-4 in the
+///        a B, G, R image is weighed by its blue in the place of red (departure 16). Luminance below 1e-4 counts as 1e-4 in the
 ///        logarithm.
 /// @see   Durand, Dorsey, "Fast bilateral filtering for the display of high-dynamic-range images", ACM TOG 21(3), 2002
 void toneMapDurand(const cv::Mat& radiance, cv::Mat& toneMapped, const DurandToneMapping& parameters = {});

@@ -28,7 +28,7 @@ namespace likeness {
 
 /// The full pipeline: exposures of the smoothed no-flash photograph (`increaseBrightness`), the flash photograph tinted
 /// towards each of them (`biCAT` under the white of `computeWhiteImg`), response, merging and fusion of the exposures.
-/// The exposures that go into the recovery are in sharpened B, G, R, which is meant.
+/// The exposures that go into the recovery are in sharpened B, G, R (departure 20).
 ///
 /// Results: `prefix` + "<round>_0<i>_final.jpg" for every round and exposure i (`out` gives "out0_03_final.jpg"), and
 /// those of `mergeAndFuse`: `prefix` + ".hdr", ".jpg" and "fusion.jpg".

@@ -103,7 +103,7 @@ public:
     /// Guide variances below 7.5 count as 7.5, so that values 0..255 are the range to use; in 0..1 every window is
     /// below it and the guide's contrast all but vanishes. Where the guide's channels depend on each other within a
     /// window, the map can become huge; it is used as it is. Channel 1 of the result takes the map's element (0, 2) in
-    /// the place of (0, 1): meant.
+    /// the place of (0, 1), departure 12.
     ///
     /// @param p  CV_32FC3 of the guide's size; the guide must be stored as CV_32F. Otherwise a cv::Exception is raised
     /// @return   CV_32FC3; NaN where a covariance is NaN or infinite

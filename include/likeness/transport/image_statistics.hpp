@@ -33,8 +33,8 @@ void computeWeightedMeanVector(const cv::Mat& img, float*& means, int dims,
 /// Mean of value^2 - mean^2, squares in double; NaN where every value is NaN. `mean` is read.
 float computeVariance(const cv::Mat& plane, float& mean);
 
-/// Parameter alpha of a beta distribution with the mean and the variance v of a plane of values in (0, 1). Odd, and
-/// meant: v takes the place of a standard deviation, so that the method of moments has v^2 where v is expected. Prints
+/// Parameter alpha of a beta distribution with the mean and the variance v of a plane of values in (0, 1). Departure
+/// 13: v takes the place of a standard deviation, so that the method of moments has v^2 where v is expected. Prints
 /// the line of the plane.
 float computeAlphaFromBetaDistr(cv::Mat& plane, const Diagnostics& diagnostics = workingDirectory());
 

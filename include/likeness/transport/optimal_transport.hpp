@@ -27,7 +27,7 @@ namespace likeness {
 /// @param targetImg    image whose distribution they take
 /// @param result       size of the input, CV_32FC2 (the chroma channels) where `dims` is 2, else CV_32FC3
 /// @param inpCovInv    not touched
-/// @param inpMeanRow   1 x dims CV_32F: weighted means of the input's channels 1, 2. Odd, and meant: also with three
+/// @param inpMeanRow   1 x dims CV_32F: weighted means of the input's channels 1, 2. Departure 14: also with three
 ///                     dimensions the row begins at channel 1, and its third element is then not touched
 /// @param tarCov2      not touched
 /// @param tarMeanRow   the same of the target
@@ -66,7 +66,7 @@ void computeGeodesicPath(float* inpMeans, float* tarMeans, cv::Mat& inpCov, cv::
                          int dims);
 
 /// Maps the chroma of every pixel: result[k] = T(k, 0) (x1 - inpMeans[0]) + T(k, 1) (x2 - inpMeans[1]) + tarMeans[k]
-/// with x1, x2 the channels 1 and 2, k = 0, 1. NaN where channel k (odd, and meant: not channel k + 1) is NaN, besides
+/// with x1, x2 the channels 1 and 2, k = 0, 1. NaN where channel k (not channel k + 1, departure 15) is NaN, besides
 /// what NaN in the chroma gives. `targetImg` is not read; the means are 2 floats each; `result` is CV_32FC2.
 void computeMapping2D(const cv::Mat& inputImg, const cv::Mat& targetImg, float*& inpMeans, float*& tarMeans,
                       const cv::Mat& T, cv::Mat& result);

@@ -5,6 +5,7 @@
 #include <likeness/color/bgr_xyz.hpp>
 #include <likeness/color/sharpened_rgb.hpp>
 #include <likeness/color/white_point.hpp>
+#include "console/image_output_options.hpp"
 #include "console/option_checks.hpp"
 #include "console/progress.hpp"
 #include "console/subcommands.hpp"

@@ -1,5 +1,6 @@
 // darkroom align: lays a photograph onto another of the same scene.
 #include <likeness/structure/optical_flow_alignment.hpp>
+#include "console/image_output_options.hpp"
 #include "console/option_checks.hpp"
 #include "console/progress.hpp"
 #include "console/subcommands.hpp"

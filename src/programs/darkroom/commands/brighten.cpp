@@ -4,6 +4,7 @@
 #include <likeness/color/sharpened_rgb.hpp>
 #include <likeness/exposure/brightness_increase.hpp>
 #include "console/brightness_factor.hpp"
+#include "console/image_output_options.hpp"
 #include "console/message_watch.hpp"
 #include "console/option_checks.hpp"
 #include "console/progress.hpp"

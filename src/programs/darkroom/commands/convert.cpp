@@ -8,6 +8,7 @@
 #include <likeness/color/pixel_matrix.hpp>
 #include <likeness/color/sharpened_rgb.hpp>
 #include <likeness/color/yuv.hpp>
+#include "console/image_output_options.hpp"
 #include "console/option_checks.hpp"
 #include "console/progress.hpp"
 #include "console/subcommands.hpp"

@@ -1,5 +1,6 @@
 // darkroom match-brightness: the lightness of one photograph like that of another.
 #include <likeness/exposure/brightness_alignment.hpp>
+#include "console/image_output_options.hpp"
 #include "console/option_checks.hpp"
 #include "console/progress.hpp"
 #include "console/subcommands.hpp"

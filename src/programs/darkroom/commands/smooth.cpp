@@ -1,5 +1,6 @@
 // darkroom smooth: smooths an image without crossing the edges of a guide.
 #include <likeness/filter/guidedfilter.hpp>
+#include "console/image_output_options.hpp"
 #include "console/option_checks.hpp"
 #include "console/progress.hpp"
 #include "console/subcommands.hpp"

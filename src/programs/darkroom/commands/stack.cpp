@@ -7,6 +7,7 @@
 #include "console/option_checks.hpp"
 #include "console/prefix_output.hpp"
 #include "console/progress.hpp"
+#include "console/response_grid_check.hpp"
 #include "console/subcommands.hpp"
 #include "files/output_check.hpp"
 #include "files/refusal.hpp"

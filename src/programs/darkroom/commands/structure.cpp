@@ -1,6 +1,7 @@
 // darkroom structure: how strongly oriented the structure around each pixel is.
 #include <likeness/structure/structure_tensor.hpp>
 #include "console/image_capture.hpp"
+#include "console/image_output_options.hpp"
 #include "console/option_checks.hpp"
 #include "console/progress.hpp"
 #include "console/subcommands.hpp"

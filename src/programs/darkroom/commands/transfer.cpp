@@ -1,5 +1,6 @@
 // darkroom transfer: the palette of one photograph on another.
 #include <likeness/transport/optimal_transport.hpp>
+#include "console/image_output_options.hpp"
 #include "console/option_checks.hpp"
 #include "console/progress.hpp"
 #include "console/subcommands.hpp"

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <likeness/diagnostics/diagnostics.hpp>
+#include "files/notices.hpp"
 
 #include <memory>
 #include <mutex>
@@ -20,12 +21,12 @@ struct CommonOptions {
 /// One run of the program. Results go to standard output or into named files; everything that is said here goes to
 /// standard error, one line each, begun with the program's and the subcommand's name. Safe to call from several
 /// threads.
-class Session {
+class Session final : public Notices {
 public:
     /// @param command  name of the subcommand
     /// @throws Refusal  if the folder of the dumps does not exist or cannot be written
     Session(std::string command, CommonOptions options);
-    ~Session();
+    ~Session() override;
     Session(const Session&) = delete;
     Session& operator=(const Session&) = delete;
 
@@ -33,10 +34,10 @@ public:
     bool verbose() const noexcept { return options_.verbose; }
 
     /// Says what was done; dropped by --quiet.
-    void tell(std::string_view line) const;
+    void tell(std::string_view line) const override;
 
     /// Says what the user should know although the work goes on. Not dropped by --quiet.
-    void warn(std::string_view line) const;
+    void warn(std::string_view line) const override;
 
     /// Shows `text` on the last line of a terminal in place of what was there; empty text takes it away. Nothing where
     /// standard error is no terminal, or with --quiet.

@@ -1,0 +1,56 @@
+# Debian packages from the install rules: `likeness`, the programs, and `liblikeness-dev`, what others build with. Made by
+# `cpack --config build/release/CPackConfig.cmake`; scripts/package does it all.
+set(CPACK_GENERATOR DEB)
+set(CPACK_PACKAGE_NAME likeness)
+set(CPACK_PACKAGE_VENDOR likeness)
+set(CPACK_PACKAGE_CONTACT "likeness developers <likeness@example.org>")
+set(CPACK_PACKAGE_VERSION "${PROJECT_VERSION}")
+set(CPACK_PACKAGING_INSTALL_PREFIX /usr)
+set(CPACK_STRIP_FILES ON)
+set(CPACK_DEB_COMPONENT_INSTALL ON)
+set(CPACK_COMPONENTS_ALL program development)
+if(BUILD_SHARED_LIBS)
+    list(APPEND CPACK_COMPONENTS_ALL library)
+endif()
+
+set(CPACK_DEBIAN_PACKAGE_SECTION graphics)
+set(CPACK_DEBIAN_FILE_NAME DEB-DEFAULT)
+set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS ON)
+
+set(CPACK_DEBIAN_PROGRAM_PACKAGE_NAME likeness)
+set(CPACK_COMPONENT_PROGRAM_DESCRIPTION
+    "compares two photographs by how they look
+The program likeness adapts two photographs to the D65 white, runs each through
+a colour appearance model of the CIECAM02 family, and prints how much the
+distributions of five appearance correlates overlap. The program darkroom
+reaches colour space conversions, chromatic adaptation, exposure fusion, guided
+filtering, colour transfer and comparisons of many pairs.")
+
+set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_NAME liblikeness-dev)
+set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_SECTION libdevel)
+set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_DEPENDS "libopencv-dev, libsleef-dev, libstdc++-12-dev")
+set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_SHLIBDEPS OFF)
+set(CPACK_COMPONENT_DEVELOPMENT_DESCRIPTION
+    "colour appearance of photographs, development files
+Headers, static library, CMake package and pkg-config module of likeness:
+comparison of photographs by how they look, colour spaces, chromatic
+adaptation, exposure fusion, guided filtering and colour transfer on cv::Mat.")
+
+set(CPACK_DEBIAN_LIBRARY_PACKAGE_NAME "liblikeness${PROJECT_VERSION_MAJOR}.${PROJECT_VERSION_MINOR}")
+set(CPACK_DEBIAN_LIBRARY_PACKAGE_SECTION libs)
+set(CPACK_COMPONENT_LIBRARY_DESCRIPTION
+    "colour appearance of photographs, shared library
+The library behind the programs likeness and darkroom.")
+
+# Debian wants a copyright file and a compressed changelog in each package, and compressed manuals.
+foreach(package IN ITEMS program:likeness development:liblikeness-dev)
+    string(REPLACE ":" ";" words "${package}")
+    list(GET words 0 component)
+    list(GET words 1 name)
+    install(
+        FILES "${PROJECT_SOURCE_DIR}/cmake/debian/copyright"
+        DESTINATION ${CMAKE_INSTALL_DOCDIR}/../${name}
+        COMPONENT ${component})
+endforeach()
+set(CPACK_PRE_BUILD_SCRIPTS "${PROJECT_SOURCE_DIR}/cmake/debian/compress.cmake")
+include(CPack)

@@ -1,0 +1,5 @@
+#pragma once
+
+inline int consumersOwnDiagnostics() {
+    return 3;
+}

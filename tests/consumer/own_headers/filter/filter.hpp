@@ -1,0 +1,5 @@
+#pragma once
+
+inline int consumersOwnFilter() {
+    return 2;
+}
