@@ -28,6 +28,7 @@
 #include "color/pixel_matrix.hpp"
 #include "color/sharpened_rgb.hpp"
 #include "color/srgb_companding.hpp"
+#include "color/white.hpp"
 #include "color/white_point.hpp"
 #include "color/unit_image.hpp"
 #include "color/yuv.hpp"
