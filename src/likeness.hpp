@@ -7,6 +7,7 @@
 #include "adaptation/degree_of_adaptation.hpp"
 #include "adaptation/global_adaptation.hpp"
 #include "adaptation/local_adaptation.hpp"
+#include "adaptation/photograph_adaptation.hpp"
 #include "adaptation/two_scale_adaptation.hpp"
 #include "app/histogram_similarity.hpp"
 #include "app/metrics.hpp"
