@@ -34,23 +34,16 @@ float backgroundOf(const cv::Mat& photograph) {
 }
 
 /// How many pixels fall into each bin, by correlate.
-struct CorrelateCounts {
-    BinCounts brightness;
-    BinCounts lightness;
-    BinCounts chroma;
-    BinCounts colorfulness;
-    BinCounts saturation;
+using CorrelateCounts = PerCorrelate<BinCounts>;
 
-    AppearanceDistributions distributions() const {
-        return {brightness.probabilities(),
-                lightness.probabilities(),
-                chroma.probabilities(),
-                colorfulness.probabilities(),
-                saturation.probabilities(),
-                {brightness.nanShare(), lightness.nanShare(), chroma.nanShare(), colorfulness.nanShare(),
-                 saturation.nanShare()}};
+AppearanceDistributions distributionsOf(const CorrelateCounts& counts) {
+    AppearanceDistributions distributions;
+    for (std::size_t k = 0; k < correlateNames.size(); ++k) {
+        distributions[k] = counts[k].probabilities();
+        distributions.nanShares[k] = counts[k].nanShare();
     }
-};
+    return distributions;
+}
 
 /// Runs the model on every colour.
 void countCorrelates(DistinctColors& colors, float backgroundLuminance, CorrelateCounts& counts,
@@ -162,20 +155,20 @@ AppearanceDistributions appearanceDistributions(const cv::Mat& photograph, Color
     CorrelateCounts counts;
     if (!dumps) {
         countCorrelatesByEstimate(colors, background, counts, diagnostics);
-        return counts.distributions();
+        return distributionsOf(counts);
     }
     ColorExpansion expansion(colors.indices, diagnostics);
     countCorrelates(colors, background, counts, expansion);
     expansion.handOn();
-    return counts.distributions();
+    return distributionsOf(counts);
 }
 
 LikenessCoefficients compareDistributions(const AppearanceDistributions& first, const AppearanceDistributions& second) {
-    return {bhattacharyyaCoefficient(first.brightness, second.brightness),
-            bhattacharyyaCoefficient(first.lightness, second.lightness),
-            bhattacharyyaCoefficient(first.chroma, second.chroma),
-            bhattacharyyaCoefficient(first.colorfulness, second.colorfulness),
-            bhattacharyyaCoefficient(first.saturation, second.saturation)};
+    LikenessCoefficients coefficients;
+    for (std::size_t k = 0; k < correlateNames.size(); ++k) {
+        coefficients[k] = bhattacharyyaCoefficient(first[k], second[k]);
+    }
+    return coefficients;
 }
 
 AppearanceMaps appearanceMaps(const cv::Mat& image, const Diagnostics& diagnostics) {

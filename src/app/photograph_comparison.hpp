@@ -6,6 +6,7 @@
 
 #include "app/distinct_colors.hpp"
 #include "app/histogram_similarity.hpp"
+#include "app/per_correlate.hpp"
 #include "app/perceptual_metrics.hpp"
 #include "diagnostics/diagnostics.hpp"
 
@@ -13,31 +14,14 @@ namespace likeness {
 
 /// One Bhattacharyya coefficient per appearance correlate: 0 where the distributions of two photographs do not overlap,
 /// 1 where they are equal (up to float rounding). Where things are in the picture does not matter.
-struct LikenessCoefficients {
-    float brightness;
-    float lightness;
-    float chroma;
-    float colorfulness;
-    float saturation;
-};
+using LikenessCoefficients = PerCorrelate<float>;
 
 /// One number per appearance correlate.
-struct CorrelateShares {
-    double brightness = 0;
-    double lightness = 0;
-    double chroma = 0;
-    double colorfulness = 0;
-    double saturation = 0;
-};
+using CorrelateShares = PerCorrelate<double>;
 
 /// Distributions of the five appearance correlates over the pixels of one photograph.
-struct AppearanceDistributions {
-    BinProbabilities brightness;
-    BinProbabilities lightness;
-    BinProbabilities chroma;
-    BinProbabilities colorfulness;
-    BinProbabilities saturation;
-    CorrelateShares nanShares{};  ///< share of the pixels, 0..1, whose correlate is NaN and in no bin; 0 of no pixels
+struct AppearanceDistributions : PerCorrelate<BinProbabilities> {
+    CorrelateShares nanShares;  ///< share of the pixels, 0..1, whose correlate is NaN and in no bin; 0 of no pixels
 };
 
 /// Analyses one photograph, for comparison with one or many others.
