@@ -11,6 +11,7 @@
 #include "app/correlate_estimate.hpp"
 #include "app/metrics.hpp"
 #include "app/perceptual_metrics.hpp"
+#include "app/photograph_counts.hpp"
 
 namespace likeness {
 namespace {
@@ -171,25 +172,48 @@ LikenessCoefficients compareDistributions(const AppearanceDistributions& first, 
     return coefficients;
 }
 
+CountedAppearance countedAppearance(const cv::Mat& photograph, ColorCounter& counter, const Diagnostics& diagnostics) {
+    DistinctColors colors = counter.count(photograph, true);
+    cv::Mat sharpened = adaptedColors(colors);
+    ColorExpansion expansion(colors.indices, diagnostics);
+    AppearanceMaps maps = appearanceMapsBeforeBackground(sharpened, backgroundOf(photograph), expansion);
+    expansion.handOn();
+    CorrelateCounts counts;
+    for (std::size_t k = 0; k < correlateNames.size(); ++k) {
+        counts[k].add(maps[k], colors.counts);
+    }
+    return {distributionsOf(counts), std::move(maps), colors.indices};
+}
+
+CountedAppearance countedAppearance(const cv::Mat& unit, const Diagnostics& diagnostics) {
+    cv::Mat sharpened = adapted(unit);
+    AppearanceMaps maps = appearanceMapsBeforeBackground(sharpened, backgroundOf(unit), diagnostics);
+    CorrelateCounts counts;
+    for (std::size_t k = 0; k < correlateNames.size(); ++k) {
+        counts[k].add(maps[k]);
+    }
+    return {distributionsOf(counts), std::move(maps), {}};
+}
+
+AppearanceDistributions appearanceDistributions(const cv::Mat& photograph, const Diagnostics& diagnostics) {
+    ColorCounter counter;
+    return appearanceDistributions(photograph, counter, diagnostics);
+}
+
 AppearanceMaps appearanceMaps(const cv::Mat& image, const Diagnostics& diagnostics) {
     if (image.empty()) {
         return {};
     }
     if (image.type() == CV_32FC3) {
-        cv::Mat sharpened = adapted(image);
-        return appearanceMapsBeforeBackground(sharpened, backgroundOf(image), diagnostics);
+        return countedAppearance(image, diagnostics).maps;
     }
     requirePhotograph(image);
     ColorCounter counter;
-    DistinctColors colors = counter.count(image, true);
-    cv::Mat sharpened = adaptedColors(colors);
-    ColorExpansion expansion(colors.indices, diagnostics);
-    AppearanceMaps maps = appearanceMapsBeforeBackground(sharpened, backgroundOf(image), expansion);
-    expansion.handOn();
-    for (cv::Mat* const map :
-         {&maps.brightness, &maps.lightness, &maps.chroma, &maps.colorfulness, &maps.saturation, &maps.hueDegrees}) {
-        *map = expandColors(*map, colors.indices);
+    auto [distributions, maps, indices] = countedAppearance(image, counter, diagnostics);
+    for (std::size_t k = 0; k < correlateNames.size(); ++k) {
+        maps[k] = expandColors(maps[k], indices);
     }
+    maps.hueDegrees = expandColors(maps.hueDegrees, indices);
     return maps;
 }
 

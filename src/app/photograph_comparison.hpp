@@ -4,7 +4,6 @@
 #include <opencv2/core.hpp>
 #include <utility>
 
-#include "app/distinct_colors.hpp"
 #include "app/histogram_similarity.hpp"
 #include "app/per_correlate.hpp"
 #include "app/perceptual_metrics.hpp"
@@ -32,12 +31,10 @@ struct AppearanceDistributions : PerCorrelate<BinProbabilities> {
 ///
 /// @param photograph   CV_8UC3 in B, G, R order, fewer than 2^31 pixels; an empty one has empty
 ///                     distributions and leaves an empty text dump, but no image
-/// @param counter      the caller's, for use with one photograph after the other
 /// @param diagnostics  the dumps of `perceptualMetrics`, at the photograph's size
 /// @throws std::invalid_argument  if the photograph is of another type
 /// @note  Takes about 40 bytes per distinct colour; where dumps are wanted, 130 and 4 per pixel.
-AppearanceDistributions appearanceDistributions(const cv::Mat& photograph, ColorCounter& counter,
-                                                const Diagnostics& diagnostics = dropAll());
+AppearanceDistributions appearanceDistributions(const cv::Mat& photograph, const Diagnostics& diagnostics = dropAll());
 
 /// The correlates of an image, each pixel's: normalisation, adaptation to D65, forward appearance model and hue, as the
 /// comparison sees a photograph.

@@ -9,6 +9,7 @@
 
 #include "app/metrics.hpp"
 #include "app/perceptual_metrics.hpp"
+#include "app/photograph_counts.hpp"
 #include "appearance/appearance_correlates.hpp"
 #include "appearance/cone_responses.hpp"
 #include "appearance/viewing_conditions.hpp"

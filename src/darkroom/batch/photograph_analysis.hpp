@@ -3,7 +3,7 @@
 #include <string>
 #include <vector>
 
-#include "app/photograph_comparison.hpp"
+#include "app/photograph_counts.hpp"
 #include "darkroom/batch/result_record.hpp"
 
 namespace likeness::darkroom {
