@@ -9,7 +9,7 @@
 #include <opencv2/core.hpp>
 #include <string>
 
-#include "app/distinct_colors.hpp"
+#include "app/photograph_counts.hpp"
 #include "diagnostics/number_text.hpp"
 #include "likeness.hpp"
 #include "photograph_pair.hpp"
