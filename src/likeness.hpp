@@ -40,6 +40,7 @@
 #include "exposure/exposure_stack.hpp"
 #include "exposure/response_recovery.hpp"
 #include "filter/guidedfilter.hpp"
+#include "filter/smoothing.hpp"
 #include "structure/optical_flow_alignment.hpp"
 #include "structure/structure_tensor.hpp"
 #include "transport/closed_form_map.hpp"
