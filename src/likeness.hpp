@@ -44,5 +44,6 @@
 #include "structure/optical_flow_alignment.hpp"
 #include "structure/structure_tensor.hpp"
 #include "transport/closed_form_map.hpp"
+#include "transport/color_transfer.hpp"
 #include "transport/image_statistics.hpp"
 #include "transport/optimal_transport.hpp"
