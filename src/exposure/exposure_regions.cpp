@@ -9,8 +9,10 @@
 #include "adaptation/two_scale_adaptation.hpp"
 #include "color/bgr_xyz.hpp"
 #include "color/name_text.hpp"
+#include "color/photograph_argument.hpp"
 #include "color/sharpened_rgb.hpp"
 #include "color/white_point.hpp"
+#include "diagnostics/number_text.hpp"
 #include "exposure/brightness_increase.hpp"
 #include "exposure/result_image.hpp"
 
@@ -55,6 +57,28 @@ void forEachExposure(const std::function<void(int)>& body) {
             std::rethrow_exception(error);
         }
     }
+}
+
+void requireBrightnessFactor(const std::string& name, double factor, int lastPass) {
+    requireAboveZero(name, factor, 100);
+    const float last = brightnessFactor(static_cast<float>(factor), lastPass - 1);
+    if (!(last > 0)) {
+        refuseArgument(name, numberText(static_cast<float>(factor)) + " leaves pass " + std::to_string(lastPass) +
+                                 " with the factor " + numberText(last) + ", which must be above 0");
+    }
+}
+
+std::vector<cv::Mat> exposuresOf(cv::Mat& xyz, float brightness, const Diagnostics& diagnostics) {
+    cv::Mat& white = xyz;
+    convertXYZtoSharpenedBGR(xyz, white);
+    cv::Mat adapted = white.clone();
+    iCAMCATByD65(adapted, white, white);
+    std::vector<cv::Mat> exposures(exposureCount);
+    for (cv::Mat& exposure : exposures) {
+        exposure.create(xyz.size(), CV_32FC3);
+    }
+    increaseBrightness(adapted, exposures.data(), brightness, diagnostics);
+    return exposures;
 }
 
 void leaveD65(cv::Mat& exposure, const cv::Mat& white) {

@@ -16,6 +16,14 @@ namespace likeness {
 /// Calls body(i) for each of the six exposures.
 void forEachExposure(const std::function<void(int)>& body);
 
+/// Refuses a factor whose pass `lastPass`, 1 to `brightnessPasses`, has none from above 0 to 100.
+/// @throws std::invalid_argument
+void requireBrightnessFactor(const std::string& name, double factor, int lastPass);
+
+/// Makes exposures of an image of X, Y, Z adapted to D65 as if every pixel were its own white: meant. Leaves `xyz`
+/// sharpened: the white to come back under.
+std::vector<cv::Mat> exposuresOf(cv::Mat& xyz, float brightness, const Diagnostics& diagnostics);
+
 /// Takes a sharpened exposure back from its adaptation to D65 under `white`, and on to B, G, R; in place.
 void leaveD65(cv::Mat& exposure, const cv::Mat& white);
 

@@ -8,7 +8,6 @@
 #include <utility>
 #include <vector>
 
-#include "adaptation/d65_adaptation.hpp"
 #include "adaptation/two_scale_adaptation.hpp"
 #include "color/bgr_xyz.hpp"
 #include "color/name_text.hpp"
@@ -64,21 +63,6 @@ cv::Mat xyzOf(cv::Mat& bgr) {
     cv::Mat xyz(bgr.size(), CV_32FC3);
     convertBGRToXYZDirect(bgr, xyz);
     return xyz;
-}
-
-/// Makes exposures of an image of X, Y, Z adapted to D65 as if every pixel were its own white: meant. Leaves `xyz`
-/// sharpened: the white to come back under.
-std::vector<cv::Mat> exposuresOf(cv::Mat& xyz, float brightness, const Diagnostics& diagnostics) {
-    cv::Mat& white = xyz;
-    convertXYZtoSharpenedBGR(xyz, white);
-    cv::Mat adapted = white.clone();
-    iCAMCATByD65(adapted, white, white);
-    std::vector<cv::Mat> exposures(exposureCount);
-    for (cv::Mat& exposure : exposures) {
-        exposure.create(xyz.size(), CV_32FC3);
-    }
-    increaseBrightness(adapted, exposures.data(), brightness, diagnostics);
-    return exposures;
 }
 
 struct LoadedExposures {
