@@ -34,6 +34,7 @@
 #include "color/yuv.hpp"
 #include "diagnostics/diagnostics.hpp"
 #include "diagnostics/watch.hpp"
+#include "exposure/bracket.hpp"
 #include "exposure/brightening.hpp"
 #include "exposure/brightness_alignment.hpp"
 #include "exposure/brightness_increase.hpp"
