@@ -20,9 +20,10 @@
 #include <vector>
 
 #include "diagnostics/diagnostics.hpp"
-#include "filter/plane_block.hpp"
 
 namespace likeness {
+
+class PlaneBlock;
 
 /// What the variants for the two kinds of guide share. Immutable after construction: one object may filter any number
 /// of inputs, from several threads.
@@ -75,7 +76,7 @@ private:
     cv::Mat I;
     cv::Mat meanI;
     cv::Mat varI;
-    PlaneBlock memory_;  // of the three planes
+    std::shared_ptr<const PlaneBlock> memory_;  // of the three planes
 };
 
 /// Guide of three channels, in any order; the letters R, G, B in file names stand for channels 0, 1, 2.
@@ -120,7 +121,7 @@ private:
     cv::Mat meanI0, meanI1, meanI2;
     cv::Mat invCov00, invCov01, invCov02, invCov11, invCov12, invCov22;
     cv::Mat cov00, cov01, cov02, cov11, cov12, cov22;
-    PlaneBlock memory_;  // of the eighteen planes
+    std::shared_ptr<const PlaneBlock> memory_;  // of the eighteen planes
 };
 
 /// A guided filter for whichever guide it is given. What depends on the guide alone is computed once, here.
