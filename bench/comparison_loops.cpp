@@ -1,6 +1,7 @@
 // Each loop of the comparison on a photograph-like picture, beside its literal version, in pixels per second. A case
 // first checks that both give the same answer.
 #include <likeness/likeness.hpp>
+#include "comparison/photograph_counts.hpp"
 #include "diagnostics/number_text.hpp"
 #include "photograph_pair.hpp"
 #include "reference/adaptation_reference.hpp"

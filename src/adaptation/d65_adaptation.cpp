@@ -2,7 +2,10 @@
 
 #include <likeness/adaptation/degree_of_adaptation.hpp>
 #include <likeness/color/sharpened_rgb.hpp>
+#include "adaptation/adaptation_steps.hpp"
 #include "numerics/image_walk.hpp"
+
+#include <vector>
 
 namespace likeness {
 namespace {
@@ -22,6 +25,14 @@ private:
     D65Adaptation d65_ = d65Adaptation();
 };
 
+float adapted(float value, float factor) {
+    return factor * value;
+}
+
+float unadapted(float value, float factor) {
+    return value / factor;
+}
+
 /// img = combine(img, factor of its white), element by element.
 template <typename Combine>
 void scaleByD65Factor(cv::Mat& img, const cv::Mat& white, Combine combine) {
@@ -38,6 +49,37 @@ void scaleByD65Factor(cv::Mat& img, const cv::Mat& white, Combine combine) {
     }
 }
 
+template <typename Combine>
+void scaleByD65Factor(cv::Mat& img, const cv::Vec3f& white, Combine combine) {
+    const D65Factor factor;
+    const float factors[] = {factor(white[0], 0), factor(white[1], 1), factor(white[2], 2)};
+    const ImageWalk walk = walkOver(img);
+    for (int i = 0; i < walk.rows; ++i) {
+        float* value = img.ptr<float>(i);
+        for (int j = 0; j < walk.cols; ++j, value += 3) {
+            for (int c = 0; c < 3; ++c) {
+                value[c] = combine(value[c], factors[c]);
+            }
+        }
+    }
+}
+
+/// Adapting luminance of a pixel of so much Y.
+float adaptingLuminance(float y) {
+    return static_cast<float>(static_cast<double>(y) * 0.2);
+}
+
+/// A white of the scene that may be divided by.
+float guarded(float source) {
+    return guard > static_cast<double>(source) ? static_cast<float>(static_cast<double>(source) + guard) : source;
+}
+
+/// An element adapted to `target`, taken back to `source`.
+float takenBack(float value, float target, float source, float degree) {
+    const float ratio = target * degree / source;
+    return value / (1.0F + ratio - degree);
+}
+
 }  // namespace
 
 D65Adaptation d65Adaptation() {
@@ -51,11 +93,11 @@ D65Adaptation d65Adaptation() {
 }
 
 void iCAMCATByD65(cv::Mat& img, cv::Mat& white, cv::Mat& /*xyz*/) {
-    scaleByD65Factor(img, white, [](float value, float factor) { return factor * value; });
+    scaleByD65Factor(img, white, adapted);
 }
 
 void inverseCATByD65(cv::Mat& img, cv::Mat& white, cv::Mat& /*third*/) {
-    scaleByD65Factor(img, white, [](float value, float factor) { return value / factor; });
+    scaleByD65Factor(img, white, unadapted);
 }
 
 void inverseCAT(cv::Mat& adapted, cv::Mat& targetWhite, cv::Mat& sourceWhite, cv::Mat& out) {
@@ -69,13 +111,39 @@ void inverseCAT(cv::Mat& adapted, cv::Mat& targetWhite, cv::Mat& sourceWhite, cv
         float* source = sourceWhite.ptr<float>(i);
         float* result = out.ptr<float>(i);
         for (int j = 0; j < walk.cols; ++j, value += 3, target += 3, source += 3, result += 3, pixelXyz += 3) {
-            const float degree = computeAdapFactD(static_cast<float>(static_cast<double>(pixelXyz[1]) * 0.2));
+            const float degree = computeAdapFactD(adaptingLuminance(pixelXyz[1]));
             for (int c = 0; c < 3; ++c) {
-                if (guard > static_cast<double>(source[c])) {
-                    source[c] = static_cast<float>(static_cast<double>(source[c]) + guard);
-                }
-                const float ratio = target[c] * degree / source[c];
-                result[c] = value[c] / (1.0F + ratio - degree);
+                source[c] = guarded(source[c]);
+                result[c] = takenBack(value[c], target[c], source[c], degree);
+            }
+        }
+    }
+}
+
+void scaleToD65(cv::Mat& img, const cv::Vec3f& white) {
+    scaleByD65Factor(img, white, adapted);
+}
+
+void scaleFromD65(cv::Mat& img, const cv::Vec3f& white) {
+    scaleByD65Factor(img, white, unadapted);
+}
+
+void scaleToScene(cv::Mat& img, const cv::Vec3f& adaptedTo, const cv::Vec3f& scene) {
+    const float source[] = {guarded(scene[0]), guarded(scene[1]), guarded(scene[2])};
+    const auto cols = static_cast<std::size_t>(img.cols);
+    cv::Mat xyz(1, img.cols, CV_32FC3);
+    std::vector<float> degrees(cols);
+    for (int i = 0; i < img.rows; ++i) {
+        cv::Mat row = img.row(i);
+        convertSharpenedBGRtoXYZ(row, xyz);
+        for (std::size_t j = 0; j < cols; ++j) {
+            degrees[j] = adaptingLuminance(xyz.ptr<float>(0)[3 * j + 1]);
+        }
+        computeAdapFactD(degrees.data(), degrees.data(), cols);
+        float* value = row.ptr<float>(0);
+        for (std::size_t j = 0; j < cols; ++j, value += 3) {
+            for (int c = 0; c < 3; ++c) {
+                value[c] = takenBack(value[c], adaptedTo[c], source[c], degrees[j]);
             }
         }
     }

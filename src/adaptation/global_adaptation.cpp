@@ -5,6 +5,7 @@
 #include <likeness/color/pixel_matrix.hpp>
 #include <likeness/color/srgb_companding.hpp>
 #include <likeness/color/white_point.hpp>
+#include "adaptation/adaptation_steps.hpp"
 #include "adaptation/participation_mask.hpp"
 #include "numerics/image_walk.hpp"
 #include "numerics/transcendental_blocks.hpp"
@@ -50,20 +51,26 @@ cv::Mat shadowPicture() {
     return std::filesystem::exists(name, ignored) ? cv::imread(name, cv::IMREAD_GRAYSCALE) : cv::Mat();
 }
 
-void adaptUntilWhiteRests(cv::Mat& img, const cv::Mat& target, float D, cv::Mat& mask, const Diagnostics& diagnostics) {
-    constexpr int greatestAdaptationCount = 80;
-    const cv::Scalar unknown = cv::Scalar::all(std::numeric_limits<double>::quiet_NaN());
-    cv::Mat targetWhite(1, 1, CV_32FC3);
-    cv::Mat previousOfTarget(1, 1, CV_32FC3, unknown);
-    computeWhitePointFromGrayWorld(target, targetWhite, previousOfTarget, mask, diagnostics);
-
+/// @param mask  handed on to where it is not read
+void adaptUntilWhiteRests(cv::Mat& img, const cv::Mat& targetWhite, float D, cv::Mat& mask, const Watch& watch) {
     cv::Mat white(1, 1, CV_32FC3);
-    cv::Mat previous(1, 1, CV_32FC3, unknown);
-    bool converged = computeWhitePointFromGrayWorld(img, white, previous, mask, diagnostics);
-    for (int k = 0; k < greatestAdaptationCount && !converged; ++k) {
+    cv::Mat previous(1, 1, CV_32FC3, cv::Scalar::all(std::numeric_limits<double>::quiet_NaN()));
+    bool converged = computeWhitePointFromGrayWorld(img, white, previous, mask, watch.receiver());
+    for (int k = 1; k <= greatestAdaptationCount && !converged; ++k) {
         CAT(img, white, targetWhite, D, mask);
-        converged = computeWhitePointFromGrayWorld(img, white, previous, mask, diagnostics);
+        converged = computeWhitePointFromGrayWorld(img, white, previous, mask, watch.receiver());
+        if (k < greatestAdaptationCount) {
+            watch.step(k, greatestAdaptationCount);
+        }
     }
+    watch.step(greatestAdaptationCount, greatestAdaptationCount);
+}
+
+/// The given adaptations show what they do and cannot be ended.
+Watch watchOf(const Diagnostics& diagnostics) {
+    Watch watch;
+    watch.diagnostics = &diagnostics;
+    return watch;
 }
 
 }  // namespace
@@ -109,24 +116,39 @@ void CAT(cv::Mat& img, cv::Mat& sourceWhite, const cv::Mat& targetWhite, float D
     }
 }
 
-void performIlluminantAdaptation(cv::Mat& img, const cv::Mat& target, float D, const Diagnostics& diagnostics) {
-    cv::Mat mask = participationMask(img.size(), shadowPicture());
-    adaptUntilWhiteRests(img, target, D, mask, diagnostics);
+cv::Mat grayWorldTriple(const cv::Mat& bgr, const Diagnostics& diagnostics) {
+    cv::Mat white(1, 1, CV_32FC3);
+    cv::Mat previous(1, 1, CV_32FC3, cv::Scalar::all(std::numeric_limits<double>::quiet_NaN()));
+    cv::Mat noMask;
+    computeWhitePointFromGrayWorld(bgr, white, previous, noMask, diagnostics);
+    return white;
 }
 
-void performIlluminantAdaptation(cv::Mat& img, const cv::Mat& target, float D, const cv::Mat& leftOut,
-                                 const Diagnostics& diagnostics) {
-    cv::Mat mask;
+void adaptUntilWhiteRests(cv::Mat& img, const cv::Mat& targetWhite, float D, const cv::Mat& leftOut,
+                          const Watch& watch) {
+    cv::Mat noMask;
     if (leftOut.empty()) {
-        adaptUntilWhiteRests(img, target, D, mask, diagnostics);
+        adaptUntilWhiteRests(img, targetWhite, D, noMask, watch);
         return;
     }
     // Black is not nearly neutral, its chroma over its luma being 0 / 0, and `CAT` leaves it black.
     const cv::Mat isLeftOut = leftOut > brightestThatTakesPart;
     const cv::Mat before = img.clone();
     img.setTo(cv::Scalar::all(0), isLeftOut);
-    adaptUntilWhiteRests(img, target, D, mask, diagnostics);
+    adaptUntilWhiteRests(img, targetWhite, D, noMask, watch);
     before.copyTo(img, isLeftOut);
+}
+
+void performIlluminantAdaptation(cv::Mat& img, const cv::Mat& target, float D, const Diagnostics& diagnostics) {
+    cv::Mat mask = participationMask(img.size(), shadowPicture());
+    const cv::Mat targetWhite = grayWorldTriple(target, diagnostics);
+    adaptUntilWhiteRests(img, targetWhite, D, mask, watchOf(diagnostics));
+}
+
+void performIlluminantAdaptation(cv::Mat& img, const cv::Mat& target, float D, const cv::Mat& leftOut,
+                                 const Diagnostics& diagnostics) {
+    const cv::Mat targetWhite = grayWorldTriple(target, diagnostics);
+    adaptUntilWhiteRests(img, targetWhite, D, leftOut, watchOf(diagnostics));
 }
 
 }  // namespace likeness

@@ -4,12 +4,12 @@
 #include <likeness/color/bgr_xyz.hpp>
 #include <likeness/color/sharpened_rgb.hpp>
 #include <likeness/color/white_point.hpp>
+#include "adaptation/adaptation_steps.hpp"
 #include "adaptation/common_region.hpp"
 
 #include <algorithm>
 #include <cmath>
 #include <cstdint>
-#include <limits>
 #include <vector>
 
 namespace likeness {
@@ -106,14 +106,6 @@ cv::Mat normalized(const cv::Mat& photograph) {
     return result;
 }
 
-cv::Mat grayWorldWhite(const cv::Mat& bgr, const Diagnostics& diagnostics) {
-    cv::Mat white(1, 1, CV_32FC3);
-    cv::Mat previous(1, 1, CV_32FC3, cv::Scalar::all(std::numeric_limits<double>::quiet_NaN()));
-    cv::Mat noMask;
-    computeWhitePointFromGrayWorld(bgr, white, previous, noMask, diagnostics);
-    return white;
-}
-
 }  // namespace
 
 void iCAMCAT(cv::Mat& img, cv::Mat& sourceWhite, cv::Mat& targetWhite, cv::Mat& /*spare*/, cv::Mat& /*unused*/,
@@ -149,27 +141,37 @@ bool areImgsEqualivalent(cv::Mat& first, cv::Mat& second) {
     return !(static_cast<double>(mean) > 1e-6);
 }
 
-void performLocalCAMCA(cv::Mat& img, cv::Mat& reference, float blend, const Diagnostics& diagnostics) {
-    // White images of the reference and a shadow mask would have no effect on the result. There is nothing to iterate
-    // either: the white before the first pass is unknown, and one pass is all that is made.
-    cv::Mat referenceWhite = grayWorldWhite(normalized(reference), diagnostics);
-    convertBGRToXYZDirect(referenceWhite, referenceWhite);
-    convertXYZtoSharpenedBGR(referenceWhite, referenceWhite);
-
-    img = normalized(img);
-    if (diagnostics.wantsMessages()) {
-        grayWorldWhite(img, diagnostics);
+void adaptEachPixel(cv::Mat& img, const cv::Mat& referenceWhite, float blend, const Watch& watch) {
+    constexpr int steps = 3;
+    cv::Mat targetWhite = referenceWhite.clone();
+    convertBGRToXYZDirect(targetWhite, targetWhite);
+    convertXYZtoSharpenedBGR(targetWhite, targetWhite);
+    if (watch.receiver().wantsMessages()) {
+        grayWorldTriple(img, watch.receiver());
     }
     cv::Mat adapted(img.size(), CV_32FC3);
     convertBGRToXYZDirect(img, adapted);
+    watch.step(1, steps);
     cv::Mat white;
-    computeWhiteImg(adapted, white, 1600, diagnostics);
+    computeWhiteImg(adapted, white, 1600, watch.receiver());
+    watch.step(2, steps);
     convertXYZtoSharpenedBGR(adapted, adapted);
     convertXYZtoSharpenedBGR(white, white);
     cv::Mat everywhere;
-    iCAMCATLocal(adapted, white, referenceWhite, white, white, everywhere, blend, false);
+    iCAMCATLocal(adapted, white, targetWhite, white, white, everywhere, blend, false);
     convertSharpenedBGRtoXYZ(adapted, adapted);
     convertXYZToBGRDirect(adapted, img);
+    watch.step(3, steps);
+}
+
+void performLocalCAMCA(cv::Mat& img, cv::Mat& reference, float blend, const Diagnostics& diagnostics) {
+    // White images of the reference and a shadow mask would have no effect on the result. There is nothing to iterate
+    // either: the white before the first pass is unknown, and one pass is all that is made.
+    const cv::Mat referenceWhite = grayWorldTriple(normalized(reference), diagnostics);
+    img = normalized(img);
+    Watch watch;
+    watch.diagnostics = &diagnostics;
+    adaptEachPixel(img, referenceWhite, blend, watch);
 }
 
 }  // namespace likeness

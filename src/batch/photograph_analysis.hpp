@@ -1,7 +1,7 @@
 #pragma once
 
-#include <likeness/comparison/photograph_comparison.hpp>
 #include "batch/result_record.hpp"
+#include "comparison/photograph_counts.hpp"
 
 #include <string>
 #include <vector>

@@ -2,6 +2,7 @@
 
 #include <likeness/color/pixel_matrix.hpp>
 #include <likeness/color/srgb_companding.hpp>
+#include "color/color_argument.hpp"
 #include "color/encoded_bgr.hpp"
 #include "numerics/image_walk.hpp"
 #include "numerics/transcendental_blocks.hpp"
@@ -88,6 +89,28 @@ void convertBGRToXYZDirect(cv::Mat& bgr, cv::Mat& xyz) {
 
 void convertXYZToBGRDirect(cv::Mat& xyz, cv::Mat& bgr) {
     encodeBgr<false>(xyz, bgr, PixelMatrix(xyzFromLinearRgb().inv()));
+}
+
+cv::Mat xyzFromBgr(const cv::Mat& photograph) {
+    return convertedPhotograph(photograph, [&](cv::Mat& colors) { convertBGRToXYZDirect(colors, colors); });
+}
+
+cv::Mat xyzFromBgr(const cv::Mat& photograph, const White& white) {
+    cv::Mat triple = whiteTriple("white", white);
+    return convertedPhotograph(photograph, [&](cv::Mat& colors) {
+        cv::Mat M;
+        getRGBtoXYZMatrix(triple, M);
+        linearizeAndTransform<false>(colors, colors, PixelMatrix(M));
+    });
+}
+
+cv::Mat bgrFromXyz(const cv::Mat& xyz) {
+    return convertedColors("xyz", xyz, [&](cv::Mat& colors) { convertXYZToBGRDirect(colors, colors); });
+}
+
+cv::Mat bgrFromXyz(const cv::Mat& xyz, const White& white) {
+    cv::Mat triple = whiteTriple("white", white);
+    return convertedColors("xyz", xyz, [&](cv::Mat& colors) { convertXYZtoBGR(colors, triple, colors); });
 }
 
 }  // namespace likeness

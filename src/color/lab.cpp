@@ -3,6 +3,8 @@
 #include <likeness/color/bgr_xyz.hpp>
 #include <likeness/color/pixel_matrix.hpp>
 #include <likeness/color/srgb_companding.hpp>
+#include "color/color_argument.hpp"
+#include "color/photograph_argument.hpp"
 #include "numerics/image_walk.hpp"
 #include "numerics/transcendental_blocks.hpp"
 
@@ -75,6 +77,46 @@ void xyzOfBlock(const float* lab, const cv::Vec3f& white, float* xyz, std::size_
     }
 }
 
+/// `bgr` is left holding its linearised values unless it is also `lab`.
+void bgrToLab(cv::Mat& bgr, cv::Mat& white, cv::Mat& lab) {
+    convertBGRtoXYZ(bgr, white, lab);
+    const auto& w = white.at<cv::Vec3f>(0, 0);
+    constexpr std::size_t pixelsInBlock = blockSize / 12 * 4;  // a multiple of the vectors' lengths
+    float f[3 * pixelsInBlock];
+    const ImageWalk walk = walkOver(bgr, lab);
+    const auto cols = static_cast<std::size_t>(walk.cols);
+    for (int i = 0; i < walk.rows; ++i) {
+        float* values = lab.ptr<float>(i);
+        for (std::size_t first = 0; first < cols; first += pixelsInBlock) {
+            const std::size_t count = 3 * std::min(pixelsInBlock, cols - first);
+            compressBlock(values, w, f, count);
+            for (std::size_t c = 0; c < count; c += 3) {
+                const float fx = f[c];
+                const float fy = f[c + 1];
+                const float fz = f[c + 2];
+                values[c] = 116.0F * fy - 16.0F;
+                values[c + 1] = (fx - fy) * 500.0F;
+                values[c + 2] = (fy - fz) * 200.0F;
+            }
+            values += count;
+        }
+    }
+}
+
+void labToBgr(const cv::Mat& lab, cv::Mat& white, cv::Mat& bgr) {
+    const auto& w = white.at<cv::Vec3f>(0, 0);
+    cv::Mat& xyz = bgr;
+    const ImageWalk walk = walkOver(lab, xyz);
+    for (int i = 0; i < walk.rows; ++i) {
+        const float* const in = lab.ptr<float>(i);
+        float* const out = xyz.ptr<float>(i);
+        numerics::forEachBlock(static_cast<std::size_t>(walk.cols), [&](std::size_t first, std::size_t count) {
+            xyzOfBlock(in + 3 * first, w, out + 3 * first, count);
+        });
+    }
+    convertXYZtoBGR(xyz, white, bgr);
+}
+
 }  // namespace
 
 void adaptXYZToNewWhitePoint(cv::Mat& white, const cv::Mat& bgrWhite) {
@@ -102,44 +144,32 @@ void adaptXYZToNewWhitePoint(cv::Mat& white, const cv::Mat& bgrWhite) {
 void convertBGRToLab(cv::Mat& bgr, cv::Mat& bgrWhite, cv::Mat& lab) {
     cv::Mat white(1, 1, CV_32FC3);
     adaptXYZToNewWhitePoint(white, bgrWhite);
-    convertBGRtoXYZ(bgr, white, lab);
-    const auto& w = white.at<cv::Vec3f>(0, 0);
-    constexpr std::size_t pixelsInBlock = blockSize / 12 * 4;  // a multiple of the vectors' lengths
-    float f[3 * pixelsInBlock];
-    const ImageWalk walk = walkOver(bgr, lab);
-    const auto cols = static_cast<std::size_t>(walk.cols);
-    for (int i = 0; i < walk.rows; ++i) {
-        float* values = lab.ptr<float>(i);
-        for (std::size_t first = 0; first < cols; first += pixelsInBlock) {
-            const std::size_t count = 3 * std::min(pixelsInBlock, cols - first);
-            compressBlock(values, w, f, count);
-            for (std::size_t c = 0; c < count; c += 3) {
-                const float fx = f[c];
-                const float fy = f[c + 1];
-                const float fz = f[c + 2];
-                values[c] = 116.0F * fy - 16.0F;
-                values[c + 1] = (fx - fy) * 500.0F;
-                values[c + 2] = (fy - fz) * 200.0F;
-            }
-            values += count;
-        }
-    }
+    bgrToLab(bgr, white, lab);
 }
 
 void convertLabToBGR(const cv::Mat& lab, const cv::Mat& bgrWhite, cv::Mat& bgr) {
     cv::Mat white(1, 1, CV_32FC3);
     adaptXYZToNewWhitePoint(white, bgrWhite);
-    const auto& w = white.at<cv::Vec3f>(0, 0);
-    cv::Mat& xyz = bgr;
-    const ImageWalk walk = walkOver(lab, xyz);
-    for (int i = 0; i < walk.rows; ++i) {
-        const float* const in = lab.ptr<float>(i);
-        float* const out = xyz.ptr<float>(i);
-        numerics::forEachBlock(static_cast<std::size_t>(walk.cols), [&](std::size_t first, std::size_t count) {
-            xyzOfBlock(in + 3 * first, w, out + 3 * first, count);
-        });
+    labToBgr(lab, white, bgr);
+}
+
+White labWhiteFromBgr(const cv::Vec3d& bgr) {
+    if (!cv::checkRange(cv::Mat(bgr))) {
+        refuseArgument("bgr", "the components of a white must be finite");
     }
-    convertXYZtoBGR(xyz, white, bgr);
+    cv::Mat white(1, 1, CV_32FC3);
+    adaptXYZToNewWhitePoint(white, cv::Mat(1, 1, CV_32FC3, cv::Scalar(bgr[0], bgr[1], bgr[2])));
+    return {cv::Vec3d(white.at<cv::Vec3f>(0, 0))};
+}
+
+cv::Mat labFromBgr(const cv::Mat& photograph, const White& white) {
+    cv::Mat triple = whiteTriple("white", white);
+    return convertedPhotograph(photograph, [&](cv::Mat& colors) { bgrToLab(colors, triple, colors); });
+}
+
+cv::Mat bgrFromLab(const cv::Mat& lab, const White& white) {
+    cv::Mat triple = whiteTriple("white", white);
+    return convertedColors("lab", lab, [&](cv::Mat& colors) { labToBgr(colors, triple, colors); });
 }
 
 }  // namespace likeness

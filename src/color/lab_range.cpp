@@ -1,5 +1,7 @@
 #include <likeness/color/lab_range.hpp>
 
+#include "color/color_argument.hpp"
+#include "color/photograph_argument.hpp"
 #include "numerics/image_walk.hpp"
 
 namespace likeness {
@@ -26,6 +28,23 @@ void scaleLab(cv::Mat& lab) {
 void rescaleLab(cv::Mat& lab) {
     constexpr double hundredOver255 = 0.39215686274509803;
     scaleAndShift(lab, hundredOver255, -128.0F);
+}
+
+cv::Mat lab255FromLab(const cv::Mat& lab) {
+    return convertedColors("lab", lab, [&](cv::Mat& colors) { scaleLab(colors); });
+}
+
+cv::Mat labFromLab255(const cv::Mat& lab255) {
+    if (lab255.depth() == CV_8U || lab255.depth() == CV_16U) {
+        if (lab255.empty()) {
+            return {};
+        }
+        cv::Mat colors = ownUnitPhotograph("lab255", lab255);
+        colors *= 255.0;
+        rescaleLab(colors);
+        return colors;
+    }
+    return convertedColors("lab255", lab255, [](cv::Mat& colors) { rescaleLab(colors); });
 }
 
 }  // namespace likeness

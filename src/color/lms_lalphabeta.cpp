@@ -3,6 +3,7 @@
 #include <likeness/color/clip.hpp>
 #include <likeness/color/pixel_matrix.hpp>
 #include <likeness/color/srgb_companding.hpp>
+#include "color/color_argument.hpp"
 #include "color/encoded_bgr.hpp"
 #include "numerics/image_walk.hpp"
 #include "numerics/transcendental_blocks.hpp"
@@ -130,6 +131,32 @@ void convertLabtoLMS(const cv::Mat& lab, cv::Mat& lms) {
 
 void convertLMStoBGR(const cv::Mat& lms, cv::Mat& bgr) {
     encodeBgr<false>(lms(cv::Rect(0, 0, bgr.cols, bgr.rows)), bgr, PixelMatrix(rgbFromLms()));
+}
+
+cv::Mat logLmsFromBgr(const cv::Mat& photograph) {
+    return convertedPhotograph(photograph, [&](cv::Mat& colors) { convertBGRtoLMS(colors, colors); });
+}
+
+cv::Mat lalphabetaFromBgr(const cv::Mat& photograph) {
+    return convertedPhotograph(photograph, [](cv::Mat& colors) {
+        convertBGRtoLMS(colors, colors);
+        convertLMStoLab(colors, colors);
+    });
+}
+
+cv::Mat bgrFromLalphabeta(const cv::Mat& lalphabeta) {
+    return convertedColors("lalphabeta", lalphabeta, [&](cv::Mat& colors) {
+        convertLabtoLMS(colors, colors);
+        convertLMStoBGR(colors, colors);
+    });
+}
+
+cv::Mat bgrFromLogLms(const cv::Mat& logLms) {
+    return convertedColors("logLms", logLms, [&](cv::Mat& colors) {
+        convertLMStoLab(colors, colors);
+        convertLabtoLMS(colors, colors);
+        convertLMStoBGR(colors, colors);
+    });
 }
 
 }  // namespace likeness

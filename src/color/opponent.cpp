@@ -1,5 +1,6 @@
 #include <likeness/color/opponent.hpp>
 
+#include "color/photograph_argument.hpp"
 #include "numerics/image_walk.hpp"
 
 namespace likeness {
@@ -14,6 +15,16 @@ void convertToSimpleOpponentSpace(cv::Mat& bgr, cv::Mat& opp) {
             out[1] = (pixel[2] + pixel[1]) / 2.0F - pixel[0];
         }
     }
+}
+
+cv::Mat opponentFromBgr(const cv::Mat& photograph) {
+    if (photograph.empty()) {
+        return {};
+    }
+    cv::Mat unit = unitPhotograph("photograph", photograph);
+    cv::Mat opponent(unit.size(), CV_32FC2);
+    convertToSimpleOpponentSpace(unit, opponent);
+    return opponent;
 }
 
 }  // namespace likeness

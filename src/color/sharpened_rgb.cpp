@@ -1,6 +1,8 @@
 #include <likeness/color/sharpened_rgb.hpp>
 
+#include <likeness/color/bgr_xyz.hpp>
 #include <likeness/color/pixel_matrix.hpp>
+#include "color/color_argument.hpp"
 
 namespace likeness {
 namespace {
@@ -24,6 +26,28 @@ void convertXYZtoSharpenedBGR(const cv::Mat& xyz, cv::Mat& out) {
 void convertSharpenedBGRtoXYZ(cv::Mat& in, cv::Mat& xyz) {
     cv::Mat M = sharpenedFromXyz().inv();
     multiplyImageByMatrixForward(in, xyz, M);
+}
+
+cv::Mat sharpenedFromXyz(const cv::Mat& xyz) {
+    return convertedColors("xyz", xyz, [&](cv::Mat& colors) { convertXYZtoSharpenedBGR(colors, colors); });
+}
+
+cv::Mat xyzFromSharpened(const cv::Mat& sharpened) {
+    return convertedColors("sharpened", sharpened, [&](cv::Mat& colors) { convertSharpenedBGRtoXYZ(colors, colors); });
+}
+
+cv::Mat sharpenedFromBgr(const cv::Mat& photograph) {
+    return convertedPhotograph(photograph, [](cv::Mat& colors) {
+        convertBGRToXYZDirect(colors, colors);
+        convertXYZtoSharpenedBGR(colors, colors);
+    });
+}
+
+cv::Mat bgrFromSharpened(const cv::Mat& sharpened) {
+    return convertedColors("sharpened", sharpened, [](cv::Mat& colors) {
+        convertSharpenedBGRtoXYZ(colors, colors);
+        convertXYZToBGRDirect(colors, colors);
+    });
 }
 
 }  // namespace likeness

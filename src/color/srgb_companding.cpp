@@ -1,8 +1,22 @@
 #include <likeness/color/srgb_companding.hpp>
 
+#include "color/color_argument.hpp"
+#include "numerics/image_walk.hpp"
 #include "numerics/transcendental_blocks.hpp"
 
 namespace likeness {
+namespace {
+
+/// Replaces the values of a CV_32FC3 image row by row.
+void mapRows(cv::Mat& image, void (*map)(const float* in, float* out, std::size_t count)) {
+    const ImageWalk walk = walkOver(image);
+    for (int i = 0; i < walk.rows; ++i) {
+        float* const values = image.ptr<float>(i);
+        map(values, values, 3 * static_cast<std::size_t>(walk.cols));
+    }
+}
+
+}  // namespace
 
 using numerics::blockSize;
 using numerics::forEachBlock;
@@ -40,6 +54,14 @@ void sRGBInverseCompandingOfRow(const float* encoded, float* linear, std::size_t
         }
         roundBlock(value, linear + first, n, [in](std::size_t i) { return sRGBInverseCompanding(in[i]); });
     });
+}
+
+cv::Mat linearBgrFromBgr(const cv::Mat& photograph) {
+    return convertedPhotograph(photograph, [&](cv::Mat& colors) { mapRows(colors, sRGBInverseCompandingOfRow); });
+}
+
+cv::Mat bgrFromLinearBgr(const cv::Mat& linearBgr) {
+    return convertedColors("linearBgr", linearBgr, [&](cv::Mat& colors) { mapRows(colors, sRGBCompandingOfRow); });
 }
 
 }  // namespace likeness

@@ -4,12 +4,14 @@
 #include <likeness/color/pixel_matrix.hpp>
 #include <likeness/color/yuv.hpp>
 #include <likeness/filter/guidedfilter.hpp>
+#include "color/photograph_argument.hpp"
 #include "numerics/image_walk.hpp"
 
 #include <opencv2/imgproc.hpp>
 
 #include <algorithm>
 #include <cmath>
+#include <limits>
 #include <sstream>
 
 namespace likeness {
@@ -21,8 +23,13 @@ bool isNearlyNeutral(float y, float u, float v) {
     return 0.3 > ratio;
 }
 
-/// Mean of Y, U, V over the nearly neutral pixels, Y set to 1.
-cv::Vec3f meanOfNeutralPixels(const cv::Mat& img) {
+struct NeutralMean {
+    cv::Vec3f yuv;  ///< Y set to 1
+    bool found;     ///< whether there is a nearly neutral pixel
+};
+
+/// Mean of Y, U, V over the nearly neutral pixels.
+NeutralMean meanOfNeutralPixels(const cv::Mat& img) {
     const PixelMatrix matrix(yuvFromRgb());
     float sumU = 0;
     float sumV = 0;
@@ -41,9 +48,10 @@ cv::Vec3f meanOfNeutralPixels(const cv::Mat& img) {
             }
         }
     }
-    return {1.0F, sumU / count, sumV / count};
+    return {{1.0F, sumU / count, sumV / count}, count >= 1};
 }
 
+/// @param before  of NaN where there was none
 bool hasConverged(const cv::Vec3f& mean, const cv::Vec3f& before) {
     if (std::isnan(before[1])) {
         return false;
@@ -54,23 +62,39 @@ bool hasConverged(const cv::Vec3f& mean, const cv::Vec3f& before) {
     return 1e-6 > distance || std::max(std::abs(mean[1]), std::abs(mean[2])) < 0.001;
 }
 
+/// B, G, R of Y, U, V, clipped to [0, 1].
+cv::Vec3f encodedWhite(const cv::Vec3f& yuv) {
+    const PixelMatrix rgbFromYuv(yuvFromRgb().inv());
+    cv::Vec3f bgr;
+    for (int k = 0; k < 3; ++k) {
+        bgr[2 - k] = clip(rgbFromYuv.row(k, yuv[0], yuv[1], yuv[2]), 0.0F, 1.0F);
+    }
+    return bgr;
+}
+
+/// One step of an iteration: what is found, told unless it has converged.
+/// @param before  Y, U, V of the step before; of NaN where there was none
+WhiteEstimate estimate(const cv::Mat& img, const cv::Vec3f& before, const Diagnostics& diagnostics) {
+    const NeutralMean mean = meanOfNeutralPixels(img);
+    const cv::Vec3f bgr = encodedWhite(mean.yuv);
+    const bool converged = hasConverged(mean.yuv, before);
+    if (!converged && diagnostics.wantsMessages()) {
+        std::ostringstream line;
+        line << cv::Mat(1, 1, CV_32FC3, cv::Scalar(bgr[0], bgr[1], bgr[2])) << '\n';
+        diagnostics.print(line.str());
+    }
+    return {White::fromBgr(cv::Vec3d(bgr)), cv::Vec3d(bgr), cv::Vec3d(mean.yuv), mean.found, converged};
+}
+
 }  // namespace
 
 bool computeWhitePointFromGrayWorld(const cv::Mat& img, cv::Mat& white, cv::Mat& previous, cv::Mat& /*mask*/,
                                     const Diagnostics& diagnostics) {
-    const cv::Vec3f mean = meanOfNeutralPixels(img);
-    const bool converged = hasConverged(mean, previous.at<cv::Vec3f>(0, 0));
-    previous.at<cv::Vec3f>(0, 0) = mean;
-    const PixelMatrix rgbFromYuv(yuvFromRgb().inv());
-    for (int k = 0; k < 3; ++k) {
-        white.at<cv::Vec3f>(0, 0)[2 - k] = clip(rgbFromYuv.row(k, mean[0], mean[1], mean[2]), 0.0F, 1.0F);
-    }
-    if (!converged && diagnostics.wantsMessages()) {
-        std::ostringstream line;
-        line << white << '\n';
-        diagnostics.print(line.str());
-    }
-    return converged;
+    auto& yuv = previous.at<cv::Vec3f>(0, 0);
+    const WhiteEstimate found = estimate(img, yuv, diagnostics);
+    yuv = cv::Vec3f(found.yuv);
+    white.at<cv::Vec3f>(0, 0) = cv::Vec3f(found.bgr);
+    return found.converged;
 }
 
 // The radius is not read (departure 10): one white image serves callers that ask for very different ones.
@@ -80,6 +104,34 @@ void computeWhiteImg(cv::Mat& img, cv::Mat& white, int /*radius*/, const Diagnos
 
 void computeWhiteImgVs2(cv::Mat& img, cv::Mat& white, float sigma, int d) {
     cv::bilateralFilter(img, white, d, static_cast<double>(sigma), static_cast<double>(d));
+}
+
+WhiteEstimate grayWorldWhite(const cv::Mat& photograph, const WhiteEstimate* previous, const Watch& watch) {
+    const cv::Mat unit = photograph.empty() ? cv::Mat() : unitPhotograph("photograph", photograph);
+    const cv::Vec3f before =
+        previous == nullptr ? cv::Vec3f::all(std::numeric_limits<float>::quiet_NaN()) : cv::Vec3f(previous->yuv);
+    WhiteEstimate white = estimate(unit, before, watch.receiver());
+    watch.step(1, 1);
+    return white;
+}
+
+cv::Mat localWhite(const cv::Mat& photograph, const LocalWhiteOptions& options, const Watch& watch) {
+    requireAboveZero("sigma", options.sigma, 100);
+    requireBetween("diameter", options.diameter, 1, 255);
+    if (photograph.empty()) {
+        return {};
+    }
+    cv::Mat unit = unitPhotograph("photograph", photograph);
+    requireBounded("photograph", unit);
+    cv::Mat white;
+    if (options.filter == WhiteFilter::bilateral) {
+        computeWhiteImgVs2(unit, white, static_cast<float>(options.sigma), options.diameter);
+    } else {
+        constexpr int radius = 16;
+        computeWhiteImg(unit, white, radius, watch.receiver());
+    }
+    watch.step(1, 1);
+    return white;
 }
 
 }  // namespace likeness

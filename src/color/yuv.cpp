@@ -1,6 +1,7 @@
 #include <likeness/color/yuv.hpp>
 
 #include <likeness/color/pixel_matrix.hpp>
+#include "color/color_argument.hpp"
 
 namespace likeness {
 
@@ -16,6 +17,17 @@ cv::Mat yuvFromRgb() {
 void convertBGRtoYUV(const cv::Mat& bgr, cv::Mat& yuv) {
     cv::Mat M = yuvFromRgb();
     multiplyImageByMatrixForward(bgr, yuv, M);
+}
+
+cv::Mat yuvFromBgr(const cv::Mat& photograph) {
+    return convertedPhotograph(photograph, [&](cv::Mat& colors) { convertBGRtoYUV(colors, colors); });
+}
+
+cv::Mat bgrFromYuv(const cv::Mat& yuv) {
+    return convertedColors("yuv", yuv, [&](cv::Mat& colors) {
+        cv::Mat rgbFromYuv = yuvFromRgb().inv();
+        multiplyImageByMatrixBackward(colors, colors, rgbFromYuv);
+    });
 }
 
 }  // namespace likeness

@@ -1,6 +1,6 @@
 #include "comparison/color_expansion.hpp"
 
-#include <likeness/comparison/distinct_colors.hpp>
+#include "comparison/distinct_colors.hpp"
 #include "diagnostics/number_text.hpp"
 
 #include <cstring>

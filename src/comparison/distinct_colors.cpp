@@ -1,4 +1,4 @@
-#include <likeness/comparison/distinct_colors.hpp>
+#include "comparison/distinct_colors.hpp"
 
 #include "comparison/color_slots.hpp"
 #include "numerics/image_walk.hpp"

@@ -56,13 +56,13 @@ void perceptualMetrics(cv::Mat& src, cv::Mat& Q, cv::Mat& J, cv::Mat& C, cv::Mat
 void perceptualMetricsBeforeBackground(cv::Mat& src, float backgroundLuminance, cv::Mat& Q, cv::Mat& J, cv::Mat& C,
                                        cv::Mat& M, cv::Mat& s, const Diagnostics& diagnostics) {
     cv::Mat hue(src.size(), CV_32F);
-    AppearanceMaps maps{Q, J, C, M, s, hue};
+    AppearanceMaps maps{{Q, J, C, M, s}, hue};
     computeCorrelates(src, backgroundLuminance, maps, hue, diagnostics);  // the hue is not asked for: its map serves A
 }
 
 AppearanceMaps appearanceMapsBeforeBackground(cv::Mat& src, float backgroundLuminance, const Diagnostics& diagnostics) {
     const auto map = [&src] { return cv::Mat(src.size(), CV_32F); };
-    AppearanceMaps maps{map(), map(), map(), map(), map(), map()};
+    AppearanceMaps maps{{map(), map(), map(), map(), map()}, map()};
     cv::Mat A = map();
     computeCorrelates(src, backgroundLuminance, maps, A, diagnostics);
     return maps;

@@ -4,6 +4,7 @@
 #include <likeness/comparison/perceptual_metrics.hpp>
 #include "comparison/color_expansion.hpp"
 #include "comparison/correlate_estimate.hpp"
+#include "comparison/photograph_counts.hpp"
 
 #include <algorithm>
 #include <array>
@@ -34,23 +35,16 @@ float backgroundOf(const cv::Mat& photograph) {
 }
 
 /// How many pixels fall into each bin, by correlate.
-struct CorrelateCounts {
-    BinCounts brightness;
-    BinCounts lightness;
-    BinCounts chroma;
-    BinCounts colorfulness;
-    BinCounts saturation;
+using CorrelateCounts = PerCorrelate<BinCounts>;
 
-    AppearanceDistributions distributions() const {
-        return {brightness.probabilities(),
-                lightness.probabilities(),
-                chroma.probabilities(),
-                colorfulness.probabilities(),
-                saturation.probabilities(),
-                {brightness.nanShare(), lightness.nanShare(), chroma.nanShare(), colorfulness.nanShare(),
-                 saturation.nanShare()}};
+AppearanceDistributions distributionsOf(const CorrelateCounts& counts) {
+    AppearanceDistributions distributions;
+    for (std::size_t k = 0; k < correlateNames.size(); ++k) {
+        distributions[k] = counts[k].probabilities();
+        distributions.nanShares[k] = counts[k].nanShare();
     }
-};
+    return distributions;
+}
 
 /// Runs the model on every colour.
 void countCorrelates(DistinctColors& colors, float backgroundLuminance, CorrelateCounts& counts,
@@ -162,20 +156,48 @@ AppearanceDistributions appearanceDistributions(const cv::Mat& photograph, Color
     CorrelateCounts counts;
     if (!dumps) {
         countCorrelatesByEstimate(colors, background, counts, diagnostics);
-        return counts.distributions();
+        return distributionsOf(counts);
     }
     ColorExpansion expansion(colors.indices, diagnostics);
     countCorrelates(colors, background, counts, expansion);
     expansion.handOn();
-    return counts.distributions();
+    return distributionsOf(counts);
 }
 
 LikenessCoefficients compareDistributions(const AppearanceDistributions& first, const AppearanceDistributions& second) {
-    return {bhattacharyyaCoefficient(first.brightness, second.brightness),
-            bhattacharyyaCoefficient(first.lightness, second.lightness),
-            bhattacharyyaCoefficient(first.chroma, second.chroma),
-            bhattacharyyaCoefficient(first.colorfulness, second.colorfulness),
-            bhattacharyyaCoefficient(first.saturation, second.saturation)};
+    LikenessCoefficients coefficients;
+    for (std::size_t k = 0; k < correlateNames.size(); ++k) {
+        coefficients[k] = bhattacharyyaCoefficient(first[k], second[k]);
+    }
+    return coefficients;
+}
+
+CountedAppearance countedAppearance(const cv::Mat& photograph, ColorCounter& counter, const Diagnostics& diagnostics) {
+    DistinctColors colors = counter.count(photograph, true);
+    cv::Mat sharpened = adaptedColors(colors);
+    ColorExpansion expansion(colors.indices, diagnostics);
+    AppearanceMaps maps = appearanceMapsBeforeBackground(sharpened, backgroundOf(photograph), expansion);
+    expansion.handOn();
+    CorrelateCounts counts;
+    for (std::size_t k = 0; k < correlateNames.size(); ++k) {
+        counts[k].add(maps[k], colors.counts);
+    }
+    return {distributionsOf(counts), std::move(maps), colors.indices};
+}
+
+CountedAppearance countedAppearance(const cv::Mat& unit, const Diagnostics& diagnostics) {
+    cv::Mat sharpened = adapted(unit);
+    AppearanceMaps maps = appearanceMapsBeforeBackground(sharpened, backgroundOf(unit), diagnostics);
+    CorrelateCounts counts;
+    for (std::size_t k = 0; k < correlateNames.size(); ++k) {
+        counts[k].add(maps[k]);
+    }
+    return {distributionsOf(counts), std::move(maps), {}};
+}
+
+AppearanceDistributions appearanceDistributions(const cv::Mat& photograph, const Diagnostics& diagnostics) {
+    ColorCounter counter;
+    return appearanceDistributions(photograph, counter, diagnostics);
 }
 
 AppearanceMaps appearanceMaps(const cv::Mat& image, const Diagnostics& diagnostics) {
@@ -183,20 +205,15 @@ AppearanceMaps appearanceMaps(const cv::Mat& image, const Diagnostics& diagnosti
         return {};
     }
     if (image.type() == CV_32FC3) {
-        cv::Mat sharpened = adapted(image);
-        return appearanceMapsBeforeBackground(sharpened, backgroundOf(image), diagnostics);
+        return countedAppearance(image, diagnostics).maps;
     }
     requirePhotograph(image);
     ColorCounter counter;
-    DistinctColors colors = counter.count(image, true);
-    cv::Mat sharpened = adaptedColors(colors);
-    ColorExpansion expansion(colors.indices, diagnostics);
-    AppearanceMaps maps = appearanceMapsBeforeBackground(sharpened, backgroundOf(image), expansion);
-    expansion.handOn();
-    for (cv::Mat* const map :
-         {&maps.brightness, &maps.lightness, &maps.chroma, &maps.colorfulness, &maps.saturation, &maps.hueDegrees}) {
-        *map = expandColors(*map, colors.indices);
+    auto [distributions, maps, indices] = countedAppearance(image, counter, diagnostics);
+    for (std::size_t k = 0; k < correlateNames.size(); ++k) {
+        maps[k] = expandColors(maps[k], indices);
     }
+    maps.hueDegrees = expandColors(maps.hueDegrees, indices);
     return maps;
 }
 

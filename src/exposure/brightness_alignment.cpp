@@ -1,6 +1,7 @@
 #include <likeness/exposure/brightness_alignment.hpp>
 
 #include <likeness/transport/image_statistics.hpp>
+#include "color/photograph_argument.hpp"
 #include "numerics/image_walk.hpp"
 
 #include <opencv2/imgproc.hpp>
@@ -41,6 +42,32 @@ LightnessStatistics statisticsOfLab(const cv::Mat& lab, const Diagnostics& diagn
     return lightness;
 }
 
+cv::Mat labOf(const cv::Mat& bgr) {
+    cv::Mat lab;
+    cv::cvtColor(bgr, lab, cv::COLOR_BGR2Lab);
+    return lab;
+}
+
+void remapLightness(cv::Mat& lab, const LightnessStatistics& own, const LightnessStatistics& wanted) {
+    const ImageWalk walk = walkOver(lab);
+    for (int i = 0; i < walk.rows; ++i) {
+        auto* const pixels = lab.ptr<cv::Vec3f>(i);
+        for (int j = 0; j < walk.cols; ++j) {
+            pixels[j][0] = (pixels[j][0] - own.mean) * wanted.deviation / own.deviation + wanted.mean;
+        }
+    }
+}
+
+/// The spread of the one is divided by that of the other: neither may be nothing.
+void requireSpread(const std::string& name, const cv::Mat& image, const LightnessStatistics& lightness) {
+    const cv::Vec3f first = image.at<cv::Vec3f>(0, 0);
+    const cv::Mat even(image.size(), image.type(), cv::Scalar(first[0], first[1], first[2]));
+    // Rounding may give a photograph of one colour a spread of its own.
+    if (!(lightness.deviation > 0) || cv::norm(image, even, cv::NORM_INF) == 0) {
+        refuseArgument(name, "it has one lightness throughout: there is no spread to match");
+    }
+}
+
 }  // namespace
 
 float computeMean(cv::Mat& plane, const Diagnostics& diagnostics) {
@@ -54,28 +81,41 @@ float computeStdDev(const cv::Mat& plane, float& mean) {
 }
 
 LightnessStatistics lightnessStatistics(const cv::Mat& bgr, const Diagnostics& diagnostics) {
-    cv::Mat lab;
-    cv::cvtColor(bgr, lab, cv::COLOR_BGR2Lab);
-    return statisticsOfLab(lab, diagnostics);
+    return statisticsOfLab(labOf(bgr), diagnostics);
 }
 
 void alterNonFlashBrightness(cv::Mat& nonFlash, cv::Mat& target, cv::Mat& result, const Diagnostics& diagnostics) {
     cv::cvtColor(nonFlash, result, cv::COLOR_BGR2Lab);
     const LightnessStatistics own = statisticsOfLab(result, diagnostics);
-    cv::Mat targetLab;
-    cv::cvtColor(target, targetLab, cv::COLOR_BGR2Lab);
-    const LightnessStatistics wanted = statisticsOfLab(targetLab, diagnostics);
-    targetLab.release();
-
+    const LightnessStatistics wanted = statisticsOfLab(labOf(target), diagnostics);
     cv::Mat common = result(cv::Rect(0, 0, std::min(result.cols, target.cols), std::min(result.rows, target.rows)));
-    const ImageWalk walk = walkOver(common);
-    for (int i = 0; i < walk.rows; ++i) {
-        auto* const lab = common.ptr<cv::Vec3f>(i);
-        for (int j = 0; j < walk.cols; ++j) {
-            lab[j][0] = (lab[j][0] - own.mean) * wanted.deviation / own.deviation + wanted.mean;
-        }
-    }
+    remapLightness(common, own, wanted);
     cv::cvtColor(result, result, cv::COLOR_Lab2BGR);
+}
+
+LightnessMatch matchLightness(const cv::Mat& photograph, const cv::Mat& reference, const Watch& watch) {
+    if (photograph.empty()) {
+        return {};
+    }
+    const cv::Mat image = unitPhotograph("photograph", photograph);
+    requireBounded("photograph", image);
+    const cv::Mat like = unitPhotograph("reference", reference);
+    requireBounded("reference", like);
+    constexpr int steps = 4;
+    LightnessMatch match;
+    match.image = labOf(image);
+    match.own = statisticsOfLab(match.image, watch.receiver());
+    requireSpread("photograph", image, match.own);
+    watch.step(1, steps);
+    match.wanted = statisticsOfLab(labOf(like), watch.receiver());
+    requireSpread("reference", like, match.wanted);
+    watch.step(2, steps);
+    remapLightness(match.image, match.own, match.wanted);
+    cv::cvtColor(match.image, match.image, cv::COLOR_Lab2BGR);
+    watch.step(3, steps);
+    match.reached = lightnessStatistics(match.image, dropAll());
+    watch.step(4, steps);
+    return match;
 }
 
 }  // namespace likeness

@@ -7,7 +7,8 @@
 #include <likeness/color/white_point.hpp>
 #include <likeness/diagnostics/name_text.hpp>
 #include <likeness/exposure/brightness_increase.hpp>
-#include "exposure/result_image.hpp"
+#include "color/photograph_argument.hpp"
+#include "diagnostics/number_text.hpp"
 
 #include <algorithm>
 #include <array>
@@ -57,6 +58,28 @@ void forEachExposure(const std::function<void(int)>& body) {
     }
 }
 
+void requireBrightnessFactor(const std::string& name, double factor, int lastPass) {
+    requireAboveZero(name, factor, 100);
+    const float last = brightnessFactor(static_cast<float>(factor), lastPass - 1);
+    if (!(last > 0)) {
+        refuseArgument(name, numberText(static_cast<float>(factor)) + " leaves pass " + std::to_string(lastPass) +
+                                 " with the factor " + numberText(last) + ", which must be above 0");
+    }
+}
+
+std::vector<cv::Mat> exposuresOf(cv::Mat& xyz, float brightness, const Diagnostics& diagnostics) {
+    cv::Mat& white = xyz;
+    convertXYZtoSharpenedBGR(xyz, white);
+    cv::Mat adapted = white.clone();
+    iCAMCATByD65(adapted, white, white);
+    std::vector<cv::Mat> exposures(exposureCount);
+    for (cv::Mat& exposure : exposures) {
+        exposure.create(xyz.size(), CV_32FC3);
+    }
+    increaseBrightness(adapted, exposures.data(), brightness, diagnostics);
+    return exposures;
+}
+
 void leaveD65(cv::Mat& exposure, const cv::Mat& white) {
     forEachBand(exposure, [&](const cv::Range& rows) {
         cv::Mat band = exposure.rowRange(rows);
@@ -67,20 +90,24 @@ void leaveD65(cv::Mat& exposure, const cv::Mat& white) {
     });
 }
 
-std::vector<float> unadaptExposures(std::vector<cv::Mat>& exposures, const cv::Mat& white,
-                                    const Diagnostics& diagnostics) {
+std::vector<float> unadaptExposures(std::vector<cv::Mat>& exposures, const cv::Mat& white, const PictureSink& shown,
+                                    StepCount& steps, const Diagnostics& diagnostics) {
     const cv::Point sample(5, 5);
     const bool hasSample = sample.inside(cv::Rect(cv::Point(0, 0), white.size()));
     std::vector<float> greens(hasSample ? exposureCount : 0);
     forEachExposure([&](int i) {
         const auto index = static_cast<std::size_t>(i);
         cv::Mat& exposure = exposures[index];
+        steps.check();
         leaveD65(exposure, white);
         exposure *= 255;
         if (diagnostics.wantsFiles()) {
             diagnostics.writeImage(convertIntToString(i) + "_nonFlash.jpg", exposure);
         }
         exposure /= 255;
+        if (shown) {
+            shown(0, i, exposure);
+        }
         if (hasSample) {
             greens[index] = exposure.at<cv::Vec3f>(sample)[1];
         }
@@ -89,6 +116,7 @@ std::vector<float> unadaptExposures(std::vector<cv::Mat>& exposures, const cv::M
             convertBGRToXYZDirect(band, band);
             convertXYZtoSharpenedBGR(band, band);
         });
+        steps.step();
     });
     return greens;
 }
@@ -106,13 +134,14 @@ SharpenedPhotograph sharpened(cv::Mat& bgr, cv::Mat xyz, int diagonal, const Dia
 }
 
 void tintTowardsExposures(const SharpenedPhotograph& flash, std::vector<cv::Mat>& exposures, cv::Mat& mask,
-                          int diagonal, int iterations, const std::string& prefix, const Diagnostics& diagnostics) {
+                          int diagonal, int iterations, const std::string& prefix, const PictureSink& finished,
+                          StepCount& steps, const Diagnostics& diagnostics) {
     forEachExposure([&](int i) {
         const auto announce = [&] { diagnostics.print(prefix + ' ' + convertIntToString(i) + '\n'); };
         cv::Mat xyz;
         cv::Mat bgr(exposures[0].size(), CV_32FC3);
-        cv::Mat bytes;
         for (int round = 0; round < iterations; ++round) {
+            steps.check();
             announce();
             SharpenedPhotograph tinted = round == 0 ? SharpenedPhotograph{flash.image.clone(), flash.white}
                                                     : sharpened(bgr, xyz, diagonal, diagnostics);
@@ -125,9 +154,8 @@ void tintTowardsExposures(const SharpenedPhotograph& flash, std::vector<cv::Mat>
                 convertSharpenedBGRtoXYZ(xyzBand, xyzBand);
                 convertXYZToBGRDirect(xyzBand, bgrBand);
             });
-            bgr.convertTo(bytes, CV_8U, 255);
-            // One digit is enough for the number of an exposure.
-            writeResultImage(prefix + convertIntToString(round) + "_0" + convertIntToString(i) + "_final.jpg", bytes);
+            finished(round, i, bgr);
+            steps.step();
         }
     });
 }

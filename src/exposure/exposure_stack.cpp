@@ -1,6 +1,5 @@
 #include <likeness/exposure/exposure_stack.hpp>
 
-#include <likeness/adaptation/d65_adaptation.hpp>
 #include <likeness/adaptation/two_scale_adaptation.hpp>
 #include <likeness/color/bgr_xyz.hpp>
 #include <likeness/color/sharpened_rgb.hpp>
@@ -10,9 +9,13 @@
 #include <likeness/exposure/exposure_sequence.hpp>
 #include <likeness/exposure/response_recovery.hpp>
 #include <likeness/filter/guidedfilter.hpp>
+#include "color/photograph_argument.hpp"
 #include "diagnostics/number_text.hpp"
+#include "diagnostics/step_count.hpp"
+#include "exposure/exposure_merging.hpp"
 #include "exposure/exposure_regions.hpp"
 #include "exposure/exposure_times.hpp"
+#include "exposure/result_image.hpp"
 
 #include <opencv2/imgcodecs.hpp>
 
@@ -67,21 +70,6 @@ cv::Mat xyzOf(cv::Mat& bgr) {
     return xyz;
 }
 
-/// Makes exposures of an image of X, Y, Z adapted to D65 as if every pixel were its own white (departure 5). Leaves `xyz`
-/// sharpened: the white to come back under.
-std::vector<cv::Mat> exposuresOf(cv::Mat& xyz, float brightness, const Diagnostics& diagnostics) {
-    cv::Mat& white = xyz;
-    convertXYZtoSharpenedBGR(xyz, white);
-    cv::Mat adapted = white.clone();
-    iCAMCATByD65(adapted, white, white);
-    std::vector<cv::Mat> exposures(exposureCount);
-    for (cv::Mat& exposure : exposures) {
-        exposure.create(xyz.size(), CV_32FC3);
-    }
-    increaseBrightness(adapted, exposures.data(), brightness, diagnostics);
-    return exposures;
-}
-
 struct LoadedExposures {
     std::vector<cv::Mat> images;
     std::vector<float> times;
@@ -97,7 +85,8 @@ LoadedExposures load(std::vector<cv::Mat> exposures, cv::Mat& nonFlash, std::vec
 }
 
 /// Tints `flash`, whose X, Y, Z are `flashXyz`, towards the no-flash photograph in place; both follow.
-void tintFlash(cv::Mat& flash, cv::Mat& flashXyz, cv::Mat& nonFlash, int iterations, const Diagnostics& diagnostics) {
+void tintFlash(cv::Mat& flash, cv::Mat& flashXyz, cv::Mat& nonFlash, int iterations, StepCount& steps,
+               const Diagnostics& diagnostics) {
     const int diagonal = diagonalOf(flash);
     cv::Mat mask(flash.size(), CV_8U, cv::Scalar(255));
     cv::Mat target = xyzOf(nonFlash);
@@ -114,19 +103,34 @@ void tintFlash(cv::Mat& flash, cv::Mat& flashXyz, cv::Mat& nonFlash, int iterati
         if (diagnostics.wantsFiles()) {
             diagnostics.writeImage("0_" + convertIntToString(round) + "_final.jpg", flash * 255);
         }
+        steps.step();
     }
 }
 
-}  // namespace
+/// What a version is called with, and where its pictures and steps go.
+struct StackWork {
+    float brightness;
+    int iterations;
+    std::string prefix;    ///< told in messages
+    PictureSink exposure;  ///< receives every exposure in B, G, R where it is not empty
+    PictureSink tinted;    ///< receives every round's picture of `makeFullStack`
+    StepCount& steps;
+    const Diagnostics& diagnostics;
+};
 
-void createBrightnessExposures(cv::Mat& flash, cv::Mat& nonFlash, float brightness, int iterations, std::string prefix,
-                               const Diagnostics& diagnostics) {
-    cv::Mat mask = maskIfThere("maskFiltered06.jpg");
+struct Recovered {
+    LoadedExposures loaded;
+    cv::Mat response;
+};
+
+/// Both photographs are left as `createBrightnessExposures` says.
+Recovered makeFullStack(cv::Mat& flash, cv::Mat& nonFlash, cv::Mat mask, const StackWork& work) {
+    const Diagnostics& diagnostics = work.diagnostics;
     std::vector<float> reciprocalTimes = halvingTimes(1024, exposureCount + 1);
     diagnostics.print(linesOf(reciprocalTimes));
     const int diagonal = diagonalOf(flash);
     for (int i = 0; i < exposureCount; ++i) {
-        diagnostics.print(convertIntToString(iterations) + '\n');
+        diagnostics.print(convertIntToString(work.iterations) + '\n');
     }
 
     flash *= 255;
@@ -139,33 +143,38 @@ void createBrightnessExposures(cv::Mat& flash, cv::Mat& nonFlash, float brightne
     smooth.copyTo(nonFlash);
     smooth.release();
     nonFlash /= 255;
+    work.steps.step();
 
     cv::Mat flashXyz = xyzOf(flash);
     cv::Mat white = xyzOf(nonFlash);
-    std::vector<cv::Mat> exposures = exposuresOf(white, brightness, diagnostics);
+    std::vector<cv::Mat> exposures = exposuresOf(white, work.brightness, diagnostics);
+    work.steps.step();
     flash *= 255;
     {
         const std::unique_ptr<TextDump> yValues = diagnostics.openText("yValues.txt");
-        yValues->write(linesOf(unadaptExposures(exposures, white, diagnostics)));
+        yValues->write(linesOf(unadaptExposures(exposures, white, work.exposure, work.steps, diagnostics)));
     }
     white.release();
     flash /= 255;
     diagnostics.print("paralell\n");
-    if (iterations > 0) {
+    if (work.iterations > 0) {
         // In the first round every exposure's copy is still the flash photograph itself: one white image serves all.
         const SharpenedPhotograph untinted =
             sharpened(flash, std::exchange(flashXyz, cv::Mat()), diagonal, diagnostics);
-        tintTowardsExposures(untinted, exposures, mask, diagonal, iterations, prefix, diagnostics);
+        tintTowardsExposures(untinted, exposures, mask, diagonal, work.iterations, work.prefix, work.tinted, work.steps,
+                             diagnostics);
     }
 
-    const LoadedExposures loaded = load(std::move(exposures), nonFlash, reciprocalTimes, diagnostics);
-    const cv::Mat response = recoverResponse(loaded.images, loaded.times);
+    LoadedExposures loaded = load(std::move(exposures), nonFlash, reciprocalTimes, diagnostics);
+    cv::Mat response = recoverResponse(loaded.images, loaded.times);
     dumpResponse(response, {"R.txt", "G.txt", "B.txt", "values.txt"}, diagnostics);
-    mergeAndFuse(loaded.images, loaded.times, response, prefix, diagnostics);
+    work.steps.step();
+    return {std::move(loaded), response};
 }
 
-void createBrightnessExposuresVs2(cv::Mat& flash, cv::Mat& nonFlash, float brightness, int iterations,
-                                  std::string prefix, const Diagnostics& diagnostics) {
+/// Both photographs are left as `createBrightnessExposuresVs2` says.
+Recovered makeTintedStack(cv::Mat& flash, cv::Mat& nonFlash, const StackWork& work) {
+    const Diagnostics& diagnostics = work.diagnostics;
     std::vector<float> reciprocalTimes = halvingTimes(30, exposureCount + 1);
     flash *= 255;
     nonFlash *= 255;
@@ -175,14 +184,17 @@ void createBrightnessExposuresVs2(cv::Mat& flash, cv::Mat& nonFlash, float brigh
     smooth.copyTo(nonFlash);
     smooth.release();
     nonFlash /= 255;
+    work.steps.step();
 
     cv::Mat flashXyz = xyzOf(flash);
-    tintFlash(flash, flashXyz, nonFlash, iterations, diagnostics);
+    tintFlash(flash, flashXyz, nonFlash, work.iterations, work.steps, diagnostics);
 
-    std::vector<cv::Mat> exposures = exposuresOf(flashXyz, brightness, diagnostics);
+    std::vector<cv::Mat> exposures = exposuresOf(flashXyz, work.brightness, diagnostics);
+    work.steps.step();
     const cv::Mat white = std::exchange(flashXyz, cv::Mat());
     forEachExposure([&](int i) {
         cv::Mat& exposure = exposures[static_cast<std::size_t>(i)];
+        work.steps.check();
         leaveD65(exposure, white);
         if (diagnostics.wantsFiles()) {
             const cv::Mat scaled = exposure * 255;
@@ -192,19 +204,128 @@ void createBrightnessExposuresVs2(cv::Mat& flash, cv::Mat& nonFlash, float brigh
             }
         }
         diagnostics.print("here\n");
+        if (work.exposure) {
+            work.exposure(0, i, exposure);
+        }
+        work.steps.step();
     });
 
-    const LoadedExposures loaded = load(std::move(exposures), nonFlash, reciprocalTimes, diagnostics);
+    LoadedExposures loaded = load(std::move(exposures), nonFlash, reciprocalTimes, diagnostics);
     diagnostics.writeImage("nonflash.jpg", nonFlash);
-    const cv::Mat response = recoverResponse(loaded.images, loaded.times);
-    mergeAndFuse(loaded.images, loaded.times, response, prefix, diagnostics);
+    cv::Mat response = recoverResponse(loaded.images, loaded.times);
+    work.steps.step();
+    return {std::move(loaded), response};
 }
 
-void createBrightnessExposuresVs3(cv::Mat& flash, cv::Mat& nonFlash, float /*brightness*/, int iterations,
-                                  std::string /*prefix*/, const Diagnostics& diagnostics) {
-    diagnostics.print(linesOf(halvingTimes(30, exposureCount + 1)));
+/// The flash photograph is left as `createBrightnessExposuresVs3` says.
+void makeTint(cv::Mat& flash, cv::Mat& nonFlash, const StackWork& work) {
     cv::Mat flashXyz = xyzOf(flash);
-    tintFlash(flash, flashXyz, nonFlash, iterations, diagnostics);
+    tintFlash(flash, flashXyz, nonFlash, work.iterations, work.steps, work.diagnostics);
+}
+
+int stepsOf(const StackOptions& options) {
+    constexpr int smoothingAndBrightness = 2;
+    constexpr int responseAndMerging = 4;
+    switch (options.version) {
+        case StackVersion::full:
+            return smoothingAndBrightness + exposureCount * (1 + options.iterations) + responseAndMerging;
+        case StackVersion::tintedFirst:
+            return smoothingAndBrightness + options.iterations + exposureCount + responseAndMerging;
+        default:
+            return options.iterations;
+    }
+}
+
+}  // namespace
+
+void createBrightnessExposures(cv::Mat& flash, cv::Mat& nonFlash, float brightness, int iterations, std::string prefix,
+                               const Diagnostics& diagnostics) {
+    const auto writeTinted = [&prefix](int round, int exposure, const cv::Mat& bgr) {
+        cv::Mat bytes;
+        bgr.convertTo(bytes, CV_8U, 255);
+        // One digit is enough for the number of an exposure.
+        writeResultImage(prefix + convertIntToString(round) + "_0" + convertIntToString(exposure) + "_final.jpg",
+                         bytes);
+    };
+    const Watch nobody;
+    StepCount steps(nobody, 0);
+    const Recovered recovered = makeFullStack(flash, nonFlash, maskIfThere("maskFiltered06.jpg"),
+                                              {brightness, iterations, prefix, {}, writeTinted, steps, diagnostics});
+    mergeAndFuse(recovered.loaded.images, recovered.loaded.times, recovered.response, prefix, diagnostics);
+}
+
+void createBrightnessExposuresVs2(cv::Mat& flash, cv::Mat& nonFlash, float brightness, int iterations,
+                                  std::string prefix, const Diagnostics& diagnostics) {
+    const Watch nobody;
+    StepCount steps(nobody, 0);
+    const Recovered recovered =
+        makeTintedStack(flash, nonFlash, {brightness, iterations, prefix, {}, {}, steps, diagnostics});
+    mergeAndFuse(recovered.loaded.images, recovered.loaded.times, recovered.response, prefix, diagnostics);
+}
+
+void createBrightnessExposuresVs3(cv::Mat& flash, cv::Mat& nonFlash, float brightness, int iterations,
+                                  std::string prefix, const Diagnostics& diagnostics) {
+    diagnostics.print(linesOf(halvingTimes(30, exposureCount + 1)));
+    const Watch nobody;
+    StepCount steps(nobody, 0);
+    makeTint(flash, nonFlash, {brightness, iterations, std::move(prefix), {}, {}, steps, diagnostics});
+}
+
+ExposureStack exposureStack(const cv::Mat& flash, const cv::Mat& noFlash, const StackOptions& options,
+                            const Watch& watch) {
+    if (flash.empty()) {
+        return {};
+    }
+    const bool tintsOnly = options.version == StackVersion::tintOnly;
+    requireBetween("iterations", options.iterations, tintsOnly ? 1 : 0, 100);
+    cv::Mat ownFlash = ownUnitPhotograph("flash", flash);
+    requireBounded("flash", ownFlash);
+    cv::Mat ownNoFlash = ownUnitPhotograph("noFlash", noFlash);
+    requireBounded("noFlash", ownNoFlash);
+    requireSameSize("flash", ownFlash, "noFlash", ownNoFlash);
+    if (!tintsOnly) {
+        requireBrightnessFactor("brightness", options.brightness, exposureCount);
+        requireResponseGrid("flash", ownFlash.size());
+    }
+
+    ExposureStack stack;
+    StepCount steps(watch, stepsOf(options));
+    const PictureSink keepExposure = [&stack](int /*round*/, int exposure, const cv::Mat& bgr) {
+        stack.exposures[static_cast<std::size_t>(exposure)] = bgr.clone();
+    };
+    const PictureSink keepLastRound = [&stack, &options](int round, int exposure, const cv::Mat& bgr) {
+        if (round == options.iterations - 1) {
+            stack.tinted[static_cast<std::size_t>(exposure)] = bgr;
+        }
+    };
+    const StackWork work{static_cast<float>(options.brightness),
+                         options.iterations,
+                         {},
+                         keepExposure,
+                         keepLastRound,
+                         steps,
+                         watch.receiver()};
+    if (tintsOnly) {
+        makeTint(ownFlash, ownNoFlash, work);
+        stack.tinted = {ownFlash};
+        return stack;
+    }
+    stack.exposures.resize(exposureCount);
+    Recovered recovered;
+    if (options.version == StackVersion::full) {
+        stack.tinted.resize(options.iterations > 0 ? exposureCount : 0);
+        recovered = makeFullStack(ownFlash, ownNoFlash, {}, work);
+    } else {
+        recovered = makeTintedStack(ownFlash, ownNoFlash, work);
+        stack.tinted = {ownFlash};
+    }
+    stack.response = recovered.response;
+    const MergedExposures merged =
+        mergedOf(recovered.loaded.images, recovered.loaded.times, recovered.response, {}, [&steps] { steps.step(); });
+    stack.radiance = merged.radiance;
+    stack.toneMapped = merged.toneMapped;
+    stack.fused = merged.fused;
+    return stack;
 }
 
 }  // namespace likeness

@@ -1,8 +1,8 @@
 #include <likeness/exposure/response_recovery.hpp>
 
-#include <likeness/exposure/durand_tone_mapping.hpp>
 #include <likeness/exposure/exposure_sequence.hpp>
 #include "diagnostics/number_text.hpp"
+#include "exposure/exposure_merging.hpp"
 #include "exposure/exposure_times.hpp"
 #include "exposure/result_image.hpp"
 
@@ -58,19 +58,17 @@ void dumpResponse(const cv::Mat& response, const ResponseFiles& files, const Dia
     dump(files.values, [](int k) { return std::to_string(k); });
 }
 
+void writeMerged(const MergedExposures& merged, const std::string& prefix) {
+    writeResultImage(prefix + ".hdr", merged.radiance);
+    writeResultImage(prefix + ".jpg", merged.toneMapped * 255);
+    writeResultImage(prefix + "fusion.jpg", merged.fused * 255);
+}
+
 void mergeAndFuse(const std::vector<cv::Mat>& images, const std::vector<float>& times, const cv::Mat& response,
                   const std::string& prefix, const Diagnostics& diagnostics) {
-    cv::Mat radiance;
-    cv::createMergeDebevec()->process(images, radiance, times, response);
-    cv::Mat toneMapped;
-    toneMapDurand(radiance, toneMapped);
-    cv::Mat fusion;
-    cv::createMergeMertens(1.0F, 1.0F, 0.0F)->process(images, fusion);
-
+    const MergedExposures merged = mergedOf(images, times, response, {}, [] {});
     diagnostics.print(prefix + ".hdr " + prefix + ".jpg\n");
-    writeResultImage(prefix + ".hdr", radiance);
-    writeResultImage(prefix + ".jpg", toneMapped * 255);
-    writeResultImage(prefix + "fusion.jpg", fusion * 255);
+    writeMerged(merged, prefix);
 }
 
 void recoverCRF(cv::Mat*& exposures, cv::Mat& nonFlash, int count, std::string prefix, const Diagnostics& diagnostics) {
@@ -86,7 +84,7 @@ void recoverCRF(cv::Mat*& exposures, cv::Mat& nonFlash, int count, std::string p
     diagnostics.print("here i am\n");
     const cv::Mat response = recoverResponse(images, imageTimes);
     diagnostics.print("here i am\n");
-    dumpResponse(response, {"Rreal.txt", "Greal.txt", "Breal.txt", "valuesReal.txt"}, diagnostics);
+    dumpResponse(response, bracketResponseFiles(), diagnostics);
     mergeAndFuse(images, imageTimes, response, prefix, diagnostics);
 }
 

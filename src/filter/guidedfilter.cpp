@@ -1,6 +1,7 @@
 #include <likeness/filter/guidedfilter.hpp>
 
 #include "filter/box_filter.hpp"
+#include "filter/plane_block.hpp"
 #include "filter/plane_quotient.hpp"
 
 // For the loops below: no step touches what another one touches, although planes are written in place.
@@ -128,13 +129,12 @@ cv::Mat GuidedFilterImpl::filter(const cv::Mat& p, int depth, const Diagnostics&
 }
 
 GuidedFilterMono::GuidedFilterMono(const cv::Mat& guide, int windowSide, double regularizer)
-    : GuidedFilterImpl(storedDepth(guide)),
-      windowSize(windowSide),
-      eps(regularizer),
-      memory_(guide.size(), storedDepth(guide), 3) {
+    : GuidedFilterImpl(storedDepth(guide)), windowSize(windowSide), eps(regularizer) {
+    const auto memory = std::make_shared<PlaneBlock>(guide.size(), storedDepth(guide), 3);
     for (cv::Mat* plane : {&I, &meanI, &varI}) {
-        *plane = memory_.take();
+        *plane = memory->take();
     }
+    memory_ = memory;
     guide.convertTo(I, storedDepth(guide));
     boxfilter(I, windowSize, meanI);
     cv::multiply(I, I, varI);
@@ -164,16 +164,14 @@ cv::Mat GuidedFilterMono::filterColorChannelsMK(const cv::Mat& p) const {
 
 GuidedFilterColor::GuidedFilterColor(const cv::Mat& guide, int windowSide, double regularizer,
                                      const Diagnostics& diagnostics)
-    : GuidedFilterImpl(storedDepth(guide)),
-      Ichannels(3),
-      windowSize(windowSide),
-      eps(regularizer),
-      memory_(guide.size(), storedDepth(guide), 18) {
+    : GuidedFilterImpl(storedDepth(guide)), Ichannels(3), windowSize(windowSide), eps(regularizer) {
+    const auto memory = std::make_shared<PlaneBlock>(guide.size(), storedDepth(guide), 18);
     for (cv::Mat* plane :
          {&Ichannels[0], &Ichannels[1], &Ichannels[2], &meanI0, &meanI1, &meanI2, &invCov00, &invCov01, &invCov02,
           &invCov11, &invCov12, &invCov22, &cov00, &cov01, &cov02, &cov11, &cov12, &cov22}) {
-        *plane = memory_.take();
+        *plane = memory->take();
     }
+    memory_ = memory;
     cv::split(convertTo(guide, storedDepth(guide)), Ichannels);
     cv::Mat* const means[] = {&meanI0, &meanI1, &meanI2};
     const char* const names[] = {"0R.jpg", "0G.jpg", "0B.jpg"};

@@ -1,4 +1,4 @@
-#include <likeness/filter/plane_block.hpp>
+#include "filter/plane_block.hpp"
 
 namespace likeness {
 namespace {

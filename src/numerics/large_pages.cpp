@@ -1,4 +1,4 @@
-#include <likeness/numerics/large_pages.hpp>
+#include "numerics/large_pages.hpp"
 
 #include <cstdlib>
 #include <new>

@@ -1,26 +1,28 @@
 #include <likeness/structure/optical_flow_alignment.hpp>
 
+#include "color/photograph_argument.hpp"
+
 #include <opencv2/imgproc.hpp>
 #include <opencv2/video/tracking.hpp>
+
+#include <string>
 
 namespace likeness {
 namespace {
 
+constexpr double scale = 255.0;
+
 /// Flow from the reference to where each of its pixels is found in the moving image.
-cv::Mat flowBetween(const cv::Mat& reference, const cv::Mat& moving) {
+cv::Mat flowBetween(const cv::Mat& reference, const cv::Mat& moving, const AlignOptions& options) {
     constexpr double pyramidScale = 0.5;
-    constexpr int levels = 9;
-    constexpr int window = 15;
-    constexpr int iterations = 3;
-    constexpr int neighbourhood = 5;
-    constexpr double neighbourhoodSigma = 0.2;  // departure 17
+    constexpr int neighborhood = 5;
     cv::Mat grayMoving;
     cv::Mat grayReference;
     cv::cvtColor(moving, grayMoving, cv::COLOR_BGR2GRAY);
     cv::cvtColor(reference, grayReference, cv::COLOR_BGR2GRAY);
     cv::Mat flow;
-    cv::calcOpticalFlowFarneback(grayReference, grayMoving, flow, pyramidScale, levels, window, iterations,
-                                 neighbourhood, neighbourhoodSigma, 0);
+    cv::calcOpticalFlowFarneback(grayReference, grayMoving, flow, pyramidScale, options.levels, options.window,
+                                 options.iterations, neighborhood, options.neighborhoodSigma, 0);
     return flow;
 }
 
@@ -38,6 +40,11 @@ cv::Mat pointsOf(const cv::Mat& flow) {
     return points;
 }
 
+/// The pixels of `moving` that the flow leads to.
+void follow(const cv::Mat& moving, const cv::Mat& flow, cv::Mat& image) {
+    cv::remap(moving, image, pointsOf(flow), cv::noArray(), cv::INTER_NEAREST, cv::BORDER_CONSTANT, cv::Scalar::all(0));
+}
+
 }  // namespace
 
 void calculateOpticalFlow(cv::Mat& moving, cv::Mat& reference, cv::Mat& out) {
@@ -48,14 +55,39 @@ void calculateOpticalFlow(cv::Mat& moving, cv::Mat& reference, cv::Mat& out) {
 void alignAlongOpticalFlow(cv::Mat& moving, cv::Mat& reference, cv::Mat& out, cv::Mat& flow) {
     CV_Assert(!moving.empty() && moving.type() == CV_32FC3);
     CV_Assert(reference.size() == moving.size() && reference.type() == CV_32FC3);
-    constexpr double scale = 255.0;
     moving *= scale;
     reference *= scale;
-    flow = flowBetween(reference, moving);
-    cv::remap(moving, out, pointsOf(flow), cv::noArray(), cv::INTER_NEAREST, cv::BORDER_CONSTANT, cv::Scalar::all(0));
+    flow = flowBetween(reference, moving, {});
+    follow(moving, flow, out);
     moving /= scale;
     reference /= scale;
     out /= scale;
+}
+
+Alignment alignTo(const cv::Mat& moving, const cv::Mat& reference, const AlignOptions& options, const Watch& watch) {
+    if (moving.empty()) {
+        return {};
+    }
+    requireBetween("levels", options.levels, 1, 30);
+    requireBetween("window", options.window, 1, 999);
+    requireBetween("iterations", options.iterations, 1, 100);
+    requireAboveZero("neighborhoodSigma", options.neighborhoodSigma, 100);
+    const auto bytesScale = [](const std::string& name, const cv::Mat& photograph) {
+        cv::Mat image = unitPhotograph(name, photograph);
+        requireFinite(name, image);
+        return cv::Mat(image * scale);
+    };
+    const cv::Mat scaledMoving = bytesScale("moving", moving);
+    const cv::Mat scaledReference = bytesScale("reference", reference);
+    requireSameSize("moving", scaledMoving, "reference", scaledReference);
+    constexpr int steps = 2;
+    Alignment alignment;
+    alignment.flow = flowBetween(scaledReference, scaledMoving, options);
+    watch.step(1, steps);
+    follow(scaledMoving, alignment.flow, alignment.image);
+    alignment.image /= scale;
+    watch.step(2, steps);
+    return alignment;
 }
 
 }  // namespace likeness

@@ -1,5 +1,6 @@
 #include <likeness/structure/structure_tensor.hpp>
 
+#include "color/photograph_argument.hpp"
 #include "numerics/image_walk.hpp"
 #include "structure/tensor_eigenvalues.hpp"
 
@@ -161,30 +162,67 @@ private:
     cv::Mat yy_;
 };
 
-}  // namespace
-
-void computeStructuralTensor(cv::Mat& image, cv::Mat& out, float size, const Diagnostics& diagnostics) {
-    CV_Assert(!image.empty());
+/// Fills `strength`, and `coherence` where there is one, band by band.
+/// @param image  CV_32FC3 on the scale 0..255
+void mapStructure(const cv::Mat& image, int kernelSide, cv::Mat& strength, cv::Mat* coherenceMap, const Watch& watch) {
     constexpr int bandHeight = 32;
+    const Diagnostics& diagnostics = watch.receiver();
     std::optional<ShownMaps> shown;
     if (diagnostics.wantsFiles()) {
         shown.emplace(image.size());
     }
-    BandTensor tensor(image, static_cast<int>(size));
-    for (int first = 0; first < image.rows; first += bandHeight) {
+    const int bands = (image.rows + bandHeight - 1) / bandHeight;
+    BandTensor tensor(image, kernelSide);
+    for (int k = 0; k < bands; ++k) {
+        const int first = k * bandHeight;
         const cv::Range band(first, std::min(first + bandHeight, image.rows));
         tensor.find(band, shown ? &*shown : nullptr);
-        tensor.map(out.rowRange(band), orientationStrength);
+        tensor.map(strength.rowRange(band), orientationStrength);
         if (shown) {
             tensor.map(shown->coherence.rowRange(band), coherence);
+        }
+        if (coherenceMap != nullptr) {
+            tensor.map(coherenceMap->rowRange(band), coherence);
         }
         if (first == 0 && diagnostics.wantsMessages()) {
             diagnostics.print(tensor.firstPixelText());
         }
+        watch.step(k + 1, bands);
     }
     if (shown) {
-        shown->write(out, diagnostics);
+        shown->write(strength, diagnostics);
     }
+}
+
+}  // namespace
+
+void computeStructuralTensor(cv::Mat& image, cv::Mat& out, float size, const Diagnostics& diagnostics) {
+    CV_Assert(!image.empty());
+    Watch watch;
+    watch.diagnostics = &diagnostics;
+    mapStructure(image, static_cast<int>(size), out, nullptr, watch);
+}
+
+Structure orientedStructure(const cv::Mat& photograph, const StructureOptions& options, const Watch& watch) {
+    if (photograph.empty()) {
+        return {};
+    }
+    requireBetween("size", options.size, 1, 99);
+    if (options.size % 2 == 0) {
+        refuseArgument("size", "it must be odd, not " + std::to_string(options.size));
+    }
+    const cv::Mat image = unitPhotograph("photograph", photograph) * 255.0;  // the strength's constant is one for bytes
+    Structure structure;
+    structure.strength.create(image.size(), CV_32F);
+    if (options.coherence) {
+        structure.coherence.create(image.size(), CV_32F);
+    }
+    mapStructure(image, options.size, structure.strength, options.coherence ? &structure.coherence : nullptr, watch);
+    if (options.coherence) {
+        structure.coherence *= 255.0;  // to the scale of the dump and back, so that both say the same
+        structure.coherence /= 255.0;
+    }
+    return structure;
 }
 
 }  // namespace likeness

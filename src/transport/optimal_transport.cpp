@@ -3,6 +3,7 @@
 #include <likeness/transport/closed_form_map.hpp>
 #include "numerics/image_walk.hpp"
 #include "transport/channel_statistics.hpp"
+#include "transport/color_gaussian.hpp"
 
 #include <algorithm>
 #include <cmath>
@@ -13,35 +14,15 @@
 namespace likeness {
 namespace {
 
-constexpr ChannelRange chroma = {1, 2};
 constexpr ChannelRange allChannels = {0, 3};
 
-/// What the transfer knows of an image's colours.
-struct ColorGaussian {
-    ChannelCovariance statistics;
-    cv::Mat covariance;
-    float chromaMeans[2];  // weighted
-    float means[3];        // as `computeWeightedMeanVector` has them
-
-    ColorGaussian(const cv::Mat& img, int dims)
-        : statistics(covarianceOf(img, channelsOf(dims))), covariance(dims, dims, CV_32F) {
-        copyCovariance(statistics, covariance);
-        weightedMeans(img, chroma, chromaMeans);
-        for (int i = 0; i < dims; ++i) {
-            means[i] = dims == 2 ? chromaMeans[i] : statistics.sums[i].mean();
-        }
+/// Weighted means: with two dimensions those that the transfer uses itself.
+void copyChromaMeans(const cv::Mat& img, const ColorGaussian& colors, float* row) {
+    if (colors.statistics.channels == 2) {
+        std::copy(colors.means, colors.means + 2, row);
+    } else {
+        weightedMeans(img, chromaChannels, row);
     }
-
-    std::string covarianceMessage() const { return covarianceLines(statistics); }
-
-    /// Weighted means are found without a message.
-    std::string meansMessage() const {
-        return statistics.channels == 2 ? std::string() : sumLines(statistics.sums, statistics.channels);
-    }
-};
-
-void copyChromaMeans(const ColorGaussian& colors, cv::Mat& row) {
-    std::copy(colors.chromaMeans, colors.chromaMeans + 2, row.ptr<float>(0));
 }
 
 void moveColors(const cv::Mat& inputImg, const cv::Mat& targetImg, ColorGaussian& input, ColorGaussian& target, float t,
@@ -101,12 +82,11 @@ void applyOptimalTransport(const cv::Mat& inputImg, const cv::Mat& targetImg, cv
     ColorGaussian input(inputImg, dims);
     ColorGaussian target(targetImg, dims);
     if (diagnostics.wantsMessages()) {
-        diagnostics.print(input.covarianceMessage() + target.covarianceMessage() + input.meansMessage() +
-                          target.meansMessage());
+        diagnostics.print(transferMessage(input, target));
     }
     // Element i is channel i + 1 with three dimensions too, where the last element then has no channel.
-    copyChromaMeans(input, inpMeanRow);
-    copyChromaMeans(target, tarMeanRow);
+    copyChromaMeans(inputImg, input, inpMeanRow.ptr<float>(0));
+    copyChromaMeans(targetImg, target, tarMeanRow.ptr<float>(0));
     moveColors(inputImg, targetImg, input, target, t, dims, transportMat, result);
 }
 
@@ -117,7 +97,7 @@ void applyOptimalTransportBonneel(const cv::Mat& inputImg, const cv::Mat& target
     ColorGaussian input(inputImg, dims);
     ColorGaussian target(targetImg, dims);
     const ChannelCovariance inputAll = covarianceOf(inputImg, allChannels);
-    const ChannelCovariance targetChroma = covarianceOf(targetImg, chroma);
+    const ChannelCovariance targetChroma = covarianceOf(targetImg, chromaChannels);
     if (diagnostics.wantsMessages()) {
         std::ostringstream text;
         text << input.covarianceMessage() << target.covarianceMessage() << input.covariance << " inpCovs\n"
@@ -131,8 +111,8 @@ void applyOptimalTransportBonneel(const cv::Mat& inputImg, const cv::Mat& target
     cv::invert(inputCovariance, inpCovInv, cv::DECOMP_LU);
     copyCovariance(targetChroma, tarCov2);
     weightedMeans(inputImg, {0, 1}, inpMeanRow.ptr<float>(0));
-    std::copy(input.chromaMeans, input.chromaMeans + 2, inpMeanRow.ptr<float>(0) + 1);
-    copyChromaMeans(target, tarMeanRow);
+    copyChromaMeans(inputImg, input, inpMeanRow.ptr<float>(0) + 1);
+    copyChromaMeans(targetImg, target, tarMeanRow.ptr<float>(0));
     moveColors(inputImg, targetImg, input, target, t, dims, transportMat, result);
 }
 

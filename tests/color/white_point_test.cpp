@@ -1,15 +1,18 @@
 #include <likeness/color/white_point.hpp>
 
+#include <likeness/color/unit_image.hpp>
 #include <likeness/filter/guidedfilter.hpp>
 #include "reference/color_space_reference.hpp"
 #include "reference/filter_reference.hpp"
 #include "support/mat_matchers.hpp"
+#include "support/quiet_call.hpp"
 #include "support/scratch_directory.hpp"
 #include "support/test_images.hpp"
 
 #include <gtest/gtest.h>
 #include <opencv2/imgproc.hpp>
 
+#include <cmath>
 #include <filesystem>
 #include <limits>
 
@@ -157,6 +160,92 @@ TEST(WhiteImage, TheSecondVersionIsABilateralFilter) {
     cv::bilateralFilter(image, expected, 9, static_cast<double>(0.3F), 9.0, cv::BORDER_REFLECT_101);
     EXPECT_MAT_EQUAL(actual, expected);
     EXPECT_GT(cv::norm(actual, image, cv::NORM_INF), 0.05);
+}
+
+TEST(GrayWorldWhite, HasTheBitsOfTheLiteralCall) {
+    const cv::Mat bytes = testing::examplePhotograph("cat.jpg");
+    for (const cv::Mat& photograph : {bytes, testing::exampleImage("cat.jpg"), testing::withGaps(bytes)}) {
+        const WhiteEstimate actual =
+            testing::quietly(photograph, [](const cv::Mat& image) { return grayWorldWhite(image); });
+        cv::Mat white(1, 1, CV_32FC3);
+        cv::Mat yuv = unknown();
+        cv::Mat noMask;
+        EXPECT_FALSE(computeWhitePointFromGrayWorld(toUnit(photograph), white, yuv, noMask, dropAll()));
+        EXPECT_EQ(actual.bgr, cv::Vec3d(white.at<cv::Vec3f>(0, 0)));
+        EXPECT_EQ(actual.yuv, cv::Vec3d(yuv.at<cv::Vec3f>(0, 0)));
+        EXPECT_EQ(actual.white.xyz, White::fromBgr(actual.bgr).xyz);
+        EXPECT_TRUE(actual.found);
+        EXPECT_FALSE(actual.converged);
+    }
+}
+
+TEST(GrayWorldWhite, ConvergesWhereItNoLongerMoves) {
+    const cv::Mat photograph = testing::randomPhotograph({40, 30}, 1);
+    const WhiteEstimate first = grayWorldWhite(photograph);
+    EXPECT_TRUE(grayWorldWhite(photograph, &first).converged);
+    WhiteEstimate elsewhere = first;
+    elsewhere.yuv[1] += 1e-3;
+    EXPECT_FALSE(grayWorldWhite(photograph, &elsewhere).converged);
+}
+
+TEST(GrayWorldWhite, SaysWhereThereIsNoNeutralPixel) {
+    EXPECT_FALSE(grayWorldWhite(cv::Mat()).found);
+    EXPECT_FALSE(grayWorldWhite(cv::Mat(4, 4, CV_8UC3, cv::Scalar(0, 0, 255))).found);
+    EXPECT_TRUE(grayWorldWhite(cv::Mat(1, 1, CV_8UC3, cv::Scalar::all(90))).found);
+    cv::Mat withNaN = testing::exampleImage("cat.jpg");
+    withNaN.at<cv::Vec3f>(3, 4)[1] = std::numeric_limits<float>::quiet_NaN();
+    EXPECT_TRUE(cv::checkRange(cv::Mat(grayWorldWhite(withNaN).bgr)));
+    testing::expectRefusal("photograph", "not CV_8UC1", [] { grayWorldWhite(cv::Mat(2, 2, CV_8UC1)); });
+}
+
+TEST(LocalWhite, HasTheBitsOfTheLiteralCalls) {
+    const cv::Mat bytes = testing::randomPhotograph({45, 37}, 2);
+    cv::Mat unit = toUnit(bytes);
+    cv::Mat guided;
+    computeWhiteImg(unit, guided, 16, dropAll());
+    cv::Mat bilateral;
+    computeWhiteImgVs2(unit, bilateral, 0.2F, 7);
+    LocalWhiteOptions options;
+    options.filter = WhiteFilter::bilateral;
+    options.sigma = 0.2;
+    options.diameter = 7;
+    cv::Mat sixteen;
+    bytes.convertTo(sixteen, CV_16U, 257);
+    for (const cv::Mat& photograph : {bytes, unit, testing::withGaps(bytes), testing::withGaps(unit), sixteen}) {
+        EXPECT_MAT_EQUAL(testing::quietly(photograph, [](const cv::Mat& image) { return localWhite(image); }), guided);
+        EXPECT_MAT_EQUAL(testing::quietly(photograph, [&](const cv::Mat& image) { return localWhite(image, options); }),
+                         bilateral);
+    }
+    EXPECT_TRUE(localWhite(cv::Mat()).empty());
+    EXPECT_EQ(localWhite(cv::Mat(1, 1, CV_8UC3, cv::Scalar::all(7))).size(), cv::Size(1, 1));
+}
+
+TEST(LocalWhite, RefusesWhatItCannotSmooth) {
+    const cv::Mat photograph = testing::randomImage({20, 20}, 3, 0, 1, 3);
+    testing::expectPhotographChecked("photograph", photograph, [](const cv::Mat& image) { localWhite(image); });
+    LocalWhiteOptions options;
+    for (const double sigma : {0.0, -1.0, 101.0, std::nan("")}) {
+        options.sigma = sigma;
+        testing::expectRefusal("sigma", "above 0", [&] { localWhite(photograph, options); });
+    }
+    options.sigma = 1;
+    for (const int diameter : {0, 256}) {
+        options.diameter = diameter;
+        testing::expectRefusal("diameter", "from 1 to 255", [&] { localWhite(photograph, options); });
+    }
+}
+
+TEST(LocalWhite, ReportsAndGivesItsDumps) {
+    const cv::Mat photograph = testing::randomImage({20, 20}, 3, 0, 1, 3);
+    testing::expectSteps([&](const Watch& watch) { localWhite(photograph, {}, watch); });
+    testing::expectSteps([&](const Watch& watch) { grayWorldWhite(photograph, nullptr, watch); });
+    const testing::ScratchDirectory scratch;
+    const DirectoryDiagnostics dumps{std::string()};
+    Watch watch;
+    watch.diagnostics = &dumps;
+    localWhite(photograph, {}, watch);
+    EXPECT_TRUE(std::filesystem::exists("0R.jpg"));
+    EXPECT_EQ(testing::printedBy([&] { grayWorldWhite(photograph, nullptr, watch); }).front(), '[');
 }
 
 }  // namespace

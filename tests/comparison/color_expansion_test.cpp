@@ -1,6 +1,6 @@
 #include "comparison/color_expansion.hpp"
 
-#include <likeness/comparison/distinct_colors.hpp>
+#include "comparison/distinct_colors.hpp"
 #include "support/mat_matchers.hpp"
 #include "support/scratch_directory.hpp"
 #include "support/test_images.hpp"

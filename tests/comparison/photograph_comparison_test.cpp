@@ -5,6 +5,7 @@
 #include <likeness/appearance/viewing_conditions.hpp>
 #include <likeness/comparison/metrics.hpp>
 #include <likeness/comparison/perceptual_metrics.hpp>
+#include "comparison/photograph_counts.hpp"
 #include "reference/metrics_reference.hpp"
 #include "support/mat_matchers.hpp"
 #include "support/scratch_directory.hpp"

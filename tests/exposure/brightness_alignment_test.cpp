@@ -1,7 +1,9 @@
 #include <likeness/exposure/brightness_alignment.hpp>
 
+#include <likeness/color/unit_image.hpp>
 #include "reference/brightness_alignment_reference.hpp"
 #include "support/mat_matchers.hpp"
+#include "support/quiet_call.hpp"
 #include "support/scratch_directory.hpp"
 #include "support/test_images.hpp"
 
@@ -198,6 +200,64 @@ TEST(AlterNonFlashBrightness, PrintsNothingWhereNothingIsWanted) {
     cv::Mat result;
     EXPECT_EQ(testing::printedBy([&] { alterNonFlashBrightness(image, image, result, dropAll()); }), "");
     EXPECT_TRUE(std::filesystem::is_empty(scratch.path()));
+}
+
+TEST(MatchLightness, IsTheGivenOneOfEveryDepth) {
+    const cv::Mat photograph = testing::examplePhotograph("cat.jpg")(cv::Rect(60, 60, 50, 40)).clone();
+    cv::Mat reference = testing::exampleImage("coffee.jpg")(cv::Rect(60, 60, 60, 50)).clone();
+    for (const int depth : {CV_8U, CV_16U, CV_32F, CV_64F}) {
+        cv::Mat image;
+        photograph.convertTo(image, depth, depth == CV_8U ? 1 : depth == CV_16U ? 257 : 1 / 255.0);
+        cv::Mat unit = toUnit(image).clone();
+        cv::Mat expected;
+        alterNonFlashBrightness(unit, reference, expected, dropAll());
+        for (const cv::Mat& some : {image, testing::withGaps(image)}) {
+            const LightnessMatch match =
+                testing::quietly(some, [&](const cv::Mat& one) { return matchLightness(one, reference); });
+            EXPECT_MAT_EQUAL(match.image, expected);
+            EXPECT_EQ(match.own.mean, lightnessStatistics(unit, dropAll()).mean);
+            EXPECT_EQ(match.own.deviation, lightnessStatistics(unit, dropAll()).deviation);
+            EXPECT_EQ(match.wanted.mean, lightnessStatistics(reference, dropAll()).mean);
+            EXPECT_EQ(match.wanted.deviation, lightnessStatistics(reference, dropAll()).deviation);
+            EXPECT_EQ(match.reached.mean, lightnessStatistics(expected, dropAll()).mean);
+            EXPECT_EQ(match.reached.deviation, lightnessStatistics(expected, dropAll()).deviation);
+        }
+    }
+}
+
+TEST(MatchLightness, OfASmallerReferenceRemapsEveryPixel) {
+    const cv::Mat image = testing::randomImage({30, 20}, 3, 0.3F, 0.6F, 10);
+    const cv::Mat reference = testing::randomImage({40, 30}, 3, 0.1F, 0.9F, 11);
+    const cv::Mat part = reference(cv::Rect(0, 0, 18, 25)).clone();
+    const LightnessMatch match = matchLightness(image, part);
+    // The statistics alone count: the same as those of the part, tiled to a larger image.
+    cv::Mat tiled;
+    cv::repeat(part, 2, 2, tiled);
+    EXPECT_MAT_NEAR(match.image, matchLightness(image, tiled).image, {.absolute = 1e-5});
+    EXPECT_NEAR(match.reached.mean, match.wanted.mean, 0.3);
+}
+
+TEST(MatchLightness, OfAPhotographAndItself) {
+    const cv::Mat image = testing::exampleImage("cat.jpg")(cv::Rect(60, 60, 50, 40)).clone();
+    EXPECT_MAT_NEAR(matchLightness(image, image).image, image, {.absolute = 4e-3});
+}
+
+TEST(MatchLightness, RefusesWhatItCannotDo) {
+    EXPECT_TRUE(matchLightness(cv::Mat(), cv::Mat()).image.empty());
+    const cv::Mat image = testing::randomImage({9, 8}, 3, 0, 1, 12);
+    testing::expectPhotographChecked("photograph", image, [&](const cv::Mat& wrong) { matchLightness(wrong, image); });
+    testing::expectPhotographChecked("reference", image, [&](const cv::Mat& wrong) { matchLightness(image, wrong); });
+    testing::expectRefusal("reference", "empty", [&] { matchLightness(image, cv::Mat()); });
+    testing::expectRefusal("photograph", "-1e6 to 1e6", [&] { matchLightness(cv::Mat(image * 1e8), image); });
+    const cv::Mat even(9, 8, CV_8UC3, cv::Scalar(40, 90, 10));
+    testing::expectRefusal("photograph", "one lightness", [&] { matchLightness(even, image); });
+    testing::expectRefusal("reference", "one lightness", [&] { matchLightness(image, even); });
+    testing::expectRefusal("photograph", "one lightness", [&] { matchLightness(image(cv::Rect(0, 0, 1, 1)), image); });
+}
+
+TEST(MatchLightness, ItsCallerHearsOfItAndEndsIt) {
+    const cv::Mat image = testing::randomImage({9, 8}, 3, 0, 1, 13);
+    EXPECT_EQ(testing::expectSteps([&](const Watch& watch) { matchLightness(image, image, watch); }), 4);
 }
 
 }  // namespace

@@ -4,10 +4,12 @@
 #include "exposure/exposure_stack_scene.hpp"
 #include "reference/exposure_reference.hpp"
 #include "support/mat_matchers.hpp"
+#include "support/quiet_call.hpp"
 
 #include <gtest/gtest.h>
 #include <opencv2/imgcodecs.hpp>
 
+#include <atomic>
 #include <fstream>
 #include <set>
 
@@ -267,6 +269,182 @@ TEST_F(ExposureStack, NotANumberGoesThrough) {
                          reference::createBrightnessExposures(expected.flash, expected.nonFlash, 1.0F, 1, "out");
                      }));
     EXPECT_NE(traces.files.at("yValues.txt").find("nan"), std::string::npos);
+}
+
+std::string encoded(const std::string& extension, const cv::Mat& image) {
+    std::vector<uchar> file;
+    cv::imencode(extension, image, file);
+    return {file.begin(), file.end()};
+}
+
+std::string jpegOfUnit(const cv::Mat& image) {
+    cv::Mat bytes;
+    image.convertTo(bytes, CV_8U, 255);
+    return encoded(".jpg", bytes);
+}
+
+StackOptions stackOptions(StackVersion version, int iterations) {
+    StackOptions options;
+    options.version = version;
+    options.brightness = static_cast<double>(brightness);
+    options.iterations = iterations;
+    return options;
+}
+
+// Small: the recovery of a response takes as long for any size.
+FlashPair smallPair() {
+    return FlashPair(cv::Rect(60, 60, 16, 12));
+}
+
+void expectMergedFiles(const likeness::ExposureStack& stack, const std::map<std::string, std::string>& files) {
+    EXPECT_TRUE(files.at("out.hdr") == encoded(".hdr", stack.radiance));
+    EXPECT_TRUE(files.at("out.jpg") == encoded(".jpg", stack.toneMapped * 255));
+    EXPECT_TRUE(files.at("outfusion.jpg") == encoded(".jpg", stack.fused * 255));
+}
+
+TEST_F(ExposureStack, ReturnsWhatTheFullVersionWrites) {
+    const StackRun given = runLibrary(createBrightnessExposures, smallPair(), 2, "out");
+    const FlashPair pair = smallPair();
+    const auto stack = testing::quietly(pair.flash, [&](const cv::Mat& flash) {
+        return exposureStack(flash, pair.nonFlash, stackOptions(StackVersion::full, 2));
+    });
+    EXPECT_MAT_EQUAL(pair.nonFlash, smallPair().nonFlash);
+    ASSERT_EQ(stack.exposures.size(), 6U);
+    ASSERT_EQ(stack.tinted.size(), 6U);
+    for (std::size_t i = 0; i < 6; ++i) {
+        // The dump is of the picture before its product with 255 was taken back: the same byte but for ties.
+        EXPECT_TRUE(given.traces.files.at(std::to_string(i) + "_nonFlash.jpg") ==
+                    encoded(".jpg", stack.exposures[i] * 255))
+            << i;
+        EXPECT_TRUE(given.traces.files.at("out1_0" + std::to_string(i) + "_final.jpg") == jpegOfUnit(stack.tinted[i]))
+            << i;
+    }
+    EXPECT_EQ(stack.response.size(), cv::Size(1, 256));
+    expectMergedFiles(stack, given.traces.files);
+}
+
+TEST_F(ExposureStack, ReturnsWhatTheSecondVersionWrites) {
+    const StackRun given = runLibrary(createBrightnessExposuresVs2, smallPair(), 2, "out");
+    const FlashPair pair = smallPair();
+    const auto stack = testing::quietly(pair.flash, [&](const cv::Mat& flash) {
+        return exposureStack(flash, pair.nonFlash, stackOptions(StackVersion::tintedFirst, 2));
+    });
+    EXPECT_MAT_EQUAL(pair.nonFlash, smallPair().nonFlash);
+    ASSERT_EQ(stack.tinted.size(), 1U);
+    EXPECT_MAT_EQUAL(stack.tinted[0], given.pair.flash);
+    ASSERT_EQ(stack.exposures.size(), 6U);
+    for (int i = 0; i < 6; ++i) {
+        EXPECT_TRUE(given.traces.files.at(std::to_string(i) + "_nonFlash.jpg") ==
+                    encoded(".jpg", stack.exposures[static_cast<std::size_t>(i)] * 255));
+    }
+    expectMergedFiles(stack, given.traces.files);
+}
+
+TEST_F(ExposureStack, ReturnsWhatTheThirdVersionTints) {
+    const StackRun given = runLibrary(createBrightnessExposuresVs3, smallPair(), 2, "out", dropAll());
+    const FlashPair pair = smallPair();
+    for (const cv::Mat& some : {pair.flash, testing::withGaps(pair.flash)}) {
+        const auto stack = testing::quietly(some, [&](const cv::Mat& flash) {
+            return exposureStack(flash, pair.nonFlash, stackOptions(StackVersion::tintOnly, 2));
+        });
+        ASSERT_EQ(stack.tinted.size(), 1U);
+        EXPECT_MAT_EQUAL(stack.tinted[0], given.pair.flash);
+        EXPECT_TRUE(stack.exposures.empty());
+        EXPECT_TRUE(stack.fused.empty());
+    }
+}
+
+TEST_F(ExposureStack, OfOtherDepths) {
+    cv::Mat unit = smallPair().flash;
+    const cv::Mat expected = exposureStack(unit, unit, stackOptions(StackVersion::tintOnly, 1)).tinted[0];
+    cv::Mat doubles;
+    unit.convertTo(doubles, CV_64F);
+    EXPECT_MAT_EQUAL(exposureStack(doubles, unit, stackOptions(StackVersion::tintOnly, 1)).tinted[0], expected);
+    cv::Mat sixteen;
+    unit.convertTo(sixteen, CV_16U, 65535);
+    EXPECT_MAT_NEAR(exposureStack(sixteen, sixteen, stackOptions(StackVersion::tintOnly, 1)).tinted[0], expected,
+                    {.absolute = 1e-3});
+}
+
+TEST_F(ExposureStack, RefusesWhatItCannotDo) {
+    const cv::Mat image = smallPair().flash;
+    const StackOptions full = stackOptions(StackVersion::full, 1);
+    EXPECT_TRUE(exposureStack(cv::Mat(), cv::Mat()).exposures.empty());
+    testing::expectPhotographChecked("flash", image, [&](const cv::Mat& wrong) { exposureStack(wrong, image, full); });
+    testing::expectPhotographChecked("noFlash", image,
+                                     [&](const cv::Mat& wrong) { exposureStack(image, wrong, full); });
+    testing::expectRefusal("noFlash", "16 x 12", [&] { exposureStack(image, image.rowRange(0, 11), full); });
+    testing::expectRefusal("flash", "room for the grid", [&] {
+        const cv::Mat small = image(cv::Rect(0, 0, 4, 3));
+        exposureStack(small, small, full);
+    });
+    testing::expectRefusal("iterations", "from 0 to 100",
+                           [&] { exposureStack(image, image, stackOptions(StackVersion::full, -1)); });
+    testing::expectRefusal("iterations", "from 1 to 100",
+                           [&] { exposureStack(image, image, stackOptions(StackVersion::tintOnly, 0)); });
+    StackOptions dark = full;
+    dark.brightness = 3;
+    testing::expectRefusal("brightness", "pass 6", [&] { exposureStack(image, image, dark); });
+}
+
+TEST_F(ExposureStack, ItsCallerHearsOfTheTinting) {
+    const FlashPair pair = smallPair();
+    EXPECT_EQ(testing::expectSteps([&](const Watch& watch) {
+                  exposureStack(pair.flash, pair.nonFlash, stackOptions(StackVersion::tintOnly, 3), watch);
+              }),
+              3);
+}
+
+/// Ends the operation at a step, by an exception of the caller's own, in teams of several sizes.
+void expectEnd(StackVersion version, int last, int total) {
+    const FlashPair pair = smallPair();
+    for (const int threads : {1, 2, 6}) {
+        SCOPED_TRACE(std::to_string(threads) + " threads, step " + std::to_string(last));
+        const testing::TeamOf team(threads);
+        std::atomic<int> inside{0};
+        int heard = 0;
+        Watch watch;
+        watch.progress = [&](int done, int all) {
+            EXPECT_EQ(inside.fetch_add(1), 0) << "from one thread at a time";
+            EXPECT_EQ(all, total);
+            EXPECT_EQ(done, ++heard);
+            inside.fetch_sub(1);
+            if (done == last) {
+                throw std::out_of_range("the caller's own");
+            }
+            return true;
+        };
+        EXPECT_THROW(exposureStack(pair.flash, pair.nonFlash, stackOptions(version, 1), watch), std::out_of_range);
+        EXPECT_EQ(heard, last) << "nothing after the end";
+        watch.progress = [last](int done, int /*all*/) { return done < last; };
+        EXPECT_THROW(exposureStack(pair.flash, pair.nonFlash, stackOptions(version, 1), watch), Cancelled);
+    }
+    EXPECT_MAT_EQUAL(pair.flash, smallPair().flash);
+    EXPECT_MAT_EQUAL(pair.nonFlash, smallPair().nonFlash);
+}
+
+TEST_F(ExposureStack, ItsCallerEndsItAtAnyStep) {
+    // Before the response, which takes longest: the smoothing, the brightness, the exposures, the tinting.
+    for (const int last : {1, 2, 3, 5, 8, 9, 11, 14}) {
+        expectEnd(StackVersion::full, last, 18);
+    }
+    for (const int last : {1, 2, 3, 4, 9}) {
+        expectEnd(StackVersion::tintedFirst, last, 13);
+    }
+}
+
+TEST_F(ExposureStack, ItsCallerHearsOfEveryStep) {
+    const FlashPair pair = smallPair();
+    int heard = 0;
+    Watch watch;
+    watch.progress = [&heard](int done, int /*total*/) {
+        EXPECT_EQ(done, ++heard);
+        return true;
+    };
+    const auto stack = exposureStack(pair.flash, pair.nonFlash, stackOptions(StackVersion::full, 0), watch);
+    EXPECT_EQ(heard, 12);
+    EXPECT_TRUE(stack.tinted.empty());
+    EXPECT_EQ(stack.exposures.size(), 6U);
 }
 
 }  // namespace

@@ -1,7 +1,9 @@
 #include <likeness/structure/optical_flow_alignment.hpp>
 
+#include <likeness/color/unit_image.hpp>
 #include "reference/structure_reference.hpp"
 #include "support/mat_matchers.hpp"
+#include "support/quiet_call.hpp"
 #include "support/test_images.hpp"
 
 #include <gtest/gtest.h>
@@ -180,6 +182,93 @@ TEST(CalculateOpticalFlow, RefusesWhatDoesNotFitAndTouchesNothing) {
         EXPECT_MAT_EQUAL(other, second);
         EXPECT_TRUE(out.empty());
     }
+}
+
+TEST(AlignTo, IsTheGivenOneOfEveryDepth) {
+    const cv::Mat photograph = testing::examplePhotograph("cat.jpg")(cv::Rect(60, 60, 90, 80)).clone();
+    cv::Mat moved;
+    cv::copyMakeBorder(photograph.colRange(0, 88), moved, 0, 0, 2, 0, cv::BORDER_REPLICATE);
+    for (const int depth : {CV_8U, CV_16U, CV_32F, CV_64F}) {
+        cv::Mat moving;
+        cv::Mat reference;
+        const double scale = depth == CV_8U ? 1 : depth == CV_16U ? 257 : 1 / 255.0;
+        photograph.convertTo(moving, depth, scale);
+        moved.convertTo(reference, depth, scale);
+        cv::Mat givenMoving = toUnit(moving).clone();
+        cv::Mat givenReference = toUnit(reference).clone();
+        cv::Mat image;
+        cv::Mat flow;
+        alignAlongOpticalFlow(givenMoving, givenReference, image, flow);
+        for (const cv::Mat& some : {moving, testing::withGaps(moving)}) {
+            const Alignment alignment =
+                testing::quietly(some, [&](const cv::Mat& one) { return alignTo(one, reference); });
+            EXPECT_MAT_EQUAL(alignment.image, image);
+            EXPECT_MAT_EQUAL(alignment.flow, flow);
+        }
+        const cv::Mat before = reference.clone();
+        alignTo(moving, reference);
+        EXPECT_MAT_EQUAL(reference, before);
+    }
+}
+
+TEST(AlignTo, APhotographToItself) {
+    const cv::Mat image = testing::exampleImage("coffee.jpg")(cv::Rect(10, 10, 60, 50)).clone();
+    const Alignment alignment = alignTo(image, image);
+    EXPECT_MAT_NEAR(alignment.image, image, {.relative = 0x1p-22});
+    EXPECT_MAT_NEAR(alignment.flow, cv::Mat(image.size(), CV_32FC2, cv::Scalar::all(0)), {.absolute = 0.01});
+}
+
+TEST(AlignTo, ItsOptionsReachTheFlow) {
+    const cv::Mat moving = testing::exampleImage("cat.jpg")(cv::Rect(60, 60, 180, 160)).clone();
+    cv::Mat reference;
+    cv::copyMakeBorder(moving.colRange(0, 178), reference, 0, 0, 2, 0, cv::BORDER_REPLICATE);
+    const cv::Mat usual = alignTo(moving, reference).flow;
+    AlignOptions levels;
+    levels.levels = 1;
+    AlignOptions window;
+    window.window = 5;
+    AlignOptions iterations;
+    iterations.iterations = 1;
+    AlignOptions sigma;
+    sigma.neighborhoodSigma = 1.1;
+    for (const AlignOptions& options : {levels, window, iterations, sigma}) {
+        EXPECT_GT(cv::norm(alignTo(moving, reference, options).flow, usual, cv::NORM_INF), 1e-3);
+    }
+}
+
+TEST(AlignTo, SmallImages) {
+    EXPECT_TRUE(alignTo(cv::Mat(), cv::Mat()).image.empty());
+    for (const cv::Size size : {cv::Size(1, 1), cv::Size(40, 1), cv::Size(1, 40)}) {
+        const Alignment alignment =
+            alignTo(testing::randomImage(size, 3, 0, 1, 1), testing::randomImage(size, 3, 0, 1, 2));
+        EXPECT_EQ(alignment.image.size(), size);
+        EXPECT_EQ(alignment.flow.size(), size);
+    }
+}
+
+TEST(AlignTo, RefusesWhatItCannotDo) {
+    const cv::Mat image = testing::randomImage({20, 16}, 3, 0, 1, 3);
+    testing::expectPhotographChecked("moving", image, [&](const cv::Mat& wrong) { alignTo(wrong, image); });
+    testing::expectPhotographChecked("reference", image, [&](const cv::Mat& wrong) { alignTo(image, wrong); });
+    testing::expectRefusal("reference", "20 x 16", [&] { alignTo(image, image.rowRange(0, 15)); });
+    testing::expectRefusal("reference", "empty", [&] { alignTo(image, cv::Mat()); });
+    AlignOptions options;
+    options.levels = 0;
+    testing::expectRefusal("levels", "1 to 30", [&] { alignTo(image, image, options); });
+    options = {};
+    options.window = 0;
+    testing::expectRefusal("window", "1 to 999", [&] { alignTo(image, image, options); });
+    options = {};
+    options.iterations = 0;
+    testing::expectRefusal("iterations", "1 to 100", [&] { alignTo(image, image, options); });
+    options = {};
+    options.neighborhoodSigma = 0;
+    testing::expectRefusal("neighborhoodSigma", "above 0", [&] { alignTo(image, image, options); });
+}
+
+TEST(AlignTo, ItsCallerHearsOfItAndEndsIt) {
+    const cv::Mat image = testing::randomImage({20, 16}, 3, 0, 1, 4);
+    EXPECT_EQ(testing::expectSteps([&](const Watch& watch) { alignTo(image, image, {}, watch); }), 2);
 }
 
 }  // namespace

@@ -1,7 +1,9 @@
 #include <likeness/structure/structure_tensor.hpp>
 
+#include <likeness/color/unit_image.hpp>
 #include "reference/structure_reference.hpp"
 #include "support/mat_matchers.hpp"
+#include "support/quiet_call.hpp"
 #include "support/scratch_directory.hpp"
 #include "support/test_images.hpp"
 
@@ -256,6 +258,77 @@ TEST(ComputeStructuralTensor, TakesMemoryOfAFewPlanesAndGivesItBack) {
     }
     EXPECT_EQ(kept.live, 0U);
     EXPECT_LT(kept.peak, 10 * plane) << "seven planes that are shown, and what the image writer takes";
+}
+
+/// The road through the given operation, its coherence as the dump has it.
+class CoherenceDump final : public Diagnostics {
+public:
+    bool wantsFiles() const noexcept override { return true; }
+    bool wantsMessages() const noexcept override { return false; }
+    void writeImage(const std::string& name, const cv::Mat& image) const override {
+        if (name == "coherence.jpg") {
+            coherence = image / 255.0;
+        }
+    }
+    void writeMap(const std::string& /*name*/, const cv::Mat& /*map*/, int /*rows*/, int /*cols*/) const override {}
+    std::unique_ptr<TextDump> openText(const std::string& name) const override { return dropAll().openText(name); }
+    void print(std::string_view /*text*/) const override {}
+
+    mutable cv::Mat coherence;
+};
+
+TEST(OrientedStructure, IsTheGivenOneOfEveryDepth) {
+    const cv::Mat unit = testing::exampleImage("coffee.jpg")(cv::Rect(30, 30, 70, 75)).clone();
+    for (const int depth : {CV_8U, CV_16U, CV_32F, CV_64F}) {
+        for (const int size : {3, 7}) {
+            cv::Mat photograph;
+            unit.convertTo(photograph, depth, depth == CV_8U ? 255 : depth == CV_16U ? 65535 : 1);
+            cv::Mat image = toUnit(photograph) * 255.0;
+            cv::Mat strength(image.size(), CV_32F);
+            const CoherenceDump dump;
+            computeStructuralTensor(image, strength, static_cast<float>(size), dump);
+            StructureOptions options;
+            options.size = size;
+            for (const cv::Mat& given : {photograph, testing::withGaps(photograph)}) {
+                const Structure structure =
+                    testing::quietly(given, [&](const cv::Mat& some) { return orientedStructure(some, options); });
+                EXPECT_MAT_EQUAL(structure.strength, strength);
+                EXPECT_MAT_EQUAL(structure.coherence, dump.coherence);
+            }
+            options.coherence = false;
+            EXPECT_MAT_EQUAL(orientedStructure(photograph, options).strength, strength);
+            EXPECT_TRUE(orientedStructure(photograph, options).coherence.empty());
+        }
+    }
+}
+
+TEST(OrientedStructure, SmallImages) {
+    EXPECT_TRUE(orientedStructure(cv::Mat()).strength.empty());
+    for (const cv::Size size : {cv::Size(1, 1), cv::Size(40, 1), cv::Size(1, 40)}) {
+        const Structure structure = orientedStructure(testing::randomImage(size, 3, 0, 1, 3));
+        EXPECT_EQ(structure.strength.size(), size);
+        EXPECT_EQ(structure.coherence.size(), size);
+    }
+    const Structure flat = orientedStructure(cv::Mat(5, 5, CV_8UC3, cv::Scalar::all(9)));
+    EXPECT_MAT_EQUAL(flat.strength, cv::Mat(5, 5, CV_32F, cv::Scalar(0.5)));
+    EXPECT_TRUE(std::isnan(flat.coherence.at<float>(2, 2)));
+}
+
+TEST(OrientedStructure, RefusesWhatItCannotDo) {
+    const cv::Mat image = testing::randomImage({9, 8}, 3, 0, 1, 4);
+    testing::expectRefusal("photograph", "not CV_8UC1", [] { orientedStructure(cv::Mat(4, 4, CV_8UC1)); });
+    StructureOptions options;
+    for (const int size : {-1, 0, 101}) {
+        options.size = size;
+        testing::expectRefusal("size", "from 1 to 99", [&] { orientedStructure(image, options); });
+    }
+    options.size = 4;
+    testing::expectRefusal("size", "odd, not 4", [&] { orientedStructure(image, options); });
+}
+
+TEST(OrientedStructure, ItsCallerHearsOfItAndEndsIt) {
+    const cv::Mat image = testing::randomImage({9, 70}, 3, 0, 1, 5);
+    EXPECT_EQ(testing::expectSteps([&](const Watch& watch) { orientedStructure(image, {}, watch); }), 3);
 }
 
 }  // namespace

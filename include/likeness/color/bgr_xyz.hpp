@@ -9,6 +9,8 @@
 // and the caller's white; the direct family has one fixed matrix for sRGB under D65.
 #pragma once
 
+#include <likeness/color/white.hpp>
+
 #include <opencv2/core.hpp>
 
 namespace likeness {
@@ -30,5 +32,27 @@ void convertBGRToXYZDirect(cv::Mat& bgr, cv::Mat& xyz);
 /// XYZ to BGR with the inverse of the fixed matrix, not clipped: colours outside sRGB stay below 0 or above 1. `bgr`
 /// may be `xyz`.
 void convertXYZToBGRDirect(cv::Mat& xyz, cv::Mat& bgr);
+
+/// X, Y, Z of a photograph by the fixed matrix of sRGB under D65, Y = 1 for white; the bits of `convertBGRToXYZDirect`.
+///
+/// @param photograph  any depth that `toUnit` takes, B, G, R; not modified
+/// @return            CV_32FC3 of its size, X, Y, Z, not clipped; empty of an empty photograph; NaN stays in its pixel
+/// @throws std::invalid_argument  if the photograph is of another type
+cv::Mat xyzFromBgr(const cv::Mat& photograph);
+
+/// The same with the sRGB primaries scaled so that B, G, R of (1, 1, 1) has the X, Y, Z of `white`; the bits of
+/// `convertBGRtoXYZ`.
+cv::Mat xyzFromBgr(const cv::Mat& photograph, const White& white);
+
+/// B, G, R of X, Y, Z by the inverse of the fixed matrix: the way back from `xyzFromBgr(photograph)`; the bits of
+/// `convertXYZToBGRDirect`.
+///
+/// @param xyz  CV_32FC3 or CV_64FC3 (rounded to float), Y = 1 for white; not modified
+/// @return     CV_32FC3, B, G, R, not clipped: colours outside sRGB are below 0 or above 1; empty of an empty image
+/// @throws std::invalid_argument  if the image is of another type
+cv::Mat bgrFromXyz(const cv::Mat& xyz);
+
+/// The way back from `xyzFromBgr(photograph, white)`, clipped to [0, 1], NaN as 0; the bits of `convertXYZtoBGR`.
+cv::Mat bgrFromXyz(const cv::Mat& xyz, const White& white);
 
 }  // namespace likeness

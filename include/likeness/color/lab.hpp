@@ -7,6 +7,8 @@
 // component of 0 gives infinities and NaN. A B, G, R white is read at (0, 0) only.
 #pragma once
 
+#include <likeness/color/white.hpp>
+
 #include <opencv2/core.hpp>
 
 namespace likeness {
@@ -24,5 +26,24 @@ void convertBGRToLab(cv::Mat& bgr, cv::Mat& bgrWhite, cv::Mat& lab);
 
 /// Lab to BGR, clipped to [0, 1]; NaN becomes 0.
 void convertLabToBGR(const cv::Mat& lab, const cv::Mat& bgrWhite, cv::Mat& bgr);
+
+/// The white of L*a*b* that a gamma-encoded B, G, R colour stands for: X, Y, Z as `adaptXYZToNewWhitePoint` gives them.
+/// Not those of `White::fromBgr`: (1, 1, 1) is D50, up to float rounding.
+/// @throws std::invalid_argument  where a component is not finite
+White labWhiteFromBgr(const cv::Vec3d& bgr = {1, 1, 1});
+
+/// L*, a*, b* of a photograph under a white: B, G, R of (1, 1, 1) is taken to be the white and goes to (100, 0, 0).
+/// The bits of `convertBGRToLab` where `white` is `labWhiteFromBgr` of its B, G, R white.
+///
+/// @param photograph  any depth that `toUnit` takes, B, G, R; not modified
+/// @return            CV_32FC3 of its size; empty of an empty photograph; NaN stays in its pixel
+/// @throws std::invalid_argument  if the photograph is of another type
+cv::Mat labFromBgr(const cv::Mat& photograph, const White& white = labWhiteFromBgr());
+
+/// The way back, clipped to [0, 1], NaN as 0; the bits of `convertLabToBGR`.
+///
+/// @param lab  CV_32FC3 or CV_64FC3 (rounded to float); not modified
+/// @throws std::invalid_argument  if the image is of another type
+cv::Mat bgrFromLab(const cv::Mat& lab, const White& white = labWhiteFromBgr());
 
 }  // namespace likeness

@@ -28,4 +28,26 @@ void convertLabtoLMS(const cv::Mat& lab, cv::Mat& lms);
 /// Linear L, M, S to BGR, not clipped. The size of `bgr` is the one that counts.
 void convertLMStoBGR(const cv::Mat& lms, cv::Mat& bgr);
 
+/// Decimal logarithms of the cone responses L, M, S to a photograph; the bits of `convertBGRtoLMS`.
+///
+/// @param photograph  any depth that `toUnit` takes, B, G, R; not modified
+/// @return            CV_32FC3 of its size; a response of 0 is taken as 1e-6, a negative one is NaN; empty of an empty
+///                    photograph
+/// @throws std::invalid_argument  if the photograph is of another type
+cv::Mat logLmsFromBgr(const cv::Mat& photograph);
+
+/// l, alpha, beta of a photograph; likewise, by way of `logLmsFromBgr` and `convertLMStoLab`.
+cv::Mat lalphabetaFromBgr(const cv::Mat& photograph);
+
+/// B, G, R of l, alpha, beta, by way of `convertLabtoLMS` and `convertLMStoBGR`: responses are clipped to [0, 1], B, G,
+/// R are not.
+///
+/// @param lalphabeta  CV_32FC3 or CV_64FC3 (rounded to float); not modified
+/// @return            CV_32FC3 of its size; empty of an empty image
+/// @throws std::invalid_argument  if the image is of another type
+cv::Mat bgrFromLalphabeta(const cv::Mat& lalphabeta);
+
+/// B, G, R of logarithmic L, M, S; likewise, by way of l, alpha, beta, where the way back from logarithms begins.
+cv::Mat bgrFromLogLms(const cv::Mat& logLms);
+
 }  // namespace likeness

@@ -12,4 +12,11 @@ namespace likeness {
 ///             pixel.
 void convertToSimpleOpponentSpace(cv::Mat& bgr, cv::Mat& opp);
 
+/// The same of a photograph, the same bits.
+///
+/// @param photograph  any depth that `toUnit` takes, B, G, R; not modified
+/// @return            CV_32FC2 of its size; empty of an empty photograph
+/// @throws std::invalid_argument  if the photograph is of another type
+cv::Mat opponentFromBgr(const cv::Mat& photograph);
+
 }  // namespace likeness

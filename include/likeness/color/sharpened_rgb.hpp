@@ -16,4 +16,20 @@ void convertXYZtoSharpenedBGR(const cv::Mat& xyz, cv::Mat& out);
 /// The way back, with the LU inverse of the same matrix in float. `in` is not modified.
 void convertSharpenedBGRtoXYZ(cv::Mat& in, cv::Mat& xyz);
 
+/// Sharpened B, G, R of X, Y, Z; the bits of `convertXYZtoSharpenedBGR`.
+///
+/// @param xyz  CV_32FC3 or CV_64FC3 (rounded to float), X, Y, Z; not modified
+/// @return     CV_32FC3 of its size, sharpened B, G, R; empty of an empty image
+/// @throws std::invalid_argument  if the image is of another type
+cv::Mat sharpenedFromXyz(const cv::Mat& xyz);
+
+/// X, Y, Z of sharpened B, G, R; types likewise, the bits of `convertSharpenedBGRtoXYZ`.
+cv::Mat xyzFromSharpened(const cv::Mat& sharpened);
+
+/// Sharpened B, G, R of a photograph of any depth that `toUnit` takes, by way of `xyzFromBgr(photograph)`.
+cv::Mat sharpenedFromBgr(const cv::Mat& photograph);
+
+/// B, G, R of sharpened ones by way of `bgrFromXyz(xyz)`, not clipped; types as for `xyzFromSharpened`.
+cv::Mat bgrFromSharpened(const cv::Mat& sharpened);
+
 }  // namespace likeness

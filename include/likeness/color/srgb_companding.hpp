@@ -4,6 +4,8 @@
 // the power: nothing is clamped. NaN stays NaN.
 #pragma once
 
+#include <opencv2/core.hpp>
+
 #include <cmath>
 #include <cstddef>
 
@@ -27,5 +29,19 @@ void sRGBCompandingOfRow(const float* linear, float* encoded, std::size_t count)
 
 /// `sRGBInverseCompanding` of `count` values, the same bits. `linear` may be `encoded`.
 void sRGBInverseCompandingOfRow(const float* encoded, float* linear, std::size_t count);
+
+/// Linear values of a photograph.
+///
+/// @param photograph  any depth that `toUnit` takes, B, G, R; not modified
+/// @return            CV_32FC3 of its size, B, G, R; empty of an empty photograph
+/// @throws std::invalid_argument  if the photograph is of another type
+cv::Mat linearBgrFromBgr(const cv::Mat& photograph);
+
+/// Gamma-encoded values of linear ones.
+///
+/// @param linearBgr  CV_32FC3 or CV_64FC3 (rounded to float), B, G, R, nominally in [0, 1]; not modified
+/// @return           CV_32FC3 of its size, B, G, R; empty of an empty image
+/// @throws std::invalid_argument  if the image is of another type
+cv::Mat bgrFromLinearBgr(const cv::Mat& linearBgr);
 
 }  // namespace likeness

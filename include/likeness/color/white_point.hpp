@@ -3,7 +3,9 @@
 // Images are CV_32FC3, nominally in [0, 1]; nothing about them is checked.
 #pragma once
 
+#include <likeness/color/white.hpp>
 #include <likeness/diagnostics/diagnostics.hpp>
+#include <likeness/diagnostics/watch.hpp>
 
 #include <opencv2/core.hpp>
 
@@ -42,5 +44,49 @@ void computeWhiteImg(cv::Mat& img, cv::Mat& white, int radius, const Diagnostics
 /// @param sigma  width of the filter in values
 /// @param d      diameter of the neighbourhood, and the width of the filter, in pixels
 void computeWhiteImgVs2(cv::Mat& img, cv::Mat& white, float sigma, int d);
+
+/// A white that was found in a photograph.
+struct WhiteEstimate {
+    White white;     ///< X, Y, Z of `bgr` (`White::fromBgr`)
+    cv::Vec3d bgr;   ///< the white as a gamma-encoded colour, in [0, 1]
+    cv::Vec3d yuv;   ///< mean Y, U, V of the pixels it was made of, Y set to 1, not clipped
+    bool found;      ///< whether there are such pixels; otherwise the white is that of no U and V, a guess
+    bool converged;  ///< whether an iteration that began with `previous` is at its end; false without a previous one
+};
+
+/// Gray-world white of a photograph: one call of `computeWhitePointFromGrayWorld`, the same bits.
+///
+/// @param photograph  any depth that `toUnit` takes, B, G, R; not modified. NaN has no part in the estimate
+/// @param previous    the estimate before, in an iteration that adapts the photograph in between; null where there is
+///                    none
+/// @param watch       its receiver gets the line of the white; one step
+/// @return            `found` is false of an empty photograph
+/// @throws std::invalid_argument  if the photograph is of another type
+/// @throws Cancelled  when the caller ends it
+WhiteEstimate grayWorldWhite(const cv::Mat& photograph, const WhiteEstimate* previous = nullptr,
+                             const Watch& watch = {});
+
+/// What smooths a photograph to the white of each pixel.
+enum class WhiteFilter {
+    guided,    ///< `computeWhiteImg`: a guided filter under the photograph itself, radius 16, eps 1e-4
+    bilateral  ///< `computeWhiteImgVs2`
+};
+
+struct LocalWhiteOptions {
+    WhiteFilter filter = WhiteFilter::guided;
+    double sigma = 0.1;  ///< of `bilateral`: width in values, above 0 and up to 100; white is 1
+    int diameter = 15;   ///< of `bilateral`: diameter and width in pixels, 1 to 255
+};
+
+/// White of each pixel: the photograph, smoothed.
+///
+/// @param photograph  any depth that `toUnit` takes, of values from -1e6 to 1e6; not modified
+/// @param watch       its receiver gets the eight images of `guidedFilter`; one step
+/// @return            CV_32FC3 of its size, channels in its order; empty of an empty photograph. A view into a larger
+///                    image is smoothed as if it were a whole one.
+/// @throws std::invalid_argument  if the photograph is of another type or has other values, or an option is out of its
+///                                range
+/// @throws Cancelled  when the caller ends it
+cv::Mat localWhite(const cv::Mat& photograph, const LocalWhiteOptions& options = {}, const Watch& watch = {});
 
 }  // namespace likeness

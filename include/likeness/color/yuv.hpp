@@ -17,4 +17,18 @@ cv::Mat yuvFromRgb();
 /// @param yuv  CV_32FC3 of the same size in the order Y, U, V, allocated by the caller; may be `bgr`
 void convertBGRtoYUV(const cv::Mat& bgr, cv::Mat& yuv);
 
+/// Y, U, V of a photograph; the bits of `convertBGRtoYUV`.
+///
+/// @param photograph  any depth that `toUnit` takes, B, G, R; not modified
+/// @return            CV_32FC3 of its size, Y, U, V; empty of an empty photograph
+/// @throws std::invalid_argument  if the photograph is of another type
+cv::Mat yuvFromBgr(const cv::Mat& photograph);
+
+/// B, G, R of Y, U, V by the inverse of `yuvFromRgb` (the image library's LU inverse in float), not clipped.
+///
+/// @param yuv  CV_32FC3 or CV_64FC3 (rounded to float); not modified
+/// @return     CV_32FC3 of its size; empty of an empty image
+/// @throws std::invalid_argument  if the image is of another type
+cv::Mat bgrFromYuv(const cv::Mat& yuv);
+
 }  // namespace likeness

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <likeness/comparison/per_correlate.hpp>
 #include <likeness/diagnostics/diagnostics.hpp>
 
 #include <opencv2/core.hpp>
@@ -29,14 +30,9 @@ void perceptualMetrics(cv::Mat& src, cv::Mat& Q, cv::Mat& J, cv::Mat& C, cv::Mat
 void perceptualMetricsBeforeBackground(cv::Mat& src, float backgroundLuminance, cv::Mat& Q, cv::Mat& J, cv::Mat& C,
                                        cv::Mat& M, cv::Mat& s, const Diagnostics& diagnostics);
 
-/// The correlates of an image, CV_32F of its size.
-struct AppearanceMaps {
-    cv::Mat brightness;    ///< Q
-    cv::Mat lightness;     ///< J, 0..100
-    cv::Mat chroma;        ///< C
-    cv::Mat colorfulness;  ///< M
-    cv::Mat saturation;    ///< s
-    cv::Mat hueDegrees;    ///< h, in (-180, 180]
+/// The correlates of an image, CV_32F of its size; `lightness` in 0..100.
+struct AppearanceMaps : PerCorrelate<cv::Mat> {
+    cv::Mat hueDegrees;  ///< h, in (-180, 180]
 };
 
 /// What `perceptualMetricsBeforeBackground` computes, and the hue (`computeHue`) under the same conditions.

@@ -1,8 +1,8 @@
 // The comparison of two photographs as a library call.
 #pragma once
 
-#include <likeness/comparison/distinct_colors.hpp>
 #include <likeness/comparison/histogram_similarity.hpp>
+#include <likeness/comparison/per_correlate.hpp>
 #include <likeness/comparison/perceptual_metrics.hpp>
 #include <likeness/diagnostics/diagnostics.hpp>
 
@@ -14,31 +14,14 @@ namespace likeness {
 
 /// One Bhattacharyya coefficient per appearance correlate: 0 where the distributions of two photographs do not overlap,
 /// 1 where they are equal (up to float rounding). Where things are in the picture does not matter.
-struct LikenessCoefficients {
-    float brightness;
-    float lightness;
-    float chroma;
-    float colorfulness;
-    float saturation;
-};
+using LikenessCoefficients = PerCorrelate<float>;
 
 /// One number per appearance correlate.
-struct CorrelateShares {
-    double brightness = 0;
-    double lightness = 0;
-    double chroma = 0;
-    double colorfulness = 0;
-    double saturation = 0;
-};
+using CorrelateShares = PerCorrelate<double>;
 
 /// Distributions of the five appearance correlates over the pixels of one photograph.
-struct AppearanceDistributions {
-    BinProbabilities brightness;
-    BinProbabilities lightness;
-    BinProbabilities chroma;
-    BinProbabilities colorfulness;
-    BinProbabilities saturation;
-    CorrelateShares nanShares{};  ///< share of the pixels, 0..1, whose correlate is NaN and in no bin; 0 of no pixels
+struct AppearanceDistributions : PerCorrelate<BinProbabilities> {
+    CorrelateShares nanShares;  ///< share of the pixels, 0..1, whose correlate is NaN and in no bin; 0 of no pixels
 };
 
 /// Analyses one photograph, for comparison with one or many others.
@@ -49,12 +32,10 @@ struct AppearanceDistributions {
 ///
 /// @param photograph   CV_8UC3 in B, G, R order, fewer than 2^31 pixels; an empty one has empty
 ///                     distributions and leaves an empty text dump, but no image
-/// @param counter      the caller's, for use with one photograph after the other
 /// @param diagnostics  the dumps of `perceptualMetrics`, at the photograph's size
 /// @throws std::invalid_argument  if the photograph is of another type
 /// @note  Takes about 40 bytes per distinct colour; where dumps are wanted, 130 and 4 per pixel.
-AppearanceDistributions appearanceDistributions(const cv::Mat& photograph, ColorCounter& counter,
-                                                const Diagnostics& diagnostics = dropAll());
+AppearanceDistributions appearanceDistributions(const cv::Mat& photograph, const Diagnostics& diagnostics = dropAll());
 
 /// The correlates of an image, each pixel's: normalisation, adaptation to D65, forward appearance model and hue, as the
 /// comparison sees a photograph.

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <likeness/diagnostics/diagnostics.hpp>
+#include <likeness/diagnostics/watch.hpp>
 
 #include <opencv2/core.hpp>
 
@@ -39,5 +40,26 @@ struct LightnessStatistics {
 
 /// @param bgr  CV_32FC3, B, G, R, gamma-encoded, in [0, 1]; not modified
 LightnessStatistics lightnessStatistics(const cv::Mat& bgr, const Diagnostics& diagnostics = workingDirectory());
+
+/// A photograph with the lightness of another.
+struct LightnessMatch {
+    cv::Mat image;  ///< CV_32FC3, B, G, R on the scale 0..1; its conversion from L*a*b* is the image library's
+    LightnessStatistics own{};      ///< of the photograph as it was
+    LightnessStatistics wanted{};   ///< of the reference
+    LightnessStatistics reached{};  ///< of `image`: not `wanted` where colours lie outside sRGB
+};
+
+/// Gives a photograph the mean and the standard deviation of the reference's CIE L*, as `alterNonFlashBrightness` does;
+/// but every pixel is remapped, whatever the sizes.
+///
+/// @param photograph, reference  any depth that `toUnit` takes, B, G, R; of any two sizes; not modified
+/// @param watch   is told of the two statistics, of the image and of what it reached; its receiver gets the lines of
+///                `alterNonFlashBrightness`
+/// @return        the same bits as `alterNonFlashBrightness` with a reference that is no smaller; an empty image of an
+///                empty photograph
+/// @throws std::invalid_argument  for another type, an empty reference, NaN and values outside -1e6..1e6, and where one
+///                of the two has one lightness throughout: there is no spread to match
+/// @throws Cancelled  when the caller ends it
+LightnessMatch matchLightness(const cv::Mat& photograph, const cv::Mat& reference, const Watch& watch = {});
 
 }  // namespace likeness

@@ -19,10 +19,12 @@
 #pragma once
 
 #include <likeness/diagnostics/diagnostics.hpp>
+#include <likeness/diagnostics/watch.hpp>
 
 #include <opencv2/core.hpp>
 
 #include <string>
+#include <vector>
 
 namespace likeness {
 
@@ -78,5 +80,48 @@ void createBrightnessExposuresVs2(cv::Mat& flash, cv::Mat& nonFlash, float brigh
 /// @param nonFlash  not modified
 void createBrightnessExposuresVs3(cv::Mat& flash, cv::Mat& nonFlash, float brightness, int iterations,
                                   std::string prefix, const Diagnostics& diagnostics = workingDirectory());
+
+enum class StackVersion {
+    full,  ///< `createBrightnessExposures`: exposures of the no-flash photograph, the flash photograph tinted to each
+    tintedFirst,  ///< `createBrightnessExposuresVs2`: exposures of the flash photograph after its tinting
+    tintOnly      ///< `createBrightnessExposuresVs3`: no exposures
+};
+
+struct StackOptions {
+    StackVersion version = StackVersion::full;
+    /// Factor of the first exposure, up to 100; each next one has 0.7 less, and all six must have one above 0. Below 10
+    /// brightens, above 10 darkens. Not read by `tintOnly`.
+    double brightness = 11.5;
+    int iterations = 1;  ///< rounds of tinting, 0 to 100; of `tintOnly` at least 1
+};
+
+/// What a version makes, CV_32FC3 in B, G, R on the scale 0..1, not clamped; what it does not make is empty.
+struct ExposureStack {
+    std::vector<cv::Mat> exposures;  ///< six, in the order of their factors; none of `tintOnly`
+    std::vector<cv::Mat> tinted;     ///< the flash photograph after the last round: of `full` tinted to each exposure,
+                                  ///< none without rounds; of the others one picture
+    cv::Mat response;    ///< 256 x 1: camera response of the exposures in 8 bits; of `full` in sharpened B, G, R
+    cv::Mat radiance;    ///< any range; of `full` in sharpened B, G, R (departure 20)
+    cv::Mat toneMapped;  ///< of the radiance; degenerate where that has one luminance throughout
+    cv::Mat fused;       ///< of the exposures in 8 bits; of `full` in sharpened B, G, R
+};
+
+/// Makes an exposure stack of a flash and a no-flash photograph. The floats are those that the given operation of the
+/// version writes into its results after a product with 255 (the radiance as it is), without the rounding of a file.
+///
+/// @param flash, noFlash  rows x cols of the same size, any depth that `toUnit` takes, B, G, R; not modified. Views
+/// into
+///                larger images are seen as if they were whole ones.
+/// @param watch   is told of the smoothing, the change of brightness, each exposure, each round of tinting (of `full`
+/// for
+///                each exposure), the response, the radiance map, the tone mapping and the fusion, as far as the
+///                version has them; from the threads of the team, one at a time. Its receiver gets the files of fixed
+///                names and the messages of the given operation, with an empty prefix.
+/// @return        all empty of an empty `flash`
+/// @throws std::invalid_argument  for another type, other sizes, NaN and values outside -1e6..1e6, an option out of its
+///                range, and where exposures are made of photographs whose size `hasResponseGrid` not
+/// @throws Cancelled  when the caller ends it; all threads have stopped by then
+ExposureStack exposureStack(const cv::Mat& flash, const cv::Mat& noFlash, const StackOptions& options = {},
+                            const Watch& watch = {});
 
 }  // namespace likeness

@@ -16,7 +16,6 @@
 #pragma once
 
 #include <likeness/diagnostics/diagnostics.hpp>
-#include <likeness/filter/plane_block.hpp>
 
 #include <opencv2/core.hpp>
 
@@ -24,6 +23,8 @@
 #include <vector>
 
 namespace likeness {
+
+class PlaneBlock;
 
 /// What the variants for the two kinds of guide share. Immutable after construction: one object may filter any number
 /// of inputs, from several threads.
@@ -76,7 +77,7 @@ private:
     cv::Mat I;
     cv::Mat meanI;
     cv::Mat varI;
-    PlaneBlock memory_;  // of the three planes
+    std::shared_ptr<const PlaneBlock> memory_;  // of the three planes
 };
 
 /// Guide of three channels, in any order; the letters R, G, B in file names stand for channels 0, 1, 2.
@@ -121,7 +122,7 @@ private:
     cv::Mat meanI0, meanI1, meanI2;
     cv::Mat invCov00, invCov01, invCov02, invCov11, invCov12, invCov22;
     cv::Mat cov00, cov01, cov02, cov11, cov12, cov22;
-    PlaneBlock memory_;  // of the eighteen planes
+    std::shared_ptr<const PlaneBlock> memory_;  // of the eighteen planes
 };
 
 /// A guided filter for whichever guide it is given. What depends on the guide alone is computed once, here.

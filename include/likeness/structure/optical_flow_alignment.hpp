@@ -1,5 +1,7 @@
 #pragma once
 
+#include <likeness/diagnostics/watch.hpp>
+
 #include <opencv2/core.hpp>
 
 namespace likeness {
@@ -26,5 +28,29 @@ void calculateOpticalFlow(cv::Mat& moving, cv::Mat& reference, cv::Mat& out);
 /// in
 ///              pixels, x to the right and y down, from it to where it is found in `moving`
 void alignAlongOpticalFlow(cv::Mat& moving, cv::Mat& reference, cv::Mat& out, cv::Mat& flow);
+
+/// Parameters of the flow; the defaults are those of `calculateOpticalFlow`.
+struct AlignOptions {
+    int levels = 9;                  ///< levels of the pyramid, each half the size of the one below; 1 to 30
+    int window = 15;                 ///< side of the window that the flow is averaged over, in pixels; 1 to 999
+    int iterations = 3;              ///< of each level; 1 to 100
+    double neighborhoodSigma = 0.2;  ///< of a neighbourhood of 5 pixels, in pixels; above 0 and up to 100; 1.1 is usual,
+                                     ///< 0.2 is departure 17
+};
+
+struct Alignment {
+    cv::Mat image;  ///< CV_32FC3, B, G, R: for each pixel of the reference the nearest of the moving photograph; else 0
+    cv::Mat flow;   ///< CV_32FC2: where it was found, (dx, dy) in pixels, x to the right and y down
+};
+
+/// Lays one photograph onto another of the same scene, as `alignAlongOpticalFlow` does.
+///
+/// @param moving, reference  rows x cols of the same size, any depth that `toUnit` takes, B, G, R; not modified
+/// @param watch   is told of the flow and of the image
+/// @return        the same bits as `alignAlongOpticalFlow`, on the scale 0..1; all empty of an empty `moving`
+/// @throws std::invalid_argument  for another type, other sizes, NaN or infinite values, an option out of its range
+/// @throws Cancelled  when the caller ends it
+Alignment alignTo(const cv::Mat& moving, const cv::Mat& reference, const AlignOptions& options = {},
+                  const Watch& watch = {});
 
 }  // namespace likeness

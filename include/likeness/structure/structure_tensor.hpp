@@ -1,6 +1,7 @@
 #pragma once
 
 #include <likeness/diagnostics/diagnostics.hpp>
+#include <likeness/diagnostics/watch.hpp>
 
 #include <opencv2/core.hpp>
 
@@ -34,5 +35,29 @@ namespace likeness {
 ///               planes of the image's size. All of it is released.
 void computeStructuralTensor(cv::Mat& image, cv::Mat& out, float size,
                              const Diagnostics& diagnostics = workingDirectory());
+
+struct StructureOptions {
+    int size = 3;           ///< side of the two Gaussian kernels in pixels: an odd number from 1 to 99
+    bool coherence = true;  ///< whether `Structure::coherence` is wanted; it costs eigenvalues at every pixel
+};
+
+/// How strongly the structure around each pixel is oriented; l1 >= l2 are the eigenvalues of the structure tensor.
+struct Structure {
+    cv::Mat strength;   ///< CV_32FC1: (exp(-1e10 / (l1 - l2)^2) + 1) / 2, from 0.5, no orientation, towards 1
+    cv::Mat coherence;  ///< CV_32FC1: ((l1 - l2) / (l1 + l2))^2, 0 to 1; NaN on flat ground; empty where not wanted
+};
+
+/// Measures the orientation of a photograph's structure, as `computeStructuralTensor` does on the scale 0..255.
+///
+/// @param photograph  rows x cols, any depth that `toUnit` takes, B, G, R, 0..1; not modified. A view into a larger
+/// image
+///                    is seen as if it were a whole one. NaN and infinite values spread as far as the kernels reach.
+/// @param watch       is told of every 32 rows; its receiver gets the dumps and the message of
+/// `computeStructuralTensor`
+/// @return            two maps of the photograph's size, empty of an empty one. The strength has the bits of
+///                    `computeStructuralTensor`; the coherence is the one that is dumped, times 255, divided by 255.
+/// @throws std::invalid_argument  for another type or size of the kernels
+/// @throws Cancelled  when the caller ends it
+Structure orientedStructure(const cv::Mat& photograph, const StructureOptions& options = {}, const Watch& watch = {});
 
 }  // namespace likeness

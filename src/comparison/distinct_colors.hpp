@@ -4,7 +4,7 @@
 // photograph of 18 million pixels holds a few hundred thousand colours, so the chain runs once a colour.
 #pragma once
 
-#include <likeness/numerics/large_pages.hpp>
+#include "numerics/large_pages.hpp"
 
 #include <opencv2/core.hpp>
 

@@ -1,7 +1,7 @@
 // Memory for the planes of a filter.
 #pragma once
 
-#include <likeness/numerics/large_pages.hpp>
+#include "numerics/large_pages.hpp"
 
 #include <opencv2/core.hpp>
 

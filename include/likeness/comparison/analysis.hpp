@@ -1,0 +1,97 @@
+// Photographs analysed once and compared as often as is wanted.
+#pragma once
+
+#include <likeness/comparison/perceptual_metrics.hpp>
+#include <likeness/comparison/photograph_comparison.hpp>
+#include <likeness/diagnostics/watch.hpp>
+
+#include <opencv2/core.hpp>
+
+#include <memory>
+
+namespace likeness {
+
+struct AnalysisOptions {
+    /// Whether the maps of the correlates are wanted too. They are made of the same count; they are kept by colour,
+    /// with the colour of each pixel: 4 bytes per pixel and 24 per colour of an 8-bit photograph, 24 per pixel of
+    /// another.
+    bool maps = false;
+};
+
+/// How a photograph looks: what `analyze` found. Copies share their maps and are cheap.
+class Analysis {
+public:
+    /// That of an empty photograph.
+    Analysis() = default;
+
+    const AppearanceDistributions& distributions() const noexcept { return distributions_; }
+
+    /// Of the photograph, in pixels.
+    cv::Size size() const noexcept { return size_; }
+
+    /// Luminance of the background that the photograph was seen before (`backgroundLuminanceOf`).
+    float backgroundLuminance() const noexcept { return backgroundLuminance_; }
+
+    bool hasMaps() const noexcept { return !maps_.hueDegrees.empty(); }
+
+    /// One correlate of each pixel: `analysis.map(&AppearanceMaps::chroma)`. The same bits as `appearanceMaps`.
+    /// @return  CV_32FC1 of the photograph's size, in memory of its own; empty of an empty photograph
+    /// @throws std::logic_error  where the maps were not asked for
+    cv::Mat map(cv::Mat AppearanceMaps::*correlate) const;
+
+    /// All six: 24 bytes per pixel.
+    AppearanceMaps maps() const;
+
+private:
+    friend class Comparer;
+
+    /// A kept map, expanded.
+    cv::Mat ofPixels(const cv::Mat& kept) const;
+
+    AppearanceDistributions distributions_;
+    cv::Size size_;
+    float backgroundLuminance_ = 0;
+    AppearanceMaps maps_;  // of the colours, or of the pixels where there are no indices
+    cv::Mat indices_;
+};
+
+/// Analyses a photograph: the distributions of its appearance correlates, the same bits as `appearanceDistributions`.
+///
+/// @param photograph  any depth that `toUnit` takes, B, G, R, fewer than 2^31 pixels; not modified. One that is not of
+///                    8 bits is taken pixel by pixel, values outside 0..1 as they are
+/// @param watch       its receiver gets the dumps of `perceptualMetrics`; one step
+/// @throws std::invalid_argument  if the photograph is of another type
+/// @throws Cancelled  when the caller ends it
+/// @note  Who analyses many photographs keeps a `Comparer`.
+Analysis analyze(const cv::Mat& photograph, const AnalysisOptions& options = {}, const Watch& watch = {});
+
+/// The five coefficients of two photographs.
+LikenessCoefficients compare(const Analysis& first, const Analysis& second);
+
+/// Analyses and compares one photograph after the other and keeps its tables between them (16 MiB for each of two
+/// photographs, and 64 MiB of address space where maps are wanted): small photographs take microseconds. One thread at
+/// a time.
+class Comparer {
+public:
+    Comparer();
+    ~Comparer();
+    Comparer(Comparer&& other) noexcept;
+    Comparer& operator=(Comparer&& other) noexcept;
+
+    /// `likeness::analyze`.
+    Analysis analyze(const cv::Mat& photograph, const AnalysisOptions& options = {}, const Watch& watch = {});
+
+    /// The five coefficients of two photographs, the same bits as `comparePhotographs`. Large ones are analysed at the
+    /// same time, on two threads, where no dumps are wanted.
+    /// @param watch  two steps
+    LikenessCoefficients compare(const cv::Mat& first, const cv::Mat& second, const Watch& watch = {});
+
+private:
+    struct Tables;
+    Analysis analyzed(const cv::Mat& photograph, const AnalysisOptions& options, const Diagnostics& diagnostics,
+                      std::size_t place);
+
+    std::unique_ptr<Tables> tables_;
+};
+
+}  // namespace likeness

@@ -1,0 +1,42 @@
+// The five appearance correlates that photographs are compared by: one value of each, and their names.
+#pragma once
+
+#include <array>
+#include <cstddef>
+
+namespace likeness {
+
+/// One value per correlate.
+template <typename T>
+struct PerCorrelate {
+    T brightness{};
+    T lightness{};
+    T chroma{};
+    T colorfulness{};
+    T saturation{};
+
+    /// The value of `correlateNames[k]`, k < 5.
+    T& operator[](std::size_t k) noexcept { return *pointers(*this)[k]; }
+    const T& operator[](std::size_t k) const noexcept { return *pointers(*this)[k]; }
+
+private:
+    template <typename Self>
+    static auto pointers(Self& self) noexcept {
+        return std::array<decltype(&self.brightness), 5>{&self.brightness, &self.lightness, &self.chroma,
+                                                         &self.colorfulness, &self.saturation};
+    }
+};
+
+struct CorrelateName {
+    const char* name;    ///< of a field of `PerCorrelate`
+    const char* symbol;  ///< of the model
+};
+
+/// In the order of `PerCorrelate` and of printed coefficients.
+inline constexpr std::array<CorrelateName, 5> correlateNames = {
+    {{"brightness", "Q"}, {"lightness", "J"}, {"chroma", "C"}, {"colorfulness", "M"}, {"saturation", "s"}}};
+
+/// The hue has maps, but no coefficient.
+inline constexpr CorrelateName hueName = {"hue", "h"};
+
+}  // namespace likeness

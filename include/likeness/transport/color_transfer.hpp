@@ -1,0 +1,106 @@
+// Colour transfer between photographs as values: the palette of one on the other, by the optimal-transport map between
+// their colours in CIE L*a*b* (`transport/optimal_transport.hpp`).
+//
+// Photographs are of any depth that `toUnit` takes, B, G, R; they are not modified. L*a*b* is the image library's own,
+// under D65: L* 0..100, a* and b* in their natural units. Results are B, G, R, CV_32FC3 on the scale 0..1; what becomes
+// of colours outside sRGB is left to the image library's conversion back.
+#pragma once
+
+#include <likeness/diagnostics/watch.hpp>
+
+#include <opencv2/core.hpp>
+
+namespace likeness {
+
+enum class TransferChannels {
+    chroma,  ///< a* and b*; lightness stays
+    all      ///< L*, a* and b*
+};
+
+/// Where the mean of the input is taken off.
+enum class TransferForm {
+    centered,  ///< before the map
+    bonneel    ///< after it, so that the map moves the mean too; only the whole way and for `TransferChannels::chroma`
+};
+
+struct TransferOptions {
+    double t = 1;  ///< how far to go, 0 (nowhere) to 1 (all the way to the palette)
+    TransferChannels channels = TransferChannels::all;
+    TransferForm form = TransferForm::centered;
+};
+
+/// An affine map of colours L*, a*, b*: matrix (x - inputMean) + targetMean, in Bonneel's form
+/// matrix x - inputMean + targetMean. Of a transfer of chroma the first row and column are those of the identity and
+/// the means of L* are 0.
+struct ColorMap {
+    cv::Matx33f matrix = cv::Matx33f::eye();
+    cv::Vec3f inputMean;
+    cv::Vec3f targetMean;
+};
+
+/// A photograph with other colours, and the map that gave them.
+struct Transfer {
+    cv::Mat image;  ///< size of the photograph, CV_32FC3, B, G, R
+    cv::Matx33f map = cv::Matx33f::eye();
+    cv::Vec3f inputMean;
+    cv::Vec3f targetMean;
+};
+
+/// Everything that the pictures on the way from a photograph to a palette have in common. Copying it is cheap; one
+/// object serves any number of threads.
+class ColorTransfer {
+public:
+    /// @param options  `t` is not read
+    /// @param watch    is told of the statistics of each photograph; its receiver gets the lines of
+    ///                 `applyOptimalTransport`
+    /// @throws std::invalid_argument  for an empty photograph, another type, NaN or infinite values, and for Bonneel's
+    ///                 form of all channels
+    /// @throws Cancelled  when the caller ends it
+    ColorTransfer(const cv::Mat& photograph, const cv::Mat& palette, const TransferOptions& options = {},
+                  const Watch& watch = {});
+
+    /// The photograph at a place of the way.
+    /// @param t  0 to 1; of Bonneel's form 1
+    /// @throws std::invalid_argument  for another t
+    cv::Mat apply(double t = 1) const;
+
+    /// Another photograph, such as the next of a film, under the same map; empty of an empty one.
+    cv::Mat applyTo(const cv::Mat& photograph, double t = 1) const;
+
+    /// The map at a place of the way.
+    ColorMap map(double t = 1) const;
+
+private:
+    struct Path {
+        cv::Mat matrix;  ///< dims x dims
+        cv::Vec3f inputMean;
+        cv::Vec3f targetMean;
+    };
+
+    Path pathTo(double t) const;
+    cv::Mat mapped(const cv::Mat& lab, double t) const;
+
+    TransferForm form_;
+    int dims_;
+    cv::Mat lab_;
+    cv::Mat inputCovariance_;  // none of them is ever written to
+    cv::Mat targetCovariance_;
+    cv::Mat matrix_;
+    cv::Vec3f inputMean_;
+    cv::Vec3f targetMean_;
+};
+
+/// Gives a photograph the colours of another one, `palette`, of any size.
+///
+/// @param watch  is told of the statistics of each photograph and of the mapping; its receiver gets the lines of
+///               `applyOptimalTransport`
+/// @return       the same bits as `applyOptimalTransport` (in Bonneel's form its map and means, and
+///               `computeMapping2DBonneel`) between the image library's conversions; all empty of an empty photograph.
+///               `map` and the means are those that were applied, of the place `t`.
+/// @throws std::invalid_argument  for another type, NaN or infinite values, an empty palette, a t outside 0..1, and
+///               Bonneel's form of all channels or of another t than 1
+/// @throws Cancelled  when the caller ends it
+Transfer transferColors(const cv::Mat& photograph, const cv::Mat& palette, const TransferOptions& options = {},
+                        const Watch& watch = {});
+
+}  // namespace likeness

@@ -1,0 +1,51 @@
+#include <likeness/color/unit_image.hpp>
+
+#include "numerics/image_walk.hpp"
+
+#include <limits>
+#include <stdexcept>
+#include <string>
+
+namespace likeness {
+namespace {
+
+template <typename T>
+cv::Mat scaled(const cv::Mat& image) {
+    constexpr double greatest = std::numeric_limits<T>::max();
+    cv::Mat result(image.size(), CV_32FC3);
+    const ImageWalk walk = walkOver(image, result);
+    for (int i = 0; i < walk.rows; ++i) {
+        const T* const in = image.ptr<T>(i);
+        float* const out = result.ptr<float>(i);
+        for (std::size_t c = 0; c < 3 * static_cast<std::size_t>(walk.cols); ++c) {
+            out[c] = static_cast<float>(in[c] / greatest);
+        }
+    }
+    return result;
+}
+
+}  // namespace
+
+cv::Mat toUnit(const cv::Mat& image) {
+    if (image.empty()) {
+        return {};
+    }
+    switch (image.type()) {
+        case CV_8UC3:
+            return scaled<uchar>(image);
+        case CV_16UC3:
+            return scaled<ushort>(image);
+        case CV_32FC3:
+            return image;
+        case CV_64FC3: {
+            cv::Mat result;
+            image.convertTo(result, CV_32F);
+            return result;
+        }
+        default:
+            throw std::invalid_argument("a photograph has three channels of 8 or 16 bits, float or double, not " +
+                                        cv::typeToString(image.type()));
+    }
+}
+
+}  // namespace likeness

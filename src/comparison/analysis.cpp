@@ -1,0 +1,105 @@
+#include <likeness/comparison/analysis.hpp>
+
+#include "color/photograph_argument.hpp"
+#include "comparison/photograph_counts.hpp"
+
+#include <array>
+#include <cstddef>
+#include <future>
+#include <stdexcept>
+#include <utility>
+
+namespace likeness {
+
+/// Made when a photograph needs them.
+struct Comparer::Tables {
+    ColorCounter& counter(std::size_t place) {
+        std::unique_ptr<ColorCounter>& kept = counters[place];
+        if (kept == nullptr) {
+            kept = std::make_unique<ColorCounter>();
+        }
+        return *kept;
+    }
+
+    std::array<std::unique_ptr<ColorCounter>, 2> counters;
+};
+
+cv::Mat Analysis::ofPixels(const cv::Mat& kept) const {
+    if (!hasMaps() && !size_.empty()) {
+        throw std::logic_error("the analysis has no maps: AnalysisOptions::maps asks for them");
+    }
+    return indices_.empty() ? kept.clone() : expandColors(kept, indices_);
+}
+
+cv::Mat Analysis::map(cv::Mat AppearanceMaps::*correlate) const {
+    return ofPixels(maps_.*correlate);
+}
+
+AppearanceMaps Analysis::maps() const {
+    AppearanceMaps maps;
+    for (std::size_t k = 0; k < correlateNames.size(); ++k) {
+        maps[k] = ofPixels(maps_[k]);
+    }
+    maps.hueDegrees = ofPixels(maps_.hueDegrees);
+    return maps;
+}
+
+Comparer::Comparer() : tables_(std::make_unique<Tables>()) {}
+Comparer::~Comparer() = default;
+Comparer::Comparer(Comparer&& other) noexcept = default;
+Comparer& Comparer::operator=(Comparer&& other) noexcept = default;
+
+Analysis Comparer::analyzed(const cv::Mat& photograph, const AnalysisOptions& options, const Diagnostics& diagnostics,
+                            std::size_t place) {
+    Analysis analysis;
+    analysis.size_ = photograph.size();
+    analysis.backgroundLuminance_ = backgroundLuminanceOf(static_cast<std::int64_t>(photograph.rows) * photograph.cols);
+    const bool ofBytes = photograph.empty() || photograph.type() == CV_8UC3;
+    if (ofBytes && (photograph.empty() || !options.maps)) {
+        analysis.distributions_ =
+            appearanceDistributions(photograph.empty() ? cv::Mat() : photograph, tables_->counter(place), diagnostics);
+        return analysis;
+    }
+    CountedAppearance counted = ofBytes ? countedAppearance(photograph, tables_->counter(place), diagnostics)
+                                        : countedAppearance(unitPhotograph("photograph", photograph), diagnostics);
+    analysis.distributions_ = std::move(counted.distributions);
+    if (options.maps) {
+        analysis.maps_ = std::move(counted.maps);
+        analysis.indices_ = counted.indices.clone();
+    }
+    return analysis;
+}
+
+Analysis Comparer::analyze(const cv::Mat& photograph, const AnalysisOptions& options, const Watch& watch) {
+    Analysis analysis = analyzed(photograph, options, watch.receiver(), 0);
+    watch.step(1, 1);
+    return analysis;
+}
+
+LikenessCoefficients Comparer::compare(const cv::Mat& first, const cv::Mat& second, const Watch& watch) {
+    constexpr std::size_t worthAThread = 100'000;  // pixels, some milliseconds
+    const Diagnostics& diagnostics = watch.receiver();
+    if (diagnostics.wantsFiles() || first.total() < worthAThread || second.total() < worthAThread) {
+        const Analysis ofFirst = analyzed(first, {}, diagnostics, 0);
+        watch.step(1, 2);
+        const Analysis ofSecond = analyzed(second, {}, diagnostics, 0);
+        watch.step(2, 2);
+        return likeness::compare(ofFirst, ofSecond);
+    }
+    auto ofSecond = std::async(std::launch::async, [&] { return analyzed(second, {}, diagnostics, 1); });
+    const Analysis ofFirst = analyzed(first, {}, diagnostics, 0);
+    watch.step(1, 2);
+    const LikenessCoefficients coefficients = likeness::compare(ofFirst, ofSecond.get());
+    watch.step(2, 2);
+    return coefficients;
+}
+
+Analysis analyze(const cv::Mat& photograph, const AnalysisOptions& options, const Watch& watch) {
+    return Comparer().analyze(photograph, options, watch);
+}
+
+LikenessCoefficients compare(const Analysis& first, const Analysis& second) {
+    return compareDistributions(first.distributions(), second.distributions());
+}
+
+}  // namespace likeness

@@ -1,0 +1,199 @@
+#include <likeness/exposure/bracket.hpp>
+
+#include <likeness/exposure/response_recovery.hpp>
+#include "color/photograph_argument.hpp"
+#include "diagnostics/number_text.hpp"
+#include "diagnostics/step_count.hpp"
+#include "exposure/exposure_merging.hpp"
+
+#include <opencv2/photo.hpp>
+
+#include <cmath>
+#include <string>
+
+namespace likeness {
+namespace {
+
+void requireFusion(const FusionOptions& options) {
+    requireBetween("contrast", options.contrast, 0, 100);
+    requireBetween("saturation", options.saturation, 0, 100);
+    requireBetween("exposedness", options.exposedness, 0, 100);
+}
+
+void requireToneMapping(const ToneMapOptions& options) {
+    constexpr double greatest = 1e6;
+    requireAboveZero("gamma", static_cast<double>(options.gamma), greatest);
+    requireAboveZero("contrast", static_cast<double>(options.contrast), greatest);
+    requireBetween("saturation", static_cast<double>(options.saturation), 0, greatest);
+    requireAboveZero("spaceSigma", static_cast<double>(options.spaceSigma), greatest);
+    requireAboveZero("colorSigma", static_cast<double>(options.colorSigma), greatest);
+}
+
+/// Calls take(image) with every exposure: as it is where it has 8 bits, else on the scale 0..255, CV_32FC3.
+template <typename Take>
+void forEachChecked(const std::vector<cv::Mat>& exposures, Take take) {
+    for (std::size_t k = 0; k < exposures.size(); ++k) {
+        const std::string name = elementName("exposures", k);
+        const cv::Mat& exposure = exposures[k];
+        requireSameSize("exposures[0]", exposures[0], name, exposure);
+        if (exposure.type() == CV_8UC3 && !exposure.empty()) {
+            take(exposure);
+            continue;
+        }
+        const cv::Mat unit = unitPhotograph(name, exposure);
+        requireFinite(name, unit);
+        take(cv::Mat(unit * 255.0));
+    }
+}
+
+std::vector<cv::Mat> bytesOf(const std::vector<cv::Mat>& exposures) {
+    std::vector<cv::Mat> bytes;
+    forEachChecked(exposures, [&bytes](const cv::Mat& image) {
+        cv::Mat rounded;
+        image.convertTo(rounded, CV_8U);  // of bytes, too: the image library gets memory of ours
+        bytes.push_back(rounded);
+    });
+    return bytes;
+}
+
+void requireTimes(const std::vector<float>& times, std::size_t count) {
+    if (times.size() != count) {
+        refuseArgument("times", "there must be one for each exposure, " + std::to_string(count) + ", not " +
+                                    std::to_string(times.size()));
+    }
+    for (std::size_t k = 0; k < times.size(); ++k) {
+        if (!(times[k] > 0 && std::isnormal(times[k]))) {
+            refuseArgument(elementName("times", k), "it must be a number above 0, not " + numberText(times[k]));
+        }
+    }
+}
+
+void requireBracket(const std::vector<cv::Mat>& exposures, const std::vector<float>& times) {
+    if (exposures.size() < 2) {
+        refuseArgument("exposures", "there must be at least two, not " + std::to_string(exposures.size()));
+    }
+    requireTimes(times, exposures.size());
+    for (std::size_t k = 0; k < times.size(); ++k) {
+        for (std::size_t other = 0; other < k; ++other) {
+            if (times[k] == times[other]) {
+                refuseArgument(elementName("times", k), "it must differ from " + elementName("times", other));
+            }
+        }
+    }
+}
+
+void requireResponse(const cv::Mat& response) {
+    if (response.type() != CV_32FC3 || response.size() != cv::Size(1, 256)) {
+        refuseArgument("response", "it must be 256 x 1 CV_32FC3");
+    }
+    requireFinite("response", response);
+    for (int k = 0; k < response.rows; ++k) {
+        const auto& value = response.at<cv::Vec3f>(k);
+        if (!(value[0] > 0 && value[1] > 0 && value[2] > 0)) {
+            refuseArgument("response", "its values must be above 0, and that of byte " + std::to_string(k) + " is not");
+        }
+    }
+}
+
+}  // namespace
+
+void requireResponseGrid(const std::string& name, cv::Size size) {
+    if (!hasResponseGrid(size)) {
+        refuseArgument(name, std::to_string(size.width) + " x " + std::to_string(size.height) +
+                                 " pixels have no room for the grid of about 70 points that a response is recovered "
+                                 "from");
+    }
+}
+
+cv::Mat radianceOf(const std::vector<cv::Mat>& bytes, const std::vector<float>& times, const cv::Mat& response) {
+    cv::Mat radiance;
+    cv::createMergeDebevec()->process(bytes, radiance, times, response);
+    return radiance;
+}
+
+cv::Mat fusionOf(const std::vector<cv::Mat>& images, const FusionOptions& options) {
+    cv::Mat fused;
+    cv::createMergeMertens(static_cast<float>(options.contrast), static_cast<float>(options.saturation),
+                           static_cast<float>(options.exposedness))
+        ->process(images, fused);
+    return fused;
+}
+
+MergedExposures mergedOf(const std::vector<cv::Mat>& bytes, const std::vector<float>& times, const cv::Mat& response,
+                         const BracketOptions& options, const std::function<void()>& stepDone) {
+    MergedExposures merged;
+    merged.radiance = radianceOf(bytes, times, response);
+    stepDone();
+    toneMapDurand(merged.radiance, merged.toneMapped, options.toneMapping);
+    stepDone();
+    merged.fused = fusionOf(bytes, options.fusion);
+    stepDone();
+    return merged;
+}
+
+cv::Mat fuseExposures(const std::vector<cv::Mat>& exposures, const FusionOptions& options) {
+    if (exposures.empty()) {
+        return {};
+    }
+    requireFusion(options);
+    std::vector<cv::Mat> images;
+    forEachChecked(exposures, [&images](const cv::Mat& image) { images.push_back(image); });
+    return fusionOf(images, options);
+}
+
+cv::Mat recoverCameraResponse(const std::vector<cv::Mat>& exposures, const std::vector<float>& times) {
+    requireBracket(exposures, times);
+    const std::vector<cv::Mat> bytes = bytesOf(exposures);
+    requireResponseGrid("exposures", bytes[0].size());
+    return recoverResponse(bytes, times);
+}
+
+cv::Mat mergeRadiance(const std::vector<cv::Mat>& exposures, const std::vector<float>& times, const cv::Mat& response) {
+    if (exposures.empty()) {
+        return {};
+    }
+    requireTimes(times, exposures.size());
+    requireResponse(response);
+    return radianceOf(bytesOf(exposures), times, response);
+}
+
+cv::Mat toneMap(const cv::Mat& radiance, const ToneMapOptions& options) {
+    if (radiance.empty()) {
+        return {};
+    }
+    if (radiance.type() != CV_32FC3) {
+        refuseArgument("radiance", "it must be CV_32FC3, not " + cv::typeToString(radiance.type()));
+    }
+    requireToneMapping(options);
+    requireFinite("radiance", radiance);
+    cv::Mat result;
+    toneMapDurand(radiance.isSubmatrix() ? radiance.clone() : radiance, result, options);
+    if (!cv::checkRange(result) || cv::countNonZero(result.reshape(1)) == 0) {
+        refuseArgument("radiance", "it has one luminance throughout: there is no range to compress");
+    }
+    return result;
+}
+
+Bracket mergeBracket(const std::vector<cv::Mat>& exposures, const std::vector<float>& times,
+                     const BracketOptions& options, const Watch& watch) {
+    if (exposures.empty()) {
+        return {};
+    }
+    requireBracket(exposures, times);
+    requireToneMapping(options.toneMapping);
+    requireFusion(options.fusion);
+    const std::vector<cv::Mat> bytes = bytesOf(exposures);
+    requireResponseGrid("exposures", bytes[0].size());
+    StepCount steps(watch, 4);
+    Bracket bracket;
+    bracket.response = recoverResponse(bytes, times);
+    dumpResponse(bracket.response, bracketResponseFiles(), watch.receiver());
+    steps.step();
+    const MergedExposures merged = mergedOf(bytes, times, bracket.response, options, [&steps] { steps.step(); });
+    bracket.radiance = merged.radiance;
+    bracket.toneMapped = merged.toneMapped;
+    bracket.fused = merged.fused;
+    return bracket;
+}
+
+}  // namespace likeness

@@ -1,0 +1,132 @@
+#include <likeness/transport/color_transfer.hpp>
+
+#include <likeness/transport/closed_form_map.hpp>
+#include <likeness/transport/optimal_transport.hpp>
+#include "color/photograph_argument.hpp"
+#include "transport/color_gaussian.hpp"
+
+#include <opencv2/imgproc.hpp>
+
+namespace likeness {
+namespace {
+
+cv::Mat labOf(const std::string& name, const cv::Mat& photograph) {
+    const cv::Mat bgr = unitPhotograph(name, photograph);
+    requireFinite(name, bgr);
+    cv::Mat lab;
+    cv::cvtColor(bgr, lab, cv::COLOR_BGR2Lab);
+    return lab;
+}
+
+/// Chroma alone leaves the place of L* empty.
+int firstChannel(int dims) {
+    return dims == 2 ? 1 : 0;
+}
+
+cv::Mat bgrWithChroma(const cv::Mat& lab, const cv::Mat& chroma) {
+    cv::Mat exchanged = lab.clone();
+    const int places[] = {0, 1, 1, 2};
+    cv::mixChannels(&chroma, 1, &exchanged, 1, places, 2);
+    cv::cvtColor(exchanged, exchanged, cv::COLOR_Lab2BGR);
+    return exchanged;
+}
+
+}  // namespace
+
+ColorTransfer::ColorTransfer(const cv::Mat& photograph, const cv::Mat& palette, const TransferOptions& options,
+                             const Watch& watch)
+    : form_(options.form), dims_(options.channels == TransferChannels::chroma ? 2 : 3) {
+    if (form_ == TransferForm::bonneel && dims_ != 2) {
+        refuseArgument("form", "Bonneel's is one of the chroma channels alone");
+    }
+    lab_ = labOf("photograph", photograph);
+    const cv::Mat paletteLab = labOf("palette", palette);
+    constexpr int steps = 2;
+    const ColorGaussian input(lab_, dims_);
+    watch.step(1, steps);
+    const ColorGaussian target(paletteLab, dims_);
+    if (watch.receiver().wantsMessages()) {
+        watch.receiver().print(transferMessage(input, target));
+    }
+    inputCovariance_ = input.covariance;
+    targetCovariance_ = target.covariance;
+    matrix_.create(dims_, dims_, CV_32F);
+    closedFormMatrix(inputCovariance_, targetCovariance_, matrix_, dims_);
+    inputMean_ = cv::Vec3f(input.means);
+    targetMean_ = cv::Vec3f(target.means);
+    watch.step(2, steps);
+}
+
+ColorTransfer::Path ColorTransfer::pathTo(double t) const {
+    requireBetween("t", t, 0, 1);
+    if (form_ == TransferForm::bonneel && t != 1) {
+        refuseArgument("t", "Bonneel's form goes the whole way, 1");
+    }
+    Path path{matrix_, inputMean_, targetMean_};
+    const auto place = static_cast<float>(t);
+    if (place != 1) {
+        path.matrix = matrix_.clone();
+        cv::Mat inputCovariance = inputCovariance_;  // read
+        cv::Mat targetCovariance = targetCovariance_.clone();
+        computeGeodesicPath(path.inputMean.val, path.targetMean.val, inputCovariance, targetCovariance, path.matrix,
+                            place, dims_);
+    }
+    return path;
+}
+
+ColorMap ColorTransfer::map(double t) const {
+    const Path path = pathTo(t);
+    const int first = firstChannel(dims_);
+    ColorMap map;
+    for (int i = 0; i < dims_; ++i) {
+        for (int j = 0; j < dims_; ++j) {
+            map.matrix(first + i, first + j) = path.matrix.at<float>(i, j);
+        }
+        map.inputMean[first + i] = path.inputMean[i];
+        map.targetMean[first + i] = path.targetMean[i];
+    }
+    return map;
+}
+
+cv::Mat ColorTransfer::mapped(const cv::Mat& lab, double t) const {
+    Path path = pathTo(t);
+    float* inputMeans = path.inputMean.val;
+    float* targetMeans = path.targetMean.val;
+    cv::Mat result(lab.size(), CV_32FC(dims_));
+    if (dims_ == 2) {
+        const auto mapping = form_ == TransferForm::bonneel ? computeMapping2DBonneel : computeMapping2D;
+        mapping(lab, lab, inputMeans, targetMeans, path.matrix, result);
+        return bgrWithChroma(lab, result);
+    }
+    computeMapping3D(lab, lab, inputMeans, targetMeans, path.matrix, result);
+    cv::cvtColor(result, result, cv::COLOR_Lab2BGR);
+    return result;
+}
+
+cv::Mat ColorTransfer::apply(double t) const {
+    return mapped(lab_, t);
+}
+
+cv::Mat ColorTransfer::applyTo(const cv::Mat& photograph, double t) const {
+    return photograph.empty() ? cv::Mat() : mapped(labOf("photograph", photograph), t);
+}
+
+Transfer transferColors(const cv::Mat& photograph, const cv::Mat& palette, const TransferOptions& options,
+                        const Watch& watch) {
+    if (photograph.empty()) {
+        return {};
+    }
+    requireBetween("t", options.t, 0, 1);
+    constexpr int steps = 3;
+    Watch ofStatistics = watch;
+    if (watch.progress) {
+        ofStatistics.progress = [&watch](int done, int /*total*/) { return watch.progress(done, steps); };
+    }
+    const ColorTransfer transfer(photograph, palette, options, ofStatistics);
+    const ColorMap map = transfer.map(options.t);
+    const cv::Mat image = transfer.apply(options.t);
+    watch.step(steps, steps);
+    return {image, map.matrix, map.inputMean, map.targetMean};
+}
+
+}  // namespace likeness
