@@ -128,7 +128,7 @@ TEST(ResultFields, OutOfTheirRangeAreRefusedInCsv) {
 
 /// Runs a statement over a database with the system's own program.
 std::string sqlite(const std::string& database, const std::string& statement) {
-    const Outcome outcome = run({"/usr/bin/sqlite3", database, statement}, ".");
+    const Outcome outcome = run({"/usr/bin/sqlite3", database, statement}, std::filesystem::current_path());
     EXPECT_EQ(outcome.status, 0) << outcome.err;
     return outcome.out;
 }

@@ -22,6 +22,7 @@ namespace fs = std::filesystem;
 using Kind = CarriedValue::Kind;
 
 void save(const std::string& path, const std::vector<ResultRecord>& records, const std::vector<std::string>& columns) {
+    fs::remove(path);
     const auto writer = writeResults({path, resultFormatOf("", path), columns, {}});
     writer->append(records);
     writer->finish();

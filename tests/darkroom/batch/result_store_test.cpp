@@ -242,9 +242,9 @@ TEST(TimesFile, ThatIsSomebodyElsesOrDamagedIsNamedAndKept) {
         std::ofstream(file.timing, std::ios::binary) << text;
         try {
             writeResults(file);
-        } catch (const Refusal& refusal) {
+        } catch (const Refusal& problem) {
             EXPECT_EQ(contentOf(file.timing), text);
-            return std::string(refusal.what());
+            return std::string(problem.what());
         }
         return std::string();
     };
