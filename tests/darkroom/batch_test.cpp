@@ -482,6 +482,7 @@ TEST_F(DarkroomBatch, TwoOnOneOutputRefuseEachOther) {
     const std::string list = saveList(400);
     const ::pid_t process = begin({list, "-o", "r.csv", "--cache", "0"});
     waitForBytes("r.csv", 3000);
+    ASSERT_EQ(::kill(process, SIGSTOP), 0);  // so that it does not come to its end meanwhile
     const Outcome outcome = darkroom({"batch", list, "-o", "r.csv", "--resume"});
     EXPECT_EQ(outcome.status, 2);
     EXPECT_EQ(outcome.err, "darkroom batch: 'r.csv' is being written by another process\n");
@@ -495,6 +496,7 @@ TEST_F(DarkroomBatch, TwoOnOneOutputRefuseEachOther) {
     const Outcome merged = darkroom({"merge", "m.csv", "r.csv"});
     EXPECT_EQ(merged.status, 2);
     EXPECT_EQ(merged.err, "darkroom merge: 'r.csv' is being written by another process\n");
+    ASSERT_EQ(::kill(process, SIGCONT), 0);
     EXPECT_EQ(statusOf(process), 1);
     EXPECT_EQ(contentOf(output("r.csv")), resultOf({list}, "other.csv", 1));
 }
