@@ -64,12 +64,6 @@ struct ResultRecord {
     double milliseconds = 0;  ///< wall time; kept apart from the record
 };
 
-/// Names of all fields but the carried ones, in their order.
-const std::vector<std::string>& resultFields();
-
-/// Whether a column of a list would take the name of a field; upper and lower case count as equal.
-bool isResultField(std::string_view name);
-
 /// ASCII letters in lower case, others as they are.
 std::string lowerCase(std::string_view text);
 
