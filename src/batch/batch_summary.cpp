@@ -44,7 +44,7 @@ std::vector<std::string> BatchSummary::table() const {
                                                   "5 %", "25 %", "median", "75 %", "95 %", "greatest")};
     for (std::size_t k = 0; k < coefficients_.size(); ++k) {
         const CoefficientStatistics all = statisticsOf(coefficients_[k]);
-        std::string line = fmt::format("{:<13}{:>9.5f}", correlateNames[k], all.mean);
+        std::string line = fmt::format("{:<13}{:>9.5f}", correlateNames[k].name, all.mean);
         for (const float value :
              {all.least, all.fifth, all.lowerQuartile, all.median, all.upperQuartile, all.ninetyFifth, all.greatest}) {
             line += fmt::format("{:>9.5f}", value);

@@ -38,7 +38,6 @@ bool CsvReader::readField(std::string& field) {
                     closed = true;
                 }
             } else {
-                linesInside_ += c == '\n' ? 1U : 0U;
                 field += static_cast<char>(c);
             }
         } else if (c == separator_) {
@@ -64,7 +63,6 @@ bool CsvReader::next(std::vector<std::string>& fields) {
     for (;;) {
         begin_ = offset_;
         line_ = nextLine_;
-        linesInside_ = 0;
         terminated_ = true;
         fields.clear();
         if (in_.sgetc() == endOfText) {

@@ -33,12 +33,12 @@ public:
 
     /// Line, from 1, on which the last record began.
     std::uint64_t line() const noexcept { return line_; }
+    /// Line on which the next record, or what is in its place, begins.
+    std::uint64_t nextLine() const noexcept { return nextLine_; }
     /// Bytes up to where the last record began.
     std::uint64_t begin() const noexcept { return begin_; }
     /// Bytes up to behind the last record.
     std::uint64_t end() const noexcept { return offset_; }
-    /// Line ends within the last record.
-    std::uint64_t linesInside() const noexcept { return linesInside_; }
     /// Whether a line end closes the last record.
     bool terminated() const noexcept { return terminated_; }
     /// Whether the text ended within quotes.
@@ -54,7 +54,6 @@ private:
     std::uint64_t begin_ = 0;
     std::uint64_t line_ = 0;
     std::uint64_t nextLine_ = 1;
-    std::uint64_t linesInside_ = 0;
     bool terminated_ = true;
     bool quoteOpen_ = false;
 };

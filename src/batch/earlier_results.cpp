@@ -1,7 +1,9 @@
 #include "batch/earlier_results.hpp"
 
 #include "batch/stable_hash.hpp"
+#include "batch/working_file.hpp"
 #include "files/refusal.hpp"
+#include "files/replaced_file.hpp"
 
 #include <algorithm>
 #include <cerrno>
@@ -14,17 +16,15 @@ namespace {
 
 namespace fs = std::filesystem;
 
-void removeResults(const std::string& path) {
-    for (const char* const ending : {"", "-wal", "-shm", "-journal"}) {
-        std::error_code error;
-        fs::remove(path + ending, error);
-    }
-}
-
 void renameResults(const std::string& from, const std::string& to) {
     if (std::rename(from.c_str(), to.c_str()) != 0) {
         throw Refusal("cannot rename '" + from + "' to '" + to + "': " + std::strerror(errno));
     }
+    synchronizeFolderOf(to);
+}
+
+std::string unfinishedUnion(const std::string& output) {
+    return workingFile(output, "previous");
 }
 
 /// Finds pairs by their id.
@@ -73,23 +73,23 @@ public:
             earlier.known.resize(pairs_.size());
         }
         if (anyPrevious) {
-            collect(previous, earlier.known);
+            if (collect(previous, earlier.known) == 0) {
+                throw Refusal("'" + previous +
+                              "' holds no results of earlier runs, for which the name is kept; move "
+                              "it away");
+            }
         }
         if (!continues) {
             earlier.recorded = 0;
             earlier.summary = {};
             earlier.tail = {};
-            earlier.repaired = false;
-            collect(file_.path, earlier.known);
-            settleResults(file_.path, file_.format);
-            if (anyPrevious) {
-                writeUnion(earlier.known, previous);
-                removeResults(file_.path);
-            } else {
-                renameResults(file_.path, previous);
-            }
+            earlier.dropped = 0;
+            collect(file_.path, earlier.known, &earlier.dropped);
+            // The output stays the file that it is, which is locked and may have several names.
+            writeUnion(earlier.known, previous);
+            emptyResults(file_);
         } else if (anyOutput && earlier.recorded == 0) {
-            removeResults(file_.path);  // it holds no record, and its columns may be others
+            emptyResults(file_);  // it holds no record, and its columns may be others
             earlier.tail = {};
         }
         return earlier;
@@ -111,29 +111,8 @@ private:
             ++earlier.recorded;
         }
         earlier.tail = reader->tail();
-        earlier.repaired = earlier.tail.cutOff;
-        if (earlier.tail.lines > linesOfNext(earlier.recorded)) {
-            throw Refusal("'" + file_.path + "': " + std::to_string(earlier.tail.lines) +
-                          " lines at the end are no whole result record, which is more than a stop leaves");
-        }
+        earlier.dropped = earlier.tail.dropped;
         return true;
-    }
-
-    /// Line ends that the record of a pair may hold: those of its texts.
-    std::uint64_t linesOfNext(std::size_t number) const {
-        if (number == pairs_.size()) {
-            return 0;
-        }
-        const Pair pair = pairs_.at(number);
-        const auto lines = [](const std::string& text) {
-            return static_cast<std::uint64_t>(std::count(text.begin(), text.end(), '\n'));
-        };
-        // The error and the remarks name the photographs once more each.
-        std::uint64_t all = lines(pair.id) + 3 * (lines(pair.first) + lines(pair.second));
-        for (const CarriedValue& value : pair.carried) {
-            all += lines(value.text);
-        }
-        return all;
     }
 
     bool isOf(const Pair& pair, const ResultRecord& record) const {
@@ -172,13 +151,17 @@ private:
         }
     }
 
-    void collect(const std::string& path, std::vector<std::unique_ptr<PairOutcome>>& known) {
+    /// @param dropped  gets the bytes behind the last whole record
+    /// @return         number of records
+    std::uint64_t collect(const std::string& path, std::vector<std::unique_ptr<PairOutcome>>& known,
+                          std::uint64_t* dropped = nullptr) {
         if (index_ == nullptr) {
             index_ = std::make_unique<PairIndex>(pairs_);
         }
         const auto reader = openResults(path, file_.format);
         ResultRecord record;
         std::vector<bool> met(pairs_.size());
+        std::uint64_t records = 0;
         while (reader->next(record)) {
             checkOrigin(path, record);
             const std::size_t number = index_->find(record.id);
@@ -194,21 +177,26 @@ private:
                 throw Refusal("'" + path + "' holds the pair '" + record.id + "' twice");
             }
             met[number] = true;
+            ++records;
             if (record.outcome.compared() || !retryFailed_) {
                 known[number] = std::make_unique<PairOutcome>(std::move(record.outcome));
             }
         }
-        if (reader->tail().lines > 0) {
-            throw Refusal("'" + path + "': several lines at the end are no whole result record");
+        if (dropped != nullptr) {
+            *dropped = reader->tail().dropped;
         }
+        return records;
     }
 
-    /// Replaces the file of the previous results by one that holds all that is known.
+    /// Makes the file of the previous results one that holds all that is known.
     void writeUnion(const std::vector<std::unique_ptr<PairOutcome>>& known, const std::string& previous) const {
         ResultFile file = file_;
-        file.path = previous + ".new";
+        if (std::none_of(known.begin(), known.end(), [](const auto& outcome) { return outcome != nullptr; })) {
+            return;
+        }
+        file.path = unfinishedUnion(file_.path);
         file.timing.clear();
-        removeResults(file.path);
+        removeWithJournals(file.path);
         const auto writer = writeResults(file);
         for (std::size_t k = 0; k < known.size(); ++k) {
             if (known[k] != nullptr) {
@@ -216,7 +204,9 @@ private:
             }
         }
         writer->finish();
-        settleResults(previous, file_.format);
+        if (fs::exists(previous)) {
+            settleResults(previous, file_.format);
+        }
         renameResults(file.path, previous);
     }
 
@@ -253,7 +243,14 @@ EarlierResults takeUpResults(const ResultFile& file, const PairList& pairs, cons
 }
 
 void dropPreviousResults(const ResultFile& file) {
-    removeResults(previousResults(file.path));
+    const std::string previous = previousResults(file.path);
+    std::error_code error;
+    if (file.format == ResultFormat::sqlite) {
+        removeWithJournals(previous);
+    } else {
+        fs::remove(previous, error);
+    }
+    removeWithJournals(unfinishedUnion(file.path));
 }
 
 }  // namespace likeness

@@ -24,9 +24,9 @@ ResultRecord recordOf(const Pair& pair, std::uint64_t pairs, PairOutcome outcome
 struct EarlierResults {
     /// How many pairs, the first of the list, the output holds; a run goes on behind them.
     std::size_t recorded = 0;
-    BatchSummary summary;     ///< of these
-    ResultReader::Tail tail;  ///< of the output
-    bool repaired = false;    ///< whether a cut-off record at the end is to be dropped
+    BatchSummary summary;       ///< of these
+    ResultReader::Tail tail;    ///< of the output
+    std::uint64_t dropped = 0;  ///< bytes at its end that are no whole record
 
     /// Outcomes of further pairs, by their number in the list, which need not be compared again; empty or of the list's
     /// size.
@@ -38,8 +38,8 @@ std::string previousResults(const std::string& output);
 
 /// Looks at what is there of an output, checks it against the list, and prepares the output for writing. Called under
 /// the output's lock. If the records are those of the first pairs of the list, the run can append to them. If they are
-/// those of other pairs of it (pairs were added to the list since, or failed ones are to be done again), the output
-/// moves to `previousResults`, to be written anew from what is known.
+/// those of other pairs of it (pairs were added to the list since, or failed ones are to be done again), what is known
+/// moves to `previousResults`, and the output is emptied, to be written anew.
 ///
 /// @param retryFailed  whether pairs that failed count as missing
 /// @throws Refusal  records of another version, of other parameters, of pairs that are not in the list or name other
@@ -47,7 +47,7 @@ std::string previousResults(const std::string& output);
 EarlierResults takeUpResults(const ResultFile& file, const PairList& pairs, const ResultOrigin& origin,
                              bool retryFailed);
 
-/// Removes what `takeUpResults` moved away, once the output is whole.
+/// Removes what `takeUpResults` moved away, and what a killed process left of that, once the output is whole.
 void dropPreviousResults(const ResultFile& file);
 
 }  // namespace likeness

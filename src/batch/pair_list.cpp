@@ -1,6 +1,8 @@
 #include "batch/pair_list.hpp"
 
 #include "batch/csv.hpp"
+#include "batch/json_depth.hpp"
+#include "batch/result_fields.hpp"
 #include "batch/stable_hash.hpp"
 #include "files/refusal.hpp"
 
@@ -224,6 +226,9 @@ void readJsonLines(std::istream& in, ListReader& reader) {
     for (std::uint64_t number = 1; std::getline(in, line); ++number) {
         if (line.find_first_not_of(" \t\r") == std::string::npos) {
             continue;
+        }
+        if (nestsTooDeep(line)) {
+            reader.refuse(number, tooDeepMessage());
         }
         const Json json = Json::parse(line, nullptr, false);
         if (!json.is_object()) {

@@ -1,8 +1,11 @@
 #include "batch/result_merge.hpp"
 
 #include "batch/output_lock.hpp"
+#include "batch/result_text.hpp"
 #include "batch/stable_hash.hpp"
+#include "batch/working_file.hpp"
 #include "files/refusal.hpp"
+#include "files/replaced_file.hpp"
 
 #include <fmt/format.h>
 
@@ -10,42 +13,88 @@
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
+#include <fcntl.h>
 #include <filesystem>
 #include <functional>
+#include <limits>
 #include <queue>
 #include <unistd.h>
+#include <unordered_set>
 
 namespace likeness {
 namespace {
 
-struct Input {
-    std::string path;
-    std::unique_ptr<ResultReader> reader;
-    ResultRecord record;  // the next one
+namespace fs = std::filesystem;
+
+/// Inputs that stay open while they are merged. More of them take turns.
+constexpr std::size_t mostOpen = 32;
+/// Records that are kept of inputs that take turns, all together: some 30 MB. At least one each.
+constexpr std::size_t mostRecordsAhead = 32768;
+
+class Input {
+public:
+    Input(std::string path, std::size_t inputs)
+        : path_(std::move(path)), reader_(openResults(path_, resultFormatOf("IN", path_))) {
+        if (inputs > mostOpen) {
+            block_ = std::max<std::size_t>(1, std::min<std::size_t>(1000, mostRecordsAhead / inputs));
+            reader_->rest();
+        }
+    }
+
+    const std::string& path() const noexcept { return path_; }
+    const ResultReader& reader() const noexcept { return *reader_; }
+    const ResultRecord& record() const { return ahead_[current_]; }
 
     bool advance() {
-        const std::uint64_t before = record.position;
-        if (!reader->next(record)) {
-            if (reader->tail().cutOff) {
-                throw Refusal("'" + path + "': the last record is cut off; darkroom batch --resume repairs it");
-            }
+        const std::uint64_t before = position_;
+        if (++current_ >= ahead_.size() && !refill()) {
             return false;
         }
-        if (record.position <= before) {
-            throw Refusal(fmt::format("'{}': the pair '{}' of position {} stands behind position {}", path, record.id,
-                                      record.position, before));
+        if (record().position <= before) {
+            throw Refusal(fmt::format("'{}': the pair '{}' of position {} stands behind position {}", path_,
+                                      record().id, record().position, before));
         }
+        position_ = record().position;
         return true;
     }
+
+private:
+    bool refill() {
+        ahead_.clear();
+        current_ = 0;
+        for (ResultRecord next; ahead_.size() < std::max<std::size_t>(1, block_) && !ended_;) {
+            if (reader_->next(next)) {
+                ahead_.push_back(std::move(next));
+            } else {
+                ended_ = true;
+                if (reader_->tail().cutOff) {
+                    throw Refusal("'" + path_ + "': the last record is cut off; darkroom batch --resume repairs it");
+                }
+            }
+        }
+        if (block_ > 0 || ended_) {
+            reader_->rest();
+        }
+        return !ahead_.empty();
+    }
+
+    std::string path_;
+    std::unique_ptr<ResultReader> reader_;
+    std::vector<ResultRecord> ahead_;
+    std::size_t current_ = 0;
+    std::size_t block_ = 0;  ///< records that are read at a time before the file is closed; 0: it stays open
+    std::uint64_t position_ = 0;
+    bool ended_ = false;
 };
 
 /// Visits the records of all inputs by ascending position.
 void forEachRecord(const std::vector<std::string>& paths, const std::function<void(const Input&)>& visit) {
     std::vector<Input> inputs;
+    inputs.reserve(paths.size());
     for (const std::string& path : paths) {
-        inputs.push_back({path, openResults(path, resultFormatOf("IN", path)), {}});
+        inputs.emplace_back(path, paths.size());
     }
-    const auto later = [](const Input* a, const Input* b) { return a->record.position > b->record.position; };
+    const auto later = [](const Input* a, const Input* b) { return a->record().position > b->record().position; };
     std::priority_queue<Input*, std::vector<Input*>, decltype(later)> queue(later);
     for (Input& input : inputs) {
         if (input.advance()) {
@@ -62,13 +111,76 @@ void forEachRecord(const std::vector<std::string>& paths, const std::function<vo
     }
 }
 
+/// Whether the kinds of the carried values survive. A table holds texts alone: an absent member of the list is an empty
+/// field in it, a number the same as its digits.
+class KindChecks {
+public:
+    explicit KindChecks(ResultFormat output) : output_(output) {}
+
+    void operator()(const Input& input) {
+        const bool known = input.reader().knowsKinds();
+        const bool isTable = resultFormatOf("IN", input.path()) == ResultFormat::csv;
+        allKnown_ = allKnown_ && known;
+        std::size_t present = 0;
+        for (const CarriedValue& value : input.record().carried) {
+            present += value.kind == CarriedValue::Kind::absent ? 0U : 1U;
+            if (value.kind == CarriedValue::Kind::json && unlike_.empty()) {
+                unlike_ = input.path();
+            }
+            if (!known && doubtful_.empty() && (value.text.empty() ? isTable : mayLoseJson(value.text)) &&
+                output_ != ResultFormat::csv) {
+                doubtfulPath_ = input.path();
+                doubtful_ = fmt::format("'{}' of the column '{}' for the pair '{}'", value.text, value.column,
+                                        input.record().id);
+            }
+        }
+        mostPresent_ = std::max(mostPresent_, present);
+        if (!isTable && present < leastPresent_) {
+            leastPresent_ = present;
+            leastPath_ = input.path();
+        }
+    }
+
+    bool allKnown() const noexcept { return allKnown_; }
+
+    /// @return  what is assumed; empty if nothing
+    /// @throws Refusal  if the inputs show that it would be wrong
+    std::string assumption() const {
+        if (doubtful_.empty()) {
+            return {};
+        }
+        const std::string what =
+            fmt::format("'{}' does not tell texts from other values and absent ones ({})", doubtfulPath_, doubtful_);
+        const std::string& unlike = leastPresent_ < mostPresent_ ? leastPath_ : unlike_;
+        if (!unlike.empty()) {
+            throw Refusal(what + ", and '" + unlike + "' shows that the list has such; merge into .csv, or do the " +
+                          "shard again as .jsonl");
+        }
+        return what + "; all are taken for texts, as those of a CSV list are";
+    }
+
+private:
+    bool mayLoseJson(const std::string& text) const {
+        return output_ == ResultFormat::jsonLines && mayHaveBeenJson(text);
+    }
+
+    ResultFormat output_;
+    bool allKnown_ = true;
+    std::string doubtfulPath_;
+    std::string doubtful_;
+    std::string unlike_;                                                  ///< an input that has values other than texts
+    std::size_t mostPresent_ = 0;                                         ///< carried values that a record has
+    std::size_t leastPresent_ = std::numeric_limits<std::size_t>::max();  ///< the same of inputs other than tables
+    std::string leastPath_;
+};
+
 /// What the records of all inputs must have in common, and the sequence of their positions.
 class Checks {
 public:
     void operator()(const Input& input) {
-        const ResultRecord& record = input.record;
+        const ResultRecord& record = input.record();
         if (path_.empty()) {
-            path_ = input.path;
+            path_ = input.path();
             first_ = record;
         }
         same(input, "version", record.version, first_.version);
@@ -76,21 +188,18 @@ public:
         same(input, "number of pairs in the list", std::to_string(record.pairs), std::to_string(first_.pairs));
         if (record.position == position_) {
             throw Refusal(fmt::format("position {} of the list is in '{}' ('{}') and in '{}' ('{}')", position_,
-                                      before_, id_, input.path, record.id));
+                                      before_, id_, input.path(), record.id));
         }
         if (record.position != position_ + 1) {
             refuseGap(record.position - 1);
         }
         position_ = record.position;
-        before_ = input.path;
+        before_ = input.path();
         id_ = record.id;
         ids_.push_back(wideHash(record.id));
-        if (input.reader->columns() != lastColumns_) {
-            lastColumns_ = input.reader->columns();
-            for (const std::string& column : lastColumns_) {
-                if (std::find(columns_.begin(), columns_.end(), column) == columns_.end()) {
-                    columns_.push_back(column);
-                }
+        for (const CarriedValue& value : record.carried) {
+            if (known_.insert(value.column).second) {
+                columns_.push_back(value.column);
             }
         }
         failed_ += record.outcome.compared() ? 0U : 1U;
@@ -117,7 +226,7 @@ private:
     void same(const Input& input, const char* what, const std::string& value, const std::string& expected) const {
         if (value != expected) {
             throw Refusal(
-                fmt::format("'{}' and '{}' differ in the {}: {} and {}", path_, input.path, what, expected, value));
+                fmt::format("'{}' and '{}' differ in the {}: {} and {}", path_, input.path(), what, expected, value));
         }
     }
 
@@ -134,7 +243,7 @@ private:
     std::string before_;
     std::string id_;
     std::vector<WideHash> ids_;
-    std::vector<std::string> lastColumns_;
+    std::unordered_set<std::string> known_;
     std::vector<std::string> columns_;
     std::uint64_t failed_ = 0;
 };
@@ -158,9 +267,43 @@ void checkColumns(const std::vector<std::string>& paths) {
     }
 }
 
+/// Gives a finished file its name.
+void moveInto(const std::string& from, const std::string& to, ResultFormat format, bool overwrite) {
+    if (overwrite) {
+        // What SQLite keeps beside the old database is none of the new one's.
+        for (const char* const ending : {"-wal", "-shm", "-journal"}) {
+            std::error_code error;
+            if (format == ResultFormat::sqlite && fs::exists(to, error)) {
+                fs::remove(to + ending, error);
+            }
+        }
+        if (std::rename(from.c_str(), to.c_str()) != 0) {
+            throw Refusal("cannot write '" + to + "': " + std::strerror(errno));
+        }
+    } else if (::renameat2(AT_FDCWD, from.c_str(), AT_FDCWD, to.c_str(), RENAME_NOREPLACE) != 0) {
+        // Not every file system has that; a hard link, too, takes only a free name.
+        int problem = errno;
+        if (problem == EINVAL || problem == ENOSYS) {
+            problem = ::link(from.c_str(), to.c_str()) == 0 ? 0 : errno;
+            if (problem == 0) {
+                ::unlink(from.c_str());
+            } else if (problem != EEXIST && !fs::exists(to)) {
+                problem = std::rename(from.c_str(), to.c_str()) == 0 ? 0 : errno;
+            }
+        }
+        if (problem == EEXIST) {
+            throw Refusal("OUT: '" + to + "' exists; --overwrite replaces it");
+        }
+        if (problem != 0) {
+            throw Refusal("cannot write '" + to + "': " + std::strerror(problem));
+        }
+    }
+    synchronizeFolderOf(to);
+}
+
 }  // namespace
 
-ResultMerge::ResultMerge(std::vector<std::string> inputs) : inputs_(std::move(inputs)) {
+ResultMerge::ResultMerge(std::vector<std::string> inputs, const std::string& output) : inputs_(std::move(inputs)) {
     for (const std::string& input : inputs_) {
         resultFormatOf("IN", input);
     }
@@ -171,29 +314,47 @@ ResultMerge::ResultMerge(std::vector<std::string> inputs) : inputs_(std::move(in
     }
     checkColumns(inputs_);
     Checks checks;
-    forEachRecord(inputs_, [&](const Input& input) { checks(input); });
+    KindChecks kinds(resultFormatOf("OUT", output));
+    forEachRecord(inputs_, [&](const Input& input) {
+        checks(input);
+        kinds(input);
+    });
     checks.finish();
     columns_ = checks.columns();
     pairs_ = checks.pairs();
     failed_ = checks.failed();
+    assumption_ = kinds.assumption();
+    knowsKinds_ = kinds.allKnown();
 }
 
-void ResultMerge::write(const std::string& output) const {
+void ResultMerge::write(const std::string& output, bool overwrite) const {
     const ResultFormat format = resultFormatOf("OUT", output);
-    const std::string temporary = output + ".merging";
-    const auto removeTemporary = [&] {
-        for (const char* const ending : {"", "-wal", "-shm", "-journal"}) {
-            std::error_code error;
-            std::filesystem::remove(temporary + ending, error);
+    const std::string target = behindLinks(output);
+    std::error_code error;
+    if (format == ResultFormat::sqlite && !fs::exists(target, error)) {
+        for (const char* const ending : {"-wal", "-journal"}) {
+            if (fs::exists(target + ending, error)) {
+                throw Refusal("'" + target + ending + "' is there without its database; move it away");
+            }
         }
-    };
-    removeTemporary();
+    }
+    // The lock keeps a second merge from the same file. What is in the file is left of one that was killed.
+    const std::string temporary = workingFile(target, "merge");
+    const OutputLock lock(temporary, OutputLock::Links::refuse);
     try {
-        const auto writer = writeResults({temporary, format, columns_, {}});
+        for (const char* const ending : {"-wal", "-shm", "-journal"}) {
+            fs::remove(temporary + ending, error);
+        }
+        if (::truncate(temporary.c_str(), 0) != 0) {
+            throw Refusal("cannot write '" + temporary + "': " + std::strerror(errno));
+        }
+        ResultFile file{temporary, format, columns_, {}};
+        file.knowsKinds = knowsKinds_;
+        const auto writer = writeResults(file);
         std::vector<ResultRecord> block;
         constexpr std::size_t blockSize = 1000;
         forEachRecord(inputs_, [&](const Input& input) {
-            block.push_back(input.record);
+            block.push_back(input.record());
             if (block.size() == blockSize) {
                 writer->append(block);
                 block.clear();
@@ -201,11 +362,9 @@ void ResultMerge::write(const std::string& output) const {
         });
         writer->append(block);
         writer->finish();
-        if (std::rename(temporary.c_str(), output.c_str()) != 0) {
-            throw Refusal("cannot write '" + output + "': " + std::strerror(errno));
-        }
+        moveInto(temporary, target, format, overwrite);
     } catch (...) {
-        removeTemporary();
+        removeWithJournals(temporary);
         throw;
     }
 }

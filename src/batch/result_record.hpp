@@ -1,6 +1,8 @@
 // What is recorded of one pair of photographs. docs/formats.md has the table of the fields.
 #pragma once
 
+#include <likeness/comparison/per_correlate.hpp>
+
 #include <array>
 #include <cstdint>
 #include <string>
@@ -11,10 +13,6 @@ namespace likeness {
 
 /// Version of the records' fields.
 inline constexpr int resultSchema = 1;
-
-/// The five correlates, in the order of the fields.
-inline constexpr std::array<std::string_view, 5> correlateNames = {"brightness", "lightness", "chroma", "colorfulness",
-                                                                   "saturation"};
 
 /// A value of a further column of the list, carried through to the results.
 struct CarriedValue {
@@ -63,12 +61,6 @@ struct ResultRecord {
     std::vector<CarriedValue> carried;
     double milliseconds = 0;  ///< wall time; kept apart from the record
 };
-
-/// Names of all fields but the carried ones, in their order.
-const std::vector<std::string>& resultFields();
-
-/// Whether a column of a list would take the name of a field; upper and lower case count as equal.
-bool isResultField(std::string_view name);
 
 /// ASCII letters in lower case, others as they are.
 std::string lowerCase(std::string_view text);

@@ -4,7 +4,10 @@
 #include "batch/text_results.hpp"
 #include "files/refusal.hpp"
 
+#include <cerrno>
+#include <cstring>
 #include <filesystem>
+#include <unistd.h>
 
 namespace likeness {
 
@@ -28,6 +31,14 @@ std::unique_ptr<ResultReader> openResults(const std::string& path, ResultFormat 
 
 std::unique_ptr<ResultWriter> writeResults(const ResultFile& file, const ResultReader::Tail& tail) {
     return file.format == ResultFormat::sqlite ? writeSqliteResults(file) : writeTextResults(file, tail);
+}
+
+void emptyResults(const ResultFile& file) {
+    if (file.format == ResultFormat::sqlite) {
+        emptySqliteResults(file);
+    } else if (::truncate(file.path.c_str(), 0) != 0) {
+        throw Refusal("cannot write '" + file.path + "': " + std::strerror(errno));
+    }
 }
 
 void settleResults(const std::string& path, ResultFormat format) {

@@ -22,9 +22,9 @@ class ResultReader {
 public:
     /// What is behind the last whole record of a text.
     struct Tail {
-        std::uint64_t begin = 0;  ///< bytes up to the end of the last whole record
-        bool cutOff = false;      ///< whether a part of one more record follows
-        std::uint64_t lines = 0;  ///< line ends in that part
+        std::uint64_t begin = 0;    ///< bytes up to the end of the last whole record
+        bool cutOff = false;        ///< whether something follows: a part of one more record, zeros of a power failure
+        std::uint64_t dropped = 0;  ///< bytes of that
     };
 
     ResultReader() = default;
@@ -38,6 +38,12 @@ public:
 
     /// Names of the carried columns. JSON Lines have no header: there they are the ones that were met so far.
     virtual const std::vector<std::string>& columns() const = 0;
+
+    /// Whether the kinds of the carried values are those of the list. A table has none: there everything is a text.
+    virtual bool knowsKinds() const = 0;
+
+    /// Gives its file descriptors back; `next` opens the file again and goes on.
+    virtual void rest() = 0;
 
     /// Known once `next` has returned false.
     virtual Tail tail() const { return {}; }
@@ -58,7 +64,8 @@ public:
     /// @throws Refusal  "cannot write 'PATH': reason"; then none of them is in the file
     virtual void append(const std::vector<ResultRecord>& records) = 0;
 
-    /// Sees to it that everything is on the disk, in one file, and closes it.
+    /// Sees to it that everything is on the disk, and closes the file. A database becomes one single file, unless
+    /// somebody is reading it: then its write-ahead log stays beside it.
     /// @throws Refusal
     virtual void finish() = 0;
 };
@@ -69,12 +76,17 @@ struct ResultFile {
     ResultFormat format = ResultFormat::sqlite;
     std::vector<std::string> columns;  ///< names of the carried ones
     std::string timing;                ///< of a text: the file that gets the times; empty: they are dropped
+    bool knowsKinds = true;            ///< whether the kinds of the carried values are those of the list
 };
 
 /// Begins a results file, or goes on with one behind its last whole record.
 /// @param tail  of the file as it is; a default one begins a new file
 /// @throws Refusal
 std::unique_ptr<ResultWriter> writeResults(const ResultFile& file, const ResultReader::Tail& tail = {});
+
+/// Takes all records out of an existing results file, which stays the same file.
+/// @throws Refusal
+void emptyResults(const ResultFile& file);
 
 /// Makes an existing results file one single file, which can be renamed: a database gives up its write-ahead log.
 /// @throws Refusal

@@ -2,9 +2,8 @@
 // bytes.
 #pragma once
 
-#include "batch/result_record.hpp"
+#include "batch/result_fields.hpp"
 
-#include <optional>
 #include <string>
 #include <vector>
 
@@ -13,8 +12,9 @@ namespace likeness {
 /// A JSON object and a line feed.
 std::string jsonLine(const ResultRecord& record);
 
-/// @return  nothing if the line is not a whole record of this schema
-std::optional<ResultRecord> recordOfJson(const std::string& line);
+/// @param line  without its line feed
+/// @throws NoRecord  if the line is not a whole record of this schema
+ResultRecord recordOfJson(const std::string& line);
 
 /// The header line of a table of results.
 /// @param carried  names of the further columns
@@ -24,9 +24,11 @@ std::string csvHeader(const std::vector<std::string>& carried);
 std::string csvLine(const ResultRecord& record, const std::vector<std::string>& carried);
 
 /// @param fields  as many as the header has
-/// @return        nothing if they are not a record of this schema
-std::optional<ResultRecord> recordOfFields(const std::vector<std::string>& fields,
-                                           const std::vector<std::string>& carried);
+/// @throws NoRecord  if they are not a record of this schema
+ResultRecord recordOfFields(const std::vector<std::string>& fields, const std::vector<std::string>& carried);
+
+/// Whether the text is JSON other than a string: what stands so in a table may have been a number, say, in the list.
+bool mayHaveBeenJson(const std::string& text);
 
 /// The value of the named column, or none.
 const CarriedValue* carriedValue(const ResultRecord& record, const std::string& column);

@@ -1,11 +1,13 @@
 #include "batch/sqlite_results.hpp"
 
+#include "batch/result_text.hpp"
 #include "files/number_format.hpp"
 #include "files/refusal.hpp"
+#include "files/replaced_file.hpp"
 
+#include <fmt/format.h>
 #include <sqlite3.h>
 
-#include <cmath>
 #include <filesystem>
 #include <unistd.h>
 
@@ -29,11 +31,26 @@ public:
             ::sqlite3_close(handle_);
             throw Refusal("cannot " + verb_ + " '" + path + "': " + why);
         }
-        ::sqlite3_busy_timeout(handle_, 5000);  // milliseconds; somebody may be looking at the results
+        // A file of somebody else may hold triggers and the like, which are to call nothing but plain functions.
+        ::sqlite3_db_config(handle_, SQLITE_DBCONFIG_TRUSTED_SCHEMA, 0, nullptr);
+        ::sqlite3_db_config(handle_, SQLITE_DBCONFIG_DEFENSIVE, 1, nullptr);
+        setPatience(5000);  // somebody may be looking at the results
     }
     ~Database() { ::sqlite3_close(handle_); }
     Database(const Database&) = delete;
     Database& operator=(const Database&) = delete;
+
+    /// How long to wait for somebody else's lock.
+    void setPatience(int milliseconds) { ::sqlite3_busy_timeout(handle_, milliseconds); }
+
+    /// @return  whether it was done; false if somebody else's lock was in the way
+    bool tryToExecute(const std::string& sql) {
+        const int outcome = ::sqlite3_exec(handle_, sql.c_str(), nullptr, nullptr, nullptr);
+        if (outcome != SQLITE_OK && outcome != SQLITE_BUSY && outcome != SQLITE_LOCKED) {
+            fail();
+        }
+        return outcome == SQLITE_OK;
+    }
 
     void execute(const std::string& sql) {
         if (::sqlite3_exec(handle_, sql.c_str(), nullptr, nullptr, nullptr) != SQLITE_OK) {
@@ -69,10 +86,20 @@ public:
     }
     /// NaN, as SQLite has it, is NULL.
     void bind(double value) { check(::sqlite3_bind_double(handle_, ++bound_, value)); }
-    void bind(const std::string& text) {
+    void bind(std::string_view text) {
         check(::sqlite3_bind_text(handle_, ++bound_, text.data(), static_cast<int>(text.size()), SQLITE_TRANSIENT));
     }
-    void bindTextOrNull(const std::string& text) { text.empty() ? bindNull() : bind(text); }
+    void bind(const FieldValue& value) {
+        if (const auto* const integer = std::get_if<std::uint64_t>(&value)) {
+            bind(*integer);
+        } else if (const auto* const number = std::get_if<double>(&value)) {
+            bind(roundedToNineDigits(*number));
+        } else if (const auto* const text = std::get_if<std::string_view>(&value)) {
+            bind(*text);
+        } else {
+            bindNull();
+        }
+    }
 
     /// @return  whether there is a row
     bool step() {
@@ -84,6 +111,9 @@ public:
     }
     void run() {
         step();
+        rewind();
+    }
+    void rewind() {
         ::sqlite3_reset(handle_);
         bound_ = 0;
     }
@@ -92,11 +122,32 @@ public:
     std::uint64_t integer(int column) const {
         return static_cast<std::uint64_t>(::sqlite3_column_int64(handle_, column));
     }
-    double number(int column) const { return isNull(column) ? std::nan("") : ::sqlite3_column_double(handle_, column); }
-    std::string text(int column) const {
+    std::string_view text(int column) const {
         const auto* const bytes = reinterpret_cast<const char*>(::sqlite3_column_text(handle_, column));
-        return bytes == nullptr ? std::string()
-                                : std::string(bytes, static_cast<std::size_t>(::sqlite3_column_bytes(handle_, column)));
+        return bytes == nullptr
+                   ? std::string_view()
+                   : std::string_view(bytes, static_cast<std::size_t>(::sqlite3_column_bytes(handle_, column)));
+    }
+    bool isText(int column) const { return ::sqlite3_column_type(handle_, column) == SQLITE_TEXT; }
+    /// @param value  gets what stands there; a text until the next step
+    /// @return       whether it is of a type that a field may have
+    bool read(int column, FieldValue& value) const {
+        switch (::sqlite3_column_type(handle_, column)) {
+            case SQLITE_NULL:
+                value = std::monostate();
+                return true;
+            case SQLITE_INTEGER:
+                value = integer(column);
+                return ::sqlite3_column_int64(handle_, column) >= 0;
+            case SQLITE_FLOAT:
+                value = ::sqlite3_column_double(handle_, column);
+                return true;
+            case SQLITE_TEXT:
+                value = text(column);
+                return true;
+            default:
+                return false;
+        }
     }
     int columns() const { return ::sqlite3_column_count(handle_); }
     std::string name(int column) const { return ::sqlite3_column_name(handle_, column); }
@@ -113,39 +164,80 @@ private:
     int bound_ = 0;
 };
 
+bool hasTable(Database& database, const std::string& name) {
+    Statement count(database, "SELECT count(*) FROM sqlite_master WHERE type = 'table' AND name = '" + name + "'");
+    count.step();
+    return count.integer(0) == 1;
+}
+
+/// Table of the carried values that were no strings in the list. A database that was made of tables, which do not know
+/// them, has none.
+constexpr const char* jsonValuesTable = "json_values";
+
 class SqliteReader final : public ResultReader {
 public:
-    explicit SqliteReader(const std::string& path) : path_(path), database_(readable(path), openFlags(path), "read") {
+    explicit SqliteReader(const std::string& path) : path_(path) { open(); }
+
+    bool next(ResultRecord& record) override {
+        if (database_ == nullptr) {
+            open();
+        }
+        if (empty_ || !select_->step()) {
+            return false;
+        }
+        try {
+            read(record);
+        } catch (const NoRecord& problem) {
+            throw Refusal(fmt::format("'{}', position {}: {}", path_, std::string(select_->text(1)), problem.what()));
+        }
+        last_ = record.position;
+        return true;
+    }
+
+    const std::vector<std::string>& columns() const override { return columns_; }
+    bool knowsKinds() const override { return knowsKinds_; }
+    void rest() override {
+        jsonValues_.reset();
+        select_.reset();
+        database_.reset();
+    }
+
+private:
+    void open() {
+        database_ = std::make_unique<Database>(readable(path_), openFlags(path_), "read");
         checkSchema();
         if (empty_) {
             return;
         }
-        select_ = std::make_unique<Statement>(database_, "SELECT * FROM results ORDER BY position");
+        select_ = std::make_unique<Statement>(
+            *database_, "SELECT * FROM results WHERE position > " + std::to_string(last_) + " ORDER BY position");
+        if (last_ == 0) {  // so that a position that no record may have is met, and refused
+            select_ = std::make_unique<Statement>(*database_, "SELECT * FROM results ORDER BY position");
+        }
         const auto& fields = resultFields();
         const int count = static_cast<int>(fields.size());
+        columns_.clear();
         for (int k = 0; k < select_->columns(); ++k) {
             if (k >= count) {
                 columns_.push_back(select_->name(k));
-            } else if (select_->name(k) != fields[static_cast<std::size_t>(k)]) {
+            } else if (select_->name(k) != fields[static_cast<std::size_t>(k)].name) {
                 notResults();
             }
         }
         if (select_->columns() < count) {
             notResults();
         }
-    }
-
-    bool next(ResultRecord& record) override {
-        if (empty_ || !select_->step()) {
-            return false;
+        knowsKinds_ = columns_.empty() || hasTable(*database_, jsonValuesTable);
+        if (!columns_.empty() && knowsKinds_) {
+            Statement any(*database_, std::string("SELECT count(*) FROM ") + jsonValuesTable);
+            any.step();
+            if (any.integer(0) > 0) {
+                jsonValues_ = std::make_unique<Statement>(
+                    *database_, std::string("SELECT name FROM ") + jsonValuesTable + " WHERE position = ?");
+            }
         }
-        read(record);
-        return true;
     }
 
-    const std::vector<std::string>& columns() const override { return columns_; }
-
-private:
     static const std::string& readable(const std::string& path) {
         std::error_code error;
         if (!std::filesystem::exists(path, error)) {
@@ -167,92 +259,98 @@ private:
     }
 
     void checkSchema() {
-        Statement version(database_, "PRAGMA user_version");
-        Statement tables(database_, "SELECT count(*) FROM sqlite_master WHERE type = 'table' AND name = 'results'");
-        Statement all(database_, "SELECT count(*) FROM sqlite_master");
+        Statement version(*database_, "PRAGMA user_version");
+        Statement all(*database_, "SELECT count(*) FROM sqlite_master");
         version.step();
-        tables.step();
         all.step();
         // What a process leaves that was killed before its first transaction.
         empty_ = version.integer(0) == 0 && all.integer(0) == 0;
         if (empty_) {
             return;
         }
-        if (version.integer(0) != resultSchema || tables.integer(0) != 1) {
+        if (version.integer(0) != resultSchema || !hasTable(*database_, "results")) {
             notResults();
         }
     }
 
     void read(ResultRecord& record) const {
-        record = {};
-        int k = 1;  // behind the schema
-        record.position = select_->integer(k++);
-        record.pairs = select_->integer(k++);
-        for (std::string* const text : {&record.id, &record.first, &record.second}) {
-            *text = select_->text(k++);
-        }
-        PairOutcome& outcome = record.outcome;
-        for (PhotographFacts* const facts : {&outcome.first, &outcome.second}) {
-            facts->width = static_cast<int>(select_->integer(k++));
-            facts->height = static_cast<int>(select_->integer(k++));
-        }
-        for (float& coefficient : outcome.coefficients) {
-            coefficient = static_cast<float>(select_->number(k++));
-        }
-        for (PhotographFacts* const facts : {&outcome.first, &outcome.second}) {
-            for (double& share : facts->nanShares) {
-                share = facts->width > 0 ? select_->number(k) : 0.0;
-                ++k;
+        RecordAssembly assembly(record);
+        int k = 0;
+        for (; k < static_cast<int>(resultFields().size()); ++k) {
+            FieldValue value;
+            if (!select_->read(k, value)) {
+                assembly.refuse();
             }
+            assembly.add(value);
         }
-        ++k;  // the status follows from the error
-        for (std::string* const text : {&outcome.error, &outcome.remarks, &record.version, &record.parameters}) {
-            *text = select_->text(k++);
-        }
-        if (!outcome.compared()) {
-            outcome.coefficients = {};
-        }
+        assembly.finish();
         for (const std::string& column : columns_) {
             CarriedValue value{column, CarriedValue::Kind::absent, {}};
             if (!select_->isNull(k)) {
+                if (!select_->isText(k)) {
+                    throw NoRecord("'" + column + "' is no text", false);
+                }
                 value.kind = CarriedValue::Kind::text;
                 value.text = select_->text(k);
             }
             record.carried.push_back(std::move(value));
             ++k;
         }
+        if (jsonValues_ != nullptr) {
+            markJson(record);
+        }
+    }
+
+    void markJson(ResultRecord& record) const {
+        jsonValues_->bind(record.position);
+        while (jsonValues_->step()) {
+            for (CarriedValue& value : record.carried) {
+                if (value.column == jsonValues_->text(0)) {
+                    if (!mayHaveBeenJson(value.text)) {
+                        throw NoRecord("'" + value.column + "' is no JSON", false);
+                    }
+                    value.kind = CarriedValue::Kind::json;
+                }
+            }
+        }
+        jsonValues_->rewind();
     }
 
     std::string path_;
-    Database database_;
+    std::unique_ptr<Database> database_;
     std::unique_ptr<Statement> select_;
+    std::unique_ptr<Statement> jsonValues_;
     std::vector<std::string> columns_;
+    std::uint64_t last_ = 0;
+    bool knowsKinds_ = true;
     bool empty_ = false;
 };
 
-std::string createTables(const std::vector<std::string>& columns) {
-    std::string sql = "CREATE TABLE IF NOT EXISTS results (";
-    for (const std::string& field : resultFields()) {
-        const bool integer =
-            field == "schema" || field == "pairs" || field.ends_with("_width") || field.ends_with("_height");
-        bool number = field.find("_nan_") != std::string::npos;
-        for (const std::string_view correlate : correlateNames) {
-            number = number || field == correlate;
-        }
-        sql += field == "schema" ? "" : ", ";
-        sql += field;
-        if (field == "position") {
-            sql += " INTEGER PRIMARY KEY";
-        } else if (field == "id") {
-            sql += " TEXT NOT NULL UNIQUE";
-        } else {
-            sql += integer ? " INTEGER" : number ? " REAL" : " TEXT";
-        }
+const char* typeName(ResultField::Type type) {
+    return type == ResultField::Type::integer ? " INTEGER" : type == ResultField::Type::number ? " REAL" : " TEXT";
+}
+
+/// Makes the tables that a database lacks.
+void createTables(Database& database, const ResultFile& file) {
+    database.execute("PRAGMA user_version = " + std::to_string(resultSchema) +
+                     ";CREATE TABLE IF NOT EXISTS timing (id TEXT PRIMARY KEY, milliseconds REAL) WITHOUT ROWID");
+    if (hasTable(database, "results")) {
+        return;
     }
-    for (const std::string& column : columns) {
+    std::string sql;
+    for (const ResultField& field : resultFields()) {
+        sql += (sql.empty() ? "CREATE TABLE results (" : ", ") + field.name + typeName(field.type);
+        sql += field.name == "position" ? " PRIMARY KEY" : field.name == "id" ? " NOT NULL UNIQUE" : "";
+    }
+    for (const std::string& column : file.columns) {
         sql += ", " + identifier(column) + " TEXT";
     }
-    return sql + ");CREATE TABLE IF NOT EXISTS timing (id TEXT PRIMARY KEY, milliseconds REAL) WITHOUT ROWID;";
+    sql += ')';
+    if (!file.columns.empty() && file.knowsKinds) {
+        sql += std::string(";CREATE TABLE ") + jsonValuesTable +
+               " (position INTEGER, name TEXT, PRIMARY KEY (position, name)) WITHOUT ROWID";
+    }
+    database.execute(sql);
 }
 
 std::string insertStatement(std::size_t values) {
@@ -266,11 +364,18 @@ std::string insertStatement(std::size_t values) {
 class SqliteWriter final : public ResultWriter {
 public:
     explicit SqliteWriter(const ResultFile& file)
-        : columns_(file.columns), database_(file.path, SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE, "write") {
+        : path_(file.path),
+          columns_(file.columns),
+          database_(file.path, SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE, "write") {
         // A commit in the write-ahead log outlives the process without waiting for the disk.
         database_.execute("PRAGMA journal_mode = WAL; PRAGMA synchronous = NORMAL;");
-        database_.execute("BEGIN IMMEDIATE; PRAGMA user_version = " + std::to_string(resultSchema) + ";" +
-                          createTables(columns_) + "COMMIT;");
+        database_.execute("BEGIN IMMEDIATE");
+        createTables(database_, file);
+        database_.execute("COMMIT");
+        if (hasTable(database_, jsonValuesTable)) {
+            jsonValue_ =
+                std::make_unique<Statement>(database_, std::string("INSERT INTO ") + jsonValuesTable + " VALUES (?,?)");
+        }
         insert_ = std::make_unique<Statement>(database_, insertStatement(resultFields().size() + columns_.size()));
         time_ = std::make_unique<Statement>(database_, "INSERT OR REPLACE INTO timing VALUES (?,?)");
     }
@@ -280,7 +385,7 @@ public:
         try {
             for (const ResultRecord& record : records) {
                 insert(record);
-                time_->bind(record.id);
+                time_->bind(std::string_view(record.id));
                 time_->bind(record.milliseconds);
                 time_->run();
             }
@@ -295,52 +400,44 @@ public:
     void finish() override {
         insert_.reset();
         time_.reset();
-        // One plain file, which can also be read where nothing can be written.
-        database_.execute("PRAGMA journal_mode = DELETE");
+        jsonValue_.reset();
+        // One plain file, which can also be read where nothing can be written. Whoever has a read transaction open
+        // keeps the write-ahead log alive; nothing is lost by it, since a reader takes both together.
+        constexpr int patience = 500;
+        database_.setPatience(patience);
+        if (!database_.tryToExecute("PRAGMA journal_mode = DELETE")) {
+            synchronizeFile(path_ + "-wal");
+        }
     }
 
 private:
     void insert(const ResultRecord& record) {
         Statement& row = *insert_;
-        const PairOutcome& outcome = record.outcome;
-        row.bind(std::uint64_t{resultSchema});
-        row.bind(record.position);
-        row.bind(record.pairs);
-        for (const std::string* const text : {&record.id, &record.first, &record.second}) {
-            row.bind(*text);
+        for (const ResultField& field : resultFields()) {
+            row.bind(field.get(record));
         }
-        for (const PhotographFacts* const facts : {&outcome.first, &outcome.second}) {
-            for (const int side : {facts->width, facts->height}) {
-                facts->width > 0 ? row.bind(static_cast<std::uint64_t>(side)) : row.bindNull();
-            }
-        }
-        for (const float coefficient : outcome.coefficients) {
-            outcome.compared() ? row.bind(roundedToNineDigits(static_cast<double>(coefficient))) : row.bindNull();
-        }
-        for (const PhotographFacts* const facts : {&outcome.first, &outcome.second}) {
-            for (const double share : facts->nanShares) {
-                facts->width > 0 ? row.bind(roundedToNineDigits(share)) : row.bindNull();
-            }
-        }
-        row.bind(std::string(outcome.compared() ? "compared" : "failed"));
-        row.bindTextOrNull(outcome.error);
-        row.bindTextOrNull(outcome.remarks);
-        row.bind(record.version);
-        row.bind(record.parameters);
         for (const std::string& column : columns_) {
-            const CarriedValue* value = nullptr;
-            for (const CarriedValue& candidate : record.carried) {
-                value = candidate.column == column ? &candidate : value;
+            const CarriedValue* const value = carriedValue(record, column);
+            if (value == nullptr || value->kind == CarriedValue::Kind::absent) {
+                row.bindNull();
+                continue;
             }
-            value == nullptr || value->kind == CarriedValue::Kind::absent ? row.bindNull() : row.bind(value->text);
+            row.bind(std::string_view(value->text));
+            if (value->kind == CarriedValue::Kind::json && jsonValue_ != nullptr) {
+                jsonValue_->bind(record.position);
+                jsonValue_->bind(std::string_view(column));
+                jsonValue_->run();
+            }
         }
         row.run();
     }
 
+    std::string path_;
     std::vector<std::string> columns_;
     Database database_;
     std::unique_ptr<Statement> insert_;
     std::unique_ptr<Statement> time_;
+    std::unique_ptr<Statement> jsonValue_;
 };
 
 }  // namespace
@@ -351,6 +448,14 @@ std::unique_ptr<ResultReader> openSqliteResults(const std::string& path) {
 
 std::unique_ptr<ResultWriter> writeSqliteResults(const ResultFile& file) {
     return std::make_unique<SqliteWriter>(file);
+}
+
+void emptySqliteResults(const ResultFile& file) {
+    Database database(file.path, SQLITE_OPEN_READWRITE, "write");
+    database.execute(std::string("BEGIN IMMEDIATE; DROP TABLE IF EXISTS results; DROP TABLE IF EXISTS timing; ") +
+                     "DROP TABLE IF EXISTS " + jsonValuesTable);
+    createTables(database, file);
+    database.execute("COMMIT");
 }
 
 void settleSqliteResults(const std::string& path) {

@@ -4,9 +4,10 @@
 
 namespace likeness {
 
-/// Results in an SQLite database; see `openResults`, `writeResults` and `settleResults`.
+/// Results in an SQLite database; see `openResults`, `writeResults`, `emptyResults` and `settleResults`.
 std::unique_ptr<ResultReader> openSqliteResults(const std::string& path);
 std::unique_ptr<ResultWriter> writeSqliteResults(const ResultFile& file);
+void emptySqliteResults(const ResultFile& file);
 void settleSqliteResults(const std::string& path);
 
 }  // namespace likeness

@@ -17,11 +17,24 @@ namespace likeness {
 namespace {
 
 /// Every record begins so; what a cut-off first one leaves begins so, too, as far as it goes.
-constexpr std::string_view jsonBegin = "{\"schema\":1,\"position\":";
+const std::string& jsonBegin() {
+    static const std::string begin = "{\"schema\":" + std::to_string(resultSchema) + ",\"position\":";
+    return begin;
+}
+
+const std::string& csvBegin() {
+    static const std::string begin = std::to_string(resultSchema) + ',';
+    return begin;
+}
 
 bool agreesWith(std::string_view text, std::string_view begin) {
     const std::size_t length = std::min(text.size(), begin.size());
     return text.substr(0, length) == begin.substr(0, length);
+}
+
+/// After a power failure the end of a file may be blocks of zeros that were never written.
+std::string_view upToZeros(std::string_view text) {
+    return text.substr(0, text.find('\0'));
 }
 
 class TextReader : public ResultReader {
@@ -34,12 +47,13 @@ public:
 
     const std::vector<std::string>& columns() const override { return columns_; }
     Tail tail() const override { return tail_; }
+    void rest() override { in_.close(); }
 
 protected:
-    [[noreturn]] void damaged(std::uint64_t line) const {
-        throw Refusal(
-            fmt::format("'{}', line {}: this is no whole result record of schema {}", path_, line, resultSchema));
+    [[noreturn]] void damaged(std::uint64_t line, const std::string& why) const {
+        throw Refusal(fmt::format("'{}', line {}: {}", path_, line, why));
     }
+    [[noreturn]] void damaged(std::uint64_t line) const { damaged(line, NoRecord(true).what()); }
     [[noreturn]] void notResults() const { throw Refusal("'" + path_ + "' is no file of results"); }
 
     void checkReading() const {
@@ -48,10 +62,68 @@ protected:
         }
     }
 
+    /// Opens the file again after a rest.
+    void wake() {
+        if (!in_.is_open()) {
+            in_.clear();
+            in_.open(path_, std::ios::binary);
+            if (!in_.seekg(static_cast<std::streamoff>(tail_.begin))) {
+                throw Refusal("cannot read '" + path_ + "': " + std::strerror(errno));
+            }
+        }
+    }
+
+    /// Takes what is behind the last whole record for the rest of a record that was being written when the power
+    /// failed, or the program: it begins as a record does, as far as it goes, and no whole record follows. Anything
+    /// else is damage.
+    /// @param line  on which it begins
+    void takeTail(std::uint64_t line, const std::string& begin) {
+        in_.clear();
+        in_.seekg(static_cast<std::streamoff>(tail_.begin));
+        std::string text;
+        std::getline(in_, text);
+        if (text.empty() || !agreesWith(upToZeros(text), begin)) {
+            tail_.begin == 0 ? notResults() : damaged(line);
+        }
+        std::uint64_t place = tail_.begin;
+        constexpr int mostCandidates = 1000;
+        int candidates = 0;
+        for (bool first = true; in_.good(); first = false) {
+            // A whole record begins a line, or follows zeros.
+            const std::uint64_t next = place + text.size() + 1;
+            for (std::size_t at = first ? afterZeros(text, 0) : 0; at < text.size(); at = afterZeros(text, at)) {
+                if (text.compare(at, begin.size(), begin) == 0 &&
+                    (++candidates > mostCandidates || holdsRecordAt(place + at))) {
+                    damaged(line);
+                }
+            }
+            in_.clear();
+            in_.seekg(static_cast<std::streamoff>(next));
+            place = next;
+            std::getline(in_, text);
+        }
+        checkReading();
+        in_.clear();
+        in_.seekg(0, std::ios::end);
+        tail_.dropped = static_cast<std::uint64_t>(in_.tellg()) - tail_.begin;
+        tail_.cutOff = true;
+    }
+
+    /// Whether a whole record begins there; moves the reading.
+    virtual bool holdsRecordAt(std::uint64_t place) = 0;
+
     std::string path_;
     std::ifstream in_;
     std::vector<std::string> columns_;
     Tail tail_;
+
+private:
+    /// Where text follows the next zeros of the line, at its end if nowhere.
+    static std::size_t afterZeros(std::string_view text, std::size_t at) {
+        const std::size_t zeros = text.find('\0', at);
+        return zeros == std::string_view::npos ? text.size()
+                                               : std::min(text.find_first_not_of('\0', zeros), text.size());
+    }
 };
 
 class JsonLinesReader final : public TextReader {
@@ -59,6 +131,10 @@ public:
     using TextReader::TextReader;
 
     bool next(ResultRecord& record) override {
+        if (tail_.cutOff) {
+            return false;
+        }
+        wake();
         std::string line;
         ++line_;
         if (!std::getline(in_, line)) {
@@ -66,17 +142,19 @@ public:
             return false;
         }
         if (in_.eof()) {  // no line feed behind it
-            if (!agreesWith(line, jsonBegin)) {
-                tail_.begin == 0 ? notResults() : damaged(line_);
-            }
-            tail_.cutOff = true;
+            takeTail(line_, jsonBegin());
             return false;
         }
-        std::optional<ResultRecord> read = recordOfJson(line);
-        if (!read) {
-            line_ == 1 ? notResults() : damaged(line_);
+        try {
+            record = recordOfJson(line);
+        } catch (const NoRecord& problem) {
+            const std::string_view schema = std::string_view(jsonBegin()).substr(0, jsonBegin().find(':'));
+            if (!problem.broken()) {
+                tail_.begin == 0 && !agreesWith(line, schema) ? notResults() : damaged(line_, problem.what());
+            }
+            takeTail(line_, jsonBegin());
+            return false;
         }
-        record = std::move(*read);
         for (const CarriedValue& value : record.carried) {
             if (std::find(columns_.begin(), columns_.end(), value.column) == columns_.end()) {
                 columns_.push_back(value.column);
@@ -86,7 +164,24 @@ public:
         return true;
     }
 
+    bool knowsKinds() const override { return true; }
+
 private:
+    bool holdsRecordAt(std::uint64_t place) override {
+        in_.clear();
+        in_.seekg(static_cast<std::streamoff>(place));
+        std::string line;
+        if (!std::getline(in_, line) || in_.eof()) {
+            return false;
+        }
+        try {
+            recordOfJson(line);
+            return true;
+        } catch (const NoRecord&) {
+            return false;
+        }
+    }
+
     std::uint64_t line_ = 0;
 };
 
@@ -94,25 +189,24 @@ class CsvResultsReader final : public TextReader {
 public:
     explicit CsvResultsReader(const std::string& path) : TextReader(path), csv_(in_, ',') {
         std::vector<std::string> header;
-        if (!readRow(header)) {
-            return;
+        try {
+            if (!csv_.next(header)) {
+                return;
+            }
+        } catch (const CsvProblem&) {
+            notResults();
         }
         const auto& fields = resultFields();
         if (!csv_.terminated() || csv_.quoteOpen()) {
             // A header that was cut off: what is there is a beginning of it.
-            std::string text;
-            for (const std::string& field : header) {
-                text += (text.empty() ? "" : ",") + field;
-            }
             std::string whole = csvHeader({});
             whole.back() = ',';
-            if (!agreesWith(text, whole)) {
-                notResults();
-            }
-            tail_.cutOff = true;
+            takeTail(1, whole);
             return;
         }
-        if (header.size() < fields.size() || !std::equal(fields.begin(), fields.end(), header.begin())) {
+        if (header.size() < fields.size() ||
+            !std::equal(fields.begin(), fields.end(), header.begin(),
+                        [](const ResultField& field, const std::string& name) { return field.name == name; })) {
             notResults();
         }
         columns_.assign(header.begin() + static_cast<std::ptrdiff_t>(fields.size()), header.end());
@@ -120,31 +214,50 @@ public:
     }
 
     bool next(ResultRecord& record) override {
-        if (tail_.cutOff || !readRow(row_)) {
+        if (tail_.cutOff) {
             return false;
         }
-        if (!csv_.terminated() || csv_.quoteOpen()) {
-            tail_.cutOff = true;
-            tail_.lines = csv_.linesInside();
-            return false;
+        wake();
+        const std::uint64_t nextLine = csv_.nextLine();
+        try {
+            if (!csv_.next(row_)) {
+                checkReading();
+                return false;
+            }
+            if (csv_.terminated() && !csv_.quoteOpen()) {
+                record = recordOfFields(row_, columns_);
+                tail_.begin = csv_.end();
+                return true;
+            }
+        } catch (const NoRecord& problem) {
+            if (!problem.broken()) {
+                damaged(csv_.line(), problem.what());
+            }
+        } catch (const CsvProblem&) {
+            // Garbage at the end, perhaps.
         }
-        std::optional<ResultRecord> read = recordOfFields(row_, columns_);
-        if (!read) {
-            damaged(csv_.line());
-        }
-        record = std::move(*read);
-        tail_.begin = csv_.end();
-        return true;
+        takeTail(nextLine, csvBegin());
+        return false;
     }
 
+    bool knowsKinds() const override { return false; }
+
 private:
-    bool readRow(std::vector<std::string>& row) {
+    bool holdsRecordAt(std::uint64_t place) override {
+        in_.clear();
+        in_.seekg(static_cast<std::streamoff>(place));
+        CsvReader csv(in_, ',');
+        std::vector<std::string> row;
         try {
-            const bool more = csv_.next(row);
-            checkReading();
-            return more;
-        } catch (const CsvProblem& problem) {
-            damaged(problem.line());
+            if (!csv.next(row) || !csv.terminated()) {
+                return false;
+            }
+            recordOfFields(row, columns_);
+            return true;
+        } catch (const NoRecord&) {
+            return false;
+        } catch (const CsvProblem&) {
+            return false;
         }
     }
 
@@ -154,13 +267,13 @@ private:
 
 class TextWriter final : public ResultWriter {
 public:
-    TextWriter(const ResultFile& file, const ResultReader::Tail& tail)
-        : format_(file.format), columns_(file.columns), file_(file.path, tail.begin) {
-        if (format_ == ResultFormat::csv && tail.begin == 0) {
-            file_.append(csvHeader(columns_));
-        }
+    TextWriter(const ResultFile& file, const ResultReader::Tail& tail) : format_(file.format), columns_(file.columns) {
         if (!file.timing.empty()) {
             openTiming(file.timing, tail.begin > 0);
+        }
+        file_ = std::make_unique<AppendedFile>(file.path, tail.begin);
+        if (format_ == ResultFormat::csv && tail.begin == 0) {
+            file_->append(csvHeader(columns_));
         }
     }
 
@@ -171,14 +284,14 @@ public:
             block += format_ == ResultFormat::csv ? csvLine(record, columns_) : jsonLine(record);
             times += csvField(record.id) + fmt::format(",{:.3f}\n", record.milliseconds);
         }
-        file_.append(block);
+        file_->append(block);
         if (timing_ != nullptr) {
             timing_->append(times);
         }
     }
 
     void finish() override {
-        file_.finish();
+        file_->finish();
         if (timing_ != nullptr) {
             timing_->finish();
         }
@@ -186,24 +299,44 @@ public:
 
 private:
     void openTiming(const std::string& path, bool resumes) {
-        std::uint64_t keep = 0;
-        if (resumes) {
-            std::ifstream in(path, std::ios::binary);
-            CsvReader csv(in, ',');
-            std::vector<std::string> row;
-            while (csv.next(row) && csv.terminated()) {
-                keep = csv.end();
-            }
-        }
-        timing_ = std::make_unique<AppendedFile>(path, keep);
-        if (keep == 0) {
-            timing_->append("id,milliseconds\n");
+        const std::uint64_t keep = wholeTimes(path);
+        timing_ = std::make_unique<AppendedFile>(path, resumes ? keep : 0);
+        if (!resumes || keep == 0) {
+            timing_->append(timingHeader);
         }
     }
 
+    /// Bytes of the whole lines of a file of times.
+    /// @throws Refusal  if it is none
+    static std::uint64_t wholeTimes(const std::string& path) {
+        std::ifstream in(path, std::ios::binary);
+        CsvReader csv(in, ',');
+        std::vector<std::string> row;
+        std::uint64_t keep = 0;
+        try {
+            while (csv.next(row) && csv.terminated()) {
+                if (keep == 0 && (row.size() != 2 || row[0] + ',' + row[1] + '\n' != timingHeader)) {
+                    throw Refusal("'" + path + "' is no file of times, and it would be overwritten; move it away");
+                }
+                if (row.size() != 2) {
+                    throw CsvProblem(csv.line(), fmt::format("there are {} fields in place of 2", row.size()));
+                }
+                keep = csv.end();
+            }
+        } catch (const CsvProblem& problem) {
+            throw Refusal(fmt::format("'{}', line {}: {}; move the file away", path, problem.line(), problem.what()));
+        }
+        if (keep == 0 && !row.empty() && !agreesWith(upToZeros(row[0]), "id")) {
+            throw Refusal("'" + path + "' is no file of times, and it would be overwritten; move it away");
+        }
+        return keep;
+    }
+
+    static constexpr const char* timingHeader = "id,milliseconds\n";
+
     ResultFormat format_;
     std::vector<std::string> columns_;
-    AppendedFile file_;
+    std::unique_ptr<AppendedFile> file_;
     std::unique_ptr<AppendedFile> timing_;
 };
 

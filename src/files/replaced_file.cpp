@@ -5,6 +5,7 @@
 #include <cerrno>
 #include <cstdlib>
 #include <cstring>
+#include <fcntl.h>
 #include <filesystem>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -65,6 +66,9 @@ int writeBeside(const fs::path& target, std::string_view bytes) {
     if (problem == 0) {
         problem = takeOverAccess(descriptor, target);
     }
+    if (problem == 0 && ::fsync(descriptor) != 0 && errno != EINVAL) {
+        problem = errno;
+    }
     if (::close(descriptor) != 0 && problem == 0) {
         problem = errno;
     }
@@ -73,6 +77,8 @@ int writeBeside(const fs::path& target, std::string_view bytes) {
     }
     if (problem != 0) {
         ::unlink(temporary.c_str());
+    } else {
+        synchronizeFolderOf(target.string());
     }
     return problem;
 }
@@ -104,6 +110,24 @@ fs::path followed(fs::path path) {
 }
 
 }  // namespace
+
+std::string behindLinks(const std::string& path) {
+    std::error_code error;
+    return fs::is_symlink(fs::symlink_status(path, error)) ? followed(path).string() : path;
+}
+
+void synchronizeFile(const std::string& path) noexcept {
+    const int descriptor = ::open(path.c_str(), O_RDONLY | O_CLOEXEC);
+    if (descriptor >= 0) {
+        [[maybe_unused]] const int ignored = ::fsync(descriptor);
+        ::close(descriptor);
+    }
+}
+
+void synchronizeFolderOf(const std::string& path) noexcept {
+    const fs::path folder = fs::path(path).parent_path();
+    synchronizeFile(folder.empty() ? "." : folder.string());
+}
 
 void replaceFile(const std::string& path, std::string_view bytes) {
     std::error_code error;

@@ -1,7 +1,9 @@
 #include "batch/result_store.hpp"
 
 #include "batch/appended_file.hpp"
+#include "batch/json_depth.hpp"
 #include "batch/output_lock.hpp"
+#include "batch/result_examples.hpp"
 #include "batch/result_text.hpp"
 #include "files/refusal.hpp"
 #include "support/scratch_directory.hpp"
@@ -19,29 +21,10 @@ namespace {
 
 using namespace darkroom;
 
-const std::vector<std::string> columns = {"note", "iso"};
+const std::vector<std::string> columns = exampleColumns();
 
 ResultRecord record(std::uint64_t position) {
-    ResultRecord made;
-    made.position = position;
-    made.pairs = 9;
-    made.id = "pair " + std::to_string(position);
-    made.first = "a, \"b\".jpg";
-    made.second = "c\nd.jpg";
-    if (position % 2 == 0) {
-        made.outcome.error = "cannot read 'c\nd.jpg' as an image";
-        made.outcome.first = {30, 20, {0, 0.25, 1, 1.0 / 3, 0}};
-    } else {
-        made.outcome.coefficients = {0.123456789F, 1.0F, 0.0F, 1.00000012F, 1e-7F};
-        made.outcome.first = {4000, 3000, {0, 0, 0, 0, 0.5}};
-        made.outcome.second = {1, 1, {1, 1, 1, 1, 1}};
-        made.outcome.remarks = "'a': Premature end of JPEG file";
-    }
-    made.version = "1.2.3";
-    made.parameters = "0123456789abcdef";
-    made.carried = {{"note", CarriedValue::Kind::text, "x,\ny"}, {"iso", CarriedValue::Kind::text, "100"}};
-    made.milliseconds = 12.5;
-    return made;
+    return exampleRecord(position);
 }
 
 std::vector<ResultRecord> recordsOf(const std::string& path, ResultFormat format) {
@@ -197,18 +180,167 @@ TEST(AppendedFile, GoesOnBehindWhatIsKept) {
     EXPECT_EQ(contentOf("file"), "whole\nnext\n");
 }
 
+TEST_P(TextStore, WhatAPowerFailureLeavesAtTheEndIsDropped) {
+    writeResults({path(), format(), columns, {}})->append({record(1), record(2), record(3)});
+    const std::string whole = contentOf(path());
+    const std::string next = format() == ResultFormat::csv ? csvLine(record(4), columns) : jsonLine(record(4));
+    const std::string begin = next.substr(0, next.size() / 2);
+    const std::string zeros(5000, '\0');
+    const std::string tails[] = {zeros.substr(0, 10),
+                                 zeros,
+                                 begin,
+                                 begin + zeros,
+                                 begin + "\xff\"\x01,,}\n",
+                                 begin + "\xff\"\x01\n garbage \n\n{[",
+                                 zeros + '\n',
+                                 begin + '\n' + begin + zeros};
+    for (const std::string& tail : tails) {
+        std::ofstream(path(), std::ios::binary) << whole << tail;
+        const auto reader = openResults(path(), format());
+        int count = 0;
+        for (ResultRecord read; reader->next(read);) {
+            ++count;
+        }
+        EXPECT_EQ(count, 3);
+        EXPECT_TRUE(reader->tail().cutOff);
+        EXPECT_EQ(reader->tail().begin, whole.size());
+        EXPECT_EQ(reader->tail().dropped, tail.size());
+        // With a whole record behind it, it is no end.
+        std::ofstream(path(), std::ios::binary) << whole << tail << '\n' << next;
+        EXPECT_THROW(recordsOf(path(), format()), Refusal) << tail.size();
+    }
+    std::ofstream(path(), std::ios::binary) << whole << zeros << next;
+    EXPECT_THROW(recordsOf(path(), format()), Refusal);
+    // What does not begin as a record is somebody's, and stays.
+    for (const char* const other : {"# looked through by Eva\n", "note", "\n\nx\n"}) {
+        std::ofstream(path(), std::ios::binary) << whole << other;
+        EXPECT_THROW(recordsOf(path(), format()), Refusal) << other;
+    }
+}
+
+TEST_P(ResultStore, GoesOnAfterARest) {
+    {
+        const auto writer = writeResults({path(), format(), columns, {}});
+        writer->append({record(1), record(2), record(3)});
+        writer->finish();
+    }
+    const auto reader = openResults(path(), format());
+    ResultRecord next;
+    for (std::uint64_t k = 1; k <= 3; ++k) {
+        reader->rest();
+        ASSERT_TRUE(reader->next(next));
+        EXPECT_EQ(jsonLine(next), jsonLine(record(k)));
+    }
+    reader->rest();
+    EXPECT_FALSE(reader->next(next));
+}
+
+TEST(TimesFile, ThatIsSomebodyElsesOrDamagedIsNamedAndKept) {
+    const ScratchDirectory scratch;
+    const ResultFile file{"r.csv", ResultFormat::csv, {}, "r.csv.timing.csv"};
+    const auto refusal = [&](const std::string& text) {
+        std::ofstream(file.timing, std::ios::binary) << text;
+        try {
+            writeResults(file);
+        } catch (const Refusal& problem) {
+            EXPECT_EQ(contentOf(file.timing), text);
+            return std::string(problem.what());
+        }
+        return std::string();
+    };
+    const std::string kept = "'r.csv.timing.csv' is no file of times, and it would be overwritten; move it away";
+    EXPECT_EQ(refusal("my own\n"), kept);
+    EXPECT_EQ(refusal("my own"), kept);
+    EXPECT_EQ(refusal("id,milliseconds\na,1.0\nb,\"2\"x\n"),
+              "'r.csv.timing.csv', line 3: there is text behind a closing quote; move the file away");
+    EXPECT_EQ(refusal("id,milliseconds\na,1.0,5\n"),
+              "'r.csv.timing.csv', line 2: there are 3 fields in place of 2; move the file away");
+    EXPECT_EQ(refusal("id,milliseconds\na,1.0\nb,2."), "");
+}
+
+TEST(SqliteStore, AnIdleReaderIsNoFailure) {
+    const ScratchDirectory scratch;
+    const auto writer = writeResults({"r.db", ResultFormat::sqlite, columns, {}});
+    writer->append({record(1), record(2)});
+    const auto idle = openResults("r.db", ResultFormat::sqlite);
+    ResultRecord next;
+    ASSERT_TRUE(idle->next(next));
+    writer->append({record(3)});
+    EXPECT_NO_THROW(writer->finish());
+    EXPECT_EQ(recordsOf("r.db", ResultFormat::sqlite).size(), 3U);
+    EXPECT_TRUE(idle->next(next));
+    EXPECT_FALSE(idle->next(next));
+}
+
+TEST(JsonDepth, IsBounded) {
+    const ScratchDirectory scratch;
+    const std::string line = jsonLine(record(1));
+    const auto nested = [&](int depth) {
+        const auto brackets = static_cast<std::size_t>(depth);
+        return line.substr(0, line.size() - 2) + ",\"x\":" + std::string(brackets, '[') + std::string(brackets, ']') +
+               "}\n";
+    };
+    EXPECT_EQ(jsonLine(recordOfJson(nested(mostJsonDepth - 1))), nested(mostJsonDepth - 1));
+    for (const std::string& deep :
+         {nested(mostJsonDepth), nested(200'000), "{\"schema\":" + std::string(200'000, '[') + '\n'}) {
+        std::ofstream("r.jsonl", std::ios::binary) << line << deep;
+        try {
+            recordsOf("r.jsonl", ResultFormat::jsonLines);
+            FAIL();
+        } catch (const Refusal& refusal) {
+            EXPECT_STREQ(refusal.what(), "'r.jsonl', line 2: arrays and objects are nested more than 64 deep");
+        }
+    }
+    EXPECT_FALSE(nestsTooDeep('"' + std::string(100, '[') + "\\\"" + std::string(100, '{') + '"'));
+    EXPECT_TRUE(nestsTooDeep("\"\\\\\"" + std::string(65, '[')));
+}
+
 TEST(OutputLock, ExcludesAndIsGivenBack) {
     const ScratchDirectory scratch;
     {
         const OutputLock lock("out");
+        EXPECT_FALSE(lock.existed());
         EXPECT_TRUE(isLocked("out"));
         EXPECT_THROW(OutputLock("out"), Refusal);
         const OutputLock other("other");
+        std::ofstream("other") << "written";
     }
-    EXPECT_FALSE(std::filesystem::exists("out.lock"));
-    std::ofstream("out.lock") << "left behind";
-    EXPECT_FALSE(isLocked("out"));
-    const OutputLock lock("out");
+    EXPECT_FALSE(std::filesystem::exists("out"));
+    EXPECT_TRUE(std::filesystem::exists("other"));
+    EXPECT_FALSE(isLocked("other"));
+    std::ofstream("empty").flush();
+    { const OutputLock lock("empty"); }
+    EXPECT_TRUE(std::filesystem::exists("empty"));  // it was there before
+}
+
+TEST(OutputLock, IsTheFilesWhateverItsName) {
+    const ScratchDirectory scratch;
+    std::ofstream("out") << "x";
+    std::filesystem::create_symlink("out", "symbolic");
+    std::filesystem::create_hard_link("out", "hard");
+    const OutputLock lock("symbolic");
+    for (const char* const name : {"out", "symbolic", "hard"}) {
+        EXPECT_TRUE(isLocked(name)) << name;
+        EXPECT_THROW(OutputLock{name}, Refusal) << name;
+    }
+    // A file that takes the name is another one.
+    std::ofstream("new") << "y";
+    std::filesystem::rename("new", "out");
+    const OutputLock second("out");
+    EXPECT_THROW(OutputLock("symbolic"), Refusal);
+    EXPECT_THROW(OutputLock("symbolic", OutputLock::Links::refuse), Refusal);
+}
+
+TEST(OutputLock, LeavesSqlitesLocksAlone) {
+    const ScratchDirectory scratch;
+    const OutputLock lock("r.db");
+    const auto writer = writeResults({"r.db", ResultFormat::sqlite, columns, {}});
+    writer->append({record(1)});
+    EXPECT_EQ(recordsOf("r.db", ResultFormat::sqlite).size(), 1U);
+    EXPECT_THROW(OutputLock("r.db"), Refusal);
+    writer->append({record(2)});
+    writer->finish();
+    EXPECT_EQ(recordsOf("r.db", ResultFormat::sqlite).size(), 2U);
 }
 
 TEST(ResultText, KeepsTheTypesOfJson) {
@@ -219,7 +351,7 @@ TEST(ResultText, KeepsTheTypesOfJson) {
     const std::string line = jsonLine(made);
     EXPECT_NE(line.find("\"a\":[1,2.5,null],\"c\":\"12\"}"), std::string::npos) << line;
     EXPECT_EQ(line.find("\"b\""), std::string::npos);
-    EXPECT_EQ(jsonLine(*recordOfJson(line)), line);
+    EXPECT_EQ(jsonLine(recordOfJson(line)), line);
     EXPECT_NE(line.find("\"brightness\":0.123456791,\"lightness\":1.0,\"chroma\":0.0,"), std::string::npos) << line;
 }
 

@@ -12,6 +12,25 @@
 #include <thread>
 #include <unistd.h>
 
+namespace {
+
+/// What `fsync` was called for while a test listens: "file" or "folder", each with the content of the watched file.
+std::vector<std::string>* synchronized = nullptr;
+std::string watched;
+
+}  // namespace
+
+/// Stands in the place of the system's own.
+extern "C" int fsync(int descriptor) {
+    if (synchronized != nullptr) {
+        struct ::stat status {};
+        ::fstat(descriptor, &status);
+        synchronized->push_back((S_ISDIR(status.st_mode) ? "folder:" : "file:") +
+                                likeness::testing::contentOf(watched));
+    }
+    return ::fdatasync(descriptor);
+}
+
 namespace likeness::testing {
 namespace {
 
@@ -57,6 +76,16 @@ TEST_F(ReplacedFile, IsWrittenAsAWhole) {
     EXPECT_EQ(files(), (std::vector<std::string>{"new", "old"}));
     replaceFile("in the working directory", "here");  // the scratch folder is the working directory
     EXPECT_EQ(contentOf(at("in the working directory")), "here");
+}
+
+TEST_F(ReplacedFile, IsOnTheDiskBeforeItTakesTheName) {
+    write("file", "old");
+    std::vector<std::string> calls;
+    watched = at("file");
+    synchronized = &calls;
+    replaceFile(at("file"), "new");
+    synchronized = nullptr;
+    EXPECT_EQ(calls, (std::vector<std::string>{"file:old", "folder:new"}));
 }
 
 TEST_F(ReplacedFile, WhoHasTheOldOneOpenKeepsIt) {

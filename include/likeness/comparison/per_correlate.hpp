@@ -3,6 +3,7 @@
 
 #include <array>
 #include <cstddef>
+#include <string_view>
 
 namespace likeness {
 
@@ -35,6 +36,16 @@ struct CorrelateName {
 /// In the order of `PerCorrelate` and of printed coefficients.
 inline constexpr std::array<CorrelateName, 5> correlateNames = {
     {{"brightness", "Q"}, {"lightness", "J"}, {"chroma", "C"}, {"colorfulness", "M"}, {"saturation", "s"}}};
+
+/// Whether a text is the name of one of the five.
+inline bool isCorrelateName(std::string_view text) {
+    for (const CorrelateName& correlate : correlateNames) {
+        if (text == correlate.name) {
+            return true;
+        }
+    }
+    return false;
+}
 
 /// The hue has maps, but no coefficient.
 inline constexpr CorrelateName hueName = {"hue", "h"};

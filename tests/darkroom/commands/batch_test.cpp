@@ -1,5 +1,6 @@
 // darkroom batch, merge and verify as a user meets them, and what is left of them when things go wrong.
 #include <likeness/comparison/photograph_comparison.hpp>
+#include "batch/working_file.hpp"
 #include "darkroom/darkroom_program.hpp"
 #include "files/number_format.hpp"
 #include "support/test_images.hpp"
@@ -292,7 +293,87 @@ TEST_F(DarkroomBatch, RefusesToTakeDamageForACutOffRecord) {
     // From here on everything is in quotes that do not close.
     std::ofstream(output("r.csv"), std::ios::binary) << csv.replace(csv.find("1,2,5,b"), 6, "1,2,5,\"");
     expectRefused({"batch", list, "-o", "r.csv", "--resume"},
-                  "'r.csv': 4 lines at the end are no whole result record, which is more than a stop leaves");
+                  "'r.csv', line 3: this is no whole result record of schema 1");
+}
+
+TEST_F(DarkroomBatch, ResumeDropsWhatAPowerFailureLeaves) {
+    const std::string list = saveList(5);
+    for (const std::string name : {"r.csv", "r.jsonl"}) {
+        const std::string whole = resultOf({list}, name, 0);
+        const std::size_t third = whole.find(name == "r.csv" ? "\n1,3,5," : "\"position\":3,");
+        const std::size_t begin = name == "r.csv" ? third + 1 : whole.rfind('\n', third) + 1;
+        std::ofstream(output(name), std::ios::binary) << whole.substr(0, begin + 40) + std::string(4096, '\0');
+        const Outcome outcome = darkroom({"batch", list, "-o", name, "--resume"});
+        EXPECT_EQ(outcome.status, 0) << outcome.err;
+        EXPECT_EQ(outcome.err.rfind("darkroom batch: '" + name +
+                                        "': the last 4136 bytes are no whole record; they are dropped and made again\n",
+                                    0),
+                  0U)
+            << outcome.err;
+        EXPECT_EQ(contentOf(output(name)), whole);
+    }
+}
+
+TEST_F(DarkroomBatch, NestingOfJsonIsBounded) {
+    const std::string list = saveList(2);
+    const std::string deep = std::string(200'000, '[') + std::string(200'000, ']') + "}\n";
+    std::string text = resultOf({list}, "r.jsonl", 0);
+    text.replace(text.size() - 2, 2, ",\"x\":" + deep);
+    std::ofstream(output("r.jsonl"), std::ios::binary) << text;
+    const std::string what = ", line 2: arrays and objects are nested more than 64 deep";
+    expectRefused({"batch", list, "-o", "r.jsonl", "--resume"}, "'r.jsonl'" + what);
+    expectRefused({"verify", list, "r.jsonl"}, "'r.jsonl'" + what);
+    expectRefused({"merge", "m.csv", "r.jsonl"}, "'r.jsonl'" + what);
+    expectRefused({"report", "r.jsonl", "-o", "r.html"}, "'r.jsonl'" + what);
+    const std::string pairs = saveText("deep.jsonl", "{\"first\":\"a\",\"second\":\"b\"}\n{\"x\":" + deep);
+    expectRefused({"batch", pairs, "-o", "s.csv"}, "'" + pairs + "'" + what);
+}
+
+TEST_F(DarkroomBatch, LeavesFilesOfOthersAndNothingOfItsOwn) {
+    const std::string list = saveList(4);
+    const std::string others[] = {"r.csv.lock", "r.csv.merging", "r.csv.previous.new", "r.csv.previous.new-wal"};
+    for (const std::string& other : others) {
+        std::ofstream(output(other)) << "mine";
+    }
+    resultOf({list}, "r.csv", 0);
+    // What a kill in the middle of taking up the results of a changed list leaves.
+    for (const std::string ending : {"", "-wal", "-shm"}) {
+        std::ofstream(likeness::darkroom::workingFile(output("r.csv"), "previous") + ending) << "half";
+    }
+    resultOf({saveList(6), "--resume"}, "r.csv", 0);
+    for (const std::string& other : others) {
+        EXPECT_EQ(contentOf(output(other)), "mine") << other;
+    }
+    EXPECT_EQ(filesLeft().size(), 5U);
+
+    std::ofstream(output("t.csv.timing.csv")) << "mine";
+    expectRefused({"batch", list, "-o", "t.csv", "--timing"}, "--timing: 't.csv.timing.csv' exists; move it away");
+    expectRefused({"batch", list, "-o", "t.csv", "--timing", "--resume"},
+                  "'t.csv.timing.csv' is no file of times, and it would be overwritten; move it away");
+    EXPECT_EQ(contentOf(output("t.csv.timing.csv")), "mine");
+    for (const char* const text : {"mine", ""}) {
+        std::ofstream(output("u.csv.previous")) << text;
+        EXPECT_EQ(darkroom({"batch", list, "-o", "u.csv", "--resume"}).status, 2);
+        EXPECT_EQ(contentOf(output("u.csv.previous")), text);
+        EXPECT_FALSE(fs::exists(output("u.csv")));
+    }
+}
+
+TEST_F(DarkroomBatch, AChangedListKeepsTheFileAndItsNames) {
+    for (const std::string extension : {"csv", "db"}) {
+        const std::string name = "r." + extension;
+        resultOf({saveList(8)}, name, 0);
+        fs::create_symlink(name, output("symbolic." + extension));
+        fs::create_hard_link(output(name), output("hard." + extension));
+        std::string text = contentOf(saveList(8));
+        text.insert(text.find('\n') + 1, "new," + photograph(0) + ',' + photograph(1) + ",c,n\n");
+        const std::string grown = saveText("grown.csv", text);
+        const std::string whole = resultOf({grown}, "whole." + extension, 0);
+        EXPECT_EQ(resultOf({grown, "--resume"}, "symbolic." + extension, 0), whole);
+        EXPECT_TRUE(fs::is_symlink(output("symbolic." + extension)));
+        EXPECT_TRUE(fs::equivalent(output(name), output("hard." + extension)));
+        EXPECT_EQ(bytesOf("hard." + extension), whole);
+    }
 }
 
 TEST_F(DarkroomBatch, MergeRefuses) {
@@ -373,7 +454,8 @@ TEST_F(DarkroomBatch, KilledAnywhereAndResumedGivesTheSameBytes) {
         }
         EXPECT_EQ(killed, kills);
         EXPECT_EQ(resultOf({list, "--resume"}, name, 1), expected);
-        EXPECT_FALSE(fs::exists(output(name + ".lock")));
+        const std::vector<std::string> left = filesLeft();
+        EXPECT_TRUE(std::none_of(left.begin(), left.end(), [](const std::string& file) { return file[0] == '.'; }));
     }
 }
 
@@ -400,12 +482,21 @@ TEST_F(DarkroomBatch, TwoOnOneOutputRefuseEachOther) {
     const std::string list = saveList(400);
     const ::pid_t process = begin({list, "-o", "r.csv", "--cache", "0"});
     waitForBytes("r.csv", 3000);
+    ASSERT_EQ(::kill(process, SIGSTOP), 0);  // so that it does not come to its end meanwhile
     const Outcome outcome = darkroom({"batch", list, "-o", "r.csv", "--resume"});
     EXPECT_EQ(outcome.status, 2);
     EXPECT_EQ(outcome.err, "darkroom batch: 'r.csv' is being written by another process\n");
+    fs::create_symlink("r.csv", output("symbolic.csv"));
+    fs::create_hard_link(output("r.csv"), output("hard.csv"));
+    for (const std::string name : {"symbolic.csv", "hard.csv"}) {
+        const Outcome second = darkroom({"batch", list, "-o", name, "--resume"});
+        EXPECT_EQ(second.status, 2);
+        EXPECT_NE(second.err.find("is being written by another process\n"), std::string::npos) << second.err;
+    }
     const Outcome merged = darkroom({"merge", "m.csv", "r.csv"});
     EXPECT_EQ(merged.status, 2);
     EXPECT_EQ(merged.err, "darkroom merge: 'r.csv' is being written by another process\n");
+    ASSERT_EQ(::kill(process, SIGCONT), 0);
     EXPECT_EQ(statusOf(process), 1);
     EXPECT_EQ(contentOf(output("r.csv")), resultOf({list}, "other.csv", 1));
 }

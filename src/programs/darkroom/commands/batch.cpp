@@ -11,6 +11,7 @@
 #include "console/subcommands.hpp"
 #include "files/output_check.hpp"
 #include "files/refusal.hpp"
+#include "files/replaced_file.hpp"
 #include "photofile/decoder_remarks.hpp"
 
 #include <fmt/format.h>
@@ -78,13 +79,13 @@ void checkCombination(const Session& session, const Options& options) {
 
 ResultFile checkedOutput(const Options& options) {
     ResultFile file;
-    file.path = options.output;
+    file.path = behindLinks(options.output);
     file.format = resultFormatOf("--output", options.output);
     if (options.timing) {
         if (file.format == ResultFormat::sqlite) {
             throw Refusal("--timing: a database has the times in its table 'timing'");
         }
-        file.timing = options.output + ".timing.csv";
+        file.timing = file.path + ".timing.csv";
     }
     checkOutputFile("--output", options.output);
     std::error_code error;
@@ -92,8 +93,11 @@ ResultFile checkedOutput(const Options& options) {
     if (fs::exists(status) && !fs::is_regular_file(status)) {
         throw Refusal("--output: '" + options.output + "' is not a regular file");
     }
-    if (!options.resume && (fs::exists(status) || fs::exists(previousResults(options.output), error))) {
+    if (!options.resume && (fs::exists(status) || fs::exists(previousResults(file.path), error))) {
         throw Refusal("--output: '" + options.output + "' exists; --resume goes on with it");
+    }
+    if (!options.resume && !file.timing.empty() && fs::exists(file.timing, error)) {
+        throw Refusal("--timing: '" + file.timing + "' exists; move it away");
     }
     if (!options.list.path.empty()) {
         checkNotAnInput(options.output, {options.list.path});
@@ -132,8 +136,9 @@ public:
         const OutputLock lock(file_.path);
         earlier_ = takeUpResults(file_, pairs_, origin_, options_.retryFailed);
         summary_ = std::move(earlier_.summary);
-        if (earlier_.repaired) {
-            session_.tell("'" + file_.path + "': the last record was cut off and is made again");
+        if (earlier_.dropped > 0) {
+            session_.tell(fmt::format("'{}': the last {} bytes are no whole record; they are dropped and made again",
+                                      file_.path, earlier_.dropped));
         }
         if (earlier_.recorded > 0) {
             session_.tell(fmt::format("{} of {} pairs are recorded already", earlier_.recorded, pairs_.size()));

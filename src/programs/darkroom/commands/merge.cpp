@@ -10,6 +10,7 @@
 
 #include <filesystem>
 #include <memory>
+#include <optional>
 
 namespace likeness::darkroom {
 namespace {
@@ -27,9 +28,16 @@ ExitStatus mergeResults(const Session& session, const Options& options) {
     if (!options.overwrite && std::filesystem::exists(options.output)) {
         throw Refusal("OUT: '" + options.output + "' exists; --overwrite replaces it");
     }
-    const OutputLock lock(options.output);
-    const ResultMerge merge(options.inputs);
-    merge.write(options.output);
+    // A batch that goes on with the file that is to be replaced would write into nothing.
+    std::optional<OutputLock> lock;
+    if (std::filesystem::is_regular_file(options.output)) {
+        lock.emplace(options.output);
+    }
+    const ResultMerge merge(options.inputs, options.output);
+    if (!merge.assumption().empty()) {
+        session.warn(merge.assumption());
+    }
+    merge.write(options.output, options.overwrite);
     session.tell(fmt::format("{} pairs, {} failed, are in '{}'", merge.pairs(), merge.failed(), options.output));
     return ExitStatus::done;
 }

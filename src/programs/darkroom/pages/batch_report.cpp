@@ -64,7 +64,10 @@ json rowOf(const ResultRecord& record, const std::vector<std::string>& columns) 
 /// What the page's script reads, as an element of the page. A data block ends at the next "</", so no < is left in it.
 std::string dataElement(const BatchReport& report) {
     json data;
-    data["coefficients"] = correlateNames;
+    data["coefficients"] = json::array();
+    for (const CorrelateName& correlate : correlateNames) {
+        data["coefficients"].push_back(correlate.name);
+    }
     data["columns"] = json::array();
     for (const std::string& column : report.columns) {
         data["columns"].push_back(validUtf8(column));
@@ -163,13 +166,13 @@ std::string distributions(const BatchSummary& summary) {
     for (std::size_t k = 0; k < correlateNames.size(); ++k) {
         const CoefficientStatistics all = statisticsOf(summary.coefficients(k));
         table += fmt::format("<tr data-coefficient=\"{}\"><th scope=\"row\">{}</th><td class=\"number\">{:.5f}</td>",
-                             correlateNames[k], correlateNames[k], all.mean);
+                             correlateNames[k].name, correlateNames[k].name, all.mean);
         for (const float value :
              {all.least, all.fifth, all.lowerQuartile, all.median, all.upperQuartile, all.ninetyFifth, all.greatest}) {
             table += fmt::format("<td class=\"number\">{:.5f}</td>", value);
         }
         table += "</tr>\n";
-        plots += "<figure>" + distributionPlot(correlateNames[k], summary.coefficients(k)) + "</figure>\n";
+        plots += "<figure>" + distributionPlot(correlateNames[k].name, summary.coefficients(k)) + "</figure>\n";
     }
     return "<section id=\"distributions\"><h2>Distributions</h2>\n" + table +
            "</tbody></table></div>\n<div class=\"plots\">" + plots + "</div></section>\n";
