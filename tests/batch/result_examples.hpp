@@ -9,9 +9,8 @@ inline std::vector<std::string> exampleColumns() {
 }
 
 /// Record of a pair of nine: with an even position one that failed, and whose second photograph could not be read.
-inline darkroom::ResultRecord exampleRecord(std::uint64_t position) {
-    using darkroom::CarriedValue;
-    darkroom::ResultRecord made;
+inline ResultRecord exampleRecord(std::uint64_t position) {
+    ResultRecord made;
     made.position = position;
     made.pairs = 9;
     made.id = "pair " + std::to_string(position);

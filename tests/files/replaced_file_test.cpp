@@ -35,8 +35,6 @@ namespace likeness::testing {
 namespace {
 
 namespace fs = std::filesystem;
-using darkroom::Refusal;
-using darkroom::replaceFile;
 
 class ReplacedFile : public ::testing::Test {
 protected:

@@ -17,9 +17,9 @@ using darkroom::Session;
 
 class ImageInput : public DarkroomProgram {
 protected:
-    cv::Mat read(const std::string& path) const { return darkroom::readImage(session_, path); }
-    cv::Mat readUnit(const std::string& path) const { return darkroom::readUnitImage(session_, path); }
-    cv::Mat readBytes(const std::string& path) const { return darkroom::readPhotographBytes(session_, path); }
+    cv::Mat read(const std::string& path) const { return readImage(session_, path); }
+    cv::Mat readUnit(const std::string& path) const { return readUnitImage(session_, path); }
+    cv::Mat readBytes(const std::string& path) const { return readPhotographBytes(session_, path); }
 
     const Session session_{"test", CommonOptions{}};
     const cv::Mat bytes_ = randomPhotograph({31, 22}, 5);
@@ -125,7 +125,7 @@ TEST_F(ImageInput, RefusesWhatIsNoImage) {
         try {
             read(path);
             ADD_FAILURE() << path;
-        } catch (const darkroom::Refusal& refusal) {
+        } catch (const Refusal& refusal) {
             EXPECT_EQ(refusal.what(), "cannot read '" + path + "' as an image");
         }
     }

@@ -15,7 +15,6 @@ namespace likeness::testing {
 namespace {
 
 using darkroom::CommonOptions;
-using darkroom::ImageOutput;
 using darkroom::Session;
 
 constexpr float notANumber = std::numeric_limits<float>::quiet_NaN();
@@ -26,14 +25,14 @@ protected:
     std::string told(const ImageOutput& output, const cv::Mat& image, double white = 1.0,
                      const std::string& what = "") const {
         ::testing::internal::CaptureStderr();
-        darkroom::writeImage(Session("test", CommonOptions{}), at(output), image, white, what);
+        writeImage(Session("test", CommonOptions{}), at(output), image, white, what);
         return ::testing::internal::GetCapturedStderr();
     }
 
     std::string refusal(const ImageOutput& output) const {
         try {
-            darkroom::checkImageOutput(output);
-        } catch (const darkroom::Refusal& refusal) {
+            checkImageOutput(output);
+        } catch (const Refusal& refusal) {
             return refusal.what();
         }
         return "";
@@ -133,8 +132,8 @@ TEST_F(ImageOutputTest, QuietTellsNothing) {
     CommonOptions options;
     options.quiet = true;
     ::testing::internal::CaptureStderr();
-    darkroom::writeImage(Session("test", options), at({"a.png"}), row({0, 2}));
-    darkroom::writePicture(Session("test", options), at({"b.png"}), cv::Mat(2, 2, CV_8U, cv::Scalar(3)));
+    writeImage(Session("test", options), at({"a.png"}), row({0, 2}));
+    writePicture(Session("test", options), at({"b.png"}), cv::Mat(2, 2, CV_8U, cv::Scalar(3)));
     EXPECT_EQ(::testing::internal::GetCapturedStderr(), "");
     EXPECT_EQ(filesLeft(), (std::vector<std::string>{"a.png", "b.png"}));
 }
@@ -142,7 +141,7 @@ TEST_F(ImageOutputTest, QuietTellsNothing) {
 TEST_F(ImageOutputTest, PicturesAreWrittenAsTheyAre) {
     const cv::Mat picture = randomPhotograph({9, 7}, 3);
     ::testing::internal::CaptureStderr();
-    darkroom::writePicture(Session("test", CommonOptions{}), at({"a.png"}), picture, "a picture");
+    writePicture(Session("test", CommonOptions{}), at({"a.png"}), picture, "a picture");
     EXPECT_EQ(::testing::internal::GetCapturedStderr(),
               "darkroom test: wrote '" + output("a.png") + "': a picture, 9 x 7 pixels, 8 bits\n");
     EXPECT_MAT_EQUAL(imageLeft("a.png"), picture);
@@ -151,9 +150,9 @@ TEST_F(ImageOutputTest, PicturesAreWrittenAsTheyAre) {
 TEST_F(ImageOutputTest, WhatTheFormatCannotHoldIsRefused) {
     const cv::Mat tooWide(1, 70'000, CV_32FC3, cv::Scalar::all(0.5));
     try {
-        darkroom::writeImage(Session("test", CommonOptions{}), at({"a.jpg"}), tooWide);
+        writeImage(Session("test", CommonOptions{}), at({"a.jpg"}), tooWide);
         ADD_FAILURE();
-    } catch (const darkroom::Refusal& refusal) {
+    } catch (const Refusal& refusal) {
         EXPECT_EQ(refusal.what(),
                   "cannot write '" + output("a.jpg") + "': its format cannot hold an image of 70000 x 1 pixels");
     }

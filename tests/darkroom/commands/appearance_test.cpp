@@ -17,13 +17,11 @@
 
 namespace likeness::testing {
 namespace {
-
-using darkroom::Correlate;
 using darkroom::MapStatistics;
 
 std::vector<Correlate> allCorrelates() {
-    std::vector<Correlate> all(darkroom::comparedCorrelates.begin(), darkroom::comparedCorrelates.end());
-    all.push_back(darkroom::hueCorrelate);
+    std::vector<Correlate> all(comparedCorrelates.begin(), comparedCorrelates.end());
+    all.push_back(hueCorrelate);
     return all;
 }
 
@@ -98,12 +96,12 @@ TEST_F(DarkroomAppearance, GivesATableOfStatistics) {
     for (std::size_t k = 0; k < allCorrelates().size(); ++k) {
         const cv::Mat& map = maps.*allCorrelates()[k].map;
         const MapStatistics s = k == 5 ? darkroom::statisticsOfDegrees(map) : darkroom::statisticsOf(map);
-        EXPECT_EQ(rows["minimum"][k], darkroom::nineDigits(s.minimum));
-        EXPECT_EQ(rows["maximum"][k], darkroom::nineDigits(s.maximum));
-        EXPECT_EQ(rows["mean"][k], darkroom::nineDigits(s.mean));
-        EXPECT_EQ(rows["5 %"][k], darkroom::nineDigits(s.percentiles[1]));
-        EXPECT_EQ(rows["50 %"][k], darkroom::nineDigits(s.percentiles[3]));
-        EXPECT_EQ(rows["99 %"][k], darkroom::nineDigits(s.percentiles[6]));
+        EXPECT_EQ(rows["minimum"][k], nineDigits(s.minimum));
+        EXPECT_EQ(rows["maximum"][k], nineDigits(s.maximum));
+        EXPECT_EQ(rows["mean"][k], nineDigits(s.mean));
+        EXPECT_EQ(rows["5 %"][k], nineDigits(s.percentiles[1]));
+        EXPECT_EQ(rows["50 %"][k], nineDigits(s.percentiles[3]));
+        EXPECT_EQ(rows["99 %"][k], nineDigits(s.percentiles[6]));
         EXPECT_EQ(rows["NaN"][k], std::to_string(s.nanCount));
         EXPECT_GE(s.nanCount, 1);
     }
@@ -126,9 +124,9 @@ TEST_F(DarkroomAppearance, GivesTheTableAsJson) {
     const MapStatistics s = darkroom::statisticsOf(appearanceMaps(wide).chroma);
     const nlohmann::json chroma = json["correlates"]["chroma"];
     EXPECT_EQ(chroma["symbol"], "C");
-    EXPECT_EQ(chroma["minimum"], darkroom::roundedToNineDigits(s.minimum));
-    EXPECT_EQ(chroma["percentile_25"], darkroom::roundedToNineDigits(s.percentiles[2]));
-    EXPECT_EQ(chroma["mean"], darkroom::roundedToNineDigits(s.mean));
+    EXPECT_EQ(chroma["minimum"], roundedToNineDigits(s.minimum));
+    EXPECT_EQ(chroma["percentile_25"], roundedToNineDigits(s.percentiles[2]));
+    EXPECT_EQ(chroma["mean"], roundedToNineDigits(s.mean));
     EXPECT_EQ(chroma["nan_count"], s.nanCount);
     EXPECT_EQ(chroma["count"], s.count);
     EXPECT_TRUE(json["correlates"].contains("hue_degrees"));

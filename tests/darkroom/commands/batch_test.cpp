@@ -97,7 +97,7 @@ TEST_F(DarkroomBatch, RecordsTheCoefficientsOfTheLibrary) {
     std::string numbers;
     for (const float value :
          {expected.brightness, expected.lightness, expected.chroma, expected.colorfulness, expected.saturation}) {
-        numbers += ',' + darkroom::nineDigits(static_cast<double>(value));
+        numbers += ',' + nineDigits(static_cast<double>(value));
     }
     const std::vector<std::string> lines = linesOf(csv);
     ASSERT_EQ(lines.size(), 2U);
@@ -338,7 +338,7 @@ TEST_F(DarkroomBatch, LeavesFilesOfOthersAndNothingOfItsOwn) {
     resultOf({list}, "r.csv", 0);
     // What a kill in the middle of taking up the results of a changed list leaves.
     for (const std::string ending : {"", "-wal", "-shm"}) {
-        std::ofstream(likeness::darkroom::workingFile(output("r.csv"), "previous") + ending) << "half";
+        std::ofstream(likeness::workingFile(output("r.csv"), "previous") + ending) << "half";
     }
     resultOf({saveList(6), "--resume"}, "r.csv", 0);
     for (const std::string& other : others) {

@@ -20,9 +20,6 @@ namespace {
 
 namespace fs = std::filesystem;
 
-using darkroom::ComparedCorrelate;
-using darkroom::comparedCorrelates;
-
 class DarkroomCompare : public DarkroomProgram {
 protected:
     /// What the program `likeness` leaves and prints for two photographs.
@@ -69,7 +66,7 @@ TEST_F(DarkroomCompare, GivesJson) {
     EXPECT_EQ(json["first"]["path"], cat);
     EXPECT_EQ(json["first"]["width_pixels"], 451);
     EXPECT_EQ(json["second"]["height_pixels"], 400);
-    EXPECT_EQ(json["second"]["background_luminance"], darkroom::roundedToNineDigits(backgroundLuminanceOf(600 * 400)));
+    EXPECT_EQ(json["second"]["background_luminance"], roundedToNineDigits(backgroundLuminanceOf(600 * 400)));
     EXPECT_EQ(json["viewing_conditions"],
               nlohmann::json::parse(R"({"adapting_luminance_cd_per_m2": 20, "white_luminance": 100,
                                         "surround_impact": 0.525, "surround_chromatic_induction": 0.8})"));
@@ -107,7 +104,7 @@ TEST_F(DarkroomCompare, GivesCsv) {
         "second_height_pixels,brightness,lightness,chroma,colorfulness,saturation\n1," LIKENESS_VERSION ",\"" +
         input("a \"\"comma\"\", and.png") + "\"," + coffee + ",451,300,600,400";
     for (const ComparedCorrelate& correlate : comparedCorrelates) {
-        expected += ',' + darkroom::nineDigits(k.*correlate.coefficient);
+        expected += ',' + nineDigits(k.*correlate.coefficient);
     }
     EXPECT_EQ(outcome.out, expected + '\n');
 }
@@ -128,15 +125,15 @@ TEST_F(DarkroomCompare, TellsByItsStatusWhatIsBelowALimit) {
         darkroom({"compare", cat, coffee, "--min", "brightness=0.9,lightness=0.1,chroma=0.8,saturation=0"});
     EXPECT_EQ(outcome.status, 1);
     EXPECT_EQ(outcome.out, line);
-    EXPECT_EQ(outcome.err, "darkroom compare: below the limits: brightness " + darkroom::nineDigits(k.brightness) +
-                               " < 0.9, chroma " + darkroom::nineDigits(k.chroma) + " < 0.8\n");
+    EXPECT_EQ(outcome.err, "darkroom compare: below the limits: brightness " + nineDigits(k.brightness) +
+                               " < 0.9, chroma " + nineDigits(k.chroma) + " < 0.8\n");
     const Outcome quiet = darkroom({"compare", cat, coffee, "--min", "brightness=0.9", "--quiet", "--json"});
     EXPECT_EQ(quiet.status, 1);
     EXPECT_EQ(quiet.err, "");
     EXPECT_EQ(nlohmann::json::parse(quiet.out)["within_limits"], false);
     EXPECT_EQ(expectDone({"compare", cat, coffee, "--min", "brightness=0.1,chroma=0.1"}).err, "");
     // The coefficient itself is reached, in the digits that read back exactly.
-    expectDone({"compare", cat, coffee, "--min", "brightness=" + darkroom::nineDigits(k.brightness)});
+    expectDone({"compare", cat, coffee, "--min", "brightness=" + nineDigits(k.brightness)});
 }
 
 TEST(CoefficientLimits, NoNumberReachesNone) {
@@ -160,7 +157,7 @@ TEST_F(DarkroomCompare, WritesMapsOnOneScale) {
             EXPECT_MAT_EQUAL(imageLeft(name + ".tif"), map);
             const darkroom::MapScale scale = darkroom::commonScale(correlate, first, second);
             EXPECT_MAT_EQUAL(imageLeft(name + ".png"), darkroom::mapPicture(map, scale));
-            const std::string told = "darkroom compare: wrote '" + name + ".png': " + darkroom::labelOf(correlate) +
+            const std::string told = "darkroom compare: wrote '" + name + ".png': " + labelOf(correlate) +
                                      " of the " + (i == 0 ? "first" : "second") + " photograph, " +
                                      darkroom::rangeOf(scale);
             EXPECT_NE(outcome.err.find(told), std::string::npos) << told;

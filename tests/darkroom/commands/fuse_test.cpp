@@ -235,7 +235,7 @@ TEST(ExposureTimesIn, TakesFractionsAndNumbersAboveZero) {
         try {
             darkroom::exposureTimesIn(fmt::format("1,{}", time), 2);
             ADD_FAILURE() << time;
-        } catch (const darkroom::Refusal& refusal) {
+        } catch (const Refusal& refusal) {
             EXPECT_EQ(refusal.what(),
                       fmt::format("--times: '{}' is not a time in seconds, a fraction or a number above 0", time));
         }

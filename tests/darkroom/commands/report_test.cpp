@@ -16,8 +16,6 @@
 
 namespace likeness::testing {
 namespace {
-
-using darkroom::ResultRecord;
 using nlohmann::json;
 
 const std::string awkwardId = "</script><b>\"quoted\" & 'single' ünï</b>";
@@ -37,7 +35,7 @@ std::vector<ResultRecord> madeRecords(int count) {
         record.second = photographs[static_cast<std::size_t>(i / 3) % 3];
         record.version = LIKENESS_VERSION;
         record.parameters = "0123456789abcdef";
-        record.carried = {{"camera", darkroom::CarriedValue::Kind::text, "model " + std::to_string(i % 4)}};
+        record.carried = {{"camera", CarriedValue::Kind::text, "model " + std::to_string(i % 4)}};
         record.outcome.first = {640, 480, {}};
         if (i % 97 == 0) {
             record.outcome.error = "cannot read 'x<" + std::to_string(i) + ">.jpg' as an image";
@@ -57,7 +55,7 @@ class DarkroomReport : public DarkroomProgram {
 protected:
     std::string saveResults(const std::string& name, const std::vector<ResultRecord>& records) const {
         const std::string path = input(name);
-        const auto writer = darkroom::writeResults({path, darkroom::resultFormatOf("", path), {"camera"}, ""});
+        const auto writer = writeResults({path, resultFormatOf("", path), {"camera"}, ""});
         writer->append(records);
         writer->finish();
         return path;
@@ -123,7 +121,7 @@ TEST_F(DarkroomReport, AsksForNothingFromElsewhere) {
         EXPECT_EQ(page.find(address), std::string::npos) << address;
     }
     EXPECT_EQ(page.find("<b>"), std::string::npos) << "markup from a name";
-    EXPECT_NE(page.find(darkroom::escapedMarkup("cannot read 'x<97>.jpg' as an image")), std::string::npos);
+    EXPECT_NE(page.find(escapedMarkup("cannot read 'x<97>.jpg' as an image")), std::string::npos);
 }
 
 TEST_F(DarkroomReport, KeepsTheWorstWhereRowsAreLimited) {

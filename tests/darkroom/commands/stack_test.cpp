@@ -69,7 +69,7 @@ protected:
 TEST_F(DarkroomStack, WritesWhatTheLibraryWrites) {
     const Outcome outcome =
         expectDone({"stack", "--flash", flash, "--no-flash", ambient, "-o", "run", "--iterations", "2"});
-    const StackOfLibrary expected(1, darkroom::unitImageOf(scene), darkroom::unitImageOf(scene / 3), 11.5F, 2);
+    const StackOfLibrary expected(1, unitImageOf(scene), unitImageOf(scene / 3), 11.5F, 2);
     EXPECT_EQ(expected.files.size(), 15U);
     EXPECT_TRUE(resultsLeft() == expected.files);
     EXPECT_NE(outcome.err.find("darkroom stack: wrote 'run1_05_final.jpg': flash photograph tinted to exposure 5, "
@@ -79,7 +79,7 @@ TEST_F(DarkroomStack, WritesWhatTheLibraryWrites) {
 
 TEST_F(DarkroomStack, SecondVersionLeavesTheTintedPhotographToo) {
     expectDone({"stack", "--flash", flash, "--no-flash", ambient, "-o", "run", "--version", "2"});
-    const StackOfLibrary expected(2, darkroom::unitImageOf(scene), darkroom::unitImageOf(scene / 3), 11.5F, 1);
+    const StackOfLibrary expected(2, unitImageOf(scene), unitImageOf(scene / 3), 11.5F, 1);
     EXPECT_EQ(expected.files.size(), 3U);
     EXPECT_MAT_EQUAL(imageLeft("runtinted.png"), inBytes(expected.flash));
     fs::remove(output("runtinted.png"));
@@ -91,7 +91,7 @@ TEST_F(DarkroomStack, ThirdVersionLeavesTheTintedPhotographAloneOfEveryDepth) {
         const std::string in = save("in_" + image.name, image.stored);
         expectDone({"stack", "--flash", in, "--no-flash", ambient, "-o", "run", "--version", "3", "--iterations", "2"});
         EXPECT_EQ(filesLeft(), std::vector<std::string>{"runtinted.png"});
-        const StackOfLibrary expected(3, image.unit, darkroom::unitImageOf(scene / 3), 11.5F, 2);
+        const StackOfLibrary expected(3, image.unit, unitImageOf(scene / 3), 11.5F, 2);
         EXPECT_MAT_EQUAL(imageLeft("runtinted.png"), inBytes(expected.flash)) << image.name;
     }
 }
@@ -100,7 +100,7 @@ TEST_F(DarkroomStack, BrightnessAndIterationsReachTheOperation) {
     fs::create_directory(output("results"));
     expectDone({"stack", "--flash", flash, "--no-flash", ambient, "-o", "results/run", "--brightness", "9.5",
                 "--iterations", "0"});
-    const StackOfLibrary expected(1, darkroom::unitImageOf(scene), darkroom::unitImageOf(scene / 3), 9.5F, 0);
+    const StackOfLibrary expected(1, unitImageOf(scene), unitImageOf(scene / 3), 9.5F, 0);
     EXPECT_EQ(filesLeft(), std::vector<std::string>{"results"});
     EXPECT_EQ(expected.files.size(), 3U);
     for (const auto& [name, content] : expected.files) {

@@ -12,9 +12,6 @@
 namespace likeness::testing {
 namespace {
 
-using darkroom::nineDigits;
-using darkroom::roundedToNineDigits;
-
 struct White {
     cv::Vec3f bgr;
     cv::Vec2f xy;

@@ -125,7 +125,7 @@ TEST(SessionTest, DumpsGoIntoTheirFolderOrNowhere) {
     EXPECT_EQ(::testing::internal::GetCapturedStderr(),
               "darkroom smooth: warning: cannot write '" + options.dumps + "/none/b.txt'\n");
     options.dumps = folder.path() / "missing";
-    EXPECT_THROW(Session("smooth", options), darkroom::Refusal);
+    EXPECT_THROW(Session("smooth", options), Refusal);
 }
 
 TEST(ProgressLine, ShowsTheShareOfSteps) {

@@ -18,9 +18,6 @@ namespace {
 
 namespace fs = std::filesystem;
 
-using darkroom::ComparedCorrelate;
-using darkroom::comparedCorrelates;
-
 /// Markup between the tags of the element with an id; it holds no element of its own.
 std::string textOf(const std::string& dom, const std::string& id) {
     const std::regex element("id=\"" + id + "\"[^>]*>([^<]*)<");
