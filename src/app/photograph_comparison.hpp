@@ -59,8 +59,7 @@ AppearanceDistributions appearanceDistributions(const cv::Mat& photograph, Color
 /// comparison sees a photograph.
 ///
 /// @param image        CV_8UC3, or CV_32FC3 in [0, 1] (values outside are taken as they are), in B, G, R order; an
-/// empty
-///                     one has empty maps. Not modified
+///                     empty one has empty maps. Not modified
 /// @param diagnostics  the dumps of `perceptualMetrics`
 /// @throws std::invalid_argument  if the image is of another type
 /// @note  An 8-bit image is taken once per distinct colour, with the same bits as a result.

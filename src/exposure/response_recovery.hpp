@@ -37,9 +37,9 @@ struct ResponseFiles {
 void dumpResponse(const cv::Mat& response, const ResponseFiles& files,
                   const Diagnostics& diagnostics = workingDirectory());
 
-/// Merges the exposures into a radiance map, tone-maps it, fuses the exposures, and writes the three results: `prefix`
-/// +
-/// ".hdr" (Radiance, not scaled), `prefix` + ".jpg" and `prefix` + "fusion.jpg" (both times 255; no separator).
+/// Merges the exposures into a radiance map, tone-maps it, fuses the exposures, and writes the three results:
+/// `prefix` + ".hdr" (Radiance, not scaled), `prefix` + ".jpg" and `prefix` + "fusion.jpg" (both times 255; no
+/// separator).
 ///
 /// The radiance map is the image library's `MergeDebevec`, the tone mapping `toneMapDurand` with its defaults, the
 /// fusion `MergeMertens` with the weights 1 (contrast), 1 (saturation) and 0 (well-exposedness).

@@ -45,8 +45,8 @@ PairCovariance covarianceOfPair(const cv::Mat& a, const cv::Mat& b) {
 }
 
 double inDegrees(double radians) noexcept {
-    return radians * 57.29577957855229;
-}  // 180 / pi to nine digits
+    return radians * 57.29577957855229;  // 180 / pi to nine digits
+}
 
 float toFullCircle(float hue) noexcept {
     if (hue < 0) {
