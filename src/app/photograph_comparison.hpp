@@ -73,7 +73,7 @@ std::pair<AppearanceDistributions, AppearanceDistributions> analyzePhotographs(
     const cv::Mat& first, const cv::Mat& second, const Diagnostics& diagnostics = dropAll());
 
 /// Compares two photographs, CV_8UC3 in B, G, R order, which may differ in size. Without dumps the two are analysed at
-/// the same time on two threads; with dumps they follow one another, so that those of the second replace
+/// the same time on two threads, unless one is very small; with dumps they follow one another, so that those of the second replace
 /// those of the first.
 ///
 /// @throws std::invalid_argument  if a photograph is of another type
