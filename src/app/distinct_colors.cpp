@@ -90,9 +90,7 @@ void ColorCounter::clear() noexcept {
 }
 
 DistinctColors ColorCounter::count(const cv::Mat& photograph, bool withIndices) {
-    if (!photograph.empty()) {
-        requireType(photograph, CV_8UC3, "ColorCounter::count", "photograph");
-    }
+    requireType("ColorCounter::count", CV_8UC3, {{"photograph", photograph}});
     const std::size_t small = isFirst_ ? smallAsFirst : smallThereafter;
     isFirst_ = false;
     const std::size_t found = photograph.total() <= small ? sort(photograph) : countInTable(photograph);
@@ -282,6 +280,10 @@ void expandElements(const cv::Mat& perColor, const cv::Mat& indices, cv::Mat& ex
 }  // namespace
 
 cv::Mat expandColors(const cv::Mat& perColor, const cv::Mat& indices, cv::Mat reuse) {
+    requireType("expandColors", CV_32S, {{"indices", indices}});
+    if (!indices.empty()) {
+        requireRoom("expandColors", {1, 1}, perColor.type(), {{"perColor", perColor}});
+    }
     cv::Mat expanded = std::move(reuse);
     expanded.create(indices.size(), perColor.type());
     const std::size_t bytes = perColor.elemSize();

@@ -10,6 +10,7 @@
 #include "color/sharpened_rgb.hpp"
 #include "diagnostics/number_text.hpp"
 #include "exposure/result_image.hpp"
+#include "numerics/argument_check.hpp"
 
 namespace likeness {
 namespace {
@@ -46,6 +47,9 @@ private:
 
 void loadExposureSeq(cv::Mat* exposures, cv::Mat& nonFlash, float* times, std::vector<cv::Mat>& images,
                      std::vector<float>& imageTimes, int count, const Diagnostics& diagnostics) {
+    if (count > 0) {
+        requireThere("loadExposureSeq", {{"exposures", exposures}, {"times", times}});
+    }
     nonFlash *= 255;
     if (diagnostics.wantsFiles()) {
         cv::Mat bytes;
@@ -68,6 +72,12 @@ void loadExposureSeq(cv::Mat* exposures, cv::Mat& nonFlash, float* times, std::v
 }
 
 void recoverLightnessExposureCurve(cv::Mat*& exposures, int count, const Diagnostics& diagnostics) {
+    if (count > 0) {
+        requireThere("recoverLightnessExposureCurve", {{"exposures", exposures}});
+    }
+    for (int i = 0; i < count; ++i) {
+        requireType("recoverLightnessExposureCurve", CV_32FC3, {{"an exposure", exposures[i]}});
+    }
     for (int i = 0; i < count; ++i) {
         cv::Mat& exposure = exposures[i];
         if (diagnostics.wantsFiles()) {

@@ -1,32 +1,51 @@
-// Refusals of arguments that an operation would read or write beyond their ends. A check looks at an image's header and
-// never at its pixels; an operation makes all of its checks before it changes anything.
+// Refusals of arguments that an operation would read or write beyond their ends. A check looks at the head of a matrix
+// and never at its elements; an operation makes all of its checks before it changes anything.
+//
+// All throw std::invalid_argument with a sentence that names the function and the argument, what was expected and what
+// came: "convertBGRToLab: lab is empty, expected at least 20 x 30 CV_32FC3".
 #pragma once
 
+#include <initializer_list>
 #include <opencv2/core.hpp>
 
 namespace likeness {
 
-/// @param function, argument  names for the error's text
-/// @throws std::invalid_argument  if `image` is not of `type`; an empty one may be of any. Names the function, the
-///                                argument, what was expected and what came
-void requireType(const cv::Mat& image, int type, const char* function, const char* argument);
+/// An argument and its name.
+struct NamedMat {
+    const char* name;
+    const cv::Mat& matrix;
+};
+struct NamedPointer {
+    const char* name;
+    const void* pointer;
+};
 
-/// That an image can be walked over as far as another: `type`, and at least the rows and columns of `size`.
-/// @throws std::invalid_argument
-void requireRoom(const cv::Mat& image, cv::Size size, int type, const char* function, const char* argument);
+/// Matrices of one type. An empty one may have any: there is nothing in it to be misread.
+void requireType(const char* function, int type, std::initializer_list<NamedMat> matrices);
 
-/// That there is a matrix of at least `rows` x `cols` of `type`.
-inline void requireMatrix(const cv::Mat& matrix, int rows, int cols, int type, const char* function,
-                          const char* argument) {
-    requireRoom(matrix, {cols, rows}, type, function, argument);
+/// Matrices of one type that have at least the rows and columns of `size`. Where that is empty, nothing is required.
+void requireRoom(const char* function, cv::Size size, int type, std::initializer_list<NamedMat> matrices);
+
+/// Matrices of one type whose first element can be read or written: colour triples, whites.
+inline void requireElement(const char* function, int type, std::initializer_list<NamedMat> matrices) {
+    requireRoom(function, {1, 1}, type, matrices);
 }
 
-/// That the first element can be read or written: a colour triple, a white.
-inline void requireElement(const cv::Mat& matrix, int type, const char* function, const char* argument) {
-    requireRoom(matrix, {1, 1}, type, function, argument);
+/// CV_32F matrices of at least `rows` x `cols`.
+inline void requireMatrix(const char* function, int rows, int cols, std::initializer_list<NamedMat> matrices) {
+    requireRoom(function, {cols, rows}, CV_32F, matrices);
 }
 
-/// @throws std::invalid_argument  if there is nothing at `pointer`
-void requireThere(const void* pointer, const char* function, const char* argument);
+/// Float images of at least so many channels; empty ones may be of any type.
+void requireFloatChannels(const char* function, int channels, std::initializer_list<NamedMat> images);
+
+/// Pointers that are not null.
+void requireThere(const char* function, std::initializer_list<NamedPointer> pointers);
+
+/// A number from `least` to `greatest`.
+void requireWithin(const char* function, const char* argument, int value, int least, int greatest);
+
+/// The number of a row, a column or an element: 0 or more, and one that has a next.
+void requireIndex(const char* function, const char* argument, int value);
 
 }  // namespace likeness
