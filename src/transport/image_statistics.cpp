@@ -26,8 +26,12 @@ struct PairCovariance {
     float covariance;
 };
 
-PairCovariance covarianceOfPair(const cv::Mat& a, const cv::Mat& b) {
+/// @param nameOfB  for the refusal of a `b` that is smaller than `a`, of which not every pixel may be masked out
+PairCovariance covarianceOfPair(const char* function, const cv::Mat& a, const cv::Mat& b, const char* nameOfB) {
     const MaskedSum sumA = sumOf(a);
+    if (sumA.count > 0) {
+        requireRoom(function, a.size(), CV_32F, {{nameOfB, b}});
+    }
     const MaskedSum sumB = sumOf(b);
     const float meanA = sumA.mean();
     const float meanB = sumB.mean();
@@ -156,10 +160,8 @@ float computeBetaDistribution(float /*x*/, float /*alpha*/, float /*beta*/) {
 }
 
 float computeCovarianceElement(const cv::Mat& a, const cv::Mat& b, const Diagnostics& diagnostics) {
-    requireType("computeCovarianceElement", CV_32F, {{"a", a}});
-    requireRoom("computeCovarianceElement", a.size(), CV_32F, {{"b", b}});
-    requireType("computeCovarianceElement", CV_32F, {{"b", b}});
-    const PairCovariance pair = covarianceOfPair(a, b);
+    requireType("computeCovarianceElement", CV_32F, {{"a", a}, {"b", b}});
+    const PairCovariance pair = covarianceOfPair("computeCovarianceElement", a, b, "b");
     if (diagnostics.wantsMessages()) {
         diagnostics.print(pairLines(pair.a, pair.b));
     }
@@ -178,12 +180,11 @@ void computeCovariance(const cv::Mat& img, cv::Mat& cov, int dims, const Diagnos
 
 void computeChannelCov(const cv::Mat& img, cv::Mat& other, cv::Mat& cov, int dims, const Diagnostics& diagnostics) {
     requireFloatChannels("computeChannelCov", 1, {{"img", img}});
-    requireRoom("computeChannelCov", img.size(), CV_32F, {{"other", other}});
     requireType("computeChannelCov", CV_32F, {{"other", other}});
     requireMatrix("computeChannelCov", dims, dims, {{"cov", cov}});
     cv::Mat plane;
     cv::extractChannel(img, plane, 0);
-    const PairCovariance pair = covarianceOfPair(plane, other);
+    const PairCovariance pair = covarianceOfPair("computeChannelCov", plane, other, "other");
     // One covariance for all elements, not one for each pair of channels: the definition has it so.
     for (int i = 0; i < dims; ++i) {
         float* const row = cov.ptr<float>(i);
