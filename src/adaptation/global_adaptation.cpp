@@ -13,6 +13,7 @@
 #include "color/pixel_matrix.hpp"
 #include "color/srgb_companding.hpp"
 #include "color/white_point.hpp"
+#include "numerics/argument_check.hpp"
 #include "numerics/image_walk.hpp"
 #include "numerics/transcendental_blocks.hpp"
 
@@ -68,6 +69,8 @@ void adaptUntilWhiteRests(cv::Mat& img, const cv::Mat& target, float D, cv::Mat&
 }  // namespace
 
 void CAT(cv::Mat& img, cv::Mat& sourceWhite, const cv::Mat& targetWhite, float D, cv::Mat& /*mask*/) {
+    requireType("CAT", CV_32FC3, {{"img", img}});
+    requireElement("CAT", CV_32FC3, {{"sourceWhite", sourceWhite}, {"targetWhite", targetWhite}});
     cv::Mat sourceXyz;
     cv::Mat targetXyz;
     cv::cvtColor(sourceWhite, sourceXyz, cv::COLOR_BGR2XYZ);
@@ -109,12 +112,15 @@ void CAT(cv::Mat& img, cv::Mat& sourceWhite, const cv::Mat& targetWhite, float D
 }
 
 void performIlluminantAdaptation(cv::Mat& img, const cv::Mat& target, float D, const Diagnostics& diagnostics) {
+    requireType("performIlluminantAdaptation", CV_32FC3, {{"img", img}, {"target", target}});
     cv::Mat mask = participationMask(img.size(), shadowPicture());
     adaptUntilWhiteRests(img, target, D, mask, diagnostics);
 }
 
 void performIlluminantAdaptation(cv::Mat& img, const cv::Mat& target, float D, const cv::Mat& leftOut,
                                  const Diagnostics& diagnostics) {
+    requireType("performIlluminantAdaptation", CV_32FC3, {{"img", img}, {"target", target}});
+    requireType("performIlluminantAdaptation", CV_8U, {{"leftOut", leftOut}});
     cv::Mat mask;
     if (leftOut.empty()) {
         adaptUntilWhiteRests(img, target, D, mask, diagnostics);

@@ -3,6 +3,7 @@
 #include <cmath>
 #include <limits>
 
+#include "numerics/argument_check.hpp"
 #include "numerics/image_walk.hpp"
 
 namespace likeness {
@@ -32,6 +33,7 @@ int BinCounts::binOf(float value) noexcept {
 }
 
 void BinCounts::add(const cv::Mat& map) {
+    requireType("BinCounts::add", CV_32F, {{"map", map}});
     const ImageWalk walk = walkOver(map);
     for (int i = 0; i < walk.rows; ++i) {
         const float* const values = map.ptr<float>(i);
@@ -42,6 +44,7 @@ void BinCounts::add(const cv::Mat& map) {
 }
 
 void BinCounts::add(const cv::Mat& map, const std::vector<std::uint32_t>& counts) {
+    requireRoom("BinCounts::add", {static_cast<int>(counts.size()), 1}, CV_32F, {{"map", map}});
     const float* const values = map.ptr<float>(0);
     for (std::size_t i = 0; i < counts.size(); ++i) {
         add(values[i], counts[i]);
@@ -80,6 +83,7 @@ double BinCounts::nanShare() const noexcept {
 }
 
 void computeFreqProbs(const cv::Mat& map, std::map<int, float>& probs) {
+    requireType("computeFreqProbs", CV_32F, {{"map", map}});
     BinCounts counts;
     counts.add(map);
     addProbabilities(counts, probs);
@@ -99,6 +103,7 @@ float bhattacharyyaCoefficient(const BinProbabilities& first, const BinProbabili
 }
 
 float getBhattacharyaCoeff(const cv::Mat& first, const cv::Mat& second) {
+    requireType("getBhattacharyaCoeff", CV_32F, {{"first", first}, {"second", second}});
     BinProbabilities firstProbabilities;
     BinProbabilities secondProbabilities;
     computeFreqProbs(first, firstProbabilities);

@@ -4,7 +4,7 @@
 //
 // A map is CV_32F of any size. The bin of a value is the nearest integer, halves away from zero; a value outside the
 // range of int, infinite ones too, has the bin of the smallest int. NaN has no bin and is not counted. Bins count in
-// float and so stop at 2^24.
+// float and so stop at 2^24. A map of another type raises std::invalid_argument.
 #pragma once
 
 #include <array>

@@ -205,7 +205,9 @@ std::pair<AppearanceDistributions, AppearanceDistributions> analyzePhotographs(c
                                                                                const Diagnostics& diagnostics) {
     requirePhotograph(first);
     requirePhotograph(second);
-    if (diagnostics.wantsFiles()) {
+    // Half a millisecond's work: below, what a thread saves is not worth its start.
+    constexpr std::size_t worthAThread = std::size_t{1} << 14;
+    if (diagnostics.wantsFiles() || std::min(first.total(), second.total()) < worthAThread) {
         ColorCounter counter;
         AppearanceDistributions firstDistributions = appearanceDistributions(first, counter, diagnostics);
         return {std::move(firstDistributions), appearanceDistributions(second, counter, diagnostics)};

@@ -59,8 +59,7 @@ AppearanceDistributions appearanceDistributions(const cv::Mat& photograph, Color
 /// comparison sees a photograph.
 ///
 /// @param image        CV_8UC3, or CV_32FC3 in [0, 1] (values outside are taken as they are), in B, G, R order; an
-/// empty
-///                     one has empty maps. Not modified
+///                     empty one has empty maps. Not modified
 /// @param diagnostics  the dumps of `perceptualMetrics`
 /// @throws std::invalid_argument  if the image is of another type
 /// @note  An 8-bit image is taken once per distinct colour, with the same bits as a result.
@@ -74,7 +73,7 @@ std::pair<AppearanceDistributions, AppearanceDistributions> analyzePhotographs(
     const cv::Mat& first, const cv::Mat& second, const Diagnostics& diagnostics = dropAll());
 
 /// Compares two photographs, CV_8UC3 in B, G, R order, which may differ in size. Without dumps the two are analysed at
-/// the same time on two threads; with dumps they follow one another, so that those of the second replace
+/// the same time on two threads, unless one is very small; with dumps they follow one another, so that those of the second replace
 /// those of the first.
 ///
 /// @throws std::invalid_argument  if a photograph is of another type

@@ -4,6 +4,7 @@
 #include <cmath>
 #include <opencv2/imgproc.hpp>
 
+#include "numerics/argument_check.hpp"
 #include "numerics/image_walk.hpp"
 #include "transport/image_statistics.hpp"
 
@@ -47,18 +48,21 @@ float computeMean(cv::Mat& plane, const Diagnostics& diagnostics) {
 }
 
 float computeStdDev(const cv::Mat& plane, float& mean) {
+    requireType("computeStdDev", CV_32F, {{"plane", plane}});
     const float squareOfMean = mean * mean;
     const RunningSum values = sumOver(plane, [squareOfMean](float v) { return v * v - squareOfMean; });
     return std::sqrt(values.sum / static_cast<float>(values.count));
 }
 
 LightnessStatistics lightnessStatistics(const cv::Mat& bgr, const Diagnostics& diagnostics) {
+    requireType("lightnessStatistics", CV_32FC3, {{"bgr", bgr}});
     cv::Mat lab;
     cv::cvtColor(bgr, lab, cv::COLOR_BGR2Lab);
     return statisticsOfLab(lab, diagnostics);
 }
 
 void alterNonFlashBrightness(cv::Mat& nonFlash, cv::Mat& target, cv::Mat& result, const Diagnostics& diagnostics) {
+    requireElement("alterNonFlashBrightness", CV_32FC3, {{"nonFlash", nonFlash}, {"target", target}});
     cv::cvtColor(nonFlash, result, cv::COLOR_BGR2Lab);
     const LightnessStatistics own = statisticsOfLab(result, diagnostics);
     cv::Mat targetLab;

@@ -33,8 +33,7 @@ float brightnessFactor(float first, int pass);
 /// pass; at the end every restored element of `src` that is above 1.
 ///
 /// @param src     rows x cols, CV_32FC3, sharpened B, G, R on the scale 0..1; multiplied by 100 and divided by 100
-/// again,
-///                so that it may come back with another last bit
+///                again, so that it may come back with another last bit
 /// @param dst     six images of that size and type, allocated by the caller; sharpened B, G, R on the scale 0..1, not
 ///                clamped
 /// @param factor  brightness factor of the first pass

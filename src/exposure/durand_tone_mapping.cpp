@@ -5,6 +5,7 @@
 #include <limits>
 #include <opencv2/imgproc.hpp>
 
+#include "numerics/argument_check.hpp"
 #include "numerics/image_walk.hpp"
 #include "numerics/transcendental_blocks.hpp"
 
@@ -55,6 +56,7 @@ void raise(cv::Mat& image, float exponent) {
 }  // namespace
 
 void toneMapDurand(const cv::Mat& radiance, cv::Mat& toneMapped, const DurandToneMapping& parameters) {
+    requireElement("toneMapDurand", CV_32FC3, {{"radiance", radiance}});
     cv::Mat image = normalized(radiance);
     cv::Mat luminance;
     cv::cvtColor(image, luminance, cv::COLOR_RGB2GRAY);  // the order of the channels is not asked for: meant

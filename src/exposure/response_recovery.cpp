@@ -1,6 +1,7 @@
 #include "exposure/response_recovery.hpp"
 
 #include <cmath>
+#include <limits>
 #include <opencv2/photo.hpp>
 #include <sstream>
 
@@ -9,6 +10,7 @@
 #include "exposure/exposure_sequence.hpp"
 #include "exposure/exposure_times.hpp"
 #include "exposure/result_image.hpp"
+#include "numerics/argument_check.hpp"
 
 namespace likeness {
 namespace {
@@ -33,6 +35,7 @@ cv::Mat recoverResponse(const std::vector<cv::Mat>& images, const std::vector<fl
 }
 
 void dumpResponse(const cv::Mat& response, const ResponseFiles& files, const Diagnostics& diagnostics) {
+    requireType("dumpResponse", CV_32FC3, {{"response", response}});
     if (diagnostics.wantsMessages()) {
         std::ostringstream text;
         text << response << '\n';
@@ -73,6 +76,8 @@ void mergeAndFuse(const std::vector<cv::Mat>& images, const std::vector<float>& 
 }
 
 void recoverCRF(cv::Mat*& exposures, cv::Mat& nonFlash, int count, std::string prefix, const Diagnostics& diagnostics) {
+    requireThere("recoverCRF", {{"exposures", exposures}});
+    requireWithin("recoverCRF", "count", count, 2, std::numeric_limits<int>::max() - 1);
     std::vector<float> times = halvingTimes(1024, count + 1);
     if (diagnostics.wantsFiles()) {
         diagnostics.writeImage("test.jpg", exposures[1] * 255);

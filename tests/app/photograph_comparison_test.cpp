@@ -109,6 +109,24 @@ cv::Mat saturatedPhotograph() {
     return image;
 }
 
+// Around the sizes up to which colours are sorted and no thread is started.
+TEST(ComparePhotographs, SmallPhotographsHaveTheBitsOfTheLiteralChain) {
+    const cv::Mat cat = testing::examplePhotograph("cat.jpg");
+    const std::vector<cv::Mat> small = {cat(cv::Rect(100, 80, 1, 1)),    cat(cv::Rect(60, 40, 8, 8)),
+                                        cat(cv::Rect(60, 40, 129, 127)), cat(cv::Rect(60, 40, 128, 128)),
+                                        cat(cv::Rect(60, 40, 127, 130)), testing::randomPhotograph({8, 8}, 3)};
+    for (std::size_t i = 0; i < small.size(); ++i) {
+        SCOPED_TRACE(small[i].size());
+        const cv::Mat& next = small[(i + 1) % small.size()];
+        const ScratchDirectory scratch;
+        const Bits expected = bitsOf(reference::metrics(small[i].clone(), next.clone()));
+        EXPECT_EQ(bitsOf(comparePhotographs(small[i], next)), expected);
+        EXPECT_EQ(bitsOf(comparePhotographs(small[i].clone(), next.clone())), expected);
+    }
+    const LikenessCoefficients ofNothing = comparePhotographs(cv::Mat(), small[1]);
+    EXPECT_EQ(bitsOf(ofNothing), Bits{});
+}
+
 TEST(PhotographComparison, IsTheLiteralChainOnThePhotographs) {
     // One pair whole, the others in part: the literal chain flushes a line of text a pixel.
     expectLiteralChain(testing::examplePhotograph("cat.jpg"), testing::examplePhotograph("coffee.jpg"));
