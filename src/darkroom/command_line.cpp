@@ -1,12 +1,18 @@
 #include "darkroom/command_line.hpp"
 
+#include <omp.h>
+
 #include <algorithm>
 #include <iostream>
+#include <opencv2/core/utility.hpp>
+#include <thread>
 
 #include "darkroom/option_checks.hpp"
 #include "darkroom/parser_view.hpp"
 #include "darkroom/refusal.hpp"
 #include "darkroom/subcommands.hpp"
+#include "darkroom/thread_supply.hpp"
+#include "diagnostics/shown_text.hpp"
 
 namespace likeness::darkroom {
 namespace {
@@ -14,18 +20,17 @@ namespace {
 constexpr const char* helpNames = "-h,--help";
 constexpr const char* helpText = "Print this help and exit (example: --help)";
 
-/// The line for standard error, whatever the thrower's text holds.
-std::string oneLine(std::string text) {
-    for (char& c : text) {
-        if (c == '\n' || c == '\r') {
-            c = ' ';
-        }
+/// A text of the image library's, which has line ends of its own, on one line.
+std::string onOneLine(std::string text) {
+    while (!text.empty() && text.back() == '\n') {
+        text.pop_back();
     }
+    std::replace(text.begin(), text.end(), '\n', ' ');
     return text;
 }
 
 ExitStatus refuse(const std::string& command, const std::string& why) {
-    std::cerr << "darkroom" + (command.empty() ? "" : ' ' + command) + ": " + oneLine(why) + '\n';
+    std::cerr << "darkroom" + (command.empty() ? "" : ' ' + command) + ": " + shownText(why) + '\n';
     return ExitStatus::couldNotRun;
 }
 
@@ -117,6 +122,16 @@ std::shared_ptr<CommonOptions> addCommonOptions(CLI::App& app) {
     return options;
 }
 
+/// The libraries' loops end the program, or the work, where they get no threads.
+void useThreadsThatThereAre(const Session& session) {
+    const unsigned processors = std::thread::hardware_concurrency();
+    if (processors > 1 && !threadsAvailable(processors - 1)) {
+        session.warn(fmt::format("the system does not give {} threads: one does the work", processors));
+        cv::setNumThreads(1);
+        ::omp_set_num_threads(1);
+    }
+}
+
 }  // namespace
 
 CommandLine::CommandLine()
@@ -134,6 +149,7 @@ CommandLine::CommandLine()
         app->footer("");
         Entry entry;
         entry.action = subcommand.declare(*app);
+        entry.onPixels = subcommand.onPixels;
         entry.common = subcommand.onImages ? addCommonOptions(*app) : std::make_shared<CommonOptions>();
         app->set_help_flag(helpNames, helpText)->group(commonGroup);  // anew, so that it is the last
         entries_.emplace(app, std::move(entry));
@@ -148,6 +164,9 @@ ExitStatus CommandLine::run(int argc, const char* const* argv) {
         command = chosen->get_name();
         const Entry& entry = entries_.at(chosen);
         const Session session(command, *entry.common);
+        if (entry.onPixels) {
+            useThreadsThatThereAre(session);
+        }
         const ExitStatus status = entry.action(session);
         session.reportDumps();
         if (!std::cout.flush()) {
@@ -160,6 +179,8 @@ ExitStatus CommandLine::run(int argc, const char* const* argv) {
     } catch (const CLI::ParseError& error) {
         const auto parsed = app_.get_subcommands();
         return refuse(parsed.empty() ? command : parsed.front()->get_name(), problemOf(error, app_, argc, argv));
+    } catch (const cv::Exception& error) {
+        return refuse(command, onOneLine(error.what()));
     } catch (const std::exception& error) {
         return refuse(command, error.what());
     }

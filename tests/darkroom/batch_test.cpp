@@ -2,6 +2,7 @@
 #include <gtest/gtest.h>
 #include <signal.h>
 #include <sys/mount.h>
+#include <sys/resource.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -394,6 +395,37 @@ TEST_F(DarkroomBatch, SignalsFinishThePairsAtHand) {
         EXPECT_NE(verified.out.find("doubled: 0\nforeign: 0\naltered: 0\n"), std::string::npos);
         EXPECT_EQ(resultOf({list, "--resume"}, name, 1), expected);
     }
+}
+
+TEST_F(DarkroomBatch, WithoutThreadsDoesTheWorkItself) {
+    const std::string list = saveList(40);
+    const std::string expected = resultOf({list}, "many.csv", 1);
+    const Outcome outcome =
+        run({LIKENESS_DARKROOM, "batch", list, "-o", "none.csv", "--jobs", "64"}, folder(), forbidThreads);
+    EXPECT_EQ(outcome.status, 1) << outcome.err;
+    EXPECT_EQ(
+        outcome.err.rfind("darkroom batch: warning: threads or memory are short: 1 pair at the same time, not 40; "
+                          "--jobs sets how many\n",
+                          0),
+        0U)
+        << outcome.err;
+    EXPECT_EQ(bytesOf("none.csv"), expected);
+}
+
+TEST_F(DarkroomBatch, WithLittleMemoryHasFewerWorkers) {
+#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
+    GTEST_SKIP() << "the sanitizers take the address space for themselves";
+#endif
+    const std::string list = saveList(1024);
+    const std::string expected = resultOf({list}, "much.csv", 1);
+    const Outcome outcome = run({LIKENESS_DARKROOM, "batch", list, "-o", "little.csv", "--jobs", "1024"}, folder(), [] {
+        constexpr ::rlim_t bytes = ::rlim_t{2} << 30;
+        const ::rlimit limit{bytes, bytes};
+        ::setrlimit(RLIMIT_AS, &limit);
+    });
+    EXPECT_EQ(outcome.status, 1) << outcome.err;
+    EXPECT_EQ(outcome.err.rfind("darkroom batch: warning: threads or memory are short: ", 0), 0U) << outcome.err;
+    EXPECT_EQ(bytesOf("little.csv"), expected);
 }
 
 TEST_F(DarkroomBatch, TwoOnOneOutputRefuseEachOther) {

@@ -16,6 +16,7 @@
 #include "darkroom/batch/csv.hpp"
 #include "darkroom/batch/stable_hash.hpp"
 #include "darkroom/refusal.hpp"
+#include "diagnostics/shown_text.hpp"
 
 namespace likeness::darkroom {
 namespace {
@@ -45,30 +46,12 @@ std::string defaultId(std::string_view first, std::string_view second) {
 
 /// Whether the text is UTF-8 (RFC 3629) without NUL.
 bool isUtf8(std::string_view text) {
-    for (std::size_t k = 0; k < text.size();) {
-        const auto byte = [&](std::size_t at) { return at < text.size() ? static_cast<unsigned char>(text[at]) : 0U; };
-        const unsigned lead = byte(k);
-        const std::size_t length = lead < 0x80U   ? 1
-                                   : lead < 0xc2U ? 0
-                                   : lead < 0xe0U ? 2
-                                   : lead < 0xf0U ? 3
-                                   : lead < 0xf5U ? 4
-                                                  : 0;
-        if (length == 0 || lead == 0) {
+    for (std::size_t at = 0; at < text.size();) {
+        const std::size_t length = utf8Length(text, at);
+        if (length == 0 || text[at] == '\0') {
             return false;
         }
-        for (std::size_t i = 1; i < length; ++i) {
-            if ((byte(k + i) & 0xc0U) != 0x80U) {
-                return false;
-            }
-        }
-        const unsigned next = byte(k + 1);
-        const bool overlong = (lead == 0xe0U && next < 0xa0U) || (lead == 0xf0U && next < 0x90U);
-        const bool outside = (lead == 0xedU && next >= 0xa0U) || (lead == 0xf4U && next >= 0x90U);
-        if (overlong || outside) {
-            return false;
-        }
-        k += length;
+        at += length;
     }
     return true;
 }

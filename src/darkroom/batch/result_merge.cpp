@@ -13,6 +13,7 @@
 
 #include "darkroom/batch/output_lock.hpp"
 #include "darkroom/batch/stable_hash.hpp"
+#include "darkroom/interrupt_cleanup.hpp"
 #include "darkroom/refusal.hpp"
 
 namespace likeness::darkroom {
@@ -187,6 +188,9 @@ void ResultMerge::write(const std::string& output) const {
             std::filesystem::remove(temporary + ending, error);
         }
     };
+    const RemovedOnInterrupt onInterrupt[] = {RemovedOnInterrupt(temporary), RemovedOnInterrupt(temporary + "-wal"),
+                                              RemovedOnInterrupt(temporary + "-shm"),
+                                              RemovedOnInterrupt(temporary + "-journal")};
     removeTemporary();
     try {
         const auto writer = writeResults({temporary, format, columns_, {}});

@@ -21,6 +21,7 @@
 #include "darkroom/batch/output_lock.hpp"
 #include "darkroom/batch/parameters.hpp"
 #include "darkroom/batch/stop_signals.hpp"
+#include "darkroom/number_format.hpp"
 #include "darkroom/option_checks.hpp"
 #include "darkroom/output_check.hpp"
 #include "darkroom/refusal.hpp"
@@ -178,10 +179,12 @@ private:
     void record(ResultWriter& writer, unsigned jobs, const StopSignals& signals) {
         const RemarkSorter sorter;
         OrderedPool pool(pairs_.size() - earlier_.recorded, jobs, [this] { return worker(); });
+        unsigned workersTold = pool.asked();
         std::vector<ResultRecord> records;
         Clock::time_point shown = begin_;
         constexpr auto pace = std::chrono::milliseconds(100);
         while (pool.take(records, pace)) {
+            workersTold = tellOfFewerWorkers(pool, workersTold);
             if (!records.empty()) {
                 writer.append(records);
                 done_ += records.size();
@@ -199,6 +202,16 @@ private:
                     batchProgressLine(done_, failedNow_, pairs_.size() - earlier_.recorded, secondsSince(begin_)));
             }
         }
+    }
+
+    /// @return  how many workers the user knows of now
+    unsigned tellOfFewerWorkers(const OrderedPool& pool, unsigned told) const {
+        const unsigned workers = pool.workers();
+        if (workers < told) {
+            session_.warn(fmt::format("threads or memory are short: {} at the same time, not {}; --jobs sets how many",
+                                      numberOf(workers, "pair"), pool.asked()));
+        }
+        return std::min(workers, told);
     }
 
     /// What one worker does with a pair; it has its own colour table, which serves one photograph after the other.
