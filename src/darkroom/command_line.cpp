@@ -94,14 +94,61 @@ private:
     static constexpr std::size_t nameWidth = 32;
 };
 
+/// How many letters must be put in, left out, replaced or swapped with their neighbours to make one word of the other
+/// (Damerau, "A technique for computer detection and correction of spelling errors", Communications of the ACM, 1964).
+std::size_t misspellings(const std::string& a, const std::string& b) {
+    std::vector<std::vector<std::size_t>> cost(a.size() + 1, std::vector<std::size_t>(b.size() + 1));
+    for (std::size_t i = 0; i <= a.size(); ++i) {
+        for (std::size_t j = 0; j <= b.size(); ++j) {
+            if (i == 0 || j == 0) {
+                cost[i][j] = i + j;
+                continue;
+            }
+            const std::size_t replaced = cost[i - 1][j - 1] + (a[i - 1] == b[j - 1] ? 0 : 1);
+            cost[i][j] = std::min({cost[i - 1][j] + 1, cost[i][j - 1] + 1, replaced});
+            if (i > 1 && j > 1 && a[i - 1] == b[j - 2] && a[i - 2] == b[j - 1]) {
+                cost[i][j] = std::min(cost[i][j], cost[i - 2][j - 2] + 1);
+            }
+        }
+    }
+    return cost[a.size()][b.size()];
+}
+
+/// The refusal of a word that names no subcommand; with the nearest name where one is near.
+std::string noSubcommand(const std::string& word, const CLI::App& app) {
+    std::string nearest;
+    std::size_t least = std::max<std::size_t>(1, std::min<std::size_t>(word.size(), 8) / 3) + 1;
+    for (const CLI::App* const subcommand : app.get_subcommands({})) {
+        const std::size_t distance = misspellings(word, subcommand->get_name());
+        if (distance < least) {
+            least = distance;
+            nearest = subcommand->get_name();
+        }
+    }
+    return "there is no subcommand '" + word + "'" + (nearest.empty() ? "" : "; did you mean '" + nearest + "'?") +
+           (nearest.empty() ? "; " : " ") + "darkroom --help lists them";
+}
+
+/// The first argument that is no option: before it, no option of the program takes a value.
+std::string firstWord(int argc, const char* const* argv) {
+    const auto* const found =
+        std::find_if(argv + std::min(argc, 1), argv + argc, [](const char* argument) { return argument[0] != '-'; });
+    return found == argv + argc ? "" : *found;
+}
+
+bool isSubcommand(const std::string& word, const CLI::App& app) {
+    const std::vector<const CLI::App*> all = app.get_subcommands({});
+    return std::any_of(all.begin(), all.end(), [&](const CLI::App* one) { return one->get_name() == word; });
+}
+
 /// Why the arguments were not understood.
 std::string problemOf(const CLI::ParseError& error, const CLI::App& app, int argc, const char* const* argv) {
     if (!app.get_subcommands().empty() || argc < 2) {
         return argc < 2 ? "a subcommand is required; darkroom --help lists them" : error.what();
     }
     const std::string first = argv[1];
-    return (first.rfind('-', 0) == 0 ? "there is no option '" : "there is no subcommand '") + first +
-           "'; darkroom --help lists them";
+    return first.rfind('-', 0) == 0 ? "there is no option '" + first + "'; darkroom --help lists them"
+                                    : noSubcommand(first, app);
 }
 
 std::shared_ptr<CommonOptions> addCommonOptions(CLI::App& app) {
@@ -174,6 +221,10 @@ ExitStatus CommandLine::run(int argc, const char* const* argv) {
         }
         return status;
     } catch (const CLI::Success& information) {  // --help, --version
+        const std::string word = firstWord(argc, argv);
+        if (!word.empty() && !isSubcommand(word, app_)) {
+            return refuse(command, noSubcommand(word, app_));
+        }
         app_.exit(information, std::cout, std::cerr);
         return std::cout.flush() ? ExitStatus::done : ExitStatus::couldNotRun;
     } catch (const CLI::ParseError& error) {

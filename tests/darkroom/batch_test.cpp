@@ -203,7 +203,7 @@ TEST_F(DarkroomBatch, PairsFoldersByRelativePath) {
     EXPECT_EQ(refused.status, 2);
     EXPECT_EQ(refused.err,
               "darkroom batch: warning: 'before/alone.jpg' has no partner\n"
-              "darkroom batch: --folders: 1 files have no partner; --allow-unpaired compares the others\n");
+              "darkroom batch: --folders: 1 file has no partner; --allow-unpaired compares the others\n");
     EXPECT_FALSE(fs::exists(output("s.csv")));
     EXPECT_EQ(resultOf({"--folders", "before", "after", "--allow-unpaired"}, "t.csv", 0), csv);
     expectRefused({"batch", "--folders", "before", "nowhere"}, "--folders: 'nowhere' does not exist");
@@ -460,7 +460,7 @@ TEST_F(DarkroomBatch, AFileThatMayNotGrowKeepsWhatIsRecorded) {
                   folder());
         EXPECT_EQ(outcome.status, 2) << outcome.err;
         EXPECT_EQ(outcome.err.rfind("darkroom batch: cannot write '" + name + "': ", 0), 0U) << outcome.err;
-        EXPECT_NE(outcome.err.find(" of 60 pairs are recorded, --resume goes on from there\n"), std::string::npos);
+        EXPECT_NE(outcome.err.find(" of 60 pairs recorded, --resume goes on from there\n"), std::string::npos);
         const Outcome verified = darkroom({"verify", list, name});
         EXPECT_EQ(verified.status, 1);
         EXPECT_EQ(verified.err, "");
