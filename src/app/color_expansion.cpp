@@ -1,9 +1,9 @@
 #include "app/color_expansion.hpp"
 
 #include <cstring>
-#include <future>
 #include <utility>
 
+#include "app/beside.hpp"
 #include "app/distinct_colors.hpp"
 #include "diagnostics/number_text.hpp"
 
@@ -46,7 +46,7 @@ void ColorExpansion::writeMap(const std::string& name, const cv::Mat& map, int /
 }
 
 void ColorExpansion::handOn() {
-    auto images = std::async(std::launch::async, [this] { handOnImages(); });
+    auto images = beside([this] { handOnImages(); });
     handOnTexts();
     images.get();
 }

@@ -1,4 +1,5 @@
 // The command `likeness FIRST SECOND`.
+#include <csignal>
 #include <exception>
 #include <iostream>
 #include <string>
@@ -6,6 +7,7 @@
 #include "app/metrics.hpp"
 #include "app/photograph_reader.hpp"
 #include "diagnostics/diagnostics.hpp"
+#include "diagnostics/shown_text.hpp"
 
 namespace {
 
@@ -17,7 +19,7 @@ enum ExitStatus : int {
 };
 
 void complain(const std::string& text) {
-    std::cerr << "likeness: " + text + '\n';
+    std::cerr << "likeness: " + likeness::shownText(text) + '\n';
 }
 
 int compare(const char* firstPath, const char* secondPath) {
@@ -50,6 +52,7 @@ int compare(const char* firstPath, const char* secondPath) {
 }  // namespace
 
 int main(int argc, char** argv) {
+    std::signal(SIGXFSZ, SIG_IGN);  // a file that may not grow is an error of the write that meets the limit
     if (argc != 3) {
         return wrongArgumentCount;
     }

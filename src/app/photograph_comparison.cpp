@@ -2,11 +2,11 @@
 
 #include <algorithm>
 #include <array>
-#include <future>
 #include <stdexcept>
 #include <utility>
 #include <vector>
 
+#include "app/beside.hpp"
 #include "app/color_expansion.hpp"
 #include "app/correlate_estimate.hpp"
 #include "app/metrics.hpp"
@@ -216,7 +216,7 @@ std::pair<AppearanceDistributions, AppearanceDistributions> analyzePhotographs(c
         ColorCounter counter;
         return appearanceDistributions(photograph, counter, diagnostics);
     };
-    auto secondDistributions = std::async(std::launch::async, [&] { return analyze(second); });
+    auto secondDistributions = beside([&] { return analyze(second); });
     AppearanceDistributions firstDistributions = analyze(first);
     return {std::move(firstDistributions), secondDistributions.get()};
 }

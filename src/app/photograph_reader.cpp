@@ -3,11 +3,12 @@
 #include <unistd.h>
 
 #include <cstdio>
-#include <future>
 #include <memory>
 #include <opencv2/core/utils/logger.hpp>
 #include <opencv2/imgcodecs.hpp>
 #include <sstream>
+
+#include "app/beside.hpp"
 
 namespace likeness {
 namespace {
@@ -95,7 +96,7 @@ std::pair<PhotographRead, PhotographRead> readPhotographPair(const std::string& 
     PhotographRead secondRead;
     StandardErrorCapture capture;
     {
-        auto reading = std::async(std::launch::async, decoded, second, flags);
+        auto reading = beside([&] { return decoded(second, flags); });
         firstRead.bgr = decoded(first, flags);
         secondRead.bgr = reading.get();
     }

@@ -7,6 +7,7 @@
 #include <memory>
 #include <optional>
 
+#include "darkroom/number_format.hpp"
 #include "darkroom/option_checks.hpp"
 #include "darkroom/refusal.hpp"
 
@@ -83,8 +84,7 @@ std::vector<float> exposureTimesIn(const std::string& list, std::size_t count) {
         begin = end + 1;
     }
     if (times.size() != count) {
-        throw Refusal(
-            fmt::format("--times: {} time{} for {} images", times.size(), times.size() == 1 ? "" : "s", count));
+        throw Refusal("--times: " + numberOf(times.size(), "time") + " for " + numberOf(count, "image"));
     }
     return times;
 }

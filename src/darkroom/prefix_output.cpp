@@ -58,15 +58,17 @@ StagedResults::StagedResults(std::string prefix) : prefix_(std::move(prefix)) {
     std::error_code error;
     // Absolute, so that it is found again wherever the working directory may be by then.
     folder_ = (fs::absolute(path, error).parent_path() / ("." + path.filename().string() + ".XXXXXX")).string();
-    if (::mkdtemp(folder_.data()) == nullptr) {
-        throw Refusal("cannot write beside '" + prefix_ + "': " + std::strerror(errno));
+    {
+        const HeldInterruptions noSignal;
+        if (::mkdtemp(folder_.data()) == nullptr) {
+            throw Refusal("cannot write beside '" + prefix_ + "': " + std::strerror(errno));
+        }
+        onInterrupt_.emplace(folder_);
     }
     stagedPrefix_ = folder_ + '/' + path.filename().string();
-    onInterrupt_.emplace([folder = folder_] { removeWhole(folder); });
 }
 
 StagedResults::~StagedResults() {
-    onInterrupt_.reset();
     removeWhole(folder_);
 }
 

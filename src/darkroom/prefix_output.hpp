@@ -31,7 +31,7 @@ void checkPrefixOutput(const std::string& prefix, const std::vector<PrefixedResu
                        const std::vector<std::string>& inputs);
 
 /// A folder with a temporary name beside the results, where the operation writes them first. It goes, with everything
-/// in it, when this object does or the program is interrupted. One object at a time.
+/// in it, when this object does or the program is interrupted.
 class StagedResults {
 public:
     /// @throws Refusal  if the folder cannot be made
@@ -54,7 +54,7 @@ private:
     std::string prefix_;
     std::string folder_;
     std::string stagedPrefix_;
-    std::optional<InterruptCleanup> onInterrupt_;
+    std::optional<RemovedOnInterrupt> onInterrupt_;
 };
 
 }  // namespace likeness::darkroom

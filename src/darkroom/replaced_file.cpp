@@ -8,7 +8,9 @@
 #include <cstdlib>
 #include <cstring>
 #include <filesystem>
+#include <optional>
 
+#include "darkroom/interrupt_cleanup.hpp"
 #include "darkroom/refusal.hpp"
 
 namespace likeness::darkroom {
@@ -59,9 +61,15 @@ int takeOverAccess(int descriptor, const fs::path& target) {
 int writeBeside(const fs::path& target, std::string_view bytes) {
     // A name of its own length: one made from a long name might be too long.
     std::string temporary = (target.parent_path() / ".darkroom-XXXXXX").string();
-    const int descriptor = ::mkstemp(temporary.data());
-    if (descriptor < 0) {
-        return errno;
+    std::optional<RemovedOnInterrupt> onInterrupt;
+    int descriptor = -1;
+    {
+        const HeldInterruptions noSignal;
+        descriptor = ::mkstemp(temporary.data());
+        if (descriptor < 0) {
+            return errno;
+        }
+        onInterrupt.emplace(temporary);
     }
     int problem = writeAll(descriptor, bytes);
     if (problem == 0) {

@@ -6,6 +6,7 @@
 #include <utility>
 
 #include "darkroom/output_check.hpp"
+#include "diagnostics/shown_text.hpp"
 
 namespace likeness::darkroom {
 
@@ -27,9 +28,10 @@ public:
     std::unique_ptr<TextDump> openText(const std::string& name) const override { return files().openText(name); }
     void print(std::string_view text) const override {
         if (wantsMessages()) {
+            const std::string shown = shownLines(text);
             const std::scoped_lock lock(session_.output_);
             session_.clearProgress();
-            std::fwrite(text.data(), 1, text.size(), stderr);
+            std::fwrite(shown.data(), 1, shown.size(), stderr);
         }
     }
 
@@ -71,7 +73,7 @@ void Session::warn(std::string_view line) const {
 }
 
 void Session::say(std::string_view line) const {
-    const std::string text = "darkroom " + command_ + ": " + std::string(line) + '\n';
+    const std::string text = "darkroom " + command_ + ": " + shownText(line) + '\n';
     const std::scoped_lock lock(output_);
     clearProgress();
     std::fwrite(text.data(), 1, text.size(), stderr);

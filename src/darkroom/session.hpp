@@ -18,7 +18,8 @@ struct CommonOptions {
 };
 
 /// One run of the program. Results go to standard output or into named files; everything that is said here goes to
-/// standard error, one line each, begun with the program's and the subcommand's name. Safe to call from several
+/// standard error, one line each, begun with the program's and the subcommand's name; what a terminal would act on is
+/// shown escaped (diagnostics/shown_text.hpp). Safe to call from several
 /// threads.
 class Session {
 public:

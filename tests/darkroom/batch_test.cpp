@@ -2,6 +2,7 @@
 #include <gtest/gtest.h>
 #include <signal.h>
 #include <sys/mount.h>
+#include <sys/resource.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -203,7 +204,7 @@ TEST_F(DarkroomBatch, PairsFoldersByRelativePath) {
     EXPECT_EQ(refused.status, 2);
     EXPECT_EQ(refused.err,
               "darkroom batch: warning: 'before/alone.jpg' has no partner\n"
-              "darkroom batch: --folders: 1 files have no partner; --allow-unpaired compares the others\n");
+              "darkroom batch: --folders: 1 file has no partner; --allow-unpaired compares the others\n");
     EXPECT_FALSE(fs::exists(output("s.csv")));
     EXPECT_EQ(resultOf({"--folders", "before", "after", "--allow-unpaired"}, "t.csv", 0), csv);
     expectRefused({"batch", "--folders", "before", "nowhere"}, "--folders: 'nowhere' does not exist");
@@ -478,6 +479,37 @@ TEST_F(DarkroomBatch, SignalsFinishThePairsAtHand) {
     }
 }
 
+TEST_F(DarkroomBatch, WithoutThreadsDoesTheWorkItself) {
+    const std::string list = saveList(40);
+    const std::string expected = resultOf({list}, "many.csv", 1);
+    const Outcome outcome =
+        run({LIKENESS_DARKROOM, "batch", list, "-o", "none.csv", "--jobs", "64"}, folder(), forbidThreads);
+    EXPECT_EQ(outcome.status, 1) << outcome.err;
+    EXPECT_EQ(
+        outcome.err.rfind("darkroom batch: warning: threads or memory are short: 1 pair at the same time, not 40; "
+                          "--jobs sets how many\n",
+                          0),
+        0U)
+        << outcome.err;
+    EXPECT_EQ(bytesOf("none.csv"), expected);
+}
+
+TEST_F(DarkroomBatch, WithLittleMemoryHasFewerWorkers) {
+#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
+    GTEST_SKIP() << "the sanitizers take the address space for themselves";
+#endif
+    const std::string list = saveList(1024);
+    const std::string expected = resultOf({list}, "much.csv", 1);
+    const Outcome outcome = run({LIKENESS_DARKROOM, "batch", list, "-o", "little.csv", "--jobs", "1024"}, folder(), [] {
+        constexpr ::rlim_t bytes = ::rlim_t{2} << 30;
+        const ::rlimit limit{bytes, bytes};
+        ::setrlimit(RLIMIT_AS, &limit);
+    });
+    EXPECT_EQ(outcome.status, 1) << outcome.err;
+    EXPECT_EQ(outcome.err.rfind("darkroom batch: warning: threads or memory are short: ", 0), 0U) << outcome.err;
+    EXPECT_EQ(bytesOf("little.csv"), expected);
+}
+
 TEST_F(DarkroomBatch, TwoOnOneOutputRefuseEachOther) {
     const std::string list = saveList(400);
     const ::pid_t process = begin({list, "-o", "r.csv", "--cache", "0"});
@@ -519,7 +551,7 @@ TEST_F(DarkroomBatch, AFileThatMayNotGrowKeepsWhatIsRecorded) {
                   folder());
         EXPECT_EQ(outcome.status, 2) << outcome.err;
         EXPECT_EQ(outcome.err.rfind("darkroom batch: cannot write '" + name + "': ", 0), 0U) << outcome.err;
-        EXPECT_NE(outcome.err.find(" of 60 pairs are recorded, --resume goes on from there\n"), std::string::npos);
+        EXPECT_NE(outcome.err.find(" of 60 pairs recorded, --resume goes on from there\n"), std::string::npos);
         const Outcome verified = darkroom({"verify", list, name});
         EXPECT_EQ(verified.status, 1);
         EXPECT_EQ(verified.err, "");

@@ -5,8 +5,9 @@
 #include <istream>
 #include <stdexcept>
 #include <string>
-#include <string_view>
 #include <vector>
+
+#include "darkroom/csv_text.hpp"
 
 namespace likeness::darkroom {
 
@@ -57,8 +58,5 @@ private:
     bool terminated_ = true;
     bool quoteOpen_ = false;
 };
-
-/// The field as it stands in a table: in quotes where it holds a comma, a quote or a line end.
-std::string csvField(std::string_view text);
 
 }  // namespace likeness::darkroom

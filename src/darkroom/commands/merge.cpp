@@ -7,6 +7,7 @@
 
 #include "darkroom/batch/output_lock.hpp"
 #include "darkroom/batch/result_merge.hpp"
+#include "darkroom/number_format.hpp"
 #include "darkroom/option_checks.hpp"
 #include "darkroom/output_check.hpp"
 #include "darkroom/refusal.hpp"
@@ -38,7 +39,8 @@ ExitStatus mergeResults(const Session& session, const Options& options) {
         session.warn(merge.assumption());
     }
     merge.write(options.output, options.overwrite);
-    session.tell(fmt::format("{} pairs, {} failed, are in '{}'", merge.pairs(), merge.failed(), options.output));
+    session.tell(fmt::format("{}, {} failed, {} in '{}'", numberOf(merge.pairs(), "pair"), merge.failed(),
+                             merge.pairs() == 1 ? "is" : "are", options.output));
     return ExitStatus::done;
 }
 

@@ -7,6 +7,7 @@
 #include "darkroom/batch/result_store.hpp"
 #include "darkroom/html_page.hpp"
 #include "darkroom/image_input.hpp"
+#include "darkroom/number_format.hpp"
 #include "darkroom/option_checks.hpp"
 #include "darkroom/output_check.hpp"
 #include "darkroom/progress.hpp"
@@ -109,7 +110,7 @@ ExitStatus makeReport(const Session& session, const Options& options) {
     BatchReport report = read(session, options);
     addThumbnails(session, options, report);
     replaceFile(options.output, batchReportPage(report));
-    session.tell("wrote '" + options.output + "': " + std::to_string(report.summary.pairs()) + " pairs");
+    session.tell("wrote '" + options.output + "': " + numberOf(report.summary.pairs(), "pair"));
     return ExitStatus::done;
 }
 

@@ -11,6 +11,7 @@
 #include "darkroom/batch/result_store.hpp"
 #include "darkroom/batch/stable_hash.hpp"
 #include "darkroom/subcommands.hpp"
+#include "diagnostics/shown_text.hpp"
 
 namespace likeness::darkroom {
 namespace {
@@ -79,7 +80,10 @@ private:
         return pairs_.size();
     }
 
-    void remark(const char* what, const std::string& text) { remarks_ += std::string(what) + ": " + text + '\n'; }
+    /// One line, whatever an id holds: none passes for a line of the counts.
+    void remark(const char* what, const std::string& text) {
+        remarks_ += std::string(what) + ": " + shownText(text) + '\n';
+    }
 
     void checkUnaltered(const Pair& pair, const ResultRecord& record) {
         if (version_.empty()) {
