@@ -65,7 +65,7 @@ void setSize(ImageHeader& header, const HeaderBytes& file, std::uint64_t width, 
 /// ITU-T T.81, B.1.1 and B.2.2.
 void readJpeg(HeaderBytes& file, ImageHeader& header) {
     std::uint64_t at = 2;
-    for (int segment = 0; segment < 1 << 16; ++segment) {
+    for (int segment = 0; segment < 1 << 12; ++segment) {
         // Decoders skip what is no marker; as much as a small buffer is skipped here.
         const std::vector<unsigned char> next = file.bytes(at, 1024);
         std::size_t skipped = 0;

@@ -41,7 +41,7 @@ using ByteSource = std::function<std::size_t(std::uint64_t offset, unsigned char
 
 /// Reads the header by content; a name and its extension play no part. Strict about lengths: whatever the bytes are, it
 /// reads a bounded number of them, and what is cut off or contradicts itself is left 0. Of a JPEG it finds the frame
-/// header behind at most 2^16 other segments, of a TIFF it walks at most 64 directories of at most 4096 entries.
+/// header behind at most 2^12 other segments, of a TIFF it walks at most 64 directories of at most 4096 entries.
 ///
 /// A camera's raw file is known by: a TIFF with the tag DNGVersion, with a colour filter array or linear raw values in
 /// any directory, with "CR" behind its header, or whose first directory is a reduced image beside

@@ -22,6 +22,10 @@ void complain(const std::string& text) {
 
 /// What the reading as 8 bits takes from a file; empty where it takes nothing.
 std::string reductionOf(const likeness::PhotographRead& photograph) {
+    if (photograph.linear) {
+        return "its linear values 0 to 1 are taken for gamma-encoded bytes 0 to 255 as they are; darkroom compare "
+               "encodes them";
+    }
     if (photograph.floats) {
         return "its floats are rounded to whole numbers from 0 to 255, so that almost nothing is left of values from 0 "
                "to 1; darkroom compare takes them as they are";

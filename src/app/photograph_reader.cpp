@@ -192,6 +192,9 @@ cv::Mat decodedOrMachineFailure(const std::string& path, int flags, const ImageH
 }
 
 cv::Mat withThreeChannels(const cv::Mat& image) {
+    if (image.empty()) {
+        return image;
+    }
     if (image.channels() == 1) {
         cv::Mat spread;
         cv::merge(std::vector<cv::Mat>(3, image), spread);
@@ -302,6 +305,7 @@ PhotographRead readCollecting(const std::string& path, PhotographValues values, 
     }
     result.bits = header.bits;
     result.floats = header.floats;
+    result.linear = header.format == ImageFileFormat::radiance;
     return result;
 }
 

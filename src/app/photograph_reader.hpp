@@ -34,6 +34,7 @@ struct PhotographRead {
     bool opened = false;               ///< whether the file could be opened
     int bits = 0;                      ///< of a channel in the file; 0 if not known
     bool floats = false;               ///< whether the file holds floats
+    bool linear = false;               ///< whether they are linear by definition
 
     /// The problem without the system's reason why the file cannot be opened.
     std::string imageProblem() const { return opened || problem.empty() ? problem : " as an image"; }

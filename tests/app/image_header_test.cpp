@@ -74,7 +74,7 @@ void expectSize(const ImageHeader& header, std::uint64_t expectedWidth, std::uin
 }
 
 TEST(ImageHeader, TellsTheSizeOfWhatTheImageLibraryWrites) {
-    const cv::Mat bytes = randomPhotograph({37, 21}, 1);
+    const cv::Mat bytes = randomPhotograph({77, 66}, 1);
     struct Case {
         std::string extension;
         ImageFileFormat format;
@@ -93,32 +93,32 @@ TEST(ImageHeader, TellsTheSizeOfWhatTheImageLibraryWrites) {
         SCOPED_TRACE(one.extension);
         const ImageHeader header = headerOf(encoded(one.extension, bytes, one.parameters));
         EXPECT_EQ(header.format, one.format);
-        expectSize(header, 37, 21);
+        expectSize(header, 77, 66);
         EXPECT_EQ(header.bits, 8);
         EXPECT_FALSE(header.floats);
-        EXPECT_EQ(header.pixels(), 37U * 21U);
+        EXPECT_EQ(header.pixels(), 77U * 66U);
     }
 }
 
 TEST(ImageHeader, TellsDepthAndFloats) {
     cv::Mat words;
-    randomPhotograph({9, 5}, 2).convertTo(words, CV_16U, 200);
+    randomPhotograph({79, 65}, 2).convertTo(words, CV_16U, 200);
     for (const std::string extension : {".png", ".tiff", ".ppm", ".jp2"}) {
         SCOPED_TRACE(extension);
         const ImageHeader header = headerOf(encoded(extension, words));
-        expectSize(header, 9, 5);
+        expectSize(header, 79, 65);
         EXPECT_EQ(header.bits, 16);
         EXPECT_FALSE(header.floats);
     }
-    const cv::Mat floats = randomImage({9, 5}, 3, 0, 1, 3);
+    const cv::Mat floats = randomImage({79, 65}, 3, 0, 1, 3);
     for (const std::string extension : {".tiff", ".exr", ".pfm", ".hdr"}) {
         SCOPED_TRACE(extension);
         const ImageHeader header = headerOf(encoded(extension, floats));
-        expectSize(header, 9, 5);
+        expectSize(header, 79, 65);
         EXPECT_TRUE(header.floats);
     }
     EXPECT_TRUE(headerOf(encoded(".tiff", floats, {cv::IMWRITE_TIFF_COMPRESSION, 5})).floats);
-    EXPECT_TRUE(headerOf(encoded(".pfm", randomImage({9, 5}, 1, 0, 1, 3))).floats);
+    EXPECT_TRUE(headerOf(encoded(".pfm", randomImage({79, 65}, 1, 0, 1, 3))).floats);
 }
 
 TEST(ImageHeader, TellsTheSizeOfMadeHeaders) {
@@ -210,7 +210,7 @@ TEST(ImageHeader, ReadsABoundedNumberOfBytesWhateverTheyAre) {
          {"\xFF\xD8\xFF"s, "\xFF\xD8\xFF\xE0\0\2"s, "\x89PNG\r\n\x1A\n"s, "II*\0\x08\0\0\0"s, "MM\0*\0\0\0\x08"s,
           "II+\0\x08\0\0\0\x10\0\0\0\0\0\0\0"s, "RIFF\0\0\0\0WEBPVP8 "s, "\0\0\0\x0CjP  \r\n\x87\n"s,
           "v/1\x01\2\0\0\0"s, "#?RADIANCE\n"s, "P6 #"s, "P7\n"s, "PF\n"s, "BM"s, "GIF89a"s, "\x59\xA6\x6A\x95"s}) {
-        for (const int kind : {0, 0xFF, 'a', -1}) {
+        for (const int kind : {0, 0xFF, 0x61, -1}) {
             std::mt19937 noise(7);
             std::uint64_t read = 0;
             readImageHeader([&](std::uint64_t offset, unsigned char* to, std::size_t count) {
@@ -222,13 +222,13 @@ TEST(ImageHeader, ReadsABoundedNumberOfBytesWhateverTheyAre) {
                 read += count;
                 return count;
             });
-            EXPECT_LE(read, std::uint64_t{1} << 27) << begin << " " << kind;
+            EXPECT_LE(read, std::uint64_t{1} << 23) << begin << " " << kind;
         }
     }
 }
 
 TEST(ImageHeader, CutOffAnywhereItTellsNothingWrong) {
-    const cv::Mat bytes = randomPhotograph({37, 21}, 1);
+    const cv::Mat bytes = randomPhotograph({77, 66}, 1);
     for (const std::string extension : {".jpg", ".png", ".bmp", ".tiff", ".webp", ".jp2", ".ppm", ".exr", ".hdr"}) {
         cv::Mat image = bytes;
         if (extension == ".exr" || extension == ".hdr") {
@@ -238,8 +238,8 @@ TEST(ImageHeader, CutOffAnywhereItTellsNothingWrong) {
         for (std::size_t size = 0; size < std::min<std::size_t>(whole.size(), 700); ++size) {
             const ImageHeader header = headerOf(whole.substr(0, size));
             // A text may be cut within a number.
-            EXPECT_TRUE(header.width == 0 || header.width == 37 || header.width == 3) << extension << size;
-            EXPECT_TRUE(header.height == 0 || header.height == 21 || header.height == 2) << extension << size;
+            EXPECT_TRUE(header.width == 0 || header.width == 77 || header.width == 7) << extension << size;
+            EXPECT_TRUE(header.height == 0 || header.height == 66 || header.height == 6) << extension << size;
             EXPECT_FALSE(header.cameraRaw);
         }
     }

@@ -401,7 +401,7 @@ TEST(PhotographComparison, OfBytesAsFloatsIsThatOfTheBytes) {
 TEST(PhotographComparison, RefusesWhatIsNoPhotograph) {
     const cv::Mat photograph = uniform({4, 4}, cv::Scalar::all(9));
     ColorCounter counter;
-    for (const int type : {CV_8UC1, CV_8UC4, CV_16UC3, CV_32FC3}) {
+    for (const int type : {CV_8UC1, CV_8UC4, CV_16UC3, CV_32FC1, CV_64FC3}) {
         const cv::Mat other(4, 4, type, cv::Scalar::all(1));
         EXPECT_THROW(comparePhotographs(photograph, other), std::invalid_argument);
         EXPECT_THROW(comparePhotographs(other, photograph), std::invalid_argument);

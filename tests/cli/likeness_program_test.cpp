@@ -206,14 +206,19 @@ TEST_F(LikenessProgram, SaysWhatEightBitsTakeFromAFile) {
               "likeness: warning: '" + wide + "': its 16 bits per channel are reduced to 8\n");
     cv::Mat floats;
     image.convertTo(floats, CV_32F, 1 / 255.0);
-    for (const std::string name : {"a.exr", "a.pfm", "a.hdr"}) {
+    const std::string rounded =
+        "': its floats are rounded to whole numbers from 0 to 255, so that almost nothing is left of values from 0 to "
+        "1; "
+        "darkroom compare takes them as they are\n";
+    const std::string linear =
+        "': its linear values 0 to 1 are taken for gamma-encoded bytes 0 to 255 as they are; darkroom compare encodes "
+        "them\n";
+    for (const auto& [name, warning] : {std::pair("a.exr", rounded), {"a.pfm", rounded}, {"a.hdr", linear}}) {
         const std::string path = save(name, floats);
         const Outcome outcome = compare(bytes, path, folder());
         EXPECT_EQ(outcome.status, 0);
-        EXPECT_EQ(outcome.err, "likeness: warning: '" + path +
-                                   "': its floats are rounded to whole numbers from 0 to 255, so that almost nothing "
-                                   "is left of values from 0 to 1; darkroom compare takes them as they are\n");
-        EXPECT_EQ(outcome.out, compare(bytes, save("rounded.png", cv::imread(path, cv::IMREAD_COLOR)), folder()).out);
+        EXPECT_EQ(outcome.err, "likeness: warning: '" + path + warning);
+        EXPECT_EQ(outcome.out, compare(bytes, save("seen.png", cv::imread(path, cv::IMREAD_COLOR)), folder()).out);
     }
     EXPECT_EQ(compare(bytes, bytes, folder()).err, "");
 }
