@@ -27,8 +27,8 @@ std::string reductionOf(const likeness::PhotographRead& photograph) {
                "encodes them";
     }
     if (photograph.floats) {
-        return "its floats are rounded to whole numbers from 0 to 255, so that almost nothing is left of values from 0 "
-               "to 1; darkroom compare takes them as they are";
+        return "its floats are reduced to whole numbers from 0 to 255, values from 0 to 1 perhaps to 0 and 1 alone; "
+               "darkroom compare takes them as they are";
     }
     return photograph.bits > 8 ? "its " + std::to_string(photograph.bits) + " bits per channel are reduced to 8"
                                : std::string();

@@ -207,9 +207,8 @@ TEST_F(LikenessProgram, SaysWhatEightBitsTakeFromAFile) {
     cv::Mat floats;
     image.convertTo(floats, CV_32F, 1 / 255.0);
     const std::string rounded =
-        "': its floats are rounded to whole numbers from 0 to 255, so that almost nothing is left of values from 0 to "
-        "1; "
-        "darkroom compare takes them as they are\n";
+        "': its floats are reduced to whole numbers from 0 to 255, values from 0 to 1 perhaps to 0 and 1 alone; darkroom "
+        "compare takes them as they are\n";
     const std::string linear =
         "': its linear values 0 to 1 are taken for gamma-encoded bytes 0 to 255 as they are; darkroom compare encodes "
         "them\n";
