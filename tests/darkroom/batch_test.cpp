@@ -191,19 +191,16 @@ TEST_F(DarkroomBatch, ComparesFloatsAsCompareDoes) {
     EXPECT_EQ(resultOf({list, "--root", input("photos"), "--jobs", "4"}, "4.csv", 0), expected);
     const std::vector<std::string> lines = linesOf(expected);
     ASSERT_EQ(lines.size(), 4U);
-    EXPECT_NE(lines[2].find(",180,120,180,120,1,1,1,1,1,"), std::string::npos) << lines[2];
     for (const auto& [line, first, second] :
-         {std::tuple(1U, "photos/a.exr", "photos/p1.jpg"), std::tuple(3U, "photos/p2.jpg", "photos/a.hdr")}) {
-        const std::vector<std::string> compared =
-            linesOf(linesOf(darkroom({"compare", input(first), input(second), "--csv"}).out)[1], ',');
-        const auto coefficients = [](const std::vector<std::string>& fields, std::size_t from) {
-            return std::vector<std::string>(fields.begin() + static_cast<std::ptrdiff_t>(from),
-                                            fields.begin() + static_cast<std::ptrdiff_t>(from + 5));
-        };
-        const std::vector<std::string> fields = linesOf(lines[line], ',');
-        const auto at = std::search(fields.begin(), fields.end(), compared.begin() + 8, compared.end());
-        EXPECT_NE(at, fields.end()) << lines[line];
-        EXPECT_EQ(coefficients(compared, 8).size(), 5U);
+         {std::tuple(1U, "photos/a.exr", "photos/p1.jpg"), std::tuple(2U, "photos/a.exr", "photos/a.exr"),
+          std::tuple(3U, "photos/p2.jpg", "photos/a.hdr")}) {
+        // The coefficients are the last five fields that compare gives.
+        const std::string compared = linesOf(darkroom({"compare", input(first), input(second), "--csv"}).out)[1];
+        std::size_t from = compared.size();
+        for (int field = 0; field < 5; ++field) {
+            from = compared.rfind(',', from - 1);
+        }
+        EXPECT_NE(lines[line].find(compared.substr(from) + ','), std::string::npos) << lines[line] << '\n' << compared;
     }
 }
 
@@ -269,9 +266,9 @@ TEST_F(DarkroomBatch, WhatTheMachineLacksEndsTheBatchAndIsNoRecord) {
 }
 
 TEST_F(DarkroomBatch, FewDescriptorsMakeNoFailures) {
-    const std::string list = saveList(30);
+    const std::string list = saveList(12);
     const std::string expected = resultOf({list}, "expected.csv", 1);
-    for (const int most : {4, 5, 6, 7, 8, 9, 10}) {
+    for (const int most : {4, 5, 6, 8}) {
         SCOPED_TRACE(most);
         const Outcome outcome = run({"/bin/sh", "-c", "ulimit -n " + std::to_string(most) + "; exec \"$@\"", "sh",
                                      LIKENESS_DARKROOM, "batch", list, "-o", "r.csv", "--jobs", "8"},

@@ -69,7 +69,7 @@ TEST_F(DarkroomCompare, SixteenBitsAreReducedAsLikenessReducesThem) {
 }
 
 TEST_F(DarkroomCompare, FloatsHaveTheValuesOfTheFile) {
-    const cv::Mat image = exampleImage("coffee.jpg")(cv::Rect(100, 100, 180, 120)).clone();
+    const cv::Mat image = unitPhotograph("coffee.jpg")(cv::Rect(100, 100, 180, 120)).clone();
     const std::string bytes = save("bytes.png", examplePhotograph("coffee.jpg")(cv::Rect(100, 100, 180, 120)));
     const std::string other = photo("rocket.jpg");
     const Outcome expected = expectDone({"compare", bytes, other});
@@ -102,12 +102,15 @@ TEST_F(DarkroomCompare, ReadsTheFloatTiffThatDarkroomWrites) {
     // Linear: a middle grey of 128 is 0.216 there.
     EXPECT_LT(cv::mean(hdr)[1], cv::mean(unit)[1] - 0.1);
     expectDone({"smooth", "same.hdr", "-o", "back.png", "--radius", "0", "--eps", "0", "--quiet"});
-    const Outcome outcome = expectDone({"compare", "back.png", grey, "--min", "lightness=0.9,brightness=0.9"});
+    expectDone({"compare", "back.png", grey, "--min", "lightness=0.9,brightness=0.9"});
 }
 
 TEST_F(DarkroomCompare, VeryBrightFloatsAreLikeThemselves) {
     const std::string path = save("bright.exr", randomImage({40, 30}, 3, 0, 5000, 4));
-    EXPECT_EQ(expectDone({"compare", path, path}).out, "1,1,1,1,1\n");
+    // Up to the rounding of a float sum over thousands of bins.
+    const std::string least =
+        "brightness=0.99999,lightness=0.99999,chroma=0.99999,colorfulness=0.99999,saturation=0.99999";
+    expectDone({"compare", path, path, "--min", least});
 }
 
 TEST_F(DarkroomCompare, FloatsGoIntoMapsAndReport) {
