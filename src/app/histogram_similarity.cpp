@@ -21,6 +21,18 @@ float countedUp(float entry, std::uint64_t times) {
     return entry;
 }
 
+float sumOverBins(BinProbabilities::const_iterator begin, BinProbabilities::const_iterator end,
+                  const BinProbabilities& second) {
+    float sum = 0.0F;
+    for (auto p = begin; p != end; ++p) {
+        const auto r = second.find(p->first);
+        if (r != second.end()) {
+            sum += std::sqrt(r->second * p->second);
+        }
+    }
+    return sum;
+}
+
 }  // namespace
 
 int BinCounts::binOf(float value) noexcept {
@@ -91,15 +103,11 @@ void computeFreqProbs(const cv::Mat& map, std::map<int, float>& probs) {
 
 float bhattacharyyaCoefficient(const BinProbabilities& first, const BinProbabilities& second) {
     constexpr int lastBin = 999;
-    float sum = 0.0F;
-    const auto end = first.upper_bound(lastBin);
-    for (auto p = first.lower_bound(0); p != end; ++p) {
-        const auto r = second.find(p->first);
-        if (r != second.end()) {
-            sum += std::sqrt(r->second * p->second);
-        }
-    }
-    return sum;
+    return sumOverBins(first.lower_bound(0), first.upper_bound(lastBin), second);
+}
+
+float bhattacharyyaCoefficientOfAllBins(const BinProbabilities& first, const BinProbabilities& second) {
+    return sumOverBins(first.begin(), first.end(), second);
 }
 
 float getBhattacharyaCoeff(const cv::Mat& first, const cv::Mat& second) {

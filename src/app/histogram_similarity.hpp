@@ -74,7 +74,10 @@ void computeFreqProbs(const cv::Mat& map, std::map<int, float>& probs);
 /// do not contribute, even where both distributions hold them.
 float bhattacharyyaCoefficient(const BinProbabilities& first, const BinProbabilities& second);
 
-/// The coefficient of two maps, which may differ in size.
+/// The same over all bins, so that equal distributions have 1 wherever their bins lie.
+float bhattacharyyaCoefficientOfAllBins(const BinProbabilities& first, const BinProbabilities& second);
+
+/// The coefficient of two maps, over the bins 0 to 999, which may differ in size.
 float getBhattacharyaCoeff(const cv::Mat& first, const cv::Mat& second);
 
 }  // namespace likeness

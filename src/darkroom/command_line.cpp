@@ -159,6 +159,14 @@ std::shared_ptr<CommonOptions> addCommonOptions(CLI::App& app) {
                               "--dumps dumps"))
         ->type_name("DIR")
         ->group(commonGroup);
+    app.add_option("--max-pixels", options->mostPixels,
+                   optionText("Most pixels, 1 or more, of an image that is read; a larger one is refused before "
+                              "anything of it is decoded",
+                              "--max-pixels 100000000"))
+        ->type_name("N")
+        ->check(integerBetween(1, std::int64_t{1} << 53))
+        ->capture_default_str()
+        ->group(commonGroup);
     auto* const quiet =
         app.add_flag("--quiet", options->quiet, optionText("Say nothing but warnings and errors", "--quiet"))
             ->group(commonGroup);

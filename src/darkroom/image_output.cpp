@@ -8,6 +8,7 @@
 #include <filesystem>
 #include <opencv2/imgcodecs.hpp>
 
+#include "color/srgb_companding.hpp"
 #include "darkroom/option_checks.hpp"
 #include "darkroom/output_check.hpp"
 #include "darkroom/refusal.hpp"
@@ -106,7 +107,7 @@ ImageOutput ImageOutput::at(std::string otherPath, std::string otherOption) cons
 void addImageOutput(CLI::App& app, ImageOutput& output, bool required) {
     app.add_option("-o,--output", output.path,
                    optionText("Result image; the extension gives the format: .png (8 or 16 bits), .jpg, .tif (32-bit "
-                              "float, values as they are), .hdr (Radiance)",
+                              "float, values as they are), .hdr (Radiance, linear)",
                               "--output result.png"))
         ->type_name("FILE")
         ->required(required);
@@ -166,8 +167,13 @@ void writeImage(const Session& session, const ImageOutput& output, const cv::Mat
             cv::Mat radiance;
             image.convertTo(radiance, CV_32F, 1 / white);
             cv::max(radiance, 0, radiance);
+            for (int i = 0; i < radiance.rows; ++i) {
+                auto* const row = radiance.ptr<float>(i);
+                sRGBInverseCompandingOfRow(
+                    row, row, static_cast<std::size_t>(radiance.cols) * static_cast<std::size_t>(radiance.channels()));
+            }
             encodeAndReplace(output, ".hdr", radiance, {});
-            scale = fmt::format("Radiance, 0..1 stands for 0..{:g}", white);
+            scale = fmt::format("Radiance, linear, 0..1 stands for 0..{:g}", white);
             break;
         }
         case ImageFormat::png:

@@ -46,8 +46,8 @@ bool holdsFloats(const ImageOutput& output);
 
 /// Writes an image in the format of its extension and tells what was written, with the scale:
 /// .png with 8 or 16 bits and .jpg/.jpeg hold `image` / `white`, clipped to [0, 1], rounded to the nearest integer of
-/// 0..255 or 0..65535 (NaN as 0); .hdr holds `image` / `white`, negative values and NaN as 0; .tif/.tiff holds the
-/// floats as they are.
+/// 0..255 or 0..65535 (NaN as 0); .hdr holds the linear values of `image` / `white`, which are gamma-encoded by the
+/// curve of sRGB, negative values and NaN as 0; .tif/.tiff holds the floats as they are.
 ///
 /// @param image  CV_32F of one or three channels, B, G, R
 /// @param white  value that the integer formats show as their greatest

@@ -67,11 +67,11 @@ CLI::Validator finiteNumber() {
     return check("a finite number", [](double value) { return std::isfinite(value); });
 }
 
-CLI::Validator integerBetween(int low, int high) {
+CLI::Validator integerBetween(std::int64_t low, std::int64_t high) {
     // A few numbers are words to choose from.
-    constexpr int few = 6;
-    std::vector<int> choices;
-    for (int value = low; high - low < few && value <= high; ++value) {
+    constexpr std::int64_t few = 6;
+    std::vector<std::int64_t> choices;
+    for (std::int64_t value = low; high - low < few && value <= high; ++value) {
         choices.push_back(value);
     }
     return {[=](std::string& text) {
@@ -81,7 +81,7 @@ CLI::Validator integerBetween(int low, int high) {
                 const bool plain = !digits.empty() && digits.find_first_not_of("0123456789") == std::string::npos &&
                                    (digits.front() != '0' || digits.size() == 1);
                 const double value = plain ? numberIn(text) : std::numeric_limits<double>::quiet_NaN();
-                return value >= low && value <= high
+                return value >= static_cast<double>(low) && value <= static_cast<double>(high)
                            ? std::string()
                            : fmt::format("'{}' is not a whole number from {} to {}", text, low, high);
             },

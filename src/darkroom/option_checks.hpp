@@ -2,6 +2,7 @@
 #pragma once
 
 #include <CLI/CLI.hpp>
+#include <cstdint>
 #include <opencv2/core.hpp>
 #include <string>
 #include <vector>
@@ -17,8 +18,8 @@ CLI::Validator numberAbove(double low);
 /// A finite number, read as a whole.
 CLI::Validator finiteNumber();
 
-/// A whole number in decimal digits, from `low` to `high`. A few stand in the help as {A,B}.
-CLI::Validator integerBetween(int low, int high);
+/// A whole number in decimal digits, from `low` to `high`, both at most 2^53 from 0. A few stand in the help as {A,B}.
+CLI::Validator integerBetween(std::int64_t low, std::int64_t high);
 
 /// One of several words. They stand in the help as {A,B}, from where the completions take them.
 CLI::Validator oneOf(const std::vector<std::string>& choices);

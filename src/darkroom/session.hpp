@@ -1,11 +1,13 @@
 // What every subcommand shares: how much it says, and where its diagnostics go.
 #pragma once
 
+#include <cstdint>
 #include <memory>
 #include <mutex>
 #include <string>
 #include <string_view>
 
+#include "app/photograph_reader.hpp"
 #include "diagnostics/diagnostics.hpp"
 
 namespace likeness::darkroom {
@@ -15,6 +17,7 @@ struct CommonOptions {
     std::string dumps;  ///< folder that keeps the diagnostic files; empty: they are dropped
     bool quiet = false;
     bool verbose = false;
+    std::uint64_t mostPixels = usualMostPixels;  ///< of an image that is read
 };
 
 /// One run of the program. Results go to standard output or into named files; everything that is said here goes to
@@ -32,6 +35,7 @@ public:
 
     bool quiet() const noexcept { return options_.quiet; }
     bool verbose() const noexcept { return options_.verbose; }
+    std::uint64_t mostPixels() const noexcept { return options_.mostPixels; }
 
     /// Says what was done; dropped by --quiet.
     void tell(std::string_view line) const;

@@ -184,6 +184,107 @@ TEST_F(DarkroomBatch, AFailedPairIsARecordAndNoGap) {
     EXPECT_EQ(filesLeft(), (std::vector<std::string>{"r.jsonl", "undisturbed.jsonl"}));
 }
 
+TEST_F(DarkroomBatch, ComparesFloatsAsCompareDoes) {
+    const cv::Mat image = exampleImage("coffee.jpg")(cv::Rect(100, 100, 180, 120)).clone();
+    save("photos/a.exr", image);
+    save("photos/a.hdr", image);
+    const std::string list = saveText("l.csv", "first,second\na.exr,p1.jpg\na.exr,a.exr\np2.jpg,a.hdr\n");
+    const std::string expected = resultOf({list, "--root", input("photos"), "--jobs", "1", "--cache", "0"}, "1.csv", 0);
+    EXPECT_EQ(resultOf({list, "--root", input("photos"), "--jobs", "4"}, "4.csv", 0), expected);
+    const std::vector<std::string> lines = linesOf(expected);
+    ASSERT_EQ(lines.size(), 4U);
+    for (const auto& [line, first, second] :
+         {std::tuple(1U, "photos/a.exr", "photos/p1.jpg"), std::tuple(2U, "photos/a.exr", "photos/a.exr"),
+          std::tuple(3U, "photos/p2.jpg", "photos/a.hdr")}) {
+        // The coefficients are the last five fields that compare gives.
+        const std::string compared = linesOf(darkroom({"compare", input(first), input(second), "--csv"}).out)[1];
+        std::size_t from = compared.size();
+        for (int field = 0; field < 5; ++field) {
+            from = compared.rfind(',', from - 1);
+        }
+        EXPECT_NE(lines[line].find(compared.substr(from) + ','), std::string::npos) << lines[line] << '\n' << compared;
+    }
+}
+
+TEST_F(DarkroomBatch, WhatIsNoPhotographIsAFailureOfItsPair) {
+    ASSERT_EQ(::mkfifo(input("photos/pipe").c_str(), 0600), 0);
+    save("photos/none.pfm", cv::Mat(4, 5, CV_32FC3, cv::Scalar::all(std::numeric_limits<double>::quiet_NaN())));
+    std::ofstream(input("photos/raw.nef"), std::ios::binary) << "FUJIFILMCCD-RAW 0201";
+    const std::string list =
+        saveText("l.csv", "first,second\np1.jpg,pipe\np1.jpg,none.pfm\np1.jpg,raw.nef\np1.jpg,p2.jpg\n");
+    resultOf({list, "--root", input("photos"), "--max-pixels", "16000"}, "r.jsonl", 1);
+    const std::vector<std::string> lines = linesOf(contentOf(output("r.jsonl")));
+    ASSERT_EQ(lines.size(), 4U);
+    const std::vector<std::string> errors = {
+        "cannot read 'pipe' as an image: it is not a regular file",
+        "cannot read 'none.pfm' as a photograph: all its pixels hold values that are no numbers, infinite or negative",
+        "cannot read 'raw.nef' as an image: it is a camera raw file, of which only an embedded preview could be read; "
+        "develop it first",
+        "cannot read 'p2.jpg' as an image: it is 152 x 104 pixels, and the limit (--max-pixels) is 15500 in all"};
+    EXPECT_NE(lines[0].find("\"error\":\"" + errors[0]), std::string::npos) << lines[0];
+    EXPECT_NE(lines[1].find("\"error\":\"" + errors[1]), std::string::npos) << lines[1];
+    EXPECT_NE(lines[2].find("\"error\":\"" + errors[2]), std::string::npos) << lines[2];
+    EXPECT_NE(lines[3].find("\"status\":\"compared\""), std::string::npos) << lines[3];
+    resultOf({list, "--root", input("photos"), "--max-pixels", "15500"}, "s.jsonl", 1);
+    EXPECT_NE(contentOf(output("s.jsonl")).find(errors[3]), std::string::npos);
+}
+
+TEST_F(DarkroomBatch, TellsOfBackgroundsThatDifferWithTheSizes) {
+    save("photos/large.png", cv::Mat(1080, 1920, CV_8UC3, cv::Scalar(90, 120, 150)));
+    const std::string list = saveText("l.csv", "first,second\np1.jpg,large.png\np1.jpg,p2.jpg\n");
+    resultOf({list, "--root", input("photos")}, "r.jsonl", 0);
+    const std::vector<std::string> lines = linesOf(contentOf(output("r.jsonl")));
+    EXPECT_NE(lines[0].find("\"remarks\":\"the backgrounds that the model assumes differ with the sizes, 20 and "
+                            "19.4589\""),
+              std::string::npos)
+        << lines[0];
+    EXPECT_NE(lines[1].find("\"remarks\":null"), std::string::npos) << lines[1];
+}
+
+// Sanitizers take memory of their own.
+#if !defined(__SANITIZE_ADDRESS__) && !defined(__SANITIZE_THREAD__)
+TEST_F(DarkroomBatch, WhatTheMachineLacksEndsTheBatchAndIsNoRecord) {
+    // A bitmap of 16000 x 16000 pixels: 732 MiB as an image, and a hole in the file.
+    const auto little = [](std::uint32_t value) {
+        return std::string{static_cast<char>(value), static_cast<char>(value >> 8U), static_cast<char>(value >> 16U),
+                           static_cast<char>(value >> 24U)};
+    };
+    const std::string large = input("photos/large.bmp");
+    std::ofstream(large, std::ios::binary)
+        << "BM" << little(54 + 768000000) << little(0) << little(54) << little(40) << little(16000) << little(16000)
+        << std::string("\1\0\x18\0", 4) << std::string(24, '\0');
+    fs::resize_file(large, 54 + 768000000);
+    const std::string list = saveText("l.csv", "first,second\np1.jpg,p2.jpg\np1.jpg,large.bmp\np3.jpg,p2.jpg\n");
+    const Outcome outcome = run({"/bin/sh", "-c", "ulimit -v 1000000; exec \"$@\"", "sh", LIKENESS_DARKROOM, "batch",
+                                 list, "--root", input("photos"), "-o", "r.csv", "--jobs", "1"},
+                                folder());
+    EXPECT_EQ(outcome.status, 2);
+    EXPECT_EQ(outcome.err, "darkroom batch: cannot read '" + large +
+                               "': Cannot allocate memory (a lower limit of pixels refuses large images); 1 of 3 pairs "
+                               "are recorded, --resume goes on from there\n");
+    EXPECT_EQ(linesOf(contentOf(output("r.csv"))).size(), 2U);
+    resultOf({list, "--root", input("photos"), "--resume", "--max-pixels", "1000000"}, "r.csv", 1);
+    EXPECT_EQ(linesOf(contentOf(output("r.csv"))).size(), 4U);
+}
+
+TEST_F(DarkroomBatch, FewDescriptorsMakeNoFailures) {
+    const std::string list = saveList(12);
+    const std::string expected = resultOf({list}, "expected.csv", 1);
+    for (const int most : {4, 5, 6, 8}) {
+        SCOPED_TRACE(most);
+        const Outcome outcome = run({"/bin/sh", "-c", "ulimit -n " + std::to_string(most) + "; exec \"$@\"", "sh",
+                                     LIKENESS_DARKROOM, "batch", list, "-o", "r.csv", "--jobs", "8"},
+                                    folder());
+        if (outcome.status == 2) {
+            EXPECT_NE(outcome.err.find("Too many open files"), std::string::npos) << outcome.err;
+            EXPECT_EQ(linesOf(outcome.err).size(), 1U) << outcome.err;
+        }
+        EXPECT_EQ(resultOf({list, "--resume"}, "r.csv", 1), expected);
+        fs::remove(output("r.csv"));
+    }
+}
+#endif
+
 TEST_F(DarkroomBatch, PairsFoldersByRelativePath) {
     for (const char* const name : {"before/x.jpg", "before/sub/y.PNG", "after/x.png", "after/sub/y.jpg"}) {
         fs::create_directories(fs::path(output(name)).parent_path());

@@ -218,6 +218,8 @@ TEST_F(DarkroomConvert, Refuses) {
     expectRefused({"convert", in, "--from", "opponent", "-o", "a.png"},
                   "--from: opponent has no lightness, no way leads back to a picture");
     expectRefused({"convert", "missing.tif", "--from", "xyz", "-o", "a.png"}, "cannot read 'missing.tif' as an image");
+    expectRefused({"convert", "a.hdr", "--from", "xyz", "-o", "a.png"},
+                  "'a.hdr' holds linear red, green and blue: --from xyz takes the float TIFF that --to xyz writes");
     expectRefused({"convert", "missing.jpg", "--to", "xyz", "-o", "a.tif"}, "cannot read 'missing.jpg' as an image");
     expectRefused({"convert", in, "--to", "xyz", "-o", "none/a.tif"},
                   "--output: 'none/a.tif' cannot be written: the folder 'none' does not exist");

@@ -8,13 +8,15 @@
 #include <filesystem>
 #include <iostream>
 #include <memory>
+#include <new>
 #include <opencv2/core/utility.hpp>
 #include <opencv2/core/utils/logger.hpp>
+#include <system_error>
 #include <thread>
 
+#include "app/decoder_remarks.hpp"
 #include "darkroom/batch/analysis_cache.hpp"
 #include "darkroom/batch/batch_summary.hpp"
-#include "darkroom/batch/decoder_remarks.hpp"
 #include "darkroom/batch/earlier_results.hpp"
 #include "darkroom/batch/list_options.hpp"
 #include "darkroom/batch/ordered_pool.hpp"
@@ -189,10 +191,18 @@ private:
             record(*writer, jobs, signals);
             writer->finish();
         } catch (const Refusal& refusal) {
-            throw Refusal(fmt::format("{}; {} of {} recorded, --resume goes on from there", refusal.what(), recorded(),
-                                      numberOf(pairs_.size(), "pair")));
+            throw Refusal(whatIsRecorded(refusal.what()));
+        } catch (const std::bad_alloc&) {
+            throw Refusal(whatIsRecorded("out of memory; fewer --jobs take less"));
+        } catch (const std::system_error& error) {
+            throw Refusal(whatIsRecorded(error.what()));
         }
         session_.showProgress({});
+    }
+
+    std::string whatIsRecorded(const std::string& problem) const {
+        return fmt::format("{}; {} of {} recorded, --resume goes on from there", problem, recorded(),
+                           numberOf(pairs_.size(), "pair"));
     }
 
     void record(ResultWriter& writer, unsigned jobs, const StopSignals& signals) {
@@ -255,7 +265,7 @@ private:
 
     AnalysisCache::Shared analysis(const std::string& path, ColorCounter& counter) {
         const std::string place = located(path);
-        return cache_.get(place, [&] { return analysePhotograph(place, counter); });
+        return cache_.get(place, [&] { return analysePhotograph(place, counter, session_.mostPixels()); });
     }
 
     std::string located(const std::string& path) const {

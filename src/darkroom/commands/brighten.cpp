@@ -114,7 +114,7 @@ Action declareBrighten(CLI::App& app) {
         ->description(
             optionText("Result image; without --pass NAME.png stands for six, NAME_1.png to NAME_6.png. The extension "
                        "gives the format: .png (8 or 16 bits), .jpg, .tif (32-bit float, values as they are), .hdr "
-                       "(Radiance)",
+                       "(Radiance, linear)",
                        "--output result.png"));
     app.add_option("--factor", options->factor,
                    optionText("Factor of the first pass, above 0 and up to 100; each next pass has 0.7 less, and each "

@@ -4,6 +4,7 @@
 #include <memory>
 #include <vector>
 
+#include "darkroom/comparison_remarks.hpp"
 #include "darkroom/comparison_report.hpp"
 #include "darkroom/comparison_result.hpp"
 #include "darkroom/html_page.hpp"
@@ -113,8 +114,8 @@ void show(const Session& session, const Options& options, const ComparisonResult
     showMaps(session, options, photographs.second, "second", report.scales, report.second);
     progress.step();
     if (!options.report.empty()) {
-        report.first.pictureUri = jpegUri(photographs.first, reportPictureSide);
-        report.second.pictureUri = jpegUri(photographs.second, reportPictureSide);
+        report.first.pictureUri = jpegUri(pictureOf(photographs.first), reportPictureSide);
+        report.second.pictureUri = jpegUri(pictureOf(photographs.second), reportPictureSide);
         report.first.fingerprint = fingerprintOf(options.first);
         report.second.fingerprint = fingerprintOf(options.second);
         replaceFile(options.report, comparisonPage(report));
@@ -134,13 +135,26 @@ void give(const Session& session, const Options& options, const ComparisonResult
     }
 }
 
+/// Warns of pixels without an appearance.
+/// @throws Refusal  if none has one
+void checkAppearance(const Session& session, const std::string& path, const AppearanceDistributions& distributions) {
+    const std::string problem = appearanceProblem(distributions);
+    if (!problem.empty()) {
+        throw Refusal("cannot read '" + path + "'" + problem);
+    }
+    const std::string uncounted = uncountedRemark(distributions);
+    if (!uncounted.empty()) {
+        session.warn("'" + path + "': " + uncounted);
+    }
+}
+
 ExitStatus compare(const Session& session, const Options& options) {
     ComparisonResult result;
     if (!options.limits.empty()) {
         result.limits = coefficientLimitsIn(options.limits);
     }
     checkOutputs(options);
-    const auto photographs = readPhotographPairBytes(session, options.first, options.second);
+    const auto photographs = readPhotographPairAsCompared(session, options.first, options.second);
     result.first = {options.first, photographs.first.size()};
     result.second = {options.second, photographs.second.size()};
     std::pair<AppearanceDistributions, AppearanceDistributions> distributions;
@@ -149,10 +163,16 @@ ExitStatus compare(const Session& session, const Options& options) {
         distributions = analyzePhotographs(photographs.first, photographs.second, session.diagnostics());
         result.coefficients = compareDistributions(distributions.first, distributions.second);
     }
+    checkAppearance(session, options.first, distributions.first);
+    checkAppearance(session, options.second, distributions.second);
     if (!options.maps.empty() || !options.report.empty()) {
         show(session, options, result, photographs, std::move(distributions));
     }
     give(session, options, result);
+    const std::string backgrounds = backgroundRemark(result.first.size, result.second.size);
+    if (!backgrounds.empty()) {
+        session.tell(backgrounds + ": this alone moves the coefficients; photographs of one size have one background");
+    }
     const std::string below = shortfall(result.coefficients, result.limits);
     if (!below.empty()) {
         session.tell("below the limits: " + below);

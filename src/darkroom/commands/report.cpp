@@ -91,7 +91,8 @@ void addThumbnails(const Session& session, const Options& options, BatchReport& 
     for (const std::string& path : paths) {
         try {
             const std::string place = options.root.empty() ? path : (fs::path(options.root) / path).string();
-            report.pictures[path] = jpegUri(readPhotographBytes(session, place), thumbnailSide, thumbnailQuality);
+            report.pictures[path] =
+                jpegUri(pictureOf(readPhotographAsCompared(session, place)), thumbnailSide, thumbnailQuality);
         } catch (const Refusal& refusal) {
             // The results may have outlived the photographs: the page does without.
             example = unread == 0 ? refusal.what() : example;

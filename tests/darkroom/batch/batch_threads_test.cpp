@@ -6,8 +6,8 @@
 #include <set>
 #include <thread>
 
+#include "app/decoder_remarks.hpp"
 #include "darkroom/batch/analysis_cache.hpp"
-#include "darkroom/batch/decoder_remarks.hpp"
 #include "darkroom/batch/ordered_pool.hpp"
 
 namespace likeness::testing {
