@@ -9,7 +9,6 @@
 #include <opencv2/imgcodecs.hpp>
 
 #include "darkroom/option_checks.hpp"
-#include "darkroom/output_check.hpp"
 #include "darkroom/refusal.hpp"
 #include "darkroom/replaced_file.hpp"
 
@@ -116,15 +115,11 @@ void addImageOutput(CLI::App& app, ImageOutput& output, bool required) {
         ->default_str(std::to_string(usualQuality));
     app.add_option("--bits", output.bits, optionText("Bits per channel of a PNG, 8 or 16", "--bits 16"))
         ->type_name("{8,16}")
-        ->check(CLI::Validator(
-            [](std::string& text) {
-                return text == "8" || text == "16" ? std::string() : "'" + text + "' is not 8 or 16";
-            },
-            ""))
+        ->check(oneOf({"8", "16"}))
         ->capture_default_str();
 }
 
-void checkImageOutput(const ImageOutput& output) {
+void checkImageOutput(const ImageOutput& output, OutputPlan& plan) {
     const ImageFormat format = imageFormatOf(output.path);
     if (format == ImageFormat::unknown) {
         throw Refusal(output.option + ": '" + output.path +
@@ -136,17 +131,17 @@ void checkImageOutput(const ImageOutput& output) {
     if (output.quality && format != ImageFormat::jpeg) {
         throw Refusal("--quality: only a JPEG has a quality, and '" + output.path + "' is none");
     }
-    checkOutputFile(output.option, output.path);
+    plan.file(output.option, output.path);
 }
 
-void checkPictureOutput(const ImageOutput& output, FloatsToo floatsToo) {
+void checkPictureOutput(const ImageOutput& output, OutputPlan& plan, FloatsToo floatsToo) {
     const ImageFormat format = imageFormatOf(output.path);
     const bool asFloats = floatsToo == FloatsToo::yes;
     if (format != ImageFormat::png && format != ImageFormat::jpeg && !(asFloats && format == ImageFormat::tiff)) {
         throw Refusal(fmt::format("{}: '{}' has none of the extensions .png, .jpg, .jpeg{}", output.option, output.path,
                                   asFloats ? ", .tif, .tiff" : ""));
     }
-    checkOutputFile(output.option, output.path);
+    plan.file(output.option, output.path);
 }
 
 bool holdsFloats(const ImageOutput& output) {

@@ -9,7 +9,6 @@
 #include <utility>
 
 #include "darkroom/option_checks.hpp"
-#include "darkroom/output_check.hpp"
 #include "darkroom/refusal.hpp"
 #include "darkroom/replaced_file.hpp"
 
@@ -42,14 +41,12 @@ CLI::Option* addPrefixOutput(CLI::App& app, std::string& prefix, const std::stri
         ->type_name("PREFIX");
 }
 
-void checkPrefixOutput(const std::string& prefix, const std::vector<PrefixedResult>& results,
-                       const std::vector<std::string>& inputs) {
+void checkPrefixOutput(const std::string& prefix, const std::vector<PrefixedResult>& results, OutputPlan& plan) {
     if (fs::path(prefix).filename().empty()) {
         throw Refusal("--output: '" + prefix + "' is no stem of a file name");
     }
     for (const PrefixedResult& result : results) {
-        checkOutputFile("--output", prefix + result.ending);
-        checkNotAnInput(prefix + result.ending, inputs);
+        plan.file("--output", prefix + result.ending);
     }
 }
 

@@ -90,9 +90,11 @@ int writeInPlace(const std::string& path, std::string_view bytes) {
     return problem;
 }
 
-/// What a path names once symbolic links are followed, also where the last one leads to nothing yet.
-fs::path followed(fs::path path) {
+}  // namespace
+
+fs::path followedLinks(const std::string& name) {
     constexpr int mostLinks = 40;  // as the kernel follows
+    fs::path path = name;
     std::error_code error;
     for (int i = 0; i < mostLinks && fs::is_symlink(fs::symlink_status(path, error)); ++i) {
         const fs::path next = fs::read_symlink(path, error);
@@ -104,8 +106,6 @@ fs::path followed(fs::path path) {
     return fs::absolute(path, error);
 }
 
-}  // namespace
-
 void replaceFile(const std::string& path, std::string_view bytes) {
     std::error_code error;
     const fs::file_status status = fs::status(path, error);
@@ -114,7 +114,7 @@ void replaceFile(const std::string& path, std::string_view bytes) {
     if (special) {
         problem = writeInPlace(path, bytes);
     } else {
-        const fs::path target = followed(path);
+        const fs::path target = followedLinks(path);
         problem = fs::is_symlink(fs::symlink_status(target, error)) ? ELOOP : writeBeside(target, bytes);
     }
     if (problem != 0) {

@@ -236,7 +236,7 @@ TEST_F(DarkroomCompare, RefusesOutputsThatCannotBe) {
     expectRefused({"compare", cat, coffee, "-o", "none/r.txt"},
                   "--output: 'none/r.txt' cannot be written: the folder 'none' does not exist");
     expectRefused({"compare", cat, coffee, "-o", "x.html", "--report", "./x.html"},
-                  "'./x.html' would be written twice");
+                  "--report: './x.html' is the file of --output too");
     std::ofstream(output("file")) << "x";
     expectRefused({"compare", cat, coffee, "--maps", "file"}, "--maps: 'file' is not a folder");
     fs::create_directory(folder() / "folder.html");
@@ -245,14 +245,16 @@ TEST_F(DarkroomCompare, RefusesOutputsThatCannotBe) {
 
 TEST_F(DarkroomCompare, RefusesToWriteOverAnInput) {
     const std::string image = save("image.png", examplePhotograph("cat.jpg"));
-    const std::string message = "'" + image + "' is an input and would be overwritten";
+    const auto message = [&image](const std::string& option, const std::string& path) {
+        return option + ": '" + path + "' would replace the input '" + image + "'; choose another name";
+    };
     const std::string before = contentOf(image);
     fs::create_symlink(image, folder() / "page.html");
-    expectRefused({"compare", image, coffee, "--report", "page.html"}, message);
-    expectRefused({"compare", coffee, image, "-o", image}, message);
+    expectRefused({"compare", image, coffee, "--report", "page.html"}, message("--report", "page.html"));
+    expectRefused({"compare", coffee, image, "-o", image}, message("--output", image));
     fs::create_directory(folder() / "maps");
     fs::create_symlink(image, folder() / "maps" / "second_chroma.png");
-    expectRefused({"compare", image, coffee, "--maps", "maps"}, message);
+    expectRefused({"compare", image, coffee, "--maps", "maps"}, message("--maps", "maps/second_chroma.png"));
     EXPECT_TRUE(contentOf(image) == before);
 }
 

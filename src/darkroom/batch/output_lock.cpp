@@ -13,10 +13,6 @@
 namespace likeness::darkroom {
 namespace {
 
-std::string lockPath(const std::string& output) {
-    return output + ".lock";
-}
-
 /// Whether the open file still has its name: its last owner may have removed it meanwhile.
 bool hasName(int descriptor, const std::string& path) {
     struct ::stat opened {};
@@ -27,7 +23,11 @@ bool hasName(int descriptor, const std::string& path) {
 
 }  // namespace
 
-OutputLock::OutputLock(const std::string& output) : path_(lockPath(output)) {
+std::string lockOf(const std::string& output) {
+    return output + ".lock";
+}
+
+OutputLock::OutputLock(const std::string& output) : path_(lockOf(output)) {
     for (;;) {
         descriptor_ = ::open(path_.c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0666);
         if (descriptor_ < 0) {
@@ -52,7 +52,7 @@ OutputLock::~OutputLock() {
 }
 
 bool isLocked(const std::string& output) {
-    const int descriptor = ::open(lockPath(output).c_str(), O_RDONLY | O_CLOEXEC);
+    const int descriptor = ::open(lockOf(output).c_str(), O_RDONLY | O_CLOEXEC);
     if (descriptor < 0) {
         return false;
     }

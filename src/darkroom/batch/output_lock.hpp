@@ -4,6 +4,9 @@
 
 namespace likeness::darkroom {
 
+/// The file that locks an output while it is written, and that goes afterwards.
+std::string lockOf(const std::string& output);
+
 /// Keeps a second process from writing the same output, as long as the object lives. The lock is one of the system on
 /// the file OUTPUT.lock and ends with the process, however that ends; a file that a killed process left behind locks
 /// nothing.

@@ -95,7 +95,8 @@ ExitStatus adapt(const Session& session, const Options& options) {
     if (options.to.empty() == options.like.empty()) {
         throw Refusal("one of --to d65 and --like REF is needed, and not both");
     }
-    checkImageOutput(options.output);
+    OutputPlan plan(session, {options.input, options.like, options.mask, options.from == "d65" ? "" : options.from});
+    checkImageOutput(options.output, plan);
     cv::Mat image = readUnitImage(session, options.input);
     checkFinite(options.input, image);
     cv::Mat reference;

@@ -6,6 +6,7 @@
 #include <algorithm>
 #include <chrono>
 #include <filesystem>
+#include <fstream>
 #include <iostream>
 #include <memory>
 #include <opencv2/core/utility.hpp>
@@ -76,7 +77,17 @@ void checkCombination(const Session& session, const Options& options) {
     }
 }
 
-ResultFile checkedOutput(const Options& options) {
+/// Refuses to empty a file that holds something else than the times of a batch.
+void checkTimes(const std::string& path) {
+    std::ifstream file(path);
+    std::string line;
+    // The header of a run that was cut off may lack its end.
+    if (std::getline(file, line) && std::string("id,milliseconds").rfind(line, 0) != 0) {
+        throw Refusal("--timing: '" + path + "' exists and holds no times of a batch; choose another --output");
+    }
+}
+
+ResultFile checkedOutput(const Session& session, const Options& options) {
     ResultFile file;
     file.path = options.output;
     file.format = resultFormatOf("--output", options.output);
@@ -86,7 +97,10 @@ ResultFile checkedOutput(const Options& options) {
         }
         file.timing = options.output + ".timing.csv";
     }
-    checkOutputFile("--output", options.output);
+    OutputPlan plan(session, {options.list.path});
+    plan.file("--output", options.output);
+    plan.aside("--output", lockOf(options.output));
+    plan.aside("--output", previousResults(options.output));
     std::error_code error;
     const fs::file_status status = fs::status(options.output, error);
     if (fs::exists(status) && !fs::is_regular_file(status)) {
@@ -95,8 +109,9 @@ ResultFile checkedOutput(const Options& options) {
     if (!options.resume && (fs::exists(status) || fs::exists(previousResults(options.output), error))) {
         throw Refusal("--output: '" + options.output + "' exists; --resume goes on with it");
     }
-    if (!options.list.path.empty()) {
-        checkNotAnInput(options.output, {options.list.path});
+    if (!file.timing.empty()) {
+        plan.file("--timing", file.timing);
+        checkTimes(file.timing);
     }
     return file;
 }
@@ -273,7 +288,7 @@ ExitStatus runBatch(const Session& session, const Options& options) {
         std::cout << csvList(pairsAsked(session, options));
         return ExitStatus::done;
     }
-    ResultFile file = checkedOutput(options);
+    ResultFile file = checkedOutput(session, options);
     const PairList pairs = pairsAsked(session, options);
     file.columns = pairs.columns();
     if (session.verbose()) {

@@ -63,11 +63,9 @@ void leaveAdaptation(cv::Mat& picture, cv::Mat& white) {
 
 ExitStatus brighten(const Session& session, const Options& options) {
     const std::vector<PassOutput> outputs = outputsOf(options);
+    OutputPlan plan(session, {options.input});
     for (const PassOutput& output : outputs) {
-        checkImageOutput(output.output);
-        if (options.pass == 0) {
-            checkNotAnInput(output.output.path, {options.input});
-        }
+        checkImageOutput(output.output, plan);
     }
     checkBrightnessFactor("--factor", options.factor, options.pass);
     cv::Mat bgr = readBoundedUnitImage(session, options.input);

@@ -49,31 +49,24 @@ std::vector<std::string> mapPaths(const Options& options) {
     return paths;
 }
 
-void checkOutputs(const Options& options) {
-    std::vector<std::string> outputs;
+void checkOutputs(const Session& session, const Options& options) {
+    OutputPlan plan(session, {options.first, options.second});
     if (!options.output.empty()) {
-        checkOutputFile("--output", options.output);
-        outputs.push_back(options.output);
+        plan.file("--output", options.output);
     }
     if (!options.report.empty()) {
         const std::string extension = fs::path(options.report).extension().string();
         if (extension != ".html" && extension != ".htm") {
             throw Refusal("--report: '" + options.report + "' has none of the extensions .html, .htm");
         }
-        checkOutputFile("--report", options.report);
-        outputs.push_back(options.report);
+        plan.file("--report", options.report);
     }
     if (!options.maps.empty()) {
         checkFolder("--maps", options.maps);
         for (const std::string& path : mapPaths(options)) {
-            checkOutputFile("--maps", path);
-            outputs.push_back(path);
+            plan.file("--maps", path);
         }
     }
-    for (const std::string& path : outputs) {
-        checkNotAnInput(path, {options.first, options.second});
-    }
-    checkDistinct(outputs);
 }
 
 /// The maps of one photograph, into files and onto the page.
@@ -139,7 +132,7 @@ ExitStatus compare(const Session& session, const Options& options) {
     if (!options.limits.empty()) {
         result.limits = coefficientLimitsIn(options.limits);
     }
-    checkOutputs(options);
+    checkOutputs(session, options);
     const auto photographs = readPhotographPairBytes(session, options.first, options.second);
     result.first = {options.first, photographs.first.size()};
     result.second = {options.second, photographs.second.size()};

@@ -250,7 +250,8 @@ ExitStatus convert(const Session& session, const Options& options) {
     if (!options.xyzWhite.empty() && space != "xyz") {
         throw Refusal("--xyz-white: only xyz is made under it, not " + space);
     }
-    checkImageOutput(options.output);
+    OutputPlan plan(session, {options.input});
+    checkImageOutput(options.output, plan);
     return options.to.empty() ? convertFrom(session, options) : convertTo(session, options);
 }
 

@@ -31,7 +31,8 @@ void checkLightnessVaries(const std::string& path, const cv::Mat& image, const L
 }
 
 ExitStatus matchBrightness(const Session& session, const Options& options) {
-    checkImageOutput(options.output);
+    OutputPlan plan(session, {options.input, options.reference});
+    checkImageOutput(options.output, plan);
     cv::Mat image = readBoundedUnitImage(session, options.input);
     cv::Mat reference = readBoundedUnitImage(session, options.reference);
     if (reference.rows < image.rows || reference.cols < image.cols) {

@@ -72,7 +72,8 @@ cv::Mat tintByRegression(const Session& session, cv::Mat& flash, cv::Mat& nonFla
 }
 
 ExitStatus tint(const Session& session, const Options& options, bool smoothingGiven) {
-    checkImageOutput(options.output);
+    OutputPlan plan(session, {options.flash, options.nonFlash});
+    checkImageOutput(options.output, plan);
     const Form form = forms().at(options.form);
     if (form == Form::gain && smoothingGiven) {
         throw Refusal("--sigma and --diameter belong to --form regression");

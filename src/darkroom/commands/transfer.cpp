@@ -102,13 +102,10 @@ ExitStatus transfer(const Session& session, const Options& options) {
     if (!centred && options.dims != 2) {
         throw Refusal("--form bonneel: only with --dims 2");
     }
-    checkImageOutput(options.output);
+    OutputPlan plan(session, {options.input, options.palette});
     const std::vector<Frame> frames = framesOf(options);
-    if (options.frames > 0) {
-        for (const Frame& frame : frames) {
-            checkImageOutput(frame.output);
-            checkNotAnInput(frame.output.path, {options.input, options.palette});
-        }
+    for (const Frame& frame : frames) {
+        checkImageOutput(frame.output, plan);
     }
     const cv::Mat input = readUnitImage(session, options.input);
     const cv::Mat palette = readUnitImage(session, options.palette);
