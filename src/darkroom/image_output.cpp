@@ -8,6 +8,7 @@
 #include <filesystem>
 #include <opencv2/imgcodecs.hpp>
 
+#include "darkroom/clipping.hpp"
 #include "darkroom/option_checks.hpp"
 #include "darkroom/refusal.hpp"
 #include "darkroom/replaced_file.hpp"
@@ -54,18 +55,6 @@ cv::Mat quantized(const cv::Mat& image, double white, double greatest, std::int6
         }
     }
     return result;
-}
-
-/// A share of values for the eye: "0.25 %", never "0 %" or "100 %" of what is not all or nothing.
-std::string percentText(std::int64_t part, double whole) {
-    const double percent = 100.0 * static_cast<double>(part) / whole;
-    if (percent < 0.01) {
-        return "less than 0.01 %";
-    }
-    if (percent > 99 && percent < 100) {
-        return "more than 99 %";
-    }
-    return percent < 9.95 ? fmt::format("{:.2g} %", percent) : fmt::format("{:.0f} %", percent);
 }
 
 std::string describe(const std::string& path, const std::string& what, const cv::Mat& image, const std::string& scale) {
@@ -187,6 +176,20 @@ void writeImage(const Session& session, const ImageOutput& output, const cv::Mat
         }
     }
     session.tell(describe(output.path, what, image, scale));
+}
+
+cv::Mat asStored(const ImageOutput& output, const cv::Mat& image) {
+    const ImageFormat format = imageFormatOf(output.path);
+    if (format != ImageFormat::png && format != ImageFormat::jpeg) {
+        return image;
+    }
+    std::int64_t clipped = 0;
+    const bool wide = format == ImageFormat::png && output.bits == 16;
+    const double greatest = wide ? 65535.0 : 255.0;
+    cv::Mat values;
+    (wide ? quantized<ushort>(image, 1.0, greatest, clipped) : quantized<uchar>(image, 1.0, greatest, clipped))
+        .convertTo(values, CV_32F, 1 / greatest);
+    return values;
 }
 
 void writePicture(const Session& session, const ImageOutput& output, const cv::Mat& picture, const std::string& what) {

@@ -57,6 +57,11 @@ bool holdsFloats(const ImageOutput& output);
 void writeImage(const Session& session, const ImageOutput& output, const cv::Mat& image, double white = 1.0,
                 const std::string& what = "");
 
+/// What `writeImage` leaves of an image on the scale 0..1: clipped and rounded where the format has integers. The
+/// losses of JPEG are not in it.
+/// @return  CV_32F; may be `image`
+cv::Mat asStored(const ImageOutput& output, const cv::Mat& image);
+
 /// Writes an 8-bit picture (CV_8U of one or three channels) as .png or .jpg.
 void writePicture(const Session& session, const ImageOutput& output, const cv::Mat& picture,
                   const std::string& what = "");

@@ -62,8 +62,8 @@ float brightnessFactor(float first, int pass) {
 
 namespace {
 
-/// Makes passes of the increase. `pictureOf(pass)` gives the image that a pass goes into, `done(pass, picture)` gets
-/// it back.
+/// Makes passes of the increase. `pictureOf(pass, hpe)` gives the image that a pass goes into, which may be that of the
+/// cone responses where nothing is dumped; `done(pass, picture)` gets it back.
 template <typename PictureOf, typename Done>
 void makePasses(cv::Mat& src, float firstFactor, const std::vector<int>& passes, PictureOf pictureOf, Done done,
                 const Diagnostics& diagnostics) {
@@ -121,7 +121,7 @@ void makePasses(cv::Mat& src, float firstFactor, const std::vector<int>& passes,
         hue2AB(A, hue, t, eccentricity, Ncb, a, b, darkSurroundInduction);
         AB2NonLinearities(a, b, A, nl, Ncb);
         inverseNonLinearities(nl, hpe, FL, diagnostics);
-        cv::Mat picture = pictureOf(pass);
+        cv::Mat picture = pictureOf(pass, hpe);
         convertHPEtoSharpenedRGB(hpe, picture);
         if (dumps) {
             diagnostics.writeImage("brightness_after.jpg", Q);
@@ -135,14 +135,16 @@ void makePasses(cv::Mat& src, float firstFactor, const std::vector<int>& passes,
             diagnostics.writeImage("dst.jpg", picture);
         }
 
-        MessageLines messages(diagnostics);
-        forEachElement(picture, [&messages](float& element) {
-            element /= 100.0F;
-            if (std::isnan(element)) {
-                messages.add(element);
-            }
-        });
-        messages.add(nextFactor(factor));
+        {
+            MessageLines messages(diagnostics);
+            forEachElement(picture, [&messages](float& element) {
+                element /= 100.0F;
+                if (std::isnan(element)) {
+                    messages.add(element);
+                }
+            });
+            messages.add(nextFactor(factor));
+        }
         done(pass, picture);
     }
 
@@ -161,7 +163,7 @@ void increaseBrightness(cv::Mat& src, cv::Mat* dst, float factor, const Diagnost
     std::vector<int> all(brightnessPasses);
     std::iota(all.begin(), all.end(), 0);
     makePasses(
-        src, factor, all, [dst](int pass) { return dst[pass]; }, [](int, cv::Mat&) {}, diagnostics);
+        src, factor, all, [dst](int pass, const cv::Mat&) { return dst[pass]; }, [](int, cv::Mat&) {}, diagnostics);
 }
 
 void increaseBrightnessByPasses(cv::Mat& src, float factor, const std::vector<int>& passes,
@@ -172,7 +174,9 @@ void increaseBrightnessByPasses(cv::Mat& src, float factor, const std::vector<in
         throw std::invalid_argument("increaseBrightnessByPasses: passes are 0 to 5, each once, in ascending order");
     }
     makePasses(
-        src, factor, passes, [&src](int) { return cv::Mat(src.size(), CV_32FC3); }, take, diagnostics);
+        src, factor, passes,
+        [&](int, const cv::Mat& hpe) { return diagnostics.wantsFiles() ? cv::Mat(hpe.size(), CV_32FC3) : hpe; }, take,
+        diagnostics);
 }
 
 }  // namespace likeness

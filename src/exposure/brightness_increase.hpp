@@ -46,7 +46,8 @@ void increaseBrightness(cv::Mat& src, cv::Mat* dst, float factor, const Diagnost
 /// bits, dumps and messages as of these passes there, with the dumps and messages that come before and after them.
 ///
 /// @param passes  which passes, 0 to 5, each at most once, in ascending order
-/// @param take    is given each pass's number and picture, as `dst` holds it there, and may keep or alter it
+/// @param take    is given each pass's number and picture, as `dst` holds it there, which lasts as long as the call and
+///                may be altered
 /// @param src, factor  as above; `factor` is that of pass 0 also where that is not made
 /// @throws std::invalid_argument  for other passes, before anything is computed
 void increaseBrightnessByPasses(cv::Mat& src, float factor, const std::vector<int>& passes,

@@ -208,6 +208,17 @@ TEST_F(DarkroomCompare, RefusesWhatItCannotRead) {
     expectRefused({"compare", cat}, "SECOND is required");
 }
 
+TEST_F(DarkroomCompare, TakesLimitsInAnyWording) {
+    const Outcome outcome =
+        darkroom({"compare", cat, coffee, "--min", "colourfulness = 1, chroma=1 ", "--min", "saturation=1", "--quiet"});
+    EXPECT_EQ(outcome.status, 1);
+    const Outcome told = darkroom({"compare", cat, coffee, "--min", "saturation=1", "--min", "colourfulness=1"});
+    EXPECT_NE(told.err.find("colorfulness"), std::string::npos) << told.err;
+    EXPECT_NE(told.err.find("saturation"), std::string::npos) << told.err;
+    EXPECT_EQ(darkroom::coefficientLimitsIn(" brightness =0.5 ,  colourfulness= 0.25 "),
+              (darkroom::CoefficientLimits{{"brightness", 0.5}, {"colorfulness", 0.25}}));
+}
+
 TEST_F(DarkroomCompare, RefusesLimitsThatMakeNoSense) {
     const auto refuses = [this](const std::string& limits, const std::string& message) {
         expectRefused({"compare", cat, coffee, "--min", limits}, "--min: " + message);
@@ -215,6 +226,8 @@ TEST_F(DarkroomCompare, RefusesLimitsThatMakeNoSense) {
     refuses("hue=0.5",
             "there is no coefficient 'hue'; there are brightness, lightness, chroma, colorfulness, saturation");
     refuses("chroma=0.5,chroma=0.6", "'chroma' is given twice");
+    expectRefused({"compare", cat, coffee, "--min", "colorfulness=0.5", "--min", "colourfulness=0.5"},
+                  "--min: 'colorfulness' is given twice");
     refuses("chroma", "'chroma' is not of the form NAME=VALUE");
     refuses("chroma=0.5,", "'' is not of the form NAME=VALUE");
     refuses(",chroma=0.5", "'' is not of the form NAME=VALUE");

@@ -54,7 +54,7 @@ TEST(OptionChecks, WholeNumbersAreDecimalDigits) {
 TEST(OptionChecks, WordsStandInTheHelp) {
     const CLI::Validator check = oneOf({"gain", "regression"});
     EXPECT_EQ(refusal(check, "gain"), "");
-    EXPECT_EQ(refusal(check, "Gain"), "'Gain' is none of gain, regression");
+    EXPECT_EQ(refusal(check, "Gain"), "'Gain' is none of gain, regression; did you mean 'gain'?");
     EXPECT_EQ(check.get_description(), "{gain,regression}");
 }
 

@@ -25,7 +25,7 @@ struct Options {
     std::string first;
     std::string second;
     std::string output;
-    std::string limits;
+    std::vector<std::string> limits;
     std::string maps;
     std::string report;
     bool json = false;
@@ -129,8 +129,12 @@ void give(const Session& session, const Options& options, const ComparisonResult
 
 ExitStatus compare(const Session& session, const Options& options) {
     ComparisonResult result;
-    if (!options.limits.empty()) {
-        result.limits = coefficientLimitsIn(options.limits);
+    for (const std::string& limits : options.limits) {
+        try {
+            addCoefficientLimits(result.limits, limits);
+        } catch (const Refusal& refusal) {
+            throw Refusal(std::string("--min: ") + refusal.what());
+        }
     }
     checkOutputs(session, options);
     const auto photographs = readPhotographPairBytes(session, options.first, options.second);
@@ -168,9 +172,12 @@ Action declareCompare(CLI::App& app) {
         ->type_name("FILE");
     app.add_option("--min", options->limits,
                    optionText("Least values, 0 to 1, of coefficients (brightness, lightness, chroma, colorfulness, "
-                              "saturation); exit status 1 and a line on standard error where one is below",
+                              "saturation); exit status 1 and a line on standard error where one is below. Given "
+                              "again, it adds limits",
                               "--min brightness=0.9,chroma=0.8"))
         ->type_name("NAME=VALUE,...")
+        ->expected(1)
+        ->multi_option_policy(CLI::MultiOptionPolicy::TakeAll)
         ->check(CLI::Validator(
             [](std::string& text) {
                 try {

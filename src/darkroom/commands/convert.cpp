@@ -8,6 +8,7 @@
 
 #include "color/bgr_xyz.hpp"
 #include "color/chromaticity.hpp"
+#include "color/clipped_values.hpp"
 #include "color/lab.hpp"
 #include "color/lab_range.hpp"
 #include "color/lms_lalphabeta.hpp"
@@ -15,6 +16,7 @@
 #include "color/pixel_matrix.hpp"
 #include "color/sharpened_rgb.hpp"
 #include "color/yuv.hpp"
+#include "darkroom/clipping.hpp"
 #include "darkroom/image_input.hpp"
 #include "darkroom/image_output.hpp"
 #include "darkroom/option_checks.hpp"
@@ -236,6 +238,10 @@ ExitStatus convertFrom(const Session& session, const Options& options) {
         bgr = space.toBgr(values, options);
     }
     writeImage(session, options.output, bgr);
+    if (options.from == "lab" || !options.xyzWhite.empty()) {
+        tellClipped(session, options.output.path, valuesAtLimits(bgr), bgr.size(),
+                    "stand at the ends of 0..1, where the way back clips");
+    }
     return ExitStatus::done;
 }
 
