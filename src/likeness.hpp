@@ -19,6 +19,7 @@
 #include "color/bgr_xyz.hpp"
 #include "color/chromaticity.hpp"
 #include "color/clip.hpp"
+#include "color/clipped_values.hpp"
 #include "color/correlated_color_temperature.hpp"
 #include "color/lab.hpp"
 #include "color/lab_range.hpp"

@@ -6,6 +6,7 @@
 #include <optional>
 #include <string>
 
+#include "darkroom/output_check.hpp"
 #include "darkroom/session.hpp"
 
 namespace likeness::darkroom {
@@ -31,15 +32,15 @@ struct ImageOutput {
 void addImageOutput(CLI::App& app, ImageOutput& output, bool required = true);
 
 /// Refuses, before the work begins, an unknown extension, options that the format does not have, or a place that
-/// cannot be written.
+/// the plan refuses.
 /// @throws Refusal
-void checkImageOutput(const ImageOutput& output);
+void checkImageOutput(const ImageOutput& output, OutputPlan& plan);
 
 enum class FloatsToo { no, yes };
 
 /// The same for what `writePicture` writes: .png or .jpg; or .tif, too, where numbers may be written in its place.
 /// @throws Refusal
-void checkPictureOutput(const ImageOutput& output, FloatsToo floatsToo = FloatsToo::no);
+void checkPictureOutput(const ImageOutput& output, OutputPlan& plan, FloatsToo floatsToo = FloatsToo::no);
 
 /// Whether the format keeps floats as they are (.tif, .tiff).
 bool holdsFloats(const ImageOutput& output);
@@ -55,6 +56,11 @@ bool holdsFloats(const ImageOutput& output);
 /// @throws Refusal
 void writeImage(const Session& session, const ImageOutput& output, const cv::Mat& image, double white = 1.0,
                 const std::string& what = "");
+
+/// What `writeImage` leaves of an image on the scale 0..1: clipped and rounded where the format has integers. The
+/// losses of JPEG are not in it.
+/// @return  CV_32F; may be `image`
+cv::Mat asStored(const ImageOutput& output, const cv::Mat& image);
 
 /// Writes an 8-bit picture (CV_8U of one or three channels) as .png or .jpg.
 void writePicture(const Session& session, const ImageOutput& output, const cv::Mat& picture,

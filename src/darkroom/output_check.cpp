@@ -1,9 +1,9 @@
 #include "darkroom/output_check.hpp"
 
+#include <fmt/format.h>
 #include <unistd.h>
 
 #include <filesystem>
-#include <set>
 
 #include "darkroom/refusal.hpp"
 
@@ -16,22 +16,8 @@ namespace fs = std::filesystem;
     throw Refusal(std::string(option) + ": '" + path + "' " + std::string(problem));
 }
 
-}  // namespace
-
-void checkFolder(std::string_view option, const std::string& folder) {
-    std::error_code error;
-    const fs::file_status status = fs::status(folder, error);
-    if (!fs::exists(status)) {
-        refuse(option, folder, "does not exist");
-    }
-    if (!fs::is_directory(status)) {
-        refuse(option, folder, "is not a folder");
-    }
-    if (::access(folder.c_str(), W_OK | X_OK) != 0) {
-        refuse(option, folder, "cannot be written");
-    }
-}
-
+/// Refuses a file whose folder `checkFolder` would refuse, that is a folder itself, or that exists and cannot be
+/// written.
 void checkOutputFile(std::string_view option, const std::string& path) {
     std::error_code error;
     const fs::file_status status = fs::status(path, error);
@@ -57,33 +43,54 @@ void checkOutputFile(std::string_view option, const std::string& path) {
     }
 }
 
-void checkDifferentOutputs(std::string_view firstOption, const std::string& first, std::string_view secondOption,
-                           const std::string& second) {
+}  // namespace
+
+void checkFolder(std::string_view option, const std::string& folder) {
     std::error_code error;
-    const bool sameName =
-        fs::absolute(first, error).lexically_normal() == fs::absolute(second, error).lexically_normal();
-    if (sameName || fs::equivalent(first, second, error)) {
-        refuse(secondOption, second, "is the file of " + std::string(firstOption) + " too");
+    const fs::file_status status = fs::status(folder, error);
+    if (!fs::exists(status)) {
+        refuse(option, folder, "does not exist");
+    }
+    if (!fs::is_directory(status)) {
+        refuse(option, folder, "is not a folder");
+    }
+    if (::access(folder.c_str(), W_OK | X_OK) != 0) {
+        refuse(option, folder, "cannot be written");
     }
 }
 
-void checkNotAnInput(const std::string& path, const std::vector<std::string>& inputs) {
-    for (const std::string& input : inputs) {
+OutputPlan::OutputPlan(const Session& session, const std::vector<std::string>& inputs) : session_(session) {
+    for (const std::string& path : inputs) {
         std::error_code error;
-        if (fs::equivalent(path, input, error)) {
-            throw Refusal("'" + input + "' is an input and would be overwritten");
+        const fs::file_status status = fs::status(path, error);
+        // A terminal or a pipe may well be read and written.
+        if (!path.empty() && (!fs::exists(status) || fs::is_regular_file(status))) {
+            inputs_.add(path, path);
+            session_.keepFromDumps(path, "the input '" + path + "'");
         }
     }
 }
 
-void checkDistinct(const std::vector<std::string>& outputs) {
-    std::set<fs::path> seen;
-    for (const std::string& output : outputs) {
-        std::error_code error;
-        const fs::path path = fs::weakly_canonical(fs::absolute(output), error);
-        if (!seen.insert(error ? fs::absolute(output) : path).second) {
-            throw Refusal("'" + output + "' would be written twice");
-        }
+void OutputPlan::readsToo(const std::string& path) const {
+    if (const auto output = outputs_.findExisting(path)) {
+        throw Refusal(fmt::format("{} would replace the input '{}'; choose another name", *output, path));
+    }
+}
+
+void OutputPlan::file(std::string_view option, const std::string& path) {
+    checkOutputFile(option, path);
+    aside(option, path);
+    if (const auto other = optionOf_.find(path)) {
+        refuse(option, path, "is the file of " + *other + " too");
+    }
+    optionOf_.add(path, std::string(option));
+    outputs_.add(path, fmt::format("{}: '{}'", option, path));
+    session_.keepFromDumps(path, "the result '" + path + "'");
+}
+
+void OutputPlan::aside(std::string_view option, const std::string& path) const {
+    if (const auto replaced = inputs_.find(path)) {
+        refuse(option, path, "would replace the input '" + *replaced + "'; choose another name");
     }
 }
 

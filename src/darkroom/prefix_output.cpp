@@ -6,10 +6,12 @@
 #include <filesystem>
 #include <fstream>
 #include <iterator>
+#include <opencv2/imgcodecs.hpp>
 #include <utility>
 
+#include "color/clipped_values.hpp"
+#include "darkroom/clipping.hpp"
 #include "darkroom/option_checks.hpp"
-#include "darkroom/output_check.hpp"
 #include "darkroom/refusal.hpp"
 #include "darkroom/replaced_file.hpp"
 
@@ -23,6 +25,19 @@ void removeWhole(const std::string& folder) {
     std::error_code error;
     for (int attempt = 0; attempt < 3 && fs::exists(folder, error); ++attempt) {
         fs::remove_all(folder, error);
+    }
+}
+
+/// The operations clip to 8 bits when they write, and only the picture tells.
+void tellLimits(const Session& session, const std::string& path, const std::string& bytes) {
+    if (session.quiet() || fs::path(path).extension() != ".jpg") {
+        return;
+    }
+    const cv::Mat encoded(1, static_cast<int>(bytes.size()), CV_8U, const_cast<char*>(bytes.data()));
+    const cv::Mat picture = cv::imdecode(encoded, cv::IMREAD_COLOR);
+    if (!picture.empty()) {
+        tellClipped(session, path, valuesAtLimits(picture), picture.size(),
+                    "stand at the ends of 0..255, where it is clipped");
     }
 }
 
@@ -42,14 +57,12 @@ CLI::Option* addPrefixOutput(CLI::App& app, std::string& prefix, const std::stri
         ->type_name("PREFIX");
 }
 
-void checkPrefixOutput(const std::string& prefix, const std::vector<PrefixedResult>& results,
-                       const std::vector<std::string>& inputs) {
+void checkPrefixOutput(const std::string& prefix, const std::vector<PrefixedResult>& results, OutputPlan& plan) {
     if (fs::path(prefix).filename().empty()) {
         throw Refusal("--output: '" + prefix + "' is no stem of a file name");
     }
     for (const PrefixedResult& result : results) {
-        checkOutputFile("--output", prefix + result.ending);
-        checkNotAnInput(prefix + result.ending, inputs);
+        plan.file("--output", prefix + result.ending);
     }
 }
 
@@ -84,6 +97,7 @@ void StagedResults::publish(const Session& session, const std::vector<PrefixedRe
         const std::string bytes{std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
         replaceFile(prefix_ + result.ending, bytes);
         session.tell("wrote '" + prefix_ + result.ending + "': " + result.what);
+        tellLimits(session, prefix_ + result.ending, bytes);
     }
 }
 

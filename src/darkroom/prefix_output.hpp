@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "darkroom/interrupt_cleanup.hpp"
+#include "darkroom/output_check.hpp"
 #include "darkroom/session.hpp"
 
 namespace likeness::darkroom {
@@ -24,11 +25,9 @@ std::vector<PrefixedResult> mergedResults();
 /// @param endings  the names that come of it, for the help: "PREFIX.hdr, PREFIX.jpg"
 CLI::Option* addPrefixOutput(CLI::App& app, std::string& prefix, const std::string& endings);
 
-/// Refuses, before the work begins, a stem that names none, a place that cannot be written, or a result that would
-/// take the name of an input.
+/// Refuses, before the work begins, a stem that names none, or a place that the plan refuses.
 /// @throws Refusal
-void checkPrefixOutput(const std::string& prefix, const std::vector<PrefixedResult>& results,
-                       const std::vector<std::string>& inputs);
+void checkPrefixOutput(const std::string& prefix, const std::vector<PrefixedResult>& results, OutputPlan& plan);
 
 /// A folder with a temporary name beside the results, where the operation writes them first. It goes, with everything
 /// in it, when this object does or the program is interrupted.

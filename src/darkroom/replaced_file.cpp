@@ -104,9 +104,11 @@ int writeInPlace(const std::string& path, std::string_view bytes) {
     return problem;
 }
 
-/// What a path names once symbolic links are followed, also where the last one leads to nothing yet.
-fs::path followed(fs::path path) {
+}  // namespace
+
+fs::path followedLinks(const std::string& name) {
     constexpr int mostLinks = 40;  // as the kernel follows
+    fs::path path = name;
     std::error_code error;
     for (int i = 0; i < mostLinks && fs::is_symlink(fs::symlink_status(path, error)); ++i) {
         const fs::path next = fs::read_symlink(path, error);
@@ -118,11 +120,9 @@ fs::path followed(fs::path path) {
     return fs::absolute(path, error);
 }
 
-}  // namespace
-
 std::string behindLinks(const std::string& path) {
     std::error_code error;
-    return fs::is_symlink(fs::symlink_status(path, error)) ? followed(path).string() : path;
+    return fs::is_symlink(fs::symlink_status(path, error)) ? followedLinks(path).string() : path;
 }
 
 void synchronizeFile(const std::string& path) noexcept {
@@ -146,7 +146,7 @@ void replaceFile(const std::string& path, std::string_view bytes) {
     if (special) {
         problem = writeInPlace(path, bytes);
     } else {
-        const fs::path target = followed(path);
+        const fs::path target = followedLinks(path);
         problem = fs::is_symlink(fs::symlink_status(target, error)) ? ELOOP : writeBeside(target, bytes);
     }
     if (problem != 0) {

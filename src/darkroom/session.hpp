@@ -4,10 +4,12 @@
 #include <cstdint>
 #include <memory>
 #include <mutex>
+#include <set>
 #include <string>
 #include <string_view>
 
 #include "app/photograph_reader.hpp"
+#include "darkroom/file_set.hpp"
 #include "diagnostics/diagnostics.hpp"
 
 namespace likeness::darkroom {
@@ -53,6 +55,10 @@ public:
     /// Receiver for the operations of the library: keeps files with --dumps, tells messages with --verbose.
     const Diagnostics& diagnostics() const noexcept;
 
+    /// Keeps dumps from taking the place of a file: such a dump is left out, with a warning.
+    /// @param what  the file as the warning names it
+    void keepFromDumps(const std::string& path, const std::string& what) const;
+
     /// Warns of every diagnostic file that could not be written. Called once, when the subcommand is done.
     void reportDumps() const;
 
@@ -60,6 +66,8 @@ private:
     class SessionDiagnostics;
 
     void say(std::string_view line) const;
+    /// Whether a dump may be written; warns the first time if not.
+    bool leavesFilesAlone(const std::string& dump) const;
     void clearProgress() const;
 
     std::string command_;
@@ -67,6 +75,9 @@ private:
     bool terminal_;
     mutable std::mutex output_;
     mutable bool progressShown_ = false;
+    mutable std::mutex kept_;
+    mutable FileSet keptFromDumps_;
+    mutable std::set<std::string> leftOut_;  ///< names of dumps
     std::unique_ptr<SessionDiagnostics> diagnostics_;
 };
 

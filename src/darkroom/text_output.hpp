@@ -3,6 +3,8 @@
 #include <CLI/CLI.hpp>
 #include <string>
 
+#include "darkroom/session.hpp"
+
 namespace likeness::darkroom {
 
 /// Where a text that is a subcommand's result goes; empty for standard output.
@@ -16,6 +18,6 @@ void addTextOutput(CLI::App& app, TextOutput& output, const std::string& example
 
 /// Writes the text as a whole.
 /// @throws Refusal
-void writeText(const TextOutput& output, const std::string& text);
+void writeText(const Session& session, const TextOutput& output, const std::string& text);
 
 }  // namespace likeness::darkroom

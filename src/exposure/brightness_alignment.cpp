@@ -61,6 +61,16 @@ LightnessStatistics lightnessStatistics(const cv::Mat& bgr, const Diagnostics& d
     return statisticsOfLab(lab, diagnostics);
 }
 
+void matchLightness(cv::Mat& lab, const LightnessStatistics& own, const LightnessStatistics& wanted) {
+    const ImageWalk walk = walkOver(lab);
+    for (int i = 0; i < walk.rows; ++i) {
+        auto* const pixels = lab.ptr<cv::Vec3f>(i);
+        for (int j = 0; j < walk.cols; ++j) {
+            pixels[j][0] = (pixels[j][0] - own.mean) * wanted.deviation / own.deviation + wanted.mean;
+        }
+    }
+}
+
 void alterNonFlashBrightness(cv::Mat& nonFlash, cv::Mat& target, cv::Mat& result, const Diagnostics& diagnostics) {
     requireElement("alterNonFlashBrightness", CV_32FC3, {{"nonFlash", nonFlash}, {"target", target}});
     cv::cvtColor(nonFlash, result, cv::COLOR_BGR2Lab);
@@ -71,13 +81,7 @@ void alterNonFlashBrightness(cv::Mat& nonFlash, cv::Mat& target, cv::Mat& result
     targetLab.release();
 
     cv::Mat common = result(cv::Rect(0, 0, std::min(result.cols, target.cols), std::min(result.rows, target.rows)));
-    const ImageWalk walk = walkOver(common);
-    for (int i = 0; i < walk.rows; ++i) {
-        auto* const lab = common.ptr<cv::Vec3f>(i);
-        for (int j = 0; j < walk.cols; ++j) {
-            lab[j][0] = (lab[j][0] - own.mean) * wanted.deviation / own.deviation + wanted.mean;
-        }
-    }
+    matchLightness(common, own, wanted);
     cv::cvtColor(result, result, cv::COLOR_Lab2BGR);
 }
 

@@ -1,6 +1,8 @@
 #pragma once
 
+#include <functional>
 #include <opencv2/core.hpp>
+#include <vector>
 
 #include "diagnostics/diagnostics.hpp"
 
@@ -38,5 +40,17 @@ float brightnessFactor(float first, int pass);
 ///                clamped
 /// @param factor  brightness factor of the first pass
 void increaseBrightness(cv::Mat& src, cv::Mat* dst, float factor, const Diagnostics& diagnostics = workingDirectory());
+
+/// Passes of `increaseBrightness` one after the other, of which no more than one picture is kept at a time. The same
+/// bits, dumps and messages as of these passes there, with the dumps and messages that come before and after them.
+///
+/// @param passes  which passes, 0 to 5, each at most once, in ascending order
+/// @param take    is given each pass's number and picture, as `dst` holds it there, which lasts as long as the call and
+///                may be altered
+/// @param src, factor  as above; `factor` is that of pass 0 also where that is not made
+/// @throws std::invalid_argument  for other passes, before anything is computed
+void increaseBrightnessByPasses(cv::Mat& src, float factor, const std::vector<int>& passes,
+                                const std::function<void(int pass, cv::Mat& picture)>& take,
+                                const Diagnostics& diagnostics = workingDirectory());
 
 }  // namespace likeness

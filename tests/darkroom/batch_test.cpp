@@ -494,7 +494,8 @@ TEST_F(DarkroomBatch, MergeRefuses) {
     withMessage({"merge", "x.csv", "1.csv", "2.csv", "1.csv"}, "position ");
     withMessage({"merge", "x.csv", "whole.csv", "1.csv"}, "position ");
     expectRefused({"merge", "m.csv", "1.csv", "2.csv"}, "OUT: 'm.csv' exists; --overwrite replaces it");
-    expectRefused({"merge", "1.csv", "1.csv", "2.csv", "--overwrite"}, "'1.csv' is an input and would be overwritten");
+    expectRefused({"merge", "1.csv", "1.csv", "2.csv", "--overwrite"},
+                  "OUT: '1.csv' would replace the input '1.csv'; choose another name");
     expectRefused({"merge", "x.csv", "none.csv"}, "cannot read 'none.csv': No such file or directory");
     std::string text = contentOf(output("2.csv"));
     std::ofstream(output("2.csv"), std::ios::binary) << text.substr(0, text.size() - 5);

@@ -312,6 +312,17 @@ TEST_F(DarkroomCompare, RefusesWhatItCannotRead) {
     expectRefused({"compare", cat}, "SECOND is required");
 }
 
+TEST_F(DarkroomCompare, TakesLimitsInAnyWording) {
+    const Outcome outcome =
+        darkroom({"compare", cat, coffee, "--min", "colourfulness = 1, chroma=1 ", "--min", "saturation=1", "--quiet"});
+    EXPECT_EQ(outcome.status, 1);
+    const Outcome told = darkroom({"compare", cat, coffee, "--min", "saturation=1", "--min", "colourfulness=1"});
+    EXPECT_NE(told.err.find("colorfulness"), std::string::npos) << told.err;
+    EXPECT_NE(told.err.find("saturation"), std::string::npos) << told.err;
+    EXPECT_EQ(darkroom::coefficientLimitsIn(" brightness =0.5 ,  colourfulness= 0.25 "),
+              (darkroom::CoefficientLimits{{"brightness", 0.5}, {"colorfulness", 0.25}}));
+}
+
 TEST_F(DarkroomCompare, RefusesLimitsThatMakeNoSense) {
     const auto refuses = [this](const std::string& limits, const std::string& message) {
         expectRefused({"compare", cat, coffee, "--min", limits}, "--min: " + message);
@@ -319,6 +330,8 @@ TEST_F(DarkroomCompare, RefusesLimitsThatMakeNoSense) {
     refuses("hue=0.5",
             "there is no coefficient 'hue'; there are brightness, lightness, chroma, colorfulness, saturation");
     refuses("chroma=0.5,chroma=0.6", "'chroma' is given twice");
+    expectRefused({"compare", cat, coffee, "--min", "colorfulness=0.5", "--min", "colourfulness=0.5"},
+                  "--min: 'colorfulness' is given twice");
     refuses("chroma", "'chroma' is not of the form NAME=VALUE");
     refuses("chroma=0.5,", "'' is not of the form NAME=VALUE");
     refuses(",chroma=0.5", "'' is not of the form NAME=VALUE");
@@ -340,7 +353,7 @@ TEST_F(DarkroomCompare, RefusesOutputsThatCannotBe) {
     expectRefused({"compare", cat, coffee, "-o", "none/r.txt"},
                   "--output: 'none/r.txt' cannot be written: the folder 'none' does not exist");
     expectRefused({"compare", cat, coffee, "-o", "x.html", "--report", "./x.html"},
-                  "'./x.html' would be written twice");
+                  "--report: './x.html' is the file of --output too");
     std::ofstream(output("file")) << "x";
     expectRefused({"compare", cat, coffee, "--maps", "file"}, "--maps: 'file' is not a folder");
     fs::create_directory(folder() / "folder.html");
@@ -349,14 +362,16 @@ TEST_F(DarkroomCompare, RefusesOutputsThatCannotBe) {
 
 TEST_F(DarkroomCompare, RefusesToWriteOverAnInput) {
     const std::string image = save("image.png", examplePhotograph("cat.jpg"));
-    const std::string message = "'" + image + "' is an input and would be overwritten";
+    const auto message = [&image](const std::string& option, const std::string& path) {
+        return option + ": '" + path + "' would replace the input '" + image + "'; choose another name";
+    };
     const std::string before = contentOf(image);
     fs::create_symlink(image, folder() / "page.html");
-    expectRefused({"compare", image, coffee, "--report", "page.html"}, message);
-    expectRefused({"compare", coffee, image, "-o", image}, message);
+    expectRefused({"compare", image, coffee, "--report", "page.html"}, message("--report", "page.html"));
+    expectRefused({"compare", coffee, image, "-o", image}, message("--output", image));
     fs::create_directory(folder() / "maps");
     fs::create_symlink(image, folder() / "maps" / "second_chroma.png");
-    expectRefused({"compare", image, coffee, "--maps", "maps"}, message);
+    expectRefused({"compare", image, coffee, "--maps", "maps"}, message("--maps", "maps/second_chroma.png"));
     EXPECT_TRUE(contentOf(image) == before);
 }
 

@@ -285,10 +285,10 @@ TEST_F(DarkroomFuse, RefusesPlaces) {
                   "--response: 'none/r.csv' cannot be written: the folder 'none' does not exist");
     expectRefused(to({"--plot", "none/r.svg"}),
                   "--plot: 'none/r.svg' cannot be written: the folder 'none' does not exist");
-    expectRefused(to({"--response", "r", "--plot", "r"}), "--plot: 'r' is the file of --response");
+    expectRefused(to({"--response", "r", "--plot", "r"}), "--plot: 'r' is the file of --response too");
     const std::string input1 = save("a.jpg", images[0]);
     expectRefused({"fuse", input1, paths[1], "--times", "1,2", "-o", input1.substr(0, input1.size() - 4)},
-                  "'" + input1 + "' is an input and would be overwritten");
+                  "--output: '" + input1 + "' would replace the input '" + input1 + "'; choose another name");
 }
 
 }  // namespace

@@ -33,7 +33,9 @@ protected:
 
     std::string refusal(const ImageOutput& output) const {
         try {
-            darkroom::checkImageOutput(output);
+            const Session session("test", CommonOptions{});
+            darkroom::OutputPlan plan(session, {});
+            darkroom::checkImageOutput(output, plan);
         } catch (const darkroom::Refusal& refusal) {
             return refusal.what();
         }
@@ -224,7 +226,7 @@ TEST_F(ImageOutputTest, OptionsAreChecked) {
     const std::string in = photo("coffee.jpg");
     expectRefused({"structure", in, "-o", "a.jpg", "--quality", "101"},
                   "--quality: '101' is not a whole number from 0 to 100");
-    expectRefused({"structure", in, "-o", "a.png", "--bits", "12"}, "--bits: '12' is not 8 or 16");
+    expectRefused({"structure", in, "-o", "a.png", "--bits", "12"}, "--bits: '12' is none of 8, 16");
     expectRefused({"structure", in, "-o", "a.jpg", "--bits", "16"},
                   "--bits: only a PNG has 16 bits, and 'a.jpg' is none");
     expectRefused({"structure", in, "-o", "a.png", "--coherence", "a.png"},

@@ -169,10 +169,10 @@ TEST_F(DarkroomStack, RefusesPlacesBeforeItWorks) {
     const std::string asResult = save("a.jpg", scene);
     const std::string prefix = asResult.substr(0, asResult.size() - 4);
     expectRefused({"stack", "--flash", asResult, "--no-flash", asResult, "-o", prefix},
-                  "'" + asResult + "' is an input and would be overwritten");
+                  "--output: '" + asResult + "' would replace the input '" + asResult + "'; choose another name");
     const std::string tinted = save("btinted.png", scene);
     expectRefused({"stack", "--flash", flash, "--no-flash", tinted, "-o", input("b"), "--version", "3"},
-                  "'" + tinted + "' is an input and would be overwritten");
+                  "--output: '" + tinted + "' would replace the input '" + tinted + "'; choose another name");
 }
 
 }  // namespace

@@ -160,7 +160,7 @@ TEST_F(DarkroomTransfer, FramesAreNotWrittenOverAnInput) {
     const std::string first = save("way_001.png", examplePhotograph("cat.jpg")(cv::Rect(50, 50, 9, 8)));
     const std::string before = contentOf(first);
     expectRefused({"transfer", first, "--palette", photo("coffee.jpg"), "--frames", "3", "-o", input("way.png")},
-                  "'" + first + "' is an input and would be overwritten");
+                  "--output: '" + first + "' would replace the input '" + first + "'; choose another name");
     EXPECT_EQ(contentOf(first), before);
     std::filesystem::create_directory(output("way_002.png"));
     expectRefused({"transfer", first, "--palette", photo("coffee.jpg"), "--frames", "3", "-o", "way.png"},

@@ -34,12 +34,12 @@ cv::Mat flowChannels(const cv::Mat& flow) {
 }
 
 ExitStatus align(const Session& session, const Options& options) {
-    checkImageOutput(options.output);
+    OutputPlan plan(session, {options.moving, options.reference});
+    checkImageOutput(options.output, plan);
     const ImageOutput flowOutput = options.output.at(options.flow, "--flow");
     const bool flowAsFloats = holdsFloats(flowOutput);
     if (!options.flow.empty()) {
-        checkDifferentOutputs("--output", options.output.path, "--flow", options.flow);
-        checkPictureOutput(flowOutput, FloatsToo::yes);
+        checkPictureOutput(flowOutput, plan, FloatsToo::yes);
     }
     cv::Mat moving = readUnitImage(session, options.moving);
     cv::Mat reference = readUnitImage(session, options.reference);

@@ -111,10 +111,10 @@ std::string jsonText(const Options& options, cv::Size size, const std::vector<De
 
 ExitStatus mapAppearance(const Session& session, const Options& options) {
     checkFolder("--output", options.output);
+    OutputPlan plan(session, {options.input});
     for (const Correlate& correlate : allCorrelates()) {
         for (const char* const extension : {".tif", ".png"}) {
-            checkOutputFile("--output", mapPath(options, correlate, extension));
-            checkNotAnInput(mapPath(options, correlate, extension), {options.input});
+            plan.file("--output", mapPath(options, correlate, extension));
         }
     }
     cv::Mat image = readImage(session, options.input);

@@ -6,6 +6,7 @@
 #include <algorithm>
 #include <chrono>
 #include <filesystem>
+#include <fstream>
 #include <iostream>
 #include <memory>
 #include <new>
@@ -80,7 +81,17 @@ void checkCombination(const Session& session, const Options& options) {
     }
 }
 
-ResultFile checkedOutput(const Options& options) {
+/// Refuses to empty a file that holds something else than the times of a batch.
+void checkTimes(const std::string& path) {
+    std::ifstream file(path);
+    std::string line;
+    // The header of a run that was cut off may lack its end.
+    if (std::getline(file, line) && std::string("id,milliseconds").rfind(line, 0) != 0) {
+        throw Refusal("--timing: '" + path + "' exists and holds no times of a batch; choose another --output");
+    }
+}
+
+ResultFile checkedOutput(const Session& session, const Options& options) {
     ResultFile file;
     file.path = behindLinks(options.output);
     file.format = resultFormatOf("--output", options.output);
@@ -90,7 +101,9 @@ ResultFile checkedOutput(const Options& options) {
         }
         file.timing = file.path + ".timing.csv";
     }
-    checkOutputFile("--output", options.output);
+    OutputPlan plan(session, {options.list.path});
+    plan.file("--output", options.output);
+    plan.aside("--output", previousResults(options.output));
     std::error_code error;
     const fs::file_status status = fs::status(options.output, error);
     if (fs::exists(status) && !fs::is_regular_file(status)) {
@@ -102,8 +115,9 @@ ResultFile checkedOutput(const Options& options) {
     if (!options.resume && !file.timing.empty() && fs::exists(file.timing, error)) {
         throw Refusal("--timing: '" + file.timing + "' exists; move it away");
     }
-    if (!options.list.path.empty()) {
-        checkNotAnInput(options.output, {options.list.path});
+    if (!file.timing.empty()) {
+        plan.file("--timing", file.timing);
+        checkTimes(file.timing);
     }
     return file;
 }
@@ -316,7 +330,7 @@ ExitStatus runBatch(const Session& session, const Options& options) {
         std::cout << csvList(pairsAsked(session, options));
         return ExitStatus::done;
     }
-    ResultFile file = checkedOutput(options);
+    ResultFile file = checkedOutput(session, options);
     const PairList pairs = pairsAsked(session, options);
     file.columns = pairs.columns();
     if (session.verbose()) {

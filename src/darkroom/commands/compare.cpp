@@ -26,7 +26,7 @@ struct Options {
     std::string first;
     std::string second;
     std::string output;
-    std::string limits;
+    std::vector<std::string> limits;
     std::string maps;
     std::string report;
     bool json = false;
@@ -50,31 +50,24 @@ std::vector<std::string> mapPaths(const Options& options) {
     return paths;
 }
 
-void checkOutputs(const Options& options) {
-    std::vector<std::string> outputs;
+void checkOutputs(const Session& session, const Options& options) {
+    OutputPlan plan(session, {options.first, options.second});
     if (!options.output.empty()) {
-        checkOutputFile("--output", options.output);
-        outputs.push_back(options.output);
+        plan.file("--output", options.output);
     }
     if (!options.report.empty()) {
         const std::string extension = fs::path(options.report).extension().string();
         if (extension != ".html" && extension != ".htm") {
             throw Refusal("--report: '" + options.report + "' has none of the extensions .html, .htm");
         }
-        checkOutputFile("--report", options.report);
-        outputs.push_back(options.report);
+        plan.file("--report", options.report);
     }
     if (!options.maps.empty()) {
         checkFolder("--maps", options.maps);
         for (const std::string& path : mapPaths(options)) {
-            checkOutputFile("--maps", path);
-            outputs.push_back(path);
+            plan.file("--maps", path);
         }
     }
-    for (const std::string& path : outputs) {
-        checkNotAnInput(path, {options.first, options.second});
-    }
-    checkDistinct(outputs);
 }
 
 /// The maps of one photograph, into files and onto the page.
@@ -150,10 +143,14 @@ void checkAppearance(const Session& session, const std::string& path, const Appe
 
 ExitStatus compare(const Session& session, const Options& options) {
     ComparisonResult result;
-    if (!options.limits.empty()) {
-        result.limits = coefficientLimitsIn(options.limits);
+    for (const std::string& limits : options.limits) {
+        try {
+            addCoefficientLimits(result.limits, limits);
+        } catch (const Refusal& refusal) {
+            throw Refusal(std::string("--min: ") + refusal.what());
+        }
     }
-    checkOutputs(options);
+    checkOutputs(session, options);
     const auto photographs = readPhotographPairAsCompared(session, options.first, options.second);
     result.first = {options.first, photographs.first.size()};
     result.second = {options.second, photographs.second.size()};
@@ -195,9 +192,12 @@ Action declareCompare(CLI::App& app) {
         ->type_name("FILE");
     app.add_option("--min", options->limits,
                    optionText("Least values, 0 to 1, of coefficients (brightness, lightness, chroma, colorfulness, "
-                              "saturation); exit status 1 and a line on standard error where one is below",
+                              "saturation); exit status 1 and a line on standard error where one is below. Given "
+                              "again, it adds limits",
                               "--min brightness=0.9,chroma=0.8"))
         ->type_name("NAME=VALUE,...")
+        ->expected(1)
+        ->multi_option_policy(CLI::MultiOptionPolicy::TakeAll)
         ->check(CLI::Validator(
             [](std::string& text) {
                 try {

@@ -8,6 +8,7 @@
 
 #include "color/bgr_xyz.hpp"
 #include "color/chromaticity.hpp"
+#include "color/clipped_values.hpp"
 #include "color/lab.hpp"
 #include "color/lab_range.hpp"
 #include "color/lms_lalphabeta.hpp"
@@ -15,6 +16,7 @@
 #include "color/pixel_matrix.hpp"
 #include "color/sharpened_rgb.hpp"
 #include "color/yuv.hpp"
+#include "darkroom/clipping.hpp"
 #include "darkroom/image_input.hpp"
 #include "darkroom/image_output.hpp"
 #include "darkroom/option_checks.hpp"
@@ -241,6 +243,10 @@ ExitStatus convertFrom(const Session& session, const Options& options) {
         bgr = space.toBgr(values, options);
     }
     writeImage(session, options.output, bgr);
+    if (options.from == "lab" || !options.xyzWhite.empty()) {
+        tellClipped(session, options.output.path, valuesAtLimits(bgr), bgr.size(),
+                    "stand at the ends of 0..1, where the way back clips");
+    }
     return ExitStatus::done;
 }
 
@@ -255,7 +261,8 @@ ExitStatus convert(const Session& session, const Options& options) {
     if (!options.xyzWhite.empty() && space != "xyz") {
         throw Refusal("--xyz-white: only xyz is made under it, not " + space);
     }
-    checkImageOutput(options.output);
+    OutputPlan plan(session, {options.input});
+    checkImageOutput(options.output, plan);
     return options.to.empty() ? convertFrom(session, options) : convertTo(session, options);
 }
 

@@ -24,8 +24,8 @@ struct Options {
 
 ExitStatus mergeResults(const Session& session, const Options& options) {
     resultFormatOf("OUT", options.output);
-    checkOutputFile("OUT", options.output);
-    checkNotAnInput(options.output, options.inputs);
+    OutputPlan plan(session, options.inputs);
+    plan.file("OUT", options.output);
     if (!options.overwrite && std::filesystem::exists(options.output)) {
         throw Refusal("OUT: '" + options.output + "' exists; --overwrite replaces it");
     }

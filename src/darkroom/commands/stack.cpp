@@ -92,12 +92,11 @@ void run(const Session& session, const Options& options, cv::Mat& flash, cv::Mat
 }
 
 ExitStatus stack(const Session& session, const Options& options, bool brightnessGiven) {
-    const std::vector<std::string> inputs = {options.flash, options.nonFlash};
     const std::vector<PrefixedResult> results = resultsOf(options);
-    checkPrefixOutput(options.prefix, results, inputs);
+    OutputPlan plan(session, {options.flash, options.nonFlash});
+    checkPrefixOutput(options.prefix, results, plan);
     if (options.version != 1) {
-        checkImageOutput(tintedOutput(options));
-        checkNotAnInput(tintedOutput(options).path, inputs);
+        checkImageOutput(tintedOutput(options), plan);
     }
     if (options.version == 3 && brightnessGiven) {
         throw Refusal("--brightness: version 3 makes no exposures");

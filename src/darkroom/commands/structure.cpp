@@ -23,11 +23,11 @@ struct Options {
 };
 
 ExitStatus mapStructure(const Session& session, const Options& options) {
-    checkImageOutput(options.output);
+    OutputPlan plan(session, {options.input});
+    checkImageOutput(options.output, plan);
     const ImageOutput coherenceOutput = options.output.at(options.coherence, "--coherence");
     if (!options.coherence.empty()) {
-        checkDifferentOutputs("--output", options.output.path, "--coherence", options.coherence);
-        checkImageOutput(coherenceOutput);
+        checkImageOutput(coherenceOutput, plan);
     }
     cv::Mat image = readUnitImage(session, options.input);
     image *= 255.0;  // the strength's constant is one for this scale
