@@ -169,6 +169,8 @@ void ColorCounter::enter(const cv::Mat& photograph) {
             const std::uint32_t slot = slots[i];
             if constexpr (notePieces) {
                 touched[slot / pieceSize] = true;
+            } else {
+                static_cast<void>(touched);
             }
             if (++entries[slot] == 0) {
                 entries[slot] = 1;
