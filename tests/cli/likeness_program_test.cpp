@@ -267,15 +267,15 @@ TEST_F(LikenessProgram, DumpOnAFullDiskGivesAWarning) {
 
 TEST_F(LikenessProgram, AFileThatMayNotGrowGivesAWarning) {
     const std::string a = save("a.png", randomPhotograph({40, 30}, 1));
-    writeText(folder() / "For_fit.txt", std::string(20, '\n'));
+    writeText(folder() / "For_fit.txt", std::string(4096, '\n'));
     const Outcome outcome = run({program, a, a}, folder(), [] {
-        const ::rlimit limit{25, 25};
+        const ::rlimit limit{4101, 4101};
         ::setrlimit(RLIMIT_FSIZE, &limit);
     });
     EXPECT_EQ(outcome.status, 0);
     EXPECT_EQ(outcome.out, "1,1,1,1,1\n");
     EXPECT_EQ(linesOf(outcome.err).front(), "likeness: warning: For_fit.txt: was cut off: no space left");
-    EXPECT_EQ(contentOf(folder() / "For_fit.txt"), std::string(20, '\n'));
+    EXPECT_EQ(contentOf(folder() / "For_fit.txt"), std::string(4096, '\n'));
 }
 
 TEST_F(LikenessProgram, WithoutThreadsDoesTheWorkItself) {

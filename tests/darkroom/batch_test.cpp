@@ -156,7 +156,7 @@ TEST_F(DarkroomBatch, AFailedPairIsARecordAndNoGap) {
     const Outcome outcome = darkroom({"batch", list, "--root", input("photos"), "-o", "r.jsonl"});
     EXPECT_EQ(outcome.status, 1);
     EXPECT_NE(outcome.err.find("darkroom batch: 4 pairs, 2 failed; 4 in this run in "), std::string::npos);
-    EXPECT_NE(outcome.err.find("the decoders had remarks on 1 pairs"), std::string::npos);
+    EXPECT_NE(outcome.err.find("the decoders had remarks on 1 pair, "), std::string::npos);
     const std::vector<std::string> lines = linesOf(contentOf(output("r.jsonl")));
     ASSERT_EQ(lines.size(), 4U);
     const auto holds = [&](std::size_t line, const std::string& text) {
@@ -437,8 +437,7 @@ TEST_F(DarkroomBatch, SignalsFinishThePairsAtHand) {
 TEST_F(DarkroomBatch, WithoutThreadsDoesTheWorkItself) {
     const std::string list = saveList(40);
     const std::string expected = resultOf({list}, "many.csv", 1);
-    const Outcome outcome =
-        run({LIKENESS_DARKROOM, "batch", list, "-o", "none.csv", "--jobs", "64"}, folder(), forbidThreads);
+    const Outcome outcome = darkroomWithoutThreads({"batch", list, "-o", "none.csv", "--jobs", "64"});
     EXPECT_EQ(outcome.status, 1) << outcome.err;
     EXPECT_EQ(
         outcome.err.rfind("darkroom batch: warning: threads or memory are short: 1 pair at the same time, not 40; "

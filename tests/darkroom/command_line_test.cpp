@@ -139,9 +139,7 @@ TEST_F(DarkroomCommandLine, WithoutThreadsDoesTheWorkItself) {
         };
         const Outcome whole = expectDone(arguments);
         const std::vector<std::string> expected = results();
-        std::vector<std::string> command = {LIKENESS_DARKROOM};
-        command.insert(command.end(), arguments.begin(), arguments.end());
-        const Outcome outcome = run(command, folder(), forbidThreads);
+        const Outcome outcome = darkroomWithoutThreads(arguments);
         EXPECT_EQ(outcome.status, 0) << outcome.err;
         EXPECT_EQ(outcome.out, whole.out);
         EXPECT_TRUE(results() == expected) << arguments.front();
