@@ -164,7 +164,7 @@ void ColorCounter::enter(const cv::Mat& photograph) {
     // 255 over and leaves 1.
     std::uint8_t* const entries = counts_.data();
     bool* const touched = touched_.data();
-    forEachBlockOfSlots(photograph, [this, entries, touched](const std::uint32_t* slots, std::size_t count) {
+    forEachBlockOfSlots(photograph, [=, this](const std::uint32_t* slots, std::size_t count) {
         for (std::size_t i = 0; i < count; ++i) {
             const std::uint32_t slot = slots[i];
             if constexpr (notePieces) {

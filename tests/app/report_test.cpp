@@ -81,6 +81,7 @@ TEST(Report, IsWholeOrNotThereOnAFullDisk) {
         }
         EXPECT_EQ(appendToReport("disk/report.txt", record), "was cut off: no space left") << room;
         EXPECT_TRUE(contentOf("disk/report.txt") == std::string(page - room, '\n')) << room;
+        filler.close();
         std::filesystem::remove("disk/filler");
         EXPECT_EQ(appendToReport("disk/report.txt", record), "") << room;
         EXPECT_TRUE(contentOf("disk/report.txt") == std::string(page - room, '\n') + record) << room;

@@ -1,6 +1,7 @@
 // The command `likeness` as a user meets it: standard output, standard error, exit status and the files left behind.
 #include <gtest/gtest.h>
 #include <sys/stat.h>
+#include <sys/resource.h>
 
 #include <algorithm>
 #include <fstream>
@@ -292,6 +293,38 @@ TEST_F(LikenessProgram, DumpOnAFullDiskGivesAWarning) {
     EXPECT_EQ(outcome.status, 0);
     EXPECT_EQ(outcome.out, "1,1,1,1,1\n");
     EXPECT_EQ(outcome.err, "likeness: warning: cannot write '10_in.txt'\nlikeness: warning: cannot write 'mask.jpg'\n");
+}
+
+TEST_F(LikenessProgram, AFileThatMayNotGrowGivesAWarning) {
+    const std::string a = save("a.png", randomPhotograph({40, 30}, 1));
+    writeText(folder() / "For_fit.txt", std::string(4096, '\n'));
+    const Outcome outcome = run({program, a, a}, folder(), [] {
+        const ::rlimit limit{4101, 4101};
+        ::setrlimit(RLIMIT_FSIZE, &limit);
+    });
+    EXPECT_EQ(outcome.status, 0);
+    EXPECT_EQ(outcome.out, "1,1,1,1,1\n");
+    EXPECT_EQ(linesOf(outcome.err).front(), "likeness: warning: For_fit.txt: was cut off: no space left");
+    EXPECT_EQ(contentOf(folder() / "For_fit.txt"), std::string(4096, '\n'));
+}
+
+TEST_F(LikenessProgram, WithoutThreadsDoesTheWorkItself) {
+    ScratchDirectory alone;
+    const Outcome expected = compare(photo("cat.jpg"), photo("coffee.jpg"), alone.path());
+    const Outcome outcome = run({program, photo("cat.jpg"), photo("coffee.jpg")}, folder(), forbidThreads);
+    EXPECT_EQ(outcome.status, 0) << outcome.err;
+    EXPECT_EQ(outcome.out, expected.out);
+    EXPECT_EQ(outcome.err, "");
+    EXPECT_EQ(filesIn(folder()), filesIn(alone.path()));
+    for (const std::string& name : dumps) {
+        EXPECT_TRUE(contentOf(folder() / name) == contentOf(alone.path() / name)) << name;
+    }
+}
+
+TEST_F(LikenessProgram, AMessageIsOneLineWhateverANameHolds) {
+    const Outcome outcome = compare("a\n\x1b[2J\u00e9.jpg", photo("cat.jpg"), folder());
+    EXPECT_EQ(outcome.status, 2);
+    EXPECT_EQ(outcome.err, "likeness: cannot read 'a\\n\\x1b[2J\u00e9.jpg' as an image\n");
 }
 
 TEST_F(LikenessProgram, UnwritableStandardOutputIsAFailure) {

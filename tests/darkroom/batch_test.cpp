@@ -157,7 +157,7 @@ TEST_F(DarkroomBatch, AFailedPairIsARecordAndNoGap) {
     const Outcome outcome = darkroom({"batch", list, "--root", input("photos"), "-o", "r.jsonl"});
     EXPECT_EQ(outcome.status, 1);
     EXPECT_NE(outcome.err.find("darkroom batch: 4 pairs, 2 failed; 4 in this run in "), std::string::npos);
-    EXPECT_NE(outcome.err.find("the decoders had remarks on 1 pairs"), std::string::npos);
+    EXPECT_NE(outcome.err.find("the decoders had remarks on 1 pair, "), std::string::npos);
     const std::vector<std::string> lines = linesOf(contentOf(output("r.jsonl")));
     ASSERT_EQ(lines.size(), 4U);
     const auto holds = [&](std::size_t line, const std::string& text) {
@@ -292,7 +292,33 @@ TEST_F(DarkroomBatch, PairsFoldersByRelativePath) {
     }
     saveText("ignored", "");
     std::ofstream(output("before/notes.txt")) << "not an image";
+    std::ofstream(output("after/sub/y.HEIC")) << "none that is read";
+    std::ofstream(output("after/README")) << "nor this";
+    fs::create_directory_symlink(output("before"), output("after/linked"));
+    fs::create_symlink("nowhere.jpg", output("before/broken.jpg"));
     const std::string csv = resultOf({"--folders", "before", "after"}, "r.csv", 0);
+    const std::string leftOut =
+        "darkroom batch: left out: 'before/broken.jpg' is a link that leads nowhere\n"
+        "darkroom batch: left out: 'before/notes.txt' has the extension '.txt', which is none of an image that is "
+        "read\n"
+        "darkroom batch: left out: 'after/README' has no extension that tells of an image\n"
+        "darkroom batch: left out: 'after/linked' is a link to a folder, and such links are not followed\n"
+        "darkroom batch: left out: 'after/sub/y.HEIC' has the extension '.HEIC', which is none of an image that is "
+        "read\n"
+        "darkroom batch: 5 files of the folders left out, 2 pairs found\n";
+    EXPECT_EQ(expectDone({"batch", "--folders", "before", "after", "--print-list"}).err, leftOut);
+    EXPECT_EQ(expectDone({"batch", "--folders", "before", "after", "--print-list", "--quiet"}).err, "");
+    for (int k = 0; k < 18; ++k) {
+        std::ofstream(output("after/z" + std::to_string(k) + ".txt")) << "many";
+    }
+    const std::vector<std::string> said =
+        linesOf(expectDone({"batch", "--folders", "before", "after", "--print-list"}).err);
+    ASSERT_EQ(said.size(), 22U);
+    EXPECT_EQ(said[20], "darkroom batch: left out: ... and 3 more");
+    EXPECT_EQ(said[21], "darkroom batch: 23 files of the folders left out, 2 pairs found");
+    for (int k = 0; k < 18; ++k) {
+        fs::remove(output("after/z" + std::to_string(k) + ".txt"));
+    }
     const std::vector<std::string> lines = linesOf(csv);
     ASSERT_EQ(lines.size(), 3U);
     EXPECT_EQ(lines[1].rfind("1,1,2,sub/y,before/sub/y.PNG,after/sub/y.jpg,", 0), 0U) << lines[1];
@@ -301,7 +327,7 @@ TEST_F(DarkroomBatch, PairsFoldersByRelativePath) {
               "id,first,second\nsub/y,before/sub/y.PNG,after/sub/y.jpg\nx,before/x.jpg,after/x.png\n");
 
     fs::copy_file(output("before/x.jpg"), output("before/alone.jpg"));
-    const Outcome refused = darkroom({"batch", "--folders", "before", "after", "-o", "s.csv"});
+    const Outcome refused = darkroom({"batch", "--folders", "before", "after", "-o", "s.csv", "--quiet"});
     EXPECT_EQ(refused.status, 2);
     EXPECT_EQ(refused.err,
               "darkroom batch: warning: 'before/alone.jpg' has no partner\n"
@@ -310,8 +336,19 @@ TEST_F(DarkroomBatch, PairsFoldersByRelativePath) {
     EXPECT_EQ(resultOf({"--folders", "before", "after", "--allow-unpaired"}, "t.csv", 0), csv);
     expectRefused({"batch", "--folders", "before", "nowhere"}, "--folders: 'nowhere' does not exist");
     fs::copy_file(output("before/x.jpg"), output("before/x.png"));
-    expectRefused({"batch", "--folders", "before", "after"},
+    expectRefused({"batch", "--folders", "before", "after", "--quiet"},
                   "--folders: 'before/x.jpg' and 'before/x.png' differ in the extension only");
+}
+
+TEST_F(DarkroomBatch, AnIdForgesNoLineOfAVerification) {
+    const std::string list =
+        saveText("l.csv", "id,first,second\n\"a\nmissing: 0\n\x1b[2J\"," + photograph(0) + ',' + input("none.jpg") +
+                              "\n\u65e5\u672c," + photograph(0) + ',' + input("none.jpg") + '\n');
+    resultOf({list}, "r.jsonl", 1);
+    const std::vector<std::string> lines = linesOf(darkroom({"verify", list, "r.jsonl"}).out);
+    ASSERT_EQ(lines.size(), 9U);
+    EXPECT_EQ(lines[7].rfind("failed: a\\nmissing: 0\\n\\x1b[2J: ", 0), 0U) << lines[7];
+    EXPECT_EQ(lines[8].rfind("failed: \u65e5\u672c: ", 0), 0U) << lines[8];
 }
 
 TEST_F(DarkroomBatch, GoesOnWhenTheListHasGrown) {
@@ -584,8 +621,7 @@ TEST_F(DarkroomBatch, SignalsFinishThePairsAtHand) {
 TEST_F(DarkroomBatch, WithoutThreadsDoesTheWorkItself) {
     const std::string list = saveList(40);
     const std::string expected = resultOf({list}, "many.csv", 1);
-    const Outcome outcome =
-        run({LIKENESS_DARKROOM, "batch", list, "-o", "none.csv", "--jobs", "64"}, folder(), forbidThreads);
+    const Outcome outcome = darkroomWithoutThreads({"batch", list, "-o", "none.csv", "--jobs", "64"});
     EXPECT_EQ(outcome.status, 1) << outcome.err;
     EXPECT_EQ(
         outcome.err.rfind("darkroom batch: warning: threads or memory are short: 1 pair at the same time, not 40; "
