@@ -248,11 +248,13 @@ TEST_F(DarkroomAdapt, Refuses) {
 }
 
 TEST_F(DarkroomAdapt, TellsWhatCameToTheLimits) {
+    const cv::Mat grey(12, 9, CV_8UC3, cv::Scalar::all(120));
     cv::Mat bright(12, 9, CV_8UC3, cv::Scalar(250, 250, 250));
     bright.row(3) = cv::Scalar(200, 200, 200);
     const cv::Mat yellow(12, 9, CV_8UC3, cv::Scalar(200, 235, 250));
     const std::string in = save("bright.png", bright);
-    const Outcome same = expectDone({"adapt", in, "--like", in, "-o", "a.png"});
+    const std::string even = save("grey.png", grey);
+    const Outcome same = expectDone({"adapt", even, "--like", even, "-o", "a.png"});
     EXPECT_EQ(same.err.find("limits"), std::string::npos) << same.err;
     const Outcome moved = expectDone({"adapt", save("yellow.png", yellow), "--like", in, "-o", "a.tif"});
     const bool limited = cv::countNonZero(imageLeft("a.tif").reshape(1) == 1) > 0;
