@@ -40,7 +40,7 @@ ClippedValues clippedValuesOfBgr(const cv::Mat& bgr, float tolerance) {
 }
 
 ClippedValues clippedValuesOfLab(const cv::Mat& lab) {
-    constexpr float halfAStep = 0.5F / 255;
+    constexpr float step = 1.0F / 255;
     cv::Mat bgrWhite(1, 1, CV_32FC3, cv::Scalar::all(1));
     cv::Mat white(1, 1, CV_32FC3);
     convertBGRToXYZDirect(bgrWhite, white);
@@ -56,7 +56,7 @@ ClippedValues clippedValuesOfLab(const cv::Mat& lab) {
                       whiteXyz[2] * ratioOf(fy - in[j][2] / 200)};
         }
         convertXYZToBGRDirect(row, row);
-        const ClippedValues ofRow = clippedValuesOfBgr(row, halfAStep);
+        const ClippedValues ofRow = clippedValuesOfBgr(row, step);
         clipped.pixels += ofRow.pixels;
         clipped.below += ofRow.below;
         clipped.above += ofRow.above;

@@ -19,7 +19,7 @@ struct ClippedValues {
 /// @param tolerance  how far outside a value must be to count
 ClippedValues clippedValuesOfBgr(const cv::Mat& bgr, float tolerance = 0);
 
-/// The same of the sRGB colours that CIE L*a*b* under D65 stands for (CIE 15:2018, 8.2.1), more than half a step of 8
+/// The same of the sRGB colours that CIE L*a*b* under D65 stands for (CIE 15:2018, 8.2.1), more than a step of 8
 /// bits outside: the image library's conversion to L*a*b* interpolates in a table, and what it makes of colours at the
 /// rim of sRGB may lie a little beyond.
 ///
