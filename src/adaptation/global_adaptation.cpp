@@ -6,6 +6,7 @@
 #include <likeness/color/srgb_companding.hpp>
 #include <likeness/color/white_point.hpp>
 #include "adaptation/participation_mask.hpp"
+#include "numerics/argument_check.hpp"
 #include "numerics/image_walk.hpp"
 #include "numerics/transcendental_blocks.hpp"
 
@@ -69,6 +70,8 @@ void adaptUntilWhiteRests(cv::Mat& img, const cv::Mat& target, float D, cv::Mat&
 }  // namespace
 
 void CAT(cv::Mat& img, cv::Mat& sourceWhite, const cv::Mat& targetWhite, float D, cv::Mat& /*mask*/) {
+    requireType("CAT", CV_32FC3, {{"img", img}});
+    requireElement("CAT", CV_32FC3, {{"sourceWhite", sourceWhite}, {"targetWhite", targetWhite}});
     cv::Mat sourceXyz;
     cv::Mat targetXyz;
     cv::cvtColor(sourceWhite, sourceXyz, cv::COLOR_BGR2XYZ);
@@ -110,12 +113,15 @@ void CAT(cv::Mat& img, cv::Mat& sourceWhite, const cv::Mat& targetWhite, float D
 }
 
 void performIlluminantAdaptation(cv::Mat& img, const cv::Mat& target, float D, const Diagnostics& diagnostics) {
+    requireType("performIlluminantAdaptation", CV_32FC3, {{"img", img}, {"target", target}});
     cv::Mat mask = participationMask(img.size(), shadowPicture());
     adaptUntilWhiteRests(img, target, D, mask, diagnostics);
 }
 
 void performIlluminantAdaptation(cv::Mat& img, const cv::Mat& target, float D, const cv::Mat& leftOut,
                                  const Diagnostics& diagnostics) {
+    requireType("performIlluminantAdaptation", CV_32FC3, {{"img", img}, {"target", target}});
+    requireType("performIlluminantAdaptation", CV_8U, {{"leftOut", leftOut}});
     cv::Mat mask;
     if (leftOut.empty()) {
         adaptUntilWhiteRests(img, target, D, mask, diagnostics);

@@ -3,6 +3,7 @@
 #include <likeness/color/bgr_xyz.hpp>
 #include <likeness/color/pixel_matrix.hpp>
 #include <likeness/color/srgb_companding.hpp>
+#include "numerics/argument_check.hpp"
 #include "numerics/image_walk.hpp"
 #include "numerics/transcendental_blocks.hpp"
 
@@ -78,6 +79,7 @@ void xyzOfBlock(const float* lab, const cv::Vec3f& white, float* xyz, std::size_
 }  // namespace
 
 void adaptXYZToNewWhitePoint(cv::Mat& white, const cv::Mat& bgrWhite) {
+    requireElement("adaptXYZToNewWhitePoint", CV_32FC3, {{"white", white}, {"bgrWhite", bgrWhite}});
     // clang-format off
     const cv::Mat primaries = (cv::Mat_<float>(3, 3) << 0.64,   0.3,    0.15,
                                                         0.33,   0.6,    0.06,
@@ -100,6 +102,9 @@ void adaptXYZToNewWhitePoint(cv::Mat& white, const cv::Mat& bgrWhite) {
 }
 
 void convertBGRToLab(cv::Mat& bgr, cv::Mat& bgrWhite, cv::Mat& lab) {
+    requireType("convertBGRToLab", CV_32FC3, {{"bgr", bgr}});
+    requireElement("convertBGRToLab", CV_32FC3, {{"bgrWhite", bgrWhite}});
+    requireRoom("convertBGRToLab", bgr.size(), CV_32FC3, {{"lab", lab}});
     cv::Mat white(1, 1, CV_32FC3);
     adaptXYZToNewWhitePoint(white, bgrWhite);
     convertBGRtoXYZ(bgr, white, lab);
@@ -127,6 +132,9 @@ void convertBGRToLab(cv::Mat& bgr, cv::Mat& bgrWhite, cv::Mat& lab) {
 }
 
 void convertLabToBGR(const cv::Mat& lab, const cv::Mat& bgrWhite, cv::Mat& bgr) {
+    requireType("convertLabToBGR", CV_32FC3, {{"lab", lab}});
+    requireElement("convertLabToBGR", CV_32FC3, {{"bgrWhite", bgrWhite}});
+    requireRoom("convertLabToBGR", lab.size(), CV_32FC3, {{"bgr", bgr}});
     cv::Mat white(1, 1, CV_32FC3);
     adaptXYZToNewWhitePoint(white, bgrWhite);
     const auto& w = white.at<cv::Vec3f>(0, 0);

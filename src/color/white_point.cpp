@@ -4,6 +4,7 @@
 #include <likeness/color/pixel_matrix.hpp>
 #include <likeness/color/yuv.hpp>
 #include <likeness/filter/guidedfilter.hpp>
+#include "numerics/argument_check.hpp"
 #include "numerics/image_walk.hpp"
 
 #include <opencv2/imgproc.hpp>
@@ -58,6 +59,8 @@ bool hasConverged(const cv::Vec3f& mean, const cv::Vec3f& before) {
 
 bool computeWhitePointFromGrayWorld(const cv::Mat& img, cv::Mat& white, cv::Mat& previous, cv::Mat& /*mask*/,
                                     const Diagnostics& diagnostics) {
+    requireType("computeWhitePointFromGrayWorld", CV_32FC3, {{"img", img}});
+    requireElement("computeWhitePointFromGrayWorld", CV_32FC3, {{"white", white}, {"previous", previous}});
     const cv::Vec3f mean = meanOfNeutralPixels(img);
     const bool converged = hasConverged(mean, previous.at<cv::Vec3f>(0, 0));
     previous.at<cv::Vec3f>(0, 0) = mean;

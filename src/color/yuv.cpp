@@ -1,6 +1,7 @@
 #include <likeness/color/yuv.hpp>
 
 #include <likeness/color/pixel_matrix.hpp>
+#include "numerics/argument_check.hpp"
 
 namespace likeness {
 
@@ -14,6 +15,8 @@ cv::Mat yuvFromRgb() {
 }
 
 void convertBGRtoYUV(const cv::Mat& bgr, cv::Mat& yuv) {
+    requireType("convertBGRtoYUV", CV_32FC3, {{"bgr", bgr}});
+    requireRoom("convertBGRtoYUV", bgr.size(), CV_32FC3, {{"yuv", yuv}});
     cv::Mat M = yuvFromRgb();
     multiplyImageByMatrixForward(bgr, yuv, M);
 }

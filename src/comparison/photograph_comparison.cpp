@@ -4,10 +4,10 @@
 #include <likeness/comparison/perceptual_metrics.hpp>
 #include "comparison/color_expansion.hpp"
 #include "comparison/correlate_estimate.hpp"
+#include "numerics/beside.hpp"
 
 #include <algorithm>
 #include <array>
-#include <future>
 #include <stdexcept>
 #include <utility>
 #include <vector>
@@ -145,9 +145,23 @@ void countCorrelatesByEstimate(const DistinctColors& colors, float backgroundLum
     countCorrelates(asked, backgroundLuminance, counts, diagnostics);
 }
 
+/// Runs the model on every pixel of a float photograph.
+void countCorrelatesOfFloats(const cv::Mat& photograph, CorrelateCounts& counts, const Diagnostics& diagnostics) {
+    cv::Mat sharpened = adapted(photograph);
+    const auto map = [&photograph] { return cv::Mat(photograph.size(), CV_32F); };
+    AppearanceMaps maps{map(), map(), map(), map(), map(), {}};
+    perceptualMetricsBeforeBackground(sharpened, backgroundOf(photograph), maps.brightness, maps.lightness, maps.chroma,
+                                      maps.colorfulness, maps.saturation, diagnostics);
+    counts.brightness.add(maps.brightness);
+    counts.lightness.add(maps.lightness);
+    counts.chroma.add(maps.chroma);
+    counts.colorfulness.add(maps.colorfulness);
+    counts.saturation.add(maps.saturation);
+}
+
 void requirePhotograph(const cv::Mat& image) {
-    if (!image.empty() && image.type() != CV_8UC3) {
-        throw std::invalid_argument("likeness: a photograph is an 8-bit image of three channels (B, G, R)");
+    if (!image.empty() && image.type() != CV_8UC3 && image.type() != CV_32FC3) {
+        throw std::invalid_argument("likeness: a photograph is an 8-bit or float image of three channels (B, G, R)");
     }
 }
 
@@ -156,6 +170,11 @@ void requirePhotograph(const cv::Mat& image) {
 AppearanceDistributions appearanceDistributions(const cv::Mat& photograph, ColorCounter& counter,
                                                 const Diagnostics& diagnostics) {
     requirePhotograph(photograph);
+    if (!photograph.empty() && photograph.depth() == CV_32F) {
+        CorrelateCounts counts;
+        countCorrelatesOfFloats(photograph, counts, diagnostics);
+        return counts.distributions();
+    }
     const bool dumps = diagnostics.wantsFiles();
     DistinctColors colors = counter.count(photograph, dumps);
     const float background = backgroundOf(photograph);
@@ -171,11 +190,11 @@ AppearanceDistributions appearanceDistributions(const cv::Mat& photograph, Color
 }
 
 LikenessCoefficients compareDistributions(const AppearanceDistributions& first, const AppearanceDistributions& second) {
-    return {bhattacharyyaCoefficient(first.brightness, second.brightness),
-            bhattacharyyaCoefficient(first.lightness, second.lightness),
-            bhattacharyyaCoefficient(first.chroma, second.chroma),
-            bhattacharyyaCoefficient(first.colorfulness, second.colorfulness),
-            bhattacharyyaCoefficient(first.saturation, second.saturation)};
+    return {bhattacharyyaCoefficientOfAllBins(first.brightness, second.brightness),
+            bhattacharyyaCoefficientOfAllBins(first.lightness, second.lightness),
+            bhattacharyyaCoefficientOfAllBins(first.chroma, second.chroma),
+            bhattacharyyaCoefficientOfAllBins(first.colorfulness, second.colorfulness),
+            bhattacharyyaCoefficientOfAllBins(first.saturation, second.saturation)};
 }
 
 AppearanceMaps appearanceMaps(const cv::Mat& image, const Diagnostics& diagnostics) {
@@ -205,7 +224,9 @@ std::pair<AppearanceDistributions, AppearanceDistributions> analyzePhotographs(c
                                                                                const Diagnostics& diagnostics) {
     requirePhotograph(first);
     requirePhotograph(second);
-    if (diagnostics.wantsFiles()) {
+    // Half a millisecond's work: below, what a thread saves is not worth its start.
+    constexpr std::size_t worthAThread = std::size_t{1} << 14;
+    if (diagnostics.wantsFiles() || std::min(first.total(), second.total()) < worthAThread) {
         ColorCounter counter;
         AppearanceDistributions firstDistributions = appearanceDistributions(first, counter, diagnostics);
         return {std::move(firstDistributions), appearanceDistributions(second, counter, diagnostics)};
@@ -214,7 +235,7 @@ std::pair<AppearanceDistributions, AppearanceDistributions> analyzePhotographs(c
         ColorCounter counter;
         return appearanceDistributions(photograph, counter, diagnostics);
     };
-    auto secondDistributions = std::async(std::launch::async, [&] { return analyze(second); });
+    auto secondDistributions = beside([&] { return analyze(second); });
     AppearanceDistributions firstDistributions = analyze(first);
     return {std::move(firstDistributions), secondDistributions.get()};
 }

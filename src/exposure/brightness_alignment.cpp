@@ -1,6 +1,7 @@
 #include <likeness/exposure/brightness_alignment.hpp>
 
 #include <likeness/transport/image_statistics.hpp>
+#include "numerics/argument_check.hpp"
 #include "numerics/image_walk.hpp"
 
 #include <opencv2/imgproc.hpp>
@@ -48,18 +49,31 @@ float computeMean(cv::Mat& plane, const Diagnostics& diagnostics) {
 }
 
 float computeStdDev(const cv::Mat& plane, float& mean) {
+    requireType("computeStdDev", CV_32F, {{"plane", plane}});
     const float squareOfMean = mean * mean;
     const RunningSum values = sumOver(plane, [squareOfMean](float v) { return v * v - squareOfMean; });
     return std::sqrt(values.sum / static_cast<float>(values.count));
 }
 
 LightnessStatistics lightnessStatistics(const cv::Mat& bgr, const Diagnostics& diagnostics) {
+    requireType("lightnessStatistics", CV_32FC3, {{"bgr", bgr}});
     cv::Mat lab;
     cv::cvtColor(bgr, lab, cv::COLOR_BGR2Lab);
     return statisticsOfLab(lab, diagnostics);
 }
 
+void matchLightness(cv::Mat& lab, const LightnessStatistics& own, const LightnessStatistics& wanted) {
+    const ImageWalk walk = walkOver(lab);
+    for (int i = 0; i < walk.rows; ++i) {
+        auto* const pixels = lab.ptr<cv::Vec3f>(i);
+        for (int j = 0; j < walk.cols; ++j) {
+            pixels[j][0] = (pixels[j][0] - own.mean) * wanted.deviation / own.deviation + wanted.mean;
+        }
+    }
+}
+
 void alterNonFlashBrightness(cv::Mat& nonFlash, cv::Mat& target, cv::Mat& result, const Diagnostics& diagnostics) {
+    requireElement("alterNonFlashBrightness", CV_32FC3, {{"nonFlash", nonFlash}, {"target", target}});
     cv::cvtColor(nonFlash, result, cv::COLOR_BGR2Lab);
     const LightnessStatistics own = statisticsOfLab(result, diagnostics);
     cv::Mat targetLab;
@@ -68,13 +82,7 @@ void alterNonFlashBrightness(cv::Mat& nonFlash, cv::Mat& target, cv::Mat& result
     targetLab.release();
 
     cv::Mat common = result(cv::Rect(0, 0, std::min(result.cols, target.cols), std::min(result.rows, target.rows)));
-    const ImageWalk walk = walkOver(common);
-    for (int i = 0; i < walk.rows; ++i) {
-        auto* const lab = common.ptr<cv::Vec3f>(i);
-        for (int j = 0; j < walk.cols; ++j) {
-            lab[j][0] = (lab[j][0] - own.mean) * wanted.deviation / own.deviation + wanted.mean;
-        }
-    }
+    matchLightness(common, own, wanted);
     cv::cvtColor(result, result, cv::COLOR_Lab2BGR);
 }
 

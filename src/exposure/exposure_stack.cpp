@@ -13,6 +13,7 @@
 #include "diagnostics/number_text.hpp"
 #include "exposure/exposure_regions.hpp"
 #include "exposure/exposure_times.hpp"
+#include "numerics/argument_check.hpp"
 
 #include <opencv2/imgcodecs.hpp>
 
@@ -121,6 +122,10 @@ void tintFlash(cv::Mat& flash, cv::Mat& flashXyz, cv::Mat& nonFlash, int iterati
 
 void createBrightnessExposures(cv::Mat& flash, cv::Mat& nonFlash, float brightness, int iterations, std::string prefix,
                                const Diagnostics& diagnostics) {
+    requireType("createBrightnessExposures", CV_32FC3, {{"flash", flash}, {"nonFlash", nonFlash}});
+    if (iterations > 0) {
+        requireRoom("createBrightnessExposures", flash.size(), CV_32FC3, {{"nonFlash", nonFlash}});
+    }
     cv::Mat mask = maskIfThere("maskFiltered06.jpg");
     std::vector<float> reciprocalTimes = halvingTimes(1024, exposureCount + 1);
     diagnostics.print(linesOf(reciprocalTimes));
@@ -166,6 +171,7 @@ void createBrightnessExposures(cv::Mat& flash, cv::Mat& nonFlash, float brightne
 
 void createBrightnessExposuresVs2(cv::Mat& flash, cv::Mat& nonFlash, float brightness, int iterations,
                                   std::string prefix, const Diagnostics& diagnostics) {
+    requireType("createBrightnessExposuresVs2", CV_32FC3, {{"flash", flash}, {"nonFlash", nonFlash}});
     std::vector<float> reciprocalTimes = halvingTimes(30, exposureCount + 1);
     flash *= 255;
     nonFlash *= 255;
@@ -202,6 +208,7 @@ void createBrightnessExposuresVs2(cv::Mat& flash, cv::Mat& nonFlash, float brigh
 
 void createBrightnessExposuresVs3(cv::Mat& flash, cv::Mat& nonFlash, float /*brightness*/, int iterations,
                                   std::string /*prefix*/, const Diagnostics& diagnostics) {
+    requireType("createBrightnessExposuresVs3", CV_32FC3, {{"flash", flash}, {"nonFlash", nonFlash}});
     diagnostics.print(linesOf(halvingTimes(30, exposureCount + 1)));
     cv::Mat flashXyz = xyzOf(flash);
     tintFlash(flash, flashXyz, nonFlash, iterations, diagnostics);

@@ -2,6 +2,7 @@
 
 #include "filter/box_filter.hpp"
 #include "filter/plane_quotient.hpp"
+#include "numerics/argument_check.hpp"
 
 // For the loops below: no step touches what another one touches, although planes are written in place.
 #if defined(__clang__)
@@ -27,6 +28,11 @@ cv::Mat convertTo(const cv::Mat& image, int depth) {
     cv::Mat converted;
     image.convertTo(converted, depth);
     return converted;
+}
+
+const cv::Mat& requireGuide(const char* variant, const cv::Mat& guide, int channels) {
+    requireType(variant, CV_MAKETYPE(guide.depth(), channels), {{"guide", guide}});
+    return guide;
 }
 
 /// The loops below trust their planes: OpenCV's own arithmetic would take a 1 x 1 plane as a scalar.
@@ -128,7 +134,7 @@ cv::Mat GuidedFilterImpl::filter(const cv::Mat& p, int depth, const Diagnostics&
 }
 
 GuidedFilterMono::GuidedFilterMono(const cv::Mat& guide, int windowSide, double regularizer)
-    : GuidedFilterImpl(storedDepth(guide)),
+    : GuidedFilterImpl(storedDepth(requireGuide("GuidedFilterMono", guide, 1))),
       windowSize(windowSide),
       eps(regularizer),
       memory_(guide.size(), storedDepth(guide), 3) {
@@ -164,7 +170,7 @@ cv::Mat GuidedFilterMono::filterColorChannelsMK(const cv::Mat& p) const {
 
 GuidedFilterColor::GuidedFilterColor(const cv::Mat& guide, int windowSide, double regularizer,
                                      const Diagnostics& diagnostics)
-    : GuidedFilterImpl(storedDepth(guide)),
+    : GuidedFilterImpl(storedDepth(requireGuide("GuidedFilterColor", guide, 3))),
       Ichannels(3),
       windowSize(windowSide),
       eps(regularizer),

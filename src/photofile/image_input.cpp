@@ -6,18 +6,15 @@
 #include "photofile/photograph_reader.hpp"
 
 #include <fmt/format.h>
-#include <opencv2/imgcodecs.hpp>
-#include <opencv2/imgproc.hpp>
 
 #include <cstdint>
-#include <vector>
 
 namespace likeness {
 namespace {
 
 void requireRead(const std::string& path, const PhotographRead& photograph) {
     if (photograph.bgr.empty()) {
-        throw Refusal("cannot read '" + path + "' as an image");
+        throw Refusal("cannot read '" + path + "'" + photograph.imageProblem());
     }
 }
 
@@ -27,8 +24,8 @@ void warnOfRemarks(const Session& session, const std::string& path, const Photog
     }
 }
 
-cv::Mat read(const Session& session, const std::string& path, int flags) {
-    const PhotographRead photograph = readPhotograph(path, flags);
+cv::Mat read(const Session& session, const std::string& path, PhotographValues values) {
+    const PhotographRead photograph = readPhotograph(path, values, session.mostPixels());
     requireRead(path, photograph);
     warnOfRemarks(session, path, photograph);
     return photograph.bgr;
@@ -37,23 +34,7 @@ cv::Mat read(const Session& session, const std::string& path, int flags) {
 }  // namespace
 
 cv::Mat readImage(const Session& session, const std::string& path) {
-    constexpr int flags = cv::IMREAD_COLOR | cv::IMREAD_ANYDEPTH;
-    PhotographRead photograph = readPhotograph(path, flags);
-    if (photograph.bgr.empty()) {
-        // The image library does not spread the grey of a float TIFF; it reads it as it is.
-        PhotographRead asItIs = readPhotograph(path, cv::IMREAD_UNCHANGED);
-        if (!asItIs.bgr.empty() && asItIs.bgr.channels() == 1) {
-            cv::merge(std::vector<cv::Mat>(3, asItIs.bgr), photograph.bgr);
-            photograph.remarks = std::move(asItIs.remarks);
-        }
-    }
-    requireRead(path, photograph);
-    warnOfRemarks(session, path, photograph);
-    cv::Mat image = photograph.bgr;
-    if (image.depth() != CV_8U && image.depth() != CV_16U && image.depth() != CV_32F) {
-        image.convertTo(image, CV_32F);
-    }
-    return image;
+    return read(session, path, PhotographValues::stored);
 }
 
 cv::Mat unitImageOf(const cv::Mat& image) {
@@ -90,12 +71,21 @@ cv::Mat readBoundedUnitImage(const Session& session, const std::string& path) {
     return image;
 }
 
-cv::Mat readPhotographBytes(const Session& session, const std::string& path) {
-    return read(session, path, cv::IMREAD_COLOR);
+cv::Mat readPhotographAsCompared(const Session& session, const std::string& path) {
+    return read(session, path, PhotographValues::bytesOrFloats);
+}
+
+cv::Mat pictureOf(const cv::Mat& photograph) {
+    if (photograph.depth() == CV_8U) {
+        return photograph;
+    }
+    cv::Mat bytes;
+    photograph.convertTo(bytes, CV_8U, 255);
+    return bytes;
 }
 
 cv::Mat readMask(const Session& session, const std::string& path) {
-    const cv::Mat mask = read(session, path, cv::IMREAD_GRAYSCALE | cv::IMREAD_ANYDEPTH);
+    const cv::Mat mask = read(session, path, PhotographValues::grey);
     if (mask.depth() != CV_8U && mask.depth() != CV_16U) {
         throw Refusal("'" + path + "' holds floats, and a mask has 8 or 16 bits");
     }
@@ -110,9 +100,10 @@ void checkFinite(const std::string& path, const cv::Mat& image) {
     }
 }
 
-std::pair<cv::Mat, cv::Mat> readPhotographPairBytes(const Session& session, const std::string& first,
-                                                    const std::string& second) {
-    const auto [firstRead, secondRead] = readPhotographPair(first, second, cv::IMREAD_COLOR);
+std::pair<cv::Mat, cv::Mat> readPhotographPairAsCompared(const Session& session, const std::string& first,
+                                                         const std::string& second) {
+    const auto [firstRead, secondRead] =
+        readPhotographPair(first, second, PhotographValues::bytesOrFloats, session.mostPixels());
     requireRead(first, firstRead);
     requireRead(second, secondRead);
     warnOfRemarks(session, first, firstRead);

@@ -1,9 +1,10 @@
 #include "photofile/image_output.hpp"
 
+#include <likeness/color/srgb_companding.hpp>
 #include "console/option_checks.hpp"
-#include "files/output_check.hpp"
 #include "files/refusal.hpp"
 #include "files/replaced_file.hpp"
+#include "photofile/clipping.hpp"
 
 #include <fmt/format.h>
 #include <opencv2/imgcodecs.hpp>
@@ -57,18 +58,6 @@ cv::Mat quantized(const cv::Mat& image, double white, double greatest, std::int6
     return result;
 }
 
-/// A share of values for the eye: "0.25 %", never "0 %" or "100 %" of what is not all or nothing.
-std::string percentText(std::int64_t part, double whole) {
-    const double percent = 100.0 * static_cast<double>(part) / whole;
-    if (percent < 0.01) {
-        return "less than 0.01 %";
-    }
-    if (percent > 99 && percent < 100) {
-        return "more than 99 %";
-    }
-    return percent < 9.95 ? fmt::format("{:.2g} %", percent) : fmt::format("{:.0f} %", percent);
-}
-
 std::string describe(const std::string& path, const std::string& what, const cv::Mat& image, const std::string& scale) {
     return fmt::format("wrote '{}'{}{}, {} x {} pixels, {}", path, what.empty() ? "" : ": ", what, image.cols,
                        image.rows, scale);
@@ -106,7 +95,7 @@ ImageOutput ImageOutput::at(std::string otherPath, std::string otherOption) cons
 void addImageOutput(CLI::App& app, ImageOutput& output, bool required) {
     app.add_option("-o,--output", output.path,
                    optionText("Result image; the extension gives the format: .png (8 or 16 bits), .jpg, .tif (32-bit "
-                              "float, values as they are), .hdr (Radiance)",
+                              "float, values as they are), .hdr (Radiance, linear)",
                               "--output result.png"))
         ->type_name("FILE")
         ->required(required);
@@ -116,15 +105,11 @@ void addImageOutput(CLI::App& app, ImageOutput& output, bool required) {
         ->default_str(std::to_string(usualQuality));
     app.add_option("--bits", output.bits, optionText("Bits per channel of a PNG, 8 or 16", "--bits 16"))
         ->type_name("{8,16}")
-        ->check(CLI::Validator(
-            [](std::string& text) {
-                return text == "8" || text == "16" ? std::string() : "'" + text + "' is not 8 or 16";
-            },
-            ""))
+        ->check(oneOf({"8", "16"}))
         ->capture_default_str();
 }
 
-void checkImageOutput(const ImageOutput& output) {
+void checkImageOutput(const ImageOutput& output, OutputPlan& plan) {
     const ImageFormat format = imageFormatOf(output.path);
     if (format == ImageFormat::unknown) {
         throw Refusal(output.option + ": '" + output.path +
@@ -136,17 +121,17 @@ void checkImageOutput(const ImageOutput& output) {
     if (output.quality && format != ImageFormat::jpeg) {
         throw Refusal("--quality: only a JPEG has a quality, and '" + output.path + "' is none");
     }
-    checkOutputFile(output.option, output.path);
+    plan.file(output.option, output.path);
 }
 
-void checkPictureOutput(const ImageOutput& output, FloatsToo floatsToo) {
+void checkPictureOutput(const ImageOutput& output, OutputPlan& plan, FloatsToo floatsToo) {
     const ImageFormat format = imageFormatOf(output.path);
     const bool asFloats = floatsToo == FloatsToo::yes;
     if (format != ImageFormat::png && format != ImageFormat::jpeg && !(asFloats && format == ImageFormat::tiff)) {
         throw Refusal(fmt::format("{}: '{}' has none of the extensions .png, .jpg, .jpeg{}", output.option, output.path,
                                   asFloats ? ", .tif, .tiff" : ""));
     }
-    checkOutputFile(output.option, output.path);
+    plan.file(output.option, output.path);
 }
 
 bool holdsFloats(const ImageOutput& output) {
@@ -166,8 +151,13 @@ void writeImage(const Session& session, const ImageOutput& output, const cv::Mat
             cv::Mat radiance;
             image.convertTo(radiance, CV_32F, 1 / white);
             cv::max(radiance, 0, radiance);
+            for (int i = 0; i < radiance.rows; ++i) {
+                auto* const row = radiance.ptr<float>(i);
+                sRGBInverseCompandingOfRow(
+                    row, row, static_cast<std::size_t>(radiance.cols) * static_cast<std::size_t>(radiance.channels()));
+            }
             encodeAndReplace(output, ".hdr", radiance, {});
-            scale = fmt::format("Radiance, 0..1 stands for 0..{:g}", white);
+            scale = fmt::format("Radiance, linear, 0..1 stands for 0..{:g}", white);
             break;
         }
         case ImageFormat::png:
@@ -192,6 +182,20 @@ void writeImage(const Session& session, const ImageOutput& output, const cv::Mat
         }
     }
     session.tell(describe(output.path, what, image, scale));
+}
+
+cv::Mat asStored(const ImageOutput& output, const cv::Mat& image) {
+    const ImageFormat format = imageFormatOf(output.path);
+    if (format != ImageFormat::png && format != ImageFormat::jpeg) {
+        return image;
+    }
+    std::int64_t clipped = 0;
+    const bool wide = format == ImageFormat::png && output.bits == 16;
+    const double greatest = wide ? 65535.0 : 255.0;
+    cv::Mat values;
+    (wide ? quantized<ushort>(image, 1.0, greatest, clipped) : quantized<uchar>(image, 1.0, greatest, clipped))
+        .convertTo(values, CV_32F, 1 / greatest);
+    return values;
 }
 
 void writePicture(const Session& session, const ImageOutput& output, const cv::Mat& picture, const std::string& what) {

@@ -1,6 +1,7 @@
 // Writing of image files: one format by extension, as a whole, with the scale stated.
 #pragma once
 
+#include "console/output_check.hpp"
 #include "console/session.hpp"
 
 #include <CLI/CLI.hpp>
@@ -32,23 +33,23 @@ struct ImageOutput {
 void addImageOutput(CLI::App& app, ImageOutput& output, bool required = true);
 
 /// Refuses, before the work begins, an unknown extension, options that the format does not have, or a place that
-/// cannot be written.
+/// the plan refuses.
 /// @throws Refusal
-void checkImageOutput(const ImageOutput& output);
+void checkImageOutput(const ImageOutput& output, OutputPlan& plan);
 
 enum class FloatsToo { no, yes };
 
 /// The same for what `writePicture` writes: .png or .jpg; or .tif, too, where numbers may be written in its place.
 /// @throws Refusal
-void checkPictureOutput(const ImageOutput& output, FloatsToo floatsToo = FloatsToo::no);
+void checkPictureOutput(const ImageOutput& output, OutputPlan& plan, FloatsToo floatsToo = FloatsToo::no);
 
 /// Whether the format keeps floats as they are (.tif, .tiff).
 bool holdsFloats(const ImageOutput& output);
 
 /// Writes an image in the format of its extension and tells what was written, with the scale:
 /// .png with 8 or 16 bits and .jpg/.jpeg hold `image` / `white`, clipped to [0, 1], rounded to the nearest integer of
-/// 0..255 or 0..65535 (NaN as 0); .hdr holds `image` / `white`, negative values and NaN as 0; .tif/.tiff holds the
-/// floats as they are.
+/// 0..255 or 0..65535 (NaN as 0); .hdr holds the linear values of `image` / `white`, which are gamma-encoded by the
+/// curve of sRGB, negative values and NaN as 0; .tif/.tiff holds the floats as they are.
 ///
 /// @param image  CV_32F of one or three channels, B, G, R
 /// @param white  value that the integer formats show as their greatest
@@ -56,6 +57,11 @@ bool holdsFloats(const ImageOutput& output);
 /// @throws Refusal
 void writeImage(const Session& session, const ImageOutput& output, const cv::Mat& image, double white = 1.0,
                 const std::string& what = "");
+
+/// What `writeImage` leaves of an image on the scale 0..1: clipped and rounded where the format has integers. The
+/// losses of JPEG are not in it.
+/// @return  CV_32F; may be `image`
+cv::Mat asStored(const ImageOutput& output, const cv::Mat& image);
 
 /// Writes an 8-bit picture (CV_8U of one or three channels) as .png or .jpg.
 void writePicture(const Session& session, const ImageOutput& output, const cv::Mat& picture,

@@ -1,5 +1,6 @@
 #include <likeness/structure/structure_tensor.hpp>
 
+#include "numerics/argument_check.hpp"
 #include "numerics/image_walk.hpp"
 #include "structure/tensor_eigenvalues.hpp"
 
@@ -165,6 +166,8 @@ private:
 
 void computeStructuralTensor(cv::Mat& image, cv::Mat& out, float size, const Diagnostics& diagnostics) {
     CV_Assert(!image.empty());
+    requireType("computeStructuralTensor", CV_32FC3, {{"image", image}});
+    requireRoom("computeStructuralTensor", image.size(), CV_32F, {{"out", out}});
     constexpr int bandHeight = 32;
     std::optional<ShownMaps> shown;
     if (diagnostics.wantsFiles()) {
@@ -174,7 +177,7 @@ void computeStructuralTensor(cv::Mat& image, cv::Mat& out, float size, const Dia
     for (int first = 0; first < image.rows; first += bandHeight) {
         const cv::Range band(first, std::min(first + bandHeight, image.rows));
         tensor.find(band, shown ? &*shown : nullptr);
-        tensor.map(out.rowRange(band), orientationStrength);
+        tensor.map(out(band, cv::Range(0, image.cols)), orientationStrength);
         if (shown) {
             tensor.map(shown->coherence.rowRange(band), coherence);
         }
