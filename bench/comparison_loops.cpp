@@ -266,6 +266,35 @@ void addColorCases(const std::string& size, const std::shared_ptr<cv::Mat>& phot
     });
 }
 
+/// Two small photographs, beside the chain run on every pixel, which writes its dumps.
+void addSmallPairs() {
+    for (const int side : {8, 64, 256}) {
+        const cv::Size size(side, side);
+        const auto first = std::make_shared<cv::Mat>(likeness::bench::photographLike("coffee.jpg", size, 1));
+        const auto second = std::make_shared<cv::Mat>(likeness::bench::photographLike("cat.jpg", size, 2));
+        const auto add = [&](const char* name, auto body) {
+            const std::string full = std::string(name) + '/' + std::to_string(side) + 'x' + std::to_string(side);
+            benchmark::RegisterBenchmark(full.c_str(), [first, second, body](benchmark::State& state) {
+                body(state, *first, *second);
+                setPixels(state, *first);
+            })->Unit(benchmark::kMicrosecond);
+        };
+        add("comparePhotographs/library", [](benchmark::State& state, const cv::Mat& a, const cv::Mat& b) {
+            if (likeness::comparePhotographs(a, b).brightness != literal::metrics(a, b)[0]) {
+                state.SkipWithError("not the coefficient of the literal version");
+            }
+            for (auto _ : state) {
+                benchmark::DoNotOptimize(likeness::comparePhotographs(a, b));
+            }
+        });
+        add("comparePhotographs/literal", [](benchmark::State& state, const cv::Mat& a, const cv::Mat& b) {
+            for (auto _ : state) {
+                benchmark::DoNotOptimize(literal::metrics(a, b));
+            }
+        });
+    }
+}
+
 }  // namespace
 
 int main(int argc, char** argv) {
@@ -284,6 +313,7 @@ int main(int argc, char** argv) {
                       std::make_shared<cv::Mat>(likeness::bench::photographLike("coffee.jpg", size.size, 1)));
         addCases(size.name, std::make_shared<Chain>(size.size), size.withLiteral);
     }
+    addSmallPairs();
     benchmark::RunSpecifiedBenchmarks();
     std::filesystem::current_path("/");
     std::filesystem::remove_all(scratch);

@@ -50,7 +50,22 @@ endif()
 string(APPEND pkgconfig_libs " -lopencv_core")
 list(TRANSFORM OpenCV_INCLUDE_DIRS PREPEND "-I" OUTPUT_VARIABLE pkgconfig_includes)
 list(JOIN pkgconfig_includes " " pkgconfig_includes)
-file(RELATIVE_PATH pkgconfig_to_prefix "/${CMAKE_INSTALL_LIBDIR}/pkgconfig" "/")
+# Relative folders are found from where the file itself is, so that the whole can be moved; absolute ones are where they
+# are.
+if(IS_ABSOLUTE "${CMAKE_INSTALL_LIBDIR}")
+    set(pkgconfig_prefix "${CMAKE_INSTALL_PREFIX}")
+else()
+    file(RELATIVE_PATH pkgconfig_to_prefix "/${CMAKE_INSTALL_LIBDIR}/pkgconfig" "/")
+    set(pkgconfig_prefix "\${pcfiledir}/${pkgconfig_to_prefix}")
+endif()
+foreach(kind libdir includedir)
+    string(TOUPPER "CMAKE_INSTALL_${kind}" folder)
+    if(IS_ABSOLUTE "${${folder}}")
+        set(pkgconfig_${kind} "${${folder}}")
+    else()
+        set(pkgconfig_${kind} "\${prefix}/${${folder}}")
+    endif()
+endforeach()
 configure_file("${CMAKE_CURRENT_LIST_DIR}/likeness.pc.in" "${PROJECT_BINARY_DIR}/likeness.pc" @ONLY)
 install(
     FILES "${PROJECT_BINARY_DIR}/likeness.pc"

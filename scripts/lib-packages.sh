@@ -1,20 +1,63 @@
-# Sourced by the scripts: installs Debian packages that are missing.
+#!/usr/bin/env bash
+# Sourced by the scripts: installs Debian packages that are missing, and builds.
+# shellcheck disable=SC2034 # the lists are for those that source this
 #
 # usage: ensure_packages package...
-# Quiet where nothing is missing. Needs root or sudo otherwise; says what to do where neither is at hand.
+# Quiet where nothing is missing. Needs root or sudo otherwise; says what to do where neither is at hand. What a package
+# is for counts, not how it came here: where its command or its CMake or pkg-config package is found it is not missing.
+# Where there is no apt-get, what is not found is only told: the build then says what it really lacks.
+
+# Something else than dpkg that shows that what a package is for is there.
+found_without_dpkg() {
+    case $1 in
+    g++) command -v "${CXX:-c++}" ;;
+    cmake | clang-format | clang-tidy | chromium | zsh | pkg-config | munge | parallel | slurmctld | slurmd) command -v "$1" ;;
+    ninja-build) command -v ninja ;;
+    groff-base) command -v groff ;;
+    procps) command -v ps ;;
+    slurm-client) command -v sbatch ;;
+    libopencv-dev) has_package opencv4 OpenCVConfig.cmake ;;
+    libsleef-dev) has_package sleef - || has_header sleef.h ;;
+    libcli11-dev) has_package CLI11 CLI11Config.cmake ;;
+    nlohmann-json3-dev) has_package nlohmann_json nlohmann_jsonConfig.cmake ;;
+    libfmt-dev) has_package fmt fmt-config.cmake ;;
+    libexif-dev) has_package libexif - ;;
+    libsqlite3-dev) has_package sqlite3 - ;;
+    libssl-dev) has_package libcrypto - ;;
+    libgtest-dev) has_package gtest GTestConfig.cmake ;;
+    libbenchmark-dev) has_package benchmark benchmarkConfig.cmake ;;
+    *) false ;;
+    esac >/dev/null 2>&1
+}
+
+# A package by the name that pkg-config knows, or by its CMake file below a folder where CMake looks.
+has_package() {
+    pkg-config --exists "$1" && return
+    [ "$2" != - ] || return
+    local place
+    while read -r place; do
+        [ -z "$place" ] || [ -z "$(find "$place"/lib* "$place"/share -maxdepth 4 -iname "$2" -print -quit)" ] || return 0
+    done < <(printf '%s\n' /usr /usr/local "${CMAKE_PREFIX_PATH:-}" | tr ':;' '[\n*]')
+    return 1
+}
+
+has_header() {
+    echo "#include <$1>" | "${CXX:-c++}" -fsyntax-only -x c++ -
+}
 
 ensure_packages() {
     local missing=() package
     for package in "$@"; do
-        if [ "$(dpkg-query -W -f '${db:Status-Status}' "$package" 2>/dev/null)" != installed ]; then
+        if [ "$(dpkg-query -W -f '${db:Status-Status}' "$package" 2>/dev/null)" != installed ] &&
+            ! found_without_dpkg "$package"; then
             missing+=("$package")
         fi
     done
     [ ${#missing[@]} -gt 0 ] || return 0
 
     if ! command -v apt-get >/dev/null; then
-        echo "likeness: these packages are missing, and there is no apt-get to install them: ${missing[*]}" >&2
-        return 1
+        echo "likeness: warning: not found, and there is no apt-get to install them: ${missing[*]} (Debian's names)" >&2
+        return 0
     fi
     local as_root=()
     if [ "$(id -u)" -ne 0 ]; then
@@ -47,3 +90,37 @@ darkroom_packages=("${program_packages[@]}" libcli11-dev nlohmann-json3-dev libe
 
 # What the tests and benchmarks need on top.
 test_packages=(libgtest-dev libbenchmark-dev pkg-config chromium zsh groff-base)
+
+# Builds a target once, and again when sources have changed. The first time it says how long that takes; on a terminal it
+# shows how far it is. What the tools print is shown only where they fail.
+#
+# usage: build_program NAME FOLDER TARGET DURATION CMAKE_OPTION...     root: the checkout
+build_program() {
+    local name=$1 build=$2 target=$3 duration=$4 log status=0
+    shift 4
+    log=$(mktemp)
+    if [ ! -f "$build/build.ninja" ]; then
+        echo "$name: building (once, $duration)" >&2
+        cmake -G Ninja -S "${root:?}" -B "$build" -DCMAKE_BUILD_TYPE=Release -DLIKENESS_BUILD_TESTS=OFF \
+            -DLIKENESS_BUILD_BENCHMARKS=OFF -DLIKENESS_BUILD_EXAMPLES=OFF -DLIKENESS_INSTALL=OFF "$@" >"$log" 2>&1 ||
+            status=$?
+    fi
+    if [ $status -eq 0 ]; then
+        local step
+        NINJA_STATUS='[%f/%t] ' cmake --build "$build" --target "$target" 2>&1 | tee -a "$log" |
+            while read -r step _; do
+                if [ -t 2 ] && [[ $step == \[*/*\] ]]; then
+                    printf '\r%s: %s' "$name" "$step" >&2
+                fi
+            done || status=$?
+        if [ -t 2 ]; then
+            printf '\r\033[K' >&2
+        fi
+    fi
+    if [ $status -ne 0 ]; then
+        cat "$log" >&2
+        echo "$name: the build failed" >&2
+    fi
+    rm -f "$log"
+    return $status
+}

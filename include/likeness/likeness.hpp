@@ -17,6 +17,7 @@
 #include <likeness/color/bgr_xyz.hpp>
 #include <likeness/color/chromaticity.hpp>
 #include <likeness/color/clip.hpp>
+#include <likeness/color/clipped_values.hpp>
 #include <likeness/color/correlated_color_temperature.hpp>
 #include <likeness/color/lab.hpp>
 #include <likeness/color/lab_range.hpp>

@@ -3,6 +3,7 @@
 #include <likeness/adaptation/degree_of_adaptation.hpp>
 #include <likeness/color/sharpened_rgb.hpp>
 #include "adaptation/adaptation_steps.hpp"
+#include "numerics/argument_check.hpp"
 #include "numerics/image_walk.hpp"
 
 #include <vector>
@@ -93,14 +94,22 @@ D65Adaptation d65Adaptation() {
 }
 
 void iCAMCATByD65(cv::Mat& img, cv::Mat& white, cv::Mat& /*xyz*/) {
+    requireType("iCAMCATByD65", CV_32FC3, {{"img", img}});
+    requireRoom("iCAMCATByD65", img.size(), CV_32FC3, {{"white", white}});
     scaleByD65Factor(img, white, adapted);
 }
 
 void inverseCATByD65(cv::Mat& img, cv::Mat& white, cv::Mat& /*third*/) {
+    requireType("inverseCATByD65", CV_32FC3, {{"img", img}});
+    requireRoom("inverseCATByD65", img.size(), CV_32FC3, {{"white", white}});
     scaleByD65Factor(img, white, unadapted);
 }
 
 void inverseCAT(cv::Mat& adapted, cv::Mat& targetWhite, cv::Mat& sourceWhite, cv::Mat& out) {
+    requireType("inverseCAT", CV_32FC3, {{"adapted", adapted}});
+    requireRoom("inverseCAT", adapted.size(), CV_32FC3,
+                {{"targetWhite", targetWhite}, {"sourceWhite", sourceWhite}, {"out", out}});
+    requireType("inverseCAT", CV_32FC3, {{"out", out}});
     cv::Mat xyz(out.size(), CV_32FC3);
     convertSharpenedBGRtoXYZ(out, xyz);
     const ImageWalk walk = walkOver(adapted, targetWhite, sourceWhite, out, xyz);

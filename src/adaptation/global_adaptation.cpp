@@ -7,6 +7,7 @@
 #include <likeness/color/white_point.hpp>
 #include "adaptation/adaptation_steps.hpp"
 #include "adaptation/participation_mask.hpp"
+#include "numerics/argument_check.hpp"
 #include "numerics/image_walk.hpp"
 #include "numerics/transcendental_blocks.hpp"
 
@@ -76,6 +77,8 @@ Watch watchOf(const Diagnostics& diagnostics) {
 }  // namespace
 
 void CAT(cv::Mat& img, cv::Mat& sourceWhite, const cv::Mat& targetWhite, float D, cv::Mat& /*mask*/) {
+    requireType("CAT", CV_32FC3, {{"img", img}});
+    requireElement("CAT", CV_32FC3, {{"sourceWhite", sourceWhite}, {"targetWhite", targetWhite}});
     cv::Mat sourceXyz;
     cv::Mat targetXyz;
     cv::cvtColor(sourceWhite, sourceXyz, cv::COLOR_BGR2XYZ);
@@ -140,6 +143,7 @@ void adaptUntilWhiteRests(cv::Mat& img, const cv::Mat& targetWhite, float D, con
 }
 
 void performIlluminantAdaptation(cv::Mat& img, const cv::Mat& target, float D, const Diagnostics& diagnostics) {
+    requireType("performIlluminantAdaptation", CV_32FC3, {{"img", img}, {"target", target}});
     cv::Mat mask = participationMask(img.size(), shadowPicture());
     const cv::Mat targetWhite = grayWorldTriple(target, diagnostics);
     adaptUntilWhiteRests(img, targetWhite, D, mask, watchOf(diagnostics));
@@ -147,6 +151,8 @@ void performIlluminantAdaptation(cv::Mat& img, const cv::Mat& target, float D, c
 
 void performIlluminantAdaptation(cv::Mat& img, const cv::Mat& target, float D, const cv::Mat& leftOut,
                                  const Diagnostics& diagnostics) {
+    requireType("performIlluminantAdaptation", CV_32FC3, {{"img", img}, {"target", target}});
+    requireType("performIlluminantAdaptation", CV_8U, {{"leftOut", leftOut}});
     const cv::Mat targetWhite = grayWorldTriple(target, diagnostics);
     adaptUntilWhiteRests(img, targetWhite, D, leftOut, watchOf(diagnostics));
 }

@@ -6,6 +6,7 @@
 #include <likeness/color/white_point.hpp>
 #include "adaptation/adaptation_steps.hpp"
 #include "adaptation/common_region.hpp"
+#include "numerics/argument_check.hpp"
 
 #include <algorithm>
 #include <cmath>
@@ -106,10 +107,25 @@ cv::Mat normalized(const cv::Mat& photograph) {
     return result;
 }
 
+void requireWhites(const char* function, const cv::Mat& img, const cv::Mat& sourceWhite, const cv::Mat& targetWhite,
+                   bool perPixel) {
+    requireType(function, CV_32FC3, {{"img", img}, {"sourceWhite", sourceWhite}, {"targetWhite", targetWhite}});
+    if (!perPixel) {
+        requireElement(function, CV_32FC3, {{"targetWhite", targetWhite}});
+    }
+}
+
+void requirePhotograph(const char* function, const char* argument, const cv::Mat& photograph) {
+    if (photograph.type() != CV_8UC3) {
+        requireType(function, CV_32FC3, {{argument, photograph}});
+    }
+}
+
 }  // namespace
 
 void iCAMCAT(cv::Mat& img, cv::Mat& sourceWhite, cv::Mat& targetWhite, cv::Mat& /*spare*/, cv::Mat& /*unused*/,
              float blend, bool perPixel) {
+    requireWhites("iCAMCAT", img, sourceWhite, targetWhite, perPixel);
     adapt(img, sourceWhite, targetWhite, cv::Mat(), blend, perPixel, [](float ratio, float degree, float value) {
         return static_cast<float>((static_cast<double>(ratio) + 1.0 - static_cast<double>(degree)) *
                                   static_cast<double>(value));
@@ -118,11 +134,14 @@ void iCAMCAT(cv::Mat& img, cv::Mat& sourceWhite, cv::Mat& targetWhite, cv::Mat& 
 
 void iCAMCATLocal(cv::Mat& img, cv::Mat& sourceWhite, cv::Mat& targetWhite, cv::Mat& /*spare*/, cv::Mat& /*unused*/,
                   cv::Mat& mask, float blend, bool perPixel) {
+    requireWhites("iCAMCATLocal", img, sourceWhite, targetWhite, perPixel);
+    requireType("iCAMCATLocal", CV_8U, {{"mask", mask}});
     adapt(img, sourceWhite, targetWhite, mask, blend, perPixel,
           [](float ratio, float degree, float value) { return (0.3F * ratio + 1.0F - 0.3F * degree) * value; });
 }
 
 bool areImgsEqualivalent(cv::Mat& first, cv::Mat& second) {
+    requireType("areImgsEqualivalent", CV_32FC3, {{"first", first}, {"second", second}});
     const cv::Rect region = commonRegion(first, second);
     float sum = 0;
     for (int i = 0; i < region.height; ++i) {
@@ -165,6 +184,8 @@ void adaptEachPixel(cv::Mat& img, const cv::Mat& referenceWhite, float blend, co
 }
 
 void performLocalCAMCA(cv::Mat& img, cv::Mat& reference, float blend, const Diagnostics& diagnostics) {
+    requirePhotograph("performLocalCAMCA", "img", img);
+    requirePhotograph("performLocalCAMCA", "reference", reference);
     // White images of the reference and a shadow mask would have no effect on the result. There is nothing to iterate
     // either: the white before the first pass is unknown, and one pass is all that is made.
     const cv::Mat referenceWhite = grayWorldTriple(normalized(reference), diagnostics);

@@ -9,6 +9,7 @@
 #include <likeness/structure/structure_tensor.hpp>
 #include "adaptation/common_region.hpp"
 #include "diagnostics/number_text.hpp"
+#include "numerics/argument_check.hpp"
 #include "numerics/image_walk.hpp"
 #include "numerics/transcendental_blocks.hpp"
 
@@ -229,6 +230,7 @@ void regress(cv::Mat& guidance, const cv::Mat& whiteGuidance, const cv::Mat& whi
 
 void biCAT(cv::Mat& image, cv::Mat& sourceWhite, cv::Mat& /*sourceWhiteXYZ*/, cv::Mat& target, cv::Mat& /*mask*/,
            const Diagnostics& diagnostics) {
+    requireType("biCAT", CV_32FC3, {{"image", image}, {"sourceWhite", sourceWhite}, {"target", target}});
     const cv::Rect region = commonRegion(image, sourceWhite, target);
     if (region.empty()) {
         return;
@@ -244,6 +246,10 @@ void biCAT(cv::Mat& image, cv::Mat& sourceWhite, cv::Mat& /*sourceWhiteXYZ*/, cv
 
 void biCATRegression(cv::Mat& guidance, cv::Mat& whiteGuidance, cv::Mat& input, cv::Mat& spare, cv::Mat& whiteInput,
                      cv::Mat& weightMap, float sigma, const Diagnostics& diagnostics) {
+    requireType(
+        "biCATRegression", CV_32FC3,
+        {{"guidance", guidance}, {"whiteGuidance", whiteGuidance}, {"input", input}, {"whiteInput", whiteInput}});
+    requireType("biCATRegression", CV_32F, {{"weightMap", weightMap}});
     const cv::Rect region = commonRegion(guidance, whiteGuidance, input, whiteInput, weightMap);
     if (region.empty()) {
         return;
@@ -273,7 +279,10 @@ void biCATRegression(cv::Mat& guidance, cv::Mat& whiteGuidance, cv::Mat& input, 
 
 void computeCorrectedNonFlash(cv::Mat* exposures, cv::Mat& white, cv::Mat& reference, int index, int diagonal,
                               const Diagnostics& diagnostics) {
+    requireThere("computeCorrectedNonFlash", {{"exposures", exposures}});
+    requireIndex("computeCorrectedNonFlash", "index", index);
     cv::Mat& exposure = exposures[index];
+    requireType("computeCorrectedNonFlash", CV_32FC3, {{"the exposure", exposure}, {"white", white}});
     const cv::Rect region = commonRegion(exposure, white);
     cv::Mat adapted = exposure(region);
     cv::Mat whiteOfAdapted = white(region);

@@ -2,6 +2,7 @@
 
 #include <likeness/appearance/viewing_conditions.hpp>
 #include "appearance/remembered.hpp"
+#include "numerics/argument_check.hpp"
 #include "numerics/image_walk.hpp"
 #include "numerics/transcendental_blocks.hpp"
 
@@ -57,6 +58,8 @@ double chromaOfBackground(float n) {
 }
 
 void computeAB(cv::Mat& nl, cv::Mat& a, cv::Mat& b) {
+    requireType("computeAB", CV_32FC3, {{"nl", nl}});
+    requireRoom("computeAB", nl.size(), CV_32F, {{"a", a}, {"b", b}});
     const ImageWalk walk = walkOver(nl, a, b);
     for (int i = 0; i < walk.rows; ++i) {
         const float* response = nl.ptr<float>(i);
@@ -73,6 +76,8 @@ void computeAB(cv::Mat& nl, cv::Mat& a, cv::Mat& b) {
 }
 
 void computeHue(cv::Mat& a, cv::Mat& b, cv::Mat& hue, cv::Mat& eccentricity) {
+    requireType("computeHue", CV_32F, {{"a", a}});
+    requireRoom("computeHue", a.size(), CV_32F, {{"b", b}, {"hue", hue}, {"eccentricity", eccentricity}});
     const ImageWalk walk = walkOver(a, b, hue, eccentricity);
     for (int i = 0; i < walk.rows; ++i) {
         forEachBlock(static_cast<std::size_t>(walk.cols), [&](std::size_t first, std::size_t count) {
@@ -83,6 +88,8 @@ void computeHue(cv::Mat& a, cv::Mat& b, cv::Mat& hue, cv::Mat& eccentricity) {
 }
 
 float computeLightness(cv::Mat& nl, cv::Mat& Nbb, cv::Mat& z, cv::Mat& J, cv::Mat& A, const Diagnostics& diagnostics) {
+    requireType("computeLightness", CV_32FC3, {{"nl", nl}});
+    requireRoom("computeLightness", nl.size(), CV_32F, {{"Nbb", Nbb}, {"z", z}, {"J", J}, {"A", A}});
     float Aw = 0;
     ImageWalk walk = walkOver(nl, Nbb, A);
     for (int i = 0; i < walk.rows; ++i) {
@@ -110,6 +117,8 @@ float computeLightness(cv::Mat& nl, cv::Mat& Nbb, cv::Mat& z, cv::Mat& J, cv::Ma
 }
 
 float computeBrightness(cv::Mat& J, cv::Mat& FL, cv::Mat& /*z*/, cv::Mat& Q, float Aw, const Diagnostics& diagnostics) {
+    requireType("computeBrightness", CV_32F, {{"J", J}});
+    requireRoom("computeBrightness", J.size(), CV_32F, {{"FL", FL}, {"Q", Q}});
     Remembered levelFactor(luminanceLevelRoot);
     float greatest = 0;
     const ImageWalk walk = walkOver(J, FL, Q);
@@ -134,6 +143,10 @@ float computeBrightness(cv::Mat& J, cv::Mat& FL, cv::Mat& /*z*/, cv::Mat& Q, flo
 
 void computeChroma(cv::Mat& nl, cv::Mat& a, cv::Mat& b, cv::Mat& J, cv::Mat& eccentricity, cv::Mat& Ncb, cv::Mat& n,
                    cv::Mat& C, float Nc, const Diagnostics& diagnostics) {
+    requireType("computeChroma", CV_32F, {{"a", a}});
+    requireRoom("computeChroma", a.size(), CV_32FC3, {{"nl", nl}});
+    requireRoom("computeChroma", a.size(), CV_32F,
+                {{"b", b}, {"J", J}, {"eccentricity", eccentricity}, {"Ncb", Ncb}, {"n", n}, {"C", C}});
     Remembered backgroundFactor(chromaOfBackground);
     cv::Mat t(nl.size(), CV_32F);
     double power[blockSize];
@@ -171,6 +184,8 @@ void computeChroma(cv::Mat& nl, cv::Mat& a, cv::Mat& b, cv::Mat& J, cv::Mat& ecc
 }
 
 void computeColorfulness(cv::Mat& C, cv::Mat& FL, cv::Mat& M) {
+    requireType("computeColorfulness", CV_32F, {{"C", C}});
+    requireRoom("computeColorfulness", C.size(), CV_32F, {{"FL", FL}, {"M", M}});
     Remembered levelFactor(luminanceLevelRoot);
     const ImageWalk walk = walkOver(C, FL, M);
     for (int i = 0; i < walk.rows; ++i) {
@@ -184,6 +199,8 @@ void computeColorfulness(cv::Mat& C, cv::Mat& FL, cv::Mat& M) {
 }
 
 void computeSaturation(cv::Mat& M, cv::Mat& Q, cv::Mat& s) {
+    requireType("computeSaturation", CV_32F, {{"M", M}});
+    requireRoom("computeSaturation", M.size(), CV_32F, {{"Q", Q}, {"s", s}});
     const ImageWalk walk = walkOver(M, Q, s);
     for (int i = 0; i < walk.rows; ++i) {
         const float* const colorfulness = M.ptr<float>(i);
@@ -196,6 +213,8 @@ void computeSaturation(cv::Mat& M, cv::Mat& Q, cv::Mat& s) {
 }
 
 void writeIntoFile(cv::Mat& map, const char* fileName, int rows, int cols, const Diagnostics& diagnostics) {
+    requireMatrix("writeIntoFile", rows, cols, {{"map", map}});
+    requireThere("writeIntoFile", {{"fileName", fileName}});
     if (diagnostics.wantsFiles()) {
         diagnostics.writeMap(fileName, map, rows, cols);
     }

@@ -1,6 +1,7 @@
 #include <likeness/appearance/cone_responses.hpp>
 
 #include <likeness/color/pixel_matrix.hpp>
+#include "numerics/argument_check.hpp"
 #include "numerics/image_walk.hpp"
 #include "numerics/transcendental_blocks.hpp"
 
@@ -33,11 +34,16 @@ cv::Mat hpeFromSharpenedRgb() {
 }
 
 void convertSharpenedBGRtoHPE(const cv::Mat& sharpenedBGR, cv::Mat& hpe) {
+    requireType("convertSharpenedBGRtoHPE", CV_32FC3, {{"sharpenedBGR", sharpenedBGR}});
+    requireRoom("convertSharpenedBGRtoHPE", sharpenedBGR.size(), CV_32FC3, {{"hpe", hpe}});
     cv::Mat M = hpeFromSharpenedRgb();
     multiplyImageByMatrixForward(sharpenedBGR, hpe, M);
 }
 
 void computeNonLinearities(const cv::Mat& hpe, cv::Mat& nl, cv::Mat& FL) {
+    requireType("computeNonLinearities", CV_32FC3, {{"hpe", hpe}});
+    requireRoom("computeNonLinearities", hpe.size(), CV_32FC3, {{"nl", nl}});
+    requireRoom("computeNonLinearities", hpe.size(), CV_32F, {{"FL", FL}});
     constexpr std::size_t pixelsInBlock = numerics::blockSize / 3;
     double base[3 * pixelsInBlock];
     double power[3 * pixelsInBlock];

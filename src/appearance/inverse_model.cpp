@@ -7,6 +7,7 @@
 #include "appearance/remembered.hpp"
 #include "diagnostics/message_lines.hpp"
 #include "diagnostics/number_text.hpp"
+#include "numerics/argument_check.hpp"
 #include "numerics/image_walk.hpp"
 #include "numerics/transcendental_blocks.hpp"
 
@@ -93,6 +94,8 @@ void achromaticResponseOfBlock(const float* J, const float* z, float* A, float A
 }  // namespace
 
 void brightness2Lightness(cv::Mat& Q, cv::Mat& FL, cv::Mat& J, float Aw) {
+    requireType("brightness2Lightness", CV_32F, {{"J", J}});
+    requireRoom("brightness2Lightness", J.size(), CV_32F, {{"Q", Q}, {"FL", FL}});
     const double c = darkSurroundImpact;
     const double whiteTerm = 4 + Aw;
     Remembered levelFactor(squareRoot);
@@ -117,6 +120,8 @@ void brightness2Lightness(cv::Mat& Q, cv::Mat& FL, cv::Mat& J, float Aw) {
 }
 
 void lightness2A(cv::Mat& J, cv::Mat& z, cv::Mat& A, float Aw, const Diagnostics& diagnostics) {
+    requireType("lightness2A", CV_32F, {{"J", J}});
+    requireRoom("lightness2A", J.size(), CV_32F, {{"z", z}, {"A", A}});
     const ImageWalk walk = walkOver(J, z, A);
     for (int i = 0; i < walk.rows; ++i) {
         forEachBlock(static_cast<std::size_t>(walk.cols), [&](std::size_t first, std::size_t count) {
@@ -138,6 +143,8 @@ void lightness2A(cv::Mat& J, cv::Mat& z, cv::Mat& A, float Aw, const Diagnostics
 }
 
 void chromaAndLightness2t(cv::Mat& C, cv::Mat& J, cv::Mat& n, cv::Mat& t, const Diagnostics& diagnostics) {
+    requireType("chromaAndLightness2t", CV_32F, {{"C", C}});
+    requireRoom("chromaAndLightness2t", C.size(), CV_32F, {{"J", J}, {"n", n}, {"t", t}});
     Remembered backgroundFactor(magnitudeOfBackground);
     double chromaPower[blockSize];
     double rootPower[blockSize];
@@ -168,6 +175,9 @@ void chromaAndLightness2t(cv::Mat& C, cv::Mat& J, cv::Mat& n, cv::Mat& t, const 
 
 void hue2AB(cv::Mat& A, cv::Mat& hue, cv::Mat& t, cv::Mat& eccentricity, cv::Mat& Nbb, cv::Mat& a, cv::Mat& b,
             float Nc) {
+    requireType("hue2AB", CV_32F, {{"A", A}});
+    requireRoom("hue2AB", A.size(), CV_32F,
+                {{"hue", hue}, {"t", t}, {"eccentricity", eccentricity}, {"Nbb", Nbb}, {"a", a}, {"b", b}});
     const double k = Nc * chromaScale;
     double tangent[blockSize];
     const ImageWalk walk = walkOver(A, hue, t, eccentricity, Nbb, a, b);
@@ -200,6 +210,9 @@ void hue2AB(cv::Mat& A, cv::Mat& hue, cv::Mat& t, cv::Mat& eccentricity, cv::Mat
 }
 
 void AB2NonLinearities(cv::Mat& a, cv::Mat& b, cv::Mat& A, cv::Mat& nl, cv::Mat& Nbb) {
+    requireType("AB2NonLinearities", CV_32F, {{"a", a}});
+    requireRoom("AB2NonLinearities", a.size(), CV_32F, {{"b", b}, {"A", A}, {"Nbb", Nbb}});
+    requireRoom("AB2NonLinearities", a.size(), CV_32FC3, {{"nl", nl}});
     const ImageWalk walk = walkOver(a, b, A, nl, Nbb);
     for (int i = 0; i < walk.rows; ++i) {
         const float* const redGreen = a.ptr<float>(i);
@@ -220,6 +233,9 @@ void AB2NonLinearities(cv::Mat& a, cv::Mat& b, cv::Mat& A, cv::Mat& nl, cv::Mat&
 }
 
 void inverseNonLinearities(cv::Mat& nl, cv::Mat& hpe, cv::Mat& FL, const Diagnostics& diagnostics) {
+    requireType("inverseNonLinearities", CV_32FC3, {{"hpe", hpe}});
+    requireRoom("inverseNonLinearities", hpe.size(), CV_32FC3, {{"nl", nl}});
+    requireRoom("inverseNonLinearities", hpe.size(), CV_32F, {{"FL", FL}});
     constexpr std::size_t pixelsInBlock = blockSize / 3;
     float base[3 * pixelsInBlock];
     double power[3 * pixelsInBlock];
@@ -256,11 +272,15 @@ void inverseNonLinearities(cv::Mat& nl, cv::Mat& hpe, cv::Mat& FL, const Diagnos
 }
 
 void convertHPEtoSharpenedRGB(cv::Mat& hpe, cv::Mat& sharpenedBGR) {
+    requireType("convertHPEtoSharpenedRGB", CV_32FC3, {{"hpe", hpe}});
+    requireRoom("convertHPEtoSharpenedRGB", hpe.size(), CV_32FC3, {{"sharpenedBGR", sharpenedBGR}});
     cv::Mat M = hpeFromSharpenedRgb().inv();
     multiplyImageByMatrixBackward(hpe, sharpenedBGR, M);
 }
 
 void performGammaCorrectionByStyle(cv::Mat& src, cv::Mat& dst, float low, float high, const Diagnostics& diagnostics) {
+    requireType("performGammaCorrectionByStyle", CV_32F, {{"src", src}});
+    requireRoom("performGammaCorrectionByStyle", src.size(), CV_32F, {{"dst", dst}});
     const auto gamma = static_cast<float>(std::log10(static_cast<double>(high / low)) + 1.0);
     MessageLines messages(diagnostics);
     if (diagnostics.wantsMessages()) {

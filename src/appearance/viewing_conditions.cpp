@@ -1,5 +1,6 @@
 #include <likeness/appearance/viewing_conditions.hpp>
 
+#include "numerics/argument_check.hpp"
 #include "numerics/repeated_sum.hpp"
 
 #include <cmath>
@@ -15,6 +16,7 @@ float fifthOfMean(float sum, std::int64_t pixels) {
 }  // namespace
 
 float computeYback(cv::Mat& Yplane) {
+    requireType("computeYback", CV_32F, {{"Yplane", Yplane}});
     float sum = 0;
     for (int i = 0; i < Yplane.rows; ++i) {
         const float* const row = Yplane.ptr<float>(i);

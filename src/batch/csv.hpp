@@ -1,11 +1,12 @@
 // Tables as text: fields between separators, quoted as RFC 4180 says.
 #pragma once
 
+#include "files/csv_text.hpp"
+
 #include <cstdint>
 #include <istream>
 #include <stdexcept>
 #include <string>
-#include <string_view>
 #include <vector>
 
 namespace likeness {
@@ -57,8 +58,5 @@ private:
     bool terminated_ = true;
     bool quoteOpen_ = false;
 };
-
-/// The field as it stands in a table: in quotes where it holds a comma, a quote or a line end.
-std::string csvField(std::string_view text);
 
 }  // namespace likeness

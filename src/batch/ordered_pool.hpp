@@ -17,11 +17,16 @@ namespace likeness {
 /// Workers that make the records 0..count - 1 at the same time and hand them out in order. A worker runs ahead of the
 /// first record that is missing by a bounded number, so that memory stays flat. The numbers are given out in order:
 /// when the workers stop early, what is handed out is a beginning without gaps.
+///
+/// Where the system has fewer threads to give than are asked for, or not the memory that so many workers need, half of
+/// those that it gives do the work: the others give back what they hold, because the work needs room too. Where it
+/// gives none, the caller of `take` does the work. The records are the same.
 class OrderedPool {
 public:
     using Work = std::function<ResultRecord(std::size_t number)>;
 
-    /// @param makeWork  called once on every worker's thread: what it returns belongs to that thread
+    /// @param makeWork  called once on every worker's thread: what it returns belongs to that thread. Where it throws
+    ///                  `std::bad_alloc` the worker is given up
     OrderedPool(std::size_t count, unsigned jobs, std::function<Work()> makeWork);
     /// Stops, and waits for the workers.
     ~OrderedPool();
@@ -30,23 +35,41 @@ public:
 
     /// Waits until the next records are there, at most for `patience`, and moves all that are ready to `records`.
     /// @return  false when all have been handed out, or all that will come after `stop`
-    /// @throws what a worker's work threw
+    /// @throws what a worker's work threw, or what `makeWork` threw where not one worker could be made
     bool take(std::vector<ResultRecord>& records, std::chrono::milliseconds patience);
 
     /// No worker begins another record; those at hand are finished.
     void stop();
 
-private:
-    void run(const std::function<Work()>& makeWork);
+    /// Workers that there are at most: as many as asked for and of use, or fewer where threads or memory are short. At
+    /// least 1, which may be the caller.
+    unsigned workers() const;
 
+    /// Workers that were asked for and are of use.
+    unsigned asked() const noexcept { return asked_; }
+
+private:
+    void run(unsigned worker);
+    void work();
+    void workHere(std::unique_lock<std::mutex>& lock);
+
+    std::function<Work()> makeWork_;
+    Work ownWork_;  ///< the caller's, where it is the only worker
     std::size_t count_;
     std::size_t window_;
-    std::mutex mutex_;
+    unsigned asked_;
+    mutable std::mutex mutex_;
+    std::condition_variable gate_;
     std::condition_variable ready_;
     std::condition_variable room_;
     std::map<std::size_t, ResultRecord> done_;
     std::size_t begun_ = 0;
     std::size_t handedOut_ = 0;
+    bool open_ = false;      ///< the threads that were started may begin
+    unsigned staying_ = 0;   ///< how many of them do
+    unsigned kept_ = 0;      ///< workers that are to go on
+    unsigned starting_ = 0;  ///< threads that have not made their work yet
+    unsigned working_ = 0;
     bool stopping_ = false;
     std::exception_ptr failure_;
     std::vector<std::thread> workers_;

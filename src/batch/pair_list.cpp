@@ -4,6 +4,7 @@
 #include "batch/json_depth.hpp"
 #include "batch/result_fields.hpp"
 #include "batch/stable_hash.hpp"
+#include "diagnostics/shown_text.hpp"
 #include "files/refusal.hpp"
 
 #include <fmt/format.h>
@@ -47,30 +48,12 @@ std::string defaultId(std::string_view first, std::string_view second) {
 
 /// Whether the text is UTF-8 (RFC 3629) without NUL.
 bool isUtf8(std::string_view text) {
-    for (std::size_t k = 0; k < text.size();) {
-        const auto byte = [&](std::size_t at) { return at < text.size() ? static_cast<unsigned char>(text[at]) : 0U; };
-        const unsigned lead = byte(k);
-        const std::size_t length = lead < 0x80U   ? 1
-                                   : lead < 0xc2U ? 0
-                                   : lead < 0xe0U ? 2
-                                   : lead < 0xf0U ? 3
-                                   : lead < 0xf5U ? 4
-                                                  : 0;
-        if (length == 0 || lead == 0) {
+    for (std::size_t at = 0; at < text.size();) {
+        const std::size_t length = utf8Length(text, at);
+        if (length == 0 || text[at] == '\0') {
             return false;
         }
-        for (std::size_t i = 1; i < length; ++i) {
-            if ((byte(k + i) & 0xc0U) != 0x80U) {
-                return false;
-            }
-        }
-        const unsigned next = byte(k + 1);
-        const bool overlong = (lead == 0xe0U && next < 0xa0U) || (lead == 0xf0U && next < 0x90U);
-        const bool outside = (lead == 0xedU && next >= 0xa0U) || (lead == 0xf4U && next >= 0x90U);
-        if (overlong || outside) {
-            return false;
-        }
-        k += length;
+        at += length;
     }
     return true;
 }
@@ -211,7 +194,7 @@ void readTable(std::istream& in, char separator, ListReader& reader) {
     while (next()) {
         if (row.size() != header.size()) {
             reader.refuse(csv.line(),
-                          fmt::format("there are {} fields, and {} in the header", row.size(), header.size()));
+                          fmt::format("fields: {}, expected {} as in the header", row.size(), header.size()));
         }
         for (std::size_t k = 0; k < carried.size(); ++k) {
             carried[k].text = row[carriedFields[k]];
@@ -310,21 +293,46 @@ constexpr std::string_view imageExtensions[] = {".bmp", ".dib", ".exr", ".hdr", 
                                                 ".jpg", ".pbm", ".pgm", ".pic", ".png",  ".pnm", ".ppm",
                                                 ".pxm", ".ras", ".sr",  ".tif", ".tiff", ".webp"};
 
+/// Why a thing in a folder is no image file to be compared; empty if it is one.
+std::string whyLeftOut(const fs::directory_entry& entry) {
+    std::error_code error;
+    if (entry.is_symlink() && entry.is_directory(error)) {
+        return "is a link to a folder, and such links are not followed";
+    }
+    if (entry.is_symlink() && !entry.exists(error)) {
+        return "is a link that leads nowhere";
+    }
+    if (!entry.is_regular_file(error)) {
+        return "is not a regular file";
+    }
+    const std::string extension = entry.path().extension().string();
+    if (extension.empty()) {
+        return "has no extension that tells of an image";
+    }
+    const bool listed = std::find(std::begin(imageExtensions), std::end(imageExtensions), lowerCase(extension)) !=
+                        std::end(imageExtensions);
+    return listed ? "" : "has the extension '" + extension + "', which is none of an image that is read";
+}
+
 /// Paths of the image files of a folder by relative path without extension.
-std::map<std::string, std::string> imagesIn(const std::string& folder) {
+/// @param leftOut  gets the others, but for folders
+std::map<std::string, std::string> imagesIn(const std::string& folder, std::vector<FolderPairs::LeftOut>& leftOut) {
     std::map<std::string, std::string> images;
+    const std::size_t before = leftOut.size();
     try {
         if (!fs::is_directory(folder)) {
             throw Refusal("--folders: '" + folder + (fs::exists(folder) ? "' is not a folder" : "' does not exist"));
         }
         for (const auto& entry : fs::recursive_directory_iterator(folder)) {
             const fs::path relative = entry.path().lexically_relative(folder);
-            const std::string extension = lowerCase(relative.extension().string());
-            if (!entry.is_regular_file() || std::find(std::begin(imageExtensions), std::end(imageExtensions),
-                                                      extension) == std::end(imageExtensions)) {
+            const std::string path = (fs::path(folder) / relative).string();
+            if (entry.is_directory() && !entry.is_symlink()) {
                 continue;
             }
-            const std::string path = (fs::path(folder) / relative).string();
+            if (std::string why = whyLeftOut(entry); !why.empty()) {
+                leftOut.push_back({path, std::move(why)});
+                continue;
+            }
             const auto [place, isNew] = images.emplace(fs::path(relative).replace_extension().string(), path);
             if (!isNew) {
                 throw Refusal("--folders: '" + std::min(place->second, path) + "' and '" +
@@ -334,6 +342,8 @@ std::map<std::string, std::string> imagesIn(const std::string& folder) {
     } catch (const fs::filesystem_error& error) {
         throw Refusal("--folders: cannot read '" + error.path1().string() + "': " + error.code().message());
     }
+    std::sort(leftOut.begin() + static_cast<std::ptrdiff_t>(before), leftOut.end(),
+              [](const auto& a, const auto& b) { return a.path < b.path; });
     return images;
 }
 
@@ -428,9 +438,9 @@ PairList readPairs(const std::string& path, std::optional<ListFormat> format, Sh
 }
 
 FolderPairs pairFolders(const std::string& first, const std::string& second, Shard shard) {
-    const auto firstImages = imagesIn(first);
-    const auto secondImages = imagesIn(second);
-    FolderPairs folders{PairList(shard), {}};
+    FolderPairs folders{PairList(shard), {}, {}};
+    const auto firstImages = imagesIn(first, folders.leftOut);
+    const auto secondImages = imagesIn(second, folders.leftOut);
     for (const auto& [id, path] : firstImages) {
         const auto partner = secondImages.find(id);
         if (partner == secondImages.end()) {

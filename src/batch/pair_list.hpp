@@ -72,7 +72,14 @@ PairList readPairs(const std::string& path, std::optional<ListFormat> format, Sh
 /// these paths.
 struct FolderPairs {
     PairList pairs;
-    std::vector<std::string> unpaired;  ///< paths of files without a partner
+    std::vector<std::string> unpaired;  ///< paths of image files without a partner
+
+    /// A file that is not looked at.
+    struct LeftOut {
+        std::string path;
+        std::string why;  ///< "has ...": goes on from the path
+    };
+    std::vector<LeftOut> leftOut;  ///< in the order of the paths, those of the first folder first
 };
 
 /// @throws Refusal  a folder that cannot be read, two files of one folder that differ in the extension only, no pairs

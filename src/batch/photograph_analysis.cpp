@@ -1,58 +1,37 @@
 #include "batch/photograph_analysis.hpp"
 
-#include "photofile/decoder_remarks.hpp"
-
-#include <opencv2/imgcodecs.hpp>
+#include "batch/comparison_remarks.hpp"
+#include "files/refusal.hpp"
+#include "photofile/photograph_reader.hpp"
 
 #include <cerrno>
 #include <cstring>
-#include <fcntl.h>
 #include <new>
-#include <sys/stat.h>
-#include <unistd.h>
+#include <utility>
 
 namespace likeness {
 namespace {
 
-constexpr const char* noImage = " as an image";
-
-/// @return  why the file cannot be opened, or nothing
-std::string openingProblem(const std::string& path) {
-    const int descriptor = ::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK);
-    if (descriptor < 0) {
-        return std::string(": ") + std::strerror(errno);
-    }
-    struct ::stat status {};
-    const bool regular = ::fstat(descriptor, &status) == 0 && S_ISREG(status.st_mode);
-    ::close(descriptor);
-    return regular ? std::string() : noImage;
-}
-
-void analyse(const std::string& path, ColorCounter& counter, PhotographAnalysis& analysis) {
-    analysis.problem = openingProblem(path);
+void analyse(const std::string& path, ColorCounter& counter, std::uint64_t mostPixels, PhotographAnalysis& analysis) {
+    PhotographRead photograph = readPhotographAmongOthers(path, PhotographValues::bytesOrFloats, mostPixels);
+    analysis.problem = photograph.problem;
+    analysis.remarks = std::move(photograph.remarks);
     if (!analysis.problem.empty()) {
         return;
     }
-    cv::Mat photograph;
-    {
-        const RemarkCollector collector;
-        try {
-            photograph = cv::imread(path, cv::IMREAD_COLOR);
-        } catch (const cv::Exception&) {
-            photograph.release();
-        }
-        analysis.remarks = collector.lines();
-    }
-    if (photograph.empty()) {
-        analysis.problem = noImage;
-        return;
-    }
-    analysis.distributions = appearanceDistributions(photograph, counter);
-    analysis.facts.width = photograph.cols;
-    analysis.facts.height = photograph.rows;
+    analysis.distributions = appearanceDistributions(photograph.bgr, counter);
+    analysis.facts.width = photograph.bgr.cols;
+    analysis.facts.height = photograph.bgr.rows;
+    analysis.problem = appearanceProblem(analysis.distributions);
     const CorrelateShares& shares = analysis.distributions.nanShares;
     analysis.facts.nanShares = {shares.brightness, shares.lightness, shares.chroma, shares.colorfulness,
                                 shares.saturation};
+}
+
+/// Ends the batch: the photographs that follow would fare no better, and a later run may read this one.
+Refusal outOfMemory(const std::string& path) {
+    return Refusal("cannot analyse '" + path + "': " + std::strerror(ENOMEM) +
+                   "; fewer --jobs take less, a lower --max-pixels refuses large images");
 }
 
 void append(std::string& text, const std::string& more) {
@@ -61,16 +40,19 @@ void append(std::string& text, const std::string& more) {
 
 }  // namespace
 
-PhotographAnalysis analysePhotograph(const std::string& path, ColorCounter& counter) {
+PhotographAnalysis analysePhotograph(const std::string& path, ColorCounter& counter, std::uint64_t mostPixels) {
     PhotographAnalysis analysis;
     try {
-        analyse(path, counter, analysis);
+        analyse(path, counter, mostPixels, analysis);
+    } catch (const MachineFailure& failure) {
+        throw Refusal(failure.what());
     } catch (const std::bad_alloc&) {
-        analysis = {};
-        analysis.problem = ": Cannot allocate memory";
-    } catch (const cv::Exception&) {  // so the image library tells of the same
-        analysis = {};
-        analysis.problem = ": Cannot allocate memory";
+        throw outOfMemory(path);
+    } catch (const cv::Exception& error) {
+        if (error.code == cv::Error::StsNoMem) {
+            throw outOfMemory(path);
+        }
+        throw;
     }
     return analysis;
 }
@@ -93,6 +75,11 @@ PairOutcome compareAnalyses(const std::string& firstPath, const PhotographAnalys
     outcome.first = first.facts;
     outcome.second = second.facts;
     if (outcome.compared()) {
+        const std::string backgrounds =
+            backgroundRemark({first.facts.width, first.facts.height}, {second.facts.width, second.facts.height});
+        if (!backgrounds.empty()) {
+            append(outcome.remarks, backgrounds);
+        }
         const LikenessCoefficients coefficients = compareDistributions(first.distributions, second.distributions);
         outcome.coefficients = {coefficients.brightness, coefficients.lightness, coefficients.chroma,
                                 coefficients.colorfulness, coefficients.saturation};

@@ -3,6 +3,7 @@
 #include "batch/result_record.hpp"
 #include "comparison/photograph_counts.hpp"
 
+#include <cstdint>
 #include <string>
 #include <vector>
 
@@ -18,7 +19,10 @@ struct PhotographAnalysis {
 
 /// Reads and analyses a photograph. Safe to call from several threads, with a counter for each; the decoder's remarks
 /// are collected where a `RemarkSorter` is at work.
-PhotographAnalysis analysePhotograph(const std::string& path, ColorCounter& counter);
+/// @param mostPixels  more of them are a problem of the photograph
+/// @throws Refusal    if the machine lacks what it takes (memory, descriptors, a disk that works): no problem of the
+///                    photograph
+PhotographAnalysis analysePhotograph(const std::string& path, ColorCounter& counter, std::uint64_t mostPixels);
 
 /// Compares two analysed photographs.
 /// @param firstPath, secondPath  names for the error and the remarks

@@ -4,6 +4,7 @@
 #include "batch/result_text.hpp"
 #include "batch/stable_hash.hpp"
 #include "batch/working_file.hpp"
+#include "files/interrupt_cleanup.hpp"
 #include "files/refusal.hpp"
 #include "files/replaced_file.hpp"
 
@@ -341,6 +342,9 @@ void ResultMerge::write(const std::string& output, bool overwrite) const {
     // The lock keeps a second merge from the same file. What is in the file is left of one that was killed.
     const std::string temporary = workingFile(target, "merge");
     const OutputLock lock(temporary, OutputLock::Links::refuse);
+    const RemovedOnInterrupt onInterrupt[] = {RemovedOnInterrupt(temporary), RemovedOnInterrupt(temporary + "-wal"),
+                                              RemovedOnInterrupt(temporary + "-shm"),
+                                              RemovedOnInterrupt(temporary + "-journal")};
     try {
         for (const char* const ending : {"-wal", "-shm", "-journal"}) {
             fs::remove(temporary + ending, error);

@@ -1,5 +1,7 @@
 #include "batch/stop_signals.hpp"
 
+#include "files/interrupt_cleanup.hpp"
+
 #include <atomic>
 
 namespace likeness {
@@ -10,27 +12,31 @@ std::atomic<int> receivedSignal{0};
 static_assert(std::atomic<int>::is_always_lock_free);
 
 void remember(int signal) {
-    receivedSignal = signal;
+    int none = 0;
+    if (!receivedSignal.compare_exchange_strong(none, signal)) {
+        endBySignal(signal);
+    }
 }
 
 }  // namespace
 
 StopSignals::StopSignals() {
     receivedSignal = 0;
-    struct ::sigaction action {};
-    action.sa_handler = remember;
-    action.sa_flags = SA_RESTART | static_cast<int>(SA_RESETHAND);
-    ::sigaction(SIGINT, &action, &interrupt_);
-    ::sigaction(SIGTERM, &action, &terminate_);
-    action.sa_handler = SIG_IGN;
-    action.sa_flags = 0;
-    ::sigaction(SIGXFSZ, &action, &fileSize_);
+    for (std::size_t k = 0; k < signals.size(); ++k) {
+        ::sigaction(signals[k], nullptr, &before_[k]);
+        if ((before_[k].sa_flags & SA_SIGINFO) != 0 || before_[k].sa_handler != SIG_IGN) {
+            struct ::sigaction action {};
+            action.sa_handler = remember;
+            action.sa_flags = SA_RESTART;
+            ::sigaction(signals[k], &action, nullptr);
+        }
+    }
 }
 
 StopSignals::~StopSignals() {
-    ::sigaction(SIGINT, &interrupt_, nullptr);
-    ::sigaction(SIGTERM, &terminate_, nullptr);
-    ::sigaction(SIGXFSZ, &fileSize_, nullptr);
+    for (std::size_t k = 0; k < signals.size(); ++k) {
+        ::sigaction(signals[k], &before_[k], nullptr);
+    }
 }
 
 int StopSignals::received() const noexcept {

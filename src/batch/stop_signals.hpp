@@ -1,11 +1,12 @@
 #pragma once
 
+#include <array>
 #include <csignal>
 
 namespace likeness {
 
 /// While the object lives, the first SIGINT or SIGTERM is taken for the wish to stop soon; a second one ends the
-/// process at once. One object at a time. A file that grows beyond its limit is an error of the write, not a signal.
+/// process at once. One that the process was begun to ignore stays ignored. One object at a time.
 class StopSignals {
 public:
     StopSignals();
@@ -17,9 +18,9 @@ public:
     int received() const noexcept;
 
 private:
-    struct ::sigaction interrupt_ {};
-    struct ::sigaction terminate_ {};
-    struct ::sigaction fileSize_ {};
+    static constexpr std::array<int, 2> signals = {SIGINT, SIGTERM};
+
+    std::array<struct ::sigaction, signals.size()> before_{};
 };
 
 }  // namespace likeness

@@ -4,6 +4,7 @@
 #include <likeness/color/srgb_companding.hpp>
 #include "color/color_argument.hpp"
 #include "color/encoded_bgr.hpp"
+#include "numerics/argument_check.hpp"
 #include "numerics/image_walk.hpp"
 #include "numerics/transcendental_blocks.hpp"
 
@@ -52,6 +53,7 @@ void linearizeAndTransform(cv::Mat& bgr, cv::Mat& xyz, const PixelMatrix& matrix
 }  // namespace
 
 void getRGBtoXYZMatrix(cv::Mat& white, cv::Mat& M) {
+    requireElement("getRGBtoXYZMatrix", CV_32FC3, {{"white", white}});
     constexpr float x[3] = {0.64F, 0.3F, 0.15F};  // chromaticities of the red, green and blue primary
     constexpr float y[3] = {0.33F, 0.6F, 0.06F};
     cv::Mat primaries(3, 3, CV_32F);
@@ -72,22 +74,32 @@ void getRGBtoXYZMatrix(cv::Mat& white, cv::Mat& M) {
 }
 
 void convertBGRtoXYZ(cv::Mat& bgr, cv::Mat& white, cv::Mat& xyz) {
+    requireType("convertBGRtoXYZ", CV_32FC3, {{"bgr", bgr}});
+    requireElement("convertBGRtoXYZ", CV_32FC3, {{"white", white}});
+    requireRoom("convertBGRtoXYZ", bgr.size(), CV_32FC3, {{"xyz", xyz}});
     cv::Mat M;
     getRGBtoXYZMatrix(white, M);
     linearizeAndTransform<true>(bgr, xyz, PixelMatrix(M));
 }
 
 void convertXYZtoBGR(const cv::Mat& xyz, cv::Mat& white, cv::Mat& bgr) {
+    requireType("convertXYZtoBGR", CV_32FC3, {{"xyz", xyz}});
+    requireElement("convertXYZtoBGR", CV_32FC3, {{"white", white}});
+    requireRoom("convertXYZtoBGR", xyz.size(), CV_32FC3, {{"bgr", bgr}});
     cv::Mat M;
     getRGBtoXYZMatrix(white, M);
     encodeBgr<true>(xyz, bgr, PixelMatrix(M.inv()));
 }
 
 void convertBGRToXYZDirect(cv::Mat& bgr, cv::Mat& xyz) {
+    requireType("convertBGRToXYZDirect", CV_32FC3, {{"bgr", bgr}});
+    requireRoom("convertBGRToXYZDirect", bgr.size(), CV_32FC3, {{"xyz", xyz}});
     linearizeAndTransform<false>(bgr, xyz, PixelMatrix(xyzFromLinearRgb()));
 }
 
 void convertXYZToBGRDirect(cv::Mat& xyz, cv::Mat& bgr) {
+    requireType("convertXYZToBGRDirect", CV_32FC3, {{"xyz", xyz}});
+    requireRoom("convertXYZToBGRDirect", xyz.size(), CV_32FC3, {{"bgr", bgr}});
     encodeBgr<false>(xyz, bgr, PixelMatrix(xyzFromLinearRgb().inv()));
 }
 

@@ -5,6 +5,7 @@
 #include <likeness/color/srgb_companding.hpp>
 #include "color/color_argument.hpp"
 #include "color/photograph_argument.hpp"
+#include "numerics/argument_check.hpp"
 #include "numerics/image_walk.hpp"
 #include "numerics/transcendental_blocks.hpp"
 
@@ -120,6 +121,7 @@ void labToBgr(const cv::Mat& lab, cv::Mat& white, cv::Mat& bgr) {
 }  // namespace
 
 void adaptXYZToNewWhitePoint(cv::Mat& white, const cv::Mat& bgrWhite) {
+    requireElement("adaptXYZToNewWhitePoint", CV_32FC3, {{"white", white}, {"bgrWhite", bgrWhite}});
     // clang-format off
     const cv::Mat primaries = (cv::Mat_<float>(3, 3) << 0.64,   0.3,    0.15,
                                                         0.33,   0.6,    0.06,
@@ -142,12 +144,18 @@ void adaptXYZToNewWhitePoint(cv::Mat& white, const cv::Mat& bgrWhite) {
 }
 
 void convertBGRToLab(cv::Mat& bgr, cv::Mat& bgrWhite, cv::Mat& lab) {
+    requireType("convertBGRToLab", CV_32FC3, {{"bgr", bgr}});
+    requireElement("convertBGRToLab", CV_32FC3, {{"bgrWhite", bgrWhite}});
+    requireRoom("convertBGRToLab", bgr.size(), CV_32FC3, {{"lab", lab}});
     cv::Mat white(1, 1, CV_32FC3);
     adaptXYZToNewWhitePoint(white, bgrWhite);
     bgrToLab(bgr, white, lab);
 }
 
 void convertLabToBGR(const cv::Mat& lab, const cv::Mat& bgrWhite, cv::Mat& bgr) {
+    requireType("convertLabToBGR", CV_32FC3, {{"lab", lab}});
+    requireElement("convertLabToBGR", CV_32FC3, {{"bgrWhite", bgrWhite}});
+    requireRoom("convertLabToBGR", lab.size(), CV_32FC3, {{"bgr", bgr}});
     cv::Mat white(1, 1, CV_32FC3);
     adaptXYZToNewWhitePoint(white, bgrWhite);
     labToBgr(lab, white, bgr);

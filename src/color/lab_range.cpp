@@ -2,6 +2,7 @@
 
 #include "color/color_argument.hpp"
 #include "color/photograph_argument.hpp"
+#include "numerics/argument_check.hpp"
 #include "numerics/image_walk.hpp"
 
 namespace likeness {
@@ -22,10 +23,12 @@ void scaleAndShift(cv::Mat& lab, double scale, float shift) {
 }  // namespace
 
 void scaleLab(cv::Mat& lab) {
+    requireType("scaleLab", CV_32FC3, {{"lab", lab}});
     scaleAndShift(lab, 2.55, 128.0F);
 }
 
 void rescaleLab(cv::Mat& lab) {
+    requireType("rescaleLab", CV_32FC3, {{"lab", lab}});
     constexpr double hundredOver255 = 0.39215686274509803;
     scaleAndShift(lab, hundredOver255, -128.0F);
 }

@@ -5,6 +5,7 @@
 #include <likeness/color/srgb_companding.hpp>
 #include "color/color_argument.hpp"
 #include "color/encoded_bgr.hpp"
+#include "numerics/argument_check.hpp"
 #include "numerics/image_walk.hpp"
 #include "numerics/transcendental_blocks.hpp"
 
@@ -94,6 +95,8 @@ void clippedPowersOfRow(float* exponents, std::size_t count) {
 }  // namespace
 
 void convertBGRtoLMS(cv::Mat& bgr, cv::Mat& lms) {
+    requireType("convertBGRtoLMS", CV_32FC3, {{"bgr", bgr}});
+    requireRoom("convertBGRtoLMS", bgr.size(), CV_32FC3, {{"lms", lms}});
     constexpr std::size_t pixelsInBlock = blockSize / 12 * 4;  // a multiple of the vectors' lengths
     float linear[3 * pixelsInBlock];
     const PixelMatrix matrix(lmsFromRgb());
@@ -118,10 +121,14 @@ void convertBGRtoLMS(cv::Mat& bgr, cv::Mat& lms) {
 }
 
 void convertLMStoLab(const cv::Mat& lms, cv::Mat& lab) {
+    requireType("convertLMStoLab", CV_32FC3, {{"lms", lms}});
+    requireRoom("convertLMStoLab", lms.size(), CV_32FC3, {{"lab", lab}});
     conversion(lms, lab, labFromLms(), lms.rows, lms.cols);
 }
 
 void convertLabtoLMS(const cv::Mat& lab, cv::Mat& lms) {
+    requireType("convertLabtoLMS", CV_32FC3, {{"lms", lms}});
+    requireRoom("convertLabtoLMS", lms.size(), CV_32FC3, {{"lab", lab}});
     conversion(lab, lms, lmsFromLab(), lms.rows, lms.cols);
     const ImageWalk walk = walkOver(lms);
     for (int i = 0; i < walk.rows; ++i) {
@@ -130,6 +137,8 @@ void convertLabtoLMS(const cv::Mat& lab, cv::Mat& lms) {
 }
 
 void convertLMStoBGR(const cv::Mat& lms, cv::Mat& bgr) {
+    requireType("convertLMStoBGR", CV_32FC3, {{"bgr", bgr}});
+    requireRoom("convertLMStoBGR", bgr.size(), CV_32FC3, {{"lms", lms}});
     encodeBgr<false>(lms(cv::Rect(0, 0, bgr.cols, bgr.rows)), bgr, PixelMatrix(rgbFromLms()));
 }
 

@@ -1,11 +1,14 @@
 #include <likeness/color/opponent.hpp>
 
 #include "color/photograph_argument.hpp"
+#include "numerics/argument_check.hpp"
 #include "numerics/image_walk.hpp"
 
 namespace likeness {
 
 void convertToSimpleOpponentSpace(cv::Mat& bgr, cv::Mat& opp) {
+    requireType("convertToSimpleOpponentSpace", CV_32FC3, {{"bgr", bgr}});
+    requireRoom("convertToSimpleOpponentSpace", bgr.size(), CV_32FC2, {{"opp", opp}});
     const ImageWalk walk = walkOver(bgr, opp);
     for (int i = 0; i < walk.rows; ++i) {
         const float* pixel = bgr.ptr<float>(i);

@@ -1,6 +1,9 @@
 #include <likeness/color/pixel_matrix.hpp>
 
+#include "numerics/argument_check.hpp"
 #include "numerics/image_walk.hpp"
+
+#include <algorithm>
 
 namespace likeness {
 namespace {
@@ -29,7 +32,16 @@ void applyMatrix(const cv::Mat& src, cv::Mat& dst, const cv::Mat& M, ImageWalk w
 
 }  // namespace
 
+PixelMatrix::PixelMatrix(const cv::Mat& matrix) {
+    requireMatrix("PixelMatrix", 3, 3, {{"matrix", matrix}});
+    for (int k = 0; k < 3; ++k) {
+        std::copy_n(matrix.ptr<float>(k), 3, m_[k]);
+    }
+}
+
 void dotProduct(const cv::Mat& A, const cv::Mat& B, cv::Mat& C) {
+    requireMatrix("dotProduct", A.rows, std::max(A.rows, A.cols), {{"A", A}});
+    requireMatrix("dotProduct", A.rows, A.cols, {{"B", B}, {"C", C}});
     for (int i = 0; i < A.rows; ++i) {
         for (int j = 0; j < A.cols; ++j) {
             float& sum = C.at<float>(i, j);
@@ -42,20 +54,31 @@ void dotProduct(const cv::Mat& A, const cv::Mat& B, cv::Mat& C) {
 }
 
 float product(const cv::Mat& triple, const cv::Mat& M, int row) {
+    requireElement("product", CV_32FC3, {{"triple", triple}});
+    requireIndex("product", "row", row);
+    requireMatrix("product", row + 1, 3, {{"M", M}});
     const auto& t = triple.at<cv::Vec3f>(0, 0);
     const float* const m = M.ptr<float>(row);
     return t[0] * m[0] + t[1] * m[1] + t[2] * m[2];
 }
 
 void multiplyImageByMatrixForward(const cv::Mat& src, cv::Mat& dst, cv::Mat& M) {
+    requireType("multiplyImageByMatrixForward", CV_32FC3, {{"src", src}});
+    requireRoom("multiplyImageByMatrixForward", src.size(), CV_32FC3, {{"dst", dst}});
+    requireMatrix("multiplyImageByMatrixForward", 3, 3, {{"M", M}});
     applyMatrix<Order::reversed, Order::ofTheMatrix>(src, dst, M, walkOver(src, dst));
 }
 
 void multiplyImageByMatrixBackward(const cv::Mat& src, cv::Mat& dst, cv::Mat& M) {
+    requireType("multiplyImageByMatrixBackward", CV_32FC3, {{"src", src}});
+    requireRoom("multiplyImageByMatrixBackward", src.size(), CV_32FC3, {{"dst", dst}});
+    requireMatrix("multiplyImageByMatrixBackward", 3, 3, {{"M", M}});
     applyMatrix<Order::ofTheMatrix, Order::reversed>(src, dst, M, walkOver(src, dst));
 }
 
 void conversion(const cv::Mat& src, cv::Mat& dst, const cv::Mat& M, int rows, int cols) {
+    requireRoom("conversion", {cols, rows}, CV_32FC3, {{"src", src}, {"dst", dst}});
+    requireMatrix("conversion", 3, 3, {{"M", M}});
     applyMatrix<Order::ofTheMatrix, Order::ofTheMatrix>(src, dst, M, {rows, cols});
 }
 

@@ -3,6 +3,7 @@
 #include <likeness/color/bgr_xyz.hpp>
 #include <likeness/color/pixel_matrix.hpp>
 #include "color/color_argument.hpp"
+#include "numerics/argument_check.hpp"
 
 namespace likeness {
 namespace {
@@ -19,11 +20,15 @@ cv::Mat sharpenedFromXyz() {
 }  // namespace
 
 void convertXYZtoSharpenedBGR(const cv::Mat& xyz, cv::Mat& out) {
+    requireType("convertXYZtoSharpenedBGR", CV_32FC3, {{"xyz", xyz}});
+    requireRoom("convertXYZtoSharpenedBGR", xyz.size(), CV_32FC3, {{"out", out}});
     cv::Mat M = sharpenedFromXyz();
     multiplyImageByMatrixBackward(xyz, out, M);
 }
 
 void convertSharpenedBGRtoXYZ(cv::Mat& in, cv::Mat& xyz) {
+    requireType("convertSharpenedBGRtoXYZ", CV_32FC3, {{"in", in}});
+    requireRoom("convertSharpenedBGRtoXYZ", in.size(), CV_32FC3, {{"xyz", xyz}});
     cv::Mat M = sharpenedFromXyz().inv();
     multiplyImageByMatrixForward(in, xyz, M);
 }

@@ -5,6 +5,7 @@
 #include <likeness/color/yuv.hpp>
 #include <likeness/filter/guidedfilter.hpp>
 #include "color/photograph_argument.hpp"
+#include "numerics/argument_check.hpp"
 #include "numerics/image_walk.hpp"
 
 #include <opencv2/imgproc.hpp>
@@ -90,6 +91,8 @@ WhiteEstimate estimate(const cv::Mat& img, const cv::Vec3f& before, const Diagno
 
 bool computeWhitePointFromGrayWorld(const cv::Mat& img, cv::Mat& white, cv::Mat& previous, cv::Mat& /*mask*/,
                                     const Diagnostics& diagnostics) {
+    requireType("computeWhitePointFromGrayWorld", CV_32FC3, {{"img", img}});
+    requireElement("computeWhitePointFromGrayWorld", CV_32FC3, {{"white", white}, {"previous", previous}});
     auto& yuv = previous.at<cv::Vec3f>(0, 0);
     const WhiteEstimate found = estimate(img, yuv, diagnostics);
     yuv = cv::Vec3f(found.yuv);

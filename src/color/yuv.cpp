@@ -2,6 +2,7 @@
 
 #include <likeness/color/pixel_matrix.hpp>
 #include "color/color_argument.hpp"
+#include "numerics/argument_check.hpp"
 
 namespace likeness {
 
@@ -15,6 +16,8 @@ cv::Mat yuvFromRgb() {
 }
 
 void convertBGRtoYUV(const cv::Mat& bgr, cv::Mat& yuv) {
+    requireType("convertBGRtoYUV", CV_32FC3, {{"bgr", bgr}});
+    requireRoom("convertBGRtoYUV", bgr.size(), CV_32FC3, {{"yuv", yuv}});
     cv::Mat M = yuvFromRgb();
     multiplyImageByMatrixForward(bgr, yuv, M);
 }

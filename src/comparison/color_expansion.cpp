@@ -2,9 +2,9 @@
 
 #include "comparison/distinct_colors.hpp"
 #include "diagnostics/number_text.hpp"
+#include "numerics/beside.hpp"
 
 #include <cstring>
-#include <future>
 #include <utility>
 
 namespace likeness {
@@ -46,7 +46,7 @@ void ColorExpansion::writeMap(const std::string& name, const cv::Mat& map, int /
 }
 
 void ColorExpansion::handOn() {
-    auto images = std::async(std::launch::async, [this] { handOnImages(); });
+    auto images = beside([this] { handOnImages(); });
     handOnTexts();
     images.get();
 }

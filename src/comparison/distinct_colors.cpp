@@ -1,12 +1,14 @@
 #include "comparison/distinct_colors.hpp"
 
 #include "comparison/color_slots.hpp"
+#include "numerics/argument_check.hpp"
 #include "numerics/image_walk.hpp"
 
 #include <algorithm>
 #include <cstdlib>
 #include <cstring>
 #include <new>
+#include <numeric>
 #include <utility>
 
 namespace likeness {
@@ -42,6 +44,28 @@ bool isZero(const std::uint8_t* entries) {
     return any == 0;
 }
 
+/// Sorts places by their three bytes, the lowest first.
+/// @param slots, spare  `count` elements each, both overwritten
+/// @return              the one of the two that holds the result
+std::uint32_t* sortPlaces(std::uint32_t* slots, std::uint32_t* spare, std::size_t count) {
+    constexpr unsigned digits = 3;
+    std::array<std::array<std::uint32_t, 256>, digits> begin{};
+    const auto digitOf = [](std::uint32_t slot, unsigned digit) { return slot >> (8 * digit) & 255U; };
+    for (std::size_t i = 0; i < count; ++i) {
+        for (unsigned digit = 0; digit < digits; ++digit) {
+            ++begin[digit][digitOf(slots[i], digit)];
+        }
+    }
+    for (unsigned digit = 0; digit < digits; ++digit) {
+        std::exclusive_scan(begin[digit].begin(), begin[digit].end(), begin[digit].begin(), 0U);
+        for (std::size_t i = 0; i < count; ++i) {
+            spare[begin[digit][digitOf(slots[i], digit)]++] = slots[i];
+        }
+        std::swap(slots, spare);
+    }
+    return slots;
+}
+
 }  // namespace
 
 // Small pages, on purpose: calloc hands out untouched ones, and those that no colour falls on never become memory.
@@ -58,9 +82,7 @@ struct ColorCounter::PlaceTable {
     std::uint32_t* entries;
 };
 
-ColorCounter::ColorCounter() : counts_(colorSlotCount) {
-    clear();
-}
+ColorCounter::ColorCounter() = default;
 ColorCounter::~ColorCounter() = default;
 
 void ColorCounter::clear() noexcept {
@@ -68,18 +90,60 @@ void ColorCounter::clear() noexcept {
 }
 
 DistinctColors ColorCounter::count(const cv::Mat& photograph, bool withIndices) {
+    requireType("ColorCounter::count", CV_8UC3, {{"photograph", photograph}});
+    const std::size_t small = isFirst_ ? smallAsFirst : smallThereafter;
+    isFirst_ = false;
+    const std::size_t found = photograph.total() <= small ? sort(photograph) : countInTable(photograph);
     DistinctColors result;
+    result.counts.assign(pixels_.begin(), pixels_.begin() + static_cast<std::ptrdiff_t>(found));
+    if (found > 0) {
+        result.bgr.create(1, static_cast<int>(found), CV_8UC3);
+        std::transform(slots_.begin(), slots_.begin() + static_cast<std::ptrdiff_t>(found),
+                       result.bgr.ptr<cv::Vec3b>(0), colorOfSlot);
+    }
+    if (withIndices) {
+        result.indices = indicesOf(photograph, found);
+    }
+    return result;
+}
+
+std::size_t ColorCounter::sort(const cv::Mat& photograph) {
+    const std::size_t pixels = photograph.total();
+    if (slots_.size() < pixels) {
+        slots_.resize(pixels);
+        pixels_.resize(pixels);
+    }
+    std::size_t entered = 0;
+    forEachBlockOfSlots(photograph, [this, &entered](const std::uint32_t* slots, std::size_t count) {
+        std::copy_n(slots, count, slots_.data() + entered);
+        entered += count;
+    });
+    const std::uint32_t* const sorted = sortPlaces(slots_.data(), pixels_.data(), pixels);
+    std::size_t found = 0;
+    for (std::size_t i = 0; i < pixels; ++found) {  // writes where has been read already
+        const std::uint32_t slot = sorted[i];
+        const std::size_t first = i;
+        while (i < pixels && sorted[i] == slot) {
+            ++i;
+        }
+        slots_[found] = slot;
+        pixels_[found] = static_cast<std::uint32_t>(i - first);
+    }
+    return found;
+}
+
+std::size_t ColorCounter::countInTable(const cv::Mat& photograph) {
+    if (counts_.data() == nullptr) {
+        counts_ = numerics::LargePages(colorSlotCount);
+        clear();
+    }
     try {
         enter(photograph);
-        result = takeOut();
+        return takeOut();
     } catch (...) {
         clear();  // memory ran out on the way: the next photograph must find an empty table
         throw;
     }
-    if (withIndices) {
-        result.indices = indicesOf(photograph, result.counts.size());
-    }
-    return result;
 }
 
 void ColorCounter::enter(const cv::Mat& photograph) {
@@ -100,11 +164,13 @@ void ColorCounter::enter(const cv::Mat& photograph) {
     // 255 over and leaves 1.
     std::uint8_t* const entries = counts_.data();
     bool* const touched = touched_.data();
-    forEachBlockOfSlots(photograph, [this, entries, touched](const std::uint32_t* slots, std::size_t count) {
+    forEachBlockOfSlots(photograph, [=, this](const std::uint32_t* slots, std::size_t count) {
         for (std::size_t i = 0; i < count; ++i) {
             const std::uint32_t slot = slots[i];
             if constexpr (notePieces) {
                 touched[slot / pieceSize] = true;
+            } else {
+                static_cast<void>(touched);
             }
             if (++entries[slot] == 0) {
                 entries[slot] = 1;
@@ -114,7 +180,7 @@ void ColorCounter::enter(const cv::Mat& photograph) {
     });
 }
 
-DistinctColors ColorCounter::takeOut() {
+std::size_t ColorCounter::takeOut() {
     std::size_t found = 0;
     for (std::size_t piece = 0; piece < touched_.size(); ++piece) {
         if (!touched_[piece]) {
@@ -137,14 +203,7 @@ DistinctColors ColorCounter::takeOut() {
         pixels_[static_cast<std::size_t>(place - slots_.begin())] += 255 * static_cast<std::uint32_t>(next - carry);
         carry = next;
     }
-
-    DistinctColors result;
-    result.counts.assign(pixels_.begin(), pixels_.begin() + static_cast<std::ptrdiff_t>(found));
-    if (found > 0) {
-        result.bgr.create(1, static_cast<int>(found), CV_8UC3);
-        std::transform(slots_.begin(), end, result.bgr.ptr<cv::Vec3b>(0), colorOfSlot);
-    }
-    return result;
+    return found;
 }
 
 std::size_t ColorCounter::takeOutOfPiece(std::uint32_t first, std::uint32_t* slots, std::uint32_t* pixels) {
@@ -171,14 +230,8 @@ std::size_t ColorCounter::takeOutOfPiece(std::uint32_t first, std::uint32_t* slo
     return found;
 }
 
-cv::Mat ColorCounter::indicesOf(const cv::Mat& photograph, std::size_t colors) {
-    if (placeOf_ == nullptr) {
-        placeOf_ = std::make_unique<PlaceTable>();
-    }
-    std::uint32_t* const places = placeOf_->entries;  // need not be cleared: every colour of the photograph is set
-    for (std::size_t k = 0; k < colors; ++k) {
-        places[slots_[k]] = static_cast<std::uint32_t>(k);
-    }
+template <typename PlaceOf>
+cv::Mat ColorCounter::indicesBy(const cv::Mat& photograph, PlaceOf placeOf) {
     const std::size_t bytes = photograph.total() * sizeof(int);
     if (indices_.size() < bytes) {
         indices_ = numerics::LargePages();  // given back first: the two need not be there at the same time
@@ -188,10 +241,28 @@ cv::Mat ColorCounter::indicesOf(const cv::Mat& photograph, std::size_t colors) {
     auto* index = reinterpret_cast<std::uint32_t*>(indices_.data());  // without gaps: row follows row
     forEachBlockOfSlots(photograph, [&](const std::uint32_t* slots, std::size_t count) {
         for (std::size_t i = 0; i < count; ++i) {
-            *index++ = places[slots[i]];
+            *index++ = placeOf(slots[i]);
         }
     });
     return indices;
+}
+
+cv::Mat ColorCounter::indicesOf(const cv::Mat& photograph, std::size_t colors) {
+    if (placeOf_ == nullptr && photograph.total() <= smallThereafter) {
+        const auto begin = slots_.begin();
+        const auto end = begin + static_cast<std::ptrdiff_t>(colors);
+        return indicesBy(photograph, [begin, end](std::uint32_t slot) {
+            return static_cast<std::uint32_t>(std::lower_bound(begin, end, slot) - begin);
+        });
+    }
+    if (placeOf_ == nullptr) {
+        placeOf_ = std::make_unique<PlaceTable>();
+    }
+    std::uint32_t* const places = placeOf_->entries;  // need not be cleared: every colour of the photograph is set
+    for (std::size_t k = 0; k < colors; ++k) {
+        places[slots_[k]] = static_cast<std::uint32_t>(k);
+    }
+    return indicesBy(photograph, [places](std::uint32_t slot) { return places[slot]; });
 }
 
 namespace {
@@ -211,6 +282,10 @@ void expandElements(const cv::Mat& perColor, const cv::Mat& indices, cv::Mat& ex
 }  // namespace
 
 cv::Mat expandColors(const cv::Mat& perColor, const cv::Mat& indices, cv::Mat reuse) {
+    requireType("expandColors", CV_32S, {{"indices", indices}});
+    if (!indices.empty()) {
+        requireRoom("expandColors", {1, 1}, perColor.type(), {{"perColor", perColor}});
+    }
     cv::Mat expanded = std::move(reuse);
     expanded.create(indices.size(), perColor.type());
     const std::size_t bytes = perColor.elemSize();

@@ -26,8 +26,9 @@ struct DistinctColors {
 };
 
 /// Counts colours in a table of all 2^24, and finds their indices in a second one. The first takes 16 MiB, the second
-/// 64 MiB of address space, of which a photograph touches a part; they and some 16 bytes per distinct colour are kept
-/// for the next photograph. One thread at a time.
+/// 64 MiB of address space, of which a photograph touches a part; they are made when a photograph first needs them, and
+/// they and some 16 bytes per distinct colour are kept for the next one. The colours of a small photograph are sorted
+/// instead. One thread at a time.
 class ColorCounter {
 public:
     ColorCounter();
@@ -37,7 +38,13 @@ public:
 
     /// @param photograph   CV_8UC3, any size with fewer than 2^31 pixels, also empty
     /// @param withIndices  whether the colour of each pixel is wanted too
+    /// @throws std::invalid_argument  if the photograph is of another type
     DistinctColors count(const cv::Mat& photograph, bool withIndices);
+
+    /// Photographs of at most so many pixels are sorted, which then takes no longer than the table: the first of a
+    /// counter, for which it would have to be made, and all others.
+    static constexpr std::size_t smallAsFirst = std::size_t{1} << 18;
+    static constexpr std::size_t smallThereafter = std::size_t{1} << 14;
 
 private:
     struct PlaceTable;
@@ -45,17 +52,23 @@ private:
     /// A piece of the table of which is known whether a colour falls on it.
     static constexpr std::size_t pieceSize = 4096;
 
+    /// @return  how many colours there are, in `slots_` and `pixels_`
+    std::size_t sort(const cv::Mat& photograph);
+    std::size_t countInTable(const cv::Mat& photograph);
     void clear() noexcept;
     void enter(const cv::Mat& photograph);
     template <bool notePieces>
     void enter(const cv::Mat& photograph);
-    DistinctColors takeOut();
+    std::size_t takeOut();
     /// @param slots, pixels  room for `pieceSize` colours: their places and, modulo 255, numbers of pixels
     /// @return               how many colours there are in the piece that begins at `first`; it is empty then
     std::size_t takeOutOfPiece(std::uint32_t first, std::uint32_t* slots, std::uint32_t* pixels);
     cv::Mat indicesOf(const cv::Mat& photograph, std::size_t colors);
+    template <typename PlaceOf>
+    cv::Mat indicesBy(const cv::Mat& photograph, PlaceOf placeOf);
 
-    numerics::LargePages counts_;
+    bool isFirst_ = true;
+    numerics::LargePages counts_;  // empty until a photograph is not small
     std::array<bool, (std::size_t{1} << 24) / pieceSize> touched_{};
     std::vector<std::uint32_t> carries_;   // places, once for each 255 pixels more than the entry tells
     std::vector<std::uint32_t> slots_;     // places of the colours of the last photograph, ascending

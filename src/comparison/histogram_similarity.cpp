@@ -1,5 +1,6 @@
 #include <likeness/comparison/histogram_similarity.hpp>
 
+#include "numerics/argument_check.hpp"
 #include "numerics/image_walk.hpp"
 
 #include <cmath>
@@ -20,6 +21,18 @@ float countedUp(float entry, std::uint64_t times) {
     return entry;
 }
 
+float sumOverBins(BinProbabilities::const_iterator begin, BinProbabilities::const_iterator end,
+                  const BinProbabilities& second) {
+    float sum = 0.0F;
+    for (auto p = begin; p != end; ++p) {
+        const auto r = second.find(p->first);
+        if (r != second.end()) {
+            sum += std::sqrt(r->second * p->second);
+        }
+    }
+    return sum;
+}
+
 }  // namespace
 
 int BinCounts::binOf(float value) noexcept {
@@ -32,6 +45,7 @@ int BinCounts::binOf(float value) noexcept {
 }
 
 void BinCounts::add(const cv::Mat& map) {
+    requireType("BinCounts::add", CV_32F, {{"map", map}});
     const ImageWalk walk = walkOver(map);
     for (int i = 0; i < walk.rows; ++i) {
         const float* const values = map.ptr<float>(i);
@@ -42,6 +56,7 @@ void BinCounts::add(const cv::Mat& map) {
 }
 
 void BinCounts::add(const cv::Mat& map, const std::vector<std::uint32_t>& counts) {
+    requireRoom("BinCounts::add", {static_cast<int>(counts.size()), 1}, CV_32F, {{"map", map}});
     const float* const values = map.ptr<float>(0);
     for (std::size_t i = 0; i < counts.size(); ++i) {
         add(values[i], counts[i]);
@@ -80,6 +95,7 @@ double BinCounts::nanShare() const noexcept {
 }
 
 void computeFreqProbs(const cv::Mat& map, std::map<int, float>& probs) {
+    requireType("computeFreqProbs", CV_32F, {{"map", map}});
     BinCounts counts;
     counts.add(map);
     addProbabilities(counts, probs);
@@ -87,18 +103,15 @@ void computeFreqProbs(const cv::Mat& map, std::map<int, float>& probs) {
 
 float bhattacharyyaCoefficient(const BinProbabilities& first, const BinProbabilities& second) {
     constexpr int lastBin = 999;
-    float sum = 0.0F;
-    const auto end = first.upper_bound(lastBin);
-    for (auto p = first.lower_bound(0); p != end; ++p) {
-        const auto r = second.find(p->first);
-        if (r != second.end()) {
-            sum += std::sqrt(r->second * p->second);
-        }
-    }
-    return sum;
+    return sumOverBins(first.lower_bound(0), first.upper_bound(lastBin), second);
+}
+
+float bhattacharyyaCoefficientOfAllBins(const BinProbabilities& first, const BinProbabilities& second) {
+    return sumOverBins(first.begin(), first.end(), second);
 }
 
 float getBhattacharyaCoeff(const cv::Mat& first, const cv::Mat& second) {
+    requireType("getBhattacharyaCoeff", CV_32F, {{"first", first}, {"second", second}});
     BinProbabilities firstProbabilities;
     BinProbabilities secondProbabilities;
     computeFreqProbs(first, firstProbabilities);

@@ -6,6 +6,7 @@
 #include <likeness/comparison/photograph_comparison.hpp>
 #include "comparison/report.hpp"
 #include "diagnostics/number_text.hpp"
+#include "numerics/argument_check.hpp"
 #include "numerics/image_walk.hpp"
 
 #include <array>
@@ -15,6 +16,8 @@
 namespace likeness {
 
 void normImg(cv::Mat& src, cv::Mat& dst) {
+    requireType("normImg", CV_8UC3, {{"src", src}});
+    requireRoom("normImg", src.size(), CV_32FC3, {{"dst", dst}});
     std::array<float, 256> normalized{};
     for (std::size_t value = 0; value < normalized.size(); ++value) {
         normalized[value] = static_cast<float>(static_cast<double>(value) / 255.0);
@@ -30,6 +33,9 @@ void normImg(cv::Mat& src, cv::Mat& dst) {
 }
 
 void compute_cat(cv::Mat& src, cv::Mat& dst) {
+    requireType("compute_cat", CV_32FC3, {{"src", src}});
+    requireRoom("compute_cat", src.size(), CV_32FC3, {{"dst", dst}});
+    requireType("compute_cat", CV_32FC3, {{"dst", dst}});
     cv::Mat xyz(src.size(), CV_32FC3);
     convertBGRToXYZDirect(src, xyz);
     convertXYZtoSharpenedBGR(xyz, dst);

@@ -3,6 +3,7 @@
 #include <likeness/appearance/appearance_correlates.hpp>
 #include <likeness/appearance/cone_responses.hpp>
 #include <likeness/appearance/viewing_conditions.hpp>
+#include "numerics/argument_check.hpp"
 #include "numerics/image_walk.hpp"
 
 namespace likeness {
@@ -49,18 +50,25 @@ float backgroundLuminanceOf(std::int64_t pixels) {
 
 void perceptualMetrics(cv::Mat& src, cv::Mat& Q, cv::Mat& J, cv::Mat& C, cv::Mat& M, cv::Mat& s,
                        const Diagnostics& diagnostics) {
+    requireType("perceptualMetrics", CV_32FC3, {{"src", src}});
+    requireRoom("perceptualMetrics", src.size(), CV_32F, {{"Q", Q}, {"J", J}, {"C", C}, {"M", M}, {"s", s}});
     const std::int64_t pixels = static_cast<std::int64_t>(src.rows) * src.cols;
     perceptualMetricsBeforeBackground(src, backgroundLuminanceOf(pixels), Q, J, C, M, s, diagnostics);
 }
 
 void perceptualMetricsBeforeBackground(cv::Mat& src, float backgroundLuminance, cv::Mat& Q, cv::Mat& J, cv::Mat& C,
                                        cv::Mat& M, cv::Mat& s, const Diagnostics& diagnostics) {
+    requireType("perceptualMetricsBeforeBackground", CV_32FC3, {{"src", src}});
+    requireRoom("perceptualMetricsBeforeBackground", src.size(), CV_32F,
+                {{"Q", Q}, {"J", J}, {"C", C}, {"M", M}, {"s", s}});
     cv::Mat hue(src.size(), CV_32F);
-    AppearanceMaps maps{{Q, J, C, M, s}, hue};
+    const cv::Rect used(cv::Point(), src.size());
+    AppearanceMaps maps{{Q(used), J(used), C(used), M(used), s(used)}, hue};
     computeCorrelates(src, backgroundLuminance, maps, hue, diagnostics);  // the hue is not asked for: its map serves A
 }
 
 AppearanceMaps appearanceMapsBeforeBackground(cv::Mat& src, float backgroundLuminance, const Diagnostics& diagnostics) {
+    requireType("appearanceMapsBeforeBackground", CV_32FC3, {{"src", src}});
     const auto map = [&src] { return cv::Mat(src.size(), CV_32F); };
     AppearanceMaps maps{{map(), map(), map(), map(), map()}, map()};
     cv::Mat A = map();

@@ -5,10 +5,10 @@
 #include "comparison/color_expansion.hpp"
 #include "comparison/correlate_estimate.hpp"
 #include "comparison/photograph_counts.hpp"
+#include "numerics/beside.hpp"
 
 #include <algorithm>
 #include <array>
-#include <future>
 #include <stdexcept>
 #include <utility>
 #include <vector>
@@ -140,8 +140,8 @@ void countCorrelatesByEstimate(const DistinctColors& colors, float backgroundLum
 }
 
 void requirePhotograph(const cv::Mat& image) {
-    if (!image.empty() && image.type() != CV_8UC3) {
-        throw std::invalid_argument("likeness: a photograph is an 8-bit image of three channels (B, G, R)");
+    if (!image.empty() && image.type() != CV_8UC3 && image.type() != CV_32FC3) {
+        throw std::invalid_argument("likeness: a photograph is an 8-bit or float image of three channels (B, G, R)");
     }
 }
 
@@ -150,6 +150,9 @@ void requirePhotograph(const cv::Mat& image) {
 AppearanceDistributions appearanceDistributions(const cv::Mat& photograph, ColorCounter& counter,
                                                 const Diagnostics& diagnostics) {
     requirePhotograph(photograph);
+    if (!photograph.empty() && photograph.depth() == CV_32F) {
+        return countedAppearance(photograph, diagnostics).distributions;
+    }
     const bool dumps = diagnostics.wantsFiles();
     DistinctColors colors = counter.count(photograph, dumps);
     const float background = backgroundOf(photograph);
@@ -167,7 +170,7 @@ AppearanceDistributions appearanceDistributions(const cv::Mat& photograph, Color
 LikenessCoefficients compareDistributions(const AppearanceDistributions& first, const AppearanceDistributions& second) {
     LikenessCoefficients coefficients;
     for (std::size_t k = 0; k < correlateNames.size(); ++k) {
-        coefficients[k] = bhattacharyyaCoefficient(first[k], second[k]);
+        coefficients[k] = bhattacharyyaCoefficientOfAllBins(first[k], second[k]);
     }
     return coefficients;
 }
@@ -222,7 +225,9 @@ std::pair<AppearanceDistributions, AppearanceDistributions> analyzePhotographs(c
                                                                                const Diagnostics& diagnostics) {
     requirePhotograph(first);
     requirePhotograph(second);
-    if (diagnostics.wantsFiles()) {
+    // Half a millisecond's work: below, what a thread saves is not worth its start.
+    constexpr std::size_t worthAThread = std::size_t{1} << 14;
+    if (diagnostics.wantsFiles() || std::min(first.total(), second.total()) < worthAThread) {
         ColorCounter counter;
         AppearanceDistributions firstDistributions = appearanceDistributions(first, counter, diagnostics);
         return {std::move(firstDistributions), appearanceDistributions(second, counter, diagnostics)};
@@ -231,7 +236,7 @@ std::pair<AppearanceDistributions, AppearanceDistributions> analyzePhotographs(c
         ColorCounter counter;
         return appearanceDistributions(photograph, counter, diagnostics);
     };
-    auto secondDistributions = std::async(std::launch::async, [&] { return analyze(second); });
+    auto secondDistributions = beside([&] { return analyze(second); });
     AppearanceDistributions firstDistributions = analyze(first);
     return {std::move(firstDistributions), secondDistributions.get()};
 }

@@ -2,6 +2,7 @@
 
 #include <likeness/transport/image_statistics.hpp>
 #include "color/photograph_argument.hpp"
+#include "numerics/argument_check.hpp"
 #include "numerics/image_walk.hpp"
 
 #include <opencv2/imgproc.hpp>
@@ -48,16 +49,6 @@ cv::Mat labOf(const cv::Mat& bgr) {
     return lab;
 }
 
-void remapLightness(cv::Mat& lab, const LightnessStatistics& own, const LightnessStatistics& wanted) {
-    const ImageWalk walk = walkOver(lab);
-    for (int i = 0; i < walk.rows; ++i) {
-        auto* const pixels = lab.ptr<cv::Vec3f>(i);
-        for (int j = 0; j < walk.cols; ++j) {
-            pixels[j][0] = (pixels[j][0] - own.mean) * wanted.deviation / own.deviation + wanted.mean;
-        }
-    }
-}
-
 /// The spread of the one is divided by that of the other: neither may be nothing.
 void requireSpread(const std::string& name, const cv::Mat& image, const LightnessStatistics& lightness) {
     const cv::Vec3f first = image.at<cv::Vec3f>(0, 0);
@@ -75,16 +66,29 @@ float computeMean(cv::Mat& plane, const Diagnostics& diagnostics) {
 }
 
 float computeStdDev(const cv::Mat& plane, float& mean) {
+    requireType("computeStdDev", CV_32F, {{"plane", plane}});
     const float squareOfMean = mean * mean;
     const RunningSum values = sumOver(plane, [squareOfMean](float v) { return v * v - squareOfMean; });
     return std::sqrt(values.sum / static_cast<float>(values.count));
 }
 
 LightnessStatistics lightnessStatistics(const cv::Mat& bgr, const Diagnostics& diagnostics) {
+    requireType("lightnessStatistics", CV_32FC3, {{"bgr", bgr}});
     return statisticsOfLab(labOf(bgr), diagnostics);
 }
 
+void remapLightness(cv::Mat& lab, const LightnessStatistics& own, const LightnessStatistics& wanted) {
+    const ImageWalk walk = walkOver(lab);
+    for (int i = 0; i < walk.rows; ++i) {
+        auto* const pixels = lab.ptr<cv::Vec3f>(i);
+        for (int j = 0; j < walk.cols; ++j) {
+            pixels[j][0] = (pixels[j][0] - own.mean) * wanted.deviation / own.deviation + wanted.mean;
+        }
+    }
+}
+
 void alterNonFlashBrightness(cv::Mat& nonFlash, cv::Mat& target, cv::Mat& result, const Diagnostics& diagnostics) {
+    requireElement("alterNonFlashBrightness", CV_32FC3, {{"nonFlash", nonFlash}, {"target", target}});
     cv::cvtColor(nonFlash, result, cv::COLOR_BGR2Lab);
     const LightnessStatistics own = statisticsOfLab(result, diagnostics);
     const LightnessStatistics wanted = statisticsOfLab(labOf(target), diagnostics);

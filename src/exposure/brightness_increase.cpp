@@ -11,11 +11,16 @@
 #include <opencv2/imgcodecs.hpp>
 #include <opencv2/imgproc.hpp>
 
+#include <algorithm>
 #include <cmath>
 #include <cstdint>
 #include <filesystem>
+#include <functional>
+#include <numeric>
+#include <stdexcept>
 #include <string>
 #include <system_error>
+#include <vector>
 
 namespace likeness {
 namespace {
@@ -56,7 +61,13 @@ float brightnessFactor(float first, int pass) {
     return first;
 }
 
-void increaseBrightness(cv::Mat& src, cv::Mat* dst, float factor, const Diagnostics& diagnostics) {
+namespace {
+
+/// Makes passes of the increase. `pictureOf(pass, hpe)` gives the image that a pass goes into, which may be that of the
+/// cone responses where nothing is dumped; `done(pass, picture)` gets it back.
+template <typename PictureOf, typename Done>
+void makePasses(cv::Mat& src, float firstFactor, const std::vector<int>& passes, PictureOf pictureOf, Done done,
+                const Diagnostics& diagnostics) {
     const bool dumps = diagnostics.wantsFiles();
     copyFlashPhotograph(diagnostics);
 
@@ -98,7 +109,8 @@ void increaseBrightness(cv::Mat& src, cv::Mat* dst, float factor, const Diagnost
     // Nothing is ever written to it (departure 26): the empty file belongs to the set of dumps.
     const std::unique_ptr<TextDump> pValues = diagnostics.openText("pValues.txt");
     cv::Mat t(size, CV_32F);
-    for (int k = 0; k < brightnessPasses; ++k) {
+    for (const int pass : passes) {
+        const float factor = brightnessFactor(firstFactor, pass);
         const float low = factor * Qmax / 10;
         performGammaCorrectionByStyle(smoothedQ, Q, low, Qmax, diagnostics);
         writeIntoFile(Q, "10_out.txt", Q.rows, Q.cols, diagnostics);
@@ -110,7 +122,8 @@ void increaseBrightness(cv::Mat& src, cv::Mat* dst, float factor, const Diagnost
         hue2AB(A, hue, t, eccentricity, Ncb, a, b, darkSurroundInduction);
         AB2NonLinearities(a, b, A, nl, Ncb);
         inverseNonLinearities(nl, hpe, FL, diagnostics);
-        convertHPEtoSharpenedRGB(hpe, dst[k]);
+        cv::Mat picture = pictureOf(pass, hpe);
+        convertHPEtoSharpenedRGB(hpe, picture);
         if (dumps) {
             diagnostics.writeImage("brightness_after.jpg", Q);
             diagnostics.writeImage("z_after.jpg", z * 255);
@@ -120,18 +133,20 @@ void increaseBrightness(cv::Mat& src, cv::Mat* dst, float factor, const Diagnost
             diagnostics.writeImage("b_after.jpg", b * 255);
             diagnostics.writeImage("rgba_after.jpg", nl);
             diagnostics.writeImage("lms_after.jpg", hpe);
-            diagnostics.writeImage("dst.jpg", dst[k]);
+            diagnostics.writeImage("dst.jpg", picture);
         }
 
-        MessageLines messages(diagnostics);
-        forEachElement(dst[k], [&messages](float& element) {
-            element /= 100.0F;
-            if (std::isnan(element)) {
-                messages.add(element);
-            }
-        });
-        factor = nextFactor(factor);
-        messages.add(factor);
+        {
+            MessageLines messages(diagnostics);
+            forEachElement(picture, [&messages](float& element) {
+                element /= 100.0F;
+                if (std::isnan(element)) {
+                    messages.add(element);
+                }
+            });
+            messages.add(nextFactor(factor));
+        }
+        done(pass, picture);
     }
 
     MessageLines messages(diagnostics);
@@ -141,6 +156,28 @@ void increaseBrightness(cv::Mat& src, cv::Mat* dst, float factor, const Diagnost
             messages.add(element);
         }
     });
+}
+
+}  // namespace
+
+void increaseBrightness(cv::Mat& src, cv::Mat* dst, float factor, const Diagnostics& diagnostics) {
+    std::vector<int> all(brightnessPasses);
+    std::iota(all.begin(), all.end(), 0);
+    makePasses(
+        src, factor, all, [dst](int pass, const cv::Mat&) { return dst[pass]; }, [](int, cv::Mat&) {}, diagnostics);
+}
+
+void increaseBrightnessByPasses(cv::Mat& src, float factor, const std::vector<int>& passes,
+                                const std::function<void(int pass, cv::Mat& picture)>& take,
+                                const Diagnostics& diagnostics) {
+    const bool ascending = std::adjacent_find(passes.begin(), passes.end(), std::greater_equal<>()) == passes.end();
+    if (!ascending || (!passes.empty() && (passes.front() < 0 || passes.back() >= brightnessPasses))) {
+        throw std::invalid_argument("increaseBrightnessByPasses: passes are 0 to 5, each once, in ascending order");
+    }
+    makePasses(
+        src, factor, passes,
+        [&](int, const cv::Mat& hpe) { return diagnostics.wantsFiles() ? cv::Mat(hpe.size(), CV_32FC3) : hpe; }, take,
+        diagnostics);
 }
 
 }  // namespace likeness

@@ -1,5 +1,6 @@
 #include <likeness/exposure/durand_tone_mapping.hpp>
 
+#include "numerics/argument_check.hpp"
 #include "numerics/image_walk.hpp"
 #include "numerics/transcendental_blocks.hpp"
 
@@ -56,6 +57,7 @@ void raise(cv::Mat& image, float exponent) {
 }  // namespace
 
 void toneMapDurand(const cv::Mat& radiance, cv::Mat& toneMapped, const DurandToneMapping& parameters) {
+    requireElement("toneMapDurand", CV_32FC3, {{"radiance", radiance}});
     cv::Mat image = normalized(radiance);
     cv::Mat luminance;
     cv::cvtColor(image, luminance, cv::COLOR_RGB2GRAY);  // departure 16

@@ -10,10 +10,15 @@
 #include "color/photograph_argument.hpp"
 #include "diagnostics/number_text.hpp"
 
+#include <omp.h>
+
 #include <algorithm>
 #include <array>
 #include <atomic>
 #include <exception>
+#include <pthread.h>
+#include <system_error>
+#include <thread>
 
 namespace likeness {
 namespace {
@@ -31,10 +36,15 @@ void forEachBand(const cv::Mat& image, Body body) {
     }
 }
 
-}  // namespace
+/// Whether this process was forked from one that had loaded the library. The OpenMP runtime may then believe in threads
+/// that stayed behind, and wait for them for ever.
+bool isForked = false;
 
-void forEachExposure(const std::function<void(int)>& body) {
-    std::array<std::exception_ptr, exposureCount> errors;  // none may leave the region by itself
+[[maybe_unused]] const int watchesForks = ::pthread_atfork(nullptr, nullptr, [] { isForked = true; });
+
+/// Calls run(i) for each exposure on the OpenMP runtime's default team.
+template <typename Run>
+void shareOutOverRuntimesTeam(Run run) {
     // The team's work comes after what the caller did before and before what it does next: the runtime sees to that.
     // The two atomics say it once more, for the thread sanitizer, which cannot look into the runtime.
     std::atomic<int> finished{0};
@@ -43,14 +53,56 @@ void forEachExposure(const std::function<void(int)>& body) {
 #pragma omp parallel for schedule(static)
     for (int i = 0; i < exposureCount; ++i) {
         static_cast<void>(handedOut.load(std::memory_order_acquire));
+        run(i);
+        finished.fetch_add(1, std::memory_order_release);
+    }
+    static_cast<void>(finished.load(std::memory_order_acquire));
+}
+
+/// The same on as many threads that live no longer than the call, the caller's among them.
+template <typename Run>
+void shareOutOverOwnThreads(Run run) {
+    const int threads = std::clamp(omp_get_max_threads(), 1, exposureCount);
+    const int share = exposureCount / threads;
+    const int longer = exposureCount % threads;  // so many threads take one exposure more
+    const auto runBlock = [&](int thread) {
+        const int first = thread * share + std::min(thread, longer);
+        const int count = share + (thread < longer ? 1 : 0);
+        for (int i = first; i < first + count; ++i) {
+            run(i);
+        }
+    };
+    std::vector<std::thread> team;
+    team.reserve(static_cast<std::size_t>(threads - 1));
+    int started = 1;
+    try {
+        for (; started < threads; ++started) {
+            team.emplace_back(runBlock, started);
+        }
+    } catch (const std::system_error&) {
+        // No more threads to be had: the caller does what is left.
+    }
+    runBlock(0);
+    for (int thread = started; thread < threads; ++thread) {
+        runBlock(thread);
+    }
+    for (std::thread& thread : team) {
+        thread.join();
+    }
+}
+
+}  // namespace
+
+void forEachExposure(const std::function<void(int)>& body) {
+    std::array<std::exception_ptr, exposureCount> errors;  // none may leave the region by itself
+    const auto run = [&](int i) {
         try {
             body(i);
         } catch (...) {
             errors[static_cast<std::size_t>(i)] = std::current_exception();
         }
-        finished.fetch_add(1, std::memory_order_release);
-    }
-    static_cast<void>(finished.load(std::memory_order_acquire));
+    };
+    isForked ? shareOutOverOwnThreads(run) : shareOutOverRuntimesTeam(run);
     for (const std::exception_ptr& error : errors) {
         if (error) {
             std::rethrow_exception(error);

@@ -8,14 +8,12 @@
 #include <likeness/color/sharpened_rgb.hpp>
 #include "diagnostics/number_text.hpp"
 #include "exposure/result_image.hpp"
+#include "numerics/argument_check.hpp"
 
 #include <cstdint>
 
 namespace likeness {
 namespace {
-
-constexpr float whiteLuminance = 100.0F;
-constexpr float adaptingLuminance = 20.0F;  // a fifth of the white's
 
 /// Runs the forward model on sharpened images on the scale 0..100, for the files that it writes on the way.
 class LightnessAndBrightness {
@@ -24,28 +22,29 @@ public:
         : diagnostics_(diagnostics), response_(size, CV_32FC3), J_(size, CV_32F), map_(size, CV_32F) {
         const float background =
             backgroundOfUniformWhite(static_cast<std::int64_t>(size.width) * size.height, whiteLuminance);
-        const auto filled = [size](float value) { return cv::Mat(size, CV_32F, cv::Scalar(value)); };
-        FL_ = filled(computeFl(adaptingLuminance));
-        Nbb_ = filled(computeNcb(background, whiteLuminance));
-        z_ = filled(computeZ(background, whiteLuminance));
+        conditions_ = uniformViewingConditions(size, background);
     }
 
     void dump(const cv::Mat& sharpened) {
         convertSharpenedBGRtoHPE(sharpened, response_);
-        computeNonLinearities(response_, response_, FL_);
-        const float Aw = computeLightness(response_, Nbb_, z_, J_, map_, diagnostics_);
-        computeBrightness(J_, FL_, z_, map_, Aw, diagnostics_);
+        computeNonLinearities(response_, response_, conditions_.FL);
+        const float Aw = computeLightness(response_, conditions_.Ncb, conditions_.z, J_, map_, diagnostics_);
+        computeBrightness(J_, conditions_.FL, conditions_.z, map_, Aw, diagnostics_);
     }
 
 private:
     const Diagnostics& diagnostics_;
-    cv::Mat response_, J_, map_, FL_, Nbb_, z_;
+    cv::Mat response_, J_, map_;
+    ViewingConditionMaps conditions_;
 };
 
 }  // namespace
 
 void loadExposureSeq(cv::Mat* exposures, cv::Mat& nonFlash, float* times, std::vector<cv::Mat>& images,
                      std::vector<float>& imageTimes, int count, const Diagnostics& diagnostics) {
+    if (count > 0) {
+        requireThere("loadExposureSeq", {{"exposures", exposures}, {"times", times}});
+    }
     nonFlash *= 255;
     if (diagnostics.wantsFiles()) {
         cv::Mat bytes;
@@ -68,6 +67,12 @@ void loadExposureSeq(cv::Mat* exposures, cv::Mat& nonFlash, float* times, std::v
 }
 
 void recoverLightnessExposureCurve(cv::Mat*& exposures, int count, const Diagnostics& diagnostics) {
+    if (count > 0) {
+        requireThere("recoverLightnessExposureCurve", {{"exposures", exposures}});
+    }
+    for (int i = 0; i < count; ++i) {
+        requireType("recoverLightnessExposureCurve", CV_32FC3, {{"an exposure", exposures[i]}});
+    }
     for (int i = 0; i < count; ++i) {
         cv::Mat& exposure = exposures[i];
         if (diagnostics.wantsFiles()) {

@@ -16,6 +16,7 @@
 #include "exposure/exposure_regions.hpp"
 #include "exposure/exposure_times.hpp"
 #include "exposure/result_image.hpp"
+#include "numerics/argument_check.hpp"
 
 #include <opencv2/imgcodecs.hpp>
 
@@ -240,6 +241,10 @@ int stepsOf(const StackOptions& options) {
 
 void createBrightnessExposures(cv::Mat& flash, cv::Mat& nonFlash, float brightness, int iterations, std::string prefix,
                                const Diagnostics& diagnostics) {
+    requireType("createBrightnessExposures", CV_32FC3, {{"flash", flash}, {"nonFlash", nonFlash}});
+    if (iterations > 0) {
+        requireRoom("createBrightnessExposures", flash.size(), CV_32FC3, {{"nonFlash", nonFlash}});
+    }
     const auto writeTinted = [&prefix](int round, int exposure, const cv::Mat& bgr) {
         cv::Mat bytes;
         bgr.convertTo(bytes, CV_8U, 255);
@@ -256,6 +261,7 @@ void createBrightnessExposures(cv::Mat& flash, cv::Mat& nonFlash, float brightne
 
 void createBrightnessExposuresVs2(cv::Mat& flash, cv::Mat& nonFlash, float brightness, int iterations,
                                   std::string prefix, const Diagnostics& diagnostics) {
+    requireType("createBrightnessExposuresVs2", CV_32FC3, {{"flash", flash}, {"nonFlash", nonFlash}});
     const Watch nobody;
     StepCount steps(nobody, 0);
     const Recovered recovered =
@@ -265,6 +271,7 @@ void createBrightnessExposuresVs2(cv::Mat& flash, cv::Mat& nonFlash, float brigh
 
 void createBrightnessExposuresVs3(cv::Mat& flash, cv::Mat& nonFlash, float brightness, int iterations,
                                   std::string prefix, const Diagnostics& diagnostics) {
+    requireType("createBrightnessExposuresVs3", CV_32FC3, {{"flash", flash}, {"nonFlash", nonFlash}});
     diagnostics.print(linesOf(halvingTimes(30, exposureCount + 1)));
     const Watch nobody;
     StepCount steps(nobody, 0);

@@ -5,10 +5,12 @@
 #include "exposure/exposure_merging.hpp"
 #include "exposure/exposure_times.hpp"
 #include "exposure/result_image.hpp"
+#include "numerics/argument_check.hpp"
 
 #include <opencv2/photo.hpp>
 
 #include <cmath>
+#include <limits>
 #include <sstream>
 
 namespace likeness {
@@ -34,6 +36,7 @@ cv::Mat recoverResponse(const std::vector<cv::Mat>& images, const std::vector<fl
 }
 
 void dumpResponse(const cv::Mat& response, const ResponseFiles& files, const Diagnostics& diagnostics) {
+    requireType("dumpResponse", CV_32FC3, {{"response", response}});
     if (diagnostics.wantsMessages()) {
         std::ostringstream text;
         text << response << '\n';
@@ -72,6 +75,8 @@ void mergeAndFuse(const std::vector<cv::Mat>& images, const std::vector<float>& 
 }
 
 void recoverCRF(cv::Mat*& exposures, cv::Mat& nonFlash, int count, std::string prefix, const Diagnostics& diagnostics) {
+    requireThere("recoverCRF", {{"exposures", exposures}});
+    requireWithin("recoverCRF", "count", count, 2, std::numeric_limits<int>::max() - 1);
     std::vector<float> times = halvingTimes(1024, count + 1);
     if (diagnostics.wantsFiles()) {
         diagnostics.writeImage("test.jpg", exposures[1] * 255);

@@ -5,14 +5,26 @@
 #include <opencv2/imgcodecs.hpp>
 
 #include <filesystem>
+#include <string>
 #include <system_error>
 #include <vector>
 
 namespace likeness {
+namespace {
+
+/// The last dot of the file's name and what follows it. Unlike the standard library's, also of a name that begins with
+/// its only dot: a prefix that ends in "/" gives such names.
+std::string extensionOf(const std::string& path) {
+    const std::string name = std::filesystem::path(path).filename().string();
+    const std::size_t dot = name.rfind('.');
+    return dot == std::string::npos ? std::string() : name.substr(dot);
+}
+
+}  // namespace
 
 void writeResultImage(const std::string& path, const cv::Mat& image) {
     std::vector<uchar> bytes;
-    cv::imencode(std::filesystem::path(path).extension().string(), image, bytes);
+    cv::imencode(extensionOf(path), image, bytes);
     const std::string unfinished = path + ".part";
     OutputFile file(unfinished);
     file.write({reinterpret_cast<const char*>(bytes.data()), bytes.size()});

@@ -1,31 +1,43 @@
+// Temporary files that do not stay behind when a signal ends the program.
+//
+// A signal that its sender has the program ignore (nohup, a shell's background) stays ignored, and one that somebody
+// else handles is theirs.
 #pragma once
 
-#include <array>
 #include <csignal>
-#include <functional>
-#include <thread>
+#include <string>
 
 namespace likeness {
 
-/// While it lives, an interruption of the program (SIGINT, SIGTERM, SIGHUP) has something done before the program ends
-/// by that signal. A signal that the caller has the program ignore stays ignored. One object at a time.
-class InterruptCleanup {
+/// As long as it lives, a file, or a folder that holds nothing but files, goes if SIGINT, SIGTERM, SIGHUP or SIGQUIT
+/// ends the program; the program ends by that signal all the same. Safe to use from several threads; a forked child
+/// leaves its parent's files alone.
+class RemovedOnInterrupt {
 public:
-    /// @param cleanUp  runs on a thread of its own, beside whatever the others are doing
-    explicit InterruptCleanup(std::function<void()> cleanUp);
-    ~InterruptCleanup();
-    InterruptCleanup(const InterruptCleanup&) = delete;
-    InterruptCleanup& operator=(const InterruptCleanup&) = delete;
+    /// @param path  of what is there or will be; relative to the working directory, which must stay the same
+    explicit RemovedOnInterrupt(const std::string& path);
+    ~RemovedOnInterrupt();
+    RemovedOnInterrupt(const RemovedOnInterrupt&) = delete;
+    RemovedOnInterrupt& operator=(const RemovedOnInterrupt&) = delete;
 
 private:
-    static constexpr std::array<int, 3> signals = {SIGINT, SIGTERM, SIGHUP};
-
-    void await();
-
-    std::function<void()> cleanUp_;
-    std::array<int, 2> pipe_ = {-1, -1};
-    std::array<struct ::sigaction, signals.size()> before_{};
-    std::thread waiting_;
+    int slot_ = -1;  ///< -1: there are more files than can be kept in mind, or the path is too long; it may stay behind
 };
+
+/// As long as it lives, none of these signals ends the program: held while a file of a random name is made and its
+/// `RemovedOnInterrupt` is not there yet. For a moment only; not within one another.
+class HeldInterruptions {
+public:
+    HeldInterruptions();
+    ~HeldInterruptions();
+    HeldInterruptions(const HeldInterruptions&) = delete;
+    HeldInterruptions& operator=(const HeldInterruptions&) = delete;
+
+private:
+    ::sigset_t before_{};
+};
+
+/// Removes what is registered and ends the program by `signal`. May be called by a signal handler.
+[[noreturn]] void endBySignal(int signal) noexcept;
 
 }  // namespace likeness

@@ -1,5 +1,6 @@
 #include "files/replaced_file.hpp"
 
+#include "files/interrupt_cleanup.hpp"
 #include "files/refusal.hpp"
 
 #include <cerrno>
@@ -7,6 +8,7 @@
 #include <cstring>
 #include <fcntl.h>
 #include <filesystem>
+#include <optional>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -58,9 +60,15 @@ int takeOverAccess(int descriptor, const fs::path& target) {
 int writeBeside(const fs::path& target, std::string_view bytes) {
     // A name of its own length: one made from a long name might be too long.
     std::string temporary = (target.parent_path() / ".darkroom-XXXXXX").string();
-    const int descriptor = ::mkstemp(temporary.data());
-    if (descriptor < 0) {
-        return errno;
+    std::optional<RemovedOnInterrupt> onInterrupt;
+    int descriptor = -1;
+    {
+        const HeldInterruptions noSignal;
+        descriptor = ::mkstemp(temporary.data());
+        if (descriptor < 0) {
+            return errno;
+        }
+        onInterrupt.emplace(temporary);
     }
     int problem = writeAll(descriptor, bytes);
     if (problem == 0) {
@@ -95,9 +103,11 @@ int writeInPlace(const std::string& path, std::string_view bytes) {
     return problem;
 }
 
-/// What a path names once symbolic links are followed, also where the last one leads to nothing yet.
-fs::path followed(fs::path path) {
+}  // namespace
+
+fs::path followedLinks(const std::string& name) {
     constexpr int mostLinks = 40;  // as the kernel follows
+    fs::path path = name;
     std::error_code error;
     for (int i = 0; i < mostLinks && fs::is_symlink(fs::symlink_status(path, error)); ++i) {
         const fs::path next = fs::read_symlink(path, error);
@@ -109,11 +119,9 @@ fs::path followed(fs::path path) {
     return fs::absolute(path, error);
 }
 
-}  // namespace
-
 std::string behindLinks(const std::string& path) {
     std::error_code error;
-    return fs::is_symlink(fs::symlink_status(path, error)) ? followed(path).string() : path;
+    return fs::is_symlink(fs::symlink_status(path, error)) ? followedLinks(path).string() : path;
 }
 
 void synchronizeFile(const std::string& path) noexcept {
@@ -137,7 +145,7 @@ void replaceFile(const std::string& path, std::string_view bytes) {
     if (special) {
         problem = writeInPlace(path, bytes);
     } else {
-        const fs::path target = followed(path);
+        const fs::path target = followedLinks(path);
         problem = fs::is_symlink(fs::symlink_status(target, error)) ? ELOOP : writeBeside(target, bytes);
     }
     if (problem != 0) {

@@ -1,9 +1,14 @@
 #pragma once
 
+#include <filesystem>
 #include <string>
 #include <string_view>
 
 namespace likeness {
+
+/// What a path names once the symbolic links at its end are followed, also where the last one leads to nothing yet;
+/// absolute. The folders on the way may be links.
+std::filesystem::path followedLinks(const std::string& path);
 
 /// Writes a file as a whole: the bytes go into a new file of a temporary name beside it, which then takes the name,
 /// with the permissions of the file that it replaces. On failure an existing file is left as it was and nothing else

@@ -3,6 +3,7 @@
 #include "filter/box_filter.hpp"
 #include "filter/plane_block.hpp"
 #include "filter/plane_quotient.hpp"
+#include "numerics/argument_check.hpp"
 
 // For the loops below: no step touches what another one touches, although planes are written in place.
 #if defined(__clang__)
@@ -28,6 +29,11 @@ cv::Mat convertTo(const cv::Mat& image, int depth) {
     cv::Mat converted;
     image.convertTo(converted, depth);
     return converted;
+}
+
+const cv::Mat& requireGuide(const char* variant, const cv::Mat& guide, int channels) {
+    requireType(variant, CV_MAKETYPE(guide.depth(), channels), {{"guide", guide}});
+    return guide;
 }
 
 /// The loops below trust their planes: OpenCV's own arithmetic would take a 1 x 1 plane as a scalar.
@@ -129,7 +135,9 @@ cv::Mat GuidedFilterImpl::filter(const cv::Mat& p, int depth, const Diagnostics&
 }
 
 GuidedFilterMono::GuidedFilterMono(const cv::Mat& guide, int windowSide, double regularizer)
-    : GuidedFilterImpl(storedDepth(guide)), windowSize(windowSide), eps(regularizer) {
+    : GuidedFilterImpl(storedDepth(requireGuide("GuidedFilterMono", guide, 1))),
+      windowSize(windowSide),
+      eps(regularizer) {
     const auto memory = std::make_shared<PlaneBlock>(guide.size(), storedDepth(guide), 3);
     for (cv::Mat* plane : {&I, &meanI, &varI}) {
         *plane = memory->take();
@@ -164,7 +172,10 @@ cv::Mat GuidedFilterMono::filterColorChannelsMK(const cv::Mat& p) const {
 
 GuidedFilterColor::GuidedFilterColor(const cv::Mat& guide, int windowSide, double regularizer,
                                      const Diagnostics& diagnostics)
-    : GuidedFilterImpl(storedDepth(guide)), Ichannels(3), windowSize(windowSide), eps(regularizer) {
+    : GuidedFilterImpl(storedDepth(requireGuide("GuidedFilterColor", guide, 3))),
+      Ichannels(3),
+      windowSize(windowSide),
+      eps(regularizer) {
     const auto memory = std::make_shared<PlaneBlock>(guide.size(), storedDepth(guide), 18);
     for (cv::Mat* plane :
          {&Ichannels[0], &Ichannels[1], &Ichannels[2], &meanI0, &meanI1, &meanI2, &invCov00, &invCov01, &invCov02,

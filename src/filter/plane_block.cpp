@@ -1,5 +1,7 @@
 #include "filter/plane_block.hpp"
 
+#include <stdexcept>
+
 namespace likeness {
 namespace {
 
@@ -23,6 +25,9 @@ PlaneBlock::PlaneBlock(cv::Size size, int type, int planes)
       next_(memory_.data()) {}
 
 cv::Mat PlaneBlock::take() {
+    if (next_ == nullptr || next_ + stride_ > memory_.data() + memory_.size()) {
+        throw std::out_of_range("PlaneBlock: all planes are taken");
+    }
     cv::Mat plane(size_, type_, next_);
     next_ += stride_;
     return plane;

@@ -18,6 +18,7 @@ public:
     PlaneBlock(cv::Size size, int type, int planes);
 
     /// The next plane, its content undefined, without gaps between rows. It must not outlive the block.
+    /// @throws std::out_of_range  if there is none left
     cv::Mat take();
 
 private:

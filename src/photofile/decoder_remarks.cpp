@@ -1,7 +1,9 @@
 #include "photofile/decoder_remarks.hpp"
 
 #include <algorithm>
+#include <iostream>
 #include <sstream>
+#include <streambuf>
 #include <unistd.h>
 #include <utility>
 
@@ -10,34 +12,58 @@ namespace {
 
 thread_local std::string* collected = nullptr;
 
-#ifdef __GLIBC__
-::ssize_t sortOut(void* /*cookie*/, const char* bytes, std::size_t count) {
+std::size_t sortOut(const char* bytes, std::size_t count) {
     constexpr std::size_t most = std::size_t{1} << 16;
     if (collected == nullptr) {
-        return ::write(STDERR_FILENO, bytes, count);
+        const ::ssize_t written = ::write(STDERR_FILENO, bytes, count);
+        return written < 0 ? 0 : static_cast<std::size_t>(written);
     }
     if (collected->size() < most) {
         collected->append(bytes, count);
     }
-    return static_cast<::ssize_t>(count);
+    return count;
+}
+
+#ifdef __GLIBC__
+::ssize_t sortOutOfStream(void* /*cookie*/, const char* bytes, std::size_t count) {
+    return static_cast<::ssize_t>(sortOut(bytes, count));
 }
 #endif
 
+/// For what the image library writes to std::cerr: why it did not read a file, which whoever asked tells in words of
+/// his own. It has no buffer, so that the thread that prints is the one that writes.
+class SortingBuffer final : public std::streambuf {
+protected:
+    int_type overflow(int_type character) override {
+        if (!traits_type::eq_int_type(character, traits_type::eof())) {
+            const char byte = traits_type::to_char_type(character);
+            return xsputn(&byte, 1) == 1 ? character : traits_type::eof();
+        }
+        return traits_type::not_eof(character);
+    }
+    std::streamsize xsputn(const char* bytes, std::streamsize count) override {
+        return collected != nullptr ? count
+                                    : static_cast<std::streamsize>(sortOut(bytes, static_cast<std::size_t>(count)));
+    }
+};
+
 }  // namespace
 
-// The GNU C library lets `stderr` be set; elsewhere the remarks go where they always go.
-RemarkSorter::RemarkSorter() {
+// The GNU C library lets `stderr` be set; elsewhere what is printed there goes where it always goes.
+RemarkSorter::RemarkSorter() : buffer_(std::make_unique<SortingBuffer>()) {
 #ifdef __GLIBC__
-    sorting_ = ::fopencookie(nullptr, "w", {nullptr, sortOut, nullptr, nullptr});
+    sorting_ = ::fopencookie(nullptr, "w", {nullptr, sortOutOfStream, nullptr, nullptr});
     if (sorting_ != nullptr) {
-        std::setvbuf(sorting_, nullptr, _IONBF, 0);  // so that the thread that prints is the one that writes
+        std::setvbuf(sorting_, nullptr, _IONBF, 0);
         std::fflush(stderr);
         previous_ = std::exchange(stderr, sorting_);
     }
 #endif
+    previousBuffer_ = std::cerr.rdbuf(buffer_.get());
 }
 
 RemarkSorter::~RemarkSorter() {
+    std::cerr.rdbuf(previousBuffer_);
 #ifdef __GLIBC__
     if (sorting_ != nullptr) {
         stderr = previous_;
@@ -52,6 +78,15 @@ RemarkCollector::RemarkCollector() {
 
 RemarkCollector::~RemarkCollector() {
     collected = nullptr;
+}
+
+std::vector<std::string> RemarkCollector::allLines() const {
+    std::vector<std::string> all;
+    std::istringstream stream(text_);
+    for (std::string line; std::getline(stream, line);) {
+        all.push_back(line);
+    }
+    return all;
 }
 
 std::vector<std::string> RemarkCollector::lines() const {

@@ -1,6 +1,8 @@
 #pragma once
 
 #include <cstdio>
+#include <iosfwd>
+#include <memory>
 #include <string>
 #include <vector>
 
@@ -8,7 +10,8 @@ namespace likeness {
 
 /// The format libraries print their remarks ("Premature end of JPEG file") to the C stream `stderr`, from whatever
 /// thread decodes. While an object of this class lives, that stream hands what a thread prints to the thread's
-/// `RemarkCollector`, and passes it on to standard error where it has none. One object at a time, made and ended while
+/// `RemarkCollector`, and passes it on to standard error where it has none. What such a thread writes to `std::cerr`,
+/// where the image library says that it does not read a file, is dropped. One object at a time, made and ended while
 /// no other thread prints.
 class RemarkSorter {
 public:
@@ -18,6 +21,8 @@ public:
     RemarkSorter& operator=(const RemarkSorter&) = delete;
 
 private:
+    std::unique_ptr<std::streambuf> buffer_;
+    std::streambuf* previousBuffer_ = nullptr;
     std::FILE* previous_ = nullptr;
     std::FILE* sorting_ = nullptr;
 };
@@ -30,7 +35,10 @@ public:
     RemarkCollector(const RemarkCollector&) = delete;
     RemarkCollector& operator=(const RemarkCollector&) = delete;
 
-    /// The lines that were printed, each once, in the order of their first appearance; printable ASCII only, at most
+    /// The lines that were printed.
+    std::vector<std::string> allLines() const;
+
+    /// The same, each once, in the order of their first appearance; printable ASCII only, at most
     /// 10.
     std::vector<std::string> lines() const;
 

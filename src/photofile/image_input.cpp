@@ -5,53 +5,35 @@
 #include "photofile/photograph_reader.hpp"
 
 #include <fmt/format.h>
-#include <opencv2/imgcodecs.hpp>
-#include <opencv2/imgproc.hpp>
 
-#include <vector>
+#include <cstdint>
 
 namespace likeness {
 namespace {
 
 void requireRead(const std::string& path, const PhotographRead& photograph) {
     if (photograph.bgr.empty()) {
-        throw Refusal("cannot read '" + path + "' as an image");
+        throw Refusal("cannot read '" + path + "'" + photograph.imageProblem());
     }
 }
 
-void warnOfRemarks(const Notices& notices, const std::string& path, const PhotographRead& photograph) {
+void warnOfRemarks(const FileAccess& access, const std::string& path, const PhotographRead& photograph) {
     for (const std::string& remark : photograph.remarks) {
-        notices.warn(fmt::format("'{}': {}", path, remark));
+        access.warn(fmt::format("'{}': {}", path, remark));
     }
 }
 
-cv::Mat read(const Notices& notices, const std::string& path, int flags) {
-    const PhotographRead photograph = readPhotograph(path, flags);
+cv::Mat read(const FileAccess& access, const std::string& path, PhotographValues values) {
+    const PhotographRead photograph = readPhotograph(path, values, access.mostPixels());
     requireRead(path, photograph);
-    warnOfRemarks(notices, path, photograph);
+    warnOfRemarks(access, path, photograph);
     return photograph.bgr;
 }
 
 }  // namespace
 
-cv::Mat readImage(const Notices& notices, const std::string& path) {
-    constexpr int flags = cv::IMREAD_COLOR | cv::IMREAD_ANYDEPTH;
-    PhotographRead photograph = readPhotograph(path, flags);
-    if (photograph.bgr.empty()) {
-        // The image library does not spread the grey of a float TIFF; it reads it as it is.
-        PhotographRead asItIs = readPhotograph(path, cv::IMREAD_UNCHANGED);
-        if (!asItIs.bgr.empty() && asItIs.bgr.channels() == 1) {
-            cv::merge(std::vector<cv::Mat>(3, asItIs.bgr), photograph.bgr);
-            photograph.remarks = std::move(asItIs.remarks);
-        }
-    }
-    requireRead(path, photograph);
-    warnOfRemarks(notices, path, photograph);
-    cv::Mat image = photograph.bgr;
-    if (image.depth() != CV_8U && image.depth() != CV_16U && image.depth() != CV_32F) {
-        image.convertTo(image, CV_32F);
-    }
-    return image;
+cv::Mat readImage(const FileAccess& access, const std::string& path) {
+    return read(access, path, PhotographValues::stored);
 }
 
 cv::Mat unitImageOf(const cv::Mat& image) {
@@ -75,12 +57,12 @@ cv::Mat unitImageOf(const cv::Mat& image) {
     return unit;
 }
 
-cv::Mat readUnitImage(const Notices& notices, const std::string& path) {
-    return unitImageOf(readImage(notices, path));
+cv::Mat readUnitImage(const FileAccess& access, const std::string& path) {
+    return unitImageOf(readImage(access, path));
 }
 
-cv::Mat readBoundedUnitImage(const Notices& notices, const std::string& path) {
-    cv::Mat image = readUnitImage(notices, path);
+cv::Mat readBoundedUnitImage(const FileAccess& access, const std::string& path) {
+    cv::Mat image = readUnitImage(access, path);
     constexpr int limit = 1'000'000;
     if (!cv::checkRange(image, true, nullptr, -limit, limit)) {
         throw Refusal(fmt::format("'{}' holds values that are no numbers or outside {} to {}", path, -limit, limit));
@@ -88,12 +70,21 @@ cv::Mat readBoundedUnitImage(const Notices& notices, const std::string& path) {
     return image;
 }
 
-cv::Mat readPhotographBytes(const Notices& notices, const std::string& path) {
-    return read(notices, path, cv::IMREAD_COLOR);
+cv::Mat readPhotographAsCompared(const FileAccess& access, const std::string& path) {
+    return read(access, path, PhotographValues::bytesOrFloats);
 }
 
-cv::Mat readMask(const Notices& notices, const std::string& path) {
-    const cv::Mat mask = read(notices, path, cv::IMREAD_GRAYSCALE | cv::IMREAD_ANYDEPTH);
+cv::Mat pictureOf(const cv::Mat& photograph) {
+    if (photograph.depth() == CV_8U) {
+        return photograph;
+    }
+    cv::Mat bytes;
+    photograph.convertTo(bytes, CV_8U, 255);
+    return bytes;
+}
+
+cv::Mat readMask(const FileAccess& access, const std::string& path) {
+    const cv::Mat mask = read(access, path, PhotographValues::grey);
     if (mask.depth() != CV_8U && mask.depth() != CV_16U) {
         throw Refusal("'" + path + "' holds floats, and a mask has 8 or 16 bits");
     }
@@ -108,13 +99,14 @@ void checkFinite(const std::string& path, const cv::Mat& image) {
     }
 }
 
-std::pair<cv::Mat, cv::Mat> readPhotographPairBytes(const Notices& notices, const std::string& first,
-                                                    const std::string& second) {
-    const auto [firstRead, secondRead] = readPhotographPair(first, second, cv::IMREAD_COLOR);
+std::pair<cv::Mat, cv::Mat> readPhotographPairAsCompared(const FileAccess& access, const std::string& first,
+                                                         const std::string& second) {
+    const auto [firstRead, secondRead] =
+        readPhotographPair(first, second, PhotographValues::bytesOrFloats, access.mostPixels());
     requireRead(first, firstRead);
     requireRead(second, secondRead);
-    warnOfRemarks(notices, first, firstRead);
-    warnOfRemarks(notices, second, secondRead);
+    warnOfRemarks(access, first, firstRead);
+    warnOfRemarks(access, second, secondRead);
     return {firstRead.bgr, secondRead.bgr};
 }
 

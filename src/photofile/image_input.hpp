@@ -1,8 +1,11 @@
 // Reading of image files. Everything that is read comes back as B, G, R, upright (the EXIF orientation is applied),
-// without alpha; grey is spread to three channels.
+// without alpha; grey is spread to three channels. Floats of a Radiance file, which are linear, are gamma-encoded;
+// those of other files are as the file has them. What is no regular file, a camera's raw file, and an image of more
+// pixels than
+// --max-pixels allows are refused before anything is decoded (app/photograph_reader.hpp).
 #pragma once
 
-#include "files/notices.hpp"
+#include "files/file_access.hpp"
 
 #include <opencv2/core.hpp>
 
@@ -12,27 +15,32 @@
 namespace likeness {
 
 /// @return  CV_8UC3, CV_16UC3 or CV_32FC3, as the file holds it
-/// @throws Refusal  "cannot read 'PATH' as an image"
-cv::Mat readImage(const Notices& notices, const std::string& path);
+/// @throws Refusal         "cannot read 'PATH' as an image", with the reason where it is known
+/// @throws MachineFailure  as everything here that reads
+cv::Mat readImage(const FileAccess& access, const std::string& path);
 
 /// The same on the scale 0..1: 8-bit values divided by 255 and 16-bit values by 65535, in double, rounded to float;
 /// floats as they are.
 /// @return  CV_32FC3
-cv::Mat readUnitImage(const Notices& notices, const std::string& path);
+cv::Mat readUnitImage(const FileAccess& access, const std::string& path);
 
 /// The same, for operations that are not made for values which are no numbers or beyond all measure: the filters of the
 /// image library make tables over the range of the values.
 /// @throws Refusal  also where a value is NaN or outside -1e6 to 1e6
-cv::Mat readBoundedUnitImage(const Notices& notices, const std::string& path);
+cv::Mat readBoundedUnitImage(const FileAccess& access, const std::string& path);
 
-/// As `likeness` reads a photograph: 16-bit values are reduced to 8.
-/// @return  CV_8UC3
-cv::Mat readPhotographBytes(const Notices& notices, const std::string& path);
+/// As photographs are compared: 16-bit values are reduced to 8, floats are kept.
+/// @return  CV_8UC3 or CV_32FC3
+cv::Mat readPhotographAsCompared(const FileAccess& access, const std::string& path);
 
-/// Two photographs as `readPhotographBytes` reads them, decoded at the same time.
+/// Two photographs as `readPhotographAsCompared` reads them, decoded at the same time.
 /// @throws Refusal  for the first that cannot be read
-std::pair<cv::Mat, cv::Mat> readPhotographPairBytes(const Notices& notices, const std::string& first,
-                                                    const std::string& second);
+std::pair<cv::Mat, cv::Mat> readPhotographPairAsCompared(const FileAccess& access, const std::string& first,
+                                                         const std::string& second);
+
+/// What is shown of a photograph: floats 0..1 as bytes 0..255, limited; NaN as 0.
+/// @param photograph  CV_8U or CV_32F
+cv::Mat pictureOf(const cv::Mat& photograph);
 
 /// The value 0..1 of a `readImage` result.
 cv::Mat unitImageOf(const cv::Mat& image);
@@ -40,7 +48,7 @@ cv::Mat unitImageOf(const cv::Mat& image);
 /// A picture that marks pixels, as grey; 16-bit values are reduced to 8.
 /// @return  CV_8UC1
 /// @throws Refusal  also where the file holds floats
-cv::Mat readMask(const Notices& notices, const std::string& path);
+cv::Mat readMask(const FileAccess& access, const std::string& path);
 
 /// Refuses an image with NaN or infinite values, for operations that would spread them or do not stand them.
 /// @throws Refusal

@@ -1,8 +1,9 @@
 #include "photofile/image_output.hpp"
 
-#include "files/output_check.hpp"
+#include <likeness/color/srgb_companding.hpp>
 #include "files/refusal.hpp"
 #include "files/replaced_file.hpp"
+#include "photofile/clipping.hpp"
 
 #include <fmt/format.h>
 #include <opencv2/imgcodecs.hpp>
@@ -54,18 +55,6 @@ cv::Mat quantized(const cv::Mat& image, double white, double greatest, std::int6
     return result;
 }
 
-/// A share of values for the eye: "0.25 %", never "0 %" or "100 %" of what is not all or nothing.
-std::string percentText(std::int64_t part, double whole) {
-    const double percent = 100.0 * static_cast<double>(part) / whole;
-    if (percent < 0.01) {
-        return "less than 0.01 %";
-    }
-    if (percent > 99 && percent < 100) {
-        return "more than 99 %";
-    }
-    return percent < 9.95 ? fmt::format("{:.2g} %", percent) : fmt::format("{:.0f} %", percent);
-}
-
 std::string describe(const std::string& path, const std::string& what, const cv::Mat& image, const std::string& scale) {
     return fmt::format("wrote '{}'{}{}, {} x {} pixels, {}", path, what.empty() ? "" : ": ", what, image.cols,
                        image.rows, scale);
@@ -100,36 +89,11 @@ ImageOutput ImageOutput::at(std::string otherPath, std::string otherOption) cons
     return other;
 }
 
-void checkImageOutput(const ImageOutput& output) {
-    const ImageFormat format = imageFormatOf(output.path);
-    if (format == ImageFormat::unknown) {
-        throw Refusal(output.option + ": '" + output.path +
-                      "' has none of the extensions .png, .jpg, .jpeg, .tif, .tiff, .hdr");
-    }
-    if (output.bits != 8 && format != ImageFormat::png) {
-        throw Refusal("--bits: only a PNG has 16 bits, and '" + output.path + "' is none");
-    }
-    if (output.quality && format != ImageFormat::jpeg) {
-        throw Refusal("--quality: only a JPEG has a quality, and '" + output.path + "' is none");
-    }
-    checkOutputFile(output.option, output.path);
-}
-
-void checkPictureOutput(const ImageOutput& output, FloatsToo floatsToo) {
-    const ImageFormat format = imageFormatOf(output.path);
-    const bool asFloats = floatsToo == FloatsToo::yes;
-    if (format != ImageFormat::png && format != ImageFormat::jpeg && !(asFloats && format == ImageFormat::tiff)) {
-        throw Refusal(fmt::format("{}: '{}' has none of the extensions .png, .jpg, .jpeg{}", output.option, output.path,
-                                  asFloats ? ", .tif, .tiff" : ""));
-    }
-    checkOutputFile(output.option, output.path);
-}
-
 bool holdsFloats(const ImageOutput& output) {
     return imageFormatOf(output.path) == ImageFormat::tiff;
 }
 
-void writeImage(const Notices& notices, const ImageOutput& output, const cv::Mat& image, double white,
+void writeImage(const FileAccess& access, const ImageOutput& output, const cv::Mat& image, double white,
                 const std::string& what) {
     std::string scale;
     switch (imageFormatOf(output.path)) {
@@ -142,8 +106,13 @@ void writeImage(const Notices& notices, const ImageOutput& output, const cv::Mat
             cv::Mat radiance;
             image.convertTo(radiance, CV_32F, 1 / white);
             cv::max(radiance, 0, radiance);
+            for (int i = 0; i < radiance.rows; ++i) {
+                auto* const row = radiance.ptr<float>(i);
+                sRGBInverseCompandingOfRow(
+                    row, row, static_cast<std::size_t>(radiance.cols) * static_cast<std::size_t>(radiance.channels()));
+            }
             encodeAndReplace(output, ".hdr", radiance, {});
-            scale = fmt::format("Radiance, 0..1 stands for 0..{:g}", white);
+            scale = fmt::format("Radiance, linear, 0..1 stands for 0..{:g}", white);
             break;
         }
         case ImageFormat::png:
@@ -167,15 +136,29 @@ void writeImage(const Notices& notices, const ImageOutput& output, const cv::Mat
             break;
         }
     }
-    notices.tell(describe(output.path, what, image, scale));
+    access.tell(describe(output.path, what, image, scale));
 }
 
-void writePicture(const Notices& notices, const ImageOutput& output, const cv::Mat& picture, const std::string& what) {
+cv::Mat asStored(const ImageOutput& output, const cv::Mat& image) {
+    const ImageFormat format = imageFormatOf(output.path);
+    if (format != ImageFormat::png && format != ImageFormat::jpeg) {
+        return image;
+    }
+    std::int64_t clipped = 0;
+    const bool wide = format == ImageFormat::png && output.bits == 16;
+    const double greatest = wide ? 65535.0 : 255.0;
+    cv::Mat values;
+    (wide ? quantized<ushort>(image, 1.0, greatest, clipped) : quantized<uchar>(image, 1.0, greatest, clipped))
+        .convertTo(values, CV_32F, 1 / greatest);
+    return values;
+}
+
+void writePicture(const FileAccess& access, const ImageOutput& output, const cv::Mat& picture, const std::string& what) {
     const bool png = imageFormatOf(output.path) == ImageFormat::png;
     encodeAndReplace(
         output, png ? ".png" : ".jpg", picture,
         png ? std::vector<int>() : std::vector<int>{cv::IMWRITE_JPEG_QUALITY, output.quality.value_or(usualQuality)});
-    notices.tell(describe(output.path, what, picture, "8 bits"));
+    access.tell(describe(output.path, what, picture, "8 bits"));
 }
 
 }  // namespace likeness

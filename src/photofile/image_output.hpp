@@ -1,7 +1,7 @@
 // Writing of image files: one format by extension, as a whole, with the scale stated.
 #pragma once
 
-#include "files/notices.hpp"
+#include "files/file_access.hpp"
 
 #include <opencv2/core.hpp>
 
@@ -29,34 +29,28 @@ struct ImageOutput {
     ImageOutput at(std::string otherPath, std::string otherOption) const;
 };
 
-/// Refuses, before the work begins, an unknown extension, options that the format does not have, or a place that
-/// cannot be written.
-/// @throws Refusal
-void checkImageOutput(const ImageOutput& output);
-
-enum class FloatsToo { no, yes };
-
-/// The same for what `writePicture` writes: .png or .jpg; or .tif, too, where numbers may be written in its place.
-/// @throws Refusal
-void checkPictureOutput(const ImageOutput& output, FloatsToo floatsToo = FloatsToo::no);
-
 /// Whether the format keeps floats as they are (.tif, .tiff).
 bool holdsFloats(const ImageOutput& output);
 
 /// Writes an image in the format of its extension and tells what was written, with the scale:
 /// .png with 8 or 16 bits and .jpg/.jpeg hold `image` / `white`, clipped to [0, 1], rounded to the nearest integer of
-/// 0..255 or 0..65535 (NaN as 0); .hdr holds `image` / `white`, negative values and NaN as 0; .tif/.tiff holds the
-/// floats as they are.
+/// 0..255 or 0..65535 (NaN as 0); .hdr holds the linear values of `image` / `white`, which are gamma-encoded by the
+/// curve of sRGB, negative values and NaN as 0; .tif/.tiff holds the floats as they are.
 ///
 /// @param image  CV_32F of one or three channels, B, G, R
 /// @param white  value that the integer formats show as their greatest
 /// @param what   what the picture shows, for the line that tells
 /// @throws Refusal
-void writeImage(const Notices& notices, const ImageOutput& output, const cv::Mat& image, double white = 1.0,
+void writeImage(const FileAccess& access, const ImageOutput& output, const cv::Mat& image, double white = 1.0,
                 const std::string& what = "");
 
+/// What `writeImage` leaves of an image on the scale 0..1: clipped and rounded where the format has integers. The
+/// losses of JPEG are not in it.
+/// @return  CV_32F; may be `image`
+cv::Mat asStored(const ImageOutput& output, const cv::Mat& image);
+
 /// Writes an 8-bit picture (CV_8U of one or three channels) as .png or .jpg.
-void writePicture(const Notices& notices, const ImageOutput& output, const cv::Mat& picture,
+void writePicture(const FileAccess& access, const ImageOutput& output, const cv::Mat& picture,
                   const std::string& what = "");
 
 }  // namespace likeness

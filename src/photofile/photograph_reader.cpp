@@ -1,108 +1,338 @@
 #include "photofile/photograph_reader.hpp"
 
+#include <likeness/color/srgb_companding.hpp>
+#include "numerics/beside.hpp"
+#include "photofile/decoder_remarks.hpp"
+#include "photofile/image_header.hpp"
+
 #include <opencv2/core/utils/logger.hpp>
 #include <opencv2/imgcodecs.hpp>
 
-#include <cstdio>
-#include <future>
+#include <algorithm>
+#include <array>
+#include <cerrno>
+#include <cstring>
+#include <fcntl.h>
 #include <memory>
-#include <sstream>
+#include <mutex>
+#include <new>
+#include <shared_mutex>
+#include <sys/stat.h>
 #include <unistd.h>
 
 namespace likeness {
 namespace {
-
-/// Takes what is written to standard error from construction to `release()`.
-class StandardErrorCapture {
-public:
-    StandardErrorCapture() : file_(std::tmpfile(), &std::fclose) {
-        std::fflush(stderr);
-        if (file_ != nullptr) {
-            previous_ = ::dup(STDERR_FILENO);
-            ::dup2(::fileno(file_.get()), STDERR_FILENO);
-        }
-    }
-    ~StandardErrorCapture() { restore(); }
-    StandardErrorCapture(const StandardErrorCapture&) = delete;
-    StandardErrorCapture& operator=(const StandardErrorCapture&) = delete;
-
-    /// Gives standard error back and returns the lines that were taken.
-    std::vector<std::string> release() {
-        restore();
-        std::vector<std::string> lines;
-        if (file_ != nullptr) {
-            std::rewind(file_.get());
-            std::string text;
-            char buffer[512];
-            for (std::size_t n = 0; (n = std::fread(buffer, 1, sizeof buffer, file_.get())) > 0;) {
-                text.append(buffer, n);
-            }
-            std::istringstream stream(text);
-            for (std::string line; std::getline(stream, line);) {
-                lines.push_back(line);
-            }
-        }
-        return lines;
-    }
-
-private:
-    void restore() {
-        if (previous_ >= 0) {
-            std::fflush(stderr);
-            ::dup2(previous_, STDERR_FILENO);
-            ::close(previous_);
-            previous_ = -1;
-        }
-    }
-
-    std::unique_ptr<std::FILE, int (*)(std::FILE*)> file_;
-    int previous_ = -1;
-};
 
 /// The image library's own log line about a missing file would say less than its caller does.
 void silenceImageLibrary() {
     cv::utils::logging::setLogLevel(cv::utils::logging::LOG_LEVEL_SILENT);
 }
 
-/// @return  empty if the file cannot be read as an image
-cv::Mat decoded(const std::string& path, int flags) {
-    try {
-        return cv::imread(path, flags);
-    } catch (const cv::Exception&) {
+/// Whether the error number tells of the machine and not of the file.
+bool isOfTheMachine(int problem) {
+    return problem == EMFILE || problem == ENFILE || problem == ENOMEM || problem == EIO;
+}
+
+/// Why the machine could not do it; the file is named because another one may still be read.
+MachineFailure machineFailure(const std::string& path, int problem) {
+    return MachineFailure("cannot read '" + path + "': " + std::strerror(problem) +
+                          (problem == ENOMEM ? " (a lower limit of pixels refuses large images)" : ""));
+}
+
+class Descriptor {
+public:
+    explicit Descriptor(int number) : number_(number) {}
+    ~Descriptor() {
+        if (number_ >= 0) {
+            ::close(number_);
+        }
+    }
+    Descriptor(const Descriptor&) = delete;
+    Descriptor& operator=(const Descriptor&) = delete;
+    int number() const noexcept { return number_; }
+
+private:
+    int number_;
+};
+
+/// The bytes of an open file; the first ones are read once.
+class FileBytes {
+public:
+    FileBytes(const std::string& path, int descriptor) : path_(path), descriptor_(descriptor) {
+        held_ = readAt(0, beginning_.data(), beginning_.size());
+    }
+
+    std::size_t read(std::uint64_t offset, unsigned char* bytes, std::size_t count) const {
+        if (offset + count > held_ && held_ == beginning_.size()) {
+            return readAt(offset, bytes, count);
+        }
+        const std::size_t there = offset >= held_ ? 0 : std::min<std::size_t>(count, held_ - offset);
+        std::copy_n(beginning_.data() + (there == 0 ? 0 : offset), there, bytes);
+        return there;
+    }
+
+private:
+    /// @throws MachineFailure
+    std::size_t readAt(std::uint64_t offset, unsigned char* bytes, std::size_t count) const {
+        std::size_t done = 0;
+        while (done < count) {
+            const ::ssize_t n = ::pread(descriptor_, bytes + done, count - done, static_cast<::off_t>(offset + done));
+            if (n < 0 && errno == EINTR) {
+                continue;
+            }
+            if (n < 0 && isOfTheMachine(errno)) {
+                throw machineFailure(path_, errno);
+            }
+            if (n <= 0) {
+                break;
+            }
+            done += static_cast<std::size_t>(n);
+        }
+        return done;
+    }
+
+    const std::string& path_;
+    int descriptor_;
+    std::array<unsigned char, 4096> beginning_{};
+    std::size_t held_ = 0;
+};
+
+constexpr const char* noImage = " as an image";
+
+/// What is known of a file before it is decoded: its header, or a problem.
+/// @throws MachineFailure
+ImageHeader inspect(const std::string& path, std::uint64_t mostPixels, PhotographRead& result) {
+    // Without waiting: a pipe that nobody writes to is no photograph.
+    const Descriptor file(::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOCTTY));
+    if (file.number() < 0) {
+        const int problem = errno;
+        if (isOfTheMachine(problem)) {
+            throw machineFailure(path, problem);
+        }
+        // A socket, and a device that is not there.
+        result.opened = problem == ENXIO || problem == ENODEV;
+        result.problem = result.opened ? std::string(noImage) + ": it is not a regular file"
+                                       : std::string(": ") + std::strerror(problem);
         return {};
     }
+    result.opened = true;
+    struct ::stat status {};
+    if (::fstat(file.number(), &status) != 0 || !S_ISREG(status.st_mode)) {
+        result.problem = std::string(noImage) + ": it is not a regular file";
+        return {};
+    }
+    const FileBytes bytes(path, file.number());
+    const ImageHeader header = readImageHeader(
+        [&bytes](std::uint64_t offset, unsigned char* to, std::size_t count) { return bytes.read(offset, to, count); });
+    if (header.cameraRaw) {
+        result.problem = std::string(noImage) +
+                         ": it is a camera raw file, of which only an embedded preview could be read; develop it first";
+    } else if (header.pixels() > mostPixels) {
+        result.problem = std::string(noImage) + ": it is " + std::to_string(header.width) + " x " +
+                         std::to_string(header.height) + " pixels, and the limit (--max-pixels) is " +
+                         std::to_string(mostPixels) + " in all";
+    }
+    return header;
+}
+
+/// What the image library makes of a file.
+struct Decoded {
+    cv::Mat image;    ///< empty if the file cannot be read as an image
+    int problem = 0;  ///< error number that tells what the machine lacked; 0 if it lacked nothing
+};
+
+Decoded decoded(const std::string& path, int flags) {
+    Decoded result;
+    errno = 0;
+    try {
+        result.image = cv::imread(path, flags);
+    } catch (const std::bad_alloc&) {
+        errno = ENOMEM;
+    } catch (const cv::Exception& error) {
+        errno = error.code == cv::Error::StsNoMem ? ENOMEM : errno;
+    }
+    // The image library does not hand on why it gave up, but nothing after that touches the error number.
+    if (result.image.empty() && isOfTheMachine(errno)) {
+        result.problem = errno;
+    }
+    return result;
+}
+
+/// Whether a plain image of so many pixels has no room in memory.
+bool lacksMemoryFor(const ImageHeader& header) {
+    constexpr std::uint64_t bytesOfPixel = 24;  // three floats, twice
+    constexpr std::uint64_t usualBytes = std::uint64_t{1} << 26;
+    constexpr std::uint64_t most = std::uint64_t{1} << 40;
+    const auto bytes = static_cast<std::size_t>(std::min(header.pixels(), most / bytesOfPixel) * bytesOfPixel);
+    const std::unique_ptr<char[]> room(new (std::nothrow) char[bytes + usualBytes]);
+    return room == nullptr;
+}
+
+/// Descriptors and memory run short because of what others do at the same time: then the file is read again, alone.
+std::shared_mutex& decoding() {
+    static std::shared_mutex mutex;
+    return mutex;
+}
+
+cv::Mat decodedOrMachineFailure(const std::string& path, int flags, const ImageHeader& header) {
+    {
+        const std::shared_lock together(decoding());
+        Decoded first = decoded(path, flags);
+        if (first.problem == 0) {
+            return first.image;
+        }
+    }
+    const std::scoped_lock alone(decoding());
+    Decoded second = decoded(path, flags);
+    // A damaged file can ask for more memory than any machine has, or than an image of its size takes.
+    if (second.problem != 0 && (second.problem != ENOMEM || lacksMemoryFor(header))) {
+        throw machineFailure(path, second.problem);
+    }
+    return second.image;
+}
+
+cv::Mat withThreeChannels(const cv::Mat& image) {
+    if (image.empty()) {
+        return image;
+    }
+    if (image.channels() == 1) {
+        cv::Mat spread;
+        cv::merge(std::vector<cv::Mat>(3, image), spread);
+        return spread;
+    }
+    if (image.channels() == 4) {
+        cv::Mat opaque(image.size(), CV_MAKETYPE(image.depth(), 3));
+        const int fromTo[] = {0, 0, 1, 1, 2, 2};
+        cv::mixChannels(&image, 1, &opaque, 1, fromTo, 3);
+        return opaque;
+    }
+    return image;
+}
+
+void encode(cv::Mat& linear) {
+    for (int i = 0; i < linear.rows; ++i) {
+        auto* const row = linear.ptr<float>(i);
+        sRGBCompandingOfRow(row, row,
+                            static_cast<std::size_t>(linear.cols) * static_cast<std::size_t>(linear.channels()));
+    }
+}
+
+/// Floats as they are. The image library reads the grey of a float TIFF, and that of an OpenEXR file rightly, only with
+/// its channels unchanged.
+cv::Mat decodedAsStored(const std::string& path, const ImageHeader& header) {
+    cv::Mat image;
+    if (header.format == ImageFileFormat::openExr) {
+        image = decodedOrMachineFailure(path, cv::IMREAD_UNCHANGED, header);
+    } else {
+        image = decodedOrMachineFailure(path, cv::IMREAD_COLOR | cv::IMREAD_ANYDEPTH, header);
+        if (image.empty() && (header.format == ImageFileFormat::tiff || header.format == ImageFileFormat::unknown)) {
+            image = decodedOrMachineFailure(path, cv::IMREAD_UNCHANGED, header);
+            if (image.channels() != 1) {
+                image.release();
+            }
+        }
+    }
+    if (!image.empty() && image.depth() != CV_8U && image.depth() != CV_16U && image.depth() != CV_32F) {
+        image.convertTo(image, CV_32F);
+    }
+    return withThreeChannels(image);
+}
+
+cv::Mat decodedAs(PhotographValues values, const std::string& path, const ImageHeader& header) {
+    cv::Mat image;
+    switch (values) {
+        case PhotographValues::bytes:
+            return withThreeChannels(decodedOrMachineFailure(path, cv::IMREAD_COLOR, header));
+        case PhotographValues::bytesOrFloats:
+            // What is neither told to be floats nor unknown has 8 or 16 bits.
+            if (!header.floats && header.format != ImageFileFormat::unknown && header.bits <= 16) {
+                return withThreeChannels(decodedOrMachineFailure(path, cv::IMREAD_COLOR, header));
+            }
+            image = decodedAsStored(path, header);
+            if (image.depth() == CV_16U) {
+                image.release();
+                image = withThreeChannels(decodedOrMachineFailure(path, cv::IMREAD_COLOR, header));
+            }
+            break;
+        case PhotographValues::stored:
+            image = decodedAsStored(path, header);
+            break;
+        case PhotographValues::grey:
+            return decodedOrMachineFailure(path, cv::IMREAD_GRAYSCALE | cv::IMREAD_ANYDEPTH, header);
+    }
+    if (header.format == ImageFileFormat::radiance && image.depth() == CV_32F) {
+        encode(image);
+    }
+    return image;
+}
+
+template <typename LinesOf>
+PhotographRead readCollecting(const std::string& path, PhotographValues values, std::uint64_t mostPixels,
+                              LinesOf linesOf) {
+    PhotographRead result;
+    ImageHeader header;
+    try {
+        const std::shared_lock together(decoding());
+        header = inspect(path, mostPixels, result);
+    } catch (const MachineFailure&) {
+        const std::scoped_lock alone(decoding());
+        result = {};
+        header = inspect(path, mostPixels, result);
+    }
+    if (!result.problem.empty()) {
+        return result;
+    }
+    try {
+        const RemarkCollector collector;
+        result.bgr = decodedAs(values, path, header);
+        result.remarks = linesOf(collector);
+    } catch (const std::bad_alloc&) {
+        throw machineFailure(path, ENOMEM);
+    } catch (const cv::Exception& error) {
+        if (error.code == cv::Error::StsNoMem) {
+            throw machineFailure(path, ENOMEM);
+        }
+        result.bgr.release();
+    }
+    if (result.bgr.empty()) {
+        result.problem = noImage;
+        if (header.format == ImageFileFormat::openExr) {
+            result.problem +=
+                ": the image library reads OpenEXR files only where OPENCV_IO_ENABLE_OPENEXR=1 is set, "
+                "or this one is damaged";
+        }
+        return result;
+    }
+    result.bits = header.bits;
+    result.floats = header.floats;
+    result.linear = header.format == ImageFileFormat::radiance;
+    return result;
+}
+
+PhotographRead readWithAllRemarks(const std::string& path, PhotographValues values, std::uint64_t mostPixels) {
+    return readCollecting(path, values, mostPixels,
+                          [](const RemarkCollector& collector) { return collector.allLines(); });
 }
 
 }  // namespace
 
-PhotographRead readPhotograph(const std::string& path) {
-    return readPhotograph(path, cv::IMREAD_COLOR);
-}
-
-PhotographRead readPhotograph(const std::string& path, int flags) {
+PhotographRead readPhotograph(const std::string& path, PhotographValues values, std::uint64_t mostPixels) {
     silenceImageLibrary();
-    StandardErrorCapture capture;
-    PhotographRead result;
-    result.bgr = decoded(path, flags);
-    result.remarks = capture.release();
-    return result;
+    const RemarkSorter sorter;
+    return readWithAllRemarks(path, values, mostPixels);
 }
 
 std::pair<PhotographRead, PhotographRead> readPhotographPair(const std::string& first, const std::string& second,
-                                                             int flags) {
+                                                             PhotographValues values, std::uint64_t mostPixels) {
     silenceImageLibrary();
-    PhotographRead firstRead;
-    PhotographRead secondRead;
-    StandardErrorCapture capture;
-    {
-        auto reading = std::async(std::launch::async, decoded, second, flags);
-        firstRead.bgr = decoded(first, flags);
-        secondRead.bgr = reading.get();
-    }
-    if (!capture.release().empty()) {
-        return {readPhotograph(first, flags), readPhotograph(second, flags)};
-    }
-    return {std::move(firstRead), std::move(secondRead)};
+    const RemarkSorter sorter;
+    auto reading = beside([&] { return readWithAllRemarks(second, values, mostPixels); });
+    PhotographRead firstRead = readWithAllRemarks(first, values, mostPixels);
+    return {std::move(firstRead), reading.get()};
+}
+
+PhotographRead readPhotographAmongOthers(const std::string& path, PhotographValues values, std::uint64_t mostPixels) {
+    return readCollecting(path, values, mostPixels, [](const RemarkCollector& collector) { return collector.lines(); });
 }
 
 }  // namespace likeness

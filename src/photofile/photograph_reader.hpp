@@ -2,33 +2,68 @@
 
 #include <opencv2/core.hpp>
 
+#include <cstdint>
+#include <stdexcept>
 #include <string>
 #include <utility>
 #include <vector>
 
 namespace likeness {
 
-/// A photograph from a file, with what the image reader had to say about it.
-struct PhotographRead {
-    cv::Mat bgr;                       ///< CV_8UC3; empty if the file cannot be read as an image
-    std::vector<std::string> remarks;  ///< lines of the format libraries, such as "Premature end of JPEG file"
+/// Most pixels that a photograph may have by default, 2^29.
+inline constexpr std::uint64_t usualMostPixels = std::uint64_t{1} << 29;
+
+/// What becomes of the values of a file.
+enum class PhotographValues {
+    bytes,          ///< 16-bit values are reduced to 8 bits; floats are rounded to whole numbers and limited to 0..255
+    bytesOrFloats,  ///< 16-bit values are reduced to 8 bits; floats are kept
+    stored,         ///< 8-bit and 16-bit values and floats are kept
+    grey,           ///< the same, as grey
 };
 
-/// Reads a file as 8-bit B, G, R: 16-bit values are reduced, alpha is dropped, grey is spread to three channels, an
-/// EXIF orientation is applied. A file of more pixels than the image reader accepts counts as unreadable.
+/// A photograph from a file, with what the image reader had to say about it.
 ///
-/// For front ends: while it runs, the process's standard error is redirected, because the format libraries print
-/// there themselves. One call at a time.
-PhotographRead readPhotograph(const std::string& path);
+/// Colour is in the order B, G, R; alpha is dropped, grey is spread to three channels, an EXIF orientation is applied.
+/// Kept floats are gamma-encoded: those of a Radiance file (.hdr), which are linear by definition, are encoded with the
+/// curve of sRGB; all others are taken as they are.
+struct PhotographRead {
+    cv::Mat bgr;                       ///< CV_8UC3, CV_16UC3 or CV_32FC3, for grey with one channel; empty if there is
+                                       ///< a problem
+    std::vector<std::string> remarks;  ///< lines of the format libraries, such as "Premature end of JPEG file"
+    std::string problem;               ///< what follows "cannot read 'PATH'", such as " as an image"; empty if it was
+                                       ///< read
+    bool opened = false;               ///< whether the file could be opened
+    int bits = 0;                      ///< of a channel in the file; 0 if not known
+    bool floats = false;               ///< whether the file holds floats
+    bool linear = false;               ///< whether they are linear by definition
 
-/// The same with the image library's reading flags: `cv::IMREAD_COLOR | cv::IMREAD_ANYDEPTH` keeps 16-bit and float
-/// values.
-PhotographRead readPhotograph(const std::string& path, int flags);
+    /// The problem without the system's reason why the file cannot be opened.
+    std::string imageProblem() const { return opened || problem.empty() ? problem : " as an image"; }
+};
 
-/// Two files, each as `readPhotograph` reads it, decoded at the same time on two threads. Where the format libraries
-/// have something to say, the files are decoded again one after the other, to find out of which it is said.
-/// @param flags  as above
+/// The machine lacks what reading takes: memory, file descriptors, a disk that works. It says nothing about the file.
+class MachineFailure : public std::runtime_error {
+public:
+    using std::runtime_error::runtime_error;
+};
+
+/// Reads a file. Before anything is decoded, what is no regular file, a camera's raw file and an image of more than
+/// `mostPixels` are found from the file's kind and header (app/image_header.hpp) and count as a problem; so does what
+/// cannot be read as an image, or has more pixels than the image library accepts.
+///
+/// For front ends: while it runs, the process's standard error is sorted (app/decoder_remarks.hpp), because the format
+/// libraries print there themselves. One call at a time.
+/// @throws MachineFailure
+PhotographRead readPhotograph(const std::string& path, PhotographValues values = PhotographValues::bytes,
+                              std::uint64_t mostPixels = usualMostPixels);
+
+/// Two files, each as `readPhotograph` reads it, decoded at the same time on two threads.
 std::pair<PhotographRead, PhotographRead> readPhotographPair(const std::string& first, const std::string& second,
-                                                             int flags);
+                                                             PhotographValues values = PhotographValues::bytes,
+                                                             std::uint64_t mostPixels = usualMostPixels);
+
+/// What `readPhotograph` does, with remarks only where a `RemarkSorter` is at work, of which the remarks are
+/// `RemarkCollector::lines()`. Safe to call from several threads.
+PhotographRead readPhotographAmongOthers(const std::string& path, PhotographValues values, std::uint64_t mostPixels);
 
 }  // namespace likeness

@@ -1,6 +1,7 @@
 #include <likeness/structure/structure_tensor.hpp>
 
 #include "color/photograph_argument.hpp"
+#include "numerics/argument_check.hpp"
 #include "numerics/image_walk.hpp"
 #include "structure/tensor_eigenvalues.hpp"
 
@@ -177,7 +178,7 @@ void mapStructure(const cv::Mat& image, int kernelSide, cv::Mat& strength, cv::M
         const int first = k * bandHeight;
         const cv::Range band(first, std::min(first + bandHeight, image.rows));
         tensor.find(band, shown ? &*shown : nullptr);
-        tensor.map(strength.rowRange(band), orientationStrength);
+        tensor.map(strength(band, cv::Range(0, image.cols)), orientationStrength);
         if (shown) {
             tensor.map(shown->coherence.rowRange(band), coherence);
         }
@@ -198,6 +199,8 @@ void mapStructure(const cv::Mat& image, int kernelSide, cv::Mat& strength, cv::M
 
 void computeStructuralTensor(cv::Mat& image, cv::Mat& out, float size, const Diagnostics& diagnostics) {
     CV_Assert(!image.empty());
+    requireType("computeStructuralTensor", CV_32FC3, {{"image", image}});
+    requireRoom("computeStructuralTensor", image.size(), CV_32F, {{"out", out}});
     Watch watch;
     watch.diagnostics = &diagnostics;
     mapStructure(image, static_cast<int>(size), out, nullptr, watch);

@@ -1,5 +1,6 @@
 #include <likeness/transport/image_statistics.hpp>
 
+#include "numerics/argument_check.hpp"
 #include "numerics/image_walk.hpp"
 #include "numerics/transcendental_blocks.hpp"
 #include "transport/channel_statistics.hpp"
@@ -25,8 +26,12 @@ struct PairCovariance {
     float covariance;
 };
 
-PairCovariance covarianceOfPair(const cv::Mat& a, const cv::Mat& b) {
+/// @param nameOfB  for the refusal of a `b` that is smaller than `a`, of which not every pixel may be masked out
+PairCovariance covarianceOfPair(const char* function, const cv::Mat& a, const cv::Mat& b, const char* nameOfB) {
     const MaskedSum sumA = sumOf(a);
+    if (sumA.count > 0) {
+        requireRoom(function, a.size(), CV_32F, {{nameOfB, b}});
+    }
     const MaskedSum sumB = sumOf(b);
     const float meanA = sumA.mean();
     const float meanB = sumB.mean();
@@ -44,9 +49,17 @@ PairCovariance covarianceOfPair(const cv::Mat& a, const cv::Mat& b) {
     return {sumA, sumB, sampleCovariance(sum, sumA.count)};
 }
 
+/// That an image has the channels of a statistic. Wrong numbers of dimensions are refused by the statistics themselves.
+void requireChannels(const char* function, const cv::Mat& img, int dims) {
+    if (dims >= 1 && dims <= 3) {
+        const ChannelRange range = channelsOf(dims);
+        requireFloatChannels(function, range.first + range.count, {{"img", img}});
+    }
+}
+
 double inDegrees(double radians) noexcept {
-    return radians * 57.29577957855229;
-}  // 180 / pi to nine digits
+    return radians * 57.29577957855229;  // 180 / pi to nine digits
+}
 
 float toFullCircle(float hue) noexcept {
     if (hue < 0) {
@@ -77,6 +90,7 @@ void hueOfBlock(const float* pixels, int first, int second, float* hues, std::si
 }  // namespace
 
 float computeMean(const cv::Mat& plane, const Diagnostics& diagnostics) {
+    requireType("computeMean", CV_32F, {{"plane", plane}});
     const MaskedSum sum = sumOf(plane);
     if (diagnostics.wantsMessages()) {
         diagnostics.print(sumLine(sum));
@@ -85,12 +99,15 @@ float computeMean(const cv::Mat& plane, const Diagnostics& diagnostics) {
 }
 
 float computeWeightedMean(const cv::Mat& plane) {
+    requireType("computeWeightedMean", CV_32F, {{"plane", plane}});
     float mean = 0;
     weightedMeans(plane, onlyChannel, &mean);
     return mean;
 }
 
 void computeWeightedMeanVector(const cv::Mat& img, float*& means, int dims, const Diagnostics& diagnostics) {
+    requireChannels("computeWeightedMeanVector", img, dims);
+    requireThere("computeWeightedMeanVector", {{"means", means}});
     const ChannelRange range = channelsOf(dims);
     if (dims == 2) {
         weightedMeans(img, range, means);
@@ -107,6 +124,7 @@ void computeWeightedMeanVector(const cv::Mat& img, float*& means, int dims, cons
 }
 
 float computeVariance(const cv::Mat& plane, float& mean) {
+    requireType("computeVariance", CV_32F, {{"plane", plane}});
     const double squaredMean = static_cast<double>(mean) * static_cast<double>(mean);
     MaskedSum sum;
     const ImageWalk walk = walkOver(plane);
@@ -124,6 +142,7 @@ float computeVariance(const cv::Mat& plane, float& mean) {
 }
 
 float computeAlphaFromBetaDistr(cv::Mat& plane, const Diagnostics& diagnostics) {
+    requireType("computeAlphaFromBetaDistr", CV_32F, {{"plane", plane}});
     float mean = computeMean(plane, diagnostics);
     const float v = computeVariance(plane, mean);
     // The variance is squared, as if it were a standard deviation: the definition has it so.
@@ -131,6 +150,7 @@ float computeAlphaFromBetaDistr(cv::Mat& plane, const Diagnostics& diagnostics) 
 }
 
 float computeBetaFromBetaDistr(cv::Mat& plane, float alpha, const Diagnostics& diagnostics) {
+    requireType("computeBetaFromBetaDistr", CV_32F, {{"plane", plane}});
     const float mean = computeMean(plane, diagnostics);
     return (1 / mean - 1) * alpha;
 }
@@ -140,7 +160,8 @@ float computeBetaDistribution(float /*x*/, float /*alpha*/, float /*beta*/) {
 }
 
 float computeCovarianceElement(const cv::Mat& a, const cv::Mat& b, const Diagnostics& diagnostics) {
-    const PairCovariance pair = covarianceOfPair(a, b);
+    requireType("computeCovarianceElement", CV_32F, {{"a", a}, {"b", b}});
+    const PairCovariance pair = covarianceOfPair("computeCovarianceElement", a, b, "b");
     if (diagnostics.wantsMessages()) {
         diagnostics.print(pairLines(pair.a, pair.b));
     }
@@ -148,6 +169,8 @@ float computeCovarianceElement(const cv::Mat& a, const cv::Mat& b, const Diagnos
 }
 
 void computeCovariance(const cv::Mat& img, cv::Mat& cov, int dims, const Diagnostics& diagnostics) {
+    requireChannels("computeCovariance", img, dims);
+    requireMatrix("computeCovariance", dims, dims, {{"cov", cov}});
     const ChannelCovariance statistics = covarianceOf(img, channelsOf(dims));
     if (diagnostics.wantsMessages()) {
         diagnostics.print(covarianceLines(statistics));
@@ -156,9 +179,12 @@ void computeCovariance(const cv::Mat& img, cv::Mat& cov, int dims, const Diagnos
 }
 
 void computeChannelCov(const cv::Mat& img, cv::Mat& other, cv::Mat& cov, int dims, const Diagnostics& diagnostics) {
+    requireFloatChannels("computeChannelCov", 1, {{"img", img}});
+    requireType("computeChannelCov", CV_32F, {{"other", other}});
+    requireMatrix("computeChannelCov", dims, dims, {{"cov", cov}});
     cv::Mat plane;
     cv::extractChannel(img, plane, 0);
-    const PairCovariance pair = covarianceOfPair(plane, other);
+    const PairCovariance pair = covarianceOfPair("computeChannelCov", plane, other, "other");
     // One covariance for all elements, not one for each pair of channels: the definition has it so.
     for (int i = 0; i < dims; ++i) {
         float* const row = cov.ptr<float>(i);
@@ -174,6 +200,10 @@ void computeChannelCov(const cv::Mat& img, cv::Mat& other, cv::Mat& cov, int dim
 }
 
 void computeHue(const cv::Mat& src, cv::Mat& hue, int first, int second) {
+    requireType("computeHue", CV_32FC3, {{"src", src}});
+    requireRoom("computeHue", src.size(), CV_32F, {{"hue", hue}});
+    requireWithin("computeHue", "first", first, 0, 2);
+    requireWithin("computeHue", "second", second, 0, 2);
     const ImageWalk walk = walkOver(src, hue);
     for (int i = 0; i < walk.rows; ++i) {
         const float* const pixels = src.ptr<float>(i);

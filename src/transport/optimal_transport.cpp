@@ -1,6 +1,7 @@
 #include <likeness/transport/optimal_transport.hpp>
 
 #include <likeness/transport/closed_form_map.hpp>
+#include "numerics/argument_check.hpp"
 #include "numerics/image_walk.hpp"
 #include "transport/channel_statistics.hpp"
 #include "transport/color_gaussian.hpp"
@@ -73,12 +74,39 @@ void mapPixels(const cv::Mat& inputImg, cv::Mat& result, Map map) {
     }
 }
 
+int resultType(int dims) {
+    return dims == 2 ? CV_32FC2 : CV_32FC3;
+}
+
+/// Of the arguments that map every pixel in `dims` dimensions.
+void requireMapping(const char* function, const cv::Mat& inputImg, const float* inpMeans, const float* tarMeans,
+                    const cv::Mat& T, const cv::Mat& result, int dims) {
+    requireType(function, CV_32FC3, {{"inputImg", inputImg}});
+    requireThere(function, {{"inpMeans", inpMeans}, {"tarMeans", tarMeans}});
+    requireMatrix(function, dims, dims, {{"T", T}});
+    requireRoom(function, inputImg.size(), resultType(dims), {{"result", result}});
+}
+
+/// Of the arguments that map one pixel's chroma.
+void requirePixel(const char* function, const cv::Mat& img, const cv::Mat& value, const cv::Mat& inpMean,
+                  const cv::Mat& tarMean, const cv::Mat& T, int row, int col) {
+    requireIndex(function, "row", row);
+    requireIndex(function, "col", col);
+    requireRoom(function, {col + 1, row + 1}, CV_32FC3, {{"img", img}});
+    requireMatrix(function, 1, 2, {{"value", value}, {"inpMean", inpMean}, {"tarMean", tarMean}});
+    requireMatrix(function, 2, 2, {{"T", T}});
+}
+
 }  // namespace
 
 void applyOptimalTransport(const cv::Mat& inputImg, const cv::Mat& targetImg, cv::Mat& result, cv::Mat& /*inpCovInv*/,
                            cv::Mat& inpMeanRow, cv::Mat& /*tarCov2*/, cv::Mat& tarMeanRow, cv::Mat& transportMat,
                            float t, int dims, const Diagnostics& diagnostics) {
     CV_Assert(dims == 2 || dims == 3);
+    requireType("applyOptimalTransport", CV_32FC3, {{"inputImg", inputImg}, {"targetImg", targetImg}});
+    requireRoom("applyOptimalTransport", inputImg.size(), resultType(dims), {{"result", result}});
+    requireMatrix("applyOptimalTransport", dims, dims, {{"transportMat", transportMat}});
+    requireMatrix("applyOptimalTransport", 1, 2, {{"inpMeanRow", inpMeanRow}, {"tarMeanRow", tarMeanRow}});
     ColorGaussian input(inputImg, dims);
     ColorGaussian target(targetImg, dims);
     if (diagnostics.wantsMessages()) {
@@ -94,6 +122,12 @@ void applyOptimalTransportBonneel(const cv::Mat& inputImg, const cv::Mat& target
                                   cv::Mat& inpCovInv, cv::Mat& inpMeanRow, cv::Mat& tarCov2, cv::Mat& tarMeanRow,
                                   cv::Mat& transportMat, float t, int dims, const Diagnostics& diagnostics) {
     CV_Assert(dims == 2 || dims == 3);
+    requireType("applyOptimalTransportBonneel", CV_32FC3, {{"inputImg", inputImg}, {"targetImg", targetImg}});
+    requireRoom("applyOptimalTransportBonneel", inputImg.size(), resultType(dims), {{"result", result}});
+    requireMatrix("applyOptimalTransportBonneel", dims, dims, {{"transportMat", transportMat}});
+    requireMatrix("applyOptimalTransportBonneel", 1, 3, {{"inpMeanRow", inpMeanRow}});
+    requireMatrix("applyOptimalTransportBonneel", 1, 2, {{"tarMeanRow", tarMeanRow}});
+    requireMatrix("applyOptimalTransportBonneel", 2, 2, {{"tarCov2", tarCov2}});
     ColorGaussian input(inputImg, dims);
     ColorGaussian target(targetImg, dims);
     const ChannelCovariance inputAll = covarianceOf(inputImg, allChannels);
@@ -118,6 +152,9 @@ void applyOptimalTransportBonneel(const cv::Mat& inputImg, const cv::Mat& target
 
 void computeGeodesicPath(float* inpMeans, float* tarMeans, cv::Mat& inpCov, cv::Mat& tarCov, cv::Mat& T, float t,
                          int dims) {
+    CV_Assert(dims == 2 || dims == 3);
+    requireThere("computeGeodesicPath", {{"inpMeans", inpMeans}, {"tarMeans", tarMeans}});
+    requireMatrix("computeGeodesicPath", dims, dims, {{"inpCov", inpCov}, {"tarCov", tarCov}, {"T", T}});
     for (int i = 0; i < dims; ++i) {
         tarMeans[i] = tarMeans[i] * t + inpMeans[i] * (1 - t);
     }
@@ -131,6 +168,7 @@ void computeGeodesicPath(float* inpMeans, float* tarMeans, cv::Mat& inpCov, cv::
 
 void computeMapping2D(const cv::Mat& inputImg, const cv::Mat& /*targetImg*/, float*& inpMeans, float*& tarMeans,
                       const cv::Mat& T, cv::Mat& result) {
+    requireMapping("computeMapping2D", inputImg, inpMeans, tarMeans, T, result, 2);
     mapPixels<2>(inputImg, result, [a = AffineMap<2>(T, inpMeans, tarMeans)](int k, const float* x) {
         return a.m[k][0] * (x[1] - a.before[0]) + a.m[k][1] * (x[2] - a.before[1]) + a.after[k];
     });
@@ -138,6 +176,7 @@ void computeMapping2D(const cv::Mat& inputImg, const cv::Mat& /*targetImg*/, flo
 
 void computeMapping3D(const cv::Mat& inputImg, const cv::Mat& /*targetImg*/, float*& inpMeans, float*& tarMeans,
                       const cv::Mat& T, cv::Mat& result) {
+    requireMapping("computeMapping3D", inputImg, inpMeans, tarMeans, T, result, 3);
     mapPixels<3>(inputImg, result, [a = AffineMap<3>(T, inpMeans, tarMeans)](int k, const float* x) {
         return a.m[k][0] * (x[0] - a.before[0]) + a.m[k][1] * (x[1] - a.before[1]) + a.m[k][2] * (x[2] - a.before[2]) +
                a.after[k];
@@ -146,12 +185,14 @@ void computeMapping3D(const cv::Mat& inputImg, const cv::Mat& /*targetImg*/, flo
 
 void computeMapping2DBonneel(const cv::Mat& inputImg, const cv::Mat& /*targetImg*/, float*& inpMeans, float*& tarMeans,
                              const cv::Mat& T, cv::Mat& result) {
+    requireMapping("computeMapping2DBonneel", inputImg, inpMeans, tarMeans, T, result, 2);
     mapPixels<2>(inputImg, result, [a = AffineMap<2>(T, inpMeans, tarMeans)](int k, const float* x) {
         return a.m[k][0] * x[1] + a.m[k][1] * x[2] - a.before[k] + a.after[k];
     });
 }
 
 void computeNewValue2D(cv::Mat& img, cv::Mat& value, cv::Mat& inpMean, cv::Mat& tarMean, cv::Mat& T, int row, int col) {
+    requirePixel("computeNewValue2D", img, value, inpMean, tarMean, T, row, col);
     const float* const x = img.ptr<float>(row, col);
     const float* const before = inpMean.ptr<float>(0);
     const float* const after = tarMean.ptr<float>(0);
@@ -163,6 +204,7 @@ void computeNewValue2D(cv::Mat& img, cv::Mat& value, cv::Mat& inpMean, cv::Mat& 
 
 void computeNewValue2DBonneel(cv::Mat& img, cv::Mat& value, cv::Mat& inpMean, cv::Mat& tarMean, cv::Mat& T, int row,
                               int col) {
+    requirePixel("computeNewValue2DBonneel", img, value, inpMean, tarMean, T, row, col);
     const float* const x = img.ptr<float>(row, col);
     const float* const before = inpMean.ptr<float>(0);
     const float* const after = tarMean.ptr<float>(0);

@@ -84,6 +84,44 @@ TEST(OrderedPool, HandsOnWhatAWorkerThrows) {
     EXPECT_THROW(while (pool.take(records, milliseconds(50))){}, std::runtime_error);
 }
 
+TEST(OrderedPool, GoesOnWithFewerWorkersWhereMemoryIsShort) {
+    for (const int enough : {0, 1, 2, 5, 7, 8}) {
+        constexpr unsigned jobs = 8;
+        std::atomic<int> made{0};
+        std::atomic<int> alive{0};
+        std::atomic<int> most{0};
+        OrderedPool pool(300, jobs, [&]() -> OrderedPool::Work {
+            if (made++ >= enough && made <= static_cast<int>(jobs)) {
+                throw std::bad_alloc();
+            }
+            return [&](std::size_t number) {
+                most = std::max(most.load(), ++alive);
+                std::this_thread::yield();
+                --alive;
+                return numbered(number);
+            };
+        });
+        std::vector<ResultRecord> records;
+        std::size_t taken = 0;
+        while (pool.take(records, milliseconds(50))) {
+            for (const ResultRecord& record : records) {
+                ASSERT_EQ(record.position, taken++);
+            }
+        }
+        EXPECT_EQ(taken, 300U);
+        const int staying = enough == static_cast<int>(jobs) ? enough : std::max(1, (enough + 1) / 2);
+        EXPECT_EQ(pool.workers(), static_cast<unsigned>(staying)) << enough;
+        EXPECT_LE(most, staying);
+        EXPECT_EQ(pool.asked(), jobs);
+    }
+}
+
+TEST(OrderedPool, WithoutMemoryForOneWorkerThrows) {
+    OrderedPool pool(3, 2, []() -> OrderedPool::Work { throw std::bad_alloc(); });
+    std::vector<ResultRecord> records;
+    EXPECT_THROW(while (pool.take(records, milliseconds(50))){}, std::bad_alloc);
+}
+
 PhotographAnalysis analysisOf(int width) {
     PhotographAnalysis analysis;
     analysis.facts.width = width;

@@ -82,9 +82,9 @@ TEST(PairList, RefusesWithTheLine) {
               "the list, line 1: the results have a column 'Status' of their own");
     EXPECT_EQ(refusalOf("first,second,iso,ISO\na,b,c,d\n"),
               "the list, line 1: the columns 'iso' and 'ISO' differ in upper and lower case only");
-    EXPECT_EQ(refusalOf("first,second\na,b\nc\n"), "the list, line 3: there are 1 fields, and 2 in the header");
+    EXPECT_EQ(refusalOf("first,second\na,b\nc\n"), "the list, line 3: fields: 1, expected 2 as in the header");
     EXPECT_EQ(refusalOf("first,second\n\"a\nb\",c\nd,e,f\n"),
-              "the list, line 4: there are 3 fields, and 2 in the header");
+              "the list, line 4: fields: 3, expected 2 as in the header");
     EXPECT_EQ(refusalOf("first,second\na,b\n\"c,d\ne,f\n"), "the list, line 3: a quote is opened and not closed");
     EXPECT_EQ(refusalOf("first,second\n\"a\"b,c\n"), "the list, line 2: there is text behind a closing quote");
     EXPECT_EQ(refusalOf("first,second\na\"b,c\n"),

@@ -10,6 +10,8 @@
 #include <algorithm>
 #include <fstream>
 #include <set>
+#include <sys/resource.h>
+#include <sys/stat.h>
 
 namespace likeness::testing {
 namespace {
@@ -52,11 +54,12 @@ protected:
         return input(name);
     }
 
-    void expectRefused(const std::string& first, const std::string& second, const std::string& named) const {
+    void expectRefused(const std::string& first, const std::string& second, const std::string& named,
+                       const std::string& reason = "") const {
         const Outcome outcome = compare(first, second, folder());
         EXPECT_EQ(outcome.status, 2);
         EXPECT_EQ(outcome.out, "");
-        EXPECT_EQ(outcome.err, "likeness: cannot read '" + named + "' as an image\n");
+        EXPECT_EQ(outcome.err, "likeness: cannot read '" + named + "' as an image" + reason + '\n');
         EXPECT_TRUE(filesIn(folder()).empty());
     }
 
@@ -150,7 +153,9 @@ TEST_F(LikenessProgram, RefusesWhatIsNotAnImage) {
     writeText(input("text.jpg"), "these are words, not pixels\n");
     expectRefused(input("text.jpg"), cat, input("text.jpg"));
 
-    expectRefused(cat, inputs().string(), inputs().string());
+    expectRefused(cat, inputs().string(), inputs().string(), ": it is not a regular file");
+    ASSERT_EQ(::mkfifo(input("pipe").c_str(), 0600), 0);
+    expectRefused(input("pipe"), cat, input("pipe"), ": it is not a regular file");
     expectRefused("", cat, "");
 }
 
@@ -190,6 +195,32 @@ TEST_F(LikenessProgram, SixteenBitsAreReducedToEight) {
     const std::string reference = save("eight.png", eight);
     EXPECT_EQ(compare(save("sixteen.png", sixteen), photo("cat.jpg"), folder()).out,
               compare(reference, photo("cat.jpg"), folder()).out);
+}
+
+TEST_F(LikenessProgram, SaysWhatEightBitsTakeFromAFile) {
+    const cv::Mat image = randomPhotograph({24, 16}, 3);
+    const std::string bytes = save("bytes.png", image);
+    cv::Mat words;
+    image.convertTo(words, CV_16U, 257);
+    const std::string wide = save("wide.png", words);
+    EXPECT_EQ(compare(wide, bytes, folder()).err,
+              "likeness: warning: '" + wide + "': its 16 bits per channel are reduced to 8\n");
+    cv::Mat floats;
+    image.convertTo(floats, CV_32F, 1 / 255.0);
+    const std::string rounded =
+        "': its floats are reduced to whole numbers from 0 to 255, values from 0 to 1 perhaps to 0 and 1 alone; darkroom "
+        "compare takes them as they are\n";
+    const std::string linear =
+        "': its linear values 0 to 1 are taken for gamma-encoded bytes 0 to 255 as they are; darkroom compare encodes "
+        "them\n";
+    for (const auto& [name, warning] : {std::pair("a.exr", rounded), {"a.pfm", rounded}, {"a.hdr", linear}}) {
+        const std::string path = save(name, floats);
+        const Outcome outcome = compare(bytes, path, folder());
+        EXPECT_EQ(outcome.status, 0);
+        EXPECT_EQ(outcome.err, "likeness: warning: '" + path + warning);
+        EXPECT_EQ(outcome.out, compare(bytes, save("seen.png", cv::imread(path, cv::IMREAD_COLOR)), folder()).out);
+    }
+    EXPECT_EQ(compare(bytes, bytes, folder()).err, "");
 }
 
 TEST_F(LikenessProgram, AlphaIsDropped) {
@@ -262,6 +293,38 @@ TEST_F(LikenessProgram, DumpOnAFullDiskGivesAWarning) {
     EXPECT_EQ(outcome.status, 0);
     EXPECT_EQ(outcome.out, "1,1,1,1,1\n");
     EXPECT_EQ(outcome.err, "likeness: warning: cannot write '10_in.txt'\nlikeness: warning: cannot write 'mask.jpg'\n");
+}
+
+TEST_F(LikenessProgram, AFileThatMayNotGrowGivesAWarning) {
+    const std::string a = save("a.png", randomPhotograph({40, 30}, 1));
+    writeText(folder() / "For_fit.txt", std::string(4096, '\n'));
+    const Outcome outcome = run({program, a, a}, folder(), [] {
+        const ::rlimit limit{4101, 4101};
+        ::setrlimit(RLIMIT_FSIZE, &limit);
+    });
+    EXPECT_EQ(outcome.status, 0);
+    EXPECT_EQ(outcome.out, "1,1,1,1,1\n");
+    EXPECT_EQ(linesOf(outcome.err).front(), "likeness: warning: For_fit.txt: was cut off: no space left");
+    EXPECT_EQ(contentOf(folder() / "For_fit.txt"), std::string(4096, '\n'));
+}
+
+TEST_F(LikenessProgram, WithoutThreadsDoesTheWorkItself) {
+    ScratchDirectory alone;
+    const Outcome expected = compare(photo("cat.jpg"), photo("coffee.jpg"), alone.path());
+    const Outcome outcome = run({program, photo("cat.jpg"), photo("coffee.jpg")}, folder(), forbidThreads);
+    EXPECT_EQ(outcome.status, 0) << outcome.err;
+    EXPECT_EQ(outcome.out, expected.out);
+    EXPECT_EQ(outcome.err, "");
+    EXPECT_EQ(filesIn(folder()), filesIn(alone.path()));
+    for (const std::string& name : dumps) {
+        EXPECT_TRUE(contentOf(folder() / name) == contentOf(alone.path() / name)) << name;
+    }
+}
+
+TEST_F(LikenessProgram, AMessageIsOneLineWhateverANameHolds) {
+    const Outcome outcome = compare("a\n\x1b[2J\u00e9.jpg", photo("cat.jpg"), folder());
+    EXPECT_EQ(outcome.status, 2);
+    EXPECT_EQ(outcome.err, "likeness: cannot read 'a\\n\\x1b[2J\u00e9.jpg' as an image\n");
 }
 
 TEST_F(LikenessProgram, UnwritableStandardOutputIsAFailure) {

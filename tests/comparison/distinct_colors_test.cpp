@@ -6,8 +6,10 @@
 
 #include <gtest/gtest.h>
 
+#include <fstream>
 #include <limits>
 #include <map>
+#include <stdexcept>
 
 namespace likeness {
 namespace {
@@ -72,6 +74,12 @@ std::vector<testing::NamedImage> photographs() {
             {"random", testing::randomPhotograph({120, 80}, 1)},
             {"gaps", testing::withGaps(testing::randomPhotograph({12, 8}, 2))},
             {"many", manyColors()},
+            {"largest that is sorted as the first", testing::randomPhotograph({512, 512}, 5) & cv::Scalar::all(240)},
+            {"one row more", testing::randomPhotograph({512, 513}, 6) & cv::Scalar::all(240)},
+            {"largest that is always sorted, gaps", testing::withGaps(testing::randomPhotograph({128, 128}, 7))},
+            {"one pixel less", testing::randomPhotograph({129, 127}, 8)},
+            {"some pixels more, gaps", testing::withGaps(testing::randomPhotograph({127, 130}, 9))},
+            {"few colours", testing::randomPhotograph({40, 30}, 10) & cv::Scalar::all(192)},
             {"large, without a note of the pieces", large()},
             {"one pixel", testing::randomPhotograph({1, 1}, 3)},
             {"empty", cv::Mat()},
@@ -99,6 +107,32 @@ TEST(ColorCounter, StartsAnewWithEachPhotograph) {
         }
         withIndices = !withIndices;
     }
+}
+
+TEST(ColorCounter, ASmallPhotographDoesNotTakeTheTable) {
+    // One that is counted costs 16 MiB of resident memory, and the table of places some more.
+    const auto residentPages = [] {
+        std::ifstream statm("/proc/self/statm");
+        std::size_t all = 0;
+        std::size_t resident = 0;
+        statm >> all >> resident;
+        return resident;
+    };
+    const cv::Mat photograph = testing::randomPhotograph({8, 8}, 1);
+    std::vector<std::unique_ptr<ColorCounter>> counters;
+    const std::size_t before = residentPages();
+    for (int i = 0; i < 16; ++i) {
+        counters.push_back(std::make_unique<ColorCounter>());
+        counters.back()->count(photograph, true);
+    }
+    EXPECT_LT((residentPages() - before) * 4096, std::size_t{16} << 20);
+}
+
+TEST(ColorCounter, RefusesOtherTypes) {
+    ColorCounter counter;
+    EXPECT_THROW(counter.count(cv::Mat(4, 4, CV_8U), false), std::invalid_argument);
+    EXPECT_THROW(counter.count(cv::Mat(4, 4, CV_32FC3), true), std::invalid_argument);
+    EXPECT_TRUE(counter.count(cv::Mat(), false).counts.empty());
 }
 
 TEST(ColorCounter, CountsPastTheRangeOfATableEntry) {

@@ -110,6 +110,24 @@ cv::Mat saturatedPhotograph() {
     return image;
 }
 
+// Around the sizes up to which colours are sorted and no thread is started.
+TEST(ComparePhotographs, SmallPhotographsHaveTheBitsOfTheLiteralChain) {
+    const cv::Mat cat = testing::examplePhotograph("cat.jpg");
+    const std::vector<cv::Mat> small = {cat(cv::Rect(100, 80, 1, 1)),    cat(cv::Rect(60, 40, 8, 8)),
+                                        cat(cv::Rect(60, 40, 129, 127)), cat(cv::Rect(60, 40, 128, 128)),
+                                        cat(cv::Rect(60, 40, 127, 130)), testing::randomPhotograph({8, 8}, 3)};
+    for (std::size_t i = 0; i < small.size(); ++i) {
+        SCOPED_TRACE(small[i].size());
+        const cv::Mat& next = small[(i + 1) % small.size()];
+        const ScratchDirectory scratch;
+        const Bits expected = bitsOf(reference::metrics(small[i].clone(), next.clone()));
+        EXPECT_EQ(bitsOf(comparePhotographs(small[i], next)), expected);
+        EXPECT_EQ(bitsOf(comparePhotographs(small[i].clone(), next.clone())), expected);
+    }
+    const LikenessCoefficients ofNothing = comparePhotographs(cv::Mat(), small[1]);
+    EXPECT_EQ(bitsOf(ofNothing), Bits{});
+}
+
 TEST(PhotographComparison, IsTheLiteralChainOnThePhotographs) {
     // One pair whole, the others in part: the literal chain flushes a line of text a pixel.
     expectLiteralChain(testing::examplePhotograph("cat.jpg"), testing::examplePhotograph("coffee.jpg"));
@@ -358,10 +376,51 @@ TEST(PhotographComparison, AnalysesBothPhotographs) {
     EXPECT_EQ(bitsOf(compareDistributions(first, second)), bitsOf(comparePhotographs(cat, coffee)));
 }
 
+TEST(AppearanceDistributions, OfFloatsAreThoseOfTheirMaps) {
+    for (const cv::Mat& image : {testing::exampleImage("coffee.jpg")(cv::Rect(100, 100, 90, 60)).clone(),
+                                 testing::withGaps(testing::randomImage({37, 21}, 3, -0.5, 30, 5)),
+                                 testing::randomImage({1, 300}, 3, 0, 4000, 6)}) {
+        const cv::Mat before = image.clone();
+        ColorCounter counter;
+        const AppearanceDistributions distributions = appearanceDistributions(image, counter);
+        const AppearanceMaps maps = appearanceMaps(image);
+        const auto expectThoseOf = [](const cv::Mat& map, const BinProbabilities& probabilities, double nanShare) {
+            BinCounts counts;
+            counts.add(map);
+            EXPECT_EQ(probabilities, counts.probabilities());
+            EXPECT_EQ(nanShare, counts.nanShare());
+        };
+        expectThoseOf(maps.brightness, distributions.brightness, distributions.nanShares.brightness);
+        expectThoseOf(maps.lightness, distributions.lightness, distributions.nanShares.lightness);
+        expectThoseOf(maps.chroma, distributions.chroma, distributions.nanShares.chroma);
+        expectThoseOf(maps.colorfulness, distributions.colorfulness, distributions.nanShares.colorfulness);
+        expectThoseOf(maps.saturation, distributions.saturation, distributions.nanShares.saturation);
+        EXPECT_MAT_EQUAL(image, before);
+        const LikenessCoefficients k = comparePhotographs(image, image);
+        for (const float coefficient : {k.brightness, k.lightness, k.chroma, k.colorfulness, k.saturation}) {
+            EXPECT_NEAR(coefficient, 1, 1e-6);
+        }
+    }
+}
+
+TEST(PhotographComparison, OfBytesAsFloatsIsThatOfTheBytes) {
+    const cv::Mat first = testing::examplePhotograph("coffee.jpg")(cv::Rect(100, 100, 90, 60));
+    const cv::Mat second = testing::examplePhotograph("rocket.jpg")(cv::Rect(50, 50, 80, 70));
+    const cv::Mat firstFloats = testing::exampleImage("coffee.jpg")(cv::Rect(100, 100, 90, 60));
+    const cv::Mat secondFloats = testing::exampleImage("rocket.jpg")(cv::Rect(50, 50, 80, 70));
+    const Bits expected = bitsOf(comparePhotographs(first, second));
+    EXPECT_EQ(bitsOf(comparePhotographs(firstFloats, secondFloats)), expected);
+    EXPECT_EQ(bitsOf(comparePhotographs(first, secondFloats)), expected);
+    EXPECT_EQ(bitsOf(comparePhotographs(firstFloats, second)), expected);
+    const ScratchDirectory scratch;
+    EXPECT_EQ(bitsOf(comparePhotographs(firstFloats, secondFloats, workingDirectory())), expected);
+    EXPECT_EQ(filesOf(".").size(), 4U);
+}
+
 TEST(PhotographComparison, RefusesWhatIsNoPhotograph) {
     const cv::Mat photograph = uniform({4, 4}, cv::Scalar::all(9));
     ColorCounter counter;
-    for (const int type : {CV_8UC1, CV_8UC4, CV_16UC3, CV_32FC3}) {
+    for (const int type : {CV_8UC1, CV_8UC4, CV_16UC3, CV_32FC1, CV_64FC3}) {
         const cv::Mat other(4, 4, type, cv::Scalar::all(1));
         EXPECT_THROW(comparePhotographs(photograph, other), std::invalid_argument);
         EXPECT_THROW(comparePhotographs(other, photograph), std::invalid_argument);

@@ -4,6 +4,13 @@
 
 #include <gtest/gtest.h>
 
+#include <csignal>
+#include <fcntl.h>
+#include <fstream>
+#include <functional>
+#include <sys/file.h>
+#include <sys/mount.h>
+#include <sys/resource.h>
 #include <sys/wait.h>
 #include <unistd.h>
 #include <vector>
@@ -31,6 +38,64 @@ TEST(Report, SaysWhyItCannotBeWritten) {
     if (std::filesystem::exists("/dev/full")) {
         EXPECT_NE(appendToReport("/dev/full", "1\n").find("cannot be written"), std::string::npos);
     }
+}
+
+/// What a forked child makes of `body`: its own limits and signals.
+bool holdsInChild(const std::function<bool()>& body) {
+    const ::pid_t child = ::fork();
+    if (child == 0) {
+        ::_exit(body() ? 0 : 1);
+    }
+    int status = 0;
+    return child > 0 && ::waitpid(child, &status, 0) == child && WIFEXITED(status) && WEXITSTATUS(status) == 0;
+}
+
+const std::string record = "0.987654\n0.976543\n0.965432\n0.954321\n0.943210\n";
+
+TEST(Report, IsWholeOrNotThereAtTheLimitOfItsSize) {
+    const ScratchDirectory scratch;
+    const std::string earlier(4096 - 45, '\n');
+    for (std::size_t room = 0; room <= record.size(); ++room) {
+        std::ofstream("report.txt", std::ios::binary) << earlier;
+        EXPECT_TRUE(holdsInChild([&] {
+            std::signal(SIGXFSZ, SIG_IGN);
+            const ::rlimit limit{earlier.size() + room, earlier.size() + room};
+            return ::setrlimit(RLIMIT_FSIZE, &limit) == 0 &&
+                   appendToReport("report.txt", record).empty() == (room == record.size());
+        })) << room;
+        EXPECT_TRUE(contentOf("report.txt") == (room == record.size() ? earlier + record : earlier)) << room;
+    }
+}
+
+TEST(Report, IsWholeOrNotThereOnAFullDisk) {
+    const ScratchDirectory scratch;
+    std::filesystem::create_directory("disk");
+    if (::mount("none", "disk", "tmpfs", 0, "size=64k") != 0) {
+        GTEST_SKIP() << "only root makes a small disk";
+    }
+    const std::size_t page = 4096;
+    for (std::size_t room = 1; room < record.size(); ++room) {
+        std::ofstream("disk/report.txt", std::ios::binary) << std::string(page - room, '\n');
+        std::ofstream filler("disk/filler", std::ios::binary);
+        while (filler << std::string(page, 'x') << std::flush) {
+        }
+        EXPECT_EQ(appendToReport("disk/report.txt", record), "was cut off: no space left") << room;
+        EXPECT_TRUE(contentOf("disk/report.txt") == std::string(page - room, '\n')) << room;
+        filler.close();
+        std::filesystem::remove("disk/filler");
+        EXPECT_EQ(appendToReport("disk/report.txt", record), "") << room;
+        EXPECT_TRUE(contentOf("disk/report.txt") == std::string(page - room, '\n') + record) << room;
+    }
+    ::umount("disk");
+}
+
+TEST(Report, IsWrittenThoughSomebodyKeepsALock) {
+    const ScratchDirectory scratch;
+    const int other = ::open("report.txt", O_WRONLY | O_CREAT, 0666);
+    ASSERT_EQ(::flock(other, LOCK_EX), 0);
+    EXPECT_EQ(appendToReport("report.txt", record), "");
+    ::close(other);
+    EXPECT_EQ(contentOf("report.txt"), record);
 }
 
 TEST(Report, IsNotMixedByProcesses) {

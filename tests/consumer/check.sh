@@ -62,3 +62,24 @@ if command -v pkg-config >/dev/null; then
         $(PKG_CONFIG_PATH=$pkg_config_path pkg-config --cflags --libs likeness)
     "$scratch/with-pkg-config"
 fi
+
+# The folders of an installation may be absolute, or relative to its prefix.
+if command -v pkg-config >/dev/null; then
+    flags() { PKG_CONFIG_PATH=$1 pkg-config --variable="$2" likeness; }
+    for case in "lib:include:$scratch/where/lib:$scratch/where/include" \
+        "$scratch/far/lib64:include:$scratch/far/lib64:$scratch/where/include" \
+        "lib/x:$scratch/far/include:$scratch/where/lib/x:$scratch/far/include"; do
+        IFS=: read -r libdir includedir expected_libdir expected_includedir <<<"$case"
+        rm -rf "$scratch/pc"
+        cmake -G Ninja -S "$source" -B "$scratch/pc" -DCMAKE_INSTALL_PREFIX="$scratch/where" \
+            -DCMAKE_INSTALL_LIBDIR="$libdir" -DCMAKE_INSTALL_INCLUDEDIR="$includedir" -DLIKENESS_BUILD_TESTS=OFF \
+            -DLIKENESS_BUILD_BENCHMARKS=OFF -DLIKENESS_BUILD_DARKROOM=OFF -DLIKENESS_BUILD_EXAMPLES=OFF >"$scratch/pc.log"
+        mkdir -p "$expected_libdir/pkgconfig" "$expected_includedir"
+        cp "$scratch/pc/likeness.pc" "$expected_libdir/pkgconfig/"
+        for kind in libdir includedir; do
+            expected=expected_$kind
+            found=$(realpath -m "$(flags "$expected_libdir/pkgconfig" $kind)")
+            [ "$found" = "${!expected}" ] || { echo "likeness.pc has the $kind '$found', not '${!expected}'"; exit 1; }
+        done
+    done
+fi

@@ -42,6 +42,14 @@ Outcome DarkroomProgram::darkroom(const std::vector<std::string>& arguments) con
     return run(command, folder());
 }
 
+Outcome DarkroomProgram::darkroomWithoutThreads(const std::vector<std::string>& arguments) const {
+    std::vector<std::string> command = {LIKENESS_DARKROOM};
+    command.insert(command.end(), arguments.begin(), arguments.end());
+    fs::permissions(folder(), fs::perms::all);  // who has no other thread may be another user
+    fs::permissions(inputs_.path(), fs::perms::all);
+    return run(command, folder(), forbidThreads);
+}
+
 Outcome DarkroomProgram::expectDone(const std::vector<std::string>& arguments) const {
     Outcome outcome = darkroom(arguments);
     EXPECT_EQ(outcome.status, 0) << outcome.err;

@@ -35,6 +35,9 @@ protected:
     /// `darkroom ARGUMENTS...`
     Outcome darkroom(const std::vector<std::string>& arguments) const;
 
+    /// The same without another thread.
+    Outcome darkroomWithoutThreads(const std::vector<std::string>& arguments) const;
+
     /// Runs it and expects exit status 0.
     Outcome expectDone(const std::vector<std::string>& arguments) const;
 

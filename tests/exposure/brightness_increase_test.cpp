@@ -16,6 +16,7 @@
 #include <fstream>
 #include <map>
 #include <sstream>
+#include <stdexcept>
 #include <string>
 #include <vector>
 
@@ -109,6 +110,68 @@ TEST(IncreaseBrightness, IsTheLiteralVersionOnBlackAndWhite) {
     for (const float grey : {0.0F, 1.0F, 1.5F}) {
         SCOPED_TRACE(grey);
         expectLiteral(cv::Mat(7, 9, CV_32FC3, cv::Scalar::all(grey)), 10.0F);
+    }
+}
+
+TEST(IncreaseBrightnessByPasses, EachPassAloneHasTheBitsThatItHasAmongSix) {
+    const cv::Mat image = adaptedPiece("coffee.jpg", {120, 80, 49, 31});
+    for (const float factor : {11.4F, 2.0F}) {  // of 2 some passes are NaN
+        cv::Mat src = image.clone();
+        Images all = imagesOf(image.size());
+        increaseBrightness(src, all.data(), factor, dropAll());
+        const std::vector<std::vector<int>> choices = {{0}, {1}, {2}, {3}, {4}, {5}, {1, 4}, {0, 1, 2, 3, 4, 5}, {}};
+        for (const std::vector<int>& passes : choices) {
+            cv::Mat own = image.clone();
+            std::vector<int> taken;
+            increaseBrightnessByPasses(
+                own, factor, passes,
+                [&](int pass, cv::Mat& picture) {
+                    taken.push_back(pass);
+                    EXPECT_MAT_EQUAL(picture, all[static_cast<std::size_t>(pass)]) << pass << " of " << factor;
+                    picture = cv::Scalar::all(0.5);  // the next pass does not read it
+                },
+                dropAll());
+            EXPECT_EQ(taken, passes);
+            EXPECT_MAT_EQUAL(own, src);
+        }
+    }
+}
+
+TEST(IncreaseBrightnessByPasses, AllPassesLeaveTheSameDumpsAndMessages) {
+    const cv::Mat image = adaptedPiece("cat.jpg", {120, 80, 29, 21});
+    const Outcome expected = outcomeOf(image, 2.0F, library);
+    const Outcome actual = outcomeOf(image, 2.0F, [](cv::Mat& src, cv::Mat* dst, float factor) {
+        increaseBrightnessByPasses(src, factor, {0, 1, 2, 3, 4, 5},
+                                   [dst](int pass, cv::Mat& picture) { picture.copyTo(dst[pass]); });
+    });
+    EXPECT_TRUE(actual.printed == expected.printed);
+    EXPECT_EQ(actual.files, expected.files);
+    EXPECT_MAT_EQUAL(actual.dst[5], expected.dst[5]);
+}
+
+TEST(IncreaseBrightnessByPasses, OnePassLeavesItsOwnDumpsAndMessages) {
+    const cv::Mat image = adaptedPiece("cat.jpg", {120, 80, 29, 21});
+    const Outcome expected = outcomeOf(image, 11.4F, library);
+    const Outcome last = outcomeOf(image, 11.4F, [](cv::Mat& src, cv::Mat*, float factor) {
+        increaseBrightnessByPasses(src, factor, {5}, [](int, cv::Mat&) {});
+    });
+    EXPECT_EQ(last.files, expected.files);  // each pass replaces the files of the one before
+    std::size_t gammas = 0;
+    for (std::size_t at = 0; (at = last.printed.find("Gamma: ", at)) != std::string::npos; ++at) {
+        ++gammas;
+    }
+    EXPECT_EQ(gammas, 1U);
+    EXPECT_NE(expected.printed.find(last.printed.substr(last.printed.find("Gamma: "))), std::string::npos);
+}
+
+TEST(IncreaseBrightnessByPasses, RefusesPassesThatThereAreNot) {
+    const cv::Mat image = adaptedPiece("cat.jpg", {120, 80, 9, 8});
+    for (const std::vector<int>& passes : std::vector<std::vector<int>>{{-1}, {6}, {1, 1}, {2, 1}}) {
+        cv::Mat src = image.clone();
+        EXPECT_THROW(increaseBrightnessByPasses(
+                         src, 9.0F, passes, [](int, cv::Mat&) {}, dropAll()),
+                     std::invalid_argument);
+        EXPECT_MAT_EQUAL(src, image);
     }
 }
 

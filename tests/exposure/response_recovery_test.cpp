@@ -13,9 +13,11 @@ namespace {
 
 using testing::bracketOfSquareRootCamera;
 using testing::clones;
+using testing::contentOf;
 using testing::expectSameTraces;
 using testing::FlashPair;
 using testing::namesOf;
+using testing::ScratchDirectory;
 using testing::Traces;
 using testing::tracesOf;
 
@@ -109,6 +111,32 @@ TEST(HasResponseGrid, SaysWhereTheRecoveryRaisesNoError) {
 TEST(RecoverResponse, ImagesWithoutAGridOfSeventyPointsAreRefused) {
     std::vector<cv::Mat> images(2, cv::Mat(5, 5, CV_8UC3, cv::Scalar::all(9)));
     EXPECT_THROW(recoverResponse(images, {1, 2}), cv::Exception);
+}
+
+TEST(MergeAndFuse, TakesAPrefixThatIsAFolder) {
+    std::vector<cv::Mat> images;
+    for (const cv::Mat& exposure : bracketOfSquareRootCamera(2, {20, 16})) {
+        images.emplace_back();
+        exposure.convertTo(images.back(), CV_8U, 255);
+    }
+    const std::vector<float> times = {1, 2};
+    const cv::Mat response = recoverResponse(images, times);
+    const Traces named = tracesOf([&] { mergeAndFuse(images, times, response, "stem", dropAll()); });
+
+    const ScratchDirectory scratch;
+    std::filesystem::create_directory("dir");
+    mergeAndFuse(images, times, response, "dir/", dropAll());
+    EXPECT_EQ(contentOf("dir/.hdr"), named.files.at("stem.hdr"));
+    EXPECT_EQ(contentOf("dir/.jpg"), named.files.at("stem.jpg"));
+    EXPECT_EQ(contentOf("dir/fusion.jpg"), named.files.at("stemfusion.jpg"));
+    EXPECT_EQ(std::distance(std::filesystem::directory_iterator("dir"), {}), 3);
+
+    // A folder that is not there: the results are left out without a word.
+    EXPECT_NO_THROW(mergeAndFuse(images, times, response, "nowhere/", dropAll()));
+    EXPECT_FALSE(std::filesystem::exists("nowhere"));
+    // And the working directory itself.
+    mergeAndFuse(images, times, response, "", dropAll());
+    EXPECT_EQ(contentOf(".hdr"), named.files.at("stem.hdr"));
 }
 
 TEST(DumpResponse, ChannelTwoIsRed) {

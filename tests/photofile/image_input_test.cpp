@@ -1,13 +1,19 @@
 #include "photofile/image_input.hpp"
 
+#include <likeness/color/srgb_companding.hpp>
 #include "darkroom/darkroom_program.hpp"
 #include "files/refusal.hpp"
+#include "photofile/image_output.hpp"
 #include "support/mat_matchers.hpp"
 #include "support/test_images.hpp"
 
 #include <gtest/gtest.h>
 #include <opencv2/imgcodecs.hpp>
 #include <opencv2/imgproc.hpp>
+
+#include <algorithm>
+#include <limits>
+#include <sys/stat.h>
 
 namespace likeness::testing {
 namespace {
@@ -19,7 +25,7 @@ class ImageInput : public DarkroomProgram {
 protected:
     cv::Mat read(const std::string& path) const { return readImage(session_, path); }
     cv::Mat readUnit(const std::string& path) const { return readUnitImage(session_, path); }
-    cv::Mat readBytes(const std::string& path) const { return readPhotographBytes(session_, path); }
+    cv::Mat readCompared(const std::string& path) const { return readPhotographAsCompared(session_, path); }
 
     const Session session_{"test", CommonOptions{}};
     const cv::Mat bytes_ = randomPhotograph({31, 22}, 5);
@@ -28,7 +34,7 @@ protected:
 TEST_F(ImageInput, BytesAreSharesOf255) {
     const std::string path = save("bytes.png", bytes_);
     EXPECT_MAT_EQUAL(read(path), bytes_);
-    EXPECT_MAT_EQUAL(readBytes(path), bytes_);
+    EXPECT_MAT_EQUAL(readCompared(path), bytes_);
     const cv::Mat unit = readUnit(path);
     for (int i = 0; i < bytes_.rows; ++i) {
         for (int j = 0; j < bytes_.cols; ++j) {
@@ -51,12 +57,12 @@ TEST_F(ImageInput, SixteenBitsAreSharesOf65535) {
             EXPECT_EQ(unit.ptr<float>()[i], static_cast<float>(values[i] / 65535.0));
         }
     }
-    // To bytes as `likeness` reads them: the high byte.
+    // To bytes as photographs are compared: the high byte.
     cv::Mat high(2, 3, CV_8UC3);
     for (std::size_t i = 0; i < values.size(); ++i) {
         high.ptr<uchar>()[i] = static_cast<uchar>(values[i] >> 8);
     }
-    EXPECT_MAT_EQUAL(readBytes(input("wide.png")), high);
+    EXPECT_MAT_EQUAL(readCompared(input("wide.png")), high);
 }
 
 TEST_F(ImageInput, FloatsAreTakenAsTheyAre) {
@@ -65,11 +71,69 @@ TEST_F(ImageInput, FloatsAreTakenAsTheyAre) {
     const std::string path = save("floats.tif", floats);
     EXPECT_MAT_EQUAL(read(path), floats);
     EXPECT_MAT_EQUAL(readUnit(path), floats);
-    const cv::Mat radiance = randomImage({17, 12}, 3, 0, 5, 9);
+    EXPECT_MAT_EQUAL(readCompared(path), floats);
+    for (const std::string name : {"floats.exr", "floats.pfm"}) {
+        EXPECT_MAT_EQUAL(read(save(name, floats)), floats);
+        EXPECT_MAT_EQUAL(readCompared(input(name)), floats);
+    }
+}
+
+TEST_F(ImageInput, TheLinearValuesOfRadianceFilesAreEncoded) {
+    const cv::Mat radiance(12, 17, CV_32FC3, cv::Scalar(0.5, 0.25, 2));  // powers of 2 are exact
     const std::string hdr = save("radiance.hdr", radiance);
-    EXPECT_EQ(read(hdr).type(), CV_32FC3);
-    // A shared exponent and 8 bits of each mantissa.
-    EXPECT_MAT_NEAR(read(hdr), radiance, {.absolute = 5.0 / 128});
+    const cv::Mat expected(12, 17, CV_32FC3,
+                           cv::Scalar(sRGBCompanding(0.5F), sRGBCompanding(0.25F), sRGBCompanding(2)));
+    EXPECT_MAT_EQUAL(read(hdr), expected);
+    EXPECT_MAT_EQUAL(readUnit(hdr), expected);
+    EXPECT_MAT_EQUAL(readCompared(hdr), expected);
+}
+
+TEST_F(ImageInput, HdrComesBackWithinItsPrecision) {
+    const cv::Mat image = randomImage({17, 12}, 3, 0, 1.5, 9);
+    const std::string path = output("back.hdr");
+    writeImage(session_, {path}, image);
+    // A pixel has one exponent and 8 bits of each mantissa, 1/256 of its greatest linear value at most; the curve is
+    // steepest, 12.92, where it is straight.
+    const cv::Mat back = read(path);
+    for (int i = 0; i < image.rows; ++i) {
+        for (int j = 0; j < image.cols; ++j) {
+            const auto& pixel = image.at<cv::Vec3f>(i, j);
+            const float greatest = sRGBInverseCompanding(std::max({pixel[0], pixel[1], pixel[2]}));
+            for (int k = 0; k < 3; ++k) {
+                const float linear = sRGBInverseCompanding(pixel[k]);
+                EXPECT_NEAR(sRGBInverseCompanding(back.at<cv::Vec3f>(i, j)[k]), linear, greatest / 127);
+            }
+        }
+    }
+}
+
+TEST_F(ImageInput, PicturesOfFloatsAreLimited) {
+    cv::Mat floats(1, 2, CV_32FC3);
+    floats.at<cv::Vec3f>(0) = {0, 0.5, 1};
+    floats.at<cv::Vec3f>(1) = {-3, 7, std::numeric_limits<float>::quiet_NaN()};
+    const cv::Mat picture = pictureOf(floats);
+    EXPECT_EQ(picture.at<cv::Vec3b>(0), cv::Vec3b(0, 128, 255));
+    EXPECT_EQ(picture.at<cv::Vec3b>(1), cv::Vec3b(0, 255, 0));
+    EXPECT_MAT_EQUAL(pictureOf(bytes_), bytes_);
+}
+
+TEST_F(ImageInput, RefusesMorePixelsThanTheLimit) {
+    CommonOptions options;
+    options.mostPixels = 681;
+    const Session bounded("test", options);
+    const std::string path = save("bytes.png", bytes_);
+    const std::string expected =
+        "cannot read '" + path + "' as an image: it is 31 x 22 pixels, and the limit (--max-pixels) is 681 in all";
+    try {
+        readImage(bounded, path);
+        ADD_FAILURE();
+    } catch (const Refusal& refusal) {
+        EXPECT_EQ(refusal.what(), expected);
+    }
+    EXPECT_THROW(readMask(bounded, path), Refusal);
+    EXPECT_THROW(readPhotographPairAsCompared(bounded, path, path), Refusal);
+    options.mostPixels = 682;
+    EXPECT_MAT_EQUAL(readImage(Session("test", options), path), bytes_);
 }
 
 TEST_F(ImageInput, GreyIsSpreadToThreeChannels) {
@@ -80,6 +144,11 @@ TEST_F(ImageInput, GreyIsSpreadToThreeChannels) {
         cv::Mat spread;
         cv::merge(std::vector<cv::Mat>(3, grey), spread);
         EXPECT_MAT_EQUAL(read(save(depth == CV_32F ? "grey.tif" : "grey.png", grey)), spread);
+        if (depth == CV_32F) {
+            EXPECT_MAT_EQUAL(read(save("grey.exr", grey)), spread);
+            EXPECT_MAT_EQUAL(read(save("grey.pfm", grey)), spread);
+            EXPECT_MAT_EQUAL(readCompared(input("grey.tif")), spread);
+        }
     }
 }
 
@@ -116,17 +185,29 @@ TEST_F(ImageInput, ExifOrientationIsApplied) {
     EXPECT_MAT_EQUAL(turned(6), expected);
     cv::rotate(upright, expected, cv::ROTATE_90_COUNTERCLOCKWISE);
     EXPECT_MAT_EQUAL(turned(8), expected);
-    EXPECT_MAT_EQUAL(readBytes(input("turned.jpg")), expected);
+    EXPECT_MAT_EQUAL(readCompared(input("turned.jpg")), expected);
 }
 
 TEST_F(ImageInput, RefusesWhatIsNoImage) {
-    for (const std::string& path : {input("missing.png"), saveText("text.png", "no picture"), saveText("empty.jpg", ""),
-                                    folder().string(), std::string()}) {
+    for (const std::string& path :
+         {input("missing.png"), saveText("text.png", "no picture"), saveText("empty.jpg", ""), std::string()}) {
         try {
             read(path);
             ADD_FAILURE() << path;
         } catch (const Refusal& refusal) {
             EXPECT_EQ(refusal.what(), "cannot read '" + path + "' as an image");
+        }
+    }
+}
+
+TEST_F(ImageInput, RefusesWhatIsNoRegularFile) {
+    ASSERT_EQ(::mkfifo(input("pipe").c_str(), 0600), 0);
+    for (const std::string& path : {folder().string(), input("pipe")}) {
+        try {
+            read(path);
+            ADD_FAILURE() << path;
+        } catch (const Refusal& refusal) {
+            EXPECT_EQ(refusal.what(), "cannot read '" + path + "' as an image: it is not a regular file");
         }
     }
 }

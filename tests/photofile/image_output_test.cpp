@@ -1,5 +1,7 @@
+#include "console/image_output_options.hpp"
 #include "photofile/image_output.hpp"
 
+#include <likeness/color/srgb_companding.hpp>
 #include "darkroom/darkroom_program.hpp"
 #include "files/refusal.hpp"
 #include "support/mat_matchers.hpp"
@@ -31,7 +33,9 @@ protected:
 
     std::string refusal(const ImageOutput& output) const {
         try {
-            checkImageOutput(output);
+            const Session session("test", CommonOptions{});
+            darkroom::OutputPlan plan(session, {});
+            darkroom::checkImageOutput(output, plan);
         } catch (const Refusal& refusal) {
             return refusal.what();
         }
@@ -112,20 +116,25 @@ TEST_F(ImageOutputTest, JpegHasAQuality) {
     EXPECT_EQ(contentOf(output("fine.jpg")), std::string(expected.begin(), expected.end()));
 }
 
-TEST_F(ImageOutputTest, HdrHoldsSharesOfWhite) {
+TEST_F(ImageOutputTest, HdrHoldsLinearSharesOfWhite) {
     cv::Mat image(4, 9, CV_32FC3, cv::Scalar(50, 100, 200));
     image.at<cv::Vec3f>(1, 1) = {-5, 100, 100};
     image.at<cv::Vec3f>(1, 2) = {notANumber, 100, 100};
-    EXPECT_EQ(told({"a.hdr"}, image, 100),
-              "darkroom test: wrote '" + output("a.hdr") + "', 9 x 4 pixels, Radiance, 0..1 stands for 0..100\n");
+    EXPECT_EQ(told({"a.hdr"}, image, 100), "darkroom test: wrote '" + output("a.hdr") +
+                                               "', 9 x 4 pixels, Radiance, linear, 0..1 stands for 0..100\n");
     const cv::Mat left = imageLeft("a.hdr");
     ASSERT_EQ(left.type(), CV_32FC3);
-    EXPECT_EQ(left.at<cv::Vec3f>(0, 0), cv::Vec3f(0.5F, 1, 2));  // powers of 2 are exact
+    // Linear: (0.5 + 0.055) / 1.055 and (2 + 0.055) / 1.055 to the power of 2.4, with 8 bits of the mantissa of 2.
+    EXPECT_NEAR(left.at<cv::Vec3f>(0, 0)[0], 0.2140, 1.0 / 32);
+    EXPECT_NEAR(left.at<cv::Vec3f>(0, 0)[1], 1, 1.0 / 32);
+    EXPECT_NEAR(left.at<cv::Vec3f>(0, 0)[2], 4.9538, 1.0 / 32);
     EXPECT_EQ(left.at<cv::Vec3f>(1, 1), cv::Vec3f(0, 1, 1));
     EXPECT_EQ(left.at<cv::Vec3f>(1, 2), cv::Vec3f(0, 1, 1));
-    told({"grey.hdr"}, cv::Mat(4, 9, CV_32F, cv::Scalar(0.5)));
-    EXPECT_EQ(cv::imread(output("grey.hdr"), cv::IMREAD_COLOR | cv::IMREAD_ANYDEPTH).at<cv::Vec3f>(2, 2),
-              cv::Vec3f(0.5F, 0.5F, 0.5F));
+    told({"grey.hdr"}, cv::Mat(4, 9, CV_32F, cv::Scalar(sRGBCompanding(0.25F))));
+    const cv::Mat grey = cv::imread(output("grey.hdr"), cv::IMREAD_COLOR | cv::IMREAD_ANYDEPTH);
+    for (int k = 0; k < 3; ++k) {
+        EXPECT_NEAR(grey.at<cv::Vec3f>(2, 2)[k], 0.25, 1.0 / 512);
+    }
 }
 
 TEST_F(ImageOutputTest, QuietTellsNothing) {
@@ -217,7 +226,7 @@ TEST_F(ImageOutputTest, OptionsAreChecked) {
     const std::string in = photo("coffee.jpg");
     expectRefused({"structure", in, "-o", "a.jpg", "--quality", "101"},
                   "--quality: '101' is not a whole number from 0 to 100");
-    expectRefused({"structure", in, "-o", "a.png", "--bits", "12"}, "--bits: '12' is not 8 or 16");
+    expectRefused({"structure", in, "-o", "a.png", "--bits", "12"}, "--bits: '12' is none of 8, 16");
     expectRefused({"structure", in, "-o", "a.jpg", "--bits", "16"},
                   "--bits: only a PNG has 16 bits, and 'a.jpg' is none");
     expectRefused({"structure", in, "-o", "a.png", "--coherence", "a.png"},

@@ -2,9 +2,15 @@
 
 #include "support/scratch_directory.hpp"
 
+#include <cstdint>
+#include <cstdlib>
 #include <fcntl.h>
+#include <linux/capability.h>
 #include <sstream>
 #include <stdexcept>
+#include <sys/prctl.h>
+#include <sys/resource.h>
+#include <sys/syscall.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -12,7 +18,7 @@ namespace likeness::testing {
 namespace {
 
 ::pid_t spawn(const std::vector<std::string>& arguments, const std::filesystem::path& workingDirectory,
-              const std::string& out, const std::string& err) {
+              const std::string& out, const std::string& err, const std::function<void()>& prepare) {
     std::vector<char*> argv;
     for (const std::string& argument : arguments) {
         argv.push_back(const_cast<char*>(argument.c_str()));
@@ -29,20 +35,37 @@ namespace {
             ::chdir(workingDirectory.c_str()) != 0) {
             ::_exit(126);
         }
+        if (prepare) {
+            prepare();
+        }
         ::execv(argv[0], argv.data());
         ::_exit(127);
     }
     return child;
 }
 
+/// A user without rights, but for that to files: the test's folder and the program stay within reach.
+void becomeNobody() {
+    constexpr ::uid_t nobody = 65534;
+    constexpr std::uint32_t files = 1U << CAP_DAC_OVERRIDE;
+    ::__user_cap_header_struct header{_LINUX_CAPABILITY_VERSION_3, 0};
+    const ::__user_cap_data_struct sets[2] = {{files, files, files}, {0, 0, 0}};
+    if (::prctl(PR_SET_KEEPCAPS, 1, 0, 0, 0) != 0 || ::setresuid(nobody, nobody, nobody) != 0 ||
+        ::syscall(SYS_capset, &header, sets) != 0 ||
+        ::prctl(PR_CAP_AMBIENT, PR_CAP_AMBIENT_RAISE, CAP_DAC_OVERRIDE, 0, 0) != 0) {
+        ::_exit(126);
+    }
+}
+
 }  // namespace
 
-Outcome run(const std::vector<std::string>& arguments, const std::filesystem::path& workingDirectory) {
+Outcome run(const std::vector<std::string>& arguments, const std::filesystem::path& workingDirectory,
+            const std::function<void()>& prepare) {
     const ScratchDirectory scratch;
     const std::string out = scratch.path() / "out";
     const std::string err = scratch.path() / "err";
     Outcome outcome;
-    outcome.status = statusOf(spawn(arguments, workingDirectory, out, err));
+    outcome.status = statusOf(spawn(arguments, workingDirectory, out, err, prepare));
     outcome.out = contentOf(out);
     outcome.err = contentOf(err);
     return outcome;
@@ -57,8 +80,21 @@ std::vector<std::string> linesOf(const std::string& text, char end) {
     return lines;
 }
 
-::pid_t start(const std::vector<std::string>& arguments, const std::filesystem::path& workingDirectory) {
-    return spawn(arguments, workingDirectory, "/dev/null", "/dev/null");
+void forbidThreads() {
+    // The leak checker needs a thread of its own.
+    ::setenv("ASAN_OPTIONS", "detect_leaks=0", 1);
+    const ::rlimit none{1, 1};
+    if (::setrlimit(RLIMIT_NPROC, &none) != 0) {
+        ::_exit(126);
+    }
+    if (::geteuid() == 0) {
+        becomeNobody();
+    }
+}
+
+::pid_t start(const std::vector<std::string>& arguments, const std::filesystem::path& workingDirectory,
+              const std::function<void()>& prepare) {
+    return spawn(arguments, workingDirectory, "/dev/null", "/dev/null", prepare);
 }
 
 int statusOf(::pid_t process) {

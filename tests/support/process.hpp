@@ -1,6 +1,7 @@
 #pragma once
 
 #include <filesystem>
+#include <functional>
 #include <string>
 #include <sys/types.h>
 #include <vector>
@@ -15,13 +16,19 @@ struct Outcome {
 
 /// Runs a program in a folder and waits for it.
 /// @param arguments  the program's path first
-Outcome run(const std::vector<std::string>& arguments, const std::filesystem::path& workingDirectory);
+/// @param prepare    what the new process does before it becomes the program: limits, signals
+Outcome run(const std::vector<std::string>& arguments, const std::filesystem::path& workingDirectory,
+            const std::function<void()>& prepare = {});
+
+/// Leaves the process without another thread. Root has no such limit: it becomes a user without rights.
+void forbidThreads();
 
 /// The pieces of what a program printed, without their ends.
 std::vector<std::string> linesOf(const std::string& text, char end = '\n');
 
 /// Starts a program in a folder, its output thrown away.
-::pid_t start(const std::vector<std::string>& arguments, const std::filesystem::path& workingDirectory);
+::pid_t start(const std::vector<std::string>& arguments, const std::filesystem::path& workingDirectory,
+              const std::function<void()>& prepare = {});
 
 /// Waits for a started program and returns its status as in `Outcome`.
 int statusOf(::pid_t process);

@@ -1,7 +1,8 @@
 // Von Kries adaptation in sharpened RGB, every pixel under a white of its own.
 //
 // Images are CV_32FC3 in sharpened B, G, R order (color/sharpened_rgb.hpp); a white image has the size of the image
-// that it serves. Nothing is checked. NaN and infinite values are written through.
+// that it serves. NaN and infinite values are written through. An argument that is read and of another type, or too
+// small, raises std::invalid_argument before anything is changed.
 #pragma once
 
 #include <opencv2/core.hpp>

@@ -1,7 +1,8 @@
 // Adaptation of a whole photograph to another one's illuminant by one von Kries transform of cone responses.
 //
 // Images are CV_32FC3 in B, G, R order, gamma-encoded, in [0, 1]; a white is a 1 x 1 CV_32FC3 in the same order.
-// Nothing is checked.
+// An argument that is read and of another type, or a white that is empty, raises std::invalid_argument before anything
+// is changed.
 #pragma once
 
 #include <likeness/diagnostics/diagnostics.hpp>

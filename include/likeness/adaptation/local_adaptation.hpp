@@ -3,7 +3,8 @@
 // Images are CV_32FC3; sharpened images in B, G, R order (color/sharpened_rgb.hpp). A white image has the size of the
 // image that it serves; where images differ in size, the pixels that all of them have are adapted and the others stay.
 // The degree of adaptation D of a pixel is computeAdapFactD(L_A) with L_A a fifth of the Y of its white. Values are not
-// limited; NaN and infinite values are written through. Nothing is allocated that stays.
+// limited; NaN and infinite values are written through. Nothing is allocated that stays. An argument that is read and
+// of another type, or a triple that is empty, raises std::invalid_argument before anything is changed.
 #pragma once
 
 #include <likeness/diagnostics/diagnostics.hpp>

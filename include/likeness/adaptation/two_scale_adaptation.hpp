@@ -4,7 +4,8 @@
 // Images are CV_32FC3, nominally in [0, 1]. D is computeAdapFactD(20). Where images differ in size, the pixels that all
 // of them have are worked on and the others stay; without any such pixel nothing is done, written or printed. NaN and
 // infinite values are written through. Nothing is allocated that stays. Everything but the filters of the image library
-// runs on the caller's thread; all functions may be called from several threads at once, on images of their own.
+// runs on the caller's thread; all functions may be called from several threads at once, on images of their own. An
+// argument that is read and of another type raises std::invalid_argument before anything is changed.
 #pragma once
 
 #include <likeness/diagnostics/diagnostics.hpp>

@@ -5,7 +5,8 @@
 // `nl` is a CV_32FC3 non-linearity image (appearance/cone_responses.hpp), every other map CV_32F of its size: a, b, hue
 // in degrees, eccentricity, A achromatic response, J lightness, Q brightness, C chroma, M colourfulness, s saturation;
 // the viewing conditions F_L, n, N_bb = N_cb and z are maps too, although callers fill them with one value. Outputs are
-// allocated by the caller. Nothing is checked; NaN and infinite values are passed on.
+// allocated by the caller. NaN and infinite values are passed on. An argument of another type, or too small, raises
+// std::invalid_argument before anything is changed; larger ones are used as far as they are needed.
 //
 // Where an argument list ends in `diagnostics`, the stated files go there.
 #pragma once
@@ -62,7 +63,7 @@ void computeColorfulness(cv::Mat& C, cv::Mat& FL, cv::Mat& M);
 void computeSaturation(cv::Mat& M, cv::Mat& Q, cv::Mat& s);
 
 /// Text dump of the first `rows` x `cols` values of a CV_32F map: one value per line, row by row, in the default float
-/// format of a stream. The counts are not checked against the map.
+/// format of a stream. The map has at least so many.
 void writeIntoFile(cv::Mat& map, const char* fileName, int rows, int cols,
                    const Diagnostics& diagnostics = workingDirectory());
 

@@ -2,7 +2,8 @@
 //
 // Images are CV_32FC3 of any size. The sharpened input is in B, G, R order on the scale 0..100. Cone and non-linearity
 // images are in the opposite order: channel 0 rho (long wave), 1 gamma, 2 beta (short wave). Maps are CV_32F. Outputs
-// are allocated by the caller at the input's size. Nothing is checked.
+// are allocated by the caller at the input's size. An argument of another type, or too small, raises
+// std::invalid_argument before anything is changed.
 #pragma once
 
 #include <opencv2/core.hpp>

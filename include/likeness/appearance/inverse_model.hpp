@@ -6,8 +6,9 @@
 // inverseNonLinearities, convertHPEtoSharpenedRGB. Maps are CV_32F: Q brightness, J lightness, C chroma, hue in
 // degrees, eccentricity, A achromatic response, t, a, b, and the viewing conditions F_L, n, N_bb and z, which callers
 // usually fill with one value. Cone and non-linearity images are CV_32FC3, channel 0 rho (long wave), 1 gamma, 2 beta.
-// All have one size; outputs are allocated by the caller. Nothing is checked. Stated steps in double, everything stored
-// is rounded to float; NaN and infinite values are passed on.
+// All have one size; outputs are allocated by the caller. Stated steps in double, everything stored is rounded to
+// float; NaN and infinite values are passed on. An argument of another type, or too small, raises
+// std::invalid_argument before anything is changed; larger ones are used as far as they are needed.
 //
 // Where an argument list ends in `diagnostics`, the stated files and messages go there.
 #pragma once

@@ -2,7 +2,8 @@
 //
 // Images are CV_32FC3 of any size: BGR in channel order B, G, R, nominally in [0, 1]; XYZ in channel order X, Y, Z,
 // relative to a white of Y = 1. A white point is a 1 x 1 CV_32FC3 in the order X, Y, Z. Outputs are allocated by the
-// caller at the input's size; nothing is checked. NaN stays in its pixel. Sums of products are in float, from the
+// caller at the input's size. Another type, or less room than is needed, raises std::invalid_argument before anything is
+// changed. NaN stays in its pixel. Sums of products are in float, from the
 // left; inverses are the image library's LU inverse in float.
 //
 // Two families stand side by side. The white-point family builds its matrix from the sRGB primaries (IEC 61966-2-1)

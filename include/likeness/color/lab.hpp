@@ -3,8 +3,9 @@
 // Images are CV_32FC3: BGR in channel order B, G, R, gamma-encoded, nominally in [0, 1]; Lab in the order L*, a*, b*,
 // L* in 0..100 for colours up to the white. Outputs are allocated by the caller at the input's size and may be the
 // input. Arithmetic is in float, the curves in double, rounded to float; the constants 0.008856 and 903.3 are the
-// rounded ones of the older editions, so the two branches of the curve do not meet exactly. Nothing is checked: a white
-// component of 0 gives infinities and NaN. A B, G, R white is read at (0, 0) only.
+// rounded ones of the older editions, so the two branches of the curve do not meet exactly. A white
+// component of 0 gives infinities and NaN. A B, G, R white is read at (0, 0) only. Another type, or less room than is
+// needed, raises std::invalid_argument before anything is changed.
 #pragma once
 
 #include <likeness/color/white.hpp>

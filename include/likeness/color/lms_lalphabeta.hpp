@@ -4,7 +4,7 @@
 //
 // Images are CV_32FC3 of any size: BGR in channel order B, G, R, nominally in [0, 1]; cone responses in the order L, M,
 // S; l-alpha-beta in the order l, alpha, beta. Outputs are allocated by the caller at the input's size and may be the
-// input. Nothing is checked. Matrices are applied in float, sums from the left; powers and logarithms are taken in
+// input. Another type, or less room than is needed, raises std::invalid_argument before anything is changed. Matrices are applied in float, sums from the left; powers and logarithms are taken in
 // double and rounded to float. NaN stays in its pixel where nothing is said about it.
 //
 // The whole road is `convertBGRtoLMS`, `convertLMStoLab`, (statistics or edits), `convertLabtoLMS`, `convertLMStoBGR`.

@@ -2,7 +2,8 @@
 //
 // A colour matrix is 3 x 3 CV_32F; row k gives output component k. A colour triple is a 1 x 1 CV_32FC3 of which only
 // element (0, 0) is read, channel 0 first. Images are CV_32FC3. All arithmetic is in float, sums from the left.
-// Nothing is allocated, resized or checked: the caller has created outputs of the right size and type.
+// Nothing is allocated or resized: the caller has created outputs of the right size and type. Another type, or less room
+// than is needed, raises std::invalid_argument before anything is changed.
 #pragma once
 
 #include <opencv2/core.hpp>
@@ -12,13 +13,7 @@ namespace likeness {
 /// A 3 x 3 colour matrix as nine plain numbers, for inner loops.
 class PixelMatrix {
 public:
-    explicit PixelMatrix(const cv::Mat& matrix) {
-        for (int k = 0; k < 3; ++k) {
-            for (int c = 0; c < 3; ++c) {
-                m_[k][c] = matrix.at<float>(k, c);
-            }
-        }
-    }
+    explicit PixelMatrix(const cv::Mat& matrix);
 
     /// Row k times the column vector (a, b, c).
     float row(int k, float a, float b, float c) const noexcept { return m_[k][0] * a + m_[k][1] * b + m_[k][2] * c; }

@@ -1,6 +1,6 @@
 // Estimates of the white that a scene was seen under, for the whole image or for each pixel.
 //
-// Images are CV_32FC3, nominally in [0, 1]; nothing about them is checked.
+// Images are CV_32FC3, nominally in [0, 1].
 #pragma once
 
 #include <likeness/color/white.hpp>
@@ -24,6 +24,7 @@ namespace likeness {
 /// @param diagnostics  receives the line "[b, g, r]" of `white` whenever the result is false
 /// @return          true when the estimate moved by less than 1e-6, or when |U| and |V| are below 0.001; always false
 ///                  when the U of `previous` was NaN
+/// @throws std::invalid_argument  if `img` is of another type, or `white` or `previous` is, or is empty
 /// @see             Buchsbaum, "A spatial processor model for object colour perception", J. Franklin
 ///                  Institute 310, 1980
 bool computeWhitePointFromGrayWorld(const cv::Mat& img, cv::Mat& white, cv::Mat& previous, cv::Mat& mask,

@@ -4,7 +4,7 @@
 //
 // A map is CV_32F of any size. The bin of a value is the nearest integer, halves away from zero; a value outside the
 // range of int, infinite ones too, has the bin of the smallest int. NaN has no bin and is not counted. Bins count in
-// float and so stop at 2^24.
+// float and so stop at 2^24. A map of another type raises std::invalid_argument.
 #pragma once
 
 #include <opencv2/core.hpp>
@@ -75,7 +75,10 @@ void computeFreqProbs(const cv::Mat& map, std::map<int, float>& probs);
 /// do not contribute, even where both distributions hold them.
 float bhattacharyyaCoefficient(const BinProbabilities& first, const BinProbabilities& second);
 
-/// The coefficient of two maps, which may differ in size.
+/// The same over all bins, so that equal distributions have 1 wherever their bins lie.
+float bhattacharyyaCoefficientOfAllBins(const BinProbabilities& first, const BinProbabilities& second);
+
+/// The coefficient of two maps, over the bins 0 to 999, which may differ in size.
 float getBhattacharyaCoeff(const cv::Mat& first, const cv::Mat& second);
 
 }  // namespace likeness

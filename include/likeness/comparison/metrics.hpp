@@ -1,4 +1,5 @@
-// The metrics driver: two photographs in, a report and a line on standard output.
+// The metrics driver: two photographs in, a report and a line on standard output. An argument of another type, or an
+// output that is too small, raises std::invalid_argument before anything is changed.
 #pragma once
 
 #include <likeness/diagnostics/diagnostics.hpp>

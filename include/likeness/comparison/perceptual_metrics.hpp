@@ -20,6 +20,7 @@ namespace likeness {
 /// @param s    saturation
 /// @param diagnostics  "A_before.jpg", "10_in.txt", "mask.jpg" and "t_before.jpg" of the forward model
 ///                     (appearance/appearance_correlates.hpp)
+/// @throws std::invalid_argument  if an image is of another type, or a map too small; `src` is then as it was
 /// @note  NaN where a cone response is negative. No colour of an 8-bit photograph that was adapted by `compute_cat` has
 ///        one; saturated colours of other images can.
 void perceptualMetrics(cv::Mat& src, cv::Mat& Q, cv::Mat& J, cv::Mat& C, cv::Mat& M, cv::Mat& s,

@@ -28,36 +28,40 @@ struct AppearanceDistributions : PerCorrelate<BinProbabilities> {
 ///
 /// The chain of normalisation, adaptation to D65 and the forward appearance model runs once per distinct colour, and,
 /// where no dumps are wanted, only for the colours whose bins an estimate leaves open (app/correlate_estimate.hpp). The
-/// result is the same bits as that of the chain run on every pixel.
+/// result is the same bits as that of the chain run on every pixel. On a float photograph it is run on every pixel: the
+/// distributions are those of the maps that `appearanceMaps` makes of it.
 ///
-/// @param photograph   CV_8UC3 in B, G, R order, fewer than 2^31 pixels; an empty one has empty
-///                     distributions and leaves an empty text dump, but no image
+/// @param photograph   CV_8UC3, or CV_32FC3 in [0, 1] (values outside are taken as they are; a pixel with a NaN or an
+///                     infinite value has no bin and counts in `nanShares`), gamma-encoded, in B, G, R order, fewer
+///                     than 2^31 pixels; an empty one has empty distributions and leaves an empty text dump, but no
+///                     image. Not modified
 /// @param diagnostics  the dumps of `perceptualMetrics`, at the photograph's size
 /// @throws std::invalid_argument  if the photograph is of another type
-/// @note  Takes about 40 bytes per distinct colour; where dumps are wanted, 130 and 4 per pixel.
+/// @note  Takes about 40 bytes per distinct colour; where dumps are wanted, 130 and 4 per pixel. Of a float photograph
+///        it takes about 130 bytes per pixel.
 AppearanceDistributions appearanceDistributions(const cv::Mat& photograph, const Diagnostics& diagnostics = dropAll());
 
 /// The correlates of an image, each pixel's: normalisation, adaptation to D65, forward appearance model and hue, as the
 /// comparison sees a photograph.
 ///
 /// @param image        CV_8UC3, or CV_32FC3 in [0, 1] (values outside are taken as they are), in B, G, R order; an
-/// empty
-///                     one has empty maps. Not modified
+///                     empty one has empty maps. Not modified
 /// @param diagnostics  the dumps of `perceptualMetrics`
 /// @throws std::invalid_argument  if the image is of another type
 /// @note  An 8-bit image is taken once per distinct colour, with the same bits as a result.
 AppearanceMaps appearanceMaps(const cv::Mat& image, const Diagnostics& diagnostics = dropAll());
 
-/// The five coefficients of two analysed photographs.
+/// The five coefficients of two analysed photographs, over all bins: those of very bright floats lie beyond the bins 0
+/// to 999, which hold every 8-bit photograph's.
 LikenessCoefficients compareDistributions(const AppearanceDistributions& first, const AppearanceDistributions& second);
 
 /// What `comparePhotographs` does with two photographs before it compares their distributions.
 std::pair<AppearanceDistributions, AppearanceDistributions> analyzePhotographs(
     const cv::Mat& first, const cv::Mat& second, const Diagnostics& diagnostics = dropAll());
 
-/// Compares two photographs, CV_8UC3 in B, G, R order, which may differ in size. Without dumps the two are analysed at
-/// the same time on two threads; with dumps they follow one another, so that those of the second replace
-/// those of the first.
+/// Compares two photographs, each CV_8UC3 or CV_32FC3 as above, which may differ in size and depth. Without dumps the
+/// two are analysed at the same time on two threads, unless one is very small; with dumps they follow one another, so
+/// that those of the second replace those of the first.
 ///
 /// @throws std::invalid_argument  if a photograph is of another type
 LikenessCoefficients comparePhotographs(const cv::Mat& first, const cv::Mat& second,

@@ -4,6 +4,9 @@
 
 #include <opencv2/core.hpp>
 
+#include <functional>
+#include <vector>
+
 namespace likeness {
 
 /// Images that `increaseBrightness` makes in one call.
@@ -33,11 +36,22 @@ float brightnessFactor(float first, int pass);
 /// pass; at the end every restored element of `src` that is above 1.
 ///
 /// @param src     rows x cols, CV_32FC3, sharpened B, G, R on the scale 0..1; multiplied by 100 and divided by 100
-/// again,
-///                so that it may come back with another last bit
+///                again, so that it may come back with another last bit
 /// @param dst     six images of that size and type, allocated by the caller; sharpened B, G, R on the scale 0..1, not
 ///                clamped
 /// @param factor  brightness factor of the first pass
 void increaseBrightness(cv::Mat& src, cv::Mat* dst, float factor, const Diagnostics& diagnostics = workingDirectory());
+
+/// Passes of `increaseBrightness` one after the other, of which no more than one picture is kept at a time. The same
+/// bits, dumps and messages as of these passes there, with the dumps and messages that come before and after them.
+///
+/// @param passes  which passes, 0 to 5, each at most once, in ascending order
+/// @param take    is given each pass's number and picture, as `dst` holds it there, which lasts as long as the call and
+///                may be altered
+/// @param src, factor  as above; `factor` is that of pass 0 also where that is not made
+/// @throws std::invalid_argument  for other passes, before anything is computed
+void increaseBrightnessByPasses(cv::Mat& src, float factor, const std::vector<int>& passes,
+                                const std::function<void(int pass, cv::Mat& picture)>& take,
+                                const Diagnostics& diagnostics = workingDirectory());
 
 }  // namespace likeness

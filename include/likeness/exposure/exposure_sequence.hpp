@@ -21,9 +21,8 @@ namespace likeness {
 /// @param images      receives `count` CV_8UC3 images at its end
 /// @param imageTimes  receives `count` times at its end
 /// @param diagnostics  receives "test2.jpg" (`nonFlash` in 8 bits) and, when the second exposure is loaded,
-/// "test10.jpg"
-///                    (`images[0]`) and "test11.jpg" (the second exposure); and for each exposure i the line
-///                    "`imageTimes[i]` `times[i + 1]` `count`"
+///                    "test10.jpg" (`images[0]`) and "test11.jpg" (the second exposure); and for each exposure i the
+///                    line "`imageTimes[i]` `times[i + 1]` `count`"
 /// @pre  `times` has `count` + 1 entries; not checked
 void loadExposureSeq(cv::Mat* exposures, cv::Mat& nonFlash, float* times, std::vector<cv::Mat>& images,
                      std::vector<float>& imageTimes, int count, const Diagnostics& diagnostics = workingDirectory());

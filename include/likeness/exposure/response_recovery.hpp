@@ -38,9 +38,9 @@ struct ResponseFiles {
 void dumpResponse(const cv::Mat& response, const ResponseFiles& files,
                   const Diagnostics& diagnostics = workingDirectory());
 
-/// Merges the exposures into a radiance map, tone-maps it, fuses the exposures, and writes the three results: `prefix`
-/// +
-/// ".hdr" (Radiance, not scaled), `prefix` + ".jpg" and `prefix` + "fusion.jpg" (both times 255; no separator).
+/// Merges the exposures into a radiance map, tone-maps it, fuses the exposures, and writes the three results:
+/// `prefix` + ".hdr" (Radiance, not scaled), `prefix` + ".jpg" and `prefix` + "fusion.jpg" (both times 255; no
+/// separator).
 ///
 /// The radiance map is the image library's `MergeDebevec`, the tone mapping `toneMapDurand` with its defaults, the
 /// fusion `MergeMertens` with the weights 1 (contrast), 1 (saturation) and 0 (well-exposedness).
@@ -61,9 +61,10 @@ void mergeAndFuse(const std::vector<cv::Mat>& images, const std::vector<float>& 
 ///
 /// @param exposures  `count` CV_32FC3 images in [0, 1], B, G, R; left on the scale 0..255
 /// @param nonFlash   CV_32FC3 in [0, 1]; left on the scale 0..255, otherwise only dumped
-/// @param count      number of exposures
+/// @param count      number of exposures, two or more
 /// @param prefix     stem of the results' names, a directory in front of it if wanted
-/// @pre  two or more exposures, all of one size; not checked here
+/// @throws std::invalid_argument  if there are fewer exposures than two
+/// @pre  all exposures have one size; where not, the image library raises its error
 void recoverCRF(cv::Mat*& exposures, cv::Mat& nonFlash, int count, std::string prefix,
                 const Diagnostics& diagnostics = workingDirectory());
 

@@ -60,7 +60,7 @@ private:
 /// Guide of one channel. Writes nothing.
 class GuidedFilterMono final : public GuidedFilterImpl {
 public:
-    /// @param guide       one channel; copied
+    /// @param guide       one channel; copied. Another number raises std::invalid_argument
     /// @param windowSide  pixels along a side of the window
     /// @param regularizer added to the guide's variance: structure whose variance is well below it is smoothed away,
     ///                    structure well above it is kept. In squared units of the guide.
@@ -86,7 +86,7 @@ private:
 /// guide is flat, or its channels depend on each other linearly, have a determinant of 0 and then coefficients of 0.
 class GuidedFilterColor final : public GuidedFilterImpl {
 public:
-    /// @param guide        three channels; copied
+    /// @param guide        three channels; copied. Another number raises std::invalid_argument
     /// @param windowSide   pixels along a side of the window
     /// @param regularizer  kept, used nowhere
     /// @param diagnostics  receives the window means of the guide's channels, values as they are: "0R.jpg", "0G.jpg",

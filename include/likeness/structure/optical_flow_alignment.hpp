@@ -25,8 +25,7 @@ void calculateOpticalFlow(cv::Mat& moving, cv::Mat& reference, cv::Mat& out);
 /// Does what `calculateOpticalFlow` does, and hands the flow over.
 ///
 /// @param flow  replaced by a CV_32FC2 of the images' size: for each pixel of the reference the displacement (dx, dy)
-/// in
-///              pixels, x to the right and y down, from it to where it is found in `moving`
+///              in pixels, x to the right and y down, from it to where it is found in `moving`
 void alignAlongOpticalFlow(cv::Mat& moving, cv::Mat& reference, cv::Mat& out, cv::Mat& flow);
 
 /// Parameters of the flow; the defaults are those of `calculateOpticalFlow`.

@@ -29,6 +29,7 @@ namespace likeness {
 ///               the first pixel, as the image library's solver and formatter give them, the unit eigenvectors (rows)
 ///               times the root of the tensor's trace, "eig V", the eigenvalues, a space and the root. The formatter
 ///               breaks matrices over lines: "[0, 2;\n 2, 0]eig V[3;\n 1] 2". NaN stand where the solver gives up.
+/// @throws std::invalid_argument  where `image` or `out` is of another type, or `out` too small
 /// @note         Everything but the filters is evaluated pixel by pixel in float, 0.5 exp(..) + 0.5 in double, in the
 ///               order of the channels, with the roundings of the image library's eigenvalue solver. Works on 32 rows
 ///               and those around them that the kernels reach to, in ten planes, and where files are wanted on seven

@@ -5,7 +5,8 @@
 //
 // Matrices are n x n CV_32F, n being 2 (chroma) or 3 (all channels); the caller has allocated the outputs. Symmetric
 // matrices are evaluated in double on the stack, without allocation, and rounded to float once: more exact than a float
-// evaluation, which a singular covariance leaves three digits or fewer. Other n raise a cv::Exception.
+// evaluation, which a singular covariance leaves three digits or fewer. Other n raise a cv::Exception,
+// matrices of another type or smaller than n x n std::invalid_argument.
 #pragma once
 
 #include <opencv2/core.hpp>

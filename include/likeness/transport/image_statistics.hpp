@@ -2,8 +2,8 @@
 //
 // A plane is CV_32F, an image CV_32FC3 in the channel order of any colour space; for chroma, channel 0 is lightness and
 // channels 1 and 2 are the two chroma components. NaN marks a masked-out pixel: every statistic skips it. Sums run in
-// float, row by row, and lose digits on large images as float sums do. Outputs are allocated by the caller. Sizes are
-// not checked.
+// float, row by row, and lose digits on large images as float sums do. Outputs are allocated by the caller. An
+// argument of another type, or too small, raises std::invalid_argument before anything is changed.
 //
 // `dims` selects the channels that take part: 2 the chroma channels 1 and 2, 1 or 3 the channels from 0 on. Other
 // numbers raise a cv::Exception.

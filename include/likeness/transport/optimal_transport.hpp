@@ -9,8 +9,9 @@
 // Images are CV_32FC3 in one colour space, in which a variance of 7.5 is small: CIE L*a*b*, or 0..255. Images in [0, 1]
 // have all of their variances below the floor of the map. Input and target may differ in size. NaN marks a masked-out
 // pixel: the statistics skip it, and it stays NaN; a pixel should be NaN in all channels or in none, as a covariance
-// over a NaN that only one channel has is NaN, and so is then the map. Outputs are allocated by the caller and filled;
-// sizes are not checked. `result` must not share pixels with the input.
+// over a NaN that only one channel has is NaN, and so is then the map. Outputs are allocated by the caller and filled.
+// An argument that is used and of another type, or too small, raises std::invalid_argument before anything is changed.
+// `result` must not share pixels with the input.
 //
 // Messages are those of `transport/image_statistics.hpp`.
 #pragma once

@@ -1,8 +1,10 @@
 // The command `likeness FIRST SECOND`.
 #include <likeness/comparison/metrics.hpp>
 #include <likeness/diagnostics/diagnostics.hpp>
+#include "diagnostics/shown_text.hpp"
 #include "photofile/photograph_reader.hpp"
 
+#include <csignal>
 #include <exception>
 #include <iostream>
 #include <string>
@@ -17,7 +19,21 @@ enum ExitStatus : int {
 };
 
 void complain(const std::string& text) {
-    std::cerr << "likeness: " + text + '\n';
+    std::cerr << "likeness: " + likeness::shownText(text) + '\n';
+}
+
+/// What the reading as 8 bits takes from a file; empty where it takes nothing.
+std::string reductionOf(const likeness::PhotographRead& photograph) {
+    if (photograph.linear) {
+        return "its linear values 0 to 1 are taken for gamma-encoded bytes 0 to 255 as they are; darkroom compare "
+               "encodes them";
+    }
+    if (photograph.floats) {
+        return "its floats are reduced to whole numbers from 0 to 255, values from 0 to 1 perhaps to 0 and 1 alone; "
+               "darkroom compare takes them as they are";
+    }
+    return photograph.bits > 8 ? "its " + std::to_string(photograph.bits) + " bits per channel are reduced to 8"
+                               : std::string();
 }
 
 int compare(const char* firstPath, const char* secondPath) {
@@ -26,11 +42,15 @@ int compare(const char* firstPath, const char* secondPath) {
     for (int i = 0; i < 2; ++i) {
         photographs[i] = likeness::readPhotograph(paths[i]);
         if (photographs[i].bgr.empty()) {
-            complain("cannot read '" + paths[i] + "' as an image");
+            complain("cannot read '" + paths[i] + "'" + photographs[i].imageProblem());
             return unreadablePhotograph;
         }
     }
     for (int i = 0; i < 2; ++i) {
+        const std::string reduction = reductionOf(photographs[i]);
+        if (!reduction.empty()) {
+            complain("warning: '" + paths[i] + "': " + reduction);
+        }
         for (const std::string& remark : photographs[i].remarks) {
             complain("warning: '" + paths[i] + "': " + remark);
         }
@@ -50,6 +70,7 @@ int compare(const char* firstPath, const char* secondPath) {
 }  // namespace
 
 int main(int argc, char** argv) {
+    std::signal(SIGXFSZ, SIG_IGN);  // a file that may not grow is an error of the write that meets the limit
     if (argc != 3) {
         return wrongArgumentCount;
     }

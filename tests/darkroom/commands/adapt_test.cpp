@@ -247,5 +247,22 @@ TEST_F(DarkroomAdapt, Refuses) {
                   "--output: 'none/a.png' cannot be written: the folder 'none' does not exist");
 }
 
+TEST_F(DarkroomAdapt, TellsWhatCameToTheLimits) {
+    const cv::Mat grey(12, 9, CV_8UC3, cv::Scalar::all(120));
+    cv::Mat bright(12, 9, CV_8UC3, cv::Scalar(250, 250, 250));
+    bright.row(3) = cv::Scalar(200, 200, 200);
+    const cv::Mat yellow(12, 9, CV_8UC3, cv::Scalar(200, 235, 250));
+    const std::string in = save("bright.png", bright);
+    const std::string even = save("grey.png", grey);
+    const Outcome same = expectDone({"adapt", even, "--like", even, "-o", "a.png"});
+    EXPECT_EQ(same.err.find("limits"), std::string::npos) << same.err;
+    const Outcome moved = expectDone({"adapt", save("yellow.png", yellow), "--like", in, "-o", "a.tif"});
+    const bool limited = cv::countNonZero(imageLeft("a.tif").reshape(1) == 1) > 0;
+    EXPECT_EQ(moved.err.find("of the pixels came to the limits of 0..1 and are clipped there") != std::string::npos,
+              limited)
+        << moved.err;
+    EXPECT_TRUE(limited) << "the picture shows nothing";
+}
+
 }  // namespace
 }  // namespace likeness::testing

@@ -163,7 +163,8 @@ TEST_F(DarkroomAppearance, Refuses) {
     std::filesystem::create_symlink(save("photograph.png", examplePhotograph("cat.jpg")),
                                     folder() / "photograph_hue.png");
     expectRefused({"appearance", input("photograph.png"), "-o", "."},
-                  std::string("'").append(input("photograph.png")) + "' is an input and would be overwritten");
+                  "--output: './photograph_hue.png' would replace the input '" + input("photograph.png") +
+                      "'; choose another name");
 }
 
 }  // namespace

@@ -15,6 +15,7 @@
 #include <random>
 #include <signal.h>
 #include <sys/mount.h>
+#include <sys/resource.h>
 #include <sys/stat.h>
 #include <thread>
 #include <unistd.h>
@@ -156,7 +157,7 @@ TEST_F(DarkroomBatch, AFailedPairIsARecordAndNoGap) {
     const Outcome outcome = darkroom({"batch", list, "--root", input("photos"), "-o", "r.jsonl"});
     EXPECT_EQ(outcome.status, 1);
     EXPECT_NE(outcome.err.find("darkroom batch: 4 pairs, 2 failed; 4 in this run in "), std::string::npos);
-    EXPECT_NE(outcome.err.find("the decoders had remarks on 1 pairs"), std::string::npos);
+    EXPECT_NE(outcome.err.find("the decoders had remarks on 1 pair, "), std::string::npos);
     const std::vector<std::string> lines = linesOf(contentOf(output("r.jsonl")));
     ASSERT_EQ(lines.size(), 4U);
     const auto holds = [&](std::size_t line, const std::string& text) {
@@ -183,6 +184,107 @@ TEST_F(DarkroomBatch, AFailedPairIsARecordAndNoGap) {
     EXPECT_EQ(filesLeft(), (std::vector<std::string>{"r.jsonl", "undisturbed.jsonl"}));
 }
 
+TEST_F(DarkroomBatch, ComparesFloatsAsCompareDoes) {
+    const cv::Mat image = exampleImage("coffee.jpg")(cv::Rect(100, 100, 180, 120)).clone();
+    save("photos/a.exr", image);
+    save("photos/a.hdr", image);
+    const std::string list = saveText("l.csv", "first,second\na.exr,p1.jpg\na.exr,a.exr\np2.jpg,a.hdr\n");
+    const std::string expected = resultOf({list, "--root", input("photos"), "--jobs", "1", "--cache", "0"}, "1.csv", 0);
+    EXPECT_EQ(resultOf({list, "--root", input("photos"), "--jobs", "4"}, "4.csv", 0), expected);
+    const std::vector<std::string> lines = linesOf(expected);
+    ASSERT_EQ(lines.size(), 4U);
+    for (const auto& [line, first, second] :
+         {std::tuple(1U, "photos/a.exr", "photos/p1.jpg"), std::tuple(2U, "photos/a.exr", "photos/a.exr"),
+          std::tuple(3U, "photos/p2.jpg", "photos/a.hdr")}) {
+        // The coefficients are the last five fields that compare gives.
+        const std::string compared = linesOf(darkroom({"compare", input(first), input(second), "--csv"}).out)[1];
+        std::size_t from = compared.size();
+        for (int field = 0; field < 5; ++field) {
+            from = compared.rfind(',', from - 1);
+        }
+        EXPECT_NE(lines[line].find(compared.substr(from) + ','), std::string::npos) << lines[line] << '\n' << compared;
+    }
+}
+
+TEST_F(DarkroomBatch, WhatIsNoPhotographIsAFailureOfItsPair) {
+    ASSERT_EQ(::mkfifo(input("photos/pipe").c_str(), 0600), 0);
+    save("photos/none.pfm", cv::Mat(4, 5, CV_32FC3, cv::Scalar::all(std::numeric_limits<double>::quiet_NaN())));
+    std::ofstream(input("photos/raw.nef"), std::ios::binary) << "FUJIFILMCCD-RAW 0201";
+    const std::string list =
+        saveText("l.csv", "first,second\np1.jpg,pipe\np1.jpg,none.pfm\np1.jpg,raw.nef\np1.jpg,p2.jpg\n");
+    resultOf({list, "--root", input("photos"), "--max-pixels", "16000"}, "r.jsonl", 1);
+    const std::vector<std::string> lines = linesOf(contentOf(output("r.jsonl")));
+    ASSERT_EQ(lines.size(), 4U);
+    const std::vector<std::string> errors = {
+        "cannot read 'pipe' as an image: it is not a regular file",
+        "cannot read 'none.pfm' as a photograph: all its pixels hold values that are no numbers, infinite or negative",
+        "cannot read 'raw.nef' as an image: it is a camera raw file, of which only an embedded preview could be read; "
+        "develop it first",
+        "cannot read 'p2.jpg' as an image: it is 152 x 104 pixels, and the limit (--max-pixels) is 15500 in all"};
+    EXPECT_NE(lines[0].find("\"error\":\"" + errors[0]), std::string::npos) << lines[0];
+    EXPECT_NE(lines[1].find("\"error\":\"" + errors[1]), std::string::npos) << lines[1];
+    EXPECT_NE(lines[2].find("\"error\":\"" + errors[2]), std::string::npos) << lines[2];
+    EXPECT_NE(lines[3].find("\"status\":\"compared\""), std::string::npos) << lines[3];
+    resultOf({list, "--root", input("photos"), "--max-pixels", "15500"}, "s.jsonl", 1);
+    EXPECT_NE(contentOf(output("s.jsonl")).find(errors[3]), std::string::npos);
+}
+
+TEST_F(DarkroomBatch, TellsOfBackgroundsThatDifferWithTheSizes) {
+    save("photos/large.png", cv::Mat(1080, 1920, CV_8UC3, cv::Scalar(90, 120, 150)));
+    const std::string list = saveText("l.csv", "first,second\np1.jpg,large.png\np1.jpg,p2.jpg\n");
+    resultOf({list, "--root", input("photos")}, "r.jsonl", 0);
+    const std::vector<std::string> lines = linesOf(contentOf(output("r.jsonl")));
+    EXPECT_NE(lines[0].find("\"remarks\":\"the backgrounds that the model assumes differ with the sizes, 20 and "
+                            "19.4589\""),
+              std::string::npos)
+        << lines[0];
+    EXPECT_NE(lines[1].find("\"remarks\":null"), std::string::npos) << lines[1];
+}
+
+// Sanitizers take memory of their own.
+#if !defined(__SANITIZE_ADDRESS__) && !defined(__SANITIZE_THREAD__)
+TEST_F(DarkroomBatch, WhatTheMachineLacksEndsTheBatchAndIsNoRecord) {
+    // A bitmap of 16000 x 16000 pixels: 732 MiB as an image, and a hole in the file.
+    const auto little = [](std::uint32_t value) {
+        return std::string{static_cast<char>(value), static_cast<char>(value >> 8U), static_cast<char>(value >> 16U),
+                           static_cast<char>(value >> 24U)};
+    };
+    const std::string large = input("photos/large.bmp");
+    std::ofstream(large, std::ios::binary)
+        << "BM" << little(54 + 768000000) << little(0) << little(54) << little(40) << little(16000) << little(16000)
+        << std::string("\1\0\x18\0", 4) << std::string(24, '\0');
+    fs::resize_file(large, 54 + 768000000);
+    const std::string list = saveText("l.csv", "first,second\np1.jpg,p2.jpg\np1.jpg,large.bmp\np3.jpg,p2.jpg\n");
+    const Outcome outcome = run({"/bin/sh", "-c", "ulimit -v 1000000; exec \"$@\"", "sh", LIKENESS_DARKROOM, "batch",
+                                 list, "--root", input("photos"), "-o", "r.csv", "--jobs", "1"},
+                                folder());
+    EXPECT_EQ(outcome.status, 2);
+    EXPECT_EQ(outcome.err, "darkroom batch: cannot read '" + large +
+                               "': Cannot allocate memory (a lower limit of pixels refuses large images); 1 of 3 pairs "
+                               "are recorded, --resume goes on from there\n");
+    EXPECT_EQ(linesOf(contentOf(output("r.csv"))).size(), 2U);
+    resultOf({list, "--root", input("photos"), "--resume", "--max-pixels", "1000000"}, "r.csv", 1);
+    EXPECT_EQ(linesOf(contentOf(output("r.csv"))).size(), 4U);
+}
+
+TEST_F(DarkroomBatch, FewDescriptorsMakeNoFailures) {
+    const std::string list = saveList(12);
+    const std::string expected = resultOf({list}, "expected.csv", 1);
+    for (const int most : {4, 5, 6, 8}) {
+        SCOPED_TRACE(most);
+        const Outcome outcome = run({"/bin/sh", "-c", "ulimit -n " + std::to_string(most) + "; exec \"$@\"", "sh",
+                                     LIKENESS_DARKROOM, "batch", list, "-o", "r.csv", "--jobs", "8"},
+                                    folder());
+        if (outcome.status == 2) {
+            EXPECT_NE(outcome.err.find("Too many open files"), std::string::npos) << outcome.err;
+            EXPECT_EQ(linesOf(outcome.err).size(), 1U) << outcome.err;
+        }
+        EXPECT_EQ(resultOf({list, "--resume"}, "r.csv", 1), expected);
+        fs::remove(output("r.csv"));
+    }
+}
+#endif
+
 TEST_F(DarkroomBatch, PairsFoldersByRelativePath) {
     for (const char* const name : {"before/x.jpg", "before/sub/y.PNG", "after/x.png", "after/sub/y.jpg"}) {
         fs::create_directories(fs::path(output(name)).parent_path());
@@ -190,7 +292,33 @@ TEST_F(DarkroomBatch, PairsFoldersByRelativePath) {
     }
     saveText("ignored", "");
     std::ofstream(output("before/notes.txt")) << "not an image";
+    std::ofstream(output("after/sub/y.HEIC")) << "none that is read";
+    std::ofstream(output("after/README")) << "nor this";
+    fs::create_directory_symlink(output("before"), output("after/linked"));
+    fs::create_symlink("nowhere.jpg", output("before/broken.jpg"));
     const std::string csv = resultOf({"--folders", "before", "after"}, "r.csv", 0);
+    const std::string leftOut =
+        "darkroom batch: left out: 'before/broken.jpg' is a link that leads nowhere\n"
+        "darkroom batch: left out: 'before/notes.txt' has the extension '.txt', which is none of an image that is "
+        "read\n"
+        "darkroom batch: left out: 'after/README' has no extension that tells of an image\n"
+        "darkroom batch: left out: 'after/linked' is a link to a folder, and such links are not followed\n"
+        "darkroom batch: left out: 'after/sub/y.HEIC' has the extension '.HEIC', which is none of an image that is "
+        "read\n"
+        "darkroom batch: 5 files of the folders left out, 2 pairs found\n";
+    EXPECT_EQ(expectDone({"batch", "--folders", "before", "after", "--print-list"}).err, leftOut);
+    EXPECT_EQ(expectDone({"batch", "--folders", "before", "after", "--print-list", "--quiet"}).err, "");
+    for (int k = 0; k < 18; ++k) {
+        std::ofstream(output("after/z" + std::to_string(k) + ".txt")) << "many";
+    }
+    const std::vector<std::string> said =
+        linesOf(expectDone({"batch", "--folders", "before", "after", "--print-list"}).err);
+    ASSERT_EQ(said.size(), 22U);
+    EXPECT_EQ(said[20], "darkroom batch: left out: ... and 3 more");
+    EXPECT_EQ(said[21], "darkroom batch: 23 files of the folders left out, 2 pairs found");
+    for (int k = 0; k < 18; ++k) {
+        fs::remove(output("after/z" + std::to_string(k) + ".txt"));
+    }
     const std::vector<std::string> lines = linesOf(csv);
     ASSERT_EQ(lines.size(), 3U);
     EXPECT_EQ(lines[1].rfind("1,1,2,sub/y,before/sub/y.PNG,after/sub/y.jpg,", 0), 0U) << lines[1];
@@ -199,17 +327,28 @@ TEST_F(DarkroomBatch, PairsFoldersByRelativePath) {
               "id,first,second\nsub/y,before/sub/y.PNG,after/sub/y.jpg\nx,before/x.jpg,after/x.png\n");
 
     fs::copy_file(output("before/x.jpg"), output("before/alone.jpg"));
-    const Outcome refused = darkroom({"batch", "--folders", "before", "after", "-o", "s.csv"});
+    const Outcome refused = darkroom({"batch", "--folders", "before", "after", "-o", "s.csv", "--quiet"});
     EXPECT_EQ(refused.status, 2);
     EXPECT_EQ(refused.err,
               "darkroom batch: warning: 'before/alone.jpg' has no partner\n"
-              "darkroom batch: --folders: 1 files have no partner; --allow-unpaired compares the others\n");
+              "darkroom batch: --folders: 1 file has no partner; --allow-unpaired compares the others\n");
     EXPECT_FALSE(fs::exists(output("s.csv")));
     EXPECT_EQ(resultOf({"--folders", "before", "after", "--allow-unpaired"}, "t.csv", 0), csv);
     expectRefused({"batch", "--folders", "before", "nowhere"}, "--folders: 'nowhere' does not exist");
     fs::copy_file(output("before/x.jpg"), output("before/x.png"));
-    expectRefused({"batch", "--folders", "before", "after"},
+    expectRefused({"batch", "--folders", "before", "after", "--quiet"},
                   "--folders: 'before/x.jpg' and 'before/x.png' differ in the extension only");
+}
+
+TEST_F(DarkroomBatch, AnIdForgesNoLineOfAVerification) {
+    const std::string list =
+        saveText("l.csv", "id,first,second\n\"a\nmissing: 0\n\x1b[2J\"," + photograph(0) + ',' + input("none.jpg") +
+                              "\n\u65e5\u672c," + photograph(0) + ',' + input("none.jpg") + '\n');
+    resultOf({list}, "r.jsonl", 1);
+    const std::vector<std::string> lines = linesOf(darkroom({"verify", list, "r.jsonl"}).out);
+    ASSERT_EQ(lines.size(), 9U);
+    EXPECT_EQ(lines[7].rfind("failed: a\\nmissing: 0\\n\\x1b[2J: ", 0), 0U) << lines[7];
+    EXPECT_EQ(lines[8].rfind("failed: \u65e5\u672c: ", 0), 0U) << lines[8];
 }
 
 TEST_F(DarkroomBatch, GoesOnWhenTheListHasGrown) {
@@ -392,7 +531,8 @@ TEST_F(DarkroomBatch, MergeRefuses) {
     withMessage({"merge", "x.csv", "1.csv", "2.csv", "1.csv"}, "position ");
     withMessage({"merge", "x.csv", "whole.csv", "1.csv"}, "position ");
     expectRefused({"merge", "m.csv", "1.csv", "2.csv"}, "OUT: 'm.csv' exists; --overwrite replaces it");
-    expectRefused({"merge", "1.csv", "1.csv", "2.csv", "--overwrite"}, "'1.csv' is an input and would be overwritten");
+    expectRefused({"merge", "1.csv", "1.csv", "2.csv", "--overwrite"},
+                  "OUT: '1.csv' would replace the input '1.csv'; choose another name");
     expectRefused({"merge", "x.csv", "none.csv"}, "cannot read 'none.csv': No such file or directory");
     std::string text = contentOf(output("2.csv"));
     std::ofstream(output("2.csv"), std::ios::binary) << text.substr(0, text.size() - 5);
@@ -478,6 +618,36 @@ TEST_F(DarkroomBatch, SignalsFinishThePairsAtHand) {
     }
 }
 
+TEST_F(DarkroomBatch, WithoutThreadsDoesTheWorkItself) {
+    const std::string list = saveList(40);
+    const std::string expected = resultOf({list}, "many.csv", 1);
+    const Outcome outcome = darkroomWithoutThreads({"batch", list, "-o", "none.csv", "--jobs", "64"});
+    EXPECT_EQ(outcome.status, 1) << outcome.err;
+    EXPECT_EQ(
+        outcome.err.rfind("darkroom batch: warning: threads or memory are short: 1 pair at the same time, not 40; "
+                          "--jobs sets how many\n",
+                          0),
+        0U)
+        << outcome.err;
+    EXPECT_EQ(bytesOf("none.csv"), expected);
+}
+
+TEST_F(DarkroomBatch, WithLittleMemoryHasFewerWorkers) {
+#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
+    GTEST_SKIP() << "the sanitizers take the address space for themselves";
+#endif
+    const std::string list = saveList(1024);
+    const std::string expected = resultOf({list}, "much.csv", 1);
+    const Outcome outcome = run({LIKENESS_DARKROOM, "batch", list, "-o", "little.csv", "--jobs", "1024"}, folder(), [] {
+        constexpr ::rlim_t bytes = ::rlim_t{2} << 30;
+        const ::rlimit limit{bytes, bytes};
+        ::setrlimit(RLIMIT_AS, &limit);
+    });
+    EXPECT_EQ(outcome.status, 1) << outcome.err;
+    EXPECT_EQ(outcome.err.rfind("darkroom batch: warning: threads or memory are short: ", 0), 0U) << outcome.err;
+    EXPECT_EQ(bytesOf("little.csv"), expected);
+}
+
 TEST_F(DarkroomBatch, TwoOnOneOutputRefuseEachOther) {
     const std::string list = saveList(400);
     const ::pid_t process = begin({list, "-o", "r.csv", "--cache", "0"});
@@ -519,7 +689,7 @@ TEST_F(DarkroomBatch, AFileThatMayNotGrowKeepsWhatIsRecorded) {
                   folder());
         EXPECT_EQ(outcome.status, 2) << outcome.err;
         EXPECT_EQ(outcome.err.rfind("darkroom batch: cannot write '" + name + "': ", 0), 0U) << outcome.err;
-        EXPECT_NE(outcome.err.find(" of 60 pairs are recorded, --resume goes on from there\n"), std::string::npos);
+        EXPECT_NE(outcome.err.find(" of 60 pairs recorded, --resume goes on from there\n"), std::string::npos);
         const Outcome verified = darkroom({"verify", list, name});
         EXPECT_EQ(verified.status, 1);
         EXPECT_EQ(verified.err, "");

@@ -123,7 +123,7 @@ TEST_F(DarkroomBrighten, DoesNotNumberAResultOntoItsInput) {
     cv::Mat bytes = imagesOfEveryDepth("cat.jpg", part)[0].stored;
     const std::string in = save("cat_2.png", bytes);
     expectRefused({"brighten", in, "--factor", "9", "-o", input("cat.png")},
-                  "'" + in + "' is an input and would be overwritten");
+                  "--output: '" + in + "' would replace the input '" + in + "'; choose another name");
     EXPECT_MAT_EQUAL(cv::imread(in, cv::IMREAD_UNCHANGED), bytes);
 }
 

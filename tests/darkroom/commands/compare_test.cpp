@@ -13,6 +13,7 @@
 #include <opencv2/imgcodecs.hpp>
 
 #include <fstream>
+#include <limits>
 #include <unistd.h>
 
 namespace likeness::testing {
@@ -50,11 +51,114 @@ TEST_F(DarkroomCompare, PrintsTheLineOfLikeness) {
     expectLineOfLikeness(coffee, cat);
     expectLineOfLikeness(photo("retina.jpg"), photo("rocket.jpg"));
     expectLineOfLikeness(cat, cat);
-    cv::Mat deep;
-    examplePhotograph("rocket.jpg")(cv::Rect(0, 0, 90, 70)).convertTo(deep, CV_16U, 257, 100);
-    expectLineOfLikeness(save("deep.png", deep), coffee);
     expectLineOfLikeness(save("grey.png", cv::Mat(30, 40, CV_8U, cv::Scalar(77))),
                          save("black.png", cv::Mat(5, 6, CV_8UC3, cv::Scalar())));
+}
+
+TEST_F(DarkroomCompare, SixteenBitsAreReducedAsLikenessReducesThem) {
+    cv::Mat deep;
+    examplePhotograph("rocket.jpg")(cv::Rect(0, 0, 90, 70)).convertTo(deep, CV_16U, 257, 100);
+    const std::string path = save("deep.png", deep);
+    const ScratchDirectory elsewhere;
+    const Outcome outcome = expectDone({"compare", path, coffee});
+    EXPECT_EQ(outcome.out, likeness(path, coffee, elsewhere.path()).out);
+    EXPECT_EQ(outcome.err, "");
+}
+
+TEST_F(DarkroomCompare, FloatsHaveTheValuesOfTheFile) {
+    const cv::Mat image = unitPhotograph("coffee.jpg")(cv::Rect(100, 100, 180, 120)).clone();
+    const std::string bytes = save("bytes.png", examplePhotograph("coffee.jpg")(cv::Rect(100, 100, 180, 120)));
+    const std::string other = photo("rocket.jpg");
+    const Outcome expected = expectDone({"compare", bytes, other});
+    // Left to itself, the image library packs floats of a TIFF into LogLuv.
+    ASSERT_TRUE(cv::imwrite(input("a.tif"), image, {cv::IMWRITE_TIFF_COMPRESSION, 5}));
+    save("a.exr", image);
+    save("a.pfm", image);
+    for (const std::string name : {"a.tif", "a.exr", "a.pfm"}) {
+        SCOPED_TRACE(name);
+        // Each byte divided by 255 is what the 8-bit road takes.
+        const Outcome outcome = expectDone({"compare", input(name), other});
+        EXPECT_EQ(outcome.out, expected.out);
+        EXPECT_EQ(outcome.err, "");
+        EXPECT_EQ(expectDone({"compare", other, input(name), "--json"}).err, "");
+        EXPECT_EQ(expectDone({"compare", input(name), bytes}).out, expectDone({"compare", bytes, bytes}).out);
+        EXPECT_EQ(expectDone({"compare", input(name), input(name)}).out, "1,1,1,1,1\n");
+    }
+}
+
+TEST_F(DarkroomCompare, ReadsTheFloatTiffThatDarkroomWrites) {
+    const std::string grey = save("grey.png", cv::Mat(examplePhotograph("cat.jpg"))(cv::Rect(50, 50, 90, 60)));
+    expectDone({"structure", grey, "-o", "strength.tif", "--quiet"});
+    ASSERT_EQ(imageLeft("strength.tif").type(), CV_32FC1);
+    EXPECT_EQ(expectDone({"compare", "strength.tif", "strength.tif"}).out, "1,1,1,1,1\n");
+    expectDone({"smooth", grey, "-o", "same.tif", "--radius", "0", "--eps", "0", "--quiet"});
+    EXPECT_EQ(expectDone({"compare", "same.tif", grey}).out, "1,1,1,1,1\n");
+    expectDone({"smooth", grey, "-o", "same.hdr", "--radius", "0", "--eps", "0", "--quiet"});
+    const cv::Mat hdr = imageLeft("same.hdr");
+    const cv::Mat unit = unitPhotograph("cat.jpg")(cv::Rect(50, 50, 90, 60));
+    // Linear: a middle grey of 128 is 0.216 there.
+    EXPECT_LT(cv::mean(hdr)[1], cv::mean(unit)[1] - 0.1);
+    expectDone({"smooth", "same.hdr", "-o", "back.png", "--radius", "0", "--eps", "0", "--quiet"});
+    expectDone({"compare", "back.png", grey, "--min", "lightness=0.9,brightness=0.9"});
+}
+
+TEST_F(DarkroomCompare, VeryBrightFloatsAreLikeThemselves) {
+    const std::string path = save("bright.exr", randomImage({40, 30}, 3, 0, 5000, 4));
+    // Up to the rounding of a float sum over thousands of bins.
+    const std::string least =
+        "brightness=0.99999,lightness=0.99999,chroma=0.99999,colorfulness=0.99999,saturation=0.99999";
+    expectDone({"compare", path, path, "--min", least});
+}
+
+TEST_F(DarkroomCompare, FloatsGoIntoMapsAndReport) {
+    const std::string path = save("a.exr", exampleImage("coffee.jpg")(cv::Rect(0, 0, 60, 40)).clone());
+    fs::create_directory(output("maps"));
+    fs::create_directory(output("appearance"));
+    expectDone({"compare", path, cat, "--maps", "maps", "--report", "page.html", "--quiet"});
+    expectDone({"appearance", path, "-o", "appearance", "--quiet"});
+    for (const std::string name : {"brightness", "lightness", "chroma", "colorfulness", "saturation"}) {
+        EXPECT_MAT_EQUAL(imageLeft("maps/first_" + name + ".tif"), imageLeft("appearance/a_" + name + ".tif"));
+    }
+    EXPECT_NE(contentOf(output("page.html")).find(fingerprintOf(path).sha256), std::string::npos);
+}
+
+TEST_F(DarkroomCompare, PixelsWithoutAnAppearanceAreToldOrRefused) {
+    constexpr float none = std::numeric_limits<float>::quiet_NaN();
+    cv::Mat image = exampleImage("coffee.jpg")(cv::Rect(0, 0, 20, 10)).clone();
+    image(cv::Rect(0, 0, 20, 5)).setTo(cv::Scalar(none, none, none));
+    const std::string half = save("half.pfm", image);
+    const Outcome outcome = expectDone({"compare", cat, half});
+    EXPECT_EQ(outcome.err, "darkroom compare: warning: '" + half +
+                               "': 50 % of its pixels hold values that are no numbers, infinite or negative, and are "
+                               "not counted\n");
+    EXPECT_EQ(expectDone({"compare", half, half}).out, "1,1,1,1,1\n");
+    image.setTo(cv::Scalar(none, none, none));
+    expectRefused({"compare", cat, save("none.pfm", image)},
+                  "cannot read '" + input("none.pfm") +
+                      "' as a photograph: all its pixels hold values that are no numbers, infinite or negative");
+}
+
+TEST_F(DarkroomCompare, TellsOfBackgroundsThatDifferWithTheSizes) {
+    const cv::Mat image(1080, 1920, CV_8UC3, cv::Scalar(90, 120, 150));
+    const std::string large = save("large.png", image);
+    const std::string alike = save("alike.png", image(cv::Rect(0, 0, 1910, 1080)));
+    const Outcome outcome = expectDone({"compare", large, coffee});
+    EXPECT_EQ(outcome.err,
+              "darkroom compare: the backgrounds that the model assumes differ with the sizes, 19.4589 and 20: this "
+              "alone moves the coefficients; photographs of one size have one background\n");
+    EXPECT_EQ(expectDone({"compare", large, coffee, "--quiet"}).err, "");
+    EXPECT_EQ(expectDone({"compare", large, alike}).err, "");
+    EXPECT_EQ(expectDone({"compare", coffee, cat}).err, "");
+}
+
+TEST_F(DarkroomCompare, RefusesMorePixelsThanTheLimit) {
+    expectRefused({"compare", cat, coffee, "--max-pixels", "200000"},
+                  "cannot read '" + coffee +
+                      "' as an image: it is 600 x 400 pixels, and the limit (--max-pixels) is 200000 in all");
+    expectDone({"compare", cat, coffee, "--max-pixels", "240000"});
+    for (const std::string value : {"0", "-1", "1e6", "10k", ""}) {
+        EXPECT_EQ(darkroom({"compare", cat, coffee, "--max-pixels=" + value}).status, 2) << value;
+    }
 }
 
 TEST_F(DarkroomCompare, GivesJson) {
@@ -197,12 +301,23 @@ TEST_F(DarkroomCompare, ComparesWhatCanBeReadOfATruncatedPhotograph) {
 TEST_F(DarkroomCompare, RefusesWhatItCannotRead) {
     expectRefused({"compare", "missing.jpg", coffee}, "cannot read 'missing.jpg' as an image");
     expectRefused({"compare", cat, "missing.jpg"}, "cannot read 'missing.jpg' as an image");
-    expectRefused({"compare", cat, "."}, "cannot read '.' as an image");
+    expectRefused({"compare", cat, "."}, "cannot read '.' as an image: it is not a regular file");
     expectRefused({"compare", cat, saveText("text.jpg", "text")},
                   "cannot read '" + input("text.jpg") + "' as an image");
     expectRefused({"compare", saveText("header.jpg", contentOf(cat).substr(0, 100)), cat, "--report", "r.html"},
                   "cannot read '" + input("header.jpg") + "' as an image");
     expectRefused({"compare", cat}, "SECOND is required");
+}
+
+TEST_F(DarkroomCompare, TakesLimitsInAnyWording) {
+    const Outcome outcome =
+        darkroom({"compare", cat, coffee, "--min", "colourfulness = 1, chroma=1 ", "--min", "saturation=1", "--quiet"});
+    EXPECT_EQ(outcome.status, 1);
+    const Outcome told = darkroom({"compare", cat, coffee, "--min", "saturation=1", "--min", "colourfulness=1"});
+    EXPECT_NE(told.err.find("colorfulness"), std::string::npos) << told.err;
+    EXPECT_NE(told.err.find("saturation"), std::string::npos) << told.err;
+    EXPECT_EQ(darkroom::coefficientLimitsIn(" brightness =0.5 ,  colourfulness= 0.25 "),
+              (darkroom::CoefficientLimits{{"brightness", 0.5}, {"colorfulness", 0.25}}));
 }
 
 TEST_F(DarkroomCompare, RefusesLimitsThatMakeNoSense) {
@@ -212,6 +327,8 @@ TEST_F(DarkroomCompare, RefusesLimitsThatMakeNoSense) {
     refuses("hue=0.5",
             "there is no coefficient 'hue'; there are brightness, lightness, chroma, colorfulness, saturation");
     refuses("chroma=0.5,chroma=0.6", "'chroma' is given twice");
+    expectRefused({"compare", cat, coffee, "--min", "colorfulness=0.5", "--min", "colourfulness=0.5"},
+                  "--min: 'colorfulness' is given twice");
     refuses("chroma", "'chroma' is not of the form NAME=VALUE");
     refuses("chroma=0.5,", "'' is not of the form NAME=VALUE");
     refuses(",chroma=0.5", "'' is not of the form NAME=VALUE");
@@ -233,7 +350,7 @@ TEST_F(DarkroomCompare, RefusesOutputsThatCannotBe) {
     expectRefused({"compare", cat, coffee, "-o", "none/r.txt"},
                   "--output: 'none/r.txt' cannot be written: the folder 'none' does not exist");
     expectRefused({"compare", cat, coffee, "-o", "x.html", "--report", "./x.html"},
-                  "'./x.html' would be written twice");
+                  "--report: './x.html' is the file of --output too");
     std::ofstream(output("file")) << "x";
     expectRefused({"compare", cat, coffee, "--maps", "file"}, "--maps: 'file' is not a folder");
     fs::create_directory(folder() / "folder.html");
@@ -242,14 +359,16 @@ TEST_F(DarkroomCompare, RefusesOutputsThatCannotBe) {
 
 TEST_F(DarkroomCompare, RefusesToWriteOverAnInput) {
     const std::string image = save("image.png", examplePhotograph("cat.jpg"));
-    const std::string message = "'" + image + "' is an input and would be overwritten";
+    const auto message = [&image](const std::string& option, const std::string& path) {
+        return option + ": '" + path + "' would replace the input '" + image + "'; choose another name";
+    };
     const std::string before = contentOf(image);
     fs::create_symlink(image, folder() / "page.html");
-    expectRefused({"compare", image, coffee, "--report", "page.html"}, message);
-    expectRefused({"compare", coffee, image, "-o", image}, message);
+    expectRefused({"compare", image, coffee, "--report", "page.html"}, message("--report", "page.html"));
+    expectRefused({"compare", coffee, image, "-o", image}, message("--output", image));
     fs::create_directory(folder() / "maps");
     fs::create_symlink(image, folder() / "maps" / "second_chroma.png");
-    expectRefused({"compare", image, coffee, "--maps", "maps"}, message);
+    expectRefused({"compare", image, coffee, "--maps", "maps"}, message("--maps", "maps/second_chroma.png"));
     EXPECT_TRUE(contentOf(image) == before);
 }
 

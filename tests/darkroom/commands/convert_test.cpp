@@ -217,9 +217,24 @@ TEST_F(DarkroomConvert, Refuses) {
     expectRefused({"convert", in, "--from", "opponent", "-o", "a.png"},
                   "--from: opponent has no lightness, no way leads back to a picture");
     expectRefused({"convert", "missing.tif", "--from", "xyz", "-o", "a.png"}, "cannot read 'missing.tif' as an image");
+    expectRefused({"convert", "a.hdr", "--from", "xyz", "-o", "a.png"},
+                  "'a.hdr' holds linear red, green and blue: --from xyz takes the float TIFF that --to xyz writes");
     expectRefused({"convert", "missing.jpg", "--to", "xyz", "-o", "a.tif"}, "cannot read 'missing.jpg' as an image");
     expectRefused({"convert", in, "--to", "xyz", "-o", "none/a.tif"},
                   "--output: 'none/a.tif' cannot be written: the folder 'none' does not exist");
+}
+
+TEST_F(DarkroomConvert, TellsWhatTheWayBackClips) {
+    cv::Mat lab(2, 4, CV_32FC3, cv::Scalar(0, 0, 50));  // L* is red
+    const std::string within = save("within.tif", lab);
+    EXPECT_EQ(expectDone({"convert", within, "--from", "lab", "-o", "a.png"}).err.find("clips"), std::string::npos);
+    lab.at<cv::Vec3f>(1, 2) = {0, 0, 130};
+    const std::string beyond = save("beyond.tif", lab);
+    EXPECT_NE(
+        expectDone({"convert", beyond, "--from", "lab", "-o", "a.png"})
+            .err.find("darkroom convert: 'a.png': 12 % of the pixels stand at the ends of 0..1, where the way back "
+                      "clips, 12 % of the values at the upper end\n"),
+        std::string::npos);
 }
 
 }  // namespace

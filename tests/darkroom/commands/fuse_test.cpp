@@ -3,12 +3,14 @@
 #include "darkroom/darkroom_program.hpp"
 #include "darkroom/image_depths.hpp"
 #include "files/refusal.hpp"
+#include "photofile/clipping.hpp"
 #include "support/mat_matchers.hpp"
 
 #include <fmt/format.h>
 #include <gtest/gtest.h>
 #include <opencv2/imgcodecs.hpp>
 
+#include <algorithm>
 #include <array>
 #include <cmath>
 #include <map>
@@ -24,6 +26,24 @@ using Results = std::map<std::string, std::string>;
 /// An exposure of examples/scene, 1 to 5, of 1/60, 1/30, 1/15, 1/8 and 1/4 s.
 std::string sceneExposure(int number) {
     return fmt::format("{}/../scene/bracket_{}.jpg", LIKENESS_EXAMPLE_PHOTOGRAPHS, number);
+}
+
+/// The line on the ends of the range of a picture.
+std::string toldOfEnds(const std::string& name, const cv::Mat& picture) {
+    const cv::Mat values = picture.reshape(1);
+    int atEnds = 0;
+    for (const cv::Vec3b& pixel : cv::Mat_<cv::Vec3b>(picture)) {
+        atEnds += std::any_of(pixel.val, pixel.val + 3, [](uchar v) { return v == 0 || v == 255; }) ? 1 : 0;
+    }
+    const auto total = static_cast<double>(values.total());
+    const auto end = [&](double value, const char* which) {
+        const int count = cv::countNonZero(values == value);
+        return count == 0 ? std::string()
+                          : ", " + percentText(count, total) + " of the values at the " + which + " end";
+    };
+    return "darkroom fuse: '" + name + "': " + percentText(atEnds, static_cast<double>(picture.total())) +
+           " of the pixels stand at the ends of 0..255, where it is clipped" + end(255, "upper") + end(0, "lower") +
+           '\n';
 }
 
 /// What the library makes of a bracket: the bytes of its files, and the response.
@@ -93,8 +113,10 @@ TEST_F(DarkroomFuse, TakesTheTimesFromExifData) {
     EXPECT_TRUE(resultsLeft() == expected.files);
     EXPECT_EQ(outcome.err,
               "darkroom fuse: wrote 'run.hdr': radiance, relative, not scaled\n"
-              "darkroom fuse: wrote 'run.jpg': tone-mapped, 8 bits, 0..255 stands for 0..1\n"
-              "darkroom fuse: wrote 'runfusion.jpg': fused, 8 bits, 0..255 stands for 0..1\n");
+              "darkroom fuse: wrote 'run.jpg': tone-mapped, 8 bits, 0..255 stands for 0..1\n" +
+                  toldOfEnds("run.jpg", imageLeft("run.jpg")) +
+                  "darkroom fuse: wrote 'runfusion.jpg': fused, 8 bits, 0..255 stands for 0..1\n" +
+                  toldOfEnds("runfusion.jpg", imageLeft("runfusion.jpg")));
 }
 
 TEST_F(DarkroomFuse, TakesTheTimesFromTheOption) {
@@ -284,10 +306,10 @@ TEST_F(DarkroomFuse, RefusesPlaces) {
                   "--response: 'none/r.csv' cannot be written: the folder 'none' does not exist");
     expectRefused(to({"--plot", "none/r.svg"}),
                   "--plot: 'none/r.svg' cannot be written: the folder 'none' does not exist");
-    expectRefused(to({"--response", "r", "--plot", "r"}), "--plot: 'r' is the file of --response");
+    expectRefused(to({"--response", "r", "--plot", "r"}), "--plot: 'r' is the file of --response too");
     const std::string input1 = save("a.jpg", images[0]);
     expectRefused({"fuse", input1, paths[1], "--times", "1,2", "-o", input1.substr(0, input1.size() - 4)},
-                  "'" + input1 + "' is an input and would be overwritten");
+                  "--output: '" + input1 + "' would replace the input '" + input1 + "'; choose another name");
 }
 
 }  // namespace

@@ -3,6 +3,7 @@
 #include "darkroom/image_depths.hpp"
 #include "support/mat_matchers.hpp"
 
+#include <fmt/format.h>
 #include <gtest/gtest.h>
 
 namespace likeness::testing {
@@ -35,7 +36,36 @@ TEST_F(DarkroomMatchBrightness, SaysWhatWasMatched) {
     EXPECT_EQ(
         expectDone({"match-brightness", in, "--like", in, "-o", "m.tif"}).err,
         "darkroom match-brightness: wrote 'm.tif': L* of mean 50.00 and standard deviation 50.00 brought to 50.00 "
-        "and 50.00, 40 x 20 pixels, 32-bit float, values as they are\n");
+        "and 50.00, wanted 50.00 and 50.00, 40 x 20 pixels, 32-bit float, values as they are\n");
+}
+
+TEST_F(DarkroomMatchBrightness, SaysWhatWasNotReached) {
+    // A quarter is to become lighter than white: L* 0 and 100 with the mean 25, brought to the mean 50 of an even ramp.
+    cv::Mat quarter(20, 40, CV_8UC3, cv::Scalar::all(0));
+    quarter.colRange(30, 40) = cv::Scalar::all(255);
+    cv::Mat halves(20, 40, CV_8UC3, cv::Scalar::all(0));
+    halves.colRange(20, 40) = cv::Scalar::all(255);
+    // L* 50 + (100 - 25) 50 / 43.30 = 136.6 becomes 100, 50 - 25 50 / 43.30 = 21.13 stays.
+    const std::string err = expectDone({"match-brightness", save("quarter.png", quarter), "--like",
+                                        save("halves.png", halves), "-o", "m.png"})
+                                .err;
+    const std::vector<std::string> lines = linesOf(err);
+    ASSERT_EQ(lines.size(), 3U) << err;
+    EXPECT_NE(lines[0].find("wanted 50.00 and 50.00"), std::string::npos) << err;
+    EXPECT_EQ(
+        lines[1],
+        "darkroom match-brightness: 'm.png': 25 % of the pixels have colours outside sRGB and are clipped, 25 % of "
+        "the values at the upper end");
+    EXPECT_EQ(lines[2],
+              "darkroom match-brightness: warning: 'm.png' does not have the lightness that was wanted: not all of it "
+              "lies between black and white");
+    cv::Mat unit;
+    imageLeft("m.png").convertTo(unit, CV_32F, 1.0 / 255);
+    const LightnessStatistics written = lightnessStatistics(unit, dropAll());
+    EXPECT_NE(lines[0].find(fmt::format("brought to {:.2f} and {:.2f},", written.mean, written.deviation)),
+              std::string::npos)
+        << err;
+    EXPECT_NEAR(written.mean, 0.75 * 21.13 + 25, 0.3);
 }
 
 TEST_F(DarkroomMatchBrightness, Refuses) {

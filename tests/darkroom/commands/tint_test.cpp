@@ -101,7 +101,7 @@ TEST_F(DarkroomTint, Refuses) {
     expectRefused({"tint", in, "-o", "t.png"}, "--like is required");
     expectRefused({"tint", in, "--like", other, "-o", "t.png"},
                   "'" + in + "' is 60 x 44 pixels and '" + other + "' is 30 x 20: they must be of one size");
-    expectRefused(with({"--form", "both"}), "--form: 'both' is not gain or regression");
+    expectRefused(with({"--form", "both"}), "--form: 'both' is none of gain, regression");
     expectRefused(with({"--sigma", "0.2"}), "--sigma and --diameter belong to --form regression");
     expectRefused(with({"--diameter", "5"}), "--sigma and --diameter belong to --form regression");
     expectRefused(with({"--form", "regression", "--sigma", "0"}), "--sigma: '0' is not a number above 0");

@@ -160,11 +160,35 @@ TEST_F(DarkroomTransfer, FramesAreNotWrittenOverAnInput) {
     const std::string first = save("way_001.png", examplePhotograph("cat.jpg")(cv::Rect(50, 50, 9, 8)));
     const std::string before = contentOf(first);
     expectRefused({"transfer", first, "--palette", photo("coffee.jpg"), "--frames", "3", "-o", input("way.png")},
-                  "'" + first + "' is an input and would be overwritten");
+                  "--output: '" + first + "' would replace the input '" + first + "'; choose another name");
     EXPECT_EQ(contentOf(first), before);
     std::filesystem::create_directory(output("way_002.png"));
     expectRefused({"transfer", first, "--palette", photo("coffee.jpg"), "--frames", "3", "-o", "way.png"},
                   "--output: 'way_002.png' is a folder");
+}
+
+TEST_F(DarkroomTransfer, TellsWhatSrgbCannotHold) {
+    // Grey whose lightness is spread ten times: much of it ends darker than black or lighter than white.
+    cv::Mat grey(8, 20, CV_8UC3);
+    cv::Mat wide(8, 20, CV_8UC3);
+    for (int j = 0; j < 20; ++j) {
+        grey.col(j) = cv::Scalar(120 + j % 5, 121 + j % 3, 120 + j);
+        wide.col(j) = cv::Scalar(j % 2 * 255, j % 3 * 127, j / 10 * 255);
+    }
+    const std::string in = save("grey.png", grey);
+    const std::string palette = save("wide.png", wide);
+    const Outcome moved = expectDone({"transfer", in, "--palette", palette, "-o", "a.png"});
+    EXPECT_NE(moved.err.find("darkroom transfer: 'a.png': "), std::string::npos) << moved.err;
+    EXPECT_NE(moved.err.find(" of the pixels have colours outside sRGB and are clipped"), std::string::npos);
+    const Outcome still = expectDone({"transfer", in, "--palette", palette, "--t", "0", "-o", "a.png"});
+    EXPECT_EQ(still.err.find("outside sRGB"), std::string::npos) << still.err;
+    cv::Mat floats;
+    grey.convertTo(floats, CV_32F, 1.0 / 255);
+    floats.at<cv::Vec3f>(2, 2)[2] = 1.5F;
+    const std::string beyond = save("beyond.tif", floats);
+    EXPECT_NE(expectDone({"transfer", beyond, "--palette", palette, "-o", "a.png"})
+                  .err.find("'" + beyond + "': 0.62 % of the pixels lie outside 0..1 and are clipped"),
+              std::string::npos);
 }
 
 }  // namespace

@@ -2,11 +2,14 @@
 #include "console/command_line.hpp"
 
 #include "darkroom/darkroom_program.hpp"
+#include "support/test_images.hpp"
 
 #include <gtest/gtest.h>
 
 #include <regex>
 #include <set>
+#include <sys/resource.h>
+#include <thread>
 
 namespace likeness::testing {
 namespace {
@@ -99,12 +102,61 @@ TEST_F(DarkroomCommandLine, RefusesWhatIsNoSubcommand) {
     for (const auto& [arguments, message] : std::vector<std::pair<std::vector<std::string>, std::string>>{
              {{}, "darkroom: a subcommand is required; darkroom --help lists them\n"},
              {{"develop"}, "darkroom: there is no subcommand 'develop'; darkroom --help lists them\n"},
+             {{"develop", "--help"}, "darkroom: there is no subcommand 'develop'; darkroom --help lists them\n"},
+             {{"--help", "develop"}, "darkroom: there is no subcommand 'develop'; darkroom --help lists them\n"},
+             {{"--version", "develop"}, "darkroom: there is no subcommand 'develop'; darkroom --help lists them\n"},
+             {{"smoth"},
+              "darkroom: there is no subcommand 'smoth'; did you mean 'smooth'? darkroom --help lists them\n"},
+             {{"Batch", "-h"},
+              "darkroom: there is no subcommand 'Batch'; did you mean 'batch'? darkroom --help lists them\n"},
+             {{"vreify"},
+              "darkroom: there is no subcommand 'vreify'; did you mean 'verify'? darkroom --help lists them\n"},
+             {{"a\nb\x1b"}, "darkroom: there is no subcommand 'a\\nb\\x1b'; darkroom --help lists them\n"},
+             {{""}, "darkroom: there is no subcommand ''; darkroom --help lists them\n"},
              {{"--bogus"}, "darkroom: there is no option '--bogus'; darkroom --help lists them\n"}}) {
         const Outcome outcome = darkroom(arguments);
         EXPECT_EQ(outcome.status, 2);
         EXPECT_EQ(outcome.out, "");
         EXPECT_EQ(outcome.err, message);
     }
+}
+
+TEST_F(DarkroomCommandLine, WithoutThreadsDoesTheWorkItself) {
+    const std::string flash = save("flash.png", examplePhotograph("cat.jpg")(cv::Rect(0, 0, 64, 48)));
+    const std::string other = save("other.png", examplePhotograph("cat.jpg")(cv::Rect(4, 4, 64, 48)));
+    for (const std::vector<std::string>& arguments :
+         std::vector<std::vector<std::string>>{{"compare", flash, other, "--dumps", "."},
+                                               {"smooth", flash, "-o", "r.png"},
+                                               {"align", flash, "--to", other, "-o", "r.png"},
+                                               {"stack", "--flash", flash, "--no-flash", other, "-o", "r"}}) {
+        const auto results = [&] {
+            std::vector<std::string> all;
+            for (const std::string& name : filesLeft()) {
+                all.push_back(name + '\n' + contentOf(folder() / name));
+                std::filesystem::remove(folder() / name);
+            }
+            return all;
+        };
+        const Outcome whole = expectDone(arguments);
+        const std::vector<std::string> expected = results();
+        const Outcome outcome = darkroomWithoutThreads(arguments);
+        EXPECT_EQ(outcome.status, 0) << outcome.err;
+        EXPECT_EQ(outcome.out, whole.out);
+        EXPECT_TRUE(results() == expected) << arguments.front();
+        const std::string warning = "darkroom " + arguments.front() + ": warning: the system does not give ";
+        EXPECT_EQ(outcome.err.rfind(warning, 0) == 0, std::thread::hardware_concurrency() > 1) << outcome.err;
+    }
+}
+
+TEST_F(DarkroomCommandLine, AFileThatMayNotGrowIsAnError) {
+    const std::string in = save("in.png", examplePhotograph("cat.jpg")(cv::Rect(0, 0, 64, 48)));
+    const Outcome outcome = run({LIKENESS_DARKROOM, "smooth", in, "-o", "r.tif"}, folder(), [] {
+        const ::rlimit limit{4096, 4096};
+        ::setrlimit(RLIMIT_FSIZE, &limit);
+    });
+    EXPECT_EQ(outcome.status, 2);
+    EXPECT_EQ(outcome.err, "darkroom smooth: cannot write 'r.tif': File too large\n");
+    EXPECT_EQ(filesLeft(), std::vector<std::string>());
 }
 
 TEST_F(DarkroomCommandLine, RefusesUnknownOptionsInEverySubcommand) {

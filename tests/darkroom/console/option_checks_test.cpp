@@ -1,7 +1,7 @@
 #include "console/option_checks.hpp"
 
+#include "console/output_check.hpp"
 #include "files/number_format.hpp"
-#include "files/output_check.hpp"
 #include "files/refusal.hpp"
 #include "support/scratch_directory.hpp"
 
@@ -54,7 +54,7 @@ TEST(OptionChecks, WholeNumbersAreDecimalDigits) {
 TEST(OptionChecks, WordsStandInTheHelp) {
     const CLI::Validator check = oneOf({"gain", "regression"});
     EXPECT_EQ(refusal(check, "gain"), "");
-    EXPECT_EQ(refusal(check, "Gain"), "'Gain' is none of gain, regression");
+    EXPECT_EQ(refusal(check, "Gain"), "'Gain' is none of gain, regression; did you mean 'gain'?");
     EXPECT_EQ(check.get_description(), "{gain,regression}");
 }
 
@@ -79,54 +79,6 @@ TEST(NumberFormat, FloatsReadBackExactly) {
     }
     EXPECT_EQ(roundedToNineDigits(0.1 + 0.2), 0.3);
     EXPECT_TRUE(std::isnan(roundedToNineDigits(std::numeric_limits<double>::quiet_NaN())));
-}
-
-std::string outputRefusal(const std::string& first, const std::string& second) {
-    try {
-        checkDifferentOutputs("--output", first, "--flow", second);
-    } catch (const Refusal& refusal) {
-        return refusal.what();
-    }
-    return "";
-}
-
-TEST(OutputCheck, OneFileIsNotTwoResults) {
-    const ScratchDirectory folder;  // the working directory
-    EXPECT_EQ(outputRefusal("a.png", "b.png"), "");
-    EXPECT_EQ(outputRefusal("a.png", "a.png"), "--flow: 'a.png' is the file of --output too");
-    EXPECT_EQ(outputRefusal("a.png", "./x/../a.png"), "--flow: './x/../a.png' is the file of --output too");
-    EXPECT_EQ(outputRefusal("a.png", folder.path() / "a.png"),
-              "--flow: '" + (folder.path() / "a.png").string() + "' is the file of --output too");
-    std::ofstream("a.png") << "there";
-    std::filesystem::create_symlink("a.png", "link.png");
-    EXPECT_EQ(outputRefusal("a.png", "link.png"), "--flow: 'link.png' is the file of --output too");
-}
-
-TEST(OutputCheck, InputsAreNotOverwrittenUnnamed) {
-    const ScratchDirectory folder;
-    std::ofstream("in.png") << "there";
-    EXPECT_NO_THROW(checkNotAnInput("out.png", {"in.png"}));
-    try {
-        checkNotAnInput("./in.png", {"other.png", "in.png"});
-        ADD_FAILURE();
-    } catch (const Refusal& refusal) {
-        EXPECT_STREQ(refusal.what(), "'in.png' is an input and would be overwritten");
-    }
-}
-
-TEST(OutputCheck, FoldersMustBeThere) {
-    const ScratchDirectory folder;
-    std::ofstream("file") << "there";
-    EXPECT_NO_THROW(checkFolder("--maps", "."));
-    for (const auto& [path, problem] : std::vector<std::pair<std::string, std::string>>{
-             {"none", "does not exist"}, {"file", "is not a folder"}, {"", "does not exist"}}) {
-        try {
-            checkFolder("--maps", path);
-            ADD_FAILURE() << path;
-        } catch (const Refusal& refusal) {
-            EXPECT_EQ(refusal.what(), "--maps: '" + path + "' " + problem);
-        }
-    }
 }
 
 }  // namespace

@@ -66,7 +66,7 @@ TEST(StagedResults, WhereOneIsMissingNoneAppears) {
 }
 
 TEST(StagedResults, AnInterruptedProgramLeavesNothing) {
-    for (const int signal : {SIGINT, SIGTERM, SIGHUP}) {
+    for (const int signal : {SIGINT, SIGTERM, SIGHUP, SIGQUIT}) {
         const ScratchDirectory directory;
         std::array<int, 2> ready{};
         ASSERT_EQ(::pipe(ready.data()), 0);

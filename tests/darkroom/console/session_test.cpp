@@ -91,6 +91,20 @@ TEST(SessionTest, SaysOneLineWithItsName) {
     EXPECT_EQ(::testing::internal::GetCapturedStderr(), "darkroom smooth: done\ndarkroom smooth: warning: odd\n");
 }
 
+TEST(SessionTest, ShowsWhatATerminalWouldActOnEscaped) {
+    ::testing::internal::CaptureStderr();
+    CommonOptions options;
+    options.verbose = true;
+    const Session session("smooth", options);
+    session.tell("wrote 'a\x1b[2J\nb'");
+    session.warn("'\u65e5\u672c\u00e9\xff'");
+    session.diagnostics().print("one\ttwo\n\x1b\n");
+    EXPECT_EQ(::testing::internal::GetCapturedStderr(),
+              "darkroom smooth: wrote 'a\\x1b[2J\\nb'\n"
+              "darkroom smooth: warning: '\u65e5\u672c\u00e9\\xff'\n"
+              "one\ttwo\n\\x1b\n");
+}
+
 TEST(SessionTest, QuietDropsAllButWarningsAndVerboseShowsMessages) {
     ::testing::internal::CaptureStderr();
     CommonOptions options;

@@ -3,6 +3,7 @@
 #include <likeness/adaptation/global_adaptation.hpp>
 #include <likeness/adaptation/local_adaptation.hpp>
 #include <likeness/color/bgr_xyz.hpp>
+#include <likeness/color/clipped_values.hpp>
 #include <likeness/color/sharpened_rgb.hpp>
 #include <likeness/color/white_point.hpp>
 #include "console/image_output_options.hpp"
@@ -10,6 +11,7 @@
 #include "console/progress.hpp"
 #include "console/subcommands.hpp"
 #include "files/refusal.hpp"
+#include "photofile/clipping.hpp"
 #include "photofile/image_input.hpp"
 #include "photofile/image_output.hpp"
 
@@ -96,7 +98,8 @@ ExitStatus adapt(const Session& session, const Options& options) {
     if (options.to.empty() == options.like.empty()) {
         throw Refusal("one of --to d65 and --like REF is needed, and not both");
     }
-    checkImageOutput(options.output);
+    OutputPlan plan(session, {options.input, options.like, options.mask, options.from == "d65" ? "" : options.from});
+    checkImageOutput(options.output, plan);
     cv::Mat image = readUnitImage(session, options.input);
     checkFinite(options.input, image);
     cv::Mat reference;
@@ -115,6 +118,7 @@ ExitStatus adapt(const Session& session, const Options& options) {
         checkSameSize(options.input, image, options.mask, leftOut);
     }
     std::string what;
+    ClippedValues limited;
     {
         const Progress progress(session, "adapting");
         if (!options.to.empty()) {
@@ -127,12 +131,16 @@ ExitStatus adapt(const Session& session, const Options& options) {
             performLocalCAMCA(image, reference, static_cast<float>(options.blend), session.diagnostics());
             what = "adapted pixel by pixel";
         } else {
+            const cv::Mat before = image.clone();
             performIlluminantAdaptation(image, reference, static_cast<float>(options.degree), leftOut,
                                         session.diagnostics());
+            limited = valuesBroughtToLimits(before, image);
             what = "adapted as a whole";
         }
     }
     writeImage(session, options.output, image, 1.0, what);
+    tellClipped(session, options.output.path, limited, image.size(),
+                "came to the limits of 0..1 and are clipped there");
     return ExitStatus::done;
 }
 
@@ -144,9 +152,7 @@ Action declareAdapt(CLI::App& app) {
     auto* const to =
         app.add_option("--to", options->to, optionText("Light to adapt to: d65, daylight of 6504 K", "--to d65"))
             ->type_name("LIGHT")
-            ->check(CLI::Validator(
-                [](std::string& text) { return text == "d65" ? std::string() : "'" + text + "' is not d65"; },
-                "{d65}"));
+            ->check(oneOf({"d65"}));
     app.add_option(
            "--white", options->white,
            optionText("With --to, the white to adapt from: gray-world (one for the photograph), smoothed (that of "
@@ -154,12 +160,7 @@ Action declareAdapt(CLI::App& app) {
                       "as darkroom compare adapts)",
                       "--white smoothed"))
         ->type_name("KIND")
-        ->check(CLI::Validator(
-            [](std::string& text) {
-                const bool known = text == "gray-world" || text == "smoothed" || text == "own";
-                return known ? std::string() : "'" + text + "' is none of gray-world, smoothed, own";
-            },
-            "{gray-world,smoothed,own}"))
+        ->check(oneOf({"gray-world", "smoothed", "own"}))
         ->capture_default_str()
         ->needs(to);
     auto* const like =

@@ -2,9 +2,9 @@
 #include <likeness/structure/optical_flow_alignment.hpp>
 #include "console/image_output_options.hpp"
 #include "console/option_checks.hpp"
+#include "console/output_check.hpp"
 #include "console/progress.hpp"
 #include "console/subcommands.hpp"
-#include "files/output_check.hpp"
 #include "pages/flow_picture.hpp"
 #include "photofile/image_input.hpp"
 #include "photofile/image_output.hpp"
@@ -35,12 +35,12 @@ cv::Mat flowChannels(const cv::Mat& flow) {
 }
 
 ExitStatus align(const Session& session, const Options& options) {
-    checkImageOutput(options.output);
+    OutputPlan plan(session, {options.moving, options.reference});
+    checkImageOutput(options.output, plan);
     const ImageOutput flowOutput = options.output.at(options.flow, "--flow");
     const bool flowAsFloats = holdsFloats(flowOutput);
     if (!options.flow.empty()) {
-        checkDifferentOutputs("--output", options.output.path, "--flow", options.flow);
-        checkPictureOutput(flowOutput, FloatsToo::yes);
+        checkPictureOutput(flowOutput, plan, FloatsToo::yes);
     }
     cv::Mat moving = readUnitImage(session, options.moving);
     cv::Mat reference = readUnitImage(session, options.reference);

@@ -3,11 +3,11 @@
 #include "batch/correlates.hpp"
 #include "console/map_statistics.hpp"
 #include "console/option_checks.hpp"
+#include "console/output_check.hpp"
 #include "console/progress.hpp"
 #include "console/subcommands.hpp"
 #include "files/markup_text.hpp"
 #include "files/number_format.hpp"
-#include "files/output_check.hpp"
 #include "pages/map_picture.hpp"
 #include "photofile/image_input.hpp"
 #include "photofile/image_output.hpp"
@@ -111,10 +111,10 @@ std::string jsonText(const Options& options, cv::Size size, const std::vector<De
 
 ExitStatus mapAppearance(const Session& session, const Options& options) {
     checkFolder("--output", options.output);
+    OutputPlan plan(session, {options.input});
     for (const Correlate& correlate : allCorrelates()) {
         for (const char* const extension : {".tif", ".png"}) {
-            checkOutputFile("--output", mapPath(options, correlate, extension));
-            checkNotAnInput(mapPath(options, correlate, extension), {options.input});
+            plan.file("--output", mapPath(options, correlate, extension));
         }
     }
     cv::Mat image = readImage(session, options.input);

@@ -8,8 +8,9 @@
 #include "batch/stop_signals.hpp"
 #include "console/list_options.hpp"
 #include "console/option_checks.hpp"
+#include "console/output_check.hpp"
 #include "console/subcommands.hpp"
-#include "files/output_check.hpp"
+#include "files/number_format.hpp"
 #include "files/refusal.hpp"
 #include "files/replaced_file.hpp"
 #include "photofile/decoder_remarks.hpp"
@@ -22,9 +23,12 @@
 #include <algorithm>
 #include <chrono>
 #include <filesystem>
+#include <fstream>
 #include <iostream>
 #include <memory>
+#include <new>
 #include <sys/stat.h>
+#include <system_error>
 #include <thread>
 
 namespace likeness::darkroom {
@@ -63,7 +67,7 @@ void checkCombination(const Session& session, const Options& options) {
         throw Refusal("--allow-unpaired: there are no --folders");
     }
     if (!options.root.empty() && !options.folders.empty()) {
-        throw Refusal("--root: the paths of --folders are no list's");
+        throw Refusal("--root applies to LIST, not to --folders");
     }
     if (!options.list.format.empty() && !options.folders.empty()) {
         throw Refusal("--list-format: there is no LIST");
@@ -77,7 +81,17 @@ void checkCombination(const Session& session, const Options& options) {
     }
 }
 
-ResultFile checkedOutput(const Options& options) {
+/// Refuses to empty a file that holds something else than the times of a batch.
+void checkTimes(const std::string& path) {
+    std::ifstream file(path);
+    std::string line;
+    // The header of a run that was cut off may lack its end.
+    if (std::getline(file, line) && std::string("id,milliseconds").rfind(line, 0) != 0) {
+        throw Refusal("--timing: '" + path + "' exists and holds no times of a batch; choose another --output");
+    }
+}
+
+ResultFile checkedOutput(const Session& session, const Options& options) {
     ResultFile file;
     file.path = behindLinks(options.output);
     file.format = resultFormatOf("--output", options.output);
@@ -87,7 +101,9 @@ ResultFile checkedOutput(const Options& options) {
         }
         file.timing = file.path + ".timing.csv";
     }
-    checkOutputFile("--output", options.output);
+    OutputPlan plan(session, {options.list.path});
+    plan.file("--output", options.output);
+    plan.aside("--output", previousResults(options.output));
     std::error_code error;
     const fs::file_status status = fs::status(options.output, error);
     if (fs::exists(status) && !fs::is_regular_file(status)) {
@@ -99,8 +115,9 @@ ResultFile checkedOutput(const Options& options) {
     if (!options.resume && !file.timing.empty() && fs::exists(file.timing, error)) {
         throw Refusal("--timing: '" + file.timing + "' exists; move it away");
     }
-    if (!options.list.path.empty()) {
-        checkNotAnInput(options.output, {options.list.path});
+    if (!file.timing.empty()) {
+        plan.file("--timing", file.timing);
+        checkTimes(file.timing);
     }
     return file;
 }
@@ -110,12 +127,26 @@ PairList pairsAsked(const Session& session, const Options& options) {
         return options.list.read();
     }
     FolderPairs folders = pairFolders(options.folders[0], options.folders[1], options.list.shardAsked());
-    for (const std::string& path : folders.unpaired) {
-        session.warn("'" + path + "' has no partner");
+    constexpr std::size_t named = 20;
+    for (std::size_t k = 0; k < std::min(named, folders.unpaired.size()); ++k) {
+        session.warn("'" + folders.unpaired[k] + "' has no partner");
+    }
+    if (folders.unpaired.size() > named) {
+        session.warn(fmt::format("... and {} more have no partner", folders.unpaired.size() - named));
+    }
+    for (std::size_t k = 0; k < std::min(named, folders.leftOut.size()); ++k) {
+        session.tell("left out: '" + folders.leftOut[k].path + "' " + folders.leftOut[k].why);
+    }
+    if (folders.leftOut.size() > named) {
+        session.tell(fmt::format("left out: ... and {} more", folders.leftOut.size() - named));
+    }
+    if (!folders.leftOut.empty()) {
+        session.tell(numberOf(folders.leftOut.size(), "file") + " of the folders left out, " +
+                     numberOf(folders.pairs.size(), "pair") + " found");
     }
     if (!folders.unpaired.empty() && !options.allowUnpaired) {
-        throw Refusal(fmt::format("--folders: {} files have no partner; --allow-unpaired compares the others",
-                                  folders.unpaired.size()));
+        throw Refusal("--folders: " + numberOf(folders.unpaired.size(), "file has", "files have") +
+                      " no partner; --allow-unpaired compares the others");
     }
     return std::move(folders.pairs);
 }
@@ -141,7 +172,7 @@ public:
                                       file_.path, earlier_.dropped));
         }
         if (earlier_.recorded > 0) {
-            session_.tell(fmt::format("{} of {} pairs are recorded already", earlier_.recorded, pairs_.size()));
+            session_.tell(fmt::format("{} of {} recorded already", earlier_.recorded, numberOf(pairs_.size(), "pair")));
         }
         compare(signals);
         const bool whole = recorded() == pairs_.size();
@@ -174,19 +205,29 @@ private:
             record(*writer, jobs, signals);
             writer->finish();
         } catch (const Refusal& refusal) {
-            throw Refusal(fmt::format("{}; {} of {} pairs are recorded, --resume goes on from there", refusal.what(),
-                                      recorded(), pairs_.size()));
+            throw Refusal(whatIsRecorded(refusal.what()));
+        } catch (const std::bad_alloc&) {
+            throw Refusal(whatIsRecorded("out of memory; fewer --jobs take less"));
+        } catch (const std::system_error& error) {
+            throw Refusal(whatIsRecorded(error.what()));
         }
         session_.showProgress({});
+    }
+
+    std::string whatIsRecorded(const std::string& problem) const {
+        return fmt::format("{}; {} of {} recorded, --resume goes on from there", problem, recorded(),
+                           numberOf(pairs_.size(), "pair"));
     }
 
     void record(ResultWriter& writer, unsigned jobs, const StopSignals& signals) {
         const RemarkSorter sorter;
         OrderedPool pool(pairs_.size() - earlier_.recorded, jobs, [this] { return worker(); });
+        unsigned workersTold = pool.asked();
         std::vector<ResultRecord> records;
         Clock::time_point shown = begin_;
         constexpr auto pace = std::chrono::milliseconds(100);
         while (pool.take(records, pace)) {
+            workersTold = tellOfFewerWorkers(pool, workersTold);
             if (!records.empty()) {
                 writer.append(records);
                 done_ += records.size();
@@ -204,6 +245,16 @@ private:
                     batchProgressLine(done_, failedNow_, pairs_.size() - earlier_.recorded, secondsSince(begin_)));
             }
         }
+    }
+
+    /// @return  how many workers the user knows of now
+    unsigned tellOfFewerWorkers(const OrderedPool& pool, unsigned told) const {
+        const unsigned workers = pool.workers();
+        if (workers < told) {
+            session_.warn(fmt::format("threads or memory are short: {} at the same time, not {}; --jobs sets how many",
+                                      numberOf(workers, "pair"), pool.asked()));
+        }
+        return std::min(workers, told);
     }
 
     /// What one worker does with a pair; it has its own colour table, which serves one photograph after the other.
@@ -228,7 +279,7 @@ private:
 
     AnalysisCache::Shared analysis(const std::string& path, ColorCounter& counter) {
         const std::string place = located(path);
-        return cache_.get(place, [&] { return analysePhotograph(place, counter); });
+        return cache_.get(place, [&] { return analysePhotograph(place, counter, session_.mostPixels()); });
     }
 
     std::string located(const std::string& path) const {
@@ -240,16 +291,17 @@ private:
     ExitStatus tellEnd(int signal, bool whole) const {
         const double seconds = secondsSince(begin_);
         if (!whole) {
-            session_.tell(fmt::format("stopped by {}: {} of {} pairs are recorded, --resume does the others",
-                                      signal == SIGINT ? "SIGINT" : "SIGTERM", recorded(), pairs_.size()));
+            session_.tell(fmt::format("stopped by {}: {} of {} recorded, --resume does the others",
+                                      signal == SIGINT ? "SIGINT" : "SIGTERM", recorded(),
+                                      numberOf(pairs_.size(), "pair")));
             return signal == SIGINT ? ExitStatus::interrupted : ExitStatus::terminated;
         }
-        session_.tell(fmt::format("{} pairs, {} failed; {} in this run in {}, {:.1f} pairs/s", summary_.pairs(),
-                                  summary_.failed(), done_, durationText(seconds),
+        session_.tell(fmt::format("{}, {} failed; {} in this run in {}, {:.1f} pairs/s",
+                                  numberOf(summary_.pairs(), "pair"), summary_.failed(), done_, durationText(seconds),
                                   seconds > 0 ? static_cast<double>(done_) / seconds : 0.0));
         if (summary_.withRemarks() > 0) {
-            session_.tell(
-                fmt::format("the decoders had remarks on {} pairs, recorded as 'remarks'", summary_.withRemarks()));
+            session_.tell("the decoders had remarks on " + numberOf(summary_.withRemarks(), "pair") +
+                          ", recorded as 'remarks'");
         }
         for (const std::string& line : summary_.table()) {
             session_.tell(line);
@@ -278,7 +330,7 @@ ExitStatus runBatch(const Session& session, const Options& options) {
         std::cout << csvList(pairsAsked(session, options));
         return ExitStatus::done;
     }
-    ResultFile file = checkedOutput(options);
+    ResultFile file = checkedOutput(session, options);
     const PairList pairs = pairsAsked(session, options);
     file.columns = pairs.columns();
     if (session.verbose()) {

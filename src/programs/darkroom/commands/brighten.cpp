@@ -5,18 +5,16 @@
 #include <likeness/exposure/brightness_increase.hpp>
 #include "console/brightness_factor.hpp"
 #include "console/image_output_options.hpp"
-#include "console/message_watch.hpp"
 #include "console/option_checks.hpp"
+#include "console/output_check.hpp"
 #include "console/progress.hpp"
 #include "console/subcommands.hpp"
-#include "files/output_check.hpp"
 #include "files/refusal.hpp"
 #include "photofile/image_input.hpp"
 #include "photofile/image_output.hpp"
 
 #include <fmt/format.h>
 
-#include <array>
 #include <filesystem>
 #include <memory>
 #include <vector>
@@ -64,44 +62,35 @@ void leaveAdaptation(cv::Mat& picture, cv::Mat& white) {
 
 ExitStatus brighten(const Session& session, const Options& options) {
     const std::vector<PassOutput> outputs = outputsOf(options);
+    OutputPlan plan(session, {options.input});
     for (const PassOutput& output : outputs) {
-        checkImageOutput(output.output);
-        if (options.pass == 0) {
-            checkNotAnInput(output.output.path, {options.input});
-        }
+        checkImageOutput(output.output, plan);
     }
     checkBrightnessFactor("--factor", options.factor, options.pass);
     cv::Mat bgr = readBoundedUnitImage(session, options.input);
 
-    std::array<cv::Mat, brightnessPasses> pictures;
-    {
-        Progress progress(session, "brightness", brightnessPasses + 1);
-        cv::Mat white(bgr.size(), CV_32FC3);
-        convertBGRToXYZDirect(bgr, white);
-        convertXYZtoSharpenedBGR(white, white);
-        cv::Mat& adapted = bgr;
-        white.copyTo(adapted);
-        iCAMCATByD65(adapted, white, white);
-        for (cv::Mat& picture : pictures) {
-            picture.create(adapted.size(), CV_32FC3);
-        }
-        const MessageWatch watch(
-            [&progress](std::string_view message) {
-                if (message == "Already out !\n") {  // once in each pass
-                    progress.step();
-                }
-                return std::string(message);
-            },
-            session.diagnostics());
-        increaseBrightness(adapted, pictures.data(), options.factor, watch);
-        for (const PassOutput& output : outputs) {
-            leaveAdaptation(pictures[static_cast<std::size_t>(output.pass - 1)], white);
-        }
-    }
+    Progress progress(session, "brightness", static_cast<int>(outputs.size()) + 1);
+    cv::Mat white(bgr.size(), CV_32FC3);
+    convertBGRToXYZDirect(bgr, white);
+    convertXYZtoSharpenedBGR(white, white);
+    cv::Mat& adapted = bgr;
+    white.copyTo(adapted);
+    iCAMCATByD65(adapted, white, white);
+    std::vector<int> passes;
     for (const PassOutput& output : outputs) {
-        writeImage(session, output.output, pictures[static_cast<std::size_t>(output.pass - 1)], 1.0,
-                   fmt::format("pass {}, factor {:g}", output.pass, brightnessFactor(options.factor, output.pass - 1)));
+        passes.push_back(output.pass - 1);
     }
+    auto output = outputs.begin();
+    increaseBrightnessByPasses(
+        adapted, options.factor, passes,
+        [&](int pass, cv::Mat& picture) {
+            leaveAdaptation(picture, white);
+            writeImage(session, output->output, picture, 1.0,
+                       fmt::format("pass {}, factor {:g}", pass + 1, brightnessFactor(options.factor, pass)));
+            ++output;
+            progress.step();
+        },
+        session.diagnostics());
     return ExitStatus::done;
 }
 
@@ -115,7 +104,7 @@ Action declareBrighten(CLI::App& app) {
         ->description(
             optionText("Result image; without --pass NAME.png stands for six, NAME_1.png to NAME_6.png. The extension "
                        "gives the format: .png (8 or 16 bits), .jpg, .tif (32-bit float, values as they are), .hdr "
-                       "(Radiance)",
+                       "(Radiance, linear)",
                        "--output result.png"));
     app.add_option("--factor", options->factor,
                    optionText("Factor of the first pass, above 0 and up to 100; each next pass has 0.7 less, and each "

@@ -1,9 +1,10 @@
 // darkroom compare: five coefficients that say how alike two photographs look.
+#include "batch/comparison_remarks.hpp"
 #include "console/comparison_result.hpp"
 #include "console/option_checks.hpp"
+#include "console/output_check.hpp"
 #include "console/progress.hpp"
 #include "console/subcommands.hpp"
-#include "files/output_check.hpp"
 #include "files/refusal.hpp"
 #include "files/replaced_file.hpp"
 #include "pages/comparison_report.hpp"
@@ -25,7 +26,7 @@ struct Options {
     std::string first;
     std::string second;
     std::string output;
-    std::string limits;
+    std::vector<std::string> limits;
     std::string maps;
     std::string report;
     bool json = false;
@@ -49,31 +50,24 @@ std::vector<std::string> mapPaths(const Options& options) {
     return paths;
 }
 
-void checkOutputs(const Options& options) {
-    std::vector<std::string> outputs;
+void checkOutputs(const Session& session, const Options& options) {
+    OutputPlan plan(session, {options.first, options.second});
     if (!options.output.empty()) {
-        checkOutputFile("--output", options.output);
-        outputs.push_back(options.output);
+        plan.file("--output", options.output);
     }
     if (!options.report.empty()) {
         const std::string extension = fs::path(options.report).extension().string();
         if (extension != ".html" && extension != ".htm") {
             throw Refusal("--report: '" + options.report + "' has none of the extensions .html, .htm");
         }
-        checkOutputFile("--report", options.report);
-        outputs.push_back(options.report);
+        plan.file("--report", options.report);
     }
     if (!options.maps.empty()) {
         checkFolder("--maps", options.maps);
         for (const std::string& path : mapPaths(options)) {
-            checkOutputFile("--maps", path);
-            outputs.push_back(path);
+            plan.file("--maps", path);
         }
     }
-    for (const std::string& path : outputs) {
-        checkNotAnInput(path, {options.first, options.second});
-    }
-    checkDistinct(outputs);
 }
 
 /// The maps of one photograph, into files and onto the page.
@@ -113,8 +107,8 @@ void show(const Session& session, const Options& options, const ComparisonResult
     showMaps(session, options, photographs.second, "second", report.scales, report.second);
     progress.step();
     if (!options.report.empty()) {
-        report.first.pictureUri = jpegUri(photographs.first, reportPictureSide);
-        report.second.pictureUri = jpegUri(photographs.second, reportPictureSide);
+        report.first.pictureUri = jpegUri(pictureOf(photographs.first), reportPictureSide);
+        report.second.pictureUri = jpegUri(pictureOf(photographs.second), reportPictureSide);
         report.first.fingerprint = fingerprintOf(options.first);
         report.second.fingerprint = fingerprintOf(options.second);
         replaceFile(options.report, comparisonPage(report));
@@ -134,13 +128,30 @@ void give(const Session& session, const Options& options, const ComparisonResult
     }
 }
 
+/// Warns of pixels without an appearance.
+/// @throws Refusal  if none has one
+void checkAppearance(const Session& session, const std::string& path, const AppearanceDistributions& distributions) {
+    const std::string problem = appearanceProblem(distributions);
+    if (!problem.empty()) {
+        throw Refusal("cannot read '" + path + "'" + problem);
+    }
+    const std::string uncounted = uncountedRemark(distributions);
+    if (!uncounted.empty()) {
+        session.warn("'" + path + "': " + uncounted);
+    }
+}
+
 ExitStatus compare(const Session& session, const Options& options) {
     ComparisonResult result;
-    if (!options.limits.empty()) {
-        result.limits = coefficientLimitsIn(options.limits);
+    for (const std::string& limits : options.limits) {
+        try {
+            addCoefficientLimits(result.limits, limits);
+        } catch (const Refusal& refusal) {
+            throw Refusal(std::string("--min: ") + refusal.what());
+        }
     }
-    checkOutputs(options);
-    const auto photographs = readPhotographPairBytes(session, options.first, options.second);
+    checkOutputs(session, options);
+    const auto photographs = readPhotographPairAsCompared(session, options.first, options.second);
     result.first = {options.first, photographs.first.size()};
     result.second = {options.second, photographs.second.size()};
     std::pair<AppearanceDistributions, AppearanceDistributions> distributions;
@@ -149,10 +160,16 @@ ExitStatus compare(const Session& session, const Options& options) {
         distributions = analyzePhotographs(photographs.first, photographs.second, session.diagnostics());
         result.coefficients = compareDistributions(distributions.first, distributions.second);
     }
+    checkAppearance(session, options.first, distributions.first);
+    checkAppearance(session, options.second, distributions.second);
     if (!options.maps.empty() || !options.report.empty()) {
         show(session, options, result, photographs, std::move(distributions));
     }
     give(session, options, result);
+    const std::string backgrounds = backgroundRemark(result.first.size, result.second.size);
+    if (!backgrounds.empty()) {
+        session.tell(backgrounds + ": this alone moves the coefficients; photographs of one size have one background");
+    }
     const std::string below = shortfall(result.coefficients, result.limits);
     if (!below.empty()) {
         session.tell("below the limits: " + below);
@@ -175,9 +192,12 @@ Action declareCompare(CLI::App& app) {
         ->type_name("FILE");
     app.add_option("--min", options->limits,
                    optionText("Least values, 0 to 1, of coefficients (brightness, lightness, chroma, colorfulness, "
-                              "saturation); exit status 1 and a line on standard error where one is below",
+                              "saturation); exit status 1 and a line on standard error where one is below. Given "
+                              "again, it adds limits",
                               "--min brightness=0.9,chroma=0.8"))
         ->type_name("NAME=VALUE,...")
+        ->expected(1)
+        ->multi_option_policy(CLI::MultiOptionPolicy::TakeAll)
         ->check(CLI::Validator(
             [](std::string& text) {
                 try {

@@ -25,8 +25,9 @@ Action declareCompletion(CLI::App& app) {
         ->check(oneOf({"bash", "zsh"}))
         ->required();
     addTextOutput(app, options->output, "--output _darkroom");
-    return [options, parser = app.get_parent()](const Session&) {
-        writeText(options->output, options->shell == "bash" ? bashCompletion(*parser) : zshCompletion(*parser));
+    return [options, parser = app.get_parent()](const Session& session) {
+        writeText(session, options->output,
+                  options->shell == "bash" ? bashCompletion(*parser) : zshCompletion(*parser));
         return ExitStatus::done;
     };
 }

@@ -1,6 +1,7 @@
 // darkroom convert: a picture to another colour space, and back.
 #include <likeness/color/bgr_xyz.hpp>
 #include <likeness/color/chromaticity.hpp>
+#include <likeness/color/clipped_values.hpp>
 #include <likeness/color/lab.hpp>
 #include <likeness/color/lab_range.hpp>
 #include <likeness/color/lms_lalphabeta.hpp>
@@ -13,6 +14,7 @@
 #include "console/progress.hpp"
 #include "console/subcommands.hpp"
 #include "files/refusal.hpp"
+#include "photofile/clipping.hpp"
 #include "photofile/image_input.hpp"
 #include "photofile/image_output.hpp"
 
@@ -220,6 +222,11 @@ ExitStatus convertFrom(const Session& session, const Options& options) {
     if (space.toBgr == nullptr) {
         throw Refusal(fmt::format("--from: {} has no lightness, no way leads back to a picture", space.name));
     }
+    if (imageFormatOf(options.input) == ImageFormat::hdr) {
+        throw Refusal(fmt::format("'{}' holds linear red, green and blue: --from {} takes the float TIFF that --to {} "
+                                  "writes",
+                                  options.input, space.name, space.name));
+    }
     cv::Mat image = readImage(session, options.input);
     const bool integers = image.depth() != CV_32F;
     if (integers && options.from != "lab") {
@@ -237,6 +244,10 @@ ExitStatus convertFrom(const Session& session, const Options& options) {
         bgr = space.toBgr(values, options);
     }
     writeImage(session, options.output, bgr);
+    if (options.from == "lab" || !options.xyzWhite.empty()) {
+        tellClipped(session, options.output.path, valuesAtLimits(bgr), bgr.size(),
+                    "stand at the ends of 0..1, where the way back clips");
+    }
     return ExitStatus::done;
 }
 
@@ -251,7 +262,8 @@ ExitStatus convert(const Session& session, const Options& options) {
     if (!options.xyzWhite.empty() && space != "xyz") {
         throw Refusal("--xyz-white: only xyz is made under it, not " + space);
     }
-    checkImageOutput(options.output);
+    OutputPlan plan(session, {options.input});
+    checkImageOutput(options.output, plan);
     return options.to.empty() ? convertFrom(session, options) : convertTo(session, options);
 }
 

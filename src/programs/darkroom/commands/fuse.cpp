@@ -3,12 +3,12 @@
 #include "console/exposure_times.hpp"
 #include "console/message_watch.hpp"
 #include "console/option_checks.hpp"
+#include "console/output_check.hpp"
 #include "console/prefix_output.hpp"
 #include "console/progress.hpp"
 #include "console/response_grid_check.hpp"
 #include "console/subcommands.hpp"
 #include "files/number_format.hpp"
-#include "files/output_check.hpp"
 #include "files/refusal.hpp"
 #include "files/replaced_file.hpp"
 #include "pages/svg_plot.hpp"
@@ -30,21 +30,19 @@ struct Options {
     std::string plot;
 };
 
-void checkOutputs(const Options& options) {
+void checkOutputs(const Session& session, const Options& options) {
     if (options.prefix.empty() && options.response.empty() && options.plot.empty()) {
         throw Refusal("nothing is asked for: --output, --response or --plot must name a result");
     }
+    OutputPlan plan(session, options.inputs);
     if (!options.prefix.empty()) {
-        checkPrefixOutput(options.prefix, mergedResults(), options.inputs);
+        checkPrefixOutput(options.prefix, mergedResults(), plan);
     }
     if (!options.response.empty()) {
-        checkOutputFile("--response", options.response);
+        plan.file("--response", options.response);
     }
     if (!options.plot.empty()) {
-        checkOutputFile("--plot", options.plot);
-        if (options.plot == options.response) {
-            throw Refusal("--plot: '" + options.plot + "' is the file of --response");
-        }
+        plan.file("--plot", options.plot);
     }
 }
 
@@ -113,7 +111,7 @@ ExitStatus fuse(const Session& session, const Options& options, bool timesGiven)
     if (options.inputs.size() < 2) {
         throw Refusal("a bracket has at least two exposures, and one image is given");
     }
-    checkOutputs(options);
+    checkOutputs(session, options);
     std::vector<float> times;
     if (timesGiven) {
         times = exposureTimesIn(options.times, options.inputs.size());

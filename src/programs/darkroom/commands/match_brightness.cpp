@@ -1,15 +1,19 @@
 // darkroom match-brightness: the lightness of one photograph like that of another.
+#include <likeness/color/clipped_values.hpp>
 #include <likeness/exposure/brightness_alignment.hpp>
 #include "console/image_output_options.hpp"
 #include "console/option_checks.hpp"
 #include "console/progress.hpp"
 #include "console/subcommands.hpp"
 #include "files/refusal.hpp"
+#include "photofile/clipping.hpp"
 #include "photofile/image_input.hpp"
 #include "photofile/image_output.hpp"
 
 #include <fmt/format.h>
+#include <opencv2/imgproc.hpp>
 
+#include <cmath>
 #include <memory>
 
 namespace likeness::darkroom {
@@ -31,8 +35,17 @@ void checkLightnessVaries(const std::string& path, const cv::Mat& image, const L
     }
 }
 
+/// Whether mean and deviation are what was wanted, but for what rounding to 8 bits makes of L*, whose greatest step is
+/// about 0.4.
+bool isReached(const LightnessStatistics& reached, const LightnessStatistics& wanted) {
+    constexpr float rounding = 0.2F;
+    return std::abs(reached.mean - wanted.mean) <= rounding &&
+           std::abs(reached.deviation - wanted.deviation) <= rounding;
+}
+
 ExitStatus matchBrightness(const Session& session, const Options& options) {
-    checkImageOutput(options.output);
+    OutputPlan plan(session, {options.input, options.reference});
+    checkImageOutput(options.output, plan);
     cv::Mat image = readBoundedUnitImage(session, options.input);
     cv::Mat reference = readBoundedUnitImage(session, options.reference);
     if (reference.rows < image.rows || reference.cols < image.cols) {
@@ -43,6 +56,8 @@ ExitStatus matchBrightness(const Session& session, const Options& options) {
     cv::Mat matched;
     LightnessStatistics own{};
     LightnessStatistics wanted{};
+    LightnessStatistics reached{};
+    ClippedValues clipped;
     {
         const Progress progress(session, "lightness");
         own = lightnessStatistics(image, dropAll());
@@ -50,10 +65,25 @@ ExitStatus matchBrightness(const Session& session, const Options& options) {
         wanted = lightnessStatistics(reference, dropAll());
         checkLightnessVaries(options.reference, reference, wanted);
         alterNonFlashBrightness(image, reference, matched, session.diagnostics());
+        reached = lightnessStatistics(asStored(options.output, matched), dropAll());
+        cv::Mat lab;
+        cv::cvtColor(image, lab, cv::COLOR_BGR2Lab);
+        remapLightness(lab, own, wanted);
+        clipped = clippedValuesOfLab(lab);
     }
-    writeImage(session, options.output, matched, 1.0,
-               fmt::format("L* of mean {:.2f} and standard deviation {:.2f} brought to {:.2f} and {:.2f}", own.mean,
-                           own.deviation, wanted.mean, wanted.deviation));
+    tellClippedInput(session, options.input, image);
+    tellClippedInput(session, options.reference, reference);
+    writeImage(
+        session, options.output, matched, 1.0,
+        fmt::format("L* of mean {:.2f} and standard deviation {:.2f} brought to {:.2f} and {:.2f}, wanted {:.2f} "
+                    "and {:.2f}",
+                    own.mean, own.deviation, reached.mean, reached.deviation, wanted.mean, wanted.deviation));
+    tellClipped(session, options.output.path, clipped, image.size(), "have colours outside sRGB and are clipped");
+    if (!isReached(reached, wanted)) {
+        session.warn(fmt::format("'{}' does not have the lightness that was wanted: {}", options.output.path,
+                                 clipped.pixels > 0 ? "not all of it lies between black and white"
+                                                    : "the conversion to L* and back does not keep it"));
+    }
     return ExitStatus::done;
 }
 

@@ -2,8 +2,9 @@
 #include "batch/output_lock.hpp"
 #include "batch/result_merge.hpp"
 #include "console/option_checks.hpp"
+#include "console/output_check.hpp"
 #include "console/subcommands.hpp"
-#include "files/output_check.hpp"
+#include "files/number_format.hpp"
 #include "files/refusal.hpp"
 
 #include <fmt/format.h>
@@ -23,8 +24,8 @@ struct Options {
 
 ExitStatus mergeResults(const Session& session, const Options& options) {
     resultFormatOf("OUT", options.output);
-    checkOutputFile("OUT", options.output);
-    checkNotAnInput(options.output, options.inputs);
+    OutputPlan plan(session, options.inputs);
+    plan.file("OUT", options.output);
     if (!options.overwrite && std::filesystem::exists(options.output)) {
         throw Refusal("OUT: '" + options.output + "' exists; --overwrite replaces it");
     }
@@ -38,7 +39,8 @@ ExitStatus mergeResults(const Session& session, const Options& options) {
         session.warn(merge.assumption());
     }
     merge.write(options.output, options.overwrite);
-    session.tell(fmt::format("{} pairs, {} failed, are in '{}'", merge.pairs(), merge.failed(), options.output));
+    session.tell(fmt::format("{}, {} failed, {} in '{}'", numberOf(merge.pairs(), "pair"), merge.failed(),
+                             merge.pairs() == 1 ? "is" : "are", options.output));
     return ExitStatus::done;
 }
 

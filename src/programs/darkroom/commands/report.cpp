@@ -1,9 +1,10 @@
 // darkroom report: a page of the results of a batch.
 #include "batch/result_store.hpp"
 #include "console/option_checks.hpp"
+#include "console/output_check.hpp"
 #include "console/progress.hpp"
 #include "console/subcommands.hpp"
-#include "files/output_check.hpp"
+#include "files/number_format.hpp"
 #include "files/refusal.hpp"
 #include "files/replaced_file.hpp"
 #include "pages/batch_report.hpp"
@@ -30,13 +31,12 @@ struct Options {
     int thumbnails = 24;
 };
 
-void check(const Options& options) {
+void check(const Options& options, OutputPlan& plan) {
     const std::string extension = fs::path(options.output).extension();
     if (extension != ".html" && extension != ".htm") {
         throw Refusal("--output: '" + options.output + "' has none of the extensions .html, .htm");
     }
-    checkOutputFile("--output", options.output);
-    checkNotAnInput(options.output, {options.results});
+    plan.file("--output", options.output);
     if (!options.root.empty() && !fs::is_directory(options.root)) {
         throw Refusal("--root: '" + options.root +
                       (fs::exists(options.root) ? "' is not a folder" : "' does not exist"));
@@ -68,6 +68,10 @@ BatchReport read(const Session& session, const Options& options) {
     return report;
 }
 
+std::string placeOf(const Options& options, const std::string& path) {
+    return options.root.empty() ? path : (fs::path(options.root) / path).string();
+}
+
 /// Adds small pictures of the worst pairs that were compared.
 void addThumbnails(const Session& session, const Options& options, BatchReport& report) {
     std::vector<std::string> paths;
@@ -89,8 +93,8 @@ void addThumbnails(const Session& session, const Options& options, BatchReport& 
     Progress progress(session, "reading photographs", static_cast<int>(paths.size()));
     for (const std::string& path : paths) {
         try {
-            const std::string place = options.root.empty() ? path : (fs::path(options.root) / path).string();
-            report.pictures[path] = jpegUri(readPhotographBytes(session, place), thumbnailSide, thumbnailQuality);
+            report.pictures[path] = jpegUri(pictureOf(readPhotographAsCompared(session, placeOf(options, path))),
+                                            thumbnailSide, thumbnailQuality);
         } catch (const Refusal& refusal) {
             // The results may have outlived the photographs: the page does without.
             example = unread == 0 ? refusal.what() : example;
@@ -105,11 +109,16 @@ void addThumbnails(const Session& session, const Options& options, BatchReport& 
 }
 
 ExitStatus makeReport(const Session& session, const Options& options) {
-    check(options);
+    OutputPlan plan(session, {options.results});
+    check(options, plan);
     BatchReport report = read(session, options);
+    for (const ResultRecord& record : report.records) {
+        plan.readsToo(placeOf(options, record.first));
+        plan.readsToo(placeOf(options, record.second));
+    }
     addThumbnails(session, options, report);
     replaceFile(options.output, batchReportPage(report));
-    session.tell("wrote '" + options.output + "': " + std::to_string(report.summary.pairs()) + " pairs");
+    session.tell("wrote '" + options.output + "': " + numberOf(report.summary.pairs(), "pair"));
     return ExitStatus::done;
 }
 

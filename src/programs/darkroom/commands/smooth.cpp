@@ -54,7 +54,8 @@ cv::Mat smoothed(const Session& session, const Options& options, const cv::Mat& 
 }
 
 ExitStatus smooth(const Session& session, const Options& options) {
-    checkImageOutput(options.output);
+    OutputPlan plan(session, {options.input, options.guide});
+    checkImageOutput(options.output, plan);
     const cv::Mat image = readUnitImage(session, options.input);
     checkFinite(options.input, image);
     cv::Mat guide = image;

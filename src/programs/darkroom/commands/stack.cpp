@@ -5,13 +5,14 @@
 #include "console/brightness_factor.hpp"
 #include "console/message_watch.hpp"
 #include "console/option_checks.hpp"
+#include "console/output_check.hpp"
 #include "console/prefix_output.hpp"
 #include "console/progress.hpp"
 #include "console/response_grid_check.hpp"
 #include "console/subcommands.hpp"
-#include "files/output_check.hpp"
 #include "files/refusal.hpp"
 #include "photofile/image_input.hpp"
+#include "console/image_output_options.hpp"
 #include "photofile/image_output.hpp"
 
 #include <fmt/format.h>
@@ -93,12 +94,11 @@ void run(const Session& session, const Options& options, cv::Mat& flash, cv::Mat
 }
 
 ExitStatus stack(const Session& session, const Options& options, bool brightnessGiven) {
-    const std::vector<std::string> inputs = {options.flash, options.nonFlash};
     const std::vector<PrefixedResult> results = resultsOf(options);
-    checkPrefixOutput(options.prefix, results, inputs);
+    OutputPlan plan(session, {options.flash, options.nonFlash});
+    checkPrefixOutput(options.prefix, results, plan);
     if (options.version != 1) {
-        checkImageOutput(tintedOutput(options));
-        checkNotAnInput(tintedOutput(options).path, inputs);
+        checkImageOutput(tintedOutput(options), plan);
     }
     if (options.version == 3 && brightnessGiven) {
         throw Refusal("--brightness: version 3 makes no exposures");

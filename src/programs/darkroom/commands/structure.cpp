@@ -3,9 +3,9 @@
 #include "console/image_capture.hpp"
 #include "console/image_output_options.hpp"
 #include "console/option_checks.hpp"
+#include "console/output_check.hpp"
 #include "console/progress.hpp"
 #include "console/subcommands.hpp"
-#include "files/output_check.hpp"
 #include "files/refusal.hpp"
 #include "photofile/image_input.hpp"
 #include "photofile/image_output.hpp"
@@ -23,11 +23,11 @@ struct Options {
 };
 
 ExitStatus mapStructure(const Session& session, const Options& options) {
-    checkImageOutput(options.output);
+    OutputPlan plan(session, {options.input});
+    checkImageOutput(options.output, plan);
     const ImageOutput coherenceOutput = options.output.at(options.coherence, "--coherence");
     if (!options.coherence.empty()) {
-        checkDifferentOutputs("--output", options.output.path, "--coherence", options.coherence);
-        checkImageOutput(coherenceOutput);
+        checkImageOutput(coherenceOutput, plan);
     }
     cv::Mat image = readUnitImage(session, options.input);
     image *= 255.0;  // the strength's constant is one for this scale

@@ -12,18 +12,10 @@
 #include "photofile/image_output.hpp"
 
 #include <cmath>
-#include <map>
 #include <memory>
 
 namespace likeness::darkroom {
 namespace {
-
-enum class Form { gain, regression };
-
-const std::map<std::string, Form>& forms() {
-    static const std::map<std::string, Form> all = {{"gain", Form::gain}, {"regression", Form::regression}};
-    return all;
-}
 
 struct Options {
     std::string flash;
@@ -73,9 +65,10 @@ cv::Mat tintByRegression(const Session& session, cv::Mat& flash, cv::Mat& nonFla
 }
 
 ExitStatus tint(const Session& session, const Options& options, bool smoothingGiven) {
-    checkImageOutput(options.output);
-    const Form form = forms().at(options.form);
-    if (form == Form::gain && smoothingGiven) {
+    OutputPlan plan(session, {options.flash, options.nonFlash});
+    checkImageOutput(options.output, plan);
+    const bool byGain = options.form == "gain";
+    if (byGain && smoothingGiven) {
         throw Refusal("--sigma and --diameter belong to --form regression");
     }
     cv::Mat flash = readBoundedUnitImage(session, options.flash);
@@ -84,8 +77,7 @@ ExitStatus tint(const Session& session, const Options& options, bool smoothingGi
     cv::Mat tinted;
     {
         const Progress progress(session, "tinting");
-        tinted = form == Form::gain ? tintByGain(session, flash, nonFlash)
-                                    : tintByRegression(session, flash, nonFlash, options);
+        tinted = byGain ? tintByGain(session, flash, nonFlash) : tintByRegression(session, flash, nonFlash, options);
     }
     writeImage(session, options.output, tinted, 1.0, "tinted photograph");
     return ExitStatus::done;
@@ -106,11 +98,7 @@ Action declareTint(CLI::App& app) {
                               "regression: a gain and an offset from the local whites of both",
                               "--form regression"))
         ->type_name("FORM")
-        ->check(CLI::Validator(
-            [](std::string& text) {
-                return forms().count(text) == 1 ? std::string() : "'" + text + "' is not gain or regression";
-            },
-            "{gain,regression}"))
+        ->check(oneOf({"gain", "regression"}))
         ->capture_default_str();
     const CLI::Option* const sigma =
         app.add_option("--sigma", options->sigma,

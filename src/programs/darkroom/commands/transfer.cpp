@@ -1,11 +1,13 @@
 // darkroom transfer: the palette of one photograph on another.
+#include <likeness/color/clipped_values.hpp>
 #include <likeness/transport/optimal_transport.hpp>
 #include "console/image_output_options.hpp"
 #include "console/option_checks.hpp"
+#include "console/output_check.hpp"
 #include "console/progress.hpp"
 #include "console/subcommands.hpp"
-#include "files/output_check.hpp"
 #include "files/refusal.hpp"
+#include "photofile/clipping.hpp"
 #include "photofile/image_input.hpp"
 #include "photofile/image_output.hpp"
 
@@ -73,16 +75,15 @@ cv::Mat chromaMovedAfterTheMap(const cv::Mat& input, const cv::Mat& target, cons
     return result;
 }
 
-/// @return  of `lab` with its chroma exchanged: B, G, R
+/// @return  `lab` with its chroma exchanged
 cv::Mat withChroma(const cv::Mat& lab, const cv::Mat& chroma) {
     cv::Mat exchanged = lab.clone();
     const int places[] = {0, 1, 1, 2};
     cv::mixChannels(&chroma, 1, &exchanged, 1, places, 2);
-    cv::cvtColor(exchanged, exchanged, cv::COLOR_Lab2BGR);
     return exchanged;
 }
 
-/// @return  B, G, R
+/// @return  L*, a*, b*
 cv::Mat transferred(const cv::Mat& input, const cv::Mat& target, double t, int dims, const Diagnostics& diagnostics) {
     cv::Mat result(input.size(), CV_32FC(dims));
     cv::Mat inputMeans(1, dims, CV_32F);
@@ -91,11 +92,7 @@ cv::Mat transferred(const cv::Mat& input, const cv::Mat& target, double t, int d
     cv::Mat unused;
     applyOptimalTransport(input, target, result, unused, inputMeans, unused, targetMeans, map, static_cast<float>(t),
                           dims, diagnostics);
-    if (dims == 2) {
-        return withChroma(input, result);
-    }
-    cv::cvtColor(result, result, cv::COLOR_Lab2BGR);
-    return result;
+    return dims == 2 ? withChroma(input, result) : result;
 }
 
 ExitStatus transfer(const Session& session, const Options& options) {
@@ -103,26 +100,28 @@ ExitStatus transfer(const Session& session, const Options& options) {
     if (!centred && options.dims != 2) {
         throw Refusal("--form bonneel: only with --dims 2");
     }
-    checkImageOutput(options.output);
+    OutputPlan plan(session, {options.input, options.palette});
     const std::vector<Frame> frames = framesOf(options);
-    if (options.frames > 0) {
-        for (const Frame& frame : frames) {
-            checkImageOutput(frame.output);
-            checkNotAnInput(frame.output.path, {options.input, options.palette});
-        }
+    for (const Frame& frame : frames) {
+        checkImageOutput(frame.output, plan);
     }
     const cv::Mat input = readUnitImage(session, options.input);
     const cv::Mat palette = readUnitImage(session, options.palette);
     checkFinite(options.input, input);
     checkFinite(options.palette, palette);
+    tellClippedInput(session, options.input, input);
+    tellClippedInput(session, options.palette, palette);
     const cv::Mat inputLab = labOf(input);
     const cv::Mat paletteLab = labOf(palette);
     Progress progress(session, "transferring colours", static_cast<int>(frames.size()));
     for (const Frame& frame : frames) {
-        const cv::Mat result =
+        cv::Mat result =
             centred ? transferred(inputLab, paletteLab, frame.t, options.dims, session.diagnostics())
                     : withChroma(inputLab, chromaMovedAfterTheMap(inputLab, paletteLab, session.diagnostics()));
+        const ClippedValues clipped = clippedValuesOfLab(result);
+        cv::cvtColor(result, result, cv::COLOR_Lab2BGR);
         writeImage(session, frame.output, result, 1.0, fmt::format("t = {:.4g}", frame.t));
+        tellClipped(session, frame.output.path, clipped, result.size(), "have colours outside sRGB and are clipped");
         progress.step();
     }
     return ExitStatus::done;

@@ -3,6 +3,7 @@
 #include "batch/stable_hash.hpp"
 #include "console/list_options.hpp"
 #include "console/subcommands.hpp"
+#include "diagnostics/shown_text.hpp"
 
 #include <fmt/format.h>
 
@@ -79,7 +80,10 @@ private:
         return pairs_.size();
     }
 
-    void remark(const char* what, const std::string& text) { remarks_ += std::string(what) + ": " + text + '\n'; }
+    /// One line, whatever an id holds: none passes for a line of the counts.
+    void remark(const char* what, const std::string& text) {
+        remarks_ += std::string(what) + ": " + shownText(text) + '\n';
+    }
 
     void checkUnaltered(const Pair& pair, const ResultRecord& record) {
         if (version_.empty()) {

@@ -99,7 +99,8 @@ cv::Mat whiteImage(const Session& session, cv::Mat& bgr, const Options& options)
 ExitStatus estimateWhite(const Session& session, const Options& options) {
     const bool withImage = !options.output.path.empty();
     if (withImage) {
-        checkImageOutput(options.output);
+        OutputPlan plan(session, {options.input});
+        checkImageOutput(options.output, plan);
     }
     cv::Mat bgr = readUnitImage(session, options.input);
     if (withImage) {

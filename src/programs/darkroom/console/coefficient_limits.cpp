@@ -20,6 +20,12 @@ std::string allNames() {
     return names;
 }
 
+/// The text without the spaces around it.
+std::string trimmed(const std::string& text) {
+    const std::size_t first = text.find_first_not_of(' ');
+    return first == std::string::npos ? "" : text.substr(first, text.find_last_not_of(' ') + 1 - first);
+}
+
 bool isName(const std::string& name) {
     return std::any_of(comparedCorrelates.begin(), comparedCorrelates.end(),
                        [&](const ComparedCorrelate& correlate) { return name == correlate.name; });
@@ -29,15 +35,21 @@ bool isName(const std::string& name) {
 
 CoefficientLimits coefficientLimitsIn(const std::string& text) {
     CoefficientLimits limits;
+    addCoefficientLimits(limits, text);
+    return limits;
+}
+
+void addCoefficientLimits(CoefficientLimits& limits, const std::string& text) {
     // A comma behind the last limit stands before an empty one, which is none.
     std::istringstream parts(text + (text.empty() || text.back() == ',' ? "," : ""));
     for (std::string part; std::getline(parts, part, ',');) {
         const std::size_t sign = part.find('=');
         if (sign == std::string::npos) {
-            throw Refusal("'" + part + "' is not of the form NAME=VALUE");
+            throw Refusal("'" + trimmed(part) + "' is not of the form NAME=VALUE");
         }
-        const std::string name = part.substr(0, sign);
-        std::string value = part.substr(sign + 1);
+        std::string name = trimmed(part.substr(0, sign));
+        name = name == "colourfulness" ? "colorfulness" : name;
+        std::string value = trimmed(part.substr(sign + 1));
         if (!isName(name)) {
             throw Refusal("there is no coefficient '" + name + "'; there are " + allNames());
         }
@@ -48,7 +60,6 @@ CoefficientLimits coefficientLimitsIn(const std::string& text) {
             throw Refusal("'" + name + "' is given twice");
         }
     }
-    return limits;
 }
 
 bool reaches(float coefficient, double limit) {

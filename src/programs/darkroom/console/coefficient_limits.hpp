@@ -10,9 +10,13 @@ namespace likeness::darkroom {
 /// Least values of coefficients by name ("brightness", "lightness", "chroma", "colorfulness", "saturation").
 using CoefficientLimits = std::map<std::string, double>;
 
-/// Reads "brightness=0.9,chroma=0.8".
+/// Reads "brightness=0.9,chroma=0.8". Spaces may stand around names and values, and "colourfulness" is colorfulness.
 /// @throws Refusal  for unknown or doubled names and for what is no number from 0 to 1
 CoefficientLimits coefficientLimitsIn(const std::string& text);
+
+/// Adds those of another text to limits.
+/// @throws Refusal  likewise, also for a name that has a limit already
+void addCoefficientLimits(CoefficientLimits& limits, const std::string& text);
 
 /// Whether a coefficient reaches a limit, compared as floats: 0.9 is reached by the coefficient that prints as 0.9. NaN
 /// reaches none.

@@ -3,10 +3,16 @@
 #include "console/option_checks.hpp"
 #include "console/parser_view.hpp"
 #include "console/subcommands.hpp"
+#include "console/thread_supply.hpp"
+#include "diagnostics/shown_text.hpp"
 #include "files/refusal.hpp"
+
+#include <omp.h>
+#include <opencv2/core/utility.hpp>
 
 #include <algorithm>
 #include <iostream>
+#include <thread>
 
 namespace likeness::darkroom {
 namespace {
@@ -14,18 +20,17 @@ namespace {
 constexpr const char* helpNames = "-h,--help";
 constexpr const char* helpText = "Print this help and exit (example: --help)";
 
-/// The line for standard error, whatever the thrower's text holds.
-std::string oneLine(std::string text) {
-    for (char& c : text) {
-        if (c == '\n' || c == '\r') {
-            c = ' ';
-        }
+/// A text of the image library's, which has line ends of its own, on one line.
+std::string onOneLine(std::string text) {
+    while (!text.empty() && text.back() == '\n') {
+        text.pop_back();
     }
+    std::replace(text.begin(), text.end(), '\n', ' ');
     return text;
 }
 
 ExitStatus refuse(const std::string& command, const std::string& why) {
-    std::cerr << "darkroom" + (command.empty() ? "" : ' ' + command) + ": " + oneLine(why) + '\n';
+    std::cerr << "darkroom" + (command.empty() ? "" : ' ' + command) + ": " + shownText(why) + '\n';
     return ExitStatus::couldNotRun;
 }
 
@@ -89,14 +94,61 @@ private:
     static constexpr std::size_t nameWidth = 32;
 };
 
+/// How many letters must be put in, left out, replaced or swapped with their neighbours to make one word of the other
+/// (Damerau, "A technique for computer detection and correction of spelling errors", Communications of the ACM, 1964).
+std::size_t misspellings(const std::string& a, const std::string& b) {
+    std::vector<std::vector<std::size_t>> cost(a.size() + 1, std::vector<std::size_t>(b.size() + 1));
+    for (std::size_t i = 0; i <= a.size(); ++i) {
+        for (std::size_t j = 0; j <= b.size(); ++j) {
+            if (i == 0 || j == 0) {
+                cost[i][j] = i + j;
+                continue;
+            }
+            const std::size_t replaced = cost[i - 1][j - 1] + (a[i - 1] == b[j - 1] ? 0 : 1);
+            cost[i][j] = std::min({cost[i - 1][j] + 1, cost[i][j - 1] + 1, replaced});
+            if (i > 1 && j > 1 && a[i - 1] == b[j - 2] && a[i - 2] == b[j - 1]) {
+                cost[i][j] = std::min(cost[i][j], cost[i - 2][j - 2] + 1);
+            }
+        }
+    }
+    return cost[a.size()][b.size()];
+}
+
+/// The refusal of a word that names no subcommand; with the nearest name where one is near.
+std::string noSubcommand(const std::string& word, const CLI::App& app) {
+    std::string nearest;
+    std::size_t least = std::max<std::size_t>(1, std::min<std::size_t>(word.size(), 8) / 3) + 1;
+    for (const CLI::App* const subcommand : app.get_subcommands({})) {
+        const std::size_t distance = misspellings(word, subcommand->get_name());
+        if (distance < least) {
+            least = distance;
+            nearest = subcommand->get_name();
+        }
+    }
+    return "there is no subcommand '" + word + "'" + (nearest.empty() ? "" : "; did you mean '" + nearest + "'?") +
+           (nearest.empty() ? "; " : " ") + "darkroom --help lists them";
+}
+
+/// The first argument that is no option: before it, no option of the program takes a value.
+std::string firstWord(int argc, const char* const* argv) {
+    const auto* const found =
+        std::find_if(argv + std::min(argc, 1), argv + argc, [](const char* argument) { return argument[0] != '-'; });
+    return found == argv + argc ? "" : *found;
+}
+
+bool isSubcommand(const std::string& word, const CLI::App& app) {
+    const std::vector<const CLI::App*> all = app.get_subcommands({});
+    return std::any_of(all.begin(), all.end(), [&](const CLI::App* one) { return one->get_name() == word; });
+}
+
 /// Why the arguments were not understood.
 std::string problemOf(const CLI::ParseError& error, const CLI::App& app, int argc, const char* const* argv) {
     if (!app.get_subcommands().empty() || argc < 2) {
         return argc < 2 ? "a subcommand is required; darkroom --help lists them" : error.what();
     }
     const std::string first = argv[1];
-    return (first.rfind('-', 0) == 0 ? "there is no option '" : "there is no subcommand '") + first +
-           "'; darkroom --help lists them";
+    return first.rfind('-', 0) == 0 ? "there is no option '" + first + "'; darkroom --help lists them"
+                                    : noSubcommand(first, app);
 }
 
 std::shared_ptr<CommonOptions> addCommonOptions(CLI::App& app) {
@@ -107,6 +159,14 @@ std::shared_ptr<CommonOptions> addCommonOptions(CLI::App& app) {
                               "--dumps dumps"))
         ->type_name("DIR")
         ->group(commonGroup);
+    app.add_option("--max-pixels", options->mostPixels,
+                   optionText("Most pixels, 1 or more, of an image that is read; a larger one is refused before "
+                              "anything of it is decoded",
+                              "--max-pixels 100000000"))
+        ->type_name("N")
+        ->check(integerBetween(1, std::int64_t{1} << 53))
+        ->capture_default_str()
+        ->group(commonGroup);
     auto* const quiet =
         app.add_flag("--quiet", options->quiet, optionText("Say nothing but warnings and errors", "--quiet"))
             ->group(commonGroup);
@@ -115,6 +175,16 @@ std::shared_ptr<CommonOptions> addCommonOptions(CLI::App& app) {
         ->excludes(quiet)
         ->group(commonGroup);
     return options;
+}
+
+/// The libraries' loops end the program, or the work, where they get no threads.
+void useThreadsThatThereAre(const Session& session) {
+    const unsigned processors = std::thread::hardware_concurrency();
+    if (processors > 1 && !threadsAvailable(processors - 1)) {
+        session.warn(fmt::format("the system does not give {} threads: one does the work", processors));
+        cv::setNumThreads(1);
+        ::omp_set_num_threads(1);
+    }
 }
 
 }  // namespace
@@ -134,6 +204,7 @@ CommandLine::CommandLine()
         app->footer("");
         Entry entry;
         entry.action = subcommand.declare(*app);
+        entry.onPixels = subcommand.onPixels;
         entry.common = subcommand.onImages ? addCommonOptions(*app) : std::make_shared<CommonOptions>();
         app->set_help_flag(helpNames, helpText)->group(commonGroup);  // anew, so that it is the last
         entries_.emplace(app, std::move(entry));
@@ -148,6 +219,9 @@ ExitStatus CommandLine::run(int argc, const char* const* argv) {
         command = chosen->get_name();
         const Entry& entry = entries_.at(chosen);
         const Session session(command, *entry.common);
+        if (entry.onPixels) {
+            useThreadsThatThereAre(session);
+        }
         const ExitStatus status = entry.action(session);
         session.reportDumps();
         if (!std::cout.flush()) {
@@ -155,11 +229,17 @@ ExitStatus CommandLine::run(int argc, const char* const* argv) {
         }
         return status;
     } catch (const CLI::Success& information) {  // --help, --version
+        const std::string word = firstWord(argc, argv);
+        if (!word.empty() && !isSubcommand(word, app_)) {
+            return refuse(command, noSubcommand(word, app_));
+        }
         app_.exit(information, std::cout, std::cerr);
         return std::cout.flush() ? ExitStatus::done : ExitStatus::couldNotRun;
     } catch (const CLI::ParseError& error) {
         const auto parsed = app_.get_subcommands();
         return refuse(parsed.empty() ? command : parsed.front()->get_name(), problemOf(error, app_, argc, argv));
+    } catch (const cv::Exception& error) {
+        return refuse(command, onOneLine(error.what()));
     } catch (const std::exception& error) {
         return refuse(command, error.what());
     }

@@ -31,6 +31,7 @@ private:
     struct Entry {
         Action action;
         std::shared_ptr<CommonOptions> common;
+        bool onPixels = false;
     };
 
     CLI::App app_;

@@ -7,7 +7,7 @@ namespace likeness::darkroom {
 /// What `darkroom` tells its caller when it ends.
 enum class ExitStatus : int {
     done = 0,           ///< the work is done, and within the limits that were asked for
-    outsideLimits = 1,  ///< compared, and outside the limits; of a batch, done with pairs that failed
+    outsideLimits = 1,  ///< carried out, and what was looked at is not all right: see the table
     couldNotRun = 2,    ///< wrong arguments, unreadable or unwritable files, or an error on the way
     interrupted = 130,  ///< a batch stopped by SIGINT, with everything at hand recorded
     terminated = 143,   ///< the same by SIGTERM
@@ -18,11 +18,12 @@ struct ExitStatusText {
     const char* text;
 };
 
-/// The table of the man page; the help has it in one line.
+/// The one table of what each means, which the man page has too; the help has it in one line.
 inline constexpr std::array<ExitStatusText, 5> exitStatusTexts = {{
     {ExitStatus::done, "The work is done, and within the limits that were asked for."},
     {ExitStatus::outsideLimits,
-     "Compared, and outside the limits. Of batch, verify: something failed, is missing or does not agree."},
+     "Carried out, and not all is right. Of compare: a coefficient is outside the limits. Of batch: all pairs are "
+     "recorded, some as failed. Of verify: something failed, is missing or does not agree."},
     {ExitStatus::couldNotRun,
      "Could not run: wrong arguments, unreadable or unwritable files, or an error on the way."},
     {ExitStatus::interrupted, "A batch was stopped by SIGINT; what was at hand is finished and recorded."},

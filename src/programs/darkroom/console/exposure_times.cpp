@@ -1,6 +1,7 @@
 #include "console/exposure_times.hpp"
 
 #include "console/option_checks.hpp"
+#include "files/number_format.hpp"
 #include "files/refusal.hpp"
 
 #include <fmt/format.h>
@@ -83,8 +84,7 @@ std::vector<float> exposureTimesIn(const std::string& list, std::size_t count) {
         begin = end + 1;
     }
     if (times.size() != count) {
-        throw Refusal(
-            fmt::format("--times: {} time{} for {} images", times.size(), times.size() == 1 ? "" : "s", count));
+        throw Refusal("--times: " + numberOf(times.size(), "time") + " for " + numberOf(count, "image"));
     }
     return times;
 }

@@ -1,5 +1,8 @@
+// The options of commands that write an image, and what is checked before they begin.
 #pragma once
 
+#include "console/output_check.hpp"
+#include "console/image_output_options.hpp"
 #include "photofile/image_output.hpp"
 
 #include <CLI/CLI.hpp>
@@ -9,5 +12,16 @@ namespace likeness::darkroom {
 /// Adds -o/--output, --quality and --bits.
 /// @param required  whether -o must be given
 void addImageOutput(CLI::App& app, ImageOutput& output, bool required = true);
+
+/// Refuses, before the work begins, an unknown extension, options that the format does not have, or a place that
+/// the plan refuses.
+/// @throws Refusal
+void checkImageOutput(const ImageOutput& output, OutputPlan& plan);
+
+enum class FloatsToo { no, yes };
+
+/// The same for what `writePicture` writes: .png or .jpg; or .tif, too, where numbers may be written in its place.
+/// @throws Refusal
+void checkPictureOutput(const ImageOutput& output, OutputPlan& plan, FloatsToo floatsToo = FloatsToo::no);
 
 }  // namespace likeness::darkroom

@@ -7,6 +7,7 @@
 #include <cmath>
 #include <cstdlib>
 #include <limits>
+#include <numeric>
 #include <vector>
 
 namespace likeness::darkroom {
@@ -21,6 +22,38 @@ std::vector<std::string> partsOf(const std::string& text) {
         begin = end + 1;
     }
     return parts;
+}
+
+/// How many letters must be put in, left out or exchanged to make one word of the other.
+std::size_t editDistance(const std::string& from, const std::string& to) {
+    std::vector<std::size_t> row(to.size() + 1);
+    std::iota(row.begin(), row.end(), std::size_t{0});
+    for (std::size_t i = 1; i <= from.size(); ++i) {
+        std::size_t diagonal = row[0];
+        row[0] = i;
+        for (std::size_t j = 1; j <= to.size(); ++j) {
+            const std::size_t exchanged = diagonal + (from[i - 1] == to[j - 1] ? 0 : 1);
+            diagonal = row[j];
+            row[j] = std::min({exchanged, row[j] + 1, row[j - 1] + 1});
+        }
+    }
+    return row.back();
+}
+
+/// "; did you mean 'gain'?" of the choice that is nearest to what was typed, or nothing where none is near: two letters
+/// away at most, and less than half of those that it has.
+std::string suggestion(const std::string& text, const std::vector<std::string>& choices) {
+    constexpr std::size_t near = 2;
+    std::size_t least = near + 1;
+    std::string nearest;
+    for (const std::string& choice : choices) {
+        const std::size_t distance = editDistance(text, choice);
+        if (distance < least && 2 * distance < choice.size()) {
+            least = distance;
+            nearest = choice;
+        }
+    }
+    return nearest.empty() ? "" : fmt::format("; did you mean '{}'?", nearest);
 }
 
 template <typename Accepts>
@@ -67,11 +100,11 @@ CLI::Validator finiteNumber() {
     return check("a finite number", [](double value) { return std::isfinite(value); });
 }
 
-CLI::Validator integerBetween(int low, int high) {
+CLI::Validator integerBetween(std::int64_t low, std::int64_t high) {
     // A few numbers are words to choose from.
-    constexpr int few = 6;
-    std::vector<int> choices;
-    for (int value = low; high - low < few && value <= high; ++value) {
+    constexpr std::int64_t few = 6;
+    std::vector<std::int64_t> choices;
+    for (std::int64_t value = low; high - low < few && value <= high; ++value) {
         choices.push_back(value);
     }
     return {[=](std::string& text) {
@@ -81,7 +114,7 @@ CLI::Validator integerBetween(int low, int high) {
                 const bool plain = !digits.empty() && digits.find_first_not_of("0123456789") == std::string::npos &&
                                    (digits.front() != '0' || digits.size() == 1);
                 const double value = plain ? numberIn(text) : std::numeric_limits<double>::quiet_NaN();
-                return value >= low && value <= high
+                return value >= static_cast<double>(low) && value <= static_cast<double>(high)
                            ? std::string()
                            : fmt::format("'{}' is not a whole number from {} to {}", text, low, high);
             },
@@ -92,7 +125,8 @@ CLI::Validator oneOf(const std::vector<std::string>& choices) {
     return {[=](std::string& text) {
                 return std::find(choices.begin(), choices.end(), text) != choices.end()
                            ? std::string()
-                           : fmt::format("'{}' is none of {}", text, fmt::join(choices, ", "));
+                           : fmt::format("'{}' is {} {}{}", text, choices.size() == 1 ? "not" : "none of",
+                                         fmt::join(choices, ", "), suggestion(text, choices));
             },
             fmt::format("{{{}}}", fmt::join(choices, ","))};
 }

@@ -4,6 +4,7 @@
 #include <CLI/CLI.hpp>
 #include <opencv2/core.hpp>
 
+#include <cstdint>
 #include <string>
 #include <vector>
 
@@ -18,10 +19,11 @@ CLI::Validator numberAbove(double low);
 /// A finite number, read as a whole.
 CLI::Validator finiteNumber();
 
-/// A whole number in decimal digits, from `low` to `high`. A few stand in the help as {A,B}.
-CLI::Validator integerBetween(int low, int high);
+/// A whole number in decimal digits, from `low` to `high`, both at most 2^53 from 0. A few stand in the help as {A,B}.
+CLI::Validator integerBetween(std::int64_t low, std::int64_t high);
 
-/// One of several words. They stand in the help as {A,B}, from where the completions take them.
+/// One of several words; the refusal of another names the one that was likely meant. They stand in the help as {A,B},
+/// from where the completions take them.
 CLI::Validator oneOf(const std::vector<std::string>& choices);
 
 /// Three finite numbers with commas between them, such as "0.9,1,0.8", each above 0 and up to `high`.

@@ -1,9 +1,12 @@
 #include "console/prefix_output.hpp"
 
+#include <likeness/color/clipped_values.hpp>
 #include "console/option_checks.hpp"
-#include "files/output_check.hpp"
 #include "files/refusal.hpp"
 #include "files/replaced_file.hpp"
+#include "photofile/clipping.hpp"
+
+#include <opencv2/imgcodecs.hpp>
 
 #include <cerrno>
 #include <cstdlib>
@@ -26,6 +29,19 @@ void removeWhole(const std::string& folder) {
     }
 }
 
+/// The operations clip to 8 bits when they write, and only the picture tells.
+void tellLimits(const Session& session, const std::string& path, const std::string& bytes) {
+    if (session.quiet() || fs::path(path).extension() != ".jpg") {
+        return;
+    }
+    const cv::Mat encoded(1, static_cast<int>(bytes.size()), CV_8U, const_cast<char*>(bytes.data()));
+    const cv::Mat picture = cv::imdecode(encoded, cv::IMREAD_COLOR);
+    if (!picture.empty()) {
+        tellClipped(session, path, valuesAtLimits(picture), picture.size(),
+                    "stand at the ends of 0..255, where it is clipped");
+    }
+}
+
 }  // namespace
 
 std::vector<PrefixedResult> mergedResults() {
@@ -42,14 +58,12 @@ CLI::Option* addPrefixOutput(CLI::App& app, std::string& prefix, const std::stri
         ->type_name("PREFIX");
 }
 
-void checkPrefixOutput(const std::string& prefix, const std::vector<PrefixedResult>& results,
-                       const std::vector<std::string>& inputs) {
+void checkPrefixOutput(const std::string& prefix, const std::vector<PrefixedResult>& results, OutputPlan& plan) {
     if (fs::path(prefix).filename().empty()) {
         throw Refusal("--output: '" + prefix + "' is no stem of a file name");
     }
     for (const PrefixedResult& result : results) {
-        checkOutputFile("--output", prefix + result.ending);
-        checkNotAnInput(prefix + result.ending, inputs);
+        plan.file("--output", prefix + result.ending);
     }
 }
 
@@ -58,15 +72,17 @@ StagedResults::StagedResults(std::string prefix) : prefix_(std::move(prefix)) {
     std::error_code error;
     // Absolute, so that it is found again wherever the working directory may be by then.
     folder_ = (fs::absolute(path, error).parent_path() / ("." + path.filename().string() + ".XXXXXX")).string();
-    if (::mkdtemp(folder_.data()) == nullptr) {
-        throw Refusal("cannot write beside '" + prefix_ + "': " + std::strerror(errno));
+    {
+        const HeldInterruptions noSignal;
+        if (::mkdtemp(folder_.data()) == nullptr) {
+            throw Refusal("cannot write beside '" + prefix_ + "': " + std::strerror(errno));
+        }
+        onInterrupt_.emplace(folder_);
     }
     stagedPrefix_ = folder_ + '/' + path.filename().string();
-    onInterrupt_.emplace([folder = folder_] { removeWhole(folder); });
 }
 
 StagedResults::~StagedResults() {
-    onInterrupt_.reset();
     removeWhole(folder_);
 }
 
@@ -82,6 +98,7 @@ void StagedResults::publish(const Session& session, const std::vector<PrefixedRe
         const std::string bytes{std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
         replaceFile(prefix_ + result.ending, bytes);
         session.tell("wrote '" + prefix_ + result.ending + "': " + result.what);
+        tellLimits(session, prefix_ + result.ending, bytes);
     }
 }
 

@@ -1,6 +1,7 @@
 // Results whose names an operation of the library makes itself, from a stem.
 #pragma once
 
+#include "console/output_check.hpp"
 #include "console/session.hpp"
 #include "files/interrupt_cleanup.hpp"
 
@@ -25,14 +26,12 @@ std::vector<PrefixedResult> mergedResults();
 /// @param endings  the names that come of it, for the help: "PREFIX.hdr, PREFIX.jpg"
 CLI::Option* addPrefixOutput(CLI::App& app, std::string& prefix, const std::string& endings);
 
-/// Refuses, before the work begins, a stem that names none, a place that cannot be written, or a result that would
-/// take the name of an input.
+/// Refuses, before the work begins, a stem that names none, or a place that the plan refuses.
 /// @throws Refusal
-void checkPrefixOutput(const std::string& prefix, const std::vector<PrefixedResult>& results,
-                       const std::vector<std::string>& inputs);
+void checkPrefixOutput(const std::string& prefix, const std::vector<PrefixedResult>& results, OutputPlan& plan);
 
 /// A folder with a temporary name beside the results, where the operation writes them first. It goes, with everything
-/// in it, when this object does or the program is interrupted. One object at a time.
+/// in it, when this object does or the program is interrupted.
 class StagedResults {
 public:
     /// @throws Refusal  if the folder cannot be made
@@ -55,7 +54,7 @@ private:
     std::string prefix_;
     std::string folder_;
     std::string stagedPrefix_;
-    std::optional<InterruptCleanup> onInterrupt_;
+    std::optional<RemovedOnInterrupt> onInterrupt_;
 };
 
 }  // namespace likeness::darkroom

@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <chrono>
+#include <system_error>
 #include <utility>
 
 namespace likeness::darkroom {
@@ -31,7 +32,10 @@ std::string progressLine(const std::string& title, int done, int steps, double s
 Progress::Progress(const Session& session, std::string title, int steps, ProgressPace pace)
     : session_(session), title_(std::move(title)), steps_(steps), pace_(pace) {
     if (session_.showsProgress()) {
-        painter_ = std::thread([this] { draw(); });
+        try {
+            painter_ = std::thread([this] { draw(); });
+        } catch (const std::system_error&) {  // no thread is to be had: the work goes on without a bar
+        }
     }
 }
 

@@ -1,8 +1,10 @@
 #include "console/session.hpp"
 
-#include "files/output_check.hpp"
+#include "console/output_check.hpp"
+#include "diagnostics/shown_text.hpp"
 
 #include <cstdio>
+#include <optional>
 #include <unistd.h>
 #include <utility>
 
@@ -19,24 +21,28 @@ public:
 
     bool wantsFiles() const noexcept override { return files_ != nullptr; }
     bool wantsMessages() const noexcept override { return session_.verbose(); }
-    void writeImage(const std::string& name, const cv::Mat& image) const override { files().writeImage(name, image); }
-    void writeMap(const std::string& name, const cv::Mat& map, int rows, int cols) const override {
-        files().writeMap(name, map, rows, cols);
+    void writeImage(const std::string& name, const cv::Mat& image) const override {
+        files(name).writeImage(name, image);
     }
-    std::unique_ptr<TextDump> openText(const std::string& name) const override { return files().openText(name); }
+    void writeMap(const std::string& name, const cv::Mat& map, int rows, int cols) const override {
+        files(name).writeMap(name, map, rows, cols);
+    }
+    std::unique_ptr<TextDump> openText(const std::string& name) const override { return files(name).openText(name); }
     void print(std::string_view text) const override {
         if (wantsMessages()) {
+            const std::string shown = shownLines(text);
             const std::scoped_lock lock(session_.output_);
             session_.clearProgress();
-            std::fwrite(text.data(), 1, text.size(), stderr);
+            std::fwrite(shown.data(), 1, shown.size(), stderr);
         }
     }
 
     const DirectoryDiagnostics* directory() const noexcept { return files_.get(); }
 
 private:
-    const Diagnostics& files() const noexcept {
-        return files_ == nullptr ? dropAll() : static_cast<const Diagnostics&>(*files_);
+    const Diagnostics& files(const std::string& name) const {
+        return files_ == nullptr || !session_.leavesFilesAlone(name) ? dropAll()
+                                                                     : static_cast<const Diagnostics&>(*files_);
     }
 
     const Session& session_;
@@ -70,7 +76,7 @@ void Session::warn(std::string_view line) const {
 }
 
 void Session::say(std::string_view line) const {
-    const std::string text = "darkroom " + command_ + ": " + std::string(line) + '\n';
+    const std::string text = "darkroom " + command_ + ": " + shownText(line) + '\n';
     const std::scoped_lock lock(output_);
     clearProgress();
     std::fwrite(text.data(), 1, text.size(), stderr);
@@ -94,6 +100,26 @@ void Session::clearProgress() const {
         std::fputs("\r\033[K", stderr);  // to the start of the line, and erase it
         progressShown_ = false;
     }
+}
+
+void Session::keepFromDumps(const std::string& path, const std::string& what) const {
+    const std::scoped_lock lock(kept_);
+    keptFromDumps_.add(path, what);
+}
+
+bool Session::leavesFilesAlone(const std::string& dump) const {
+    const std::string path = options_.dumps + '/' + dump;
+    std::optional<std::string> replaced;
+    bool said = false;
+    {
+        const std::scoped_lock lock(kept_);
+        replaced = keptFromDumps_.find(path);
+        said = replaced && !leftOut_.insert(dump).second;
+    }
+    if (replaced && !said) {
+        warn("--dumps: '" + path + "' is left out, it would replace " + *replaced);
+    }
+    return !replaced;
 }
 
 void Session::reportDumps() const {

@@ -2,10 +2,14 @@
 #pragma once
 
 #include <likeness/diagnostics/diagnostics.hpp>
-#include "files/notices.hpp"
+#include "files/file_access.hpp"
+#include "files/file_set.hpp"
+#include "photofile/photograph_reader.hpp"
 
+#include <cstdint>
 #include <memory>
 #include <mutex>
+#include <set>
 #include <string>
 #include <string_view>
 
@@ -16,12 +20,13 @@ struct CommonOptions {
     std::string dumps;  ///< folder that keeps the diagnostic files; empty: they are dropped
     bool quiet = false;
     bool verbose = false;
+    std::uint64_t mostPixels = usualMostPixels;  ///< of an image that is read
 };
 
 /// One run of the program. Results go to standard output or into named files; everything that is said here goes to
-/// standard error, one line each, begun with the program's and the subcommand's name. Safe to call from several
-/// threads.
-class Session final : public Notices {
+/// standard error, one line each, begun with the program's and the subcommand's name; what a terminal would act on is
+/// shown escaped (diagnostics/shown_text.hpp). Safe to call from several threads.
+class Session final : public FileAccess {
 public:
     /// @param command  name of the subcommand
     /// @throws Refusal  if the folder of the dumps does not exist or cannot be written
@@ -32,6 +37,7 @@ public:
 
     bool quiet() const noexcept { return options_.quiet; }
     bool verbose() const noexcept { return options_.verbose; }
+    std::uint64_t mostPixels() const noexcept override { return options_.mostPixels; }
 
     /// Says what was done; dropped by --quiet.
     void tell(std::string_view line) const override;
@@ -49,6 +55,10 @@ public:
     /// Receiver for the operations of the library: keeps files with --dumps, tells messages with --verbose.
     const Diagnostics& diagnostics() const noexcept;
 
+    /// Keeps dumps from taking the place of a file: such a dump is left out, with a warning.
+    /// @param what  the file as the warning names it
+    void keepFromDumps(const std::string& path, const std::string& what) const;
+
     /// Warns of every diagnostic file that could not be written. Called once, when the subcommand is done.
     void reportDumps() const;
 
@@ -56,6 +66,8 @@ private:
     class SessionDiagnostics;
 
     void say(std::string_view line) const;
+    /// Whether a dump may be written; warns the first time if not.
+    bool leavesFilesAlone(const std::string& dump) const;
     void clearProgress() const;
 
     std::string command_;
@@ -63,6 +75,9 @@ private:
     bool terminal_;
     mutable std::mutex output_;
     mutable bool progressShown_ = false;
+    mutable std::mutex kept_;
+    mutable FileSet keptFromDumps_;
+    mutable std::set<std::string> leftOut_;  ///< names of dumps
     std::unique_ptr<SessionDiagnostics> diagnostics_;
 };
 

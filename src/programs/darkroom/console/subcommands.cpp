@@ -5,8 +5,7 @@ namespace likeness::darkroom {
 const std::vector<Subcommand>& subcommands() {
     static const std::vector<Subcommand> all = {
         {"compare", "Compare two photographs by how they look: five coefficients", declareCompare},
-        {"appearance", "Maps of how bright, light, colourful, saturated and of what hue an image looks",
-         declareAppearance},
+        {"appearance", "Maps of brightness, lightness, chroma, colourfulness, saturation and hue", declareAppearance},
         {"convert", "A picture to another colour space, and back", declareConvert},
         {"white", "The white that a photograph was seen under", declareWhite},
         {"adapt", "A photograph as if seen under D65, or under another one's light", declareAdapt},
@@ -20,12 +19,13 @@ const std::vector<Subcommand>& subcommands() {
         {"structure", "Maps of the strength and the coherence of oriented structure", declareStructure},
         {"smooth", "Smooth an image without crossing the edges of a guide", declareSmooth},
         {"transfer", "The palette of one photograph on another, by optimal transport", declareTransfer},
-        {"batch", "Compare many pairs of photographs, recording every result", declareBatch},
-        {"merge", "Join the results of shards into one file in the order of the list", declareMerge},
-        {"verify", "Tell what results of a batch lack against its list", declareVerify},
-        {"report", "A page of the results of a batch: distributions, scatter, table, failures", declareReport},
-        {"completion", "Print a script that completes this command line in a shell", declareCompletion, false},
-        {"manual", "Print the man page, in the language of man", declareManual, false},
+        {"batch", "Compare many pairs of photographs, recording every result", declareBatch, true, false},
+        {"merge", "Join the results of shards into one file in the order of the list", declareMerge, true, false},
+        {"verify", "Report missing, duplicate and failed pairs", declareVerify, true, false},
+        {"report", "A page of the results of a batch: distributions, scatter, table, failures", declareReport, true,
+         false},
+        {"completion", "Print a script that completes this command line in a shell", declareCompletion, false, false},
+        {"manual", "Print the man page, in the language of man", declareManual, false, false},
     };
     return all;
 }

@@ -15,6 +15,7 @@ struct Subcommand {
     const char* summary;  ///< one line for `darkroom --help`
     Action (*declare)(CLI::App& app);
     bool onImages = true;  ///< works on images, and so has diagnostics to keep and something to say
+    bool onPixels = true;  ///< has loops over pixels that use more than one thread
 };
 
 /// All of them, in the order of the help.

@@ -1,7 +1,7 @@
 #include "console/text_output.hpp"
 
 #include "console/option_checks.hpp"
-#include "files/output_check.hpp"
+#include "console/output_check.hpp"
 #include "files/replaced_file.hpp"
 
 #include <iostream>
@@ -14,12 +14,12 @@ void addTextOutput(CLI::App& app, TextOutput& output, const std::string& example
         ->type_name("FILE");
 }
 
-void writeText(const TextOutput& output, const std::string& text) {
+void writeText(const Session& session, const TextOutput& output, const std::string& text) {
     if (output.path.empty()) {
         std::cout << text;
         return;
     }
-    checkOutputFile("--output", output.path);
+    OutputPlan(session, {}).file("--output", output.path);
     replaceFile(output.path, text);
 }
 

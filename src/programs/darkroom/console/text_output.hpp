@@ -1,5 +1,7 @@
 #pragma once
 
+#include "console/session.hpp"
+
 #include <CLI/CLI.hpp>
 
 #include <string>
@@ -17,6 +19,6 @@ void addTextOutput(CLI::App& app, TextOutput& output, const std::string& example
 
 /// Writes the text as a whole.
 /// @throws Refusal
-void writeText(const TextOutput& output, const std::string& text);
+void writeText(const Session& session, const TextOutput& output, const std::string& text);
 
 }  // namespace likeness::darkroom

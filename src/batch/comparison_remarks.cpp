@@ -1,0 +1,47 @@
+#include "batch/comparison_remarks.hpp"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <cmath>
+#include <cstdint>
+
+namespace likeness {
+namespace {
+
+double backgroundOf(cv::Size size) {
+    return backgroundLuminanceOf(static_cast<std::int64_t>(size.width) * size.height);
+}
+
+double greatestNanShare(const AppearanceDistributions& distributions) {
+    const CorrelateShares& shares = distributions.nanShares;
+    return std::max({shares.brightness, shares.lightness, shares.chroma, shares.colorfulness, shares.saturation});
+}
+
+}  // namespace
+
+std::string backgroundRemark(cv::Size first, cv::Size second) {
+    const double one = backgroundOf(first);
+    const double other = backgroundOf(second);
+    if (std::abs(one - other) <= tellingBackgroundDifference * std::max(one, other)) {
+        return {};
+    }
+    return fmt::format("the backgrounds that the model assumes differ with the sizes, {:.6g} and {:.6g}", one, other);
+}
+
+std::string uncountedRemark(const AppearanceDistributions& distributions) {
+    const double share = greatestNanShare(distributions);
+    return share == 0 ? std::string()
+                      : fmt::format(
+                            "{:.2g} % of its pixels hold values that are no numbers, infinite or negative, and "
+                            "are not counted",
+                            100 * share);
+}
+
+std::string appearanceProblem(const AppearanceDistributions& distributions) {
+    return greatestNanShare(distributions) < 1
+               ? std::string()
+               : " as a photograph: all its pixels hold values that are no numbers, infinite or negative";
+}
+
+}  // namespace likeness

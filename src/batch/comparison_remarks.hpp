@@ -1,0 +1,29 @@
+// What is said of a comparison beside its numbers.
+#pragma once
+
+#include <likeness/comparison/photograph_comparison.hpp>
+
+#include <opencv2/core.hpp>
+
+#include <string>
+
+namespace likeness {
+
+/// Relative difference of two backgrounds from which on it is told. On the example photographs, a background that is
+/// off by so much moves the brightness coefficient of a photograph against itself by 0.002 at most; one that is off by
+/// half as much, by 0.0001.
+inline constexpr double tellingBackgroundDifference = 0.001;
+
+/// The two backgrounds that the model assumes, where the sizes make them differ by more than
+/// `tellingBackgroundDifference`: "the backgrounds that the model assumes differ with the sizes, 20 and 19.4589". Empty
+/// where they do not.
+std::string backgroundRemark(cv::Size first, cv::Size second);
+
+/// How many of a photograph's pixels are in no histogram, because they hold values that are no numbers, infinite or
+/// negative; empty where all are.
+std::string uncountedRemark(const AppearanceDistributions& distributions);
+
+/// What follows "cannot read 'PATH'" where no pixel has an appearance; empty where one has.
+std::string appearanceProblem(const AppearanceDistributions& distributions);
+
+}  // namespace likeness

@@ -1,0 +1,24 @@
+#pragma once
+
+#include <cstdint>
+#include <string_view>
+
+namespace likeness {
+
+/// How a front end has files read and written: what is said of them, one line at a time, and how large an image may be.
+/// Safe to use from several threads.
+class FileAccess {
+public:
+    virtual ~FileAccess() = default;
+
+    /// What was done.
+    virtual void tell(std::string_view line) const = 0;
+
+    /// What the user should know although the work goes on.
+    virtual void warn(std::string_view line) const = 0;
+
+    /// Images of more pixels are refused by their header.
+    virtual std::uint64_t mostPixels() const noexcept = 0;
+};
+
+}  // namespace likeness

@@ -1,0 +1,567 @@
+#include "photofile/image_header.hpp"
+
+#include <algorithm>
+#include <array>
+#include <cstring>
+#include <limits>
+#include <set>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace likeness {
+namespace {
+
+using namespace std::string_view_literals;
+
+/// Numbers at places of a file. What lies behind the end is 0, and `good` is false from then on.
+class HeaderBytes {
+public:
+    explicit HeaderBytes(const ByteSource& source) : source_(source) {}
+
+    bool good() const noexcept { return good_; }
+
+    /// @return  fewer bytes than asked for at the end of the file
+    std::vector<unsigned char> bytes(std::uint64_t offset, std::size_t count) {
+        std::vector<unsigned char> result(count);
+        result.resize(offset > farthest ? 0 : std::min(count, source_(offset, result.data(), count)));
+        return result;
+    }
+    bool holds(std::uint64_t offset, std::string_view text) {
+        const std::vector<unsigned char> found = bytes(offset, text.size());
+        return found.size() == text.size() && std::equal(text.begin(), text.end(), found.begin(), [](char a, auto b) {
+                   return static_cast<unsigned char>(a) == b;
+               });
+    }
+    std::uint64_t number(std::uint64_t offset, std::size_t count, bool bigEndian) {
+        std::array<unsigned char, 8> found{};
+        if (offset > farthest || source_(offset, found.data(), count) < count) {
+            good_ = false;
+            return 0;
+        }
+        std::uint64_t value = 0;
+        for (std::size_t i = 0; i < count; ++i) {
+            value = value << 8 | found[bigEndian ? i : count - 1 - i];
+        }
+        return value;
+    }
+    std::uint64_t big(std::uint64_t offset, std::size_t count) { return number(offset, count, true); }
+    std::uint64_t little(std::uint64_t offset, std::size_t count) { return number(offset, count, false); }
+
+private:
+    static constexpr std::uint64_t farthest = std::uint64_t{1} << 62;  // sums of an offset and a length do not overflow
+
+    const ByteSource& source_;
+    bool good_ = true;
+};
+
+void setSize(ImageHeader& header, const HeaderBytes& file, std::uint64_t width, std::uint64_t height) {
+    if (file.good()) {
+        header.width = width;
+        header.height = height;
+    }
+}
+
+/// ITU-T T.81, B.1.1 and B.2.2.
+void readJpeg(HeaderBytes& file, ImageHeader& header) {
+    std::uint64_t at = 2;
+    for (int segment = 0; segment < 1 << 12; ++segment) {
+        // Decoders skip what is no marker; as much as a small buffer is skipped here.
+        const std::vector<unsigned char> next = file.bytes(at, 1024);
+        std::size_t skipped = 0;
+        while (skipped < next.size() && next[skipped] != 0xFF) {
+            ++skipped;
+        }
+        while (skipped < next.size() && next[skipped] == 0xFF) {
+            ++skipped;
+        }
+        at += skipped;
+        if (skipped == next.size()) {
+            if (next.empty()) {
+                return;
+            }
+            at -= next.back() == 0xFF ? 1U : 0U;
+            if (skipped == 1) {
+                return;
+            }
+            continue;
+        }
+        const unsigned marker = next[skipped];
+        ++at;
+        const bool alone = marker == 0 || marker == 0x01 || (marker >= 0xD0 && marker <= 0xD8);
+        if (marker == 0xD9 || marker == 0xDA) {
+            return;  // end of the image, or of what stands before its first scan
+        }
+        if (alone) {
+            continue;
+        }
+        if (marker >= 0xC0 && marker <= 0xCF && marker != 0xC4 && marker != 0xC8 && marker != 0xCC) {
+            const auto bits = static_cast<int>(file.big(at + 2, 1));
+            const std::uint64_t height = file.big(at + 3, 2);
+            setSize(header, file, file.big(at + 5, 2), height);
+            header.bits = file.good() ? bits : 0;
+            return;
+        }
+        const std::uint64_t length = file.big(at, 2);
+        if (!file.good() || length < 2) {
+            return;
+        }
+        at += length;
+    }
+}
+
+/// PNG, third edition, 11.2.1.
+void readPng(HeaderBytes& file, ImageHeader& header) {
+    if (file.holds(12, "IHDR")) {
+        const std::uint64_t width = file.big(16, 4);
+        setSize(header, file, width, file.big(20, 4));
+        header.bits = static_cast<int>(file.big(24, 1));
+    }
+}
+
+/// The directories of a TIFF (TIFF 6.0, section 2) or BigTIFF.
+class TiffDirectories {
+public:
+    TiffDirectories(HeaderBytes& file, bool bigEndian, bool wide, ImageHeader& header)
+        : file_(file), bigEndian_(bigEndian), wide_(wide), header_(header) {}
+
+    void read(std::uint64_t first) {
+        std::uint64_t next = first;
+        for (bool isFirst = true; next != 0 && seen_.size() < most; isFirst = false) {
+            next = readDirectory(next, isFirst);
+        }
+        for (std::size_t i = 0; i < children_.size() && seen_.size() < most; ++i) {
+            readDirectory(children_[i], false);
+        }
+    }
+
+private:
+    enum Tag : std::uint64_t {
+        newSubfileType = 254,
+        imageWidth = 256,
+        imageLength = 257,
+        bitsPerSample = 258,
+        photometricInterpretation = 262,
+        subDirectories = 330,
+        sampleFormat = 339,
+        dngVersion = 0xC612,
+    };
+
+    static constexpr std::size_t most = 64;
+    static constexpr std::uint64_t mostEntries = 4096;
+
+    std::uint64_t number(std::uint64_t offset, std::size_t count) { return file_.number(offset, count, bigEndian_); }
+
+    /// @return  place of the next directory; 0 if there is none
+    std::uint64_t readDirectory(std::uint64_t at, bool isFirst) {
+        if (!seen_.insert(at).second) {
+            return 0;
+        }
+        const std::uint64_t count = number(at, wide_ ? 8 : 2);
+        if (!file_.good() || count > mostEntries) {
+            return 0;
+        }
+        const std::uint64_t entrySize = wide_ ? 20 : 12;
+        const std::uint64_t begin = at + (wide_ ? 8 : 2);
+        bool reduced = false;
+        bool hasChildren = false;
+        std::uint64_t width = 0;
+        std::uint64_t height = 0;
+        for (std::uint64_t i = 0; i < count; ++i) {
+            const std::uint64_t entry = begin + i * entrySize;
+            const std::uint64_t tag = number(entry, 2);
+            if (!file_.good()) {
+                break;
+            }
+            switch (tag) {
+                case newSubfileType:
+                    reduced = (firstValue(entry) & 1) != 0;
+                    break;
+                case imageWidth:
+                    width = firstValue(entry);
+                    break;
+                case imageLength:
+                    height = firstValue(entry);
+                    break;
+                case bitsPerSample:
+                    if (isFirst) {
+                        header_.bits = static_cast<int>(std::min<std::uint64_t>(firstValue(entry), 64));
+                    }
+                    break;
+                case photometricInterpretation: {
+                    constexpr std::uint64_t colorFilterArray = 32803;
+                    constexpr std::uint64_t logLuminance = 32844;
+                    constexpr std::uint64_t logLuv = 32845;
+                    constexpr std::uint64_t linearRaw = 34892;
+                    const std::uint64_t photometric = firstValue(entry);
+                    header_.cameraRaw |= photometric == colorFilterArray || photometric == linearRaw;
+                    if (isFirst && (photometric == logLuminance || photometric == logLuv)) {
+                        header_.floats = true;
+                    }
+                    break;
+                }
+                case subDirectories:
+                    hasChildren = true;
+                    addChildren(entry);
+                    break;
+                case sampleFormat: {
+                    constexpr std::uint64_t ieeeFloat = 3;
+                    if (isFirst && firstValue(entry) == ieeeFloat) {
+                        header_.floats = true;
+                    }
+                    break;
+                }
+                case dngVersion:
+                    header_.cameraRaw = true;
+                    break;
+                default:
+                    break;
+            }
+        }
+        if (isFirst) {
+            header_.width = width;
+            header_.height = height;
+            header_.cameraRaw |= reduced && hasChildren;
+        }
+        if (!file_.good()) {
+            return 0;
+        }
+        const std::uint64_t next = number(begin + count * entrySize, wide_ ? 8 : 4);
+        return file_.good() ? next : 0;
+    }
+
+    std::size_t sizeOfType(std::uint64_t type) const {
+        switch (type) {
+            case 1:  // BYTE
+                return 1;
+            case 3:  // SHORT
+                return 2;
+            case 4:   // LONG
+            case 13:  // IFD
+                return 4;
+            case 16:  // LONG8
+            case 18:  // IFD8
+                return 8;
+            default:
+                return 0;
+        }
+    }
+
+    /// How many values an entry has, how wide they are (0 if they are no whole numbers), and where they stand.
+    struct Values {
+        std::uint64_t count;
+        std::size_t size;
+        std::uint64_t place;
+    };
+
+    Values valuesOf(std::uint64_t entry) {
+        Values values{number(entry + 4, wide_ ? 8 : 4), sizeOfType(number(entry + 2, 2)), 0};
+        const std::uint64_t here = entry + (wide_ ? 12 : 8);
+        const std::uint64_t room = wide_ ? 8 : 4;
+        const bool inPlace = values.size == 0 || values.count <= room / values.size;
+        values.place = inPlace ? here : number(here, wide_ ? 8 : 4);
+        return values;
+    }
+
+    std::uint64_t firstValue(std::uint64_t entry) {
+        const Values values = valuesOf(entry);
+        return values.size == 0 || values.count == 0 ? 0 : number(values.place, values.size);
+    }
+
+    void addChildren(std::uint64_t entry) {
+        const Values values = valuesOf(entry);
+        for (std::uint64_t i = 0; values.size > 0 && i < std::min<std::uint64_t>(values.count, most); ++i) {
+            const std::uint64_t child = number(values.place + i * values.size, values.size);
+            if (!file_.good()) {
+                return;
+            }
+            children_.push_back(child);
+        }
+    }
+
+    HeaderBytes& file_;
+    bool bigEndian_;
+    bool wide_;
+    ImageHeader& header_;
+    std::set<std::uint64_t> seen_;
+    std::vector<std::uint64_t> children_;
+};
+
+void readTiff(HeaderBytes& file, bool bigEndian, bool wide, ImageHeader& header) {
+    const std::uint64_t first = file.number(wide ? 8 : 4, wide ? 8 : 4, bigEndian);
+    // Canon's raw files have "CR" between the header and the first directory; elsewhere pixels may stand there.
+    header.cameraRaw = !wide && first == 16 && file.holds(8, "CR");
+    TiffDirectories(file, bigEndian, wide, header).read(first);
+}
+
+void readBmp(HeaderBytes& file, ImageHeader& header) {
+    if (file.little(14, 4) == 12) {  // of OS/2
+        const std::uint64_t width = file.little(18, 2);
+        setSize(header, file, width, file.little(20, 2));
+    } else {
+        const auto magnitude = [](std::uint64_t value) {  // rows from top to bottom have a negative height
+            return value >> 31 == 0 ? value : (std::uint64_t{1} << 32) - value;
+        };
+        const std::uint64_t width = magnitude(file.little(18, 4));
+        setSize(header, file, width, magnitude(file.little(22, 4)));
+    }
+    header.bits = 8;
+}
+
+/// RFC 9649, sections 2.5 to 2.7.
+void readWebp(HeaderBytes& file, ImageHeader& header) {
+    header.bits = 8;
+    if (file.holds(12, "VP8X")) {
+        const std::uint64_t width = file.little(24, 3) + 1;
+        setSize(header, file, width, file.little(27, 3) + 1);
+    } else if (file.holds(12, "VP8L")) {
+        const std::uint64_t sides = file.little(21, 4);
+        setSize(header, file, (sides & 0x3FFF) + 1, (sides >> 14 & 0x3FFF) + 1);
+    } else if (file.holds(12, "VP8 ")) {
+        const std::uint64_t width = file.little(26, 2) & 0x3FFF;
+        setSize(header, file, width, file.little(28, 2) & 0x3FFF);
+    }
+}
+
+/// The codestream's SIZ segment, ITU-T T.800, A.5.1.
+void readJpeg2000Codestream(HeaderBytes& file, std::uint64_t at, ImageHeader& header) {
+    if (!file.holds(at, "\xFF\x4F\xFF\x51"sv)) {
+        return;
+    }
+    const std::uint64_t right = file.big(at + 8, 4);
+    const std::uint64_t bottom = file.big(at + 12, 4);
+    const std::uint64_t left = file.big(at + 16, 4);
+    const std::uint64_t top = file.big(at + 20, 4);
+    if (right > left && bottom > top) {
+        setSize(header, file, right - left, bottom - top);
+    }
+    const std::uint64_t depth = file.big(at + 42, 1);
+    header.bits = file.good() ? static_cast<int>(depth & 0x7F) + 1 : 0;
+}
+
+/// The boxes around a codestream, ITU-T T.800, I.4.
+void readJpeg2000(HeaderBytes& file, ImageHeader& header) {
+    std::uint64_t at = 0;
+    for (int box = 0; box < 1024; ++box) {
+        std::uint64_t length = file.big(at, 4);
+        std::uint64_t content = at + 8;
+        if (length == 1) {
+            length = file.big(at + 8, 8);
+            content = at + 16;
+        }
+        if (!file.good()) {
+            return;
+        }
+        if (file.holds(at + 4, "jp2c")) {
+            readJpeg2000Codestream(file, content, header);
+            return;
+        }
+        if (length < content - at || length > std::numeric_limits<std::uint64_t>::max() / 4) {
+            return;
+        }
+        at += length;
+    }
+}
+
+/// The words of a text header; lines that begin with '#' are comments.
+class HeaderText {
+public:
+    HeaderText(HeaderBytes& file, std::uint64_t begin) {
+        constexpr std::size_t longest = std::size_t{1} << 16;
+        const std::vector<unsigned char> found = file.bytes(begin, longest);
+        text_.assign(found.begin(), found.end());
+    }
+
+    std::string word() {
+        for (;;) {
+            at_ = std::min(text_.find_first_not_of(spaces, at_), text_.size());
+            if (at_ == text_.size() || text_[at_] != '#') {
+                break;
+            }
+            at_ = std::min(text_.find('\n', at_), text_.size());
+        }
+        const std::size_t end = std::min(text_.find_first_of(spaces, at_), text_.size());
+        const std::string result = text_.substr(at_, end - at_);
+        at_ = end;
+        return result;
+    }
+
+    /// @return  0 if the next word is no number
+    std::uint64_t number() { return numberIn(word()); }
+
+    /// @return  without its end; empty at the end of the text
+    std::string line() {
+        const std::size_t end = std::min(text_.find('\n', at_), text_.size());
+        std::string result = text_.substr(at_, end - at_);
+        at_ = std::min(end + 1, text_.size());
+        return result;
+    }
+    bool ended() const noexcept { return at_ >= text_.size(); }
+
+    static std::uint64_t numberIn(const std::string& word) {
+        constexpr std::size_t mostDigits = 18;
+        const std::size_t digits = std::min(word.find_first_not_of("0123456789"), word.size());
+        return digits == 0 || digits > mostDigits ? 0 : std::stoull(word.substr(0, digits));
+    }
+
+private:
+    static constexpr const char* spaces = " \t\r\n\v\f";
+
+    std::string text_;
+    std::size_t at_ = 0;
+};
+
+int bitsFor(std::uint64_t greatest) {
+    return greatest > 255 ? 16 : 8;
+}
+
+void readPortable(HeaderBytes& file, char kind, ImageHeader& header) {
+    HeaderText text(file, 2);
+    if (kind == '7') {
+        for (std::string word = text.word(); !word.empty() && word != "ENDHDR"; word = text.word()) {
+            if (word == "WIDTH") {
+                header.width = text.number();
+            } else if (word == "HEIGHT") {
+                header.height = text.number();
+            } else if (word == "MAXVAL") {
+                header.bits = bitsFor(text.number());
+            }
+        }
+        return;
+    }
+    header.width = text.number();
+    header.height = text.number();
+    const bool bitmap = kind == '1' || kind == '4';
+    header.bits = bitmap ? 8 : bitsFor(text.number());
+}
+
+void readPortableFloat(HeaderBytes& file, ImageHeader& header) {
+    HeaderText text(file, 2);
+    header.width = text.number();
+    header.height = text.number();
+    header.bits = 32;
+    header.floats = true;
+}
+
+/// Attributes of the first part's header: a name and a type, each ended by a zero, the size of the value, the value.
+void readOpenExr(HeaderBytes& file, ImageHeader& header) {
+    header.floats = true;
+    header.bits = 32;
+    std::uint64_t at = 8;
+    for (int attribute = 0; attribute < 4096; ++attribute) {
+        std::string words[2];
+        for (std::string& word : words) {
+            constexpr std::size_t longestName = 256;
+            const std::vector<unsigned char> found = file.bytes(at, longestName);
+            const auto end = std::find(found.begin(), found.end(), 0);
+            if (end == found.end() || end == found.begin()) {
+                return;
+            }
+            word.assign(found.begin(), end);
+            at += word.size() + 1;
+        }
+        const std::uint64_t size = file.little(at, 4);
+        at += 4;
+        if (!file.good()) {
+            return;
+        }
+        if (words[0] == "dataWindow" && words[1] == "box2i" && size == 16) {
+            const auto side = [&](std::uint64_t from, std::uint64_t to) {
+                const auto low = static_cast<std::int32_t>(file.little(at + from, 4));
+                const auto high = static_cast<std::int32_t>(file.little(at + to, 4));
+                return high < low ? 0 : static_cast<std::uint64_t>(std::int64_t{high} - low + 1);
+            };
+            const std::uint64_t width = side(0, 8);
+            setSize(header, file, width, side(4, 12));
+            return;
+        }
+        at += size;
+    }
+}
+
+/// Lines of text up to an empty one, then the sides, each after the sign and the letter of its direction.
+void readRadiance(HeaderBytes& file, ImageHeader& header) {
+    header.floats = true;
+    header.bits = 32;
+    HeaderText text(file, 0);
+    while (!text.ended() && !text.line().empty()) {
+    }
+    for (int side = 0; side < 2; ++side) {
+        const std::string direction = text.word();
+        const std::uint64_t length = text.number();
+        (direction.size() == 2 && direction[1] == 'Y' ? header.height : header.width) = length;
+    }
+}
+
+bool isOtherCameraRaw(HeaderBytes& file) {
+    return file.holds(0, "IIRO") || file.holds(0, "IIRS") || file.holds(0, "MMOR") ||       // ORF
+           file.holds(0, "IIU\0"sv) ||                                                      // RW2
+           file.holds(0, "FUJIFILMCCD-RAW") || (file.holds(4, "ftypcrx ")) ||               // RAF, CR3
+           file.holds(6, "HEAPCCDR") || file.holds(0, "\0MRM"sv) || file.holds(0, "FOVb");  // CRW, MRW, X3F
+}
+
+}  // namespace
+
+std::uint64_t ImageHeader::pixels() const noexcept {
+    constexpr std::uint64_t most = std::numeric_limits<std::uint64_t>::max();
+    return width != 0 && height > most / width ? most : width * height;
+}
+
+ImageHeader readImageHeader(const ByteSource& source) {
+    HeaderBytes file(source);
+    ImageHeader header;
+    const auto is = [&header](ImageFileFormat format) { header.format = format; };
+    if (file.holds(0, "\xFF\xD8\xFF"sv)) {
+        is(ImageFileFormat::jpeg);
+        readJpeg(file, header);
+    } else if (file.holds(0, "\x89PNG\r\n\x1A\n"sv)) {
+        is(ImageFileFormat::png);
+        readPng(file, header);
+    } else if (file.holds(0, "II*\0"sv) || file.holds(0, "MM\0*"sv)) {
+        is(ImageFileFormat::tiff);
+        readTiff(file, file.holds(0, "M"), false, header);
+    } else if (file.holds(0, "II+\0"sv) || file.holds(0, "MM\0+"sv)) {
+        is(ImageFileFormat::tiff);
+        readTiff(file, file.holds(0, "M"), true, header);
+    } else if (isOtherCameraRaw(file)) {
+        header.cameraRaw = true;
+    } else if (file.holds(0, "RIFF") && file.holds(8, "WEBP")) {
+        is(ImageFileFormat::webp);
+        readWebp(file, header);
+    } else if (file.holds(0, "\0\0\0\x0CjP  \r\n\x87\n"sv)) {
+        is(ImageFileFormat::jpeg2000);
+        readJpeg2000(file, header);
+    } else if (file.holds(0, "\xFF\x4F\xFF\x51"sv)) {
+        is(ImageFileFormat::jpeg2000);
+        readJpeg2000Codestream(file, 0, header);
+    } else if (file.holds(0, "v/1\x01"sv)) {
+        is(ImageFileFormat::openExr);
+        readOpenExr(file, header);
+    } else if (file.holds(0, "#?RGBE") || file.holds(0, "#?RADIANCE")) {
+        is(ImageFileFormat::radiance);
+        readRadiance(file, header);
+    } else if (file.holds(0, "GIF87a") || file.holds(0, "GIF89a")) {
+        is(ImageFileFormat::gif);
+        const std::uint64_t width = file.little(6, 2);
+        setSize(header, file, width, file.little(8, 2));
+        header.bits = 8;
+    } else if (file.holds(0, "\x59\xA6\x6A\x95"sv)) {
+        is(ImageFileFormat::sunRaster);
+        const std::uint64_t width = file.big(4, 4);
+        setSize(header, file, width, file.big(8, 4));
+        header.bits = 8;
+    } else if (file.holds(0, "BM")) {
+        is(ImageFileFormat::bmp);
+        readBmp(file, header);
+    } else if (file.holds(0, "PF") || file.holds(0, "Pf")) {
+        is(ImageFileFormat::portableFloat);
+        readPortableFloat(file, header);
+    } else if (const std::vector<unsigned char> magic = file.bytes(0, 2);
+               magic.size() == 2 && magic[0] == 'P' && magic[1] >= '1' && magic[1] <= '7') {
+        is(ImageFileFormat::portable);
+        readPortable(file, static_cast<char>(magic[1]), header);
+    }
+    return header;
+}
+
+}  // namespace likeness

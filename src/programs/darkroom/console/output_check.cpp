@@ -1,0 +1,97 @@
+#include "console/output_check.hpp"
+
+#include "files/refusal.hpp"
+
+#include <fmt/format.h>
+
+#include <filesystem>
+#include <unistd.h>
+
+namespace likeness::darkroom {
+namespace {
+
+namespace fs = std::filesystem;
+
+[[noreturn]] void refuse(std::string_view option, const std::string& path, std::string_view problem) {
+    throw Refusal(std::string(option) + ": '" + path + "' " + std::string(problem));
+}
+
+/// Refuses a file whose folder `checkFolder` would refuse, that is a folder itself, or that exists and cannot be
+/// written.
+void checkOutputFile(std::string_view option, const std::string& path) {
+    std::error_code error;
+    const fs::file_status status = fs::status(path, error);
+    if (fs::is_directory(status)) {
+        refuse(option, path, "is a folder");
+    }
+    const fs::path parent = fs::path(path).parent_path();
+    const std::string folder = parent.empty() ? "." : parent.string();
+    const fs::file_status folderStatus = fs::status(folder, error);
+    if (!fs::exists(folderStatus)) {
+        refuse(option, path, "cannot be written: the folder '" + folder + "' does not exist");
+    }
+    if (!fs::is_directory(folderStatus)) {
+        refuse(option, path, "cannot be written: '" + folder + "' is not a folder");
+    }
+    // A new file is made beside an existing one before it takes its name, so that both must allow it.
+    const bool special = fs::exists(status) && !fs::is_regular_file(status);
+    if (!special && ::access(folder.c_str(), W_OK | X_OK) != 0) {
+        refuse(option, path, "cannot be written: the folder '" + folder + "' is not writable");
+    }
+    if (fs::exists(status) && ::access(path.c_str(), W_OK) != 0) {
+        refuse(option, path, "cannot be written");
+    }
+}
+
+}  // namespace
+
+void checkFolder(std::string_view option, const std::string& folder) {
+    std::error_code error;
+    const fs::file_status status = fs::status(folder, error);
+    if (!fs::exists(status)) {
+        refuse(option, folder, "does not exist");
+    }
+    if (!fs::is_directory(status)) {
+        refuse(option, folder, "is not a folder");
+    }
+    if (::access(folder.c_str(), W_OK | X_OK) != 0) {
+        refuse(option, folder, "cannot be written");
+    }
+}
+
+OutputPlan::OutputPlan(const Session& session, const std::vector<std::string>& inputs) : session_(session) {
+    for (const std::string& path : inputs) {
+        std::error_code error;
+        const fs::file_status status = fs::status(path, error);
+        // A terminal or a pipe may well be read and written.
+        if (!path.empty() && (!fs::exists(status) || fs::is_regular_file(status))) {
+            inputs_.add(path, path);
+            session_.keepFromDumps(path, "the input '" + path + "'");
+        }
+    }
+}
+
+void OutputPlan::readsToo(const std::string& path) const {
+    if (const auto output = outputs_.findExisting(path)) {
+        throw Refusal(fmt::format("{} would replace the input '{}'; choose another name", *output, path));
+    }
+}
+
+void OutputPlan::file(std::string_view option, const std::string& path) {
+    checkOutputFile(option, path);
+    aside(option, path);
+    if (const auto other = optionOf_.find(path)) {
+        refuse(option, path, "is the file of " + *other + " too");
+    }
+    optionOf_.add(path, std::string(option));
+    outputs_.add(path, fmt::format("{}: '{}'", option, path));
+    session_.keepFromDumps(path, "the result '" + path + "'");
+}
+
+void OutputPlan::aside(std::string_view option, const std::string& path) const {
+    if (const auto replaced = inputs_.find(path)) {
+        refuse(option, path, "would replace the input '" + *replaced + "'; choose another name");
+    }
+}
+
+}  // namespace likeness::darkroom

@@ -1,0 +1,50 @@
+// Checks of what is to be written, made before the work begins.
+#pragma once
+
+#include "console/session.hpp"
+#include "files/file_set.hpp"
+
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace likeness::darkroom {
+
+/// Refuses a folder that does not exist, is no folder, or cannot be written.
+/// @param option  the option that names it, for the refusal
+/// @throws Refusal
+void checkFolder(std::string_view option, const std::string& folder);
+
+/// The files that a call reads and those that it is going to write. Every check of an output goes through one, so that
+/// no result ever replaces a file that is read, or another result, under whatever name, through links or not. What the
+/// operation dumps is not planned: its names are known only when it dumps, and the session leaves out what would
+/// replace a planned file.
+class OutputPlan {
+public:
+    /// @param session  told which files dumps must leave alone
+    /// @param inputs   every file that the call reads; empty names, of options that are not given, do not count, nor do
+    ///                 terminals and pipes
+    OutputPlan(const Session& session, const std::vector<std::string>& inputs);
+
+    /// Refuses a file that is read, which became known after the outputs, where it is one of them.
+    /// @throws Refusal
+    void readsToo(const std::string& path) const;
+
+    /// Adds a file that is written.
+    /// @param option  the option that named it, for refusals
+    /// @throws Refusal  if its folder is one that `checkFolder` would refuse, if it is a folder itself or exists and
+    ///                  cannot be written, if it is an input, or another output
+    void file(std::string_view option, const std::string& path);
+
+    /// Refuses a file that is written or removed besides, such as a lock, where it is an input.
+    /// @throws Refusal
+    void aside(std::string_view option, const std::string& path) const;
+
+private:
+    const Session& session_;
+    FileSet inputs_;
+    FileSet outputs_;   ///< by option and name
+    FileSet optionOf_;  ///< by option
+};
+
+}  // namespace likeness::darkroom

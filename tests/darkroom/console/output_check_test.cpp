@@ -1,0 +1,306 @@
+// No result replaces what is read, nor another result, under whatever name.
+#include "console/output_check.hpp"
+
+#include "console/command_line.hpp"
+#include "console/parser_view.hpp"
+#include "darkroom/darkroom_program.hpp"
+#include "files/refusal.hpp"
+#include "support/scratch_directory.hpp"
+#include "support/test_images.hpp"
+
+#include <gtest/gtest.h>
+
+#include <filesystem>
+#include <fstream>
+#include <map>
+#include <set>
+
+namespace likeness::testing {
+namespace {
+
+namespace fs = std::filesystem;
+
+using darkroom::checkFolder;
+using darkroom::CommonOptions;
+using darkroom::OutputPlan;
+using darkroom::Session;
+
+/// A plan, and what it says of a file.
+class OutputPlanTest : public ::testing::Test {
+protected:
+    std::string refusal(const std::string& path, const std::string& option = "--flow") {
+        try {
+            plan_.file(option, path);
+        } catch (const Refusal& refusal) {
+            return refusal.what();
+        }
+        return "";
+    }
+
+    static std::string replaces(const std::string& path) {
+        return "--flow: '" + path + "' would replace the input 'in.png'; choose another name";
+    }
+
+    const fs::path& folder() const { return folder_.path(); }
+
+private:
+    ScratchDirectory folder_;  // the working directory
+    bool filesMade_ = std::ofstream("in.png") << "there" && std::ofstream("other.png") << "there";
+    Session session_{"test", CommonOptions{}};
+    OutputPlan plan_{session_, {"in.png", "", "missing.png", "/dev/null"}};
+};
+
+TEST_F(OutputPlanTest, AnInputIsNotReplaced) {
+    EXPECT_EQ(refusal("other.png"), "");
+    EXPECT_EQ(refusal("in.png"), replaces("in.png"));
+    EXPECT_EQ(refusal("./in.png"), replaces("./in.png"));
+    EXPECT_EQ(refusal((folder() / "in.png").string()), replaces((folder() / "in.png").string()));
+    EXPECT_EQ(refusal("/dev/null"), "");
+}
+
+TEST_F(OutputPlanTest, NorThroughLinks) {
+    fs::create_symlink("in.png", "link.png");
+    fs::create_symlink("link.png", "link_of_link.png");
+    fs::create_hard_link("in.png", "second_name.png");
+    fs::create_directory_symlink(".", "here");
+    for (const char* const name : {"link.png", "link_of_link.png", "second_name.png", "here/in.png", "here/link.png"}) {
+        EXPECT_EQ(refusal(name), replaces(name));
+    }
+}
+
+TEST_F(OutputPlanTest, AnInputThatIsNotThereYetIsNone) {
+    EXPECT_EQ(refusal("missing.png"),
+              "--flow: 'missing.png' would replace the input 'missing.png'; choose another name");
+}
+
+TEST_F(OutputPlanTest, OneFileIsNotTwoResults) {
+    EXPECT_EQ(refusal("new.png", "--output"), "");
+    fs::create_directory_symlink(".", "here");
+    fs::create_symlink("new.png", "leads_to_new.png");
+    fs::create_directory("x");
+    for (const std::string& name :
+         {std::string("new.png"), std::string("./x/../new.png"), (folder() / "new.png").string(),
+          std::string("here/new.png"), std::string("leads_to_new.png")}) {
+        EXPECT_EQ(refusal(name), "--flow: '" + name + "' is the file of --output too");
+    }
+    EXPECT_EQ(refusal("other.png", "--output"), "");
+    fs::create_hard_link("other.png", "second_name.png");
+    EXPECT_EQ(refusal("second_name.png"), "--flow: 'second_name.png' is the file of --output too");
+}
+
+TEST_F(OutputPlanTest, ALinkThatLeadsInCirclesIsNoFileOfAnybody) {
+    fs::create_symlink("b.png", "a.png");
+    fs::create_symlink("a.png", "b.png");
+    EXPECT_EQ(refusal("a.png"), "");
+}
+
+TEST(OutputPlan, WhatIsReadLaterIsNotReplacedEither) {
+    const ScratchDirectory folder;
+    std::ofstream("photograph.png") << "there";
+    fs::create_symlink("photograph.png", "page.html");
+    const Session session("test", CommonOptions{});
+    OutputPlan plan(session, {});
+    plan.file("--output", "page.html");
+    EXPECT_NO_THROW(plan.readsToo("missing.png"));
+    try {
+        plan.readsToo("photograph.png");
+        ADD_FAILURE();
+    } catch (const Refusal& refusal) {
+        EXPECT_STREQ(refusal.what(),
+                     "--output: 'page.html' would replace the input 'photograph.png'; choose another name");
+    }
+}
+
+TEST(CheckFolder, FoldersMustBeThere) {
+    const ScratchDirectory folder;
+    std::ofstream("file") << "there";
+    EXPECT_NO_THROW(checkFolder("--maps", "."));
+    for (const auto& [path, problem] : std::vector<std::pair<std::string, std::string>>{
+             {"none", "does not exist"}, {"file", "is not a folder"}, {"", "does not exist"}}) {
+        try {
+            checkFolder("--maps", path);
+            ADD_FAILURE() << path;
+        } catch (const Refusal& refusal) {
+            EXPECT_EQ(refusal.what(), "--maps: '" + path + "' " + problem);
+        }
+    }
+}
+
+/// The options and arguments of a subcommand that name files or folders.
+struct Files {
+    std::set<std::string> read;
+    std::set<std::string> written;
+};
+
+/// Of every subcommand. An option that is new belongs here; one that writes has a call in `calls` too.
+const std::map<std::string, Files>& filesOfSubcommands() {
+    static const std::map<std::string, Files> all = {
+        {"compare", {{"FIRST", "SECOND"}, {"--output", "--maps", "--report"}}},
+        {"appearance", {{"IN"}, {"--output"}}},
+        {"convert", {{"IN"}, {"--output"}}},
+        {"white", {{"IN"}, {"--output"}}},
+        {"adapt", {{"IN", "--like", "--mask"}, {"--output"}}},
+        {"brighten", {{"IN"}, {"--output"}}},
+        {"tint", {{"FLASH", "--like"}, {"--output"}}},
+        {"stack", {{"--flash", "--no-flash"}, {"--output"}}},
+        {"fuse", {{"IMG"}, {"--output", "--response", "--plot"}}},
+        {"match-brightness", {{"IN", "--like"}, {"--output"}}},
+        {"align", {{"MOVING", "--to"}, {"--output", "--flow"}}},
+        {"structure", {{"IN"}, {"--output", "--coherence"}}},
+        {"smooth", {{"IN", "--guide"}, {"--output"}}},
+        {"transfer", {{"IN", "--palette"}, {"--output"}}},
+        {"batch", {{"LIST", "--root"}, {"--output"}}},
+        {"merge", {{"OUT", "IN"}, {}}},
+        {"verify", {{"LIST", "RESULTS"}, {}}},
+        {"report", {{"RESULTS", "--root"}, {"--output"}}},
+        {"completion", {{}, {"--output"}}},
+        {"manual", {{}, {"--output"}}},
+    };
+    return all;
+}
+
+/// A call that would replace its input, "IN", under the name "alias" and an extension.
+struct Call {
+    std::vector<std::string> arguments;
+    std::string option;  ///< that names the output
+    std::string alias;   ///< the file that would be written
+};
+
+const std::vector<Call>& calls() {
+    static const std::vector<Call> all = {
+        {{"compare", "IN", "b.png", "-o", "alias.txt"}, "--output", "alias.txt"},
+        {{"compare", "b.png", "IN", "--report", "alias.html"}, "--report", "alias.html"},
+        {{"compare", "b.png", "IN", "--maps", "."}, "--maps", "./first_chroma.tif"},
+        {{"appearance", "IN", "-o", "."}, "--output", "./in_hue.tif"},
+        {{"convert", "IN", "--to", "lab", "-o", "alias.tif"}, "--output", "alias.tif"},
+        {{"white", "IN", "-o", "alias.png"}, "--output", "alias.png"},
+        {{"adapt", "IN", "--to", "d65", "-o", "alias.png"}, "--output", "alias.png"},
+        {{"adapt", "b.png", "--like", "IN", "-o", "alias.png"}, "--output", "alias.png"},
+        {{"adapt", "b.png", "--like", "b.png", "--from", "IN", "-o", "alias.png"}, "--output", "alias.png"},
+        {{"adapt", "b.png", "--like", "b.png", "--mask", "IN", "-o", "alias.png"}, "--output", "alias.png"},
+        {{"brighten", "IN", "--factor", "9", "--pass", "1", "-o", "alias.png"}, "--output", "alias.png"},
+        {{"brighten", "IN", "--factor", "9", "-o", "alias.png"}, "--output", "alias_6.png"},
+        {{"tint", "IN", "--like", "b.png", "-o", "alias.png"}, "--output", "alias.png"},
+        {{"tint", "b.png", "--like", "IN", "-o", "alias.png"}, "--output", "alias.png"},
+        {{"stack", "--flash", "IN", "--no-flash", "b.png", "-o", "alias"}, "--output", "aliasfusion.jpg"},
+        {{"stack", "--flash", "b.png", "--no-flash", "IN", "--version", "2", "-o", "alias"},
+         "--output",
+         "aliastinted.png"},
+        {{"fuse", "b.png", "IN", "--times", "1,2", "-o", "alias"}, "--output", "alias.hdr"},
+        {{"fuse", "IN", "b.png", "--times", "1,2", "--response", "alias.jpg"}, "--response", "alias.jpg"},
+        {{"fuse", "IN", "b.png", "--times", "1,2", "--plot", "alias.jpg"}, "--plot", "alias.jpg"},
+        {{"match-brightness", "IN", "--like", "b.png", "-o", "alias.png"}, "--output", "alias.png"},
+        {{"match-brightness", "b.png", "--like", "IN", "-o", "alias.png"}, "--output", "alias.png"},
+        {{"align", "IN", "--to", "b.png", "-o", "alias.png"}, "--output", "alias.png"},
+        {{"align", "b.png", "--to", "IN", "-o", "c.png", "--flow", "alias.png"}, "--flow", "alias.png"},
+        {{"structure", "IN", "-o", "alias.png"}, "--output", "alias.png"},
+        {{"structure", "IN", "-o", "c.png", "--coherence", "alias.png"}, "--coherence", "alias.png"},
+        {{"smooth", "IN", "-o", "alias.png"}, "--output", "alias.png"},
+        {{"smooth", "b.png", "--guide", "IN", "-o", "alias.png"}, "--output", "alias.png"},
+        {{"transfer", "IN", "--palette", "b.png", "-o", "alias.png"}, "--output", "alias.png"},
+        {{"transfer", "b.png", "--palette", "IN", "--frames", "2", "-o", "alias.png"}, "--output", "alias_001.png"},
+        {{"batch", "IN", "-o", "alias.csv"}, "--output", "alias.csv"},
+        {{"batch", "IN", "-o", "alias.csv", "--timing"}, "--timing", "alias.csv.timing.csv"},
+        {{"batch", "IN", "-o", "alias.csv"}, "--output", "alias.csv.lock"},
+        {{"batch", "IN", "-o", "alias.csv"}, "--output", "alias.csv.previous"},
+        {{"merge", "alias.csv", "IN", "--overwrite"}, "OUT", "alias.csv"},
+        {{"report", "IN", "-o", "alias.html"}, "--output", "alias.html"},
+    };
+    return all;
+}
+
+/// Options and arguments of a subcommand that name files or folders, as far as the parser sees it.
+std::set<std::string> seenToNameFiles(const CLI::App& app) {
+    std::set<std::string> names;
+    for (const auto& views : {darkroom::argumentsOf(app), darkroom::optionsOf(app)}) {
+        for (const darkroom::OptionView& view : views) {
+            const bool files = view.kind == darkroom::ValueKind::file || view.kind == darkroom::ValueKind::folder;
+            if (files && !view.common) {
+                names.insert(view.names.back());
+            }
+        }
+    }
+    return names;
+}
+
+TEST(OptionsThatNameFiles, AreReadOrChecked) {
+    const darkroom::CommandLine commandLine;
+    std::set<std::string> called;
+    for (const Call& call : calls()) {
+        called.insert(call.arguments.front() + ' ' + call.option);
+    }
+    for (const CLI::App* const app : darkroom::subcommandsOf(commandLine.parser())) {
+        const Files& files = filesOfSubcommands().at(app->get_name());
+        std::set<std::string> known = files.read;
+        known.insert(files.written.begin(), files.written.end());
+        EXPECT_EQ(seenToNameFiles(*app), known) << app->get_name();
+        for (const std::string& option : files.written) {
+            EXPECT_TRUE(files.read.empty() || called.count(app->get_name() + ' ' + option) == 1)
+                << app->get_name() << ' ' << option;
+        }
+    }
+}
+
+class OutputsOntoInputs : public DarkroomProgram {
+protected:
+    void expectRefusedAs(const Call& call, const std::string& in, const fs::path& alias) {
+        std::vector<std::string> arguments = call.arguments;
+        for (std::string& argument : arguments) {
+            argument = argument == "IN" ? in : argument;
+        }
+        expectRefused(arguments,
+                      call.option + ": '" + call.alias + "' would replace the input '" + in + "'; choose another name");
+        fs::remove(alias);
+    }
+};
+
+TEST_F(OutputsOntoInputs, AreRefusedThroughLinks) {
+    const std::string in = save("in.png", randomPhotograph({12, 9}, 1));
+    for (const Call& call : calls()) {
+        const fs::path alias = folder() / call.alias;
+        fs::create_symlink(in, alias);
+        expectRefusedAs(call, in, alias);
+        fs::create_hard_link(in, alias);
+        expectRefusedAs(call, in, alias);
+    }
+}
+
+TEST_F(OutputsOntoInputs, DumpsLeaveInputsAndResultsAlone) {
+    const cv::Mat image = randomPhotograph({30, 20}, 1);
+    const std::string in = save("in.png", image);
+    std::ifstream before(in, std::ios::binary);
+    const std::string bytes{std::istreambuf_iterator<char>(before), std::istreambuf_iterator<char>()};
+    fs::create_directory(folder() / "dumps");
+    fs::create_symlink(in, folder() / "dumps" / "lms_before.jpg");
+    const Outcome outcome = expectDone(
+        {"brighten", in, "--factor", "9", "--pass", "1", "--dumps", "dumps", "-o", "dumps/dst.jpg", "--quiet"});
+    EXPECT_EQ(outcome.err,
+              "darkroom brighten: warning: --dumps: 'dumps/lms_before.jpg' is left out, it would replace the input '" +
+                  in +
+                  "'\n"
+                  "darkroom brighten: warning: --dumps: 'dumps/dst.jpg' is left out, it would replace the result "
+                  "'dumps/dst.jpg'\n");
+    std::ifstream after(in, std::ios::binary);
+    EXPECT_EQ(bytes, std::string(std::istreambuf_iterator<char>(after), std::istreambuf_iterator<char>()));
+    EXPECT_TRUE(fs::exists(output("dumps/lms_after.jpg")));
+}
+
+TEST_F(OutputsOntoInputs, ABatchEmptiesNoFileThatHoldsNoTimes) {
+    const std::string in = save("in.png", randomPhotograph({12, 9}, 1));
+    const std::string list = saveText("list.csv", "first,second\n" + in + ',' + in + '\n');
+    fs::create_symlink(in, folder() / "r.csv.timing.csv");
+    expectRefused({"batch", list, "-o", "r.csv", "--timing"},
+                  "--timing: 'r.csv.timing.csv' exists and holds no times of a batch; choose another --output");
+}
+
+TEST_F(OutputsOntoInputs, AReportReplacesNoPhotograph) {
+    const std::string in = save("in.png", randomPhotograph({12, 9}, 1));
+    const std::string list = saveText("list.csv", "first,second\n" + in + ',' + in + '\n');
+    expectDone({"batch", list, "-o", "r.csv", "--quiet"});
+    fs::create_symlink(in, folder() / "page.html");
+    expectRefused({"report", "r.csv", "-o", "page.html"},
+                  "--output: 'page.html' would replace the input '" + in + "'; choose another name");
+}
+
+}  // namespace
+}  // namespace likeness::testing
