@@ -1,4 +1,5 @@
 // Every operation refuses what it would read or write beyond its end, before it changes anything.
+#include "comparison/distinct_colors.hpp"
 #include "numerics/argument_check.hpp"
 
 #include <likeness/likeness.hpp>
