@@ -1,5 +1,6 @@
 // Every operation refuses what it would read or write beyond its end, before it changes anything.
 #include "comparison/distinct_colors.hpp"
+#include "filter/plane_block.hpp"
 #include "numerics/argument_check.hpp"
 
 #include <likeness/likeness.hpp>
