@@ -1,7 +1,9 @@
-// The light of one photograph on the detail of another of the same scene.
+/// @file
+/// The light of one photograph on the detail of another of the same scene.
 #pragma once
 
 #include <likeness/diagnostics/watch.hpp>
+#include <likeness/export.hpp>
 
 #include <opencv2/core.hpp>
 
@@ -33,6 +35,7 @@ struct TintOptions {
 /// @throws std::invalid_argument  for another type, other sizes, NaN and values outside -1e6..1e6, an option out of its
 ///                range
 /// @throws Cancelled  when the caller ends it
-cv::Mat tint(const cv::Mat& flash, const cv::Mat& noFlash, const TintOptions& options = {}, const Watch& watch = {});
+LIKENESS_API cv::Mat tint(const cv::Mat& flash, const cv::Mat& noFlash, const TintOptions& options = {},
+                          const Watch& watch = {});
 
 }  // namespace likeness

@@ -1,9 +1,11 @@
-// Photographs analysed once and compared as often as is wanted.
+/// @file
+/// Photographs analysed once and compared as often as is wanted.
 #pragma once
 
 #include <likeness/comparison/perceptual_metrics.hpp>
 #include <likeness/comparison/photograph_comparison.hpp>
 #include <likeness/diagnostics/watch.hpp>
+#include <likeness/export.hpp>
 
 #include <opencv2/core.hpp>
 
@@ -19,7 +21,7 @@ struct AnalysisOptions {
 };
 
 /// How a photograph looks: what `analyze` found. Copies share their maps and are cheap.
-class Analysis {
+class LIKENESS_API Analysis {
 public:
     /// That of an empty photograph.
     Analysis() = default;
@@ -63,15 +65,15 @@ private:
 /// @throws std::invalid_argument  if the photograph is of another type
 /// @throws Cancelled  when the caller ends it
 /// @note  Who analyses many photographs keeps a `Comparer`.
-Analysis analyze(const cv::Mat& photograph, const AnalysisOptions& options = {}, const Watch& watch = {});
+LIKENESS_API Analysis analyze(const cv::Mat& photograph, const AnalysisOptions& options = {}, const Watch& watch = {});
 
 /// The five coefficients of two photographs.
-LikenessCoefficients compare(const Analysis& first, const Analysis& second);
+LIKENESS_API LikenessCoefficients compare(const Analysis& first, const Analysis& second);
 
 /// Analyses and compares one photograph after the other and keeps its tables between them (16 MiB for each of two
 /// photographs, and 64 MiB of address space where maps are wanted): small photographs take microseconds. One thread at
 /// a time.
-class Comparer {
+class LIKENESS_API Comparer {
 public:
     Comparer();
     ~Comparer();

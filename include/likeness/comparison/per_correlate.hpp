@@ -1,4 +1,5 @@
-// The five appearance correlates that photographs are compared by: one value of each, and their names.
+/// @file
+/// The five appearance correlates that photographs are compared by: one value of each, and their names.
 #pragma once
 
 #include <array>

@@ -1,7 +1,9 @@
-// Smoothing of a photograph that does not cross the edges of a guide: the guided filter in its three variants.
+/// @file
+/// Smoothing of a photograph that does not cross the edges of a guide: the guided filter in its three variants.
 #pragma once
 
 #include <likeness/diagnostics/watch.hpp>
+#include <likeness/export.hpp>
 
 #include <opencv2/core.hpp>
 
@@ -44,6 +46,6 @@ struct SmoothOptions {
 /// @throws std::invalid_argument  where the guide has another size, a value is NaN or infinite, an option is out of its
 ///         range, or the guide of `color` and `transport` has no colour: every window would be degenerate
 /// @throws Cancelled  when the caller ends it
-cv::Mat smooth(const cv::Mat& photograph, const SmoothOptions& options = {}, const Watch& watch = {});
+LIKENESS_API cv::Mat smooth(const cv::Mat& photograph, const SmoothOptions& options = {}, const Watch& watch = {});
 
 }  // namespace likeness

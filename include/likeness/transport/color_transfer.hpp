@@ -1,12 +1,14 @@
-// Colour transfer between photographs as values: the palette of one on the other, by the optimal-transport map between
-// their colours in CIE L*a*b* (`transport/optimal_transport.hpp`).
-//
-// Photographs are of any depth that `toUnit` takes, B, G, R; they are not modified. L*a*b* is the image library's own,
-// under D65: L* 0..100, a* and b* in their natural units. Results are B, G, R, CV_32FC3 on the scale 0..1; what becomes
-// of colours outside sRGB is left to the image library's conversion back.
+/// @file
+/// Colour transfer between photographs as values: the palette of one on the other, by the optimal-transport map between
+/// their colours in CIE L*a*b* (`transport/optimal_transport.hpp`).
+///
+/// Photographs are of any depth that `toUnit` takes, B, G, R; they are not modified. L*a*b* is the image library's own,
+/// under D65: L* 0..100, a* and b* in their natural units. Results are B, G, R, CV_32FC3 on the scale 0..1; what becomes
+/// of colours outside sRGB is left to the image library's conversion back.
 #pragma once
 
 #include <likeness/diagnostics/watch.hpp>
+#include <likeness/export.hpp>
 
 #include <opencv2/core.hpp>
 
@@ -48,7 +50,7 @@ struct Transfer {
 
 /// Everything that the pictures on the way from a photograph to a palette have in common. Copying it is cheap; one
 /// object serves any number of threads.
-class ColorTransfer {
+class LIKENESS_API ColorTransfer {
 public:
     /// @param options  `t` is not read
     /// @param watch    is told of the statistics of each photograph; its receiver gets the lines of
@@ -100,7 +102,7 @@ private:
 /// @throws std::invalid_argument  for another type, NaN or infinite values, an empty palette, a t outside 0..1, and
 ///               Bonneel's form of all channels or of another t than 1
 /// @throws Cancelled  when the caller ends it
-Transfer transferColors(const cv::Mat& photograph, const cv::Mat& palette, const TransferOptions& options = {},
-                        const Watch& watch = {});
+LIKENESS_API Transfer transferColors(const cv::Mat& photograph, const cv::Mat& palette,
+                                     const TransferOptions& options = {}, const Watch& watch = {});
 
 }  // namespace likeness
