@@ -18,6 +18,8 @@ struct D65Adaptation {
     float degree;                          ///< D = computeAdapFactD(20)
     float degreeTimesWhite[3];             ///< D W65; channels of a sharpened B, G, R image
 };
+
+/// These numbers.
 LIKENESS_API D65Adaptation d65Adaptation();
 
 /// Adapts `img` in place from the white of each pixel to D65, (0.9505, 1.0, 1.0888) in XYZ, at an adapting luminance of

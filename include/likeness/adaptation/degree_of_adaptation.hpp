@@ -1,6 +1,6 @@
 /// @file
-/// How far an observer adapts to the white of a scene. One number or many, in float: L_A in cd/m2 in, D out, 1 for complete
-/// adaptation.
+/// How far an observer adapts to the white of a scene. One number or many, in float: from L_A in cd/m2 to D, which
+/// is 1 where adaptation is complete.
 #pragma once
 
 #include <likeness/export.hpp>

@@ -47,6 +47,7 @@ LIKENESS_API cv::Mat undoD65Adaptation(const cv::Mat& photograph, const cv::Mat&
 LIKENESS_API cv::Mat undoAdaptation(const cv::Mat& photograph, const White& adaptedTo, const White& scene,
                                     const Watch& watch = {});
 
+/// How `adaptTo` adapts.
 struct AdaptOptions {
     /// Degree of adaptation in each of up to 80 steps, 0 (none) to 1 (full). Not with `local`.
     double degree = 1;

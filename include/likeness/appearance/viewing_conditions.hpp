@@ -11,8 +11,10 @@
 
 namespace likeness {
 
-/// Adapting luminance L_A and luminance of the white under which photographs are seen throughout.
+/// Adapting luminance L_A in cd/m2 under which photographs are seen throughout.
 inline constexpr float adaptingLuminance = 20.0F;
+
+/// Luminance of the white under which photographs are seen throughout, on the scale of Y.
 inline constexpr float whiteLuminance = 100.0F;
 
 /// Exponent base c of the dark surround that lightness and brightness assume.

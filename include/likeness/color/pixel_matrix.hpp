@@ -16,6 +16,7 @@ namespace likeness {
 /// A 3 x 3 colour matrix as nine plain numbers, for inner loops.
 class LIKENESS_API PixelMatrix {
 public:
+    /// @param matrix  3 x 3, CV_32F
     explicit PixelMatrix(const cv::Mat& matrix);
 
     /// Row k times the column vector (a, b, c).

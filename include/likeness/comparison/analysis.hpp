@@ -13,6 +13,7 @@
 
 namespace likeness {
 
+/// What `analyze` keeps.
 struct AnalysisOptions {
     /// Whether the maps of the correlates are wanted too. They are made of the same count; they are kept by colour,
     /// with the colour of each pixel: 4 bytes per pixel and 24 per colour of an 8-bit photograph, 24 per pixel of
@@ -26,6 +27,7 @@ public:
     /// That of an empty photograph.
     Analysis() = default;
 
+    /// Distributions of the five correlates.
     const AppearanceDistributions& distributions() const noexcept { return distributions_; }
 
     /// Of the photograph, in pixels.
@@ -34,6 +36,7 @@ public:
     /// Luminance of the background that the photograph was seen before (`backgroundLuminanceOf`).
     float backgroundLuminance() const noexcept { return backgroundLuminance_; }
 
+    /// Whether there are maps: they were asked for, and the photograph is not empty.
     bool hasMaps() const noexcept { return !maps_.hueDegrees.empty(); }
 
     /// One correlate of each pixel: `analysis.map(&AppearanceMaps::chroma)`. The same bits as `appearanceMaps`.
@@ -77,7 +80,9 @@ class LIKENESS_API Comparer {
 public:
     Comparer();
     ~Comparer();
+    /// Takes the tables of another, which is then only to be destroyed or assigned to.
     Comparer(Comparer&& other) noexcept;
+    /// As above.
     Comparer& operator=(Comparer&& other) noexcept;
 
     /// `likeness::analyze`.

@@ -27,6 +27,7 @@ using BinProbabilities = std::map<int, float>;
 /// How many values each bin received.
 class LIKENESS_API BinCounts {
 public:
+    /// Counts a value so many times; NaN is in no bin.
     void add(float value, std::uint32_t times = 1) {
         if (std::isnan(value)) {
             missing_ += times;
@@ -34,6 +35,8 @@ public:
             addToBin(binOf(value), times);
         }
     }
+
+    /// Counts so many values in a bin.
     void addToBin(int bin, std::uint64_t times) {
         total_ += times;
         if (bin >= firstDense && bin < firstDense + denseBins) {
@@ -43,6 +46,7 @@ public:
         }
     }
 
+    /// Counts every value of a CV_32F map.
     void add(const cv::Mat& map);
 
     /// A map whose element i stands for counts[i] equal values.
@@ -56,6 +60,8 @@ public:
     /// Share, 0..1, of the values that are NaN and so in no bin; 0 of no values.
     double nanShare() const noexcept;
 
+    /// The bin of a value that is not NaN: the nearest integer, halves away from 0; that of values beyond the range of
+    /// int is the least int.
     static int binOf(float value) noexcept;
 
 private:

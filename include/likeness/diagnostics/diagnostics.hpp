@@ -73,7 +73,11 @@ class TextFile;
 /// one name at a time the last to begin keeps the file.
 class LIKENESS_API DirectoryDiagnostics final : public Diagnostics {
 public:
-    enum class Messages { toStandardOutput, dropped };
+    /// Where messages go.
+    enum class Messages {
+        toStandardOutput,  ///< printed
+        dropped            ///< nowhere
+    };
 
     /// @param directory  an existing directory; empty stands for the working directory at the time of each write
     explicit DirectoryDiagnostics(std::string directory, Messages messages = Messages::toStandardOutput);

@@ -21,8 +21,8 @@ namespace likeness {
 /// Exponents of what a pixel's weight is made of; each 0 (does not count) to 100. The defaults are those of
 /// `mergeAndFuse`.
 struct FusionOptions {
-    double contrast = 1;
-    double saturation = 1;
+    double contrast = 1;     ///< magnitude of the Laplacian of the grey image
+    double saturation = 1;   ///< standard deviation of the three channels
     double exposedness = 0;  ///< how near a value is to the middle of its range
 };
 
@@ -46,6 +46,7 @@ LIKENESS_API cv::Mat recoverCameraResponse(const std::vector<cv::Mat>& exposures
 LIKENESS_API cv::Mat mergeRadiance(const std::vector<cv::Mat>& exposures, const std::vector<float>& times,
                                    const cv::Mat& response);
 
+/// Parameters of `toneMap`.
 using ToneMapOptions = DurandToneMapping;
 
 /// Brings a radiance map to the range of a display: `toneMapDurand`.
@@ -56,9 +57,10 @@ using ToneMapOptions = DurandToneMapping;
 ///                  leaves no range to compress, and parameters that are not above 0 (saturation: not below 0)
 LIKENESS_API cv::Mat toneMap(const cv::Mat& radiance, const ToneMapOptions& options = {});
 
+/// Options of the steps of `mergeBracket`.
 struct BracketOptions {
-    ToneMapOptions toneMapping;
-    FusionOptions fusion;
+    ToneMapOptions toneMapping;  ///< of the radiance map
+    FusionOptions fusion;        ///< of the exposures
 };
 
 /// What a bracket gives.

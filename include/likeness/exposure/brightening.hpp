@@ -11,6 +11,7 @@
 
 namespace likeness {
 
+/// Which of the pictures `brighten` makes.
 struct BrightenOptions {
     /// Factor of the first pass, above 0 and up to 100; each next pass has 0.7 less, and those that are made must have
     /// one above 0 (`brightnessFactor`). Below 10 brightens, above 10 darkens.

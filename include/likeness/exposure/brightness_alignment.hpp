@@ -43,10 +43,11 @@ LIKENESS_API float computeStdDev(const cv::Mat& plane, float& mean);
 
 /// Mean and standard deviation of a photograph's CIE L*, as `computeMean` and `computeStdDev` find them.
 struct LightnessStatistics {
-    float mean;
-    float deviation;
+    float mean;       ///< of L*, 0..100
+    float deviation;  ///< of L*
 };
 
+/// Statistics of a photograph's L*, as the image library's `COLOR_BGR2Lab` gives it.
 /// @param bgr  CV_32FC3, B, G, R, gamma-encoded, in [0, 1]; not modified
 LIKENESS_API LightnessStatistics lightnessStatistics(const cv::Mat& bgr,
                                                      const Diagnostics& diagnostics = workingDirectory());

@@ -83,14 +83,16 @@ LIKENESS_API void createBrightnessExposuresVs2(cv::Mat& flash, cv::Mat& nonFlash
 LIKENESS_API void createBrightnessExposuresVs3(cv::Mat& flash, cv::Mat& nonFlash, float brightness, int iterations,
                                                std::string prefix, const Diagnostics& diagnostics = workingDirectory());
 
+/// Which of the three given operations.
 enum class StackVersion {
     full,  ///< `createBrightnessExposures`: exposures of the no-flash photograph, the flash photograph tinted to each
     tintedFirst,  ///< `createBrightnessExposuresVs2`: exposures of the flash photograph after its tinting
     tintOnly      ///< `createBrightnessExposuresVs3`: no exposures
 };
 
+/// What `exposureStack` makes.
 struct StackOptions {
-    StackVersion version = StackVersion::full;
+    StackVersion version = StackVersion::full;  ///< which operation
     /// Factor of the first exposure, up to 100; each next one has 0.7 less, and all six must have one above 0. Below 10
     /// brightens, above 10 darkens. Not read by `tintOnly`.
     double brightness = 11.5;
@@ -112,11 +114,9 @@ struct ExposureStack {
 /// version writes into its results after a product with 255 (the radiance as it is), without the rounding of a file.
 ///
 /// @param flash, noFlash  rows x cols of the same size, any depth that `toUnit` takes, B, G, R; not modified. Views
-/// into
-///                larger images are seen as if they were whole ones.
+///                into larger images are seen as if they were whole ones.
 /// @param watch   is told of the smoothing, the change of brightness, each exposure, each round of tinting (of `full`
-/// for
-///                each exposure), the response, the radiance map, the tone mapping and the fusion, as far as the
+///                for each exposure), the response, the radiance map, the tone mapping and the fusion, as far as the
 ///                version has them; from the threads of the team, one at a time. Its receiver gets the files of fixed
 ///                names and the messages of the given operation, with an empty prefix.
 /// @return        all empty of an empty `flash`

@@ -30,9 +30,9 @@ LIKENESS_API cv::Mat recoverResponse(const std::vector<cv::Mat>& images, const s
 
 /// Names of the four text files of a response; each has one line per byte value.
 struct ResponseFiles {
-    std::string red;
-    std::string green;
-    std::string blue;
+    std::string red;     ///< response of channel 2
+    std::string green;   ///< response of channel 1
+    std::string blue;    ///< response of channel 0
     std::string values;  ///< the byte values 0, 1, 2, ...
 };
 

@@ -53,6 +53,7 @@ public:
     cv::Mat filter(const cv::Mat& p, int depth, const Diagnostics& diagnostics = workingDirectory()) const;
 
 protected:
+    /// @param depthOfStoredGuide  CV_32F or CV_64F
     explicit GuidedFilterImpl(int depthOfStoredGuide) : guideDepth(depthOfStoredGuide) {}
 
 private:

@@ -22,6 +22,7 @@ enum class SmoothingVariant {
     transport
 };
 
+/// How `smooth` smooths.
 struct SmoothOptions {
     /// Photograph of any depth and of the size of the one that is smoothed, whose edges are kept. Empty: the photograph
     /// is its own guide.
@@ -31,7 +32,7 @@ struct SmoothOptions {
     /// Variance of the guide in a window, on the scale 0..1, 0 to 1e6: well above it edges are kept, well below it the
     /// window is averaged.
     double epsilon = 0.01;
-    SmoothingVariant variant = SmoothingVariant::gray;
+    SmoothingVariant variant = SmoothingVariant::gray;  ///< what guides
 };
 
 /// Smooths a photograph with the guided filter (`filter/guidedfilter.hpp`).

@@ -42,6 +42,7 @@ struct AlignOptions {
               ///< 0.2 is departure 17
 };
 
+/// A photograph laid onto another, and the flow that it followed.
 struct Alignment {
     cv::Mat image;  ///< CV_32FC3, B, G, R: for each pixel of the reference the nearest of the moving photograph; else 0
     cv::Mat flow;   ///< CV_32FC2: where it was found, (dx, dy) in pixels, x to the right and y down

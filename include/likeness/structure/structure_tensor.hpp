@@ -40,6 +40,7 @@ namespace likeness {
 LIKENESS_API void computeStructuralTensor(cv::Mat& image, cv::Mat& out, float size,
                                           const Diagnostics& diagnostics = workingDirectory());
 
+/// What `orientedStructure` looks at.
 struct StructureOptions {
     int size = 3;           ///< side of the two Gaussian kernels in pixels: an odd number from 1 to 99
     bool coherence = true;  ///< whether `Structure::coherence` is wanted; it costs eigenvalues at every pixel

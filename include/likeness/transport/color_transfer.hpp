@@ -14,6 +14,7 @@
 
 namespace likeness {
 
+/// Which channels of CIE L*a*b* a transfer changes.
 enum class TransferChannels {
     chroma,  ///< a* and b*; lightness stays
     all      ///< L*, a* and b*
@@ -25,27 +26,28 @@ enum class TransferForm {
     bonneel    ///< after it, so that the map moves the mean too; only the whole way and for `TransferChannels::chroma`
 };
 
+/// How `transferColors` carries colours over.
 struct TransferOptions {
     double t = 1;  ///< how far to go, 0 (nowhere) to 1 (all the way to the palette)
-    TransferChannels channels = TransferChannels::all;
-    TransferForm form = TransferForm::centered;
+    TransferChannels channels = TransferChannels::all;  ///< which channels change
+    TransferForm form = TransferForm::centered;         ///< where the mean is taken off
 };
 
 /// An affine map of colours L*, a*, b*: matrix (x - inputMean) + targetMean, in Bonneel's form
 /// matrix x - inputMean + targetMean. Of a transfer of chroma the first row and column are those of the identity and
 /// the means of L* are 0.
 struct ColorMap {
-    cv::Matx33f matrix = cv::Matx33f::eye();
-    cv::Vec3f inputMean;
-    cv::Vec3f targetMean;
+    cv::Matx33f matrix = cv::Matx33f::eye();  ///< in the order L*, a*, b*
+    cv::Vec3f inputMean;                      ///< mean of the photograph
+    cv::Vec3f targetMean;                     ///< mean that it is carried to
 };
 
 /// A photograph with other colours, and the map that gave them.
 struct Transfer {
-    cv::Mat image;  ///< size of the photograph, CV_32FC3, B, G, R
-    cv::Matx33f map = cv::Matx33f::eye();
-    cv::Vec3f inputMean;
-    cv::Vec3f targetMean;
+    cv::Mat image;                         ///< size of the photograph, CV_32FC3, B, G, R
+    cv::Matx33f map = cv::Matx33f::eye();  ///< `ColorMap::matrix`
+    cv::Vec3f inputMean;                   ///< `ColorMap::inputMean`
+    cv::Vec3f targetMean;                  ///< `ColorMap::targetMean`
 };
 
 /// Everything that the pictures on the way from a photograph to a palette have in common. Copying it is cheap; one
