@@ -1,6 +1,7 @@
-// Everything that the library offers, in namespace `likeness`.
-//
-// Images are `cv::Mat`. Each header below states its shapes, channel orders, units and ranges once, at its top.
+/// @file
+/// Everything that the library offers, in namespace `likeness`.
+///
+/// Images are `cv::Mat`. Each header below states its shapes, channel orders, units and ranges once, at its top.
 #pragma once
 
 #include <likeness/adaptation/d65_adaptation.hpp>

@@ -1,11 +1,13 @@
-// Adaptation of a whole photograph to another one's illuminant by one von Kries transform of cone responses.
-//
-// Images are CV_32FC3 in B, G, R order, gamma-encoded, in [0, 1]; a white is a 1 x 1 CV_32FC3 in the same order.
-// An argument that is read and of another type, or a white that is empty, raises std::invalid_argument before anything
-// is changed.
+/// @file
+/// Adaptation of a whole photograph to another one's illuminant by one von Kries transform of cone responses.
+///
+/// Images are CV_32FC3 in B, G, R order, gamma-encoded, in [0, 1]; a white is a 1 x 1 CV_32FC3 in the same order.
+/// An argument that is read and of another type, or a white that is empty, raises std::invalid_argument before anything
+/// is changed.
 #pragma once
 
 #include <likeness/diagnostics/diagnostics.hpp>
+#include <likeness/export.hpp>
 
 #include <opencv2/core.hpp>
 
@@ -24,7 +26,7 @@ namespace likeness {
 /// @param targetWhite  white of the wanted illuminant, read
 /// @param D            degree of adaptation: 0 none, 1 full; not limited
 /// @param mask         not read
-void CAT(cv::Mat& img, cv::Mat& sourceWhite, const cv::Mat& targetWhite, float D, cv::Mat& mask);
+LIKENESS_API void CAT(cv::Mat& img, cv::Mat& sourceWhite, const cv::Mat& targetWhite, float D, cv::Mat& mask);
 
 /// Adapts `img` in place to the gray-world white of `target` (color/white_point.hpp), again and again, each time from
 /// the white that the adapted image has now, until that white no longer moves or 80 adaptations are made.
@@ -38,14 +40,14 @@ void CAT(cv::Mat& img, cv::Mat& sourceWhite, const cv::Mat& targetWhite, float D
 ///        what it shows brighter than 100; but neither the white estimate nor `CAT` reads the mask. A missing file or
 ///        an unreadable one masks nothing, a small one only what it covers.
 /// @note  The target's white counts as never seen before, so its line is always printed.
-void performIlluminantAdaptation(cv::Mat& img, const cv::Mat& target, float D,
-                                 const Diagnostics& diagnostics = workingDirectory());
+LIKENESS_API void performIlluminantAdaptation(cv::Mat& img, const cv::Mat& target, float D,
+                                              const Diagnostics& diagnostics = workingDirectory());
 
 /// The same for a part of `img`: pixels that are left out are not looked at for its white, and keep their values. No
 /// file is read.
 ///
 /// @param leftOut  CV_8U of img's size: what it shows brighter than 100 is left out, in every column; empty: nothing is
-void performIlluminantAdaptation(cv::Mat& img, const cv::Mat& target, float D, const cv::Mat& leftOut,
-                                 const Diagnostics& diagnostics = workingDirectory());
+LIKENESS_API void performIlluminantAdaptation(cv::Mat& img, const cv::Mat& target, float D, const cv::Mat& leftOut,
+                                              const Diagnostics& diagnostics = workingDirectory());
 
 }  // namespace likeness

@@ -1,14 +1,16 @@
-// Moving the colours of one photograph towards those of another of the same scene, pixel by pixel: the gain at a pixel
-// compares one photograph with the local white, a smoothed copy, of the other.
-//
-// Images are CV_32FC3, nominally in [0, 1]. D is computeAdapFactD(20). Where images differ in size, the pixels that all
-// of them have are worked on and the others stay; without any such pixel nothing is done, written or printed. NaN and
-// infinite values are written through. Nothing is allocated that stays. Everything but the filters of the image library
-// runs on the caller's thread; all functions may be called from several threads at once, on images of their own. An
-// argument that is read and of another type raises std::invalid_argument before anything is changed.
+/// @file
+/// Moving the colours of one photograph towards those of another of the same scene, pixel by pixel: the gain at a pixel
+/// compares one photograph with the local white, a smoothed copy, of the other.
+///
+/// Images are CV_32FC3, nominally in [0, 1]. D is computeAdapFactD(20). Where images differ in size, the pixels that all
+/// of them have are worked on and the others stay; without any such pixel nothing is done, written or printed. NaN and
+/// infinite values are written through. Nothing is allocated that stays. Everything but the filters of the image library
+/// runs on the caller's thread; all functions may be called from several threads at once, on images of their own. An
+/// argument that is read and of another type raises std::invalid_argument before anything is changed.
 #pragma once
 
 #include <likeness/diagnostics/diagnostics.hpp>
+#include <likeness/export.hpp>
 
 #include <opencv2/core.hpp>
 
@@ -31,8 +33,8 @@ namespace likeness {
 ///                     for: a channel without any has the greatest ratio 0, by which its map is divided, and shows its
 ///                     values at the place found for the channel before, or at (0, 0).
 /// @note  Calls that share a receiver of diagnostics take turns at each file: what is left of a name is one call's.
-void biCAT(cv::Mat& image, cv::Mat& sourceWhite, cv::Mat& sourceWhiteXYZ, cv::Mat& target, cv::Mat& mask,
-           const Diagnostics& diagnostics = workingDirectory());
+LIKENESS_API void biCAT(cv::Mat& image, cv::Mat& sourceWhite, cv::Mat& sourceWhiteXYZ, cv::Mat& target, cv::Mat& mask,
+                        const Diagnostics& diagnostics = workingDirectory());
 
 /// Gives `guidance` the colours of `input` by a gain and an offset at each pixel, in the shape of a guided filter's
 /// regression, on the scale 0..255: with ratio = whiteInput / whiteGuidance, a = 1 - D + ratio D and
@@ -57,8 +59,9 @@ void biCAT(cv::Mat& image, cv::Mat& sourceWhite, cv::Mat& sourceWhiteXYZ, cv::Ma
 ///        with 1/255): they come back up to float rounding. Infinite values are not fit for the bilateral filter, which
 ///        runs only where files are wanted.
 /// @note  Smoothed versions of a and b, which the method has, do not reach any result and are not made.
-void biCATRegression(cv::Mat& guidance, cv::Mat& whiteGuidance, cv::Mat& input, cv::Mat& spare, cv::Mat& whiteInput,
-                     cv::Mat& weightMap, float sigma, const Diagnostics& diagnostics = workingDirectory());
+LIKENESS_API void biCATRegression(cv::Mat& guidance, cv::Mat& whiteGuidance, cv::Mat& input, cv::Mat& spare,
+                                  cv::Mat& whiteInput, cv::Mat& weightMap, float sigma,
+                                  const Diagnostics& diagnostics = workingDirectory());
 
 /// Smooths one exposure of a stack in B, G, R under its own white: takes it back from its adaptation to D65
 /// (`inverseCATByD65`), to B, G, R, through a bilateral filter, and to sharpened B, G, R again, without adapting it
@@ -74,7 +77,7 @@ void biCATRegression(cv::Mat& guidance, cv::Mat& whiteGuidance, cv::Mat& input, 
 ///                   width in values is 0.01. Below 100 that is 0, which the image library's filter takes for a width
 ///                   of 1 and a diameter of 5.
 /// @param diagnostics  receives "<index>_nonFlash.jpg", the image in B, G, R before it is smoothed, times 255
-void computeCorrectedNonFlash(cv::Mat* exposures, cv::Mat& white, cv::Mat& reference, int index, int diagonal,
-                              const Diagnostics& diagnostics = workingDirectory());
+LIKENESS_API void computeCorrectedNonFlash(cv::Mat* exposures, cv::Mat& white, cv::Mat& reference, int index,
+                                           int diagonal, const Diagnostics& diagnostics = workingDirectory());
 
 }  // namespace likeness

@@ -1,3 +1,5 @@
+/// @file
+/// One number limited to an interval.
 #pragma once
 
 #include <algorithm>

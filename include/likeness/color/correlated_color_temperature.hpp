@@ -1,4 +1,9 @@
+/// @file
+/// The temperature in kelvin of the black body whose colour is nearest to a chromaticity x, y of the CIE 1931 observer, and
+/// the distance from it.
 #pragma once
+
+#include <likeness/export.hpp>
 
 #include <opencv2/core.hpp>
 
@@ -21,6 +26,6 @@ struct PlanckianNeighbour {
 ///          chromaticity that is not finite; the temperature alone is NaN farther than 0.05 from the locus, where a
 ///          correlated colour temperature has no meaning (CIE 015:2018, 9.5)
 /// @see     Robertson, "Computation of correlated color temperature and distribution temperature", JOSA 58(11), 1968
-PlanckianNeighbour correlatedColorTemperature(const cv::Vec2d& xy);
+LIKENESS_API PlanckianNeighbour correlatedColorTemperature(const cv::Vec2d& xy);
 
 }  // namespace likeness

@@ -1,4 +1,8 @@
+/// @file
+/// Opponent channels, red against green and yellow against blue: CV_32FC2 of gamma-encoded B, G, R on the scale 0..1.
 #pragma once
+
+#include <likeness/export.hpp>
 
 #include <opencv2/core.hpp>
 
@@ -10,13 +14,13 @@ namespace likeness {
 /// @param bgr  CV_32FC3 in B, G, R order, nominally in [0, 1]; not modified
 /// @param opp  CV_32FC2 of the same size, allocated by the caller; nominally in [-1, 1], not clipped. NaN stays in its
 ///             pixel.
-void convertToSimpleOpponentSpace(cv::Mat& bgr, cv::Mat& opp);
+LIKENESS_API void convertToSimpleOpponentSpace(cv::Mat& bgr, cv::Mat& opp);
 
 /// The same of a photograph, the same bits.
 ///
 /// @param photograph  any depth that `toUnit` takes, B, G, R; not modified
 /// @return            CV_32FC2 of its size; empty of an empty photograph
 /// @throws std::invalid_argument  if the photograph is of another type
-cv::Mat opponentFromBgr(const cv::Mat& photograph);
+LIKENESS_API cv::Mat opponentFromBgr(const cv::Mat& photograph);
 
 }  // namespace likeness

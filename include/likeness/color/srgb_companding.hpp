@@ -1,8 +1,11 @@
-// The transfer function of sRGB, IEC 61966-2-1:1999, with the thresholds of its first edition.
-//
-// Both directions are computed in double and rounded to float. Negative values take the straight line, values above 1
-// the power: nothing is clamped. NaN stays NaN.
+/// @file
+/// The transfer function of sRGB, IEC 61966-2-1:1999, with the thresholds of its first edition.
+///
+/// Both directions are computed in double and rounded to float. Negative values take the straight line, values above 1
+/// the power: nothing is clamped. NaN stays NaN.
 #pragma once
+
+#include <likeness/export.hpp>
 
 #include <opencv2/core.hpp>
 
@@ -25,23 +28,23 @@ inline float sRGBInverseCompanding(float v) {
 }
 
 /// `sRGBCompanding` of `count` values, the same bits. `encoded` may be `linear`.
-void sRGBCompandingOfRow(const float* linear, float* encoded, std::size_t count);
+LIKENESS_API void sRGBCompandingOfRow(const float* linear, float* encoded, std::size_t count);
 
 /// `sRGBInverseCompanding` of `count` values, the same bits. `linear` may be `encoded`.
-void sRGBInverseCompandingOfRow(const float* encoded, float* linear, std::size_t count);
+LIKENESS_API void sRGBInverseCompandingOfRow(const float* encoded, float* linear, std::size_t count);
 
 /// Linear values of a photograph.
 ///
 /// @param photograph  any depth that `toUnit` takes, B, G, R; not modified
 /// @return            CV_32FC3 of its size, B, G, R; empty of an empty photograph
 /// @throws std::invalid_argument  if the photograph is of another type
-cv::Mat linearBgrFromBgr(const cv::Mat& photograph);
+LIKENESS_API cv::Mat linearBgrFromBgr(const cv::Mat& photograph);
 
 /// Gamma-encoded values of linear ones.
 ///
 /// @param linearBgr  CV_32FC3 or CV_64FC3 (rounded to float), B, G, R, nominally in [0, 1]; not modified
 /// @return           CV_32FC3 of its size, B, G, R; empty of an empty image
 /// @throws std::invalid_argument  if the image is of another type
-cv::Mat bgrFromLinearBgr(const cv::Mat& linearBgr);
+LIKENESS_API cv::Mat bgrFromLinearBgr(const cv::Mat& linearBgr);
 
 }  // namespace likeness

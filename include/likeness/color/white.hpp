@@ -1,5 +1,8 @@
-// The white that colours are seen under, as a value.
+/// @file
+/// The white that colours are seen under, as a value.
 #pragma once
+
+#include <likeness/export.hpp>
 
 #include <opencv2/core.hpp>
 
@@ -7,7 +10,7 @@ namespace likeness {
 
 /// A white. Operations that take one refuse components that are not finite or not above 0 (std::invalid_argument), and
 /// compute with them in float.
-struct White {
+struct LIKENESS_API White {
     cv::Vec3d xyz;  ///< X, Y, Z, on the scale where Y = 1
 
     /// The white of sRGB and of the comparison, (0.9505, 1, 1.0888).

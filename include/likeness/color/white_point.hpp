@@ -1,11 +1,13 @@
-// Estimates of the white that a scene was seen under, for the whole image or for each pixel.
-//
-// Images are CV_32FC3, nominally in [0, 1].
+/// @file
+/// Estimates of the white that a scene was seen under, for the whole image or for each pixel.
+///
+/// Images are CV_32FC3, nominally in [0, 1].
 #pragma once
 
 #include <likeness/color/white.hpp>
 #include <likeness/diagnostics/diagnostics.hpp>
 #include <likeness/diagnostics/watch.hpp>
+#include <likeness/export.hpp>
 
 #include <opencv2/core.hpp>
 
@@ -27,8 +29,8 @@ namespace likeness {
 /// @throws std::invalid_argument  if `img` is of another type, or `white` or `previous` is, or is empty
 /// @see             Buchsbaum, "A spatial processor model for object colour perception", J. Franklin
 ///                  Institute 310, 1980
-bool computeWhitePointFromGrayWorld(const cv::Mat& img, cv::Mat& white, cv::Mat& previous, cv::Mat& mask,
-                                    const Diagnostics& diagnostics = workingDirectory());
+LIKENESS_API bool computeWhitePointFromGrayWorld(const cv::Mat& img, cv::Mat& white, cv::Mat& previous, cv::Mat& mask,
+                                                 const Diagnostics& diagnostics = workingDirectory());
 
 /// White of each pixel: the image smoothed by a guided filter under itself, radius 16, eps 1e-4.
 ///
@@ -36,7 +38,8 @@ bool computeWhitePointFromGrayWorld(const cv::Mat& img, cv::Mat& white, cv::Mat&
 /// @param white   replaced by the white image, of the size and type of `img`
 /// @param radius  not read: the radius is always 16
 /// @param diagnostics  receives what `guidedFilter` writes: eight images where `img` has three channels
-void computeWhiteImg(cv::Mat& img, cv::Mat& white, int radius, const Diagnostics& diagnostics = workingDirectory());
+LIKENESS_API void computeWhiteImg(cv::Mat& img, cv::Mat& white, int radius,
+                                  const Diagnostics& diagnostics = workingDirectory());
 
 /// White of each pixel: the image smoothed by a bilateral filter (Tomasi, Manduchi, ICCV 1998).
 ///
@@ -44,7 +47,7 @@ void computeWhiteImg(cv::Mat& img, cv::Mat& white, int radius, const Diagnostics
 /// @param white  overwritten, allocated where it does not fit; must not be `img`
 /// @param sigma  width of the filter in values
 /// @param d      diameter of the neighbourhood, and the width of the filter, in pixels
-void computeWhiteImgVs2(cv::Mat& img, cv::Mat& white, float sigma, int d);
+LIKENESS_API void computeWhiteImgVs2(cv::Mat& img, cv::Mat& white, float sigma, int d);
 
 /// A white that was found in a photograph.
 struct WhiteEstimate {
@@ -64,8 +67,8 @@ struct WhiteEstimate {
 /// @return            `found` is false of an empty photograph
 /// @throws std::invalid_argument  if the photograph is of another type
 /// @throws Cancelled  when the caller ends it
-WhiteEstimate grayWorldWhite(const cv::Mat& photograph, const WhiteEstimate* previous = nullptr,
-                             const Watch& watch = {});
+LIKENESS_API WhiteEstimate grayWorldWhite(const cv::Mat& photograph, const WhiteEstimate* previous = nullptr,
+                                          const Watch& watch = {});
 
 /// What smooths a photograph to the white of each pixel.
 enum class WhiteFilter {
@@ -73,10 +76,11 @@ enum class WhiteFilter {
     bilateral  ///< `computeWhiteImgVs2`
 };
 
+/// How `localWhite` smooths.
 struct LocalWhiteOptions {
-    WhiteFilter filter = WhiteFilter::guided;
-    double sigma = 0.1;  ///< of `bilateral`: width in values, above 0 and up to 100; white is 1
-    int diameter = 15;   ///< of `bilateral`: diameter and width in pixels, 1 to 255
+    WhiteFilter filter = WhiteFilter::guided;  ///< the filter
+    double sigma = 0.1;                        ///< of `bilateral`: width in values, above 0 and up to 100; white is 1
+    int diameter = 15;                         ///< of `bilateral`: diameter and width in pixels, 1 to 255
 };
 
 /// White of each pixel: the photograph, smoothed.
@@ -88,6 +92,7 @@ struct LocalWhiteOptions {
 /// @throws std::invalid_argument  if the photograph is of another type or has other values, or an option is out of its
 ///                                range
 /// @throws Cancelled  when the caller ends it
-cv::Mat localWhite(const cv::Mat& photograph, const LocalWhiteOptions& options = {}, const Watch& watch = {});
+LIKENESS_API cv::Mat localWhite(const cv::Mat& photograph, const LocalWhiteOptions& options = {},
+                                const Watch& watch = {});
 
 }  // namespace likeness

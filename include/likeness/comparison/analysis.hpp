@@ -1,9 +1,11 @@
-// Photographs analysed once and compared as often as is wanted.
+/// @file
+/// Photographs analysed once and compared as often as is wanted.
 #pragma once
 
 #include <likeness/comparison/perceptual_metrics.hpp>
 #include <likeness/comparison/photograph_comparison.hpp>
 #include <likeness/diagnostics/watch.hpp>
+#include <likeness/export.hpp>
 
 #include <opencv2/core.hpp>
 
@@ -11,6 +13,7 @@
 
 namespace likeness {
 
+/// What `analyze` keeps.
 struct AnalysisOptions {
     /// Whether the maps of the correlates are wanted too. They are made of the same count; they are kept by colour,
     /// with the colour of each pixel: 4 bytes per pixel and 24 per colour of an 8-bit photograph, 24 per pixel of
@@ -19,11 +22,12 @@ struct AnalysisOptions {
 };
 
 /// How a photograph looks: what `analyze` found. Copies share their maps and are cheap.
-class Analysis {
+class LIKENESS_API Analysis {
 public:
     /// That of an empty photograph.
     Analysis() = default;
 
+    /// Distributions of the five correlates.
     const AppearanceDistributions& distributions() const noexcept { return distributions_; }
 
     /// Of the photograph, in pixels.
@@ -32,6 +36,7 @@ public:
     /// Luminance of the background that the photograph was seen before (`backgroundLuminanceOf`).
     float backgroundLuminance() const noexcept { return backgroundLuminance_; }
 
+    /// Whether there are maps: they were asked for, and the photograph is not empty.
     bool hasMaps() const noexcept { return !maps_.hueDegrees.empty(); }
 
     /// One correlate of each pixel: `analysis.map(&AppearanceMaps::chroma)`. The same bits as `appearanceMaps`.
@@ -63,19 +68,21 @@ private:
 /// @throws std::invalid_argument  if the photograph is of another type
 /// @throws Cancelled  when the caller ends it
 /// @note  Who analyses many photographs keeps a `Comparer`.
-Analysis analyze(const cv::Mat& photograph, const AnalysisOptions& options = {}, const Watch& watch = {});
+LIKENESS_API Analysis analyze(const cv::Mat& photograph, const AnalysisOptions& options = {}, const Watch& watch = {});
 
 /// The five coefficients of two photographs.
-LikenessCoefficients compare(const Analysis& first, const Analysis& second);
+LIKENESS_API LikenessCoefficients compare(const Analysis& first, const Analysis& second);
 
 /// Analyses and compares one photograph after the other and keeps its tables between them (16 MiB for each of two
 /// photographs, and 64 MiB of address space where maps are wanted): small photographs take microseconds. One thread at
 /// a time.
-class Comparer {
+class LIKENESS_API Comparer {
 public:
     Comparer();
     ~Comparer();
+    /// Takes the tables of another, which is then only to be destroyed or assigned to.
     Comparer(Comparer&& other) noexcept;
+    /// As above.
     Comparer& operator=(Comparer&& other) noexcept;
 
     /// `likeness::analyze`.

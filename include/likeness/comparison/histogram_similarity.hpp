@@ -1,11 +1,14 @@
-// How much the value distributions of two maps overlap: histograms of rounded values and the Bhattacharyya coefficient
-// (Bhattacharyya, "On a measure of divergence between two statistical populations", Bull. Calcutta Math. Soc. 35,
-// 1943).
-//
-// A map is CV_32F of any size. The bin of a value is the nearest integer, halves away from zero; a value outside the
-// range of int, infinite ones too, has the bin of the smallest int. NaN has no bin and is not counted. Bins count in
-// float and so stop at 2^24. A map of another type raises std::invalid_argument.
+/// @file
+/// How much the value distributions of two maps overlap: histograms of rounded values and the Bhattacharyya coefficient
+/// (Bhattacharyya, "On a measure of divergence between two statistical populations", Bull. Calcutta Math. Soc. 35,
+/// 1943).
+///
+/// A map is CV_32F of any size. The bin of a value is the nearest integer, halves away from zero; a value outside the
+/// range of int, infinite ones too, has the bin of the smallest int. NaN has no bin and is not counted. Bins count in
+/// float and so stop at 2^24. A map of another type raises std::invalid_argument.
 #pragma once
+
+#include <likeness/export.hpp>
 
 #include <opencv2/core.hpp>
 
@@ -22,8 +25,9 @@ namespace likeness {
 using BinProbabilities = std::map<int, float>;
 
 /// How many values each bin received.
-class BinCounts {
+class LIKENESS_API BinCounts {
 public:
+    /// Counts a value so many times; NaN is in no bin.
     void add(float value, std::uint32_t times = 1) {
         if (std::isnan(value)) {
             missing_ += times;
@@ -31,6 +35,8 @@ public:
             addToBin(binOf(value), times);
         }
     }
+
+    /// Counts so many values in a bin.
     void addToBin(int bin, std::uint64_t times) {
         total_ += times;
         if (bin >= firstDense && bin < firstDense + denseBins) {
@@ -40,6 +46,7 @@ public:
         }
     }
 
+    /// Counts every value of a CV_32F map.
     void add(const cv::Mat& map);
 
     /// A map whose element i stands for counts[i] equal values.
@@ -53,6 +60,8 @@ public:
     /// Share, 0..1, of the values that are NaN and so in no bin; 0 of no values.
     double nanShare() const noexcept;
 
+    /// The bin of a value that is not NaN: the nearest integer, halves away from 0; that of values beyond the range of
+    /// int is the least int.
     static int binOf(float value) noexcept;
 
 private:
@@ -69,16 +78,16 @@ private:
 
 /// Adds the relative frequency of each bin of `map` to `probs`, which should be empty. A map without a value that has a
 /// bin adds nothing.
-void computeFreqProbs(const cv::Mat& map, std::map<int, float>& probs);
+LIKENESS_API void computeFreqProbs(const cv::Mat& map, std::map<int, float>& probs);
 
 /// Bhattacharyya coefficient over the bins 0 to 999, in float: 0 for no overlap, 1 for equal distributions. Other bins
 /// do not contribute, even where both distributions hold them.
-float bhattacharyyaCoefficient(const BinProbabilities& first, const BinProbabilities& second);
+LIKENESS_API float bhattacharyyaCoefficient(const BinProbabilities& first, const BinProbabilities& second);
 
 /// The same over all bins, so that equal distributions have 1 wherever their bins lie.
-float bhattacharyyaCoefficientOfAllBins(const BinProbabilities& first, const BinProbabilities& second);
+LIKENESS_API float bhattacharyyaCoefficientOfAllBins(const BinProbabilities& first, const BinProbabilities& second);
 
 /// The coefficient of two maps, over the bins 0 to 999, which may differ in size.
-float getBhattacharyaCoeff(const cv::Mat& first, const cv::Mat& second);
+LIKENESS_API float getBhattacharyaCoeff(const cv::Mat& first, const cv::Mat& second);
 
 }  // namespace likeness

@@ -1,4 +1,5 @@
-// The five appearance correlates that photographs are compared by: one value of each, and their names.
+/// @file
+/// The five appearance correlates that photographs are compared by: one value of each, and their names.
 #pragma once
 
 #include <array>
@@ -10,14 +11,15 @@ namespace likeness {
 /// One value per correlate.
 template <typename T>
 struct PerCorrelate {
-    T brightness{};
-    T lightness{};
-    T chroma{};
-    T colorfulness{};
-    T saturation{};
+    T brightness{};    ///< Q: how much light an area seems to give off
+    T lightness{};     ///< J: brightness relative to the white
+    T chroma{};        ///< C: how far from grey, relative to the white
+    T colorfulness{};  ///< M: how far from grey, in absolute terms
+    T saturation{};    ///< s: colourfulness relative to the area's own brightness
 
     /// The value of `correlateNames[k]`, k < 5.
     T& operator[](std::size_t k) noexcept { return *pointers(*this)[k]; }
+    /// The same of a constant.
     const T& operator[](std::size_t k) const noexcept { return *pointers(*this)[k]; }
 
 private:
@@ -28,6 +30,7 @@ private:
     }
 };
 
+/// How a correlate is called.
 struct CorrelateName {
     const char* name;    ///< of a field of `PerCorrelate`
     const char* symbol;  ///< of the model

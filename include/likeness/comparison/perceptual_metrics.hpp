@@ -1,7 +1,11 @@
+/// @file
+/// The appearance correlates of an image under the viewing conditions of the comparison: CV_32F maps of the image's size
+/// from sharpened B, G, R that are adapted to D65, CV_32FC3 on the scale 0..1.
 #pragma once
 
 #include <likeness/comparison/per_correlate.hpp>
 #include <likeness/diagnostics/diagnostics.hpp>
+#include <likeness/export.hpp>
 
 #include <opencv2/core.hpp>
 
@@ -23,13 +27,13 @@ namespace likeness {
 /// @throws std::invalid_argument  if an image is of another type, or a map too small; `src` is then as it was
 /// @note  NaN where a cone response is negative. No colour of an 8-bit photograph that was adapted by `compute_cat` has
 ///        one; saturated colours of other images can.
-void perceptualMetrics(cv::Mat& src, cv::Mat& Q, cv::Mat& J, cv::Mat& C, cv::Mat& M, cv::Mat& s,
-                       const Diagnostics& diagnostics = workingDirectory());
+LIKENESS_API void perceptualMetrics(cv::Mat& src, cv::Mat& Q, cv::Mat& J, cv::Mat& C, cv::Mat& M, cv::Mat& s,
+                                    const Diagnostics& diagnostics = workingDirectory());
 
 /// The same under a background luminance of the caller's choice, for an image that stands for another: the distinct
 /// colours of a photograph are seen before the background of the whole photograph.
-void perceptualMetricsBeforeBackground(cv::Mat& src, float backgroundLuminance, cv::Mat& Q, cv::Mat& J, cv::Mat& C,
-                                       cv::Mat& M, cv::Mat& s, const Diagnostics& diagnostics);
+LIKENESS_API void perceptualMetricsBeforeBackground(cv::Mat& src, float backgroundLuminance, cv::Mat& Q, cv::Mat& J,
+                                                    cv::Mat& C, cv::Mat& M, cv::Mat& s, const Diagnostics& diagnostics);
 
 /// The correlates of an image, CV_32F of its size; `lightness` in 0..100.
 struct AppearanceMaps : PerCorrelate<cv::Mat> {
@@ -38,10 +42,11 @@ struct AppearanceMaps : PerCorrelate<cv::Mat> {
 
 /// What `perceptualMetricsBeforeBackground` computes, and the hue (`computeHue`) under the same conditions.
 /// @param src  left multiplied by 100
-AppearanceMaps appearanceMapsBeforeBackground(cv::Mat& src, float backgroundLuminance, const Diagnostics& diagnostics);
+LIKENESS_API AppearanceMaps appearanceMapsBeforeBackground(cv::Mat& src, float backgroundLuminance,
+                                                           const Diagnostics& diagnostics);
 
 /// Luminance of the background that `perceptualMetrics` assumes for an image of so many pixels: 20 up to some 0.67
 /// megapixels, then a little off because the mean is summed in float.
-float backgroundLuminanceOf(std::int64_t pixels);
+LIKENESS_API float backgroundLuminanceOf(std::int64_t pixels);
 
 }  // namespace likeness

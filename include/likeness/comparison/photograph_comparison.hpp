@@ -1,10 +1,12 @@
-// The comparison of two photographs as a library call.
+/// @file
+/// The comparison of two photographs as a library call.
 #pragma once
 
 #include <likeness/comparison/histogram_similarity.hpp>
 #include <likeness/comparison/per_correlate.hpp>
 #include <likeness/comparison/perceptual_metrics.hpp>
 #include <likeness/diagnostics/diagnostics.hpp>
+#include <likeness/export.hpp>
 
 #include <opencv2/core.hpp>
 
@@ -39,7 +41,8 @@ struct AppearanceDistributions : PerCorrelate<BinProbabilities> {
 /// @throws std::invalid_argument  if the photograph is of another type
 /// @note  Takes about 40 bytes per distinct colour; where dumps are wanted, 130 and 4 per pixel. Of a float photograph
 ///        it takes about 130 bytes per pixel.
-AppearanceDistributions appearanceDistributions(const cv::Mat& photograph, const Diagnostics& diagnostics = dropAll());
+LIKENESS_API AppearanceDistributions appearanceDistributions(const cv::Mat& photograph,
+                                                             const Diagnostics& diagnostics = dropAll());
 
 /// The correlates of an image, each pixel's: normalisation, adaptation to D65, forward appearance model and hue, as the
 /// comparison sees a photograph.
@@ -49,14 +52,15 @@ AppearanceDistributions appearanceDistributions(const cv::Mat& photograph, const
 /// @param diagnostics  the dumps of `perceptualMetrics`
 /// @throws std::invalid_argument  if the image is of another type
 /// @note  An 8-bit image is taken once per distinct colour, with the same bits as a result.
-AppearanceMaps appearanceMaps(const cv::Mat& image, const Diagnostics& diagnostics = dropAll());
+LIKENESS_API AppearanceMaps appearanceMaps(const cv::Mat& image, const Diagnostics& diagnostics = dropAll());
 
 /// The five coefficients of two analysed photographs, over all bins: those of very bright floats lie beyond the bins 0
 /// to 999, which hold every 8-bit photograph's.
-LikenessCoefficients compareDistributions(const AppearanceDistributions& first, const AppearanceDistributions& second);
+LIKENESS_API LikenessCoefficients compareDistributions(const AppearanceDistributions& first,
+                                                       const AppearanceDistributions& second);
 
 /// What `comparePhotographs` does with two photographs before it compares their distributions.
-std::pair<AppearanceDistributions, AppearanceDistributions> analyzePhotographs(
+LIKENESS_API std::pair<AppearanceDistributions, AppearanceDistributions> analyzePhotographs(
     const cv::Mat& first, const cv::Mat& second, const Diagnostics& diagnostics = dropAll());
 
 /// Compares two photographs, each CV_8UC3 or CV_32FC3 as above, which may differ in size and depth. Without dumps the
@@ -64,7 +68,7 @@ std::pair<AppearanceDistributions, AppearanceDistributions> analyzePhotographs(
 /// that those of the second replace those of the first.
 ///
 /// @throws std::invalid_argument  if a photograph is of another type
-LikenessCoefficients comparePhotographs(const cv::Mat& first, const cv::Mat& second,
-                                        const Diagnostics& diagnostics = dropAll());
+LIKENESS_API LikenessCoefficients comparePhotographs(const cv::Mat& first, const cv::Mat& second,
+                                                     const Diagnostics& diagnostics = dropAll());
 
 }  // namespace likeness

@@ -1,10 +1,13 @@
-// Where the intermediate images, text dumps and messages of an operation go.
-//
-// Every operation that writes or prints takes one last argument of type `const Diagnostics&`. Left out, it is
-// `workingDirectory()`: files in the working directory, messages on standard output. A front end that wants them
-// elsewhere hands over a `DirectoryDiagnostics`; one that wants none hands over `dropAll()`, and the dumps are then
-// not even computed.
+/// @file
+/// Where the intermediate images, text dumps and messages of an operation go.
+///
+/// Every operation that writes or prints takes one last argument of type `const Diagnostics&`. Left out, it is
+/// `workingDirectory()`: files in the working directory, messages on standard output. A front end that wants them
+/// elsewhere hands over a `DirectoryDiagnostics`; one that wants none hands over `dropAll()`, and the dumps are then
+/// not even computed.
 #pragma once
+
+#include <likeness/export.hpp>
 
 #include <opencv2/core.hpp>
 
@@ -21,7 +24,7 @@ namespace likeness {
 
 /// A text file that an operation fills while it runs. Writing is safe from several threads: what one call hands over
 /// stays together. The file is closed when the object goes.
-class TextDump {
+class LIKENESS_API TextDump {
 public:
     virtual ~TextDump() = default;
 
@@ -32,7 +35,7 @@ public:
 /// Receiver of everything that an operation shows on the way to its result. All functions may be called from several
 /// threads at once; files and texts handed over in one call are never torn by another. Dumps are there to be looked
 /// at: a receiver that cannot keep one does not fail the operation.
-class Diagnostics {
+class LIKENESS_API Diagnostics {
 public:
     virtual ~Diagnostics() = default;
 
@@ -59,18 +62,22 @@ public:
 };
 
 /// Files in the working directory, messages on standard output. The default of every operation.
-const Diagnostics& workingDirectory();
+LIKENESS_API const Diagnostics& workingDirectory();
 
 /// Keeps nothing.
-const Diagnostics& dropAll();
+LIKENESS_API const Diagnostics& dropAll();
 
 class TextFile;
 
 /// Files in a directory of the caller's choice; messages on standard output or nowhere. Of several threads that write
 /// one name at a time the last to begin keeps the file.
-class DirectoryDiagnostics final : public Diagnostics {
+class LIKENESS_API DirectoryDiagnostics final : public Diagnostics {
 public:
-    enum class Messages { toStandardOutput, dropped };
+    /// Where messages go.
+    enum class Messages {
+        toStandardOutput,  ///< printed
+        dropped            ///< nowhere
+    };
 
     /// @param directory  an existing directory; empty stands for the working directory at the time of each write
     explicit DirectoryDiagnostics(std::string directory, Messages messages = Messages::toStandardOutput);

@@ -1,7 +1,9 @@
-// What the caller of a long operation sees while it runs, and how it ends one early.
+/// @file
+/// What the caller of a long operation sees while it runs, and how it ends one early.
 #pragma once
 
 #include <likeness/diagnostics/diagnostics.hpp>
+#include <likeness/export.hpp>
 
 #include <functional>
 #include <stdexcept>
@@ -9,7 +11,7 @@
 namespace likeness {
 
 /// Thrown by an operation whose caller ended it through `Watch::progress`. Its arguments are unchanged.
-class Cancelled : public std::runtime_error {
+class LIKENESS_API Cancelled : public std::runtime_error {
 public:
     Cancelled() : std::runtime_error("the operation was cancelled by its caller") {}
 };

@@ -1,7 +1,9 @@
-// A photograph in other brightnesses.
+/// @file
+/// A photograph in other brightnesses.
 #pragma once
 
 #include <likeness/diagnostics/watch.hpp>
+#include <likeness/export.hpp>
 
 #include <opencv2/core.hpp>
 
@@ -9,6 +11,7 @@
 
 namespace likeness {
 
+/// Which of the pictures `brighten` makes.
 struct BrightenOptions {
     /// Factor of the first pass, above 0 and up to 100; each next pass has 0.7 less, and those that are made must have
     /// one above 0 (`brightnessFactor`). Below 10 brightens, above 10 darkens.
@@ -27,12 +30,12 @@ struct BrightenOptions {
 /// @return        rows x cols, CV_32FC3, B, G, R on the scale 0..1, not clamped; empty of an empty photograph
 /// @throws std::invalid_argument  for another type, NaN and values outside -1e6..1e6, an option out of its range
 /// @throws Cancelled  when the caller ends it
-cv::Mat brighten(const cv::Mat& photograph, const BrightenOptions& options = {}, const Watch& watch = {});
+LIKENESS_API cv::Mat brighten(const cv::Mat& photograph, const BrightenOptions& options = {}, const Watch& watch = {});
 
 /// All `brightnessPasses` pictures from the one analysis of the photograph, in the order of the passes;
 /// `options.pass` is not read. None of an empty photograph. The rest is as for `brighten`; `watch` is told of the
 /// change of brightness and of the way back of each picture.
-std::vector<cv::Mat> brightenInPasses(const cv::Mat& photograph, const BrightenOptions& options = {},
-                                      const Watch& watch = {});
+LIKENESS_API std::vector<cv::Mat> brightenInPasses(const cv::Mat& photograph, const BrightenOptions& options = {},
+                                                   const Watch& watch = {});
 
 }  // namespace likeness

@@ -1,8 +1,10 @@
-// Matching the lightness of one photograph to another's, and the statistics for it. NaN values do not count in them.
+/// @file
+/// Matching the lightness of one photograph to another's, and the statistics for it. NaN values do not count in them.
 #pragma once
 
 #include <likeness/diagnostics/diagnostics.hpp>
 #include <likeness/diagnostics/watch.hpp>
+#include <likeness/export.hpp>
 
 #include <opencv2/core.hpp>
 
@@ -20,33 +22,35 @@ namespace likeness {
 /// @param diagnostics  two lines as from `computeMean`, for `nonFlash` and for `target`
 /// @note            The remapping runs over the rows and columns of `target`: of a larger `nonFlash`, the pixels beyond
 ///                  them keep their L*; of a smaller one, all are remapped.
-void alterNonFlashBrightness(cv::Mat& nonFlash, cv::Mat& target, cv::Mat& result,
-                             const Diagnostics& diagnostics = workingDirectory());
+LIKENESS_API void alterNonFlashBrightness(cv::Mat& nonFlash, cv::Mat& target, cv::Mat& result,
+                                          const Diagnostics& diagnostics = workingDirectory());
 
 struct LightnessStatistics;
 
 /// The remapping of `alterNonFlashBrightness`: L* from the one mean and standard deviation to the other, in place.
 ///
 /// @param lab  CV_32FC3, L*, a*, b*
-void remapLightness(cv::Mat& lab, const LightnessStatistics& own, const LightnessStatistics& wanted);
+LIKENESS_API void remapLightness(cv::Mat& lab, const LightnessStatistics& own, const LightnessStatistics& wanted);
 
 /// Mean of the values of a CV_32F plane that are not NaN, summed in float row by row; 0 where there are none. Prints
 /// the sum, a space and the count.
-float computeMean(cv::Mat& plane, const Diagnostics& diagnostics = workingDirectory());
+LIKENESS_API float computeMean(cv::Mat& plane, const Diagnostics& diagnostics = workingDirectory());
 
 /// Standard deviation of a CV_32F plane about `mean`, which is read: the root of the mean of v^2 - mean^2 over the
 /// values that are not NaN, summed in float row by row. NaN where there are none, or where rounding makes the sum
 /// negative.
-float computeStdDev(const cv::Mat& plane, float& mean);
+LIKENESS_API float computeStdDev(const cv::Mat& plane, float& mean);
 
 /// Mean and standard deviation of a photograph's CIE L*, as `computeMean` and `computeStdDev` find them.
 struct LightnessStatistics {
-    float mean;
-    float deviation;
+    float mean;       ///< of L*, 0..100
+    float deviation;  ///< of L*
 };
 
+/// Statistics of a photograph's L*, as the image library's `COLOR_BGR2Lab` gives it.
 /// @param bgr  CV_32FC3, B, G, R, gamma-encoded, in [0, 1]; not modified
-LightnessStatistics lightnessStatistics(const cv::Mat& bgr, const Diagnostics& diagnostics = workingDirectory());
+LIKENESS_API LightnessStatistics lightnessStatistics(const cv::Mat& bgr,
+                                                     const Diagnostics& diagnostics = workingDirectory());
 
 /// A photograph with the lightness of another.
 struct LightnessMatch {
@@ -67,6 +71,7 @@ struct LightnessMatch {
 /// @throws std::invalid_argument  for another type, an empty reference, NaN and values outside -1e6..1e6, and where one
 ///                of the two has one lightness throughout: there is no spread to match
 /// @throws Cancelled  when the caller ends it
-LightnessMatch matchLightness(const cv::Mat& photograph, const cv::Mat& reference, const Watch& watch = {});
+LIKENESS_API LightnessMatch matchLightness(const cv::Mat& photograph, const cv::Mat& reference,
+                                           const Watch& watch = {});
 
 }  // namespace likeness

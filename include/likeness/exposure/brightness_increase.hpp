@@ -1,6 +1,10 @@
+/// @file
+/// Photographs of another brightness through the appearance model and back: sharpened B, G, R, CV_32FC3 on the scale 0..1,
+/// in six passes of falling factors.
 #pragma once
 
 #include <likeness/diagnostics/diagnostics.hpp>
+#include <likeness/export.hpp>
 
 #include <opencv2/core.hpp>
 
@@ -14,7 +18,7 @@ inline constexpr int brightnessPasses = 6;
 
 /// Factor of a pass of `increaseBrightness`, which is `first` in pass 0 and 0.7 less in each next one; every step is
 /// rounded to float.
-float brightnessFactor(float first, int pass);
+LIKENESS_API float brightnessFactor(float first, int pass);
 
 /// Photographs of another brightness, and the same chroma and hue: the forward appearance model, a power law on the
 /// brightness smoothed by a bilateral filter, and the inverse model, for six factors.
@@ -40,7 +44,8 @@ float brightnessFactor(float first, int pass);
 /// @param dst     six images of that size and type, allocated by the caller; sharpened B, G, R on the scale 0..1, not
 ///                clamped
 /// @param factor  brightness factor of the first pass
-void increaseBrightness(cv::Mat& src, cv::Mat* dst, float factor, const Diagnostics& diagnostics = workingDirectory());
+LIKENESS_API void increaseBrightness(cv::Mat& src, cv::Mat* dst, float factor,
+                                     const Diagnostics& diagnostics = workingDirectory());
 
 /// Passes of `increaseBrightness` one after the other, of which no more than one picture is kept at a time. The same
 /// bits, dumps and messages as of these passes there, with the dumps and messages that come before and after them.
@@ -50,8 +55,8 @@ void increaseBrightness(cv::Mat& src, cv::Mat* dst, float factor, const Diagnost
 ///                may be altered
 /// @param src, factor  as above; `factor` is that of pass 0 also where that is not made
 /// @throws std::invalid_argument  for other passes, before anything is computed
-void increaseBrightnessByPasses(cv::Mat& src, float factor, const std::vector<int>& passes,
-                                const std::function<void(int pass, cv::Mat& picture)>& take,
-                                const Diagnostics& diagnostics = workingDirectory());
+LIKENESS_API void increaseBrightnessByPasses(cv::Mat& src, float factor, const std::vector<int>& passes,
+                                             const std::function<void(int pass, cv::Mat& picture)>& take,
+                                             const Diagnostics& diagnostics = workingDirectory());
 
 }  // namespace likeness

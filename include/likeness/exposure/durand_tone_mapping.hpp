@@ -1,4 +1,8 @@
+/// @file
+/// Tone mapping of a linear radiance map, CV_32FC3, to the range 0..1 by a bilateral filter on the logarithm of luminance.
 #pragma once
+
+#include <likeness/export.hpp>
 
 #include <opencv2/core.hpp>
 
@@ -25,6 +29,6 @@ struct DurandToneMapping {
 ///        a B, G, R image is weighed by its blue in the place of red (departure 16). Luminance below 1e-4 counts as 1e-4 in the
 ///        logarithm.
 /// @see   Durand, Dorsey, "Fast bilateral filtering for the display of high-dynamic-range images", ACM TOG 21(3), 2002
-void toneMapDurand(const cv::Mat& radiance, cv::Mat& toneMapped, const DurandToneMapping& parameters = {});
+LIKENESS_API void toneMapDurand(const cv::Mat& radiance, cv::Mat& toneMapped, const DurandToneMapping& parameters = {});
 
 }  // namespace likeness

@@ -1,6 +1,10 @@
+/// @file
+/// What comes before and after the recovery of a camera response: float exposures, CV_32FC3 B, G, R in [0, 1], made into
+/// 8-bit images with times in seconds, and images written to files.
 #pragma once
 
 #include <likeness/diagnostics/diagnostics.hpp>
+#include <likeness/export.hpp>
 
 #include <opencv2/core.hpp>
 
@@ -24,8 +28,9 @@ namespace likeness {
 ///                    "test10.jpg" (`images[0]`) and "test11.jpg" (the second exposure); and for each exposure i the
 ///                    line "`imageTimes[i]` `times[i + 1]` `count`"
 /// @pre  `times` has `count` + 1 entries; not checked
-void loadExposureSeq(cv::Mat* exposures, cv::Mat& nonFlash, float* times, std::vector<cv::Mat>& images,
-                     std::vector<float>& imageTimes, int count, const Diagnostics& diagnostics = workingDirectory());
+LIKENESS_API void loadExposureSeq(cv::Mat* exposures, cv::Mat& nonFlash, float* times, std::vector<cv::Mat>& images,
+                                  std::vector<float>& imageTimes, int count,
+                                  const Diagnostics& diagnostics = workingDirectory());
 
 /// Takes B, G, R exposures in [0, 1] to what the appearance model looks at: sharpened B, G, R adapted to D65, every
 /// pixel its own white, times 100, in place.
@@ -33,10 +38,11 @@ void loadExposureSeq(cv::Mat* exposures, cv::Mat& nonFlash, float* times, std::v
 /// Of the correlates of each exposure only the files of `computeLightness` and `computeBrightness` remain
 /// ("A_before.jpg", "10_in.txt", "mask.jpg"); where no files are wanted they are not computed. Besides, each exposure
 /// over the one before: "test1.jpg", the exposure as it came, times 255, and "test.jpg", the adapted one, times 255.
-void recoverLightnessExposureCurve(cv::Mat*& exposures, int count, const Diagnostics& diagnostics = workingDirectory());
+LIKENESS_API void recoverLightnessExposureCurve(cv::Mat*& exposures, int count,
+                                                const Diagnostics& diagnostics = workingDirectory());
 
 /// Multiplies a CV_32FC3 image by 255 in place and writes it to the file `name`, whose extension gives the format: a
 /// result, always written. An unknown extension raises the image library's error.
-void getFinalImg(cv::Mat& img, std::string name);
+LIKENESS_API void getFinalImg(cv::Mat& img, std::string name);
 
 }  // namespace likeness

@@ -1,21 +1,23 @@
-// Edge-preserving smoothing that is steered by a guide image: He, Sun, Tang, "Guided image filtering", IEEE TPAMI
-// 35(6), 2013.
-//
-// In every square window the input p is modelled as a linear function of the guide I, p = a I + b; the coefficients of
-// all windows that cover a pixel are averaged and applied to the guide's value there. A guide of one channel is taken
-// as it is; a guide of three channels gives three coefficients per window, from the 3 x 3 covariance of its channels.
-//
-// Guides and inputs may have any depth. A guide of CV_32F or CV_64F is used in its own depth, any other is converted to
-// CV_32F without scaling: bytes keep their values 0..255. All arithmetic is done in the depth of the stored guide,
-// operation by operation on whole planes, rounded after each. A plane divided by a plane gives 0 where the divisor is
-// 0. Windows reach over the border into the mirror image (edge pixel not repeated). A single-channel input of the
-// guide's depth that is a view into a larger image is not copied: its windows reach into that image, as OpenCV's do.
-// NaN and infinite values spread over the rows and columns that a running sum carries them along.
-//
-// An input whose size differs from the guide's, or whose depth cannot be converted, raises a cv::Exception.
+/// @file
+/// Edge-preserving smoothing that is steered by a guide image: He, Sun, Tang, "Guided image filtering", IEEE TPAMI
+/// 35(6), 2013.
+///
+/// In every square window the input p is modelled as a linear function of the guide I, p = a I + b; the coefficients of
+/// all windows that cover a pixel are averaged and applied to the guide's value there. A guide of one channel is taken
+/// as it is; a guide of three channels gives three coefficients per window, from the 3 x 3 covariance of its channels.
+///
+/// Guides and inputs may have any depth. A guide of CV_32F or CV_64F is used in its own depth, any other is converted to
+/// CV_32F without scaling: bytes keep their values 0..255. All arithmetic is done in the depth of the stored guide,
+/// operation by operation on whole planes, rounded after each. A plane divided by a plane gives 0 where the divisor is
+/// 0. Windows reach over the border into the mirror image (edge pixel not repeated). A single-channel input of the
+/// guide's depth that is a view into a larger image is not copied: its windows reach into that image, as OpenCV's do.
+/// NaN and infinite values spread over the rows and columns that a running sum carries them along.
+///
+/// An input whose size differs from the guide's, or whose depth cannot be converted, raises a cv::Exception.
 #pragma once
 
 #include <likeness/diagnostics/diagnostics.hpp>
+#include <likeness/export.hpp>
 
 #include <opencv2/core.hpp>
 
@@ -28,7 +30,7 @@ class PlaneBlock;
 
 /// What the variants for the two kinds of guide share. Immutable after construction: one object may filter any number
 /// of inputs, from several threads.
-class GuidedFilterImpl {
+class LIKENESS_API GuidedFilterImpl {
 public:
     virtual ~GuidedFilterImpl() = default;
     GuidedFilterImpl(const GuidedFilterImpl&) = delete;
@@ -51,6 +53,7 @@ public:
     cv::Mat filter(const cv::Mat& p, int depth, const Diagnostics& diagnostics = workingDirectory()) const;
 
 protected:
+    /// @param depthOfStoredGuide  CV_32F or CV_64F
     explicit GuidedFilterImpl(int depthOfStoredGuide) : guideDepth(depthOfStoredGuide) {}
 
 private:
@@ -58,7 +61,7 @@ private:
 };
 
 /// Guide of one channel. Writes nothing.
-class GuidedFilterMono final : public GuidedFilterImpl {
+class LIKENESS_API GuidedFilterMono final : public GuidedFilterImpl {
 public:
     /// @param guide       one channel; copied. Another number raises std::invalid_argument
     /// @param windowSide  pixels along a side of the window
@@ -84,7 +87,7 @@ private:
 ///
 /// The covariance of the guide is inverted as it is: `regularizer` has no effect in this variant. Windows in which the
 /// guide is flat, or its channels depend on each other linearly, have a determinant of 0 and then coefficients of 0.
-class GuidedFilterColor final : public GuidedFilterImpl {
+class LIKENESS_API GuidedFilterColor final : public GuidedFilterImpl {
 public:
     /// @param guide        three channels; copied. Another number raises std::invalid_argument
     /// @param windowSide   pixels along a side of the window
@@ -126,7 +129,7 @@ private:
 };
 
 /// A guided filter for whichever guide it is given. What depends on the guide alone is computed once, here.
-class GuidedFilter {
+class LIKENESS_API GuidedFilter {
 public:
     /// @param I    guide of one or three channels; otherwise a cv::Exception of code -215 (assertion failed) is raised
     ///             before anything is allocated
@@ -144,7 +147,7 @@ private:
 
 /// `GuidedFilter(I, r, eps).filter(p, depth)`. With a guide of three channels the eight images of `GuidedFilterColor`
 /// are written; with one channel none.
-cv::Mat guidedFilter(const cv::Mat& I, const cv::Mat& p, int r, double eps, int depth,
-                     const Diagnostics& diagnostics = workingDirectory());
+LIKENESS_API cv::Mat guidedFilter(const cv::Mat& I, const cv::Mat& p, int r, double eps, int depth,
+                                  const Diagnostics& diagnostics = workingDirectory());
 
 }  // namespace likeness

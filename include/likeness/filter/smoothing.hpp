@@ -1,7 +1,9 @@
-// Smoothing of a photograph that does not cross the edges of a guide: the guided filter in its three variants.
+/// @file
+/// Smoothing of a photograph that does not cross the edges of a guide: the guided filter in its three variants.
 #pragma once
 
 #include <likeness/diagnostics/watch.hpp>
+#include <likeness/export.hpp>
 
 #include <opencv2/core.hpp>
 
@@ -20,6 +22,7 @@ enum class SmoothingVariant {
     transport
 };
 
+/// How `smooth` smooths.
 struct SmoothOptions {
     /// Photograph of any depth and of the size of the one that is smoothed, whose edges are kept. Empty: the photograph
     /// is its own guide.
@@ -29,7 +32,7 @@ struct SmoothOptions {
     /// Variance of the guide in a window, on the scale 0..1, 0 to 1e6: well above it edges are kept, well below it the
     /// window is averaged.
     double epsilon = 0.01;
-    SmoothingVariant variant = SmoothingVariant::gray;
+    SmoothingVariant variant = SmoothingVariant::gray;  ///< what guides
 };
 
 /// Smooths a photograph with the guided filter (`filter/guidedfilter.hpp`).
@@ -44,6 +47,6 @@ struct SmoothOptions {
 /// @throws std::invalid_argument  where the guide has another size, a value is NaN or infinite, an option is out of its
 ///         range, or the guide of `color` and `transport` has no colour: every window would be degenerate
 /// @throws Cancelled  when the caller ends it
-cv::Mat smooth(const cv::Mat& photograph, const SmoothOptions& options = {}, const Watch& watch = {});
+LIKENESS_API cv::Mat smooth(const cv::Mat& photograph, const SmoothOptions& options = {}, const Watch& watch = {});
 
 }  // namespace likeness

@@ -1,7 +1,10 @@
+/// @file
+/// How strongly the structure around each pixel is oriented: CV_32F maps of a three-channel image's size.
 #pragma once
 
 #include <likeness/diagnostics/diagnostics.hpp>
 #include <likeness/diagnostics/watch.hpp>
+#include <likeness/export.hpp>
 
 #include <opencv2/core.hpp>
 
@@ -34,9 +37,10 @@ namespace likeness {
 ///               order of the channels, with the roundings of the image library's eigenvalue solver. Works on 32 rows
 ///               and those around them that the kernels reach to, in ten planes, and where files are wanted on seven
 ///               planes of the image's size. All of it is released.
-void computeStructuralTensor(cv::Mat& image, cv::Mat& out, float size,
-                             const Diagnostics& diagnostics = workingDirectory());
+LIKENESS_API void computeStructuralTensor(cv::Mat& image, cv::Mat& out, float size,
+                                          const Diagnostics& diagnostics = workingDirectory());
 
+/// What `orientedStructure` looks at.
 struct StructureOptions {
     int size = 3;           ///< side of the two Gaussian kernels in pixels: an odd number from 1 to 99
     bool coherence = true;  ///< whether `Structure::coherence` is wanted; it costs eigenvalues at every pixel
@@ -51,14 +55,15 @@ struct Structure {
 /// Measures the orientation of a photograph's structure, as `computeStructuralTensor` does on the scale 0..255.
 ///
 /// @param photograph  rows x cols, any depth that `toUnit` takes, B, G, R, 0..1; not modified. A view into a larger
-/// image
-///                    is seen as if it were a whole one. NaN and infinite values spread as far as the kernels reach.
+///                    image is seen as if it were a whole one. NaN and infinite values spread as far as the kernels
+///                    reach.
 /// @param watch       is told of every 32 rows; its receiver gets the dumps and the message of
-/// `computeStructuralTensor`
+///                    `computeStructuralTensor`
 /// @return            two maps of the photograph's size, empty of an empty one. The strength has the bits of
 ///                    `computeStructuralTensor`; the coherence is the one that is dumped, times 255, divided by 255.
 /// @throws std::invalid_argument  for another type or size of the kernels
 /// @throws Cancelled  when the caller ends it
-Structure orientedStructure(const cv::Mat& photograph, const StructureOptions& options = {}, const Watch& watch = {});
+LIKENESS_API Structure orientedStructure(const cv::Mat& photograph, const StructureOptions& options = {},
+                                         const Watch& watch = {});
 
 }  // namespace likeness

@@ -1,13 +1,16 @@
-// The linear map that carries one Gaussian distribution of colours onto another with the least squared displacement
-// (Olkin and Pukelsheim, "The distance between two random vectors with given dispersion matrices", Linear Algebra and
-// its Applications 48, 1982; for colour: Pitie and Kokaram, "The linear Monge-Kantorovitch linear colour mapping for
-// example-based colour transfer", CVMP 2007).
-//
-// Matrices are n x n CV_32F, n being 2 (chroma) or 3 (all channels); the caller has allocated the outputs. Symmetric
-// matrices are evaluated in double on the stack, without allocation, and rounded to float once: more exact than a float
-// evaluation, which a singular covariance leaves three digits or fewer. Other n raise a cv::Exception,
-// matrices of another type or smaller than n x n std::invalid_argument.
+/// @file
+/// The linear map that carries one Gaussian distribution of colours onto another with the least squared displacement
+/// (Olkin and Pukelsheim, "The distance between two random vectors with given dispersion matrices", Linear Algebra and
+/// its Applications 48, 1982; for colour: Pitie and Kokaram, "The linear Monge-Kantorovitch linear colour mapping for
+/// example-based colour transfer", CVMP 2007).
+///
+/// Matrices are n x n CV_32F, n being 2 (chroma) or 3 (all channels); the caller has allocated the outputs. Symmetric
+/// matrices are evaluated in double on the stack, without allocation, and rounded to float once: more exact than a float
+/// evaluation, which a singular covariance leaves three digits or fewer. Other n raise a cv::Exception,
+/// matrices of another type or smaller than n x n std::invalid_argument.
 #pragma once
+
+#include <likeness/export.hpp>
 
 #include <opencv2/core.hpp>
 
@@ -15,11 +18,11 @@ namespace likeness {
 
 /// Matrix product C = A B of square matrices of equal size, accumulated in C's float elements in the order of k. C must
 /// be neither A nor B. The name is kept although it is not a dot product.
-void dot(const cv::Mat& A, const cv::Mat& B, cv::Mat& C);
+LIKENESS_API void dot(const cv::Mat& A, const cv::Mat& B, cv::Mat& C);
 
 /// Principal square root R of a symmetric matrix A, of which the lower triangle is read. A negative eigenvalue, as the
 /// rounding of a nearly singular covariance gives it, counts as 0. NaN or infinity in A makes all of R NaN. R may be A.
-void matrixSquareRoot(const cv::Mat& A, cv::Mat& R, int n);
+LIKENESS_API void matrixSquareRoot(const cv::Mat& A, cv::Mat& R, int n);
 
 /// Transport map T = S^(-1/2) (S^(1/2) targetCov S^(1/2))^(1/2) S^(-1/2), S being `sourceCov` with each variance below
 /// 7.5 (squared units of the colour values) raised to 7.5. x -> T x turns the covariance S into `targetCov`. T is
@@ -35,6 +38,6 @@ void matrixSquareRoot(const cv::Mat& A, cv::Mat& R, int n);
 /// @param T          NaN throughout where an element of either covariance is NaN or infinite
 /// @note  Where the evaluation in single precision is itself well-conditioned, it agrees to a relative 1e-4 of the
 ///        largest element.
-void closedFormMatrix(const cv::Mat& sourceCov, const cv::Mat& targetCov, cv::Mat& T, int n);
+LIKENESS_API void closedFormMatrix(const cv::Mat& sourceCov, const cv::Mat& targetCov, cv::Mat& T, int n);
 
 }  // namespace likeness

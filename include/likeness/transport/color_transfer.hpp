@@ -1,17 +1,20 @@
-// Colour transfer between photographs as values: the palette of one on the other, by the optimal-transport map between
-// their colours in CIE L*a*b* (`transport/optimal_transport.hpp`).
-//
-// Photographs are of any depth that `toUnit` takes, B, G, R; they are not modified. L*a*b* is the image library's own,
-// under D65: L* 0..100, a* and b* in their natural units. Results are B, G, R, CV_32FC3 on the scale 0..1; what becomes
-// of colours outside sRGB is left to the image library's conversion back.
+/// @file
+/// Colour transfer between photographs as values: the palette of one on the other, by the optimal-transport map between
+/// their colours in CIE L*a*b* (`transport/optimal_transport.hpp`).
+///
+/// Photographs are of any depth that `toUnit` takes, B, G, R; they are not modified. L*a*b* is the image library's own,
+/// under D65: L* 0..100, a* and b* in their natural units. Results are B, G, R, CV_32FC3 on the scale 0..1; what becomes
+/// of colours outside sRGB is left to the image library's conversion back.
 #pragma once
 
 #include <likeness/diagnostics/watch.hpp>
+#include <likeness/export.hpp>
 
 #include <opencv2/core.hpp>
 
 namespace likeness {
 
+/// Which channels of CIE L*a*b* a transfer changes.
 enum class TransferChannels {
     chroma,  ///< a* and b*; lightness stays
     all      ///< L*, a* and b*
@@ -23,32 +26,33 @@ enum class TransferForm {
     bonneel    ///< after it, so that the map moves the mean too; only the whole way and for `TransferChannels::chroma`
 };
 
+/// How `transferColors` carries colours over.
 struct TransferOptions {
     double t = 1;  ///< how far to go, 0 (nowhere) to 1 (all the way to the palette)
-    TransferChannels channels = TransferChannels::all;
-    TransferForm form = TransferForm::centered;
+    TransferChannels channels = TransferChannels::all;  ///< which channels change
+    TransferForm form = TransferForm::centered;         ///< where the mean is taken off
 };
 
 /// An affine map of colours L*, a*, b*: matrix (x - inputMean) + targetMean, in Bonneel's form
 /// matrix x - inputMean + targetMean. Of a transfer of chroma the first row and column are those of the identity and
 /// the means of L* are 0.
 struct ColorMap {
-    cv::Matx33f matrix = cv::Matx33f::eye();
-    cv::Vec3f inputMean;
-    cv::Vec3f targetMean;
+    cv::Matx33f matrix = cv::Matx33f::eye();  ///< in the order L*, a*, b*
+    cv::Vec3f inputMean;                      ///< mean of the photograph
+    cv::Vec3f targetMean;                     ///< mean that it is carried to
 };
 
 /// A photograph with other colours, and the map that gave them.
 struct Transfer {
-    cv::Mat image;  ///< size of the photograph, CV_32FC3, B, G, R
-    cv::Matx33f map = cv::Matx33f::eye();
-    cv::Vec3f inputMean;
-    cv::Vec3f targetMean;
+    cv::Mat image;                         ///< size of the photograph, CV_32FC3, B, G, R
+    cv::Matx33f map = cv::Matx33f::eye();  ///< `ColorMap::matrix`
+    cv::Vec3f inputMean;                   ///< `ColorMap::inputMean`
+    cv::Vec3f targetMean;                  ///< `ColorMap::targetMean`
 };
 
 /// Everything that the pictures on the way from a photograph to a palette have in common. Copying it is cheap; one
 /// object serves any number of threads.
-class ColorTransfer {
+class LIKENESS_API ColorTransfer {
 public:
     /// @param options  `t` is not read
     /// @param watch    is told of the statistics of each photograph; its receiver gets the lines of
@@ -100,7 +104,7 @@ private:
 /// @throws std::invalid_argument  for another type, NaN or infinite values, an empty palette, a t outside 0..1, and
 ///               Bonneel's form of all channels or of another t than 1
 /// @throws Cancelled  when the caller ends it
-Transfer transferColors(const cv::Mat& photograph, const cv::Mat& palette, const TransferOptions& options = {},
-                        const Watch& watch = {});
+LIKENESS_API Transfer transferColors(const cv::Mat& photograph, const cv::Mat& palette,
+                                     const TransferOptions& options = {}, const Watch& watch = {});
 
 }  // namespace likeness

@@ -1,5 +1,6 @@
 // darkroom batch, merge and verify as a user meets them, and what is left of them when things go wrong.
 #include <likeness/comparison/photograph_comparison.hpp>
+#include <likeness/version.hpp>
 #include "batch/working_file.hpp"
 #include "darkroom/darkroom_program.hpp"
 #include "files/number_format.hpp"

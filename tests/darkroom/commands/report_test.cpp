@@ -1,4 +1,5 @@
 // darkroom report: what is in the page, and what a browser shows of it when a reader sorts and filters.
+#include <likeness/version.hpp>
 #include "batch/result_store.hpp"
 #include "darkroom/darkroom_program.hpp"
 #include "files/markup_text.hpp"

@@ -1,6 +1,7 @@
 // The parser against what the program says of itself.
 #include "console/command_line.hpp"
 
+#include <likeness/version.hpp>
 #include "darkroom/darkroom_program.hpp"
 #include "support/test_images.hpp"
 

@@ -1,4 +1,5 @@
 // The man page against the parser.
+#include <likeness/version.hpp>
 #include "console/command_line.hpp"
 #include "console/exit_status.hpp"
 #include "console/parser_view.hpp"

@@ -1,6 +1,7 @@
 // The page of a comparison, as a browser shows it.
 #include "pages/comparison_report.hpp"
 
+#include <likeness/version.hpp>
 #include "darkroom/darkroom_program.hpp"
 #include "support/browser.hpp"
 #include "support/test_images.hpp"

@@ -1,5 +1,6 @@
 // darkroom appearance: how bright, light, colourful, saturated and of what hue each pixel of an image looks.
 #include <likeness/comparison/photograph_comparison.hpp>
+#include <likeness/version.hpp>
 #include "batch/correlates.hpp"
 #include "console/map_statistics.hpp"
 #include "console/option_checks.hpp"

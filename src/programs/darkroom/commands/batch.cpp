@@ -1,4 +1,5 @@
 // darkroom batch: many pairs of photographs, compared and recorded so that nothing is lost.
+#include <likeness/version.hpp>
 #include "batch/analysis_cache.hpp"
 #include "batch/batch_summary.hpp"
 #include "batch/earlier_results.hpp"

@@ -3,6 +3,7 @@
 #include <likeness/color/chromaticity.hpp>
 #include <likeness/color/correlated_color_temperature.hpp>
 #include <likeness/color/white_point.hpp>
+#include <likeness/version.hpp>
 #include "console/image_output_options.hpp"
 #include "console/option_checks.hpp"
 #include "console/progress.hpp"

@@ -1,5 +1,6 @@
 #include "console/command_line.hpp"
 
+#include <likeness/version.hpp>
 #include "console/option_checks.hpp"
 #include "console/parser_view.hpp"
 #include "console/subcommands.hpp"

@@ -2,6 +2,7 @@
 
 #include <likeness/appearance/viewing_conditions.hpp>
 #include <likeness/comparison/perceptual_metrics.hpp>
+#include <likeness/version.hpp>
 #include "batch/correlates.hpp"
 #include "diagnostics/number_text.hpp"
 #include "files/csv_text.hpp"

@@ -1,5 +1,6 @@
 #include "console/manual.hpp"
 
+#include <likeness/version.hpp>
 #include "console/exit_status.hpp"
 #include "console/parser_view.hpp"
 

@@ -1,5 +1,6 @@
 #include "pages/batch_report.hpp"
 
+#include <likeness/version.hpp>
 #include "files/markup_text.hpp"
 #include "files/number_format.hpp"
 #include "pages/batch_report_page.hpp"

@@ -2,6 +2,7 @@
 
 #include <likeness/appearance/viewing_conditions.hpp>
 #include <likeness/comparison/perceptual_metrics.hpp>
+#include <likeness/version.hpp>
 #include "diagnostics/number_text.hpp"
 #include "files/markup_text.hpp"
 #include "files/number_format.hpp"
