@@ -11,6 +11,7 @@
 #include <likeness/adaptation/photograph_adaptation.hpp>
 #include <likeness/adaptation/tint.hpp>
 #include <likeness/adaptation/two_scale_adaptation.hpp>
+#include <likeness/adaptation/white_image.hpp>
 #include <likeness/appearance/appearance_correlates.hpp>
 #include <likeness/appearance/cone_responses.hpp>
 #include <likeness/appearance/inverse_model.hpp>

@@ -1,9 +1,9 @@
 #include <likeness/adaptation/local_adaptation.hpp>
 
 #include <likeness/adaptation/degree_of_adaptation.hpp>
+#include <likeness/adaptation/white_image.hpp>
 #include <likeness/color/bgr_xyz.hpp>
 #include <likeness/color/sharpened_rgb.hpp>
-#include <likeness/color/white_point.hpp>
 #include "adaptation/adaptation_steps.hpp"
 #include "adaptation/common_region.hpp"
 #include "numerics/argument_check.hpp"

@@ -1,6 +1,7 @@
 #include <likeness/adaptation/photograph_adaptation.hpp>
 
 #include <likeness/adaptation/d65_adaptation.hpp>
+#include <likeness/adaptation/white_image.hpp>
 #include <likeness/color/bgr_xyz.hpp>
 #include <likeness/color/sharpened_rgb.hpp>
 #include "adaptation/adaptation_steps.hpp"

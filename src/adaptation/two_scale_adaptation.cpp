@@ -2,9 +2,9 @@
 
 #include <likeness/adaptation/d65_adaptation.hpp>
 #include <likeness/adaptation/degree_of_adaptation.hpp>
+#include <likeness/adaptation/white_image.hpp>
 #include <likeness/color/bgr_xyz.hpp>
 #include <likeness/color/sharpened_rgb.hpp>
-#include <likeness/color/white_point.hpp>
 #include <likeness/diagnostics/name_text.hpp>
 #include <likeness/structure/structure_tensor.hpp>
 #include "adaptation/common_region.hpp"

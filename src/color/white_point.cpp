@@ -3,12 +3,9 @@
 #include <likeness/color/clip.hpp>
 #include <likeness/color/pixel_matrix.hpp>
 #include <likeness/color/yuv.hpp>
-#include <likeness/filter/guidedfilter.hpp>
 #include "color/photograph_argument.hpp"
 #include "numerics/argument_check.hpp"
 #include "numerics/image_walk.hpp"
-
-#include <opencv2/imgproc.hpp>
 
 #include <algorithm>
 #include <cmath>
@@ -100,39 +97,11 @@ bool computeWhitePointFromGrayWorld(const cv::Mat& img, cv::Mat& white, cv::Mat&
     return found.converged;
 }
 
-// The radius is not read (departure 10): one white image serves callers that ask for very different ones.
-void computeWhiteImg(cv::Mat& img, cv::Mat& white, int /*radius*/, const Diagnostics& diagnostics) {
-    white = guidedFilter(img, img, 16, 0.0001, -1, diagnostics);
-}
-
-void computeWhiteImgVs2(cv::Mat& img, cv::Mat& white, float sigma, int d) {
-    cv::bilateralFilter(img, white, d, static_cast<double>(sigma), static_cast<double>(d));
-}
-
 WhiteEstimate grayWorldWhite(const cv::Mat& photograph, const WhiteEstimate* previous, const Watch& watch) {
     const cv::Mat unit = photograph.empty() ? cv::Mat() : unitPhotograph("photograph", photograph);
     const cv::Vec3f before =
         previous == nullptr ? cv::Vec3f::all(std::numeric_limits<float>::quiet_NaN()) : cv::Vec3f(previous->yuv);
     WhiteEstimate white = estimate(unit, before, watch.receiver());
-    watch.step(1, 1);
-    return white;
-}
-
-cv::Mat localWhite(const cv::Mat& photograph, const LocalWhiteOptions& options, const Watch& watch) {
-    requireAboveZero("sigma", options.sigma, 100);
-    requireBetween("diameter", options.diameter, 1, 255);
-    if (photograph.empty()) {
-        return {};
-    }
-    cv::Mat unit = unitPhotograph("photograph", photograph);
-    requireBounded("photograph", unit);
-    cv::Mat white;
-    if (options.filter == WhiteFilter::bilateral) {
-        computeWhiteImgVs2(unit, white, static_cast<float>(options.sigma), options.diameter);
-    } else {
-        constexpr int radius = 16;
-        computeWhiteImg(unit, white, radius, watch.receiver());
-    }
     watch.step(1, 1);
     return white;
 }

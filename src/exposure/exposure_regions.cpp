@@ -2,9 +2,9 @@
 
 #include <likeness/adaptation/d65_adaptation.hpp>
 #include <likeness/adaptation/two_scale_adaptation.hpp>
+#include <likeness/adaptation/white_image.hpp>
 #include <likeness/color/bgr_xyz.hpp>
 #include <likeness/color/sharpened_rgb.hpp>
-#include <likeness/color/white_point.hpp>
 #include <likeness/diagnostics/name_text.hpp>
 #include <likeness/exposure/brightness_increase.hpp>
 #include "color/photograph_argument.hpp"
@@ -12,11 +12,11 @@
 
 #include <omp.h>
 
+#include <pthread.h>
 #include <algorithm>
 #include <array>
 #include <atomic>
 #include <exception>
-#include <pthread.h>
 #include <system_error>
 #include <thread>
 

@@ -1,9 +1,9 @@
 #include <likeness/exposure/exposure_stack.hpp>
 
 #include <likeness/adaptation/two_scale_adaptation.hpp>
+#include <likeness/adaptation/white_image.hpp>
 #include <likeness/color/bgr_xyz.hpp>
 #include <likeness/color/sharpened_rgb.hpp>
-#include <likeness/color/white_point.hpp>
 #include <likeness/diagnostics/name_text.hpp>
 #include <likeness/exposure/brightness_increase.hpp>
 #include <likeness/exposure/exposure_sequence.hpp>

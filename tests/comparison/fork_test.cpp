@@ -1,6 +1,6 @@
 // The library in a process that was forked from one that had used it, whose threads do not follow.
 #include <likeness/adaptation/local_adaptation.hpp>
-#include <likeness/color/white_point.hpp>
+#include <likeness/adaptation/white_image.hpp>
 #include <likeness/comparison/photograph_comparison.hpp>
 #include <likeness/exposure/brightness_alignment.hpp>
 #include <likeness/exposure/brightness_increase.hpp>

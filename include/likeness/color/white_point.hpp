@@ -1,5 +1,5 @@
 /// @file
-/// Estimates of the white that a scene was seen under, for the whole image or for each pixel.
+/// Estimate of the white that a scene was seen under, one for the whole image.
 ///
 /// Images are CV_32FC3, nominally in [0, 1].
 #pragma once
@@ -32,23 +32,6 @@ namespace likeness {
 LIKENESS_API bool computeWhitePointFromGrayWorld(const cv::Mat& img, cv::Mat& white, cv::Mat& previous, cv::Mat& mask,
                                                  const Diagnostics& diagnostics = workingDirectory());
 
-/// White of each pixel: the image smoothed by a guided filter under itself, radius 16, eps 1e-4.
-///
-/// @param img     one or three channels, any depth; not modified
-/// @param white   replaced by the white image, of the size and type of `img`
-/// @param radius  not read: the radius is always 16
-/// @param diagnostics  receives what `guidedFilter` writes: eight images where `img` has three channels
-LIKENESS_API void computeWhiteImg(cv::Mat& img, cv::Mat& white, int radius,
-                                  const Diagnostics& diagnostics = workingDirectory());
-
-/// White of each pixel: the image smoothed by a bilateral filter (Tomasi, Manduchi, ICCV 1998).
-///
-/// @param img    one or three channels, CV_8U or CV_32F; not modified
-/// @param white  overwritten, allocated where it does not fit; must not be `img`
-/// @param sigma  width of the filter in values
-/// @param d      diameter of the neighbourhood, and the width of the filter, in pixels
-LIKENESS_API void computeWhiteImgVs2(cv::Mat& img, cv::Mat& white, float sigma, int d);
-
 /// A white that was found in a photograph.
 struct WhiteEstimate {
     White white;     ///< X, Y, Z of `bgr` (`White::fromBgr`)
@@ -69,30 +52,5 @@ struct WhiteEstimate {
 /// @throws Cancelled  when the caller ends it
 LIKENESS_API WhiteEstimate grayWorldWhite(const cv::Mat& photograph, const WhiteEstimate* previous = nullptr,
                                           const Watch& watch = {});
-
-/// What smooths a photograph to the white of each pixel.
-enum class WhiteFilter {
-    guided,    ///< `computeWhiteImg`: a guided filter under the photograph itself, radius 16, eps 1e-4
-    bilateral  ///< `computeWhiteImgVs2`
-};
-
-/// How `localWhite` smooths.
-struct LocalWhiteOptions {
-    WhiteFilter filter = WhiteFilter::guided;  ///< the filter
-    double sigma = 0.1;                        ///< of `bilateral`: width in values, above 0 and up to 100; white is 1
-    int diameter = 15;                         ///< of `bilateral`: diameter and width in pixels, 1 to 255
-};
-
-/// White of each pixel: the photograph, smoothed.
-///
-/// @param photograph  any depth that `toUnit` takes, of values from -1e6 to 1e6; not modified
-/// @param watch       its receiver gets the eight images of `guidedFilter`; one step
-/// @return            CV_32FC3 of its size, channels in its order; empty of an empty photograph. A view into a larger
-///                    image is smoothed as if it were a whole one.
-/// @throws std::invalid_argument  if the photograph is of another type or has other values, or an option is out of its
-///                                range
-/// @throws Cancelled  when the caller ends it
-LIKENESS_API cv::Mat localWhite(const cv::Mat& photograph, const LocalWhiteOptions& options = {},
-                                const Watch& watch = {});
 
 }  // namespace likeness

@@ -2,6 +2,7 @@
 #include <likeness/adaptation/d65_adaptation.hpp>
 #include <likeness/adaptation/global_adaptation.hpp>
 #include <likeness/adaptation/local_adaptation.hpp>
+#include <likeness/adaptation/white_image.hpp>
 #include <likeness/color/bgr_xyz.hpp>
 #include <likeness/color/clipped_values.hpp>
 #include <likeness/color/sharpened_rgb.hpp>

@@ -1,5 +1,6 @@
 // darkroom tint: the light of one photograph on the detail of another.
 #include <likeness/adaptation/two_scale_adaptation.hpp>
+#include <likeness/adaptation/white_image.hpp>
 #include <likeness/color/bgr_xyz.hpp>
 #include <likeness/color/sharpened_rgb.hpp>
 #include <likeness/color/white_point.hpp>

@@ -1,4 +1,5 @@
 // darkroom white: the white that a photograph was seen under, as a whole and at each pixel.
+#include <likeness/adaptation/white_image.hpp>
 #include <likeness/color/bgr_xyz.hpp>
 #include <likeness/color/chromaticity.hpp>
 #include <likeness/color/correlated_color_temperature.hpp>

@@ -56,6 +56,12 @@ void Progress::step() {
     ++done_;
 }
 
+void Progress::reach(int done, int steps) {
+    const std::scoped_lock lock(mutex_);
+    done_ = done;
+    steps_ = steps;
+}
+
 void Progress::draw() {
     const Clock::time_point begin = Clock::now();
     std::unique_lock lock(mutex_);

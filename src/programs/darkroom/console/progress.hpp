@@ -30,6 +30,9 @@ public:
     /// One more step is done.
     void step();
 
+    /// So many steps are done, of so many; both may differ from what was known before.
+    void reach(int done, int steps);
+
 private:
     void draw();
 
