@@ -148,6 +148,11 @@ Xyz xyzOf(const GivenColor& color, const NamedConditions& conditions, const Publ
     }
 }
 
+/// Black has no hue, whatever the angle that stands for it.
+std::string compositionOf(const Correlates& correlates) {
+    return correlates.chroma == 0 ? "none" : hueComposition(correlates.hueQuadrature);
+}
+
 /// The comparison's own chain, on a picture that holds the colour and the white of sRGB, which is its brightest pixel.
 Correlates ownCorrelates(const SrgbColor& color) {
     cv::Mat picture(1, 2, CV_32FC3, cv::Scalar::all(1));
@@ -217,7 +222,7 @@ nlohmann::ordered_json jsonOfColor(const SeenColor& color, double scale) {
     for (const NamedNumber& column : correlateColumns) {
         json[column.name] = numberOrNull(color.correlates.*column.value);
     }
-    json["hue_composition"] = hueComposition(color.correlates.hueQuadrature);
+    json["hue_composition"] = compositionOf(color.correlates);
     for (std::size_t k = 0; k < variants.size(); ++k) {
         const UniformColor& uniform = color.uniform[k];
         json["uniform"][variants[k].name] = {numberOrNull(uniform.lightness), numberOrNull(uniform.a),
@@ -287,7 +292,7 @@ std::string csvText(const Result& result) {
         for (const NamedNumber& column : correlateColumns) {
             add({color.correlates.*column.value});
         }
-        fields.push_back(hueComposition(color.correlates.hueQuadrature));
+        fields.push_back(compositionOf(color.correlates));
         add({color.uniform[0].lightness, color.uniform[0].a, color.uniform[0].b, color.lab.lightness, color.lab.a,
              color.lab.b, color.srgb[0], color.srgb[1], color.srgb[2]});
         if (!result.differences.empty()) {
@@ -345,7 +350,7 @@ std::string plainText(const Result& result) {
         for (const NamedNumber& column : correlateColumns) {
             row.push_back(fourDecimals(color.correlates.*column.value));
         }
-        row.push_back(hueComposition(color.correlates.hueQuadrature));
+        row.push_back(compositionOf(color.correlates));
         row.push_back(hexOf(color.srgb));
         rows.push_back(row);
     }
