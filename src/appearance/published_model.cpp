@@ -82,6 +82,9 @@ constexpr std::array<QuadraturePoint, 6> quadraturePoints = {{{20.14, 0.8, 0},
                                                               {360.00, 0.856, 385.9},
                                                               {380.14, 0.8, 400}}};
 
+/// Of the hues of quadrature 0, 100, 200, 300 and 400.
+constexpr std::string_view hueLetters = "RYGBR";
+
 /// The point that `value` lies behind, with another one behind it.
 const QuadraturePoint* pointBefore(double value, double QuadraturePoint::*coordinate) {
     const QuadraturePoint* point = quadraturePoints.data();
@@ -151,14 +154,13 @@ double hueDegreesOf(double quadrature) {
 }
 
 std::string hueComposition(double quadrature) {
-    constexpr char letters[] = "RYGBR";
     if (!std::isfinite(quadrature)) {
         return "none";
     }
     const double turn = turned(quadrature, 400);
     const auto i = static_cast<std::size_t>(turn / 100);
     const int ahead = static_cast<int>(std::lround(turn - 100 * static_cast<double>(i)));
-    const auto part = [&letters](int share, std::size_t hue) { return std::to_string(share) + letters[hue]; };
+    const auto part = [](int share, std::size_t hue) { return std::to_string(share) + hueLetters[hue]; };
     if (ahead == 0 || ahead == 100) {
         return part(100, ahead == 0 ? i : i + 1);
     }

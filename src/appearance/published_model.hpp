@@ -117,7 +117,7 @@ public:
     ///         above 0; correlates that no colour has under these conditions
     Xyz colorOf(const CorrelateTriple& triple) const;
 
-    /// The forward model on an image, each pixel within 1e-6 relative of `correlatesOf` (the maps' rounding to float).
+    /// The forward model on an image: `correlatesOf` of each pixel, rounded to float (6e-8 relative).
     /// @param xyz  CV_32FC3 in the order X, Y, Z, on the scale of images: Y = 1 for a perfect diffuser; not modified.
     /// An
     ///             empty one has empty maps

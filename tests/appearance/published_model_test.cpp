@@ -361,7 +361,7 @@ TEST(PublishedModelImages, AreTheColorsRounded) {
                 const cv::Vec3d color = cv::Vec3d(xyz.at<cv::Vec3f>(i, j)) * 100;
                 const Correlates k = model.correlatesOf({color[0], color[1], color[2]});
                 const auto same = [i, j](const cv::Mat& map, double expected) {
-                    EXPECT_NEAR(map.at<float>(i, j), expected, 1e-6 * std::abs(expected)) << i << ' ' << j;
+                    EXPECT_NEAR(map.at<float>(i, j), expected, 6e-8 * std::abs(expected)) << i << ' ' << j;
                 };
                 same(maps.lightness, k.lightness);
                 same(maps.brightness, k.brightness);

@@ -73,11 +73,11 @@ TEST_F(DarkroomColour, PrintsATable) {
     EXPECT_EQ(outcome.err, "");
     EXPECT_EQ(outcome.out,
               "ciecam16; white 95.05,100,108.88; adapting luminance 31.83 cd/m2; background 20; surround average; D "
-              "0.8754; F_L 0.5419\n"
+              "0.8755; F_L 0.5419\n"
               "colour                   X        Y        Z        J         Q        C        M        s        h     "
-              "    H     hue     sRGB\n"
+              "    H     hue  sRGB\n"
               "57.06,43.06,31.96  57.0600  43.0600  31.9600  65.4283  152.0699  49.6796  42.6247  52.9431  17.4866  "
-              "398.0305  98R 2B     none\n");
+              "398.0305  98R 2B  none\n");
 }
 
 TEST_F(DarkroomColour, GoesBackFromCorrelates) {
