@@ -116,9 +116,10 @@ std::optional<std::vector<std::size_t>> placesOf(const std::vector<std::string>&
     return places;
 }
 
+/// Names alone: no number, no "#aabbcc" and no percentage.
 bool isHeader(const std::vector<std::string>& fields) {
-    return std::any_of(fields.begin(), fields.end(), [](const std::string& field) {
-        return !field.empty() && field.front() != '#' && field.back() != '%' && std::isnan(numberIn(field));
+    return std::all_of(fields.begin(), fields.end(), [](const std::string& field) {
+        return field.empty() || (field.front() != '#' && field.back() != '%' && std::isnan(numberIn(field)));
     });
 }
 
@@ -293,6 +294,10 @@ std::vector<GivenColor> colorsIn(std::istream& table, const std::string& from) {
         while (reader.next(fields)) {
             for (std::string& field : fields) {
                 field = trimmed(field);
+            }
+            constexpr const char* byteOrderMark = "\xEF\xBB\xBF";
+            if (!columns && fields.front().rfind(byteOrderMark, 0) == 0) {
+                fields.front().erase(0, 3);
             }
             const bool header = !columns && isHeader(fields);
             if (!columns) {

@@ -4,6 +4,7 @@
 #include <fmt/ranges.h>
 
 #include <cmath>
+#include <filesystem>
 #include <fstream>
 #include <optional>
 
@@ -208,10 +209,11 @@ void checkKeys(const std::string& where, const ordered_json& json) {
 
 ordered_json readJson(const std::string& path) {
     std::ifstream stream(path);
-    ordered_json json = ordered_json::parse(stream, nullptr, false);
-    if (!stream.is_open() || stream.bad()) {
+    std::error_code none;
+    if (!stream.is_open() || std::filesystem::is_directory(path, none)) {
         throw Refusal("--conditions: cannot read '" + path + "'");
     }
+    ordered_json json = ordered_json::parse(stream, nullptr, false);
     if (json.is_discarded() || !json.is_object()) {
         throw Refusal("--conditions: '" + path + "' is not a JSON object");
     }

@@ -145,6 +145,7 @@ TEST_F(DarkroomColour, ReadsTables) {
     EXPECT_EQ(withTable(byHeader.out, "--csv").out, byHeader.out);
     const std::string same = withTable("X,Y,Z\n10,20,30\n", "--json").out;
     EXPECT_EQ(withTable("10,20,30\r\n", "- --json").out, same);
+    EXPECT_EQ(withTable("\xEF\xBB\xBFX,Y,Z\n10,20,30\n", "--json").out, same);
     const json rgb = json::parse(withTable("R,G,B\n255,128,0\n", "--json").out)["colours"][0];
     const json hex = json::parse(withTable("#ff8000\n", "--json").out)["colours"][0];
     EXPECT_EQ(rgb["xyz"], hex["xyz"]);
@@ -271,6 +272,8 @@ TEST_F(DarkroomColour, Refuses) {
               "darkroom colour: no colour is given: --xyz, --srgb, --lab, --from with --correlates, or a table on "
               "standard input\n");
     EXPECT_EQ(withTable("X,Y,Z\n1,2\n", "").err, "darkroom colour: standard input, line 2: the row ends too early\n");
+    EXPECT_EQ(withTable("nan,1,2\n", "").err,
+              "darkroom colour: standard input, line 1: 'nan,1,2' is not three numbers with commas between them\n");
     EXPECT_EQ(withTable("X,Y\n1,2\n", "").err,
               "darkroom colour: standard input: the header has neither X, Y, Z nor R, G, B nor srgb nor L, a, b nor "
               "three correlates such as J, C, h that determine a colour\n");

@@ -47,6 +47,7 @@ TEST_F(DarkroomConditions, JsonOfConditionsIsAFileOfThem) {
 
 TEST_F(DarkroomConditions, Refuses) {
     expectRefused({"conditions", "missing.json"}, "--conditions: cannot read 'missing.json'");
+    expectRefused({"conditions", "./"}, "--conditions: cannot read './'");
     expectRefused({"conditions", "cinema", "--conditions", "print-d50"},
                   "conditions are named twice: 'cinema' and --conditions");
     const auto refused = [this](const std::string& text, const std::string& problem) {
