@@ -45,4 +45,4 @@ build_packages=(g++ cmake ninja-build libopencv-dev libsleef-dev)
 darkroom_packages=(libcli11-dev nlohmann-json3-dev libfmt-dev libexif-dev libsqlite3-dev libssl-dev)
 
 # What the tests and benchmarks need on top.
-test_packages=(libgtest-dev libbenchmark-dev pkg-config chromium zsh groff-base)
+test_packages=(libgtest-dev libbenchmark-dev pkg-config chromium zsh groff-base liblcms2-dev python3-colorspacious)

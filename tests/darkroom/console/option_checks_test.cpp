@@ -1,7 +1,7 @@
 #include "console/option_checks.hpp"
 
+#include "console/output_check.hpp"
 #include "files/number_format.hpp"
-#include "files/output_check.hpp"
 #include "files/refusal.hpp"
 #include "support/scratch_directory.hpp"
 

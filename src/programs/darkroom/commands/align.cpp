@@ -1,9 +1,9 @@
 // darkroom align: lays a photograph onto another of the same scene.
 #include <likeness/structure/optical_flow_alignment.hpp>
 #include "console/option_checks.hpp"
+#include "console/output_check.hpp"
 #include "console/progress.hpp"
 #include "console/subcommands.hpp"
-#include "files/output_check.hpp"
 #include "pages/flow_picture.hpp"
 #include "photofile/image_input.hpp"
 #include "photofile/image_output.hpp"

@@ -8,8 +8,8 @@
 #include "batch/stop_signals.hpp"
 #include "console/list_options.hpp"
 #include "console/option_checks.hpp"
+#include "console/output_check.hpp"
 #include "console/subcommands.hpp"
-#include "files/output_check.hpp"
 #include "files/refusal.hpp"
 #include "photofile/decoder_remarks.hpp"
 

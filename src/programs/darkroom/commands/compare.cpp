@@ -1,9 +1,9 @@
 // darkroom compare: five coefficients that say how alike two photographs look.
 #include "console/comparison_result.hpp"
 #include "console/option_checks.hpp"
+#include "console/output_check.hpp"
 #include "console/progress.hpp"
 #include "console/subcommands.hpp"
-#include "files/output_check.hpp"
 #include "files/refusal.hpp"
 #include "files/replaced_file.hpp"
 #include "pages/comparison_report.hpp"

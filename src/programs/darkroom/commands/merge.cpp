@@ -2,8 +2,8 @@
 #include "batch/output_lock.hpp"
 #include "batch/result_merge.hpp"
 #include "console/option_checks.hpp"
+#include "console/output_check.hpp"
 #include "console/subcommands.hpp"
-#include "files/output_check.hpp"
 #include "files/refusal.hpp"
 
 #include <fmt/format.h>

@@ -1,9 +1,9 @@
 // darkroom transfer: the palette of one photograph on another.
 #include <likeness/transport/optimal_transport.hpp>
 #include "console/option_checks.hpp"
+#include "console/output_check.hpp"
 #include "console/progress.hpp"
 #include "console/subcommands.hpp"
-#include "files/output_check.hpp"
 #include "files/refusal.hpp"
 #include "photofile/image_input.hpp"
 #include "photofile/image_output.hpp"

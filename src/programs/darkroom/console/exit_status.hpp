@@ -22,7 +22,7 @@ struct ExitStatusText {
 inline constexpr std::array<ExitStatusText, 5> exitStatusTexts = {{
     {ExitStatus::done, "The work is done, and within the limits that were asked for."},
     {ExitStatus::outsideLimits,
-     "Compared, and outside the limits. Of batch, verify: something failed, is missing or does not agree."},
+     "Compared, and outside the limits. Of batch, verify, selftest: something failed, is missing or does not agree."},
     {ExitStatus::couldNotRun,
      "Could not run: wrong arguments, unreadable or unwritable files, or an error on the way."},
     {ExitStatus::interrupted, "A batch was stopped by SIGINT; what was at hand is finished and recorded."},

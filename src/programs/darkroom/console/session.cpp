@@ -1,6 +1,6 @@
 #include "console/session.hpp"
 
-#include "files/output_check.hpp"
+#include "console/output_check.hpp"
 
 #include <cstdio>
 #include <unistd.h>

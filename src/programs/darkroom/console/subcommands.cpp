@@ -7,6 +7,9 @@ const std::vector<Subcommand>& subcommands() {
         {"compare", "Compare two photographs by how they look: five coefficients", declareCompare},
         {"appearance", "Maps of how bright, light, colourful, saturated and of what hue an image looks",
          declareAppearance},
+        {"colour", "Single colours through a published appearance model, forward and back", declareColour, false},
+        {"conditions", "The viewing conditions there are by name, and what follows from them", declareConditions,
+         false},
         {"convert", "A picture to another colour space, and back", declareConvert},
         {"white", "The white that a photograph was seen under", declareWhite},
         {"adapt", "A photograph as if seen under D65, or under another one's light", declareAdapt},
@@ -24,6 +27,8 @@ const std::vector<Subcommand>& subcommands() {
         {"merge", "Join the results of shards into one file in the order of the list", declareMerge},
         {"verify", "Tell what results of a batch lack against its list", declareVerify},
         {"report", "A page of the results of a batch: distributions, scatter, table, failures", declareReport},
+        {"selftest", "Run the published examples of the appearance models; exit status 1 where a value differs",
+         declareSelftest, false},
         {"completion", "Print a script that completes this command line in a shell", declareCompletion, false},
         {"manual", "Print the man page, in the language of man", declareManual, false},
     };

@@ -1,7 +1,7 @@
 #include "console/text_output.hpp"
 
 #include "console/option_checks.hpp"
-#include "files/output_check.hpp"
+#include "console/output_check.hpp"
 #include "files/replaced_file.hpp"
 
 #include <iostream>

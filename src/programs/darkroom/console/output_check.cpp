@@ -1,4 +1,4 @@
-#include "files/output_check.hpp"
+#include "console/output_check.hpp"
 
 #include "files/refusal.hpp"
 
@@ -6,7 +6,7 @@
 #include <set>
 #include <unistd.h>
 
-namespace likeness {
+namespace likeness::darkroom {
 namespace {
 
 namespace fs = std::filesystem;
@@ -86,4 +86,4 @@ void checkDistinct(const std::vector<std::string>& outputs) {
     }
 }
 
-}  // namespace likeness
+}  // namespace likeness::darkroom

@@ -5,7 +5,7 @@
 #include <string_view>
 #include <vector>
 
-namespace likeness {
+namespace likeness::darkroom {
 
 /// Refuses a folder that does not exist, is no folder, or cannot be written.
 /// @param option  the option that names it, for the refusal
@@ -30,4 +30,4 @@ void checkNotAnInput(const std::string& path, const std::vector<std::string>& in
 /// @throws Refusal
 void checkDistinct(const std::vector<std::string>& outputs);
 
-}  // namespace likeness
+}  // namespace likeness::darkroom
