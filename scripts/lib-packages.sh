@@ -89,7 +89,7 @@ program_packages=(libfmt-dev libssl-dev)
 darkroom_packages=("${program_packages[@]}" libcli11-dev nlohmann-json3-dev libexif-dev libsqlite3-dev)
 
 # What the tests and benchmarks need on top.
-test_packages=(libgtest-dev libbenchmark-dev pkg-config chromium zsh groff-base)
+test_packages=(libgtest-dev libbenchmark-dev pkg-config chromium zsh groff-base liblcms2-dev python3-colorspacious)
 
 # Builds a target once, and again when sources have changed. The first time it says how long that takes; on a terminal it
 # shows how far it is. What the tools print is shown only where they fail.

@@ -13,14 +13,19 @@
 #include <likeness/adaptation/two_scale_adaptation.hpp>
 #include <likeness/adaptation/white_image.hpp>
 #include <likeness/appearance/appearance_correlates.hpp>
+#include <likeness/appearance/conditions.hpp>
 #include <likeness/appearance/cone_responses.hpp>
 #include <likeness/appearance/inverse_model.hpp>
+#include <likeness/appearance/published_model.hpp>
+#include <likeness/appearance/uniform_space.hpp>
 #include <likeness/appearance/viewing_conditions.hpp>
 #include <likeness/color/bgr_xyz.hpp>
 #include <likeness/color/chromaticity.hpp>
+#include <likeness/color/cie_lab.hpp>
 #include <likeness/color/clip.hpp>
 #include <likeness/color/clipped_values.hpp>
 #include <likeness/color/correlated_color_temperature.hpp>
+#include <likeness/color/illuminants.hpp>
 #include <likeness/color/lab.hpp>
 #include <likeness/color/lab_range.hpp>
 #include <likeness/color/lms_lalphabeta.hpp>
@@ -28,6 +33,7 @@
 #include <likeness/color/pixel_matrix.hpp>
 #include <likeness/color/sharpened_rgb.hpp>
 #include <likeness/color/srgb_companding.hpp>
+#include <likeness/color/tristimulus.hpp>
 #include <likeness/color/unit_image.hpp>
 #include <likeness/color/white.hpp>
 #include <likeness/color/white_point.hpp>

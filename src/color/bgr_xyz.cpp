@@ -2,6 +2,7 @@
 
 #include <likeness/color/pixel_matrix.hpp>
 #include <likeness/color/srgb_companding.hpp>
+#include <likeness/color/tristimulus.hpp>
 #include "color/color_argument.hpp"
 #include "color/encoded_bgr.hpp"
 #include "numerics/argument_check.hpp"
@@ -13,13 +14,15 @@
 namespace likeness {
 namespace {
 
-/// Linear sRGB to XYZ for a D65 white; rows X, Y, Z, columns R, G, B.
+/// `xyzFromLinearSrgb` in float.
 cv::Mat xyzFromLinearRgb() {
-    // clang-format off
-    return (cv::Mat_<float>(3, 3) << 0.412424,  0.357579, 0.180464,
-                                     0.212656,  0.715158, 0.0721856,
-                                     0.0193324, 0.119193, 0.950444);
-    // clang-format on
+    cv::Mat matrix(3, 3, CV_32F);
+    for (int k = 0; k < 3; ++k) {
+        for (int c = 0; c < 3; ++c) {
+            matrix.at<float>(k, c) = static_cast<float>(xyzFromLinearSrgb[k][c]);
+        }
+    }
+    return matrix;
 }
 
 /// Linearises `bgr` pixel by pixel and applies the matrix; each pixel is read before it is written. Where

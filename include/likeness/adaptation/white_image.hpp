@@ -1,8 +1,10 @@
-// The white that each pixel of a scene was seen under: the image, smoothed.
+/// @file
+/// The white that each pixel of a scene was seen under: the image, smoothed.
 #pragma once
 
 #include <likeness/diagnostics/diagnostics.hpp>
 #include <likeness/diagnostics/watch.hpp>
+#include <likeness/export.hpp>
 
 #include <opencv2/core.hpp>
 
@@ -14,7 +16,8 @@ namespace likeness {
 /// @param white   replaced by the white image, of the size and type of `img`
 /// @param radius  not read: the radius is always 16
 /// @param diagnostics  receives what `guidedFilter` writes: eight images where `img` has three channels
-void computeWhiteImg(cv::Mat& img, cv::Mat& white, int radius, const Diagnostics& diagnostics = workingDirectory());
+LIKENESS_API void computeWhiteImg(cv::Mat& img, cv::Mat& white, int radius,
+                                  const Diagnostics& diagnostics = workingDirectory());
 
 /// White of each pixel: the image smoothed by a bilateral filter (Tomasi, Manduchi, ICCV 1998).
 ///
@@ -22,7 +25,7 @@ void computeWhiteImg(cv::Mat& img, cv::Mat& white, int radius, const Diagnostics
 /// @param white  overwritten, allocated where it does not fit; must not be `img`
 /// @param sigma  width of the filter in values
 /// @param d      diameter of the neighbourhood, and the width of the filter, in pixels
-void computeWhiteImgVs2(cv::Mat& img, cv::Mat& white, float sigma, int d);
+LIKENESS_API void computeWhiteImgVs2(cv::Mat& img, cv::Mat& white, float sigma, int d);
 
 /// What smooths a photograph to the white of each pixel.
 enum class WhiteFilter {
@@ -45,6 +48,7 @@ struct LocalWhiteOptions {
 /// @throws std::invalid_argument  if the photograph is of another type or has other values, or an option is out of its
 ///                                range
 /// @throws Cancelled  when the caller ends it
-cv::Mat localWhite(const cv::Mat& photograph, const LocalWhiteOptions& options = {}, const Watch& watch = {});
+LIKENESS_API cv::Mat localWhite(const cv::Mat& photograph, const LocalWhiteOptions& options = {},
+                                const Watch& watch = {});
 
 }  // namespace likeness

@@ -1,8 +1,8 @@
 /// @file
 /// The transfer function of sRGB, IEC 61966-2-1:1999, with the thresholds of its first edition.
 ///
-/// Both directions are computed in double and rounded to float. Negative values take the straight line, values above 1
-/// the power: nothing is clamped. NaN stays NaN.
+/// Both directions are computed in double, and rounded where they take floats. Negative values take the straight line,
+/// values above 1 the power: nothing is clamped. NaN stays NaN.
 #pragma once
 
 #include <likeness/export.hpp>
@@ -14,17 +14,24 @@
 
 namespace likeness {
 
-/// Gamma-encoded value of a linear one; straight line up to and including 0.0031308.
-inline float sRGBCompanding(float v) {
-    const double linear = v;
-    return static_cast<float>(linear <= 0.0031308 ? 12.92 * linear
-                                                  : 1.055 * std::pow(linear, 0.4166666666666667) - 0.055);
+/// Gamma-encoded value of a linear one, in double; straight line up to and including 0.0031308.
+inline double sRGBEncodedOf(double linear) {
+    return linear <= 0.0031308 ? 12.92 * linear : 1.055 * std::pow(linear, 0.4166666666666667) - 0.055;
 }
 
-/// Linear value of a gamma-encoded one; straight line up to and including 0.04045.
+/// Linear value of a gamma-encoded one, in double; straight line up to and including 0.04045.
+inline double sRGBLinearOf(double encoded) {
+    return encoded <= 0.04045 ? encoded / 12.92 : std::pow((encoded + 0.055) / 1.055, 2.4);
+}
+
+/// `sRGBEncodedOf`, rounded.
+inline float sRGBCompanding(float v) {
+    return static_cast<float>(sRGBEncodedOf(v));
+}
+
+/// `sRGBLinearOf`, rounded.
 inline float sRGBInverseCompanding(float v) {
-    const double encoded = v;
-    return static_cast<float>(encoded <= 0.04045 ? encoded / 12.92 : std::pow((encoded + 0.055) / 1.055, 2.4));
+    return static_cast<float>(sRGBLinearOf(v));
 }
 
 /// `sRGBCompanding` of `count` values, the same bits. `encoded` may be `linear`.

@@ -59,7 +59,8 @@ TEST_F(DarkroomCompletion, BashOffersTheSubcommands) {
     std::set<std::string> expected = {"--help", "-h", "--version"};
     const CommandLine commandLine;
     for (const CLI::App* const app : darkroom::subcommandsOf(commandLine.parser())) {
-        expected.insert(app->get_name());
+        const std::vector<std::string> spellings = darkroom::spellingsOf(*app);
+        expected.insert(spellings.begin(), spellings.end());
     }
     EXPECT_EQ(inBash({"darkroom", ""}).words, expected);
     EXPECT_EQ(inBash({"darkroom", "struc"}).words, std::set<std::string>{"structure"});

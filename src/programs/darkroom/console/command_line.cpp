@@ -13,6 +13,7 @@
 
 #include <algorithm>
 #include <iostream>
+#include <sstream>
 #include <thread>
 
 namespace likeness::darkroom {
@@ -66,6 +67,17 @@ public:
             text.erase(at, 1);
         }
         return text;
+    }
+
+    /// Other spellings of a name stand behind what it does.
+    std::string make_subcommand(const CLI::App* app) const override {
+        std::string text = app->get_description();
+        for (const std::string& alias : app->get_aliases()) {
+            text += "; also spelt " + alias;
+        }
+        std::stringstream line;
+        CLI::detail::format_help(line, app->get_name(), text, column_width_);
+        return line.str();
     }
 
     std::string make_option_desc(const CLI::Option* option) const override {

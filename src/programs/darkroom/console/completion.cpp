@@ -21,7 +21,8 @@ std::vector<std::string> namesOf(const std::vector<OptionView>& options) {
 std::vector<std::string> subcommandNames(const CLI::App& parser) {
     std::vector<std::string> names;
     for (const CLI::App* const app : subcommandsOf(parser)) {
-        names.push_back(app->get_name());
+        const std::vector<std::string> spellings = spellingsOf(*app);
+        names.insert(names.end(), spellings.begin(), spellings.end());
     }
     return names;
 }
@@ -65,7 +66,7 @@ std::string bashValue(ValueKind kind, const std::vector<std::string>& choices) {
 
 std::string bashSubcommand(const CLI::App& app) {
     const std::vector<OptionView> options = optionsOf(app);
-    std::string text = fmt::format("    {})\n", app.get_name());
+    std::string text = fmt::format("    {})\n", fmt::join(spellingsOf(app), " | "));
     std::string values;
     for (const OptionView& option : options) {
         if (option.kind != ValueKind::none) {
@@ -183,7 +184,9 @@ _darkroom() {
         subcommands=(
 )";
     for (const CLI::App* const app : subcommandsOf(parser)) {
-        text += "            " + quoted(app->get_name() + ":" + zshText(app->get_description())) + "\n";
+        for (const std::string& name : spellingsOf(*app)) {
+            text += "            " + quoted(name + ":" + zshText(app->get_description())) + "\n";
+        }
     }
     text += "        )\n        if [[ $words[2] == -* ]]; then\n" + zshArguments(parser, "            ") +
             R"(        else
@@ -197,7 +200,8 @@ _darkroom() {
     case $subcommand in
 )";
     for (const CLI::App* const app : subcommandsOf(parser)) {
-        text += fmt::format("    {})\n{}        ;;\n", app->get_name(), zshArguments(*app, "        "));
+        text +=
+            fmt::format("    {})\n{}        ;;\n", fmt::join(spellingsOf(*app), " | "), zshArguments(*app, "        "));
     }
     return text + R"(    esac
 }

@@ -139,6 +139,9 @@ std::string usage(const CLI::App& app) {
 
 std::string subcommandSection(const CLI::App& app) {
     std::string text = ".SS \"" + escaped(usage(app)) + "\"\n" + escaped(app.get_description()) + ".\n";
+    for (const std::string& alias : app.get_aliases()) {
+        text += "Also spelt " + bold("darkroom " + alias) + ".\n";
+    }
     for (const OptionView& argument : argumentsOf(app)) {
         text += paragraph(argument, true);
     }

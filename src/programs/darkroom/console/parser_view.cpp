@@ -93,6 +93,12 @@ std::vector<const CLI::App*> subcommandsOf(const CLI::App& app) {
     return app.get_subcommands([](const CLI::App*) { return true; });
 }
 
+std::vector<std::string> spellingsOf(const CLI::App& app) {
+    std::vector<std::string> names = {app.get_name()};
+    names.insert(names.end(), app.get_aliases().begin(), app.get_aliases().end());
+    return names;
+}
+
 std::string withoutExample(const std::string& text) {
     return text.substr(0, text.find(" (example: "));
 }

@@ -39,6 +39,9 @@ std::vector<OptionView> optionsOf(const CLI::App& app);
 /// Its subcommands, in the order of the help.
 std::vector<const CLI::App*> subcommandsOf(const CLI::App& app);
 
+/// The name of a subcommand and its other spellings.
+std::vector<std::string> spellingsOf(const CLI::App& app);
+
 /// The text without the example at its end.
 std::string withoutExample(const std::string& text);
 

@@ -6,6 +6,10 @@ const std::vector<Subcommand>& subcommands() {
     static const std::vector<Subcommand> all = {
         {"compare", "Compare two photographs by how they look: five coefficients", declareCompare},
         {"appearance", "Maps of brightness, lightness, chroma, colourfulness, saturation and hue", declareAppearance},
+        {"colour", "Single colours through a published appearance model, forward and back", declareColour, false,
+         false},
+        {"conditions", "The viewing conditions there are by name, and what follows from them", declareConditions, false,
+         false},
         {"convert", "A picture to another colour space, and back", declareConvert},
         {"white", "The white that a photograph was seen under", declareWhite},
         {"adapt", "A photograph as if seen under D65, or under another one's light", declareAdapt},
@@ -24,6 +28,8 @@ const std::vector<Subcommand>& subcommands() {
         {"verify", "Report missing, duplicate and failed pairs", declareVerify, true, false},
         {"report", "A page of the results of a batch: distributions, scatter, table, failures", declareReport, true,
          false},
+        {"selftest", "Run the published examples of the appearance models; exit status 1 where a value differs",
+         declareSelftest, false, false},
         {"completion", "Print a script that completes this command line in a shell", declareCompletion, false, false},
         {"manual", "Print the man page, in the language of man", declareManual, false, false},
     };

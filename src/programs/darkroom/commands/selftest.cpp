@@ -1,0 +1,17 @@
+// darkroom selftest: the published examples, run on this machine.
+#include "console/published_examples.hpp"
+#include "console/subcommands.hpp"
+
+#include <iostream>
+
+namespace likeness::darkroom {
+
+Action declareSelftest(CLI::App&) {
+    return [](const Session&) {
+        const Agreement agreement = agreementWith(publishedColors(), publishedPairs());
+        std::cout << agreement.text;
+        return agreement.complete ? ExitStatus::done : ExitStatus::outsideLimits;
+    };
+}
+
+}  // namespace likeness::darkroom

@@ -1,0 +1,71 @@
+// Viewing conditions on the command line and in files, and their texts.
+#pragma once
+
+#include <likeness/appearance/conditions.hpp>
+#include <likeness/appearance/published_model.hpp>
+
+#include <CLI/CLI.hpp>
+#include <nlohmann/json.hpp>
+
+#include <string>
+
+namespace likeness::darkroom {
+
+/// What the options say, as it was typed; empty where nothing was.
+struct ViewingOptions {
+    std::string conditions;
+    std::string white;
+    std::string adaptingLuminance;
+    std::string whiteLuminance;
+    std::string background;
+    std::string surround;
+    bool discount = false;
+
+    bool given() const {
+        return discount || !(conditions + white + adaptingLuminance + whiteLuminance + background + surround).empty();
+    }
+};
+
+/// Adds --conditions and the overrides of single conditions, under a heading of their own.
+void addViewingOptions(CLI::App& app, ViewingOptions& options);
+
+/// Adds --model.
+void addModelOption(CLI::App& app, std::string& model);
+
+/// The model of a name that --model accepts.
+AppearanceModelKind modelNamed(const std::string& name);
+
+/// Conditions and how they are called.
+struct NamedConditions {
+    std::string name;  ///< of the preset or the file, with "changed" behind it where options override some
+    std::string text;
+    ViewingConditions conditions;
+    /// What 1 of the user's X, Y, Z is on the scale of `Xyz`: 100 where the white was given with a Y up to 2, else 1.
+    double scale = 1;
+};
+
+/// Conditions of a preset's name or of a JSON file, for what ends in ".json" or holds a slash.
+/// @throws Refusal
+NamedConditions conditionsFrom(const std::string& nameOrFile);
+
+/// The conditions that the options ask for; `preset` where they name none.
+/// @throws Refusal
+NamedConditions chosenConditions(const ViewingOptions& options, const char* preset);
+
+/// Conditions as files have them. Numbers read back exactly.
+nlohmann::ordered_json jsonOf(const NamedConditions& named);
+
+/// "average", "dim", "dark" or "F,c,Nc".
+std::string surroundText(const Surround& surround);
+
+/// "white 95.047,100,108.883; adapting luminance 16 cd/m2; background 20; surround dim"
+std::string lineOf(const ViewingConditions& conditions);
+
+/// The shortest text that reads back as the number; "none" for NaN.
+std::string shortest(double value);
+
+/// Numbers between commas, `count` of them.
+/// @return  empty if it is something else
+std::vector<double> numbersIn(const std::string& text, std::size_t count);
+
+}  // namespace likeness::darkroom

@@ -1,0 +1,74 @@
+#include <likeness/appearance/conditions.hpp>
+
+#include "darkroom/darkroom_program.hpp"
+
+#include <gtest/gtest.h>
+#include <nlohmann/json.hpp>
+
+namespace likeness::testing {
+namespace {
+
+using nlohmann::json;
+using DarkroomConditions = DarkroomProgram;
+
+TEST_F(DarkroomConditions, ListsThePresets) {
+    const std::string list = expectDone({"conditions"}).out;
+    const json all = json::parse(expectDone({"conditions", "--json"}).out);
+    EXPECT_EQ(all["schema"], "darkroom.conditions_list");
+    ASSERT_EQ(all["conditions"].size(), conditionPresets().size());
+    for (std::size_t i = 0; i < conditionPresets().size(); ++i) {
+        const ConditionPreset& preset = conditionPresets()[i];
+        EXPECT_NE(list.find(std::string(preset.name) + "\n  " + std::string(preset.text) + '\n'), std::string::npos);
+        EXPECT_EQ(all["conditions"][i]["name"], preset.name);
+        EXPECT_EQ(all["conditions"][i]["adapting_luminance"].get<double>(), preset.conditions.adaptingLuminance);
+    }
+}
+
+TEST_F(DarkroomConditions, Explains) {
+    const std::string text = expectDone({"conditions", "print-d50-p2"}).out;
+    EXPECT_NE(text.find("adapting luminance L_A                31.831 cd/m2\n"), std::string::npos) << text;
+    EXPECT_NE(text.find("luminance of the white that gives it  159.155 cd/m2\n"), std::string::npos);
+    EXPECT_NE(text.find("degree of adaptation D                0.8755\n"), std::string::npos);
+    EXPECT_NE(text.find("surround                              average (F 1, c 0.69, Nc 1)\n"), std::string::npos);
+    EXPECT_NE(expectDone({"conditions", "likeness-default"}).out.find("drifting"), std::string::npos);
+}
+
+TEST_F(DarkroomConditions, JsonOfConditionsIsAFileOfThem) {
+    for (const ConditionPreset& preset : conditionPresets()) {
+        const std::string name(preset.name);
+        const std::string text = expectDone({"conditions", name, "--json"}).out;
+        const std::string file = saveText(name + ".json", text);
+        EXPECT_EQ(expectDone({"conditions", file, "--json"}).out, text);
+    }
+    const std::string text = expectDone({"conditions", "cinema", "--surround", "0.9,0.6,0.8", "--json"}).out;
+    EXPECT_EQ(expectDone({"conditions", saveText("odd.json", text), "--json"}).out, text);
+    EXPECT_EQ(json::parse(text)["surround"]["c"], 0.6);
+}
+
+TEST_F(DarkroomConditions, Refuses) {
+    expectRefused({"conditions", "missing.json"}, "--conditions: cannot read 'missing.json'");
+    expectRefused({"conditions", "./"}, "--conditions: cannot read './'");
+    expectRefused({"conditions", "cinema", "--conditions", "print-d50"},
+                  "conditions are named twice: 'cinema' and --conditions");
+    const auto refused = [this](const std::string& text, const std::string& problem) {
+        const std::string file = saveText("wrong.json", text);
+        expectRefused({"conditions", file}, "--conditions: '" + file + "'" + problem);
+    };
+    refused("[]", " is not a JSON object");
+    refused(R"({"base": "dusk"})",
+            ", \"base\": there are no conditions 'dusk'; there are likeness-default, "
+            "srgb-display, bright-office, print-d50, print-d50-p2, cinema");
+    refused(R"({"base": "cinema", "white": [1, 2]})",
+            ", \"white\" must be a name, three numbers X, Y, Z or an object of x and y");
+    refused(R"({"base": "cinema", "white": {"x": 0.3}})", ", \"white\" lacks \"y\"");
+    refused(R"({"base": "cinema", "background": "gray"})", ", \"background\": 'gray' is neither a number nor drifting");
+    refused(R"({"base": "cinema", "adapting_luminance": "9"})", ", \"adapting_luminance\" must be a number");
+    refused(R"({"base": "cinema", "adapting_luminance": 9, "white_luminance": 45})",
+            " has both \"adapting_luminance\" and \"white_luminance\"");
+    refused(R"({"base": "cinema", "discounting": 1})", ", \"discounting\" must be true or false");
+    refused(R"({"base": "cinema", "surround": {"F": 2, "c": 0.69, "Nc": 1}})",
+            ": the surround's F must be from 0 to 1");
+}
+
+}  // namespace
+}  // namespace likeness::testing
