@@ -468,12 +468,14 @@ TEST_F(DarkroomBatch, TwoOnOneOutputRefuseEachOther) {
     const std::string list = saveList(400);
     const ::pid_t process = begin({list, "-o", "r.csv", "--cache", "0"});
     waitForBytes("r.csv", 3000);
+    ::kill(process, SIGSTOP);  // it is at work for as long as the others try
     const Outcome outcome = darkroom({"batch", list, "-o", "r.csv", "--resume"});
     EXPECT_EQ(outcome.status, 2);
     EXPECT_EQ(outcome.err, "darkroom batch: 'r.csv' is being written by another process\n");
     const Outcome merged = darkroom({"merge", "m.csv", "r.csv"});
     EXPECT_EQ(merged.status, 2);
     EXPECT_EQ(merged.err, "darkroom merge: 'r.csv' is being written by another process\n");
+    ::kill(process, SIGCONT);
     EXPECT_EQ(statusOf(process), 1);
     EXPECT_EQ(contentOf(output("r.csv")), resultOf({list}, "other.csv", 1));
 }
