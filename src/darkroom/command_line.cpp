@@ -1,5 +1,6 @@
 #include "darkroom/command_line.hpp"
 
+#include <fmt/format.h>
 #include <omp.h>
 
 #include <algorithm>
