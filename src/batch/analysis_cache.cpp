@@ -70,8 +70,18 @@ AnalysisCache::Shared AnalysisCache::get(const std::string& path, const std::fun
         promise.set_value(analysis);
         return analysis;
     } catch (...) {
+        forget(path);  // who asks once more analyses once more
         promise.set_exception(std::current_exception());
         throw;
+    }
+}
+
+void AnalysisCache::forget(const std::string& path) {
+    const std::scoped_lock lock(mutex_);
+    const auto found = entries_.find(path);
+    if (found != entries_.end()) {
+        byRecency_.erase(found->second.recency);
+        entries_.erase(found);
     }
 }
 

@@ -29,7 +29,8 @@ public:
     /// No more announcements follow.
     void announced();
 
-    /// @param analyse  makes the analysis; called without a lock, on this thread
+    /// @param analyse  makes the analysis; called without a lock, on this thread. What it throws, all who wait for the
+    ///                 photograph get; those who ask later begin anew
     Shared get(const std::string& path, const std::function<PhotographAnalysis()>& analyse);
 
 private:
@@ -37,6 +38,8 @@ private:
         std::shared_future<Shared> analysis;
         std::list<std::string>::iterator recency;
     };
+
+    void forget(const std::string& path);
 
     std::size_t capacity_;
     std::vector<std::uint64_t> announcements_;

@@ -1,5 +1,7 @@
 #include "batch/ordered_pool.hpp"
 
+#include "files/refusal.hpp"
+
 #include <algorithm>
 #include <new>
 #include <system_error>
@@ -39,9 +41,15 @@ OrderedPool::OrderedPool(std::size_t count, unsigned jobs, std::function<Work()>
 }
 
 OrderedPool::~OrderedPool() {
+    {
+        const std::scoped_lock lock(mutex_);
+        closing_ = true;
+    }
     stop();
     for (std::thread& worker : workers_) {
-        worker.join();
+        if (worker.joinable()) {
+            worker.join();
+        }
     }
 }
 
@@ -66,7 +74,7 @@ void OrderedPool::run(unsigned worker) {
         }
     }
     try {
-        work();
+        work(worker);
     } catch (...) {
         const std::scoped_lock lock(mutex_);
         failure_ = std::current_exception();
@@ -76,7 +84,39 @@ void OrderedPool::run(unsigned worker) {
     }
 }
 
-void OrderedPool::work() {
+bool OrderedPool::hasEnded() const {
+    return closing_ || failure_ != nullptr || (again_.empty() && (stopping_ || begun_ == count_));
+}
+
+bool OrderedPool::mayBegin() const {
+    // None begins before the surplus has given its memory back.
+    if (starting_ > 0 || working_ > kept_) {
+        return false;
+    }
+    return again_.empty() ? begun_ < handedOut_ + window_ : going_.empty();
+}
+
+/// The record to be made next.
+std::size_t OrderedPool::next() {
+    return again_.empty() ? begun_++ : again_.extract(again_.begin()).value();
+}
+
+/// A worker less, which holds nothing any more.
+void OrderedPool::giveUp(unsigned worker) {
+    --working_;
+    going_.push_back(worker);
+    room_.notify_all();
+    ready_.notify_all();
+}
+
+void OrderedPool::putAway(std::size_t number, ResultRecord record) {
+    done_.emplace(number, std::move(record));
+    if (number == handedOut_) {
+        ready_.notify_all();
+    }
+}
+
+void OrderedPool::work(unsigned worker) {
     Work own;
     try {
         own = makeWork_();
@@ -90,33 +130,86 @@ void OrderedPool::work() {
     }
     room_.notify_all();
     ready_.notify_all();
+    if (!own) {
+        going_.push_back(worker);
+        return;
+    }
     const auto surplus = [this] { return starting_ == 0 && working_ > kept_; };
-    const auto ended = [this] { return stopping_ || begun_ == count_; };
-    // None begins before the surplus has given its memory back.
-    const auto mayBegin = [this] { return starting_ == 0 && working_ <= kept_ && begun_ < handedOut_ + window_; };
-    while (own) {
-        room_.wait(lock, [&] { return surplus() || ended() || mayBegin(); });
-        if (surplus() || ended()) {
+    for (;;) {
+        room_.wait(lock, [&] { return surplus() || hasEnded() || mayBegin(); });
+        if (surplus() || hasEnded()) {
             own = nullptr;
-            --working_;
-            room_.notify_all();
-            ready_.notify_all();
+            giveUp(worker);
             return;
         }
-        const std::size_t number = begun_++;
+        const std::size_t number = next();
+        const unsigned keptThen = kept_;
+        const bool alone = working_ == 1 && going_.empty();
         lock.unlock();
-        ResultRecord record = own(number);
+        ResultRecord record;
+        std::exception_ptr shortage;
+        try {
+            record = own(number);
+        } catch (const std::bad_alloc&) {
+            shortage = std::current_exception();
+        } catch (const MemoryShortage&) {
+            shortage = std::current_exception();
+        }
+        if (shortage != nullptr) {
+            own = nullptr;
+            if (alone) {
+                std::rethrow_exception(shortage);
+            }
+        }
         lock.lock();
-        done_.emplace(number, std::move(record));
-        if (number == handedOut_) {
-            ready_.notify_all();
+        if (shortage == nullptr) {
+            putAway(number, std::move(record));
+            continue;
+        }
+        again_.insert(number);
+        // Those that were at work together fall short together: once is enough to have half of them go.
+        if (working_ > 1 && kept_ == keptThen) {
+            kept_ = std::min(kept_, std::max(1U, working_ / 2));
+        }
+        if (working_ > kept_) {
+            giveUp(worker);
+            return;
+        }
+        lock.unlock();
+        try {
+            own = makeWork_();
+        } catch (const std::bad_alloc&) {
+            shortage = std::current_exception();
+        }
+        lock.lock();
+        if (!own && working_ > 1) {
+            giveUp(worker);
+            return;
+        }
+        if (!own) {
+            std::rethrow_exception(shortage);
         }
     }
 }
 
+/// Gives back the stacks of the workers that were given up.
+void OrderedPool::joinThoseThatWent(std::unique_lock<std::mutex>& lock) {
+    if (going_.empty()) {
+        return;
+    }
+    const std::vector<unsigned> going = going_;
+    lock.unlock();
+    for (const unsigned worker : going) {
+        workers_[worker].join();
+    }
+    lock.lock();
+    going_.erase(going_.begin(), going_.begin() + static_cast<std::ptrdiff_t>(going.size()));
+    room_.notify_all();
+}
+
 /// One record by the caller, where there is no other worker.
 void OrderedPool::workHere(std::unique_lock<std::mutex>& lock) {
-    const std::size_t number = begun_++;
+    const std::size_t number = next();
     lock.unlock();
     if (!ownWork_) {
         ownWork_ = makeWork_();
@@ -132,7 +225,9 @@ bool OrderedPool::take(std::vector<ResultRecord>& records, std::chrono::millisec
     const auto ended = [this] { return handedOut_ == count_ || (stopping_ && handedOut_ == begun_); };
     const auto available = [this] { return !done_.empty() && done_.begin()->first == handedOut_; };
     const auto forsaken = [this] { return starting_ + working_ == 0 && begun_ < count_ && !stopping_; };
-    ready_.wait_for(lock, patience, [&] { return failure_ != nullptr || available() || ended() || forsaken(); });
+    ready_.wait_for(lock, patience,
+                    [&] { return failure_ != nullptr || available() || ended() || forsaken() || !going_.empty(); });
+    joinThoseThatWent(lock);
     if (forsaken() && !available()) {
         workHere(lock);
     }

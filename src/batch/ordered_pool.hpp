@@ -9,6 +9,7 @@
 #include <functional>
 #include <map>
 #include <mutex>
+#include <set>
 #include <thread>
 #include <vector>
 
@@ -20,7 +21,9 @@ namespace likeness {
 ///
 /// Where the system has fewer threads to give than are asked for, or not the memory that so many workers need, half of
 /// those that it gives do the work: the others give back what they hold, because the work needs room too. Where it
-/// gives none, the caller of `take` does the work. The records are the same.
+/// gives none, the caller of `take` does the work. Where memory is short for a record while others are being made, half
+/// of the workers go, with what they hold, and the record is made again, by the last worker alone if need be. The
+/// records are the same.
 class OrderedPool {
 public:
     using Work = std::function<ResultRecord(std::size_t number)>;
@@ -35,7 +38,8 @@ public:
 
     /// Waits until the next records are there, at most for `patience`, and moves all that are ready to `records`.
     /// @return  false when all have been handed out, or all that will come after `stop`
-    /// @throws what a worker's work threw, or what `makeWork` threw where not one worker could be made
+    /// @throws what a worker's work threw (`std::bad_alloc` and `MemoryShortage` only where it was alone), or what
+    ///         `makeWork` threw where not one worker could be made
     bool take(std::vector<ResultRecord>& records, std::chrono::milliseconds patience);
 
     /// No worker begins another record; those at hand are finished.
@@ -50,7 +54,13 @@ public:
 
 private:
     void run(unsigned worker);
-    void work();
+    void work(unsigned worker);
+    std::size_t next();
+    bool hasEnded() const;
+    bool mayBegin() const;
+    void giveUp(unsigned worker);
+    void putAway(std::size_t number, ResultRecord record);
+    void joinThoseThatWent(std::unique_lock<std::mutex>& lock);
     void workHere(std::unique_lock<std::mutex>& lock);
 
     std::function<Work()> makeWork_;
@@ -70,7 +80,10 @@ private:
     unsigned kept_ = 0;      ///< workers that are to go on
     unsigned starting_ = 0;  ///< threads that have not made their work yet
     unsigned working_ = 0;
+    std::set<std::size_t> again_;  ///< begun, and given back for want of memory
+    std::vector<unsigned> going_;  ///< workers that were given up and whose stacks are to be freed
     bool stopping_ = false;
+    bool closing_ = false;  ///< nobody waits for what is at hand
     std::exception_ptr failure_;
     std::vector<std::thread> workers_;
 };

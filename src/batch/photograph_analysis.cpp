@@ -29,9 +29,9 @@ void analyse(const std::string& path, ColorCounter& counter, std::uint64_t mostP
 }
 
 /// Ends the batch: the photographs that follow would fare no better, and a later run may read this one.
-Refusal outOfMemory(const std::string& path) {
-    return Refusal("cannot analyse '" + path + "': " + std::strerror(ENOMEM) +
-                   "; fewer --jobs take less, a lower --max-pixels refuses large images");
+MemoryShortage outOfMemory(const std::string& path) {
+    return MemoryShortage("cannot analyse '" + path + "': " + std::strerror(ENOMEM) +
+                          "; fewer --jobs take less, a lower --max-pixels refuses large images");
 }
 
 void append(std::string& text, const std::string& more) {
@@ -45,6 +45,9 @@ PhotographAnalysis analysePhotograph(const std::string& path, ColorCounter& coun
     try {
         analyse(path, counter, mostPixels, analysis);
     } catch (const MachineFailure& failure) {
+        if (failure.errorNumber() == ENOMEM) {
+            throw MemoryShortage(failure.what());
+        }
         throw Refusal(failure.what());
     } catch (const std::bad_alloc&) {
         throw outOfMemory(path);

@@ -20,8 +20,8 @@ struct PhotographAnalysis {
 /// Reads and analyses a photograph. Safe to call from several threads, with a counter for each; the decoder's remarks
 /// are collected where a `RemarkSorter` is at work.
 /// @param mostPixels  more of them are a problem of the photograph
-/// @throws Refusal    if the machine lacks what it takes (memory, descriptors, a disk that works): no problem of the
-///                    photograph
+/// @throws Refusal    if the machine lacks what it takes (descriptors, a disk that works; `MemoryShortage` if it is
+///                    memory): no problem of the photograph
 PhotographAnalysis analysePhotograph(const std::string& path, ColorCounter& counter, std::uint64_t mostPixels);
 
 /// Compares two analysed photographs.

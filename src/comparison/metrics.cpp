@@ -44,6 +44,8 @@ void compute_cat(cv::Mat& src, cv::Mat& dst) {
 }
 
 void metrics(cv::Mat& first, cv::Mat& second, const Diagnostics& diagnostics) {
+    // The comparison takes floats too; the report is one of 8-bit photographs.
+    requireType("metrics", CV_8UC3, {{"first", first}, {"second", second}});
     const LikenessCoefficients k = comparePhotographs(first, second, diagnostics);
     std::string report;
     std::string line;

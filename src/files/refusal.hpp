@@ -12,4 +12,10 @@ public:
     using std::runtime_error::runtime_error;
 };
 
+/// Memory is short. What is at work at the same time takes memory too: alone, the same may be done.
+class MemoryShortage : public Refusal {
+public:
+    using Refusal::Refusal;
+};
+
 }  // namespace likeness

@@ -36,7 +36,8 @@ bool isOfTheMachine(int problem) {
 /// Why the machine could not do it; the file is named because another one may still be read.
 MachineFailure machineFailure(const std::string& path, int problem) {
     return MachineFailure("cannot read '" + path + "': " + std::strerror(problem) +
-                          (problem == ENOMEM ? " (a lower limit of pixels refuses large images)" : ""));
+                              (problem == ENOMEM ? " (a lower limit of pixels refuses large images)" : ""),
+                          problem);
 }
 
 class Descriptor {

@@ -44,7 +44,13 @@ struct PhotographRead {
 /// The machine lacks what reading takes: memory, file descriptors, a disk that works. It says nothing about the file.
 class MachineFailure : public std::runtime_error {
 public:
-    using std::runtime_error::runtime_error;
+    MachineFailure(const std::string& what, int errorNumber) : std::runtime_error(what), errorNumber_(errorNumber) {}
+
+    /// The system's, as ENOMEM.
+    int errorNumber() const noexcept { return errorNumber_; }
+
+private:
+    int errorNumber_;
 };
 
 /// Reads a file. Before anything is decoded, what is no regular file, a camera's raw file and an image of more than

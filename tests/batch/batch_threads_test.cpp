@@ -1,6 +1,7 @@
 // What the workers of a batch share.
 #include "batch/analysis_cache.hpp"
 #include "batch/ordered_pool.hpp"
+#include "files/refusal.hpp"
 #include "photofile/decoder_remarks.hpp"
 
 #include <gtest/gtest.h>
@@ -122,6 +123,53 @@ TEST(OrderedPool, WithoutMemoryForOneWorkerThrows) {
     EXPECT_THROW(while (pool.take(records, milliseconds(50))){}, std::bad_alloc);
 }
 
+TEST(OrderedPool, MakesAgainWithFewerWorkersWhatHadNoMemory) {
+    for (const int enough : {1, 2, 3}) {
+        constexpr unsigned jobs = 8;
+        const auto holders = std::make_shared<int>();
+        OrderedPool pool(300, jobs, [&]() -> OrderedPool::Work {
+            return [holders, enough](std::size_t number) {
+                if (holders.use_count() > 1 + enough) {  // the test holds it too
+                    throw MemoryShortage("short");
+                }
+                return numbered(number);
+            };
+        });
+        std::vector<ResultRecord> records;
+        std::size_t taken = 0;
+        while (pool.take(records, milliseconds(50))) {
+            for (const ResultRecord& record : records) {
+                ASSERT_EQ(record.position, taken++);
+            }
+        }
+        EXPECT_EQ(taken, 300U);
+        EXPECT_GE(pool.workers(), static_cast<unsigned>(std::max(1, enough / 2)));
+        EXPECT_LT(pool.workers(), jobs);
+    }
+}
+
+TEST(OrderedPool, WhatHasNoMemoryAloneEither) {
+    for (const unsigned jobs : {1U, 2U, 8U}) {
+        std::atomic<int> calls{0};
+        OrderedPool pool(300, jobs, [&] {
+            return [&](std::size_t number) {
+                if (number >= 20) {
+                    ++calls;
+                    throw std::bad_alloc();
+                }
+                return numbered(number);
+            };
+        });
+        std::vector<ResultRecord> records;
+        std::size_t taken = 0;
+        EXPECT_THROW(
+            while (pool.take(records, milliseconds(50))) { taken += records.size(); }, std::bad_alloc);
+        EXPECT_EQ(taken, 20U);
+        EXPECT_EQ(pool.workers(), 1U);
+        EXPECT_LT(calls, 40);
+    }
+}
+
 PhotographAnalysis analysisOf(int width) {
     PhotographAnalysis analysis;
     analysis.facts.width = width;
@@ -173,6 +221,16 @@ TEST(AnalysisCache, IsBoundedAndKeepsWhatWasAskedForLast) {
         });
     }
     EXPECT_EQ(analysed, "abcb");
+}
+
+TEST(AnalysisCache, KeepsNoFailure) {
+    AnalysisCache cache(2);
+    for (int k = 0; k < 3; ++k) {
+        cache.announce("a");
+    }
+    cache.announced();
+    EXPECT_THROW(cache.get("a", []() -> PhotographAnalysis { throw MemoryShortage("short"); }), MemoryShortage);
+    EXPECT_EQ(cache.get("a", [] { return analysisOf(3); })->facts.width, 3);
 }
 
 TEST(AnalysisCache, WithoutRoomEveryUseAnalyses) {

@@ -174,7 +174,6 @@ void convertBGRtoYUV(const cv::Mat& bgr, cv::Mat& yuv) {
 }
 
 bool computeWhitePointFromGrayWorld(const cv::Mat& img, cv::Mat& white, cv::Mat& previous, std::string& printed) {
-    float sY = 0;
     float sU = 0;
     float sV = 0;
     float count = 1e-5F;
@@ -188,7 +187,6 @@ bool computeWhitePointFromGrayWorld(const cv::Mat& img, cv::Mat& white, cv::Mat&
             const auto ratio = static_cast<float>(
                 (std::fabs(static_cast<double>(U)) + std::fabs(static_cast<double>(V))) / static_cast<double>(Y));
             if (0.3 > ratio) {
-                sY += Y;
                 sU += U;
                 sV += V;
                 count += 1;

@@ -262,7 +262,7 @@ TEST_F(DarkroomBatch, WhatTheMachineLacksEndsTheBatchAndIsNoRecord) {
     EXPECT_EQ(outcome.status, 2);
     EXPECT_EQ(outcome.err, "darkroom batch: cannot read '" + large +
                                "': Cannot allocate memory (a lower limit of pixels refuses large images); 1 of 3 pairs "
-                               "are recorded, --resume goes on from there\n");
+                               "recorded, --resume goes on from there\n");
     EXPECT_EQ(linesOf(contentOf(output("r.csv"))).size(), 2U);
     resultOf({list, "--root", input("photos"), "--resume", "--max-pixels", "1000000"}, "r.csv", 1);
     EXPECT_EQ(linesOf(contentOf(output("r.csv"))).size(), 4U);

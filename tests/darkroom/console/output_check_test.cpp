@@ -201,7 +201,6 @@ const std::vector<Call>& calls() {
         {{"transfer", "b.png", "--palette", "IN", "--frames", "2", "-o", "alias.png"}, "--output", "alias_001.png"},
         {{"batch", "IN", "-o", "alias.csv"}, "--output", "alias.csv"},
         {{"batch", "IN", "-o", "alias.csv", "--timing"}, "--timing", "alias.csv.timing.csv"},
-        {{"batch", "IN", "-o", "alias.csv"}, "--output", "alias.csv.lock"},
         {{"batch", "IN", "-o", "alias.csv"}, "--output", "alias.csv.previous"},
         {{"merge", "alias.csv", "IN", "--overwrite"}, "OUT", "alias.csv"},
         {{"report", "IN", "-o", "alias.html"}, "--output", "alias.html"},
@@ -290,7 +289,9 @@ TEST_F(OutputsOntoInputs, ABatchEmptiesNoFileThatHoldsNoTimes) {
     const std::string list = saveText("list.csv", "first,second\n" + in + ',' + in + '\n');
     fs::create_symlink(in, folder() / "r.csv.timing.csv");
     expectRefused({"batch", list, "-o", "r.csv", "--timing"},
-                  "--timing: 'r.csv.timing.csv' exists and holds no times of a batch; choose another --output");
+                  "--timing: 'r.csv.timing.csv' exists; move it away");
+    expectRefused({"batch", list, "-o", "r.csv", "--timing", "--resume"},
+                  "'r.csv.timing.csv' is no file of times, and it would be overwritten; move it away");
 }
 
 TEST_F(OutputsOntoInputs, AReportReplacesNoPhotograph) {

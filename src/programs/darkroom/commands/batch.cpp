@@ -24,7 +24,6 @@
 #include <algorithm>
 #include <chrono>
 #include <filesystem>
-#include <fstream>
 #include <iostream>
 #include <memory>
 #include <new>
@@ -82,16 +81,6 @@ void checkCombination(const Session& session, const Options& options) {
     }
 }
 
-/// Refuses to empty a file that holds something else than the times of a batch.
-void checkTimes(const std::string& path) {
-    std::ifstream file(path);
-    std::string line;
-    // The header of a run that was cut off may lack its end.
-    if (std::getline(file, line) && std::string("id,milliseconds").rfind(line, 0) != 0) {
-        throw Refusal("--timing: '" + path + "' exists and holds no times of a batch; choose another --output");
-    }
-}
-
 ResultFile checkedOutput(const Session& session, const Options& options) {
     ResultFile file;
     file.path = behindLinks(options.output);
@@ -113,12 +102,11 @@ ResultFile checkedOutput(const Session& session, const Options& options) {
     if (!options.resume && (fs::exists(status) || fs::exists(previousResults(file.path), error))) {
         throw Refusal("--output: '" + options.output + "' exists; --resume goes on with it");
     }
-    if (!options.resume && !file.timing.empty() && fs::exists(file.timing, error)) {
-        throw Refusal("--timing: '" + file.timing + "' exists; move it away");
-    }
     if (!file.timing.empty()) {
         plan.file("--timing", file.timing);
-        checkTimes(file.timing);
+        if (!options.resume && fs::exists(file.timing, error)) {
+            throw Refusal("--timing: '" + file.timing + "' exists; move it away");
+        }
     }
     return file;
 }

@@ -8,6 +8,7 @@
 #include "diagnostics/shown_text.hpp"
 #include "files/refusal.hpp"
 
+#include <fmt/format.h>
 #include <omp.h>
 #include <opencv2/core/utility.hpp>
 
