@@ -1,6 +1,6 @@
 #include "photofile/image_input.hpp"
 
-#include <likeness/comparison/metrics.hpp>
+#include <likeness/color/unit_image.hpp>
 #include "files/refusal.hpp"
 #include "photofile/photograph_reader.hpp"
 
@@ -37,24 +37,7 @@ cv::Mat readImage(const FileAccess& access, const std::string& path) {
 }
 
 cv::Mat unitImageOf(const cv::Mat& image) {
-    if (image.depth() == CV_32F) {
-        return image;
-    }
-    cv::Mat unit(image.size(), CV_32FC3);
-    if (image.depth() == CV_8U) {
-        cv::Mat bytes = image;
-        normImg(bytes, unit);
-        return unit;
-    }
-    constexpr double greatest = 65535.0;
-    for (int i = 0; i < image.rows; ++i) {
-        const auto* const in = image.ptr<ushort>(i);
-        auto* const out = unit.ptr<float>(i);
-        for (int j = 0; j < image.cols * 3; ++j) {
-            out[j] = static_cast<float>(in[j] / greatest);
-        }
-    }
-    return unit;
+    return toUnit(image);
 }
 
 cv::Mat readUnitImage(const FileAccess& access, const std::string& path) {
