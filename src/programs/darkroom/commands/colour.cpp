@@ -2,6 +2,7 @@
 #include <likeness/appearance/uniform_space.hpp>
 #include <likeness/color/illuminants.hpp>
 #include <likeness/comparison/photograph_comparison.hpp>
+#include <likeness/version.hpp>
 #include "console/color_input.hpp"
 #include "console/option_checks.hpp"
 #include "console/subcommands.hpp"
