@@ -3,6 +3,7 @@
 #include <likeness/adaptation/d65_adaptation.hpp>
 #include <likeness/adaptation/global_adaptation.hpp>
 #include <likeness/adaptation/local_adaptation.hpp>
+#include <likeness/adaptation/white_image.hpp>
 #include <likeness/color/bgr_xyz.hpp>
 #include <likeness/color/sharpened_rgb.hpp>
 #include <likeness/color/unit_image.hpp>

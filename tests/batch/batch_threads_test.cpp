@@ -14,7 +14,6 @@
 namespace likeness::testing {
 namespace {
 
-using namespace darkroom;
 using std::chrono::milliseconds;
 
 ResultRecord numbered(std::size_t number) {

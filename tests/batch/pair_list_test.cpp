@@ -12,8 +12,6 @@
 namespace likeness::testing {
 namespace {
 
-using namespace darkroom;
-
 PairList listOf(const std::string& text, std::optional<ListFormat> format = {}, Shard shard = {}) {
     std::istringstream in(text);
     return readPairs(in, "the list", format, shard);

@@ -15,8 +15,6 @@
 namespace likeness::testing {
 namespace {
 
-using namespace darkroom;
-
 std::string replaced(std::string text, const std::string& from, const std::string& to) {
     const std::size_t place = text.find(from);
     EXPECT_NE(place, std::string::npos) << from;

@@ -9,15 +9,14 @@
 
 #include <gtest/gtest.h>
 
-#include <algorithm>
-#include <fstream>
 #include <sys/resource.h>
 #include <unistd.h>
+#include <algorithm>
+#include <fstream>
 
 namespace likeness::testing {
 namespace {
 
-using namespace darkroom;
 namespace fs = std::filesystem;
 using Kind = CarriedValue::Kind;
 

@@ -10,16 +10,14 @@
 
 #include <gtest/gtest.h>
 
+#include <sys/resource.h>
+#include <unistd.h>
 #include <cerrno>
 #include <csignal>
 #include <fstream>
-#include <sys/resource.h>
-#include <unistd.h>
 
 namespace likeness::testing {
 namespace {
-
-using namespace darkroom;
 
 const std::vector<std::string> columns = exampleColumns();
 
