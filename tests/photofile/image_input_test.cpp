@@ -1,3 +1,4 @@
+#include "console/session.hpp"
 #include "photofile/image_input.hpp"
 
 #include <likeness/color/srgb_companding.hpp>
@@ -18,8 +19,8 @@
 namespace likeness::testing {
 namespace {
 
-using darkroom::CommonOptions;
-using darkroom::Session;
+using likeness::darkroom::CommonOptions;
+using likeness::darkroom::Session;
 
 class ImageInput : public DarkroomProgram {
 protected:

@@ -16,8 +16,8 @@
 namespace likeness::testing {
 namespace {
 
-using darkroom::CommonOptions;
-using darkroom::Session;
+using likeness::darkroom::CommonOptions;
+using likeness::darkroom::Session;
 
 constexpr float notANumber = std::numeric_limits<float>::quiet_NaN();
 

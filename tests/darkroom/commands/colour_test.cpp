@@ -1,6 +1,7 @@
 #include <likeness/appearance/uniform_space.hpp>
 #include <likeness/color/cie_lab.hpp>
 #include <likeness/comparison/photograph_comparison.hpp>
+#include <likeness/version.hpp>
 #include "darkroom/darkroom_program.hpp"
 
 #include <gtest/gtest.h>
