@@ -120,7 +120,8 @@ std::string listed(const std::set<std::string>& names) {
 TEST(Architecture, EveryFileStandsInADrawnRoom) {
     const std::vector<Room> rooms = drawnRooms();
     for (const SourceFile& file : sourceFiles()) {
-        EXPECT_TRUE(!roomOf(file.path, rooms).empty() || file.path == "likeness.hpp") << file.path;
+        const bool atTheRoot = file.path.find('/') == std::string::npos;  // likeness.hpp and what every header needs
+        EXPECT_TRUE(!roomOf(file.path, rooms).empty() || atTheRoot) << file.path;
     }
 }
 

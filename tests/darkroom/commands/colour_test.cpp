@@ -239,7 +239,7 @@ TEST_F(DarkroomColour, Refuses) {
                   "'0,5,3': a lightness or brightness of 0 has neither chroma nor colourfulness nor saturation");
     expectRefused({"colour", "--xyz", "1,2,3", "--difference"}, "--difference needs two colours or more");
     expectRefused({"colour", "--xyz", "1,2,3", "--model", "ciecam97"},
-                  "--model: 'ciecam97' is none of likeness, ciecam02, ciecam16");
+                  "--model: 'ciecam97' is none of likeness, ciecam02, ciecam16; did you mean 'ciecam02'?");
     expectRefused({"colour", "--xyz", "1,2,3", "--model", "likeness"},
                   "--model likeness takes sRGB colours only, not '1,2,3'");
     expectRefused({"colour", "--srgb", "#fff", "--model", "likeness", "--surround", "dim"},

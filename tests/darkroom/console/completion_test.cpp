@@ -177,8 +177,12 @@ TEST_F(DarkroomZshCompletion, DescribesEveryOption) {
     const std::string script = contentOf(folder() / "_darkroom");
     const CommandLine commandLine;
     for (const CLI::App* const app : darkroom::subcommandsOf(commandLine.parser())) {
-        const std::size_t begin = script.find("\n    " + app->get_name() + ")\n");
-        ASSERT_NE(begin, std::string::npos);
+        std::string pattern = app->get_name();
+        for (const std::string& alias : app->get_aliases()) {
+            pattern += " | " + alias;
+        }
+        const std::size_t begin = script.find("\n    " + pattern + ")\n");
+        ASSERT_NE(begin, std::string::npos) << pattern;
         const std::string part = script.substr(begin, script.find(";;", begin) - begin);
         std::set<std::string> expected;
         for (const OptionView& option : darkroom::optionsOf(*app)) {

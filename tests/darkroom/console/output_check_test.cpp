@@ -153,6 +153,9 @@ const std::map<std::string, Files>& filesOfSubcommands() {
         {"merge", {{"OUT", "IN"}, {}}},
         {"verify", {{"LIST", "RESULTS"}, {}}},
         {"report", {{"RESULTS", "--root"}, {"--output"}}},
+        {"colour", {{"--conditions"}, {}}},
+        {"conditions", {{"NAME", "--conditions"}, {}}},
+        {"selftest", {{}, {}}},
         {"completion", {{}, {"--output"}}},
         {"manual", {{}, {"--output"}}},
     };
