@@ -58,3 +58,6 @@
 #include <likeness/transport/image_statistics.hpp>
 #include <likeness/transport/optimal_transport.hpp>
 #include <likeness/version.hpp>
+
+/// Everything that the library offers.
+namespace likeness {}
