@@ -7,14 +7,14 @@
 #include <opencv2/imgcodecs.hpp>
 #include <opencv2/imgproc.hpp>
 
+#include <fcntl.h>
+#include <stdlib.h>
+#include <unistd.h>
 #include <array>
 #include <cstdio>
-#include <fcntl.h>
 #include <filesystem>
 #include <stdexcept>
-#include <stdlib.h>
 #include <string>
-#include <unistd.h>
 
 namespace {
 

@@ -10,6 +10,7 @@ int main(int argc, char** argv) {
         return 2;
     }
     const likeness::AppearanceMaps maps = likeness::appearanceMaps(cv::imread(argv[1]));
-    std::cout << "mean brightness " << cv::mean(maps.brightness)[0] << ", mean chroma " << cv::mean(maps.chroma)[0] << '\n';
+    std::cout << "mean brightness " << cv::mean(maps.brightness)[0] << ", mean chroma " << cv::mean(maps.chroma)[0]
+              << '\n';
     return cv::imwrite(argv[2], maps.lightness * 2.55) ? 0 : 1;  // 0..100 becomes 0..255
 }

@@ -11,7 +11,8 @@
 found_without_dpkg() {
     case $1 in
     g++) command -v "${CXX:-c++}" ;;
-    cmake | clang-format | clang-tidy | chromium | zsh | pkg-config | munge | parallel | slurmctld | slurmd) command -v "$1" ;;
+    cmake | clang-format | clang-tidy | chromium | zsh | doxygen | lintian | pkg-config | munge | parallel | slurmctld | slurmd) command -v "$1" ;;
+    dpkg-dev) command -v dpkg-shlibdeps ;;
     ninja-build) command -v ninja ;;
     groff-base) command -v groff ;;
     procps) command -v ps ;;
@@ -89,7 +90,8 @@ program_packages=(libfmt-dev libssl-dev)
 darkroom_packages=("${program_packages[@]}" libcli11-dev nlohmann-json3-dev libexif-dev libsqlite3-dev)
 
 # What the tests and benchmarks need on top.
-test_packages=(libgtest-dev libbenchmark-dev pkg-config chromium zsh groff-base liblcms2-dev python3-colorspacious)
+test_packages=(libgtest-dev libbenchmark-dev pkg-config chromium zsh groff-base liblcms2-dev python3-colorspacious
+    doxygen dpkg-dev lintian)
 
 # Builds a target once, and again when sources have changed. The first time it says how long that takes; on a terminal it
 # shows how far it is. What the tools print is shown only where they fail.

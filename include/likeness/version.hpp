@@ -2,9 +2,12 @@
 /// The version of the library, for the preprocessor. The numbers stand here alone: the build reads them.
 #pragma once
 
-#define LIKENESS_VERSION_MAJOR 0  ///< changes with the interface
-#define LIKENESS_VERSION_MINOR 1  ///< changes with the interface while the major number is 0; else with additions
-#define LIKENESS_VERSION_PATCH 0  ///< changes with corrections
+/// Changes where what was promised for good changes.
+#define LIKENESS_VERSION_MAJOR 0
+/// Changes with the interface while the major number is 0, later with what is added.
+#define LIKENESS_VERSION_MINOR 1
+/// Changes with corrections.
+#define LIKENESS_VERSION_PATCH 0
 
 #define LIKENESS_VERSION_TEXT_(number) #number
 #define LIKENESS_VERSION_JOIN_(major, minor, patch) \

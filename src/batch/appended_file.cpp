@@ -2,10 +2,10 @@
 
 #include "files/refusal.hpp"
 
-#include <cerrno>
-#include <cstring>
 #include <fcntl.h>
 #include <unistd.h>
+#include <cerrno>
+#include <cstring>
 #include <utility>
 
 namespace likeness {

@@ -2,12 +2,12 @@
 
 #include "files/refusal.hpp"
 
-#include <cerrno>
-#include <cstring>
 #include <fcntl.h>
-#include <limits>
 #include <sys/stat.h>
 #include <unistd.h>
+#include <cerrno>
+#include <cstring>
+#include <limits>
 
 namespace likeness {
 namespace {

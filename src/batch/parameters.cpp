@@ -17,7 +17,8 @@ std::string comparisonParameters() {
     ::uname(&system);
     const auto number = [](float value) { return nineDigits(static_cast<double>(value)); };
     return fmt::format(
-        "schema={};photographs=bgr8,floats,exif-orientation;adapting-luminance={};white-luminance={};background-of-1-pixel={};"
+        "schema={};photographs=bgr8,floats,exif-orientation;adapting-luminance={};white-luminance={};background-of-1-"
+        "pixel={};"
         "surround-impact={};surround-induction={};bins=all;image-library={};architecture={}",
         resultSchema, number(adaptingLuminance), number(whiteLuminance),
         number(backgroundOfUniformWhite(1, whiteLuminance)), number(darkSurroundImpact), number(darkSurroundInduction),

@@ -10,16 +10,16 @@
 
 #include <fmt/format.h>
 
+#include <fcntl.h>
+#include <unistd.h>
 #include <algorithm>
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
-#include <fcntl.h>
 #include <filesystem>
 #include <functional>
 #include <limits>
 #include <queue>
-#include <unistd.h>
 #include <unordered_set>
 
 namespace likeness {

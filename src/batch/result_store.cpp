@@ -4,10 +4,10 @@
 #include "batch/text_results.hpp"
 #include "files/refusal.hpp"
 
+#include <unistd.h>
 #include <cerrno>
 #include <cstring>
 #include <filesystem>
-#include <unistd.h>
 
 namespace likeness {
 

@@ -8,8 +8,8 @@
 #include <fmt/format.h>
 #include <sqlite3.h>
 
-#include <filesystem>
 #include <unistd.h>
+#include <filesystem>
 
 namespace likeness {
 namespace {

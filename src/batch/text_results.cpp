@@ -7,11 +7,11 @@
 
 #include <fmt/format.h>
 
+#include <sys/stat.h>
 #include <algorithm>
 #include <cerrno>
 #include <cstring>
 #include <fstream>
-#include <sys/stat.h>
 
 namespace likeness {
 namespace {

@@ -1,12 +1,12 @@
 #include "comparison/report.hpp"
 
-#include <cerrno>
-#include <cstring>
-#include <ctime>
 #include <fcntl.h>
 #include <sys/file.h>
 #include <sys/stat.h>
 #include <unistd.h>
+#include <cerrno>
+#include <cstring>
+#include <ctime>
 
 namespace likeness {
 namespace {

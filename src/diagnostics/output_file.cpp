@@ -1,8 +1,8 @@
 #include "diagnostics/output_file.hpp"
 
-#include <cerrno>
 #include <fcntl.h>
 #include <unistd.h>
+#include <cerrno>
 
 namespace likeness {
 

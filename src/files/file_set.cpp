@@ -2,8 +2,8 @@
 
 #include "files/replaced_file.hpp"
 
-#include <filesystem>
 #include <sys/stat.h>
+#include <filesystem>
 
 namespace likeness {
 namespace {

@@ -1,10 +1,10 @@
 // Which files names stand for, whatever the names.
 #pragma once
 
+#include <sys/types.h>
 #include <map>
 #include <optional>
 #include <string>
-#include <sys/types.h>
 #include <utility>
 
 namespace likeness {

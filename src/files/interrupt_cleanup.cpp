@@ -1,16 +1,16 @@
 #include "files/interrupt_cleanup.hpp"
 
+#include <dirent.h>
+#include <fcntl.h>
+#include <pthread.h>
+#include <sys/syscall.h>
+#include <unistd.h>
 #include <array>
 #include <atomic>
 #include <cerrno>
 #include <climits>
 #include <cstring>
 #include <ctime>
-#include <dirent.h>
-#include <fcntl.h>
-#include <pthread.h>
-#include <sys/syscall.h>
-#include <unistd.h>
 
 namespace likeness {
 namespace {

@@ -3,14 +3,14 @@
 #include "files/interrupt_cleanup.hpp"
 #include "files/refusal.hpp"
 
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
 #include <cerrno>
 #include <cstdlib>
 #include <cstring>
-#include <fcntl.h>
 #include <filesystem>
 #include <optional>
-#include <sys/stat.h>
-#include <unistd.h>
 
 namespace likeness {
 namespace {

@@ -26,7 +26,7 @@ void tellClipped(const FileAccess& access, const std::string& path, const Clippe
                            : fmt::format(", {} of the values {}", percentText(values, 3 * pixels), name);
     };
     access.tell(fmt::format("'{}': {} of the pixels {}{}{}", path, percentText(clipped.pixels, pixels), what,
-                             end(clipped.above, "at the upper end"), end(clipped.below, "at the lower end")));
+                            end(clipped.above, "at the upper end"), end(clipped.below, "at the lower end")));
 }
 
 void tellClippedInput(const FileAccess& access, const std::string& path, const cv::Mat& image) {

@@ -1,10 +1,10 @@
 #include "photofile/decoder_remarks.hpp"
 
+#include <unistd.h>
 #include <algorithm>
 #include <iostream>
 #include <sstream>
 #include <streambuf>
-#include <unistd.h>
 #include <utility>
 
 namespace likeness {

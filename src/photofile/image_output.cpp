@@ -153,7 +153,8 @@ cv::Mat asStored(const ImageOutput& output, const cv::Mat& image) {
     return values;
 }
 
-void writePicture(const FileAccess& access, const ImageOutput& output, const cv::Mat& picture, const std::string& what) {
+void writePicture(const FileAccess& access, const ImageOutput& output, const cv::Mat& picture,
+                  const std::string& what) {
     const bool png = imageFormatOf(output.path) == ImageFormat::png;
     encodeAndReplace(
         output, png ? ".png" : ".jpg", picture,

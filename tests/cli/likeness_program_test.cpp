@@ -7,11 +7,11 @@
 #include <gtest/gtest.h>
 #include <opencv2/imgcodecs.hpp>
 
+#include <sys/resource.h>
+#include <sys/stat.h>
 #include <algorithm>
 #include <fstream>
 #include <set>
-#include <sys/resource.h>
-#include <sys/stat.h>
 
 namespace likeness::testing {
 namespace {
@@ -208,7 +208,8 @@ TEST_F(LikenessProgram, SaysWhatEightBitsTakeFromAFile) {
     cv::Mat floats;
     image.convertTo(floats, CV_32F, 1 / 255.0);
     const std::string rounded =
-        "': its floats are reduced to whole numbers from 0 to 255, values from 0 to 1 perhaps to 0 and 1 alone; darkroom "
+        "': its floats are reduced to whole numbers from 0 to 255, values from 0 to 1 perhaps to 0 and 1 alone; "
+        "darkroom "
         "compare takes them as they are\n";
     const std::string linear =
         "': its linear values 0 to 1 are taken for gamma-encoded bytes 0 to 255 as they are; darkroom compare encodes "

@@ -12,5 +12,7 @@
 int main() {
     const cv::Mat photograph(4, 6, CV_8UC3, cv::Scalar(40, 90, 160));
     const cv::Mat lab = likeness::labFromBgr(photograph);
-    return lab.size() == photograph.size() && consumersOwnLab() + consumersOwnFilter() + consumersOwnDiagnostics() == 6 ? 0 : 1;
+    return lab.size() == photograph.size() && consumersOwnLab() + consumersOwnFilter() + consumersOwnDiagnostics() == 6
+               ? 0
+               : 1;
 }

@@ -5,14 +5,14 @@
 
 #include <gtest/gtest.h>
 
+#include <sys/wait.h>
+#include <unistd.h>
 #include <csignal>
 #include <filesystem>
 #include <fstream>
 #include <functional>
 #include <memory>
 #include <optional>
-#include <sys/wait.h>
-#include <unistd.h>
 #include <vector>
 
 namespace likeness {

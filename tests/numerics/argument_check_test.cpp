@@ -1,7 +1,7 @@
 // Every operation refuses what it would read or write beyond its end, before it changes anything.
+#include "numerics/argument_check.hpp"
 #include "comparison/distinct_colors.hpp"
 #include "filter/plane_block.hpp"
-#include "numerics/argument_check.hpp"
 
 #include <likeness/likeness.hpp>
 #include "support/mat_matchers.hpp"

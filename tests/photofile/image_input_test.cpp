@@ -1,5 +1,5 @@
-#include "console/session.hpp"
 #include "photofile/image_input.hpp"
+#include "console/session.hpp"
 
 #include <likeness/color/srgb_companding.hpp>
 #include "darkroom/darkroom_program.hpp"
@@ -12,9 +12,9 @@
 #include <opencv2/imgcodecs.hpp>
 #include <opencv2/imgproc.hpp>
 
+#include <sys/stat.h>
 #include <algorithm>
 #include <limits>
-#include <sys/stat.h>
 
 namespace likeness::testing {
 namespace {

@@ -1,5 +1,5 @@
-#include "console/image_output_options.hpp"
 #include "photofile/image_output.hpp"
+#include "console/image_output_options.hpp"
 
 #include <likeness/color/srgb_companding.hpp>
 #include "darkroom/darkroom_program.hpp"
@@ -10,8 +10,8 @@
 #include <gtest/gtest.h>
 #include <opencv2/imgcodecs.hpp>
 
-#include <limits>
 #include <unistd.h>
+#include <limits>
 
 namespace likeness::testing {
 namespace {

@@ -8,10 +8,10 @@
 #include <gtest/gtest.h>
 #include <opencv2/imgcodecs.hpp>
 
-#include <fstream>
 #include <sys/resource.h>
 #include <sys/stat.h>
 #include <unistd.h>
+#include <fstream>
 
 namespace likeness::testing {
 namespace {

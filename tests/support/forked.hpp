@@ -3,8 +3,8 @@
 
 #include "support/process.hpp"
 
-#include <cstdlib>
 #include <unistd.h>
+#include <cstdlib>
 
 namespace likeness::testing {
 

@@ -2,17 +2,17 @@
 
 #include "support/scratch_directory.hpp"
 
-#include <cstdint>
-#include <cstdlib>
 #include <fcntl.h>
 #include <linux/capability.h>
-#include <sstream>
-#include <stdexcept>
 #include <sys/prctl.h>
 #include <sys/resource.h>
 #include <sys/syscall.h>
 #include <sys/wait.h>
 #include <unistd.h>
+#include <cstdint>
+#include <cstdlib>
+#include <sstream>
+#include <stdexcept>
 
 namespace likeness::testing {
 namespace {

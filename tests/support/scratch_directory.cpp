@@ -2,9 +2,9 @@
 
 #include <gtest/gtest.h>
 
+#include <stdlib.h>
 #include <fstream>
 #include <sstream>
-#include <stdlib.h>
 
 namespace likeness::testing {
 

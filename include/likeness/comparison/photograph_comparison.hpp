@@ -29,7 +29,7 @@ struct AppearanceDistributions : PerCorrelate<BinProbabilities> {
 /// Analyses one photograph, for comparison with one or many others.
 ///
 /// The chain of normalisation, adaptation to D65 and the forward appearance model runs once per distinct colour, and,
-/// where no dumps are wanted, only for the colours whose bins an estimate leaves open (app/correlate_estimate.hpp). The
+/// where no dumps are wanted, only for the colours whose bins an estimate leaves open. The
 /// result is the same bits as that of the chain run on every pixel. On a float photograph it is run on every pixel: the
 /// distributions are those of the maps that `appearanceMaps` makes of it.
 ///

@@ -12,9 +12,9 @@
 #include <nlohmann/json.hpp>
 #include <opencv2/imgcodecs.hpp>
 
+#include <unistd.h>
 #include <fstream>
 #include <limits>
-#include <unistd.h>
 
 namespace likeness::testing {
 namespace {
@@ -261,9 +261,8 @@ TEST_F(DarkroomCompare, WritesMapsOnOneScale) {
             EXPECT_MAT_EQUAL(imageLeft(name + ".tif"), map);
             const darkroom::MapScale scale = darkroom::commonScale(correlate, first, second);
             EXPECT_MAT_EQUAL(imageLeft(name + ".png"), darkroom::mapPicture(map, scale));
-            const std::string told = "darkroom compare: wrote '" + name + ".png': " + labelOf(correlate) +
-                                     " of the " + (i == 0 ? "first" : "second") + " photograph, " +
-                                     darkroom::rangeOf(scale);
+            const std::string told = "darkroom compare: wrote '" + name + ".png': " + labelOf(correlate) + " of the " +
+                                     (i == 0 ? "first" : "second") + " photograph, " + darkroom::rangeOf(scale);
             EXPECT_NE(outcome.err.find(told), std::string::npos) << told;
             files += 2;
         }

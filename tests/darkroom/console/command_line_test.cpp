@@ -7,9 +7,9 @@
 
 #include <gtest/gtest.h>
 
+#include <sys/resource.h>
 #include <regex>
 #include <set>
-#include <sys/resource.h>
 #include <thread>
 
 namespace likeness::testing {

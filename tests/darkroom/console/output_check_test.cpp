@@ -291,8 +291,7 @@ TEST_F(OutputsOntoInputs, ABatchEmptiesNoFileThatHoldsNoTimes) {
     const std::string in = save("in.png", randomPhotograph({12, 9}, 1));
     const std::string list = saveText("list.csv", "first,second\n" + in + ',' + in + '\n');
     fs::create_symlink(in, folder() / "r.csv.timing.csv");
-    expectRefused({"batch", list, "-o", "r.csv", "--timing"},
-                  "--timing: 'r.csv.timing.csv' exists; move it away");
+    expectRefused({"batch", list, "-o", "r.csv", "--timing"}, "--timing: 'r.csv.timing.csv' exists; move it away");
     expectRefused({"batch", list, "-o", "r.csv", "--timing", "--resume"},
                   "'r.csv.timing.csv' is no file of times, and it would be overwritten; move it away");
 }

@@ -7,11 +7,11 @@
 
 #include <gtest/gtest.h>
 
+#include <fcntl.h>
+#include <unistd.h>
 #include <chrono>
 #include <cstdlib>
-#include <fcntl.h>
 #include <thread>
-#include <unistd.h>
 
 namespace likeness::testing {
 namespace {

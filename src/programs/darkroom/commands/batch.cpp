@@ -21,13 +21,13 @@
 #include <opencv2/core/utility.hpp>
 #include <opencv2/core/utils/logger.hpp>
 
+#include <sys/stat.h>
 #include <algorithm>
 #include <chrono>
 #include <filesystem>
 #include <iostream>
 #include <memory>
 #include <new>
-#include <sys/stat.h>
 #include <system_error>
 #include <thread>
 

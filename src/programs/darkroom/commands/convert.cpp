@@ -223,9 +223,10 @@ ExitStatus convertFrom(const Session& session, const Options& options) {
         throw Refusal(fmt::format("--from: {} has no lightness, no way leads back to a picture", space.name));
     }
     if (imageFormatOf(options.input) == ImageFormat::hdr) {
-        throw Refusal(fmt::format("'{}' holds linear red, green and blue: --from {} takes the float TIFF that --to {} "
-                                  "writes",
-                                  options.input, space.name, space.name));
+        throw Refusal(
+            fmt::format("'{}' holds linear red, green and blue: --from {} takes the float TIFF that --to {} "
+                        "writes",
+                        options.input, space.name, space.name));
     }
     cv::Mat image = readImage(session, options.input);
     const bool integers = image.depth() != CV_32F;

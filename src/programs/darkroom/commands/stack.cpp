@@ -3,6 +3,7 @@
 #include <likeness/exposure/exposure_stack.hpp>
 #include <likeness/exposure/response_recovery.hpp>
 #include "console/brightness_factor.hpp"
+#include "console/image_output_options.hpp"
 #include "console/message_watch.hpp"
 #include "console/option_checks.hpp"
 #include "console/output_check.hpp"
@@ -12,7 +13,6 @@
 #include "console/subcommands.hpp"
 #include "files/refusal.hpp"
 #include "photofile/image_input.hpp"
-#include "console/image_output_options.hpp"
 #include "photofile/image_output.hpp"
 
 #include <fmt/format.h>

@@ -1,8 +1,8 @@
 // The options of commands that write an image, and what is checked before they begin.
 #pragma once
 
-#include "console/output_check.hpp"
 #include "console/image_output_options.hpp"
+#include "console/output_check.hpp"
 #include "photofile/image_output.hpp"
 
 #include <CLI/CLI.hpp>

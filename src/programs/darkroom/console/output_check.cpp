@@ -4,8 +4,8 @@
 
 #include <fmt/format.h>
 
-#include <filesystem>
 #include <unistd.h>
+#include <filesystem>
 
 namespace likeness::darkroom {
 namespace {

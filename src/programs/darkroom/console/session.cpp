@@ -3,9 +3,9 @@
 #include "console/output_check.hpp"
 #include "diagnostics/shown_text.hpp"
 
+#include <unistd.h>
 #include <cstdio>
 #include <optional>
-#include <unistd.h>
 #include <utility>
 
 namespace likeness::darkroom {

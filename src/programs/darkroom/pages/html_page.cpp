@@ -3,9 +3,9 @@
 #include "files/markup_text.hpp"
 #include "pages/svg_plot.hpp"
 
+#include <openssl/evp.h>
 #include <opencv2/imgcodecs.hpp>
 #include <opencv2/imgproc.hpp>
-#include <openssl/evp.h>
 
 #include <algorithm>
 #include <stdexcept>

@@ -1,0 +1,54 @@
+#!/usr/bin/env bash
+# Makes the Debian packages of a build, lets lintian look at them, and runs the programs and a user's build from where they
+# unpack. Nothing is installed.
+# usage: check.sh SOURCE BUILD SCRATCH
+set -euo pipefail
+source=$1 build=$2 scratch=$3
+rm -rf "$scratch"
+mkdir -p "$scratch"
+cd "$scratch"
+
+fail() {
+    echo "$*"
+    exit 1
+}
+
+cpack --config "$build/CPackConfig.cmake" -B "$scratch/packages" >cpack.log 2>&1 || { cat cpack.log && exit 1; }
+version=$(sed -n 's/^#define LIKENESS_VERSION_\(MAJOR\|MINOR\|PATCH\) //p' "$source/include/likeness/version.hpp" | paste -sd.)
+architecture=$(dpkg --print-architecture)
+programs="packages/likeness_${version}_$architecture.deb"
+development="packages/liblikeness-dev_${version}_$architecture.deb"
+for package in "$programs" "$development"; do
+    [ -f "$package" ] || fail "no $package, but $(echo packages/*.deb)"
+done
+# Root has to be told that it may.
+lintian --allow-root --fail-on error "$programs" "$development" >lintian.log 2>&1 || { cat lintian.log && exit 1; }
+
+for field in "Package: likeness" "Version: $version" "Architecture: $architecture" "Depends: .*libopencv-core" "Depends: .*libc6"; do
+    dpkg-deb --field "$programs" | grep -q "^$field" || fail "$programs has no field '$field'"
+done
+dpkg-deb --field "$development" Depends | grep -q libopencv-dev || fail "$development does not depend on libopencv-dev"
+
+dpkg-deb --extract "$programs" likeness
+photos="$source/examples/photos"
+line=$(likeness/usr/bin/likeness "$photos/cat.jpg" "$photos/cat.jpg")
+[ "$line" = "1,1,1,1,1" ] || fail "the packaged likeness printed '$line'"
+line=$(likeness/usr/bin/darkroom compare "$photos/cat.jpg" "$photos/cat.jpg")
+[ "$line" = "1,1,1,1,1" ] || fail "the packaged darkroom printed '$line'"
+for name in likeness darkroom; do
+    zcat "likeness/usr/share/man/man1/$name.1.gz" | grep -q '^\.SH NAME' || fail "no manual of $name"
+done
+for name in likeness liblikeness-dev; do
+    package=$(echo packages/"${name}"_*.deb)
+    files=$(dpkg-deb --contents "$package")
+    for file in copyright changelog.gz; do
+        grep -q "/usr/share/doc/$name/$file" <<<"$files" || fail "$package has no $file"
+    done
+done
+
+dpkg-deb --extract "$development" development
+[ ! -e development/usr/bin ] || fail "$development has programs"
+cmake -G Ninja -S "$source/tests/consumer" -B consumer -DCMAKE_BUILD_TYPE=Release \
+    -DCMAKE_PREFIX_PATH="$scratch/development/usr" >consumer.log
+cmake --build consumer --target consumer >>consumer.log || { cat consumer.log && exit 1; }
+consumer/consumer
