@@ -101,7 +101,7 @@ void checkViewingConditions(const ViewingConditions& conditions) {
     require(within(conditions.surround.induction, 0.1, 2), "the surround's Nc must be from 0.1 to 2");
 }
 
-std::span<const ConditionPreset> conditionPresets() {
+const std::vector<ConditionPreset>& conditionPresets() {
     static const std::vector<ConditionPreset> all = allPresets();
     return all;
 }

@@ -33,10 +33,11 @@ enum class WhiteFilter {
     bilateral  ///< `computeWhiteImgVs2`
 };
 
+/// How `localWhite` smooths.
 struct LocalWhiteOptions {
-    WhiteFilter filter = WhiteFilter::guided;
-    double sigma = 0.1;  ///< of `bilateral`: width in values, above 0 and up to 100; white is 1
-    int diameter = 15;   ///< of `bilateral`: diameter and width in pixels, 1 to 255
+    WhiteFilter filter = WhiteFilter::guided;  ///< the filter
+    double sigma = 0.1;                        ///< of `bilateral`: width in values, above 0 and up to 100; white is 1
+    int diameter = 15;                         ///< of `bilateral`: diameter and width in pixels, 1 to 255
 };
 
 /// White of each pixel: the photograph, smoothed.

@@ -8,8 +8,8 @@
 #include <likeness/export.hpp>
 
 #include <optional>
-#include <span>
 #include <string_view>
+#include <vector>
 
 namespace likeness {
 
@@ -20,13 +20,14 @@ struct Surround {
     double induction = 1;   ///< N_c, chromatic
 };
 
-bool operator==(const Surround& first, const Surround& second);
+/// Whether all three are equal.
+LIKENESS_API bool operator==(const Surround& first, const Surround& second);
 
 /// The three surrounds of CIE 159:2004 and CIE 248:2022. N_c of the dim one is 0.9 for both models; the first print of
 /// CIECAM02 had 0.95, which some programs keep.
 inline constexpr Surround averageSurround = {1.0, 0.69, 1.0};
-inline constexpr Surround dimSurround = {0.9, 0.59, 0.9};
-inline constexpr Surround darkSurround = {0.8, 0.525, 0.8};
+inline constexpr Surround dimSurround = {0.9, 0.59, 0.9};    ///< see `averageSurround`
+inline constexpr Surround darkSurround = {0.8, 0.525, 0.8};  ///< see `averageSurround`
 
 /// The conditions that colours are seen under.
 struct ViewingConditions {
@@ -37,7 +38,7 @@ struct ViewingConditions {
     /// Y_b on the scale of the white. Without a value it is the one that drifts with the size of a photograph
     /// (`backgroundLuminanceOf`), which only the comparison's own model has.
     std::optional<double> background = 20;
-    Surround surround = dimSurround;
+    Surround surround = dimSurround;  ///< dim unless said
     /// Whether the observer discounts the illuminant: the degree of adaptation D is then 1.
     bool discounting = false;
 };
@@ -56,14 +57,15 @@ LIKENESS_API void checkViewingConditions(const ViewingConditions& conditions);
 
 /// Conditions by name.
 struct ConditionPreset {
-    std::string_view name;
-    std::string_view text;  ///< what they stand for, and where the numbers come from
-    ViewingConditions conditions;
+    std::string_view name;         ///< such as "srgb-display"
+    std::string_view text;         ///< what they stand for, and where the numbers come from
+    ViewingConditions conditions;  ///< the conditions
 };
 
 /// All of them. "likeness-default" is first: what the comparison's own model assumes, with a background that drifts.
-LIKENESS_API std::span<const ConditionPreset> conditionPresets();
+LIKENESS_API const std::vector<ConditionPreset>& conditionPresets();
 
+/// The one of a name.
 /// @throws std::invalid_argument  naming the presets there are
 LIKENESS_API const ConditionPreset& conditionPreset(std::string_view name);
 

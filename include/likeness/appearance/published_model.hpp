@@ -27,6 +27,7 @@
 
 namespace likeness {
 
+/// The appearance models.
 enum class AppearanceModelKind {
     likeness,  ///< the comparison's own, not one of this header
     ciecam02,
@@ -62,32 +63,35 @@ LIKENESS_API std::string hueComposition(double quadrature);
 
 /// Which correlates a triple gives.
 enum class LevelCorrelate { lightness, brightness };
+/// Which correlate of chroma a triple gives.
 enum class ChromaCorrelate { chroma, colorfulness, saturation };
+/// Which correlate of hue a triple gives.
 enum class HueCorrelate { degrees, quadrature };
 
+/// Which three correlates.
 struct CorrelateKinds {
-    LevelCorrelate level = LevelCorrelate::lightness;
-    ChromaCorrelate chroma = ChromaCorrelate::chroma;
-    HueCorrelate hue = HueCorrelate::degrees;
+    LevelCorrelate level = LevelCorrelate::lightness;  ///< J or Q
+    ChromaCorrelate chroma = ChromaCorrelate::chroma;  ///< C, M or s
+    HueCorrelate hue = HueCorrelate::degrees;          ///< h or H
 };
 
 /// Three correlates that determine a colour.
 struct CorrelateTriple {
-    CorrelateKinds kinds;
-    double level = 0;
-    double chroma = 0;
-    double hue = 0;
+    CorrelateKinds kinds;  ///< which three
+    double level = 0;      ///< J or Q
+    double chroma = 0;     ///< C, M or s
+    double hue = 0;        ///< h or H
 };
 
 /// The correlates of an image, CV_32F of its size, as in `Correlates`.
 struct CorrelateMaps {
-    cv::Mat lightness;
-    cv::Mat brightness;
-    cv::Mat chroma;
-    cv::Mat colorfulness;
-    cv::Mat saturation;
-    cv::Mat hueDegrees;
-    cv::Mat hueQuadrature;
+    cv::Mat lightness;      ///< J
+    cv::Mat brightness;     ///< Q
+    cv::Mat chroma;         ///< C
+    cv::Mat colorfulness;   ///< M
+    cv::Mat saturation;     ///< s
+    cv::Mat hueDegrees;     ///< h
+    cv::Mat hueQuadrature;  ///< H
 };
 
 /// What follows from the conditions alone.
@@ -107,8 +111,11 @@ public:
     ///         (`checkViewingConditions`) or without a background; a white that gives cones a response of 0 or less
     PublishedModel(AppearanceModelKind kind, const ViewingConditions& conditions);
 
+    /// The model.
     AppearanceModelKind kind() const noexcept { return kind_; }
+    /// The conditions that it was made for.
     const ViewingConditions& conditions() const noexcept { return conditions_; }
+    /// What follows from them.
     const ConditionFactors& factors() const noexcept { return factors_; }
 
     /// The forward model.

@@ -12,12 +12,14 @@
 
 namespace likeness {
 
+/// The coefficients of Luo, Cui and Li: all differences, large ones, small ones.
 enum class UniformVariant {
     ucs,  ///< all differences
     lcd,  ///< large ones
     scd,  ///< small ones
 };
 
+/// A colour in a uniform space.
 struct UniformColor {
     double lightness = 0;  ///< J', 0 to 100
     double a = 0;          ///< a', positive towards red

@@ -12,9 +12,9 @@ namespace likeness {
 
 /// L*, a*, b*; L* = 100 for the white.
 struct CieLab {
-    double lightness = 0;
-    double a = 0;
-    double b = 0;
+    double lightness = 0;  ///< L*
+    double a = 0;          ///< a*, towards red
+    double b = 0;          ///< b*, towards yellow
 };
 
 /// @param white  every component > 0; not checked
@@ -25,9 +25,9 @@ LIKENESS_API Xyz xyzFromLab(const CieLab& lab, const Xyz& white);
 
 /// Parametric factors k_L, k_C, k_H of CIEDE2000; 1 under reference conditions.
 struct Ciede2000Factors {
-    double lightness = 1;
-    double chroma = 1;
-    double hue = 1;
+    double lightness = 1;  ///< k_L
+    double chroma = 1;     ///< k_C
+    double hue = 1;        ///< k_H
 };
 
 /// Colour difference CIEDE2000 (CIE 142-2001), at least 0 and the same in both directions. Made for differences up to

@@ -11,9 +11,10 @@
 
 namespace likeness {
 
+/// A white with its name.
 struct NamedWhite {
-    std::string_view name;
-    Xyz white;
+    std::string_view name;  ///< such as "D65"
+    Xyz white;              ///< Y = 100
 };
 
 /// CIE illuminants A, D50, D55, D65 (ASTM E308, table 5, 1931 observer, 5 nm) and the equal-energy illuminant E.

@@ -13,15 +13,15 @@ namespace likeness {
 
 /// CIE 1931 tristimulus values; Y = 100 for the perfect diffuser.
 struct Xyz {
-    double x = 0;
-    double y = 0;
-    double z = 0;
+    double x = 0;  ///< X
+    double y = 0;  ///< Y
+    double z = 0;  ///< Z
 };
 
 /// CIE 1931 chromaticity.
 struct Chromaticity {
-    double x = 0;
-    double y = 0;
+    double x = 0;  ///< X / (X + Y + Z)
+    double y = 0;  ///< Y / (X + Y + Z)
 };
 
 /// Linear sRGB on 0..1 to X, Y, Z of Y = 1 for a D65 white; rows X, Y, Z, columns R, G, B. The one matrix of the
