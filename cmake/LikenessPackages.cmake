@@ -3,6 +3,8 @@
 set(CPACK_GENERATOR DEB)
 set(CPACK_PACKAGE_NAME likeness)
 set(CPACK_PACKAGE_VENDOR likeness)
+# CPack's own default, the one that it does not put before what each package says of itself.
+set(CPACK_PACKAGE_DESCRIPTION_SUMMARY "${CMAKE_PROJECT_NAME} built using CMake")
 set(CPACK_PACKAGE_CONTACT "likeness developers <likeness@example.org>")
 set(CPACK_PACKAGE_VERSION "${PROJECT_VERSION}")
 set(CPACK_PACKAGING_INSTALL_PREFIX /usr)
@@ -19,7 +21,7 @@ set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS ON)
 
 set(CPACK_DEBIAN_PROGRAM_PACKAGE_NAME likeness)
 set(CPACK_COMPONENT_PROGRAM_DESCRIPTION
-    "compares two photographs by how they look
+    "comparison of photographs by how they look, programs
 The program likeness adapts two photographs to the D65 white, runs each through
 a colour appearance model of the CIECAM02 family, and prints how much the
 distributions of five appearance correlates overlap. The program darkroom
@@ -49,7 +51,7 @@ foreach(package IN ITEMS program:likeness development:liblikeness-dev)
     list(GET words 1 name)
     install(
         FILES "${PROJECT_SOURCE_DIR}/cmake/debian/copyright"
-        DESTINATION ${CMAKE_INSTALL_DOCDIR}/../${name}
+        DESTINATION ${CMAKE_INSTALL_DATAROOTDIR}/doc/${name}
         COMPONENT ${component})
 endforeach()
 set(CPACK_PRE_BUILD_SCRIPTS "${PROJECT_SOURCE_DIR}/cmake/debian/compress.cmake")

@@ -1,5 +1,6 @@
 # Run by CPack on the staged files: manuals are compressed, and each package gets its changelog.
-file(GLOB_RECURSE manuals "${CPACK_TEMPORARY_DIRECTORY}/*/man/man1/*.1")
+file(GLOB_RECURSE manuals "${CPACK_TEMPORARY_DIRECTORY}/*.1")
+list(FILTER manuals INCLUDE REGEX "/man/man1/")
 foreach(manual IN LISTS manuals)
     execute_process(COMMAND gzip -9n "${manual}" COMMAND_ERROR_IS_FATAL ANY)
 endforeach()
