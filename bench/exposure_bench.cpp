@@ -3,10 +3,13 @@
 #include <likeness/adaptation/d65_adaptation.hpp>
 #include <likeness/color/bgr_xyz.hpp>
 #include <likeness/color/sharpened_rgb.hpp>
+#include <likeness/diagnostics/watch.hpp>
 #include <likeness/exposure/durand_tone_mapping.hpp>
 #include <likeness/exposure/exposure_stack.hpp>
 #include <likeness/exposure/response_recovery.hpp>
+#include "diagnostics/step_count.hpp"
 #include "exposure/exposure_regions.hpp"
+#include "exposure/result_image.hpp"
 #include "reference/exposure_reference.hpp"
 
 #include <benchmark/benchmark.h>
@@ -127,15 +130,24 @@ void regionsLibrary(benchmark::State& state) {
     omp_set_num_threads(static_cast<int>(state.range(1)));
     const likeness::Diagnostics& diagnostics = receiver(state.range(0) != 0);
     cv::Mat mask;
+    const likeness::Watch nobody;
+    // What the given operation does with each tinted picture.
+    const auto writeTinted = [](int round, int exposure, cv::Mat& bgr) {
+        cv::Mat bytes;
+        bgr.convertTo(bytes, CV_8U, 255);
+        likeness::writeResultImage("out" + std::to_string(round) + "_0" + std::to_string(exposure) + "_final.jpg",
+                                   bytes);
+    };
     for (auto step : state) {
         state.PauseTiming();
         Exposures exposures;
         const likeness::SharpenedPhotograph flash =
             likeness::sharpened(exposures.flash, exposures.flashXyz, diagonal, diagnostics);
         state.ResumeTiming();
-        likeness::unadaptExposures(exposures.images, exposures.white, diagnostics);
+        likeness::StepCount steps(nobody, 0);
+        likeness::unadaptExposures(exposures.images, exposures.white, {}, steps, diagnostics);
         likeness::tintTowardsExposures(flash, exposures.images, mask, diagonal, static_cast<int>(state.range(2)), "out",
-                                       diagnostics);
+                                       writeTinted, steps, diagnostics);
     }
 }
 
