@@ -31,13 +31,16 @@ OrderedPool::OrderedPool(std::size_t count, unsigned jobs, std::function<Work()>
         staying_ = allStarted ? started : (started + 1) / 2;
         kept_ = staying_;
         starting_ = staying_;
-        open_ = true;
+        counted_ = true;
         gate_.notify_all();
     }
     while (workers_.size() > staying_) {
         workers_.back().join();  // which gives its stack back
         workers_.pop_back();
     }
+    const std::scoped_lock lock(mutex_);
+    open_ = true;
+    gate_.notify_all();
 }
 
 OrderedPool::~OrderedPool() {
@@ -68,7 +71,7 @@ unsigned OrderedPool::workers() const {
 void OrderedPool::run(unsigned worker) {
     {
         std::unique_lock lock(mutex_);
-        gate_.wait(lock, [this] { return open_; });
+        gate_.wait(lock, [&] { return open_ || (counted_ && worker >= staying_); });
         if (worker >= staying_) {
             return;
         }

@@ -75,8 +75,9 @@ private:
     std::map<std::size_t, ResultRecord> done_;
     std::size_t begun_ = 0;
     std::size_t handedOut_ = 0;
-    bool open_ = false;      ///< the threads that were started may begin
-    unsigned staying_ = 0;   ///< how many of them do
+    bool counted_ = false;   ///< it is known how many threads there are
+    unsigned staying_ = 0;   ///< how many of them stay
+    bool open_ = false;      ///< the others are gone: these may begin
     unsigned kept_ = 0;      ///< workers that are to go on
     unsigned starting_ = 0;  ///< threads that have not made their work yet
     unsigned working_ = 0;

@@ -140,6 +140,14 @@ PairList pairsAsked(const Session& session, const Options& options) {
     return std::move(folders.pairs);
 }
 
+/// Loops on this thread do without others. OpenMP ends the program where it lacks memory: it takes what it needs for a
+/// thread here, before others are at work.
+void prepareOpenMp() {
+    ::omp_set_num_threads(1);
+#pragma omp parallel
+    ::omp_get_thread_num();
+}
+
 /// One run over the pairs that an output lacks.
 class Run {
 public:
@@ -248,7 +256,7 @@ private:
 
     /// What one worker does with a pair; it has its own colour table, which serves one photograph after the other.
     OrderedPool::Work worker() {
-        ::omp_set_num_threads(1);
+        prepareOpenMp();
         auto counter = std::make_shared<ColorCounter>();
         return [this, counter](std::size_t number) {
             const std::size_t k = earlier_.recorded + number;
