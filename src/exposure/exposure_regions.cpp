@@ -9,6 +9,7 @@
 #include <likeness/exposure/brightness_increase.hpp>
 #include "color/photograph_argument.hpp"
 #include "diagnostics/number_text.hpp"
+#include "numerics/parallel.hpp"
 
 #include <omp.h>
 
@@ -96,6 +97,7 @@ void shareOutOverOwnThreads(Run run) {
 void forEachExposure(const std::function<void(int)>& body) {
     std::array<std::exception_ptr, exposureCount> errors;  // none may leave the region by itself
     const auto run = [&](int i) {
+        const numerics::SerialScope oneExposureAThread;
         try {
             body(i);
         } catch (...) {
