@@ -39,17 +39,29 @@ inline constexpr std::size_t pixelsWorthAThread = std::size_t{1} << 16;
 /// Calls body(row, first, count) for pieces of at most `most` pixels that cover the walk, each once, in any order and
 /// at the same time: what a body writes must depend on its own pixels alone.
 /// @param most  fixed, so that a piece is the same whatever the number of threads
+/// @param pixelsOfAThread  how many are worth a thread
 template <typename Body>
-void forEachPiece(const ImageWalk& walk, std::size_t most, const Body& body) {
+void forEachPiece(const ImageWalk& walk, std::size_t most, const Body& body,
+                  std::size_t pixelsOfAThread = pixelsWorthAThread) {
     const auto cols = static_cast<std::size_t>(walk.cols);
     const std::size_t piecesInRow = (cols + most - 1) / most;
     const std::size_t pieces = piecesInRow * static_cast<std::size_t>(walk.rows);
     const std::size_t grain =
-        std::max<std::size_t>(1, pixelsWorthAThread / std::max<std::size_t>(1, std::min(most, cols)));
+        std::max<std::size_t>(1, pixelsOfAThread / std::max<std::size_t>(1, std::min(most, cols)));
     inParallel(pieces, grain, [&](std::size_t begin, std::size_t end) {
         for (std::size_t piece = begin; piece < end; ++piece) {
             const std::size_t first = piece % piecesInRow * most;
             body(static_cast<int>(piece / piecesInRow), first, std::min(most, cols - first));
+        }
+    });
+}
+
+/// Calls task(k) for k below `count`, at the same time where the image that each goes over has `pixels` enough.
+template <typename Task>
+void forEachTask(std::size_t pixels, std::size_t count, const Task& task) {
+    inParallel(count, pixels < pixelsWorthAThread ? count : 1, [&](std::size_t begin, std::size_t end) {
+        for (std::size_t k = begin; k < end; ++k) {
+            task(k);
         }
     });
 }

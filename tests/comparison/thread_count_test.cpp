@@ -31,6 +31,13 @@ cv::Mat joined(const AppearanceMaps& maps) {
     return all;
 }
 
+cv::Mat smoothedBy(SmoothingVariant variant, const cv::Mat& photograph, const cv::Mat& guide) {
+    SmoothOptions options;
+    options.variant = variant;
+    options.guide = guide;
+    return smooth(photograph, options);
+}
+
 std::vector<Operation> operations() {
     AdaptOptions local;
     local.local = true;
@@ -60,6 +67,11 @@ std::vector<Operation> operations() {
         {"adapt locally", [local](const cv::Mat& p, const cv::Mat& o) { return adaptTo(p, o, local); }},
         {"tint", [](const cv::Mat& p, const cv::Mat& o) { return tint(p, o); }},
         {"brighten", [](const cv::Mat& p, const cv::Mat&) { return brighten(p); }},
+        {"smooth", [](const cv::Mat& p, const cv::Mat& o) { return smoothedBy(SmoothingVariant::gray, p, o); }},
+        {"smooth by colour",
+         [](const cv::Mat& p, const cv::Mat& o) { return smoothedBy(SmoothingVariant::color, p, o); }},
+        {"smooth by transport",
+         [](const cv::Mat& p, const cv::Mat& o) { return smoothedBy(SmoothingVariant::transport, p, o); }},
         {"transfer", [](const cv::Mat& p, const cv::Mat& o) { return transferColors(p, o).image; }},
         {"transfer of chroma",
          [chroma](const cv::Mat& p, const cv::Mat& o) { return transferColors(p, o, chroma).image; }},
