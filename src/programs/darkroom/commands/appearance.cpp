@@ -1,8 +1,9 @@
 // darkroom appearance: how bright, light, colourful, saturated and of what hue each pixel of an image looks.
-#include <likeness/comparison/photograph_comparison.hpp>
+#include <likeness/comparison/analysis.hpp>
 #include <likeness/version.hpp>
 #include "batch/correlates.hpp"
 #include "console/map_statistics.hpp"
+#include "console/operation_watch.hpp"
 #include "console/option_checks.hpp"
 #include "console/output_check.hpp"
 #include "console/progress.hpp"
@@ -118,16 +119,15 @@ ExitStatus mapAppearance(const Session& session, const Options& options) {
             plan.file("--output", mapPath(options, correlate, extension));
         }
     }
-    cv::Mat image = readImage(session, options.input);
-    if (image.depth() != CV_8U) {
-        image = unitImageOf(image);
-    }
+    const cv::Mat image = readImage(session, options.input);
     std::vector<Described> all;
     Progress progress(session, "appearance", 7);
-    const AppearanceMaps maps = appearanceMaps(image, session.diagnostics());
+    AnalysisOptions withMaps;
+    withMaps.maps = true;
+    const Analysis analysis = analyze(image, withMaps, watchOf(session));
     progress.step();
     for (const Correlate& correlate : allCorrelates()) {
-        const cv::Mat& map = maps.*correlate.map;
+        const cv::Mat map = analysis.map(correlate.map);
         all.push_back({correlate, isHue(correlate) ? statisticsOfDegrees(map) : statisticsOf(map)});
         const std::string what = labelOf(correlate);
         writeImage(session, {mapPath(options, correlate, ".tif")}, map, 1.0, what);
