@@ -66,7 +66,7 @@ struct LightnessMatch {
 };
 
 /// Thrown where a photograph has one lightness throughout: there is no spread to match.
-class OneLightness : public std::invalid_argument {
+class LIKENESS_API OneLightness : public std::invalid_argument {
 public:
     /// @param argument  "photograph" or "reference"
     explicit OneLightness(const std::string& argument)

@@ -39,7 +39,7 @@ struct SmoothOptions {
 ///
 /// @param photograph  any depth that `toUnit` takes; not modified. An empty one is grey; NaN is not
 /// @throws std::invalid_argument  if the photograph is of another type
-bool isGray(const cv::Mat& photograph);
+LIKENESS_API bool isGray(const cv::Mat& photograph);
 
 /// Smooths a photograph with the guided filter (`filter/guidedfilter.hpp`).
 ///

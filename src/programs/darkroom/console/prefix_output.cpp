@@ -2,7 +2,7 @@
 
 #include <likeness/color/clipped_values.hpp>
 #include "console/option_checks.hpp"
-#include "exposure/result_image.hpp"
+#include "diagnostics/output_file.hpp"
 #include "files/refusal.hpp"
 #include "files/replaced_file.hpp"
 #include "photofile/clipping.hpp"
@@ -88,7 +88,15 @@ StagedResults::~StagedResults() {
 }
 
 void StagedResults::write(const std::string& ending, const cv::Mat& picture) const {
-    writeResultImage(stagedPrefix_ + ending, picture);
+    std::vector<uchar> bytes;
+    cv::imencode(ending.substr(ending.rfind('.')), picture, bytes);
+    const std::string path = stagedPrefix_ + ending;
+    OutputFile file(path);
+    file.write({reinterpret_cast<const char*>(bytes.data()), bytes.size()});
+    if (!file.close()) {
+        std::error_code ignored;
+        fs::remove(path, ignored);
+    }
 }
 
 void StagedResults::writeMerged(const cv::Mat& radiance, const cv::Mat& toneMapped, const cv::Mat& fused) const {

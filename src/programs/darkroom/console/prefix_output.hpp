@@ -31,7 +31,8 @@ CLI::Option* addPrefixOutput(CLI::App& app, std::string& prefix, const std::stri
 /// @throws Refusal
 void checkPrefixOutput(const std::string& prefix, const std::vector<PrefixedResult>& results, OutputPlan& plan);
 
-/// A folder with a temporary name beside the results, where they are written first. It goes, with everything in it, when this object does or the program is interrupted.
+/// A folder with a temporary name beside the results, where they are written first. It goes, with everything in it, when
+/// this object does or the program is interrupted.
 class StagedResults {
 public:
     /// @throws Refusal  if the folder cannot be made
