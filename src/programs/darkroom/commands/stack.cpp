@@ -69,9 +69,7 @@ StackOptions stackOptions(const Options& options, const StagedResults& staged) {
     stack.iterations = options.iterations;
     stack.exposures = false;
     stack.takeTinted = [&staged](int round, int exposure, const cv::Mat& picture) {
-        cv::Mat bytes;
-        picture.convertTo(bytes, CV_8U, 255);
-        staged.write(tintedEnding(round, exposure), bytes);
+        staged.writePicture(tintedEnding(round, exposure), picture);
     };
     return stack;
 }

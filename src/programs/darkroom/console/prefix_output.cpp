@@ -99,6 +99,12 @@ void StagedResults::write(const std::string& ending, const cv::Mat& picture) con
     }
 }
 
+void StagedResults::writePicture(const std::string& ending, const cv::Mat& picture) const {
+    cv::Mat bytes;
+    picture.convertTo(bytes, CV_8U, 255);
+    write(ending, bytes);
+}
+
 void StagedResults::writeMerged(const cv::Mat& radiance, const cv::Mat& toneMapped, const cv::Mat& fused) const {
     write(".hdr", radiance);
     write(".jpg", toneMapped * 255);

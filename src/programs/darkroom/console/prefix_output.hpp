@@ -49,6 +49,9 @@ public:
     /// @param picture  CV_8UC3, or CV_32FC3 on the scale 0..255 (.hdr: as it is)
     void write(const std::string& ending, const cv::Mat& picture) const;
 
+    /// The same of a picture on the scale 0..1, rounded to 8 bits.
+    void writePicture(const std::string& ending, const cv::Mat& picture) const;
+
     /// Writes what `mergedResults` names.
     /// @param toneMapped, fused  on the scale 0..1
     void writeMerged(const cv::Mat& radiance, const cv::Mat& toneMapped, const cv::Mat& fused) const;
