@@ -2,8 +2,8 @@
 #include <likeness/adaptation/white_image.hpp>
 #include <likeness/color/correlated_color_temperature.hpp>
 #include <likeness/color/white_point.hpp>
-#include <likeness/version.hpp>
 #include "console/image_output_options.hpp"
+#include "console/json_output.hpp"
 #include "console/operation_watch.hpp"
 #include "console/option_checks.hpp"
 #include "console/progress.hpp"
@@ -43,23 +43,20 @@ FoundWhite described(const WhiteEstimate& estimate) {
     return {estimate.bgr, xy, correlatedColorTemperature(xy)};
 }
 
-nlohmann::ordered_json numberOrNull(double value) {
-    return std::isfinite(value) ? nlohmann::ordered_json(roundedToNineDigits(value)) : nlohmann::ordered_json();
+nlohmann::ordered_json rounded(double value) {
+    return numberOrNull(roundedToNineDigits(value));
 }
 
 void printJson(const Options& options, const cv::Mat& bgr, const FoundWhite& white) {
-    nlohmann::ordered_json json;
-    json["schema"] = "darkroom.white";
-    json["schema_version"] = 1;
-    json["program_version"] = LIKENESS_VERSION;
+    nlohmann::ordered_json json = jsonOfSchema("white", 1);
     json["input"] = {{"path", options.input}, {"width_pixels", bgr.cols}, {"height_pixels", bgr.rows}};
     for (int c = 0; c < 3; ++c) {
-        json["white_bgr"].push_back(numberOrNull(white.bgr[c]));
+        json["white_bgr"].push_back(rounded(white.bgr[c]));
     }
-    json["chromaticity_xy"] = {numberOrNull(white.xy[0]), numberOrNull(white.xy[1])};
-    json["correlated_color_temperature_kelvin"] = numberOrNull(white.nearest.kelvin);
-    json["planckian_distance_uv"] = numberOrNull(white.nearest.distance);
-    std::cout << json.dump(2, ' ', false, nlohmann::ordered_json::error_handler_t::replace) << '\n';
+    json["chromaticity_xy"] = {rounded(white.xy[0]), rounded(white.xy[1])};
+    json["correlated_color_temperature_kelvin"] = rounded(white.nearest.kelvin);
+    json["planckian_distance_uv"] = rounded(white.nearest.distance);
+    std::cout << indentedJson(json);
 }
 
 void printText(const FoundWhite& white) {
@@ -90,7 +87,8 @@ ExitStatus estimateWhite(const Session& session, const Options& options) {
         OutputPlan plan(session, {options.input});
         checkImageOutput(options.output, plan);
     }
-    const cv::Mat bgr = readUnitImage(session, options.input);
+    const cv::Mat bgr =
+        options.sigma > 0 ? readBoundedUnitImage(session, options.input) : readUnitImage(session, options.input);
     if (withImage) {
         checkFinite(options.input, bgr);
     }
