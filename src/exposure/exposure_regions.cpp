@@ -18,6 +18,7 @@
 #include <array>
 #include <atomic>
 #include <exception>
+#include <numeric>
 #include <system_error>
 #include <thread>
 
@@ -121,16 +122,26 @@ void requireBrightnessFactor(const std::string& name, double factor, int lastPas
     }
 }
 
-std::vector<cv::Mat> exposuresOf(cv::Mat& xyz, float brightness, const Diagnostics& diagnostics) {
+AdaptedToD65 adaptedToD65(cv::Mat xyz) {
     cv::Mat& white = xyz;
     convertXYZtoSharpenedBGR(xyz, white);
     cv::Mat adapted = white.clone();
     iCAMCATByD65(adapted, white, white);
-    std::vector<cv::Mat> exposures(exposureCount);
-    for (cv::Mat& exposure : exposures) {
-        exposure.create(xyz.size(), CV_32FC3);
-    }
-    increaseBrightness(adapted, exposures.data(), brightness, diagnostics);
+    return {adapted, white};
+}
+
+std::vector<int> everyPass() {
+    std::vector<int> passes(brightnessPasses);
+    std::iota(passes.begin(), passes.end(), 0);
+    return passes;
+}
+
+std::vector<cv::Mat> exposuresOf(cv::Mat& xyz, float brightness, const Diagnostics& diagnostics) {
+    AdaptedToD65 adapted = adaptedToD65(xyz);
+    std::vector<cv::Mat> exposures;
+    increaseBrightnessByPasses(
+        adapted.image, brightness, everyPass(),
+        [&exposures](int, cv::Mat& exposure) { exposures.push_back(exposure.clone()); }, diagnostics);
     return exposures;
 }
 
