@@ -7,11 +7,10 @@
 
 namespace likeness::darkroom {
 
-/// Accepts factors above 0, up to 100, from which on bright and dark would change places.
+/// Accepts factors above 0 and up to 100: above 100 the exponent is negative, which swaps bright and dark.
 CLI::Validator brightnessFactorRange();
 
-/// Refuses a first factor that leaves one of the passes with a factor that is not above 0, whose picture would be no
-/// picture.
+/// Refuses a first factor that leaves one of the passes with a factor that is not above 0, whose result would be NaN.
 /// @param option  the option that gave it, for the refusal
 /// @param pass    the only pass that matters, 1 to 6; 0 for all six
 /// @throws Refusal
