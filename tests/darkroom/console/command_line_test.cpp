@@ -149,6 +149,27 @@ TEST_F(DarkroomCommandLine, WithoutThreadsDoesTheWorkItself) {
     }
 }
 
+TEST_F(DarkroomCommandLine, AnyNumberOfThreadsGivesTheSameBytes) {
+    const std::string in = save("in.png", randomPhotograph({533, 401}, 3));
+    const auto result = [&](const std::vector<std::string>& more, const std::string& environment) {
+        std::string command = environment + " exec " LIKENESS_DARKROOM " adapt " + in + " --to d65 -o r.tif";
+        for (const std::string& word : more) {
+            command += ' ' + word;
+        }
+        const Outcome outcome = run({"/bin/sh", "-c", command}, folder());
+        EXPECT_EQ(outcome.status, 0) << outcome.err;
+        return contentOf(output("r.tif"));
+    };
+    const std::string alone = result({"--threads", "1"}, "");
+    EXPECT_FALSE(alone.empty());
+    EXPECT_TRUE(result({}, "") == alone);
+    EXPECT_TRUE(result({"--threads", "8"}, "") == alone);
+    EXPECT_TRUE(result({}, "LIKENESS_THREADS=3") == alone);
+    for (const std::string value : {"0", "-1", "1025", "two", "1.5"}) {
+        EXPECT_EQ(darkroom({"adapt", in, "--to", "d65", "-o", "s.tif", "--threads=" + value}).status, 2) << value;
+    }
+}
+
 TEST_F(DarkroomCommandLine, AFileThatMayNotGrowIsAnError) {
     const std::string in = save("in.png", examplePhotograph("cat.jpg")(cv::Rect(0, 0, 64, 48)));
     const Outcome outcome = run({LIKENESS_DARKROOM, "smooth", in, "-o", "r.tif"}, folder(), [] {

@@ -1,4 +1,5 @@
 // darkroom batch: many pairs of photographs, compared and recorded so that nothing is lost.
+#include <likeness/threads.hpp>
 #include <likeness/version.hpp>
 #include "batch/analysis_cache.hpp"
 #include "batch/batch_summary.hpp"
@@ -181,6 +182,7 @@ private:
 
     void compare(const StopSignals& signals) {
         // The pairs are what runs at the same time.
+        setThreads(1);
         cv::setNumThreads(1);
         cv::utils::logging::setLogLevel(cv::utils::logging::LOG_LEVEL_SILENT);
         for (std::size_t k = earlier_.recorded; options_.cache > 0 && k < pairs_.size(); ++k) {

@@ -1,5 +1,6 @@
 #include "console/command_line.hpp"
 
+#include <likeness/threads.hpp>
 #include <likeness/version.hpp>
 #include "console/option_checks.hpp"
 #include "console/parser_view.hpp"
@@ -191,13 +192,34 @@ std::shared_ptr<CommonOptions> addCommonOptions(CLI::App& app) {
     return options;
 }
 
+void addThreadsOption(CLI::App& app, CommonOptions& options) {
+    app.add_option(
+           "--threads", options.threads,
+           optionText("Threads that work at the same time, 1 to 1024; by default what LIKENESS_THREADS says, or "
+                      "as many as there are processors. Results are the same bytes for any number. Not for "
+                      "batch, which has --jobs",
+                      "--threads 1"))
+        ->type_name("N")
+        ->check(integerBetween(1, 1024))
+        ->group(commonGroup);
+}
+
+/// Also those of the image library and of OpenMP.
+void setAllThreads(int count) {
+    setThreads(count);
+    cv::setNumThreads(count);
+    ::omp_set_num_threads(count);
+}
+
 /// The libraries' loops end the program, or the work, where they get no threads.
-void useThreadsThatThereAre(const Session& session) {
-    const unsigned processors = std::thread::hardware_concurrency();
-    if (processors > 1 && !threadsAvailable(processors - 1)) {
-        session.warn(fmt::format("the system does not give {} threads: one does the work", processors));
-        cv::setNumThreads(1);
-        ::omp_set_num_threads(1);
+void useThreadsThatThereAre(const Session& session, int wanted) {
+    const int count = wanted > 0 ? wanted : threads();
+    if (count != cv::getNumThreads() || wanted > 0) {
+        setAllThreads(count);
+    }
+    if (count > 1 && !threadsAvailable(static_cast<unsigned>(count - 1))) {
+        session.warn(fmt::format("the system does not give {} threads: one does the work", count));
+        setAllThreads(1);
     }
 }
 
@@ -220,6 +242,9 @@ CommandLine::CommandLine()
         entry.action = subcommand.declare(*app);
         entry.onPixels = subcommand.onPixels;
         entry.common = subcommand.onImages ? addCommonOptions(*app) : std::make_shared<CommonOptions>();
+        if (subcommand.onPixels) {
+            addThreadsOption(*app, *entry.common);
+        }
         app->set_help_flag(helpNames, helpText)->group(commonGroup);  // anew, so that it is the last
         entries_.emplace(app, std::move(entry));
     }
@@ -234,7 +259,7 @@ ExitStatus CommandLine::run(int argc, const char* const* argv) {
         const Entry& entry = entries_.at(chosen);
         const Session session(command, *entry.common);
         if (entry.onPixels) {
-            useThreadsThatThereAre(session);
+            useThreadsThatThereAre(session, entry.common->threads);
         }
         const ExitStatus status = entry.action(session);
         session.reportDumps();

@@ -21,6 +21,7 @@ struct CommonOptions {
     bool quiet = false;
     bool verbose = false;
     std::uint64_t mostPixels = usualMostPixels;  ///< of an image that is read
+    int threads = 0;                             ///< at the same time; 0: not said
 };
 
 /// One run of the program. Results go to standard output or into named files; everything that is said here goes to
