@@ -1,11 +1,12 @@
 #include <likeness/comparison/analysis.hpp>
 
 #include "color/photograph_argument.hpp"
+#include "comparison/modelled_appearance.hpp"
 #include "comparison/photograph_counts.hpp"
+#include "numerics/beside.hpp"
 
 #include <array>
 #include <cstddef>
-#include <future>
 #include <stdexcept>
 #include <utility>
 
@@ -53,7 +54,18 @@ Analysis Comparer::analyzed(const cv::Mat& photograph, const AnalysisOptions& op
                             std::size_t place) {
     Analysis analysis;
     analysis.size_ = photograph.size();
-    analysis.backgroundLuminance_ = backgroundLuminanceOf(static_cast<std::int64_t>(photograph.rows) * photograph.cols);
+    analysis.backgroundLuminance_ = backgroundUnder(options.model, photograph);
+    analysis.model_ = options.model;
+    if (!(options.model == ComparisonModel()) || options.hue) {
+        checkComparisonModel(options.model);
+        const bool bytes = photograph.empty() || photograph.type() == CV_8UC3;
+        ModelledAppearance seen = modelledAppearance(bytes ? photograph : unitPhotograph("photograph", photograph),
+                                                     options, tables_->counter(place));
+        analysis.distributions_ = std::move(seen.distributions);
+        analysis.maps_ = std::move(seen.maps);
+        analysis.indices_ = seen.indices.clone();
+        return analysis;
+    }
     const bool ofBytes = photograph.empty() || photograph.type() == CV_8UC3;
     if (ofBytes && (photograph.empty() || !options.maps)) {
         analysis.distributions_ =
@@ -76,22 +88,28 @@ Analysis Comparer::analyze(const cv::Mat& photograph, const AnalysisOptions& opt
     return analysis;
 }
 
-LikenessCoefficients Comparer::compare(const cv::Mat& first, const cv::Mat& second, const Watch& watch) {
+std::pair<Analysis, Analysis> Comparer::analyzePair(const cv::Mat& first, const cv::Mat& second,
+                                                    const AnalysisOptions& options, const Watch& watch) {
     constexpr std::size_t worthAThread = 100'000;  // pixels, some milliseconds
     const Diagnostics& diagnostics = watch.receiver();
     if (diagnostics.wantsFiles() || first.total() < worthAThread || second.total() < worthAThread) {
-        const Analysis ofFirst = analyzed(first, {}, diagnostics, 0);
+        Analysis ofFirst = analyzed(first, options, diagnostics, 0);
         watch.step(1, 2);
-        const Analysis ofSecond = analyzed(second, {}, diagnostics, 0);
+        Analysis ofSecond = analyzed(second, options, diagnostics, 0);
         watch.step(2, 2);
-        return likeness::compare(ofFirst, ofSecond);
+        return {std::move(ofFirst), std::move(ofSecond)};
     }
-    auto ofSecond = std::async(std::launch::async, [&] { return analyzed(second, {}, diagnostics, 1); });
-    const Analysis ofFirst = analyzed(first, {}, diagnostics, 0);
+    auto analyzing = beside([&] { return analyzed(second, options, diagnostics, 1); });
+    Analysis ofFirst = analyzed(first, options, diagnostics, 0);
     watch.step(1, 2);
-    const LikenessCoefficients coefficients = likeness::compare(ofFirst, ofSecond.get());
+    Analysis ofSecond = analyzing.get();
     watch.step(2, 2);
-    return coefficients;
+    return {std::move(ofFirst), std::move(ofSecond)};
+}
+
+LikenessCoefficients Comparer::compare(const cv::Mat& first, const cv::Mat& second, const Watch& watch) {
+    const auto [ofFirst, ofSecond] = analyzePair(first, second, {}, watch);
+    return likeness::compare(ofFirst, ofSecond);
 }
 
 Analysis analyze(const cv::Mat& photograph, const AnalysisOptions& options, const Watch& watch) {
@@ -99,6 +117,9 @@ Analysis analyze(const cv::Mat& photograph, const AnalysisOptions& options, cons
 }
 
 LikenessCoefficients compare(const Analysis& first, const Analysis& second) {
+    if (!first.size().empty() && !second.size().empty() && !(first.model() == second.model())) {
+        throw std::invalid_argument("the two photographs were seen through different models or conditions");
+    }
     return compareDistributions(first.distributions(), second.distributions());
 }
 
