@@ -11,6 +11,17 @@ constexpr double grayBackground = 20;
 
 }  // namespace
 
+const char* nameOf(PictureWhite white) {
+    switch (white) {
+        case PictureWhite::grayWorld:
+            return "gray-world";
+        case PictureWhite::brightestPixel:
+            return "brightest";
+        default:
+            return "encoding";
+    }
+}
+
 bool operator==(const ComparisonModel& first, const ComparisonModel& second) {
     if (first.kind != second.kind) {
         return false;

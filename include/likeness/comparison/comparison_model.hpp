@@ -19,6 +19,9 @@ enum class PictureWhite {
     brightestPixel,  ///< the colour of the pixel of the greatest Y; of several, the one of the greatest X, then Z
 };
 
+/// "encoding", "gray-world", "brightest".
+LIKENESS_API const char* nameOf(PictureWhite white);
+
 /// The achromatic response that the comparison's own model takes for that of the white.
 enum class WhiteResponse {
     brightest,  ///< the greatest of the photograph

@@ -1,14 +1,17 @@
 // darkroom appearance: how bright, light, colourful, saturated and of what hue each pixel of an image looks.
-#include <likeness/comparison/photograph_comparison.hpp>
+#include <likeness/comparison/analysis.hpp>
 #include <likeness/version.hpp>
 #include "batch/correlates.hpp"
 #include "console/map_statistics.hpp"
+#include "console/model_options.hpp"
+#include "console/operation_watch.hpp"
 #include "console/option_checks.hpp"
 #include "console/output_check.hpp"
 #include "console/progress.hpp"
 #include "console/subcommands.hpp"
 #include "files/markup_text.hpp"
 #include "files/number_format.hpp"
+#include "files/refusal.hpp"
 #include "pages/map_picture.hpp"
 #include "photofile/image_input.hpp"
 #include "photofile/image_output.hpp"
@@ -32,6 +35,7 @@ struct Options {
     std::string input;
     std::string output;
     bool json = false;
+    ModelOptions model;
 };
 
 struct Described {
@@ -55,9 +59,9 @@ std::string mapPath(const Options& options, const Correlate& correlate, const ch
         .string();
 }
 
-MapScale scaleFor(const Described& described) {
+MapScale scaleFor(const Described& described, const ChosenModel& model) {
     if (isHue(described.correlate)) {
-        return degreesScale(labelOf(described.correlate) + ", degrees");
+        return degreesScale(labelOf(described.correlate) + ", degrees", model.isPublished() ? 0 : -180);
     }
     const auto& percentiles = described.statistics.percentiles;
     return roundScale(labelOf(described.correlate), percentiles.front(), percentiles.back());
@@ -89,12 +93,16 @@ std::string table(const std::vector<Described>& all) {
     return text;
 }
 
-std::string jsonText(const Options& options, cv::Size size, const std::vector<Described>& all) {
+std::string jsonText(const Options& options, const ChosenModel& model, cv::Size size,
+                     const std::vector<Described>& all) {
     nlohmann::ordered_json json = {
         {"schema", "darkroom.appearance"},
         {"schema_version", jsonVersion},
         {"program_version", LIKENESS_VERSION},
         {"input", {{"path", validUtf8(options.input)}, {"width_pixels", size.width}, {"height_pixels", size.height}}}};
+    if (!model.isDefault()) {
+        json["model"] = jsonOf(model);
+    }
     for (const Described& one : all) {
         const MapStatistics& s = one.statistics;
         nlohmann::ordered_json entry = {{"symbol", one.correlate.symbol}, {"minimum", roundedToNineDigits(s.minimum)}};
@@ -110,7 +118,19 @@ std::string jsonText(const Options& options, cv::Size size, const std::vector<De
     return json.dump(2) + '\n';
 }
 
+/// The mean of angles from 0 to 360 among them.
+MapStatistics statisticsOfHue(const cv::Mat& map, const ChosenModel& model) {
+    MapStatistics statistics = statisticsOfDegrees(map);
+    statistics.mean += model.isPublished() && statistics.mean < 0 ? 360 : 0;
+    return statistics;
+}
+
 ExitStatus mapAppearance(const Session& session, const Options& options) {
+    const ChosenModel model = chosenModel(options.model);
+    if (session.diagnostics().wantsFiles() && !model.isDefault()) {
+        throw Refusal(
+            "--dumps: the diagnostic files are those of the default model; leave out the options of the model");
+    }
     checkFolder("--output", options.output);
     OutputPlan plan(session, {options.input});
     for (const Correlate& correlate : allCorrelates()) {
@@ -118,25 +138,25 @@ ExitStatus mapAppearance(const Session& session, const Options& options) {
             plan.file("--output", mapPath(options, correlate, extension));
         }
     }
-    cv::Mat image = readImage(session, options.input);
-    if (image.depth() != CV_8U) {
-        image = unitImageOf(image);
-    }
+    const cv::Mat image = readImage(session, options.input);
     std::vector<Described> all;
     Progress progress(session, "appearance", 7);
-    const AppearanceMaps maps = appearanceMaps(image, session.diagnostics());
+    const Analysis analysis = analyze(image, model.analysis(true), watchOf(session));
     progress.step();
     for (const Correlate& correlate : allCorrelates()) {
-        const cv::Mat& map = maps.*correlate.map;
-        all.push_back({correlate, isHue(correlate) ? statisticsOfDegrees(map) : statisticsOf(map)});
+        const cv::Mat map = analysis.map(correlate.map);
+        all.push_back({correlate, isHue(correlate) ? statisticsOfHue(map, model) : statisticsOf(map)});
         const std::string what = labelOf(correlate);
         writeImage(session, {mapPath(options, correlate, ".tif")}, map, 1.0, what);
-        const MapScale scale = scaleFor(all.back());
+        const MapScale scale = scaleFor(all.back(), model);
         writePicture(session, {mapPath(options, correlate, ".png")}, mapPicture(map, scale),
                      what + ", " + rangeOf(scale));
         progress.step();
     }
-    std::cout << (options.json ? jsonText(options, image.size(), all) : table(all));
+    std::cout << (options.json ? jsonText(options, model, image.size(), all) : table(all)) << std::flush;
+    if (!model.isDefault()) {
+        session.tell(lineOf(model));
+    }
     return ExitStatus::done;
 }
 
@@ -153,6 +173,7 @@ Action declareAppearance(CLI::App& app) {
         ->type_name("DIR")
         ->required();
     app.add_flag("--json", options->json, optionText("Give the table as JSON", "--json"));
+    addModelOptions(app, options->model);
     return [options](const Session& session) { return mapAppearance(session, *options); };
 }
 

@@ -1,6 +1,9 @@
 // darkroom compare: five coefficients that say how alike two photographs look.
+#include <likeness/comparison/analysis.hpp>
 #include "batch/comparison_remarks.hpp"
 #include "console/comparison_result.hpp"
+#include "console/model_options.hpp"
+#include "console/operation_watch.hpp"
 #include "console/option_checks.hpp"
 #include "console/output_check.hpp"
 #include "console/progress.hpp"
@@ -31,6 +34,7 @@ struct Options {
     std::string report;
     bool json = false;
     bool csv = false;
+    ModelOptions model;
 };
 
 /// File of a map in the folder that --maps names: "first_brightness.tif".
@@ -44,6 +48,11 @@ std::vector<std::string> mapPaths(const Options& options) {
         for (const Correlate& correlate : comparedCorrelates) {
             for (const char* const extension : {".png", ".tif"}) {
                 paths.push_back(mapPath(options, place, correlate, extension));
+            }
+        }
+        if (options.model.hue) {
+            for (const char* const extension : {".png", ".tif"}) {
+                paths.push_back(mapPath(options, place, hueCorrelate, extension));
             }
         }
     }
@@ -70,41 +79,49 @@ void checkOutputs(const Session& session, const Options& options) {
     }
 }
 
+void writeMap(const Session& session, const Options& options, const char* place, const Correlate& correlate,
+              const cv::Mat& map, const MapScale& scale) {
+    const std::string what = labelOf(correlate) + " of the " + place + " photograph";
+    writeImage(session, {mapPath(options, place, correlate, ".tif")}, map, 1.0, what);
+    writePicture(session, {mapPath(options, place, correlate, ".png")}, mapPicture(map, scale),
+                 what + ", " + rangeOf(scale));
+}
+
 /// The maps of one photograph, into files and onto the page.
-void showMaps(const Session& session, const Options& options, const cv::Mat& photograph, const char* place,
+void showMaps(const Session& session, const Options& options, const Analysis& analysis, const char* place,
               const std::array<MapScale, comparedCorrelates.size()>& scales, ReportedPhotograph& reported) {
-    const AppearanceMaps maps = appearanceMaps(photograph);
     for (std::size_t k = 0; k < comparedCorrelates.size(); ++k) {
         const Correlate& correlate = comparedCorrelates[k];
-        const cv::Mat& map = maps.*correlate.map;
+        const cv::Mat map = analysis.map(correlate.map);
         if (!options.maps.empty()) {
-            const std::string what = labelOf(correlate) + " of the " + place + " photograph";
-            writeImage(session, {mapPath(options, place, correlate, ".tif")}, map, 1.0, what);
-            writePicture(session, {mapPath(options, place, correlate, ".png")}, mapPicture(map, scales[k]),
-                         what + ", " + rangeOf(scales[k]));
+            writeMap(session, options, place, correlate, map, scales[k]);
         }
         if (!options.report.empty()) {
             reported.maps[k] = reducedMap(map, reportPictureSide);
             reported.nanCounts[k] = static_cast<std::int64_t>(map.total()) - cv::countNonZero(map == map);
         }
     }
+    if (!options.maps.empty() && options.model.hue) {
+        const bool own = analysis.model().kind == AppearanceModelKind::likeness;
+        writeMap(session, options, place, hueCorrelate, analysis.map(hueCorrelate.map),
+                 degreesScale(labelOf(hueCorrelate) + ", degrees", own ? -180 : 0));
+    }
 }
 
 /// What goes beyond the numbers: maps and page.
 void show(const Session& session, const Options& options, const ComparisonResult& result,
-          const std::pair<cv::Mat, cv::Mat>& photographs,
-          std::pair<AppearanceDistributions, AppearanceDistributions> distributions) {
+          const std::pair<cv::Mat, cv::Mat>& photographs, const std::pair<Analysis, Analysis>& analyses) {
     ComparisonReport report;
     report.result = result;
-    report.first.distributions = std::move(distributions.first);
-    report.second.distributions = std::move(distributions.second);
+    report.first.distributions = analyses.first.distributions();
+    report.second.distributions = analyses.second.distributions();
     for (std::size_t k = 0; k < comparedCorrelates.size(); ++k) {
         report.scales[k] = commonScale(comparedCorrelates[k], report.first.distributions, report.second.distributions);
     }
     Progress progress(session, "drawing maps", 2);
-    showMaps(session, options, photographs.first, "first", report.scales, report.first);
+    showMaps(session, options, analyses.first, "first", report.scales, report.first);
     progress.step();
-    showMaps(session, options, photographs.second, "second", report.scales, report.second);
+    showMaps(session, options, analyses.second, "second", report.scales, report.second);
     progress.step();
     if (!options.report.empty()) {
         report.first.pictureUri = jpegUri(pictureOf(photographs.first), reportPictureSide);
@@ -119,7 +136,7 @@ void show(const Session& session, const Options& options, const ComparisonResult
 void give(const Session& session, const Options& options, const ComparisonResult& result) {
     const std::string text = options.json  ? comparisonJson(result)
                              : options.csv ? comparisonCsv(result)
-                                           : comparisonLine(result.coefficients);
+                                           : comparisonLine(result);
     if (options.output.empty()) {
         std::cout << text << std::flush;  // before what is said on standard error
     } else {
@@ -143,6 +160,7 @@ void checkAppearance(const Session& session, const std::string& path, const Appe
 
 ExitStatus compare(const Session& session, const Options& options) {
     ComparisonResult result;
+    result.model = chosenModel(options.model);
     for (const std::string& limits : options.limits) {
         try {
             addCoefficientLimits(result.limits, limits);
@@ -150,27 +168,40 @@ ExitStatus compare(const Session& session, const Options& options) {
             throw Refusal(std::string("--min: ") + refusal.what());
         }
     }
+    if (result.limits.count(hueCorrelate.name) > 0 && !options.model.hue) {
+        throw Refusal("--min: the hue has a coefficient with --hue only");
+    }
+    if (session.diagnostics().wantsFiles() && !result.model.isDefault()) {
+        throw Refusal(
+            "--dumps: the diagnostic files are those of the default model; leave out --hue and the options "
+            "of the model");
+    }
     checkOutputs(session, options);
     const auto photographs = readPhotographPairAsCompared(session, options.first, options.second);
     result.first = {options.first, photographs.first.size()};
     result.second = {options.second, photographs.second.size()};
-    std::pair<AppearanceDistributions, AppearanceDistributions> distributions;
+    const AnalysisOptions analysis = result.model.analysis(!options.maps.empty() || !options.report.empty());
+    std::pair<Analysis, Analysis> analyses;
     {
-        const Progress progress(session, "comparing");
-        distributions = analyzePhotographs(photographs.first, photographs.second, session.diagnostics());
-        result.coefficients = compareDistributions(distributions.first, distributions.second);
+        Progress progress(session, "comparing");
+        analyses = Comparer().analyzePair(photographs.first, photographs.second, analysis, watchOf(session, progress));
+        result.coefficients = likeness::compare(analyses.first, analyses.second);
+        result.hue = hueCoefficient(analyses.first.distributions(), analyses.second.distributions());
     }
-    checkAppearance(session, options.first, distributions.first);
-    checkAppearance(session, options.second, distributions.second);
-    if (!options.maps.empty() || !options.report.empty()) {
-        show(session, options, result, photographs, std::move(distributions));
+    checkAppearance(session, options.first, analyses.first.distributions());
+    checkAppearance(session, options.second, analyses.second.distributions());
+    if (analysis.maps) {
+        show(session, options, result, photographs, analyses);
     }
     give(session, options, result);
+    if (!result.model.isDefault()) {
+        session.tell(lineOf(result.model));
+    }
     const std::string backgrounds = backgroundRemark(result.first.size, result.second.size);
-    if (!backgrounds.empty()) {
+    if (!result.model.isPublished() && !result.model.model.background && !backgrounds.empty()) {
         session.tell(backgrounds + ": this alone moves the coefficients; photographs of one size have one background");
     }
-    const std::string below = shortfall(result.coefficients, result.limits);
+    const std::string below = result.shortfall();
     if (!below.empty()) {
         session.tell("below the limits: " + below);
         return ExitStatus::outsideLimits;
@@ -218,6 +249,8 @@ Action declareCompare(CLI::App& app) {
                               "one file",
                               "--report report.html"))
         ->type_name("FILE.html");
+    addModelOptions(app, options->model);
+    addHueOptions(app, options->model);
     return [options](const Session& session) { return compare(session, *options); };
 }
 
