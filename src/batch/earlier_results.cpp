@@ -2,10 +2,9 @@
 
 #include "batch/stable_hash.hpp"
 #include "batch/working_file.hpp"
+#include "files/number_format.hpp"
 #include "files/refusal.hpp"
 #include "files/replaced_file.hpp"
-
-#include <fmt/format.h>
 
 #include <algorithm>
 #include <cerrno>
@@ -64,7 +63,7 @@ private:
 /// Puts the hue's coefficient behind the carried values.
 void carryHue(ResultRecord& record, CarriedValue::Kind kind) {
     const std::optional<float>& hue = record.outcome.hue;
-    record.carried.push_back({hueColumn, hue ? kind : CarriedValue::Kind::absent, hue ? fmt::format("{}", *hue) : ""});
+    record.carried.push_back({hueColumn, hue ? kind : CarriedValue::Kind::absent, hue ? nineDigits(*hue) : ""});
 }
 
 /// Takes it from there.

@@ -54,7 +54,7 @@ Analysis Comparer::analyzed(const cv::Mat& photograph, const AnalysisOptions& op
                             std::size_t place) {
     Analysis analysis;
     analysis.size_ = photograph.size();
-    analysis.backgroundLuminance_ = backgroundUnder(options.model, photograph);
+    analysis.backgroundLuminance_ = backgroundUnder(options.model, photograph.size());
     analysis.model_ = options.model;
     if (!(options.model == ComparisonModel()) || options.hue) {
         checkComparisonModel(options.model);
@@ -110,6 +110,27 @@ std::pair<Analysis, Analysis> Comparer::analyzePair(const cv::Mat& first, const 
 LikenessCoefficients Comparer::compare(const cv::Mat& first, const cv::Mat& second, const Watch& watch) {
     const auto [ofFirst, ofSecond] = analyzePair(first, second, {}, watch);
     return likeness::compare(ofFirst, ofSecond);
+}
+
+struct CountedPhotograph::Colors : PhotographColors {};
+
+CountedPhotograph::CountedPhotograph(const cv::Mat& photograph) {
+    auto colors = std::make_shared<Colors>();
+    colors->size = photograph.size();
+    if (photograph.empty() || photograph.type() == CV_8UC3) {
+        DistinctColors counted = ColorCounter().count(photograph.empty() ? cv::Mat(0, 0, CV_8UC3) : photograph, false);
+        colors->bgr = counted.bgr;
+        colors->counts = std::move(counted.counts);
+    } else {
+        colors->bgr = unitPhotograph("photograph", photograph);
+    }
+    colors_ = std::move(colors);
+}
+
+AppearanceDistributions CountedPhotograph::distributions(const ComparisonModel& model,
+                                                         const std::optional<HueWeights>& hue) const {
+    checkComparisonModel(model);
+    return modelledAppearance(*colors_, {false, model, hue}).distributions;
 }
 
 Analysis analyze(const cv::Mat& photograph, const AnalysisOptions& options, const Watch& watch) {

@@ -54,28 +54,22 @@ bool isFinite(const cv::Vec3d& value) {
     return std::isfinite(value[0]) && std::isfinite(value[1]) && std::isfinite(value[2]);
 }
 
-/// Colours of a photograph, or its pixels, each of which counts 1.
-struct Colors {
-    cv::Mat bgr;                        ///< CV_8UC3 or CV_32FC3
-    std::vector<std::uint32_t> counts;  ///< empty for pixels
-
-    /// visit(linear R, G, B; how many pixels), in order.
-    template <typename Visit>
-    void forEachLinear(Visit visit) const {
-        for (int i = 0; i < bgr.rows; ++i) {
-            for (int j = 0; j < bgr.cols; ++j) {
-                const std::uint32_t times = counts.empty() ? 1 : counts[static_cast<std::size_t>(j)];
-                visit(bgr.depth() == CV_8U ? linearOf(bgr.at<cv::Vec3b>(i, j)) : linearOf(bgr.at<cv::Vec3f>(i, j)),
-                      times);
-            }
+/// visit(linear R, G, B; how many pixels) of each colour, in order.
+template <typename Visit>
+void forEachLinear(const PhotographColors& colors, Visit visit) {
+    const cv::Mat& bgr = colors.bgr;
+    for (int i = 0; i < bgr.rows; ++i) {
+        for (int j = 0; j < bgr.cols; ++j) {
+            const std::uint32_t times = colors.counts.empty() ? 1 : colors.counts[static_cast<std::size_t>(j)];
+            visit(bgr.depth() == CV_8U ? linearOf(bgr.at<cv::Vec3b>(i, j)) : linearOf(bgr.at<cv::Vec3f>(i, j)), times);
         }
     }
-};
+}
 
-Xyz brightestOf(const Colors& colors) {
+Xyz brightestOf(const PhotographColors& colors) {
     cv::Vec3d brightest(0, 0, 0);
     const auto rank = [](const cv::Vec3d& xyz) { return std::tuple(xyz[1], xyz[0], xyz[2]); };
-    colors.forEachLinear([&](const cv::Vec3d& linear, std::uint32_t) {
+    forEachLinear(colors, [&](const cv::Vec3d& linear, std::uint32_t) {
         const cv::Vec3d xyz = xyzOfLinear(linear);
         if (isFinite(xyz) && rank(xyz) > rank(brightest)) {
             brightest = xyz;
@@ -85,9 +79,9 @@ Xyz brightestOf(const Colors& colors) {
 }
 
 /// Chromaticity of the mean, on the Y of the encoding's white.
-Xyz grayWorldOf(const Colors& colors) {
+Xyz grayWorldOf(const PhotographColors& colors) {
     cv::Vec3d sum(0, 0, 0);
-    colors.forEachLinear([&](const cv::Vec3d& linear, std::uint32_t times) {
+    forEachLinear(colors, [&](const cv::Vec3d& linear, std::uint32_t times) {
         if (isFinite(linear)) {
             sum += linear * static_cast<double>(times);
         }
@@ -98,7 +92,7 @@ Xyz grayWorldOf(const Colors& colors) {
 }
 
 /// A black picture has the encoding's white.
-Xyz whiteOf(const Colors& colors, PictureWhite source) {
+Xyz whiteOf(const PhotographColors& colors, PictureWhite source) {
     if (source == PictureWhite::encoding) {
         return srgbWhite();
     }
@@ -109,7 +103,7 @@ Xyz whiteOf(const Colors& colors, PictureWhite source) {
 /// A published model as the colours of one picture are seen through it.
 class PublishedView {
 public:
-    PublishedView(const ComparisonModel& model, const Colors& colors)
+    PublishedView(const ComparisonModel& model, const PhotographColors& colors)
         : model_(publishedModelOf(model)),
           toConditions_(xyzToConditions(model_, whiteOf(colors, model.pictureWhite))),
           adapts_(toConditions_ != cv::Matx33d::eye()) {}
@@ -170,7 +164,7 @@ void addColor(const Correlates& k, std::uint32_t times, CorrelateCounts& counts)
 }
 
 /// The counts of the maps, of bytes; colours whose bins an estimate settles are spared the model.
-void countByEstimate(const PublishedView& view, const Colors& colors, CorrelateCounts& counts) {
+void countByEstimate(const PublishedView& view, const PhotographColors& colors, CorrelateCounts& counts) {
     const PublishedEstimate estimate = view.estimate();
     const uchar* const bgr = colors.bgr.ptr<uchar>(0);
     const std::size_t size = colors.counts.size();
@@ -278,35 +272,28 @@ BinProbabilities hueOf(const AppearanceMaps& maps, const std::vector<std::uint32
 
 }  // namespace
 
-float backgroundUnder(const ComparisonModel& model, const cv::Mat& photograph) {
+float backgroundUnder(const ComparisonModel& model, const cv::Size& size) {
     if (model.kind != AppearanceModelKind::likeness) {
         return static_cast<float>(model.conditions.background.value_or(backgroundLuminanceOf(1)));
     }
     return model.background ? static_cast<float>(*model.background)
-                            : backgroundLuminanceOf(static_cast<std::int64_t>(photograph.rows) * photograph.cols);
+                            : backgroundLuminanceOf(static_cast<std::int64_t>(size.height) * size.width);
 }
 
-ModelledAppearance modelledAppearance(const cv::Mat& photograph, const AnalysisOptions& options,
-                                      ColorCounter& counter) {
+ModelledAppearance modelledAppearance(const PhotographColors& colors, const AnalysisOptions& options) {
     ModelledAppearance result;
-    if (photograph.empty()) {
+    if (colors.bgr.empty()) {
         result.distributions.hue = options.hue ? std::optional(BinProbabilities()) : std::nullopt;
         return result;
     }
     const ComparisonModel& model = options.model;
     const bool own = model.kind == AppearanceModelKind::likeness;
-    const bool bytes = photograph.depth() == CV_8U;
-    const float background = backgroundUnder(model, photograph);
+    const bool bytes = colors.bgr.depth() == CV_8U;
+    const float background = backgroundUnder(model, colors.size);
     const bool mapsNeeded = options.maps || options.hue || !bytes;
     if (own && !mapsNeeded && model.white == WhiteResponse::brightest && model.black == BlackAdaptation::defined) {
-        result.distributions = distributionsBeforeBackground(photograph, background, counter);
+        result.distributions = distributionsBeforeBackground({colors.bgr, colors.counts, {}}, background);
         return result;
-    }
-    Colors colors{photograph, {}};
-    if (bytes) {
-        DistinctColors counted = counter.count(photograph, options.maps);
-        colors = {counted.bgr, std::move(counted.counts)};
-        result.indices = counted.indices;
     }
     CorrelateCounts counts;
     if (!own && !mapsNeeded) {
@@ -330,6 +317,18 @@ ModelledAppearance modelledAppearance(const cv::Mat& photograph, const AnalysisO
     if (options.maps) {
         result.maps = std::move(maps);
     }
+    return result;
+}
+
+ModelledAppearance modelledAppearance(const cv::Mat& photograph, const AnalysisOptions& options,
+                                      ColorCounter& counter) {
+    if (photograph.empty() || photograph.depth() != CV_8U) {
+        return modelledAppearance(PhotographColors{photograph, {}, photograph.size()}, options);
+    }
+    DistinctColors counted = counter.count(photograph, options.maps);
+    ModelledAppearance result =
+        modelledAppearance(PhotographColors{counted.bgr, std::move(counted.counts), photograph.size()}, options);
+    result.indices = counted.indices;
     return result;
 }
 

@@ -6,10 +6,20 @@
 
 #include <opencv2/core.hpp>
 
+#include <cstdint>
+#include <vector>
+
 namespace likeness {
 
-/// Luminance of the background that a photograph is seen before.
-float backgroundUnder(const ComparisonModel& model, const cv::Mat& photograph);
+/// Luminance of the background that a photograph of a size is seen before.
+float backgroundUnder(const ComparisonModel& model, const cv::Size& size);
+
+/// Colours of a photograph, or its pixels, each of which counts 1.
+struct PhotographColors {
+    cv::Mat bgr;                        ///< CV_8UC3, 1 x K, or CV_32FC3
+    std::vector<std::uint32_t> counts;  ///< how many pixels have each; empty for pixels
+    cv::Size size;                      ///< of the photograph
+};
 
 /// What was found of a photograph.
 struct ModelledAppearance {
@@ -25,5 +35,8 @@ struct ModelledAppearance {
 /// @param photograph  CV_8UC3 or CV_32FC3, or empty
 /// @throws std::invalid_argument  as `checkComparisonModel`; a picture without a white
 ModelledAppearance modelledAppearance(const cv::Mat& photograph, const AnalysisOptions& options, ColorCounter& counter);
+
+/// The same of colours that are counted, but for the indices.
+ModelledAppearance modelledAppearance(const PhotographColors& colors, const AnalysisOptions& options);
 
 }  // namespace likeness

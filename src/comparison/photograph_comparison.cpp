@@ -144,9 +144,8 @@ AppearanceDistributions distributionsOf(const CorrelateCounts& counts) {
     return distributions;
 }
 
-AppearanceDistributions distributionsBeforeBackground(const cv::Mat& photograph, float backgroundLuminance,
-                                                      ColorCounter& counter, const Diagnostics& diagnostics) {
-    const DistinctColors colors = counter.count(photograph, false);
+AppearanceDistributions distributionsBeforeBackground(const DistinctColors& colors, float backgroundLuminance,
+                                                      const Diagnostics& diagnostics) {
     CorrelateCounts counts;
     countCorrelatesByEstimate(colors, backgroundLuminance, counts, diagnostics);
     return distributionsOf(counts);
@@ -160,7 +159,7 @@ AppearanceDistributions appearanceDistributions(const cv::Mat& photograph, Color
     }
     const float background = backgroundOf(photograph);
     if (!diagnostics.wantsFiles()) {
-        return distributionsBeforeBackground(photograph, background, counter, diagnostics);
+        return distributionsBeforeBackground(counter.count(photograph, false), background, diagnostics);
     }
     DistinctColors colors = counter.count(photograph, true);
     CorrelateCounts counts;

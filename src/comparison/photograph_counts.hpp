@@ -15,9 +15,8 @@ using CorrelateCounts = PerCorrelate<BinCounts>;
 /// Probabilities of the counts.
 AppearanceDistributions distributionsOf(const CorrelateCounts& counts);
 
-/// `appearanceDistributions` of bytes before a background of the caller's choice.
-AppearanceDistributions distributionsBeforeBackground(const cv::Mat& photograph, float backgroundLuminance,
-                                                      ColorCounter& counter,
+/// Distributions of counted colours before a background of the caller's choice.
+AppearanceDistributions distributionsBeforeBackground(const DistinctColors& colors, float backgroundLuminance,
                                                       const Diagnostics& diagnostics = dropAll());
 
 /// `appearanceDistributions` with the tables of the caller's, for use with one photograph after the other.

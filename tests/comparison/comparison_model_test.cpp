@@ -110,6 +110,28 @@ TEST(ComparisonModel, ADisplayInTheDarkIsCountedToo) {
     EXPECT_GT(analysis.distributions().lightness.size(), 20U);
 }
 
+TEST(ComparisonModel, CountedPhotographsHaveTheDistributionsOfAnalyze) {
+    const cv::Mat cat = testing::examplePhotograph("cat.jpg");
+    ComparisonModel fixed;
+    fixed.white = WhiteResponse::fixed;
+    for (const cv::Mat& photograph : {cat, toUnit(cat(cv::Rect(50, 40, 30, 20))), cv::Mat()}) {
+        const CountedPhotograph counted(photograph);
+        for (const ComparisonModel& model : {ComparisonModel(), fixed, published(AppearanceModelKind::ciecam02),
+                                             published(AppearanceModelKind::ciecam16)}) {
+            const AppearanceDistributions actual = counted.distributions(model);
+            const Analysis expected = analyze(photograph, under(model));
+            for (std::size_t k = 0; k < correlateNames.size(); ++k) {
+                EXPECT_EQ(actual[k], expected.distributions()[k]);
+            }
+        }
+        EXPECT_EQ(counted.distributions({}, HueWeights::chroma).hue,
+                  analyze(photograph, under({}, false, HueWeights::chroma)).distributions().hue);
+    }
+    ComparisonModel wrong;
+    wrong.background = -1;
+    EXPECT_THROW(CountedPhotograph(cat).distributions(wrong), std::invalid_argument);
+}
+
 TEST(ComparisonModel, TwoThreadsGiveTheBitsOfOne) {
     const cv::Mat first = testing::randomPhotograph({400, 300}, 1);
     const cv::Mat second = testing::randomPhotograph({400, 300}, 2);

@@ -120,4 +120,22 @@ private:
     std::unique_ptr<Tables> tables_;
 };
 
+/// A photograph whose colours are counted once, to be seen through one model after the other. Copies are cheap, and
+/// threads may share it.
+class LIKENESS_API CountedPhotograph {
+public:
+    /// @param photograph  as for `analyze`; one that is not of 8 bits is kept, not copied: it must not be changed then
+    /// @throws std::invalid_argument  if it is of another type
+    explicit CountedPhotograph(const cv::Mat& photograph);
+
+    /// The distributions of `analyze`, the same bits; maps are not made.
+    /// @throws std::invalid_argument  as `analyze`
+    AppearanceDistributions distributions(const ComparisonModel& model,
+                                          const std::optional<HueWeights>& hue = {}) const;
+
+private:
+    struct Colors;
+    std::shared_ptr<const Colors> colors_;
+};
+
 }  // namespace likeness

@@ -217,7 +217,7 @@ TEST_F(DarkroomModel, BatchesRecordModelAndHue) {
     std::getline(lines, compared);
     const json record = json::parse(compared);
     for (const auto& [name, value] : expected.items()) {
-        EXPECT_NEAR(record[name].get<double>(), value.get<double>(), 1e-8) << name;
+        EXPECT_EQ(record[name], value) << name;
     }
     EXPECT_EQ(json::parse(failed).count("hue"), 0U);
     const auto parameters = record["parameters"].get<std::string>();

@@ -40,6 +40,7 @@ Action declareSelftest(CLI::App& app);
 Action declareSmooth(CLI::App& app);
 Action declareStack(CLI::App& app);
 Action declareStructure(CLI::App& app);
+Action declareSweep(CLI::App& app);
 Action declareTint(CLI::App& app);
 Action declareTransfer(CLI::App& app);
 Action declareVerify(CLI::App& app);
