@@ -77,7 +77,8 @@ TEST_F(DarkroomSweep, RefusesWhatIsNoCondition) {
                   "--white: 'Z' is no white: one of A, D50, D55, D65, E, srgb, X,Y,Z, x,y, a temperature such as 6500K "
                   "(daylight) or planckian:3000K");
     expectRefused({"sweep", cat, coffee, "--plot", "s.png"}, "--plot: 's.png' has none of the extensions .html, .htm");
-    expectRefused({"sweep", cat, coffee, "-o", coffee}, "--output: '" + coffee + "' is read as well");
+    expectRefused({"sweep", cat, coffee, "-o", coffee},
+                  "--output: '" + coffee + "' would replace the input '" + coffee + "'; choose another name");
 }
 
 }  // namespace

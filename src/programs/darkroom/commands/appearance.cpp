@@ -1,7 +1,7 @@
 // darkroom appearance: how bright, light, colourful, saturated and of what hue each pixel of an image looks.
 #include <likeness/comparison/analysis.hpp>
-#include <likeness/version.hpp>
 #include "batch/correlates.hpp"
+#include "console/json_output.hpp"
 #include "console/map_statistics.hpp"
 #include "console/model_options.hpp"
 #include "console/operation_watch.hpp"
@@ -63,8 +63,8 @@ MapScale scaleFor(const Described& described, const ChosenModel& model) {
     if (isHue(described.correlate)) {
         return degreesScale(labelOf(described.correlate) + ", degrees", model.isPublished() ? 0 : -180);
     }
-    const auto& percentiles = described.statistics.percentiles;
-    return roundScale(labelOf(described.correlate), percentiles.front(), percentiles.back());
+    const MapStatistics& statistics = described.statistics;
+    return roundScale(labelOf(described.correlate), statistics.percentile(1), statistics.percentile(99));
 }
 
 /// A column for each correlate, a line for each statistic.
@@ -95,11 +95,8 @@ std::string table(const std::vector<Described>& all) {
 
 std::string jsonText(const Options& options, const ChosenModel& model, cv::Size size,
                      const std::vector<Described>& all) {
-    nlohmann::ordered_json json = {
-        {"schema", "darkroom.appearance"},
-        {"schema_version", jsonVersion},
-        {"program_version", LIKENESS_VERSION},
-        {"input", {{"path", validUtf8(options.input)}, {"width_pixels", size.width}, {"height_pixels", size.height}}}};
+    nlohmann::ordered_json json = jsonOfSchema("appearance", jsonVersion);
+    json["input"] = {{"path", validUtf8(options.input)}, {"width_pixels", size.width}, {"height_pixels", size.height}};
     if (!model.isDefault()) {
         json["model"] = jsonOf(model);
     }
@@ -115,7 +112,7 @@ std::string jsonText(const Options& options, const ChosenModel& model, cv::Size 
         entry["nan_count"] = s.nanCount;
         json["correlates"][isHue(one.correlate) ? "hue_degrees" : one.correlate.name] = entry;
     }
-    return json.dump(2) + '\n';
+    return indentedJson(json);
 }
 
 /// The mean of angles from 0 to 360 among them.

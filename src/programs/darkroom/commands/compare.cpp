@@ -65,11 +65,7 @@ void checkOutputs(const Session& session, const Options& options) {
         plan.file("--output", options.output);
     }
     if (!options.report.empty()) {
-        const std::string extension = fs::path(options.report).extension().string();
-        if (extension != ".html" && extension != ".htm") {
-            throw Refusal("--report: '" + options.report + "' has none of the extensions .html, .htm");
-        }
-        plan.file("--report", options.report);
+        plan.page("--report", options.report);
     }
     if (!options.maps.empty()) {
         checkFolder("--maps", options.maps);

@@ -1,7 +1,9 @@
 // darkroom sweep: how alike two photographs look under a range of viewing conditions.
 #include <likeness/comparison/analysis.hpp>
 #include <likeness/version.hpp>
+#include "batch/correlates.hpp"
 #include "console/comparison_result.hpp"
+#include "console/json_output.hpp"
 #include "console/model_options.hpp"
 #include "console/option_checks.hpp"
 #include "console/output_check.hpp"
@@ -23,14 +25,12 @@
 #include <algorithm>
 #include <cmath>
 #include <cstdlib>
-#include <filesystem>
 #include <iostream>
 #include <memory>
 
 namespace likeness::darkroom {
 namespace {
 
-namespace fs = std::filesystem;
 using nlohmann::ordered_json;
 
 constexpr int jsonVersion = 1;
@@ -169,11 +169,9 @@ std::string jsonText(const Options& options, const std::vector<Point>& points,
     const auto describe = [](const std::string& path, const cv::Size& size) {
         return ordered_json{{"path", validUtf8(path)}, {"width_pixels", size.width}, {"height_pixels", size.height}};
     };
-    ordered_json json = {{"schema", "darkroom.sweep"},
-                         {"schema_version", jsonVersion},
-                         {"program_version", LIKENESS_VERSION},
-                         {"first", describe(options.first, sizes.first)},
-                         {"second", describe(options.second, sizes.second)}};
+    ordered_json json = jsonOfSchema("sweep", jsonVersion);
+    json["first"] = describe(options.first, sizes.first);
+    json["second"] = describe(options.second, sizes.second);
     for (const Point& point : points) {
         ordered_json entry = jsonOf(point.model);
         entry["white"] = point.white;
@@ -187,7 +185,7 @@ std::string jsonText(const Options& options, const std::vector<Point>& points,
         }
         json["points"].push_back(std::move(entry));
     }
-    return json.dump(2, ' ', false, ordered_json::error_handler_t::replace) + '\n';
+    return indentedJson(json);
 }
 
 /// A line for each white and surround, over the logarithm of the luminance.
@@ -239,11 +237,7 @@ void checkOutputs(const Session& session, const Options& options) {
         plan.file("--output", options.output);
     }
     if (!options.plot.empty()) {
-        const std::string extension = fs::path(options.plot).extension().string();
-        if (extension != ".html" && extension != ".htm") {
-            throw Refusal("--plot: '" + options.plot + "' has none of the extensions .html, .htm");
-        }
-        plan.file("--plot", options.plot);
+        plan.page("--plot", options.plot);
     }
 }
 

@@ -5,6 +5,7 @@
 #include <likeness/version.hpp>
 #include "batch/correlates.hpp"
 #include "batch/parameters.hpp"
+#include "console/json_output.hpp"
 #include "diagnostics/number_text.hpp"
 #include "files/csv_text.hpp"
 #include "files/markup_text.hpp"
@@ -51,11 +52,9 @@ std::string comparisonLine(const ComparisonResult& result) {
 }
 
 std::string comparisonJson(const ComparisonResult& result) {
-    nlohmann::ordered_json json = {{"schema", "darkroom.comparison"},
-                                   {"schema_version", jsonVersion},
-                                   {"program_version", LIKENESS_VERSION},
-                                   {"first", describe(result.first, result.model.model)},
-                                   {"second", describe(result.second, result.model.model)}};
+    nlohmann::ordered_json json = jsonOfSchema("comparison", jsonVersion);
+    json["first"] = describe(result.first, result.model.model);
+    json["second"] = describe(result.second, result.model.model);
     if (!result.model.isDefault()) {
         json["model"] = jsonOf(result.model);
     }
@@ -87,7 +86,7 @@ std::string comparisonJson(const ComparisonResult& result) {
         }
         json["within_limits"] = result.shortfall().empty();
     }
-    return json.dump(2) + '\n';
+    return indentedJson(json);
 }
 
 std::string comparisonCsv(const ComparisonResult& result) {
