@@ -134,6 +134,7 @@ void bench(const std::string& program, const std::string& darkroom, const std::s
         floorDumps = dumpBytes();
         runs["library"].push_back(run({stages, "library", pair[0], pair[1]}));
         runs["darkroom"].push_back(run({darkroom, "compare", pair[0], pair[1]}));
+        runs["published"].push_back(run({darkroom, "compare", pair[0], pair[1], "--model", "ciecam16"}));
         runs["decode"].push_back(run({stages, "decode", pair[0], pair[1]}));
     }
     if (literal) {
@@ -143,6 +144,7 @@ void bench(const std::string& program, const std::string& darkroom, const std::s
     print("floor: decode, encode, write", runs["floor"]);
     print("decode and library call, no dumps", runs["library"]);
     print("darkroom compare", runs["darkroom"]);
+    print("darkroom compare --model ciecam16", runs["published"]);
     print("decode only", runs["decode"]);
     if (literal) {
         print("literal chain, with all dumps", runs["literal"]);
@@ -157,6 +159,8 @@ void bench(const std::string& program, const std::string& darkroom, const std::s
                ratios(column(runs["darkroom"], wall), column(runs["decode"], wall)));
     printRatio("darkroom compare / decoding both, processor time",
                ratios(column(runs["darkroom"], cpu), column(runs["decode"], cpu)));
+    printRatio("darkroom compare --model ciecam16 / the default, processes",
+               ratios(column(runs["published"], wall), column(runs["darkroom"], wall)));
     printRatio("(decode + library call) / decode, inside the process",
                ratios(column(runs["library"], [](const Run& r) { return r.decoding + r.afterDecoding; }),
                       column(runs["decode"], [](const Run& r) { return r.decoding; })));

@@ -84,6 +84,12 @@ bool operator==(const Surround& first, const Surround& second) {
            first.induction == second.induction;
 }
 
+bool operator==(const ViewingConditions& first, const ViewingConditions& second) {
+    return first.white.x == second.white.x && first.white.y == second.white.y && first.white.z == second.white.z &&
+           first.adaptingLuminance == second.adaptingLuminance && first.background == second.background &&
+           first.surround == second.surround && first.discounting == second.discounting;
+}
+
 double adaptingLuminanceUnder(double luminanceOfWhite, double background, double whiteY) {
     return luminanceOfWhite * background / whiteY;
 }

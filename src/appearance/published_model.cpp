@@ -42,9 +42,6 @@ constexpr double halfResponse = 27.13;
 constexpr double greatestResponse = 400;
 /// The part of the magnitude's divisor that comes from the constant 0.1: 0.1 (1 + 1 + 1.05).
 constexpr double noise = 0.305;
-/// Adapted responses below and above which CIECAM16 goes on in straight lines.
-constexpr double lowKnee = 0.26;
-constexpr double highKnee = 150;
 
 double radiansOf(double degrees) {
     return degrees * std::numbers::pi / 180;
@@ -125,6 +122,13 @@ std::string_view nameOf(AppearanceModelKind kind) {
         default:
             return "likeness";
     }
+}
+
+cv::Matx33d sharpenedFromXyz(AppearanceModelKind kind) {
+    if (kind == AppearanceModelKind::likeness) {
+        throw std::invalid_argument("the comparison's own model is not a published one");
+    }
+    return kind == AppearanceModelKind::ciecam02 ? cat02FromXyz() : cat16FromXyz();
 }
 
 double hueQuadratureOf(double hueDegrees) {
@@ -212,9 +216,7 @@ double PublishedModel::Compression::inverse(double response) const {
 
 PublishedModel::PublishedModel(AppearanceModelKind kind, const ViewingConditions& conditions)
     : kind_(kind), conditions_(conditions) {
-    if (kind == AppearanceModelKind::likeness) {
-        throw std::invalid_argument("the comparison's own model is not a published one");
-    }
+    const cv::Matx33d sharpFromXyz = sharpenedFromXyz(kind);
     checkViewingConditions(conditions);
     if (!conditions.background) {
         throw std::invalid_argument("a published model needs a background, a number; it does not drift");
@@ -226,7 +228,6 @@ PublishedModel::PublishedModel(AppearanceModelKind kind, const ViewingConditions
     factors_.brightnessInduction = 0.725 * std::pow(1 / factors_.backgroundInduction, 0.2);
     factors_.baseExponent = 1.48 + std::sqrt(factors_.backgroundInduction);
 
-    const cv::Matx33d sharpFromXyz = kind == AppearanceModelKind::ciecam02 ? cat02FromXyz() : cat16FromXyz();
     const cv::Vec3d white(conditions.white.x, conditions.white.y, conditions.white.z);
     const cv::Vec3d sharpWhite = sharpFromXyz * white;
     cv::Matx33d adaptation = cv::Matx33d::zeros();

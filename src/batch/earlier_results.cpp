@@ -2,12 +2,14 @@
 
 #include "batch/stable_hash.hpp"
 #include "batch/working_file.hpp"
+#include "files/number_format.hpp"
 #include "files/refusal.hpp"
 #include "files/replaced_file.hpp"
 
 #include <algorithm>
 #include <cerrno>
 #include <cstdio>
+#include <cstdlib>
 #include <cstring>
 #include <filesystem>
 
@@ -58,6 +60,26 @@ private:
     std::vector<Entry> entries_;
 };
 
+/// Puts the hue's coefficient behind the carried values.
+void carryHue(ResultRecord& record, CarriedValue::Kind kind) {
+    const std::optional<float>& hue = record.outcome.hue;
+    record.carried.push_back({hueColumn, hue ? kind : CarriedValue::Kind::absent, hue ? nineDigits(*hue) : ""});
+}
+
+/// Takes it from there.
+void takeHue(ResultRecord& record) {
+    if (record.carried.empty() || record.carried.back().column != hueColumn) {
+        return;
+    }
+    const std::string& text = record.carried.back().text;
+    char* end = nullptr;
+    const float hue = std::strtof(text.c_str(), &end);
+    if (end != text.c_str() && *end == '\0') {
+        record.outcome.hue = hue;
+    }
+    record.carried.pop_back();
+}
+
 class TakeUp {
 public:
     TakeUp(const ResultFile& file, const PairList& pairs, const ResultOrigin& origin, bool retryFailed)
@@ -103,6 +125,7 @@ private:
         const bool hasHeader = file_.format != ResultFormat::jsonLines;
         while (reader->next(record)) {
             checkOrigin(file_.path, record);
+            takeOwn(record);
             if ((hasHeader && reader->columns() != file_.columns) || earlier.recorded == pairs_.size() ||
                 !isOf(pairs_.at(earlier.recorded), record) || (retryFailed_ && !record.outcome.compared())) {
                 return false;
@@ -140,6 +163,12 @@ private:
         return true;
     }
 
+    void takeOwn(ResultRecord& record) const {
+        if (origin_.hue) {
+            takeHue(record);
+        }
+    }
+
     void checkOrigin(const std::string& path, const ResultRecord& record) const {
         if (record.version != origin_.version) {
             throw Refusal("'" + path + "' holds results of version " + record.version + ", and this is version " +
@@ -164,6 +193,7 @@ private:
         std::uint64_t records = 0;
         while (reader->next(record)) {
             checkOrigin(path, record);
+            takeOwn(record);
             const std::size_t number = index_->find(record.id);
             if (number == PairIndex::npos) {
                 throw Refusal("'" + path + "' holds the pair '" + record.id + "', which is not in the list" +
@@ -230,6 +260,9 @@ ResultRecord recordOf(const Pair& pair, std::uint64_t pairs, PairOutcome outcome
     record.version = origin.version;
     record.parameters = origin.parameters;
     record.carried = pair.carried;
+    if (origin.hue) {
+        carryHue(record, *origin.hue);
+    }
     return record;
 }
 

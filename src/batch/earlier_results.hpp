@@ -6,6 +6,7 @@
 
 #include <cstdint>
 #include <memory>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -15,6 +16,8 @@ namespace likeness {
 struct ResultOrigin {
     std::string version;
     std::string parameters;
+    /// In which kind of value the hue's coefficient is recorded, in `hueColumn`; without a value it is not.
+    std::optional<CarriedValue::Kind> hue = {};
 };
 
 /// The record of a pair of the list.

@@ -12,21 +12,52 @@
 
 namespace likeness {
 
-std::string comparisonParameters() {
+namespace {
+
+bool isDefault(const AnalysisOptions& options) {
+    return !options.hue && options.model == ComparisonModel();
+}
+
+}  // namespace
+
+std::string modelParameters(const ComparisonModel& model, const std::optional<HueWeights>& hue) {
+    std::string text = fmt::format("model={}", nameOf(model.kind));
+    if (model.kind == AppearanceModelKind::likeness) {
+        text +=
+            fmt::format(";white={};black={};background={}", model.white == WhiteResponse::fixed ? "fixed" : "brightest",
+                        model.black == BlackAdaptation::continuous ? "continuous" : "defined",
+                        model.background ? fmt::format("{}", *model.background) : "drifting");
+    } else {
+        const ViewingConditions& conditions = model.conditions;
+        text += fmt::format(
+            ";white={},{},{};adapting-luminance={};background={};surround={},{},{};discounting={};picture-white={}",
+            conditions.white.x, conditions.white.y, conditions.white.z, conditions.adaptingLuminance,
+            conditions.background.value_or(0), conditions.surround.adaptation, conditions.surround.impact,
+            conditions.surround.induction, conditions.discounting ? "yes" : "no", nameOf(model.pictureWhite));
+    }
+    if (hue) {
+        text += *hue == HueWeights::chroma ? ";hue=chroma" : ";hue=pixels";
+    }
+    return text;
+}
+
+std::string comparisonParameters(const AnalysisOptions& options) {
     ::utsname system{};
     ::uname(&system);
     const auto number = [](float value) { return nineDigits(static_cast<double>(value)); };
-    return fmt::format(
+    std::string text = fmt::format(
         "schema={};photographs=bgr8,floats,exif-orientation;adapting-luminance={};white-luminance={};background-of-1-"
         "pixel={};"
         "surround-impact={};surround-induction={};bins=all;image-library={};architecture={}",
         resultSchema, number(adaptingLuminance), number(whiteLuminance),
         number(backgroundOfUniformWhite(1, whiteLuminance)), number(darkSurroundImpact), number(darkSurroundInduction),
         cv::getVersionString(), system.machine);
+    return isDefault(options) ? text : text + ';' + modelParameters(options.model, options.hue);
 }
 
-std::string parameterFingerprint() {
-    return fmt::format("{:016x}", fnv1a(comparisonParameters()));
+std::string parameterFingerprint(const AnalysisOptions& options) {
+    const std::string fingerprint = fmt::format("{:016x}", fnv1a(comparisonParameters(options)));
+    return isDefault(options) ? fingerprint : fingerprint + ' ' + modelParameters(options.model, options.hue);
 }
 
 }  // namespace likeness

@@ -1,13 +1,18 @@
 #pragma once
 
+#include <likeness/comparison/analysis.hpp>
+
 #include <string>
 
 namespace likeness {
 
-/// All that changes the numbers of a comparison besides the photographs and the program's version, as one line.
-std::string comparisonParameters();
+/// A model and its conditions as one line: "model=ciecam16;white=95.047,100,108.883;...". Numbers read back exactly.
+std::string modelParameters(const ComparisonModel& model, const std::optional<HueWeights>& hue);
 
-/// 16 hexadecimal digits that stand for that line.
-std::string parameterFingerprint();
+/// All that changes the numbers of a comparison besides the photographs and the program's version, as one line.
+std::string comparisonParameters(const AnalysisOptions& options = {});
+
+/// 16 hexadecimal digits that stand for that line; behind a space follows the model, where it is not the default.
+std::string parameterFingerprint(const AnalysisOptions& options = {});
 
 }  // namespace likeness

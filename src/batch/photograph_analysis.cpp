@@ -1,6 +1,7 @@
 #include "batch/photograph_analysis.hpp"
 
 #include "batch/comparison_remarks.hpp"
+#include "comparison/modelled_appearance.hpp"
 #include "files/refusal.hpp"
 #include "photofile/photograph_reader.hpp"
 
@@ -12,14 +13,24 @@
 namespace likeness {
 namespace {
 
-void analyse(const std::string& path, ColorCounter& counter, std::uint64_t mostPixels, PhotographAnalysis& analysis) {
+void analyse(const std::string& path, ColorCounter& counter, std::uint64_t mostPixels, const AnalysisOptions& options,
+             PhotographAnalysis& analysis) {
     PhotographRead photograph = readPhotographAmongOthers(path, PhotographValues::bytesOrFloats, mostPixels);
     analysis.problem = photograph.problem;
     analysis.remarks = std::move(photograph.remarks);
     if (!analysis.problem.empty()) {
         return;
     }
-    analysis.distributions = appearanceDistributions(photograph.bgr, counter);
+    if (!options.hue && options.model == ComparisonModel()) {
+        analysis.distributions = appearanceDistributions(photograph.bgr, counter);
+    } else {
+        try {
+            analysis.distributions = modelledAppearance(photograph.bgr, options, counter).distributions;
+        } catch (const std::invalid_argument& problem) {
+            analysis.problem = std::string(": ") + problem.what();
+            return;
+        }
+    }
     analysis.facts.width = photograph.bgr.cols;
     analysis.facts.height = photograph.bgr.rows;
     analysis.problem = appearanceProblem(analysis.distributions);
@@ -40,10 +51,11 @@ void append(std::string& text, const std::string& more) {
 
 }  // namespace
 
-PhotographAnalysis analysePhotograph(const std::string& path, ColorCounter& counter, std::uint64_t mostPixels) {
+PhotographAnalysis analysePhotograph(const std::string& path, ColorCounter& counter, std::uint64_t mostPixels,
+                                     const AnalysisOptions& options) {
     PhotographAnalysis analysis;
     try {
-        analyse(path, counter, mostPixels, analysis);
+        analyse(path, counter, mostPixels, options, analysis);
     } catch (const MachineFailure& failure) {
         if (failure.errorNumber() == ENOMEM) {
             throw MemoryShortage(failure.what());
@@ -61,7 +73,8 @@ PhotographAnalysis analysePhotograph(const std::string& path, ColorCounter& coun
 }
 
 PairOutcome compareAnalyses(const std::string& firstPath, const PhotographAnalysis& first,
-                            const std::string& secondPath, const PhotographAnalysis& second) {
+                            const std::string& secondPath, const PhotographAnalysis& second,
+                            const AnalysisOptions& options) {
     PairOutcome outcome;
     const bool same = firstPath == secondPath;
     for (const auto& [path, analysis] : {std::pair(&firstPath, &first), std::pair(&secondPath, &second)}) {
@@ -80,12 +93,14 @@ PairOutcome compareAnalyses(const std::string& firstPath, const PhotographAnalys
     if (outcome.compared()) {
         const std::string backgrounds =
             backgroundRemark({first.facts.width, first.facts.height}, {second.facts.width, second.facts.height});
-        if (!backgrounds.empty()) {
+        const bool drifts = options.model.kind == AppearanceModelKind::likeness && !options.model.background;
+        if (drifts && !backgrounds.empty()) {
             append(outcome.remarks, backgrounds);
         }
         const LikenessCoefficients coefficients = compareDistributions(first.distributions, second.distributions);
         outcome.coefficients = {coefficients.brightness, coefficients.lightness, coefficients.chroma,
                                 coefficients.colorfulness, coefficients.saturation};
+        outcome.hue = hueCoefficient(first.distributions, second.distributions);
     }
     return outcome;
 }

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <likeness/comparison/analysis.hpp>
 #include "batch/result_record.hpp"
 #include "comparison/photograph_counts.hpp"
 
@@ -20,13 +21,17 @@ struct PhotographAnalysis {
 /// Reads and analyses a photograph. Safe to call from several threads, with a counter for each; the decoder's remarks
 /// are collected where a `RemarkSorter` is at work.
 /// @param mostPixels  more of them are a problem of the photograph
+/// @param options     the model; maps are not made
 /// @throws Refusal    if the machine lacks what it takes (descriptors, a disk that works; `MemoryShortage` if it is
 ///                    memory): no problem of the photograph
-PhotographAnalysis analysePhotograph(const std::string& path, ColorCounter& counter, std::uint64_t mostPixels);
+PhotographAnalysis analysePhotograph(const std::string& path, ColorCounter& counter, std::uint64_t mostPixels,
+                                     const AnalysisOptions& options = {});
 
 /// Compares two analysed photographs.
 /// @param firstPath, secondPath  names for the error and the remarks
+/// @param options                those of the analyses
 PairOutcome compareAnalyses(const std::string& firstPath, const PhotographAnalysis& first,
-                            const std::string& secondPath, const PhotographAnalysis& second);
+                            const std::string& secondPath, const PhotographAnalysis& second,
+                            const AnalysisOptions& options = {});
 
 }  // namespace likeness

@@ -5,6 +5,7 @@
 
 #include <array>
 #include <cstdint>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -29,6 +30,9 @@ struct CarriedValue {
     bool operator==(const CarriedValue&) const = default;
 };
 
+/// The column of the hue's coefficient, behind those of the list, in results that have one.
+inline constexpr const char* hueColumn = "hue";
+
 /// What is recorded of one photograph of a pair.
 struct PhotographFacts {
     int width = 0;  ///< pixels; 0 if it could not be read
@@ -43,6 +47,7 @@ struct PairOutcome {
     PhotographFacts first;
     PhotographFacts second;
     std::array<float, 5> coefficients{};  ///< without meaning if there is an error
+    std::optional<float> hue;             ///< the sixth, where it was asked for
     std::string error;                    ///< why the pair could not be compared; empty if it was
     std::string remarks;                  ///< of the decoders
 

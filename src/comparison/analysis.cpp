@@ -1,6 +1,7 @@
 #include <likeness/comparison/analysis.hpp>
 
 #include "color/photograph_argument.hpp"
+#include "comparison/modelled_appearance.hpp"
 #include "comparison/photograph_counts.hpp"
 #include "numerics/beside.hpp"
 
@@ -53,7 +54,18 @@ Analysis Comparer::analyzed(const cv::Mat& photograph, const AnalysisOptions& op
                             std::size_t place) {
     Analysis analysis;
     analysis.size_ = photograph.size();
-    analysis.backgroundLuminance_ = backgroundLuminanceOf(static_cast<std::int64_t>(photograph.rows) * photograph.cols);
+    analysis.backgroundLuminance_ = backgroundUnder(options.model, photograph.size());
+    analysis.model_ = options.model;
+    if (!(options.model == ComparisonModel()) || options.hue) {
+        checkComparisonModel(options.model);
+        const bool bytes = photograph.empty() || photograph.type() == CV_8UC3;
+        ModelledAppearance seen = modelledAppearance(bytes ? photograph : unitPhotograph("photograph", photograph),
+                                                     options, tables_->counter(place));
+        analysis.distributions_ = std::move(seen.distributions);
+        analysis.maps_ = std::move(seen.maps);
+        analysis.indices_ = seen.indices.clone();
+        return analysis;
+    }
     const bool ofBytes = photograph.empty() || photograph.type() == CV_8UC3;
     if (ofBytes && (photograph.empty() || !options.maps)) {
         analysis.distributions_ =
@@ -100,11 +112,35 @@ LikenessCoefficients Comparer::compare(const cv::Mat& first, const cv::Mat& seco
     return likeness::compare(ofFirst, ofSecond);
 }
 
+struct CountedPhotograph::Colors : PhotographColors {};
+
+CountedPhotograph::CountedPhotograph(const cv::Mat& photograph) {
+    auto colors = std::make_shared<Colors>();
+    colors->size = photograph.size();
+    if (photograph.empty() || photograph.type() == CV_8UC3) {
+        DistinctColors counted = ColorCounter().count(photograph.empty() ? cv::Mat(0, 0, CV_8UC3) : photograph, false);
+        colors->bgr = counted.bgr;
+        colors->counts = std::move(counted.counts);
+    } else {
+        colors->bgr = unitPhotograph("photograph", photograph);
+    }
+    colors_ = std::move(colors);
+}
+
+AppearanceDistributions CountedPhotograph::distributions(const ComparisonModel& model,
+                                                         const std::optional<HueWeights>& hue) const {
+    checkComparisonModel(model);
+    return modelledAppearance(*colors_, {false, model, hue}).distributions;
+}
+
 Analysis analyze(const cv::Mat& photograph, const AnalysisOptions& options, const Watch& watch) {
     return Comparer().analyze(photograph, options, watch);
 }
 
 LikenessCoefficients compare(const Analysis& first, const Analysis& second) {
+    if (!first.size().empty() && !second.size().empty() && !(first.model() == second.model())) {
+        throw std::invalid_argument("the two photographs were seen through different models or conditions");
+    }
     return compareDistributions(first.distributions(), second.distributions());
 }
 

@@ -3,8 +3,11 @@
 #include <likeness/appearance/appearance_correlates.hpp>
 #include <likeness/appearance/cone_responses.hpp>
 #include <likeness/appearance/viewing_conditions.hpp>
+#include "comparison/white_response.hpp"
 #include "numerics/argument_check.hpp"
 #include "numerics/image_walk.hpp"
+
+#include <cmath>
 
 namespace likeness {
 namespace {
@@ -19,10 +22,25 @@ void scaleTo100(cv::Mat& image) {
     }
 }
 
-/// @param maps  allocated, all six
-/// @param A     allocated; the memory of the hue's map where the hue is not asked for: it is needed before A is made
-void computeCorrelates(cv::Mat& src, float backgroundLuminance, AppearanceMaps& maps, cv::Mat& A,
-                       const Diagnostics& diagnostics) {
+/// The lightness beside a white of this response.
+void lightnessBesideWhite(const cv::Mat& A, float whiteResponse, const cv::Mat& z, cv::Mat& J) {
+    const ImageWalk walk = walkOver(A, z, J);
+    for (int i = 0; i < walk.rows; ++i) {
+        const float* const achromatic = A.ptr<float>(i);
+        const float* const exponent = z.ptr<float>(i);
+        float* const lightness = J.ptr<float>(i);
+        for (int j = 0; j < walk.cols; ++j) {
+            lightness[j] = 100.0F * std::pow(achromatic[j] / whiteResponse, exponent[j] * darkSurroundImpact);
+        }
+    }
+}
+
+/// @param maps   allocated, all six
+/// @param A      allocated; the memory of the hue's map where the hue is not asked for: it is needed before A is made
+/// @param white  response of the white; null for the greatest of the image
+/// @return       response of the white
+float computeCorrelates(cv::Mat& src, float backgroundLuminance, AppearanceMaps& maps, cv::Mat& A,
+                        const Diagnostics& diagnostics, const float* white = nullptr) {
     scaleTo100(src);
     const cv::Size size = src.size();
     auto [FL, n, Ncb, z] = uniformViewingConditions(size, backgroundLuminance);
@@ -35,11 +53,21 @@ void computeCorrelates(cv::Mat& src, float backgroundLuminance, AppearanceMaps& 
     computeAB(nl, a, b);
     cv::Mat eccentricity(size, CV_32F);
     computeHue(a, b, maps.hueDegrees, eccentricity);
-    const float Aw = computeLightness(nl, Ncb, z, maps.lightness, A, diagnostics);
+    float Aw = computeLightness(nl, Ncb, z, maps.lightness, A, diagnostics);
+    if (white != nullptr) {
+        Aw = *white;
+        lightnessBesideWhite(A, Aw, z, maps.lightness);
+    }
     computeBrightness(maps.lightness, FL, z, maps.brightness, Aw, diagnostics);
     computeChroma(nl, a, b, maps.lightness, eccentricity, Ncb, n, maps.chroma, darkSurroundInduction, diagnostics);
     computeColorfulness(maps.chroma, FL, maps.colorfulness);
     computeSaturation(maps.colorfulness, maps.brightness, maps.saturation);
+    return Aw;
+}
+
+AppearanceMaps mapsOf(const cv::Size& size) {
+    const auto map = [&size] { return cv::Mat(size, CV_32F); };
+    return {{map(), map(), map(), map(), map()}, map()};
 }
 
 }  // namespace
@@ -69,10 +97,22 @@ void perceptualMetricsBeforeBackground(cv::Mat& src, float backgroundLuminance, 
 
 AppearanceMaps appearanceMapsBeforeBackground(cv::Mat& src, float backgroundLuminance, const Diagnostics& diagnostics) {
     requireType("appearanceMapsBeforeBackground", CV_32FC3, {{"src", src}});
-    const auto map = [&src] { return cv::Mat(src.size(), CV_32F); };
-    AppearanceMaps maps{{map(), map(), map(), map(), map()}, map()};
-    cv::Mat A = map();
+    AppearanceMaps maps = mapsOf(src.size());
+    cv::Mat A(src.size(), CV_32F);
     computeCorrelates(src, backgroundLuminance, maps, A, diagnostics);
+    return maps;
+}
+
+float greatestAchromaticResponse(cv::Mat& src, float backgroundLuminance) {
+    AppearanceMaps maps = mapsOf(src.size());
+    cv::Mat A(src.size(), CV_32F);
+    return computeCorrelates(src, backgroundLuminance, maps, A, dropAll());
+}
+
+AppearanceMaps appearanceMapsBesideWhite(cv::Mat& src, float backgroundLuminance, float whiteResponse) {
+    AppearanceMaps maps = mapsOf(src.size());
+    cv::Mat A(src.size(), CV_32F);
+    computeCorrelates(src, backgroundLuminance, maps, A, dropAll(), &whiteResponse);
     return maps;
 }
 

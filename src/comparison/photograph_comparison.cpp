@@ -34,18 +34,6 @@ float backgroundOf(const cv::Mat& photograph) {
     return backgroundLuminanceOf(static_cast<std::int64_t>(photograph.rows) * photograph.cols);
 }
 
-/// How many pixels fall into each bin, by correlate.
-using CorrelateCounts = PerCorrelate<BinCounts>;
-
-AppearanceDistributions distributionsOf(const CorrelateCounts& counts) {
-    AppearanceDistributions distributions;
-    for (std::size_t k = 0; k < correlateNames.size(); ++k) {
-        distributions[k] = counts[k].probabilities();
-        distributions.nanShares[k] = counts[k].nanShare();
-    }
-    return distributions;
-}
-
 /// Runs the model on every colour.
 void countCorrelates(DistinctColors& colors, float backgroundLuminance, CorrelateCounts& counts,
                      const Diagnostics& diagnostics) {
@@ -147,20 +135,34 @@ void requirePhotograph(const cv::Mat& image) {
 
 }  // namespace
 
+AppearanceDistributions distributionsOf(const CorrelateCounts& counts) {
+    AppearanceDistributions distributions;
+    for (std::size_t k = 0; k < correlateNames.size(); ++k) {
+        distributions[k] = counts[k].probabilities();
+        distributions.nanShares[k] = counts[k].nanShare();
+    }
+    return distributions;
+}
+
+AppearanceDistributions distributionsBeforeBackground(const DistinctColors& colors, float backgroundLuminance,
+                                                      const Diagnostics& diagnostics) {
+    CorrelateCounts counts;
+    countCorrelatesByEstimate(colors, backgroundLuminance, counts, diagnostics);
+    return distributionsOf(counts);
+}
+
 AppearanceDistributions appearanceDistributions(const cv::Mat& photograph, ColorCounter& counter,
                                                 const Diagnostics& diagnostics) {
     requirePhotograph(photograph);
     if (!photograph.empty() && photograph.depth() == CV_32F) {
         return countedAppearance(photograph, diagnostics).distributions;
     }
-    const bool dumps = diagnostics.wantsFiles();
-    DistinctColors colors = counter.count(photograph, dumps);
     const float background = backgroundOf(photograph);
-    CorrelateCounts counts;
-    if (!dumps) {
-        countCorrelatesByEstimate(colors, background, counts, diagnostics);
-        return distributionsOf(counts);
+    if (!diagnostics.wantsFiles()) {
+        return distributionsBeforeBackground(counter.count(photograph, false), background, diagnostics);
     }
+    DistinctColors colors = counter.count(photograph, true);
+    CorrelateCounts counts;
     ColorExpansion expansion(colors.indices, diagnostics);
     countCorrelates(colors, background, counts, expansion);
     expansion.handOn();
@@ -173,6 +175,17 @@ LikenessCoefficients compareDistributions(const AppearanceDistributions& first, 
         coefficients[k] = bhattacharyyaCoefficientOfAllBins(first[k], second[k]);
     }
     return coefficients;
+}
+
+std::optional<float> hueCoefficient(const AppearanceDistributions& first, const AppearanceDistributions& second) {
+    const auto seesNothing = [](const AppearanceDistributions& distributions) {
+        return !distributions.hue || (distributions.brightness.empty() && distributions.nanShares.brightness == 0);
+    };
+    if (seesNothing(first) || seesNothing(second)) {
+        return std::nullopt;
+    }
+    return first.hue->empty() && second.hue->empty() ? 1.0F
+                                                     : bhattacharyyaCoefficientOfAllBins(*first.hue, *second.hue);
 }
 
 CountedAppearance countedAppearance(const cv::Mat& photograph, ColorCounter& counter, const Diagnostics& diagnostics) {

@@ -9,6 +9,16 @@
 
 namespace likeness {
 
+/// How many pixels fall into each bin, by correlate.
+using CorrelateCounts = PerCorrelate<BinCounts>;
+
+/// Probabilities of the counts.
+AppearanceDistributions distributionsOf(const CorrelateCounts& counts);
+
+/// Distributions of counted colours before a background of the caller's choice.
+AppearanceDistributions distributionsBeforeBackground(const DistinctColors& colors, float backgroundLuminance,
+                                                      const Diagnostics& diagnostics = dropAll());
+
 /// `appearanceDistributions` with the tables of the caller's, for use with one photograph after the other.
 AppearanceDistributions appearanceDistributions(const cv::Mat& photograph, ColorCounter& counter,
                                                 const Diagnostics& diagnostics = dropAll());

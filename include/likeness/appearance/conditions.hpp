@@ -43,6 +43,9 @@ struct ViewingConditions {
     bool discounting = false;
 };
 
+/// Whether all of them are equal.
+LIKENESS_API bool operator==(const ViewingConditions& first, const ViewingConditions& second);
+
 /// Y_b / Y_w is taken to be at least this: before an ideally black background the models' brightness and chroma have no
 /// finite limit. A background as black as 0.01 % of the white is darker than any room or screen.
 inline constexpr double leastBackgroundRatio = 1e-4;

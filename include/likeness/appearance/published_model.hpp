@@ -37,6 +37,11 @@ enum class AppearanceModelKind {
 /// "likeness", "ciecam02", "ciecam16".
 LIKENESS_API std::string_view nameOf(AppearanceModelKind kind);
 
+/// From X, Y, Z to the sharpened responses in which a published model adapts: CAT02 of CIE 159:2004 for CIECAM02, CAT16
+/// of CIE 248:2022 for CIECAM16.
+/// @throws std::invalid_argument  for `likeness`
+LIKENESS_API cv::Matx33d sharpenedFromXyz(AppearanceModelKind kind);
+
 /// How one colour looks.
 struct Correlates {
     double lightness = 0;      ///< J, 100 for the white
@@ -104,6 +109,8 @@ struct ConditionFactors {
     double whiteResponse = 0;        ///< A_w, achromatic response of the white; 0 where F_L is
 };
 
+class PublishedEstimate;
+
 /// A published model under one set of conditions. Immutable: may be shared by threads.
 class LIKENESS_API PublishedModel {
 public:
@@ -142,6 +149,12 @@ public:
                        const cv::Mat& hue) const;
 
 private:
+    friend class PublishedEstimate;  // the same in vectors, for histograms
+
+    /// Adapted responses below and above which CIECAM16 goes on in straight lines.
+    static constexpr double lowKnee = 0.26;
+    static constexpr double highKnee = 150;
+
     /// Post-adaptation compression without the constant 0.1 of CIE 159:2004, which cancels in a, b and A.
     struct Compression {
         double scale = 0;  ///< F_L / 100; 0: the limit up to a factor, |q|^0.42

@@ -2,6 +2,7 @@
 /// Photographs analysed once and compared as often as is wanted.
 #pragma once
 
+#include <likeness/comparison/comparison_model.hpp>
 #include <likeness/comparison/perceptual_metrics.hpp>
 #include <likeness/comparison/photograph_comparison.hpp>
 #include <likeness/diagnostics/watch.hpp>
@@ -10,6 +11,7 @@
 #include <opencv2/core.hpp>
 
 #include <memory>
+#include <optional>
 #include <utility>
 
 namespace likeness {
@@ -20,6 +22,10 @@ struct AnalysisOptions {
     /// with the colour of each pixel: 4 bytes per pixel and 24 per colour of an 8-bit photograph, 24 per pixel of
     /// another.
     bool maps = false;
+    /// The model that the photograph is seen through; by default the comparison's own.
+    ComparisonModel model = {};
+    /// Whether the distribution of the hue is wanted too, and what a pixel counts in it.
+    std::optional<HueWeights> hue = {};
 };
 
 /// How a photograph looks: what `analyze` found. Copies share their maps and are cheap.
@@ -34,8 +40,11 @@ public:
     /// Of the photograph, in pixels.
     cv::Size size() const noexcept { return size_; }
 
-    /// Luminance of the background that the photograph was seen before (`backgroundLuminanceOf`).
+    /// Luminance of the background that the photograph was seen before: `backgroundLuminanceOf`, or that of the model.
     float backgroundLuminance() const noexcept { return backgroundLuminance_; }
+
+    /// The model that it was seen through.
+    const ComparisonModel& model() const noexcept { return model_; }
 
     /// Whether there are maps: they were asked for, and the photograph is not empty.
     bool hasMaps() const noexcept { return !maps_.hueDegrees.empty(); }
@@ -57,21 +66,25 @@ private:
     AppearanceDistributions distributions_;
     cv::Size size_;
     float backgroundLuminance_ = 0;
+    ComparisonModel model_;
     AppearanceMaps maps_;  // of the colours, or of the pixels where there are no indices
     cv::Mat indices_;
 };
 
-/// Analyses a photograph: the distributions of its appearance correlates, the same bits as `appearanceDistributions`.
+/// Analyses a photograph: the distributions of its appearance correlates, under the default model the same bits as
+/// `appearanceDistributions`.
 ///
 /// @param photograph  any depth that `toUnit` takes, B, G, R, fewer than 2^31 pixels; not modified. One that is not of
 ///                    8 bits is taken pixel by pixel, values outside 0..1 as they are
-/// @param watch       its receiver gets the dumps of `perceptualMetrics`; one step
-/// @throws std::invalid_argument  if the photograph is of another type
+/// @param watch       its receiver gets the dumps of `perceptualMetrics`, under the default model alone; one step
+/// @throws std::invalid_argument  if the photograph is of another type; what is wrong with the model's conditions
+///                    (comparison_model.hpp)
 /// @throws Cancelled  when the caller ends it
 /// @note  Who analyses many photographs keeps a `Comparer`.
 LIKENESS_API Analysis analyze(const cv::Mat& photograph, const AnalysisOptions& options = {}, const Watch& watch = {});
 
 /// The five coefficients of two photographs.
+/// @throws std::invalid_argument  if they were seen through different models, unless one of them is empty
 LIKENESS_API LikenessCoefficients compare(const Analysis& first, const Analysis& second);
 
 /// Analyses and compares one photograph after the other and keeps its tables between them (16 MiB for each of two
@@ -105,6 +118,24 @@ private:
                       std::size_t place);
 
     std::unique_ptr<Tables> tables_;
+};
+
+/// A photograph whose colours are counted once, to be seen through one model after the other. Copies are cheap, and
+/// threads may share it.
+class LIKENESS_API CountedPhotograph {
+public:
+    /// @param photograph  as for `analyze`; one that is not of 8 bits is kept, not copied: it must not be changed then
+    /// @throws std::invalid_argument  if it is of another type
+    explicit CountedPhotograph(const cv::Mat& photograph);
+
+    /// The distributions of `analyze`, the same bits; maps are not made.
+    /// @throws std::invalid_argument  as `analyze`
+    AppearanceDistributions distributions(const ComparisonModel& model,
+                                          const std::optional<HueWeights>& hue = {}) const;
+
+private:
+    struct Colors;
+    std::shared_ptr<const Colors> colors_;
 };
 
 }  // namespace likeness

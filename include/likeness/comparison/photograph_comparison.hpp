@@ -10,6 +10,7 @@
 
 #include <opencv2/core.hpp>
 
+#include <optional>
 #include <utility>
 
 namespace likeness {
@@ -24,6 +25,10 @@ using CorrelateShares = PerCorrelate<double>;
 /// Distributions of the five appearance correlates over the pixels of one photograph.
 struct AppearanceDistributions : PerCorrelate<BinProbabilities> {
     CorrelateShares nanShares;  ///< share of the pixels, 0..1, whose correlate is NaN and in no bin; 0 of no pixels
+    /// Of the hue, where it was asked for: by whole degrees 0 to 359, the nearest, 359.5 and more being 0. Pixels
+    /// without chroma (below `leastChromaOfHue`, or NaN) have none and are not counted; a photograph of such pixels
+    /// alone has no bins.
+    std::optional<BinProbabilities> hue = {};
 };
 
 /// Analyses one photograph, for comparison with one or many others.
@@ -58,6 +63,11 @@ LIKENESS_API AppearanceMaps appearanceMaps(const cv::Mat& image, const Diagnosti
 /// to 999, which hold every 8-bit photograph's.
 LIKENESS_API LikenessCoefficients compareDistributions(const AppearanceDistributions& first,
                                                        const AppearanceDistributions& second);
+
+/// The Bhattacharyya coefficient of the distributions of hue, 0 to 1: 1 too where no pixel of either photograph has a
+/// hue. Without a value where one of the photographs has no distribution of it, or no pixels.
+LIKENESS_API std::optional<float> hueCoefficient(const AppearanceDistributions& first,
+                                                 const AppearanceDistributions& second);
 
 /// What `comparePhotographs` does with two photographs before it compares their distributions.
 LIKENESS_API std::pair<AppearanceDistributions, AppearanceDistributions> analyzePhotographs(

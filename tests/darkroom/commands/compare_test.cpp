@@ -323,8 +323,9 @@ TEST_F(DarkroomCompare, RefusesLimitsThatMakeNoSense) {
     const auto refuses = [this](const std::string& limits, const std::string& message) {
         expectRefused({"compare", cat, coffee, "--min", limits}, "--min: " + message);
     };
-    refuses("hue=0.5",
-            "there is no coefficient 'hue'; there are brightness, lightness, chroma, colorfulness, saturation");
+    refuses("hue=0.5", "the hue has a coefficient with --hue only");
+    refuses("tone=0.5",
+            "there is no coefficient 'tone'; there are brightness, lightness, chroma, colorfulness, saturation");
     refuses("chroma=0.5,chroma=0.6", "'chroma' is given twice");
     expectRefused({"compare", cat, coffee, "--min", "colorfulness=0.5", "--min", "colourfulness=0.5"},
                   "--min: 'colorfulness' is given twice");

@@ -3,6 +3,7 @@
 #include "batch/correlates.hpp"
 #include "console/json_output.hpp"
 #include "console/map_statistics.hpp"
+#include "console/model_options.hpp"
 #include "console/operation_watch.hpp"
 #include "console/option_checks.hpp"
 #include "console/output_check.hpp"
@@ -10,6 +11,7 @@
 #include "console/subcommands.hpp"
 #include "files/markup_text.hpp"
 #include "files/number_format.hpp"
+#include "files/refusal.hpp"
 #include "pages/map_picture.hpp"
 #include "photofile/image_input.hpp"
 #include "photofile/image_output.hpp"
@@ -33,6 +35,7 @@ struct Options {
     std::string input;
     std::string output;
     bool json = false;
+    ModelOptions model;
 };
 
 struct Described {
@@ -56,9 +59,9 @@ std::string mapPath(const Options& options, const Correlate& correlate, const ch
         .string();
 }
 
-MapScale scaleFor(const Described& described) {
+MapScale scaleFor(const Described& described, const ChosenModel& model) {
     if (isHue(described.correlate)) {
-        return degreesScale(labelOf(described.correlate) + ", degrees");
+        return degreesScale(labelOf(described.correlate) + ", degrees", model.isPublished() ? 0 : -180);
     }
     const MapStatistics& statistics = described.statistics;
     return roundScale(labelOf(described.correlate), statistics.percentile(1), statistics.percentile(99));
@@ -90,9 +93,13 @@ std::string table(const std::vector<Described>& all) {
     return text;
 }
 
-std::string jsonText(const Options& options, cv::Size size, const std::vector<Described>& all) {
+std::string jsonText(const Options& options, const ChosenModel& model, cv::Size size,
+                     const std::vector<Described>& all) {
     nlohmann::ordered_json json = jsonOfSchema("appearance", jsonVersion);
     json["input"] = {{"path", validUtf8(options.input)}, {"width_pixels", size.width}, {"height_pixels", size.height}};
+    if (!model.isDefault()) {
+        json["model"] = jsonOf(model);
+    }
     for (const Described& one : all) {
         const MapStatistics& s = one.statistics;
         nlohmann::ordered_json entry = {{"symbol", one.correlate.symbol}, {"minimum", roundedToNineDigits(s.minimum)}};
@@ -108,7 +115,19 @@ std::string jsonText(const Options& options, cv::Size size, const std::vector<De
     return indentedJson(json);
 }
 
+/// The mean of angles from 0 to 360 among them.
+MapStatistics statisticsOfHue(const cv::Mat& map, const ChosenModel& model) {
+    MapStatistics statistics = statisticsOfDegrees(map);
+    statistics.mean += model.isPublished() && statistics.mean < 0 ? 360 : 0;
+    return statistics;
+}
+
 ExitStatus mapAppearance(const Session& session, const Options& options) {
+    const ChosenModel model = chosenModel(options.model);
+    if (session.diagnostics().wantsFiles() && !model.isDefault()) {
+        throw Refusal(
+            "--dumps: the diagnostic files are those of the default model; leave out the options of the model");
+    }
     checkFolder("--output", options.output);
     OutputPlan plan(session, {options.input});
     for (const Correlate& correlate : allCorrelates()) {
@@ -119,21 +138,22 @@ ExitStatus mapAppearance(const Session& session, const Options& options) {
     const cv::Mat image = readImage(session, options.input);
     std::vector<Described> all;
     Progress progress(session, "appearance", 7);
-    AnalysisOptions withMaps;
-    withMaps.maps = true;
-    const Analysis analysis = analyze(image, withMaps, watchOf(session));
+    const Analysis analysis = analyze(image, model.analysis(true), watchOf(session));
     progress.step();
     for (const Correlate& correlate : allCorrelates()) {
         const cv::Mat map = analysis.map(correlate.map);
-        all.push_back({correlate, isHue(correlate) ? statisticsOfDegrees(map) : statisticsOf(map)});
+        all.push_back({correlate, isHue(correlate) ? statisticsOfHue(map, model) : statisticsOf(map)});
         const std::string what = labelOf(correlate);
         writeImage(session, {mapPath(options, correlate, ".tif")}, map, 1.0, what);
-        const MapScale scale = scaleFor(all.back());
+        const MapScale scale = scaleFor(all.back(), model);
         writePicture(session, {mapPath(options, correlate, ".png")}, mapPicture(map, scale),
                      what + ", " + rangeOf(scale));
         progress.step();
     }
-    std::cout << (options.json ? jsonText(options, image.size(), all) : table(all));
+    std::cout << (options.json ? jsonText(options, model, image.size(), all) : table(all)) << std::flush;
+    if (!model.isDefault()) {
+        session.tell(lineOf(model));
+    }
     return ExitStatus::done;
 }
 
@@ -150,6 +170,7 @@ Action declareAppearance(CLI::App& app) {
         ->type_name("DIR")
         ->required();
     app.add_flag("--json", options->json, optionText("Give the table as JSON", "--json"));
+    addModelOptions(app, options->model);
     return [options](const Session& session) { return mapAppearance(session, *options); };
 }
 

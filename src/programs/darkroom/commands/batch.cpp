@@ -9,6 +9,7 @@
 #include "batch/parameters.hpp"
 #include "batch/stop_signals.hpp"
 #include "console/list_options.hpp"
+#include "console/model_options.hpp"
 #include "console/option_checks.hpp"
 #include "console/output_check.hpp"
 #include "console/subcommands.hpp"
@@ -50,6 +51,7 @@ struct Options {
     int jobs = 0;
     int cache = 1000;
     bool timing = false;
+    ModelOptions model;
 };
 
 double secondsSince(Clock::time_point begin) {
@@ -149,12 +151,14 @@ void prepareOpenMp() {
 /// One run over the pairs that an output lacks.
 class Run {
 public:
-    Run(const Session& session, const Options& options, const PairList& pairs, const ResultFile& file)
+    Run(const Session& session, const Options& options, const PairList& pairs, const ResultFile& file,
+        const AnalysisOptions& analysis)
         : session_(session),
           options_(options),
           pairs_(pairs),
           file_(file),
-          origin_{LIKENESS_VERSION, parameterFingerprint()},
+          analysis_(analysis),
+          origin_{LIKENESS_VERSION, parameterFingerprint(analysis), hueKind(file, analysis)},
           cache_(static_cast<std::size_t>(options.cache)) {}
 
     ExitStatus run() {
@@ -178,6 +182,14 @@ public:
     }
 
 private:
+    /// A table of texts knows no other kind.
+    static std::optional<CarriedValue::Kind> hueKind(const ResultFile& file, const AnalysisOptions& analysis) {
+        if (!analysis.hue) {
+            return std::nullopt;
+        }
+        return file.format == ResultFormat::csv ? CarriedValue::Kind::text : CarriedValue::Kind::json;
+    }
+
     std::size_t recorded() const { return earlier_.recorded + done_; }
 
     void compare(const StopSignals& signals) {
@@ -266,8 +278,8 @@ private:
             const Clock::time_point begin = Clock::now();
             const auto first = analysis(pair.first, *counter);
             const auto second = analysis(pair.second, *counter);
-            ResultRecord record =
-                recordOf(pair, pairs_.total(), compareAnalyses(pair.first, *first, pair.second, *second), origin_);
+            ResultRecord record = recordOf(
+                pair, pairs_.total(), compareAnalyses(pair.first, *first, pair.second, *second, analysis_), origin_);
             record.milliseconds = 1000 * secondsSince(begin);
             return record;
         };
@@ -275,7 +287,7 @@ private:
 
     AnalysisCache::Shared analysis(const std::string& path, ColorCounter& counter) {
         const std::string place = located(path);
-        return cache_.get(place, [&] { return analysePhotograph(place, counter, session_.mostPixels()); });
+        return cache_.get(place, [&] { return analysePhotograph(place, counter, session_.mostPixels(), analysis_); });
     }
 
     std::string located(const std::string& path) const {
@@ -310,6 +322,7 @@ private:
     const Options& options_;
     const PairList& pairs_;
     const ResultFile& file_;
+    AnalysisOptions analysis_;
     ResultOrigin origin_;
     AnalysisCache cache_;
     EarlierResults earlier_;
@@ -322,6 +335,7 @@ private:
 ExitStatus runBatch(const Session& session, const Options& options) {
     checkCombination(session, options);
     options.list.shardAsked();
+    const AnalysisOptions analysis = chosenModel(options.model).analysis(false);
     if (options.printList) {
         std::cout << csvList(pairsAsked(session, options));
         return ExitStatus::done;
@@ -329,10 +343,17 @@ ExitStatus runBatch(const Session& session, const Options& options) {
     ResultFile file = checkedOutput(session, options);
     const PairList pairs = pairsAsked(session, options);
     file.columns = pairs.columns();
-    if (session.verbose()) {
-        session.tell("parameters " + parameterFingerprint() + ": " + comparisonParameters());
+    if (analysis.hue) {
+        if (std::find(file.columns.begin(), file.columns.end(), hueColumn) != file.columns.end()) {
+            throw Refusal(std::string("--hue: the list has a column '") + hueColumn +
+                          "', which is the name of the hue's coefficient in the results");
+        }
+        file.columns.emplace_back(hueColumn);
     }
-    return Run(session, options, pairs, file).run();
+    if (session.verbose()) {
+        session.tell("parameters " + parameterFingerprint(analysis) + ": " + comparisonParameters(analysis));
+    }
+    return Run(session, options, pairs, file, analysis).run();
 }
 
 }  // namespace
@@ -381,6 +402,8 @@ Action declareBatch(CLI::App& app) {
     app.add_flag("--timing", options->timing,
                  optionText("For .jsonl and .csv: write how many milliseconds each pair took into OUTPUT.timing.csv",
                             "--timing"));
+    addModelOptions(app, options->model);
+    addHueOptions(app, options->model);
     return [options](const Session& session) { return runBatch(session, *options); };
 }
 

@@ -2,6 +2,7 @@
 #include <likeness/comparison/analysis.hpp>
 #include "batch/comparison_remarks.hpp"
 #include "console/comparison_result.hpp"
+#include "console/model_options.hpp"
 #include "console/operation_watch.hpp"
 #include "console/option_checks.hpp"
 #include "console/output_check.hpp"
@@ -33,6 +34,7 @@ struct Options {
     std::string report;
     bool json = false;
     bool csv = false;
+    ModelOptions model;
 };
 
 /// File of a map in the folder that --maps names: "first_brightness.tif".
@@ -46,6 +48,11 @@ std::vector<std::string> mapPaths(const Options& options) {
         for (const Correlate& correlate : comparedCorrelates) {
             for (const char* const extension : {".png", ".tif"}) {
                 paths.push_back(mapPath(options, place, correlate, extension));
+            }
+        }
+        if (options.model.hue) {
+            for (const char* const extension : {".png", ".tif"}) {
+                paths.push_back(mapPath(options, place, hueCorrelate, extension));
             }
         }
     }
@@ -68,6 +75,14 @@ void checkOutputs(const Session& session, const Options& options) {
     }
 }
 
+void writeMap(const Session& session, const Options& options, const char* place, const Correlate& correlate,
+              const cv::Mat& map, const MapScale& scale) {
+    const std::string what = labelOf(correlate) + " of the " + place + " photograph";
+    writeImage(session, {mapPath(options, place, correlate, ".tif")}, map, 1.0, what);
+    writePicture(session, {mapPath(options, place, correlate, ".png")}, mapPicture(map, scale),
+                 what + ", " + rangeOf(scale));
+}
+
 /// The maps of one photograph, into files and onto the page.
 void showMaps(const Session& session, const Options& options, const Analysis& analysis, const char* place,
               const std::array<MapScale, comparedCorrelates.size()>& scales, ReportedPhotograph& reported) {
@@ -75,15 +90,17 @@ void showMaps(const Session& session, const Options& options, const Analysis& an
         const Correlate& correlate = comparedCorrelates[k];
         const cv::Mat map = analysis.map(correlate.map);
         if (!options.maps.empty()) {
-            const std::string what = labelOf(correlate) + " of the " + place + " photograph";
-            writeImage(session, {mapPath(options, place, correlate, ".tif")}, map, 1.0, what);
-            writePicture(session, {mapPath(options, place, correlate, ".png")}, mapPicture(map, scales[k]),
-                         what + ", " + rangeOf(scales[k]));
+            writeMap(session, options, place, correlate, map, scales[k]);
         }
         if (!options.report.empty()) {
             reported.maps[k] = reducedMap(map, reportPictureSide);
             reported.nanCounts[k] = static_cast<std::int64_t>(map.total()) - cv::countNonZero(map == map);
         }
+    }
+    if (!options.maps.empty() && options.model.hue) {
+        const bool own = analysis.model().kind == AppearanceModelKind::likeness;
+        writeMap(session, options, place, hueCorrelate, analysis.map(hueCorrelate.map),
+                 degreesScale(labelOf(hueCorrelate) + ", degrees", own ? -180 : 0));
     }
 }
 
@@ -115,7 +132,7 @@ void show(const Session& session, const Options& options, const ComparisonResult
 void give(const Session& session, const Options& options, const ComparisonResult& result) {
     const std::string text = options.json  ? comparisonJson(result)
                              : options.csv ? comparisonCsv(result)
-                                           : comparisonLine(result.coefficients);
+                                           : comparisonLine(result);
     if (options.output.empty()) {
         std::cout << text << std::flush;  // before what is said on standard error
     } else {
@@ -139,6 +156,7 @@ void checkAppearance(const Session& session, const std::string& path, const Appe
 
 ExitStatus compare(const Session& session, const Options& options) {
     ComparisonResult result;
+    result.model = chosenModel(options.model);
     for (const std::string& limits : options.limits) {
         try {
             addCoefficientLimits(result.limits, limits);
@@ -146,17 +164,25 @@ ExitStatus compare(const Session& session, const Options& options) {
             throw Refusal(std::string("--min: ") + refusal.what());
         }
     }
+    if (result.limits.count(hueCorrelate.name) > 0 && !options.model.hue) {
+        throw Refusal("--min: the hue has a coefficient with --hue only");
+    }
+    if (session.diagnostics().wantsFiles() && !result.model.isDefault()) {
+        throw Refusal(
+            "--dumps: the diagnostic files are those of the default model; leave out --hue and the options "
+            "of the model");
+    }
     checkOutputs(session, options);
     const auto photographs = readPhotographPairAsCompared(session, options.first, options.second);
     result.first = {options.first, photographs.first.size()};
     result.second = {options.second, photographs.second.size()};
-    AnalysisOptions analysis;
-    analysis.maps = !options.maps.empty() || !options.report.empty();
+    const AnalysisOptions analysis = result.model.analysis(!options.maps.empty() || !options.report.empty());
     std::pair<Analysis, Analysis> analyses;
     {
         Progress progress(session, "comparing");
         analyses = Comparer().analyzePair(photographs.first, photographs.second, analysis, watchOf(session, progress));
         result.coefficients = likeness::compare(analyses.first, analyses.second);
+        result.hue = hueCoefficient(analyses.first.distributions(), analyses.second.distributions());
     }
     checkAppearance(session, options.first, analyses.first.distributions());
     checkAppearance(session, options.second, analyses.second.distributions());
@@ -164,11 +190,14 @@ ExitStatus compare(const Session& session, const Options& options) {
         show(session, options, result, photographs, analyses);
     }
     give(session, options, result);
+    if (!result.model.isDefault()) {
+        session.tell(lineOf(result.model));
+    }
     const std::string backgrounds = backgroundRemark(result.first.size, result.second.size);
-    if (!backgrounds.empty()) {
+    if (!result.model.isPublished() && !result.model.model.background && !backgrounds.empty()) {
         session.tell(backgrounds + ": this alone moves the coefficients; photographs of one size have one background");
     }
-    const std::string below = shortfall(result.coefficients, result.limits);
+    const std::string below = result.shortfall();
     if (!below.empty()) {
         session.tell("below the limits: " + below);
         return ExitStatus::outsideLimits;
@@ -216,6 +245,8 @@ Action declareCompare(CLI::App& app) {
                               "one file",
                               "--report report.html"))
         ->type_name("FILE.html");
+    addModelOptions(app, options->model);
+    addHueOptions(app, options->model);
     return [options](const Session& session) { return compare(session, *options); };
 }
 

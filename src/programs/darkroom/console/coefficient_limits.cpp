@@ -27,7 +27,8 @@ std::string trimmed(const std::string& text) {
 }
 
 bool isName(const std::string& name) {
-    return std::any_of(comparedCorrelates.begin(), comparedCorrelates.end(),
+    return name == hueCorrelate.name ||
+           std::any_of(comparedCorrelates.begin(), comparedCorrelates.end(),
                        [&](const ComparedCorrelate& correlate) { return name == correlate.name; });
 }
 
@@ -66,15 +67,21 @@ bool reaches(float coefficient, double limit) {
     return coefficient >= static_cast<float>(limit);
 }
 
-std::string shortfall(const LikenessCoefficients& coefficients, const CoefficientLimits& limits) {
+std::string shortfall(const LikenessCoefficients& coefficients, const CoefficientLimits& limits,
+                      const std::optional<float>& hue) {
     std::string text;
-    for (const ComparedCorrelate& correlate : comparedCorrelates) {
-        const auto limit = limits.find(correlate.name);
-        const float coefficient = coefficients.*correlate.coefficient;
+    const auto check = [&](const char* name, float coefficient) {
+        const auto limit = limits.find(name);
         if (limit != limits.end() && !reaches(coefficient, limit->second)) {
-            text += (text.empty() ? "" : ", ") + std::string(correlate.name) + ' ' + nineDigits(coefficient) + " < " +
+            text += (text.empty() ? "" : ", ") + std::string(name) + ' ' + nineDigits(coefficient) + " < " +
                     nineDigits(limit->second);
         }
+    };
+    for (const ComparedCorrelate& correlate : comparedCorrelates) {
+        check(correlate.name, coefficients.*correlate.coefficient);
+    }
+    if (hue) {
+        check(hueCorrelate.name, *hue);
     }
     return text;
 }

@@ -3,11 +3,12 @@
 #include <likeness/comparison/photograph_comparison.hpp>
 
 #include <map>
+#include <optional>
 #include <string>
 
 namespace likeness::darkroom {
 
-/// Least values of coefficients by name ("brightness", "lightness", "chroma", "colorfulness", "saturation").
+/// Least values of coefficients by name ("brightness", "lightness", "chroma", "colorfulness", "saturation", "hue").
 using CoefficientLimits = std::map<std::string, double>;
 
 /// Reads "brightness=0.9,chroma=0.8". Spaces may stand around names and values, and "colourfulness" is colorfulness.
@@ -23,6 +24,8 @@ void addCoefficientLimits(CoefficientLimits& limits, const std::string& text);
 bool reaches(float coefficient, double limit);
 
 /// Names what is below its limit, with both numbers: "brightness 0.85 < 0.9, chroma nan < 0.8". Empty if nothing is.
-std::string shortfall(const LikenessCoefficients& coefficients, const CoefficientLimits& limits);
+/// @param hue  the sixth coefficient, where there is one
+std::string shortfall(const LikenessCoefficients& coefficients, const CoefficientLimits& limits,
+                      const std::optional<float>& hue = {});
 
 }  // namespace likeness::darkroom

@@ -4,6 +4,7 @@
 #include <likeness/comparison/perceptual_metrics.hpp>
 #include <likeness/version.hpp>
 #include "batch/correlates.hpp"
+#include "batch/parameters.hpp"
 #include "console/json_output.hpp"
 #include "diagnostics/number_text.hpp"
 #include "files/csv_text.hpp"
@@ -26,34 +27,53 @@ double asWritten(float constant) {
     return std::strtod(numberText(constant).c_str(), nullptr);
 }
 
-nlohmann::ordered_json describe(const ComparedPhotograph& photograph) {
+nlohmann::ordered_json describe(const ComparedPhotograph& photograph, const ComparisonModel& model) {
     const auto pixels = static_cast<std::int64_t>(photograph.size.area());
+    const double background = model.kind != AppearanceModelKind::likeness ? model.conditions.background.value_or(0)
+                                                                          : model.background.value_or(0);
     return {{"path", validUtf8(photograph.path)},
             {"width_pixels", photograph.size.width},
             {"height_pixels", photograph.size.height},
-            {"background_luminance", roundedToNineDigits(backgroundLuminanceOf(pixels))}};
+            {"background_luminance",
+             roundedToNineDigits(background > 0 ? background : double{backgroundLuminanceOf(pixels)})}};
 }
 
 }  // namespace
 
-std::string comparisonLine(const LikenessCoefficients& coefficients) {
+std::string comparisonLine(const ComparisonResult& result) {
     std::string line;
     for (const ComparedCorrelate& correlate : comparedCorrelates) {
-        line += (line.empty() ? "" : ",") + numberText(coefficients.*correlate.coefficient);
+        line += (line.empty() ? "" : ",") + numberText(result.coefficients.*correlate.coefficient);
+    }
+    if (result.hue) {
+        line += ',' + numberText(*result.hue);
     }
     return line + '\n';
 }
 
 std::string comparisonJson(const ComparisonResult& result) {
     nlohmann::ordered_json json = jsonOfSchema("comparison", jsonVersion);
-    json["first"] = describe(result.first);
-    json["second"] = describe(result.second);
+    json["first"] = describe(result.first, result.model.model);
+    json["second"] = describe(result.second, result.model.model);
+    if (!result.model.isDefault()) {
+        json["model"] = jsonOf(result.model);
+    }
     json["viewing_conditions"] = {{"adapting_luminance_cd_per_m2", asWritten(adaptingLuminance)},
                                   {"white_luminance", asWritten(whiteLuminance)},
                                   {"surround_impact", asWritten(darkSurroundImpact)},
                                   {"surround_chromatic_induction", asWritten(darkSurroundInduction)}};
+    if (result.model.isPublished()) {
+        const ViewingConditions& conditions = result.model.model.conditions;
+        json["viewing_conditions"] = {{"adapting_luminance_cd_per_m2", conditions.adaptingLuminance},
+                                      {"white_luminance", conditions.white.y},
+                                      {"surround_impact", conditions.surround.impact},
+                                      {"surround_chromatic_induction", conditions.surround.induction}};
+    }
     for (const ComparedCorrelate& correlate : comparedCorrelates) {
         json["coefficients"][correlate.name] = roundedToNineDigits(result.coefficients.*correlate.coefficient);
+    }
+    if (result.hue) {
+        json["coefficients"][hueCorrelate.name] = roundedToNineDigits(*result.hue);
     }
     if (!result.limits.empty()) {
         for (const ComparedCorrelate& correlate : comparedCorrelates) {
@@ -61,7 +81,10 @@ std::string comparisonJson(const ComparisonResult& result) {
                 json["limits"][correlate.name] = roundedToNineDigits(limit->second);
             }
         }
-        json["within_limits"] = shortfall(result.coefficients, result.limits).empty();
+        if (const auto limit = result.limits.find(hueCorrelate.name); limit != result.limits.end()) {
+            json["limits"][hueCorrelate.name] = roundedToNineDigits(limit->second);
+        }
+        json["within_limits"] = result.shortfall().empty();
     }
     return indentedJson(json);
 }
@@ -82,6 +105,14 @@ std::string comparisonCsv(const ComparisonResult& result) {
         const float coefficient = result.coefficients.*correlate.coefficient;
         names.emplace_back(correlate.name);
         values.push_back(std::isnan(coefficient) ? "" : nineDigits(coefficient));
+    }
+    if (result.hue) {
+        names.emplace_back(hueCorrelate.name);
+        values.push_back(nineDigits(*result.hue));
+    }
+    if (!result.model.isDefault()) {
+        names.emplace_back("model");
+        values.push_back(modelParameters(result.model.model, result.model.hue));
     }
     return csvLine(names) + csvLine(values);
 }

@@ -3,6 +3,7 @@
 
 #include <likeness/comparison/photograph_comparison.hpp>
 #include "console/coefficient_limits.hpp"
+#include "console/model_options.hpp"
 
 #include <opencv2/core.hpp>
 
@@ -21,10 +22,15 @@ struct ComparisonResult {
     ComparedPhotograph second;
     LikenessCoefficients coefficients;
     CoefficientLimits limits;
+    ChosenModel model = {};         ///< results name it where it is not the default
+    std::optional<float> hue = {};  ///< the sixth coefficient, where it was asked for
+
+    std::string shortfall() const { return darkroom::shortfall(coefficients, limits, hue); }
 };
 
-/// The line that `likeness` prints: the five coefficients, six significant digits, separated by ",".
-std::string comparisonLine(const LikenessCoefficients& coefficients);
+/// The line that `likeness` prints: the five coefficients, six significant digits, separated by ","; behind them the
+/// hue's, where it was asked for.
+std::string comparisonLine(const ComparisonResult& result);
 
 std::string comparisonJson(const ComparisonResult& result);
 

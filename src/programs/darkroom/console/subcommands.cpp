@@ -21,6 +21,7 @@ Action declareSelftest(CLI::App& app);
 Action declareSmooth(CLI::App& app);
 Action declareStack(CLI::App& app);
 Action declareStructure(CLI::App& app);
+Action declareSweep(CLI::App& app);
 Action declareTint(CLI::App& app);
 Action declareTransfer(CLI::App& app);
 Action declareVerify(CLI::App& app);
@@ -30,6 +31,7 @@ const std::vector<Subcommand>& subcommands() {
     static const std::vector<Subcommand> all = {
         {"compare", "Compare two photographs by how they look: five coefficients", declareCompare},
         {"appearance", "Maps of brightness, lightness, chroma, colourfulness, saturation and hue", declareAppearance},
+        {"sweep", "Compare two photographs under a range of viewing conditions", declareSweep},
         {"colour", "Single colours through a published appearance model, forward and back", declareColour, false,
          false},
         {"conditions", "The viewing conditions there are by name, and what follows from them", declareConditions, false,

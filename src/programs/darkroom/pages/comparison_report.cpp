@@ -141,8 +141,7 @@ std::string coefficientTable(const ComparisonResult& result) {
         "class=\"number\">coefficient</th>";
     markup += result.limits.empty() ? "" : "<th class=\"number\">at least</th>";
     markup += "</tr></thead><tbody>\n";
-    for (const ComparedCorrelate& correlate : comparedCorrelates) {
-        const float coefficient = result.coefficients.*correlate.coefficient;
+    const auto row = [&](const Correlate& correlate, float coefficient) {
         const auto limit = result.limits.find(correlate.name);
         const bool bad = limit != result.limits.end() && !reaches(coefficient, limit->second);
         markup += fmt::format(
@@ -155,10 +154,16 @@ std::string coefficientTable(const ComparisonResult& result) {
                                   limit == result.limits.end() ? "" : nineDigits(limit->second));
         }
         markup += "</tr>\n";
+    };
+    for (const ComparedCorrelate& correlate : comparedCorrelates) {
+        row(correlate, result.coefficients.*correlate.coefficient);
+    }
+    if (result.hue) {
+        row(hueCorrelate, *result.hue);
     }
     markup += "</tbody></table>\n";
     if (!result.limits.empty()) {
-        const std::string below = shortfall(result.coefficients, result.limits);
+        const std::string below = result.shortfall();
         markup += below.empty()
                       ? "<p id=\"verdict\">Within the limits.</p>\n"
                       : "<p id=\"verdict\" class=\"bad\">Below the limits: " + escapedMarkup(below) + ".</p>\n";
@@ -166,9 +171,59 @@ std::string coefficientTable(const ComparisonResult& result) {
     return markup;
 }
 
+/// The conditions of a published model.
+std::string publishedConditions(const ChosenModel& chosen) {
+    const ViewingConditions& conditions = chosen.model.conditions;
+    const PublishedModel model = publishedModelOf(chosen.model);
+    const ConditionFactors& factors = model.factors();
+    std::string markup = "<section><h2>Viewing conditions</h2>\n<p>Seen through <strong id=\"model\">" +
+                         std::string(nameOf(chosen.model.kind)) + "</strong> under <strong id=\"conditions\">" +
+                         escapedMarkup(chosen.conditions.name) + "</strong>. The white of the picture (<span " +
+                         "id=\"picture-white\">" + nameOf(chosen.model.pictureWhite) +
+                         "</span>) falls on that of the conditions.</p>\n<div class=\"wide\"><table><tbody>\n";
+    const auto row = [&markup](const char* id, const char* name, const std::string& value) {
+        markup +=
+            fmt::format("<tr><th>{}</th><td class=\"number\" id=\"{}\">{}</td></tr>\n", name, id, escapedMarkup(value));
+    };
+    row("white", "white X, Y, Z",
+        fmt::format("{:.7g}, {:.7g}, {:.7g}", conditions.white.x, conditions.white.y, conditions.white.z));
+    row("adapting-luminance", "adapting luminance L<sub>A</sub>, cd/m²", nineDigits(conditions.adaptingLuminance));
+    row("background", "background Y<sub>b</sub>", nineDigits(conditions.background.value_or(0)));
+    row("surround", "surround", surroundText(conditions.surround));
+    row("discounting", "illuminant discounted", conditions.discounting ? "yes" : "no");
+    row("degree", "degree of adaptation D", nineDigits(factors.degreeOfAdaptation));
+    row("level", "luminance-level adaptation F<sub>L</sub>", nineDigits(factors.luminanceLevel));
+    row("n", "background induction n", nineDigits(factors.backgroundInduction));
+    row("induction", "brightness and chromatic induction N<sub>bb</sub> = N<sub>cb</sub>",
+        nineDigits(factors.brightnessInduction));
+    row("z", "base exponential nonlinearity z", nineDigits(factors.baseExponent));
+    row("white-response", "response of the white A<sub>w</sub>", nineDigits(factors.whiteResponse));
+    return markup + "</tbody></table></div></section>\n";
+}
+
+/// What of the comparison's own model is not as by default.
+std::string ownVariant(const ComparisonModel& model) {
+    std::string markup;
+    if (model.white == WhiteResponse::fixed) {
+        markup += "<p id=\"variant-white\">The white is that of the encoding, not the brightest pixel.</p>\n";
+    }
+    if (model.black == BlackAdaptation::continuous) {
+        markup += "<p id=\"variant-black\">Black is adapted as other colours are.</p>\n";
+    }
+    if (model.background) {
+        markup += "<p id=\"variant-background\">The background is the one that was asked for and does not drift.</p>\n";
+    }
+    return markup;
+}
+
 std::string viewingConditions(const ComparisonResult& result) {
-    const auto background = [](const ComparedPhotograph& photograph) {
-        return backgroundLuminanceOf(static_cast<std::int64_t>(photograph.size.area()));
+    if (result.model.isPublished()) {
+        return publishedConditions(result.model);
+    }
+    const std::optional<double>& fixedBackground = result.model.model.background;
+    const auto background = [&fixedBackground](const ComparedPhotograph& photograph) {
+        return fixedBackground ? static_cast<float>(*fixedBackground)
+                               : backgroundLuminanceOf(static_cast<std::int64_t>(photograph.size.area()));
     };
     const float first = background(result.first);
     const float second = background(result.second);
@@ -195,7 +250,18 @@ std::string viewingConditions(const ComparisonResult& result) {
     row("induction", "brightness and chromatic induction N<sub>bb</sub> = N<sub>cb</sub>", computeNcb(first, white),
         computeNcb(second, white));
     row("z", "base exponential nonlinearity z", computeZ(first, white), computeZ(second, white));
-    return markup + "</tbody></table></div></section>\n";
+    return markup + "</tbody></table></div>" + ownVariant(result.model.model) + "</section>\n";
+}
+
+/// The hue's distributions.
+std::string hueSection(const ComparisonReport& report) {
+    const bool weighted = report.result.model.hue == HueWeights::chroma;
+    return "<section id=\"hue\"><h2>Hue h</h2>\n<div class=\"histogram\">" +
+           histogramPlot({"Hue of the two photographs", "hue h, in steps of 1 degree",
+                          weighted ? "share of the chroma, %" : "share of the pixels that have a hue, %", 400, 250},
+                         {seriesOf("first", *report.first.distributions.hue, 0, 359),
+                          seriesOf("second", *report.second.distributions.hue, 0, 359)}) +
+           "</div></section>\n";
 }
 
 constexpr const char* pageStyles = R"(.coefficients th:first-child{width:55%}.histogram{max-width:34rem;margin:0 auto}
@@ -237,6 +303,9 @@ std::string comparisonPage(const ComparisonReport& report) {
         "does not matter.</p></section>\n";
     for (std::size_t k = 0; k < comparedCorrelates.size(); ++k) {
         page.body += correlateSection(report, k);
+    }
+    if (report.first.distributions.hue && report.second.distributions.hue) {
+        page.body += hueSection(report);
     }
     page.body += viewingConditions(report.result) +
                  "<p class=\"note\">Made by <span id=\"program\">darkroom " LIKENESS_VERSION "</span>.</p>\n";

@@ -134,8 +134,8 @@ MapScale roundScale(std::string name, double low, double high) {
     return scale;
 }
 
-MapScale degreesScale(std::string name) {
-    return {std::move(name), -180.0, 180.0, MapScale::Colors::cyclic};
+MapScale degreesScale(std::string name, double low) {
+    return {std::move(name), low, low + 360, MapScale::Colors::cyclic};
 }
 
 std::string rangeOf(const MapScale& scale) {

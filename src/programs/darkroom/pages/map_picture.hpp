@@ -23,8 +23,8 @@ struct MapScale {
 /// A scale whose ends are `low` and `high`, widened to round numbers; of equal or no numbers, one that is 1 wide.
 MapScale roundScale(std::string name, double low, double high);
 
-/// Angles in degrees, all of them.
-MapScale degreesScale(std::string name);
+/// Angles in degrees, all of them: from `low` once around.
+MapScale degreesScale(std::string name, double low = -180.0);
 
 /// What the colours stand for, in words: "colours from 0 to 120".
 std::string rangeOf(const MapScale& scale);

@@ -1,0 +1,335 @@
+#include "comparison/modelled_appearance.hpp"
+
+#include <likeness/adaptation/d65_adaptation.hpp>
+#include <likeness/color/bgr_xyz.hpp>
+#include <likeness/color/sharpened_rgb.hpp>
+#include <likeness/color/srgb_companding.hpp>
+#include <likeness/comparison/metrics.hpp>
+#include "comparison/photograph_counts.hpp"
+#include "comparison/published_estimate.hpp"
+#include "comparison/white_response.hpp"
+
+#include <array>
+#include <cmath>
+#include <stdexcept>
+#include <tuple>
+#include <utility>
+
+namespace likeness {
+namespace {
+
+constexpr double perfectWhite = 100;
+
+/// Linear values of the 8-bit levels.
+struct LinearLevels {
+    LinearLevels() {
+        for (int level = 0; level < 256; ++level) {
+            of[level] = sRGBLinearOf(level / 255.0);
+        }
+    }
+    double of[256];
+};
+
+const LinearLevels& linearLevels() {
+    static const LinearLevels levels;
+    return levels;
+}
+
+cv::Vec3d linearOf(const cv::Vec3b& bgr) {
+    const double(&linear)[256] = linearLevels().of;
+    return {linear[bgr[2]], linear[bgr[1]], linear[bgr[0]]};
+}
+
+cv::Vec3d linearOf(const cv::Vec3f& bgr) {
+    return {sRGBLinearOf(double{bgr[2]}), sRGBLinearOf(double{bgr[1]}), sRGBLinearOf(double{bgr[0]})};
+}
+
+/// As `xyzFromSrgb` has it, the same bits.
+cv::Vec3d xyzOfLinear(const cv::Vec3d& linear) {
+    static const cv::Matx33d matrix(&xyzFromLinearSrgb[0][0]);
+    return matrix * linear * perfectWhite;
+}
+
+bool isFinite(const cv::Vec3d& value) {
+    return std::isfinite(value[0]) && std::isfinite(value[1]) && std::isfinite(value[2]);
+}
+
+/// visit(linear R, G, B; how many pixels) of each colour, in order.
+template <typename Visit>
+void forEachLinear(const PhotographColors& colors, Visit visit) {
+    const cv::Mat& bgr = colors.bgr;
+    for (int i = 0; i < bgr.rows; ++i) {
+        for (int j = 0; j < bgr.cols; ++j) {
+            const std::uint32_t times = colors.counts.empty() ? 1 : colors.counts[static_cast<std::size_t>(j)];
+            visit(bgr.depth() == CV_8U ? linearOf(bgr.at<cv::Vec3b>(i, j)) : linearOf(bgr.at<cv::Vec3f>(i, j)), times);
+        }
+    }
+}
+
+Xyz brightestOf(const PhotographColors& colors) {
+    cv::Vec3d brightest(0, 0, 0);
+    const auto rank = [](const cv::Vec3d& xyz) { return std::tuple(xyz[1], xyz[0], xyz[2]); };
+    forEachLinear(colors, [&](const cv::Vec3d& linear, std::uint32_t) {
+        const cv::Vec3d xyz = xyzOfLinear(linear);
+        if (isFinite(xyz) && rank(xyz) > rank(brightest)) {
+            brightest = xyz;
+        }
+    });
+    return {brightest[0], brightest[1], brightest[2]};
+}
+
+/// Chromaticity of the mean, on the Y of the encoding's white.
+Xyz grayWorldOf(const PhotographColors& colors) {
+    cv::Vec3d sum(0, 0, 0);
+    forEachLinear(colors, [&](const cv::Vec3d& linear, std::uint32_t times) {
+        if (isFinite(linear)) {
+            sum += linear * static_cast<double>(times);
+        }
+    });
+    const cv::Vec3d mean = xyzOfLinear(sum);
+    const double scale = srgbWhite().y / mean[1];
+    return mean[1] > 0 ? Xyz{scale * mean[0], scale * mean[1], scale * mean[2]} : Xyz{};
+}
+
+/// A black picture has the encoding's white.
+Xyz whiteOf(const PhotographColors& colors, PictureWhite source) {
+    if (source == PictureWhite::encoding) {
+        return srgbWhite();
+    }
+    const Xyz white = source == PictureWhite::grayWorld ? grayWorldOf(colors) : brightestOf(colors);
+    return white.y > 0 ? white : srgbWhite();
+}
+
+/// A published model as the colours of one picture are seen through it.
+class PublishedView {
+public:
+    PublishedView(const ComparisonModel& model, const PhotographColors& colors)
+        : model_(publishedModelOf(model)),
+          toConditions_(xyzToConditions(model_, whiteOf(colors, model.pictureWhite))),
+          adapts_(toConditions_ != cv::Matx33d::eye()) {}
+
+    Correlates correlatesOf(const cv::Vec3d& linear) const {
+        const cv::Vec3d xyz = adapts_ ? toConditions_ * xyzOfLinear(linear) : xyzOfLinear(linear);
+        return model_.correlatesOf({xyz[0], xyz[1], xyz[2]});
+    }
+
+    PublishedEstimate estimate() const {
+        return {model_, toConditions_ * cv::Matx33d(&xyzFromLinearSrgb[0][0]) * perfectWhite, linearLevels().of};
+    }
+
+private:
+    PublishedModel model_;
+    cv::Matx33d toConditions_;
+    bool adapts_;
+};
+
+AppearanceMaps publishedMaps(const PublishedView& view, const cv::Mat& bgr) {
+    const auto map = [&bgr] { return cv::Mat(bgr.size(), CV_32F); };
+    AppearanceMaps maps{{map(), map(), map(), map(), map()}, map()};
+    const auto fill = [&](auto pixel, int row, int begin, int end) {
+        using Pixel = decltype(pixel);
+        for (int j = begin; j < end; ++j) {
+            const Correlates k = view.correlatesOf(linearOf(bgr.at<Pixel>(row, j)));
+            maps.brightness.at<float>(row, j) = static_cast<float>(k.brightness);
+            maps.lightness.at<float>(row, j) = static_cast<float>(k.lightness);
+            maps.chroma.at<float>(row, j) = static_cast<float>(k.chroma);
+            maps.colorfulness.at<float>(row, j) = static_cast<float>(k.colorfulness);
+            maps.saturation.at<float>(row, j) = static_cast<float>(k.saturation);
+            maps.hueDegrees.at<float>(row, j) = static_cast<float>(k.hueDegrees);
+        }
+    };
+    // Each value is one colour's: the pieces may be made on any thread.
+    constexpr int piece = 4096;
+    const int pieces = (bgr.cols + piece - 1) / piece;
+    cv::parallel_for_(cv::Range(0, bgr.rows * pieces), [&](const cv::Range& range) {
+        for (int k = range.start; k < range.end; ++k) {
+            const int begin = k % pieces * piece;
+            const int end = std::min(begin + piece, bgr.cols);
+            if (bgr.depth() == CV_8U) {
+                fill(cv::Vec3b(), k / pieces, begin, end);
+            } else {
+                fill(cv::Vec3f(), k / pieces, begin, end);
+            }
+        }
+    });
+    return maps;
+}
+
+void addColor(const Correlates& k, std::uint32_t times, CorrelateCounts& counts) {
+    counts.brightness.add(static_cast<float>(k.brightness), times);
+    counts.lightness.add(static_cast<float>(k.lightness), times);
+    counts.chroma.add(static_cast<float>(k.chroma), times);
+    counts.colorfulness.add(static_cast<float>(k.colorfulness), times);
+    counts.saturation.add(static_cast<float>(k.saturation), times);
+}
+
+/// The counts of the maps, of bytes; colours whose bins an estimate settles are spared the model.
+void countByEstimate(const PublishedView& view, const PhotographColors& colors, CorrelateCounts& counts) {
+    const PublishedEstimate estimate = view.estimate();
+    const uchar* const bgr = colors.bgr.ptr<uchar>(0);
+    const std::size_t size = colors.counts.size();
+    PublishedEstimate::Bins bins;
+    std::array<std::array<std::uint64_t, PublishedEstimate::binLimit>, 5> pixels{};
+    for (std::size_t first = 0; first < size; first += PublishedEstimate::blockSize) {
+        const std::size_t count = std::min(PublishedEstimate::blockSize, size - first);
+        if (estimate.serves()) {
+            estimate.bins(bgr + 3 * first, count, bins);
+        } else {
+            std::fill_n(bins.certain, count, 0);
+        }
+        for (std::size_t i = 0; i < count; ++i) {
+            const std::uint32_t times = colors.counts[first + i];
+            if (bins.certain[i] == 0) {
+                addColor(view.correlatesOf(linearOf(colors.bgr.at<cv::Vec3b>(0, static_cast<int>(first + i)))), times,
+                         counts);
+                continue;
+            }
+            pixels[0][static_cast<std::size_t>(bins.brightness[i])] += times;
+            pixels[1][static_cast<std::size_t>(bins.lightness[i])] += times;
+            pixels[2][static_cast<std::size_t>(bins.chroma[i])] += times;
+            pixels[3][static_cast<std::size_t>(bins.colorfulness[i])] += times;
+            pixels[4][static_cast<std::size_t>(bins.saturation[i])] += times;
+        }
+    }
+    for (std::size_t k = 0; k < pixels.size(); ++k) {
+        for (int bin = 0; bin < PublishedEstimate::binLimit; ++bin) {
+            counts[k].addToBin(bin, pixels[k][static_cast<std::size_t>(bin)]);
+        }
+    }
+}
+
+/// v' = (1 - D) v + D W of sharpened pixels.
+void adaptContinuously(cv::Mat& sharpened) {
+    const D65Adaptation d65 = d65Adaptation();
+    const float unadapted = 1.0F - d65.degree;
+    for (int i = 0; i < sharpened.rows; ++i) {
+        auto* const pixels = sharpened.ptr<cv::Vec3f>(i);
+        for (int j = 0; j < sharpened.cols; ++j) {
+            for (int c = 0; c < 3; ++c) {
+                pixels[j][c] = unadapted * pixels[j][c] + d65.degreeTimesWhite[c];
+            }
+        }
+    }
+}
+
+/// Adapted, sharpened B, G, R of gamma-encoded ones on the scale 0..1.
+cv::Mat adaptedBy(const ComparisonModel& model, cv::Mat unit) {
+    cv::Mat sharpened(unit.size(), CV_32FC3);
+    if (model.black == BlackAdaptation::defined) {
+        compute_cat(unit, sharpened);
+        return sharpened;
+    }
+    cv::Mat xyz(unit.size(), CV_32FC3);
+    convertBGRToXYZDirect(unit, xyz);
+    convertXYZtoSharpenedBGR(xyz, sharpened);
+    adaptContinuously(sharpened);
+    return sharpened;
+}
+
+AppearanceMaps ownMaps(const ComparisonModel& model, float background, cv::Mat bgr) {
+    cv::Mat unit = bgr;
+    if (bgr.depth() == CV_8U) {
+        unit = cv::Mat(bgr.size(), CV_32FC3);
+        normImg(bgr, unit);
+    }
+    cv::Mat sharpened = adaptedBy(model, unit);
+    if (model.white == WhiteResponse::brightest) {
+        return appearanceMapsBeforeBackground(sharpened, background, dropAll());
+    }
+    cv::Mat white = adaptedBy(model, cv::Mat(1, 1, CV_32FC3, cv::Scalar::all(1)));
+    return appearanceMapsBesideWhite(sharpened, background, greatestAchromaticResponse(white, background));
+}
+
+/// By the nearest degree, 0 to 359.
+BinProbabilities hueOf(const AppearanceMaps& maps, const std::vector<std::uint32_t>& counts, HueWeights weights) {
+    constexpr int degrees = 360;
+    const auto leastChroma = static_cast<float>(leastChromaOfHue);
+    std::array<double, degrees> sums{};
+    double total = 0;
+    for (int i = 0; i < maps.hueDegrees.rows; ++i) {
+        const auto* const hue = maps.hueDegrees.ptr<float>(i);
+        const auto* const chroma = maps.chroma.ptr<float>(i);
+        for (int j = 0; j < maps.hueDegrees.cols; ++j) {
+            if (!(chroma[j] >= leastChroma && std::isfinite(chroma[j])) || std::isnan(hue[j])) {
+                continue;
+            }
+            const double pixels = counts.empty() ? 1.0 : static_cast<double>(counts[static_cast<std::size_t>(j)]);
+            const double weight = weights == HueWeights::chroma ? pixels * double{chroma[j]} : pixels;
+            const int nearest = BinCounts::binOf(hue[j]) % degrees;
+            sums[static_cast<std::size_t>(nearest < 0 ? nearest + degrees : nearest)] += weight;
+            total += weight;
+        }
+    }
+    BinProbabilities probabilities;
+    for (int bin = 0; bin < degrees; ++bin) {
+        const double sum = sums[static_cast<std::size_t>(bin)];
+        if (sum > 0) {
+            probabilities[bin] = static_cast<float>(sum / total);
+        }
+    }
+    return probabilities;
+}
+
+}  // namespace
+
+float backgroundUnder(const ComparisonModel& model, const cv::Size& size) {
+    if (model.kind != AppearanceModelKind::likeness) {
+        return static_cast<float>(model.conditions.background.value_or(backgroundLuminanceOf(1)));
+    }
+    return model.background ? static_cast<float>(*model.background)
+                            : backgroundLuminanceOf(static_cast<std::int64_t>(size.height) * size.width);
+}
+
+ModelledAppearance modelledAppearance(const PhotographColors& colors, const AnalysisOptions& options) {
+    ModelledAppearance result;
+    if (colors.bgr.empty()) {
+        result.distributions.hue = options.hue ? std::optional(BinProbabilities()) : std::nullopt;
+        return result;
+    }
+    const ComparisonModel& model = options.model;
+    const bool own = model.kind == AppearanceModelKind::likeness;
+    const bool bytes = colors.bgr.depth() == CV_8U;
+    const float background = backgroundUnder(model, colors.size);
+    const bool mapsNeeded = options.maps || options.hue || !bytes;
+    if (own && !mapsNeeded && model.white == WhiteResponse::brightest && model.black == BlackAdaptation::defined) {
+        result.distributions = distributionsBeforeBackground({colors.bgr, colors.counts, {}}, background);
+        return result;
+    }
+    CorrelateCounts counts;
+    if (!own && !mapsNeeded) {
+        countByEstimate(PublishedView(model, colors), colors, counts);
+        result.distributions = distributionsOf(counts);
+        return result;
+    }
+    AppearanceMaps maps =
+        own ? ownMaps(model, background, colors.bgr) : publishedMaps(PublishedView(model, colors), colors.bgr);
+    for (std::size_t k = 0; k < correlateNames.size(); ++k) {
+        if (bytes) {
+            counts[k].add(maps[k], colors.counts);
+        } else {
+            counts[k].add(maps[k]);
+        }
+    }
+    result.distributions = distributionsOf(counts);
+    if (options.hue) {
+        result.distributions.hue = hueOf(maps, colors.counts, *options.hue);
+    }
+    if (options.maps) {
+        result.maps = std::move(maps);
+    }
+    return result;
+}
+
+ModelledAppearance modelledAppearance(const cv::Mat& photograph, const AnalysisOptions& options,
+                                      ColorCounter& counter) {
+    if (photograph.empty() || photograph.depth() != CV_8U) {
+        return modelledAppearance(PhotographColors{photograph, {}, photograph.size()}, options);
+    }
+    DistinctColors counted = counter.count(photograph, options.maps);
+    ModelledAppearance result =
+        modelledAppearance(PhotographColors{counted.bgr, std::move(counted.counts), photograph.size()}, options);
+    result.indices = counted.indices;
+    return result;
+}
+
+}  // namespace likeness

@@ -1,0 +1,42 @@
+// Photographs seen through another model than the comparison's default, or with their hue.
+#pragma once
+
+#include <likeness/comparison/analysis.hpp>
+#include "comparison/distinct_colors.hpp"
+
+#include <opencv2/core.hpp>
+
+#include <cstdint>
+#include <vector>
+
+namespace likeness {
+
+/// Luminance of the background that a photograph of a size is seen before.
+float backgroundUnder(const ComparisonModel& model, const cv::Size& size);
+
+/// Colours of a photograph, or its pixels, each of which counts 1.
+struct PhotographColors {
+    cv::Mat bgr;                        ///< CV_8UC3, 1 x K, or CV_32FC3
+    std::vector<std::uint32_t> counts;  ///< how many pixels have each; empty for pixels
+    cv::Size size;                      ///< of the photograph
+};
+
+/// What was found of a photograph.
+struct ModelledAppearance {
+    AppearanceDistributions distributions;
+    AppearanceMaps maps;  ///< where asked for: 1 x K, of the colours; where there are no indices, of the pixels
+    cv::Mat indices;      ///< the colour of each pixel; the counter's (`DistinctColors`)
+};
+
+/// Runs a model once per distinct colour of a photograph of bytes, once per pixel of one of floats.
+///
+/// Published models are evaluated in double and rounded to float. Where neither maps nor the hue are wanted, an
+/// estimate in float settles the bins of most colours (comparison/published_estimate.hpp); they are the same.
+/// @param photograph  CV_8UC3 or CV_32FC3, or empty
+/// @throws std::invalid_argument  as `checkComparisonModel`; a picture without a white
+ModelledAppearance modelledAppearance(const cv::Mat& photograph, const AnalysisOptions& options, ColorCounter& counter);
+
+/// The same of colours that are counted, but for the indices.
+ModelledAppearance modelledAppearance(const PhotographColors& colors, const AnalysisOptions& options);
+
+}  // namespace likeness

@@ -1,0 +1,344 @@
+// darkroom sweep: how alike two photographs look under a range of viewing conditions.
+#include <likeness/comparison/analysis.hpp>
+#include <likeness/version.hpp>
+#include "batch/correlates.hpp"
+#include "console/comparison_result.hpp"
+#include "console/json_output.hpp"
+#include "console/model_options.hpp"
+#include "console/option_checks.hpp"
+#include "console/output_check.hpp"
+#include "console/progress.hpp"
+#include "console/subcommands.hpp"
+#include "files/csv_text.hpp"
+#include "files/markup_text.hpp"
+#include "files/number_format.hpp"
+#include "files/refusal.hpp"
+#include "files/replaced_file.hpp"
+#include "pages/html_page.hpp"
+#include "pages/svg_plot.hpp"
+#include "photofile/image_input.hpp"
+
+#include <fmt/format.h>
+#include <nlohmann/json.hpp>
+#include <opencv2/core/utility.hpp>
+
+#include <algorithm>
+#include <cmath>
+#include <cstdlib>
+#include <iostream>
+#include <memory>
+
+namespace likeness::darkroom {
+namespace {
+
+using nlohmann::ordered_json;
+
+constexpr int jsonVersion = 1;
+constexpr std::size_t mostPoints = 10000;
+
+struct Options {
+    std::string first;
+    std::string second;
+    std::string model = "ciecam16";
+    std::string conditions;
+    std::vector<std::string> whites = {"srgb", "D50", "A"};
+    std::vector<std::string> surrounds = {"average", "dim", "dark"};
+    std::string luminances = "1,2,5,10,20,50,100,200,500,1000,2000,5000,10000";
+    std::string background;
+    std::string pictureWhite;
+    bool discount = false;
+    bool hue = false;
+    std::string hueWeights;
+    std::string output;
+    std::string plot;
+    bool json = false;
+};
+
+/// One of the conditions, and what was found under it.
+struct Point {
+    std::string white;      ///< as it was given
+    std::string surround;   ///< likewise
+    std::string luminance;  ///< of the white, likewise
+    ChosenModel model;
+    LikenessCoefficients coefficients;
+    std::optional<float> hue;
+};
+
+ChosenModel modelAt(const Options& options, const std::string& white, const std::string& surround,
+                    const std::string& luminance) {
+    ModelOptions model;
+    model.model = options.model;
+    model.viewing.conditions = options.conditions;
+    model.viewing.white = white;
+    model.viewing.surround = surround;
+    model.viewing.whiteLuminance = luminance;
+    model.viewing.background = options.background;
+    model.viewing.discount = options.discount;
+    model.pictureWhite = options.pictureWhite;
+    model.hue = options.hue;
+    model.hueWeights = options.hueWeights;
+    return chosenModel(model);
+}
+
+std::vector<std::string> partsOf(const std::string& text) {
+    std::vector<std::string> parts;
+    for (std::size_t begin = 0; begin <= text.size();) {
+        const std::size_t end = std::min(text.find(',', begin), text.size());
+        parts.push_back(text.substr(begin, end - begin));
+        begin = end + 1;
+    }
+    return parts;
+}
+
+/// Every combination, the luminance the fastest.
+std::vector<Point> pointsOf(const Options& options) {
+    const std::vector<std::string> luminances = partsOf(options.luminances);
+    for (const std::string& luminance : luminances) {
+        if (!(numberIn(luminance) > 0)) {
+            throw Refusal("--white-luminance: '" + luminance + "' is not a luminance in cd/m2 above 0");
+        }
+    }
+    if (options.whites.size() * options.surrounds.size() * luminances.size() > mostPoints) {
+        throw Refusal(fmt::format("these are more than {} conditions", mostPoints));
+    }
+    std::vector<Point> points;
+    for (const std::string& white : options.whites) {
+        for (const std::string& surround : options.surrounds) {
+            for (const std::string& luminance : luminances) {
+                points.push_back({white, surround, luminance, modelAt(options, white, surround, luminance), {}, {}});
+            }
+        }
+    }
+    return points;
+}
+
+/// The photographs under the conditions `first` to `end`, on all threads.
+void compareAt(std::vector<Point>& points, int first, int end,
+               const std::pair<CountedPhotograph, CountedPhotograph>& photographs) {
+    std::vector<AppearanceDistributions> seen(static_cast<std::size_t>(2 * (end - first)));
+    cv::parallel_for_(cv::Range(0, 2 * (end - first)), [&](const cv::Range& range) {
+        for (int k = range.start; k < range.end; ++k) {
+            const ChosenModel& chosen = points[static_cast<std::size_t>(first + k / 2)].model;
+            const CountedPhotograph& photograph = k % 2 == 0 ? photographs.first : photographs.second;
+            seen[static_cast<std::size_t>(k)] = photograph.distributions(chosen.model, chosen.hue);
+        }
+    });
+    for (int i = first; i < end; ++i) {
+        const auto k = static_cast<std::size_t>(2 * (i - first));
+        Point& point = points[static_cast<std::size_t>(i)];
+        point.coefficients = compareDistributions(seen[k], seen[k + 1]);
+        point.hue = hueCoefficient(seen[k], seen[k + 1]);
+    }
+}
+
+std::string csvText(const std::vector<Point>& points) {
+    std::vector<std::string> names = {"model",   "white",           "white_x",    "white_y",
+                                      "white_z", "white_luminance", "background", "adapting_luminance",
+                                      "surround"};
+    for (const ComparedCorrelate& correlate : comparedCorrelates) {
+        names.emplace_back(correlate.name);
+    }
+    if (points.front().hue) {
+        names.emplace_back(hueCorrelate.name);
+    }
+    std::string text = csvLine(names);
+    for (const Point& point : points) {
+        const ViewingConditions& conditions = point.model.model.conditions;
+        std::vector<std::string> values = {std::string(nameOf(point.model.model.kind)),
+                                           point.white,
+                                           shortest(conditions.white.x),
+                                           shortest(conditions.white.y),
+                                           shortest(conditions.white.z),
+                                           point.luminance,
+                                           shortest(conditions.background.value_or(0)),
+                                           shortest(conditions.adaptingLuminance),
+                                           point.surround};
+        for (const ComparedCorrelate& correlate : comparedCorrelates) {
+            values.push_back(nineDigits(point.coefficients.*correlate.coefficient));
+        }
+        if (point.hue) {
+            values.push_back(nineDigits(*point.hue));
+        }
+        text += csvLine(values);
+    }
+    return text;
+}
+
+std::string jsonText(const Options& options, const std::vector<Point>& points,
+                     const std::pair<cv::Size, cv::Size>& sizes) {
+    const auto describe = [](const std::string& path, const cv::Size& size) {
+        return ordered_json{{"path", validUtf8(path)}, {"width_pixels", size.width}, {"height_pixels", size.height}};
+    };
+    ordered_json json = jsonOfSchema("sweep", jsonVersion);
+    json["first"] = describe(options.first, sizes.first);
+    json["second"] = describe(options.second, sizes.second);
+    for (const Point& point : points) {
+        ordered_json entry = jsonOf(point.model);
+        entry["white"] = point.white;
+        entry["surround"] = point.surround;
+        entry["white_luminance"] = std::strtod(point.luminance.c_str(), nullptr);
+        for (const ComparedCorrelate& correlate : comparedCorrelates) {
+            entry["coefficients"][correlate.name] = roundedToNineDigits(point.coefficients.*correlate.coefficient);
+        }
+        if (point.hue) {
+            entry["coefficients"][hueCorrelate.name] = roundedToNineDigits(*point.hue);
+        }
+        json["points"].push_back(std::move(entry));
+    }
+    return indentedJson(json);
+}
+
+/// A line for each white and surround, over the logarithm of the luminance.
+template <typename ValueOf>
+std::string plotOf(const std::string& title, const std::string& label, const std::vector<Point>& points,
+                   ValueOf valueOf) {
+    std::vector<PlotSeries> series;
+    for (const Point& point : points) {
+        const std::string name = point.white + ", " + point.surround;
+        if (series.empty() || series.back().name != name) {
+            series.push_back({name, {}, {}, ""});
+        }
+        series.back().x.push_back(std::log10(std::strtod(point.luminance.c_str(), nullptr)));
+        series.back().y.push_back(valueOf(point));
+    }
+    return "<figure>" +
+           linePlot({title, "decimal logarithm of the white's luminance in cd/m²", label, 560, 340}, series) +
+           "</figure>\n";
+}
+
+std::string page(const Options& options, const std::vector<Point>& points) {
+    HtmlPage html;
+    html.title = "Likeness of " + options.first + " and " + options.second + " under a range of conditions";
+    html.body = "<h1>How alike two photographs look under a range of conditions</h1>\n<section><p>" +
+                escapedMarkup(options.first) + " and " + escapedMarkup(options.second) + ", seen through " +
+                std::string(nameOf(points.front().model.model.kind)) +
+                fmt::format(" under {} conditions.</p></section>\n", points.size());
+    for (const ComparedCorrelate& correlate : comparedCorrelates) {
+        html.body += "<section id=\"" + std::string(correlate.name) + "\"><h2>" + labelOf(correlate) + "</h2>\n" +
+                     plotOf("Coefficient of " + std::string(correlate.name), "coefficient", points,
+                            [&correlate](const Point& point) {
+                                return static_cast<double>(point.coefficients.*correlate.coefficient);
+                            }) +
+                     "</section>\n";
+    }
+    if (points.front().hue) {
+        html.body += "<section id=\"hue\"><h2>hue h</h2>\n" +
+                     plotOf("Coefficient of hue", "coefficient", points,
+                            [](const Point& point) { return static_cast<double>(point.hue.value_or(0)); }) +
+                     "</section>\n";
+    }
+    html.body += "<p class=\"note\">Made by <span id=\"program\">darkroom " LIKENESS_VERSION "</span>.</p>\n";
+    return htmlDocument(html);
+}
+
+void checkOutputs(const Session& session, const Options& options) {
+    OutputPlan plan(session, {options.first, options.second});
+    if (!options.output.empty()) {
+        plan.file("--output", options.output);
+    }
+    if (!options.plot.empty()) {
+        plan.page("--plot", options.plot);
+    }
+}
+
+ExitStatus sweep(const Session& session, const Options& options) {
+    if (session.diagnostics().wantsFiles()) {
+        throw Refusal("--dumps: the published models leave no diagnostic files");
+    }
+    std::vector<Point> points = pointsOf(options);
+    checkOutputs(session, options);
+    std::pair<cv::Size, cv::Size> sizes;
+    const auto counted = [&] {
+        const auto photographs = readPhotographPairAsCompared(session, options.first, options.second);
+        sizes = {photographs.first.size(), photographs.second.size()};
+        return std::pair(CountedPhotograph(photographs.first), CountedPhotograph(photographs.second));
+    }();
+    {
+        const int count = static_cast<int>(points.size());
+        constexpr int atOnce = 8;
+        Progress progress(session, "comparing", count);
+        for (int first = 0; first < count; first += atOnce) {
+            const int end = std::min(first + atOnce, count);
+            compareAt(points, first, end, counted);
+            progress.reach(end, count);
+        }
+    }
+    if (!options.plot.empty()) {
+        replaceFile(options.plot, page(options, points));
+        session.tell("wrote '" + options.plot + "': plot");
+    }
+    const std::string text = options.json ? jsonText(options, points, sizes) : csvText(points);
+    if (options.output.empty()) {
+        std::cout << text << std::flush;
+    } else {
+        replaceFile(options.output, text);
+        session.tell("wrote '" + options.output + "': " + std::to_string(points.size()) + " conditions");
+    }
+    return ExitStatus::done;
+}
+
+}  // namespace
+
+Action declareSweep(CLI::App& app) {
+    auto options = std::make_shared<Options>();
+    app.add_option("FIRST", options->first, "Photograph")->required();
+    app.add_option("SECOND", options->second, "Photograph to compare it with")->required();
+    app.add_option("--model", options->model,
+                   optionText("Appearance model: ciecam02 or ciecam16; by default ciecam16", "--model ciecam02"))
+        ->type_name("")
+        ->check(oneOf({"ciecam02", "ciecam16"}));
+    app.add_option("--conditions", options->conditions,
+                   optionText("Conditions by name, or a JSON file of them, of which white, luminance and surround are "
+                              "replaced; by default srgb-display",
+                              "--conditions office.json"))
+        ->type_name("NAME|FILE.json");
+    app.add_option("--white", options->whites,
+                   optionText("Adopted white, as darkroom compare has it; given again, one more. By default srgb, D50 "
+                              "and A",
+                              "--white D65 --white 3000K"))
+        ->type_name("WHITE")
+        ->expected(1)
+        ->multi_option_policy(CLI::MultiOptionPolicy::TakeAll);
+    app.add_option("--surround", options->surrounds,
+                   optionText("average, dim, dark, or the numbers F,c,Nc; given again, one more. By default all three "
+                              "names",
+                              "--surround dim --surround dark"))
+        ->type_name("SURROUND")
+        ->expected(1)
+        ->multi_option_policy(CLI::MultiOptionPolicy::TakeAll);
+    app.add_option(
+           "--white-luminance", options->luminances,
+           optionText("Luminances of the white in cd/m2, from which the adapting luminance follows: L_A = L Y_b "
+                      "/ Y_w",
+                      "--white-luminance 10,100,1000"))
+        ->type_name("L,L,...")
+        ->capture_default_str();
+    app.add_option("--background", options->background,
+                   optionText("Y of the background, from 0 to that of the white", "--background 20"))
+        ->type_name("Y");
+    app.add_option("--picture-white", options->pictureWhite,
+                   optionText("Colour of the picture that falls on the white: encoding, gray-world or brightest",
+                              "--picture-white brightest"))
+        ->type_name("")
+        ->check(oneOf({"encoding", "gray-world", "brightest"}));
+    app.add_flag("--discount", options->discount,
+                 optionText("The observer discounts the illuminant: complete adaptation, D = 1", "--discount"));
+    auto* const hue = app.add_flag("--hue", options->hue,
+                                   optionText("A sixth coefficient, of the hue, in bins of 1 degree", "--hue"));
+    app.add_option(
+           "--hue-weights", options->hueWeights,
+           optionText("What a pixel counts in the distribution of the hue: pixels or chroma", "--hue-weights chroma"))
+        ->type_name("")
+        ->check(oneOf({"pixels", "chroma"}))
+        ->needs(hue);
+    app.add_flag("--json", options->json, optionText("Give the result as JSON in place of CSV", "--json"));
+    app.add_option("-o,--output", options->output,
+                   optionText("File for the result instead of standard output", "--output sweep.csv"))
+        ->type_name("FILE");
+    app.add_option("--plot", options->plot,
+                   optionText("Page with a plot of each coefficient over the luminance", "--plot sweep.html"))
+        ->type_name("FILE.html");
+    return [options](const Session& session) { return sweep(session, *options); };
+}
+
+}  // namespace likeness::darkroom
