@@ -12,12 +12,21 @@
 namespace likeness {
 namespace {
 
-void analyse(const std::string& path, ColorCounter& counter, std::uint64_t mostPixels, PhotographAnalysis& analysis) {
-    PhotographRead photograph = readPhotographAmongOthers(path, PhotographValues::bytesOrFloats, mostPixels);
+void analyse(const std::string& path, ColorCounter& counter, std::uint64_t mostPixels, const ProfileChoice& profiles,
+             PhotographAnalysis& analysis) {
+    ManagedColors colors(profiles);
+    PhotographRead photograph = readPhotographAmongOthers(path, PhotographValues::bytesOrFloats, mostPixels, &colors);
     analysis.problem = photograph.problem;
     analysis.remarks = std::move(photograph.remarks);
     if (!analysis.problem.empty()) {
         return;
+    }
+    if (!colors.use().problem.empty()) {
+        analysis.remarks.push_back("its colour profile" + colors.use().problem +
+                                   ": it is taken for a file without one");
+    }
+    if (colors.use().origin != ProfileUse::Origin::none) {
+        analysis.remarks.push_back(colors.use().remark());
     }
     analysis.distributions = appearanceDistributions(photograph.bgr, counter);
     analysis.facts.width = photograph.bgr.cols;
@@ -40,10 +49,11 @@ void append(std::string& text, const std::string& more) {
 
 }  // namespace
 
-PhotographAnalysis analysePhotograph(const std::string& path, ColorCounter& counter, std::uint64_t mostPixels) {
+PhotographAnalysis analysePhotograph(const std::string& path, ColorCounter& counter, std::uint64_t mostPixels,
+                                     const ProfileChoice& profiles) {
     PhotographAnalysis analysis;
     try {
-        analyse(path, counter, mostPixels, analysis);
+        analyse(path, counter, mostPixels, profiles, analysis);
     } catch (const MachineFailure& failure) {
         if (failure.errorNumber() == ENOMEM) {
             throw MemoryShortage(failure.what());

@@ -139,7 +139,7 @@ ExitStatus adapt(const Session& session, const Options& options) {
             what = "adapted as a whole";
         }
     }
-    writeImage(session, options.output, image, 1.0, what);
+    writePhotograph(session, options.output, image, what);
     tellClipped(session, options.output.path, limited, image.size(),
                 "came to the limits of 0..1 and are clipped there");
     return ExitStatus::done;
@@ -207,6 +207,7 @@ Action declareAdapt(CLI::App& app) {
         ->capture_default_str()
         ->needs(local);
     addImageOutput(app, options->output);
+    addOutputProfile(app, options->output);
     return [options](const Session& session) { return adapt(session, *options); };
 }
 

@@ -156,7 +156,7 @@ public:
           options_(options),
           pairs_(pairs),
           file_(file),
-          origin_{LIKENESS_VERSION, parameterFingerprint()},
+          origin_{LIKENESS_VERSION, parameterFingerprint(session.profiles())},
           cache_(static_cast<std::size_t>(options.cache)) {}
 
     ExitStatus run() {
@@ -276,7 +276,8 @@ private:
 
     AnalysisCache::Shared analysis(const std::string& path, ColorCounter& counter) {
         const std::string place = located(path);
-        return cache_.get(place, [&] { return analysePhotograph(place, counter, session_.mostPixels()); });
+        return cache_.get(
+            place, [&] { return analysePhotograph(place, counter, session_.mostPixels(), session_.profiles()); });
     }
 
     std::string located(const std::string& path) const {
@@ -331,7 +332,8 @@ ExitStatus runBatch(const Session& session, const Options& options) {
     const PairList pairs = pairsAsked(session, options);
     file.columns = pairs.columns();
     if (session.verbose()) {
-        session.tell("parameters " + parameterFingerprint() + ": " + comparisonParameters());
+        session.tell("parameters " + parameterFingerprint(session.profiles()) + ": " +
+                     comparisonParameters(session.profiles()));
     }
     return Run(session, options, pairs, file).run();
 }

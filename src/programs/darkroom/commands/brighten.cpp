@@ -85,8 +85,8 @@ ExitStatus brighten(const Session& session, const Options& options) {
         adapted, options.factor, passes,
         [&](int pass, cv::Mat& picture) {
             leaveAdaptation(picture, white);
-            writeImage(session, output->output, picture, 1.0,
-                       fmt::format("pass {}, factor {:g}", pass + 1, brightnessFactor(options.factor, pass)));
+            writePhotograph(session, output->output, picture,
+                            fmt::format("pass {}, factor {:g}", pass + 1, brightnessFactor(options.factor, pass)));
             ++output;
             progress.step();
         },
@@ -100,6 +100,7 @@ Action declareBrighten(CLI::App& app) {
     auto options = std::make_shared<Options>();
     app.add_option("IN", options->input, "Photograph")->required();
     addImageOutput(app, options->output);
+    addOutputProfile(app, options->output);
     app.get_option("--output")
         ->description(
             optionText("Result image; without --pass NAME.png stands for six, NAME_1.png to NAME_6.png. The extension "

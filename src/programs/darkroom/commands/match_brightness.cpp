@@ -65,7 +65,7 @@ ExitStatus matchBrightness(const Session& session, const Options& options) {
         wanted = lightnessStatistics(reference, dropAll());
         checkLightnessVaries(options.reference, reference, wanted);
         alterNonFlashBrightness(image, reference, matched, session.diagnostics());
-        reached = lightnessStatistics(asStored(options.output, matched), dropAll());
+        reached = lightnessStatistics(pictureAsStored(options.output, matched), dropAll());
         cv::Mat lab;
         cv::cvtColor(image, lab, cv::COLOR_BGR2Lab);
         remapLightness(lab, own, wanted);
@@ -73,8 +73,8 @@ ExitStatus matchBrightness(const Session& session, const Options& options) {
     }
     tellClippedInput(session, options.input, image);
     tellClippedInput(session, options.reference, reference);
-    writeImage(
-        session, options.output, matched, 1.0,
+    writePhotograph(
+        session, options.output, matched,
         fmt::format("L* of mean {:.2f} and standard deviation {:.2f} brought to {:.2f} and {:.2f}, wanted {:.2f} "
                     "and {:.2f}",
                     own.mean, own.deviation, reached.mean, reached.deviation, wanted.mean, wanted.deviation));
@@ -99,6 +99,7 @@ Action declareMatchBrightness(CLI::App& app) {
         ->type_name("REF")
         ->required();
     addImageOutput(app, options->output);
+    addOutputProfile(app, options->output);
     return [options](const Session& session) { return matchBrightness(session, *options); };
 }
 

@@ -118,7 +118,7 @@ ExitStatus stack(const Session& session, const Options& options, bool brightness
     run(session, options, flash, nonFlash, staged);
     staged.publish(session, results);
     if (options.version != 1) {
-        writeImage(session, tintedOutput(options), flash, 1.0, "tinted flash photograph");
+        writePhotograph(session, tintedOutput(options), flash, "tinted flash photograph");
     }
     return ExitStatus::done;
 }

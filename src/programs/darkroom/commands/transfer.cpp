@@ -120,7 +120,7 @@ ExitStatus transfer(const Session& session, const Options& options) {
                     : withChroma(inputLab, chromaMovedAfterTheMap(inputLab, paletteLab, session.diagnostics()));
         const ClippedValues clipped = clippedValuesOfLab(result);
         cv::cvtColor(result, result, cv::COLOR_Lab2BGR);
-        writeImage(session, frame.output, result, 1.0, fmt::format("t = {:.4g}", frame.t));
+        writePhotograph(session, frame.output, result, fmt::format("t = {:.4g}", frame.t));
         tellClipped(session, frame.output.path, clipped, result.size(), "have colours outside sRGB and are clipped");
         progress.step();
     }
@@ -166,6 +166,7 @@ Action declareTransfer(CLI::App& app) {
         ->excludes(t)
         ->excludes(form);
     addImageOutput(app, options->output);
+    addOutputProfile(app, options->output);
     return [options](const Session& session) { return transfer(session, *options); };
 }
 
