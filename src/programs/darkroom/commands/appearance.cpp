@@ -5,6 +5,7 @@
 #include "console/map_statistics.hpp"
 #include "console/option_checks.hpp"
 #include "console/output_check.hpp"
+#include "console/profile_result.hpp"
 #include "console/progress.hpp"
 #include "console/subcommands.hpp"
 #include "files/markup_text.hpp"
@@ -89,12 +90,14 @@ std::string table(const std::vector<Described>& all) {
     return text;
 }
 
-std::string jsonText(const Options& options, cv::Size size, const std::vector<Described>& all) {
+std::string jsonText(const Options& options, cv::Size size, const ProfileUse& profile,
+                     const std::vector<Described>& all) {
     nlohmann::ordered_json json = {
         {"schema", "darkroom.appearance"},
         {"schema_version", jsonVersion},
         {"program_version", LIKENESS_VERSION},
         {"input", {{"path", validUtf8(options.input)}, {"width_pixels", size.width}, {"height_pixels", size.height}}}};
+    addProfile(json["input"], profile);
     for (const Described& one : all) {
         const MapStatistics& s = one.statistics;
         nlohmann::ordered_json entry = {{"symbol", one.correlate.symbol}, {"minimum", roundedToNineDigits(s.minimum)}};
@@ -118,7 +121,8 @@ ExitStatus mapAppearance(const Session& session, const Options& options) {
             plan.file("--output", mapPath(options, correlate, extension));
         }
     }
-    cv::Mat image = readImage(session, options.input);
+    ProfileUse profile;
+    cv::Mat image = readImage(session, options.input, &profile);
     if (image.depth() != CV_8U) {
         image = unitImageOf(image);
     }
@@ -136,7 +140,7 @@ ExitStatus mapAppearance(const Session& session, const Options& options) {
                      what + ", " + rangeOf(scale));
         progress.step();
     }
-    std::cout << (options.json ? jsonText(options, image.size(), all) : table(all));
+    std::cout << (options.json ? jsonText(options, image.size(), profile, all) : table(all));
     return ExitStatus::done;
 }
 

@@ -151,9 +151,10 @@ ExitStatus compare(const Session& session, const Options& options) {
         }
     }
     checkOutputs(session, options);
-    const auto photographs = readPhotographPairAsCompared(session, options.first, options.second);
-    result.first = {options.first, photographs.first.size()};
-    result.second = {options.second, photographs.second.size()};
+    std::pair<ProfileUse, ProfileUse> profiles;
+    const auto photographs = readPhotographPairAsCompared(session, options.first, options.second, &profiles);
+    result.first = {options.first, photographs.first.size(), profiles.first};
+    result.second = {options.second, photographs.second.size(), profiles.second};
     std::pair<AppearanceDistributions, AppearanceDistributions> distributions;
     {
         const Progress progress(session, "comparing");

@@ -4,6 +4,7 @@
 #include <likeness/comparison/perceptual_metrics.hpp>
 #include <likeness/version.hpp>
 #include "batch/correlates.hpp"
+#include "console/profile_result.hpp"
 #include "diagnostics/number_text.hpp"
 #include "files/csv_text.hpp"
 #include "files/markup_text.hpp"
@@ -27,10 +28,12 @@ double asWritten(float constant) {
 
 nlohmann::ordered_json describe(const ComparedPhotograph& photograph) {
     const auto pixels = static_cast<std::int64_t>(photograph.size.area());
-    return {{"path", validUtf8(photograph.path)},
-            {"width_pixels", photograph.size.width},
-            {"height_pixels", photograph.size.height},
-            {"background_luminance", roundedToNineDigits(backgroundLuminanceOf(pixels))}};
+    nlohmann::ordered_json json = {{"path", validUtf8(photograph.path)},
+                                   {"width_pixels", photograph.size.width},
+                                   {"height_pixels", photograph.size.height},
+                                   {"background_luminance", roundedToNineDigits(backgroundLuminanceOf(pixels))}};
+    addProfile(json, photograph.profile);
+    return json;
 }
 
 }  // namespace

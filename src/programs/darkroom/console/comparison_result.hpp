@@ -3,6 +3,7 @@
 
 #include <likeness/comparison/photograph_comparison.hpp>
 #include "console/coefficient_limits.hpp"
+#include "photofile/managed_colors.hpp"
 
 #include <opencv2/core.hpp>
 
@@ -14,6 +15,7 @@ namespace likeness::darkroom {
 struct ComparedPhotograph {
     std::string path;
     cv::Size size;
+    ProfileUse profile{};
 };
 
 struct ComparisonResult {
