@@ -152,7 +152,8 @@ TEST(ColorProfile, WhatIsNoNumberStaysInItsPixel) {
 TEST(ColorProfile, TheWayBackIsExact) {
     for (const char* const name : {"srgb", "display-p3", "adobe-rgb", "prophoto"}) {
         const ColorProfile::Shared profile = ColorProfile::named(name);
-        const cv::Mat image = randomColors(10, 100, CV_32F);
+        // Not down to black, where a pure power is infinitely steep: what is left of 1e-8 is rounding.
+        const cv::Mat image = randomColors(10, 100, CV_32F) * 0.98F + cv::Scalar::all(0.02);
         EXPECT_MAT_NEAR(profile->fromSrgb(profile->srgbFrom(image)), image, Tolerance{.absolute = 5e-5}) << name;
     }
 }

@@ -109,7 +109,7 @@ void expectNothing(const ColorStatement& statement) {
 TEST(ColorStatement, FilesThatSayNothing) {
     for (const char* const extension : {".jpg", ".png", ".tiff", ".webp", ".bmp", ".jp2"}) {
         SCOPED_TRACE(extension);
-        const ColorStatement statement = statementOf(encoded(extension));
+        const ColorStatement statement = statementOf(encoded(extension, randomPhotograph({90, 80}, 5)));
         expectNothing(statement);
         EXPECT_FALSE(statement.saysSrgb);
     }
