@@ -16,6 +16,7 @@ void analyse(const std::string& path, ColorCounter& counter, std::uint64_t mostP
              PhotographAnalysis& analysis) {
     ManagedColors colors(profiles);
     PhotographRead photograph = readPhotographAmongOthers(path, PhotographValues::bytesOrFloats, mostPixels, &colors);
+    colors.settle(photograph.remarks);
     analysis.problem = photograph.problem;
     analysis.remarks = std::move(photograph.remarks);
     if (!analysis.problem.empty()) {

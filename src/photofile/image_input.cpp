@@ -42,7 +42,8 @@ cv::Mat readNumbers(const FileAccess& access, const std::string& path, Photograp
 
 cv::Mat readColors(const FileAccess& access, const std::string& path, PhotographValues values, ProfileUse* profile) {
     ManagedColors colors(access.profiles());
-    const PhotographRead photograph = readPhotograph(path, values, access.mostPixels(), &colors);
+    PhotographRead photograph = readPhotograph(path, values, access.mostPixels(), &colors);
+    colors.settle(photograph.remarks);
     requireRead(path, photograph);
     warnOfRemarks(access, path, photograph);
     tellOfProfile(access, path, colors.use());
@@ -113,8 +114,10 @@ std::pair<cv::Mat, cv::Mat> readPhotographPairAsCompared(const FileAccess& acces
                                                          std::pair<ProfileUse, ProfileUse>* profiles) {
     ManagedColors firstColors(access.profiles());
     ManagedColors secondColors(access.profiles());
-    const auto [firstRead, secondRead] = readPhotographPair(first, second, PhotographValues::bytesOrFloats,
-                                                            access.mostPixels(), &firstColors, &secondColors);
+    auto [firstRead, secondRead] = readPhotographPair(first, second, PhotographValues::bytesOrFloats,
+                                                      access.mostPixels(), &firstColors, &secondColors);
+    firstColors.settle(firstRead.remarks);
+    secondColors.settle(secondRead.remarks);
     requireRead(first, firstRead);
     requireRead(second, secondRead);
     warnOfRemarks(access, first, firstRead);

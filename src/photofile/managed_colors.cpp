@@ -142,6 +142,13 @@ cv::Mat ManagedColors::converted(const cv::Mat& stored) {
     return profile_->srgbFrom(stored);
 }
 
+void ManagedColors::settle(std::vector<std::string>& remarks) const {
+    if (choice_.ignore || use_.origin != ProfileUse::Origin::none || !use_.problem.empty()) {
+        const auto ofProfile = [](const std::string& remark) { return remark.rfind("libpng warning: iCCP:", 0) == 0; };
+        remarks.erase(std::remove_if(remarks.begin(), remarks.end(), ofProfile), remarks.end());
+    }
+}
+
 ColorProfile::Shared profileAsked(const std::string& option, const std::string& nameOrFile) {
     if (ColorProfile::Shared named = ColorProfile::named(nameOrFile); named != nullptr) {
         return named;

@@ -6,6 +6,7 @@
 
 #include <string>
 #include <string_view>
+#include <vector>
 
 namespace likeness {
 
@@ -46,6 +47,9 @@ public:
     cv::Mat converted(const cv::Mat& stored) override;
 
     const ProfileUse& use() const noexcept { return use_; }
+
+    /// Takes away what the decoder says of a profile that is used, ignored or told of as a problem.
+    void settle(std::vector<std::string>& remarks) const;
 
 private:
     const ProfileChoice& choice_;

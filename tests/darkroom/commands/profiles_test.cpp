@@ -65,7 +65,7 @@ cv::Mat encodedIn(const ColorProfile& profile, const cv::Mat& srgb, int depth) {
 
 /// A colourful picture: the photograph with its chroma doubled, clipped to sRGB.
 cv::Mat colorful() {
-    const cv::Mat photograph = examplePhotograph("coffee.jpg")(cv::Rect(120, 60, 320, 240)).clone();
+    const cv::Mat photograph = examplePhotograph("coffee.jpg")(cv::Rect(120, 60, 200, 150)).clone();
     cv::Mat result(photograph.size(), CV_8UC3);
     for (int i = 0; i < result.rows; ++i) {
         for (int j = 0; j < result.cols; ++j) {
@@ -137,8 +137,12 @@ TEST_F(DarkroomProfiles, SrgbIsTheSameRoad) {
     const ColorProfile::Shared srgb = ColorProfile::named("srgb");
     for (const std::string name : {"a.png", "a.tif"}) {
         const std::string tagged = saveTagged(name, picture, *srgb);
-        EXPECT_EQ(expectDone({"compare", tagged, photo("coffee.jpg"), "--json"}).out.substr(200),
-                  expectDone({"compare", plain, photo("coffee.jpg"), "--json"}).out.substr(200));
+        const auto compared = [this](const std::string& path) {
+            nlohmann::json json = nlohmann::json::parse(expectDone({"compare", path, photo("cat.jpg"), "--json"}).out);
+            json["first"].erase("path");
+            return json;
+        };
+        EXPECT_EQ(compared(tagged), compared(plain));
         EXPECT_EQ(expectDone({"smooth", tagged, "-o", "plain.tif"}).err, expected);
         EXPECT_MAT_EQUAL(imageLeft("plain.tif"), result);
     }
@@ -192,7 +196,7 @@ TEST_F(DarkroomProfiles, WhatCannotBeUsedIsOneWarning) {
 }
 
 TEST_F(DarkroomProfiles, PicturesSayThatTheyAreSrgb) {
-    const std::string in = photo("cat.jpg");
+    const std::string in = save("in.png", examplePhotograph("cat.jpg")(cv::Rect(20, 20, 60, 50)));
     for (const std::string name : {"a.png", "a.jpg", "a.tif", "a.hdr"}) {
         expectDone({"smooth", in, "-o", name});
         const Bytes bytes = bytesLeft(name);
@@ -216,18 +220,16 @@ TEST_F(DarkroomProfiles, PicturesSayThatTheyAreSrgb) {
 }
 
 TEST_F(DarkroomProfiles, AnOutputProfileIsOneMoreEncoding) {
-    const std::string in = photo("coffee.jpg");
+    const std::string in = save("in.png", examplePhotograph("coffee.jpg")(cv::Rect(120, 60, 160, 120)));
     expectDone({"smooth", in, "-o", "srgb.tif"});
-    saveText("p3.icc", [] {
-        const Bytes& icc = ColorProfile::named("display-p3")->icc();
-        return std::string(icc.begin(), icc.end());
-    }());
-    for (const std::string profile : {std::string("display-p3"), std::string("prophoto"), input("p3.icc")}) {
+    const ColorProfile::Shared p3 = ColorProfile::named("display-p3");
+    saveText("p3.icc", std::string(p3->icc().begin(), p3->icc().end()));
+    for (const std::string& profile : {std::string("display-p3"), std::string("prophoto"), input("p3.icc")}) {
         for (const std::string name : {"a.png", "a.jpg", "a.tif"}) {
             SCOPED_TRACE(profile + ' ' + name);
             expectDone({"smooth", in, "-o", name, "--output-profile", profile});
             for (const double coefficient : coefficients({output(name), output("srgb.tif"), "--quiet"})) {
-                EXPECT_GT(coefficient, 0.98);
+                EXPECT_GT(coefficient, name == "a.jpg" ? 0.9 : 0.98);
             }
         }
     }
