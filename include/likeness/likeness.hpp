@@ -60,6 +60,7 @@
 #include <likeness/filter/smoothing.hpp>
 #include <likeness/structure/optical_flow_alignment.hpp>
 #include <likeness/structure/structure_tensor.hpp>
+#include <likeness/threads.hpp>
 #include <likeness/transport/closed_form_map.hpp>
 #include <likeness/transport/color_transfer.hpp>
 #include <likeness/transport/image_statistics.hpp>

@@ -4,7 +4,7 @@
 #include <likeness/color/sharpened_rgb.hpp>
 #include "adaptation/adaptation_steps.hpp"
 #include "numerics/argument_check.hpp"
-#include "numerics/image_walk.hpp"
+#include "numerics/parallel.hpp"
 
 #include <vector>
 
@@ -39,15 +39,15 @@ template <typename Combine>
 void scaleByD65Factor(cv::Mat& img, const cv::Mat& white, Combine combine) {
     const D65Factor factor;
     const ImageWalk walk = walkOver(img, white);
-    for (int i = 0; i < walk.rows; ++i) {
-        float* value = img.ptr<float>(i);
-        const float* whiteValue = white.ptr<float>(i);
-        for (int j = 0; j < walk.cols; ++j, value += 3, whiteValue += 3) {
+    numerics::forEachPiece(walk, numerics::pixelsInPiece, [&](int i, std::size_t first, std::size_t count) {
+        float* value = img.ptr<float>(i) + 3 * first;
+        const float* whiteValue = white.ptr<float>(i) + 3 * first;
+        for (std::size_t j = 0; j < count; ++j, value += 3, whiteValue += 3) {
             for (int c = 0; c < 3; ++c) {
                 value[c] = combine(value[c], factor(whiteValue[c], c));
             }
         }
-    }
+    });
 }
 
 template <typename Combine>
@@ -55,14 +55,14 @@ void scaleByD65Factor(cv::Mat& img, const cv::Vec3f& white, Combine combine) {
     const D65Factor factor;
     const float factors[] = {factor(white[0], 0), factor(white[1], 1), factor(white[2], 2)};
     const ImageWalk walk = walkOver(img);
-    for (int i = 0; i < walk.rows; ++i) {
-        float* value = img.ptr<float>(i);
-        for (int j = 0; j < walk.cols; ++j, value += 3) {
+    numerics::forEachPiece(walk, numerics::pixelsInPiece, [&](int i, std::size_t first, std::size_t count) {
+        float* value = img.ptr<float>(i) + 3 * first;
+        for (std::size_t j = 0; j < count; ++j, value += 3) {
             for (int c = 0; c < 3; ++c) {
                 value[c] = combine(value[c], factors[c]);
             }
         }
-    }
+    });
 }
 
 /// Adapting luminance of a pixel of so much Y.
@@ -113,20 +113,24 @@ void inverseCAT(cv::Mat& adapted, cv::Mat& targetWhite, cv::Mat& sourceWhite, cv
     cv::Mat xyz(out.size(), CV_32FC3);
     convertSharpenedBGRtoXYZ(out, xyz);
     const ImageWalk walk = walkOver(adapted, targetWhite, sourceWhite, out, xyz);
-    for (int i = 0; i < walk.rows; ++i) {
-        const float* value = adapted.ptr<float>(i);
-        const float* target = targetWhite.ptr<float>(i);
-        const float* pixelXyz = xyz.ptr<float>(i);
-        float* source = sourceWhite.ptr<float>(i);
-        float* result = out.ptr<float>(i);
-        for (int j = 0; j < walk.cols; ++j, value += 3, target += 3, source += 3, result += 3, pixelXyz += 3) {
-            const float degree = computeAdapFactD(adaptingLuminance(pixelXyz[1]));
+    numerics::forEachPiece(walk, numerics::blockSize, [&](int i, std::size_t first, std::size_t count) {
+        const float* value = adapted.ptr<float>(i) + 3 * first;
+        const float* target = targetWhite.ptr<float>(i) + 3 * first;
+        const float* const pixelXyz = xyz.ptr<float>(i) + 3 * first;
+        float* source = sourceWhite.ptr<float>(i) + 3 * first;
+        float* result = out.ptr<float>(i) + 3 * first;
+        float degrees[numerics::blockSize] = {};
+        for (std::size_t j = 0; j < count; ++j) {
+            degrees[j] = adaptingLuminance(pixelXyz[3 * j + 1]);
+        }
+        computeAdapFactD(degrees, degrees, count);
+        for (std::size_t j = 0; j < count; ++j, value += 3, target += 3, source += 3, result += 3) {
             for (int c = 0; c < 3; ++c) {
                 source[c] = guarded(source[c]);
-                result[c] = takenBack(value[c], target[c], source[c], degree);
+                result[c] = takenBack(value[c], target[c], source[c], degrees[j]);
             }
         }
-    }
+    });
 }
 
 void scaleToD65(cv::Mat& img, const cv::Vec3f& white) {

@@ -8,7 +8,7 @@
 #include "adaptation/adaptation_steps.hpp"
 #include "adaptation/participation_mask.hpp"
 #include "numerics/argument_check.hpp"
-#include "numerics/image_walk.hpp"
+#include "numerics/parallel.hpp"
 #include "numerics/transcendental_blocks.hpp"
 
 #include <opencv2/imgcodecs.hpp>
@@ -91,32 +91,28 @@ void CAT(cv::Mat& img, cv::Mat& sourceWhite, const cv::Mat& targetWhite, float D
 
     // The steps of `convertBGRtoXYZ` and `convertXYZtoBGR` around the adaptation, a block at a time instead of an
     // image.
-    constexpr std::size_t pixelsInBlock = numerics::blockSize / 3;
-    float values[3 * pixelsInBlock];
     const ImageWalk walk = walkOver(img);
-    const auto cols = static_cast<std::size_t>(walk.cols);
-    for (int i = 0; i < walk.rows; ++i) {
-        for (std::size_t first = 0; first < cols; first += pixelsInBlock) {
-            const std::size_t count = 3 * std::min(pixelsInBlock, cols - first);
-            float* const pixels = img.ptr<float>(i) + 3 * first;
-            sRGBInverseCompandingOfRow(pixels, values, count);
-            for (float* v = values; v != values + count; v += 3) {
-                float xyz[3];
-                float adaptedXyz[3];
-                for (int k = 0; k < 3; ++k) {
-                    xyz[k] = xyzFromRgb.row(k, v[2], v[1], v[0]);
-                }
-                for (int k = 0; k < 3; ++k) {
-                    adaptedXyz[k] = clip(adapted.row(k, xyz[0], xyz[1], xyz[2]), 0.0F, 1.0F);
-                }
-                for (int k = 0; k < 3; ++k) {
-                    v[2 - k] = rgbFromXyz.row(k, adaptedXyz[0], adaptedXyz[1], adaptedXyz[2]);
-                }
+    numerics::forEachPiece(walk, numerics::pixelsInBlock, [&](int i, std::size_t first, std::size_t pixelCount) {
+        float values[numerics::blockSize] = {};
+        const std::size_t count = 3 * pixelCount;
+        float* const pixels = img.ptr<float>(i) + 3 * first;
+        sRGBInverseCompandingOfRow(pixels, values, count);
+        for (float* v = values; v != values + count; v += 3) {
+            float xyz[3];
+            float adaptedXyz[3];
+            for (int k = 0; k < 3; ++k) {
+                xyz[k] = xyzFromRgb.row(k, v[2], v[1], v[0]);
             }
-            sRGBCompandingOfRow(values, values, count);
-            std::transform(values, values + count, pixels, [](float v) { return clip(v, 0.0F, 1.0F); });
+            for (int k = 0; k < 3; ++k) {
+                adaptedXyz[k] = clip(adapted.row(k, xyz[0], xyz[1], xyz[2]), 0.0F, 1.0F);
+            }
+            for (int k = 0; k < 3; ++k) {
+                v[2 - k] = rgbFromXyz.row(k, adaptedXyz[0], adaptedXyz[1], adaptedXyz[2]);
+            }
         }
-    }
+        sRGBCompandingOfRow(values, values, count);
+        std::transform(values, values + count, pixels, [](float v) { return clip(v, 0.0F, 1.0F); });
+    });
 }
 
 cv::Mat grayWorldTriple(const cv::Mat& bgr, const Diagnostics& diagnostics) {

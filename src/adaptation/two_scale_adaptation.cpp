@@ -10,7 +10,7 @@
 #include "adaptation/common_region.hpp"
 #include "diagnostics/number_text.hpp"
 #include "numerics/argument_check.hpp"
-#include "numerics/image_walk.hpp"
+#include "numerics/parallel.hpp"
 #include "numerics/transcendental_blocks.hpp"
 
 #include <opencv2/imgproc.hpp>
@@ -45,27 +45,26 @@ private:
 
 void scaleByRatios(cv::Mat& image, const cv::Mat& white, const cv::Mat& target) {
     const Blend blend;
-    float ratios[numerics::blockSize];
     const ImageWalk walk = walkOver(image, white, target);
-    for (int i = 0; i < walk.rows; ++i) {
-        numerics::forEachBlock(3 * static_cast<std::size_t>(walk.cols), [&](std::size_t first, std::size_t count) {
-            float* const values = image.ptr<float>(i) + first;
-            const float* const whites = white.ptr<float>(i) + first;
-            const float* const targets = target.ptr<float>(i) + first;
-            // Dark whites are rare: a block without any is a few vector operations.
-            int dark = 0;
-            for (std::size_t k = 0; k < count; ++k) {
-                ratios[k] = targets[k] / whites[k];
-                dark |= static_cast<int>(isDark(whites[k]));
-            }
-            if (dark != 0) {
-                std::transform(targets, targets + count, whites, ratios, ratioOf);
-            }
-            for (std::size_t k = 0; k < count; ++k) {
-                values[k] *= blend(blend(ratios[k]));  // departure 8
-            }
-        });
-    }
+    numerics::forEachPiece(walk, numerics::pixelsInBlock, [&](int i, std::size_t first, std::size_t pixels) {
+        float ratios[numerics::blockSize] = {};
+        float* const values = image.ptr<float>(i) + 3 * first;
+        const float* const whites = white.ptr<float>(i) + 3 * first;
+        const float* const targets = target.ptr<float>(i) + 3 * first;
+        const std::size_t count = 3 * pixels;
+        // Dark whites are rare: a block without any is a few vector operations.
+        int dark = 0;
+        for (std::size_t k = 0; k < count; ++k) {
+            ratios[k] = targets[k] / whites[k];
+            dark |= static_cast<int>(isDark(whites[k]));
+        }
+        if (dark != 0) {
+            std::transform(targets, targets + count, whites, ratios, ratioOf);
+        }
+        for (std::size_t k = 0; k < count; ++k) {
+            values[k] *= blend(blend(ratios[k]));  // departure 8
+        }
+    });
 }
 
 struct Peak {

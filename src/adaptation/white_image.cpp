@@ -23,11 +23,12 @@ cv::Mat localWhite(const cv::Mat& photograph, const LocalWhiteOptions& options, 
         return {};
     }
     cv::Mat unit = unitPhotograph("photograph", photograph);
-    requireBounded("photograph", unit);
     cv::Mat white;
     if (options.filter == WhiteFilter::bilateral) {
+        requireBounded("photograph", unit);
         computeWhiteImgVs2(unit, white, static_cast<float>(options.sigma), options.diameter);
     } else {
+        requireFinite("photograph", unit);
         constexpr int radius = 16;
         computeWhiteImg(unit, white, radius, watch.receiver());
     }

@@ -1,9 +1,9 @@
 #include <likeness/appearance/appearance_correlates.hpp>
 
 #include <likeness/appearance/viewing_conditions.hpp>
-#include "appearance/remembered.hpp"
+#include "appearance/last_value_cache.hpp"
 #include "numerics/argument_check.hpp"
-#include "numerics/image_walk.hpp"
+#include "numerics/parallel.hpp"
 #include "numerics/transcendental_blocks.hpp"
 
 #include <cmath>
@@ -12,7 +12,6 @@ namespace likeness {
 namespace {
 
 using numerics::blockSize;
-using numerics::forEachBlock;
 using numerics::roundBlock;
 
 constexpr double pi = 3.141592653589793;
@@ -61,84 +60,87 @@ void computeAB(cv::Mat& nl, cv::Mat& a, cv::Mat& b) {
     requireType("computeAB", CV_32FC3, {{"nl", nl}});
     requireRoom("computeAB", nl.size(), CV_32F, {{"a", a}, {"b", b}});
     const ImageWalk walk = walkOver(nl, a, b);
-    for (int i = 0; i < walk.rows; ++i) {
-        const float* response = nl.ptr<float>(i);
-        float* const redGreen = a.ptr<float>(i);
-        float* const yellowBlue = b.ptr<float>(i);
-        for (int j = 0; j < walk.cols; ++j, response += 3) {
+    numerics::forEachPiece(walk, numerics::pixelsInPiece, [&](int i, std::size_t first, std::size_t count) {
+        const float* response = nl.ptr<float>(i) + 3 * first;
+        float* const redGreen = a.ptr<float>(i) + first;
+        float* const yellowBlue = b.ptr<float>(i) + first;
+        for (std::size_t j = 0; j < count; ++j, response += 3) {
             const float rho = response[0];
             const float gamma = response[1];
             const float beta = response[2];
             redGreen[j] = static_cast<float>(beta / 11.0 + (rho - (12.0F * gamma) / 11.0));
             yellowBlue[j] = (rho + gamma - 2 * beta) / 9.0F;
         }
-    }
+    });
 }
 
 void computeHue(cv::Mat& a, cv::Mat& b, cv::Mat& hue, cv::Mat& eccentricity) {
     requireType("computeHue", CV_32F, {{"a", a}});
     requireRoom("computeHue", a.size(), CV_32F, {{"b", b}, {"hue", hue}, {"eccentricity", eccentricity}});
     const ImageWalk walk = walkOver(a, b, hue, eccentricity);
-    for (int i = 0; i < walk.rows; ++i) {
-        forEachBlock(static_cast<std::size_t>(walk.cols), [&](std::size_t first, std::size_t count) {
-            hueOfBlock(a.ptr<float>(i) + first, b.ptr<float>(i) + first, hue.ptr<float>(i) + first,
-                       eccentricity.ptr<float>(i) + first, count);
-        });
-    }
+    numerics::forEachPiece(walk, blockSize, [&](int i, std::size_t first, std::size_t count) {
+        hueOfBlock(a.ptr<float>(i) + first, b.ptr<float>(i) + first, hue.ptr<float>(i) + first,
+                   eccentricity.ptr<float>(i) + first, count);
+    });
 }
 
 float computeLightness(cv::Mat& nl, cv::Mat& Nbb, cv::Mat& z, cv::Mat& J, cv::Mat& A, const Diagnostics& diagnostics) {
     requireType("computeLightness", CV_32FC3, {{"nl", nl}});
     requireRoom("computeLightness", nl.size(), CV_32F, {{"Nbb", Nbb}, {"z", z}, {"J", J}, {"A", A}});
-    float Aw = 0;
+    numerics::SharedMaximum greatest(0);
     ImageWalk walk = walkOver(nl, Nbb, A);
-    for (int i = 0; i < walk.rows; ++i) {
-        const float* response = nl.ptr<float>(i);
-        const float* const induction = Nbb.ptr<float>(i);
-        float* const achromatic = A.ptr<float>(i);
-        for (int j = 0; j < walk.cols; ++j, response += 3) {
+    numerics::forEachPiece(walk, numerics::pixelsInPiece, [&](int i, std::size_t first, std::size_t count) {
+        const float* response = nl.ptr<float>(i) + 3 * first;
+        const float* const induction = Nbb.ptr<float>(i) + first;
+        float* const achromatic = A.ptr<float>(i) + first;
+        float ofPiece = 0;
+        for (std::size_t j = 0; j < count; ++j, response += 3) {
             const float longAndMiddle = 2 * response[0] + response[1];
             achromatic[j] = static_cast<float>(induction[j] * (response[2] / 20.0 + longAndMiddle - 0.305));
-            Aw = achromatic[j] > Aw ? achromatic[j] : Aw;
+            ofPiece = achromatic[j] > ofPiece ? achromatic[j] : ofPiece;
         }
-    }
+        greatest.offer(ofPiece);
+    });
+    const float Aw = greatest.value();
     diagnostics.writeImage("A_before.jpg", A);
     // The image's own maximum stands for the white's achromatic response (departure 2).
     walk = walkOver(nl, z, A, J);
-    for (int i = 0; i < walk.rows; ++i) {
-        const float* const achromatic = A.ptr<float>(i);
-        const float* const exponent = z.ptr<float>(i);
-        float* const lightness = J.ptr<float>(i);
-        for (int j = 0; j < walk.cols; ++j) {
+    numerics::forEachPiece(walk, numerics::pixelsInPiece, [&](int i, std::size_t first, std::size_t count) {
+        const float* const achromatic = A.ptr<float>(i) + first;
+        const float* const exponent = z.ptr<float>(i) + first;
+        float* const lightness = J.ptr<float>(i) + first;
+        for (std::size_t j = 0; j < count; ++j) {
             lightness[j] = 100.0F * std::pow(achromatic[j] / Aw, exponent[j] * darkSurroundImpact);
         }
-    }
+    });
     return Aw;
 }
 
 float computeBrightness(cv::Mat& J, cv::Mat& FL, cv::Mat& /*z*/, cv::Mat& Q, float Aw, const Diagnostics& diagnostics) {
     requireType("computeBrightness", CV_32F, {{"J", J}});
     requireRoom("computeBrightness", J.size(), CV_32F, {{"FL", FL}, {"Q", Q}});
-    Remembered levelFactor(luminanceLevelRoot);
-    float greatest = 0;
+    numerics::SharedMaximum greatest(0);
     const ImageWalk walk = walkOver(J, FL, Q);
-    for (int i = 0; i < walk.rows; ++i) {
-        const float* const lightness = J.ptr<float>(i);
-        const float* const level = FL.ptr<float>(i);
-        float* const brightness = Q.ptr<float>(i);
-        for (int j = 0; j < walk.cols; ++j) {
+    numerics::forEachPiece(walk, numerics::pixelsInPiece, [&](int i, std::size_t first, std::size_t count) {
+        LastValueCache levelFactor(luminanceLevelRoot);
+        const float* const lightness = J.ptr<float>(i) + first;
+        const float* const level = FL.ptr<float>(i) + first;
+        float* const brightness = Q.ptr<float>(i) + first;
+        float ofPiece = 0;
+        for (std::size_t j = 0; j < count; ++j) {
             const double root = std::sqrt(lightness[j] / 100.0F);
             brightness[j] = static_cast<float>(4.0 * root * static_cast<double>(4.0F + Aw) * levelFactor(level[j]) /
                                                darkSurroundImpact);
-            greatest = brightness[j] > greatest ? brightness[j] : greatest;
+            ofPiece = brightness[j] > ofPiece ? brightness[j] : ofPiece;
         }
-    }
+        greatest.offer(ofPiece);
+    });
     writeIntoFile(Q, "10_in.txt", Q.rows, Q.cols, diagnostics);
     if (diagnostics.wantsFiles() && !Q.empty()) {
         // Not `Q >= 20`, which is false for NaN: only a brightness that is known to be low is masked out.
         diagnostics.writeImage("mask.jpg", ~(Q < 20.0));
     }
-    return greatest;
+    return greatest.value();
 }
 
 void computeChroma(cv::Mat& nl, cv::Mat& a, cv::Mat& b, cv::Mat& J, cv::Mat& eccentricity, cv::Mat& Ncb, cv::Mat& n,
@@ -147,69 +149,67 @@ void computeChroma(cv::Mat& nl, cv::Mat& a, cv::Mat& b, cv::Mat& J, cv::Mat& ecc
     requireRoom("computeChroma", a.size(), CV_32FC3, {{"nl", nl}});
     requireRoom("computeChroma", a.size(), CV_32F,
                 {{"b", b}, {"J", J}, {"eccentricity", eccentricity}, {"Ncb", Ncb}, {"n", n}, {"C", C}});
-    Remembered backgroundFactor(chromaOfBackground);
     cv::Mat t(nl.size(), CV_32F);
-    double power[blockSize];
-    double root[blockSize];
     const ImageWalk walk = walkOver(a, nl, b, J, eccentricity, Ncb, n, C, t);
-    for (int i = 0; i < walk.rows; ++i) {
-        forEachBlock(static_cast<std::size_t>(walk.cols), [&](std::size_t first, std::size_t count) {
-            const float* const response = nl.ptr<float>(i) + 3 * first;
-            const float* const redGreen = a.ptr<float>(i) + first;
-            const float* const yellowBlue = b.ptr<float>(i) + first;
-            const float* const lightness = J.ptr<float>(i) + first;
-            const float* const eccentric = eccentricity.ptr<float>(i) + first;
-            const float* const induction = Ncb.ptr<float>(i) + first;
-            const float* const background = n.ptr<float>(i) + first;
-            float* const chroma = C.ptr<float>(i) + first;
-            float* const magnitude = t.ptr<float>(i) + first;
-            for (std::size_t j = 0; j < count; ++j) {
-                const double k = Nc * chromaScale * induction[j] * eccentric[j];
-                const float radius = std::sqrt(redGreen[j] * redGreen[j] + yellowBlue[j] * yellowBlue[j]);
-                const float longAndMiddle = response[3 * j] + response[3 * j + 1];
-                magnitude[j] = static_cast<float>(radius * k / (1.05 * response[3 * j + 2] + longAndMiddle));
-                power[j] = magnitude[j];
-            }
-            numerics::powBlock(power, 0.9, power, count);
-            for (std::size_t j = 0; j < count; ++j) {
-                root[j] = std::sqrt(lightness[j] / 100.0);
-                power[j] = power[j] * root[j] * backgroundFactor(background[j]);
-            }
-            roundBlock(power, chroma, count, [&](std::size_t j) {
-                return std::pow(static_cast<double>(magnitude[j]), 0.9) * root[j] * chromaOfBackground(background[j]);
-            });
+    numerics::forEachPiece(walk, blockSize, [&](int i, std::size_t first, std::size_t count) {
+        LastValueCache backgroundFactor(chromaOfBackground);
+        double power[blockSize] = {};
+        double root[blockSize] = {};
+        const float* const response = nl.ptr<float>(i) + 3 * first;
+        const float* const redGreen = a.ptr<float>(i) + first;
+        const float* const yellowBlue = b.ptr<float>(i) + first;
+        const float* const lightness = J.ptr<float>(i) + first;
+        const float* const eccentric = eccentricity.ptr<float>(i) + first;
+        const float* const induction = Ncb.ptr<float>(i) + first;
+        const float* const background = n.ptr<float>(i) + first;
+        float* const chroma = C.ptr<float>(i) + first;
+        float* const magnitude = t.ptr<float>(i) + first;
+        for (std::size_t j = 0; j < count; ++j) {
+            const double k = Nc * chromaScale * induction[j] * eccentric[j];
+            const float radius = std::sqrt(redGreen[j] * redGreen[j] + yellowBlue[j] * yellowBlue[j]);
+            const float longAndMiddle = response[3 * j] + response[3 * j + 1];
+            magnitude[j] = static_cast<float>(radius * k / (1.05 * response[3 * j + 2] + longAndMiddle));
+            power[j] = magnitude[j];
+        }
+        numerics::powBlock(power, 0.9, power, count);
+        for (std::size_t j = 0; j < count; ++j) {
+            root[j] = std::sqrt(lightness[j] / 100.0);
+            power[j] = power[j] * root[j] * backgroundFactor(background[j]);
+        }
+        roundBlock(power, chroma, count, [&](std::size_t j) {
+            return std::pow(static_cast<double>(magnitude[j]), 0.9) * root[j] * chromaOfBackground(background[j]);
         });
-    }
+    });
     diagnostics.writeImage("t_before.jpg", t);
 }
 
 void computeColorfulness(cv::Mat& C, cv::Mat& FL, cv::Mat& M) {
     requireType("computeColorfulness", CV_32F, {{"C", C}});
     requireRoom("computeColorfulness", C.size(), CV_32F, {{"FL", FL}, {"M", M}});
-    Remembered levelFactor(luminanceLevelRoot);
     const ImageWalk walk = walkOver(C, FL, M);
-    for (int i = 0; i < walk.rows; ++i) {
-        const float* const chroma = C.ptr<float>(i);
-        const float* const level = FL.ptr<float>(i);
-        float* const colorfulness = M.ptr<float>(i);
-        for (int j = 0; j < walk.cols; ++j) {
+    numerics::forEachPiece(walk, numerics::pixelsInPiece, [&](int i, std::size_t first, std::size_t count) {
+        LastValueCache levelFactor(luminanceLevelRoot);
+        const float* const chroma = C.ptr<float>(i) + first;
+        const float* const level = FL.ptr<float>(i) + first;
+        float* const colorfulness = M.ptr<float>(i) + first;
+        for (std::size_t j = 0; j < count; ++j) {
             colorfulness[j] = static_cast<float>(levelFactor(level[j]) * chroma[j]);
         }
-    }
+    });
 }
 
 void computeSaturation(cv::Mat& M, cv::Mat& Q, cv::Mat& s) {
     requireType("computeSaturation", CV_32F, {{"M", M}});
     requireRoom("computeSaturation", M.size(), CV_32F, {{"Q", Q}, {"s", s}});
     const ImageWalk walk = walkOver(M, Q, s);
-    for (int i = 0; i < walk.rows; ++i) {
-        const float* const colorfulness = M.ptr<float>(i);
-        const float* const brightness = Q.ptr<float>(i);
-        float* const saturation = s.ptr<float>(i);
-        for (int j = 0; j < walk.cols; ++j) {
+    numerics::forEachPiece(walk, numerics::pixelsInPiece, [&](int i, std::size_t first, std::size_t count) {
+        const float* const colorfulness = M.ptr<float>(i) + first;
+        const float* const brightness = Q.ptr<float>(i) + first;
+        float* const saturation = s.ptr<float>(i) + first;
+        for (std::size_t j = 0; j < count; ++j) {
             saturation[j] = 100.0F * std::sqrt(colorfulness[j] / brightness[j]);
         }
-    }
+    });
 }
 
 void writeIntoFile(cv::Mat& map, const char* fileName, int rows, int cols, const Diagnostics& diagnostics) {

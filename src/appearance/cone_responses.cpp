@@ -2,7 +2,7 @@
 
 #include <likeness/color/pixel_matrix.hpp>
 #include "numerics/argument_check.hpp"
-#include "numerics/image_walk.hpp"
+#include "numerics/parallel.hpp"
 #include "numerics/transcendental_blocks.hpp"
 
 #include <algorithm>
@@ -44,35 +44,27 @@ void computeNonLinearities(const cv::Mat& hpe, cv::Mat& nl, cv::Mat& FL) {
     requireType("computeNonLinearities", CV_32FC3, {{"hpe", hpe}});
     requireRoom("computeNonLinearities", hpe.size(), CV_32FC3, {{"nl", nl}});
     requireRoom("computeNonLinearities", hpe.size(), CV_32F, {{"FL", FL}});
-    constexpr std::size_t pixelsInBlock = numerics::blockSize / 3;
-    double base[3 * pixelsInBlock];
-    double power[3 * pixelsInBlock];
-    float t[3 * pixelsInBlock];
     const ImageWalk walk = walkOver(hpe, nl, FL);
-    const auto cols = static_cast<std::size_t>(walk.cols);
-    for (int i = 0; i < walk.rows; ++i) {
-        const float* response = hpe.ptr<float>(i);
-        const float* level = FL.ptr<float>(i);
-        float* compressed = nl.ptr<float>(i);
-        for (std::size_t first = 0; first < cols; first += pixelsInBlock) {
-            const std::size_t n = std::min(pixelsInBlock, cols - first);
-            for (std::size_t p = 0; p < n; ++p) {
-                for (std::size_t c = 0; c < 3; ++c) {
-                    const float x = level[p] * response[3 * p + c];
-                    base[3 * p + c] = static_cast<double>(x) / 100.0;
-                }
+    numerics::forEachPiece(walk, numerics::pixelsInBlock, [&](int i, std::size_t first, std::size_t count) {
+        double base[numerics::blockSize] = {};
+        double power[numerics::blockSize] = {};
+        float t[numerics::blockSize] = {};
+        const float* const response = hpe.ptr<float>(i) + 3 * first;
+        const float* const level = FL.ptr<float>(i) + first;
+        float* const compressed = nl.ptr<float>(i) + 3 * first;
+        for (std::size_t p = 0; p < count; ++p) {
+            for (std::size_t c = 0; c < 3; ++c) {
+                const float x = level[p] * response[3 * p + c];
+                base[3 * p + c] = static_cast<double>(x) / 100.0;
             }
-            numerics::powBlock(base, compressionExponent, power, 3 * n);
-            numerics::roundBlock(power, t, 3 * n,
-                                 [&base](std::size_t e) { return std::pow(base[e], compressionExponent); });
-            for (std::size_t e = 0; e < 3 * n; ++e) {
-                compressed[e] = compress(t[e]);
-            }
-            response += 3 * n;
-            level += n;
-            compressed += 3 * n;
         }
-    }
+        numerics::powBlock(base, compressionExponent, power, 3 * count);
+        numerics::roundBlock(power, t, 3 * count,
+                             [&base](std::size_t e) { return std::pow(base[e], compressionExponent); });
+        for (std::size_t e = 0; e < 3 * count; ++e) {
+            compressed[e] = compress(t[e]);
+        }
+    });
 }
 
 }  // namespace likeness

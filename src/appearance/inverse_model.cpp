@@ -4,14 +4,15 @@
 #include <likeness/appearance/cone_responses.hpp>
 #include <likeness/appearance/viewing_conditions.hpp>
 #include <likeness/color/pixel_matrix.hpp>
-#include "appearance/remembered.hpp"
+#include "appearance/last_value_cache.hpp"
 #include "diagnostics/message_lines.hpp"
 #include "diagnostics/number_text.hpp"
 #include "numerics/argument_check.hpp"
-#include "numerics/image_walk.hpp"
+#include "numerics/parallel.hpp"
 #include "numerics/transcendental_blocks.hpp"
 
 #include <algorithm>
+#include <atomic>
 #include <cmath>
 #include <cstdint>
 #include <string>
@@ -98,13 +99,13 @@ void brightness2Lightness(cv::Mat& Q, cv::Mat& FL, cv::Mat& J, float Aw) {
     requireRoom("brightness2Lightness", J.size(), CV_32F, {{"Q", Q}, {"FL", FL}});
     const double c = darkSurroundImpact;
     const double whiteTerm = 4 + Aw;
-    Remembered levelFactor(squareRoot);
     const ImageWalk walk = walkOver(J, Q, FL);
-    for (int i = 0; i < walk.rows; ++i) {
-        float* const brightness = Q.ptr<float>(i);
-        const float* const level = FL.ptr<float>(i);
-        float* const lightness = J.ptr<float>(i);
-        for (int j = 0; j < walk.cols; ++j) {
+    numerics::forEachPiece(walk, numerics::pixelsInPiece, [&](int i, std::size_t first, std::size_t count) {
+        LastValueCache levelFactor(squareRoot);
+        float* const brightness = Q.ptr<float>(i) + first;
+        const float* const level = FL.ptr<float>(i) + first;
+        float* const lightness = J.ptr<float>(i) + first;
+        for (std::size_t j = 0; j < count; ++j) {
             float q = brightness[j];
             if (q < smallestBrightness) {
                 q = static_cast<float>(q + smallestBrightness);
@@ -114,7 +115,7 @@ void brightness2Lightness(cv::Mat& Q, cv::Mat& FL, cv::Mat& J, float Aw) {
             lightness[j] =
                 static_cast<float>(25.0 * squared * c * c / (whiteTerm * (4.0 * levelFactor(level[j])) * whiteTerm));
         }
-    }
+    });
     // Lightness above 100 is not limited (departure 22). (Comparing the greatest J with 100 and
     // writing J back to itself would have no effect that could be observed, so neither is done.)
 }
@@ -123,12 +124,9 @@ void lightness2A(cv::Mat& J, cv::Mat& z, cv::Mat& A, float Aw, const Diagnostics
     requireType("lightness2A", CV_32F, {{"J", J}});
     requireRoom("lightness2A", J.size(), CV_32F, {{"z", z}, {"A", A}});
     const ImageWalk walk = walkOver(J, z, A);
-    for (int i = 0; i < walk.rows; ++i) {
-        forEachBlock(static_cast<std::size_t>(walk.cols), [&](std::size_t first, std::size_t count) {
-            achromaticResponseOfBlock(J.ptr<float>(i) + first, z.ptr<float>(i) + first, A.ptr<float>(i) + first, Aw,
-                                      count);
-        });
-    }
+    numerics::forEachPiece(walk, blockSize, [&](int i, std::size_t first, std::size_t count) {
+        achromaticResponseOfBlock(J.ptr<float>(i) + first, z.ptr<float>(i) + first, A.ptr<float>(i) + first, Aw, count);
+    });
     if (diagnostics.wantsMessages()) {
         float sum = 0;
         for (int i = 0; i < walk.rows; ++i) {
@@ -145,31 +143,29 @@ void lightness2A(cv::Mat& J, cv::Mat& z, cv::Mat& A, float Aw, const Diagnostics
 void chromaAndLightness2t(cv::Mat& C, cv::Mat& J, cv::Mat& n, cv::Mat& t, const Diagnostics& diagnostics) {
     requireType("chromaAndLightness2t", CV_32F, {{"C", C}});
     requireRoom("chromaAndLightness2t", C.size(), CV_32F, {{"J", J}, {"n", n}, {"t", t}});
-    Remembered backgroundFactor(magnitudeOfBackground);
-    double chromaPower[blockSize];
-    double rootPower[blockSize];
     const ImageWalk walk = walkOver(C, J, n, t);
-    for (int i = 0; i < walk.rows; ++i) {
-        forEachBlock(static_cast<std::size_t>(walk.cols), [&](std::size_t first, std::size_t count) {
-            const float* const chroma = C.ptr<float>(i) + first;
-            const float* const lightness = J.ptr<float>(i) + first;
-            const float* const background = n.ptr<float>(i) + first;
-            float* const magnitude = t.ptr<float>(i) + first;
-            for (std::size_t j = 0; j < count; ++j) {
-                chromaPower[j] = chroma[j];
-                rootPower[j] = std::sqrt(lightness[j] / 100.0);
-            }
-            numerics::powBlock(chromaPower, chromaExponent, chromaPower, count);
-            numerics::powBlock(rootPower, chromaExponent, rootPower, count);
-            for (std::size_t j = 0; j < count; ++j) {
-                const double factor = backgroundFactor(background[j]);
-                magnitude[j] = roundedOr(chromaPower[j] / (factor * rootPower[j]), [&] {
-                    return std::pow(static_cast<double>(chroma[j]), chromaExponent) /
-                           (factor * std::pow(std::sqrt(lightness[j] / 100.0), chromaExponent));
-                });
-            }
-        });
-    }
+    numerics::forEachPiece(walk, blockSize, [&](int i, std::size_t first, std::size_t count) {
+        LastValueCache backgroundFactor(magnitudeOfBackground);
+        double chromaPower[blockSize] = {};
+        double rootPower[blockSize] = {};
+        const float* const chroma = C.ptr<float>(i) + first;
+        const float* const lightness = J.ptr<float>(i) + first;
+        const float* const background = n.ptr<float>(i) + first;
+        float* const magnitude = t.ptr<float>(i) + first;
+        for (std::size_t j = 0; j < count; ++j) {
+            chromaPower[j] = chroma[j];
+            rootPower[j] = std::sqrt(lightness[j] / 100.0);
+        }
+        numerics::powBlock(chromaPower, chromaExponent, chromaPower, count);
+        numerics::powBlock(rootPower, chromaExponent, rootPower, count);
+        for (std::size_t j = 0; j < count; ++j) {
+            const double factor = backgroundFactor(background[j]);
+            magnitude[j] = roundedOr(chromaPower[j] / (factor * rootPower[j]), [&] {
+                return std::pow(static_cast<double>(chroma[j]), chromaExponent) /
+                       (factor * std::pow(std::sqrt(lightness[j] / 100.0), chromaExponent));
+            });
+        }
+    });
     diagnostics.writeImage("t_after.jpg", t);
 }
 
@@ -179,34 +175,32 @@ void hue2AB(cv::Mat& A, cv::Mat& hue, cv::Mat& t, cv::Mat& eccentricity, cv::Mat
     requireRoom("hue2AB", A.size(), CV_32F,
                 {{"hue", hue}, {"t", t}, {"eccentricity", eccentricity}, {"Nbb", Nbb}, {"a", a}, {"b", b}});
     const double k = Nc * chromaScale;
-    double tangent[blockSize];
     const ImageWalk walk = walkOver(A, hue, t, eccentricity, Nbb, a, b);
-    for (int i = 0; i < walk.rows; ++i) {
-        forEachBlock(static_cast<std::size_t>(walk.cols), [&](std::size_t first, std::size_t count) {
-            const float* const achromatic = A.ptr<float>(i) + first;
-            const float* const degrees = hue.ptr<float>(i) + first;
-            const float* const magnitude = t.ptr<float>(i) + first;
-            const float* const eccentric = eccentricity.ptr<float>(i) + first;
-            const float* const induction = Nbb.ptr<float>(i) + first;
-            float* const redGreen = a.ptr<float>(i) + first;
-            float* const yellowBlue = b.ptr<float>(i) + first;
-            for (std::size_t j = 0; j < count; ++j) {
-                tangent[j] = radians(degrees[j]);
-            }
-            numerics::tanBlock(tangent, tangent, count);
-            for (std::size_t j = 0; j < count; ++j) {
-                const float T = roundedOr(tangent[j], [&] { return std::tan(radians(degrees[j])); });
-                const float m = 108 * T + 11;
-                const float r = std::sqrt(T * T + 1);
-                const double P = static_cast<double>(magnitude[j] * m) / 23.0;
-                const double rE = r * (eccentric[j] * (induction[j] * k));
-                const auto D = static_cast<float>(pointsToGreen(degrees[j]) ? P - rE : P + rE);
-                const float scaled = achromatic[j] * magnitude[j] / induction[j];
-                redGreen[j] = static_cast<float>((magnitude[j] * 0.305 + scaled) / D);
-                yellowBlue[j] = redGreen[j] * T;
-            }
-        });
-    }
+    numerics::forEachPiece(walk, blockSize, [&](int i, std::size_t first, std::size_t count) {
+        double tangent[blockSize] = {};
+        const float* const achromatic = A.ptr<float>(i) + first;
+        const float* const degrees = hue.ptr<float>(i) + first;
+        const float* const magnitude = t.ptr<float>(i) + first;
+        const float* const eccentric = eccentricity.ptr<float>(i) + first;
+        const float* const induction = Nbb.ptr<float>(i) + first;
+        float* const redGreen = a.ptr<float>(i) + first;
+        float* const yellowBlue = b.ptr<float>(i) + first;
+        for (std::size_t j = 0; j < count; ++j) {
+            tangent[j] = radians(degrees[j]);
+        }
+        numerics::tanBlock(tangent, tangent, count);
+        for (std::size_t j = 0; j < count; ++j) {
+            const float T = roundedOr(tangent[j], [&] { return std::tan(radians(degrees[j])); });
+            const float m = 108 * T + 11;
+            const float r = std::sqrt(T * T + 1);
+            const double P = static_cast<double>(magnitude[j] * m) / 23.0;
+            const double rE = r * (eccentric[j] * (induction[j] * k));
+            const auto D = static_cast<float>(pointsToGreen(degrees[j]) ? P - rE : P + rE);
+            const float scaled = achromatic[j] * magnitude[j] / induction[j];
+            redGreen[j] = static_cast<float>((magnitude[j] * 0.305 + scaled) / D);
+            yellowBlue[j] = redGreen[j] * T;
+        }
+    });
 }
 
 void AB2NonLinearities(cv::Mat& a, cv::Mat& b, cv::Mat& A, cv::Mat& nl, cv::Mat& Nbb) {
@@ -214,13 +208,13 @@ void AB2NonLinearities(cv::Mat& a, cv::Mat& b, cv::Mat& A, cv::Mat& nl, cv::Mat&
     requireRoom("AB2NonLinearities", a.size(), CV_32F, {{"b", b}, {"A", A}, {"Nbb", Nbb}});
     requireRoom("AB2NonLinearities", a.size(), CV_32FC3, {{"nl", nl}});
     const ImageWalk walk = walkOver(a, b, A, nl, Nbb);
-    for (int i = 0; i < walk.rows; ++i) {
-        const float* const redGreen = a.ptr<float>(i);
-        const float* const yellowBlue = b.ptr<float>(i);
-        const float* const achromatic = A.ptr<float>(i);
-        const float* const induction = Nbb.ptr<float>(i);
-        float* response = nl.ptr<float>(i);
-        for (int j = 0; j < walk.cols; ++j, response += 3) {
+    numerics::forEachPiece(walk, numerics::pixelsInPiece, [&](int i, std::size_t first, std::size_t count) {
+        const float* const redGreen = a.ptr<float>(i) + first;
+        const float* const yellowBlue = b.ptr<float>(i) + first;
+        const float* const achromatic = A.ptr<float>(i) + first;
+        const float* const induction = Nbb.ptr<float>(i) + first;
+        float* response = nl.ptr<float>(i) + 3 * first;
+        for (std::size_t j = 0; j < count; ++j, response += 3) {
             const float x = redGreen[j];
             const float y = yellowBlue[j];
             const auto rho = static_cast<float>(
@@ -229,45 +223,41 @@ void AB2NonLinearities(cv::Mat& a, cv::Mat& b, cv::Mat& A, cv::Mat& nl, cv::Mat&
             response[1] = static_cast<float>(rho - static_cast<double>(22 * x + 9 * y) / 23.0);
             response[2] = static_cast<float>(rho - static_cast<double>(11 * x + 108 * y) / 23.0);
         }
-    }
+    });
 }
 
 void inverseNonLinearities(cv::Mat& nl, cv::Mat& hpe, cv::Mat& FL, const Diagnostics& diagnostics) {
     requireType("inverseNonLinearities", CV_32FC3, {{"hpe", hpe}});
     requireRoom("inverseNonLinearities", hpe.size(), CV_32FC3, {{"nl", nl}});
     requireRoom("inverseNonLinearities", hpe.size(), CV_32F, {{"FL", FL}});
-    constexpr std::size_t pixelsInBlock = blockSize / 3;
-    float base[3 * pixelsInBlock];
-    double power[3 * pixelsInBlock];
-    MessageLines messages(diagnostics);
+    std::atomic<std::size_t> missing{0};
     const ImageWalk walk = walkOver(hpe, nl, FL);
-    const auto cols = static_cast<std::size_t>(walk.cols);
-    for (int i = 0; i < walk.rows; ++i) {
-        float* compressed = nl.ptr<float>(i);
-        const float* level = FL.ptr<float>(i);
-        float* response = hpe.ptr<float>(i);
-        for (std::size_t first = 0; first < cols; first += pixelsInBlock) {
-            const std::size_t count = std::min(pixelsInBlock, cols - first);
-            for (std::size_t e = 0; e < 3 * count; ++e) {
-                compressed[e] = clampedResponse(compressed[e]);
-                base[e] = expansionBase(compressed[e]);
-                power[e] = base[e];
-            }
-            numerics::powBlock(power, expansionExponent, power, 3 * count);
-            for (std::size_t p = 0; p < count; ++p) {
-                for (std::size_t e = 3 * p; e < 3 * p + 3; ++e) {
-                    response[e] = roundedOr(power[e] * 100.0 / level[p], [&] {
-                        return std::pow(static_cast<double>(base[e]), expansionExponent) * 100.0 / level[p];
-                    });
-                    if (std::isnan(response[e])) {
-                        messages.add("Error in the inverse non-linearities! Some of the obtained values are nan.");
-                    }
+    numerics::forEachPiece(walk, numerics::pixelsInBlock, [&](int i, std::size_t first, std::size_t count) {
+        float base[blockSize] = {};
+        double power[blockSize] = {};
+        float* const compressed = nl.ptr<float>(i) + 3 * first;
+        const float* const level = FL.ptr<float>(i) + first;
+        float* const response = hpe.ptr<float>(i) + 3 * first;
+        for (std::size_t e = 0; e < 3 * count; ++e) {
+            compressed[e] = clampedResponse(compressed[e]);
+            base[e] = expansionBase(compressed[e]);
+            power[e] = base[e];
+        }
+        numerics::powBlock(power, expansionExponent, power, 3 * count);
+        for (std::size_t p = 0; p < count; ++p) {
+            for (std::size_t e = 3 * p; e < 3 * p + 3; ++e) {
+                response[e] = roundedOr(power[e] * 100.0 / level[p], [&] {
+                    return std::pow(static_cast<double>(base[e]), expansionExponent) * 100.0 / level[p];
+                });
+                if (std::isnan(response[e])) {
+                    missing.fetch_add(1, std::memory_order_relaxed);
                 }
             }
-            compressed += 3 * count;
-            level += count;
-            response += 3 * count;
         }
+    });
+    MessageLines messages(diagnostics);
+    for (std::size_t k = 0; k < missing; ++k) {
+        messages.add("Error in the inverse non-linearities! Some of the obtained values are nan.");
     }
 }
 

@@ -205,7 +205,7 @@ private:
         }
         writer->finish();
         if (fs::exists(previous)) {
-            settleResults(previous, file_.format);
+            checkpointResults(previous, file_.format);
         }
         renameResults(file.path, previous);
     }
@@ -237,7 +237,7 @@ std::string previousResults(const std::string& output) {
     return output + ".previous";
 }
 
-EarlierResults takeUpResults(const ResultFile& file, const PairList& pairs, const ResultOrigin& origin,
+EarlierResults resumeResults(const ResultFile& file, const PairList& pairs, const ResultOrigin& origin,
                              bool retryFailed) {
     return TakeUp(file, pairs, origin, retryFailed).run();
 }

@@ -44,10 +44,10 @@ std::string previousResults(const std::string& output);
 /// @param retryFailed  whether pairs that failed count as missing
 /// @throws Refusal  records of another version, of other parameters, of pairs that are not in the list or name other
 ///                  photographs, doubled ones, and damage other than a cut-off last record; nothing is changed then
-EarlierResults takeUpResults(const ResultFile& file, const PairList& pairs, const ResultOrigin& origin,
+EarlierResults resumeResults(const ResultFile& file, const PairList& pairs, const ResultOrigin& origin,
                              bool retryFailed);
 
-/// Removes what `takeUpResults` moved away, and what a killed process left of that, once the output is whole.
+/// Removes what `resumeResults` moved away, and what a killed process left of that, once the output is whole.
 void dropPreviousResults(const ResultFile& file);
 
 }  // namespace likeness

@@ -41,7 +41,7 @@ void emptyResults(const ResultFile& file) {
     }
 }
 
-void settleResults(const std::string& path, ResultFormat format) {
+void checkpointResults(const std::string& path, ResultFormat format) {
     if (format == ResultFormat::sqlite) {
         settleSqliteResults(path);
     }

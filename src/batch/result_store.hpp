@@ -90,6 +90,6 @@ void emptyResults(const ResultFile& file);
 
 /// Makes an existing results file one single file, which can be renamed: a database gives up its write-ahead log.
 /// @throws Refusal
-void settleResults(const std::string& path, ResultFormat format);
+void checkpointResults(const std::string& path, ResultFormat format);
 
 }  // namespace likeness

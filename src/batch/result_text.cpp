@@ -99,7 +99,7 @@ std::string jsonLine(const ResultRecord& record) {
     return json.dump() + '\n';
 }
 
-ResultRecord recordOfJson(const std::string& line) {
+ResultRecord parseJsonRecord(const std::string& line) {
     if (nestsTooDeep(line)) {
         throw NoRecord(tooDeepMessage(), false);
     }
@@ -171,7 +171,7 @@ std::string csvLine(const ResultRecord& record, const std::vector<std::string>& 
     return line;
 }
 
-ResultRecord recordOfFields(const std::vector<std::string>& fields, const std::vector<std::string>& carried) {
+ResultRecord parseCsvRecord(const std::vector<std::string>& fields, const std::vector<std::string>& carried) {
     const std::size_t own = resultFields().size();
     if (fields.size() != own + carried.size()) {
         throw NoRecord(true);

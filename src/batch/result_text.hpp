@@ -14,7 +14,7 @@ std::string jsonLine(const ResultRecord& record);
 
 /// @param line  without its line feed
 /// @throws NoRecord  if the line is not a whole record of this schema
-ResultRecord recordOfJson(const std::string& line);
+ResultRecord parseJsonRecord(const std::string& line);
 
 /// The header line of a table of results.
 /// @param carried  names of the further columns
@@ -25,7 +25,7 @@ std::string csvLine(const ResultRecord& record, const std::vector<std::string>& 
 
 /// @param fields  as many as the header has
 /// @throws NoRecord  if they are not a record of this schema
-ResultRecord recordOfFields(const std::vector<std::string>& fields, const std::vector<std::string>& carried);
+ResultRecord parseCsvRecord(const std::vector<std::string>& fields, const std::vector<std::string>& carried);
 
 /// Whether the text is JSON other than a string: what stands so in a table may have been a number, say, in the list.
 bool mayHaveBeenJson(const std::string& text);

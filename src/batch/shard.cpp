@@ -11,7 +11,7 @@ bool Shard::holds(std::string_view id) const noexcept {
     return mixed(fnv1a(id)) % count == index - 1;
 }
 
-Shard shardOf(const std::string& text) {
+Shard parseShard(const std::string& text) {
     constexpr std::uint32_t most = 1000000;
     Shard shard;
     const char* const end = text.data() + text.size();

@@ -18,6 +18,6 @@ struct Shard {
 
 /// Reads "I/N" with 1 <= I <= N <= 1000000.
 /// @throws Refusal
-Shard shardOf(const std::string& text);
+Shard parseShard(const std::string& text);
 
 }  // namespace likeness

@@ -4,7 +4,7 @@
 
 namespace likeness {
 
-/// Results in an SQLite database; see `openResults`, `writeResults`, `emptyResults` and `settleResults`.
+/// Results in an SQLite database; see `openResults`, `writeResults`, `emptyResults` and `checkpointResults`.
 std::unique_ptr<ResultReader> openSqliteResults(const std::string& path);
 std::unique_ptr<ResultWriter> writeSqliteResults(const ResultFile& file);
 void emptySqliteResults(const ResultFile& file);

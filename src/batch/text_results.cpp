@@ -146,7 +146,7 @@ public:
             return false;
         }
         try {
-            record = recordOfJson(line);
+            record = parseJsonRecord(line);
         } catch (const NoRecord& problem) {
             const std::string_view schema = std::string_view(jsonBegin()).substr(0, jsonBegin().find(':'));
             if (!problem.broken()) {
@@ -175,7 +175,7 @@ private:
             return false;
         }
         try {
-            recordOfJson(line);
+            parseJsonRecord(line);
             return true;
         } catch (const NoRecord&) {
             return false;
@@ -225,7 +225,7 @@ public:
                 return false;
             }
             if (csv_.terminated() && !csv_.quoteOpen()) {
-                record = recordOfFields(row_, columns_);
+                record = parseCsvRecord(row_, columns_);
                 tail_.begin = csv_.end();
                 return true;
             }
@@ -252,7 +252,7 @@ private:
             if (!csv.next(row) || !csv.terminated()) {
                 return false;
             }
-            recordOfFields(row, columns_);
+            parseCsvRecord(row, columns_);
             return true;
         } catch (const NoRecord&) {
             return false;

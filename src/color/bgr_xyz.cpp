@@ -6,7 +6,7 @@
 #include "color/color_argument.hpp"
 #include "color/encoded_bgr.hpp"
 #include "numerics/argument_check.hpp"
-#include "numerics/image_walk.hpp"
+#include "numerics/parallel.hpp"
 #include "numerics/transcendental_blocks.hpp"
 
 #include <algorithm>
@@ -29,28 +29,22 @@ cv::Mat xyzFromLinearRgb() {
 /// `keepLinear`, the linear values also replace the input.
 template <bool keepLinear>
 void linearizeAndTransform(cv::Mat& bgr, cv::Mat& xyz, const PixelMatrix& matrix) {
-    constexpr std::size_t pixelsInBlock = numerics::blockSize / 12 * 4;  // a multiple of the vectors' lengths
-    float linear[3 * pixelsInBlock];
     const ImageWalk walk = walkOver(bgr, xyz);
-    const auto cols = static_cast<std::size_t>(walk.cols);
-    for (int i = 0; i < walk.rows; ++i) {
-        float* in = bgr.ptr<float>(i);
-        float* out = xyz.ptr<float>(i);
-        for (std::size_t first = 0; first < cols; first += pixelsInBlock) {
-            const std::size_t n = std::min(pixelsInBlock, cols - first);
-            sRGBInverseCompandingOfRow(in, linear, 3 * n);
-            if constexpr (keepLinear) {
-                std::copy_n(linear, 3 * n, in);
-            }
-            const float* pixel = linear;
-            for (std::size_t p = 0; p < n; ++p, pixel += 3, out += 3) {
-                for (int k = 0; k < 3; ++k) {
-                    out[k] = matrix.row(k, pixel[2], pixel[1], pixel[0]);
-                }
-            }
-            in += 3 * n;
+    numerics::forEachPiece(walk, numerics::pixelsInBlock, [&](int i, std::size_t first, std::size_t count) {
+        float linear[numerics::blockSize] = {};
+        float* const in = bgr.ptr<float>(i) + 3 * first;
+        float* out = xyz.ptr<float>(i) + 3 * first;
+        sRGBInverseCompandingOfRow(in, linear, 3 * count);
+        if constexpr (keepLinear) {
+            std::copy_n(linear, 3 * count, in);
         }
-    }
+        const float* pixel = linear;
+        for (std::size_t p = 0; p < count; ++p, pixel += 3, out += 3) {
+            for (int k = 0; k < 3; ++k) {
+                out[k] = matrix.row(k, pixel[2], pixel[1], pixel[0]);
+            }
+        }
+    });
 }
 
 }  // namespace

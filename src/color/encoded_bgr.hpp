@@ -4,7 +4,7 @@
 #include <likeness/color/clip.hpp>
 #include <likeness/color/pixel_matrix.hpp>
 #include <likeness/color/srgb_companding.hpp>
-#include "numerics/image_walk.hpp"
+#include "numerics/parallel.hpp"
 #include "numerics/transcendental_blocks.hpp"
 
 #include <opencv2/core.hpp>
@@ -17,30 +17,24 @@ namespace likeness {
 /// them in B, G, R order; where `clipped`, in [0, 1], NaN as 0. `bgr` may be `linear`.
 template <bool clipped>
 void encodeBgr(const cv::Mat& linear, cv::Mat& bgr, const PixelMatrix& rgbFromLinear) {
-    constexpr std::size_t pixelsInBlock = numerics::blockSize / 12 * 4;  // a multiple of the vectors' lengths
-    float block[3 * pixelsInBlock];
     const ImageWalk walk = walkOver(linear, bgr);
-    const auto cols = static_cast<std::size_t>(walk.cols);
-    for (int i = 0; i < walk.rows; ++i) {
-        const float* in = linear.ptr<float>(i);
-        float* out = bgr.ptr<float>(i);
-        for (std::size_t first = 0; first < cols; first += pixelsInBlock) {
-            const std::size_t count = 3 * std::min(pixelsInBlock, cols - first);
-            for (std::size_t c = 0; c < count; c += 3) {
-                block[c + 2] = rgbFromLinear.row(0, in[c], in[c + 1], in[c + 2]);
-                block[c + 1] = rgbFromLinear.row(1, in[c], in[c + 1], in[c + 2]);
-                block[c] = rgbFromLinear.row(2, in[c], in[c + 1], in[c + 2]);
-            }
-            sRGBCompandingOfRow(block, out, count);
-            if constexpr (clipped) {
-                for (std::size_t c = 0; c < count; ++c) {
-                    out[c] = clip(out[c], 0.0F, 1.0F);
-                }
-            }
-            in += count;
-            out += count;
+    numerics::forEachPiece(walk, numerics::pixelsInBlock, [&](int i, std::size_t first, std::size_t pixels) {
+        float block[numerics::blockSize] = {};
+        const float* const in = linear.ptr<float>(i) + 3 * first;
+        float* const out = bgr.ptr<float>(i) + 3 * first;
+        const std::size_t count = 3 * pixels;
+        for (std::size_t c = 0; c < count; c += 3) {
+            block[c + 2] = rgbFromLinear.row(0, in[c], in[c + 1], in[c + 2]);
+            block[c + 1] = rgbFromLinear.row(1, in[c], in[c + 1], in[c + 2]);
+            block[c] = rgbFromLinear.row(2, in[c], in[c + 1], in[c + 2]);
         }
-    }
+        sRGBCompandingOfRow(block, out, count);
+        if constexpr (clipped) {
+            for (std::size_t c = 0; c < count; ++c) {
+                out[c] = clip(out[c], 0.0F, 1.0F);
+            }
+        }
+    });
 }
 
 }  // namespace likeness

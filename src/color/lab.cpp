@@ -6,7 +6,7 @@
 #include "color/color_argument.hpp"
 #include "color/photograph_argument.hpp"
 #include "numerics/argument_check.hpp"
-#include "numerics/image_walk.hpp"
+#include "numerics/parallel.hpp"
 #include "numerics/transcendental_blocks.hpp"
 
 #include <algorithm>
@@ -36,7 +36,7 @@ float expanded(float f) {
 /// `compressed` of each X, Y, Z over that of the white, for `count` values.
 void compressBlock(const float* xyz, const cv::Vec3f& white, float* f, std::size_t count) {
     float ratio[blockSize];
-    double value[blockSize];
+    double value[blockSize] = {};
     for (std::size_t c = 0; c < count; c += 3) {
         for (std::size_t k = 0; k < 3; ++k) {
             ratio[c + k] = xyz[c + k] / white[static_cast<int>(k)];
@@ -82,39 +82,30 @@ void xyzOfBlock(const float* lab, const cv::Vec3f& white, float* xyz, std::size_
 void bgrToLab(cv::Mat& bgr, cv::Mat& white, cv::Mat& lab) {
     convertBGRtoXYZ(bgr, white, lab);
     const auto& w = white.at<cv::Vec3f>(0, 0);
-    constexpr std::size_t pixelsInBlock = blockSize / 12 * 4;  // a multiple of the vectors' lengths
-    float f[3 * pixelsInBlock];
     const ImageWalk walk = walkOver(bgr, lab);
-    const auto cols = static_cast<std::size_t>(walk.cols);
-    for (int i = 0; i < walk.rows; ++i) {
-        float* values = lab.ptr<float>(i);
-        for (std::size_t first = 0; first < cols; first += pixelsInBlock) {
-            const std::size_t count = 3 * std::min(pixelsInBlock, cols - first);
-            compressBlock(values, w, f, count);
-            for (std::size_t c = 0; c < count; c += 3) {
-                const float fx = f[c];
-                const float fy = f[c + 1];
-                const float fz = f[c + 2];
-                values[c] = 116.0F * fy - 16.0F;
-                values[c + 1] = (fx - fy) * 500.0F;
-                values[c + 2] = (fy - fz) * 200.0F;
-            }
-            values += count;
+    numerics::forEachPiece(walk, numerics::pixelsInBlock, [&](int i, std::size_t first, std::size_t pixels) {
+        float f[blockSize] = {};
+        float* const values = lab.ptr<float>(i) + 3 * first;
+        const std::size_t count = 3 * pixels;
+        compressBlock(values, w, f, count);
+        for (std::size_t c = 0; c < count; c += 3) {
+            const float fx = f[c];
+            const float fy = f[c + 1];
+            const float fz = f[c + 2];
+            values[c] = 116.0F * fy - 16.0F;
+            values[c + 1] = (fx - fy) * 500.0F;
+            values[c + 2] = (fy - fz) * 200.0F;
         }
-    }
+    });
 }
 
 void labToBgr(const cv::Mat& lab, cv::Mat& white, cv::Mat& bgr) {
     const auto& w = white.at<cv::Vec3f>(0, 0);
     cv::Mat& xyz = bgr;
     const ImageWalk walk = walkOver(lab, xyz);
-    for (int i = 0; i < walk.rows; ++i) {
-        const float* const in = lab.ptr<float>(i);
-        float* const out = xyz.ptr<float>(i);
-        numerics::forEachBlock(static_cast<std::size_t>(walk.cols), [&](std::size_t first, std::size_t count) {
-            xyzOfBlock(in + 3 * first, w, out + 3 * first, count);
-        });
-    }
+    numerics::forEachPiece(walk, blockSize, [&](int i, std::size_t first, std::size_t count) {
+        xyzOfBlock(lab.ptr<float>(i) + 3 * first, w, xyz.ptr<float>(i) + 3 * first, count);
+    });
     convertXYZtoBGR(xyz, white, bgr);
 }
 

@@ -3,21 +3,21 @@
 #include "color/color_argument.hpp"
 #include "color/photograph_argument.hpp"
 #include "numerics/argument_check.hpp"
-#include "numerics/image_walk.hpp"
+#include "numerics/parallel.hpp"
 
 namespace likeness {
 namespace {
 
 void scaleAndShift(cv::Mat& lab, double scale, float shift) {
     const ImageWalk walk = walkOver(lab);
-    for (int i = 0; i < walk.rows; ++i) {
-        float* pixel = lab.ptr<float>(i);
-        for (int j = 0; j < walk.cols; ++j, pixel += 3) {
+    numerics::forEachPiece(walk, numerics::pixelsInPiece, [&](int i, std::size_t first, std::size_t count) {
+        float* pixel = lab.ptr<float>(i) + 3 * first;
+        for (std::size_t j = 0; j < count; ++j, pixel += 3) {
             pixel[0] = static_cast<float>(static_cast<double>(pixel[0]) * scale);
             pixel[1] += shift;
             pixel[2] += shift;
         }
-    }
+    });
 }
 
 }  // namespace

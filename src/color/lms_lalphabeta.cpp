@@ -6,7 +6,7 @@
 #include "color/color_argument.hpp"
 #include "color/encoded_bgr.hpp"
 #include "numerics/argument_check.hpp"
-#include "numerics/image_walk.hpp"
+#include "numerics/parallel.hpp"
 #include "numerics/transcendental_blocks.hpp"
 
 #include <algorithm>
@@ -65,7 +65,7 @@ double powerOfTen(float exponent) {
 
 void logarithmsOfRow(float* responses, std::size_t count) {
     constexpr float darkest = static_cast<float>(1e-6);
-    double value[blockSize];
+    double value[blockSize] = {};
     forEachBlock(count, [&](std::size_t first, std::size_t n) {
         float* const response = responses + first;
         for (std::size_t c = 0; c < n; ++c) {
@@ -78,7 +78,7 @@ void logarithmsOfRow(float* responses, std::size_t count) {
 }
 
 void clippedPowersOfRow(float* exponents, std::size_t count) {
-    double value[blockSize];
+    double value[blockSize] = {};
     forEachBlock(count, [&](std::size_t first, std::size_t n) {
         float* const exponent = exponents + first;
         for (std::size_t c = 0; c < n; ++c) {
@@ -97,27 +97,19 @@ void clippedPowersOfRow(float* exponents, std::size_t count) {
 void convertBGRtoLMS(cv::Mat& bgr, cv::Mat& lms) {
     requireType("convertBGRtoLMS", CV_32FC3, {{"bgr", bgr}});
     requireRoom("convertBGRtoLMS", bgr.size(), CV_32FC3, {{"lms", lms}});
-    constexpr std::size_t pixelsInBlock = blockSize / 12 * 4;  // a multiple of the vectors' lengths
-    float linear[3 * pixelsInBlock];
     const PixelMatrix matrix(lmsFromRgb());
     const ImageWalk walk = walkOver(bgr, lms);
-    const auto cols = static_cast<std::size_t>(walk.cols);
-    for (int i = 0; i < walk.rows; ++i) {
-        const float* in = bgr.ptr<float>(i);
-        float* out = lms.ptr<float>(i);
-        for (std::size_t first = 0; first < cols; first += pixelsInBlock) {
-            const std::size_t n = std::min(pixelsInBlock, cols - first);
-            sRGBInverseCompandingOfRow(in, linear, 3 * n);
-            for (std::size_t c = 0; c < 3 * n; c += 3) {
-                for (int k = 0; k < 3; ++k) {
-                    out[c + static_cast<std::size_t>(k)] = matrix.row(k, linear[c + 2], linear[c + 1], linear[c]);
-                }
+    numerics::forEachPiece(walk, numerics::pixelsInBlock, [&](int i, std::size_t first, std::size_t count) {
+        float linear[blockSize] = {};
+        float* const out = lms.ptr<float>(i) + 3 * first;
+        sRGBInverseCompandingOfRow(bgr.ptr<float>(i) + 3 * first, linear, 3 * count);
+        for (std::size_t c = 0; c < 3 * count; c += 3) {
+            for (int k = 0; k < 3; ++k) {
+                out[c + static_cast<std::size_t>(k)] = matrix.row(k, linear[c + 2], linear[c + 1], linear[c]);
             }
-            logarithmsOfRow(out, 3 * n);
-            in += 3 * n;
-            out += 3 * n;
         }
-    }
+        logarithmsOfRow(out, 3 * count);
+    });
 }
 
 void convertLMStoLab(const cv::Mat& lms, cv::Mat& lab) {
@@ -131,9 +123,9 @@ void convertLabtoLMS(const cv::Mat& lab, cv::Mat& lms) {
     requireRoom("convertLabtoLMS", lms.size(), CV_32FC3, {{"lab", lab}});
     conversion(lab, lms, lmsFromLab(), lms.rows, lms.cols);
     const ImageWalk walk = walkOver(lms);
-    for (int i = 0; i < walk.rows; ++i) {
-        clippedPowersOfRow(lms.ptr<float>(i), 3 * static_cast<std::size_t>(walk.cols));
-    }
+    numerics::forEachPiece(walk, numerics::pixelsInPiece, [&](int i, std::size_t first, std::size_t count) {
+        clippedPowersOfRow(lms.ptr<float>(i) + 3 * first, 3 * count);
+    });
 }
 
 void convertLMStoBGR(const cv::Mat& lms, cv::Mat& bgr) {

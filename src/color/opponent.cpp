@@ -2,7 +2,7 @@
 
 #include "color/photograph_argument.hpp"
 #include "numerics/argument_check.hpp"
-#include "numerics/image_walk.hpp"
+#include "numerics/parallel.hpp"
 
 namespace likeness {
 
@@ -10,14 +10,14 @@ void convertToSimpleOpponentSpace(cv::Mat& bgr, cv::Mat& opp) {
     requireType("convertToSimpleOpponentSpace", CV_32FC3, {{"bgr", bgr}});
     requireRoom("convertToSimpleOpponentSpace", bgr.size(), CV_32FC2, {{"opp", opp}});
     const ImageWalk walk = walkOver(bgr, opp);
-    for (int i = 0; i < walk.rows; ++i) {
-        const float* pixel = bgr.ptr<float>(i);
-        float* out = opp.ptr<float>(i);
-        for (int j = 0; j < walk.cols; ++j, pixel += 3, out += 2) {
+    numerics::forEachPiece(walk, numerics::pixelsInPiece, [&](int i, std::size_t first, std::size_t count) {
+        const float* pixel = bgr.ptr<float>(i) + 3 * first;
+        float* out = opp.ptr<float>(i) + 2 * first;
+        for (std::size_t j = 0; j < count; ++j, pixel += 3, out += 2) {
             out[0] = pixel[2] - pixel[1];
             out[1] = (pixel[2] + pixel[1]) / 2.0F - pixel[0];
         }
-    }
+    });
 }
 
 cv::Mat opponentFromBgr(const cv::Mat& photograph) {

@@ -1,7 +1,7 @@
 #include <likeness/color/pixel_matrix.hpp>
 
 #include "numerics/argument_check.hpp"
-#include "numerics/image_walk.hpp"
+#include "numerics/parallel.hpp"
 
 #include <algorithm>
 
@@ -16,10 +16,10 @@ template <Order in, Order out>
 void applyMatrix(const cv::Mat& src, cv::Mat& dst, const cv::Mat& M, ImageWalk walk) {
     const PixelMatrix matrix(M);
     const auto channel = [](Order order, int k) { return order == Order::reversed ? 2 - k : k; };
-    for (int i = 0; i < walk.rows; ++i) {
-        const float* from = src.ptr<float>(i);
-        float* to = dst.ptr<float>(i);
-        for (int j = 0; j < walk.cols; ++j, from += 3, to += 3) {
+    numerics::forEachPiece(walk, numerics::pixelsInPiece, [&](int i, std::size_t first, std::size_t count) {
+        const float* from = src.ptr<float>(i) + 3 * first;
+        float* to = dst.ptr<float>(i) + 3 * first;
+        for (std::size_t j = 0; j < count; ++j, from += 3, to += 3) {
             const float a = from[channel(in, 0)];
             const float b = from[channel(in, 1)];
             const float c = from[channel(in, 2)];
@@ -27,7 +27,7 @@ void applyMatrix(const cv::Mat& src, cv::Mat& dst, const cv::Mat& M, ImageWalk w
             to[channel(out, 1)] = matrix.row(1, a, b, c);
             to[channel(out, 2)] = matrix.row(2, a, b, c);
         }
-    }
+    });
 }
 
 }  // namespace

@@ -1,7 +1,7 @@
 #include <likeness/color/srgb_companding.hpp>
 
 #include "color/color_argument.hpp"
-#include "numerics/image_walk.hpp"
+#include "numerics/parallel.hpp"
 #include "numerics/transcendental_blocks.hpp"
 
 namespace likeness {
@@ -10,10 +10,10 @@ namespace {
 /// Replaces the values of a CV_32FC3 image row by row.
 void mapRows(cv::Mat& image, void (*map)(const float* in, float* out, std::size_t count)) {
     const ImageWalk walk = walkOver(image);
-    for (int i = 0; i < walk.rows; ++i) {
-        float* const values = image.ptr<float>(i);
-        map(values, values, 3 * static_cast<std::size_t>(walk.cols));
-    }
+    numerics::forEachPiece(walk, numerics::pixelsInPiece, [&](int i, std::size_t first, std::size_t count) {
+        float* const values = image.ptr<float>(i) + 3 * first;
+        map(values, values, 3 * count);
+    });
 }
 
 }  // namespace

@@ -1,6 +1,6 @@
 #include <likeness/color/unit_image.hpp>
 
-#include "numerics/image_walk.hpp"
+#include "numerics/parallel.hpp"
 
 #include <limits>
 #include <stdexcept>
@@ -14,13 +14,13 @@ cv::Mat scaled(const cv::Mat& image) {
     constexpr double greatest = std::numeric_limits<T>::max();
     cv::Mat result(image.size(), CV_32FC3);
     const ImageWalk walk = walkOver(image, result);
-    for (int i = 0; i < walk.rows; ++i) {
-        const T* const in = image.ptr<T>(i);
-        float* const out = result.ptr<float>(i);
-        for (std::size_t c = 0; c < 3 * static_cast<std::size_t>(walk.cols); ++c) {
+    numerics::forEachPiece(walk, numerics::pixelsInPiece, [&](int i, std::size_t first, std::size_t count) {
+        const T* const in = image.ptr<T>(i) + 3 * first;
+        float* const out = result.ptr<float>(i) + 3 * first;
+        for (std::size_t c = 0; c < 3 * count; ++c) {
             out[c] = static_cast<float>(in[c] / greatest);
         }
-    }
+    });
     return result;
 }
 

@@ -2,10 +2,10 @@
 
 #include "color/photograph_argument.hpp"
 #include "comparison/photograph_counts.hpp"
+#include "numerics/beside.hpp"
 
 #include <array>
 #include <cstddef>
-#include <future>
 #include <stdexcept>
 #include <utility>
 
@@ -76,22 +76,28 @@ Analysis Comparer::analyze(const cv::Mat& photograph, const AnalysisOptions& opt
     return analysis;
 }
 
-LikenessCoefficients Comparer::compare(const cv::Mat& first, const cv::Mat& second, const Watch& watch) {
+std::pair<Analysis, Analysis> Comparer::analyzePair(const cv::Mat& first, const cv::Mat& second,
+                                                    const AnalysisOptions& options, const Watch& watch) {
     constexpr std::size_t worthAThread = 100'000;  // pixels, some milliseconds
     const Diagnostics& diagnostics = watch.receiver();
     if (diagnostics.wantsFiles() || first.total() < worthAThread || second.total() < worthAThread) {
-        const Analysis ofFirst = analyzed(first, {}, diagnostics, 0);
+        Analysis ofFirst = analyzed(first, options, diagnostics, 0);
         watch.step(1, 2);
-        const Analysis ofSecond = analyzed(second, {}, diagnostics, 0);
+        Analysis ofSecond = analyzed(second, options, diagnostics, 0);
         watch.step(2, 2);
-        return likeness::compare(ofFirst, ofSecond);
+        return {std::move(ofFirst), std::move(ofSecond)};
     }
-    auto ofSecond = std::async(std::launch::async, [&] { return analyzed(second, {}, diagnostics, 1); });
-    const Analysis ofFirst = analyzed(first, {}, diagnostics, 0);
+    auto analyzing = beside([&] { return analyzed(second, options, diagnostics, 1); });
+    Analysis ofFirst = analyzed(first, options, diagnostics, 0);
     watch.step(1, 2);
-    const LikenessCoefficients coefficients = likeness::compare(ofFirst, ofSecond.get());
+    Analysis ofSecond = analyzing.get();
     watch.step(2, 2);
-    return coefficients;
+    return {std::move(ofFirst), std::move(ofSecond)};
+}
+
+LikenessCoefficients Comparer::compare(const cv::Mat& first, const cv::Mat& second, const Watch& watch) {
+    const auto [ofFirst, ofSecond] = analyzePair(first, second, {}, watch);
+    return likeness::compare(ofFirst, ofSecond);
 }
 
 Analysis analyze(const cv::Mat& photograph, const AnalysisOptions& options, const Watch& watch) {

@@ -95,6 +95,15 @@ void requireResponse(const cv::Mat& response) {
     }
 }
 
+/// One step.
+cv::Mat shownResponse(const std::vector<cv::Mat>& bytes, const std::vector<float>& times, StepCount& steps,
+                      const Diagnostics& diagnostics) {
+    cv::Mat response = recoverResponse(bytes, times);
+    dumpResponse(response, bracketResponseFiles(), diagnostics);
+    steps.step();
+    return response;
+}
+
 }  // namespace
 
 void requireResponseGrid(const std::string& name, cv::Size size) {
@@ -141,11 +150,13 @@ cv::Mat fuseExposures(const std::vector<cv::Mat>& exposures, const FusionOptions
     return fusionOf(images, options);
 }
 
-cv::Mat recoverCameraResponse(const std::vector<cv::Mat>& exposures, const std::vector<float>& times) {
+cv::Mat recoverCameraResponse(const std::vector<cv::Mat>& exposures, const std::vector<float>& times,
+                              const Watch& watch) {
     requireBracket(exposures, times);
     const std::vector<cv::Mat> bytes = bytesOf(exposures);
     requireResponseGrid("exposures", bytes[0].size());
-    return recoverResponse(bytes, times);
+    StepCount steps(watch, 1);
+    return shownResponse(bytes, times, steps, watch.receiver());
 }
 
 cv::Mat mergeRadiance(const std::vector<cv::Mat>& exposures, const std::vector<float>& times, const cv::Mat& response) {
@@ -186,9 +197,7 @@ Bracket mergeBracket(const std::vector<cv::Mat>& exposures, const std::vector<fl
     requireResponseGrid("exposures", bytes[0].size());
     StepCount steps(watch, 4);
     Bracket bracket;
-    bracket.response = recoverResponse(bytes, times);
-    dumpResponse(bracket.response, bracketResponseFiles(), watch.receiver());
-    steps.step();
+    bracket.response = shownResponse(bytes, times, steps, watch.receiver());
     const MergedExposures merged = mergedOf(bytes, times, bracket.response, options, [&steps] { steps.step(); });
     bracket.radiance = merged.radiance;
     bracket.toneMapped = merged.toneMapped;

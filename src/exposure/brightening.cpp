@@ -5,25 +5,16 @@
 #include "color/photograph_argument.hpp"
 #include "exposure/exposure_regions.hpp"
 
-#include <sstream>
-
 namespace likeness {
 namespace {
 
-/// Pictures adapted to D65, and the white that they come back under.
-struct Brightened {
-    std::vector<cv::Mat> pictures;
-    cv::Mat white;
-};
-
-Brightened brightened(const cv::Mat& photograph, const BrightenOptions& options, int lastPass, const Watch& watch) {
+/// @return  X, Y, Z in memory of its own
+cv::Mat checkedXyz(const cv::Mat& photograph, const BrightenOptions& options, int lastPass) {
     requireBrightnessFactor("factor", options.factor, lastPass);
-    Brightened result;
-    result.white = ownUnitPhotograph("photograph", photograph);
-    requireBounded("photograph", result.white);
-    convertBGRToXYZDirect(result.white, result.white);
-    result.pictures = exposuresOf(result.white, static_cast<float>(options.factor), watch.receiver());
-    return result;
+    cv::Mat image = ownUnitPhotograph("photograph", photograph);
+    requireBounded("photograph", image);
+    convertBGRToXYZDirect(image, image);
+    return image;
 }
 
 }  // namespace
@@ -34,27 +25,44 @@ cv::Mat brighten(const cv::Mat& photograph, const BrightenOptions& options, cons
     }
     requireBetween("pass", options.pass, 1, brightnessPasses);
     constexpr int steps = 2;
-    const Brightened made = brightened(photograph, options, options.pass, watch);
-    watch.step(1, steps);
-    cv::Mat picture = made.pictures[static_cast<std::size_t>(options.pass - 1)];
-    leaveD65(picture, made.white);
+    AdaptedToD65 adapted = adaptedToD65(checkedXyz(photograph, options, options.pass));
+    cv::Mat result;
+    increaseBrightnessByPasses(
+        adapted.image, static_cast<float>(options.factor), {options.pass - 1},
+        [&](int, cv::Mat& picture) {
+            watch.step(1, steps);
+            leaveD65(picture, adapted.white);
+            result = picture;
+        },
+        watch.receiver());
     watch.step(2, steps);
-    return picture;
+    return result;
 }
 
 std::vector<cv::Mat> brightenInPasses(const cv::Mat& photograph, const BrightenOptions& options, const Watch& watch) {
+    std::vector<cv::Mat> pictures;
+    brightenInPasses(
+        photograph, options, [&pictures](int, const cv::Mat& picture) { pictures.push_back(picture.clone()); }, watch);
+    return pictures;
+}
+
+void brightenInPasses(const cv::Mat& photograph, const BrightenOptions& options,
+                      const std::function<void(int pass, const cv::Mat& picture)>& take, const Watch& watch) {
     if (photograph.empty()) {
-        return {};
+        return;
     }
     constexpr int steps = 1 + brightnessPasses;
-    Brightened made = brightened(photograph, options, brightnessPasses, watch);
-    int done = 1;
-    watch.step(done, steps);
-    for (cv::Mat& picture : made.pictures) {
-        leaveD65(picture, made.white);
-        watch.step(++done, steps);
-    }
-    return made.pictures;
+    AdaptedToD65 adapted = adaptedToD65(checkedXyz(photograph, options, brightnessPasses));
+    int done = 0;
+    watch.step(++done, steps);
+    increaseBrightnessByPasses(
+        adapted.image, static_cast<float>(options.factor), everyPass(),
+        [&](int pass, cv::Mat& picture) {
+            leaveD65(picture, adapted.white);
+            take(pass + 1, picture);
+            watch.step(++done, steps);
+        },
+        watch.receiver());
 }
 
 }  // namespace likeness

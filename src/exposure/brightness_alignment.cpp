@@ -55,7 +55,7 @@ void requireSpread(const std::string& name, const cv::Mat& image, const Lightnes
     const cv::Mat even(image.size(), image.type(), cv::Scalar(first[0], first[1], first[2]));
     // Rounding may give a photograph of one colour a spread of its own.
     if (!(lightness.deviation > 0) || cv::norm(image, even, cv::NORM_INF) == 0) {
-        refuseArgument(name, "it has one lightness throughout: there is no spread to match");
+        throw OneLightness(name);
     }
 }
 
@@ -115,6 +115,7 @@ LightnessMatch matchLightness(const cv::Mat& photograph, const cv::Mat& referenc
     requireSpread("reference", like, match.wanted);
     watch.step(2, steps);
     remapLightness(match.image, match.own, match.wanted);
+    match.clipped = clippedValuesOfLab(match.image);
     cv::cvtColor(match.image, match.image, cv::COLOR_Lab2BGR);
     watch.step(3, steps);
     match.reached = lightnessStatistics(match.image, dropAll());

@@ -9,6 +9,7 @@
 #include <likeness/exposure/brightness_increase.hpp>
 #include "color/photograph_argument.hpp"
 #include "diagnostics/number_text.hpp"
+#include "numerics/parallel.hpp"
 
 #include <omp.h>
 
@@ -17,6 +18,7 @@
 #include <array>
 #include <atomic>
 #include <exception>
+#include <numeric>
 #include <system_error>
 #include <thread>
 
@@ -96,6 +98,7 @@ void shareOutOverOwnThreads(Run run) {
 void forEachExposure(const std::function<void(int)>& body) {
     std::array<std::exception_ptr, exposureCount> errors;  // none may leave the region by itself
     const auto run = [&](int i) {
+        const numerics::SerialScope oneExposureAThread;
         try {
             body(i);
         } catch (...) {
@@ -119,16 +122,26 @@ void requireBrightnessFactor(const std::string& name, double factor, int lastPas
     }
 }
 
-std::vector<cv::Mat> exposuresOf(cv::Mat& xyz, float brightness, const Diagnostics& diagnostics) {
+AdaptedToD65 adaptedToD65(cv::Mat xyz) {
     cv::Mat& white = xyz;
     convertXYZtoSharpenedBGR(xyz, white);
     cv::Mat adapted = white.clone();
     iCAMCATByD65(adapted, white, white);
-    std::vector<cv::Mat> exposures(exposureCount);
-    for (cv::Mat& exposure : exposures) {
-        exposure.create(xyz.size(), CV_32FC3);
-    }
-    increaseBrightness(adapted, exposures.data(), brightness, diagnostics);
+    return {adapted, white};
+}
+
+std::vector<int> everyPass() {
+    std::vector<int> passes(brightnessPasses);
+    std::iota(passes.begin(), passes.end(), 0);
+    return passes;
+}
+
+std::vector<cv::Mat> exposuresOf(cv::Mat& xyz, float brightness, const Diagnostics& diagnostics) {
+    AdaptedToD65 adapted = adaptedToD65(xyz);
+    std::vector<cv::Mat> exposures;
+    increaseBrightnessByPasses(
+        adapted.image, brightness, everyPass(),
+        [&exposures](int, cv::Mat& exposure) { exposures.push_back(exposure.clone()); }, diagnostics);
     return exposures;
 }
 

@@ -23,8 +23,21 @@ void forEachExposure(const std::function<void(int)>& body);
 /// @throws std::invalid_argument
 void requireBrightnessFactor(const std::string& name, double factor, int lastPass);
 
-/// Makes exposures of an image of X, Y, Z adapted to D65 as if every pixel were its own white (departure 5). Leaves `xyz`
-/// sharpened: the white to come back under.
+/// An image adapted to D65, and the white to come back under; both sharpened B, G, R.
+struct AdaptedToD65 {
+    cv::Mat image;
+    cv::Mat white;
+};
+
+/// Adapts an image of X, Y, Z to D65 as if every pixel were its own white (departure 5).
+/// @param xyz  becomes the white, in its own memory
+AdaptedToD65 adaptedToD65(cv::Mat xyz);
+
+/// Every pass of the increase of brightness, in order.
+std::vector<int> everyPass();
+
+/// All six exposures of an image of X, Y, Z, sharpened B, G, R adapted to D65. Leaves `xyz` sharpened: the white to come
+/// back under.
 std::vector<cv::Mat> exposuresOf(cv::Mat& xyz, float brightness, const Diagnostics& diagnostics);
 
 /// Takes a sharpened exposure back from its adaptation to D65 under `white`, and on to B, G, R; in place.

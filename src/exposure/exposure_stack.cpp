@@ -220,6 +220,7 @@ Recovered makeTintedStack(cv::Mat& flash, cv::Mat& nonFlash, const StackWork& wo
 
 /// The flash photograph is left as `createBrightnessExposuresVs3` says.
 void makeTint(cv::Mat& flash, cv::Mat& nonFlash, const StackWork& work) {
+    work.diagnostics.print(linesOf(halvingTimes(30, exposureCount + 1)));
     cv::Mat flashXyz = xyzOf(flash);
     tintFlash(flash, flashXyz, nonFlash, work.iterations, work.steps, work.diagnostics);
 }
@@ -272,7 +273,6 @@ void createBrightnessExposuresVs2(cv::Mat& flash, cv::Mat& nonFlash, float brigh
 void createBrightnessExposuresVs3(cv::Mat& flash, cv::Mat& nonFlash, float brightness, int iterations,
                                   std::string prefix, const Diagnostics& diagnostics) {
     requireType("createBrightnessExposuresVs3", CV_32FC3, {{"flash", flash}, {"nonFlash", nonFlash}});
-    diagnostics.print(linesOf(halvingTimes(30, exposureCount + 1)));
     const Watch nobody;
     StepCount steps(nobody, 0);
     makeTint(flash, nonFlash, {brightness, iterations, std::move(prefix), {}, {}, steps, diagnostics});
@@ -301,14 +301,16 @@ ExposureStack exposureStack(const cv::Mat& flash, const cv::Mat& noFlash, const 
         stack.exposures[static_cast<std::size_t>(exposure)] = bgr.clone();
     };
     const PictureSink keepLastRound = [&stack, &options](int round, int exposure, const cv::Mat& bgr) {
-        if (round == options.iterations - 1) {
+        if (options.takeTinted) {
+            options.takeTinted(round, exposure, bgr);
+        } else if (round == options.iterations - 1) {
             stack.tinted[static_cast<std::size_t>(exposure)] = bgr;
         }
     };
     const StackWork work{static_cast<float>(options.brightness),
                          options.iterations,
                          {},
-                         keepExposure,
+                         options.exposures ? keepExposure : PictureSink(),
                          keepLastRound,
                          steps,
                          watch.receiver()};
@@ -317,10 +319,10 @@ ExposureStack exposureStack(const cv::Mat& flash, const cv::Mat& noFlash, const 
         stack.tinted = {ownFlash};
         return stack;
     }
-    stack.exposures.resize(exposureCount);
+    stack.exposures.resize(options.exposures ? exposureCount : 0);
     Recovered recovered;
     if (options.version == StackVersion::full) {
-        stack.tinted.resize(options.iterations > 0 ? exposureCount : 0);
+        stack.tinted.resize(options.iterations > 0 && !options.takeTinted ? exposureCount : 0);
         recovered = makeFullStack(ownFlash, ownNoFlash, {}, work);
     } else {
         recovered = makeTintedStack(ownFlash, ownNoFlash, work);

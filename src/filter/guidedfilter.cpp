@@ -4,6 +4,7 @@
 #include "filter/plane_block.hpp"
 #include "filter/plane_quotient.hpp"
 #include "numerics/argument_check.hpp"
+#include "numerics/parallel.hpp"
 
 // For the loops below: no step touches what another one touches, although planes are written in place.
 #if defined(__clang__)
@@ -13,6 +14,9 @@
 #else
 #define LIKENESS_INDEPENDENT_STEPS
 #endif
+
+#include <functional>
+#include <iterator>
 
 namespace likeness {
 namespace {
@@ -47,6 +51,11 @@ void requireShapeOf(const cv::Mat& guidePlane, const cv::Mat& p) {
 // The planes of a variant, and the window means it takes, are its own: equal in size and without gaps between rows. The
 // loops below walk each as one long row; they do operation by operation what whole-plane arithmetic would do.
 
+/// Calls steps(begin, end) for ranges that cover the elements of planes like `plane`, at the same time.
+void forEachStep(const cv::Mat& plane, const std::function<void(std::size_t, std::size_t)>& steps) {
+    numerics::inParallel(plane.total(), numerics::pixelsWorthAThread, steps);
+}
+
 template <typename T>
 T covariance(T meanOfProduct, T meanX, T meanY) noexcept {
     return meanOfProduct - meanX * meanY;
@@ -58,11 +67,12 @@ void subtractProductOfMeans(cv::Mat& meanOfProduct, const cv::Mat& meanX, const 
     T* const plane = meanOfProduct.ptr<T>();
     const T* const x = meanX.ptr<T>();
     const T* const y = meanY.ptr<T>();
-    const std::size_t count = meanOfProduct.total();
-    LIKENESS_INDEPENDENT_STEPS
-    for (std::size_t j = 0; j < count; ++j) {
-        plane[j] = covariance(plane[j], x[j], y[j]);
-    }
+    forEachStep(meanOfProduct, [=](std::size_t begin, std::size_t end) {
+        LIKENESS_INDEPENDENT_STEPS
+        for (std::size_t j = begin; j < end; ++j) {
+            plane[j] = covariance(plane[j], x[j], y[j]);
+        }
+    });
 }
 
 void toCovariance(cv::Mat& meanOfProduct, const cv::Mat& meanX, const cv::Mat& meanY) {
@@ -77,13 +87,14 @@ void fitLines(cv::Mat& meanIp, cv::Mat& meanP, const cv::Mat& meanI, const cv::M
     T* const b = meanP.ptr<T>();
     const T* const guide = meanI.ptr<T>();
     const T* const variance = varI.ptr<T>();
-    const std::size_t count = meanIp.total();
-    LIKENESS_INDEPENDENT_STEPS
-    for (std::size_t j = 0; j < count; ++j) {
-        const T slope = quotient(covariance(a[j], guide[j], b[j]), variance[j] + eps);
-        a[j] = slope;
-        b[j] = b[j] - slope * guide[j];
-    }
+    forEachStep(meanIp, [=](std::size_t begin, std::size_t end) {
+        LIKENESS_INDEPENDENT_STEPS
+        for (std::size_t j = begin; j < end; ++j) {
+            const T slope = quotient(covariance(a[j], guide[j], b[j]), variance[j] + eps);
+            a[j] = slope;
+            b[j] = b[j] - slope * guide[j];
+        }
+    });
 }
 
 /// a I + b with the averaged coefficients; takes the place of `b`.
@@ -92,11 +103,12 @@ void applyLine(const cv::Mat& a, const cv::Mat& guide, cv::Mat& b) {
     const T* const slope = a.ptr<T>();
     const T* const value = guide.ptr<T>();
     T* const out = b.ptr<T>();
-    const std::size_t count = a.total();
-    LIKENESS_INDEPENDENT_STEPS
-    for (std::size_t j = 0; j < count; ++j) {
-        out[j] = slope[j] * value[j] + out[j];
-    }
+    forEachStep(a, [=](std::size_t begin, std::size_t end) {
+        LIKENESS_INDEPENDENT_STEPS
+        for (std::size_t j = begin; j < end; ++j) {
+            out[j] = slope[j] * value[j] + out[j];
+        }
+    });
 }
 
 /// a0 I0 + a1 I1 + a2 I2 + b with the averaged coefficients; takes the place of `b`.
@@ -109,11 +121,12 @@ void applyPlane(const cv::Mat (&a)[3], const std::vector<cv::Mat>& guide, cv::Ma
     const T* const i1 = guide[1].ptr<T>();
     const T* const i2 = guide[2].ptr<T>();
     T* const out = b.ptr<T>();
-    const std::size_t count = b.total();
-    LIKENESS_INDEPENDENT_STEPS
-    for (std::size_t j = 0; j < count; ++j) {
-        out[j] = a0[j] * i0[j] + a1[j] * i1[j] + a2[j] * i2[j] + out[j];
-    }
+    forEachStep(b, [=](std::size_t begin, std::size_t end) {
+        LIKENESS_INDEPENDENT_STEPS
+        for (std::size_t j = begin; j < end; ++j) {
+            out[j] = a0[j] * i0[j] + a1[j] * i1[j] + a2[j] * i2[j] + out[j];
+        }
+    });
 }
 
 }  // namespace
@@ -144,24 +157,38 @@ GuidedFilterMono::GuidedFilterMono(const cv::Mat& guide, int windowSide, double 
     }
     memory_ = memory;
     guide.convertTo(I, storedDepth(guide));
-    boxfilter(I, windowSize, meanI);
-    cv::multiply(I, I, varI);
-    boxfilter(varI, windowSize, varI);
+    numerics::forEachTask(I.total(), 2, [&](std::size_t task) {
+        if (task == 0) {
+            boxfilter(I, windowSize, meanI);
+        } else {
+            cv::multiply(I, I, varI);
+            boxfilter(varI, windowSize, varI);
+        }
+    });
     toCovariance(varI, meanI, meanI);
 }
 
 cv::Mat GuidedFilterMono::filterSingleChannel(const cv::Mat& p, const Diagnostics& /*diagnostics*/) const {
     requireShapeOf(I, p);
-    cv::Mat meanP = boxfilter(p, windowSize);
-    cv::Mat meanIp = I.mul(p);
-    boxfilter(meanIp, windowSize, meanIp);
+    cv::Mat meanP;
+    cv::Mat meanIp;
+    numerics::forEachTask(p.total(), 2, [&](std::size_t task) {
+        if (task == 0) {
+            boxfilter(p, windowSize, meanP);
+        } else {
+            meanIp = I.mul(p);
+            boxfilter(meanIp, windowSize, meanIp);
+        }
+    });
     const bool isDouble = I.depth() == CV_64F;
     isDouble ? fitLines<double>(meanIp, meanP, meanI, varI, eps)
              : fitLines<float>(meanIp, meanP, meanI, varI, static_cast<float>(eps));
     cv::Mat& a = meanIp;
     cv::Mat& b = meanP;
-    boxfilter(a, windowSize, a);
-    boxfilter(b, windowSize, b);
+    numerics::forEachTask(p.total(), 2, [&](std::size_t task) {
+        cv::Mat& coefficient = task == 0 ? a : b;
+        boxfilter(coefficient, windowSize, coefficient);
+    });
     isDouble ? applyLine<double>(a, I, b) : applyLine<float>(a, I, b);
     return b;
 }
@@ -186,22 +213,27 @@ GuidedFilterColor::GuidedFilterColor(const cv::Mat& guide, int windowSide, doubl
     cv::split(convertTo(guide, storedDepth(guide)), Ichannels);
     cv::Mat* const means[] = {&meanI0, &meanI1, &meanI2};
     const char* const names[] = {"0R.jpg", "0G.jpg", "0B.jpg"};
-    for (std::size_t c = 0; c < 3; ++c) {
-        boxfilter(Ichannels[c], windowSize, *means[c]);
-        if (diagnostics.wantsFiles()) {
+    struct Product {
+        std::size_t i;
+        std::size_t j;
+        cv::Mat* mean;
+    };
+    const Product products[] = {{0, 0, &cov00}, {0, 1, &cov01}, {0, 2, &cov02},
+                                {1, 1, &cov11}, {1, 2, &cov12}, {2, 2, &cov22}};
+    numerics::forEachTask(guide.total(), 3 + std::size(products), [&](std::size_t task) {
+        if (task < 3) {
+            boxfilter(Ichannels[task], windowSize, *means[task]);
+        } else {
+            const Product& product = products[task - 3];
+            cv::multiply(Ichannels[product.i], Ichannels[product.j], *product.mean);
+            boxfilter(*product.mean, windowSize, *product.mean);
+        }
+    });
+    if (diagnostics.wantsFiles()) {
+        for (std::size_t c = 0; c < 3; ++c) {
             diagnostics.writeImage(names[c], *means[c]);
         }
     }
-    const auto meanOfProduct = [&](std::size_t i, std::size_t j, cv::Mat& mean) {
-        cv::multiply(Ichannels[i], Ichannels[j], mean);
-        boxfilter(mean, windowSize, mean);
-    };
-    meanOfProduct(0, 0, cov00);
-    meanOfProduct(0, 1, cov01);
-    meanOfProduct(0, 2, cov02);
-    meanOfProduct(1, 1, cov11);
-    meanOfProduct(1, 2, cov12);
-    meanOfProduct(2, 2, cov22);
     cov00.depth() == CV_64F ? invertCovariance<double>() : invertCovariance<float>();
 }
 
@@ -223,30 +255,31 @@ void GuidedFilterColor::invertCovariance() {
     T* const inverse11 = invCov11.ptr<T>();
     T* const inverse12 = invCov12.ptr<T>();
     T* const inverse22 = invCov22.ptr<T>();
-    const std::size_t count = cov00.total();
-    LIKENESS_INDEPENDENT_STEPS
-    for (std::size_t j = 0; j < count; ++j) {
-        // Nothing is added to the diagonal (departure 11): `eps` plays no part in this variant.
-        const T c00 = row00[j] = covariance(row00[j], mean0[j], mean0[j]);
-        const T c01 = row01[j] = covariance(row01[j], mean0[j], mean1[j]);
-        const T c02 = row02[j] = covariance(row02[j], mean0[j], mean2[j]);
-        const T c11 = row11[j] = covariance(row11[j], mean1[j], mean1[j]);
-        const T c12 = row12[j] = covariance(row12[j], mean1[j], mean2[j]);
-        const T c22 = row22[j] = covariance(row22[j], mean2[j], mean2[j]);
-        const T adjugate00 = c11 * c22 - c12 * c12;
-        const T adjugate01 = c12 * c02 - c01 * c22;
-        const T adjugate02 = c01 * c12 - c11 * c02;
-        const T adjugate11 = c00 * c22 - c02 * c02;
-        const T adjugate12 = c02 * c01 - c00 * c12;
-        const T adjugate22 = c00 * c11 - c01 * c01;
-        const T determinant = adjugate00 * c00 + adjugate01 * c01 + adjugate02 * c02;
-        inverse00[j] = quotient(adjugate00, determinant);
-        inverse01[j] = quotient(adjugate01, determinant);
-        inverse02[j] = quotient(adjugate02, determinant);
-        inverse11[j] = quotient(adjugate11, determinant);
-        inverse12[j] = quotient(adjugate12, determinant);
-        inverse22[j] = quotient(adjugate22, determinant);
-    }
+    forEachStep(cov00, [=](std::size_t begin, std::size_t end) {
+        LIKENESS_INDEPENDENT_STEPS
+        for (std::size_t j = begin; j < end; ++j) {
+            // Nothing is added to the diagonal (departure 11): `eps` plays no part in this variant.
+            const T c00 = row00[j] = covariance(row00[j], mean0[j], mean0[j]);
+            const T c01 = row01[j] = covariance(row01[j], mean0[j], mean1[j]);
+            const T c02 = row02[j] = covariance(row02[j], mean0[j], mean2[j]);
+            const T c11 = row11[j] = covariance(row11[j], mean1[j], mean1[j]);
+            const T c12 = row12[j] = covariance(row12[j], mean1[j], mean2[j]);
+            const T c22 = row22[j] = covariance(row22[j], mean2[j], mean2[j]);
+            const T adjugate00 = c11 * c22 - c12 * c12;
+            const T adjugate01 = c12 * c02 - c01 * c22;
+            const T adjugate02 = c01 * c12 - c11 * c02;
+            const T adjugate11 = c00 * c22 - c02 * c02;
+            const T adjugate12 = c02 * c01 - c00 * c12;
+            const T adjugate22 = c00 * c11 - c01 * c01;
+            const T determinant = adjugate00 * c00 + adjugate01 * c01 + adjugate02 * c02;
+            inverse00[j] = quotient(adjugate00, determinant);
+            inverse01[j] = quotient(adjugate01, determinant);
+            inverse02[j] = quotient(adjugate02, determinant);
+            inverse11[j] = quotient(adjugate11, determinant);
+            inverse12[j] = quotient(adjugate12, determinant);
+            inverse22[j] = quotient(adjugate22, determinant);
+        }
+    });
 }
 
 /// Coefficients a0, a1, a2 and intercept b of each window; they take the places of `meanIp` and `meanP`.
@@ -265,32 +298,37 @@ void GuidedFilterColor::solveForCoefficients(cv::Mat (&meanIp)[3], cv::Mat& mean
     T* const row1 = meanIp[1].ptr<T>();
     T* const row2 = meanIp[2].ptr<T>();
     T* const intercept = meanP.ptr<T>();
-    const std::size_t count = meanP.total();
-    LIKENESS_INDEPENDENT_STEPS
-    for (std::size_t j = 0; j < count; ++j) {
-        const T mean = intercept[j];
-        const T c0 = covariance(row0[j], mean0[j], mean);
-        const T c1 = covariance(row1[j], mean1[j], mean);
-        const T c2 = covariance(row2[j], mean2[j], mean);
-        const T a0 = inverse00[j] * c0 + inverse01[j] * c1 + inverse02[j] * c2;
-        const T a1 = inverse01[j] * c0 + inverse11[j] * c1 + inverse12[j] * c2;
-        const T a2 = inverse02[j] * c0 + inverse12[j] * c1 + inverse22[j] * c2;
-        row0[j] = a0;
-        row1[j] = a1;
-        row2[j] = a2;
-        intercept[j] = mean - a0 * mean0[j] - a1 * mean1[j] - a2 * mean2[j];
-    }
+    forEachStep(meanP, [=](std::size_t begin, std::size_t end) {
+        LIKENESS_INDEPENDENT_STEPS
+        for (std::size_t j = begin; j < end; ++j) {
+            const T mean = intercept[j];
+            const T c0 = covariance(row0[j], mean0[j], mean);
+            const T c1 = covariance(row1[j], mean1[j], mean);
+            const T c2 = covariance(row2[j], mean2[j], mean);
+            const T a0 = inverse00[j] * c0 + inverse01[j] * c1 + inverse02[j] * c2;
+            const T a1 = inverse01[j] * c0 + inverse11[j] * c1 + inverse12[j] * c2;
+            const T a2 = inverse02[j] * c0 + inverse12[j] * c1 + inverse22[j] * c2;
+            row0[j] = a0;
+            row1[j] = a1;
+            row2[j] = a2;
+            intercept[j] = mean - a0 * mean0[j] - a1 * mean1[j] - a2 * mean2[j];
+        }
+    });
 }
 
 cv::Mat GuidedFilterColor::filterSingleChannel(const cv::Mat& p, const Diagnostics& diagnostics) const {
     requireShapeOf(Ichannels[0], p);
-    cv::Mat meanP = boxfilter(p, windowSize);
+    cv::Mat meanP;
     PlaneBlock memory(p.size(), p.type(), 3);
     cv::Mat meanIp[] = {memory.take(), memory.take(), memory.take()};
-    for (std::size_t c = 0; c < 3; ++c) {
-        cv::multiply(Ichannels[c], p, meanIp[c]);
-        boxfilter(meanIp[c], windowSize, meanIp[c]);
-    }
+    numerics::forEachTask(p.total(), 4, [&](std::size_t task) {
+        if (task == 3) {
+            boxfilter(p, windowSize, meanP);
+        } else {
+            cv::multiply(Ichannels[task], p, meanIp[task]);
+            boxfilter(meanIp[task], windowSize, meanIp[task]);
+        }
+    });
     const bool isDouble = meanP.depth() == CV_64F;
     if (diagnostics.wantsFiles()) {
         cv::Mat covIp0 = meanIp[0].clone();
@@ -306,10 +344,10 @@ cv::Mat GuidedFilterColor::filterSingleChannel(const cv::Mat& p, const Diagnosti
         diagnostics.writeImage("a_b.jpg", a[2] * 255.0);
         diagnostics.writeImage("b.jpg", b);
     }
-    for (cv::Mat& coefficient : a) {
+    numerics::forEachTask(p.total(), 4, [&](std::size_t task) {
+        cv::Mat& coefficient = task == 3 ? b : a[task];
         boxfilter(coefficient, windowSize, coefficient);
-    }
-    boxfilter(b, windowSize, b);
+    });
     isDouble ? applyPlane<double>(a, Ichannels, b) : applyPlane<float>(a, Ichannels, b);
     return b;
 }

@@ -10,18 +10,6 @@
 namespace likeness {
 namespace {
 
-bool isGray(const cv::Mat& image) {
-    for (int i = 0; i < image.rows; ++i) {
-        const auto* const row = image.ptr<cv::Vec3f>(i);
-        for (int j = 0; j < image.cols; ++j) {
-            if (row[j][0] != row[j][1] || row[j][1] != row[j][2]) {
-                return false;
-            }
-        }
-    }
-    return true;
-}
-
 cv::Mat smoothByTransport(const cv::Mat& image, const cv::Mat& guide, int radius, const Watch& watch) {
     constexpr int steps = 2;
     // The variances of this variant are floored on the scale of bytes.
@@ -50,6 +38,19 @@ cv::Mat smoothChannels(const cv::Mat& image, const cv::Mat& guide, int radius, d
 }
 
 }  // namespace
+
+bool isGray(const cv::Mat& photograph) {
+    const cv::Mat unit = photograph.empty() ? cv::Mat() : unitPhotograph("photograph", photograph);
+    for (int i = 0; i < unit.rows; ++i) {
+        const auto* const row = unit.ptr<cv::Vec3f>(i);
+        for (int j = 0; j < unit.cols; ++j) {
+            if (row[j][0] != row[j][1] || row[j][1] != row[j][2]) {
+                return false;
+            }
+        }
+    }
+    return true;
+}
 
 cv::Mat smooth(const cv::Mat& photograph, const SmoothOptions& options, const Watch& watch) {
     if (photograph.empty()) {

@@ -1,7 +1,9 @@
 #include <likeness/filter/guidedfilter.hpp>
 #include "filter/box_filter.hpp"
+#include "numerics/parallel.hpp"
 #include "transport/symmetric_map.hpp"
 
+#include <algorithm>
 #include <array>
 
 namespace likeness {
@@ -32,17 +34,15 @@ struct LocalColors {
 
 LocalColors localColorsOf(const ColorPlanes& planes, int windowSide) {
     LocalColors colors;
-    for (std::size_t k = 0; k < 3; ++k) {
-        boxfilter(planes[k], windowSide, colors.mean[k]);
-    }
-    cv::Mat product;
-    std::size_t element = 0;
-    for (std::size_t i = 0; i < 3; ++i) {
-        for (std::size_t j = i; j < 3; ++j) {
-            cv::multiply(planes[i], planes[j], product);
-            boxfilter(product, windowSide, colors.meanOfProducts[element++]);
-        }
-    }
+    numerics::forEachTask(planes[0].total(), 3,
+                          [&](std::size_t k) { boxfilter(planes[k], windowSide, colors.mean[k]); });
+    constexpr std::size_t rows[] = {0, 0, 0, 1, 1, 2};
+    constexpr std::size_t cols[] = {0, 1, 2, 1, 2, 2};
+    numerics::forEachTask(planes[0].total(), 6, [&](std::size_t element) {
+        cv::Mat product;
+        cv::multiply(planes[rows[element]], planes[cols[element]], product);
+        boxfilter(product, windowSide, colors.meanOfProducts[element]);
+    });
     return colors;
 }
 
@@ -50,7 +50,9 @@ LocalColors localColorsOf(const ColorPlanes& planes, int windowSide) {
 /// pixel, and adds the input's local mean. `result` is CV_32FC3.
 void carryGuide(const ColorPlanes& guide, const ColorPlanes& guideMean, const SymmetricPlanes& guideCovariance,
                 const LocalColors& input, cv::Mat& result) {
-    for (int i = 0; i < result.rows; ++i) {
+    // A pixel here costs some hundred times one of a light loop.
+    constexpr std::size_t pixelsWorthAThread = 2048;
+    const auto carryRow = [&](int i, std::size_t, std::size_t) {
         const auto guideRow = rowsOf(guide, i);
         const auto guideMeanRow = rowsOf(guideMean, i);
         const auto g = rowsOf(guideCovariance, i);
@@ -79,7 +81,9 @@ void carryGuide(const ColorPlanes& guide, const ColorPlanes& guideMean, const Sy
             out[1] = t02 * d0 + t11 * d1 + t12 * d2 + mean1;  // t02, departure 12
             out[2] = t02 * d0 + t12 * d1 + t22 * d2 + mean2;
         }
-    }
+    };
+    numerics::forEachPiece({result.rows, result.cols}, static_cast<std::size_t>(std::max(1, result.cols)), carryRow,
+                           pixelsWorthAThread);
 }
 
 }  // namespace

@@ -40,23 +40,25 @@ cv::Mat readNumbers(const FileAccess& access, const std::string& path, Photograp
     return photograph.bgr;
 }
 
-cv::Mat readColors(const FileAccess& access, const std::string& path, PhotographValues values, ProfileUse* profile) {
+/// A photograph that is read, with how its colours were taken.
+std::pair<cv::Mat, ProfileUse> readColors(const FileAccess& access, const std::string& path, PhotographValues values) {
     ManagedColors colors(access.profiles());
     PhotographRead photograph = readPhotograph(path, values, access.mostPixels(), &colors);
     colors.settle(photograph.remarks);
     requireRead(path, photograph);
     warnOfRemarks(access, path, photograph);
-    tellOfProfile(access, path, colors.use());
-    if (profile != nullptr) {
-        *profile = colors.use();
-    }
-    return photograph.bgr;
+    return {photograph.bgr, colors.use()};
 }
 
 }  // namespace
 
 cv::Mat readImage(const FileAccess& access, const std::string& path, ProfileUse* profile) {
-    return readColors(access, path, PhotographValues::stored, profile);
+    auto [image, use] = readColors(access, path, PhotographValues::stored);
+    tellOfProfile(access, path, use);
+    if (profile != nullptr) {
+        *profile = std::move(use);
+    }
+    return image;
 }
 
 cv::Mat readStoredNumbers(const FileAccess& access, const std::string& path) {
@@ -81,7 +83,7 @@ cv::Mat readBoundedUnitImage(const FileAccess& access, const std::string& path) 
 }
 
 cv::Mat readPhotographAsCompared(const FileAccess& access, const std::string& path) {
-    return readColors(access, path, PhotographValues::bytesOrFloats, nullptr);
+    return readColors(access, path, PhotographValues::bytesOrFloats).first;
 }
 
 cv::Mat pictureOf(const cv::Mat& photograph) {

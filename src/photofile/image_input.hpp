@@ -36,7 +36,7 @@ cv::Mat readUnitImage(const FileAccess& access, const std::string& path);
 /// @throws Refusal  also where a value is NaN or outside -1e6 to 1e6
 cv::Mat readBoundedUnitImage(const FileAccess& access, const std::string& path);
 
-/// As photographs are compared: 16-bit values are reduced to 8, floats are kept.
+/// As photographs are compared: 16-bit values are reduced to 8, floats are kept. How its profile was used is not told.
 /// @return  CV_8UC3 or CV_32FC3
 cv::Mat readPhotographAsCompared(const FileAccess& access, const std::string& path);
 

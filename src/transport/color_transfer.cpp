@@ -23,12 +23,17 @@ int firstChannel(int dims) {
     return dims == 2 ? 1 : 0;
 }
 
-cv::Mat bgrWithChroma(const cv::Mat& lab, const cv::Mat& chroma) {
+cv::Mat withChroma(const cv::Mat& lab, const cv::Mat& chroma) {
     cv::Mat exchanged = lab.clone();
     const int places[] = {0, 1, 1, 2};
     cv::mixChannels(&chroma, 1, &exchanged, 1, places, 2);
-    cv::cvtColor(exchanged, exchanged, cv::COLOR_Lab2BGR);
     return exchanged;
+}
+
+/// Works in place.
+cv::Mat bgrOf(cv::Mat lab) {
+    cv::cvtColor(lab, lab, cv::COLOR_Lab2BGR);
+    return lab;
 }
 
 }  // namespace
@@ -88,7 +93,7 @@ ColorMap ColorTransfer::map(double t) const {
     return map;
 }
 
-cv::Mat ColorTransfer::mapped(const cv::Mat& lab, double t) const {
+cv::Mat ColorTransfer::mappedLab(const cv::Mat& lab, double t) const {
     Path path = pathTo(t);
     float* inputMeans = path.inputMean.val;
     float* targetMeans = path.targetMean.val;
@@ -96,19 +101,25 @@ cv::Mat ColorTransfer::mapped(const cv::Mat& lab, double t) const {
     if (dims_ == 2) {
         const auto mapping = form_ == TransferForm::bonneel ? computeMapping2DBonneel : computeMapping2D;
         mapping(lab, lab, inputMeans, targetMeans, path.matrix, result);
-        return bgrWithChroma(lab, result);
+        return withChroma(lab, result);
     }
     computeMapping3D(lab, lab, inputMeans, targetMeans, path.matrix, result);
-    cv::cvtColor(result, result, cv::COLOR_Lab2BGR);
     return result;
 }
 
 cv::Mat ColorTransfer::apply(double t) const {
-    return mapped(lab_, t);
+    return bgrOf(mappedLab(lab_, t));
+}
+
+Transfer ColorTransfer::at(double t) const {
+    const ColorMap applied = map(t);
+    const cv::Mat lab = mappedLab(lab_, t);
+    const ClippedValues clipped = clippedValuesOfLab(lab);
+    return {bgrOf(lab), applied.matrix, applied.inputMean, applied.targetMean, clipped};
 }
 
 cv::Mat ColorTransfer::applyTo(const cv::Mat& photograph, double t) const {
-    return photograph.empty() ? cv::Mat() : mapped(labOf("photograph", photograph), t);
+    return photograph.empty() ? cv::Mat() : bgrOf(mappedLab(labOf("photograph", photograph), t));
 }
 
 Transfer transferColors(const cv::Mat& photograph, const cv::Mat& palette, const TransferOptions& options,
@@ -123,10 +134,9 @@ Transfer transferColors(const cv::Mat& photograph, const cv::Mat& palette, const
         ofStatistics.progress = [&watch](int done, int /*total*/) { return watch.progress(done, steps); };
     }
     const ColorTransfer transfer(photograph, palette, options, ofStatistics);
-    const ColorMap map = transfer.map(options.t);
-    const cv::Mat image = transfer.apply(options.t);
+    Transfer moved = transfer.at(options.t);
     watch.step(steps, steps);
-    return {image, map.matrix, map.inputMean, map.targetMean};
+    return moved;
 }
 
 }  // namespace likeness

@@ -2,7 +2,7 @@
 
 #include <likeness/transport/closed_form_map.hpp>
 #include "numerics/argument_check.hpp"
-#include "numerics/image_walk.hpp"
+#include "numerics/parallel.hpp"
 #include "transport/channel_statistics.hpp"
 #include "transport/color_gaussian.hpp"
 
@@ -61,17 +61,17 @@ struct AffineMap {
 template <int N, typename Map>
 void mapPixels(const cv::Mat& inputImg, cv::Mat& result, Map map) {
     const ImageWalk walk = walkOver(inputImg, result);
-    for (int i = 0; i < walk.rows; ++i) {
-        const float* x = inputImg.ptr<float>(i);
-        float* y = result.ptr<float>(i);
-        for (int j = 0; j < walk.cols; ++j, x += 3, y += N) {
+    numerics::forEachPiece(walk, numerics::pixelsInPiece, [&](int i, std::size_t first, std::size_t count) {
+        const float* x = inputImg.ptr<float>(i) + 3 * first;
+        float* y = result.ptr<float>(i) + N * first;
+        for (std::size_t j = 0; j < count; ++j, x += 3, y += N) {
             for (int k = 0; k < N; ++k) {
                 // Channel k decides, also where the chroma channels k + 1 are mapped: the definition has it so.
                 const float mapped = map(k, x);
                 y[k] = std::isnan(x[k]) ? std::numeric_limits<float>::quiet_NaN() : mapped;
             }
         }
-    }
+    });
 }
 
 int resultType(int dims) {

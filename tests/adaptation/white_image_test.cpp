@@ -81,6 +81,12 @@ TEST(LocalWhite, RefusesWhatItCannotSmooth) {
     const cv::Mat photograph = testing::randomImage({20, 20}, 3, 0, 1, 3);
     testing::expectPhotographChecked("photograph", photograph, [](const cv::Mat& image) { localWhite(image); });
     LocalWhiteOptions options;
+    options.filter = WhiteFilter::bilateral;
+    testing::expectPhotographChecked("photograph", photograph,
+                                     [&](const cv::Mat& image) { localWhite(image, options); });
+    const cv::Mat bright = photograph * 1e7;
+    EXPECT_NO_THROW(localWhite(bright));
+    testing::expectRefusal("photograph", "from -1e6 to 1e6", [&] { localWhite(bright, options); });
     for (const double sigma : {0.0, -1.0, 101.0, std::nan("")}) {
         options.sigma = sigma;
         testing::expectRefusal("sigma", "above 0", [&] { localWhite(photograph, options); });

@@ -151,10 +151,10 @@ TEST(StableHash, IsThePublishedOne) {
 }
 
 TEST(Shard, IsReadAsAWhole) {
-    EXPECT_EQ(shardOf("3/16").index, 3U);
-    EXPECT_EQ(shardOf("3/16").count, 16U);
+    EXPECT_EQ(parseShard("3/16").index, 3U);
+    EXPECT_EQ(parseShard("3/16").count, 16U);
     for (const char* const text : {"", "3", "0/4", "5/4", "1/4x", "a/4", "1/", "1/2000000", "-1/4", "1/4/5"}) {
-        EXPECT_THROW(shardOf(text), Refusal) << text;
+        EXPECT_THROW(parseShard(text), Refusal) << text;
     }
 }
 

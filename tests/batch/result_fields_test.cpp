@@ -92,9 +92,9 @@ TEST(ResultFields, OutOfTheirRangeAreRefusedInJsonLines) {
         EXPECT_EQ(whyNoResults("r.jsonl"), std::string("'r.jsonl', line 2: ") + wrong.what);
     }
     // Rounding may carry a coefficient above 1.
-    EXPECT_NO_THROW(recordOfJson(jsonWith(line, {"brightness", "1.00000012", ""})));
-    EXPECT_THROW(recordOfJson(replaced(line, "\"position\"", "\"Position\"")), NoRecord);
-    EXPECT_THROW(recordOfJson("[1]"), NoRecord);
+    EXPECT_NO_THROW(parseJsonRecord(jsonWith(line, {"brightness", "1.00000012", ""})));
+    EXPECT_THROW(parseJsonRecord(replaced(line, "\"position\"", "\"Position\"")), NoRecord);
+    EXPECT_THROW(parseJsonRecord("[1]"), NoRecord);
 }
 
 TEST(ResultFields, OutOfTheirRangeAreRefusedInCsv) {

@@ -278,7 +278,7 @@ TEST(JsonDepth, IsBounded) {
         return line.substr(0, line.size() - 2) + ",\"x\":" + std::string(brackets, '[') + std::string(brackets, ']') +
                "}\n";
     };
-    EXPECT_EQ(jsonLine(recordOfJson(nested(mostJsonDepth - 1))), nested(mostJsonDepth - 1));
+    EXPECT_EQ(jsonLine(parseJsonRecord(nested(mostJsonDepth - 1))), nested(mostJsonDepth - 1));
     for (const std::string& deep :
          {nested(mostJsonDepth), nested(200'000), "{\"schema\":" + std::string(200'000, '[') + '\n'}) {
         std::ofstream("r.jsonl", std::ios::binary) << line << deep;
@@ -349,7 +349,7 @@ TEST(ResultText, KeepsTheTypesOfJson) {
     const std::string line = jsonLine(made);
     EXPECT_NE(line.find("\"a\":[1,2.5,null],\"c\":\"12\"}"), std::string::npos) << line;
     EXPECT_EQ(line.find("\"b\""), std::string::npos);
-    EXPECT_EQ(jsonLine(recordOfJson(line)), line);
+    EXPECT_EQ(jsonLine(parseJsonRecord(line)), line);
     EXPECT_NE(line.find("\"brightness\":0.123456791,\"lightness\":1.0,\"chroma\":0.0,"), std::string::npos) << line;
 }
 

@@ -6,6 +6,7 @@
 
 #include <filesystem>
 #include <regex>
+#include <set>
 #include <sstream>
 
 namespace likeness::testing {
@@ -157,6 +158,51 @@ TEST(DocumentExamples, DarkroomManPage) {
         page.erase(at, 1);
     }
     expectDarkroomExamples("darkroom.1", page, 4);
+}
+
+/// What the first group of a pattern matches, at every place of a text.
+std::set<std::string> wordsIn(const std::string& text, const std::string& pattern) {
+    const std::regex expression(pattern);
+    std::set<std::string> words;
+    for (std::sregex_iterator match(text.begin(), text.end(), expression), end; match != end; ++match) {
+        words.insert((*match)[1]);
+    }
+    return words;
+}
+
+/// The part from one line to the next that begins with `end`.
+std::string partOf(const std::string& text, const std::string& begin, const std::string& end) {
+    const std::size_t first = text.find(begin);
+    EXPECT_NE(first, std::string::npos) << begin;
+    return first == std::string::npos ? std::string()
+                                      : text.substr(first, text.find(end, first + begin.size()) - first);
+}
+
+TEST(DarkroomPage, HasASectionForEverySubcommand) {
+    const ScratchDirectory folder;
+    const std::string help = run({LIKENESS_DARKROOM, "--help"}, folder.path()).out;
+    const std::set<std::string> subcommands = wordsIn(partOf(help, "Subcommands:\n", "\n\n"), "\n  ([a-z-]+) ");
+    EXPECT_GE(subcommands.size(), 20U);
+    EXPECT_EQ(wordsIn(contentOf(source + "/docs/darkroom.md"), "\n## ([a-z-]+)\n"), subcommands);
+}
+
+TEST(DarkroomPage, ReadmeNamesEverySubcommand) {
+    const ScratchDirectory folder;
+    const std::string readme = contentOf(source + "/README.md");
+    const std::set<std::string> own = {"completion", "manual"};  // of the program itself, found in its help
+    const std::string help = run({LIKENESS_DARKROOM, "--help"}, folder.path()).out;
+    for (const std::string& name : wordsIn(partOf(help, "Subcommands:\n", "\n\n"), "\n  ([a-z-]+) ")) {
+        EXPECT_TRUE(own.count(name) == 1 || std::regex_search(readme, std::regex("`" + name + "[ `]"))) << name;
+    }
+}
+
+TEST(DarkroomPage, HasARowForEveryColorSpace) {
+    const ScratchDirectory folder;
+    const std::string help = run({LIKENESS_DARKROOM, "convert", "--help"}, folder.path()).out;
+    const std::set<std::string> choices = wordsIn(partOf(help, "--to {", "}") + ',', "([a-z0-9-]+),");
+    EXPECT_GE(choices.size(), 7U);
+    const std::string section = partOf(contentOf(source + "/docs/darkroom.md"), "\n## convert\n", "\n## ");
+    EXPECT_EQ(wordsIn(section, "\n\\| `([a-z0-9-]+)` \\|"), choices);
 }
 #endif
 

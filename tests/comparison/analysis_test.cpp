@@ -10,6 +10,7 @@
 #include <cmath>
 #include <string>
 #include <thread>
+#include <utility>
 #include <vector>
 
 namespace likeness {
@@ -169,6 +170,29 @@ TEST(Comparer, ReportsItsSteps) {
     EXPECT_EQ(testing::expectSteps([&](const Watch& watch) { comparer.compare(small, small, watch); }), 2);
     EXPECT_EQ(testing::expectSteps([&](const Watch& watch) { comparer.compare(large, large, watch); }), 2);
     expectEqual(comparer.compare(small, large), comparePhotographs(small, large));
+}
+
+TEST(Comparer, AnalyzesAPairAsOneAfterTheOther) {
+    Comparer comparer;
+    const cv::Mat small = testing::randomPhotograph({20, 20}, 1);
+    const cv::Mat large = testing::randomPhotograph({400, 260}, 2);
+    const cv::Mat floats = testing::randomImage({400, 260}, 3, 0, 1, 3);
+    for (const auto& [first, second] : {std::pair(small, large), std::pair(large, floats), std::pair(floats, small)}) {
+        for (const AnalysisOptions& options : {AnalysisOptions(), withMaps()}) {
+            const auto pair = comparer.analyzePair(first, second, options);
+            expectEqual(pair.first.distributions(), analyze(first).distributions());
+            expectEqual(pair.second.distributions(), analyze(second).distributions());
+            EXPECT_EQ(pair.first.size(), first.size());
+            EXPECT_EQ(pair.second.size(), second.size());
+            EXPECT_EQ(pair.first.hasMaps(), options.maps);
+            if (options.maps) {
+                EXPECT_MAT_EQUAL(pair.first.map(&AppearanceMaps::chroma), appearanceMaps(first).chroma);
+                EXPECT_MAT_EQUAL(pair.second.map(&AppearanceMaps::chroma), appearanceMaps(second).chroma);
+            }
+        }
+    }
+    EXPECT_EQ(testing::expectSteps([&](const Watch& watch) { comparer.analyzePair(large, large, withMaps(), watch); }),
+              2);
 }
 
 TEST(Comparer, GoesOnAfterARefusal) {

@@ -87,7 +87,14 @@ TEST(RecoverCameraResponse, IsTheGivenOneOfEveryDepth) {
     const cv::Mat expected = recoverResponse(pair(CV_8U), twoTimes);
     EXPECT_MAT_EQUAL(recoverCameraResponse(pair(CV_32F), twoTimes), expected);
     const std::vector<cv::Mat> bytes = pair(CV_8U);
-    EXPECT_MAT_EQUAL(recoverCameraResponse(bytes, twoTimes), expected);
+    int heard = 0;
+    Watch watch;
+    watch.progress = [&heard](int done, int total) {
+        EXPECT_EQ(total, 1);
+        return done == ++heard;
+    };
+    EXPECT_MAT_EQUAL(recoverCameraResponse(bytes, twoTimes, watch), expected);
+    EXPECT_EQ(heard, 1);
     expectSame(bytes, pair(CV_8U));
 }
 

@@ -6,6 +6,7 @@
 #include <likeness/color/unit_image.hpp>
 #include <likeness/exposure/brightness_increase.hpp>
 #include "support/quiet_call.hpp"
+#include "support/scratch_directory.hpp"
 #include "support/test_images.hpp"
 
 #include <gtest/gtest.h>
@@ -73,6 +74,40 @@ TEST(Brighten, IsTheGivenOneOfEveryPassAndDepth) {
                 expected[static_cast<std::size_t>(pass - 1)]);
         }
     }
+}
+
+TEST(Brighten, HandsOverOnePictureAtATime) {
+    const std::vector<cv::Mat> expected = literal(photograph(), 11.4F);
+    std::vector<cv::Mat> taken;
+    brightenInPasses(photograph(), with(11.4), [&](int pass, const cv::Mat& picture) {
+        taken.push_back(picture.clone());
+        EXPECT_EQ(pass, static_cast<int>(taken.size()));
+    });
+    expectEqual(taken, expected);
+    int calls = 0;
+    const auto fail = [&calls](int, const cv::Mat&) {
+        ++calls;
+        throw std::runtime_error("the disk is full");
+    };
+    EXPECT_THROW(brightenInPasses(photograph(), with(11.4), fail), std::runtime_error);
+    EXPECT_EQ(calls, 1);
+    brightenInPasses(cv::Mat(), with(11.4), fail);
+}
+
+TEST(Brighten, OnePassCostsOnePass) {
+    const testing::ScratchDirectory directory;  // for the dumps
+    const auto passesOf = [](auto call) {
+        const std::string printed = testing::printedBy(call);
+        int passes = 0;
+        for (std::size_t at = 0; (at = printed.find("Already out !\n", at)) != std::string::npos; ++at) {
+            ++passes;
+        }
+        return passes;
+    };
+    Watch watch;
+    watch.diagnostics = &workingDirectory();
+    EXPECT_EQ(passesOf([&] { brighten(photograph(), with(11.4, 4), watch); }), 1);
+    EXPECT_EQ(passesOf([&] { brightenInPasses(photograph(), with(11.4), watch); }), 6);
 }
 
 TEST(Brighten, ASmallerFactorIsBrighter) {

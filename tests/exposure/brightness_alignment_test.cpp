@@ -255,6 +255,35 @@ TEST(MatchLightness, RefusesWhatItCannotDo) {
     testing::expectRefusal("photograph", "one lightness", [&] { matchLightness(image(cv::Rect(0, 0, 1, 1)), image); });
 }
 
+TEST(MatchLightness, SaysWhichHasNoSpread) {
+    const cv::Mat image = testing::randomImage({9, 8}, 3, 0, 1, 12);
+    const cv::Mat even(9, 8, CV_8UC3, cv::Scalar(40, 90, 10));
+    for (const bool ofReference : {false, true}) {
+        try {
+            matchLightness(ofReference ? image : even, ofReference ? even : image);
+            ADD_FAILURE() << "not refused";
+        } catch (const OneLightness& error) {
+            EXPECT_EQ(error.ofReference(), ofReference);
+        }
+    }
+}
+
+TEST(MatchLightness, CountsWhatIsClipped) {
+    const cv::Mat image = testing::randomImage({9, 8}, 3, 0.2F, 0.8F, 14);
+    EXPECT_EQ(matchLightness(image, image).clipped.pixels, 0);
+    cv::Mat steep(9, 8, CV_32FC3, cv::Scalar::all(0));
+    steep.rowRange(0, 5).setTo(cv::Scalar::all(1));
+    const LightnessMatch match = matchLightness(image, steep);
+    cv::Mat lab;
+    cv::cvtColor(image, lab, cv::COLOR_BGR2Lab);
+    remapLightness(lab, match.own, match.wanted);
+    const ClippedValues expected = clippedValuesOfLab(lab);
+    EXPECT_GT(match.clipped.pixels, 10);
+    EXPECT_EQ(match.clipped.pixels, expected.pixels);
+    EXPECT_EQ(match.clipped.below, expected.below);
+    EXPECT_EQ(match.clipped.above, expected.above);
+}
+
 TEST(MatchLightness, ItsCallerHearsOfItAndEndsIt) {
     const cv::Mat image = testing::randomImage({9, 8}, 3, 0, 1, 13);
     EXPECT_EQ(testing::expectSteps([&](const Watch& watch) { matchLightness(image, image, watch); }), 4);

@@ -9,6 +9,7 @@
 #include <gtest/gtest.h>
 #include <opencv2/imgcodecs.hpp>
 
+#include <array>
 #include <atomic>
 #include <fstream>
 #include <set>
@@ -321,6 +322,34 @@ TEST_F(ExposureStack, ReturnsWhatTheFullVersionWrites) {
     }
     EXPECT_EQ(stack.response.size(), cv::Size(1, 256));
     expectMergedFiles(stack, given.traces.files);
+}
+
+TEST_F(ExposureStack, HandsOverEveryRoundAndKeepsWhatIsWanted) {
+    const StackRun given = runLibrary(createBrightnessExposures, smallPair(), 2, "out");
+    const FlashPair pair = smallPair();
+    StackOptions options = stackOptions(StackVersion::full, 2);
+    options.exposures = false;
+    std::array<std::array<std::string, 6>, 2> taken;  // a place for each, as the threads of the team write them
+    options.takeTinted = [&taken](int round, int exposure, const cv::Mat& picture) {
+        taken.at(static_cast<std::size_t>(round)).at(static_cast<std::size_t>(exposure)) = jpegOfUnit(picture);
+    };
+    const auto stack = exposureStack(pair.flash, pair.nonFlash, options);
+    EXPECT_TRUE(stack.exposures.empty());
+    EXPECT_TRUE(stack.tinted.empty());
+    for (std::size_t round = 0; round < 2; ++round) {
+        for (std::size_t i = 0; i < 6; ++i) {
+            EXPECT_TRUE(taken[round][i] ==
+                        given.traces.files.at("out" + std::to_string(round) + "_0" + std::to_string(i) + "_final.jpg"))
+                << round << ' ' << i;
+        }
+    }
+    expectMergedFiles(stack, given.traces.files);
+    options.takeTinted = [](int, int exposure, const cv::Mat&) {
+        if (exposure == 3) {
+            throw std::out_of_range("the caller's own");
+        }
+    };
+    EXPECT_THROW(exposureStack(pair.flash, pair.nonFlash, options), std::out_of_range);
 }
 
 TEST_F(ExposureStack, ReturnsWhatTheSecondVersionWrites) {

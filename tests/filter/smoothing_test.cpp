@@ -43,6 +43,20 @@ cv::Mat literal(const cv::Mat& image, const cv::Mat& guide, const SmoothOptions&
     }
 }
 
+TEST(IsGray, OfThreeEqualChannelsEverywhere) {
+    EXPECT_TRUE(isGray(cv::Mat()));
+    for (const int type : {CV_8UC3, CV_16UC3, CV_32FC3, CV_64FC3}) {
+        cv::Mat image(3, 4, type, cv::Scalar::all(1));
+        EXPECT_TRUE(isGray(image));
+        cv::Mat last = image(cv::Rect(3, 2, 1, 1));
+        last.setTo(cv::Scalar(1, 1, 0));
+        EXPECT_FALSE(isGray(image));
+        EXPECT_TRUE(isGray(image.colRange(0, 3)));
+    }
+    EXPECT_FALSE(isGray(testing::withNaN(cv::Mat(3, 4, CV_32FC3, cv::Scalar::all(0.5)))));
+    expectRefusal("photograph", "not CV_8UC1", [] { isGray(cv::Mat(2, 2, CV_8UC1)); });
+}
+
 TEST(Smooth, IsTheFilterOfEveryVariantAndDepth) {
     const cv::Mat guide = testing::randomImage({37, 29}, 3, 0, 1, 5);
     const cv::Mat unit = testing::randomImage({37, 29}, 3, 0, 1, 4);

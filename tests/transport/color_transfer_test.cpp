@@ -171,6 +171,35 @@ TEST(ColorTransfer, FramesOfTheWay) {
     EXPECT_MAT_NEAR(transfer.applyTo(other), bgrOf(moved), {.absolute = 1e-4});
 }
 
+TEST(ColorTransfer, TellsItsMapAndWhatIsClipped) {
+    for (const TransferChannels channels : {chroma, TransferChannels::all}) {
+        const ColorTransfer transfer(photograph(), palette(), options(1, channels));
+        for (const double t : {0.0, 0.6, 1.0}) {
+            const Transfer place = transfer.at(t);
+            EXPECT_MAT_EQUAL(place.image, transfer.apply(t));
+            const ColorMap map = transfer.map(t);
+            EXPECT_EQ(place.map, map.matrix);
+            EXPECT_EQ(place.inputMean, map.inputMean);
+            EXPECT_EQ(place.targetMean, map.targetMean);
+            cv::Mat moved = labOf(photograph());
+            for (cv::Vec3f& color : cv::Mat_<cv::Vec3f>(moved)) {
+                color = map.matrix * (color - map.inputMean) + map.targetMean;
+            }
+            const ClippedValues expected = clippedValuesOfLab(moved);
+            // Sums in another order may take a color over the rim; the photograph has 3000 pixels.
+            EXPECT_NEAR(static_cast<double>(place.clipped.pixels), static_cast<double>(expected.pixels), 3);
+            EXPECT_NEAR(static_cast<double>(place.clipped.below), static_cast<double>(expected.below), 3);
+            EXPECT_NEAR(static_cast<double>(place.clipped.above), static_cast<double>(expected.above), 3);
+        }
+        EXPECT_EQ(transfer.at(1).clipped.pixels,
+                  transferColors(photograph(), palette(), options(1, channels)).clipped.pixels);
+    }
+    cv::Mat vivid(4, 4, CV_32FC3, cv::Scalar(0, 0, 1));
+    vivid.rowRange(2, 4).setTo(cv::Scalar(1, 0, 0));
+    EXPECT_GT(transferColors(photograph(), vivid).clipped.pixels, 100);
+    EXPECT_THROW(ColorTransfer(photograph(), palette()).at(1.5), std::invalid_argument);
+}
+
 TEST(ColorTransfer, OutlivesItsPhotographs) {
     cv::Mat input = toUnit(photograph()).clone();
     cv::Mat target = toUnit(palette()).clone();

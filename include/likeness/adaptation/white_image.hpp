@@ -42,7 +42,7 @@ struct LocalWhiteOptions {
 
 /// White of each pixel: the photograph, smoothed.
 ///
-/// @param photograph  any depth that `toUnit` takes, of values from -1e6 to 1e6; not modified
+/// @param photograph  any depth that `toUnit` takes, finite, for `bilateral` from -1e6 to 1e6; not modified
 /// @param watch       its receiver gets the eight images of `guidedFilter`; one step
 /// @return            CV_32FC3 of its size, channels in its order; empty of an empty photograph. A view into a larger
 ///                    image is smoothed as if it were a whole one.

@@ -10,6 +10,7 @@
 #include <opencv2/core.hpp>
 
 #include <memory>
+#include <utility>
 
 namespace likeness {
 
@@ -88,8 +89,13 @@ public:
     /// `likeness::analyze`.
     Analysis analyze(const cv::Mat& photograph, const AnalysisOptions& options = {}, const Watch& watch = {});
 
-    /// The five coefficients of two photographs, the same bits as `comparePhotographs`. Large ones are analysed at the
-    /// same time, on two threads, where no dumps are wanted.
+    /// Analyses two photographs, with the same results as one after the other. Large ones are analysed at the same
+    /// time, on two threads, where no dumps are wanted; otherwise the dumps of the second replace those of the first.
+    /// @param watch  two steps
+    std::pair<Analysis, Analysis> analyzePair(const cv::Mat& first, const cv::Mat& second,
+                                              const AnalysisOptions& options = {}, const Watch& watch = {});
+
+    /// The five coefficients of two photographs, the same bits as `comparePhotographs`, by way of `analyzePair`.
     /// @param watch  two steps
     LikenessCoefficients compare(const cv::Mat& first, const cv::Mat& second, const Watch& watch = {});
 

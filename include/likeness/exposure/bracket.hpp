@@ -34,9 +34,13 @@ LIKENESS_API cv::Mat fuseExposures(const std::vector<cv::Mat>& exposures, const 
 
 /// Recovers the response of the camera: `recoverResponse`, with its arguments checked.
 /// @param times  exposure times in seconds, one for each exposure, all different; normal numbers above 0
+/// @param watch  is told of the response; its receiver gets it as "Rreal.txt", "Greal.txt", "Breal.txt" and
+///               "valuesReal.txt", and printed
 /// @return       256 x 1, CV_32FC3, B, G, R: the exposure that each byte value stands for; up to a factor
 /// @throws std::invalid_argument  also for fewer than two exposures, and where their size `hasResponseGrid` not
-LIKENESS_API cv::Mat recoverCameraResponse(const std::vector<cv::Mat>& exposures, const std::vector<float>& times);
+/// @throws Cancelled  when the caller ends it
+LIKENESS_API cv::Mat recoverCameraResponse(const std::vector<cv::Mat>& exposures, const std::vector<float>& times,
+                                           const Watch& watch = {});
 
 /// Merges exposures into a radiance map with the image library's `MergeDebevec`.
 /// @param times     exposure times in seconds, one for each exposure; normal numbers above 0
@@ -73,7 +77,7 @@ struct Bracket {
 
 /// Everything at once. With the default options the floats are those that `mergeAndFuse` writes into its files.
 /// @param watch   is told of the response, the radiance map, the tone mapping and the fusion; its receiver gets the
-///                response as "Rreal.txt", "Greal.txt", "Breal.txt" and "valuesReal.txt"
+///                response as that of `recoverCameraResponse` does, and nothing of the pictures
 /// @return        all empty where there are no exposures
 /// @throws std::invalid_argument  as `recoverCameraResponse`, and for the options
 /// @throws Cancelled  when the caller ends it

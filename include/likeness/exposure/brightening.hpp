@@ -7,6 +7,7 @@
 
 #include <opencv2/core.hpp>
 
+#include <functional>
 #include <vector>
 
 namespace likeness {
@@ -34,8 +35,16 @@ LIKENESS_API cv::Mat brighten(const cv::Mat& photograph, const BrightenOptions& 
 
 /// All `brightnessPasses` pictures from the one analysis of the photograph, in the order of the passes;
 /// `options.pass` is not read. None of an empty photograph. The rest is as for `brighten`; `watch` is told of the
-/// change of brightness and of the way back of each picture.
+/// analysis and of each picture.
 LIKENESS_API std::vector<cv::Mat> brightenInPasses(const cv::Mat& photograph, const BrightenOptions& options = {},
                                                    const Watch& watch = {});
+
+/// The same pictures one at a time, so that no more than one is kept.
+///
+/// @param take  is given the number of each pass, 1 to `brightnessPasses`, and its picture, CV_32FC3, which lasts as
+///              long as the call; what it throws ends the operation
+LIKENESS_API void brightenInPasses(const cv::Mat& photograph, const BrightenOptions& options,
+                                   const std::function<void(int pass, const cv::Mat& picture)>& take,
+                                   const Watch& watch = {});
 
 }  // namespace likeness

@@ -2,11 +2,15 @@
 /// Matching the lightness of one photograph to another's, and the statistics for it. NaN values do not count in them.
 #pragma once
 
+#include <likeness/color/clipped_values.hpp>
 #include <likeness/diagnostics/diagnostics.hpp>
 #include <likeness/diagnostics/watch.hpp>
 #include <likeness/export.hpp>
 
 #include <opencv2/core.hpp>
+
+#include <stdexcept>
+#include <string>
 
 namespace likeness {
 
@@ -58,6 +62,22 @@ struct LightnessMatch {
     LightnessStatistics own{};      ///< of the photograph as it was
     LightnessStatistics wanted{};   ///< of the reference
     LightnessStatistics reached{};  ///< of `image`: not `wanted` where colours lie outside sRGB
+    ClippedValues clipped;  ///< what `image` cannot hold of the colours with their new L* (`clippedValuesOfLab`)
+};
+
+/// Thrown where a photograph has one lightness throughout: there is no spread to match.
+class LIKENESS_API OneLightness : public std::invalid_argument {
+public:
+    /// @param argument  "photograph" or "reference"
+    explicit OneLightness(const std::string& argument)
+        : std::invalid_argument(argument + ": it has one lightness throughout: there is no spread to match"),
+          ofReference_(argument == "reference") {}
+
+    /// Whether it is the reference; else the photograph.
+    bool ofReference() const noexcept { return ofReference_; }
+
+private:
+    bool ofReference_;
 };
 
 /// Gives a photograph the mean and the standard deviation of the reference's CIE L*, as `alterNonFlashBrightness` does;
@@ -68,8 +88,8 @@ struct LightnessMatch {
 ///                `alterNonFlashBrightness`
 /// @return        the same bits as `alterNonFlashBrightness` with a reference that is no smaller; an empty image of an
 ///                empty photograph
-/// @throws std::invalid_argument  for another type, an empty reference, NaN and values outside -1e6..1e6, and where one
-///                of the two has one lightness throughout: there is no spread to match
+/// @throws std::invalid_argument  for another type, an empty reference, NaN and values outside -1e6..1e6
+/// @throws OneLightness  where one of the two has one lightness throughout
 /// @throws Cancelled  when the caller ends it
 LIKENESS_API LightnessMatch matchLightness(const cv::Mat& photograph, const cv::Mat& reference,
                                            const Watch& watch = {});

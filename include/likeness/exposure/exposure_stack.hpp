@@ -25,6 +25,7 @@
 
 #include <opencv2/core.hpp>
 
+#include <functional>
 #include <string>
 #include <vector>
 
@@ -97,6 +98,12 @@ struct StackOptions {
     /// brightens, above 10 darkens. Not read by `tintOnly`.
     double brightness = 11.5;
     int iterations = 1;  ///< rounds of tinting, 0 to 100; of `tintOnly` at least 1
+    /// Whether `ExposureStack::exposures` are wanted: six float images, which nothing else needs for as long.
+    bool exposures = true;
+    /// Of `full`: is given the flash photograph tinted to an exposure, 0 to 5, after each round, 0, 1, ...; CV_32FC3 as
+    /// in `ExposureStack::tinted`, which stays empty. It lasts as long as the call. Called from the threads of the team,
+    /// at one time for different exposures only; what it throws ends the operation.
+    std::function<void(int round, int exposure, const cv::Mat& picture)> takeTinted;
 };
 
 /// What a version makes, CV_32FC3 in B, G, R on the scale 0..1, not clamped; what it does not make is empty.
@@ -118,7 +125,8 @@ struct ExposureStack {
 /// @param watch   is told of the smoothing, the change of brightness, each exposure, each round of tinting (of `full`
 ///                for each exposure), the response, the radiance map, the tone mapping and the fusion, as far as the
 ///                version has them; from the threads of the team, one at a time. Its receiver gets the files of fixed
-///                names and the messages of the given operation, with an empty prefix.
+///                names and the messages of the given operation, with an empty prefix; but not the line of the results'
+///                names.
 /// @return        all empty of an empty `flash`
 /// @throws std::invalid_argument  for another type, other sizes, NaN and values outside -1e6..1e6, an option out of its
 ///                range, and where exposures are made of photographs whose size `hasResponseGrid` not

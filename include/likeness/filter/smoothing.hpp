@@ -35,6 +35,12 @@ struct SmoothOptions {
     SmoothingVariant variant = SmoothingVariant::gray;  ///< what guides
 };
 
+/// Whether the three channels of a photograph are equal in every pixel: no guide for `color` and `transport`.
+///
+/// @param photograph  any depth that `toUnit` takes; not modified. An empty one is grey; NaN is not
+/// @throws std::invalid_argument  if the photograph is of another type
+LIKENESS_API bool isGray(const cv::Mat& photograph);
+
 /// Smooths a photograph with the guided filter (`filter/guidedfilter.hpp`).
 ///
 /// @param photograph  rows x cols, any depth that `toUnit` takes, B, G, R; not modified

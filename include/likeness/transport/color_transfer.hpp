@@ -7,6 +7,7 @@
 /// of colours outside sRGB is left to the image library's conversion back.
 #pragma once
 
+#include <likeness/color/clipped_values.hpp>
 #include <likeness/diagnostics/watch.hpp>
 #include <likeness/export.hpp>
 
@@ -48,6 +49,7 @@ struct Transfer {
     cv::Matx33f map = cv::Matx33f::eye();  ///< `ColorMap::matrix`
     cv::Vec3f inputMean;                   ///< `ColorMap::inputMean`
     cv::Vec3f targetMean;                  ///< `ColorMap::targetMean`
+    ClippedValues clipped;                 ///< what `image` cannot hold of the map's colours (`clippedValuesOfLab`)
 };
 
 /// Everything that the pictures on the way from a photograph to a palette have in common. Copying it is cheap; one
@@ -68,6 +70,10 @@ public:
     /// @throws std::invalid_argument  for another t
     cv::Mat apply(double t = 1) const;
 
+    /// The same with the map of that place and what was clipped.
+    /// @throws std::invalid_argument  for another t
+    Transfer at(double t = 1) const;
+
     /// Another photograph, such as the next of a film, under the same map; empty of an empty one.
     cv::Mat applyTo(const cv::Mat& photograph, double t = 1) const;
 
@@ -82,7 +88,7 @@ private:
     };
 
     Path pathTo(double t) const;
-    cv::Mat mapped(const cv::Mat& lab, double t) const;
+    cv::Mat mappedLab(const cv::Mat& lab, double t) const;
 
     TransferForm form_;
     int dims_;

@@ -142,6 +142,9 @@ TEST_F(DarkroomWhite, Refuses) {
     holed.at<cv::Vec3f>(2, 2)[1] = std::numeric_limits<float>::quiet_NaN();
     const std::string nan = save("nan.tif", holed);
     expectRefused({"white", nan, "-o", "w.png"}, "'" + nan + "' has values that are not finite");
+    const std::string far = save("far.tif", cv::Mat(5, 5, CV_32FC3, cv::Scalar::all(2e6)));
+    expectRefused({"white", far, "-o", "w.tif", "--bilateral", "0.1", "--diameter", "5"},
+                  "'" + far + "' holds values that are no numbers or outside -1000000 to 1000000");
 }
 
 }  // namespace

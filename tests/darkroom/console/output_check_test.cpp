@@ -12,6 +12,7 @@
 
 #include <filesystem>
 #include <fstream>
+#include <functional>
 #include <map>
 #include <set>
 
@@ -21,6 +22,7 @@ namespace {
 namespace fs = std::filesystem;
 
 using darkroom::checkFolder;
+using darkroom::checkReadFolder;
 using darkroom::CommonOptions;
 using darkroom::OutputPlan;
 using darkroom::Session;
@@ -109,6 +111,38 @@ TEST(OutputPlan, WhatIsReadLaterIsNotReplacedEither) {
         EXPECT_STREQ(refusal.what(),
                      "--output: 'page.html' would replace the input 'photograph.png'; choose another name");
     }
+}
+
+std::string whatIsRefused(const std::function<void()>& check) {
+    try {
+        check();
+    } catch (const Refusal& refusal) {
+        return refusal.what();
+    }
+    return "";
+}
+
+TEST(OutputPlan, PagesHaveNamesOfPages) {
+    const ScratchDirectory directory;
+    const Session session("test", CommonOptions{});
+    OutputPlan plan(session, {});
+    for (const std::string name : {"a.html", "b.htm"}) {
+        EXPECT_EQ(whatIsRefused([&] { plan.page("--report", name); }), "");
+    }
+    for (const std::string name : {"c.png", "d", ".html"}) {
+        EXPECT_EQ(whatIsRefused([&] { plan.page("--report", name); }),
+                  "--report: '" + name + "' has none of the extensions .html, .htm");
+    }
+    EXPECT_NE(whatIsRefused([&] { plan.page("--output", "a.html"); }), "") << "another result";
+}
+
+TEST(CheckReadFolder, TakesFoldersThatCannotBeWrittenToo) {
+    const ScratchDirectory directory;
+    std::ofstream("file") << "there";
+    EXPECT_EQ(whatIsRefused([] { checkReadFolder("--root", ""); }), "") << "not given";
+    EXPECT_EQ(whatIsRefused([] { checkReadFolder("--root", "/proc/self"); }), "");
+    EXPECT_EQ(whatIsRefused([] { checkReadFolder("--root", "file"); }), "--root: 'file' is not a folder");
+    EXPECT_EQ(whatIsRefused([] { checkReadFolder("--root", "none"); }), "--root: 'none' does not exist");
 }
 
 TEST(CheckFolder, FoldersMustBeThere) {

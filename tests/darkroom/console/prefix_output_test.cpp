@@ -3,8 +3,10 @@
 #include "files/refusal.hpp"
 #include "support/process.hpp"
 #include "support/scratch_directory.hpp"
+#include "support/test_images.hpp"
 
 #include <gtest/gtest.h>
+#include <opencv2/imgcodecs.hpp>
 
 #include <sys/wait.h>
 #include <unistd.h>
@@ -103,13 +105,41 @@ TEST(StagedResults, AnIgnoredSignalStaysIgnored) {
     EXPECT_EQ(std::signal(SIGHUP, before), SIG_IGN);
 }
 
-TEST(StagedResults, MessagesNameTheUsersStem) {
+TEST(StagedResults, PicturesAreTheFilesOfTheMerging) {
     const ScratchDirectory directory;
+    const Session session("fuse", {"", true, false});
+    const std::string prefix = directory.path() / "run";
+    const cv::Mat radiance = testing::randomImage({9, 8}, 3, 0, 50, 1);
+    const cv::Mat toneMapped = testing::randomImage({9, 8}, 3, -0.2F, 1.2F, 2);
+    const cv::Mat fused = testing::randomImage({9, 8}, 3, 0, 1, 3);
+    {
+        const StagedResults staged(prefix);
+        staged.writeMerged(radiance, toneMapped, fused);
+        EXPECT_EQ(entriesOf(directory.path()), 1U) << "the folder alone";
+        staged.publish(session, mergedResults());
+    }
+    const auto encoded = [](const std::string& extension, const cv::Mat& image) {
+        std::vector<uchar> file;
+        cv::imencode(extension, image, file);
+        return std::string(file.begin(), file.end());
+    };
+    EXPECT_TRUE(contentOf(prefix + ".hdr") == encoded(".hdr", radiance));
+    EXPECT_TRUE(contentOf(prefix + ".jpg") == encoded(".jpg", toneMapped * 255));
+    EXPECT_TRUE(contentOf(prefix + "fusion.jpg") == encoded(".jpg", fused * 255));
+}
+
+TEST(StagedResults, APictureThatCannotBeWrittenIsMissing) {
+    const ScratchDirectory directory;
+    const Session session("fuse", {"", true, false});
     const std::string prefix = directory.path() / "run";
     const StagedResults staged(prefix);
-    const std::string stem = staged.stagedPrefix();
-    EXPECT_EQ(staged.withUsersPrefix(stem + ".hdr " + stem + ".jpg\n"), prefix + ".hdr " + prefix + ".jpg\n");
-    EXPECT_EQ(staged.withUsersPrefix("here\n"), "here\n");
+    staged.write("none/a.jpg", cv::Mat(4, 4, CV_8UC3, cv::Scalar::all(9)));
+    try {
+        staged.publish(session, {{"none/a.jpg", "picture"}});
+        ADD_FAILURE() << "not refused";
+    } catch (const Refusal& refusal) {
+        EXPECT_EQ(refusal.what(), "cannot write '" + prefix + "none/a.jpg'");
+    }
 }
 
 TEST(StagedResults, RefuseAFolderThatIsNotThere) {

@@ -1,6 +1,7 @@
 // What is said on standard error, and the progress on a terminal.
 #include "console/session.hpp"
 
+#include "console/operation_watch.hpp"
 #include "console/progress.hpp"
 #include "darkroom/darkroom_program.hpp"
 #include "files/refusal.hpp"
@@ -179,6 +180,23 @@ TEST_F(ProgressTest, IsDrawnAnewWithEveryStepAndErasedAtTheEnd) {
     const std::string end = shown();
     ASSERT_GE(end.size(), erased.size());
     EXPECT_EQ(end.substr(end.size() - erased.size()), erased);
+}
+
+TEST_F(ProgressTest, FollowsTheStepsOfAnOperation) {
+    const Session session("adapt", CommonOptions{});
+    ASSERT_TRUE(session.showsProgress());
+    Progress progress(session, "adapting", 1, {0ms, 1ms});
+    const Watch watch = darkroom::watchOf(session, progress);
+    EXPECT_EQ(watch.diagnostics, &session.diagnostics());
+    watch.step(1, 3);
+    std::string awaited = "adapting [##########....................] 1/3 ";
+    std::string seen = shownUntil(awaited);
+    EXPECT_NE(seen.find(awaited), std::string::npos) << seen;
+    watch.step(5, 5);
+    awaited = "adapting [##############################] 5/5 ";
+    seen = shownUntil(awaited);
+    EXPECT_NE(seen.find(awaited), std::string::npos) << seen;
+    EXPECT_FALSE(darkroom::watchOf(session).progress);
 }
 
 TEST_F(ProgressTest, ShortWorkAndQuietShowNothing) {

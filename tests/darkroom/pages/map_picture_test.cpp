@@ -172,11 +172,12 @@ TEST(MapStatistics, OfNothingAreNoNumbers) {
         EXPECT_EQ(statistics.count, 0);
         EXPECT_EQ(statistics.nanCount, static_cast<std::int64_t>(map.total()));
         EXPECT_TRUE(std::isnan(statistics.minimum) && std::isnan(statistics.mean) && std::isnan(statistics.maximum));
-        EXPECT_TRUE(std::isnan(statistics.percentiles[3]));
+        EXPECT_TRUE(std::isnan(statistics.percentile(50)));
         EXPECT_TRUE(std::isnan(statisticsOfDegrees(map).mean));
     }
     const MapStatistics infinite = statisticsOf(row({infinity, infinity, 1}));
-    EXPECT_EQ(infinite.percentiles[6], infinity);
+    EXPECT_EQ(infinite.percentile(99), infinity);
+    EXPECT_THROW(static_cast<void>(infinite.percentile(98)), std::out_of_range);
     EXPECT_EQ(infinite.minimum, 1);
 }
 

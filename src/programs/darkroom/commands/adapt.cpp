@@ -1,13 +1,9 @@
 // darkroom adapt: a photograph as if it had been seen under another light.
-#include <likeness/adaptation/d65_adaptation.hpp>
-#include <likeness/adaptation/global_adaptation.hpp>
-#include <likeness/adaptation/local_adaptation.hpp>
-#include <likeness/adaptation/white_image.hpp>
-#include <likeness/color/bgr_xyz.hpp>
+#include <likeness/adaptation/photograph_adaptation.hpp>
 #include <likeness/color/clipped_values.hpp>
-#include <likeness/color/sharpened_rgb.hpp>
 #include <likeness/color/white_point.hpp>
 #include "console/image_output_options.hpp"
+#include "console/operation_watch.hpp"
 #include "console/option_checks.hpp"
 #include "console/progress.hpp"
 #include "console/subcommands.hpp"
@@ -16,7 +12,6 @@
 #include "photofile/image_input.hpp"
 #include "photofile/image_output.hpp"
 
-#include <limits>
 #include <memory>
 
 namespace likeness::darkroom {
@@ -35,64 +30,24 @@ struct Options {
     ImageOutput output;
 };
 
-/// The sharpened white of each pixel of a picture, which is given in B, G, R and in X, Y, Z.
-cv::Mat sourceWhite(const cv::Mat& bgr, cv::Mat& xyz, const std::string& kind, const Diagnostics& diagnostics) {
-    cv::Mat white;
-    if (kind == "gray-world") {
-        cv::Mat triple(1, 1, CV_32FC3);
-        cv::Mat estimate(1, 1, CV_32FC3, cv::Scalar::all(std::numeric_limits<double>::quiet_NaN()));
-        cv::Mat noMask;
-        computeWhitePointFromGrayWorld(bgr, triple, estimate, noMask, diagnostics);
-        convertBGRToXYZDirect(triple, triple);
-        convertXYZtoSharpenedBGR(triple, triple);
-        const auto& value = triple.at<cv::Vec3f>(0, 0);
-        return {bgr.size(), CV_32FC3, cv::Scalar(value[0], value[1], value[2])};
-    }
-    if (kind == "smoothed") {
-        constexpr int radius = 16;
-        computeWhiteImg(xyz, white, radius, diagnostics);
-    } else {
-        white = xyz.clone();
-    }
-    convertXYZtoSharpenedBGR(white, white);
-    return white;
+White whiteOf(const Session& session, const cv::Mat& photograph) {
+    return grayWorldWhite(photograph, nullptr, watchOf(session)).white;
 }
 
-void adaptToD65(cv::Mat& bgr, const std::string& whiteKind, const Diagnostics& diagnostics) {
-    cv::Mat xyz(bgr.size(), CV_32FC3);
-    convertBGRToXYZDirect(bgr, xyz);
-    cv::Mat white = sourceWhite(bgr, xyz, whiteKind, diagnostics);
-    cv::Mat sharpened(bgr.size(), CV_32FC3);
-    convertXYZtoSharpenedBGR(xyz, sharpened);
-    iCAMCATByD65(sharpened, white, xyz);
-    convertSharpenedBGRtoXYZ(sharpened, xyz);
-    convertXYZToBGRDirect(xyz, bgr);
-}
-
-/// The white of a photograph for every pixel of a picture of `size`, sharpened.
-cv::Mat grayWorldWhite(const cv::Mat& bgr, cv::Size size, const Diagnostics& diagnostics) {
-    cv::Mat xyz;
-    const cv::Mat white = sourceWhite(bgr, xyz, "gray-world", diagnostics);
-    const auto& value = white.at<cv::Vec3f>(0, 0);
-    return {size, CV_32FC3, cv::Scalar(value[0], value[1], value[2])};
+cv::Mat adaptedToD65(const Session& session, const Options& options, const cv::Mat& image, const Watch& watch) {
+    if (options.white == "gray-world") {
+        return adaptToD65(image, whiteOf(session, image), watch);
+    }
+    return adaptToD65(image, options.white == "smoothed" ? PixelWhite::smoothed : PixelWhite::own, watch);
 }
 
 /// Undoes an adaptation from the light of `reference`.
-/// @param source  the photograph to whose light `bgr` was adapted; empty for D65
-void adaptBack(cv::Mat& bgr, const cv::Mat& source, const cv::Mat& reference, const Diagnostics& diagnostics) {
-    cv::Mat xyz(bgr.size(), CV_32FC3);
-    convertBGRToXYZDirect(bgr, xyz);
-    cv::Mat sharpened(bgr.size(), CV_32FC3);
-    convertXYZtoSharpenedBGR(xyz, sharpened);
-    cv::Mat white = grayWorldWhite(reference, bgr.size(), diagnostics);
-    if (source.empty()) {
-        inverseCATByD65(sharpened, white, xyz);
-    } else {
-        cv::Mat adaptedTo = grayWorldWhite(source, bgr.size(), diagnostics);
-        inverseCAT(sharpened, adaptedTo, white, sharpened);
-    }
-    convertSharpenedBGRtoXYZ(sharpened, xyz);
-    convertXYZToBGRDirect(xyz, bgr);
+/// @param source  the photograph to whose light `image` was adapted; empty for D65
+cv::Mat adaptedBack(const Session& session, const cv::Mat& image, const cv::Mat& source, const cv::Mat& reference,
+                    const Watch& watch) {
+    const White scene = whiteOf(session, reference);
+    return source.empty() ? undoD65Adaptation(image, scene, watch)
+                          : undoAdaptation(image, whiteOf(session, source), scene, watch);
 }
 
 ExitStatus adapt(const Session& session, const Options& options) {
@@ -101,7 +56,7 @@ ExitStatus adapt(const Session& session, const Options& options) {
     }
     OutputPlan plan(session, {options.input, options.like, options.mask, options.from == "d65" ? "" : options.from});
     checkImageOutput(options.output, plan);
-    cv::Mat image = readUnitImage(session, options.input);
+    const cv::Mat image = readUnitImage(session, options.input);
     checkFinite(options.input, image);
     cv::Mat reference;
     cv::Mat source;
@@ -119,29 +74,31 @@ ExitStatus adapt(const Session& session, const Options& options) {
         checkSameSize(options.input, image, options.mask, leftOut);
     }
     std::string what;
-    ClippedValues limited;
+    cv::Mat adapted;
     {
-        const Progress progress(session, "adapting");
+        Progress progress(session, "adapting");
+        const Watch watch = watchOf(session, progress);
         if (!options.to.empty()) {
-            adaptToD65(image, options.white, session.diagnostics());
+            adapted = adaptedToD65(session, options, image, watch);
             what = "adapted to D65";
         } else if (!options.from.empty()) {
-            adaptBack(image, source, reference, session.diagnostics());
+            adapted = adaptedBack(session, image, source, reference, watch);
             what = "adapted back";
-        } else if (options.local) {
-            performLocalCAMCA(image, reference, static_cast<float>(options.blend), session.diagnostics());
-            what = "adapted pixel by pixel";
         } else {
-            const cv::Mat before = image.clone();
-            performIlluminantAdaptation(image, reference, static_cast<float>(options.degree), leftOut,
-                                        session.diagnostics());
-            limited = valuesBroughtToLimits(before, image);
-            what = "adapted as a whole";
+            AdaptOptions towards;
+            towards.degree = options.degree;
+            towards.leftOut = leftOut;
+            towards.local = options.local;
+            towards.blend = options.blend;
+            adapted = adaptTo(image, reference, towards, watch);
+            what = options.local ? "adapted pixel by pixel" : "adapted as a whole";
         }
     }
-    writePhotograph(session, options.output, image, what);
-    tellClipped(session, options.output.path, limited, image.size(),
-                "came to the limits of 0..1 and are clipped there");
+    writePhotograph(session, options.output, adapted, what);
+    if (!options.like.empty() && options.from.empty() && !options.local) {
+        tellClipped(session, options.output.path, valuesBroughtToLimits(image, adapted), adapted.size(),
+                    "came to the limits of 0..1 and are clipped there");
+    }
     return ExitStatus::done;
 }
 

@@ -1,6 +1,7 @@
 // darkroom align: lays a photograph onto another of the same scene.
 #include <likeness/structure/optical_flow_alignment.hpp>
 #include "console/image_output_options.hpp"
+#include "console/operation_watch.hpp"
 #include "console/option_checks.hpp"
 #include "console/output_check.hpp"
 #include "console/progress.hpp"
@@ -42,26 +43,26 @@ ExitStatus align(const Session& session, const Options& options) {
     if (!options.flow.empty()) {
         checkPictureOutput(flowOutput, plan, FloatsToo::yes);
     }
-    cv::Mat moving = readUnitImage(session, options.moving);
-    cv::Mat reference = readUnitImage(session, options.reference);
+    const cv::Mat moving = readUnitImage(session, options.moving);
+    const cv::Mat reference = readUnitImage(session, options.reference);
     checkSameSize(options.moving, moving, options.reference, reference);
     checkFinite(options.moving, moving);
     checkFinite(options.reference, reference);
-    cv::Mat aligned;
-    cv::Mat flow;
+    Alignment alignment;
     {
-        const Progress progress(session, "optical flow");
-        alignAlongOpticalFlow(moving, reference, aligned, flow);
+        Progress progress(session, "optical flow");
+        alignment = alignTo(moving, reference, {}, watchOf(session, progress));
     }
-    writePhotograph(session, options.output, aligned, "aligned, black where the flow leads outside");
+    writePhotograph(session, options.output, alignment.image, "aligned, black where the flow leads outside");
     if (options.flow.empty()) {
         return ExitStatus::done;
     }
     if (flowAsFloats) {
-        writeImage(session, flowOutput, flowChannels(flow), 1.0, "flow in pixels, red dx, green dy, blue 0");
+        writeImage(session, flowOutput, flowChannels(alignment.flow), 1.0, "flow in pixels, red dx, green dy, blue 0");
     } else {
-        writePicture(session, flowOutput, flowPicture(flow),
-                     fmt::format("flow, hue the direction, full saturation {:.3g} pixels", greatestLength(flow)));
+        writePicture(
+            session, flowOutput, flowPicture(alignment.flow),
+            fmt::format("flow, hue the direction, full saturation {:.3g} pixels", greatestLength(alignment.flow)));
     }
     return ExitStatus::done;
 }

@@ -1,8 +1,9 @@
 // darkroom appearance: how bright, light, colourful, saturated and of what hue each pixel of an image looks.
-#include <likeness/comparison/photograph_comparison.hpp>
-#include <likeness/version.hpp>
+#include <likeness/comparison/analysis.hpp>
 #include "batch/correlates.hpp"
+#include "console/json_output.hpp"
 #include "console/map_statistics.hpp"
+#include "console/operation_watch.hpp"
 #include "console/option_checks.hpp"
 #include "console/output_check.hpp"
 #include "console/profile_result.hpp"
@@ -60,8 +61,8 @@ MapScale scaleFor(const Described& described) {
     if (isHue(described.correlate)) {
         return degreesScale(labelOf(described.correlate) + ", degrees");
     }
-    const auto& percentiles = described.statistics.percentiles;
-    return roundScale(labelOf(described.correlate), percentiles.front(), percentiles.back());
+    const MapStatistics& statistics = described.statistics;
+    return roundScale(labelOf(described.correlate), statistics.percentile(1), statistics.percentile(99));
 }
 
 /// A column for each correlate, a line for each statistic.
@@ -92,11 +93,8 @@ std::string table(const std::vector<Described>& all) {
 
 std::string jsonText(const Options& options, cv::Size size, const ProfileUse& profile,
                      const std::vector<Described>& all) {
-    nlohmann::ordered_json json = {
-        {"schema", "darkroom.appearance"},
-        {"schema_version", jsonVersion},
-        {"program_version", LIKENESS_VERSION},
-        {"input", {{"path", validUtf8(options.input)}, {"width_pixels", size.width}, {"height_pixels", size.height}}}};
+    nlohmann::ordered_json json = jsonOfSchema("appearance", jsonVersion);
+    json["input"] = {{"path", validUtf8(options.input)}, {"width_pixels", size.width}, {"height_pixels", size.height}};
     addProfile(json["input"], profile);
     for (const Described& one : all) {
         const MapStatistics& s = one.statistics;
@@ -110,7 +108,7 @@ std::string jsonText(const Options& options, cv::Size size, const ProfileUse& pr
         entry["nan_count"] = s.nanCount;
         json["correlates"][isHue(one.correlate) ? "hue_degrees" : one.correlate.name] = entry;
     }
-    return json.dump(2) + '\n';
+    return indentedJson(json);
 }
 
 ExitStatus mapAppearance(const Session& session, const Options& options) {
@@ -122,16 +120,15 @@ ExitStatus mapAppearance(const Session& session, const Options& options) {
         }
     }
     ProfileUse profile;
-    cv::Mat image = readImage(session, options.input, &profile);
-    if (image.depth() != CV_8U) {
-        image = unitImageOf(image);
-    }
+    const cv::Mat image = readImage(session, options.input, &profile);
     std::vector<Described> all;
     Progress progress(session, "appearance", 7);
-    const AppearanceMaps maps = appearanceMaps(image, session.diagnostics());
+    AnalysisOptions withMaps;
+    withMaps.maps = true;
+    const Analysis analysis = analyze(image, withMaps, watchOf(session));
     progress.step();
     for (const Correlate& correlate : allCorrelates()) {
-        const cv::Mat& map = maps.*correlate.map;
+        const cv::Mat map = analysis.map(correlate.map);
         all.push_back({correlate, isHue(correlate) ? statisticsOfDegrees(map) : statisticsOf(map)});
         const std::string what = labelOf(correlate);
         writeImage(session, {mapPath(options, correlate, ".tif")}, map, 1.0, what);

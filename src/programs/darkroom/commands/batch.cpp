@@ -75,10 +75,7 @@ void checkCombination(const Session& session, const Options& options) {
     if (options.retryFailed && !options.resume) {
         throw Refusal("--retry-failed: there is no --resume");
     }
-    if (!options.root.empty() && !fs::is_directory(options.root)) {
-        throw Refusal("--root: '" + options.root +
-                      (fs::exists(options.root) ? "' is not a folder" : "' does not exist"));
-    }
+    checkReadFolder("--root", options.root);
 }
 
 ResultFile checkedOutput(const Session& session, const Options& options) {
@@ -162,7 +159,7 @@ public:
     ExitStatus run() {
         const StopSignals signals;
         const OutputLock lock(file_.path);
-        earlier_ = takeUpResults(file_, pairs_, origin_, options_.retryFailed);
+        earlier_ = resumeResults(file_, pairs_, origin_, options_.retryFailed);
         summary_ = std::move(earlier_.summary);
         if (earlier_.dropped > 0) {
             session_.tell(fmt::format("'{}': the last {} bytes are no whole record; they are dropped and made again",

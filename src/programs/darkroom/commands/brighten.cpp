@@ -1,10 +1,9 @@
 // darkroom brighten: a photograph in other brightnesses.
-#include <likeness/adaptation/d65_adaptation.hpp>
-#include <likeness/color/bgr_xyz.hpp>
-#include <likeness/color/sharpened_rgb.hpp>
+#include <likeness/exposure/brightening.hpp>
 #include <likeness/exposure/brightness_increase.hpp>
 #include "console/brightness_factor.hpp"
 #include "console/image_output_options.hpp"
+#include "console/operation_watch.hpp"
 #include "console/option_checks.hpp"
 #include "console/output_check.hpp"
 #include "console/progress.hpp"
@@ -36,61 +35,44 @@ std::string numbered(const std::string& path, int number) {
         .string();
 }
 
-struct PassOutput {
-    int pass;
-    ImageOutput output;
-};
-
-std::vector<PassOutput> outputsOf(const Options& options) {
+/// One for each picture.
+std::vector<ImageOutput> outputsOf(const Options& options) {
     if (options.pass != 0) {
-        return {{options.pass, options.output}};
+        return {options.output};
     }
-    std::vector<PassOutput> outputs;
+    std::vector<ImageOutput> outputs;
     for (int pass = 1; pass <= brightnessPasses; ++pass) {
-        outputs.push_back({pass, options.output.at(numbered(options.output.path, pass), options.output.option)});
+        outputs.push_back(options.output.at(numbered(options.output.path, pass), options.output.option));
     }
     return outputs;
 }
 
-/// B, G, R of a picture that the model looks at adapted to D65, every pixel's own colour in the photograph being taken
-/// for its white. Works in place.
-void leaveAdaptation(cv::Mat& picture, cv::Mat& white) {
-    inverseCATByD65(picture, white, white);
-    convertSharpenedBGRtoXYZ(picture, picture);
-    convertXYZToBGRDirect(picture, picture);
-}
-
 ExitStatus brighten(const Session& session, const Options& options) {
-    const std::vector<PassOutput> outputs = outputsOf(options);
+    const std::vector<ImageOutput> outputs = outputsOf(options);
     OutputPlan plan(session, {options.input});
-    for (const PassOutput& output : outputs) {
-        checkImageOutput(output.output, plan);
+    for (const ImageOutput& output : outputs) {
+        checkImageOutput(output, plan);
     }
     checkBrightnessFactor("--factor", options.factor, options.pass);
-    cv::Mat bgr = readBoundedUnitImage(session, options.input);
+    const cv::Mat photograph = readBoundedUnitImage(session, options.input);
 
-    Progress progress(session, "brightness", static_cast<int>(outputs.size()) + 1);
-    cv::Mat white(bgr.size(), CV_32FC3);
-    convertBGRToXYZDirect(bgr, white);
-    convertXYZtoSharpenedBGR(white, white);
-    cv::Mat& adapted = bgr;
-    white.copyTo(adapted);
-    iCAMCATByD65(adapted, white, white);
-    std::vector<int> passes;
-    for (const PassOutput& output : outputs) {
-        passes.push_back(output.pass - 1);
+    BrightenOptions factors;
+    factors.factor = static_cast<double>(options.factor);
+    Progress progress(session, "brightness");
+    const Watch watch = watchOf(session, progress);
+    const auto write = [&](const ImageOutput& output, int pass, const cv::Mat& picture) {
+        writePhotograph(session, output, picture,
+                        fmt::format("pass {}, factor {:g}", pass, brightnessFactor(options.factor, pass - 1)));
+    };
+    if (options.pass != 0) {
+        factors.pass = options.pass;
+        write(options.output, options.pass, likeness::brighten(photograph, factors, watch));
+        return ExitStatus::done;
     }
-    auto output = outputs.begin();
-    increaseBrightnessByPasses(
-        adapted, options.factor, passes,
-        [&](int pass, cv::Mat& picture) {
-            leaveAdaptation(picture, white);
-            writePhotograph(session, output->output, picture,
-                            fmt::format("pass {}, factor {:g}", pass + 1, brightnessFactor(options.factor, pass)));
-            ++output;
-            progress.step();
-        },
-        session.diagnostics());
+    brightenInPasses(
+        photograph, factors,
+        [&](int pass, const cv::Mat& picture) { write(outputs.at(static_cast<std::size_t>(pass - 1)), pass, picture); },
+        watch);
     return ExitStatus::done;
 }
 

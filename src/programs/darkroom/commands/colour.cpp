@@ -2,8 +2,8 @@
 #include <likeness/appearance/uniform_space.hpp>
 #include <likeness/color/illuminants.hpp>
 #include <likeness/comparison/photograph_comparison.hpp>
-#include <likeness/version.hpp>
 #include "console/color_input.hpp"
+#include "console/json_output.hpp"
 #include "console/option_checks.hpp"
 #include "console/subcommands.hpp"
 #include "console/viewing_options.hpp"
@@ -210,10 +210,6 @@ std::string hexOf(const cv::Vec3d& srgb) {
     return text;
 }
 
-nlohmann::ordered_json numberOrNull(double value) {
-    return std::isfinite(value) ? nlohmann::ordered_json(value) : nlohmann::ordered_json();
-}
-
 nlohmann::ordered_json jsonOfColor(const SeenColor& color, double scale) {
     nlohmann::ordered_json json;
     json["input"] = color.label;
@@ -234,10 +230,7 @@ nlohmann::ordered_json jsonOfColor(const SeenColor& color, double scale) {
 }
 
 std::string jsonText(const Result& result) {
-    nlohmann::ordered_json json;
-    json["schema"] = "darkroom.colour";
-    json["schema_version"] = 1;
-    json["program_version"] = LIKENESS_VERSION;
+    nlohmann::ordered_json json = jsonOfSchema("colour", 1);
     json["model"] = nameOf(result.model);
     json["conditions"] = jsonOf(result.conditions);
     if (result.factors) {
@@ -258,7 +251,7 @@ std::string jsonText(const Result& result) {
         pair["ciede2000"] = numberOrNull(difference.ciede2000);
         json["differences"].push_back(pair);
     }
-    return json.dump(2, ' ', false, nlohmann::ordered_json::error_handler_t::replace) + '\n';
+    return indentedJson(json);
 }
 
 std::string numberOrEmpty(double value) {

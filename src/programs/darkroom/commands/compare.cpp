@@ -1,6 +1,8 @@
 // darkroom compare: five coefficients that say how alike two photographs look.
+#include <likeness/comparison/analysis.hpp>
 #include "batch/comparison_remarks.hpp"
 #include "console/comparison_result.hpp"
+#include "console/operation_watch.hpp"
 #include "console/option_checks.hpp"
 #include "console/output_check.hpp"
 #include "console/progress.hpp"
@@ -56,11 +58,7 @@ void checkOutputs(const Session& session, const Options& options) {
         plan.file("--output", options.output);
     }
     if (!options.report.empty()) {
-        const std::string extension = fs::path(options.report).extension().string();
-        if (extension != ".html" && extension != ".htm") {
-            throw Refusal("--report: '" + options.report + "' has none of the extensions .html, .htm");
-        }
-        plan.file("--report", options.report);
+        plan.page("--report", options.report);
     }
     if (!options.maps.empty()) {
         checkFolder("--maps", options.maps);
@@ -71,12 +69,11 @@ void checkOutputs(const Session& session, const Options& options) {
 }
 
 /// The maps of one photograph, into files and onto the page.
-void showMaps(const Session& session, const Options& options, const cv::Mat& photograph, const char* place,
+void showMaps(const Session& session, const Options& options, const Analysis& analysis, const char* place,
               const std::array<MapScale, comparedCorrelates.size()>& scales, ReportedPhotograph& reported) {
-    const AppearanceMaps maps = appearanceMaps(photograph);
     for (std::size_t k = 0; k < comparedCorrelates.size(); ++k) {
         const Correlate& correlate = comparedCorrelates[k];
-        const cv::Mat& map = maps.*correlate.map;
+        const cv::Mat map = analysis.map(correlate.map);
         if (!options.maps.empty()) {
             const std::string what = labelOf(correlate) + " of the " + place + " photograph";
             writeImage(session, {mapPath(options, place, correlate, ".tif")}, map, 1.0, what);
@@ -92,19 +89,18 @@ void showMaps(const Session& session, const Options& options, const cv::Mat& pho
 
 /// What goes beyond the numbers: maps and page.
 void show(const Session& session, const Options& options, const ComparisonResult& result,
-          const std::pair<cv::Mat, cv::Mat>& photographs,
-          std::pair<AppearanceDistributions, AppearanceDistributions> distributions) {
+          const std::pair<cv::Mat, cv::Mat>& photographs, const std::pair<Analysis, Analysis>& analyses) {
     ComparisonReport report;
     report.result = result;
-    report.first.distributions = std::move(distributions.first);
-    report.second.distributions = std::move(distributions.second);
+    report.first.distributions = analyses.first.distributions();
+    report.second.distributions = analyses.second.distributions();
     for (std::size_t k = 0; k < comparedCorrelates.size(); ++k) {
         report.scales[k] = commonScale(comparedCorrelates[k], report.first.distributions, report.second.distributions);
     }
     Progress progress(session, "drawing maps", 2);
-    showMaps(session, options, photographs.first, "first", report.scales, report.first);
+    showMaps(session, options, analyses.first, "first", report.scales, report.first);
     progress.step();
-    showMaps(session, options, photographs.second, "second", report.scales, report.second);
+    showMaps(session, options, analyses.second, "second", report.scales, report.second);
     progress.step();
     if (!options.report.empty()) {
         report.first.pictureUri = jpegUri(pictureOf(photographs.first), reportPictureSide);
@@ -155,16 +151,18 @@ ExitStatus compare(const Session& session, const Options& options) {
     const auto photographs = readPhotographPairAsCompared(session, options.first, options.second, &profiles);
     result.first = {options.first, photographs.first.size(), profiles.first};
     result.second = {options.second, photographs.second.size(), profiles.second};
-    std::pair<AppearanceDistributions, AppearanceDistributions> distributions;
+    AnalysisOptions analysis;
+    analysis.maps = !options.maps.empty() || !options.report.empty();
+    std::pair<Analysis, Analysis> analyses;
     {
-        const Progress progress(session, "comparing");
-        distributions = analyzePhotographs(photographs.first, photographs.second, session.diagnostics());
-        result.coefficients = compareDistributions(distributions.first, distributions.second);
+        Progress progress(session, "comparing");
+        analyses = Comparer().analyzePair(photographs.first, photographs.second, analysis, watchOf(session, progress));
+        result.coefficients = likeness::compare(analyses.first, analyses.second);
     }
-    checkAppearance(session, options.first, distributions.first);
-    checkAppearance(session, options.second, distributions.second);
-    if (!options.maps.empty() || !options.report.empty()) {
-        show(session, options, result, photographs, std::move(distributions));
+    checkAppearance(session, options.first, analyses.first.distributions());
+    checkAppearance(session, options.second, analyses.second.distributions());
+    if (analysis.maps) {
+        show(session, options, result, photographs, analyses);
     }
     give(session, options, result);
     const std::string backgrounds = backgroundRemark(result.first.size, result.second.size);

@@ -1,7 +1,7 @@
 // darkroom conditions: the viewing conditions there are by name, and what follows from some.
 #include <likeness/color/correlated_color_temperature.hpp>
 #include <likeness/comparison/perceptual_metrics.hpp>
-#include <likeness/version.hpp>
+#include "console/json_output.hpp"
 #include "console/option_checks.hpp"
 #include "console/subcommands.hpp"
 #include "console/viewing_options.hpp"
@@ -53,10 +53,6 @@ Derived derivedFrom(ViewingConditions conditions) {
         }
     }
     return derived;
-}
-
-ordered_json numberOrNull(double value) {
-    return std::isfinite(value) ? ordered_json(value) : ordered_json();
 }
 
 ordered_json describedJson(const NamedConditions& named) {
@@ -114,14 +110,11 @@ std::string explanation(const NamedConditions& named) {
 
 ExitStatus listPresets(const Options& options) {
     if (options.json) {
-        ordered_json json;
-        json["schema"] = "darkroom.conditions_list";
-        json["schema_version"] = 1;
-        json["program_version"] = LIKENESS_VERSION;
+        ordered_json json = jsonOfSchema("conditions_list", 1);
         for (const ConditionPreset& preset : conditionPresets()) {
             json["conditions"].push_back(describedJson(conditionsFrom(std::string(preset.name))));
         }
-        std::cout << json.dump(2) << '\n';
+        std::cout << indentedJson(json);
         return ExitStatus::done;
     }
     for (const ConditionPreset& preset : conditionPresets()) {
@@ -144,12 +137,9 @@ ExitStatus explain(const Options& options) {
         std::cout << explanation(named);
         return ExitStatus::done;
     }
-    ordered_json json;
-    json["schema"] = "darkroom.conditions";
-    json["schema_version"] = 1;
-    json["program_version"] = LIKENESS_VERSION;
+    ordered_json json = jsonOfSchema("conditions", 1);
     json.update(describedJson(named));
-    std::cout << json.dump(2, ' ', false, ordered_json::error_handler_t::replace) << '\n';
+    std::cout << indentedJson(json);
     return ExitStatus::done;
 }
 

@@ -1,13 +1,12 @@
 // darkroom convert: a picture to another colour space, and back.
 #include <likeness/color/bgr_xyz.hpp>
-#include <likeness/color/chromaticity.hpp>
 #include <likeness/color/clipped_values.hpp>
 #include <likeness/color/lab.hpp>
 #include <likeness/color/lab_range.hpp>
 #include <likeness/color/lms_lalphabeta.hpp>
 #include <likeness/color/opponent.hpp>
-#include <likeness/color/pixel_matrix.hpp>
 #include <likeness/color/sharpened_rgb.hpp>
+#include <likeness/color/white.hpp>
 #include <likeness/color/yuv.hpp>
 #include "console/image_output_options.hpp"
 #include "console/option_checks.hpp"
@@ -37,141 +36,64 @@ struct Options {
     ImageOutput output;
 };
 
-cv::Mat tripleImage(const std::string& text) {
-    const cv::Vec3d triple = tripleIn(text);
-    return {1, 1, CV_32FC3, cv::Scalar(triple[0], triple[1], triple[2])};
+White labWhite(const Options& options) {
+    return labWhiteFromBgr(tripleIn(options.white.empty() ? "1,1,1" : options.white));
 }
 
-cv::Mat bgrWhite(const Options& options) {
-    return tripleImage(options.white.empty() ? "1,1,1" : options.white);
+/// Parts of "X,Y,Z", or of a chromaticity "x,y", which is that of a white of Y = 1.
+White xyzWhite(const Options& options) {
+    const bool triple = std::count(options.xyzWhite.begin(), options.xyzWhite.end(), ',') == 2;
+    return triple ? White{tripleIn(options.xyzWhite)} : White::fromChromaticity(chromaticityIn(options.xyzWhite));
 }
 
-/// A colour space that a picture is converted to. Both functions may write over what they are given; the channels are
-/// in the library's order.
+/// A colour space that a picture is converted to. The channels are in the library's order.
 struct Space {
     const char* name;
     const char* channels;  ///< names of the channels, in the order of the file
     bool longWaveLast;     ///< whether the library has the channels in the reverse order, like those of B, G, R
-    cv::Mat (*fromBgr)(cv::Mat& bgr, const Options& options);
-    cv::Mat (*toBgr)(cv::Mat& values, const Options& options);  ///< null where no way leads back
+    cv::Mat (*fromBgr)(const cv::Mat& bgr, const Options& options);
+    cv::Mat (*toBgr)(const cv::Mat& values, const Options& options);  ///< null where no way leads back
 };
 
-/// Parts of "X,Y,Z", or of a chromaticity "x,y", which is that of a white of Y = 1.
-cv::Mat xyzWhiteIn(const std::string& text) {
-    if (std::count(text.begin(), text.end(), ',') == 2) {
-        return tripleImage(text);
-    }
-    const cv::Vec2d chromaticity = chromaticityIn(text);
-    const cv::Mat xy(1, 1, CV_32FC2, cv::Scalar(chromaticity[0], chromaticity[1]));
-    cv::Mat white(1, 1, CV_32FC3);
-    xytoXYZ(xy, 1.0F, white);
-    return white;
+/// A conversion of the library that has no options.
+template <cv::Mat (*convert)(const cv::Mat&)>
+cv::Mat plainly(const cv::Mat& image, const Options& /*options*/) {
+    return convert(image);
 }
 
-cv::Mat xyzFromBgr(cv::Mat& bgr, const Options& options) {
-    cv::Mat xyz(bgr.size(), CV_32FC3);
-    if (options.xyzWhite.empty()) {
-        convertBGRToXYZDirect(bgr, xyz);
-    } else {
-        cv::Mat white = xyzWhiteIn(options.xyzWhite);
-        convertBGRtoXYZ(bgr, white, xyz);
-    }
-    return xyz;
+cv::Mat toXyz(const cv::Mat& bgr, const Options& options) {
+    return options.xyzWhite.empty() ? xyzFromBgr(bgr) : xyzFromBgr(bgr, xyzWhite(options));
 }
 
-cv::Mat bgrFromXyz(cv::Mat& xyz, const Options& options) {
-    cv::Mat bgr(xyz.size(), CV_32FC3);
-    if (options.xyzWhite.empty()) {
-        convertXYZToBGRDirect(xyz, bgr);
-    } else {
-        cv::Mat white = xyzWhiteIn(options.xyzWhite);
-        convertXYZtoBGR(xyz, white, bgr);
-    }
-    return bgr;
+cv::Mat fromXyz(const cv::Mat& xyz, const Options& options) {
+    return options.xyzWhite.empty() ? bgrFromXyz(xyz) : bgrFromXyz(xyz, xyzWhite(options));
 }
 
-cv::Mat sharpenedFromBgr(cv::Mat& bgr, const Options& options) {
-    cv::Mat sharpened = xyzFromBgr(bgr, options);
-    convertXYZtoSharpenedBGR(sharpened, sharpened);
-    return sharpened;
-}
-
-cv::Mat bgrFromSharpened(cv::Mat& sharpened, const Options& options) {
-    cv::Mat xyz(sharpened.size(), CV_32FC3);
-    convertSharpenedBGRtoXYZ(sharpened, xyz);
-    return bgrFromXyz(xyz, options);
-}
-
-cv::Mat logLmsFromBgr(cv::Mat& bgr, const Options& /*options*/) {
-    cv::Mat lms(bgr.size(), CV_32FC3);
-    convertBGRtoLMS(bgr, lms);
-    return lms;
-}
-
-cv::Mat bgrFromLalphabeta(cv::Mat& lalphabeta, const Options& /*options*/) {
-    cv::Mat lms(lalphabeta.size(), CV_32FC3);
-    convertLabtoLMS(lalphabeta, lms);
-    cv::Mat bgr(lms.size(), CV_32FC3);
-    convertLMStoBGR(lms, bgr);
-    return bgr;
-}
-
-/// By way of l, alpha, beta: the way back from logarithms begins there.
-cv::Mat bgrFromLogLms(cv::Mat& lms, const Options& options) {
-    convertLMStoLab(lms, lms);
-    return bgrFromLalphabeta(lms, options);
-}
-
-cv::Mat lalphabetaFromBgr(cv::Mat& bgr, const Options& options) {
-    cv::Mat lalphabeta = logLmsFromBgr(bgr, options);
-    convertLMStoLab(lalphabeta, lalphabeta);
-    return lalphabeta;
-}
-
-cv::Mat opponentFromBgr(cv::Mat& bgr, const Options& /*options*/) {
-    cv::Mat opponent(bgr.size(), CV_32FC2);
-    convertToSimpleOpponentSpace(bgr, opponent);
-    cv::Mat planes[] = {opponent, cv::Mat::zeros(bgr.size(), CV_32F)};
+/// Image files have one channel, or three.
+cv::Mat toOpponent(const cv::Mat& bgr, const Options& /*options*/) {
+    const cv::Mat planes[] = {opponentFromBgr(bgr), cv::Mat::zeros(bgr.size(), CV_32F)};
     cv::Mat threeChannels;
-    cv::merge(planes, 2, threeChannels);  // image files have one channel, or three
+    cv::merge(planes, 2, threeChannels);
     return threeChannels;
 }
 
-cv::Mat yuvFromBgr(cv::Mat& bgr, const Options& /*options*/) {
-    cv::Mat yuv(bgr.size(), CV_32FC3);
-    convertBGRtoYUV(bgr, yuv);
-    return yuv;
+cv::Mat toLab(const cv::Mat& bgr, const Options& options) {
+    return labFromBgr(bgr, labWhite(options));
 }
 
-cv::Mat bgrFromYuv(cv::Mat& yuv, const Options& /*options*/) {
-    cv::Mat bgr(yuv.size(), CV_32FC3);
-    cv::Mat rgbFromYuv = yuvFromRgb().inv();
-    multiplyImageByMatrixBackward(yuv, bgr, rgbFromYuv);
-    return bgr;
-}
-
-cv::Mat labFromBgr(cv::Mat& bgr, const Options& options) {
-    cv::Mat lab(bgr.size(), CV_32FC3);
-    cv::Mat white = bgrWhite(options);
-    convertBGRToLab(bgr, white, lab);
-    return lab;
-}
-
-cv::Mat bgrFromLab(cv::Mat& lab, const Options& options) {
-    cv::Mat bgr(lab.size(), CV_32FC3);
-    convertLabToBGR(lab, bgrWhite(options), bgr);
-    return bgr;
+cv::Mat fromLab(const cv::Mat& lab, const Options& options) {
+    return bgrFromLab(lab, labWhite(options));
 }
 
 const std::vector<Space>& spaces() {
     static const std::vector<Space> all = {
-        {"xyz", "X, Y, Z", false, xyzFromBgr, bgrFromXyz},
-        {"sharpened", "sharpened R, G, B", true, sharpenedFromBgr, bgrFromSharpened},
-        {"log-lms", "log10 L, log10 M, log10 S", false, logLmsFromBgr, bgrFromLogLms},
-        {"lalphabeta", "l, alpha, beta", false, lalphabetaFromBgr, bgrFromLalphabeta},
-        {"opponent", "red-green, yellow-blue, 0", false, opponentFromBgr, nullptr},
-        {"yuv", "Y, U, V", false, yuvFromBgr, bgrFromYuv},
-        {"lab", "L*, a*, b*", false, labFromBgr, bgrFromLab},
+        {"xyz", "X, Y, Z", false, toXyz, fromXyz},
+        {"sharpened", "sharpened R, G, B", true, plainly<sharpenedFromBgr>, plainly<bgrFromSharpened>},
+        {"log-lms", "log10 L, log10 M, log10 S", false, plainly<logLmsFromBgr>, plainly<bgrFromLogLms>},
+        {"lalphabeta", "l, alpha, beta", false, plainly<lalphabetaFromBgr>, plainly<bgrFromLalphabeta>},
+        {"opponent", "red-green, yellow-blue, 0", false, toOpponent, nullptr},
+        {"yuv", "Y, U, V", false, plainly<yuvFromBgr>, plainly<bgrFromYuv>},
+        {"lab", "L*, a*, b*", false, toLab, fromLab},
     };
     return all;
 }
@@ -200,7 +122,7 @@ ExitStatus convertTo(const Session& session, const Options& options) {
         throw Refusal(fmt::format("--output: '{}' cannot hold {}: take a .tif{}", options.output.path, space.channels,
                                   lab ? " or a .png" : ""));
     }
-    cv::Mat bgr = readUnitImage(session, options.input);
+    const cv::Mat bgr = readUnitImage(session, options.input);
     cv::Mat values;
     {
         const Progress progress(session, "converting");
@@ -209,7 +131,7 @@ ExitStatus convertTo(const Session& session, const Options& options) {
     std::string what = std::string(space.channels) + " as red, green, blue";
     double greatest = 1.0;
     if (format == ImageFormat::png) {
-        scaleLab(values);
+        values = lab255FromLab(values);
         greatest = 255.0;
         what = "L* times 2.55, a* + 128, b* + 128 as red, green, blue";
     }
@@ -228,16 +150,15 @@ ExitStatus convertFrom(const Session& session, const Options& options) {
                         "writes",
                         options.input, space.name, space.name));
     }
-    cv::Mat image = readStoredNumbers(session, options.input);
+    const cv::Mat image = readStoredNumbers(session, options.input);
     const bool integers = image.depth() != CV_32F;
     if (integers && options.from != "lab") {
         throw Refusal(fmt::format("'{}' holds integers: --from {} takes the float TIFF that --to {} writes",
                                   options.input, space.name, space.name));
     }
-    cv::Mat values = space.longWaveLast ? image : reversed(unitImageOf(image));
+    cv::Mat values = space.longWaveLast ? image : reversed(image);
     if (integers) {
-        values *= 255.0;
-        rescaleLab(values);
+        values = labFromLab255(values);
     }
     cv::Mat bgr;
     {

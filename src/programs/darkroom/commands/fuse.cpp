@@ -1,7 +1,7 @@
 // darkroom fuse: a bracket of exposures as response, radiance, tone-mapped and fused picture.
-#include <likeness/exposure/response_recovery.hpp>
+#include <likeness/exposure/bracket.hpp>
 #include "console/exposure_times.hpp"
-#include "console/message_watch.hpp"
+#include "console/operation_watch.hpp"
 #include "console/option_checks.hpp"
 #include "console/output_check.hpp"
 #include "console/prefix_output.hpp"
@@ -99,15 +99,9 @@ std::string plotOf(const cv::Mat& response) {
     return standaloneSvg(linePlot(frame, series));
 }
 
-void mergeAndPublish(const Session& session, const Options& options, const std::vector<cv::Mat>& images,
-                     const std::vector<float>& times, const cv::Mat& response) {
-    const StagedResults staged(options.prefix);
-    {
-        const Progress progress(session, "merging and fusing");
-        const MessageWatch watch([&staged](std::string_view message) { return staged.withUsersPrefix(message); },
-                                 session.diagnostics());
-        mergeAndFuse(images, times, response, staged.stagedPrefix(), watch);
-    }
+void writeAndPublish(const Session& session, const std::string& prefix, const Bracket& bracket) {
+    const StagedResults staged(prefix);
+    staged.writeMerged(bracket.radiance, bracket.toneMapped, bracket.fused);
     staged.publish(session, mergedResults());
 }
 
@@ -126,21 +120,25 @@ ExitStatus fuse(const Session& session, const Options& options, bool timesGiven)
     }
     checkTimesDiffer(options.inputs, times);
 
-    cv::Mat response;
+    Bracket bracket;
     {
-        const Progress progress(session, "response");
-        response = recoverResponse(images, times);
+        Progress progress(session, options.prefix.empty() ? "response" : "merging and fusing");
+        const Watch watch = watchOf(session, progress);
+        if (options.prefix.empty()) {
+            bracket.response = recoverCameraResponse(images, times, watch);
+        } else {
+            bracket = mergeBracket(images, times, {}, watch);
+        }
     }
-    dumpResponse(response, {"Rreal.txt", "Greal.txt", "Breal.txt", "valuesReal.txt"}, session.diagnostics());
     if (!options.prefix.empty()) {
-        mergeAndPublish(session, options, images, times, response);
+        writeAndPublish(session, options.prefix, bracket);
     }
     if (!options.response.empty()) {
-        replaceFile(options.response, csvOf(response));
+        replaceFile(options.response, csvOf(bracket.response));
         session.tell("wrote '" + options.response + "': camera response, byte value and relative exposure");
     }
     if (!options.plot.empty()) {
-        replaceFile(options.plot, plotOf(response));
+        replaceFile(options.plot, plotOf(bracket.response));
         session.tell("wrote '" + options.plot + "': camera response");
     }
     return ExitStatus::done;

@@ -1,7 +1,7 @@
 // darkroom match-brightness: the lightness of one photograph like that of another.
-#include <likeness/color/clipped_values.hpp>
 #include <likeness/exposure/brightness_alignment.hpp>
 #include "console/image_output_options.hpp"
+#include "console/operation_watch.hpp"
 #include "console/option_checks.hpp"
 #include "console/progress.hpp"
 #include "console/subcommands.hpp"
@@ -11,7 +11,6 @@
 #include "photofile/image_output.hpp"
 
 #include <fmt/format.h>
-#include <opencv2/imgproc.hpp>
 
 #include <cmath>
 #include <memory>
@@ -25,13 +24,14 @@ struct Options {
     ImageOutput output;
 };
 
-/// The spread of the one is divided by that of the other: neither may be nothing.
-void checkLightnessVaries(const std::string& path, const cv::Mat& image, const LightnessStatistics& lightness) {
-    const cv::Vec3f first = image.at<cv::Vec3f>(0, 0);
-    const cv::Mat even(image.size(), image.type(), cv::Scalar(first[0], first[1], first[2]));
-    // Rounding may give a photograph of one colour a spread of its own.
-    if (!(lightness.deviation > 0) || cv::norm(image, even, cv::NORM_INF) == 0) {
-        throw Refusal("'" + path + "' has one lightness throughout: there is no spread to match");
+/// The match; a photograph that has no spread of lightness is refused by its file's name.
+LightnessMatch matched(const Session& session, const Options& options, const cv::Mat& image, const cv::Mat& reference) {
+    Progress progress(session, "lightness");
+    try {
+        return matchLightness(image, reference, watchOf(session, progress));
+    } catch (const OneLightness& error) {
+        throw Refusal("'" + (error.ofReference() ? options.reference : options.input) +
+                      "' has one lightness throughout: there is no spread to match");
     }
 }
 
@@ -46,43 +46,29 @@ bool isReached(const LightnessStatistics& reached, const LightnessStatistics& wa
 ExitStatus matchBrightness(const Session& session, const Options& options) {
     OutputPlan plan(session, {options.input, options.reference});
     checkImageOutput(options.output, plan);
-    cv::Mat image = readBoundedUnitImage(session, options.input);
-    cv::Mat reference = readBoundedUnitImage(session, options.reference);
+    const cv::Mat image = readBoundedUnitImage(session, options.input);
+    const cv::Mat reference = readBoundedUnitImage(session, options.reference);
     if (reference.rows < image.rows || reference.cols < image.cols) {
         throw Refusal(fmt::format("'{}' is {} x {} pixels: it must be at least as large as '{}', which is {} x {}",
                                   options.reference, reference.cols, reference.rows, options.input, image.cols,
                                   image.rows));
     }
-    cv::Mat matched;
-    LightnessStatistics own{};
-    LightnessStatistics wanted{};
-    LightnessStatistics reached{};
-    ClippedValues clipped;
-    {
-        const Progress progress(session, "lightness");
-        own = lightnessStatistics(image, dropAll());
-        checkLightnessVaries(options.input, image, own);
-        wanted = lightnessStatistics(reference, dropAll());
-        checkLightnessVaries(options.reference, reference, wanted);
-        alterNonFlashBrightness(image, reference, matched, session.diagnostics());
-        reached = lightnessStatistics(pictureAsStored(options.output, matched), dropAll());
-        cv::Mat lab;
-        cv::cvtColor(image, lab, cv::COLOR_BGR2Lab);
-        remapLightness(lab, own, wanted);
-        clipped = clippedValuesOfLab(lab);
-    }
+    const LightnessMatch match = matched(session, options, image, reference);
+    // Of the file: rounding to its depth may move them.
+    const LightnessStatistics reached = lightnessStatistics(pictureAsStored(options.output, match.image), dropAll());
     tellClippedInput(session, options.input, image);
     tellClippedInput(session, options.reference, reference);
     writePhotograph(
-        session, options.output, matched,
+        session, options.output, match.image,
         fmt::format("L* of mean {:.2f} and standard deviation {:.2f} brought to {:.2f} and {:.2f}, wanted {:.2f} "
                     "and {:.2f}",
-                    own.mean, own.deviation, reached.mean, reached.deviation, wanted.mean, wanted.deviation));
-    tellClipped(session, options.output.path, clipped, image.size(), "have colours outside sRGB and are clipped");
-    if (!isReached(reached, wanted)) {
+                    match.own.mean, match.own.deviation, reached.mean, reached.deviation, match.wanted.mean,
+                    match.wanted.deviation));
+    tellClipped(session, options.output.path, match.clipped, image.size(), "have colours outside sRGB and are clipped");
+    if (!isReached(reached, match.wanted)) {
         session.warn(fmt::format("'{}' does not have the lightness that was wanted: {}", options.output.path,
-                                 clipped.pixels > 0 ? "not all of it lies between black and white"
-                                                    : "the conversion to L* and back does not keep it"));
+                                 match.clipped.pixels > 0 ? "not all of it lies between black and white"
+                                                          : "the conversion to L* and back does not keep it"));
     }
     return ExitStatus::done;
 }

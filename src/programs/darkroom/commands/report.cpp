@@ -32,15 +32,8 @@ struct Options {
 };
 
 void check(const Options& options, OutputPlan& plan) {
-    const std::string extension = fs::path(options.output).extension();
-    if (extension != ".html" && extension != ".htm") {
-        throw Refusal("--output: '" + options.output + "' has none of the extensions .html, .htm");
-    }
-    plan.file("--output", options.output);
-    if (!options.root.empty() && !fs::is_directory(options.root)) {
-        throw Refusal("--root: '" + options.root +
-                      (fs::exists(options.root) ? "' is not a folder" : "' does not exist"));
-    }
+    plan.page("--output", options.output);
+    checkReadFolder("--root", options.root);
 }
 
 /// Reads all results.

@@ -1,6 +1,7 @@
 // darkroom smooth: smooths an image without crossing the edges of a guide.
-#include <likeness/filter/guidedfilter.hpp>
+#include <likeness/filter/smoothing.hpp>
 #include "console/image_output_options.hpp"
+#include "console/operation_watch.hpp"
 #include "console/option_checks.hpp"
 #include "console/progress.hpp"
 #include "console/subcommands.hpp"
@@ -9,7 +10,6 @@
 #include "photofile/image_output.hpp"
 
 #include <fmt/format.h>
-#include <opencv2/imgproc.hpp>
 
 #include <memory>
 
@@ -26,31 +26,16 @@ struct Options {
     ImageOutput output;
 };
 
-/// Whether the three channels of an image are equal in every pixel.
-bool isGrey(const cv::Mat& image) {
-    for (int i = 0; i < image.rows; ++i) {
-        const auto* const row = image.ptr<cv::Vec3f>(i);
-        for (int j = 0; j < image.cols; ++j) {
-            if (row[j][0] != row[j][1] || row[j][1] != row[j][2]) {
-                return false;
-            }
-        }
-    }
-    return true;
-}
-
 cv::Mat smoothed(const Session& session, const Options& options, const cv::Mat& image, const cv::Mat& guide) {
-    if (options.transport) {
-        // The variances of this variant are floored on the scale of bytes.
-        const GuidedFilterColor filter(guide * 255.0, 2 * options.radius + 1, 0.0, session.diagnostics());
-        return filter.filterColorChannelsMK(image * 255.0) / 255.0;
-    }
-    if (options.color) {
-        return guidedFilter(guide, image, options.radius, 0.0, -1, session.diagnostics());
-    }
-    cv::Mat grey;
-    cv::cvtColor(guide, grey, cv::COLOR_BGR2GRAY);
-    return guidedFilter(grey, image, options.radius, options.eps, -1, session.diagnostics());
+    SmoothOptions smoothing;
+    smoothing.guide = guide;
+    smoothing.radius = options.radius;
+    smoothing.epsilon = options.eps;
+    smoothing.variant = options.transport ? SmoothingVariant::transport
+                        : options.color   ? SmoothingVariant::color
+                                          : SmoothingVariant::gray;
+    Progress progress(session, "guided filter");
+    return likeness::smooth(image, smoothing, watchOf(session, progress));
 }
 
 ExitStatus smooth(const Session& session, const Options& options) {
@@ -64,16 +49,12 @@ ExitStatus smooth(const Session& session, const Options& options) {
         checkFinite(options.guide, guide);
         checkSameSize(options.input, image, options.guide, guide);
     }
-    if ((options.color || options.transport) && isGrey(guide)) {
+    if ((options.color || options.transport) && isGray(guide)) {
         throw Refusal(fmt::format("{}: the guide '{}' is grey, it has no colours to go by",
                                   options.transport ? "--transport" : "--color",
                                   options.guide.empty() ? options.input : options.guide));
     }
-    cv::Mat result;
-    {
-        const Progress progress(session, "guided filter");
-        result = smoothed(session, options, image, guide);
-    }
+    const cv::Mat result = smoothed(session, options, image, guide);
     writePhotograph(session, options.output, result, "smoothed");
     return ExitStatus::done;
 }

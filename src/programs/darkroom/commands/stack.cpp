@@ -1,10 +1,9 @@
 // darkroom stack: exposures of a scene made from a flash and a no-flash photograph of it.
 #include <likeness/exposure/brightness_increase.hpp>
 #include <likeness/exposure/exposure_stack.hpp>
-#include <likeness/exposure/response_recovery.hpp>
 #include "console/brightness_factor.hpp"
 #include "console/image_output_options.hpp"
-#include "console/message_watch.hpp"
+#include "console/operation_watch.hpp"
 #include "console/option_checks.hpp"
 #include "console/output_check.hpp"
 #include "console/prefix_output.hpp"
@@ -32,14 +31,18 @@ struct Options {
     int iterations = 1;
 };
 
-/// What the operation itself writes.
+std::string tintedEnding(int round, int exposure) {
+    return fmt::format("{}_0{}_final.jpg", round, exposure);
+}
+
+/// The results but for the tinted photograph of versions 2 and 3.
 std::vector<PrefixedResult> resultsOf(const Options& options) {
     std::vector<PrefixedResult> results;
     if (options.version == 1) {
         for (int round = 0; round < options.iterations; ++round) {
             for (int exposure = 0; exposure < brightnessPasses; ++exposure) {
                 results.push_back(
-                    {fmt::format("{}_0{}_final.jpg", round, exposure),
+                    {tintedEnding(round, exposure),
                      fmt::format("flash photograph tinted to exposure {}, round {}", exposure, round + 1)});
             }
         }
@@ -58,39 +61,22 @@ ImageOutput tintedOutput(const Options& options) {
     return output;
 }
 
-/// How many steps `isStep` will find.
-int stepsOf(const Options& options) {
-    switch (options.version) {
-        case 1:
-            return brightnessPasses * (1 + 2 * options.iterations) + 1;
-        case 2:
-            return 2 * brightnessPasses + 1;
-        default:
-            return 1;
-    }
+StackOptions stackOptions(const Options& options, const StagedResults& staged) {
+    StackOptions stack;
+    constexpr std::array versions = {StackVersion::full, StackVersion::tintedFirst, StackVersion::tintOnly};
+    stack.version = versions.at(static_cast<std::size_t>(options.version - 1));
+    stack.brightness = static_cast<double>(options.brightness);
+    stack.iterations = options.iterations;
+    stack.exposures = false;
+    stack.takeTinted = [&staged](int round, int exposure, const cv::Mat& picture) {
+        staged.writePicture(tintedEnding(round, exposure), picture);
+    };
+    return stack;
 }
 
-/// Whether a message says that something is done: a pass of the brightness increase ("Already out !"), an exposure
-/// ("here", or its number behind the prefix, which is told twice a round), or the merging, whose results are named.
-bool isStep(std::string_view message, const std::string& prefix) {
-    return message == "Already out !\n" || message == "here\n" || message.rfind(prefix, 0) == 0;
-}
-
-void run(const Session& session, const Options& options, cv::Mat& flash, cv::Mat& nonFlash,
-         const StagedResults& staged) {
-    Progress progress(session, "exposure stack", stepsOf(options));
-    const MessageWatch watch(
-        [&](std::string_view message) {
-            if (isStep(message, staged.stagedPrefix())) {
-                progress.step();
-            }
-            return session.verbose() ? staged.withUsersPrefix(message) : std::string(message);
-        },
-        session.diagnostics());
-    constexpr auto operations =
-        std::array{createBrightnessExposures, createBrightnessExposuresVs2, createBrightnessExposuresVs3};
-    operations.at(static_cast<std::size_t>(options.version - 1))(flash, nonFlash, options.brightness,
-                                                                 options.iterations, staged.stagedPrefix(), watch);
+ExposureStack made(const Session& session, const StackOptions& options, const cv::Mat& flash, const cv::Mat& nonFlash) {
+    Progress progress(session, "exposure stack");
+    return exposureStack(flash, nonFlash, options, watchOf(session, progress));
 }
 
 ExitStatus stack(const Session& session, const Options& options, bool brightnessGiven) {
@@ -107,18 +93,21 @@ ExitStatus stack(const Session& session, const Options& options, bool brightness
         throw Refusal("--iterations: version 3 only tints, and needs at least one round");
     }
     checkBrightnessFactor("--brightness", options.brightness);
-    cv::Mat flash = readBoundedUnitImage(session, options.flash);
-    cv::Mat nonFlash = readBoundedUnitImage(session, options.nonFlash);
+    const cv::Mat flash = readBoundedUnitImage(session, options.flash);
+    const cv::Mat nonFlash = readBoundedUnitImage(session, options.nonFlash);
     checkSameSize(options.flash, flash, options.nonFlash, nonFlash);
     if (options.version != 3) {
         checkResponseGrid(options.flash, flash.size());
     }
 
     const StagedResults staged(options.prefix);
-    run(session, options, flash, nonFlash, staged);
+    const ExposureStack stack = made(session, stackOptions(options, staged), flash, nonFlash);
+    if (!stack.fused.empty()) {
+        staged.writeMerged(stack.radiance, stack.toneMapped, stack.fused);
+    }
     staged.publish(session, results);
     if (options.version != 1) {
-        writePhotograph(session, tintedOutput(options), flash, "tinted flash photograph");
+        writePhotograph(session, tintedOutput(options), stack.tinted.front(), "tinted flash photograph");
     }
     return ExitStatus::done;
 }

@@ -1,7 +1,7 @@
 // darkroom structure: how strongly oriented the structure around each pixel is.
 #include <likeness/structure/structure_tensor.hpp>
-#include "console/image_capture.hpp"
 #include "console/image_output_options.hpp"
+#include "console/operation_watch.hpp"
 #include "console/option_checks.hpp"
 #include "console/output_check.hpp"
 #include "console/progress.hpp"
@@ -29,24 +29,18 @@ ExitStatus mapStructure(const Session& session, const Options& options) {
     if (!options.coherence.empty()) {
         checkImageOutput(coherenceOutput, plan);
     }
-    cv::Mat image = readUnitImage(session, options.input);
-    image *= 255.0;  // the strength's constant is one for this scale
-    cv::Mat strength(image.size(), CV_32F);
-    cv::Mat coherence;
+    const cv::Mat image = readUnitImage(session, options.input);
+    StructureOptions kernels;
+    kernels.size = options.size;
+    kernels.coherence = !options.coherence.empty();
+    Structure structure;
     {
-        const Progress progress(session, "structure tensor");
-        if (options.coherence.empty()) {
-            computeStructuralTensor(image, strength, static_cast<float>(options.size), session.diagnostics());
-        } else {
-            const ImageCapture capture("coherence.jpg", session.diagnostics());
-            computeStructuralTensor(image, strength, static_cast<float>(options.size), capture);
-            coherence = capture.image();
-        }
+        Progress progress(session, "structure tensor");
+        structure = orientedStructure(image, kernels, watchOf(session, progress));
     }
-    writeImage(session, options.output, strength, 1.0, "orientation strength, 0.5 (none) to 1");
-    if (!coherence.empty()) {
-        coherence /= 255.0;  // it is shown on the scale of bytes
-        writeImage(session, coherenceOutput, coherence, 1.0, "coherence, 0 to 1, NaN on flat ground");
+    writeImage(session, options.output, structure.strength, 1.0, "orientation strength, 0.5 (none) to 1");
+    if (kernels.coherence) {
+        writeImage(session, coherenceOutput, structure.coherence, 1.0, "coherence, 0 to 1, NaN on flat ground");
     }
     return ExitStatus::done;
 }

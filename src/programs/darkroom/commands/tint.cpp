@@ -1,10 +1,7 @@
 // darkroom tint: the light of one photograph on the detail of another.
-#include <likeness/adaptation/two_scale_adaptation.hpp>
-#include <likeness/adaptation/white_image.hpp>
-#include <likeness/color/bgr_xyz.hpp>
-#include <likeness/color/sharpened_rgb.hpp>
-#include <likeness/color/white_point.hpp>
+#include <likeness/adaptation/tint.hpp>
 #include "console/image_output_options.hpp"
+#include "console/operation_watch.hpp"
 #include "console/option_checks.hpp"
 #include "console/progress.hpp"
 #include "console/subcommands.hpp"
@@ -12,7 +9,6 @@
 #include "photofile/image_input.hpp"
 #include "photofile/image_output.hpp"
 
-#include <cmath>
 #include <memory>
 
 namespace likeness::darkroom {
@@ -27,58 +23,28 @@ struct Options {
     ImageOutput output;
 };
 
-cv::Mat sharpenedOf(cv::Mat& bgr) {
-    cv::Mat image(bgr.size(), CV_32FC3);
-    convertBGRToXYZDirect(bgr, image);
-    convertXYZtoSharpenedBGR(image, image);
-    return image;
-}
-
-/// The gain at a pixel compares the no-flash photograph there with the local white of the flash photograph.
-cv::Mat tintByGain(const Session& session, cv::Mat& flash, cv::Mat& nonFlash) {
-    cv::Mat white;
-    computeWhiteImg(flash, white, 0, session.diagnostics());
-    cv::Mat sharpenedWhite = sharpenedOf(white);
-    cv::Mat tinted = sharpenedOf(flash);
-    cv::Mat target = sharpenedOf(nonFlash);
-    cv::Mat notRead;
-    biCAT(tinted, sharpenedWhite, sharpenedWhite, target, notRead, session.diagnostics());
-    convertSharpenedBGRtoXYZ(tinted, tinted);
-    convertXYZToBGRDirect(tinted, tinted);
-    return tinted;
-}
-
-/// Gain and offset at a pixel compare the local whites of the two photographs. Works on `flash`.
-cv::Mat tintByRegression(const Session& session, cv::Mat& flash, cv::Mat& nonFlash, const Options& options) {
-    const int diagonal = static_cast<int>(std::hypot(flash.cols, flash.rows));
-    const int diameter = options.diameter > 0 ? options.diameter : diagonal / 25;
-    cv::Mat flashWhite;
-    cv::Mat nonFlashWhite;
-    computeWhiteImgVs2(flash, flashWhite, static_cast<float>(options.sigma), diameter);
-    computeWhiteImgVs2(nonFlash, nonFlashWhite, static_cast<float>(options.sigma), diameter);
-    cv::Mat everywhere(flash.size(), CV_32F, cv::Scalar(1));
-    cv::Mat spare;
-    // The maps of variance and covariance are on the scale of squares of 0..255.
-    constexpr double ofSquares = 255.0 * 255.0;
-    biCATRegression(flash, flashWhite, nonFlash, spare, nonFlashWhite, everywhere,
-                    static_cast<float>(options.sigma * ofSquares), session.diagnostics());
-    return flash;
+TintOptions tintOptions(const Options& options) {
+    TintOptions tint;
+    tint.form = options.form == "gain" ? TintForm::gain : TintForm::regression;
+    tint.sigma = options.sigma;
+    tint.diameter = options.diameter;
+    return tint;
 }
 
 ExitStatus tint(const Session& session, const Options& options, bool smoothingGiven) {
     OutputPlan plan(session, {options.flash, options.nonFlash});
     checkImageOutput(options.output, plan);
-    const bool byGain = options.form == "gain";
-    if (byGain && smoothingGiven) {
+    const TintOptions form = tintOptions(options);
+    if (form.form == TintForm::gain && smoothingGiven) {
         throw Refusal("--sigma and --diameter belong to --form regression");
     }
-    cv::Mat flash = readBoundedUnitImage(session, options.flash);
-    cv::Mat nonFlash = readBoundedUnitImage(session, options.nonFlash);
+    const cv::Mat flash = readBoundedUnitImage(session, options.flash);
+    const cv::Mat nonFlash = readBoundedUnitImage(session, options.nonFlash);
     checkSameSize(options.flash, flash, options.nonFlash, nonFlash);
     cv::Mat tinted;
     {
-        const Progress progress(session, "tinting");
-        tinted = byGain ? tintByGain(session, flash, nonFlash) : tintByRegression(session, flash, nonFlash, options);
+        Progress progress(session, "tinting");
+        tinted = likeness::tint(flash, nonFlash, form, watchOf(session, progress));
     }
     writePhotograph(session, options.output, tinted, "tinted photograph");
     return ExitStatus::done;

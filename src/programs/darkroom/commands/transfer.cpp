@@ -1,7 +1,7 @@
 // darkroom transfer: the palette of one photograph on another.
-#include <likeness/color/clipped_values.hpp>
-#include <likeness/transport/optimal_transport.hpp>
+#include <likeness/transport/color_transfer.hpp>
 #include "console/image_output_options.hpp"
+#include "console/operation_watch.hpp"
 #include "console/option_checks.hpp"
 #include "console/output_check.hpp"
 #include "console/progress.hpp"
@@ -12,7 +12,6 @@
 #include "photofile/image_output.hpp"
 
 #include <fmt/format.h>
-#include <opencv2/imgproc.hpp>
 
 #include <filesystem>
 #include <memory>
@@ -52,52 +51,16 @@ std::vector<Frame> framesOf(const Options& options) {
     return frames;
 }
 
-cv::Mat labOf(const cv::Mat& bgr) {
-    cv::Mat lab;
-    cv::cvtColor(bgr, lab, cv::COLOR_BGR2Lab);
-    return lab;
-}
-
-/// Bonneel's form of the chroma transfer.
-/// @return  CV_32FC2
-cv::Mat chromaMovedAfterTheMap(const cv::Mat& input, const cv::Mat& target, const Diagnostics& diagnostics) {
-    cv::Mat result(input.size(), CV_32FC2);
-    cv::Mat inputCovarianceInverse(3, 3, CV_32F);
-    cv::Mat inputMeans(1, 3, CV_32F);
-    cv::Mat targetCovariance(2, 2, CV_32F);
-    cv::Mat targetMeans(1, 2, CV_32F);
-    cv::Mat map(2, 2, CV_32F);
-    applyOptimalTransportBonneel(input, target, result, inputCovarianceInverse, inputMeans, targetCovariance,
-                                 targetMeans, map, 1.0F, 2, diagnostics);
-    float* inputChroma = inputMeans.ptr<float>(0) + 1;
-    float* targetChroma = targetMeans.ptr<float>(0);
-    computeMapping2DBonneel(input, target, inputChroma, targetChroma, map, result);
-    return result;
-}
-
-/// @return  `lab` with its chroma exchanged
-cv::Mat withChroma(const cv::Mat& lab, const cv::Mat& chroma) {
-    cv::Mat exchanged = lab.clone();
-    const int places[] = {0, 1, 1, 2};
-    cv::mixChannels(&chroma, 1, &exchanged, 1, places, 2);
-    return exchanged;
-}
-
-/// @return  L*, a*, b*
-cv::Mat transferred(const cv::Mat& input, const cv::Mat& target, double t, int dims, const Diagnostics& diagnostics) {
-    cv::Mat result(input.size(), CV_32FC(dims));
-    cv::Mat inputMeans(1, dims, CV_32F);
-    cv::Mat targetMeans(1, dims, CV_32F);
-    cv::Mat map(dims, dims, CV_32F);
-    cv::Mat unused;
-    applyOptimalTransport(input, target, result, unused, inputMeans, unused, targetMeans, map, static_cast<float>(t),
-                          dims, diagnostics);
-    return dims == 2 ? withChroma(input, result) : result;
+TransferOptions transferOptions(const Options& options) {
+    TransferOptions transfer;
+    transfer.channels = options.dims == 2 ? TransferChannels::chroma : TransferChannels::all;
+    transfer.form = options.form == "centred" ? TransferForm::centered : TransferForm::bonneel;
+    return transfer;
 }
 
 ExitStatus transfer(const Session& session, const Options& options) {
-    const bool centred = options.form == "centred";
-    if (!centred && options.dims != 2) {
+    const TransferOptions form = transferOptions(options);
+    if (form.form == TransferForm::bonneel && form.channels != TransferChannels::chroma) {
         throw Refusal("--form bonneel: only with --dims 2");
     }
     OutputPlan plan(session, {options.input, options.palette});
@@ -111,17 +74,13 @@ ExitStatus transfer(const Session& session, const Options& options) {
     checkFinite(options.palette, palette);
     tellClippedInput(session, options.input, input);
     tellClippedInput(session, options.palette, palette);
-    const cv::Mat inputLab = labOf(input);
-    const cv::Mat paletteLab = labOf(palette);
     Progress progress(session, "transferring colours", static_cast<int>(frames.size()));
+    const ColorTransfer colors(input, palette, form, watchOf(session));
     for (const Frame& frame : frames) {
-        cv::Mat result =
-            centred ? transferred(inputLab, paletteLab, frame.t, options.dims, session.diagnostics())
-                    : withChroma(inputLab, chromaMovedAfterTheMap(inputLab, paletteLab, session.diagnostics()));
-        const ClippedValues clipped = clippedValuesOfLab(result);
-        cv::cvtColor(result, result, cv::COLOR_Lab2BGR);
-        writePhotograph(session, frame.output, result, fmt::format("t = {:.4g}", frame.t));
-        tellClipped(session, frame.output.path, clipped, result.size(), "have colours outside sRGB and are clipped");
+        const Transfer moved = colors.at(frame.t);
+        writePhotograph(session, frame.output, moved.image, fmt::format("t = {:.4g}", frame.t));
+        tellClipped(session, frame.output.path, moved.clipped, moved.image.size(),
+                    "have colours outside sRGB and are clipped");
         progress.step();
     }
     return ExitStatus::done;

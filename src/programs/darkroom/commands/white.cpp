@@ -1,11 +1,10 @@
 // darkroom white: the white that a photograph was seen under, as a whole and at each pixel.
 #include <likeness/adaptation/white_image.hpp>
-#include <likeness/color/bgr_xyz.hpp>
-#include <likeness/color/chromaticity.hpp>
 #include <likeness/color/correlated_color_temperature.hpp>
 #include <likeness/color/white_point.hpp>
-#include <likeness/version.hpp>
 #include "console/image_output_options.hpp"
+#include "console/json_output.hpp"
+#include "console/operation_watch.hpp"
 #include "console/option_checks.hpp"
 #include "console/progress.hpp"
 #include "console/subcommands.hpp"
@@ -19,7 +18,6 @@
 
 #include <cmath>
 #include <iostream>
-#include <limits>
 #include <memory>
 
 namespace likeness::darkroom {
@@ -33,49 +31,35 @@ struct Options {
     ImageOutput output;
 };
 
-struct White {
-    cv::Vec3f bgr;
-    cv::Vec2f xy;
+/// What is printed of a white.
+struct FoundWhite {
+    cv::Vec3d bgr;
+    cv::Vec2d xy;
     PlanckianNeighbour nearest;
-    bool found;  ///< whether the photograph has pixels that are nearly neutral
 };
 
-/// One estimate: it only changes on an image that is adapted in between.
-White whiteOf(const cv::Mat& bgr, const Diagnostics& diagnostics) {
-    cv::Mat white(1, 1, CV_32FC3);
-    cv::Mat estimate(1, 1, CV_32FC3, cv::Scalar::all(std::numeric_limits<double>::quiet_NaN()));
-    cv::Mat noMask;
-    computeWhitePointFromGrayWorld(bgr, white, estimate, noMask, diagnostics);
-    cv::Mat xyz(1, 1, CV_32FC3);
-    convertBGRToXYZDirect(white, xyz);
-    cv::Mat xy(1, 1, CV_32FC2);
-    XYZtoxy(xyz, xy);
-    const auto& chromaticity = xy.at<cv::Vec2f>(0, 0);
-    const auto& yuv = estimate.at<cv::Vec3f>(0, 0);
-    return {white.at<cv::Vec3f>(0, 0), chromaticity, correlatedColorTemperature(cv::Vec2d(chromaticity)),
-            yuv[1] != 0 || yuv[2] != 0};
+FoundWhite described(const WhiteEstimate& estimate) {
+    const cv::Vec2d xy = estimate.white.chromaticity();
+    return {estimate.bgr, xy, correlatedColorTemperature(xy)};
 }
 
-nlohmann::ordered_json numberOrNull(double value) {
-    return std::isfinite(value) ? nlohmann::ordered_json(roundedToNineDigits(value)) : nlohmann::ordered_json();
+nlohmann::ordered_json rounded(double value) {
+    return numberOrNull(roundedToNineDigits(value));
 }
 
-void printJson(const Options& options, const cv::Mat& bgr, const White& white) {
-    nlohmann::ordered_json json;
-    json["schema"] = "darkroom.white";
-    json["schema_version"] = 1;
-    json["program_version"] = LIKENESS_VERSION;
+void printJson(const Options& options, const cv::Mat& bgr, const FoundWhite& white) {
+    nlohmann::ordered_json json = jsonOfSchema("white", 1);
     json["input"] = {{"path", options.input}, {"width_pixels", bgr.cols}, {"height_pixels", bgr.rows}};
     for (int c = 0; c < 3; ++c) {
-        json["white_bgr"].push_back(numberOrNull(white.bgr[c]));
+        json["white_bgr"].push_back(rounded(white.bgr[c]));
     }
-    json["chromaticity_xy"] = {numberOrNull(white.xy[0]), numberOrNull(white.xy[1])};
-    json["correlated_color_temperature_kelvin"] = numberOrNull(white.nearest.kelvin);
-    json["planckian_distance_uv"] = numberOrNull(white.nearest.distance);
-    std::cout << json.dump(2, ' ', false, nlohmann::ordered_json::error_handler_t::replace) << '\n';
+    json["chromaticity_xy"] = {rounded(white.xy[0]), rounded(white.xy[1])};
+    json["correlated_color_temperature_kelvin"] = rounded(white.nearest.kelvin);
+    json["planckian_distance_uv"] = rounded(white.nearest.distance);
+    std::cout << indentedJson(json);
 }
 
-void printText(const White& white) {
+void printText(const FoundWhite& white) {
     const auto orNone = [](double value, const char* unit = "") {
         return std::isfinite(value) ? nineDigits(value) + unit : std::string("none");
     };
@@ -86,16 +70,15 @@ void printText(const White& white) {
               << "distance from the Planckian locus (Duv): " << orNone(white.nearest.distance) << '\n';
 }
 
-cv::Mat whiteImage(const Session& session, cv::Mat& bgr, const Options& options) {
-    const Progress progress(session, "white of each pixel");
-    cv::Mat white;
+cv::Mat whiteImage(const Session& session, const cv::Mat& bgr, const Options& options) {
+    LocalWhiteOptions local;
     if (options.sigma > 0) {
-        computeWhiteImgVs2(bgr, white, static_cast<float>(options.sigma), options.diameter);
-    } else {
-        constexpr int radius = 16;
-        computeWhiteImg(bgr, white, radius, session.diagnostics());
+        local.filter = WhiteFilter::bilateral;
+        local.sigma = options.sigma;
+        local.diameter = options.diameter;
     }
-    return white;
+    Progress progress(session, "white of each pixel");
+    return localWhite(bgr, local, watchOf(session, progress));
 }
 
 ExitStatus estimateWhite(const Session& session, const Options& options) {
@@ -104,17 +87,19 @@ ExitStatus estimateWhite(const Session& session, const Options& options) {
         OutputPlan plan(session, {options.input});
         checkImageOutput(options.output, plan);
     }
-    cv::Mat bgr = readUnitImage(session, options.input);
+    const cv::Mat bgr =
+        options.sigma > 0 ? readBoundedUnitImage(session, options.input) : readUnitImage(session, options.input);
     if (withImage) {
         checkFinite(options.input, bgr);
     }
-    const White white = whiteOf(bgr, session.diagnostics());
+    const WhiteEstimate estimate = grayWorldWhite(bgr, nullptr, watchOf(session));
     if (withImage) {
         writeImage(session, options.output, whiteImage(session, bgr, options), 1.0, "white of each pixel");
     }
-    if (!white.found) {
+    if (!estimate.found) {
         session.warn("'" + options.input + "' has no nearly neutral pixel to estimate a white from");
     }
+    const FoundWhite white = described(estimate);
     if (options.json) {
         printJson(options, bgr, white);
     } else {

@@ -4,6 +4,7 @@
 #include <likeness/comparison/perceptual_metrics.hpp>
 #include <likeness/version.hpp>
 #include "batch/correlates.hpp"
+#include "console/json_output.hpp"
 #include "console/profile_result.hpp"
 #include "diagnostics/number_text.hpp"
 #include "files/csv_text.hpp"
@@ -47,11 +48,9 @@ std::string comparisonLine(const LikenessCoefficients& coefficients) {
 }
 
 std::string comparisonJson(const ComparisonResult& result) {
-    nlohmann::ordered_json json = {{"schema", "darkroom.comparison"},
-                                   {"schema_version", jsonVersion},
-                                   {"program_version", LIKENESS_VERSION},
-                                   {"first", describe(result.first)},
-                                   {"second", describe(result.second)}};
+    nlohmann::ordered_json json = jsonOfSchema("comparison", jsonVersion);
+    json["first"] = describe(result.first);
+    json["second"] = describe(result.second);
     json["viewing_conditions"] = {{"adapting_luminance_cd_per_m2", asWritten(adaptingLuminance)},
                                   {"white_luminance", asWritten(whiteLuminance)},
                                   {"surround_impact", asWritten(darkSurroundImpact)},
@@ -67,7 +66,7 @@ std::string comparisonJson(const ComparisonResult& result) {
         }
         json["within_limits"] = shortfall(result.coefficients, result.limits).empty();
     }
-    return json.dump(2) + '\n';
+    return indentedJson(json);
 }
 
 std::string comparisonCsv(const ComparisonResult& result) {

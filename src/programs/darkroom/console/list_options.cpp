@@ -5,7 +5,7 @@
 namespace likeness::darkroom {
 
 Shard ListOptions::shardAsked() const {
-    return shard.empty() ? Shard{} : shardOf(shard);
+    return shard.empty() ? Shard{} : parseShard(shard);
 }
 
 PairList ListOptions::read() const {

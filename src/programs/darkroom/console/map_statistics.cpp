@@ -33,6 +33,11 @@ float ranked(std::vector<float>& values, std::size_t rank, std::size_t& sortedUp
 
 }  // namespace
 
+double MapStatistics::percentile(int percentage) const {
+    const auto* const place = std::find(statisticsPercentages.begin(), statisticsPercentages.end(), percentage);
+    return percentiles.at(static_cast<std::size_t>(place - statisticsPercentages.begin()));
+}
+
 MapStatistics statisticsOf(const cv::Mat& map) {
     MapStatistics statistics{};
     statistics.minimum = statistics.mean = statistics.maximum = none;

@@ -22,6 +22,10 @@ struct MapStatistics {
     /// from the first to the last, linearly between two neighbours (R. J. Hyndman and Y. Fan, "Sample quantiles in
     /// statistical packages", The American Statistician 50, 1996, definition 7).
     std::array<double, statisticsPercentages.size()> percentiles;
+
+    /// @param percentage  one of `statisticsPercentages`
+    /// @throws std::out_of_range  for another one
+    double percentile(int percentage) const;
 };
 
 /// @param map  CV_32F

@@ -43,9 +43,7 @@ void checkOutputFile(std::string_view option, const std::string& path) {
     }
 }
 
-}  // namespace
-
-void checkFolder(std::string_view option, const std::string& folder) {
+void checkIsFolder(std::string_view option, const std::string& folder) {
     std::error_code error;
     const fs::file_status status = fs::status(folder, error);
     if (!fs::exists(status)) {
@@ -54,8 +52,20 @@ void checkFolder(std::string_view option, const std::string& folder) {
     if (!fs::is_directory(status)) {
         refuse(option, folder, "is not a folder");
     }
+}
+
+}  // namespace
+
+void checkFolder(std::string_view option, const std::string& folder) {
+    checkIsFolder(option, folder);
     if (::access(folder.c_str(), W_OK | X_OK) != 0) {
         refuse(option, folder, "cannot be written");
+    }
+}
+
+void checkReadFolder(std::string_view option, const std::string& folder) {
+    if (!folder.empty()) {
+        checkIsFolder(option, folder);
     }
 }
 
@@ -86,6 +96,14 @@ void OutputPlan::file(std::string_view option, const std::string& path) {
     optionOf_.add(path, std::string(option));
     outputs_.add(path, fmt::format("{}: '{}'", option, path));
     session_.keepFromDumps(path, "the result '" + path + "'");
+}
+
+void OutputPlan::page(std::string_view option, const std::string& path) {
+    const fs::path extension = fs::path(path).extension();
+    if (extension != ".html" && extension != ".htm") {
+        refuse(option, path, "has none of the extensions .html, .htm");
+    }
+    file(option, path);
 }
 
 void OutputPlan::aside(std::string_view option, const std::string& path) const {

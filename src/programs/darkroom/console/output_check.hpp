@@ -15,6 +15,10 @@ namespace likeness::darkroom {
 /// @throws Refusal
 void checkFolder(std::string_view option, const std::string& folder);
 
+/// Refuses a folder that does not exist or is no folder. An option that is not given, "", passes.
+/// @throws Refusal
+void checkReadFolder(std::string_view option, const std::string& folder);
+
 /// The files that a call reads and those that it is going to write. Every check of an output goes through one, so that
 /// no result ever replaces a file that is read, or another result, under whatever name, through links or not. What the
 /// operation dumps is not planned: its names are known only when it dumps, and the session leaves out what would
@@ -35,6 +39,9 @@ public:
     /// @throws Refusal  if its folder is one that `checkFolder` would refuse, if it is a folder itself or exists and
     ///                  cannot be written, if it is an input, or another output
     void file(std::string_view option, const std::string& path);
+
+    /// The same for an HTML page, whose name must say so.
+    void page(std::string_view option, const std::string& path);
 
     /// Refuses a file that is written or removed besides, such as a lock, where it is an input.
     /// @throws Refusal

@@ -2,6 +2,7 @@
 
 #include <likeness/color/clipped_values.hpp>
 #include "console/option_checks.hpp"
+#include "diagnostics/output_file.hpp"
 #include "files/refusal.hpp"
 #include "files/replaced_file.hpp"
 #include "photofile/clipping.hpp"
@@ -29,7 +30,7 @@ void removeWhole(const std::string& folder) {
     }
 }
 
-/// The operations clip to 8 bits when they write, and only the picture tells.
+/// Pictures are clipped to 8 bits when they are written, and only the file tells.
 void tellLimits(const Session& session, const std::string& path, const std::string& bytes) {
     if (session.quiet() || fs::path(path).extension() != ".jpg") {
         return;
@@ -86,6 +87,30 @@ StagedResults::~StagedResults() {
     removeWhole(folder_);
 }
 
+void StagedResults::write(const std::string& ending, const cv::Mat& picture) const {
+    std::vector<uchar> bytes;
+    cv::imencode(ending.substr(ending.rfind('.')), picture, bytes);
+    const std::string path = stagedPrefix_ + ending;
+    OutputFile file(path);
+    file.write({reinterpret_cast<const char*>(bytes.data()), bytes.size()});
+    if (!file.close()) {
+        std::error_code ignored;
+        fs::remove(path, ignored);
+    }
+}
+
+void StagedResults::writePicture(const std::string& ending, const cv::Mat& picture) const {
+    cv::Mat bytes;
+    picture.convertTo(bytes, CV_8U, 255);
+    write(ending, bytes);
+}
+
+void StagedResults::writeMerged(const cv::Mat& radiance, const cv::Mat& toneMapped, const cv::Mat& fused) const {
+    write(".hdr", radiance);
+    write(".jpg", toneMapped * 255);
+    write("fusion.jpg", fused * 255);
+}
+
 void StagedResults::publish(const Session& session, const std::vector<PrefixedResult>& results) const {
     for (const PrefixedResult& result : results) {
         std::error_code error;
@@ -100,14 +125,6 @@ void StagedResults::publish(const Session& session, const std::vector<PrefixedRe
         session.tell("wrote '" + prefix_ + result.ending + "': " + result.what);
         tellLimits(session, prefix_ + result.ending, bytes);
     }
-}
-
-std::string StagedResults::withUsersPrefix(std::string_view message) const {
-    std::string text(message);
-    for (std::size_t at = 0; (at = text.find(stagedPrefix_, at)) != std::string::npos; at += prefix_.size()) {
-        text.replace(at, stagedPrefix_.size(), prefix_);
-    }
-    return text;
 }
 
 }  // namespace likeness::darkroom

@@ -1,4 +1,4 @@
-// Results whose names an operation of the library makes itself, from a stem.
+// Results whose names are made from one stem.
 #pragma once
 
 #include "console/output_check.hpp"
@@ -6,6 +6,7 @@
 #include "files/interrupt_cleanup.hpp"
 
 #include <CLI/CLI.hpp>
+#include <opencv2/core.hpp>
 
 #include <optional>
 #include <string>
@@ -30,8 +31,8 @@ CLI::Option* addPrefixOutput(CLI::App& app, std::string& prefix, const std::stri
 /// @throws Refusal
 void checkPrefixOutput(const std::string& prefix, const std::vector<PrefixedResult>& results, OutputPlan& plan);
 
-/// A folder with a temporary name beside the results, where the operation writes them first. It goes, with everything
-/// in it, when this object does or the program is interrupted.
+/// A folder with a temporary name beside the results, where they are written first. It goes, with everything in it, when
+/// this object does or the program is interrupted.
 class StagedResults {
 public:
     /// @throws Refusal  if the folder cannot be made
@@ -40,15 +41,24 @@ public:
     StagedResults(const StagedResults&) = delete;
     StagedResults& operator=(const StagedResults&) = delete;
 
-    /// The stem that the operation is given.
+    /// The stem of the results within the folder.
     const std::string& stagedPrefix() const noexcept { return stagedPrefix_; }
+
+    /// Writes a result into the folder, in the format of its ending. What cannot be written is missing when the results
+    /// are published. Safe to call from several threads for different results.
+    /// @param picture  CV_8UC3, or CV_32FC3 on the scale 0..255 (.hdr: as it is)
+    void write(const std::string& ending, const cv::Mat& picture) const;
+
+    /// The same of a picture on the scale 0..1, rounded to 8 bits.
+    void writePicture(const std::string& ending, const cv::Mat& picture) const;
+
+    /// Writes what `mergedResults` names.
+    /// @param toneMapped, fused  on the scale 0..1
+    void writeMerged(const cv::Mat& radiance, const cv::Mat& toneMapped, const cv::Mat& fused) const;
 
     /// Puts the results in their places, each as a whole, and tells of each. If one is missing, none is put there.
     /// @throws Refusal
     void publish(const Session& session, const std::vector<PrefixedResult>& results) const;
-
-    /// A message of the operation as if it had been given the user's stem.
-    std::string withUsersPrefix(std::string_view message) const;
 
 private:
     std::string prefix_;

@@ -5,9 +5,9 @@ namespace likeness {
 /// A function of one float whose argument rarely changes from pixel to pixel: the viewing conditions are maps, but
 /// callers fill them with one value.
 template <typename Function>
-class Remembered {
+class LastValueCache {
 public:
-    explicit Remembered(Function function) : function_(function), argument_(0), value_(function(0.0F)) {}
+    explicit LastValueCache(Function function) : function_(function), argument_(0), value_(function(0.0F)) {}
 
     double operator()(float argument) {
         if (!(argument == argument_)) {

@@ -1,0 +1,21 @@
+#include "console/json_output.hpp"
+
+#include <likeness/version.hpp>
+
+#include <cmath>
+
+namespace likeness::darkroom {
+
+nlohmann::ordered_json jsonOfSchema(const std::string& name, int version) {
+    return {{"schema", "darkroom." + name}, {"schema_version", version}, {"program_version", LIKENESS_VERSION}};
+}
+
+std::string indentedJson(const nlohmann::ordered_json& json) {
+    return json.dump(2, ' ', false, nlohmann::ordered_json::error_handler_t::replace) + '\n';
+}
+
+nlohmann::ordered_json numberOrNull(double value) {
+    return std::isfinite(value) ? nlohmann::ordered_json(value) : nlohmann::ordered_json();
+}
+
+}  // namespace likeness::darkroom
