@@ -24,6 +24,8 @@ found_without_dpkg() {
     libfmt-dev) has_package fmt fmt-config.cmake ;;
     libexif-dev) has_package libexif - ;;
     libsqlite3-dev) has_package sqlite3 - ;;
+    liblcms2-dev) has_package lcms2 - ;;
+    zlib1g-dev) has_package zlib - ;;
     libssl-dev) has_package libcrypto - ;;
     libgtest-dev) has_package gtest GTestConfig.cmake ;;
     libbenchmark-dev) has_package benchmark benchmarkConfig.cmake ;;
@@ -86,11 +88,11 @@ ensure_packages() {
 build_packages=(g++ cmake ninja-build libopencv-dev libsleef-dev)
 
 # What the programs need on top, and darkroom alone.
-program_packages=(libfmt-dev libssl-dev)
+program_packages=(libfmt-dev libssl-dev liblcms2-dev zlib1g-dev)
 darkroom_packages=("${program_packages[@]}" libcli11-dev nlohmann-json3-dev libexif-dev libsqlite3-dev)
 
 # What the tests and benchmarks need on top.
-test_packages=(libgtest-dev libbenchmark-dev pkg-config chromium zsh groff-base liblcms2-dev python3-colorspacious
+test_packages=(libgtest-dev libbenchmark-dev pkg-config chromium zsh groff-base python3-colorspacious
     doxygen dpkg-dev lintian)
 
 # Builds a target once, and again when sources have changed. The first time it says how long that takes; on a terminal it

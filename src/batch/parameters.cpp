@@ -41,7 +41,7 @@ std::string modelParameters(const ComparisonModel& model, const std::optional<Hu
     return text;
 }
 
-std::string comparisonParameters(const AnalysisOptions& options) {
+std::string comparisonParameters(const AnalysisOptions& options, const ProfileChoice& profiles) {
     ::utsname system{};
     ::uname(&system);
     const auto number = [](float value) { return nineDigits(static_cast<double>(value)); };
@@ -52,11 +52,19 @@ std::string comparisonParameters(const AnalysisOptions& options) {
         resultSchema, number(adaptingLuminance), number(whiteLuminance),
         number(backgroundOfUniformWhite(1, whiteLuminance)), number(darkSurroundImpact), number(darkSurroundInduction),
         cv::getVersionString(), system.machine);
+    if (profiles.assumed != nullptr) {
+        const std::vector<unsigned char>& icc = profiles.assumed->icc();
+        text += fmt::format(";assumed-profile={},{:016x}", profiles.assumed->description(),
+                            fnv1a({reinterpret_cast<const char*>(icc.data()), icc.size()}));
+    }
+    if (profiles.ignore) {
+        text += ";profiles=ignored";
+    }
     return isDefault(options) ? text : text + ';' + modelParameters(options.model, options.hue);
 }
 
-std::string parameterFingerprint(const AnalysisOptions& options) {
-    const std::string fingerprint = fmt::format("{:016x}", fnv1a(comparisonParameters(options)));
+std::string parameterFingerprint(const AnalysisOptions& options, const ProfileChoice& profiles) {
+    const std::string fingerprint = fmt::format("{:016x}", fnv1a(comparisonParameters(options, profiles)));
     return isDefault(options) ? fingerprint : fingerprint + ' ' + modelParameters(options.model, options.hue);
 }
 

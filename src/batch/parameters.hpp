@@ -1,6 +1,7 @@
 #pragma once
 
 #include <likeness/comparison/analysis.hpp>
+#include "photofile/managed_colors.hpp"
 
 #include <string>
 
@@ -10,9 +11,9 @@ namespace likeness {
 std::string modelParameters(const ComparisonModel& model, const std::optional<HueWeights>& hue);
 
 /// All that changes the numbers of a comparison besides the photographs and the program's version, as one line.
-std::string comparisonParameters(const AnalysisOptions& options = {});
+std::string comparisonParameters(const AnalysisOptions& options = {}, const ProfileChoice& profiles = {});
 
 /// 16 hexadecimal digits that stand for that line; behind a space follows the model, where it is not the default.
-std::string parameterFingerprint(const AnalysisOptions& options = {});
+std::string parameterFingerprint(const AnalysisOptions& options = {}, const ProfileChoice& profiles = {});
 
 }  // namespace likeness

@@ -14,12 +14,21 @@ namespace likeness {
 namespace {
 
 void analyse(const std::string& path, ColorCounter& counter, std::uint64_t mostPixels, const AnalysisOptions& options,
-             PhotographAnalysis& analysis) {
-    PhotographRead photograph = readPhotographAmongOthers(path, PhotographValues::bytesOrFloats, mostPixels);
+             const ProfileChoice& profiles, PhotographAnalysis& analysis) {
+    ManagedColors colors(profiles);
+    PhotographRead photograph = readPhotographAmongOthers(path, PhotographValues::bytesOrFloats, mostPixels, &colors);
+    colors.settle(photograph.remarks);
     analysis.problem = photograph.problem;
     analysis.remarks = std::move(photograph.remarks);
     if (!analysis.problem.empty()) {
         return;
+    }
+    if (!colors.use().problem.empty()) {
+        analysis.remarks.push_back("its colour profile" + colors.use().problem +
+                                   ": it is taken for a file without one");
+    }
+    if (colors.use().origin != ProfileUse::Origin::none) {
+        analysis.remarks.push_back(colors.use().remark());
     }
     if (!options.hue && options.model == ComparisonModel()) {
         analysis.distributions = appearanceDistributions(photograph.bgr, counter);
@@ -52,10 +61,10 @@ void append(std::string& text, const std::string& more) {
 }  // namespace
 
 PhotographAnalysis analysePhotograph(const std::string& path, ColorCounter& counter, std::uint64_t mostPixels,
-                                     const AnalysisOptions& options) {
+                                     const AnalysisOptions& options, const ProfileChoice& profiles) {
     PhotographAnalysis analysis;
     try {
-        analyse(path, counter, mostPixels, options, analysis);
+        analyse(path, counter, mostPixels, options, profiles, analysis);
     } catch (const MachineFailure& failure) {
         if (failure.errorNumber() == ENOMEM) {
             throw MemoryShortage(failure.what());

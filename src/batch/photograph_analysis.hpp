@@ -3,6 +3,7 @@
 #include <likeness/comparison/analysis.hpp>
 #include "batch/result_record.hpp"
 #include "comparison/photograph_counts.hpp"
+#include "photofile/managed_colors.hpp"
 
 #include <cstdint>
 #include <string>
@@ -15,7 +16,7 @@ struct PhotographAnalysis {
     PhotographFacts facts;
     AppearanceDistributions distributions;
     std::string problem;               ///< why there is none: what follows "cannot read 'PATH'"; empty if there is one
-    std::vector<std::string> remarks;  ///< of the decoder
+    std::vector<std::string> remarks;  ///< of the decoder, and how its colour profile was used
 };
 
 /// Reads and analyses a photograph. Safe to call from several threads, with a counter for each; the decoder's remarks
@@ -25,7 +26,7 @@ struct PhotographAnalysis {
 /// @throws Refusal    if the machine lacks what it takes (descriptors, a disk that works; `MemoryShortage` if it is
 ///                    memory): no problem of the photograph
 PhotographAnalysis analysePhotograph(const std::string& path, ColorCounter& counter, std::uint64_t mostPixels,
-                                     const AnalysisOptions& options = {});
+                                     const AnalysisOptions& options = {}, const ProfileChoice& profiles = {});
 
 /// Compares two analysed photographs.
 /// @param firstPath, secondPath  names for the error and the remarks

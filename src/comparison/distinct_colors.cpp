@@ -281,6 +281,69 @@ void expandElements(const cv::Mat& perColor, const cv::Mat& indices, cv::Mat& ex
 
 }  // namespace
 
+DistinctUnitColors distinctUnitColors(const cv::Mat& unit) {
+    requireType("distinctUnitColors", CV_32FC3, {{"unit", unit}});
+    struct Color {
+        std::uint32_t bits[3];
+        bool operator==(const Color&) const = default;
+    };
+    DistinctUnitColors result;
+    std::vector<Color> colors;
+    // Open addressing, at most half full; an entry is 1 more than an index.
+    std::vector<std::uint32_t> table(std::size_t{1} << 12);
+    const auto place = [&table](const Color& color) {
+        std::uint64_t hash = color.bits[0] | static_cast<std::uint64_t>(color.bits[1]) << 32;
+        hash = (hash ^ color.bits[2] * 0x9E3779B97F4A7C15U) * 0xD6E8FEB86659FD93U;
+        return static_cast<std::size_t>(hash ^ hash >> 32) & (table.size() - 1);
+    };
+    const auto find = [&](const Color& color) {
+        std::size_t at = place(color);
+        while (table[at] != 0 && !(colors[table[at] - 1] == color)) {
+            at = (at + 1) & (table.size() - 1);
+        }
+        return at;
+    };
+    result.indices.create(unit.size(), CV_32S);
+    std::size_t pixels = 0;
+    for (int i = 0; i < unit.rows; ++i) {
+        const auto* pixel = unit.ptr<uchar>(i);
+        int* const index = result.indices.ptr<int>(i);
+        for (int j = 0; j < unit.cols; ++j, pixel += sizeof(Color)) {
+            Color color{};
+            std::memcpy(&color, pixel, sizeof(Color));
+            const std::size_t at = find(color);
+            if (table[at] == 0) {
+                colors.push_back(color);
+                result.counts.push_back(0);
+                table[at] = static_cast<std::uint32_t>(colors.size());
+                if (2 * colors.size() > table.size()) {
+                    table.assign(4 * table.size(), 0);
+                    for (std::size_t k = 0; k < colors.size(); ++k) {
+                        table[find(colors[k])] = static_cast<std::uint32_t>(k + 1);
+                    }
+                }
+                index[j] = static_cast<int>(colors.size() - 1);
+            } else {
+                index[j] = static_cast<int>(table[at] - 1);
+            }
+            ++result.counts[static_cast<std::size_t>(index[j])];
+        }
+        pixels += static_cast<std::size_t>(unit.cols);
+        constexpr std::size_t afterPixels = std::size_t{1} << 14;  // the first rows may be sky
+        if (pixels > afterPixels && 2 * colors.size() > pixels) {
+            return {};
+        }
+    }
+    if (2 * colors.size() > pixels) {
+        return {};
+    }
+    result.bgr.create(1, static_cast<int>(colors.size()), CV_32FC3);
+    if (!colors.empty()) {
+        std::memcpy(result.bgr.data, colors.data(), colors.size() * sizeof(Color));
+    }
+    return result;
+}
+
 cv::Mat expandColors(const cv::Mat& perColor, const cv::Mat& indices, cv::Mat reuse) {
     requireType("expandColors", CV_32S, {{"indices", indices}});
     if (!indices.empty()) {

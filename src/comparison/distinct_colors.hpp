@@ -77,6 +77,21 @@ private:
     numerics::LargePages indices_;
 };
 
+/// Colours of a photograph of floats, in the order of their first pixels, by their bits.
+struct DistinctUnitColors {
+    cv::Mat bgr;                        ///< 1 x K, CV_32FC3: each colour once
+    std::vector<std::uint32_t> counts;  ///< K: how many pixels have it
+    cv::Mat indices;                    ///< rows x cols, CV_32S: the colour of each pixel
+
+    bool empty() const noexcept { return counts.empty(); }
+};
+
+/// Finds the colours of floats that come from few numbers, as those of an 8-bit photograph that was converted from its
+/// profile. What has more than one colour for two pixels is given up early.
+/// @param unit  CV_32FC3
+/// @return      empty if it was given up, or there are no pixels
+DistinctUnitColors distinctUnitColors(const cv::Mat& unit);
+
 /// Puts the value of each pixel's colour into the pixel.
 /// @param perColor  1 x K, any type
 /// @param indices   CV_32S, each in [0, K)

@@ -202,6 +202,18 @@ CountedAppearance countedAppearance(const cv::Mat& photograph, ColorCounter& cou
 }
 
 CountedAppearance countedAppearance(const cv::Mat& unit, const Diagnostics& diagnostics) {
+    if (!diagnostics.wantsFiles() && !diagnostics.wantsMessages()) {
+        DistinctUnitColors colors = distinctUnitColors(unit);
+        if (!colors.empty()) {
+            cv::Mat sharpened = adapted(colors.bgr);
+            AppearanceMaps maps = appearanceMapsBeforeBackground(sharpened, backgroundOf(unit), diagnostics);
+            CorrelateCounts counts;
+            for (std::size_t k = 0; k < correlateNames.size(); ++k) {
+                counts[k].add(maps[k], colors.counts);
+            }
+            return {distributionsOf(counts), std::move(maps), std::move(colors.indices)};
+        }
+    }
     cv::Mat sharpened = adapted(unit);
     AppearanceMaps maps = appearanceMapsBeforeBackground(sharpened, backgroundOf(unit), diagnostics);
     CorrelateCounts counts;
@@ -220,12 +232,13 @@ AppearanceMaps appearanceMaps(const cv::Mat& image, const Diagnostics& diagnosti
     if (image.empty()) {
         return {};
     }
-    if (image.type() == CV_32FC3) {
-        return countedAppearance(image, diagnostics).maps;
-    }
     requirePhotograph(image);
     ColorCounter counter;
-    auto [distributions, maps, indices] = countedAppearance(image, counter, diagnostics);
+    auto [distributions, maps, indices] = image.type() == CV_32FC3 ? countedAppearance(image, diagnostics)
+                                                                   : countedAppearance(image, counter, diagnostics);
+    if (indices.empty()) {
+        return maps;
+    }
     for (std::size_t k = 0; k < correlateNames.size(); ++k) {
         maps[k] = expandColors(maps[k], indices);
     }

@@ -27,7 +27,7 @@ AppearanceDistributions appearanceDistributions(const cv::Mat& photograph, Color
 struct CountedAppearance {
     AppearanceDistributions distributions;
     AppearanceMaps maps;  ///< 1 x K: of the colours; where there are no indices, of the pixels
-    cv::Mat indices;      ///< the colour of each pixel; the counter's (`DistinctColors`)
+    cv::Mat indices;      ///< the colour of each pixel; of bytes the counter's (`DistinctColors`)
 };
 
 /// Runs the model once on every colour of a photograph.
@@ -35,7 +35,7 @@ struct CountedAppearance {
 CountedAppearance countedAppearance(const cv::Mat& photograph, ColorCounter& counter,
                                     const Diagnostics& diagnostics = dropAll());
 
-/// Runs the model on every pixel.
+/// Runs the model on every pixel; once for each colour where they are few and no dumps or messages are wanted.
 /// @param unit  CV_32FC3, not empty
 CountedAppearance countedAppearance(const cv::Mat& unit, const Diagnostics& diagnostics = dropAll());
 

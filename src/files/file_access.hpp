@@ -5,7 +5,10 @@
 
 namespace likeness {
 
-/// How a front end has files read and written: what is said of them, one line at a time, and how large an image may be.
+struct ProfileChoice;  // photofile/managed_colors.hpp
+
+/// How a front end has files read and written: what is said of them, one line at a time, and how large an image may be,
+/// and what its numbers stand for.
 /// Safe to use from several threads.
 class FileAccess {
 public:
@@ -19,6 +22,9 @@ public:
 
     /// Images of more pixels are refused by their header.
     virtual std::uint64_t mostPixels() const noexcept = 0;
+
+    /// What is done with the colour profiles of photographs.
+    virtual const ProfileChoice& profiles() const noexcept = 0;
 };
 
 }  // namespace likeness

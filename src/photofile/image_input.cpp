@@ -2,6 +2,7 @@
 
 #include <likeness/color/unit_image.hpp>
 #include "files/refusal.hpp"
+#include "photofile/managed_colors.hpp"
 #include "photofile/photograph_reader.hpp"
 
 #include <fmt/format.h>
@@ -23,17 +24,45 @@ void warnOfRemarks(const FileAccess& access, const std::string& path, const Phot
     }
 }
 
-cv::Mat read(const FileAccess& access, const std::string& path, PhotographValues values) {
+void tellOfProfile(const FileAccess& access, const std::string& path, const ProfileUse& use) {
+    if (!use.problem.empty()) {
+        access.warn(fmt::format("'{}': its colour profile{}: it is taken for a file without one", path, use.problem));
+    }
+    if (use.origin != ProfileUse::Origin::none) {
+        access.tell(fmt::format("'{}': {}", path, use.remark()));
+    }
+}
+
+cv::Mat readNumbers(const FileAccess& access, const std::string& path, PhotographValues values) {
     const PhotographRead photograph = readPhotograph(path, values, access.mostPixels());
     requireRead(path, photograph);
     warnOfRemarks(access, path, photograph);
     return photograph.bgr;
 }
 
+/// A photograph that is read, with how its colours were taken.
+std::pair<cv::Mat, ProfileUse> readColors(const FileAccess& access, const std::string& path, PhotographValues values) {
+    ManagedColors colors(access.profiles());
+    PhotographRead photograph = readPhotograph(path, values, access.mostPixels(), &colors);
+    colors.settle(photograph.remarks);
+    requireRead(path, photograph);
+    warnOfRemarks(access, path, photograph);
+    return {photograph.bgr, colors.use()};
+}
+
 }  // namespace
 
-cv::Mat readImage(const FileAccess& access, const std::string& path) {
-    return read(access, path, PhotographValues::stored);
+cv::Mat readImage(const FileAccess& access, const std::string& path, ProfileUse* profile) {
+    auto [image, use] = readColors(access, path, PhotographValues::stored);
+    tellOfProfile(access, path, use);
+    if (profile != nullptr) {
+        *profile = std::move(use);
+    }
+    return image;
+}
+
+cv::Mat readStoredNumbers(const FileAccess& access, const std::string& path) {
+    return readNumbers(access, path, PhotographValues::stored);
 }
 
 cv::Mat unitImageOf(const cv::Mat& image) {
@@ -54,7 +83,7 @@ cv::Mat readBoundedUnitImage(const FileAccess& access, const std::string& path) 
 }
 
 cv::Mat readPhotographAsCompared(const FileAccess& access, const std::string& path) {
-    return read(access, path, PhotographValues::bytesOrFloats);
+    return readColors(access, path, PhotographValues::bytesOrFloats).first;
 }
 
 cv::Mat pictureOf(const cv::Mat& photograph) {
@@ -67,7 +96,7 @@ cv::Mat pictureOf(const cv::Mat& photograph) {
 }
 
 cv::Mat readMask(const FileAccess& access, const std::string& path) {
-    const cv::Mat mask = read(access, path, PhotographValues::grey);
+    const cv::Mat mask = readNumbers(access, path, PhotographValues::grey);
     if (mask.depth() != CV_8U && mask.depth() != CV_16U) {
         throw Refusal("'" + path + "' holds floats, and a mask has 8 or 16 bits");
     }
@@ -83,13 +112,23 @@ void checkFinite(const std::string& path, const cv::Mat& image) {
 }
 
 std::pair<cv::Mat, cv::Mat> readPhotographPairAsCompared(const FileAccess& access, const std::string& first,
-                                                         const std::string& second) {
-    const auto [firstRead, secondRead] =
-        readPhotographPair(first, second, PhotographValues::bytesOrFloats, access.mostPixels());
+                                                         const std::string& second,
+                                                         std::pair<ProfileUse, ProfileUse>* profiles) {
+    ManagedColors firstColors(access.profiles());
+    ManagedColors secondColors(access.profiles());
+    auto [firstRead, secondRead] = readPhotographPair(first, second, PhotographValues::bytesOrFloats,
+                                                      access.mostPixels(), &firstColors, &secondColors);
+    firstColors.settle(firstRead.remarks);
+    secondColors.settle(secondRead.remarks);
     requireRead(first, firstRead);
     requireRead(second, secondRead);
     warnOfRemarks(access, first, firstRead);
     warnOfRemarks(access, second, secondRead);
+    tellOfProfile(access, first, firstColors.use());
+    tellOfProfile(access, second, secondColors.use());
+    if (profiles != nullptr) {
+        *profiles = {firstColors.use(), secondColors.use()};
+    }
     return {firstRead.bgr, secondRead.bgr};
 }
 

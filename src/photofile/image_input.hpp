@@ -1,11 +1,14 @@
 // Reading of image files. Everything that is read comes back as B, G, R, upright (the EXIF orientation is applied),
 // without alpha; grey is spread to three channels. Floats of a Radiance file, which are linear, are gamma-encoded;
-// those of other files are as the file has them. What is no regular file, a camera's raw file, and an image of more
+// those of other files are as the file has them. A photograph whose numbers stand for other colours than those of sRGB,
+// by its own profile or the user's choice, comes as floats in the encoding of sRGB, unclipped; it is told
+// (photofile/managed_colors.hpp). What is no regular file, a camera's raw file, and an image of more
 // pixels than
 // --max-pixels allows are refused before anything is decoded (app/photograph_reader.hpp).
 #pragma once
 
 #include "files/file_access.hpp"
+#include "photofile/managed_colors.hpp"
 
 #include <opencv2/core.hpp>
 
@@ -14,10 +17,14 @@
 
 namespace likeness {
 
-/// @return  CV_8UC3, CV_16UC3 or CV_32FC3, as the file holds it
+/// @param profile  if it is not null, gets how the colours were taken
+/// @return  CV_8UC3, CV_16UC3 or CV_32FC3, as the file holds it; CV_32FC3 if the colours were converted
 /// @throws Refusal         "cannot read 'PATH' as an image", with the reason where it is known
 /// @throws MachineFailure  as everything here that reads
-cv::Mat readImage(const FileAccess& access, const std::string& path);
+cv::Mat readImage(const FileAccess& access, const std::string& path, ProfileUse* profile = nullptr);
+
+/// The same without a look at its profile: for images whose numbers are no colours.
+cv::Mat readStoredNumbers(const FileAccess& access, const std::string& path);
 
 /// The same on the scale 0..1: 8-bit values divided by 255 and 16-bit values by 65535, in double, rounded to float;
 /// floats as they are.
@@ -29,14 +36,16 @@ cv::Mat readUnitImage(const FileAccess& access, const std::string& path);
 /// @throws Refusal  also where a value is NaN or outside -1e6 to 1e6
 cv::Mat readBoundedUnitImage(const FileAccess& access, const std::string& path);
 
-/// As photographs are compared: 16-bit values are reduced to 8, floats are kept.
+/// As photographs are compared: 16-bit values are reduced to 8, floats are kept. How its profile was used is not told.
 /// @return  CV_8UC3 or CV_32FC3
 cv::Mat readPhotographAsCompared(const FileAccess& access, const std::string& path);
 
 /// Two photographs as `readPhotographAsCompared` reads them, decoded at the same time.
+/// @param profiles  if it is not null, gets how their colours were taken
 /// @throws Refusal  for the first that cannot be read
 std::pair<cv::Mat, cv::Mat> readPhotographPairAsCompared(const FileAccess& access, const std::string& first,
-                                                         const std::string& second);
+                                                         const std::string& second,
+                                                         std::pair<ProfileUse, ProfileUse>* profiles = nullptr);
 
 /// What is shown of a photograph: floats 0..1 as bytes 0..255, limited; NaN as 0.
 /// @param photograph  CV_8U or CV_32F

@@ -4,6 +4,8 @@
 #include "files/refusal.hpp"
 #include "files/replaced_file.hpp"
 #include "photofile/clipping.hpp"
+#include "photofile/managed_colors.hpp"
+#include "photofile/profile_tagging.hpp"
 
 #include <fmt/format.h>
 #include <opencv2/imgcodecs.hpp>
@@ -18,8 +20,26 @@ namespace {
 
 constexpr int lzwCompression = 5;  // TIFF 6.0, section 13: without loss
 
+void tag(const ImageOutput& output, std::vector<uchar>& bytes, const ColorProfile& profile) {
+    switch (imageFormatOf(output.path)) {
+        case ImageFormat::png:
+            tagPng(bytes, profile);
+            break;
+        case ImageFormat::tiff:
+            tagTiff(bytes, profile);
+            break;
+        case ImageFormat::hdr:
+            break;
+        case ImageFormat::jpeg:
+        case ImageFormat::unknown:
+            tagJpeg(bytes, profile);
+            break;
+    }
+}
+
+/// @param profile  what the file says of its colours; null for nothing
 void encodeAndReplace(const ImageOutput& output, const char* extension, const cv::Mat& image,
-                      const std::vector<int>& parameters) {
+                      const std::vector<int>& parameters, const ColorProfile* profile = nullptr) {
     std::vector<uchar> bytes;
     bool encoded = false;
     try {
@@ -31,7 +51,22 @@ void encodeAndReplace(const ImageOutput& output, const char* extension, const cv
         throw Refusal(fmt::format("cannot write '{}': its format cannot hold an image of {} x {} pixels", output.path,
                                   image.cols, image.rows));
     }
+    if (profile != nullptr) {
+        tag(output, bytes, *profile);
+    }
     replaceFile(output.path, {reinterpret_cast<const char*>(bytes.data()), bytes.size()});
+}
+
+/// The profile of a picture that is written; null for none.
+ColorProfile::Shared profileOf(const ImageOutput& output) {
+    if (imageFormatOf(output.path) == ImageFormat::hdr) {
+        return nullptr;
+    }
+    return profileAsked("--output-profile", output.profile.empty() ? "srgb" : output.profile);
+}
+
+Refusal refusedProfile(const ImageOutput& output, const ProfileProblem& problem) {
+    return Refusal("--output-profile: the profile of '" + output.path + "'" + problem.what());
 }
 
 /// `image` / `white` in integers of 0..`greatest`, with the number of values that had to be clipped.
@@ -79,7 +114,7 @@ ImageFormat imageFormatOf(const std::string& path) {
 }
 
 ImageOutput ImageOutput::at(std::string otherPath, std::string otherOption) const {
-    ImageOutput other{std::move(otherPath), quality, bits, std::move(otherOption)};
+    ImageOutput other{std::move(otherPath), quality, bits, std::move(otherOption), profile};
     if (imageFormatOf(other.path) != ImageFormat::png) {
         other.bits = 8;
     }
@@ -93,13 +128,15 @@ bool holdsFloats(const ImageOutput& output) {
     return imageFormatOf(output.path) == ImageFormat::tiff;
 }
 
-void writeImage(const FileAccess& access, const ImageOutput& output, const cv::Mat& image, double white,
-                const std::string& what) {
+namespace {
+
+void write(const FileAccess& access, const ImageOutput& output, const cv::Mat& image, double white,
+           const std::string& what, const ColorProfile* profile) {
     std::string scale;
     switch (imageFormatOf(output.path)) {
         case ImageFormat::tiff:
             // Left to itself, the image library packs three floats into the 32 bits of LogLuv, without negative values.
-            encodeAndReplace(output, ".tiff", image, {cv::IMWRITE_TIFF_COMPRESSION, lzwCompression});
+            encodeAndReplace(output, ".tiff", image, {cv::IMWRITE_TIFF_COMPRESSION, lzwCompression}, profile);
             scale = "32-bit float, values as they are";
             break;
         case ImageFormat::hdr: {
@@ -126,7 +163,7 @@ void writeImage(const FileAccess& access, const ImageOutput& output, const cv::M
             const std::vector<int> parameters =
                 png ? std::vector<int>()
                     : std::vector<int>{cv::IMWRITE_JPEG_QUALITY, output.quality.value_or(usualQuality)};
-            encodeAndReplace(output, png ? ".png" : ".jpg", integers, parameters);
+            encodeAndReplace(output, png ? ".png" : ".jpg", integers, parameters, profile);
             scale = fmt::format("{} bits, 0..{} stands for 0..{:g}", wide && png ? 16 : 8, wide && png ? 65535 : 255,
                                 white);
             if (clipped > 0) {
@@ -136,7 +173,40 @@ void writeImage(const FileAccess& access, const ImageOutput& output, const cv::M
             break;
         }
     }
+    if (profile != nullptr && !profile->isSrgb()) {
+        scale += ", in '" + profile->description() + "'";
+    }
     access.tell(describe(output.path, what, image, scale));
+}
+
+}  // namespace
+
+void writeImage(const FileAccess& access, const ImageOutput& output, const cv::Mat& image, double white,
+                const std::string& what) {
+    write(access, output, image, white, what, nullptr);
+}
+
+void writePhotograph(const FileAccess& access, const ImageOutput& output, const cv::Mat& picture,
+                     const std::string& what) {
+    const ColorProfile::Shared profile = profileOf(output);
+    try {
+        const bool other = profile != nullptr && !profile->isSrgb();
+        write(access, output, other ? profile->fromSrgb(picture) : picture, 1.0, what, profile.get());
+    } catch (const ProfileProblem& problem) {
+        throw refusedProfile(output, problem);
+    }
+}
+
+cv::Mat pictureAsStored(const ImageOutput& output, const cv::Mat& picture) {
+    const ColorProfile::Shared profile = profileOf(output);
+    if (profile == nullptr || profile->isSrgb()) {
+        return asStored(output, picture);
+    }
+    try {
+        return profile->srgbFrom(asStored(output, profile->fromSrgb(picture)));
+    } catch (const ProfileProblem& problem) {
+        throw refusedProfile(output, problem);
+    }
 }
 
 cv::Mat asStored(const ImageOutput& output, const cv::Mat& image) {

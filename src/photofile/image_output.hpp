@@ -24,6 +24,7 @@ struct ImageOutput {
     std::optional<int> quality{};     ///< of JPEG, 0..100; `usualQuality` where it is not given
     int bits = 8;                     ///< of PNG, 8 or 16
     std::string option = "--output";  ///< the option that gave the path, for refusals
+    std::string profile{};            ///< of a picture: a name or a file (`profileAsked`); empty: sRGB
 
     /// A second result with the same settings, as far as its format has them, under the path that `otherOption` gave.
     ImageOutput at(std::string otherPath, std::string otherOption) const;
@@ -43,6 +44,20 @@ bool holdsFloats(const ImageOutput& output);
 /// @throws Refusal
 void writeImage(const FileAccess& access, const ImageOutput& output, const cv::Mat& image, double white = 1.0,
                 const std::string& what = "");
+
+/// Writes a picture, whose colours are in the encoding of sRGB, as `writeImage` does, with its profile: that of
+/// `output.profile`, to which the colours are converted before anything is clipped, or sRGB. A Radiance file has no
+/// profile.
+///
+/// @param picture  CV_32FC3, B, G, R
+/// @throws Refusal  also where the profile cannot be had, or no way leads to it
+void writePhotograph(const FileAccess& access, const ImageOutput& output, const cv::Mat& picture,
+                     const std::string& what = "");
+
+/// What `writePhotograph` leaves of a picture, in the encoding of sRGB: clipped and rounded where the format has
+/// integers. The losses of JPEG are not in it.
+/// @return  CV_32FC3; may be `picture`
+cv::Mat pictureAsStored(const ImageOutput& output, const cv::Mat& picture);
 
 /// What `writeImage` leaves of an image on the scale 0..1: clipped and rounded where the format has integers. The
 /// losses of JPEG are not in it.

@@ -100,9 +100,14 @@ private:
 
 constexpr const char* noImage = " as an image";
 
-/// What is known of a file before it is decoded: its header, or a problem.
+struct Inspected {
+    ImageHeader header;
+    bool otherColors = false;  ///< whether its numbers are to be converted
+};
+
+/// What is known of a file before it is decoded; or a problem.
 /// @throws MachineFailure
-ImageHeader inspect(const std::string& path, std::uint64_t mostPixels, PhotographRead& result) {
+Inspected inspect(const std::string& path, std::uint64_t mostPixels, ColorReading* colors, PhotographRead& result) {
     // Without waiting: a pipe that nobody writes to is no photograph.
     const Descriptor file(::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOCTTY));
     if (file.number() < 0) {
@@ -123,8 +128,11 @@ ImageHeader inspect(const std::string& path, std::uint64_t mostPixels, Photograp
         return {};
     }
     const FileBytes bytes(path, file.number());
-    const ImageHeader header = readImageHeader(
-        [&bytes](std::uint64_t offset, unsigned char* to, std::size_t count) { return bytes.read(offset, to, count); });
+    const ByteSource source = [&bytes](std::uint64_t offset, unsigned char* to, std::size_t count) {
+        return bytes.read(offset, to, count);
+    };
+    Inspected found{readImageHeader(source)};
+    const ImageHeader& header = found.header;
     if (header.cameraRaw) {
         result.problem = std::string(noImage) +
                          ": it is a camera raw file, of which only an embedded preview could be read; develop it first";
@@ -132,8 +140,10 @@ ImageHeader inspect(const std::string& path, std::uint64_t mostPixels, Photograp
         result.problem = std::string(noImage) + ": it is " + std::to_string(header.width) + " x " +
                          std::to_string(header.height) + " pixels, and the limit (--max-pixels) is " +
                          std::to_string(mostPixels) + " in all";
+    } else if (colors != nullptr) {
+        found.otherColors = colors->inspect(source, header);
     }
-    return header;
+    return found;
 }
 
 /// What the image library makes of a file.
@@ -269,23 +279,27 @@ cv::Mat decodedAs(PhotographValues values, const std::string& path, const ImageH
 
 template <typename LinesOf>
 PhotographRead readCollecting(const std::string& path, PhotographValues values, std::uint64_t mostPixels,
-                              LinesOf linesOf) {
+                              ColorReading* colors, LinesOf linesOf) {
     PhotographRead result;
-    ImageHeader header;
+    Inspected found;
+    const ImageHeader& header = found.header;
     try {
         const std::shared_lock together(decoding());
-        header = inspect(path, mostPixels, result);
+        found = inspect(path, mostPixels, colors, result);
     } catch (const MachineFailure&) {
         const std::scoped_lock alone(decoding());
         result = {};
-        header = inspect(path, mostPixels, result);
+        found = inspect(path, mostPixels, colors, result);
     }
     if (!result.problem.empty()) {
         return result;
     }
     try {
         const RemarkCollector collector;
-        result.bgr = decodedAs(values, path, header);
+        result.bgr = decodedAs(found.otherColors ? PhotographValues::stored : values, path, header);
+        if (found.otherColors && !result.bgr.empty()) {
+            result.bgr = colors->converted(result.bgr);
+        }
         result.remarks = linesOf(collector);
     } catch (const std::bad_alloc&) {
         throw machineFailure(path, ENOMEM);
@@ -310,30 +324,35 @@ PhotographRead readCollecting(const std::string& path, PhotographValues values, 
     return result;
 }
 
-PhotographRead readWithAllRemarks(const std::string& path, PhotographValues values, std::uint64_t mostPixels) {
-    return readCollecting(path, values, mostPixels,
+PhotographRead readWithAllRemarks(const std::string& path, PhotographValues values, std::uint64_t mostPixels,
+                                  ColorReading* colors) {
+    return readCollecting(path, values, mostPixels, colors,
                           [](const RemarkCollector& collector) { return collector.allLines(); });
 }
 
 }  // namespace
 
-PhotographRead readPhotograph(const std::string& path, PhotographValues values, std::uint64_t mostPixels) {
+PhotographRead readPhotograph(const std::string& path, PhotographValues values, std::uint64_t mostPixels,
+                              ColorReading* colors) {
     silenceImageLibrary();
     const RemarkSorter sorter;
-    return readWithAllRemarks(path, values, mostPixels);
+    return readWithAllRemarks(path, values, mostPixels, colors);
 }
 
 std::pair<PhotographRead, PhotographRead> readPhotographPair(const std::string& first, const std::string& second,
-                                                             PhotographValues values, std::uint64_t mostPixels) {
+                                                             PhotographValues values, std::uint64_t mostPixels,
+                                                             ColorReading* firstColors, ColorReading* secondColors) {
     silenceImageLibrary();
     const RemarkSorter sorter;
-    auto reading = beside([&] { return readWithAllRemarks(second, values, mostPixels); });
-    PhotographRead firstRead = readWithAllRemarks(first, values, mostPixels);
+    auto reading = beside([&] { return readWithAllRemarks(second, values, mostPixels, secondColors); });
+    PhotographRead firstRead = readWithAllRemarks(first, values, mostPixels, firstColors);
     return {std::move(firstRead), reading.get()};
 }
 
-PhotographRead readPhotographAmongOthers(const std::string& path, PhotographValues values, std::uint64_t mostPixels) {
-    return readCollecting(path, values, mostPixels, [](const RemarkCollector& collector) { return collector.lines(); });
+PhotographRead readPhotographAmongOthers(const std::string& path, PhotographValues values, std::uint64_t mostPixels,
+                                         ColorReading* colors) {
+    return readCollecting(path, values, mostPixels, colors,
+                          [](const RemarkCollector& collector) { return collector.lines(); });
 }
 
 }  // namespace likeness

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "photofile/image_header.hpp"
+
 #include <opencv2/core.hpp>
 
 #include <cstdint>
@@ -53,23 +55,44 @@ private:
     int errorNumber_;
 };
 
+/// What makes sRGB of the numbers of a file that has them in another encoding (photofile/managed_colors.hpp). One object
+/// for each file.
+class ColorReading {
+public:
+    virtual ~ColorReading() = default;
+
+    /// Looks at the file before it is decoded. It may be called again, after a failure of the machine.
+    /// @return  whether the decoded numbers are to be converted
+    virtual bool inspect(const ByteSource& source, const ImageHeader& header) = 0;
+
+    /// @param stored  CV_8UC3, CV_16UC3 or CV_32FC3, B, G, R, as the file holds it
+    /// @return        CV_32FC3 of the same size, in the encoding of sRGB
+    virtual cv::Mat converted(const cv::Mat& stored) = 0;
+};
+
 /// Reads a file. Before anything is decoded, what is no regular file, a camera's raw file and an image of more than
 /// `mostPixels` are found from the file's kind and header (app/image_header.hpp) and count as a problem; so does what
 /// cannot be read as an image, or has more pixels than the image library accepts.
 ///
 /// For front ends: while it runs, the process's standard error is sorted (app/decoder_remarks.hpp), because the format
 /// libraries print there themselves. One call at a time.
+/// @param colors  if it is not null, asked whether the numbers are to be converted; `bgr` is then CV_32FC3 whatever
+///                `values` says
 /// @throws MachineFailure
 PhotographRead readPhotograph(const std::string& path, PhotographValues values = PhotographValues::bytes,
-                              std::uint64_t mostPixels = usualMostPixels);
+                              std::uint64_t mostPixels = usualMostPixels, ColorReading* colors = nullptr);
 
 /// Two files, each as `readPhotograph` reads it, decoded at the same time on two threads.
+/// @param firstColors, secondColors  two objects, or null
 std::pair<PhotographRead, PhotographRead> readPhotographPair(const std::string& first, const std::string& second,
                                                              PhotographValues values = PhotographValues::bytes,
-                                                             std::uint64_t mostPixels = usualMostPixels);
+                                                             std::uint64_t mostPixels = usualMostPixels,
+                                                             ColorReading* firstColors = nullptr,
+                                                             ColorReading* secondColors = nullptr);
 
 /// What `readPhotograph` does, with remarks only where a `RemarkSorter` is at work, of which the remarks are
 /// `RemarkCollector::lines()`. Safe to call from several threads.
-PhotographRead readPhotographAmongOthers(const std::string& path, PhotographValues values, std::uint64_t mostPixels);
+PhotographRead readPhotographAmongOthers(const std::string& path, PhotographValues values, std::uint64_t mostPixels,
+                                         ColorReading* colors = nullptr);
 
 }  // namespace likeness

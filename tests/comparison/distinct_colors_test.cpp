@@ -9,6 +9,7 @@
 #include <fstream>
 #include <limits>
 #include <map>
+#include <numeric>
 #include <stdexcept>
 
 namespace likeness {
@@ -175,6 +176,25 @@ TEST(ExpandColors, PutsEachColorsValueIntoItsPixels) {
     ASSERT_EQ(expanded.type(), CV_32FC3);
     EXPECT_EQ(expanded.at<cv::Vec3f>(0, 2), cv::Vec3f(-1, -2, 0));
     EXPECT_EQ(expanded.at<cv::Vec3f>(1, 2), cv::Vec3f(0.5, 1, 1.5));
+}
+
+TEST(DistinctUnitColors, AreThePixels) {
+    cv::Mat image(200, 100, CV_32FC3);
+    for (int i = 0; i < image.rows; ++i) {
+        for (int j = 0; j < image.cols; ++j) {
+            image.at<cv::Vec3f>(i, j) = cv::Vec3f(static_cast<float>((i + j) % 50), -0.5F, static_cast<float>(j % 40));
+        }
+    }
+    const DistinctUnitColors colors = distinctUnitColors(image);
+    EXPECT_EQ(colors.counts.size(), 50U * 40U);
+    EXPECT_EQ(std::accumulate(colors.counts.begin(), colors.counts.end(), 0U), image.total());
+    EXPECT_MAT_EQUAL(expandColors(colors.bgr, colors.indices), image);
+}
+
+TEST(DistinctUnitColors, ManyAreGivenUp) {
+    EXPECT_TRUE(distinctUnitColors(testing::randomImage({60, 50}, 3, 0, 1, 3)).empty());
+    EXPECT_TRUE(distinctUnitColors(testing::randomImage({1, 1}, 3, 0, 1, 3)).empty());
+    EXPECT_FALSE(distinctUnitColors(cv::Mat(2, 2, CV_32FC3, cv::Scalar::all(0.5))).empty());
 }
 
 }  // namespace

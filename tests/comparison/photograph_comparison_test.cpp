@@ -16,6 +16,7 @@
 #include <algorithm>
 #include <array>
 #include <bit>
+#include <limits>
 #include <stdexcept>
 
 namespace likeness {
@@ -339,6 +340,24 @@ TEST(AppearanceMaps, AreThoseOfTheChainOnEveryPixel) {
         const cv::Mat before = photograph.clone();
         expectSameMaps(appearanceMaps(photograph), mapsOfTheWholeChain(photograph));
         EXPECT_MAT_EQUAL(photograph, before);
+    }
+}
+
+TEST(AppearanceMaps, OfFewFloatColorsAreThoseOfEveryPixel) {
+    // 4096 colours of which some are negative, above 1, infinite or no numbers, and of each many pixels.
+    cv::Mat colors = testing::randomImage({4096, 1}, 3, -0.3F, 1.4F, 12);
+    colors.at<cv::Vec3f>(7)[1] = std::numeric_limits<float>::quiet_NaN();
+    colors.at<cv::Vec3f>(9)[2] = std::numeric_limits<float>::infinity();
+    colors.at<cv::Vec3f>(11) = cv::Vec3f(0.0F, -0.0F, 0.0F);
+    cv::Mat photograph(150, 170, CV_32FC3);
+    for (int i = 0; i < photograph.rows; ++i) {
+        for (int j = 0; j < photograph.cols; ++j) {
+            photograph.at<cv::Vec3f>(i, j) = colors.at<cv::Vec3f>((i * 7919 + j * j * 31) % 4096);
+        }
+    }
+    ASSERT_FALSE(distinctUnitColors(photograph).empty());
+    for (const cv::Mat& image : {photograph, testing::withGaps(photograph), photograph.rowRange(3, 90)}) {
+        expectSameMaps(appearanceMaps(image), mapsOfTheWholeChain(image));
     }
 }
 

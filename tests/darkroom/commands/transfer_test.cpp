@@ -42,24 +42,24 @@ cv::Mat transferred(const cv::Mat& bgr, const cv::Mat& palette, float t, int dim
 using DarkroomTransfer = DarkroomProgram;
 
 TEST_F(DarkroomTransfer, IsTheLibrarysTransfer) {
-    const cv::Mat input = unitPhotograph("rocket.jpg");
+    const cv::Mat input = unitPhotograph("retina.jpg");
     const cv::Mat palette = unitPhotograph("coffee.jpg");
     for (const int dims : {2, 3}) {
         for (const float t : {0.0F, 0.25F, 1.0F}) {
             const Outcome outcome =
-                expectDone({"transfer", photo("rocket.jpg"), "--palette", photo("coffee.jpg"), "--dims",
+                expectDone({"transfer", photo("retina.jpg"), "--palette", photo("coffee.jpg"), "--dims",
                             std::to_string(dims), "--t", std::to_string(t), "-o", "out.tif"});
             EXPECT_EQ(outcome.out, "");
             EXPECT_MAT_EQUAL(imageLeft("out.tif"), transferred(input, palette, t, dims)) << dims << ' ' << t;
         }
     }
-    expectDone({"transfer", photo("rocket.jpg"), "--palette", photo("coffee.jpg"), "-o", "out.tif"});
+    expectDone({"transfer", photo("retina.jpg"), "--palette", photo("coffee.jpg"), "-o", "out.tif"});
     EXPECT_MAT_EQUAL(imageLeft("out.tif"), transferred(input, palette, 1, 3));
     EXPECT_EQ(filesLeft(), std::vector<std::string>{"out.tif"});
 }
 
 TEST_F(DarkroomTransfer, MovesTheMeanThroughTheMapWhereAsked) {
-    const cv::Mat input = labOf(unitPhotograph("rocket.jpg"));
+    const cv::Mat input = labOf(unitPhotograph("retina.jpg"));
     const cv::Mat palette = labOf(unitPhotograph("coffee.jpg"));
     cv::Mat chroma(input.size(), CV_32FC2);
     cv::Mat means(1, 3, CV_32F);
@@ -80,11 +80,11 @@ TEST_F(DarkroomTransfer, MovesTheMeanThroughTheMapWhereAsked) {
         }
     }
     cv::cvtColor(expected, expected, cv::COLOR_Lab2BGR);
-    expectDone({"transfer", photo("rocket.jpg"), "--palette", photo("coffee.jpg"), "--dims", "2", "--form", "bonneel",
+    expectDone({"transfer", photo("retina.jpg"), "--palette", photo("coffee.jpg"), "--dims", "2", "--form", "bonneel",
                 "-o", "out.tif"});
     EXPECT_MAT_EQUAL(imageLeft("out.tif"), expected);
     EXPECT_GT(
-        cv::norm(expected, transferred(unitPhotograph("rocket.jpg"), unitPhotograph("coffee.jpg"), 1, 2), cv::NORM_INF),
+        cv::norm(expected, transferred(unitPhotograph("retina.jpg"), unitPhotograph("coffee.jpg"), 1, 2), cv::NORM_INF),
         0.01);
 }
 
@@ -123,7 +123,7 @@ TEST_F(DarkroomTransfer, FramesAreNumberedWithAsManyDigitsAsTheyNeed) {
 }
 
 TEST_F(DarkroomTransfer, Refuses) {
-    const std::string in = photo("rocket.jpg");
+    const std::string in = photo("retina.jpg");
     const std::string target = photo("coffee.jpg");
     expectRefused({"transfer", in, "-o", "a.png"}, "--palette is required");
     expectRefused({"transfer", in, "--palette", "missing.png", "-o", "a.png"}, "cannot read 'missing.png' as an image");

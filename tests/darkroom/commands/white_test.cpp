@@ -41,7 +41,7 @@ using DarkroomWhite = DarkroomProgram;
 
 TEST_F(DarkroomWhite, PrintsTheLibrarysEstimate) {
     for (const std::string& name : examplePhotographNames()) {
-        const Outcome outcome = expectDone({"white", photo(name)});
+        const Outcome outcome = expectDone({"white", save(name + ".png", examplePhotograph(name))});
         EXPECT_EQ(outcome.out, textOf(whiteOf(unitPhotograph(name)))) << name;
         EXPECT_EQ(outcome.err, "");
     }

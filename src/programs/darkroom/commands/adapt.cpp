@@ -94,7 +94,7 @@ ExitStatus adapt(const Session& session, const Options& options) {
             what = options.local ? "adapted pixel by pixel" : "adapted as a whole";
         }
     }
-    writeImage(session, options.output, adapted, 1.0, what);
+    writePhotograph(session, options.output, adapted, what);
     if (!options.like.empty() && options.from.empty() && !options.local) {
         tellClipped(session, options.output.path, valuesBroughtToLimits(image, adapted), adapted.size(),
                     "came to the limits of 0..1 and are clipped there");
@@ -164,6 +164,7 @@ Action declareAdapt(CLI::App& app) {
         ->capture_default_str()
         ->needs(local);
     addImageOutput(app, options->output);
+    addOutputProfile(app, options->output);
     return [options](const Session& session) { return adapt(session, *options); };
 }
 

@@ -53,7 +53,7 @@ ExitStatus align(const Session& session, const Options& options) {
         Progress progress(session, "optical flow");
         alignment = alignTo(moving, reference, {}, watchOf(session, progress));
     }
-    writeImage(session, options.output, alignment.image, 1.0, "aligned, black where the flow leads outside");
+    writePhotograph(session, options.output, alignment.image, "aligned, black where the flow leads outside");
     if (options.flow.empty()) {
         return ExitStatus::done;
     }
@@ -78,6 +78,7 @@ Action declareAlign(CLI::App& app) {
         ->type_name("FILE")
         ->required();
     addImageOutput(app, options->output);
+    addOutputProfile(app, options->output);
     app.add_option(
            "--flow", options->flow,
            optionText("Second result: the displacement from each pixel of the reference to where it is found in "

@@ -7,6 +7,7 @@
 #include "console/operation_watch.hpp"
 #include "console/option_checks.hpp"
 #include "console/output_check.hpp"
+#include "console/profile_result.hpp"
 #include "console/progress.hpp"
 #include "console/subcommands.hpp"
 #include "files/markup_text.hpp"
@@ -93,10 +94,11 @@ std::string table(const std::vector<Described>& all) {
     return text;
 }
 
-std::string jsonText(const Options& options, const ChosenModel& model, cv::Size size,
+std::string jsonText(const Options& options, const ChosenModel& model, cv::Size size, const ProfileUse& profile,
                      const std::vector<Described>& all) {
     nlohmann::ordered_json json = jsonOfSchema("appearance", jsonVersion);
     json["input"] = {{"path", validUtf8(options.input)}, {"width_pixels", size.width}, {"height_pixels", size.height}};
+    addProfile(json["input"], profile);
     if (!model.isDefault()) {
         json["model"] = jsonOf(model);
     }
@@ -135,7 +137,8 @@ ExitStatus mapAppearance(const Session& session, const Options& options) {
             plan.file("--output", mapPath(options, correlate, extension));
         }
     }
-    const cv::Mat image = readImage(session, options.input);
+    ProfileUse profile;
+    const cv::Mat image = readImage(session, options.input, &profile);
     std::vector<Described> all;
     Progress progress(session, "appearance", 7);
     const Analysis analysis = analyze(image, model.analysis(true), watchOf(session));
@@ -150,7 +153,7 @@ ExitStatus mapAppearance(const Session& session, const Options& options) {
                      what + ", " + rangeOf(scale));
         progress.step();
     }
-    std::cout << (options.json ? jsonText(options, model, image.size(), all) : table(all)) << std::flush;
+    std::cout << (options.json ? jsonText(options, model, image.size(), profile, all) : table(all)) << std::flush;
     if (!model.isDefault()) {
         session.tell(lineOf(model));
     }

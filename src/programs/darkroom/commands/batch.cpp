@@ -158,7 +158,7 @@ public:
           pairs_(pairs),
           file_(file),
           analysis_(analysis),
-          origin_{LIKENESS_VERSION, parameterFingerprint(analysis), hueKind(file, analysis)},
+          origin_{LIKENESS_VERSION, parameterFingerprint(analysis, session.profiles()), hueKind(file, analysis)},
           cache_(static_cast<std::size_t>(options.cache)) {}
 
     ExitStatus run() {
@@ -287,7 +287,9 @@ private:
 
     AnalysisCache::Shared analysis(const std::string& path, ColorCounter& counter) {
         const std::string place = located(path);
-        return cache_.get(place, [&] { return analysePhotograph(place, counter, session_.mostPixels(), analysis_); });
+        return cache_.get(place, [&] {
+            return analysePhotograph(place, counter, session_.mostPixels(), analysis_, session_.profiles());
+        });
     }
 
     std::string located(const std::string& path) const {
@@ -351,7 +353,8 @@ ExitStatus runBatch(const Session& session, const Options& options) {
         file.columns.emplace_back(hueColumn);
     }
     if (session.verbose()) {
-        session.tell("parameters " + parameterFingerprint(analysis) + ": " + comparisonParameters(analysis));
+        session.tell("parameters " + parameterFingerprint(analysis, session.profiles()) + ": " +
+                     comparisonParameters(analysis, session.profiles()));
     }
     return Run(session, options, pairs, file, analysis).run();
 }

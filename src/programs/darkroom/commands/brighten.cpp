@@ -61,8 +61,8 @@ ExitStatus brighten(const Session& session, const Options& options) {
     Progress progress(session, "brightness");
     const Watch watch = watchOf(session, progress);
     const auto write = [&](const ImageOutput& output, int pass, const cv::Mat& picture) {
-        writeImage(session, output, picture, 1.0,
-                   fmt::format("pass {}, factor {:g}", pass, brightnessFactor(options.factor, pass - 1)));
+        writePhotograph(session, output, picture,
+                        fmt::format("pass {}, factor {:g}", pass, brightnessFactor(options.factor, pass - 1)));
     };
     if (options.pass != 0) {
         factors.pass = options.pass;
@@ -82,6 +82,7 @@ Action declareBrighten(CLI::App& app) {
     auto options = std::make_shared<Options>();
     app.add_option("IN", options->input, "Photograph")->required();
     addImageOutput(app, options->output);
+    addOutputProfile(app, options->output);
     app.get_option("--output")
         ->description(
             optionText("Result image; without --pass NAME.png stands for six, NAME_1.png to NAME_6.png. The extension "

@@ -173,9 +173,10 @@ ExitStatus compare(const Session& session, const Options& options) {
             "of the model");
     }
     checkOutputs(session, options);
-    const auto photographs = readPhotographPairAsCompared(session, options.first, options.second);
-    result.first = {options.first, photographs.first.size()};
-    result.second = {options.second, photographs.second.size()};
+    std::pair<ProfileUse, ProfileUse> profiles;
+    const auto photographs = readPhotographPairAsCompared(session, options.first, options.second, &profiles);
+    result.first = {options.first, photographs.first.size(), profiles.first};
+    result.second = {options.second, photographs.second.size(), profiles.second};
     const AnalysisOptions analysis = result.model.analysis(!options.maps.empty() || !options.report.empty());
     std::pair<Analysis, Analysis> analyses;
     {

@@ -150,7 +150,7 @@ ExitStatus convertFrom(const Session& session, const Options& options) {
                         "writes",
                         options.input, space.name, space.name));
     }
-    const cv::Mat image = readImage(session, options.input);
+    const cv::Mat image = readStoredNumbers(session, options.input);
     const bool integers = image.depth() != CV_32F;
     if (integers && options.from != "lab") {
         throw Refusal(fmt::format("'{}' holds integers: --from {} takes the float TIFF that --to {} writes",
@@ -165,7 +165,7 @@ ExitStatus convertFrom(const Session& session, const Options& options) {
         const Progress progress(session, "converting");
         bgr = space.toBgr(values, options);
     }
-    writeImage(session, options.output, bgr);
+    writePhotograph(session, options.output, bgr);
     if (options.from == "lab" || !options.xyzWhite.empty()) {
         tellClipped(session, options.output.path, valuesAtLimits(bgr), bgr.size(),
                     "stand at the ends of 0..1, where the way back clips");
@@ -232,6 +232,7 @@ Action declareConvert(CLI::App& app) {
         ->type_name("X,Y,Z")
         ->check(tripleOrChromaticity(2));
     addImageOutput(app, options->output);
+    addOutputProfile(app, options->output);
     return [options](const Session& session) { return convert(session, *options); };
 }
 

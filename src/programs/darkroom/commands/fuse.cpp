@@ -48,9 +48,13 @@ void checkOutputs(const Session& session, const Options& options) {
 
 /// In the 8 bits that the recovery takes.
 cv::Mat readExposure(const Session& session, const std::string& path) {
-    const cv::Mat image = readImage(session, path);
+    ProfileUse profile;
+    const cv::Mat image = readImage(session, path, &profile);
     if (image.depth() == CV_8U) {
         return image;
+    }
+    if (profile.origin == ProfileUse::Origin::embedded || profile.origin == ProfileUse::Origin::assumed) {
+        session.tell("'" + path + "': its colours are reduced to 8 bits of sRGB, which the recovery takes");
     }
     cv::Mat bytes;
     unitImageOf(image).convertTo(bytes, CV_8U, 255);

@@ -55,11 +55,11 @@ ExitStatus matchBrightness(const Session& session, const Options& options) {
     }
     const LightnessMatch match = matched(session, options, image, reference);
     // Of the file: rounding to its depth may move them.
-    const LightnessStatistics reached = lightnessStatistics(asStored(options.output, match.image), dropAll());
+    const LightnessStatistics reached = lightnessStatistics(pictureAsStored(options.output, match.image), dropAll());
     tellClippedInput(session, options.input, image);
     tellClippedInput(session, options.reference, reference);
-    writeImage(
-        session, options.output, match.image, 1.0,
+    writePhotograph(
+        session, options.output, match.image,
         fmt::format("L* of mean {:.2f} and standard deviation {:.2f} brought to {:.2f} and {:.2f}, wanted {:.2f} "
                     "and {:.2f}",
                     match.own.mean, match.own.deviation, reached.mean, reached.deviation, match.wanted.mean,
@@ -85,6 +85,7 @@ Action declareMatchBrightness(CLI::App& app) {
         ->type_name("REF")
         ->required();
     addImageOutput(app, options->output);
+    addOutputProfile(app, options->output);
     return [options](const Session& session) { return matchBrightness(session, *options); };
 }
 

@@ -55,7 +55,7 @@ ExitStatus smooth(const Session& session, const Options& options) {
                                   options.guide.empty() ? options.input : options.guide));
     }
     const cv::Mat result = smoothed(session, options, image, guide);
-    writeImage(session, options.output, result, 1.0, "smoothed");
+    writePhotograph(session, options.output, result, "smoothed");
     return ExitStatus::done;
 }
 
@@ -65,6 +65,7 @@ Action declareSmooth(CLI::App& app) {
     auto options = std::make_shared<Options>();
     app.add_option("IN", options->input, "Image")->type_name("FILE")->required();
     addImageOutput(app, options->output);
+    addOutputProfile(app, options->output);
     app.add_option("--guide", options->guide,
                    optionText("Image of the same size in pixels whose edges are kept; without it the image itself. Its "
                               "grey (0.299 R + 0.587 G + 0.114 B) guides, unless --color or --transport is given",

@@ -107,7 +107,7 @@ ExitStatus stack(const Session& session, const Options& options, bool brightness
     }
     staged.publish(session, results);
     if (options.version != 1) {
-        writeImage(session, tintedOutput(options), stack.tinted.front(), 1.0, "tinted flash photograph");
+        writePhotograph(session, tintedOutput(options), stack.tinted.front(), "tinted flash photograph");
     }
     return ExitStatus::done;
 }

@@ -46,7 +46,7 @@ ExitStatus tint(const Session& session, const Options& options, bool smoothingGi
         Progress progress(session, "tinting");
         tinted = likeness::tint(flash, nonFlash, form, watchOf(session, progress));
     }
-    writeImage(session, options.output, tinted, 1.0, "tinted photograph");
+    writePhotograph(session, options.output, tinted, "tinted photograph");
     return ExitStatus::done;
 }
 
@@ -60,6 +60,7 @@ Action declareTint(CLI::App& app) {
         ->type_name("NOFLASH")
         ->required();
     addImageOutput(app, options->output);
+    addOutputProfile(app, options->output);
     app.add_option("--form", options->form,
                    optionText("gain: each pixel of FLASH is scaled by NOFLASH there over the local white of FLASH; "
                               "regression: a gain and an offset from the local whites of both",

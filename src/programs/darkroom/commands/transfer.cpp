@@ -78,7 +78,7 @@ ExitStatus transfer(const Session& session, const Options& options) {
     const ColorTransfer colors(input, palette, form, watchOf(session));
     for (const Frame& frame : frames) {
         const Transfer moved = colors.at(frame.t);
-        writeImage(session, frame.output, moved.image, 1.0, fmt::format("t = {:.4g}", frame.t));
+        writePhotograph(session, frame.output, moved.image, fmt::format("t = {:.4g}", frame.t));
         tellClipped(session, frame.output.path, moved.clipped, moved.image.size(),
                     "have colours outside sRGB and are clipped");
         progress.step();
@@ -125,6 +125,7 @@ Action declareTransfer(CLI::App& app) {
         ->excludes(t)
         ->excludes(form);
     addImageOutput(app, options->output);
+    addOutputProfile(app, options->output);
     return [options](const Session& session) { return transfer(session, *options); };
 }
 

@@ -182,6 +182,16 @@ std::shared_ptr<CommonOptions> addCommonOptions(CLI::App& app) {
         ->check(integerBetween(1, std::int64_t{1} << 53))
         ->capture_default_str()
         ->group(commonGroup);
+    app.add_option(
+           "--assume-profile", options->assumedProfile,
+           optionText("Colour profile of photographs that have none in place of sRGB: the file of an ICC profile, "
+                      "or srgb, display-p3, adobe-rgb, prophoto",
+                      "--assume-profile adobe-rgb"))
+        ->type_name("PROFILE")
+        ->group(commonGroup);
+    app.add_flag("--ignore-profile", options->ignoreProfiles,
+                 optionText("Take photographs with a colour profile as if they had none", "--ignore-profile"))
+        ->group(commonGroup);
     auto* const quiet =
         app.add_flag("--quiet", options->quiet, optionText("Say nothing but warnings and errors", "--quiet"))
             ->group(commonGroup);

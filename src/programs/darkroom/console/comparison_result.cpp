@@ -6,6 +6,7 @@
 #include "batch/correlates.hpp"
 #include "batch/parameters.hpp"
 #include "console/json_output.hpp"
+#include "console/profile_result.hpp"
 #include "diagnostics/number_text.hpp"
 #include "files/csv_text.hpp"
 #include "files/markup_text.hpp"
@@ -31,11 +32,14 @@ nlohmann::ordered_json describe(const ComparedPhotograph& photograph, const Comp
     const auto pixels = static_cast<std::int64_t>(photograph.size.area());
     const double background = model.kind != AppearanceModelKind::likeness ? model.conditions.background.value_or(0)
                                                                           : model.background.value_or(0);
-    return {{"path", validUtf8(photograph.path)},
-            {"width_pixels", photograph.size.width},
-            {"height_pixels", photograph.size.height},
-            {"background_luminance",
-             roundedToNineDigits(background > 0 ? background : double{backgroundLuminanceOf(pixels)})}};
+    nlohmann::ordered_json json = {
+        {"path", validUtf8(photograph.path)},
+        {"width_pixels", photograph.size.width},
+        {"height_pixels", photograph.size.height},
+        {"background_luminance",
+         roundedToNineDigits(background > 0 ? background : double{backgroundLuminanceOf(pixels)})}};
+    addProfile(json, photograph.profile);
+    return json;
 }
 
 }  // namespace

@@ -4,6 +4,7 @@
 #include <likeness/comparison/photograph_comparison.hpp>
 #include "console/coefficient_limits.hpp"
 #include "console/model_options.hpp"
+#include "photofile/managed_colors.hpp"
 
 #include <opencv2/core.hpp>
 
@@ -15,6 +16,7 @@ namespace likeness::darkroom {
 struct ComparedPhotograph {
     std::string path;
     cv::Size size;
+    ProfileUse profile{};
 };
 
 struct ComparisonResult {

@@ -2,12 +2,28 @@
 
 #include "console/option_checks.hpp"
 #include "files/refusal.hpp"
+#include "photofile/managed_colors.hpp"
 
 #include <fmt/format.h>
 
 #include <string>
 
 namespace likeness::darkroom {
+namespace {
+
+void checkOutputProfile(const ImageOutput& output, ImageFormat format) {
+    const ColorProfile::Shared profile = profileAsked("--output-profile", output.profile);
+    if (format == ImageFormat::hdr && !profile->isSrgb()) {
+        throw Refusal("--output-profile: a .hdr has no profile, and '" + output.path + "' is one");
+    }
+    try {
+        profile->fromSrgb(cv::Mat(1, 1, CV_32FC3, cv::Scalar::all(0)));
+    } catch (const ProfileProblem& problem) {
+        throw Refusal("--output-profile: the profile" + std::string(problem.what()));
+    }
+}
+
+}  // namespace
 
 void addImageOutput(CLI::App& app, ImageOutput& output, bool required) {
     app.add_option("-o,--output", output.path,
@@ -26,6 +42,15 @@ void addImageOutput(CLI::App& app, ImageOutput& output, bool required) {
         ->capture_default_str();
 }
 
+void addOutputProfile(CLI::App& app, ImageOutput& output) {
+    app.add_option(
+           "--output-profile", output.profile,
+           optionText("Colour profile that the result is converted to and carries in place of sRGB: the file of "
+                      "an ICC profile, or srgb, display-p3, adobe-rgb, prophoto",
+                      "--output-profile display-p3"))
+        ->type_name("PROFILE");
+}
+
 void checkImageOutput(const ImageOutput& output, OutputPlan& plan) {
     const ImageFormat format = imageFormatOf(output.path);
     if (format == ImageFormat::unknown) {
@@ -37,6 +62,9 @@ void checkImageOutput(const ImageOutput& output, OutputPlan& plan) {
     }
     if (output.quality && format != ImageFormat::jpeg) {
         throw Refusal("--quality: only a JPEG has a quality, and '" + output.path + "' is none");
+    }
+    if (!output.profile.empty()) {
+        checkOutputProfile(output, format);
     }
     plan.file(output.option, output.path);
 }

@@ -13,6 +13,9 @@ namespace likeness::darkroom {
 /// @param required  whether -o must be given
 void addImageOutput(CLI::App& app, ImageOutput& output, bool required = true);
 
+/// Adds --output-profile, for commands whose result is a picture.
+void addOutputProfile(CLI::App& app, ImageOutput& output);
+
 /// Refuses, before the work begins, an unknown extension, options that the format does not have, or a place that
 /// the plan refuses.
 /// @throws Refusal

@@ -54,6 +54,10 @@ Session::Session(std::string command, CommonOptions options)
     if (!options_.dumps.empty()) {
         checkFolder("--dumps", options_.dumps);
     }
+    if (!options_.assumedProfile.empty()) {
+        profiles_.assumed = profileAsked("--assume-profile", options_.assumedProfile);
+    }
+    profiles_.ignore = options_.ignoreProfiles;
     diagnostics_ = std::make_unique<SessionDiagnostics>(*this, options_);
 }
 

@@ -4,6 +4,7 @@
 #include <likeness/diagnostics/diagnostics.hpp>
 #include "files/file_access.hpp"
 #include "files/file_set.hpp"
+#include "photofile/managed_colors.hpp"
 #include "photofile/photograph_reader.hpp"
 
 #include <cstdint>
@@ -22,6 +23,8 @@ struct CommonOptions {
     bool verbose = false;
     std::uint64_t mostPixels = usualMostPixels;  ///< of an image that is read
     int threads = 0;                             ///< at the same time; 0: not said
+    std::string assumedProfile{};                ///< name or file; empty: sRGB
+    bool ignoreProfiles = false;
 };
 
 /// One run of the program. Results go to standard output or into named files; everything that is said here goes to
@@ -30,7 +33,8 @@ struct CommonOptions {
 class Session final : public FileAccess {
 public:
     /// @param command  name of the subcommand
-    /// @throws Refusal  if the folder of the dumps does not exist or cannot be written
+    /// @throws Refusal  if the folder of the dumps does not exist or cannot be written, or the assumed profile cannot be
+    ///                  had
     Session(std::string command, CommonOptions options);
     ~Session() override;
     Session(const Session&) = delete;
@@ -39,6 +43,7 @@ public:
     bool quiet() const noexcept { return options_.quiet; }
     bool verbose() const noexcept { return options_.verbose; }
     std::uint64_t mostPixels() const noexcept override { return options_.mostPixels; }
+    const ProfileChoice& profiles() const noexcept override { return profiles_; }
 
     /// Says what was done; dropped by --quiet.
     void tell(std::string_view line) const override;
@@ -73,6 +78,7 @@ private:
 
     std::string command_;
     CommonOptions options_;
+    ProfileChoice profiles_;
     bool terminal_;
     mutable std::mutex output_;
     mutable bool progressShown_ = false;

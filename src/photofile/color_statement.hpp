@@ -1,0 +1,62 @@
+// What the bytes of an image file say of its colours, as they stand there: nothing is decoded or judged.
+#pragma once
+
+#include "photofile/image_header.hpp"
+
+#include <array>
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <vector>
+
+namespace likeness {
+
+/// Channels of the colours that a file stores, before a decoder makes B, G, R of them.
+enum class StoredChannels { unknown, grey, rgb, others };
+
+/// Curve from encoded to linear values: ((a x + b) ^ gamma) from `knee` on, `slope` x below it.
+struct EncodingCurve {
+    double gamma = 1;
+    double a = 1;
+    double b = 0;
+    double slope = 0;
+    double knee = 0;
+};
+
+/// That of sRGB, IEC 61966-2-1.
+inline constexpr EncodingCurve srgbCurve{2.4, 1 / 1.055, 0.055 / 1.055, 1 / 12.92, 0.04045};
+
+/// x and y of the white and of the red, green and blue primary.
+using Chromaticities = std::array<double, 8>;
+
+/// IEC 61966-2-1; ITU-R BT.709 has the same.
+inline constexpr Chromaticities srgbChromaticities{0.3127, 0.3290, 0.64, 0.33, 0.30, 0.60, 0.15, 0.06};
+
+/// A space of R, G, B by its primaries and its curve.
+struct Colorimetry {
+    Chromaticities chromaticities = srgbChromaticities;
+    EncodingCurve curve = srgbCurve;
+    std::string description;
+};
+
+/// What was found. At most one of `icc`, `colorimetry` and `problem` is there; none of them where the file says nothing
+/// of its colours, or that they are sRGB.
+struct ColorStatement {
+    StoredChannels channels = StoredChannels::unknown;
+    std::vector<unsigned char> icc;          ///< an ICC profile, not looked into
+    std::optional<Colorimetry> colorimetry;  ///< in place of a profile
+    bool saysSrgb = false;                   ///< whether it says that its colours are sRGB, other than by a profile
+    std::string problem;  ///< why what is there cannot be had: follows "its colour profile"; empty if nothing is wrong
+};
+
+/// Most bytes of a profile that is taken out of a file.
+inline constexpr std::size_t mostProfileBytes = std::size_t{1} << 24;
+
+/// Looks for it in a JPEG (APP2, ICC.1:2022, B.4), a PNG (cICP, iCCP, sRGB, gAMA and cHRM, in this order of precedence:
+/// PNG, third edition, 4.3), a TIFF (tag 34675; WhitePoint and PrimaryChromaticities), and a WebP (ICCP); other formats
+/// say nothing here. Whatever the bytes are, a bounded number of them is read.
+///
+/// @note  What `source` throws passes through.
+ColorStatement readColorStatement(const ByteSource& source, ImageFileFormat format);
+
+}  // namespace likeness

@@ -1,0 +1,113 @@
+// Places of image files, read with bounds: for those who look at headers.
+#pragma once
+
+#include "photofile/image_header.hpp"
+
+#include <algorithm>
+#include <array>
+#include <cstddef>
+#include <cstdint>
+#include <string_view>
+#include <vector>
+
+namespace likeness {
+
+/// Numbers at places of a file. What lies behind the end is 0, and `good` is false from then on.
+class HeaderBytes {
+public:
+    explicit HeaderBytes(const ByteSource& source) : source_(source) {}
+
+    bool good() const noexcept { return good_; }
+
+    /// @return  fewer bytes than asked for at the end of the file
+    std::vector<unsigned char> bytes(std::uint64_t offset, std::size_t count) {
+        std::vector<unsigned char> result(count);
+        result.resize(offset > farthest ? 0 : std::min(count, source_(offset, result.data(), count)));
+        return result;
+    }
+    bool holds(std::uint64_t offset, std::string_view text) {
+        const std::vector<unsigned char> found = bytes(offset, text.size());
+        return found.size() == text.size() && std::equal(text.begin(), text.end(), found.begin(), [](char a, auto b) {
+                   return static_cast<unsigned char>(a) == b;
+               });
+    }
+    std::uint64_t number(std::uint64_t offset, std::size_t count, bool bigEndian) {
+        std::array<unsigned char, 8> found{};
+        if (offset > farthest || source_(offset, found.data(), count) < count) {
+            good_ = false;
+            return 0;
+        }
+        std::uint64_t value = 0;
+        for (std::size_t i = 0; i < count; ++i) {
+            value = value << 8 | found[bigEndian ? i : count - 1 - i];
+        }
+        return value;
+    }
+    std::uint64_t big(std::uint64_t offset, std::size_t count) { return number(offset, count, true); }
+    std::uint64_t little(std::uint64_t offset, std::size_t count) { return number(offset, count, false); }
+
+private:
+    static constexpr std::uint64_t farthest = std::uint64_t{1} << 62;  // sums of an offset and a length do not overflow
+
+    const ByteSource& source_;
+    bool good_ = true;
+};
+
+/// A segment of a JPEG before its first scan (ITU-T T.81, B.1.1).
+struct JpegSegment {
+    unsigned marker = 0;        ///< second byte of its marker
+    std::uint64_t content = 0;  ///< place of what follows its length
+    std::size_t length = 0;     ///< of that
+
+    /// Whether it is a frame header.
+    bool isFrame() const noexcept {
+        return marker >= 0xC0 && marker <= 0xCF && marker != 0xC4 && marker != 0xC8 && marker != 0xCC;
+    }
+};
+
+/// Calls `visit` with the segments of a JPEG in their order, up to the first scan; it returns whether it wants more.
+/// At most 2^12 segments.
+template <typename Visit>
+void forEachJpegSegment(HeaderBytes& file, Visit visit) {
+    std::uint64_t at = 2;
+    for (int segment = 0; segment < 1 << 12; ++segment) {
+        // Decoders skip what is no marker; as much as a small buffer is skipped here.
+        const std::vector<unsigned char> next = file.bytes(at, 1024);
+        std::size_t skipped = 0;
+        while (skipped < next.size() && next[skipped] != 0xFF) {
+            ++skipped;
+        }
+        while (skipped < next.size() && next[skipped] == 0xFF) {
+            ++skipped;
+        }
+        at += skipped;
+        if (skipped == next.size()) {
+            if (next.empty()) {
+                return;
+            }
+            at -= next.back() == 0xFF ? 1U : 0U;
+            if (skipped == 1) {
+                return;
+            }
+            continue;
+        }
+        const unsigned marker = next[skipped];
+        ++at;
+        const bool alone = marker == 0 || marker == 0x01 || (marker >= 0xD0 && marker <= 0xD8);
+        if (marker == 0xD9 || marker == 0xDA) {
+            return;  // end of the image, or of what stands before its first scan
+        }
+        if (alone) {
+            continue;
+        }
+        const std::uint64_t length = file.big(at, 2);
+        JpegSegment found{marker, at + 2, static_cast<std::size_t>(length < 2 ? 0 : length - 2)};
+        // Decoders go by the place of what a frame header says, not by its length.
+        if (!file.good() || (length < 2 && !found.isFrame()) || !visit(found) || length < 2) {
+            return;
+        }
+        at += length;
+    }
+}
+
+}  // namespace likeness

@@ -1,0 +1,187 @@
+#include "photofile/managed_colors.hpp"
+
+#include "files/refusal.hpp"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <cstring>
+#include <filesystem>
+#include <fstream>
+#include <mutex>
+#include <system_error>
+#include <utility>
+
+namespace likeness {
+namespace {
+
+/// The profiles that were met last: the photographs of one camera share one.
+class MetProfiles {
+public:
+    /// @throws ProfileProblem
+    ColorProfile::Shared get(std::vector<unsigned char> icc) {
+        {
+            const std::scoped_lock lock(mutex_);
+            const auto found =
+                std::find_if(met_.begin(), met_.end(), [&icc](const Met& met) { return met.icc == icc; });
+            if (found != met_.end()) {
+                return found->profile;
+            }
+        }
+        ColorProfile::Shared profile = ColorProfile::ofIcc(icc);
+        constexpr std::size_t most = 8;
+        const std::scoped_lock lock(mutex_);
+        if (met_.size() == most) {
+            met_.erase(met_.begin());
+        }
+        met_.push_back({std::move(icc), profile});
+        return profile;
+    }
+
+private:
+    struct Met {
+        std::vector<unsigned char> icc;
+        ColorProfile::Shared profile;
+    };
+
+    std::mutex mutex_;
+    std::vector<Met> met_;
+};
+
+MetProfiles& metProfiles() {
+    static MetProfiles met;
+    return met;
+}
+
+/// @return  null where the file says nothing, or that its colours are sRGB
+/// @throws ProfileProblem
+ColorProfile::Shared embeddedProfile(ColorStatement statement) {
+    if (!statement.problem.empty()) {
+        throw ProfileProblem(statement.problem);
+    }
+    ColorProfile::Shared profile;
+    if (!statement.icc.empty()) {
+        profile = metProfiles().get(std::move(statement.icc));
+    } else if (statement.colorimetry) {
+        profile = ColorProfile::ofColorimetry(*statement.colorimetry);
+    }
+    if (profile == nullptr || profile->isSrgb()) {
+        return nullptr;
+    }
+    if (statement.channels == StoredChannels::others) {
+        throw ProfileProblem(" '" + profile->description() + "' is not for the channels of the file");
+    }
+    if (profile->isGrey() && statement.channels == StoredChannels::rgb) {
+        throw ProfileProblem(" '" + profile->description() + "' is one of grey, and the file has colours");
+    }
+    return profile;
+}
+
+}  // namespace
+
+std::string ProfileUse::remark() const {
+    switch (origin) {
+        case Origin::embedded:
+            return "its colours are converted from its profile '" + description + "'";
+        case Origin::assumed:
+            return "its colours are converted from '" + description + "', which is assumed";
+        case Origin::ignored:
+            return "its profile '" + description + "' is ignored";
+        case Origin::none:
+            break;
+    }
+    return "";
+}
+
+std::string_view ProfileUse::originName() const {
+    switch (origin) {
+        case Origin::embedded:
+            return "embedded";
+        case Origin::assumed:
+            return "assumed";
+        case Origin::ignored:
+            return "ignored";
+        case Origin::none:
+            break;
+    }
+    return "none";
+}
+
+bool ManagedColors::inspect(const ByteSource& source, const ImageHeader& header) {
+    use_ = {};
+    profile_ = nullptr;
+    ColorStatement statement = readColorStatement(source, header.format);
+    // Radiance files hold linear values by definition; they are encoded when they are read.
+    const bool isLinear = header.format == ImageFileFormat::radiance;
+    const bool saysNothing =
+        statement.icc.empty() && !statement.colorimetry && statement.problem.empty() && !statement.saysSrgb;
+    try {
+        profile_ = embeddedProfile(std::move(statement));
+    } catch (const ProfileProblem& problem) {
+        use_.problem = problem.what();
+    }
+    if (profile_ != nullptr) {
+        use_.description = profile_->description();
+        use_.origin = choice_.ignore ? ProfileUse::Origin::ignored : ProfileUse::Origin::embedded;
+    }
+    if (choice_.ignore) {
+        profile_ = nullptr;
+        use_.problem.clear();
+    }
+    const bool hasNone = saysNothing || !use_.problem.empty() || choice_.ignore;
+    if (hasNone && !isLinear && choice_.assumed != nullptr && !choice_.assumed->isSrgb()) {
+        profile_ = choice_.assumed;
+        use_.description = profile_->description();
+        use_.origin = ProfileUse::Origin::assumed;
+    }
+    return profile_ != nullptr;
+}
+
+cv::Mat ManagedColors::converted(const cv::Mat& stored) {
+    return profile_->srgbFrom(stored);
+}
+
+void ManagedColors::settle(std::vector<std::string>& remarks) const {
+    if (choice_.ignore || use_.origin != ProfileUse::Origin::none || !use_.problem.empty()) {
+        const auto ofProfile = [](const std::string& remark) { return remark.rfind("libpng warning: iCCP:", 0) == 0; };
+        remarks.erase(std::remove_if(remarks.begin(), remarks.end(), ofProfile), remarks.end());
+    }
+}
+
+ColorProfile::Shared profileAsked(const std::string& option, const std::string& nameOrFile) {
+    if (ColorProfile::Shared named = ColorProfile::named(nameOrFile); named != nullptr) {
+        return named;
+    }
+    const auto refuse = [&](const std::string& why) {
+        throw Refusal(fmt::format("{}: '{}' {}; take the file of an ICC profile, or one of {}", option, nameOrFile, why,
+                                  fmt::join(profileNames, ", ")));
+    };
+    std::error_code error;
+    if (std::filesystem::exists(nameOrFile, error) && !std::filesystem::is_regular_file(nameOrFile, error)) {
+        refuse("is not a regular file");
+    }
+    errno = 0;
+    std::ifstream file(nameOrFile, std::ios::binary);
+    if (!file) {
+        refuse(std::string("cannot be read: ") + std::strerror(errno == 0 ? EIO : errno));
+    }
+    std::vector<unsigned char> icc(mostProfileBytes + 1);
+    file.read(reinterpret_cast<char*>(icc.data()), static_cast<std::streamsize>(icc.size()));
+    icc.resize(static_cast<std::size_t>(file.gcount()));
+    if (icc.size() > mostProfileBytes) {
+        refuse("is larger than 16 MiB");
+    }
+    ColorProfile::Shared profile;
+    try {
+        profile = ColorProfile::ofIcc(std::move(icc));
+    } catch (const ProfileProblem& problem) {
+        refuse(std::string("cannot be used: the profile") + problem.what());
+    }
+    if (profile->isGrey()) {
+        refuse("is the profile of a grey device");
+    }
+    return profile;
+}
+
+}  // namespace likeness

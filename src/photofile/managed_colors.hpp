@@ -1,0 +1,65 @@
+// The colours of photographs as their profiles define them, and the choices that a user has.
+#pragma once
+
+#include "photofile/color_profile.hpp"
+#include "photofile/photograph_reader.hpp"
+
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace likeness {
+
+/// What is done with the colour profiles of photographs.
+struct ProfileChoice {
+    ColorProfile::Shared assumed;  ///< of files without a profile; null: sRGB
+    bool ignore = false;           ///< every file is taken for one without a profile
+};
+
+/// How the colours of a file were taken.
+struct ProfileUse {
+    enum class Origin {
+        none,      ///< as sRGB: the file says so, or says nothing
+        embedded,  ///< the file's own
+        assumed,   ///< the user's
+        ignored,   ///< the file has one, and the user wants it to be ignored
+    };
+
+    Origin origin = Origin::none;
+    std::string description{};  ///< of the profile; empty where there is none
+    std::string problem{};      ///< why the file's own cannot be used: follows "its colour profile"; empty if it can be
+
+    /// What is to be said of the file: "its colours are converted from its profile 'Display P3'"; empty for nothing.
+    std::string remark() const;
+
+    /// "embedded", "assumed", "ignored" or "none".
+    std::string_view originName() const;
+};
+
+/// Converts what has a profile other than sRGB's. A file that says nothing of its colours, or that they are sRGB, is left
+/// as it is. A profile that cannot be used, and one that is not for the file's channels, counts as none.
+class ManagedColors final : public ColorReading {
+public:
+    /// @param choice  kept as a reference
+    explicit ManagedColors(const ProfileChoice& choice) : choice_(choice) {}
+
+    bool inspect(const ByteSource& source, const ImageHeader& header) override;
+    cv::Mat converted(const cv::Mat& stored) override;
+
+    const ProfileUse& use() const noexcept { return use_; }
+
+    /// Takes away what the decoder says of a profile that is used, ignored or told of as a problem.
+    void settle(std::vector<std::string>& remarks) const;
+
+private:
+    const ProfileChoice& choice_;
+    ProfileUse use_;
+    ColorProfile::Shared profile_;
+};
+
+/// A profile of R, G, B that the user names: one of `profileNames`, or the path of a profile.
+/// @param option  for the refusal
+/// @throws Refusal
+ColorProfile::Shared profileAsked(const std::string& option, const std::string& nameOrFile);
+
+}  // namespace likeness

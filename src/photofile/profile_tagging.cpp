@@ -1,0 +1,157 @@
+#include "photofile/profile_tagging.hpp"
+
+#include <zlib.h>
+
+#include <algorithm>
+#include <cstdint>
+#include <new>
+#include <stdexcept>
+#include <string_view>
+
+namespace likeness {
+namespace {
+
+using namespace std::string_view_literals;
+
+using Bytes = std::vector<unsigned char>;
+
+void append(Bytes& bytes, std::string_view text) {
+    bytes.insert(bytes.end(), text.begin(), text.end());
+}
+
+void appendNumber(Bytes& bytes, std::uint64_t value, std::size_t size, bool bigEndian = true) {
+    for (std::size_t k = 0; k < size; ++k) {
+        const std::size_t shift = 8 * (bigEndian ? size - 1 - k : k);
+        bytes.push_back(static_cast<unsigned char>(value >> shift));
+    }
+}
+
+void insertAt(Bytes& bytes, std::size_t place, const Bytes& inserted) {
+    if (place > bytes.size()) {
+        throw std::logic_error("the image library wrote a file that cannot be given a profile");
+    }
+    bytes.insert(bytes.begin() + static_cast<std::ptrdiff_t>(place), inserted.begin(), inserted.end());
+}
+
+void appendChunk(Bytes& bytes, std::string_view type, const Bytes& data) {
+    appendNumber(bytes, data.size(), 4);
+    const std::size_t begin = bytes.size();
+    append(bytes, type);
+    bytes.insert(bytes.end(), data.begin(), data.end());
+    appendNumber(bytes, ::crc32(0, bytes.data() + begin, static_cast<uInt>(bytes.size() - begin)), 4);
+}
+
+Bytes deflated(const Bytes& data) {
+    uLongf size = ::compressBound(static_cast<uLong>(data.size()));
+    Bytes result(size);
+    if (::compress2(result.data(), &size, data.data(), static_cast<uLong>(data.size()), Z_BEST_COMPRESSION) != Z_OK) {
+        throw std::bad_alloc();
+    }
+    result.resize(size);
+    return result;
+}
+
+}  // namespace
+
+void tagJpeg(Bytes& jpeg, const ColorProfile& profile) {
+    constexpr std::string_view name = "ICC_PROFILE\0"sv;
+    constexpr std::size_t mostInChunk = 0xFFFF - 2 - name.size() - 2;
+    const Bytes& icc = profile.icc();
+    const std::size_t chunks = (icc.size() + mostInChunk - 1) / mostInChunk;
+    if (chunks > 255) {
+        throw ProfileProblem(" '" + profile.description() + "' is too large for a JPEG");
+    }
+    Bytes segments;
+    for (std::size_t k = 0; k < chunks; ++k) {
+        const std::size_t first = k * mostInChunk;
+        const std::size_t count = std::min(mostInChunk, icc.size() - first);
+        append(segments, "\xFF\xE2"sv);
+        appendNumber(segments, 2 + name.size() + 2 + count, 2);
+        append(segments, name);
+        appendNumber(segments, k + 1, 1);
+        appendNumber(segments, chunks, 1);
+        segments.insert(segments.end(), icc.begin() + static_cast<std::ptrdiff_t>(first),
+                        icc.begin() + static_cast<std::ptrdiff_t>(first + count));
+    }
+    // JFIF stands first where it stands.
+    const bool jfif = jpeg.size() > 6 && jpeg[2] == 0xFF && jpeg[3] == 0xE0;
+    insertAt(jpeg, jfif ? 4 + (static_cast<std::size_t>(jpeg[4]) << 8 | jpeg[5]) : 2, segments);
+}
+
+void tagPng(Bytes& png, const ColorProfile& profile) {
+    constexpr std::size_t behindHeader = 8 + 12 + 13;
+    Bytes chunks;
+    if (profile.isSrgb()) {
+        constexpr unsigned char relativeColorimetric = 1;
+        appendChunk(chunks, "sRGB", {relativeColorimetric});
+        Bytes gamma;
+        appendNumber(gamma, 45455, 4);  // what PNG, third edition, 11.3.2.5, has beside it for older readers
+        appendChunk(chunks, "gAMA", gamma);
+    } else {
+        Bytes data;
+        append(data, "ICC profile\0\0"sv);  // a name, its end, and the method of compression
+        const Bytes packed = deflated(profile.icc());
+        data.insert(data.end(), packed.begin(), packed.end());
+        appendChunk(chunks, "iCCP", data);
+    }
+    insertAt(png, behindHeader, chunks);
+}
+
+void tagTiff(Bytes& tiff, const ColorProfile& profile) {
+    constexpr std::uint64_t interColorProfile = 34675;
+    constexpr std::uint64_t undefinedType = 7;
+    constexpr std::size_t entrySize = 12;
+    const auto fail = [] { throw std::logic_error("the image library wrote a TIFF that cannot be given a profile"); };
+    if (tiff.size() < 8) {
+        fail();
+    }
+    const bool bigEndian = tiff[0] == 'M';
+    const auto number = [&](std::size_t at, std::size_t size) {
+        if (at + size > tiff.size()) {
+            fail();
+        }
+        std::uint64_t value = 0;
+        for (std::size_t k = 0; k < size; ++k) {
+            value = value << 8 | tiff[at + (bigEndian ? k : size - 1 - k)];
+        }
+        return static_cast<std::size_t>(value);
+    };
+    const std::size_t directory = number(4, 4);
+    const std::size_t count = number(directory, 2);
+    const std::size_t next = number(directory + 2 + count * entrySize, 4);
+    const auto startAtWord = [&tiff] {
+        tiff.resize(tiff.size() + tiff.size() % 2);
+        return tiff.size();
+    };
+    const std::size_t profileAt = startAtWord();
+    tiff.insert(tiff.end(), profile.icc().begin(), profile.icc().end());
+    const std::size_t newDirectory = startAtWord();
+    if (newDirectory > 0xFFFFFFFF - 1024 * 1024) {
+        throw ProfileProblem(" '" + profile.description() + "' has no room in a TIFF of this size");
+    }
+
+    Bytes entry;
+    appendNumber(entry, interColorProfile, 2, bigEndian);
+    appendNumber(entry, undefinedType, 2, bigEndian);
+    appendNumber(entry, profile.icc().size(), 4, bigEndian);
+    appendNumber(entry, profileAt, 4, bigEndian);
+    std::size_t before = 0;  // entries stand in the order of their tags
+    while (before < count && number(directory + 2 + before * entrySize, 2) < interColorProfile) {
+        ++before;
+    }
+    Bytes written;
+    appendNumber(written, count + 1, 2, bigEndian);
+    const auto at = [&](std::size_t k) {
+        return tiff.begin() + static_cast<std::ptrdiff_t>(directory + 2 + k * entrySize);
+    };
+    written.insert(written.end(), at(0), at(before));
+    written.insert(written.end(), entry.begin(), entry.end());
+    written.insert(written.end(), at(before), at(count));
+    appendNumber(written, next, 4, bigEndian);
+    tiff.insert(tiff.end(), written.begin(), written.end());
+    Bytes place;
+    appendNumber(place, newDirectory, 4, bigEndian);
+    std::copy(place.begin(), place.end(), tiff.begin() + 4);
+}
+
+}  // namespace likeness

@@ -1,0 +1,21 @@
+// What an encoded image file says of its colours, put into it.
+#pragma once
+
+#include "photofile/color_profile.hpp"
+
+#include <vector>
+
+namespace likeness {
+
+/// Puts a profile behind the first marker segments of a JPEG (APP2, ICC.1:2022, B.4).
+/// @param jpeg  of an encoder: begins with SOI and, perhaps, APP0
+void tagJpeg(std::vector<unsigned char>& jpeg, const ColorProfile& profile);
+
+/// Puts the chunk iCCP behind the header of a PNG; for sRGB the chunks sRGB and gAMA.
+void tagPng(std::vector<unsigned char>& png, const ColorProfile& profile);
+
+/// Gives the first directory of a TIFF the tag InterColorProfile: profile and directory are written anew at the end.
+/// @param tiff  of an encoder, not BigTIFF, in either byte order, without the tag
+void tagTiff(std::vector<unsigned char>& tiff, const ColorProfile& profile);
+
+}  // namespace likeness

@@ -1,0 +1,23 @@
+// How the colours of a photograph were taken, in results.
+#pragma once
+
+#include "files/markup_text.hpp"
+#include "photofile/managed_colors.hpp"
+
+#include <nlohmann/json.hpp>
+
+namespace likeness::darkroom {
+
+/// Gives an object of a result the member `profile` (docs/formats.md). A photograph whose numbers are those of sRGB has
+/// none.
+inline void addProfile(nlohmann::ordered_json& photograph, const ProfileUse& use) {
+    if (use.origin == ProfileUse::Origin::none && use.problem.empty()) {
+        return;
+    }
+    photograph["profile"] = {{"description", nullptr}, {"origin", use.originName()}};
+    if (!use.description.empty()) {
+        photograph["profile"]["description"] = validUtf8(use.description);
+    }
+}
+
+}  // namespace likeness::darkroom
