@@ -70,10 +70,11 @@ LIKENESS_ALWAYS_INLINE void binsOf(const PublishedEstimate::Constants& constants
         const float q0 = times(toRho, red[i], green[i], blue[i]);
         const float q1 = times(toGamma, red[i], green[i], blue[i]);
         const float q2 = times(toBeta, red[i], green[i], blue[i]);
-        const bool clear = (q0 > 0.5F * times(sizeOfRho, red[i], green[i], blue[i])) &
-                           (q1 > 0.5F * times(sizeOfGamma, red[i], green[i], blue[i])) &
-                           (q2 > 0.5F * times(sizeOfBeta, red[i], green[i], blue[i])) &
-                           (scale * (q0 < q1 ? (q0 < q2 ? q0 : q2) : (q1 < q2 ? q1 : q2)) > 1e-9F);
+        const float half0 = 0.5F * times(sizeOfRho, red[i], green[i], blue[i]);
+        const float half1 = 0.5F * times(sizeOfGamma, red[i], green[i], blue[i]);
+        const float half2 = 0.5F * times(sizeOfBeta, red[i], green[i], blue[i]);
+        const float least = q0 < q1 ? (q0 < q2 ? q0 : q2) : (q1 < q2 ? q1 : q2);
+        const bool clear = (q0 > half0) & (q1 > half1) & (q2 > half2) & (scale * least > 1e-9F);
         sound[i] = clear ? 1 : 0;
         const float rho = compressed(clear ? q0 : 1.0F);
         const float gamma = compressed(clear ? q1 : 1.0F);

@@ -64,6 +64,7 @@ ComparisonModel ownModel(const ModelOptions& options) {
 
 void addModelOptions(CLI::App& app, ModelOptions& options) {
     addModelOption(app, options.model);
+    app.get_option("--model")->capture_default_str();
     addViewingOptions(app, options.viewing);
     CLI::Option* const white = app.get_option("--white");
     white->description(
