@@ -79,8 +79,8 @@ cv::Mat colorful() {
     return result;
 }
 
-// One picture in two encodings: with its profile honoured it looks as it does in sRGB. Measured here: 0.998 or more with
-// the profile in 8 bits and 0.9997 in 16, at most 0.93 in chroma without.
+// One picture in two encodings: with its profile honoured it looks as it does in sRGB, to what 8 bits leave of the finer
+// steps; with its numbers taken for those of sRGB its chroma is another.
 TEST_F(DarkroomProfiles, TwoEncodingsOfAPictureLookAlike) {
     const cv::Mat picture = colorful();
     const std::string srgb = save("srgb.png", picture);
