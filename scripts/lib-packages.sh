@@ -11,7 +11,7 @@
 found_without_dpkg() {
     case $1 in
     g++) command -v "${CXX:-c++}" ;;
-    cmake | clang-format | clang-tidy | chromium | zsh | doxygen | lintian | pkg-config | munge | parallel | slurmctld | slurmd) command -v "$1" ;;
+    cmake | clang | clang-format | clang-tidy | chromium | zsh | doxygen | lintian | pkg-config | munge | parallel | slurmctld | slurmd) command -v "$1" ;;
     dpkg-dev) command -v dpkg-shlibdeps ;;
     ninja-build) command -v ninja ;;
     groff-base) command -v groff ;;
@@ -85,7 +85,8 @@ ensure_packages() {
 }
 
 # What the library and the program are built with.
-build_packages=(g++ cmake ninja-build libopencv-dev libsleef-dev)
+library_packages=(libopencv-dev libsleef-dev)
+build_packages=(g++ cmake ninja-build "${library_packages[@]}")
 
 # What the programs need on top, and darkroom alone.
 program_packages=(libfmt-dev libssl-dev liblcms2-dev zlib1g-dev)
@@ -94,6 +95,9 @@ darkroom_packages=("${program_packages[@]}" libcli11-dev nlohmann-json3-dev libe
 # What the tests and benchmarks need on top.
 test_packages=(libgtest-dev libbenchmark-dev pkg-config chromium zsh groff-base python3-colorspacious
     doxygen dpkg-dev lintian)
+
+# What the other checks need: the second compiler with its OpenMP, and what reads the sources.
+check_packages=(clang libomp-dev clang-tidy clang-format shellcheck)
 
 # Builds a target once, and again when sources have changed. The first time it says how long that takes; on a terminal it
 # shows how far it is. What the tools print is shown only where they fail.

@@ -303,7 +303,7 @@ AppearanceMaps mapsOfTheWholeChain(const cv::Mat& photograph) {
     compute_cat(normalized, adapted);
     cv::Mat again = adapted.clone();
     const auto map = [&photograph] { return cv::Mat(photograph.size(), CV_32F); };
-    AppearanceMaps maps{map(), map(), map(), map(), map(), map()};
+    AppearanceMaps maps{{map(), map(), map(), map(), map()}, map()};
     perceptualMetrics(adapted, maps.brightness, maps.lightness, maps.chroma, maps.colorfulness, maps.saturation,
                       dropAll());
     again = again.reshape(1) * 100.0F;

@@ -216,8 +216,9 @@ TEST(ImageHeader, ReadsABoundedNumberOfBytesWhateverTheyAre) {
             readImageHeader([&](std::uint64_t offset, unsigned char* to, std::size_t count) {
                 for (std::size_t i = 0; i < count; ++i) {
                     const std::uint64_t at = offset + i;
-                    to[i] = at < begin.size() ? static_cast<unsigned char>(begin[at])
-                                              : static_cast<unsigned char>(kind < 0 ? noise() : kind);
+                    to[i] = at < begin.size()
+                                ? static_cast<unsigned char>(begin[at])
+                                : static_cast<unsigned char>(kind < 0 ? noise() : static_cast<unsigned>(kind));
                 }
                 read += count;
                 return count;

@@ -159,7 +159,7 @@ TEST(PhotographReader, RefusesCameraRawFiles) {
     std::string bytes = contentOf("a.tif");
     EXPECT_EQ(problemOf("a.tif"), "");
     // An entry of the directory becomes DNGVersion.
-    const auto at = [&bytes](std::size_t place) { return static_cast<unsigned char>(bytes[place]); };
+    const auto at = [&bytes](std::size_t place) { return std::size_t{static_cast<unsigned char>(bytes[place])}; };
     const std::size_t directory = at(4) | at(5) << 8U | at(6) << 16U;
     ASSERT_EQ(bytes.substr(0, 2), "II");
     const std::size_t last = directory + 2 + 12 * (at(directory) - 1U);
