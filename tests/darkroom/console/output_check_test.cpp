@@ -5,6 +5,7 @@
 #include "console/parser_view.hpp"
 #include "darkroom/darkroom_program.hpp"
 #include "files/refusal.hpp"
+#include "photofile/color_profile.hpp"
 #include "support/scratch_directory.hpp"
 #include "support/test_images.hpp"
 
@@ -169,8 +170,9 @@ struct Files {
 /// Of every subcommand. An option that is new belongs here; one that writes has a call in `calls` too.
 const std::map<std::string, Files>& filesOfSubcommands() {
     static const std::map<std::string, Files> all = {
-        {"compare", {{"FIRST", "SECOND"}, {"--output", "--maps", "--report"}}},
-        {"appearance", {{"IN"}, {"--output"}}},
+        {"compare", {{"FIRST", "SECOND", "--conditions"}, {"--output", "--maps", "--report"}}},
+        {"sweep", {{"FIRST", "SECOND", "--conditions"}, {"--output", "--plot"}}},
+        {"appearance", {{"IN", "--conditions"}, {"--output"}}},
         {"convert", {{"IN"}, {"--output"}}},
         {"white", {{"IN"}, {"--output"}}},
         {"adapt", {{"IN", "--like", "--mask"}, {"--output"}}},
@@ -183,7 +185,7 @@ const std::map<std::string, Files>& filesOfSubcommands() {
         {"structure", {{"IN"}, {"--output", "--coherence"}}},
         {"smooth", {{"IN", "--guide"}, {"--output"}}},
         {"transfer", {{"IN", "--palette"}, {"--output"}}},
-        {"batch", {{"LIST", "--root"}, {"--output"}}},
+        {"batch", {{"LIST", "--root", "--conditions"}, {"--output"}}},
         {"merge", {{"OUT", "IN"}, {}}},
         {"verify", {{"LIST", "RESULTS"}, {}}},
         {"report", {{"RESULTS", "--root"}, {"--output"}}},
@@ -208,6 +210,8 @@ const std::vector<Call>& calls() {
         {{"compare", "IN", "b.png", "-o", "alias.txt"}, "--output", "alias.txt"},
         {{"compare", "b.png", "IN", "--report", "alias.html"}, "--report", "alias.html"},
         {{"compare", "b.png", "IN", "--maps", "."}, "--maps", "./first_chroma.tif"},
+        {{"sweep", "IN", "b.png", "-o", "alias.csv"}, "--output", "alias.csv"},
+        {{"sweep", "b.png", "IN", "--plot", "alias.html"}, "--plot", "alias.html"},
         {{"appearance", "IN", "-o", "."}, "--output", "./in_hue.tif"},
         {{"convert", "IN", "--to", "lab", "-o", "alias.tif"}, "--output", "alias.tif"},
         {{"white", "IN", "-o", "alias.png"}, "--output", "alias.png"},
@@ -289,6 +293,28 @@ protected:
         fs::remove(alias);
     }
 };
+
+TEST_F(OutputsOntoInputs, ConditionsAndProfilesAreInputsToo) {
+    const std::string in = save("in.png", randomPhotograph({12, 9}, 1));
+    const std::string conditions = saveText("c.json", expectDone({"conditions", "cinema", "--json"}).out);
+    const auto p3 = ColorProfile::named("display-p3");
+    const std::string profile = saveText("p3.icc", std::string(p3->icc().begin(), p3->icc().end()));
+    const auto refused = [&](std::vector<std::string> arguments, const std::string& option, const std::string& alias,
+                             const std::string& input) {
+        const fs::path place = folder() / alias;
+        fs::create_symlink(input, place);
+        expectRefused(std::move(arguments),
+                      option + ": '" + alias + "' would replace the input '" + input + "'; choose another name");
+        fs::remove(place);
+    };
+    refused({"compare", in, in, "--model", "ciecam16", "--conditions", conditions, "-o", "a.json"}, "--output",
+            "a.json", conditions);
+    refused({"sweep", in, in, "--conditions", conditions, "--plot", "a.html"}, "--plot", "a.html", conditions);
+    refused({"appearance", in, "--model", "ciecam16", "--conditions", conditions, "-o", "."}, "--output",
+            "./in_hue.tif", conditions);
+    refused({"smooth", in, "--assume-profile", profile, "-o", "a.png"}, "--output", "a.png", profile);
+    refused({"smooth", in, "--output-profile", profile, "-o", "a.png"}, "--output", "a.png", profile);
+}
 
 TEST_F(OutputsOntoInputs, AreRefusedThroughLinks) {
     const std::string in = save("in.png", randomPhotograph({12, 9}, 1));

@@ -132,6 +132,7 @@ ExitStatus mapAppearance(const Session& session, const Options& options) {
     }
     checkFolder("--output", options.output);
     OutputPlan plan(session, {options.input});
+    plan.mayRead(options.model.viewing.conditions);
     for (const Correlate& correlate : allCorrelates()) {
         for (const char* const extension : {".tif", ".png"}) {
             plan.file("--output", mapPath(options, correlate, extension));

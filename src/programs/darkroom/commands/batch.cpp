@@ -92,6 +92,7 @@ ResultFile checkedOutput(const Session& session, const Options& options) {
         file.timing = file.path + ".timing.csv";
     }
     OutputPlan plan(session, {options.list.path});
+    plan.mayRead(options.model.viewing.conditions);
     plan.file("--output", options.output);
     plan.aside("--output", previousResults(options.output));
     std::error_code error;

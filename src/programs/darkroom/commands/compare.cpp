@@ -61,6 +61,7 @@ std::vector<std::string> mapPaths(const Options& options) {
 
 void checkOutputs(const Session& session, const Options& options) {
     OutputPlan plan(session, {options.first, options.second});
+    plan.mayRead(options.model.viewing.conditions);
     if (!options.output.empty()) {
         plan.file("--output", options.output);
     }

@@ -233,6 +233,7 @@ std::string page(const Options& options, const std::vector<Point>& points) {
 
 void checkOutputs(const Session& session, const Options& options) {
     OutputPlan plan(session, {options.first, options.second});
+    plan.mayRead(options.conditions);
     if (!options.output.empty()) {
         plan.file("--output", options.output);
     }

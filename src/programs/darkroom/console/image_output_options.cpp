@@ -66,6 +66,7 @@ void checkImageOutput(const ImageOutput& output, OutputPlan& plan) {
     if (!output.profile.empty()) {
         checkOutputProfile(output, format);
     }
+    plan.mayRead(output.profile);
     plan.file(output.option, output.path);
 }
 

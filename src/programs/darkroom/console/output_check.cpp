@@ -79,6 +79,15 @@ OutputPlan::OutputPlan(const Session& session, const std::vector<std::string>& i
             session_.keepFromDumps(path, "the input '" + path + "'");
         }
     }
+    mayRead(session.assumedProfile());
+}
+
+void OutputPlan::mayRead(const std::string& path) {
+    std::error_code error;
+    if (!path.empty() && fs::is_regular_file(path, error)) {
+        inputs_.add(path, path);
+        session_.keepFromDumps(path, "the input '" + path + "'");
+    }
 }
 
 void OutputPlan::readsToo(const std::string& path) const {

@@ -30,6 +30,9 @@ public:
     ///                 terminals and pipes
     OutputPlan(const Session& session, const std::vector<std::string>& inputs);
 
+    /// Adds a file that an option may name in place of a word: what is no file does not count.
+    void mayRead(const std::string& path);
+
     /// Refuses a file that is read, which became known after the outputs, where it is one of them.
     /// @throws Refusal
     void readsToo(const std::string& path) const;

@@ -43,6 +43,8 @@ public:
     bool quiet() const noexcept { return options_.quiet; }
     bool verbose() const noexcept { return options_.verbose; }
     std::uint64_t mostPixels() const noexcept override { return options_.mostPixels; }
+    /// As it was named; empty where it was not.
+    const std::string& assumedProfile() const noexcept { return options_.assumedProfile; }
     const ProfileChoice& profiles() const noexcept override { return profiles_; }
 
     /// Says what was done; dropped by --quiet.
