@@ -48,7 +48,7 @@ void checkOutputs(const Session& session, const Options& options) {
 
 /// In the 8 bits that the recovery takes.
 cv::Mat readExposure(const Session& session, const std::string& path) {
-    const cv::Mat image = readImage(session, path);
+    cv::Mat image = readImage(session, path);
     if (image.depth() == CV_8U) {
         return image;
     }
