@@ -77,6 +77,7 @@ ExitStatus brighten(const Session& session, const Options& options) {
     white.copyTo(adapted);
     iCAMCATByD65(adapted, white, white);
     std::vector<int> passes;
+    passes.reserve(outputs.size());
     for (const PassOutput& output : outputs) {
         passes.push_back(output.pass - 1);
     }
