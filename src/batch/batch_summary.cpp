@@ -65,7 +65,7 @@ std::string durationText(double seconds) {
     if (whole < 3600) {
         return fmt::format("{} min {} s", whole / 60, whole % 60);
     }
-    if (whole < 48 * 3600) {
+    if (whole / 3600 < 48) {
         return fmt::format("{} h {} min", whole / 3600, whole % 3600 / 60);
     }
     return fmt::format("{} d {} h", whole / 86400, whole % 86400 / 3600);

@@ -308,7 +308,7 @@ public:
             at_ = std::min(text_.find('\n', at_), text_.size());
         }
         const std::size_t end = std::min(text_.find_first_of(spaces, at_), text_.size());
-        const std::string result = text_.substr(at_, end - at_);
+        std::string result = text_.substr(at_, end - at_);
         at_ = end;
         return result;
     }

@@ -1,0 +1,20 @@
+# Cross-compiles for 64-bit Arm with Debian's compiler. LIKENESS_SYSROOT: Debian's arm64 packages, unpacked (scripts/test-arm
+# makes it). The programs of the build run under qemu's user emulation.
+set(CMAKE_SYSTEM_NAME Linux)
+set(CMAKE_SYSTEM_PROCESSOR aarch64)
+set(CMAKE_CXX_COMPILER aarch64-linux-gnu-g++)
+set(CMAKE_LIBRARY_ARCHITECTURE aarch64-linux-gnu)
+
+list(APPEND CMAKE_TRY_COMPILE_PLATFORM_VARIABLES LIKENESS_SYSROOT)
+if(NOT LIKENESS_SYSROOT)
+    set(LIKENESS_SYSROOT "${CMAKE_CURRENT_LIST_DIR}/../build/aarch64-sysroot")
+endif()
+get_filename_component(CMAKE_SYSROOT "${LIKENESS_SYSROOT}" ABSOLUTE)
+set(CMAKE_FIND_ROOT_PATH_MODE_PROGRAM NEVER)
+set(CMAKE_FIND_ROOT_PATH_MODE_LIBRARY ONLY)
+set(CMAKE_FIND_ROOT_PATH_MODE_INCLUDE ONLY)
+set(CMAKE_FIND_ROOT_PATH_MODE_PACKAGE ONLY)
+set(ENV{PKG_CONFIG_DIR} "")
+set(ENV{PKG_CONFIG_SYSROOT_DIR} "${CMAKE_SYSROOT}")
+set(ENV{PKG_CONFIG_LIBDIR} "${CMAKE_SYSROOT}/usr/lib/aarch64-linux-gnu/pkgconfig:${CMAKE_SYSROOT}/usr/share/pkgconfig")
+set(CMAKE_CROSSCOMPILING_EMULATOR "qemu-aarch64-static;-L;${CMAKE_SYSROOT}")
