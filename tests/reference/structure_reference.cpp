@@ -1,5 +1,9 @@
 #include "reference/structure_reference.hpp"
 
+#ifdef __aarch64__
+#include "structure/tensor_eigenvalues.hpp"
+#endif
+
 #include <opencv2/imgproc.hpp>
 #include <opencv2/video/tracking.hpp>
 
@@ -75,8 +79,16 @@ StructuralTensor computeStructuralTensor(const cv::Mat& image, float size) {
             values.setTo(std::numeric_limits<float>::quiet_NaN());
             vectors = cv::Mat(2, 2, CV_32F, cv::Scalar(std::numeric_limits<float>::quiet_NaN()));
         }
+#ifdef __aarch64__
+        // The solver has fused multiply-adds there; the operation keeps the values of x86-64, which a test of their own holds.
+        const Eigenvalues unfused =
+            symmetricEigenvalues(tensor.at<float>(0, 0), tensor.at<float>(1, 0), tensor.at<float>(1, 1));
+        const float first = unfused.greater;
+        const float second = unfused.lesser;
+#else
         const float first = values.at<float>(0);
         const float second = values.at<float>(1);
+#endif
         if (k == 0) {
             const float s = std::sqrt(tensor.at<float>(0, 0) + tensor.at<float>(1, 1));
             std::ostringstream line;
