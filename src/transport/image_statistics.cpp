@@ -65,7 +65,7 @@ float toFullCircle(float hue) noexcept {
     if (hue < 0) {
         hue = static_cast<float>(static_cast<double>(hue) + 360.0);
     }
-    if (hue > 360.0F) {  // never, after the first correction; kept as the definition has it
+    if (hue > 360.0F) {  // never after the first correction
         hue = 360.0F - hue;
     }
     return hue;
@@ -145,7 +145,7 @@ float computeAlphaFromBetaDistr(cv::Mat& plane, const Diagnostics& diagnostics) 
     requireType("computeAlphaFromBetaDistr", CV_32F, {{"plane", plane}});
     float mean = computeMean(plane, diagnostics);
     const float v = computeVariance(plane, mean);
-    // The variance is squared, as if it were a standard deviation: the definition has it so.
+    // The variance is squared, as if it were a standard deviation (departure 13).
     return ((1 - mean) / (v * v) - 1 / mean) * mean * mean;
 }
 
@@ -185,7 +185,7 @@ void computeChannelCov(const cv::Mat& img, cv::Mat& other, cv::Mat& cov, int dim
     cv::Mat plane;
     cv::extractChannel(img, plane, 0);
     const PairCovariance pair = covarianceOfPair("computeChannelCov", plane, other, "other");
-    // One covariance for all elements, not one for each pair of channels: the definition has it so.
+    // One covariance for all elements, that of channel 0 with `other`, not one for each pair of channels.
     for (int i = 0; i < dims; ++i) {
         float* const row = cov.ptr<float>(i);
         std::fill(row, row + dims, pair.covariance);

@@ -66,7 +66,7 @@ void mapPixels(const cv::Mat& inputImg, cv::Mat& result, Map map) {
         float* y = result.ptr<float>(i) + N * first;
         for (std::size_t j = 0; j < count; ++j, x += 3, y += N) {
             for (int k = 0; k < N; ++k) {
-                // Channel k decides, also where the chroma channels k + 1 are mapped: the definition has it so.
+                // Channel k decides, also where the chroma channels k + 1 are mapped (departure 15).
                 const float mapped = map(k, x);
                 y[k] = std::isnan(x[k]) ? std::numeric_limits<float>::quiet_NaN() : mapped;
             }

@@ -45,8 +45,8 @@ std::vector<int> visits(std::size_t total, std::size_t grain) {
 TEST(Parallel, HandsOutEveryElementOnce) {
     for (const int threads : {1, 2, 3, 8, 64}) {
         const ThreadCount count(threads);
-        for (const std::size_t total : {0, 1, 2, 7, 16, 17, 1000, 4097}) {
-            for (const std::size_t grain : {0, 1, 5, 5000}) {
+        for (const std::size_t total : {0U, 1U, 2U, 7U, 16U, 17U, 1000U, 4097U}) {
+            for (const std::size_t grain : {0U, 1U, 5U, 5000U}) {
                 EXPECT_EQ(visits(total, grain), std::vector<int>(total, 1)) << threads << ' ' << total << ' ' << grain;
             }
         }

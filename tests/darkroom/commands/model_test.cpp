@@ -263,5 +263,10 @@ TEST_F(DarkroomModel, ABackgroundOfANumberIsNotRemarkedOn) {
     EXPECT_EQ(expectDone({"compare", cat, large, "--background", "20"}).err.find("backgrounds"), std::string::npos);
 }
 
+TEST_F(DarkroomModel, ABlackBackgroundIsTold) {
+    const Outcome outcome = expectDone({"compare", cat, coffee, "--model", "ciecam16", "--background", "0", "--json"});
+    EXPECT_EQ(json::parse(outcome.out)["first"]["background_luminance"], 0);
+}
+
 }  // namespace
 }  // namespace likeness::testing

@@ -296,7 +296,7 @@ Action declareSweep(CLI::App& app) {
     app.add_option("--white", options->whites,
                    optionText("Adopted white, as darkroom compare has it; given again, one more. By default srgb, D50 "
                               "and A",
-                              "--white D65 --white 3000K"))
+                              "--white D65 --white 5000K"))
         ->type_name("WHITE")
         ->expected(1)
         ->multi_option_policy(CLI::MultiOptionPolicy::TakeAll);

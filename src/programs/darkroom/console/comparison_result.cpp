@@ -14,8 +14,8 @@
 
 #include <nlohmann/json.hpp>
 
-#include <cmath>
 #include <cstdlib>
+#include <optional>
 
 namespace likeness::darkroom {
 namespace {
@@ -30,14 +30,13 @@ double asWritten(float constant) {
 
 nlohmann::ordered_json describe(const ComparedPhotograph& photograph, const ComparisonModel& model) {
     const auto pixels = static_cast<std::int64_t>(photograph.size.area());
-    const double background = model.kind != AppearanceModelKind::likeness ? model.conditions.background.value_or(0)
-                                                                          : model.background.value_or(0);
+    const std::optional<double> background =
+        model.kind != AppearanceModelKind::likeness ? model.conditions.background : model.background;
     nlohmann::ordered_json json = {
         {"path", validUtf8(photograph.path)},
         {"width_pixels", photograph.size.width},
         {"height_pixels", photograph.size.height},
-        {"background_luminance",
-         roundedToNineDigits(background > 0 ? background : double{backgroundLuminanceOf(pixels)})}};
+        {"background_luminance", roundedToNineDigits(background.value_or(backgroundLuminanceOf(pixels)))}};
     addProfile(json, photograph.profile);
     return json;
 }
