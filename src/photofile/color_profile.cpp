@@ -233,9 +233,10 @@ cv::Mat probes() {
         }
     }
     for (int k = 0; k < steps * steps * steps; ++k, ++probe) {
-        *probe = cv::Vec3f(static_cast<float>(k % steps), static_cast<float>(k / steps % steps),
-                           static_cast<float>(k / steps / steps)) /
-                 static_cast<float>(steps - 1);
+        const int third = k / (steps * steps);
+        *probe =
+            cv::Vec3f(static_cast<float>(k % steps), static_cast<float>(k / steps % steps), static_cast<float>(third)) /
+            static_cast<float>(steps - 1);
     }
     return all;
 }

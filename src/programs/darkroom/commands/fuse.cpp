@@ -49,7 +49,7 @@ void checkOutputs(const Session& session, const Options& options) {
 /// In the 8 bits that the recovery takes.
 cv::Mat readExposure(const Session& session, const std::string& path) {
     ProfileUse profile;
-    const cv::Mat image = readImage(session, path, &profile);
+    cv::Mat image = readImage(session, path, &profile);
     if (image.depth() == CV_8U) {
         return image;
     }
