@@ -108,8 +108,4 @@ bool roundAll(const double* approximate, float* rounded, std::size_t count) {
     return decided;
 }
 
-const char* blockInstructionSet() noexcept {
-    return useAvx2() ? "avx2" : "scalar";
-}
-
 }  // namespace likeness::numerics

@@ -80,7 +80,4 @@ inline void forEachBlock(std::size_t total, Body&& body) {
     }
 }
 
-/// Name of the instruction set that the block functions use on this machine ("avx2" or "scalar"), for reports.
-const char* blockInstructionSet() noexcept;
-
 }  // namespace likeness::numerics

@@ -12,12 +12,10 @@
 namespace likeness {
 namespace {
 
+using testing::pixel;
+
 constexpr double degree = 0.6471822;  // D(20)
 const cv::Scalar sharpenedD65(1.0871774, 1.0353699, 0.9493053);
-
-cv::Mat pixel(float first, float second, float third) {
-    return cv::Mat(1, 1, CV_32FC3, cv::Scalar(first, second, third));
-}
 
 /// White images that fit the images of floatImages: the same kinds of values in other places.
 cv::Mat whiteFor(const cv::Mat& image, std::uint64_t seed) {

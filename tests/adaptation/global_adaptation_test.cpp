@@ -18,9 +18,7 @@
 namespace likeness {
 namespace {
 
-cv::Mat triple(double b, double g, double r) {
-    return {1, 1, CV_32FC3, cv::Scalar(b, g, r)};
-}
+using testing::pixel;
 
 void expectLiteralCat(const cv::Mat& image, const cv::Mat& sourceWhite, const cv::Mat& targetWhite, float D) {
     cv::Mat actual = testing::withGaps(image);
@@ -50,7 +48,7 @@ TEST(Cat, IsTheLiteralOneOnMadeImages) {
     for (const testing::NamedImage& made : testing::floatImages(3, 0, 1)) {
         SCOPED_TRACE(made.name);
         for (const float D : {0.0F, 0.6F, 1.0F, -1.5F}) {
-            expectLiteralCat(made.image, triple(0.7, 0.9, 1), triple(1, 0.95, 0.7), D);
+            expectLiteralCat(made.image, pixel(0.7, 0.9, 1), pixel(1, 0.95, 0.7), D);
         }
     }
 }
@@ -58,29 +56,29 @@ TEST(Cat, IsTheLiteralOneOnMadeImages) {
 TEST(Cat, IsTheLiteralOneOnPhotographs) {
     for (const std::string& name : testing::examplePhotographNames()) {
         SCOPED_TRACE(name);
-        expectLiteralCat(testing::exampleImage(name), triple(0.93, 1, 1), triple(0.8, 1, 0.9), 0.8F);
+        expectLiteralCat(testing::exampleImage(name), pixel(0.93, 1, 1), pixel(0.8, 1, 0.9), 0.8F);
     }
 }
 
 TEST(Cat, IsTheLiteralOneUnderABlackWhite) {
-    expectLiteralCat(testing::randomImage({20, 30}, 3, 0, 1, 1), triple(0, 0, 0), triple(1, 1, 1), 1);
+    expectLiteralCat(testing::randomImage({20, 30}, 3, 0, 1, 1), pixel(0, 0, 0), pixel(1, 1, 1), 1);
 }
 
 TEST(Cat, HasItsOwnConeMatrix) {
-    cv::Mat image = triple(0.3, 0.4, 0.5);
-    cv::Mat source = triple(0.7, 0.9, 1);
+    cv::Mat image = pixel(0.3, 0.4, 0.5);
+    cv::Mat source = pixel(0.7, 0.9, 1);
     cv::Mat mask;
-    CAT(image, source, triple(1, 0.95, 0.7), 0.8F, mask);
+    CAT(image, source, pixel(1, 0.95, 0.7), 0.8F, mask);
     // Worked out in double precision with -0.0136 in the last row; +0.0136 would make 0.353987 of the first.
-    EXPECT_MAT_NEAR(image, triple(0.352702, 0.409345, 0.455602), {.absolute = 3e-6});
+    EXPECT_MAT_NEAR(image, pixel(0.352702, 0.409345, 0.455602), {.absolute = 3e-6});
 }
 
 TEST(Cat, LeavesColoursAloneWithoutADifference) {
     const cv::Mat image = testing::randomImage({40, 30}, 3, 0, 1, 2);
-    cv::Mat white = triple(0.8, 0.9, 1);
+    cv::Mat white = pixel(0.8, 0.9, 1);
     cv::Mat mask;
     cv::Mat notAdapted = image.clone();
-    CAT(notAdapted, white, triple(1, 0.5, 0.7), 0, mask);
+    CAT(notAdapted, white, pixel(1, 0.5, 0.7), 0, mask);
     // To X, Y, Z and back in float; dark values lose most, to the slope of 12.92 at black.
     EXPECT_MAT_NEAR(notAdapted, image, {.absolute = 5e-5});
     cv::Mat adaptedToItsWhite = image.clone();
@@ -92,7 +90,7 @@ TEST(Cat, ClipsAndTurnsNaNIntoBlack) {
     cv::Mat image(1, 2, CV_32FC3);
     image.at<cv::Vec3f>(0, 0) = {3, 3, 3};
     image.at<cv::Vec3f>(0, 1) = cv::Vec3f::all(std::numeric_limits<float>::quiet_NaN());
-    cv::Mat white = triple(1, 1, 1);
+    cv::Mat white = pixel(1, 1, 1);
     cv::Mat mask;
     CAT(image, white, white, 1, mask);
     EXPECT_LE(image.at<cv::Vec3f>(0, 0)[0], 1.0F);

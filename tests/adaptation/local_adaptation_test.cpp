@@ -16,6 +16,7 @@ namespace likeness {
 namespace {
 
 using testing::contentOf;
+using testing::pixel;
 using testing::printedBy;
 using testing::ScratchDirectory;
 
@@ -26,10 +27,6 @@ constexpr double rounding = 3e-7;
 
 cv::Mat constant(float value, cv::Size size = {5, 4}) {
     return {size, CV_32FC3, cv::Scalar::all(static_cast<double>(value))};
-}
-
-cv::Mat triple(float b, float g, float r) {
-    return {1, 1, CV_32FC3, cv::Scalar(b, g, r)};
 }
 
 void plain(cv::Mat& img, cv::Mat sourceWhite, cv::Mat targetWhite, float blend, bool perPixel) {
@@ -59,7 +56,7 @@ void expectLiteral(const cv::Mat& img, const cv::Mat& sourceWhite) {
     const cv::Mat sourceBefore = sourceWhite.clone();
     for (const bool perPixel : {false, true}) {
         SCOPED_TRACE(perPixel);
-        const cv::Mat target = perPixel ? targetImage : triple(1.08F, 1.03F, 0.95F);
+        const cv::Mat target = perPixel ? targetImage : pixel(1.08F, 1.03F, 0.95F);
         for (const float blend : {0.0F, 0.3F, 1.0F}) {
             SCOPED_TRACE(blend);
             cv::Mat adapted = testing::withGaps(img);
@@ -102,7 +99,7 @@ TEST(LocalAdaptation, GainsByHand) {
     // A sharpened white of (1, 1, 1) has Y = 1. r = D target / source.
     const auto gain = [](auto adapt, float blend, bool perPixel) {
         cv::Mat img = constant(0.5F);
-        adapt(img, constant(1), perPixel ? constant(2) : triple(2, 2, 2), blend, perPixel);
+        adapt(img, constant(1), perPixel ? constant(2) : pixel(2, 2, 2), blend, perPixel);
         return img.at<cv::Vec3f>(3, 4)[1] / 0.5;
     };
     const auto locally = [](cv::Mat& img, const cv::Mat& source, const cv::Mat& target, float blend, bool perPixel) {
@@ -121,7 +118,7 @@ TEST(LocalAdaptation, AWhiteThatIsTheTargetChangesNothing) {
     const cv::Mat before = testing::exampleImage("coffee.jpg");
     cv::Mat img = before.clone();
     plain(img, cv::Mat(img.size(), CV_32FC3, cv::Scalar(1.0871774, 1.0353699, 0.9493053)),
-          triple(1.0871774F, 1.0353699F, 0.9493053F), 1, false);
+          pixel(1.0871774F, 1.0353699F, 0.9493053F), 1, false);
     EXPECT_MAT_NEAR(img, before, {.absolute = 1.2e-7});
 }
 
@@ -130,20 +127,20 @@ TEST(LocalAdaptation, AWhiteOfZero) {
     plain(img, constant(0), constant(1), 1, true);
     EXPECT_NEAR(img.at<cv::Vec3f>(0, 0)[0], 0.5 * (561507.3 + 0.438), 0.1) << "D(0) / 1e-6";
     img = constant(0.5F);
-    plain(img, constant(0), triple(1, 1, 1), 1, false);
+    plain(img, constant(0), pixel(1, 1, 1), 1, false);
     EXPECT_EQ(img.at<cv::Vec3f>(0, 0)[0], infinity);
     img = constant(0.5F);
-    plain(img, constant(0), triple(1, 1, 1), 0, false);
+    plain(img, constant(0), pixel(1, 1, 1), 0, false);
     EXPECT_TRUE(std::isnan(img.at<cv::Vec3f>(0, 0)[0]));
     img = constant(0.5F);
-    local(img, constant(0), triple(1, 1, 1), cv::Mat(), 1, false);
+    local(img, constant(0), pixel(1, 1, 1), cv::Mat(), 1, false);
     EXPECT_EQ(img.at<cv::Vec3f>(0, 0)[0], infinity);
 }
 
 TEST(LocalAdaptation, AMaskOfZerosLeavesTheImage) {
     const cv::Mat before = testing::randomImage({23, 17}, 3, 0, 1, 3);
     cv::Mat img = before.clone();
-    local(img, constant(0.4F, img.size()), triple(1, 1, 1), cv::Mat::zeros(img.size(), CV_8U), 1, false);
+    local(img, constant(0.4F, img.size()), pixel(1, 1, 1), cv::Mat::zeros(img.size(), CV_8U), 1, false);
     EXPECT_MAT_EQUAL(img, before);
 }
 
@@ -151,13 +148,13 @@ TEST(LocalAdaptation, PixelsBeyondTheMaskTakePart) {
     const cv::Mat before = testing::randomImage({9, 7}, 3, 0.2F, 1, 3);
     const cv::Mat source = testing::randomImage({9, 7}, 3, 0.2F, 1, 4);
     cv::Mat everywhere = before.clone();
-    local(everywhere, source, triple(1, 1, 1), cv::Mat(before.size(), CV_8U, cv::Scalar(255)), 1, false);
+    local(everywhere, source, pixel(1, 1, 1), cv::Mat(before.size(), CV_8U, cv::Scalar(255)), 1, false);
     cv::Mat unmasked = before.clone();
-    local(unmasked, source, triple(1, 1, 1), cv::Mat(), 1, false);
+    local(unmasked, source, pixel(1, 1, 1), cv::Mat(), 1, false);
     EXPECT_MAT_EQUAL(unmasked, everywhere);
 
     cv::Mat partly = before.clone();
-    local(partly, source, triple(1, 1, 1), cv::Mat::zeros(3, 4, CV_8U), 1, false);
+    local(partly, source, pixel(1, 1, 1), cv::Mat::zeros(3, 4, CV_8U), 1, false);
     before(cv::Rect(0, 0, 4, 3)).copyTo(everywhere(cv::Rect(0, 0, 4, 3)));
     EXPECT_MAT_EQUAL(partly, everywhere);
 }

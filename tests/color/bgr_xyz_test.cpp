@@ -11,9 +11,7 @@
 namespace likeness {
 namespace {
 
-cv::Mat pixel(float first, float second, float third) {
-    return cv::Mat(1, 1, CV_32FC3, cv::Scalar(first, second, third));
-}
+using testing::pixel;
 
 cv::Mat d65() {
     return pixel(0.9505F, 1.0F, 1.0888F);

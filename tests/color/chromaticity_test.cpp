@@ -11,14 +11,12 @@
 namespace likeness {
 namespace {
 
-cv::Mat triple(float x, float y, float z) {
-    return cv::Mat(1, 1, CV_32FC3, cv::Scalar(x, y, z));
-}
+using testing::pixel;
 
 TEST(Chromaticity, OfD65) {
     // CIE 015:2018: D65 has x = 0.3127, y = 0.3290.
     cv::Mat xy(1, 1, CV_32FC2);
-    XYZtoxy(triple(0.9505F, 1.0F, 1.0888F), xy);
+    XYZtoxy(pixel(0.9505F, 1.0F, 1.0888F), xy);
     EXPECT_NEAR(xy.at<cv::Vec2f>(0, 0)[0], 0.3127, 5e-5);
     EXPECT_NEAR(xy.at<cv::Vec2f>(0, 0)[1], 0.3290, 5e-5);
 }
@@ -37,9 +35,9 @@ TEST(Chromaticity, LeadsBackToTheTriple) {
 
 TEST(Chromaticity, PassesOnDivisionsByZero) {
     cv::Mat xy(1, 1, CV_32FC2);
-    XYZtoxy(triple(0, 0, 0), xy);
+    XYZtoxy(pixel(0, 0, 0), xy);
     EXPECT_TRUE(std::isnan(xy.at<cv::Vec2f>(0, 0)[0]));
-    XYZtoxy(triple(1, -1, 0), xy);
+    XYZtoxy(pixel(1, -1, 0), xy);
     EXPECT_TRUE(std::isinf(xy.at<cv::Vec2f>(0, 0)[0]));
     cv::Mat xyz(1, 1, CV_32FC3);
     xytoXYZ(cv::Mat(1, 1, CV_32FC2, cv::Scalar(0.3, 0)), 1.0F, xyz);

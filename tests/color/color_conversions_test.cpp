@@ -24,6 +24,7 @@ namespace likeness {
 namespace {
 
 using Convert = std::function<cv::Mat(const cv::Mat& image)>;
+using testing::pixel;
 
 struct Conversion {
     std::string name;
@@ -32,10 +33,6 @@ struct Conversion {
 };
 
 const cv::Vec3d someXyz = {0.97, 1.02, 0.8};
-
-cv::Mat triple(const cv::Vec3d& values) {
-    return {1, 1, CV_32FC3, cv::Scalar(values[0], values[1], values[2])};
-}
 
 /// A conversion into an image of the caller's.
 template <typename Given>
@@ -76,7 +73,7 @@ Convert ofEachValue(float (*function)(float)) {
 }
 
 std::vector<Conversion> conversionsOfPhotographs() {
-    cv::Mat white = triple(someXyz);
+    cv::Mat white = pixel(someXyz);
     return {
         {"linear", linearBgrFromBgr, ofEachValue(linear)},
         {"xyz", [](const cv::Mat& p) { return xyzFromBgr(p); }, literally(convertBGRToXYZDirect)},
@@ -94,7 +91,7 @@ std::vector<Conversion> conversionsOfPhotographs() {
         {"opponent", opponentFromBgr, literally(convertToSimpleOpponentSpace, CV_32FC2)},
         {"yuv", yuvFromBgr, literally(convertBGRtoYUV)},
         {"lab", [](const cv::Mat& p) { return labFromBgr(p); }, literally([](cv::Mat& in, cv::Mat& out) {
-             cv::Mat bgrWhite = triple({1, 1, 1});
+             cv::Mat bgrWhite = pixel({1, 1, 1});
              convertBGRToLab(in, bgrWhite, out);
          })},
         {"lab under a white",
@@ -102,14 +99,14 @@ std::vector<Conversion> conversionsOfPhotographs() {
              return labFromBgr(p, labWhiteFromBgr({0.8, 1, 0.9}));
          },
          literally([](cv::Mat& in, cv::Mat& out) {
-             cv::Mat bgrWhite = triple({0.8, 1, 0.9});
+             cv::Mat bgrWhite = pixel({0.8, 1, 0.9});
              convertBGRToLab(in, bgrWhite, out);
          })},
     };
 }
 
 std::vector<Conversion> conversionsOfColors() {
-    cv::Mat white = triple(someXyz);
+    cv::Mat white = pixel(someXyz);
     return {
         {"linearBgr", bgrFromLinearBgr, ofEachValue(encoded)},
         {"xyz", [](const cv::Mat& c) { return bgrFromXyz(c); }, literally(convertXYZToBGRDirect)},
@@ -135,14 +132,14 @@ std::vector<Conversion> conversionsOfColors() {
              multiplyImageByMatrixBackward(in, out, inverse);
          })},
         {"lab", [](const cv::Mat& c) { return bgrFromLab(c); }, literally([](cv::Mat& in, cv::Mat& out) {
-             convertLabToBGR(in, triple({1, 1, 1}), out);
+             convertLabToBGR(in, pixel({1, 1, 1}), out);
          })},
         {"lab",
          [](const cv::Mat& c) {
              return bgrFromLab(c, labWhiteFromBgr({0.8, 1, 0.9}));
          },
          literally([](cv::Mat& in, cv::Mat& out) {
-             convertLabToBGR(in, triple({0.8, 1, 0.9}), out);
+             convertLabToBGR(in, pixel({0.8, 1, 0.9}), out);
          })},
         {"lab", lab255FromLab, inPlace(scaleLab)},
         {"lab255", labFromLab255, inPlace(rescaleLab)},

@@ -23,7 +23,7 @@ constexpr Published illuminants[] = {
 
 TEST(CorrelatedColorTemperature, OfPublishedIlluminants) {
     for (const Published& illuminant : illuminants) {
-        const PlanckianNeighbour nearest = correlatedColorTemperature({illuminant.x, illuminant.y});
+        const PlanckianNeighbor nearest = correlatedColorTemperature({illuminant.x, illuminant.y});
         // The method's 0.1 mired.
         EXPECT_NEAR(1e6 / nearest.kelvin, 1e6 / illuminant.kelvin, 0.1) << illuminant.name;
     }
@@ -31,9 +31,9 @@ TEST(CorrelatedColorTemperature, OfPublishedIlluminants) {
 
 TEST(CorrelatedColorTemperature, DaylightLiesAboveTheLocus) {
     // IES TM-30 and ANSI C78.377: D_uv of D50 and D65 is 0.0032.
-    EXPECT_NEAR(correlatedColorTemperature({0.34567, 0.35851}).distance, 0.0032, 1e-4);
-    EXPECT_NEAR(correlatedColorTemperature({0.31272, 0.32903}).distance, 0.0032, 1e-4);
-    EXPECT_NEAR(correlatedColorTemperature({0.44758, 0.40745}).distance, 0, 1e-4);
+    EXPECT_NEAR(correlatedColorTemperature({0.34567, 0.35851}).duv, 0.0032, 1e-4);
+    EXPECT_NEAR(correlatedColorTemperature({0.31272, 0.32903}).duv, 0.0032, 1e-4);
+    EXPECT_NEAR(correlatedColorTemperature({0.44758, 0.40745}).duv, 0, 1e-4);
 }
 
 /// u, v to x, y (CIE 015:2018, 8.1).
@@ -51,9 +51,9 @@ TEST(CorrelatedColorTemperature, FindsBlackBodiesOfAnotherPublication) {
             (0.860117757 + 1.54118254e-4 * T + 1.28641212e-7 * T * T) / (1 + 8.42420235e-4 * T + 7.08145163e-7 * T * T);
         const double v =
             (0.317398726 + 4.22806245e-5 * T + 4.20481691e-8 * T * T) / (1 - 2.89741816e-5 * T + 1.61456053e-7 * T * T);
-        const PlanckianNeighbour nearest = correlatedColorTemperature(xyOf(u, v));
+        const PlanckianNeighbor nearest = correlatedColorTemperature(xyOf(u, v));
         EXPECT_NEAR(1e6 / nearest.kelvin, 1e6 / T, 0.6) << T;
-        EXPECT_NEAR(nearest.distance, 0, 3e-4) << T;
+        EXPECT_NEAR(nearest.duv, 0, 3e-4) << T;
     }
 }
 
@@ -68,21 +68,21 @@ TEST(CorrelatedColorTemperature, FallsAlongTheLinesBetweenBlueAndRed) {
 }
 
 TEST(CorrelatedColorTemperature, HasNoValueFarFromTheLocus) {
-    const PlanckianNeighbour green = correlatedColorTemperature({0.3, 0.6});  // the green of sRGB
+    const PlanckianNeighbor green = correlatedColorTemperature({0.3, 0.6});  // the green of sRGB
     EXPECT_TRUE(std::isnan(green.kelvin));
-    EXPECT_GT(green.distance, 0.05);
-    const PlanckianNeighbour pink = correlatedColorTemperature(xyOf(0.26, 0.27));
+    EXPECT_GT(green.duv, 0.05);
+    const PlanckianNeighbor pink = correlatedColorTemperature(xyOf(0.26, 0.27));
     EXPECT_TRUE(std::isnan(pink.kelvin));
-    EXPECT_LT(pink.distance, -0.05);
+    EXPECT_LT(pink.duv, -0.05);
 }
 
 TEST(CorrelatedColorTemperature, HasNoValueOutsideTheLines) {
     constexpr double none = std::numeric_limits<double>::quiet_NaN();
     for (const cv::Vec2d& xy : {cv::Vec2d(0.64, 0.33), cv::Vec2d(0.15, 0.06), cv::Vec2d(none, 0.3),
                                 cv::Vec2d(0.3, none), cv::Vec2d(std::numeric_limits<double>::infinity(), 0.3)}) {
-        const PlanckianNeighbour nearest = correlatedColorTemperature(xy);
+        const PlanckianNeighbor nearest = correlatedColorTemperature(xy);
         EXPECT_TRUE(std::isnan(nearest.kelvin)) << xy;
-        EXPECT_TRUE(std::isnan(nearest.distance)) << xy;
+        EXPECT_TRUE(std::isnan(nearest.duv)) << xy;
     }
 }
 

@@ -54,9 +54,9 @@ TEST(Illuminants, DaylightRunsThroughD50D55AndD65) {
 TEST(Illuminants, BlackBodiesLieOnTheLocus) {
     for (const double kelvin : {1700.0, 2000.0, 2856.0, 4000.0, 6500.0, 10000.0, 15000.0}) {
         const Chromaticity xy = planckianChromaticity(kelvin);
-        const PlanckianNeighbour nearest = correlatedColorTemperature({xy.x, xy.y});
+        const PlanckianNeighbor nearest = correlatedColorTemperature({xy.x, xy.y});
         EXPECT_NEAR(1e6 / nearest.kelvin, 1e6 / kelvin, 1.0) << kelvin;
-        EXPECT_NEAR(nearest.distance, 0, 2e-4) << kelvin;
+        EXPECT_NEAR(nearest.duv, 0, 2e-4) << kelvin;
     }
     EXPECT_NEAR(planckianChromaticity(2856).x, of("A").x, 2e-4);
     EXPECT_THROW(planckianChromaticity(999), std::invalid_argument);

@@ -13,10 +13,7 @@ namespace {
 
 using testing::floatImages;
 using testing::NamedImage;
-
-cv::Mat pixel(double first, double second, double third) {
-    return {1, 1, CV_32FC3, cv::Scalar(first, second, third)};
-}
+using testing::pixel;
 
 cv::Vec3f labOf(double b, double g, double r, cv::Mat white = pixel(1, 1, 1)) {
     cv::Mat bgr = pixel(b, g, r);

@@ -14,10 +14,7 @@ namespace {
 
 using testing::floatImages;
 using testing::NamedImage;
-
-cv::Mat pixel(double first, double second, double third) {
-    return {1, 1, CV_32FC3, cv::Scalar(first, second, third)};
-}
+using testing::pixel;
 
 template <typename Convert>
 cv::Vec3f converted(Convert convert, cv::Mat from) {

@@ -9,9 +9,7 @@
 namespace likeness {
 namespace {
 
-cv::Mat pixel(float first, float second, float third) {
-    return cv::Mat(1, 1, CV_32FC3, cv::Scalar(first, second, third));
-}
+using testing::pixel;
 
 TEST(DotProduct, IsTheMatrixProduct) {
     const cv::Mat A = (cv::Mat_<float>(3, 3) << 1, 2, 3, 4, 5, 6, 7, 8, 10);

@@ -9,9 +9,7 @@
 namespace likeness {
 namespace {
 
-cv::Mat pixel(float first, float second, float third) {
-    return cv::Mat(1, 1, CV_32FC3, cv::Scalar(first, second, third));
-}
+using testing::pixel;
 
 TEST(SharpenedRgb, OfD65) {
     cv::Mat out(1, 1, CV_32FC3);

@@ -14,15 +14,12 @@
 namespace likeness {
 namespace {
 
+using testing::pixel;
 using testing::printedBy;
-
-cv::Mat triple(double first, double second, double third) {
-    return {1, 1, CV_32FC3, cv::Scalar(first, second, third)};
-}
 
 cv::Mat unknown() {
     const double nan = std::numeric_limits<double>::quiet_NaN();
-    return triple(nan, nan, nan);
+    return pixel(nan, nan, nan);
 }
 
 struct Estimate {
@@ -32,7 +29,7 @@ struct Estimate {
 };
 
 Estimate estimate(const cv::Mat& image, cv::Mat& previous) {
-    Estimate result{false, triple(-1, -1, -1), {}};
+    Estimate result{false, pixel(-1, -1, -1), {}};
     cv::Mat mask;
     result.printed =
         printedBy([&] { result.converged = computeWhitePointFromGrayWorld(image, result.white, previous, mask); });
@@ -46,10 +43,10 @@ TEST(GrayWorldWhite, EqualsTheLiteralVersion) {
     }
     for (const testing::NamedImage& image : images) {
         SCOPED_TRACE(image.name);
-        for (const cv::Mat& start : {unknown(), triple(1, 0.01, -0.02), triple(1, 0, 0)}) {
+        for (const cv::Mat& start : {unknown(), pixel(1, 0.01, -0.02), pixel(1, 0, 0)}) {
             cv::Mat previous = start.clone();
             cv::Mat literalPrevious = start.clone();
-            cv::Mat literalWhite = triple(-1, -1, -1);
+            cv::Mat literalWhite = pixel(-1, -1, -1);
             std::string literalPrinted;
             for (int call = 0; call < 2; ++call) {
                 const Estimate actual = estimate(image.image, previous);
@@ -73,7 +70,7 @@ TEST(GrayWorldWhite, WithoutNeutralPixelsIsTheWhiteOfZeroChroma) {
     EXPECT_NEAR(found.white.at<cv::Vec3f>(0, 0)[0], 0.93F, 1e-6F);
     EXPECT_EQ(found.white.at<cv::Vec3f>(0, 0)[1], 1.0F);
     EXPECT_NEAR(found.white.at<cv::Vec3f>(0, 0)[2], 1.0F, 1e-6F);
-    EXPECT_MAT_EQUAL(previous, triple(1, 0, 0));
+    EXPECT_MAT_EQUAL(previous, pixel(1, 0, 0));
 }
 
 TEST(GrayWorldWhite, BlackPixelsNeverCount) {
@@ -101,7 +98,7 @@ TEST(GrayWorldWhite, TheFirstCallNeverConvergesAndPrintsTheWhite) {
 
 TEST(GrayWorldWhite, SmallChromaConvergesWithoutASecondCall) {
     // The colour of zero chroma (B 0.93, G 1.0136 of R), dark: both differences are far below 0.001.
-    cv::Mat previous = triple(1, 0.2, 0.2);
+    cv::Mat previous = pixel(1, 0.2, 0.2);
     const Estimate found = estimate(cv::Mat(3, 3, CV_32FC3, cv::Scalar(0.0093, 0.010136, 0.01)), previous);
     EXPECT_TRUE(found.converged);
     EXPECT_EQ(found.printed, "");
@@ -109,7 +106,7 @@ TEST(GrayWorldWhite, SmallChromaConvergesWithoutASecondCall) {
 
 TEST(GrayWorldWhite, PrintsNothingWhereNothingIsWanted) {
     cv::Mat previous = unknown();
-    cv::Mat white = triple(0, 0, 0);
+    cv::Mat white = pixel(0, 0, 0);
     cv::Mat mask;
     EXPECT_EQ(printedBy([&] {
                   EXPECT_FALSE(computeWhitePointFromGrayWorld(cv::Mat(2, 2, CV_32FC3, cv::Scalar(1, 1, 1)), white,
@@ -156,7 +153,9 @@ TEST(GrayWorldWhite, SaysWhereThereIsNoNeutralPixel) {
 
 TEST(GrayWorldWhite, ReportsAndTellsTheWhite) {
     const cv::Mat photograph = testing::randomImage({20, 20}, 3, 0, 1, 3);
-    testing::expectSteps([&](const Watch& watch) { grayWorldWhite(photograph, nullptr, watch); });
+    for (const cv::Mat& image : {photograph, photograph.rowRange(0, 3).clone(), cv::Mat()}) {
+        EXPECT_EQ(testing::expectSteps([&](const Watch& watch) { grayWorldWhite(image, nullptr, watch); }), 8);
+    }
     const DirectoryDiagnostics dumps{std::string()};
     Watch watch;
     watch.diagnostics = &dumps;

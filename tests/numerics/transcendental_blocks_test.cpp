@@ -322,10 +322,5 @@ TEST(ForEachBlock, CoversEveryElementOnce) {
     }
 }
 
-TEST(BlockInstructionSet, HasAName) {
-    const std::string name = blockInstructionSet();
-    EXPECT_TRUE(name == "avx2" || name == "scalar") << name;
-}
-
 }  // namespace
 }  // namespace likeness::numerics

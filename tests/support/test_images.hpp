@@ -18,6 +18,16 @@ struct NamedImage {
 /// view whose rows are not contiguous.
 std::vector<NamedImage> floatImages(int channels, float low, float high);
 
+/// An image of one pixel, CV_32FC3.
+inline cv::Mat pixel(double first, double second, double third) {
+    return {1, 1, CV_32FC3, cv::Scalar(first, second, third)};
+}
+
+/// The same of a colour.
+inline cv::Mat pixel(const cv::Vec3d& values) {
+    return pixel(values[0], values[1], values[2]);
+}
+
 /// Uniformly distributed CV_32F image.
 cv::Mat randomImage(cv::Size size, int channels, float low, float high, std::uint64_t seed);
 

@@ -9,9 +9,7 @@
 namespace likeness::testing {
 namespace {
 
-cv::Mat triple(double first, double second, double third) {
-    return {1, 1, CV_32FC3, cv::Scalar(first, second, third)};
-}
+using testing::pixel;
 
 /// First channel as red: the order in which the files hold X, Y, Z, L*, a*, b* and the like.
 cv::Mat firstAsRed(const cv::Mat& image) {
@@ -24,7 +22,7 @@ cv::Mat firstAsRed(const cv::Mat& image) {
 cv::Mat converted(cv::Mat bgr, const std::string& space) {
     bgr = bgr.clone();
     cv::Mat result(bgr.size(), CV_32FC3);
-    cv::Mat displayWhite = triple(1, 1, 1);
+    cv::Mat displayWhite = pixel(1, 1, 1);
     if (space == "xyz") {
         convertBGRToXYZDirect(bgr, result);
     } else if (space == "sharpened") {
@@ -137,13 +135,13 @@ TEST_F(DarkroomConvert, LeadsBackAsTheLibraryDoes) {
     cv::Mat rgbFromYuv = yuvFromRgb().inv();
     multiplyImageByMatrixBackward(values, expected, rgbFromYuv);
     EXPECT_MAT_EQUAL(back("yuv"), expected);
-    convertLabToBGR(values, triple(1, 1, 1), expected);
+    convertLabToBGR(values, pixel(1, 1, 1), expected);
     EXPECT_MAT_EQUAL(back("lab"), expected);
 }
 
 TEST_F(DarkroomConvert, LabTakesAWhite) {
     cv::Mat bgr = unitPhotograph("coffee.jpg");
-    cv::Mat white = triple(0.8, 0.9, 1);
+    cv::Mat white = pixel(0.8, 0.9, 1);
     cv::Mat lab(bgr.size(), CV_32FC3);
     convertBGRToLab(bgr, white, lab);
     expectDone({"convert", photo("coffee.jpg"), "--to", "lab", "--white", "0.8,0.9,1", "-o", "lab.tif"});
@@ -155,7 +153,7 @@ TEST_F(DarkroomConvert, LabTakesAWhite) {
 
 TEST_F(DarkroomConvert, XyzTakesAWhite) {
     cv::Mat bgr = unitPhotograph("coffee.jpg");
-    cv::Mat white = triple(0.9642, 1, 0.8249);
+    cv::Mat white = pixel(0.9642, 1, 0.8249);
     cv::Mat xyz(bgr.size(), CV_32FC3);
     convertBGRtoXYZ(bgr, white, xyz);
     expectDone({"convert", photo("coffee.jpg"), "--to", "xyz", "--xyz-white", "0.9642,1,0.8249", "-o", "xyz.tif"});
@@ -215,7 +213,7 @@ TEST_F(DarkroomConvert, Refuses) {
     expectRefused({"convert", in, "--from", "xyz", "-o", "a.png"},
                   "'" + in + "' holds integers: --from xyz takes the float TIFF that --to xyz writes");
     expectRefused({"convert", in, "--from", "opponent", "-o", "a.png"},
-                  "--from: opponent has no lightness, no way leads back to a picture");
+                  "--from: opponent cannot be converted back: it holds no lightness");
     expectRefused({"convert", "missing.tif", "--from", "xyz", "-o", "a.png"}, "cannot read 'missing.tif' as an image");
     expectRefused({"convert", "a.hdr", "--from", "xyz", "-o", "a.png"},
                   "'a.hdr' holds linear red, green and blue: --from xyz takes the float TIFF that --to xyz writes");
