@@ -2,6 +2,7 @@
 // G, R order.
 #pragma once
 
+#include <likeness/adaptation/d65_adaptation.hpp>
 #include <likeness/diagnostics/watch.hpp>
 
 #include <opencv2/core.hpp>
@@ -11,6 +12,19 @@ namespace likeness {
 /// Gray-world white of a photograph, 1 x 1, B, G, R; its line goes to `diagnostics`.
 cv::Mat grayWorldTriple(const cv::Mat& bgr, const Diagnostics& diagnostics);
 
+/// What an element is multiplied by to go from its white to D65.
+class D65Factor {
+public:
+    float operator()(float white, int channel) const noexcept {
+        const auto ratio = static_cast<float>(static_cast<double>(d65_.degreeTimesWhite[channel]) /
+                                              (D65Adaptation::guard + static_cast<double>(white)));
+        return 1.0F + ratio - d65_.degree;
+    }
+
+private:
+    D65Adaptation d65_ = d65Adaptation();
+};
+
 /// `iCAMCATByD65` and `inverseCATByD65` of a sharpened image under one white, sharpened too.
 void scaleToD65(cv::Mat& img, const cv::Vec3f& white);
 void scaleFromD65(cv::Mat& img, const cv::Vec3f& white);
@@ -18,7 +32,7 @@ void scaleFromD65(cv::Mat& img, const cv::Vec3f& white);
 /// `inverseCAT` of a sharpened image in place under two whites, sharpened too.
 void scaleToScene(cv::Mat& img, const cv::Vec3f& adaptedTo, const cv::Vec3f& scene);
 
-/// The most adaptations that `adaptUntilWhiteRests` makes.
+/// The most adaptations that `adaptUntilWhiteConverges` makes.
 inline constexpr int greatestAdaptationCount = 80;
 
 /// Adapts `img` in place to a white, again and again, until its gray-world white no longer moves.
@@ -26,8 +40,8 @@ inline constexpr int greatestAdaptationCount = 80;
 /// @param leftOut      CV_8U of img's size: what is brighter than `brightestThatTakesPart` keeps its values and is not
 ///                     looked at for the white; empty: nothing is
 /// @param watch        a step for each of `greatestAdaptationCount` adaptations, and for the last one at the end
-void adaptUntilWhiteRests(cv::Mat& img, const cv::Mat& targetWhite, float D, const cv::Mat& leftOut,
-                          const Watch& watch);
+void adaptUntilWhiteConverges(cv::Mat& img, const cv::Mat& targetWhite, float D, const cv::Mat& leftOut,
+                              const Watch& watch);
 
 /// Adapts a photograph from the white of each pixel, as `performLocalCAMCA`; three steps.
 /// @param img             in [0, 1], replaced by the result

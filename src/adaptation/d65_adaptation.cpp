@@ -13,19 +13,6 @@ namespace {
 
 constexpr double guard = D65Adaptation::guard;
 
-/// What an element is multiplied by to go from its white to D65.
-class D65Factor {
-public:
-    float operator()(float white, int channel) const noexcept {
-        const auto ratio = static_cast<float>(static_cast<double>(d65_.degreeTimesWhite[channel]) /
-                                              (guard + static_cast<double>(white)));
-        return 1.0F + ratio - d65_.degree;
-    }
-
-private:
-    D65Adaptation d65_ = d65Adaptation();
-};
-
 float adapted(float value, float factor) {
     return factor * value;
 }

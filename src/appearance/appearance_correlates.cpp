@@ -1,6 +1,6 @@
 #include <likeness/appearance/appearance_correlates.hpp>
 
-#include <likeness/appearance/viewing_conditions.hpp>
+#include "appearance/correlate_kernels.hpp"
 #include "appearance/last_value_cache.hpp"
 #include "numerics/argument_check.hpp"
 #include "numerics/parallel.hpp"
@@ -14,15 +14,7 @@ namespace {
 using numerics::blockSize;
 using numerics::roundBlock;
 
-constexpr double pi = 3.141592653589793;
-
-double hueDegrees(float b, float a) {
-    return std::atan2(static_cast<double>(b), static_cast<double>(a)) * 180.0 / pi;
-}
-
-double eccentricityOf(float hue) {
-    return (std::cos(static_cast<double>(hue) * pi / 180.0 + 2.0) + 3.8) / 4.0;
-}
+using kernels::pi;
 
 void hueOfBlock(const float* a, const float* b, float* hue, float* eccentricity, std::size_t count) {
     double y[blockSize] = {};
@@ -35,7 +27,7 @@ void hueOfBlock(const float* a, const float* b, float* hue, float* eccentricity,
     for (std::size_t i = 0; i < count; ++i) {
         y[i] = y[i] * 180.0 / pi;
     }
-    roundBlock(y, hue, count, [&](std::size_t i) { return hueDegrees(b[i], a[i]); });
+    roundBlock(y, hue, count, [&](std::size_t i) { return kernels::hueDegrees(b[i], a[i]); });
     for (std::size_t i = 0; i < count; ++i) {
         x[i] = static_cast<double>(hue[i]) * pi / 180.0 + 2.0;
     }
@@ -43,7 +35,7 @@ void hueOfBlock(const float* a, const float* b, float* hue, float* eccentricity,
     for (std::size_t i = 0; i < count; ++i) {
         x[i] = (x[i] + 3.8) / 4.0;
     }
-    roundBlock(x, eccentricity, count, [hue](std::size_t i) { return eccentricityOf(hue[i]); });
+    roundBlock(x, eccentricity, count, [hue](std::size_t i) { return kernels::eccentricity(hue[i]); });
 }
 
 }  // namespace
@@ -68,8 +60,8 @@ void computeAB(cv::Mat& nl, cv::Mat& a, cv::Mat& b) {
             const float rho = response[0];
             const float gamma = response[1];
             const float beta = response[2];
-            redGreen[j] = static_cast<float>(beta / 11.0 + (rho - (12.0F * gamma) / 11.0));
-            yellowBlue[j] = (rho + gamma - 2 * beta) / 9.0F;
+            redGreen[j] = kernels::redGreen(rho, gamma, beta);
+            yellowBlue[j] = kernels::yellowBlue(rho, gamma, beta);
         }
     });
 }
@@ -95,8 +87,7 @@ float computeLightness(cv::Mat& nl, cv::Mat& Nbb, cv::Mat& z, cv::Mat& J, cv::Ma
         float* const achromatic = A.ptr<float>(i) + first;
         float ofPiece = 0;
         for (std::size_t j = 0; j < count; ++j, response += 3) {
-            const float longAndMiddle = 2 * response[0] + response[1];
-            achromatic[j] = static_cast<float>(induction[j] * (response[2] / 20.0 + longAndMiddle - 0.305));
+            achromatic[j] = kernels::achromatic(response[0], response[1], response[2], induction[j]);
             ofPiece = achromatic[j] > ofPiece ? achromatic[j] : ofPiece;
         }
         greatest.offer(ofPiece);
@@ -110,7 +101,7 @@ float computeLightness(cv::Mat& nl, cv::Mat& Nbb, cv::Mat& z, cv::Mat& J, cv::Ma
         const float* const exponent = z.ptr<float>(i) + first;
         float* const lightness = J.ptr<float>(i) + first;
         for (std::size_t j = 0; j < count; ++j) {
-            lightness[j] = 100.0F * std::pow(achromatic[j] / Aw, exponent[j] * darkSurroundImpact);
+            lightness[j] = kernels::lightness(achromatic[j], Aw, exponent[j]);
         }
     });
     return Aw;
@@ -128,9 +119,7 @@ float computeBrightness(cv::Mat& J, cv::Mat& FL, cv::Mat& /*z*/, cv::Mat& Q, flo
         float* const brightness = Q.ptr<float>(i) + first;
         float ofPiece = 0;
         for (std::size_t j = 0; j < count; ++j) {
-            const double root = std::sqrt(lightness[j] / 100.0F);
-            brightness[j] = static_cast<float>(4.0 * root * static_cast<double>(4.0F + Aw) * levelFactor(level[j]) /
-                                               darkSurroundImpact);
+            brightness[j] = kernels::brightness(lightness[j], Aw, levelFactor(level[j]));
             ofPiece = brightness[j] > ofPiece ? brightness[j] : ofPiece;
         }
         greatest.offer(ofPiece);
@@ -165,19 +154,18 @@ void computeChroma(cv::Mat& nl, cv::Mat& a, cv::Mat& b, cv::Mat& J, cv::Mat& ecc
         float* const chroma = C.ptr<float>(i) + first;
         float* const magnitude = t.ptr<float>(i) + first;
         for (std::size_t j = 0; j < count; ++j) {
-            const double k = Nc * chromaScale * induction[j] * eccentric[j];
-            const float radius = std::sqrt(redGreen[j] * redGreen[j] + yellowBlue[j] * yellowBlue[j]);
-            const float longAndMiddle = response[3 * j] + response[3 * j + 1];
-            magnitude[j] = static_cast<float>(radius * k / (1.05 * response[3 * j + 2] + longAndMiddle));
+            magnitude[j] = kernels::magnitude(response[3 * j], response[3 * j + 1], response[3 * j + 2], redGreen[j],
+                                              yellowBlue[j], eccentric[j], induction[j], Nc);
             power[j] = magnitude[j];
         }
-        numerics::powBlock(power, 0.9, power, count);
+        numerics::powBlock(power, kernels::magnitudeExponent, power, count);
         for (std::size_t j = 0; j < count; ++j) {
-            root[j] = std::sqrt(lightness[j] / 100.0);
-            power[j] = power[j] * root[j] * backgroundFactor(background[j]);
+            root[j] = kernels::rootOfLightness(lightness[j]);
+            power[j] = kernels::chroma(power[j], root[j], backgroundFactor(background[j]));
         }
         roundBlock(power, chroma, count, [&](std::size_t j) {
-            return std::pow(static_cast<double>(magnitude[j]), 0.9) * root[j] * chromaOfBackground(background[j]);
+            const double exact = std::pow(static_cast<double>(magnitude[j]), kernels::magnitudeExponent);
+            return kernels::chroma(exact, root[j], chromaOfBackground(background[j]));
         });
     });
     diagnostics.writeImage("t_before.jpg", t);
@@ -193,7 +181,7 @@ void computeColorfulness(cv::Mat& C, cv::Mat& FL, cv::Mat& M) {
         const float* const level = FL.ptr<float>(i) + first;
         float* const colorfulness = M.ptr<float>(i) + first;
         for (std::size_t j = 0; j < count; ++j) {
-            colorfulness[j] = static_cast<float>(levelFactor(level[j]) * chroma[j]);
+            colorfulness[j] = kernels::colorfulness(chroma[j], levelFactor(level[j]));
         }
     });
 }
@@ -207,7 +195,7 @@ void computeSaturation(cv::Mat& M, cv::Mat& Q, cv::Mat& s) {
         const float* const brightness = Q.ptr<float>(i) + first;
         float* const saturation = s.ptr<float>(i) + first;
         for (std::size_t j = 0; j < count; ++j) {
-            saturation[j] = 100.0F * std::sqrt(colorfulness[j] / brightness[j]);
+            saturation[j] = kernels::saturation(colorfulness[j], brightness[j]);
         }
     });
 }

@@ -1,6 +1,7 @@
 #include <likeness/appearance/cone_responses.hpp>
 
 #include <likeness/color/pixel_matrix.hpp>
+#include "appearance/correlate_kernels.hpp"
 #include "numerics/argument_check.hpp"
 #include "numerics/parallel.hpp"
 #include "numerics/transcendental_blocks.hpp"
@@ -9,15 +10,6 @@
 #include <cmath>
 
 namespace likeness {
-namespace {
-
-constexpr double compressionExponent = 0.42;
-
-float compress(float t) {
-    return static_cast<float>(static_cast<double>(400.0F * t) / (static_cast<double>(t) + 27.13) + 0.1);
-}
-
-}  // namespace
 
 cv::Mat hpeFromSharpenedRgb() {
     // clang-format off
@@ -54,15 +46,14 @@ void computeNonLinearities(const cv::Mat& hpe, cv::Mat& nl, cv::Mat& FL) {
         float* const compressed = nl.ptr<float>(i) + 3 * first;
         for (std::size_t p = 0; p < count; ++p) {
             for (std::size_t c = 0; c < 3; ++c) {
-                const float x = level[p] * response[3 * p + c];
-                base[3 * p + c] = static_cast<double>(x) / 100.0;
+                base[3 * p + c] = kernels::compressionBase(response[3 * p + c], level[p]);
             }
         }
-        numerics::powBlock(base, compressionExponent, power, 3 * count);
+        numerics::powBlock(base, kernels::compressionExponent, power, 3 * count);
         numerics::roundBlock(power, t, 3 * count,
-                             [&base](std::size_t e) { return std::pow(base[e], compressionExponent); });
+                             [&base](std::size_t e) { return std::pow(base[e], kernels::compressionExponent); });
         for (std::size_t e = 0; e < 3 * count; ++e) {
-            compressed[e] = compress(t[e]);
+            compressed[e] = kernels::compressed(t[e]);
         }
     });
 }

@@ -8,9 +8,8 @@
 
 namespace likeness {
 
-struct Correlate {
-    const char* name;    ///< of the option values, JSON keys and files
-    const char* symbol;  ///< of the model
+/// By the name of the option values, JSON keys and files.
+struct Correlate : CorrelateName {
     cv::Mat AppearanceMaps::*map;
 };
 
@@ -20,24 +19,18 @@ struct ComparedCorrelate : Correlate {
     float LikenessCoefficients::*coefficient;
 };
 
-/// In the order in which the coefficients are printed.
-inline constexpr std::array<ComparedCorrelate, 5> comparedCorrelates = {{
-    {{"brightness", "Q", &AppearanceMaps::brightness},
-     &AppearanceDistributions::brightness,
-     &LikenessCoefficients::brightness},
-    {{"lightness", "J", &AppearanceMaps::lightness},
-     &AppearanceDistributions::lightness,
-     &LikenessCoefficients::lightness},
-    {{"chroma", "C", &AppearanceMaps::chroma}, &AppearanceDistributions::chroma, &LikenessCoefficients::chroma},
-    {{"colorfulness", "M", &AppearanceMaps::colorfulness},
-     &AppearanceDistributions::colorfulness,
-     &LikenessCoefficients::colorfulness},
-    {{"saturation", "s", &AppearanceMaps::saturation},
-     &AppearanceDistributions::saturation,
-     &LikenessCoefficients::saturation},
-}};
+/// `correlateNames[k]`.
+constexpr ComparedCorrelate comparedCorrelate(std::size_t k) {
+    return {{correlateNames[k], correlateFields<cv::Mat>[k]},
+            correlateFields<BinProbabilities>[k],
+            correlateFields<float>[k]};
+}
 
-inline constexpr Correlate hueCorrelate = {"hue", "h", &AppearanceMaps::hueDegrees};
+/// In the order in which the coefficients are printed.
+inline constexpr std::array<ComparedCorrelate, correlateNames.size()> comparedCorrelates = {
+    comparedCorrelate(0), comparedCorrelate(1), comparedCorrelate(2), comparedCorrelate(3), comparedCorrelate(4)};
+
+inline constexpr Correlate hueCorrelate = {hueName, &AppearanceMaps::hueDegrees};
 
 /// "brightness Q", as legends and headings have it.
 inline std::string labelOf(const Correlate& correlate) {

@@ -4,6 +4,7 @@
 #include <likeness/color/srgb_companding.hpp>
 #include <likeness/color/tristimulus.hpp>
 #include "color/color_argument.hpp"
+#include "color/color_matrices.hpp"
 #include "color/encoded_bgr.hpp"
 #include "numerics/argument_check.hpp"
 #include "numerics/parallel.hpp"
@@ -12,9 +13,7 @@
 #include <algorithm>
 
 namespace likeness {
-namespace {
 
-/// `xyzFromLinearSrgb` in float.
 cv::Mat xyzFromLinearRgb() {
     cv::Mat matrix(3, 3, CV_32F);
     for (int k = 0; k < 3; ++k) {
@@ -24,6 +23,8 @@ cv::Mat xyzFromLinearRgb() {
     }
     return matrix;
 }
+
+namespace {
 
 /// Linearises `bgr` pixel by pixel and applies the matrix; each pixel is read before it is written. Where
 /// `keepLinear`, the linear values also replace the input.

@@ -43,7 +43,7 @@ double between(double low, double high, double share) {
 
 }  // namespace
 
-PlanckianNeighbour correlatedColorTemperature(const cv::Vec2d& xy) {
+PlanckianNeighbor correlatedColorTemperature(const cv::Vec2d& xy) {
     constexpr double none = std::numeric_limits<double>::quiet_NaN();
     constexpr double farthest = 0.05;
     const double denominator = -2 * xy[0] + 12 * xy[1] + 3;

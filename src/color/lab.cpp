@@ -18,7 +18,7 @@ namespace {
 using numerics::blockSize;
 using numerics::roundBlock;
 
-constexpr double knee = 0.008856;
+constexpr double knee = 0.008856;  // with the slope: departure 23
 constexpr double slope = 903.3;
 constexpr double third = 0.3333333333333333;
 

@@ -3,13 +3,12 @@
 #include <likeness/color/bgr_xyz.hpp>
 #include <likeness/color/pixel_matrix.hpp>
 #include "color/color_argument.hpp"
+#include "color/color_matrices.hpp"
 #include "numerics/argument_check.hpp"
 
 namespace likeness {
-namespace {
 
-/// CAT02; rows R, G, B, columns X, Y, Z.
-cv::Mat sharpenedFromXyz() {
+cv::Mat sharpenedRgbFromXyz() {
     // clang-format off
     return (cv::Mat_<float>(3, 3) <<  0.7328, 0.4296, -0.1624,
                                      -0.7036, 1.6975,  0.0061,
@@ -17,19 +16,17 @@ cv::Mat sharpenedFromXyz() {
     // clang-format on
 }
 
-}  // namespace
-
 void convertXYZtoSharpenedBGR(const cv::Mat& xyz, cv::Mat& out) {
     requireType("convertXYZtoSharpenedBGR", CV_32FC3, {{"xyz", xyz}});
     requireRoom("convertXYZtoSharpenedBGR", xyz.size(), CV_32FC3, {{"out", out}});
-    cv::Mat M = sharpenedFromXyz();
+    cv::Mat M = sharpenedRgbFromXyz();
     multiplyImageByMatrixBackward(xyz, out, M);
 }
 
 void convertSharpenedBGRtoXYZ(cv::Mat& in, cv::Mat& xyz) {
     requireType("convertSharpenedBGRtoXYZ", CV_32FC3, {{"in", in}});
     requireRoom("convertSharpenedBGRtoXYZ", in.size(), CV_32FC3, {{"xyz", xyz}});
-    cv::Mat M = sharpenedFromXyz().inv();
+    cv::Mat M = sharpenedRgbFromXyz().inv();
     multiplyImageByMatrixForward(in, xyz, M);
 }
 

@@ -9,6 +9,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <cstdint>
 #include <limits>
 #include <sstream>
 
@@ -21,33 +22,44 @@ bool isNearlyNeutral(float y, float u, float v) {
     return 0.3 > ratio;
 }
 
+/// One of `count` bands of rows that cover an image.
+cv::Mat bandOf(const cv::Mat& image, int band, int count) {
+    const auto begin = [&](int k) { return static_cast<int>(std::int64_t{image.rows} * k / count); };
+    return image.empty() ? image : image.rowRange(begin(band), begin(band + 1));
+}
+
 struct NeutralMean {
     cv::Vec3f yuv;  ///< Y set to 1
     bool found;     ///< whether there is a nearly neutral pixel
 };
 
-/// Mean of Y, U, V over the nearly neutral pixels.
-NeutralMean meanOfNeutralPixels(const cv::Mat& img) {
-    const PixelMatrix matrix(yuvFromRgb());
-    float sumU = 0;
-    float sumV = 0;
-    float count = 1e-5F;  // not 0: an image without neutral pixels has a mean of 0
-    const ImageWalk walk = walkOver(img);
-    for (int i = 0; i < walk.rows; ++i) {
-        const float* pixel = img.ptr<float>(i);
-        for (int j = 0; j < walk.cols; ++j, pixel += 3) {
-            const float y = matrix.row(0, pixel[2], pixel[1], pixel[0]);
-            const float u = matrix.row(1, pixel[2], pixel[1], pixel[0]);
-            const float v = matrix.row(2, pixel[2], pixel[1], pixel[0]);
-            if (isNearlyNeutral(y, u, v)) {
-                sumU += u;
-                sumV += v;
-                count += 1;
+/// Mean of Y, U, V over the nearly neutral pixels: one sum, row by row, whatever the bands.
+class NeutralSum {
+public:
+    void add(const cv::Mat& band) {
+        const ImageWalk walk = walkOver(band);
+        for (int i = 0; i < walk.rows; ++i) {
+            const float* pixel = band.ptr<float>(i);
+            for (int j = 0; j < walk.cols; ++j, pixel += 3) {
+                const float y = matrix_.row(0, pixel[2], pixel[1], pixel[0]);
+                const float u = matrix_.row(1, pixel[2], pixel[1], pixel[0]);
+                const float v = matrix_.row(2, pixel[2], pixel[1], pixel[0]);
+                if (isNearlyNeutral(y, u, v)) {
+                    u_ += u;
+                    v_ += v;
+                    count_ += 1;
+                }
             }
         }
     }
-    return {{1.0F, sumU / count, sumV / count}, count >= 1};
-}
+    NeutralMean mean() const { return {{1.0F, u_ / count_, v_ / count_}, count_ >= 1}; }
+
+private:
+    PixelMatrix matrix_{yuvFromRgb()};
+    float u_ = 0;
+    float v_ = 0;
+    float count_ = 1e-5F;  // not 0: an image without neutral pixels has a mean of 0
+};
 
 /// @param before  of NaN where there was none
 bool hasConverged(const cv::Vec3f& mean, const cv::Vec3f& before) {
@@ -72,8 +84,7 @@ cv::Vec3f encodedWhite(const cv::Vec3f& yuv) {
 
 /// One step of an iteration: what is found, told unless it has converged.
 /// @param before  Y, U, V of the step before; of NaN where there was none
-WhiteEstimate estimate(const cv::Mat& img, const cv::Vec3f& before, const Diagnostics& diagnostics) {
-    const NeutralMean mean = meanOfNeutralPixels(img);
+WhiteEstimate estimate(const NeutralMean& mean, const cv::Vec3f& before, const Diagnostics& diagnostics) {
     const cv::Vec3f bgr = encodedWhite(mean.yuv);
     const bool converged = hasConverged(mean.yuv, before);
     if (!converged && diagnostics.wantsMessages()) {
@@ -91,7 +102,9 @@ bool computeWhitePointFromGrayWorld(const cv::Mat& img, cv::Mat& white, cv::Mat&
     requireType("computeWhitePointFromGrayWorld", CV_32FC3, {{"img", img}});
     requireElement("computeWhitePointFromGrayWorld", CV_32FC3, {{"white", white}, {"previous", previous}});
     auto& yuv = previous.at<cv::Vec3f>(0, 0);
-    const WhiteEstimate found = estimate(img, yuv, diagnostics);
+    NeutralSum sum;
+    sum.add(img);
+    const WhiteEstimate found = estimate(sum.mean(), yuv, diagnostics);
     yuv = cv::Vec3f(found.yuv);
     white.at<cv::Vec3f>(0, 0) = cv::Vec3f(found.bgr);
     return found.converged;
@@ -101,8 +114,15 @@ WhiteEstimate grayWorldWhite(const cv::Mat& photograph, const WhiteEstimate* pre
     const cv::Mat unit = photograph.empty() ? cv::Mat() : unitPhotograph("photograph", photograph);
     const cv::Vec3f before =
         previous == nullptr ? cv::Vec3f::all(std::numeric_limits<float>::quiet_NaN()) : cv::Vec3f(previous->yuv);
-    WhiteEstimate white = estimate(unit, before, watch.receiver());
-    watch.step(1, 1);
+    constexpr int steps = 8;
+    NeutralSum sum;
+    for (int done = 1; done < steps; ++done) {
+        sum.add(bandOf(unit, done - 1, steps));
+        watch.step(done, steps);
+    }
+    sum.add(bandOf(unit, steps - 1, steps));
+    WhiteEstimate white = estimate(sum.mean(), before, watch.receiver());
+    watch.step(steps, steps);
     return white;
 }
 

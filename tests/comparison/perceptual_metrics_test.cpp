@@ -2,6 +2,7 @@
 
 #include <likeness/appearance/viewing_conditions.hpp>
 #include <likeness/comparison/metrics.hpp>
+#include <likeness/comparison/photograph_comparison.hpp>
 #include "reference/metrics_reference.hpp"
 #include "support/mat_matchers.hpp"
 #include "support/scratch_directory.hpp"
@@ -11,6 +12,9 @@
 
 #include <array>
 #include <cmath>
+#include <sstream>
+#include <string>
+#include <vector>
 
 namespace likeness {
 namespace {
@@ -135,13 +139,48 @@ TEST(PerceptualMetrics, TakesAnotherImagesBackground) {
     const float background = backgroundLuminanceOf(1920 * 1080);
     cv::Mat src = few.clone();
     Maps maps = mapsFor(few);
-    perceptualMetricsBeforeBackground(src, background, maps[0], maps[1], maps[2], maps[3], maps[4], dropAll());
+    perceptualMetricsUnderBackground(src, background, maps[0], maps[1], maps[2], maps[3], maps[4], dropAll());
     cv::Mat other = few.clone();
     Maps ordinary = mapsFor(few);
     perceptualMetrics(other, ordinary[0], ordinary[1], ordinary[2], ordinary[3], ordinary[4], dropAll());
     // z = 1.48 + sqrt(0.1946) instead of 1.48 + sqrt(0.2): lightness of dark pixels rises a little.
     EXPECT_NE(cv::norm(maps[1], ordinary[1], cv::NORM_INF), 0.0);
     EXPECT_LT(cv::norm(maps[1], ordinary[1], cv::NORM_INF), 1.0);
+}
+
+/// The same bits; the sign and payload of a NaN do not count.
+void expectSameNumber(double actual, float expected, const std::string& what) {
+    if (std::isnan(expected)) {
+        EXPECT_TRUE(std::isnan(actual)) << what;
+    } else {
+        EXPECT_EQ(actual, static_cast<double>(expected)) << what;
+    }
+}
+
+TEST(AppearanceOf, HasTheBitsOfAPictureOfTheColorAndWhite) {
+    const cv::Mat random = testing::randomImage({300, 1}, 3, 0, 1, 11);
+    std::vector<cv::Vec3f> colors(random.begin<cv::Vec3f>(), random.end<cv::Vec3f>());
+    const cv::Mat wide = testing::randomImage({100, 1}, 3, -0.3F, 2, 12);
+    colors.insert(colors.end(), wide.begin<cv::Vec3f>(), wide.end<cv::Vec3f>());
+    colors.insert(colors.end(),
+                  {{0, 0, 0}, {1, 1, 1}, {0, 0, 1}, {0, 1, 0}, {1, 0, 0}, {0.5F, 0.5F, 0.5F}, {-1, 0, 9}});
+    for (const cv::Vec3f& color : colors) {
+        cv::Mat picture(1, 2, CV_32FC3, cv::Scalar::all(1));
+        picture.at<cv::Vec3f>(0, 0) = color;
+        const AppearanceMaps maps = appearanceMaps(picture);
+        const Correlates one = appearanceOf(color);
+        std::ostringstream what;
+        what << color;
+        expectSameNumber(one.brightness, maps.brightness.at<float>(0, 0), what.str());
+        expectSameNumber(one.lightness, maps.lightness.at<float>(0, 0), what.str());
+        expectSameNumber(one.chroma, maps.chroma.at<float>(0, 0), what.str());
+        expectSameNumber(one.colorfulness, maps.colorfulness.at<float>(0, 0), what.str());
+        expectSameNumber(one.saturation, maps.saturation.at<float>(0, 0), what.str());
+        const float hue = maps.hueDegrees.at<float>(0, 0);
+        EXPECT_TRUE(std::isnan(hue) || one.hueDegrees == (hue < 0 ? double{hue} + 360 : double{hue})) << what.str();
+        EXPECT_TRUE(std::isnan(hue) || one.hueQuadrature == hueQuadratureOf(hue)) << what.str();
+    }
+    EXPECT_EQ(appearanceOf({1, 1, 1}).lightness, 100);
 }
 
 TEST(BackgroundLuminance, DriftsWithTheNumberOfPixels) {

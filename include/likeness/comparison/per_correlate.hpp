@@ -18,17 +18,26 @@ struct PerCorrelate {
     T saturation{};    ///< s: colourfulness relative to the area's own brightness
 
     /// The value of `correlateNames[k]`, k < 5.
-    T& operator[](std::size_t k) noexcept { return *pointers(*this)[k]; }
+    T& operator[](std::size_t k) noexcept;
     /// The same of a constant.
-    const T& operator[](std::size_t k) const noexcept { return *pointers(*this)[k]; }
-
-private:
-    template <typename Self>
-    static auto pointers(Self& self) noexcept {
-        return std::array<decltype(&self.brightness), 5>{&self.brightness, &self.lightness, &self.chroma,
-                                                         &self.colorfulness, &self.saturation};
-    }
+    const T& operator[](std::size_t k) const noexcept;
 };
+
+/// The fields, in the order of `correlateNames`.
+template <typename T>
+inline constexpr std::array<T PerCorrelate<T>::*, 5> correlateFields = {
+    &PerCorrelate<T>::brightness, &PerCorrelate<T>::lightness, &PerCorrelate<T>::chroma, &PerCorrelate<T>::colorfulness,
+    &PerCorrelate<T>::saturation};
+
+template <typename T>
+T& PerCorrelate<T>::operator[](std::size_t k) noexcept {
+    return this->*correlateFields<T>[k];
+}
+
+template <typename T>
+const T& PerCorrelate<T>::operator[](std::size_t k) const noexcept {
+    return this->*correlateFields<T>[k];
+}
 
 /// How a correlate is called.
 struct CorrelateName {

@@ -1,7 +1,7 @@
 // darkroom colour: how single colours look under given conditions, and colours that look as told.
 #include <likeness/appearance/uniform_space.hpp>
 #include <likeness/color/illuminants.hpp>
-#include <likeness/comparison/photograph_comparison.hpp>
+#include <likeness/comparison/perceptual_metrics.hpp>
 #include "console/color_input.hpp"
 #include "console/json_output.hpp"
 #include "console/option_checks.hpp"
@@ -153,16 +153,10 @@ std::string compositionOf(const Correlates& correlates) {
     return correlates.chroma == 0 ? "none" : hueComposition(correlates.hueQuadrature);
 }
 
-/// The comparison's own chain, on a picture that holds the colour and the white of sRGB, which is its brightest pixel.
+/// As the comparison sees it, beside the white of sRGB.
 Correlates ownCorrelates(const SrgbColor& color) {
-    cv::Mat picture(1, 2, CV_32FC3, cv::Scalar::all(1));
-    picture.at<cv::Vec3f>(0, 0) = {static_cast<float>(color.rgb[2]), static_cast<float>(color.rgb[1]),
-                                   static_cast<float>(color.rgb[0])};
-    const AppearanceMaps maps = appearanceMaps(picture);
-    const auto first = [](const cv::Mat& map) { return static_cast<double>(map.at<float>(0, 0)); };
-    const double hue = first(maps.hueDegrees);
-    return {first(maps.lightness),  first(maps.brightness),    first(maps.chroma),  first(maps.colorfulness),
-            first(maps.saturation), hue < 0 ? hue + 360 : hue, hueQuadratureOf(hue)};
+    return appearanceOf(
+        {static_cast<float>(color.rgb[2]), static_cast<float>(color.rgb[1]), static_cast<float>(color.rgb[0])});
 }
 
 SeenColor seen(const GivenColor& color, const NamedConditions& conditions, const PublishedModel* model) {
