@@ -53,7 +53,7 @@ cv::Mat shadowPicture() {
 }
 
 /// @param mask  handed on to where it is not read
-void adaptUntilWhiteRests(cv::Mat& img, const cv::Mat& targetWhite, float D, cv::Mat& mask, const Watch& watch) {
+void adaptUntilWhiteConverges(cv::Mat& img, const cv::Mat& targetWhite, float D, cv::Mat& mask, const Watch& watch) {
     cv::Mat white(1, 1, CV_32FC3);
     cv::Mat previous(1, 1, CV_32FC3, cv::Scalar::all(std::numeric_limits<double>::quiet_NaN()));
     bool converged = computeWhitePointFromGrayWorld(img, white, previous, mask, watch.receiver());
@@ -123,18 +123,18 @@ cv::Mat grayWorldTriple(const cv::Mat& bgr, const Diagnostics& diagnostics) {
     return white;
 }
 
-void adaptUntilWhiteRests(cv::Mat& img, const cv::Mat& targetWhite, float D, const cv::Mat& leftOut,
-                          const Watch& watch) {
+void adaptUntilWhiteConverges(cv::Mat& img, const cv::Mat& targetWhite, float D, const cv::Mat& leftOut,
+                              const Watch& watch) {
     cv::Mat noMask;
     if (leftOut.empty()) {
-        adaptUntilWhiteRests(img, targetWhite, D, noMask, watch);
+        adaptUntilWhiteConverges(img, targetWhite, D, noMask, watch);
         return;
     }
     // Black is not nearly neutral, its chroma over its luma being 0 / 0, and `CAT` leaves it black.
     const cv::Mat isLeftOut = leftOut > brightestThatTakesPart;
     const cv::Mat before = img.clone();
     img.setTo(cv::Scalar::all(0), isLeftOut);
-    adaptUntilWhiteRests(img, targetWhite, D, noMask, watch);
+    adaptUntilWhiteConverges(img, targetWhite, D, noMask, watch);
     before.copyTo(img, isLeftOut);
 }
 
@@ -142,7 +142,7 @@ void performIlluminantAdaptation(cv::Mat& img, const cv::Mat& target, float D, c
     requireType("performIlluminantAdaptation", CV_32FC3, {{"img", img}, {"target", target}});
     cv::Mat mask = participationMask(img.size(), shadowPicture());
     const cv::Mat targetWhite = grayWorldTriple(target, diagnostics);
-    adaptUntilWhiteRests(img, targetWhite, D, mask, watchOf(diagnostics));
+    adaptUntilWhiteConverges(img, targetWhite, D, mask, watchOf(diagnostics));
 }
 
 void performIlluminantAdaptation(cv::Mat& img, const cv::Mat& target, float D, const cv::Mat& leftOut,
@@ -150,7 +150,7 @@ void performIlluminantAdaptation(cv::Mat& img, const cv::Mat& target, float D, c
     requireType("performIlluminantAdaptation", CV_32FC3, {{"img", img}, {"target", target}});
     requireType("performIlluminantAdaptation", CV_8U, {{"leftOut", leftOut}});
     const cv::Mat targetWhite = grayWorldTriple(target, diagnostics);
-    adaptUntilWhiteRests(img, targetWhite, D, leftOut, watchOf(diagnostics));
+    adaptUntilWhiteConverges(img, targetWhite, D, leftOut, watchOf(diagnostics));
 }
 
 }  // namespace likeness

@@ -107,7 +107,7 @@ cv::Mat adaptedTo(const cv::Mat& photograph, LikeWhite likeWhite, const AdaptOpt
     if (options.local) {
         adaptEachPixel(adapted, white, static_cast<float>(options.blend), watch);
     } else {
-        adaptUntilWhiteRests(adapted, white, static_cast<float>(options.degree), options.leftOut, watch);
+        adaptUntilWhiteConverges(adapted, white, static_cast<float>(options.degree), options.leftOut, watch);
     }
     return adapted;
 }

@@ -2,14 +2,21 @@
 
 #include <likeness/filter/guidedfilter.hpp>
 #include "color/photograph_argument.hpp"
+#include "filter/channel_smoothing.hpp"
 
 #include <opencv2/imgproc.hpp>
 
 namespace likeness {
+namespace {
+
+constexpr int whiteRadius = 16;
+constexpr double whiteEpsilon = 0.0001;
+
+}  // namespace
 
 // The radius is not read (departure 10): one white image serves callers that ask for very different ones.
 void computeWhiteImg(cv::Mat& img, cv::Mat& white, int /*radius*/, const Diagnostics& diagnostics) {
-    white = guidedFilter(img, img, 16, 0.0001, -1, diagnostics);
+    white = guidedFilter(img, img, whiteRadius, whiteEpsilon, -1, diagnostics);
 }
 
 void computeWhiteImgVs2(cv::Mat& img, cv::Mat& white, float sigma, int d) {
@@ -23,17 +30,15 @@ cv::Mat localWhite(const cv::Mat& photograph, const LocalWhiteOptions& options, 
         return {};
     }
     cv::Mat unit = unitPhotograph("photograph", photograph);
-    cv::Mat white;
     if (options.filter == WhiteFilter::bilateral) {
         requireBounded("photograph", unit);
+        cv::Mat white;
         computeWhiteImgVs2(unit, white, static_cast<float>(options.sigma), options.diameter);
-    } else {
-        requireFinite("photograph", unit);
-        constexpr int radius = 16;
-        computeWhiteImg(unit, white, radius, watch.receiver());
+        watch.step(1, 1);
+        return white;
     }
-    watch.step(1, 1);
-    return white;
+    requireFinite("photograph", unit);
+    return smoothChannels(unit, unit, whiteRadius, whiteEpsilon, watch);
 }
 
 }  // namespace likeness

@@ -3,6 +3,7 @@
 #include "color/photograph_argument.hpp"
 #include "comparison/modelled_appearance.hpp"
 #include "comparison/photograph_counts.hpp"
+#include "diagnostics/step_count.hpp"
 #include "numerics/beside.hpp"
 
 #include <array>
@@ -51,7 +52,7 @@ Comparer::Comparer(Comparer&& other) noexcept = default;
 Comparer& Comparer::operator=(Comparer&& other) noexcept = default;
 
 Analysis Comparer::analyzed(const cv::Mat& photograph, const AnalysisOptions& options, const Diagnostics& diagnostics,
-                            std::size_t place) {
+                            std::size_t place, const std::function<void()>& stepDone) {
     Analysis analysis;
     analysis.size_ = photograph.size();
     analysis.backgroundLuminance_ = backgroundUnder(options.model, photograph.size());
@@ -60,7 +61,7 @@ Analysis Comparer::analyzed(const cv::Mat& photograph, const AnalysisOptions& op
         checkComparisonModel(options.model);
         const bool bytes = photograph.empty() || photograph.type() == CV_8UC3;
         ModelledAppearance seen = modelledAppearance(bytes ? photograph : unitPhotograph("photograph", photograph),
-                                                     options, tables_->counter(place));
+                                                     options, tables_->counter(place), stepDone);
         analysis.distributions_ = std::move(seen.distributions);
         analysis.maps_ = std::move(seen.maps);
         analysis.indices_ = seen.indices.clone();
@@ -68,12 +69,13 @@ Analysis Comparer::analyzed(const cv::Mat& photograph, const AnalysisOptions& op
     }
     const bool ofBytes = photograph.empty() || photograph.type() == CV_8UC3;
     if (ofBytes && (photograph.empty() || !options.maps)) {
-        analysis.distributions_ =
-            appearanceDistributions(photograph.empty() ? cv::Mat() : photograph, tables_->counter(place), diagnostics);
+        analysis.distributions_ = appearanceDistributions(photograph.empty() ? cv::Mat() : photograph,
+                                                          tables_->counter(place), diagnostics, stepDone);
         return analysis;
     }
-    CountedAppearance counted = ofBytes ? countedAppearance(photograph, tables_->counter(place), diagnostics)
-                                        : countedAppearance(unitPhotograph("photograph", photograph), diagnostics);
+    CountedAppearance counted =
+        ofBytes ? countedAppearance(photograph, tables_->counter(place), diagnostics, stepDone)
+                : countedAppearance(unitPhotograph("photograph", photograph), diagnostics, stepDone);
     analysis.distributions_ = std::move(counted.distributions);
     if (options.maps) {
         analysis.maps_ = std::move(counted.maps);
@@ -83,28 +85,23 @@ Analysis Comparer::analyzed(const cv::Mat& photograph, const AnalysisOptions& op
 }
 
 Analysis Comparer::analyze(const cv::Mat& photograph, const AnalysisOptions& options, const Watch& watch) {
-    Analysis analysis = analyzed(photograph, options, watch.receiver(), 0);
-    watch.step(1, 1);
-    return analysis;
+    StepCount steps(watch, stepsOfAnalysis);
+    return analyzed(photograph, options, watch.receiver(), 0, [&steps] { steps.step(); });
 }
 
 std::pair<Analysis, Analysis> Comparer::analyzePair(const cv::Mat& first, const cv::Mat& second,
                                                     const AnalysisOptions& options, const Watch& watch) {
     constexpr std::size_t worthAThread = 100'000;  // pixels, some milliseconds
     const Diagnostics& diagnostics = watch.receiver();
+    StepCount steps(watch, 2 * stepsOfAnalysis);
+    const auto stepDone = [&steps] { steps.step(); };
     if (diagnostics.wantsFiles() || first.total() < worthAThread || second.total() < worthAThread) {
-        Analysis ofFirst = analyzed(first, options, diagnostics, 0);
-        watch.step(1, 2);
-        Analysis ofSecond = analyzed(second, options, diagnostics, 0);
-        watch.step(2, 2);
-        return {std::move(ofFirst), std::move(ofSecond)};
+        Analysis ofFirst = analyzed(first, options, diagnostics, 0, stepDone);
+        return {std::move(ofFirst), analyzed(second, options, diagnostics, 0, stepDone)};
     }
-    auto analyzing = beside([&] { return analyzed(second, options, diagnostics, 1); });
-    Analysis ofFirst = analyzed(first, options, diagnostics, 0);
-    watch.step(1, 2);
-    Analysis ofSecond = analyzing.get();
-    watch.step(2, 2);
-    return {std::move(ofFirst), std::move(ofSecond)};
+    auto analyzing = beside([&] { return analyzed(second, options, diagnostics, 1, stepDone); });
+    Analysis ofFirst = analyzed(first, options, diagnostics, 0, stepDone);
+    return {std::move(ofFirst), analyzing.get()};
 }
 
 LikenessCoefficients Comparer::compare(const cv::Mat& first, const cv::Mat& second, const Watch& watch) {

@@ -14,7 +14,7 @@ namespace likeness {
 /// keep their order. Messages and text dumps that the chain opens itself pass through at once.
 class ColorExpansion final : public Diagnostics {
 public:
-    /// @param indices   colour of each pixel, CV_32S (app/distinct_colors.hpp)
+    /// @param indices   colour of each pixel, CV_32S (comparison/distinct_colors.hpp)
     /// @param receiver  where the expanded dumps go
     ColorExpansion(const cv::Mat& indices, const Diagnostics& receiver);
 

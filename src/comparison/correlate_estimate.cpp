@@ -152,7 +152,7 @@ void fillSharpenedFromLinear(CorrelateEstimate::Row (&rows)[3]) {
 }  // namespace
 
 CorrelateEstimate::CorrelateEstimate(float backgroundLuminance, Vectors vectors)
-    : useAvx2_(vectors == Vectors::longest && haveAvx2()) {
+    : useAvx2_(vectors == Vectors::best && haveAvx2()) {
     Constants& k = constants_;
     for (int level = 0; level < 256; ++level) {
         k.linear[level] = sRGBInverseCompanding(static_cast<float>(level / 255.0));

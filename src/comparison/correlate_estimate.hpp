@@ -17,14 +17,14 @@
 
 namespace likeness {
 
-/// The short chain before one background, for blocks of colours: first what of them does not depend on the image's
-/// white, then, when the greatest achromatic response of the image is known, the bins.
+/// Fast approximation under one background, in two passes over blocks of colours: `responses` needs no white, `bins`
+/// needs the greatest achromatic response of the image.
 class CorrelateEstimate {
 public:
     /// Colours that are estimated at once.
     static constexpr std::size_t blockSize = 256;
 
-    /// What of a colour's appearance does not depend on the image's white.
+    /// The part of a colour's appearance that is independent of the image's white.
     struct Responses {
         float achromatic[blockSize];  ///< A
         float chromatic[blockSize];   ///< t, from which chroma is made
@@ -47,11 +47,11 @@ public:
     /// Every bin that is called certain is below this one.
     static constexpr int binLimit = 1000;
 
-    /// Vectors of every processor of the platform, or the longest that this one has.
-    enum class Vectors { everywhere, longest };
+    /// Baseline instruction set of the platform, or the best that this processor has.
+    enum class Vectors { baseline, best };
 
-    /// @param backgroundLuminance  of the photograph, `backgroundLuminanceOf` (app/perceptual_metrics.hpp)
-    explicit CorrelateEstimate(float backgroundLuminance, Vectors vectors = Vectors::longest);
+    /// @param backgroundLuminance  of the photograph, `backgroundLuminanceOf` (comparison/perceptual_metrics.hpp)
+    explicit CorrelateEstimate(float backgroundLuminance, Vectors vectors = Vectors::best);
 
     /// @param bgr    B, G, R of `count` colours
     /// @param count  at most `blockSize`

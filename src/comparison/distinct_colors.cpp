@@ -134,7 +134,7 @@ std::size_t ColorCounter::sort(const cv::Mat& photograph) {
 
 std::size_t ColorCounter::countInTable(const cv::Mat& photograph) {
     if (counts_.data() == nullptr) {
-        counts_ = numerics::LargePages(colorSlotCount);
+        counts_ = numerics::HugePages(colorSlotCount);
         clear();
     }
     try {
@@ -148,7 +148,7 @@ std::size_t ColorCounter::countInTable(const cv::Mat& photograph) {
 
 void ColorCounter::enter(const cv::Mat& photograph) {
     carries_.clear();
-    // To note the pieces costs time with every pixel, and a look through all of them once.
+    // Tracking pieces costs a store per pixel; scanning all of them costs a fixed time.
     constexpr std::size_t worthwhile = std::size_t{3} << 19;
     if (photograph.total() < worthwhile) {
         enter<true>(photograph);
@@ -158,7 +158,7 @@ void ColorCounter::enter(const cv::Mat& photograph) {
     }
 }
 
-template <bool notePieces>
+template <bool tracksPieces>
 void ColorCounter::enter(const cv::Mat& photograph) {
     // An entry of one byte keeps the table in the cache. It counts from 1 to 255; the next pixel of the colour carries
     // 255 over and leaves 1.
@@ -167,7 +167,7 @@ void ColorCounter::enter(const cv::Mat& photograph) {
     forEachBlockOfSlots(photograph, [=, this](const std::uint32_t* slots, std::size_t count) {
         for (std::size_t i = 0; i < count; ++i) {
             const std::uint32_t slot = slots[i];
-            if constexpr (notePieces) {
+            if constexpr (tracksPieces) {
                 touched[slot / pieceSize] = true;
             } else {
                 static_cast<void>(touched);
@@ -234,8 +234,8 @@ template <typename PlaceOf>
 cv::Mat ColorCounter::indicesBy(const cv::Mat& photograph, PlaceOf placeOf) {
     const std::size_t bytes = photograph.total() * sizeof(int);
     if (indices_.size() < bytes) {
-        indices_ = numerics::LargePages();  // given back first: the two need not be there at the same time
-        indices_ = numerics::LargePages(bytes);
+        indices_ = numerics::HugePages();  // given back first: the two need not be there at the same time
+        indices_ = numerics::HugePages(bytes);
     }
     cv::Mat indices(photograph.size(), CV_32S, indices_.data());
     auto* index = reinterpret_cast<std::uint32_t*>(indices_.data());  // without gaps: row follows row

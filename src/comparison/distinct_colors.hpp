@@ -4,7 +4,7 @@
 // photograph of 18 million pixels holds a few hundred thousand colours, so the chain runs once a colour.
 #pragma once
 
-#include "numerics/large_pages.hpp"
+#include "numerics/huge_pages.hpp"
 
 #include <opencv2/core.hpp>
 
@@ -16,13 +16,13 @@
 
 namespace likeness {
 
-/// The colours of one photograph, in an order that depends on nothing else than which colours they are: that of
-/// `colorSlots` (app/color_slots.hpp).
+/// The colours of one photograph, in an order that depends only on the set of colours: that of `colorSlots`
+/// (comparison/color_slots.hpp).
 struct DistinctColors {
     cv::Mat bgr;                        ///< 1 x K, CV_8UC3: each colour once
     std::vector<std::uint32_t> counts;  ///< K: how many pixels have it
     cv::Mat indices;                    ///< rows x cols, CV_32S: the colour of each pixel; empty if not asked for.
-                                        ///< The counter's: valid until it counts the next photograph or goes
+                                        ///< Owned by the counter; valid until its next `count` or destruction
 };
 
 /// Counts colours in a table of all 2^24, and finds their indices in a second one. The first takes 16 MiB, the second
@@ -49,7 +49,7 @@ public:
 private:
     struct PlaceTable;
 
-    /// A piece of the table of which is known whether a colour falls on it.
+    /// Entries per tracked piece of the table; one flag says whether any colour fell into it.
     static constexpr std::size_t pieceSize = 4096;
 
     /// @return  how many colours there are, in `slots_` and `pixels_`
@@ -57,7 +57,7 @@ private:
     std::size_t countInTable(const cv::Mat& photograph);
     void clear() noexcept;
     void enter(const cv::Mat& photograph);
-    template <bool notePieces>
+    template <bool tracksPieces>
     void enter(const cv::Mat& photograph);
     std::size_t takeOut();
     /// @param slots, pixels  room for `pieceSize` colours: their places and, modulo 255, numbers of pixels
@@ -68,13 +68,13 @@ private:
     cv::Mat indicesBy(const cv::Mat& photograph, PlaceOf placeOf);
 
     bool isFirst_ = true;
-    numerics::LargePages counts_;  // empty until a photograph is not small
+    numerics::HugePages counts_;  // empty until a photograph is not small
     std::array<bool, (std::size_t{1} << 24) / pieceSize> touched_{};
     std::vector<std::uint32_t> carries_;   // places, once for each 255 pixels more than the entry tells
     std::vector<std::uint32_t> slots_;     // places of the colours of the last photograph, ascending
     std::vector<std::uint32_t> pixels_;    // how many pixels have each
     std::unique_ptr<PlaceTable> placeOf_;  // made when indices are first asked for
-    numerics::LargePages indices_;
+    numerics::HugePages indices_;
 };
 
 /// Colours of a photograph of floats, in the order of their first pixels, by their bits.

@@ -5,7 +5,6 @@
 #include <likeness/color/sharpened_rgb.hpp>
 #include <likeness/color/srgb_companding.hpp>
 #include <likeness/comparison/metrics.hpp>
-#include "comparison/photograph_counts.hpp"
 #include "comparison/published_estimate.hpp"
 #include "comparison/white_response.hpp"
 
@@ -226,15 +225,17 @@ cv::Mat adaptedBy(const ComparisonModel& model, cv::Mat unit) {
     return sharpened;
 }
 
-AppearanceMaps ownMaps(const ComparisonModel& model, float background, cv::Mat bgr) {
+/// @param colorsAdapted  called when the colours are adapted
+AppearanceMaps ownMaps(const ComparisonModel& model, float background, cv::Mat bgr, const StepDone& colorsAdapted) {
     cv::Mat unit = bgr;
     if (bgr.depth() == CV_8U) {
         unit = cv::Mat(bgr.size(), CV_32FC3);
         normImg(bgr, unit);
     }
     cv::Mat sharpened = adaptedBy(model, unit);
+    colorsAdapted();
     if (model.white == WhiteResponse::brightest) {
-        return appearanceMapsBeforeBackground(sharpened, background, dropAll());
+        return appearanceMapsUnderBackground(sharpened, background, dropAll());
     }
     cv::Mat white = adaptedBy(model, cv::Mat(1, 1, CV_32FC3, cv::Scalar::all(1)));
     return appearanceMapsBesideWhite(sharpened, background, greatestAchromaticResponse(white, background));
@@ -280,9 +281,13 @@ float backgroundUnder(const ComparisonModel& model, const cv::Size& size) {
                             : backgroundLuminanceOf(static_cast<std::int64_t>(size.height) * size.width);
 }
 
-ModelledAppearance modelledAppearance(const PhotographColors& colors, const AnalysisOptions& options) {
+ModelledAppearance modelledAppearance(const PhotographColors& colors, const AnalysisOptions& options,
+                                      const StepDone& stepDone) {
     ModelledAppearance result;
     if (colors.bgr.empty()) {
+        for (int step = 1; step < stepsOfAnalysis; ++step) {
+            stepDone();
+        }
         result.distributions.hue = options.hue ? std::optional(BinProbabilities()) : std::nullopt;
         return result;
     }
@@ -292,17 +297,27 @@ ModelledAppearance modelledAppearance(const PhotographColors& colors, const Anal
     const float background = backgroundUnder(model, colors.size);
     const bool mapsNeeded = options.maps || options.hue || !bytes;
     if (own && !mapsNeeded && model.white == WhiteResponse::brightest && model.black == BlackAdaptation::defined) {
-        result.distributions = distributionsBeforeBackground({colors.bgr, colors.counts, {}}, background);
+        result.distributions =
+            distributionsUnderBackground({colors.bgr, colors.counts, {}}, background, dropAll(), stepDone);
         return result;
     }
     CorrelateCounts counts;
-    if (!own && !mapsNeeded) {
-        countByEstimate(PublishedView(model, colors), colors, counts);
-        result.distributions = distributionsOf(counts);
-        return result;
+    AppearanceMaps maps;
+    if (own) {
+        maps = ownMaps(model, background, colors.bgr, stepDone);
+    } else {
+        const PublishedView view(model, colors);
+        stepDone();
+        if (!mapsNeeded) {
+            countByEstimate(view, colors, counts);
+            stepDone();
+            result.distributions = distributionsOf(counts);
+            stepDone();
+            return result;
+        }
+        maps = publishedMaps(view, colors.bgr);
     }
-    AppearanceMaps maps =
-        own ? ownMaps(model, background, colors.bgr) : publishedMaps(PublishedView(model, colors), colors.bgr);
+    stepDone();
     for (std::size_t k = 0; k < correlateNames.size(); ++k) {
         if (bytes) {
             counts[k].add(maps[k], colors.counts);
@@ -317,17 +332,20 @@ ModelledAppearance modelledAppearance(const PhotographColors& colors, const Anal
     if (options.maps) {
         result.maps = std::move(maps);
     }
+    stepDone();
     return result;
 }
 
-ModelledAppearance modelledAppearance(const cv::Mat& photograph, const AnalysisOptions& options,
-                                      ColorCounter& counter) {
+ModelledAppearance modelledAppearance(const cv::Mat& photograph, const AnalysisOptions& options, ColorCounter& counter,
+                                      const StepDone& stepDone) {
     if (photograph.empty() || photograph.depth() != CV_8U) {
-        return modelledAppearance(PhotographColors{photograph, {}, photograph.size()}, options);
+        stepDone();
+        return modelledAppearance(PhotographColors{photograph, {}, photograph.size()}, options, stepDone);
     }
     DistinctColors counted = counter.count(photograph, options.maps);
-    ModelledAppearance result =
-        modelledAppearance(PhotographColors{counted.bgr, std::move(counted.counts), photograph.size()}, options);
+    stepDone();
+    ModelledAppearance result = modelledAppearance(
+        PhotographColors{counted.bgr, std::move(counted.counts), photograph.size()}, options, stepDone);
     result.indices = counted.indices;
     return result;
 }

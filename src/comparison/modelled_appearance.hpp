@@ -3,6 +3,7 @@
 
 #include <likeness/comparison/analysis.hpp>
 #include "comparison/distinct_colors.hpp"
+#include "comparison/photograph_counts.hpp"
 
 #include <opencv2/core.hpp>
 
@@ -34,9 +35,11 @@ struct ModelledAppearance {
 /// estimate in float settles the bins of most colours (comparison/published_estimate.hpp); they are the same.
 /// @param photograph  CV_8UC3 or CV_32FC3, or empty
 /// @throws std::invalid_argument  as `checkComparisonModel`; a picture without a white
-ModelledAppearance modelledAppearance(const cv::Mat& photograph, const AnalysisOptions& options, ColorCounter& counter);
+ModelledAppearance modelledAppearance(const cv::Mat& photograph, const AnalysisOptions& options, ColorCounter& counter,
+                                      const StepDone& stepDone = noStep);
 
-/// The same of colours that are counted, but for the indices.
-ModelledAppearance modelledAppearance(const PhotographColors& colors, const AnalysisOptions& options);
+/// The same of colours that are counted, but for the indices: the steps after the first.
+ModelledAppearance modelledAppearance(const PhotographColors& colors, const AnalysisOptions& options,
+                                      const StepDone& stepDone = noStep);
 
 }  // namespace likeness

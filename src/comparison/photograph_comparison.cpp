@@ -28,23 +28,24 @@ cv::Mat adaptedColors(DistinctColors& colors) {
     return adapted(std::move(normalized));
 }
 
-/// The background is a float sum over the whole photograph's white: it belongs to the number of pixels, not of
-/// colours.
+/// The background depends on the pixel count, not on the number of colours (departure 6).
 float backgroundOf(const cv::Mat& photograph) {
     return backgroundLuminanceOf(static_cast<std::int64_t>(photograph.rows) * photograph.cols);
 }
 
 /// Runs the model on every colour.
 void countCorrelates(DistinctColors& colors, float backgroundLuminance, CorrelateCounts& counts,
-                     const Diagnostics& diagnostics) {
+                     const Diagnostics& diagnostics, const StepDone& stepDone = noStep) {
     const cv::Size size = colors.bgr.size();
     cv::Mat adapted = adaptedColors(colors);
+    stepDone();
     cv::Mat Q(size, CV_32F);
     cv::Mat J(size, CV_32F);
     cv::Mat C(size, CV_32F);
     cv::Mat M(size, CV_32F);
     cv::Mat s(size, CV_32F);
-    perceptualMetricsBeforeBackground(adapted, backgroundLuminance, Q, J, C, M, s, diagnostics);
+    perceptualMetricsUnderBackground(adapted, backgroundLuminance, Q, J, C, M, s, diagnostics);
+    stepDone();
     counts.brightness.add(Q, colors.counts);
     counts.lightness.add(J, colors.counts);
     counts.chroma.add(C, colors.counts);
@@ -53,7 +54,7 @@ void countCorrelates(DistinctColors& colors, float backgroundLuminance, Correlat
 }
 
 /// Colours with their numbers of pixels.
-class ColorsToAsk {
+class UnsettledColors {
 public:
     void add(const cv::Vec3b& color, std::uint32_t count) {
         bgr_.push_back(color);
@@ -74,7 +75,7 @@ private:
 
 /// The counts of `countCorrelates`: colours whose bins an estimate settles are spared the model.
 void countCorrelatesByEstimate(const DistinctColors& colors, float backgroundLuminance, CorrelateCounts& counts,
-                               const Diagnostics& diagnostics) {
+                               const Diagnostics& diagnostics, const StepDone& stepDone) {
     const CorrelateEstimate estimate(backgroundLuminance);
     const std::size_t size = colors.counts.size();
     std::vector<CorrelateEstimate::Responses> responses((size + CorrelateEstimate::blockSize - 1) /
@@ -94,17 +95,18 @@ void countCorrelatesByEstimate(const DistinctColors& colors, float backgroundLum
         }
     });
 
+    stepDone();
     // The model takes the greatest achromatic response of the image for that of its white: every colour that may have
     // it is among those that it is asked for.
-    const float whitest = white * (1.0F - 3 * CorrelateEstimate::achromaticError);
-    ColorsToAsk uncertain;
+    const float whiteThreshold = white * (1.0F - 3 * CorrelateEstimate::achromaticError);
+    UnsettledColors uncertain;
     CorrelateEstimate::Bins bins;
     std::array<std::array<std::uint64_t, CorrelateEstimate::binLimit>, 5> pixels{};
     forEachBlock([&](const CorrelateEstimate::Responses& block, std::size_t first, std::size_t count) {
         estimate.bins(block, count, white, bins);
         for (std::size_t i = 0; i < count; ++i) {
             const std::uint32_t times = colors.counts[first + i];
-            if (bins.certain[i] == 0 || block.achromatic[i] >= whitest) {
+            if (bins.certain[i] == 0 || block.achromatic[i] >= whiteThreshold) {
                 uncertain.add(colors.bgr.at<cv::Vec3b>(0, static_cast<int>(first + i)), times);
                 continue;
             }
@@ -115,6 +117,7 @@ void countCorrelatesByEstimate(const DistinctColors& colors, float backgroundLum
             pixels[4][static_cast<std::size_t>(bins.saturation[i])] += times;
         }
     });
+    stepDone();
     for (int bin = 0; bin < CorrelateEstimate::binLimit; ++bin) {
         const auto k = static_cast<std::size_t>(bin);
         counts.brightness.addToBin(bin, pixels[0][k]);
@@ -125,6 +128,21 @@ void countCorrelatesByEstimate(const DistinctColors& colors, float backgroundLum
     }
     DistinctColors asked = uncertain.take();
     countCorrelates(asked, backgroundLuminance, counts, diagnostics);
+}
+
+/// @param counts  of the colours that the maps are of; empty for those of pixels
+CountedAppearance ofMaps(AppearanceMaps maps, const std::vector<std::uint32_t>& counts, const cv::Mat& indices,
+                         const StepDone& mapsMade) {
+    mapsMade();
+    CorrelateCounts pixels;
+    for (std::size_t k = 0; k < correlateNames.size(); ++k) {
+        if (counts.empty()) {
+            pixels[k].add(maps[k]);
+        } else {
+            pixels[k].add(maps[k], counts);
+        }
+    }
+    return {distributionsOf(pixels), std::move(maps), indices};
 }
 
 void requirePhotograph(const cv::Mat& image) {
@@ -144,29 +162,34 @@ AppearanceDistributions distributionsOf(const CorrelateCounts& counts) {
     return distributions;
 }
 
-AppearanceDistributions distributionsBeforeBackground(const DistinctColors& colors, float backgroundLuminance,
-                                                      const Diagnostics& diagnostics) {
+AppearanceDistributions distributionsUnderBackground(const DistinctColors& colors, float backgroundLuminance,
+                                                     const Diagnostics& diagnostics, const StepDone& stepDone) {
     CorrelateCounts counts;
-    countCorrelatesByEstimate(colors, backgroundLuminance, counts, diagnostics);
-    return distributionsOf(counts);
+    countCorrelatesByEstimate(colors, backgroundLuminance, counts, diagnostics, stepDone);
+    AppearanceDistributions distributions = distributionsOf(counts);
+    stepDone();
+    return distributions;
 }
 
 AppearanceDistributions appearanceDistributions(const cv::Mat& photograph, ColorCounter& counter,
-                                                const Diagnostics& diagnostics) {
+                                                const Diagnostics& diagnostics, const StepDone& stepDone) {
     requirePhotograph(photograph);
     if (!photograph.empty() && photograph.depth() == CV_32F) {
-        return countedAppearance(photograph, diagnostics).distributions;
+        return countedAppearance(photograph, diagnostics, stepDone).distributions;
     }
     const float background = backgroundOf(photograph);
+    DistinctColors colors = counter.count(photograph, diagnostics.wantsFiles());
+    stepDone();
     if (!diagnostics.wantsFiles()) {
-        return distributionsBeforeBackground(counter.count(photograph, false), background, diagnostics);
+        return distributionsUnderBackground(colors, background, diagnostics, stepDone);
     }
-    DistinctColors colors = counter.count(photograph, true);
     CorrelateCounts counts;
     ColorExpansion expansion(colors.indices, diagnostics);
-    countCorrelates(colors, background, counts, expansion);
+    countCorrelates(colors, background, counts, expansion, stepDone);
     expansion.handOn();
-    return distributionsOf(counts);
+    AppearanceDistributions distributions = distributionsOf(counts);
+    stepDone();
+    return distributions;
 }
 
 LikenessCoefficients compareDistributions(const AppearanceDistributions& first, const AppearanceDistributions& second) {
@@ -188,39 +211,30 @@ std::optional<float> hueCoefficient(const AppearanceDistributions& first, const 
                                                      : bhattacharyyaCoefficientOfAllBins(*first.hue, *second.hue);
 }
 
-CountedAppearance countedAppearance(const cv::Mat& photograph, ColorCounter& counter, const Diagnostics& diagnostics) {
+CountedAppearance countedAppearance(const cv::Mat& photograph, ColorCounter& counter, const Diagnostics& diagnostics,
+                                    const StepDone& stepDone) {
     DistinctColors colors = counter.count(photograph, true);
+    stepDone();
     cv::Mat sharpened = adaptedColors(colors);
+    stepDone();
     ColorExpansion expansion(colors.indices, diagnostics);
-    AppearanceMaps maps = appearanceMapsBeforeBackground(sharpened, backgroundOf(photograph), expansion);
+    CountedAppearance counted = ofMaps(appearanceMapsUnderBackground(sharpened, backgroundOf(photograph), expansion),
+                                       colors.counts, colors.indices, stepDone);
     expansion.handOn();
-    CorrelateCounts counts;
-    for (std::size_t k = 0; k < correlateNames.size(); ++k) {
-        counts[k].add(maps[k], colors.counts);
-    }
-    return {distributionsOf(counts), std::move(maps), colors.indices};
+    stepDone();
+    return counted;
 }
 
-CountedAppearance countedAppearance(const cv::Mat& unit, const Diagnostics& diagnostics) {
-    if (!diagnostics.wantsFiles() && !diagnostics.wantsMessages()) {
-        DistinctUnitColors colors = distinctUnitColors(unit);
-        if (!colors.empty()) {
-            cv::Mat sharpened = adapted(colors.bgr);
-            AppearanceMaps maps = appearanceMapsBeforeBackground(sharpened, backgroundOf(unit), diagnostics);
-            CorrelateCounts counts;
-            for (std::size_t k = 0; k < correlateNames.size(); ++k) {
-                counts[k].add(maps[k], colors.counts);
-            }
-            return {distributionsOf(counts), std::move(maps), std::move(colors.indices)};
-        }
-    }
-    cv::Mat sharpened = adapted(unit);
-    AppearanceMaps maps = appearanceMapsBeforeBackground(sharpened, backgroundOf(unit), diagnostics);
-    CorrelateCounts counts;
-    for (std::size_t k = 0; k < correlateNames.size(); ++k) {
-        counts[k].add(maps[k]);
-    }
-    return {distributionsOf(counts), std::move(maps), {}};
+CountedAppearance countedAppearance(const cv::Mat& unit, const Diagnostics& diagnostics, const StepDone& stepDone) {
+    const bool isShown = diagnostics.wantsFiles() || diagnostics.wantsMessages();
+    const DistinctUnitColors colors = isShown ? DistinctUnitColors() : distinctUnitColors(unit);
+    stepDone();
+    cv::Mat sharpened = adapted(colors.empty() ? unit : colors.bgr);
+    stepDone();
+    CountedAppearance counted = ofMaps(appearanceMapsUnderBackground(sharpened, backgroundOf(unit), diagnostics),
+                                       colors.counts, colors.indices, stepDone);
+    stepDone();
+    return counted;
 }
 
 AppearanceDistributions appearanceDistributions(const cv::Mat& photograph, const Diagnostics& diagnostics) {

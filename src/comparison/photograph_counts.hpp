@@ -7,7 +7,17 @@
 
 #include <opencv2/core.hpp>
 
+#include <functional>
+
 namespace likeness {
+
+/// Told of each step of an analysis: the colours are counted; adapted, or their white found; their correlates made; the
+/// distributions made. An exception that it throws ends the analysis.
+using StepDone = std::function<void()>;
+inline constexpr int stepsOfAnalysis = 4;
+
+/// For who is told of nothing.
+inline void noStep() {}
 
 /// How many pixels fall into each bin, by correlate.
 using CorrelateCounts = PerCorrelate<BinCounts>;
@@ -15,13 +25,15 @@ using CorrelateCounts = PerCorrelate<BinCounts>;
 /// Probabilities of the counts.
 AppearanceDistributions distributionsOf(const CorrelateCounts& counts);
 
-/// Distributions of counted colours before a background of the caller's choice.
-AppearanceDistributions distributionsBeforeBackground(const DistinctColors& colors, float backgroundLuminance,
-                                                      const Diagnostics& diagnostics = dropAll());
+/// Distributions of counted colours under a background of the caller's choice: the steps after the first.
+AppearanceDistributions distributionsUnderBackground(const DistinctColors& colors, float backgroundLuminance,
+                                                     const Diagnostics& diagnostics = dropAll(),
+                                                     const StepDone& stepDone = noStep);
 
 /// `appearanceDistributions` with the tables of the caller's, for use with one photograph after the other.
 AppearanceDistributions appearanceDistributions(const cv::Mat& photograph, ColorCounter& counter,
-                                                const Diagnostics& diagnostics = dropAll());
+                                                const Diagnostics& diagnostics = dropAll(),
+                                                const StepDone& stepDone = noStep);
 
 /// Distributions and maps of one count.
 struct CountedAppearance {
@@ -33,10 +45,11 @@ struct CountedAppearance {
 /// Runs the model once on every colour of a photograph.
 /// @param photograph  CV_8UC3, not empty
 CountedAppearance countedAppearance(const cv::Mat& photograph, ColorCounter& counter,
-                                    const Diagnostics& diagnostics = dropAll());
+                                    const Diagnostics& diagnostics = dropAll(), const StepDone& stepDone = noStep);
 
 /// Runs the model on every pixel; once for each colour where they are few and no dumps or messages are wanted.
 /// @param unit  CV_32FC3, not empty
-CountedAppearance countedAppearance(const cv::Mat& unit, const Diagnostics& diagnostics = dropAll());
+CountedAppearance countedAppearance(const cv::Mat& unit, const Diagnostics& diagnostics = dropAll(),
+                                    const StepDone& stepDone = noStep);
 
 }  // namespace likeness

@@ -146,7 +146,7 @@ PublishedEstimate::Row rowOf(const cv::Matx33d& matrix, int row, bool withSigns)
 
 PublishedEstimate::PublishedEstimate(const PublishedModel& model, const cv::Matx33d& xyzFromLinear,
                                      const double (&linear)[256], Vectors vectors)
-    : serves_(model.compression_.scale > 0), useAvx2_(vectors == Vectors::longest && haveAvx2()) {
+    : serves_(model.compression_.scale > 0), useAvx2_(vectors == Vectors::best && haveAvx2()) {
     Constants& k = constants_;
     std::transform(std::begin(linear), std::end(linear), k.linear, [](double v) { return static_cast<float>(v); });
     const cv::Matx33d cones = model.conesFromXyz_ * xyzFromLinear;

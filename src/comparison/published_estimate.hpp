@@ -32,13 +32,13 @@ public:
         std::int32_t certain[blockSize];  ///< 1 where all five are those of the model, otherwise 0: anything
     };
 
-    /// Vectors of every processor of the platform, or the longest that this one has.
-    enum class Vectors { everywhere, longest };
+    /// Baseline instruction set of the platform, or the best that this processor has.
+    enum class Vectors { baseline, best };
 
     /// @param xyzFromLinear  X, Y, Z, on the scale 100, of linear R, G, B
     /// @param linear         linear value of each 8-bit level
     PublishedEstimate(const PublishedModel& model, const cv::Matx33d& xyzFromLinear, const double (&linear)[256],
-                      Vectors vectors = Vectors::longest);
+                      Vectors vectors = Vectors::best);
 
     /// Whether the chain serves for these conditions at all: an adapting luminance of 0 has other limits.
     bool serves() const noexcept { return serves_; }

@@ -7,11 +7,11 @@
 
 namespace likeness {
 
-/// Achromatic response of the brightest pixel of an image, which `appearanceMapsBeforeBackground` takes for the white's.
+/// Achromatic response of the brightest pixel of an image, which `appearanceMapsUnderBackground` takes for the white's.
 /// @param src  as there; left multiplied by 100
 float greatestAchromaticResponse(cv::Mat& src, float backgroundLuminance);
 
-/// `appearanceMapsBeforeBackground` with another response of the white, without dumps.
+/// `appearanceMapsUnderBackground` with another response of the white, without dumps.
 AppearanceMaps appearanceMapsBesideWhite(cv::Mat& src, float backgroundLuminance, float whiteResponse);
 
 }  // namespace likeness

@@ -9,6 +9,7 @@
 #include <opencv2/photo.hpp>
 
 #include <cmath>
+#include <functional>
 #include <string>
 
 namespace likeness {
@@ -46,14 +47,21 @@ void forEachChecked(const std::vector<cv::Mat>& exposures, Take take) {
     }
 }
 
-std::vector<cv::Mat> bytesOf(const std::vector<cv::Mat>& exposures) {
+/// @param taken  called after each exposure
+std::vector<cv::Mat> bytesOf(const std::vector<cv::Mat>& exposures, const std::function<void()>& taken) {
     std::vector<cv::Mat> bytes;
-    forEachChecked(exposures, [&bytes](const cv::Mat& image) {
+    forEachChecked(exposures, [&](const cv::Mat& image) {
         cv::Mat rounded;
         image.convertTo(rounded, CV_8U);  // of bytes, too: the image library gets memory of ours
         bytes.push_back(rounded);
+        taken();
     });
     return bytes;
+}
+
+/// Each exposure and what is made of all.
+int stepsOf(const std::vector<cv::Mat>& exposures) {
+    return static_cast<int>(exposures.size()) + 1;
 }
 
 void requireTimes(const std::vector<float>& times, std::size_t count) {
@@ -140,35 +148,45 @@ MergedExposures mergedOf(const std::vector<cv::Mat>& bytes, const std::vector<fl
     return merged;
 }
 
-cv::Mat fuseExposures(const std::vector<cv::Mat>& exposures, const FusionOptions& options) {
+cv::Mat fuseExposures(const std::vector<cv::Mat>& exposures, const FusionOptions& options, const Watch& watch) {
     if (exposures.empty()) {
         return {};
     }
     requireFusion(options);
+    StepCount steps(watch, stepsOf(exposures));
     std::vector<cv::Mat> images;
-    forEachChecked(exposures, [&images](const cv::Mat& image) { images.push_back(image); });
-    return fusionOf(images, options);
+    forEachChecked(exposures, [&](const cv::Mat& image) {
+        images.push_back(image);
+        steps.step();
+    });
+    cv::Mat fused = fusionOf(images, options);
+    steps.step();
+    return fused;
 }
 
 cv::Mat recoverCameraResponse(const std::vector<cv::Mat>& exposures, const std::vector<float>& times,
                               const Watch& watch) {
     requireBracket(exposures, times);
-    const std::vector<cv::Mat> bytes = bytesOf(exposures);
+    const std::vector<cv::Mat> bytes = bytesOf(exposures, [] {});
     requireResponseGrid("exposures", bytes[0].size());
     StepCount steps(watch, 1);
     return shownResponse(bytes, times, steps, watch.receiver());
 }
 
-cv::Mat mergeRadiance(const std::vector<cv::Mat>& exposures, const std::vector<float>& times, const cv::Mat& response) {
+cv::Mat mergeRadiance(const std::vector<cv::Mat>& exposures, const std::vector<float>& times, const cv::Mat& response,
+                      const Watch& watch) {
     if (exposures.empty()) {
         return {};
     }
     requireTimes(times, exposures.size());
     requireResponse(response);
-    return radianceOf(bytesOf(exposures), times, response);
+    StepCount steps(watch, stepsOf(exposures));
+    cv::Mat radiance = radianceOf(bytesOf(exposures, [&steps] { steps.step(); }), times, response);
+    steps.step();
+    return radiance;
 }
 
-cv::Mat toneMap(const cv::Mat& radiance, const ToneMapOptions& options) {
+cv::Mat toneMap(const cv::Mat& radiance, const ToneMapOptions& options, const Watch& watch) {
     if (radiance.empty()) {
         return {};
     }
@@ -177,8 +195,9 @@ cv::Mat toneMap(const cv::Mat& radiance, const ToneMapOptions& options) {
     }
     requireToneMapping(options);
     requireFinite("radiance", radiance);
+    StepCount steps(watch, 3);
     cv::Mat result;
-    toneMapDurand(radiance.isSubmatrix() ? radiance.clone() : radiance, result, options);
+    toneMapInSteps(radiance.isSubmatrix() ? radiance.clone() : radiance, result, options, [&steps] { steps.step(); });
     if (!cv::checkRange(result) || cv::countNonZero(result.reshape(1)) == 0) {
         refuseArgument("radiance", "it has one luminance throughout: there is no range to compress");
     }
@@ -193,7 +212,7 @@ Bracket mergeBracket(const std::vector<cv::Mat>& exposures, const std::vector<fl
     requireBracket(exposures, times);
     requireToneMapping(options.toneMapping);
     requireFusion(options.fusion);
-    const std::vector<cv::Mat> bytes = bytesOf(exposures);
+    const std::vector<cv::Mat> bytes = bytesOf(exposures, [] {});
     requireResponseGrid("exposures", bytes[0].size());
     StepCount steps(watch, 4);
     Bracket bracket;

@@ -31,7 +31,7 @@ cv::Mat brighten(const cv::Mat& photograph, const BrightenOptions& options, cons
         adapted.image, static_cast<float>(options.factor), {options.pass - 1},
         [&](int, cv::Mat& picture) {
             watch.step(1, steps);
-            leaveD65(picture, adapted.white);
+            undoD65OfExposure(picture, adapted.white);
             result = picture;
         },
         watch.receiver());
@@ -58,7 +58,7 @@ void brightenInPasses(const cv::Mat& photograph, const BrightenOptions& options,
     increaseBrightnessByPasses(
         adapted.image, static_cast<float>(options.factor), everyPass(),
         [&](int pass, cv::Mat& picture) {
-            leaveD65(picture, adapted.white);
+            undoD65OfExposure(picture, adapted.white);
             take(pass + 1, picture);
             watch.step(++done, steps);
         },

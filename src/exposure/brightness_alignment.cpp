@@ -77,6 +77,10 @@ LightnessStatistics lightnessStatistics(const cv::Mat& bgr, const Diagnostics& d
     return statisticsOfLab(labOf(bgr), diagnostics);
 }
 
+LightnessStatistics lightnessOf(const cv::Mat& photograph) {
+    return lightnessStatistics(unitPhotograph("photograph", photograph), dropAll());
+}
+
 void remapLightness(cv::Mat& lab, const LightnessStatistics& own, const LightnessStatistics& wanted) {
     const ImageWalk walk = walkOver(lab);
     for (int i = 0; i < walk.rows; ++i) {

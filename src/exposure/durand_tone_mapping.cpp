@@ -1,5 +1,6 @@
 #include <likeness/exposure/durand_tone_mapping.hpp>
 
+#include "exposure/exposure_merging.hpp"
 #include "numerics/argument_check.hpp"
 #include "numerics/image_walk.hpp"
 #include "numerics/transcendental_blocks.hpp"
@@ -58,6 +59,11 @@ void raise(cv::Mat& image, float exponent) {
 
 void toneMapDurand(const cv::Mat& radiance, cv::Mat& toneMapped, const DurandToneMapping& parameters) {
     requireElement("toneMapDurand", CV_32FC3, {{"radiance", radiance}});
+    toneMapInSteps(radiance, toneMapped, parameters, [] {});
+}
+
+void toneMapInSteps(const cv::Mat& radiance, cv::Mat& toneMapped, const DurandToneMapping& parameters,
+                    const std::function<void()>& stepDone) {
     cv::Mat image = normalized(radiance);
     cv::Mat luminance;
     cv::cvtColor(image, luminance, cv::COLOR_RGB2GRAY);  // departure 16
@@ -71,6 +77,7 @@ void toneMapDurand(const cv::Mat& radiance, cv::Mat& toneMapped, const DurandTon
             logarithm[j] = static_cast<float>(std::log(static_cast<double>(std::max(value[j], leastLuminance))));
         }
     }
+    stepDone();
     cv::Mat base;
     cv::bilateralFilter(logLuminance, base, -1, static_cast<double>(parameters.colorSigma),
                         static_cast<double>(parameters.spaceSigma));
@@ -78,6 +85,7 @@ void toneMapDurand(const cv::Mat& radiance, cv::Mat& toneMapped, const DurandTon
     double greatest = 0;
     cv::minMaxLoc(base, &least, &greatest);
     const float scale = parameters.contrast / static_cast<float>(greatest - least);
+    stepDone();
 
     for (int i = 0; i < image.rows; ++i) {
         float* pixel = image.ptr<float>(i);
@@ -96,6 +104,7 @@ void toneMapDurand(const cv::Mat& radiance, cv::Mat& toneMapped, const DurandTon
     }
     raise(image, 1.0F / parameters.gamma);
     toneMapped = image;
+    stepDone();
 }
 
 }  // namespace likeness

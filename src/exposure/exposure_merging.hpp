@@ -2,6 +2,7 @@
 #pragma once
 
 #include <likeness/exposure/bracket.hpp>
+#include <likeness/exposure/durand_tone_mapping.hpp>
 #include <likeness/exposure/response_recovery.hpp>
 
 #include <opencv2/core.hpp>
@@ -16,6 +17,10 @@ cv::Mat radianceOf(const std::vector<cv::Mat>& bytes, const std::vector<float>& 
 
 /// @param images  on the scale 0..255, of any depth
 cv::Mat fusionOf(const std::vector<cv::Mat>& images, const FusionOptions& options);
+
+/// `toneMapDurand`; calls `stepDone` after the logarithm of luminance, its base layer and the picture: three times.
+void toneMapInSteps(const cv::Mat& radiance, cv::Mat& toneMapped, const DurandToneMapping& parameters,
+                    const std::function<void()>& stepDone);
 
 struct MergedExposures {
     cv::Mat radiance;

@@ -145,7 +145,7 @@ std::vector<cv::Mat> exposuresOf(cv::Mat& xyz, float brightness, const Diagnosti
     return exposures;
 }
 
-void leaveD65(cv::Mat& exposure, const cv::Mat& white) {
+void undoD65OfExposure(cv::Mat& exposure, const cv::Mat& white) {
     forEachBand(exposure, [&](const cv::Range& rows) {
         cv::Mat band = exposure.rowRange(rows);
         cv::Mat whiteBand = white.rowRange(rows);
@@ -164,7 +164,7 @@ std::vector<float> unadaptExposures(std::vector<cv::Mat>& exposures, const cv::M
         const auto index = static_cast<std::size_t>(i);
         cv::Mat& exposure = exposures[index];
         steps.check();
-        leaveD65(exposure, white);
+        undoD65OfExposure(exposure, white);
         exposure *= 255;
         if (diagnostics.wantsFiles()) {
             diagnostics.writeImage(convertIntToString(i) + "_nonFlash.jpg", exposure);

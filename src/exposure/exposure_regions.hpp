@@ -41,7 +41,7 @@ std::vector<int> everyPass();
 std::vector<cv::Mat> exposuresOf(cv::Mat& xyz, float brightness, const Diagnostics& diagnostics);
 
 /// Takes a sharpened exposure back from its adaptation to D65 under `white`, and on to B, G, R; in place.
-void leaveD65(cv::Mat& exposure, const cv::Mat& white);
+void undoD65OfExposure(cv::Mat& exposure, const cv::Mat& white);
 
 /// Receives a picture in B, G, R; called from the threads of the team, at one time for different exposures only.
 using PictureSink = std::function<void(int round, int exposure, cv::Mat& bgr)>;

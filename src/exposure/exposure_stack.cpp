@@ -196,7 +196,7 @@ Recovered makeTintedStack(cv::Mat& flash, cv::Mat& nonFlash, const StackWork& wo
     forEachExposure([&](int i) {
         cv::Mat& exposure = exposures[static_cast<std::size_t>(i)];
         work.steps.check();
-        leaveD65(exposure, white);
+        undoD65OfExposure(exposure, white);
         if (diagnostics.wantsFiles()) {
             const cv::Mat scaled = exposure * 255;
             diagnostics.writeImage(convertIntToString(i) + "_nonFlash.jpg", scaled);

@@ -1,7 +1,7 @@
 // Memory for the planes of a filter.
 #pragma once
 
-#include "numerics/large_pages.hpp"
+#include "numerics/huge_pages.hpp"
 
 #include <opencv2/core.hpp>
 
@@ -25,7 +25,7 @@ private:
     std::size_t stride_ = 0;
     cv::Size size_;
     int type_ = 0;
-    numerics::LargePages memory_;
+    numerics::HugePages memory_;
     unsigned char* next_ = nullptr;
 };
 

@@ -2,6 +2,7 @@
 
 #include <likeness/filter/guidedfilter.hpp>
 #include "color/photograph_argument.hpp"
+#include "filter/channel_smoothing.hpp"
 
 #include <opencv2/imgproc.hpp>
 
@@ -20,7 +21,8 @@ cv::Mat smoothByTransport(const cv::Mat& image, const cv::Mat& guide, int radius
     return result;
 }
 
-/// Channel by channel, as `GuidedFilter::filter` itself goes.
+}  // namespace
+
 cv::Mat smoothChannels(const cv::Mat& image, const cv::Mat& guide, int radius, double epsilon, const Watch& watch) {
     const int steps = 1 + image.channels();
     const GuidedFilter filter(guide, radius, epsilon, watch.receiver());
@@ -36,8 +38,6 @@ cv::Mat smoothChannels(const cv::Mat& image, const cv::Mat& guide, int radius, d
     cv::merge(channels, result);
     return result;
 }
-
-}  // namespace
 
 bool isGray(const cv::Mat& photograph) {
     const cv::Mat unit = photograph.empty() ? cv::Mat() : unitPhotograph("photograph", photograph);

@@ -30,6 +30,20 @@ cv::Mat withChroma(const cv::Mat& lab, const cv::Mat& chroma) {
     return exchanged;
 }
 
+constexpr int stepsOfStatistics = 2;
+constexpr int stepsOfPlace = 3;
+
+/// Tells the caller of the steps of a part, `before` of `total` being done.
+Watch partOf(const Watch& watch, int before, int total) {
+    Watch part = watch;
+    if (watch.progress) {
+        part.progress = [&watch, before, total](int done, int /*steps*/) {
+            return watch.progress(before + done, total);
+        };
+    }
+    return part;
+}
+
 /// Works in place.
 cv::Mat bgrOf(cv::Mat lab) {
     cv::cvtColor(lab, lab, cv::COLOR_Lab2BGR);
@@ -46,9 +60,8 @@ ColorTransfer::ColorTransfer(const cv::Mat& photograph, const cv::Mat& palette, 
     }
     lab_ = labOf("photograph", photograph);
     const cv::Mat paletteLab = labOf("palette", palette);
-    constexpr int steps = 2;
     const ColorGaussian input(lab_, dims_);
-    watch.step(1, steps);
+    watch.step(1, stepsOfStatistics);
     const ColorGaussian target(paletteLab, dims_);
     if (watch.receiver().wantsMessages()) {
         watch.receiver().print(transferMessage(input, target));
@@ -59,7 +72,7 @@ ColorTransfer::ColorTransfer(const cv::Mat& photograph, const cv::Mat& palette, 
     closedFormMatrix(inputCovariance_, targetCovariance_, matrix_, dims_);
     inputMean_ = cv::Vec3f(input.means);
     targetMean_ = cv::Vec3f(target.means);
-    watch.step(2, steps);
+    watch.step(2, stepsOfStatistics);
 }
 
 ColorTransfer::Path ColorTransfer::pathTo(double t) const {
@@ -107,19 +120,38 @@ cv::Mat ColorTransfer::mappedLab(const cv::Mat& lab, double t) const {
     return result;
 }
 
-cv::Mat ColorTransfer::apply(double t) const {
-    return bgrOf(mappedLab(lab_, t));
+cv::Mat ColorTransfer::apply(double t, const Watch& watch) const {
+    constexpr int steps = 2;
+    const cv::Mat lab = mappedLab(lab_, t);
+    watch.step(1, steps);
+    cv::Mat bgr = bgrOf(lab);
+    watch.step(2, steps);
+    return bgr;
 }
 
-Transfer ColorTransfer::at(double t) const {
+Transfer ColorTransfer::at(double t, const Watch& watch) const {
     const ColorMap applied = map(t);
     const cv::Mat lab = mappedLab(lab_, t);
+    watch.step(1, stepsOfPlace);
     const ClippedValues clipped = clippedValuesOfLab(lab);
-    return {bgrOf(lab), applied.matrix, applied.inputMean, applied.targetMean, clipped};
+    watch.step(2, stepsOfPlace);
+    Transfer moved{bgrOf(lab), applied.matrix, applied.inputMean, applied.targetMean, clipped};
+    watch.step(3, stepsOfPlace);
+    return moved;
 }
 
-cv::Mat ColorTransfer::applyTo(const cv::Mat& photograph, double t) const {
-    return photograph.empty() ? cv::Mat() : bgrOf(mappedLab(labOf("photograph", photograph), t));
+cv::Mat ColorTransfer::applyTo(const cv::Mat& photograph, double t, const Watch& watch) const {
+    if (photograph.empty()) {
+        return {};
+    }
+    constexpr int steps = 3;
+    const cv::Mat lab = labOf("photograph", photograph);
+    watch.step(1, steps);
+    const cv::Mat mapped = mappedLab(lab, t);
+    watch.step(2, steps);
+    cv::Mat bgr = bgrOf(mapped);
+    watch.step(3, steps);
+    return bgr;
 }
 
 Transfer transferColors(const cv::Mat& photograph, const cv::Mat& palette, const TransferOptions& options,
@@ -128,15 +160,9 @@ Transfer transferColors(const cv::Mat& photograph, const cv::Mat& palette, const
         return {};
     }
     requireBetween("t", options.t, 0, 1);
-    constexpr int steps = 3;
-    Watch ofStatistics = watch;
-    if (watch.progress) {
-        ofStatistics.progress = [&watch](int done, int /*total*/) { return watch.progress(done, steps); };
-    }
-    const ColorTransfer transfer(photograph, palette, options, ofStatistics);
-    Transfer moved = transfer.at(options.t);
-    watch.step(steps, steps);
-    return moved;
+    constexpr int steps = stepsOfStatistics + stepsOfPlace;
+    const ColorTransfer transfer(photograph, palette, options, partOf(watch, 0, steps));
+    return transfer.at(options.t, partOf(watch, stepsOfStatistics, steps));
 }
 
 }  // namespace likeness

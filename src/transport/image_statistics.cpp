@@ -185,7 +185,7 @@ void computeChannelCov(const cv::Mat& img, cv::Mat& other, cv::Mat& cov, int dim
     cv::Mat plane;
     cv::extractChannel(img, plane, 0);
     const PairCovariance pair = covarianceOfPair("computeChannelCov", plane, other, "other");
-    // One covariance for all elements, that of channel 0 with `other`, not one for each pair of channels.
+    // One covariance for all elements, not one for each pair of channels (departure 27).
     for (int i = 0; i < dims; ++i) {
         float* const row = cov.ptr<float>(i);
         std::fill(row, row + dims, pair.covariance);

@@ -100,7 +100,10 @@ TEST(LocalWhite, RefusesWhatItCannotSmooth) {
 
 TEST(LocalWhite, ReportsAndGivesItsDumps) {
     const cv::Mat photograph = testing::randomImage({20, 20}, 3, 0, 1, 3);
-    testing::expectSteps([&](const Watch& watch) { localWhite(photograph, {}, watch); });
+    EXPECT_EQ(testing::expectSteps([&](const Watch& watch) { localWhite(photograph, {}, watch); }), 4);
+    LocalWhiteOptions bilateral;
+    bilateral.filter = WhiteFilter::bilateral;
+    EXPECT_EQ(testing::expectSteps([&](const Watch& watch) { localWhite(photograph, bilateral, watch); }), 1);
     const testing::ScratchDirectory scratch;
     const DirectoryDiagnostics dumps{std::string()};
     Watch watch;

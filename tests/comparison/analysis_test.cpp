@@ -166,10 +166,45 @@ TEST(Comparer, ReportsItsSteps) {
     Comparer comparer;
     const cv::Mat small = testing::randomPhotograph({20, 20}, 1);
     const cv::Mat large = testing::randomPhotograph({400, 260}, 2);
-    EXPECT_EQ(testing::expectSteps([&](const Watch& watch) { comparer.analyze(small, {}, watch); }), 1);
-    EXPECT_EQ(testing::expectSteps([&](const Watch& watch) { comparer.compare(small, small, watch); }), 2);
-    EXPECT_EQ(testing::expectSteps([&](const Watch& watch) { comparer.compare(large, large, watch); }), 2);
+    EXPECT_EQ(testing::expectSteps([&](const Watch& watch) { comparer.analyze(small, {}, watch); }), 4);
+    EXPECT_EQ(testing::expectSteps([&](const Watch& watch) { comparer.compare(small, small, watch); }), 8);
+    EXPECT_EQ(testing::expectSteps([&](const Watch& watch) { comparer.compare(large, large, watch); }), 8);
     expectEqual(comparer.compare(small, large), comparePhotographs(small, large));
+}
+
+TEST(Comparer, ReportsTheSameStepsWhateverIsAnalyzed) {
+    Comparer comparer;
+    ComparisonModel published;
+    published.kind = AppearanceModelKind::ciecam02;
+    ComparisonModel fixedWhite;
+    fixedWhite.white = WhiteResponse::fixed;
+    const cv::Mat bytes = testing::randomPhotograph({20, 20}, 1);
+    const cv::Mat floats = testing::randomImage({20, 20}, 3, 0, 1, 3);
+    const cv::Mat floatsOfFewColors(20, 20, CV_32FC3, cv::Scalar(0.1, 0.2, 0.3));
+    for (const cv::Mat& photograph : {bytes, floats, floatsOfFewColors, cv::Mat()}) {
+        for (const ComparisonModel& model : {ComparisonModel(), published, fixedWhite}) {
+            for (const bool maps : {false, true}) {
+                for (const std::optional<HueWeights>& hue : {std::optional<HueWeights>(), {HueWeights::chroma}}) {
+                    const AnalysisOptions options{maps, model, hue};
+                    EXPECT_EQ(
+                        testing::expectSteps([&](const Watch& watch) { comparer.analyze(photograph, options, watch); }),
+                        4);
+                }
+            }
+        }
+    }
+}
+
+TEST(Comparer, IsToBeUsedAgainAfterItWasEnded) {
+    Comparer comparer;
+    const cv::Mat large = testing::randomPhotograph({400, 260}, 2);
+    const cv::Mat other = testing::randomPhotograph({400, 260}, 5);
+    for (int last = 1; last <= 8; ++last) {
+        Watch watch;
+        watch.progress = [last](int done, int /*total*/) { return done < last; };
+        EXPECT_THROW(comparer.compare(large, other, watch), Cancelled);
+        expectEqual(comparer.compare(large, other), comparePhotographs(large, other));
+    }
 }
 
 TEST(Comparer, AnalyzesAPairAsOneAfterTheOther) {
@@ -192,7 +227,7 @@ TEST(Comparer, AnalyzesAPairAsOneAfterTheOther) {
         }
     }
     EXPECT_EQ(testing::expectSteps([&](const Watch& watch) { comparer.analyzePair(large, large, withMaps(), watch); }),
-              2);
+              8);
 }
 
 TEST(Comparer, GoesOnAfterARefusal) {

@@ -53,7 +53,7 @@ struct Model {
         for (cv::Mat* const map : {&Q, &J, &C, &M, &s}) {
             *map = cv::Mat(colors.size(), CV_32F);
         }
-        perceptualMetricsBeforeBackground(adapted, background, Q, J, C, M, s, responses);
+        perceptualMetricsUnderBackground(adapted, background, Q, J, C, M, s, responses);
     }
 
     ResponseMaps responses;
@@ -102,7 +102,7 @@ void compare(const cv::Mat& colors, const Model& model, const CorrelateEstimate&
 
 TEST(CorrelateEstimate, KeepsWhatItPromisesForEveryColor) {
     const CorrelateEstimate longest(20.0F);
-    const CorrelateEstimate everywhere(20.0F, CorrelateEstimate::Vectors::everywhere);
+    const CorrelateEstimate everywhere(20.0F, CorrelateEstimate::Vectors::baseline);
     Errors errors;
     Errors errorsEverywhere;
     for (int blue = 0; blue < 256; ++blue) {

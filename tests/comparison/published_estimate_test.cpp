@@ -92,7 +92,7 @@ TEST(PublishedEstimate, HasTheBinsOfTheModelUnderEveryCondition) {
     for (const AppearanceModelKind kind : models) {
         for (const ViewingConditions& condition : conditions) {
             const Tally tally =
-                tallyOf(PublishedModel(kind, condition), srgbWhite(), PublishedEstimate::Vectors::longest, bgr);
+                tallyOf(PublishedModel(kind, condition), srgbWhite(), PublishedEstimate::Vectors::best, bgr);
             EXPECT_EQ(tally.wrong, 0) << nameOf(kind) << ", " << condition.adaptingLuminance;
             EXPECT_LT(tally.uncertain, tally.colors) << nameOf(kind) << ", " << condition.adaptingLuminance;
         }
@@ -102,7 +102,7 @@ TEST(PublishedEstimate, HasTheBinsOfTheModelUnderEveryCondition) {
 TEST(PublishedEstimate, SettlesNearlyAllColorsOfADisplay) {
     const cv::Mat bgr = colors();
     for (const AppearanceModelKind kind : models) {
-        for (const auto vectors : {PublishedEstimate::Vectors::everywhere, PublishedEstimate::Vectors::longest}) {
+        for (const auto vectors : {PublishedEstimate::Vectors::baseline, PublishedEstimate::Vectors::best}) {
             const Tally tally =
                 tallyOf(PublishedModel(kind, conditionPreset("srgb-display").conditions), srgbWhite(), vectors, bgr);
             EXPECT_EQ(tally.wrong, 0) << nameOf(kind);

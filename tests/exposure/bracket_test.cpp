@@ -217,6 +217,25 @@ TEST(MergeBracket, ItsCallerHearsOfItAndEndsIt) {
     }
 }
 
+TEST(FuseExposures, ItsCallerHearsOfItAndEndsIt) {
+    for (const int depth : {CV_8U, CV_32F}) {
+        const std::vector<cv::Mat> all = exposures(depth);
+        EXPECT_EQ(testing::expectSteps([&](const Watch& watch) { fuseExposures(all, {}, watch); }), 5);
+        expectSame(all, exposures(depth));
+    }
+}
+
+TEST(MergeRadiance, ItsCallerHearsOfItAndEndsIt) {
+    const std::vector<cv::Mat> all = exposures();
+    EXPECT_EQ(
+        testing::expectSteps([&](const Watch& watch) { mergeRadiance(all, times(), squareRootResponse(), watch); }), 5);
+}
+
+TEST(ToneMap, ItsCallerHearsOfItAndEndsIt) {
+    const cv::Mat radiance = testing::randomImage({20, 15}, 3, 0.01F, 30, 3);
+    EXPECT_EQ(testing::expectSteps([&](const Watch& watch) { toneMap(radiance, {}, watch); }), 3);
+}
+
 TEST(FuseExposures, TwoThreadsAtOnce) {
     const std::vector<cv::Mat> bytes = exposures();
     const cv::Mat expected = fuseExposures(bytes);

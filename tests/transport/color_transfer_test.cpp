@@ -245,8 +245,12 @@ TEST(TransferColors, RefusesWhatItCannotDo) {
 }
 
 TEST(TransferColors, ItsCallerHearsOfItAndEndsIt) {
-    EXPECT_EQ(testing::expectSteps([](const Watch& watch) { transferColors(photograph(), palette(), {}, watch); }), 3);
+    EXPECT_EQ(testing::expectSteps([](const Watch& watch) { transferColors(photograph(), palette(), {}, watch); }), 5);
     EXPECT_EQ(testing::expectSteps([](const Watch& watch) { ColorTransfer(photograph(), palette(), {}, watch); }), 2);
+    const ColorTransfer transfer(photograph(), palette());
+    EXPECT_EQ(testing::expectSteps([&](const Watch& watch) { transfer.apply(0.5, watch); }), 2);
+    EXPECT_EQ(testing::expectSteps([&](const Watch& watch) { transfer.at(0.5, watch); }), 3);
+    EXPECT_EQ(testing::expectSteps([&](const Watch& watch) { transfer.applyTo(palette(), 0.5, watch); }), 3);
 }
 
 TEST(TransferColors, TellsItsReceiverTheStatistics) {

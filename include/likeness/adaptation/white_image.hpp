@@ -43,7 +43,8 @@ struct LocalWhiteOptions {
 /// White of each pixel: the photograph, smoothed.
 ///
 /// @param photograph  any depth that `toUnit` takes, finite, for `bilateral` from -1e6 to 1e6; not modified
-/// @param watch       its receiver gets the eight images of `guidedFilter`; one step
+/// @param watch       its receiver gets the eight images of `guidedFilter`; four steps of `guided`, the photograph's
+///                    own statistics and each channel, one of `bilateral`
 /// @return            CV_32FC3 of its size, channels in its order; empty of an empty photograph. A view into a larger
 ///                    image is smoothed as if it were a whole one.
 /// @throws std::invalid_argument  if the photograph is of another type or has other values, or an option is out of its

@@ -32,7 +32,7 @@ LIKENESS_API double chromaOfBackground(float n);
 /// (in float).
 LIKENESS_API void computeAB(cv::Mat& nl, cv::Mat& a, cv::Mat& b);
 
-/// Hue angle in degrees, in (-180, 180]: -90 stays -90, it is not wrapped to 270. Eccentricity is
+/// Hue angle in degrees, in (-180, 180]: -90 stays -90, it is not wrapped to 270 (departure 4). Eccentricity is
 /// (cos(hue + 2 rad) + 3.8) / 4 of the stored hue.
 LIKENESS_API void computeHue(cv::Mat& a, cv::Mat& b, cv::Mat& hue, cv::Mat& eccentricity);
 

@@ -22,7 +22,7 @@ LIKENESS_API void convertSharpenedBGRtoHPE(const cv::Mat& sharpenedBGR, cv::Mat&
 
 /// Post-adaptation compression: with t = (F_L response / 100)^0.42 in float, 400 t / (t + 27.13) + 0.1.
 ///
-/// A response of 0 gives 0.1. A negative one gives NaN: it is not mirrored as in the published model, on purpose; the
+/// A response of 0 gives 0.1. A negative one gives NaN and is not mirrored as in the published model (departure 3): the
 /// histograms of the comparison skip such pixels. `nl` may be `hpe`.
 LIKENESS_API void computeNonLinearities(const cv::Mat& hpe, cv::Mat& nl, cv::Mat& FL);
 

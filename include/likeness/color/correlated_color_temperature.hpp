@@ -11,9 +11,9 @@ namespace likeness {
 
 /// Where a chromaticity lies beside the Planckian locus, the chromaticities of black bodies, in the u, v plane of CIE
 /// 1960.
-struct PlanckianNeighbour {
-    double kelvin;    ///< correlated colour temperature: that of the nearest black body
-    double distance;  ///< D_uv: distance to it in u, v; positive above the locus (greenish), negative below (pinkish)
+struct PlanckianNeighbor {
+    double kelvin;  ///< correlated colour temperature: that of the nearest black body
+    double duv;     ///< D_uv: distance to it in u, v; positive above the locus (greenish), negative below (pinkish)
 };
 
 /// Correlated colour temperature of a chromaticity x, y of the CIE 1931 observer.
@@ -26,6 +26,6 @@ struct PlanckianNeighbour {
 ///          chromaticity that is not finite; the temperature alone is NaN farther than 0.05 from the locus, where a
 ///          correlated colour temperature has no meaning (CIE 015:2018, 9.5)
 /// @see     Robertson, "Computation of correlated color temperature and distribution temperature", JOSA 58(11), 1968
-LIKENESS_API PlanckianNeighbour correlatedColorTemperature(const cv::Vec2d& xy);
+LIKENESS_API PlanckianNeighbor correlatedColorTemperature(const cv::Vec2d& xy);
 
 }  // namespace likeness

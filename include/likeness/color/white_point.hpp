@@ -46,7 +46,7 @@ struct WhiteEstimate {
 /// @param photograph  any depth that `toUnit` takes, B, G, R; not modified. NaN has no part in the estimate
 /// @param previous    the estimate before, in an iteration that adapts the photograph in between; null where there is
 ///                    none
-/// @param watch       its receiver gets the line of the white; one step
+/// @param watch       its receiver gets the line of the white; eight steps of about the same length
 /// @return            `found` is false of an empty photograph
 /// @throws std::invalid_argument  if the photograph is of another type
 /// @throws Cancelled  when the caller ends it

@@ -10,6 +10,7 @@
 
 #include <opencv2/core.hpp>
 
+#include <functional>
 #include <memory>
 #include <optional>
 #include <utility>
@@ -76,7 +77,8 @@ private:
 ///
 /// @param photograph  any depth that `toUnit` takes, B, G, R, fewer than 2^31 pixels; not modified. One that is not of
 ///                    8 bits is taken pixel by pixel, values outside 0..1 as they are
-/// @param watch       its receiver gets the dumps of `perceptualMetrics`, under the default model alone; one step
+/// @param watch       its receiver gets the dumps of `perceptualMetrics`, under the default model alone; four steps: the
+///                    colours counted, adapted or their white found, their correlates and the distributions made
 /// @throws std::invalid_argument  if the photograph is of another type; what is wrong with the model's conditions
 ///                    (comparison_model.hpp)
 /// @throws Cancelled  when the caller ends it
@@ -104,18 +106,18 @@ public:
 
     /// Analyses two photographs, with the same results as one after the other. Large ones are analysed at the same
     /// time, on two threads, where no dumps are wanted; otherwise the dumps of the second replace those of the first.
-    /// @param watch  two steps
+    /// @param watch  told of the four steps of each; a second thread may be the one that calls `progress`
     std::pair<Analysis, Analysis> analyzePair(const cv::Mat& first, const cv::Mat& second,
                                               const AnalysisOptions& options = {}, const Watch& watch = {});
 
     /// The five coefficients of two photographs, the same bits as `comparePhotographs`, by way of `analyzePair`.
-    /// @param watch  two steps
+    /// @param watch  as there
     LikenessCoefficients compare(const cv::Mat& first, const cv::Mat& second, const Watch& watch = {});
 
 private:
     struct Tables;
     Analysis analyzed(const cv::Mat& photograph, const AnalysisOptions& options, const Diagnostics& diagnostics,
-                      std::size_t place);
+                      std::size_t place, const std::function<void()>& stepDone);
 
     std::unique_ptr<Tables> tables_;
 };

@@ -28,9 +28,12 @@ struct FusionOptions {
 
 /// Fuses exposures into one picture with the image library's `MergeMertens`. The order of the exposures does not matter
 /// but for rounding.
+/// @param watch  is told of each exposure that was taken in, and of the fusion; nothing for its receiver
 /// @return  size of the exposures, CV_32FC3, B, G, R, about 0..1 but not clamped; empty where there are no exposures
+/// @throws Cancelled  when the caller ends it
 /// @see     Mertens, Kautz, Van Reeth, "Exposure fusion", Pacific Graphics 2007
-LIKENESS_API cv::Mat fuseExposures(const std::vector<cv::Mat>& exposures, const FusionOptions& options = {});
+LIKENESS_API cv::Mat fuseExposures(const std::vector<cv::Mat>& exposures, const FusionOptions& options = {},
+                                   const Watch& watch = {});
 
 /// Recovers the response of the camera: `recoverResponse`, with its arguments checked.
 /// @param times  exposure times in seconds, one for each exposure, all different; normal numbers above 0
@@ -46,9 +49,11 @@ LIKENESS_API cv::Mat recoverCameraResponse(const std::vector<cv::Mat>& exposures
 /// @param times     exposure times in seconds, one for each exposure; normal numbers above 0
 /// @param response  256 x 1, CV_32FC3, in the channel order of the exposures, finite and above 0, as
 ///                  `recoverCameraResponse` gives it
+/// @param watch     is told of each exposure that was taken in, and of the merging; nothing for its receiver
 /// @return          size of the exposures, CV_32FC3, B, G, R, linear; empty where there are no exposures
+/// @throws Cancelled  when the caller ends it
 LIKENESS_API cv::Mat mergeRadiance(const std::vector<cv::Mat>& exposures, const std::vector<float>& times,
-                                   const cv::Mat& response);
+                                   const cv::Mat& response, const Watch& watch = {});
 
 /// Parameters of `toneMap`.
 using ToneMapOptions = DurandToneMapping;
@@ -56,10 +61,12 @@ using ToneMapOptions = DurandToneMapping;
 /// Brings a radiance map to the range of a display: `toneMapDurand`.
 /// @param radiance  CV_32FC3, linear, any range; not modified. A view into a larger image is seen as if it were a whole
 ///                  one.
+/// @param watch     is told of the logarithm of luminance, its base layer and the picture; nothing for its receiver
 /// @return          its size, CV_32FC3, on the scale 0..1 but not clamped; empty of an empty map
 /// @throws std::invalid_argument  for another type, NaN or infinite values, a map of one luminance throughout, which
 ///                  leaves no range to compress, and parameters that are not above 0 (saturation: not below 0)
-LIKENESS_API cv::Mat toneMap(const cv::Mat& radiance, const ToneMapOptions& options = {});
+/// @throws Cancelled  when the caller ends it
+LIKENESS_API cv::Mat toneMap(const cv::Mat& radiance, const ToneMapOptions& options = {}, const Watch& watch = {});
 
 /// Options of the steps of `mergeBracket`.
 struct BracketOptions {

@@ -56,6 +56,11 @@ struct LightnessStatistics {
 LIKENESS_API LightnessStatistics lightnessStatistics(const cv::Mat& bgr,
                                                      const Diagnostics& diagnostics = workingDirectory());
 
+/// Mean and standard deviation of a photograph's CIE L*: `lightnessStatistics`, the same bits.
+/// @param photograph  any depth that `toUnit` takes, B, G, R; not modified. NaN does not count
+/// @throws std::invalid_argument  for an empty photograph and another type
+LIKENESS_API LightnessStatistics lightnessOf(const cv::Mat& photograph);
+
 /// A photograph with the lightness of another.
 struct LightnessMatch {
     cv::Mat image;  ///< CV_32FC3, B, G, R on the scale 0..1; its conversion from L*a*b* is the image library's

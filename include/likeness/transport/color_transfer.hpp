@@ -66,16 +66,26 @@ public:
                   const Watch& watch = {});
 
     /// The photograph at a place of the way.
-    /// @param t  0 to 1; of Bonneel's form 1
+    /// @param t      0 to 1; of Bonneel's form 1
+    /// @param watch  is told of the colours moved and of the picture; nothing for its receiver
     /// @throws std::invalid_argument  for another t
-    cv::Mat apply(double t = 1) const;
+    /// @throws Cancelled  when the caller ends it
+    cv::Mat apply(double t = 1, const Watch& watch = {}) const;
 
     /// The same with the map of that place and what was clipped.
+    /// @param t      as of `apply`
+    /// @param watch  is told of the colours moved, what was clipped and the picture; nothing for its receiver
     /// @throws std::invalid_argument  for another t
-    Transfer at(double t = 1) const;
+    /// @throws Cancelled  when the caller ends it
+    Transfer at(double t = 1, const Watch& watch = {}) const;
 
     /// Another photograph, such as the next of a film, under the same map; empty of an empty one.
-    cv::Mat applyTo(const cv::Mat& photograph, double t = 1) const;
+    /// @param photograph  as of the constructor
+    /// @param t           as of `apply`
+    /// @param watch  is told of the colours taken in, the colours moved and the picture; nothing for its receiver
+    /// @throws std::invalid_argument  for another t or type, NaN or infinite values
+    /// @throws Cancelled  when the caller ends it
+    cv::Mat applyTo(const cv::Mat& photograph, double t = 1, const Watch& watch = {}) const;
 
     /// The map at a place of the way.
     ColorMap map(double t = 1) const;
@@ -102,8 +112,8 @@ private:
 
 /// Gives a photograph the colours of another one, `palette`, of any size.
 ///
-/// @param watch  is told of the statistics of each photograph and of the mapping; its receiver gets the lines of
-///               `applyOptimalTransport`
+/// @param watch  is told of the statistics of each photograph and of the steps of `ColorTransfer::at`; its receiver
+///               gets the lines of `applyOptimalTransport`
 /// @return       the same bits as `applyOptimalTransport` (in Bonneel's form its map and means, and
 ///               `computeMapping2DBonneel`) between the image library's conversions; all empty of an empty photograph.
 ///               `map` and the means are those that were applied, of the place `t`.

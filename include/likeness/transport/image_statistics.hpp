@@ -59,7 +59,7 @@ LIKENESS_API void computeCovariance(const cv::Mat& img, cv::Mat& cov, int dims,
                                     const Diagnostics& diagnostics = workingDirectory());
 
 /// Fills every element of the dims x dims matrix `cov` with the covariance of channel 0 and `other`, whatever the
-/// element; any `dims`. Prints the three lines of `computeCovarianceElement` for every element.
+/// element (departure 27); any `dims`. Prints the three lines of `computeCovarianceElement` for every element.
 LIKENESS_API void computeChannelCov(const cv::Mat& img, cv::Mat& other, cv::Mat& cov, int dims,
                                     const Diagnostics& diagnostics = workingDirectory());
 

@@ -1,4 +1,4 @@
-#include "numerics/large_pages.hpp"
+#include "numerics/huge_pages.hpp"
 
 #include <cstdlib>
 #include <new>
@@ -8,11 +8,11 @@
 
 namespace likeness::numerics {
 
-void LargePages::Release::operator()(unsigned char* memory) const noexcept {
+void HugePages::Release::operator()(unsigned char* memory) const noexcept {
     std::free(memory);
 }
 
-LargePages::LargePages(std::size_t bytes) : size_(bytes) {
+HugePages::HugePages(std::size_t bytes) : size_(bytes) {
     constexpr std::size_t cacheLine = 64;
     constexpr std::size_t largePage = std::size_t{1} << 21;
     const std::size_t alignment = bytes >= largePage ? largePage : cacheLine;

@@ -7,12 +7,12 @@ namespace likeness::numerics {
 
 /// Memory, its content undefined, that is asked for in large pages where the system has them: touching many fresh small
 /// pages, one after the other, takes longer than much of the arithmetic that follows.
-class LargePages {
+class HugePages {
 public:
-    LargePages() = default;
+    HugePages() = default;
 
     /// @throws std::bad_alloc
-    explicit LargePages(std::size_t bytes);
+    explicit HugePages(std::size_t bytes);
 
     unsigned char* data() const noexcept { return memory_.get(); }
     std::size_t size() const noexcept { return size_; }
