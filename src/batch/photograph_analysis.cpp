@@ -60,7 +60,7 @@ void append(std::string& text, const std::string& more) {
 
 }  // namespace
 
-PhotographAnalysis analysePhotograph(const std::string& path, ColorCounter& counter, std::uint64_t mostPixels,
+PhotographAnalysis analyzePhotograph(const std::string& path, ColorCounter& counter, std::uint64_t mostPixels,
                                      const AnalysisOptions& options, const ProfileChoice& profiles) {
     PhotographAnalysis analysis;
     try {

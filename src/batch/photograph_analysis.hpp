@@ -25,7 +25,7 @@ struct PhotographAnalysis {
 /// @param options     the model; maps are not made
 /// @throws Refusal    if the machine lacks what it takes (descriptors, a disk that works; `MemoryShortage` if it is
 ///                    memory): no problem of the photograph
-PhotographAnalysis analysePhotograph(const std::string& path, ColorCounter& counter, std::uint64_t mostPixels,
+PhotographAnalysis analyzePhotograph(const std::string& path, ColorCounter& counter, std::uint64_t mostPixels,
                                      const AnalysisOptions& options = {}, const ProfileChoice& profiles = {});
 
 /// Compares two analysed photographs.

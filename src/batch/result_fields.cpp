@@ -187,7 +187,7 @@ bool isResultField(std::string_view name) {
 }
 
 NoRecord::NoRecord(bool broken)
-    : NoRecord(fmt::format("this is no whole result record of schema {}", resultSchema), broken) {}
+    : NoRecord(fmt::format("not a complete result record of schema {}", resultSchema), broken) {}
 
 void RecordAssembly::refuse() const {
     const ResultField& wanted = field();

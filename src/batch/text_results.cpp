@@ -54,7 +54,7 @@ protected:
         throw Refusal(fmt::format("'{}', line {}: {}", path_, line, why));
     }
     [[noreturn]] void damaged(std::uint64_t line) const { damaged(line, NoRecord(true).what()); }
-    [[noreturn]] void notResults() const { throw Refusal("'" + path_ + "' is no file of results"); }
+    [[noreturn]] void notResults() const { throw Refusal("'" + path_ + "' is not a results file"); }
 
     void checkReading() const {
         if (in_.bad()) {

@@ -314,7 +314,7 @@ public:
     }
 
     /// @return  0 if the next word is no number
-    std::uint64_t number() { return numberIn(word()); }
+    std::uint64_t number() { return parseNumber(word()); }
 
     /// @return  without its end; empty at the end of the text
     std::string line() {
@@ -325,7 +325,7 @@ public:
     }
     bool ended() const noexcept { return at_ >= text_.size(); }
 
-    static std::uint64_t numberIn(const std::string& word) {
+    static std::uint64_t parseNumber(const std::string& word) {
         constexpr std::size_t mostDigits = 18;
         const std::size_t digits = std::min(word.find_first_not_of("0123456789"), word.size());
         return digits == 0 || digits > mostDigits ? 0 : std::stoull(word.substr(0, digits));

@@ -77,7 +77,7 @@ cv::Mat readBoundedUnitImage(const FileAccess& access, const std::string& path) 
     cv::Mat image = readUnitImage(access, path);
     constexpr int limit = 1'000'000;
     if (!cv::checkRange(image, true, nullptr, -limit, limit)) {
-        throw Refusal(fmt::format("'{}' holds values that are no numbers or outside {} to {}", path, -limit, limit));
+        throw Refusal(fmt::format("'{}' contains NaN or values outside {} to {}", path, -limit, limit));
     }
     return image;
 }

@@ -2,9 +2,8 @@
 // without alpha; grey is spread to three channels. Floats of a Radiance file, which are linear, are gamma-encoded;
 // those of other files are as the file has them. A photograph whose numbers stand for other colours than those of sRGB,
 // by its own profile or the user's choice, comes as floats in the encoding of sRGB, unclipped; it is told
-// (photofile/managed_colors.hpp). What is no regular file, a camera's raw file, and an image of more
-// pixels than
-// --max-pixels allows are refused before anything is decoded (app/photograph_reader.hpp).
+// (photofile/managed_colors.hpp). What is no regular file, a camera's raw file, and an image of more pixels than
+// --max-pixels allows are refused before anything is decoded (photofile/photograph_reader.hpp).
 #pragma once
 
 #include "files/file_access.hpp"
@@ -31,9 +30,9 @@ cv::Mat readStoredNumbers(const FileAccess& access, const std::string& path);
 /// @return  CV_32FC3
 cv::Mat readUnitImage(const FileAccess& access, const std::string& path);
 
-/// The same, for operations that are not made for values which are no numbers or beyond all measure: the filters of the
-/// image library make tables over the range of the values.
-/// @throws Refusal  also where a value is NaN or outside -1e6 to 1e6
+/// The same. Refuses NaN and values outside -1e6 to 1e6: the bilateral filter of the image library tabulates the value
+/// range.
+/// @throws Refusal  also for these
 cv::Mat readBoundedUnitImage(const FileAccess& access, const std::string& path);
 
 /// As photographs are compared: 16-bit values are reduced to 8, floats are kept. How its profile was used is not told.

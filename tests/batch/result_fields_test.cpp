@@ -59,16 +59,16 @@ constexpr Wrong wrongValues[] = {
     {"first_width", "0", widthRange},
     {"first_width", "4000.5", widthRange},
     {"second_height", "-3", "'second_height' is no whole number from 1 to 2147483647"},
-    {"first_width", "null", "this is no whole result record of schema 1"},
+    {"first_width", "null", "not a complete result record of schema 1"},
     {"brightness", "1.001", "'brightness' is no number from 0 to 1"},
     {"brightness", "-0.5", "'brightness' is no number from 0 to 1"},
     {"brightness", "\"0.5\"", "'brightness' is no number from 0 to 1"},
-    {"brightness", "null", "this is no whole result record of schema 1"},
+    {"brightness", "null", "not a complete result record of schema 1"},
     {"first_nan_chroma", "1.01", "'first_nan_chroma' is no number from 0 to 1"},
-    {"second_nan_saturation", "null", "this is no whole result record of schema 1"},
+    {"second_nan_saturation", "null", "not a complete result record of schema 1"},
     {"id", "12", "'id' is no text"},
     {"version", "null", "'version' is no text"},
-    {"status", "\"failed\"", "this is no whole result record of schema 1"},
+    {"status", "\"failed\"", "not a complete result record of schema 1"},
     {"error", "false", "'error' is no text"},
 };
 
@@ -111,12 +111,12 @@ TEST(ResultFields, OutOfTheirRangeAreRefusedInCsv) {
         {"1,1,9", {"1,,9", "", positionRange}},
         {"1,1,9", {"true,1,9", "", "'schema' is not 1"}},
         {",4000,", {",99999999999,", "", widthRange}},
-        {",4000,", {",,", "", "this is no whole result record of schema 1"}},
+        {",4000,", {",,", "", "not a complete result record of schema 1"}},
         {",0.123456791,", {",nan,", "", "'brightness' is no number from 0 to 1"}},
         {",0.123456791,", {",inf,", "", "'brightness' is no number from 0 to 1"}},
         {",0.123456791,", {",0x1p-3,", "", "'brightness' is no number from 0 to 1"}},
         {",0.123456791,", {", 0.5,", "", "'brightness' is no number from 0 to 1"}},
-        {",0.123456791,", {",,", "", "this is no whole result record of schema 1"}},
+        {",0.123456791,", {",,", "", "not a complete result record of schema 1"}},
     };
     for (const auto& [from, wrong] : changes) {
         std::ofstream("r.csv", std::ios::binary) << csvHeader({}) << line << replaced(line, from, wrong.field);
@@ -153,7 +153,7 @@ TEST_F(ResultFieldsInSqlite, OutOfTheirRangeAreRefused) {
         {"schema", "3", "'schema' is not 1"},
         {"brightness", "1.5", "'brightness' is no number from 0 to 1"},
         {"brightness", "'x'", "'brightness' is no number from 0 to 1"},
-        {"brightness", "NULL", "this is no whole result record of schema 1"},
+        {"brightness", "NULL", "not a complete result record of schema 1"},
         {"first", "x'00ff'", "'first' is no text"},
         {"note", "x'00ff'", "'note' is no text"},
     };

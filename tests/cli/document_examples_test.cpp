@@ -59,6 +59,16 @@ TEST(DocumentExamples, ManPage) {
     expectTrue("man/likeness.1", 1);
 }
 
+/// What the first group of a pattern matches, at every place of a text.
+std::set<std::string> wordsIn(const std::string& text, const std::string& pattern) {
+    const std::regex expression(pattern);
+    std::set<std::string> words;
+    for (std::sregex_iterator match(text.begin(), text.end(), expression), end; match != end; ++match) {
+        words.insert((*match)[1]);
+    }
+    return words;
+}
+
 #ifdef LIKENESS_DARKROOM
 /// What follows a prompt, and what the document shows below it.
 struct Command {
@@ -160,16 +170,6 @@ TEST(DocumentExamples, DarkroomManPage) {
     expectDarkroomExamples("darkroom.1", page, 4);
 }
 
-/// What the first group of a pattern matches, at every place of a text.
-std::set<std::string> wordsIn(const std::string& text, const std::string& pattern) {
-    const std::regex expression(pattern);
-    std::set<std::string> words;
-    for (std::sregex_iterator match(text.begin(), text.end(), expression), end; match != end; ++match) {
-        words.insert((*match)[1]);
-    }
-    return words;
-}
-
 /// The part from one line to the next that begins with `end`.
 std::string partOf(const std::string& text, const std::string& begin, const std::string& end) {
     const std::size_t first = text.find(begin);
@@ -205,6 +205,18 @@ TEST(DarkroomPage, HasARowForEveryColorSpace) {
     EXPECT_EQ(wordsIn(section, "\n\\| `([a-z0-9-]+)` \\|"), choices);
 }
 #endif
+
+TEST(DocumentExamples, StatementsOfTheTablesAreThoseThatAreBuiltAndRun) {
+    const std::string readme = contentOf(source + "/README.md");
+    const std::string program = contentOf(source + "/tests/consumer/one_statement.cpp");
+    const std::set<std::string> statements = wordsIn(readme, "\n\\| [^`\n]* \\| `([^`\n]*;)` \\|");
+    EXPECT_EQ(statements.size(), 12U);
+    for (const std::string& statement : statements) {
+        EXPECT_NE(program.find("        " + statement + '\n'), std::string::npos) << statement;
+    }
+    const std::string reference = contentOf(source + "/docs/reference/mainpage.md");
+    EXPECT_EQ(wordsIn(reference, "\n\\| [^`\n]* \\| `([^`\n]*;)` \\|"), statements);
+}
 
 TEST(DocumentExamples, ReadmeProgramIsTheOneThatIsBuilt) {
     const std::string readme = contentOf(source + "/README.md");

@@ -38,6 +38,7 @@ build_and_run() { # NAME CMAKE-OPTION...
     cmake --build "$scratch/$name" >>"$scratch/$name.log" || { cat "$scratch/$name.log" && exit 1; }
     "$scratch/$name/consumer"
     "$scratch/$name/own_headers" || fail "$name: own_headers failed"
+    "$scratch/$name/one_statement" || fail "$name: one_statement failed"
 }
 build_and_run installed "-DCMAKE_PREFIX_PATH=$scratch/stage"
 

@@ -398,7 +398,7 @@ TEST_F(DarkroomBatch, RefusesBeforeAnyWork) {
     expectRefused({"batch", empty, "-o", "r.csv"}, "'" + empty + "': there are no pairs in the list");
     std::ofstream(output("r.csv")) << "mine";
     expectRefused({"batch", list, "-o", "r.csv"}, "--output: 'r.csv' exists; --resume goes on with it");
-    expectRefused({"batch", list, "-o", "r.csv", "--resume"}, "'r.csv' is no file of results");
+    expectRefused({"batch", list, "-o", "r.csv", "--resume"}, "'r.csv' is not a results file");
     fs::create_symlink("/dev/full", output("full.csv"));
     expectRefused({"batch", list, "-o", "full.csv", "--resume"}, "--output: 'full.csv' is not a regular file");
     EXPECT_EQ(darkroom({"batch", list, "-o", "/proc/r.csv"}).status, 2);
@@ -418,7 +418,7 @@ TEST_F(DarkroomBatch, RefusesToResumeOtherResults) {
     refused("pair-3", "other", "'r.csv' holds the pair 'other', which is not in the list or not in this shard of it");
     refused(photograph(1), "x.jpg", "'r.csv' holds the pair 'pair-1' with other photographs than the list");
     refused("pair-1", "pair-2", "'r.csv' holds the pair 'pair-2' with other photographs than the list");
-    refused("compared", "compered", "'r.csv', line 2: this is no whole result record of schema 1");
+    refused("compared", "compered", "'r.csv', line 2: not a complete result record of schema 1");
     std::ofstream(output("r.csv"), std::ios::binary) << expected + expected.substr(expected.rfind("1,6,6,"));
     expectRefused({"batch", list, "-o", "r.csv", "--resume"}, "'r.csv' holds the pair 'pair-5' twice");
 }
@@ -433,7 +433,7 @@ TEST_F(DarkroomBatch, RefusesToTakeDamageForACutOffRecord) {
     // From here on everything is in quotes that do not close.
     std::ofstream(output("r.csv"), std::ios::binary) << csv.replace(csv.find("1,2,5,b"), 6, "1,2,5,\"");
     expectRefused({"batch", list, "-o", "r.csv", "--resume"},
-                  "'r.csv', line 3: this is no whole result record of schema 1");
+                  "'r.csv', line 3: not a complete result record of schema 1");
 }
 
 TEST_F(DarkroomBatch, ResumeDropsWhatAPowerFailureLeaves) {
@@ -564,7 +564,7 @@ TEST_F(DarkroomBatch, VerifyTellsWhatIsWrong) {
               "altered: pair-2: camera, body is 'c, 9', expected 'c, 2'\n"
               "foreign: other!\ndoubled: pair-2\nmissing: pair-1\nmissing: pair-4\n");
     expectRefused({"verify", list, "none.db"}, "cannot read 'none.db': No such file or directory");
-    expectRefused({"verify", list, list}, "'" + list + "' is no file of results");
+    expectRefused({"verify", list, list}, "'" + list + "' is not a results file");
 }
 
 TEST_F(DarkroomBatch, KilledAnywhereAndResumedGivesTheSameBytes) {

@@ -112,11 +112,11 @@ TEST_F(DarkroomBrighten, Refuses) {
     floats.at<cv::Vec3f>(3, 4)[1] = NAN;
     const std::string noNumber = save("nan.tif", floats);
     expectRefused({"brighten", noNumber, "--factor", "9", "-o", "b.png"},
-                  "'" + noNumber + "' holds values that are no numbers or outside -1000000 to 1000000");
+                  "'" + noNumber + "' contains NaN or values outside -1000000 to 1000000");
     floats.at<cv::Vec3f>(3, 4)[1] = 1e7F;
     const std::string far = save("far.tif", floats);
     expectRefused({"brighten", far, "--factor", "9", "-o", "b.png"},
-                  "'" + far + "' holds values that are no numbers or outside -1000000 to 1000000");
+                  "'" + far + "' contains NaN or values outside -1000000 to 1000000");
 }
 
 TEST_F(DarkroomBrighten, DoesNotNumberAResultOntoItsInput) {

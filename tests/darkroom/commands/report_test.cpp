@@ -68,6 +68,16 @@ protected:
         const std::size_t begin = page.find(opening) + opening.size();
         return json::parse(page.substr(begin, page.find("</script>", begin) - begin));
     }
+
+    /// A row, by the names of its fields.
+    static json pairOf(const json& data, const json& row) {
+        EXPECT_EQ(row.size(), data["fields"].size());
+        json pair;
+        for (std::size_t k = 0; k < row.size(); ++k) {
+            pair[data["fields"][k].get<std::string>()] = row[k];
+        }
+        return pair;
+    }
 };
 
 TEST_F(DarkroomReport, HoldsEveryRecord) {
@@ -78,20 +88,20 @@ TEST_F(DarkroomReport, HoldsEveryRecord) {
     const json data = dataOf(contentOf(folder() / "page.html"));
     ASSERT_EQ(data["pairs"].size(), records.size());
     for (std::size_t i = 0; i < records.size(); ++i) {
-        const json& row = data["pairs"][i];
-        EXPECT_EQ(row[0], records[i].position);
-        EXPECT_EQ(row[1], records[i].id);
-        EXPECT_EQ(row[2], records[i].first);
-        EXPECT_EQ(row[3], records[i].second);
-        EXPECT_EQ(row[11], records[i].carried[0].text);
+        const json pair = pairOf(data, data["pairs"][i]);
+        EXPECT_EQ(pair["position"], records[i].position);
+        EXPECT_EQ(pair["id"], records[i].id);
+        EXPECT_EQ(pair["first"], records[i].first);
+        EXPECT_EQ(pair["second"], records[i].second);
+        EXPECT_EQ(pair["carried"][0], records[i].carried[0].text);
         if (!records[i].outcome.compared()) {
-            EXPECT_EQ(row[5], records[i].outcome.error);
-            EXPECT_TRUE(row[6].is_null());
+            EXPECT_EQ(pair["error"], records[i].outcome.error);
+            EXPECT_TRUE(pair["brightness"].is_null());
             continue;
         }
-        EXPECT_TRUE(row[5].is_null());
-        for (std::size_t k = 0; k < 5; ++k) {
-            EXPECT_EQ(row[6 + k].get<float>(), records[i].outcome.coefficients[k]);  // 9 digits tell floats apart
+        EXPECT_TRUE(pair["error"].is_null());
+        for (std::size_t k = 0; k < 5; ++k) {  // 9 digits tell floats apart
+            EXPECT_EQ(pair[correlateNames[k].name].get<float>(), records[i].outcome.coefficients[k]);
         }
     }
 }
@@ -145,7 +155,7 @@ TEST_F(DarkroomReport, KeepsTheWorstWhereRowsAreLimited) {
     const json data = dataOf(page);
     std::vector<std::uint64_t> positions;
     for (const json& row : data["pairs"]) {
-        positions.push_back(row[0]);
+        positions.push_back(pairOf(data, row)["position"]);
     }
     EXPECT_EQ(positions, expected);
     EXPECT_TRUE(data["pictures"].empty());

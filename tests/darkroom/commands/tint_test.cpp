@@ -112,7 +112,7 @@ TEST_F(DarkroomTint, Refuses) {
                   "--output: 'none/t.png' cannot be written: the folder 'none' does not exist");
     const std::string infinite = save("inf.tif", cv::Mat(44, 60, CV_32FC3, cv::Scalar::all(INFINITY)));
     expectRefused({"tint", in, "--like", infinite, "-o", "t.png"},
-                  "'" + infinite + "' holds values that are no numbers or outside -1000000 to 1000000");
+                  "'" + infinite + "' contains NaN or values outside -1000000 to 1000000");
 }
 
 }  // namespace

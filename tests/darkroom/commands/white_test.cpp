@@ -30,11 +30,11 @@ White whiteOf(const cv::Mat& bgr) {
 }
 
 std::string textOf(const White& white) {
-    const PlanckianNeighbour nearest = correlatedColorTemperature(cv::Vec2d(white.xy));
+    const PlanckianNeighbor nearest = correlatedColorTemperature(cv::Vec2d(white.xy));
     return "white B,G,R: " + nineDigits(white.bgr[0]) + "," + nineDigits(white.bgr[1]) + "," +
            nineDigits(white.bgr[2]) + "\nchromaticity x,y: " + nineDigits(white.xy[0]) + "," + nineDigits(white.xy[1]) +
            "\ncorrelated colour temperature: " + nineDigits(nearest.kelvin) +
-           " K\ndistance from the Planckian locus (Duv): " + nineDigits(nearest.distance) + "\n";
+           " K\ndistance from the Planckian locus (Duv): " + nineDigits(nearest.duv) + "\n";
 }
 
 using DarkroomWhite = DarkroomProgram;
@@ -61,7 +61,7 @@ TEST_F(DarkroomWhite, PrintsJson) {
     const std::string in = photo("coffee.jpg");
     const auto json = nlohmann::json::parse(expectDone({"white", in, "--json"}).out);
     const White white = whiteOf(unitPhotograph("coffee.jpg"));
-    const PlanckianNeighbour nearest = correlatedColorTemperature(cv::Vec2d(white.xy));
+    const PlanckianNeighbor nearest = correlatedColorTemperature(cv::Vec2d(white.xy));
     EXPECT_EQ(json.size(), 8U);
     EXPECT_EQ(json["schema"], "darkroom.white");
     EXPECT_EQ(json["schema_version"], 1);
@@ -75,7 +75,7 @@ TEST_F(DarkroomWhite, PrintsJson) {
     EXPECT_EQ(json["chromaticity_xy"][0].get<float>(), white.xy[0]);
     EXPECT_EQ(json["chromaticity_xy"][1].get<float>(), white.xy[1]);
     EXPECT_EQ(json["correlated_color_temperature_kelvin"], roundedToNineDigits(nearest.kelvin));
-    EXPECT_EQ(json["planckian_distance_uv"], roundedToNineDigits(nearest.distance));
+    EXPECT_EQ(json["planckian_distance_uv"], roundedToNineDigits(nearest.duv));
 }
 
 TEST_F(DarkroomWhite, WarnsWhereNoPixelIsNearlyNeutral) {
@@ -144,7 +144,7 @@ TEST_F(DarkroomWhite, Refuses) {
     expectRefused({"white", nan, "-o", "w.png"}, "'" + nan + "' has values that are not finite");
     const std::string far = save("far.tif", cv::Mat(5, 5, CV_32FC3, cv::Scalar::all(2e6)));
     expectRefused({"white", far, "-o", "w.tif", "--bilateral", "0.1", "--diameter", "5"},
-                  "'" + far + "' holds values that are no numbers or outside -1000000 to 1000000");
+                  "'" + far + "' contains NaN or values outside -1000000 to 1000000");
 }
 
 }  // namespace

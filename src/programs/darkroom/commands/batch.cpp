@@ -289,7 +289,7 @@ private:
     AnalysisCache::Shared analysis(const std::string& path, ColorCounter& counter) {
         const std::string place = located(path);
         return cache_.get(place, [&] {
-            return analysePhotograph(place, counter, session_.mostPixels(), analysis_, session_.profiles());
+            return analyzePhotograph(place, counter, session_.mostPixels(), analysis_, session_.profiles());
         });
     }
 

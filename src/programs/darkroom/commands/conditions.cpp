@@ -30,7 +30,7 @@ constexpr AppearanceModelKind publishedModels[] = {AppearanceModelKind::ciecam02
 /// What both published models derive; the likeness model has numbers of its own (docs/model.md).
 struct Derived {
     Chromaticity xy;
-    PlanckianNeighbour nearest;
+    PlanckianNeighbor nearest;
     double whiteLuminance;
     bool drifts;
     ConditionFactors factors[2];

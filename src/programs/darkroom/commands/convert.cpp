@@ -142,7 +142,7 @@ ExitStatus convertTo(const Session& session, const Options& options) {
 ExitStatus convertFrom(const Session& session, const Options& options) {
     const Space& space = spaceOf(options.from);
     if (space.toBgr == nullptr) {
-        throw Refusal(fmt::format("--from: {} has no lightness, no way leads back to a picture", space.name));
+        throw Refusal(fmt::format("--from: {} cannot be converted back: it holds no lightness", space.name));
     }
     if (imageFormatOf(options.input) == ImageFormat::hdr) {
         throw Refusal(

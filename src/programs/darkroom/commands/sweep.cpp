@@ -94,7 +94,7 @@ std::vector<std::string> partsOf(const std::string& text) {
 std::vector<Point> pointsOf(const Options& options) {
     const std::vector<std::string> luminances = partsOf(options.luminances);
     for (const std::string& luminance : luminances) {
-        if (!(numberIn(luminance) > 0)) {
+        if (!(parseNumber(luminance) > 0)) {
             throw Refusal("--white-luminance: '" + luminance + "' is not a luminance in cd/m2 above 0");
         }
     }

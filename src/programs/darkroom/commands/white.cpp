@@ -35,7 +35,7 @@ struct Options {
 struct FoundWhite {
     cv::Vec3d bgr;
     cv::Vec2d xy;
-    PlanckianNeighbour nearest;
+    PlanckianNeighbor nearest;
 };
 
 FoundWhite described(const WhiteEstimate& estimate) {
@@ -55,7 +55,7 @@ void printJson(const Options& options, const cv::Mat& bgr, const FoundWhite& whi
     }
     json["chromaticity_xy"] = {rounded(white.xy[0]), rounded(white.xy[1])};
     json["correlated_color_temperature_kelvin"] = rounded(white.nearest.kelvin);
-    json["planckian_distance_uv"] = rounded(white.nearest.distance);
+    json["planckian_distance_uv"] = rounded(white.nearest.duv);
     std::cout << indentedJson(json);
 }
 
@@ -67,7 +67,7 @@ void printText(const FoundWhite& white) {
               << nineDigits(white.bgr[2]) << '\n'
               << "chromaticity x,y: " << orNone(white.xy[0]) << ',' << orNone(white.xy[1]) << '\n'
               << "correlated colour temperature: " << orNone(white.nearest.kelvin, " K") << '\n'
-              << "distance from the Planckian locus (Duv): " << orNone(white.nearest.distance) << '\n';
+              << "distance from the Planckian locus (Duv): " << orNone(white.nearest.duv) << '\n';
 }
 
 cv::Mat whiteImage(const Session& session, const cv::Mat& bgr, const Options& options) {

@@ -10,7 +10,7 @@ namespace likeness::darkroom {
 
 CLI::Validator brightnessFactorRange() {
     return {[](std::string& text) {
-                const double factor = numberIn(text);
+                const double factor = parseNumber(text);
                 return factor > 0 && factor <= 100 ? std::string()
                                                    : "'" + text + "' is not a number above 0 and up to 100";
             },

@@ -119,7 +119,7 @@ std::optional<std::vector<std::size_t>> placesOf(const std::vector<std::string>&
 /// Names alone: no number, no "#aabbcc" and no percentage.
 bool isHeader(const std::vector<std::string>& fields) {
     return std::all_of(fields.begin(), fields.end(), [](const std::string& field) {
-        return field.empty() || (field.front() != '#' && field.back() != '%' && std::isnan(numberIn(field)));
+        return field.empty() || (field.front() != '#' && field.back() != '%' && std::isnan(parseNumber(field)));
     });
 }
 
@@ -254,7 +254,7 @@ SrgbColor srgbIn(const std::string& where, const std::string& text) {
         if (percent) {
             part.pop_back();
         }
-        const double value = numberIn(part);
+        const double value = parseNumber(part);
         const double greatest = percent ? 100 : 255;
         if (!(value >= 0 && value <= greatest)) {
             throw noSrgb(where, text);

@@ -23,8 +23,8 @@ bool isTime(float seconds) {
 /// @return      0 if it is no time
 float timeIn(const std::string& text) {
     const std::size_t slash = text.find('/');
-    const double numerator = numberIn(text.substr(0, slash));
-    const double denominator = slash == std::string::npos ? 1.0 : numberIn(text.substr(slash + 1));
+    const double numerator = parseNumber(text.substr(0, slash));
+    const double denominator = slash == std::string::npos ? 1.0 : parseNumber(text.substr(slash + 1));
     const auto seconds = static_cast<float>(numerator / denominator);
     return denominator > 0 && isTime(seconds) ? seconds : 0.0F;
 }

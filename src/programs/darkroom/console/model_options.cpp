@@ -50,7 +50,7 @@ ComparisonModel ownModel(const ModelOptions& options) {
         model.black = BlackAdaptation::continuous;
     }
     if (!viewing.background.empty() && viewing.background != drifting) {
-        const double background = numberIn(viewing.background);
+        const double background = parseNumber(viewing.background);
         if (!(background > 0 && background <= 100)) {
             throw Refusal(named("--background", viewing.background) +
                           " is neither drifting nor a number above 0 and up to 100");

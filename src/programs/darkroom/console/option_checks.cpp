@@ -59,7 +59,7 @@ std::string suggestion(const std::string& text, const std::vector<std::string>& 
 template <typename Accepts>
 CLI::Validator check(const std::string& expected, Accepts accepts) {
     return {[=](std::string& text) {
-                const double value = numberIn(text);
+                const double value = parseNumber(text);
                 return accepts(value) ? std::string() : "'" + text + "' is not " + expected;
             },
             ""};
@@ -68,7 +68,7 @@ CLI::Validator check(const std::string& expected, Accepts accepts) {
 bool isPositiveTriple(const std::string& text, double high) {
     const std::vector<std::string> parts = partsOf(text);
     return parts.size() == 3 && std::all_of(parts.begin(), parts.end(), [=](const auto& part) {
-               const double value = numberIn(part);
+               const double value = parseNumber(part);
                return value > 0 && value <= high;
            });
 }
@@ -79,7 +79,7 @@ std::string noTriple(const std::string& text, double high) {
 
 }  // namespace
 
-double numberIn(const std::string& text) {
+double parseNumber(const std::string& text) {
     constexpr double none = std::numeric_limits<double>::quiet_NaN();
     const bool plain = text.find_first_not_of("0123456789+-.eE") == std::string::npos;
     char* end = nullptr;
@@ -113,7 +113,7 @@ CLI::Validator integerBetween(std::int64_t low, std::int64_t high) {
                 const std::string digits = text.substr(sign);
                 const bool plain = !digits.empty() && digits.find_first_not_of("0123456789") == std::string::npos &&
                                    (digits.front() != '0' || digits.size() == 1);
-                const double value = plain ? numberIn(text) : std::numeric_limits<double>::quiet_NaN();
+                const double value = plain ? parseNumber(text) : std::numeric_limits<double>::quiet_NaN();
                 return value >= static_cast<double>(low) && value <= static_cast<double>(high)
                            ? std::string()
                            : fmt::format("'{}' is not a whole number from {} to {}", text, low, high);
@@ -151,12 +151,12 @@ CLI::Validator tripleOrChromaticity(double high) {
 
 cv::Vec2d chromaticityIn(const std::string& text) {
     const std::vector<std::string> parts = partsOf(text);
-    return {numberIn(parts.at(0)), numberIn(parts.at(1))};
+    return {parseNumber(parts.at(0)), parseNumber(parts.at(1))};
 }
 
 cv::Vec3d tripleIn(const std::string& text) {
     const std::vector<std::string> parts = partsOf(text);
-    return {numberIn(parts.at(0)), numberIn(parts.at(1)), numberIn(parts.at(2))};
+    return {parseNumber(parts.at(0)), parseNumber(parts.at(1)), parseNumber(parts.at(2))};
 }
 
 std::string optionText(const std::string& what, const std::string& example) {

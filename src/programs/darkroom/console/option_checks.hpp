@@ -39,7 +39,7 @@ cv::Vec2d chromaticityIn(const std::string& text);
 cv::Vec3d tripleIn(const std::string& text);
 
 /// The finite number that `text` is as a whole, without spaces around it; NaN if it is none.
-double numberIn(const std::string& text);
+double parseNumber(const std::string& text);
 
 /// The text of an option in --help: what it does, with unit and range, and how it is given.
 /// @param example  the option as a user types it, such as "--quality 90"

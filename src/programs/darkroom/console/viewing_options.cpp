@@ -41,7 +41,7 @@ std::optional<double> kelvinIn(const std::string& text) {
     if (text.size() < 2 || text.back() != 'K') {
         return std::nullopt;
     }
-    const double kelvin = numberIn(text.substr(0, text.size() - 1));
+    const double kelvin = parseNumber(text.substr(0, text.size() - 1));
     return std::isnan(kelvin) ? std::nullopt : std::optional(kelvin);
 }
 
@@ -97,7 +97,7 @@ Surround surroundIn(const std::string& where, const std::string& text) {
 }
 
 double luminanceIn(const std::string& where, const std::string& text) {
-    const double value = numberIn(text);
+    const double value = parseNumber(text);
     if (!(value >= 0)) {
         throw Refusal(where + ": '" + text + "' is not a luminance in cd/m2, 0 or more");
     }
@@ -108,7 +108,7 @@ std::optional<double> backgroundIn(const std::string& where, const std::string& 
     if (text == drifting) {
         return std::nullopt;
     }
-    const double value = numberIn(text);
+    const double value = parseNumber(text);
     if (std::isnan(value)) {
         throw Refusal(where + ": '" + text + "' is neither a number nor " + drifting);
     }
@@ -272,7 +272,7 @@ std::vector<double> numbersIn(const std::string& text, std::size_t count) {
     std::vector<double> numbers;
     for (std::size_t begin = 0; begin <= text.size();) {
         const std::size_t end = std::min(text.find(',', begin), text.size());
-        numbers.push_back(numberIn(text.substr(begin, end - begin)));
+        numbers.push_back(parseNumber(text.substr(begin, end - begin)));
         begin = end + 1;
         if (std::isnan(numbers.back())) {
             return {};

@@ -47,17 +47,37 @@ std::string sizesText(const PairOutcome& outcome) {
     return first == second ? first : first + ", " + second;
 }
 
-json rowOf(const ResultRecord& record, const std::vector<std::string>& columns) {
-    json row = json::array({record.position, validUtf8(record.id), validUtf8(record.first), validUtf8(record.second),
-                            sizesText(record.outcome),
-                            record.outcome.compared() ? json(nullptr) : json(validUtf8(record.outcome.error))});
-    for (const float coefficient : record.outcome.coefficients) {
-        row.push_back(record.outcome.compared() ? numberOrNull(static_cast<double>(coefficient)) : json(nullptr));
+/// What the page's script knows of a pair, by name. A row has the values alone; the names stand once, in "fields".
+std::vector<std::pair<std::string, json>> fieldsOf(const ResultRecord& record,
+                                                   const std::vector<std::string>& columns) {
+    const PairOutcome& outcome = record.outcome;
+    std::vector<std::pair<std::string, json>> fields = {
+        {"position", record.position},
+        {"id", validUtf8(record.id)},
+        {"first", validUtf8(record.first)},
+        {"second", validUtf8(record.second)},
+        {"size", sizesText(outcome)},
+        {"error", outcome.compared() ? json(nullptr) : json(validUtf8(outcome.error))},
+    };
+    for (std::size_t k = 0; k < correlateNames.size(); ++k) {
+        fields.emplace_back(correlateNames[k].name, outcome.compared()
+                                                        ? numberOrNull(static_cast<double>(outcome.coefficients[k]))
+                                                        : json(nullptr));
     }
+    json carried = json::array();
     for (const std::string& column : columns) {
         const auto found = std::find_if(record.carried.begin(), record.carried.end(),
                                         [&column](const CarriedValue& value) { return value.column == column; });
-        row.push_back(found == record.carried.end() ? std::string() : validUtf8(found->text));
+        carried.push_back(found == record.carried.end() ? std::string() : validUtf8(found->text));
+    }
+    fields.emplace_back("carried", std::move(carried));
+    return fields;
+}
+
+json rowOf(const ResultRecord& record, const std::vector<std::string>& columns) {
+    json row = json::array();
+    for (auto& [name, value] : fieldsOf(record, columns)) {
+        row.push_back(std::move(value));
     }
     return row;
 }
@@ -68,6 +88,10 @@ std::string dataElement(const BatchReport& report) {
     data["coefficients"] = json::array();
     for (const CorrelateName& correlate : correlateNames) {
         data["coefficients"].push_back(correlate.name);
+    }
+    data["fields"] = json::array();
+    for (const auto& [name, value] : fieldsOf({}, {})) {
+        data["fields"].push_back(name);
     }
     data["columns"] = json::array();
     for (const std::string& column : report.columns) {

@@ -11,9 +11,8 @@ const svgNamespace = "http://www.w3.org/2000/svg";
 
 // One object a pair; `lowest` is the least of its coefficients.
 const pairs = data.pairs.map((row) => {
-    const pair = {position: row[0], id: row[1], first: row[2], second: row[3], size: row[4], error: row[5],
-        carried: row.slice(6 + names.length)};
-    names.forEach((name, k) => { pair[name] = row[6 + k]; });
+    const pair = {};
+    data.fields.forEach((field, k) => { pair[field] = row[k]; });
     const numbers = names.map((name) => pair[name]).filter((value) => value !== null);
     pair.lowest = numbers.length ? Math.min(...numbers) : null;
     data.columns.forEach((column, k) => { pair["list:" + column] = pair.carried[k]; });
