@@ -9,6 +9,7 @@
 #include <likeness/structure/structure_tensor.hpp>
 #include "adaptation/common_region.hpp"
 #include "diagnostics/number_text.hpp"
+#include "filter/bilateral_filter.hpp"
 #include "numerics/argument_check.hpp"
 #include "numerics/parallel.hpp"
 #include "numerics/transcendental_blocks.hpp"
@@ -293,7 +294,7 @@ void computeCorrectedNonFlash(cv::Mat* exposures, cv::Mat& white, cv::Mat& refer
     }
     const int diameter = diagonal / 100;
     cv::Mat smoothed;
-    cv::bilateralFilter(exposure, smoothed, diameter, 0.01, static_cast<double>(diameter));
+    bilateralFilter(exposure, smoothed, diameter, 0.01, static_cast<double>(diameter));
     convertBGRToXYZDirect(smoothed, smoothed);
     convertXYZtoSharpenedBGR(smoothed, exposure);
 }

@@ -2,6 +2,7 @@
 
 #include <likeness/filter/guidedfilter.hpp>
 #include "color/photograph_argument.hpp"
+#include "filter/bilateral_filter.hpp"
 #include "filter/channel_smoothing.hpp"
 
 #include <opencv2/imgproc.hpp>
@@ -20,7 +21,7 @@ void computeWhiteImg(cv::Mat& img, cv::Mat& white, int /*radius*/, const Diagnos
 }
 
 void computeWhiteImgVs2(cv::Mat& img, cv::Mat& white, float sigma, int d) {
-    cv::bilateralFilter(img, white, d, static_cast<double>(sigma), static_cast<double>(d));
+    bilateralFilter(img, white, d, static_cast<double>(sigma), static_cast<double>(d));
 }
 
 cv::Mat localWhite(const cv::Mat& photograph, const LocalWhiteOptions& options, const Watch& watch) {

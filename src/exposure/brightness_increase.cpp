@@ -6,6 +6,7 @@
 #include <likeness/appearance/viewing_conditions.hpp>
 #include "diagnostics/message_lines.hpp"
 #include "diagnostics/number_text.hpp"
+#include "filter/bilateral_filter.hpp"
 #include "numerics/image_walk.hpp"
 
 #include <opencv2/imgcodecs.hpp>
@@ -103,7 +104,7 @@ void makePasses(cv::Mat& src, float firstFactor, const std::vector<int>& passes,
     }
 
     cv::Mat smoothedQ(size, CV_32F);
-    cv::bilateralFilter(Q, smoothedQ, 5, Qmax / 50, 40.0, cv::BORDER_DEFAULT);
+    bilateralFilter(Q, smoothedQ, 5, static_cast<double>(Qmax / 50), 40.0);
     diagnostics.writeImage("brightness_before_filtered.jpg", smoothedQ);
 
     // Nothing is ever written to it (departure 26): the empty file belongs to the set of dumps.

@@ -1,6 +1,7 @@
 #include <likeness/exposure/durand_tone_mapping.hpp>
 
 #include "exposure/exposure_merging.hpp"
+#include "filter/bilateral_filter.hpp"
 #include "numerics/argument_check.hpp"
 #include "numerics/image_walk.hpp"
 #include "numerics/transcendental_blocks.hpp"
@@ -79,8 +80,8 @@ void toneMapInSteps(const cv::Mat& radiance, cv::Mat& toneMapped, const DurandTo
     }
     stepDone();
     cv::Mat base;
-    cv::bilateralFilter(logLuminance, base, -1, static_cast<double>(parameters.colorSigma),
-                        static_cast<double>(parameters.spaceSigma));
+    bilateralFilter(logLuminance, base, -1, static_cast<double>(parameters.colorSigma),
+                    static_cast<double>(parameters.spaceSigma));
     double least = 0;
     double greatest = 0;
     cv::minMaxLoc(base, &least, &greatest);
