@@ -1,5 +1,12 @@
 # Debian packages from the install rules: `likeness`, the programs, and `liblikeness-dev`, what others build with. Made by
 # `cpack --config build/release/CPackConfig.cmake`; scripts/package does it all.
+if(BUILD_SHARED_LIBS)
+    # The programs would need a package of the library that they find without a run path.
+    message(STATUS "likeness: no Debian packages with BUILD_SHARED_LIBS=ON; they are made of the static library, OFF")
+    file(REMOVE "${PROJECT_BINARY_DIR}/CPackConfig.cmake" "${PROJECT_BINARY_DIR}/CPackSourceConfig.cmake")
+    return()
+endif()
+
 set(CPACK_GENERATOR DEB)
 set(CPACK_PACKAGE_NAME likeness)
 set(CPACK_PACKAGE_VENDOR likeness)
@@ -11,9 +18,6 @@ set(CPACK_PACKAGING_INSTALL_PREFIX /usr)
 set(CPACK_STRIP_FILES ON)
 set(CPACK_DEB_COMPONENT_INSTALL ON)
 set(CPACK_COMPONENTS_ALL program development)
-if(BUILD_SHARED_LIBS)
-    list(APPEND CPACK_COMPONENTS_ALL library)
-endif()
 
 set(CPACK_DEBIAN_PACKAGE_SECTION graphics)
 set(CPACK_DEBIAN_FILE_NAME DEB-DEFAULT)
@@ -37,12 +41,6 @@ set(CPACK_COMPONENT_DEVELOPMENT_DESCRIPTION
 Headers, static library, CMake package and pkg-config module of likeness:
 comparison of photographs by how they look, colour spaces, chromatic
 adaptation, exposure fusion, guided filtering and colour transfer on cv::Mat.")
-
-set(CPACK_DEBIAN_LIBRARY_PACKAGE_NAME "liblikeness${PROJECT_VERSION_MAJOR}.${PROJECT_VERSION_MINOR}")
-set(CPACK_DEBIAN_LIBRARY_PACKAGE_SECTION libs)
-set(CPACK_COMPONENT_LIBRARY_DESCRIPTION
-    "colour appearance of photographs, shared library
-The library behind the programs likeness and darkroom.")
 
 # Debian wants a copyright file and a compressed changelog in each package, and compressed manuals.
 foreach(package IN ITEMS program:likeness development:liblikeness-dev)

@@ -13,7 +13,7 @@
 namespace likeness {
 namespace {
 
-void analyse(const std::string& path, ColorCounter& counter, std::uint64_t mostPixels, const AnalysisOptions& options,
+void analyze(const std::string& path, ColorCounter& counter, std::uint64_t mostPixels, const AnalysisOptions& options,
              const ProfileChoice& profiles, PhotographAnalysis& analysis) {
     ManagedColors colors(profiles);
     PhotographRead photograph = readPhotographAmongOthers(path, PhotographValues::bytesOrFloats, mostPixels, &colors);
@@ -64,7 +64,7 @@ PhotographAnalysis analyzePhotograph(const std::string& path, ColorCounter& coun
                                      const AnalysisOptions& options, const ProfileChoice& profiles) {
     PhotographAnalysis analysis;
     try {
-        analyse(path, counter, mostPixels, options, profiles, analysis);
+        analyze(path, counter, mostPixels, options, profiles, analysis);
     } catch (const MachineFailure& failure) {
         if (failure.errorNumber() == ENOMEM) {
             throw MemoryShortage(failure.what());
@@ -73,7 +73,7 @@ PhotographAnalysis analyzePhotograph(const std::string& path, ColorCounter& coun
     } catch (const std::bad_alloc&) {
         throw outOfMemory(path);
     } catch (const cv::Exception& error) {
-        if (error.code == cv::Error::StsNoMem) {
+        if (error.code == cv::Error::StsNoMem) {  // OpenCV reports failed allocations this way
             throw outOfMemory(path);
         }
         throw;

@@ -52,3 +52,9 @@ cmake -G Ninja -S "$source/tests/consumer" -B consumer -DCMAKE_BUILD_TYPE=Releas
     -DCMAKE_PREFIX_PATH="$scratch/development/usr" >consumer.log
 cmake --build consumer --target consumer >>consumer.log || { cat consumer.log && exit 1; }
 consumer/consumer
+
+# Of the shared library there are none, which is said where it is chosen.
+cmake -G Ninja -S "$source" -B shared -DBUILD_SHARED_LIBS=ON -DLIKENESS_BUILD_TESTS=OFF -DLIKENESS_BUILD_BENCHMARKS=OFF \
+    -DLIKENESS_BUILD_DARKROOM=OFF -DLIKENESS_BUILD_EXAMPLES=OFF >shared.log || { cat shared.log && exit 1; }
+grep -q "no Debian packages with BUILD_SHARED_LIBS=ON" shared.log || fail "the shared configuration says nothing of packages"
+[ ! -e shared/CPackConfig.cmake ] || fail "the shared configuration is one for packages"

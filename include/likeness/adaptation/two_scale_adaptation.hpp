@@ -44,7 +44,7 @@ LIKENESS_API void biCAT(cv::Mat& image, cv::Mat& sourceWhite, cv::Mat& sourceWhi
 /// @param guidance       image whose detail is kept; overwritten with the result
 /// @param whiteGuidance  local mean of `guidance`
 /// @param input          image whose colours are wanted; read for the diagnostics and their size only
-/// @param spare          not read otherwise than that it is multiplied and divided by 255
+/// @param spare          unused, except that it is scaled by 255 and back
 /// @param whiteInput     local mean of `input`
 /// @param weightMap      CV_32FC1: weight of the result
 /// @param sigma          width in values, on the scale of squares 0..255^2, of the bilateral filter for the local means

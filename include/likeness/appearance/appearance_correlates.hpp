@@ -1,7 +1,8 @@
 /// @file
 /// The correlates of the forward appearance model, pixel by pixel: CIECAM02 (CIE 159:2004) with three deliberate
-/// departures. The achromatic response of the white is the image's own maximum; the compression is not mirrored for
-/// negative responses; the surround is dark (c = 0.525 here, N_c handed in).
+/// departures. The achromatic response of the white is the image's own maximum (departure 2); the compression is not
+/// mirrored for negative responses (3); hue angles are not wrapped (4). The surround is dark (c = 0.525 here, N_c handed
+/// in).
 ///
 /// `nl` is a CV_32FC3 non-linearity image (appearance/cone_responses.hpp), every other map CV_32F of its size: a, b, hue
 /// in degrees, eccentricity, A achromatic response, J lightness, Q brightness, C chroma, M colourfulness, s saturation;

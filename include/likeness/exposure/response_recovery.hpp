@@ -20,8 +20,7 @@ LIKENESS_API bool hasResponseGrid(cv::Size size);
 /// Recovers the response of a camera with the image library's `CalibrateDebevec`: 70 points on a regular grid,
 /// smoothness 10.
 ///
-/// @param images  two or more CV_8UC3 exposures of one size; where that `hasResponseGrid` not, the image library raises
-///                its error
+/// @param images  two or more CV_8UC3 exposures of one size; if `!hasResponseGrid(size)`, the image library throws
 /// @param times   their exposure times, all different
 /// @return        256 x 1, CV_32FC3: for each byte the exposure (radiance times time, up to a factor) that it stands
 ///                for, in the images' channel order

@@ -16,8 +16,7 @@ namespace likeness {
 ///
 /// With l1 >= l2 the eigenvalues of the tensor, the strength is (exp(-1e10 / (l1 - l2)^2) + 1) / 2 (after Weickert,
 /// "Coherence-enhancing diffusion filtering", IJCV 31, 1999): exactly 0.5 without orientation, towards 1 along strong
-/// straight edges. The constant is one for images on a scale of 0..255; on scales of 0..20 and below every strength is
-/// 0.5.
+/// straight edges. The constant 1e10 assumes values in 0..255; on scales of 0..20 and below every strength is 0.5.
 ///
 /// @param image  CV_32FC3 on the caller's scale, not empty; read. It is mirrored about its edge pixels; but where it is
 ///               a view into a larger image, the filters see the pixels around the view.

@@ -1,5 +1,6 @@
 // darkroom verify: how the results of a batch stand to its list.
 #include "batch/result_store.hpp"
+#include "batch/result_text.hpp"
 #include "batch/stable_hash.hpp"
 #include "console/list_options.hpp"
 #include "console/subcommands.hpp"
@@ -104,10 +105,8 @@ private:
         compare("version", record.version, version_);
         compare("parameters", record.parameters, parameters_);
         for (const CarriedValue& value : pair.carried) {
-            const auto recorded =
-                std::find_if(record.carried.begin(), record.carried.end(),
-                             [&](const CarriedValue& candidate) { return candidate.column == value.column; });
-            compare(value.column, recorded == record.carried.end() ? "" : recorded->text, value.text);
+            const CarriedValue* const recorded = carriedValue(record, value.column);
+            compare(value.column, recorded == nullptr ? "" : recorded->text, value.text);
         }
         if (!what.empty()) {
             ++altered_;

@@ -1,6 +1,7 @@
 #include "pages/batch_report.hpp"
 
 #include <likeness/version.hpp>
+#include "batch/result_text.hpp"
 #include "files/markup_text.hpp"
 #include "files/number_format.hpp"
 #include "pages/batch_report_page.hpp"
@@ -66,9 +67,8 @@ std::vector<std::pair<std::string, json>> fieldsOf(const ResultRecord& record,
     }
     json carried = json::array();
     for (const std::string& column : columns) {
-        const auto found = std::find_if(record.carried.begin(), record.carried.end(),
-                                        [&column](const CarriedValue& value) { return value.column == column; });
-        carried.push_back(found == record.carried.end() ? std::string() : validUtf8(found->text));
+        const CarriedValue* const value = carriedValue(record, column);
+        carried.push_back(value == nullptr ? std::string() : validUtf8(value->text));
     }
     fields.emplace_back("carried", std::move(carried));
     return fields;
