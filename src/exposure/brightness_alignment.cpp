@@ -77,7 +77,7 @@ LightnessStatistics lightnessStatistics(const cv::Mat& bgr, const Diagnostics& d
     return statisticsOfLab(labOf(bgr), diagnostics);
 }
 
-LightnessStatistics lightnessOf(const cv::Mat& photograph) {
+LightnessStatistics lightnessStatisticsOf(const cv::Mat& photograph) {
     return lightnessStatistics(unitPhotograph("photograph", photograph), dropAll());
 }
 

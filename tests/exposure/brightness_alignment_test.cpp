@@ -216,8 +216,8 @@ TEST(MatchLightness, IsTheGivenOneOfEveryDepth) {
                 testing::quietly(some, [&](const cv::Mat& one) { return matchLightness(one, reference); });
             EXPECT_MAT_EQUAL(match.image, expected);
             EXPECT_EQ(match.own.mean, lightnessStatistics(unit, dropAll()).mean);
-            EXPECT_EQ(lightnessOf(some).mean, match.own.mean);
-            EXPECT_EQ(lightnessOf(some).deviation, match.own.deviation);
+            EXPECT_EQ(lightnessStatisticsOf(some).mean, match.own.mean);
+            EXPECT_EQ(lightnessStatisticsOf(some).deviation, match.own.deviation);
             EXPECT_EQ(match.own.deviation, lightnessStatistics(unit, dropAll()).deviation);
             EXPECT_EQ(match.wanted.mean, lightnessStatistics(reference, dropAll()).mean);
             EXPECT_EQ(match.wanted.deviation, lightnessStatistics(reference, dropAll()).deviation);

@@ -59,7 +59,7 @@ LIKENESS_API LightnessStatistics lightnessStatistics(const cv::Mat& bgr,
 /// Mean and standard deviation of a photograph's CIE L*: `lightnessStatistics`, the same bits.
 /// @param photograph  any depth that `toUnit` takes, B, G, R; not modified. NaN does not count
 /// @throws std::invalid_argument  for an empty photograph and another type
-LIKENESS_API LightnessStatistics lightnessOf(const cv::Mat& photograph);
+LIKENESS_API LightnessStatistics lightnessStatisticsOf(const cv::Mat& photograph);
 
 /// A photograph with the lightness of another.
 struct LightnessMatch {

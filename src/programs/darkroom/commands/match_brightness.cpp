@@ -55,7 +55,7 @@ ExitStatus matchBrightness(const Session& session, const Options& options) {
     }
     const LightnessMatch match = matched(session, options, image, reference);
     // Of the file: rounding to its depth may move them.
-    const LightnessStatistics reached = lightnessOf(pictureAsStored(options.output, match.image));
+    const LightnessStatistics reached = lightnessStatisticsOf(pictureAsStored(options.output, match.image));
     tellClippedInput(session, options.input, image);
     tellClippedInput(session, options.reference, reference);
     writePhotograph(
