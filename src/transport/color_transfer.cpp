@@ -60,9 +60,8 @@ ColorTransfer::ColorTransfer(const cv::Mat& photograph, const cv::Mat& palette, 
     }
     lab_ = labOf("photograph", photograph);
     const cv::Mat paletteLab = labOf("palette", palette);
-    const ColorGaussian input(lab_, dims_);
     watch.step(1, stepsOfStatistics);
-    const ColorGaussian target(paletteLab, dims_);
+    const auto [input, target] = gaussiansOf(lab_, paletteLab, dims_);
     if (watch.receiver().wantsMessages()) {
         watch.receiver().print(transferMessage(input, target));
     }

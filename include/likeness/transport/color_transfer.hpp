@@ -57,7 +57,7 @@ struct Transfer {
 class LIKENESS_API ColorTransfer {
 public:
     /// @param options  `t` is not read
-    /// @param watch    is told of the statistics of each photograph; its receiver gets the lines of
+    /// @param watch    is told of the colours taken in and of their statistics; its receiver gets the lines of
     ///                 `applyOptimalTransport`
     /// @throws std::invalid_argument  for an empty photograph, another type, NaN or infinite values, and for Bonneel's
     ///                 form of all channels
@@ -112,8 +112,8 @@ private:
 
 /// Gives a photograph the colours of another one, `palette`, of any size.
 ///
-/// @param watch  is told of the statistics of each photograph and of the steps of `ColorTransfer::at`; its receiver
-///               gets the lines of `applyOptimalTransport`
+/// @param watch  is told of the steps of the constructor of `ColorTransfer` and of `ColorTransfer::at`; its receiver gets
+///               the lines of `applyOptimalTransport`
 /// @return       the same bits as `applyOptimalTransport` (in Bonneel's form its map and means, and
 ///               `computeMapping2DBonneel`) between the image library's conversions; all empty of an empty photograph.
 ///               `map` and the means are those that were applied, of the place `t`.
