@@ -7,8 +7,8 @@
 
 namespace likeness {
 
-/// `guidedFilter(guide, image, radius, epsilon)`, the same bits and dumps; told are the statistics of the guide and each
-/// channel.
+/// `guidedFilter(guide, image, radius, epsilon)`, the same bits and dumps; told are the statistics of the guide and
+/// each channel.
 /// @param image  of the size of the guide, at least one channel
 cv::Mat smoothChannels(const cv::Mat& image, const cv::Mat& guide, int radius, double epsilon, const Watch& watch);
 

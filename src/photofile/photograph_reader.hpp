@@ -71,11 +71,11 @@ public:
 };
 
 /// Reads a file. Before anything is decoded, what is no regular file, a camera's raw file and an image of more than
-/// `mostPixels` are found from the file's kind and header (photofile/image_header.hpp) and count as a problem; so does what
-/// cannot be read as an image, or has more pixels than the image library accepts.
+/// `mostPixels` are found from the file's kind and header (photofile/image_header.hpp) and count as a problem; so does
+/// what cannot be read as an image, or has more pixels than the image library accepts.
 ///
-/// For front ends: while it runs, the process's standard error is sorted (photofile/decoder_remarks.hpp), because the format
-/// libraries print there themselves. One call at a time.
+/// For front ends: while it runs, the process's standard error is sorted (photofile/decoder_remarks.hpp), because the
+/// format libraries print there themselves. One call at a time.
 /// @param colors  if it is not null, asked whether the numbers are to be converted; `bgr` is then CV_32FC3 whatever
 ///                `values` says
 /// @throws MachineFailure
