@@ -13,17 +13,10 @@ namespace likeness {
 cv::Mat grayWorldTriple(const cv::Mat& bgr, const Diagnostics& diagnostics);
 
 /// What an element is multiplied by to go from its white to D65.
-class D65Factor {
-public:
-    float operator()(float white, int channel) const noexcept {
-        const auto ratio = static_cast<float>(static_cast<double>(d65_.degreeTimesWhite[channel]) /
-                                              (D65Adaptation::guard + static_cast<double>(white)));
-        return 1.0F + ratio - d65_.degree;
-    }
-
-private:
-    D65Adaptation d65_ = d65Adaptation();
-};
+inline float factorToD65(float white, double degreeTimesWhite, float degree) noexcept {
+    const auto ratio = static_cast<float>(degreeTimesWhite / (D65Adaptation::guard + static_cast<double>(white)));
+    return 1.0F + ratio - degree;
+}
 
 /// `iCAMCATByD65` and `inverseCATByD65` of a sharpened image under one white, sharpened too.
 void scaleToD65(cv::Mat& img, const cv::Vec3f& white);

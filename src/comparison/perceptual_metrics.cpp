@@ -82,7 +82,8 @@ public:
         const cv::Vec3f rgb = times(sharpenedFromXyz_, xyz[0], xyz[1], xyz[2]);
         cv::Vec3f adapted;
         for (int c = 0; c < 3; ++c) {
-            adapted[c] = factor_(rgb[c], 2 - c) * rgb[c] * 100.0F;  // the factor's channels are B, G, R
+            const auto target = static_cast<double>(d65_.degreeTimesWhite[2 - c]);  // in the order B, G, R
+            adapted[c] = factorToD65(rgb[c], target, d65_.degree) * rgb[c] * 100.0F;
         }
         cv::Vec3f responses = times(hpeFromSharpened_, adapted[0], adapted[1], adapted[2]);
         for (float& response : responses.val) {
@@ -121,7 +122,7 @@ private:
     PixelMatrix xyzFromLinear_{xyzFromLinearRgb()};
     PixelMatrix sharpenedFromXyz_{sharpenedRgbFromXyz()};
     PixelMatrix hpeFromSharpened_{hpeFromSharpenedRgb()};
-    D65Factor factor_;
+    D65Adaptation d65_ = d65Adaptation();
     float backgroundLuminance_ = backgroundLuminanceOf(1);
     float FL_ = computeFl(adaptingLuminance);
     float Ncb_ = computeNcb(backgroundLuminance_, whiteLuminance);
