@@ -1,9 +1,9 @@
 #include <likeness/diagnostics/diagnostics.hpp>
 
+#include "codecs/image_codecs.hpp"
 #include "diagnostics/number_text.hpp"
 #include "diagnostics/output_file.hpp"
-
-#include <opencv2/imgcodecs.hpp>
+#include "modules/module_loader.hpp"
 
 #include <iostream>
 #include <utility>
@@ -109,9 +109,11 @@ void DirectoryDiagnostics::writeImage(const std::string& name, const cv::Mat& im
     std::vector<uchar> bytes;
     bool encoded = false;
     try {
-        encoded = cv::imencode(extensionOf(name), image, bytes);
+        encoded = encodeImage(extensionOf(name), image, bytes);
     } catch (const cv::Exception&) {
         encoded = false;  // no such format, or not for this image: a dump that cannot be kept
+    } catch (const ModuleProblem&) {
+        encoded = false;
     }
     writeFile(name, [&](const std::string& path) {
         if (!encoded) {

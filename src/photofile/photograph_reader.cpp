@@ -1,12 +1,13 @@
 #include "photofile/photograph_reader.hpp"
 
 #include <likeness/color/srgb_companding.hpp>
+#include "codecs/image_codecs.hpp"
+#include "modules/module_loader.hpp"
 #include "numerics/beside.hpp"
 #include "photofile/decoder_remarks.hpp"
 #include "photofile/image_header.hpp"
 
 #include <opencv2/core/utils/logger.hpp>
-#include <opencv2/imgcodecs.hpp>
 
 #include <fcntl.h>
 #include <sys/stat.h>
@@ -156,11 +157,16 @@ Decoded decoded(const std::string& path, int flags) {
     Decoded result;
     errno = 0;
     try {
-        result.image = cv::imread(path, flags);
+        result.image = decodedFile(path, flags);
     } catch (const std::bad_alloc&) {
         errno = ENOMEM;
     } catch (const cv::Exception& error) {
         errno = error.code == cv::Error::StsNoMem ? ENOMEM : errno;
+    } catch (const ModuleProblem& problem) {
+        if (problem.errorNumber() == 0) {
+            throw;
+        }
+        errno = problem.errorNumber();
     }
     // The image library does not hand on why it gave up, but nothing after that touches the error number.
     if (result.image.empty() && isOfTheMachine(errno)) {
@@ -308,6 +314,9 @@ PhotographRead readCollecting(const std::string& path, PhotographValues values, 
             throw machineFailure(path, ENOMEM);
         }
         result.bgr.release();
+    } catch (const ModuleProblem& problem) {
+        result.problem = std::string(noImage) + ": " + problem.what();
+        return result;
     }
     if (result.bgr.empty()) {
         result.problem = noImage;

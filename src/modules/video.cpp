@@ -1,0 +1,18 @@
+// The module `video`.
+#include "modules/video.hpp"
+
+#include "modules/module_identity.hpp"
+
+#include <opencv2/video/tracking.hpp>
+
+#define LIKENESS_MODULE_ENTRY extern "C" __attribute__((visibility("default")))
+
+LIKENESS_MODULE_ENTRY const char* likeness_module_identity() {
+    return likeness::moduleIdentity;
+}
+
+LIKENESS_MODULE_ENTRY void likeness_farneback(const cv::Mat& previous, const cv::Mat& next, cv::Mat& flow,
+                                              const likeness::FarnebackArguments& arguments) {
+    cv::calcOpticalFlowFarneback(previous, next, flow, arguments.pyramidScale, arguments.levels, arguments.window,
+                                 arguments.iterations, arguments.neighborhood, arguments.neighborhoodSigma, 0);
+}
