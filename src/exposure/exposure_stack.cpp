@@ -19,7 +19,6 @@
 #include "exposure/result_image.hpp"
 #include "numerics/argument_check.hpp"
 
-
 #include <cmath>
 #include <cstdint>
 #include <filesystem>

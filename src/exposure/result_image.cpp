@@ -3,7 +3,6 @@
 #include "codecs/image_codecs.hpp"
 #include "diagnostics/output_file.hpp"
 
-
 #include <filesystem>
 #include <string>
 #include <system_error>

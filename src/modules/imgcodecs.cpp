@@ -5,10 +5,12 @@
 
 #include <opencv2/imgcodecs.hpp>
 
+#include <cstring>
+
 #define LIKENESS_MODULE_ENTRY extern "C" __attribute__((visibility("default")))
 
-LIKENESS_MODULE_ENTRY const char* likeness_module_identity() {
-    return likeness::moduleIdentity;
+LIKENESS_MODULE_ENTRY bool likeness_module_fits(const char* identity) {
+    return std::strcmp(identity, likeness::moduleIdentity) == 0;
 }
 
 LIKENESS_MODULE_ENTRY void likeness_imread(const std::string& path, int flags, cv::Mat& image) {

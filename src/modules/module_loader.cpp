@@ -14,7 +14,7 @@
 namespace likeness {
 namespace {
 
-using IdentityOfModule = const char* (*)();
+using FitsEntry = bool (*)(const char* identity);
 
 /// What the loader says of its last failure.
 std::string loaderText() {
@@ -51,12 +51,11 @@ void* loaded(const std::string& file) {
             reasons += (reasons.empty() ? "" : "; ") + reason;
             continue;
         }
-        const auto identity = reinterpret_cast<IdentityOfModule>(::dlsym(handle, "likeness_module_identity"));
-        if (identity != nullptr && std::strcmp(identity(), moduleIdentity) == 0) {
+        const auto fits = reinterpret_cast<FitsEntry>(::dlsym(handle, "likeness_module_fits"));
+        if (fits != nullptr && fits(moduleIdentity)) {
             return handle;
         }
-        reasons += (reasons.empty() ? "'" : "; '") + place + "' is of " +
-                   (identity == nullptr ? "another program" : identity()) + ", not of " + moduleIdentity;
+        reasons += (reasons.empty() ? "'" : "; '") + place + "' is not of " + moduleIdentity;
         ::dlclose(handle);
     }
     throw ModuleProblem(

@@ -355,6 +355,9 @@ std::pair<PhotographRead, PhotographRead> readPhotographPair(const std::string& 
     const RemarkSorter sorter;
     auto reading = beside([&] { return readWithAllRemarks(second, values, mostPixels, secondColors); });
     PhotographRead firstRead = readWithAllRemarks(first, values, mostPixels, firstColors);
+    if (firstRead.bgr.empty()) {
+        return {std::move(firstRead), PhotographRead()};
+    }
     return {std::move(firstRead), reading.get()};
 }
 

@@ -23,9 +23,9 @@ cv::Mat flowBetween(const cv::Mat& reference, const cv::Mat& moving, const Align
     cv::cvtColor(reference, grayReference, cv::COLOR_BGR2GRAY);
     cv::Mat flow;
     const auto farneback = reinterpret_cast<FarnebackEntry>(moduleEntry("video", "likeness_farneback"));
-    farneback(grayReference, grayMoving, flow,
-              {pyramidScale, options.levels, options.window, options.iterations, neighborhood,
-               options.neighborhoodSigma});
+    farneback(
+        grayReference, grayMoving, flow,
+        {pyramidScale, options.levels, options.window, options.iterations, neighborhood, options.neighborhoodSigma});
     return flow;
 }
 

@@ -51,14 +51,13 @@ TEST(ModuleLoader, LooksOnlyWhereTheEnvironmentSays) {
               0);
 }
 
-TEST(ModuleLoader, RefusesAModuleOfAnotherProgram) {
+TEST(ModuleLoader, RefusesAModuleOfAnotherBuild) {
     const ScratchDirectory scratch;
-    // Any shared object will do that has no identity.
+    // Any shared object will do that does not say that it fits.
     std::filesystem::create_symlink(LIKENESS_FOREIGN_MODULE, "likeness_foreign.so");
     EXPECT_EQ(statusOfForked([] {
                   ::setenv("LIKENESS_MODULES", ".", 1);
-                  return problemOf("foreign", "entry").find("is of another program, not of likeness ") !=
-                         std::string::npos;
+                  return problemOf("foreign", "entry").find("is not of likeness ") != std::string::npos;
               }),
               0);
 }
