@@ -11,6 +11,7 @@
 #include <memory>
 #include <optional>
 #include <string_view>
+#include <utility>
 
 namespace likeness {
 namespace {
@@ -25,15 +26,15 @@ bool beginsWith(const unsigned char* bytes, std::size_t count, std::string_view 
                       [](char expected, unsigned char byte) { return static_cast<unsigned char>(expected) == byte; });
 }
 
-cv::Mat decodedDirectly(std::FILE* file, int flags) {
+cv::Mat decodedDirectly(std::FILE* file, int flags, cv::Mat room) {
     std::array<unsigned char, 8> beginning{};
     const std::size_t count = std::fread(beginning.data(), 1, beginning.size(), file);
     std::rewind(file);
     if (beginsWith(beginning.data(), count, "\xFF\xD8\xFF")) {
-        return decodedJpeg(file, flags);
+        return decodedJpeg(file, flags, std::move(room));
     }
     if (beginsWith(beginning.data(), count, "\x89PNG\r\n\x1A\n")) {
-        return decodedPng(file, flags);
+        return decodedPng(file, flags, std::move(room));
     }
     return {};
 }
@@ -59,11 +60,11 @@ bool encodedDirectly(const std::string& extension, const cv::Mat& image, std::ve
 
 }  // namespace
 
-cv::Mat decodedFile(const std::string& path, int flags) {
+cv::Mat decodedFile(const std::string& path, int flags, cv::Mat room) {
     {
         const std::unique_ptr<std::FILE, CloseFile> file(std::fopen(path.c_str(), "rbe"));
         if (file != nullptr) {
-            cv::Mat image = decodedDirectly(file.get(), flags);
+            cv::Mat image = decodedDirectly(file.get(), flags, std::move(room));
             if (!image.empty()) {
                 return image;
             }
@@ -79,7 +80,7 @@ cv::Mat decodedBytes(const std::vector<uchar>& bytes, int flags) {
         const std::unique_ptr<std::FILE, CloseFile> file(
             ::fmemopen(const_cast<uchar*>(bytes.data()), bytes.size(), "rb"));
         if (file != nullptr) {
-            cv::Mat image = decodedDirectly(file.get(), flags);
+            cv::Mat image = decodedDirectly(file.get(), flags, {});
             if (!image.empty()) {
                 return image;
             }

@@ -19,8 +19,10 @@ namespace likeness {
 
 /// What `cv::imread` makes of a file; empty if it cannot be read as an image. Safe to call from several threads.
 /// @param flags  cv::ImreadModes
+/// @param room   an image whose memory the result takes over if it is of the same size and type, which spares fresh
+///               pages; nobody else may hold it. Whatever it was, its content is lost
 /// @throws cv::Exception  as `cv::imread` does: there is no memory, or the image is beyond the image library's limits
-LIKENESS_API cv::Mat decodedFile(const std::string& path, int flags);
+LIKENESS_API cv::Mat decodedFile(const std::string& path, int flags, cv::Mat room = {});
 
 /// What `cv::imdecode` makes of the bytes of a file; none raise cv::Exception.
 LIKENESS_API cv::Mat decodedBytes(const std::vector<uchar>& bytes, int flags);

@@ -11,6 +11,7 @@
 #include <csetjmp>
 #include <cstdlib>
 #include <optional>
+#include <utility>
 
 namespace likeness {
 
@@ -164,7 +165,7 @@ private:
 
 }  // namespace
 
-cv::Mat decodedJpeg(std::FILE* file, int flags) {
+cv::Mat decodedJpeg(std::FILE* file, int flags, cv::Mat room) {
     Decompression jpeg;
     if (!areUsualFlags(flags) || !jpeg.begin(file)) {
         return {};
@@ -173,7 +174,8 @@ cv::Mat decodedJpeg(std::FILE* file, int flags) {
     if (!orientation) {
         return {};
     }
-    cv::Mat image(jpeg.rows(), jpeg.cols(), typeAsked(jpeg.storedType(), flags));
+    cv::Mat image = std::move(room);
+    image.create(jpeg.rows(), jpeg.cols(), typeAsked(jpeg.storedType(), flags));
     if (!jpeg.readRows(image.data, image.step, image.channels() > 1)) {
         return {};
     }
@@ -201,7 +203,7 @@ bool encodeJpeg(const cv::Mat& image, int quality, std::vector<uchar>& bytes) {
 
 #else
 
-cv::Mat decodedJpeg(std::FILE* /*file*/, int /*flags*/) {
+cv::Mat decodedJpeg(std::FILE* /*file*/, int /*flags*/, cv::Mat /*room*/) {
     return {};
 }
 

@@ -10,6 +10,7 @@
 #include <csetjmp>
 #include <new>
 #include <optional>
+#include <utility>
 
 namespace likeness {
 namespace {
@@ -204,12 +205,13 @@ std::vector<::png_bytep> linesOf(const cv::Mat& image) {
 
 }  // namespace
 
-cv::Mat decodedPng(std::FILE* file, int flags) {
+cv::Mat decodedPng(std::FILE* file, int flags, cv::Mat room) {
     Reading png;
     if (!areUsualFlags(flags) || !png.begin(file)) {
         return {};
     }
-    cv::Mat image(png.rows(), png.cols(), typeAsked(png.storedType(), flags));
+    cv::Mat image = std::move(room);
+    image.create(png.rows(), png.cols(), typeAsked(png.storedType(), flags));
     std::vector<::png_bytep> lines = linesOf(image);
     if (!png.readRows(lines.data(), image.type())) {
         return {};

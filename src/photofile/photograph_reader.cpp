@@ -20,6 +20,7 @@
 #include <mutex>
 #include <new>
 #include <shared_mutex>
+#include <utility>
 
 namespace likeness {
 namespace {
@@ -153,11 +154,11 @@ struct Decoded {
     int problem = 0;  ///< error number that tells what the machine lacked; 0 if it lacked nothing
 };
 
-Decoded decoded(const std::string& path, int flags) {
+Decoded decoded(const std::string& path, int flags, cv::Mat room) {
     Decoded result;
     errno = 0;
     try {
-        result.image = decodedFile(path, flags);
+        result.image = decodedFile(path, flags, std::move(room));
     } catch (const std::bad_alloc&) {
         errno = ENOMEM;
     } catch (const cv::Exception& error) {
@@ -191,16 +192,17 @@ std::shared_mutex& decoding() {
     return mutex;
 }
 
-cv::Mat decodedOrMachineFailure(const std::string& path, int flags, const ImageHeader& header) {
+/// @param room  memory for the image (codecs/image_codecs.hpp)
+cv::Mat decodedOrMachineFailure(const std::string& path, int flags, const ImageHeader& header, cv::Mat room = {}) {
     {
         const std::shared_lock together(decoding());
-        Decoded first = decoded(path, flags);
+        Decoded first = decoded(path, flags, std::move(room));
         if (first.problem == 0) {
             return first.image;
         }
     }
     const std::scoped_lock alone(decoding());
-    Decoded second = decoded(path, flags);
+    Decoded second = decoded(path, flags, {});
     // A damaged file can ask for more memory than any machine has, or than an image of its size takes.
     if (second.problem != 0 && (second.problem != ENOMEM || lacksMemoryFor(header))) {
         throw machineFailure(path, second.problem);
@@ -255,15 +257,15 @@ cv::Mat decodedAsStored(const std::string& path, const ImageHeader& header) {
     return withThreeChannels(image);
 }
 
-cv::Mat decodedAs(PhotographValues values, const std::string& path, const ImageHeader& header) {
+cv::Mat decodedAs(PhotographValues values, const std::string& path, const ImageHeader& header, cv::Mat room) {
     cv::Mat image;
     switch (values) {
         case PhotographValues::bytes:
-            return withThreeChannels(decodedOrMachineFailure(path, cv::IMREAD_COLOR, header));
+            return withThreeChannels(decodedOrMachineFailure(path, cv::IMREAD_COLOR, header, std::move(room)));
         case PhotographValues::bytesOrFloats:
             // What is neither told to be floats nor unknown has 8 or 16 bits.
             if (!header.floats && header.format != ImageFileFormat::unknown && header.bits <= 16) {
-                return withThreeChannels(decodedOrMachineFailure(path, cv::IMREAD_COLOR, header));
+                return withThreeChannels(decodedOrMachineFailure(path, cv::IMREAD_COLOR, header, std::move(room)));
             }
             image = decodedAsStored(path, header);
             if (image.depth() == CV_16U) {
@@ -285,7 +287,7 @@ cv::Mat decodedAs(PhotographValues values, const std::string& path, const ImageH
 
 template <typename LinesOf>
 PhotographRead readCollecting(const std::string& path, PhotographValues values, std::uint64_t mostPixels,
-                              ColorReading* colors, LinesOf linesOf) {
+                              ColorReading* colors, LinesOf linesOf, cv::Mat room = {}) {
     PhotographRead result;
     Inspected found;
     const ImageHeader& header = found.header;
@@ -302,7 +304,7 @@ PhotographRead readCollecting(const std::string& path, PhotographValues values, 
     }
     try {
         const RemarkCollector collector;
-        result.bgr = decodedAs(found.otherColors ? PhotographValues::stored : values, path, header);
+        result.bgr = decodedAs(found.otherColors ? PhotographValues::stored : values, path, header, std::move(room));
         if (found.otherColors && !result.bgr.empty()) {
             result.bgr = colors->converted(result.bgr);
         }
@@ -362,9 +364,10 @@ std::pair<PhotographRead, PhotographRead> readPhotographPair(const std::string& 
 }
 
 PhotographRead readPhotographAmongOthers(const std::string& path, PhotographValues values, std::uint64_t mostPixels,
-                                         ColorReading* colors) {
-    return readCollecting(path, values, mostPixels, colors,
-                          [](const RemarkCollector& collector) { return collector.lines(); });
+                                         ColorReading* colors, cv::Mat room) {
+    return readCollecting(
+        path, values, mostPixels, colors, [](const RemarkCollector& collector) { return collector.lines(); },
+        std::move(room));
 }
 
 }  // namespace likeness

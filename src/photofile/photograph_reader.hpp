@@ -93,7 +93,8 @@ std::pair<PhotographRead, PhotographRead> readPhotographPair(const std::string& 
 
 /// What `readPhotograph` does, with remarks only where a `RemarkSorter` is at work, of which the remarks are
 /// `RemarkCollector::lines()`. Safe to call from several threads.
+/// @param room  a photograph that was read before and is not needed any more: one of the same size takes over its memory
 PhotographRead readPhotographAmongOthers(const std::string& path, PhotographValues values, std::uint64_t mostPixels,
-                                         ColorReading* colors = nullptr);
+                                         ColorReading* colors = nullptr, cv::Mat room = {});
 
 }  // namespace likeness

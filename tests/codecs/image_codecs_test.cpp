@@ -19,6 +19,7 @@
 #include <limits>
 #include <memory>
 #include <thread>
+#include <utility>
 
 namespace likeness {
 namespace {
@@ -50,9 +51,9 @@ void save(const std::string& name, const std::string& bytes) {
     std::ofstream(name, std::ios::binary) << bytes;
 }
 
-cv::Mat readDirectly(cv::Mat (*decoded)(std::FILE*, int), const char* name, int flags) {
+cv::Mat readDirectly(cv::Mat (*decoded)(std::FILE*, int, cv::Mat), const char* name, int flags) {
     const std::unique_ptr<std::FILE, int (*)(std::FILE*)> file(std::fopen(name, "rb"), std::fclose);
-    return decoded(file.get(), flags);
+    return decoded(file.get(), flags, {});
 }
 
 class ImageCodecs : public ::testing::Test {
@@ -139,6 +140,22 @@ TEST_F(ImageCodecs, LimitsOfTheEnvironmentAreTheImageLibrarys) {
                   return readDirectly(decodedJpeg, "image", cv::IMREAD_COLOR).empty();
               }),
               0);
+}
+
+TEST_F(ImageCodecs, TheMemoryThatIsOfferedIsTaken) {
+    for (const std::string& file : {jpegFile({}), pngFile({2, 8, true, false, false}, {61, 47})}) {
+        save("image", file);
+        cv::Mat room(47, 61, CV_8UC3, cv::Scalar::all(77));
+        const uchar* const memory = room.data;
+        const cv::Mat image = decodedFile("image", cv::IMREAD_COLOR, std::move(room));
+        EXPECT_EQ(image.data, memory);
+        EXPECT_MAT_EQUAL(image, cv::imread("image"));
+        EXPECT_MAT_EQUAL(decodedFile("image", cv::IMREAD_COLOR, cv::Mat(47, 60, CV_8UC3)), cv::imread("image"));
+        EXPECT_MAT_EQUAL(decodedFile("image", cv::IMREAD_GRAYSCALE, cv::Mat(47, 61, CV_8UC3)),
+                         cv::imread("image", cv::IMREAD_GRAYSCALE));
+    }
+    save("image", jpegFile({}).substr(0, 500));
+    EXPECT_MAT_EQUAL(decodedFile("image", cv::IMREAD_COLOR, cv::Mat(47, 61, CV_8UC3)), cv::imread("image"));
 }
 
 TEST_F(ImageCodecs, BytesAreDecodedAsFilesAre) {
