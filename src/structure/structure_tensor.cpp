@@ -1,6 +1,7 @@
 #include <likeness/structure/structure_tensor.hpp>
 
 #include "color/photograph_argument.hpp"
+#include "diagnostics/watched_bands.hpp"
 #include "numerics/argument_check.hpp"
 #include "numerics/image_walk.hpp"
 #include "structure/tensor_eigenvalues.hpp"
@@ -172,24 +173,20 @@ void mapStructure(const cv::Mat& image, int kernelSide, cv::Mat& strength, cv::M
     if (diagnostics.wantsFiles()) {
         shown.emplace(image.size());
     }
-    const int bands = (image.rows + bandHeight - 1) / bandHeight;
-    BandTensor tensor(image, kernelSide);
-    for (int k = 0; k < bands; ++k) {
-        const int first = k * bandHeight;
-        const cv::Range band(first, std::min(first + bandHeight, image.rows));
+    forEachBand(image.size(), bandHeight, watch, 0, [&](cv::Range band) {
+        BandTensor tensor(image, kernelSide);
         tensor.find(band, shown ? &*shown : nullptr);
-        tensor.map(strength(band, cv::Range(0, image.cols)), orientationStrength);
+        tensor.map(strength.rowRange(band), orientationStrength);
         if (shown) {
             tensor.map(shown->coherence.rowRange(band), coherence);
         }
         if (coherenceMap != nullptr) {
             tensor.map(coherenceMap->rowRange(band), coherence);
         }
-        if (first == 0 && diagnostics.wantsMessages()) {
+        if (band.start == 0 && diagnostics.wantsMessages()) {
             diagnostics.print(tensor.firstPixelText());
         }
-        watch.step(k + 1, bands);
-    }
+    });
     if (shown) {
         shown->write(strength, diagnostics);
     }
