@@ -100,8 +100,29 @@ void printRatio(const char* name, const std::vector<double>& values) {
                 *std::min_element(values.begin(), values.end()), *std::max_element(values.begin(), values.end()));
 }
 
-void bench(const std::string& program, const std::string& darkroom, const std::string& stages, int width, int height,
-           int repetitions, bool literal) {
+/// What does the least, as processes of their own.
+struct Floors {
+    std::string jpeg;
+    std::string start;
+};
+
+void benchStart(const std::string& darkroom, const Floors& floors, int repetitions) {
+    std::map<std::string, std::vector<Run>> runs;
+    for (int i = 0; i < 5 * repetitions; ++i) {
+        runs["darkroom"].push_back(run({darkroom, "--version"}));
+        runs["floor"].push_back(run({floors.start, ""}));
+    }
+    const auto wall = [](const Run& r) { return r.wall; };
+    std::puts("start");
+    print("darkroom --version", runs["darkroom"]);
+    print("a program linked with core, imgproc", runs["floor"]);
+    printRatio("darkroom --version / the program that does nothing",
+               ratios(column(runs["darkroom"], wall), column(runs["floor"], wall)));
+    std::puts("");
+}
+
+void bench(const std::string& program, const std::string& darkroom, const std::string& stages, const Floors& floors,
+           int width, int height, int repetitions, bool literal) {
     const std::vector<std::string> pair = {"first.jpg", "second.jpg"};
     const std::string w = std::to_string(width);
     const std::string h = std::to_string(height);
@@ -136,6 +157,8 @@ void bench(const std::string& program, const std::string& darkroom, const std::s
         runs["darkroom"].push_back(run({darkroom, "compare", pair[0], pair[1]}));
         runs["published"].push_back(run({darkroom, "compare", pair[0], pair[1], "--model", "ciecam16"}));
         runs["decode"].push_back(run({stages, "decode", pair[0], pair[1]}));
+        runs["both"].push_back(run({floors.jpeg, pair[0], pair[1]}));
+        runs["once"].push_back(run({floors.jpeg, pair[0], pair[1], secondText}));
     }
     if (literal) {
         runs["literal"].push_back(run({stages, "literal", pair[0], pair[1]}));
@@ -146,6 +169,8 @@ void bench(const std::string& program, const std::string& darkroom, const std::s
     print("darkroom compare", runs["darkroom"]);
     print("darkroom compare --model ciecam16", runs["published"]);
     print("decode only", runs["decode"]);
+    print("libjpeg-turbo decodes both at once", runs["both"]);
+    print("the same, three JPEGs, text once", runs["once"]);
     if (literal) {
         print("literal chain, with all dumps", runs["literal"]);
     }
@@ -155,6 +180,10 @@ void bench(const std::string& program, const std::string& darkroom, const std::s
     const auto wall = [](const Run& r) { return r.wall; };
     const auto cpu = [](const Run& r) { return r.cpu; };
     printRatio("program / floor, whole processes", ratios(column(runs["program"], wall), column(runs["floor"], wall)));
+    printRatio("program / decoding at once, three JPEGs, text once",
+               ratios(column(runs["program"], wall), column(runs["once"], wall)));
+    printRatio("darkroom compare / decoding both at once, whole processes",
+               ratios(column(runs["darkroom"], wall), column(runs["both"], wall)));
     printRatio("darkroom compare / decoding both, whole processes",
                ratios(column(runs["darkroom"], wall), column(runs["decode"], wall)));
     printRatio("darkroom compare / decoding both, processor time",
@@ -177,23 +206,28 @@ void bench(const std::string& program, const std::string& darkroom, const std::s
 }  // namespace
 
 int main(int argc, char** argv) {
-    if (argc < 5) {
-        std::cerr << "usage: comparison_bench LIKENESS DARKROOM STAGES SCRATCH_FOLDER [REPETITIONS] [small]\n";
+    if (argc < 7) {
+        std::cerr << "usage: comparison_bench LIKENESS DARKROOM STAGES JPEG_FLOOR START_FLOOR SCRATCH_FOLDER "
+                     "[REPETITIONS] [small]\n";
         return 2;
     }
     const std::string program = fs::absolute(argv[1]);
     const std::string darkroom = fs::absolute(argv[2]);
     const std::string stages = fs::absolute(argv[3]);
-    fs::create_directories(argv[4]);
-    fs::current_path(argv[4]);
-    const int repetitions = argc > 5 ? std::max(1, std::atoi(argv[5])) : 7;
-    if (argc > 6 && std::string(argv[6]) == "small") {
-        bench(program, darkroom, stages, 800, 600, repetitions, true);
+    const Floors floors{fs::absolute(argv[4]), fs::absolute(argv[5])};
+    fs::create_directories(argv[6]);
+    fs::current_path(argv[6]);
+    const int repetitions = argc > 7 ? std::max(1, std::atoi(argv[7])) : 7;
+    if (argc > 8 && std::string(argv[8]) == "small") {
+        benchStart(darkroom, floors, repetitions);
+        bench(program, darkroom, stages, floors, 800, 600, repetitions, true);
         return 0;
     }
     std::printf("%u processors, %d repetitions in turn, medians (least to greatest)\n\n",
                 std::thread::hardware_concurrency(), repetitions);
-    bench(program, darkroom, stages, 3264, 2448, repetitions, true);
-    bench(program, darkroom, stages, 5184, 3456, repetitions, false);
+    benchStart(darkroom, floors, repetitions);
+    bench(program, darkroom, stages, floors, 600, 450, repetitions, false);
+    bench(program, darkroom, stages, floors, 3264, 2448, repetitions, true);
+    bench(program, darkroom, stages, floors, 5184, 3456, repetitions, false);
     return 0;
 }

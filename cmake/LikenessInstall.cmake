@@ -15,6 +15,8 @@ install(
     FILE_SET HEADERS
     DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}
     COMPONENT development)
+list(TRANSFORM LIKENESS_OPENCV_LATE_MODULES PREPEND likeness_ OUTPUT_VARIABLE module_targets)
+install(TARGETS ${module_targets} LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR}/likeness COMPONENT modules)
 install(
     EXPORT likenessTargets
     NAMESPACE likeness::
@@ -22,8 +24,10 @@ install(
     COMPONENT development)
 
 list(JOIN LIKENESS_OPENCV_MODULES " " LIKENESS_OPENCV_WORDS)
+set(LIKENESS_INSTALLED_MODULES "${CMAKE_INSTALL_LIBDIR}/likeness")
 configure_package_config_file("${CMAKE_CURRENT_LIST_DIR}/likenessConfig.cmake.in"
-                              "${PROJECT_BINARY_DIR}/likenessConfig.cmake" INSTALL_DESTINATION ${package_dir})
+                              "${PROJECT_BINARY_DIR}/likenessConfig.cmake" INSTALL_DESTINATION ${package_dir}
+                              PATH_VARS LIKENESS_INSTALLED_MODULES)
 write_basic_package_version_file("${PROJECT_BINARY_DIR}/likenessConfigVersion.cmake" COMPATIBILITY SameMinorVersion)
 install(
     FILES "${PROJECT_BINARY_DIR}/likenessConfig.cmake" "${PROJECT_BINARY_DIR}/likenessConfigVersion.cmake"
@@ -36,15 +40,20 @@ install(
 set(pkgconfig_libs "-llikeness")
 list(TRANSFORM LIKENESS_OPENCV_PRIVATE PREPEND "-l" OUTPUT_VARIABLE pkgconfig_private)
 list(JOIN pkgconfig_private " " pkgconfig_private)
+string(APPEND pkgconfig_private " -ljpeg -lpng")
 if(TARGET SLEEF::SLEEF)
     string(APPEND pkgconfig_private " -lsleef")
 endif()
 string(APPEND pkgconfig_private " ${OpenMP_CXX_FLAGS} -pthread")
+foreach(library IN LISTS CMAKE_DL_LIBS)
+    string(APPEND pkgconfig_private " -l${library}")
+endforeach()
 get_target_property(likeness_type likeness TYPE)
 set(pkgconfig_definitions "")
 if(likeness_type STREQUAL "STATIC_LIBRARY")
     set(pkgconfig_definitions "-DLIKENESS_STATIC ")
-    string(APPEND pkgconfig_libs " ${pkgconfig_private}")
+    # Where the modules are that it loads when something needs them.
+    string(APPEND pkgconfig_libs " ${pkgconfig_private} -Wl,-rpath,\${libdir}/likeness")
     set(pkgconfig_private "")
 endif()
 string(APPEND pkgconfig_libs " -lopencv_core")

@@ -18,6 +18,8 @@ found_without_dpkg() {
     procps) command -v ps ;;
     slurm-client) command -v sbatch ;;
     libopencv-dev) has_package opencv4 OpenCVConfig.cmake ;;
+    libjpeg62-turbo-dev) has_package libjpeg - ;;
+    libpng-dev) has_package libpng - ;;
     libsleef-dev) has_package sleef - || has_header sleef.h ;;
     libcli11-dev) has_package CLI11 CLI11Config.cmake ;;
     nlohmann-json3-dev) has_package nlohmann_json nlohmann_jsonConfig.cmake ;;
@@ -85,7 +87,7 @@ ensure_packages() {
 }
 
 # What the library and the program are built with.
-library_packages=(libopencv-dev libsleef-dev)
+library_packages=(libopencv-dev libjpeg62-turbo-dev libpng-dev libsleef-dev)
 build_packages=(g++ cmake ninja-build "${library_packages[@]}")
 
 # What the programs need on top, and darkroom alone.

@@ -7,11 +7,11 @@
 #include <likeness/color/white_point.hpp>
 #include "adaptation/adaptation_steps.hpp"
 #include "adaptation/participation_mask.hpp"
+#include "codecs/image_codecs.hpp"
 #include "numerics/argument_check.hpp"
 #include "numerics/parallel.hpp"
 #include "numerics/transcendental_blocks.hpp"
 
-#include <opencv2/imgcodecs.hpp>
 #include <opencv2/imgproc.hpp>
 
 #include <algorithm>
@@ -49,7 +49,7 @@ cv::Mat adaptationMatrix(const cv::Mat& sourceXyz, const cv::Mat& targetXyz, flo
 cv::Mat shadowPicture() {
     const char* const name = "Masks/giantShadow.jpg";
     std::error_code ignored;
-    return std::filesystem::exists(name, ignored) ? cv::imread(name, cv::IMREAD_GRAYSCALE) : cv::Mat();
+    return std::filesystem::exists(name, ignored) ? decodedFile(name, cv::IMREAD_GRAYSCALE) : cv::Mat();
 }
 
 /// @param mask  handed on to where it is not read

@@ -13,10 +13,11 @@
 namespace likeness {
 namespace {
 
-void analyze(const std::string& path, ColorCounter& counter, std::uint64_t mostPixels, const AnalysisOptions& options,
+void analyze(const std::string& path, AnalysisTables& tables, std::uint64_t mostPixels, const AnalysisOptions& options,
              const ProfileChoice& profiles, PhotographAnalysis& analysis) {
     ManagedColors colors(profiles);
-    PhotographRead photograph = readPhotographAmongOthers(path, PhotographValues::bytesOrFloats, mostPixels, &colors);
+    PhotographRead photograph = readPhotographAmongOthers(path, PhotographValues::bytesOrFloats, mostPixels, &colors,
+                                                          std::exchange(tables.photograph, {}));
     colors.settle(photograph.remarks);
     analysis.problem = photograph.problem;
     analysis.remarks = std::move(photograph.remarks);
@@ -31,10 +32,10 @@ void analyze(const std::string& path, ColorCounter& counter, std::uint64_t mostP
         analysis.remarks.push_back(colors.use().remark());
     }
     if (!options.hue && options.model == ComparisonModel()) {
-        analysis.distributions = appearanceDistributions(photograph.bgr, counter);
+        analysis.distributions = appearanceDistributions(photograph.bgr, tables.counter);
     } else {
         try {
-            analysis.distributions = modelledAppearance(photograph.bgr, options, counter).distributions;
+            analysis.distributions = modelledAppearance(photograph.bgr, options, tables.counter).distributions;
         } catch (const std::invalid_argument& problem) {
             analysis.problem = std::string(": ") + problem.what();
             return;
@@ -42,6 +43,9 @@ void analyze(const std::string& path, ColorCounter& counter, std::uint64_t mostP
     }
     analysis.facts.width = photograph.bgr.cols;
     analysis.facts.height = photograph.bgr.rows;
+    if (photograph.bgr.type() == CV_8UC3) {  // floats are of no use to the next file, and large
+        tables.photograph = std::move(photograph.bgr);
+    }
     analysis.problem = appearanceProblem(analysis.distributions);
     const CorrelateShares& shares = analysis.distributions.nanShares;
     analysis.facts.nanShares = {shares.brightness, shares.lightness, shares.chroma, shares.colorfulness,
@@ -60,11 +64,11 @@ void append(std::string& text, const std::string& more) {
 
 }  // namespace
 
-PhotographAnalysis analyzePhotograph(const std::string& path, ColorCounter& counter, std::uint64_t mostPixels,
+PhotographAnalysis analyzePhotograph(const std::string& path, AnalysisTables& tables, std::uint64_t mostPixels,
                                      const AnalysisOptions& options, const ProfileChoice& profiles) {
     PhotographAnalysis analysis;
     try {
-        analyze(path, counter, mostPixels, options, profiles, analysis);
+        analyze(path, tables, mostPixels, options, profiles, analysis);
     } catch (const MachineFailure& failure) {
         if (failure.errorNumber() == ENOMEM) {
             throw MemoryShortage(failure.what());

@@ -5,6 +5,8 @@
 #include "comparison/photograph_counts.hpp"
 #include "photofile/managed_colors.hpp"
 
+#include <opencv2/core.hpp>
+
 #include <cstdint>
 #include <string>
 #include <vector>
@@ -19,13 +21,19 @@ struct PhotographAnalysis {
     std::vector<std::string> remarks;  ///< of the decoder, and how its colour profile was used
 };
 
-/// Reads and analyses a photograph. Safe to call from several threads, with a counter for each; the decoder's remarks
+/// What a thread keeps from one photograph to the next.
+struct AnalysisTables {
+    ColorCounter counter;
+    cv::Mat photograph;  ///< memory for the next one of the same size
+};
+
+/// Reads and analyses a photograph. Safe to call from several threads, with tables for each; the decoder's remarks
 /// are collected where a `RemarkSorter` is at work.
 /// @param mostPixels  more of them are a problem of the photograph
 /// @param options     the model; maps are not made
 /// @throws Refusal    if the machine lacks what it takes (descriptors, a disk that works; `MemoryShortage` if it is
 ///                    memory): no problem of the photograph
-PhotographAnalysis analyzePhotograph(const std::string& path, ColorCounter& counter, std::uint64_t mostPixels,
+PhotographAnalysis analyzePhotograph(const std::string& path, AnalysisTables& tables, std::uint64_t mostPixels,
                                      const AnalysisOptions& options = {}, const ProfileChoice& profiles = {});
 
 /// Compares two analysed photographs.

@@ -9,7 +9,9 @@
 
 #include <algorithm>
 #include <array>
+#include <cstdint>
 #include <stdexcept>
+#include <string>
 #include <utility>
 #include <vector>
 
@@ -145,6 +147,22 @@ CountedAppearance ofMaps(AppearanceMaps maps, const std::vector<std::uint32_t>& 
     return {distributionsOf(pixels), std::move(maps), indices};
 }
 
+/// Whether everything that the first photograph would leave is replaced by what the second one leaves: then nobody sees
+/// the dumps of the first, and they need not be made.
+bool isReplaced(const cv::Mat& first, const cv::Mat& second, const Diagnostics& diagnostics) {
+    constexpr int greatestJpegSide = 65500;
+    constexpr std::uintmax_t mostBytesOfPixel = 16;  // the longest line of a text
+    constexpr std::uintmax_t mostBytesOfHeader = 4096;
+    const auto* const directory = dynamic_cast<const DirectoryDiagnostics*>(&diagnostics);
+    const auto hasAllDumps = [](const cv::Mat& photograph) {
+        return !photograph.empty() && photograph.depth() == CV_8U && photograph.rows <= greatestJpegSide &&
+               photograph.cols <= greatestJpegSide;
+    };
+    static const std::vector<std::string> dumps{"A_before.jpg", "10_in.txt", "mask.jpg", "t_before.jpg"};
+    return directory != nullptr && hasAllDumps(first) && hasAllDumps(second) &&
+           directory->wouldBeReplaced(dumps, first.total() * mostBytesOfPixel + mostBytesOfHeader);
+}
+
 void requirePhotograph(const cv::Mat& image) {
     if (!image.empty() && image.type() != CV_8UC3 && image.type() != CV_32FC3) {
         throw std::invalid_argument("likeness: a photograph is an 8-bit or float image of three channels (B, G, R)");
@@ -267,6 +285,11 @@ std::pair<AppearanceDistributions, AppearanceDistributions> analyzePhotographs(c
     requirePhotograph(second);
     // Half a millisecond's work: below, what a thread saves is not worth its start.
     constexpr std::size_t worthAThread = std::size_t{1} << 14;
+    if (isReplaced(first, second, diagnostics)) {
+        auto secondDistributions = beside([&] { return appearanceDistributions(second, diagnostics); });
+        AppearanceDistributions firstDistributions = appearanceDistributions(first, dropAll());
+        return {std::move(firstDistributions), secondDistributions.get()};
+    }
     if (diagnostics.wantsFiles() || std::min(first.total(), second.total()) < worthAThread) {
         ColorCounter counter;
         AppearanceDistributions firstDistributions = appearanceDistributions(first, counter, diagnostics);

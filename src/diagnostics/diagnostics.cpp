@@ -1,11 +1,15 @@
 #include <likeness/diagnostics/diagnostics.hpp>
 
+#include "codecs/image_codecs.hpp"
 #include "diagnostics/number_text.hpp"
 #include "diagnostics/output_file.hpp"
+#include "modules/module_loader.hpp"
 
-#include <opencv2/imgcodecs.hpp>
-
+#include <sys/resource.h>
+#include <algorithm>
+#include <filesystem>
 #include <iostream>
+#include <system_error>
 #include <utility>
 
 namespace likeness {
@@ -109,9 +113,11 @@ void DirectoryDiagnostics::writeImage(const std::string& name, const cv::Mat& im
     std::vector<uchar> bytes;
     bool encoded = false;
     try {
-        encoded = cv::imencode(extensionOf(name), image, bytes);
+        encoded = encodeImage(extensionOf(name), image, bytes);
     } catch (const cv::Exception&) {
         encoded = false;  // no such format, or not for this image: a dump that cannot be kept
+    } catch (const ModuleProblem&) {
+        encoded = false;
     }
     writeFile(name, [&](const std::string& path) {
         if (!encoded) {
@@ -161,6 +167,22 @@ void DirectoryDiagnostics::print(std::string_view text) const {
 std::vector<std::string> DirectoryDiagnostics::failures() const {
     const std::scoped_lock lock(files_);
     return {failures_.begin(), failures_.end()};
+}
+
+bool DirectoryDiagnostics::wouldBeReplaced(const std::vector<std::string>& names, std::uintmax_t bytes) const {
+    namespace fs = std::filesystem;
+    std::error_code problem;
+    const fs::space_info space = fs::space(directory_.empty() ? "." : directory_, problem);
+    ::rlimit limit{};
+    if (problem || space.available / (names.size() + 1) < bytes || ::getrlimit(RLIMIT_FSIZE, &limit) != 0 ||
+        (limit.rlim_cur != RLIM_INFINITY && limit.rlim_cur < bytes)) {
+        return false;
+    }
+    return std::all_of(names.begin(), names.end(), [this](const std::string& name) {
+        std::error_code unknown;
+        const fs::file_status status = fs::status(path(name), unknown);
+        return status.type() == fs::file_type::not_found || status.type() == fs::file_type::regular;
+    });
 }
 
 const Diagnostics& workingDirectory() {

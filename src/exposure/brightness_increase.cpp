@@ -4,12 +4,12 @@
 #include <likeness/appearance/cone_responses.hpp>
 #include <likeness/appearance/inverse_model.hpp>
 #include <likeness/appearance/viewing_conditions.hpp>
+#include "codecs/image_codecs.hpp"
 #include "diagnostics/message_lines.hpp"
 #include "diagnostics/number_text.hpp"
 #include "filter/bilateral_filter.hpp"
 #include "numerics/image_walk.hpp"
 
-#include <opencv2/imgcodecs.hpp>
 #include <opencv2/imgproc.hpp>
 
 #include <algorithm>
@@ -49,7 +49,7 @@ void copyFlashPhotograph(const Diagnostics& diagnostics) {
     const std::string path = "Images/flash-nonFlash+multiExp/set06/Scaled/flash.JPG";
     std::error_code unreadable;
     if (diagnostics.wantsFiles() && std::filesystem::is_regular_file(path, unreadable)) {
-        diagnostics.writeImage("tmpFlash.jpg", cv::imread(path, cv::IMREAD_COLOR));
+        diagnostics.writeImage("tmpFlash.jpg", decodedFile(path, cv::IMREAD_COLOR));
     }
 }
 

@@ -9,6 +9,7 @@
 #include <likeness/exposure/exposure_sequence.hpp>
 #include <likeness/exposure/response_recovery.hpp>
 #include <likeness/filter/guidedfilter.hpp>
+#include "codecs/image_codecs.hpp"
 #include "color/photograph_argument.hpp"
 #include "diagnostics/number_text.hpp"
 #include "diagnostics/step_count.hpp"
@@ -17,8 +18,6 @@
 #include "exposure/exposure_times.hpp"
 #include "exposure/result_image.hpp"
 #include "numerics/argument_check.hpp"
-
-#include <opencv2/imgcodecs.hpp>
 
 #include <cmath>
 #include <cstdint>
@@ -41,7 +40,7 @@ int diagonalOf(const cv::Mat& image) {
 /// Looked for first, because the reader complains about a missing file.
 cv::Mat maskIfThere(const std::string& path) {
     std::error_code unreadable;
-    return std::filesystem::is_regular_file(path, unreadable) ? cv::imread(path, cv::IMREAD_GRAYSCALE) : cv::Mat();
+    return std::filesystem::is_regular_file(path, unreadable) ? decodedFile(path, cv::IMREAD_GRAYSCALE) : cv::Mat();
 }
 
 std::string linesOf(const std::vector<float>& values) {

@@ -1,8 +1,7 @@
 #include "exposure/result_image.hpp"
 
+#include "codecs/image_codecs.hpp"
 #include "diagnostics/output_file.hpp"
-
-#include <opencv2/imgcodecs.hpp>
 
 #include <filesystem>
 #include <string>
@@ -24,7 +23,7 @@ std::string extensionOf(const std::string& path) {
 
 void writeResultImage(const std::string& path, const cv::Mat& image) {
     std::vector<uchar> bytes;
-    cv::imencode(extensionOf(path), image, bytes);
+    encodeImage(extensionOf(path), image, bytes);
     const std::string unfinished = path + ".part";
     OutputFile file(unfinished);
     file.write({reinterpret_cast<const char*>(bytes.data()), bytes.size()});

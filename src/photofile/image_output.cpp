@@ -1,14 +1,15 @@
 #include "photofile/image_output.hpp"
 
 #include <likeness/color/srgb_companding.hpp>
+#include "codecs/image_codecs.hpp"
 #include "files/refusal.hpp"
 #include "files/replaced_file.hpp"
+#include "modules/module_loader.hpp"
 #include "photofile/clipping.hpp"
 #include "photofile/managed_colors.hpp"
 #include "photofile/profile_tagging.hpp"
 
 #include <fmt/format.h>
-#include <opencv2/imgcodecs.hpp>
 
 #include <algorithm>
 #include <cctype>
@@ -43,9 +44,11 @@ void encodeAndReplace(const ImageOutput& output, const char* extension, const cv
     std::vector<uchar> bytes;
     bool encoded = false;
     try {
-        encoded = cv::imencode(extension, image, bytes, parameters);
+        encoded = encodeImage(extension, image, bytes, parameters);
     } catch (const cv::Exception&) {
         encoded = false;
+    } catch (const ModuleProblem& problem) {
+        throw Refusal(fmt::format("cannot write '{}': {}", output.path, problem.what()));
     }
     if (!encoded) {
         throw Refusal(fmt::format("cannot write '{}': its format cannot hold an image of {} x {} pixels", output.path,

@@ -1,12 +1,13 @@
 #include "photofile/photograph_reader.hpp"
 
 #include <likeness/color/srgb_companding.hpp>
+#include "codecs/image_codecs.hpp"
+#include "modules/module_loader.hpp"
 #include "numerics/beside.hpp"
 #include "photofile/decoder_remarks.hpp"
 #include "photofile/image_header.hpp"
 
 #include <opencv2/core/utils/logger.hpp>
-#include <opencv2/imgcodecs.hpp>
 
 #include <fcntl.h>
 #include <sys/stat.h>
@@ -19,6 +20,7 @@
 #include <mutex>
 #include <new>
 #include <shared_mutex>
+#include <utility>
 
 namespace likeness {
 namespace {
@@ -152,15 +154,20 @@ struct Decoded {
     int problem = 0;  ///< error number that tells what the machine lacked; 0 if it lacked nothing
 };
 
-Decoded decoded(const std::string& path, int flags) {
+Decoded decoded(const std::string& path, int flags, cv::Mat room) {
     Decoded result;
     errno = 0;
     try {
-        result.image = cv::imread(path, flags);
+        result.image = decodedFile(path, flags, std::move(room));
     } catch (const std::bad_alloc&) {
         errno = ENOMEM;
     } catch (const cv::Exception& error) {
         errno = error.code == cv::Error::StsNoMem ? ENOMEM : errno;
+    } catch (const ModuleProblem& problem) {
+        if (problem.errorNumber() == 0) {
+            throw;
+        }
+        errno = problem.errorNumber();
     }
     // The image library does not hand on why it gave up, but nothing after that touches the error number.
     if (result.image.empty() && isOfTheMachine(errno)) {
@@ -185,16 +192,17 @@ std::shared_mutex& decoding() {
     return mutex;
 }
 
-cv::Mat decodedOrMachineFailure(const std::string& path, int flags, const ImageHeader& header) {
+/// @param room  memory for the image (codecs/image_codecs.hpp)
+cv::Mat decodedOrMachineFailure(const std::string& path, int flags, const ImageHeader& header, cv::Mat room = {}) {
     {
         const std::shared_lock together(decoding());
-        Decoded first = decoded(path, flags);
+        Decoded first = decoded(path, flags, std::move(room));
         if (first.problem == 0) {
             return first.image;
         }
     }
     const std::scoped_lock alone(decoding());
-    Decoded second = decoded(path, flags);
+    Decoded second = decoded(path, flags, {});
     // A damaged file can ask for more memory than any machine has, or than an image of its size takes.
     if (second.problem != 0 && (second.problem != ENOMEM || lacksMemoryFor(header))) {
         throw machineFailure(path, second.problem);
@@ -249,15 +257,15 @@ cv::Mat decodedAsStored(const std::string& path, const ImageHeader& header) {
     return withThreeChannels(image);
 }
 
-cv::Mat decodedAs(PhotographValues values, const std::string& path, const ImageHeader& header) {
+cv::Mat decodedAs(PhotographValues values, const std::string& path, const ImageHeader& header, cv::Mat room) {
     cv::Mat image;
     switch (values) {
         case PhotographValues::bytes:
-            return withThreeChannels(decodedOrMachineFailure(path, cv::IMREAD_COLOR, header));
+            return withThreeChannels(decodedOrMachineFailure(path, cv::IMREAD_COLOR, header, std::move(room)));
         case PhotographValues::bytesOrFloats:
             // What is neither told to be floats nor unknown has 8 or 16 bits.
             if (!header.floats && header.format != ImageFileFormat::unknown && header.bits <= 16) {
-                return withThreeChannels(decodedOrMachineFailure(path, cv::IMREAD_COLOR, header));
+                return withThreeChannels(decodedOrMachineFailure(path, cv::IMREAD_COLOR, header, std::move(room)));
             }
             image = decodedAsStored(path, header);
             if (image.depth() == CV_16U) {
@@ -279,7 +287,7 @@ cv::Mat decodedAs(PhotographValues values, const std::string& path, const ImageH
 
 template <typename LinesOf>
 PhotographRead readCollecting(const std::string& path, PhotographValues values, std::uint64_t mostPixels,
-                              ColorReading* colors, LinesOf linesOf) {
+                              ColorReading* colors, LinesOf linesOf, cv::Mat room = {}) {
     PhotographRead result;
     Inspected found;
     const ImageHeader& header = found.header;
@@ -296,7 +304,7 @@ PhotographRead readCollecting(const std::string& path, PhotographValues values, 
     }
     try {
         const RemarkCollector collector;
-        result.bgr = decodedAs(found.otherColors ? PhotographValues::stored : values, path, header);
+        result.bgr = decodedAs(found.otherColors ? PhotographValues::stored : values, path, header, std::move(room));
         if (found.otherColors && !result.bgr.empty()) {
             result.bgr = colors->converted(result.bgr);
         }
@@ -308,6 +316,9 @@ PhotographRead readCollecting(const std::string& path, PhotographValues values, 
             throw machineFailure(path, ENOMEM);
         }
         result.bgr.release();
+    } catch (const ModuleProblem& problem) {
+        result.problem = std::string(noImage) + ": " + problem.what();
+        return result;
     }
     if (result.bgr.empty()) {
         result.problem = noImage;
@@ -346,13 +357,17 @@ std::pair<PhotographRead, PhotographRead> readPhotographPair(const std::string& 
     const RemarkSorter sorter;
     auto reading = beside([&] { return readWithAllRemarks(second, values, mostPixels, secondColors); });
     PhotographRead firstRead = readWithAllRemarks(first, values, mostPixels, firstColors);
+    if (firstRead.bgr.empty()) {
+        return {std::move(firstRead), PhotographRead()};
+    }
     return {std::move(firstRead), reading.get()};
 }
 
 PhotographRead readPhotographAmongOthers(const std::string& path, PhotographValues values, std::uint64_t mostPixels,
-                                         ColorReading* colors) {
-    return readCollecting(path, values, mostPixels, colors,
-                          [](const RemarkCollector& collector) { return collector.lines(); });
+                                         ColorReading* colors, cv::Mat room) {
+    return readCollecting(
+        path, values, mostPixels, colors, [](const RemarkCollector& collector) { return collector.lines(); },
+        std::move(room));
 }
 
 }  // namespace likeness

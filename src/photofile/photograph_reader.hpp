@@ -82,7 +82,8 @@ public:
 PhotographRead readPhotograph(const std::string& path, PhotographValues values = PhotographValues::bytes,
                               std::uint64_t mostPixels = usualMostPixels, ColorReading* colors = nullptr);
 
-/// Two files, each as `readPhotograph` reads it, decoded at the same time on two threads.
+/// Two files, each as `readPhotograph` reads it, decoded at the same time on two threads. Where the first cannot be read
+/// nothing is told of the second.
 /// @param firstColors, secondColors  two objects, or null
 std::pair<PhotographRead, PhotographRead> readPhotographPair(const std::string& first, const std::string& second,
                                                              PhotographValues values = PhotographValues::bytes,
@@ -92,7 +93,8 @@ std::pair<PhotographRead, PhotographRead> readPhotographPair(const std::string& 
 
 /// What `readPhotograph` does, with remarks only where a `RemarkSorter` is at work, of which the remarks are
 /// `RemarkCollector::lines()`. Safe to call from several threads.
+/// @param room  a photograph that was read before and is not needed any more: one of the same size takes over its memory
 PhotographRead readPhotographAmongOthers(const std::string& path, PhotographValues values, std::uint64_t mostPixels,
-                                         ColorReading* colors = nullptr);
+                                         ColorReading* colors = nullptr, cv::Mat room = {});
 
 }  // namespace likeness

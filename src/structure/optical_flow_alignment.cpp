@@ -1,9 +1,10 @@
 #include <likeness/structure/optical_flow_alignment.hpp>
 
 #include "color/photograph_argument.hpp"
+#include "modules/module_loader.hpp"
+#include "modules/video.hpp"
 
 #include <opencv2/imgproc.hpp>
-#include <opencv2/video/tracking.hpp>
 
 #include <string>
 
@@ -21,8 +22,10 @@ cv::Mat flowBetween(const cv::Mat& reference, const cv::Mat& moving, const Align
     cv::cvtColor(moving, grayMoving, cv::COLOR_BGR2GRAY);
     cv::cvtColor(reference, grayReference, cv::COLOR_BGR2GRAY);
     cv::Mat flow;
-    cv::calcOpticalFlowFarneback(grayReference, grayMoving, flow, pyramidScale, options.levels, options.window,
-                                 options.iterations, neighborhood, options.neighborhoodSigma, 0);
+    const auto farneback = reinterpret_cast<FarnebackEntry>(moduleEntry("video", "likeness_farneback"));
+    farneback(
+        grayReference, grayMoving, flow,
+        {pyramidScale, options.levels, options.window, options.iterations, neighborhood, options.neighborhoodSigma});
     return flow;
 }
 

@@ -7,9 +7,13 @@
 #include <gtest/gtest.h>
 #include <opencv2/imgcodecs.hpp>
 
+#include <fcntl.h>
+#include <sys/inotify.h>
 #include <sys/resource.h>
 #include <sys/stat.h>
+#include <unistd.h>
 #include <algorithm>
+#include <array>
 #include <fstream>
 #include <set>
 
@@ -307,6 +311,81 @@ TEST_F(LikenessProgram, AFileThatMayNotGrowGivesAWarning) {
     EXPECT_EQ(outcome.out, "1,1,1,1,1\n");
     EXPECT_EQ(linesOf(outcome.err).front(), "likeness: warning: For_fit.txt: was cut off: no space left");
     EXPECT_EQ(contentOf(folder() / "For_fit.txt"), std::string(4096, '\n'));
+}
+
+/// How often each file of a folder was written to its end while the object lived.
+class WrittenFiles {
+public:
+    explicit WrittenFiles(const fs::path& folder) : descriptor_(::inotify_init1(IN_NONBLOCK | IN_CLOEXEC)) {
+        EXPECT_GE(::inotify_add_watch(descriptor_, folder.c_str(), IN_CLOSE_WRITE), 0);
+    }
+    ~WrittenFiles() { ::close(descriptor_); }
+    WrittenFiles(const WrittenFiles&) = delete;
+    WrittenFiles& operator=(const WrittenFiles&) = delete;
+
+    std::multiset<std::string> names() const {
+        std::multiset<std::string> found;
+        alignas(::inotify_event) std::array<char, 65536> events{};
+        const ::ssize_t size = ::read(descriptor_, events.data(), events.size());
+        for (::ssize_t at = 0; at < size;) {
+            const auto* const event = reinterpret_cast<const ::inotify_event*>(events.data() + at);
+            found.insert(event->name);
+            at += static_cast<::ssize_t>(sizeof(::inotify_event) + event->len);
+        }
+        return found;
+    }
+
+private:
+    int descriptor_;
+};
+
+TEST_F(LikenessProgram, DoesNotMakeWhatTheSecondPhotographReplaces) {
+    const WrittenFiles written(folder());
+    EXPECT_EQ(compare(photo("cat.jpg"), photo("coffee.jpg"), folder()).status, 0);
+    EXPECT_EQ(written.names(),
+              (std::multiset<std::string>{"10_in.txt", "A_before.jpg", "For_fit.txt", "mask.jpg", "t_before.jpg"}));
+}
+
+TEST_F(LikenessProgram, WhatADumpLeadsToGetsThatOfBothPhotographs) {
+    const std::string a = save("a.png", randomPhotograph({40, 30}, 1));
+    const std::string b = save("b.png", randomPhotograph({20, 30}, 2));
+    std::string texts;
+    for (const std::string& each : {a, b}) {
+        const ScratchDirectory alone;
+        compare(each, each, alone.path());
+        texts += contentOf(alone.path() / "10_in.txt");
+    }
+    const fs::path pipe = folder() / "10_in.txt";
+    ASSERT_EQ(::mkfifo(pipe.c_str(), 0600), 0);
+    const int end = ::open(pipe.c_str(), O_RDWR | O_NONBLOCK | O_CLOEXEC);
+    ASSERT_EQ(compare(a, b, folder()).status, 0);
+    std::string passed(texts.size() + 1, '\0');
+    passed.resize(static_cast<std::size_t>(std::max<::ssize_t>(0, ::read(end, passed.data(), passed.size()))));
+    ::close(end);
+    EXPECT_TRUE(passed == texts) << passed.size() << " bytes, not " << texts.size();
+}
+
+TEST_F(LikenessProgram, ADumpOfTheFirstPhotographThatMayNotGrowGivesAWarning) {
+    const std::string large = save("large.png", randomPhotograph({100, 90}, 1));
+    const std::string small = save("small.png", randomPhotograph({10, 9}, 2));
+    const ScratchDirectory alone;
+    compare(small, small, alone.path());
+    const Outcome outcome = run({program, large, small}, folder(), [] {
+        const ::rlimit limit{20000, 20000};
+        ::setrlimit(RLIMIT_FSIZE, &limit);
+    });
+    EXPECT_EQ(outcome.status, 0);
+    EXPECT_EQ(outcome.err, "likeness: warning: cannot write '10_in.txt'\n");
+    for (const std::string& name : dumps) {
+        EXPECT_TRUE(contentOf(folder() / name) == contentOf(alone.path() / name)) << name;
+    }
+}
+
+TEST_F(LikenessProgram, TheFirstOfTwoPhotographsThatCannotBeReadIsNamed) {
+    writeText(input("text.jpg"), "no photograph");
+    expectRefused(input("text.jpg"), "missing.jpg", input("text.jpg"));
+    expectRefused("missing.jpg", input("text.jpg"), "missing.jpg");
+    expectRefused(photo("cat.jpg"), input("text.jpg"), input("text.jpg"));
 }
 
 TEST_F(LikenessProgram, WithoutThreadsDoesTheWorkItself) {

@@ -16,6 +16,9 @@ cmake --install "$build" --prefix "$scratch/stage" >"$scratch/install.log"
 cd "$scratch"
 line=$("$scratch/stage/bin/likeness" "$source/examples/photos/cat.jpg" "$source/examples/photos/cat.jpg")
 [ "$line" = "1,1,1,1,1" ] || fail "the installed program printed '$line'"
+printf 'P6\n2 1\n255\nabcdef' >tiny.ppm
+line=$("$scratch/stage/bin/likeness" tiny.ppm tiny.ppm)
+[ "$line" = "1,1,1,1,1" ] || fail "the installed program printed '$line' for a file that a module reads"
 [ -f "$scratch/stage/share/man/man1/likeness.1" ] || fail "no man page"
 if [ -x "$build/bin/darkroom" ]; then
     line=$("$scratch/stage/bin/darkroom" compare "$source/examples/photos/cat.jpg" "$source/examples/photos/cat.jpg")

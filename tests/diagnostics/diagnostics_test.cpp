@@ -8,6 +8,9 @@
 #include <opencv2/imgcodecs.hpp>
 
 #include <algorithm>
+#include <cstdint>
+#include <filesystem>
+#include <fstream>
 #include <sstream>
 #include <thread>
 
@@ -153,6 +156,21 @@ TEST(DirectoryDiagnostics, NamesWhatItCouldNotWrite) {
     here.writeImage("image without format", map);
     here.writeMap("map.txt", map, 2, 2);
     EXPECT_EQ(here.failures(), (std::vector<std::string>{"image without format", "image.no-such-format"}));
+}
+
+TEST(DirectoryDiagnostics, KnowsWhatLaterDumpsReplace) {
+    const ScratchDirectory scratch;
+    const DirectoryDiagnostics here{std::string()};
+    EXPECT_TRUE(here.wouldBeReplaced({"new.jpg"}, 1));
+    std::ofstream("old.jpg") << "x";
+    std::filesystem::create_symlink("old.jpg", "link.jpg");
+    EXPECT_TRUE(here.wouldBeReplaced({"new.jpg", "old.jpg", "link.jpg"}, 1));
+    std::filesystem::create_symlink("/dev/null", "device.jpg");
+    EXPECT_FALSE(here.wouldBeReplaced({"new.jpg", "device.jpg"}, 1));
+    std::filesystem::create_directory("folder.jpg");
+    EXPECT_FALSE(here.wouldBeReplaced({"folder.jpg"}, 1));
+    EXPECT_FALSE(here.wouldBeReplaced({"new.jpg"}, std::uintmax_t{1} << 60U));
+    EXPECT_FALSE(DirectoryDiagnostics("/nowhere").wouldBeReplaced({"new.jpg"}, 1));
 }
 
 TEST(DirectoryDiagnostics, KeepsFilesWholeUnderManyThreads) {

@@ -17,19 +17,33 @@ cpack --config "$build/CPackConfig.cmake" -B "$scratch/packages" >cpack.log 2>&1
 version=$(sed -n 's/^#define LIKENESS_VERSION_\(MAJOR\|MINOR\|PATCH\) //p' "$source/include/likeness/version.hpp" | paste -sd.)
 architecture=$(dpkg --print-architecture)
 programs="packages/likeness_${version}_$architecture.deb"
+modules="packages/likeness-modules_${version}_$architecture.deb"
 development="packages/liblikeness-dev_${version}_$architecture.deb"
-for package in "$programs" "$development"; do
+for package in "$programs" "$modules" "$development"; do
     [ -f "$package" ] || fail "no $package, but $(echo packages/*.deb)"
 done
 # Root has to be told that it may.
-lintian --allow-root --fail-on error "$programs" "$development" >lintian.log 2>&1 || { cat lintian.log && exit 1; }
+lintian --allow-root --fail-on error "$programs" "$modules" "$development" >lintian.log 2>&1 || { cat lintian.log && exit 1; }
 
-for field in "Package: likeness" "Version: $version" "Architecture: $architecture" "Depends: .*libopencv-core" "Depends: .*libc6"; do
+for field in "Package: likeness" "Version: $version" "Architecture: $architecture" "Depends: .*libopencv-core" "Depends: .*libc6" \
+    "Depends: .*likeness-modules (= $version)"; do
     dpkg-deb --field "$programs" | grep -q "^$field" || fail "$programs has no field '$field'"
 done
+if dpkg-deb --field "$programs" Depends | grep -qE 'libopencv-(imgcodecs|video)'; then
+    fail "$programs loads at its start what belongs into the modules"
+fi
+dpkg-deb --field "$modules" Depends | grep -q libopencv-imgcodecs || fail "$modules does not depend on its readers"
 dpkg-deb --field "$development" Depends | grep -q libopencv-dev || fail "$development does not depend on libopencv-dev"
 
 dpkg-deb --extract "$programs" likeness
+# Without its modules a program reads JPEG and PNG, and says what it lacks for the rest.
+printf 'P6\n2 1\n255\nabcdef' >tiny.ppm
+if likeness/usr/bin/likeness tiny.ppm tiny.ppm 2>missing.txt; then fail "likeness read a PPM file without its module"; fi
+grep -q "^likeness: cannot read 'tiny.ppm' as an image: the module likeness_imgcodecs.so cannot be loaded" missing.txt ||
+    fail "without its module likeness said: $(cat missing.txt)"
+dpkg-deb --extract "$modules" likeness
+line=$(likeness/usr/bin/likeness tiny.ppm tiny.ppm)
+[ "$line" = "1,1,1,1,1" ] || fail "the packaged likeness printed '$line' for a PPM file"
 photos="$source/examples/photos"
 line=$(likeness/usr/bin/likeness "$photos/cat.jpg" "$photos/cat.jpg")
 [ "$line" = "1,1,1,1,1" ] || fail "the packaged likeness printed '$line'"
@@ -38,7 +52,7 @@ line=$(likeness/usr/bin/darkroom compare "$photos/cat.jpg" "$photos/cat.jpg")
 for name in likeness darkroom; do
     zcat "likeness/usr/share/man/man1/$name.1.gz" | grep -q '^\.SH NAME' || fail "no manual of $name"
 done
-for name in likeness liblikeness-dev; do
+for name in likeness likeness-modules liblikeness-dev; do
     package=$(echo packages/"${name}"_*.deb)
     files=$(dpkg-deb --contents "$package")
     for file in copyright changelog.gz; do
@@ -47,6 +61,7 @@ for name in likeness liblikeness-dev; do
 done
 
 dpkg-deb --extract "$development" development
+dpkg-deb --extract "$modules" development
 [ ! -e development/usr/bin ] || fail "$development has programs"
 cmake -G Ninja -S "$source/tests/consumer" -B consumer -DCMAKE_BUILD_TYPE=Release \
     -DCMAKE_PREFIX_PATH="$scratch/development/usr" >consumer.log

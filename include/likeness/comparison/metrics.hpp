@@ -28,8 +28,8 @@ LIKENESS_API void compute_cat(cv::Mat& src, cv::Mat& dst);
 /// written, one line on standard error says so and the values still go to standard output. A photograph may be empty.
 ///
 /// @param first, second  CV_8UC3 in B, G, R order, of any sizes; not modified
-/// @param diagnostics    "A_before.jpg", "10_in.txt", "mask.jpg" and "t_before.jpg", written for the first photograph
-///                       and then again for the second
+/// @param diagnostics    "A_before.jpg", "10_in.txt", "mask.jpg" and "t_before.jpg": files are those of the second
+///                       photograph; a receiver of another kind gets those of the first before
 /// @throws std::invalid_argument  if a photograph is of another type
 LIKENESS_API void metrics(cv::Mat& first, cv::Mat& second, const Diagnostics& diagnostics = workingDirectory());
 

@@ -74,8 +74,8 @@ LIKENESS_API std::pair<AppearanceDistributions, AppearanceDistributions> analyze
     const cv::Mat& first, const cv::Mat& second, const Diagnostics& diagnostics = dropAll());
 
 /// Compares two photographs, each CV_8UC3 or CV_32FC3 as above, which may differ in size and depth. Without dumps the
-/// two are analysed at the same time on two threads, unless one is very small; with dumps they follow one another, so
-/// that those of the second replace those of the first.
+/// two are analysed at the same time on two threads, unless one is very small; of the dumps those of the second
+/// replace those of the first, which are made only where something of them would be left.
 ///
 /// @throws std::invalid_argument  if a photograph is of another type
 LIKENESS_API LikenessCoefficients comparePhotographs(const cv::Mat& first, const cv::Mat& second,

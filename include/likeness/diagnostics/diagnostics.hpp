@@ -11,6 +11,7 @@
 
 #include <opencv2/core.hpp>
 
+#include <cstdint>
 #include <functional>
 #include <map>
 #include <memory>
@@ -92,6 +93,10 @@ public:
 
     /// Names of the files that could not be written, in alphabetical order.
     std::vector<std::string> failures() const;
+
+    /// Whether nothing would be seen of dumps of these names once others of the same names are written after them: each
+    /// name is free or that of a regular file, and the disk and the process's limits have room for `bytes` in each.
+    bool wouldBeReplaced(const std::vector<std::string>& names, std::uintmax_t bytes) const;
 
 private:
     std::string path(const std::string& name) const;

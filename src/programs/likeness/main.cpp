@@ -8,6 +8,7 @@
 #include <exception>
 #include <iostream>
 #include <string>
+#include <tuple>
 
 namespace {
 
@@ -39,8 +40,8 @@ std::string reductionOf(const likeness::PhotographRead& photograph) {
 int compare(const char* firstPath, const char* secondPath) {
     const std::string paths[2] = {firstPath, secondPath};
     likeness::PhotographRead photographs[2];
+    std::tie(photographs[0], photographs[1]) = likeness::readPhotographPair(paths[0], paths[1]);
     for (int i = 0; i < 2; ++i) {
-        photographs[i] = likeness::readPhotograph(paths[i]);
         if (photographs[i].bgr.empty()) {
             complain("cannot read '" + paths[i] + "'" + photographs[i].imageProblem());
             return unreadablePhotograph;

@@ -266,19 +266,19 @@ private:
         return std::min(workers, told);
     }
 
-    /// What one worker does with a pair; it has its own colour table, which serves one photograph after the other.
+    /// What one worker does with a pair; its tables serve one photograph after the other.
     OrderedPool::Work worker() {
         prepareOpenMp();
-        auto counter = std::make_shared<ColorCounter>();
-        return [this, counter](std::size_t number) {
+        auto tables = std::make_shared<AnalysisTables>();
+        return [this, tables](std::size_t number) {
             const std::size_t k = earlier_.recorded + number;
             const Pair pair = pairs_.at(k);
             if (known(k) != nullptr) {
                 return recordOf(pair, pairs_.total(), *known(k), origin_);
             }
             const Clock::time_point begin = Clock::now();
-            const auto first = analysis(pair.first, *counter);
-            const auto second = analysis(pair.second, *counter);
+            const auto first = analysis(pair.first, *tables);
+            const auto second = analysis(pair.second, *tables);
             ResultRecord record = recordOf(
                 pair, pairs_.total(), compareAnalyses(pair.first, *first, pair.second, *second, analysis_), origin_);
             record.milliseconds = 1000 * secondsSince(begin);
@@ -286,10 +286,10 @@ private:
         };
     }
 
-    AnalysisCache::Shared analysis(const std::string& path, ColorCounter& counter) {
+    AnalysisCache::Shared analysis(const std::string& path, AnalysisTables& tables) {
         const std::string place = located(path);
         return cache_.get(place, [&] {
-            return analyzePhotograph(place, counter, session_.mostPixels(), analysis_, session_.profiles());
+            return analyzePhotograph(place, tables, session_.mostPixels(), analysis_, session_.profiles());
         });
     }
 

@@ -1,13 +1,12 @@
 #include "console/prefix_output.hpp"
 
 #include <likeness/color/clipped_values.hpp>
+#include "codecs/image_codecs.hpp"
 #include "console/option_checks.hpp"
 #include "diagnostics/output_file.hpp"
 #include "files/refusal.hpp"
 #include "files/replaced_file.hpp"
 #include "photofile/clipping.hpp"
-
-#include <opencv2/imgcodecs.hpp>
 
 #include <cerrno>
 #include <cstdlib>
@@ -35,8 +34,7 @@ void tellLimits(const Session& session, const std::string& path, const std::stri
     if (session.quiet() || fs::path(path).extension() != ".jpg") {
         return;
     }
-    const cv::Mat encoded(1, static_cast<int>(bytes.size()), CV_8U, const_cast<char*>(bytes.data()));
-    const cv::Mat picture = cv::imdecode(encoded, cv::IMREAD_COLOR);
+    const cv::Mat picture = decodedBytes({bytes.begin(), bytes.end()}, cv::IMREAD_COLOR);
     if (!picture.empty()) {
         tellClipped(session, path, valuesAtLimits(picture), picture.size(),
                     "stand at the ends of 0..255, where it is clipped");
@@ -89,7 +87,7 @@ StagedResults::~StagedResults() {
 
 void StagedResults::write(const std::string& ending, const cv::Mat& picture) const {
     std::vector<uchar> bytes;
-    cv::imencode(ending.substr(ending.rfind('.')), picture, bytes);
+    encodeImage(ending.substr(ending.rfind('.')), picture, bytes);
     const std::string path = stagedPrefix_ + ending;
     OutputFile file(path);
     file.write({reinterpret_cast<const char*>(bytes.data()), bytes.size()});

@@ -1,10 +1,10 @@
 #include "pages/html_page.hpp"
 
+#include "codecs/image_codecs.hpp"
 #include "files/markup_text.hpp"
 #include "pages/svg_plot.hpp"
 
 #include <openssl/evp.h>
-#include <opencv2/imgcodecs.hpp>
 #include <opencv2/imgproc.hpp>
 
 #include <algorithm>
@@ -44,7 +44,7 @@ h1{font-size:1.35rem}}
 
 std::string encoded(const char* extension, const cv::Mat& picture, const std::vector<int>& parameters) {
     std::vector<uchar> bytes;
-    if (!cv::imencode(extension, picture, bytes, parameters)) {
+    if (!encodeImage(extension, picture, bytes, parameters)) {
         throw std::runtime_error("a picture cannot be encoded for the page");
     }
     return {reinterpret_cast<const char*>(bytes.data()), bytes.size()};

@@ -1,0 +1,38 @@
+/// @file
+/// Every image that is read from a file or written to one passes here. Plain JPEG and PNG files are read and written
+/// directly; everything else by the image library's readers and writers, which are loaded when something first needs
+/// them (modules/imgcodecs.hpp). Which way a file takes shows in nothing: values, sizes, orientation, what is refused,
+/// what is printed, and the bytes that are written are those of `cv::imread` and `cv::imencode`.
+///
+/// All throw ModuleProblem if the module is needed and cannot be loaded.
+#pragma once
+
+#include <likeness/export.hpp>
+
+#include <opencv2/core.hpp>
+#include <opencv2/imgcodecs.hpp>
+
+#include <string>
+#include <vector>
+
+namespace likeness {
+
+/// What `cv::imread` makes of a file; empty if it cannot be read as an image. Safe to call from several threads.
+/// @param flags  cv::ImreadModes
+/// @param room   an image whose memory the result takes over if it is of the same size and type, which spares fresh
+///               pages; nobody else may hold it. Whatever it was, its content is lost
+/// @throws cv::Exception  as `cv::imread` does: there is no memory, or the image is beyond the image library's limits
+LIKENESS_API cv::Mat decodedFile(const std::string& path, int flags, cv::Mat room = {});
+
+/// What `cv::imdecode` makes of the bytes of a file; none raise cv::Exception.
+LIKENESS_API cv::Mat decodedBytes(const std::vector<uchar>& bytes, int flags);
+
+/// What `cv::imencode` does.
+/// @param extension   with its dot
+/// @param parameters  cv::ImwriteFlags, each followed by its value
+/// @return            whether the image was encoded
+/// @throws cv::Exception  as `cv::imencode` does: no such format, or not for this image
+LIKENESS_API bool encodeImage(const std::string& extension, const cv::Mat& image, std::vector<uchar>& bytes,
+                              const std::vector<int>& parameters = {});
+
+}  // namespace likeness

@@ -1,0 +1,216 @@
+#include "codecs/jpeg_codec.hpp"
+
+#include "codecs/exif_orientation.hpp"
+#include "codecs/image_limits.hpp"
+#include "codecs/reading_flags.hpp"
+
+#include <jpeglib.h>
+
+#include <algorithm>
+#include <array>
+#include <csetjmp>
+#include <cstdlib>
+#include <optional>
+#include <utility>
+
+namespace likeness {
+
+// B, G, R as they are, without a pass of their own over the image, is an extension of libjpeg-turbo.
+#ifdef JCS_EXTENSIONS
+
+namespace {
+
+constexpr int exifMarker = JPEG_APP0 + 1;
+
+struct ErrorHandler {
+    ::jpeg_error_mgr functions{};
+    std::jmp_buf giveUp{};
+};
+
+// The functions below that call setjmp hold nothing that has a destructor.
+
+[[noreturn]] void giveUp(::j_common_ptr codec) {
+    std::longjmp(reinterpret_cast<ErrorHandler*>(codec->err)->giveUp, 1);  // NOLINT(cert-err52-cpp): of libjpeg
+}
+
+/// Warnings have a level below 0.
+void giveUpAtWarning(::j_common_ptr codec, int level) {
+    if (level < 0) {
+        giveUp(codec);
+    }
+}
+
+void saySilently(::j_common_ptr /*codec*/) {}
+
+::jpeg_error_mgr* errorFunctions(ErrorHandler& handler) {
+    ::jpeg_error_mgr* const functions = ::jpeg_std_error(&handler.functions);
+    functions->error_exit = giveUp;
+    functions->emit_message = giveUpAtWarning;
+    functions->output_message = saySilently;
+    return functions;
+}
+
+class Decompression {
+public:
+    Decompression() = default;
+    ~Decompression() { ::jpeg_destroy_decompress(&codec_); }
+    Decompression(const Decompression&) = delete;
+    Decompression& operator=(const Decompression&) = delete;
+
+    /// @return  whether the file is one that is taken, as far as its header tells
+    bool begin(std::FILE* file) {
+        codec_.err = errorFunctions(handler_);
+        if (setjmp(handler_.giveUp) != 0) {  // NOLINT(cert-err52-cpp)
+            return false;
+        }
+        ::jpeg_create_decompress(&codec_);
+        ::jpeg_stdio_src(&codec_, file);
+        ::jpeg_save_markers(&codec_, exifMarker, 0xFFFF);
+        ::jpeg_read_header(&codec_, TRUE);
+        return isPlain();
+    }
+
+    int rows() const noexcept { return static_cast<int>(codec_.image_height); }
+    int cols() const noexcept { return static_cast<int>(codec_.image_width); }
+    int storedType() const noexcept { return codec_.num_components > 1 ? CV_8UC3 : CV_8UC1; }
+
+    /// The image library looks at the first of the segments that may hold Exif data.
+    std::optional<int> orientation() const noexcept {
+        constexpr std::size_t nameLength = 6;
+        const ::jpeg_saved_marker_ptr first = codec_.marker_list;  // no others are saved
+        if (first == nullptr || first->data_length <= nameLength) {
+            return 0;
+        }
+        return exifOrientation(first->data + nameLength, first->data_length - nameLength);
+    }
+
+    /// @return  whether the whole file was read without a complaint
+    bool readRows(uchar* data, std::size_t step, bool color) {
+        if (setjmp(handler_.giveUp) != 0) {  // NOLINT(cert-err52-cpp)
+            return false;
+        }
+        codec_.out_color_space = color ? JCS_EXT_BGR : JCS_GRAYSCALE;
+        ::jpeg_start_decompress(&codec_);
+        while (codec_.output_scanline < codec_.output_height) {
+            std::array<::JSAMPROW, 16> lines{};
+            const ::JDIMENSION count =
+                std::min(static_cast<::JDIMENSION>(lines.size()), codec_.output_height - codec_.output_scanline);
+            for (::JDIMENSION k = 0; k < count; ++k) {
+                lines[k] = data + step * (codec_.output_scanline + k);
+            }
+            ::jpeg_read_scanlines(&codec_, lines.data(), count);
+        }
+        ::jpeg_finish_decompress(&codec_);
+        return true;
+    }
+
+private:
+    bool isPlain() const noexcept {
+        // A frame of a motion JPEG has no Huffman tables of its own.
+        const bool tables = codec_.arith_code == TRUE || codec_.ac_huff_tbl_ptrs[0] != nullptr ||
+                            codec_.ac_huff_tbl_ptrs[1] != nullptr || codec_.dc_huff_tbl_ptrs[0] != nullptr ||
+                            codec_.dc_huff_tbl_ptrs[1] != nullptr;
+        const bool channels = (codec_.num_components == 1 && codec_.jpeg_color_space == JCS_GRAYSCALE) ||
+                              (codec_.num_components == 3 &&
+                               (codec_.jpeg_color_space == JCS_YCbCr || codec_.jpeg_color_space == JCS_RGB));
+        return tables && channels && codec_.data_precision == 8 &&
+               isWithinLimits(codec_.image_width, codec_.image_height);
+    }
+
+    ErrorHandler handler_;
+    ::jpeg_decompress_struct codec_{};
+};
+
+class Compression {
+public:
+    Compression() = default;
+    ~Compression() {
+        ::jpeg_destroy_compress(&codec_);
+        std::free(bytes_);  // NOLINT(cppcoreguidelines-no-malloc): libjpeg's
+    }
+    Compression(const Compression&) = delete;
+    Compression& operator=(const Compression&) = delete;
+
+    bool run(const uchar* data, std::size_t step, cv::Size size, bool color, int quality) {
+        codec_.err = errorFunctions(handler_);
+        if (setjmp(handler_.giveUp) != 0) {  // NOLINT(cert-err52-cpp)
+            return false;
+        }
+        ::jpeg_create_compress(&codec_);
+        ::jpeg_mem_dest(&codec_, &bytes_, &count_);
+        codec_.image_width = static_cast<::JDIMENSION>(size.width);
+        codec_.image_height = static_cast<::JDIMENSION>(size.height);
+        codec_.input_components = color ? 3 : 1;
+        codec_.in_color_space = color ? JCS_EXT_BGR : JCS_GRAYSCALE;
+        ::jpeg_set_defaults(&codec_);
+        ::jpeg_set_quality(&codec_, quality, TRUE);
+        ::jpeg_start_compress(&codec_, TRUE);
+        while (codec_.next_scanline < codec_.image_height) {
+            ::JSAMPROW line = const_cast<uchar*>(data) + step * codec_.next_scanline;
+            ::jpeg_write_scanlines(&codec_, &line, 1);
+        }
+        ::jpeg_finish_compress(&codec_);
+        return true;
+    }
+
+    const uchar* begin() const noexcept { return bytes_; }
+    const uchar* end() const noexcept { return bytes_ + count_; }
+
+private:
+    ErrorHandler handler_;
+    ::jpeg_compress_struct codec_{};
+    unsigned char* bytes_ = nullptr;
+    unsigned long count_ = 0;  // NOLINT(google-runtime-int): libjpeg's
+};
+
+}  // namespace
+
+cv::Mat decodedJpeg(std::FILE* file, int flags, cv::Mat room) {
+    Decompression jpeg;
+    if (!areUsualFlags(flags) || !jpeg.begin(file)) {
+        return {};
+    }
+    const std::optional<int> orientation = jpeg.orientation();
+    if (!orientation) {
+        return {};
+    }
+    cv::Mat image = std::move(room);
+    image.create(jpeg.rows(), jpeg.cols(), typeAsked(jpeg.storedType(), flags));
+    if (!jpeg.readRows(image.data, image.step, image.channels() > 1)) {
+        return {};
+    }
+    if (flags != cv::IMREAD_UNCHANGED) {
+        applyOrientation(*orientation, image);
+    }
+    return image;
+}
+
+bool encodeJpeg(const cv::Mat& image, int quality, std::vector<uchar>& bytes) {
+    if (image.empty() || image.dims > 2 || (image.channels() != 1 && image.channels() != 3)) {
+        return false;
+    }
+    cv::Mat rounded = image;
+    if (image.depth() != CV_8U) {
+        image.convertTo(rounded, CV_8U);
+    }
+    Compression jpeg;
+    if (!jpeg.run(rounded.data, rounded.step, rounded.size(), rounded.channels() == 3, std::clamp(quality, 0, 100))) {
+        return false;
+    }
+    bytes.assign(jpeg.begin(), jpeg.end());
+    return true;
+}
+
+#else
+
+cv::Mat decodedJpeg(std::FILE* /*file*/, int /*flags*/, cv::Mat /*room*/) {
+    return {};
+}
+
+bool encodeJpeg(const cv::Mat& /*image*/, int /*quality*/, std::vector<uchar>& /*bytes*/) {
+    return false;
+}
+
+#endif
+
+}  // namespace likeness
