@@ -1,4 +1,4 @@
-// Estimates of the correlates of 8-bit colours under a published model, for histograms.
+// Estimates of the correlates of colours under a published model, for histograms.
 //
 // As in comparison/correlate_estimate.hpp a short chain in float, one vector instruction for several colours, settles
 // the bin of almost every colour. Where the margin of error reaches into another bin, and where the chain does not hold
@@ -47,6 +47,10 @@ public:
     /// @param count  at most `blockSize`
     void bins(const uchar* bgr, std::size_t count, Bins& out) const;
 
+    /// @param linearBgr  linear B, G, R of `count` colours, rounded to float; any values
+    /// @param count      at most `blockSize`
+    void bins(const float* linearBgr, std::size_t count, Bins& out) const;
+
     /// A row of a matrix.
     struct Row {
         float red, green, blue;
@@ -71,6 +75,9 @@ public:
     };
 
 private:
+    template <typename Element>
+    void binsOfElements(const Element* bgr, std::size_t count, Bins& out) const;
+
     Constants constants_;
     bool serves_;
     bool useAvx2_;
