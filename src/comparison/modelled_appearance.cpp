@@ -8,6 +8,7 @@
 #include "comparison/photograph_counts.hpp"
 #include "comparison/published_estimate.hpp"
 #include "comparison/white_response.hpp"
+#include "numerics/parallel.hpp"
 
 #include <algorithm>
 #include <array>
@@ -143,8 +144,8 @@ AppearanceMaps publishedMaps(const PublishedView& view, const cv::Mat& bgr) {
     // Each value is one colour's: the pieces may be made on any thread.
     constexpr int piece = 4096;
     const int pieces = (bgr.cols + piece - 1) / piece;
-    cv::parallel_for_(cv::Range(0, bgr.rows * pieces), [&](const cv::Range& range) {
-        for (int k = range.start; k < range.end; ++k) {
+    numerics::inParallel(static_cast<std::size_t>(bgr.rows * pieces), 1, [&](std::size_t first, std::size_t last) {
+        for (int k = static_cast<int>(first); k < static_cast<int>(last); ++k) {
             const int begin = k % pieces * piece;
             const int end = std::min(begin + piece, bgr.cols);
             if (bgr.depth() == CV_8U) {
@@ -244,11 +245,11 @@ void countByEstimate(const PublishedView& view, const PhotographColors& colors, 
     const int pieces = (blocks.count() + blocksOfPiece - 1) / blocksOfPiece;
     std::mutex mutex;
     // Whole numbers of pixels: their sum does not depend on which thread adds first.
-    cv::parallel_for_(cv::Range(0, pieces), [&](const cv::Range& range) {
+    numerics::inParallel(static_cast<std::size_t>(pieces), 1, [&](std::size_t first, std::size_t last) {
         EstimatedCounts found;
         PublishedEstimate::Bins bins;
-        const int end = std::min(range.end * blocksOfPiece, blocks.count());
-        for (int k = range.start * blocksOfPiece; k < end; ++k) {
+        const int end = std::min(static_cast<int>(last) * blocksOfPiece, blocks.count());
+        for (int k = static_cast<int>(first) * blocksOfPiece; k < end; ++k) {
             const ColorBlocks::Block block = blocks.at(k);
             blocks.estimate(estimate, block, bins);
             for (std::size_t i = 0; i < block.count; ++i) {
