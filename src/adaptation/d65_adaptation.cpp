@@ -3,6 +3,7 @@
 #include <likeness/adaptation/degree_of_adaptation.hpp>
 #include <likeness/color/sharpened_rgb.hpp>
 #include "adaptation/adaptation_steps.hpp"
+#include "adaptation/usual_degree.hpp"
 #include "numerics/argument_check.hpp"
 #include "numerics/parallel.hpp"
 
@@ -66,7 +67,7 @@ void scaleByD65Factor(cv::Mat& img, const cv::Vec3f& white, Combine combine) {
 }
 
 /// Adapting luminance of a pixel of so much Y.
-float adaptingLuminance(float y) {
+float adaptingLuminanceOf(float y) {
     return static_cast<float>(static_cast<double>(y) * 0.2);
 }
 
@@ -84,7 +85,7 @@ float takenBack(float value, float target, float source, float degree) {
 }  // namespace
 
 D65Adaptation d65Adaptation() {
-    D65Adaptation d65{computeAdapFactD(20.0F), {}};
+    D65Adaptation d65{usualDegreeOfAdaptation(), {}};
     cv::Mat white(1, 1, CV_32FC3, cv::Scalar(0.9505F, 1.0F, 1.0888F));
     convertXYZtoSharpenedBGR(white, white);
     for (int c = 0; c < 3; ++c) {
@@ -121,7 +122,7 @@ void inverseCAT(cv::Mat& adapted, cv::Mat& targetWhite, cv::Mat& sourceWhite, cv
         float* result = out.ptr<float>(i) + 3 * first;
         float degrees[numerics::blockSize] = {};
         for (std::size_t j = 0; j < count; ++j) {
-            degrees[j] = adaptingLuminance(pixelXyz[3 * j + 1]);
+            degrees[j] = adaptingLuminanceOf(pixelXyz[3 * j + 1]);
         }
         computeAdapFactD(degrees, degrees, count);
         for (std::size_t j = 0; j < count; ++j, value += 3, target += 3, source += 3, result += 3) {
@@ -150,7 +151,7 @@ void scaleToScene(cv::Mat& img, const cv::Vec3f& adaptedTo, const cv::Vec3f& sce
         cv::Mat row = img.row(i);
         convertSharpenedBGRtoXYZ(row, xyz);
         for (std::size_t j = 0; j < cols; ++j) {
-            degrees[j] = adaptingLuminance(xyz.ptr<float>(0)[3 * j + 1]);
+            degrees[j] = adaptingLuminanceOf(xyz.ptr<float>(0)[3 * j + 1]);
         }
         computeAdapFactD(degrees.data(), degrees.data(), cols);
         float* value = row.ptr<float>(0);

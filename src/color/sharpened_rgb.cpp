@@ -3,18 +3,14 @@
 #include <likeness/color/bgr_xyz.hpp>
 #include <likeness/color/pixel_matrix.hpp>
 #include "color/color_argument.hpp"
+#include "color/cone_matrices.hpp"
 #include "numerics/argument_check.hpp"
 
 namespace likeness {
 namespace {
 
-/// CAT02; rows R, G, B, columns X, Y, Z.
 cv::Mat sharpenedFromXyz() {
-    // clang-format off
-    return (cv::Mat_<float>(3, 3) <<  0.7328, 0.4296, -0.1624,
-                                     -0.7036, 1.6975,  0.0061,
-                                      0.003,  0.0136,  0.9834);
-    // clang-format on
+    return floatMatrix(cat02FromXyz);
 }
 
 }  // namespace

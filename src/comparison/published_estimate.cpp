@@ -1,6 +1,6 @@
 #include "comparison/published_estimate.hpp"
 
-#include "comparison/vector_powers.hpp"
+#include "comparison/estimated_bins.hpp"
 
 #include <algorithm>
 #include <cmath>
@@ -23,18 +23,8 @@ constexpr float rootError = 4e-6F;
 constexpr float magnitudeError = 5.5e-6F;
 constexpr float rounding = 4e-6F;
 
-LIKENESS_ALWAYS_INLINE float times(const PublishedEstimate::Row& row, float red, float green, float blue) {
-    return row.red * red + row.green * green + row.blue * blue;
-}
-
-/// The bin of a value and whether its neighbour is out of reach of the error.
 LIKENESS_ALWAYS_INLINE std::int32_t binOf(float value, float error, bool& certain) {
-    const float shifted = value + 0.5F;
-    const bool small = value < PublishedEstimate::binLimit - 1;
-    const auto bin = static_cast<std::int32_t>(small ? shifted : 0.0F);
-    const float above = shifted - static_cast<float>(bin);
-    certain = certain & small & (above > error) & (above < 1.0F - error);
-    return bin;
+    return estimatedBin(value, error, PublishedEstimate::binLimit, certain);
 }
 
 /// Linear value of an element: of a level by the table, of a float, which is linear, itself.
@@ -67,8 +57,7 @@ LIKENESS_ALWAYS_INLINE void binsOf(const PublishedEstimate::Constants& constants
     const float highSlope = constants.highSlope;
     const float chromaticFactor = constants.chromaticFactor;
     const auto compressed = [=](float q) {
-        const float power = exp2Of(0.42F * log2Of(scale * q + 1e-30F));
-        const float curve = 400.0F * power / (power + 27.13F);
+        const float curve = compressedCone(scale * q);
         const float below = q < lowKnee ? lowSlope * q : curve;
         return q > highKnee ? highResponse + highSlope * (q - highKnee) : below;
     };
@@ -93,13 +82,9 @@ LIKENESS_ALWAYS_INLINE void binsOf(const PublishedEstimate::Constants& constants
         const float rho = compressed(clear ? q0 : 1.0F);
         const float gamma = compressed(clear ? q1 : 1.0F);
         const float beta = compressed(clear ? q2 : 1.0F);
-        const float a = rho - gamma * (12.0F / 11) + beta * (1.0F / 11);
-        const float b = (rho + gamma - 2.0F * beta) * (1.0F / 9);
-        constexpr float cosine = -0.4161468365F;  // of 2
-        constexpr float sine = 0.9092974268F;
-        const float eccentricRadius = 3.8F * std::sqrt(a * a + b * b) + (a * cosine - b * sine);
-        achromatic[i] = 2.0F * rho + gamma + beta * 0.05F;
-        magnitude[i] = chromaticFactor * eccentricRadius / (rho + gamma + 1.05F * beta + 0.305F);
+        const EstimatedChromaticity seen = estimatedChromaticity(rho, gamma, beta);
+        achromatic[i] = seen.achromatic;
+        magnitude[i] = chromaticFactor * seen.eccentricRadius / seen.divisor;
     }
     const float whiteLogarithm = constants.whiteLogarithm;
     const float halfExponent = constants.halfExponent;

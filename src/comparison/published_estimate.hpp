@@ -6,6 +6,7 @@
 #pragma once
 
 #include <likeness/appearance/published_model.hpp>
+#include "comparison/estimated_bins.hpp"
 
 #include <opencv2/core.hpp>
 
@@ -51,10 +52,7 @@ public:
     /// @param count      at most `blockSize`
     void bins(const float* linearBgr, std::size_t count, Bins& out) const;
 
-    /// A row of a matrix.
-    struct Row {
-        float red, green, blue;
-    };
+    using Row = EstimateRow;
 
     /// What the short chain is made of.
     struct Constants {
