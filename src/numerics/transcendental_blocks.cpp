@@ -1,115 +1,96 @@
 #include "numerics/transcendental_blocks.hpp"
 
-#include "numerics/transcendental_blocks_avx2.hpp"
-
 #include <cmath>
 
 namespace likeness::numerics {
 namespace {
 
-bool useAvx2() noexcept {
-#ifdef LIKENESS_HAVE_AVX2_BLOCKS
-    static const bool supported = __builtin_cpu_supports("avx2") != 0 && __builtin_cpu_supports("fma") != 0;
-    return supported;
-#else
-    return false;
-#endif
+template <double (*function)(double)>
+void each(const double* argument, double* out, std::size_t count) {
+    for (std::size_t i = 0; i < count; ++i) {
+        out[i] = function(argument[i]);
+    }
 }
 
-}  // namespace
-
-#ifdef LIKENESS_HAVE_AVX2_BLOCKS
-#define LIKENESS_AVX2(call) avx2::call
-#else
-#define LIKENESS_AVX2(call) static_cast<void>(0)
-#endif
-
-void powBlock(const double* base, double exponent, double* out, std::size_t count) {
-    if (useAvx2()) {
-        LIKENESS_AVX2(powBlock(base, exponent, out, count));
-        return;
-    }
+void pow(const double* base, double exponent, double* out, std::size_t count) {
     for (std::size_t i = 0; i < count; ++i) {
         out[i] = std::pow(base[i], exponent);
     }
 }
 
-void exp10Block(const double* exponent, double* out, std::size_t count) {
-    if (useAvx2()) {
-        LIKENESS_AVX2(exp10Block(exponent, out, count));
-        return;
-    }
-    for (std::size_t i = 0; i < count; ++i) {
-        out[i] = std::pow(10.0, exponent[i]);
-    }
+double powerOf10(double exponent) {
+    return std::pow(10.0, exponent);
 }
 
-void log10Block(const double* value, double* out, std::size_t count) {
-    if (useAvx2()) {
-        LIKENESS_AVX2(log10Block(value, out, count));
-        return;
-    }
-    for (std::size_t i = 0; i < count; ++i) {
-        out[i] = std::log10(value[i]);
-    }
-}
-
-void atan2Block(const double* y, const double* x, double* out, std::size_t count) {
-    if (useAvx2()) {
-        LIKENESS_AVX2(atan2Block(y, x, out, count));
-        return;
-    }
+void atan2(const double* y, const double* x, double* out, std::size_t count) {
     for (std::size_t i = 0; i < count; ++i) {
         out[i] = std::atan2(y[i], x[i]);
     }
 }
 
-void cosBlock(const double* angle, double* out, std::size_t count) {
-    if (useAvx2()) {
-        LIKENESS_AVX2(cosBlock(angle, out, count));
-        return;
-    }
-    for (std::size_t i = 0; i < count; ++i) {
-        out[i] = std::cos(angle[i]);
-    }
-}
-
-void sinBlock(const double* angle, double* out, std::size_t count) {
-    if (useAvx2()) {
-        LIKENESS_AVX2(sinBlock(angle, out, count));
-        return;
-    }
-    for (std::size_t i = 0; i < count; ++i) {
-        out[i] = std::sin(angle[i]);
-    }
-}
-
-void tanBlock(const double* angle, double* out, std::size_t count) {
-    if (useAvx2()) {
-        LIKENESS_AVX2(tanBlock(angle, out, count));
-        return;
-    }
-    for (std::size_t i = 0; i < count; ++i) {
-        out[i] = std::tan(angle[i]);
-    }
-}
-
-bool roundAll(const double* approximate, float* rounded, std::size_t count) {
-    std::size_t done = 0;
+bool roundAll(const double* approximate, float* rounded, std::size_t count, double bound) {
     bool decided = true;
-    if (useAvx2()) {
-        LIKENESS_AVX2(roundAll(approximate, rounded, count, relativeErrorBound, done, decided));
-    }
-    for (std::size_t i = done; i < count; ++i) {
-        const auto low = static_cast<float>(approximate[i] * (1.0 - relativeErrorBound));
-        rounded[i] = low;
-        decided = decided && low == static_cast<float>(approximate[i] * (1.0 + relativeErrorBound));
+    for (std::size_t i = 0; i < count; ++i) {
+        rounded[i] = static_cast<float>(approximate[i] * (1.0 - bound));
+        decided = decided && rounded[i] == static_cast<float>(approximate[i] * (1.0 + bound));
     }
     return decided;
 }
 
-const char* blockInstructionSet() noexcept {
-    return useAvx2() ? "avx2" : "scalar";
+const BlockFunctions scalarFunctions = {
+    "scalar", pow, each<powerOf10>, each<std::log10>, atan2, each<std::cos>, each<std::sin>, each<std::tan>, roundAll};
+
+const BlockFunctions& fastest() {
+    static const BlockFunctions& functions = *blockFunctions().front();
+    return functions;
+}
+
+}  // namespace
+
+std::vector<const BlockFunctions*> blockFunctions() {
+    std::vector<const BlockFunctions*> sets;
+#ifdef LIKENESS_HAVE_VECTOR_BLOCKS
+    if (__builtin_cpu_supports("avx512f") != 0) {
+        sets.push_back(&avx512Functions);
+    }
+    if (__builtin_cpu_supports("avx2") != 0 && __builtin_cpu_supports("fma") != 0) {
+        sets.push_back(&avx2Functions);
+    }
+#endif
+    sets.push_back(&scalarFunctions);
+    return sets;
+}
+
+void powBlock(const double* base, double exponent, double* out, std::size_t count) {
+    fastest().pow(base, exponent, out, count);
+}
+
+void exp10Block(const double* exponent, double* out, std::size_t count) {
+    fastest().exp10(exponent, out, count);
+}
+
+void log10Block(const double* value, double* out, std::size_t count) {
+    fastest().log10(value, out, count);
+}
+
+void atan2Block(const double* y, const double* x, double* out, std::size_t count) {
+    fastest().atan2(y, x, out, count);
+}
+
+void cosBlock(const double* angle, double* out, std::size_t count) {
+    fastest().cos(angle, out, count);
+}
+
+void sinBlock(const double* angle, double* out, std::size_t count) {
+    fastest().sin(angle, out, count);
+}
+
+void tanBlock(const double* angle, double* out, std::size_t count) {
+    fastest().tan(angle, out, count);
+}
+
+bool roundAll(const double* approximate, float* rounded, std::size_t count) {
+    return fastest().roundAll(approximate, rounded, count, relativeErrorBound);
 }
 
 }  // namespace likeness::numerics

@@ -8,8 +8,11 @@
 // last bit", ACM TOMS 17(3), 1991).
 #pragma once
 
+#include "numerics/block_functions.hpp"
+
 #include <algorithm>
 #include <cstddef>
+#include <vector>
 
 namespace likeness::numerics {
 
@@ -80,7 +83,7 @@ inline void forEachBlock(std::size_t total, Body&& body) {
     }
 }
 
-/// Name of the instruction set that the block functions use on this machine ("avx2" or "scalar"), for reports.
-const char* blockInstructionSet() noexcept;
+/// The sets of functions that this processor can run, the fastest, which is used, first; the standard library's last.
+std::vector<const BlockFunctions*> blockFunctions();
 
 }  // namespace likeness::numerics

@@ -3,6 +3,7 @@
 #include "color/photograph_argument.hpp"
 #include "numerics/argument_check.hpp"
 #include "numerics/image_walk.hpp"
+#include "numerics/parallel.hpp"
 #include "structure/tensor_eigenvalues.hpp"
 
 #include <opencv2/imgproc.hpp>
@@ -173,8 +174,7 @@ void mapStructure(const cv::Mat& image, int kernelSide, cv::Mat& strength, cv::M
         shown.emplace(image.size());
     }
     const int bands = (image.rows + bandHeight - 1) / bandHeight;
-    BandTensor tensor(image, kernelSide);
-    for (int k = 0; k < bands; ++k) {
+    const auto mapBand = [&](BandTensor& tensor, int k) {
         const int first = k * bandHeight;
         const cv::Range band(first, std::min(first + bandHeight, image.rows));
         tensor.find(band, shown ? &*shown : nullptr);
@@ -188,7 +188,21 @@ void mapStructure(const cv::Mat& image, int kernelSide, cv::Mat& strength, cv::M
         if (first == 0 && diagnostics.wantsMessages()) {
             diagnostics.print(tensor.firstPixelText());
         }
-        watch.step(k + 1, bands);
+    };
+    // The caller hears of some bands at a time, from its own thread.
+    constexpr int group = 16;
+    const int groups = (bands + group - 1) / group;
+    const auto grain =
+        std::max<std::size_t>(1, numerics::pixelsWorthAThread / (bandHeight * static_cast<std::size_t>(image.cols)));
+    for (int begin = 0; begin < bands; begin += group) {
+        const int end = std::min(begin + group, bands);
+        numerics::inParallel(static_cast<std::size_t>(end - begin), grain, [&](std::size_t from, std::size_t to) {
+            BandTensor tensor(image, kernelSide);
+            for (std::size_t k = from; k < to; ++k) {
+                mapBand(tensor, begin + static_cast<int>(k));
+            }
+        });
+        watch.step(begin / group + 1, groups);
     }
     if (shown) {
         shown->write(strength, diagnostics);

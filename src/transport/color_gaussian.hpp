@@ -26,6 +26,14 @@ struct ColorGaussian {
     }
 };
 
+struct ColorGaussians {
+    ColorGaussian input;
+    ColorGaussian target;
+};
+
+/// Of both images at the same time.
+ColorGaussians gaussiansOf(const cv::Mat& input, const cv::Mat& target, int dims);
+
 /// The lines that a transfer tells of the two images.
 std::string transferMessage(const ColorGaussian& input, const ColorGaussian& target);
 

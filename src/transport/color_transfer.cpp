@@ -47,9 +47,8 @@ ColorTransfer::ColorTransfer(const cv::Mat& photograph, const cv::Mat& palette, 
     lab_ = labOf("photograph", photograph);
     const cv::Mat paletteLab = labOf("palette", palette);
     constexpr int steps = 2;
-    const ColorGaussian input(lab_, dims_);
     watch.step(1, steps);
-    const ColorGaussian target(paletteLab, dims_);
+    const auto [input, target] = gaussiansOf(lab_, paletteLab, dims_);
     if (watch.receiver().wantsMessages()) {
         watch.receiver().print(transferMessage(input, target));
     }

@@ -107,8 +107,7 @@ void applyOptimalTransport(const cv::Mat& inputImg, const cv::Mat& targetImg, cv
     requireRoom("applyOptimalTransport", inputImg.size(), resultType(dims), {{"result", result}});
     requireMatrix("applyOptimalTransport", dims, dims, {{"transportMat", transportMat}});
     requireMatrix("applyOptimalTransport", 1, 2, {{"inpMeanRow", inpMeanRow}, {"tarMeanRow", tarMeanRow}});
-    ColorGaussian input(inputImg, dims);
-    ColorGaussian target(targetImg, dims);
+    auto [input, target] = gaussiansOf(inputImg, targetImg, dims);
     if (diagnostics.wantsMessages()) {
         diagnostics.print(transferMessage(input, target));
     }
@@ -128,10 +127,13 @@ void applyOptimalTransportBonneel(const cv::Mat& inputImg, const cv::Mat& target
     requireMatrix("applyOptimalTransportBonneel", 1, 3, {{"inpMeanRow", inpMeanRow}});
     requireMatrix("applyOptimalTransportBonneel", 1, 2, {{"tarMeanRow", tarMeanRow}});
     requireMatrix("applyOptimalTransportBonneel", 2, 2, {{"tarCov2", tarCov2}});
-    ColorGaussian input(inputImg, dims);
-    ColorGaussian target(targetImg, dims);
-    const ChannelCovariance inputAll = covarianceOf(inputImg, allChannels);
-    const ChannelCovariance targetChroma = covarianceOf(targetImg, chromaChannels);
+    auto [input, target] = gaussiansOf(inputImg, targetImg, dims);
+    ChannelCovariance inputAll;
+    ChannelCovariance targetChroma;
+    numerics::forEachTask(std::min(inputImg.total(), targetImg.total()), 2, [&](std::size_t k) {
+        k == 0 ? inputAll = covarianceOf(inputImg, allChannels)
+               : targetChroma = covarianceOf(targetImg, chromaChannels);
+    });
     if (diagnostics.wantsMessages()) {
         std::ostringstream text;
         text << input.covarianceMessage() << target.covarianceMessage() << input.covariance << " inpCovs\n"

@@ -91,14 +91,14 @@ double worstError(const Block& actual, const Block& expected, Error kind) {
 /// A block function of one argument and what the standard library has for it.
 struct Function {
     const char* name;
-    void (*block)(const double*, double*, std::size_t);
+    void (*BlockFunctions::*block)(const double*, double*, std::size_t);
     double (*scalar)(double);
     Error kind;
 };
 
-const Function ofAngle[] = {{"cos", cosBlock, std::cos, Error::absolute},
-                            {"sin", sinBlock, std::sin, Error::absolute},
-                            {"tan", tanBlock, std::tan, Error::relative}};
+const Function ofAngle[] = {{"cos", &BlockFunctions::cos, std::cos, Error::absolute},
+                            {"sin", &BlockFunctions::sin, std::sin, Error::absolute},
+                            {"tan", &BlockFunctions::tan, std::tan, Error::relative}};
 
 Block mapped(const Block& arguments, double (*scalar)(double)) {
     Block values(arguments.size());
@@ -112,7 +112,13 @@ Block powers(const Block& bases, double exponent) {
     return values;
 }
 
-TEST(TranscendentalBlocks, PowersAreCloseToTheStandardLibrary) {
+/// Each set of functions that this processor has.
+class TranscendentalBlocks : public ::testing::TestWithParam<const BlockFunctions*> {
+protected:
+    static const BlockFunctions& blocks() { return *GetParam(); }
+};
+
+TEST_P(TranscendentalBlocks, PowersAreCloseToTheStandardLibrary) {
     for (const double exponent : {0.25, 0.3333333333333333, 0.4166666666666667, 0.42, 0.73, 0.9, 2.4, -0.42, 5.0}) {
         for (const Block& bases : {uniform(samples / 2, 0.0, 1.2, 1), uniform(samples / 2, 0.0, 1000.0, 2),
                                    spread(samples / 2, -30, 30, 3)}) {
@@ -121,27 +127,27 @@ TEST(TranscendentalBlocks, PowersAreCloseToTheStandardLibrary) {
                 base = std::abs(base);
             }
             Block actual(positive.size());
-            powBlock(positive.data(), exponent, actual.data(), actual.size());
+            blocks().pow(positive.data(), exponent, actual.data(), actual.size());
             EXPECT_LT(worstError(actual, powers(positive, exponent), Error::relative), errorBound) << exponent;
         }
     }
 }
 
-TEST(TranscendentalBlocks, AnglesAreCloseToTheStandardLibrary) {
+TEST_P(TranscendentalBlocks, AnglesAreCloseToTheStandardLibrary) {
     for (const Function& function : ofAngle) {
         for (const Block& angles :
              {uniform(samples, -10.0, 10.0, 4), uniform(samples, -1000.0, 1000.0, 5), spread(samples, -12, 5.9, 6)}) {
             Block actual(angles.size());
-            function.block(angles.data(), actual.data(), actual.size());
+            (blocks().*function.block)(angles.data(), actual.data(), actual.size());
             EXPECT_LT(worstError(actual, mapped(angles, function.scalar), function.kind), errorBound) << function.name;
         }
     }
 }
 
-TEST(TranscendentalBlocks, DirectionsAreCloseToTheStandardLibrary) {
+TEST_P(TranscendentalBlocks, DirectionsAreCloseToTheStandardLibrary) {
     const auto expectClose = [](const Block& y, const Block& x) {
         Block actual(y.size());
-        atan2Block(y.data(), x.data(), actual.data(), actual.size());
+        blocks().atan2(y.data(), x.data(), actual.data(), actual.size());
         Block expected(y.size());
         for (std::size_t i = 0; i < y.size(); ++i) {
             expected[i] = std::atan2(y[i], x[i]);
@@ -153,7 +159,7 @@ TEST(TranscendentalBlocks, DirectionsAreCloseToTheStandardLibrary) {
     expectClose(spread(samples, -10, 10, 11), spread(samples, -10, 10, 12));
 }
 
-TEST(TranscendentalBlocks, SpecialArgumentsAreTheStandardLibrarys) {
+TEST_P(TranscendentalBlocks, SpecialArgumentsAreTheStandardLibrarys) {
     const Block& values = specialValues();
     Block actual(values.size());
     for (const double exponent : {0.0, 0.42, 0.9, 2.4, -1.5, 1000.0}) {
@@ -161,10 +167,10 @@ TEST(TranscendentalBlocks, SpecialArgumentsAreTheStandardLibrarys) {
             if (base > 0.4 && base < 1e8) {
                 continue;  // ordinary, for the bound of the other tests
             }
-            const Block four(4, base);
-            Block result(4);
-            powBlock(four.data(), exponent, result.data(), 4);
-            expectSameBits(result, Block(4, std::pow(base, exponent)), "pow " + std::to_string(exponent));
+            const Block eight(8, base);
+            Block result(8);
+            blocks().pow(eight.data(), exponent, result.data(), 8);
+            expectSameBits(result, Block(8, std::pow(base, exponent)), "pow " + std::to_string(exponent));
         }
     }
     for (const Function& function : ofAngle) {
@@ -172,10 +178,10 @@ TEST(TranscendentalBlocks, SpecialArgumentsAreTheStandardLibrarys) {
             if (std::abs(angle) >= 0.5 && std::abs(angle) <= 1) {
                 continue;
             }
-            const Block four(4, angle);
-            Block result(4);
-            function.block(four.data(), result.data(), 4);
-            expectSameBits(result, Block(4, function.scalar(angle)), function.name);
+            const Block eight(8, angle);
+            Block result(8);
+            (blocks().*function.block)(eight.data(), result.data(), 8);
+            expectSameBits(result, Block(8, function.scalar(angle)), function.name);
         }
     }
     for (const double y : values) {
@@ -184,43 +190,43 @@ TEST(TranscendentalBlocks, SpecialArgumentsAreTheStandardLibrarys) {
             if (ordinary(y) && ordinary(x)) {
                 continue;
             }
-            const Block ys(4, y);
-            const Block xs(4, x);
-            Block result(4);
-            atan2Block(ys.data(), xs.data(), result.data(), 4);
-            expectSameBits(result, Block(4, std::atan2(y, x)), "atan2");
+            const Block ys(8, y);
+            const Block xs(8, x);
+            Block result(8);
+            blocks().atan2(ys.data(), xs.data(), result.data(), 8);
+            expectSameBits(result, Block(8, std::atan2(y, x)), "atan2");
         }
     }
 }
 
-TEST(TranscendentalBlocks, AnElementDoesNotDependOnItsNeighbours) {
+TEST_P(TranscendentalBlocks, AnElementDoesNotDependOnItsNeighbours) {
     Block arguments = uniform(37, 0.01, 3.0, 13);
     arguments[5] = std::numeric_limits<double>::quiet_NaN();
     arguments[10] = -1.0;
     arguments[11] = 0.0;
     const Block x = uniform(37, -3.0, 3.0, 14);
     Block together(37);
-    powBlock(arguments.data(), 0.42, together.data(), 37);
+    blocks().pow(arguments.data(), 0.42, together.data(), 37);
     Block directions(37);
-    atan2Block(arguments.data(), x.data(), directions.data(), 37);
+    blocks().atan2(arguments.data(), x.data(), directions.data(), 37);
     for (std::size_t i = 0; i < 37; ++i) {
-        const Block four(4, arguments[i]);
-        const Block fourX(4, x[i]);
-        Block alone(4);
-        powBlock(four.data(), 0.42, alone.data(), 4);
+        const Block eight(8, arguments[i]);
+        const Block eightX(8, x[i]);
+        Block alone(8);
+        blocks().pow(eight.data(), 0.42, alone.data(), 8);
         const Block difference = {together[i] - alone[0]};
         EXPECT_TRUE(std::isnan(together[i]) ? std::isnan(alone[0])
                                             : std::abs(difference[0]) <= errorBound * std::abs(alone[0]))
             << i;
-        atan2Block(four.data(), fourX.data(), alone.data(), 4);
+        blocks().atan2(eight.data(), eightX.data(), alone.data(), 8);
         EXPECT_TRUE(std::isnan(directions[i]) ? std::isnan(alone[0])
                                               : std::abs(directions[i] - alone[0]) <= errorBound * std::abs(alone[0]))
             << i;
     }
 }
 
-TEST(TranscendentalBlocks, EveryLengthIsFilledAndNothingBeyond) {
-    for (std::size_t count = 0; count <= 9; ++count) {
+TEST_P(TranscendentalBlocks, EveryLengthIsFilledAndNothingBeyond) {
+    for (std::size_t count = 0; count <= 19; ++count) {
         const Block arguments = uniform(count + 1, 0.1, 2.0, 15 + count);
         const Block x = uniform(count + 1, -2.0, 2.0, 40 + count);
         const auto check = [&](const char* name, auto call, auto scalar) {
@@ -234,41 +240,41 @@ TEST(TranscendentalBlocks, EveryLengthIsFilledAndNothingBeyond) {
             }
         };
         check(
-            "pow", [&](double* out) { powBlock(arguments.data(), 0.42, out, count); },
+            "pow", [&](double* out) { blocks().pow(arguments.data(), 0.42, out, count); },
             [&](std::size_t i) { return std::pow(arguments[i], 0.42); });
         check(
-            "atan2", [&](double* out) { atan2Block(arguments.data(), x.data(), out, count); },
+            "atan2", [&](double* out) { blocks().atan2(arguments.data(), x.data(), out, count); },
             [&](std::size_t i) { return std::atan2(arguments[i], x[i]); });
         for (const Function& function : ofAngle) {
             // The tangent stays below 2 here, where the absolute bound holds for it too.
             check(
-                function.name, [&](double* out) { function.block(x.data(), out, count); },
+                function.name, [&](double* out) { (blocks().*function.block)(x.data(), out, count); },
                 [&](std::size_t i) { return function.scalar(x[i]); });
         }
     }
 }
 
-TEST(TranscendentalBlocks, ResultsMayReplaceArguments) {
+TEST_P(TranscendentalBlocks, ResultsMayReplaceArguments) {
     const Block arguments = spread(1001, -3, 3, 60);
     const Block x = spread(1001, -3, 3, 61);
     const std::size_t count = arguments.size();
     Block apart(count);
     Block inPlace = arguments;
-    powBlock(arguments.data(), 0.42, apart.data(), count);
-    powBlock(inPlace.data(), 0.42, inPlace.data(), count);
+    blocks().pow(arguments.data(), 0.42, apart.data(), count);
+    blocks().pow(inPlace.data(), 0.42, inPlace.data(), count);
     expectSameBits(inPlace, apart, "pow");
     for (const Function& function : ofAngle) {
         inPlace = arguments;
-        function.block(arguments.data(), apart.data(), count);
-        function.block(inPlace.data(), inPlace.data(), count);
+        (blocks().*function.block)(arguments.data(), apart.data(), count);
+        (blocks().*function.block)(inPlace.data(), inPlace.data(), count);
         expectSameBits(inPlace, apart, function.name);
     }
-    atan2Block(arguments.data(), x.data(), apart.data(), count);
+    blocks().atan2(arguments.data(), x.data(), apart.data(), count);
     inPlace = arguments;
-    atan2Block(inPlace.data(), x.data(), inPlace.data(), count);
+    blocks().atan2(inPlace.data(), x.data(), inPlace.data(), count);
     expectSameBits(inPlace, apart, "atan2 into y");
     inPlace = x;
-    atan2Block(arguments.data(), inPlace.data(), inPlace.data(), count);
+    blocks().atan2(arguments.data(), inPlace.data(), inPlace.data(), count);
     expectSameBits(inPlace, apart, "atan2 into x");
 }
 
@@ -322,10 +328,8 @@ TEST(ForEachBlock, CoversEveryElementOnce) {
     }
 }
 
-TEST(BlockInstructionSet, HasAName) {
-    const std::string name = blockInstructionSet();
-    EXPECT_TRUE(name == "avx2" || name == "scalar") << name;
-}
+INSTANTIATE_TEST_SUITE_P(OfEveryProcessor, TranscendentalBlocks, ::testing::ValuesIn(blockFunctions()),
+                         [](const auto& tested) { return std::string(tested.param->name); });
 
 }  // namespace
 }  // namespace likeness::numerics

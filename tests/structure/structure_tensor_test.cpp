@@ -1,4 +1,5 @@
 #include <likeness/structure/structure_tensor.hpp>
+#include <likeness/threads.hpp>
 
 #include <likeness/color/unit_image.hpp>
 #include "reference/structure_reference.hpp"
@@ -241,6 +242,7 @@ TEST(ComputeStructuralTensor, TakesMemoryOfAFewPlanesAndGivesItBack) {
     cv::Mat image = testing::randomImage({100, 2000}, 3, 0, 255, 8);
     cv::Mat out(image.size(), CV_32F);
     const std::size_t plane = out.total() * sizeof(float);
+    setThreads(1);  // each has planes of its own
     CountingAllocator dropped;
     {
         const DefaultAllocator use(dropped);
@@ -258,6 +260,7 @@ TEST(ComputeStructuralTensor, TakesMemoryOfAFewPlanesAndGivesItBack) {
     }
     EXPECT_EQ(kept.live, 0U);
     EXPECT_LT(kept.peak, 10 * plane) << "seven planes that are shown, and what the image writer takes";
+    setThreads(0);
 }
 
 /// The road through the given operation, its coherence as the dump has it.
@@ -327,7 +330,7 @@ TEST(OrientedStructure, RefusesWhatItCannotDo) {
 }
 
 TEST(OrientedStructure, ItsCallerHearsOfItAndEndsIt) {
-    const cv::Mat image = testing::randomImage({9, 70}, 3, 0, 1, 5);
+    const cv::Mat image = testing::randomImage({9, 1100}, 3, 0, 1, 5);
     EXPECT_EQ(testing::expectSteps([&](const Watch& watch) { orientedStructure(image, {}, watch); }), 3);
 }
 
