@@ -221,12 +221,17 @@ struct EstimatedCounts {
         pixels[4][static_cast<std::size_t>(bins.saturation[i])] += times;
     }
 
-    void addTo(CorrelateCounts& counts) const {
+    void addTo(CorrelateCounts& counts) {
         for (std::size_t k = 0; k < pixels.size(); ++k) {
             for (int bin = 0; bin < PublishedEstimate::binLimit; ++bin) {
                 counts[k].addToBin(bin, pixels[k][static_cast<std::size_t>(bin)]);
             }
         }
+        addAskedTo(counts);
+    }
+
+    /// And forgets them.
+    void addAskedTo(CorrelateCounts& counts) {
         for (const auto& [correlates, times] : asked) {
             counts.brightness.add(static_cast<float>(correlates.brightness), times);
             counts.lightness.add(static_cast<float>(correlates.lightness), times);
@@ -234,6 +239,7 @@ struct EstimatedCounts {
             counts.colorfulness.add(static_cast<float>(correlates.colorfulness), times);
             counts.saturation.add(static_cast<float>(correlates.saturation), times);
         }
+        asked.clear();
     }
 };
 
@@ -259,6 +265,11 @@ void countByEstimate(const PublishedView& view, const PhotographColors& colors, 
                 } else {
                     found.asked.emplace_back(view.correlatesOf(blocks.linearOf(block, i)), times);
                 }
+            }
+            constexpr std::size_t most = 1U << 14;  // a megabyte, where the estimate settles little
+            if (found.asked.size() >= most) {
+                const std::scoped_lock lock(mutex);
+                found.addAskedTo(counts);
             }
         }
         const std::scoped_lock lock(mutex);
