@@ -17,36 +17,49 @@ constexpr double guard = D65Adaptation::guard;
 /// What an element is multiplied by to go from its white to D65.
 class D65Factor {
 public:
+    D65Factor() {
+        for (std::size_t k = 0; k < numerics::blockSize; ++k) {
+            degreeTimesWhite_[k] = static_cast<double>(d65_.degreeTimesWhite[k % 3]);
+        }
+    }
+
     float operator()(float white, int channel) const noexcept {
-        const auto ratio = static_cast<float>(static_cast<double>(d65_.degreeTimesWhite[channel]) /
-                                              (guard + static_cast<double>(white)));
-        return 1.0F + ratio - d65_.degree;
+        return of(white, static_cast<double>(d65_.degreeTimesWhite[channel]));
+    }
+
+    /// Of the whites of at most `numerics::pixelsInBlock` pixels.
+    void ofPixels(const float* white, float* factors, std::size_t pixels) const noexcept {
+        for (std::size_t k = 0; k < 3 * pixels; ++k) {
+            factors[k] = of(white[k], degreeTimesWhite_[k]);
+        }
     }
 
 private:
+    float of(float white, double degreeTimesWhite) const noexcept {
+        const auto ratio = static_cast<float>(degreeTimesWhite / (guard + static_cast<double>(white)));
+        return 1.0F + ratio - d65_.degree;
+    }
+
     D65Adaptation d65_ = d65Adaptation();
+    double degreeTimesWhite_[numerics::blockSize];  // of the channels in turn
 };
 
-float adapted(float value, float factor) {
-    return factor * value;
-}
-
-float unadapted(float value, float factor) {
-    return value / factor;
-}
+// Objects, not functions: the loops below are compiled for each, without a call.
+constexpr auto adapted = [](float value, float factor) { return factor * value; };
+constexpr auto unadapted = [](float value, float factor) { return value / factor; };
 
 /// img = combine(img, factor of its white), element by element.
 template <typename Combine>
 void scaleByD65Factor(cv::Mat& img, const cv::Mat& white, Combine combine) {
     const D65Factor factor;
     const ImageWalk walk = walkOver(img, white);
-    numerics::forEachPiece(walk, numerics::pixelsInPiece, [&](int i, std::size_t first, std::size_t count) {
-        float* value = img.ptr<float>(i) + 3 * first;
-        const float* whiteValue = white.ptr<float>(i) + 3 * first;
-        for (std::size_t j = 0; j < count; ++j, value += 3, whiteValue += 3) {
-            for (int c = 0; c < 3; ++c) {
-                value[c] = combine(value[c], factor(whiteValue[c], c));
-            }
+    numerics::forEachPiece(walk, numerics::pixelsInBlock, [&](int i, std::size_t first, std::size_t count) {
+        float* const value = img.ptr<float>(i) + 3 * first;
+        // In an array of their own, since the white may be the image itself, the quotients are found in vectors.
+        float factors[numerics::blockSize];
+        factor.ofPixels(white.ptr<float>(i) + 3 * first, factors, count);
+        for (std::size_t k = 0; k < 3 * count; ++k) {
+            value[k] = combine(value[k], factors[k]);
         }
     });
 }
@@ -69,6 +82,19 @@ void scaleByD65Factor(cv::Mat& img, const cv::Vec3f& white, Combine combine) {
 /// Adapting luminance of a pixel of so much Y.
 float adaptingLuminanceOf(float y) {
     return static_cast<float>(static_cast<double>(y) * 0.2);
+}
+
+/// The degree of adaptation that each of `count` pixels of sharpened R, G, B sets by its own luminance.
+std::vector<float> degreesOfAdaptation(float* sharpened, std::size_t count) {
+    cv::Mat colors(1, static_cast<int>(count), CV_32FC3, sharpened);  // read
+    cv::Mat xyz(colors.size(), CV_32FC3);
+    convertSharpenedBGRtoXYZ(colors, xyz);
+    std::vector<float> degrees(count);
+    for (std::size_t j = 0; j < count; ++j) {
+        degrees[j] = adaptingLuminanceOf(xyz.ptr<float>(0)[3 * j + 1]);
+    }
+    computeAdapFactD(degrees.data(), degrees.data(), count);
+    return degrees;
 }
 
 /// A white of the scene that may be divided by.
@@ -111,20 +137,13 @@ void inverseCAT(cv::Mat& adapted, cv::Mat& targetWhite, cv::Mat& sourceWhite, cv
     requireRoom("inverseCAT", adapted.size(), CV_32FC3,
                 {{"targetWhite", targetWhite}, {"sourceWhite", sourceWhite}, {"out", out}});
     requireType("inverseCAT", CV_32FC3, {{"out", out}});
-    cv::Mat xyz(out.size(), CV_32FC3);
-    convertSharpenedBGRtoXYZ(out, xyz);
-    const ImageWalk walk = walkOver(adapted, targetWhite, sourceWhite, out, xyz);
-    numerics::forEachPiece(walk, numerics::blockSize, [&](int i, std::size_t first, std::size_t count) {
+    const ImageWalk walk = walkOver(adapted, targetWhite, sourceWhite, out);
+    numerics::forEachPiece(walk, numerics::pixelsInPiece, [&](int i, std::size_t first, std::size_t count) {
         const float* value = adapted.ptr<float>(i) + 3 * first;
         const float* target = targetWhite.ptr<float>(i) + 3 * first;
-        const float* const pixelXyz = xyz.ptr<float>(i) + 3 * first;
         float* source = sourceWhite.ptr<float>(i) + 3 * first;
         float* result = out.ptr<float>(i) + 3 * first;
-        float degrees[numerics::blockSize] = {};
-        for (std::size_t j = 0; j < count; ++j) {
-            degrees[j] = adaptingLuminanceOf(pixelXyz[3 * j + 1]);
-        }
-        computeAdapFactD(degrees, degrees, count);
+        const std::vector<float> degrees = degreesOfAdaptation(result, count);
         for (std::size_t j = 0; j < count; ++j, value += 3, target += 3, source += 3, result += 3) {
             for (int c = 0; c < 3; ++c) {
                 source[c] = guarded(source[c]);
@@ -144,23 +163,16 @@ void scaleFromD65(cv::Mat& img, const cv::Vec3f& white) {
 
 void scaleToScene(cv::Mat& img, const cv::Vec3f& adaptedTo, const cv::Vec3f& scene) {
     const float source[] = {guarded(scene[0]), guarded(scene[1]), guarded(scene[2])};
-    const auto cols = static_cast<std::size_t>(img.cols);
-    cv::Mat xyz(1, img.cols, CV_32FC3);
-    std::vector<float> degrees(cols);
-    for (int i = 0; i < img.rows; ++i) {
-        cv::Mat row = img.row(i);
-        convertSharpenedBGRtoXYZ(row, xyz);
-        for (std::size_t j = 0; j < cols; ++j) {
-            degrees[j] = adaptingLuminanceOf(xyz.ptr<float>(0)[3 * j + 1]);
-        }
-        computeAdapFactD(degrees.data(), degrees.data(), cols);
-        float* value = row.ptr<float>(0);
-        for (std::size_t j = 0; j < cols; ++j, value += 3) {
+    const ImageWalk walk = walkOver(img);
+    numerics::forEachPiece(walk, numerics::pixelsInPiece, [&](int i, std::size_t first, std::size_t count) {
+        float* value = img.ptr<float>(i) + 3 * first;
+        const std::vector<float> degrees = degreesOfAdaptation(value, count);
+        for (std::size_t j = 0; j < count; ++j, value += 3) {
             for (int c = 0; c < 3; ++c) {
                 value[c] = takenBack(value[c], adaptedTo[c], source[c], degrees[j]);
             }
         }
-    }
+    });
 }
 
 }  // namespace likeness

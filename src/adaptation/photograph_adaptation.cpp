@@ -7,6 +7,7 @@
 #include "adaptation/adaptation_steps.hpp"
 #include "color/color_argument.hpp"
 #include "color/photograph_argument.hpp"
+#include "diagnostics/watched_bands.hpp"
 
 #include <algorithm>
 
@@ -15,22 +16,19 @@ namespace {
 
 constexpr int bandHeight = 32;  // all conversions of so many rows find them in the cache
 
-/// Lets `adapt(sharpened, firstRow)` work on the sharpened image, some rows at a time.
+/// Lets `adapt(sharpened, rows)` work on some rows of the sharpened image, several at the same time.
 /// @param stepsBefore  steps of the operation that have been done
 template <typename Adapt>
 cv::Mat throughSharpened(const cv::Mat& photograph, Adapt adapt, const Watch& watch, int stepsBefore = 0) {
     cv::Mat colors = ownUnitPhotograph("photograph", photograph);
-    const int bands = (colors.rows + bandHeight - 1) / bandHeight;
-    for (int k = 0; k < bands; ++k) {
-        const int first = k * bandHeight;
-        cv::Mat band = colors.rowRange(first, std::min(first + bandHeight, colors.rows));
+    forEachBand(colors.size(), bandHeight, watch, stepsBefore, [&](cv::Range rows) {
+        cv::Mat band = colors.rowRange(rows);
         convertBGRToXYZDirect(band, band);
         convertXYZtoSharpenedBGR(band, band);
-        adapt(band, first);
+        adapt(band, rows);
         convertSharpenedBGRtoXYZ(band, band);
         convertXYZToBGRDirect(band, band);
-        watch.step(stepsBefore + k + 1, stepsBefore + bands);
-    }
+    });
     return colors;
 }
 
@@ -49,17 +47,16 @@ cv::Mat scaled(const cv::Mat& photograph, const White& white, Scale scale, const
         return {};
     }
     return throughSharpened(
-        photograph, [&](cv::Mat& band, int /*first*/) { scale(band, sharpened); }, watch);
+        photograph, [&](cv::Mat& band, cv::Range /*rows*/) { scale(band, sharpened); }, watch);
 }
 
 /// @param whiteXyz  CV_32FC3
 cv::Mat scaledByImage(const cv::Mat& photograph, const cv::Mat& whiteXyz, ScaleByImage scale, const Watch& watch,
                       int stepsBefore) {
-    cv::Mat white;
-    cv::Mat notRead;
-    const auto adapt = [&](cv::Mat& band, int first) {
-        white.create(band.size(), CV_32FC3);
-        convertXYZtoSharpenedBGR(whiteXyz.rowRange(first, first + band.rows), white);
+    const auto adapt = [&](cv::Mat& band, cv::Range rows) {
+        cv::Mat white(band.size(), CV_32FC3);
+        cv::Mat notRead;
+        convertXYZtoSharpenedBGR(whiteXyz.rowRange(rows), white);
         scale(band, white, notRead);
     };
     return throughSharpened(photograph, adapt, watch, stepsBefore);
@@ -127,9 +124,11 @@ cv::Mat adaptToD65(const cv::Mat& photograph, PixelWhite white, const Watch& wat
         return {};
     }
     if (white == PixelWhite::own) {
-        cv::Mat notRead;
-        return throughSharpened(
-            photograph, [&](cv::Mat& band, int /*first*/) { iCAMCATByD65(band, band, notRead); }, watch);
+        const auto adapt = [](cv::Mat& band, cv::Range /*rows*/) {
+            cv::Mat notRead;
+            iCAMCATByD65(band, band, notRead);
+        };
+        return throughSharpened(photograph, adapt, watch);
     }
     cv::Mat xyz = ownUnitPhotograph("photograph", photograph);
     requireFinite("photograph", xyz);
@@ -158,7 +157,7 @@ cv::Mat undoAdaptation(const cv::Mat& photograph, const White& adaptedTo, const 
         return {};
     }
     return throughSharpened(
-        photograph, [&](cv::Mat& band, int /*first*/) { scaleToScene(band, target, source); }, watch);
+        photograph, [&](cv::Mat& band, cv::Range /*rows*/) { scaleToScene(band, target, source); }, watch);
 }
 
 cv::Mat adaptTo(const cv::Mat& photograph, const cv::Mat& like, const AdaptOptions& options, const Watch& watch) {

@@ -1,7 +1,9 @@
 #include "color/photograph_argument.hpp"
 
 #include <likeness/color/unit_image.hpp>
+#include "numerics/parallel.hpp"
 
+#include <atomic>
 #include <cmath>
 #include <limits>
 #include <sstream>
@@ -20,8 +22,28 @@ std::string sizeText(const cv::Mat& image) {
     return std::to_string(image.cols) + " x " + std::to_string(image.rows);
 }
 
+bool areWithin(const cv::Mat& image, float limit) {
+    std::atomic<bool> within{true};
+    const ImageWalk walk = walkOver(image);
+    numerics::forEachPiece(walk, numerics::pixelsInPiece, [&](int i, std::size_t first, std::size_t count) {
+        const auto channels = static_cast<std::size_t>(image.channels());
+        const float* const values = image.ptr<float>(i) + channels * first;
+        bool all = true;
+        for (std::size_t j = 0; j < channels * count; ++j) {
+            all &= std::fabs(values[j]) <= limit;
+        }
+        if (!all) {
+            within = false;
+        }
+    });
+    return within;
+}
+
 /// Refuses the first value that is not within -limit to limit.
 void requireWithin(const std::string& name, const cv::Mat& image, float limit, const std::string& expected) {
+    if (areWithin(image, limit)) {
+        return;
+    }
     for (int i = 0; i < image.rows; ++i) {
         const float* const values = image.ptr<float>(i);
         const int count = image.cols * image.channels();

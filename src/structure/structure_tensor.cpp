@@ -1,9 +1,9 @@
 #include <likeness/structure/structure_tensor.hpp>
 
 #include "color/photograph_argument.hpp"
+#include "diagnostics/watched_bands.hpp"
 #include "numerics/argument_check.hpp"
 #include "numerics/image_walk.hpp"
-#include "numerics/parallel.hpp"
 #include "structure/tensor_eigenvalues.hpp"
 
 #include <opencv2/imgproc.hpp>
@@ -173,37 +173,20 @@ void mapStructure(const cv::Mat& image, int kernelSide, cv::Mat& strength, cv::M
     if (diagnostics.wantsFiles()) {
         shown.emplace(image.size());
     }
-    const int bands = (image.rows + bandHeight - 1) / bandHeight;
-    const auto mapBand = [&](BandTensor& tensor, int k) {
-        const int first = k * bandHeight;
-        const cv::Range band(first, std::min(first + bandHeight, image.rows));
+    forEachBand(image.size(), bandHeight, watch, 0, [&](cv::Range band) {
+        BandTensor tensor(image, kernelSide);
         tensor.find(band, shown ? &*shown : nullptr);
-        tensor.map(strength(band, cv::Range(0, image.cols)), orientationStrength);
+        tensor.map(strength.rowRange(band), orientationStrength);
         if (shown) {
             tensor.map(shown->coherence.rowRange(band), coherence);
         }
         if (coherenceMap != nullptr) {
             tensor.map(coherenceMap->rowRange(band), coherence);
         }
-        if (first == 0 && diagnostics.wantsMessages()) {
+        if (band.start == 0 && diagnostics.wantsMessages()) {
             diagnostics.print(tensor.firstPixelText());
         }
-    };
-    // The caller hears of some bands at a time, from its own thread.
-    constexpr int group = 16;
-    const int groups = (bands + group - 1) / group;
-    const auto grain =
-        std::max<std::size_t>(1, numerics::pixelsWorthAThread / (bandHeight * static_cast<std::size_t>(image.cols)));
-    for (int begin = 0; begin < bands; begin += group) {
-        const int end = std::min(begin + group, bands);
-        numerics::inParallel(static_cast<std::size_t>(end - begin), grain, [&](std::size_t from, std::size_t to) {
-            BandTensor tensor(image, kernelSide);
-            for (std::size_t k = from; k < to; ++k) {
-                mapBand(tensor, begin + static_cast<int>(k));
-            }
-        });
-        watch.step(begin / group + 1, groups);
-    }
+    });
     if (shown) {
         shown->write(strength, diagnostics);
     }

@@ -28,6 +28,8 @@ cv::Mat smoothedBy(SmoothingVariant variant, const cv::Mat& photograph, const cv
 }  // namespace
 
 std::vector<PixelOperation> pixelOperations() {
+    const White ofEvening{{0.98, 1.0, 0.61}};
+    const White ofNoon{{0.95, 1.0, 1.05}};
     AdaptOptions local;
     local.local = true;
     TransferOptions chroma;
@@ -49,15 +51,16 @@ std::vector<PixelOperation> pixelOperations() {
          [](const cv::Mat& p, const cv::Mat&) { return roundTrip(lalphabetaFromBgr(p), bgrFromLalphabeta); }},
         {"opponent", [](const cv::Mat& p, const cv::Mat&) { return opponentFromBgr(p); }},
         {"yuv", [](const cv::Mat& p, const cv::Mat&) { return roundTrip(yuvFromBgr(p), bgrFromYuv); }},
-        {"to D65", [](const cv::Mat& p, const cv::Mat&) { return adaptToD65(p, grayWorldWhite(p).white); }},
+        {"to D65", [ofEvening](const cv::Mat& p, const cv::Mat&) { return adaptToD65(p, ofEvening); }},
         {"to D65, own white", [](const cv::Mat& p, const cv::Mat&) { return adaptToD65(p, PixelWhite::own); }},
-        {"undo D65", [](const cv::Mat& p, const cv::Mat&) { return undoD65Adaptation(p, grayWorldWhite(p).white); }},
-        {"undo", [](const cv::Mat& p,
-                    const cv::Mat& o) { return undoAdaptation(p, grayWorldWhite(o).white, grayWorldWhite(p).white); }},
+        {"undo D65", [ofEvening](const cv::Mat& p, const cv::Mat&) { return undoD65Adaptation(p, ofEvening); }},
+        {"undo",
+         [ofEvening, ofNoon](const cv::Mat& p, const cv::Mat&) { return undoAdaptation(p, ofNoon, ofEvening); }},
         {"adapt", [](const cv::Mat& p, const cv::Mat& o) { return adaptTo(p, o); }},
         {"adapt locally", [local](const cv::Mat& p, const cv::Mat& o) { return adaptTo(p, o, local); }},
         {"tint", [](const cv::Mat& p, const cv::Mat& o) { return tint(p, o); }},
         {"brighten", [](const cv::Mat& p, const cv::Mat&) { return brighten(p); }},
+        {"tone map", [](const cv::Mat& p, const cv::Mat&) { return toneMap(toUnit(p) * 100); }},
         {"smooth", [](const cv::Mat& p, const cv::Mat& o) { return smoothedBy(SmoothingVariant::gray, p, o); }},
         {"smooth by colour",
          [](const cv::Mat& p, const cv::Mat& o) { return smoothedBy(SmoothingVariant::color, p, o); }},
