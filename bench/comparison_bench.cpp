@@ -156,6 +156,14 @@ void bench(const std::string& program, const std::string& darkroom, const std::s
         runs["library"].push_back(run({stages, "library", pair[0], pair[1]}));
         runs["darkroom"].push_back(run({darkroom, "compare", pair[0], pair[1]}));
         runs["published"].push_back(run({darkroom, "compare", pair[0], pair[1], "--model", "ciecam16"}));
+        const auto inDisplayP3 = [&](std::vector<std::string> more) {
+            std::vector<std::string> command = {darkroom, "compare",          pair[0],
+                                                pair[1],  "--assume-profile", "display-p3"};
+            command.insert(command.end(), more.begin(), more.end());
+            return run(command);
+        };
+        runs["profile"].push_back(inDisplayP3({}));
+        runs["profile published"].push_back(inDisplayP3({"--model", "ciecam16"}));
         runs["decode"].push_back(run({stages, "decode", pair[0], pair[1]}));
         runs["both"].push_back(run({floors.jpeg, pair[0], pair[1]}));
         runs["once"].push_back(run({floors.jpeg, pair[0], pair[1], secondText}));
@@ -168,6 +176,8 @@ void bench(const std::string& program, const std::string& darkroom, const std::s
     print("decode and library call, no dumps", runs["library"]);
     print("darkroom compare", runs["darkroom"]);
     print("darkroom compare --model ciecam16", runs["published"]);
+    print("the same, in Display P3", runs["profile published"]);
+    print("darkroom compare, in Display P3", runs["profile"]);
     print("decode only", runs["decode"]);
     print("libjpeg-turbo decodes both at once", runs["both"]);
     print("the same, three JPEGs, text once", runs["once"]);
@@ -190,6 +200,8 @@ void bench(const std::string& program, const std::string& darkroom, const std::s
                ratios(column(runs["darkroom"], cpu), column(runs["decode"], cpu)));
     printRatio("darkroom compare --model ciecam16 / the default, processes",
                ratios(column(runs["published"], wall), column(runs["darkroom"], wall)));
+    printRatio("the same, both in Display P3",
+               ratios(column(runs["profile published"], wall), column(runs["profile"], wall)));
     printRatio("(decode + library call) / decode, inside the process",
                ratios(column(runs["library"], [](const Run& r) { return r.decoding + r.afterDecoding; }),
                       column(runs["decode"], [](const Run& r) { return r.decoding; })));

@@ -3,6 +3,7 @@
 #include <likeness/adaptation/degree_of_adaptation.hpp>
 #include <likeness/color/sharpened_rgb.hpp>
 #include "adaptation/adaptation_steps.hpp"
+#include "adaptation/usual_degree.hpp"
 #include "numerics/argument_check.hpp"
 #include "numerics/parallel.hpp"
 
@@ -78,7 +79,7 @@ void scaleByD65Factor(cv::Mat& img, const cv::Vec3f& white, Combine combine) {
 }
 
 /// Adapting luminance of a pixel of so much Y.
-float adaptingLuminance(float y) {
+float adaptingLuminanceOf(float y) {
     return static_cast<float>(static_cast<double>(y) * 0.2);
 }
 
@@ -89,7 +90,7 @@ std::vector<float> degreesOfAdaptation(float* sharpened, std::size_t count) {
     convertSharpenedBGRtoXYZ(colors, xyz);
     std::vector<float> degrees(count);
     for (std::size_t j = 0; j < count; ++j) {
-        degrees[j] = adaptingLuminance(xyz.ptr<float>(0)[3 * j + 1]);
+        degrees[j] = adaptingLuminanceOf(xyz.ptr<float>(0)[3 * j + 1]);
     }
     computeAdapFactD(degrees.data(), degrees.data(), count);
     return degrees;
@@ -109,7 +110,7 @@ float takenBack(float value, float target, float source, float degree) {
 }  // namespace
 
 D65Adaptation d65Adaptation() {
-    D65Adaptation d65{computeAdapFactD(20.0F), {}};
+    D65Adaptation d65{usualDegreeOfAdaptation(), {}};
     cv::Mat white(1, 1, CV_32FC3, cv::Scalar(0.9505F, 1.0F, 1.0888F));
     convertXYZtoSharpenedBGR(white, white);
     for (int c = 0; c < 3; ++c) {

@@ -8,6 +8,7 @@
 #include "adaptation/adaptation_steps.hpp"
 #include "adaptation/participation_mask.hpp"
 #include "codecs/image_codecs.hpp"
+#include "color/cone_matrices.hpp"
 #include "numerics/argument_check.hpp"
 #include "numerics/parallel.hpp"
 #include "numerics/transcendental_blocks.hpp"
@@ -23,11 +24,9 @@ namespace likeness {
 namespace {
 
 cv::Mat conesFromXyz() {
-    // clang-format off
-    return (cv::Mat_<float>(3, 3) <<  0.7328,  0.4296, -0.1624,
-                                     -0.7036,  1.6975,  0.0061,
-                                      0.003,  -0.0136,  0.9834);  // departure 7
-    // clang-format on
+    cv::Mat cones = floatMatrix(cat02FromXyz);
+    cones.at<float>(2, 1) = -cones.at<float>(2, 1);  // departure 7
+    return cones;
 }
 
 /// Matrix from X, Y, Z under the source white to X, Y, Z under the adapted one.

@@ -1,13 +1,13 @@
 #include <likeness/adaptation/two_scale_adaptation.hpp>
 
 #include <likeness/adaptation/d65_adaptation.hpp>
-#include <likeness/adaptation/degree_of_adaptation.hpp>
 #include <likeness/adaptation/white_image.hpp>
 #include <likeness/color/bgr_xyz.hpp>
 #include <likeness/color/sharpened_rgb.hpp>
 #include <likeness/diagnostics/name_text.hpp>
 #include <likeness/structure/structure_tensor.hpp>
 #include "adaptation/common_region.hpp"
+#include "adaptation/usual_degree.hpp"
 #include "diagnostics/number_text.hpp"
 #include "filter/bilateral_filter.hpp"
 #include "numerics/argument_check.hpp"
@@ -35,7 +35,7 @@ float ratioOf(float target, float white) {
 /// 1 - D + D ratio.
 class Blend {
 public:
-    Blend() : degree_(computeAdapFactD(20.0F)), rest_(1 - degree_) {}
+    Blend() : degree_(usualDegreeOfAdaptation()), rest_(1 - degree_) {}
 
     float operator()(float ratio) const noexcept { return rest_ + ratio * degree_; }
 

@@ -1,5 +1,7 @@
 #include <likeness/appearance/appearance_correlates.hpp>
 
+#include <likeness/appearance/viewing_conditions.hpp>
+#include "appearance/background_chroma.hpp"
 #include "appearance/correlate_kernels.hpp"
 #include "appearance/last_value_cache.hpp"
 #include "numerics/argument_check.hpp"
@@ -45,7 +47,7 @@ double luminanceLevelRoot(float FL) {
 }
 
 double chromaOfBackground(float n) {
-    return std::pow(1.64 - std::pow(0.29, static_cast<double>(n)), 0.73);
+    return backgroundChroma(static_cast<double>(n));
 }
 
 void computeAB(cv::Mat& nl, cv::Mat& a, cv::Mat& b) {

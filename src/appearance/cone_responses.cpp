@@ -2,6 +2,7 @@
 
 #include <likeness/color/pixel_matrix.hpp>
 #include "appearance/correlate_kernels.hpp"
+#include "color/cone_matrices.hpp"
 #include "numerics/argument_check.hpp"
 #include "numerics/parallel.hpp"
 #include "numerics/transcendental_blocks.hpp"
@@ -13,15 +14,12 @@ namespace likeness {
 
 cv::Mat hpeFromSharpenedRgb() {
     // clang-format off
-    const cv::Mat hpeFromXyz = (cv::Mat_<float>(3, 3) <<  0.38971, 0.68898, -0.07868,
-                                                         -0.22981, 1.1834,   0.04641,
-                                                          0,       0,        1);
     const cv::Mat xyzFromSharpened = (cv::Mat_<float>(3, 3) <<  1.096124, -0.278869, 0.182745,
                                                                 0.454369,  0.473533, 0.072098,
                                                                -0.009628, -0.005698, 1.015326);
     // clang-format on
     cv::Mat hpeFromSharpened(3, 3, CV_32F);
-    dotProduct(hpeFromXyz, xyzFromSharpened, hpeFromSharpened);
+    dotProduct(floatMatrix(hpeFromXyz), xyzFromSharpened, hpeFromSharpened);
     return hpeFromSharpened;
 }
 

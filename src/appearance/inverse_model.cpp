@@ -4,6 +4,7 @@
 #include <likeness/appearance/cone_responses.hpp>
 #include <likeness/appearance/viewing_conditions.hpp>
 #include <likeness/color/pixel_matrix.hpp>
+#include "appearance/background_chroma.hpp"
 #include "appearance/last_value_cache.hpp"
 #include "diagnostics/message_lines.hpp"
 #include "diagnostics/number_text.hpp"
@@ -38,7 +39,7 @@ double lightnessExponent(float z) {
 }
 
 double magnitudeOfBackground(float n) {
-    return std::pow(1.64 - std::pow(0.29, static_cast<double>(n)), 0.8111111111111111);  // 0.73 / 0.9
+    return backgroundChroma(static_cast<double>(n), 0.8111111111111111);  // 0.73 / 0.9
 }
 
 double radians(float degrees) {

@@ -1,6 +1,8 @@
 #include <likeness/appearance/published_model.hpp>
 
 #include <likeness/appearance/appearance_correlates.hpp>
+#include "appearance/background_chroma.hpp"
+#include "color/cone_matrices.hpp"
 
 #include <algorithm>
 #include <array>
@@ -14,21 +16,11 @@ namespace {
 
 constexpr double none = std::numeric_limits<double>::quiet_NaN();
 
+cv::Matx33d doubleMatrix(const double (&matrix)[3][3]) {
+    return cv::Matx33d(&matrix[0][0]);
+}
+
 // clang-format off
-/// CIE 159:2004: sharpened responses, in which adaptation takes place.
-cv::Matx33d cat02FromXyz() {
-    return { 0.7328, 0.4296, -0.1624,
-            -0.7036, 1.6975,  0.0061,
-             0.0030, 0.0136,  0.9834};
-}
-
-/// CIE 159:2004: Hunt-Pointer-Estevez responses, which are compressed.
-cv::Matx33d hpeFromXyz() {
-    return { 0.38971, 0.68898, -0.07868,
-            -0.22981, 1.18340,  0.04641,
-             0.0,     0.0,      1.0};
-}
-
 /// CIE 248:2022: one space for both.
 cv::Matx33d cat16FromXyz() {
     return { 0.401288, 0.650173, -0.051461,
@@ -128,7 +120,7 @@ cv::Matx33d sharpenedFromXyz(AppearanceModelKind kind) {
     if (kind == AppearanceModelKind::likeness) {
         throw std::invalid_argument("the comparison's own model is not a published one");
     }
-    return kind == AppearanceModelKind::ciecam02 ? cat02FromXyz() : cat16FromXyz();
+    return kind == AppearanceModelKind::ciecam02 ? doubleMatrix(cat02FromXyz) : cat16FromXyz();
 }
 
 double hueQuadratureOf(double hueDegrees) {
@@ -239,7 +231,7 @@ PublishedModel::PublishedModel(AppearanceModelKind kind, const ViewingConditions
     }
     conesFromXyz_ = adaptation * sharpFromXyz;
     if (kind == AppearanceModelKind::ciecam02) {
-        conesFromXyz_ = hpeFromXyz() * sharpFromXyz.inv() * conesFromXyz_;
+        conesFromXyz_ = doubleMatrix(hpeFromXyz) * sharpFromXyz.inv() * conesFromXyz_;
     }
     xyzFromCones_ = conesFromXyz_.inv();
 
@@ -262,7 +254,7 @@ PublishedModel::PublishedModel(AppearanceModelKind kind, const ViewingConditions
     factors_.whiteResponse = compression_.scale == 0 ? 0 : whiteResponse_ * factors_.brightnessInduction;
     levelRoot_ = std::pow(factors_.luminanceLevel, 0.25);
     magnitudeScale_ = chromaScale * conditions.surround.induction * factors_.brightnessInduction;
-    backgroundShare_ = std::pow(1.64 - std::pow(0.29, factors_.backgroundInduction), 0.73);
+    backgroundShare_ = backgroundChroma(factors_.backgroundInduction);
 }
 
 Correlates PublishedModel::correlatesOf(const Xyz& xyz) const {

@@ -24,12 +24,10 @@ void analyze(const std::string& path, AnalysisTables& tables, std::uint64_t most
     if (!analysis.problem.empty()) {
         return;
     }
-    if (!colors.use().problem.empty()) {
-        analysis.remarks.push_back("its colour profile" + colors.use().problem +
-                                   ": it is taken for a file without one");
-    }
-    if (colors.use().origin != ProfileUse::Origin::none) {
-        analysis.remarks.push_back(colors.use().remark());
+    for (std::string remark : {colors.use().warning(), colors.use().remark()}) {
+        if (!remark.empty()) {
+            analysis.remarks.push_back(std::move(remark));
+        }
     }
     if (!options.hue && options.model == ComparisonModel()) {
         analysis.distributions = appearanceDistributions(photograph.bgr, tables.counter);

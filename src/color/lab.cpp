@@ -22,8 +22,13 @@ constexpr double knee = 0.008856;  // with the slope: departure 23
 constexpr double slope = 903.3;
 constexpr double third = 0.3333333333333333;
 
+/// The curve up to the knee.
+double line(float t) {
+    return (t * slope + 16.0) / 116.0;
+}
+
 double compressed(float t) {
-    return t > knee ? std::pow(static_cast<double>(t), third) : (t * slope + 16.0) / 116.0;
+    return t > knee ? std::pow(static_cast<double>(t), third) : line(t);
 }
 
 /// Ratio to the white for a value f of the curve.
@@ -47,7 +52,7 @@ void compressBlock(const float* xyz, const cv::Vec3f& white, float* f, std::size
     }
     numerics::powBlock(value, third, value, count);
     for (std::size_t c = 0; c < count; ++c) {
-        value[c] = ratio[c] > knee ? value[c] : (ratio[c] * slope + 16.0) * (1 / 116.0);
+        value[c] = ratio[c] > knee ? value[c] : line(ratio[c]);
     }
     roundBlock(value, f, count, [&ratio](std::size_t c) { return compressed(ratio[c]); });
 }

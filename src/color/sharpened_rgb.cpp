@@ -4,16 +4,13 @@
 #include <likeness/color/pixel_matrix.hpp>
 #include "color/color_argument.hpp"
 #include "color/color_matrices.hpp"
+#include "color/cone_matrices.hpp"
 #include "numerics/argument_check.hpp"
 
 namespace likeness {
 
 cv::Mat sharpenedRgbFromXyz() {
-    // clang-format off
-    return (cv::Mat_<float>(3, 3) <<  0.7328, 0.4296, -0.1624,
-                                     -0.7036, 1.6975,  0.0061,
-                                      0.003,  0.0136,  0.9834);
-    // clang-format on
+    return floatMatrix(cat02FromXyz);
 }
 
 void convertXYZtoSharpenedBGR(const cv::Mat& xyz, cv::Mat& out) {

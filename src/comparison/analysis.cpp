@@ -112,15 +112,11 @@ LikenessCoefficients Comparer::compare(const cv::Mat& first, const cv::Mat& seco
 struct CountedPhotograph::Colors : PhotographColors {};
 
 CountedPhotograph::CountedPhotograph(const cv::Mat& photograph) {
+    const bool bytes = photograph.empty() || photograph.type() == CV_8UC3;
+    ColorCounter counter;
     auto colors = std::make_shared<Colors>();
-    colors->size = photograph.size();
-    if (photograph.empty() || photograph.type() == CV_8UC3) {
-        DistinctColors counted = ColorCounter().count(photograph.empty() ? cv::Mat(0, 0, CV_8UC3) : photograph, false);
-        colors->bgr = counted.bgr;
-        colors->counts = std::move(counted.counts);
-    } else {
-        colors->bgr = unitPhotograph("photograph", photograph);
-    }
+    static_cast<PhotographColors&>(*colors) =
+        countedColors(bytes ? photograph : unitPhotograph("photograph", photograph), counter);
     colors_ = std::move(colors);
 }
 

@@ -7,7 +7,6 @@
 #include <likeness/color/bgr_xyz.hpp>
 #include <likeness/color/sharpened_rgb.hpp>
 #include <likeness/color/srgb_companding.hpp>
-#include "comparison/vector_powers.hpp"
 
 #include <cmath>
 
@@ -21,16 +20,6 @@ namespace likeness {
 namespace {
 
 constexpr std::size_t blockSize = CorrelateEstimate::blockSize;
-
-/// Response of a cone to `v` >= 0 without the offset of 0.1.
-LIKENESS_ALWAYS_INLINE float compressed(float v) {
-    const float t = exp2Of(0.42F * log2Of(v + 1e-30F));
-    return 400.0F * t / (t + 27.13F);
-}
-
-LIKENESS_ALWAYS_INLINE float times(const CorrelateEstimate::Row& row, float red, float green, float blue) {
-    return row.red * red + row.green * green + row.blue * blue;
-}
 
 LIKENESS_ALWAYS_INLINE void responsesOf(const CorrelateEstimate::Constants& k, const uchar* bgr, std::size_t count,
                                         CorrelateEstimate::Responses& out) {
@@ -55,26 +44,17 @@ LIKENESS_ALWAYS_INLINE void responsesOf(const CorrelateEstimate::Constants& k, c
         const float R = adapt(times(toRed, red[i], green[i], blue[i]), adaptedRed);
         const float G = adapt(times(toGreen, red[i], green[i], blue[i]), adaptedGreen);
         const float B = adapt(times(toBlue, red[i], green[i], blue[i]), adaptedBlue);
-        const float rho = compressed(times(toRho, R, G, B));
-        const float gamma = compressed(times(toGamma, R, G, B));
-        const float beta = compressed(times(toBeta, R, G, B));
-        const float a = rho - gamma * (12.0F / 11) + beta * (1.0F / 11);
-        const float b = (rho + gamma - 2.0F * beta) * (1.0F / 9);
-        constexpr float cosine = -0.4161468365F;  // of 2
-        constexpr float sine = 0.9092974268F;
-        const float eccentricRadius = 3.8F * std::sqrt(a * a + b * b) + (a * cosine - b * sine);
-        out.achromatic[i] = achromaticFactor * (2.0F * rho + gamma + beta * 0.05F);
-        out.chromatic[i] = chromaticFactor * eccentricRadius / (rho + gamma + 1.05F * beta + 0.305F);
+        const float rho = compressedCone(times(toRho, R, G, B));
+        const float gamma = compressedCone(times(toGamma, R, G, B));
+        const float beta = compressedCone(times(toBeta, R, G, B));
+        const EstimatedChromaticity seen = estimatedChromaticity(rho, gamma, beta);
+        out.achromatic[i] = achromaticFactor * seen.achromatic;
+        out.chromatic[i] = chromaticFactor * seen.eccentricRadius / seen.divisor;
     }
 }
 
-/// The bin of a value and whether its neighbour is out of reach of the error.
 LIKENESS_ALWAYS_INLINE std::int32_t binOf(float value, float error, bool& certain) {
-    const float shifted = value + 0.5F;
-    const auto bin = static_cast<std::int32_t>(shifted);
-    const float above = shifted - static_cast<float>(bin);
-    certain = certain & (above > error) & (above < 1.0F - error) & (value < CorrelateEstimate::binLimit - 1);
-    return bin;
+    return estimatedBin(value, error, CorrelateEstimate::binLimit, certain);
 }
 
 LIKENESS_ALWAYS_INLINE void binsOf(const CorrelateEstimate::Constants& k, const CorrelateEstimate::Responses& in,

@@ -10,6 +10,8 @@
 // r cos(h + 2) = a cos 2 - b sin 2; and saturation does not depend on lightness, which cancels in M / Q.
 #pragma once
 
+#include "comparison/estimated_bins.hpp"
+
 #include <opencv2/core.hpp>
 
 #include <cstddef>
@@ -60,10 +62,7 @@ public:
     /// @param whiteResponse  greatest achromatic response of the image, estimated
     void bins(const Responses& responses, std::size_t count, float whiteResponse, Bins& out) const;
 
-    /// A row of a matrix.
-    struct Row {
-        float red, green, blue;
-    };
+    using Row = EstimateRow;
 
     /// What the short chain is made of.
     struct Constants {

@@ -7,9 +7,12 @@
 #include <likeness/comparison/metrics.hpp>
 #include "comparison/published_estimate.hpp"
 #include "comparison/white_response.hpp"
+#include "numerics/parallel.hpp"
 
+#include <algorithm>
 #include <array>
 #include <cmath>
+#include <mutex>
 #include <stdexcept>
 #include <tuple>
 #include <utility>
@@ -140,8 +143,8 @@ AppearanceMaps publishedMaps(const PublishedView& view, const cv::Mat& bgr) {
     // Each value is one colour's: the pieces may be made on any thread.
     constexpr int piece = 4096;
     const int pieces = (bgr.cols + piece - 1) / piece;
-    cv::parallel_for_(cv::Range(0, bgr.rows * pieces), [&](const cv::Range& range) {
-        for (int k = range.start; k < range.end; ++k) {
+    numerics::inParallel(static_cast<std::size_t>(bgr.rows * pieces), 1, [&](std::size_t first, std::size_t last) {
+        for (int k = static_cast<int>(first); k < static_cast<int>(last); ++k) {
             const int begin = k % pieces * piece;
             const int end = std::min(begin + piece, bgr.cols);
             if (bgr.depth() == CV_8U) {
@@ -154,47 +157,123 @@ AppearanceMaps publishedMaps(const PublishedView& view, const cv::Mat& bgr) {
     return maps;
 }
 
-void addColor(const Correlates& k, std::uint32_t times, CorrelateCounts& counts) {
-    counts.brightness.add(static_cast<float>(k.brightness), times);
-    counts.lightness.add(static_cast<float>(k.lightness), times);
-    counts.chroma.add(static_cast<float>(k.chroma), times);
-    counts.colorfulness.add(static_cast<float>(k.colorfulness), times);
-    counts.saturation.add(static_cast<float>(k.saturation), times);
-}
+/// Blocks of the colours of one picture, as an estimate takes them, and the colours themselves.
+class ColorBlocks {
+public:
+    explicit ColorBlocks(const PhotographColors& colors)
+        : colors_(colors), cols_(colors.bgr.cols), blocksOfRow_((cols_ + size - 1) / size) {}
 
-/// The counts of the maps, of bytes; colours whose bins an estimate settles are spared the model.
+    int count() const { return colors_.bgr.rows * blocksOfRow_; }
+
+    struct Block {
+        int row;
+        int first;
+        std::size_t count;
+    };
+
+    Block at(int block) const {
+        const int first = block % blocksOfRow_ * size;
+        return {block / blocksOfRow_, first, static_cast<std::size_t>(std::min(size, cols_ - first))};
+    }
+
+    void estimate(const PublishedEstimate& estimate, const Block& block, PublishedEstimate::Bins& bins) const {
+        if (!estimate.serves()) {
+            std::fill_n(bins.certain, block.count, 0);
+        } else if (colors_.bgr.depth() == CV_8U) {
+            estimate.bins(colors_.bgr.ptr<uchar>(block.row) + std::ptrdiff_t{3} * block.first, block.count, bins);
+        } else {
+            std::array<float, 3 * PublishedEstimate::blockSize> linear;
+            sRGBInverseCompandingOfRow(colors_.bgr.ptr<float>(block.row) + std::ptrdiff_t{3} * block.first,
+                                       linear.data(), 3 * block.count);
+            estimate.bins(linear.data(), block.count, bins);
+        }
+    }
+
+    cv::Vec3d linearOf(const Block& block, std::size_t i) const {
+        const int column = block.first + static_cast<int>(i);
+        return colors_.bgr.depth() == CV_8U ? likeness::linearOf(colors_.bgr.at<cv::Vec3b>(block.row, column))
+                                            : likeness::linearOf(colors_.bgr.at<cv::Vec3f>(block.row, column));
+    }
+
+    std::uint32_t times(const Block& block, std::size_t i) const {
+        return colors_.counts.empty() ? 1 : colors_.counts[static_cast<std::size_t>(block.first) + i];
+    }
+
+private:
+    static constexpr int size = static_cast<int>(PublishedEstimate::blockSize);
+
+    const PhotographColors& colors_;
+    int cols_;
+    int blocksOfRow_;
+};
+
+/// How many pixels fall into each bin that an estimate has settled, and the correlates of the others.
+struct EstimatedCounts {
+    std::array<std::array<std::uint64_t, PublishedEstimate::binLimit>, 5> pixels{};
+    std::vector<std::pair<Correlates, std::uint32_t>> asked;
+
+    void add(const PublishedEstimate::Bins& bins, std::size_t i, std::uint32_t times) {
+        pixels[0][static_cast<std::size_t>(bins.brightness[i])] += times;
+        pixels[1][static_cast<std::size_t>(bins.lightness[i])] += times;
+        pixels[2][static_cast<std::size_t>(bins.chroma[i])] += times;
+        pixels[3][static_cast<std::size_t>(bins.colorfulness[i])] += times;
+        pixels[4][static_cast<std::size_t>(bins.saturation[i])] += times;
+    }
+
+    void addTo(CorrelateCounts& counts) {
+        for (std::size_t k = 0; k < pixels.size(); ++k) {
+            for (int bin = 0; bin < PublishedEstimate::binLimit; ++bin) {
+                counts[k].addToBin(bin, pixels[k][static_cast<std::size_t>(bin)]);
+            }
+        }
+        addAskedTo(counts);
+    }
+
+    /// And forgets them.
+    void addAskedTo(CorrelateCounts& counts) {
+        for (const auto& [correlates, times] : asked) {
+            counts.brightness.add(static_cast<float>(correlates.brightness), times);
+            counts.lightness.add(static_cast<float>(correlates.lightness), times);
+            counts.chroma.add(static_cast<float>(correlates.chroma), times);
+            counts.colorfulness.add(static_cast<float>(correlates.colorfulness), times);
+            counts.saturation.add(static_cast<float>(correlates.saturation), times);
+        }
+        asked.clear();
+    }
+};
+
+/// The counts of the maps; colours whose bins an estimate settles are spared the model.
 void countByEstimate(const PublishedView& view, const PhotographColors& colors, CorrelateCounts& counts) {
     const PublishedEstimate estimate = view.estimate();
-    const uchar* const bgr = colors.bgr.ptr<uchar>(0);
-    const std::size_t size = colors.counts.size();
-    PublishedEstimate::Bins bins;
-    std::array<std::array<std::uint64_t, PublishedEstimate::binLimit>, 5> pixels{};
-    for (std::size_t first = 0; first < size; first += PublishedEstimate::blockSize) {
-        const std::size_t count = std::min(PublishedEstimate::blockSize, size - first);
-        if (estimate.serves()) {
-            estimate.bins(bgr + 3 * first, count, bins);
-        } else {
-            std::fill_n(bins.certain, count, 0);
-        }
-        for (std::size_t i = 0; i < count; ++i) {
-            const std::uint32_t times = colors.counts[first + i];
-            if (bins.certain[i] == 0) {
-                addColor(view.correlatesOf(linearOf(colors.bgr.at<cv::Vec3b>(0, static_cast<int>(first + i)))), times,
-                         counts);
-                continue;
+    const ColorBlocks blocks(colors);
+    constexpr int blocksOfPiece = 128;
+    const int pieces = (blocks.count() + blocksOfPiece - 1) / blocksOfPiece;
+    std::mutex mutex;
+    // Whole numbers of pixels: their sum does not depend on which thread adds first.
+    numerics::inParallel(static_cast<std::size_t>(pieces), 1, [&](std::size_t first, std::size_t last) {
+        EstimatedCounts found;
+        PublishedEstimate::Bins bins;
+        const int end = std::min(static_cast<int>(last) * blocksOfPiece, blocks.count());
+        for (int k = static_cast<int>(first) * blocksOfPiece; k < end; ++k) {
+            const ColorBlocks::Block block = blocks.at(k);
+            blocks.estimate(estimate, block, bins);
+            for (std::size_t i = 0; i < block.count; ++i) {
+                const std::uint32_t times = blocks.times(block, i);
+                if (bins.certain[i] != 0) {
+                    found.add(bins, i, times);
+                } else {
+                    found.asked.emplace_back(view.correlatesOf(blocks.linearOf(block, i)), times);
+                }
             }
-            pixels[0][static_cast<std::size_t>(bins.brightness[i])] += times;
-            pixels[1][static_cast<std::size_t>(bins.lightness[i])] += times;
-            pixels[2][static_cast<std::size_t>(bins.chroma[i])] += times;
-            pixels[3][static_cast<std::size_t>(bins.colorfulness[i])] += times;
-            pixels[4][static_cast<std::size_t>(bins.saturation[i])] += times;
+            constexpr std::size_t most = 1U << 14;  // a megabyte, where the estimate settles little
+            if (found.asked.size() >= most) {
+                const std::scoped_lock lock(mutex);
+                found.addAskedTo(counts);
+            }
         }
-    }
-    for (std::size_t k = 0; k < pixels.size(); ++k) {
-        for (int bin = 0; bin < PublishedEstimate::binLimit; ++bin) {
-            counts[k].addToBin(bin, pixels[k][static_cast<std::size_t>(bin)]);
-        }
-    }
+        const std::scoped_lock lock(mutex);
+        found.addTo(counts);
+    });
 }
 
 /// v' = (1 - D) v + D W of sharpened pixels.
@@ -295,8 +374,9 @@ ModelledAppearance modelledAppearance(const PhotographColors& colors, const Anal
     const bool own = model.kind == AppearanceModelKind::likeness;
     const bool bytes = colors.bgr.depth() == CV_8U;
     const float background = backgroundUnder(model, colors.size);
-    const bool mapsNeeded = options.maps || options.hue || !bytes;
-    if (own && !mapsNeeded && model.white == WhiteResponse::brightest && model.black == BlackAdaptation::defined) {
+    const bool mapsNeeded = options.maps || options.hue;
+    if (own && !mapsNeeded && bytes && model.white == WhiteResponse::brightest &&
+        model.black == BlackAdaptation::defined) {
         result.distributions =
             distributionsUnderBackground({colors.bgr, colors.counts, {}}, background, dropAll(), stepDone);
         return result;
@@ -319,10 +399,10 @@ ModelledAppearance modelledAppearance(const PhotographColors& colors, const Anal
     }
     stepDone();
     for (std::size_t k = 0; k < correlateNames.size(); ++k) {
-        if (bytes) {
-            counts[k].add(maps[k], colors.counts);
-        } else {
+        if (colors.counts.empty()) {
             counts[k].add(maps[k]);
+        } else {
+            counts[k].add(maps[k], colors.counts);
         }
     }
     result.distributions = distributionsOf(counts);
@@ -336,17 +416,32 @@ ModelledAppearance modelledAppearance(const PhotographColors& colors, const Anal
     return result;
 }
 
+PhotographColors countedColors(const cv::Mat& photograph, ColorCounter& counter, cv::Mat* indices) {
+    if (!photograph.empty() && photograph.depth() != CV_8U) {
+        DistinctUnitColors counted = distinctUnitColors(photograph);
+        if (counted.empty()) {
+            return {photograph, {}, photograph.size()};
+        }
+        if (indices != nullptr) {
+            *indices = std::move(counted.indices);
+        }
+        return {std::move(counted.bgr), std::move(counted.counts), photograph.size()};
+    }
+    DistinctColors counted =
+        counter.count(photograph.empty() ? cv::Mat(0, 0, CV_8UC3) : photograph, indices != nullptr);
+    if (indices != nullptr) {
+        *indices = counted.indices;
+    }
+    return {std::move(counted.bgr), std::move(counted.counts), photograph.size()};
+}
+
 ModelledAppearance modelledAppearance(const cv::Mat& photograph, const AnalysisOptions& options, ColorCounter& counter,
                                       const StepDone& stepDone) {
-    if (photograph.empty() || photograph.depth() != CV_8U) {
-        stepDone();
-        return modelledAppearance(PhotographColors{photograph, {}, photograph.size()}, options, stepDone);
-    }
-    DistinctColors counted = counter.count(photograph, options.maps);
+    cv::Mat indices;
+    const PhotographColors colors = countedColors(photograph, counter, options.maps ? &indices : nullptr);
     stepDone();
-    ModelledAppearance result = modelledAppearance(
-        PhotographColors{counted.bgr, std::move(counted.counts), photograph.size()}, options, stepDone);
-    result.indices = counted.indices;
+    ModelledAppearance result = modelledAppearance(colors, options, stepDone);
+    result.indices = indices;
     return result;
 }
 

@@ -17,7 +17,7 @@ float backgroundUnder(const ComparisonModel& model, const cv::Size& size);
 
 /// Colours of a photograph, or its pixels, each of which counts 1.
 struct PhotographColors {
-    cv::Mat bgr;                        ///< CV_8UC3, 1 x K, or CV_32FC3
+    cv::Mat bgr;                        ///< CV_8UC3 or CV_32FC3; 1 x K, or the pixels of floats
     std::vector<std::uint32_t> counts;  ///< how many pixels have each; empty for pixels
     cv::Size size;                      ///< of the photograph
 };
@@ -29,7 +29,13 @@ struct ModelledAppearance {
     cv::Mat indices;      ///< the colour of each pixel; the counter's (`DistinctColors`)
 };
 
-/// Runs a model once per distinct colour of a photograph of bytes, once per pixel of one of floats.
+/// The distinct colours of a photograph. Of floats that have more than one colour for two pixels, the pixels.
+/// @param photograph  CV_8UC3 or CV_32FC3, or empty
+/// @param indices     receives the colour of each pixel, of bytes the counter's, or nothing for pixels; null if they are
+///                    not wanted
+PhotographColors countedColors(const cv::Mat& photograph, ColorCounter& counter, cv::Mat* indices = nullptr);
+
+/// Runs a model once per distinct colour of a photograph, once per pixel where `countedColors` finds too many.
 ///
 /// Published models are evaluated in double and rounded to float. Where neither maps nor the hue are wanted, an
 /// estimate in float settles the bins of most colours (comparison/published_estimate.hpp); they are the same.

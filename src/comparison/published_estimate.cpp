@@ -1,6 +1,6 @@
 #include "comparison/published_estimate.hpp"
 
-#include "comparison/vector_powers.hpp"
+#include "comparison/estimated_bins.hpp"
 
 #include <algorithm>
 #include <cmath>
@@ -23,29 +23,28 @@ constexpr float rootError = 4e-6F;
 constexpr float magnitudeError = 5.5e-6F;
 constexpr float rounding = 4e-6F;
 
-LIKENESS_ALWAYS_INLINE float times(const PublishedEstimate::Row& row, float red, float green, float blue) {
-    return row.red * red + row.green * green + row.blue * blue;
-}
-
-/// The bin of a value and whether its neighbour is out of reach of the error.
 LIKENESS_ALWAYS_INLINE std::int32_t binOf(float value, float error, bool& certain) {
-    const float shifted = value + 0.5F;
-    const bool small = value < PublishedEstimate::binLimit - 1;
-    const auto bin = static_cast<std::int32_t>(small ? shifted : 0.0F);
-    const float above = shifted - static_cast<float>(bin);
-    certain = certain & small & (above > error) & (above < 1.0F - error);
-    return bin;
+    return estimatedBin(value, error, PublishedEstimate::binLimit, certain);
 }
 
-LIKENESS_ALWAYS_INLINE void binsOf(const PublishedEstimate::Constants& constants, const uchar* bgr, std::size_t count,
+/// Linear value of an element: of a level by the table, of a float, which is linear, itself.
+LIKENESS_ALWAYS_INLINE float linearOf(const PublishedEstimate::Constants& constants, uchar level) {
+    return constants.linear[level];
+}
+LIKENESS_ALWAYS_INLINE float linearOf(const PublishedEstimate::Constants& /*constants*/, float linear) {
+    return linear;
+}
+
+template <typename Element>
+LIKENESS_ALWAYS_INLINE void binsOf(const PublishedEstimate::Constants& constants, const Element* bgr, std::size_t count,
                                    PublishedEstimate::Bins& out) {
     float red[blockSize];
     float green[blockSize];
     float blue[blockSize];
     for (std::size_t i = 0; i < count; ++i) {
-        blue[i] = constants.linear[bgr[3 * i]];
-        green[i] = constants.linear[bgr[3 * i + 1]];
-        red[i] = constants.linear[bgr[3 * i + 2]];
+        blue[i] = linearOf(constants, bgr[3 * i]);
+        green[i] = linearOf(constants, bgr[3 * i + 1]);
+        red[i] = linearOf(constants, bgr[3 * i + 2]);
     }
     // Copies: no store of the loops can change them, which a compiler does not know of the constants themselves.
     const auto [toRho, toGamma, toBeta] = constants.cones;
@@ -58,8 +57,7 @@ LIKENESS_ALWAYS_INLINE void binsOf(const PublishedEstimate::Constants& constants
     const float highSlope = constants.highSlope;
     const float chromaticFactor = constants.chromaticFactor;
     const auto compressed = [=](float q) {
-        const float power = exp2Of(0.42F * log2Of(scale * q + 1e-30F));
-        const float curve = 400.0F * power / (power + 27.13F);
+        const float curve = compressedCone(scale * q);
         const float below = q < lowKnee ? lowSlope * q : curve;
         return q > highKnee ? highResponse + highSlope * (q - highKnee) : below;
     };
@@ -70,22 +68,23 @@ LIKENESS_ALWAYS_INLINE void binsOf(const PublishedEstimate::Constants& constants
         const float q0 = times(toRho, red[i], green[i], blue[i]);
         const float q1 = times(toGamma, red[i], green[i], blue[i]);
         const float q2 = times(toBeta, red[i], green[i], blue[i]);
-        const float half0 = 0.5F * times(sizeOfRho, red[i], green[i], blue[i]);
-        const float half1 = 0.5F * times(sizeOfGamma, red[i], green[i], blue[i]);
-        const float half2 = 0.5F * times(sizeOfBeta, red[i], green[i], blue[i]);
+        const float redSize = std::abs(red[i]);
+        const float greenSize = std::abs(green[i]);
+        const float blueSize = std::abs(blue[i]);
+        const float half0 = 0.5F * times(sizeOfRho, redSize, greenSize, blueSize);
+        const float half1 = 0.5F * times(sizeOfGamma, redSize, greenSize, blueSize);
+        const float half2 = 0.5F * times(sizeOfBeta, redSize, greenSize, blueSize);
         const float least = q0 < q1 ? (q0 < q2 ? q0 : q2) : (q1 < q2 ? q1 : q2);
-        const bool clear = (q0 > half0) & (q1 > half1) & (q2 > half2) & (scale * least > 1e-9F);
+        const float greatest = q0 > q1 ? (q0 > q2 ? q0 : q2) : (q1 > q2 ? q1 : q2);
+        const bool clear =
+            (q0 > half0) & (q1 > half1) & (q2 > half2) & (scale * least > 1e-9F) & (scale * greatest < 1e9F);
         sound[i] = clear ? 1 : 0;
         const float rho = compressed(clear ? q0 : 1.0F);
         const float gamma = compressed(clear ? q1 : 1.0F);
         const float beta = compressed(clear ? q2 : 1.0F);
-        const float a = rho - gamma * (12.0F / 11) + beta * (1.0F / 11);
-        const float b = (rho + gamma - 2.0F * beta) * (1.0F / 9);
-        constexpr float cosine = -0.4161468365F;  // of 2
-        constexpr float sine = 0.9092974268F;
-        const float eccentricRadius = 3.8F * std::sqrt(a * a + b * b) + (a * cosine - b * sine);
-        achromatic[i] = 2.0F * rho + gamma + beta * 0.05F;
-        magnitude[i] = chromaticFactor * eccentricRadius / (rho + gamma + 1.05F * beta + 0.305F);
+        const EstimatedChromaticity seen = estimatedChromaticity(rho, gamma, beta);
+        achromatic[i] = seen.achromatic;
+        magnitude[i] = chromaticFactor * seen.eccentricRadius / seen.divisor;
     }
     const float whiteLogarithm = constants.whiteLogarithm;
     const float halfExponent = constants.halfExponent;
@@ -117,7 +116,8 @@ LIKENESS_ALWAYS_INLINE void binsOf(const PublishedEstimate::Constants& constants
 
 #ifdef LIKENESS_HAVE_AVX2_PUBLISHED
 
-__attribute__((target("avx2,fma"))) void binsByAvx2(const PublishedEstimate::Constants& constants, const uchar* bgr,
+template <typename Element>
+__attribute__((target("avx2,fma"))) void binsByAvx2(const PublishedEstimate::Constants& constants, const Element* bgr,
                                                     std::size_t count, PublishedEstimate::Bins& out) {
     binsOf(constants, bgr, count, out);
 }
@@ -176,7 +176,8 @@ PublishedEstimate::PublishedEstimate(const PublishedModel& model, const cv::Matx
     k.saturationFactor = static_cast<float>(50 * std::sqrt(model.backgroundShare_ * c / white));
 }
 
-void PublishedEstimate::bins(const uchar* bgr, std::size_t count, Bins& out) const {
+template <typename Element>
+void PublishedEstimate::binsOfElements(const Element* bgr, std::size_t count, Bins& out) const {
 #ifdef LIKENESS_HAVE_AVX2_PUBLISHED
     if (useAvx2_) {
         binsByAvx2(constants_, bgr, count, out);
@@ -184,6 +185,14 @@ void PublishedEstimate::bins(const uchar* bgr, std::size_t count, Bins& out) con
     }
 #endif
     binsOf(constants_, bgr, count, out);
+}
+
+void PublishedEstimate::bins(const uchar* bgr, std::size_t count, Bins& out) const {
+    binsOfElements(bgr, count, out);
+}
+
+void PublishedEstimate::bins(const float* linearBgr, std::size_t count, Bins& out) const {
+    binsOfElements(linearBgr, count, out);
 }
 
 }  // namespace likeness

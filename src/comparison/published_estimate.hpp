@@ -1,4 +1,4 @@
-// Estimates of the correlates of 8-bit colours under a published model, for histograms.
+// Estimates of the correlates of colours under a published model, for histograms.
 //
 // As in comparison/correlate_estimate.hpp a short chain in float, one vector instruction for several colours, settles
 // the bin of almost every colour. Where the margin of error reaches into another bin, and where the chain does not hold
@@ -6,6 +6,7 @@
 #pragma once
 
 #include <likeness/appearance/published_model.hpp>
+#include "comparison/estimated_bins.hpp"
 
 #include <opencv2/core.hpp>
 
@@ -47,10 +48,11 @@ public:
     /// @param count  at most `blockSize`
     void bins(const uchar* bgr, std::size_t count, Bins& out) const;
 
-    /// A row of a matrix.
-    struct Row {
-        float red, green, blue;
-    };
+    /// @param linearBgr  linear B, G, R of `count` colours, rounded to float; any values
+    /// @param count      at most `blockSize`
+    void bins(const float* linearBgr, std::size_t count, Bins& out) const;
+
+    using Row = EstimateRow;
 
     /// What the short chain is made of.
     struct Constants {
@@ -71,6 +73,9 @@ public:
     };
 
 private:
+    template <typename Element>
+    void binsOfElements(const Element* bgr, std::size_t count, Bins& out) const;
+
     Constants constants_;
     bool serves_;
     bool useAvx2_;

@@ -241,6 +241,40 @@ cv::Mat probes() {
     return all;
 }
 
+/// Why a profile tells no colours apart, from what it makes of `probes`; empty if it does.
+std::string degeneracyOf(const cv::Mat& given, bool grey) {
+    const auto* const colors = given.ptr<cv::Vec3f>(0);
+    const auto linearOf = [colors](int probe) {
+        cv::Vec3d linear;
+        for (int c = 0; c < 3; ++c) {
+            linear[c] = sRGBLinearOf(double{colors[probe][c]});
+        }
+        return linear;
+    };
+    constexpr int ofGrey = 3;
+    for (int ramp = grey ? ofGrey : 0; ramp <= ofGrey; ++ramp) {
+        const auto at = [&](int level) { return cv::norm(colors[256 * ramp + level] - colors[256 * ramp]); };
+        constexpr double least = 0.002;  // half a step of 8 bits
+        if (!(at(255) > least)) {
+            return " gives one colour for every value of a channel";
+        }
+        if (!(at(128) > least / 2 && cv::norm(colors[256 * ramp + 255] - colors[256 * ramp + 128]) > least / 2)) {
+            return " has a curve that is no curve but a step";
+        }
+    }
+    if (grey) {
+        return "";
+    }
+    // Volume of the linear primaries beside that of perpendicular ones: 1 for sRGB, 0 for primaries on one line.
+    const cv::Vec3d black = linearOf(0);
+    const cv::Vec3d blue = linearOf(255) - black;
+    const cv::Vec3d green = linearOf(256 + 255) - black;
+    const cv::Vec3d red = linearOf(512 + 255) - black;
+    const double volume = std::abs(red.dot(green.cross(blue))) / (cv::norm(red) * cv::norm(green) * cv::norm(blue));
+    constexpr double leastVolume = 1e-3;
+    return volume > leastVolume ? "" : " has primaries that span no colours";
+}
+
 }  // namespace
 
 struct ColorProfile::Engine {
@@ -295,6 +329,9 @@ ColorProfile::Shared ColorProfile::ofIcc(std::vector<unsigned char> icc) {
     constexpr double farthest = 100;  // of values that stand for 0..1
     if (!cv::checkRange(given, true, nullptr, -farthest, farthest)) {
         throw ProfileProblem(name + " gives values that are no colours");
+    }
+    if (const std::string degeneracy = degeneracyOf(given, result->grey_); !degeneracy.empty()) {
+        throw ProfileProblem(name + degeneracy);
     }
     const cv::Range compared = result->grey_ ? cv::Range(3 * 256, 4 * 256) : cv::Range(0, asked.cols);
     result->srgb_ = cv::norm(asked.colRange(compared), given.colRange(compared), cv::NORM_INF) <= 0.5 / 255;

@@ -233,6 +233,7 @@ void readGammaAndChromaticities(const Bytes* gamma, const Bytes* primaries, Colo
         constexpr double ofSrgb = 0.45455;
         if (srgbPrimaries && std::abs(exponent - ofSrgb) < 0.001) {
             statement.saysSrgb = true;
+            statement.loneGamma = primaries == nullptr;
             return;
         }
         found.curve = {1 / exponent};
@@ -243,13 +244,9 @@ void readGammaAndChromaticities(const Bytes* gamma, const Bytes* primaries, Colo
     }
 }
 
-void readPng(HeaderBytes& file, ColorStatement& statement) {
-    const std::uint64_t colorType = file.big(25, 1);
-    statement.channels = (colorType & 2) != 0 ? StoredChannels::rgb : StoredChannels::grey;
-    const PngColorChunks chunks = pngColorChunks(file);
-    if (const Bytes* const points = chunks.find("cICP"); points != nullptr) {
-        readCodePoints(*points, statement);
-    } else if (const Bytes* const profile = chunks.find("iCCP"); profile != nullptr) {
+/// What stands below cICP.
+void readOtherChunks(const PngColorChunks& chunks, ColorStatement& statement) {
+    if (const Bytes* const profile = chunks.find("iCCP"); profile != nullptr) {
         // A name of at most 79 bytes, a zero, the method of compression, which is 0.
         const auto limit = profile->begin() + static_cast<std::ptrdiff_t>(std::min<std::size_t>(profile->size(), 80));
         const auto end = std::find(profile->begin(), limit, 0);
@@ -268,6 +265,26 @@ void readPng(HeaderBytes& file, ColorStatement& statement) {
         statement.saysSrgb = true;
     } else {
         readGammaAndChromaticities(chunks.find("gAMA"), chunks.find("cHRM"), statement);
+    }
+}
+
+void readPng(HeaderBytes& file, ColorStatement& statement) {
+    const std::uint64_t colorType = file.big(25, 1);
+    statement.channels = (colorType & 2) != 0 ? StoredChannels::rgb : StoredChannels::grey;
+    const PngColorChunks chunks = pngColorChunks(file);
+    const Bytes* const points = chunks.find("cICP");
+    if (points != nullptr) {
+        readCodePoints(*points, statement);
+    }
+    // Writers of other code points than those that are read repeat the colours in the older chunks.
+    if (points == nullptr || !statement.problem.empty()) {
+        ColorStatement others;
+        others.channels = statement.channels;
+        readOtherChunks(chunks, others);
+        if (points == nullptr || !others.icc.empty() || others.colorimetry || others.saysSrgb) {
+            others.passedOver = statement.problem;
+            statement = std::move(others);
+        }
     }
 }
 

@@ -25,11 +25,11 @@ void warnOfRemarks(const FileAccess& access, const std::string& path, const Phot
 }
 
 void tellOfProfile(const FileAccess& access, const std::string& path, const ProfileUse& use) {
-    if (!use.problem.empty()) {
-        access.warn(fmt::format("'{}': its colour profile{}: it is taken for a file without one", path, use.problem));
+    if (const std::string warning = use.warning(); !warning.empty()) {
+        access.warn(fmt::format("'{}': {}", path, warning));
     }
-    if (use.origin != ProfileUse::Origin::none) {
-        access.tell(fmt::format("'{}': {}", path, use.remark()));
+    if (const std::string remark = use.remark(); !remark.empty()) {
+        access.tell(fmt::format("'{}': {}", path, remark));
     }
 }
 

@@ -85,13 +85,25 @@ std::string ProfileUse::remark() const {
         case Origin::embedded:
             return "its colours are converted from its profile '" + description + "'";
         case Origin::assumed:
-            return "its colours are converted from '" + description + "', which is assumed";
+            return "its colours are converted from '" + description + "', which is assumed" +
+                   (ignored.empty() ? "" : "; its profile '" + ignored + "' is ignored");
         case Origin::ignored:
             return "its profile '" + description + "' is ignored";
         case Origin::none:
             break;
     }
-    return "";
+    return loneGamma ? "its chunk gAMA alone tells an exponent of 1/2.2, which is taken for the curve of sRGB" : "";
+}
+
+std::string ProfileUse::warning() const {
+    if (!problem.empty()) {
+        return "its colour profile" + problem +
+               (fallsBack ? ": what else the file says of its colours is taken"
+                          : ": it is taken for a file without one");
+    }
+    return otherChannels ? "its colours are not stored as R, G, B or grey, but as CMYK or the like: the decoder's "
+                           "conversion is taken, which knows no profile"
+                         : "";
 }
 
 std::string_view ProfileUse::originName() const {
@@ -116,10 +128,15 @@ bool ManagedColors::inspect(const ByteSource& source, const ImageHeader& header)
     const bool isLinear = header.format == ImageFileFormat::radiance;
     const bool saysNothing =
         statement.icc.empty() && !statement.colorimetry && statement.problem.empty() && !statement.saysSrgb;
+    use_.otherChannels = statement.channels == StoredChannels::others;
+    use_.problem = statement.passedOver;
+    use_.fallsBack = !statement.passedOver.empty();
+    use_.loneGamma = statement.loneGamma && !choice_.ignore;
     try {
         profile_ = embeddedProfile(std::move(statement));
     } catch (const ProfileProblem& problem) {
         use_.problem = problem.what();
+        use_.fallsBack = false;
     }
     if (profile_ != nullptr) {
         use_.description = profile_->description();
@@ -128,10 +145,12 @@ bool ManagedColors::inspect(const ByteSource& source, const ImageHeader& header)
     if (choice_.ignore) {
         profile_ = nullptr;
         use_.problem.clear();
+        use_.fallsBack = false;
     }
-    const bool hasNone = saysNothing || !use_.problem.empty() || choice_.ignore;
+    const bool hasNone = saysNothing || (!use_.problem.empty() && !use_.fallsBack) || choice_.ignore;
     if (hasNone && !isLinear && choice_.assumed != nullptr && !choice_.assumed->isSrgb()) {
         profile_ = choice_.assumed;
+        use_.ignored = use_.description;
         use_.description = profile_->description();
         use_.origin = ProfileUse::Origin::assumed;
     }
@@ -144,7 +163,12 @@ cv::Mat ManagedColors::converted(const cv::Mat& stored) {
 
 void ManagedColors::settle(std::vector<std::string>& remarks) const {
     if (choice_.ignore || use_.origin != ProfileUse::Origin::none || !use_.problem.empty()) {
-        const auto ofProfile = [](const std::string& remark) { return remark.rfind("libpng warning: iCCP:", 0) == 0; };
+        const auto ofProfile = [](const std::string& remark) {
+            constexpr std::string_view chunks[] = {"iCCP", "cICP", "sRGB", "gAMA", "cHRM"};
+            return std::any_of(std::begin(chunks), std::end(chunks), [&remark](std::string_view chunk) {
+                return remark.rfind(fmt::format("libpng warning: {}:", chunk), 0) == 0;
+            });
+        };
         remarks.erase(std::remove_if(remarks.begin(), remarks.end(), ofProfile), remarks.end());
     }
 }

@@ -28,9 +28,16 @@ struct ProfileUse {
     Origin origin = Origin::none;
     std::string description{};  ///< of the profile; empty where there is none
     std::string problem{};      ///< why the file's own cannot be used: follows "its colour profile"; empty if it can be
+    bool fallsBack = false;     ///< whether the file says its colours in another way too, which is taken then
+    std::string ignored{};      ///< the file's own profile, where it gives way to an assumed one
+    bool otherChannels = false;  ///< whether the file stores CMYK or the like, and the decoder makes R, G, B of it
+    bool loneGamma = false;      ///< whether nothing but an exponent of 1 / 2.2 says that the colours are sRGB
 
     /// What is to be said of the file: "its colours are converted from its profile 'Display P3'"; empty for nothing.
     std::string remark() const;
+
+    /// What is to be warned of: one sentence; empty for nothing.
+    std::string warning() const;
 
     /// "embedded", "assumed", "ignored" or "none".
     std::string_view originName() const;

@@ -3,6 +3,7 @@
 
 #include <likeness/color/unit_image.hpp>
 #include <likeness/comparison/analysis.hpp>
+#include "comparison/modelled_appearance.hpp"
 #include "support/test_images.hpp"
 
 #include <gtest/gtest.h>
@@ -89,6 +90,58 @@ TEST(ComparisonModel, DistributionsAreHistogramsOfTheMaps) {
                                       testing::withGaps(testing::randomPhotograph({31, 17}, 4)), uniform({0, 0, 0})}) {
         for (const AppearanceModelKind kind : publishedKinds) {
             for (const char* const preset : {"srgb-display", "print-d50-p2", "cinema"}) {
+                const ComparisonModel model = published(kind, preset);
+                const Analysis counted = analyze(photograph, under(model));
+                const AppearanceMaps maps = analyze(photograph, under(model, true)).maps();
+                for (std::size_t k = 0; k < correlateNames.size(); ++k) {
+                    BinProbabilities expected;
+                    computeFreqProbs(maps[k], expected);
+                    EXPECT_EQ(counted.distributions()[k], expected) << preset << ", " << correlateNames[k].name;
+                }
+            }
+        }
+    }
+}
+
+/// Wide colours of floats, some of which sRGB does not have, as few as the photograph of bytes has.
+cv::Mat wideFloats(const cv::Mat& bytes) {
+    const cv::Mat unit = toUnit(bytes);
+    return unit * 1.3 - cv::Scalar(0.1, 0.02, 0.1);
+}
+
+// What a conversion from a profile leaves of a photograph of bytes: the model is asked once for each colour, and the
+// histograms are those of the maps whether the estimate settles a colour or not.
+TEST(ComparisonModel, FloatsOfFewColorsAreSeenByColor) {
+    const cv::Mat bytes = testing::examplePhotograph("cat.jpg");
+    const cv::Mat wide = wideFloats(bytes);
+    ColorCounter counter;
+    const PhotographColors ofBytes = countedColors(bytes, counter);
+    const PhotographColors ofFloats = countedColors(wide, counter);
+    EXPECT_EQ(ofFloats.bgr.size(), ofBytes.bgr.size());
+    EXPECT_EQ(std::accumulate(ofFloats.counts.begin(), ofFloats.counts.end(), std::size_t{0}), bytes.total());
+    for (const AppearanceModelKind kind : publishedKinds) {
+        const ComparisonModel model = published(kind);
+        const Analysis analysis = analyze(wide, under(model, true, HueWeights::pixels));
+        const AppearanceMaps maps = analysis.maps();
+        const AppearanceMaps pixels =
+            modelledAppearance(PhotographColors{wide, {}, wide.size()}, under(model, true)).maps;
+        for (std::size_t k = 0; k < correlateNames.size(); ++k) {
+            EXPECT_EQ(cv::norm(maps[k], pixels[k], cv::NORM_INF), 0) << correlateNames[k].name;
+        }
+        EXPECT_EQ(cv::norm(maps.hueDegrees, pixels.hueDegrees, cv::NORM_INF), 0);
+    }
+}
+
+TEST(ComparisonModel, DistributionsOfFloatsAreHistogramsOfTheMaps) {
+    const cv::Mat wide = wideFloats(testing::examplePhotograph("cat.jpg"));
+    cv::Mat many(61, 257, CV_32FC3);  // more colours than half its pixels
+    cv::RNG(7).fill(many, cv::RNG::UNIFORM, -0.1, 1.2);
+    many.at<cv::Vec3f>(3, 3)[1] = std::numeric_limits<float>::quiet_NaN();
+    many.at<cv::Vec3f>(4, 4)[1] = std::numeric_limits<float>::infinity();
+    many.at<cv::Vec3f>(5, 5) = {1e12F, 2e12F, 3e12F};
+    for (const cv::Mat& photograph : {wide, many, testing::withGaps(many)}) {
+        for (const AppearanceModelKind kind : publishedKinds) {
+            for (const char* const preset : {"srgb-display", "cinema"}) {
                 const ComparisonModel model = published(kind, preset);
                 const Analysis counted = analyze(photograph, under(model));
                 const AppearanceMaps maps = analyze(photograph, under(model, true)).maps();

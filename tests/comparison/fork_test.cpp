@@ -1,6 +1,7 @@
 // The library in a process that was forked from one that had used it, whose threads do not follow.
 #include <likeness/adaptation/local_adaptation.hpp>
 #include <likeness/adaptation/white_image.hpp>
+#include <likeness/comparison/analysis.hpp>
 #include <likeness/comparison/photograph_comparison.hpp>
 #include <likeness/exposure/brightness_alignment.hpp>
 #include <likeness/exposure/brightness_increase.hpp>
@@ -49,6 +50,22 @@ TEST_F(InAForkedProcess, ComparePhotographs) {
     const cv::Mat second = testing::examplePhotograph("cat.jpg");
     const LikenessCoefficients here = comparePhotographs(first, second);
     EXPECT_EQ(statusOfForked([&] { return equal(comparePhotographs(first, second), here); }), 0);
+}
+
+TEST_F(InAForkedProcess, PublishedModels) {
+    const cv::Mat bytes = testing::examplePhotograph("coffee.jpg");
+    cv::Mat floats(300, 400, CV_32FC3);
+    cv::RNG(3).fill(floats, cv::RNG::UNIFORM, 0, 1);
+    AnalysisOptions options;
+    options.model.kind = AppearanceModelKind::ciecam16;
+    for (const bool maps : {false, true}) {
+        options.maps = maps;
+        for (const cv::Mat& photograph : {bytes, floats}) {
+            const AppearanceDistributions here = analyze(photograph, options).distributions();
+            EXPECT_EQ(
+                statusOfForked([&] { return analyze(photograph, options).distributions().chroma == here.chroma; }), 0);
+        }
+    }
 }
 
 TEST_F(InAForkedProcess, ComparePhotographsWithDumps) {

@@ -9,6 +9,8 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <cmath>
+#include <limits>
 
 namespace likeness {
 namespace {
@@ -107,6 +109,46 @@ TEST(PublishedEstimate, SettlesNearlyAllColorsOfADisplay) {
                 tallyOf(PublishedModel(kind, conditionPreset("srgb-display").conditions), srgbWhite(), vectors, bgr);
             EXPECT_EQ(tally.wrong, 0) << nameOf(kind);
             EXPECT_LT(tally.uncertain, tally.colors / 25) << nameOf(kind);
+        }
+    }
+}
+
+// Linear floats: with colours that sRGB does not have, brighter ones than its white, and what is no number.
+TEST(PublishedEstimate, HasTheBinsOfTheModelForFloats) {
+    cv::Mat linear(1, 20000, CV_32FC3);
+    cv::RNG(11).fill(linear, cv::RNG::UNIFORM, -0.2, 1.6);
+    for (int k = 0; k < 200; ++k) {
+        auto& color = linear.at<cv::Vec3f>(0, 100 * k);
+        color *= std::pow(10.0F, static_cast<float>(k % 40 - 10));
+    }
+    linear.at<cv::Vec3f>(0, 7)[2] = std::numeric_limits<float>::quiet_NaN();
+    linear.at<cv::Vec3f>(0, 8)[0] = std::numeric_limits<float>::infinity();
+    static const Levels levels;
+    const cv::Matx33d matrix = cv::Matx33d(&xyzFromLinearSrgb[0][0]) * 100.0;
+    for (const AppearanceModelKind kind : models) {
+        const PublishedModel model(kind, conditionPreset("srgb-display").conditions);
+        for (const auto vectors : {PublishedEstimate::Vectors::everywhere, PublishedEstimate::Vectors::longest}) {
+            const PublishedEstimate estimate(model, matrix, levels.linear, vectors);
+            PublishedEstimate::Bins bins;
+            int certain = 0;
+            for (int first = 0; first + 250 <= linear.cols; first += 250) {
+                estimate.bins(linear.ptr<float>(0) + std::ptrdiff_t{3} * first, 250, bins);
+                for (int i = 0; i < 250; ++i) {
+                    if (bins.certain[i] == 0) {
+                        continue;
+                    }
+                    ++certain;
+                    const auto& color = linear.at<cv::Vec3f>(0, first + i);
+                    const cv::Vec3d xyz = matrix * cv::Vec3d(color[2], color[1], color[0]);
+                    const Correlates k = model.correlatesOf({xyz[0], xyz[1], xyz[2]});
+                    EXPECT_EQ(BinCounts::binOf(static_cast<float>(k.brightness)), bins.brightness[i]);
+                    EXPECT_EQ(BinCounts::binOf(static_cast<float>(k.lightness)), bins.lightness[i]);
+                    EXPECT_EQ(BinCounts::binOf(static_cast<float>(k.chroma)), bins.chroma[i]);
+                    EXPECT_EQ(BinCounts::binOf(static_cast<float>(k.colorfulness)), bins.colorfulness[i]);
+                    EXPECT_EQ(BinCounts::binOf(static_cast<float>(k.saturation)), bins.saturation[i]);
+                }
+            }
+            EXPECT_GT(certain, linear.cols / 2) << nameOf(kind);
         }
     }
 }

@@ -152,8 +152,10 @@ TEST(ColorStatement, PngTellsInFourWays) {
     EXPECT_TRUE(statementOf(withPngChunk(png, "sRGB", {0})).saysSrgb);
     // 1/2.2 beside the primaries of sRGB, or beside none, is how sRGB is written for old readers.
     EXPECT_TRUE(statementOf(withPngChunk(png, "gAMA", numbers({45455}))).saysSrgb);
+    EXPECT_TRUE(statementOf(withPngChunk(png, "gAMA", numbers({45455}))).loneGamma);
     const Bytes old = withPngChunk(withPngChunk(png, "cHRM", srgbPrimaries), "gAMA", numbers({45455}));
     EXPECT_TRUE(statementOf(old).saysSrgb);
+    EXPECT_FALSE(statementOf(old).loneGamma);
     expectNothing(statementOf(old));
 
     const Bytes wide = withPngChunk(withPngChunk(png, "cHRM", p3Primaries), "gAMA", numbers({45455}));
@@ -180,6 +182,25 @@ TEST(ColorStatement, ThePrecedenceOfPng) {
     const Bytes plain = withPngChunk(withPngChunk(encoded(".png"), "gAMA", numbers({100000})), "sRGB", {0});
     EXPECT_TRUE(statementOf(plain).saysSrgb);
     EXPECT_FALSE(statementOf(plain).colorimetry.has_value());
+}
+
+// High dynamic range by the code points, and for readers that do not know them something else.
+TEST(ColorStatement, CodePointsThatAreNotReadGiveWayToWhatElseThereIs) {
+    const std::string problem = " (cICP) names the transfer characteristics 16, which are not read";
+    const auto withCodePoints = [](const Bytes& png) { return withPngChunk(png, "cICP", {9, 16, 0, 1}); };
+    Bytes tagged = encoded(".png");
+    tagPng(tagged, *ColorProfile::named("prophoto"));
+    const ColorStatement ofProfile = statementOf(withCodePoints(tagged));
+    EXPECT_EQ(ofProfile.icc, ColorProfile::named("prophoto")->icc());
+    EXPECT_EQ(ofProfile.problem, "");
+    EXPECT_EQ(ofProfile.passedOver, problem);
+    const ColorStatement ofSrgb = statementOf(withCodePoints(withPngChunk(encoded(".png"), "sRGB", {0})));
+    EXPECT_TRUE(ofSrgb.saysSrgb);
+    EXPECT_EQ(ofSrgb.passedOver, problem);
+    EXPECT_EQ(ofSrgb.channels, StoredChannels::rgb);
+    const ColorStatement ofBadGamma = statementOf(withCodePoints(withPngChunk(encoded(".png"), "gAMA", {1})));
+    EXPECT_EQ(ofBadGamma.problem, problem);
+    EXPECT_EQ(ofBadGamma.passedOver, "");
 }
 
 TEST(ColorStatement, WhatAPngHasWrongIsTold) {

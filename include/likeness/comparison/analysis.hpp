@@ -20,8 +20,8 @@ namespace likeness {
 /// What `analyze` keeps.
 struct AnalysisOptions {
     /// Whether the maps of the correlates are wanted too. They are made of the same count; they are kept by colour,
-    /// with the colour of each pixel: 4 bytes per pixel and 24 per colour of an 8-bit photograph, 24 per pixel of
-    /// another.
+    /// with the colour of each pixel: 4 bytes per pixel and 24 per colour; 24 per pixel of a photograph of floats that
+    /// has more colours than half its pixels.
     bool maps = false;
     /// The model that the photograph is seen through; by default the comparison's own.
     ComparisonModel model = {};
@@ -75,8 +75,8 @@ private:
 /// Analyses a photograph: the distributions of its appearance correlates, under the default model the same bits as
 /// `appearanceDistributions`.
 ///
-/// @param photograph  any depth that `toUnit` takes, B, G, R, fewer than 2^31 pixels; not modified. One that is not of
-///                    8 bits is taken pixel by pixel, values outside 0..1 as they are
+/// @param photograph  any depth that `toUnit` takes, B, G, R, fewer than 2^31 pixels; not modified. Floats
+///                    outside 0..1 are taken as they are
 /// @param watch       its receiver gets the dumps of `perceptualMetrics`, under the default model alone; four steps: the
 ///                    colours counted, adapted or their white found, their correlates and the distributions made
 /// @throws std::invalid_argument  if the photograph is of another type; what is wrong with the model's conditions
@@ -126,7 +126,7 @@ private:
 /// threads may share it.
 class LIKENESS_API CountedPhotograph {
 public:
-    /// @param photograph  as for `analyze`; one that is not of 8 bits is kept, not copied: it must not be changed then
+    /// @param photograph  as for `analyze`; one of floats may be kept, not copied: it must not be changed then
     /// @throws std::invalid_argument  if it is of another type
     explicit CountedPhotograph(const cv::Mat& photograph);
 

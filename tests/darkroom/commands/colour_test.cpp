@@ -164,6 +164,13 @@ TEST_F(DarkroomColour, TakesAWhiteOnTheScaleOfOne) {
     EXPECT_NEAR(unit["lightness"].get<double>(), percent["lightness"].get<double>(), 1e-9);
     EXPECT_NEAR(unit["chroma"].get<double>(), percent["chroma"].get<double>(), 1e-9);
     EXPECT_NEAR(unit["xyz"][1].get<double>(), 0.3, 1e-12);
+    // The white stands on the scale of the colours, and reads back as conditions that have this scale.
+    EXPECT_EQ(result["conditions"]["white"], (json{0.9, 1, 1.1}));
+    EXPECT_EQ(expectDone({"colour", "--xyz", "0.2,0.3,0.4", "--white", "0.9,1,1.1"})
+                  .out.rfind("ciecam16; white 0.9,1,1.1;", 0),
+              0U);
+    const std::string file = saveText("unit.json", result["conditions"].dump());
+    EXPECT_EQ(colours({"--xyz", "0.2,0.3,0.4", "--conditions", file})["colours"], result["colours"]);
 }
 
 TEST_F(DarkroomColour, TakesConditionsFromAFileAndOverrides) {
@@ -219,6 +226,19 @@ TEST_F(DarkroomColour, WarnsOfWhatItAssumes) {
     EXPECT_EQ(expectDone({"colour", "--srgb", "#fff", "--background", "0"}).err,
               "darkroom colour: warning: the background counts as 0.0001 of the white, the least that the models are "
               "given\n");
+    EXPECT_EQ(expectDone({"colour", "--srgb", "#fff", "--adapting-luminance", "0"}).err,
+              "darkroom colour: warning: an adapting luminance of 0 leaves colours their lightness and hue alone: "
+              "brightness, chroma, colourfulness and saturation are 0\n");
+    EXPECT_EQ(expectDone({"colour", "--srgb", "#fff", "--conditions", "likeness-default"}).err,
+              "darkroom colour: warning: the background of likeness-default drifts with the size of photographs, which "
+              "ciecam16 does not know: it is taken to be 20\n");
+    std::vector<std::string> many = {"colour", "--model", "ciecam02"};
+    for (int k = 0; k < 9; ++k) {
+        many.insert(many.end(), {"--xyz", "5,5,-200"});
+    }
+    const std::string warnings = expectDone(many).err;
+    EXPECT_EQ(std::count(warnings.begin(), warnings.end(), '\n'), 6);
+    EXPECT_NE(warnings.find("warning: 4 more colours lie outside what the model describes\n"), std::string::npos);
     EXPECT_EQ(expectDone({"colour", "--xyz", "5,5,-200", "--model", "ciecam02"}).err,
               "darkroom colour: warning: '5,5,-200' lies outside what the model describes: it has no chroma there\n");
 }
@@ -235,6 +255,12 @@ TEST_F(DarkroomColour, Refuses) {
     expectRefused({"colour", "--from", "J,Q,h", "--correlates", "1,2,3"},
                   "--from: 'J,Q,h' is not one of J, Q, one of C, M, s and one of h, H, as in J,C,h");
     expectRefused({"colour", "--correlates", "1,2,3"}, "--correlates requires --from");
+    expectRefused({"colour", "--from", "J,C,h", "--xyz", "1,2,3"},
+                  "--from: no colour is given by its correlates; give it --correlates, or - for a table of them");
+    expectRefused(
+        {"colour", "--xyz", "1,2,3", "--background", "drifting"},
+        "--background: the model ciecam16 has no background that drifts; give a number, from 0 to the Y of the "
+        "white");
     expectRefused({"colour", "--from", "J,C,h", "--correlates", "0,5,3"},
                   "'0,5,3': a lightness or brightness of 0 has neither chroma nor colourfulness nor saturation");
     expectRefused({"colour", "--xyz", "1,2,3", "--difference"}, "--difference needs two colours or more");
@@ -260,7 +286,7 @@ TEST_F(DarkroomColour, Refuses) {
                   "--surround: 'bright' is none of average, dim, dark, nor three numbers F,c,Nc");
     const std::string broken = saveText("broken.json", "{\"white\": ");
     expectRefused({"colour", "--xyz", "1,2,3", "--conditions", broken},
-                  "--conditions: '" + broken + "' is not a JSON object");
+                  "--conditions: '" + broken + "' is not JSON: syntax error in line 1, column 11");
     const std::string unknown = saveText("unknown.json", R"({"base": "cinema", "colour": 1})");
     expectRefused({"colour", "--xyz", "1,2,3", "--conditions", unknown},
                   "--conditions: '" + unknown + "' has a member \"colour\", which conditions do not have");

@@ -43,6 +43,12 @@ TEST_F(DarkroomConditions, JsonOfConditionsIsAFileOfThem) {
     const std::string text = expectDone({"conditions", "cinema", "--surround", "0.9,0.6,0.8", "--json"}).out;
     EXPECT_EQ(expectDone({"conditions", saveText("odd.json", text), "--json"}).out, text);
     EXPECT_EQ(json::parse(text)["surround"]["c"], 0.6);
+    const std::string picture = saveText("picture.json", R"({"base": "cinema", "picture_white": "gray-world"})");
+    const std::string explained = expectDone({"conditions", picture, "--json"}).out;
+    EXPECT_EQ(json::parse(explained)["picture_white"], "gray-world");
+    EXPECT_EQ(expectDone({"conditions", saveText("again.json", explained), "--json"}).out, explained);
+    EXPECT_NE(expectDone({"conditions", picture}).out.find("white of a picture                    gray-world\n"),
+              std::string::npos);
 }
 
 TEST_F(DarkroomConditions, Refuses) {
@@ -55,6 +61,16 @@ TEST_F(DarkroomConditions, Refuses) {
         expectRefused({"conditions", file}, "--conditions: '" + file + "'" + problem);
     };
     refused("[]", " is not a JSON object");
+    refused("", " is not JSON: syntax error in line 1, column 1");
+    refused("{\n  \"base\": \"cinema\",\n  \"white\" \"D50\"\n}", " is not JSON: syntax error in line 3, column 15");
+    refused("{\"background\": 1e999}", " has a number that is too large");
+    refused(R"({"base": "cinema", "background": 20, "base": "print-d50"})", " has the member \"base\" twice");
+    refused(R"({"base": "cinema", "white": {"x": 0.3, "y": 0.3, "x": 0.4}})", " has the member \"x\" twice");
+    refused(R"({"base": "cinema", "picture_white": "grey"})",
+            ", \"picture_white\": 'grey' is none of encoding, gray-world, brightest");
+    refused(R"({"base": "cinema", "background": 0, "white_luminance": 100})",
+            ", \"white_luminance\": a background of 0 gives an adapting luminance of 0 whatever the white's luminance "
+            "is; give the adapting luminance itself, or a background above 0");
     refused(R"({"base": "dusk"})",
             ", \"base\": there are no conditions 'dusk'; there are likeness-default, "
             "srgb-display, bright-office, print-d50, print-d50-p2, cinema");

@@ -151,7 +151,8 @@ TEST_F(DarkroomModel, RefusesWhatAModelDoesNotHave) {
         "--dumps: the diagnostic files are those of the default model; leave out --hue and the options of the "
         "model");
     expectRefused({"appearance", cat, "-o", ".", "--white", "fixed", "--dumps", "."},
-                  "--dumps: the diagnostic files are those of the default model; leave out the options of the model");
+                  "--dumps: the diagnostic files are those of the default model; leave out --hue and the options of "
+                  "the model");
 }
 
 TEST_F(DarkroomModel, TheReportShowsModelConditionsAndHue) {
@@ -266,6 +267,76 @@ TEST_F(DarkroomModel, ABackgroundOfANumberIsNotRemarkedOn) {
 TEST_F(DarkroomModel, ABlackBackgroundIsTold) {
     const Outcome outcome = expectDone({"compare", cat, coffee, "--model", "ciecam16", "--background", "0", "--json"});
     EXPECT_EQ(json::parse(outcome.out)["first"]["background_luminance"], 0);
+    const std::string black =
+        ": warning: the background counts as 0.0001 of the white, the least that the models are given\n";
+    EXPECT_EQ(outcome.err.rfind("darkroom compare" + black, 0), 0U) << outcome.err;
+    EXPECT_EQ(expectDone({"appearance", cat, "-o", ".", "--model", "ciecam16", "--background", "0", "--quiet"}).err,
+              "darkroom appearance" + black);
+    const std::string pairs = list("pairs.csv", {cat + "," + coffee + ",a"});
+    EXPECT_EQ(expectDone({"batch", pairs, "-o", "r.csv", "--model", "ciecam02", "--background", "0", "--quiet"}).err,
+              "darkroom batch" + black);
+    EXPECT_EQ(expectDone({"sweep", cat, coffee, "--background", "0.001", "--white-luminance", "10,100", "--quiet"}).err,
+              "darkroom sweep" + black);
+}
+
+TEST_F(DarkroomModel, AnAdaptingLuminanceOfZeroIsToldAndHasNoNan) {
+    for (const std::string model : {"ciecam02", "ciecam16"}) {
+        const Outcome outcome = expectDone(
+            {"compare", cat, coffee, "--model", model, "--adapting-luminance", "0", "--json", "--hue", "--quiet"});
+        EXPECT_EQ(outcome.err,
+                  "darkroom compare: warning: an adapting luminance of 0 leaves colours their lightness and hue alone: "
+                  "brightness, chroma, colourfulness and saturation are 0\n");
+        for (const auto& [name, coefficient] : json::parse(outcome.out)["coefficients"].items()) {
+            EXPECT_TRUE(coefficient.is_number()) << model << ' ' << name;
+        }
+    }
+}
+
+TEST_F(DarkroomModel, PublishedModelsHaveNoBackgroundThatDrifts) {
+    const std::string refusal =
+        "--background: the model ciecam16 has no background that drifts; give a number, from 0 to the Y of the white";
+    expectRefused({"compare", cat, coffee, "--model", "ciecam16", "--background", "drifting"}, refusal);
+    expectRefused({"sweep", cat, coffee, "--background", "drifting"}, refusal);
+    expectRefused({"sweep", cat, coffee, "--conditions", "likeness-default"},
+                  "--white-luminance: a background that drifts gives no adapting luminance; give the background as a "
+                  "number");
+    expectRefused(
+        {"sweep", cat, coffee, "--background", "0"},
+        "--white-luminance: a background of 0 gives an adapting luminance of 0 whatever the white's luminance "
+        "is; give the adapting luminance itself, or a background above 0");
+    EXPECT_EQ(
+        expectDone({"compare", cat, coffee, "--model", "ciecam16", "--conditions", "likeness-default", "--quiet"}).err,
+        "darkroom compare: warning: the background of likeness-default drifts with the size of photographs, which "
+        "ciecam16 does not know: it is taken to be 20\n");
+}
+
+TEST_F(DarkroomModel, AFileSaysTheWhiteOfThePicture) {
+    const std::string file = saveText("gray.json", R"({"base": "srgb-display", "picture_white": "gray-world"})");
+    const auto compared = [&](std::vector<std::string> more) {
+        more.insert(more.begin(), {"compare", cat, coffee, "--model", "ciecam16", "--quiet"});
+        return expectDone(more).out;
+    };
+    EXPECT_EQ(compared({"--conditions", file}), compared({"--picture-white", "gray-world"}));
+    EXPECT_EQ(compared({"--conditions", file, "--picture-white", "encoding"}), compared({}));
+    EXPECT_NE(compared({"--conditions", file}), compared({}));
+}
+
+TEST_F(DarkroomModel, TheHueOfAnImageIsDistributed) {
+    fs::create_directory(output("maps"));
+    for (const std::string model : {"likeness", "ciecam16"}) {
+        const json result = json::parse(expectDone({"appearance", cat, "-o", "maps", "--hue", "--hue-weights", "chroma",
+                                                    "--model", model, "--json", "--quiet"})
+                                            .out);
+        ASSERT_EQ(result["hue_distribution"].size(), 360U);
+        double sum = 0;
+        for (const json& share : result["hue_distribution"]) {
+            sum += share.get<double>();
+        }
+        EXPECT_NEAR(sum, 1, 1e-5);
+        EXPECT_EQ(result["model"]["hue_weights"], "chroma");
+    }
+    EXPECT_NE(expectDone({"appearance", cat, "-o", "maps", "--hue", "--quiet"}).out.find("\nmost frequent hue "),
+              std::string::npos);
 }
 
 }  // namespace

@@ -8,6 +8,7 @@
 #include "support/test_images.hpp"
 
 #include <gtest/gtest.h>
+#include <zlib.h>
 #include <nlohmann/json.hpp>
 #include <opencv2/imgcodecs.hpp>
 
@@ -99,6 +100,27 @@ TEST_F(DarkroomProfiles, TwoEncodingsOfAPictureLookAlike) {
     }
 }
 
+// Without profiles the numbers of Display P3 look paler: the chroma overlaps by 0.60 to 0.64, and the tones of strong
+// colours move, by which brightness and lightness overlap by 0.88.
+TEST_F(DarkroomProfiles, TwoEncodingsOfAPictureLookAlikeUnderPublishedModels) {
+    const cv::Mat picture = colorful();
+    const std::string srgb = save("srgb.png", picture);
+    const ColorProfile::Shared p3 = ColorProfile::named("display-p3");
+    for (const int depth : {CV_8U, CV_16U}) {
+        const std::string other = saveTagged("other.png", encodedIn(*p3, picture, depth), *p3);
+        for (const char* const model : {"ciecam02", "ciecam16"}) {
+            SCOPED_TRACE(model);
+            const std::vector<double> honoured = coefficients({srgb, other, "--quiet", "--model", model});
+            const std::vector<double> ignored =
+                coefficients({srgb, other, "--quiet", "--model", model, "--ignore-profile"});
+            for (std::size_t k = 0; k < honoured.size(); ++k) {
+                EXPECT_GT(honoured[k], 0.99) << k;
+                EXPECT_LT(ignored[k], k < 2 ? 0.91 : 0.68) << k;
+            }
+        }
+    }
+}
+
 TEST_F(DarkroomProfiles, WhatWasDoneIsTold) {
     const ColorProfile::Shared p3 = ColorProfile::named("display-p3");
     const cv::Mat picture = examplePhotograph("cat.jpg")(cv::Rect(20, 20, 60, 50)).clone();
@@ -111,6 +133,11 @@ TEST_F(DarkroomProfiles, WhatWasDoneIsTold) {
     EXPECT_EQ(expectDone({"compare", tagged, plain, "--ignore-profile"}).err,
               begin + "its profile 'Display P3' is ignored\n");
     EXPECT_EQ(expectDone({"compare", plain, plain}).err, "");
+    EXPECT_EQ(expectDone({"compare", tagged, plain, "--ignore-profile", "--assume-profile", "adobe-rgb"}).err,
+              begin +
+                  "its colours are converted from 'Adobe RGB (1998)', which is assumed; its profile 'Display P3' is "
+                  "ignored\ndarkroom compare: '" +
+                  plain + "': its colours are converted from 'Adobe RGB (1998)', which is assumed\n");
     EXPECT_EQ(expectDone({"compare", tagged, plain, "--assume-profile", "adobe-rgb"}).err,
               begin + "its colours are converted from its profile 'Display P3'\ndarkroom compare: '" + plain +
                   "': its colours are converted from 'Adobe RGB (1998)', which is assumed\n");
@@ -122,6 +149,26 @@ TEST_F(DarkroomProfiles, WhatWasDoneIsTold) {
               (nlohmann::json{{"description", "ROMM RGB (ProPhoto)"}, {"origin", "assumed"}}));
     const nlohmann::json without = nlohmann::json::parse(expectDone({"compare", plain, plain, "--json"}).out);
     EXPECT_FALSE(without["first"].contains("profile"));
+    const std::vector<std::string> swept = {"sweep", tagged, plain, "--white-luminance", "100", "--quiet"};
+    const auto with = [](std::vector<std::string> arguments, const std::vector<std::string>& more) {
+        arguments.insert(arguments.end(), more.begin(), more.end());
+        return arguments;
+    };
+    const nlohmann::json sweep = nlohmann::json::parse(
+        expectDone(with(swept, {"--json", "--assume-profile", "prophoto", "--plot", "s.html"})).out);
+    EXPECT_EQ(sweep["first"]["profile"], json["first"]["profile"]);
+    EXPECT_EQ(sweep["second"]["profile"], json["second"]["profile"]);
+    EXPECT_NE(contentOf(output("s.html")).find(": Display P3 (embedded).</p>"), std::string::npos);
+    EXPECT_NE(expectDone(swept).out.find(",Display P3 (embedded),\n"), std::string::npos);
+    EXPECT_EQ(expectDone({"sweep", plain, plain, "--white-luminance", "100"}).out.find("profile"), std::string::npos);
+    const std::string csv = expectDone({"compare", plain, tagged, "--csv", "--report", "r.html", "--quiet"}).out;
+    EXPECT_NE(csv.find(",first_profile,second_profile\n"), std::string::npos);
+    EXPECT_NE(csv.find(",,Display P3 (embedded)\n"), std::string::npos);
+    EXPECT_EQ(expectDone({"compare", plain, plain, "--csv"}).out.find("profile"), std::string::npos);
+    const std::string report = contentOf(output("r.html"));
+    EXPECT_NE(report.find("Colour profile <span id=\"profile-second\">Display P3 (embedded)</span>"),
+              std::string::npos);
+    EXPECT_EQ(report.find("profile-first"), std::string::npos);
     std::filesystem::create_directory(output("maps"));
     const nlohmann::json appearance =
         nlohmann::json::parse(expectDone({"appearance", tagged, "-o", "maps", "--json"}).out);
@@ -193,6 +240,112 @@ TEST_F(DarkroomProfiles, WhatCannotBeUsedIsOneWarning) {
                                "': its colour profile 'grey of the test' is one of grey, and the file has colours: it "
                                "is taken for a file without one\n");
     EXPECT_EQ(expectDone({"compare", ofGrey, plain, "--ignore-profile"}).err, "");
+}
+
+/// A TIFF of one strip of four inks, 8 bits each, little-endian.
+std::string cmykTiff() {
+    std::string tiff("II*\0\x08\0\0\0", 8);
+    const auto number = [&tiff](std::uint32_t value, int bytes) {
+        for (int k = 0; k < bytes; ++k) {
+            tiff += static_cast<char>(value >> (8 * k) & 0xFF);
+        }
+    };
+    constexpr std::uint32_t size = 16;
+    const std::uint32_t entries[][4] = {{256, 4, 1, size}, {257, 4, 1, size}, {258, 3, 4, 134},
+                                        {259, 3, 1, 1},    {262, 3, 1, 5},    {273, 4, 1, 142},
+                                        {277, 3, 1, 4},    {278, 4, 1, size}, {279, 4, 1, 4 * size * size},
+                                        {284, 3, 1, 1}};
+    number(std::size(entries), 2);
+    for (const auto& [tag, type, count, value] : entries) {
+        number(tag, 2);
+        number(type, 2);
+        number(count, 4);
+        number(value, 4);
+    }
+    number(0, 4);
+    for (int k = 0; k < 4; ++k) {
+        number(8, 2);
+    }
+    for (std::uint32_t pixel = 0; pixel < size * size; ++pixel) {
+        number(pixel | (255 - pixel) << 8 | 40U << 16, 4);
+    }
+    return tiff;
+}
+
+TEST_F(DarkroomProfiles, InksWithoutAProfileAreAWarning) {
+    const std::string inks = saveText("inks.tif", cmykTiff());
+    const Outcome outcome = expectDone({"compare", inks, photo("cat.jpg"), "--quiet"});
+    EXPECT_EQ(outcome.err, "darkroom compare: warning: '" + inks +
+                               "': its colours are not stored as R, G, B or grey, but as CMYK or the like: the "
+                               "decoder's conversion is taken, which knows no profile\n");
+    const std::string list = saveText("l.csv", "first,second\n" + inks + ',' + photo("cat.jpg") + '\n');
+    expectDone({"batch", list, "-o", "batch.csv"});
+    EXPECT_NE(contentOf(output("batch.csv")).find("CMYK or the like"), std::string::npos);
+}
+
+// The chunk is told of once: by this program, not by its decoder too.
+TEST_F(DarkroomProfiles, WhatIsWrongWithAPngIsToldOnce) {
+    const cv::Mat picture = examplePhotograph("cat.jpg")(cv::Rect(20, 20, 60, 50)).clone();
+    const std::string plain = save("plain.png", picture);
+    const auto withChunk = [&](const std::string& type, const Bytes& data) {
+        Bytes png;
+        EXPECT_TRUE(cv::imencode(".png", picture, png));
+        Bytes chunk(type.begin(), type.end());
+        chunk.insert(chunk.end(), data.begin(), data.end());
+        const auto number = [](std::uint32_t value) {
+            return Bytes{static_cast<unsigned char>(value >> 24), static_cast<unsigned char>(value >> 16),
+                         static_cast<unsigned char>(value >> 8), static_cast<unsigned char>(value)};
+        };
+        const auto sum = static_cast<std::uint32_t>(::crc32(0, chunk.data(), static_cast<uInt>(chunk.size())));
+        Bytes all = number(static_cast<std::uint32_t>(data.size()));
+        all.insert(all.end(), chunk.begin(), chunk.end());
+        const Bytes end = number(sum);
+        all.insert(all.end(), end.begin(), end.end());
+        png.insert(png.begin() + 33, all.begin(), all.end());
+        return saveText(type + ".png", std::string(png.begin(), png.end()));
+    };
+    const auto warning = [&](const std::string& path) {
+        const Outcome outcome = expectDone({"compare", path, plain});
+        EXPECT_EQ(outcome.out, "1,1,1,1,1\n");
+        return outcome.err;
+    };
+    const std::string flat = withChunk("cHRM", Bytes(32, 0));
+    EXPECT_EQ(warning(flat), "darkroom compare: warning: '" + flat +
+                                 "': its colour profile (cHRM) has primaries that span no colours: it is taken for a "
+                                 "file without one\n");
+    const std::string steep = withChunk("gAMA", Bytes(4, 0));
+    EXPECT_EQ(warning(steep), "darkroom compare: warning: '" + steep +
+                                  "': its colour profile (gAMA) has an exponent outside 0.1 to 10: it is taken for a "
+                                  "file without one\n");
+    const std::string usual = withChunk("gAMA", {0, 0, 0xB1, 0x8F});
+    EXPECT_EQ(warning(usual), "darkroom compare: '" + usual +
+                                  "': its chunk gAMA alone tells an exponent of 1/2.2, which is taken for the curve of "
+                                  "sRGB\n");
+}
+
+TEST_F(DarkroomProfiles, CodePointsThatAreNotReadAreAWarning) {
+    const cv::Mat picture = examplePhotograph("cat.jpg")(cv::Rect(20, 20, 60, 50)).clone();
+    const ColorProfile::Shared p3 = ColorProfile::named("display-p3");
+    const std::string tagged = saveTagged("p3.png", picture, *p3);
+    std::string png = contentOf(tagged);
+    // BT.2020 primaries, PQ; the checksum of type and data stands behind them.
+    const std::string chunk("\0\0\0\4cICP\x09\x10\0\1", 12);
+    const auto sum =
+        static_cast<std::uint32_t>(::crc32(0, reinterpret_cast<const unsigned char*>(chunk.data() + 4), 8));
+    std::string whole = chunk;
+    for (int shift = 24; shift >= 0; shift -= 8) {
+        whole += static_cast<char>(sum >> shift & 0xFF);
+    }
+    png.insert(33, whole);
+    const std::string both = saveText("both.png", png);
+    const Outcome outcome = expectDone({"compare", both, tagged});
+    EXPECT_EQ(outcome.out, "1,1,1,1,1\n");
+    EXPECT_EQ(outcome.err, "darkroom compare: warning: '" + both +
+                               "': its colour profile (cICP) names the transfer characteristics 16, which are not "
+                               "read: what else the file says of its colours is taken\ndarkroom compare: '" +
+                               both +
+                               "': its colours are converted from its profile 'Display P3'\ndarkroom compare: '" +
+                               tagged + "': its colours are converted from its profile 'Display P3'\n");
 }
 
 TEST_F(DarkroomProfiles, PicturesSayThatTheyAreSrgb) {

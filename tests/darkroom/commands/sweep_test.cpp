@@ -3,11 +3,13 @@
 #include "files/number_format.hpp"
 #include "support/test_images.hpp"
 
+#include <fmt/format.h>
 #include <gtest/gtest.h>
 #include <nlohmann/json.hpp>
 
 #include <algorithm>
 #include <fstream>
+#include <limits>
 #include <sstream>
 
 namespace likeness::testing {
@@ -66,6 +68,21 @@ TEST_F(DarkroomSweep, DrawsAPlotOfEachCoefficient) {
         EXPECT_NE(page.str().find("<section id=\"" + std::string(name) + "\">"), std::string::npos) << name;
     }
     EXPECT_NE(page.str().find("D65, dark"), std::string::npos);
+}
+
+TEST_F(DarkroomSweep, WarnsOfPixelsThatAreNotCounted) {
+    cv::Mat floats = unitPhotograph("cat.jpg");
+    floats.row(0).setTo(cv::Scalar::all(std::numeric_limits<double>::quiet_NaN()));
+    const std::string holes = save("holes.tif", floats);
+    const std::string share = fmt::format("{:.2g}", 100.0 / floats.rows);
+    EXPECT_EQ(expectDone({"sweep", holes, coffee, "--white-luminance", "10,100", "--quiet"}).err,
+              "darkroom sweep: warning: '" + holes + "': " + share +
+                  " % of its pixels hold values that are no numbers, infinite or negative, and are not counted\n");
+    floats.setTo(cv::Scalar::all(std::numeric_limits<double>::quiet_NaN()));
+    const std::string nothing = save("nothing.tif", floats);
+    expectRefused({"sweep", coffee, nothing, "--white-luminance", "10", "--quiet"},
+                  "cannot read '" + nothing +
+                      "' as a photograph: all its pixels hold values that are no numbers, infinite or negative");
 }
 
 TEST_F(DarkroomSweep, RefusesWhatIsNoCondition) {

@@ -1,6 +1,7 @@
 // darkroom appearance: how bright, light, colourful, saturated and of what hue each pixel of an image looks.
 #include <likeness/comparison/analysis.hpp>
 #include "batch/correlates.hpp"
+#include "console/comparison_warnings.hpp"
 #include "console/json_output.hpp"
 #include "console/map_statistics.hpp"
 #include "console/model_options.hpp"
@@ -20,9 +21,11 @@
 #include <fmt/format.h>
 #include <nlohmann/json.hpp>
 
+#include <algorithm>
 #include <filesystem>
 #include <iostream>
 #include <memory>
+#include <optional>
 #include <vector>
 
 namespace likeness::darkroom {
@@ -68,6 +71,14 @@ MapScale scaleFor(const Described& described, const ChosenModel& model) {
     return roundScale(labelOf(described.correlate), statistics.percentile(1), statistics.percentile(99));
 }
 
+/// "most frequent hue 37 degrees, 1.25 %"
+std::string mostFrequentHue(const BinProbabilities& hue) {
+    const auto most =
+        std::max_element(hue.begin(), hue.end(), [](const auto& a, const auto& b) { return a.second < b.second; });
+    return most == hue.end() ? "hue: no pixel has one\n"
+                             : fmt::format("most frequent hue {} degrees, {:.3g} %\n", most->first, 100 * most->second);
+}
+
 /// A column for each correlate, a line for each statistic.
 std::string table(const std::vector<Described>& all) {
     constexpr int width = 15;
@@ -95,7 +106,7 @@ std::string table(const std::vector<Described>& all) {
 }
 
 std::string jsonText(const Options& options, const ChosenModel& model, cv::Size size, const ProfileUse& profile,
-                     const std::vector<Described>& all) {
+                     const std::vector<Described>& all, const std::optional<BinProbabilities>& hue) {
     nlohmann::ordered_json json = jsonOfSchema("appearance", jsonVersion);
     json["input"] = {{"path", validUtf8(options.input)}, {"width_pixels", size.width}, {"height_pixels", size.height}};
     addProfile(json["input"], profile);
@@ -114,6 +125,13 @@ std::string jsonText(const Options& options, const ChosenModel& model, cv::Size 
         entry["nan_count"] = s.nanCount;
         json["correlates"][isHue(one.correlate) ? "hue_degrees" : one.correlate.name] = entry;
     }
+    if (hue) {
+        std::vector<double> shares(360, 0.0);
+        for (const auto& [degree, share] : *hue) {
+            shares.at(static_cast<std::size_t>(degree)) = roundedToNineDigits(share);
+        }
+        json["hue_distribution"] = shares;
+    }
     return indentedJson(json);
 }
 
@@ -128,7 +146,8 @@ ExitStatus mapAppearance(const Session& session, const Options& options) {
     const ChosenModel model = chosenModel(options.model);
     if (session.diagnostics().wantsFiles() && !model.isDefault()) {
         throw Refusal(
-            "--dumps: the diagnostic files are those of the default model; leave out the options of the model");
+            "--dumps: the diagnostic files are those of the default model; leave out --hue and the options of the "
+            "model");
     }
     checkFolder("--output", options.output);
     OutputPlan plan(session, {options.input});
@@ -138,6 +157,7 @@ ExitStatus mapAppearance(const Session& session, const Options& options) {
             plan.file("--output", mapPath(options, correlate, extension));
         }
     }
+    warnOfModel(session, model);
     ProfileUse profile;
     const cv::Mat image = readImage(session, options.input, &profile);
     std::vector<Described> all;
@@ -154,7 +174,10 @@ ExitStatus mapAppearance(const Session& session, const Options& options) {
                      what + ", " + rangeOf(scale));
         progress.step();
     }
-    std::cout << (options.json ? jsonText(options, model, image.size(), profile, all) : table(all)) << std::flush;
+    const std::optional<BinProbabilities>& hue = analysis.distributions().hue;
+    std::cout << (options.json ? jsonText(options, model, image.size(), profile, all, hue)
+                               : table(all) + (hue ? mostFrequentHue(*hue) : ""))
+              << std::flush;
     if (!model.isDefault()) {
         session.tell(lineOf(model));
     }
@@ -175,6 +198,9 @@ Action declareAppearance(CLI::App& app) {
         ->required();
     app.add_flag("--json", options->json, optionText("Give the table as JSON", "--json"));
     addModelOptions(app, options->model);
+    addHueOptions(app, options->model);
+    app.get_option("--hue")->description(optionText(
+        "The distribution of the hue too, in bins of 1 degree: its greatest bin, with --json all of it", "--hue"));
     return [options](const Session& session) { return mapAppearance(session, *options); };
 }
 

@@ -8,6 +8,7 @@
 #include "batch/output_lock.hpp"
 #include "batch/parameters.hpp"
 #include "batch/stop_signals.hpp"
+#include "console/comparison_warnings.hpp"
 #include "console/list_options.hpp"
 #include "console/model_options.hpp"
 #include "console/option_checks.hpp"
@@ -338,7 +339,8 @@ private:
 ExitStatus runBatch(const Session& session, const Options& options) {
     checkCombination(session, options);
     options.list.shardAsked();
-    const AnalysisOptions analysis = chosenModel(options.model).analysis(false);
+    const ChosenModel model = chosenModel(options.model);
+    const AnalysisOptions analysis = model.analysis(false);
     if (options.printList) {
         std::cout << csvList(pairsAsked(session, options));
         return ExitStatus::done;
@@ -353,6 +355,7 @@ ExitStatus runBatch(const Session& session, const Options& options) {
         }
         file.columns.emplace_back(hueColumn);
     }
+    warnOfModel(session, model);
     if (session.verbose()) {
         session.tell("parameters " + parameterFingerprint(analysis, session.profiles()) + ": " +
                      comparisonParameters(analysis, session.profiles()));

@@ -86,6 +86,7 @@ struct Result {
     std::optional<ConditionFactors> factors;  ///< of a published model
     std::vector<SeenColor> colors;
     std::vector<Difference> differences;
+    std::vector<std::string> remarks;  ///< on the conditions
 };
 
 /// The colours of the command line, in its order.
@@ -119,6 +120,9 @@ std::vector<GivenColor> typedColors(const CLI::App& app, const Options& options)
 std::vector<GivenColor> givenColors(const CLI::App& app, const Options& options) {
     std::vector<GivenColor> colors = typedColors(app, options);
     const bool reads = options.table == "-" || (colors.empty() && ::isatty(STDIN_FILENO) == 0);
+    if (!options.from.empty() && options.correlates.empty() && !reads) {
+        throw Refusal("--from: no colour is given by its correlates; give it --correlates, or - for a table of them");
+    }
     if (reads) {
         std::vector<GivenColor> read = colorsIn(std::cin, options.from);
         colors.insert(colors.end(), read.begin(), read.end());
@@ -320,7 +324,7 @@ std::string alignedTable(const std::vector<std::vector<std::string>>& rows) {
 }
 
 std::string plainText(const Result& result) {
-    std::string text = fmt::format("{}; {}", nameOf(result.model), lineOf(result.conditions.conditions));
+    std::string text = fmt::format("{}; {}", nameOf(result.model), lineOf(result.conditions));
     if (result.factors) {
         text +=
             fmt::format("; D {:.4f}; F_L {:.4f}", result.factors->degreeOfAdaptation, result.factors->luminanceLevel);
@@ -368,8 +372,7 @@ void checkForOwnModel(const Options& options, const std::vector<GivenColor>& col
     }
 }
 
-void warnOf(const Session& session, const Options& options, const std::vector<GivenColor>& given,
-            const Result& result) {
+void warnOf(const Session& session, const std::vector<GivenColor>& given, const Result& result) {
     const NamedConditions& conditions = result.conditions;
     const bool srgb = std::any_of(given.begin(), given.end(), [](const GivenColor& color) {
         return std::holds_alternative<SrgbColor>(color.value);
@@ -382,15 +385,19 @@ void warnOf(const Session& session, const Options& options, const std::vector<Gi
             "sRGB colours are taken as the light of a display whose white is D65; the white of the conditions is "
             "another, and they are not adapted to it");
     }
-    if (result.model != AppearanceModelKind::likeness && !options.viewing.background.empty() &&
-        result.factors->backgroundInduction == leastBackgroundRatio) {
-        session.warn(fmt::format("the background counts as {:g} of the white, the least that the models are given",
-                                 leastBackgroundRatio));
+    for (const std::string& remark : result.remarks) {
+        session.warn(remark);
     }
+    constexpr std::size_t mostNamed = 5;  // of a table, which may have any number
+    std::size_t outside = 0;
     for (const SeenColor& color : result.colors) {
-        if (!std::isfinite(color.correlates.chroma) || !std::isfinite(color.correlates.lightness)) {
+        if ((!std::isfinite(color.correlates.chroma) || !std::isfinite(color.correlates.lightness)) &&
+            ++outside <= mostNamed) {
             session.warn("'" + color.label + "' lies outside what the model describes: it has no chroma there");
         }
+    }
+    if (outside > mostNamed) {
+        session.warn(fmt::format("{} more colours lie outside what the model describes", outside - mostNamed));
     }
 }
 
@@ -402,16 +409,12 @@ ExitStatus seeColors(const Session& session, const CLI::App& app, const Options&
     if (own) {
         checkForOwnModel(options, given);
     }
-    result.conditions = chosenConditions(options.viewing, own ? ownConditions : "srgb-display");
-    ViewingConditions& conditions = result.conditions.conditions;
+    result.conditions = own ? chosenConditions(options.viewing, ownConditions)
+                            : publishedConditions(options.viewing, result.model, result.remarks);
     std::optional<PublishedModel> model;
     if (!own) {
-        if (!conditions.background) {
-            // What drifts with the number of pixels stands at this for a single one.
-            conditions.background = backgroundLuminanceOf(1);
-        }
         try {
-            model.emplace(result.model, conditions);
+            model.emplace(result.model, result.conditions.conditions);
         } catch (const std::invalid_argument& problem) {
             throw Refusal(std::string("viewing conditions: ") + problem.what());
         }
@@ -426,7 +429,7 @@ ExitStatus seeColors(const Session& session, const CLI::App& app, const Options&
         }
         result.differences = differencesOf(result.colors);
     }
-    warnOf(session, options, given, result);
+    warnOf(session, given, result);
     std::cout << (options.json ? jsonText(result) : options.csv ? csvText(result) : plainText(result));
     return ExitStatus::done;
 }

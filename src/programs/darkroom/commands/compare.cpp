@@ -2,6 +2,7 @@
 #include <likeness/comparison/analysis.hpp>
 #include "batch/comparison_remarks.hpp"
 #include "console/comparison_result.hpp"
+#include "console/comparison_warnings.hpp"
 #include "console/model_options.hpp"
 #include "console/operation_watch.hpp"
 #include "console/option_checks.hpp"
@@ -142,19 +143,6 @@ void give(const Session& session, const Options& options, const ComparisonResult
     }
 }
 
-/// Warns of pixels without an appearance.
-/// @throws Refusal  if none has one
-void checkAppearance(const Session& session, const std::string& path, const AppearanceDistributions& distributions) {
-    const std::string problem = appearanceProblem(distributions);
-    if (!problem.empty()) {
-        throw Refusal("cannot read '" + path + "'" + problem);
-    }
-    const std::string uncounted = uncountedRemark(distributions);
-    if (!uncounted.empty()) {
-        session.warn("'" + path + "': " + uncounted);
-    }
-}
-
 ExitStatus compare(const Session& session, const Options& options) {
     ComparisonResult result;
     result.model = chosenModel(options.model);
@@ -174,6 +162,7 @@ ExitStatus compare(const Session& session, const Options& options) {
             "of the model");
     }
     checkOutputs(session, options);
+    warnOfModel(session, result.model);
     std::pair<ProfileUse, ProfileUse> profiles;
     const auto photographs = readPhotographPairAsCompared(session, options.first, options.second, &profiles);
     result.first = {options.first, photographs.first.size(), profiles.first};

@@ -97,6 +97,9 @@ std::string explanation(const NamedConditions& named) {
     line("surround", fmt::format("{} (F {:g}, c {:g}, Nc {:g})", surroundText(surround), surround.adaptation,
                                  surround.impact, surround.induction));
     line("illuminant discounted", conditions.discounting ? "yes" : "no");
+    if (!named.pictureWhite.empty()) {
+        line("white of a picture", named.pictureWhite);
+    }
     text += "under ciecam02 and ciecam16\n";
     line("degree of adaptation D", fmt::format("{:.4f}", factors.degreeOfAdaptation));
     line("luminance-level factor F_L", fmt::format("{:.4f}", factors.luminanceLevel));

@@ -3,10 +3,12 @@
 #include <likeness/version.hpp>
 #include "batch/correlates.hpp"
 #include "console/comparison_result.hpp"
+#include "console/comparison_warnings.hpp"
 #include "console/json_output.hpp"
 #include "console/model_options.hpp"
 #include "console/option_checks.hpp"
 #include "console/output_check.hpp"
+#include "console/profile_result.hpp"
 #include "console/progress.hpp"
 #include "console/subcommands.hpp"
 #include "files/csv_text.hpp"
@@ -54,14 +56,22 @@ struct Options {
     bool json = false;
 };
 
+/// The photographs, as they were read.
+struct Photographs {
+    std::pair<CountedPhotograph, CountedPhotograph> counted;
+    std::pair<cv::Size, cv::Size> sizes;
+    std::pair<ProfileUse, ProfileUse> profiles;
+};
+
 /// One of the conditions, and what was found under it.
 struct Point {
     std::string white;      ///< as it was given
     std::string surround;   ///< likewise
     std::string luminance;  ///< of the white, likewise
     ChosenModel model;
-    LikenessCoefficients coefficients;
-    std::optional<float> hue;
+    LikenessCoefficients coefficients{};
+    std::optional<float> hue{};
+    std::pair<CorrelateShares, CorrelateShares> uncounted{};  ///< shares of pixels without an appearance
 };
 
 ChosenModel modelAt(const Options& options, const std::string& white, const std::string& surround,
@@ -105,7 +115,7 @@ std::vector<Point> pointsOf(const Options& options) {
     for (const std::string& white : options.whites) {
         for (const std::string& surround : options.surrounds) {
             for (const std::string& luminance : luminances) {
-                points.push_back({white, surround, luminance, modelAt(options, white, surround, luminance), {}, {}});
+                points.push_back({white, surround, luminance, modelAt(options, white, surround, luminance)});
             }
         }
     }
@@ -128,10 +138,38 @@ void compareAt(std::vector<Point>& points, int first, int end,
         Point& point = points[static_cast<std::size_t>(i)];
         point.coefficients = compareDistributions(seen[k], seen[k + 1]);
         point.hue = hueCoefficient(seen[k], seen[k + 1]);
+        point.uncounted = {seen[k].nanShares, seen[k + 1].nanShares};
     }
 }
 
-std::string csvText(const std::vector<Point>& points) {
+/// Warns of what the conditions make of the model, each remark once.
+void warnOfModels(const Session& session, const std::vector<Point>& points) {
+    ChosenModel all;
+    for (const Point& point : points) {
+        for (const std::string& remark : point.model.remarks) {
+            if (std::find(all.remarks.begin(), all.remarks.end(), remark) == all.remarks.end()) {
+                all.remarks.push_back(remark);
+            }
+        }
+    }
+    warnOfModel(session, all);
+}
+
+/// Warns of pixels without an appearance, as many as there are under the worst of the conditions.
+/// @throws Refusal  if there are conditions under which none has one
+void checkAppearances(const Session& session, const Options& options, const std::vector<Point>& points) {
+    std::pair<AppearanceDistributions, AppearanceDistributions> worst;
+    for (const Point& point : points) {
+        for (std::size_t k = 0; k < correlateNames.size(); ++k) {
+            worst.first.nanShares[k] = std::max(worst.first.nanShares[k], point.uncounted.first[k]);
+            worst.second.nanShares[k] = std::max(worst.second.nanShares[k], point.uncounted.second[k]);
+        }
+    }
+    checkAppearance(session, options.first, worst.first);
+    checkAppearance(session, options.second, worst.second);
+}
+
+std::string csvText(const std::vector<Point>& points, const std::pair<ProfileUse, ProfileUse>& profiles) {
     std::vector<std::string> names = {"model",   "white",           "white_x",    "white_y",
                                       "white_z", "white_luminance", "background", "adapting_luminance",
                                       "surround"};
@@ -140,6 +178,11 @@ std::string csvText(const std::vector<Point>& points) {
     }
     if (points.front().hue) {
         names.emplace_back(hueCorrelate.name);
+    }
+    const std::vector<std::string> texts = {profileText(profiles.first), profileText(profiles.second)};
+    const bool haveProfiles = !(texts[0] + texts[1]).empty();
+    if (haveProfiles) {
+        names.insert(names.end(), {"first_profile", "second_profile"});
     }
     std::string text = csvLine(names);
     for (const Point& point : points) {
@@ -159,19 +202,23 @@ std::string csvText(const std::vector<Point>& points) {
         if (point.hue) {
             values.push_back(nineDigits(*point.hue));
         }
+        if (haveProfiles) {
+            values.insert(values.end(), texts.begin(), texts.end());
+        }
         text += csvLine(values);
     }
     return text;
 }
 
-std::string jsonText(const Options& options, const std::vector<Point>& points,
-                     const std::pair<cv::Size, cv::Size>& sizes) {
-    const auto describe = [](const std::string& path, const cv::Size& size) {
-        return ordered_json{{"path", validUtf8(path)}, {"width_pixels", size.width}, {"height_pixels", size.height}};
+std::string jsonText(const Options& options, const std::vector<Point>& points, const Photographs& photographs) {
+    const auto describe = [](const std::string& path, const cv::Size& size, const ProfileUse& profile) {
+        ordered_json json = {{"path", validUtf8(path)}, {"width_pixels", size.width}, {"height_pixels", size.height}};
+        addProfile(json, profile);
+        return json;
     };
     ordered_json json = jsonOfSchema("sweep", jsonVersion);
-    json["first"] = describe(options.first, sizes.first);
-    json["second"] = describe(options.second, sizes.second);
+    json["first"] = describe(options.first, photographs.sizes.first, photographs.profiles.first);
+    json["second"] = describe(options.second, photographs.sizes.second, photographs.profiles.second);
     for (const Point& point : points) {
         ordered_json entry = jsonOf(point.model);
         entry["white"] = point.white;
@@ -206,13 +253,21 @@ std::string plotOf(const std::string& title, const std::string& label, const std
            "</figure>\n";
 }
 
-std::string page(const Options& options, const std::vector<Point>& points) {
+std::string page(const Options& options, const std::vector<Point>& points,
+                 const std::pair<ProfileUse, ProfileUse>& profiles) {
     HtmlPage html;
     html.title = "Likeness of " + options.first + " and " + options.second + " under a range of conditions";
     html.body = "<h1>How alike two photographs look under a range of conditions</h1>\n<section><p>" +
                 escapedMarkup(options.first) + " and " + escapedMarkup(options.second) + ", seen through " +
                 std::string(nameOf(points.front().model.model.kind)) +
                 fmt::format(" under {} conditions.</p></section>\n", points.size());
+    for (const auto& [path, profile] :
+         {std::pair(&options.first, &profiles.first), std::pair(&options.second, &profiles.second)}) {
+        if (const std::string used = profileText(*profile); !used.empty()) {
+            html.body +=
+                "<p class=\"note\">Colour profile of " + escapedMarkup(*path) + ": " + escapedMarkup(used) + ".</p>\n";
+        }
+    }
     for (const ComparedCorrelate& correlate : comparedCorrelates) {
         html.body += "<section id=\"" + std::string(correlate.name) + "\"><h2>" + labelOf(correlate) + "</h2>\n" +
                      plotOf("Coefficient of " + std::string(correlate.name), "coefficient", points,
@@ -248,11 +303,13 @@ ExitStatus sweep(const Session& session, const Options& options) {
     }
     std::vector<Point> points = pointsOf(options);
     checkOutputs(session, options);
-    std::pair<cv::Size, cv::Size> sizes;
-    const auto counted = [&] {
-        const auto photographs = readPhotographPairAsCompared(session, options.first, options.second);
-        sizes = {photographs.first.size(), photographs.second.size()};
-        return std::pair(CountedPhotograph(photographs.first), CountedPhotograph(photographs.second));
+    warnOfModels(session, points);
+    const Photographs photographs = [&] {
+        std::pair<ProfileUse, ProfileUse> profiles;
+        const auto read = readPhotographPairAsCompared(session, options.first, options.second, &profiles);
+        return Photographs{{CountedPhotograph(read.first), CountedPhotograph(read.second)},
+                           {read.first.size(), read.second.size()},
+                           profiles};
     }();
     {
         const int count = static_cast<int>(points.size());
@@ -260,15 +317,17 @@ ExitStatus sweep(const Session& session, const Options& options) {
         Progress progress(session, "comparing", count);
         for (int first = 0; first < count; first += atOnce) {
             const int end = std::min(first + atOnce, count);
-            compareAt(points, first, end, counted);
+            compareAt(points, first, end, photographs.counted);
             progress.reach(end, count);
         }
     }
+    checkAppearances(session, options, points);
     if (!options.plot.empty()) {
-        replaceFile(options.plot, page(options, points));
+        replaceFile(options.plot, page(options, points, photographs.profiles));
         session.tell("wrote '" + options.plot + "': plot");
     }
-    const std::string text = options.json ? jsonText(options, points, sizes) : csvText(points);
+    const std::string text =
+        options.json ? jsonText(options, points, photographs) : csvText(points, photographs.profiles);
     if (options.output.empty()) {
         std::cout << text << std::flush;
     } else {

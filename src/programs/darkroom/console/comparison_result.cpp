@@ -117,6 +117,12 @@ std::string comparisonCsv(const ComparisonResult& result) {
         names.emplace_back("model");
         values.push_back(modelParameters(result.model.model, result.model.hue));
     }
+    const std::string firstProfile = profileText(result.first.profile);
+    const std::string secondProfile = profileText(result.second.profile);
+    if (!(firstProfile + secondProfile).empty()) {
+        names.insert(names.end(), {"first_profile", "second_profile"});
+        values.insert(values.end(), {firstProfile, secondProfile});
+    }
     return csvLine(names) + csvLine(values);
 }
 

@@ -1,6 +1,5 @@
 #include "console/model_options.hpp"
 
-#include <likeness/comparison/perceptual_metrics.hpp>
 #include "batch/parameters.hpp"
 #include "console/option_checks.hpp"
 #include "files/refusal.hpp"
@@ -114,15 +113,15 @@ ChosenModel chosenModel(const ModelOptions& options) {
     }
     refuseGiven(options, {{"--black", !options.black.empty()}}, "has no such choice; it is one of the model likeness");
     chosen.model.kind = kind;
-    chosen.conditions = chosenConditions(options.viewing, "srgb-display");
-    std::optional<double>& background = chosen.conditions.conditions.background;
-    if (!background) {
-        background = backgroundLuminanceOf(1);  // where the drift begins
-    }
+    chosen.conditions = publishedConditions(options.viewing, kind, chosen.remarks);
     chosen.model.conditions = chosen.conditions.conditions;
-    chosen.model.pictureWhite = options.pictureWhite == "gray-world"  ? PictureWhite::grayWorld
-                                : options.pictureWhite == "brightest" ? PictureWhite::brightestPixel
-                                                                      : PictureWhite::encoding;
+    const std::string& pictureWhite =
+        options.pictureWhite.empty() ? chosen.conditions.pictureWhite : options.pictureWhite;
+    chosen.model.pictureWhite = pictureWhite == "gray-world"  ? PictureWhite::grayWorld
+                                : pictureWhite == "brightest" ? PictureWhite::brightestPixel
+                                                              : PictureWhite::encoding;
+    chosen.conditions.pictureWhite.clear();                               // it is told beside the conditions
+    chosen.conditions.whiteAsGiven = chosen.conditions.conditions.white;  // a picture has no other scale
     try {
         checkComparisonModel(chosen.model);
     } catch (const std::invalid_argument& problem) {

@@ -9,6 +9,7 @@
 
 #include <optional>
 #include <string>
+#include <vector>
 
 namespace likeness::darkroom {
 
@@ -32,7 +33,8 @@ void addHueOptions(CLI::App& app, ModelOptions& options);
 struct ChosenModel {
     ComparisonModel model;
     std::optional<HueWeights> hue;
-    NamedConditions conditions;  ///< of a published model
+    NamedConditions conditions;          ///< of a published model
+    std::vector<std::string> remarks{};  ///< what is to be warned of
 
     /// Whether it is what stands where no option is given.
     bool isDefault() const { return !hue && model == ComparisonModel(); }

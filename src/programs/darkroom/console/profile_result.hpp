@@ -6,6 +6,8 @@
 
 #include <nlohmann/json.hpp>
 
+#include <string>
+
 namespace likeness::darkroom {
 
 /// Gives an object of a result the member `profile` (docs/formats.md). A photograph whose numbers are those of sRGB has
@@ -18,6 +20,15 @@ inline void addProfile(nlohmann::ordered_json& photograph, const ProfileUse& use
     if (!use.description.empty()) {
         photograph["profile"]["description"] = validUtf8(use.description);
     }
+}
+
+/// What a table has for it: "Display P3 (embedded)"; "none" for a profile that cannot be used; empty for the numbers of
+/// sRGB.
+inline std::string profileText(const ProfileUse& use) {
+    if (use.origin == ProfileUse::Origin::none) {
+        return use.problem.empty() ? "" : "none";
+    }
+    return use.description + " (" + std::string(use.originName()) + ')';
 }
 
 }  // namespace likeness::darkroom

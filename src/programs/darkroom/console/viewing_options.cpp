@@ -1,16 +1,20 @@
 #include "console/viewing_options.hpp"
 
 #include <likeness/color/illuminants.hpp>
+#include <likeness/comparison/perceptual_metrics.hpp>
 #include "console/option_checks.hpp"
 #include "files/refusal.hpp"
 
 #include <fmt/format.h>
 #include <fmt/ranges.h>
 
+#include <algorithm>
 #include <cmath>
 #include <filesystem>
 #include <fstream>
+#include <iterator>
 #include <optional>
+#include <set>
 
 namespace likeness::darkroom {
 namespace {
@@ -29,7 +33,14 @@ const std::pair<const char*, Surround> namedSurrounds[] = {
 struct GivenWhite {
     Xyz white;
     double scale = 1;
+    Xyz given = white;
 };
+
+void take(const GivenWhite& given, NamedConditions& named) {
+    named.conditions.white = given.white;
+    named.scale = given.scale;
+    named.whiteAsGiven = given.given;
+}
 
 Refusal noWhite(const std::string& where, const std::string& text) {
     return Refusal(where + ": '" + text +
@@ -47,7 +58,7 @@ std::optional<double> kelvinIn(const std::string& text) {
 
 GivenWhite whiteOfTriple(const std::vector<double>& xyz) {
     const double scale = xyz[1] > 0 && xyz[1] <= greatestUnitY ? perfectY : 1;
-    return {{scale * xyz[0], scale * xyz[1], scale * xyz[2]}, scale};
+    return {{scale * xyz[0], scale * xyz[1], scale * xyz[2]}, scale, {xyz[0], xyz[1], xyz[2]}};
 }
 
 GivenWhite whiteIn(const std::string& where, const std::string& text) {
@@ -128,7 +139,12 @@ void check(const std::string& where, const ViewingConditions& conditions) {
 double adaptingUnder(const std::string& where, double luminanceOfWhite, const ViewingConditions& conditions) {
     if (!conditions.background) {
         throw Refusal(where +
-                      ": a background that drifts gives no adapting luminance; give one, or a number as background");
+                      ": a background that drifts gives no adapting luminance; give the background as a number");
+    }
+    if (*conditions.background == 0) {
+        throw Refusal(where +
+                      ": a background of 0 gives an adapting luminance of 0 whatever the white's luminance is; "
+                      "give the adapting luminance itself, or a background above 0");
     }
     return adaptingLuminanceUnder(luminanceOfWhite, *conditions.background, conditions.white.y);
 }
@@ -192,8 +208,8 @@ Surround surroundOf(const Member& member) {
 }
 
 constexpr const char* fileKeys[] = {
-    "schema", "schema_version", "program_version",    "derived",         "name",     "text",       "base",
-    "white",  "background",     "adapting_luminance", "white_luminance", "surround", "discounting"};
+    "schema", "schema_version", "program_version",    "derived",         "name",     "text",        "base",
+    "white",  "background",     "adapting_luminance", "white_luminance", "surround", "discounting", "picture_white"};
 
 void checkKeys(const std::string& where, const ordered_json& json) {
     for (const auto& item : json.items()) {
@@ -207,15 +223,54 @@ void checkKeys(const std::string& where, const ordered_json& json) {
     }
 }
 
+/// Refuses objects with two members of one name, of which a parser keeps one.
+struct DuplicateCheck {
+    std::string where;
+    std::vector<std::set<std::string>> names{};  ///< of the objects that are open
+
+    bool operator()(int /*depth*/, ordered_json::parse_event_t event, ordered_json& parsed) {
+        if (event == ordered_json::parse_event_t::object_start) {
+            names.emplace_back();
+        } else if (event == ordered_json::parse_event_t::object_end) {
+            names.pop_back();
+        } else if (event == ordered_json::parse_event_t::key) {
+            const auto name = parsed.get<std::string>();
+            if (!names.back().insert(name).second) {
+                throw Refusal(where + " has the member \"" + name + "\" twice");
+            }
+        }
+        return true;
+    }
+};
+
+/// "syntax error in line 2, column 5"
+std::string placeOf(const ordered_json::parse_error& problem) {
+    // The parser has the place in its text alone: "... parse error at line 2, column 5: ...".
+    const std::string text = problem.what();
+    const std::size_t begin = text.find("line ");
+    const std::size_t end = text.find(':', begin);
+    return begin == std::string::npos || end == std::string::npos
+               ? "syntax error"
+               : "syntax error in " + text.substr(begin, end - begin);
+}
+
 ordered_json readJson(const std::string& path) {
     std::ifstream stream(path);
     std::error_code none;
     if (!stream.is_open() || std::filesystem::is_directory(path, none)) {
         throw Refusal("--conditions: cannot read '" + path + "'");
     }
-    ordered_json json = ordered_json::parse(stream, nullptr, false);
-    if (json.is_discarded() || !json.is_object()) {
-        throw Refusal("--conditions: '" + path + "' is not a JSON object");
+    const std::string where = "--conditions: '" + path + "'";
+    ordered_json json;
+    try {
+        json = ordered_json::parse(stream, DuplicateCheck{where});
+    } catch (const ordered_json::parse_error& problem) {
+        throw Refusal(where + " is not JSON: " + placeOf(problem));
+    } catch (const ordered_json::exception&) {
+        throw Refusal(where + " has a number that is too large");
+    }
+    if (!json.is_object()) {
+        throw Refusal(where + " is not a JSON object");
     }
     return json;
 }
@@ -237,10 +292,9 @@ NamedConditions conditionsInFile(const std::string& path) {
             throw Refusal(file.where + ", \"base\": " + problem.what());
         }
     }
+    named.whiteAsGiven = conditions.white;
     if (!based || has("white")) {
-        const GivenWhite given = whiteOf(file.at("white"));
-        conditions.white = given.white;
-        named.scale = given.scale;
+        take(whiteOf(file.at("white")), named);
     }
     if (!based || has("background")) {
         const Member background = file.at("background");
@@ -252,6 +306,14 @@ NamedConditions conditionsInFile(const std::string& path) {
     }
     if (has("discounting")) {
         conditions.discounting = file.at("discounting").flag();
+    }
+    if (has("picture_white")) {
+        const Member white = file.at("picture_white");
+        named.pictureWhite = white.text();
+        if (std::count(std::begin(pictureWhiteNames), std::end(pictureWhiteNames), named.pictureWhite) == 0) {
+            throw Refusal(fmt::format("{}: '{}' is none of {}", white.where, named.pictureWhite,
+                                      fmt::join(pictureWhiteNames, ", ")));
+        }
     }
     if (has("adapting_luminance") && has("white_luminance")) {
         throw Refusal(file.where + " has both \"adapting_luminance\" and \"white_luminance\"");
@@ -294,12 +356,23 @@ std::string surroundText(const Surround& surround) {
     return fmt::format("{},{},{}", surround.adaptation, surround.impact, surround.induction);
 }
 
-std::string lineOf(const ViewingConditions& conditions) {
-    const Xyz& white = conditions.white;
+namespace {
+
+std::string lineBeside(const Xyz& white, const ViewingConditions& conditions) {
     return fmt::format("white {:.7g},{:.7g},{:.7g}; adapting luminance {:.6g} cd/m2; background {}; surround {}{}",
                        white.x, white.y, white.z, conditions.adaptingLuminance,
                        conditions.background ? shortest(*conditions.background) : drifting,
                        surroundText(conditions.surround), conditions.discounting ? "; illuminant discounted" : "");
+}
+
+}  // namespace
+
+std::string lineOf(const ViewingConditions& conditions) {
+    return lineBeside(conditions.white, conditions);
+}
+
+std::string lineOf(const NamedConditions& named) {
+    return lineBeside(named.whiteAsGiven, named.conditions);
 }
 
 ordered_json jsonOf(const NamedConditions& named) {
@@ -309,7 +382,7 @@ ordered_json jsonOf(const NamedConditions& named) {
     if (!named.text.empty()) {
         json["text"] = named.text;
     }
-    json["white"] = {conditions.white.x, conditions.white.y, conditions.white.z};
+    json["white"] = {named.whiteAsGiven.x, named.whiteAsGiven.y, named.whiteAsGiven.z};
     json["adapting_luminance"] = conditions.adaptingLuminance;
     json["background"] = conditions.background ? ordered_json(*conditions.background) : ordered_json(drifting);
     const std::string surround = surroundText(conditions.surround);
@@ -321,6 +394,9 @@ ordered_json jsonOf(const NamedConditions& named) {
                             {"Nc", conditions.surround.induction}};
     }
     json["discounting"] = conditions.discounting;
+    if (!named.pictureWhite.empty()) {
+        json["picture_white"] = named.pictureWhite;
+    }
     return json;
 }
 
@@ -349,9 +425,7 @@ NamedConditions chosenConditions(const ViewingOptions& options, const char* pres
     named.name += ", changed";
     named.text.clear();
     if (!options.white.empty()) {
-        const GivenWhite given = whiteIn("--white", options.white);
-        conditions.white = given.white;
-        named.scale = given.scale;
+        take(whiteIn("--white", options.white), named);
     }
     if (!options.background.empty()) {
         conditions.background = backgroundIn("--background", options.background);
@@ -368,6 +442,32 @@ NamedConditions chosenConditions(const ViewingOptions& options, const char* pres
     }
     conditions.discounting = conditions.discounting || options.discount;
     check("viewing conditions", conditions);
+    return named;
+}
+
+NamedConditions publishedConditions(const ViewingOptions& options, AppearanceModelKind kind,
+                                    std::vector<std::string>& remarks) {
+    const std::string model(nameOf(kind));
+    if (options.background == drifting) {
+        throw Refusal("--background: the model " + model +
+                      " has no background that drifts; give a number, from 0 to the Y of the white");
+    }
+    NamedConditions named = chosenConditions(options, "srgb-display");
+    ViewingConditions& conditions = named.conditions;
+    if (!conditions.background) {
+        conditions.background = backgroundLuminanceOf(1);  // where the drift begins
+        remarks.push_back("the background of " + named.name + " drifts with the size of photographs, which " + model +
+                          " does not know: it is taken to be " + shortest(*conditions.background));
+    }
+    if (*conditions.background < leastBackgroundRatio * conditions.white.y) {
+        remarks.push_back(fmt::format("the background counts as {:g} of the white, the least that the models are given",
+                                      leastBackgroundRatio));
+    }
+    if (conditions.adaptingLuminance == 0) {
+        remarks.push_back(
+            "an adapting luminance of 0 leaves colours their lightness and hue alone: brightness, chroma, "
+            "colourfulness and saturation are 0");
+    }
     return named;
 }
 

@@ -8,6 +8,7 @@
 #include <nlohmann/json.hpp>
 
 #include <string>
+#include <vector>
 
 namespace likeness::darkroom {
 
@@ -42,6 +43,8 @@ struct NamedConditions {
     ViewingConditions conditions;
     /// What 1 of the user's X, Y, Z is on the scale of `Xyz`: 100 where the white was given with a Y up to 2, else 1.
     double scale = 1;
+    Xyz whiteAsGiven = conditions.white;  ///< the white on the user's scale
+    std::string pictureWhite{};           ///< of a file, as --picture-white has it; empty where it says nothing
 };
 
 /// Conditions of a preset's name or of a JSON file, for what ends in ".json" or holds a slash.
@@ -52,14 +55,26 @@ NamedConditions conditionsFrom(const std::string& nameOrFile);
 /// @throws Refusal
 NamedConditions chosenConditions(const ViewingOptions& options, const char* preset);
 
+/// The conditions that a published model is used under; without a preset's name those of `srgb-display`.
+/// @param remarks  receives what is to be warned of: a background that does not drift after all, limits
+/// @throws Refusal  as `chosenConditions`; if the background is asked to drift
+NamedConditions publishedConditions(const ViewingOptions& options, AppearanceModelKind kind,
+                                    std::vector<std::string>& remarks);
+
 /// Conditions as files have them. Numbers read back exactly.
 nlohmann::ordered_json jsonOf(const NamedConditions& named);
 
 /// "average", "dim", "dark" or "F,c,Nc".
 std::string surroundText(const Surround& surround);
 
+/// The names of `PictureWhite`, as --picture-white and files have them.
+inline constexpr const char* pictureWhiteNames[] = {"encoding", "gray-world", "brightest"};
+
 /// "white 95.047,100,108.883; adapting luminance 16 cd/m2; background 20; surround dim"
 std::string lineOf(const ViewingConditions& conditions);
+
+/// The same with the white on the user's scale.
+std::string lineOf(const NamedConditions& named);
 
 /// The shortest text that reads back as the number; "none" for NaN.
 std::string shortest(double value);

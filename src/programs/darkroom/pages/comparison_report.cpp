@@ -3,6 +3,7 @@
 #include <likeness/appearance/viewing_conditions.hpp>
 #include <likeness/comparison/perceptual_metrics.hpp>
 #include <likeness/version.hpp>
+#include "console/profile_result.hpp"
 #include "diagnostics/number_text.hpp"
 #include "files/markup_text.hpp"
 #include "files/number_format.hpp"
@@ -126,13 +127,16 @@ std::string correlateSection(const ComparisonReport& report, std::size_t k) {
 std::string photographFigure(const ComparedPhotograph& photograph, const ReportedPhotograph& reported,
                              const std::string& place) {
     const std::string path = escapedMarkup(photograph.path);
+    const std::string used = profileText(photograph.profile);
+    const std::string profile =
+        used.empty() ? "" : "Colour profile <span id=\"profile-" + place + "\">" + escapedMarkup(used) + "</span><br>";
     return fmt::format(
         "<figure><img src=\"{}\" alt=\"{} photograph\"><figcaption><strong>{}</strong><br><span class=\"long\" "
         "id=\"path-{}\">{}</span><br><span id=\"size-{}\">{} x {} pixels</span>, <span id=\"bytes-{}\">{} "
-        "bytes</span><br><span class=\"note\">SHA-256 <code class=\"long\" id=\"sha256-{}\">{}</code></span>"
+        "bytes</span><br>{}<span class=\"note\">SHA-256 <code class=\"long\" id=\"sha256-{}\">{}</code></span>"
         "</figcaption></figure>\n",
         reported.pictureUri, capitalized(place), capitalized(place), place, path, place, photograph.size.width,
-        photograph.size.height, place, reported.fingerprint.bytes, place, reported.fingerprint.sha256);
+        photograph.size.height, place, reported.fingerprint.bytes, profile, place, reported.fingerprint.sha256);
 }
 
 std::string coefficientTable(const ComparisonResult& result) {

@@ -1,0 +1,25 @@
+#include "console/comparison_warnings.hpp"
+
+#include "batch/comparison_remarks.hpp"
+#include "files/refusal.hpp"
+
+namespace likeness::darkroom {
+
+void warnOfModel(const Session& session, const ChosenModel& model) {
+    for (const std::string& remark : model.remarks) {
+        session.warn(remark);
+    }
+}
+
+void checkAppearance(const Session& session, const std::string& path, const AppearanceDistributions& distributions) {
+    const std::string problem = appearanceProblem(distributions);
+    if (!problem.empty()) {
+        throw Refusal("cannot read '" + path + "'" + problem);
+    }
+    const std::string uncounted = uncountedRemark(distributions);
+    if (!uncounted.empty()) {
+        session.warn("'" + path + "': " + uncounted);
+    }
+}
+
+}  // namespace likeness::darkroom

@@ -1,0 +1,19 @@
+// What is warned of when photographs are seen through a model.
+#pragma once
+
+#include <likeness/comparison/photograph_comparison.hpp>
+#include "console/model_options.hpp"
+#include "console/session.hpp"
+
+#include <string>
+
+namespace likeness::darkroom {
+
+/// Warns of what the conditions make of the model.
+void warnOfModel(const Session& session, const ChosenModel& model);
+
+/// Warns of pixels without an appearance.
+/// @throws Refusal  if none has one
+void checkAppearance(const Session& session, const std::string& path, const AppearanceDistributions& distributions);
+
+}  // namespace likeness::darkroom
