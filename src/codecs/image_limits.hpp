@@ -12,7 +12,6 @@ inline bool isWithinLimits(std::uint64_t width, std::uint64_t height) noexcept {
     constexpr std::uint64_t mostPixels = std::uint64_t{1} << 30;
     for (const char* const limit :
          {"OPENCV_IO_MAX_IMAGE_WIDTH", "OPENCV_IO_MAX_IMAGE_HEIGHT", "OPENCV_IO_MAX_IMAGE_PIXELS"}) {
-        // NOLINTNEXTLINE(concurrency-mt-unsafe): nothing here changes the environment
         if (std::getenv(limit) != nullptr) {
             return false;
         }

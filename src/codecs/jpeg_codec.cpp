@@ -30,7 +30,7 @@ struct ErrorHandler {
 // The functions below that call setjmp hold nothing that has a destructor.
 
 [[noreturn]] void giveUp(::j_common_ptr codec) {
-    std::longjmp(reinterpret_cast<ErrorHandler*>(codec->err)->giveUp, 1);  // NOLINT(cert-err52-cpp): of libjpeg
+    std::longjmp(reinterpret_cast<ErrorHandler*>(codec->err)->giveUp, 1);
 }
 
 /// Warnings have a level below 0.
@@ -60,7 +60,7 @@ public:
     /// @return  whether the file is one that is taken, as far as its header tells
     bool begin(std::FILE* file) {
         codec_.err = errorFunctions(handler_);
-        if (setjmp(handler_.giveUp) != 0) {  // NOLINT(cert-err52-cpp)
+        if (setjmp(handler_.giveUp) != 0) {
             return false;
         }
         ::jpeg_create_decompress(&codec_);
@@ -86,7 +86,7 @@ public:
 
     /// @return  whether the whole file was read without a complaint
     bool readRows(uchar* data, std::size_t step, bool color) {
-        if (setjmp(handler_.giveUp) != 0) {  // NOLINT(cert-err52-cpp)
+        if (setjmp(handler_.giveUp) != 0) {
             return false;
         }
         codec_.out_color_space = color ? JCS_EXT_BGR : JCS_GRAYSCALE;
@@ -126,14 +126,14 @@ public:
     Compression() = default;
     ~Compression() {
         ::jpeg_destroy_compress(&codec_);
-        std::free(bytes_);  // NOLINT(cppcoreguidelines-no-malloc): libjpeg's
+        std::free(bytes_);
     }
     Compression(const Compression&) = delete;
     Compression& operator=(const Compression&) = delete;
 
     bool run(const uchar* data, std::size_t step, cv::Size size, bool color, int quality) {
         codec_.err = errorFunctions(handler_);
-        if (setjmp(handler_.giveUp) != 0) {  // NOLINT(cert-err52-cpp)
+        if (setjmp(handler_.giveUp) != 0) {
             return false;
         }
         ::jpeg_create_compress(&codec_);
@@ -160,7 +160,7 @@ private:
     ErrorHandler handler_;
     ::jpeg_compress_struct codec_{};
     unsigned char* bytes_ = nullptr;
-    unsigned long count_ = 0;  // NOLINT(google-runtime-int): libjpeg's
+    unsigned long count_ = 0;
 };
 
 }  // namespace

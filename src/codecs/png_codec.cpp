@@ -22,7 +22,7 @@ struct ErrorHandler {
 };
 
 [[noreturn]] void giveUp(::png_structp codec, ::png_const_charp /*text*/) {
-    std::longjmp(static_cast<ErrorHandler*>(::png_get_error_ptr(codec))->giveUp, 1);  // NOLINT(cert-err52-cpp)
+    std::longjmp(static_cast<ErrorHandler*>(::png_get_error_ptr(codec))->giveUp, 1);
 }
 
 class Reading {
@@ -34,7 +34,7 @@ public:
 
     /// @return  whether the file is one that is taken, as far as its header tells
     bool begin(std::FILE* file) {
-        if (setjmp(handler_.giveUp) != 0) {  // NOLINT(cert-err52-cpp)
+        if (setjmp(handler_.giveUp) != 0) {
             return false;
         }
         codec_ = ::png_create_read_struct(PNG_LIBPNG_VER_STRING, &handler_, giveUp, giveUp);
@@ -70,7 +70,7 @@ public:
     /// @param lines  the beginning of each row of an image of type `type`
     /// @return       whether the whole file was read without a complaint
     bool readRows(::png_bytepp lines, int type) {
-        if (setjmp(handler_.giveUp) != 0) {  // NOLINT(cert-err52-cpp)
+        if (setjmp(handler_.giveUp) != 0) {
             return false;
         }
         const int channels = CV_MAT_CN(type);
@@ -157,7 +157,7 @@ public:
     Writing& operator=(const Writing&) = delete;
 
     bool run(::png_bytepp lines, cv::Size size, int type, std::vector<uchar>& bytes) {
-        if (setjmp(handler_.giveUp) != 0) {  // NOLINT(cert-err52-cpp)
+        if (setjmp(handler_.giveUp) != 0) {
             return false;
         }
         codec_ = ::png_create_write_struct(PNG_LIBPNG_VER_STRING, &handler_, giveUp, giveUp);

@@ -33,7 +33,6 @@ int machineErrorIn(const std::string& text) {
 }
 
 std::vector<std::string> placesOf(const std::string& file) {
-    // NOLINTNEXTLINE(concurrency-mt-unsafe): nothing here changes the environment
     const char* const folder = std::getenv("LIKENESS_MODULES");
     if (folder != nullptr && *folder != '\0') {
         return {std::string(folder) + '/' + file};

@@ -357,10 +357,14 @@ std::pair<PhotographRead, PhotographRead> readPhotographPair(const std::string& 
     const RemarkSorter sorter;
     auto reading = beside([&] { return readWithAllRemarks(second, values, mostPixels, secondColors); });
     PhotographRead firstRead = readWithAllRemarks(first, values, mostPixels, firstColors);
-    if (firstRead.bgr.empty()) {
+    try {
+        return {firstRead, reading.get()};
+    } catch (const MachineFailure&) {
+        if (firstRead.problem.empty()) {
+            throw;
+        }
         return {std::move(firstRead), PhotographRead()};
     }
-    return {std::move(firstRead), reading.get()};
 }
 
 PhotographRead readPhotographAmongOthers(const std::string& path, PhotographValues values, std::uint64_t mostPixels,

@@ -82,8 +82,8 @@ public:
 PhotographRead readPhotograph(const std::string& path, PhotographValues values = PhotographValues::bytes,
                               std::uint64_t mostPixels = usualMostPixels, ColorReading* colors = nullptr);
 
-/// Two files, each as `readPhotograph` reads it, decoded at the same time on two threads. Where the first cannot be read
-/// nothing is told of the second.
+/// Two files, each as `readPhotograph` reads it, decoded at the same time on two threads. Where the first cannot be read,
+/// a failure of the machine with the second is not told.
 /// @param firstColors, secondColors  two objects, or null
 std::pair<PhotographRead, PhotographRead> readPhotographPair(const std::string& first, const std::string& second,
                                                              PhotographValues values = PhotographValues::bytes,
