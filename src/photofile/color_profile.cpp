@@ -253,12 +253,13 @@ std::string degeneracyOf(const cv::Mat& given, bool grey) {
     };
     constexpr int ofGrey = 3;
     for (int ramp = grey ? ofGrey : 0; ramp <= ofGrey; ++ramp) {
-        const auto at = [&](int level) { return cv::norm(colors[256 * ramp + level] - colors[256 * ramp]); };
+        const cv::Vec3f* const levels = colors + std::ptrdiff_t{256} * ramp;
+        const auto between = [levels](int from, int to) { return cv::norm(levels[to] - levels[from]); };
         constexpr double least = 0.002;  // half a step of 8 bits
-        if (!(at(255) > least)) {
+        if (!(between(0, 255) > least)) {
             return " gives one colour for every value of a channel";
         }
-        if (!(at(128) > least / 2 && cv::norm(colors[256 * ramp + 255] - colors[256 * ramp + 128]) > least / 2)) {
+        if (!(between(0, 128) > least / 2 && between(128, 255) > least / 2)) {
             return " has a curve that is no curve but a step";
         }
     }

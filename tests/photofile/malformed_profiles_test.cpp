@@ -190,12 +190,12 @@ void addTables(Corpus& corpus) {
         icc.resize(icc.size() / 2);
         put(icc, 0, static_cast<std::uint32_t>(icc.size()));
     });
-    for (const unsigned char wrong : {1, 255}) {
+    for (const unsigned wrong : {1U, 255U}) {
         // Behind type and reserved bytes: channels in, channels out, points of the grid.
         for (const std::size_t at : {8U, 9U, 10U}) {
             changed(std::to_string(wrong) + " at byte " + std::to_string(at) + " of a table", [=](Bytes& icc) {
                 for (const char* const tag : {"A2B0", "A2B1"}) {
-                    icc.at(placeOf(icc, tag) + at) = wrong;
+                    icc.at(placeOf(icc, tag) + at) = static_cast<unsigned char>(wrong);
                 }
             });
         }
