@@ -381,6 +381,32 @@ TEST_F(LikenessProgram, ADumpOfTheFirstPhotographThatMayNotGrowGivesAWarning) {
     }
 }
 
+TEST_F(LikenessProgram, LoadsReadersOfOtherFormatsOnlyForThem) {
+    const Outcome loaded = run({"/usr/bin/env", "LD_TRACE_LOADED_OBJECTS=1", program}, folder());
+    EXPECT_NE(loaded.out.find("libopencv_core"), std::string::npos) << loaded.out;
+    EXPECT_EQ(loaded.out.find("libopencv_imgcodecs"), std::string::npos);
+    EXPECT_EQ(loaded.out.find("libopencv_video"), std::string::npos);
+
+    const auto withoutModules = [this](const std::string& file) {
+        return run({"/usr/bin/env", "LIKENESS_MODULES=/nowhere", program, file, file}, folder());
+    };
+    const cv::Mat picture = randomPhotograph({40, 30}, 1);
+    for (const char* const name : {"a.jpg", "a.png"}) {
+        const Outcome outcome = withoutModules(save(name, picture));
+        EXPECT_EQ(outcome.status, 0) << outcome.err;
+        EXPECT_EQ(outcome.out, "1,1,1,1,1\n");
+    }
+    const std::string bmp = save("a.bmp", picture);
+    const Outcome outcome = withoutModules(bmp);
+    EXPECT_EQ(outcome.status, 2);
+    EXPECT_EQ(outcome.out, "");
+    EXPECT_EQ(outcome.err, "likeness: cannot read '" + bmp +
+                               "' as an image: the module likeness_imgcodecs.so cannot be loaded "
+                               "(/nowhere/likeness_imgcodecs.so: cannot open shared object file: No such file or "
+                               "directory); install it, or set LIKENESS_MODULES to its folder\n");
+    EXPECT_EQ(compare(bmp, bmp, folder()).out, "1,1,1,1,1\n");
+}
+
 TEST_F(LikenessProgram, TheFirstOfTwoPhotographsThatCannotBeReadIsNamed) {
     writeText(input("text.jpg"), "no photograph");
     expectRefused(input("text.jpg"), "missing.jpg", input("text.jpg"));

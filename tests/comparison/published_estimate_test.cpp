@@ -127,7 +127,7 @@ TEST(PublishedEstimate, HasTheBinsOfTheModelForFloats) {
     const cv::Matx33d matrix = cv::Matx33d(&xyzFromLinearSrgb[0][0]) * 100.0;
     for (const AppearanceModelKind kind : models) {
         const PublishedModel model(kind, conditionPreset("srgb-display").conditions);
-        for (const auto vectors : {PublishedEstimate::Vectors::everywhere, PublishedEstimate::Vectors::longest}) {
+        for (const auto vectors : {PublishedEstimate::Vectors::baseline, PublishedEstimate::Vectors::best}) {
             const PublishedEstimate estimate(model, matrix, levels.linear, vectors);
             PublishedEstimate::Bins bins;
             int certain = 0;

@@ -42,6 +42,7 @@ build_and_run() { # NAME CMAKE-OPTION...
     "$scratch/$name/consumer"
     "$scratch/$name/own_headers" || fail "$name: own_headers failed"
     "$scratch/$name/one_statement" || fail "$name: one_statement failed"
+    "$scratch/$name/late_module" || fail "$name: late_module failed"
 }
 build_and_run installed "-DCMAKE_PREFIX_PATH=$scratch/stage"
 
@@ -65,6 +66,10 @@ if command -v pkg-config >/dev/null; then
     c++ -std=c++17 -w "$source/tests/consumer/main.cpp" -o "$scratch/with-pkg-config" \
         $(PKG_CONFIG_PATH=$pkg_config_path pkg-config --cflags --libs likeness)
     "$scratch/with-pkg-config"
+    # shellcheck disable=SC2046 # the flags are words
+    c++ -std=c++17 -w "$source/tests/consumer/late_module.cpp" -o "$scratch/module-with-pkg-config" \
+        $(PKG_CONFIG_PATH=$pkg_config_path pkg-config --cflags --libs likeness)
+    "$scratch/module-with-pkg-config" || fail "late_module with pkg-config failed"
 fi
 
 # The folders of an installation may be absolute, or relative to its prefix.

@@ -9,7 +9,5 @@ int main() {
     const likeness::LikenessCoefficients k = likeness::comparePhotographs(first, second);
     std::cout << "brightness " << k.brightness << ", lightness " << k.lightness << ", chroma " << k.chroma
               << ", colourfulness " << k.colorfulness << ", saturation " << k.saturation << '\n';
-    // Optical flow comes from a module that the library finds by itself.
-    const likeness::Alignment alignment = likeness::alignTo(first, first);
-    return k.brightness == 1 && alignment.image.size() == first.size() ? 0 : 1;
+    return k.brightness == 1 ? 0 : 1;
 }

@@ -65,8 +65,9 @@ dpkg-deb --extract "$modules" development
 [ ! -e development/usr/bin ] || fail "$development has programs"
 cmake -G Ninja -S "$source/tests/consumer" -B consumer -DCMAKE_BUILD_TYPE=Release \
     -DCMAKE_PREFIX_PATH="$scratch/development/usr" >consumer.log
-cmake --build consumer --target consumer >>consumer.log || { cat consumer.log && exit 1; }
+cmake --build consumer --target consumer --target late_module >>consumer.log || { cat consumer.log && exit 1; }
 consumer/consumer
+consumer/late_module || fail "a user's program does not find its module"
 
 # Of the shared library there are none, which is said where it is chosen.
 cmake -G Ninja -S "$source" -B shared -DBUILD_SHARED_LIBS=ON -DLIKENESS_BUILD_TESTS=OFF -DLIKENESS_BUILD_BENCHMARKS=OFF \
