@@ -1,5 +1,5 @@
 #include "photofile/image_input.hpp"
-#include "console/session.hpp"
+#include "console/console.hpp"
 
 #include <likeness/color/srgb_companding.hpp>
 #include "darkroom/darkroom_program.hpp"
@@ -20,15 +20,15 @@ namespace likeness::testing {
 namespace {
 
 using likeness::darkroom::CommonOptions;
-using likeness::darkroom::Session;
+using likeness::darkroom::Console;
 
 class ImageInput : public DarkroomProgram {
 protected:
-    cv::Mat read(const std::string& path) const { return readImage(session_, path); }
-    cv::Mat readUnit(const std::string& path) const { return readUnitImage(session_, path); }
-    cv::Mat readCompared(const std::string& path) const { return readPhotographAsCompared(session_, path); }
+    cv::Mat read(const std::string& path) const { return readImage(console_, path); }
+    cv::Mat readUnit(const std::string& path) const { return readUnitImage(console_, path); }
+    cv::Mat readCompared(const std::string& path) const { return readPhotographAsCompared(console_, path); }
 
-    const Session session_{"test", CommonOptions{}};
+    const Console console_{"test", CommonOptions{}};
     const cv::Mat bytes_ = randomPhotograph({31, 22}, 5);
 };
 
@@ -92,7 +92,7 @@ TEST_F(ImageInput, TheLinearValuesOfRadianceFilesAreEncoded) {
 TEST_F(ImageInput, HdrComesBackWithinItsPrecision) {
     const cv::Mat image = randomImage({17, 12}, 3, 0, 1.5, 9);
     const std::string path = output("back.hdr");
-    writeImage(session_, {path}, image);
+    writeImage(console_, {path}, image);
     // A pixel has one exponent and 8 bits of each mantissa, 1/256 of its greatest linear value at most; the curve is
     // steepest, 12.92, where it is straight.
     const cv::Mat back = read(path);
@@ -121,7 +121,7 @@ TEST_F(ImageInput, PicturesOfFloatsAreLimited) {
 TEST_F(ImageInput, RefusesMorePixelsThanTheLimit) {
     CommonOptions options;
     options.mostPixels = 681;
-    const Session bounded("test", options);
+    const Console bounded("test", options);
     const std::string path = save("bytes.png", bytes_);
     const std::string expected =
         "cannot read '" + path + "' as an image: it is 31 x 22 pixels, and the limit (--max-pixels) is 681 in all";
@@ -134,7 +134,7 @@ TEST_F(ImageInput, RefusesMorePixelsThanTheLimit) {
     EXPECT_THROW(readMask(bounded, path), Refusal);
     EXPECT_THROW(readPhotographPairAsCompared(bounded, path, path), Refusal);
     options.mostPixels = 682;
-    EXPECT_MAT_EQUAL(readImage(Session("test", options), path), bytes_);
+    EXPECT_MAT_EQUAL(readImage(Console("test", options), path), bytes_);
 }
 
 TEST_F(ImageInput, GreyIsSpreadToThreeChannels) {

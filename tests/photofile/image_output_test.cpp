@@ -17,7 +17,7 @@ namespace likeness::testing {
 namespace {
 
 using likeness::darkroom::CommonOptions;
-using likeness::darkroom::Session;
+using likeness::darkroom::Console;
 
 constexpr float notANumber = std::numeric_limits<float>::quiet_NaN();
 
@@ -27,14 +27,14 @@ protected:
     std::string told(const ImageOutput& output, const cv::Mat& image, double white = 1.0,
                      const std::string& what = "") const {
         ::testing::internal::CaptureStderr();
-        writeImage(Session("test", CommonOptions{}), at(output), image, white, what);
+        writeImage(Console("test", CommonOptions{}), at(output), image, white, what);
         return ::testing::internal::GetCapturedStderr();
     }
 
     std::string refusal(const ImageOutput& output) const {
         try {
-            const Session session("test", CommonOptions{});
-            darkroom::OutputPlan plan(session, {});
+            const Console console("test", CommonOptions{});
+            darkroom::OutputPlan plan(console, {});
             darkroom::checkImageOutput(output, plan);
         } catch (const Refusal& refusal) {
             return refusal.what();
@@ -141,8 +141,8 @@ TEST_F(ImageOutputTest, QuietTellsNothing) {
     CommonOptions options;
     options.quiet = true;
     ::testing::internal::CaptureStderr();
-    writeImage(Session("test", options), at({"a.png"}), row({0, 2}));
-    writePicture(Session("test", options), at({"b.png"}), cv::Mat(2, 2, CV_8U, cv::Scalar(3)));
+    writeImage(Console("test", options), at({"a.png"}), row({0, 2}));
+    writePicture(Console("test", options), at({"b.png"}), cv::Mat(2, 2, CV_8U, cv::Scalar(3)));
     EXPECT_EQ(::testing::internal::GetCapturedStderr(), "");
     EXPECT_EQ(filesLeft(), (std::vector<std::string>{"a.png", "b.png"}));
 }
@@ -150,7 +150,7 @@ TEST_F(ImageOutputTest, QuietTellsNothing) {
 TEST_F(ImageOutputTest, PicturesAreWrittenAsTheyAre) {
     const cv::Mat picture = randomPhotograph({9, 7}, 3);
     ::testing::internal::CaptureStderr();
-    writePicture(Session("test", CommonOptions{}), at({"a.png"}), picture, "a picture");
+    writePicture(Console("test", CommonOptions{}), at({"a.png"}), picture, "a picture");
     EXPECT_EQ(::testing::internal::GetCapturedStderr(),
               "darkroom test: wrote '" + output("a.png") + "': a picture, 9 x 7 pixels, 8 bits\n");
     EXPECT_MAT_EQUAL(imageLeft("a.png"), picture);
@@ -159,7 +159,7 @@ TEST_F(ImageOutputTest, PicturesAreWrittenAsTheyAre) {
 TEST_F(ImageOutputTest, WhatTheFormatCannotHoldIsRefused) {
     const cv::Mat tooWide(1, 70'000, CV_32FC3, cv::Scalar::all(0.5));
     try {
-        writeImage(Session("test", CommonOptions{}), at({"a.jpg"}), tooWide);
+        writeImage(Console("test", CommonOptions{}), at({"a.jpg"}), tooWide);
         ADD_FAILURE();
     } catch (const Refusal& refusal) {
         EXPECT_EQ(refusal.what(),

@@ -25,8 +25,8 @@ namespace fs = std::filesystem;
 using darkroom::checkFolder;
 using darkroom::checkReadFolder;
 using darkroom::CommonOptions;
+using darkroom::Console;
 using darkroom::OutputPlan;
-using darkroom::Session;
 
 /// A plan, and what it says of a file.
 class OutputPlanTest : public ::testing::Test {
@@ -49,8 +49,8 @@ protected:
 private:
     ScratchDirectory folder_;  // the working directory
     bool filesMade_ = std::ofstream("in.png") << "there" && std::ofstream("other.png") << "there";
-    Session session_{"test", CommonOptions{}};
-    OutputPlan plan_{session_, {"in.png", "", "missing.png", "/dev/null"}};
+    Console console_{"test", CommonOptions{}};
+    OutputPlan plan_{console_, {"in.png", "", "missing.png", "/dev/null"}};
 };
 
 TEST_F(OutputPlanTest, AnInputIsNotReplaced) {
@@ -101,8 +101,8 @@ TEST(OutputPlan, WhatIsReadLaterIsNotReplacedEither) {
     const ScratchDirectory folder;
     std::ofstream("photograph.png") << "there";
     fs::create_symlink("photograph.png", "page.html");
-    const Session session("test", CommonOptions{});
-    OutputPlan plan(session, {});
+    const Console console("test", CommonOptions{});
+    OutputPlan plan(console, {});
     plan.file("--output", "page.html");
     EXPECT_NO_THROW(plan.readsToo("missing.png"));
     try {
@@ -125,8 +125,8 @@ std::string whatIsRefused(const std::function<void()>& check) {
 
 TEST(OutputPlan, PagesHaveNamesOfPages) {
     const ScratchDirectory directory;
-    const Session session("test", CommonOptions{});
-    OutputPlan plan(session, {});
+    const Console console("test", CommonOptions{});
+    OutputPlan plan(console, {});
     for (const std::string name : {"a.html", "b.htm"}) {
         EXPECT_EQ(whatIsRefused([&] { plan.page("--report", name); }), "");
     }

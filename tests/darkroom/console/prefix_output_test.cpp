@@ -32,7 +32,7 @@ std::size_t entriesOf(const fs::path& folder) {
 
 TEST(StagedResults, AppearWholeAndLeaveNothingElse) {
     const ScratchDirectory directory;
-    const Session session("stack", {"", true, false});
+    const Console console("stack", {"", true, false});
     const std::string prefix = directory.path() / "run";
     std::ofstream(prefix + "a.txt") << "older";
     {
@@ -43,7 +43,7 @@ TEST(StagedResults, AppearWholeAndLeaveNothingElse) {
         std::ofstream(staged.stagedPrefix() + "b.txt") << std::string("\0\1", 2);
         std::ofstream(staged.stagedPrefix() + "unasked.txt") << "three";
         EXPECT_EQ(contentOf(prefix + "a.txt"), "older");
-        staged.publish(session, {{"a.txt", "first"}, {"b.txt", "second"}});
+        staged.publish(console, {{"a.txt", "first"}, {"b.txt", "second"}});
     }
     EXPECT_EQ(contentOf(prefix + "a.txt"), "one\ntwo");
     EXPECT_EQ(contentOf(prefix + "b.txt"), std::string("\0\1", 2));
@@ -52,13 +52,13 @@ TEST(StagedResults, AppearWholeAndLeaveNothingElse) {
 
 TEST(StagedResults, WhereOneIsMissingNoneAppears) {
     const ScratchDirectory directory;
-    const Session session("stack", {"", true, false});
+    const Console console("stack", {"", true, false});
     const std::string prefix = directory.path() / "run";
     {
         const StagedResults staged(prefix);
         std::ofstream(staged.stagedPrefix() + "a.txt") << "one";
         try {
-            staged.publish(session, {{"a.txt", ""}, {"b.txt", ""}});
+            staged.publish(console, {{"a.txt", ""}, {"b.txt", ""}});
             ADD_FAILURE() << "not refused";
         } catch (const Refusal& refusal) {
             EXPECT_EQ(refusal.what(), "cannot write '" + prefix + "b.txt'");
@@ -107,7 +107,7 @@ TEST(StagedResults, AnIgnoredSignalStaysIgnored) {
 
 TEST(StagedResults, PicturesAreTheFilesOfTheMerging) {
     const ScratchDirectory directory;
-    const Session session("fuse", {"", true, false});
+    const Console console("fuse", {"", true, false});
     const std::string prefix = directory.path() / "run";
     const cv::Mat radiance = testing::randomImage({9, 8}, 3, 0, 50, 1);
     const cv::Mat toneMapped = testing::randomImage({9, 8}, 3, -0.2F, 1.2F, 2);
@@ -116,7 +116,7 @@ TEST(StagedResults, PicturesAreTheFilesOfTheMerging) {
         const StagedResults staged(prefix);
         staged.writeMerged(radiance, toneMapped, fused);
         EXPECT_EQ(entriesOf(directory.path()), 1U) << "the folder alone";
-        staged.publish(session, mergedResults());
+        staged.publish(console, mergedResults());
     }
     const auto encoded = [](const std::string& extension, const cv::Mat& image) {
         std::vector<uchar> file;
@@ -130,12 +130,12 @@ TEST(StagedResults, PicturesAreTheFilesOfTheMerging) {
 
 TEST(StagedResults, APictureThatCannotBeWrittenIsMissing) {
     const ScratchDirectory directory;
-    const Session session("fuse", {"", true, false});
+    const Console console("fuse", {"", true, false});
     const std::string prefix = directory.path() / "run";
     const StagedResults staged(prefix);
     staged.write("none/a.jpg", cv::Mat(4, 4, CV_8UC3, cv::Scalar::all(9)));
     try {
-        staged.publish(session, {{"none/a.jpg", "picture"}});
+        staged.publish(console, {{"none/a.jpg", "picture"}});
         ADD_FAILURE() << "not refused";
     } catch (const Refusal& refusal) {
         EXPECT_EQ(refusal.what(), "cannot write '" + prefix + "none/a.jpg'");

@@ -30,59 +30,59 @@ struct Options {
     ImageOutput output;
 };
 
-White whiteOf(const Session& session, const cv::Mat& photograph) {
-    return grayWorldWhite(photograph, nullptr, watchOf(session)).white;
+White whiteOf(const Console& console, const cv::Mat& photograph) {
+    return grayWorldWhite(photograph, nullptr, watchOf(console)).white;
 }
 
-cv::Mat adaptedToD65(const Session& session, const Options& options, const cv::Mat& image, const Watch& watch) {
+cv::Mat adaptedToD65(const Console& console, const Options& options, const cv::Mat& image, const Watch& watch) {
     if (options.white == "gray-world") {
-        return adaptToD65(image, whiteOf(session, image), watch);
+        return adaptToD65(image, whiteOf(console, image), watch);
     }
     return adaptToD65(image, options.white == "smoothed" ? PixelWhite::smoothed : PixelWhite::own, watch);
 }
 
 /// Undoes an adaptation from the light of `reference`.
 /// @param source  the photograph to whose light `image` was adapted; empty for D65
-cv::Mat adaptedBack(const Session& session, const cv::Mat& image, const cv::Mat& source, const cv::Mat& reference,
+cv::Mat adaptedBack(const Console& console, const cv::Mat& image, const cv::Mat& source, const cv::Mat& reference,
                     const Watch& watch) {
-    const White scene = whiteOf(session, reference);
+    const White scene = whiteOf(console, reference);
     return source.empty() ? undoD65Adaptation(image, scene, watch)
-                          : undoAdaptation(image, whiteOf(session, source), scene, watch);
+                          : undoAdaptation(image, whiteOf(console, source), scene, watch);
 }
 
-ExitStatus adapt(const Session& session, const Options& options) {
+ExitStatus adapt(const Console& console, const Options& options) {
     if (options.to.empty() == options.like.empty()) {
         throw Refusal("one of --to d65 and --like REF is needed, and not both");
     }
-    OutputPlan plan(session, {options.input, options.like, options.mask, options.from == "d65" ? "" : options.from});
+    OutputPlan plan(console, {options.input, options.like, options.mask, options.from == "d65" ? "" : options.from});
     checkImageOutput(options.output, plan);
-    const cv::Mat image = readUnitImage(session, options.input);
+    const cv::Mat image = readUnitImage(console, options.input);
     checkFinite(options.input, image);
     cv::Mat reference;
     cv::Mat source;
     cv::Mat leftOut;
     if (!options.like.empty()) {
-        reference = readUnitImage(session, options.like);
+        reference = readUnitImage(console, options.like);
         checkFinite(options.like, reference);
     }
     if (!options.from.empty() && options.from != "d65") {
-        source = readUnitImage(session, options.from);
+        source = readUnitImage(console, options.from);
         checkFinite(options.from, source);
     }
     if (!options.mask.empty()) {
-        leftOut = readMask(session, options.mask);
+        leftOut = readMask(console, options.mask);
         checkSameSize(options.input, image, options.mask, leftOut);
     }
     std::string what;
     cv::Mat adapted;
     {
-        Progress progress(session, "adapting");
-        const Watch watch = watchOf(session, progress);
+        Progress progress(console, "adapting");
+        const Watch watch = watchOf(console, progress);
         if (!options.to.empty()) {
-            adapted = adaptedToD65(session, options, image, watch);
+            adapted = adaptedToD65(console, options, image, watch);
             what = "adapted to D65";
         } else if (!options.from.empty()) {
-            adapted = adaptedBack(session, image, source, reference, watch);
+            adapted = adaptedBack(console, image, source, reference, watch);
             what = "adapted back";
         } else {
             AdaptOptions towards;
@@ -94,9 +94,9 @@ ExitStatus adapt(const Session& session, const Options& options) {
             what = options.local ? "adapted pixel by pixel" : "adapted as a whole";
         }
     }
-    writePhotograph(session, options.output, adapted, what);
+    writePhotograph(console, options.output, adapted, what);
     if (!options.like.empty() && options.from.empty() && !options.local) {
-        tellClipped(session, options.output.path, valuesBroughtToLimits(image, adapted), adapted.size(),
+        tellClipped(console, options.output.path, valuesBroughtToLimits(image, adapted), adapted.size(),
                     "came to the limits of 0..1 and are clipped there");
     }
     return ExitStatus::done;
@@ -165,7 +165,7 @@ Action declareAdapt(CLI::App& app) {
         ->needs(local);
     addImageOutput(app, options->output);
     addOutputProfile(app, options->output);
-    return [options](const Session& session) { return adapt(session, *options); };
+    return [options](const Console& console) { return adapt(console, *options); };
 }
 
 }  // namespace likeness::darkroom

@@ -35,33 +35,33 @@ cv::Mat flowChannels(const cv::Mat& flow) {
     return image;
 }
 
-ExitStatus align(const Session& session, const Options& options) {
-    OutputPlan plan(session, {options.moving, options.reference});
+ExitStatus align(const Console& console, const Options& options) {
+    OutputPlan plan(console, {options.moving, options.reference});
     checkImageOutput(options.output, plan);
     const ImageOutput flowOutput = options.output.at(options.flow, "--flow");
     const bool flowAsFloats = holdsFloats(flowOutput);
     if (!options.flow.empty()) {
         checkPictureOutput(flowOutput, plan, FloatsToo::yes);
     }
-    const cv::Mat moving = readUnitImage(session, options.moving);
-    const cv::Mat reference = readUnitImage(session, options.reference);
+    const cv::Mat moving = readUnitImage(console, options.moving);
+    const cv::Mat reference = readUnitImage(console, options.reference);
     checkSameSize(options.moving, moving, options.reference, reference);
     checkFinite(options.moving, moving);
     checkFinite(options.reference, reference);
     Alignment alignment;
     {
-        Progress progress(session, "optical flow");
-        alignment = alignTo(moving, reference, {}, watchOf(session, progress));
+        Progress progress(console, "optical flow");
+        alignment = alignTo(moving, reference, {}, watchOf(console, progress));
     }
-    writePhotograph(session, options.output, alignment.image, "aligned, black where the flow leads outside");
+    writePhotograph(console, options.output, alignment.image, "aligned, black where the flow leads outside");
     if (options.flow.empty()) {
         return ExitStatus::done;
     }
     if (flowAsFloats) {
-        writeImage(session, flowOutput, flowChannels(alignment.flow), 1.0, "flow in pixels, red dx, green dy, blue 0");
+        writeImage(console, flowOutput, flowChannels(alignment.flow), 1.0, "flow in pixels, red dx, green dy, blue 0");
     } else {
         writePicture(
-            session, flowOutput, flowPicture(alignment.flow),
+            console, flowOutput, flowPicture(alignment.flow),
             fmt::format("flow, hue the direction, full saturation {:.3g} pixels", greatestLength(alignment.flow)));
     }
     return ExitStatus::done;
@@ -87,7 +87,7 @@ Action declareAlign(CLI::App& app) {
                       ".tif 32-bit floats in pixels: red dx (to the right), green dy (down), blue 0",
                       "--flow flow.png"))
         ->type_name("FILE");
-    return [options](const Session& session) { return align(session, *options); };
+    return [options](const Console& console) { return align(console, *options); };
 }
 
 }  // namespace likeness::darkroom

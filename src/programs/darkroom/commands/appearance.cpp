@@ -142,35 +142,35 @@ MapStatistics statisticsOfHue(const cv::Mat& map, const ChosenModel& model) {
     return statistics;
 }
 
-ExitStatus mapAppearance(const Session& session, const Options& options) {
+ExitStatus mapAppearance(const Console& console, const Options& options) {
     const ChosenModel model = chosenModel(options.model);
-    if (session.diagnostics().wantsFiles() && !model.isDefault()) {
+    if (console.diagnostics().wantsFiles() && !model.isDefault()) {
         throw Refusal(
             "--dumps: the diagnostic files are those of the default model; leave out --hue and the options of the "
             "model");
     }
     checkFolder("--output", options.output);
-    OutputPlan plan(session, {options.input});
+    OutputPlan plan(console, {options.input});
     plan.mayRead(options.model.viewing.conditions);
     for (const Correlate& correlate : allCorrelates()) {
         for (const char* const extension : {".tif", ".png"}) {
             plan.file("--output", mapPath(options, correlate, extension));
         }
     }
-    warnOfModel(session, model);
+    warnOfModel(console, model);
     ProfileUse profile;
-    const cv::Mat image = readImage(session, options.input, &profile);
+    const cv::Mat image = readImage(console, options.input, &profile);
     std::vector<Described> all;
-    Progress progress(session, "appearance", 7);
-    const Analysis analysis = analyze(image, model.analysis(true), watchOf(session));
+    Progress progress(console, "appearance", 7);
+    const Analysis analysis = analyze(image, model.analysis(true), watchOf(console));
     progress.step();
     for (const Correlate& correlate : allCorrelates()) {
         const cv::Mat map = analysis.map(correlate.map);
         all.push_back({correlate, isHue(correlate) ? statisticsOfHue(map, model) : statisticsOf(map)});
         const std::string what = labelOf(correlate);
-        writeImage(session, {mapPath(options, correlate, ".tif")}, map, 1.0, what);
+        writeImage(console, {mapPath(options, correlate, ".tif")}, map, 1.0, what);
         const MapScale scale = scaleFor(all.back(), model);
-        writePicture(session, {mapPath(options, correlate, ".png")}, mapPicture(map, scale),
+        writePicture(console, {mapPath(options, correlate, ".png")}, mapPicture(map, scale),
                      what + ", " + rangeOf(scale));
         progress.step();
     }
@@ -179,7 +179,7 @@ ExitStatus mapAppearance(const Session& session, const Options& options) {
                                : table(all) + (hue ? mostFrequentHue(*hue) : ""))
               << std::flush;
     if (!model.isDefault()) {
-        session.tell(lineOf(model));
+        console.tell(lineOf(model));
     }
     return ExitStatus::done;
 }
@@ -201,7 +201,7 @@ Action declareAppearance(CLI::App& app) {
     addHueOptions(app, options->model);
     app.get_option("--hue")->description(optionText(
         "The distribution of the hue too, in bins of 1 degree: its greatest bin, with --json all of it", "--hue"));
-    return [options](const Session& session) { return mapAppearance(session, *options); };
+    return [options](const Console& console) { return mapAppearance(console, *options); };
 }
 
 }  // namespace likeness::darkroom

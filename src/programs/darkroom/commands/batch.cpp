@@ -59,8 +59,8 @@ double secondsSince(Clock::time_point begin) {
     return std::chrono::duration<double>(Clock::now() - begin).count();
 }
 
-void checkCombination(const Session& session, const Options& options) {
-    if (session.diagnostics().wantsFiles()) {
+void checkCombination(const Console& console, const Options& options) {
+    if (console.diagnostics().wantsFiles()) {
         throw Refusal("--dumps: a batch keeps no diagnostic files; darkroom compare keeps those of one pair");
     }
     if (options.list.path.empty() == options.folders.empty()) {
@@ -82,7 +82,7 @@ void checkCombination(const Session& session, const Options& options) {
     checkReadFolder("--root", options.root);
 }
 
-ResultFile checkedOutput(const Session& session, const Options& options) {
+ResultFile checkedOutput(const Console& console, const Options& options) {
     ResultFile file;
     file.path = behindLinks(options.output);
     file.format = resultFormatOf("--output", options.output);
@@ -92,7 +92,7 @@ ResultFile checkedOutput(const Session& session, const Options& options) {
         }
         file.timing = file.path + ".timing.csv";
     }
-    OutputPlan plan(session, {options.list.path});
+    OutputPlan plan(console, {options.list.path});
     plan.mayRead(options.model.viewing.conditions);
     plan.file("--output", options.output);
     plan.aside("--output", previousResults(options.output));
@@ -113,26 +113,26 @@ ResultFile checkedOutput(const Session& session, const Options& options) {
     return file;
 }
 
-PairList pairsAsked(const Session& session, const Options& options) {
+PairList pairsAsked(const Console& console, const Options& options) {
     if (options.folders.empty()) {
         return options.list.read();
     }
     FolderPairs folders = pairFolders(options.folders[0], options.folders[1], options.list.shardAsked());
     constexpr std::size_t named = 20;
     for (std::size_t k = 0; k < std::min(named, folders.unpaired.size()); ++k) {
-        session.warn("'" + folders.unpaired[k] + "' has no partner");
+        console.warn("'" + folders.unpaired[k] + "' has no partner");
     }
     if (folders.unpaired.size() > named) {
-        session.warn(fmt::format("... and {} more have no partner", folders.unpaired.size() - named));
+        console.warn(fmt::format("... and {} more have no partner", folders.unpaired.size() - named));
     }
     for (std::size_t k = 0; k < std::min(named, folders.leftOut.size()); ++k) {
-        session.tell("left out: '" + folders.leftOut[k].path + "' " + folders.leftOut[k].why);
+        console.tell("left out: '" + folders.leftOut[k].path + "' " + folders.leftOut[k].why);
     }
     if (folders.leftOut.size() > named) {
-        session.tell(fmt::format("left out: ... and {} more", folders.leftOut.size() - named));
+        console.tell(fmt::format("left out: ... and {} more", folders.leftOut.size() - named));
     }
     if (!folders.leftOut.empty()) {
-        session.tell(numberOf(folders.leftOut.size(), "file") + " of the folders left out, " +
+        console.tell(numberOf(folders.leftOut.size(), "file") + " of the folders left out, " +
                      numberOf(folders.pairs.size(), "pair") + " found");
     }
     if (!folders.unpaired.empty() && !options.allowUnpaired) {
@@ -153,14 +153,14 @@ void prepareOpenMp() {
 /// One run over the pairs that an output lacks.
 class Run {
 public:
-    Run(const Session& session, const Options& options, const PairList& pairs, const ResultFile& file,
+    Run(const Console& console, const Options& options, const PairList& pairs, const ResultFile& file,
         const AnalysisOptions& analysis)
-        : session_(session),
+        : console_(console),
           options_(options),
           pairs_(pairs),
           file_(file),
           analysis_(analysis),
-          origin_{LIKENESS_VERSION, parameterFingerprint(analysis, session.profiles()), hueKind(file, analysis)},
+          origin_{LIKENESS_VERSION, parameterFingerprint(analysis, console.profiles()), hueKind(file, analysis)},
           cache_(static_cast<std::size_t>(options.cache)) {}
 
     ExitStatus run() {
@@ -169,11 +169,11 @@ public:
         earlier_ = resumeResults(file_, pairs_, origin_, options_.retryFailed);
         summary_ = std::move(earlier_.summary);
         if (earlier_.dropped > 0) {
-            session_.tell(fmt::format("'{}': the last {} bytes are no whole record; they are dropped and made again",
+            console_.tell(fmt::format("'{}': the last {} bytes are no whole record; they are dropped and made again",
                                       file_.path, earlier_.dropped));
         }
         if (earlier_.recorded > 0) {
-            session_.tell(fmt::format("{} of {} recorded already", earlier_.recorded, numberOf(pairs_.size(), "pair")));
+            console_.tell(fmt::format("{} of {} recorded already", earlier_.recorded, numberOf(pairs_.size(), "pair")));
         }
         compare(signals);
         const bool whole = recorded() == pairs_.size();
@@ -221,7 +221,7 @@ private:
         } catch (const std::system_error& error) {
             throw Refusal(whatIsRecorded(error.what()));
         }
-        session_.showProgress({});
+        console_.showProgress({});
     }
 
     std::string whatIsRecorded(const std::string& problem) const {
@@ -251,7 +251,7 @@ private:
             }
             if (Clock::now() - shown > 2 * pace) {
                 shown = Clock::now();
-                session_.showProgress(
+                console_.showProgress(
                     batchProgressLine(done_, failedNow_, pairs_.size() - earlier_.recorded, secondsSince(begin_)));
             }
         }
@@ -261,7 +261,7 @@ private:
     unsigned tellOfFewerWorkers(const OrderedPool& pool, unsigned told) const {
         const unsigned workers = pool.workers();
         if (workers < told) {
-            session_.warn(fmt::format("threads or memory are short: {} at the same time, not {}; --jobs sets how many",
+            console_.warn(fmt::format("threads or memory are short: {} at the same time, not {}; --jobs sets how many",
                                       numberOf(workers, "pair"), pool.asked()));
         }
         return std::min(workers, told);
@@ -290,7 +290,7 @@ private:
     AnalysisCache::Shared analysis(const std::string& path, AnalysisTables& tables) {
         const std::string place = located(path);
         return cache_.get(place, [&] {
-            return analyzePhotograph(place, tables, session_.mostPixels(), analysis_, session_.profiles());
+            return analyzePhotograph(place, tables, console_.mostPixels(), analysis_, console_.profiles());
         });
     }
 
@@ -303,26 +303,26 @@ private:
     ExitStatus tellEnd(int signal, bool whole) const {
         const double seconds = secondsSince(begin_);
         if (!whole) {
-            session_.tell(fmt::format("stopped by {}: {} of {} recorded, --resume does the others",
+            console_.tell(fmt::format("stopped by {}: {} of {} recorded, --resume does the others",
                                       signal == SIGINT ? "SIGINT" : "SIGTERM", recorded(),
                                       numberOf(pairs_.size(), "pair")));
             return signal == SIGINT ? ExitStatus::interrupted : ExitStatus::terminated;
         }
-        session_.tell(fmt::format("{}, {} failed; {} in this run in {}, {:.1f} pairs/s",
+        console_.tell(fmt::format("{}, {} failed; {} in this run in {}, {:.1f} pairs/s",
                                   numberOf(summary_.pairs(), "pair"), summary_.failed(), done_, durationText(seconds),
                                   seconds > 0 ? static_cast<double>(done_) / seconds : 0.0));
         if (summary_.withRemarks() > 0) {
-            session_.tell("the decoders had remarks on " + numberOf(summary_.withRemarks(), "pair") +
+            console_.tell("the decoders had remarks on " + numberOf(summary_.withRemarks(), "pair") +
                           ", recorded as 'remarks'");
         }
         for (const std::string& line : summary_.table()) {
-            session_.tell(line);
+            console_.tell(line);
         }
-        session_.tell("results are in '" + file_.path + "'");
+        console_.tell("results are in '" + file_.path + "'");
         return summary_.failed() == 0 ? ExitStatus::done : ExitStatus::outsideLimits;
     }
 
-    const Session& session_;
+    const Console& console_;
     const Options& options_;
     const PairList& pairs_;
     const ResultFile& file_;
@@ -336,17 +336,17 @@ private:
     Clock::time_point begin_ = Clock::now();
 };
 
-ExitStatus runBatch(const Session& session, const Options& options) {
-    checkCombination(session, options);
+ExitStatus runBatch(const Console& console, const Options& options) {
+    checkCombination(console, options);
     options.list.shardAsked();
     const ChosenModel model = chosenModel(options.model);
     const AnalysisOptions analysis = model.analysis(false);
     if (options.printList) {
-        std::cout << csvList(pairsAsked(session, options));
+        std::cout << csvList(pairsAsked(console, options));
         return ExitStatus::done;
     }
-    ResultFile file = checkedOutput(session, options);
-    const PairList pairs = pairsAsked(session, options);
+    ResultFile file = checkedOutput(console, options);
+    const PairList pairs = pairsAsked(console, options);
     file.columns = pairs.columns();
     if (analysis.hue) {
         if (std::find(file.columns.begin(), file.columns.end(), hueColumn) != file.columns.end()) {
@@ -355,12 +355,12 @@ ExitStatus runBatch(const Session& session, const Options& options) {
         }
         file.columns.emplace_back(hueColumn);
     }
-    warnOfModel(session, model);
-    if (session.verbose()) {
-        session.tell("parameters " + parameterFingerprint(analysis, session.profiles()) + ": " +
-                     comparisonParameters(analysis, session.profiles()));
+    warnOfModel(console, model);
+    if (console.verbose()) {
+        console.tell("parameters " + parameterFingerprint(analysis, console.profiles()) + ": " +
+                     comparisonParameters(analysis, console.profiles()));
     }
-    return Run(session, options, pairs, file, analysis).run();
+    return Run(console, options, pairs, file, analysis).run();
 }
 
 }  // namespace
@@ -411,7 +411,7 @@ Action declareBatch(CLI::App& app) {
                             "--timing"));
     addModelOptions(app, options->model);
     addHueOptions(app, options->model);
-    return [options](const Session& session) { return runBatch(session, *options); };
+    return [options](const Console& console) { return runBatch(console, *options); };
 }
 
 }  // namespace likeness::darkroom

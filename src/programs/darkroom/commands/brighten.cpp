@@ -47,21 +47,21 @@ std::vector<ImageOutput> outputsOf(const Options& options) {
     return outputs;
 }
 
-ExitStatus brighten(const Session& session, const Options& options) {
+ExitStatus brighten(const Console& console, const Options& options) {
     const std::vector<ImageOutput> outputs = outputsOf(options);
-    OutputPlan plan(session, {options.input});
+    OutputPlan plan(console, {options.input});
     for (const ImageOutput& output : outputs) {
         checkImageOutput(output, plan);
     }
     checkBrightnessFactor("--factor", options.factor, options.pass);
-    const cv::Mat photograph = readBoundedUnitImage(session, options.input);
+    const cv::Mat photograph = readBoundedUnitImage(console, options.input);
 
     BrightenOptions factors;
     factors.factor = static_cast<double>(options.factor);
-    Progress progress(session, "brightness");
-    const Watch watch = watchOf(session, progress);
+    Progress progress(console, "brightness");
+    const Watch watch = watchOf(console, progress);
     const auto write = [&](const ImageOutput& output, int pass, const cv::Mat& picture) {
-        writePhotograph(session, output, picture,
+        writePhotograph(console, output, picture,
                         fmt::format("pass {}, factor {:g}", pass, brightnessFactor(options.factor, pass - 1)));
     };
     if (options.pass != 0) {
@@ -100,7 +100,7 @@ Action declareBrighten(CLI::App& app) {
                    optionText("Write the picture of this pass only, 1 to 6", "--pass 3 --output result.png"))
         ->type_name("K")
         ->check(integerBetween(1, brightnessPasses));
-    return [options](const Session& session) { return brighten(session, *options); };
+    return [options](const Console& console) { return brighten(console, *options); };
 }
 
 }  // namespace likeness::darkroom

@@ -372,7 +372,7 @@ void checkForOwnModel(const Options& options, const std::vector<GivenColor>& col
     }
 }
 
-void warnOf(const Session& session, const std::vector<GivenColor>& given, const Result& result) {
+void warnOf(const Console& console, const std::vector<GivenColor>& given, const Result& result) {
     const NamedConditions& conditions = result.conditions;
     const bool srgb = std::any_of(given.begin(), given.end(), [](const GivenColor& color) {
         return std::holds_alternative<SrgbColor>(color.value);
@@ -381,27 +381,27 @@ void warnOf(const Session& session, const std::vector<GivenColor>& given, const 
     const Chromaticity display = chromaticityOf(srgbWhite());
     constexpr double noticeable = 0.002;
     if (srgb && std::hypot(white.x - display.x, white.y - display.y) > noticeable) {
-        session.warn(
+        console.warn(
             "sRGB colours are taken as the light of a display whose white is D65; the white of the conditions is "
             "another, and they are not adapted to it");
     }
     for (const std::string& remark : result.remarks) {
-        session.warn(remark);
+        console.warn(remark);
     }
     constexpr std::size_t mostNamed = 5;  // of a table, which may have any number
     std::size_t outside = 0;
     for (const SeenColor& color : result.colors) {
         if ((!std::isfinite(color.correlates.chroma) || !std::isfinite(color.correlates.lightness)) &&
             ++outside <= mostNamed) {
-            session.warn("'" + color.label + "' lies outside what the model describes: it has no chroma there");
+            console.warn("'" + color.label + "' lies outside what the model describes: it has no chroma there");
         }
     }
     if (outside > mostNamed) {
-        session.warn(fmt::format("{} more colours lie outside what the model describes", outside - mostNamed));
+        console.warn(fmt::format("{} more colours lie outside what the model describes", outside - mostNamed));
     }
 }
 
-ExitStatus seeColors(const Session& session, const CLI::App& app, const Options& options) {
+ExitStatus seeColors(const Console& console, const CLI::App& app, const Options& options) {
     Result result;
     result.model = modelNamed(options.model);
     const bool own = result.model == AppearanceModelKind::likeness;
@@ -429,7 +429,7 @@ ExitStatus seeColors(const Session& session, const CLI::App& app, const Options&
         }
         result.differences = differencesOf(result.colors);
     }
-    warnOf(session, given, result);
+    warnOf(console, given, result);
     std::cout << (options.json ? jsonText(result) : options.csv ? csvText(result) : plainText(result));
     return ExitStatus::done;
 }
@@ -475,7 +475,7 @@ Action declareColour(CLI::App& app) {
     app.add_flag("--csv", options->csv, optionText("Print CSV, a header and a line for each colour", "--csv"))
         ->excludes(json);
     addViewingOptions(app, options->viewing);
-    return [options, &app](const Session& session) { return seeColors(session, app, *options); };
+    return [options, &app](const Console& console) { return seeColors(console, app, *options); };
 }
 
 }  // namespace likeness::darkroom

@@ -60,8 +60,8 @@ std::vector<std::string> mapPaths(const Options& options) {
     return paths;
 }
 
-void checkOutputs(const Session& session, const Options& options) {
-    OutputPlan plan(session, {options.first, options.second});
+void checkOutputs(const Console& console, const Options& options) {
+    OutputPlan plan(console, {options.first, options.second});
     plan.mayRead(options.model.viewing.conditions);
     if (!options.output.empty()) {
         plan.file("--output", options.output);
@@ -77,22 +77,22 @@ void checkOutputs(const Session& session, const Options& options) {
     }
 }
 
-void writeMap(const Session& session, const Options& options, const char* place, const Correlate& correlate,
+void writeMap(const Console& console, const Options& options, const char* place, const Correlate& correlate,
               const cv::Mat& map, const MapScale& scale) {
     const std::string what = labelOf(correlate) + " of the " + place + " photograph";
-    writeImage(session, {mapPath(options, place, correlate, ".tif")}, map, 1.0, what);
-    writePicture(session, {mapPath(options, place, correlate, ".png")}, mapPicture(map, scale),
+    writeImage(console, {mapPath(options, place, correlate, ".tif")}, map, 1.0, what);
+    writePicture(console, {mapPath(options, place, correlate, ".png")}, mapPicture(map, scale),
                  what + ", " + rangeOf(scale));
 }
 
 /// The maps of one photograph, into files and onto the page.
-void showMaps(const Session& session, const Options& options, const Analysis& analysis, const char* place,
+void showMaps(const Console& console, const Options& options, const Analysis& analysis, const char* place,
               const std::array<MapScale, comparedCorrelates.size()>& scales, ReportedPhotograph& reported) {
     for (std::size_t k = 0; k < comparedCorrelates.size(); ++k) {
         const Correlate& correlate = comparedCorrelates[k];
         const cv::Mat map = analysis.map(correlate.map);
         if (!options.maps.empty()) {
-            writeMap(session, options, place, correlate, map, scales[k]);
+            writeMap(console, options, place, correlate, map, scales[k]);
         }
         if (!options.report.empty()) {
             reported.maps[k] = reducedMap(map, reportPictureSide);
@@ -101,13 +101,13 @@ void showMaps(const Session& session, const Options& options, const Analysis& an
     }
     if (!options.maps.empty() && options.model.hue) {
         const bool own = analysis.model().kind == AppearanceModelKind::likeness;
-        writeMap(session, options, place, hueCorrelate, analysis.map(hueCorrelate.map),
+        writeMap(console, options, place, hueCorrelate, analysis.map(hueCorrelate.map),
                  degreesScale(labelOf(hueCorrelate) + ", degrees", own ? -180 : 0));
     }
 }
 
 /// What goes beyond the numbers: maps and page.
-void show(const Session& session, const Options& options, const ComparisonResult& result,
+void show(const Console& console, const Options& options, const ComparisonResult& result,
           const std::pair<cv::Mat, cv::Mat>& photographs, const std::pair<Analysis, Analysis>& analyses) {
     ComparisonReport report;
     report.result = result;
@@ -116,10 +116,10 @@ void show(const Session& session, const Options& options, const ComparisonResult
     for (std::size_t k = 0; k < comparedCorrelates.size(); ++k) {
         report.scales[k] = commonScale(comparedCorrelates[k], report.first.distributions, report.second.distributions);
     }
-    Progress progress(session, "drawing maps", 2);
-    showMaps(session, options, analyses.first, "first", report.scales, report.first);
+    Progress progress(console, "drawing maps", 2);
+    showMaps(console, options, analyses.first, "first", report.scales, report.first);
     progress.step();
-    showMaps(session, options, analyses.second, "second", report.scales, report.second);
+    showMaps(console, options, analyses.second, "second", report.scales, report.second);
     progress.step();
     if (!options.report.empty()) {
         report.first.pictureUri = jpegUri(pictureOf(photographs.first), reportPictureSide);
@@ -127,11 +127,11 @@ void show(const Session& session, const Options& options, const ComparisonResult
         report.first.fingerprint = fingerprintOf(options.first);
         report.second.fingerprint = fingerprintOf(options.second);
         replaceFile(options.report, comparisonPage(report));
-        session.tell("wrote '" + options.report + "': report");
+        console.tell("wrote '" + options.report + "': report");
     }
 }
 
-void give(const Session& session, const Options& options, const ComparisonResult& result) {
+void give(const Console& console, const Options& options, const ComparisonResult& result) {
     const std::string text = options.json  ? comparisonJson(result)
                              : options.csv ? comparisonCsv(result)
                                            : comparisonLine(result);
@@ -139,11 +139,11 @@ void give(const Session& session, const Options& options, const ComparisonResult
         std::cout << text << std::flush;  // before what is said on standard error
     } else {
         replaceFile(options.output, text);
-        session.tell("wrote '" + options.output + "': result");
+        console.tell("wrote '" + options.output + "': result");
     }
 }
 
-ExitStatus compare(const Session& session, const Options& options) {
+ExitStatus compare(const Console& console, const Options& options) {
     ComparisonResult result;
     result.model = chosenModel(options.model);
     for (const std::string& limits : options.limits) {
@@ -156,41 +156,41 @@ ExitStatus compare(const Session& session, const Options& options) {
     if (result.limits.count(hueCorrelate.name) > 0 && !options.model.hue) {
         throw Refusal("--min: the hue has a coefficient with --hue only");
     }
-    if (session.diagnostics().wantsFiles() && !result.model.isDefault()) {
+    if (console.diagnostics().wantsFiles() && !result.model.isDefault()) {
         throw Refusal(
             "--dumps: the diagnostic files are those of the default model; leave out --hue and the options "
             "of the model");
     }
-    checkOutputs(session, options);
-    warnOfModel(session, result.model);
+    checkOutputs(console, options);
+    warnOfModel(console, result.model);
     std::pair<ProfileUse, ProfileUse> profiles;
-    const auto photographs = readPhotographPairAsCompared(session, options.first, options.second, &profiles);
+    const auto photographs = readPhotographPairAsCompared(console, options.first, options.second, &profiles);
     result.first = {options.first, photographs.first.size(), profiles.first};
     result.second = {options.second, photographs.second.size(), profiles.second};
     const AnalysisOptions analysis = result.model.analysis(!options.maps.empty() || !options.report.empty());
     std::pair<Analysis, Analysis> analyses;
     {
-        Progress progress(session, "comparing");
-        analyses = Comparer().analyzePair(photographs.first, photographs.second, analysis, watchOf(session, progress));
+        Progress progress(console, "comparing");
+        analyses = Comparer().analyzePair(photographs.first, photographs.second, analysis, watchOf(console, progress));
         result.coefficients = likeness::compare(analyses.first, analyses.second);
         result.hue = hueCoefficient(analyses.first.distributions(), analyses.second.distributions());
     }
-    checkAppearance(session, options.first, analyses.first.distributions());
-    checkAppearance(session, options.second, analyses.second.distributions());
+    checkAppearance(console, options.first, analyses.first.distributions());
+    checkAppearance(console, options.second, analyses.second.distributions());
     if (analysis.maps) {
-        show(session, options, result, photographs, analyses);
+        show(console, options, result, photographs, analyses);
     }
-    give(session, options, result);
+    give(console, options, result);
     if (!result.model.isDefault()) {
-        session.tell(lineOf(result.model));
+        console.tell(lineOf(result.model));
     }
     const std::string backgrounds = backgroundRemark(result.first.size, result.second.size);
     if (!result.model.isPublished() && !result.model.model.background && !backgrounds.empty()) {
-        session.tell(backgrounds + ": this alone moves the coefficients; photographs of one size have one background");
+        console.tell(backgrounds + ": this alone moves the coefficients; photographs of one size have one background");
     }
     const std::string below = result.shortfall();
     if (!below.empty()) {
-        session.tell("below the limits: " + below);
+        console.tell("below the limits: " + below);
         return ExitStatus::outsideLimits;
     }
     return ExitStatus::done;
@@ -238,7 +238,7 @@ Action declareCompare(CLI::App& app) {
         ->type_name("FILE.html");
     addModelOptions(app, options->model);
     addHueOptions(app, options->model);
-    return [options](const Session& session) { return compare(session, *options); };
+    return [options](const Console& console) { return compare(console, *options); };
 }
 
 }  // namespace likeness::darkroom

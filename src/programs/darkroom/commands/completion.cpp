@@ -25,8 +25,8 @@ Action declareCompletion(CLI::App& app) {
         ->check(oneOf({"bash", "zsh"}))
         ->required();
     addTextOutput(app, options->output, "--output _darkroom");
-    return [options, parser = app.get_parent()](const Session& session) {
-        writeText(session, options->output,
+    return [options, parser = app.get_parent()](const Console& console) {
+        writeText(console, options->output,
                   options->shell == "bash" ? bashCompletion(*parser) : zshCompletion(*parser));
         return ExitStatus::done;
     };

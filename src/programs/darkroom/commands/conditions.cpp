@@ -156,7 +156,7 @@ Action declareConditions(CLI::App& app) {
     app.add_flag("--json", options->json,
                  optionText("Print JSON; that of single conditions is a file for --conditions", "--json"));
     addViewingOptions(app, options->viewing);
-    return [options](const Session&) { return explain(*options); };
+    return [options](const Console&) { return explain(*options); };
 }
 
 }  // namespace likeness::darkroom

@@ -114,7 +114,7 @@ cv::Mat reversed(const cv::Mat& image) {
     return result;
 }
 
-ExitStatus convertTo(const Session& session, const Options& options) {
+ExitStatus convertTo(const Console& console, const Options& options) {
     const Space& space = spaceOf(options.to);
     const ImageFormat format = imageFormatOf(options.output.path);
     const bool lab = options.to == "lab";
@@ -122,10 +122,10 @@ ExitStatus convertTo(const Session& session, const Options& options) {
         throw Refusal(fmt::format("--output: '{}' cannot hold {}: take a .tif{}", options.output.path, space.channels,
                                   lab ? " or a .png" : ""));
     }
-    const cv::Mat bgr = readUnitImage(session, options.input);
+    const cv::Mat bgr = readUnitImage(console, options.input);
     cv::Mat values;
     {
-        const Progress progress(session, "converting");
+        const Progress progress(console, "converting");
         values = space.fromBgr(bgr, options);
     }
     std::string what = std::string(space.channels) + " as red, green, blue";
@@ -135,11 +135,11 @@ ExitStatus convertTo(const Session& session, const Options& options) {
         greatest = 255.0;
         what = "L* times 2.55, a* + 128, b* + 128 as red, green, blue";
     }
-    writeImage(session, options.output, space.longWaveLast ? values : reversed(values), greatest, what);
+    writeImage(console, options.output, space.longWaveLast ? values : reversed(values), greatest, what);
     return ExitStatus::done;
 }
 
-ExitStatus convertFrom(const Session& session, const Options& options) {
+ExitStatus convertFrom(const Console& console, const Options& options) {
     const Space& space = spaceOf(options.from);
     if (space.toBgr == nullptr) {
         throw Refusal(fmt::format("--from: {} cannot be converted back: it holds no lightness", space.name));
@@ -150,7 +150,7 @@ ExitStatus convertFrom(const Session& session, const Options& options) {
                         "writes",
                         options.input, space.name, space.name));
     }
-    const cv::Mat image = readStoredNumbers(session, options.input);
+    const cv::Mat image = readStoredNumbers(console, options.input);
     const bool integers = image.depth() != CV_32F;
     if (integers && options.from != "lab") {
         throw Refusal(fmt::format("'{}' holds integers: --from {} takes the float TIFF that --to {} writes",
@@ -162,18 +162,18 @@ ExitStatus convertFrom(const Session& session, const Options& options) {
     }
     cv::Mat bgr;
     {
-        const Progress progress(session, "converting");
+        const Progress progress(console, "converting");
         bgr = space.toBgr(values, options);
     }
-    writePhotograph(session, options.output, bgr);
+    writePhotograph(console, options.output, bgr);
     if (options.from == "lab" || !options.xyzWhite.empty()) {
-        tellClipped(session, options.output.path, valuesAtLimits(bgr), bgr.size(),
+        tellClipped(console, options.output.path, valuesAtLimits(bgr), bgr.size(),
                     "stand at the ends of 0..1, where the way back clips");
     }
     return ExitStatus::done;
 }
 
-ExitStatus convert(const Session& session, const Options& options) {
+ExitStatus convert(const Console& console, const Options& options) {
     if (options.to.empty() == options.from.empty()) {
         throw Refusal("one of --to and --from is needed, and not both");
     }
@@ -184,9 +184,9 @@ ExitStatus convert(const Session& session, const Options& options) {
     if (!options.xyzWhite.empty() && space != "xyz") {
         throw Refusal("--xyz-white: only xyz is made under it, not " + space);
     }
-    OutputPlan plan(session, {options.input});
+    OutputPlan plan(console, {options.input});
     checkImageOutput(options.output, plan);
-    return options.to.empty() ? convertFrom(session, options) : convertTo(session, options);
+    return options.to.empty() ? convertFrom(console, options) : convertTo(console, options);
 }
 
 CLI::Validator spaceName() {
@@ -233,7 +233,7 @@ Action declareConvert(CLI::App& app) {
         ->check(tripleOrChromaticity(2));
     addImageOutput(app, options->output);
     addOutputProfile(app, options->output);
-    return [options](const Session& session) { return convert(session, *options); };
+    return [options](const Console& console) { return convert(console, *options); };
 }
 
 }  // namespace likeness::darkroom

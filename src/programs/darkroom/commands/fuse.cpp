@@ -30,11 +30,11 @@ struct Options {
     std::string plot;
 };
 
-void checkOutputs(const Session& session, const Options& options) {
+void checkOutputs(const Console& console, const Options& options) {
     if (options.prefix.empty() && options.response.empty() && options.plot.empty()) {
         throw Refusal("nothing is asked for: --output, --response or --plot must name a result");
     }
-    OutputPlan plan(session, options.inputs);
+    OutputPlan plan(console, options.inputs);
     if (!options.prefix.empty()) {
         checkPrefixOutput(options.prefix, mergedResults(), plan);
     }
@@ -47,25 +47,25 @@ void checkOutputs(const Session& session, const Options& options) {
 }
 
 /// In the 8 bits that the recovery takes.
-cv::Mat readExposure(const Session& session, const std::string& path) {
+cv::Mat readExposure(const Console& console, const std::string& path) {
     ProfileUse profile;
-    cv::Mat image = readImage(session, path, &profile);
+    cv::Mat image = readImage(console, path, &profile);
     if (image.depth() == CV_8U) {
         return image;
     }
     if (profile.origin == ProfileUse::Origin::embedded || profile.origin == ProfileUse::Origin::assumed) {
-        session.tell("'" + path + "': its colours are reduced to 8 bits of sRGB, which the recovery takes");
+        console.tell("'" + path + "': its colours are reduced to 8 bits of sRGB, which the recovery takes");
     }
     cv::Mat bytes;
     unitImageOf(image).convertTo(bytes, CV_8U, 255);
     return bytes;
 }
 
-std::vector<cv::Mat> readExposures(const Session& session, const std::vector<std::string>& paths) {
-    Progress progress(session, "reading", static_cast<int>(paths.size()));
+std::vector<cv::Mat> readExposures(const Console& console, const std::vector<std::string>& paths) {
+    Progress progress(console, "reading", static_cast<int>(paths.size()));
     std::vector<cv::Mat> images;
     for (const std::string& path : paths) {
-        images.push_back(readExposure(session, path));
+        images.push_back(readExposure(console, path));
         checkSameSize(paths.front(), images.front(), path, images.back());
         progress.step();
     }
@@ -99,31 +99,31 @@ std::string plotOf(const cv::Mat& response) {
     return standaloneSvg(linePlot(frame, series));
 }
 
-void writeAndPublish(const Session& session, const std::string& prefix, const Bracket& bracket) {
+void writeAndPublish(const Console& console, const std::string& prefix, const Bracket& bracket) {
     const StagedResults staged(prefix);
     staged.writeMerged(bracket.radiance, bracket.toneMapped, bracket.fused);
-    staged.publish(session, mergedResults());
+    staged.publish(console, mergedResults());
 }
 
-ExitStatus fuse(const Session& session, const Options& options, bool timesGiven) {
+ExitStatus fuse(const Console& console, const Options& options, bool timesGiven) {
     if (options.inputs.size() < 2) {
         throw Refusal("a bracket has at least two exposures, and one image is given");
     }
-    checkOutputs(session, options);
+    checkOutputs(console, options);
     std::vector<float> times;
     if (timesGiven) {
         times = exposureTimesIn(options.times, options.inputs.size());
     }
-    const std::vector<cv::Mat> images = readExposures(session, options.inputs);
+    const std::vector<cv::Mat> images = readExposures(console, options.inputs);
     if (!timesGiven) {
-        times = exposureTimesOf(session, options.inputs);
+        times = exposureTimesOf(console, options.inputs);
     }
     checkTimesDiffer(options.inputs, times);
 
     Bracket bracket;
     {
-        Progress progress(session, options.prefix.empty() ? "response" : "merging and fusing");
-        const Watch watch = watchOf(session, progress);
+        Progress progress(console, options.prefix.empty() ? "response" : "merging and fusing");
+        const Watch watch = watchOf(console, progress);
         if (options.prefix.empty()) {
             bracket.response = recoverCameraResponse(images, times, watch);
         } else {
@@ -131,15 +131,15 @@ ExitStatus fuse(const Session& session, const Options& options, bool timesGiven)
         }
     }
     if (!options.prefix.empty()) {
-        writeAndPublish(session, options.prefix, bracket);
+        writeAndPublish(console, options.prefix, bracket);
     }
     if (!options.response.empty()) {
         replaceFile(options.response, csvOf(bracket.response));
-        session.tell("wrote '" + options.response + "': camera response, byte value and relative exposure");
+        console.tell("wrote '" + options.response + "': camera response, byte value and relative exposure");
     }
     if (!options.plot.empty()) {
         replaceFile(options.plot, plotOf(bracket.response));
-        session.tell("wrote '" + options.plot + "': camera response");
+        console.tell("wrote '" + options.plot + "': camera response");
     }
     return ExitStatus::done;
 }
@@ -166,7 +166,7 @@ Action declareFuse(CLI::App& app) {
                    optionText("Camera response as a plot, SVG: byte value over relative exposure in stops",
                               "--plot response.svg"))
         ->type_name("FILE");
-    return [options, times](const Session& session) { return fuse(session, *options, times->count() > 0); };
+    return [options, times](const Console& console) { return fuse(console, *options, times->count() > 0); };
 }
 
 }  // namespace likeness::darkroom

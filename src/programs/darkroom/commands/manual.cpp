@@ -11,8 +11,8 @@ namespace likeness::darkroom {
 Action declareManual(CLI::App& app) {
     auto output = std::make_shared<TextOutput>();
     addTextOutput(app, *output, "--output darkroom.1");
-    return [output, parser = app.get_parent()](const Session& session) {
-        writeText(session, *output, manualPage(*parser));
+    return [output, parser = app.get_parent()](const Console& console) {
+        writeText(console, *output, manualPage(*parser));
         return ExitStatus::done;
     };
 }

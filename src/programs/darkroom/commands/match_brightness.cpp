@@ -25,10 +25,10 @@ struct Options {
 };
 
 /// The match; a photograph that has no spread of lightness is refused by its file's name.
-LightnessMatch matched(const Session& session, const Options& options, const cv::Mat& image, const cv::Mat& reference) {
-    Progress progress(session, "lightness");
+LightnessMatch matched(const Console& console, const Options& options, const cv::Mat& image, const cv::Mat& reference) {
+    Progress progress(console, "lightness");
     try {
-        return matchLightness(image, reference, watchOf(session, progress));
+        return matchLightness(image, reference, watchOf(console, progress));
     } catch (const OneLightness& error) {
         throw Refusal("'" + (error.ofReference() ? options.reference : options.input) +
                       "' has one lightness throughout: there is no spread to match");
@@ -43,30 +43,30 @@ bool isReached(const LightnessStatistics& reached, const LightnessStatistics& wa
            std::abs(reached.deviation - wanted.deviation) <= rounding;
 }
 
-ExitStatus matchBrightness(const Session& session, const Options& options) {
-    OutputPlan plan(session, {options.input, options.reference});
+ExitStatus matchBrightness(const Console& console, const Options& options) {
+    OutputPlan plan(console, {options.input, options.reference});
     checkImageOutput(options.output, plan);
-    const cv::Mat image = readBoundedUnitImage(session, options.input);
-    const cv::Mat reference = readBoundedUnitImage(session, options.reference);
+    const cv::Mat image = readBoundedUnitImage(console, options.input);
+    const cv::Mat reference = readBoundedUnitImage(console, options.reference);
     if (reference.rows < image.rows || reference.cols < image.cols) {
         throw Refusal(fmt::format("'{}' is {} x {} pixels: it must be at least as large as '{}', which is {} x {}",
                                   options.reference, reference.cols, reference.rows, options.input, image.cols,
                                   image.rows));
     }
-    const LightnessMatch match = matched(session, options, image, reference);
+    const LightnessMatch match = matched(console, options, image, reference);
     // Of the file: rounding to its depth may move them.
     const LightnessStatistics reached = lightnessStatisticsOf(pictureAsStored(options.output, match.image));
-    tellClippedInput(session, options.input, image);
-    tellClippedInput(session, options.reference, reference);
+    tellClippedInput(console, options.input, image);
+    tellClippedInput(console, options.reference, reference);
     writePhotograph(
-        session, options.output, match.image,
+        console, options.output, match.image,
         fmt::format("L* of mean {:.2f} and standard deviation {:.2f} brought to {:.2f} and {:.2f}, wanted {:.2f} "
                     "and {:.2f}",
                     match.own.mean, match.own.deviation, reached.mean, reached.deviation, match.wanted.mean,
                     match.wanted.deviation));
-    tellClipped(session, options.output.path, match.clipped, image.size(), "have colours outside sRGB and are clipped");
+    tellClipped(console, options.output.path, match.clipped, image.size(), "have colours outside sRGB and are clipped");
     if (!isReached(reached, match.wanted)) {
-        session.warn(fmt::format("'{}' does not have the lightness that was wanted: {}", options.output.path,
+        console.warn(fmt::format("'{}' does not have the lightness that was wanted: {}", options.output.path,
                                  match.clipped.pixels > 0 ? "not all of it lies between black and white"
                                                           : "the conversion to L* and back does not keep it"));
     }
@@ -86,7 +86,7 @@ Action declareMatchBrightness(CLI::App& app) {
         ->required();
     addImageOutput(app, options->output);
     addOutputProfile(app, options->output);
-    return [options](const Session& session) { return matchBrightness(session, *options); };
+    return [options](const Console& console) { return matchBrightness(console, *options); };
 }
 
 }  // namespace likeness::darkroom

@@ -22,9 +22,9 @@ struct Options {
     bool overwrite = false;
 };
 
-ExitStatus mergeResults(const Session& session, const Options& options) {
+ExitStatus mergeResults(const Console& console, const Options& options) {
     resultFormatOf("OUT", options.output);
-    OutputPlan plan(session, options.inputs);
+    OutputPlan plan(console, options.inputs);
     plan.file("OUT", options.output);
     if (!options.overwrite && std::filesystem::exists(options.output)) {
         throw Refusal("OUT: '" + options.output + "' exists; --overwrite replaces it");
@@ -36,10 +36,10 @@ ExitStatus mergeResults(const Session& session, const Options& options) {
     }
     const ResultMerge merge(options.inputs, options.output);
     if (!merge.assumption().empty()) {
-        session.warn(merge.assumption());
+        console.warn(merge.assumption());
     }
     merge.write(options.output, options.overwrite);
-    session.tell(fmt::format("{}, {} failed, {} in '{}'", numberOf(merge.pairs(), "pair"), merge.failed(),
+    console.tell(fmt::format("{}, {} failed, {} in '{}'", numberOf(merge.pairs(), "pair"), merge.failed(),
                              merge.pairs() == 1 ? "is" : "are", options.output));
     return ExitStatus::done;
 }
@@ -53,7 +53,7 @@ Action declareMerge(CLI::App& app) {
         ->required();
     app.add_option("IN", options->inputs, "Results of the shards, in any order")->required();
     app.add_flag("--overwrite", options->overwrite, optionText("Replace an existing OUT", "--overwrite"));
-    return [options](const Session& session) { return mergeResults(session, *options); };
+    return [options](const Console& console) { return mergeResults(console, *options); };
 }
 
 }  // namespace likeness::darkroom

@@ -38,12 +38,12 @@ void check(const Options& options, OutputPlan& plan) {
 
 /// Reads all results.
 /// @return  the report but for the pictures, its records with the worst first
-BatchReport read(const Session& session, const Options& options) {
+BatchReport read(const Console& console, const Options& options) {
     BatchReport report;
     report.source = options.results;
     const auto reader = openResults(options.results, resultFormatOf("RESULTS", options.results));
     WorstRecords worst(static_cast<std::size_t>(options.rows));
-    const Progress progress(session, "reading results");
+    const Progress progress(console, "reading results");
     ResultRecord record;
     while (reader->next(record)) {
         report.summary.add(record.outcome);
@@ -54,7 +54,7 @@ BatchReport read(const Session& session, const Options& options) {
         throw Refusal("'" + options.results + "' holds no results");
     }
     if (reader->tail().cutOff) {
-        session.warn("the last record of '" + options.results + "' is cut off and left out");
+        console.warn("the last record of '" + options.results + "' is cut off and left out");
     }
     report.columns = reader->columns();
     report.records = worst.take();
@@ -66,7 +66,7 @@ std::string placeOf(const Options& options, const std::string& path) {
 }
 
 /// Adds small pictures of the worst pairs that were compared.
-void addThumbnails(const Session& session, const Options& options, BatchReport& report) {
+void addThumbnails(const Console& console, const Options& options, BatchReport& report) {
     std::vector<std::string> paths;
     int pairs = 0;
     for (const ResultRecord& record : report.records) {
@@ -83,10 +83,10 @@ void addThumbnails(const Session& session, const Options& options, BatchReport& 
     }
     std::size_t unread = 0;
     std::string example;
-    Progress progress(session, "reading photographs", static_cast<int>(paths.size()));
+    Progress progress(console, "reading photographs", static_cast<int>(paths.size()));
     for (const std::string& path : paths) {
         try {
-            report.pictures[path] = jpegUri(pictureOf(readPhotographAsCompared(session, placeOf(options, path))),
+            report.pictures[path] = jpegUri(pictureOf(readPhotographAsCompared(console, placeOf(options, path))),
                                             thumbnailSide, thumbnailQuality);
         } catch (const Refusal& refusal) {
             // The results may have outlived the photographs: the page does without.
@@ -96,22 +96,22 @@ void addThumbnails(const Session& session, const Options& options, BatchReport& 
         progress.step();
     }
     if (unread > 0) {
-        session.warn(std::to_string(unread) + " of " + std::to_string(paths.size()) +
+        console.warn(std::to_string(unread) + " of " + std::to_string(paths.size()) +
                      " photographs are left out of the page: " + example);
     }
 }
 
-ExitStatus makeReport(const Session& session, const Options& options) {
-    OutputPlan plan(session, {options.results});
+ExitStatus makeReport(const Console& console, const Options& options) {
+    OutputPlan plan(console, {options.results});
     check(options, plan);
-    BatchReport report = read(session, options);
+    BatchReport report = read(console, options);
     for (const ResultRecord& record : report.records) {
         plan.readsToo(placeOf(options, record.first));
         plan.readsToo(placeOf(options, record.second));
     }
-    addThumbnails(session, options, report);
+    addThumbnails(console, options, report);
     replaceFile(options.output, batchReportPage(report));
-    session.tell("wrote '" + options.output + "': " + numberOf(report.summary.pairs(), "pair"));
+    console.tell("wrote '" + options.output + "': " + numberOf(report.summary.pairs(), "pair"));
     return ExitStatus::done;
 }
 
@@ -142,7 +142,7 @@ Action declareReport(CLI::App& app) {
                    optionText("Folder that relative paths of the results start from; default: the working directory",
                               "--root /data/photographs"))
         ->type_name("DIR");
-    return [options](const Session& session) { return makeReport(session, *options); };
+    return [options](const Console& console) { return makeReport(console, *options); };
 }
 
 }  // namespace likeness::darkroom

@@ -7,7 +7,7 @@
 namespace likeness::darkroom {
 
 Action declareSelftest(CLI::App&) {
-    return [](const Session&) {
+    return [](const Console&) {
         const Agreement agreement = agreementWith(publishedColors(), publishedPairs());
         std::cout << agreement.text;
         return agreement.complete ? ExitStatus::done : ExitStatus::outsideLimits;

@@ -26,7 +26,7 @@ struct Options {
     ImageOutput output;
 };
 
-cv::Mat smoothed(const Session& session, const Options& options, const cv::Mat& image, const cv::Mat& guide) {
+cv::Mat smoothed(const Console& console, const Options& options, const cv::Mat& image, const cv::Mat& guide) {
     SmoothOptions smoothing;
     smoothing.guide = guide;
     smoothing.radius = options.radius;
@@ -34,18 +34,18 @@ cv::Mat smoothed(const Session& session, const Options& options, const cv::Mat& 
     smoothing.variant = options.transport ? SmoothingVariant::transport
                         : options.color   ? SmoothingVariant::color
                                           : SmoothingVariant::gray;
-    Progress progress(session, "guided filter");
-    return likeness::smooth(image, smoothing, watchOf(session, progress));
+    Progress progress(console, "guided filter");
+    return likeness::smooth(image, smoothing, watchOf(console, progress));
 }
 
-ExitStatus smooth(const Session& session, const Options& options) {
-    OutputPlan plan(session, {options.input, options.guide});
+ExitStatus smooth(const Console& console, const Options& options) {
+    OutputPlan plan(console, {options.input, options.guide});
     checkImageOutput(options.output, plan);
-    const cv::Mat image = readUnitImage(session, options.input);
+    const cv::Mat image = readUnitImage(console, options.input);
     checkFinite(options.input, image);
     cv::Mat guide = image;
     if (!options.guide.empty()) {
-        guide = readUnitImage(session, options.guide);
+        guide = readUnitImage(console, options.guide);
         checkFinite(options.guide, guide);
         checkSameSize(options.input, image, options.guide, guide);
     }
@@ -54,8 +54,8 @@ ExitStatus smooth(const Session& session, const Options& options) {
                                   options.transport ? "--transport" : "--color",
                                   options.guide.empty() ? options.input : options.guide));
     }
-    const cv::Mat result = smoothed(session, options, image, guide);
-    writePhotograph(session, options.output, result, "smoothed");
+    const cv::Mat result = smoothed(console, options, image, guide);
+    writePhotograph(console, options.output, result, "smoothed");
     return ExitStatus::done;
 }
 
@@ -102,7 +102,7 @@ Action declareSmooth(CLI::App& app) {
                    "--transport"));
     eps->excludes(color)->excludes(transport);
     color->excludes(transport);
-    return [options](const Session& session) { return smooth(session, *options); };
+    return [options](const Console& console) { return smooth(console, *options); };
 }
 
 }  // namespace likeness::darkroom

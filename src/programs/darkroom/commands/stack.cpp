@@ -74,14 +74,14 @@ StackOptions stackOptions(const Options& options, const StagedResults& staged) {
     return stack;
 }
 
-ExposureStack made(const Session& session, const StackOptions& options, const cv::Mat& flash, const cv::Mat& nonFlash) {
-    Progress progress(session, "exposure stack");
-    return exposureStack(flash, nonFlash, options, watchOf(session, progress));
+ExposureStack made(const Console& console, const StackOptions& options, const cv::Mat& flash, const cv::Mat& nonFlash) {
+    Progress progress(console, "exposure stack");
+    return exposureStack(flash, nonFlash, options, watchOf(console, progress));
 }
 
-ExitStatus stack(const Session& session, const Options& options, bool brightnessGiven) {
+ExitStatus stack(const Console& console, const Options& options, bool brightnessGiven) {
     const std::vector<PrefixedResult> results = resultsOf(options);
-    OutputPlan plan(session, {options.flash, options.nonFlash});
+    OutputPlan plan(console, {options.flash, options.nonFlash});
     checkPrefixOutput(options.prefix, results, plan);
     if (options.version != 1) {
         checkImageOutput(tintedOutput(options), plan);
@@ -93,21 +93,21 @@ ExitStatus stack(const Session& session, const Options& options, bool brightness
         throw Refusal("--iterations: version 3 only tints, and needs at least one round");
     }
     checkBrightnessFactor("--brightness", options.brightness);
-    const cv::Mat flash = readBoundedUnitImage(session, options.flash);
-    const cv::Mat nonFlash = readBoundedUnitImage(session, options.nonFlash);
+    const cv::Mat flash = readBoundedUnitImage(console, options.flash);
+    const cv::Mat nonFlash = readBoundedUnitImage(console, options.nonFlash);
     checkSameSize(options.flash, flash, options.nonFlash, nonFlash);
     if (options.version != 3) {
         checkResponseGrid(options.flash, flash.size());
     }
 
     const StagedResults staged(options.prefix);
-    const ExposureStack stack = made(session, stackOptions(options, staged), flash, nonFlash);
+    const ExposureStack stack = made(console, stackOptions(options, staged), flash, nonFlash);
     if (!stack.fused.empty()) {
         staged.writeMerged(stack.radiance, stack.toneMapped, stack.fused);
     }
-    staged.publish(session, results);
+    staged.publish(console, results);
     if (options.version != 1) {
-        writePhotograph(session, tintedOutput(options), stack.tinted.front(), "tinted flash photograph");
+        writePhotograph(console, tintedOutput(options), stack.tinted.front(), "tinted flash photograph");
     }
     return ExitStatus::done;
 }
@@ -148,7 +148,7 @@ Action declareStack(CLI::App& app) {
         ->type_name("N")
         ->check(integerBetween(0, 100))
         ->capture_default_str();
-    return [options, brightness](const Session& session) { return stack(session, *options, brightness->count() > 0); };
+    return [options, brightness](const Console& console) { return stack(console, *options, brightness->count() > 0); };
 }
 
 }  // namespace likeness::darkroom

@@ -22,25 +22,25 @@ struct Options {
     ImageOutput output;
 };
 
-ExitStatus mapStructure(const Session& session, const Options& options) {
-    OutputPlan plan(session, {options.input});
+ExitStatus mapStructure(const Console& console, const Options& options) {
+    OutputPlan plan(console, {options.input});
     checkImageOutput(options.output, plan);
     const ImageOutput coherenceOutput = options.output.at(options.coherence, "--coherence");
     if (!options.coherence.empty()) {
         checkImageOutput(coherenceOutput, plan);
     }
-    const cv::Mat image = readUnitImage(session, options.input);
+    const cv::Mat image = readUnitImage(console, options.input);
     StructureOptions kernels;
     kernels.size = options.size;
     kernels.coherence = !options.coherence.empty();
     Structure structure;
     {
-        Progress progress(session, "structure tensor");
-        structure = orientedStructure(image, kernels, watchOf(session, progress));
+        Progress progress(console, "structure tensor");
+        structure = orientedStructure(image, kernels, watchOf(console, progress));
     }
-    writeImage(session, options.output, structure.strength, 1.0, "orientation strength, 0.5 (none) to 1");
+    writeImage(console, options.output, structure.strength, 1.0, "orientation strength, 0.5 (none) to 1");
     if (kernels.coherence) {
-        writeImage(session, coherenceOutput, structure.coherence, 1.0, "coherence, 0 to 1, NaN on flat ground");
+        writeImage(console, coherenceOutput, structure.coherence, 1.0, "coherence, 0 to 1, NaN on flat ground");
     }
     return ExitStatus::done;
 }
@@ -67,7 +67,7 @@ Action declareStructure(CLI::App& app) {
             },
             ""))
         ->capture_default_str();
-    return [options](const Session& session) { return mapStructure(session, *options); };
+    return [options](const Console& console) { return mapStructure(console, *options); };
 }
 
 }  // namespace likeness::darkroom

@@ -143,7 +143,7 @@ void compareAt(std::vector<Point>& points, int first, int end,
 }
 
 /// Warns of what the conditions make of the model, each remark once.
-void warnOfModels(const Session& session, const std::vector<Point>& points) {
+void warnOfModels(const Console& console, const std::vector<Point>& points) {
     ChosenModel all;
     for (const Point& point : points) {
         for (const std::string& remark : point.model.remarks) {
@@ -152,12 +152,12 @@ void warnOfModels(const Session& session, const std::vector<Point>& points) {
             }
         }
     }
-    warnOfModel(session, all);
+    warnOfModel(console, all);
 }
 
 /// Warns of pixels without an appearance, as many as there are under the worst of the conditions.
 /// @throws Refusal  if there are conditions under which none has one
-void checkAppearances(const Session& session, const Options& options, const std::vector<Point>& points) {
+void checkAppearances(const Console& console, const Options& options, const std::vector<Point>& points) {
     std::pair<AppearanceDistributions, AppearanceDistributions> worst;
     for (const Point& point : points) {
         for (std::size_t k = 0; k < correlateNames.size(); ++k) {
@@ -165,8 +165,8 @@ void checkAppearances(const Session& session, const Options& options, const std:
             worst.second.nanShares[k] = std::max(worst.second.nanShares[k], point.uncounted.second[k]);
         }
     }
-    checkAppearance(session, options.first, worst.first);
-    checkAppearance(session, options.second, worst.second);
+    checkAppearance(console, options.first, worst.first);
+    checkAppearance(console, options.second, worst.second);
 }
 
 std::string csvText(const std::vector<Point>& points, const std::pair<ProfileUse, ProfileUse>& profiles) {
@@ -286,8 +286,8 @@ std::string page(const Options& options, const std::vector<Point>& points,
     return htmlDocument(html);
 }
 
-void checkOutputs(const Session& session, const Options& options) {
-    OutputPlan plan(session, {options.first, options.second});
+void checkOutputs(const Console& console, const Options& options) {
+    OutputPlan plan(console, {options.first, options.second});
     plan.mayRead(options.conditions);
     if (!options.output.empty()) {
         plan.file("--output", options.output);
@@ -297,16 +297,16 @@ void checkOutputs(const Session& session, const Options& options) {
     }
 }
 
-ExitStatus sweep(const Session& session, const Options& options) {
-    if (session.diagnostics().wantsFiles()) {
+ExitStatus sweep(const Console& console, const Options& options) {
+    if (console.diagnostics().wantsFiles()) {
         throw Refusal("--dumps: the published models leave no diagnostic files");
     }
     std::vector<Point> points = pointsOf(options);
-    checkOutputs(session, options);
-    warnOfModels(session, points);
+    checkOutputs(console, options);
+    warnOfModels(console, points);
     const Photographs photographs = [&] {
         std::pair<ProfileUse, ProfileUse> profiles;
-        const auto read = readPhotographPairAsCompared(session, options.first, options.second, &profiles);
+        const auto read = readPhotographPairAsCompared(console, options.first, options.second, &profiles);
         return Photographs{{CountedPhotograph(read.first), CountedPhotograph(read.second)},
                            {read.first.size(), read.second.size()},
                            profiles};
@@ -314,17 +314,17 @@ ExitStatus sweep(const Session& session, const Options& options) {
     {
         const int count = static_cast<int>(points.size());
         constexpr int atOnce = 8;
-        Progress progress(session, "comparing", count);
+        Progress progress(console, "comparing", count);
         for (int first = 0; first < count; first += atOnce) {
             const int end = std::min(first + atOnce, count);
             compareAt(points, first, end, photographs.counted);
             progress.reach(end, count);
         }
     }
-    checkAppearances(session, options, points);
+    checkAppearances(console, options, points);
     if (!options.plot.empty()) {
         replaceFile(options.plot, page(options, points, photographs.profiles));
-        session.tell("wrote '" + options.plot + "': plot");
+        console.tell("wrote '" + options.plot + "': plot");
     }
     const std::string text =
         options.json ? jsonText(options, points, photographs) : csvText(points, photographs.profiles);
@@ -332,7 +332,7 @@ ExitStatus sweep(const Session& session, const Options& options) {
         std::cout << text << std::flush;
     } else {
         replaceFile(options.output, text);
-        session.tell("wrote '" + options.output + "': " + std::to_string(points.size()) + " conditions");
+        console.tell("wrote '" + options.output + "': " + std::to_string(points.size()) + " conditions");
     }
     return ExitStatus::done;
 }
@@ -398,7 +398,7 @@ Action declareSweep(CLI::App& app) {
     app.add_option("--plot", options->plot,
                    optionText("Page with a plot of each coefficient over the luminance", "--plot sweep.html"))
         ->type_name("FILE.html");
-    return [options](const Session& session) { return sweep(session, *options); };
+    return [options](const Console& console) { return sweep(console, *options); };
 }
 
 }  // namespace likeness::darkroom

@@ -31,22 +31,22 @@ TintOptions tintOptions(const Options& options) {
     return tint;
 }
 
-ExitStatus tint(const Session& session, const Options& options, bool smoothingGiven) {
-    OutputPlan plan(session, {options.flash, options.nonFlash});
+ExitStatus tint(const Console& console, const Options& options, bool smoothingGiven) {
+    OutputPlan plan(console, {options.flash, options.nonFlash});
     checkImageOutput(options.output, plan);
     const TintOptions form = tintOptions(options);
     if (form.form == TintForm::gain && smoothingGiven) {
         throw Refusal("--sigma and --diameter belong to --form regression");
     }
-    const cv::Mat flash = readBoundedUnitImage(session, options.flash);
-    const cv::Mat nonFlash = readBoundedUnitImage(session, options.nonFlash);
+    const cv::Mat flash = readBoundedUnitImage(console, options.flash);
+    const cv::Mat nonFlash = readBoundedUnitImage(console, options.nonFlash);
     checkSameSize(options.flash, flash, options.nonFlash, nonFlash);
     cv::Mat tinted;
     {
-        Progress progress(session, "tinting");
-        tinted = likeness::tint(flash, nonFlash, form, watchOf(session, progress));
+        Progress progress(console, "tinting");
+        tinted = likeness::tint(flash, nonFlash, form, watchOf(console, progress));
     }
-    writePhotograph(session, options.output, tinted, "tinted photograph");
+    writePhotograph(console, options.output, tinted, "tinted photograph");
     return ExitStatus::done;
 }
 
@@ -84,8 +84,8 @@ Action declareTint(CLI::App& app) {
                                   "--form regression --diameter 25"))
             ->type_name("PIXELS")
             ->check(integerBetween(1, 999));
-    return [options, sigma, diameter](const Session& session) {
-        return tint(session, *options, sigma->count() + diameter->count() > 0);
+    return [options, sigma, diameter](const Console& console) {
+        return tint(console, *options, sigma->count() + diameter->count() > 0);
     };
 }
 

@@ -58,28 +58,28 @@ TransferOptions transferOptions(const Options& options) {
     return transfer;
 }
 
-ExitStatus transfer(const Session& session, const Options& options) {
+ExitStatus transfer(const Console& console, const Options& options) {
     const TransferOptions form = transferOptions(options);
     if (form.form == TransferForm::bonneel && form.channels != TransferChannels::chroma) {
         throw Refusal("--form bonneel: only with --dims 2");
     }
-    OutputPlan plan(session, {options.input, options.palette});
+    OutputPlan plan(console, {options.input, options.palette});
     const std::vector<Frame> frames = framesOf(options);
     for (const Frame& frame : frames) {
         checkImageOutput(frame.output, plan);
     }
-    const cv::Mat input = readUnitImage(session, options.input);
-    const cv::Mat palette = readUnitImage(session, options.palette);
+    const cv::Mat input = readUnitImage(console, options.input);
+    const cv::Mat palette = readUnitImage(console, options.palette);
     checkFinite(options.input, input);
     checkFinite(options.palette, palette);
-    tellClippedInput(session, options.input, input);
-    tellClippedInput(session, options.palette, palette);
-    Progress progress(session, "transferring colours", static_cast<int>(frames.size()));
-    const ColorTransfer colors(input, palette, form, watchOf(session));
+    tellClippedInput(console, options.input, input);
+    tellClippedInput(console, options.palette, palette);
+    Progress progress(console, "transferring colours", static_cast<int>(frames.size()));
+    const ColorTransfer colors(input, palette, form, watchOf(console));
     for (const Frame& frame : frames) {
         const Transfer moved = colors.at(frame.t);
-        writePhotograph(session, frame.output, moved.image, fmt::format("t = {:.4g}", frame.t));
-        tellClipped(session, frame.output.path, moved.clipped, moved.image.size(),
+        writePhotograph(console, frame.output, moved.image, fmt::format("t = {:.4g}", frame.t));
+        tellClipped(console, frame.output.path, moved.clipped, moved.image.size(),
                     "have colours outside sRGB and are clipped");
         progress.step();
     }
@@ -126,7 +126,7 @@ Action declareTransfer(CLI::App& app) {
         ->excludes(form);
     addImageOutput(app, options->output);
     addOutputProfile(app, options->output);
-    return [options](const Session& session) { return transfer(session, *options); };
+    return [options](const Console& console) { return transfer(console, *options); };
 }
 
 }  // namespace likeness::darkroom

@@ -126,7 +126,7 @@ private:
     std::string remarks_;
 };
 
-ExitStatus verify(const Session& session, const Options& options) {
+ExitStatus verify(const Console& console, const Options& options) {
     const ResultFormat format = resultFormatOf("RESULTS", options.results);
     const PairList pairs = options.list.read();
     const auto reader = openResults(options.results, format);
@@ -136,7 +136,7 @@ ExitStatus verify(const Session& session, const Options& options) {
     }
     const bool good = verification.report(std::cout);
     if (reader->tail().cutOff) {
-        session.warn("'" + options.results + "': the last record is cut off; darkroom batch --resume repairs it");
+        console.warn("'" + options.results + "': the last record is cut off; darkroom batch --resume repairs it");
         return ExitStatus::outsideLimits;
     }
     return good ? ExitStatus::done : ExitStatus::outsideLimits;
@@ -149,7 +149,7 @@ Action declareVerify(CLI::App& app) {
     app.add_option("LIST", options->list.path, "List of pairs, as for darkroom batch")->required();
     app.add_option("RESULTS", options->results, "Results of the batch, or of the shard that --shard names")->required();
     addListOptions(app, options->list);
-    return [options](const Session& session) { return verify(session, *options); };
+    return [options](const Console& console) { return verify(console, *options); };
 }
 
 }  // namespace likeness::darkroom

@@ -70,34 +70,34 @@ void printText(const FoundWhite& white) {
               << "distance from the Planckian locus (Duv): " << orNone(white.nearest.duv) << '\n';
 }
 
-cv::Mat whiteImage(const Session& session, const cv::Mat& bgr, const Options& options) {
+cv::Mat whiteImage(const Console& console, const cv::Mat& bgr, const Options& options) {
     LocalWhiteOptions local;
     if (options.sigma > 0) {
         local.filter = WhiteFilter::bilateral;
         local.sigma = options.sigma;
         local.diameter = options.diameter;
     }
-    Progress progress(session, "white of each pixel");
-    return localWhite(bgr, local, watchOf(session, progress));
+    Progress progress(console, "white of each pixel");
+    return localWhite(bgr, local, watchOf(console, progress));
 }
 
-ExitStatus estimateWhite(const Session& session, const Options& options) {
+ExitStatus estimateWhite(const Console& console, const Options& options) {
     const bool withImage = !options.output.path.empty();
     if (withImage) {
-        OutputPlan plan(session, {options.input});
+        OutputPlan plan(console, {options.input});
         checkImageOutput(options.output, plan);
     }
     const cv::Mat bgr =
-        options.sigma > 0 ? readBoundedUnitImage(session, options.input) : readUnitImage(session, options.input);
+        options.sigma > 0 ? readBoundedUnitImage(console, options.input) : readUnitImage(console, options.input);
     if (withImage) {
         checkFinite(options.input, bgr);
     }
-    const WhiteEstimate estimate = grayWorldWhite(bgr, nullptr, watchOf(session));
+    const WhiteEstimate estimate = grayWorldWhite(bgr, nullptr, watchOf(console));
     if (withImage) {
-        writeImage(session, options.output, whiteImage(session, bgr, options), 1.0, "white of each pixel");
+        writeImage(console, options.output, whiteImage(console, bgr, options), 1.0, "white of each pixel");
     }
     if (!estimate.found) {
-        session.warn("'" + options.input + "' has no nearly neutral pixel to estimate a white from");
+        console.warn("'" + options.input + "' has no nearly neutral pixel to estimate a white from");
     }
     const FoundWhite white = described(estimate);
     if (options.json) {
@@ -134,7 +134,7 @@ Action declareWhite(CLI::App& app) {
     sigma->needs(diameter);
     app.get_option("--quality")->needs(output);
     app.get_option("--bits")->needs(output);
-    return [options](const Session& session) { return estimateWhite(session, *options); };
+    return [options](const Console& console) { return estimateWhite(console, *options); };
 }
 
 }  // namespace likeness::darkroom

@@ -222,13 +222,13 @@ void setAllThreads(int count) {
 }
 
 /// The libraries' loops end the program, or the work, where they get no threads.
-void useThreadsThatThereAre(const Session& session, int wanted) {
+void useThreadsThatThereAre(const Console& console, int wanted) {
     const int count = wanted > 0 ? wanted : threads();
     if (count != cv::getNumThreads() || wanted > 0) {
         setAllThreads(count);
     }
     if (count > 1 && !threadsAvailable(static_cast<unsigned>(count - 1))) {
-        session.warn(fmt::format("the system does not give {} threads: one does the work", count));
+        console.warn(fmt::format("the system does not give {} threads: one does the work", count));
         setAllThreads(1);
     }
 }
@@ -267,12 +267,12 @@ ExitStatus CommandLine::run(int argc, const char* const* argv) {
         const CLI::App* const chosen = app_.get_subcommands().front();
         command = chosen->get_name();
         const Entry& entry = entries_.at(chosen);
-        const Session session(command, *entry.common);
+        const Console console(command, *entry.common);
         if (entry.onPixels) {
-            useThreadsThatThereAre(session, entry.common->threads);
+            useThreadsThatThereAre(console, entry.common->threads);
         }
-        const ExitStatus status = entry.action(session);
-        session.reportDumps();
+        const ExitStatus status = entry.action(console);
+        console.reportDumps();
         if (!std::cout.flush()) {
             return refuse(command, "cannot write to standard output");
         }

@@ -1,8 +1,8 @@
 // The command line `darkroom SUBCOMMAND ...`: the parser with every subcommand, and what is done with its outcome.
 #pragma once
 
+#include "console/console.hpp"
 #include "console/exit_status.hpp"
-#include "console/session.hpp"
 
 #include <CLI/CLI.hpp>
 
@@ -13,7 +13,7 @@
 namespace likeness::darkroom {
 
 /// What a subcommand does once its options are parsed. Throws a `Refusal` where it cannot.
-using Action = std::function<ExitStatus(const Session& session)>;
+using Action = std::function<ExitStatus(const Console& console)>;
 
 /// Parser and subcommands. The options' values live as long as this object.
 class CommandLine {

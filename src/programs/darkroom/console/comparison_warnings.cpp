@@ -5,20 +5,20 @@
 
 namespace likeness::darkroom {
 
-void warnOfModel(const Session& session, const ChosenModel& model) {
+void warnOfModel(const Console& console, const ChosenModel& model) {
     for (const std::string& remark : model.remarks) {
-        session.warn(remark);
+        console.warn(remark);
     }
 }
 
-void checkAppearance(const Session& session, const std::string& path, const AppearanceDistributions& distributions) {
+void checkAppearance(const Console& console, const std::string& path, const AppearanceDistributions& distributions) {
     const std::string problem = appearanceProblem(distributions);
     if (!problem.empty()) {
         throw Refusal("cannot read '" + path + "'" + problem);
     }
     const std::string uncounted = uncountedRemark(distributions);
     if (!uncounted.empty()) {
-        session.warn("'" + path + "': " + uncounted);
+        console.warn("'" + path + "': " + uncounted);
     }
 }
 

@@ -2,18 +2,18 @@
 #pragma once
 
 #include <likeness/comparison/photograph_comparison.hpp>
+#include "console/console.hpp"
 #include "console/model_options.hpp"
-#include "console/session.hpp"
 
 #include <string>
 
 namespace likeness::darkroom {
 
 /// Warns of what the conditions make of the model.
-void warnOfModel(const Session& session, const ChosenModel& model);
+void warnOfModel(const Console& console, const ChosenModel& model);
 
 /// Warns of pixels without an appearance.
 /// @throws Refusal  if none has one
-void checkAppearance(const Session& session, const std::string& path, const AppearanceDistributions& distributions);
+void checkAppearance(const Console& console, const std::string& path, const AppearanceDistributions& distributions);
 
 }  // namespace likeness::darkroom

@@ -89,7 +89,7 @@ std::vector<float> exposureTimesIn(const std::string& list, std::size_t count) {
     return times;
 }
 
-std::vector<float> exposureTimesOf(const Session& session, const std::vector<std::string>& paths) {
+std::vector<float> exposureTimesOf(const Console& console, const std::vector<std::string>& paths) {
     std::vector<float> times;
     std::optional<ExposureNote> first;
     for (const std::string& path : paths) {
@@ -105,7 +105,7 @@ std::vector<float> exposureTimesOf(const Session& session, const std::vector<std
         if (!first) {
             first = note;
         } else if (differ(first->fNumber, note.fNumber) || differ(first->sensitivity, note.sensitivity)) {
-            session.warn("'" + paths.front() + "' and '" + path +
+            console.warn("'" + paths.front() + "' and '" + path +
                          "' differ in aperture or sensitivity, which the exposure times do not tell");
         }
     }

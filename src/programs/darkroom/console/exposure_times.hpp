@@ -1,7 +1,7 @@
 // Exposure times of a bracket: from the command line or from the photographs' EXIF data.
 #pragma once
 
-#include "console/session.hpp"
+#include "console/console.hpp"
 
 #include <string>
 #include <vector>
@@ -15,7 +15,7 @@ std::vector<float> exposureTimesIn(const std::string& list, std::size_t count);
 /// The exposure times that the cameras noted in the EXIF data of JPEG files, in seconds. Warns where aperture or
 /// sensitivity differ as well, because the times alone do not tell the exposures then.
 /// @throws Refusal  naming the first file without a time
-std::vector<float> exposureTimesOf(const Session& session, const std::vector<std::string>& paths);
+std::vector<float> exposureTimesOf(const Console& console, const std::vector<std::string>& paths);
 
 /// Refuses two images of one exposure time.
 /// @throws Refusal  naming them

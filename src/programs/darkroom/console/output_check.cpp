@@ -69,24 +69,24 @@ void checkReadFolder(std::string_view option, const std::string& folder) {
     }
 }
 
-OutputPlan::OutputPlan(const Session& session, const std::vector<std::string>& inputs) : session_(session) {
+OutputPlan::OutputPlan(const Console& console, const std::vector<std::string>& inputs) : console_(console) {
     for (const std::string& path : inputs) {
         std::error_code error;
         const fs::file_status status = fs::status(path, error);
         // A terminal or a pipe may well be read and written.
         if (!path.empty() && (!fs::exists(status) || fs::is_regular_file(status))) {
             inputs_.add(path, path);
-            session_.keepFromDumps(path, "the input '" + path + "'");
+            console_.keepFromDumps(path, "the input '" + path + "'");
         }
     }
-    mayRead(session.assumedProfile());
+    mayRead(console.assumedProfile());
 }
 
 void OutputPlan::mayRead(const std::string& path) {
     std::error_code error;
     if (!path.empty() && fs::is_regular_file(path, error)) {
         inputs_.add(path, path);
-        session_.keepFromDumps(path, "the input '" + path + "'");
+        console_.keepFromDumps(path, "the input '" + path + "'");
     }
 }
 
@@ -104,7 +104,7 @@ void OutputPlan::file(std::string_view option, const std::string& path) {
     }
     optionOf_.add(path, std::string(option));
     outputs_.add(path, fmt::format("{}: '{}'", option, path));
-    session_.keepFromDumps(path, "the result '" + path + "'");
+    console_.keepFromDumps(path, "the result '" + path + "'");
 }
 
 void OutputPlan::page(std::string_view option, const std::string& path) {

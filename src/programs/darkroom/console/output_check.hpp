@@ -1,7 +1,7 @@
 // Checks of what is to be written, made before the work begins.
 #pragma once
 
-#include "console/session.hpp"
+#include "console/console.hpp"
 #include "files/file_set.hpp"
 
 #include <string>
@@ -21,14 +21,14 @@ void checkReadFolder(std::string_view option, const std::string& folder);
 
 /// The files that a call reads and those that it is going to write. Every check of an output goes through one, so that
 /// no result ever replaces a file that is read, or another result, under whatever name, through links or not. What the
-/// operation dumps is not planned: its names are known only when it dumps, and the session leaves out what would
+/// operation dumps is not planned: its names are known only when it dumps, and the console leaves out what would
 /// replace a planned file.
 class OutputPlan {
 public:
-    /// @param session  told which files dumps must leave alone
+    /// @param console  told which files dumps must leave alone
     /// @param inputs   every file that the call reads; empty names, of options that are not given, do not count, nor do
     ///                 terminals and pipes
-    OutputPlan(const Session& session, const std::vector<std::string>& inputs);
+    OutputPlan(const Console& console, const std::vector<std::string>& inputs);
 
     /// Adds a file that an option may name in place of a word: what is no file does not count.
     void mayRead(const std::string& path);
@@ -51,7 +51,7 @@ public:
     void aside(std::string_view option, const std::string& path) const;
 
 private:
-    const Session& session_;
+    const Console& console_;
     FileSet inputs_;
     FileSet outputs_;   ///< by option and name
     FileSet optionOf_;  ///< by option

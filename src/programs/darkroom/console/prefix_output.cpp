@@ -30,13 +30,13 @@ void removeWhole(const std::string& folder) {
 }
 
 /// Pictures are clipped to 8 bits when they are written, and only the file tells.
-void tellLimits(const Session& session, const std::string& path, const std::string& bytes) {
-    if (session.quiet() || fs::path(path).extension() != ".jpg") {
+void tellLimits(const Console& console, const std::string& path, const std::string& bytes) {
+    if (console.quiet() || fs::path(path).extension() != ".jpg") {
         return;
     }
     const cv::Mat picture = decodedBytes({bytes.begin(), bytes.end()}, cv::IMREAD_COLOR);
     if (!picture.empty()) {
-        tellClipped(session, path, valuesAtLimits(picture), picture.size(),
+        tellClipped(console, path, valuesAtLimits(picture), picture.size(),
                     "stand at the ends of 0..255, where it is clipped");
     }
 }
@@ -109,7 +109,7 @@ void StagedResults::writeMerged(const cv::Mat& radiance, const cv::Mat& toneMapp
     write("fusion.jpg", fused * 255);
 }
 
-void StagedResults::publish(const Session& session, const std::vector<PrefixedResult>& results) const {
+void StagedResults::publish(const Console& console, const std::vector<PrefixedResult>& results) const {
     for (const PrefixedResult& result : results) {
         std::error_code error;
         if (!fs::is_regular_file(stagedPrefix_ + result.ending, error)) {
@@ -120,8 +120,8 @@ void StagedResults::publish(const Session& session, const std::vector<PrefixedRe
         std::ifstream file(stagedPrefix_ + result.ending, std::ios::binary);
         const std::string bytes{std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
         replaceFile(prefix_ + result.ending, bytes);
-        session.tell("wrote '" + prefix_ + result.ending + "': " + result.what);
-        tellLimits(session, prefix_ + result.ending, bytes);
+        console.tell("wrote '" + prefix_ + result.ending + "': " + result.what);
+        tellLimits(console, prefix_ + result.ending, bytes);
     }
 }
 

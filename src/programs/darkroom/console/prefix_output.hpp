@@ -1,8 +1,8 @@
 // Results whose names are made from one stem.
 #pragma once
 
+#include "console/console.hpp"
 #include "console/output_check.hpp"
-#include "console/session.hpp"
 #include "files/interrupt_cleanup.hpp"
 
 #include <CLI/CLI.hpp>
@@ -58,7 +58,7 @@ public:
 
     /// Puts the results in their places, each as a whole, and tells of each. If one is missing, none is put there.
     /// @throws Refusal
-    void publish(const Session& session, const std::vector<PrefixedResult>& results) const;
+    void publish(const Console& console, const std::vector<PrefixedResult>& results) const;
 
 private:
     std::string prefix_;

@@ -29,9 +29,9 @@ std::string progressLine(const std::string& title, int done, int steps, double s
     return fmt::format("{} [{}] {:.0f} s", title, bar, seconds);
 }
 
-Progress::Progress(const Session& session, std::string title, int steps, ProgressPace pace)
-    : session_(session), title_(std::move(title)), steps_(steps), pace_(pace) {
-    if (session_.showsProgress()) {
+Progress::Progress(const Console& console, std::string title, int steps, ProgressPace pace)
+    : console_(console), title_(std::move(title)), steps_(steps), pace_(pace) {
+    if (console_.showsProgress()) {
         try {
             painter_ = std::thread([this] { draw(); });
         } catch (const std::system_error&) {  // no thread is to be had: the work goes on without a bar
@@ -47,7 +47,7 @@ Progress::~Progress() {
     ending_.notify_all();
     if (painter_.joinable()) {
         painter_.join();
-        session_.showProgress({});
+        console_.showProgress({});
     }
 }
 
@@ -68,7 +68,7 @@ void Progress::draw() {
     bool ended = ending_.wait_for(lock, pace_.patience, [this] { return ended_; });
     while (!ended) {
         const std::chrono::duration<double> seconds = Clock::now() - begin;
-        session_.showProgress(progressLine(title_, done_, steps_, seconds.count()));
+        console_.showProgress(progressLine(title_, done_, steps_, seconds.count()));
         ended = ending_.wait_for(lock, pace_.interval, [this] { return ended_; });
     }
 }

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "console/session.hpp"
+#include "console/console.hpp"
 
 #include <chrono>
 #include <condition_variable>
@@ -21,8 +21,8 @@ struct ProgressPace {
 class Progress {
 public:
     /// @param steps  into how many parts of about the same length the work falls
-    Progress(const Session& session, std::string title, int steps = 1, ProgressPace pace = {});
-    Progress(const Session&& session, std::string title, int steps = 1, ProgressPace pace = {}) = delete;
+    Progress(const Console& console, std::string title, int steps = 1, ProgressPace pace = {});
+    Progress(const Console&& console, std::string title, int steps = 1, ProgressPace pace = {}) = delete;
     ~Progress();
     Progress(const Progress&) = delete;
     Progress& operator=(const Progress&) = delete;
@@ -36,7 +36,7 @@ public:
 private:
     void draw();
 
-    const Session& session_;
+    const Console& console_;
     std::string title_;
     int steps_;
     ProgressPace pace_;

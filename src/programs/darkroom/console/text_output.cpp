@@ -14,12 +14,12 @@ void addTextOutput(CLI::App& app, TextOutput& output, const std::string& example
         ->type_name("FILE");
 }
 
-void writeText(const Session& session, const TextOutput& output, const std::string& text) {
+void writeText(const Console& console, const TextOutput& output, const std::string& text) {
     if (output.path.empty()) {
         std::cout << text;
         return;
     }
-    OutputPlan(session, {}).file("--output", output.path);
+    OutputPlan(console, {}).file("--output", output.path);
     replaceFile(output.path, text);
 }
 

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "console/session.hpp"
+#include "console/console.hpp"
 
 #include <CLI/CLI.hpp>
 
@@ -19,6 +19,6 @@ void addTextOutput(CLI::App& app, TextOutput& output, const std::string& example
 
 /// Writes the text as a whole.
 /// @throws Refusal
-void writeText(const Session& session, const TextOutput& output, const std::string& text);
+void writeText(const Console& console, const TextOutput& output, const std::string& text);
 
 }  // namespace likeness::darkroom

@@ -1,5 +1,5 @@
 // What is said on standard error, and the progress on a terminal.
-#include "console/session.hpp"
+#include "console/console.hpp"
 
 #include "console/operation_watch.hpp"
 #include "console/progress.hpp"
@@ -18,9 +18,9 @@ namespace likeness::testing {
 namespace {
 
 using darkroom::CommonOptions;
+using darkroom::Console;
 using darkroom::Progress;
 using darkroom::progressLine;
-using darkroom::Session;
 
 using std::chrono_literals::operator""h;
 using std::chrono_literals::operator""ms;
@@ -81,36 +81,36 @@ using ProgressTest = TerminalTest;
 
 const std::string erased = "\r\033[K";
 
-TEST(SessionTest, SaysOneLineWithItsName) {
+TEST(ConsoleTest, SaysOneLineWithItsName) {
     ::testing::internal::CaptureStderr();
-    const Session session("smooth", CommonOptions{});
-    session.tell("done");
-    session.warn("odd");
-    session.showProgress("never on what is no terminal");
-    EXPECT_FALSE(session.showsProgress());
-    session.diagnostics().print("a message of the library\n");
+    const Console console("smooth", CommonOptions{});
+    console.tell("done");
+    console.warn("odd");
+    console.showProgress("never on what is no terminal");
+    EXPECT_FALSE(console.showsProgress());
+    console.diagnostics().print("a message of the library\n");
     EXPECT_EQ(::testing::internal::GetCapturedStderr(), "darkroom smooth: done\ndarkroom smooth: warning: odd\n");
 }
 
-TEST(SessionTest, ShowsWhatATerminalWouldActOnEscaped) {
+TEST(ConsoleTest, ShowsWhatATerminalWouldActOnEscaped) {
     ::testing::internal::CaptureStderr();
     CommonOptions options;
     options.verbose = true;
-    const Session session("smooth", options);
-    session.tell("wrote 'a\x1b[2J\nb'");
-    session.warn("'\u65e5\u672c\u00e9\xff'");
-    session.diagnostics().print("one\ttwo\n\x1b\n");
+    const Console console("smooth", options);
+    console.tell("wrote 'a\x1b[2J\nb'");
+    console.warn("'\u65e5\u672c\u00e9\xff'");
+    console.diagnostics().print("one\ttwo\n\x1b\n");
     EXPECT_EQ(::testing::internal::GetCapturedStderr(),
               "darkroom smooth: wrote 'a\\x1b[2J\\nb'\n"
               "darkroom smooth: warning: '\u65e5\u672c\u00e9\\xff'\n"
               "one\ttwo\n\\x1b\n");
 }
 
-TEST(SessionTest, QuietDropsAllButWarningsAndVerboseShowsMessages) {
+TEST(ConsoleTest, QuietDropsAllButWarningsAndVerboseShowsMessages) {
     ::testing::internal::CaptureStderr();
     CommonOptions options;
     options.quiet = true;
-    const Session quiet("smooth", options);
+    const Console quiet("smooth", options);
     quiet.tell("done");
     quiet.warn("odd");
     EXPECT_EQ(::testing::internal::GetCapturedStderr(), "darkroom smooth: warning: odd\n");
@@ -119,28 +119,28 @@ TEST(SessionTest, QuietDropsAllButWarningsAndVerboseShowsMessages) {
     ::testing::internal::CaptureStdout();
     options = {};
     options.verbose = true;
-    const Session verbose("smooth", options);
+    const Console verbose("smooth", options);
     EXPECT_TRUE(verbose.diagnostics().wantsMessages());
     verbose.diagnostics().print("a message\n");
     EXPECT_EQ(::testing::internal::GetCapturedStderr(), "a message\n");
     EXPECT_EQ(::testing::internal::GetCapturedStdout(), "");
 }
 
-TEST(SessionTest, DumpsGoIntoTheirFolderOrNowhere) {
+TEST(ConsoleTest, DumpsGoIntoTheirFolderOrNowhere) {
     const ScratchDirectory folder;
-    EXPECT_FALSE(Session("smooth", CommonOptions{}).diagnostics().wantsFiles());
+    EXPECT_FALSE(Console("smooth", CommonOptions{}).diagnostics().wantsFiles());
     CommonOptions options;
     options.dumps = folder.path();
     ::testing::internal::CaptureStderr();
-    const Session session("smooth", options);
-    session.diagnostics().writeImage("a.png", cv::Mat(2, 2, CV_8U, cv::Scalar(7)));
-    session.diagnostics().openText("none/b.txt")->write("lost\n");
-    session.reportDumps();
+    const Console console("smooth", options);
+    console.diagnostics().writeImage("a.png", cv::Mat(2, 2, CV_8U, cv::Scalar(7)));
+    console.diagnostics().openText("none/b.txt")->write("lost\n");
+    console.reportDumps();
     EXPECT_TRUE(std::filesystem::exists(folder.path() / "a.png"));
     EXPECT_EQ(::testing::internal::GetCapturedStderr(),
               "darkroom smooth: warning: cannot write '" + options.dumps + "/none/b.txt'\n");
     options.dumps = folder.path() / "missing";
-    EXPECT_THROW(Session("smooth", options), Refusal);
+    EXPECT_THROW(Console("smooth", options), Refusal);
 }
 
 TEST(ProgressLine, ShowsTheShareOfSteps) {
@@ -159,10 +159,10 @@ TEST(ProgressLine, WalksWhereNoShareIsKnown) {
 }
 
 TEST_F(ProgressTest, IsDrawnAnewWithEveryStepAndErasedAtTheEnd) {
-    const Session session("stack", CommonOptions{});
-    ASSERT_TRUE(session.showsProgress());
+    const Console console("stack", CommonOptions{});
+    ASSERT_TRUE(console.showsProgress());
     {
-        Progress progress(session, "exposures", 4, {0ms, 1ms});
+        Progress progress(console, "exposures", 4, {0ms, 1ms});
         progress.step();
         std::string awaited = "exposures [#######.......................] 1/4 ";
         std::string seen = shownUntil(awaited);
@@ -171,7 +171,7 @@ TEST_F(ProgressTest, IsDrawnAnewWithEveryStepAndErasedAtTheEnd) {
         awaited = erased + "exposures [###############...............] 2/4 ";
         seen = shownUntil(awaited);
         EXPECT_NE(seen.find(awaited), std::string::npos) << seen;
-        session.tell("a line");
+        console.tell("a line");
         awaited = "darkroom stack: a line\r\nexposures [###############...............] 2/4 ";
         seen = shownUntil(awaited);
         EXPECT_NE(seen.find(awaited), std::string::npos) << "comes back below the line: " << seen;
@@ -183,11 +183,11 @@ TEST_F(ProgressTest, IsDrawnAnewWithEveryStepAndErasedAtTheEnd) {
 }
 
 TEST_F(ProgressTest, FollowsTheStepsOfAnOperation) {
-    const Session session("adapt", CommonOptions{});
-    ASSERT_TRUE(session.showsProgress());
-    Progress progress(session, "adapting", 1, {0ms, 1ms});
-    const Watch watch = darkroom::watchOf(session, progress);
-    EXPECT_EQ(watch.diagnostics, &session.diagnostics());
+    const Console console("adapt", CommonOptions{});
+    ASSERT_TRUE(console.showsProgress());
+    Progress progress(console, "adapting", 1, {0ms, 1ms});
+    const Watch watch = darkroom::watchOf(console, progress);
+    EXPECT_EQ(watch.diagnostics, &console.diagnostics());
     watch.step(1, 3);
     std::string awaited = "adapting [##########....................] 1/3 ";
     std::string seen = shownUntil(awaited);
@@ -196,12 +196,12 @@ TEST_F(ProgressTest, FollowsTheStepsOfAnOperation) {
     awaited = "adapting [##############################] 5/5 ";
     seen = shownUntil(awaited);
     EXPECT_NE(seen.find(awaited), std::string::npos) << seen;
-    EXPECT_FALSE(darkroom::watchOf(session).progress);
+    EXPECT_FALSE(darkroom::watchOf(console).progress);
 }
 
 TEST_F(ProgressTest, ShortWorkAndQuietShowNothing) {
     EXPECT_EQ(darkroom::ProgressPace{}.patience, 1000ms);
-    const Session patient("stack", CommonOptions{});
+    const Console patient("stack", CommonOptions{});
     ASSERT_TRUE(patient.showsProgress());
     {
         const Progress progress(patient, "short", 1, {1h, 1ms});
@@ -209,7 +209,7 @@ TEST_F(ProgressTest, ShortWorkAndQuietShowNothing) {
     }
     CommonOptions options;
     options.quiet = true;
-    const Session quiet("stack", options);
+    const Console quiet("stack", options);
     EXPECT_FALSE(quiet.showsProgress());
     {
         const Progress progress(quiet, "quiet", 1, {0ms, 1ms});

@@ -30,15 +30,15 @@ struct CommonOptions {
 /// One run of the program. Results go to standard output or into named files; everything that is said here goes to
 /// standard error, one line each, begun with the program's and the subcommand's name; what a terminal would act on is
 /// shown escaped (diagnostics/shown_text.hpp). Safe to call from several threads.
-class Session final : public FileAccess {
+class Console final : public FileAccess {
 public:
     /// @param command  name of the subcommand
     /// @throws Refusal  if the folder of the dumps does not exist or cannot be written, or the assumed profile cannot be
     ///                  had
-    Session(std::string command, CommonOptions options);
-    ~Session() override;
-    Session(const Session&) = delete;
-    Session& operator=(const Session&) = delete;
+    Console(std::string command, CommonOptions options);
+    ~Console() override;
+    Console(const Console&) = delete;
+    Console& operator=(const Console&) = delete;
 
     bool quiet() const noexcept { return options_.quiet; }
     bool verbose() const noexcept { return options_.verbose; }
@@ -71,7 +71,7 @@ public:
     void reportDumps() const;
 
 private:
-    class SessionDiagnostics;
+    class ConsoleDiagnostics;
 
     void say(std::string_view line) const;
     /// Whether a dump may be written; warns the first time if not.
@@ -87,7 +87,7 @@ private:
     mutable std::mutex kept_;
     mutable FileSet keptFromDumps_;
     mutable std::set<std::string> leftOut_;  ///< names of dumps
-    std::unique_ptr<SessionDiagnostics> diagnostics_;
+    std::unique_ptr<ConsoleDiagnostics> diagnostics_;
 };
 
 }  // namespace likeness::darkroom

@@ -1,4 +1,4 @@
-#include "console/session.hpp"
+#include "console/console.hpp"
 
 #include "console/output_check.hpp"
 #include "diagnostics/shown_text.hpp"
@@ -11,16 +11,16 @@
 namespace likeness::darkroom {
 
 /// Files as the options say; messages on standard error, which leaves standard output to the results.
-class Session::SessionDiagnostics final : public Diagnostics {
+class Console::ConsoleDiagnostics final : public Diagnostics {
 public:
-    SessionDiagnostics(const Session& session, const CommonOptions& options) : session_(session) {
+    ConsoleDiagnostics(const Console& console, const CommonOptions& options) : console_(console) {
         if (!options.dumps.empty()) {
             files_ = std::make_unique<DirectoryDiagnostics>(options.dumps, DirectoryDiagnostics::Messages::dropped);
         }
     }
 
     bool wantsFiles() const noexcept override { return files_ != nullptr; }
-    bool wantsMessages() const noexcept override { return session_.verbose(); }
+    bool wantsMessages() const noexcept override { return console_.verbose(); }
     void writeImage(const std::string& name, const cv::Mat& image) const override {
         files(name).writeImage(name, image);
     }
@@ -31,8 +31,8 @@ public:
     void print(std::string_view text) const override {
         if (wantsMessages()) {
             const std::string shown = shownLines(text);
-            const std::scoped_lock lock(session_.output_);
-            session_.clearProgress();
+            const std::scoped_lock lock(console_.output_);
+            console_.clearProgress();
             std::fwrite(shown.data(), 1, shown.size(), stderr);
         }
     }
@@ -41,15 +41,15 @@ public:
 
 private:
     const Diagnostics& files(const std::string& name) const {
-        return files_ == nullptr || !session_.leavesFilesAlone(name) ? dropAll()
+        return files_ == nullptr || !console_.leavesFilesAlone(name) ? dropAll()
                                                                      : static_cast<const Diagnostics&>(*files_);
     }
 
-    const Session& session_;
+    const Console& console_;
     std::unique_ptr<DirectoryDiagnostics> files_;
 };
 
-Session::Session(std::string command, CommonOptions options)
+Console::Console(std::string command, CommonOptions options)
     : command_(std::move(command)), options_(std::move(options)), terminal_(::isatty(STDERR_FILENO) == 1) {
     if (!options_.dumps.empty()) {
         checkFolder("--dumps", options_.dumps);
@@ -58,35 +58,35 @@ Session::Session(std::string command, CommonOptions options)
         profiles_.assumed = profileAsked("--assume-profile", options_.assumedProfile);
     }
     profiles_.ignore = options_.ignoreProfiles;
-    diagnostics_ = std::make_unique<SessionDiagnostics>(*this, options_);
+    diagnostics_ = std::make_unique<ConsoleDiagnostics>(*this, options_);
 }
 
-Session::~Session() {
+Console::~Console() {
     showProgress({});
 }
 
-const Diagnostics& Session::diagnostics() const noexcept {
+const Diagnostics& Console::diagnostics() const noexcept {
     return *diagnostics_;
 }
 
-void Session::tell(std::string_view line) const {
+void Console::tell(std::string_view line) const {
     if (!options_.quiet) {
         say(line);
     }
 }
 
-void Session::warn(std::string_view line) const {
+void Console::warn(std::string_view line) const {
     say("warning: " + std::string(line));
 }
 
-void Session::say(std::string_view line) const {
+void Console::say(std::string_view line) const {
     const std::string text = "darkroom " + command_ + ": " + shownText(line) + '\n';
     const std::scoped_lock lock(output_);
     clearProgress();
     std::fwrite(text.data(), 1, text.size(), stderr);
 }
 
-void Session::showProgress(std::string_view text) const {
+void Console::showProgress(std::string_view text) const {
     if (!showsProgress()) {
         return;
     }
@@ -99,19 +99,19 @@ void Session::showProgress(std::string_view text) const {
     std::fflush(stderr);
 }
 
-void Session::clearProgress() const {
+void Console::clearProgress() const {
     if (progressShown_) {
         std::fputs("\r\033[K", stderr);  // to the start of the line, and erase it
         progressShown_ = false;
     }
 }
 
-void Session::keepFromDumps(const std::string& path, const std::string& what) const {
+void Console::keepFromDumps(const std::string& path, const std::string& what) const {
     const std::scoped_lock lock(kept_);
     keptFromDumps_.add(path, what);
 }
 
-bool Session::leavesFilesAlone(const std::string& dump) const {
+bool Console::leavesFilesAlone(const std::string& dump) const {
     const std::string path = options_.dumps + '/' + dump;
     std::optional<std::string> replaced;
     bool said = false;
@@ -126,7 +126,7 @@ bool Session::leavesFilesAlone(const std::string& dump) const {
     return !replaced;
 }
 
-void Session::reportDumps() const {
+void Console::reportDumps() const {
     if (diagnostics_->directory() != nullptr) {
         for (const std::string& name : diagnostics_->directory()->failures()) {
             warn("cannot write '" + options_.dumps + '/' + name + "'");
