@@ -1,7 +1,7 @@
 #include <likeness/exposure/durand_tone_mapping.hpp>
 
 #include "numerics/argument_check.hpp"
-#include "numerics/image_walk.hpp"
+#include "numerics/parallel.hpp"
 #include "numerics/transcendental_blocks.hpp"
 
 #include <opencv2/imgproc.hpp>
@@ -26,32 +26,29 @@ cv::Mat normalized(const cv::Mat& radiance) {
         return result;
     }
     const ImageWalk walk = walkOver(radiance, result);
-    for (int i = 0; i < walk.rows; ++i) {
-        const float* const in = radiance.ptr<float>(i);
-        float* const out = result.ptr<float>(i);
-        for (std::size_t e = 0; e < 3 * static_cast<std::size_t>(walk.cols); ++e) {
+    numerics::forEachPiece(walk, numerics::pixelsInPiece, [&](int i, std::size_t first, std::size_t count) {
+        const float* const in = radiance.ptr<float>(i) + 3 * first;
+        float* const out = result.ptr<float>(i) + 3 * first;
+        for (std::size_t e = 0; e < 3 * count; ++e) {
             out[e] = static_cast<float>((in[e] - least) / range);
         }
-    }
+    });
     return result;
 }
 
 /// Raises every value to `exponent`.
 void raise(cv::Mat& image, float exponent) {
-    double powers[numerics::blockSize];
     const ImageWalk walk = walkOver(image);
-    for (int i = 0; i < walk.rows; ++i) {
-        float* const values = image.ptr<float>(i);
-        numerics::forEachBlock(3 * static_cast<std::size_t>(walk.cols), [&](std::size_t first, std::size_t count) {
-            float* const value = values + first;
-            std::copy_n(value, count, powers);
-            numerics::powBlock(powers, exponent, powers, count);
-            for (std::size_t e = 0; e < count; ++e) {
-                value[e] = numerics::roundedOr(
-                    powers[e], [&] { return std::pow(static_cast<double>(value[e]), static_cast<double>(exponent)); });
-            }
+    numerics::forEachPiece(walk, numerics::pixelsInBlock, [&](int i, std::size_t first, std::size_t pixels) {
+        double powers[numerics::blockSize] = {};
+        float* const value = image.ptr<float>(i) + 3 * first;
+        const std::size_t count = 3 * pixels;
+        std::copy_n(value, count, powers);
+        numerics::powBlock(powers, exponent, powers, count);
+        numerics::roundBlock(powers, value, count, [&](std::size_t e) {
+            return std::pow(static_cast<double>(value[e]), static_cast<double>(exponent));
         });
-    }
+    });
 }
 
 }  // namespace
@@ -64,13 +61,13 @@ void toneMapDurand(const cv::Mat& radiance, cv::Mat& toneMapped, const DurandTon
 
     cv::Mat logLuminance(luminance.size(), CV_32F);
     const ImageWalk walk = walkOver(luminance, logLuminance);
-    for (int i = 0; i < walk.rows; ++i) {
-        const float* const value = luminance.ptr<float>(i);
-        float* const logarithm = logLuminance.ptr<float>(i);
-        for (int j = 0; j < walk.cols; ++j) {
+    numerics::forEachPiece(walk, numerics::pixelsInPiece, [&](int i, std::size_t first, std::size_t count) {
+        const float* const value = luminance.ptr<float>(i) + first;
+        float* const logarithm = logLuminance.ptr<float>(i) + first;
+        for (std::size_t j = 0; j < count; ++j) {
             logarithm[j] = static_cast<float>(std::log(static_cast<double>(std::max(value[j], leastLuminance))));
         }
-    }
+    });
     cv::Mat base;
     cv::bilateralFilter(logLuminance, base, -1, static_cast<double>(parameters.colorSigma),
                         static_cast<double>(parameters.spaceSigma));
@@ -79,21 +76,23 @@ void toneMapDurand(const cv::Mat& radiance, cv::Mat& toneMapped, const DurandTon
     cv::minMaxLoc(base, &least, &greatest);
     const float scale = parameters.contrast / static_cast<float>(greatest - least);
 
-    for (int i = 0; i < image.rows; ++i) {
-        float* pixel = image.ptr<float>(i);
-        const float* const old = luminance.ptr<float>(i);
-        const float* const logarithm = logLuminance.ptr<float>(i);
-        const float* const smooth = base.ptr<float>(i);
-        for (int j = 0; j < image.cols; ++j, pixel += 3) {
-            const float exponent = smooth[j] * (scale - 1.0F) + logarithm[j];
-            const auto mapped = static_cast<float>(std::exp(static_cast<double>(exponent)));
-            for (int c = 0; c < 3; ++c) {
-                const float ratio = old[j] == 0 ? 0.0F : pixel[c] / old[j];
-                const float saturated = parameters.saturation == 1 ? ratio : std::pow(ratio, parameters.saturation);
-                pixel[c] = saturated * mapped;
-            }
-        }
-    }
+    numerics::forEachPiece(walkOver(image, luminance, logLuminance, base), numerics::pixelsInPiece,
+                           [&](int i, std::size_t first, std::size_t count) {
+                               float* pixel = image.ptr<float>(i) + 3 * first;
+                               const float* const old = luminance.ptr<float>(i) + first;
+                               const float* const logarithm = logLuminance.ptr<float>(i) + first;
+                               const float* const smooth = base.ptr<float>(i) + first;
+                               for (std::size_t j = 0; j < count; ++j, pixel += 3) {
+                                   const float exponent = smooth[j] * (scale - 1.0F) + logarithm[j];
+                                   const auto mapped = static_cast<float>(std::exp(static_cast<double>(exponent)));
+                                   for (int c = 0; c < 3; ++c) {
+                                       const float ratio = old[j] == 0 ? 0.0F : pixel[c] / old[j];
+                                       const float saturated =
+                                           parameters.saturation == 1 ? ratio : std::pow(ratio, parameters.saturation);
+                                       pixel[c] = saturated * mapped;
+                                   }
+                               }
+                           });
     raise(image, 1.0F / parameters.gamma);
     toneMapped = image;
 }

@@ -6,6 +6,7 @@
 #include "exposure/exposure_times.hpp"
 #include "exposure/result_image.hpp"
 #include "numerics/argument_check.hpp"
+#include "numerics/parallel.hpp"
 
 #include <opencv2/photo.hpp>
 
@@ -30,8 +31,20 @@ bool hasResponseGrid(cv::Size size) {
 }
 
 cv::Mat recoverResponse(const std::vector<cv::Mat>& images, const std::vector<float>& times) {
+    // The image library solves one channel after the other; each knows nothing of the rest.
+    constexpr std::size_t channels = 3;
+    cv::Mat responses[channels];
+    numerics::inParallel(channels, 1, [&](std::size_t first, std::size_t last) {
+        for (std::size_t c = first; c < last; ++c) {
+            std::vector<cv::Mat> planes(images.size());
+            for (std::size_t k = 0; k < images.size(); ++k) {
+                cv::extractChannel(images[k], planes[k], static_cast<int>(c));
+            }
+            cv::createCalibrateDebevec(gridPoints, 10.0F, false)->process(planes, responses[c], times);
+        }
+    });
     cv::Mat response;
-    cv::createCalibrateDebevec(gridPoints, 10.0F, false)->process(images, response, times);
+    cv::merge(responses, channels, response);
     return response;
 }
 

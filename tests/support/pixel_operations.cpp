@@ -60,6 +60,7 @@ std::vector<PixelOperation> pixelOperations() {
         {"adapt locally", [local](const cv::Mat& p, const cv::Mat& o) { return adaptTo(p, o, local); }},
         {"tint", [](const cv::Mat& p, const cv::Mat& o) { return tint(p, o); }},
         {"brighten", [](const cv::Mat& p, const cv::Mat&) { return brighten(p); }},
+        {"tone map", [](const cv::Mat& p, const cv::Mat&) { return toneMap(toUnit(p) * 100); }},
         {"smooth", [](const cv::Mat& p, const cv::Mat& o) { return smoothedBy(SmoothingVariant::gray, p, o); }},
         {"smooth by colour",
          [](const cv::Mat& p, const cv::Mat& o) { return smoothedBy(SmoothingVariant::color, p, o); }},
