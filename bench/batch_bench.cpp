@@ -75,7 +75,7 @@ public:
         }
         for (int k = 0; k < count; ++k) {
             cv::Mat changed = pictures[static_cast<std::size_t>(k) % 4] * (1.0 - 0.0005 * (k / 4 % 1000));
-            paths.push_back(file("p" + std::to_string(megapixels) + '_' + std::to_string(k) + ".jpg"));
+            paths.push_back(file(cv::format("p%f_%d.jpg", megapixels, k)));
             cv::imwrite(paths.back(), changed, {cv::IMWRITE_JPEG_QUALITY, 92});
         }
         return paths;
