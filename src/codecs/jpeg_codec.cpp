@@ -6,10 +6,12 @@
 
 #include <jpeglib.h>
 
+#include <jerror.h>
+
 #include <algorithm>
 #include <array>
 #include <csetjmp>
-#include <cstdlib>
+#include <new>
 #include <optional>
 #include <utility>
 
@@ -25,12 +27,15 @@ constexpr int exifMarker = JPEG_APP0 + 1;
 struct ErrorHandler {
     ::jpeg_error_mgr functions{};
     std::jmp_buf giveUp{};
+    bool isOutOfMemory = false;
 };
 
 // The functions below that call setjmp hold nothing that has a destructor.
 
 [[noreturn]] void giveUp(::j_common_ptr codec) {
-    std::longjmp(reinterpret_cast<ErrorHandler*>(codec->err)->giveUp, 1);
+    auto* const handler = reinterpret_cast<ErrorHandler*>(codec->err);
+    handler->isOutOfMemory = codec->err->msg_code == JERR_OUT_OF_MEMORY;
+    std::longjmp(handler->giveUp, 1);
 }
 
 /// Warnings have a level below 0.
@@ -70,6 +75,7 @@ public:
         return isPlain();
     }
 
+    bool isOutOfMemory() const noexcept { return handler_.isOutOfMemory; }
     int rows() const noexcept { return static_cast<int>(codec_.image_height); }
     int cols() const noexcept { return static_cast<int>(codec_.image_width); }
     int storedType() const noexcept { return codec_.num_components > 1 ? CV_8UC3 : CV_8UC1; }
@@ -121,23 +127,65 @@ private:
     ::jpeg_decompress_struct codec_{};
 };
 
+/// Takes what is written a piece at a time.
+struct Destination {
+    ::jpeg_destination_mgr functions{};  // first, so that a pointer to it is one to the whole
+    std::vector<uchar>* bytes = nullptr;
+    std::array<uchar, std::size_t{1} << 16> piece{};
+};
+
+void beginPiece(::j_compress_ptr codec) {
+    auto* const destination = reinterpret_cast<Destination*>(codec->dest);
+    destination->functions.next_output_byte = destination->piece.data();
+    destination->functions.free_in_buffer = destination->piece.size();
+}
+
+void append(::j_compress_ptr codec, std::size_t count) {
+    auto* const destination = reinterpret_cast<Destination*>(codec->dest);
+    bool fits = true;
+    try {
+        destination->bytes->insert(destination->bytes->end(), destination->piece.data(),
+                                   destination->piece.data() + count);
+    } catch (const std::bad_alloc&) {
+        fits = false;
+    }
+    if (!fits) {
+        codec->err->msg_code = JERR_OUT_OF_MEMORY;
+        giveUp(reinterpret_cast<::j_common_ptr>(codec));
+    }
+}
+
+/// The library fills a piece before it asks, whatever it says of the free bytes.
+::boolean appendPiece(::j_compress_ptr codec) {
+    append(codec, reinterpret_cast<Destination*>(codec->dest)->piece.size());
+    beginPiece(codec);
+    return TRUE;
+}
+
+void appendRest(::j_compress_ptr codec) {
+    append(codec, reinterpret_cast<Destination*>(codec->dest)->piece.size() - codec->dest->free_in_buffer);
+}
+
 class Compression {
 public:
     Compression() = default;
-    ~Compression() {
-        ::jpeg_destroy_compress(&codec_);
-        std::free(bytes_);
-    }
+    ~Compression() { ::jpeg_destroy_compress(&codec_); }
     Compression(const Compression&) = delete;
     Compression& operator=(const Compression&) = delete;
 
-    bool run(const uchar* data, std::size_t step, cv::Size size, bool color, int quality) {
+    bool isOutOfMemory() const noexcept { return handler_.isOutOfMemory; }
+
+    bool run(const uchar* data, std::size_t step, cv::Size size, bool color, int quality, std::vector<uchar>& bytes) {
         codec_.err = errorFunctions(handler_);
         if (setjmp(handler_.giveUp) != 0) {
             return false;
         }
         ::jpeg_create_compress(&codec_);
-        ::jpeg_mem_dest(&codec_, &bytes_, &count_);
+        destination_.bytes = &bytes;
+        destination_.functions.init_destination = beginPiece;
+        destination_.functions.empty_output_buffer = appendPiece;
+        destination_.functions.term_destination = appendRest;
+        codec_.dest = &destination_.functions;
         codec_.image_width = static_cast<::JDIMENSION>(size.width);
         codec_.image_height = static_cast<::JDIMENSION>(size.height);
         codec_.input_components = color ? 3 : 1;
@@ -153,21 +201,27 @@ public:
         return true;
     }
 
-    const uchar* begin() const noexcept { return bytes_; }
-    const uchar* end() const noexcept { return bytes_ + count_; }
-
 private:
     ErrorHandler handler_;
+    Destination destination_;
     ::jpeg_compress_struct codec_{};
-    unsigned char* bytes_ = nullptr;
-    unsigned long count_ = 0;
 };
+
+/// What the machine lacks is not the file's fault, and no reason to try a road that takes more.
+template <typename Codec>
+void requireMemory(const Codec& codec) {
+    if (codec.isOutOfMemory()) {
+        throw std::bad_alloc();
+    }
+}
 
 }  // namespace
 
 cv::Mat decodedJpeg(std::FILE* file, int flags, cv::Mat room) {
     Decompression jpeg;
-    if (!areUsualFlags(flags) || !jpeg.begin(file)) {
+    const bool begun = areUsualFlags(flags) && jpeg.begin(file);
+    requireMemory(jpeg);
+    if (!begun) {
         return {};
     }
     const std::optional<int> orientation = jpeg.orientation();
@@ -176,7 +230,9 @@ cv::Mat decodedJpeg(std::FILE* file, int flags, cv::Mat room) {
     }
     cv::Mat image = std::move(room);
     image.create(jpeg.rows(), jpeg.cols(), typeAsked(jpeg.storedType(), flags));
-    if (!jpeg.readRows(image.data, image.step, image.channels() > 1)) {
+    const bool read = jpeg.readRows(image.data, image.step, image.channels() > 1);
+    requireMemory(jpeg);
+    if (!read) {
         return {};
     }
     if (flags != cv::IMREAD_UNCHANGED) {
@@ -193,12 +249,12 @@ bool encodeJpeg(const cv::Mat& image, int quality, std::vector<uchar>& bytes) {
     if (image.depth() != CV_8U) {
         image.convertTo(rounded, CV_8U);
     }
+    bytes.clear();
     Compression jpeg;
-    if (!jpeg.run(rounded.data, rounded.step, rounded.size(), rounded.channels() == 3, std::clamp(quality, 0, 100))) {
-        return false;
-    }
-    bytes.assign(jpeg.begin(), jpeg.end());
-    return true;
+    const bool done = jpeg.run(rounded.data, rounded.step, rounded.size(), rounded.channels() == 3,
+                               std::clamp(quality, 0, 100), bytes);
+    requireMemory(jpeg);
+    return done;
 }
 
 #else

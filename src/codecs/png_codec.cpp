@@ -8,6 +8,7 @@
 #include <zlib.h>
 
 #include <csetjmp>
+#include <cstring>
 #include <new>
 #include <optional>
 #include <utility>
@@ -19,10 +20,22 @@ namespace {
 
 struct ErrorHandler {
     std::jmp_buf giveUp{};
+    bool isOutOfMemory = false;
 };
 
-[[noreturn]] void giveUp(::png_structp codec, ::png_const_charp /*text*/) {
-    std::longjmp(static_cast<ErrorHandler*>(::png_get_error_ptr(codec))->giveUp, 1);
+/// Errors have no numbers, only texts.
+[[noreturn]] void giveUp(::png_structp codec, ::png_const_charp text) {
+    auto* const handler = static_cast<ErrorHandler*>(::png_get_error_ptr(codec));
+    handler->isOutOfMemory = std::strstr(text, "emory") != nullptr;
+    std::longjmp(handler->giveUp, 1);
+}
+
+/// What the machine lacks is not the file's fault, and no reason to try a road that takes more.
+template <typename Codec>
+void requireMemory(const Codec& codec) {
+    if (codec.isOutOfMemory()) {
+        throw std::bad_alloc();
+    }
 }
 
 class Reading {
@@ -52,6 +65,7 @@ public:
         return isWithinLimits(width_, height_);
     }
 
+    bool isOutOfMemory() const noexcept { return handler_.isOutOfMemory; }
     int rows() const noexcept { return static_cast<int>(height_); }
     int cols() const noexcept { return static_cast<int>(width_); }
 
@@ -156,6 +170,8 @@ public:
     Writing(const Writing&) = delete;
     Writing& operator=(const Writing&) = delete;
 
+    bool isOutOfMemory() const noexcept { return handler_.isOutOfMemory; }
+
     bool run(::png_bytepp lines, cv::Size size, int type, std::vector<uchar>& bytes) {
         if (setjmp(handler_.giveUp) != 0) {
             return false;
@@ -207,13 +223,17 @@ std::vector<::png_bytep> linesOf(const cv::Mat& image) {
 
 cv::Mat decodedPng(std::FILE* file, int flags, cv::Mat room) {
     Reading png;
-    if (!areUsualFlags(flags) || !png.begin(file)) {
+    const bool begun = areUsualFlags(flags) && png.begin(file);
+    requireMemory(png);
+    if (!begun) {
         return {};
     }
     cv::Mat image = std::move(room);
     image.create(png.rows(), png.cols(), typeAsked(png.storedType(), flags));
     std::vector<::png_bytep> lines = linesOf(image);
-    if (!png.readRows(lines.data(), image.type())) {
+    const bool read = png.readRows(lines.data(), image.type());
+    requireMemory(png);
+    if (!read) {
         return {};
     }
     const std::optional<int> orientation = png.orientation();
@@ -237,7 +257,9 @@ bool encodePng(const cv::Mat& image, std::vector<uchar>& bytes) {
     bytes.clear();
     std::vector<::png_bytep> lines = linesOf(rounded);
     Writing png;
-    return png.run(lines.data(), rounded.size(), rounded.type(), bytes);
+    const bool done = png.run(lines.data(), rounded.size(), rounded.type(), bytes);
+    requireMemory(png);
+    return done;
 }
 
 }  // namespace likeness

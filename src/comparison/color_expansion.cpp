@@ -47,7 +47,12 @@ void ColorExpansion::writeMap(const std::string& name, const cv::Mat& map, int /
 
 void ColorExpansion::handOn() {
     auto images = beside([this] { handOnImages(); });
-    handOnTexts();
+    try {
+        handOnTexts();
+    } catch (...) {
+        images.wait();  // also where it waits to be asked: what is left does not depend on the number of threads
+        throw;
+    }
     images.get();
 }
 

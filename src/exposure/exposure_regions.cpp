@@ -18,6 +18,7 @@
 #include <array>
 #include <atomic>
 #include <exception>
+#include <new>
 #include <numeric>
 #include <system_error>
 #include <thread>
@@ -83,6 +84,7 @@ void shareOutOverOwnThreads(Run run) {
         }
     } catch (const std::system_error&) {
         // No more threads to be had: the caller does what is left.
+    } catch (const std::bad_alloc&) {
     }
     runBlock(0);
     for (int thread = started; thread < threads; ++thread) {

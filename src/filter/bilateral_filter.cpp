@@ -116,6 +116,11 @@ void filterPixels(const cv::Mat& bordered, cv::Mat& result, int radius, double v
 
 void bilateralFilterByDefinition(const cv::Mat& image, cv::Mat& result, int diameter, double valueSigma,
                                  double spaceSigma) {
+    const Range range = rangeOf(image);
+    if (range.least <= range.greatest && range.greatest - range.least < std::numeric_limits<float>::epsilon()) {
+        image.copyTo(result);  // as the library does: NaN stays
+        return;
+    }
     valueSigma = valueSigma > 0 ? valueSigma : 1;
     spaceSigma = spaceSigma > 0 ? spaceSigma : 1;
     const int radius = std::max(diameter > 0 ? diameter / 2 : cvRound(spaceSigma * 1.5), 1);

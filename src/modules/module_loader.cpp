@@ -22,8 +22,15 @@ std::string loaderText() {
     return text == nullptr ? "unknown reason" : text;
 }
 
-/// The loader hands on the system's reason only as a part of its text.
+/// The loader hands on the system's reason only as a part of its text, and of a shortage of memory in words of its own.
 int machineErrorIn(const std::string& text) {
+    for (const char* const shortage :
+         {"failed to map segment", "annot allocate memory", "annot create shared object descriptor", "out of memory",
+          "annot map zero-fill pages", "annot create search path array"}) {
+        if (text.find(shortage) != std::string::npos) {
+            return ENOMEM;
+        }
+    }
     for (const int problem : {EMFILE, ENFILE, ENOMEM, EIO}) {
         if (text.find(std::strerror(problem)) != std::string::npos) {
             return problem;

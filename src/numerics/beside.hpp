@@ -3,6 +3,7 @@
 #include <likeness/threads.hpp>
 
 #include <future>
+#include <new>
 #include <system_error>
 #include <utility>
 
@@ -18,8 +19,9 @@ auto beside(Work work) {
     try {
         return std::async(std::launch::async, work);
     } catch (const std::system_error&) {
-        return std::async(std::launch::deferred, std::move(work));
+    } catch (const std::bad_alloc&) {
     }
+    return std::async(std::launch::deferred, std::move(work));
 }
 
 }  // namespace likeness

@@ -10,6 +10,7 @@
 #include <cstdlib>
 #include <exception>
 #include <mutex>
+#include <new>
 #include <stdexcept>
 #include <string>
 #include <system_error>
@@ -130,6 +131,7 @@ void inParallel(std::size_t total, std::size_t grain, const std::function<void(s
         }
     } catch (const std::system_error&) {
         // Those that there are do the work.
+    } catch (const std::bad_alloc&) {
     }
     ranges.take();
     for (std::thread& thread : team) {

@@ -157,7 +157,8 @@ void powBlock(const double* base, double exponent, double* out, size_t count) {
             const auto v = V::load(in);
             // 2^(e * log2(v)): the error of the product is magnified by its size, so large products are left to pow.
             const auto logarithm = V::load(logarithmsIn);
-            const unsigned ordinary = V::notBelow(v, 1e-300) & V::within(logarithm, 0.0, 23.0);
+            const unsigned ordinary =
+                V::notBelow(v, 1e-300) & V::within(v, 1e-300, 1e300) & V::within(logarithm, 0.0, 23.0);
             store<V>(to, exp2Of<V>(logarithm, V::set(0.0)), ~ordinary & allLanes<V>, v, e,
                      [](double x, double y) { return pow(x, y); });
         });

@@ -13,11 +13,16 @@
 
 #include <gtest/gtest.h>
 
+#include <sys/resource.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
 #include <cstdlib>
 #include <fstream>
 #include <functional>
 #include <limits>
 #include <memory>
+#include <new>
 #include <thread>
 #include <utility>
 
@@ -236,6 +241,39 @@ TEST_F(ImageCodecs, FilesAreWrittenTheSame) {
     expectWrittenTheSame(".jpg", cv::Mat(1, 65501, CV_8UC3, cv::Scalar::all(7)), {});
     expectWrittenTheSame(".png", cv::Mat(1, 65501, CV_8UC3, cv::Scalar::all(7)), {});
 }
+
+#if !defined(__SANITIZE_ADDRESS__) && !defined(__SANITIZE_THREAD__)
+// Address sanitizers take the room that is limited here.
+TEST_F(ImageCodecs, ShortOfMemoryAnImageIsNotWrittenAndNothingBreaks) {
+    cv::Mat noise(3000, 4000, CV_8UC1);
+    cv::randu(noise, 0, 256);
+    for (const char* const extension : {".jpg", ".png"}) {
+        int refused = 0;
+        for (const std::size_t room : {1, 4, 12, 20}) {
+            const pid_t child = ::fork();
+            ASSERT_GE(child, 0);
+            if (child == 0) {
+                std::size_t pages = 0;
+                std::ifstream("/proc/self/statm") >> pages;
+                const rlimit limit{pages * 4096 + (room << 20), RLIM_INFINITY};
+                ::setrlimit(RLIMIT_AS, &limit);
+                std::vector<uchar> bytes;
+                try {
+                    ::_exit(encodeImage(extension, noise, bytes, {}) ? 1 : 2);
+                } catch (const std::bad_alloc&) {
+                    ::_exit(3);
+                }
+            }
+            int status = 0;
+            ASSERT_EQ(::waitpid(child, &status, 0), child);
+            ASSERT_TRUE(WIFEXITED(status)) << extension << ", " << room << " MiB";
+            EXPECT_TRUE(WEXITSTATUS(status) == 1 || WEXITSTATUS(status) == 3) << WEXITSTATUS(status);
+            refused += WEXITSTATUS(status) == 3 ? 1 : 0;
+        }
+        EXPECT_GT(refused, 0) << extension;
+    }
+}
+#endif
 
 TEST_F(ImageCodecs, PlainImagesAreWrittenDirectly) {
     std::vector<uchar> bytes;

@@ -199,6 +199,15 @@ TEST_P(TranscendentalBlocks, SpecialArgumentsAreTheStandardLibrarys) {
     }
 }
 
+TEST_P(TranscendentalBlocks, SmallPowersOfInfinityAreInfinityOrZero) {
+    const Block infinite(8, std::numeric_limits<double>::infinity());
+    for (const double exponent : {0.01, 0.02, -0.01}) {
+        Block result(8);
+        blocks().pow(infinite.data(), exponent, result.data(), 8);
+        expectSameBits(result, Block(8, std::pow(infinite[0], exponent)), "pow " + std::to_string(exponent));
+    }
+}
+
 TEST_P(TranscendentalBlocks, AnElementDoesNotDependOnItsNeighbours) {
     Block arguments = uniform(37, 0.01, 3.0, 13);
     arguments[5] = std::numeric_limits<double>::quiet_NaN();

@@ -1,6 +1,7 @@
 #include "console/thread_supply.hpp"
 
 #include <future>
+#include <new>
 #include <system_error>
 #include <thread>
 #include <vector>
@@ -17,6 +18,7 @@ bool threadsAvailable(unsigned count) {
             threads.emplace_back([ended] { ended.wait(); });
         }
     } catch (const std::system_error&) {
+    } catch (const std::bad_alloc&) {
     }
     end.set_value();
     for (std::thread& thread : threads) {
