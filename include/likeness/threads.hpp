@@ -7,7 +7,7 @@
 namespace likeness {
 
 /// How many threads an operation that is called now uses at most: what `setThreads` was told; else the environment
-/// variable LIKENESS_THREADS; else what OpenCV (`cv::setNumThreads`) and OpenMP (`omp_set_num_threads`,
+/// variable LIKENESS_THREADS, which is ignored where it is no number from 1; else what OpenCV (`cv::setNumThreads`) and OpenMP (`omp_set_num_threads`,
 /// OMP_NUM_THREADS) both allow, which by default is the number of processors.
 LIKENESS_API int threads();
 

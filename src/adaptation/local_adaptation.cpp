@@ -116,9 +116,7 @@ void requireWhites(const char* function, const cv::Mat& img, const cv::Mat& sour
 }
 
 void requirePhotograph(const char* function, const char* argument, const cv::Mat& photograph) {
-    if (photograph.type() != CV_8UC3) {
-        requireType(function, CV_32FC3, {{argument, photograph}});
-    }
+    requireType(function, photograph.type() == CV_8UC3 ? CV_8UC3 : CV_32FC3, {{argument, photograph}});
 }
 
 }  // namespace

@@ -85,9 +85,11 @@ void check(const AdaptOptions& options) {
     }
 }
 
+/// @param whiteName  the argument that the white is of
 /// @param likeWhite  1 x 1, B, G, R; estimated once the photograph has been checked
 template <typename LikeWhite>
-cv::Mat adaptedTo(const cv::Mat& photograph, LikeWhite likeWhite, const AdaptOptions& options, const Watch& watch) {
+cv::Mat adaptedTo(const cv::Mat& photograph, const char* whiteName, LikeWhite likeWhite, const AdaptOptions& options,
+                  const Watch& watch) {
     check(options);
     if (photograph.empty()) {
         return {};
@@ -101,6 +103,12 @@ cv::Mat adaptedTo(const cv::Mat& photograph, LikeWhite likeWhite, const AdaptOpt
         requireSameSize("photograph", photograph, "leftOut", options.leftOut);
     }
     const cv::Mat white = likeWhite();
+    const auto& components = white.at<cv::Vec3f>(0, 0);
+    for (int c = 0; c < 3; ++c) {
+        if (!(components[c] > 0)) {
+            refuseArgument(whiteName, "the components of the white must be above 0");
+        }
+    }
     if (options.local) {
         adaptEachPixel(adapted, white, static_cast<float>(options.blend), watch);
     } else {
@@ -166,7 +174,7 @@ cv::Mat adaptTo(const cv::Mat& photograph, const cv::Mat& like, const AdaptOptio
         requireFinite("like", unit);
         return grayWorldTriple(unit, watch.receiver());
     };
-    return adaptedTo(photograph, likeWhite, options, watch);
+    return adaptedTo(photograph, "like", likeWhite, options, watch);
 }
 
 cv::Mat adaptTo(const cv::Mat& photograph, const WhiteEstimate& light, const AdaptOptions& options,
@@ -177,7 +185,7 @@ cv::Mat adaptTo(const cv::Mat& photograph, const WhiteEstimate& light, const Ada
     const auto likeWhite = [&] {
         return cv::Mat(1, 1, CV_32FC3, cv::Scalar(light.bgr[0], light.bgr[1], light.bgr[2]));
     };
-    return adaptedTo(photograph, likeWhite, options, watch);
+    return adaptedTo(photograph, "light", likeWhite, options, watch);
 }
 
 }  // namespace likeness

@@ -4,6 +4,7 @@
 #include "color/photograph_argument.hpp"
 #include "filter/bilateral_filter.hpp"
 #include "filter/channel_smoothing.hpp"
+#include "numerics/argument_check.hpp"
 
 #include <opencv2/imgproc.hpp>
 
@@ -17,10 +18,12 @@ constexpr double whiteEpsilon = 0.0001;
 
 // The radius is not read (departure 10): one white image serves callers that ask for very different ones.
 void computeWhiteImg(cv::Mat& img, cv::Mat& white, int /*radius*/, const Diagnostics& diagnostics) {
+    requireElement("computeWhiteImg", img.type(), {{"img", img}});
     white = guidedFilter(img, img, whiteRadius, whiteEpsilon, -1, diagnostics);
 }
 
 void computeWhiteImgVs2(cv::Mat& img, cv::Mat& white, float sigma, int d) {
+    requireElement("computeWhiteImgVs2", img.type(), {{"img", img}});
     bilateralFilter(img, white, d, static_cast<double>(sigma), static_cast<double>(d));
 }
 

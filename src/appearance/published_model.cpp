@@ -355,7 +355,7 @@ CorrelateMaps PublishedModel::correlateMaps(const cv::Mat& xyz) const {
     if (xyz.empty()) {
         return maps;
     }
-    if (xyz.type() != CV_32FC3) {
+    if (xyz.dims > 2 || xyz.type() != CV_32FC3) {
         throw std::invalid_argument("an image of X, Y, Z must be CV_32FC3");
     }
     struct Target {

@@ -1,6 +1,7 @@
 #include <likeness/color/clipped_values.hpp>
 
 #include <likeness/color/bgr_xyz.hpp>
+#include "numerics/argument_check.hpp"
 
 namespace likeness {
 namespace {
@@ -33,6 +34,7 @@ float ratioOf(float f) {
 }  // namespace
 
 ClippedValues clippedValuesOfBgr(const cv::Mat& bgr, float tolerance) {
+    requireType("clippedValuesOfBgr", CV_32FC3, {{"bgr", bgr}});
     return countOver(bgr.size(), [&](int row, int number) {
         const float value = bgr.ptr<float>(row)[number];
         return value < -tolerance ? -1 : (value > 1 + tolerance ? 1 : 0);
@@ -40,6 +42,7 @@ ClippedValues clippedValuesOfBgr(const cv::Mat& bgr, float tolerance) {
 }
 
 ClippedValues clippedValuesOfLab(const cv::Mat& lab) {
+    requireType("clippedValuesOfLab", CV_32FC3, {{"lab", lab}});
     constexpr float step = 1.0F / 255;
     cv::Mat bgrWhite(1, 1, CV_32FC3, cv::Scalar::all(1));
     cv::Mat white(1, 1, CV_32FC3);
@@ -65,6 +68,8 @@ ClippedValues clippedValuesOfLab(const cv::Mat& lab) {
 }
 
 ClippedValues valuesBroughtToLimits(const cv::Mat& before, const cv::Mat& after) {
+    requireType("valuesBroughtToLimits", CV_32FC3, {{"after", after}});
+    requireRoom("valuesBroughtToLimits", after.size(), CV_32FC3, {{"before", before}});
     return countOver(after.size(), [&](int row, int number) {
         const float was = before.ptr<float>(row)[number];
         const float is = after.ptr<float>(row)[number];
@@ -74,6 +79,7 @@ ClippedValues valuesBroughtToLimits(const cv::Mat& before, const cv::Mat& after)
 
 ClippedValues valuesAtLimits(const cv::Mat& bgr) {
     const bool bytes = bgr.depth() == CV_8U;
+    requireType("valuesAtLimits", bytes ? CV_8UC3 : CV_32FC3, {{"bgr", bgr}});
     return countOver(bgr.size(), [&](int row, int number) {
         const float value = bytes ? static_cast<float>(bgr.ptr<uchar>(row)[number]) : bgr.ptr<float>(row)[number];
         return value == 0 ? -1 : (value == (bytes ? 255.0F : 1.0F) ? 1 : 0);

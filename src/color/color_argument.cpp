@@ -10,6 +10,7 @@ cv::Mat ownColors(const std::string& name, const cv::Mat& image) {
     if (image.empty()) {
         return {};
     }
+    requireRowsAndColumns(name, image);
     if (image.type() != CV_32FC3 && image.type() != CV_64FC3) {
         refuseArgument(name,
                        "its pixels must be three values of float or double, not " + cv::typeToString(image.type()));

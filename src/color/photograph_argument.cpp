@@ -89,8 +89,16 @@ void requireBounded(const std::string& name, const cv::Mat& image) {
     requireWithin(name, image, 1e6F, "from -1e6 to 1e6");
 }
 
+void requireRowsAndColumns(const std::string& name, const cv::Mat& image) {
+    if (image.dims > 2) {
+        refuseArgument(name, "it must have rows and columns, not " + std::to_string(image.dims) + " dimensions");
+    }
+}
+
 void requireSameSize(const std::string& firstName, const cv::Mat& first, const std::string& secondName,
                      const cv::Mat& second) {
+    requireRowsAndColumns(firstName, first);
+    requireRowsAndColumns(secondName, second);
     if (first.size() != second.size()) {
         refuseArgument(secondName, "it must have the size of " + firstName + ", " + sizeText(first) + ", and has " +
                                        sizeText(second));

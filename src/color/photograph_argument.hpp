@@ -26,6 +26,10 @@ void requireFinite(const std::string& name, const cv::Mat& image);
 /// over the range of the values.
 void requireBounded(const std::string& name, const cv::Mat& image);
 
+/// Refuses a matrix of more than two dimensions, whose rows and cols are -1.
+void requireRowsAndColumns(const std::string& name, const cv::Mat& image);
+
+/// Also of more than two dimensions.
 void requireSameSize(const std::string& firstName, const cv::Mat& first, const std::string& secondName,
                      const cv::Mat& second);
 

@@ -30,6 +30,10 @@ cv::Mat toUnit(const cv::Mat& image) {
     if (image.empty()) {
         return {};
     }
+    if (image.dims > 2) {
+        throw std::invalid_argument("a photograph has rows and columns, not " + std::to_string(image.dims) +
+                                    " dimensions");
+    }
     switch (image.type()) {
         case CV_8UC3:
             return scaled<uchar>(image);

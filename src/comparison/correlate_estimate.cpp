@@ -10,12 +10,6 @@
 
 #include <cmath>
 
-// The loops are plain C++ that compilers turn into vector instructions; a second version of the same loops is for
-// processors with longer vectors. Their last bits differ, by less than the margins.
-#if defined(__x86_64__) && defined(__GNUC__)
-#define LIKENESS_HAVE_AVX2_ESTIMATE
-#endif
-
 namespace likeness {
 namespace {
 
@@ -90,7 +84,7 @@ LIKENESS_ALWAYS_INLINE void binsOf(const CorrelateEstimate::Constants& k, const 
     }
 }
 
-#ifdef LIKENESS_HAVE_AVX2_ESTIMATE
+#ifdef LIKENESS_HAVE_AVX2_ESTIMATES
 
 __attribute__((target("avx2,fma"))) void responsesByAvx2(const CorrelateEstimate::Constants& k, const uchar* bgr,
                                                          std::size_t count, CorrelateEstimate::Responses& out) {
@@ -101,16 +95,6 @@ __attribute__((target("avx2,fma"))) void binsByAvx2(const CorrelateEstimate::Con
                                                     const CorrelateEstimate::Responses& in, std::size_t count,
                                                     float whiteResponse, CorrelateEstimate::Bins& out) {
     binsOf(k, in, count, whiteResponse, out);
-}
-
-bool haveAvx2() noexcept {
-    return __builtin_cpu_supports("avx2") != 0 && __builtin_cpu_supports("fma") != 0;
-}
-
-#else
-
-bool haveAvx2() noexcept {
-    return false;
 }
 
 #endif
@@ -164,7 +148,7 @@ CorrelateEstimate::CorrelateEstimate(float backgroundLuminance, Vectors vectors)
 }
 
 void CorrelateEstimate::responses(const uchar* bgr, std::size_t count, Responses& out) const {
-#ifdef LIKENESS_HAVE_AVX2_ESTIMATE
+#ifdef LIKENESS_HAVE_AVX2_ESTIMATES
     if (useAvx2_) {
         responsesByAvx2(constants_, bgr, count, out);
         return;
@@ -174,7 +158,7 @@ void CorrelateEstimate::responses(const uchar* bgr, std::size_t count, Responses
 }
 
 void CorrelateEstimate::bins(const Responses& responses, std::size_t count, float whiteResponse, Bins& out) const {
-#ifdef LIKENESS_HAVE_AVX2_ESTIMATE
+#ifdef LIKENESS_HAVE_AVX2_ESTIMATES
     if (useAvx2_) {
         binsByAvx2(constants_, responses, count, whiteResponse, out);
         return;

@@ -6,7 +6,22 @@
 #include <cmath>
 #include <cstdint>
 
+// The loops of the estimates are plain C++ that compilers turn into vector instructions; where this is defined, a second
+// version of the same loops is for processors with longer vectors. Their last bits differ, by less than the margins.
+#if defined(__x86_64__) && defined(__GNUC__)
+#define LIKENESS_HAVE_AVX2_ESTIMATES
+#endif
+
 namespace likeness {
+
+/// Whether this processor runs the second version.
+inline bool haveAvx2() noexcept {
+#ifdef LIKENESS_HAVE_AVX2_ESTIMATES
+    return __builtin_cpu_supports("avx2") != 0 && __builtin_cpu_supports("fma") != 0;
+#else
+    return false;
+#endif
+}
 
 /// A row of a matrix of linear or sharpened R, G, B.
 struct EstimateRow {

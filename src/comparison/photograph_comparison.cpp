@@ -164,7 +164,7 @@ bool isReplaced(const cv::Mat& first, const cv::Mat& second, const Diagnostics& 
 }
 
 void requirePhotograph(const cv::Mat& image) {
-    if (!image.empty() && image.type() != CV_8UC3 && image.type() != CV_32FC3) {
+    if (!image.empty() && (image.dims > 2 || (image.type() != CV_8UC3 && image.type() != CV_32FC3))) {
         throw std::invalid_argument("likeness: a photograph is an 8-bit or float image of three channels (B, G, R)");
     }
 }

@@ -6,10 +6,6 @@
 #include <cmath>
 #include <limits>
 
-#if defined(__x86_64__) && defined(__GNUC__)
-#define LIKENESS_HAVE_AVX2_PUBLISHED
-#endif
-
 namespace likeness {
 namespace {
 
@@ -114,22 +110,12 @@ LIKENESS_ALWAYS_INLINE void binsOf(const PublishedEstimate::Constants& constants
     }
 }
 
-#ifdef LIKENESS_HAVE_AVX2_PUBLISHED
+#ifdef LIKENESS_HAVE_AVX2_ESTIMATES
 
 template <typename Element>
 __attribute__((target("avx2,fma"))) void binsByAvx2(const PublishedEstimate::Constants& constants, const Element* bgr,
                                                     std::size_t count, PublishedEstimate::Bins& out) {
     binsOf(constants, bgr, count, out);
-}
-
-bool haveAvx2() noexcept {
-    return __builtin_cpu_supports("avx2") != 0 && __builtin_cpu_supports("fma") != 0;
-}
-
-#else
-
-bool haveAvx2() noexcept {
-    return false;
 }
 
 #endif
@@ -178,7 +164,7 @@ PublishedEstimate::PublishedEstimate(const PublishedModel& model, const cv::Matx
 
 template <typename Element>
 void PublishedEstimate::binsOfElements(const Element* bgr, std::size_t count, Bins& out) const {
-#ifdef LIKENESS_HAVE_AVX2_PUBLISHED
+#ifdef LIKENESS_HAVE_AVX2_ESTIMATES
     if (useAvx2_) {
         binsByAvx2(constants_, bgr, count, out);
         return;

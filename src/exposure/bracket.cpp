@@ -8,6 +8,7 @@
 
 #include <opencv2/photo.hpp>
 
+#include <algorithm>
 #include <cmath>
 #include <functional>
 #include <string>
@@ -45,6 +46,17 @@ void forEachChecked(const std::vector<cv::Mat>& exposures, Take take) {
         requireFinite(name, unit);
         take(cv::Mat(unit * 255.0));
     }
+}
+
+/// Images on the scale 0..255 as the image library fuses them: bytes beside floats become floats of the same values.
+std::vector<cv::Mat> ofOneDepth(std::vector<cv::Mat> images) {
+    const auto isFloat = [](const cv::Mat& image) { return image.depth() == CV_32F; };
+    if (std::any_of(images.begin(), images.end(), isFloat)) {
+        for (cv::Mat& image : images) {
+            image.convertTo(image, CV_32F);
+        }
+    }
+    return images;
 }
 
 /// @param taken  called after each exposure
@@ -91,6 +103,7 @@ void requireBracket(const std::vector<cv::Mat>& exposures, const std::vector<flo
 }
 
 void requireResponse(const cv::Mat& response) {
+    requireRowsAndColumns("response", response);
     if (response.type() != CV_32FC3 || response.size() != cv::Size(1, 256)) {
         refuseArgument("response", "it must be 256 x 1 CV_32FC3");
     }
@@ -159,7 +172,7 @@ cv::Mat fuseExposures(const std::vector<cv::Mat>& exposures, const FusionOptions
         images.push_back(image);
         steps.step();
     });
-    cv::Mat fused = fusionOf(images, options);
+    cv::Mat fused = fusionOf(ofOneDepth(images), options);
     steps.step();
     return fused;
 }
@@ -190,6 +203,7 @@ cv::Mat toneMap(const cv::Mat& radiance, const ToneMapOptions& options, const Wa
     if (radiance.empty()) {
         return {};
     }
+    requireRowsAndColumns("radiance", radiance);
     if (radiance.type() != CV_32FC3) {
         refuseArgument("radiance", "it must be CV_32FC3, not " + cv::typeToString(radiance.type()));
     }

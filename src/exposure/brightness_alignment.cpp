@@ -49,6 +49,18 @@ cv::Mat labOf(const cv::Mat& bgr) {
     return lab;
 }
 
+/// L* from the one mean and standard deviation to the other, in place.
+/// @param lab  CV_32FC3, L*, a*, b*
+void remapLightness(cv::Mat& lab, const LightnessStatistics& own, const LightnessStatistics& wanted) {
+    const ImageWalk walk = walkOver(lab);
+    for (int i = 0; i < walk.rows; ++i) {
+        auto* const pixels = lab.ptr<cv::Vec3f>(i);
+        for (int j = 0; j < walk.cols; ++j) {
+            pixels[j][0] = (pixels[j][0] - own.mean) * wanted.deviation / own.deviation + wanted.mean;
+        }
+    }
+}
+
 /// The spread of the one is divided by that of the other: neither may be nothing.
 void requireSpread(const std::string& name, const cv::Mat& image, const LightnessStatistics& lightness) {
     const cv::Vec3f first = image.at<cv::Vec3f>(0, 0);
@@ -79,16 +91,6 @@ LightnessStatistics lightnessStatistics(const cv::Mat& bgr, const Diagnostics& d
 
 LightnessStatistics lightnessStatisticsOf(const cv::Mat& photograph) {
     return lightnessStatistics(unitPhotograph("photograph", photograph), dropAll());
-}
-
-void remapLightness(cv::Mat& lab, const LightnessStatistics& own, const LightnessStatistics& wanted) {
-    const ImageWalk walk = walkOver(lab);
-    for (int i = 0; i < walk.rows; ++i) {
-        auto* const pixels = lab.ptr<cv::Vec3f>(i);
-        for (int j = 0; j < walk.cols; ++j) {
-            pixels[j][0] = (pixels[j][0] - own.mean) * wanted.deviation / own.deviation + wanted.mean;
-        }
-    }
 }
 
 void alterNonFlashBrightness(cv::Mat& nonFlash, cv::Mat& target, cv::Mat& result, const Diagnostics& diagnostics) {

@@ -44,7 +44,11 @@ std::vector<std::string> placesOf(const std::string& file) {
     if (folder != nullptr && *folder != '\0') {
         return {std::string(folder) + '/' + file};
     }
-    return {file, LIKENESS_MODULE_DIRECTORY "/" + file};
+    std::vector<std::string> places{file};
+    for (const char* const directory : {LIKENESS_MODULE_DIRECTORIES}) {
+        places.push_back(std::string(directory) + '/' + file);
+    }
+    return places;
 }
 
 /// The loader's handle, of a module that was built with this library.

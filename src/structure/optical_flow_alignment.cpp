@@ -3,6 +3,7 @@
 #include "color/photograph_argument.hpp"
 #include "modules/module_loader.hpp"
 #include "modules/video.hpp"
+#include "numerics/argument_check.hpp"
 
 #include <opencv2/imgproc.hpp>
 
@@ -56,8 +57,10 @@ void calculateOpticalFlow(cv::Mat& moving, cv::Mat& reference, cv::Mat& out) {
 }
 
 void alignAlongOpticalFlow(cv::Mat& moving, cv::Mat& reference, cv::Mat& out, cv::Mat& flow) {
-    CV_Assert(!moving.empty() && moving.type() == CV_32FC3);
-    CV_Assert(reference.size() == moving.size() && reference.type() == CV_32FC3);
+    constexpr auto function = "calculateOpticalFlow";
+    requireElement(function, CV_32FC3, {{"moving", moving}, {"reference", reference}});
+    requireRoom(function, moving.size(), CV_32FC3, {{"reference", reference}});
+    requireRoom(function, reference.size(), CV_32FC3, {{"moving", moving}});
     moving *= scale;
     reference *= scale;
     flow = flowBetween(reference, moving, {});

@@ -230,6 +230,10 @@ TEST(PhotographAdaptation, RefusesWhatItCannotAdapt) {
     WhiteEstimate light = grayWorldWhite(photograph);
     light.bgr[1] = INFINITY;
     testing::expectRefusal("light", "finite", [&] { adaptTo(photograph, light); });
+    for (const double notAbove0 : {0.0, -0.1}) {
+        light.bgr[1] = notAbove0;
+        testing::expectRefusal("light", "above 0", [&] { adaptTo(photograph, light); });
+    }
 }
 
 TEST(PhotographAdaptation, RefusesOptionsThatAreOutOfRangeOrDoNotGoTogether) {

@@ -55,6 +55,13 @@ TEST(WhiteImage, TheSecondVersionIsABilateralFilter) {
     EXPECT_GT(cv::norm(actual, image, cv::NORM_INF), 0.05);
 }
 
+TEST(WhiteImage, OfNothingIsRefused) {
+    cv::Mat empty;
+    cv::Mat white;
+    EXPECT_THROW(computeWhiteImg(empty, white, 16, dropAll()), std::invalid_argument);
+    EXPECT_THROW(computeWhiteImgVs2(empty, white, 0.1F, 5), std::invalid_argument);
+}
+
 TEST(LocalWhite, HasTheBitsOfTheLiteralCalls) {
     const cv::Mat bytes = testing::randomPhotograph({45, 37}, 2);
     cv::Mat unit = toUnit(bytes);

@@ -4,6 +4,8 @@
 #include <opencv2/imgproc.hpp>
 
 #include <limits>
+#include <stdexcept>
+#include <vector>
 
 namespace likeness {
 namespace {
@@ -64,6 +66,27 @@ TEST(ClippedValues, AtLimitsOfFloatsAndBytes) {
     const cv::Mat bytes(1, 3, CV_8UC3, cv::Scalar(1, 254, 255));
     expectCounts(valuesAtLimits(bytes), 3, 0, 3);
     expectCounts(valuesAtLimits(cv::Mat(1, 3, CV_8UC3, cv::Scalar(1, 254, 7))), 0, 0, 0);
+}
+
+TEST(ClippedValues, AreOfTheStatedTypesAlone) {
+    const cv::Mat floats(3, 4, CV_32FC3, cv::Scalar::all(0));
+    const std::vector<int> cube{3, 4, 5};
+    const std::vector<cv::Mat> others{cv::Mat(3, 4, CV_16UC3), cv::Mat(3, 4, CV_64FC3), cv::Mat(3, 4, CV_32FC1),
+                                      cv::Mat(3, 4, CV_8UC1), cv::Mat(cube, CV_32FC3)};
+    for (const cv::Mat& other : others) {
+        EXPECT_THROW(clippedValuesOfBgr(other), std::invalid_argument);
+        EXPECT_THROW(clippedValuesOfLab(other), std::invalid_argument);
+        EXPECT_THROW(valuesAtLimits(other), std::invalid_argument);
+        EXPECT_THROW(valuesBroughtToLimits(other, floats), std::invalid_argument);
+        EXPECT_THROW(valuesBroughtToLimits(floats, other), std::invalid_argument);
+    }
+    EXPECT_THROW(clippedValuesOfBgr(cv::Mat(3, 4, CV_8UC3)), std::invalid_argument);
+    EXPECT_THROW(valuesBroughtToLimits(floats.colRange(0, 3), floats), std::invalid_argument);
+    EXPECT_THROW(valuesBroughtToLimits({}, floats), std::invalid_argument);
+    expectCounts(valuesBroughtToLimits({}, {}), 0, 0, 0);
+    expectCounts(clippedValuesOfBgr({}), 0, 0, 0);
+    expectCounts(clippedValuesOfLab({}), 0, 0, 0);
+    expectCounts(valuesAtLimits({}), 0, 0, 0);
 }
 
 }  // namespace

@@ -1,11 +1,14 @@
 #include "color/photograph_argument.hpp"
 
+#include <likeness/color/unit_image.hpp>
 #include "support/quiet_call.hpp"
 #include "support/test_images.hpp"
 
 #include <gtest/gtest.h>
 
 #include <limits>
+#include <stdexcept>
+#include <vector>
 
 namespace likeness {
 namespace {
@@ -28,6 +31,15 @@ TEST(UnitPhotograph, SharesWholeFloatsAndCopiesViewsAndOtherDepths) {
 TEST(UnitPhotograph, NamesItsArgument) {
     expectRefusal("flash", "empty", [] { unitPhotograph("flash", cv::Mat()); });
     expectRefusal("flash", "not CV_32FC1", [] { ownUnitPhotograph("flash", cv::Mat(2, 2, CV_32FC1)); });
+}
+
+TEST(UnitPhotograph, HasRowsAndColumns) {
+    const cv::Mat valid(3, 4, CV_32FC3);
+    testing::expectCubesRefused("flash", valid, [](const cv::Mat& cube) { unitPhotograph("flash", cube); });
+    testing::expectCubesRefused("b", valid, [&](const cv::Mat& cube) { requireSameSize("a", valid, "b", cube); });
+    for (const int type : {CV_8UC3, CV_16UC3, CV_32FC3, CV_64FC3}) {
+        EXPECT_THROW(toUnit(cv::Mat(std::vector<int>{3, 4, 2}, type)), std::invalid_argument);
+    }
 }
 
 TEST(RequireFinite, NamesThePlaceAndTheValue) {

@@ -48,10 +48,14 @@ build_and_run installed "-DCMAKE_PREFIX_PATH=$scratch/stage"
 
 # The checkout as a subdirectory, as a shared library: a name with its version, only symbols of the project, and a program
 # that finds the library where both are installed.
-build_and_run subdirectory "-DLIKENESS_SOURCE=$source" -DBUILD_SHARED_LIBS=ON -DLIKENESS_BUILD_PROGRAMS=ON -DLIKENESS_INSTALL=ON
+build_and_run subdirectory "-DLIKENESS_SOURCE=$source" -DBUILD_SHARED_LIBS=ON -DLIKENESS_BUILD_PROGRAMS=ON -DLIKENESS_INSTALL=ON \
+    "-DCMAKE_INSTALL_PREFIX=$scratch/shared-stage"
 cmake --install "$scratch/subdirectory" --prefix "$scratch/shared-stage" >>"$scratch/subdirectory.log"
 library=$(find "$scratch/shared-stage" -name 'liblikeness.so.*.*.*')
 [ -n "$library" ] || fail "no liblikeness.so with a version"
+for place in "$scratch/subdirectory" "$scratch/shared-stage"; do
+    grep -aqF "$place/" "$library" || fail "the library does not look for its modules in $place"
+done
 readelf -d "$library" | grep -qE 'SONAME.*liblikeness\.so\.[0-9]+\.[0-9]+\]' || fail "the SONAME has no version"
 foreign=$(nm -DC --defined-only "$library" | sed 's/^[0-9a-f]* [A-Za-z] //' |
     grep -vE '^((vtable|typeinfo|typeinfo name|VTT|guard variable) for )?likeness::' || true)

@@ -1,5 +1,6 @@
 #include <likeness/exposure/bracket.hpp>
 
+#include <likeness/color/unit_image.hpp>
 #include <likeness/exposure/response_recovery.hpp>
 #include "exposure/exposure_stack_scene.hpp"
 #include "support/quiet_call.hpp"
@@ -75,6 +76,41 @@ TEST(FuseExposures, OneExposureAndOneTwice) {
     image.convertTo(unit, CV_32F, 1 / 255.0);
     EXPECT_MAT_NEAR(fuseExposures({image}), unit, {.absolute = 1e-5});
     EXPECT_MAT_NEAR(fuseExposures({image, image}), unit, {.absolute = 1e-5});
+}
+
+TEST(FuseExposures, MixedDepthsAreFusedAsFloats) {
+    const std::vector<cv::Mat> bytes = exposures();
+    const std::vector<int> depths{CV_8U, CV_16U, CV_32F, CV_64F};
+    std::vector<cv::Mat> mixed;
+    std::vector<cv::Mat> floats;
+    for (std::size_t k = 0; k < bytes.size(); ++k) {
+        const int depth = depths[k % depths.size()];
+        mixed.push_back(exposures(depth)[k]);
+        cv::Mat onBytesScale;
+        if (depth == CV_8U) {
+            bytes[k].convertTo(onBytesScale, CV_32F);
+        } else {
+            onBytesScale = toUnit(mixed.back()) * 255.0;
+        }
+        floats.push_back(onBytesScale);
+    }
+    EXPECT_MAT_EQUAL(fuseExposures(mixed), mertens(floats, 1, 1, 0));
+    // The bytes of mixed exposures are those of each alone.
+    const cv::Mat response(256, 1, CV_32FC3, cv::Scalar::all(1));
+    std::vector<cv::Mat> rounded;
+    for (const cv::Mat& image : floats) {
+        cv::Mat ofBytes;
+        image.convertTo(ofBytes, CV_8U);
+        rounded.push_back(ofBytes);
+    }
+    EXPECT_MAT_EQUAL(mergeRadiance(mixed, times(), response), mergeRadiance(rounded, times(), response));
+}
+
+TEST(FuseExposures, RefusesThreeDimensions) {
+    std::vector<cv::Mat> images = exposures();
+    const cv::Mat first = images[0];
+    testing::expectCubesRefused("exposures[0]", first, [&](const cv::Mat& cube) { fuseExposures({cube}); });
+    testing::expectCubesRefused("exposures[1]", first, [&](const cv::Mat& cube) { fuseExposures({first, cube}); });
 }
 
 TEST(RecoverCameraResponse, IsTheGivenOneOfEveryDepth) {

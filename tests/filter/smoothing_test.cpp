@@ -57,6 +57,10 @@ TEST(IsGray, OfThreeEqualChannelsEverywhere) {
     expectRefusal("photograph", "not CV_8UC1", [] { isGray(cv::Mat(2, 2, CV_8UC1)); });
 }
 
+TEST(IsGray, RefusesThreeDimensions) {
+    testing::expectCubesRefused("photograph", cv::Mat(3, 4, CV_32FC3), [](const cv::Mat& cube) { isGray(cube); });
+}
+
 TEST(Smooth, IsTheFilterOfEveryVariantAndDepth) {
     const cv::Mat guide = testing::randomImage({37, 29}, 3, 0, 1, 5);
     const cv::Mat unit = testing::randomImage({37, 29}, 3, 0, 1, 4);

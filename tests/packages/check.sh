@@ -35,6 +35,15 @@ fi
 dpkg-deb --field "$modules" Depends | grep -q libopencv-imgcodecs || fail "$modules does not depend on its readers"
 dpkg-deb --field "$development" Depends | grep -q libopencv-dev || fail "$development does not depend on libopencv-dev"
 
+# What the packages ask for is there to be installed beside them.
+if command -v apt-get >/dev/null; then
+    apt-get install --simulate --no-install-recommends "./$programs" "./$modules" "./$development" >apt.log 2>&1 ||
+        { cat apt.log && fail "the packages cannot be installed together"; }
+    for name in likeness likeness-modules liblikeness-dev; do
+        grep -q "^Inst $name " apt.log || { cat apt.log && fail "apt-get would not install $name"; }
+    done
+fi
+
 dpkg-deb --extract "$programs" likeness
 # Without its modules a program reads JPEG and PNG, and says what it lacks for the rest.
 printf 'P6\n2 1\n255\nabcdef' >tiny.ppm

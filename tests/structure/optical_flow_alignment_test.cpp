@@ -176,8 +176,8 @@ TEST(CalculateOpticalFlow, RefusesWhatDoesNotFitAndTouchesNothing) {
                           testing::randomPhotograph({40, 30}, 6), cv::Mat()}) {
         cv::Mat first = photograph.clone();
         const cv::Mat second = other.clone();
-        EXPECT_THROW(calculateOpticalFlow(first, other, out), cv::Exception);
-        EXPECT_THROW(calculateOpticalFlow(other, first, out), cv::Exception);
+        EXPECT_THROW(calculateOpticalFlow(first, other, out), std::invalid_argument);
+        EXPECT_THROW(calculateOpticalFlow(other, first, out), std::invalid_argument);
         EXPECT_MAT_EQUAL(first, photograph);
         EXPECT_MAT_EQUAL(other, second);
         EXPECT_TRUE(out.empty());

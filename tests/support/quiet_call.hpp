@@ -87,11 +87,22 @@ inline cv::Mat withNaN(const cv::Mat& image) {
     return result;
 }
 
-/// The refusals that all photographs meet: of another type, with NaN.
+/// Expects a refusal of three dimensions, of each depth that photographs have.
+template <typename Call>
+void expectCubesRefused(const std::string& name, const cv::Mat& valid, Call call) {
+    for (const int type : {CV_8UC3, CV_16UC3, CV_32FC3, CV_64FC3}) {
+        SCOPED_TRACE(cv::typeToString(type));
+        const std::vector<int> sizes{valid.rows, valid.cols, 2};
+        expectRefusal(name, "3 dimensions", [&] { call(cv::Mat(sizes, type, cv::Scalar::all(0))); });
+    }
+}
+
+/// The refusals that all photographs meet: of another type, of three dimensions, with NaN.
 template <typename Call>
 void expectPhotographChecked(const std::string& name, const cv::Mat& valid, Call call) {
     expectRefusal(name, "not CV_8UC1", [&] { call(cv::Mat(valid.size(), CV_8UC1, cv::Scalar(1))); });
     expectRefusal(name, "not CV_8UC4", [&] { call(cv::Mat(valid.size(), CV_8UC4, cv::Scalar(1))); });
+    expectCubesRefused(name, valid, call);
     expectRefusal(name, "is nan", [&] { call(withNaN(valid)); });
 }
 

@@ -65,12 +65,16 @@ struct AdaptOptions {
 /// Adapts a photograph to the gray-world white of another one, of any size and depth. The bits of
 /// `performIlluminantAdaptation` or `performLocalCAMCA`; but no file of a mask is read.
 ///
+/// Where `like` has no nearly neutral pixel, the white is a guess, and nothing here tells: that of no U and V. For a
+/// warning, call `grayWorldWhite`, look at its `found`, and hand the estimate over in place of the photograph.
+///
 /// @param photograph, like  finite
 /// @param watch  its receiver gets what those show; a step for each adaptation, the last one at the end, or three
 LIKENESS_API cv::Mat adaptTo(const cv::Mat& photograph, const cv::Mat& like, const AdaptOptions& options = {},
                              const Watch& watch = {});
 
 /// The same to a white that was estimated before, for use with many photographs.
+/// @param light  its `bgr` must be finite and above 0
 LIKENESS_API cv::Mat adaptTo(const cv::Mat& photograph, const WhiteEstimate& light, const AdaptOptions& options = {},
                              const Watch& watch = {});
 

@@ -16,6 +16,7 @@ namespace likeness {
 /// @param white   replaced by the white image, of the size and type of `img`
 /// @param radius  not read: the radius is always 16
 /// @param diagnostics  receives what `guidedFilter` writes: eight images where `img` has three channels
+/// @throws std::invalid_argument  if `img` is empty
 LIKENESS_API void computeWhiteImg(cv::Mat& img, cv::Mat& white, int radius,
                                   const Diagnostics& diagnostics = workingDirectory());
 
@@ -25,6 +26,7 @@ LIKENESS_API void computeWhiteImg(cv::Mat& img, cv::Mat& white, int radius,
 /// @param white  overwritten, allocated where it does not fit; must not be `img`
 /// @param sigma  width of the filter in values
 /// @param d      diameter of the neighbourhood, and the width of the filter, in pixels
+/// @throws std::invalid_argument  if `img` is empty
 LIKENESS_API void computeWhiteImgVs2(cv::Mat& img, cv::Mat& white, float sigma, int d);
 
 /// What smooths a photograph to the white of each pixel.

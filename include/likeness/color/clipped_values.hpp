@@ -1,5 +1,7 @@
 /// @file
 /// What conversions to B, G, R cut off: colours that sRGB does not hold. The conversions themselves do not tell.
+///
+/// Of an empty image all counts are 0; one of another type is refused with std::invalid_argument.
 #pragma once
 
 #include <likeness/export.hpp>
@@ -34,6 +36,7 @@ LIKENESS_API ClippedValues clippedValuesOfLab(const cv::Mat& lab);
 /// leave them.
 ///
 /// @param before, after  CV_32FC3 of one size, gamma-encoded B, G, R
+/// @throws std::invalid_argument  also where `before` is the smaller one
 LIKENESS_API ClippedValues valuesBroughtToLimits(const cv::Mat& before, const cv::Mat& after);
 
 /// Values that stand at the ends of their range: 0 and 1 of floats, 0 and 255 of bytes.

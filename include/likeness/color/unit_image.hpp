@@ -14,7 +14,7 @@ namespace likeness {
 ///
 /// @param image  rows x cols, CV_8UC3, CV_16UC3, CV_32FC3 or CV_64FC3, in any channel order; not modified
 /// @return       rows x cols, CV_32FC3; shares the pixels of `image` where that is CV_32FC3; empty of an empty image
-/// @throws std::invalid_argument  if the image has another depth or number of channels
+/// @throws std::invalid_argument  if the image has another depth or number of channels, or more than two dimensions
 LIKENESS_API cv::Mat toUnit(const cv::Mat& image);
 
 }  // namespace likeness

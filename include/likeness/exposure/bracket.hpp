@@ -27,7 +27,7 @@ struct FusionOptions {
 };
 
 /// Fuses exposures into one picture with the image library's `MergeMertens`. The order of the exposures does not matter
-/// but for rounding.
+/// but for rounding. Exposures of different depths are fused as floats.
 /// @param watch  is told of each exposure that was taken in, and of the fusion; nothing for its receiver
 /// @return  size of the exposures, CV_32FC3, B, G, R, about 0..1 but not clamped; empty where there are no exposures
 /// @throws Cancelled  when the caller ends it

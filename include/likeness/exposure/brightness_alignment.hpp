@@ -29,13 +29,6 @@ namespace likeness {
 LIKENESS_API void alterNonFlashBrightness(cv::Mat& nonFlash, cv::Mat& target, cv::Mat& result,
                                           const Diagnostics& diagnostics = workingDirectory());
 
-struct LightnessStatistics;
-
-/// The remapping of `alterNonFlashBrightness`: L* from the one mean and standard deviation to the other, in place.
-///
-/// @param lab  CV_32FC3, L*, a*, b*
-LIKENESS_API void remapLightness(cv::Mat& lab, const LightnessStatistics& own, const LightnessStatistics& wanted);
-
 /// Mean of the values of a CV_32F plane that are not NaN, summed in float row by row; 0 where there are none. Prints
 /// the sum, a space and the count.
 LIKENESS_API float computeMean(cv::Mat& plane, const Diagnostics& diagnostics = workingDirectory());

@@ -23,7 +23,7 @@ namespace likeness {
 /// @param reference  CV_32FC3 of the same size: the photograph whose geometry is wanted; scaled and unscaled likewise
 /// @param out        CV_32FC3 of the same size, allocated here where need be: for each pixel of the reference the pixel
 ///                   of `moving` that is nearest to where the flow finds it; 0 in all channels where that lies outside
-/// @throws cv::Exception  where sizes differ, an image is empty or a type is another one; both are then as they were
+/// @throws std::invalid_argument  where sizes differ, an image is empty or a type is another one; both are then as they were
 LIKENESS_API void calculateOpticalFlow(cv::Mat& moving, cv::Mat& reference, cv::Mat& out);
 
 /// Does what `calculateOpticalFlow` does, and hands the flow over.

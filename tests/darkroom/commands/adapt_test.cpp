@@ -7,6 +7,8 @@
 
 #include <cmath>
 #include <limits>
+#include <string>
+#include <vector>
 
 namespace likeness::testing {
 namespace {
@@ -128,6 +130,28 @@ TEST_F(DarkroomAdapt, LikeAnotherPhotograph) {
     expectDone({"adapt", in.path, "--like", photo("coffee.jpg"), "-o", "out.tif"});
     EXPECT_MAT_EQUAL(imageLeft("out.tif"), expected);
     EXPECT_GT(cv::norm(expected, in.unit, cv::NORM_INF), 0.05);
+}
+
+TEST_F(DarkroomAdapt, WarnsWhereNoPixelIsNearlyNeutral) {
+    const std::string red = save("red.png", cv::Mat(8, 9, CV_8UC3, cv::Scalar(0, 0, 255)));
+    const std::string blue = save("blue.png", cv::Mat(8, 9, CV_8UC3, cv::Scalar(255, 0, 0)));
+    const auto warning = [](const std::string& path) {
+        return "darkroom adapt: warning: '" + path + "' has no nearly neutral pixel to estimate a white from\n";
+    };
+    const auto expectWarnings = [&](std::vector<std::string> arguments, const std::string& expected) {
+        arguments.insert(arguments.end(), {"-o", "out.tif", "--quiet"});
+        const std::string err = expectDone(arguments).err;
+        EXPECT_EQ(err.substr(0, expected.size()), expected);
+        EXPECT_EQ(err.find("neutral", expected.size()), std::string::npos) << err;
+    };
+    const std::string in = part("coffee.jpg").path;
+    expectWarnings({"adapt", red, "--to", "d65"}, warning(red));
+    expectWarnings({"adapt", red, "--to", "d65", "--white", "own"}, "");
+    expectWarnings({"adapt", in, "--like", red}, warning(red));
+    expectWarnings({"adapt", in, "--like", red, "--local"}, warning(red));
+    expectWarnings({"adapt", in, "--from", "d65", "--like", red}, warning(red));
+    expectWarnings({"adapt", in, "--from", blue, "--like", red}, warning(red) + warning(blue));
+    expectWarnings({"adapt", in, "--like", photo("coffee.jpg")}, "");
 }
 
 TEST_F(DarkroomAdapt, TakesSixteenBitsAndFloats) {

@@ -1,5 +1,6 @@
 // The man page against the parser.
 #include <likeness/version.hpp>
+#include "commands/subcommands.hpp"
 #include "console/command_line.hpp"
 #include "console/exit_status.hpp"
 #include "console/parser_view.hpp"
@@ -67,7 +68,7 @@ TEST_F(DarkroomManual, ExplainsEveryOptionThatIsParsedAndNoOther) {
     const Outcome outcome = expectDone({"manual"});
     EXPECT_EQ(outcome.err, "");
     const std::string page = plain(outcome.out);
-    const CommandLine commandLine;
+    const CommandLine commandLine(darkroom::subcommands());
     std::set<std::string> all = namesOf(darkroom::optionsOf(commandLine.parser()), false);
     EXPECT_EQ(optionsExplained(section(page, ".SH OPTIONS")), all);
     const std::set<std::string> common =

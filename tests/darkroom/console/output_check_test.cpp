@@ -1,6 +1,7 @@
 // No result replaces what is read, nor another result, under whatever name.
 #include "console/output_check.hpp"
 
+#include "commands/subcommands.hpp"
 #include "console/command_line.hpp"
 #include "console/parser_view.hpp"
 #include "darkroom/darkroom_program.hpp"
@@ -264,7 +265,7 @@ std::set<std::string> seenToNameFiles(const CLI::App& app) {
 }
 
 TEST(OptionsThatNameFiles, AreReadOrChecked) {
-    const darkroom::CommandLine commandLine;
+    const darkroom::CommandLine commandLine(darkroom::subcommands());
     std::set<std::string> called;
     for (const Call& call : calls()) {
         called.insert(call.arguments.front() + ' ' + call.option);

@@ -2,11 +2,12 @@
 #include <likeness/adaptation/photograph_adaptation.hpp>
 #include <likeness/color/clipped_values.hpp>
 #include <likeness/color/white_point.hpp>
+#include "commands/subcommands.hpp"
 #include "console/image_output_options.hpp"
 #include "console/operation_watch.hpp"
 #include "console/option_checks.hpp"
 #include "console/progress.hpp"
-#include "console/subcommands.hpp"
+#include "console/white_warning.hpp"
 #include "files/refusal.hpp"
 #include "photofile/clipping.hpp"
 #include "photofile/image_input.hpp"
@@ -30,24 +31,25 @@ struct Options {
     ImageOutput output;
 };
 
-White whiteOf(const Console& console, const cv::Mat& photograph) {
-    return grayWorldWhite(photograph, nullptr, watchOf(console)).white;
+WhiteEstimate whiteOf(const Console& console, const std::string& path, const cv::Mat& photograph) {
+    const WhiteEstimate estimate = grayWorldWhite(photograph, nullptr, watchOf(console));
+    warnOfGuess(console, path, estimate);
+    return estimate;
 }
 
 cv::Mat adaptedToD65(const Console& console, const Options& options, const cv::Mat& image, const Watch& watch) {
     if (options.white == "gray-world") {
-        return adaptToD65(image, whiteOf(console, image), watch);
+        return adaptToD65(image, whiteOf(console, options.input, image).white, watch);
     }
     return adaptToD65(image, options.white == "smoothed" ? PixelWhite::smoothed : PixelWhite::own, watch);
 }
 
-/// Undoes an adaptation from the light of `reference`.
-/// @param source  the photograph to whose light `image` was adapted; empty for D65
-cv::Mat adaptedBack(const Console& console, const cv::Mat& image, const cv::Mat& source, const cv::Mat& reference,
-                    const Watch& watch) {
-    const White scene = whiteOf(console, reference);
+/// Undoes an adaptation to the light of the photograph `source`, which is empty for D65.
+cv::Mat adaptedBack(const Console& console, const Options& options, const cv::Mat& image, const cv::Mat& source,
+                    const cv::Mat& reference, const Watch& watch) {
+    const White scene = whiteOf(console, options.like, reference).white;
     return source.empty() ? undoD65Adaptation(image, scene, watch)
-                          : undoAdaptation(image, whiteOf(console, source), scene, watch);
+                          : undoAdaptation(image, whiteOf(console, options.from, source).white, scene, watch);
 }
 
 ExitStatus adapt(const Console& console, const Options& options) {
@@ -82,7 +84,7 @@ ExitStatus adapt(const Console& console, const Options& options) {
             adapted = adaptedToD65(console, options, image, watch);
             what = "adapted to D65";
         } else if (!options.from.empty()) {
-            adapted = adaptedBack(console, image, source, reference, watch);
+            adapted = adaptedBack(console, options, image, source, reference, watch);
             what = "adapted back";
         } else {
             AdaptOptions towards;
@@ -90,7 +92,7 @@ ExitStatus adapt(const Console& console, const Options& options) {
             towards.leftOut = leftOut;
             towards.local = options.local;
             towards.blend = options.blend;
-            adapted = adaptTo(image, reference, towards, watch);
+            adapted = adaptTo(image, whiteOf(console, options.like, reference), towards, watch);
             what = options.local ? "adapted pixel by pixel" : "adapted as a whole";
         }
     }

@@ -1,11 +1,11 @@
 // darkroom align: lays a photograph onto another of the same scene.
 #include <likeness/structure/optical_flow_alignment.hpp>
+#include "commands/subcommands.hpp"
 #include "console/image_output_options.hpp"
 #include "console/operation_watch.hpp"
 #include "console/option_checks.hpp"
 #include "console/output_check.hpp"
 #include "console/progress.hpp"
-#include "console/subcommands.hpp"
 #include "pages/flow_picture.hpp"
 #include "photofile/image_input.hpp"
 #include "photofile/image_output.hpp"

@@ -1,6 +1,7 @@
 // darkroom appearance: how bright, light, colourful, saturated and of what hue each pixel of an image looks.
 #include <likeness/comparison/analysis.hpp>
 #include "batch/correlates.hpp"
+#include "commands/subcommands.hpp"
 #include "console/comparison_warnings.hpp"
 #include "console/json_output.hpp"
 #include "console/map_statistics.hpp"
@@ -10,7 +11,6 @@
 #include "console/output_check.hpp"
 #include "console/profile_result.hpp"
 #include "console/progress.hpp"
-#include "console/subcommands.hpp"
 #include "files/markup_text.hpp"
 #include "files/number_format.hpp"
 #include "files/refusal.hpp"

@@ -1,13 +1,13 @@
 // darkroom brighten: a photograph in other brightnesses.
 #include <likeness/exposure/brightening.hpp>
 #include <likeness/exposure/brightness_increase.hpp>
+#include "commands/subcommands.hpp"
 #include "console/brightness_factor.hpp"
 #include "console/image_output_options.hpp"
 #include "console/operation_watch.hpp"
 #include "console/option_checks.hpp"
 #include "console/output_check.hpp"
 #include "console/progress.hpp"
-#include "console/subcommands.hpp"
 #include "files/refusal.hpp"
 #include "photofile/image_input.hpp"
 #include "photofile/image_output.hpp"

@@ -2,10 +2,10 @@
 #include <likeness/appearance/uniform_space.hpp>
 #include <likeness/color/illuminants.hpp>
 #include <likeness/comparison/perceptual_metrics.hpp>
+#include "commands/subcommands.hpp"
 #include "console/color_input.hpp"
 #include "console/json_output.hpp"
 #include "console/option_checks.hpp"
-#include "console/subcommands.hpp"
 #include "console/viewing_options.hpp"
 #include "files/csv_text.hpp"
 #include "files/refusal.hpp"

@@ -1,6 +1,7 @@
 // darkroom compare: five coefficients that say how alike two photographs look.
 #include <likeness/comparison/analysis.hpp>
 #include "batch/comparison_remarks.hpp"
+#include "commands/subcommands.hpp"
 #include "console/comparison_result.hpp"
 #include "console/comparison_warnings.hpp"
 #include "console/model_options.hpp"
@@ -8,7 +9,6 @@
 #include "console/option_checks.hpp"
 #include "console/output_check.hpp"
 #include "console/progress.hpp"
-#include "console/subcommands.hpp"
 #include "files/refusal.hpp"
 #include "files/replaced_file.hpp"
 #include "pages/comparison_report.hpp"

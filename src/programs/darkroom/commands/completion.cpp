@@ -1,8 +1,8 @@
 // darkroom completion: what a shell needs to complete the command line.
 #include "console/completion.hpp"
+#include "commands/subcommands.hpp"
 
 #include "console/option_checks.hpp"
-#include "console/subcommands.hpp"
 #include "console/text_output.hpp"
 
 #include <memory>

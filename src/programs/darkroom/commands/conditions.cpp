@@ -1,9 +1,9 @@
 // darkroom conditions: the viewing conditions there are by name, and what follows from some.
 #include <likeness/color/correlated_color_temperature.hpp>
 #include <likeness/comparison/perceptual_metrics.hpp>
+#include "commands/subcommands.hpp"
 #include "console/json_output.hpp"
 #include "console/option_checks.hpp"
-#include "console/subcommands.hpp"
 #include "console/viewing_options.hpp"
 #include "files/refusal.hpp"
 

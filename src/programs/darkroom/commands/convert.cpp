@@ -8,10 +8,10 @@
 #include <likeness/color/sharpened_rgb.hpp>
 #include <likeness/color/white.hpp>
 #include <likeness/color/yuv.hpp>
+#include "commands/subcommands.hpp"
 #include "console/image_output_options.hpp"
 #include "console/option_checks.hpp"
 #include "console/progress.hpp"
-#include "console/subcommands.hpp"
 #include "files/refusal.hpp"
 #include "photofile/clipping.hpp"
 #include "photofile/image_input.hpp"

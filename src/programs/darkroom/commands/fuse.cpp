@@ -1,5 +1,6 @@
 // darkroom fuse: a bracket of exposures as response, radiance, tone-mapped and fused picture.
 #include <likeness/exposure/bracket.hpp>
+#include "commands/subcommands.hpp"
 #include "console/exposure_times.hpp"
 #include "console/operation_watch.hpp"
 #include "console/option_checks.hpp"
@@ -7,7 +8,6 @@
 #include "console/prefix_output.hpp"
 #include "console/progress.hpp"
 #include "console/response_grid_check.hpp"
-#include "console/subcommands.hpp"
 #include "files/number_format.hpp"
 #include "files/refusal.hpp"
 #include "files/replaced_file.hpp"

@@ -1,7 +1,7 @@
 // darkroom manual: the man page of the program.
 #include "console/manual.hpp"
+#include "commands/subcommands.hpp"
 
-#include "console/subcommands.hpp"
 #include "console/text_output.hpp"
 
 #include <memory>

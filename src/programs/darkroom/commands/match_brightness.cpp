@@ -1,10 +1,10 @@
 // darkroom match-brightness: the lightness of one photograph like that of another.
 #include <likeness/exposure/brightness_alignment.hpp>
+#include "commands/subcommands.hpp"
 #include "console/image_output_options.hpp"
 #include "console/operation_watch.hpp"
 #include "console/option_checks.hpp"
 #include "console/progress.hpp"
-#include "console/subcommands.hpp"
 #include "files/refusal.hpp"
 #include "photofile/clipping.hpp"
 #include "photofile/image_input.hpp"

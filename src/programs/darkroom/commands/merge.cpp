@@ -1,9 +1,9 @@
 // darkroom merge: the results of shards as one file in the order of the list.
 #include "batch/output_lock.hpp"
 #include "batch/result_merge.hpp"
+#include "commands/subcommands.hpp"
 #include "console/option_checks.hpp"
 #include "console/output_check.hpp"
-#include "console/subcommands.hpp"
 #include "files/number_format.hpp"
 #include "files/refusal.hpp"
 

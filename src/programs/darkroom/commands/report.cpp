@@ -1,9 +1,9 @@
 // darkroom report: a page of the results of a batch.
 #include "batch/result_store.hpp"
+#include "commands/subcommands.hpp"
 #include "console/option_checks.hpp"
 #include "console/output_check.hpp"
 #include "console/progress.hpp"
-#include "console/subcommands.hpp"
 #include "files/number_format.hpp"
 #include "files/refusal.hpp"
 #include "files/replaced_file.hpp"

@@ -1,6 +1,6 @@
 // darkroom selftest: the published examples, run on this machine.
+#include "commands/subcommands.hpp"
 #include "console/published_examples.hpp"
-#include "console/subcommands.hpp"
 
 #include <iostream>
 

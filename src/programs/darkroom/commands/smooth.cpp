@@ -1,10 +1,10 @@
 // darkroom smooth: smooths an image without crossing the edges of a guide.
 #include <likeness/filter/smoothing.hpp>
+#include "commands/subcommands.hpp"
 #include "console/image_output_options.hpp"
 #include "console/operation_watch.hpp"
 #include "console/option_checks.hpp"
 #include "console/progress.hpp"
-#include "console/subcommands.hpp"
 #include "files/refusal.hpp"
 #include "photofile/image_input.hpp"
 #include "photofile/image_output.hpp"

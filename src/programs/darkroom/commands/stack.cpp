@@ -1,6 +1,7 @@
 // darkroom stack: exposures of a scene made from a flash and a no-flash photograph of it.
 #include <likeness/exposure/brightness_increase.hpp>
 #include <likeness/exposure/exposure_stack.hpp>
+#include "commands/subcommands.hpp"
 #include "console/brightness_factor.hpp"
 #include "console/image_output_options.hpp"
 #include "console/operation_watch.hpp"
@@ -9,7 +10,6 @@
 #include "console/prefix_output.hpp"
 #include "console/progress.hpp"
 #include "console/response_grid_check.hpp"
-#include "console/subcommands.hpp"
 #include "files/refusal.hpp"
 #include "photofile/image_input.hpp"
 #include "photofile/image_output.hpp"

@@ -2,6 +2,7 @@
 #include <likeness/comparison/analysis.hpp>
 #include <likeness/version.hpp>
 #include "batch/correlates.hpp"
+#include "commands/subcommands.hpp"
 #include "console/comparison_result.hpp"
 #include "console/comparison_warnings.hpp"
 #include "console/json_output.hpp"
@@ -10,7 +11,6 @@
 #include "console/output_check.hpp"
 #include "console/profile_result.hpp"
 #include "console/progress.hpp"
-#include "console/subcommands.hpp"
 #include "files/csv_text.hpp"
 #include "files/markup_text.hpp"
 #include "files/number_format.hpp"
@@ -88,16 +88,6 @@ ChosenModel modelAt(const Options& options, const std::string& white, const std:
     model.hue = options.hue;
     model.hueWeights = options.hueWeights;
     return chosenModel(model);
-}
-
-std::vector<std::string> partsOf(const std::string& text) {
-    std::vector<std::string> parts;
-    for (std::size_t begin = 0; begin <= text.size();) {
-        const std::size_t end = std::min(text.find(',', begin), text.size());
-        parts.push_back(text.substr(begin, end - begin));
-        begin = end + 1;
-    }
-    return parts;
 }
 
 /// Every combination, the luminance the fastest.

@@ -1,11 +1,11 @@
 // darkroom transfer: the palette of one photograph on another.
 #include <likeness/transport/color_transfer.hpp>
+#include "commands/subcommands.hpp"
 #include "console/image_output_options.hpp"
 #include "console/operation_watch.hpp"
 #include "console/option_checks.hpp"
 #include "console/output_check.hpp"
 #include "console/progress.hpp"
-#include "console/subcommands.hpp"
 #include "files/refusal.hpp"
 #include "photofile/clipping.hpp"
 #include "photofile/image_input.hpp"

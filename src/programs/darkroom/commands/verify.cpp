@@ -2,8 +2,8 @@
 #include "batch/result_store.hpp"
 #include "batch/result_text.hpp"
 #include "batch/stable_hash.hpp"
+#include "commands/subcommands.hpp"
 #include "console/list_options.hpp"
-#include "console/subcommands.hpp"
 #include "diagnostics/shown_text.hpp"
 
 #include <fmt/format.h>

@@ -2,12 +2,13 @@
 #include <likeness/adaptation/white_image.hpp>
 #include <likeness/color/correlated_color_temperature.hpp>
 #include <likeness/color/white_point.hpp>
+#include "commands/subcommands.hpp"
 #include "console/image_output_options.hpp"
 #include "console/json_output.hpp"
 #include "console/operation_watch.hpp"
 #include "console/option_checks.hpp"
 #include "console/progress.hpp"
-#include "console/subcommands.hpp"
+#include "console/white_warning.hpp"
 #include "files/number_format.hpp"
 #include "files/refusal.hpp"
 #include "photofile/image_input.hpp"
@@ -96,9 +97,7 @@ ExitStatus estimateWhite(const Console& console, const Options& options) {
     if (withImage) {
         writeImage(console, options.output, whiteImage(console, bgr, options), 1.0, "white of each pixel");
     }
-    if (!estimate.found) {
-        console.warn("'" + options.input + "' has no nearly neutral pixel to estimate a white from");
-    }
+    warnOfGuess(console, options.input, estimate);
     const FoundWhite white = described(estimate);
     if (options.json) {
         printJson(options, bgr, white);

@@ -40,16 +40,6 @@ const CorrelateName* correlateNamed(const std::string& name) {
     return found == std::end(correlateNames) ? nullptr : found;
 }
 
-std::vector<std::string> partsOf(const std::string& text) {
-    std::vector<std::string> parts;
-    for (std::size_t begin = 0; begin <= text.size();) {
-        const std::size_t end = std::min(text.find(',', begin), text.size());
-        parts.push_back(text.substr(begin, end - begin));
-        begin = end + 1;
-    }
-    return parts;
-}
-
 std::string trimmed(const std::string& text) {
     const std::size_t begin = text.find_first_not_of(" \t");
     return begin == std::string::npos ? "" : text.substr(begin, text.find_last_not_of(" \t") + 1 - begin);

@@ -4,7 +4,6 @@
 #include <likeness/version.hpp>
 #include "console/option_checks.hpp"
 #include "console/parser_view.hpp"
-#include "console/subcommands.hpp"
 #include "console/thread_supply.hpp"
 #include "diagnostics/shown_text.hpp"
 #include "files/refusal.hpp"
@@ -235,7 +234,7 @@ void useThreadsThatThereAre(const Console& console, int wanted) {
 
 }  // namespace
 
-CommandLine::CommandLine()
+CommandLine::CommandLine(const std::vector<Subcommand>& subcommands)
     : app_("Colour science and computational photography on image files, one operation at a time.", "darkroom") {
     app_.formatter(std::make_shared<WrappingFormatter>());
     app_.set_version_flag("--version", "darkroom " LIKENESS_VERSION, "Print the version and exit (example: --version)");
@@ -245,7 +244,7 @@ CommandLine::CommandLine()
         "darkroom SUBCOMMAND --help shows the options of a subcommand.\n"
         "Exit status: 0 done (and within limits), 1 compared and outside the limits, 2 could not run;\n"
         "a batch that a signal stopped ends with 130 or 143.");
-    for (const Subcommand& subcommand : subcommands()) {
+    for (const Subcommand& subcommand : subcommands) {
         CLI::App* const app = app_.add_subcommand(subcommand.name, subcommand.summary);
         app->footer("");
         Entry entry;

@@ -3,22 +3,21 @@
 
 #include "console/console.hpp"
 #include "console/exit_status.hpp"
+#include "console/subcommand.hpp"
 
 #include <CLI/CLI.hpp>
 
-#include <functional>
 #include <map>
 #include <memory>
+#include <vector>
 
 namespace likeness::darkroom {
-
-/// What a subcommand does once its options are parsed. Throws a `Refusal` where it cannot.
-using Action = std::function<ExitStatus(const Console& console)>;
 
 /// Parser and subcommands. The options' values live as long as this object.
 class CommandLine {
 public:
-    CommandLine();
+    /// @param subcommands  in the order of the help
+    explicit CommandLine(const std::vector<Subcommand>& subcommands);
 
     /// Parses the arguments and runs the subcommand that they name.
     /// @return  exit status of the program

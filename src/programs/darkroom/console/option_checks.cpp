@@ -13,17 +13,6 @@
 namespace likeness::darkroom {
 namespace {
 
-/// The parts of a text between its commas.
-std::vector<std::string> partsOf(const std::string& text) {
-    std::vector<std::string> parts;
-    for (std::size_t begin = 0; begin <= text.size();) {
-        const std::size_t end = std::min(text.find(',', begin), text.size());
-        parts.push_back(text.substr(begin, end - begin));
-        begin = end + 1;
-    }
-    return parts;
-}
-
 /// How many letters must be put in, left out or exchanged to make one word of the other.
 std::size_t editDistance(const std::string& from, const std::string& to) {
     std::vector<std::size_t> row(to.size() + 1);
@@ -78,6 +67,16 @@ std::string noTriple(const std::string& text, double high) {
 }
 
 }  // namespace
+
+std::vector<std::string> partsOf(const std::string& text) {
+    std::vector<std::string> parts;
+    for (std::size_t begin = 0; begin <= text.size();) {
+        const std::size_t end = std::min(text.find(',', begin), text.size());
+        parts.push_back(text.substr(begin, end - begin));
+        begin = end + 1;
+    }
+    return parts;
+}
 
 double parseNumber(const std::string& text) {
     constexpr double none = std::numeric_limits<double>::quiet_NaN();

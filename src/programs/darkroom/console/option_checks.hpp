@@ -38,6 +38,9 @@ cv::Vec2d chromaticityIn(const std::string& text);
 /// The numbers of a text that `positiveTriple` accepts.
 cv::Vec3d tripleIn(const std::string& text);
 
+/// The parts of a text between its commas: one more than there are commas, and some may be empty.
+std::vector<std::string> partsOf(const std::string& text);
+
 /// The finite number that `text` is as a whole, without spaces around it; NaN if it is none.
 double parseNumber(const std::string& text);
 

@@ -1,31 +1,6 @@
-#include "console/subcommands.hpp"
+#include "commands/subcommands.hpp"
 
 namespace likeness::darkroom {
-
-Action declareAdapt(CLI::App& app);
-Action declareAlign(CLI::App& app);
-Action declareAppearance(CLI::App& app);
-Action declareBatch(CLI::App& app);
-Action declareBrighten(CLI::App& app);
-Action declareColour(CLI::App& app);
-Action declareCompare(CLI::App& app);
-Action declareCompletion(CLI::App& app);
-Action declareConditions(CLI::App& app);
-Action declareConvert(CLI::App& app);
-Action declareFuse(CLI::App& app);
-Action declareManual(CLI::App& app);
-Action declareMatchBrightness(CLI::App& app);
-Action declareMerge(CLI::App& app);
-Action declareReport(CLI::App& app);
-Action declareSelftest(CLI::App& app);
-Action declareSmooth(CLI::App& app);
-Action declareStack(CLI::App& app);
-Action declareStructure(CLI::App& app);
-Action declareSweep(CLI::App& app);
-Action declareTint(CLI::App& app);
-Action declareTransfer(CLI::App& app);
-Action declareVerify(CLI::App& app);
-Action declareWhite(CLI::App& app);
 
 const std::vector<Subcommand>& subcommands() {
     static const std::vector<Subcommand> all = {
