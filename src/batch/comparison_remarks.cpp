@@ -38,6 +38,13 @@ std::string uncountedRemark(const AppearanceDistributions& distributions) {
                             100 * share);
 }
 
+std::string blackRemark(const AppearanceDistributions& distributions) {
+    return distributions.blackShare == 0
+               ? std::string()
+               : fmt::format("{:.2g} % of its pixels have colours outside what the model describes: they count as black",
+                             100 * distributions.blackShare);
+}
+
 std::string appearanceProblem(const AppearanceDistributions& distributions) {
     return greatestNanShare(distributions) < 1
                ? std::string()

@@ -23,6 +23,9 @@ std::string backgroundRemark(cv::Size first, cv::Size second);
 /// negative; empty where all are.
 std::string uncountedRemark(const AppearanceDistributions& distributions);
 
+/// How many of a photograph's pixels a published model takes for black although they are not; empty where none.
+std::string blackRemark(const AppearanceDistributions& distributions);
+
 /// What follows "cannot read 'PATH'" where no pixel has an appearance; empty where one has.
 std::string appearanceProblem(const AppearanceDistributions& distributions);
 

@@ -45,6 +45,9 @@ void analyze(const std::string& path, AnalysisTables& tables, std::uint64_t most
         tables.photograph = std::move(photograph.bgr);
     }
     analysis.problem = appearanceProblem(analysis.distributions);
+    if (std::string black = blackRemark(analysis.distributions); !black.empty()) {
+        analysis.remarks.push_back(std::move(black));
+    }
     const CorrelateShares& shares = analysis.distributions.nanShares;
     analysis.facts.nanShares = {shares.brightness, shares.lightness, shares.chroma, shares.colorfulness,
                                 shares.saturation};

@@ -174,6 +174,7 @@ ExitStatus mapAppearance(const Console& console, const Options& options) {
                      what + ", " + rangeOf(scale));
         progress.step();
     }
+    warnOfBlack(console, options.input, analysis.distributions());
     const std::optional<BinProbabilities>& hue = analysis.distributions().hue;
     std::cout << (options.json ? jsonText(options, model, image.size(), profile, all, hue)
                                : table(all) + (hue ? mostFrequentHue(*hue) : ""))

@@ -68,6 +68,7 @@ struct SeenColor {
     std::string label;
     Xyz xyz;
     Correlates correlates;
+    bool countsAsBlack = false;  ///< although it is not: the model does not describe it
     std::array<UniformColor, variants.size()> uniform;
     CieLab lab;
     cv::Vec3d srgb;
@@ -169,6 +170,7 @@ SeenColor seen(const GivenColor& color, const NamedConditions& conditions, const
     result.xyz = xyzOf(color, conditions, model);
     if (model != nullptr) {
         result.correlates = model->correlatesOf(result.xyz);
+        result.countsAsBlack = countsAsBlack(result.xyz, result.correlates);
     } else {
         result.correlates = ownCorrelates(std::get<SrgbColor>(color.value));
     }
@@ -188,7 +190,11 @@ std::vector<Difference> differencesOf(const std::vector<SeenColor>& colors) {
     for (std::size_t i = 1; i < colors.size(); ++i) {
         Difference difference = {0, i, {}, ciede2000(colors[0].lab, colors[i].lab)};
         for (std::size_t k = 0; k < variants.size(); ++k) {
-            difference.uniform[k] = uniformDifference(colors[0].uniform[k], colors[i].uniform[k], variants[k].variant);
+            // That of black, which the model takes such colours for, would say nothing of them.
+            difference.uniform[k] =
+                colors[0].countsAsBlack || colors[i].countsAsBlack
+                    ? none
+                    : uniformDifference(colors[0].uniform[k], colors[i].uniform[k], variants[k].variant);
         }
         differences.push_back(difference);
     }
@@ -391,9 +397,10 @@ void warnOf(const Console& console, const std::vector<GivenColor>& given, const 
     constexpr std::size_t mostNamed = 5;  // of a table, which may have any number
     std::size_t outside = 0;
     for (const SeenColor& color : result.colors) {
-        if ((!std::isfinite(color.correlates.chroma) || !std::isfinite(color.correlates.lightness)) &&
-            ++outside <= mostNamed) {
-            console.warn("'" + color.label + "' lies outside what the model describes: it has no chroma there");
+        const bool hasNone = !std::isfinite(color.correlates.chroma) || !std::isfinite(color.correlates.lightness);
+        if ((hasNone || color.countsAsBlack) && ++outside <= mostNamed) {
+            console.warn("'" + color.label + "' lies outside what the model describes: " +
+                         (hasNone ? "it has no chroma there" : "it counts as black"));
         }
     }
     if (outside > mostNamed) {

@@ -72,6 +72,7 @@ struct Point {
     LikenessCoefficients coefficients{};
     std::optional<float> hue{};
     std::pair<CorrelateShares, CorrelateShares> uncounted{};  ///< shares of pixels without an appearance
+    std::pair<double, double> black{};                        ///< and of those that count as black
 };
 
 ChosenModel modelAt(const Options& options, const std::string& white, const std::string& surround,
@@ -139,6 +140,7 @@ void compareAt(std::vector<Point>& points, int first, int end,
         point.coefficients = compareDistributions(seen[k], seen[k + 1]);
         point.hue = hueCoefficient(seen[k], seen[k + 1]);
         point.uncounted = {seen[k].nanShares, seen[k + 1].nanShares};
+        point.black = {seen[k].blackShare, seen[k + 1].blackShare};
     }
 }
 
@@ -155,7 +157,7 @@ void warnOfModels(const Console& console, const std::vector<Point>& points) {
     warnOfModel(console, all);
 }
 
-/// Warns of pixels without an appearance, as many as there are under the worst of the conditions.
+/// Warns of pixels without an appearance, and of those that count as black, as many as there are under the worst of the conditions.
 /// @throws Refusal  if there are conditions under which none has one
 void checkAppearances(const Console& console, const Options& options, const std::vector<Point>& points) {
     std::pair<AppearanceDistributions, AppearanceDistributions> worst;
@@ -164,6 +166,8 @@ void checkAppearances(const Console& console, const Options& options, const std:
             worst.first.nanShares[k] = std::max(worst.first.nanShares[k], point.uncounted.first[k]);
             worst.second.nanShares[k] = std::max(worst.second.nanShares[k], point.uncounted.second[k]);
         }
+        worst.first.blackShare = std::max(worst.first.blackShare, point.black.first);
+        worst.second.blackShare = std::max(worst.second.blackShare, point.black.second);
     }
     checkAppearance(console, options.first, worst.first);
     checkAppearance(console, options.second, worst.second);
