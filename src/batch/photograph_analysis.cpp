@@ -35,7 +35,7 @@ void analyze(const std::string& path, AnalysisTables& tables, std::uint64_t most
         try {
             analysis.distributions = modelledAppearance(photograph.bgr, options, tables.counter).distributions;
         } catch (const std::invalid_argument& problem) {
-            analysis.problem = std::string(": ") + problem.what();
+            analysis.problem = pictureProblem(problem.what(), options.model);
             return;
         }
     }

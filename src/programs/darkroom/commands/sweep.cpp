@@ -1,6 +1,7 @@
 // darkroom sweep: how alike two photographs look under a range of viewing conditions.
 #include <likeness/comparison/analysis.hpp>
 #include <likeness/version.hpp>
+#include "batch/comparison_remarks.hpp"
 #include "batch/correlates.hpp"
 #include "console/comparison_result.hpp"
 #include "console/comparison_warnings.hpp"
@@ -29,6 +30,7 @@
 #include <cstdlib>
 #include <iostream>
 #include <memory>
+#include <stdexcept>
 
 namespace likeness::darkroom {
 namespace {
@@ -101,6 +103,16 @@ std::vector<std::string> partsOf(const std::string& text) {
     return parts;
 }
 
+/// @throws Refusal  if a value is given twice: its lines would stand twice in the result
+void checkOnce(const char* option, const std::vector<std::string>& values) {
+    for (std::size_t i = 0; i < values.size(); ++i) {
+        const auto behind = values.begin() + static_cast<std::ptrdiff_t>(i) + 1;
+        if (std::find(behind, values.end(), values[i]) != values.end()) {
+            throw Refusal(std::string(option) + ": '" + values[i] + "' is given twice");
+        }
+    }
+}
+
 /// Every combination, the luminance the fastest.
 std::vector<Point> pointsOf(const Options& options) {
     const std::vector<std::string> luminances = partsOf(options.luminances);
@@ -109,6 +121,9 @@ std::vector<Point> pointsOf(const Options& options) {
             throw Refusal("--white-luminance: '" + luminance + "' is not a luminance in cd/m2 above 0");
         }
     }
+    checkOnce("--white", options.whites);
+    checkOnce("--surround", options.surrounds);
+    checkOnce("--white-luminance", luminances);
     if (options.whites.size() * options.surrounds.size() * luminances.size() > mostPoints) {
         throw Refusal(fmt::format("these are more than {} conditions", mostPoints));
     }
@@ -124,16 +139,29 @@ std::vector<Point> pointsOf(const Options& options) {
 }
 
 /// The photographs under the conditions `first` to `end`, on all threads.
-void compareAt(std::vector<Point>& points, int first, int end,
+/// @throws Refusal  if one of them cannot be seen under one of the conditions
+void compareAt(const Options& options, std::vector<Point>& points, int first, int end,
                const std::pair<CountedPhotograph, CountedPhotograph>& photographs) {
     std::vector<AppearanceDistributions> seen(static_cast<std::size_t>(2 * (end - first)));
+    std::vector<std::string> problems(seen.size());
     cv::parallel_for_(cv::Range(0, 2 * (end - first)), [&](const cv::Range& range) {
         for (int k = range.start; k < range.end; ++k) {
             const ChosenModel& chosen = points[static_cast<std::size_t>(first + k / 2)].model;
             const CountedPhotograph& photograph = k % 2 == 0 ? photographs.first : photographs.second;
-            seen[static_cast<std::size_t>(k)] = photograph.distributions(chosen.model, chosen.hue);
+            try {
+                seen[static_cast<std::size_t>(k)] = photograph.distributions(chosen.model, chosen.hue);
+            } catch (const std::invalid_argument& problem) {
+                const std::string& path = k % 2 == 0 ? options.first : options.second;
+                problems[static_cast<std::size_t>(k)] =
+                    "'" + path + '\'' + pictureProblem(problem.what(), chosen.model);
+            }
         }
     });
+    for (const std::string& problem : problems) {
+        if (!problem.empty()) {
+            throw Refusal(problem);
+        }
+    }
     for (int i = first; i < end; ++i) {
         const auto k = static_cast<std::size_t>(2 * (i - first));
         Point& point = points[static_cast<std::size_t>(i)];
@@ -321,7 +349,7 @@ ExitStatus sweep(const Console& console, const Options& options) {
         Progress progress(console, "comparing", count);
         for (int first = 0; first < count; first += atOnce) {
             const int end = std::min(first + atOnce, count);
-            compareAt(points, first, end, photographs.counted);
+            compareAt(options, points, first, end, photographs.counted);
             progress.reach(end, count);
         }
     }
