@@ -42,7 +42,7 @@ std::string blackRemark(const AppearanceDistributions& distributions) {
     return distributions.blackShare == 0
                ? std::string()
                : fmt::format(
-                     "{:.2g} % of its pixels have colours outside what the model describes: they count as black",
+                     "{:.3g} % of its pixels have colours outside what the model describes: they count as black",
                      100 * distributions.blackShare);
 }
 
