@@ -123,6 +123,10 @@ cv::Matx33d sharpenedFromXyz(AppearanceModelKind kind) {
     return kind == AppearanceModelKind::ciecam02 ? doubleMatrix(cat02FromXyz) : cat16FromXyz();
 }
 
+bool countsAsBlack(const Xyz& xyz, const Correlates& correlates) noexcept {
+    return correlates.lightness == 0 && (xyz.x > 0 || xyz.y > 0 || xyz.z > 0);
+}
+
 double hueQuadratureOf(double hueDegrees) {
     if (!std::isfinite(hueDegrees)) {
         return none;

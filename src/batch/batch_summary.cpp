@@ -34,6 +34,20 @@ void BatchSummary::add(const PairOutcome& outcome) {
     for (std::size_t k = 0; k < coefficients_.size(); ++k) {
         coefficients_[k].push_back(outcome.coefficients[k]);
     }
+    if (outcome.hue) {
+        hues_.push_back(*outcome.hue);
+    }
+}
+
+std::vector<NamedCoefficients> BatchSummary::coefficients() const {
+    std::vector<NamedCoefficients> all;
+    for (std::size_t k = 0; k < coefficients_.size(); ++k) {
+        all.push_back({correlateNames[k].name, coefficients_[k]});
+    }
+    if (hasHue()) {
+        all.push_back({hueName.name, hues_});
+    }
+    return all;
 }
 
 std::vector<std::string> BatchSummary::table() const {
@@ -42,9 +56,9 @@ std::vector<std::string> BatchSummary::table() const {
     }
     std::vector<std::string> lines = {fmt::format("{:<13}{:>9}{:>9}{:>9}{:>9}{:>9}{:>9}{:>9}{:>9}", "", "mean", "least",
                                                   "5 %", "25 %", "median", "75 %", "95 %", "greatest")};
-    for (std::size_t k = 0; k < coefficients_.size(); ++k) {
-        const CoefficientStatistics all = statisticsOf(coefficients_[k]);
-        std::string line = fmt::format("{:<13}{:>9.5f}", correlateNames[k].name, all.mean);
+    for (const NamedCoefficients& coefficient : coefficients()) {
+        const CoefficientStatistics all = statisticsOf(coefficient.values);
+        std::string line = fmt::format("{:<13}{:>9.5f}", coefficient.name, all.mean);
         for (const float value :
              {all.least, all.fifth, all.lowerQuartile, all.median, all.upperQuartile, all.ninetyFifth, all.greatest}) {
             line += fmt::format("{:>9.5f}", value);

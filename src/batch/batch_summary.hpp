@@ -24,7 +24,13 @@ struct CoefficientStatistics {
 /// @param values  not empty
 CoefficientStatistics statisticsOf(std::vector<float> values);
 
-/// Counts records and gathers their coefficients: 20 bytes a pair.
+/// One coefficient over many pairs.
+struct NamedCoefficients {
+    const char* name;
+    const std::vector<float>& values;
+};
+
+/// Counts records and gathers their coefficients: 20 bytes a pair, 24 with that of the hue.
 class BatchSummary {
 public:
     void add(const PairOutcome& outcome);
@@ -33,8 +39,12 @@ public:
     std::uint64_t failed() const noexcept { return failed_; }
     std::uint64_t withRemarks() const noexcept { return withRemarks_; }
 
-    /// Those of the compared pairs, in the order in which they were added.
-    const std::vector<float>& coefficients(std::size_t correlate) const { return coefficients_[correlate]; }
+    /// Those of the compared pairs, in the order in which they were added: the five, and behind them that of the hue
+    /// where pairs have one.
+    std::vector<NamedCoefficients> coefficients() const;
+
+    /// Whether pairs have a coefficient of the hue.
+    bool hasHue() const noexcept { return !hues_.empty(); }
 
     /// A table of the mean, the least value, the 5th, 25th, 50th, 75th and 95th percentile (of nearest rank) and the
     /// greatest value of each coefficient, line by line; nothing if no pair was compared.
@@ -45,6 +55,7 @@ private:
     std::uint64_t failed_ = 0;
     std::uint64_t withRemarks_ = 0;
     std::array<std::vector<float>, 5> coefficients_;
+    std::vector<float> hues_;
 };
 
 /// "0.5 s", "2 min 5 s", "3 h 20 min", "2 d 5 h".

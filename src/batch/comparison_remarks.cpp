@@ -38,6 +38,18 @@ std::string uncountedRemark(const AppearanceDistributions& distributions) {
                             100 * share);
 }
 
+std::string blackRemark(const AppearanceDistributions& distributions) {
+    return distributions.blackShare == 0
+               ? std::string()
+               : fmt::format(
+                     "{:.3g} % of its pixels have colours outside what the model describes: they count as black",
+                     100 * distributions.blackShare);
+}
+
+std::string pictureProblem(const std::string& problem, const ComparisonModel& model) {
+    return ": " + problem + (model.pictureWhite == PictureWhite::encoding ? "" : "; choose --picture-white encoding");
+}
+
 std::string appearanceProblem(const AppearanceDistributions& distributions) {
     return greatestNanShare(distributions) < 1
                ? std::string()

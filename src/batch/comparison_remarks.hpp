@@ -1,6 +1,7 @@
 // What is said of a comparison beside its numbers.
 #pragma once
 
+#include <likeness/comparison/comparison_model.hpp>
 #include <likeness/comparison/photograph_comparison.hpp>
 
 #include <opencv2/core.hpp>
@@ -22,6 +23,13 @@ std::string backgroundRemark(cv::Size first, cv::Size second);
 /// How many of a photograph's pixels are in no histogram, because they hold values that are no numbers, infinite or
 /// negative; empty where all are.
 std::string uncountedRemark(const AppearanceDistributions& distributions);
+
+/// How many of a photograph's pixels a published model takes for black although they are not; empty where none.
+std::string blackRemark(const AppearanceDistributions& distributions);
+
+/// What follows the path of a photograph that a model cannot see: ": the white of the picture lies outside ...; choose
+/// --picture-white encoding".
+std::string pictureProblem(const std::string& problem, const ComparisonModel& model);
 
 /// What follows "cannot read 'PATH'" where no pixel has an appearance; empty where one has.
 std::string appearanceProblem(const AppearanceDistributions& distributions);

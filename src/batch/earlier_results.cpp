@@ -9,7 +9,6 @@
 #include <algorithm>
 #include <cerrno>
 #include <cstdio>
-#include <cstdlib>
 #include <cstring>
 #include <filesystem>
 
@@ -64,20 +63,6 @@ private:
 void carryHue(ResultRecord& record, CarriedValue::Kind kind) {
     const std::optional<float>& hue = record.outcome.hue;
     record.carried.push_back({hueColumn, hue ? kind : CarriedValue::Kind::absent, hue ? nineDigits(*hue) : ""});
-}
-
-/// Takes it from there.
-void takeHue(ResultRecord& record) {
-    if (record.carried.empty() || record.carried.back().column != hueColumn) {
-        return;
-    }
-    const std::string& text = record.carried.back().text;
-    char* end = nullptr;
-    const float hue = std::strtof(text.c_str(), &end);
-    if (end != text.c_str() && *end == '\0') {
-        record.outcome.hue = hue;
-    }
-    record.carried.pop_back();
 }
 
 class TakeUp {

@@ -35,7 +35,7 @@ void analyze(const std::string& path, AnalysisTables& tables, std::uint64_t most
         try {
             analysis.distributions = modelledAppearance(photograph.bgr, options, tables.counter).distributions;
         } catch (const std::invalid_argument& problem) {
-            analysis.problem = std::string(": ") + problem.what();
+            analysis.problem = pictureProblem(problem.what(), options.model);
             return;
         }
     }
@@ -45,6 +45,9 @@ void analyze(const std::string& path, AnalysisTables& tables, std::uint64_t most
         tables.photograph = std::move(photograph.bgr);
     }
     analysis.problem = appearanceProblem(analysis.distributions);
+    if (std::string black = blackRemark(analysis.distributions); !black.empty()) {
+        analysis.remarks.push_back(std::move(black));
+    }
     const CorrelateShares& shares = analysis.distributions.nanShares;
     analysis.facts.nanShares = {shares.brightness, shares.lightness, shares.chroma, shares.colorfulness,
                                 shares.saturation};

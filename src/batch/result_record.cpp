@@ -1,6 +1,25 @@
 #include "batch/result_record.hpp"
 
+#include <cstdlib>
+
 namespace likeness {
+
+void takeHue(ResultRecord& record) {
+    if (record.carried.empty() || record.carried.back().column != hueColumn) {
+        return;
+    }
+    const std::string& text = record.carried.back().text;
+    char* end = nullptr;
+    const float hue = std::strtof(text.c_str(), &end);
+    if (end != text.c_str() && *end == '\0') {
+        record.outcome.hue = hue;
+    }
+    record.carried.pop_back();
+}
+
+bool comparesHue(const ResultRecord& record) {
+    return record.parameters.find(";hue=") != std::string::npos;
+}
 
 std::string lowerCase(std::string_view text) {
     std::string lower(text);

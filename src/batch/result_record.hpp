@@ -67,6 +67,12 @@ struct ResultRecord {
     double milliseconds = 0;  ///< wall time; kept apart from the record
 };
 
+/// Takes the hue's coefficient out of the carried values, behind which it stands in files.
+void takeHue(ResultRecord& record);
+
+/// Whether the parameters of a record say that the hue has a coefficient; without, a column of its name is the list's.
+bool comparesHue(const ResultRecord& record);
+
 /// ASCII letters in lower case, others as they are.
 std::string lowerCase(std::string_view text);
 

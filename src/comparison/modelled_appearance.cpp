@@ -11,6 +11,7 @@
 
 #include <algorithm>
 #include <array>
+#include <atomic>
 #include <cmath>
 #include <mutex>
 #include <stdexcept>
@@ -62,8 +63,8 @@ void forEachLinear(const PhotographColors& colors, Visit visit) {
     const cv::Mat& bgr = colors.bgr;
     for (int i = 0; i < bgr.rows; ++i) {
         for (int j = 0; j < bgr.cols; ++j) {
-            const std::uint32_t times = colors.counts.empty() ? 1 : colors.counts[static_cast<std::size_t>(j)];
-            visit(bgr.depth() == CV_8U ? linearOf(bgr.at<cv::Vec3b>(i, j)) : linearOf(bgr.at<cv::Vec3f>(i, j)), times);
+            visit(bgr.depth() == CV_8U ? linearOf(bgr.at<cv::Vec3b>(i, j)) : linearOf(bgr.at<cv::Vec3f>(i, j)),
+                  colors.times(j));
         }
     }
 }
@@ -110,9 +111,16 @@ public:
           toConditions_(xyzToConditions(model_, whiteOf(colors, model.pictureWhite))),
           adapts_(toConditions_ != cv::Matx33d::eye()) {}
 
-    Correlates correlatesOf(const cv::Vec3d& linear) const {
-        const cv::Vec3d xyz = adapts_ ? toConditions_ * xyzOfLinear(linear) : xyzOfLinear(linear);
-        return model_.correlatesOf({xyz[0], xyz[1], xyz[2]});
+    struct Seen {
+        Correlates correlates;
+        bool countsAsBlack;
+    };
+
+    Seen seen(const cv::Vec3d& linear) const {
+        const cv::Vec3d shown = adapts_ ? toConditions_ * xyzOfLinear(linear) : xyzOfLinear(linear);
+        const Xyz xyz = {shown[0], shown[1], shown[2]};
+        const Correlates correlates = model_.correlatesOf(xyz);
+        return {correlates, countsAsBlack(xyz, correlates)};
     }
 
     PublishedEstimate estimate() const {
@@ -125,13 +133,18 @@ private:
     bool adapts_;
 };
 
-AppearanceMaps publishedMaps(const PublishedView& view, const cv::Mat& bgr) {
+/// @param black  receives how many pixels count as black
+AppearanceMaps publishedMaps(const PublishedView& view, const PhotographColors& colors, std::uint64_t& black) {
+    const cv::Mat& bgr = colors.bgr;
+    std::atomic<std::uint64_t> blackOfAll = 0;
     const auto map = [&bgr] { return cv::Mat(bgr.size(), CV_32F); };
     AppearanceMaps maps{{map(), map(), map(), map(), map()}, map()};
     const auto fill = [&](auto pixel, int row, int begin, int end) {
         using Pixel = decltype(pixel);
+        std::uint64_t blackOfPiece = 0;
         for (int j = begin; j < end; ++j) {
-            const Correlates k = view.correlatesOf(linearOf(bgr.at<Pixel>(row, j)));
+            const auto [k, countsAsBlack] = view.seen(linearOf(bgr.at<Pixel>(row, j)));
+            blackOfPiece += countsAsBlack ? colors.times(j) : 0;
             maps.brightness.at<float>(row, j) = static_cast<float>(k.brightness);
             maps.lightness.at<float>(row, j) = static_cast<float>(k.lightness);
             maps.chroma.at<float>(row, j) = static_cast<float>(k.chroma);
@@ -139,6 +152,7 @@ AppearanceMaps publishedMaps(const PublishedView& view, const cv::Mat& bgr) {
             maps.saturation.at<float>(row, j) = static_cast<float>(k.saturation);
             maps.hueDegrees.at<float>(row, j) = static_cast<float>(k.hueDegrees);
         }
+        blackOfAll += blackOfPiece;
     };
     // Each value is one colour's: the pieces may be made on any thread.
     constexpr int piece = 4096;
@@ -154,6 +168,7 @@ AppearanceMaps publishedMaps(const PublishedView& view, const cv::Mat& bgr) {
             }
         }
     });
+    black = blackOfAll;
     return maps;
 }
 
@@ -196,7 +211,7 @@ public:
     }
 
     std::uint32_t times(const Block& block, std::size_t i) const {
-        return colors_.counts.empty() ? 1 : colors_.counts[static_cast<std::size_t>(block.first) + i];
+        return colors_.times(block.first + static_cast<int>(i));
     }
 
 private:
@@ -211,6 +226,7 @@ private:
 struct EstimatedCounts {
     std::array<std::array<std::uint64_t, PublishedEstimate::binLimit>, 5> pixels{};
     std::vector<std::pair<Correlates, std::uint32_t>> asked;
+    std::uint64_t black = 0;  ///< pixels that count as black, among those that were asked for
 
     void add(const PublishedEstimate::Bins& bins, std::size_t i, std::uint32_t times) {
         pixels[0][static_cast<std::size_t>(bins.brightness[i])] += times;
@@ -243,11 +259,13 @@ struct EstimatedCounts {
 };
 
 /// The counts of the maps; colours whose bins an estimate settles are spared the model.
-void countByEstimate(const PublishedView& view, const PhotographColors& colors, CorrelateCounts& counts) {
+/// @return  how many pixels count as black; an estimate settles none of them
+std::uint64_t countByEstimate(const PublishedView& view, const PhotographColors& colors, CorrelateCounts& counts) {
     const PublishedEstimate estimate = view.estimate();
     const ColorBlocks blocks(colors);
     constexpr int blocksOfPiece = 128;
     const int pieces = (blocks.count() + blocksOfPiece - 1) / blocksOfPiece;
+    std::uint64_t black = 0;
     std::mutex mutex;
     // Whole numbers of pixels: their sum does not depend on which thread adds first.
     numerics::inParallel(static_cast<std::size_t>(pieces), 1, [&](std::size_t first, std::size_t last) {
@@ -262,7 +280,9 @@ void countByEstimate(const PublishedView& view, const PhotographColors& colors, 
                 if (bins.certain[i] != 0) {
                     found.add(bins, i, times);
                 } else {
-                    found.asked.emplace_back(view.correlatesOf(blocks.linearOf(block, i)), times);
+                    const auto [correlates, countsAsBlack] = view.seen(blocks.linearOf(block, i));
+                    found.asked.emplace_back(correlates, times);
+                    found.black += countsAsBlack ? times : 0;
                 }
             }
             constexpr std::size_t most = 1U << 14;  // a megabyte, where the estimate settles little
@@ -273,7 +293,9 @@ void countByEstimate(const PublishedView& view, const PhotographColors& colors, 
         }
         const std::scoped_lock lock(mutex);
         found.addTo(counts);
+        black += found.black;
     });
+    return black;
 }
 
 /// v' = (1 - D) v + D W of sharpened pixels.
@@ -383,19 +405,22 @@ ModelledAppearance modelledAppearance(const PhotographColors& colors, const Anal
     }
     CorrelateCounts counts;
     AppearanceMaps maps;
+    std::uint64_t black = 0;
+    const auto blackShare = [&] { return static_cast<double>(black) / static_cast<double>(colors.size.area()); };
     if (own) {
         maps = ownMaps(model, background, colors.bgr, stepDone);
     } else {
         const PublishedView view(model, colors);
         stepDone();
         if (!mapsNeeded) {
-            countByEstimate(view, colors, counts);
+            black = countByEstimate(view, colors, counts);
             stepDone();
             result.distributions = distributionsOf(counts);
+            result.distributions.blackShare = blackShare();
             stepDone();
             return result;
         }
-        maps = publishedMaps(view, colors.bgr);
+        maps = publishedMaps(view, colors, black);
     }
     stepDone();
     for (std::size_t k = 0; k < correlateNames.size(); ++k) {
@@ -406,6 +431,7 @@ ModelledAppearance modelledAppearance(const PhotographColors& colors, const Anal
         }
     }
     result.distributions = distributionsOf(counts);
+    result.distributions.blackShare = blackShare();
     if (options.hue) {
         result.distributions.hue = hueOf(maps, colors.counts, *options.hue);
     }

@@ -20,6 +20,9 @@ struct PhotographColors {
     cv::Mat bgr;                        ///< CV_8UC3 or CV_32FC3; 1 x K, or the pixels of floats
     std::vector<std::uint32_t> counts;  ///< how many pixels have each; empty for pixels
     cv::Size size;                      ///< of the photograph
+
+    /// How many pixels have the colour of a column.
+    std::uint32_t times(int column) const { return counts.empty() ? 1 : counts[static_cast<std::size_t>(column)]; }
 };
 
 /// What was found of a photograph.

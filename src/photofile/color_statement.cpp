@@ -33,7 +33,50 @@ bool isSensible(const Chromaticities& c) {
            std::abs(area) > 0.005 && inside;
 }
 
+/// Exif data (Exif 2.32, 4.6) in a file.
+class ExifColors {
+public:
+    /// @param tiff  place of its TIFF header
+    ExifColors(const HeaderBytes& file, std::uint64_t tiff)
+        : file_(file), tiff_(tiff), bigEndian_(file_.holds(tiff, "MM")) {}
+
+    /// Adobe RGB as cameras say it (DCF 2.0): a colour space that is not calibrated, and the interoperability index R03.
+    bool sayAdobeRgb() {
+        constexpr std::uint64_t exifDirectory = 0x8769;
+        constexpr std::uint64_t colorSpace = 0xA001;
+        constexpr std::uint64_t interoperabilityDirectory = 0xA005;
+        constexpr std::uint64_t interoperabilityIndex = 1;
+        const std::uint64_t exif = place(valueOf(tiff_ + number(tiff_ + 4, 4), exifDirectory));
+        const std::uint64_t space = valueOf(exif, colorSpace);
+        const std::uint64_t index = valueOf(place(valueOf(exif, interoperabilityDirectory)), interoperabilityIndex);
+        return space != 0 && number(space, 2) == 0xFFFF && index != 0 && file_.holds(index, "R03");
+    }
+
+private:
+    std::uint64_t number(std::uint64_t at, std::size_t count) { return file_.number(at, count, bigEndian_); }
+
+    /// What an entry points to; 0 of none.
+    std::uint64_t place(std::uint64_t value) { return value == 0 ? 0 : tiff_ + number(value, 4); }
+
+    /// Place of a tag's value; 0 if the directory, or it, is not there.
+    std::uint64_t valueOf(std::uint64_t directory, std::uint64_t tag) {
+        const std::uint64_t count = directory == 0 ? 0 : number(directory, 2);
+        for (std::uint64_t i = 0; i < std::min<std::uint64_t>(count, 256) && file_.good(); ++i) {
+            const std::uint64_t entry = directory + 2 + 12 * i;
+            if (number(entry, 2) == tag) {
+                return entry + 8;
+            }
+        }
+        return 0;
+    }
+
+    HeaderBytes file_;  // of its own: what lies behind the end here says nothing of the JPEG
+    std::uint64_t tiff_;
+    bool bigEndian_;
+};
+
 void readJpeg(HeaderBytes& file, ColorStatement& statement) {
+    constexpr std::string_view exifName = "Exif\0\0"sv;
     constexpr std::string_view name = "ICC_PROFILE\0"sv;
     std::map<int, Bytes> chunks;  // by number, from 1
     int count = 0;
@@ -45,6 +88,9 @@ void readJpeg(HeaderBytes& file, ColorStatement& statement) {
                                  : channels == 3 ? StoredChannels::rgb
                                                  : StoredChannels::others;
             return true;
+        }
+        if (segment.marker == 0xE1 && segment.length > exifName.size() && file.holds(segment.content, exifName)) {
+            statement.exifAdobeRgb |= ExifColors(file, segment.content + exifName.size()).sayAdobeRgb();
         }
         const std::size_t begin = name.size() + 2;
         if (segment.marker == 0xE2 && segment.length >= begin && file.holds(segment.content, name)) {

@@ -48,7 +48,8 @@ struct ColorStatement {
     bool saysSrgb = false;                   ///< whether it says that its colours are sRGB, other than by a profile
     std::string problem;  ///< why what is there cannot be had: follows "its colour profile"; empty if nothing is wrong
     std::string passedOver;  ///< why what comes first cannot be had, where the file says its colours in another way too
-    bool loneGamma = false;  ///< whether an exponent of 1 / 2.2 without primaries is all that says sRGB
+    bool exifAdobeRgb = false;  ///< whether the Exif data of a JPEG says Adobe RGB
+    bool loneGamma = false;     ///< whether an exponent of 1 / 2.2 without primaries is all that says sRGB
 };
 
 /// Most bytes of a profile that is taken out of a file.

@@ -101,9 +101,11 @@ std::string ProfileUse::warning() const {
                (fallsBack ? ": what else the file says of its colours is taken"
                           : ": it is taken for a file without one");
     }
-    return otherChannels ? "its colours are not stored as R, G, B or grey, but as CMYK or the like: the decoder's "
-                           "conversion is taken, which knows no profile"
-                         : "";
+    return otherChannels  ? "its colours are not stored as R, G, B or grey, but as CMYK or the like: the decoder's "
+                            "conversion is taken, which knows no profile"
+           : exifAdobeRgb ? "its Exif data alone says that its colours are Adobe RGB, and they are taken for sRGB; "
+                            "--assume-profile adobe-rgb takes them for what they are"
+                          : "";
 }
 
 std::string_view ProfileUse::originName() const {
@@ -131,6 +133,7 @@ bool ManagedColors::inspect(const ByteSource& source, const ImageHeader& header)
     use_.otherChannels = statement.channels == StoredChannels::others;
     use_.problem = statement.passedOver;
     use_.fallsBack = !statement.passedOver.empty();
+    const bool exifAdobeRgb = statement.exifAdobeRgb && saysNothing && !choice_.ignore;
     use_.loneGamma = statement.loneGamma && !choice_.ignore;
     try {
         profile_ = embeddedProfile(std::move(statement));
@@ -154,6 +157,7 @@ bool ManagedColors::inspect(const ByteSource& source, const ImageHeader& header)
         use_.description = profile_->description();
         use_.origin = ProfileUse::Origin::assumed;
     }
+    use_.exifAdobeRgb = exifAdobeRgb && choice_.assumed == nullptr;
     return profile_ != nullptr;
 }
 

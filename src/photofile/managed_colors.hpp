@@ -31,6 +31,7 @@ struct ProfileUse {
     bool fallsBack = false;     ///< whether the file says its colours in another way too, which is taken then
     std::string ignored{};      ///< the file's own profile, where it gives way to an assumed one
     bool otherChannels = false;  ///< whether the file stores CMYK or the like, and the decoder makes R, G, B of it
+    bool exifAdobeRgb = false;   ///< whether nothing but Exif data tells of the colours: that they are Adobe RGB
     bool loneGamma = false;      ///< whether nothing but an exponent of 1 / 2.2 says that the colours are sRGB
 
     /// What is to be said of the file: "its colours are converted from its profile 'Display P3'"; empty for nothing.

@@ -176,7 +176,7 @@ void mapStructure(const cv::Mat& image, int kernelSide, cv::Mat& strength, cv::M
     forEachBand(image.size(), bandHeight, watch, 0, [&](cv::Range band) {
         BandTensor tensor(image, kernelSide);
         tensor.find(band, shown ? &*shown : nullptr);
-        tensor.map(strength.rowRange(band), orientationStrength);
+        tensor.map(strength(band, cv::Range(0, image.cols)), orientationStrength);  // it may be larger
         if (shown) {
             tensor.map(shown->coherence.rowRange(band), coherence);
         }

@@ -60,6 +60,7 @@ TEST(PublishedModelAgreement, Ciecam02AgreesWithLittleCms) {
             const Correlates k = model.correlatesOf(color);
             if (std::isfinite(out.J) && std::isfinite(out.C) && std::isfinite(out.h)) {
                 ++colors;
+                ASSERT_TRUE(std::isfinite(k.lightness + k.chroma + k.hueDegrees));
                 worst = std::max({worst, std::abs(k.lightness - out.J), std::abs(k.chroma - out.C),
                                   // An angle counts as the chroma that it moves.
                                   std::abs(turnBetween(k.hueDegrees, out.h)) * std::min(1.0, out.C)});
@@ -125,6 +126,7 @@ TEST(PublishedModelAgreement, UniformSpaceAndCiecam02AgreeWithColorspacious) {
         for (std::size_t i = 0; i < ours.size(); ++i) {
             double theirs = NAN;
             ASSERT_TRUE(stream >> theirs);
+            ASSERT_TRUE(std::isfinite(theirs) && std::isfinite(ours[i])) << i;
             if (i == 10 || i == 13) {
                 // Its J' of LCD and SCD is divided by K_L.
                 theirs *= i == 10 ? 0.77 : 1.24;

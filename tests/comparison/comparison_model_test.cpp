@@ -55,6 +55,9 @@ double worstDifference(const cv::Mat& photograph, const ComparisonModel& model, 
             const cv::Vec3d shown = toConditions * cv::Vec3d(xyz.x, xyz.y, xyz.z);
             const double expected = single.correlatesOf({shown[0], shown[1], shown[2]}).*correlate;
             const double difference = std::abs(double{actual.at<float>(i, j)} - expected);
+            if (!std::isfinite(difference)) {  // which a maximum would pass over
+                return std::numeric_limits<double>::infinity();
+            }
             worst = std::max(worst, expected == 0 ? difference : difference / std::abs(expected));
         }
     }

@@ -5,8 +5,9 @@
 /// Single colours are in double on the scale Y = 100 (color/tristimulus.hpp). Where the formulas have no value of their
 /// own, their limits are taken:
 ///
-/// - Black has J = Q = C = M = s = 0. So has a colour that is darker than black (achromatic response A <= 0, which needs
-///   negative cone responses); its hue is kept.
+/// - Black has J = Q = C = M = s = 0. So has every colour of an achromatic response A <= 0, which needs negative cone
+///   responses; its hue is kept. Such a colour need not be dark: A falls below 0 for very saturated blues and purples
+///   too, of which the models know nothing (`countsAsBlack`).
 /// - L_A = 0: J and h are the limits for L_A -> 0; Q, C, M and s are 0.
 /// - Y_b = 0 counts as `leastBackgroundRatio` of the white.
 /// - An exact neutral (a = b = 0) has the hue 0. Rounding makes nearly all neutrals inexact: their C is some 1e-12 and
@@ -52,6 +53,11 @@ struct Correlates {
     double hueDegrees = 0;     ///< h, from 0 to below 360
     double hueQuadrature = 0;  ///< H: 0 red, 100 yellow, 200 green, 300 blue, below 400
 };
+
+/// Whether a colour is taken for black only because the published models do not describe it: J = 0, but not all of X, Y,
+/// Z are 0 or below.
+/// @param correlates  those of `xyz`, of `PublishedModel::correlatesOf`
+LIKENESS_API bool countsAsBlack(const Xyz& xyz, const Correlates& correlates) noexcept;
 
 /// Hue quadrature of a hue angle in degrees, of any turn; both models have the same.
 ///

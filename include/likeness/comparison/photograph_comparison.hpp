@@ -29,6 +29,9 @@ struct AppearanceDistributions : PerCorrelate<BinProbabilities> {
     /// without chroma (below `leastChromaOfHue`, or NaN) have none and are not counted; a photograph of such pixels
     /// alone has no bins.
     std::optional<BinProbabilities> hue = {};
+    /// Share of the pixels, 0..1, that a published model takes for black although they are not (`countsAsBlack`); 0 of
+    /// the comparison's own model.
+    double blackShare = 0;
 };
 
 /// Analyses one photograph, for comparison with one or many others.

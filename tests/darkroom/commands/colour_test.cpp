@@ -243,6 +243,43 @@ TEST_F(DarkroomColour, WarnsOfWhatItAssumes) {
               "darkroom colour: warning: '5,5,-200' lies outside what the model describes: it has no chroma there\n");
 }
 
+TEST_F(DarkroomColour, TellsOfColoursThatCountAsBlackForWantOfADescription) {
+    const std::vector<std::string> arguments = {"colour",   "--model", "ciecam02", "--xyz", "5,1,120",  "--xyz",
+                                                "20,20,20", "--xyz",   "0,0,0",    "--xyz", "-1,-1,-1", "--difference"};
+    const Outcome outcome = expectDone(with(arguments, {"--json"}));
+    EXPECT_EQ(outcome.err,
+              "darkroom colour: warning: '5,1,120' lies outside what the model describes: it counts as black\n");
+    const json result = json::parse(outcome.out);
+    EXPECT_EQ(result["colours"][0]["lightness"], 0);
+    ASSERT_EQ(result["differences"].size(), 3U);
+    for (const json& difference : result["differences"]) {
+        EXPECT_TRUE(difference["delta_e_ucs"].is_null());
+        EXPECT_GT(difference["ciede2000"].get<double>(), 10);
+    }
+    const Outcome black = expectDone({"colour", "--xyz", "0,0,0", "--xyz", "-1,-1,-1", "--difference", "--json"});
+    EXPECT_EQ(black.err, "");
+    EXPECT_EQ(json::parse(black.out)["differences"][0]["delta_e_ucs"], 0);
+}
+
+TEST_F(DarkroomColour, TellsWhichOfTwoDescriptionsIsTaken) {
+    const std::string warning = "darkroom colour: warning: standard input: the colours are taken from the columns ";
+    EXPECT_EQ(withTable("X,Y,Z,srgb\n19,20,21,#fff\n", "").err, warning + "X,Y,Z; srgb is not looked at\n");
+    EXPECT_EQ(withTable("J,C,h,id,srgb,X,Y,Z\n50,10,90,a,#fff,1,2,3\n", "--from J,C,h").err,
+              warning + "J,C,h; X,Y,Z and srgb are not looked at\n");
+    EXPECT_EQ(withTable("id,srgb,note\na,#fff,b\n", "").err, "");
+    EXPECT_EQ(withTable("J,C,h\n50,10,90\n", "").err, "");
+    const Outcome twice = withTable("X,Y,Z,X\n19,20,21,22\n", "");
+    EXPECT_EQ(twice.status, 2);
+    EXPECT_EQ(twice.err, "darkroom colour: standard input: the header has the column 'X' twice\n");
+}
+
+TEST_F(DarkroomColour, WarnsOfAScaleThatMayNotBeMeant) {
+    EXPECT_EQ(expectDone({"colour", "--white", "0.95,1,1.09", "--xyz", "19,20,21"}).err,
+              "darkroom colour: warning: '19,20,21' is far brighter than the white, which is on the scale of 1: all X, "
+              "Y, Z are taken to be on it; give the white with Y = 100 for colours on the scale of 100\n");
+    EXPECT_EQ(expectDone({"colour", "--white", "0.95,1,1.09", "--xyz", "1.8,2,2"}).err, "");
+}
+
 TEST_F(DarkroomColour, Refuses) {
     expectRefused({"colour", "--xyz", "1,2"}, "--xyz: '1,2' is not three numbers with commas between them");
     expectRefused({"colour", "--srgb", "256,0,0"},

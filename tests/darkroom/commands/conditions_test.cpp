@@ -51,14 +51,48 @@ TEST_F(DarkroomConditions, JsonOfConditionsIsAFileOfThem) {
               std::string::npos);
 }
 
+TEST_F(DarkroomConditions, TheWhiteKeepsItsLuminanceBesideAnotherBackground) {
+    const auto described = [this](std::vector<std::string> arguments) {
+        arguments.insert(arguments.begin(), "conditions");
+        arguments.emplace_back("--json");
+        return json::parse(expectDone(arguments).out);
+    };
+    // The white of sRGB has a Y of 99.99996.
+    const auto expectWhite = [](const json& conditions, double ofWhite, double adapting) {
+        EXPECT_NEAR(conditions["derived"]["white_luminance"].get<double>(), ofWhite, 1e-3);
+        EXPECT_NEAR(conditions["adapting_luminance"].get<double>(), adapting, 1e-3);
+    };
+    expectWhite(described({"bright-office", "--background", "40"}), 250, 100);
+    expectWhite(described({"bright-office", "--white", "85,90,80"}), 250, 250 * 20 / 90.0);
+    expectWhite(described({"bright-office", "--background", "40", "--adapting-luminance", "64"}), 160, 64);
+    expectWhite(described({"bright-office", "--background", "40", "--white-luminance", "100"}), 100, 40);
+    // One that drifts or is 0 gives no adapting luminance.
+    EXPECT_EQ(described({"bright-office", "--background", "0"})["adapting_luminance"], 50);
+    EXPECT_EQ(described({"bright-office", "--background", "drifting"})["adapting_luminance"], 50);
+    EXPECT_EQ(described({"likeness-default", "--background", "10"})["adapting_luminance"], 20);
+
+    expectWhite(described({saveText("based.json", R"({"base": "bright-office", "background": 40})")}), 250, 100);
+    const std::string by = saveText(
+        "by.json", R"({"white": "D50", "white_luminance": 200, "background": 25, "surround": "dim"})");
+    expectWhite(described({by}), 200, 50);
+    expectWhite(described({by, "--background", "50"}), 200, 100);
+    const std::string adapted = saveText("adapted.json", R"({"base": "bright-office", "adapting_luminance": 30})");
+    expectWhite(described({adapted, "--background", "10"}), 300, 30);
+}
+
 TEST_F(DarkroomConditions, Refuses) {
-    expectRefused({"conditions", "missing.json"}, "--conditions: cannot read 'missing.json'");
-    expectRefused({"conditions", "./"}, "--conditions: cannot read './'");
+    expectRefused({"conditions", "missing.json"}, "NAME: cannot read 'missing.json'");
+    expectRefused({"conditions", "./"}, "NAME: cannot read './'");
+    const std::string there = "there are no conditions 'nonsense'; there are likeness-default, srgb-display, "
+                              "bright-office, print-d50, print-d50-p2, cinema; a file ends in .json";
+    expectRefused({"conditions", "nonsense"}, "NAME: " + there);
+    expectRefused({"conditions", "--conditions", "nonsense"}, "--conditions: " + there);
     expectRefused({"conditions", "cinema", "--conditions", "print-d50"},
                   "conditions are named twice: 'cinema' and --conditions");
     const auto refused = [this](const std::string& text, const std::string& problem) {
         const std::string file = saveText("wrong.json", text);
-        expectRefused({"conditions", file}, "--conditions: '" + file + "'" + problem);
+        expectRefused({"conditions", file}, "NAME: '" + file + "'" + problem);
+        expectRefused({"conditions", "--conditions", file}, "--conditions: '" + file + "'" + problem);
     };
     refused("[]", " is not a JSON object");
     refused("", " is not JSON: syntax error in line 1, column 1");

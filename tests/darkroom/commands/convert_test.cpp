@@ -200,6 +200,10 @@ TEST_F(DarkroomConvert, Refuses) {
                   "--white: only lab has a white of its own, not xyz");
     expectRefused({"convert", in, "--to", "lab", "--xyz-white", "1,1,1", "-o", "a.tif"},
                   "--xyz-white: only xyz is made under it, not lab");
+    expectRefused({"convert", in, "--to", "xyz", "--output-profile", "display-p3", "-o", "a.tif"},
+                  "--output-profile: xyz holds no colours of a profile; leave the option out");
+    expectRefused({"convert", in, "--from", "xyz", "--assume-profile", "adobe-rgb", "-o", "a.png"},
+                  "--assume-profile: xyz is not read through a profile; leave the option out");
     for (const std::string white : {"1,1", "1,1,1,1", "1,0,1", "1,1.01,1", "1,nan,1", "1,,1"}) {
         expectRefused({"convert", in, "--to", "lab", "--white", white, "-o", "a.tif"},
                       "--white: '" + white + "' is not three numbers above 0 and up to 1, as in 0.9,1,0.8");

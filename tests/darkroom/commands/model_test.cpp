@@ -321,6 +321,75 @@ TEST_F(DarkroomModel, AFileSaysTheWhiteOfThePicture) {
     EXPECT_NE(compared({"--conditions", file}), compared({}));
 }
 
+// X, Y, Z = 5, 1, 120: the achromatic response of CIECAM02 is below 0.
+const cv::Vec3f beyondBlue(1.1101815F, 0.1524072F, -5.8349516F);
+
+TEST_F(DarkroomModel, PixelsThatCountAsBlackForWantOfADescriptionAreTold) {
+    cv::Mat image(2, 2, CV_32FC3, cv::Scalar::all(0.5));
+    image.at<cv::Vec3f>(0, 0) = cv::Vec3f::all(0);
+    image.at<cv::Vec3f>(1, 1) = beyondBlue;
+    const std::string path = save("beyond.tif", image);
+    const std::string remark =
+        "'" + path + "': 25 % of its pixels have colours outside what the model describes: they count as black";
+    const auto expectWarning = [&](std::vector<std::string> arguments) {
+        arguments.insert(arguments.end(), {"--model", "ciecam02", "--quiet"});
+        EXPECT_EQ(expectDone(arguments).err, "darkroom " + arguments.front() + ": warning: " + remark + '\n');
+    };
+    expectWarning({"compare", path, cat});
+    expectWarning({"compare", path, cat, "--hue"});
+    expectWarning({"sweep", path, cat, "--white", "srgb", "--white-luminance", "10,100"});
+    expectWarning({"appearance", path, "-o", folder().string()});
+    EXPECT_EQ(expectDone({"compare", path, cat, "--quiet"}).err, "");
+    expectDone(
+        {"batch", list("pairs.csv", {path + "," + cat + ",a"}), "-o", "r.jsonl", "--model", "ciecam02", "--quiet"});
+    EXPECT_EQ(json::parse(textLeft("r.jsonl"))["remarks"], remark);
+}
+
+TEST_F(DarkroomModel, APictureWithoutAWhiteIsRefusedByItsName) {
+    const std::string path = save("beyond.tif", cv::Mat(2, 2, CV_32FC3, cv::Scalar(cv::Vec3d(beyondBlue))));
+    const std::string refusal =
+        "'" + path +
+        "': the white of the picture lies outside the colours of lights: a cone would not respond to it; choose "
+        "--picture-white encoding";
+    const auto refused = [&](std::vector<std::string> arguments) {
+        arguments.insert(arguments.end(), {"--model", "ciecam02", "--picture-white", "brightest", "--quiet"});
+        expectRefused(arguments, refusal);
+    };
+    refused({"compare", path, cat});
+    refused({"compare", cat, path});
+    refused({"appearance", path, "-o", folder().string()});
+    refused({"sweep", cat, path, "--white-luminance", "10"});
+}
+
+TEST_F(DarkroomModel, ABatchSumsUpTheHueToo) {
+    const std::string pairs = list("pairs.csv", {cat + "," + coffee + ",a"});
+    const std::string table = expectDone({"batch", pairs, "-o", "r.csv", "--hue"}).err;
+    EXPECT_NE(table.find("\ndarkroom batch: hue   "), std::string::npos) << table;
+    EXPECT_EQ(expectDone({"batch", pairs, "-o", "without.csv"}).err.find("hue "), std::string::npos);
+    expectDone({"report", "r.csv", "-o", "r.html", "--quiet"});
+    const std::string page = textLeft("r.html");
+    EXPECT_NE(page.find("<tr data-coefficient=\"hue\">"), std::string::npos);
+    EXPECT_NE(page.find("\"coefficients\":[\"brightness\",\"lightness\",\"chroma\",\"colorfulness\",\"saturation\","
+                        "\"hue\"]"),
+              std::string::npos);
+    EXPECT_NE(page.find("\"columns\":[\"note\"]"), std::string::npos);
+    // A list's own column of this name is no coefficient.
+    const std::string own = saveText("own.csv", "first,second,hue\n" + cat + ',' + coffee + ",0.5\n");
+    expectDone({"batch", own, "-o", "own_results.csv", "--quiet"});
+    expectDone({"report", "own_results.csv", "-o", "own.html", "--quiet"});
+    EXPECT_EQ(textLeft("own.html").find("data-coefficient=\"hue\""), std::string::npos);
+    EXPECT_NE(textLeft("own.html").find("\"columns\":[\"hue\"]"), std::string::npos);
+}
+
+TEST_F(DarkroomModel, ChoicesOfTheOwnModelAreNamedAsSuch) {
+    expectRefused({"compare", cat, coffee, "--model", "ciecam16", "--white", "fixed"},
+                  "--white: 'fixed' is a choice of the model likeness; ciecam16 takes a white such as D65 or X,Y,Z");
+    expectRefused(
+        {"compare", cat, coffee, "--model", "ciecam16", "--white", "brightest"},
+        "--white: 'brightest' is a choice of the model likeness; ciecam16 takes a white such as D65 or X,Y,Z, "
+        "and --picture-white brightest");
+}
+
 TEST_F(DarkroomModel, TheHueOfAnImageIsDistributed) {
     fs::create_directory(output("maps"));
     for (const std::string model : {"likeness", "ciecam16"}) {

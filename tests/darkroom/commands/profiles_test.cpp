@@ -82,6 +82,69 @@ cv::Mat colorful() {
 
 // One picture in two encodings: with its profile honoured it looks as it does in sRGB, to what 8 bits leave of the finer
 // steps; with its numbers taken for those of sRGB its chroma is another.
+/// Exif data as cameras write it: ColorSpace, and the interoperability index.
+std::string exifSegment(unsigned colorSpace, const std::string& index) {
+    std::string text("Exif\0\0II*\0", 10);
+    const auto number = [&text](unsigned value, int bytes) {
+        for (int k = 0; k < bytes; ++k) {
+            text += static_cast<char>(value >> (8 * k) & 0xFF);
+        }
+    };
+    const auto entry = [&number](unsigned tag, unsigned type, unsigned count, unsigned value) {
+        number(tag, 2);
+        number(type, 2);
+        number(count, 4);
+        number(value, 4);
+    };
+    number(8, 4);
+    number(1, 2);
+    entry(0x8769, 4, 1, 26);
+    number(0, 4);
+    number(2, 2);  // at 26
+    entry(0xA001, 3, 1, colorSpace);
+    entry(0xA005, 4, 1, 56);
+    number(0, 4);
+    number(1, 2);  // at 56
+    number(1, 2);
+    number(2, 2);
+    number(4, 4);
+    text += index + '\0';
+    number(0, 4);
+    const auto length = static_cast<unsigned>(text.size() + 2);
+    return std::string("\xFF\xE1") + static_cast<char>(length >> 8) + static_cast<char>(length & 0xFF) + text;
+}
+
+TEST_F(DarkroomProfiles, AdobeRgbThatExifAloneSaysIsTold) {
+    std::vector<unsigned char> bytes;
+    cv::imencode(".jpg", examplePhotograph("coffee.jpg")(cv::Rect(0, 0, 40, 30)), bytes);
+    const auto saved = [&](const std::string& name, const std::string& segment) {
+        std::string jpeg(bytes.begin(), bytes.end());
+        jpeg.insert(2, segment);
+        return saveText(name, jpeg);
+    };
+    const auto said = [this](const std::string& path, std::vector<std::string> more = {}) {
+        more.insert(more.begin(), {"white", path, "--quiet"});
+        return expectDone(more).err;
+    };
+    const std::string adobe = saved("adobe.jpg", exifSegment(0xFFFF, "R03"));
+    EXPECT_EQ(said(adobe), "darkroom white: warning: '" + adobe +
+                               "': its Exif data alone says that its colours are Adobe RGB, and they are taken for "
+                               "sRGB; --assume-profile adobe-rgb takes them for what they are\n");
+    EXPECT_EQ(said(adobe, {"--assume-profile", "adobe-rgb"}), "");
+    EXPECT_EQ(said(adobe, {"--assume-profile", "srgb"}), "");
+    EXPECT_EQ(said(adobe, {"--ignore-profile"}), "");
+    EXPECT_EQ(said(saved("srgb.jpg", exifSegment(1, "R98"))), "");
+    EXPECT_EQ(said(saved("uncalibrated.jpg", exifSegment(0xFFFF, "R98"))), "");
+    std::string cut = exifSegment(0xFFFF, "R03");
+    cut[10 + 4] = '\x7F';  // the first directory lies behind the end
+    EXPECT_EQ(said(saved("cut.jpg", cut)), "");
+    Bytes tagged = bytes;
+    tagJpeg(tagged, *ColorProfile::named("adobe-rgb"));
+    std::string jpeg(tagged.begin(), tagged.end());
+    jpeg.insert(2, exifSegment(0xFFFF, "R03"));
+    EXPECT_EQ(said(saveText("tagged.jpg", jpeg)), "");
+}
+
 TEST_F(DarkroomProfiles, TwoEncodingsOfAPictureLookAlike) {
     const cv::Mat picture = colorful();
     const std::string srgb = save("srgb.png", picture);

@@ -85,6 +85,12 @@ TEST_F(DarkroomSweep, WarnsOfPixelsThatAreNotCounted) {
                       "' as a photograph: all its pixels hold values that are no numbers, infinite or negative");
 }
 
+TEST_F(DarkroomSweep, RefusesAValueThatIsGivenTwice) {
+    expectRefused({"sweep", cat, coffee, "--white", "D50", "--white", "D50"}, "--white: 'D50' is given twice");
+    expectRefused({"sweep", cat, coffee, "--surround", "dim", "--surround", "dim"}, "--surround: 'dim' is given twice");
+    expectRefused({"sweep", cat, coffee, "--white-luminance", "10,20,10"}, "--white-luminance: '10' is given twice");
+}
+
 TEST_F(DarkroomSweep, RefusesWhatIsNoCondition) {
     expectRefused({"sweep", cat, coffee, "--white-luminance", "1,,3"},
                   "--white-luminance: '' is not a luminance in cd/m2 above 0");

@@ -149,6 +149,13 @@ TEST_F(DarkroomCommandLine, WithoutThreadsDoesTheWorkItself) {
     }
 }
 
+TEST_F(DarkroomCommandLine, MoreThreadsThanProcessorsAreNoReasonToComplain) {
+    const std::string in = save("in.png", randomPhotograph({533, 401}, 3));
+    const std::string more = std::to_string(std::thread::hardware_concurrency() + 1);
+    EXPECT_EQ(expectDone({"adapt", in, "--to", "d65", "-o", "r.tif", "--threads", more, "--quiet"}).err, "");
+    EXPECT_EQ(expectDone({"compare", in, in, "--model", "ciecam16", "--hue", "--threads", more, "--quiet"}).err, "");
+}
+
 TEST_F(DarkroomCommandLine, AnyNumberOfThreadsGivesTheSameBytes) {
     const std::string in = save("in.png", randomPhotograph({533, 401}, 3));
     const auto result = [&](const std::vector<std::string>& more, const std::string& environment) {

@@ -1,5 +1,6 @@
 // darkroom appearance: how bright, light, colourful, saturated and of what hue each pixel of an image looks.
 #include <likeness/comparison/analysis.hpp>
+#include "batch/comparison_remarks.hpp"
 #include "batch/correlates.hpp"
 #include "commands/subcommands.hpp"
 #include "console/comparison_warnings.hpp"
@@ -26,6 +27,7 @@
 #include <iostream>
 #include <memory>
 #include <optional>
+#include <stdexcept>
 #include <vector>
 
 namespace likeness::darkroom {
@@ -162,7 +164,13 @@ ExitStatus mapAppearance(const Console& console, const Options& options) {
     const cv::Mat image = readImage(console, options.input, &profile);
     std::vector<Described> all;
     Progress progress(console, "appearance", 7);
-    const Analysis analysis = analyze(image, model.analysis(true), watchOf(console));
+    const Analysis analysis = [&] {
+        try {
+            return analyze(image, model.analysis(true), watchOf(console));
+        } catch (const std::invalid_argument& problem) {
+            throw Refusal("'" + options.input + '\'' + pictureProblem(problem.what(), model.model));
+        }
+    }();
     progress.step();
     for (const Correlate& correlate : allCorrelates()) {
         const cv::Mat map = analysis.map(correlate.map);
@@ -174,6 +182,7 @@ ExitStatus mapAppearance(const Console& console, const Options& options) {
                      what + ", " + rangeOf(scale));
         progress.step();
     }
+    warnOfBlack(console, options.input, analysis.distributions());
     const std::optional<BinProbabilities>& hue = analysis.distributions().hue;
     std::cout << (options.json ? jsonText(options, model, image.size(), profile, all, hue)
                                : table(all) + (hue ? mostFrequentHue(*hue) : ""))

@@ -68,6 +68,7 @@ struct SeenColor {
     std::string label;
     Xyz xyz;
     Correlates correlates;
+    bool countsAsBlack = false;  ///< although it is not: the model does not describe it
     std::array<UniformColor, variants.size()> uniform;
     CieLab lab;
     cv::Vec3d srgb;
@@ -86,7 +87,7 @@ struct Result {
     std::optional<ConditionFactors> factors;  ///< of a published model
     std::vector<SeenColor> colors;
     std::vector<Difference> differences;
-    std::vector<std::string> remarks;  ///< on the conditions
+    std::vector<std::string> remarks;  ///< on the table and the conditions
 };
 
 /// The colours of the command line, in its order.
@@ -117,14 +118,15 @@ std::vector<GivenColor> typedColors(const CLI::App& app, const Options& options)
     return colors;
 }
 
-std::vector<GivenColor> givenColors(const CLI::App& app, const Options& options) {
+/// @param remarks  receives what is to be warned of
+std::vector<GivenColor> givenColors(const CLI::App& app, const Options& options, std::vector<std::string>& remarks) {
     std::vector<GivenColor> colors = typedColors(app, options);
     const bool reads = options.table == "-" || (colors.empty() && ::isatty(STDIN_FILENO) == 0);
     if (!options.from.empty() && options.correlates.empty() && !reads) {
         throw Refusal("--from: no colour is given by its correlates; give it --correlates, or - for a table of them");
     }
     if (reads) {
-        std::vector<GivenColor> read = colorsIn(std::cin, options.from);
+        std::vector<GivenColor> read = colorsIn(std::cin, options.from, remarks);
         colors.insert(colors.end(), read.begin(), read.end());
     }
     if (colors.empty()) {
@@ -169,6 +171,7 @@ SeenColor seen(const GivenColor& color, const NamedConditions& conditions, const
     result.xyz = xyzOf(color, conditions, model);
     if (model != nullptr) {
         result.correlates = model->correlatesOf(result.xyz);
+        result.countsAsBlack = countsAsBlack(result.xyz, result.correlates);
     } else {
         result.correlates = ownCorrelates(std::get<SrgbColor>(color.value));
     }
@@ -188,7 +191,11 @@ std::vector<Difference> differencesOf(const std::vector<SeenColor>& colors) {
     for (std::size_t i = 1; i < colors.size(); ++i) {
         Difference difference = {0, i, {}, ciede2000(colors[0].lab, colors[i].lab)};
         for (std::size_t k = 0; k < variants.size(); ++k) {
-            difference.uniform[k] = uniformDifference(colors[0].uniform[k], colors[i].uniform[k], variants[k].variant);
+            // That of black, which the model takes such colours for, would say nothing of them.
+            difference.uniform[k] =
+                colors[0].countsAsBlack || colors[i].countsAsBlack
+                    ? none
+                    : uniformDifference(colors[0].uniform[k], colors[i].uniform[k], variants[k].variant);
         }
         differences.push_back(difference);
     }
@@ -388,12 +395,27 @@ void warnOf(const Console& console, const std::vector<GivenColor>& given, const 
     for (const std::string& remark : result.remarks) {
         console.warn(remark);
     }
+    // On the scale of 1 a Y of 20 is 20 times the white: more likely the colour is on the scale of 100.
+    constexpr double farAboveWhite = 5;
+    if (conditions.scale != 1) {
+        for (const GivenColor& color : given) {
+            const auto* const xyz = std::get_if<Xyz>(&color.value);
+            if (xyz != nullptr && xyz->y > farAboveWhite) {
+                console.warn(
+                    "'" + color.label +
+                    "' is far brighter than the white, which is on the scale of 1: all X, Y, Z are taken to be "
+                    "on it; give the white with Y = 100 for colours on the scale of 100");
+                break;
+            }
+        }
+    }
     constexpr std::size_t mostNamed = 5;  // of a table, which may have any number
     std::size_t outside = 0;
     for (const SeenColor& color : result.colors) {
-        if ((!std::isfinite(color.correlates.chroma) || !std::isfinite(color.correlates.lightness)) &&
-            ++outside <= mostNamed) {
-            console.warn("'" + color.label + "' lies outside what the model describes: it has no chroma there");
+        const bool hasNone = !std::isfinite(color.correlates.chroma) || !std::isfinite(color.correlates.lightness);
+        if ((hasNone || color.countsAsBlack) && ++outside <= mostNamed) {
+            console.warn("'" + color.label + "' lies outside what the model describes: " +
+                         (hasNone ? "it has no chroma there" : "it counts as black"));
         }
     }
     if (outside > mostNamed) {
@@ -405,7 +427,7 @@ ExitStatus seeColors(const Console& console, const CLI::App& app, const Options&
     Result result;
     result.model = modelNamed(options.model);
     const bool own = result.model == AppearanceModelKind::likeness;
-    const std::vector<GivenColor> given = givenColors(app, options);
+    const std::vector<GivenColor> given = givenColors(app, options, result.remarks);
     if (own) {
         checkForOwnModel(options, given);
     }

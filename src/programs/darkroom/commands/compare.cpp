@@ -19,6 +19,7 @@
 #include <filesystem>
 #include <iostream>
 #include <memory>
+#include <stdexcept>
 #include <vector>
 
 namespace likeness::darkroom {
@@ -143,6 +144,15 @@ void give(const Console& console, const Options& options, const ComparisonResult
     }
 }
 
+/// @throws Refusal  if the model cannot see the photograph
+void refuseUnseen(const std::string& path, const cv::Mat& photograph, const AnalysisOptions& options) {
+    try {
+        analyze(photograph, options);
+    } catch (const std::invalid_argument& problem) {
+        throw Refusal("'" + path + '\'' + pictureProblem(problem.what(), options.model));
+    }
+}
+
 ExitStatus compare(const Console& console, const Options& options) {
     ComparisonResult result;
     result.model = chosenModel(options.model);
@@ -171,7 +181,15 @@ ExitStatus compare(const Console& console, const Options& options) {
     std::pair<Analysis, Analysis> analyses;
     {
         Progress progress(console, "comparing");
-        analyses = Comparer().analyzePair(photographs.first, photographs.second, analysis, watchOf(console, progress));
+        try {
+            analyses =
+                Comparer().analyzePair(photographs.first, photographs.second, analysis, watchOf(console, progress));
+        } catch (const std::invalid_argument&) {
+            // Which of the two it is does not matter before one of them fails.
+            refuseUnseen(options.first, photographs.first, analysis);
+            refuseUnseen(options.second, photographs.second, analysis);
+            throw;
+        }
         result.coefficients = likeness::compare(analyses.first, analyses.second);
         result.hue = hueCoefficient(analyses.first.distributions(), analyses.second.distributions());
     }

@@ -135,6 +135,9 @@ ExitStatus explain(const Options& options) {
     }
     ViewingOptions viewing = options.viewing;
     viewing.conditions += options.name;
+    if (!options.name.empty()) {
+        viewing.namedBy = "NAME";
+    }
     const NamedConditions named = chosenConditions(viewing, "srgb-display");
     if (!options.json) {
         std::cout << explanation(named);

@@ -184,6 +184,12 @@ ExitStatus convert(const Console& console, const Options& options) {
     if (!options.xyzWhite.empty() && space != "xyz") {
         throw Refusal("--xyz-white: only xyz is made under it, not " + space);
     }
+    if (!options.to.empty() && !options.output.profile.empty()) {
+        throw Refusal("--output-profile: " + space + " holds no colours of a profile; leave the option out");
+    }
+    if (!options.from.empty() && console.profiles().assumed != nullptr) {
+        throw Refusal("--assume-profile: " + space + " is not read through a profile; leave the option out");
+    }
     OutputPlan plan(console, {options.input});
     checkImageOutput(options.output, plan);
     return options.to.empty() ? convertFrom(console, options) : convertTo(console, options);

@@ -46,6 +46,9 @@ BatchReport read(const Console& console, const Options& options) {
     const Progress progress(console, "reading results");
     ResultRecord record;
     while (reader->next(record)) {
+        if (comparesHue(record)) {
+            takeHue(record);
+        }
         report.summary.add(record.outcome);
         report.versions.emplace(record.version, record.parameters);
         worst.add(record);
@@ -57,6 +60,9 @@ BatchReport read(const Console& console, const Options& options) {
         console.warn("the last record of '" + options.results + "' is cut off and left out");
     }
     report.columns = reader->columns();
+    if (report.summary.hasHue() && !report.columns.empty() && report.columns.back() == hueColumn) {
+        report.columns.pop_back();
+    }
     report.records = worst.take();
     return report;
 }

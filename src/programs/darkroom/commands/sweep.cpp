@@ -1,6 +1,7 @@
 // darkroom sweep: how alike two photographs look under a range of viewing conditions.
 #include <likeness/comparison/analysis.hpp>
 #include <likeness/version.hpp>
+#include "batch/comparison_remarks.hpp"
 #include "batch/correlates.hpp"
 #include "commands/subcommands.hpp"
 #include "console/comparison_result.hpp"
@@ -29,6 +30,7 @@
 #include <cstdlib>
 #include <iostream>
 #include <memory>
+#include <stdexcept>
 
 namespace likeness::darkroom {
 namespace {
@@ -72,6 +74,7 @@ struct Point {
     LikenessCoefficients coefficients{};
     std::optional<float> hue{};
     std::pair<CorrelateShares, CorrelateShares> uncounted{};  ///< shares of pixels without an appearance
+    std::pair<double, double> black{};                        ///< and of those that count as black
 };
 
 ChosenModel modelAt(const Options& options, const std::string& white, const std::string& surround,
@@ -90,6 +93,16 @@ ChosenModel modelAt(const Options& options, const std::string& white, const std:
     return chosenModel(model);
 }
 
+/// @throws Refusal  if a value is given twice: its lines would stand twice in the result
+void checkOnce(const char* option, const std::vector<std::string>& values) {
+    for (std::size_t i = 0; i < values.size(); ++i) {
+        const auto behind = values.begin() + static_cast<std::ptrdiff_t>(i) + 1;
+        if (std::find(behind, values.end(), values[i]) != values.end()) {
+            throw Refusal(std::string(option) + ": '" + values[i] + "' is given twice");
+        }
+    }
+}
+
 /// Every combination, the luminance the fastest.
 std::vector<Point> pointsOf(const Options& options) {
     const std::vector<std::string> luminances = partsOf(options.luminances);
@@ -98,6 +111,9 @@ std::vector<Point> pointsOf(const Options& options) {
             throw Refusal("--white-luminance: '" + luminance + "' is not a luminance in cd/m2 above 0");
         }
     }
+    checkOnce("--white", options.whites);
+    checkOnce("--surround", options.surrounds);
+    checkOnce("--white-luminance", luminances);
     if (options.whites.size() * options.surrounds.size() * luminances.size() > mostPoints) {
         throw Refusal(fmt::format("these are more than {} conditions", mostPoints));
     }
@@ -113,22 +129,36 @@ std::vector<Point> pointsOf(const Options& options) {
 }
 
 /// The photographs under the conditions `first` to `end`, on all threads.
-void compareAt(std::vector<Point>& points, int first, int end,
+/// @throws Refusal  if one of them cannot be seen under one of the conditions
+void compareAt(const Options& options, std::vector<Point>& points, int first, int end,
                const std::pair<CountedPhotograph, CountedPhotograph>& photographs) {
     std::vector<AppearanceDistributions> seen(static_cast<std::size_t>(2 * (end - first)));
+    std::vector<std::string> problems(seen.size());
     cv::parallel_for_(cv::Range(0, 2 * (end - first)), [&](const cv::Range& range) {
         for (int k = range.start; k < range.end; ++k) {
             const ChosenModel& chosen = points[static_cast<std::size_t>(first + k / 2)].model;
             const CountedPhotograph& photograph = k % 2 == 0 ? photographs.first : photographs.second;
-            seen[static_cast<std::size_t>(k)] = photograph.distributions(chosen.model, chosen.hue);
+            try {
+                seen[static_cast<std::size_t>(k)] = photograph.distributions(chosen.model, chosen.hue);
+            } catch (const std::invalid_argument& problem) {
+                const std::string& path = k % 2 == 0 ? options.first : options.second;
+                problems[static_cast<std::size_t>(k)] =
+                    "'" + path + '\'' + pictureProblem(problem.what(), chosen.model);
+            }
         }
     });
+    for (const std::string& problem : problems) {
+        if (!problem.empty()) {
+            throw Refusal(problem);
+        }
+    }
     for (int i = first; i < end; ++i) {
         const auto k = static_cast<std::size_t>(2 * (i - first));
         Point& point = points[static_cast<std::size_t>(i)];
         point.coefficients = compareDistributions(seen[k], seen[k + 1]);
         point.hue = hueCoefficient(seen[k], seen[k + 1]);
         point.uncounted = {seen[k].nanShares, seen[k + 1].nanShares};
+        point.black = {seen[k].blackShare, seen[k + 1].blackShare};
     }
 }
 
@@ -145,7 +175,7 @@ void warnOfModels(const Console& console, const std::vector<Point>& points) {
     warnOfModel(console, all);
 }
 
-/// Warns of pixels without an appearance, as many as there are under the worst of the conditions.
+/// Warns of pixels without an appearance, and of those that count as black, as many as there are under the worst of the conditions.
 /// @throws Refusal  if there are conditions under which none has one
 void checkAppearances(const Console& console, const Options& options, const std::vector<Point>& points) {
     std::pair<AppearanceDistributions, AppearanceDistributions> worst;
@@ -154,6 +184,8 @@ void checkAppearances(const Console& console, const Options& options, const std:
             worst.first.nanShares[k] = std::max(worst.first.nanShares[k], point.uncounted.first[k]);
             worst.second.nanShares[k] = std::max(worst.second.nanShares[k], point.uncounted.second[k]);
         }
+        worst.first.blackShare = std::max(worst.first.blackShare, point.black.first);
+        worst.second.blackShare = std::max(worst.second.blackShare, point.black.second);
     }
     checkAppearance(console, options.first, worst.first);
     checkAppearance(console, options.second, worst.second);
@@ -307,7 +339,7 @@ ExitStatus sweep(const Console& console, const Options& options) {
         Progress progress(console, "comparing", count);
         for (int first = 0; first < count; first += atOnce) {
             const int end = std::min(first + atOnce, count);
-            compareAt(points, first, end, photographs.counted);
+            compareAt(options, points, first, end, photographs.counted);
             progress.reach(end, count);
         }
     }

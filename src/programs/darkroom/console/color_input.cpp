@@ -6,9 +6,11 @@
 #include "files/refusal.hpp"
 
 #include <fmt/format.h>
+#include <fmt/ranges.h>
 
 #include <algorithm>
 #include <cmath>
+#include <iterator>
 #include <optional>
 
 namespace likeness::darkroom {
@@ -113,8 +115,62 @@ bool isHeader(const std::vector<std::string>& fields) {
     });
 }
 
-Columns columnsOf(const std::vector<std::string>& header, const std::string& from) {
+/// A column that stands twice would leave open which of the two is meant.
+void checkOnce(const std::vector<std::string>& header) {
+    for (auto column = header.begin(); column != header.end(); ++column) {
+        if (!column->empty() && std::find(std::next(column), header.end(), *column) != header.end()) {
+            throw Refusal("standard input: the header has the column '" + *column + "' twice");
+        }
+    }
+}
+
+const std::pair<Columns::Space, std::vector<std::string>> knownSpaces[] = {{Columns::Space::xyz, {"X", "Y", "Z"}},
+                                                                           {Columns::Space::rgb, {"R", "G", "B"}},
+                                                                           {Columns::Space::srgb, {"srgb"}},
+                                                                           {Columns::Space::lab, {"L", "a", "b"}}};
+
+/// The correlates among the columns.
+std::vector<std::string> correlatesIn(const std::vector<std::string>& header) {
+    std::vector<std::string> correlates;
+    for (const std::string& name : header) {
+        if (correlateNamed(name) != nullptr) {
+            correlates.push_back(name);
+        }
+    }
+    return correlates;
+}
+
+/// What a header has beside the columns that are taken: "srgb", "J,C,h".
+std::vector<std::string> otherDescriptions(const std::vector<std::string>& header, const std::string& taken) {
+    std::vector<std::string> others;
+    const auto add = [&](const std::vector<std::string>& names) {
+        if (const std::string list = fmt::format("{}", fmt::join(names, ",")); list != taken) {
+            others.push_back(list);
+        }
+    };
+    for (const auto& [space, names] : knownSpaces) {
+        if (placesOf(header, names)) {
+            add(names);
+        }
+    }
+    if (const std::vector<std::string> correlates = correlatesIn(header); correlates.size() >= 3) {
+        add(correlates);
+    }
+    return others;
+}
+
+/// Tells which of several descriptions of a colour is taken.
+void tellTaken(const std::vector<std::string>& header, const std::string& taken, std::vector<std::string>& remarks) {
+    const std::vector<std::string> others = otherDescriptions(header, taken);
+    if (!others.empty()) {
+        remarks.push_back(fmt::format("standard input: the colours are taken from the columns {}; {} {} not looked at",
+                                      taken, fmt::join(others, " and "), others.size() == 1 ? "is" : "are"));
+    }
+}
+
+Columns columnsOf(const std::vector<std::string>& header, const std::string& from, std::vector<std::string>& remarks) {
     using Space = Columns::Space;
+    checkOnce(header);
     Columns columns;
     if (const auto id = placesOf(header, {"id"})) {
         columns.id = id->front();
@@ -127,25 +183,18 @@ Columns columnsOf(const std::vector<std::string>& header, const std::string& fro
             throw Refusal("standard input: the header has not all columns of --from " + from);
         }
         columns.places = *places;
+        tellTaken(header, from, remarks);
         return columns;
     }
-    const std::pair<Space, std::vector<std::string>> known[] = {{Space::xyz, {"X", "Y", "Z"}},
-                                                                {Space::rgb, {"R", "G", "B"}},
-                                                                {Space::srgb, {"srgb"}},
-                                                                {Space::lab, {"L", "a", "b"}}};
-    for (const auto& [space, names] : known) {
+    for (const auto& [space, names] : knownSpaces) {
         if (const auto places = placesOf(header, names)) {
             columns.space = space;
             columns.places = *places;
+            tellTaken(header, fmt::format("{}", fmt::join(names, ",")), remarks);
             return columns;
         }
     }
-    std::vector<std::string> correlates;
-    for (const std::string& name : header) {
-        if (correlateNamed(name) != nullptr) {
-            correlates.push_back(name);
-        }
-    }
+    const std::vector<std::string> correlates = correlatesIn(header);
     const auto order = orderOf(correlates);
     if (!order) {
         throw Refusal(
@@ -275,7 +324,7 @@ CorrelateTriple tripleOf(const CorrelateOrder& order, const std::string& where, 
     return {order.kinds, at(order.level), at(order.chroma), at(order.hue)};
 }
 
-std::vector<GivenColor> colorsIn(std::istream& table, const std::string& from) {
+std::vector<GivenColor> colorsIn(std::istream& table, const std::string& from, std::vector<std::string>& remarks) {
     std::vector<GivenColor> colors;
     CsvReader reader(table, ',');
     std::optional<Columns> columns;
@@ -291,7 +340,7 @@ std::vector<GivenColor> colorsIn(std::istream& table, const std::string& from) {
             }
             const bool header = !columns && isHeader(fields);
             if (!columns) {
-                columns = header ? columnsOf(fields, from) : plainColumns(fields, from);
+                columns = header ? columnsOf(fields, from, remarks) : plainColumns(fields, from);
             }
             if (!header) {
                 colors.push_back(colorOf(*columns, fields, fmt::format("standard input, line {}", reader.line())));

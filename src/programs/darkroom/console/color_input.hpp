@@ -49,7 +49,8 @@ CorrelateTriple tripleOf(const CorrelateOrder& order, const std::string& where, 
 /// three correlates; further columns are left aside, but for "id", which names the colours. Without a header a row is
 /// three numbers, X, Y, Z or the correlates of `from`, or one field of sRGB.
 /// @param from  the list of --from; empty where there is none
-/// @throws Refusal  naming the line
-std::vector<GivenColor> colorsIn(std::istream& table, const std::string& from);
+/// @param remarks  receives what is to be warned of: several descriptions of a colour, of which one is taken
+/// @throws Refusal  naming the line; if a column stands twice
+std::vector<GivenColor> colorsIn(std::istream& table, const std::string& from, std::vector<std::string>& remarks);
 
 }  // namespace likeness::darkroom

@@ -216,7 +216,9 @@ void addThreadsOption(CLI::App& app, CommonOptions& options) {
 /// Also those of the image library and of OpenMP.
 void setAllThreads(int count) {
     setThreads(count);
-    cv::setNumThreads(count);
+    // The image library's scheduler complains on standard error of more threads than there are processors.
+    const auto processors = static_cast<int>(std::max(1U, std::thread::hardware_concurrency()));
+    cv::setNumThreads(std::min(count, processors));
     ::omp_set_num_threads(count);
 }
 

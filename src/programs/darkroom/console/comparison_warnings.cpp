@@ -11,6 +11,13 @@ void warnOfModel(const Console& console, const ChosenModel& model) {
     }
 }
 
+void warnOfBlack(const Console& console, const std::string& path, const AppearanceDistributions& distributions) {
+    const std::string black = blackRemark(distributions);
+    if (!black.empty()) {
+        console.warn("'" + path + "': " + black);
+    }
+}
+
 void checkAppearance(const Console& console, const std::string& path, const AppearanceDistributions& distributions) {
     const std::string problem = appearanceProblem(distributions);
     if (!problem.empty()) {
@@ -20,6 +27,7 @@ void checkAppearance(const Console& console, const std::string& path, const Appe
     if (!uncounted.empty()) {
         console.warn("'" + path + "': " + uncounted);
     }
+    warnOfBlack(console, path, distributions);
 }
 
 }  // namespace likeness::darkroom

@@ -12,7 +12,10 @@ namespace likeness::darkroom {
 /// Warns of what the conditions make of the model.
 void warnOfModel(const Console& console, const ChosenModel& model);
 
-/// Warns of pixels without an appearance.
+/// Warns of pixels that a published model takes for black although they are not.
+void warnOfBlack(const Console& console, const std::string& path, const AppearanceDistributions& distributions);
+
+/// Warns of these, and of pixels without an appearance.
 /// @throws Refusal  if none has one
 void checkAppearance(const Console& console, const std::string& path, const AppearanceDistributions& distributions);
 

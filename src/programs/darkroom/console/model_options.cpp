@@ -112,6 +112,11 @@ ChosenModel chosenModel(const ModelOptions& options) {
         return chosen;
     }
     refuseGiven(options, {{"--black", !options.black.empty()}}, "has no such choice; it is one of the model likeness");
+    if (options.viewing.white == "fixed" || options.viewing.white == "brightest") {
+        throw Refusal(named("--white", options.viewing.white) + " is a choice of the model likeness; " + options.model +
+                      " takes a white such as D65 or X,Y,Z" +
+                      (options.viewing.white == "brightest" ? ", and --picture-white brightest" : ""));
+    }
     chosen.model.kind = kind;
     chosen.conditions = publishedConditions(options.viewing, kind, chosen.remarks);
     chosen.model.conditions = chosen.conditions.conditions;

@@ -149,6 +149,23 @@ double adaptingUnder(const std::string& where, double luminanceOfWhite, const Vi
     return adaptingLuminanceUnder(luminanceOfWhite, *conditions.background, conditions.white.y);
 }
 
+/// Preset conditions are those of a white of so many cd/m2, but for a background that drifts.
+std::optional<double> whiteLuminanceOf(const ViewingConditions& preset) {
+    return preset.background ? std::optional(preset.adaptingLuminance * preset.white.y / *preset.background)
+                             : std::nullopt;
+}
+
+/// The white keeps its luminance beside another background. Where that drifts or is 0, no adapting luminance follows:
+/// it stays as it was.
+void followWhite(NamedConditions& named, const ViewingConditions& before) {
+    ViewingConditions& conditions = named.conditions;
+    const bool changed = conditions.background != before.background || conditions.white.y != before.white.y;
+    if (named.whiteLuminance && changed && conditions.background.value_or(0) > 0) {
+        conditions.adaptingLuminance =
+            adaptingLuminanceUnder(*named.whiteLuminance, *conditions.background, conditions.white.y);
+    }
+}
+
 // Files ---------------------------------------------------------------------------------------------------------------
 
 /// One value of a file, with what a refusal calls it.
@@ -254,13 +271,13 @@ std::string placeOf(const ordered_json::parse_error& problem) {
                : "syntax error in " + text.substr(begin, end - begin);
 }
 
-ordered_json readJson(const std::string& path) {
+ordered_json readJson(const std::string& path, const std::string& option) {
     std::ifstream stream(path);
     std::error_code none;
     if (!stream.is_open() || std::filesystem::is_directory(path, none)) {
-        throw Refusal("--conditions: cannot read '" + path + "'");
+        throw Refusal(option + ": cannot read '" + path + "'");
     }
-    const std::string where = "--conditions: '" + path + "'";
+    const std::string where = option + ": '" + path + "'";
     ordered_json json;
     try {
         json = ordered_json::parse(stream, DuplicateCheck{where});
@@ -275,9 +292,9 @@ ordered_json readJson(const std::string& path) {
     return json;
 }
 
-NamedConditions conditionsInFile(const std::string& path) {
-    const ordered_json json = readJson(path);
-    const Member file = {"--conditions: '" + path + "'", json};
+NamedConditions conditionsInFile(const std::string& path, const std::string& option) {
+    const ordered_json json = readJson(path, option);
+    const Member file = {option + ": '" + path + "'", json};
     checkKeys(file.where, json);
     const auto has = [&json](const char* key) { return json.contains(key); };
     NamedConditions named;
@@ -291,7 +308,9 @@ NamedConditions conditionsInFile(const std::string& path) {
         } catch (const std::invalid_argument& problem) {
             throw Refusal(file.where + ", \"base\": " + problem.what());
         }
+        named.whiteLuminance = whiteLuminanceOf(conditions);
     }
+    const ViewingConditions base = conditions;
     named.whiteAsGiven = conditions.white;
     if (!based || has("white")) {
         take(whiteOf(file.at("white")), named);
@@ -320,9 +339,13 @@ NamedConditions conditionsInFile(const std::string& path) {
     }
     if (has("white_luminance")) {
         const Member luminance = file.at("white_luminance");
-        conditions.adaptingLuminance = adaptingUnder(luminance.where, luminance.number(), conditions);
+        named.whiteLuminance = luminance.number();
+        conditions.adaptingLuminance = adaptingUnder(luminance.where, *named.whiteLuminance, conditions);
     } else if (!based || has("adapting_luminance")) {
+        named.whiteLuminance.reset();
         conditions.adaptingLuminance = file.at("adapting_luminance").number();
+    } else {
+        followWhite(named, base);
     }
     check(file.where, conditions);
     return named;
@@ -400,23 +423,26 @@ ordered_json jsonOf(const NamedConditions& named) {
     return json;
 }
 
-NamedConditions conditionsFrom(const std::string& nameOrFile) {
+NamedConditions conditionsFrom(const std::string& nameOrFile, const std::string& where) {
     const bool file = nameOrFile.find('/') != std::string::npos ||
                       (nameOrFile.size() > 5 && nameOrFile.compare(nameOrFile.size() - 5, 5, ".json") == 0);
     if (file) {
-        return conditionsInFile(nameOrFile);
+        return conditionsInFile(nameOrFile, where);
     }
     try {
         const ConditionPreset& preset = conditionPreset(nameOrFile);
-        return {std::string(preset.name), std::string(preset.text), preset.conditions};
+        NamedConditions named = {std::string(preset.name), std::string(preset.text), preset.conditions};
+        named.whiteLuminance = whiteLuminanceOf(preset.conditions);
+        return named;
     } catch (const std::invalid_argument& problem) {
-        throw Refusal(std::string("--conditions: ") + problem.what() + "; a file ends in .json");
+        throw Refusal(where + ": " + problem.what() + "; a file ends in .json");
     }
 }
 
 NamedConditions chosenConditions(const ViewingOptions& options, const char* preset) {
-    NamedConditions named = conditionsFrom(options.conditions.empty() ? preset : options.conditions);
+    NamedConditions named = conditionsFrom(options.conditions.empty() ? preset : options.conditions, options.namedBy);
     ViewingConditions& conditions = named.conditions;
+    const ViewingConditions before = conditions;
     ViewingOptions overrides = options;
     overrides.conditions.clear();
     if (!overrides.given()) {
@@ -434,11 +460,14 @@ NamedConditions chosenConditions(const ViewingOptions& options, const char* pres
         conditions.surround = surroundIn("--surround", options.surround);
     }
     if (!options.adaptingLuminance.empty()) {
+        named.whiteLuminance.reset();
         conditions.adaptingLuminance = luminanceIn("--adapting-luminance", options.adaptingLuminance);
     }
     if (!options.whiteLuminance.empty()) {
-        conditions.adaptingLuminance =
-            adaptingUnder("--white-luminance", luminanceIn("--white-luminance", options.whiteLuminance), conditions);
+        named.whiteLuminance = luminanceIn("--white-luminance", options.whiteLuminance);
+        conditions.adaptingLuminance = adaptingUnder("--white-luminance", *named.whiteLuminance, conditions);
+    } else {
+        followWhite(named, before);
     }
     conditions.discounting = conditions.discounting || options.discount;
     check("viewing conditions", conditions);
@@ -493,7 +522,7 @@ void addViewingOptions(CLI::App& app, ViewingOptions& options) {
         ->excludes(adapting);
     add("--background", options.background, "Y",
         "Y of the background, from 0 to that of the white, where a perfect diffuser has 100; or drifting, of the "
-        "likeness model alone",
+        "likeness model alone. The white of named conditions keeps its luminance",
         "--background 20");
     add("--surround", options.surround, "SURROUND", "average, dim, dark, or the numbers F,c,Nc", "--surround dim");
     app.add_flag("--discount", options.discount,

@@ -7,6 +7,7 @@
 #include <CLI/CLI.hpp>
 #include <nlohmann/json.hpp>
 
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -21,6 +22,7 @@ struct ViewingOptions {
     std::string background;
     std::string surround;
     bool discount = false;
+    const char* namedBy = "--conditions";  ///< what refusals call where the conditions' name comes from
 
     bool given() const {
         return discount || !(conditions + white + adaptingLuminance + whiteLuminance + background + surround).empty();
@@ -45,11 +47,15 @@ struct NamedConditions {
     double scale = 1;
     Xyz whiteAsGiven = conditions.white;  ///< the white on the user's scale
     std::string pictureWhite{};           ///< of a file, as --picture-white has it; empty where it says nothing
+    /// In cd/m2, where the conditions are given by it: the adapting luminance follows from it, and from another
+    /// background or white another one. None where the adapting luminance itself was given.
+    std::optional<double> whiteLuminance{};
 };
 
 /// Conditions of a preset's name or of a JSON file, for what ends in ".json" or holds a slash.
+/// @param where  what refusals call the name
 /// @throws Refusal
-NamedConditions conditionsFrom(const std::string& nameOrFile);
+NamedConditions conditionsFrom(const std::string& nameOrFile, const std::string& where = "--conditions");
 
 /// The conditions that the options ask for; `preset` where they name none.
 /// @throws Refusal

@@ -49,8 +49,8 @@ std::string sizesText(const PairOutcome& outcome) {
 }
 
 /// What the page's script knows of a pair, by name. A row has the values alone; the names stand once, in "fields".
-std::vector<std::pair<std::string, json>> fieldsOf(const ResultRecord& record,
-                                                   const std::vector<std::string>& columns) {
+std::vector<std::pair<std::string, json>> fieldsOf(const ResultRecord& record, const std::vector<std::string>& columns,
+                                                   bool hasHue) {
     const PairOutcome& outcome = record.outcome;
     std::vector<std::pair<std::string, json>> fields = {
         {"position", record.position},
@@ -65,6 +65,9 @@ std::vector<std::pair<std::string, json>> fieldsOf(const ResultRecord& record,
                                                         ? numberOrNull(static_cast<double>(outcome.coefficients[k]))
                                                         : json(nullptr));
     }
+    if (hasHue) {
+        fields.emplace_back(hueColumn, outcome.hue ? numberOrNull(static_cast<double>(*outcome.hue)) : json(nullptr));
+    }
     json carried = json::array();
     for (const std::string& column : columns) {
         const CarriedValue* const value = carriedValue(record, column);
@@ -74,9 +77,9 @@ std::vector<std::pair<std::string, json>> fieldsOf(const ResultRecord& record,
     return fields;
 }
 
-json rowOf(const ResultRecord& record, const std::vector<std::string>& columns) {
+json rowOf(const ResultRecord& record, const BatchReport& report) {
     json row = json::array();
-    for (auto& [name, value] : fieldsOf(record, columns)) {
+    for (auto& [name, value] : fieldsOf(record, report.columns, report.summary.hasHue())) {
         row.push_back(std::move(value));
     }
     return row;
@@ -86,11 +89,11 @@ json rowOf(const ResultRecord& record, const std::vector<std::string>& columns) 
 std::string dataElement(const BatchReport& report) {
     json data;
     data["coefficients"] = json::array();
-    for (const CorrelateName& correlate : correlateNames) {
-        data["coefficients"].push_back(correlate.name);
+    for (const NamedCoefficients& coefficient : report.summary.coefficients()) {
+        data["coefficients"].push_back(coefficient.name);
     }
     data["fields"] = json::array();
-    for (const auto& [name, value] : fieldsOf({}, {})) {
+    for (const auto& [name, value] : fieldsOf({}, {}, report.summary.hasHue())) {
         data["fields"].push_back(name);
     }
     data["columns"] = json::array();
@@ -105,7 +108,7 @@ std::string dataElement(const BatchReport& report) {
               [](const ResultRecord* a, const ResultRecord* b) { return a->position < b->position; });
     data["pairs"] = json::array();
     for (const ResultRecord* record : records) {
-        data["pairs"].push_back(rowOf(*record, report.columns));
+        data["pairs"].push_back(rowOf(*record, report));
     }
     data["pictures"] = json::array();
     data["places"] = json::object();
@@ -188,16 +191,16 @@ std::string distributions(const BatchSummary& summary) {
         "class=\"number\">75 %</th>"
         "<th class=\"number\">95 %</th><th class=\"number\">greatest</th></tr></thead><tbody>\n";
     std::string plots;
-    for (std::size_t k = 0; k < correlateNames.size(); ++k) {
-        const CoefficientStatistics all = statisticsOf(summary.coefficients(k));
+    for (const auto& [name, values] : summary.coefficients()) {
+        const CoefficientStatistics all = statisticsOf(values);
         table += fmt::format("<tr data-coefficient=\"{}\"><th scope=\"row\">{}</th><td class=\"number\">{:.5f}</td>",
-                             correlateNames[k].name, correlateNames[k].name, all.mean);
+                             name, name, all.mean);
         for (const float value :
              {all.least, all.fifth, all.lowerQuartile, all.median, all.upperQuartile, all.ninetyFifth, all.greatest}) {
             table += fmt::format("<td class=\"number\">{:.5f}</td>", value);
         }
         table += "</tr>\n";
-        plots += "<figure>" + distributionPlot(correlateNames[k].name, summary.coefficients(k)) + "</figure>\n";
+        plots += "<figure>" + distributionPlot(name, values) + "</figure>\n";
     }
     return "<section id=\"distributions\"><h2>Distributions</h2>\n" + table +
            "</tbody></table></div>\n<div class=\"plots\">" + plots + "</div></section>\n";
