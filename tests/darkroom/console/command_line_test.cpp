@@ -2,6 +2,7 @@
 #include "console/command_line.hpp"
 
 #include <likeness/version.hpp>
+#include "commands/subcommands.hpp"
 #include "darkroom/darkroom_program.hpp"
 #include "support/test_images.hpp"
 
@@ -60,7 +61,7 @@ std::set<std::string> optionsShown(const std::string& help) {
 using DarkroomHelp = DarkroomProgram;
 
 TEST_F(DarkroomHelp, ShowsEveryOptionThatIsParsedAndNoOther) {
-    const CommandLine commandLine;
+    const CommandLine commandLine(darkroom::subcommands());
     for (const CLI::App* const app : allParsers(commandLine)) {
         const bool top = app == &commandLine.parser();
         const Outcome outcome =
@@ -84,7 +85,7 @@ TEST_F(DarkroomHelp, ShowsEveryOptionThatIsParsedAndNoOther) {
 }
 
 TEST_F(DarkroomHelp, LinesFitATerminal) {
-    const CommandLine commandLine;
+    const CommandLine commandLine(darkroom::subcommands());
     for (const CLI::App* const app : commandLine.parser().get_subcommands({})) {
         std::istringstream stream(expectDone({app->get_name(), "--help"}).out);
         for (std::string line; std::getline(stream, line);) {
@@ -189,7 +190,7 @@ TEST_F(DarkroomCommandLine, AFileThatMayNotGrowIsAnError) {
 }
 
 TEST_F(DarkroomCommandLine, RefusesUnknownOptionsInEverySubcommand) {
-    const CommandLine commandLine;
+    const CommandLine commandLine(darkroom::subcommands());
     for (const CLI::App* const app : commandLine.parser().get_subcommands({})) {
         const Outcome outcome = darkroom({app->get_name(), "--bogus"});
         EXPECT_EQ(outcome.status, 2) << app->get_name();
