@@ -7,20 +7,16 @@ const names = data.coefficients;
 const byId = (id) => document.getElementById(id);
 const collator = new Intl.Collator("en", {numeric: true});
 const pageLength = 50;
-const svgNamespace = 'http://www.w3.org/2000/svg';
+const svgNamespace = "http://www.w3.org/2000/svg";
 
 // One object a pair; `lowest` is the least of its coefficients but for that of the hue.
 const pairs = data.pairs.map((row) => {
     const pair = {};
-    data.fields.forEach((field, k) => {
-        pair[field] = row[k];
-    });
-    const numbers = names.filter((name) => name !== 'hue').map((name) => pair[name]).filter((value) => value !== null);
+    data.fields.forEach((field, k) => { pair[field] = row[k]; });
+    const numbers = names.filter((name) => name !== "hue").map((name) => pair[name]).filter((value) => value !== null);
     pair.lowest = numbers.length ? Math.min(...numbers) : null;
-    data.columns.forEach((column, k) => {
-        pair['list:' + column] = pair.carried[k];
-    });
-    pair.text = [pair.id, pair.first, pair.second, pair.error || '', ...pair.carried].join('\n').toLowerCase();
+    data.columns.forEach((column, k) => { pair["list:" + column] = pair.carried[k]; });
+    pair.text = [pair.id, pair.first, pair.second, pair.error || "", ...pair.carried].join("\n").toLowerCase();
     return pair;
 });
 const quantities = ["lowest", ...names];
