@@ -44,8 +44,8 @@ private:
 };
 
 // Objects, not functions: the loops below are compiled for each, without a call.
-constexpr auto adapted = [](float value, float factor) { return factor * value; };
-constexpr auto unadapted = [](float value, float factor) { return value / factor; };
+constexpr auto multiplied = [](float value, float factor) { return factor * value; };
+constexpr auto divided = [](float value, float factor) { return value / factor; };
 
 /// img = combine(img, factor of its white), element by element.
 template <typename Combine>
@@ -122,13 +122,13 @@ D65Adaptation d65Adaptation() {
 void iCAMCATByD65(cv::Mat& img, cv::Mat& white, cv::Mat& /*xyz*/) {
     requireType("iCAMCATByD65", CV_32FC3, {{"img", img}});
     requireRoom("iCAMCATByD65", img.size(), CV_32FC3, {{"white", white}});
-    scaleByD65Factor(img, white, adapted);
+    scaleByD65Factor(img, white, multiplied);
 }
 
 void inverseCATByD65(cv::Mat& img, cv::Mat& white, cv::Mat& /*third*/) {
     requireType("inverseCATByD65", CV_32FC3, {{"img", img}});
     requireRoom("inverseCATByD65", img.size(), CV_32FC3, {{"white", white}});
-    scaleByD65Factor(img, white, unadapted);
+    scaleByD65Factor(img, white, divided);
 }
 
 void inverseCAT(cv::Mat& adapted, cv::Mat& targetWhite, cv::Mat& sourceWhite, cv::Mat& out) {
@@ -153,11 +153,11 @@ void inverseCAT(cv::Mat& adapted, cv::Mat& targetWhite, cv::Mat& sourceWhite, cv
 }
 
 void scaleToD65(cv::Mat& img, const cv::Vec3f& white) {
-    scaleByD65Factor(img, white, adapted);
+    scaleByD65Factor(img, white, multiplied);
 }
 
 void scaleFromD65(cv::Mat& img, const cv::Vec3f& white) {
-    scaleByD65Factor(img, white, unadapted);
+    scaleByD65Factor(img, white, divided);
 }
 
 void scaleToScene(cv::Mat& img, const cv::Vec3f& adaptedTo, const cv::Vec3f& scene) {

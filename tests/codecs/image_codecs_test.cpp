@@ -249,11 +249,11 @@ TEST_F(ImageCodecs, ShortOfMemoryAnImageIsNotWrittenAndNothingBreaks) {
     cv::randu(noise, 0, 256);
     for (const char* const extension : {".jpg", ".png"}) {
         int refused = 0;
-        for (const std::size_t room : {1, 4, 12, 20}) {
+        for (const rlim_t room : {1U, 4U, 12U, 20U}) {
             const pid_t child = ::fork();
             ASSERT_GE(child, 0);
             if (child == 0) {
-                std::size_t pages = 0;
+                rlim_t pages = 0;
                 std::ifstream("/proc/self/statm") >> pages;
                 const rlimit limit{pages * 4096 + (room << 20), RLIM_INFINITY};
                 ::setrlimit(RLIMIT_AS, &limit);
