@@ -80,13 +80,13 @@ void filterPixels(const cv::Mat& bordered, cv::Mat& result, int radius, double v
     numerics::inParallel(static_cast<std::size_t>(result.rows), 1, [&](std::size_t begin, std::size_t end) {
         for (auto i = static_cast<int>(begin); i < static_cast<int>(end); ++i) {
             for (int j = 0; j < result.cols; ++j) {
-                const float* const own = bordered.ptr<float>(i + radius) + channels * (j + radius);
+                const float* const own = bordered.ptr<float>(i + radius, j + radius);
                 const bool ownIsNaN = anyNaN<channels>(own);
                 float weights = 0;
                 float sums[channels] = {};
                 for (const Neighbor& neighbor : neighbors) {
                     const float* const other =
-                        bordered.ptr<float>(i + radius + neighbor.row) + channels * (j + radius + neighbor.col);
+                        bordered.ptr<float>(i + radius + neighbor.row, j + radius + neighbor.col);
                     if (anyNaN<channels>(other)) {
                         continue;
                     }
@@ -103,7 +103,7 @@ void filterPixels(const cv::Mat& bordered, cv::Mat& result, int radius, double v
                         sums[c] += weight * other[c];
                     }
                 }
-                float* const out = result.ptr<float>(i) + channels * j;
+                float* const out = result.ptr<float>(i, j);
                 for (int c = 0; c < channels; ++c) {
                     out[c] = ownIsNaN ? sums[c] / weights : (sums[c] + own[c]) / (weights + 1);
                 }

@@ -72,8 +72,8 @@ TEST_F(DarkroomConditions, TheWhiteKeepsItsLuminanceBesideAnotherBackground) {
     EXPECT_EQ(described({"likeness-default", "--background", "10"})["adapting_luminance"], 20);
 
     expectWhite(described({saveText("based.json", R"({"base": "bright-office", "background": 40})")}), 250, 100);
-    const std::string by = saveText(
-        "by.json", R"({"white": "D50", "white_luminance": 200, "background": 25, "surround": "dim"})");
+    const std::string by =
+        saveText("by.json", R"({"white": "D50", "white_luminance": 200, "background": 25, "surround": "dim"})");
     expectWhite(described({by}), 200, 50);
     expectWhite(described({by, "--background", "50"}), 200, 100);
     const std::string adapted = saveText("adapted.json", R"({"base": "bright-office", "adapting_luminance": 30})");
@@ -83,8 +83,9 @@ TEST_F(DarkroomConditions, TheWhiteKeepsItsLuminanceBesideAnotherBackground) {
 TEST_F(DarkroomConditions, Refuses) {
     expectRefused({"conditions", "missing.json"}, "NAME: cannot read 'missing.json'");
     expectRefused({"conditions", "./"}, "NAME: cannot read './'");
-    const std::string there = "there are no conditions 'nonsense'; there are likeness-default, srgb-display, "
-                              "bright-office, print-d50, print-d50-p2, cinema; a file ends in .json";
+    const std::string there =
+        "there are no conditions 'nonsense'; there are likeness-default, srgb-display, "
+        "bright-office, print-d50, print-d50-p2, cinema; a file ends in .json";
     expectRefused({"conditions", "nonsense"}, "NAME: " + there);
     expectRefused({"conditions", "--conditions", "nonsense"}, "--conditions: " + there);
     expectRefused({"conditions", "cinema", "--conditions", "print-d50"},

@@ -32,7 +32,7 @@ struct Options {
 };
 
 WhiteEstimate whiteOf(const Console& console, const std::string& path, const cv::Mat& photograph) {
-    const WhiteEstimate estimate = grayWorldWhite(photograph, nullptr, watchOf(console));
+    WhiteEstimate estimate = grayWorldWhite(photograph, nullptr, watchOf(console));
     warnOfGuess(console, path, estimate);
     return estimate;
 }
