@@ -2,6 +2,7 @@
 
 #include "codecs/exif_orientation.hpp"
 #include "codecs/image_limits.hpp"
+#include "codecs/memory_check.hpp"
 #include "codecs/reading_flags.hpp"
 
 #include <jpeglib.h>
@@ -206,14 +207,6 @@ private:
     Destination destination_;
     ::jpeg_compress_struct codec_{};
 };
-
-/// What the machine lacks is not the file's fault, and no reason to try a road that takes more.
-template <typename Codec>
-void requireMemory(const Codec& codec) {
-    if (codec.isOutOfMemory()) {
-        throw std::bad_alloc();
-    }
-}
 
 }  // namespace
 

@@ -2,6 +2,7 @@
 
 #include "codecs/exif_orientation.hpp"
 #include "codecs/image_limits.hpp"
+#include "codecs/memory_check.hpp"
 #include "codecs/reading_flags.hpp"
 
 #include <png.h>
@@ -23,19 +24,17 @@ struct ErrorHandler {
     bool isOutOfMemory = false;
 };
 
-/// Errors have no numbers, only texts.
-[[noreturn]] void giveUp(::png_structp codec, ::png_const_charp text) {
-    auto* const handler = static_cast<ErrorHandler*>(::png_get_error_ptr(codec));
-    handler->isOutOfMemory = std::strstr(text, "emory") != nullptr;
-    std::longjmp(handler->giveUp, 1);
+/// For warnings too: a file that is not spotless goes the image library's road.
+[[noreturn]] void giveUp(::png_structp codec, ::png_const_charp /*text*/) {
+    std::longjmp(static_cast<ErrorHandler*>(::png_get_error_ptr(codec))->giveUp, 1);
 }
 
-/// What the machine lacks is not the file's fault, and no reason to try a road that takes more.
-template <typename Codec>
-void requireMemory(const Codec& codec) {
-    if (codec.isOutOfMemory()) {
-        throw std::bad_alloc();
-    }
+/// Errors have no numbers, only texts, and this is the machine's. Others name memory as well, of a chunk that would take
+/// more than is allowed: those are the file's.
+[[noreturn]] void giveUpForError(::png_structp codec, ::png_const_charp text) {
+    auto* const handler = static_cast<ErrorHandler*>(::png_get_error_ptr(codec));
+    handler->isOutOfMemory = handler->isOutOfMemory || std::strcmp(text, "Out of memory") == 0;
+    giveUp(codec, text);
 }
 
 class Reading {
@@ -50,7 +49,7 @@ public:
         if (setjmp(handler_.giveUp) != 0) {
             return false;
         }
-        codec_ = ::png_create_read_struct(PNG_LIBPNG_VER_STRING, &handler_, giveUp, giveUp);
+        codec_ = ::png_create_read_struct(PNG_LIBPNG_VER_STRING, &handler_, giveUpForError, giveUp);
         if (codec_ == nullptr) {
             return false;
         }
@@ -157,7 +156,8 @@ void append(::png_structp codec, ::png_bytep data, std::size_t count) {
         fits = false;
     }
     if (!fits) {
-        ::png_error(codec, "no memory");
+        static_cast<ErrorHandler*>(::png_get_error_ptr(codec))->isOutOfMemory = true;
+        ::png_error(codec, "no room for the file");
     }
 }
 
@@ -176,7 +176,7 @@ public:
         if (setjmp(handler_.giveUp) != 0) {
             return false;
         }
-        codec_ = ::png_create_write_struct(PNG_LIBPNG_VER_STRING, &handler_, giveUp, giveUp);
+        codec_ = ::png_create_write_struct(PNG_LIBPNG_VER_STRING, &handler_, giveUpForError, giveUp);
         if (codec_ == nullptr) {
             return false;
         }

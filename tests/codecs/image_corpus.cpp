@@ -25,6 +25,19 @@ std::string be32(std::uint32_t value) {
     return be16(value >> 16U) + be16(value & 0xFFFFU);
 }
 
+/// So many spaces, which take next to nothing.
+std::string deflatedSpaces(std::size_t count) {
+    const std::string text(count, ' ');
+    ::uLong length = ::compressBound(static_cast<::uLong>(count));
+    std::string bytes(length, '\0');
+    if (::compress(reinterpret_cast<unsigned char*>(bytes.data()), &length,
+                   reinterpret_cast<const unsigned char*>(text.data()), static_cast<::uLong>(count)) != Z_OK) {
+        std::abort();
+    }
+    bytes.resize(length);
+    return bytes;
+}
+
 }  // namespace
 
 std::string jpegFile(const JpegKind& kind, cv::Size size) {
@@ -339,6 +352,10 @@ std::vector<NamedFile> oddPngFiles() {
     files.push_back({"two gAMA", withChunk(withChunk(plain, "gAMA", be32(45455)), "gAMA", be32(55555))});
     files.push_back({"unknown chunk that is needed", withChunk(plain, "ABCD", "abc")});
     files.push_back({"Exif cut off", withChunk(plain, "eXIf", exifWithOrientation(6).substr(6, 20))});
+    files.push_back(
+        {"text beyond the limit", withChunk(plain, "zTXt", std::string("Title\0\0", 7) + deflatedSpaces(9 << 20))});
+    files.push_back(
+        {"profile beyond the limit", withChunk(plain, "iCCP", std::string("x\0\0", 3) + deflatedSpaces(9 << 20))});
     files.push_back({"Exif that is none", withChunk(plain, "eXIf", "nonsense of some length")});
     return files;
 }

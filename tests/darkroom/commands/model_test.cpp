@@ -286,7 +286,8 @@ TEST_F(DarkroomModel, AnAdaptingLuminanceOfZeroIsToldAndHasNoNan) {
         EXPECT_EQ(outcome.err,
                   "darkroom compare: warning: an adapting luminance of 0 leaves colours their lightness and hue alone: "
                   "brightness, chroma, colourfulness and saturation are 0\n");
-        for (const auto& [name, coefficient] : json::parse(outcome.out)["coefficients"].items()) {
+        const json result = json::parse(outcome.out);
+        for (const auto& [name, coefficient] : result["coefficients"].items()) {
             EXPECT_TRUE(coefficient.is_number()) << model << ' ' << name;
         }
     }

@@ -134,7 +134,7 @@ std::string brief(const std::string& text) {
     return whole.substr(0, std::min(whole.find("; "), whole.find(". ")));
 }
 
-std::vector<std::string> zshSpecifications(const CLI::App& app) {
+std::vector<std::string> zshOptionLines(const CLI::App& app) {
     std::vector<std::string> lines;
     for (const OptionView& option : optionsOf(app)) {
         for (const std::string& name : option.names) {
@@ -154,7 +154,7 @@ std::vector<std::string> zshSpecifications(const CLI::App& app) {
 
 std::string zshArguments(const CLI::App& app, const std::string& indent) {
     return fmt::format("{0}_arguments -s \\\n{0}    {1}\n", indent,
-                       fmt::join(zshSpecifications(app), " \\\n" + indent + "    "));
+                       fmt::join(zshOptionLines(app), " \\\n" + indent + "    "));
 }
 
 }  // namespace
