@@ -120,6 +120,21 @@ TEST_F(DarkroomBatch, DefaultOutputIsADatabase) {
     EXPECT_EQ(outcome.out, "pairs: 5\ncompared: 5\nfailed: 0\nmissing: 0\ndoubled: 0\nforeign: 0\naltered: 0\n");
 }
 
+TEST_F(DarkroomBatch, RemarksBelongToTheirPhotographWhenBothAreReadAtOnce) {
+    const std::string whole = contentOf(photograph(0));
+    saveText("photos/short.jpg", whole.substr(0, whole.size() / 2));
+    std::string text = "first,second\n";
+    for (int k = 0; k < 10; ++k) {
+        const std::string cut = input("photos/short.jpg");
+        text += k % 2 == 0 ? cut + ',' + photograph(k) + '\n' : photograph(k) + ',' + cut + '\n';
+    }
+    const std::string list = saveText("l.csv", text);
+    const std::string expected = resultOf({list, "--jobs", "1", "--threads", "1", "--cache", "0"}, "one.csv", 0);
+    EXPECT_EQ(resultOf({list, "--jobs", "1", "--threads", "2", "--cache", "0"}, "two.csv", 0), expected);
+    EXPECT_EQ(resultOf({list, "--jobs", "3", "--threads", "8", "--cache", "0"}, "many.csv", 0), expected);
+    EXPECT_NE(expected.find("'" + input("photos/short.jpg") + "': Premature end of JPEG file"), std::string::npos);
+}
+
 TEST_F(DarkroomBatch, JobsCacheAndShardsMakeNoDifference) {
     const std::string list = saveList(40);
     for (const std::string extension : {"csv", "jsonl", "db"}) {
