@@ -129,9 +129,15 @@ TEST_F(DarkroomBatch, RemarksBelongToTheirPhotographWhenBothAreReadAtOnce) {
         text += k % 2 == 0 ? cut + ',' + photograph(k) + '\n' : photograph(k) + ',' + cut + '\n';
     }
     const std::string list = saveText("l.csv", text);
-    const std::string expected = resultOf({list, "--jobs", "1", "--threads", "1", "--cache", "0"}, "one.csv", 0);
-    EXPECT_EQ(resultOf({list, "--jobs", "1", "--threads", "2", "--cache", "0"}, "two.csv", 0), expected);
-    EXPECT_EQ(resultOf({list, "--jobs", "3", "--threads", "8", "--cache", "0"}, "many.csv", 0), expected);
+    const auto result = [&](const char* threads, const std::string& jobs, const std::string& name) {
+        const Outcome outcome = run({LIKENESS_DARKROOM, "batch", list, "--jobs", jobs, "--cache", "0", "-o", name},
+                                    folder(), [threads] { ::setenv("LIKENESS_THREADS", threads, 1); });
+        EXPECT_EQ(outcome.status, 0) << outcome.err;
+        return contentOf(output(name));
+    };
+    const std::string expected = result("1", "1", "one.csv");
+    EXPECT_EQ(result("2", "1", "two.csv"), expected);
+    EXPECT_EQ(result("8", "3", "many.csv"), expected);
     EXPECT_NE(expected.find("'" + input("photos/short.jpg") + "': Premature end of JPEG file"), std::string::npos);
 }
 

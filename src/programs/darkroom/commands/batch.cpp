@@ -151,6 +151,10 @@ void prepareOpenMp() {
     ::omp_get_thread_num();
 }
 
+unsigned processors() {
+    return std::max(1U, std::thread::hardware_concurrency());
+}
+
 /// One run over the pairs that an output lacks.
 class Run {
 public:
@@ -163,7 +167,7 @@ public:
           analysis_(analysis),
           origin_{LIKENESS_VERSION, parameterFingerprint(analysis, console.profiles()), hueKind(file, analysis)},
           cache_(static_cast<std::size_t>(options.cache)),
-          cores_(static_cast<unsigned>(threads())) {}
+          cores_(std::min(static_cast<unsigned>(threads()), processors())) {}
 
     ExitStatus run() {
         const StopSignals signals;
@@ -209,8 +213,7 @@ private:
             }
         }
         cache_.announced();
-        const unsigned processors = std::max(1U, std::thread::hardware_concurrency());
-        const unsigned jobs = options_.jobs > 0 ? static_cast<unsigned>(options_.jobs) : processors;
+        const unsigned jobs = options_.jobs > 0 ? static_cast<unsigned>(options_.jobs) : processors();
         const auto writer = writeResults(file_, earlier_.tail);
         begin_ = Clock::now();
         try {
@@ -402,7 +405,10 @@ Action declareBatch(CLI::App& app) {
                  optionText("With --resume: compare again the pairs that are recorded as failed", "--retry-failed"));
     app.add_option(
            "--jobs", options->jobs,
-           optionText("Pairs at the same time, 1 to 1024; by default as many as there are processors", "--jobs 8"))
+           optionText(
+               "Pairs at the same time, 1 to 1024; by default as many as there are processors. Where one is idle, "
+               "both photographs of a pair are analysed at the same time; LIKENESS_THREADS says how many there are",
+               "--jobs 8"))
         ->type_name("N")
         ->check(integerBetween(1, 1024));
     app.add_option(
