@@ -263,6 +263,19 @@ TEST_F(DarkroomBatch, TellsOfBackgroundsThatDifferWithTheSizes) {
     EXPECT_NE(lines[1].find("\"remarks\":null"), std::string::npos) << lines[1];
 }
 
+TEST_F(DarkroomBatch, RemarksTellOfATransparentPhotograph) {
+    cv::Mat transparent(20, 30, CV_8UC4, cv::Scalar(10, 100, 200, 128));
+    cv::Mat opaque(20, 30, CV_8UC4, cv::Scalar(10, 100, 200, 255));
+    const std::string list =
+        saveText("l.csv", "first,second\n" + save("o.png", opaque) + ',' + save("t.png", transparent) + '\n');
+    const std::string record = resultOf({list}, "r.jsonl", 0);
+    EXPECT_NE(record.find("\"remarks\":\"'" + input("t.png") +
+                          "': its alpha channel is left out: transparent pixels count with the colours that the file "
+                          "has there\""),
+              std::string::npos)
+        << record;
+}
+
 // Sanitizers take memory of their own.
 #if !defined(__SANITIZE_ADDRESS__) && !defined(__SANITIZE_THREAD__)
 TEST_F(DarkroomBatch, WhatTheMachineLacksEndsTheBatchAndIsNoRecord) {
