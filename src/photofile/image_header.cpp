@@ -174,7 +174,8 @@ private:
         if (isFirst) {
             header_.width = width;
             header_.height = height;
-            header_.alpha = grayOrRgb && (samples == 2 || samples == 4);  // writers often leave out what the last one is
+            header_.alpha =
+                grayOrRgb && (samples == 2 || samples == 4);  // writers often leave out what the last one is
             header_.cameraRaw |= reduced && hasChildren;
         }
         if (!file_.good()) {
