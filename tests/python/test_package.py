@@ -93,3 +93,14 @@ def test_the_version_is_that_of_the_library():
     assert likeness.threads() == before
     with pytest.raises(ValueError):
         likeness.set_threads(-1)
+
+
+def test_examples_of_the_guide_hold(photos, tmp_path, monkeypatch):
+    for module in ("skimage", "pandas", "matplotlib"):
+        pytest.importorskip(module)
+    monkeypatch.chdir(photos)
+    results = doctest.testfile(
+        str(root / "docs/python.md"), module_relative=False, globs={"folder": tmp_path}, verbose=False
+    )
+    assert results.failed == 0 and results.attempted > 40
+    assert {path.name for path in tmp_path.iterdir()} == {"maps.png", "table.png", "coffee.png"}
