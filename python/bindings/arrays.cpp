@@ -190,7 +190,8 @@ py::array arrayOf(cv::Mat image) {
     const int channels = image.channels();
     const auto element = static_cast<py::ssize_t>(image.elemSize1());
     std::vector<py::ssize_t> shape = {image.rows, image.cols};
-    std::vector<py::ssize_t> strides = {static_cast<py::ssize_t>(image.empty() ? 0 : image.step[0]), element * channels};
+    std::vector<py::ssize_t> strides = {static_cast<py::ssize_t>(image.empty() ? 0 : image.step[0]),
+                                        element * channels};
     if (channels > 1) {
         shape.push_back(channels);
         strides.push_back(element);

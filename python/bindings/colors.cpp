@@ -114,8 +114,7 @@ void bindColors(py::module_& module) {
         const Xyz xyz = xyzFromSrgb({color[0], color[1], color[2]});
         return Triple{xyz.x, xyz.y, xyz.z};
     });
-    module.def("srgb_from_xyz",
-               [](const Triple& xyz) { return tripleOf(srgbFromXyz({xyz[0], xyz[1], xyz[2]})); });
+    module.def("srgb_from_xyz", [](const Triple& xyz) { return tripleOf(srgbFromXyz({xyz[0], xyz[1], xyz[2]})); });
     module.def("cie_lab_from_xyz", [](const Triple& xyz, const Triple& white) {
         const CieLab lab = labFromXyz({xyz[0], xyz[1], xyz[2]}, {white[0], white[1], white[2]});
         return Triple{lab.lightness, lab.a, lab.b};

@@ -55,8 +55,7 @@ py::tuple stateOf(const AppearanceDistributions& distributions) {
         histograms.append(arraysOf(distributions[k]));
     }
     const CorrelateShares& shares = distributions.nanShares;
-    return py::make_tuple(histograms,
-                          std::array<double, 5>{shares[0], shares[1], shares[2], shares[3], shares[4]},
+    return py::make_tuple(histograms, std::array<double, 5>{shares[0], shares[1], shares[2], shares[3], shares[4]},
                           distributions.hue ? py::object(arraysOf(*distributions.hue)) : py::object(py::none()),
                           distributions.blackShare);
 }
@@ -136,9 +135,10 @@ void bindComparison(py::module_& module) {
         .def(py::pickle([](const AppearanceDistributions& distributions) { return stateOf(distributions); },
                         [](const py::tuple& state) { return distributionsOf(state); }));
 
-    module.def("compare_distributions", [](const AppearanceDistributions& first, const AppearanceDistributions& second) {
-        return arrayOf(compareDistributions(first, second));
-    });
+    module.def("compare_distributions",
+               [](const AppearanceDistributions& first, const AppearanceDistributions& second) {
+                   return arrayOf(compareDistributions(first, second));
+               });
     module.def("hue_coefficient", hueCoefficient);
 
     module.def("analyze", [](const py::array& array, const py::tuple& model, const std::optional<std::string>& hue,
@@ -149,8 +149,7 @@ void bindComparison(py::module_& module) {
         options.hue = hueOf(hue);
         options.maps = maps;
         const Watch watch = watchOf(progress);
-        const Analysis analysis = unlocked(
-            [&] { return comparerOfThread().analyze(photograph, options, watch); });
+        const Analysis analysis = unlocked([&] { return comparerOfThread().analyze(photograph, options, watch); });
         return py::make_tuple(analysis.distributions(), analysis.size().height, analysis.size().width,
                               analysis.backgroundLuminance(),
                               analysis.hasMaps() ? py::object(mapsOf(analysis)) : py::object(py::none()));

@@ -93,12 +93,11 @@ void bindPublishedModel(py::module_& module) {
                 const std::string& hue, const Doubles& triples) {
                  const std::size_t count = rowsOf(triples, 3, "correlates");
                  CorrelateTriple triple;
-                 triple.kinds = {
-                     level == "lightness" ? LevelCorrelate::lightness : LevelCorrelate::brightness,
-                     chroma == "chroma"         ? ChromaCorrelate::chroma
-                     : chroma == "colorfulness" ? ChromaCorrelate::colorfulness
-                                                : ChromaCorrelate::saturation,
-                     hue == "hue_degrees" ? HueCorrelate::degrees : HueCorrelate::quadrature};
+                 triple.kinds = {level == "lightness" ? LevelCorrelate::lightness : LevelCorrelate::brightness,
+                                 chroma == "chroma"         ? ChromaCorrelate::chroma
+                                 : chroma == "colorfulness" ? ChromaCorrelate::colorfulness
+                                                            : ChromaCorrelate::saturation,
+                                 hue == "hue_degrees" ? HueCorrelate::degrees : HueCorrelate::quadrature};
                  Doubles result = rows(count, 3);
                  const double* in = triples.data();
                  double* out = result.mutable_data();
@@ -161,8 +160,7 @@ void bindUniformSpaces(py::module_& module) {
         return result;
     });
     module.def("uniform_difference", [](const Triple& first, const Triple& second, const std::string& variant) {
-        return uniformDifference({first[0], first[1], first[2]}, {second[0], second[1], second[2]},
-                                 variantOf(variant));
+        return uniformDifference({first[0], first[1], first[2]}, {second[0], second[1], second[2]}, variantOf(variant));
     });
 }
 
@@ -205,9 +203,9 @@ ComparisonModel comparisonModelOf(const py::tuple& model) {
                                                    {{{"encoding", PictureWhite::encoding},
                                                      {"gray-world", PictureWhite::grayWorld},
                                                      {"brightest", PictureWhite::brightestPixel}}});
-    result.white = valueOf<WhiteResponse, 2>(
-        "white", model[3].cast<std::string>(),
-        {{{"brightest", WhiteResponse::brightest}, {"fixed", WhiteResponse::fixed}}});
+    result.white =
+        valueOf<WhiteResponse, 2>("white", model[3].cast<std::string>(),
+                                  {{{"brightest", WhiteResponse::brightest}, {"fixed", WhiteResponse::fixed}}});
     result.black = valueOf<BlackAdaptation, 2>(
         "black", model[4].cast<std::string>(),
         {{{"defined", BlackAdaptation::defined}, {"continuous", BlackAdaptation::continuous}}});
@@ -218,12 +216,14 @@ ComparisonModel comparisonModelOf(const py::tuple& model) {
 void bindModels(py::module_& module) {
     bindPublishedModel(module);
     bindUniformSpaces(module);
-    module.def("check_conditions", [](const py::tuple& conditions) { checkViewingConditions(conditionsOf(conditions)); });
+    module.def("check_conditions",
+               [](const py::tuple& conditions) { checkViewingConditions(conditionsOf(conditions)); });
     module.def("check_model", [](const py::tuple& model) { checkComparisonModel(comparisonModelOf(model)); });
     module.def("condition_presets", [] {
         py::list presets;
         for (const ConditionPreset& preset : conditionPresets()) {
-            presets.append(py::make_tuple(std::string(preset.name), std::string(preset.text), tupleOf(preset.conditions)));
+            presets.append(
+                py::make_tuple(std::string(preset.name), std::string(preset.text), tupleOf(preset.conditions)));
         }
         return presets;
     });

@@ -97,14 +97,14 @@ WhiteEstimate estimateOf(const py::tuple& estimate) {
 }
 
 void bindWhites(py::module_& module) {
-    module.def("gray_world_white", [](const py::array& array, const std::optional<py::tuple>& previous,
-                                      const py::object& progress) {
-        const cv::Mat photograph = imageOf(array, "photograph", rgb);
-        const WhiteEstimate before = previous ? estimateOf(*previous) : WhiteEstimate{};
-        const Watch watch = watchOf(progress);
-        const WhiteEstimate* const given = previous ? &before : nullptr;
-        return tupleOf(unlocked([&] { return grayWorldWhite(photograph, given, watch); }));
-    });
+    module.def("gray_world_white",
+               [](const py::array& array, const std::optional<py::tuple>& previous, const py::object& progress) {
+                   const cv::Mat photograph = imageOf(array, "photograph", rgb);
+                   const WhiteEstimate before = previous ? estimateOf(*previous) : WhiteEstimate{};
+                   const Watch watch = watchOf(progress);
+                   const WhiteEstimate* const given = previous ? &before : nullptr;
+                   return tupleOf(unlocked([&] { return grayWorldWhite(photograph, given, watch); }));
+               });
     module.def("local_white", [](const py::array& array, const std::string& filter, double sigma, int diameter,
                                  const py::object& progress) {
         LocalWhiteOptions options;
@@ -134,15 +134,16 @@ void bindAdaptation(py::module_& module) {
                    const Watch watch = watchOf(progress);
                    return imageFrom(rgb, [&] { return adaptToD65(photograph, whiteXyz, watch); });
                });
-    module.def("adapt_to_d65_by_pixel", [](const py::array& array, const std::string& white, const py::object& progress) {
-        if (white != "smoothed" && white != "own") {
-            refuse("white", white, "smoothed, own");
-        }
-        const PixelWhite kind = white == "own" ? PixelWhite::own : PixelWhite::smoothed;
-        const cv::Mat photograph = imageOf(array, "photograph", rgb);
-        const Watch watch = watchOf(progress);
-        return imageFrom(rgb, [&] { return adaptToD65(photograph, kind, watch); });
-    });
+    module.def("adapt_to_d65_by_pixel",
+               [](const py::array& array, const std::string& white, const py::object& progress) {
+                   if (white != "smoothed" && white != "own") {
+                       refuse("white", white, "smoothed, own");
+                   }
+                   const PixelWhite kind = white == "own" ? PixelWhite::own : PixelWhite::smoothed;
+                   const cv::Mat photograph = imageOf(array, "photograph", rgb);
+                   const Watch watch = watchOf(progress);
+                   return imageFrom(rgb, [&] { return adaptToD65(photograph, kind, watch); });
+               });
     module.def("undo_d65_adaptation", [](const py::array& array, const Triple& white, const py::object& progress) {
         const cv::Mat photograph = imageOf(array, "photograph", rgb);
         const Watch watch = watchOf(progress);
@@ -170,24 +171,24 @@ void bindAdaptation(py::module_& module) {
         options.blend = blend;
         return options;
     };
-    module.def("adapt_to", [adaptOptions](const py::array& array, const py::array& like, double degree,
-                                          const py::object& leftOut, bool local, double blend,
-                                          const py::object& progress) {
-        const cv::Mat photograph = imageOf(array, "photograph", rgb);
-        const cv::Mat other = imageOf(like, "like", rgb);
-        const AdaptOptions options = adaptOptions(degree, leftOut, local, blend);
-        const Watch watch = watchOf(progress);
-        return imageFrom(rgb, [&] { return adaptTo(photograph, other, options, watch); });
-    });
-    module.def("adapt_to_light", [adaptOptions](const py::array& array, const py::tuple& light, double degree,
-                                                const py::object& leftOut, bool local, double blend,
-                                                const py::object& progress) {
-        const cv::Mat photograph = imageOf(array, "photograph", rgb);
-        const WhiteEstimate estimate = estimateOf(light);
-        const AdaptOptions options = adaptOptions(degree, leftOut, local, blend);
-        const Watch watch = watchOf(progress);
-        return imageFrom(rgb, [&] { return adaptTo(photograph, estimate, options, watch); });
-    });
+    module.def("adapt_to",
+               [adaptOptions](const py::array& array, const py::array& like, double degree, const py::object& leftOut,
+                              bool local, double blend, const py::object& progress) {
+                   const cv::Mat photograph = imageOf(array, "photograph", rgb);
+                   const cv::Mat other = imageOf(like, "like", rgb);
+                   const AdaptOptions options = adaptOptions(degree, leftOut, local, blend);
+                   const Watch watch = watchOf(progress);
+                   return imageFrom(rgb, [&] { return adaptTo(photograph, other, options, watch); });
+               });
+    module.def("adapt_to_light",
+               [adaptOptions](const py::array& array, const py::tuple& light, double degree, const py::object& leftOut,
+                              bool local, double blend, const py::object& progress) {
+                   const cv::Mat photograph = imageOf(array, "photograph", rgb);
+                   const WhiteEstimate estimate = estimateOf(light);
+                   const AdaptOptions options = adaptOptions(degree, leftOut, local, blend);
+                   const Watch watch = watchOf(progress);
+                   return imageFrom(rgb, [&] { return adaptTo(photograph, estimate, options, watch); });
+               });
     module.def("tint", [](const py::array& flash, const py::array& noFlash, const std::string& form, double sigma,
                           int diameter, const py::object& progress) {
         TintOptions options;
@@ -372,7 +373,8 @@ TransferOptions transferOptionsOf(const std::string& channels, const std::string
 
 /// (matrix, input mean, target mean)
 py::tuple tupleOf(const cv::Matx33f& matrix, const cv::Vec3f& inputMean, const cv::Vec3f& targetMean) {
-    return py::make_tuple(arrayOf(cv::Mat(matrix).clone()), std::array<float, 3>{inputMean[0], inputMean[1], inputMean[2]},
+    return py::make_tuple(arrayOf(cv::Mat(matrix).clone()),
+                          std::array<float, 3>{inputMean[0], inputMean[1], inputMean[2]},
                           std::array<float, 3>{targetMean[0], targetMean[1], targetMean[2]});
 }
 
