@@ -10,6 +10,7 @@
 #include <likeness/color/yuv.hpp>
 #include "commands/subcommands.hpp"
 #include "console/image_output_options.hpp"
+#include "console/many_photographs.hpp"
 #include "console/option_checks.hpp"
 #include "console/progress.hpp"
 #include "files/refusal.hpp"
@@ -28,7 +29,8 @@ namespace likeness::darkroom {
 namespace {
 
 struct Options {
-    std::string input;
+    PhotographInputs inputs;
+    std::string input;  ///< the one that is worked on
     std::string to;
     std::string from;
     std::string white;
@@ -173,7 +175,7 @@ ExitStatus convertFrom(const Console& console, const Options& options) {
     return ExitStatus::done;
 }
 
-ExitStatus convert(const Console& console, const Options& options) {
+void checkCombination(const Options& options) {
     if (options.to.empty() == options.from.empty()) {
         throw Refusal("one of --to and --from is needed, and not both");
     }
@@ -187,6 +189,11 @@ ExitStatus convert(const Console& console, const Options& options) {
     if (!options.to.empty() && !options.output.profile.empty()) {
         throw Refusal("--output-profile: " + space + " holds no colours of a profile; leave the option out");
     }
+}
+
+ExitStatus convert(const Console& console, const Options& options) {
+    checkCombination(options);
+    const std::string& space = options.to.empty() ? options.from : options.to;
     if (!options.from.empty() && console.profiles().assumed != nullptr) {
         throw Refusal("--assume-profile: " + space + " is not read through a profile; leave the option out");
     }
@@ -207,7 +214,7 @@ CLI::Validator spaceName() {
 
 Action declareConvert(CLI::App& app) {
     auto options = std::make_shared<Options>();
-    app.add_option("IN", options->input, "Image to convert")->required();
+    addPhotographs(app, options->inputs, "IN", "Image to convert");
     app.add_option(
            "--to", options->to,
            optionText("Colour space to convert to: xyz (D65, Y = 1 for white), sharpened (CAT02 cone responses), "
@@ -239,7 +246,8 @@ Action declareConvert(CLI::App& app) {
         ->check(tripleOrChromaticity(2));
     addImageOutput(app, options->output);
     addOutputProfile(app, options->output);
-    return [options](const Console& console) { return convert(console, *options); };
+    addManyPhotographs(app, options->inputs);
+    return [options](const Console& console) { return onEach(console, *options, convert, checkCombination); };
 }
 
 }  // namespace likeness::darkroom

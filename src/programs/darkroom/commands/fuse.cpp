@@ -8,9 +8,9 @@
 #include "console/prefix_output.hpp"
 #include "console/progress.hpp"
 #include "console/response_grid_check.hpp"
+#include "console/text_output.hpp"
 #include "files/number_format.hpp"
 #include "files/refusal.hpp"
-#include "files/replaced_file.hpp"
 #include "pages/svg_plot.hpp"
 #include "photofile/image_input.hpp"
 
@@ -134,12 +134,11 @@ ExitStatus fuse(const Console& console, const Options& options, bool timesGiven)
         writeAndPublish(console, options.prefix, bracket);
     }
     if (!options.response.empty()) {
-        replaceFile(options.response, csvOf(bracket.response));
-        console.tell("wrote '" + options.response + "': camera response, byte value and relative exposure");
+        writeResult(console, options.response, csvOf(bracket.response),
+                    "camera response, byte value and relative exposure");
     }
     if (!options.plot.empty()) {
-        replaceFile(options.plot, plotOf(bracket.response));
-        console.tell("wrote '" + options.plot + "': camera response");
+        writeResult(console, options.plot, plotOf(bracket.response), "camera response");
     }
     return ExitStatus::done;
 }
