@@ -207,7 +207,7 @@ ExitStatus compare(const Console& console, const Options& options) {
     }
     const std::string backgrounds = backgroundRemark(result.first.size, result.second.size);
     if (!result.model.isPublished() && !result.model.model.background && !backgrounds.empty()) {
-        console.tell(backgrounds + ": this alone moves the coefficients; photographs of one size have one background");
+        console.warn(backgrounds + ": this alone moves the coefficients; --background 20 gives both the same");
     }
     const std::string below = result.shortfall();
     if (!below.empty()) {
