@@ -278,10 +278,8 @@ void checkOutputFolder(const std::string& path, std::size_t count) {
     checkFolder("--output", parent.empty() ? "." : parent.string());
 }
 
-std::vector<FoundPhotograph> foundPhotographs(const Console& console, const PhotographInputs& inputs,
-                                              const ImageOutput& output) {
+std::vector<FoundPhotograph> foundPhotographs(const PhotographInputs& inputs, FolderSearch& search) {
     std::vector<FoundPhotograph> found;
-    FolderSearch search(console, inputs.recursive, output.path);
     bool folders = false;
     for (const std::string& path : inputs.paths) {
         if (path == standardStream) {
@@ -300,7 +298,6 @@ std::vector<FoundPhotograph> foundPhotographs(const Console& console, const Phot
     if (inputs.recursive && !folders) {
         throw Refusal("--recursive: no folder is given");
     }
-    search.tellLeftOut();
     return found;
 }
 
@@ -384,7 +381,8 @@ std::vector<PlannedPhotograph> plannedPhotographs(const Console& console, const 
     if (output.path == standardStream) {
         throw Refusal("--output: standard output takes one photograph, and more may be given here");
     }
-    const std::vector<FoundPhotograph> found = foundPhotographs(console, inputs, output);
+    FolderSearch search(console, inputs.recursive, output.path);
+    const std::vector<FoundPhotograph> found = foundPhotographs(inputs, search);
     if (!inputs.inPlace && withFiles) {
         checkOutputFolder(output.path, found.size());
     }
@@ -410,6 +408,7 @@ std::vector<PlannedPhotograph> plannedPhotographs(const Console& console, const 
         checkFormats(output, planned);
     }
     checkNames(console, inputs, planned);
+    search.tellLeftOut();
     return planned;
 }
 
