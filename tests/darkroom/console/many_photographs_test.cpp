@@ -323,6 +323,30 @@ TEST_F(ManyPhotographs, AClosedPipeEndsQuietly) {
     EXPECT_EQ(outcome.err, "");
 }
 
+TEST_F(ManyPhotographs, ASignalHasThoseAtHandFinished) {
+    for (int k = 0; k < 300; ++k) {
+        make("in/n" + std::to_string(k) + ".png", static_cast<std::uint64_t>(k));
+    }
+    const std::vector<std::string> call = {LIKENESS_DARKROOM, "adapt", "in", "--to", "d65", "-o", "out", "--jobs", "1"};
+    const ::pid_t process = start(call, folder());
+    for (int k = 0; k < 100000 && !there("out/n0_adapt.png"); ++k) {
+        ::usleep(500);
+    }
+    ::kill(process, SIGINT);
+    EXPECT_EQ(statusOf(process), 130);
+    std::size_t results = 0;
+    for (const auto& entry : fs::directory_iterator(folder() / "out")) {
+        const std::string name = entry.path().filename();
+        results += name.find("_adapt.") != std::string::npos ? 1 : 0;
+        EXPECT_TRUE(name.find("_adapt.") != std::string::npos || name == ".darkroom-adapt.done") << name;
+    }
+    EXPECT_GE(results, 3U);
+    EXPECT_LT(results, 302U);
+    expectEnd(
+        {"adapt", "in", "--to", "d65", "-o", "out", "--resume"}, 0,
+        "302 photographs: " + std::to_string(302 - results) + " done, " + std::to_string(results) + " done before");
+}
+
 TEST_F(ManyPhotographs, TheFormatOfAResultFollowsItsName) {
     const auto beginning = [&](const std::string& name) { return content(name).substr(0, 2); };
     expectDone({"compare", "in/a.png", "in/b.jpg", "-o", "r.json"});

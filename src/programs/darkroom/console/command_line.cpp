@@ -270,8 +270,8 @@ CommandLine::CommandLine(const std::vector<Subcommand>& subcommands)
     app_.require_subcommand(1);
     app_.footer(
         "darkroom SUBCOMMAND --help shows the options of a subcommand.\n"
-        "Exit status: 0 done (and within limits), 1 compared and outside the limits, 2 could not run;\n"
-        "a batch that a signal stopped ends with 130 or 143.");
+        "Exit status: 0 done (and within limits), 1 outside the limits, or some of many failed, 2 could not\n"
+        "run; a batch, or work on many photographs, that a signal stopped ends with 130 or 143.");
     for (const Subcommand& subcommand : subcommands) {
         CLI::App* const app = app_.add_subcommand(subcommand.name, subcommand.summary);
         app->footer("");
