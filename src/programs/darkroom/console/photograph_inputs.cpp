@@ -317,9 +317,9 @@ void addManyPhotographs(CLI::App& app, PhotographInputs& inputs, std::vector<std
     inputs.needsOutput = output->get_required();
     output->required(false);
     std::string text = output->get_description();
-    const std::string more =
-        ". With several photographs or a folder, the folder of the results, which is made if it "
-        "is not there. -: standard output, with --format";
+    const std::string more = std::string(inputs.needsOutput ? ". Needed, unless --in-place is given" : "") +
+                             ". With several photographs or a folder, the folder of the results, which is made if it "
+                             "is not there. -: standard output, with --format";
     text.insert(std::min(text.find(" (example: "), text.size()), more);
     output->description(text);
     app.add_flag("--recursive", inputs.recursive,
