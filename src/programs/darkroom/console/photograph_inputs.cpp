@@ -184,7 +184,7 @@ CLI::Validator formatName() {
     return {[](std::string& text) {
                 const std::string plain = text.rfind('.', 0) == 0 ? text.substr(1) : text;
                 if (imageFormatOf("x." + plain) == ImageFormat::unknown) {
-                    return "'" + text + "' is no format that is written: there are png, jpg, tif and hdr";
+                    return "'" + text + "' is no format that is written; the help of --output lists them";
                 }
                 text = plain;
                 return std::string();
@@ -334,10 +334,11 @@ void addManyPhotographs(CLI::App& app, PhotographInputs& inputs, std::vector<std
             ->check(namePattern())
             ->capture_default_str();
     auto* const format =
-        app.add_option("--format", inputs.format,
-                       optionText("Format of standard output, or of the results of several photographs: png, jpg, tif "
-                                  "or hdr",
-                                  "--format png"))
+        app.add_option(
+               "--format", inputs.format,
+               optionText("Format of standard output, or of the results of several photographs: an extension that "
+                          "--output takes, without its dot",
+                          "--format png"))
             ->type_name("EXT")
             ->check(formatName());
     app.add_flag(
