@@ -157,6 +157,22 @@ ImageHeader headerOf(const std::string& path) {
     });
 }
 
+/// What a file of this format begins as; `unknown` where that is not told apart here.
+ImageFileFormat fileFormatOf(ImageFormat format) {
+    switch (format) {
+        case ImageFormat::png:
+            return ImageFileFormat::png;
+        case ImageFormat::jpeg:
+            return ImageFileFormat::jpeg;
+        case ImageFormat::tiff:
+            return ImageFileFormat::tiff;
+        case ImageFormat::hdr:
+            return ImageFileFormat::radiance;
+        default:
+            return ImageFileFormat::unknown;
+    }
+}
+
 /// Refuses a file that would get another format under its name. A PNG keeps its 16 bits.
 void checkOwnFormat(const std::string& path, ImageOutput& output) {
     const ImageFormat format = imageFormatOf(path);
@@ -165,11 +181,8 @@ void checkOwnFormat(const std::string& path, ImageOutput& output) {
                       "' has the extension of no format that is written; --output names a folder");
     }
     const ImageHeader header = headerOf(path);
-    const bool own = (format == ImageFormat::png && header.format == ImageFileFormat::png) ||
-                     (format == ImageFormat::jpeg && header.format == ImageFileFormat::jpeg) ||
-                     (format == ImageFormat::tiff && header.format == ImageFileFormat::tiff) ||
-                     (format == ImageFormat::hdr && header.format == ImageFileFormat::radiance);
-    if (header.format != ImageFileFormat::unknown && !own) {
+    const ImageFileFormat own = fileFormatOf(format);
+    if (own != ImageFileFormat::unknown && header.format != ImageFileFormat::unknown && header.format != own) {
         throw Refusal("--in-place: '" + path +
                       "' is not of the format that its extension says; --output names a folder");
     }

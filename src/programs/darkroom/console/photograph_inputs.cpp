@@ -184,7 +184,7 @@ CLI::Validator formatName() {
     return {[](std::string& text) {
                 const std::string plain = text.rfind('.', 0) == 0 ? text.substr(1) : text;
                 if (imageFormatOf("x." + plain) == ImageFormat::unknown) {
-                    return "'" + text + "' is no format that is written: there are png, jpg, tif and hdr";
+                    return "'" + text + "' is no format that is written; the help of --output lists them";
                 }
                 text = plain;
                 return std::string();
@@ -317,9 +317,9 @@ void addManyPhotographs(CLI::App& app, PhotographInputs& inputs, std::vector<std
     inputs.needsOutput = output->get_required();
     output->required(false);
     std::string text = output->get_description();
-    const std::string more =
-        ". With several photographs or a folder, the folder of the results, which is made if it "
-        "is not there. -: standard output, with --format";
+    const std::string more = std::string(inputs.needsOutput ? ". Needed, unless --in-place is given" : "") +
+                             ". With several photographs or a folder, the folder of the results, which is made if it "
+                             "is not there. -: standard output, with --format";
     text.insert(std::min(text.find(" (example: "), text.size()), more);
     output->description(text);
     app.add_flag("--recursive", inputs.recursive,
@@ -334,10 +334,11 @@ void addManyPhotographs(CLI::App& app, PhotographInputs& inputs, std::vector<std
             ->check(namePattern())
             ->capture_default_str();
     auto* const format =
-        app.add_option("--format", inputs.format,
-                       optionText("Format of standard output, or of the results of several photographs: png, jpg, tif "
-                                  "or hdr",
-                                  "--format png"))
+        app.add_option(
+               "--format", inputs.format,
+               optionText("Format of standard output, or of the results of several photographs: an extension that "
+                          "--output takes, without its dot",
+                          "--format png"))
             ->type_name("EXT")
             ->check(formatName());
     app.add_flag(
