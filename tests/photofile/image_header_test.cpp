@@ -132,7 +132,7 @@ TEST(ImageHeader, TellsOfAnAlphaChannel) {
     }
     EXPECT_TRUE(headerOf(encoded(".webp", bgra, {cv::IMWRITE_WEBP_QUALITY, 80})).alpha);
     EXPECT_FALSE(headerOf(encoded(".webp", bgr, {cv::IMWRITE_WEBP_QUALITY, 80})).alpha);
-    EXPECT_FALSE(headerOf(encoded(".jp2", bgr)).alpha);
+    EXPECT_FALSE(headerOf(encoded(".jp2", randomPhotograph({70, 66}, 4))).alpha);
     EXPECT_FALSE(headerOf(encoded(".jpg", bgr)).alpha);
     EXPECT_TRUE(headerOf("P7\nWIDTH 2\nHEIGHT 1\nDEPTH 4\nMAXVAL 255\nTUPLTYPE RGB_ALPHA\nENDHDR\n").alpha);
     EXPECT_FALSE(headerOf("P7\nWIDTH 2\nHEIGHT 1\nDEPTH 3\nMAXVAL 255\nTUPLTYPE RGB\nENDHDR\n").alpha);
