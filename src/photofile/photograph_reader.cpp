@@ -2,6 +2,7 @@
 
 #include <likeness/color/srgb_companding.hpp>
 #include "codecs/image_codecs.hpp"
+#include "files/standard_input.hpp"
 #include "modules/module_loader.hpp"
 #include "numerics/beside.hpp"
 #include "photofile/decoder_remarks.hpp"
@@ -19,6 +20,7 @@
 #include <memory>
 #include <mutex>
 #include <new>
+#include <optional>
 #include <shared_mutex>
 #include <utility>
 
@@ -309,8 +311,9 @@ std::string lostWithAlpha(const std::string& path, const ImageHeader& header) {
 
 /// @param tellsOfAlpha  whether an alpha channel that is not opaque throughout is a remark
 template <typename LinesOf>
-PhotographRead readCollecting(const std::string& path, PhotographValues values, std::uint64_t mostPixels,
+PhotographRead readCollecting(const std::string& name, PhotographValues values, std::uint64_t mostPixels,
                               ColorReading* colors, bool tellsOfAlpha, LinesOf linesOf, cv::Mat room = {}) {
+    const std::string path = placeOfInput(name);
     PhotographRead result;
     Inspected found;
     const ImageHeader& header = found.header;
@@ -376,8 +379,12 @@ PhotographRead readWithAllRemarks(const std::string& path, PhotographValues valu
 
 PhotographRead readPhotograph(const std::string& path, PhotographValues values, std::uint64_t mostPixels,
                               ColorReading* colors) {
-    silenceImageLibrary();
-    const RemarkSorter sorter;
+    // Where many are read at the same time, whoever has them read sorts what is printed.
+    std::optional<RemarkSorter> sorter;
+    if (!RemarkSorter::isAtWork()) {
+        silenceImageLibrary();
+        sorter.emplace();
+    }
     return readWithAllRemarks(path, values, mostPixels, colors, true);
 }
 

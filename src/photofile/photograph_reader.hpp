@@ -77,7 +77,7 @@ public:
 /// what cannot be read as an image, or has more pixels than the image library accepts.
 ///
 /// For front ends: while it runs, the process's standard error is sorted (photofile/decoder_remarks.hpp), because the
-/// format libraries print there themselves. One call at a time.
+/// format libraries print there themselves. One call at a time, unless a `RemarkSorter` is at work already.
 /// @param colors  if it is not null, asked whether the numbers are to be converted; `bgr` is then CV_32FC3 whatever
 ///                `values` says
 /// @throws MachineFailure

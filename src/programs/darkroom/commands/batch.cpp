@@ -93,7 +93,7 @@ ResultFile checkedOutput(const Console& console, const Options& options) {
         }
         file.timing = file.path + ".timing.csv";
     }
-    OutputPlan plan(console, {options.list.path});
+    OutputPlan plan(console, {options.list.path}, InputKind::others);
     plan.mayRead(options.model.viewing.conditions);
     plan.file("--output", options.output);
     plan.aside("--output", previousResults(options.output));
