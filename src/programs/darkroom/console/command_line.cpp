@@ -2,6 +2,7 @@
 
 #include <likeness/threads.hpp>
 #include <likeness/version.hpp>
+#include "codecs/memory_check.hpp"
 #include "console/option_checks.hpp"
 #include "console/parser_view.hpp"
 #include "console/thread_supply.hpp"
@@ -315,9 +316,9 @@ ExitStatus CommandLine::run(int argc, const char* const* argv) {
         const auto parsed = app_.get_subcommands();
         return refuse(parsed.empty() ? command : parsed.front()->get_name(), problemOf(error, app_, argc, argv));
     } catch (const cv::Exception& error) {
-        return refuse(command, onOneLine(error.what()));
+        return refuse(command, isMemoryShortage(error) ? memoryShortageText : onOneLine(error.what()));
     } catch (const std::exception& error) {
-        return refuse(command, error.what());
+        return refuse(command, isMemoryShortage(error) ? memoryShortageText : error.what());
     }
 }
 
