@@ -25,6 +25,8 @@ struct CommonOptions {
     int threads = 0;                             ///< at the same time; 0: not said
     std::string assumedProfile{};                ///< name or file; empty: sRGB
     bool ignoreProfiles = false;
+    double exposure = 0;  ///< of linear values, in EV
+    PhotographSelection selection{};
 };
 
 /// One run of the program. Results go to standard output or into named files; everything that is said here goes to
