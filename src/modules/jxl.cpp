@@ -6,6 +6,7 @@
 #include <jxl/decode_cxx.h>
 
 #include <array>
+#include <cmath>
 #include <cstdio>
 #include <memory>
 #include <utility>
@@ -41,6 +42,14 @@ void readColors(::JxlDecoder* decoder, const ::JxlPixelFormat& format, Photograp
     if (::JxlDecoderGetColorAsEncodedProfile(decoder, &format, ::JXL_COLOR_PROFILE_TARGET_DATA, &encoding) ==
         ::JXL_DEC_SUCCESS) {
         content.linear = encoding.transfer_function == ::JXL_TRANSFER_FUNCTION_LINEAR;
+        constexpr double displayGamma = 1 / 2.2;
+        if (encoding.transfer_function == ::JXL_TRANSFER_FUNCTION_GAMMA &&
+            std::abs(encoding.gamma - displayGamma) < 1e-4 && encoding.primaries == ::JXL_PRIMARIES_SRGB &&
+            encoding.white_point == ::JXL_WHITE_POINT_D65) {
+            // As in a PNG, from which such files come: older writers mean sRGB by it.
+            content.remarks.emplace_back("its exponent of 1/2.2 is taken for the curve of sRGB");
+            return;
+        }
     }
     std::size_t size = 0;
     constexpr std::size_t mostBytes = std::size_t{1} << 24;

@@ -216,6 +216,6 @@ LIKENESS_MODULE_ENTRY void likeness_read_photograph(const PhotographRequest& req
         throw;
     } catch (const std::exception& error) {
         content.pixels.release();
-        content.problem = std::string("its content cannot be decoded: ") + error.what();
+        content.problem = std::string("its content is cut off or damaged: ") + error.what();
     }
 }

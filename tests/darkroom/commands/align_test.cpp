@@ -104,8 +104,8 @@ TEST_F(DarkroomAlign, FlowAsAPictureStatesItsScale) {
 TEST_F(DarkroomAlign, Refuses) {
     const std::string in = save("moving.png", randomPhotograph({30, 20}, 1));
     const std::string other = save("other.png", randomPhotograph({30, 21}, 2));
-    expectRefused({"align", in, "--to", "missing.png", "-o", "a.png"}, "cannot read 'missing.png' as an image");
-    expectRefused({"align", "missing.png", "--to", in, "-o", "a.png"}, "cannot read 'missing.png' as an image");
+    expectRefused({"align", in, "--to", "missing.png", "-o", "a.png"}, "cannot read 'missing.png': No such file or directory");
+    expectRefused({"align", "missing.png", "--to", in, "-o", "a.png"}, "cannot read 'missing.png': No such file or directory");
     expectRefused({"align", in, "--to", other, "-o", "a.png"},
                   "'" + in + "' is 30 x 20 pixels and '" + other + "' is 30 x 21: they must be of one size");
     expectRefused({"align", in, "-o", "a.png"}, "--to is required");

@@ -90,7 +90,7 @@ TEST_F(DarkroomBrighten, Refuses) {
         all.insert(all.end(), more.begin(), more.end());
         return all;
     };
-    expectRefused({"brighten", "missing.png", "-o", "b.png", "--factor", "9"}, "cannot read 'missing.png' as an image");
+    expectRefused({"brighten", "missing.png", "-o", "b.png", "--factor", "9"}, "cannot read 'missing.png': No such file or directory");
     expectRefused(plain, "--factor is required");
     expectRefused({"brighten", in, "--factor", "9"}, "--output is required");
     for (const char* factor : {"0", "100.1", "nan"}) {

@@ -154,7 +154,7 @@ TEST_F(DarkroomCompare, TellsOfBackgroundsThatDifferWithTheSizes) {
 TEST_F(DarkroomCompare, RefusesMorePixelsThanTheLimit) {
     expectRefused({"compare", cat, coffee, "--max-pixels", "200000"},
                   "cannot read '" + coffee +
-                      "' as an image: it is 600 x 400 pixels, and the limit (--max-pixels) is 200000 in all");
+                      "': it is 600 x 400 pixels, and the limit (--max-pixels) is 200000 in all");
     expectDone({"compare", cat, coffee, "--max-pixels", "240000"});
     for (const std::string value : {"0", "-1", "1e6", "10k", ""}) {
         EXPECT_EQ(darkroom({"compare", cat, coffee, "--max-pixels=" + value}).status, 2) << value;
@@ -298,13 +298,13 @@ TEST_F(DarkroomCompare, ComparesWhatCanBeReadOfATruncatedPhotograph) {
 }
 
 TEST_F(DarkroomCompare, RefusesWhatItCannotRead) {
-    expectRefused({"compare", "missing.jpg", coffee}, "cannot read 'missing.jpg' as an image");
-    expectRefused({"compare", cat, "missing.jpg"}, "cannot read 'missing.jpg' as an image");
-    expectRefused({"compare", cat, "."}, "cannot read '.' as an image: it is not a regular file");
+    expectRefused({"compare", "missing.jpg", coffee}, "cannot read 'missing.jpg': No such file or directory");
+    expectRefused({"compare", cat, "missing.jpg"}, "cannot read 'missing.jpg': No such file or directory");
+    expectRefused({"compare", cat, "."}, "cannot read '.': it is a folder");
     expectRefused({"compare", cat, saveText("text.jpg", "text")},
-                  "cannot read '" + input("text.jpg") + "' as an image");
+                  "cannot read '" + input("text.jpg") + "': its content is of no image format that is known");
     expectRefused({"compare", saveText("header.jpg", contentOf(cat).substr(0, 100)), cat, "--report", "r.html"},
-                  "cannot read '" + input("header.jpg") + "' as an image");
+                  "cannot read '" + input("header.jpg") + "': it is cut off at byte 100");
     expectRefused({"compare", cat}, "SECOND is required");
 }
 

@@ -126,7 +126,7 @@ TEST_F(DarkroomWhite, KeepsTheDumpsOfTheFilterWhereAsked) {
 
 TEST_F(DarkroomWhite, Refuses) {
     const std::string in = photo("cat.jpg");
-    expectRefused({"white", "missing.png"}, "cannot read 'missing.png' as an image");
+    expectRefused({"white", "missing.png"}, "cannot read 'missing.png': No such file or directory");
     expectRefused({"white", in, "-o", "white.bmp"},
                   "--output: 'white.bmp' has none of the extensions .png, .jpg, .jpeg, .tif, .tiff, .hdr");
     expectRefused({"white", in, "--bilateral", "0.1", "--diameter", "5"}, "--bilateral requires --output");
