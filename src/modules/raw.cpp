@@ -24,7 +24,9 @@ bool failed(int status, PhotographContent& content) {
     if (status == LIBRAW_UNSUFFICIENT_MEMORY) {
         throw std::bad_alloc();
     }
-    content.problem = std::string("its content cannot be decoded: ") + ::libraw_strerror(status);
+    content.problem = status == LIBRAW_IO_ERROR
+                          ? "its content is cut off or damaged"
+                          : std::string("its content cannot be decoded: ") + ::libraw_strerror(status);
     return true;
 }
 

@@ -1,12 +1,16 @@
 #include "photofile/image_output.hpp"
 
 #include <likeness/color/srgb_companding.hpp>
+#include <likeness/version.hpp>
 #include "codecs/image_codecs.hpp"
 #include "files/refusal.hpp"
 #include "files/replaced_file.hpp"
+#include "modules/metadata.hpp"
 #include "modules/module_loader.hpp"
 #include "photofile/clipping.hpp"
+#include "photofile/header_bytes.hpp"
 #include "photofile/managed_colors.hpp"
+#include "photofile/opened_file.hpp"
 #include "photofile/profile_tagging.hpp"
 
 #include <fmt/format.h>
@@ -38,9 +42,70 @@ void tag(const ImageOutput& output, std::vector<uchar>& bytes, const ColorProfil
     }
 }
 
+/// Whether there may be metadata in a file, by its first bytes: then it is worth the time to load what reads them.
+bool mayHoldMetadata(const std::string& path) {
+    const OpenedFile file(path);
+    if (!file.problem().empty()) {
+        return false;
+    }
+    const ByteSource source = file.source();
+    HeaderBytes bytes(source);
+    const ImageHeader header = readImageHeader(source);
+    if (header.format == ImageFileFormat::jpeg) {
+        bool found = false;
+        forEachJpegSegment(bytes, [&](const JpegSegment& segment) {
+            constexpr unsigned app1 = 0xE1;
+            constexpr unsigned app13 = 0xED;
+            found = found || segment.marker == app1 || segment.marker == app13;
+            return !found;
+        });
+        return found;
+    }
+    if (header.format == ImageFileFormat::png) {
+        std::uint64_t at = 8;
+        for (int chunk = 0; chunk < 1 << 16 && bytes.good() && !bytes.holds(at + 4, "IEND"); ++chunk) {
+            for (const char* const type : {"eXIf", "iTXt", "zTXt", "tEXt"}) {
+                if (bytes.holds(at + 4, type)) {
+                    return true;
+                }
+            }
+            at += bytes.big(at, 4) + 12;
+        }
+        return false;
+    }
+    return header.cameraRaw || header.format == ImageFileFormat::tiff || header.format == ImageFileFormat::webp ||
+           header.format == ImageFileFormat::jpeg2000 || header.format == ImageFileFormat::heic ||
+           header.format == ImageFileFormat::avif || header.format == ImageFileFormat::jpegXl ||
+           header.format == ImageFileFormat::photoshop;
+}
+
+void carryMetadata(const FileAccess& access, const ImageOutput& output, const std::string& source, cv::Size size,
+                   std::vector<uchar>& bytes) {
+    if (source.empty() || output.strip || imageFormatOf(output.path) == ImageFormat::hdr || !mayHoldMetadata(source)) {
+        return;
+    }
+    const auto notCarried = [&](const std::string& why) {
+        access.warn(fmt::format("'{}': the metadata of '{}' are not carried over: {}", output.path, source, why));
+    };
+    try {
+        const auto carry = reinterpret_cast<CarryMetadataEntry>(moduleEntry("metadata", "likeness_carry_metadata"));
+        const CarriedPicture picture{static_cast<std::uint32_t>(size.width), static_cast<std::uint32_t>(size.height),
+                                     "darkroom " LIKENESS_VERSION};
+        std::string problem;
+        carry(source, bytes, picture, problem);
+        if (!problem.empty()) {
+            notCarried(problem);
+        }
+    } catch (const ModuleProblem& problem) {
+        notCarried(problem.what());
+    }
+}
+
 /// @param profile  what the file says of its colours; null for nothing
-void encodeAndReplace(const ImageOutput& output, const char* extension, const cv::Mat& image,
-                      const std::vector<int>& parameters, const ColorProfile* profile = nullptr) {
+/// @param source   file of the photograph that it is made from; empty for none
+void encodeAndReplace(const FileAccess& access, const ImageOutput& output, const char* extension, const cv::Mat& image,
+                      const std::vector<int>& parameters, const ColorProfile* profile = nullptr,
+                      const std::string& source = "") {
     std::vector<uchar> bytes;
     bool encoded = false;
     try {
@@ -57,7 +122,21 @@ void encodeAndReplace(const ImageOutput& output, const char* extension, const cv
     if (profile != nullptr) {
         tag(output, bytes, *profile);
     }
+    carryMetadata(access, output, source, image.size(), bytes);
     replaceFile(output.path, {reinterpret_cast<const char*>(bytes.data()), bytes.size()});
+}
+
+std::vector<int> jpegParameters(const ImageOutput& output) {
+    std::vector<int> parameters{cv::IMWRITE_JPEG_QUALITY, output.quality.value_or(usualQuality)};
+    if (!output.subsampling.empty()) {
+        // The image library's numbers for the sampling factors of the three components, by four bits each.
+        constexpr int samplingFactor = 7;
+        parameters.push_back(samplingFactor);
+        parameters.push_back(output.subsampling == "444"   ? 0x111111
+                             : output.subsampling == "422" ? 0x211111
+                                                           : 0x221111);
+    }
+    return parameters;
 }
 
 /// The profile of a picture that is written; null for none.
@@ -117,12 +196,15 @@ ImageFormat imageFormatOf(const std::string& path) {
 }
 
 ImageOutput ImageOutput::at(std::string otherPath, std::string otherOption) const {
-    ImageOutput other{std::move(otherPath), quality, bits, std::move(otherOption), profile};
+    ImageOutput other = *this;
+    other.path = std::move(otherPath);
+    other.option = std::move(otherOption);
     if (imageFormatOf(other.path) != ImageFormat::png) {
         other.bits = 8;
     }
     if (imageFormatOf(other.path) != ImageFormat::jpeg) {
         other.quality.reset();
+        other.subsampling.clear();
     }
     return other;
 }
@@ -134,12 +216,13 @@ bool holdsFloats(const ImageOutput& output) {
 namespace {
 
 void write(const FileAccess& access, const ImageOutput& output, const cv::Mat& image, double white,
-           const std::string& what, const ColorProfile* profile) {
+           const std::string& what, const ColorProfile* profile, const std::string& source = "") {
     std::string scale;
     switch (imageFormatOf(output.path)) {
         case ImageFormat::tiff:
             // Left to itself, the image library packs three floats into the 32 bits of LogLuv, without negative values.
-            encodeAndReplace(output, ".tiff", image, {cv::IMWRITE_TIFF_COMPRESSION, lzwCompression}, profile);
+            encodeAndReplace(access, output, ".tiff", image, {cv::IMWRITE_TIFF_COMPRESSION, lzwCompression}, profile,
+                             source);
             scale = "32-bit float, values as they are";
             break;
         case ImageFormat::hdr: {
@@ -151,7 +234,7 @@ void write(const FileAccess& access, const ImageOutput& output, const cv::Mat& i
                 sRGBInverseCompandingOfRow(
                     row, row, static_cast<std::size_t>(radiance.cols) * static_cast<std::size_t>(radiance.channels()));
             }
-            encodeAndReplace(output, ".hdr", radiance, {});
+            encodeAndReplace(access, output, ".hdr", radiance, {});
             scale = fmt::format("Radiance, linear, 0..1 stands for 0..{:g}", white);
             break;
         }
@@ -163,10 +246,8 @@ void write(const FileAccess& access, const ImageOutput& output, const cv::Mat& i
             const bool png = imageFormatOf(output.path) == ImageFormat::png;
             const cv::Mat integers = wide && png ? quantized<ushort>(image, white, 65535.0, clipped)
                                                  : quantized<uchar>(image, white, 255.0, clipped);
-            const std::vector<int> parameters =
-                png ? std::vector<int>()
-                    : std::vector<int>{cv::IMWRITE_JPEG_QUALITY, output.quality.value_or(usualQuality)};
-            encodeAndReplace(output, png ? ".png" : ".jpg", integers, parameters, profile);
+            const std::vector<int> parameters = png ? std::vector<int>() : jpegParameters(output);
+            encodeAndReplace(access, output, png ? ".png" : ".jpg", integers, parameters, profile, source);
             scale = fmt::format("{} bits, 0..{} stands for 0..{:g}", wide && png ? 16 : 8, wide && png ? 65535 : 255,
                                 white);
             if (clipped > 0) {
@@ -190,11 +271,11 @@ void writeImage(const FileAccess& access, const ImageOutput& output, const cv::M
 }
 
 void writePhotograph(const FileAccess& access, const ImageOutput& output, const cv::Mat& picture,
-                     const std::string& what) {
+                     const std::string& what, const std::string& source) {
     const ColorProfile::Shared profile = profileOf(output);
     try {
         const bool other = profile != nullptr && !profile->isSrgb();
-        write(access, output, other ? profile->fromSrgb(picture) : picture, 1.0, what, profile.get());
+        write(access, output, other ? profile->fromSrgb(picture) : picture, 1.0, what, profile.get(), source);
     } catch (const ProfileProblem& problem) {
         throw refusedProfile(output, problem);
     }
@@ -230,8 +311,8 @@ void writePicture(const FileAccess& access, const ImageOutput& output, const cv:
                   const std::string& what) {
     const bool png = imageFormatOf(output.path) == ImageFormat::png;
     encodeAndReplace(
-        output, png ? ".png" : ".jpg", picture,
-        png ? std::vector<int>() : std::vector<int>{cv::IMWRITE_JPEG_QUALITY, output.quality.value_or(usualQuality)});
+        access, output, png ? ".png" : ".jpg", picture,
+        png ? std::vector<int>() : jpegParameters(output));
     access.tell(describe(output.path, what, picture, "8 bits"));
 }
 

@@ -25,6 +25,8 @@ struct ImageOutput {
     int bits = 8;                     ///< of PNG, 8 or 16
     std::string option = "--output";  ///< the option that gave the path, for refusals
     std::string profile{};            ///< of a picture: a name or a file (`profileAsked`); empty: sRGB
+    bool strip = false;               ///< whether the metadata of the photograph that it is made from are left out
+    std::string subsampling{};        ///< of JPEG: "444", "422" or "420"; empty: 420, the image library's own choice
 
     /// A second result with the same settings, as far as its format has them, under the path that `otherOption` gave.
     ImageOutput at(std::string otherPath, std::string otherOption) const;
@@ -49,10 +51,14 @@ void writeImage(const FileAccess& access, const ImageOutput& output, const cv::M
 /// `output.profile`, to which the colours are converted before anything is clipped, or sRGB. A Radiance file has no
 /// profile.
 ///
+/// The Exif, XMP and IPTC data of the photograph that it is made from are carried into JPEG, PNG and TIFF files
+/// (modules/metadata.hpp), unless `output.strip` is set; where they cannot be, a warning tells why.
+///
 /// @param picture  CV_32FC3, B, G, R
+/// @param source   file of that photograph; empty for none
 /// @throws Refusal  also where the profile cannot be had, or no way leads to it
 void writePhotograph(const FileAccess& access, const ImageOutput& output, const cv::Mat& picture,
-                     const std::string& what = "");
+                     const std::string& what = "", const std::string& source = "");
 
 /// What `writePhotograph` leaves of a picture, in the encoding of sRGB: clipped and rounded where the format has
 /// integers. The losses of JPEG are not in it.

@@ -97,8 +97,8 @@ std::string ProfileUse::remark() const {
         return profileRemark();
     }
     const std::string colors = profileRemark();
-    return fmt::format("its linear values are encoded for sRGB at an exposure of {:+g} EV{}{}", exposure,
-                       colors.empty() ? "" : "; ", colors);
+    return fmt::format("its linear values are encoded for sRGB at an exposure of {} EV{}{}",
+                       exposure == 0 ? "0" : fmt::format("{:+g}", exposure), colors.empty() ? "" : "; ", colors);
 }
 
 std::string ProfileUse::profileRemark() const {

@@ -219,7 +219,7 @@ TEST_F(DarkroomBatch, WhatIsNoPhotographIsAFailureOfItsPair) {
     const std::vector<std::string> errors = {
         "cannot read 'pipe': it is not a regular file",
         "cannot read 'none.pfm' as a photograph: all its pixels hold values that are no numbers, infinite or negative",
-        "cannot read 'raw.nef': its content cannot be decoded: Unsupported file format or not RAW file",
+        "cannot read 'raw.nef': its content is cut off or damaged",
         "cannot read 'p2.jpg': it is 152 x 104 pixels, and the limit (--max-pixels) is 15500 in all"};
     EXPECT_NE(lines[0].find("\"error\":\"" + errors[0]), std::string::npos) << lines[0];
     EXPECT_NE(lines[1].find("\"error\":\"" + errors[1]), std::string::npos) << lines[1];
@@ -292,7 +292,7 @@ TEST_F(DarkroomBatch, PairsFoldersByRelativePath) {
     }
     saveText("ignored", "");
     std::ofstream(output("before/notes.txt")) << "not an image";
-    std::ofstream(output("after/sub/y.HEIC")) << "none that is read";
+    std::ofstream(output("after/sub/y.XCF")) << "none that is read";
     std::ofstream(output("after/README")) << "nor this";
     fs::create_directory_symlink(output("before"), output("after/linked"));
     fs::create_symlink("nowhere.jpg", output("before/broken.jpg"));
@@ -303,7 +303,7 @@ TEST_F(DarkroomBatch, PairsFoldersByRelativePath) {
         "read\n"
         "darkroom batch: left out: 'after/README' has no extension that tells of an image\n"
         "darkroom batch: left out: 'after/linked' is a link to a folder, and such links are not followed\n"
-        "darkroom batch: left out: 'after/sub/y.HEIC' has the extension '.HEIC', which is none of an image that is "
+        "darkroom batch: left out: 'after/sub/y.XCF' has the extension '.XCF', which is none of an image that is "
         "read\n"
         "darkroom batch: 5 files of the folders left out, 2 pairs found\n";
     EXPECT_EQ(expectDone({"batch", "--folders", "before", "after", "--print-list"}).err, leftOut);

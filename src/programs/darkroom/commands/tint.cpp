@@ -46,7 +46,7 @@ ExitStatus tint(const Console& console, const Options& options, bool smoothingGi
         Progress progress(console, "tinting");
         tinted = likeness::tint(flash, nonFlash, form, watchOf(console, progress));
     }
-    writePhotograph(console, options.output, tinted, "tinted photograph");
+    writePhotograph(console, options.output, tinted, "tinted photograph", options.flash);
     return ExitStatus::done;
 }
 
