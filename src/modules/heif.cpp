@@ -1,6 +1,7 @@
 // The module `heif`: HEIC and AVIF, with libheif, which puts the pieces of tiled pictures together and turns them upright.
 #include "modules/module_entry.hpp"
 #include "modules/photograph_decoder.hpp"
+#include "modules/photograph_encoder.hpp"
 
 #include <libheif/heif.h>
 
@@ -150,4 +151,92 @@ LIKENESS_MODULE_ENTRY void likeness_read_photograph(const PhotographRequest& req
     if (content.pixels.empty()) {
         content.problem = "its content cannot be decoded";
     }
+}
+
+namespace {
+
+struct EncoderEnd {
+    void operator()(::heif_encoder* encoder) const noexcept { ::heif_encoder_release(encoder); }
+};
+
+bool refused(const ::heif_error& error, std::string& problem) {
+    if (error.code == ::heif_error_Ok) {
+        return false;
+    }
+    problem = error.message == nullptr ? "the encoder fails" : error.message;
+    return true;
+}
+
+/// R, G, B as the encoder wants them.
+std::unique_ptr<::heif_image, ImageEnd> imageOf(const cv::Mat& bgr, std::string& problem) {
+    const bool deep = bgr.depth() == CV_16U;
+    constexpr int deepBits = 10;
+    ::heif_image* made = nullptr;
+    if (refused(::heif_image_create(bgr.cols, bgr.rows, ::heif_colorspace_RGB,
+                                    deep ? ::heif_chroma_interleaved_RRGGBB_LE : ::heif_chroma_interleaved_RGB, &made),
+                problem)) {
+        return nullptr;
+    }
+    std::unique_ptr<::heif_image, ImageEnd> image(made);
+    if (refused(::heif_image_add_plane(made, ::heif_channel_interleaved, bgr.cols, bgr.rows, deep ? deepBits : 8),
+                problem)) {
+        return nullptr;
+    }
+    int stride = 0;
+    std::uint8_t* const plane = ::heif_image_get_plane(made, ::heif_channel_interleaved, &stride);
+    for (int i = 0; i < bgr.rows; ++i) {
+        std::uint8_t* const row = plane + static_cast<std::ptrdiff_t>(i) * stride;
+        for (int j = 0; j < bgr.cols; ++j) {
+            for (int c = 0; c < 3; ++c) {
+                if (deep) {
+                    reinterpret_cast<std::uint16_t*>(row)[3 * j + c] = bgr.ptr<ushort>(i)[3 * j + 2 - c];
+                } else {
+                    row[3 * j + c] = bgr.ptr<uchar>(i)[3 * j + 2 - c];
+                }
+            }
+        }
+    }
+    return image;
+}
+
+::heif_error append(::heif_context* /*context*/, const void* data, std::size_t size, void* bytes) {
+    const auto* const first = static_cast<const unsigned char*>(data);
+    static_cast<std::vector<unsigned char>*>(bytes)->assign(first, first + size);
+    return {::heif_error_Ok, ::heif_suberror_Unspecified, "done"};
+}
+
+}  // namespace
+
+LIKENESS_MODULE_ENTRY void likeness_write_photograph(const cv::Mat& bgr, const likeness::EncodingRequest& request,
+                                                     std::vector<unsigned char>& bytes, std::string& problem) {
+    const std::unique_ptr<::heif_context, ContextEnd> context(::heif_context_alloc());
+    ::heif_encoder* found = nullptr;
+    if (refused(::heif_context_get_encoder_for_format(context.get(), ::heif_compression_AV1, &found), problem)) {
+        problem = "there is no AV1 encoder: " + problem;
+        return;
+    }
+    const std::unique_ptr<::heif_encoder, EncoderEnd> encoder(found);
+    ::heif_encoder_set_lossy_quality(encoder.get(), request.quality);
+    ::heif_encoder_set_parameter_string(encoder.get(), "chroma", "444");
+    const std::unique_ptr<::heif_image, ImageEnd> image = imageOf(bgr, problem);
+    if (image == nullptr) {
+        return;
+    }
+    const std::unique_ptr<::heif_color_profile_nclx, CodePointsEnd> points(::heif_nclx_color_profile_alloc());
+    points->color_primaries = ::heif_color_primaries_ITU_R_BT_709_5;
+    points->transfer_characteristics = ::heif_transfer_characteristic_IEC_61966_2_1;
+    points->matrix_coefficients = ::heif_matrix_coefficients_ITU_R_BT_601_6;
+    points->full_range_flag = 1;
+    if (request.icc.empty()) {
+        ::heif_image_set_nclx_color_profile(image.get(), points.get());
+    } else {
+        ::heif_image_set_raw_color_profile(image.get(), "prof", request.icc.data(), request.icc.size());
+    }
+    ::heif_image_handle* handle = nullptr;
+    if (refused(::heif_context_encode_image(context.get(), image.get(), encoder.get(), nullptr, &handle), problem)) {
+        return;
+    }
+    const std::unique_ptr<const ::heif_image_handle, HandleEnd> end(handle);
+    ::heif_writer writer{1, append};
+    refused(::heif_context_write(context.get(), &writer, &bytes), problem);
 }

@@ -1,6 +1,7 @@
 // The module `openexr`: OpenEXR files of one part or several, with layers.
 #include "modules/module_entry.hpp"
 #include "modules/photograph_decoder.hpp"
+#include "modules/photograph_encoder.hpp"
 
 #include <ImathBox.h>
 #include <ImfChannelList.h>
@@ -8,8 +9,10 @@
 #include <ImfCompression.h>
 #include <ImfFrameBuffer.h>
 #include <ImfHeader.h>
+#include <ImfIO.h>
 #include <ImfInputPart.h>
 #include <ImfMultiPartInputFile.h>
+#include <ImfOutputFile.h>
 #include <ImfPartType.h>
 #include <ImfRgbaFile.h>
 #include <ImfStandardAttributes.h>
@@ -217,5 +220,67 @@ LIKENESS_MODULE_ENTRY void likeness_read_photograph(const PhotographRequest& req
     } catch (const std::exception& error) {
         content.pixels.release();
         content.problem = std::string("its content is cut off or damaged: ") + error.what();
+    }
+}
+
+namespace {
+
+/// A file in memory.
+class MemoryStream final : public Imf::OStream {
+public:
+    explicit MemoryStream(std::vector<unsigned char>& bytes) : Imf::OStream("memory"), bytes_(bytes) {}
+
+    void write(const char* bytes, int count) override {
+        const std::size_t end = at_ + static_cast<std::size_t>(count);
+        bytes_.resize(std::max(bytes_.size(), end));
+        std::copy_n(bytes, count, reinterpret_cast<char*>(bytes_.data()) + at_);
+        at_ = end;
+    }
+    std::uint64_t tellp() override { return at_; }
+    void seekp(std::uint64_t place) override { at_ = static_cast<std::size_t>(place); }
+
+private:
+    std::vector<unsigned char>& bytes_;
+    std::size_t at_ = 0;
+};
+
+}  // namespace
+
+LIKENESS_MODULE_ENTRY void likeness_write_photograph(const cv::Mat& bgr, const likeness::EncodingRequest& request,
+                                                     std::vector<unsigned char>& bytes, std::string& problem) {
+    try {
+        Imf::Header header(bgr.cols, bgr.rows);
+        header.compression() = Imf::ZIP_COMPRESSION;
+        Imf::addChromaticities(header, Imf::Chromaticities());  // the library's own are those of sRGB
+        const Imf::PixelType type = request.half ? Imf::HALF : Imf::FLOAT;
+        cv::Mat stored = bgr;
+        if (request.half) {
+            stored.create(bgr.size(), CV_16UC3);
+            for (int i = 0; i < bgr.rows; ++i) {
+                for (int j = 0; j < 3 * bgr.cols; ++j) {
+                    // What is beyond the greatest half stays a number.
+                    constexpr float greatest = 65504;
+                    const float value = bgr.ptr<float>(i)[j];
+                    stored.ptr<ushort>(i)[j] = half(value > greatest ? greatest : value).bits();
+                }
+            }
+        }
+        Imf::FrameBuffer frame;
+        const std::size_t size = stored.elemSize1();
+        for (int c = 0; c < 3; ++c) {
+            const std::string name(1, "BGR"[c]);
+            header.channels().insert(name, Imf::Channel(type));
+            frame.insert(name,
+                         Imf::Slice(type, reinterpret_cast<char*>(stored.data) + static_cast<std::size_t>(c) * size,
+                                    3 * size, stored.step[0]));
+        }
+        MemoryStream stream(bytes);
+        Imf::OutputFile file(stream, header);
+        file.setFrameBuffer(frame);
+        file.writePixels(bgr.rows);
+    } catch (const std::bad_alloc&) {
+        throw;
+    } catch (const std::exception& error) {
+        problem = error.what();
     }
 }

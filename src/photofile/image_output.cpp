@@ -7,7 +7,9 @@
 #include "files/replaced_file.hpp"
 #include "modules/metadata.hpp"
 #include "modules/module_loader.hpp"
+#include "modules/photograph_encoder.hpp"
 #include "photofile/clipping.hpp"
+#include "photofile/format_modules.hpp"
 #include "photofile/header_bytes.hpp"
 #include "photofile/managed_colors.hpp"
 #include "photofile/opened_file.hpp"
@@ -19,11 +21,17 @@
 #include <cctype>
 #include <cmath>
 #include <filesystem>
+#include <limits>
 
 namespace likeness {
 namespace {
 
-constexpr int lzwCompression = 5;  // TIFF 6.0, section 13: without loss
+constexpr int lzwCompression = 5;      // TIFF 6.0, section 13: without loss
+constexpr int deflateCompression = 8;  // TIFF Technical Note 3
+
+bool isLinear(ImageFormat format) {
+    return format == ImageFormat::hdr || format == ImageFormat::exr;
+}
 
 void tag(const ImageOutput& output, std::vector<uchar>& bytes, const ColorProfile& profile) {
     switch (imageFormatOf(output.path)) {
@@ -34,12 +42,32 @@ void tag(const ImageOutput& output, std::vector<uchar>& bytes, const ColorProfil
             tagTiff(bytes, profile);
             break;
         case ImageFormat::hdr:
+        case ImageFormat::exr:
+        case ImageFormat::webp:
+        case ImageFormat::avif:
+        case ImageFormat::jxl:
             break;
         case ImageFormat::jpeg:
         case ImageFormat::unknown:
             tagJpeg(bytes, profile);
             break;
     }
+}
+
+/// Whether a photograph has more than 8 bits.
+bool isDeep(const std::string& path) {
+    const OpenedFile file(path);
+    if (!file.problem().empty()) {
+        return false;
+    }
+    const ByteSource source = file.source();
+    const ImageHeader header = readImageHeader(source);
+    if (header.bits == 0 && isForModule(header, {})) {
+        PhotographRequest request{path, std::numeric_limits<std::uint64_t>::max()};
+        request.headerOnly = true;
+        return readByModule(source, header, request).bits > 8;
+    }
+    return header.bits > 8 || header.cameraRaw;
 }
 
 /// Whether there may be metadata in a file, by its first bytes: then it is worth the time to load what reads them.
@@ -81,7 +109,7 @@ bool mayHoldMetadata(const std::string& path) {
 
 void carryMetadata(const FileAccess& access, const ImageOutput& output, const std::string& source, cv::Size size,
                    std::vector<uchar>& bytes) {
-    if (source.empty() || output.strip || imageFormatOf(output.path) == ImageFormat::hdr || !mayHoldMetadata(source)) {
+    if (source.empty() || output.strip || !mayHoldMetadata(source)) {
         return;
     }
     const auto notCarried = [&](const std::string& why) {
@@ -129,19 +157,15 @@ void encodeAndReplace(const FileAccess& access, const ImageOutput& output, const
 std::vector<int> jpegParameters(const ImageOutput& output) {
     std::vector<int> parameters{cv::IMWRITE_JPEG_QUALITY, output.quality.value_or(usualQuality)};
     if (!output.subsampling.empty()) {
-        // The image library's numbers for the sampling factors of the three components, by four bits each.
-        constexpr int samplingFactor = 7;
-        parameters.push_back(samplingFactor);
-        parameters.push_back(output.subsampling == "444"   ? 0x111111
-                             : output.subsampling == "422" ? 0x211111
-                                                           : 0x221111);
+        parameters.push_back(jpegSubsampling);
+        parameters.push_back(std::stoi(output.subsampling));
     }
     return parameters;
 }
 
 /// The profile of a picture that is written; null for none.
 ColorProfile::Shared profileOf(const ImageOutput& output) {
-    if (imageFormatOf(output.path) == ImageFormat::hdr) {
+    if (isLinear(imageFormatOf(output.path))) {
         return nullptr;
     }
     return profileAsked("--output-profile", output.profile.empty() ? "srgb" : output.profile);
@@ -192,15 +216,23 @@ ImageFormat imageFormatOf(const std::string& path) {
     if (extension == ".tif" || extension == ".tiff") {
         return ImageFormat::tiff;
     }
-    return extension == ".hdr" ? ImageFormat::hdr : ImageFormat::unknown;
+    return extension == ".hdr"    ? ImageFormat::hdr
+           : extension == ".exr"  ? ImageFormat::exr
+           : extension == ".webp" ? ImageFormat::webp
+           : extension == ".avif" ? ImageFormat::avif
+           : extension == ".jxl"  ? ImageFormat::jxl
+                                  : ImageFormat::unknown;
 }
 
 ImageOutput ImageOutput::at(std::string otherPath, std::string otherOption) const {
     ImageOutput other = *this;
     other.path = std::move(otherPath);
     other.option = std::move(otherOption);
+    if (imageFormatOf(other.path) != imageFormatOf(path)) {
+        other.depth.reset();
+    }
     if (imageFormatOf(other.path) != ImageFormat::png) {
-        other.bits = 8;
+        other.bits.reset();
     }
     if (imageFormatOf(other.path) != ImageFormat::jpeg) {
         other.quality.reset();
@@ -209,53 +241,144 @@ ImageOutput ImageOutput::at(std::string otherPath, std::string otherOption) cons
     return other;
 }
 
+ImageOutput ImageOutput::followed(const std::string& source) const {
+    const ImageFormat format = imageFormatOf(path);
+    ImageOutput output = *this;
+    const bool follows = format == ImageFormat::png || format == ImageFormat::avif || format == ImageFormat::jxl;
+    if (follows && !depth && !bits && !source.empty() && isDeep(source)) {
+        output.depth = StoredDepth::words;
+    }
+    return output;
+}
+
+StoredDepth ImageOutput::storedDepth() const {
+    const ImageFormat format = imageFormatOf(path);
+    if (depth) {
+        return *depth;
+    }
+    if (format == ImageFormat::png && bits == 16) {
+        return StoredDepth::words;
+    }
+    return format == ImageFormat::tiff || format == ImageFormat::hdr ? StoredDepth::floats
+           : format == ImageFormat::exr                              ? StoredDepth::halves
+                                                                     : StoredDepth::bytes;
+}
+
 bool holdsFloats(const ImageOutput& output) {
-    return imageFormatOf(output.path) == ImageFormat::tiff;
+    return imageFormatOf(output.path) == ImageFormat::tiff && output.storedDepth() == StoredDepth::floats;
 }
 
 namespace {
 
+/// `image` / `white`, linear.
+cv::Mat linearShares(const cv::Mat& image, double white) {
+    cv::Mat linear;
+    image.convertTo(linear, CV_32F, 1 / white);
+    for (int i = 0; i < linear.rows; ++i) {
+        auto* const row = linear.ptr<float>(i);
+        sRGBInverseCompandingOfRow(row, row,
+                                   static_cast<std::size_t>(linear.cols) * static_cast<std::size_t>(linear.channels()));
+    }
+    return linear;
+}
+
+/// Writes by a module of the format's own.
+void encodeByModule(const ImageOutput& output, const char* module, const cv::Mat& image, EncodingRequest request,
+                    const ColorProfile* profile, std::vector<uchar>& bytes) {
+    if (profile != nullptr && !profile->isSrgb()) {
+        request.icc = profile->icc();
+    }
+    cv::Mat bgr = image;
+    if (image.channels() == 1) {
+        cv::merge(std::vector<cv::Mat>(3, image), bgr);
+    }
+    std::string problem;
+    try {
+        const auto encode = reinterpret_cast<WritePhotographEntry>(moduleEntry(module, "likeness_write_photograph"));
+        encode(bgr, request, bytes, problem);
+    } catch (const ModuleProblem& missing) {
+        problem = missing.what();
+    }
+    if (!problem.empty()) {
+        throw Refusal(fmt::format("cannot write '{}': {}", output.path, problem));
+    }
+}
+
+void replace(const ImageOutput& output, const std::vector<uchar>& bytes) {
+    replaceFile(output.path, {reinterpret_cast<const char*>(bytes.data()), bytes.size()});
+}
+
+/// Formats of integers.
+/// @return  the scale, in words
+std::string writeIntegers(const FileAccess& access, const ImageOutput& output, const cv::Mat& image, double white,
+                          const ColorProfile* profile, const std::string& source) {
+    const ImageFormat format = imageFormatOf(output.path);
+    const bool wide = output.storedDepth() == StoredDepth::words;
+    const int greatest = !wide ? 255 : format == ImageFormat::avif ? 1023 : 65535;
+    std::int64_t clipped = 0;
+    const cv::Mat integers =
+        wide ? quantized<ushort>(image, white, greatest, clipped) : quantized<uchar>(image, white, greatest, clipped);
+    switch (format) {
+        case ImageFormat::avif:
+        case ImageFormat::jxl: {
+            std::vector<uchar> bytes;
+            EncodingRequest request;
+            request.quality = output.quality.value_or(request.quality);
+            encodeByModule(output, format == ImageFormat::avif ? "heif" : "jxl", integers, request, profile, bytes);
+            carryMetadata(access, output, source, image.size(), bytes);
+            replace(output, bytes);
+            break;
+        }
+        case ImageFormat::webp:
+            encodeAndReplace(access, output, ".webp", integers,
+                             {cv::IMWRITE_WEBP_QUALITY, output.quality.value_or(usualQuality)}, nullptr, source);
+            break;
+        case ImageFormat::tiff:
+            encodeAndReplace(access, output, ".tiff", integers, {cv::IMWRITE_TIFF_COMPRESSION, deflateCompression},
+                             profile, source);
+            break;
+        case ImageFormat::png:
+            encodeAndReplace(access, output, ".png", integers, {}, profile, source);
+            break;
+        default:
+            encodeAndReplace(access, output, ".jpg", integers, jpegParameters(output), profile, source);
+    }
+    std::string scale = fmt::format("{} bits, 0..{} stands for 0..{:g}",
+                                    greatest == 255    ? 8
+                                    : greatest == 1023 ? 10
+                                                       : 16,
+                                    greatest, white);
+    if (clipped > 0) {
+        scale += fmt::format("; {} of the values lie outside and are clipped",
+                             percentText(clipped, static_cast<double>(image.total()) * image.channels()));
+    }
+    return scale;
+}
+
 void write(const FileAccess& access, const ImageOutput& output, const cv::Mat& image, double white,
            const std::string& what, const ColorProfile* profile, const std::string& source = "") {
     std::string scale;
-    switch (imageFormatOf(output.path)) {
-        case ImageFormat::tiff:
-            // Left to itself, the image library packs three floats into the 32 bits of LogLuv, without negative values.
-            encodeAndReplace(access, output, ".tiff", image, {cv::IMWRITE_TIFF_COMPRESSION, lzwCompression}, profile,
-                             source);
-            scale = "32-bit float, values as they are";
-            break;
-        case ImageFormat::hdr: {
-            cv::Mat radiance;
-            image.convertTo(radiance, CV_32F, 1 / white);
-            cv::max(radiance, 0, radiance);
-            for (int i = 0; i < radiance.rows; ++i) {
-                auto* const row = radiance.ptr<float>(i);
-                sRGBInverseCompandingOfRow(
-                    row, row, static_cast<std::size_t>(radiance.cols) * static_cast<std::size_t>(radiance.channels()));
-            }
-            encodeAndReplace(access, output, ".hdr", radiance, {});
-            scale = fmt::format("Radiance, linear, 0..1 stands for 0..{:g}", white);
-            break;
-        }
-        case ImageFormat::png:
-        case ImageFormat::jpeg:
-        case ImageFormat::unknown: {
-            std::int64_t clipped = 0;
-            const bool wide = output.bits == 16;
-            const bool png = imageFormatOf(output.path) == ImageFormat::png;
-            const cv::Mat integers = wide && png ? quantized<ushort>(image, white, 65535.0, clipped)
-                                                 : quantized<uchar>(image, white, 255.0, clipped);
-            const std::vector<int> parameters = png ? std::vector<int>() : jpegParameters(output);
-            encodeAndReplace(access, output, png ? ".png" : ".jpg", integers, parameters, profile, source);
-            scale = fmt::format("{} bits, 0..{} stands for 0..{:g}", wide && png ? 16 : 8, wide && png ? 65535 : 255,
-                                white);
-            if (clipped > 0) {
-                scale += fmt::format("; {} of the values lie outside and are clipped",
-                                     percentText(clipped, static_cast<double>(image.total()) * image.channels()));
-            }
-            break;
-        }
+    const ImageFormat format = imageFormatOf(output.path);
+    if (holdsFloats(output)) {
+        // Left to itself, the image library packs three floats into the 32 bits of LogLuv, without negative values.
+        const int compression = output.depth ? deflateCompression : lzwCompression;
+        encodeAndReplace(access, output, ".tiff", image, {cv::IMWRITE_TIFF_COMPRESSION, compression}, profile, source);
+        scale = "32-bit float, values as they are";
+    } else if (format == ImageFormat::hdr) {
+        cv::Mat positive;
+        cv::max(image, 0, positive);
+        encodeAndReplace(access, output, ".hdr", linearShares(positive, white), {});
+        scale = fmt::format("Radiance, linear, 0..1 stands for 0..{:g}", white);
+    } else if (format == ImageFormat::exr) {
+        std::vector<uchar> bytes;
+        EncodingRequest request;
+        request.half = output.storedDepth() == StoredDepth::halves;
+        encodeByModule(output, "openexr", linearShares(image, white), request, nullptr, bytes);
+        replace(output, bytes);
+        scale = fmt::format("OpenEXR, {}, linear, 0..1 stands for 0..{:g}",
+                            request.half ? "16-bit float" : "32-bit float", white);
+    } else {
+        scale = writeIntegers(access, output, image, white, profile, source);
     }
     if (profile != nullptr && !profile->isSrgb()) {
         scale += ", in '" + profile->description() + "'";
@@ -275,7 +398,8 @@ void writePhotograph(const FileAccess& access, const ImageOutput& output, const 
     const ColorProfile::Shared profile = profileOf(output);
     try {
         const bool other = profile != nullptr && !profile->isSrgb();
-        write(access, output, other ? profile->fromSrgb(picture) : picture, 1.0, what, profile.get(), source);
+        write(access, output.followed(source), other ? profile->fromSrgb(picture) : picture, 1.0, what, profile.get(),
+              source);
     } catch (const ProfileProblem& problem) {
         throw refusedProfile(output, problem);
     }
@@ -295,12 +419,13 @@ cv::Mat pictureAsStored(const ImageOutput& output, const cv::Mat& picture) {
 
 cv::Mat asStored(const ImageOutput& output, const cv::Mat& image) {
     const ImageFormat format = imageFormatOf(output.path);
-    if (format != ImageFormat::png && format != ImageFormat::jpeg) {
+    const StoredDepth depth = output.storedDepth();
+    if (isLinear(format) || depth == StoredDepth::floats || format == ImageFormat::unknown) {
         return image;
     }
     std::int64_t clipped = 0;
-    const bool wide = format == ImageFormat::png && output.bits == 16;
-    const double greatest = wide ? 65535.0 : 255.0;
+    const bool wide = depth == StoredDepth::words;
+    const double greatest = !wide ? 255.0 : format == ImageFormat::avif ? 1023.0 : 65535.0;
     cv::Mat values;
     (wide ? quantized<ushort>(image, 1.0, greatest, clipped) : quantized<uchar>(image, 1.0, greatest, clipped))
         .convertTo(values, CV_32F, 1 / greatest);
@@ -310,9 +435,7 @@ cv::Mat asStored(const ImageOutput& output, const cv::Mat& image) {
 void writePicture(const FileAccess& access, const ImageOutput& output, const cv::Mat& picture,
                   const std::string& what) {
     const bool png = imageFormatOf(output.path) == ImageFormat::png;
-    encodeAndReplace(
-        access, output, png ? ".png" : ".jpg", picture,
-        png ? std::vector<int>() : jpegParameters(output));
+    encodeAndReplace(access, output, png ? ".png" : ".jpg", picture, png ? std::vector<int>() : jpegParameters(output));
     access.tell(describe(output.path, what, picture, "8 bits"));
 }
 

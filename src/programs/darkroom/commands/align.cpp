@@ -53,7 +53,8 @@ ExitStatus align(const Console& console, const Options& options) {
         Progress progress(console, "optical flow");
         alignment = alignTo(moving, reference, {}, watchOf(console, progress));
     }
-    writePhotograph(console, options.output, alignment.image, "aligned, black where the flow leads outside", options.moving);
+    writePhotograph(console, options.output, alignment.image, "aligned, black where the flow leads outside",
+                    options.moving);
     if (options.flow.empty()) {
         return ExitStatus::done;
     }

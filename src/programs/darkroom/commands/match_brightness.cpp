@@ -55,7 +55,8 @@ ExitStatus matchBrightness(const Console& console, const Options& options) {
     }
     const LightnessMatch match = matched(console, options, image, reference);
     // Of the file: rounding to its depth may move them.
-    const LightnessStatistics reached = lightnessStatisticsOf(pictureAsStored(options.output, match.image));
+    const LightnessStatistics reached =
+        lightnessStatisticsOf(pictureAsStored(options.output.followed(options.input), match.image));
     tellClippedInput(console, options.input, image);
     tellClippedInput(console, options.reference, reference);
     writePhotograph(
