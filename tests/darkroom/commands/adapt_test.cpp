@@ -254,8 +254,10 @@ TEST_F(DarkroomAdapt, Refuses) {
     expectRefused({"adapt", in, "--to", "d65", "--local", "-o", "a.png"}, "--local requires --like");
     expectRefused({"adapt", in, "--like", ref, "--local", "--mask", ref, "-o", "a.png"}, "--mask excludes --local");
     expectRefused({"adapt", in, "--like", ref, "--local", "--degree", "1", "-o", "a.png"}, "--degree excludes --local");
-    expectRefused({"adapt", "missing.png", "--to", "d65", "-o", "a.png"}, "cannot read 'missing.png': No such file or directory");
-    expectRefused({"adapt", in, "--like", "missing.png", "-o", "a.png"}, "cannot read 'missing.png': No such file or directory");
+    expectRefused({"adapt", "missing.png", "--to", "d65", "-o", "a.png"},
+                  "cannot read 'missing.png': No such file or directory");
+    expectRefused({"adapt", in, "--like", "missing.png", "-o", "a.png"},
+                  "cannot read 'missing.png': No such file or directory");
     expectRefused({"adapt", in, "--like", ref, "--mask", "missing.png", "-o", "a.png"},
                   "cannot read 'missing.png': No such file or directory");
     expectRefused({"adapt", in, "--like", ref, "--mask", ref, "-o", "a.png"},

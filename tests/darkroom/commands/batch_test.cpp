@@ -164,16 +164,21 @@ TEST_F(DarkroomBatch, AFailedPairIsARecordAndNoGap) {
     const auto holds = [&](std::size_t line, const std::string& text) {
         EXPECT_NE(lines[line].find(text), std::string::npos) << lines[line];
     };
-    holds(0, "\"status\":\"failed\",\"error\":\"cannot read 'text.jpg': its content is of no image format that is known\",\"remarks\":null");
+    holds(0,
+          "\"status\":\"failed\",\"error\":\"cannot read 'text.jpg': its content is of no image format that is "
+          "known\",\"remarks\":null");
     holds(0, "\"iso\":100}");
     holds(0, "\"first_width\":151,\"first_height\":102,\"second_width\":null");
-    holds(1, "\"error\":\"cannot read 'gone.jpg': No such file or directory; cannot read 'text.jpg': its content is of no image format that is known\"");
+    holds(1,
+          "\"error\":\"cannot read 'gone.jpg': No such file or directory; cannot read 'text.jpg': its content is of no "
+          "image format that is known\"");
     holds(2, "\"status\":\"compared\",\"error\":null,\"remarks\":\"'cut.jpg': Premature end of JPEG file\"");
     holds(3, "\"brightness\":1.0");
     const Outcome verified = darkroom({"verify", list, "r.jsonl"});
     EXPECT_EQ(verified.status, 1);
     EXPECT_NE(verified.out.find("failed: 2\n"), std::string::npos);
-    EXPECT_NE(verified.out.find("failed: a: cannot read 'text.jpg': its content is of no image format that is known\n"), std::string::npos);
+    EXPECT_NE(verified.out.find("failed: a: cannot read 'text.jpg': its content is of no image format that is known\n"),
+              std::string::npos);
 
     // Once the file is there, only the failed pairs are done again.
     ASSERT_TRUE(cv::imwrite(input("photos/text.jpg"), examplePhotograph("cat.jpg")));

@@ -170,9 +170,9 @@ TEST_F(DarkroomCompare, TellsOfBackgroundsThatDifferWithTheSizes) {
 }
 
 TEST_F(DarkroomCompare, RefusesMorePixelsThanTheLimit) {
-    expectRefused({"compare", cat, coffee, "--max-pixels", "200000"},
-                  "cannot read '" + coffee +
-                      "': it is 600 x 400 pixels, and the limit (--max-pixels) is 200000 in all");
+    expectRefused(
+        {"compare", cat, coffee, "--max-pixels", "200000"},
+        "cannot read '" + coffee + "': it is 600 x 400 pixels, and the limit (--max-pixels) is 200000 in all");
     expectDone({"compare", cat, coffee, "--max-pixels", "240000"});
     for (const std::string value : {"0", "-1", "1e6", "10k", ""}) {
         EXPECT_EQ(darkroom({"compare", cat, coffee, "--max-pixels=" + value}).status, 2) << value;

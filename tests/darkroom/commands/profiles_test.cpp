@@ -466,7 +466,7 @@ TEST_F(DarkroomProfiles, RefusesWhatCannotBeHad) {
     expectRefused({"smooth", in, "-o", "a.png", "--output-profile", in},
                   "--output-profile: '" + in + "' cannot be used: the profile is no ICC profile; " + names);
     expectRefused({"smooth", in, "-o", "a.hdr", "--output-profile", "display-p3"},
-                  "--output-profile: a .hdr has no profile, and 'a.hdr' is one");
+                  "--output-profile: a .hdr gets no profile, and 'a.hdr' is one");
     const auto saved = [this](const std::string& name, const Bytes& icc) {
         return saveText(name, std::string(icc.begin(), icc.end()));
     };

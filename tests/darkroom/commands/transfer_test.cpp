@@ -126,7 +126,8 @@ TEST_F(DarkroomTransfer, Refuses) {
     const std::string in = photo("retina.jpg");
     const std::string target = photo("coffee.jpg");
     expectRefused({"transfer", in, "-o", "a.png"}, "--palette is required");
-    expectRefused({"transfer", in, "--palette", "missing.png", "-o", "a.png"}, "cannot read 'missing.png': No such file or directory");
+    expectRefused({"transfer", in, "--palette", "missing.png", "-o", "a.png"},
+                  "cannot read 'missing.png': No such file or directory");
     expectRefused({"transfer", "missing.png", "--palette", target, "-o", "a.png"},
                   "cannot read 'missing.png': No such file or directory");
     expectRefused({"transfer", in, "--palette", target, "--dims", "1", "-o", "a.png"},
