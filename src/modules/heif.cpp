@@ -169,17 +169,13 @@ bool refused(const ::heif_error& error, std::string& problem) {
 
 /// R, G, B as the encoder wants them.
 std::unique_ptr<::heif_image, ImageEnd> imageOf(const cv::Mat& bgr, std::string& problem) {
-    const bool deep = bgr.depth() == CV_16U;
-    constexpr int deepBits = 10;
     ::heif_image* made = nullptr;
-    if (refused(::heif_image_create(bgr.cols, bgr.rows, ::heif_colorspace_RGB,
-                                    deep ? ::heif_chroma_interleaved_RRGGBB_LE : ::heif_chroma_interleaved_RGB, &made),
+    if (refused(::heif_image_create(bgr.cols, bgr.rows, ::heif_colorspace_RGB, ::heif_chroma_interleaved_RGB, &made),
                 problem)) {
         return nullptr;
     }
     std::unique_ptr<::heif_image, ImageEnd> image(made);
-    if (refused(::heif_image_add_plane(made, ::heif_channel_interleaved, bgr.cols, bgr.rows, deep ? deepBits : 8),
-                problem)) {
+    if (refused(::heif_image_add_plane(made, ::heif_channel_interleaved, bgr.cols, bgr.rows, 8), problem)) {
         return nullptr;
     }
     int stride = 0;
@@ -188,11 +184,7 @@ std::unique_ptr<::heif_image, ImageEnd> imageOf(const cv::Mat& bgr, std::string&
         std::uint8_t* const row = plane + static_cast<std::ptrdiff_t>(i) * stride;
         for (int j = 0; j < bgr.cols; ++j) {
             for (int c = 0; c < 3; ++c) {
-                if (deep) {
-                    reinterpret_cast<std::uint16_t*>(row)[3 * j + c] = bgr.ptr<ushort>(i)[3 * j + 2 - c];
-                } else {
-                    row[3 * j + c] = bgr.ptr<uchar>(i)[3 * j + 2 - c];
-                }
+                row[3 * j + c] = bgr.ptr<uchar>(i)[3 * j + 2 - c];
             }
         }
     }

@@ -17,7 +17,7 @@ struct EncodingRequest {
 };
 
 /// `likeness_write_photograph`. It throws only what shortage of memory throws.
-/// @param bgr      B, G, R: CV_8UC3 or CV_16UC3, of AVIF on 0..1023 in the latter; of OpenEXR CV_32FC3, linear
+/// @param bgr      B, G, R: CV_8UC3, of JPEG XL CV_16UC3 too; of OpenEXR CV_32FC3, linear
 /// @param problem  why it cannot be written; empty if it was
 using WritePhotographEntry = void (*)(const cv::Mat& bgr, const EncodingRequest& request,
                                       std::vector<unsigned char>& bytes, std::string& problem);

@@ -244,7 +244,7 @@ ImageOutput ImageOutput::at(std::string otherPath, std::string otherOption) cons
 ImageOutput ImageOutput::followed(const std::string& source) const {
     const ImageFormat format = imageFormatOf(path);
     ImageOutput output = *this;
-    const bool follows = format == ImageFormat::png || format == ImageFormat::avif || format == ImageFormat::jxl;
+    const bool follows = format == ImageFormat::png || format == ImageFormat::jxl;
     if (follows && !depth && !bits && !source.empty() && isDeep(source)) {
         output.depth = StoredDepth::words;
     }
@@ -314,7 +314,7 @@ std::string writeIntegers(const FileAccess& access, const ImageOutput& output, c
                           const ColorProfile* profile, const std::string& source) {
     const ImageFormat format = imageFormatOf(output.path);
     const bool wide = output.storedDepth() == StoredDepth::words;
-    const int greatest = !wide ? 255 : format == ImageFormat::avif ? 1023 : 65535;
+    const int greatest = wide ? 65535 : 255;
     std::int64_t clipped = 0;
     const cv::Mat integers =
         wide ? quantized<ushort>(image, white, greatest, clipped) : quantized<uchar>(image, white, greatest, clipped);
@@ -343,11 +343,7 @@ std::string writeIntegers(const FileAccess& access, const ImageOutput& output, c
         default:
             encodeAndReplace(access, output, ".jpg", integers, jpegParameters(output), profile, source);
     }
-    std::string scale = fmt::format("{} bits, 0..{} stands for 0..{:g}",
-                                    greatest == 255    ? 8
-                                    : greatest == 1023 ? 10
-                                                       : 16,
-                                    greatest, white);
+    std::string scale = fmt::format("{} bits, 0..{} stands for 0..{:g}", wide ? 16 : 8, greatest, white);
     if (clipped > 0) {
         scale += fmt::format("; {} of the values lie outside and are clipped",
                              percentText(clipped, static_cast<double>(image.total()) * image.channels()));
@@ -425,7 +421,7 @@ cv::Mat asStored(const ImageOutput& output, const cv::Mat& image) {
     }
     std::int64_t clipped = 0;
     const bool wide = depth == StoredDepth::words;
-    const double greatest = !wide ? 255.0 : format == ImageFormat::avif ? 1023.0 : 65535.0;
+    const double greatest = wide ? 65535.0 : 255.0;
     cv::Mat values;
     (wide ? quantized<ushort>(image, 1.0, greatest, clipped) : quantized<uchar>(image, 1.0, greatest, clipped))
         .convertTo(values, CV_32F, 1 / greatest);

@@ -33,8 +33,8 @@ struct ImageOutput {
 
     std::optional<StoredDepth> depth{};  ///< where the format leaves a choice; comes before `bits`
 
-    /// The same with the depth of a photograph where nobody asked for one: PNG, AVIF and JPEG XL get 16 bits (AVIF 10)
-    /// of a photograph with more than 8.
+    /// The same with the depth of a photograph where nobody asked for one: PNG and JPEG XL get 16 bits of a photograph
+    /// with more than 8.
     ImageOutput followed(const std::string& source) const;
 
     /// The depth of the file: what was asked for; else 8 bits, floats of TIFF, halves of OpenEXR.
@@ -51,7 +51,7 @@ bool holdsFloats(const ImageOutput& output);
 /// .png with 8 or 16 bits and .jpg/.jpeg hold `image` / `white`, clipped to [0, 1], rounded to the nearest integer of
 /// 0..255 or 0..65535 (NaN as 0); .hdr holds the linear values of `image` / `white`, which are gamma-encoded by the
 /// curve of sRGB, negative values and NaN as 0; .exr holds them too, negative ones as they are; .tif/.tiff holds the
-/// floats as they are, or integers where `depth` asks for them; .webp, .avif (8 or 10 bits) and .jxl hold integers.
+/// floats as they are, or integers where `depth` asks for them; .webp, .avif (8 bits) and .jxl hold integers.
 ///
 /// @param image  CV_32F of one or three channels, B, G, R
 /// @param white  value that the integer formats show as their greatest

@@ -55,7 +55,6 @@ TEST_F(WrittenFormats, ComeBackAlikeInEveryFormat) {
                           {"a.jxl", {"--quality", "100"}, "JPEG XL", 8, 0.9999},
                           {"b.jxl", {"--depth", "16", "--quality", "100"}, "JPEG XL", 16, 0.9999},
                           {"a.avif", {"--quality", "95"}, "AVIF", 8, 0.9},
-                          {"b.avif", {"--depth", "16", "--quality", "95"}, "AVIF", 10, 0.9},
                           {"a.webp", {}, "WebP", 8, 0.8},
                           {"a.tif", {"--depth", "8"}, "TIFF", 8, 0.9999},
                           {"b.tif", {"--depth", "16"}, "TIFF", 16, 0.999},
@@ -96,6 +95,7 @@ TEST_F(WrittenFormats, WhatAFormatDoesNotHaveIsRefused) {
         expectRefused(all, message);
     };
     refused({"a.jpg", "--depth", "16"}, "--depth: the format of 'a.jpg' does not have this depth");
+    refused({"a.avif", "--depth", "16"}, "--depth: the format of 'a.avif' does not have this depth");
     refused({"a.exr", "--depth", "8"}, "--depth: the format of 'a.exr' does not have this depth");
     refused({"a.png", "--depth", "half"}, "--depth: the format of 'a.png' does not have this depth");
     refused({"a.png", "--subsampling", "444"}, "--subsampling: only a JPEG has one, and 'a.png' is none");

@@ -36,7 +36,6 @@ void checkDepth(const ImageOutput& output, ImageFormat format) {
     bool held = false;
     switch (format) {
         case ImageFormat::png:
-        case ImageFormat::avif:
         case ImageFormat::jxl:
             held = integers;
             break;
@@ -86,9 +85,9 @@ void addImageOutput(CLI::App& app, ImageOutput& output, bool required) {
                               : text == "half" ? StoredDepth::halves
                                                : StoredDepth::floats;
            },
-           optionText("Bits of a channel: 8 or 16 of PNG, TIFF, AVIF (which has 10 then) and JPEG XL, float of TIFF, "
-                      "half or float of OpenEXR. Without it a TIFF has floats, an OpenEXR file halves, and the others "
-                      "have 16 bits of a photograph with more than 8",
+           optionText("Bits of a channel: 8 or 16 of PNG, TIFF and JPEG XL, float of TIFF, half or float of OpenEXR. "
+                      "Without it a TIFF has floats, an OpenEXR file halves, PNG and JPEG XL 16 bits of a photograph "
+                      "with more than 8, and the others 8",
                       "--depth 16"))
         ->type_name("{8,16,half,float}")
         ->check(oneOf({"8", "16", "half", "float"}))
