@@ -280,8 +280,12 @@ void readWithModule(const std::string& path, PhotographValues values, std::uint6
     }
     result.remarks.insert(result.remarks.begin(), content.remarks.begin(), content.remarks.end());
     result.bits = content.bits;
-    result.floats = content.floats;
-    result.linear = content.linear;
+    if (values != PhotographValues::bytes) {
+        result.floats = content.floats;
+        result.linear = content.linear;
+    } else if (content.linear) {
+        result.remarks.emplace_back("its linear values are encoded for sRGB");
+    }
 }
 
 /// What is compared as bytes keeps the pixels that the image library makes of it, where it makes any.
