@@ -9,7 +9,8 @@
 
 namespace likeness {
 
-OrderedPool::OrderedPool(std::size_t count, unsigned jobs, std::function<Work()> makeWork)
+template <typename Record>
+OrderedPoolOf<Record>::OrderedPoolOf(std::size_t count, unsigned jobs, std::function<Work()> makeWork)
     : makeWork_(std::move(makeWork)),
       count_(count),
       window_(std::max<std::size_t>(256, std::size_t{16} * jobs)),
@@ -43,7 +44,8 @@ OrderedPool::OrderedPool(std::size_t count, unsigned jobs, std::function<Work()>
     gate_.notify_all();
 }
 
-OrderedPool::~OrderedPool() {
+template <typename Record>
+OrderedPoolOf<Record>::~OrderedPoolOf() {
     {
         const std::scoped_lock lock(mutex_);
         closing_ = true;
@@ -56,19 +58,22 @@ OrderedPool::~OrderedPool() {
     }
 }
 
-void OrderedPool::stop() {
+template <typename Record>
+void OrderedPoolOf<Record>::stop() {
     const std::scoped_lock lock(mutex_);
     stopping_ = true;
     room_.notify_all();
     ready_.notify_all();
 }
 
-unsigned OrderedPool::workers() const {
+template <typename Record>
+unsigned OrderedPoolOf<Record>::workers() const {
     const std::scoped_lock lock(mutex_);
     return std::max(1U, kept_);
 }
 
-void OrderedPool::run(unsigned worker) {
+template <typename Record>
+void OrderedPoolOf<Record>::run(unsigned worker) {
     {
         std::unique_lock lock(mutex_);
         gate_.wait(lock, [&] { return open_ || (counted_ && worker >= staying_); });
@@ -87,11 +92,13 @@ void OrderedPool::run(unsigned worker) {
     }
 }
 
-bool OrderedPool::hasEnded() const {
+template <typename Record>
+bool OrderedPoolOf<Record>::hasEnded() const {
     return closing_ || failure_ != nullptr || (again_.empty() && (stopping_ || begun_ == count_));
 }
 
-bool OrderedPool::mayBegin() const {
+template <typename Record>
+bool OrderedPoolOf<Record>::mayBegin() const {
     // None begins before the surplus has given its memory back.
     if (starting_ > 0 || working_ > kept_) {
         return false;
@@ -100,26 +107,30 @@ bool OrderedPool::mayBegin() const {
 }
 
 /// The record to be made next.
-std::size_t OrderedPool::next() {
+template <typename Record>
+std::size_t OrderedPoolOf<Record>::next() {
     return again_.empty() ? begun_++ : again_.extract(again_.begin()).value();
 }
 
 /// A worker less, which holds nothing any more.
-void OrderedPool::giveUp(unsigned worker) {
+template <typename Record>
+void OrderedPoolOf<Record>::giveUp(unsigned worker) {
     --working_;
     going_.push_back(worker);
     room_.notify_all();
     ready_.notify_all();
 }
 
-void OrderedPool::putAway(std::size_t number, ResultRecord record) {
+template <typename Record>
+void OrderedPoolOf<Record>::putAway(std::size_t number, Record record) {
     done_.emplace(number, std::move(record));
     if (number == handedOut_) {
         ready_.notify_all();
     }
 }
 
-void OrderedPool::work(unsigned worker) {
+template <typename Record>
+void OrderedPoolOf<Record>::work(unsigned worker) {
     Work own;
     try {
         own = makeWork_();
@@ -149,7 +160,7 @@ void OrderedPool::work(unsigned worker) {
         const unsigned keptThen = kept_;
         const bool alone = working_ == 1 && going_.empty();
         lock.unlock();
-        ResultRecord record;
+        Record record;
         std::exception_ptr shortage;
         try {
             record = own(number);
@@ -196,7 +207,8 @@ void OrderedPool::work(unsigned worker) {
 }
 
 /// Gives back the stacks of the workers that were given up.
-void OrderedPool::joinThoseThatWent(std::unique_lock<std::mutex>& lock) {
+template <typename Record>
+void OrderedPoolOf<Record>::joinThoseThatWent(std::unique_lock<std::mutex>& lock) {
     if (going_.empty()) {
         return;
     }
@@ -211,18 +223,20 @@ void OrderedPool::joinThoseThatWent(std::unique_lock<std::mutex>& lock) {
 }
 
 /// One record by the caller, where there is no other worker.
-void OrderedPool::workHere(std::unique_lock<std::mutex>& lock) {
+template <typename Record>
+void OrderedPoolOf<Record>::workHere(std::unique_lock<std::mutex>& lock) {
     const std::size_t number = next();
     lock.unlock();
     if (!ownWork_) {
         ownWork_ = makeWork_();
     }
-    ResultRecord record = ownWork_(number);
+    Record record = ownWork_(number);
     lock.lock();
     done_.emplace(number, std::move(record));
 }
 
-bool OrderedPool::take(std::vector<ResultRecord>& records, std::chrono::milliseconds patience) {
+template <typename Record>
+bool OrderedPoolOf<Record>::take(std::vector<Record>& records, std::chrono::milliseconds patience) {
     records.clear();
     std::unique_lock lock(mutex_);
     const auto ended = [this] { return handedOut_ == count_ || (stopping_ && handedOut_ == begun_); };
@@ -245,5 +259,8 @@ bool OrderedPool::take(std::vector<ResultRecord>& records, std::chrono::millisec
     }
     return !records.empty() || !ended();
 }
+
+template class OrderedPoolOf<ResultRecord>;
+template class OrderedPoolOf<PhotographOutcome>;
 
 }  // namespace likeness

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "batch/photograph_outcome.hpp"
 #include "batch/result_record.hpp"
 
 #include <atomic>
@@ -24,23 +25,24 @@ namespace likeness {
 /// gives none, the caller of `take` does the work. Where memory is short for a record while others are being made, half
 /// of the workers go, with what they hold, and the record is made again, by the last worker alone if need be. The
 /// records are the same.
-class OrderedPool {
+template <typename Record>
+class OrderedPoolOf {
 public:
-    using Work = std::function<ResultRecord(std::size_t number)>;
+    using Work = std::function<Record(std::size_t number)>;
 
     /// @param makeWork  called once on every worker's thread: what it returns belongs to that thread. Where it throws
     ///                  `std::bad_alloc` the worker is given up
-    OrderedPool(std::size_t count, unsigned jobs, std::function<Work()> makeWork);
+    OrderedPoolOf(std::size_t count, unsigned jobs, std::function<Work()> makeWork);
     /// Stops, and waits for the workers.
-    ~OrderedPool();
-    OrderedPool(const OrderedPool&) = delete;
-    OrderedPool& operator=(const OrderedPool&) = delete;
+    ~OrderedPoolOf();
+    OrderedPoolOf(const OrderedPoolOf&) = delete;
+    OrderedPoolOf& operator=(const OrderedPoolOf&) = delete;
 
     /// Waits until the next records are there, at most for `patience`, and moves all that are ready to `records`.
     /// @return  false when all have been handed out, or all that will come after `stop`
     /// @throws what a worker's work threw (`std::bad_alloc` and `MemoryShortage` only where it was alone), or what
     ///         `makeWork` threw where not one worker could be made
-    bool take(std::vector<ResultRecord>& records, std::chrono::milliseconds patience);
+    bool take(std::vector<Record>& records, std::chrono::milliseconds patience);
 
     /// No worker begins another record; those at hand are finished.
     void stop();
@@ -59,7 +61,7 @@ private:
     bool hasEnded() const;
     bool mayBegin() const;
     void giveUp(unsigned worker);
-    void putAway(std::size_t number, ResultRecord record);
+    void putAway(std::size_t number, Record record);
     void joinThoseThatWent(std::unique_lock<std::mutex>& lock);
     void workHere(std::unique_lock<std::mutex>& lock);
 
@@ -72,7 +74,7 @@ private:
     std::condition_variable gate_;
     std::condition_variable ready_;
     std::condition_variable room_;
-    std::map<std::size_t, ResultRecord> done_;
+    std::map<std::size_t, Record> done_;
     std::size_t begun_ = 0;
     std::size_t handedOut_ = 0;
     bool counted_ = false;   ///< it is known how many threads there are
@@ -88,5 +90,11 @@ private:
     std::exception_ptr failure_;
     std::vector<std::thread> workers_;
 };
+
+extern template class OrderedPoolOf<ResultRecord>;
+extern template class OrderedPoolOf<PhotographOutcome>;
+
+/// Of the pairs of a batch.
+using OrderedPool = OrderedPoolOf<ResultRecord>;
 
 }  // namespace likeness

@@ -294,27 +294,6 @@ constexpr std::string_view imageExtensions[] = {
     ".jp2", ".jpe",  ".jpeg", ".jpg", ".jxl", ".nef", ".orf", ".pbm", ".pfm", ".pgm", ".pic",  ".png",
     ".pnm", ".ppm",  ".psb",  ".psd", ".pxm", ".raf", ".ras", ".rw2", ".sr",  ".tif", ".tiff", ".webp"};
 
-/// Why a thing in a folder is no image file to be compared; empty if it is one.
-std::string whyLeftOut(const fs::directory_entry& entry) {
-    std::error_code error;
-    if (entry.is_symlink() && entry.is_directory(error)) {
-        return "is a link to a folder, and such links are not followed";
-    }
-    if (entry.is_symlink() && !entry.exists(error)) {
-        return "is a link that leads nowhere";
-    }
-    if (!entry.is_regular_file(error)) {
-        return "is not a regular file";
-    }
-    const std::string extension = entry.path().extension().string();
-    if (extension.empty()) {
-        return "has no extension that tells of an image";
-    }
-    const bool listed = std::find(std::begin(imageExtensions), std::end(imageExtensions), lowerCase(extension)) !=
-                        std::end(imageExtensions);
-    return listed ? "" : "has the extension '" + extension + "', which is none of an image that is read";
-}
-
 /// Paths of the image files of a folder by relative path without extension.
 /// @param leftOut  gets the others, but for folders
 std::map<std::string, std::string> imagesIn(const std::string& folder, std::vector<FolderPairs::LeftOut>& leftOut) {
@@ -330,7 +309,7 @@ std::map<std::string, std::string> imagesIn(const std::string& folder, std::vect
             if (entry.is_directory() && !entry.is_symlink()) {
                 continue;
             }
-            if (std::string why = whyLeftOut(entry); !why.empty()) {
+            if (std::string why = whyNoImageFile(entry); !why.empty()) {
                 leftOut.push_back({path, std::move(why)});
                 continue;
             }
@@ -349,6 +328,26 @@ std::map<std::string, std::string> imagesIn(const std::string& folder, std::vect
 }
 
 }  // namespace
+
+std::string whyNoImageFile(const fs::directory_entry& entry) {
+    std::error_code error;
+    if (entry.is_symlink() && entry.is_directory(error)) {
+        return "is a link to a folder, and such links are not followed";
+    }
+    if (entry.is_symlink() && !entry.exists(error)) {
+        return "is a link that leads nowhere";
+    }
+    if (!entry.is_regular_file(error)) {
+        return "is not a regular file";
+    }
+    const std::string extension = entry.path().extension().string();
+    if (extension.empty()) {
+        return "has no extension that tells of an image";
+    }
+    const bool listed = std::find(std::begin(imageExtensions), std::end(imageExtensions), lowerCase(extension)) !=
+                        std::end(imageExtensions);
+    return listed ? "" : "has the extension '" + extension + "', which is none of an image that is read";
+}
 
 void PairList::add(std::string_view id, std::string_view first, std::string_view second,
                    const std::vector<CarriedValue>& carried) {

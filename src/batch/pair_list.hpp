@@ -5,6 +5,7 @@
 #include "batch/shard.hpp"
 
 #include <cstdint>
+#include <filesystem>
 #include <istream>
 #include <optional>
 #include <string>
@@ -84,6 +85,10 @@ struct FolderPairs {
 
 /// @throws Refusal  a folder that cannot be read, two files of one folder that differ in the extension only, no pairs
 FolderPairs pairFolders(const std::string& first, const std::string& second, Shard shard);
+
+/// Why a thing in a folder is no image file that is read: goes on from its path; empty if it is one. Its extension
+/// tells.
+std::string whyNoImageFile(const std::filesystem::directory_entry& entry);
 
 /// The pairs as a CSV list that `readPairs` reads.
 std::string csvList(const PairList& pairs);

@@ -39,7 +39,7 @@ struct ImageHeader {
     bool cameraRaw = false;      ///< a camera's raw file: what image readers find in it is an embedded preview
     const char* codec = "";      ///< how the pixels are packed; empty where the header does not tell
     int channels = 0;            ///< with alpha; 0 where the header does not tell
-    bool alpha = false;          ///< whether one of them is alpha
+    bool alpha = false;          ///< whether the header tells of an alpha channel or a transparent colour
     int pages = 1;               ///< pictures in the file, as far as they were walked to
     std::uint64_t greatest = 0;  ///< value that stands for white, where the format lets the file choose it; else 0
 

@@ -5,6 +5,7 @@
 #include "codecs/image_codecs.hpp"
 #include "files/refusal.hpp"
 #include "files/replaced_file.hpp"
+#include "files/standard_input.hpp"
 #include "modules/metadata.hpp"
 #include "modules/module_loader.hpp"
 #include "modules/photograph_encoder.hpp"
@@ -14,6 +15,7 @@
 #include "photofile/managed_colors.hpp"
 #include "photofile/opened_file.hpp"
 #include "photofile/profile_tagging.hpp"
+#include "photofile/space_mark.hpp"
 
 #include <fmt/format.h>
 
@@ -55,7 +57,8 @@ void tag(const ImageOutput& output, std::vector<uchar>& bytes, const ColorProfil
 }
 
 /// Whether a photograph has more than 8 bits.
-bool isDeep(const std::string& path) {
+bool isDeep(const std::string& name) {
+    const std::string path = placeOfInput(name);
     const OpenedFile file(path);
     if (!file.problem().empty()) {
         return false;
@@ -109,7 +112,7 @@ bool mayHoldMetadata(const std::string& path) {
 
 void carryMetadata(const FileAccess& access, const ImageOutput& output, const std::string& source, cv::Size size,
                    std::vector<uchar>& bytes) {
-    if (source.empty() || output.strip || !mayHoldMetadata(source)) {
+    if (source.empty() || output.strip || !mayHoldMetadata(placeOfInput(source))) {
         return;
     }
     const auto notCarried = [&](const std::string& why) {
@@ -120,7 +123,7 @@ void carryMetadata(const FileAccess& access, const ImageOutput& output, const st
         const CarriedPicture picture{static_cast<std::uint32_t>(size.width), static_cast<std::uint32_t>(size.height),
                                      "darkroom " LIKENESS_VERSION};
         std::string problem;
-        carry(source, bytes, picture, problem);
+        carry(placeOfInput(source), bytes, picture, problem);
         if (!problem.empty()) {
             notCarried(problem);
         }
@@ -151,6 +154,9 @@ void encodeAndReplace(const FileAccess& access, const ImageOutput& output, const
         tag(output, bytes, *profile);
     }
     carryMetadata(access, output, source, image.size(), bytes);
+    if (!output.mark.empty()) {
+        addSpaceMark(bytes, output.mark);
+    }
     replaceFile(output.path, {reinterpret_cast<const char*>(bytes.data()), bytes.size()});
 }
 

@@ -28,6 +28,7 @@ struct ImageOutput {
     std::optional<int> bits{};        ///< of PNG, 8 or 16
     std::string option = "--output";  ///< the option that gave the path, for refusals
     std::string profile{};            ///< of a picture: a name or a file (`profileAsked`); empty: sRGB
+    std::string mark{};               ///< a text for `space_mark.hpp`; empty: none
     bool strip = false;               ///< whether the metadata of the photograph that it is made from are left out
     std::string subsampling{};        ///< of JPEG: "444", "422" or "420"; empty: 420, the image library's own choice
 

@@ -35,7 +35,8 @@ enum class PhotographValues {
 struct PhotographRead {
     cv::Mat bgr;                       ///< CV_8UC3, CV_16UC3 or CV_32FC3, for grey with one channel; empty if there is
                                        ///< a problem
-    std::vector<std::string> remarks;  ///< lines of the format libraries, such as "Premature end of JPEG file"
+    std::vector<std::string> remarks;  ///< lines of the format libraries, such as "Premature end of JPEG file", and
+                                       ///< what reading has left out or assumed
     std::string problem;  ///< what follows "cannot read 'PATH'", such as ": it is empty"; empty if it was read
     int bits = 0;         ///< of a channel in the file; 0 if not known
     bool floats = false;  ///< whether the file holds floats
@@ -69,7 +70,7 @@ public:
 /// image, or has more pixels than its library accepts.
 ///
 /// For front ends: while it runs, the process's standard error is sorted (photofile/decoder_remarks.hpp), because the
-/// format libraries print there themselves. One call at a time.
+/// format libraries print there themselves. One call at a time, unless a `RemarkSorter` is at work already.
 /// @param colors  if it is not null, asked whether the numbers are to be converted; `bgr` is then CV_32FC3 whatever
 ///                `values` says
 /// @throws MachineFailure
@@ -78,7 +79,7 @@ PhotographRead readPhotograph(const std::string& path, PhotographValues values =
 
 /// Two files, each as `readPhotograph` reads it, decoded at the same time on two threads. Where the first cannot be read,
 /// a failure of the machine with the second is not told.
-/// @param firstColors, secondColors  two objects, or null
+/// @param firstColors, secondColors  two objects, or null: then nothing is said of an alpha channel
 std::pair<PhotographRead, PhotographRead> readPhotographPair(const std::string& first, const std::string& second,
                                                              PhotographValues values = PhotographValues::bytes,
                                                              std::uint64_t mostPixels = usualMostPixels,
