@@ -56,7 +56,7 @@ ExitStatus align(const Console& console, const Options& options) {
         alignment = alignTo(moving, reference, {}, watchOf(console, progress));
     }
     writePhotograph(console, options.output, alignment.image, "aligned, black where the flow leads outside",
-                    options.moving);
+                    options.input);
     if (options.flow.empty()) {
         return ExitStatus::done;
     }
