@@ -15,7 +15,8 @@ install(
     FILE_SET HEADERS
     DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}
     COMPONENT development)
-list(TRANSFORM LIKENESS_OPENCV_LATE_MODULES PREPEND likeness_ OUTPUT_VARIABLE module_targets)
+set(module_targets ${LIKENESS_OPENCV_LATE_MODULES} ${LIKENESS_FORMAT_MODULES})
+list(TRANSFORM module_targets PREPEND likeness_)
 install(TARGETS ${module_targets} LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR}/likeness COMPONENT modules)
 install(
     EXPORT likenessTargets

@@ -29,6 +29,13 @@ found_without_dpkg() {
     libexif-dev) has_package libexif - ;;
     libsqlite3-dev) has_package sqlite3 - ;;
     liblcms2-dev) has_package lcms2 - ;;
+    libheif-dev) has_package libheif - ;;
+    libjxl-dev) has_package libjxl - ;;
+    libopenexr-dev) has_package OpenEXR - ;;
+    libraw-dev) has_package libraw_r - ;;
+    libtiff-dev) has_package libtiff-4 - ;;
+    libgif-dev) has_header gif_lib.h ;;
+    libexiv2-dev) has_package exiv2 - ;;
     zlib1g-dev) has_package zlib - ;;
     libssl-dev) has_package libcrypto - ;;
     libgtest-dev) has_package gtest GTestConfig.cmake ;;
@@ -90,6 +97,9 @@ ensure_packages() {
 
 # What the library and the program are built with.
 library_packages=(libopencv-dev libjpeg62-turbo-dev libpng-dev libsleef-dev)
+# What the modules of single formats stand on; without one of these its module is not built.
+module_packages=(pkg-config libheif-dev libjxl-dev libopenexr-dev libraw-dev libtiff-dev libgif-dev libexiv2-dev)
+library_packages+=("${module_packages[@]}")
 build_packages=(g++ cmake ninja-build "${library_packages[@]}")
 
 # What the programs need on top, and darkroom alone.
@@ -105,7 +115,7 @@ python_test_packages=(python3-pytest python3-hypothesis mypy python3-pip python3
 
 # What the tests and benchmarks need on top.
 test_packages=(libgtest-dev libbenchmark-dev pkg-config chromium zsh groff-base python3-colorspacious
-    doxygen dpkg-dev lintian)
+    doxygen dpkg-dev lintian libavif-bin libheif-examples libjxl-tools imagemagick libimage-exiftool-perl openexr)
 
 # What the other checks need: the second compiler with its OpenMP, and what reads the sources.
 check_packages=(clang libomp-dev clang-tidy clang-format shellcheck)

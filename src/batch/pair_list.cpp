@@ -289,9 +289,10 @@ std::optional<ListFormat> formatOfExtension(const std::string& path) {
     return std::nullopt;
 }
 
-constexpr std::string_view imageExtensions[] = {".bmp", ".dib", ".exr", ".hdr", ".jp2",  ".jpe", ".jpeg",
-                                                ".jpg", ".pbm", ".pgm", ".pic", ".png",  ".pnm", ".ppm",
-                                                ".pxm", ".ras", ".sr",  ".tif", ".tiff", ".webp"};
+constexpr std::string_view imageExtensions[] = {
+    ".arw", ".avif", ".bmp",  ".cr2", ".cr3", ".dib", ".dng", ".exr", ".gif", ".hdr", ".heic", ".heif",
+    ".jp2", ".jpe",  ".jpeg", ".jpg", ".jxl", ".nef", ".orf", ".pbm", ".pfm", ".pgm", ".pic",  ".png",
+    ".pnm", ".ppm",  ".psb",  ".psd", ".pxm", ".raf", ".ras", ".rw2", ".sr",  ".tif", ".tiff", ".webp"};
 
 /// Paths of the image files of a folder by relative path without extension.
 /// @param leftOut  gets the others, but for folders

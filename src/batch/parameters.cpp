@@ -46,7 +46,7 @@ std::string comparisonParameters(const AnalysisOptions& options, const ProfileCh
     ::uname(&system);
     const auto number = [](float value) { return nineDigits(static_cast<double>(value)); };
     std::string text = fmt::format(
-        "schema={};photographs=bgr8,floats,exif-orientation;adapting-luminance={};white-luminance={};background-of-1-"
+        "schema={};photographs=bgr8,bgr16,linear,floats,exif-orientation;adapting-luminance={};white-luminance={};background-of-1-"
         "pixel={};"
         "surround-impact={};surround-induction={};bins=all;image-library={};architecture={}",
         resultSchema, number(adaptingLuminance), number(whiteLuminance),
@@ -59,6 +59,18 @@ std::string comparisonParameters(const AnalysisOptions& options, const ProfileCh
     }
     if (profiles.ignore) {
         text += ";profiles=ignored";
+    }
+    if (profiles.exposure != 0) {
+        text += fmt::format(";exposure={}", profiles.exposure);
+    }
+    if (profiles.selection.page != 1) {
+        text += fmt::format(";page={}", profiles.selection.page);
+    }
+    if (!profiles.selection.layer.empty()) {
+        text += ";layer=" + profiles.selection.layer;
+    }
+    if (profiles.selection.preview) {
+        text += ";preview";
     }
     return isDefault(options) ? text : text + ';' + modelParameters(options.model, options.hue);
 }

@@ -52,6 +52,10 @@ std::optional<int> qualityAsked(const std::vector<int>& parameters) {
 bool encodedDirectly(const std::string& extension, const cv::Mat& image, std::vector<uchar>& bytes,
                      const std::vector<int>& parameters) {
     if (extension == ".jpg" || extension == ".jpeg") {
+        if (parameters.size() == 4 && parameters[0] == cv::IMWRITE_JPEG_QUALITY && parameters[2] == jpegSubsampling) {
+            return encodeJpeg(image, parameters[1], bytes,
+                              {parameters[3] == 444 ? 1 : 2, parameters[3] == 420 ? 2 : 1});
+        }
         const std::optional<int> quality = qualityAsked(parameters);
         return quality && encodeJpeg(image, *quality, bytes);
     }

@@ -27,6 +27,9 @@ LIKENESS_API cv::Mat decodedFile(const std::string& path, int flags, cv::Mat roo
 /// What `cv::imdecode` makes of the bytes of a file; none raise cv::Exception.
 LIKENESS_API cv::Mat decodedBytes(const std::vector<uchar>& bytes, int flags);
 
+/// Beside cv::ImwriteFlags: how many pixels of a JPEG share a value of chroma, 444, 422 or 420, which is usual.
+inline constexpr int jpegSubsampling = 0x10000;
+
 /// What `cv::imencode` does.
 /// @param extension   with its dot
 /// @param parameters  cv::ImwriteFlags, each followed by its value

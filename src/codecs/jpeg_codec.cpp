@@ -176,7 +176,8 @@ public:
 
     bool isOutOfMemory() const noexcept { return handler_.isOutOfMemory; }
 
-    bool run(const uchar* data, std::size_t step, cv::Size size, bool color, int quality, std::vector<uchar>& bytes) {
+    bool run(const uchar* data, std::size_t step, cv::Size size, bool color, int quality, cv::Size chroma,
+             std::vector<uchar>& bytes) {
         codec_.err = errorFunctions(handler_);
         if (setjmp(handler_.giveUp) != 0) {
             return false;
@@ -193,6 +194,10 @@ public:
         codec_.in_color_space = color ? JCS_EXT_BGR : JCS_GRAYSCALE;
         ::jpeg_set_defaults(&codec_);
         ::jpeg_set_quality(&codec_, quality, TRUE);
+        if (color) {
+            codec_.comp_info[0].h_samp_factor = chroma.width;
+            codec_.comp_info[0].v_samp_factor = chroma.height;
+        }
         ::jpeg_start_compress(&codec_, TRUE);
         while (codec_.next_scanline < codec_.image_height) {
             ::JSAMPROW line = const_cast<uchar*>(data) + step * codec_.next_scanline;
@@ -234,7 +239,7 @@ cv::Mat decodedJpeg(std::FILE* file, int flags, cv::Mat room) {
     return image;
 }
 
-bool encodeJpeg(const cv::Mat& image, int quality, std::vector<uchar>& bytes) {
+bool encodeJpeg(const cv::Mat& image, int quality, std::vector<uchar>& bytes, cv::Size chroma) {
     if (image.empty() || image.dims > 2 || (image.channels() != 1 && image.channels() != 3)) {
         return false;
     }
@@ -245,7 +250,7 @@ bool encodeJpeg(const cv::Mat& image, int quality, std::vector<uchar>& bytes) {
     bytes.clear();
     Compression jpeg;
     const bool done = jpeg.run(rounded.data, rounded.step, rounded.size(), rounded.channels() == 3,
-                               std::clamp(quality, 0, 100), bytes);
+                               std::clamp(quality, 0, 100), chroma, bytes);
     requireMemory(jpeg);
     return done;
 }
@@ -256,7 +261,7 @@ cv::Mat decodedJpeg(std::FILE* /*file*/, int /*flags*/, cv::Mat /*room*/) {
     return {};
 }
 
-bool encodeJpeg(const cv::Mat& /*image*/, int /*quality*/, std::vector<uchar>& /*bytes*/) {
+bool encodeJpeg(const cv::Mat& /*image*/, int /*quality*/, std::vector<uchar>& /*bytes*/, cv::Size /*chroma*/) {
     return false;
 }
 

@@ -21,7 +21,8 @@ cv::Mat decodedJpeg(std::FILE* file, int flags, cv::Mat room = {});
 
 /// @param image    1 or 3 channels, B, G, R; other depths than 8 bits are rounded and limited to 0..255
 /// @param quality  0 to 100
+/// @param chroma   how many pixels of each row and of each column share a value of chroma, 1 or 2
 /// @return         whether it was taken
-bool encodeJpeg(const cv::Mat& image, int quality, std::vector<uchar>& bytes);
+bool encodeJpeg(const cv::Mat& image, int quality, std::vector<uchar>& bytes, cv::Size chroma = {2, 2});
 
 }  // namespace likeness

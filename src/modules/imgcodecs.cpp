@@ -1,17 +1,9 @@
 // The module `imgcodecs`.
 #include "modules/imgcodecs.hpp"
 
-#include "modules/module_identity.hpp"
+#include "modules/module_entry.hpp"
 
 #include <opencv2/imgcodecs.hpp>
-
-#include <cstring>
-
-#define LIKENESS_MODULE_ENTRY extern "C" __attribute__((visibility("default")))
-
-LIKENESS_MODULE_ENTRY bool likeness_module_fits(const char* identity) {
-    return std::strcmp(identity, likeness::moduleIdentity) == 0;
-}
 
 LIKENESS_MODULE_ENTRY void likeness_imread(const std::string& path, int flags, cv::Mat& image) {
     image = cv::imread(path, flags);

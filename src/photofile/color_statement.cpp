@@ -7,7 +7,10 @@
 
 #include <algorithm>
 #include <cmath>
+#include <locale>
 #include <map>
+#include <sstream>
+#include <string>
 #include <utility>
 
 namespace likeness {
@@ -143,13 +146,10 @@ Bytes inflated(const unsigned char* bytes, std::size_t count) {
 }
 
 /// Coding-independent code points, ITU-T H.273, tables 2 and 3.
-void readCodePoints(const Bytes& data, ColorStatement& statement) {
-    if (data.size() != 4) {
-        statement.problem = " (cICP) has a wrong length";
-        return;
-    }
+/// @param where  what they stand in, for the problem
+void takeCodePoints(int primaries, int transfer, const char* where, ColorStatement& statement) {
     Colorimetry found;
-    switch (data[0]) {
+    switch (primaries) {
         case 1:
             found.description = "BT.709 primaries";
             break;
@@ -162,10 +162,11 @@ void readCodePoints(const Bytes& data, ColorStatement& statement) {
             found.description = "Display P3 primaries";
             break;
         default:
-            statement.problem = fmt::format(" (cICP) names the colour primaries {}, which are not read", data[0]);
+            statement.problem =
+                fmt::format(" ({}) names the colour primaries {}, which are not read", where, primaries);
             return;
     }
-    switch (data[1]) {
+    switch (transfer) {
         case 1:
         case 6:
         case 14:
@@ -186,16 +187,25 @@ void readCodePoints(const Bytes& data, ColorStatement& statement) {
             break;
         default:
             statement.problem =
-                fmt::format(" (cICP) names the transfer characteristics {}, which are not read", data[1]);
+                fmt::format(" ({}) names the transfer characteristics {}, which are not read", where, transfer);
             return;
     }
-    if (data[2] != 0 || data[3] != 1) {
-        statement.problem = " (cICP) names another matrix or range than those of R, G, B";
-        return;
-    }
-    statement.saysSrgb = data[0] == 1 && data[1] == 13;
+    statement.saysSrgb = primaries == 1 && transfer == 13;
     if (!statement.saysSrgb) {
         statement.colorimetry = found;
+    }
+}
+
+void readCodePoints(const Bytes& data, ColorStatement& statement) {
+    if (data.size() != 4) {
+        statement.problem = " (cICP) has a wrong length";
+        return;
+    }
+    takeCodePoints(data[0], data[1], "cICP", statement);
+    if (statement.problem.empty() && (data[2] != 0 || data[3] != 1)) {
+        statement.colorimetry.reset();
+        statement.saysSrgb = false;
+        statement.problem = " (cICP) names another matrix or range than those of R, G, B";
     }
 }
 
@@ -442,6 +452,30 @@ void readWebp(HeaderBytes& file, ColorStatement& statement) {
     }
 }
 
+/// Lines of text up to an empty one; "PRIMARIES= " and x and y of red, green, blue and white.
+void readRadiance(HeaderBytes& file, ColorStatement& statement) {
+    statement.channels = StoredChannels::rgb;
+    constexpr std::size_t longest = std::size_t{1} << 16;
+    const Bytes found = file.bytes(0, longest);
+    const std::string text(found.begin(), found.end());
+    const std::size_t end = std::min(text.find("\n\n"), text.size());
+    const std::size_t line = text.find("\nPRIMARIES=");
+    if (line >= end) {
+        return;
+    }
+    std::istringstream numbers(text.substr(line + 11, text.find('\n', line + 1) - line - 11));
+    numbers.imbue(std::locale::classic());
+    Chromaticities c{};
+    for (const std::size_t place : {2, 3, 4, 5, 6, 7, 0, 1}) {
+        numbers >> c[place];
+    }
+    if (!numbers) {
+        statement.problem = " (PRIMARIES) is not of eight numbers";
+    } else {
+        takeLinearChromaticities(c, statement);
+    }
+}
+
 }  // namespace
 
 ColorStatement readColorStatement(const ByteSource& source, ImageFileFormat format) {
@@ -460,10 +494,34 @@ ColorStatement readColorStatement(const ByteSource& source, ImageFileFormat form
         case ImageFileFormat::webp:
             readWebp(file, statement);
             break;
+        case ImageFileFormat::radiance:
+            readRadiance(file, statement);
+            break;
         default:
             break;
     }
     return statement;
+}
+
+ColorStatement statementOfCodePoints(int primaries, int transfer) {
+    constexpr int unspecified = 2;
+    constexpr int bt709 = 1;
+    constexpr int srgb = 13;
+    ColorStatement statement;
+    takeCodePoints(primaries == unspecified ? bt709 : primaries, transfer == unspecified ? srgb : transfer, "nclx",
+                   statement);
+    if (primaries == unspecified || transfer == unspecified) {
+        statement.saysSrgb = false;
+    }
+    return statement;
+}
+
+void takeLinearChromaticities(const Chromaticities& chromaticities, ColorStatement& statement) {
+    if (!isSensible(chromaticities)) {
+        statement.problem = " has chromaticities that span no colours";
+    } else if (!sameChromaticities(chromaticities, srgbChromaticities)) {
+        statement.colorimetry = Colorimetry{chromaticities, {1}, "linear, primaries of its own"};
+    }
 }
 
 }  // namespace likeness

@@ -60,6 +60,15 @@ inline constexpr std::size_t mostProfileBytes = std::size_t{1} << 24;
 /// say nothing here. Whatever the bytes are, a bounded number of them is read.
 ///
 /// @note  What `source` throws passes through.
+/// A Radiance file says its primaries in its header (PRIMARIES).
 ColorStatement readColorStatement(const ByteSource& source, ImageFileFormat format);
+
+/// What coding-independent code points say (ITU-T H.273): colour primaries and transfer characteristics. Unspecified
+/// ones are taken for those of sRGB; what is not read is a problem.
+ColorStatement statementOfCodePoints(int primaries, int transfer);
+
+/// What the chromaticities of linear values say: nothing where they are those of sRGB; a problem where they span no
+/// colours.
+void takeLinearChromaticities(const Chromaticities& chromaticities, ColorStatement& statement);
 
 }  // namespace likeness

@@ -23,6 +23,22 @@ void setSize(ImageHeader& header, const HeaderBytes& file, std::uint64_t width, 
     }
 }
 
+/// By the marker of the frame header, ITU-T T.81, table B.1.
+const char* nameOfFrame(unsigned marker) {
+    switch (marker) {
+        case 0xC0:
+            return "baseline";
+        case 0xC1:
+            return "extended sequential";
+        case 0xC2:
+            return "progressive";
+        case 0xC3:
+            return "lossless";
+        default:
+            return marker >= 0xC9 ? "arithmetic coding" : "differential";
+    }
+}
+
 /// ITU-T T.81, B.2.2.
 void readJpeg(HeaderBytes& file, ImageHeader& header) {
     forEachJpegSegment(file, [&](const JpegSegment& segment) {
@@ -33,6 +49,9 @@ void readJpeg(HeaderBytes& file, ImageHeader& header) {
         const std::uint64_t height = file.big(segment.content + 1, 2);
         setSize(header, file, file.big(segment.content + 3, 2), height);
         header.bits = file.good() ? bits : 0;
+        const auto channels = static_cast<int>(file.big(segment.content + 5, 1));
+        header.channels = header.bits == 0 ? 0 : channels;
+        header.codec = nameOfFrame(segment.marker);
         return false;
     });
 }
@@ -59,8 +78,41 @@ void readPng(HeaderBytes& file, ImageHeader& header) {
         const std::uint64_t width = file.big(16, 4);
         setSize(header, file, width, file.big(20, 4));
         header.bits = static_cast<int>(file.big(24, 1));
-        constexpr std::uint64_t alphaUsed = 4;
-        header.alpha = (file.big(25, 1) & alphaUsed) != 0 || hasTransparentColor(file);
+        const std::uint64_t color = file.big(25, 1);
+        header.alpha = (color & 4) != 0;
+        header.channels = (color & 1) != 0 ? 3 : ((color & 2) != 0 ? 3 : 1) + (header.alpha ? 1 : 0);
+        header.codec = (color & 1) != 0 ? "palette, deflate" : file.big(28, 1) != 0 ? "interlaced, deflate" : "deflate";
+        if (!file.good()) {
+            header.channels = 0;
+            header.codec = "";
+        }
+        header.alpha = header.alpha || hasTransparentColor(file);
+    }
+}
+
+/// By tag 259 of a TIFF.
+const char* nameOfCompression(std::uint64_t compression) {
+    switch (compression) {
+        case 1:
+            return "not compressed";
+        case 5:
+            return "LZW";
+        case 6:
+        case 7:
+            return "JPEG";
+        case 8:
+        case 32946:
+            return "deflate";
+        case 32773:
+            return "PackBits";
+        case 34925:
+            return "LZMA";
+        case 50000:
+            return "Zstandard";
+        case 50001:
+            return "WebP";
+        default:
+            return "compressed";
     }
 }
 
@@ -75,6 +127,7 @@ public:
         for (bool isFirst = true; next != 0 && seen_.size() < most; isFirst = false) {
             next = readDirectory(next, isFirst);
         }
+        inChain_ = false;
         for (std::size_t i = 0; i < children_.size() && seen_.size() < most; ++i) {
             readDirectory(children_[i], false);
         }
@@ -86,6 +139,7 @@ private:
         imageWidth = 256,
         imageLength = 257,
         bitsPerSample = 258,
+        compression = 259,
         photometricInterpretation = 262,
         samplesPerPixel = 277,
         subDirectories = 330,
@@ -136,6 +190,17 @@ private:
                         header_.bits = static_cast<int>(std::min<std::uint64_t>(firstValue(entry), 64));
                     }
                     break;
+                case samplesPerPixel:
+                    samples = firstValue(entry);
+                    if (isFirst) {
+                        header_.channels = static_cast<int>(std::min<std::uint64_t>(samples, 65535));
+                    }
+                    break;
+                case compression:
+                    if (isFirst) {
+                        header_.codec = nameOfCompression(firstValue(entry));
+                    }
+                    break;
                 case photometricInterpretation: {
                     constexpr std::uint64_t colorFilterArray = 32803;
                     constexpr std::uint64_t logLuminance = 32844;
@@ -153,9 +218,6 @@ private:
                 case subDirectories:
                     hasChildren = true;
                     addChildren(entry);
-                    break;
-                case samplesPerPixel:
-                    samples = firstValue(entry);
                     break;
                 case sampleFormat: {
                     constexpr std::uint64_t ieeeFloat = 3;
@@ -177,6 +239,8 @@ private:
             header_.alpha =
                 grayOrRgb && (samples == 2 || samples == 4);  // writers often leave out what the last one is
             header_.cameraRaw |= reduced && hasChildren;
+        } else if (inChain_ && width > 0 && !reduced) {
+            ++header_.pages;
         }
         if (!file_.good()) {
             return 0;
@@ -238,6 +302,7 @@ private:
     bool bigEndian_;
     bool wide_;
     ImageHeader& header_;
+    bool inChain_ = true;  ///< whether the directories are pictures of their own, not children of one
     std::set<std::uint64_t> seen_;
     std::vector<std::uint64_t> children_;
 };
@@ -266,11 +331,14 @@ void readBmp(HeaderBytes& file, ImageHeader& header) {
 /// RFC 9649, sections 2.5 to 2.7.
 void readWebp(HeaderBytes& file, ImageHeader& header) {
     header.bits = 8;
+    header.channels = 3;
+    header.codec = file.holds(12, "VP8L") ? "lossless" : file.holds(12, "VP8 ") ? "lossy" : "extended";
     if (file.holds(12, "VP8X")) {
         constexpr std::uint64_t alphaFlag = 0x10;
+        header.alpha = (file.little(20, 1) & alphaFlag) != 0;
+        header.channels += header.alpha ? 1 : 0;
         const std::uint64_t width = file.little(24, 3) + 1;
         setSize(header, file, width, file.little(27, 3) + 1);
-        header.alpha = (file.little(20, 1) & alphaFlag) != 0;
     } else if (file.holds(12, "VP8L")) {
         const std::uint64_t sides = file.little(21, 4);
         setSize(header, file, (sides & 0x3FFF) + 1, (sides >> 14 & 0x3FFF) + 1);
@@ -384,7 +452,8 @@ void readPortable(HeaderBytes& file, char kind, ImageHeader& header) {
             } else if (word == "HEIGHT") {
                 header.height = text.number();
             } else if (word == "MAXVAL") {
-                header.bits = bitsFor(text.number());
+                header.greatest = text.number();
+                header.bits = bitsFor(header.greatest);
             } else if (word == "TUPLTYPE") {
                 constexpr std::string_view ending = "_ALPHA";
                 const std::string type = text.word();
@@ -397,7 +466,9 @@ void readPortable(HeaderBytes& file, char kind, ImageHeader& header) {
     header.width = text.number();
     header.height = text.number();
     const bool bitmap = kind == '1' || kind == '4';
-    header.bits = bitmap ? 8 : bitsFor(text.number());
+    header.greatest = bitmap ? 0 : text.number();
+    header.bits = bitmap ? 8 : bitsFor(header.greatest);
+    header.channels = kind == '3' || kind == '6' ? 3 : 1;
 }
 
 void readPortableFloat(HeaderBytes& file, ImageHeader& header) {
@@ -478,6 +549,41 @@ void readRadiance(HeaderBytes& file, ImageHeader& header) {
     }
 }
 
+/// ISO/IEC 14496-12, 4.3: the brands in the first box of a file.
+ImageFileFormat formatOfBrands(HeaderBytes& file) {
+    if (!file.holds(4, "ftyp")) {
+        return ImageFileFormat::unknown;
+    }
+    constexpr std::uint64_t mostBytes = 1024;
+    const std::uint64_t length = std::min(file.big(0, 4), mostBytes);
+    ImageFileFormat found = ImageFileFormat::unknown;
+    for (std::uint64_t at = 8; at + 4 <= length; at += at == 8 ? 8 : 4) {
+        if (file.holds(at, "avif") || file.holds(at, "avis")) {
+            return ImageFileFormat::avif;
+        }
+        for (const char* const brand : {"heic", "heix", "hevc", "hevx", "heim", "heis", "mif1", "msf1"}) {
+            if (file.holds(at, brand)) {
+                found = ImageFileFormat::heic;
+            }
+        }
+    }
+    return found;
+}
+
+/// Adobe Photoshop File Formats Specification, file header section.
+void readPhotoshop(HeaderBytes& file, ImageHeader& header) {
+    const auto channels = static_cast<int>(file.big(12, 2));
+    const std::uint64_t height = file.big(14, 4);
+    setSize(header, file, file.big(18, 4), height);
+    const auto bits = static_cast<int>(file.big(22, 2));
+    if (file.good()) {
+        header.channels = channels;
+        header.bits = bits;
+        header.floats = bits == 32;
+        header.codec = "merged picture";
+    }
+}
+
 bool isOtherCameraRaw(HeaderBytes& file) {
     return file.holds(0, "IIRO") || file.holds(0, "IIRS") || file.holds(0, "MMOR") ||       // ORF
            file.holds(0, "IIU\0"sv) ||                                                      // RW2
@@ -486,6 +592,46 @@ bool isOtherCameraRaw(HeaderBytes& file) {
 }
 
 }  // namespace
+
+const char* nameOf(ImageFileFormat format) noexcept {
+    switch (format) {
+        case ImageFileFormat::unknown:
+            break;
+        case ImageFileFormat::jpeg:
+            return "JPEG";
+        case ImageFileFormat::png:
+            return "PNG";
+        case ImageFileFormat::tiff:
+            return "TIFF";
+        case ImageFileFormat::bmp:
+            return "BMP";
+        case ImageFileFormat::webp:
+            return "WebP";
+        case ImageFileFormat::jpeg2000:
+            return "JPEG 2000";
+        case ImageFileFormat::portable:
+            return "portable anymap";
+        case ImageFileFormat::portableFloat:
+            return "portable float map";
+        case ImageFileFormat::openExr:
+            return "OpenEXR";
+        case ImageFileFormat::radiance:
+            return "Radiance";
+        case ImageFileFormat::gif:
+            return "GIF";
+        case ImageFileFormat::sunRaster:
+            return "Sun raster";
+        case ImageFileFormat::heic:
+            return "HEIC";
+        case ImageFileFormat::avif:
+            return "AVIF";
+        case ImageFileFormat::jpegXl:
+            return "JPEG XL";
+        case ImageFileFormat::photoshop:
+            return "Photoshop";
+    }
+    return "unknown";
+}
 
 std::uint64_t ImageHeader::pixels() const noexcept {
     constexpr std::uint64_t most = std::numeric_limits<std::uint64_t>::max();
@@ -519,6 +665,13 @@ ImageHeader readImageHeader(const ByteSource& source) {
     } else if (file.holds(0, "\xFF\x4F\xFF\x51"sv)) {
         is(ImageFileFormat::jpeg2000);
         readJpeg2000Codestream(file, 0, header);
+    } else if (file.holds(0, "\xFF\x0A"sv) || file.holds(0, "\0\0\0\x0CJXL \r\n\x87\n"sv)) {
+        is(ImageFileFormat::jpegXl);
+    } else if (const ImageFileFormat brand = formatOfBrands(file); brand != ImageFileFormat::unknown) {
+        is(brand);
+    } else if (file.holds(0, "8BPS\0\1"sv) || file.holds(0, "8BPS\0\2"sv)) {
+        is(ImageFileFormat::photoshop);
+        readPhotoshop(file, header);
     } else if (file.holds(0, "v/1\x01"sv)) {
         is(ImageFileFormat::openExr);
         readOpenExr(file, header);

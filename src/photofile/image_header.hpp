@@ -21,16 +21,33 @@ enum class ImageFileFormat {
     radiance,
     gif,
     sunRaster,
+    heic,
+    avif,
+    jpegXl,
+    photoshop,
 };
+
+/// What people call it: "JPEG 2000"; "unknown" of what is not known.
+const char* nameOf(ImageFileFormat format) noexcept;
 
 struct ImageHeader {
     ImageFileFormat format = ImageFileFormat::unknown;
-    std::uint64_t width = 0;   ///< pixels, as stored; 0 where the header does not tell
-    std::uint64_t height = 0;  ///< likewise
-    int bits = 0;              ///< of a channel; 0 where the header does not tell
-    bool floats = false;       ///< whether the values are floating-point numbers
-    bool alpha = false;        ///< whether the header tells of an alpha channel or a transparent colour
-    bool cameraRaw = false;    ///< a camera's raw file: what image readers find in it is an embedded preview
+    std::uint64_t width = 0;     ///< pixels, as stored; 0 where the header does not tell
+    std::uint64_t height = 0;    ///< likewise
+    int bits = 0;                ///< of a channel; 0 where the header does not tell
+    bool floats = false;         ///< whether the values are floating-point numbers
+    bool cameraRaw = false;      ///< a camera's raw file: what image readers find in it is an embedded preview
+    const char* codec = "";      ///< how the pixels are packed; empty where the header does not tell
+    int channels = 0;            ///< with alpha; 0 where the header does not tell
+    bool alpha = false;          ///< whether the header tells of an alpha channel or a transparent colour
+    int pages = 1;               ///< pictures in the file, as far as they were walked to
+    std::uint64_t greatest = 0;  ///< value that stands for white, where the format lets the file choose it; else 0
+
+    /// Whether the values are proportional to light by the definition of the format.
+    bool isLinear() const noexcept {
+        return format == ImageFileFormat::radiance || format == ImageFileFormat::openExr ||
+               format == ImageFileFormat::portableFloat;
+    }
 
     /// @return  width x height, the greatest value if it is beyond all measure; 0 if the size is not known
     std::uint64_t pixels() const noexcept;

@@ -14,7 +14,7 @@ namespace {
 
 void requireRead(const std::string& path, const PhotographRead& photograph) {
     if (photograph.bgr.empty()) {
-        throw Refusal("cannot read '" + path + "'" + photograph.imageProblem());
+        throw Refusal("cannot read '" + path + "'" + photograph.problem);
     }
 }
 

@@ -18,7 +18,7 @@ namespace likeness {
 
 /// @param profile  if it is not null, gets how the colours were taken
 /// @return  CV_8UC3, CV_16UC3 or CV_32FC3, as the file holds it; CV_32FC3 if the colours were converted
-/// @throws Refusal         "cannot read 'PATH' as an image", with the reason where it is known
+/// @throws Refusal         "cannot read 'PATH': " and why
 /// @throws MachineFailure  as everything here that reads
 cv::Mat readImage(const FileAccess& access, const std::string& path, ProfileUse* profile = nullptr);
 

@@ -1,12 +1,19 @@
 #include "photofile/image_output.hpp"
 
 #include <likeness/color/srgb_companding.hpp>
+#include <likeness/version.hpp>
 #include "codecs/image_codecs.hpp"
 #include "files/refusal.hpp"
 #include "files/replaced_file.hpp"
+#include "files/standard_input.hpp"
+#include "modules/metadata.hpp"
 #include "modules/module_loader.hpp"
+#include "modules/photograph_encoder.hpp"
 #include "photofile/clipping.hpp"
+#include "photofile/format_modules.hpp"
+#include "photofile/header_bytes.hpp"
 #include "photofile/managed_colors.hpp"
+#include "photofile/opened_file.hpp"
 #include "photofile/profile_tagging.hpp"
 #include "photofile/space_mark.hpp"
 
@@ -16,11 +23,17 @@
 #include <cctype>
 #include <cmath>
 #include <filesystem>
+#include <limits>
 
 namespace likeness {
 namespace {
 
-constexpr int lzwCompression = 5;  // TIFF 6.0, section 13: without loss
+constexpr int lzwCompression = 5;      // TIFF 6.0, section 13: without loss
+constexpr int deflateCompression = 8;  // TIFF Technical Note 3
+
+bool isLinear(ImageFormat format) {
+    return format == ImageFormat::hdr || format == ImageFormat::exr;
+}
 
 void tag(const ImageOutput& output, std::vector<uchar>& bytes, const ColorProfile& profile) {
     switch (imageFormatOf(output.path)) {
@@ -31,6 +44,10 @@ void tag(const ImageOutput& output, std::vector<uchar>& bytes, const ColorProfil
             tagTiff(bytes, profile);
             break;
         case ImageFormat::hdr:
+        case ImageFormat::exr:
+        case ImageFormat::webp:
+        case ImageFormat::avif:
+        case ImageFormat::jxl:
             break;
         case ImageFormat::jpeg:
         case ImageFormat::unknown:
@@ -39,9 +56,87 @@ void tag(const ImageOutput& output, std::vector<uchar>& bytes, const ColorProfil
     }
 }
 
+/// Whether a photograph has more than 8 bits.
+bool isDeep(const std::string& name) {
+    const std::string path = placeOfInput(name);
+    const OpenedFile file(path);
+    if (!file.problem().empty()) {
+        return false;
+    }
+    const ByteSource source = file.source();
+    const ImageHeader header = readImageHeader(source);
+    if (header.bits == 0 && isForModule(header, {})) {
+        PhotographRequest request{path, std::numeric_limits<std::uint64_t>::max()};
+        request.headerOnly = true;
+        return readByModule(source, header, request).bits > 8;
+    }
+    return header.bits > 8 || header.cameraRaw;
+}
+
+/// Whether there may be metadata in a file, by its first bytes: then it is worth the time to load what reads them.
+bool mayHoldMetadata(const std::string& path) {
+    const OpenedFile file(path);
+    if (!file.problem().empty()) {
+        return false;
+    }
+    const ByteSource source = file.source();
+    HeaderBytes bytes(source);
+    const ImageHeader header = readImageHeader(source);
+    if (header.format == ImageFileFormat::jpeg) {
+        bool found = false;
+        forEachJpegSegment(bytes, [&](const JpegSegment& segment) {
+            constexpr unsigned app1 = 0xE1;
+            constexpr unsigned app13 = 0xED;
+            found = found || segment.marker == app1 || segment.marker == app13;
+            return !found;
+        });
+        return found;
+    }
+    if (header.format == ImageFileFormat::png) {
+        std::uint64_t at = 8;
+        for (int chunk = 0; chunk < 1 << 16 && bytes.good() && !bytes.holds(at + 4, "IEND"); ++chunk) {
+            for (const char* const type : {"eXIf", "iTXt", "zTXt", "tEXt"}) {
+                if (bytes.holds(at + 4, type)) {
+                    return true;
+                }
+            }
+            at += bytes.big(at, 4) + 12;
+        }
+        return false;
+    }
+    return header.cameraRaw || header.format == ImageFileFormat::tiff || header.format == ImageFileFormat::webp ||
+           header.format == ImageFileFormat::jpeg2000 || header.format == ImageFileFormat::heic ||
+           header.format == ImageFileFormat::avif || header.format == ImageFileFormat::jpegXl ||
+           header.format == ImageFileFormat::photoshop;
+}
+
+void carryMetadata(const FileAccess& access, const ImageOutput& output, const std::string& source, cv::Size size,
+                   std::vector<uchar>& bytes) {
+    if (source.empty() || output.strip || !mayHoldMetadata(placeOfInput(source))) {
+        return;
+    }
+    const auto notCarried = [&](const std::string& why) {
+        access.warn(fmt::format("'{}': the metadata of '{}' are not carried over: {}", output.path, source, why));
+    };
+    try {
+        const auto carry = reinterpret_cast<CarryMetadataEntry>(moduleEntry("metadata", "likeness_carry_metadata"));
+        const CarriedPicture picture{static_cast<std::uint32_t>(size.width), static_cast<std::uint32_t>(size.height),
+                                     "darkroom " LIKENESS_VERSION};
+        std::string problem;
+        carry(placeOfInput(source), bytes, picture, problem);
+        if (!problem.empty()) {
+            notCarried(problem);
+        }
+    } catch (const ModuleProblem& problem) {
+        notCarried(problem.what());
+    }
+}
+
 /// @param profile  what the file says of its colours; null for nothing
-void encodeAndReplace(const ImageOutput& output, const char* extension, const cv::Mat& image,
-                      const std::vector<int>& parameters, const ColorProfile* profile = nullptr) {
+/// @param source   file of the photograph that it is made from; empty for none
+void encodeAndReplace(const FileAccess& access, const ImageOutput& output, const char* extension, const cv::Mat& image,
+                      const std::vector<int>& parameters, const ColorProfile* profile = nullptr,
+                      const std::string& source = "") {
     std::vector<uchar> bytes;
     bool encoded = false;
     try {
@@ -58,15 +153,25 @@ void encodeAndReplace(const ImageOutput& output, const char* extension, const cv
     if (profile != nullptr) {
         tag(output, bytes, *profile);
     }
+    carryMetadata(access, output, source, image.size(), bytes);
     if (!output.mark.empty()) {
         addSpaceMark(bytes, output.mark);
     }
     replaceFile(output.path, {reinterpret_cast<const char*>(bytes.data()), bytes.size()});
 }
 
+std::vector<int> jpegParameters(const ImageOutput& output) {
+    std::vector<int> parameters{cv::IMWRITE_JPEG_QUALITY, output.quality.value_or(usualQuality)};
+    if (!output.subsampling.empty()) {
+        parameters.push_back(jpegSubsampling);
+        parameters.push_back(std::stoi(output.subsampling));
+    }
+    return parameters;
+}
+
 /// The profile of a picture that is written; null for none.
 ColorProfile::Shared profileOf(const ImageOutput& output) {
-    if (imageFormatOf(output.path) == ImageFormat::hdr) {
+    if (isLinear(imageFormatOf(output.path))) {
         return nullptr;
     }
     return profileAsked("--output-profile", output.profile.empty() ? "srgb" : output.profile);
@@ -117,68 +222,165 @@ ImageFormat imageFormatOf(const std::string& path) {
     if (extension == ".tif" || extension == ".tiff") {
         return ImageFormat::tiff;
     }
-    return extension == ".hdr" ? ImageFormat::hdr : ImageFormat::unknown;
+    return extension == ".hdr"    ? ImageFormat::hdr
+           : extension == ".exr"  ? ImageFormat::exr
+           : extension == ".webp" ? ImageFormat::webp
+           : extension == ".avif" ? ImageFormat::avif
+           : extension == ".jxl"  ? ImageFormat::jxl
+                                  : ImageFormat::unknown;
 }
 
 ImageOutput ImageOutput::at(std::string otherPath, std::string otherOption) const {
-    ImageOutput other{std::move(otherPath), quality, bits, std::move(otherOption), profile};
+    ImageOutput other = *this;
+    other.path = std::move(otherPath);
+    other.option = std::move(otherOption);
+    if (imageFormatOf(other.path) != imageFormatOf(path)) {
+        other.depth.reset();
+    }
     if (imageFormatOf(other.path) != ImageFormat::png) {
-        other.bits = 8;
+        other.bits.reset();
     }
     if (imageFormatOf(other.path) != ImageFormat::jpeg) {
         other.quality.reset();
+        other.subsampling.clear();
     }
     return other;
 }
 
+ImageOutput ImageOutput::followed(const std::string& source) const {
+    const ImageFormat format = imageFormatOf(path);
+    ImageOutput output = *this;
+    const bool follows = format == ImageFormat::png || format == ImageFormat::jxl;
+    if (follows && !depth && !bits && !source.empty() && isDeep(source)) {
+        output.depth = StoredDepth::words;
+    }
+    return output;
+}
+
+StoredDepth ImageOutput::storedDepth() const {
+    const ImageFormat format = imageFormatOf(path);
+    if (depth) {
+        return *depth;
+    }
+    if (format == ImageFormat::png && bits == 16) {
+        return StoredDepth::words;
+    }
+    return format == ImageFormat::tiff || format == ImageFormat::hdr ? StoredDepth::floats
+           : format == ImageFormat::exr                              ? StoredDepth::halves
+                                                                     : StoredDepth::bytes;
+}
+
 bool holdsFloats(const ImageOutput& output) {
-    return imageFormatOf(output.path) == ImageFormat::tiff;
+    return imageFormatOf(output.path) == ImageFormat::tiff && output.storedDepth() == StoredDepth::floats;
 }
 
 namespace {
 
-void write(const FileAccess& access, const ImageOutput& output, const cv::Mat& image, double white,
-           const std::string& what, const ColorProfile* profile) {
-    std::string scale;
-    switch (imageFormatOf(output.path)) {
+/// `image` / `white`, linear.
+cv::Mat linearShares(const cv::Mat& image, double white) {
+    cv::Mat linear;
+    image.convertTo(linear, CV_32F, 1 / white);
+    for (int i = 0; i < linear.rows; ++i) {
+        auto* const row = linear.ptr<float>(i);
+        sRGBInverseCompandingOfRow(row, row,
+                                   static_cast<std::size_t>(linear.cols) * static_cast<std::size_t>(linear.channels()));
+    }
+    return linear;
+}
+
+/// Writes by a module of the format's own.
+void encodeByModule(const ImageOutput& output, const char* module, const cv::Mat& image, EncodingRequest request,
+                    const ColorProfile* profile, std::vector<uchar>& bytes) {
+    if (profile != nullptr && !profile->isSrgb()) {
+        request.icc = profile->icc();
+    }
+    cv::Mat bgr = image;
+    if (image.channels() == 1) {
+        cv::merge(std::vector<cv::Mat>(3, image), bgr);
+    }
+    std::string problem;
+    try {
+        const auto encode = reinterpret_cast<WritePhotographEntry>(moduleEntry(module, "likeness_write_photograph"));
+        encode(bgr, request, bytes, problem);
+    } catch (const ModuleProblem& missing) {
+        problem = missing.what();
+    }
+    if (!problem.empty()) {
+        throw Refusal(fmt::format("cannot write '{}': {}", output.path, problem));
+    }
+}
+
+void replace(const ImageOutput& output, const std::vector<uchar>& bytes) {
+    replaceFile(output.path, {reinterpret_cast<const char*>(bytes.data()), bytes.size()});
+}
+
+/// Formats of integers.
+/// @return  the scale, in words
+std::string writeIntegers(const FileAccess& access, const ImageOutput& output, const cv::Mat& image, double white,
+                          const ColorProfile* profile, const std::string& source) {
+    const ImageFormat format = imageFormatOf(output.path);
+    const bool wide = output.storedDepth() == StoredDepth::words;
+    const int greatest = wide ? 65535 : 255;
+    std::int64_t clipped = 0;
+    const cv::Mat integers =
+        wide ? quantized<ushort>(image, white, greatest, clipped) : quantized<uchar>(image, white, greatest, clipped);
+    switch (format) {
+        case ImageFormat::avif:
+        case ImageFormat::jxl: {
+            std::vector<uchar> bytes;
+            EncodingRequest request;
+            request.quality = output.quality.value_or(request.quality);
+            encodeByModule(output, format == ImageFormat::avif ? "heif" : "jxl", integers, request, profile, bytes);
+            carryMetadata(access, output, source, image.size(), bytes);
+            replace(output, bytes);
+            break;
+        }
+        case ImageFormat::webp:
+            encodeAndReplace(access, output, ".webp", integers,
+                             {cv::IMWRITE_WEBP_QUALITY, output.quality.value_or(usualQuality)}, nullptr, source);
+            break;
         case ImageFormat::tiff:
-            // Left to itself, the image library packs three floats into the 32 bits of LogLuv, without negative values.
-            encodeAndReplace(output, ".tiff", image, {cv::IMWRITE_TIFF_COMPRESSION, lzwCompression}, profile);
-            scale = "32-bit float, values as they are";
+            encodeAndReplace(access, output, ".tiff", integers, {cv::IMWRITE_TIFF_COMPRESSION, deflateCompression},
+                             profile, source);
             break;
-        case ImageFormat::hdr: {
-            cv::Mat radiance;
-            image.convertTo(radiance, CV_32F, 1 / white);
-            cv::max(radiance, 0, radiance);
-            for (int i = 0; i < radiance.rows; ++i) {
-                auto* const row = radiance.ptr<float>(i);
-                sRGBInverseCompandingOfRow(
-                    row, row, static_cast<std::size_t>(radiance.cols) * static_cast<std::size_t>(radiance.channels()));
-            }
-            encodeAndReplace(output, ".hdr", radiance, {});
-            scale = fmt::format("Radiance, linear, 0..1 stands for 0..{:g}", white);
-            break;
-        }
         case ImageFormat::png:
-        case ImageFormat::jpeg:
-        case ImageFormat::unknown: {
-            std::int64_t clipped = 0;
-            const bool wide = output.bits == 16;
-            const bool png = imageFormatOf(output.path) == ImageFormat::png;
-            const cv::Mat integers = wide && png ? quantized<ushort>(image, white, 65535.0, clipped)
-                                                 : quantized<uchar>(image, white, 255.0, clipped);
-            const std::vector<int> parameters =
-                png ? std::vector<int>()
-                    : std::vector<int>{cv::IMWRITE_JPEG_QUALITY, output.quality.value_or(usualQuality)};
-            encodeAndReplace(output, png ? ".png" : ".jpg", integers, parameters, profile);
-            scale = fmt::format("{} bits, 0..{} stands for 0..{:g}", wide && png ? 16 : 8, wide && png ? 65535 : 255,
-                                white);
-            if (clipped > 0) {
-                scale += fmt::format("; {} of the values lie outside and are clipped",
-                                     percentText(clipped, static_cast<double>(image.total()) * image.channels()));
-            }
+            encodeAndReplace(access, output, ".png", integers, {}, profile, source);
             break;
-        }
+        default:
+            encodeAndReplace(access, output, ".jpg", integers, jpegParameters(output), profile, source);
+    }
+    std::string scale = fmt::format("{} bits, 0..{} stands for 0..{:g}", wide ? 16 : 8, greatest, white);
+    if (clipped > 0) {
+        scale += fmt::format("; {} of the values lie outside and are clipped",
+                             percentText(clipped, static_cast<double>(image.total()) * image.channels()));
+    }
+    return scale;
+}
+
+void write(const FileAccess& access, const ImageOutput& output, const cv::Mat& image, double white,
+           const std::string& what, const ColorProfile* profile, const std::string& source = "") {
+    std::string scale;
+    const ImageFormat format = imageFormatOf(output.path);
+    if (holdsFloats(output)) {
+        // Left to itself, the image library packs three floats into the 32 bits of LogLuv, without negative values.
+        const int compression = output.depth ? deflateCompression : lzwCompression;
+        encodeAndReplace(access, output, ".tiff", image, {cv::IMWRITE_TIFF_COMPRESSION, compression}, profile, source);
+        scale = "32-bit float, values as they are";
+    } else if (format == ImageFormat::hdr) {
+        cv::Mat positive;
+        cv::max(image, 0, positive);
+        encodeAndReplace(access, output, ".hdr", linearShares(positive, white), {});
+        scale = fmt::format("Radiance, linear, 0..1 stands for 0..{:g}", white);
+    } else if (format == ImageFormat::exr) {
+        std::vector<uchar> bytes;
+        EncodingRequest request;
+        request.half = output.storedDepth() == StoredDepth::halves;
+        encodeByModule(output, "openexr", linearShares(image, white), request, nullptr, bytes);
+        replace(output, bytes);
+        scale = fmt::format("OpenEXR, {}, linear, 0..1 stands for 0..{:g}",
+                            request.half ? "16-bit float" : "32-bit float", white);
+    } else {
+        scale = writeIntegers(access, output, image, white, profile, source);
     }
     if (profile != nullptr && !profile->isSrgb()) {
         scale += ", in '" + profile->description() + "'";
@@ -194,11 +396,12 @@ void writeImage(const FileAccess& access, const ImageOutput& output, const cv::M
 }
 
 void writePhotograph(const FileAccess& access, const ImageOutput& output, const cv::Mat& picture,
-                     const std::string& what) {
+                     const std::string& what, const std::string& source) {
     const ColorProfile::Shared profile = profileOf(output);
     try {
         const bool other = profile != nullptr && !profile->isSrgb();
-        write(access, output, other ? profile->fromSrgb(picture) : picture, 1.0, what, profile.get());
+        write(access, output.followed(source), other ? profile->fromSrgb(picture) : picture, 1.0, what, profile.get(),
+              source);
     } catch (const ProfileProblem& problem) {
         throw refusedProfile(output, problem);
     }
@@ -218,11 +421,12 @@ cv::Mat pictureAsStored(const ImageOutput& output, const cv::Mat& picture) {
 
 cv::Mat asStored(const ImageOutput& output, const cv::Mat& image) {
     const ImageFormat format = imageFormatOf(output.path);
-    if (format != ImageFormat::png && format != ImageFormat::jpeg) {
+    const StoredDepth depth = output.storedDepth();
+    if (isLinear(format) || depth == StoredDepth::floats || format == ImageFormat::unknown) {
         return image;
     }
     std::int64_t clipped = 0;
-    const bool wide = format == ImageFormat::png && output.bits == 16;
+    const bool wide = depth == StoredDepth::words;
     const double greatest = wide ? 65535.0 : 255.0;
     cv::Mat values;
     (wide ? quantized<ushort>(image, 1.0, greatest, clipped) : quantized<uchar>(image, 1.0, greatest, clipped))
@@ -233,9 +437,7 @@ cv::Mat asStored(const ImageOutput& output, const cv::Mat& image) {
 void writePicture(const FileAccess& access, const ImageOutput& output, const cv::Mat& picture,
                   const std::string& what) {
     const bool png = imageFormatOf(output.path) == ImageFormat::png;
-    encodeAndReplace(
-        output, png ? ".png" : ".jpg", picture,
-        png ? std::vector<int>() : std::vector<int>{cv::IMWRITE_JPEG_QUALITY, output.quality.value_or(usualQuality)});
+    encodeAndReplace(access, output, png ? ".png" : ".jpg", picture, png ? std::vector<int>() : jpegParameters(output));
     access.tell(describe(output.path, what, picture, "8 bits"));
 }
 

@@ -10,7 +10,7 @@
 
 namespace likeness {
 
-enum class ImageFormat { png, jpeg, tiff, hdr, unknown };
+enum class ImageFormat { png, jpeg, tiff, hdr, exr, webp, avif, jxl, unknown };
 
 /// The format that the extension of a file name stands for.
 ImageFormat imageFormatOf(const std::string& path);
@@ -18,26 +18,41 @@ ImageFormat imageFormatOf(const std::string& path);
 /// Quality of a JPEG where none is asked for.
 inline constexpr int usualQuality = 95;
 
+/// How many bits a channel has in a file.
+enum class StoredDepth { bytes, words, halves, floats };
+
 /// Where and how a result image is written.
 struct ImageOutput {
     std::string path;
-    std::optional<int> quality{};     ///< of JPEG, 0..100; `usualQuality` where it is not given
-    int bits = 8;                     ///< of PNG, 8 or 16
+    std::optional<int> quality{};     ///< of JPEG, 0..100; `usualQuality` where it is not given; of WebP, AVIF, JPEG XL
+    std::optional<int> bits{};        ///< of PNG, 8 or 16
     std::string option = "--output";  ///< the option that gave the path, for refusals
     std::string profile{};            ///< of a picture: a name or a file (`profileAsked`); empty: sRGB
     std::string mark{};               ///< a text for `space_mark.hpp`; empty: none
+    bool strip = false;               ///< whether the metadata of the photograph that it is made from are left out
+    std::string subsampling{};        ///< of JPEG: "444", "422" or "420"; empty: 420, the image library's own choice
+
+    std::optional<StoredDepth> depth{};  ///< where the format leaves a choice; comes before `bits`
+
+    /// The same with the depth of a photograph where nobody asked for one: PNG and JPEG XL get 16 bits of a photograph
+    /// with more than 8.
+    ImageOutput followed(const std::string& source) const;
+
+    /// The depth of the file: what was asked for; else 8 bits, floats of TIFF, halves of OpenEXR.
+    StoredDepth storedDepth() const;
 
     /// A second result with the same settings, as far as its format has them, under the path that `otherOption` gave.
     ImageOutput at(std::string otherPath, std::string otherOption) const;
 };
 
-/// Whether the format keeps floats as they are (.tif, .tiff).
+/// Whether the file keeps floats as they are (.tif and .tiff, unless another depth is asked for).
 bool holdsFloats(const ImageOutput& output);
 
 /// Writes an image in the format of its extension and tells what was written, with the scale:
 /// .png with 8 or 16 bits and .jpg/.jpeg hold `image` / `white`, clipped to [0, 1], rounded to the nearest integer of
 /// 0..255 or 0..65535 (NaN as 0); .hdr holds the linear values of `image` / `white`, which are gamma-encoded by the
-/// curve of sRGB, negative values and NaN as 0; .tif/.tiff holds the floats as they are.
+/// curve of sRGB, negative values and NaN as 0; .exr holds them too, negative ones as they are; .tif/.tiff holds the
+/// floats as they are, or integers where `depth` asks for them; .webp, .avif (8 bits) and .jxl hold integers.
 ///
 /// @param image  CV_32F of one or three channels, B, G, R
 /// @param white  value that the integer formats show as their greatest
@@ -50,10 +65,14 @@ void writeImage(const FileAccess& access, const ImageOutput& output, const cv::M
 /// `output.profile`, to which the colours are converted before anything is clipped, or sRGB. A Radiance file has no
 /// profile.
 ///
+/// The Exif, XMP and IPTC data of the photograph that it is made from are carried into JPEG, PNG and TIFF files
+/// (modules/metadata.hpp), unless `output.strip` is set; where they cannot be, a warning tells why.
+///
 /// @param picture  CV_32FC3, B, G, R
+/// @param source   file of that photograph; empty for none
 /// @throws Refusal  also where the profile cannot be had, or no way leads to it
 void writePhotograph(const FileAccess& access, const ImageOutput& output, const cv::Mat& picture,
-                     const std::string& what = "");
+                     const std::string& what = "", const std::string& source = "");
 
 /// What `writePhotograph` leaves of a picture, in the encoding of sRGB: clipped and rounded where the format has
 /// integers. The losses of JPEG are not in it.

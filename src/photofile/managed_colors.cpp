@@ -1,11 +1,14 @@
 #include "photofile/managed_colors.hpp"
 
+#include <likeness/color/srgb_companding.hpp>
+#include <likeness/color/unit_image.hpp>
 #include "files/refusal.hpp"
 
 #include <fmt/format.h>
 
 #include <algorithm>
 #include <cerrno>
+#include <cmath>
 #include <cstring>
 #include <filesystem>
 #include <fstream>
@@ -54,6 +57,15 @@ MetProfiles& metProfiles() {
     return met;
 }
 
+/// Linear values, encoded by the curve of sRGB.
+cv::Mat encoded(const cv::Mat& linear) {
+    cv::Mat result(linear.size(), linear.type());
+    for (int i = 0; i < linear.rows; ++i) {
+        sRGBCompandingOfRow(linear.ptr<float>(i), result.ptr<float>(i), 3 * static_cast<std::size_t>(linear.cols));
+    }
+    return result;
+}
+
 /// @return  null where the file says nothing, or that its colours are sRGB
 /// @throws ProfileProblem
 ColorProfile::Shared embeddedProfile(ColorStatement statement) {
@@ -81,6 +93,15 @@ ColorProfile::Shared embeddedProfile(ColorStatement statement) {
 }  // namespace
 
 std::string ProfileUse::remark() const {
+    if (!linear) {
+        return profileRemark();
+    }
+    const std::string colors = profileRemark();
+    return fmt::format("its linear values are encoded for sRGB at an exposure of {} EV{}{}",
+                       exposure == 0 ? "0" : fmt::format("{:+g}", exposure), colors.empty() ? "" : "; ", colors);
+}
+
+std::string ProfileUse::profileRemark() const {
     switch (origin) {
         case Origin::embedded:
             return "its colours are converted from its profile '" + description + "'";
@@ -123,11 +144,14 @@ std::string_view ProfileUse::originName() const {
 }
 
 bool ManagedColors::inspect(const ByteSource& source, const ImageHeader& header) {
+    return take(readColorStatement(source, header.format), header.isLinear());
+}
+
+bool ManagedColors::take(ColorStatement statement, bool linear) {
     use_ = {};
+    use_.linear = linear;
+    use_.exposure = linear ? choice_.exposure : 0;
     profile_ = nullptr;
-    ColorStatement statement = readColorStatement(source, header.format);
-    // Radiance files hold linear values by definition; they are encoded when they are read.
-    const bool isLinear = header.format == ImageFileFormat::radiance;
     const bool saysNothing =
         statement.icc.empty() && !statement.colorimetry && statement.problem.empty() && !statement.saysSrgb;
     use_.otherChannels = statement.channels == StoredChannels::others;
@@ -151,18 +175,25 @@ bool ManagedColors::inspect(const ByteSource& source, const ImageHeader& header)
         use_.fallsBack = false;
     }
     const bool hasNone = saysNothing || (!use_.problem.empty() && !use_.fallsBack) || choice_.ignore;
-    if (hasNone && !isLinear && choice_.assumed != nullptr && !choice_.assumed->isSrgb()) {
+    if (hasNone && !linear && choice_.assumed != nullptr && !choice_.assumed->isSrgb()) {
         profile_ = choice_.assumed;
         use_.ignored = use_.description;
         use_.description = profile_->description();
         use_.origin = ProfileUse::Origin::assumed;
     }
     use_.exifAdobeRgb = exifAdobeRgb && choice_.assumed == nullptr;
-    return profile_ != nullptr;
+    return profile_ != nullptr || linear;
 }
 
 cv::Mat ManagedColors::converted(const cv::Mat& stored) {
-    return profile_->srgbFrom(stored);
+    if (!use_.linear) {
+        return profile_->srgbFrom(stored);
+    }
+    cv::Mat linear = toUnit(stored);
+    if (use_.exposure != 0) {
+        linear = linear * std::exp2(use_.exposure);
+    }
+    return profile_ != nullptr ? profile_->srgbFrom(linear) : encoded(linear);
 }
 
 void ManagedColors::settle(std::vector<std::string>& remarks) const {

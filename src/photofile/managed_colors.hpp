@@ -10,10 +10,12 @@
 
 namespace likeness {
 
-/// What is done with the colour profiles of photographs.
+/// What is done with the colours of photographs, and which picture of a file is taken.
 struct ProfileChoice {
     ColorProfile::Shared assumed;  ///< of files without a profile; null: sRGB
     bool ignore = false;           ///< every file is taken for one without a profile
+    double exposure = 0;           ///< of linear values: they are multiplied by 2 to the power of it
+    PhotographSelection selection{};
 };
 
 /// How the colours of a file were taken.
@@ -33,6 +35,8 @@ struct ProfileUse {
     bool otherChannels = false;  ///< whether the file stores CMYK or the like, and the decoder makes R, G, B of it
     bool exifAdobeRgb = false;   ///< whether nothing but Exif data tells of the colours: that they are Adobe RGB
     bool loneGamma = false;      ///< whether nothing but an exponent of 1 / 2.2 says that the colours are sRGB
+    bool linear = false;         ///< whether the file holds linear values, which are encoded
+    double exposure = 0;         ///< of these, in EV
 
     /// What is to be said of the file: "its colours are converted from its profile 'Display P3'"; empty for nothing.
     std::string remark() const;
@@ -42,6 +46,9 @@ struct ProfileUse {
 
     /// "embedded", "assumed", "ignored" or "none".
     std::string_view originName() const;
+
+private:
+    std::string profileRemark() const;
 };
 
 /// Converts what has a profile other than sRGB's. A file that says nothing of its colours, or that they are sRGB, is left
@@ -51,7 +58,9 @@ public:
     /// @param choice  kept as a reference
     explicit ManagedColors(const ProfileChoice& choice) : choice_(choice) {}
 
+    const PhotographSelection& selection() const noexcept override { return choice_.selection; }
     bool inspect(const ByteSource& source, const ImageHeader& header) override;
+    bool take(ColorStatement statement, bool linear) override;
     cv::Mat converted(const cv::Mat& stored) override;
 
     const ProfileUse& use() const noexcept { return use_; }

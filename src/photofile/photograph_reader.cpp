@@ -1,22 +1,22 @@
 #include "photofile/photograph_reader.hpp"
 
 #include <likeness/color/srgb_companding.hpp>
+#include <likeness/color/unit_image.hpp>
 #include "codecs/image_codecs.hpp"
 #include "files/standard_input.hpp"
 #include "modules/module_loader.hpp"
 #include "numerics/beside.hpp"
+#include "photofile/color_profile.hpp"
+#include "photofile/cut_off.hpp"
 #include "photofile/decoder_remarks.hpp"
+#include "photofile/format_modules.hpp"
 #include "photofile/image_header.hpp"
 
 #include <opencv2/core/utils/logger.hpp>
+#include <opencv2/imgproc.hpp>
 
-#include <fcntl.h>
-#include <sys/stat.h>
-#include <unistd.h>
 #include <algorithm>
-#include <array>
 #include <cerrno>
-#include <cstring>
 #include <memory>
 #include <mutex>
 #include <new>
@@ -32,78 +32,6 @@ void silenceImageLibrary() {
     cv::utils::logging::setLogLevel(cv::utils::logging::LOG_LEVEL_SILENT);
 }
 
-/// Whether the error number tells of the machine and not of the file.
-bool isOfTheMachine(int problem) {
-    return problem == EMFILE || problem == ENFILE || problem == ENOMEM || problem == EIO;
-}
-
-/// Why the machine could not do it; the file is named because another one may still be read.
-MachineFailure machineFailure(const std::string& path, int problem) {
-    return MachineFailure("cannot read '" + path + "': " + std::strerror(problem) +
-                              (problem == ENOMEM ? " (a lower limit of pixels refuses large images)" : ""),
-                          problem);
-}
-
-class Descriptor {
-public:
-    explicit Descriptor(int number) : number_(number) {}
-    ~Descriptor() {
-        if (number_ >= 0) {
-            ::close(number_);
-        }
-    }
-    Descriptor(const Descriptor&) = delete;
-    Descriptor& operator=(const Descriptor&) = delete;
-    int number() const noexcept { return number_; }
-
-private:
-    int number_;
-};
-
-/// The bytes of an open file; the first ones are read once.
-class FileBytes {
-public:
-    FileBytes(const std::string& path, int descriptor) : path_(path), descriptor_(descriptor) {
-        held_ = readAt(0, beginning_.data(), beginning_.size());
-    }
-
-    std::size_t read(std::uint64_t offset, unsigned char* bytes, std::size_t count) const {
-        if (offset + count > held_ && held_ == beginning_.size()) {
-            return readAt(offset, bytes, count);
-        }
-        const std::size_t there = offset >= held_ ? 0 : std::min<std::size_t>(count, held_ - offset);
-        std::copy_n(beginning_.data() + (there == 0 ? 0 : offset), there, bytes);
-        return there;
-    }
-
-private:
-    /// @throws MachineFailure
-    std::size_t readAt(std::uint64_t offset, unsigned char* bytes, std::size_t count) const {
-        std::size_t done = 0;
-        while (done < count) {
-            const ::ssize_t n = ::pread(descriptor_, bytes + done, count - done, static_cast<::off_t>(offset + done));
-            if (n < 0 && errno == EINTR) {
-                continue;
-            }
-            if (n < 0 && isOfTheMachine(errno)) {
-                throw machineFailure(path_, errno);
-            }
-            if (n <= 0) {
-                break;
-            }
-            done += static_cast<std::size_t>(n);
-        }
-        return done;
-    }
-
-    const std::string& path_;
-    int descriptor_;
-    std::array<unsigned char, 4096> beginning_{};
-    std::size_t held_ = 0;
-};
-
-constexpr const char* noImage = " as an image";
-
 struct Inspected {
     ImageHeader header;
     bool otherColors = false;  ///< whether its numbers are to be converted
@@ -112,42 +40,36 @@ struct Inspected {
 /// What is known of a file before it is decoded; or a problem.
 /// @throws MachineFailure
 Inspected inspect(const std::string& path, std::uint64_t mostPixels, ColorReading* colors, PhotographRead& result) {
-    // Without waiting: a pipe that nobody writes to is no photograph.
-    const Descriptor file(::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOCTTY));
-    if (file.number() < 0) {
-        const int problem = errno;
-        if (isOfTheMachine(problem)) {
-            throw machineFailure(path, problem);
-        }
-        // A socket, and a device that is not there.
-        result.opened = problem == ENXIO || problem == ENODEV;
-        result.problem = result.opened ? std::string(noImage) + ": it is not a regular file"
-                                       : std::string(": ") + std::strerror(problem);
+    const OpenedFile file(path);
+    if (!file.problem().empty()) {
+        result.problem = file.problem();
         return {};
     }
-    result.opened = true;
-    struct ::stat status {};
-    if (::fstat(file.number(), &status) != 0 || !S_ISREG(status.st_mode)) {
-        result.problem = std::string(noImage) + ": it is not a regular file";
-        return {};
-    }
-    const FileBytes bytes(path, file.number());
-    const ByteSource source = [&bytes](std::uint64_t offset, unsigned char* to, std::size_t count) {
-        return bytes.read(offset, to, count);
-    };
+    const ByteSource source = file.source();
     Inspected found{readImageHeader(source)};
     const ImageHeader& header = found.header;
-    if (header.cameraRaw) {
-        result.problem = std::string(noImage) +
-                         ": it is a camera raw file, of which only an embedded preview could be read; develop it first";
-    } else if (header.pixels() > mostPixels) {
-        result.problem = std::string(noImage) + ": it is " + std::to_string(header.width) + " x " +
-                         std::to_string(header.height) + " pixels, and the limit (--max-pixels) is " +
-                         std::to_string(mostPixels) + " in all";
+    // What the first directory of a raw file tells is the size of a preview.
+    if (!header.cameraRaw && exceeds(header.width, header.height, mostPixels)) {
+        result.problem = ": " + tooManyPixels(header.width, header.height, mostPixels);
     } else if (colors != nullptr) {
         found.otherColors = colors->inspect(source, header);
     }
     return found;
+}
+
+/// Why a file that was opened cannot be read. Reads it once more.
+std::string undecodable(const std::string& path, const ImageHeader& header) {
+    if (header.format == ImageFileFormat::unknown && !header.cameraRaw) {
+        return ": its content is of no image format that is known";
+    }
+    const OpenedFile file(path);
+    if (!file.problem().empty()) {
+        return file.problem();
+    }
+    if (isCutOff(file.source(), header, file.size())) {
+        return ": it is cut off at byte " + std::to_string(file.size());
+    }
+    return std::string(": it begins as ") + nameOf(header.format) + ", but its content cannot be decoded";
 }
 
 /// What the image library makes of a file.
@@ -212,6 +134,16 @@ cv::Mat decodedOrMachineFailure(const std::string& path, int flags, const ImageH
     return second.image;
 }
 
+/// 10 or 12 bits that stand in 16, on the whole range of these.
+void useWholeRange(const ImageHeader& header, cv::Mat& image) {
+    const std::uint64_t greatest = header.format == ImageFileFormat::jpeg2000 && header.bits > 8 && header.bits < 16
+                                       ? (std::uint64_t{1} << header.bits) - 1
+                                       : header.greatest;
+    if (image.depth() == CV_16U && greatest > 255 && greatest < 65535) {
+        image.convertTo(image, CV_16U, 65535.0 / static_cast<double>(greatest));
+    }
+}
+
 cv::Mat withThreeChannels(const cv::Mat& image) {
     if (image.empty()) {
         return image;
@@ -238,21 +170,17 @@ void encode(cv::Mat& linear) {
     }
 }
 
-/// Floats as they are. The image library reads the grey of a float TIFF, and that of an OpenEXR file rightly, only with
-/// its channels unchanged.
+/// Floats as they are. The image library reads the grey of a float TIFF only with its channels unchanged.
 cv::Mat decodedAsStored(const std::string& path, const ImageHeader& header) {
     cv::Mat image;
-    if (header.format == ImageFileFormat::openExr) {
+    image = decodedOrMachineFailure(path, cv::IMREAD_COLOR | cv::IMREAD_ANYDEPTH, header);
+    if (image.empty() && (header.format == ImageFileFormat::tiff || header.format == ImageFileFormat::unknown)) {
         image = decodedOrMachineFailure(path, cv::IMREAD_UNCHANGED, header);
-    } else {
-        image = decodedOrMachineFailure(path, cv::IMREAD_COLOR | cv::IMREAD_ANYDEPTH, header);
-        if (image.empty() && (header.format == ImageFileFormat::tiff || header.format == ImageFileFormat::unknown)) {
-            image = decodedOrMachineFailure(path, cv::IMREAD_UNCHANGED, header);
-            if (image.channels() != 1) {
-                image.release();
-            }
+        if (image.channels() != 1) {
+            image.release();
         }
     }
+    useWholeRange(header, image);
     if (!image.empty() && image.depth() != CV_8U && image.depth() != CV_16U && image.depth() != CV_32F) {
         image.convertTo(image, CV_32F);
     }
@@ -265,14 +193,13 @@ cv::Mat decodedAs(PhotographValues values, const std::string& path, const ImageH
         case PhotographValues::bytes:
             return withThreeChannels(decodedOrMachineFailure(path, cv::IMREAD_COLOR, header, std::move(room)));
         case PhotographValues::bytesOrFloats:
-            // What is neither told to be floats nor unknown has 8 or 16 bits.
-            if (!header.floats && header.format != ImageFileFormat::unknown && header.bits <= 16) {
+            // What is neither told to be deeper nor unknown has 8 bits.
+            if (!header.floats && header.format != ImageFileFormat::unknown && header.bits <= 8) {
                 return withThreeChannels(decodedOrMachineFailure(path, cv::IMREAD_COLOR, header, std::move(room)));
             }
             image = decodedAsStored(path, header);
             if (image.depth() == CV_16U) {
-                image.release();
-                image = withThreeChannels(decodedOrMachineFailure(path, cv::IMREAD_COLOR, header));
+                image = toUnit(image);
             }
             break;
         case PhotographValues::stored:
@@ -281,10 +208,93 @@ cv::Mat decodedAs(PhotographValues values, const std::string& path, const ImageH
         case PhotographValues::grey:
             return decodedOrMachineFailure(path, cv::IMREAD_GRAYSCALE | cv::IMREAD_ANYDEPTH, header);
     }
-    if (header.format == ImageFileFormat::radiance && image.depth() == CV_32F) {
-        encode(image);
-    }
     return image;
+}
+
+/// Any image as bytes; floats and 16 bits from 0..1.
+cv::Mat bytesOf(const cv::Mat& image) {
+    if (image.depth() == CV_8U) {
+        return image;
+    }
+    cv::Mat bytes;
+    image.convertTo(bytes, CV_8U, image.depth() == CV_16U ? 1 / 257.0 : 255.0);
+    return bytes;
+}
+
+/// What a module has decoded, as it is wanted.
+cv::Mat asWanted(const PhotographContent& content, PhotographValues values, ColorReading* colors) {
+    const cv::Mat stored =
+        withThreeChannels(content.encoded.empty() ? content.pixels : decodedBytes(content.encoded, cv::IMREAD_COLOR));
+    if (stored.empty()) {
+        return {};
+    }
+    if (colors != nullptr && colors->take(colorStatementOf(content), content.linear)) {
+        return colors->converted(stored);
+    }
+    switch (values) {
+        case PhotographValues::stored:
+            break;
+        case PhotographValues::bytes: {
+            if (!content.linear) {
+                return bytesOf(stored);
+            }
+            const std::optional<Colorimetry> primaries = colorStatementOf(content).colorimetry;
+            if (primaries) {
+                return bytesOf(ColorProfile::ofColorimetry(*primaries)->srgbFrom(stored));
+            }
+            cv::Mat image = toUnit(stored).clone();
+            encode(image);
+            return bytesOf(image);
+        }
+        case PhotographValues::bytesOrFloats:
+            return stored.depth() == CV_16U ? toUnit(stored) : stored;
+        case PhotographValues::grey: {
+            cv::Mat grey;
+            cv::cvtColor(stored, grey, cv::COLOR_BGR2GRAY);
+            return grey;
+        }
+    }
+    return stored;
+}
+
+/// Reads what is for a module.
+/// @throws MachineFailure
+void readWithModule(const std::string& path, PhotographValues values, std::uint64_t mostPixels, ColorReading* colors,
+                    const ImageHeader& header, PhotographRead& result) {
+    const OpenedFile file(path);
+    PhotographRequest request{path, mostPixels};
+    if (colors != nullptr) {
+        request.page = colors->selection().page;
+        request.layer = colors->selection().layer;
+        request.preview = colors->selection().preview;
+    }
+    PhotographContent content = readByModule(file.source(), header, request);
+    if (content.problem.empty()) {
+        result.bgr = asWanted(content, values, colors);
+    }
+    if (result.bgr.empty()) {
+        const bool cut = isCutOff(file.source(), header, file.size());
+        result.problem = cut                       ? ": it is cut off at byte " + std::to_string(file.size())
+                         : content.problem.empty() ? ": its content cannot be decoded"
+                                                   : ": " + content.problem;
+        return;
+    }
+    result.remarks.insert(result.remarks.begin(), content.remarks.begin(), content.remarks.end());
+    if (content.alpha) {
+        result.remarks.emplace_back("its alpha channel is left out");
+    }
+    result.bits = content.bits;
+    if (values != PhotographValues::bytes) {
+        result.floats = content.floats;
+        result.linear = content.linear;
+    } else if (content.linear) {
+        result.remarks.emplace_back("its linear values are encoded for sRGB");
+    }
+}
+
+/// What is compared as bytes keeps the pixels that the image library makes of it, where it makes any.
+bool isReadAsBytesAlways(const ImageHeader& header, PhotographValues values) {
+    return values == PhotographValues::bytes && header.format == ImageFileFormat::openExr;
 }
 
 /// Whether every pixel counts in full.
@@ -328,17 +338,24 @@ PhotographRead readCollecting(const std::string& name, PhotographValues values, 
     if (!result.problem.empty()) {
         return result;
     }
+    const PhotographSelection selection = colors == nullptr ? PhotographSelection() : colors->selection();
+    const bool byModule = isForModule(header, selection) && !isReadAsBytesAlways(header, values);
     try {
-        {
-            const RemarkCollector collector;
+        const RemarkCollector collector;
+        if (byModule) {
+            readWithModule(path, values, mostPixels, colors, header, result);
+        } else {
             result.bgr =
                 decodedAs(found.otherColors ? PhotographValues::stored : values, path, header, std::move(room));
             if (found.otherColors && !result.bgr.empty()) {
                 result.bgr = colors->converted(result.bgr);
+            } else if (header.format == ImageFileFormat::radiance && result.bgr.depth() == CV_32F) {
+                encode(result.bgr);
             }
-            result.remarks = linesOf(collector);
         }
-        if (tellsOfAlpha && header.alpha && !result.bgr.empty()) {
+        const std::vector<std::string> said = linesOf(collector);
+        result.remarks.insert(result.remarks.end(), said.begin(), said.end());
+        if (!byModule && tellsOfAlpha && header.alpha && !result.bgr.empty()) {
             if (std::string lost = lostWithAlpha(path, header); !lost.empty()) {
                 result.remarks.push_back(std::move(lost));
             }
@@ -351,21 +368,32 @@ PhotographRead readCollecting(const std::string& name, PhotographValues values, 
         }
         result.bgr.release();
     } catch (const ModuleProblem& problem) {
-        result.problem = std::string(noImage) + ": " + problem.what();
+        if (problem.errorNumber() != 0) {
+            throw machineFailure(path, problem.errorNumber());
+        }
+        result.problem = std::string(": ") + problem.what();
         return result;
     }
     if (result.bgr.empty()) {
-        result.problem = noImage;
-        if (header.format == ImageFileFormat::openExr) {
-            result.problem +=
-                ": the image library reads OpenEXR files only where OPENCV_IO_ENABLE_OPENEXR=1 is set, "
-                "or this one is damaged";
+        if (result.problem.empty()) {
+            result.problem = undecodable(path, header);
         }
         return result;
     }
-    result.bits = header.bits;
-    result.floats = header.floats;
-    result.linear = header.format == ImageFileFormat::radiance;
+    if (!byModule) {
+        if (selection.page > 1) {
+            result.bgr.release();
+            result.problem = std::string(": --page: ") + nameOf(header.format) + " is read without pages";
+            return result;
+        }
+        if (header.pages > 1) {
+            result.remarks.push_back("the first of its " + std::to_string(header.pages) +
+                                     " pages is taken; --page takes another");
+        }
+        result.bits = header.bits;
+        result.floats = header.floats;
+        result.linear = header.isLinear();
+    }
     return result;
 }
 

@@ -1,6 +1,9 @@
 #pragma once
 
+#include "files/file_access.hpp"
+#include "photofile/color_statement.hpp"
 #include "photofile/image_header.hpp"
+#include "photofile/opened_file.hpp"
 
 #include <opencv2/core.hpp>
 
@@ -17,8 +20,9 @@ inline constexpr std::uint64_t usualMostPixels = std::uint64_t{1} << 29;
 
 /// What becomes of the values of a file.
 enum class PhotographValues {
-    bytes,          ///< 16-bit values are reduced to 8 bits; floats are rounded to whole numbers and limited to 0..255
-    bytesOrFloats,  ///< 16-bit values are reduced to 8 bits; floats are kept
+    bytes,          ///< 16-bit values are reduced to 8 bits; floats are rounded to whole numbers and limited to 0..255.
+                    ///< Of formats that a module reads, floats and linear values are encoded, and 1 is 255
+    bytesOrFloats,  ///< 8-bit values and floats are kept; 16-bit values become floats 0..1
     stored,         ///< 8-bit and 16-bit values and floats are kept
     grey,           ///< the same, as grey
 };
@@ -26,35 +30,17 @@ enum class PhotographValues {
 /// A photograph from a file, with what the image reader had to say about it.
 ///
 /// Colour is in the order B, G, R; alpha is dropped, grey is spread to three channels, an EXIF orientation is applied.
-/// Kept floats are gamma-encoded: those of a Radiance file (.hdr), which are linear by definition, are encoded with the
-/// curve of sRGB; all others are taken as they are.
+/// Kept floats are taken as they are where nobody asks for colours; but those of a Radiance file (.hdr) are encoded with
+/// the curve of sRGB.
 struct PhotographRead {
-    cv::Mat bgr;  ///< CV_8UC3, CV_16UC3 or CV_32FC3, for grey with one channel; empty if there is
-                  ///< a problem
-    std::vector<std::string>
-        remarks;          ///< lines of the format libraries, such as "Premature end of JPEG file", and that
-                          ///< an alpha channel which is not opaque throughout is left out
-    std::string problem;  ///< what follows "cannot read 'PATH'", such as " as an image"; empty if it was
-                          ///< read
-    bool opened = false;  ///< whether the file could be opened
+    cv::Mat bgr;                       ///< CV_8UC3, CV_16UC3 or CV_32FC3, for grey with one channel; empty if there is
+                                       ///< a problem
+    std::vector<std::string> remarks;  ///< lines of the format libraries, such as "Premature end of JPEG file", and
+                                       ///< what reading has left out or assumed
+    std::string problem;  ///< what follows "cannot read 'PATH'", such as ": it is empty"; empty if it was read
     int bits = 0;         ///< of a channel in the file; 0 if not known
     bool floats = false;  ///< whether the file holds floats
-    bool linear = false;  ///< whether they are linear by definition
-
-    /// The problem without the system's reason why the file cannot be opened.
-    std::string imageProblem() const { return opened || problem.empty() ? problem : " as an image"; }
-};
-
-/// The machine lacks what reading takes: memory, file descriptors, a disk that works. It says nothing about the file.
-class MachineFailure : public std::runtime_error {
-public:
-    MachineFailure(const std::string& what, int errorNumber) : std::runtime_error(what), errorNumber_(errorNumber) {}
-
-    /// The system's, as ENOMEM.
-    int errorNumber() const noexcept { return errorNumber_; }
-
-private:
-    int errorNumber_;
+    bool linear = false;  ///< whether its values are linear
 };
 
 /// What makes sRGB of the numbers of a file that has them in another encoding (photofile/managed_colors.hpp). One object
@@ -63,18 +49,25 @@ class ColorReading {
 public:
     virtual ~ColorReading() = default;
 
+    /// Which picture of the file is taken.
+    virtual const PhotographSelection& selection() const noexcept = 0;
+
     /// Looks at the file before it is decoded. It may be called again, after a failure of the machine.
     /// @return  whether the decoded numbers are to be converted
     virtual bool inspect(const ByteSource& source, const ImageHeader& header) = 0;
+
+    /// The same of a file that a module has read.
+    /// @param linear  whether its values are linear
+    virtual bool take(ColorStatement statement, bool linear) = 0;
 
     /// @param stored  CV_8UC3, CV_16UC3 or CV_32FC3, B, G, R, as the file holds it
     /// @return        CV_32FC3 of the same size, in the encoding of sRGB
     virtual cv::Mat converted(const cv::Mat& stored) = 0;
 };
 
-/// Reads a file. Before anything is decoded, what is no regular file, a camera's raw file and an image of more than
-/// `mostPixels` are found from the file's kind and header (photofile/image_header.hpp) and count as a problem; so does
-/// what cannot be read as an image, or has more pixels than the image library accepts.
+/// Reads a file. Before anything is decoded, what is no regular file and an image of more than `mostPixels` are found
+/// from the file's kind and header (photofile/image_header.hpp) and count as a problem; so does what cannot be read as an
+/// image, or has more pixels than its library accepts.
 ///
 /// For front ends: while it runs, the process's standard error is sorted (photofile/decoder_remarks.hpp), because the
 /// format libraries print there themselves. One call at a time, unless a `RemarkSorter` is at work already.

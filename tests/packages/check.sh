@@ -48,7 +48,7 @@ dpkg-deb --extract "$programs" likeness
 # Without its modules a program reads JPEG and PNG, and says what it lacks for the rest.
 printf 'P6\n2 1\n255\nabcdef' >tiny.ppm
 if likeness/usr/bin/likeness tiny.ppm tiny.ppm 2>missing.txt; then fail "likeness read a PPM file without its module"; fi
-grep -q "^likeness: cannot read 'tiny.ppm' as an image: the module likeness_imgcodecs.so cannot be loaded" missing.txt ||
+grep -q "^likeness: cannot read 'tiny.ppm': the module likeness_imgcodecs.so cannot be loaded" missing.txt ||
     fail "without its module likeness said: $(cat missing.txt)"
 dpkg-deb --extract "$modules" likeness
 line=$(likeness/usr/bin/likeness tiny.ppm tiny.ppm)

@@ -171,9 +171,15 @@ TEST_F(ImageOutputTest, WhatTheFormatCannotHoldIsRefused) {
 TEST_F(ImageOutputTest, ChecksComeBeforeTheWork) {
     EXPECT_EQ(refusal(at({"a.png"})), "");
     EXPECT_EQ(refusal({"relative.jpg"}), "");
-    EXPECT_EQ(refusal({"a.bmp"}), "--output: 'a.bmp' has none of the extensions .png, .jpg, .jpeg, .tif, .tiff, .hdr");
-    EXPECT_EQ(refusal({"png"}), "--output: 'png' has none of the extensions .png, .jpg, .jpeg, .tif, .tiff, .hdr");
-    EXPECT_EQ(refusal({""}), "--output: '' has none of the extensions .png, .jpg, .jpeg, .tif, .tiff, .hdr");
+    EXPECT_EQ(refusal({"a.bmp"}),
+              "--output: 'a.bmp' has none of the extensions .png, .jpg, .jpeg, .tif, .tiff, .hdr, .exr, "
+              ".webp, .avif, .jxl");
+    EXPECT_EQ(refusal({"png"}),
+              "--output: 'png' has none of the extensions .png, .jpg, .jpeg, .tif, .tiff, .hdr, .exr, "
+              ".webp, .avif, .jxl");
+    EXPECT_EQ(refusal({""}),
+              "--output: '' has none of the extensions .png, .jpg, .jpeg, .tif, .tiff, .hdr, .exr, "
+              ".webp, .avif, .jxl");
     EXPECT_EQ(refusal({"none/a.png"}), "--output: 'none/a.png' cannot be written: the folder 'none' does not exist");
     saveText("file", "");
     const std::string below = input("file") + "/a.png";
@@ -194,7 +200,8 @@ TEST_F(ImageOutputTest, ChecksComeBeforeTheWork) {
     for (const std::string path : {"a.png", "a.tif", "a.hdr"}) {
         ImageOutput output{path};
         output.quality = 95;
-        EXPECT_EQ(refusal(output), "--quality: only a JPEG has a quality, and '" + path + "' is none");
+        EXPECT_EQ(refusal(output),
+                  "--quality: only JPEG, WebP, AVIF and JPEG XL have a quality, and '" + path + "' is none of them");
     }
 }
 
@@ -208,7 +215,8 @@ TEST_F(ImageOutputTest, ASecondResultHasTheSettingsThatItsFormatHas) {
         EXPECT_EQ(refusal(first.at(name, "--second")), "");
     }
     EXPECT_EQ(refusal(first.at("b", "--second")),
-              "--second: 'b' has none of the extensions .png, .jpg, .jpeg, .tif, .tiff, .hdr");
+              "--second: 'b' has none of the extensions .png, .jpg, .jpeg, .tif, .tiff, .hdr, .exr, "
+              ".webp, .avif, .jxl");
 }
 
 TEST_F(ImageOutputTest, AFullDiskGivesTheReason) {

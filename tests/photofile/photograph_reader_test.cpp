@@ -1,6 +1,7 @@
 #include "photofile/photograph_reader.hpp"
 
 #include <likeness/color/srgb_companding.hpp>
+#include <likeness/color/unit_image.hpp>
 #include "support/mat_matchers.hpp"
 #include "support/scratch_directory.hpp"
 #include "support/test_images.hpp"
@@ -114,13 +115,15 @@ TEST(PhotographReader, EncodesTheLinearValuesOfRadianceFiles) {
     EXPECT_EQ(readPhotograph("a.hdr").bgr.at<cv::Vec3b>(2, 3), cv::Vec3b(64, 255, 255));  // as they are
 }
 
-TEST(PhotographReader, ReducesSixteenBitsWhereBytesOrFloatsAreAskedFor) {
+TEST(PhotographReader, SixteenBitsAreFloatsWhereBytesOrFloatsAreAskedFor) {
     const ScratchDirectory scratch;
     cv::Mat words;
     randomPhotograph({77, 66}, 6).convertTo(words, CV_16U, 200, 77);
     for (const std::string name : {"a.png", "a.tif", "a.ppm", "a.jp2"}) {
         cv::imwrite(name, words);
-        EXPECT_MAT_EQUAL(readPhotograph(name, PhotographValues::bytesOrFloats).bgr, cv::imread(name, cv::IMREAD_COLOR));
+        EXPECT_MAT_EQUAL(readPhotograph(name, PhotographValues::bytesOrFloats).bgr,
+                         toUnit(cv::imread(name, cv::IMREAD_COLOR | cv::IMREAD_ANYDEPTH)));
+        EXPECT_MAT_EQUAL(readPhotograph(name).bgr, cv::imread(name, cv::IMREAD_COLOR));
         EXPECT_EQ(readPhotograph(name).bits, 16);
     }
 }
@@ -156,31 +159,30 @@ TEST(PhotographReader, RefusesMorePixelsThanTheLimitWithoutDecoding) {
     const ScratchDirectory scratch;
     cv::imwrite("a.png", randomPhotograph({13, 9}, 7));
     EXPECT_EQ(problemOf("a.png", 13 * 9), "");
-    EXPECT_EQ(problemOf("a.png", 13 * 9 - 1),
-              " as an image: it is 13 x 9 pixels, and the limit (--max-pixels) is 116 in all");
+    EXPECT_EQ(problemOf("a.png", 13 * 9 - 1), ": it is 13 x 9 pixels, and the limit (--max-pixels) is 116 in all");
     // The frame header of a JPEG of 32000 x 32000 pixels, of which nothing else is there.
     std::ofstream("huge.jpg", std::ios::binary)
         << std::string("\xFF\xD8\xFF\xC2\0\x11\x08\x7D\0\x7D\0\x03", 12) << std::string(9, '\1');
-    EXPECT_EQ(problemOf("huge.jpg"),
-              " as an image: it is 32000 x 32000 pixels, and the limit (--max-pixels) is 536870912 in all");
-    EXPECT_EQ(problemOf("huge.jpg", std::uint64_t{1} << 30), " as an image");
+    EXPECT_EQ(problemOf("huge.jpg"), ": it is 32000 x 32000 pixels, and the limit (--max-pixels) is 536870912 in all");
+    EXPECT_EQ(problemOf("huge.jpg", std::uint64_t{1} << 30), ": it is cut off at byte 21");
 }
 
 TEST(PhotographReader, RefusesWhatIsNoRegularFileAtOnce) {
     const ScratchDirectory scratch;
     ASSERT_EQ(::mkfifo("pipe", 0600), 0);
-    const std::string expected = " as an image: it is not a regular file";
+    const std::string expected = ": it is not a regular file";
     EXPECT_EQ(problemOf("pipe"), expected);
-    EXPECT_EQ(problemOf("."), expected);
+    EXPECT_EQ(problemOf("."), ": it is a folder");
     EXPECT_EQ(problemOf("/dev/null"), expected);
     const auto [first, second] = readPhotographPair("pipe", "pipe");
     EXPECT_EQ(first.problem, expected);
     EXPECT_EQ(second.problem, expected);
     EXPECT_EQ(problemOf("missing"), ": No such file or directory");
-    EXPECT_EQ(readPhotograph("missing").imageProblem(), " as an image");
+    std::ofstream("empty.png") << "";
+    EXPECT_EQ(problemOf("empty.png"), ": it is empty");
 }
 
-TEST(PhotographReader, RefusesCameraRawFiles) {
+TEST(PhotographReader, CameraRawFilesAreNotReadAsTheirPreviews) {
     const ScratchDirectory scratch;
     cv::imwrite("a.tif", randomPhotograph({13, 9}, 8), {cv::IMWRITE_TIFF_COMPRESSION, 1});
     std::string bytes = contentOf("a.tif");
@@ -192,9 +194,7 @@ TEST(PhotographReader, RefusesCameraRawFiles) {
     const std::size_t last = directory + 2 + 12 * (at(directory) - 1U);
     bytes.replace(last, 2, "\x12\xC6");
     std::ofstream("a.dng", std::ios::binary) << bytes;
-    EXPECT_EQ(
-        problemOf("a.dng"),
-        " as an image: it is a camera raw file, of which only an embedded preview could be read; develop it first");
+    EXPECT_EQ(problemOf("a.dng").rfind(": its content cannot be decoded: ", 0), 0U) << problemOf("a.dng");
 }
 
 TEST(PhotographReader, WhatTheMachineLacksIsNoPhotographsFault) {
@@ -217,7 +217,7 @@ TEST(PhotographReader, WhatTheMachineLacksIsNoPhotographsFault) {
     }
     EXPECT_EQ(::setrlimit(RLIMIT_NOFILE, &before), 0);
     EXPECT_EQ(message, "cannot read 'a.png': Too many open files");
-    EXPECT_EQ(problemOf("text.jpg"), " as an image");
+    EXPECT_EQ(problemOf("text.jpg"), ": its content is of no image format that is known");
     EXPECT_EQ(problemOf("a.png"), "");
 }
 

@@ -44,7 +44,7 @@ int compare(const char* firstPath, const char* secondPath) {
     std::tie(photographs[0], photographs[1]) = likeness::readPhotographPair(paths[0], paths[1]);
     for (int i = 0; i < 2; ++i) {
         if (photographs[i].bgr.empty()) {
-            complain("cannot read '" + paths[i] + "'" + photographs[i].imageProblem());
+            complain("cannot read '" + paths[i] + "'" + photographs[i].problem);
             return unreadablePhotograph;
         }
     }

@@ -239,7 +239,7 @@ TEST_F(DarkroomAdapt, Refuses) {
     expectRefused({"adapt", in, "--like", ref, "--white", "own", "-o", "a.png"}, "--white requires --to");
     expectRefused({"adapt", in, "--from", "d65", "-o", "a.png"}, "--from requires --like");
     expectRefused({"adapt", in, "--like", ref, "--from", "missing.png", "-o", "a.png"},
-                  "cannot read 'missing.png' as an image");
+                  "cannot read 'missing.png': No such file or directory");
     expectRefused({"adapt", in, "--like", ref, "--from", "d65", "--local", "-o", "a.png"}, "--local excludes --from");
     expectRefused({"adapt", in, "--like", ref, "--from", "d65", "--degree", "1", "-o", "a.png"},
                   "--degree excludes --from");
@@ -254,10 +254,12 @@ TEST_F(DarkroomAdapt, Refuses) {
     expectRefused({"adapt", in, "--to", "d65", "--local", "-o", "a.png"}, "--local requires --like");
     expectRefused({"adapt", in, "--like", ref, "--local", "--mask", ref, "-o", "a.png"}, "--mask excludes --local");
     expectRefused({"adapt", in, "--like", ref, "--local", "--degree", "1", "-o", "a.png"}, "--degree excludes --local");
-    expectRefused({"adapt", "missing.png", "--to", "d65", "-o", "a.png"}, "cannot read 'missing.png' as an image");
-    expectRefused({"adapt", in, "--like", "missing.png", "-o", "a.png"}, "cannot read 'missing.png' as an image");
+    expectRefused({"adapt", "missing.png", "--to", "d65", "-o", "a.png"},
+                  "cannot read 'missing.png': No such file or directory");
+    expectRefused({"adapt", in, "--like", "missing.png", "-o", "a.png"},
+                  "cannot read 'missing.png': No such file or directory");
     expectRefused({"adapt", in, "--like", ref, "--mask", "missing.png", "-o", "a.png"},
-                  "cannot read 'missing.png' as an image");
+                  "cannot read 'missing.png': No such file or directory");
     expectRefused({"adapt", in, "--like", ref, "--mask", ref, "-o", "a.png"},
                   "'" + in + "' is 451 x 300 pixels and '" + ref + "' is 600 x 400: they must be of one size");
     const std::string floats = save("floats.tif", cv::Mat(300, 451, CV_32F, cv::Scalar(1)));

@@ -104,14 +104,17 @@ TEST_F(DarkroomAlign, FlowAsAPictureStatesItsScale) {
 TEST_F(DarkroomAlign, Refuses) {
     const std::string in = save("moving.png", randomPhotograph({30, 20}, 1));
     const std::string other = save("other.png", randomPhotograph({30, 21}, 2));
-    expectRefused({"align", in, "--to", "missing.png", "-o", "a.png"}, "cannot read 'missing.png' as an image");
-    expectRefused({"align", "missing.png", "--to", in, "-o", "a.png"}, "cannot read 'missing.png' as an image");
+    expectRefused({"align", in, "--to", "missing.png", "-o", "a.png"},
+                  "cannot read 'missing.png': No such file or directory");
+    expectRefused({"align", "missing.png", "--to", in, "-o", "a.png"},
+                  "cannot read 'missing.png': No such file or directory");
     expectRefused({"align", in, "--to", other, "-o", "a.png"},
                   "'" + in + "' is 30 x 20 pixels and '" + other + "' is 30 x 21: they must be of one size");
     expectRefused({"align", in, "-o", "a.png"}, "--to is required");
     expectRefused({"align", in, "--to", in}, "--output is required");
     expectRefused({"align", in, "--to", in, "-o", "a.bmp"},
-                  "--output: 'a.bmp' has none of the extensions .png, .jpg, .jpeg, .tif, .tiff, .hdr");
+                  "--output: 'a.bmp' has none of the extensions .png, .jpg, .jpeg, .tif, .tiff, .hdr, .exr, "
+                  ".webp, .avif, .jxl");
     expectRefused({"align", in, "--to", in, "-o", "a.png", "--flow", "f.hdr"},
                   "--flow: 'f.hdr' has none of the extensions .png, .jpg, .jpeg, .tif, .tiff");
     expectRefused({"align", in, "--to", in, "-o", "a.png", "--flow", "none/f.png"},

@@ -150,9 +150,9 @@ TEST_F(DarkroomAppearance, KeepsDumpsWhereAsked) {
 
 TEST_F(DarkroomAppearance, Refuses) {
     const std::string in = photo("cat.jpg");
-    expectRefused({"appearance", "missing.png", "-o", "."}, "cannot read 'missing.png' as an image");
+    expectRefused({"appearance", "missing.png", "-o", "."}, "cannot read 'missing.png': No such file or directory");
     expectRefused({"appearance", saveText("text.png", "text"), "-o", "."},
-                  "cannot read '" + input("text.png") + "' as an image");
+                  "cannot read '" + input("text.png") + "': its content is of no image format that is known");
     expectRefused({"appearance", in}, "--output is required");
     expectRefused({"appearance", in, "-o", "none"}, "--output: 'none' does not exist");
     std::ofstream(output("file")) << "x";

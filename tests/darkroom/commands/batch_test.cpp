@@ -185,16 +185,21 @@ TEST_F(DarkroomBatch, AFailedPairIsARecordAndNoGap) {
     const auto holds = [&](std::size_t line, const std::string& text) {
         EXPECT_NE(lines[line].find(text), std::string::npos) << lines[line];
     };
-    holds(0, "\"status\":\"failed\",\"error\":\"cannot read 'text.jpg' as an image\",\"remarks\":null");
+    holds(0,
+          "\"status\":\"failed\",\"error\":\"cannot read 'text.jpg': its content is of no image format that is "
+          "known\",\"remarks\":null");
     holds(0, "\"iso\":100}");
     holds(0, "\"first_width\":151,\"first_height\":102,\"second_width\":null");
-    holds(1, "\"error\":\"cannot read 'gone.jpg': No such file or directory; cannot read 'text.jpg' as an image\"");
+    holds(1,
+          "\"error\":\"cannot read 'gone.jpg': No such file or directory; cannot read 'text.jpg': its content is of no "
+          "image format that is known\"");
     holds(2, "\"status\":\"compared\",\"error\":null,\"remarks\":\"'cut.jpg': Premature end of JPEG file\"");
     holds(3, "\"brightness\":1.0");
     const Outcome verified = darkroom({"verify", list, "r.jsonl"});
     EXPECT_EQ(verified.status, 1);
     EXPECT_NE(verified.out.find("failed: 2\n"), std::string::npos);
-    EXPECT_NE(verified.out.find("failed: a: cannot read 'text.jpg' as an image\n"), std::string::npos);
+    EXPECT_NE(verified.out.find("failed: a: cannot read 'text.jpg': its content is of no image format that is known\n"),
+              std::string::npos);
 
     // Once the file is there, only the failed pairs are done again.
     ASSERT_TRUE(cv::imwrite(input("photos/text.jpg"), examplePhotograph("cat.jpg")));
@@ -238,11 +243,10 @@ TEST_F(DarkroomBatch, WhatIsNoPhotographIsAFailureOfItsPair) {
     const std::vector<std::string> lines = linesOf(contentOf(output("r.jsonl")));
     ASSERT_EQ(lines.size(), 4U);
     const std::vector<std::string> errors = {
-        "cannot read 'pipe' as an image: it is not a regular file",
+        "cannot read 'pipe': it is not a regular file",
         "cannot read 'none.pfm' as a photograph: all its pixels hold values that are no numbers, infinite or negative",
-        "cannot read 'raw.nef' as an image: it is a camera raw file, of which only an embedded preview could be read; "
-        "develop it first",
-        "cannot read 'p2.jpg' as an image: it is 152 x 104 pixels, and the limit (--max-pixels) is 15500 in all"};
+        "cannot read 'raw.nef': its content is cut off or damaged",
+        "cannot read 'p2.jpg': it is 152 x 104 pixels, and the limit (--max-pixels) is 15500 in all"};
     EXPECT_NE(lines[0].find("\"error\":\"" + errors[0]), std::string::npos) << lines[0];
     EXPECT_NE(lines[1].find("\"error\":\"" + errors[1]), std::string::npos) << lines[1];
     EXPECT_NE(lines[2].find("\"error\":\"" + errors[2]), std::string::npos) << lines[2];
@@ -327,7 +331,7 @@ TEST_F(DarkroomBatch, PairsFoldersByRelativePath) {
     }
     saveText("ignored", "");
     std::ofstream(output("before/notes.txt")) << "not an image";
-    std::ofstream(output("after/sub/y.HEIC")) << "none that is read";
+    std::ofstream(output("after/sub/y.XCF")) << "none that is read";
     std::ofstream(output("after/README")) << "nor this";
     fs::create_directory_symlink(output("before"), output("after/linked"));
     fs::create_symlink("nowhere.jpg", output("before/broken.jpg"));
@@ -338,7 +342,7 @@ TEST_F(DarkroomBatch, PairsFoldersByRelativePath) {
         "read\n"
         "darkroom batch: left out: 'after/README' has no extension that tells of an image\n"
         "darkroom batch: left out: 'after/linked' is a link to a folder, and such links are not followed\n"
-        "darkroom batch: left out: 'after/sub/y.HEIC' has the extension '.HEIC', which is none of an image that is "
+        "darkroom batch: left out: 'after/sub/y.XCF' has the extension '.XCF', which is none of an image that is "
         "read\n"
         "darkroom batch: 5 files of the folders left out, 2 pairs found\n";
     EXPECT_EQ(expectDone({"batch", "--folders", "before", "after", "--print-list"}).err, leftOut);

@@ -1,3 +1,4 @@
+#include <likeness/color/srgb_companding.hpp>
 #include <likeness/comparison/photograph_comparison.hpp>
 #include <likeness/likeness.hpp>
 #include "console/coefficient_limits.hpp"
@@ -55,14 +56,17 @@ TEST_F(DarkroomCompare, PrintsTheLineOfLikeness) {
                          save("black.png", cv::Mat(5, 6, CV_8UC3, cv::Scalar())));
 }
 
-TEST_F(DarkroomCompare, SixteenBitsAreReducedAsLikenessReducesThem) {
+TEST_F(DarkroomCompare, SixteenBitsAreNotReducedAndScoreAsTheirBytes) {
+    const cv::Mat bytes = examplePhotograph("rocket.jpg")(cv::Rect(0, 0, 90, 70));
     cv::Mat deep;
-    examplePhotograph("rocket.jpg")(cv::Rect(0, 0, 90, 70)).convertTo(deep, CV_16U, 257, 100);
+    bytes.convertTo(deep, CV_16U, 257);
     const std::string path = save("deep.png", deep);
-    const ScratchDirectory elsewhere;
-    const Outcome outcome = expectDone({"compare", path, coffee});
-    EXPECT_EQ(outcome.out, likeness(path, coffee, elsewhere.path()).out);
+    const Outcome outcome = expectDone({"compare", path, save("bytes.png", bytes)});
+    EXPECT_EQ(outcome.out, "1,1,1,1,1\n");
     EXPECT_EQ(outcome.err, "");
+    // What lies between two bytes counts.
+    bytes.convertTo(deep, CV_16U, 257, 100);
+    EXPECT_NE(expectDone({"compare", save("between.png", deep), path}).out, "1,1,1,1,1\n");
 }
 
 TEST_F(DarkroomCompare, FloatsHaveTheValuesOfTheFile) {
@@ -72,18 +76,32 @@ TEST_F(DarkroomCompare, FloatsHaveTheValuesOfTheFile) {
     const Outcome expected = expectDone({"compare", bytes, other});
     // Left to itself, the image library packs floats of a TIFF into LogLuv.
     ASSERT_TRUE(cv::imwrite(input("a.tif"), image, {cv::IMWRITE_TIFF_COMPRESSION, 5}));
-    save("a.exr", image);
-    save("a.pfm", image);
-    for (const std::string name : {"a.tif", "a.exr", "a.pfm"}) {
-        SCOPED_TRACE(name);
-        // Each byte divided by 255 is what the 8-bit road takes.
-        const Outcome outcome = expectDone({"compare", input(name), other});
-        EXPECT_EQ(outcome.out, expected.out);
-        EXPECT_EQ(outcome.err, "");
-        EXPECT_EQ(expectDone({"compare", other, input(name), "--json"}).err, "");
-        EXPECT_EQ(expectDone({"compare", input(name), bytes}).out, expectDone({"compare", bytes, bytes}).out);
-        EXPECT_EQ(expectDone({"compare", input(name), input(name)}).out, "1,1,1,1,1\n");
+    // Each byte divided by 255 is what the 8-bit road takes.
+    const Outcome outcome = expectDone({"compare", input("a.tif"), other});
+    EXPECT_EQ(outcome.out, expected.out);
+    EXPECT_EQ(outcome.err, "");
+    EXPECT_EQ(expectDone({"compare", other, input("a.tif"), "--json"}).err, "");
+    EXPECT_EQ(expectDone({"compare", input("a.tif"), bytes}).out, expectDone({"compare", bytes, bytes}).out);
+    EXPECT_EQ(expectDone({"compare", input("a.tif"), input("a.tif")}).out, "1,1,1,1,1\n");
+}
+
+TEST_F(DarkroomCompare, LinearPhotographsAreEncodedAndTheirExposureIsTold) {
+    const cv::Mat linear = unitPhotograph("coffee.jpg")(cv::Rect(100, 100, 180, 120)).clone();
+    cv::Mat encoded = linear.clone();
+    for (int i = 0; i < linear.rows; ++i) {
+        sRGBCompandingOfRow(linear.ptr<float>(i), encoded.ptr<float>(i), 3 * static_cast<std::size_t>(linear.cols));
     }
+    ASSERT_TRUE(cv::imwrite(input("a.tif"), encoded, {cv::IMWRITE_TIFF_COMPRESSION, 5}));
+    save("a.pfm", linear);
+    save("half.pfm", linear * 0.5);
+    const std::string tif = input("a.tif");
+    const Outcome outcome = expectDone({"compare", input("a.pfm"), tif});
+    EXPECT_EQ(outcome.out, "1,1,1,1,1\n");
+    EXPECT_EQ(outcome.err, "darkroom compare: '" + input("a.pfm") +
+                               "': its linear values are encoded for sRGB at an exposure of 0 EV\n");
+    const Outcome exposed = expectDone({"compare", input("half.pfm"), tif, "--exposure", "1", "--json"});
+    EXPECT_NE(exposed.out.find("\"linear_exposure_ev\": 1.0"), std::string::npos) << exposed.out;
+    EXPECT_EQ(expectDone({"compare", input("half.pfm"), tif, "--exposure", "1"}).out, "1,1,1,1,1\n");
 }
 
 TEST_F(DarkroomCompare, ReadsTheFloatTiffThatDarkroomWrites) {
@@ -126,15 +144,15 @@ TEST_F(DarkroomCompare, PixelsWithoutAnAppearanceAreToldOrRefused) {
     constexpr float none = std::numeric_limits<float>::quiet_NaN();
     cv::Mat image = exampleImage("coffee.jpg")(cv::Rect(0, 0, 20, 10)).clone();
     image(cv::Rect(0, 0, 20, 5)).setTo(cv::Scalar(none, none, none));
-    const std::string half = save("half.pfm", image);
+    const std::string half = save("half.tif", image);
     const Outcome outcome = expectDone({"compare", cat, half});
     EXPECT_EQ(outcome.err, "darkroom compare: warning: '" + half +
                                "': 50 % of its pixels hold values that are no numbers, infinite or negative, and are "
                                "not counted\n");
     EXPECT_EQ(expectDone({"compare", half, half}).out, "1,1,1,1,1\n");
     image.setTo(cv::Scalar(none, none, none));
-    expectRefused({"compare", cat, save("none.pfm", image)},
-                  "cannot read '" + input("none.pfm") +
+    expectRefused({"compare", cat, save("none.tif", image)},
+                  "cannot read '" + input("none.tif") +
                       "' as a photograph: all its pixels hold values that are no numbers, infinite or negative");
 }
 
@@ -154,9 +172,9 @@ TEST_F(DarkroomCompare, TellsOfBackgroundsThatDifferWithTheSizes) {
 }
 
 TEST_F(DarkroomCompare, RefusesMorePixelsThanTheLimit) {
-    expectRefused({"compare", cat, coffee, "--max-pixels", "200000"},
-                  "cannot read '" + coffee +
-                      "' as an image: it is 600 x 400 pixels, and the limit (--max-pixels) is 200000 in all");
+    expectRefused(
+        {"compare", cat, coffee, "--max-pixels", "200000"},
+        "cannot read '" + coffee + "': it is 600 x 400 pixels, and the limit (--max-pixels) is 200000 in all");
     expectDone({"compare", cat, coffee, "--max-pixels", "240000"});
     for (const std::string value : {"0", "-1", "1e6", "10k", ""}) {
         EXPECT_EQ(darkroom({"compare", cat, coffee, "--max-pixels=" + value}).status, 2) << value;
@@ -300,13 +318,13 @@ TEST_F(DarkroomCompare, ComparesWhatCanBeReadOfATruncatedPhotograph) {
 }
 
 TEST_F(DarkroomCompare, RefusesWhatItCannotRead) {
-    expectRefused({"compare", "missing.jpg", coffee}, "cannot read 'missing.jpg' as an image");
-    expectRefused({"compare", cat, "missing.jpg"}, "cannot read 'missing.jpg' as an image");
-    expectRefused({"compare", cat, "."}, "cannot read '.' as an image: it is not a regular file");
+    expectRefused({"compare", "missing.jpg", coffee}, "cannot read 'missing.jpg': No such file or directory");
+    expectRefused({"compare", cat, "missing.jpg"}, "cannot read 'missing.jpg': No such file or directory");
+    expectRefused({"compare", cat, "."}, "cannot read '.': it is a folder");
     expectRefused({"compare", cat, saveText("text.jpg", "text")},
-                  "cannot read '" + input("text.jpg") + "' as an image");
+                  "cannot read '" + input("text.jpg") + "': its content is of no image format that is known");
     expectRefused({"compare", saveText("header.jpg", contentOf(cat).substr(0, 100)), cat, "--report", "r.html"},
-                  "cannot read '" + input("header.jpg") + "' as an image");
+                  "cannot read '" + input("header.jpg") + "': it is cut off at byte 100");
     expectRefused({"compare", cat}, "SECOND is required");
 }
 

@@ -218,10 +218,12 @@ TEST_F(DarkroomConvert, Refuses) {
                   "'" + in + "' holds integers: --from xyz takes the float TIFF that --to xyz writes");
     expectRefused({"convert", in, "--from", "opponent", "-o", "a.png"},
                   "--from: opponent cannot be converted back: it holds no lightness");
-    expectRefused({"convert", "missing.tif", "--from", "xyz", "-o", "a.png"}, "cannot read 'missing.tif' as an image");
+    expectRefused({"convert", "missing.tif", "--from", "xyz", "-o", "a.png"},
+                  "cannot read 'missing.tif': No such file or directory");
     expectRefused({"convert", "a.hdr", "--from", "xyz", "-o", "a.png"},
                   "'a.hdr' holds linear red, green and blue: --from xyz takes the float TIFF that --to xyz writes");
-    expectRefused({"convert", "missing.jpg", "--to", "xyz", "-o", "a.tif"}, "cannot read 'missing.jpg' as an image");
+    expectRefused({"convert", "missing.jpg", "--to", "xyz", "-o", "a.tif"},
+                  "cannot read 'missing.jpg': No such file or directory");
     expectRefused({"convert", in, "--to", "xyz", "-o", "none/a.tif"},
                   "--output: 'none/a.tif' cannot be written: the folder 'none' does not exist");
 }

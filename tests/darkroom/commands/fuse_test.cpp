@@ -262,7 +262,7 @@ TEST_F(DarkroomFuse, RefusesImages) {
     expectRefused({"fuse", "-o", "run"}, "IMG is required");
     expectRefused(command({paths[0]}, {"--times", "1", "-o", "run"}),
                   "a bracket has at least two exposures, and one image is given");
-    expectRefused(command({paths[0], "missing.png"}, times), "cannot read 'missing.png' as an image");
+    expectRefused(command({paths[0], "missing.png"}, times), "cannot read 'missing.png': No such file or directory");
     const std::string other = save("other.png", images[0].colRange(0, 50));
     expectRefused(command({paths[0], other}, times),
                   "'" + paths[0] + "' is 60 x 44 pixels and '" + other + "' is 50 x 44: they must be of one size");

@@ -73,9 +73,9 @@ TEST_F(DarkroomMatchBrightness, Refuses) {
     const std::string small = save("small.png", examplePhotograph("cat.jpg")(cv::Rect(0, 0, 60, 43)));
     const std::string even = save("even.png", cv::Mat(44, 60, CV_8UC3, cv::Scalar(30, 60, 90)));
     expectRefused({"match-brightness", "missing.png", "--like", in, "-o", "m.png"},
-                  "cannot read 'missing.png' as an image");
+                  "cannot read 'missing.png': No such file or directory");
     expectRefused({"match-brightness", in, "--like", "missing.png", "-o", "m.png"},
-                  "cannot read 'missing.png' as an image");
+                  "cannot read 'missing.png': No such file or directory");
     expectRefused({"match-brightness", in, "-o", "m.png"}, "--like is required");
     expectRefused({"match-brightness", in, "--like", small, "-o", "m.png"},
                   "'" + small + "' is 60 x 43 pixels: it must be at least as large as '" + in + "', which is 60 x 44");

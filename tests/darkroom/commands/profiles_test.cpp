@@ -419,7 +419,7 @@ TEST_F(DarkroomProfiles, PicturesSayThatTheyAreSrgb) {
         const bool isPng = name == "a.png";
         EXPECT_EQ(holds(bytes, "acsp"), name != "a.hdr" && !isPng) << name;
         EXPECT_EQ(holds(bytes, "sRGB"), isPng) << name;
-        EXPECT_EQ(expectDone({"compare", output(name), in}).err, "") << name;
+        EXPECT_EQ(expectDone({"compare", output(name), in, "--quiet"}).err, "") << name;
     }
     // Maps and values of other spaces are no pictures.
     expectDone({"structure", in, "-o", "map.png"});
@@ -466,7 +466,7 @@ TEST_F(DarkroomProfiles, RefusesWhatCannotBeHad) {
     expectRefused({"smooth", in, "-o", "a.png", "--output-profile", in},
                   "--output-profile: '" + in + "' cannot be used: the profile is no ICC profile; " + names);
     expectRefused({"smooth", in, "-o", "a.hdr", "--output-profile", "display-p3"},
-                  "--output-profile: a .hdr has no profile, and 'a.hdr' is one");
+                  "--output-profile: a .hdr gets no profile, and 'a.hdr' is one");
     const auto saved = [this](const std::string& name, const Bytes& icc) {
         return saveText(name, std::string(icc.begin(), icc.end()));
     };

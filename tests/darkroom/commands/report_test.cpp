@@ -173,7 +173,8 @@ TEST_F(DarkroomReport, ShowsThePhotographsOfTheWorstThatAreThere) {
     const std::string root = std::filesystem::path(photo("cat.jpg")).parent_path();
     const Outcome outcome = expectDone({"report", results, "-o", "page.html", "--root", root});
     EXPECT_EQ(outcome.err, "darkroom report: warning: 1 of 2 photographs are left out of the page: cannot read '" +
-                               root + "/gone.jpg' as an image\ndarkroom report: wrote 'page.html': 4 pairs\n");
+                               root +
+                               "/gone.jpg': No such file or directory\ndarkroom report: wrote 'page.html': 4 pairs\n");
     const json data = dataOf(contentOf(folder() / "page.html"));
     EXPECT_EQ(data["places"], json({{"cat.jpg", 0}}));
     EXPECT_EQ(data["pictures"][0].get<std::string>().rfind("data:image/jpeg;base64,", 0), 0U);

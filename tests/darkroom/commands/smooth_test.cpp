@@ -91,8 +91,9 @@ TEST_F(DarkroomSmoothed, GreyGuidesHaveNoColours) {
 TEST_F(DarkroomSmooth, Refuses) {
     const std::string in = save("in.png", randomPhotograph({30, 20}, 1));
     const std::string other = save("other.png", randomPhotograph({20, 30}, 2));
-    expectRefused({"smooth", "missing.png", "-o", "s.png"}, "cannot read 'missing.png' as an image");
-    expectRefused({"smooth", in, "-o", "s.png", "--guide", "missing.png"}, "cannot read 'missing.png' as an image");
+    expectRefused({"smooth", "missing.png", "-o", "s.png"}, "cannot read 'missing.png': No such file or directory");
+    expectRefused({"smooth", in, "-o", "s.png", "--guide", "missing.png"},
+                  "cannot read 'missing.png': No such file or directory");
     expectRefused({"smooth", in, "-o", "s.png", "--guide", other},
                   "'" + in + "' is 30 x 20 pixels and '" + other + "' is 20 x 30: they must be of one size");
     expectRefused({"smooth", in, "-o", "s.png", "--radius", "-1"},

@@ -128,9 +128,9 @@ TEST_F(DarkroomStack, Refuses) {
         return all;
     };
     expectRefused({"stack", "--flash", "missing.png", "--no-flash", ambient, "-o", "run"},
-                  "cannot read 'missing.png' as an image");
+                  "cannot read 'missing.png': No such file or directory");
     expectRefused({"stack", "--flash", flash, "--no-flash", "missing.png", "-o", "run"},
-                  "cannot read 'missing.png' as an image");
+                  "cannot read 'missing.png': No such file or directory");
     expectRefused({"stack", "--no-flash", ambient, "-o", "run"}, "--flash is required");
     expectRefused({"stack", "--flash", flash, "-o", "run"}, "--no-flash is required");
     expectRefused(pair, "--output is required");

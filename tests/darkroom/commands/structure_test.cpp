@@ -38,7 +38,7 @@ TEST_F(DarkroomStructure, CoherenceIsOneOnAnEdgeAndNoNumberOnFlatGround) {
 
 TEST_F(DarkroomStructure, Refuses) {
     const std::string in = photo("coffee.jpg");
-    expectRefused({"structure", "missing.png", "-o", "s.png"}, "cannot read 'missing.png' as an image");
+    expectRefused({"structure", "missing.png", "-o", "s.png"}, "cannot read 'missing.png': No such file or directory");
     expectRefused({"structure", in, "-o", "s.png", "--size", "4"}, "--size: '4' is not odd");
     expectRefused({"structure", in, "-o", "s.png", "--size", "0"}, "--size: '0' is not a whole number from 1 to 99");
     expectRefused({"structure", in, "-o", "s.png", "--coherence", "none/c.png"},

@@ -96,8 +96,10 @@ TEST_F(DarkroomTint, Refuses) {
         all.insert(all.end(), more.begin(), more.end());
         return all;
     };
-    expectRefused({"tint", "missing.png", "--like", in, "-o", "t.png"}, "cannot read 'missing.png' as an image");
-    expectRefused({"tint", in, "--like", "missing.png", "-o", "t.png"}, "cannot read 'missing.png' as an image");
+    expectRefused({"tint", "missing.png", "--like", in, "-o", "t.png"},
+                  "cannot read 'missing.png': No such file or directory");
+    expectRefused({"tint", in, "--like", "missing.png", "-o", "t.png"},
+                  "cannot read 'missing.png': No such file or directory");
     expectRefused({"tint", in, "-o", "t.png"}, "--like is required");
     expectRefused({"tint", in, "--like", other, "-o", "t.png"},
                   "'" + in + "' is 60 x 44 pixels and '" + other + "' is 30 x 20: they must be of one size");

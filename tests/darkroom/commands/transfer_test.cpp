@@ -126,9 +126,10 @@ TEST_F(DarkroomTransfer, Refuses) {
     const std::string in = photo("retina.jpg");
     const std::string target = photo("coffee.jpg");
     expectRefused({"transfer", in, "-o", "a.png"}, "--palette is required");
-    expectRefused({"transfer", in, "--palette", "missing.png", "-o", "a.png"}, "cannot read 'missing.png' as an image");
+    expectRefused({"transfer", in, "--palette", "missing.png", "-o", "a.png"},
+                  "cannot read 'missing.png': No such file or directory");
     expectRefused({"transfer", "missing.png", "--palette", target, "-o", "a.png"},
-                  "cannot read 'missing.png' as an image");
+                  "cannot read 'missing.png': No such file or directory");
     expectRefused({"transfer", in, "--palette", target, "--dims", "1", "-o", "a.png"},
                   "--dims: '1' is not a whole number from 2 to 3");
     expectRefused({"transfer", in, "--palette", target, "--form", "bonneel", "-o", "a.png"},

@@ -126,9 +126,10 @@ TEST_F(DarkroomWhite, KeepsTheDumpsOfTheFilterWhereAsked) {
 
 TEST_F(DarkroomWhite, Refuses) {
     const std::string in = photo("cat.jpg");
-    expectRefused({"white", "missing.png"}, "cannot read 'missing.png' as an image");
+    expectRefused({"white", "missing.png"}, "cannot read 'missing.png': No such file or directory");
     expectRefused({"white", in, "-o", "white.bmp"},
-                  "--output: 'white.bmp' has none of the extensions .png, .jpg, .jpeg, .tif, .tiff, .hdr");
+                  "--output: 'white.bmp' has none of the extensions .png, .jpg, .jpeg, .tif, .tiff, .hdr, .exr, "
+                  ".webp, .avif, .jxl");
     expectRefused({"white", in, "--bilateral", "0.1", "--diameter", "5"}, "--bilateral requires --output");
     expectRefused({"white", in, "-o", "w.png", "--bilateral", "0.1"}, "--bilateral requires --diameter");
     expectRefused({"white", in, "-o", "w.png", "--diameter", "5"}, "--diameter requires --bilateral");

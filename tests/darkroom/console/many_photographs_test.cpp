@@ -113,7 +113,7 @@ TEST_F(ManyPhotographs, GoOnBehindABadFile) {
     write("in/aa.png", "no picture");
     const Outcome outcome = darkroom({"adapt", "in", "--to", "d65", "-o", "out"});
     EXPECT_EQ(outcome.status, 1);
-    EXPECT_NE(outcome.err.find("darkroom adapt: cannot read 'in/aa.png' as an image"), std::string::npos);
+    EXPECT_NE(outcome.err.find("darkroom adapt: cannot read 'in/aa.png': "), std::string::npos);
     EXPECT_NE(outcome.err.find("darkroom adapt: 3 photographs: 2 done, 1 failed\n"), std::string::npos);
     EXPECT_TRUE(there("out/a_adapt.png") && there("out/b_adapt.jpg"));
     EXPECT_FALSE(there("out/aa_adapt.png"));
@@ -286,7 +286,7 @@ TEST_F(ManyPhotographs, FromStandardInputToStandardOutput) {
     EXPECT_EQ(empty.err, "darkroom adapt: '-' is standard input, which is empty\n");
     write("text", "no picture");
     EXPECT_EQ(fed({"adapt", "-", "--to", "d65", "-o", "e.png"}, "text").err,
-              "darkroom adapt: cannot read '-' as an image\n");
+              "darkroom adapt: cannot read '-': its content is of no image format that is known\n");
     EXPECT_FALSE(there("e.png"));
 }
 

@@ -172,6 +172,7 @@ struct Files {
 const std::map<std::string, Files>& filesOfSubcommands() {
     static const std::map<std::string, Files> all = {
         {"compare", {{"FIRST", "SECOND", "--conditions"}, {"--output", "--maps", "--report"}}},
+        {"info", {{"FILE"}, {}}},
         {"sweep", {{"FIRST", "SECOND", "--conditions"}, {"--output", "--plot"}}},
         {"appearance", {{"IN", "--conditions"}, {"--output"}}},
         {"convert", {{"IN"}, {"--output"}}},

@@ -102,7 +102,7 @@ ExitStatus adapt(const Console& console, const Options& options) {
             what = options.local ? "adapted pixel by pixel" : "adapted as a whole";
         }
     }
-    writePhotograph(console, options.output, adapted, what);
+    writePhotograph(console, options.output, adapted, what, options.input);
     if (!options.like.empty() && options.from.empty() && !options.local) {
         tellClipped(console, options.output.path, valuesBroughtToLimits(image, adapted), adapted.size(),
                     "came to the limits of 0..1 and are clipped there");

@@ -55,7 +55,8 @@ ExitStatus align(const Console& console, const Options& options) {
         Progress progress(console, "optical flow");
         alignment = alignTo(moving, reference, {}, watchOf(console, progress));
     }
-    writePhotograph(console, options.output, alignment.image, "aligned, black where the flow leads outside");
+    writePhotograph(console, options.output, alignment.image, "aligned, black where the flow leads outside",
+                    options.input);
     if (options.flow.empty()) {
         return ExitStatus::done;
     }

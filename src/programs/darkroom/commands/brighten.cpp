@@ -68,7 +68,8 @@ ExitStatus brighten(const Console& console, const Options& options) {
     const Watch watch = watchOf(console, progress);
     const auto write = [&](const ImageOutput& output, int pass, const cv::Mat& picture) {
         writePhotograph(console, output, picture,
-                        fmt::format("pass {}, factor {:g}", pass, brightnessFactor(options.factor, pass - 1)));
+                        fmt::format("pass {}, factor {:g}", pass, brightnessFactor(options.factor, pass - 1)),
+                        options.input);
     };
     if (options.pass != 0) {
         factors.pass = options.pass;

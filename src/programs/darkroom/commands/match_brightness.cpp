@@ -57,7 +57,8 @@ ExitStatus matchBrightness(const Console& console, const Options& options) {
     }
     const LightnessMatch match = matched(console, options, image, reference);
     // Of the file: rounding to its depth may move them.
-    const LightnessStatistics reached = lightnessStatisticsOf(pictureAsStored(options.output, match.image));
+    const LightnessStatistics reached =
+        lightnessStatisticsOf(pictureAsStored(options.output.followed(options.input), match.image));
     tellClippedInput(console, options.input, image);
     tellClippedInput(console, options.reference, reference);
     writePhotograph(
@@ -65,7 +66,8 @@ ExitStatus matchBrightness(const Console& console, const Options& options) {
         fmt::format("L* of mean {:.2f} and standard deviation {:.2f} brought to {:.2f} and {:.2f}, wanted {:.2f} "
                     "and {:.2f}",
                     match.own.mean, match.own.deviation, reached.mean, reached.deviation, match.wanted.mean,
-                    match.wanted.deviation));
+                    match.wanted.deviation),
+        options.input);
     tellClipped(console, options.output.path, match.clipped, image.size(), "have colours outside sRGB and are clipped");
     if (!isReached(reached, match.wanted)) {
         console.warn(fmt::format("'{}' does not have the lightness that was wanted: {}", options.output.path,

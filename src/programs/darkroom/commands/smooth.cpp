@@ -57,7 +57,7 @@ ExitStatus smooth(const Console& console, const Options& options) {
                                   options.guide.empty() ? options.input : options.guide));
     }
     const cv::Mat result = smoothed(console, options, image, guide);
-    writePhotograph(console, options.output, result, "smoothed");
+    writePhotograph(console, options.output, result, "smoothed", options.input);
     return ExitStatus::done;
 }
 

@@ -5,6 +5,7 @@ namespace likeness::darkroom {
 const std::vector<Subcommand>& subcommands() {
     static const std::vector<Subcommand> all = {
         {"compare", "Compare two photographs by how they look: five coefficients", declareCompare},
+        {"info", "What photographs hold, how they would be read, or why they cannot be", declareInfo, true, false},
         {"appearance", "Maps of brightness, lightness, chroma, colourfulness, saturation and hue", declareAppearance},
         {"sweep", "Compare two photographs under a range of viewing conditions", declareSweep},
         {"colour", "Single colours through a published appearance model, forward and back", declareColour, false,

@@ -19,6 +19,7 @@ Action declareCompletion(CLI::App& app);
 Action declareConditions(CLI::App& app);
 Action declareConvert(CLI::App& app);
 Action declareFuse(CLI::App& app);
+Action declareInfo(CLI::App& app);
 Action declareManual(CLI::App& app);
 Action declareMatchBrightness(CLI::App& app);
 Action declareMerge(CLI::App& app);

@@ -53,7 +53,7 @@ ExitStatus tint(const Console& console, const Options& options) {
         Progress progress(console, "tinting");
         tinted = likeness::tint(flash, nonFlash, form, watchOf(console, progress));
     }
-    writePhotograph(console, options.output, tinted, "tinted photograph");
+    writePhotograph(console, options.output, tinted, "tinted photograph", options.input);
     return ExitStatus::done;
 }
 

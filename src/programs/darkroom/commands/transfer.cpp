@@ -85,7 +85,7 @@ ExitStatus transfer(const Console& console, const Options& options) {
     const ColorTransfer colors(input, palette, form, watchOf(console));
     for (const Frame& frame : frames) {
         const Transfer moved = colors.at(frame.t);
-        writePhotograph(console, frame.output, moved.image, fmt::format("t = {:.4g}", frame.t));
+        writePhotograph(console, frame.output, moved.image, fmt::format("t = {:.4g}", frame.t), options.input);
         tellClipped(console, frame.output.path, moved.clipped, moved.image.size(),
                     "have colours outside sRGB and are clipped");
         progress.step();

@@ -153,6 +153,9 @@ Action declareWhite(CLI::App& app) {
     sigma->needs(diameter);
     app.get_option("--quality")->needs(output);
     app.get_option("--bits")->needs(output);
+    app.get_option("--subsampling")->needs(output);
+    app.get_option("--depth")->needs(output);
+    app.get_option("--strip")->needs(output);
     return [options](const Console& console) {
         options->many = asksForMany(options->inputs, options->output);
         return onEach(

@@ -218,6 +218,29 @@ std::shared_ptr<CommonOptions> addCommonOptions(CLI::App& app) {
     app.add_flag("--ignore-profile", options->ignoreProfiles,
                  optionText("Take photographs with a colour profile as if they had none", "--ignore-profile"))
         ->group(commonGroup);
+    app.add_option(
+           "--exposure", options->exposure,
+           optionText("Exposure that linear photographs (OpenEXR, float maps, Radiance, camera raw) are encoded "
+                      "at, -30 to 30 EV: 1 doubles their values",
+                      "--exposure -1.5"))
+        ->type_name("EV")
+        ->check(numberBetween(-30, 30))
+        ->default_str("0")
+        ->group(commonGroup);
+    app.add_option("--page", options->selection.page,
+                   optionText("Page of a TIFF, or picture of a HEIC or AVIF, that is read, from 1 on", "--page 2"))
+        ->type_name("N")
+        ->check(integerBetween(1, 65535))
+        ->capture_default_str()
+        ->group(commonGroup);
+    app.add_option("--layer", options->selection.layer,
+                   optionText("Layer or part of an OpenEXR file that is read; without it the first with colours",
+                              "--layer diffuse"))
+        ->type_name("NAME")
+        ->group(commonGroup);
+    app.add_flag("--preview", options->selection.preview,
+                 optionText("Read the embedded preview of a camera's raw file in place of the photograph", "--preview"))
+        ->group(commonGroup);
     auto* const quiet =
         app.add_flag("--quiet", options->quiet, optionText("Say nothing but warnings and errors", "--quiet"))
             ->group(commonGroup);

@@ -56,6 +56,8 @@ Console::Console(std::string command, CommonOptions options)
         profiles_.assumed = profileAsked("--assume-profile", options_.assumedProfile);
     }
     profiles_.ignore = options_.ignoreProfiles;
+    profiles_.exposure = options_.exposure;
+    profiles_.selection = options_.selection;
     diagnostics_ = std::make_unique<ConsoleDiagnostics>(*this, options_);
 }
 

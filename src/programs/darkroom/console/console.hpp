@@ -25,6 +25,8 @@ struct CommonOptions {
     int threads = 0;                             ///< at the same time; 0: not said
     std::string assumedProfile{};                ///< name or file; empty: sRGB
     bool ignoreProfiles = false;
+    double exposure = 0;  ///< of linear values, in EV
+    PhotographSelection selection{};
 };
 
 /// What is said and given of one photograph of many, kept until its turn comes.

@@ -24,7 +24,9 @@ inline constexpr std::array<ExitStatusText, 5> exitStatusTexts = {{
     {ExitStatus::outsideLimits,
      "Carried out, and not all is right. Of many photographs: some failed. Of compare: a coefficient is outside the "
      "limits. Of batch: all pairs are "
-     "recorded, some as failed. Of verify and selftest: something failed, is missing or does not agree."},
+     "recorded, some as failed. Of info: a file cannot be read. Of verify and selftest: something failed, is missing "
+     "or "
+     "does not agree."},
     {ExitStatus::couldNotRun,
      "Could not run: wrong arguments, unreadable or unwritable files, or an error on the way."},
     {ExitStatus::interrupted,

@@ -13,8 +13,12 @@ namespace {
 
 void checkOutputProfile(const ImageOutput& output, ImageFormat format) {
     const ColorProfile::Shared profile = profileAsked("--output-profile", output.profile);
-    if (format == ImageFormat::hdr && !profile->isSrgb()) {
-        throw Refusal("--output-profile: a .hdr has no profile, and '" + output.path + "' is one");
+    const char* const without = format == ImageFormat::hdr    ? ".hdr"
+                                : format == ImageFormat::exr  ? ".exr"
+                                : format == ImageFormat::webp ? ".webp"
+                                                              : nullptr;
+    if (without != nullptr && !profile->isSrgb()) {
+        throw Refusal(fmt::format("--output-profile: a {} gets no profile, and '{}' is one", without, output.path));
     }
     try {
         profile->fromSrgb(cv::Mat(1, 1, CV_32FC3, cv::Scalar::all(0)));
@@ -23,23 +27,73 @@ void checkOutputProfile(const ImageOutput& output, ImageFormat format) {
     }
 }
 
+void checkDepth(const ImageOutput& output, ImageFormat format) {
+    if (!output.depth) {
+        return;
+    }
+    const bool integers = *output.depth == StoredDepth::bytes || *output.depth == StoredDepth::words;
+    const bool wide = *output.depth == StoredDepth::words;
+    bool held = false;
+    switch (format) {
+        case ImageFormat::png:
+        case ImageFormat::jxl:
+            held = integers;
+            break;
+        case ImageFormat::tiff:
+            held = *output.depth != StoredDepth::halves;
+            break;
+        case ImageFormat::exr:
+            held = !integers;
+            break;
+        default:
+            held = integers && !wide && format != ImageFormat::hdr;
+    }
+    if (!held) {
+        throw Refusal("--depth: the format of '" + output.path + "' does not have this depth");
+    }
+}
+
 }  // namespace
 
 void addImageOutput(CLI::App& app, ImageOutput& output, bool required) {
     app.add_option("-o,--output", output.path,
                    optionText("Result image; the extension gives the format: .png (8 or 16 bits), .jpg, .tif (32-bit "
-                              "float, values as they are), .hdr (Radiance, linear)",
+                              "float, values as they are), .hdr (Radiance, linear), .exr (OpenEXR, linear), .webp, "
+                              ".avif, .jxl",
                               "--output result.png"))
         ->type_name("FILE")
         ->required(required);
-    app.add_option("--quality", output.quality, optionText("Quality of a JPEG, 0 to 100", "--quality 90"))
+    app.add_option("--quality", output.quality,
+                   optionText("Quality of a JPEG, WebP, AVIF or JPEG XL, 0 to 100; 100 of JPEG XL is without loss",
+                              "--quality 90"))
         ->type_name("N")
         ->check(integerBetween(0, 100))
         ->default_str(std::to_string(usualQuality));
+    app.add_option("--subsampling", output.subsampling,
+                   optionText("Whether pixels of a JPEG share values of chroma: 444 none, 422 two, 420 four",
+                              "--subsampling 444"))
+        ->type_name("{444,422,420}")
+        ->check(oneOf({"444", "422", "420"}));
     app.add_option("--bits", output.bits, optionText("Bits per channel of a PNG, 8 or 16", "--bits 16"))
         ->type_name("{8,16}")
-        ->check(oneOf({"8", "16"}))
-        ->capture_default_str();
+        ->check(oneOf({"8", "16"}));
+    app.add_option_function<std::string>(
+           "--depth",
+           [&output](const std::string& text) {
+               output.depth = text == "8"      ? StoredDepth::bytes
+                              : text == "16"   ? StoredDepth::words
+                              : text == "half" ? StoredDepth::halves
+                                               : StoredDepth::floats;
+           },
+           optionText("Bits of a channel: 8 or 16 of PNG, TIFF and JPEG XL, float of TIFF, half or float of OpenEXR. "
+                      "Without it a TIFF has floats, an OpenEXR file halves, PNG and JPEG XL 16 bits of a photograph "
+                      "with more than 8, and the others 8",
+                      "--depth 16"))
+        ->type_name("{8,16,half,float}")
+        ->check(oneOf({"8", "16", "half", "float"}))
+        ->excludes("--bits");
+    app.add_flag("--strip", output.strip,
+                 optionText("Leave out the Exif, XMP and IPTC data of the photograph", "--strip"));
 }
 
 void addOutputProfile(CLI::App& app, ImageOutput& output) {
@@ -55,14 +109,20 @@ void checkImageFormat(const ImageOutput& output) {
     const ImageFormat format = imageFormatOf(output.path);
     if (format == ImageFormat::unknown) {
         throw Refusal(output.option + ": '" + output.path +
-                      "' has none of the extensions .png, .jpg, .jpeg, .tif, .tiff, .hdr");
+                      "' has none of the extensions .png, .jpg, .jpeg, .tif, .tiff, .hdr, .exr, .webp, .avif, .jxl");
     }
-    if (output.bits != 8 && format != ImageFormat::png) {
+    if (output.bits == 16 && format != ImageFormat::png) {
         throw Refusal("--bits: only a PNG has 16 bits, and '" + output.path + "' is none");
     }
-    if (output.quality && format != ImageFormat::jpeg) {
-        throw Refusal("--quality: only a JPEG has a quality, and '" + output.path + "' is none");
+    if (output.quality && format != ImageFormat::jpeg && format != ImageFormat::webp && format != ImageFormat::avif &&
+        format != ImageFormat::jxl) {
+        throw Refusal("--quality: only JPEG, WebP, AVIF and JPEG XL have a quality, and '" + output.path +
+                      "' is none of them");
     }
+    if (!output.subsampling.empty() && format != ImageFormat::jpeg) {
+        throw Refusal("--subsampling: only a JPEG has one, and '" + output.path + "' is none");
+    }
+    checkDepth(output, format);
     if (!output.profile.empty()) {
         checkOutputProfile(output, format);
     }

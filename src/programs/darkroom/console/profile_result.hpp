@@ -10,9 +10,12 @@
 
 namespace likeness::darkroom {
 
-/// Gives an object of a result the member `profile` (docs/formats.md). A photograph whose numbers are those of sRGB has
-/// none.
+/// Gives an object of a result the member `profile` (docs/formats.md), and `linear_exposure_ev` where its values are
+/// linear. A photograph whose numbers are those of sRGB has neither.
 inline void addProfile(nlohmann::ordered_json& photograph, const ProfileUse& use) {
+    if (use.linear) {
+        photograph["linear_exposure_ev"] = use.exposure;
+    }
     if (use.origin == ProfileUse::Origin::none && use.problem.empty()) {
         return;
     }

@@ -1,0 +1,25 @@
+/// @file
+/// Entry of the modules that write photographs: `heif` (AVIF), `jxl`, `openexr`.
+#pragma once
+
+#include <opencv2/core.hpp>
+
+#include <string>
+#include <vector>
+
+namespace likeness {
+
+/// How a photograph is written.
+struct EncodingRequest {
+    int quality = 90;                  ///< 0 to 100 of AVIF and JPEG XL; 100 of JPEG XL is without loss
+    bool half = true;                  ///< of OpenEXR: whether values have 16 bits
+    std::vector<unsigned char> icc{};  ///< profile of the colours; empty: sRGB
+};
+
+/// `likeness_write_photograph`. It throws only what shortage of memory throws.
+/// @param bgr      B, G, R: CV_8UC3, of JPEG XL CV_16UC3 too; of OpenEXR CV_32FC3, linear
+/// @param problem  why it cannot be written; empty if it was
+using WritePhotographEntry = void (*)(const cv::Mat& bgr, const EncodingRequest& request,
+                                      std::vector<unsigned char>& bytes, std::string& problem);
+
+}  // namespace likeness

@@ -1,0 +1,74 @@
+#include "photofile/format_modules.hpp"
+
+#include "modules/module_loader.hpp"
+#include "photofile/photoshop_reader.hpp"
+
+namespace likeness {
+
+bool isForModule(const ImageHeader& header, const PhotographSelection& selection) {
+    switch (header.format) {
+        case ImageFileFormat::heic:
+        case ImageFileFormat::avif:
+        case ImageFileFormat::jpegXl:
+        case ImageFileFormat::openExr:
+        case ImageFileFormat::gif:
+        case ImageFileFormat::photoshop:
+            return true;
+        case ImageFileFormat::tiff: {
+            // What the image library has no room for, or would take for something else.
+            const bool usual = header.bits == 1 || header.bits == 8 || header.bits == 16 ||
+                               (header.bits == 32 && header.floats) || header.bits == 0;
+            const bool halves = header.floats && header.bits == 16;
+            return header.cameraRaw || !usual || halves || selection.page > 1;
+        }
+        default:
+            return header.cameraRaw;
+    }
+}
+
+std::string moduleOf(const ImageHeader& header) {
+    if (header.cameraRaw) {
+        return "raw";
+    }
+    switch (header.format) {
+        case ImageFileFormat::heic:
+        case ImageFileFormat::avif:
+            return "heif";
+        case ImageFileFormat::jpegXl:
+            return "jxl";
+        case ImageFileFormat::openExr:
+            return "openexr";
+        case ImageFileFormat::gif:
+            return "gif";
+        case ImageFileFormat::tiff:
+            return "tiff";
+        default:
+            return "";
+    }
+}
+
+PhotographContent readByModule(const ByteSource& source, const ImageHeader& header, const PhotographRequest& request) {
+    if (header.format == ImageFileFormat::photoshop) {
+        return readPhotoshop(source, request);
+    }
+    const auto read = reinterpret_cast<ReadPhotographEntry>(moduleEntry(moduleOf(header), "likeness_read_photograph"));
+    PhotographContent content;
+    read(request, content);
+    return content;
+}
+
+ColorStatement colorStatementOf(const PhotographContent& content) {
+    ColorStatement statement;
+    statement.channels = content.channels <= 2 ? StoredChannels::grey : StoredChannels::rgb;
+    if (!content.icc.empty()) {
+        statement.icc = content.icc;
+    } else if (content.codePoints) {
+        statement = statementOfCodePoints((*content.codePoints)[0], (*content.codePoints)[1]);
+        statement.channels = StoredChannels::rgb;
+    } else if (content.chromaticities) {
+        takeLinearChromaticities(*content.chromaticities, statement);
+    }
+    return statement;
+}
+
+}  // namespace likeness

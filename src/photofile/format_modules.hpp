@@ -1,0 +1,26 @@
+// Formats that are read by a module of their own (modules/photograph_decoder.hpp), or here.
+#pragma once
+
+#include "files/file_access.hpp"
+#include "modules/photograph_decoder.hpp"
+#include "photofile/color_statement.hpp"
+#include "photofile/image_header.hpp"
+
+#include <string>
+
+namespace likeness {
+
+/// Whether a file is for `readByModule`, and not for the readers of usual formats (codecs/image_codecs.hpp).
+bool isForModule(const ImageHeader& header, const PhotographSelection& selection);
+
+/// Name of the module that reads such a file; empty of what is read without one.
+std::string moduleOf(const ImageHeader& header);
+
+/// @throws ModuleProblem  if the module cannot be loaded
+/// @note  It throws what shortage of memory throws, and what `source` throws.
+PhotographContent readByModule(const ByteSource& source, const ImageHeader& header, const PhotographRequest& request);
+
+/// What a file that a module has read says of its colours.
+ColorStatement colorStatementOf(const PhotographContent& content);
+
+}  // namespace likeness

@@ -1,0 +1,172 @@
+// The formats that results are written in, their depths, and the metadata that they keep.
+#include "darkroom/darkroom_program.hpp"
+#include "support/mat_matchers.hpp"
+#include "support/process.hpp"
+#include "support/test_images.hpp"
+
+#include <gtest/gtest.h>
+#include <nlohmann/json.hpp>
+#include <opencv2/imgcodecs.hpp>
+
+#include <filesystem>
+
+namespace likeness::testing {
+namespace {
+
+using nlohmann::json;
+
+class WrittenFormats : public DarkroomProgram {
+protected:
+    json infoOf(const std::string& path) const {
+        return json::parse(expectDone({"info", "--json", path}).out)["files"][0];
+    }
+
+    /// Writes a photograph unchanged, but for what the operation cannot keep.
+    Outcome write(const std::string& in, const std::string& name, const std::vector<std::string>& more = {}) const {
+        std::vector<std::string> arguments{"smooth", in, "--radius", "0", "--eps", "0", "-o", name};
+        arguments.insert(arguments.end(), more.begin(), more.end());
+        return darkroom(arguments);
+    }
+
+    std::vector<std::string> coefficients(const std::string& first, const std::string& second) const {
+        const std::string line = linesOf(expectDone({"compare", first, second, "--quiet"}).out).at(0);
+        return linesOf(line, ',');
+    }
+
+    void expectAlike(const std::string& first, const std::string& second, double least) const {
+        for (const std::string& coefficient : coefficients(first, second)) {
+            EXPECT_GE(std::stod(coefficient), least) << second;
+        }
+    }
+
+    const std::string bytes_ = save("bytes.png", examplePhotograph("coffee.jpg")(cv::Rect(100, 100, 160, 120)));
+};
+
+TEST_F(WrittenFormats, ComeBackAlikeInEveryFormat) {
+    struct Case {
+        std::string name;
+        std::vector<std::string> options;
+        std::string format;
+        int bits;
+        double least;
+    };
+    const Case cases[] = {{"a.exr", {}, "OpenEXR", 16, 0.99},
+                          {"b.exr", {"--depth", "float"}, "OpenEXR", 32, 0.999},
+                          {"a.jxl", {"--quality", "100"}, "JPEG XL", 8, 0.9999},
+                          {"b.jxl", {"--depth", "16", "--quality", "100"}, "JPEG XL", 16, 0.9999},
+                          {"a.avif", {"--quality", "95"}, "AVIF", 8, 0.9},
+                          {"a.webp", {}, "WebP", 8, 0.8},
+                          {"a.tif", {"--depth", "8"}, "TIFF", 8, 0.9999},
+                          {"b.tif", {"--depth", "16"}, "TIFF", 16, 0.999},
+                          {"c.tif", {"--depth", "float"}, "TIFF", 32, 0.999}};
+    for (const Case& one : cases) {
+        SCOPED_TRACE(one.name);
+        const Outcome outcome = write(bytes_, one.name, one.options);
+        if (outcome.err.find("cannot be loaded") != std::string::npos ||
+            outcome.err.find("no AV1 encoder") != std::string::npos) {
+            continue;  // built without this module
+        }
+        ASSERT_EQ(outcome.status, 0) << outcome.err;
+        const json info = infoOf(output(one.name));
+        EXPECT_EQ(info["format"], one.format);
+        EXPECT_EQ(info["bits"], one.bits);
+        expectAlike(bytes_, output(one.name), one.least);
+    }
+}
+
+TEST_F(WrittenFormats, TheDepthFollowsTheInputUnlessAnotherIsAskedFor) {
+    cv::Mat deep;
+    cv::imread(bytes_).convertTo(deep, CV_16U, 257);
+    const std::string words = save("words.png", deep);
+    ASSERT_EQ(write(words, "deep.png").status, 0);
+    EXPECT_EQ(imageLeft("deep.png").depth(), CV_16U);
+    EXPECT_MAT_EQUAL(imageLeft("deep.png"), deep);
+    ASSERT_EQ(write(words, "shallow.png", {"--depth", "8"}).status, 0);
+    EXPECT_EQ(imageLeft("shallow.png").depth(), CV_8U);
+    ASSERT_EQ(write(bytes_, "plain.png").status, 0);
+    EXPECT_EQ(imageLeft("plain.png").depth(), CV_8U);
+}
+
+TEST_F(WrittenFormats, WhatAFormatDoesNotHaveIsRefused) {
+    const std::vector<std::string> begin{"smooth", bytes_, "-o"};
+    const auto refused = [&](const std::vector<std::string>& more, const std::string& message) {
+        std::vector<std::string> all = begin;
+        all.insert(all.end(), more.begin(), more.end());
+        expectRefused(all, message);
+    };
+    refused({"a.jpg", "--depth", "16"}, "--depth: the format of 'a.jpg' does not have this depth");
+    refused({"a.avif", "--depth", "16"}, "--depth: the format of 'a.avif' does not have this depth");
+    refused({"a.exr", "--depth", "8"}, "--depth: the format of 'a.exr' does not have this depth");
+    refused({"a.png", "--depth", "half"}, "--depth: the format of 'a.png' does not have this depth");
+    refused({"a.png", "--subsampling", "444"}, "--subsampling: only a JPEG has one, and 'a.png' is none");
+    refused({"a.webp", "--output-profile", "display-p3"},
+            "--output-profile: a .webp gets no profile, and 'a.webp' is one");
+}
+
+TEST_F(WrittenFormats, SubsamplingIsThatOfTheFrameHeader) {
+    const std::pair<std::string, std::string> cases[] = {{"444", "\x11"}, {"422", "\x21"}, {"420", "\x22"}};
+    for (const auto& [name, factors] : cases) {
+        ASSERT_EQ(write(bytes_, "a.jpg", {"--subsampling", name}).status, 0);
+        const std::string jpeg = contentOf(output("a.jpg"));
+        const std::size_t frame = jpeg.find(std::string("\xFF\xC0\x00\x11", 4));
+        ASSERT_NE(frame, std::string::npos);
+        EXPECT_EQ(jpeg.substr(frame + 11, 1), factors) << name;
+    }
+    const std::string asked = contentOf(output("a.jpg"));
+    ASSERT_EQ(write(bytes_, "b.jpg").status, 0);
+    EXPECT_EQ(contentOf(output("b.jpg")), asked);
+}
+
+/// Fields of the metadata of a file, by exiftool; empty if it is not installed.
+json fieldsOf(const std::string& path) {
+    const Outcome outcome = run({"/usr/bin/env", "exiftool", "-j", "-G1", "-n", path}, std::filesystem::current_path());
+    return outcome.status == 0 ? json::parse(outcome.out)[0] : json();
+}
+
+TEST_F(WrittenFormats, MetadataAreCarriedOverFieldByField) {
+    const std::string in = saveText("in.jpg", contentOf(photo("coffee.jpg")));
+    const Outcome tagged = run(
+        {"/usr/bin/env", "exiftool", "-overwrite_original", "-Make=Maker", "-Model=M 1", "-ExposureTime=1/125",
+         "-FNumber=2.8", "-ISO=200", "-DateTimeOriginal=2024:05:17 12:30:00", "-Orientation#=6", "-GPSLatitude=47.5",
+         "-GPSLatitudeRef=N", "-Software=old", "-XMP-dc:Title=A title", "-IPTC:Keywords=one", in},
+        folder());
+    if (tagged.status == 127) {
+        GTEST_SKIP() << "exiftool is not installed";
+    }
+    ASSERT_EQ(tagged.status, 0) << tagged.err;
+    for (const std::string name : {"a.jpg", "a.png", "a.tif", "a.webp"}) {
+        SCOPED_TRACE(name);
+        const Outcome outcome = write(in, name);
+        ASSERT_EQ(outcome.status, 0) << outcome.err;
+        if (outcome.err.find("cannot be loaded") != std::string::npos) {
+            GTEST_SKIP() << outcome.err;
+        }
+        const json fields = fieldsOf(output(name));
+        EXPECT_EQ(fields["IFD0:Make"], "Maker");
+        EXPECT_EQ(fields["IFD0:Model"], "M 1");
+        EXPECT_EQ(fields["ExifIFD:ExposureTime"], 0.008);
+        EXPECT_EQ(fields["ExifIFD:FNumber"], 2.8);
+        EXPECT_EQ(fields["ExifIFD:ISO"], 200);
+        EXPECT_EQ(fields["ExifIFD:DateTimeOriginal"], "2024:05:17 12:30:00");
+        EXPECT_EQ(fields["IFD0:Orientation"], 1);
+        EXPECT_EQ(fields["GPS:GPSLatitude"], 47.5);
+        EXPECT_EQ(fields["XMP-dc:Title"], "A title");
+        EXPECT_EQ(fields["IFD0:Software"].get<std::string>().rfind("darkroom ", 0), 0U);
+        if (name != "a.webp") {
+            EXPECT_EQ(fields["IPTC:Keywords"], "one");
+        }
+        // The pixels are those of a run that carries nothing.
+        ASSERT_EQ(write(in, "stripped_" + name, {"--strip"}).status, 0);
+        EXPECT_MAT_EQUAL(imageLeft(name), imageLeft("stripped_" + name));
+        EXPECT_FALSE(fieldsOf(output("stripped_" + name)).contains("IFD0:Make"));
+    }
+}
+
+TEST_F(WrittenFormats, NothingIsInvented) {
+    ASSERT_EQ(write(bytes_, "a.jpg").status, 0);
+    ASSERT_EQ(write(bytes_, "b.jpg", {"--strip"}).status, 0);
+    EXPECT_EQ(contentOf(output("a.jpg")), contentOf(output("b.jpg")));
+}
+
+}  // namespace
+}  // namespace likeness::testing

@@ -1,0 +1,309 @@
+// Formats that a module reads, against files that the tools of their own make.
+#include "photofile/format_modules.hpp"
+
+#include <likeness/color/unit_image.hpp>
+#include <likeness/comparison/analysis.hpp>
+#include "modules/module_loader.hpp"
+#include "photofile/managed_colors.hpp"
+#include "photofile/photograph_reader.hpp"
+#include "support/mat_matchers.hpp"
+#include "support/process.hpp"
+#include "support/scratch_directory.hpp"
+#include "support/test_images.hpp"
+
+#include <gtest/gtest.h>
+#include <opencv2/imgcodecs.hpp>
+#include <opencv2/imgproc.hpp>
+
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+
+namespace likeness::testing {
+namespace {
+
+bool hasModule(const std::string& module) {
+    try {
+        moduleEntry(module, "likeness_read_photograph");
+        return true;
+    } catch (const ModuleProblem&) {
+        return false;
+    }
+}
+
+/// Whether a tool could be run and made a file; skips the test if there is no such tool.
+bool made(const std::vector<std::string>& command, const std::string& file) {
+    std::vector<std::string> all{"/usr/bin/env"};
+    all.insert(all.end(), command.begin(), command.end());
+    const Outcome outcome = run(all, std::filesystem::current_path());
+    EXPECT_TRUE(outcome.status == 0 || outcome.status == 127) << command.front() << ": " << outcome.err;
+    return outcome.status == 0 && std::filesystem::exists(file);
+}
+
+#define REQUIRE_TOOL(module, ...)                                                                       \
+    if (!hasModule(module) || !made(__VA_ARGS__)) {                                                     \
+        GTEST_SKIP() << "the module " << module << " or the tool that makes the file is not installed"; \
+    }
+
+cv::Mat smallPhotograph() {
+    return examplePhotograph("cat.jpg")(cv::Rect(100, 60, 90, 70)).clone();
+}
+
+cv::Mat deepPhotograph() {
+    cv::Mat words(70, 90, CV_16UC3);
+    const cv::Mat bytes = smallPhotograph();
+    for (int i = 0; i < words.rows; ++i) {
+        for (int j = 0; j < 3 * words.cols; ++j) {
+            words.ptr<ushort>(i)[j] = static_cast<ushort>(bytes.ptr<uchar>(i)[j] * 256 + (7 * i + 13 * j) % 256);
+        }
+    }
+    return words;
+}
+
+/// As darkroom's commands read it.
+PhotographRead readColors(const std::string& path, const ProfileChoice& choice = {},
+                          PhotographValues values = PhotographValues::stored,
+                          std::uint64_t mostPixels = usualMostPixels) {
+    ManagedColors colors(choice);
+    return readPhotograph(path, values, mostPixels, &colors);
+}
+
+float leastCoefficient(const cv::Mat& first, const cv::Mat& second) {
+    const LikenessCoefficients coefficients = compare(analyze(first), analyze(second));
+    return std::min({coefficients.brightness, coefficients.lightness, coefficients.chroma, coefficients.colorfulness,
+                     coefficients.saturation});
+}
+
+void expectCutOffIsTold(const std::string& path) {
+    const std::string bytes = contentOf(path);
+    const std::string cut = "cut_" + path;
+    std::ofstream(cut, std::ios::binary) << bytes.substr(0, bytes.size() / 2);
+    const PhotographRead read = readColors(cut);
+    EXPECT_TRUE(read.bgr.empty());
+    EXPECT_NE(read.problem.find("cut off"), std::string::npos) << read.problem;
+}
+
+void expectLimitHolds(const std::string& path) {
+    const std::string problem = readColors(path, {}, PhotographValues::stored, 90 * 70 - 1).problem;
+    EXPECT_EQ(problem, ": it is 90 x 70 pixels, and the limit (--max-pixels) is 6299 in all");
+    EXPECT_EQ(readColors(path, {}, PhotographValues::stored, 90 * 70).problem, "");
+}
+
+TEST(FormatModules, LosslessAvifHasThePixelsOfItsSource) {
+    const ScratchDirectory scratch;
+    cv::imwrite("a.png", smallPhotograph());
+    REQUIRE_TOOL("heif", {"avifenc", "--lossless", "a.png", "a.avif"}, "a.avif");
+    const PhotographRead read = readPhotograph("a.avif");
+    EXPECT_MAT_EQUAL(read.bgr, smallPhotograph());
+    EXPECT_EQ(read.bits, 8);
+    expectCutOffIsTold("a.avif");
+    expectLimitHolds("a.avif");
+}
+
+TEST(FormatModules, DeepAvifUsesTheWholeRange) {
+    const ScratchDirectory scratch;
+    cv::imwrite("a.png", deepPhotograph());
+    REQUIRE_TOOL("heif",
+                 {"avifenc", "-d", "10", "-y", "444", "--min", "0", "--max", "0", "--cicp", "1/13/0", "-r", "full",
+                  "a.png", "a.avif"},
+                 "a.avif");
+    const PhotographRead read = readColors("a.avif");
+    ASSERT_EQ(read.problem, "");
+    EXPECT_EQ(read.bits, 10);
+    // Rounding to 10 bits and back; the coder's own loss is below a step of them.
+    EXPECT_MAT_NEAR(toUnit(read.bgr), toUnit(deepPhotograph()), Tolerance{.absolute = 2.0 / 1023});
+}
+
+TEST(FormatModules, HeicIsReadAsItsReferenceDecoderReadsIt) {
+    const ScratchDirectory scratch;
+    cv::imwrite("a.png", smallPhotograph());
+    REQUIRE_TOOL("heif", {"heif-enc", "-q", "90", "a.png", "-o", "a.heic"}, "a.heic");
+    ASSERT_TRUE(made({"heif-convert", "a.heic", "b.png"}, "b.png"));
+    EXPECT_MAT_EQUAL(readPhotograph("a.heic").bgr, cv::imread("b.png"));
+    expectCutOffIsTold("a.heic");
+    expectLimitHolds("a.heic");
+}
+
+TEST(FormatModules, LosslessJpegXlHasThePixelsOfItsSource) {
+    const ScratchDirectory scratch;
+    for (const cv::Mat& image : {smallPhotograph(), deepPhotograph()}) {
+        cv::imwrite("a.png", image);
+        REQUIRE_TOOL("jxl", {"cjxl", "-d", "0", "a.png", "a.jxl"}, "a.jxl");
+        const PhotographRead read = readColors("a.jxl");
+        EXPECT_MAT_EQUAL(read.bgr, image);
+        EXPECT_EQ(read.bits, image.depth() == CV_8U ? 8 : 16);
+    }
+    expectCutOffIsTold("a.jxl");
+    expectLimitHolds("a.jxl");
+}
+
+TEST(FormatModules, LossyJpegXlIsReadAsItsReferenceDecoderReadsIt) {
+    const ScratchDirectory scratch;
+    cv::imwrite("a.png", smallPhotograph());
+    REQUIRE_TOOL("jxl", {"cjxl", "-d", "1", "a.png", "a.jxl"}, "a.jxl");
+    ASSERT_TRUE(made({"djxl", "a.jxl", "b.png"}, "b.png"));
+    // The two round differently where the decoder works in float.
+    EXPECT_MAT_NEAR(toUnit(readColors("a.jxl").bgr), toUnit(cv::imread("b.png")), Tolerance{.absolute = 1.01 / 255});
+}
+
+TEST(FormatModules, AGifIsItsFirstFrame) {
+    const ScratchDirectory scratch;
+    cv::Mat few = smallPhotograph() / 64 * 64;
+    cv::imwrite("a.png", few);
+    cv::imwrite("b.png", cv::Mat(few.size(), few.type(), cv::Scalar(1, 2, 3)));
+    REQUIRE_TOOL("gif", {"convert", "a.png", "b.png", "-interlace", "GIF", "a.gif"}, "a.gif");
+    ASSERT_TRUE(made({"convert", "a.gif[0]", "reference.png"}, "reference.png"));
+    const PhotographRead read = readColors("a.gif");
+    EXPECT_MAT_EQUAL(read.bgr, cv::imread("reference.png"));
+    ASSERT_EQ(read.remarks.size(), 1U);
+    EXPECT_EQ(read.remarks[0], "the first frame of a GIF is taken, without transparency");
+    expectCutOffIsTold("a.gif");
+    expectLimitHolds("a.gif");
+}
+
+TEST(FormatModules, ThePictureOfAPhotoshopDocument) {
+    const ScratchDirectory scratch;
+    for (const cv::Mat& image : {smallPhotograph(), deepPhotograph()}) {
+        for (const char* const compression : {"None", "RLE"}) {
+            cv::imwrite("a.png", image);
+            if (!made({"convert", "a.png", "-compress", compression, "a.psd"}, "a.psd")) {
+                GTEST_SKIP() << "ImageMagick is not installed";
+            }
+            EXPECT_MAT_EQUAL(readColors("a.psd").bgr, image);
+        }
+    }
+    expectCutOffIsTold("a.psd");
+    expectLimitHolds("a.psd");
+}
+
+TEST(FormatModules, PagesTilesAndDepthsOfTiff) {
+    const ScratchDirectory scratch;
+    cv::imwrite("a.png", smallPhotograph());
+    cv::imwrite("b.png", deepPhotograph());
+    REQUIRE_TOOL("tiff", {"convert", "b.png", "a.png", "-compress", "zip", "a.tif"}, "a.tif");
+    EXPECT_MAT_EQUAL(readColors("a.tif").bgr, deepPhotograph());
+    ASSERT_EQ(readColors("a.tif").remarks.size(), 1U);
+    EXPECT_EQ(readColors("a.tif").remarks[0], "the first of its 2 pages is taken; --page takes another");
+    ProfileChoice second;
+    second.selection.page = 2;
+    EXPECT_MAT_EQUAL(readColors("a.tif", second).bgr, smallPhotograph());
+    second.selection.page = 3;
+    EXPECT_EQ(readColors("a.tif", second).problem, ": it has 2 pages, and --page asks for number 3");
+    EXPECT_EQ(readColors("a.png", second).problem, ": --page: PNG is read without pages");
+
+    // The same page in tiles, by planes, as doubles and with 12 bits.
+    const std::vector<std::vector<std::string>> variants = {
+        {"-define", "tiff:tile-geometry=32x16"},
+        {"-interlace", "plane"},
+        {"-define", "quantum:format=floating-point", "-depth", "64"},
+        {"-depth", "12"},
+        {"-depth", "32"}};
+    for (const std::vector<std::string>& variant : variants) {
+        SCOPED_TRACE(variant.back());
+        std::vector<std::string> command{"convert", "b.png", "b.png"};
+        command.insert(command.end(), variant.begin(), variant.end());
+        command.emplace_back("v.tif");
+        ASSERT_TRUE(made(command, "v.tif"));
+        second.selection.page = 2;
+        const PhotographRead read = readColors("v.tif", second);
+        ASSERT_EQ(read.problem, "");
+        ASSERT_TRUE(made({"convert", "v.tif[1]", "-depth", "16", "reference.png"}, "reference.png"));
+        const cv::Mat reference = cv::imread("reference.png", cv::IMREAD_COLOR | cv::IMREAD_ANYDEPTH);
+        EXPECT_MAT_NEAR(toUnit(read.bgr), toUnit(reference), Tolerance{.absolute = 1.01 / 65535});
+    }
+}
+
+/// Linear values of a photograph.
+cv::Mat linearPhotograph() {
+    cv::Mat linear = toUnit(smallPhotograph()).clone();
+    for (auto value = linear.begin<cv::Vec3f>(); value != linear.end<cv::Vec3f>(); ++value) {
+        for (int c = 0; c < 3; ++c) {
+            const float x = (*value)[c];
+            (*value)[c] = x <= 0.04045F ? x / 12.92F : std::pow((x + 0.055F) / 1.055F, 2.4F);
+        }
+    }
+    return linear;
+}
+
+TEST(LinearPhotographs, OfEveryFormatLookLikeTheirEncodedTwin) {
+    const ScratchDirectory scratch;
+    const cv::Mat encoded = toUnit(smallPhotograph());
+    cv::imwrite("a.pfm", linearPhotograph());
+    cv::imwrite("a.hdr", linearPhotograph());
+    cv::imwrite("a.tif", encoded, {cv::IMWRITE_TIFF_COMPRESSION, 5});
+    const cv::Mat pfm = readColors("a.pfm").bgr;
+    EXPECT_MAT_NEAR(pfm, encoded, Tolerance{.absolute = 2e-6});
+    EXPECT_TRUE(readColors("a.pfm").linear);
+    EXPECT_MAT_EQUAL(readColors("a.tif").bgr, encoded);
+    EXPECT_GE(leastCoefficient(pfm, readColors("a.tif").bgr), 0.9999F);
+    // Radiance files share one exponent: 1/256 of the greatest channel.
+    EXPECT_GE(leastCoefficient(pfm, readColors("a.hdr").bgr), 0.99F);
+    EXPECT_GE(leastCoefficient(pfm, smallPhotograph()), 0.999F);
+    if (hasModule("openexr")) {
+        cv::imwrite("a.exr", linearPhotograph());
+        EXPECT_MAT_EQUAL(readColors("a.exr").bgr, pfm);
+        expectCutOffIsTold("a.exr");
+        expectLimitHolds("a.exr");
+    }
+}
+
+TEST(LinearPhotographs, AnExposureMultipliesTheirValues) {
+    const ScratchDirectory scratch;
+    cv::imwrite("half.pfm", cv::Mat(linearPhotograph() * 0.5));
+    cv::imwrite("whole.pfm", linearPhotograph());
+    ProfileChoice choice;
+    choice.exposure = 1;
+    EXPECT_MAT_EQUAL(readColors("half.pfm", choice).bgr, readColors("whole.pfm").bgr);
+    ManagedColors colors(choice);
+    readPhotograph("half.pfm", PhotographValues::stored, usualMostPixels, &colors);
+    EXPECT_EQ(colors.use().remark(), "its linear values are encoded for sRGB at an exposure of +1 EV");
+    // Encoded floats have no exposure.
+    cv::imwrite("a.tif", toUnit(smallPhotograph()), {cv::IMWRITE_TIFF_COMPRESSION, 5});
+    EXPECT_MAT_EQUAL(readColors("a.tif", choice).bgr, toUnit(smallPhotograph()));
+}
+
+TEST(LinearPhotographs, PrimariesOfARadianceFileAreConverted) {
+    const ScratchDirectory scratch;
+    cv::imwrite("a.hdr", cv::Mat(4, 5, CV_32FC3, cv::Scalar(0, 0, 1)));
+    std::string bytes = contentOf("a.hdr");
+    const std::size_t line = bytes.find('\n') + 1;
+    bytes.insert(line, "PRIMARIES= 0.708 0.292 0.170 0.797 0.131 0.046 0.3127 0.3290\n");
+    std::ofstream("wide.hdr", std::ios::binary) << bytes;
+    // Red of BT.2020 lies outside sRGB: BT.2087, table of the inverse of its matrix.
+    const cv::Vec3f red = readColors("wide.hdr").bgr.at<cv::Vec3f>(1, 1);
+    EXPECT_GT(red[2], 1.2F);
+    EXPECT_LT(red[1], 0.0F);
+    EXPECT_LT(red[0], 0.0F);
+}
+
+TEST(DeepPhotographs, ScoreAsTheirEightBitTwins) {
+    const ScratchDirectory scratch;
+    const cv::Mat bytes = examplePhotograph("coffee.jpg");
+    cv::Mat words;
+    bytes.convertTo(words, CV_16U, 257);
+    cv::imwrite("a.png", words);
+    const cv::Mat read = readColors("a.png", {}, PhotographValues::bytesOrFloats).bgr;
+    EXPECT_EQ(read.depth(), CV_32F);
+    EXPECT_GE(leastCoefficient(read, bytes), 0.999F);
+}
+
+TEST(DeepPhotographs, TenBitsInSixteenAreNotDark) {
+    const ScratchDirectory scratch;
+    std::ofstream("a.pgm", std::ios::binary) << "P5\n2 1\n1023\n" << std::string("\x03\xFF\x02\x00", 4);
+    const cv::Mat read = readColors("a.pgm", {}, PhotographValues::bytesOrFloats).bgr;
+    ASSERT_EQ(read.size(), cv::Size(2, 1));
+    EXPECT_NEAR(toUnit(read).at<cv::Vec3f>(0, 0)[0], 1, 1e-6);
+    EXPECT_NEAR(toUnit(read).at<cv::Vec3f>(0, 1)[0], 512.0 / 1023, 1e-5);
+}
+
+TEST(FormatModules, OneThatIsMissingIsNamed) {
+    const ScratchDirectory scratch;
+    std::ofstream("a.jxl", std::ios::binary) << std::string("\xFF\x0A\x00\x00", 4);
+    if (hasModule("jxl")) {
+        GTEST_SKIP() << "the module is installed and loaded";
+    }
+    EXPECT_NE(readColors("a.jxl").problem.find("likeness_jxl.so cannot be loaded"), std::string::npos);
+}
+
+}  // namespace
+}  // namespace likeness::testing
