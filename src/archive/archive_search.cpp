@@ -20,6 +20,9 @@ namespace {
 /// Entries whose bounds are in memory at the same time, in whole blocks: 4 bytes for each.
 constexpr std::size_t entriesAtOnce = std::size_t{1} << 20;
 
+/// Pages of a larger archive are given back behind a search.
+constexpr std::uint64_t keptInMemory = std::uint64_t{1} << 26;
+
 constexpr float impossible = -1;  // bound of what cannot be found
 
 bool before(const ArchiveHit& first, const ArchiveHit& second) {
@@ -49,7 +52,7 @@ public:
             onThreads(asked_.threads, block - firstBlock,
                       [&](std::size_t b) { boundBlock(firstBlock + b, firstEntry); });
             settle(firstEntry);
-            for (std::size_t b = firstBlock; b < block; ++b) {
+            for (std::size_t b = firstBlock; archive_.bytes() > keptInMemory && b < block; ++b) {
                 archive_.forget(b);
             }
         }

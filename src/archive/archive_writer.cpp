@@ -114,6 +114,7 @@ ArchiveUnion::ArchiveUnion(std::vector<const Archive*> archives) : archives_(std
                     }
                 }
             }
+            archive.forget(b);
         }
     }
     // Stable: of equal paths the last one stays the last.
@@ -159,7 +160,18 @@ void ArchiveUnion::select(const std::function<bool(std::size_t k)>& keep) {
 }
 
 ArchiveEntries ArchiveUnion::entries() const {
-    return {places_.size(), [this](std::size_t k) { return archiveOf(k).storedEntry(entryOf(k)); }};
+    return {places_.size(), [this](std::size_t k) {
+                // What was read a while ago is not needed in memory any more.
+                constexpr std::size_t aWhile = std::size_t{1} << 16;
+                if (k % aWhile == 0) {
+                    for (const Archive* archive : archives_) {
+                        for (std::size_t b = 0; b < archive->blocks(); ++b) {
+                            archive->forget(b);
+                        }
+                    }
+                }
+                return archiveOf(k).storedEntry(entryOf(k));
+            }};
 }
 
 }  // namespace likeness

@@ -1,6 +1,7 @@
 // Pairs of photographs to be compared: from lists and from folders.
 #pragma once
 
+#include "batch/image_files.hpp"
 #include "batch/result_record.hpp"
 #include "batch/shard.hpp"
 
@@ -74,11 +75,7 @@ struct FolderPairs {
     PairList pairs;
     std::vector<std::string> unpaired;  ///< paths of image files without a partner
 
-    /// A file that is not looked at.
-    struct LeftOut {
-        std::string path;
-        std::string why;  ///< "has ...": goes on from the path
-    };
+    using LeftOut = LeftOutFile;
     std::vector<LeftOut> leftOut;  ///< in the order of the paths, those of the first folder first
 };
 
