@@ -406,6 +406,13 @@ void Archive::forget(std::size_t block) const noexcept {
     }
 }
 
+void Archive::forgetIfLarge() const noexcept {
+    constexpr std::uint64_t keptInMemory = std::uint64_t{1} << 26;
+    if (length_ > keptInMemory) {
+        ::madvise(const_cast<char*>(bytes_), length_, MADV_DONTNEED);
+    }
+}
+
 std::vector<std::string> Archive::check() const {
     std::vector<std::string> found = damage_;
     std::string before;

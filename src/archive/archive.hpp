@@ -82,6 +82,11 @@ public:
     archive::StoredEntry storedEntry(std::size_t entry) const;
     /// Tells the system that the pages of a block are not needed for now.
     void forget(std::size_t block) const noexcept;
+    /// The same for all of an archive that is large.
+    void forgetIfLarge() const noexcept;
+
+    /// Entries, here and there, whose pages together are worth giving back: the system maps some 64 KiB around each.
+    static constexpr std::size_t worthForgetting = 256;
 
 private:
     struct Block {

@@ -20,8 +20,7 @@ namespace {
 /// Entries whose bounds are in memory at the same time, in whole blocks: 4 bytes for each.
 constexpr std::size_t entriesAtOnce = std::size_t{1} << 20;
 
-/// Pages of a larger archive are given back behind a search.
-constexpr std::uint64_t keptInMemory = std::uint64_t{1} << 26;
+constexpr std::size_t blocksInMemory = 16;
 
 constexpr float impossible = -1;  // bound of what cannot be found
 
@@ -52,9 +51,6 @@ public:
             onThreads(asked_.threads, block - firstBlock,
                       [&](std::size_t b) { boundBlock(firstBlock + b, firstEntry); });
             settle(firstEntry);
-            for (std::size_t b = firstBlock; archive_.bytes() > keptInMemory && b < block; ++b) {
-                archive_.forget(b);
-            }
         }
     }
 
@@ -95,6 +91,9 @@ private:
                     bounds[i + lane] = reaches ? static_cast<float>(bound) : impossible;
                 }
             }
+            if (archive_.blocks() > blocksInMemory) {
+                archive_.forget(number);
+            }
         } catch (const ArchiveDamage& damage) {
             tell(damage);
         }
@@ -121,6 +120,11 @@ private:
             }
         }
         compared_ += hits.size();
+        sinceForgotten_ += hits.size();
+        if (sinceForgotten_ >= Archive::worthForgetting) {
+            sinceForgotten_ = 0;
+            archive_.forgetIfLarge();
+        }
     }
 
     std::optional<ArchiveHit> compared(std::size_t entry) {
@@ -157,7 +161,7 @@ private:
         };
         std::vector<std::uint32_t> candidates;
         std::size_t done = 0;
-        // Twice as many in each round: those of the greatest bounds set the threshold for the others.
+        // Twice as many in each round, up to a limit: those of the greatest bounds set the threshold for the others.
         for (std::size_t round = std::max<std::size_t>(asked_.top, 64); done < bounds_.size(); round *= 2) {
             const double least = threshold();
             if (candidates.empty() && done == 0) {
@@ -168,7 +172,7 @@ private:
                     }
                 }
             }
-            const std::size_t end = std::min(candidates.size(), done + round);
+            const std::size_t end = std::min(candidates.size(), done + std::min(round, Archive::worthForgetting));
             if (done >= candidates.size()) {
                 return;
             }
@@ -203,6 +207,7 @@ private:
     std::set<std::string> damage_;
     std::size_t bounded_ = 0;
     std::size_t compared_ = 0;
+    std::size_t sinceForgotten_ = 0;
 };
 
 }  // namespace

@@ -356,8 +356,8 @@ private:
             console_.warn(fmt::format("... and {} more cannot be read", failed - told));
         }
         fs::remove(unfinished_, error);
-        console_.tell(fmt::format("{}, {} failed; {} added, {} changed, {} removed{}", numberOf(all.size(), "photograph"),
-                                  failed, added_, changed_, removed_,
+        console_.tell(fmt::format("{}, {} failed; {} added, {} changed, {} removed{}",
+                                  numberOf(all.size(), "photograph"), failed, added_, changed_, removed_,
                                   missing_.empty() ? "" : " in " + durationText(secondsSince(begin_))));
         console_.tell("archive is in '" + output_ + "'");
         return failed == 0 ? ExitStatus::done : ExitStatus::outsideLimits;
@@ -430,6 +430,7 @@ Action declareIndex(CLI::App& app) {
                    optionText("File with names of photographs and folders, one a line", "--list names.txt"))
         ->type_name("FILE")
         ->expected(1)
+        ->allow_extra_args(false)
         ->multi_option_policy(CLI::MultiOptionPolicy::TakeAll);
     app.add_option("-o,--output", options->output,
                    optionText("Archive; an existing one is refused without --update, --resume or --overwrite",

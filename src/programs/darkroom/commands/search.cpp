@@ -406,6 +406,7 @@ Action declareSearch(CLI::App& app) {
                               "--min brightness=0.9,chroma=0.8"))
         ->type_name("NAME=VALUE,...")
         ->expected(1)
+        ->allow_extra_args(false)
         ->multi_option_policy(CLI::MultiOptionPolicy::TakeAll);
     app.add_option(
            "--where", options->filters,
@@ -414,6 +415,7 @@ Action declareSearch(CLI::App& app) {
                       "--where 'width>=1000'"))
         ->type_name("COLUMN>=VALUE")
         ->expected(1)
+        ->allow_extra_args(false)
         ->multi_option_policy(CLI::MultiOptionPolicy::TakeAll);
     app.add_flag("--others", options->others,
                  optionText("Leave out the entry that is searched for itself", "--others"));

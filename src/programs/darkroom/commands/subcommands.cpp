@@ -27,6 +27,7 @@ const std::vector<Subcommand>& subcommands() {
         {"batch", "Compare many pairs of photographs, recording every result", declareBatch, true, false},
         {"index", "Analyse photographs once, into an archive that search and pairs compare", declareIndex, true, false},
         {"search", "The photographs of an archive that look most like one", declareSearch},
+        {"pairs", "The pairs of an archive that look alike, and groups of them", declarePairs},
         {"repair", "What can be read of a damaged archive, as an archive", declareRepair, true, false},
         {"merge", "Join the results of shards, or their archives, into one file", declareMerge, true, false},
         {"verify", "Report missing, duplicate and failed pairs, or what is damaged of an archive", declareVerify, true,

@@ -24,6 +24,7 @@ Action declareManual(CLI::App& app);
 Action declareMatchBrightness(CLI::App& app);
 Action declareMerge(CLI::App& app);
 Action declareRepair(CLI::App& app);
+Action declarePairs(CLI::App& app);
 Action declareReport(CLI::App& app);
 Action declareSearch(CLI::App& app);
 Action declareSelftest(CLI::App& app);
