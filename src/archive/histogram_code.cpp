@@ -39,24 +39,30 @@ std::optional<std::uint64_t> countOf(float probability, std::uint64_t counted, F
     return std::nullopt;
 }
 
-/// Bits, the least of each byte first.
+/// Bits, the least of each byte first; the last byte is filled up when the writer goes.
 class BitWriter {
 public:
     explicit BitWriter(std::string& bytes) : bytes_(bytes) {}
+    ~BitWriter() {
+        if (used_ > 0) {
+            bytes_ += static_cast<char>(pending_);
+        }
+    }
+    BitWriter(const BitWriter&) = delete;
+    BitWriter& operator=(const BitWriter&) = delete;
 
+    /// @param count  up to 56
     void put(std::uint64_t bits, unsigned count) {
-        for (unsigned i = 0; i < count; ++i) {
-            if (used_ == 0) {
-                bytes_ += '\0';
-            }
-            const auto bit = static_cast<unsigned>(bits >> i & 1U);
-            bytes_.back() = static_cast<char>(static_cast<unsigned char>(bytes_.back()) | bit << used_);
-            used_ = (used_ + 1) % 8;
+        pending_ |= (bits & ((std::uint64_t{1} << count) - 1)) << used_;
+        for (used_ += count; used_ >= 8; used_ -= 8) {
+            bytes_ += static_cast<char>(pending_ & 255U);
+            pending_ >>= 8U;
         }
     }
 
 private:
     std::string& bytes_;
+    std::uint64_t pending_ = 0;
     unsigned used_ = 0;
 };
 

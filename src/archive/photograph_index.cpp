@@ -37,6 +37,14 @@ bool isCurrent(const ArchivedPhotograph& entry) {
     return stateOf(entry.path) == FileState{true, entry.bytes, entry.modified};
 }
 
+bool hasChecksum(const ArchivedPhotograph& entry) {
+    try {
+        return bytesOf(fingerprintOf(entry.path).sha256) == entry.sha256;
+    } catch (const Refusal&) {
+        return false;
+    }
+}
+
 ArchivedPhotograph indexedPhotograph(const std::string& path, AnalysisTables& tables, std::uint64_t mostPixels,
                                      const AnalysisOptions& options, const ProfileChoice& profiles) {
     ArchivedPhotograph photograph;

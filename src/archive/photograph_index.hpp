@@ -23,6 +23,9 @@ FileState stateOf(const std::string& path);
 /// Whether an entry says what the file at its path still is.
 bool isCurrent(const ArchivedPhotograph& entry);
 
+/// Whether the file at an entry's path has the entry's SHA-256.
+bool hasChecksum(const ArchivedPhotograph& entry);
+
 /// Analyses a photograph and finds the checksum of its file. What is wrong with it is its problem; so is a change while
 /// it is read. Safe to call from several threads, with tables for each.
 /// @throws Refusal  as `analyzePhotograph`

@@ -162,6 +162,28 @@ TEST_F(DarkroomIndex, RepairsWhatIsDamaged) {
     expectDone({"verify", "repaired"});
 }
 
+TEST_F(DarkroomIndex, ServesABatch) {
+    std::string list = "first,second\n";
+    for (int k = 0; k + 1 < photographs; ++k) {
+        list += photograph(k) + ',' + photograph(k + 1) + '\n';
+    }
+    const std::string path = saveText("list.csv", list);
+    bytesOf({}, "a");
+    expectDone({"batch", path, "-o", "plain.jsonl", "--quiet"});
+    expectDone({"batch", path, "-o", "archived.jsonl", "--archive", "a", "--quiet"});
+    EXPECT_TRUE(contentOf(output("archived.jsonl")) == contentOf(output("plain.jsonl")));
+    // What changed since is analysed; where size and time are those of before, the checksum tells.
+    const fs::file_time_type time = fs::last_write_time(photograph(1));
+    std::string bytes = contentOf(photograph(1));
+    std::ofstream(photograph(1), std::ios::binary) << std::string(bytes.size(), 'x');
+    EXPECT_EQ(darkroom({"batch", path, "-o", "changed.jsonl", "--archive", "a", "--quiet"}).status, 1);
+    fs::last_write_time(photograph(1), time);
+    expectDone({"batch", path, "-o", "touched.jsonl", "--archive", "a", "--quiet"});
+    EXPECT_EQ(darkroom({"batch", path, "-o", "checked.jsonl", "--archive", "a", "--check", "--quiet"}).status, 1);
+    expectRefused({"batch", path, "-o", "b.jsonl", "--check"}, "--check: there is no --archive");
+    EXPECT_EQ(darkroom({"batch", path, "-o", "b.jsonl", "--archive", "a", "--hue"}).status, 2);
+}
+
 TEST_F(DarkroomIndex, Refuses) {
     expectRefused({"index", "-o", "a"}, "PHOTOS or --list is required");
     expectRefused({"index", photos(), "-o", "a", "--retry-failed"}, "--retry-failed: there is no --update or --resume");
