@@ -161,8 +161,9 @@ private:
         };
         std::vector<std::uint32_t> candidates;
         std::size_t done = 0;
-        // Twice as many in each round, up to a limit: those of the greatest bounds set the threshold for the others.
-        for (std::size_t round = std::max<std::size_t>(asked_.top, 64); done < bounds_.size(); round *= 2) {
+        // Twice as many in each round: those of the greatest bounds set the threshold for the others.
+        for (std::size_t round = std::max<std::size_t>(asked_.top, 64); done < bounds_.size();
+             round = std::min(2 * round, bounds_.size())) {
             const double least = threshold();
             if (candidates.empty() && done == 0) {
                 const bool full = found_.size() == asked_.top;
@@ -172,7 +173,7 @@ private:
                     }
                 }
             }
-            const std::size_t end = std::min(candidates.size(), done + std::min(round, Archive::worthForgetting));
+            const std::size_t end = std::min(candidates.size(), done + round);
             if (done >= candidates.size()) {
                 return;
             }
@@ -182,8 +183,11 @@ private:
                                  falling);
             }
             // What is left has bounds below those of this round.
-            compare(candidates, done, end, firstEntry);
-            done = end;
+            while (done < end) {
+                const std::size_t some = std::min(end, done + Archive::worthForgetting);
+                compare(candidates, done, some, firstEntry);
+                done = some;
+            }
             if (found_.size() == asked_.top) {
                 const double last = threshold();
                 candidates.erase(

@@ -34,7 +34,7 @@ protected:
 
     void save(int k, int left) const {
         const cv::Mat whole = examplePhotograph(examplePhotographNames()[static_cast<std::size_t>(k) % 4]);
-        ASSERT_TRUE(cv::imwrite(photograph(k), whole(cv::Rect(left, 2 * k, 100 + k, 50 + k)).clone()));
+        ASSERT_TRUE(cv::imwrite(photograph(k), whole(cv::Rect(left, k, 100 + k, 50 + k)).clone()));
     }
 
     std::string photos() const { return input("photos"); }
