@@ -95,10 +95,37 @@ void print(const char* name, const std::vector<Run>& runs) {
                 median(column(runs, [](const Run& r) { return r.peak; })));
 }
 
-void printRatio(const char* name, const std::vector<double>& values) {
-    std::printf("  %-58s %7.2f  (%.2f to %.2f)\n", name, median(values),
-                *std::min_element(values.begin(), values.end()), *std::max_element(values.begin(), values.end()));
+void printRatio(const char* name, const std::vector<double>& values, double target = 0) {
+    std::printf("  %-58s %7.2f  (%.2f to %.2f)", name, median(values), *std::min_element(values.begin(), values.end()),
+                *std::max_element(values.begin(), values.end()));
+    if (target > 0) {
+        std::printf("  target %.2f", target);
+    }
+    std::puts("");
 }
+
+void printPeak(const std::vector<Run>& runs, double target) {
+    std::printf("  %-58s %7.0f MiB", "peak memory of likeness",
+                median(column(runs, [](const Run& r) { return r.peak; })));
+    if (target > 0) {
+        std::printf("  target %.0f", target);
+    }
+    std::puts("");
+}
+
+/// What is to be reached at a size; 0 where nothing is.
+struct Targets {
+    double compare = 0;  ///< `darkroom compare` / decoding both at once
+    double program = 0;  ///< `likeness` with its dumps / the same encoding and writing
+    double peak = 0;     ///< MiB of `likeness`
+};
+
+struct Size {
+    int width;
+    int height;
+    std::size_t fileBytes;  ///< of a photograph with a camera's detail; 0 for an enlarged one with little noise
+    Targets targets = {};
+};
 
 /// What does the least, as processes of their own.
 struct Floors {
@@ -117,17 +144,29 @@ void benchStart(const std::string& darkroom, const Floors& floors, int repetitio
     print("darkroom --version", runs["darkroom"]);
     print("a program linked with core, imgproc", runs["floor"]);
     printRatio("darkroom --version / the program that does nothing",
-               ratios(column(runs["darkroom"], wall), column(runs["floor"], wall)));
+               ratios(column(runs["darkroom"], wall), column(runs["floor"], wall)), 2.0);
+    std::puts("");
+}
+
+/// Memory of the program alone: at this size nothing is to be waited for often.
+void benchPeak(const std::string& program, const std::string& stages, const Size& size) {
+    const std::string w = std::to_string(size.width);
+    const std::string h = std::to_string(size.height);
+    run({stages, "make", "coffee.jpg", w, h, "1", "first.jpg", "0"});
+    run({stages, "make", "cat.jpg", w, h, "2", "second.jpg", "0"});
+    std::printf("%.0f megapixels each (%s x %s)\n", size.width * 1e-6 * size.height, w.c_str(), h.c_str());
+    printPeak({run({program, "first.jpg", "second.jpg"})}, size.targets.peak);
     std::puts("");
 }
 
 void bench(const std::string& program, const std::string& darkroom, const std::string& stages, const Floors& floors,
-           int width, int height, int repetitions, bool literal) {
+           const Size& size, int repetitions, bool literal) {
+    const auto [width, height, fileBytes, targets] = size;
     const std::vector<std::string> pair = {"first.jpg", "second.jpg"};
     const std::string w = std::to_string(width);
     const std::string h = std::to_string(height);
-    run({stages, "make", "coffee.jpg", w, h, "1", pair[0]});
-    run({stages, "make", "cat.jpg", w, h, "2", pair[1]});
+    run({stages, "make", "coffee.jpg", w, h, "1", pair[0], std::to_string(fileBytes)});
+    run({stages, "make", "cat.jpg", w, h, "2", pair[1], std::to_string(fileBytes)});
     std::printf("%.1f megapixels each (%s x %s), files of %.1f and %.1f MB\n", width * 1e-6 * height, w.c_str(),
                 h.c_str(), static_cast<double>(fs::file_size(pair[0])) * 1e-6,
                 static_cast<double>(fs::file_size(pair[1])) * 1e-6);
@@ -191,9 +230,13 @@ void bench(const std::string& program, const std::string& darkroom, const std::s
     const auto cpu = [](const Run& r) { return r.cpu; };
     printRatio("program / floor, whole processes", ratios(column(runs["program"], wall), column(runs["floor"], wall)));
     printRatio("program / decoding at once, three JPEGs, text once",
-               ratios(column(runs["program"], wall), column(runs["once"], wall)));
+               ratios(column(runs["program"], wall), column(runs["once"], wall)), targets.program);
+    printPeak(runs["program"], targets.peak);
     printRatio("darkroom compare / decoding both at once, whole processes",
-               ratios(column(runs["darkroom"], wall), column(runs["both"], wall)));
+               ratios(column(runs["darkroom"], wall), column(runs["both"], wall)), targets.compare);
+    const Run counting = run({stages, "count", pair[0], pair[1]});
+    std::printf("  %-58s %.2f and %.2f  target 1.20\n", "counting the colours, one thread, ns a pixel",
+                counting.decoding, counting.afterDecoding);
     printRatio("darkroom compare / decoding both, whole processes",
                ratios(column(runs["darkroom"], wall), column(runs["decode"], wall)));
     printRatio("darkroom compare / decoding both, processor time",
@@ -232,14 +275,18 @@ int main(int argc, char** argv) {
     const int repetitions = argc > 7 ? std::max(1, std::atoi(argv[7])) : 7;
     if (argc > 8 && std::string(argv[8]) == "small") {
         benchStart(darkroom, floors, repetitions);
-        bench(program, darkroom, stages, floors, 800, 600, repetitions, true);
+        bench(program, darkroom, stages, floors, {800, 600, 0}, repetitions, true);
         return 0;
     }
     std::printf("%u processors, %d repetitions in turn, medians (least to greatest)\n\n",
                 std::thread::hardware_concurrency(), repetitions);
+    constexpr std::size_t megabyte = 1'000'000;
     benchStart(darkroom, floors, repetitions);
-    bench(program, darkroom, stages, floors, 600, 450, repetitions, false);
-    bench(program, darkroom, stages, floors, 3264, 2448, repetitions, true);
-    bench(program, darkroom, stages, floors, 5184, 3456, repetitions, false);
+    bench(program, darkroom, stages, floors, {600, 450, 0, {2.5, 0, 0}}, repetitions, false);
+    bench(program, darkroom, stages, floors, {3264, 2448, 0, {0, 1.25, 170}}, repetitions, true);
+    bench(program, darkroom, stages, floors, {3264, 2448, 4 * megabyte, {1.25, 1.25, 170}}, repetitions, false);
+    bench(program, darkroom, stages, floors, {5184, 3456, 0, {0, 0, 240}}, repetitions, false);
+    bench(program, darkroom, stages, floors, {5184, 3456, 8 * megabyte, {1.25, 0, 240}}, repetitions, false);
+    benchPeak(program, stages, {12240, 8160, 0, {0, 0, 900}});
     return 0;
 }

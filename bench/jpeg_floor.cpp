@@ -1,61 +1,16 @@
 // What nobody can save, without the image library: both JPEG photographs decoded at the same time by libjpeg-turbo straight
 // to B, G, R; on request also three grey JPEG images of the size of the second one encoded and a text written, as the
 // dumps of `likeness` are.
-#include <cstdio>
-#include <cstdlib>
-
-#include <jpeglib.h>
+#include "direct_jpeg.hpp"
 
 #include <algorithm>
-#include <cstddef>
-#include <iostream>
-#include <memory>
 #include <string>
 #include <thread>
 #include <vector>
 
 namespace {
 
-struct CloseFile {
-    void operator()(std::FILE* file) const { std::fclose(file); }
-};
-using File = std::unique_ptr<std::FILE, CloseFile>;
-
-File opened(const char* path, const char* mode) {
-    File file(std::fopen(path, mode));
-    if (file == nullptr) {
-        std::cerr << "cannot open " << path << '\n';
-        std::exit(1);
-    }
-    return file;
-}
-
-struct Picture {
-    std::size_t cols = 0;
-    std::size_t rows = 0;
-    std::unique_ptr<unsigned char[]> bgr;
-};
-
-Picture decoded(const char* path) {
-    const File file = opened(path, "rb");
-    jpeg_error_mgr errors{};
-    jpeg_decompress_struct codec{};
-    codec.err = jpeg_std_error(&errors);
-    jpeg_create_decompress(&codec);
-    jpeg_stdio_src(&codec, file.get());
-    jpeg_read_header(&codec, TRUE);
-    codec.out_color_space = JCS_EXT_BGR;
-    jpeg_start_decompress(&codec);
-    Picture picture{codec.output_width, codec.output_height, {}};
-    picture.bgr.reset(new unsigned char[picture.cols * picture.rows * 3]);
-    while (codec.output_scanline < codec.output_height) {
-        JSAMPROW line = picture.bgr.get() + picture.cols * 3 * codec.output_scanline;
-        jpeg_read_scanlines(&codec, &line, 1);
-    }
-    jpeg_finish_decompress(&codec);
-    jpeg_destroy_decompress(&codec);
-    return picture;
-}
+using namespace likeness::bench;
 
 void encodeGrey(const Picture& picture, std::size_t channel, const char* path) {
     const File file = opened(path, "wb");

@@ -9,7 +9,7 @@
 
 namespace likeness::bench {
 
-cv::Mat photographLike(const char* name, cv::Size size, std::uint64_t seed) {
+cv::Mat photographLike(const char* name, cv::Size size, std::uint64_t seed, float gain) {
     const std::string path = std::string(LIKENESS_EXAMPLE_PHOTOGRAPHS) + "/" + name;
     const cv::Mat original = cv::imread(path, cv::IMREAD_COLOR);
     if (original.empty()) {
@@ -25,11 +25,35 @@ cv::Mat photographLike(const char* name, cv::Size size, std::uint64_t seed) {
         const float* const deviation = noise.ptr<float>(0);
         for (int k = 0; k < 3 * enlarged.cols; ++k) {
             // Variance of read noise and shot noise in 8-bit units, as of a compact camera at a low sensitivity.
-            const float sigma = std::sqrt(1.0F + 0.03F * static_cast<float>(pixel[k]));
+            const float sigma = gain * std::sqrt(1.0F + 0.03F * static_cast<float>(pixel[k]));
             pixel[k] = cv::saturate_cast<uchar>(static_cast<float>(pixel[k]) + sigma * deviation[k]);
         }
     }
     return enlarged;
+}
+
+std::vector<uchar> photographFile(const char* name, cv::Size size, std::uint64_t seed, std::size_t bytes) {
+    std::vector<uchar> file;
+    const auto encode = [&](float gain) {
+        cv::imencode(".jpg", photographLike(name, size, seed, gain), file, {cv::IMWRITE_JPEG_QUALITY, 92});
+        return static_cast<double>(file.size());
+    };
+    if (bytes == 0) {
+        encode(1);
+        return file;
+    }
+    const auto wanted = static_cast<double>(bytes);
+    float low = 0;
+    float high = 16;
+    for (int step = 0; step < 12; ++step) {
+        const float gain = (low + high) / 2;
+        const double got = encode(gain);
+        if (std::abs(got - wanted) < 0.05 * wanted) {
+            break;
+        }
+        (got < wanted ? low : high) = gain;
+    }
+    return file;
 }
 
 }  // namespace likeness::bench

@@ -17,6 +17,8 @@ found_without_dpkg() {
     groff-base) command -v groff ;;
     procps) command -v ps ;;
     slurm-client) command -v sbatch ;;
+    python3 | mypy) command -v "$1" ;;
+    pybind11-dev) has_package pybind11 pybind11Config.cmake ;;
     libopencv-dev) has_package opencv4 OpenCVConfig.cmake ;;
     libjpeg62-turbo-dev) has_package libjpeg - ;;
     libpng-dev) has_package libpng - ;;
@@ -93,6 +95,13 @@ build_packages=(g++ cmake ninja-build "${library_packages[@]}")
 # What the programs need on top, and darkroom alone.
 program_packages=(libfmt-dev libssl-dev liblcms2-dev zlib1g-dev)
 darkroom_packages=("${program_packages[@]}" libcli11-dev nlohmann-json3-dev libexif-dev libsqlite3-dev)
+
+# What the Python package is built with, and needs.
+python_packages=(python3 python3-dev python3-numpy pybind11-dev)
+
+# What its tests and examples need on top.
+python_test_packages=(python3-pytest python3-hypothesis mypy python3-pip python3-setuptools python3-wheel python3-pandas
+    python3-matplotlib python3-skimage python3-distributed)
 
 # What the tests and benchmarks need on top.
 test_packages=(libgtest-dev libbenchmark-dev pkg-config chromium zsh groff-base python3-colorspacious

@@ -17,8 +17,9 @@ constexpr std::string_view imageExtensions[] = {".bmp", ".dib", ".exr", ".hdr", 
                                                 ".jpg", ".pbm", ".pgm", ".pic", ".png",  ".pnm", ".ppm",
                                                 ".pxm", ".ras", ".sr",  ".tif", ".tiff", ".webp"};
 
-/// Why a thing in a folder is no image file to be compared; empty if it is one.
-std::string whyLeftOut(const fs::directory_entry& entry) {
+}  // namespace
+
+std::string whyNoImageFile(const fs::directory_entry& entry) {
     std::error_code error;
     if (entry.is_symlink() && entry.is_directory(error)) {
         return "is a link to a folder, and such links are not followed";
@@ -37,8 +38,6 @@ std::string whyLeftOut(const fs::directory_entry& entry) {
                         std::end(imageExtensions);
     return listed ? "" : "has the extension '" + extension + "', which is none of an image that is read";
 }
-
-}  // namespace
 
 bool isUtf8(std::string_view text) {
     for (std::size_t at = 0; at < text.size();) {
@@ -65,7 +64,7 @@ std::vector<ImageFile> imageFilesIn(const std::string& option, const std::string
             if (entry.is_directory() && !entry.is_symlink()) {
                 continue;
             }
-            if (std::string why = whyLeftOut(entry); !why.empty()) {
+            if (std::string why = whyNoImageFile(entry); !why.empty()) {
                 leftOut.push_back({path, std::move(why)});
                 continue;
             }

@@ -1,6 +1,7 @@
 // The image files of a folder.
 #pragma once
 
+#include <filesystem>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -24,6 +25,9 @@ struct ImageFile {
 /// @throws Refusal  if a folder cannot be read
 std::vector<ImageFile> imageFilesIn(const std::string& option, const std::string& folder,
                                     std::vector<LeftOutFile>& leftOut);
+
+/// Why a thing in a folder is no image file to be compared; empty if it is one.
+std::string whyNoImageFile(const std::filesystem::directory_entry& entry);
 
 /// Whether the text is UTF-8 (RFC 3629) without NUL.
 bool isUtf8(std::string_view text);

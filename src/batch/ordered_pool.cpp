@@ -2,6 +2,7 @@
 
 namespace likeness {
 
-template class OrderedWork<ResultRecord>;
+template class OrderedPoolOf<ResultRecord>;
+template class OrderedPoolOf<PhotographOutcome>;
 
 }  // namespace likeness

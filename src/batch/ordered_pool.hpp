@@ -1,5 +1,6 @@
 #pragma once
 
+#include "batch/photograph_outcome.hpp"
 #include "batch/result_record.hpp"
 #include "files/refusal.hpp"
 
@@ -30,17 +31,17 @@ namespace likeness {
 /// of the workers go, with what they hold, and the record is made again, by the last worker alone if need be. The
 /// records are the same.
 template <typename Record>
-class OrderedWork {
+class OrderedPoolOf {
 public:
     using Work = std::function<Record(std::size_t number)>;
 
     /// @param makeWork  called once on every worker's thread: what it returns belongs to that thread. Where it throws
     ///                  `std::bad_alloc` the worker is given up
-    OrderedWork(std::size_t count, unsigned jobs, std::function<Work()> makeWork);
+    OrderedPoolOf(std::size_t count, unsigned jobs, std::function<Work()> makeWork);
     /// Stops, and waits for the workers.
-    ~OrderedWork();
-    OrderedWork(const OrderedWork&) = delete;
-    OrderedWork& operator=(const OrderedWork&) = delete;
+    ~OrderedPoolOf();
+    OrderedPoolOf(const OrderedPoolOf&) = delete;
+    OrderedPoolOf& operator=(const OrderedPoolOf&) = delete;
 
     /// Waits until the next records are there, at most for `patience`, and moves all that are ready to `records`.
     /// @return  false when all have been handed out, or all that will come after `stop`
@@ -95,11 +96,11 @@ private:
     std::vector<std::thread> workers_;
 };
 
-/// Of the records of pairs.
-using OrderedPool = OrderedWork<ResultRecord>;
+/// Of the pairs of a batch.
+using OrderedPool = OrderedPoolOf<ResultRecord>;
 
 template <typename Record>
-OrderedWork<Record>::OrderedWork(std::size_t count, unsigned jobs, std::function<Work()> makeWork)
+OrderedPoolOf<Record>::OrderedPoolOf(std::size_t count, unsigned jobs, std::function<Work()> makeWork)
     : makeWork_(std::move(makeWork)),
       count_(count),
       window_(std::max<std::size_t>(256, std::size_t{16} * jobs)),
@@ -134,7 +135,7 @@ OrderedWork<Record>::OrderedWork(std::size_t count, unsigned jobs, std::function
 }
 
 template <typename Record>
-OrderedWork<Record>::~OrderedWork() {
+OrderedPoolOf<Record>::~OrderedPoolOf() {
     {
         const std::scoped_lock lock(mutex_);
         closing_ = true;
@@ -148,7 +149,7 @@ OrderedWork<Record>::~OrderedWork() {
 }
 
 template <typename Record>
-void OrderedWork<Record>::stop() {
+void OrderedPoolOf<Record>::stop() {
     const std::scoped_lock lock(mutex_);
     stopping_ = true;
     room_.notify_all();
@@ -156,13 +157,13 @@ void OrderedWork<Record>::stop() {
 }
 
 template <typename Record>
-unsigned OrderedWork<Record>::workers() const {
+unsigned OrderedPoolOf<Record>::workers() const {
     const std::scoped_lock lock(mutex_);
     return std::max(1U, kept_);
 }
 
 template <typename Record>
-void OrderedWork<Record>::run(unsigned worker) {
+void OrderedPoolOf<Record>::run(unsigned worker) {
     {
         std::unique_lock lock(mutex_);
         gate_.wait(lock, [&] { return open_ || (counted_ && worker >= staying_); });
@@ -182,12 +183,12 @@ void OrderedWork<Record>::run(unsigned worker) {
 }
 
 template <typename Record>
-bool OrderedWork<Record>::hasEnded() const {
+bool OrderedPoolOf<Record>::hasEnded() const {
     return closing_ || failure_ != nullptr || (again_.empty() && (stopping_ || begun_ == count_));
 }
 
 template <typename Record>
-bool OrderedWork<Record>::mayBegin() const {
+bool OrderedPoolOf<Record>::mayBegin() const {
     // None begins before the surplus has given its memory back.
     if (starting_ > 0 || working_ > kept_) {
         return false;
@@ -197,13 +198,13 @@ bool OrderedWork<Record>::mayBegin() const {
 
 /// The record to be made next.
 template <typename Record>
-std::size_t OrderedWork<Record>::next() {
+std::size_t OrderedPoolOf<Record>::next() {
     return again_.empty() ? begun_++ : again_.extract(again_.begin()).value();
 }
 
 /// A worker less, which holds nothing any more.
 template <typename Record>
-void OrderedWork<Record>::giveUp(unsigned worker) {
+void OrderedPoolOf<Record>::giveUp(unsigned worker) {
     --working_;
     going_.push_back(worker);
     room_.notify_all();
@@ -211,7 +212,7 @@ void OrderedWork<Record>::giveUp(unsigned worker) {
 }
 
 template <typename Record>
-void OrderedWork<Record>::putAway(std::size_t number, Record record) {
+void OrderedPoolOf<Record>::putAway(std::size_t number, Record record) {
     done_.emplace(number, std::move(record));
     if (number == handedOut_) {
         ready_.notify_all();
@@ -219,7 +220,7 @@ void OrderedWork<Record>::putAway(std::size_t number, Record record) {
 }
 
 template <typename Record>
-void OrderedWork<Record>::work(unsigned worker) {
+void OrderedPoolOf<Record>::work(unsigned worker) {
     Work own;
     try {
         own = makeWork_();
@@ -297,7 +298,7 @@ void OrderedWork<Record>::work(unsigned worker) {
 
 /// Gives back the stacks of the workers that were given up.
 template <typename Record>
-void OrderedWork<Record>::joinThoseThatWent(std::unique_lock<std::mutex>& lock) {
+void OrderedPoolOf<Record>::joinThoseThatWent(std::unique_lock<std::mutex>& lock) {
     if (going_.empty()) {
         return;
     }
@@ -313,7 +314,7 @@ void OrderedWork<Record>::joinThoseThatWent(std::unique_lock<std::mutex>& lock) 
 
 /// One record by the caller, where there is no other worker.
 template <typename Record>
-void OrderedWork<Record>::workHere(std::unique_lock<std::mutex>& lock) {
+void OrderedPoolOf<Record>::workHere(std::unique_lock<std::mutex>& lock) {
     const std::size_t number = next();
     lock.unlock();
     if (!ownWork_) {
@@ -325,7 +326,7 @@ void OrderedWork<Record>::workHere(std::unique_lock<std::mutex>& lock) {
 }
 
 template <typename Record>
-bool OrderedWork<Record>::take(std::vector<Record>& records, std::chrono::milliseconds patience) {
+bool OrderedPoolOf<Record>::take(std::vector<Record>& records, std::chrono::milliseconds patience) {
     records.clear();
     std::unique_lock lock(mutex_);
     const auto ended = [this] { return handedOut_ == count_ || (stopping_ && handedOut_ == begun_); };
@@ -349,6 +350,7 @@ bool OrderedWork<Record>::take(std::vector<Record>& records, std::chrono::millis
     return !records.empty() || !ended();
 }
 
-extern template class OrderedWork<ResultRecord>;
+extern template class OrderedPoolOf<ResultRecord>;
+extern template class OrderedPoolOf<PhotographOutcome>;
 
 }  // namespace likeness

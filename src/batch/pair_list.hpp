@@ -6,6 +6,7 @@
 #include "batch/shard.hpp"
 
 #include <cstdint>
+#include <filesystem>
 #include <istream>
 #include <optional>
 #include <string>

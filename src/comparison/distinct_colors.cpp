@@ -164,19 +164,28 @@ void ColorCounter::enter(const cv::Mat& photograph) {
     // 255 over and leaves 1.
     std::uint8_t* const entries = counts_.data();
     bool* const touched = touched_.data();
-    forEachBlockOfSlots(photograph, [=, this](const std::uint32_t* slots, std::size_t count) {
-        for (std::size_t i = 0; i < count; ++i) {
-            const std::uint32_t slot = slots[i];
-            if constexpr (tracksPieces) {
-                touched[slot / pieceSize] = true;
-            } else {
-                static_cast<void>(touched);
-            }
-            if (++entries[slot] == 0) {
-                entries[slot] = 1;
-                carries_.push_back(slot);
-            }
+    const auto enterOne = [=, this](std::uint32_t slot) {
+        if constexpr (tracksPieces) {
+            touched[slot / pieceSize] = true;
+        } else {
+            static_cast<void>(touched);
         }
+        if (++entries[slot] == 0) {
+            entries[slot] = 1;
+            carries_.push_back(slot);
+        }
+    };
+    // Neighbours are often of one colour, and an increment waits for the last one of its entry: four places of the
+    // block take turns.
+    forEachBlockOfSlots(photograph, [&enterOne](const std::uint32_t* slots, std::size_t count) {
+        const std::size_t quarter = count / 4;
+        for (std::size_t i = 0; i < quarter; ++i) {
+            enterOne(slots[i]);
+            enterOne(slots[i + quarter]);
+            enterOne(slots[i + 2 * quarter]);
+            enterOne(slots[i + 3 * quarter]);
+        }
+        std::for_each(slots + 4 * quarter, slots + count, enterOne);
     });
 }
 

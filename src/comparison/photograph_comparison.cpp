@@ -2,9 +2,11 @@
 
 #include <likeness/comparison/metrics.hpp>
 #include <likeness/comparison/perceptual_metrics.hpp>
+#include "color/photograph_argument.hpp"
 #include "comparison/color_expansion.hpp"
 #include "comparison/correlate_estimate.hpp"
 #include "comparison/photograph_counts.hpp"
+#include "diagnostics/step_count.hpp"
 #include "numerics/beside.hpp"
 
 #include <algorithm>
@@ -260,22 +262,40 @@ AppearanceDistributions appearanceDistributions(const cv::Mat& photograph, const
     return appearanceDistributions(photograph, counter, diagnostics);
 }
 
-AppearanceMaps appearanceMaps(const cv::Mat& image, const Diagnostics& diagnostics) {
+namespace {
+
+/// The maps of the colours, each pixel's.
+AppearanceMaps expanded(CountedAppearance& counted) {
+    for (std::size_t k = 0; k < correlateNames.size(); ++k) {
+        counted.maps[k] = expandColors(counted.maps[k], counted.indices);
+    }
+    counted.maps.hueDegrees = expandColors(counted.maps.hueDegrees, counted.indices);
+    return std::move(counted.maps);
+}
+
+AppearanceMaps mapsOfPixels(const cv::Mat& image, const Diagnostics& diagnostics, const StepDone& stepDone) {
     if (image.empty()) {
         return {};
     }
-    requirePhotograph(image);
-    ColorCounter counter;
-    auto [distributions, maps, indices] = image.type() == CV_32FC3 ? countedAppearance(image, diagnostics)
-                                                                   : countedAppearance(image, counter, diagnostics);
-    if (indices.empty()) {
-        return maps;
+    if (image.depth() == CV_8U) {
+        requirePhotograph(image);
+        ColorCounter counter;
+        CountedAppearance counted = countedAppearance(image, counter, diagnostics, stepDone);
+        return expanded(counted);
     }
-    for (std::size_t k = 0; k < correlateNames.size(); ++k) {
-        maps[k] = expandColors(maps[k], indices);
-    }
-    maps.hueDegrees = expandColors(maps.hueDegrees, indices);
-    return maps;
+    CountedAppearance counted = countedAppearance(unitPhotograph("image", image), diagnostics, stepDone);
+    return counted.indices.empty() ? std::move(counted.maps) : expanded(counted);
+}
+
+}  // namespace
+
+AppearanceMaps appearanceMaps(const cv::Mat& image, const Diagnostics& diagnostics) {
+    return mapsOfPixels(image, diagnostics, noStep);
+}
+
+AppearanceMaps appearanceMaps(const cv::Mat& image, const Watch& watch) {
+    StepCount steps(watch, stepsOfAnalysis);
+    return mapsOfPixels(image, watch.receiver(), [&steps] { steps.step(); });
 }
 
 std::pair<AppearanceDistributions, AppearanceDistributions> analyzePhotographs(const cv::Mat& first,

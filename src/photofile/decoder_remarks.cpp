@@ -2,6 +2,7 @@
 
 #include <unistd.h>
 #include <algorithm>
+#include <atomic>
 #include <iostream>
 #include <sstream>
 #include <streambuf>
@@ -11,6 +12,8 @@ namespace likeness {
 namespace {
 
 thread_local std::string* collected = nullptr;
+
+std::atomic<bool> sorting{false};
 
 std::size_t sortOut(const char* bytes, std::size_t count) {
     constexpr std::size_t most = std::size_t{1} << 16;
@@ -60,9 +63,15 @@ RemarkSorter::RemarkSorter() : buffer_(std::make_unique<SortingBuffer>()) {
     }
 #endif
     previousBuffer_ = std::cerr.rdbuf(buffer_.get());
+    sorting = true;
+}
+
+bool RemarkSorter::isAtWork() noexcept {
+    return sorting;
 }
 
 RemarkSorter::~RemarkSorter() {
+    sorting = false;
     std::cerr.rdbuf(previousBuffer_);
 #ifdef __GLIBC__
     if (sorting_ != nullptr) {

@@ -20,6 +20,9 @@ public:
     RemarkSorter(const RemarkSorter&) = delete;
     RemarkSorter& operator=(const RemarkSorter&) = delete;
 
+    /// Whether there is one.
+    static bool isAtWork() noexcept;
+
 private:
     std::unique_ptr<std::streambuf> buffer_;
     std::streambuf* previousBuffer_ = nullptr;

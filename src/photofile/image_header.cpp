@@ -37,12 +37,30 @@ void readJpeg(HeaderBytes& file, ImageHeader& header) {
     });
 }
 
-/// PNG, third edition, 11.2.1.
+/// Whether there is a tRNS chunk before the pixels of a PNG.
+bool hasTransparentColor(HeaderBytes& file) {
+    std::uint64_t at = 8;
+    for (int chunk = 0; chunk < 4096; ++chunk) {
+        const std::uint64_t length = file.big(at, 4);
+        if (!file.good() || file.holds(at + 4, "IDAT") || file.holds(at + 4, "IEND")) {
+            return false;
+        }
+        if (file.holds(at + 4, "tRNS")) {
+            return true;
+        }
+        at += length + 12;
+    }
+    return false;
+}
+
+/// PNG, third edition, 11.2.1 and 11.3.1.
 void readPng(HeaderBytes& file, ImageHeader& header) {
     if (file.holds(12, "IHDR")) {
         const std::uint64_t width = file.big(16, 4);
         setSize(header, file, width, file.big(20, 4));
         header.bits = static_cast<int>(file.big(24, 1));
+        constexpr std::uint64_t alphaUsed = 4;
+        header.alpha = (file.big(25, 1) & alphaUsed) != 0 || hasTransparentColor(file);
     }
 }
 
@@ -69,6 +87,7 @@ private:
         imageLength = 257,
         bitsPerSample = 258,
         photometricInterpretation = 262,
+        samplesPerPixel = 277,
         subDirectories = 330,
         sampleFormat = 339,
         dngVersion = 0xC612,
@@ -94,6 +113,8 @@ private:
         bool hasChildren = false;
         std::uint64_t width = 0;
         std::uint64_t height = 0;
+        std::uint64_t samples = 1;
+        bool grayOrRgb = false;
         for (std::uint64_t i = 0; i < count; ++i) {
             const std::uint64_t entry = begin + i * entrySize;
             const std::uint64_t tag = number(entry, 2);
@@ -120,7 +141,9 @@ private:
                     constexpr std::uint64_t logLuminance = 32844;
                     constexpr std::uint64_t logLuv = 32845;
                     constexpr std::uint64_t linearRaw = 34892;
+                    constexpr std::uint64_t rgb = 2;  // 0 and 1 are grey
                     const std::uint64_t photometric = firstValue(entry);
+                    grayOrRgb = photometric <= rgb;
                     header_.cameraRaw |= photometric == colorFilterArray || photometric == linearRaw;
                     if (isFirst && (photometric == logLuminance || photometric == logLuv)) {
                         header_.floats = true;
@@ -130,6 +153,9 @@ private:
                 case subDirectories:
                     hasChildren = true;
                     addChildren(entry);
+                    break;
+                case samplesPerPixel:
+                    samples = firstValue(entry);
                     break;
                 case sampleFormat: {
                     constexpr std::uint64_t ieeeFloat = 3;
@@ -148,6 +174,8 @@ private:
         if (isFirst) {
             header_.width = width;
             header_.height = height;
+            header_.alpha =
+                grayOrRgb && (samples == 2 || samples == 4);  // writers often leave out what the last one is
             header_.cameraRaw |= reduced && hasChildren;
         }
         if (!file_.good()) {
@@ -239,11 +267,14 @@ void readBmp(HeaderBytes& file, ImageHeader& header) {
 void readWebp(HeaderBytes& file, ImageHeader& header) {
     header.bits = 8;
     if (file.holds(12, "VP8X")) {
+        constexpr std::uint64_t alphaFlag = 0x10;
         const std::uint64_t width = file.little(24, 3) + 1;
         setSize(header, file, width, file.little(27, 3) + 1);
+        header.alpha = (file.little(20, 1) & alphaFlag) != 0;
     } else if (file.holds(12, "VP8L")) {
         const std::uint64_t sides = file.little(21, 4);
         setSize(header, file, (sides & 0x3FFF) + 1, (sides >> 14 & 0x3FFF) + 1);
+        header.alpha = (sides >> 28 & 1) != 0;
     } else if (file.holds(12, "VP8 ")) {
         const std::uint64_t width = file.little(26, 2) & 0x3FFF;
         setSize(header, file, width, file.little(28, 2) & 0x3FFF);
@@ -262,7 +293,9 @@ void readJpeg2000Codestream(HeaderBytes& file, std::uint64_t at, ImageHeader& he
     if (right > left && bottom > top) {
         setSize(header, file, right - left, bottom - top);
     }
+    const std::uint64_t components = file.big(at + 40, 2);
     const std::uint64_t depth = file.big(at + 42, 1);
+    header.alpha = file.good() && (components == 2 || components == 4);
     header.bits = file.good() ? static_cast<int>(depth & 0x7F) + 1 : 0;
 }
 
@@ -352,6 +385,11 @@ void readPortable(HeaderBytes& file, char kind, ImageHeader& header) {
                 header.height = text.number();
             } else if (word == "MAXVAL") {
                 header.bits = bitsFor(text.number());
+            } else if (word == "TUPLTYPE") {
+                constexpr std::string_view ending = "_ALPHA";
+                const std::string type = text.word();
+                header.alpha = type.size() > ending.size() &&
+                               type.compare(type.size() - ending.size(), ending.size(), ending) == 0;
             }
         }
         return;
@@ -368,6 +406,22 @@ void readPortableFloat(HeaderBytes& file, ImageHeader& header) {
     header.height = text.number();
     header.bits = 32;
     header.floats = true;
+}
+
+/// Whether a channel of an OpenEXR file is called A. Each has its name, ended by a zero, and 16 bytes.
+bool hasChannelA(const std::vector<unsigned char>& channels) {
+    constexpr std::size_t rest = 16;
+    for (auto name = channels.begin(); name != channels.end() && *name != 0;) {
+        const auto end = std::find(name, channels.end(), 0);
+        if (end - name == 1 && *name == 'A') {
+            return true;
+        }
+        if (static_cast<std::size_t>(channels.end() - end) <= rest) {
+            return false;
+        }
+        name = end + 1 + rest;
+    }
+    return false;
 }
 
 /// Attributes of the first part's header: a name and a type, each ended by a zero, the size of the value, the value.
@@ -391,6 +445,10 @@ void readOpenExr(HeaderBytes& file, ImageHeader& header) {
         at += 4;
         if (!file.good()) {
             return;
+        }
+        if (words[0] == "channels" && words[1] == "chlist") {  // written before the window: by name
+            constexpr std::uint64_t longestList = std::uint64_t{1} << 16;
+            header.alpha = hasChannelA(file.bytes(at, static_cast<std::size_t>(std::min(size, longestList))));
         }
         if (words[0] == "dataWindow" && words[1] == "box2i" && size == 16) {
             const auto side = [&](std::uint64_t from, std::uint64_t to) {

@@ -29,6 +29,7 @@ struct ImageHeader {
     std::uint64_t height = 0;  ///< likewise
     int bits = 0;              ///< of a channel; 0 where the header does not tell
     bool floats = false;       ///< whether the values are floating-point numbers
+    bool alpha = false;        ///< whether the header tells of an alpha channel or a transparent colour
     bool cameraRaw = false;    ///< a camera's raw file: what image readers find in it is an embedded preview
 
     /// @return  width x height, the greatest value if it is beyond all measure; 0 if the size is not known

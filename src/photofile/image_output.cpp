@@ -8,6 +8,7 @@
 #include "photofile/clipping.hpp"
 #include "photofile/managed_colors.hpp"
 #include "photofile/profile_tagging.hpp"
+#include "photofile/space_mark.hpp"
 
 #include <fmt/format.h>
 
@@ -56,6 +57,9 @@ void encodeAndReplace(const ImageOutput& output, const char* extension, const cv
     }
     if (profile != nullptr) {
         tag(output, bytes, *profile);
+    }
+    if (!output.mark.empty()) {
+        addSpaceMark(bytes, output.mark);
     }
     replaceFile(output.path, {reinterpret_cast<const char*>(bytes.data()), bytes.size()});
 }

@@ -25,6 +25,7 @@ struct ImageOutput {
     int bits = 8;                     ///< of PNG, 8 or 16
     std::string option = "--output";  ///< the option that gave the path, for refusals
     std::string profile{};            ///< of a picture: a name or a file (`profileAsked`); empty: sRGB
+    std::string mark{};               ///< a text for `space_mark.hpp`; empty: none
 
     /// A second result with the same settings, as far as its format has them, under the path that `otherOption` gave.
     ImageOutput at(std::string otherPath, std::string otherOption) const;

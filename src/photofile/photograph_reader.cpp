@@ -2,6 +2,7 @@
 
 #include <likeness/color/srgb_companding.hpp>
 #include "codecs/image_codecs.hpp"
+#include "files/standard_input.hpp"
 #include "modules/module_loader.hpp"
 #include "numerics/beside.hpp"
 #include "photofile/decoder_remarks.hpp"
@@ -19,6 +20,7 @@
 #include <memory>
 #include <mutex>
 #include <new>
+#include <optional>
 #include <shared_mutex>
 #include <utility>
 
@@ -285,9 +287,33 @@ cv::Mat decodedAs(PhotographValues values, const std::string& path, const ImageH
     return image;
 }
 
+/// Whether every pixel counts in full.
+bool isOpaque(const cv::Mat& alpha) {
+    double least = 0;
+    cv::minMaxLoc(alpha, &least);
+    return least >= (alpha.depth() == CV_8U ? 255 : alpha.depth() == CV_16U ? 65535 : 1);
+}
+
+/// What is lost with the alpha channel that a header tells of; empty if nothing.
+/// @throws MachineFailure
+std::string lostWithAlpha(const std::string& path, const ImageHeader& header) {
+    const RemarkCollector heardAlready;
+    const cv::Mat stored = decodedOrMachineFailure(path, cv::IMREAD_UNCHANGED, header);
+    if (stored.channels() == 4) {
+        cv::Mat alpha;
+        cv::extractChannel(stored, alpha, 3);
+        if (isOpaque(alpha)) {
+            return {};
+        }
+    }
+    return "its alpha channel is left out: transparent pixels count with the colours that the file has there";
+}
+
+/// @param tellsOfAlpha  whether an alpha channel that is not opaque throughout is a remark
 template <typename LinesOf>
-PhotographRead readCollecting(const std::string& path, PhotographValues values, std::uint64_t mostPixels,
-                              ColorReading* colors, LinesOf linesOf, cv::Mat room = {}) {
+PhotographRead readCollecting(const std::string& name, PhotographValues values, std::uint64_t mostPixels,
+                              ColorReading* colors, bool tellsOfAlpha, LinesOf linesOf, cv::Mat room = {}) {
+    const std::string path = placeOfInput(name);
     PhotographRead result;
     Inspected found;
     const ImageHeader& header = found.header;
@@ -303,12 +329,20 @@ PhotographRead readCollecting(const std::string& path, PhotographValues values, 
         return result;
     }
     try {
-        const RemarkCollector collector;
-        result.bgr = decodedAs(found.otherColors ? PhotographValues::stored : values, path, header, std::move(room));
-        if (found.otherColors && !result.bgr.empty()) {
-            result.bgr = colors->converted(result.bgr);
+        {
+            const RemarkCollector collector;
+            result.bgr =
+                decodedAs(found.otherColors ? PhotographValues::stored : values, path, header, std::move(room));
+            if (found.otherColors && !result.bgr.empty()) {
+                result.bgr = colors->converted(result.bgr);
+            }
+            result.remarks = linesOf(collector);
         }
-        result.remarks = linesOf(collector);
+        if (tellsOfAlpha && header.alpha && !result.bgr.empty()) {
+            if (std::string lost = lostWithAlpha(path, header); !lost.empty()) {
+                result.remarks.push_back(std::move(lost));
+            }
+        }
     } catch (const std::bad_alloc&) {
         throw machineFailure(path, ENOMEM);
     } catch (const cv::Exception& error) {
@@ -336,8 +370,8 @@ PhotographRead readCollecting(const std::string& path, PhotographValues values, 
 }
 
 PhotographRead readWithAllRemarks(const std::string& path, PhotographValues values, std::uint64_t mostPixels,
-                                  ColorReading* colors) {
-    return readCollecting(path, values, mostPixels, colors,
+                                  ColorReading* colors, bool tellsOfAlpha) {
+    return readCollecting(path, values, mostPixels, colors, tellsOfAlpha,
                           [](const RemarkCollector& collector) { return collector.allLines(); });
 }
 
@@ -345,9 +379,13 @@ PhotographRead readWithAllRemarks(const std::string& path, PhotographValues valu
 
 PhotographRead readPhotograph(const std::string& path, PhotographValues values, std::uint64_t mostPixels,
                               ColorReading* colors) {
-    silenceImageLibrary();
-    const RemarkSorter sorter;
-    return readWithAllRemarks(path, values, mostPixels, colors);
+    // Where many are read at the same time, whoever has them read sorts what is printed.
+    std::optional<RemarkSorter> sorter;
+    if (!RemarkSorter::isAtWork()) {
+        silenceImageLibrary();
+        sorter.emplace();
+    }
+    return readWithAllRemarks(path, values, mostPixels, colors, true);
 }
 
 std::pair<PhotographRead, PhotographRead> readPhotographPair(const std::string& first, const std::string& second,
@@ -355,8 +393,9 @@ std::pair<PhotographRead, PhotographRead> readPhotographPair(const std::string& 
                                                              ColorReading* firstColors, ColorReading* secondColors) {
     silenceImageLibrary();
     const RemarkSorter sorter;
-    auto reading = beside([&] { return readWithAllRemarks(second, values, mostPixels, secondColors); });
-    PhotographRead firstRead = readWithAllRemarks(first, values, mostPixels, firstColors);
+    auto reading =
+        beside([&] { return readWithAllRemarks(second, values, mostPixels, secondColors, secondColors != nullptr); });
+    PhotographRead firstRead = readWithAllRemarks(first, values, mostPixels, firstColors, firstColors != nullptr);
     try {
         return {firstRead, reading.get()};
     } catch (const MachineFailure&) {
@@ -370,7 +409,7 @@ std::pair<PhotographRead, PhotographRead> readPhotographPair(const std::string& 
 PhotographRead readPhotographAmongOthers(const std::string& path, PhotographValues values, std::uint64_t mostPixels,
                                          ColorReading* colors, cv::Mat room) {
     return readCollecting(
-        path, values, mostPixels, colors, [](const RemarkCollector& collector) { return collector.lines(); },
+        path, values, mostPixels, colors, true, [](const RemarkCollector& collector) { return collector.lines(); },
         std::move(room));
 }
 

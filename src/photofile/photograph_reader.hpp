@@ -29,15 +29,17 @@ enum class PhotographValues {
 /// Kept floats are gamma-encoded: those of a Radiance file (.hdr), which are linear by definition, are encoded with the
 /// curve of sRGB; all others are taken as they are.
 struct PhotographRead {
-    cv::Mat bgr;                       ///< CV_8UC3, CV_16UC3 or CV_32FC3, for grey with one channel; empty if there is
-                                       ///< a problem
-    std::vector<std::string> remarks;  ///< lines of the format libraries, such as "Premature end of JPEG file"
-    std::string problem;               ///< what follows "cannot read 'PATH'", such as " as an image"; empty if it was
-                                       ///< read
-    bool opened = false;               ///< whether the file could be opened
-    int bits = 0;                      ///< of a channel in the file; 0 if not known
-    bool floats = false;               ///< whether the file holds floats
-    bool linear = false;               ///< whether they are linear by definition
+    cv::Mat bgr;  ///< CV_8UC3, CV_16UC3 or CV_32FC3, for grey with one channel; empty if there is
+                  ///< a problem
+    std::vector<std::string>
+        remarks;          ///< lines of the format libraries, such as "Premature end of JPEG file", and that
+                          ///< an alpha channel which is not opaque throughout is left out
+    std::string problem;  ///< what follows "cannot read 'PATH'", such as " as an image"; empty if it was
+                          ///< read
+    bool opened = false;  ///< whether the file could be opened
+    int bits = 0;         ///< of a channel in the file; 0 if not known
+    bool floats = false;  ///< whether the file holds floats
+    bool linear = false;  ///< whether they are linear by definition
 
     /// The problem without the system's reason why the file cannot be opened.
     std::string imageProblem() const { return opened || problem.empty() ? problem : " as an image"; }
@@ -75,7 +77,7 @@ public:
 /// what cannot be read as an image, or has more pixels than the image library accepts.
 ///
 /// For front ends: while it runs, the process's standard error is sorted (photofile/decoder_remarks.hpp), because the
-/// format libraries print there themselves. One call at a time.
+/// format libraries print there themselves. One call at a time, unless a `RemarkSorter` is at work already.
 /// @param colors  if it is not null, asked whether the numbers are to be converted; `bgr` is then CV_32FC3 whatever
 ///                `values` says
 /// @throws MachineFailure
@@ -84,7 +86,7 @@ PhotographRead readPhotograph(const std::string& path, PhotographValues values =
 
 /// Two files, each as `readPhotograph` reads it, decoded at the same time on two threads. Where the first cannot be read,
 /// a failure of the machine with the second is not told.
-/// @param firstColors, secondColors  two objects, or null
+/// @param firstColors, secondColors  two objects, or null: then nothing is said of an alpha channel
 std::pair<PhotographRead, PhotographRead> readPhotographPair(const std::string& first, const std::string& second,
                                                              PhotographValues values = PhotographValues::bytes,
                                                              std::uint64_t mostPixels = usualMostPixels,

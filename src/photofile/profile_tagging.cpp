@@ -19,6 +19,8 @@ void append(Bytes& bytes, std::string_view text) {
     bytes.insert(bytes.end(), text.begin(), text.end());
 }
 
+constexpr std::size_t behindPngHeader = 8 + 12 + 13;  ///< signature and chunk IHDR
+
 void appendNumber(Bytes& bytes, std::uint64_t value, std::size_t size, bool bigEndian = true) {
     for (std::size_t k = 0; k < size; ++k) {
         const std::size_t shift = 8 * (bigEndian ? size - 1 - k : k);
@@ -79,7 +81,6 @@ void tagJpeg(Bytes& jpeg, const ColorProfile& profile) {
 }
 
 void tagPng(Bytes& png, const ColorProfile& profile) {
-    constexpr std::size_t behindHeader = 8 + 12 + 13;
     Bytes chunks;
     if (profile.isSrgb()) {
         constexpr unsigned char relativeColorimetric = 1;
@@ -94,14 +95,26 @@ void tagPng(Bytes& png, const ColorProfile& profile) {
         data.insert(data.end(), packed.begin(), packed.end());
         appendChunk(chunks, "iCCP", data);
     }
-    insertAt(png, behindHeader, chunks);
+    insertAt(png, behindPngHeader, chunks);
+}
+
+void addToPng(Bytes& png, std::string_view type, const Bytes& data) {
+    Bytes chunk;
+    appendChunk(chunk, type, data);
+    insertAt(png, behindPngHeader, chunk);
 }
 
 void tagTiff(Bytes& tiff, const ColorProfile& profile) {
-    constexpr std::uint64_t interColorProfile = 34675;
-    constexpr std::uint64_t undefinedType = 7;
+    constexpr unsigned interColorProfile = 34675;
+    constexpr unsigned undefinedType = 7;
+    if (!addToTiff(tiff, interColorProfile, undefinedType, profile.icc())) {
+        throw ProfileProblem(" '" + profile.description() + "' has no room in a TIFF of this size");
+    }
+}
+
+bool addToTiff(Bytes& tiff, unsigned tag, unsigned type, const Bytes& data) {
     constexpr std::size_t entrySize = 12;
-    const auto fail = [] { throw std::logic_error("the image library wrote a TIFF that cannot be given a profile"); };
+    const auto fail = [] { throw std::logic_error("the image library wrote a TIFF that cannot be given a tag"); };
     if (tiff.size() < 8) {
         fail();
     }
@@ -123,20 +136,20 @@ void tagTiff(Bytes& tiff, const ColorProfile& profile) {
         tiff.resize(tiff.size() + tiff.size() % 2);
         return tiff.size();
     };
-    const std::size_t profileAt = startAtWord();
-    tiff.insert(tiff.end(), profile.icc().begin(), profile.icc().end());
-    const std::size_t newDirectory = startAtWord();
-    if (newDirectory > 0xFFFFFFFF - 1024 * 1024) {
-        throw ProfileProblem(" '" + profile.description() + "' has no room in a TIFF of this size");
+    if (tiff.size() + data.size() > 0xFFFFFFFF - 1024 * 1024) {
+        return false;
     }
+    const std::size_t dataAt = startAtWord();
+    tiff.insert(tiff.end(), data.begin(), data.end());
+    const std::size_t newDirectory = startAtWord();
 
     Bytes entry;
-    appendNumber(entry, interColorProfile, 2, bigEndian);
-    appendNumber(entry, undefinedType, 2, bigEndian);
-    appendNumber(entry, profile.icc().size(), 4, bigEndian);
-    appendNumber(entry, profileAt, 4, bigEndian);
+    appendNumber(entry, tag, 2, bigEndian);
+    appendNumber(entry, type, 2, bigEndian);
+    appendNumber(entry, data.size(), 4, bigEndian);
+    appendNumber(entry, dataAt, 4, bigEndian);
     std::size_t before = 0;  // entries stand in the order of their tags
-    while (before < count && number(directory + 2 + before * entrySize, 2) < interColorProfile) {
+    while (before < count && number(directory + 2 + before * entrySize, 2) < tag) {
         ++before;
     }
     Bytes written;
@@ -152,6 +165,7 @@ void tagTiff(Bytes& tiff, const ColorProfile& profile) {
     Bytes place;
     appendNumber(place, newDirectory, 4, bigEndian);
     std::copy(place.begin(), place.end(), tiff.begin() + 4);
+    return true;
 }
 
 }  // namespace likeness

@@ -3,6 +3,7 @@
 
 #include "photofile/color_profile.hpp"
 
+#include <string_view>
 #include <vector>
 
 namespace likeness {
@@ -13,6 +14,17 @@ void tagJpeg(std::vector<unsigned char>& jpeg, const ColorProfile& profile);
 
 /// Puts the chunk iCCP behind the header of a PNG; for sRGB the chunks sRGB and gAMA.
 void tagPng(std::vector<unsigned char>& png, const ColorProfile& profile);
+
+/// Puts a chunk behind the header of a PNG.
+/// @param type  its four letters
+void addToPng(std::vector<unsigned char>& png, std::string_view type, const std::vector<unsigned char>& data);
+
+/// Gives the first directory of a TIFF a tag that it does not have: data and directory are written anew at the end.
+/// @param tiff  of an encoder, not BigTIFF, in either byte order
+/// @param type  of the values, which have one byte each
+/// @param data  of more than four bytes
+/// @return      false if the file has no room for it
+bool addToTiff(std::vector<unsigned char>& tiff, unsigned tag, unsigned type, const std::vector<unsigned char>& data);
 
 /// Gives the first directory of a TIFF the tag InterColorProfile: profile and directory are written anew at the end.
 /// @param tiff  of an encoder, not BigTIFF, in either byte order, without the tag

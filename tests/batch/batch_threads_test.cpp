@@ -1,13 +1,17 @@
 // What the workers of a batch share.
 #include "batch/analysis_cache.hpp"
 #include "batch/ordered_pool.hpp"
+#include "batch/pair_bench.hpp"
 #include "files/refusal.hpp"
 #include "photofile/decoder_remarks.hpp"
 
 #include <gtest/gtest.h>
 
 #include <atomic>
+#include <chrono>
 #include <cstdio>
+#include <future>
+#include <mutex>
 #include <set>
 #include <thread>
 
@@ -265,6 +269,121 @@ TEST(RemarkCollector, GetsTheLinesOfItsThread) {
     for (std::thread& thread : threads) {
         thread.join();
     }
+}
+
+AnalysisCache::Shared analysisNamed(const std::string& name) {
+    PhotographAnalysis analysis;
+    analysis.remarks = {name};
+    return std::make_shared<const PhotographAnalysis>(analysis);
+}
+
+TEST(PairBench, AnalysesBothAtOnceWhereACoreIsIdle) {
+    FreeCores cores(2);
+    PairBench bench(cores);
+    std::promise<void> secondBegan;
+    std::set<const AnalysisTables*> tables;
+    std::mutex mutex;
+    const auto [first, second] = bench.analyze("a", "b", [&](const std::string& path, AnalysisTables& own) {
+        if (path == "b") {
+            secondBegan.set_value();
+        } else if (secondBegan.get_future().wait_for(std::chrono::seconds(20)) != std::future_status::ready) {
+            ADD_FAILURE() << "the second photograph waits for the first";
+        }
+        const std::scoped_lock lock(mutex);
+        tables.insert(&own);
+        return analysisNamed(path);
+    });
+    EXPECT_EQ(first->remarks, std::vector<std::string>{"a"});
+    EXPECT_EQ(second->remarks, std::vector<std::string>{"b"});
+    EXPECT_EQ(tables.size(), 2U);
+    EXPECT_TRUE(cores.takeIdle()) << "the second core was not given back";
+}
+
+TEST(PairBench, AnalysesOneAfterTheOtherWhereNoCoreIsIdle) {
+    FreeCores cores(2);
+    PairBench bench(cores);
+    std::vector<std::string> order;
+    const auto here = [&, caller = std::this_thread::get_id()](const std::string& path, AnalysisTables&) {
+        EXPECT_EQ(std::this_thread::get_id(), caller);
+        order.push_back(path);
+        return analysisNamed(path);
+    };
+    {
+        const PairBench another(cores);
+        bench.analyze("a", "b", here);
+    }
+    EXPECT_EQ(order, (std::vector<std::string>{"a", "b"}));
+    bench.analyze("c", "c", here);  // nothing to be done at once
+    EXPECT_EQ(order, (std::vector<std::string>{"a", "b", "c", "c"}));
+}
+
+TEST(PairBench, NeverMoreAtWorkThanCores) {
+    constexpr int most = 3;
+    FreeCores cores(most);
+    std::atomic<int> working{0};
+    std::atomic<int> greatest{0};
+    const auto analyze = [&](const std::string& path, AnalysisTables&) {
+        const int now = ++working;
+        int before = greatest;
+        while (now > before && !greatest.compare_exchange_weak(before, now)) {
+        }
+        std::this_thread::sleep_for(milliseconds(1));
+        --working;
+        return analysisNamed(path);
+    };
+    {
+        PairBench one(cores);
+        PairBench two(cores);
+        std::thread other([&] {
+            for (int k = 0; k < 20; ++k) {
+                two.analyze("c", "d", analyze);
+            }
+        });
+        for (int k = 0; k < 20; ++k) {
+            one.analyze("a", "b", analyze);
+        }
+        other.join();
+    }
+    EXPECT_LE(greatest, most);
+    EXPECT_GT(greatest, 1);
+}
+
+TEST(PairBench, WithoutMemoryForBothAtOnceOneFollowsTheOther) {
+    for (const std::string shortOf : {"a", "b"}) {
+        FreeCores cores(4);
+        PairBench bench(cores);
+        const auto caller = std::this_thread::get_id();
+        std::atomic<int> shortages{0};
+        std::vector<std::string> remade;
+        const auto analyze = [&](const std::string& path, AnalysisTables&) {
+            if (shortages == 0 && path == shortOf) {
+                ++shortages;
+                throw MemoryShortage("too little");
+            }
+            if (shortages > 0 && std::this_thread::get_id() == caller) {
+                remade.push_back(path);
+            }
+            return analysisNamed(path);
+        };
+        const auto [first, second] = bench.analyze("a", "b", analyze);
+        EXPECT_EQ(first->remarks, std::vector<std::string>{"a"});
+        EXPECT_EQ(second->remarks, std::vector<std::string>{"b"});
+        EXPECT_EQ(remade.back(), "b");
+        EXPECT_FALSE(cores.takeIdle());
+    }
+}
+
+TEST(PairBench, OtherFailuresAreTheFirstPhotographs) {
+    FreeCores cores(2);
+    PairBench bench(cores);
+    const auto analyze = [](const std::string& path, AnalysisTables&) -> AnalysisCache::Shared { throw Refusal(path); };
+    try {
+        bench.analyze("a", "b", analyze);
+        FAIL();
+    } catch (const Refusal& refusal) {
+        EXPECT_STREQ(refusal.what(), "a");
+    }
+    EXPECT_TRUE(cores.takeIdle());
 }
 
 }  // namespace

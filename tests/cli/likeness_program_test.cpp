@@ -236,9 +236,33 @@ TEST_F(LikenessProgram, AlphaIsDropped) {
     cv::Mat transparent;
     cv::merge(planes, transparent);
     const std::string reference = save("opaque.png", opaque);
-    EXPECT_EQ(compare(save("transparent.png", transparent), photo("cat.jpg"), folder()).out,
-              compare(reference, photo("cat.jpg"), folder()).out);
+    const Outcome outcome = compare(save("transparent.png", transparent), photo("cat.jpg"), folder());
+    EXPECT_EQ(outcome.out, compare(reference, photo("cat.jpg"), folder()).out);
+    EXPECT_EQ(outcome.err, "");
 }
+
+#if !defined(__SANITIZE_ADDRESS__) && !defined(__SANITIZE_THREAD__)  // which take memory of their own
+TEST_F(LikenessProgram, WithoutMemorySaysSo) {
+    const std::string image = save("large.png", cv::Mat(1500, 1500, CV_8UC3, cv::Scalar(10, 100, 200)));
+    const std::string none = "likeness: out of memory; photographs of fewer pixels take less\n";
+    const std::string noneToRead = "likeness: cannot read '" + image +
+                                   "': Cannot allocate memory (a lower limit of pixels refuses large images)\n";
+    bool told = false;
+    for (int kibibytes = 50000; kibibytes <= 230000; kibibytes += 15000) {
+        SCOPED_TRACE(kibibytes);
+        const Outcome outcome = run({"/bin/sh", "-c", "ulimit -v " + std::to_string(kibibytes) + "; exec \"$@\"", "sh",
+                                     LIKENESS_PROGRAM, image, image},
+                                    folder());
+        if (outcome.status != 3) {
+            continue;  // too little for the loader, or enough
+        }
+        EXPECT_EQ(outcome.out, "");
+        EXPECT_TRUE(outcome.err == none || outcome.err == noneToRead) << outcome.err;
+        told |= outcome.err == none;
+    }
+    EXPECT_TRUE(told);
+}
+#endif
 
 TEST_F(LikenessProgram, ExifOrientationIsApplied) {
     const cv::Mat wide = randomPhotograph({48, 16}, 11);

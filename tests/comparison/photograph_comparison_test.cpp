@@ -3,6 +3,7 @@
 #include <likeness/appearance/appearance_correlates.hpp>
 #include <likeness/appearance/cone_responses.hpp>
 #include <likeness/appearance/viewing_conditions.hpp>
+#include <likeness/color/unit_image.hpp>
 #include <likeness/comparison/metrics.hpp>
 #include <likeness/comparison/perceptual_metrics.hpp>
 #include "comparison/photograph_counts.hpp"
@@ -382,7 +383,42 @@ TEST(AppearanceMaps, LeaveTheDumpsOfTheComparison) {
 
 TEST(AppearanceMaps, OfAnEmptyImageAreEmpty) {
     EXPECT_TRUE(appearanceMaps(cv::Mat()).hueDegrees.empty());
-    EXPECT_THROW(appearanceMaps(cv::Mat(3, 3, CV_16UC3)), std::invalid_argument);
+    EXPECT_TRUE(appearanceMaps(cv::Mat(), Watch()).hueDegrees.empty());
+}
+
+TEST(AppearanceMaps, OfOtherDepthsAreThoseOfTheUnitImage) {
+    cv::Mat deep;
+    testing::randomPhotograph({40, 30}, 3).convertTo(deep, CV_16U, 250, 3);
+    expectSameMaps(appearanceMaps(deep), appearanceMaps(toUnit(deep)));
+    cv::Mat wide;
+    testing::randomPhotograph({40, 30}, 3).convertTo(wide, CV_64F, 1.0 / 300);
+    expectSameMaps(appearanceMaps(testing::withGaps(wide)), appearanceMaps(toUnit(wide)));
+    for (const int type : {CV_8UC1, CV_16UC4, CV_32FC1, CV_32SC3}) {
+        EXPECT_THROW(appearanceMaps(cv::Mat(3, 3, type, cv::Scalar::all(1))), std::invalid_argument) << type;
+    }
+    const int sides[] = {2, 2, 2};
+    for (const int type : {CV_8UC3, CV_16UC3, CV_32FC3}) {
+        EXPECT_THROW(appearanceMaps(cv::Mat(3, sides, type, cv::Scalar::all(1))), std::invalid_argument) << type;
+    }
+}
+
+TEST(AppearanceMaps, ReportTheirStepsAndCanBeEnded) {
+    const cv::Mat photograph = testing::randomPhotograph({40, 30}, 3);
+    for (const cv::Mat& image : {photograph, toUnit(photograph)}) {
+        std::vector<int> steps;
+        Watch watch;
+        watch.progress = [&steps](int done, int total) {
+            EXPECT_EQ(total, 4);
+            steps.push_back(done);
+            return true;
+        };
+        expectSameMaps(appearanceMaps(image, watch), appearanceMaps(image));
+        EXPECT_EQ(steps, (std::vector<int>{1, 2, 3, 4}));
+        for (int last = 1; last <= 4; ++last) {
+            watch.progress = [last](int done, int) { return done < last; };
+            EXPECT_THROW(appearanceMaps(image, watch), Cancelled);
+        }
+    }
 }
 
 TEST(PhotographComparison, AnalysesBothPhotographs) {

@@ -121,6 +121,32 @@ TEST(ImageHeader, TellsDepthAndFloats) {
     EXPECT_TRUE(headerOf(encoded(".pfm", randomImage({79, 65}, 1, 0, 1, 3))).floats);
 }
 
+TEST(ImageHeader, TellsOfAnAlphaChannel) {
+    const cv::Mat bgr = randomPhotograph({9, 8}, 4);
+    cv::Mat bgra;
+    cv::merge(std::vector<cv::Mat>{bgr, cv::Mat(bgr.size(), CV_8U, cv::Scalar(40))}, bgra);
+    for (const std::string extension : {".png", ".tif", ".webp"}) {
+        SCOPED_TRACE(extension);
+        EXPECT_TRUE(headerOf(encoded(extension, bgra)).alpha);
+        EXPECT_FALSE(headerOf(encoded(extension, bgr)).alpha);
+    }
+    EXPECT_TRUE(headerOf(encoded(".webp", bgra, {cv::IMWRITE_WEBP_QUALITY, 80})).alpha);
+    EXPECT_FALSE(headerOf(encoded(".webp", bgr, {cv::IMWRITE_WEBP_QUALITY, 80})).alpha);
+    EXPECT_FALSE(headerOf(encoded(".jp2", randomPhotograph({70, 66}, 4))).alpha);
+    EXPECT_FALSE(headerOf(encoded(".jpg", bgr)).alpha);
+    EXPECT_TRUE(headerOf("P7\nWIDTH 2\nHEIGHT 1\nDEPTH 4\nMAXVAL 255\nTUPLTYPE RGB_ALPHA\nENDHDR\n").alpha);
+    EXPECT_FALSE(headerOf("P7\nWIDTH 2\nHEIGHT 1\nDEPTH 3\nMAXVAL 255\nTUPLTYPE RGB\nENDHDR\n").alpha);
+    std::string plain = encoded(".png", bgr);
+    EXPECT_TRUE(headerOf(plain.insert(33, number(6, 4, true) + "tRNS" + std::string(10, '\0'))).alpha);
+    const std::string channels = "A\0"s + std::string(16, '\1') + "B\0"s + std::string(16, '\1') + '\0';
+    const auto exr = [](const std::string& list) {
+        return "\x76\x2f\x31\x01\2\0\0\0channels\0chlist\0"s + number(list.size(), 4, false) + list;
+    };
+    EXPECT_TRUE(headerOf(exr(channels)).alpha);
+    EXPECT_FALSE(headerOf(exr(channels.substr(18))).alpha);
+    EXPECT_FALSE(headerOf(exr("AB" + channels.substr(1 + 18 + 1))).alpha);
+}
+
 TEST(ImageHeader, TellsTheSizeOfMadeHeaders) {
     expectSize(headerOf("GIF89a" + number(300, 2, false) + number(200, 2, false)), 300, 200);
     expectSize(headerOf("P6 # size\n#and more\n 70000\t80000 255\n"), 70000, 80000);

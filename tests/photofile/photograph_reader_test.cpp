@@ -125,6 +125,33 @@ TEST(PhotographReader, ReducesSixteenBitsWhereBytesOrFloatsAreAskedFor) {
     }
 }
 
+TEST(PhotographReader, TellsOnceOfAnAlphaChannelThatIsNotOpaque) {
+    const ScratchDirectory scratch;
+    const cv::Mat bgr = randomPhotograph({9, 8}, 4);
+    const std::vector<std::string> told = {
+        "its alpha channel is left out: transparent pixels count with the colours that the file has there"};
+    for (const int depth : {CV_8U, CV_16U}) {
+        const double greatest = depth == CV_8U ? 255 : 65535;
+        cv::Mat alpha(bgr.size(), depth, cv::Scalar(greatest));
+        cv::Mat colors;
+        bgr.convertTo(colors, depth);
+        for (const std::string name : {"a.png", "a.tif"}) {
+            SCOPED_TRACE(name + std::to_string(depth));
+            cv::Mat bgra;
+            cv::merge(std::vector<cv::Mat>{colors, alpha}, bgra);
+            ASSERT_TRUE(cv::imwrite(name, bgra));
+            EXPECT_EQ(readPhotograph(name).remarks, std::vector<std::string>());
+            bgra.row(7).col(8) = cv::Scalar(1, 2, 3, greatest - 1);
+            ASSERT_TRUE(cv::imwrite(name, bgra));
+            EXPECT_EQ(readPhotograph(name).remarks, told);
+            EXPECT_EQ(readPhotograph(name, PhotographValues::grey).remarks, told);
+            EXPECT_MAT_EQUAL(readPhotograph(name, PhotographValues::stored).bgr(cv::Rect(0, 0, 9, 7)),
+                             colors(cv::Rect(0, 0, 9, 7)));
+            EXPECT_EQ(readPhotographPair(name, name).second.remarks, std::vector<std::string>());
+        }
+    }
+}
+
 TEST(PhotographReader, RefusesMorePixelsThanTheLimitWithoutDecoding) {
     const ScratchDirectory scratch;
     cv::imwrite("a.png", randomPhotograph({13, 9}, 7));

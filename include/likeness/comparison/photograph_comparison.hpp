@@ -6,6 +6,7 @@
 #include <likeness/comparison/per_correlate.hpp>
 #include <likeness/comparison/perceptual_metrics.hpp>
 #include <likeness/diagnostics/diagnostics.hpp>
+#include <likeness/diagnostics/watch.hpp>
 #include <likeness/export.hpp>
 
 #include <opencv2/core.hpp>
@@ -55,12 +56,18 @@ LIKENESS_API AppearanceDistributions appearanceDistributions(const cv::Mat& phot
 /// The correlates of an image, each pixel's: normalisation, adaptation to D65, forward appearance model and hue, as the
 /// comparison sees a photograph.
 ///
-/// @param image        CV_8UC3, or CV_32FC3 in [0, 1] (values outside are taken as they are), in B, G, R order; an
-///                     empty one has empty maps. Not modified
+/// @param image        any depth that `toUnit` takes, in B, G, R order; an empty one has empty maps. Floats outside [0, 1]
+///                     are taken as they are. Not modified
 /// @param diagnostics  the dumps of `perceptualMetrics`
 /// @throws std::invalid_argument  if the image is of another type
 /// @note  An 8-bit image is taken once per distinct colour, with the same bits as a result.
 LIKENESS_API AppearanceMaps appearanceMaps(const cv::Mat& image, const Diagnostics& diagnostics = dropAll());
+
+/// The same for who wants to see how far it is, or to end it.
+/// @param watch  its receiver gets the dumps; four steps: the colours counted and adapted, their correlates made, and the
+///               end
+/// @throws Cancelled  when the caller ends it
+LIKENESS_API AppearanceMaps appearanceMaps(const cv::Mat& image, const Watch& watch);
 
 /// The five coefficients of two analysed photographs, over all bins: those of very bright floats lie beyond the bins 0
 /// to 999, which hold every 8-bit photograph's.

@@ -1,6 +1,7 @@
 // The command `likeness FIRST SECOND`.
 #include <likeness/comparison/metrics.hpp>
 #include <likeness/diagnostics/diagnostics.hpp>
+#include "codecs/memory_check.hpp"
 #include "diagnostics/shown_text.hpp"
 #include "photofile/photograph_reader.hpp"
 
@@ -78,7 +79,7 @@ int main(int argc, char** argv) {
     try {
         return compare(argv[1], argv[2]);
     } catch (const std::exception& error) {
-        complain(error.what());
+        complain(likeness::isMemoryShortage(error) ? likeness::memoryShortageText : error.what());
         return failed;
     }
 }

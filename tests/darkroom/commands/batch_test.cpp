@@ -120,6 +120,27 @@ TEST_F(DarkroomBatch, DefaultOutputIsADatabase) {
     EXPECT_EQ(outcome.out, "pairs: 5\ncompared: 5\nfailed: 0\nmissing: 0\ndoubled: 0\nforeign: 0\naltered: 0\n");
 }
 
+TEST_F(DarkroomBatch, RemarksBelongToTheirPhotographWhenBothAreReadAtOnce) {
+    const std::string whole = contentOf(photograph(0));
+    saveText("photos/short.jpg", whole.substr(0, whole.size() / 2));
+    std::string text = "first,second\n";
+    for (int k = 0; k < 10; ++k) {
+        const std::string cut = input("photos/short.jpg");
+        text += k % 2 == 0 ? cut + ',' + photograph(k) + '\n' : photograph(k) + ',' + cut + '\n';
+    }
+    const std::string list = saveText("l.csv", text);
+    const auto result = [&](const char* threads, const std::string& jobs, const std::string& name) {
+        const Outcome outcome = run({LIKENESS_DARKROOM, "batch", list, "--jobs", jobs, "--cache", "0", "-o", name},
+                                    folder(), [threads] { ::setenv("LIKENESS_THREADS", threads, 1); });
+        EXPECT_EQ(outcome.status, 0) << outcome.err;
+        return contentOf(output(name));
+    };
+    const std::string expected = result("1", "1", "one.csv");
+    EXPECT_EQ(result("2", "1", "two.csv"), expected);
+    EXPECT_EQ(result("8", "3", "many.csv"), expected);
+    EXPECT_NE(expected.find("'" + input("photos/short.jpg") + "': Premature end of JPEG file"), std::string::npos);
+}
+
 TEST_F(DarkroomBatch, JobsCacheAndShardsMakeNoDifference) {
     const std::string list = saveList(40);
     for (const std::string extension : {"csv", "jsonl", "db"}) {
@@ -240,6 +261,19 @@ TEST_F(DarkroomBatch, TellsOfBackgroundsThatDifferWithTheSizes) {
               std::string::npos)
         << lines[0];
     EXPECT_NE(lines[1].find("\"remarks\":null"), std::string::npos) << lines[1];
+}
+
+TEST_F(DarkroomBatch, RemarksTellOfATransparentPhotograph) {
+    cv::Mat transparent(20, 30, CV_8UC4, cv::Scalar(10, 100, 200, 128));
+    cv::Mat opaque(20, 30, CV_8UC4, cv::Scalar(10, 100, 200, 255));
+    const std::string list =
+        saveText("l.csv", "first,second\n" + save("o.png", opaque) + ',' + save("t.png", transparent) + '\n');
+    const std::string record = resultOf({list}, "r.jsonl", 0);
+    EXPECT_NE(record.find("\"remarks\":\"'" + input("t.png") +
+                          "': its alpha channel is left out: transparent pixels count with the colours that the file "
+                          "has there\""),
+              std::string::npos)
+        << record;
 }
 
 // Sanitizers take memory of their own.

@@ -114,7 +114,7 @@ TEST_F(DarkroomConvert, LeadsBackAsTheLibraryDoes) {
     const cv::Mat values = randomImage({20, 30}, 3, 0, 1, 8);
     const std::string in = save("values.tif", firstAsRed(values));
     const auto back = [&](const std::string& space) {
-        expectDone({"convert", in, "--from", space, "-o", "back.tif"});
+        expectDone({"convert", in, "--from", space, "--unmarked", "-o", "back.tif"});
         return imageLeft("back.tif");
     };
     cv::Mat expected(values.size(), CV_32FC3);
@@ -226,14 +226,38 @@ TEST_F(DarkroomConvert, Refuses) {
                   "--output: 'none/a.tif' cannot be written: the folder 'none' does not exist");
 }
 
+TEST_F(DarkroomConvert, TakesBackWhatSaysThatItIsOfTheSpace) {
+    const std::string in = photo("cat.jpg");
+    expectRefused({"convert", in, "--from", "lab", "-o", "a.png"},
+                  "'" + in +
+                      "' is a picture as far as it says, and --from lab takes what --to lab writes; --unmarked "
+                      "takes it all the same");
+    expectDone({"convert", in, "--from", "lab", "--unmarked", "-o", "a.png"});
+    for (const std::string name : {"lab.png", "lab.tif"}) {
+        expectDone({"convert", in, "--to", "lab", "-o", name});
+        EXPECT_EQ(expectDone({"convert", name, "--from", "lab", "-o", "a.tif"}).err.find("warning"), std::string::npos);
+        EXPECT_NE(expectDone({"convert", name, "--from", "lab", "--white", "0.9,1,1", "-o", "a.tif"})
+                      .err.find("warning: '" + name +
+                                "' was made with the white 1,1,1, and is converted back with "
+                                "0.9,1,1\n"),
+                  std::string::npos);
+    }
+    expectRefused(
+        {"convert", "lab.tif", "--from", "yuv", "-o", "a.png"},
+        "'lab.tif' says that it holds lab, and --from yuv takes what --to yuv writes; --unmarked takes it all "
+        "the same");
+    expectRefused({"convert", in, "--to", "lab", "--unmarked", "-o", "a.png"}, "--unmarked requires --from");
+}
+
 TEST_F(DarkroomConvert, TellsWhatTheWayBackClips) {
     cv::Mat lab(2, 4, CV_32FC3, cv::Scalar(0, 0, 50));  // L* is red
     const std::string within = save("within.tif", lab);
-    EXPECT_EQ(expectDone({"convert", within, "--from", "lab", "-o", "a.png"}).err.find("clips"), std::string::npos);
+    EXPECT_EQ(expectDone({"convert", within, "--from", "lab", "--unmarked", "-o", "a.png"}).err.find("clips"),
+              std::string::npos);
     lab.at<cv::Vec3f>(1, 2) = {0, 0, 130};
     const std::string beyond = save("beyond.tif", lab);
     EXPECT_NE(
-        expectDone({"convert", beyond, "--from", "lab", "-o", "a.png"})
+        expectDone({"convert", beyond, "--from", "lab", "--unmarked", "-o", "a.png"})
             .err.find("darkroom convert: 'a.png': 12 % of the pixels stand at the ends of 0..1, where the way back "
                       "clips, 12 % of the values at the upper end\n"),
         std::string::npos);

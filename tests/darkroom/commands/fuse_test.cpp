@@ -124,8 +124,29 @@ TEST_F(DarkroomFuse, TakesTheTimesFromTheOption) {
     EXPECT_TRUE(resultsLeft() == BracketOfLibrary(images, {1 / 30.0F, 1 / 15.0F, 0.125F}).files);
     // The option wins over what the camera noted.
     expectDone(command({sceneExposure(1), sceneExposure(2)}, {"--times", "2,1", "-o", "run"}));
-    const std::vector<cv::Mat> read = {cv::imread(sceneExposure(1)), cv::imread(sceneExposure(2))};
-    EXPECT_TRUE(resultsLeft() == BracketOfLibrary(read, {2, 1}).files);
+    const std::vector<cv::Mat> read = {cv::imread(sceneExposure(2)), cv::imread(sceneExposure(1))};
+    EXPECT_TRUE(resultsLeft() == BracketOfLibrary(read, {1, 2}).files);
+}
+
+TEST_F(DarkroomFuse, TheOrderOfTheFilesDoesNotCount) {
+    EXPECT_EQ(expectDone(command(paths, {"--times", "1,2,4", "-o", "run"})).err.find("in the order of"),
+              std::string::npos);
+    const auto expected = resultsLeft();
+    const Outcome outcome = expectDone(command({paths[2], paths[0], paths[1]}, {"--times", "4,1,2", "-o", "run"}));
+    EXPECT_EQ(outcome.err.rfind("darkroom fuse: the exposures are taken in the order of their times\n", 0), 0U)
+        << outcome.err;
+    EXPECT_TRUE(resultsLeft() == expected);
+}
+
+TEST_F(DarkroomFuse, TellsOfOnePictureWithTwoTimes) {
+    const std::string copy = save("copy.png", images[0]);
+    const Outcome outcome =
+        expectDone(command({paths[0], copy, paths[2]}, {"--times", "1,2,4", "--response", "r.csv"}));
+    EXPECT_NE(outcome.err.find("darkroom fuse: warning: '" + paths[0] + "' and '" + copy +
+                               "' are the same picture, and their times, 1 s and 2 s, differ: the response cannot be "
+                               "right\n"),
+              std::string::npos)
+        << outcome.err;
 }
 
 TEST_F(DarkroomFuse, ABracketInWholeStopsIsTheLibrarysOwn) {

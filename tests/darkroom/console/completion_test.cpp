@@ -132,7 +132,8 @@ TEST(DarkroomParser, KnowsWhatAnOptionTakes) {
     EXPECT_EQ(option("transfer", "--palette").kind, ValueKind::file);
     EXPECT_EQ(option("smooth", "--radius").kind, ValueKind::other);
     EXPECT_EQ(option("smooth", "--color").kind, ValueKind::none);
-    EXPECT_EQ(option("smooth", "--output").required, true);
+    EXPECT_EQ(option("transfer", "--palette").required, true);
+    EXPECT_EQ(option("smooth", "--output").required, false);
     EXPECT_EQ(option("smooth", "--eps").defaultText, "0.01");
     EXPECT_EQ(option("transfer", "--dims").choices, (std::vector<std::string>{"2", "3"}));
     EXPECT_EQ(option("tint", "--form").choices, (std::vector<std::string>{"gain", "regression"}));

@@ -4,6 +4,7 @@
 #include <likeness/color/white_point.hpp>
 #include "commands/subcommands.hpp"
 #include "console/image_output_options.hpp"
+#include "console/many_photographs.hpp"
 #include "console/operation_watch.hpp"
 #include "console/option_checks.hpp"
 #include "console/progress.hpp"
@@ -19,7 +20,8 @@ namespace likeness::darkroom {
 namespace {
 
 struct Options {
-    std::string input;
+    PhotographInputs inputs;
+    std::string input;  ///< the one that is worked on
     std::string to;
     std::string from;
     std::string white = "gray-world";
@@ -52,10 +54,14 @@ cv::Mat adaptedBack(const Console& console, const Options& options, const cv::Ma
                           : undoAdaptation(image, whiteOf(console, options.from, source).white, scene, watch);
 }
 
-ExitStatus adapt(const Console& console, const Options& options) {
+void checkCombination(const Options& options) {
     if (options.to.empty() == options.like.empty()) {
         throw Refusal("one of --to d65 and --like REF is needed, and not both");
     }
+}
+
+ExitStatus adapt(const Console& console, const Options& options) {
+    checkCombination(options);
     OutputPlan plan(console, {options.input, options.like, options.mask, options.from == "d65" ? "" : options.from});
     checkImageOutput(options.output, plan);
     const cv::Mat image = readUnitImage(console, options.input);
@@ -108,7 +114,7 @@ ExitStatus adapt(const Console& console, const Options& options) {
 
 Action declareAdapt(CLI::App& app) {
     auto options = std::make_shared<Options>();
-    app.add_option("IN", options->input, "Photograph to adapt")->required();
+    addPhotographs(app, options->inputs, "IN", "Photograph to adapt");
     auto* const to =
         app.add_option("--to", options->to, optionText("Light to adapt to: d65, daylight of 6504 K", "--to d65"))
             ->type_name("LIGHT")
@@ -167,7 +173,8 @@ Action declareAdapt(CLI::App& app) {
         ->needs(local);
     addImageOutput(app, options->output);
     addOutputProfile(app, options->output);
-    return [options](const Console& console) { return adapt(console, *options); };
+    addManyPhotographs(app, options->inputs);
+    return [options](const Console& console) { return onEach(console, *options, adapt, checkCombination); };
 }
 
 }  // namespace likeness::darkroom

@@ -2,6 +2,7 @@
 #include <likeness/structure/optical_flow_alignment.hpp>
 #include "commands/subcommands.hpp"
 #include "console/image_output_options.hpp"
+#include "console/many_photographs.hpp"
 #include "console/operation_watch.hpp"
 #include "console/option_checks.hpp"
 #include "console/output_check.hpp"
@@ -19,7 +20,8 @@ namespace likeness::darkroom {
 namespace {
 
 struct Options {
-    std::string moving;
+    PhotographInputs inputs;
+    std::string input;  ///< the one that is laid onto the reference
     std::string reference;
     std::string flow;
     ImageOutput output;
@@ -36,17 +38,17 @@ cv::Mat flowChannels(const cv::Mat& flow) {
 }
 
 ExitStatus align(const Console& console, const Options& options) {
-    OutputPlan plan(console, {options.moving, options.reference});
+    OutputPlan plan(console, {options.input, options.reference});
     checkImageOutput(options.output, plan);
     const ImageOutput flowOutput = options.output.at(options.flow, "--flow");
     const bool flowAsFloats = holdsFloats(flowOutput);
     if (!options.flow.empty()) {
         checkPictureOutput(flowOutput, plan, FloatsToo::yes);
     }
-    const cv::Mat moving = readUnitImage(console, options.moving);
+    const cv::Mat moving = readUnitImage(console, options.input);
     const cv::Mat reference = readUnitImage(console, options.reference);
-    checkSameSize(options.moving, moving, options.reference, reference);
-    checkFinite(options.moving, moving);
+    checkSameSize(options.input, moving, options.reference, reference);
+    checkFinite(options.input, moving);
     checkFinite(options.reference, reference);
     Alignment alignment;
     {
@@ -71,7 +73,7 @@ ExitStatus align(const Console& console, const Options& options) {
 
 Action declareAlign(CLI::App& app) {
     auto options = std::make_shared<Options>();
-    app.add_option("MOVING", options->moving, "Photograph that is laid onto the other")->type_name("FILE")->required();
+    addPhotographs(app, options->inputs, "MOVING", "Photograph that is laid onto the other");
     app.add_option("--to", options->reference,
                    optionText("Photograph of the same scene and of the same size in pixels, whose geometry is wanted",
                               "--to reference.jpg"))
@@ -79,6 +81,7 @@ Action declareAlign(CLI::App& app) {
         ->required();
     addImageOutput(app, options->output);
     addOutputProfile(app, options->output);
+    addManyPhotographs(app, options->inputs, {"--flow"});
     app.add_option(
            "--flow", options->flow,
            optionText("Second result: the displacement from each pixel of the reference to where it is found in "
@@ -87,7 +90,7 @@ Action declareAlign(CLI::App& app) {
                       ".tif 32-bit floats in pixels: red dx (to the right), green dy (down), blue 0",
                       "--flow flow.png"))
         ->type_name("FILE");
-    return [options](const Console& console) { return align(console, *options); };
+    return [options](const Console& console) { return onEach(console, *options, align, [](const Options&) {}); };
 }
 
 }  // namespace likeness::darkroom

@@ -8,6 +8,7 @@
 #include "batch/earlier_results.hpp"
 #include "batch/ordered_pool.hpp"
 #include "batch/output_lock.hpp"
+#include "batch/pair_bench.hpp"
 #include "batch/parameters.hpp"
 #include "batch/stop_signals.hpp"
 #include "commands/subcommands.hpp"
@@ -100,7 +101,8 @@ ResultFile checkedOutput(const Console& console, const Options& options) {
         }
         file.timing = file.path + ".timing.csv";
     }
-    OutputPlan plan(console, {options.list.path, options.archive});
+    OutputPlan plan(console, {options.list.path}, InputKind::others);
+    plan.mayRead(options.archive);
     plan.mayRead(options.model.viewing.conditions);
     plan.file("--output", options.output);
     plan.aside("--output", previousResults(options.output));
@@ -158,6 +160,10 @@ void prepareOpenMp() {
     ::omp_get_thread_num();
 }
 
+unsigned processors() {
+    return std::max(1U, std::thread::hardware_concurrency());
+}
+
 /// One run over the pairs that an output lacks.
 class Run {
 public:
@@ -169,7 +175,8 @@ public:
           file_(file),
           analysis_(analysis),
           origin_{LIKENESS_VERSION, parameterFingerprint(analysis, console.profiles()), hueKind(file, analysis)},
-          cache_(static_cast<std::size_t>(options.cache)) {
+          cache_(static_cast<std::size_t>(options.cache)),
+          cores_(std::min(static_cast<unsigned>(threads()), processors())) {
         if (!options.archive.empty()) {
             archive_.emplace(options.archive);
             if (!archive_->origin().agreesWith(originOf(analysis, console.profiles()))) {
@@ -227,8 +234,7 @@ private:
             }
         }
         cache_.announced();
-        const unsigned processors = std::max(1U, std::thread::hardware_concurrency());
-        const unsigned jobs = options_.jobs > 0 ? static_cast<unsigned>(options_.jobs) : processors;
+        const unsigned jobs = options_.jobs > 0 ? static_cast<unsigned>(options_.jobs) : processors();
         const auto writer = writeResults(file_, earlier_.tail);
         begin_ = Clock::now();
         try {
@@ -278,28 +284,30 @@ private:
     }
 
     /// @return  how many workers the user knows of now
-    unsigned tellOfFewerWorkers(const OrderedPool& pool, unsigned told) const {
+    unsigned tellOfFewerWorkers(const OrderedPool& pool, unsigned told) {
         const unsigned workers = pool.workers();
         if (workers < told) {
+            cores_.stopLending();
             console_.warn(fmt::format("threads or memory are short: {} at the same time, not {}; --jobs sets how many",
                                       numberOf(workers, "pair"), pool.asked()));
         }
         return std::min(workers, told);
     }
 
-    /// What one worker does with a pair; its tables serve one photograph after the other.
+    /// What one worker does with a pair.
     OrderedPool::Work worker() {
         prepareOpenMp();
-        auto tables = std::make_shared<AnalysisTables>();
-        return [this, tables](std::size_t number) {
+        auto bench = std::make_shared<PairBench>(cores_);
+        return [this, bench](std::size_t number) {
             const std::size_t k = earlier_.recorded + number;
             const Pair pair = pairs_.at(k);
             if (known(k) != nullptr) {
                 return recordOf(pair, pairs_.total(), *known(k), origin_);
             }
             const Clock::time_point begin = Clock::now();
-            const auto first = analysis(pair.first, *tables);
-            const auto second = analysis(pair.second, *tables);
+            const auto [first, second] = bench->analyze(
+                pair.first, pair.second,
+                [this](const std::string& path, AnalysisTables& tables) { return analysis(path, tables); });
             ResultRecord record = recordOf(
                 pair, pairs_.total(), compareAnalyses(pair.first, *first, pair.second, *second, analysis_), origin_);
             record.milliseconds = 1000 * secondsSince(begin);
@@ -372,6 +380,7 @@ private:
     ResultOrigin origin_;
     AnalysisCache cache_;
     std::optional<Archive> archive_;
+    FreeCores cores_;  ///< of the threads that were allowed before each worker was given one
     EarlierResults earlier_;
     BatchSummary summary_;
     std::size_t done_ = 0;
@@ -440,7 +449,10 @@ Action declareBatch(CLI::App& app) {
                  optionText("With --resume: compare again the pairs that are recorded as failed", "--retry-failed"));
     app.add_option(
            "--jobs", options->jobs,
-           optionText("Pairs at the same time, 1 to 1024; by default as many as there are processors", "--jobs 8"))
+           optionText(
+               "Pairs at the same time, 1 to 1024; by default as many as there are processors. Where one is idle, "
+               "both photographs of a pair are analysed at the same time; LIKENESS_THREADS says how many there are",
+               "--jobs 8"))
         ->type_name("N")
         ->check(integerBetween(1, 1024));
     app.add_option(

@@ -4,6 +4,7 @@
 #include "commands/subcommands.hpp"
 #include "console/brightness_factor.hpp"
 #include "console/image_output_options.hpp"
+#include "console/many_photographs.hpp"
 #include "console/operation_watch.hpp"
 #include "console/option_checks.hpp"
 #include "console/output_check.hpp"
@@ -22,7 +23,8 @@ namespace likeness::darkroom {
 namespace {
 
 struct Options {
-    std::string input;
+    PhotographInputs inputs;
+    std::string input;  ///< the one that is worked on
     float factor = 0;
     int pass = 0;  ///< 1 to 6; 0 for all
     ImageOutput output;
@@ -47,13 +49,17 @@ std::vector<ImageOutput> outputsOf(const Options& options) {
     return outputs;
 }
 
+void checkFactor(const Options& options) {
+    checkBrightnessFactor("--factor", options.factor, options.pass);
+}
+
 ExitStatus brighten(const Console& console, const Options& options) {
     const std::vector<ImageOutput> outputs = outputsOf(options);
     OutputPlan plan(console, {options.input});
     for (const ImageOutput& output : outputs) {
         checkImageOutput(output, plan);
     }
-    checkBrightnessFactor("--factor", options.factor, options.pass);
+    checkFactor(options);
     const cv::Mat photograph = readBoundedUnitImage(console, options.input);
 
     BrightenOptions factors;
@@ -80,7 +86,7 @@ ExitStatus brighten(const Console& console, const Options& options) {
 
 Action declareBrighten(CLI::App& app) {
     auto options = std::make_shared<Options>();
-    app.add_option("IN", options->input, "Photograph")->required();
+    addPhotographs(app, options->inputs, "IN", "Photograph");
     addImageOutput(app, options->output);
     addOutputProfile(app, options->output);
     app.get_option("--output")
@@ -89,6 +95,7 @@ Action declareBrighten(CLI::App& app) {
                        "gives the format: .png (8 or 16 bits), .jpg, .tif (32-bit float, values as they are), .hdr "
                        "(Radiance, linear)",
                        "--output result.png"));
+    addManyPhotographs(app, options->inputs);
     app.add_option("--factor", options->factor,
                    optionText("Factor of the first pass, above 0 and up to 100; each next pass has 0.7 less, and each "
                               "pass that is made must have one above 0. Below 10 brightens, above 10 darkens",
@@ -100,7 +107,13 @@ Action declareBrighten(CLI::App& app) {
                    optionText("Write the picture of this pass only, 1 to 6", "--pass 3 --output result.png"))
         ->type_name("K")
         ->check(integerBetween(1, brightnessPasses));
-    return [options](const Console& console) { return brighten(console, *options); };
+    return [options](const Console& console) {
+        return onEach(console, *options, brighten, checkFactor, [&options](const ImageOutput& output) {
+            Options one = *options;
+            one.output = output;
+            return outputsOf(one);
+        });
+    };
 }
 
 }  // namespace likeness::darkroom

@@ -9,8 +9,9 @@
 #include "console/option_checks.hpp"
 #include "console/output_check.hpp"
 #include "console/progress.hpp"
+#include "console/text_output.hpp"
 #include "files/refusal.hpp"
-#include "files/replaced_file.hpp"
+#include "files/standard_input.hpp"
 #include "pages/comparison_report.hpp"
 #include "pages/html_page.hpp"
 #include "photofile/image_input.hpp"
@@ -63,6 +64,10 @@ std::vector<std::string> mapPaths(const Options& options) {
 }
 
 void checkOutputs(const Console& console, const Options& options) {
+    resultTextFor(options.output, options.json ? ResultText::json : options.csv ? ResultText::csv : ResultText::any);
+    if (options.report == standardStream && options.output.empty()) {
+        throw Refusal("--report: standard output has the result; --output can name a file for it");
+    }
     OutputPlan plan(console, {options.first, options.second});
     plan.mayRead(options.model.viewing.conditions);
     if (!options.output.empty()) {
@@ -126,23 +131,21 @@ void show(const Console& console, const Options& options, const ComparisonResult
     if (!options.report.empty()) {
         report.first.pictureUri = jpegUri(pictureOf(photographs.first), reportPictureSide);
         report.second.pictureUri = jpegUri(pictureOf(photographs.second), reportPictureSide);
-        report.first.fingerprint = fingerprintOf(options.first);
-        report.second.fingerprint = fingerprintOf(options.second);
-        replaceFile(options.report, comparisonPage(report));
-        console.tell("wrote '" + options.report + "': report");
+        report.first.fingerprint = fingerprintOf(placeOfInput(options.first));
+        report.second.fingerprint = fingerprintOf(placeOfInput(options.second));
+        writeResult(console, options.report, comparisonPage(report), "report");
     }
 }
 
 void give(const Console& console, const Options& options, const ComparisonResult& result) {
-    const std::string text = options.json  ? comparisonJson(result)
-                             : options.csv ? comparisonCsv(result)
-                                           : comparisonLine(result);
-    if (options.output.empty()) {
-        std::cout << text << std::flush;  // before what is said on standard error
-    } else {
-        replaceFile(options.output, text);
-        console.tell("wrote '" + options.output + "': result");
-    }
+    const ResultText format = resultTextFor(options.output, options.json  ? ResultText::json
+                                                            : options.csv ? ResultText::csv
+                                                                          : ResultText::any);
+    const std::string text = format == ResultText::json  ? comparisonJson(result)
+                             : format == ResultText::csv ? comparisonCsv(result)
+                                                         : comparisonLine(result);
+    writeResult(console, options.output.empty() ? standardStream : options.output, text, "result");
+    std::cout.flush();  // before what is said on standard error
 }
 
 /// @throws Refusal  if the model cannot see the photograph
@@ -213,7 +216,7 @@ ExitStatus compare(const Console& console, const Options& options) {
     }
     const std::string backgrounds = backgroundRemark(result.first.size, result.second.size);
     if (!result.model.isPublished() && !result.model.model.background && !backgrounds.empty()) {
-        console.tell(backgrounds + ": this alone moves the coefficients; photographs of one size have one background");
+        console.warn(backgrounds + ": this alone moves the coefficients; --background 20 gives both the same");
     }
     const std::string below = result.shortfall();
     if (!below.empty()) {
@@ -233,7 +236,9 @@ Action declareCompare(CLI::App& app) {
     app.add_flag("--csv", options->csv, optionText("Give the result as CSV, a header and a line", "--csv"))
         ->excludes(json);
     app.add_option("-o,--output", options->output,
-                   optionText("File for the result instead of standard output", "--output result.json"))
+                   optionText("File for the result instead of standard output, which - is too; .json and .csv give the "
+                              "format as --json and --csv do",
+                              "--output result.json"))
         ->type_name("FILE");
     app.add_option("--min", options->limits,
                    optionText("Least values, 0 to 1, of coefficients (brightness, lightness, chroma, colorfulness, "

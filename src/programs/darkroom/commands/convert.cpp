@@ -10,12 +10,14 @@
 #include <likeness/color/yuv.hpp>
 #include "commands/subcommands.hpp"
 #include "console/image_output_options.hpp"
+#include "console/many_photographs.hpp"
 #include "console/option_checks.hpp"
 #include "console/progress.hpp"
 #include "files/refusal.hpp"
 #include "photofile/clipping.hpp"
 #include "photofile/image_input.hpp"
 #include "photofile/image_output.hpp"
+#include "photofile/space_mark.hpp"
 
 #include <fmt/format.h>
 #include <opencv2/imgproc.hpp>
@@ -28,11 +30,13 @@ namespace likeness::darkroom {
 namespace {
 
 struct Options {
-    std::string input;
+    PhotographInputs inputs;
+    std::string input;  ///< the one that is worked on
     std::string to;
     std::string from;
     std::string white;
     std::string xyzWhite;
+    bool unmarked = false;
     ImageOutput output;
 };
 
@@ -114,6 +118,37 @@ cv::Mat reversed(const cv::Mat& image) {
     return result;
 }
 
+/// What a converted file says of its numbers: the space, and the white that they go by where they go by one.
+std::string markOf(const Options& options, const std::string& space) {
+    std::string white = space == "lab" ? options.white : space == "xyz" ? options.xyzWhite : "";
+    if (space == "lab" && white.empty()) {
+        white = "1,1,1";
+    }
+    return white.empty() ? space : space + ' ' + white;
+}
+
+/// Refuses what --to has not written; warns of another white.
+void checkMark(const Console& console, const Options& options) {
+    const std::string mark = spaceMarkOf(options.input);
+    if (options.unmarked) {
+        return;
+    }
+    if (mark.substr(0, mark.find(' ')) != options.from) {
+        throw Refusal(fmt::format(
+            "'{}' {}, and --from {} takes what --to {} writes; --unmarked takes it all the same", options.input,
+            mark.empty() ? "is a picture as far as it says" : "says that it holds " + mark.substr(0, mark.find(' ')),
+            options.from, options.from));
+    }
+    if (const std::string asked = markOf(options, options.from); mark != asked) {
+        const auto whiteIn = [](const std::string& text) {
+            const std::size_t space = text.find(' ');
+            return space == std::string::npos ? "none" : text.substr(space + 1);
+        };
+        console.warn(fmt::format("'{}' was made with the white {}, and is converted back with {}", options.input,
+                                 whiteIn(mark), whiteIn(asked)));
+    }
+}
+
 ExitStatus convertTo(const Console& console, const Options& options) {
     const Space& space = spaceOf(options.to);
     const ImageFormat format = imageFormatOf(options.output.path);
@@ -135,7 +170,9 @@ ExitStatus convertTo(const Console& console, const Options& options) {
         greatest = 255.0;
         what = "L* times 2.55, a* + 128, b* + 128 as red, green, blue";
     }
-    writeImage(console, options.output, space.longWaveLast ? values : reversed(values), greatest, what);
+    ImageOutput output = options.output;
+    output.mark = markOf(options, options.to);
+    writeImage(console, output, space.longWaveLast ? values : reversed(values), greatest, what);
     return ExitStatus::done;
 }
 
@@ -156,6 +193,7 @@ ExitStatus convertFrom(const Console& console, const Options& options) {
         throw Refusal(fmt::format("'{}' holds integers: --from {} takes the float TIFF that --to {} writes",
                                   options.input, space.name, space.name));
     }
+    checkMark(console, options);
     cv::Mat values = space.longWaveLast ? image : reversed(image);
     if (integers) {
         values = labFromLab255(values);
@@ -173,7 +211,7 @@ ExitStatus convertFrom(const Console& console, const Options& options) {
     return ExitStatus::done;
 }
 
-ExitStatus convert(const Console& console, const Options& options) {
+void checkCombination(const Options& options) {
     if (options.to.empty() == options.from.empty()) {
         throw Refusal("one of --to and --from is needed, and not both");
     }
@@ -187,6 +225,11 @@ ExitStatus convert(const Console& console, const Options& options) {
     if (!options.to.empty() && !options.output.profile.empty()) {
         throw Refusal("--output-profile: " + space + " holds no colours of a profile; leave the option out");
     }
+}
+
+ExitStatus convert(const Console& console, const Options& options) {
+    checkCombination(options);
+    const std::string& space = options.to.empty() ? options.from : options.to;
     if (!options.from.empty() && console.profiles().assumed != nullptr) {
         throw Refusal("--assume-profile: " + space + " is not read through a profile; leave the option out");
     }
@@ -207,7 +250,7 @@ CLI::Validator spaceName() {
 
 Action declareConvert(CLI::App& app) {
     auto options = std::make_shared<Options>();
-    app.add_option("IN", options->input, "Image to convert")->required();
+    addPhotographs(app, options->inputs, "IN", "Image to convert");
     app.add_option(
            "--to", options->to,
            optionText("Colour space to convert to: xyz (D65, Y = 1 for white), sharpened (CAT02 cone responses), "
@@ -217,12 +260,16 @@ Action declareConvert(CLI::App& app) {
                       "--to lab"))
         ->type_name("SPACE")
         ->check(spaceName());
-    app.add_option(
-           "--from", options->from,
-           optionText("Colour space to convert back from, to a picture: IN is what --to wrote. Any but opponent",
-                      "--from lab"))
-        ->type_name("SPACE")
-        ->check(spaceName());
+    auto* const from =
+        app.add_option(
+               "--from", options->from,
+               optionText("Colour space to convert back from, to a picture: IN is what --to wrote. Any but opponent",
+                          "--from lab"))
+            ->type_name("SPACE")
+            ->check(spaceName());
+    app.add_flag("--unmarked", options->unmarked,
+                 optionText("With --from, take a file that does not say that --to has written it", "--unmarked"))
+        ->needs(from);
     app.add_option("--white", options->white,
                    optionText("White of lab, gamma-encoded, each above 0 and up to 1, in the order in which darkroom "
                               "white prints it; 1,1,1 if not given",
@@ -239,7 +286,13 @@ Action declareConvert(CLI::App& app) {
         ->check(tripleOrChromaticity(2));
     addImageOutput(app, options->output);
     addOutputProfile(app, options->output);
-    return [options](const Console& console) { return convert(console, *options); };
+    addManyPhotographs(app, options->inputs);
+    return [options](const Console& console) {
+        if (!options->to.empty() && options->inputs.format.empty() && asksForMany(options->inputs, options->output)) {
+            options->inputs.format = "tif";
+        }
+        return onEach(console, *options, convert, checkCombination);
+    };
 }
 
 }  // namespace likeness::darkroom

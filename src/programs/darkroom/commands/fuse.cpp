@@ -8,16 +8,18 @@
 #include "console/prefix_output.hpp"
 #include "console/progress.hpp"
 #include "console/response_grid_check.hpp"
+#include "console/text_output.hpp"
 #include "files/number_format.hpp"
 #include "files/refusal.hpp"
-#include "files/replaced_file.hpp"
 #include "pages/svg_plot.hpp"
 #include "photofile/image_input.hpp"
 
 #include <fmt/format.h>
 
+#include <algorithm>
 #include <cmath>
 #include <memory>
+#include <numeric>
 
 namespace likeness::darkroom {
 namespace {
@@ -105,6 +107,39 @@ void writeAndPublish(const Console& console, const std::string& prefix, const Br
     staged.publish(console, mergedResults());
 }
 
+/// A bracket with the name of each exposure.
+struct NamedBracket {
+    std::vector<std::string> paths;
+    std::vector<cv::Mat> images;
+    std::vector<float> times;
+};
+
+/// So that the order in which the files are named, in which sums are taken, does not count.
+NamedBracket inOrderOfTime(const NamedBracket& given) {
+    std::vector<std::size_t> order(given.times.size());
+    std::iota(order.begin(), order.end(), std::size_t{0});
+    std::sort(order.begin(), order.end(),
+              [&](std::size_t a, std::size_t b) { return given.times[a] < given.times[b]; });
+    NamedBracket sorted;
+    for (const std::size_t k : order) {
+        sorted.paths.push_back(given.paths[k]);
+        sorted.images.push_back(given.images[k]);
+        sorted.times.push_back(given.times[k]);
+    }
+    return sorted;
+}
+
+void warnOfSamePictures(const Console& console, const NamedBracket& bracket) {
+    for (std::size_t k = 1; k < bracket.images.size(); ++k) {
+        if (cv::norm(bracket.images[k - 1], bracket.images[k], cv::NORM_INF) == 0) {
+            console.warn(
+                fmt::format("'{}' and '{}' are the same picture, and their times, {:g} s and {:g} s, differ: the "
+                            "response cannot be right",
+                            bracket.paths[k - 1], bracket.paths[k], bracket.times[k - 1], bracket.times[k]));
+        }
+    }
+}
+
 ExitStatus fuse(const Console& console, const Options& options, bool timesGiven) {
     if (options.inputs.size() < 2) {
         throw Refusal("a bracket has at least two exposures, and one image is given");
@@ -114,32 +149,36 @@ ExitStatus fuse(const Console& console, const Options& options, bool timesGiven)
     if (timesGiven) {
         times = exposureTimesIn(options.times, options.inputs.size());
     }
-    const std::vector<cv::Mat> images = readExposures(console, options.inputs);
+    const std::vector<cv::Mat> read = readExposures(console, options.inputs);
     if (!timesGiven) {
         times = exposureTimesOf(console, options.inputs);
     }
     checkTimesDiffer(options.inputs, times);
+    const NamedBracket exposures = inOrderOfTime({options.inputs, read, times});
+    if (exposures.times != times) {
+        console.tell("the exposures are taken in the order of their times");
+    }
+    warnOfSamePictures(console, exposures);
 
     Bracket bracket;
     {
         Progress progress(console, options.prefix.empty() ? "response" : "merging and fusing");
         const Watch watch = watchOf(console, progress);
         if (options.prefix.empty()) {
-            bracket.response = recoverCameraResponse(images, times, watch);
+            bracket.response = recoverCameraResponse(exposures.images, exposures.times, watch);
         } else {
-            bracket = mergeBracket(images, times, {}, watch);
+            bracket = mergeBracket(exposures.images, exposures.times, {}, watch);
         }
     }
     if (!options.prefix.empty()) {
         writeAndPublish(console, options.prefix, bracket);
     }
     if (!options.response.empty()) {
-        replaceFile(options.response, csvOf(bracket.response));
-        console.tell("wrote '" + options.response + "': camera response, byte value and relative exposure");
+        writeResult(console, options.response, csvOf(bracket.response),
+                    "camera response, byte value and relative exposure");
     }
     if (!options.plot.empty()) {
-        replaceFile(options.plot, plotOf(bracket.response));
-        console.tell("wrote '" + options.plot + "': camera response");
+        writeResult(console, options.plot, plotOf(bracket.response), "camera response");
     }
     return ExitStatus::done;
 }

@@ -40,7 +40,7 @@ namespace {
 
 namespace fs = std::filesystem;
 using Clock = std::chrono::steady_clock;
-using IndexPool = OrderedWork<ArchivedPhotograph>;
+using IndexPool = OrderedPoolOf<ArchivedPhotograph>;
 
 struct Options {
     std::vector<std::string> photographs;

@@ -2,6 +2,7 @@
 #include <likeness/exposure/brightness_alignment.hpp>
 #include "commands/subcommands.hpp"
 #include "console/image_output_options.hpp"
+#include "console/many_photographs.hpp"
 #include "console/operation_watch.hpp"
 #include "console/option_checks.hpp"
 #include "console/progress.hpp"
@@ -19,7 +20,8 @@ namespace likeness::darkroom {
 namespace {
 
 struct Options {
-    std::string input;
+    PhotographInputs inputs;
+    std::string input;  ///< the one that is worked on
     std::string reference;
     ImageOutput output;
 };
@@ -77,7 +79,7 @@ ExitStatus matchBrightness(const Console& console, const Options& options) {
 
 Action declareMatchBrightness(CLI::App& app) {
     auto options = std::make_shared<Options>();
-    app.add_option("IN", options->input, "Photograph")->required();
+    addPhotographs(app, options->inputs, "IN", "Photograph");
     app.add_option("--like", options->reference,
                    optionText("Photograph whose mean and standard deviation of CIE L* are wanted, at least as wide and "
                               "as high as IN",
@@ -86,7 +88,9 @@ Action declareMatchBrightness(CLI::App& app) {
         ->required();
     addImageOutput(app, options->output);
     addOutputProfile(app, options->output);
-    return [options](const Console& console) { return matchBrightness(console, *options); };
+    addManyPhotographs(app, options->inputs);
+    return
+        [options](const Console& console) { return onEach(console, *options, matchBrightness, [](const Options&) {}); };
 }
 
 }  // namespace likeness::darkroom

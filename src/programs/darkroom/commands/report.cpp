@@ -4,9 +4,9 @@
 #include "console/option_checks.hpp"
 #include "console/output_check.hpp"
 #include "console/progress.hpp"
+#include "console/text_output.hpp"
 #include "files/number_format.hpp"
 #include "files/refusal.hpp"
-#include "files/replaced_file.hpp"
 #include "pages/batch_report.hpp"
 #include "pages/html_page.hpp"
 #include "photofile/image_input.hpp"
@@ -108,7 +108,7 @@ void addThumbnails(const Console& console, const Options& options, BatchReport& 
 }
 
 ExitStatus makeReport(const Console& console, const Options& options) {
-    OutputPlan plan(console, {options.results});
+    OutputPlan plan(console, {options.results}, InputKind::others);
     check(options, plan);
     BatchReport report = read(console, options);
     for (const ResultRecord& record : report.records) {
@@ -116,8 +116,7 @@ ExitStatus makeReport(const Console& console, const Options& options) {
         plan.readsToo(placeOf(options, record.second));
     }
     addThumbnails(console, options, report);
-    replaceFile(options.output, batchReportPage(report));
-    console.tell("wrote '" + options.output + "': " + numberOf(report.summary.pairs(), "pair"));
+    writeResult(console, options.output, batchReportPage(report), numberOf(report.summary.pairs(), "pair"));
     return ExitStatus::done;
 }
 

@@ -2,6 +2,7 @@
 #include <likeness/filter/smoothing.hpp>
 #include "commands/subcommands.hpp"
 #include "console/image_output_options.hpp"
+#include "console/many_photographs.hpp"
 #include "console/operation_watch.hpp"
 #include "console/option_checks.hpp"
 #include "console/progress.hpp"
@@ -17,7 +18,8 @@ namespace likeness::darkroom {
 namespace {
 
 struct Options {
-    std::string input;
+    PhotographInputs inputs;
+    std::string input;  ///< the one that is worked on
     std::string guide;
     int radius = 4;
     double eps = 0.01;
@@ -63,9 +65,10 @@ ExitStatus smooth(const Console& console, const Options& options) {
 
 Action declareSmooth(CLI::App& app) {
     auto options = std::make_shared<Options>();
-    app.add_option("IN", options->input, "Image")->type_name("FILE")->required();
+    addPhotographs(app, options->inputs, "IN", "Image");
     addImageOutput(app, options->output);
     addOutputProfile(app, options->output);
+    addManyPhotographs(app, options->inputs);
     app.add_option("--guide", options->guide,
                    optionText("Image of the same size in pixels whose edges are kept; without it the image itself. Its "
                               "grey (0.299 R + 0.587 G + 0.114 B) guides, unless --color or --transport is given",
@@ -102,7 +105,7 @@ Action declareSmooth(CLI::App& app) {
                    "--transport"));
     eps->excludes(color)->excludes(transport);
     color->excludes(transport);
-    return [options](const Console& console) { return smooth(console, *options); };
+    return [options](const Console& console) { return onEach(console, *options, smooth, [](const Options&) {}); };
 }
 
 }  // namespace likeness::darkroom

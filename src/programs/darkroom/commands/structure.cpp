@@ -2,6 +2,7 @@
 #include <likeness/structure/structure_tensor.hpp>
 #include "commands/subcommands.hpp"
 #include "console/image_output_options.hpp"
+#include "console/many_photographs.hpp"
 #include "console/operation_watch.hpp"
 #include "console/option_checks.hpp"
 #include "console/output_check.hpp"
@@ -16,7 +17,8 @@ namespace likeness::darkroom {
 namespace {
 
 struct Options {
-    std::string input;
+    PhotographInputs inputs;
+    std::string input;  ///< the one that is worked on
     std::string coherence;
     int size = 3;
     ImageOutput output;
@@ -49,8 +51,9 @@ ExitStatus mapStructure(const Console& console, const Options& options) {
 
 Action declareStructure(CLI::App& app) {
     auto options = std::make_shared<Options>();
-    app.add_option("IN", options->input, "Image")->type_name("FILE")->required();
+    addPhotographs(app, options->inputs, "IN", "Image");
     addImageOutput(app, options->output);
+    addManyPhotographs(app, options->inputs, {"--coherence"});
     app.add_option("--coherence", options->coherence,
                    optionText("Second result image: how much the two eigenvalues of the structure tensor differ, 0 to "
                               "1; NaN on flat ground",
@@ -67,7 +70,7 @@ Action declareStructure(CLI::App& app) {
             },
             ""))
         ->capture_default_str();
-    return [options](const Console& console) { return mapStructure(console, *options); };
+    return [options](const Console& console) { return onEach(console, *options, mapStructure, [](const Options&) {}); };
 }
 
 }  // namespace likeness::darkroom

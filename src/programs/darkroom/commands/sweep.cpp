@@ -12,11 +12,12 @@
 #include "console/output_check.hpp"
 #include "console/profile_result.hpp"
 #include "console/progress.hpp"
+#include "console/text_output.hpp"
 #include "files/csv_text.hpp"
 #include "files/markup_text.hpp"
 #include "files/number_format.hpp"
 #include "files/refusal.hpp"
-#include "files/replaced_file.hpp"
+#include "files/standard_input.hpp"
 #include "pages/html_page.hpp"
 #include "pages/svg_plot.hpp"
 #include "photofile/image_input.hpp"
@@ -308,7 +309,15 @@ std::string page(const Options& options, const std::vector<Point>& points,
     return htmlDocument(html);
 }
 
+ResultText formatOf(const Options& options) {
+    return resultTextFor(options.output, options.json ? ResultText::json : ResultText::any);
+}
+
 void checkOutputs(const Console& console, const Options& options) {
+    formatOf(options);
+    if (options.plot == standardStream && options.output.empty()) {
+        throw Refusal("--plot: standard output has the result; --output can name a file for it");
+    }
     OutputPlan plan(console, {options.first, options.second});
     plan.mayRead(options.conditions);
     if (!options.output.empty()) {
@@ -345,17 +354,12 @@ ExitStatus sweep(const Console& console, const Options& options) {
     }
     checkAppearances(console, options, points);
     if (!options.plot.empty()) {
-        replaceFile(options.plot, page(options, points, photographs.profiles));
-        console.tell("wrote '" + options.plot + "': plot");
+        writeResult(console, options.plot, page(options, points, photographs.profiles), "plot");
     }
-    const std::string text =
-        options.json ? jsonText(options, points, photographs) : csvText(points, photographs.profiles);
-    if (options.output.empty()) {
-        std::cout << text << std::flush;
-    } else {
-        replaceFile(options.output, text);
-        console.tell("wrote '" + options.output + "': " + std::to_string(points.size()) + " conditions");
-    }
+    const bool json = formatOf(options) == ResultText::json;
+    writeResult(console, options.output.empty() ? standardStream : options.output,
+                json ? jsonText(options, points, photographs) : csvText(points, photographs.profiles),
+                std::to_string(points.size()) + " conditions");
     return ExitStatus::done;
 }
 

@@ -2,6 +2,7 @@
 #include <likeness/adaptation/tint.hpp>
 #include "commands/subcommands.hpp"
 #include "console/image_output_options.hpp"
+#include "console/many_photographs.hpp"
 #include "console/operation_watch.hpp"
 #include "console/option_checks.hpp"
 #include "console/progress.hpp"
@@ -15,11 +16,13 @@ namespace likeness::darkroom {
 namespace {
 
 struct Options {
-    std::string flash;
+    PhotographInputs inputs;
+    std::string input;  ///< the one with flash
     std::string nonFlash;
     std::string form = "gain";
     double sigma = 0.1;
     int diameter = 0;  ///< 0: a 25th of the diagonal
+    bool smoothingGiven = false;
     ImageOutput output;
 };
 
@@ -31,16 +34,20 @@ TintOptions tintOptions(const Options& options) {
     return tint;
 }
 
-ExitStatus tint(const Console& console, const Options& options, bool smoothingGiven) {
-    OutputPlan plan(console, {options.flash, options.nonFlash});
-    checkImageOutput(options.output, plan);
-    const TintOptions form = tintOptions(options);
-    if (form.form == TintForm::gain && smoothingGiven) {
+void checkForm(const Options& options) {
+    if (options.form == "gain" && options.smoothingGiven) {
         throw Refusal("--sigma and --diameter belong to --form regression");
     }
-    const cv::Mat flash = readBoundedUnitImage(console, options.flash);
+}
+
+ExitStatus tint(const Console& console, const Options& options) {
+    OutputPlan plan(console, {options.input, options.nonFlash});
+    checkImageOutput(options.output, plan);
+    const TintOptions form = tintOptions(options);
+    checkForm(options);
+    const cv::Mat flash = readBoundedUnitImage(console, options.input);
     const cv::Mat nonFlash = readBoundedUnitImage(console, options.nonFlash);
-    checkSameSize(options.flash, flash, options.nonFlash, nonFlash);
+    checkSameSize(options.input, flash, options.nonFlash, nonFlash);
     cv::Mat tinted;
     {
         Progress progress(console, "tinting");
@@ -54,13 +61,14 @@ ExitStatus tint(const Console& console, const Options& options, bool smoothingGi
 
 Action declareTint(CLI::App& app) {
     auto options = std::make_shared<Options>();
-    app.add_option("FLASH", options->flash, "Photograph whose detail is kept")->required();
+    addPhotographs(app, options->inputs, "FLASH", "Photograph whose detail is kept");
     app.add_option("--like", options->nonFlash,
                    optionText("Photograph of the same scene and size whose colours are wanted", "--like ambient.jpg"))
         ->type_name("NOFLASH")
         ->required();
     addImageOutput(app, options->output);
     addOutputProfile(app, options->output);
+    addManyPhotographs(app, options->inputs);
     app.add_option("--form", options->form,
                    optionText("gain: each pixel of FLASH is scaled by NOFLASH there over the local white of FLASH; "
                               "regression: a gain and an offset from the local whites of both",
@@ -85,7 +93,8 @@ Action declareTint(CLI::App& app) {
             ->type_name("PIXELS")
             ->check(integerBetween(1, 999));
     return [options, sigma, diameter](const Console& console) {
-        return tint(console, *options, sigma->count() + diameter->count() > 0);
+        options->smoothingGiven = sigma->count() + diameter->count() > 0;
+        return onEach(console, *options, tint, checkForm);
     };
 }
 

@@ -2,6 +2,7 @@
 #include <likeness/transport/color_transfer.hpp>
 #include "commands/subcommands.hpp"
 #include "console/image_output_options.hpp"
+#include "console/many_photographs.hpp"
 #include "console/operation_watch.hpp"
 #include "console/option_checks.hpp"
 #include "console/output_check.hpp"
@@ -21,7 +22,8 @@ namespace likeness::darkroom {
 namespace {
 
 struct Options {
-    std::string input;
+    PhotographInputs inputs;
+    std::string input;  ///< the one that is worked on
     std::string palette;
     int dims = 3;
     std::string form = "centred";
@@ -58,11 +60,16 @@ TransferOptions transferOptions(const Options& options) {
     return transfer;
 }
 
-ExitStatus transfer(const Console& console, const Options& options) {
+void checkForm(const Options& options) {
     const TransferOptions form = transferOptions(options);
     if (form.form == TransferForm::bonneel && form.channels != TransferChannels::chroma) {
         throw Refusal("--form bonneel: only with --dims 2");
     }
+}
+
+ExitStatus transfer(const Console& console, const Options& options) {
+    checkForm(options);
+    const TransferOptions form = transferOptions(options);
     OutputPlan plan(console, {options.input, options.palette});
     const std::vector<Frame> frames = framesOf(options);
     for (const Frame& frame : frames) {
@@ -90,7 +97,7 @@ ExitStatus transfer(const Console& console, const Options& options) {
 
 Action declareTransfer(CLI::App& app) {
     auto options = std::make_shared<Options>();
-    app.add_option("IN", options->input, "Photograph whose colours are moved")->required();
+    addPhotographs(app, options->inputs, "IN", "Photograph whose colours are moved");
     app.add_option("--palette", options->palette,
                    optionText("Photograph whose colours are wanted; of any size", "--palette sunset.jpg"))
         ->type_name("TARGET")
@@ -126,7 +133,18 @@ Action declareTransfer(CLI::App& app) {
         ->excludes(form);
     addImageOutput(app, options->output);
     addOutputProfile(app, options->output);
-    return [options](const Console& console) { return transfer(console, *options); };
+    addManyPhotographs(app, options->inputs);
+    return [options](const Console& console) {
+        return onEach(console, *options, transfer, checkForm, [&options](const ImageOutput& output) {
+            std::vector<ImageOutput> files;
+            Options one = *options;
+            one.output = output;
+            for (const Frame& frame : framesOf(one)) {
+                files.push_back(frame.output);
+            }
+            return files;
+        });
+    };
 }
 
 }  // namespace likeness::darkroom

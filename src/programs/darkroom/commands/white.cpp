@@ -5,10 +5,12 @@
 #include "commands/subcommands.hpp"
 #include "console/image_output_options.hpp"
 #include "console/json_output.hpp"
+#include "console/many_photographs.hpp"
 #include "console/operation_watch.hpp"
 #include "console/option_checks.hpp"
 #include "console/progress.hpp"
 #include "console/white_warning.hpp"
+#include "files/csv_text.hpp"
 #include "files/number_format.hpp"
 #include "files/refusal.hpp"
 #include "photofile/image_input.hpp"
@@ -18,14 +20,15 @@
 #include <nlohmann/json.hpp>
 
 #include <cmath>
-#include <iostream>
 #include <memory>
 
 namespace likeness::darkroom {
 namespace {
 
 struct Options {
-    std::string input;
+    PhotographInputs inputs;
+    std::string input;  ///< the one that is worked on
+    bool many = false;
     bool json = false;
     double sigma = 0;  ///< 0: the guided filter
     int diameter = 0;
@@ -48,7 +51,7 @@ nlohmann::ordered_json rounded(double value) {
     return numberOrNull(roundedToNineDigits(value));
 }
 
-void printJson(const Options& options, const cv::Mat& bgr, const FoundWhite& white) {
+void printJson(const Console& console, const Options& options, const cv::Mat& bgr, const FoundWhite& white) {
     nlohmann::ordered_json json = jsonOfSchema("white", 1);
     json["input"] = {{"path", options.input}, {"width_pixels", bgr.cols}, {"height_pixels", bgr.rows}};
     for (int c = 0; c < 3; ++c) {
@@ -57,18 +60,32 @@ void printJson(const Options& options, const cv::Mat& bgr, const FoundWhite& whi
     json["chromaticity_xy"] = {rounded(white.xy[0]), rounded(white.xy[1])};
     json["correlated_color_temperature_kelvin"] = rounded(white.nearest.kelvin);
     json["planckian_distance_uv"] = rounded(white.nearest.duv);
-    std::cout << indentedJson(json);
+    console.give(options.many ? json.dump(-1, ' ', false, nlohmann::json::error_handler_t::replace) + '\n'
+                              : indentedJson(json));
 }
 
-void printText(const FoundWhite& white) {
+constexpr const char* tableHeading =
+    "path,white_blue,white_green,white_red,chromaticity_x,chromaticity_y,correlated_color_temperature_kelvin,"
+    "planckian_distance_uv\n";
+
+/// A line of the table; what there is not is empty.
+void printLine(const Console& console, const std::string& path, const FoundWhite& white) {
+    std::string line = csvField(path);
+    for (const double value : {white.bgr[0], white.bgr[1], white.bgr[2], white.xy[0], white.xy[1], white.nearest.kelvin,
+                               white.nearest.duv}) {
+        line += ',' + (std::isfinite(value) ? nineDigits(value) : std::string());
+    }
+    console.give(line + '\n');
+}
+
+void printText(const Console& console, const FoundWhite& white) {
     const auto orNone = [](double value, const char* unit = "") {
         return std::isfinite(value) ? nineDigits(value) + unit : std::string("none");
     };
-    std::cout << "white B,G,R: " << nineDigits(white.bgr[0]) << ',' << nineDigits(white.bgr[1]) << ','
-              << nineDigits(white.bgr[2]) << '\n'
-              << "chromaticity x,y: " << orNone(white.xy[0]) << ',' << orNone(white.xy[1]) << '\n'
-              << "correlated colour temperature: " << orNone(white.nearest.kelvin, " K") << '\n'
-              << "distance from the Planckian locus (Duv): " << orNone(white.nearest.duv) << '\n';
+    console.give("white B,G,R: " + nineDigits(white.bgr[0]) + ',' + nineDigits(white.bgr[1]) + ',' +
+                 nineDigits(white.bgr[2]) + "\nchromaticity x,y: " + orNone(white.xy[0]) + ',' + orNone(white.xy[1]) +
+                 "\ncorrelated colour temperature: " + orNone(white.nearest.kelvin, " K") +
+                 "\ndistance from the Planckian locus (Duv): " + orNone(white.nearest.duv) + '\n');
 }
 
 cv::Mat whiteImage(const Console& console, const cv::Mat& bgr, const Options& options) {
@@ -100,9 +117,11 @@ ExitStatus estimateWhite(const Console& console, const Options& options) {
     warnOfGuess(console, options.input, estimate);
     const FoundWhite white = described(estimate);
     if (options.json) {
-        printJson(options, bgr, white);
+        printJson(console, options, bgr, white);
+    } else if (options.many) {
+        printLine(console, options.input, white);
     } else {
-        printText(white);
+        printText(console, white);
     }
     return ExitStatus::done;
 }
@@ -111,9 +130,10 @@ ExitStatus estimateWhite(const Console& console, const Options& options) {
 
 Action declareWhite(CLI::App& app) {
     auto options = std::make_shared<Options>();
-    app.add_option("IN", options->input, "Photograph")->required();
+    addPhotographs(app, options->inputs, "IN", "Photograph");
     app.add_flag("--json", options->json, optionText("Print the estimate as JSON", "--json"));
     addImageOutput(app, options->output, false);
+    addManyPhotographs(app, options->inputs);
     auto* const output = app.get_option("--output");
     auto* const sigma =
         app.add_option(
@@ -133,7 +153,11 @@ Action declareWhite(CLI::App& app) {
     sigma->needs(diameter);
     app.get_option("--quality")->needs(output);
     app.get_option("--bits")->needs(output);
-    return [options](const Console& console) { return estimateWhite(console, *options); };
+    return [options](const Console& console) {
+        options->many = asksForMany(options->inputs, options->output);
+        return onEach(
+            console, *options, estimateWhite, [](const Options&) {}, {}, options->json ? "" : tableHeading);
+    };
 }
 
 }  // namespace likeness::darkroom

@@ -2,6 +2,7 @@
 
 #include <likeness/threads.hpp>
 #include <likeness/version.hpp>
+#include "codecs/memory_check.hpp"
 #include "console/option_checks.hpp"
 #include "console/parser_view.hpp"
 #include "console/thread_supply.hpp"
@@ -155,10 +156,36 @@ bool isSubcommand(const std::string& word, const CLI::App& app) {
     return std::any_of(all.begin(), all.end(), [&](const CLI::App* one) { return one->get_name() == word; });
 }
 
+/// "; did you mean '--output'?" where an argument that was not expected is like an option's name; where it is like none,
+/// what lists them; nothing where it is no option.
+std::string nearestOption(const CLI::App& subcommand) {
+    for (const std::string& argument : subcommand.remaining()) {
+        const std::string name = argument.substr(0, argument.find('='));
+        if (name.rfind("--", 0) != 0) {
+            continue;
+        }
+        std::string nearest;
+        std::size_t least = std::min<std::size_t>(3, (name.size() - 2) / 3) + 1;
+        for (const CLI::Option* const option : subcommand.get_options()) {
+            for (const std::string& known : option->get_lnames()) {
+                const std::size_t distance = misspellings(name.substr(2), known);
+                if (distance < least) {
+                    least = distance;
+                    nearest = known;
+                }
+            }
+        }
+        return nearest.empty() ? "; darkroom " + subcommand.get_name() + " --help lists the options"
+                               : "; did you mean '--" + nearest + "'?";
+    }
+    return "";
+}
+
 /// Why the arguments were not understood.
 std::string problemOf(const CLI::ParseError& error, const CLI::App& app, int argc, const char* const* argv) {
     if (!app.get_subcommands().empty() || argc < 2) {
-        return argc < 2 ? "a subcommand is required; darkroom --help lists them" : error.what();
+        return argc < 2 ? "a subcommand is required; darkroom --help lists them"
+                        : error.what() + nearestOption(*app.get_subcommands().front());
     }
     const std::string first = argv[1];
     return first.rfind('-', 0) == 0 ? "there is no option '" + first + "'; darkroom --help lists them"
@@ -244,8 +271,8 @@ CommandLine::CommandLine(const std::vector<Subcommand>& subcommands)
     app_.require_subcommand(1);
     app_.footer(
         "darkroom SUBCOMMAND --help shows the options of a subcommand.\n"
-        "Exit status: 0 done (and within limits), 1 compared and outside the limits, 2 could not run;\n"
-        "a batch that a signal stopped ends with 130 or 143.");
+        "Exit status: 0 done (and within limits), 1 outside the limits, or some of many failed, 2 could not\n"
+        "run; a batch, or work on many photographs, that a signal stopped ends with 130 or 143.");
     for (const Subcommand& subcommand : subcommands) {
         CLI::App* const app = app_.add_subcommand(subcommand.name, subcommand.summary);
         app->footer("");
@@ -289,9 +316,9 @@ ExitStatus CommandLine::run(int argc, const char* const* argv) {
         const auto parsed = app_.get_subcommands();
         return refuse(parsed.empty() ? command : parsed.front()->get_name(), problemOf(error, app_, argc, argv));
     } catch (const cv::Exception& error) {
-        return refuse(command, onOneLine(error.what()));
+        return refuse(command, isMemoryShortage(error) ? memoryShortageText : onOneLine(error.what()));
     } catch (const std::exception& error) {
-        return refuse(command, error.what());
+        return refuse(command, isMemoryShortage(error) ? memoryShortageText : error.what());
     }
 }
 

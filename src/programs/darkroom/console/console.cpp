@@ -5,6 +5,7 @@
 
 #include <unistd.h>
 #include <cstdio>
+#include <iostream>
 #include <optional>
 #include <utility>
 
@@ -30,10 +31,7 @@ public:
     std::unique_ptr<TextDump> openText(const std::string& name) const override { return files(name).openText(name); }
     void print(std::string_view text) const override {
         if (wantsMessages()) {
-            const std::string shown = shownLines(text);
-            const std::scoped_lock lock(console_.output_);
-            console_.clearProgress();
-            std::fwrite(shown.data(), 1, shown.size(), stderr);
+            console_.put(shownLines(text));
         }
     }
 
@@ -61,6 +59,15 @@ Console::Console(std::string command, CommonOptions options)
     diagnostics_ = std::make_unique<ConsoleDiagnostics>(*this, options_);
 }
 
+Console::Console(const Console& parent, Notes& notes, std::string replaceable)
+    : command_(parent.command_),
+      options_(parent.options_),
+      notes_(&notes),
+      replaceable_(std::move(replaceable)),
+      profiles_(parent.profiles_),
+      terminal_(false),
+      diagnostics_(std::make_unique<ConsoleDiagnostics>(*this, options_)) {}
+
 Console::~Console() {
     showProgress({});
 }
@@ -79,11 +86,35 @@ void Console::warn(std::string_view line) const {
     say("warning: " + std::string(line));
 }
 
+void Console::complain(std::string_view line) const {
+    say(line);
+}
+
+void Console::relay(const std::string& lines) const {
+    put(lines);
+}
+
+void Console::give(const std::string& text) const {
+    if (notes_ != nullptr) {
+        const std::scoped_lock lock(output_);
+        notes_->results += text;
+        return;
+    }
+    std::cout << text;
+}
+
 void Console::say(std::string_view line) const {
-    const std::string text = "darkroom " + command_ + ": " + shownText(line) + '\n';
+    put("darkroom " + command_ + ": " + shownText(line) + '\n');
+}
+
+void Console::put(const std::string& lines) const {
     const std::scoped_lock lock(output_);
+    if (notes_ != nullptr) {
+        notes_->lines += lines;
+        return;
+    }
     clearProgress();
-    std::fwrite(text.data(), 1, text.size(), stderr);
+    std::fwrite(lines.data(), 1, lines.size(), stderr);
 }
 
 void Console::showProgress(std::string_view text) const {

@@ -27,6 +27,12 @@ struct CommonOptions {
     bool ignoreProfiles = false;
 };
 
+/// What is said and given of one photograph of many, kept until its turn comes.
+struct Notes {
+    std::string lines;    ///< for standard error, each with its end
+    std::string results;  ///< for standard output
+};
+
 /// One run of the program. Results go to standard output or into named files; everything that is said here goes to
 /// standard error, one line each, begun with the program's and the subcommand's name; what a terminal would act on is
 /// shown escaped (diagnostics/shown_text.hpp). Safe to call from several threads.
@@ -36,10 +42,19 @@ public:
     /// @throws Refusal  if the folder of the dumps does not exist or cannot be written, or the assumed profile cannot be
     ///                  had
     Console(std::string command, CommonOptions options);
+    /// One photograph of many in the run of `parent`: with the same options, it shows no progress and notes what it says
+    /// and gives.
+    /// @param parent, notes  must outlive it
+    /// @param replaceable    an input that may be replaced; empty for none
+    Console(const Console& parent, Notes& notes, std::string replaceable = {});
     ~Console() override;
     Console(const Console&) = delete;
     Console& operator=(const Console&) = delete;
 
+    /// Name of the subcommand.
+    const std::string& command() const noexcept { return command_; }
+    /// The input that an output may replace; empty for none.
+    const std::string& replaceable() const noexcept { return replaceable_; }
     bool quiet() const noexcept { return options_.quiet; }
     bool verbose() const noexcept { return options_.verbose; }
     std::uint64_t mostPixels() const noexcept override { return options_.mostPixels; }
@@ -52,6 +67,15 @@ public:
 
     /// Says what the user should know although the work goes on. Not dropped by --quiet.
     void warn(std::string_view line) const override;
+
+    /// Says why something was not done although the rest goes on.
+    void complain(std::string_view line) const;
+
+    /// Writes the lines that another console noted.
+    void relay(const std::string& lines) const;
+
+    /// Writes a text that is a result to standard output.
+    void give(const std::string& text) const;
 
     /// Shows `text` on the last line of a terminal in place of what was there; empty text takes it away. Nothing where
     /// standard error is no terminal, or with --quiet.
@@ -74,12 +98,15 @@ private:
     class ConsoleDiagnostics;
 
     void say(std::string_view line) const;
+    void put(const std::string& lines) const;
     /// Whether a dump may be written; warns the first time if not.
     bool leavesFilesAlone(const std::string& dump) const;
     void clearProgress() const;
 
     std::string command_;
     CommonOptions options_;
+    Notes* notes_ = nullptr;
+    std::string replaceable_;
     ProfileChoice profiles_;
     bool terminal_;
     mutable std::mutex output_;

@@ -9,7 +9,7 @@ enum class ExitStatus : int {
     done = 0,           ///< the work is done, and within the limits that were asked for
     outsideLimits = 1,  ///< carried out, and what was looked at is not all right: see the table
     couldNotRun = 2,    ///< wrong arguments, unreadable or unwritable files, or an error on the way
-    interrupted = 130,  ///< a batch stopped by SIGINT, with everything at hand recorded
+    interrupted = 130,  ///< a batch, or work on many photographs, stopped by SIGINT, with everything at hand recorded
     terminated = 143,   ///< the same by SIGTERM
 };
 
@@ -22,11 +22,13 @@ struct ExitStatusText {
 inline constexpr std::array<ExitStatusText, 5> exitStatusTexts = {{
     {ExitStatus::done, "The work is done, and within the limits that were asked for."},
     {ExitStatus::outsideLimits,
-     "Carried out, and not all is right. Of compare: a coefficient is outside the limits. Of batch: all pairs are "
+     "Carried out, and not all is right. Of many photographs: some failed. Of compare: a coefficient is outside the "
+     "limits. Of batch: all pairs are "
      "recorded, some as failed. Of verify and selftest: something failed, is missing or does not agree."},
     {ExitStatus::couldNotRun,
      "Could not run: wrong arguments, unreadable or unwritable files, or an error on the way."},
-    {ExitStatus::interrupted, "A batch was stopped by SIGINT; what was at hand is finished and recorded."},
+    {ExitStatus::interrupted,
+     "A batch, or work on many photographs, was stopped by SIGINT; what was at hand is finished and recorded."},
     {ExitStatus::terminated, "The same by SIGTERM."},
 }};
 

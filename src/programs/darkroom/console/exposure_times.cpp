@@ -3,6 +3,7 @@
 #include "console/option_checks.hpp"
 #include "files/number_format.hpp"
 #include "files/refusal.hpp"
+#include "files/standard_input.hpp"
 
 #include <fmt/format.h>
 #include <libexif/exif-data.h>
@@ -38,7 +39,8 @@ struct ExposureNote {
 
 class ExifFile {
 public:
-    explicit ExifFile(const std::string& path) : data_(::exif_data_new_from_file(path.c_str()), &::exif_data_unref) {}
+    explicit ExifFile(const std::string& path)
+        : data_(::exif_data_new_from_file(placeOfInput(path).c_str()), &::exif_data_unref) {}
 
     std::optional<double> number(::ExifTag tag) const {
         const ::ExifEntry* const entry = data_ == nullptr ? nullptr : exif_data_get_entry(data_.get(), tag);

@@ -51,7 +51,7 @@ void addOutputProfile(CLI::App& app, ImageOutput& output) {
         ->type_name("PROFILE");
 }
 
-void checkImageOutput(const ImageOutput& output, OutputPlan& plan) {
+void checkImageFormat(const ImageOutput& output) {
     const ImageFormat format = imageFormatOf(output.path);
     if (format == ImageFormat::unknown) {
         throw Refusal(output.option + ": '" + output.path +
@@ -66,6 +66,10 @@ void checkImageOutput(const ImageOutput& output, OutputPlan& plan) {
     if (!output.profile.empty()) {
         checkOutputProfile(output, format);
     }
+}
+
+void checkImageOutput(const ImageOutput& output, OutputPlan& plan) {
+    checkImageFormat(output);
     plan.mayRead(output.profile);
     plan.file(output.option, output.path);
 }

@@ -16,8 +16,11 @@ void addImageOutput(CLI::App& app, ImageOutput& output, bool required = true);
 /// Adds --output-profile, for commands whose result is a picture.
 void addOutputProfile(CLI::App& app, ImageOutput& output);
 
-/// Refuses, before the work begins, an unknown extension, options that the format does not have, or a place that
-/// the plan refuses.
+/// Refuses, before the work begins, an unknown extension, and options that the format does not have.
+/// @throws Refusal
+void checkImageFormat(const ImageOutput& output);
+
+/// The same, and a place that the plan refuses.
 /// @throws Refusal
 void checkImageOutput(const ImageOutput& output, OutputPlan& plan);
 

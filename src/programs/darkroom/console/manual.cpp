@@ -27,8 +27,8 @@ replaces. An input is overwritten only if it is named as the output.
 
 constexpr const char* files =
     R"(Images are read with 8 or 16 bits per channel or as floats, in any format that the image library reads. The EXIF
-orientation is applied, alpha is dropped, grey is spread to three channels. 8-bit values are divided by 255, 16-bit values
-by 65535; floats are taken as they are.
+orientation is applied, alpha is dropped (with a warning where it is not opaque), grey is spread to three channels.
+8-bit values are divided by 255, 16-bit values by 65535; floats are taken as they are.
 .PP
 The extension of a result gives its format, and the scale is stated on standard error:
 .TP

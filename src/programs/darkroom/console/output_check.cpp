@@ -1,6 +1,7 @@
 #include "console/output_check.hpp"
 
 #include "files/refusal.hpp"
+#include "files/standard_input.hpp"
 
 #include <fmt/format.h>
 
@@ -69,8 +70,17 @@ void checkReadFolder(std::string_view option, const std::string& folder) {
     }
 }
 
-OutputPlan::OutputPlan(const Console& console, const std::vector<std::string>& inputs) : console_(console) {
+OutputPlan::OutputPlan(const Console& console, const std::vector<std::string>& inputs, InputKind kind)
+    : console_(console) {
+    int standardInputs = 0;
     for (const std::string& path : inputs) {
+        if (path == standardStream) {
+            ++standardInputs;
+            continue;
+        }
+        if (path == console.replaceable()) {
+            continue;
+        }
         std::error_code error;
         const fs::file_status status = fs::status(path, error);
         // A terminal or a pipe may well be read and written.
@@ -78,6 +88,12 @@ OutputPlan::OutputPlan(const Console& console, const std::vector<std::string>& i
             inputs_.add(path, path);
             console_.keepFromDumps(path, "the input '" + path + "'");
         }
+    }
+    if (kind == InputKind::photographs && standardInputs > 1) {
+        throw Refusal("'-' is standard input, which is one photograph, and it is given twice");
+    }
+    if (kind == InputKind::photographs && standardInputs == 1) {
+        takeStandardInput();
     }
     mayRead(console.assumedProfile());
 }
@@ -97,8 +113,10 @@ void OutputPlan::readsToo(const std::string& path) const {
 }
 
 void OutputPlan::file(std::string_view option, const std::string& path) {
-    checkOutputFile(option, path);
-    aside(option, path);
+    if (path != standardStream) {
+        checkOutputFile(option, path);
+        aside(option, path);
+    }
     if (const auto other = optionOf_.find(path)) {
         refuse(option, path, "is the file of " + *other + " too");
     }
@@ -109,7 +127,7 @@ void OutputPlan::file(std::string_view option, const std::string& path) {
 
 void OutputPlan::page(std::string_view option, const std::string& path) {
     const fs::path extension = fs::path(path).extension();
-    if (extension != ".html" && extension != ".htm") {
+    if (path != standardStream && extension != ".html" && extension != ".htm") {
         refuse(option, path, "has none of the extensions .html, .htm");
     }
     file(option, path);

@@ -19,6 +19,9 @@ void checkFolder(std::string_view option, const std::string& folder);
 /// @throws Refusal
 void checkReadFolder(std::string_view option, const std::string& folder);
 
+/// What inputs are: "-" among photographs is standard input, which is taken for one.
+enum class InputKind { photographs, others };
+
 /// The files that a call reads and those that it is going to write. Every check of an output goes through one, so that
 /// no result ever replaces a file that is read, or another result, under whatever name, through links or not. What the
 /// operation dumps is not planned: its names are known only when it dumps, and the console leaves out what would
@@ -27,8 +30,9 @@ class OutputPlan {
 public:
     /// @param console  told which files dumps must leave alone
     /// @param inputs   every file that the call reads; empty names, of options that are not given, do not count, nor do
-    ///                 terminals and pipes
-    OutputPlan(const Console& console, const std::vector<std::string>& inputs);
+    ///                 terminals and pipes. "-" is standard input, which is taken here
+    /// @throws Refusal  if "-" is there twice, or nothing can be read
+    OutputPlan(const Console& console, const std::vector<std::string>& inputs, InputKind kind = InputKind::photographs);
 
     /// Adds a file that an option may name in place of a word: what is no file does not count.
     void mayRead(const std::string& path);
@@ -37,7 +41,7 @@ public:
     /// @throws Refusal
     void readsToo(const std::string& path) const;
 
-    /// Adds a file that is written.
+    /// Adds a file that is written; "-" is standard output.
     /// @param option  the option that named it, for refusals
     /// @throws Refusal  if its folder is one that `checkFolder` would refuse, if it is a folder itself or exists and
     ///                  cannot be written, if it is an input, or another output

@@ -6,6 +6,7 @@
 #include "diagnostics/output_file.hpp"
 #include "files/refusal.hpp"
 #include "files/replaced_file.hpp"
+#include "files/standard_input.hpp"
 #include "photofile/clipping.hpp"
 
 #include <cerrno>
@@ -58,6 +59,9 @@ CLI::Option* addPrefixOutput(CLI::App& app, std::string& prefix, const std::stri
 }
 
 void checkPrefixOutput(const std::string& prefix, const std::vector<PrefixedResult>& results, OutputPlan& plan) {
+    if (prefix == standardStream) {
+        throw Refusal("--output: several files come of it, and standard output takes one; give a stem of their names");
+    }
     if (fs::path(prefix).filename().empty()) {
         throw Refusal("--output: '" + prefix + "' is no stem of a file name");
     }

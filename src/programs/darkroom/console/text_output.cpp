@@ -1,12 +1,27 @@
 #include "console/text_output.hpp"
 
+#include "batch/result_record.hpp"
 #include "console/option_checks.hpp"
 #include "console/output_check.hpp"
+#include "files/refusal.hpp"
 #include "files/replaced_file.hpp"
+#include "files/standard_input.hpp"
 
-#include <iostream>
+#include <filesystem>
 
 namespace likeness::darkroom {
+
+ResultText resultTextFor(const std::string& path, ResultText asked) {
+    const std::string extension = lowerCase(std::filesystem::path(path).extension().string());
+    const ResultText named = extension == ".json"  ? ResultText::json
+                             : extension == ".csv" ? ResultText::csv
+                                                   : ResultText::any;
+    if (named != ResultText::any && asked != ResultText::any && named != asked) {
+        throw Refusal("--output: '" + path + "' is named " + extension + ", and --" +
+                      (asked == ResultText::json ? "json" : "csv") + " asks for another format");
+    }
+    return asked == ResultText::any ? named : asked;
+}
 
 void addTextOutput(CLI::App& app, TextOutput& output, const std::string& example) {
     app.add_option("-o,--output", output.path,
@@ -14,13 +29,24 @@ void addTextOutput(CLI::App& app, TextOutput& output, const std::string& example
         ->type_name("FILE");
 }
 
+void writeResult(const Console& console, const std::string& path, const std::string& text, const std::string& what) {
+    if (path == standardStream) {
+        console.give(text);
+        return;
+    }
+    replaceFile(path, text);
+    if (!what.empty()) {
+        console.tell("wrote '" + path + "': " + what);
+    }
+}
+
 void writeText(const Console& console, const TextOutput& output, const std::string& text) {
     if (output.path.empty()) {
-        std::cout << text;
+        console.give(text);
         return;
     }
     OutputPlan(console, {}).file("--output", output.path);
-    replaceFile(output.path, text);
+    writeResult(console, output.path, text, "");
 }
 
 }  // namespace likeness::darkroom

@@ -1,0 +1,171 @@
+// Analysis and comparison of photographs.
+#include "calls.hpp"
+#include "models.hpp"
+
+#include <likeness/comparison/analysis.hpp>
+
+#include <pybind11/stl.h>
+
+#include <array>
+#include <cstdint>
+#include <optional>
+#include <stdexcept>
+#include <string>
+#include <utility>
+#include <vector>
+
+namespace likeness::python {
+namespace {
+
+namespace py = pybind11;
+
+using Bins = py::array_t<std::int32_t, py::array::c_style | py::array::forcecast>;
+using Probabilities = py::array_t<float, py::array::c_style | py::array::forcecast>;
+
+py::tuple arraysOf(const BinProbabilities& histogram) {
+    const auto size = static_cast<py::ssize_t>(histogram.size());
+    Bins bins(size);
+    Probabilities probabilities(size);
+    py::ssize_t k = 0;
+    for (const auto& [bin, probability] : histogram) {
+        bins.mutable_at(k) = bin;
+        probabilities.mutable_at(k) = probability;
+        ++k;
+    }
+    return py::make_tuple(bins, probabilities);
+}
+
+BinProbabilities histogramOf(const py::handle& arrays) {
+    const auto pair = arrays.cast<py::tuple>();
+    const auto bins = pair[0].cast<Bins>();
+    const auto probabilities = pair[1].cast<Probabilities>();
+    if (bins.ndim() != 1 || probabilities.ndim() != 1 || bins.size() != probabilities.size()) {
+        throw std::invalid_argument("a histogram has as many probabilities as bins");
+    }
+    BinProbabilities histogram;
+    for (py::ssize_t k = 0; k < bins.size(); ++k) {
+        histogram[bins.at(k)] = probabilities.at(k);
+    }
+    return histogram;
+}
+
+py::tuple stateOf(const AppearanceDistributions& distributions) {
+    py::list histograms;
+    for (std::size_t k = 0; k < correlateNames.size(); ++k) {
+        histograms.append(arraysOf(distributions[k]));
+    }
+    const CorrelateShares& shares = distributions.nanShares;
+    return py::make_tuple(histograms, std::array<double, 5>{shares[0], shares[1], shares[2], shares[3], shares[4]},
+                          distributions.hue ? py::object(arraysOf(*distributions.hue)) : py::object(py::none()),
+                          distributions.blackShare);
+}
+
+AppearanceDistributions distributionsOf(const py::tuple& state) {
+    AppearanceDistributions distributions;
+    const auto histograms = state[0].cast<py::list>();
+    const auto shares = state[1].cast<std::array<double, 5>>();
+    for (std::size_t k = 0; k < correlateNames.size(); ++k) {
+        distributions[k] = histogramOf(histograms[k]);
+        distributions.nanShares[k] = shares[k];
+    }
+    if (!state[2].is_none()) {
+        distributions.hue = histogramOf(state[2]);
+    }
+    distributions.blackShare = state[3].cast<double>();
+    return distributions;
+}
+
+bool areEqual(const AppearanceDistributions& first, const AppearanceDistributions& second) {
+    for (std::size_t k = 0; k < correlateNames.size(); ++k) {
+        if (first[k] != second[k] || first.nanShares[k] != second.nanShares[k]) {
+            return false;
+        }
+    }
+    return first.hue == second.hue && first.blackShare == second.blackShare;
+}
+
+std::array<float, 5> arrayOf(const LikenessCoefficients& coefficients) {
+    return {coefficients[0], coefficients[1], coefficients[2], coefficients[3], coefficients[4]};
+}
+
+std::optional<HueWeights> hueOf(const std::optional<std::string>& weights) {
+    if (!weights) {
+        return std::nullopt;
+    }
+    if (*weights == "pixels") {
+        return HueWeights::pixels;
+    }
+    if (*weights == "chroma") {
+        return HueWeights::chroma;
+    }
+    throw std::invalid_argument("hue: '" + *weights + "' is none of pixels, chroma");
+}
+
+/// Keeps its tables from one call of a thread to the next, so that small photographs take microseconds.
+Comparer& comparerOfThread() {
+    thread_local Comparer comparer;
+    return comparer;
+}
+
+py::tuple mapsOf(const Analysis& analysis) {
+    const AppearanceMaps maps = unlocked([&analysis] { return analysis.maps(); });
+    return py::make_tuple(python::arrayOf(maps.brightness), python::arrayOf(maps.lightness),
+                          python::arrayOf(maps.chroma), python::arrayOf(maps.colorfulness),
+                          python::arrayOf(maps.saturation), python::arrayOf(maps.hueDegrees));
+}
+
+}  // namespace
+
+void bindComparison(py::module_& module) {
+    py::class_<AppearanceDistributions>(module, "Distributions")
+        .def("histogram",
+             [](const AppearanceDistributions& distributions, std::size_t k) { return arraysOf(distributions[k]); })
+        .def("hue_histogram",
+             [](const AppearanceDistributions& distributions) {
+                 return distributions.hue ? py::object(arraysOf(*distributions.hue)) : py::object(py::none());
+             })
+        .def_property_readonly("nan_shares",
+                               [](const AppearanceDistributions& distributions) {
+                                   const CorrelateShares& shares = distributions.nanShares;
+                                   return std::array<double, 5>{shares[0], shares[1], shares[2], shares[3], shares[4]};
+                               })
+        .def_property_readonly("black_share",
+                               [](const AppearanceDistributions& distributions) { return distributions.blackShare; })
+        .def("__eq__", areEqual, py::is_operator())
+        .def(py::pickle([](const AppearanceDistributions& distributions) { return stateOf(distributions); },
+                        [](const py::tuple& state) { return distributionsOf(state); }));
+
+    module.def("compare_distributions",
+               [](const AppearanceDistributions& first, const AppearanceDistributions& second) {
+                   return arrayOf(compareDistributions(first, second));
+               });
+    module.def("hue_coefficient", hueCoefficient);
+
+    module.def("analyze", [](const py::array& array, const py::tuple& model, const std::optional<std::string>& hue,
+                             bool maps, const py::object& progress) {
+        const cv::Mat photograph = imageOf(array, "photograph", Channels::rgb);
+        AnalysisOptions options;
+        options.model = comparisonModelOf(model);
+        options.hue = hueOf(hue);
+        options.maps = maps;
+        const Watch watch = watchOf(progress);
+        const Analysis analysis = unlocked([&] { return comparerOfThread().analyze(photograph, options, watch); });
+        return py::make_tuple(analysis.distributions(), analysis.size().height, analysis.size().width,
+                              analysis.backgroundLuminance(),
+                              analysis.hasMaps() ? py::object(mapsOf(analysis)) : py::object(py::none()));
+    });
+    module.def("compare", [](const py::array& first, const py::array& second, const py::tuple& model,
+                             const py::object& progress) {
+        const cv::Mat firstPhotograph = imageOf(first, "first", Channels::rgb);
+        const cv::Mat secondPhotograph = imageOf(second, "second", Channels::rgb);
+        AnalysisOptions options;
+        options.model = comparisonModelOf(model);
+        const Watch watch = watchOf(progress);
+        return arrayOf(unlocked([&] {
+            const auto [one, other] = comparerOfThread().analyzePair(firstPhotograph, secondPhotograph, options, watch);
+            return compareDistributions(one.distributions(), other.distributions());
+        }));
+    });
+}
+
+}  // namespace likeness::python

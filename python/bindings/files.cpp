@@ -1,0 +1,133 @@
+// Photographs in files: read, analysed and written as the program `darkroom` does.
+#include "calls.hpp"
+#include "models.hpp"
+
+#include "batch/photograph_analysis.hpp"
+#include "files/file_access.hpp"
+#include "files/refusal.hpp"
+#include "photofile/image_output.hpp"
+#include "photofile/managed_colors.hpp"
+#include "photofile/photograph_reader.hpp"
+
+#include <likeness/color/unit_image.hpp>
+
+#include <pybind11/stl.h>
+
+#include <cstdint>
+#include <optional>
+#include <stdexcept>
+#include <string>
+#include <string_view>
+#include <utility>
+#include <vector>
+
+namespace likeness::python {
+namespace {
+
+namespace py = pybind11;
+
+/// @param profile  "embedded", "ignore", or a name or file for photographs without one
+ProfileChoice profileChoiceOf(const std::string& profile) {
+    ProfileChoice choice;
+    if (profile == "ignore") {
+        choice.ignore = true;
+    } else if (profile != "embedded") {
+        choice.assumed = profileAsked("profile", profile);
+    }
+    return choice;
+}
+
+/// Keeps what is said while files are written.
+class KeptWords final : public FileAccess {
+public:
+    explicit KeptWords(std::uint64_t mostPixels) : mostPixels_(mostPixels) {}
+
+    void tell(std::string_view /*line*/) const override {}
+    void warn(std::string_view line) const override { warnings_.emplace_back(line); }
+    std::uint64_t mostPixels() const noexcept override { return mostPixels_; }
+    const ProfileChoice& profiles() const noexcept override { return profiles_; }
+
+    const std::vector<std::string>& warnings() const noexcept { return warnings_; }
+
+private:
+    std::uint64_t mostPixels_;
+    ProfileChoice profiles_;
+    mutable std::vector<std::string> warnings_;
+};
+
+py::tuple read(const std::string& path, const std::string& profile, bool stored, std::uint64_t mostPixels) {
+    PhotographRead photograph;
+    ProfileUse use;
+    unlocked([&] {
+        const ProfileChoice choice = profileChoiceOf(profile);
+        ManagedColors colors(choice);
+        photograph = readPhotographAmongOthers(
+            path, stored ? PhotographValues::stored : PhotographValues::bytesOrFloats, mostPixels, &colors);
+        colors.settle(photograph.remarks);
+        use = colors.use();
+    });
+    std::vector<std::string> warnings = photograph.remarks;
+    if (const std::string warning = use.warning(); !warning.empty()) {
+        warnings.push_back(warning);
+    }
+    const py::object image =
+        photograph.problem.empty() ? py::object(rgbArrayOf(std::move(photograph.bgr))) : py::object(py::none());
+    return py::make_tuple(image, photograph.problem, photograph.bits, photograph.floats, photograph.linear,
+                          std::string(use.originName()), use.description, warnings);
+}
+
+py::tuple analyzeFile(const std::string& path, const py::tuple& model, const std::optional<std::string>& hue,
+                      const std::string& profile, std::uint64_t mostPixels) {
+    AnalysisOptions options;
+    options.model = comparisonModelOf(model);
+    if (hue) {
+        options.hue = *hue == "chroma" ? HueWeights::chroma : HueWeights::pixels;
+    }
+    const PhotographAnalysis analysis = unlocked([&] {
+        thread_local AnalysisTables tables;
+        return analyzePhotograph(path, tables, mostPixels, options, profileChoiceOf(profile));
+    });
+    return py::make_tuple(analysis.distributions, analysis.facts.height, analysis.facts.width, analysis.problem,
+                          analysis.remarks);
+}
+
+std::vector<std::string> write(const std::string& path, const py::array& array, std::optional<int> quality, int bits,
+                               const std::string& profile) {
+    const cv::Mat picture = imageOf(array, "image", Channels::rgb);
+    if (imageFormatOf(path) == ImageFormat::unknown) {
+        throw std::invalid_argument("path: '" + path + "' has no extension of an image: .png, .jpg, .tif or .hdr");
+    }
+    ImageOutput output;
+    output.path = path;
+    output.quality = quality;
+    output.bits = bits;
+    output.option = "path";
+    output.profile = profile;
+    const KeptWords words(usualMostPixels);
+    unlocked([&] { writePhotograph(words, output, toUnit(picture)); });
+    return words.warnings();
+}
+
+}  // namespace
+
+void bindFiles(py::module_& module) {
+    py::register_exception_translator([](std::exception_ptr thrown) {
+        try {
+            if (thrown) {
+                std::rethrow_exception(thrown);
+            }
+        } catch (const MachineFailure& failure) {
+            PyErr_SetString(PyExc_OSError, failure.what());
+        } catch (const MemoryShortage& shortage) {
+            PyErr_SetString(PyExc_MemoryError, shortage.what());
+        } catch (const Refusal& refusal) {
+            PyErr_SetString(PyExc_ValueError, refusal.what());
+        }
+    });
+    module.attr("most_pixels") = usualMostPixels;
+    module.def("read", read);
+    module.def("analyze_file", analyzeFile);
+    module.def("write", write);
+}
+
+}  // namespace likeness::python

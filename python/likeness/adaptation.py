@@ -1,0 +1,175 @@
+"""Whites of photographs, and photographs under another white.
+
+A photograph is an array (H, W, 3) in the order R, G, B, gamma-encoded; results are float32 on 0..1, not clipped.
+"""
+
+from __future__ import annotations
+
+from typing import NamedTuple, Optional, Union
+
+import numpy as np
+import numpy.typing as npt
+
+from . import _core
+from ._arrays import FloatImage, ImageLike, Progress, Triple, native, triple
+from .color import White
+
+
+class WhiteEstimate(NamedTuple):
+    """A white that was found in a photograph."""
+
+    white: White
+    """X, Y, Z of `rgb`."""
+    rgb: Triple
+    """The white as a gamma-encoded colour on 0..1."""
+    yuv: Triple
+    """Mean Y, U, V of the pixels that it was made of, Y set to 1, not clipped."""
+    found: bool
+    """Whether there are such pixels; otherwise the white is a guess."""
+    converged: bool
+    """Whether an iteration that began with a previous estimate is at its end."""
+
+
+def gray_world_white(
+    photograph: ImageLike, previous: Optional[WhiteEstimate] = None, *, progress: Progress = None
+) -> WhiteEstimate:
+    """Gray-world white of a photograph: the mean of its nearly neutral pixels (Buchsbaum, 1980).
+
+    Parameters
+    ----------
+    photograph : array (H, W, 3)
+    previous : WhiteEstimate, optional
+        The estimate before, in an iteration that adapts the photograph in between.
+    """
+    before = None if previous is None else tuple(previous)
+    xyz, rgb, yuv, found, converged = _core.gray_world_white(native(photograph), before, progress)
+    return WhiteEstimate(White(*xyz), triple(rgb, "rgb"), triple(yuv, "yuv"), found, converged)
+
+
+def local_white(
+    photograph: ImageLike,
+    *,
+    filter: str = "guided",
+    sigma: float = 0.1,
+    diameter: int = 15,
+    progress: Progress = None,
+) -> FloatImage:
+    """White of each pixel: the photograph, smoothed by a "guided" or "bilateral" filter.
+
+    Parameters
+    ----------
+    photograph : array (H, W, 3)
+    filter : str
+    sigma : float
+        Of "bilateral": width in values, above 0 and up to 100; white is 1.
+    diameter : int
+        Of "bilateral": diameter and width in pixels, 1 to 255.
+    """
+    return _core.local_white(native(photograph), filter, sigma, diameter, progress)
+
+
+WhiteLike = Union[npt.ArrayLike, WhiteEstimate, str]
+
+
+def _white(white: WhiteLike) -> Union[Triple, npt.NDArray[np.generic], str]:
+    if isinstance(white, str):
+        return white
+    if isinstance(white, WhiteEstimate):
+        return triple(white.white, "white")
+    array = np.asarray(white)
+    return native(array) if array.ndim == 3 else triple(array, "white")
+
+
+def adapt_to_d65(
+    photograph: ImageLike, white: Optional[WhiteLike] = None, *, progress: Progress = None
+) -> FloatImage:
+    """Adapts a photograph from the white that it was seen under to D65.
+
+    Parameters
+    ----------
+    photograph : array (H, W, 3)
+    white : X, Y, Z, or array (H, W, 3), or str, optional
+        One white on the scale where Y = 1, or that of each pixel; "smoothed" and "own" take the white of each pixel from
+        the photograph itself. The gray-world white unless given.
+    """
+    image = native(photograph)
+    chosen = _white(gray_world_white(image) if white is None else white)
+    if isinstance(chosen, str):
+        return _core.adapt_to_d65_by_pixel(image, chosen, progress)
+    if isinstance(chosen, np.ndarray):
+        return _core.adapt_to_d65_from_whites(image, chosen, progress)
+    return _core.adapt_to_d65(image, chosen, progress)
+
+
+def undo_d65_adaptation(photograph: ImageLike, white: WhiteLike, *, progress: Progress = None) -> FloatImage:
+    """Takes a photograph that was adapted to D65 back to a white, of the scene or of each pixel."""
+    chosen = _white(white)
+    if isinstance(chosen, str):
+        raise ValueError("white: X, Y, Z or an array (H, W, 3) is wanted")
+    if isinstance(chosen, np.ndarray):
+        return _core.undo_d65_adaptation_to_whites(native(photograph), chosen, progress)
+    return _core.undo_d65_adaptation(native(photograph), chosen, progress)
+
+
+def undo_adaptation(
+    photograph: ImageLike, adapted_to: npt.ArrayLike, scene: npt.ArrayLike, *, progress: Progress = None
+) -> FloatImage:
+    """Takes a photograph that was adapted to one white, X, Y, Z, back to that of the scene."""
+    return _core.undo_adaptation(native(photograph), triple(adapted_to, "adapted_to"), triple(scene, "scene"), progress)
+
+
+def adapt_to(
+    photograph: ImageLike,
+    like: Union[ImageLike, WhiteEstimate],
+    *,
+    degree: float = 1,
+    left_out: Optional[ImageLike] = None,
+    local: bool = False,
+    blend: float = 1,
+    progress: Progress = None,
+) -> FloatImage:
+    """Adapts a photograph to the gray-world white of another one.
+
+    Parameters
+    ----------
+    photograph : array (H, W, 3)
+    like : array (H, W, 3) or WhiteEstimate
+        Of any size and depth; or its white, for use with many photographs.
+    degree : float
+        Of adaptation in each step, 0 (none) to 1 (full). Not with `local`.
+    left_out : array (H, W) of uint8, optional
+        Pixels above 100 keep their colours and do not count for the white. Not with `local`.
+    local : bool
+        Adapt each pixel from the white around it.
+    blend : float
+        With `local`, the share of the other light in the white that is adapted to, 0 to 1.
+    """
+    mask = None if left_out is None else native(left_out)
+    if isinstance(like, WhiteEstimate):
+        return _core.adapt_to_light(native(photograph), tuple(like), degree, mask, local, blend, progress)
+    return _core.adapt_to(native(photograph), native(like), degree, mask, local, blend, progress)
+
+
+def tint(
+    flash: ImageLike,
+    no_flash: ImageLike,
+    *,
+    form: str = "gain",
+    sigma: float = 0.1,
+    diameter: int = 0,
+    progress: Progress = None,
+) -> FloatImage:
+    """Gives a flash photograph the colours of a no-flash photograph and keeps its detail.
+
+    Parameters
+    ----------
+    flash, no_flash : arrays (H, W, 3)
+        Of the same size.
+    form : str
+        "gain" alone, or "regression": gain and offset.
+    sigma : float
+        Of "regression": width of the bilateral filter in values, above 0 and up to 10.
+    diameter : int
+        Of "regression": diameter of that filter in pixels, 1 to 999; 0 for a 25th of the image's diagonal.
+    """
+    return _core.tint(native(flash), native(no_flash), form, sigma, diameter, progress)

@@ -1,0 +1,292 @@
+"""Photographs compared by how they look."""
+
+from __future__ import annotations
+
+import dataclasses
+import os
+from typing import Any, NamedTuple, Optional, Union
+
+import numpy as np
+import numpy.typing as npt
+
+from . import _core
+from ._arrays import FloatImage, ImageLike, Progress, native
+from .files import PathLike, analyze_file, is_path, read
+from .models import ComparisonModel, model_of
+
+
+class Coefficients(NamedTuple):
+    """How alike two photographs look: one Bhattacharyya coefficient per appearance correlate, 0 where the distributions
+    do not overlap, 1 where they are equal."""
+
+    brightness: float
+    lightness: float
+    chroma: float
+    colorfulness: float
+    saturation: float
+
+
+class AppearanceMaps(NamedTuple):
+    """The appearance of each pixel: float32 arrays (H, W)."""
+
+    brightness: FloatImage
+    """Q."""
+    lightness: FloatImage
+    """J, 0..100."""
+    chroma: FloatImage
+    """C."""
+    colorfulness: FloatImage
+    """M."""
+    saturation: FloatImage
+    """s."""
+    hue_degrees: FloatImage
+    """h: -180..180 under the comparison's own model, 0..360 under a published one."""
+
+
+class Histogram(NamedTuple):
+    """A distribution by whole numbers: the bins that hold something, ascending, and their probabilities."""
+
+    bins: npt.NDArray[np.int32]
+    probabilities: npt.NDArray[np.float32]
+
+
+@dataclasses.dataclass(frozen=True, eq=False)
+class Analysis:
+    """How a photograph looks: what `analyze` found. It can be pickled, and compared as often as is wanted."""
+
+    height: int
+    width: int
+    model: ComparisonModel
+    background_luminance: Optional[float]
+    """Of the background that the photograph was seen before; None where it was read from a file."""
+    maps: Optional[AppearanceMaps]
+    """Where they were asked for."""
+    remarks: tuple[str, ...]
+    """What was said of the file."""
+    _distributions: Any = dataclasses.field(repr=False)
+
+    def histogram(self, correlate: str) -> Optional[Histogram]:
+        """The distribution of "brightness", "lightness", "chroma", "colorfulness" or "saturation"; of "hue" None where
+        it was not asked for."""
+        if correlate == "hue":
+            hue = self._distributions.hue_histogram()
+            return None if hue is None else Histogram(*hue)
+        if correlate not in Coefficients._fields:
+            raise ValueError(f"correlate: '{correlate}' is none of {', '.join(Coefficients._fields)}, hue")
+        return Histogram(*self._distributions.histogram(Coefficients._fields.index(correlate)))
+
+    @property
+    def nan_shares(self) -> Coefficients:
+        """Share of the pixels, 0..1, whose correlate is NaN and in no bin."""
+        return Coefficients(*self._distributions.nan_shares)
+
+    @property
+    def black_share(self) -> float:
+        """Share of the pixels that a published model takes for black although they are not."""
+        return float(self._distributions.black_share)
+
+    def __eq__(self, other: object) -> bool:
+        if not isinstance(other, Analysis):
+            return NotImplemented
+        return (
+            (self.height, self.width, self.model) == (other.height, other.width, other.model)
+            and self._distributions == other._distributions
+        )
+
+    __hash__ = None  # type: ignore[assignment]
+
+
+Comparable = Union[ImageLike, PathLike, Analysis]
+"""A photograph, the path of one, or what `analyze` found."""
+
+
+def analyze(
+    photograph: Union[ImageLike, PathLike],
+    *,
+    model: Union[ComparisonModel, str] = "likeness",
+    hue: Optional[str] = None,
+    maps: bool = False,
+    profile: str = "embedded",
+    progress: Progress = None,
+) -> Analysis:
+    """Analyses a photograph: the distributions of its appearance correlates.
+
+    Parameters
+    ----------
+    photograph : array (H, W, 3) or path
+        R, G, B, any depth. A file is read as the program `darkroom` reads it.
+    model : ComparisonModel or str
+        Or the name of a model, under its usual conditions.
+    hue : str, optional
+        "pixels" or "chroma": the distribution of the hue too, and what a pixel counts in it.
+    maps : bool
+        Whether the maps of the correlates are wanted too.
+    profile : str
+        Of a file: "embedded", "ignore", or the name or file of a profile for a photograph without one.
+    progress : callable, optional
+        Called with the steps done and of all steps; False ends the call with `Cancelled`.
+
+    Raises
+    ------
+    ValueError
+        For other arrays, a file that cannot be read, or a model that cannot be used.
+    """
+    chosen = model_of(model)
+    if isinstance(photograph, (str, os.PathLike)):
+        if not maps:
+            distributions, height, width, remarks = analyze_file(photograph, chosen, hue, profile)
+            return Analysis(height, width, chosen, None, None, remarks, distributions)
+        photograph = read(photograph, profile=profile)
+    distributions, height, width, background, kept = _core.analyze(
+        native(photograph), chosen._tuple(), hue, maps, progress
+    )
+    return Analysis(
+        height, width, chosen, background, None if kept is None else AppearanceMaps(*kept), (), distributions
+    )
+
+
+def compare(
+    first: Comparable,
+    second: Comparable,
+    *,
+    model: Union[ComparisonModel, str] = "likeness",
+    profile: str = "embedded",
+    progress: Progress = None,
+) -> Coefficients:
+    """Compares two photographs by how they look.
+
+    Parameters
+    ----------
+    first, second : array (H, W, 3), path or Analysis
+        They may differ in size and depth. Of two files the numbers are those that `darkroom compare` prints.
+    model, profile, progress
+        As of `analyze`. Of analyses the model is their own.
+
+    Raises
+    ------
+    ValueError
+        As `analyze`; for analyses under different models.
+
+    Examples
+    --------
+    >>> gray = np.full((4, 4, 3), 128, np.uint8)
+    >>> compare(gray, gray).chroma
+    1.0
+    """
+    chosen = model_of(model)
+    if isinstance(first, Analysis):
+        chosen = first.model
+    elif isinstance(second, Analysis):
+        chosen = second.model
+    if not any(isinstance(photograph, Analysis) or is_path(photograph) for photograph in (first, second)):
+        return Coefficients(*_core.compare(native(first), native(second), chosen._tuple(), progress))  # type: ignore[arg-type]
+    analyses = [
+        photograph
+        if isinstance(photograph, Analysis)
+        else analyze(photograph, model=chosen, profile=profile, progress=progress)
+        for photograph in (first, second)
+    ]
+    if analyses[0].model != analyses[1].model:
+        raise ValueError("the photographs were analysed under different models")
+    return Coefficients(*_core.compare_distributions(analyses[0]._distributions, analyses[1]._distributions))
+
+
+def hue_coefficient(first: Analysis, second: Analysis) -> Optional[float]:
+    """The coefficient of the hue; None where one of the analyses has none, or no pixels."""
+    if first.model != second.model:
+        raise ValueError("the photographs were analysed under different models")
+    return _core.hue_coefficient(first._distributions, second._distributions)
+
+
+def appearance_maps(
+    photograph: Union[ImageLike, PathLike],
+    *,
+    model: Union[ComparisonModel, str] = "likeness",
+    profile: str = "embedded",
+    progress: Progress = None,
+) -> AppearanceMaps:
+    """The appearance correlates of each pixel, as the comparison sees a photograph. Parameters as of `analyze`.
+
+    Examples
+    --------
+    >>> maps = appearance_maps(np.full((2, 3, 3), 255, np.uint8))
+    >>> maps.lightness.shape, float(maps.lightness[0, 0])
+    ((2, 3), 100.0)
+    """
+    maps = analyze(photograph, model=model, maps=True, profile=profile, progress=progress).maps
+    if maps is None:
+        nothing = np.zeros((0, 0), np.float32)
+        return AppearanceMaps(*(nothing for _ in AppearanceMaps._fields))
+    return maps
+
+
+class PairResult(NamedTuple):
+    """What came of one pair of `compare_pairs`."""
+
+    first: str
+    second: str
+    coefficients: Optional[Coefficients]
+    """None where the pair could not be compared."""
+    error: Optional[str]
+    """Why."""
+    remarks: tuple[str, ...]
+    """What was said of the files."""
+
+
+def compare_pairs(
+    pairs: Any,
+    *,
+    model: Union[ComparisonModel, str] = "likeness",
+    profile: str = "embedded",
+    jobs: Optional[int] = None,
+    progress: Progress = None,
+) -> list[PairResult]:
+    """Compares pairs of files. Each file is read once; one that cannot be read fails its pairs, not the others.
+
+    Parameters
+    ----------
+    pairs : iterable of two paths each
+    model, profile
+        As of `analyze`.
+    jobs : int, optional
+        Files that are read at the same time; as many as `threads()` unless given.
+    progress : callable, optional
+        Called with the files done and of all files.
+
+    Returns
+    -------
+    list of PairResult
+        In the order of the pairs.
+    """
+    from concurrent.futures import ThreadPoolExecutor
+
+    chosen = model_of(model)
+    named = [(os.fspath(first), os.fspath(second)) for first, second in pairs]
+    files = list(dict.fromkeys(path for pair in named for path in pair))
+
+    def of_file(path: str) -> Union[Analysis, str]:
+        try:
+            return analyze(path, model=chosen, profile=profile)
+        except ValueError as problem:
+            return str(problem)
+
+    found: dict[str, Union[Analysis, str]] = {}
+    with ThreadPoolExecutor(jobs or _core.threads()) as pool:
+        for done, (path, result) in enumerate(zip(files, pool.map(of_file, files)), 1):
+            found[path] = result
+            if progress is not None and progress(done, len(files)) is False:
+                pool.shutdown(cancel_futures=True)
+                raise _core.Cancelled("the operation was cancelled by its caller")
+
+    results = []
+    for first, second in named:
+        one, other = found[first], found[second]
+        problems = dict.fromkeys(result for result in (one, other) if isinstance(result, str))
+        remarks = tuple(
+            dict.fromkeys(remark for result in (one, other) if isinstance(result, Analysis) for remark in result.remarks)
+        )
+        if isinstance(one, Analysis) and isinstance(other, Analysis):
+            results.append(PairResult(first, second, compare(one, other), None, remarks))
+        else:
+            results.append(PairResult(first, second, None, "; ".join(problems), remarks))
+    return results

@@ -1,0 +1,225 @@
+"""Exposure: brighter and darker photographs, brackets, exposure stacks, lightness like another's.
+
+A photograph is an array (H, W, 3) in the order R, G, B, gamma-encoded; results are float32 on 0..1, not clipped.
+"""
+
+from __future__ import annotations
+
+import dataclasses
+from typing import NamedTuple, Optional, Sequence
+
+import numpy as np
+import numpy.typing as npt
+
+from . import _core
+from ._arrays import FloatImage, ImageLike, Progress, native
+
+
+def brighten(
+    photograph: ImageLike, factor: float = 5, *, pass_number: int = 1, progress: Progress = None
+) -> FloatImage:
+    """A photograph of another brightness, and the same chroma and hue.
+
+    Parameters
+    ----------
+    photograph : array (H, W, 3)
+    factor : float
+        Of the first pass, above 0 and up to 100: below 10 brightens, above 10 darkens. Each next pass has 0.7 less.
+    pass_number : int
+        The pass that is wanted, 1 to 6.
+    """
+    return _core.brighten(native(photograph), factor, pass_number, progress)
+
+
+def brighten_in_passes(photograph: ImageLike, factor: float = 5, *, progress: Progress = None) -> list[FloatImage]:
+    """The pictures of all six passes of `brighten`, from one analysis."""
+    return _core.brighten_in_passes(native(photograph), factor, progress)
+
+
+class LightnessStatistics(NamedTuple):
+    """Mean and standard deviation of a photograph's CIE L*."""
+
+    mean: float
+    deviation: float
+
+
+class ClippedValues(NamedTuple):
+    """How much of an image lies outside 0..1."""
+
+    pixels: int
+    below: int
+    above: int
+
+
+class LightnessMatch(NamedTuple):
+    """A photograph with the lightness of another."""
+
+    image: FloatImage
+    own: LightnessStatistics
+    """Of the photograph as it was."""
+    wanted: LightnessStatistics
+    """Of the reference."""
+    reached: LightnessStatistics
+    """Of `image`: not `wanted` where colours lie outside sRGB."""
+    clipped: ClippedValues
+    """What `image` cannot hold."""
+
+
+def lightness_statistics(photograph: ImageLike) -> LightnessStatistics:
+    """Mean and standard deviation of a photograph's CIE L*."""
+    return LightnessStatistics(*_core.lightness_statistics(native(photograph)))
+
+
+def match_lightness(photograph: ImageLike, reference: ImageLike, *, progress: Progress = None) -> LightnessMatch:
+    """Gives a photograph the mean and the standard deviation of the reference's CIE L*.
+
+    Parameters
+    ----------
+    photograph, reference : arrays (H, W, 3)
+        Of any two sizes.
+    """
+    image, own, wanted, reached, clipped = _core.match_lightness(native(photograph), native(reference), progress)
+    return LightnessMatch(
+        image,
+        LightnessStatistics(*own),
+        LightnessStatistics(*wanted),
+        LightnessStatistics(*reached),
+        ClippedValues(*clipped),
+    )
+
+
+@dataclasses.dataclass(frozen=True)
+class FusionWeights:
+    """Exponents of what a pixel's weight is made of, each 0 to 100."""
+
+    contrast: float = 1
+    saturation: float = 1
+    exposedness: float = 0
+
+
+@dataclasses.dataclass(frozen=True)
+class ToneMapping:
+    """Parameters of `tone_map` (Durand, Dorsey, 2002)."""
+
+    gamma: float = 2.2
+    contrast: float = 4
+    saturation: float = 1
+    space_sigma: float = 2
+    color_sigma: float = 2
+
+
+def _natives(photographs: Sequence[ImageLike]) -> list[npt.NDArray[np.generic]]:
+    return [native(photograph) for photograph in photographs]
+
+
+def fuse_exposures(
+    exposures: Sequence[ImageLike], weights: FusionWeights = FusionWeights(), *, progress: Progress = None
+) -> FloatImage:
+    """Fuses exposures into one picture (Mertens, Kautz, Van Reeth, 2007).
+
+    Parameters
+    ----------
+    exposures : sequence of arrays (H, W, 3)
+    weights : FusionWeights
+    """
+    return _core.fuse_exposures(_natives(exposures), dataclasses.astuple(weights), progress)
+
+
+def recover_camera_response(
+    exposures: Sequence[ImageLike], times: Sequence[float], *, progress: Progress = None
+) -> FloatImage:
+    """The response of the camera: the exposure that each byte value stands for, (256, 3), up to a factor.
+
+    Parameters
+    ----------
+    exposures : sequence of arrays (H, W, 3)
+    times : sequence of float
+        Exposure times in seconds, all different.
+    """
+    return _core.recover_camera_response(_natives(exposures), list(times), progress)
+
+
+def merge_radiance(
+    exposures: Sequence[ImageLike], times: Sequence[float], response: npt.ArrayLike, *, progress: Progress = None
+) -> FloatImage:
+    """Merges exposures into a linear radiance map (Debevec, Malik, 1997).
+
+    Parameters
+    ----------
+    exposures, times
+        As of `recover_camera_response`.
+    response : array (256, 3)
+        As `recover_camera_response` gives it.
+    """
+    return _core.merge_radiance(_natives(exposures), list(times), np.asarray(response, np.float32), progress)
+
+
+def tone_map(radiance: ImageLike, options: ToneMapping = ToneMapping(), *, progress: Progress = None) -> FloatImage:
+    """Brings a linear radiance map, float32, to the range of a display."""
+    return _core.tone_map(native(radiance), dataclasses.astuple(options), progress)
+
+
+class Bracket(NamedTuple):
+    """What a bracket of exposures gives."""
+
+    response: FloatImage
+    radiance: FloatImage
+    tone_mapped: FloatImage
+    fused: FloatImage
+
+
+def merge_bracket(
+    exposures: Sequence[ImageLike],
+    times: Sequence[float],
+    *,
+    tone_mapping: ToneMapping = ToneMapping(),
+    fusion: FusionWeights = FusionWeights(),
+    progress: Progress = None,
+) -> Bracket:
+    """Response, radiance map, its tone-mapped picture and the fused picture of a bracket."""
+    return Bracket(
+        *_core.merge_bracket(
+            _natives(exposures),
+            list(times),
+            dataclasses.astuple(tone_mapping),
+            dataclasses.astuple(fusion),
+            progress,
+        )
+    )
+
+
+class ExposureStack(NamedTuple):
+    """What `exposure_stack` makes; what a version does not make is empty."""
+
+    exposures: list[FloatImage]
+    tinted: list[FloatImage]
+    response: FloatImage
+    radiance: FloatImage
+    tone_mapped: FloatImage
+    fused: FloatImage
+
+
+def exposure_stack(
+    flash: ImageLike,
+    no_flash: ImageLike,
+    *,
+    version: str = "full",
+    brightness: float = 11.5,
+    iterations: int = 1,
+    progress: Progress = None,
+) -> ExposureStack:
+    """Makes an exposure stack of a flash and a no-flash photograph of the same size.
+
+    Parameters
+    ----------
+    flash, no_flash : arrays (H, W, 3)
+    version : str
+        "full", "tinted-first" or "tint-only".
+    brightness : float
+        Factor of the first exposure, up to 100; each next one has 0.7 less.
+    iterations : int
+        Rounds of tinting, 0 to 100.
+    """
+    return ExposureStack(
+        *_core.exposure_stack(native(flash), native(no_flash), version, brightness, iterations, progress)
+    )

@@ -1,0 +1,125 @@
+"""Photographs in files, read and written as the program `darkroom` does."""
+
+from __future__ import annotations
+
+import os
+import warnings
+from typing import TYPE_CHECKING, Any, NamedTuple, Optional, Union
+
+from . import _core
+from ._arrays import Image, ImageLike, native
+
+if TYPE_CHECKING:
+    from .models import ComparisonModel
+
+PathLike = Union[str, "os.PathLike[str]"]
+
+
+def is_path(value: object) -> bool:
+    """Whether a value names a file."""
+    return isinstance(value, (str, os.PathLike))
+
+
+class Photograph(NamedTuple):
+    """A photograph as it stands in a file."""
+
+    image: Image
+    """(H, W, 3), R, G, B in the encoding of sRGB: uint8, uint16 or float32."""
+    bits: int
+    """Of a channel in the file."""
+    profile: str
+    """Description of the colour profile that was used; empty where there is none."""
+    profile_origin: str
+    """"embedded", "assumed", "ignored" or "none"."""
+    is_linear: bool
+    """Whether the file's numbers are linear by definition."""
+    remarks: tuple[str, ...]
+    """What was said of the file."""
+
+
+class PhotographWarning(UserWarning):
+    """What the user should know of a file although the work goes on."""
+
+
+def read_photograph(
+    path: PathLike, *, profile: str = "embedded", max_pixels: Optional[int] = None
+) -> Photograph:
+    """Reads a photograph, with what its file says of it.
+
+    Parameters
+    ----------
+    path : str or PathLike
+    profile : str
+        "embedded": the file's own colour profile is honoured; "ignore": its numbers are taken for sRGB; or the name
+        ("srgb", "display-p3", "adobe-rgb", "prophoto") or file of a profile for a photograph without one.
+    max_pixels : int, optional
+        Images of more are refused by their header; 2^29 unless given.
+
+    Raises
+    ------
+    ValueError
+        If the file cannot be read; a sentence why.
+    OSError, MemoryError
+        If the machine lacks what it takes.
+    """
+    name = os.fspath(path)
+    image, problem, bits, _, linear, origin, description, remarks = _core.read(
+        name, profile, True, _core.most_pixels if max_pixels is None else max_pixels
+    )
+    if image is None:
+        raise ValueError(f"cannot read '{name}'{problem}")
+    return Photograph(image, bits, description, origin, linear, tuple(remarks))
+
+
+def read(path: PathLike, *, profile: str = "embedded", max_pixels: Optional[int] = None) -> Image:
+    """Reads a photograph: an array (H, W, 3) of uint8, uint16 or float32, R, G, B in the encoding of sRGB.
+
+    What the user should know of the file is a `PhotographWarning`. Parameters and errors as of `read_photograph`.
+    """
+    photograph = read_photograph(path, profile=profile, max_pixels=max_pixels)
+    for remark in photograph.remarks:
+        warnings.warn(f"'{os.fspath(path)}': {remark}", PhotographWarning, stacklevel=2)
+    return photograph.image
+
+
+def write(
+    path: PathLike, image: ImageLike, *, quality: Optional[int] = None, bits: int = 8, profile: str = "srgb"
+) -> None:
+    """Writes a picture, R, G, B in the encoding of sRGB, in the format of the path's extension.
+
+    Parameters
+    ----------
+    path : str or PathLike
+        .png and .jpg, clipped to 0..1 and rounded; .tif, floats as they are; .hdr, linear.
+    image : array (H, W, 3)
+    quality : int, optional
+        Of JPEG, 0 to 100; 95 unless given.
+    bits : int
+        Of PNG, 8 or 16.
+    profile : str
+        Name or file of the profile that the picture is converted to and tagged with.
+
+    Raises
+    ------
+    ValueError
+        If it cannot be written so.
+    """
+    if bits not in (8, 16):
+        raise ValueError(f"bits: 8 or 16 are wanted, not {bits}")
+    for warning in _core.write(os.fspath(path), native(image), quality, bits, "" if profile == "srgb" else profile):
+        warnings.warn(warning, PhotographWarning, stacklevel=2)
+
+
+def analyze_file(
+    path: Any, model: ComparisonModel, hue: Optional[str], profile: str
+) -> tuple[Any, int, int, tuple[str, ...]]:
+    """Distributions, height, width and remarks of a file."""
+    name = os.fspath(path)
+    if hue not in (None, "pixels", "chroma"):
+        raise ValueError(f"hue: '{hue}' is none of pixels, chroma")
+    distributions, height, width, problem, remarks = _core.analyze_file(
+        name, model._tuple(), hue, profile, _core.most_pixels
+    )
+    if problem:
+        raise ValueError(f"cannot read '{name}'{problem}")
+    return distributions, height, width, tuple(remarks)

@@ -1,0 +1,87 @@
+"""Transfer of colours from one photograph to another by optimal transport."""
+
+from __future__ import annotations
+
+from typing import NamedTuple
+
+from . import _core
+from ._arrays import FloatImage, ImageLike, Progress, Triple, native
+from .exposure import ClippedValues
+
+
+class ColorMap(NamedTuple):
+    """An affine map of colours L*, a*, b*: matrix (x - input_mean) + target_mean, in Bonneel's form
+    matrix x - input_mean + target_mean."""
+
+    matrix: FloatImage
+    """(3, 3)."""
+    input_mean: Triple
+    target_mean: Triple
+
+
+def _map(parts: tuple[FloatImage, list[float], list[float]]) -> ColorMap:
+    matrix, input_mean, target_mean = parts
+    return ColorMap(matrix, tuple(input_mean), tuple(target_mean))  # type: ignore[arg-type]
+
+
+class Transfer(NamedTuple):
+    """A photograph with other colours, and the map that gave them."""
+
+    image: FloatImage
+    """(H, W, 3), R, G, B on 0..1."""
+    map: ColorMap
+    clipped: ClippedValues
+    """What `image` cannot hold of the map's colours."""
+
+
+class ColorTransfer:
+    """The way from a photograph's colours to those of a palette. Threads may share it.
+
+    Parameters
+    ----------
+    photograph, palette : arrays (H, W, 3)
+        Of any two sizes, R, G, B.
+    channels : str
+        "all", or "chroma": a* and b*, lightness stays.
+    form : str
+        "centered": the mean of the photograph is taken off before the map; "bonneel": after it.
+    """
+
+    def __init__(
+        self,
+        photograph: ImageLike,
+        palette: ImageLike,
+        *,
+        channels: str = "all",
+        form: str = "centered",
+        progress: Progress = None,
+    ) -> None:
+        self._transfer = _core.ColorTransfer(native(photograph), native(palette), channels, form, progress)
+
+    def at(self, t: float = 1, *, progress: Progress = None) -> Transfer:
+        """The photograph at a place of the way, 0 to 1."""
+        image, parts, clipped = self._transfer.at(t, progress)
+        return Transfer(image, _map(parts), ClippedValues(*clipped))
+
+    def apply_to(self, photograph: ImageLike, t: float = 1, *, progress: Progress = None) -> FloatImage:
+        """Another photograph, such as the next of a film, under the same map."""
+        return self._transfer.apply_to(native(photograph), t, progress)
+
+    def map(self, t: float = 1) -> ColorMap:
+        """The map at a place of the way."""
+        return _map(self._transfer.map(t))
+
+
+def transfer_colors(
+    photograph: ImageLike,
+    palette: ImageLike,
+    t: float = 1,
+    *,
+    channels: str = "all",
+    form: str = "centered",
+    progress: Progress = None,
+) -> Transfer:
+    """Gives a photograph the colours of another one, `palette`. Parameters as of `ColorTransfer`; `t` says how far to
+    go, 0 to 1."""
+    image, parts, clipped = _core.transfer_colors(native(photograph), native(palette), t, channels, form, progress)
+    return Transfer(image, _map(parts), ClippedValues(*clipped))

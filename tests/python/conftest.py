@@ -1,0 +1,48 @@
+"""What the tests of the Python package share."""
+
+import os
+import subprocess
+from pathlib import Path
+
+import numpy as np
+import pytest
+
+root = Path(__file__).resolve().parents[2]
+
+
+@pytest.fixture(scope="session")
+def photos() -> Path:
+    return root / "examples/photos"
+
+
+def program(variable: str):
+    path = os.environ.get(variable)
+    if path is None:
+        pytest.skip(f"{variable} does not name the program")
+
+    def run(*arguments: object, cwd: object = None) -> str:
+        done = subprocess.run(
+            [path, *map(str, arguments)], cwd=cwd, stdout=subprocess.PIPE, stderr=subprocess.PIPE, text=True
+        )
+        assert done.returncode == 0, done.stderr
+        return done.stdout
+
+    return run
+
+
+@pytest.fixture(scope="session")
+def darkroom():
+    return program("LIKENESS_DARKROOM")
+
+
+def made(seed: int, height: int = 48, width: int = 64, dtype: object = np.uint8) -> np.ndarray:
+    """A smooth photograph with some noise."""
+    random = np.random.default_rng(seed)
+    y, x = np.mgrid[0:height, 0:width] / max(height, width)
+    base = np.stack([0.2 + 0.6 * x, 0.3 + 0.5 * y, 0.7 - 0.4 * x * y], axis=-1)
+    values = np.clip(base + random.normal(0, 0.05, base.shape) + 0.05 * seed % 0.2, 0.02, 0.98)
+    if dtype == np.uint8:
+        return (values * 255).round().astype(np.uint8)
+    if dtype == np.uint16:
+        return (values * 65535).round().astype(np.uint16)
+    return values.astype(dtype)

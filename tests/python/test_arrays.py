@@ -1,0 +1,145 @@
+"""Arrays as they come: depths, strides, orders of bytes, and what is refused."""
+
+import likeness
+import numpy as np
+import pytest
+from conftest import made
+from hypothesis import HealthCheck, given, settings
+from hypothesis import strategies as st
+from hypothesis.extra import numpy as arrays
+
+
+@pytest.mark.parametrize("dtype", [np.uint8, np.uint16, np.float32, np.float64])
+def test_every_depth_gives_its_own_answer(dtype):
+    photograph = made(1, dtype=dtype)
+    lab = likeness.lab_from_rgb(photograph)
+    assert lab.dtype == np.float32 and lab.shape == photograph.shape and lab.flags.c_contiguous
+    assert np.array_equal(lab, likeness.lab_from_rgb(likeness.to_unit(photograph)))
+
+
+def strided(photograph):
+    height, width, _ = photograph.shape
+    yield "fortran", np.asfortranarray(photograph)
+    wide = np.zeros((height, 2 * width, 3), photograph.dtype)
+    wide[:, ::2] = photograph
+    yield "every second column", wide[:, ::2]
+    yield "upside down", photograph[::-1].copy()[::-1]
+    yield "mirrored", photograph[:, ::-1].copy()[:, ::-1]
+    yield "blue first", photograph[..., ::-1].copy()[..., ::-1]
+    yield "planes", np.moveaxis(np.moveaxis(photograph, -1, 0).copy(), 0, -1)
+    four = np.dstack([photograph, photograph[..., :1]])
+    yield "of four channels", four[..., :3]
+    yield "other bytes", photograph.astype(photograph.dtype.newbyteorder())
+    read_only = photograph.copy()
+    read_only.flags.writeable = False
+    yield "read-only", read_only
+    yield "a list", photograph.tolist() if photograph.dtype == np.float64 else photograph
+    packed = np.zeros(photograph.nbytes + 1, np.uint8)
+    unaligned = packed[1:].view(photograph.dtype).reshape(photograph.shape)
+    unaligned[...] = photograph
+    yield "unaligned", unaligned
+
+
+@pytest.mark.parametrize("dtype", [np.uint8, np.uint16, np.float32, np.float64])
+def test_any_strides_give_the_same_bits(dtype):
+    photograph = made(2, dtype=dtype)
+    expected = likeness.xyz_from_rgb(photograph)
+    coefficients = likeness.compare(photograph, made(3))
+    for name, array in strided(photograph):
+        before = np.array(array)
+        assert np.array_equal(likeness.xyz_from_rgb(array), expected), name
+        assert likeness.compare(array, made(3)) == coefficients, name
+        assert np.array_equal(before, np.array(array)), name
+
+
+def test_results_can_be_written_and_outlive_their_arguments():
+    photograph = made(1, dtype=np.float32)
+    unit = likeness.to_unit(photograph)
+    assert not np.shares_memory(unit, photograph)
+    unit[...] = 0
+    assert photograph.max() > 0
+    lab = likeness.lab_from_rgb(photograph)
+    del photograph
+    lab += 1
+    assert lab.flags.writeable and lab.flags.c_contiguous
+
+
+@pytest.mark.parametrize(
+    "array",
+    [
+        np.zeros((4, 4)),
+        np.zeros((4, 4, 4)),
+        np.zeros((4, 4, 1)),
+        np.zeros((4, 4, 3), np.int32),
+        np.zeros((4, 4, 3), np.int8),
+        np.zeros((4, 4, 3), np.float16),
+        np.zeros((4, 4, 3), bool),
+        np.zeros((4, 4, 3), complex),
+        np.zeros((2, 4, 4, 3)),
+        np.zeros(3),
+        np.array(None),
+        np.array([["a"]]),
+        np.ma.masked_array(np.zeros((4, 4, 3)), mask=True),
+        [[1, 2], [3, 4]],
+    ],
+)
+def test_other_arrays_are_refused_with_a_sentence(array):
+    with pytest.raises(ValueError, match="^(photograph|first): "):
+        likeness.lab_from_rgb(array)
+    with pytest.raises(ValueError, match="^(photograph|first): "):
+        likeness.compare(array, made(1))
+    with pytest.raises(ValueError, match="^photograph: "):
+        likeness.smooth(array)
+
+
+@pytest.mark.parametrize("shape", [(0, 0, 3), (0, 5, 3), (5, 0, 3)])
+def test_empty_photographs_give_empty_results(shape):
+    empty = np.zeros(shape, np.uint8)
+    assert likeness.lab_from_rgb(empty).size == 0
+    assert likeness.smooth(empty).size == 0
+    assert likeness.analyze(empty).histogram("chroma").bins.size == 0
+
+
+def test_one_pixel_is_a_photograph():
+    pixel = np.array([[[10, 200, 30]]], np.uint8)
+    assert likeness.compare(pixel, pixel).brightness == 1
+    assert likeness.smooth(pixel).shape == (1, 1, 3)
+
+
+def test_nan_stays_in_its_pixel():
+    photograph = made(1, dtype=np.float32)
+    photograph[3, 4, 1] = np.nan
+    xyz = likeness.xyz_from_rgb(photograph)
+    assert np.isnan(xyz[3, 4]).all() and np.isnan(xyz).sum() == 3
+    with pytest.raises(ValueError, match="finite"):
+        likeness.smooth(photograph)
+
+
+dtypes = st.sampled_from([np.uint8, np.uint16, np.float32, np.float64, np.int16, np.float16, ">f4", ">u2", bool])
+shapes = st.one_of(
+    st.tuples(st.integers(0, 9), st.integers(0, 9), st.just(3)),
+    arrays.array_shapes(min_dims=0, max_dims=4, min_side=0, max_side=5),
+)
+
+
+@settings(max_examples=150, deadline=None, suppress_health_check=list(HealthCheck))
+@given(data=st.data())
+def test_any_array_is_answered_or_refused(data):
+    array = data.draw(arrays.arrays(data.draw(dtypes), data.draw(shapes)))
+    if array.ndim == 3 and data.draw(st.booleans()):
+        array = array[:: data.draw(st.sampled_from([1, -1, 2])), :: data.draw(st.sampled_from([1, -1]))]
+    for operation in (
+        likeness.analyze,
+        likeness.lab_from_rgb,
+        likeness.rgb_from_lab,
+        likeness.smooth,
+        likeness.gray_world_white,
+        likeness.oriented_structure,
+        lambda image: likeness.compare(image, image),
+        lambda image: likeness.transfer_colors(image, image),
+        lambda image: likeness.match_lightness(image, image),
+    ):
+        try:
+            operation(array)
+        except ValueError as refused:
+            assert "\n" not in str(refused)
