@@ -397,7 +397,7 @@ ExitStatus index(const Console& console, const Options& options) {
     const ChosenModel model = chosenModel(options.model);
     const AnalysisOptions analysis = model.analysis(false);
     std::vector<std::string> paths = photographsAsked(console, options);
-    OutputPlan plan(console, options.lists);
+    OutputPlan plan(console, options.lists, InputKind::others);
     plan.mayRead(options.model.viewing.conditions);
     plan.file("--output", options.output);
     std::error_code error;

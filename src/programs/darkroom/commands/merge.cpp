@@ -25,7 +25,7 @@ struct Options {
 };
 
 ExitStatus mergeArchives(const Console& console, const Options& options) {
-    OutputPlan plan(console, options.inputs);
+    OutputPlan plan(console, options.inputs, InputKind::others);
     plan.file("OUT", options.output);
     std::error_code error;
     if (std::filesystem::exists(options.output, error) && !options.overwrite) {
@@ -68,7 +68,7 @@ ExitStatus mergeResults(const Console& console, const Options& options) {
         return mergeArchives(console, options);
     }
     resultFormatOf("OUT", options.output);
-    OutputPlan plan(console, options.inputs);
+    OutputPlan plan(console, options.inputs, InputKind::others);
     plan.file("OUT", options.output);
     if (!options.overwrite && std::filesystem::exists(options.output)) {
         throw Refusal("OUT: '" + options.output + "' exists; --overwrite replaces it");

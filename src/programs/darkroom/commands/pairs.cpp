@@ -161,7 +161,7 @@ ExitStatus pairs(const Console& console, const Options& options) {
         throw Refusal("--clusters: groups are of one archive, not of pairs with OTHER");
     }
     resultFormatOf("--output", options.output);
-    OutputPlan plan(console, {options.archive, options.other});
+    OutputPlan plan(console, {options.archive, options.other}, InputKind::others);
     plan.file("--output", options.output);
     if (!options.clusters.empty()) {
         plan.file("--clusters", options.clusters);

@@ -19,7 +19,7 @@ struct Options {
 };
 
 ExitStatus repair(const Console& console, const Options& options) {
-    OutputPlan plan(console, {options.archive});
+    OutputPlan plan(console, {options.archive}, InputKind::others);
     plan.file("--output", options.output);
     std::error_code error;
     if (std::filesystem::exists(options.output, error) && !options.overwrite) {
