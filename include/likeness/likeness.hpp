@@ -40,6 +40,7 @@
 #include <likeness/color/yuv.hpp>
 #include <likeness/comparison/analysis.hpp>
 #include <likeness/comparison/comparison_model.hpp>
+#include <likeness/comparison/distances.hpp>
 #include <likeness/comparison/histogram_similarity.hpp>
 #include <likeness/comparison/metrics.hpp>
 #include <likeness/comparison/per_correlate.hpp>

@@ -85,9 +85,10 @@ std::string durationText(double seconds) {
     return fmt::format("{} d {} h", whole / 86400, whole % 86400 / 3600);
 }
 
-std::string batchProgressLine(std::uint64_t done, std::uint64_t failed, std::uint64_t count, double seconds) {
+std::string batchProgressLine(std::uint64_t done, std::uint64_t failed, std::uint64_t count, double seconds,
+                              std::string_view what) {
     const double rate = seconds > 0 ? static_cast<double>(done) / seconds : 0.0;
-    std::string line = fmt::format("{}/{} pairs, {:.1f} pairs/s, {} failed", done, count, rate, failed);
+    std::string line = fmt::format("{}/{} {}, {:.1f} {}/s, {} failed", done, count, what, rate, what, failed);
     if (done > 0 && done < count) {
         line += ", " + durationText(static_cast<double>(count - done) / rate) + " left";
     }

@@ -5,6 +5,7 @@
 #include <array>
 #include <cstdint>
 #include <string>
+#include <string_view>
 #include <vector>
 
 namespace likeness {
@@ -64,6 +65,8 @@ std::string durationText(double seconds);
 /// The line that a terminal shows during the run, of plain text.
 /// @param done   pairs so far in this run, of which `failed` have failed
 /// @param count  pairs that this run is to do
-std::string batchProgressLine(std::uint64_t done, std::uint64_t failed, std::uint64_t count, double seconds);
+/// @param what   what they are
+std::string batchProgressLine(std::uint64_t done, std::uint64_t failed, std::uint64_t count, double seconds,
+                              std::string_view what = "pairs");
 
 }  // namespace likeness

@@ -4,7 +4,6 @@
 #include "batch/json_depth.hpp"
 #include "batch/result_fields.hpp"
 #include "batch/stable_hash.hpp"
-#include "diagnostics/shown_text.hpp"
 #include "files/refusal.hpp"
 
 #include <fmt/format.h>
@@ -44,18 +43,6 @@ std::string unpack(const std::string& text, std::size_t& offset) {
 
 std::string defaultId(std::string_view first, std::string_view second) {
     return std::string(first) + '|' + std::string(second);
-}
-
-/// Whether the text is UTF-8 (RFC 3629) without NUL.
-bool isUtf8(std::string_view text) {
-    for (std::size_t at = 0; at < text.size();) {
-        const std::size_t length = utf8Length(text, at);
-        if (length == 0 || text[at] == '\0') {
-            return false;
-        }
-        at += length;
-    }
-    return true;
 }
 
 /// What is common to the forms of lists: the checks, and the refusals with the line's number.
@@ -289,65 +276,21 @@ std::optional<ListFormat> formatOfExtension(const std::string& path) {
     return std::nullopt;
 }
 
-constexpr std::string_view imageExtensions[] = {
-    ".arw", ".avif", ".bmp",  ".cr2", ".cr3", ".dib", ".dng", ".exr", ".gif", ".hdr", ".heic", ".heif",
-    ".jp2", ".jpe",  ".jpeg", ".jpg", ".jxl", ".nef", ".orf", ".pbm", ".pfm", ".pgm", ".pic",  ".png",
-    ".pnm", ".ppm",  ".psb",  ".psd", ".pxm", ".raf", ".ras", ".rw2", ".sr",  ".tif", ".tiff", ".webp"};
-
 /// Paths of the image files of a folder by relative path without extension.
 /// @param leftOut  gets the others, but for folders
 std::map<std::string, std::string> imagesIn(const std::string& folder, std::vector<FolderPairs::LeftOut>& leftOut) {
     std::map<std::string, std::string> images;
-    const std::size_t before = leftOut.size();
-    try {
-        if (!fs::is_directory(folder)) {
-            throw Refusal("--folders: '" + folder + (fs::exists(folder) ? "' is not a folder" : "' does not exist"));
+    for (const ImageFile& file : imageFilesIn("--folders", folder, leftOut)) {
+        const auto [place, isNew] = images.emplace(fs::path(file.relative).replace_extension().string(), file.path);
+        if (!isNew) {
+            throw Refusal("--folders: '" + std::min(place->second, file.path) + "' and '" +
+                          std::max(place->second, file.path) + "' differ in the extension only");
         }
-        for (const auto& entry : fs::recursive_directory_iterator(folder)) {
-            const fs::path relative = entry.path().lexically_relative(folder);
-            const std::string path = (fs::path(folder) / relative).string();
-            if (entry.is_directory() && !entry.is_symlink()) {
-                continue;
-            }
-            if (std::string why = whyNoImageFile(entry); !why.empty()) {
-                leftOut.push_back({path, std::move(why)});
-                continue;
-            }
-            const auto [place, isNew] = images.emplace(fs::path(relative).replace_extension().string(), path);
-            if (!isNew) {
-                throw Refusal("--folders: '" + std::min(place->second, path) + "' and '" +
-                              std::max(place->second, path) + "' differ in the extension only");
-            }
-        }
-    } catch (const fs::filesystem_error& error) {
-        throw Refusal("--folders: cannot read '" + error.path1().string() + "': " + error.code().message());
     }
-    std::sort(leftOut.begin() + static_cast<std::ptrdiff_t>(before), leftOut.end(),
-              [](const auto& a, const auto& b) { return a.path < b.path; });
     return images;
 }
 
 }  // namespace
-
-std::string whyNoImageFile(const fs::directory_entry& entry) {
-    std::error_code error;
-    if (entry.is_symlink() && entry.is_directory(error)) {
-        return "is a link to a folder, and such links are not followed";
-    }
-    if (entry.is_symlink() && !entry.exists(error)) {
-        return "is a link that leads nowhere";
-    }
-    if (!entry.is_regular_file(error)) {
-        return "is not a regular file";
-    }
-    const std::string extension = entry.path().extension().string();
-    if (extension.empty()) {
-        return "has no extension that tells of an image";
-    }
-    const bool listed = std::find(std::begin(imageExtensions), std::end(imageExtensions), lowerCase(extension)) !=
-                        std::end(imageExtensions);
-    return listed ? "" : "has the extension '" + extension + "', which is none of an image that is read";
-}
 
 void PairList::add(std::string_view id, std::string_view first, std::string_view second,
                    const std::vector<CarriedValue>& carried) {

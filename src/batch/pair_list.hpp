@@ -1,6 +1,7 @@
 // Pairs of photographs to be compared: from lists and from folders.
 #pragma once
 
+#include "batch/image_files.hpp"
 #include "batch/result_record.hpp"
 #include "batch/shard.hpp"
 
@@ -75,20 +76,12 @@ struct FolderPairs {
     PairList pairs;
     std::vector<std::string> unpaired;  ///< paths of image files without a partner
 
-    /// A file that is not looked at.
-    struct LeftOut {
-        std::string path;
-        std::string why;  ///< "has ...": goes on from the path
-    };
+    using LeftOut = LeftOutFile;
     std::vector<LeftOut> leftOut;  ///< in the order of the paths, those of the first folder first
 };
 
 /// @throws Refusal  a folder that cannot be read, two files of one folder that differ in the extension only, no pairs
 FolderPairs pairFolders(const std::string& first, const std::string& second, Shard shard);
-
-/// Why a thing in a folder is no image file that is read: goes on from its path; empty if it is one. Its extension
-/// tells.
-std::string whyNoImageFile(const std::filesystem::directory_entry& entry);
 
 /// The pairs as a CSV list that `readPairs` reads.
 std::string csvList(const PairList& pairs);

@@ -24,6 +24,7 @@ void analyze(const std::string& path, AnalysisTables& tables, std::uint64_t most
     if (!analysis.problem.empty()) {
         return;
     }
+    analysis.profile = colors.use().description;
     for (std::string remark : {colors.use().warning(), colors.use().remark()}) {
         if (!remark.empty()) {
             analysis.remarks.push_back(std::move(remark));

@@ -18,6 +18,7 @@ struct PhotographAnalysis {
     PhotographFacts facts;
     AppearanceDistributions distributions;
     std::string problem;               ///< why there is none: what follows "cannot read 'PATH'"; empty if there is one
+    std::string profile{};             ///< name of the profile that its colours were taken by; empty: sRGB
     std::vector<std::string> remarks;  ///< of the decoder, and how its colour profile was used
 };
 

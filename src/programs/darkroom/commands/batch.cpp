@@ -1,6 +1,8 @@
 // darkroom batch: many pairs of photographs, compared and recorded so that nothing is lost.
 #include <likeness/threads.hpp>
 #include <likeness/version.hpp>
+#include "archive/archive.hpp"
+#include "archive/photograph_index.hpp"
 #include "batch/analysis_cache.hpp"
 #include "batch/batch_summary.hpp"
 #include "batch/earlier_results.hpp"
@@ -32,6 +34,7 @@
 #include <iostream>
 #include <memory>
 #include <new>
+#include <optional>
 #include <system_error>
 #include <thread>
 
@@ -53,6 +56,8 @@ struct Options {
     int jobs = 0;
     int cache = 1000;
     bool timing = false;
+    std::string archive;
+    bool check = false;
     ModelOptions model;
 };
 
@@ -77,6 +82,9 @@ void checkCombination(const Console& console, const Options& options) {
     if (!options.list.format.empty() && !options.folders.empty()) {
         throw Refusal("--list-format: there is no LIST");
     }
+    if (options.check && options.archive.empty()) {
+        throw Refusal("--check: there is no --archive");
+    }
     if (options.retryFailed && !options.resume) {
         throw Refusal("--retry-failed: there is no --resume");
     }
@@ -94,6 +102,7 @@ ResultFile checkedOutput(const Console& console, const Options& options) {
         file.timing = file.path + ".timing.csv";
     }
     OutputPlan plan(console, {options.list.path}, InputKind::others);
+    plan.mayRead(options.archive);
     plan.mayRead(options.model.viewing.conditions);
     plan.file("--output", options.output);
     plan.aside("--output", previousResults(options.output));
@@ -167,7 +176,19 @@ public:
           analysis_(analysis),
           origin_{LIKENESS_VERSION, parameterFingerprint(analysis, console.profiles()), hueKind(file, analysis)},
           cache_(static_cast<std::size_t>(options.cache)),
-          cores_(std::min(static_cast<unsigned>(threads()), processors())) {}
+          cores_(std::min(static_cast<unsigned>(threads()), processors())) {
+        if (!options.archive.empty()) {
+            archive_.emplace(options.archive);
+            if (!archive_->origin().agreesWith(originOf(analysis, console.profiles()))) {
+                throw Refusal("--archive: '" + options.archive + "' was made with other parameters (" +
+                              archive_->origin().fingerprint + ", likeness " + archive_->origin().version +
+                              ") than this batch has (" + origin_.parameters + ", likeness " + origin_.version + ")");
+            }
+            for (const std::string& damage : archive_->damage()) {
+                console.warn("'" + options.archive + "': " + damage + "; what stands there is analysed");
+            }
+        }
+    }
 
     ExitStatus run() {
         const StopSignals signals;
@@ -297,8 +318,30 @@ private:
     AnalysisCache::Shared analysis(const std::string& path, AnalysisTables& tables) {
         const std::string place = located(path);
         return cache_.get(place, [&] {
+            if (std::optional<PhotographAnalysis> archived = fromArchive(place)) {
+                return *std::move(archived);
+            }
             return analyzePhotograph(place, tables, console_.mostPixels(), analysis_, console_.profiles());
         });
+    }
+
+    /// The analysis that the archive has of a file, where the file is still the same.
+    std::optional<PhotographAnalysis> fromArchive(const std::string& path) const {
+        try {
+            const std::optional<std::size_t> entry = archive_ ? archive_->find(path) : std::nullopt;
+            if (!entry) {
+                return std::nullopt;
+            }
+            ArchivedPhotograph photograph = archive_->photograph(*entry);
+            const bool same = options_.check ? hasChecksum(photograph) : isCurrent(photograph);
+            if (!same || !photograph.analysed()) {
+                return std::nullopt;
+            }
+            photograph.distributions = archive_->distributions(*entry);
+            return analysisOf(std::move(photograph));
+        } catch (const ArchiveDamage&) {  // it is analysed
+            return std::nullopt;
+        }
     }
 
     std::string located(const std::string& path) const {
@@ -336,6 +379,7 @@ private:
     AnalysisOptions analysis_;
     ResultOrigin origin_;
     AnalysisCache cache_;
+    std::optional<Archive> archive_;
     FreeCores cores_;  ///< of the threads that were allowed before each worker was given one
     EarlierResults earlier_;
     BatchSummary summary_;
@@ -420,6 +464,15 @@ Action declareBatch(CLI::App& app) {
     app.add_flag("--timing", options->timing,
                  optionText("For .jsonl and .csv: write how many milliseconds each pair took into OUTPUT.timing.csv",
                             "--timing"));
+    app.add_option(
+           "--archive", options->archive,
+           optionText("Archive of darkroom index: what it has of a photograph is taken from it where path, size and "
+                      "time of change agree",
+                      "--archive photos.likeness"))
+        ->type_name("FILE");
+    app.add_flag(
+        "--check", options->check,
+        optionText("With --archive: the SHA-256 of the file must agree, in place of size and time", "--check"));
     addModelOptions(app, options->model);
     addHueOptions(app, options->model);
     return [options](const Console& console) { return runBatch(console, *options); };

@@ -37,6 +37,7 @@ struct Options {
     std::string report;
     bool json = false;
     bool csv = false;
+    bool distances = false;
     ModelOptions model;
 };
 
@@ -180,7 +181,9 @@ ExitStatus compare(const Console& console, const Options& options) {
     const auto photographs = readPhotographPairAsCompared(console, options.first, options.second, &profiles);
     result.first = {options.first, photographs.first.size(), profiles.first};
     result.second = {options.second, photographs.second.size(), profiles.second};
-    const AnalysisOptions analysis = result.model.analysis(!options.maps.empty() || !options.report.empty());
+    const bool shown = !options.maps.empty() || !options.report.empty();
+    const bool uniform = options.distances && result.model.isPublished();
+    const AnalysisOptions analysis = result.model.analysis(shown || uniform);
     std::pair<Analysis, Analysis> analyses;
     {
         Progress progress(console, "comparing");
@@ -198,7 +201,13 @@ ExitStatus compare(const Console& console, const Options& options) {
     }
     checkAppearance(console, options.first, analyses.first.distributions());
     checkAppearance(console, options.second, analyses.second.distributions());
-    if (analysis.maps) {
+    if (options.distances) {
+        result.distances = distancesOf(analyses.first.distributions(), analyses.second.distributions());
+    }
+    if (uniform && analyses.first.hasMaps() && analyses.second.hasMaps()) {
+        result.uniform = uniformDistances(analyses.first.maps(), analyses.second.maps());
+    }
+    if (shown) {
         show(console, options, result, photographs, analyses);
     }
     give(console, options, result);
@@ -259,6 +268,11 @@ Action declareCompare(CLI::App& app) {
                               "one file",
                               "--report report.html"))
         ->type_name("FILE.html");
+    app.add_flag(
+        "--distances", options->distances,
+        optionText("Give distances of the distributions too: by correlate, and under a published model in units "
+                   "of its uniform space, with one total",
+                   "--distances"));
     addModelOptions(app, options->model);
     addHueOptions(app, options->model);
     return [options](const Console& console) { return compare(console, *options); };

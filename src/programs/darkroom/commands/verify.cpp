@@ -1,10 +1,12 @@
-// darkroom verify: how the results of a batch stand to its list.
+// darkroom verify: how the results of a batch stand to its list, and whether an archive is whole.
+#include "archive/archive.hpp"
 #include "batch/result_store.hpp"
 #include "batch/result_text.hpp"
 #include "batch/stable_hash.hpp"
 #include "commands/subcommands.hpp"
 #include "console/list_options.hpp"
 #include "diagnostics/shown_text.hpp"
+#include "files/refusal.hpp"
 
 #include <fmt/format.h>
 
@@ -126,7 +128,41 @@ private:
     std::string remarks_;
 };
 
+ExitStatus verifyArchive(const Options& options) {
+    if (!options.list.format.empty() || !options.list.shard.empty()) {
+        throw Refusal("--list-format, --shard: an archive has no list");
+    }
+    const Archive archive(options.list.path);
+    std::vector<std::string> found = archive.check();
+    if (!archive.finished() && !archive.head().edges) {
+        found.insert(found.begin(), "it is unfinished; darkroom index --resume goes on");
+    }
+    std::size_t failed = 0;
+    std::size_t unreadable = 0;
+    for (std::size_t entry = 0; entry < archive.size(); ++entry) {
+        try {
+            archive.distributions(entry);
+            failed += archive.analysed(entry) ? 0 : 1;
+        } catch (const ArchiveDamage&) {
+            ++unreadable;
+        }
+    }
+    std::cout << "photographs: " << archive.size() << "\nfailed: " << failed << "\nunreadable: " << unreadable
+              << "\nbytes: " << archive.bytes() << "\nlikeness: " << shownText(archive.origin().version)
+              << "\nparameters: " << shownText(archive.origin().fingerprint) << '\n';
+    for (const std::string& damage : found) {
+        std::cout << "damaged: " << shownText(damage) << '\n';
+    }
+    return found.empty() && failed == 0 ? ExitStatus::done : ExitStatus::outsideLimits;
+}
+
 ExitStatus verify(const Console& console, const Options& options) {
+    if (options.results.empty()) {
+        if (options.list.path != "-" && isArchive(options.list.path)) {
+            return verifyArchive(options);
+        }
+        throw Refusal("RESULTS is required; an archive alone stands in the place of LIST");
+    }
     const ResultFormat format = resultFormatOf("RESULTS", options.results);
     const PairList pairs = options.list.read();
     const auto reader = openResults(options.results, format);
@@ -146,8 +182,9 @@ ExitStatus verify(const Console& console, const Options& options) {
 
 Action declareVerify(CLI::App& app) {
     auto options = std::make_shared<Options>();
-    app.add_option("LIST", options->list.path, "List of pairs, as for darkroom batch")->required();
-    app.add_option("RESULTS", options->results, "Results of the batch, or of the shard that --shard names")->required();
+    app.add_option("LIST", options->list.path, "List of pairs, as for darkroom batch; or an archive, and nothing else")
+        ->required();
+    app.add_option("RESULTS", options->results, "Results of the batch, or of the shard that --shard names");
     addListOptions(app, options->list);
     return [options](const Console& console) { return verify(console, *options); };
 }

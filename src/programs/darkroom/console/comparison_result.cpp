@@ -12,8 +12,10 @@
 #include "files/markup_text.hpp"
 #include "files/number_format.hpp"
 
+#include <fmt/format.h>
 #include <nlohmann/json.hpp>
 
+#include <cmath>
 #include <cstdlib>
 #include <optional>
 
@@ -51,7 +53,20 @@ std::string comparisonLine(const ComparisonResult& result) {
     if (result.hue) {
         line += ',' + numberText(*result.hue);
     }
-    return line + '\n';
+    line += '\n';
+    if (result.distances) {
+        for (std::size_t k = 0; k < correlateNames.size(); ++k) {
+            const BinDistances& its = (*result.distances)[k];
+            line += fmt::format(
+                "{}: Wasserstein {:.6g}, shift of mean {:.6g}, Kolmogorov-Smirnov {:.6g}, Jensen-Shannon {:.6g}\n",
+                correlateNames[k].name, its.wasserstein, its.meanShift, its.kolmogorovSmirnov, its.jensenShannon);
+        }
+    }
+    if (result.uniform) {
+        line += fmt::format("uniform: J' {:.6g}, M' {:.6g}, hue {:.6g}, total {:.6g}\n", result.uniform->lightness,
+                            result.uniform->colorfulness, result.uniform->hue, result.uniform->total);
+    }
+    return line;
 }
 
 std::string comparisonJson(const ComparisonResult& result) {
@@ -77,6 +92,21 @@ std::string comparisonJson(const ComparisonResult& result) {
     }
     if (result.hue) {
         json["coefficients"][hueCorrelate.name] = roundedToNineDigits(*result.hue);
+    }
+    if (result.distances) {
+        for (std::size_t k = 0; k < correlateNames.size(); ++k) {
+            const BinDistances& its = (*result.distances)[k];
+            json["distances"][correlateNames[k].name] = {{"wasserstein", numberOrNull(its.wasserstein)},
+                                                         {"mean_shift", numberOrNull(its.meanShift)},
+                                                         {"kolmogorov_smirnov", numberOrNull(its.kolmogorovSmirnov)},
+                                                         {"jensen_shannon_bits", numberOrNull(its.jensenShannon)}};
+        }
+    }
+    if (result.uniform) {
+        json["distances"]["uniform"] = {{"lightness", numberOrNull(result.uniform->lightness)},
+                                        {"colorfulness", numberOrNull(result.uniform->colorfulness)},
+                                        {"hue", numberOrNull(result.uniform->hue)},
+                                        {"total", numberOrNull(result.uniform->total)}};
     }
     if (!result.limits.empty()) {
         for (const ComparedCorrelate& correlate : comparedCorrelates) {
@@ -112,6 +142,26 @@ std::string comparisonCsv(const ComparisonResult& result) {
     if (result.hue) {
         names.emplace_back(hueCorrelate.name);
         values.push_back(nineDigits(*result.hue));
+    }
+    const auto addDistance = [&](const std::string& name, double value) {
+        names.push_back(name);
+        values.push_back(std::isnan(value) ? "" : nineDigits(value));
+    };
+    if (result.distances) {
+        for (std::size_t k = 0; k < correlateNames.size(); ++k) {
+            const BinDistances& its = (*result.distances)[k];
+            const std::string name = correlateNames[k].name;
+            addDistance(name + "_wasserstein", its.wasserstein);
+            addDistance(name + "_mean_shift", its.meanShift);
+            addDistance(name + "_kolmogorov_smirnov", its.kolmogorovSmirnov);
+            addDistance(name + "_jensen_shannon_bits", its.jensenShannon);
+        }
+    }
+    if (result.uniform) {
+        addDistance("uniform_lightness", result.uniform->lightness);
+        addDistance("uniform_colorfulness", result.uniform->colorfulness);
+        addDistance("uniform_hue", result.uniform->hue);
+        addDistance("uniform_total", result.uniform->total);
     }
     if (!result.model.isDefault()) {
         names.emplace_back("model");

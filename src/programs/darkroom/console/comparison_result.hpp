@@ -1,6 +1,7 @@
 // What a comparison found, and the formats in which it is given (docs/formats.md).
 #pragma once
 
+#include <likeness/comparison/distances.hpp>
 #include <likeness/comparison/photograph_comparison.hpp>
 #include "console/coefficient_limits.hpp"
 #include "console/model_options.hpp"
@@ -24,14 +25,17 @@ struct ComparisonResult {
     ComparedPhotograph second;
     LikenessCoefficients coefficients;
     CoefficientLimits limits;
-    ChosenModel model = {};         ///< results name it where it is not the default
+    ChosenModel model = {};  ///< results name it where it is not the default
+    /// Of the five correlates, and in a uniform space, where they were asked for.
+    std::optional<PerCorrelate<BinDistances>> distances = {};
+    std::optional<UniformDistances> uniform = {};
     std::optional<float> hue = {};  ///< the sixth coefficient, where it was asked for
 
     std::string shortfall() const { return darkroom::shortfall(coefficients, limits, hue); }
 };
 
 /// The line that `likeness` prints: the five coefficients, six significant digits, separated by ","; behind them the
-/// hue's, where it was asked for.
+/// hue's, where it was asked for. Distances, where they were asked for, follow on lines of their own.
 std::string comparisonLine(const ComparisonResult& result);
 
 std::string comparisonJson(const ComparisonResult& result);

@@ -1,0 +1,55 @@
+// darkroom repair: what can be read of a damaged or unfinished archive.
+#include "archive/archive_writer.hpp"
+#include "commands/subcommands.hpp"
+#include "console/option_checks.hpp"
+#include "console/output_check.hpp"
+#include "files/number_format.hpp"
+#include "files/refusal.hpp"
+
+#include <filesystem>
+#include <memory>
+
+namespace likeness::darkroom {
+namespace {
+
+struct Options {
+    std::string archive;
+    std::string output;
+    bool overwrite = false;
+};
+
+ExitStatus repair(const Console& console, const Options& options) {
+    OutputPlan plan(console, {options.archive}, InputKind::others);
+    plan.file("--output", options.output);
+    std::error_code error;
+    if (std::filesystem::exists(options.output, error) && !options.overwrite) {
+        throw Refusal("--output: '" + options.output + "' exists; --overwrite replaces it");
+    }
+    const Archive archive(options.archive);
+    for (const std::string& damage : archive.damage()) {
+        console.warn("'" + options.archive + "': " + damage);
+    }
+    const ArchiveUnion readable({&archive});
+    for (const std::string& damage : readable.damage()) {
+        console.warn(damage);
+    }
+    writeArchive(options.output, archive.origin(), readable.entries());
+    console.tell(numberOf(readable.size(), "photograph") + (readable.size() == 1 ? " is" : " are") + " in '" +
+                 options.output + "'; darkroom index --update adds what is missing");
+    return ExitStatus::done;
+}
+
+}  // namespace
+
+Action declareRepair(CLI::App& app) {
+    auto options = std::make_shared<Options>();
+    app.add_option("ARCHIVE", options->archive, "Damaged or unfinished archive; it stays as it is")->required();
+    app.add_option("-o,--output", options->output,
+                   optionText("Archive of what can be read", "--output repaired.likeness"))
+        ->type_name("FILE")
+        ->required();
+    app.add_flag("--overwrite", options->overwrite, optionText("Replace an existing output", "--overwrite"));
+    return [options](const Console& console) { return repair(console, *options); };
+}
+
+}  // namespace likeness::darkroom

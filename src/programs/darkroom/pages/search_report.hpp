@@ -1,0 +1,31 @@
+// The page of a search: each photograph and what looks like it, with small pictures.
+#pragma once
+
+#include "archive/exact_comparison.hpp"
+
+#include <string>
+#include <vector>
+
+namespace likeness::darkroom {
+
+/// A photograph that was found.
+struct FoundPhotograph {
+    std::size_t rank = 1;
+    std::string path;
+    PairCoefficients coefficients;
+    double score = 0;
+    std::string pictureUri;  ///< empty: there is none to show
+};
+
+/// A photograph that was searched for.
+struct SearchedPhotograph {
+    std::string path;
+    std::string pictureUri;
+    std::vector<FoundPhotograph> found;
+};
+
+/// @param ranking  what the score is, in words
+std::string searchPage(const std::string& archive, const std::string& ranking,
+                       const std::vector<SearchedPhotograph>& searched);
+
+}  // namespace likeness::darkroom

@@ -1,0 +1,157 @@
+#include "archive/archive_pairs.hpp"
+
+#include "archive/made_photographs.hpp"
+#include "support/scratch_directory.hpp"
+
+#include <gtest/gtest.h>
+
+namespace likeness::testing {
+namespace {
+
+class ArchivePairs : public ::testing::Test {
+protected:
+    static constexpr std::size_t entries = 120;
+
+    static std::uint64_t seedOf(std::size_t k) { return k * 7 % 48; }
+
+    void SetUp() override {
+        std::vector<ArchivedPhotograph> photographs;
+        for (std::size_t k = 0; k < entries; ++k) {
+            photographs.push_back(madePhotograph(k, seedOf(k)));
+        }
+        photographs[17].problem = ": it is no image";
+        photographs[17].distributions = {};
+        writeMade("a", photographs);
+        photographs.erase(photographs.begin() + 40, photographs.end());
+        writeMade("b", photographs);
+    }
+
+    static std::vector<ArchivePair> byForce(const Archive& first, const Archive& second, const PairSearch& search) {
+        std::vector<ArchivePair> pairs;
+        std::vector<AppearanceDistributions> all;
+        for (std::size_t j = 0; j < second.size(); ++j) {
+            all.push_back(second.distributions(j));
+        }
+        for (std::uint32_t i = 0; i < first.size(); ++i) {
+            const AppearanceDistributions its = first.distributions(i);
+            std::vector<ArchivePair> ofEntry;
+            for (std::uint32_t j = 0; j < second.size(); ++j) {
+                const bool wanted = &first != &second || (search.nearest > 0 ? i != j : i < j);
+                if (!wanted || !first.analysed(i) || !second.analysed(j)) {
+                    continue;
+                }
+                ArchivePair pair{i, j, {compareDistributions(its, all[j]), {}}, 0};
+                pair.score = search.score.of(pair.coefficients);
+                bool reaches = pair.score >= search.leastScore;
+                for (std::size_t k = 0; k < 5; ++k) {
+                    reaches = reaches && pair.coefficients[k] >= search.least[k];
+                }
+                if (reaches) {
+                    ofEntry.push_back(pair);
+                }
+            }
+            if (search.nearest > 0) {
+                std::stable_sort(ofEntry.begin(), ofEntry.end(),
+                                 [](const ArchivePair& a, const ArchivePair& b) { return a.score > b.score; });
+                ofEntry.resize(std::min(ofEntry.size(), search.nearest));
+            }
+            pairs.insert(pairs.end(), ofEntry.begin(), ofEntry.end());
+        }
+        return pairs;
+    }
+
+    static void expectSame(const std::vector<ArchivePair>& found, const std::vector<ArchivePair>& expected) {
+        ASSERT_EQ(found.size(), expected.size());
+        for (std::size_t i = 0; i < found.size(); ++i) {
+            ASSERT_EQ(found[i].first, expected[i].first) << i;
+            ASSERT_EQ(found[i].second, expected[i].second) << i;
+            ASSERT_EQ(found[i].score, expected[i].score) << i;
+            for (std::size_t k = 0; k < 5; ++k) {
+                ASSERT_EQ(found[i].coefficients[k], expected[i].coefficients[k]) << i;
+            }
+        }
+    }
+
+    ScratchDirectory folder_;
+};
+
+TEST_F(ArchivePairs, AreThoseThatComparingAllFinds) {
+    const Archive a("a");
+    const Archive b("b");
+    std::vector<PairSearch> searches(4);
+    searches[0].leastScore = 0.8;
+    searches[1].least = {0, 0.9F, 0, 0.5F, 0, 0};
+    searches[2].nearest = 7;
+    searches[3].nearest = 3;
+    searches[3].leastScore = 0.7;
+    searches[3].score.kind = RankingScore::Kind::least;
+    for (PairSearch& search : searches) {
+        for (const Archive* second : {&a, &b}) {
+            const std::vector<ArchivePair> expected = byForce(a, *second, search);
+            EXPECT_FALSE(expected.empty());
+            for (const unsigned threads : {1U, 4U}) {
+                search.threads = threads;
+                std::vector<std::string> damage;
+                expectSame(alikePairs(a, *second, search, &damage), expected);
+                EXPECT_TRUE(damage.empty());
+            }
+        }
+    }
+}
+
+TEST_F(ArchivePairs, HangTogetherInClusters) {
+    const Archive a("a");
+    PairSearch search;
+    search.leastScore = 0.9999;
+    const std::vector<ArchivePair> pairs = alikePairs(a, a, search);
+    const std::vector<ArchiveCluster> clusters = clustersOf(a, pairs, search.score, 2);
+    // Equal seeds are the made photographs' only likeness: 48 seeds of 120 entries, each in two or three of them.
+    ASSERT_EQ(clusters.size(), 48U);
+    std::uint32_t before = 0;
+    for (const ArchiveCluster& cluster : clusters) {
+        EXPECT_TRUE(cluster.entries.front() >= before);
+        before = cluster.entries.front();
+        for (const std::uint32_t entry : cluster.entries) {
+            EXPECT_EQ(seedOf(entry), seedOf(cluster.entries.front()));
+        }
+        EXPECT_EQ(cluster.representative, 0U);  // all means are equal: the first
+        EXPECT_EQ(cluster.means.size(), cluster.entries.size());
+    }
+}
+
+TEST_F(ArchivePairs, TellTheMiddleOfAChain) {
+    // Hills that move by steps: the outer ones are alike to the middle one only.
+    std::vector<ArchivedPhotograph> photographs;
+    for (std::size_t k = 0; k < 3; ++k) {
+        ArchivedPhotograph photograph = madePhotograph(k, 1);
+        for (std::size_t c = 0; c < correlateNames.size(); ++c) {
+            photograph.distributions[c].clear();
+            for (int bin = 0; bin < 30; ++bin) {
+                photograph.distributions[c][bin + 10 * static_cast<int>(k)] = 1000.0F / 30000.0F;
+            }
+        }
+        photographs.push_back(photograph);
+    }
+    writeMade("chain", photographs);
+    const Archive chain("chain");
+    PairSearch search;
+    search.leastScore = 0.6;
+    const std::vector<ArchivePair> pairs = alikePairs(chain, chain, search);
+    ASSERT_EQ(pairs.size(), 2U);
+    const std::vector<ArchiveCluster> clusters = clustersOf(chain, pairs, search.score, 1);
+    ASSERT_EQ(clusters.size(), 1U);
+    EXPECT_EQ(clusters[0].entries, (std::vector<std::uint32_t>{0, 1, 2}));
+    EXPECT_EQ(clusters[0].representative, 1U);
+    EXPECT_NEAR(clusters[0].means[1], 2.0 / 3, 1e-5);
+    EXPECT_NEAR(clusters[0].means[0], 0.5, 1e-5);
+}
+
+TEST_F(ArchivePairs, RefuseMoreThanAllowed) {
+    const Archive a("a");
+    PairSearch search;
+    search.most = 100;  // of 7,021
+    EXPECT_THROW(alikePairs(a, a, search), Refusal);
+}
+
+}  // namespace
+}  // namespace likeness::testing
