@@ -46,7 +46,8 @@ std::string comparisonParameters(const AnalysisOptions& options, const ProfileCh
     ::uname(&system);
     const auto number = [](float value) { return nineDigits(static_cast<double>(value)); };
     std::string text = fmt::format(
-        "schema={};photographs=bgr8,bgr16,linear,floats,exif-orientation;adapting-luminance={};white-luminance={};background-of-1-"
+        "schema={};photographs=bgr8,bgr16,linear,floats,exif-orientation;adapting-luminance={};white-luminance={};"
+        "background-of-1-"
         "pixel={};"
         "surround-impact={};surround-induction={};bins=all;image-library={};architecture={}",
         resultSchema, number(adaptingLuminance), number(whiteLuminance),

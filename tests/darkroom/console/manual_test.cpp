@@ -73,8 +73,9 @@ TEST_F(DarkroomManual, ExplainsEveryOptionThatIsParsedAndNoOther) {
     EXPECT_EQ(optionsExplained(section(page, ".SH OPTIONS")), all);
     const std::set<std::string> common =
         optionsExplained(section(page, ".SS \"Options of every subcommand that works on images\""));
-    EXPECT_EQ(common, (std::set<std::string>{"--assume-profile", "--dumps", "--exposure", "--ignore-profile", "--layer", "--max-pixels", "--page", "--preview",
-                                             "--quiet", "--threads", "--verbose", "-h", "--help"}));
+    EXPECT_EQ(common, (std::set<std::string>{"--assume-profile", "--dumps", "--exposure", "--ignore-profile", "--layer",
+                                             "--max-pixels", "--page", "--preview", "--quiet", "--threads", "--verbose",
+                                             "-h", "--help"}));
     for (const CLI::App* const app : darkroom::subcommandsOf(commandLine.parser())) {
         const std::string text = section(page, ".SS \"darkroom " + app->get_name());
         const std::vector<OptionView> options = darkroom::optionsOf(*app);
