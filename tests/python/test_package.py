@@ -49,7 +49,7 @@ def copy_of_checkout(folder: Path) -> Path:
 
 
 def modules():
-    return ["likeness", *(f"likeness.{name}" for _, name, _ in pkgutil.iter_modules([str(package)]) if name not in ("_core", "likeness_imgcodecs", "likeness_video"))]
+    return ["likeness", *(f"likeness.{name}" for _, name, _ in pkgutil.iter_modules([str(package)]) if name != "_core" and not name.startswith("likeness_"))]
 
 
 @pytest.mark.parametrize("name", modules())
