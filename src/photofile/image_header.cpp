@@ -570,7 +570,7 @@ ImageFileFormat formatOfBrands(HeaderBytes& file) {
     return found;
 }
 
-/// Adobe Photoshop File Formats Specification, file header section.
+/// Adobe, "Photoshop File Formats", file header section.
 void readPhotoshop(HeaderBytes& file, ImageHeader& header) {
     const auto channels = static_cast<int>(file.big(12, 2));
     const std::uint64_t height = file.big(14, 4);

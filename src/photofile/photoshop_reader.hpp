@@ -1,4 +1,4 @@
-// The merged picture of a Photoshop document (Adobe Photoshop File Formats Specification).
+// The merged picture of a Photoshop document (Adobe, "Photoshop File Formats").
 #pragma once
 
 #include "modules/photograph_decoder.hpp"

@@ -10,7 +10,7 @@ import pytest
 root = Path(__file__).resolve().parents[2]
 
 
-@pytest.fixture(scope="session")
+@pytest.fixture(scope="module")
 def photos() -> Path:
     return root / "examples/photos"
 
@@ -30,7 +30,7 @@ def program(variable: str):
     return run
 
 
-@pytest.fixture(scope="session")
+@pytest.fixture(scope="module")
 def darkroom():
     return program("LIKENESS_DARKROOM")
 
