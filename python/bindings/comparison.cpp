@@ -101,10 +101,24 @@ std::optional<HueWeights> hueOf(const std::optional<std::string>& weights) {
     throw std::invalid_argument("hue: '" + *weights + "' is none of pixels, chroma");
 }
 
-/// Keeps its tables from one call of a thread to the next, so that small photographs take microseconds.
-Comparer& comparerOfThread() {
-    thread_local Comparer comparer;
-    return comparer;
+/// Keeps its tables from one call of a thread to the next, so that small photographs take microseconds. What `progress`
+/// or a handler of a signal calls meanwhile on the same thread has tables of its own.
+template <typename Use>
+auto withComparer(const Use& use) {
+    thread_local Comparer kept;
+    thread_local bool isUsed = false;
+    if (isUsed) {
+        Comparer own;
+        return use(own);
+    }
+    struct InUse {
+        InUse() { isUsed = true; }
+        ~InUse() { isUsed = false; }
+        InUse(const InUse&) = delete;
+        InUse& operator=(const InUse&) = delete;
+    };
+    const InUse inUse;
+    return use(kept);
 }
 
 py::tuple mapsOf(const Analysis& analysis) {
@@ -149,23 +163,27 @@ void bindComparison(py::module_& module) {
         options.hue = hueOf(hue);
         options.maps = maps;
         const Watch watch = watchOf(progress);
-        const Analysis analysis = unlocked([&] { return comparerOfThread().analyze(photograph, options, watch); });
+        const Analysis analysis = unlocked([&] {
+            return withComparer([&](Comparer& comparer) { return comparer.analyze(photograph, options, watch); });
+        });
         return py::make_tuple(analysis.distributions(), analysis.size().height, analysis.size().width,
                               analysis.backgroundLuminance(),
                               analysis.hasMaps() ? py::object(mapsOf(analysis)) : py::object(py::none()));
     });
-    module.def("compare", [](const py::array& first, const py::array& second, const py::tuple& model,
-                             const py::object& progress) {
-        const cv::Mat firstPhotograph = imageOf(first, "first", Channels::rgb);
-        const cv::Mat secondPhotograph = imageOf(second, "second", Channels::rgb);
-        AnalysisOptions options;
-        options.model = comparisonModelOf(model);
-        const Watch watch = watchOf(progress);
-        return arrayOf(unlocked([&] {
-            const auto [one, other] = comparerOfThread().analyzePair(firstPhotograph, secondPhotograph, options, watch);
-            return compareDistributions(one.distributions(), other.distributions());
-        }));
-    });
+    module.def("compare",
+               [](const py::array& first, const py::array& second, const py::tuple& model, const py::object& progress) {
+                   const cv::Mat firstPhotograph = imageOf(first, "first", Channels::rgb);
+                   const cv::Mat secondPhotograph = imageOf(second, "second", Channels::rgb);
+                   AnalysisOptions options;
+                   options.model = comparisonModelOf(model);
+                   const Watch watch = watchOf(progress);
+                   return arrayOf(unlocked([&] {
+                       const auto [one, other] = withComparer([&](Comparer& comparer) {
+                           return comparer.analyzePair(firstPhotograph, secondPhotograph, options, watch);
+                       });
+                       return compareDistributions(one.distributions(), other.distributions());
+                   }));
+               });
 }
 
 }  // namespace likeness::python

@@ -136,6 +136,14 @@ bool Archive::readFoot() {
     if (count > foot.size() / 32 || textBytes > foot.size() || 24 + 32 * count + textBytes > foot.size()) {
         return false;
     }
+    constexpr std::uint64_t leastOfEntry = 72;  // bytes of its columns of fixed width
+    std::uint64_t entries = 0;
+    for (std::uint64_t b = 0; b < count; ++b) {
+        const auto its = numberAt<std::uint64_t>(foot.data() + 24 + 32 * b + 24);
+        if (its > length_ / leastOfEntry || (entries += its) > length_ / leastOfEntry) {
+            return false;
+        }
+    }
     auto head = headOf(foot.substr(24 + 32 * count, textBytes));
     if (!head || !head->edges) {
         return false;
@@ -158,7 +166,7 @@ bool Archive::readFoot() {
 
 /// Where the list is missing the blocks themselves say how long they are; behind a damaged one the next is looked for.
 void Archive::walkBlocks(std::uint64_t at) {
-    wholeBytes_ = std::min<std::uint64_t>(at, length_);
+    wholeBytes_ = at <= length_ ? at : 0;  // a block begins at a multiple of `alignment`
     while (at + blockHeadBytes <= length_) {
         BlockPlace place;
         place.begin = at;
@@ -380,17 +388,33 @@ std::optional<std::size_t> Archive::find(std::string_view wanted) const {
         }
         return std::nullopt;
     }
-    std::size_t low = 0;
-    std::size_t high = size_;
-    while (low < high) {
-        const std::size_t middle = (low + high) / 2;
-        if (pathOf(middle) < wanted) {
-            low = middle + 1;
-        } else {
-            high = middle;
+    const auto foundWithin = [&](std::size_t low, std::size_t end) -> std::optional<std::size_t> {
+        std::size_t high = end;
+        while (low < high) {
+            const std::size_t middle = (low + high) / 2;
+            if (pathOf(middle) < wanted) {
+                low = middle + 1;
+            } else {
+                high = middle;
+            }
         }
+        return low < end && pathOf(low) == wanted ? std::optional(low) : std::nullopt;
+    };
+    try {
+        return foundWithin(0, size_);
+    } catch (const ArchiveDamage&) {  // what stands in a damaged block is not found
+        for (const Block& block : blocks_) {
+            try {
+                if (const auto entry =
+                        foundWithin(block.place.firstEntry, block.place.firstEntry + block.place.entries)) {
+                    return entry;
+                }
+            } catch (const ArchiveDamage&) {
+                continue;
+            }
+        }
+        return std::nullopt;
     }
-    return low < size_ && pathOf(low) == wanted ? std::optional(low) : std::nullopt;
 }
 
 std::string_view Archive::sketches(std::size_t block) const {
@@ -398,6 +422,9 @@ std::string_view Archive::sketches(std::size_t block) const {
 }
 
 void Archive::forget(std::size_t block) const noexcept {
+    if (!blocks_[block].problem.empty()) {
+        return;  // where it stands is not known
+    }
     const auto page = static_cast<std::uint64_t>(::sysconf(_SC_PAGESIZE));
     const std::uint64_t begin = (blocks_[block].place.begin + page - 1) / page * page;
     const std::uint64_t end = (blocks_[block].place.begin + blocks_[block].place.bytes) / page * page;

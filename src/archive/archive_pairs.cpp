@@ -81,6 +81,7 @@ private:
         if (!first_.analysed(entry)) {
             return;
         }
+        first_.photograph(entry);  // what is found can be recorded
         const AppearanceDistributions photograph = first_.distributions(entry);
         if (asked_.nearest > 0) {
             nearestOf(entry, photograph, found, damage);

@@ -144,6 +144,7 @@ private:
                 }
             }
             hit.score = asked_.score.of(hit.coefficients);
+            archive_.pathOf(entry);  // what is found can be named
             return hit;
         } catch (const ArchiveDamage& damage) {
             tell(damage);

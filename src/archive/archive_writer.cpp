@@ -1,5 +1,6 @@
 #include "archive/archive_writer.hpp"
 
+#include "batch/output_lock.hpp"
 #include "batch/working_file.hpp"
 #include "files/interrupt_cleanup.hpp"
 #include "files/replaced_file.hpp"
@@ -40,6 +41,8 @@ GroupEdges edgesFor(const ArchiveEntries& entries) {
 void writeArchive(const std::string& path, const ArchiveOrigin& origin, const ArchiveEntries& entries) {
     const fs::path target = followedLinks(path);
     const std::string temporary = workingFile(target.string(), "archive");
+    // The lock keeps a second writer from the same file. What is in the file is left of one that was killed.
+    const OutputLock lock(temporary, OutputLock::Links::refuse);
     const RemovedOnInterrupt onInterrupt(temporary);
     try {
         const ArchiveHead head{origin, edgesFor(entries)};
@@ -107,6 +110,7 @@ ArchiveUnion::ArchiveUnion(std::vector<const Archive*> archives) : archives_(std
             for (std::size_t entry = place.firstEntry; entry < place.firstEntry + place.entries; ++entry) {
                 try {
                     archive.storedEntry(entry);
+                    archive.distributions(entry);  // a checksum alone does not say that it can be written again
                     places_.push_back({static_cast<std::uint32_t>(a), static_cast<std::uint32_t>(entry)});
                 } catch (const ArchiveDamage& damage) {
                     if (damage_.empty() || damage_.back() != damage.what()) {

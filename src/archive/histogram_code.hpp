@@ -129,9 +129,17 @@ double HistogramReader::next(const Visit& visit) {
     const std::uint64_t missing = varint();
     const std::uint64_t form = varint();
     const std::uint64_t runs = varint();
-    if (missing > pixels_ || form > floats) {
+    if (missing > pixels_ || form > floats || (form != floats && runs > 0 && missing == pixels_)) {
         throw HistogramDamage();
     }
+    double sum = 0;
+    const auto visitOne = [&](std::int64_t number, float probability) {
+        if (!(probability >= 0)) {
+            throw HistogramDamage();
+        }
+        sum += static_cast<double>(probability);
+        visit(static_cast<int>(number), probability);
+    };
     const std::uint64_t counted = pixels_ - missing;
     const auto total = static_cast<float>(counted);
     std::int64_t bin = 0;
@@ -152,7 +160,7 @@ double HistogramReader::next(const Visit& visit) {
         if (form == floats) {
             for (std::uint64_t i = 0; i < length; ++i, ++bin) {
                 const auto raw = static_cast<std::uint32_t>(bits(32));
-                visit(static_cast<int>(bin), std::bit_cast<float>(raw));
+                visitOne(bin, std::bit_cast<float>(raw));
             }
             alignToByte();
             continue;
@@ -168,11 +176,15 @@ double HistogramReader::next(const Visit& visit) {
             }
             const std::uint64_t leading = std::uint64_t{1} << (width - 1);
             const std::uint64_t count = leading | bits(static_cast<unsigned>(width - 1));
-            visit(static_cast<int>(bin), form == countsOfFloat ? static_cast<float>(count) / total
-                                                               : static_cast<float>(static_cast<double>(count) /
-                                                                                    static_cast<double>(counted)));
+            visitOne(bin, form == countsOfFloat
+                              ? static_cast<float>(count) / total
+                              : static_cast<float>(static_cast<double>(count) / static_cast<double>(counted)));
         }
         alignToByte();
+    }
+    constexpr double most = 1.0001;  // with the roundings of all probabilities
+    if (!(sum <= most)) {
+        throw HistogramDamage();
     }
     return static_cast<double>(missing) / static_cast<double>(pixels_);
 }

@@ -130,6 +130,9 @@ LIKENESS_MODULE_ENTRY void likeness_read_photograph(const PhotographRequest& req
                                   " pictures is taken; --page takes another");
     }
     readColors(handle.get(), content);
+    if (content.alpha && ::heif_image_handle_is_premultiplied_alpha(handle.get()) != 0) {
+        content.remarks.emplace_back("its colours are multiplied by its alpha channel, and are taken as they are");
+    }
     if (likeness::exceeds(content.width, content.height, request.mostPixels)) {
         content.problem = likeness::tooManyPixels(content.width, content.height, request.mostPixels);
         return;
@@ -147,7 +150,17 @@ LIKENESS_MODULE_ENTRY void likeness_read_photograph(const PhotographRequest& req
         return;
     }
     const std::unique_ptr<const ::heif_image, ImageEnd> image(decoded);
-    content.pixels = deep ? copied<ushort>(image.get(), content.bits) : copied<uchar>(image.get(), 8);
+    // What the decoder made of it counts, not what the boxes say.
+    const int stored = ::heif_image_get_bits_per_pixel_range(image.get(), ::heif_channel_interleaved);
+    if (!deep) {
+        content.pixels = copied<uchar>(image.get(), 8);
+    } else if (stored > 8 && stored <= 16) {
+        content.pixels = copied<ushort>(image.get(), stored);
+    }
+    if (likeness::exceeds(static_cast<std::uint64_t>(content.pixels.cols),
+                          static_cast<std::uint64_t>(content.pixels.rows), request.mostPixels)) {
+        content.pixels.release();
+    }
     if (content.pixels.empty()) {
         content.problem = "its content cannot be decoded";
     }

@@ -46,6 +46,12 @@ void readColors(::JxlDecoder* decoder, const ::JxlPixelFormat& format, Photograp
     if (::JxlDecoderGetColorAsEncodedProfile(decoder, &format, ::JXL_COLOR_PROFILE_TARGET_DATA, &encoding) ==
         ::JXL_DEC_SUCCESS) {
         content.linear = encoding.transfer_function == ::JXL_TRANSFER_FUNCTION_LINEAR;
+        if (encoding.transfer_function == ::JXL_TRANSFER_FUNCTION_PQ ||
+            encoding.transfer_function == ::JXL_TRANSFER_FUNCTION_HLG) {
+            // Its numbers are those of ITU-T H.273: curves that are not read, whatever profile is made of them.
+            content.codePoints = {static_cast<int>(encoding.primaries), static_cast<int>(encoding.transfer_function)};
+            return;
+        }
         constexpr double displayGamma = 1 / 2.2;
         if (encoding.transfer_function == ::JXL_TRANSFER_FUNCTION_GAMMA &&
             std::abs(encoding.gamma - displayGamma) < 1e-4 && encoding.primaries == ::JXL_PRIMARIES_SRGB &&

@@ -7,7 +7,9 @@
 
 #include <algorithm>
 #include <cmath>
+#include <exception>
 #include <mutex>
+#include <new>
 
 namespace {
 
@@ -89,15 +91,15 @@ Exiv2::ExifData carriedExif(const Exiv2::ExifData& source, const CarriedPicture&
     if (carried.empty()) {
         return carried;
     }
-    constexpr std::uint16_t upright = 1;
+    constexpr std::uint16_t notTurned = 1;
     const auto replaceIfThere = [&](const char* key, std::uint32_t value) {
         const auto found = carried.findKey(Exiv2::ExifKey(key));
         if (found != carried.end()) {
             carried[key] = value;
         }
     };
-    if (carried.findKey(Exiv2::ExifKey("Exif.Image.Orientation")) != carried.end()) {
-        carried["Exif.Image.Orientation"] = upright;
+    if (picture.upright && carried.findKey(Exiv2::ExifKey("Exif.Image.Orientation")) != carried.end()) {
+        carried["Exif.Image.Orientation"] = notTurned;
     }
     replaceIfThere("Exif.Photo.PixelXDimension", picture.width);
     replaceIfThere("Exif.Photo.PixelYDimension", picture.height);
@@ -127,7 +129,9 @@ Exiv2::XmpData carriedXmp(const Exiv2::XmpData& source, const CarriedPicture& pi
             found->setValue(value);
         }
     };
-    replaceIfThere("Xmp.tiff.Orientation", "1");
+    if (picture.upright) {
+        replaceIfThere("Xmp.tiff.Orientation", "1");
+    }
     replaceIfThere("Xmp.tiff.ImageWidth", std::to_string(picture.width));
     replaceIfThere("Xmp.tiff.ImageLength", std::to_string(picture.height));
     replaceIfThere("Xmp.exif.PixelXDimension", std::to_string(picture.width));
@@ -158,8 +162,10 @@ LIKENESS_MODULE_ENTRY void likeness_read_notes(const std::string& path, CameraNo
         if (orientation && *orientation >= 1 && *orientation <= 8) {
             notes.orientation = static_cast<int>(*orientation);
         }
-    } catch (const Exiv2::AnyError&) {
-        // Formats that the library does not know have no notes.
+    } catch (const std::bad_alloc&) {
+        throw;
+    } catch (const std::exception&) {
+        // Formats that the library does not know have no notes, and neither has what is damaged.
     }
 }
 
@@ -180,6 +186,11 @@ LIKENESS_MODULE_ENTRY bool likeness_carry_metadata(const std::string& from, std:
         if (error.code() != Exiv2::kerFileContainsUnknownImageType) {
             problem = error.what();
         }
+        return false;
+    } catch (const std::bad_alloc&) {
+        throw;
+    } catch (const std::exception& error) {
+        problem = error.what();
         return false;
     }
     if (exif.empty() && xmp.empty() && iptc.empty()) {
@@ -215,7 +226,9 @@ LIKENESS_MODULE_ENTRY bool likeness_carry_metadata(const std::string& from, std:
         }
         encoded = std::move(bytes);
         return true;
-    } catch (const Exiv2::AnyError& error) {
+    } catch (const std::bad_alloc&) {
+        throw;
+    } catch (const std::exception& error) {
         problem = error.what();
         return false;
     }

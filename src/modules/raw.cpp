@@ -42,16 +42,21 @@ void setParameters(libraw_output_params_t& parameters) {
     parameters.user_qual = adaptiveHomogeneity;
 }
 
-void readPreview(LibRaw& raw, PhotographContent& content) {
+void readPreview(LibRaw& raw, std::uint64_t mostPixels, PhotographContent& content) {
     if (failed(raw.unpack_thumb(), content)) {
         content.problem = "it has no preview that can be read";
         return;
     }
     const libraw_thumbnail_t& preview = raw.imgdata.thumbnail;
+    if (likeness::exceeds(preview.twidth, preview.theight, mostPixels)) {
+        content.problem = likeness::tooManyPixels(preview.twidth, preview.theight, mostPixels);
+        return;
+    }
     if (preview.tformat == LIBRAW_THUMBNAIL_JPEG) {
         const auto* const bytes = reinterpret_cast<const unsigned char*>(preview.thumb);
         content.encoded.assign(bytes, bytes + preview.tlength);
-    } else if (preview.tformat == LIBRAW_THUMBNAIL_BITMAP && preview.tlength >= 3U * preview.twidth * preview.theight) {
+    } else if (preview.tformat == LIBRAW_THUMBNAIL_BITMAP &&
+               preview.tlength >= std::uint64_t{3} * preview.twidth * preview.theight) {
         content.pixels.create(preview.theight, preview.twidth, CV_8UC3);
         const auto* in = reinterpret_cast<const unsigned char*>(preview.thumb);
         for (int i = 0; i < content.pixels.rows; ++i) {
@@ -69,7 +74,8 @@ void readPreview(LibRaw& raw, PhotographContent& content) {
     content.chromaticities.reset();
     content.codec = "preview";
     content.remarks.clear();
-    content.remarks.emplace_back("its embedded preview is taken, as --preview asks");
+    content.remarks.emplace_back(
+        "its embedded preview is taken as it is stored, as sRGB and not turned, as --preview asks");
 }
 
 int orientationOf(int flip) {
@@ -132,8 +138,12 @@ LIKENESS_MODULE_ENTRY void likeness_read_photograph(const PhotographRequest& req
     content.chromaticities = rommChromaticities;
     content.codec = std::string(raw->imgdata.idata.make) + ' ' + raw->imgdata.idata.model;
     const bool mosaic = raw->imgdata.idata.filters != 0;
+    constexpr unsigned filtersOfSix = 9;  // the library's number for them
+    const bool sixBySix = raw->imgdata.idata.filters == filtersOfSix;
     content.remarks.push_back(std::string("developed from the raw values: the camera's white as shot") +
-                              (mosaic ? ", interpolated by adaptive homogeneity (AHD)" : "") +
+                              (sixBySix ? ", interpolated for its colour filters of 6 x 6"
+                               : mosaic ? ", interpolated by adaptive homogeneity (AHD)"
+                                        : "") +
                               "; --preview takes its embedded preview");
     if (likeness::exceeds(sizes.raw_width, sizes.raw_height, request.mostPixels)) {
         content.problem = likeness::tooManyPixels(sizes.raw_width, sizes.raw_height, request.mostPixels);
@@ -148,7 +158,7 @@ LIKENESS_MODULE_ENTRY void likeness_read_photograph(const PhotographRequest& req
         return;
     }
     if (request.preview) {
-        readPreview(*raw, content);
+        readPreview(*raw, request.mostPixels, content);
     } else {
         develop(*raw, content);
     }

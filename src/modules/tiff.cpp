@@ -120,9 +120,18 @@ public:
 
     bool good() const { return layout_.photometric != PHOTOMETRIC_PALETTE || palette_[0] != nullptr; }
 
+    /// Planes that are wanted; a file may say that it has thousands.
+    std::uint16_t planes() const {
+        const int wanted = palette_[0] != nullptr ? 1 : image_.channels();
+        return layout_.separate() ? static_cast<std::uint16_t>(std::min<int>(layout_.samples, wanted)) : 1;
+    }
+
     /// @param row      samples of one row; all of a pixel, or those of one plane
     /// @param sample   the plane; 0 where all samples stand together
     void putRow(const unsigned char* row, std::uint32_t x, std::uint32_t y, std::uint32_t count, std::uint16_t sample) {
+        if (palette_[0] != nullptr && sample > 0) {
+            return;  // the other planes are no indices
+        }
         const std::size_t step = layout_.separate() ? 1 : layout_.samples;
         for (std::uint32_t j = 0; j < count && x + j < layout_.width && y < layout_.height; ++j) {
             if (palette_[0] != nullptr) {
@@ -139,9 +148,9 @@ public:
 
 private:
     std::uint32_t rawIndex(const unsigned char* row, std::size_t index) const {
-        const double value = valueAt(row, index, layout_);
-        return layout_.bits >= 8 ? static_cast<std::uint32_t>(value)
-                                 : static_cast<std::uint32_t>(std::lround(value * ((1 << layout_.bits) - 1) / 255.0));
+        const double greatest = (1 << layout_.bits) - 1;
+        const double whole = layout_.bits > 8 ? 65535.0 : 255.0;
+        return static_cast<std::uint32_t>(std::lround(valueAt(row, index, layout_) * greatest / whole));
     }
 
     void putIndex(std::uint32_t x, std::uint32_t y, std::uint32_t index) {
@@ -175,19 +184,21 @@ private:
     std::uint16_t* palette_[3] = {nullptr, nullptr, nullptr};
 };
 
+/// Of a row or a tile; more is damage.
+constexpr ::tmsize_t mostOfPiece = ::tmsize_t{1} << 30;
+
 bool readTiles(::TIFF* file, const Layout& layout, Pixels& pixels) {
     std::uint32_t tileWidth = 0;
     std::uint32_t tileHeight = 0;
     get(file, TIFFTAG_TILEWIDTH, tileWidth);
     get(file, TIFFTAG_TILELENGTH, tileHeight);
-    constexpr ::tmsize_t mostBytes = ::tmsize_t{1} << 30;
     const ::tmsize_t size = ::TIFFTileSize(file);
-    if (tileWidth == 0 || tileHeight == 0 || size <= 0 || size > mostBytes) {
+    if (tileWidth == 0 || tileHeight == 0 || size <= 0 || size > mostOfPiece) {
         return false;
     }
     std::vector<unsigned char> tile(static_cast<std::size_t>(size));
     const auto rowBytes = static_cast<std::size_t>(::TIFFTileRowSize(file));
-    for (std::uint16_t plane = 0; plane < (layout.separate() ? layout.samples : 1); ++plane) {
+    for (std::uint16_t plane = 0; plane < pixels.planes(); ++plane) {
         for (std::uint64_t y = 0; y < layout.height; y += tileHeight) {
             for (std::uint64_t x = 0; x < layout.width; x += tileWidth) {
                 const auto left = static_cast<std::uint32_t>(x);
@@ -206,11 +217,11 @@ bool readTiles(::TIFF* file, const Layout& layout, Pixels& pixels) {
 
 bool readStrips(::TIFF* file, const Layout& layout, Pixels& pixels) {
     const ::tmsize_t size = ::TIFFScanlineSize(file);
-    if (size <= 0) {
+    if (size <= 0 || size > mostOfPiece) {
         return false;
     }
     std::vector<unsigned char> row(static_cast<std::size_t>(size));
-    for (std::uint16_t plane = 0; plane < (layout.separate() ? layout.samples : 1); ++plane) {
+    for (std::uint16_t plane = 0; plane < pixels.planes(); ++plane) {
         for (std::uint32_t y = 0; y < layout.height; ++y) {
             if (::TIFFReadScanline(file, row.data(), y, plane) < 0) {
                 return false;
@@ -224,7 +235,8 @@ bool readStrips(::TIFF* file, const Layout& layout, Pixels& pixels) {
 /// By the library's own conversion, to 8 bits.
 bool readConverted(::TIFF* file, const Layout& layout, cv::Mat& image) {
     std::vector<std::uint32_t> raster(std::size_t{layout.width} * layout.height);
-    if (::TIFFReadRGBAImageOriented(file, layout.width, layout.height, raster.data(), ORIENTATION_TOPLEFT, 1) == 0) {
+    // In the file's own orientation, so that nothing is flipped on the way.
+    if (::TIFFReadRGBAImageOriented(file, layout.width, layout.height, raster.data(), layout.orientation, 1) == 0) {
         return false;
     }
     image.create(static_cast<int>(layout.height), static_cast<int>(layout.width), CV_8UC3);
@@ -341,13 +353,17 @@ bool decode(::TIFF* file, const Layout& layout, PhotographContent& content) {
     const bool grey = layout.photometric == PHOTOMETRIC_MINISBLACK || layout.photometric == PHOTOMETRIC_MINISWHITE;
     const int depth = depthOf(layout);
     const bool palette = layout.photometric == PHOTOMETRIC_PALETTE;
-    if (depth < 0 || !(byColor || grey) || (palette && layout.bits > 16) ||
+    if (depth < 0 || !(byColor || grey) || (palette && (layout.bits > 16 || depth == CV_32F)) ||
         (layout.photometric == PHOTOMETRIC_RGB && layout.samples < 3)) {
         if (layout.bits > 8) {
             content.problem = "its values are of a kind that is not read";
             return false;
         }
-        return readConverted(file, layout, content.pixels);
+        if (!readConverted(file, layout, content.pixels)) {
+            return false;
+        }
+        makeUpright(layout.orientation, content.pixels);
+        return true;
     }
     cv::Mat image(static_cast<int>(layout.height), static_cast<int>(layout.width),
                   palette ? CV_16UC3 : CV_MAKETYPE(depth, grey ? 1 : 3), cv::Scalar::all(0));

@@ -361,9 +361,14 @@ PhotographRead readCollecting(const std::string& name, PhotographValues values, 
             }
         }
     } catch (const std::bad_alloc&) {
-        throw machineFailure(path, ENOMEM);
+        // Libraries ask for what a damaged file says that it takes.
+        if (!byModule || lacksMemoryFor(header)) {
+            throw machineFailure(path, ENOMEM);
+        }
+        result.bgr.release();
+        result.problem = ": it is damaged, or takes more memory than there is";
     } catch (const cv::Exception& error) {
-        if (error.code == cv::Error::StsNoMem) {
+        if (error.code == cv::Error::StsNoMem && (!byModule || lacksMemoryFor(header))) {
             throw machineFailure(path, ENOMEM);
         }
         result.bgr.release();

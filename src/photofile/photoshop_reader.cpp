@@ -163,6 +163,7 @@ PhotographContent readPhotoshop(const ByteSource& source, const PhotographReques
         return content;
     }
     readResources(file, resources + 4, resourceLength, content);
+    content.linear = content.linear && content.icc.empty();  // a profile tells the curve
     content.remarks.emplace_back("the merged picture of a Photoshop document is taken");
     if (!request.headerOnly) {
         readPixels(file, layers + (large ? 8 : 4) + layerLength, large, content);

@@ -164,3 +164,14 @@ def test_a_model_out_of_range_is_refused():
         likeness.ComparisonModel("ciecam16", likeness.ViewingConditions(background=-1))
     with pytest.raises(ValueError, match="'ciecam97' is none of likeness, ciecam02, ciecam16"):
         likeness.compare(made(1), made(2), model="ciecam97")
+
+
+def test_progress_may_call_an_operation_itself():
+    """What runs on the same thread in the midst of a call has memory of its own."""
+    random = np.random.default_rng(7)
+    photograph = random.integers(0, 256, (300, 400, 3), np.uint8)
+    others = [random.integers(0, 256, (size, size, 3), np.uint8) for size in (9, 600)]
+    expected = likeness.analyze(photograph, maps=True).maps.chroma
+    for other in others:
+        found = likeness.analyze(photograph, maps=True, progress=lambda done, total: likeness.analyze(other, maps=True))
+        assert np.array_equal(found.maps.chroma, expected)

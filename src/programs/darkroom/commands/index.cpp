@@ -187,7 +187,12 @@ private:
     /// @return  bytes of the unfinished archive that are whole
     std::uint64_t readEarlier() {
         std::error_code error;
-        if (!options_.overwrite && (options_.update || options_.resume) && fs::exists(output_, error)) {
+        const std::uintmax_t begun = fs::file_size(unfinished_, error);
+        const bool goesOn = options_.resume && !error && begun > 0 && isArchive(unfinished_);
+        // What a stopped --overwrite was to replace may be of other parameters, and then has nothing to give.
+        const auto isToBeReplaced = [&] { return goesOn && !Archive(output_).origin().agreesWith(origin_); };
+        if (!options_.overwrite && (options_.update || options_.resume) && fs::exists(output_, error) &&
+            !isToBeReplaced()) {
             archives_.push_back(opened(output_, ("'" + options_.output + "'").c_str()));
         }
         const std::uintmax_t bytes = fs::file_size(unfinished_, error);

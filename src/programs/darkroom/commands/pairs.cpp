@@ -18,6 +18,7 @@
 
 #include <fmt/format.h>
 
+#include <unistd.h>
 #include <algorithm>
 #include <cerrno>
 #include <chrono>
@@ -100,8 +101,16 @@ void writeRecords(const Options& options, const Archive& first, const Archive& s
         file.columns.emplace_back(hueColumn);
         origin.hue = file.format == ResultFormat::csv ? CarriedValue::Kind::text : CarriedValue::Kind::json;
     }
-    removeWithJournals(file.path);
+    // The lock keeps a second process from the same file. What is in the file is left of one that was killed.
+    const OutputLock lock(file.path, OutputLock::Links::refuse);
     try {
+        std::error_code error;
+        for (const char* const journal : {"-wal", "-shm", "-journal"}) {
+            fs::remove(file.path + journal, error);
+        }
+        if (::truncate(file.path.c_str(), 0) != 0) {
+            throw Refusal("cannot write '" + file.path + "': " + std::strerror(errno));
+        }
         const auto writer = writeResults(file);
         std::vector<ResultRecord> records;
         const auto analysed = [](const Archive& archive, std::uint32_t entry) {
@@ -189,6 +198,9 @@ ExitStatus pairs(const Console& console, const Options& options) {
         }
     }
     const bool hue = first.origin().options.hue.has_value();
+    if (hue && options.by == "least") {
+        search.score.weights[archive::hueNumber] = 1;
+    }
     for (const auto& [name, least] : limits) {
         const auto place = std::find_if(correlateNames.begin(), correlateNames.end(),
                                         [&name = name](const CorrelateName& its) { return name == its.name; });
@@ -269,7 +281,7 @@ Action declarePairs(CLI::App& app) {
         ->check(oneOf({"mean", "least"}))
         ->capture_default_str();
     app.add_option("--most", options->most,
-                   optionText("More pairs than these are refused, 1 to 4000000000; one takes 40 bytes of memory",
+                   optionText("More pairs than these are refused, 1 to 4000000000; one takes 48 bytes of memory",
                               "--most 1000"))
         ->type_name("N")
         ->check(integerBetween(1, 4000000000))

@@ -141,6 +141,7 @@ ExitStatus verifyArchive(const Options& options) {
     std::size_t unreadable = 0;
     for (std::size_t entry = 0; entry < archive.size(); ++entry) {
         try {
+            archive.storedEntry(entry);
             archive.distributions(entry);
             failed += archive.analysed(entry) ? 0 : 1;
         } catch (const ArchiveDamage&) {
