@@ -110,6 +110,14 @@ bool mayHoldMetadata(const std::string& path) {
            header.format == ImageFileFormat::photoshop;
 }
 
+/// Whether the Exif orientation of a file is applied when it is read: that of these two is not.
+bool isTurnedWhenRead(const std::string& path) {
+    const OpenedFile file(path);
+    const ImageFileFormat format =
+        file.problem().empty() ? readImageHeader(file.source()).format : ImageFileFormat::unknown;
+    return format != ImageFileFormat::webp && format != ImageFileFormat::jpeg2000;
+}
+
 void carryMetadata(const FileAccess& access, const ImageOutput& output, const std::string& source, cv::Size size,
                    std::vector<uchar>& bytes) {
     if (source.empty() || output.strip || !mayHoldMetadata(placeOfInput(source))) {
@@ -120,8 +128,9 @@ void carryMetadata(const FileAccess& access, const ImageOutput& output, const st
     };
     try {
         const auto carry = reinterpret_cast<CarryMetadataEntry>(moduleEntry("metadata", "likeness_carry_metadata"));
-        const CarriedPicture picture{static_cast<std::uint32_t>(size.width), static_cast<std::uint32_t>(size.height),
-                                     "darkroom " LIKENESS_VERSION};
+        CarriedPicture picture{static_cast<std::uint32_t>(size.width), static_cast<std::uint32_t>(size.height),
+                               "darkroom " LIKENESS_VERSION};
+        picture.upright = isTurnedWhenRead(placeOfInput(source));
         std::string problem;
         carry(placeOfInput(source), bytes, picture, problem);
         if (!problem.empty()) {

@@ -181,6 +181,31 @@ TEST_F(ArchiveFile, AnUnfinishedOneIsGoodUpToWhereItWasCutOff) {
     EXPECT_TRUE(again.damage().empty());
 }
 
+TEST_F(ArchiveFile, AListOfBlocksThatCannotBeTrueIsNotFollowed) {
+    const std::string bytes = contentOf(whole());
+    const Archive good(whole());
+    const std::string blocks = bytes.substr(0, good.wholeBytes());
+    std::vector<archive::BlockPlace> places;
+    for (std::size_t b = 0; b < good.blocks(); ++b) {
+        places.push_back(good.block(b));
+    }
+    // Longer than the file: that block alone is lost, and nothing behind the file is touched.
+    std::vector<archive::BlockPlace> tooLong = places;
+    tooLong[0].bytes = std::uint64_t{1} << 40;
+    save(file("long"), blocks + archive::fileFoot(tooLong, good.head(), blocks.size()));
+    const Archive withLong(file("long"));
+    EXPECT_EQ(withLong.damage().size(), 1U);
+    const ArchiveUnion rest({&withLong});
+    EXPECT_EQ(rest.size(), photographs().size() - archive::entriesOfBlock);
+    // More photographs than the file has room for: the blocks themselves say how many there are.
+    std::vector<archive::BlockPlace> tooMany = places;
+    tooMany[0].entries = 1U << 24;
+    save(file("many"), blocks + archive::fileFoot(tooMany, good.head(), blocks.size()));
+    const Archive withMany(file("many"));
+    EXPECT_EQ(withMany.size(), photographs().size());
+    EXPECT_FALSE(withMany.damage().empty());
+}
+
 TEST_F(ArchiveFile, NamesADamagedBlockAndReadsTheOthers) {
     const std::string bytes = contentOf(whole());
     const archive::BlockPlace second = Archive(whole()).block(1);

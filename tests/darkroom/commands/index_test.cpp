@@ -151,6 +151,19 @@ TEST_F(DarkroomIndex, UnfinishedWorkIsNotDroppedUnasked) {
     EXPECT_FALSE(fs::exists(unfinished));
 }
 
+TEST_F(DarkroomIndex, AStoppedOverwriteWithOtherParametersGoesOn) {
+    expectDone({"index", photos(), "-o", "a", "--quiet"});
+    AnalysisOptions other;
+    other.hue = HueWeights::pixels;
+    {
+        ArchiveWriter writer(workingFile(output("a"), "index"), originOf(other, {}));
+        writer.append({});
+        writer.finish();
+    }
+    expectDone({"index", photos(), "-o", "a", "--resume", "--hue", "--quiet"});
+    EXPECT_TRUE(Archive(output("a")).origin().options.hue.has_value());
+}
+
 TEST_F(DarkroomIndex, RepairsWhatIsDamaged) {
     std::string bytes = bytesOf({}, "a");
     std::ofstream(output("cut"), std::ios::binary) << bytes.substr(0, bytes.size() - 40);
