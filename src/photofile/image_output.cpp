@@ -239,18 +239,45 @@ ImageFormat imageFormatOf(const std::string& path) {
                                   : ImageFormat::unknown;
 }
 
+bool hasDepth(ImageFormat format, StoredDepth depth) {
+    const bool integers = depth == StoredDepth::bytes || depth == StoredDepth::words;
+    switch (format) {
+        case ImageFormat::png:
+        case ImageFormat::jxl:
+            return integers;
+        case ImageFormat::tiff:
+            return depth != StoredDepth::halves;
+        case ImageFormat::exr:
+            return !integers;
+        case ImageFormat::hdr:
+            return false;
+        default:
+            return depth == StoredDepth::bytes;
+    }
+}
+
+bool hasQuality(ImageFormat format) {
+    return format == ImageFormat::jpeg || format == ImageFormat::webp || format == ImageFormat::avif ||
+           format == ImageFormat::jxl;
+}
+
 ImageOutput ImageOutput::at(std::string otherPath, std::string otherOption) const {
     ImageOutput other = *this;
     other.path = std::move(otherPath);
     other.option = std::move(otherOption);
-    if (imageFormatOf(other.path) != imageFormatOf(path)) {
+    const ImageFormat format = imageFormatOf(other.path);
+    std::error_code error;
+    const bool ofFolder = imageFormatOf(path) == ImageFormat::unknown || std::filesystem::is_directory(path, error);
+    if (depth && (ofFolder ? !hasDepth(format, *depth) : format != imageFormatOf(path))) {
         other.depth.reset();
     }
-    if (imageFormatOf(other.path) != ImageFormat::png) {
+    if (format != ImageFormat::png) {
         other.bits.reset();
     }
-    if (imageFormatOf(other.path) != ImageFormat::jpeg) {
+    if (!hasQuality(format)) {
         other.quality.reset();
+    }
+    if (format != ImageFormat::jpeg) {
         other.subsampling.clear();
     }
     return other;

@@ -42,8 +42,16 @@ struct ImageOutput {
     StoredDepth storedDepth() const;
 
     /// A second result with the same settings, as far as its format has them, under the path that `otherOption` gave.
+    /// The depth is that of results of the own format; where the own path is a folder's or empty, of every result whose
+    /// format has it.
     ImageOutput at(std::string otherPath, std::string otherOption) const;
 };
+
+/// Whether files of a format are written with a depth.
+bool hasDepth(ImageFormat format, StoredDepth depth);
+
+/// Whether files of a format are written with a quality.
+bool hasQuality(ImageFormat format);
 
 /// Whether the file keeps floats as they are (.tif and .tiff, unless another depth is asked for).
 bool holdsFloats(const ImageOutput& output);

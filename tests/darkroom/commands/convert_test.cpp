@@ -228,6 +228,22 @@ TEST_F(DarkroomConvert, Refuses) {
                   "--output: 'none/a.tif' cannot be written: the folder 'none' does not exist");
 }
 
+TEST_F(DarkroomConvert, SpacesThatAreNoPictureStayFloats) {
+    const std::string in = save("in.png", randomPhotograph({8, 8}, 3));
+    for (const std::string space : {"xyz", "sharpened", "log-lms", "lalphabeta", "opponent", "yuv", "lab"}) {
+        for (const std::string depth : {"8", "16"}) {
+            expectRefused({"convert", in, "--to", space, "-o", "a.tif", "--depth", depth},
+                          "--depth: a .tif of " + space + " has floats; leave the option out");
+        }
+    }
+    expectDone({"convert", in, "--to", "lab", "-o", "a.tif", "--depth", "float"});
+    EXPECT_EQ(imageLeft("a.tif").depth(), CV_32F);
+    expectDone({"convert", in, "--to", "lab", "-o", "a.png", "--depth", "16"});
+    EXPECT_EQ(imageLeft("a.png").depth(), CV_16U);
+    expectDone({"convert", "a.tif", "--from", "lab", "-o", "b.tif", "--depth", "16"});
+    EXPECT_EQ(imageLeft("b.tif").depth(), CV_16U);
+}
+
 TEST_F(DarkroomConvert, TakesBackWhatSaysThatItIsOfTheSpace) {
     const std::string in = photo("cat.jpg");
     expectRefused({"convert", in, "--from", "lab", "-o", "a.png"},

@@ -237,6 +237,133 @@ TEST_F(ManyPhotographs, InPlaceOfOtherFormatsAndDepths) {
                   "'in/b.jpg' and 'in/./b.jpg' are one file; leave one out");
 }
 
+TEST_F(ManyPhotographs, InPlaceRecordEachAsSoonAsItIsReplaced) {
+    // The first one is at work for long, and those behind it are replaced before its turn is over.
+    cv::imwrite(output("in/a.png"), randomPhotograph({2500, 2000}, 1));
+    const std::vector<std::string> call = {LIKENESS_DARKROOM, "smooth", "in/a.png",  "in/b.jpg", "--in-place",
+                                           "--jobs",          "2",      "--threads", "2"};
+    const std::string before = content("in/a.png");
+    const ::pid_t process = start(call, folder());
+    const fs::path record = folder() / "in/.darkroom-smooth.done";
+    std::error_code error;
+    for (int k = 0; k < 20000; ++k) {
+        if (fs::exists(record, error) && fs::file_size(record, error) > 0) {
+            break;
+        }
+        ::usleep(500);
+    }
+    ::kill(process, SIGKILL);
+    statusOf(process);
+    ASSERT_TRUE(content("in/a.png") == before) << "it was replaced before the other";
+    const std::string once = content("in/b.jpg");
+    make("in/a.png", 1);
+    expectEnd({"smooth", "in/a.png", "in/b.jpg", "--in-place", "--resume"}, 0, "2 photographs: 1 done, 1 done before");
+    EXPECT_TRUE(content("in/b.jpg") == once);
+}
+
+TEST_F(ManyPhotographs, InPlaceLoseNothing) {
+    const auto refused = [&](const std::string& name, const std::vector<std::string>& more, const std::string& why) {
+        SCOPED_TRACE(name);
+        const std::string before = content(name);
+        std::vector<std::string> call = {"smooth", name, "--in-place"};
+        call.insert(call.end(), more.begin(), more.end());
+        const Outcome outcome = darkroom(call);
+        EXPECT_EQ(outcome.status, 1);
+        EXPECT_NE(outcome.err.find("--in-place: '" + name + "' " + why), std::string::npos) << outcome.err;
+        EXPECT_TRUE(content(name) == before);
+    };
+    const std::string folderNamed = "; --output names a folder\n";
+    const cv::Mat bytes = randomPhotograph({16, 16}, 5);
+    cv::imwritemulti(output("in/pages.tif"), std::vector<cv::Mat>{bytes, bytes});
+    refused("in/pages.tif", {}, "holds more than one picture, and one would be left" + folderNamed);
+    cv::Mat alpha(bytes.size(), CV_8UC4, cv::Scalar(1, 2, 3, 4));
+    for (const char* const name : {"in/alpha.png", "in/alpha.webp", "in/alpha.tif"}) {
+        cv::imwrite(output(name), alpha);
+        refused(name, {}, "has an alpha channel, which would be lost" + folderNamed);
+    }
+    for (const char* const name : {"in/other.jxl", "in/other.exr", "in/other.avif", "in/other.webp"}) {
+        fs::copy_file(folder() / "in/a.png", folder() / name);
+        refused(name, {}, "is not of the format that its extension says" + folderNamed);
+    }
+    // A TIFF with the tag DNGVersion: little-endian, one directory of four entries.
+    const std::string dng(
+        "II*\0\x08\0\0\0\x04\0"
+        "\0\x01\x03\0\x01\0\0\0\x10\0\0\0"
+        "\x01\x01\x03\0\x01\0\0\0\x10\0\0\0"
+        "\x02\x01\x03\0\x01\0\0\0\x08\0\0\0"
+        "\x12\xC6\x01\0\x04\0\0\0\x01\x04\0\0"
+        "\0\0\0\0",
+        62);
+    write("in/camera.tif", dng);
+    refused("in/camera.tif", {}, "is a camera's raw file, which is not written" + folderNamed);
+}
+
+TEST_F(ManyPhotographs, InPlaceKeepTheDepth) {
+    const auto bitsOf = [&](const std::string& name) {
+        const std::string text = expectDone({"info", "--json", name}).out;
+        const std::size_t at = text.find("\"bits\":");
+        return at == std::string::npos ? 0 : std::stoi(text.substr(at + 7));
+    };
+    const auto make = [&](const std::string& name, const std::string& depth) {
+        const Outcome outcome = darkroom({"smooth", "in/a.png", "-o", name, "--depth", depth});
+        return outcome.err.find("cannot be loaded") == std::string::npos && outcome.status == 0;
+    };
+    if (make("f.exr", "float") && make("h.exr", "half")) {
+        expectDone({"smooth", "f.exr", "h.exr", "--in-place"});
+        EXPECT_EQ(bitsOf("f.exr"), 32);
+        EXPECT_EQ(bitsOf("h.exr"), 16);
+    }
+    if (make("w.jxl", "16") && make("b.jxl", "8")) {
+        expectDone({"smooth", "w.jxl", "b.jxl", "--in-place"});
+        EXPECT_EQ(bitsOf("w.jxl"), 16);
+        EXPECT_EQ(bitsOf("b.jxl"), 8);
+    }
+    cv::Mat deep;
+    randomPhotograph({20, 20}, 5).convertTo(deep, CV_16U, 257);
+    cv::imwrite(output("deep.png"), deep);
+    expectDone({"smooth", "deep.png", "--in-place", "--depth", "8"});
+    EXPECT_EQ(imageLeft("deep.png").depth(), CV_8U);
+    expectRefused({"smooth", "in/a.png", "--in-place", "--depth", "half"},
+                  "--depth: the format of 'in/a.png' does not have this depth");
+    expectRefused({"smooth", "in/a.png", "--in-place", "--quality", "50"},
+                  "--quality: only JPEG, WebP, AVIF and JPEG XL have a quality, and 'in/a.png' is none of them");
+}
+
+TEST_F(ManyPhotographs, DepthAndQualityHoldForEach) {
+    const auto bothWays = [&](const std::string& format, const std::vector<std::string>& options) {
+        SCOPED_TRACE(format);
+        const auto call = [&](std::vector<std::string> begin) {
+            begin.insert(begin.end(), options.begin(), options.end());
+            return darkroom(begin);
+        };
+        const Outcome one = call({"smooth", "in/a.png", "-o", "one." + format});
+        if (one.err.find("cannot be loaded") != std::string::npos || one.err.find("no AV1") != std::string::npos) {
+            return;
+        }
+        EXPECT_EQ(one.status, 0) << one.err;
+        const Outcome many = call({"smooth", "in/a.png", "in/b.jpg", "-o", "out", "--format", format});
+        EXPECT_EQ(many.status, 0) << many.err;
+        EXPECT_TRUE(content("one." + format) == content("out/a_smooth." + format));
+    };
+    bothWays("png", {"--depth", "16"});
+    bothWays("tif", {"--depth", "16"});
+    bothWays("tif", {"--depth", "8"});
+    bothWays("exr", {"--depth", "float"});
+    bothWays("jxl", {"--depth", "16", "--quality", "40"});
+    bothWays("webp", {"--quality", "20"});
+    bothWays("avif", {"--quality", "20"});
+    bothWays("jpg", {"--quality", "20", "--subsampling", "444"});
+    EXPECT_EQ(imageLeft("out/a_smooth.png").depth(), CV_16U);
+    EXPECT_LT(content("out/a_smooth.webp").size(), content("in/a.png").size());
+    // One format has it, and the other keeps its own.
+    expectDone({"smooth", "in/a.png", "in/b.jpg", "-o", "mixed", "--depth", "16"});
+    EXPECT_EQ(imageLeft("mixed/a_smooth.png").depth(), CV_16U);
+    EXPECT_EQ(imageLeft("mixed/b_smooth.jpg").depth(), CV_8U);
+    fs::create_directory(folder() / "named.jpg");
+    expectDone({"smooth", "in/a.png", "-o", "named.jpg", "--depth", "16"});
+    EXPECT_EQ(imageLeft("named.jpg/a_smooth.png").depth(), CV_16U);
+}
+
 TEST_F(ManyPhotographs, SeveralPicturesOfEach) {
     expectEnd({"brighten", "in", "--factor", "11", "-o", "out"}, 0, "2 photographs: 2 done");
     EXPECT_TRUE(there("out/a_brighten_1.png") && there("out/b_brighten_6.jpg"));

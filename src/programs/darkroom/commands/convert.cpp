@@ -157,6 +157,9 @@ ExitStatus convertTo(const Console& console, const Options& options) {
         throw Refusal(fmt::format("--output: '{}' cannot hold {}: take a .tif{}", options.output.path, space.channels,
                                   lab ? " or a .png" : ""));
     }
+    if (format == ImageFormat::tiff && !holdsFloats(options.output)) {
+        throw Refusal(fmt::format("--depth: a .tif of {} has floats; leave the option out", options.to));
+    }
     const cv::Mat bgr = readUnitImage(console, options.input);
     cv::Mat values;
     {

@@ -28,27 +28,7 @@ void checkOutputProfile(const ImageOutput& output, ImageFormat format) {
 }
 
 void checkDepth(const ImageOutput& output, ImageFormat format) {
-    if (!output.depth) {
-        return;
-    }
-    const bool integers = *output.depth == StoredDepth::bytes || *output.depth == StoredDepth::words;
-    const bool wide = *output.depth == StoredDepth::words;
-    bool held = false;
-    switch (format) {
-        case ImageFormat::png:
-        case ImageFormat::jxl:
-            held = integers;
-            break;
-        case ImageFormat::tiff:
-            held = *output.depth != StoredDepth::halves;
-            break;
-        case ImageFormat::exr:
-            held = !integers;
-            break;
-        default:
-            held = integers && !wide && format != ImageFormat::hdr;
-    }
-    if (!held) {
+    if (output.depth && !hasDepth(format, *output.depth)) {
         throw Refusal("--depth: the format of '" + output.path + "' does not have this depth");
     }
 }
@@ -114,8 +94,7 @@ void checkImageFormat(const ImageOutput& output) {
     if (output.bits == 16 && format != ImageFormat::png) {
         throw Refusal("--bits: only a PNG has 16 bits, and '" + output.path + "' is none");
     }
-    if (output.quality && format != ImageFormat::jpeg && format != ImageFormat::webp && format != ImageFormat::avif &&
-        format != ImageFormat::jxl) {
+    if (output.quality && !hasQuality(format)) {
         throw Refusal("--quality: only JPEG, WebP, AVIF and JPEG XL have a quality, and '" + output.path +
                       "' is none of them");
     }

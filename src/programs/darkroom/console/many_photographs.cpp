@@ -4,6 +4,7 @@
 #include "batch/finished_results.hpp"
 #include "batch/ordered_pool.hpp"
 #include "batch/stop_signals.hpp"
+#include "console/image_output_options.hpp"
 #include "console/progress.hpp"
 #include "files/file_checksum.hpp"
 #include "files/interrupt_cleanup.hpp"
@@ -12,6 +13,7 @@
 #include "files/replaced_file.hpp"
 #include "files/standard_input.hpp"
 #include "photofile/decoder_remarks.hpp"
+#include "photofile/file_description.hpp"
 #include "photofile/image_header.hpp"
 #include "photofile/photograph_reader.hpp"
 
@@ -24,6 +26,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 #include <algorithm>
+#include <atomic>
 #include <cerrno>
 #include <csignal>
 #include <cstdlib>
@@ -33,6 +36,7 @@
 #include <iterator>
 #include <map>
 #include <memory>
+#include <mutex>
 #include <new>
 #include <set>
 #include <system_error>
@@ -168,13 +172,64 @@ ImageFileFormat fileFormatOf(ImageFormat format) {
             return ImageFileFormat::tiff;
         case ImageFormat::hdr:
             return ImageFileFormat::radiance;
+        case ImageFormat::exr:
+            return ImageFileFormat::openExr;
+        case ImageFormat::webp:
+            return ImageFileFormat::webp;
+        case ImageFormat::avif:
+            return ImageFileFormat::avif;
+        case ImageFormat::jxl:
+            return ImageFileFormat::jpegXl;
+        case ImageFormat::unknown:
+            break;
+    }
+    return ImageFileFormat::unknown;
+}
+
+/// Gives the output the depth of the photograph where nobody asked for one.
+/// @throws Refusal  where its format is not written with that depth
+void keepDepth(const FileDescription& photograph, const std::string& path, ImageFormat format, ImageOutput& output) {
+    if (output.depth || output.bits) {
+        return;
+    }
+    switch (format) {
+        case ImageFormat::png:
+            if (photograph.bits == 16) {
+                output.bits = 16;
+            }
+            break;
+        case ImageFormat::jxl:
+            if (photograph.floats) {
+                throw Refusal("--in-place: '" + path +
+                              "' has floats, and a JPEG XL is written with integers; --output names a folder");
+            }
+            if (photograph.bits > 8) {
+                output.depth = StoredDepth::words;
+            }
+            break;
+        case ImageFormat::exr:
+            if (photograph.bits == 32) {
+                output.depth = StoredDepth::floats;
+            }
+            break;
+        case ImageFormat::jpeg:
+        case ImageFormat::webp:
+        case ImageFormat::avif:
+            if (photograph.bits > 8) {
+                throw Refusal(
+                    fmt::format("--in-place: '{}' has {} bits, and its result would have 8; --depth 8 "
+                                "agrees to it, --output names a folder",
+                                path, photograph.bits));
+            }
+            break;
         default:
-            return ImageFileFormat::unknown;
+            break;
     }
 }
 
-/// Refuses a file that would get another format under its name. A PNG keeps its 16 bits.
-void checkOwnFormat(const std::string& path, ImageOutput& output) {
+/// Refuses a file that would get another format under its name, or lose what its result has no room for. The depth is
+/// kept.
+void checkOwnFormat(const FileAccess& access, const std::string& path, ImageOutput& output) {
     const ImageFormat format = imageFormatOf(path);
     if (format == ImageFormat::unknown) {
         throw Refusal("--in-place: '" + path +
@@ -186,8 +241,40 @@ void checkOwnFormat(const std::string& path, ImageOutput& output) {
         throw Refusal("--in-place: '" + path +
                       "' is not of the format that its extension says; --output names a folder");
     }
-    if (format == ImageFormat::png && header.bits == 16) {
-        output.bits = 16;
+    const FileDescription photograph = describeFile(access, path);
+    const auto refuse = [&](const std::string& what) {
+        throw Refusal("--in-place: '" + path + "' " + what + "; --output names a folder");
+    };
+    if (header.cameraRaw) {
+        refuse("is a camera's raw file, which is not written");
+    }
+    if (photograph.pages > 1 || photograph.layers.size() > 1) {
+        refuse("holds more than one picture, and one would be left");
+    }
+    if (photograph.alpha.value_or(false)) {
+        refuse("has an alpha channel, which would be lost");
+    }
+    keepDepth(photograph, path, format, output);
+}
+
+/// Refuses options that none of the photographs' own formats has.
+void checkOptionsInPlace(const ImageOutput& output, const std::vector<PlannedPhotograph>& planned) {
+    std::string first;
+    for (const PlannedPhotograph& one : planned) {
+        ImageOutput asked = output;
+        asked.path = one.input;
+        if (imageFormatOf(asked.path) == ImageFormat::unknown) {
+            continue;  // refused when its turn comes
+        }
+        try {
+            checkImageFormat(asked);
+            return;
+        } catch (const Refusal& refusal) {
+            first = first.empty() ? refusal.what() : first;
+        }
+    }
+    if (!first.empty()) {
+        throw Refusal(first);
     }
 }
 
@@ -307,15 +394,18 @@ private:
         return outcome;
     }
 
-    /// @return  what is to be recorded
+    /// @return  what is still to be recorded
     std::vector<FinishedResult> carriedOut(const PlannedPhotograph& one, const Console& own) const {
         ImageOutput output = one.output;
         std::string checksum;
         if (!one.files.empty()) {
             if (inputs_.inPlace) {
+                if (isWithoutRecord_) {
+                    throw Refusal("left as it is, since what is done cannot be recorded");
+                }
                 std::error_code error;
                 if (fs::is_regular_file(one.input, error)) {
-                    checkOwnFormat(one.input, output);
+                    checkOwnFormat(own, one.input, output);
                 }
             } else {
                 makeFoldersOf(one.output.path);
@@ -328,17 +418,32 @@ private:
             checksum = fingerprintOf(one.input).sha256;
         }
         operation_.work(own, one.input, output);
+        std::vector<FinishedResult> finished;
+        if (!checksum.empty()) {
+            for (const ImageOutput& file : one.files) {
+                finished.push_back({nameIn(one, file), parameters_, checksum, fingerprintOf(file.path).sha256});
+            }
+        }
         if (inputs_.inPlace) {
+            recordNow(one, finished);
             times.putBack();
         }
-        std::vector<FinishedResult> finished;
-        if (checksum.empty()) {
-            return finished;
-        }
-        for (const ImageOutput& file : one.files) {
-            finished.push_back({nameIn(one, file), parameters_, checksum, fingerprintOf(file.path).sha256});
-        }
         return finished;
+    }
+
+    /// Records what has taken the place of a photograph before its turn comes in order: without a record a later call
+    /// would work on it again. What cannot be recorded is left in `finished`: in its turn the run ends by it.
+    void recordNow(const PlannedPhotograph& one, std::vector<FinishedResult>& finished) const {
+        if (finished.empty()) {
+            return;
+        }
+        const std::scoped_lock lock(recording_);
+        try {
+            records_.at(one.folder)->add(finished);
+            finished.clear();
+        } catch (const std::exception&) {
+            isWithoutRecord_ = true;
+        }
     }
 
     static void makeFoldersOf(const std::string& path) {
@@ -396,6 +501,7 @@ private:
         }
         const PlannedPhotograph& one = planned_[finished()];
         if (!outcome.finished.empty()) {
+            const std::scoped_lock lock(recording_);
             records_.at(one.folder)->add(outcome.finished);
         }
         (outcome.state == State::done ? done_ : outcome.state == State::skipped ? skipped_ : failed_) += 1;
@@ -432,6 +538,8 @@ private:
     const PhotographOperation& operation_;
     std::vector<PlannedPhotograph> planned_;
     std::map<std::string, std::unique_ptr<FinishedResults>> records_;  ///< by folder
+    mutable std::mutex recording_;                                     ///< held by a worker that records
+    mutable std::atomic<bool> isWithoutRecord_{false};                 ///< whether a worker could not
     std::string parameters_;
     int threadsEach_ = 1;
     std::set<std::size_t> said_;  ///< hashes of lines
@@ -462,7 +570,11 @@ ExitStatus onPhotographs(const Console& console, const PhotographInputs& inputs,
         if (operation.check) {
             operation.check();
         }
-        return Run(console, inputs, operation, plannedPhotographs(console, inputs, output, operation.files)).run();
+        std::vector<PlannedPhotograph> planned = plannedPhotographs(console, inputs, output, operation.files);
+        if (inputs.inPlace) {
+            checkOptionsInPlace(output, planned);
+        }
+        return Run(console, inputs, operation, std::move(planned)).run();
     }
     if (output.path.empty() && inputs.needsOutput) {
         throw Refusal("--output is required");
