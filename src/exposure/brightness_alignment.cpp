@@ -1,11 +1,10 @@
 #include <likeness/exposure/brightness_alignment.hpp>
 
 #include <likeness/transport/image_statistics.hpp>
+#include "color/image_library_lab.hpp"
 #include "color/photograph_argument.hpp"
 #include "numerics/argument_check.hpp"
 #include "numerics/image_walk.hpp"
-
-#include <opencv2/imgproc.hpp>
 
 #include <algorithm>
 #include <cmath>
@@ -45,7 +44,7 @@ LightnessStatistics statisticsOfLab(const cv::Mat& lab, const Diagnostics& diagn
 
 cv::Mat labOf(const cv::Mat& bgr) {
     cv::Mat lab;
-    cv::cvtColor(bgr, lab, cv::COLOR_BGR2Lab);
+    labByImageLibrary(bgr, lab);
     return lab;
 }
 
@@ -95,12 +94,12 @@ LightnessStatistics lightnessStatisticsOf(const cv::Mat& photograph) {
 
 void alterNonFlashBrightness(cv::Mat& nonFlash, cv::Mat& target, cv::Mat& result, const Diagnostics& diagnostics) {
     requireElement("alterNonFlashBrightness", CV_32FC3, {{"nonFlash", nonFlash}, {"target", target}});
-    cv::cvtColor(nonFlash, result, cv::COLOR_BGR2Lab);
+    labByImageLibrary(nonFlash, result);
     const LightnessStatistics own = statisticsOfLab(result, diagnostics);
     const LightnessStatistics wanted = statisticsOfLab(labOf(target), diagnostics);
     cv::Mat common = result(cv::Rect(0, 0, std::min(result.cols, target.cols), std::min(result.rows, target.rows)));
     remapLightness(common, own, wanted);
-    cv::cvtColor(result, result, cv::COLOR_Lab2BGR);
+    bgrByImageLibrary(result, result);
 }
 
 LightnessMatch matchLightness(const cv::Mat& photograph, const cv::Mat& reference, const Watch& watch) {
@@ -122,7 +121,7 @@ LightnessMatch matchLightness(const cv::Mat& photograph, const cv::Mat& referenc
     watch.step(2, steps);
     remapLightness(match.image, match.own, match.wanted);
     match.clipped = clippedValuesOfLab(match.image);
-    cv::cvtColor(match.image, match.image, cv::COLOR_Lab2BGR);
+    bgrByImageLibrary(match.image, match.image);
     watch.step(3, steps);
     match.reached = lightnessStatistics(match.image, dropAll());
     watch.step(4, steps);

@@ -2,10 +2,9 @@
 
 #include <likeness/transport/closed_form_map.hpp>
 #include <likeness/transport/optimal_transport.hpp>
+#include "color/image_library_lab.hpp"
 #include "color/photograph_argument.hpp"
 #include "transport/color_gaussian.hpp"
-
-#include <opencv2/imgproc.hpp>
 
 namespace likeness {
 namespace {
@@ -14,7 +13,7 @@ cv::Mat labOf(const std::string& name, const cv::Mat& photograph) {
     const cv::Mat bgr = unitPhotograph(name, photograph);
     requireFinite(name, bgr);
     cv::Mat lab;
-    cv::cvtColor(bgr, lab, cv::COLOR_BGR2Lab);
+    labByImageLibrary(bgr, lab);
     return lab;
 }
 
@@ -46,7 +45,7 @@ Watch partOf(const Watch& watch, int before, int total) {
 
 /// Works in place.
 cv::Mat bgrOf(cv::Mat lab) {
-    cv::cvtColor(lab, lab, cv::COLOR_Lab2BGR);
+    bgrByImageLibrary(lab, lab);
     return lab;
 }
 
