@@ -466,7 +466,8 @@ void readRadiance(HeaderBytes& file, ColorStatement& statement) {
     std::istringstream numbers(text.substr(line + 11, text.find('\n', line + 1) - line - 11));
     numbers.imbue(std::locale::classic());
     Chromaticities c{};
-    for (const std::size_t place : {2, 3, 4, 5, 6, 7, 0, 1}) {
+    constexpr std::size_t places[] = {2, 3, 4, 5, 6, 7, 0, 1};  // R, G, B, white there; white first here
+    for (const std::size_t place : places) {
         numbers >> c[place];
     }
     if (!numbers) {
