@@ -114,8 +114,8 @@ void develop(LibRaw& raw, PhotographContent& content) {
         const int count = content.pixels.cols * image->colors;
         std::copy(in, in + count, out);
         in += count;
-        for (int j = 0; image->colors == 3 && j < content.pixels.cols; ++j) {
-            std::swap(out[3 * j], out[3 * j + 2]);
+        for (int e = 0; image->colors == 3 && e < count; e += 3) {
+            std::swap(out[e], out[e + 2]);
         }
     }
 }

@@ -139,8 +139,8 @@ public:
             } else if (layout_.separate()) {
                 put(x + j, y, sample, valueAt(row, j, layout_));
             } else {
-                for (std::uint16_t s = 0; s < image_.channels(); ++s) {
-                    put(x + j, y, s, valueAt(row, j * step + s, layout_));
+                for (int s = 0; s < image_.channels(); ++s) {
+                    put(x + j, y, s, valueAt(row, j * step + static_cast<std::size_t>(s), layout_));
                 }
             }
         }

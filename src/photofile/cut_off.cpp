@@ -116,7 +116,8 @@ bool isAnymapCutOff(HeaderBytes& file, const ImageHeader& header, std::uint64_t 
     if (!floats && !color && !file.holds(0, "P5")) {
         return false;  // text, and bits
     }
-    const std::uint64_t bytesOfPixel = (color ? 3U : 1U) * (floats ? 4U : header.bits > 8 ? 2U : 1U);
+    const std::uint64_t bytesOfValue = floats ? 4 : header.bits > 8 ? 2 : 1;
+    const std::uint64_t bytesOfPixel = (color ? 3 : 1) * bytesOfValue;
     const std::uint64_t pixels = header.pixels();
     return pixels > 0 && pixels < farthest / bytesOfPixel && pixels * bytesOfPixel > size;
 }

@@ -223,7 +223,7 @@ cv::Mat bytesOf(const cv::Mat& image) {
 
 /// What a module has decoded, as it is wanted.
 cv::Mat asWanted(const PhotographContent& content, PhotographValues values, ColorReading* colors) {
-    const cv::Mat stored =
+    cv::Mat stored =
         withThreeChannels(content.encoded.empty() ? content.pixels : decodedBytes(content.encoded, cv::IMREAD_COLOR));
     if (stored.empty()) {
         return {};

@@ -76,7 +76,7 @@ std::string markOfPng(Source& source) {
         if (std::equal(type.begin(), type.end(), "tEXt")) {
             const std::uint64_t most = keyword.size() + 1 + longestMark;
             const Bytes text = source.bytes(offset + 8, static_cast<std::size_t>(std::min(length, most)));
-            if (const std::string mark = markIn(text, '\0'); !mark.empty()) {
+            if (std::string mark = markIn(text, '\0'); !mark.empty()) {
                 return mark;
             }
         }
