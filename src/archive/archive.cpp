@@ -1,5 +1,7 @@
 #include "archive/archive.hpp"
 
+#include "archive/path_search.hpp"
+
 #include <fmt/format.h>
 
 #include <fcntl.h>
@@ -388,17 +390,8 @@ std::optional<std::size_t> Archive::find(std::string_view wanted) const {
         }
         return std::nullopt;
     }
-    const auto foundWithin = [&](std::size_t low, std::size_t end) -> std::optional<std::size_t> {
-        std::size_t high = end;
-        while (low < high) {
-            const std::size_t middle = (low + high) / 2;
-            if (pathOf(middle) < wanted) {
-                low = middle + 1;
-            } else {
-                high = middle;
-            }
-        }
-        return low < end && pathOf(low) == wanted ? std::optional(low) : std::nullopt;
+    const auto foundWithin = [&](std::size_t begin, std::size_t end) {
+        return foundAmong(begin, end, wanted, [this](std::size_t entry) { return pathOf(entry); });
     };
     try {
         return foundWithin(0, size_);

@@ -1,5 +1,6 @@
 #include "archive/archive_writer.hpp"
 
+#include "archive/path_search.hpp"
 #include "batch/output_lock.hpp"
 #include "batch/working_file.hpp"
 #include "files/interrupt_cleanup.hpp"
@@ -140,17 +141,7 @@ std::string_view ArchiveUnion::pathOf(std::size_t k) const {
 }
 
 std::optional<std::size_t> ArchiveUnion::find(std::string_view wanted) const {
-    std::size_t low = 0;
-    std::size_t high = places_.size();
-    while (low < high) {
-        const std::size_t middle = (low + high) / 2;
-        if (pathOf(middle) < wanted) {
-            low = middle + 1;
-        } else {
-            high = middle;
-        }
-    }
-    return low < places_.size() && pathOf(low) == wanted ? std::optional(low) : std::nullopt;
+    return foundAmong(0, places_.size(), wanted, [this](std::size_t k) { return pathOf(k); });
 }
 
 void ArchiveUnion::select(const std::function<bool(std::size_t k)>& keep) {

@@ -77,9 +77,11 @@ TEST_F(DarkroomInfo, ATableHasALineForEachFile) {
 TEST_F(DarkroomInfo, TellsWhatTheCameraNoted) {
     const std::string path = saveText("a.jpg", jpegWithOrientation(contentOf(photo("cat.jpg")), 6));
     const json file = json::parse(expectDone({"info", "--json", path}).out)["files"][0];
-    if (!file["remarks"].empty()) {
-        GTEST_SKIP() << file["remarks"][0];
+    const std::string remarks = file["remarks"].dump();
+    if (remarks.find("likeness_metadata.so cannot be loaded") != std::string::npos) {
+        GTEST_SKIP() << "the module that reads metadata was not built: its library is not installed";
     }
+    EXPECT_EQ(remarks, "[]");
     EXPECT_EQ(file["orientation"], 6);
 }
 
