@@ -56,7 +56,7 @@ library=$(find "$scratch/shared-stage" -name 'liblikeness.so.*.*.*')
 for place in "$scratch/subdirectory" "$scratch/shared-stage"; do
     grep -aqF "$place/" "$library" || fail "the library does not look for its modules in $place"
 done
-readelf -d "$library" | grep -qE 'SONAME.*liblikeness\.so\.[0-9]+\.[0-9]+\]' || fail "the SONAME has no version"
+grep -qE 'SONAME.*liblikeness\.so\.[0-9]+\.[0-9]+\]' <<<"$(readelf -d "$library")" || fail "the SONAME has no version"
 foreign=$(nm -DC --defined-only "$library" | sed 's/^[0-9a-f]* [A-Za-z] //' |
     grep -vE '^((vtable|typeinfo|typeinfo name|VTT|guard variable) for )?likeness::' || true)
 [ -z "$foreign" ] || fail "the shared library exports what is not its own: $(head -n 5 <<<"$foreign")"

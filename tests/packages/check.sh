@@ -25,15 +25,17 @@ done
 # Root has to be told that it may.
 lintian --allow-root --fail-on error "$programs" "$modules" "$development" >lintian.log 2>&1 || { cat lintian.log && exit 1; }
 
+# A text is looked through whole: a grep -q that ends at its first match would end the writer of a pipe with a signal, which
+# pipefail takes for a failure.
 for field in "Package: likeness" "Version: $version" "Architecture: $architecture" "Depends: .*libopencv-core" "Depends: .*libc6" \
     "Depends: .*likeness-modules (= $version)"; do
-    dpkg-deb --field "$programs" | grep -q "^$field" || fail "$programs has no field '$field'"
+    grep -q "^$field" <<<"$(dpkg-deb --field "$programs")" || fail "$programs has no field '$field'"
 done
-if dpkg-deb --field "$programs" Depends | grep -qE 'libopencv-(imgcodecs|video)'; then
+if grep -qE 'libopencv-(imgcodecs|video)' <<<"$(dpkg-deb --field "$programs" Depends)"; then
     fail "$programs loads at its start what belongs into the modules"
 fi
-dpkg-deb --field "$modules" Depends | grep -q libopencv-imgcodecs || fail "$modules does not depend on its readers"
-dpkg-deb --field "$development" Depends | grep -q libopencv-dev || fail "$development does not depend on libopencv-dev"
+grep -q libopencv-imgcodecs <<<"$(dpkg-deb --field "$modules" Depends)" || fail "$modules does not depend on its readers"
+grep -q libopencv-dev <<<"$(dpkg-deb --field "$development" Depends)" || fail "$development does not depend on libopencv-dev"
 
 # What the packages ask for is there to be installed beside them.
 if command -v apt-get >/dev/null; then
@@ -59,7 +61,7 @@ line=$(likeness/usr/bin/likeness "$photos/cat.jpg" "$photos/cat.jpg")
 line=$(likeness/usr/bin/darkroom compare "$photos/cat.jpg" "$photos/cat.jpg")
 [ "$line" = "1,1,1,1,1" ] || fail "the packaged darkroom printed '$line'"
 for name in likeness darkroom; do
-    zcat "likeness/usr/share/man/man1/$name.1.gz" | grep -q '^\.SH NAME' || fail "no manual of $name"
+    grep -q '^\.SH NAME' <<<"$(zcat "likeness/usr/share/man/man1/$name.1.gz")" || fail "no manual of $name"
 done
 for name in likeness likeness-modules liblikeness-dev; do
     package=$(echo packages/"${name}"_*.deb)
