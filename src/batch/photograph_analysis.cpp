@@ -1,6 +1,7 @@
 #include "batch/photograph_analysis.hpp"
 
 #include "batch/comparison_remarks.hpp"
+#include "batch/counted_rows.hpp"
 #include "comparison/modelled_appearance.hpp"
 #include "files/refusal.hpp"
 #include "photofile/photograph_reader.hpp"
@@ -16,8 +17,9 @@ namespace {
 void analyze(const std::string& path, AnalysisTables& tables, std::uint64_t mostPixels, const AnalysisOptions& options,
              const ProfileChoice& profiles, PhotographAnalysis& analysis) {
     ManagedColors colors(profiles);
+    CountedRows rows(tables.counter);
     PhotographRead photograph = readPhotographAmongOthers(path, PhotographValues::bytesOrFloats, mostPixels, &colors,
-                                                          std::exchange(tables.photograph, {}));
+                                                          std::exchange(tables.photograph, {}), &rows);
     colors.settle(photograph.remarks);
     analysis.problem = photograph.problem;
     analysis.remarks = std::move(photograph.remarks);
@@ -30,19 +32,16 @@ void analyze(const std::string& path, AnalysisTables& tables, std::uint64_t most
             analysis.remarks.push_back(std::move(remark));
         }
     }
-    if (!options.hue && options.model == ComparisonModel()) {
-        analysis.distributions = appearanceDistributions(photograph.bgr, tables.counter);
-    } else {
-        try {
-            analysis.distributions = modelledAppearance(photograph.bgr, options, tables.counter).distributions;
-        } catch (const std::invalid_argument& problem) {
-            analysis.problem = pictureProblem(problem.what(), options.model);
-            return;
-        }
+    try {
+        analysis.distributions = modelledAppearance(rows.colorsOf(photograph), options).distributions;
+    } catch (const std::invalid_argument& problem) {
+        analysis.problem = pictureProblem(problem.what(), options.model);
+        return;
     }
-    analysis.facts.width = photograph.bgr.cols;
-    analysis.facts.height = photograph.bgr.rows;
-    if (photograph.bgr.type() == CV_8UC3) {  // floats are of no use to the next file, and large
+    analysis.facts.width = photograph.size().width;
+    analysis.facts.height = photograph.size().height;
+    if (!photograph.bgr.empty() &&
+        photograph.bgr.type() == CV_8UC3) {  // floats are of no use to the next file, and large
         tables.photograph = std::move(photograph.bgr);
     }
     analysis.problem = appearanceProblem(analysis.distributions);

@@ -79,6 +79,11 @@ cv::Mat decodedFile(const std::string& path, int flags, cv::Mat room) {
     return image;
 }
 
+std::optional<cv::Size> decodeRows(const std::string& path, RowReceiver& receiver) {
+    const std::unique_ptr<std::FILE, CloseFile> file(std::fopen(path.c_str(), "rbe"));
+    return file == nullptr ? std::nullopt : decodeJpegRows(file.get(), receiver);
+}
+
 cv::Mat decodedBytes(const std::vector<uchar>& bytes, int flags) {
     if (!bytes.empty()) {
         const std::unique_ptr<std::FILE, CloseFile> file(

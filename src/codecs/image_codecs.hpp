@@ -12,6 +12,7 @@
 #include <opencv2/core.hpp>
 #include <opencv2/imgcodecs.hpp>
 
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -23,6 +24,27 @@ namespace likeness {
 ///               pages; nobody else may hold it. Whatever it was, its content is lost
 /// @throws cv::Exception  as `cv::imread` does: there is no memory, or the image is beyond the image library's limits
 LIKENESS_API cv::Mat decodedFile(const std::string& path, int flags, cv::Mat room = {});
+
+/// Takes a colour image in pieces of a few rows while it is decoded: they are still in the processor's cache then, and the
+/// whole image need not be kept.
+class RowReceiver {
+public:
+    virtual ~RowReceiver() = default;
+
+    /// A decoding begins. It may not be the first one: what was taken before does not count.
+    virtual void begin(cv::Size size) = 0;
+
+    /// @param rows  CV_8UC3, B, G, R; the next ones, valid during the call. In the file's order and direction: an Exif
+    ///              orientation is not applied
+    virtual void take(const cv::Mat& rows) = 0;
+};
+
+/// Hands on the rows of a file as `decodedFile` would read it with cv::IMREAD_COLOR. So far of JPEG files alone, of which
+/// the reading without complaints is cheap to try.
+/// @return  the size of the upright image; nothing if the file is to be read by `decodedFile`: what was handed on does not
+///          count then
+/// @throws what the receiver throws; std::bad_alloc
+LIKENESS_API std::optional<cv::Size> decodeRows(const std::string& path, RowReceiver& receiver);
 
 /// What `cv::imdecode` makes of the bytes of a file; none raise cv::Exception.
 LIKENESS_API cv::Mat decodedBytes(const std::vector<uchar>& bytes, int flags);

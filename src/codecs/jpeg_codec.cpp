@@ -91,21 +91,39 @@ public:
         return exifOrientation(first->data + nameLength, first->data_length - nameLength);
     }
 
-    /// @return  whether the whole file was read without a complaint
-    bool readRows(uchar* data, std::size_t step, bool color) {
+    static constexpr int rowsAtOnce = 16;
+
+    /// The functions for the rows return whether they went without a complaint.
+    bool beginRows(bool color) {
         if (setjmp(handler_.giveUp) != 0) {
             return false;
         }
         codec_.out_color_space = color ? JCS_EXT_BGR : JCS_GRAYSCALE;
         ::jpeg_start_decompress(&codec_);
-        while (codec_.output_scanline < codec_.output_height) {
-            std::array<::JSAMPROW, 16> lines{};
-            const ::JDIMENSION count =
-                std::min(static_cast<::JDIMENSION>(lines.size()), codec_.output_height - codec_.output_scanline);
-            for (::JDIMENSION k = 0; k < count; ++k) {
-                lines[k] = data + step * (codec_.output_scanline + k);
+        return true;
+    }
+
+    /// @param data   where the rows begin, `step` bytes from one to the next
+    /// @param count  of rows, at most `rowsAtOnce` and those that are left
+    bool readRows(uchar* data, std::size_t step, int count) {
+        if (setjmp(handler_.giveUp) != 0) {
+            return false;
+        }
+        const ::JDIMENSION end = codec_.output_scanline + static_cast<::JDIMENSION>(count);
+        while (codec_.output_scanline < end) {
+            std::array<::JSAMPROW, rowsAtOnce> lines{};
+            const ::JDIMENSION left = end - codec_.output_scanline;
+            for (::JDIMENSION k = 0; k < left; ++k) {
+                lines[k] = data + step * (static_cast<::JDIMENSION>(count) - left + k);
             }
-            ::jpeg_read_scanlines(&codec_, lines.data(), count);
+            ::jpeg_read_scanlines(&codec_, lines.data(), left);
+        }
+        return true;
+    }
+
+    bool endRows() {
+        if (setjmp(handler_.giveUp) != 0) {
+            return false;
         }
         ::jpeg_finish_decompress(&codec_);
         return true;
@@ -213,22 +231,28 @@ private:
     ::jpeg_compress_struct codec_{};
 };
 
+/// @return  that of a file that is taken, by its header
+std::optional<int> orientationOfPlain(Decompression& jpeg, std::FILE* file) {
+    const bool isPlain = jpeg.begin(file);
+    requireMemory(jpeg);
+    return isPlain ? jpeg.orientation() : std::nullopt;
+}
+
 }  // namespace
 
 cv::Mat decodedJpeg(std::FILE* file, int flags, cv::Mat room) {
     Decompression jpeg;
-    const bool begun = areUsualFlags(flags) && jpeg.begin(file);
-    requireMemory(jpeg);
-    if (!begun) {
-        return {};
-    }
-    const std::optional<int> orientation = jpeg.orientation();
+    const std::optional<int> orientation = areUsualFlags(flags) ? orientationOfPlain(jpeg, file) : std::nullopt;
     if (!orientation) {
         return {};
     }
     cv::Mat image = std::move(room);
     image.create(jpeg.rows(), jpeg.cols(), typeAsked(jpeg.storedType(), flags));
-    const bool read = jpeg.readRows(image.data, image.step, image.channels() > 1);
+    bool read = jpeg.beginRows(image.channels() > 1);
+    for (int first = 0; read && first < image.rows; first += Decompression::rowsAtOnce) {
+        read = jpeg.readRows(image.ptr(first), image.step, std::min(Decompression::rowsAtOnce, image.rows - first));
+    }
+    read = read && jpeg.endRows();
     requireMemory(jpeg);
     if (!read) {
         return {};
@@ -237,6 +261,32 @@ cv::Mat decodedJpeg(std::FILE* file, int flags, cv::Mat room) {
         applyOrientation(*orientation, image);
     }
     return image;
+}
+
+std::optional<cv::Size> decodeJpegRows(std::FILE* file, RowReceiver& receiver) {
+    Decompression jpeg;
+    const std::optional<int> orientation = orientationOfPlain(jpeg, file);
+    if (!orientation) {
+        return std::nullopt;
+    }
+    const cv::Size size(jpeg.cols(), jpeg.rows());
+    cv::Mat band(std::min(size.height, Decompression::rowsAtOnce), size.width, CV_8UC3);
+    receiver.begin(size);
+    bool read = jpeg.beginRows(true);
+    for (int first = 0; read && first < size.height; first += band.rows) {
+        const int count = std::min(band.rows, size.height - first);
+        read = jpeg.readRows(band.data, band.step, count);
+        if (read) {
+            receiver.take(band.rowRange(0, count));
+        }
+    }
+    read = read && jpeg.endRows();
+    requireMemory(jpeg);
+    if (!read) {
+        return std::nullopt;
+    }
+    constexpr int firstOfTransposed = 5;
+    return *orientation >= firstOfTransposed ? cv::Size(size.height, size.width) : size;
 }
 
 bool encodeJpeg(const cv::Mat& image, int quality, std::vector<uchar>& bytes, cv::Size chroma) {
@@ -259,6 +309,10 @@ bool encodeJpeg(const cv::Mat& image, int quality, std::vector<uchar>& bytes, cv
 
 cv::Mat decodedJpeg(std::FILE* /*file*/, int /*flags*/, cv::Mat /*room*/) {
     return {};
+}
+
+std::optional<cv::Size> decodeJpegRows(std::FILE* /*file*/, RowReceiver& /*receiver*/) {
+    return std::nullopt;
 }
 
 bool encodeJpeg(const cv::Mat& /*image*/, int /*quality*/, std::vector<uchar>& /*bytes*/, cv::Size /*chroma*/) {

@@ -3,9 +3,12 @@
 /// plain is left to that library, which knows what it makes of it and says what is to be said.
 #pragma once
 
+#include "codecs/image_codecs.hpp"
+
 #include <opencv2/core.hpp>
 
 #include <cstdio>
+#include <optional>
 #include <vector>
 
 namespace likeness {
@@ -18,6 +21,11 @@ namespace likeness {
 ///               its orientation is in doubt
 /// @throws cv::Exception  if there is no memory for the image
 cv::Mat decodedJpeg(std::FILE* file, int flags, cv::Mat room = {});
+
+/// The rows of what `decodedJpeg` takes with cv::IMREAD_COLOR, some at a time, before the orientation is applied.
+/// @return  the size of the upright image; nothing if the file is not taken: what was handed on does not count then
+/// @throws what the receiver throws; std::bad_alloc
+std::optional<cv::Size> decodeJpegRows(std::FILE* file, RowReceiver& receiver);
 
 /// @param image    1 or 3 channels, B, G, R; other depths than 8 bits are rounded and limited to 0..255
 /// @param quality  0 to 100

@@ -46,6 +46,18 @@ AppearanceMaps Analysis::maps() const {
     return maps;
 }
 
+Analysis analysisOf(const PhotographColors& colors, const AnalysisOptions& options,
+                    const std::function<void()>& stepDone) {
+    checkComparisonModel(options.model);
+    Analysis analysis;
+    analysis.size_ = colors.size;
+    analysis.backgroundLuminance_ = backgroundUnder(options.model, colors.size);
+    analysis.model_ = options.model;
+    ModelledAppearance seen = modelledAppearance(colors, options, stepDone);
+    analysis.distributions_ = std::move(seen.distributions);
+    return analysis;
+}
+
 Comparer::Comparer() : tables_(std::make_unique<Tables>()) {}
 Comparer::~Comparer() = default;
 Comparer::Comparer(Comparer&& other) noexcept = default;
@@ -101,6 +113,28 @@ std::pair<Analysis, Analysis> Comparer::analyzePair(const cv::Mat& first, const 
     }
     auto analyzing = beside([&] { return analyzed(second, options, diagnostics, 1, stepDone); });
     Analysis ofFirst = analyzed(first, options, diagnostics, 0, stepDone);
+    return {std::move(ofFirst), analyzing.get()};
+}
+
+std::pair<Analysis, Analysis> analyzePair(const SeenPhotograph& first, const SeenPhotograph& second,
+                                          const AnalysisOptions& options, const Watch& watch) {
+    if (first.colors == nullptr && second.colors == nullptr) {
+        return Comparer().analyzePair(first.image, second.image, options, watch);
+    }
+    StepCount steps(watch, 2 * stepsOfAnalysis);
+    const auto analyzed = [&](const SeenPhotograph& photograph) {
+        const auto stepDone = [&steps] { steps.step(); };
+        if (photograph.colors != nullptr) {
+            stepDone();  // they are counted
+            return analysisOf(*photograph.colors, options, stepDone);
+        }
+        ColorCounter counter;
+        const PhotographColors colors = countedColors(photograph.image, counter);
+        stepDone();
+        return analysisOf(colors, options, stepDone);
+    };
+    auto analyzing = beside([&] { return analyzed(second); });
+    Analysis ofFirst = analyzed(first);
     return {std::move(ofFirst), analyzing.get()};
 }
 

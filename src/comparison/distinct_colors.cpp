@@ -9,6 +9,7 @@
 #include <cstring>
 #include <new>
 #include <numeric>
+#include <stdexcept>
 #include <utility>
 
 namespace likeness {
@@ -89,11 +90,69 @@ void ColorCounter::clear() noexcept {
     std::fill_n(counts_.data(), colorSlotCount, std::uint8_t{0});
 }
 
-DistinctColors ColorCounter::count(const cv::Mat& photograph, bool withIndices) {
-    requireType("ColorCounter::count", CV_8UC3, {{"photograph", photograph}});
+void ColorCounter::begin(std::size_t pixels) {
+    const bool interrupted = way_ == Way::inTable || way_ == Way::inTableOfPieces;
+    way_ = Way::none;
+    if (interrupted) {
+        clear();
+    }
+    expected_ = pixels;
+    entered_ = 0;
     const std::size_t small = isFirst_ ? smallAsFirst : smallThereafter;
     isFirst_ = false;
-    const std::size_t found = photograph.total() <= small ? sort(photograph) : countInTable(photograph);
+    if (pixels <= small) {
+        if (slots_.size() < pixels) {
+            slots_.resize(pixels);
+            pixels_.resize(pixels);
+        }
+        way_ = Way::sorted;
+        return;
+    }
+    if (counts_.data() == nullptr) {
+        counts_ = numerics::HugePages(colorSlotCount);
+        clear();
+    }
+    carries_.clear();
+    // Tracking pieces costs a store per pixel; scanning all of them costs a fixed time.
+    constexpr std::size_t worthwhile = std::size_t{3} << 19;
+    if (pixels < worthwhile) {
+        touched_.fill(false);
+        way_ = Way::inTableOfPieces;
+    } else {
+        touched_.fill(true);
+        way_ = Way::inTable;
+    }
+}
+
+void ColorCounter::add(const cv::Mat& rows) {
+    requireType("ColorCounter::add", CV_8UC3, {{"rows", rows}});
+    entered_ += rows.total();
+    if (way_ == Way::none || entered_ > expected_) {
+        throw std::logic_error("ColorCounter::add: more pixels than were said to come");
+    }
+    if (way_ == Way::sorted) {
+        std::uint32_t* place = slots_.data() + (entered_ - rows.total());
+        forEachBlockOfSlots(rows, [&place](const std::uint32_t* slots, std::size_t count) {
+            place = std::copy_n(slots, count, place);
+        });
+    } else if (way_ == Way::inTableOfPieces) {
+        enter<true>(rows);
+    } else {
+        enter<false>(rows);
+    }
+}
+
+std::size_t ColorCounter::takeOut() {
+    if (way_ == Way::none || entered_ != expected_) {
+        throw std::logic_error("ColorCounter::finish: fewer pixels than were said to come");
+    }
+    const std::size_t found = way_ == Way::sorted ? takeOutSorted() : takeOutOfTable();
+    way_ = Way::none;
+    return found;
+}
+
+DistinctColors ColorCounter::finish() {
+    const std::size_t found = takeOut();
     DistinctColors result;
     result.counts.assign(pixels_.begin(), pixels_.begin() + static_cast<std::ptrdiff_t>(found));
     if (found > 0) {
@@ -101,61 +160,33 @@ DistinctColors ColorCounter::count(const cv::Mat& photograph, bool withIndices) 
         std::transform(slots_.begin(), slots_.begin() + static_cast<std::ptrdiff_t>(found),
                        result.bgr.ptr<cv::Vec3b>(0), colorOfSlot);
     }
+    return result;
+}
+
+DistinctColors ColorCounter::count(const cv::Mat& photograph, bool withIndices) {
+    requireType("ColorCounter::count", CV_8UC3, {{"photograph", photograph}});
+    begin(photograph.total());
+    add(photograph);
+    DistinctColors result = finish();
     if (withIndices) {
-        result.indices = indicesOf(photograph, found);
+        result.indices = indicesOf(photograph, result.counts.size());
     }
     return result;
 }
 
-std::size_t ColorCounter::sort(const cv::Mat& photograph) {
-    const std::size_t pixels = photograph.total();
-    if (slots_.size() < pixels) {
-        slots_.resize(pixels);
-        pixels_.resize(pixels);
-    }
-    std::size_t entered = 0;
-    forEachBlockOfSlots(photograph, [this, &entered](const std::uint32_t* slots, std::size_t count) {
-        std::copy_n(slots, count, slots_.data() + entered);
-        entered += count;
-    });
-    const std::uint32_t* const sorted = sortPlaces(slots_.data(), pixels_.data(), pixels);
+std::size_t ColorCounter::takeOutSorted() {
+    const std::uint32_t* const sorted = sortPlaces(slots_.data(), pixels_.data(), entered_);
     std::size_t found = 0;
-    for (std::size_t i = 0; i < pixels; ++found) {  // writes where has been read already
+    for (std::size_t i = 0; i < entered_; ++found) {  // writes where has been read already
         const std::uint32_t slot = sorted[i];
         const std::size_t first = i;
-        while (i < pixels && sorted[i] == slot) {
+        while (i < entered_ && sorted[i] == slot) {
             ++i;
         }
         slots_[found] = slot;
         pixels_[found] = static_cast<std::uint32_t>(i - first);
     }
     return found;
-}
-
-std::size_t ColorCounter::countInTable(const cv::Mat& photograph) {
-    if (counts_.data() == nullptr) {
-        counts_ = numerics::HugePages(colorSlotCount);
-        clear();
-    }
-    try {
-        enter(photograph);
-        return takeOut();
-    } catch (...) {
-        clear();  // memory ran out on the way: the next photograph must find an empty table
-        throw;
-    }
-}
-
-void ColorCounter::enter(const cv::Mat& photograph) {
-    carries_.clear();
-    // Tracking pieces costs a store per pixel; scanning all of them costs a fixed time.
-    constexpr std::size_t worthwhile = std::size_t{3} << 19;
-    if (photograph.total() < worthwhile) {
-        enter<true>(photograph);
-    } else {
-        touched_.fill(true);
-        enter<false>(photograph);
-    }
 }
 
 template <bool tracksPieces>
@@ -189,7 +220,7 @@ void ColorCounter::enter(const cv::Mat& photograph) {
     });
 }
 
-std::size_t ColorCounter::takeOut() {
+std::size_t ColorCounter::takeOutOfTable() {
     std::size_t found = 0;
     for (std::size_t piece = 0; piece < touched_.size(); ++piece) {
         if (!touched_[piece]) {

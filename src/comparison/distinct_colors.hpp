@@ -41,6 +41,16 @@ public:
     /// @throws std::invalid_argument  if the photograph is of another type
     DistinctColors count(const cv::Mat& photograph, bool withIndices);
 
+    /// The same of a photograph that comes in pieces: what `count` finds of all its rows. A photograph that was begun and
+    /// not finished is forgotten.
+    /// @param pixels  of the photograph; exactly so many are added before `finish`
+    void begin(std::size_t pixels);
+
+    /// @param rows  CV_8UC3, of any size
+    void add(const cv::Mat& rows);
+
+    DistinctColors finish();
+
     /// Photographs of at most so many pixels are sorted, which then takes no longer than the table: the first of a
     /// counter, for which it would have to be made, and all others.
     static constexpr std::size_t smallAsFirst = std::size_t{1} << 18;
@@ -52,14 +62,16 @@ private:
     /// Entries per tracked piece of the table; one flag says whether any colour fell into it.
     static constexpr std::size_t pieceSize = 4096;
 
-    /// @return  how many colours there are, in `slots_` and `pixels_`
-    std::size_t sort(const cv::Mat& photograph);
-    std::size_t countInTable(const cv::Mat& photograph);
+    /// Of the photograph that is being counted.
+    enum class Way { none, sorted, inTable, inTableOfPieces };
+
     void clear() noexcept;
-    void enter(const cv::Mat& photograph);
     template <bool tracksPieces>
     void enter(const cv::Mat& photograph);
+    /// @return  how many colours there are, in `slots_` and `pixels_`
     std::size_t takeOut();
+    std::size_t takeOutSorted();
+    std::size_t takeOutOfTable();
     /// @param slots, pixels  room for `pieceSize` colours: their places and, modulo 255, numbers of pixels
     /// @return               how many colours there are in the piece that begins at `first`; it is empty then
     std::size_t takeOutOfPiece(std::uint32_t first, std::uint32_t* slots, std::uint32_t* pixels);
@@ -68,6 +80,9 @@ private:
     cv::Mat indicesBy(const cv::Mat& photograph, PlaceOf placeOf);
 
     bool isFirst_ = true;
+    Way way_ = Way::none;
+    std::size_t expected_ = 0;    // pixels
+    std::size_t entered_ = 0;     // of these, to be sorted
     numerics::HugePages counts_;  // empty until a photograph is not small
     std::array<bool, (std::size_t{1} << 24) / pieceSize> touched_{};
     std::vector<std::uint32_t> carries_;   // places, once for each 255 pixels more than the entry tells

@@ -8,6 +8,8 @@
 #include <opencv2/core.hpp>
 
 #include <cstdint>
+#include <functional>
+#include <utility>
 #include <vector>
 
 namespace likeness {
@@ -50,5 +52,21 @@ ModelledAppearance modelledAppearance(const cv::Mat& photograph, const AnalysisO
 /// The same of colours that are counted, but for the indices: the steps after the first.
 ModelledAppearance modelledAppearance(const PhotographColors& colors, const AnalysisOptions& options,
                                       const StepDone& stepDone = noStep);
+
+/// The analysis of counted colours, without maps: that of their photograph.
+/// @param options  without maps
+Analysis analysisOf(const PhotographColors& colors, const AnalysisOptions& options,
+                    const std::function<void()>& stepDone);
+
+/// A photograph as it was read: pixels, or colours that were counted on the way.
+struct SeenPhotograph {
+    cv::Mat image;                             ///< CV_8UC3 or CV_32FC3; empty if the colours are counted
+    const PhotographColors* colors = nullptr;  ///< null if they are not
+};
+
+/// `Comparer::analyzePair` of two such photographs, at the same time.
+/// @param options  without maps where the colours of one are counted
+std::pair<Analysis, Analysis> analyzePair(const SeenPhotograph& first, const SeenPhotograph& second,
+                                          const AnalysisOptions& options, const Watch& watch);
 
 }  // namespace likeness

@@ -5,8 +5,8 @@
 #include "diagnostics/number_text.hpp"
 #include "diagnostics/step_count.hpp"
 #include "exposure/exposure_merging.hpp"
-
-#include <opencv2/photo.hpp>
+#include "modules/module_loader.hpp"
+#include "modules/photo.hpp"
 
 #include <algorithm>
 #include <cmath>
@@ -137,15 +137,16 @@ void requireResponseGrid(const std::string& name, cv::Size size) {
 
 cv::Mat radianceOf(const std::vector<cv::Mat>& bytes, const std::vector<float>& times, const cv::Mat& response) {
     cv::Mat radiance;
-    cv::createMergeDebevec()->process(bytes, radiance, times, response);
+    reinterpret_cast<MergeDebevecEntry>(moduleEntry("photo", "likeness_merge_debevec"))(bytes, times, response,
+                                                                                        radiance);
     return radiance;
 }
 
 cv::Mat fusionOf(const std::vector<cv::Mat>& images, const FusionOptions& options) {
     cv::Mat fused;
-    cv::createMergeMertens(static_cast<float>(options.contrast), static_cast<float>(options.saturation),
-                           static_cast<float>(options.exposedness))
-        ->process(images, fused);
+    reinterpret_cast<MergeMertensEntry>(moduleEntry("photo", "likeness_merge_mertens"))(
+        images, static_cast<float>(options.contrast), static_cast<float>(options.saturation),
+        static_cast<float>(options.exposedness), fused);
     return fused;
 }
 

@@ -5,10 +5,10 @@
 #include "exposure/exposure_merging.hpp"
 #include "exposure/exposure_times.hpp"
 #include "exposure/result_image.hpp"
+#include "modules/module_loader.hpp"
+#include "modules/photo.hpp"
 #include "numerics/argument_check.hpp"
 #include "numerics/parallel.hpp"
-
-#include <opencv2/photo.hpp>
 
 #include <cmath>
 #include <limits>
@@ -18,6 +18,7 @@ namespace likeness {
 namespace {
 
 constexpr int gridPoints = 70;
+constexpr float smoothness = 10.0F;
 
 }  // namespace
 
@@ -34,13 +35,14 @@ cv::Mat recoverResponse(const std::vector<cv::Mat>& images, const std::vector<fl
     // The image library solves one channel after the other; each knows nothing of the rest.
     constexpr std::size_t channels = 3;
     cv::Mat responses[channels];
+    const auto calibrate = reinterpret_cast<CalibrateDebevecEntry>(moduleEntry("photo", "likeness_calibrate_debevec"));
     numerics::inParallel(channels, 1, [&](std::size_t first, std::size_t last) {
         for (std::size_t c = first; c < last; ++c) {
             std::vector<cv::Mat> planes(images.size());
             for (std::size_t k = 0; k < images.size(); ++k) {
                 cv::extractChannel(images[k], planes[k], static_cast<int>(c));
             }
-            cv::createCalibrateDebevec(gridPoints, 10.0F, false)->process(planes, responses[c], times);
+            calibrate(planes, times, gridPoints, smoothness, responses[c]);
         }
     });
     cv::Mat response;

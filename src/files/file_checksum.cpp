@@ -1,9 +1,10 @@
 #include "files/file_checksum.hpp"
 
 #include "files/refusal.hpp"
+#include "modules/crypto.hpp"
+#include "modules/module_loader.hpp"
 
 #include <fmt/format.h>
-#include <openssl/evp.h>
 
 #include <array>
 #include <cerrno>
@@ -23,27 +24,30 @@ FileFingerprint fingerprintOf(const std::string& path) {
     if (file == nullptr) {
         throw refuse(errno);
     }
-    const std::unique_ptr<EVP_MD_CTX, void (*)(EVP_MD_CTX*)> digest(EVP_MD_CTX_new(), &EVP_MD_CTX_free);
+    const auto add = reinterpret_cast<Sha256AddEntry>(moduleEntry("crypto", "likeness_sha256_add"));
+    const auto end = reinterpret_cast<Sha256EndEntry>(moduleEntry("crypto", "likeness_sha256_end"));
+    const auto drop = [end](void* digest) { end(digest, nullptr); };
+    std::unique_ptr<void, decltype(drop)> digest(
+        reinterpret_cast<Sha256BeginEntry>(moduleEntry("crypto", "likeness_sha256_begin"))(), drop);
     const auto require = [](bool succeeded) {
         if (!succeeded) {
             throw std::runtime_error("the cryptographic library has no SHA-256");
         }
     };
-    require(digest != nullptr && EVP_DigestInit_ex(digest.get(), EVP_sha256(), nullptr) == 1);
+    require(digest != nullptr);
     FileFingerprint fingerprint;
     std::vector<unsigned char> block(std::size_t{1} << 18);
     while (const std::size_t count = std::fread(block.data(), 1, block.size(), file.get())) {
         fingerprint.bytes += count;
-        require(EVP_DigestUpdate(digest.get(), block.data(), count) == 1);
+        require(add(digest.get(), block.data(), count));
     }
     if (std::ferror(file.get()) != 0) {
         throw refuse(errno);
     }
-    std::array<unsigned char, EVP_MAX_MD_SIZE> bytes{};
-    unsigned length = 0;
-    require(EVP_DigestFinal_ex(digest.get(), bytes.data(), &length) == 1);
-    for (unsigned i = 0; i < length; ++i) {
-        fingerprint.sha256 += fmt::format("{:02x}", bytes[i]);
+    std::array<unsigned char, sha256Bytes> bytes{};
+    require(end(digest.release(), bytes.data()));
+    for (const unsigned char byte : bytes) {
+        fingerprint.sha256 += fmt::format("{:02x}", byte);
     }
     return fingerprint;
 }

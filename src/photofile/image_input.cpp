@@ -13,7 +13,7 @@ namespace likeness {
 namespace {
 
 void requireRead(const std::string& path, const PhotographRead& photograph) {
-    if (photograph.bgr.empty()) {
+    if (!photograph.isRead()) {
         throw Refusal("cannot read '" + path + "'" + photograph.problem);
     }
 }
@@ -114,10 +114,19 @@ void checkFinite(const std::string& path, const cv::Mat& image) {
 std::pair<cv::Mat, cv::Mat> readPhotographPairAsCompared(const FileAccess& access, const std::string& first,
                                                          const std::string& second,
                                                          std::pair<ProfileUse, ProfileUse>* profiles) {
+    const auto read = readPhotographPairInRows(access, first, second, profiles, nullptr, nullptr);
+    return {read.first.bgr, read.second.bgr};
+}
+
+std::pair<PhotographRead, PhotographRead> readPhotographPairInRows(const FileAccess& access, const std::string& first,
+                                                                   const std::string& second,
+                                                                   std::pair<ProfileUse, ProfileUse>* profiles,
+                                                                   RowReceiver* firstRows, RowReceiver* secondRows) {
     ManagedColors firstColors(access.profiles());
     ManagedColors secondColors(access.profiles());
-    auto [firstRead, secondRead] = readPhotographPair(first, second, PhotographValues::bytesOrFloats,
-                                                      access.mostPixels(), &firstColors, &secondColors);
+    auto [firstRead, secondRead] =
+        readPhotographPair(first, second, PhotographValues::bytesOrFloats, access.mostPixels(), &firstColors,
+                           &secondColors, firstRows, secondRows);
     firstColors.settle(firstRead.remarks);
     secondColors.settle(secondRead.remarks);
     requireRead(first, firstRead);
@@ -129,7 +138,7 @@ std::pair<cv::Mat, cv::Mat> readPhotographPairAsCompared(const FileAccess& acces
     if (profiles != nullptr) {
         *profiles = {firstColors.use(), secondColors.use()};
     }
-    return {firstRead.bgr, secondRead.bgr};
+    return {std::move(firstRead), std::move(secondRead)};
 }
 
 void checkSameSize(const std::string& firstPath, const cv::Mat& first, const std::string& secondPath,

@@ -46,6 +46,14 @@ std::pair<cv::Mat, cv::Mat> readPhotographPairAsCompared(const FileAccess& acces
                                                          const std::string& second,
                                                          std::pair<ProfileUse, ProfileUse>* profiles = nullptr);
 
+/// The same of two photographs of which nothing but the colours is wanted: rows may be handed on in place of an image
+/// (photofile/photograph_reader.hpp).
+/// @throws Refusal  for the first that cannot be read
+std::pair<PhotographRead, PhotographRead> readPhotographPairInRows(const FileAccess& access, const std::string& first,
+                                                                   const std::string& second,
+                                                                   std::pair<ProfileUse, ProfileUse>* profiles,
+                                                                   RowReceiver* firstRows, RowReceiver* secondRows);
+
 /// What is shown of a photograph: floats 0..1 as bytes 0..255, limited; NaN as 0.
 /// @param photograph  CV_8U or CV_32F
 cv::Mat pictureOf(const cv::Mat& photograph);

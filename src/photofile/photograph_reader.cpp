@@ -211,6 +211,17 @@ cv::Mat decodedAs(PhotographValues values, const std::string& path, const ImageH
     return image;
 }
 
+/// Hands the rows of a photograph on, where `decodedAs` would make bytes of it.
+/// @return  its size; empty if it is to be decoded as an image: what was handed on does not count then
+cv::Size handedOn(RowReceiver* rows, PhotographValues values, const std::string& path, const ImageHeader& header) {
+    const bool wanted = values == PhotographValues::bytesOrFloats || values == PhotographValues::bytes;
+    if (rows == nullptr || !wanted || header.format != ImageFileFormat::jpeg || header.bits > 8) {
+        return {};
+    }
+    const std::shared_lock together(decoding());
+    return decodeRows(path, *rows).value_or(cv::Size());
+}
+
 /// Any image as bytes; floats and 16 bits from 0..1.
 cv::Mat bytesOf(const cv::Mat& image) {
     if (image.depth() == CV_8U) {
@@ -322,7 +333,8 @@ std::string lostWithAlpha(const std::string& path, const ImageHeader& header) {
 /// @param tellsOfAlpha  whether an alpha channel that is not opaque throughout is a remark
 template <typename LinesOf>
 PhotographRead readCollecting(const std::string& name, PhotographValues values, std::uint64_t mostPixels,
-                              ColorReading* colors, bool tellsOfAlpha, LinesOf linesOf, cv::Mat room = {}) {
+                              ColorReading* colors, bool tellsOfAlpha, LinesOf linesOf, cv::Mat room = {},
+                              RowReceiver* rows = nullptr) {
     const std::string path = placeOfInput(name);
     PhotographRead result;
     Inspected found;
@@ -345,8 +357,11 @@ PhotographRead readCollecting(const std::string& name, PhotographValues values, 
         if (byModule) {
             readWithModule(path, values, mostPixels, colors, header, result);
         } else {
-            result.bgr =
-                decodedAs(found.otherColors ? PhotographValues::stored : values, path, header, std::move(room));
+            result.rowsOf = found.otherColors ? cv::Size() : handedOn(rows, values, path, header);
+            if (result.rowsOf.empty()) {
+                result.bgr =
+                    decodedAs(found.otherColors ? PhotographValues::stored : values, path, header, std::move(room));
+            }
             if (found.otherColors && !result.bgr.empty()) {
                 result.bgr = colors->converted(result.bgr);
             } else if (header.format == ImageFileFormat::radiance && result.bgr.depth() == CV_32F) {
@@ -379,7 +394,7 @@ PhotographRead readCollecting(const std::string& name, PhotographValues values, 
         result.problem = std::string(": ") + problem.what();
         return result;
     }
-    if (result.bgr.empty()) {
+    if (!result.isRead()) {
         if (result.problem.empty()) {
             result.problem = undecodable(path, header);
         }
@@ -388,6 +403,7 @@ PhotographRead readCollecting(const std::string& name, PhotographValues values, 
     if (!byModule) {
         if (selection.page > 1) {
             result.bgr.release();
+            result.rowsOf = {};
             result.problem = std::string(": --page: ") + nameOf(header.format) + " is read without pages";
             return result;
         }
@@ -403,9 +419,10 @@ PhotographRead readCollecting(const std::string& name, PhotographValues values, 
 }
 
 PhotographRead readWithAllRemarks(const std::string& path, PhotographValues values, std::uint64_t mostPixels,
-                                  ColorReading* colors, bool tellsOfAlpha) {
-    return readCollecting(path, values, mostPixels, colors, tellsOfAlpha,
-                          [](const RemarkCollector& collector) { return collector.allLines(); });
+                                  ColorReading* colors, bool tellsOfAlpha, RowReceiver* rows = nullptr) {
+    return readCollecting(
+        path, values, mostPixels, colors, tellsOfAlpha,
+        [](const RemarkCollector& collector) { return collector.allLines(); }, {}, rows);
 }
 
 }  // namespace
@@ -423,12 +440,15 @@ PhotographRead readPhotograph(const std::string& path, PhotographValues values, 
 
 std::pair<PhotographRead, PhotographRead> readPhotographPair(const std::string& first, const std::string& second,
                                                              PhotographValues values, std::uint64_t mostPixels,
-                                                             ColorReading* firstColors, ColorReading* secondColors) {
+                                                             ColorReading* firstColors, ColorReading* secondColors,
+                                                             RowReceiver* firstRows, RowReceiver* secondRows) {
     silenceImageLibrary();
     const RemarkSorter sorter;
-    auto reading =
-        beside([&] { return readWithAllRemarks(second, values, mostPixels, secondColors, secondColors != nullptr); });
-    PhotographRead firstRead = readWithAllRemarks(first, values, mostPixels, firstColors, firstColors != nullptr);
+    const auto read = [&](const std::string& path, ColorReading* colors, RowReceiver* rows) {
+        return readWithAllRemarks(path, values, mostPixels, colors, colors != nullptr, rows);
+    };
+    auto reading = beside([&] { return read(second, secondColors, secondRows); });
+    PhotographRead firstRead = read(first, firstColors, firstRows);
     try {
         return {firstRead, reading.get()};
     } catch (const MachineFailure&) {
@@ -440,10 +460,10 @@ std::pair<PhotographRead, PhotographRead> readPhotographPair(const std::string& 
 }
 
 PhotographRead readPhotographAmongOthers(const std::string& path, PhotographValues values, std::uint64_t mostPixels,
-                                         ColorReading* colors, cv::Mat room) {
+                                         ColorReading* colors, cv::Mat room, RowReceiver* rows) {
     return readCollecting(
         path, values, mostPixels, colors, true, [](const RemarkCollector& collector) { return collector.lines(); },
-        std::move(room));
+        std::move(room), rows);
 }
 
 }  // namespace likeness

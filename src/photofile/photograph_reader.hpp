@@ -1,5 +1,6 @@
 #pragma once
 
+#include "codecs/image_codecs.hpp"
 #include "files/file_access.hpp"
 #include "photofile/color_statement.hpp"
 #include "photofile/image_header.hpp"
@@ -38,9 +39,14 @@ struct PhotographRead {
     std::vector<std::string> remarks;  ///< lines of the format libraries, such as "Premature end of JPEG file", and
                                        ///< what reading has left out or assumed
     std::string problem;  ///< what follows "cannot read 'PATH'", such as ": it is empty"; empty if it was read
+    cv::Size rowsOf;      ///< of the photograph whose rows were handed on in place of `bgr`; empty if it has an image
     int bits = 0;         ///< of a channel in the file; 0 if not known
     bool floats = false;  ///< whether the file holds floats
     bool linear = false;  ///< whether its values are linear
+
+    /// Whether there are pixels, or their rows were handed on.
+    bool isRead() const { return !bgr.empty() || !rowsOf.empty(); }
+    cv::Size size() const { return bgr.empty() ? rowsOf : bgr.size(); }
 };
 
 /// What makes sRGB of the numbers of a file that has them in another encoding (photofile/managed_colors.hpp). One object
@@ -79,17 +85,20 @@ PhotographRead readPhotograph(const std::string& path, PhotographValues values =
 
 /// Two files, each as `readPhotograph` reads it, decoded at the same time on two threads. Where the first cannot be read,
 /// a failure of the machine with the second is not told.
+/// @param firstRows, secondRows      as for `readPhotographAmongOthers`
 /// @param firstColors, secondColors  two objects, or null: then nothing is said of an alpha channel
-std::pair<PhotographRead, PhotographRead> readPhotographPair(const std::string& first, const std::string& second,
-                                                             PhotographValues values = PhotographValues::bytes,
-                                                             std::uint64_t mostPixels = usualMostPixels,
-                                                             ColorReading* firstColors = nullptr,
-                                                             ColorReading* secondColors = nullptr);
+std::pair<PhotographRead, PhotographRead> readPhotographPair(
+    const std::string& first, const std::string& second, PhotographValues values = PhotographValues::bytes,
+    std::uint64_t mostPixels = usualMostPixels, ColorReading* firstColors = nullptr,
+    ColorReading* secondColors = nullptr, RowReceiver* firstRows = nullptr, RowReceiver* secondRows = nullptr);
 
 /// What `readPhotograph` does, with remarks only where a `RemarkSorter` is at work, of which the remarks are
 /// `RemarkCollector::lines()`. Safe to call from several threads.
 /// @param room  a photograph that was read before and is not needed any more: one of the same size takes over its memory
+/// @param rows  if it is not null, may be handed the rows of a photograph that would be an image of bytes
+///              (codecs/image_codecs.hpp): then `rowsOf` is its size and there is no image
 PhotographRead readPhotographAmongOthers(const std::string& path, PhotographValues values, std::uint64_t mostPixels,
-                                         ColorReading* colors = nullptr, cv::Mat room = {});
+                                         ColorReading* colors = nullptr, cv::Mat room = {},
+                                         RowReceiver* rows = nullptr);
 
 }  // namespace likeness

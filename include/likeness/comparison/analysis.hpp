@@ -17,6 +17,8 @@
 
 namespace likeness {
 
+struct PhotographColors;
+
 /// What `analyze` keeps.
 struct AnalysisOptions {
     /// Whether the maps of the correlates are wanted too. They are made of the same count; they are kept by colour,
@@ -60,6 +62,8 @@ public:
 
 private:
     friend class Comparer;
+    friend Analysis analysisOf(const PhotographColors& colors, const AnalysisOptions& options,
+                               const std::function<void()>& stepDone);
 
     /// A kept map, expanded.
     cv::Mat ofPixels(const cv::Mat& kept) const;

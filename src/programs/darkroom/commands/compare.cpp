@@ -1,6 +1,7 @@
 // darkroom compare: five coefficients that say how alike two photographs look.
 #include <likeness/comparison/analysis.hpp>
 #include "batch/comparison_remarks.hpp"
+#include "batch/counted_rows.hpp"
 #include "commands/subcommands.hpp"
 #include "console/comparison_result.hpp"
 #include "console/comparison_warnings.hpp"
@@ -149,9 +150,9 @@ void give(const Console& console, const Options& options, const ComparisonResult
 }
 
 /// @throws Refusal  if the model cannot see the photograph
-void refuseUnseen(const std::string& path, const cv::Mat& photograph, const AnalysisOptions& options) {
+void refuseUnseen(const std::string& path, const SeenPhotograph& photograph, const AnalysisOptions& options) {
     try {
-        analyze(photograph, options);
+        analyzePair(photograph, photograph, options, {});
     } catch (const std::invalid_argument& problem) {
         throw Refusal("'" + path + '\'' + pictureProblem(problem.what(), options.model));
     }
@@ -178,22 +179,28 @@ ExitStatus compare(const Console& console, const Options& options) {
     checkOutputs(console, options);
     warnOfModel(console, result.model);
     std::pair<ProfileUse, ProfileUse> profiles;
-    const auto photographs = readPhotographPairAsCompared(console, options.first, options.second, &profiles);
-    result.first = {options.first, photographs.first.size(), profiles.first};
-    result.second = {options.second, photographs.second.size(), profiles.second};
     const bool shown = !options.maps.empty() || !options.report.empty();
     const bool uniform = options.distances && result.model.isPublished();
+    const bool pixelsWanted = shown || uniform || console.diagnostics().wantsFiles();
+    CountedPhotographRows firstRows;
+    CountedPhotographRows secondRows;
+    const auto read =
+        readPhotographPairInRows(console, options.first, options.second, &profiles, pixelsWanted ? nullptr : &firstRows,
+                                 pixelsWanted ? nullptr : &secondRows);
+    const SeenPhotograph first = firstRows.seen(read.first);
+    const SeenPhotograph second = secondRows.seen(read.second);
+    result.first = {options.first, read.first.size(), profiles.first};
+    result.second = {options.second, read.second.size(), profiles.second};
     const AnalysisOptions analysis = result.model.analysis(shown || uniform);
     std::pair<Analysis, Analysis> analyses;
     {
         Progress progress(console, "comparing");
         try {
-            analyses =
-                Comparer().analyzePair(photographs.first, photographs.second, analysis, watchOf(console, progress));
+            analyses = analyzePair(first, second, analysis, watchOf(console, progress));
         } catch (const std::invalid_argument&) {
             // Which of the two it is does not matter before one of them fails.
-            refuseUnseen(options.first, photographs.first, analysis);
-            refuseUnseen(options.second, photographs.second, analysis);
+            refuseUnseen(options.first, first, analysis);
+            refuseUnseen(options.second, second, analysis);
             throw;
         }
         result.coefficients = likeness::compare(analyses.first, analyses.second);
@@ -208,7 +215,7 @@ ExitStatus compare(const Console& console, const Options& options) {
         result.uniform = uniformDistances(analyses.first.maps(), analyses.second.maps());
     }
     if (shown) {
-        show(console, options, result, photographs, analyses);
+        show(console, options, result, {read.first.bgr, read.second.bgr}, analyses);
     }
     give(console, options, result);
     if (!result.model.isDefault()) {

@@ -2,9 +2,10 @@
 
 #include "codecs/image_codecs.hpp"
 #include "files/markup_text.hpp"
+#include "modules/crypto.hpp"
+#include "modules/module_loader.hpp"
 #include "pages/svg_plot.hpp"
 
-#include <openssl/evp.h>
 #include <opencv2/imgproc.hpp>
 
 #include <algorithm>
@@ -71,10 +72,8 @@ std::string dataUri(std::string_view type, std::string_view bytes) {
     std::string text = "data:" + std::string(type) + ";base64,";
     const std::size_t begin = text.size();
     text.resize(begin + (bytes.size() + 2) / 3 * 4 + 1);  // the encoder ends its text with a 0
-    const int length =
-        EVP_EncodeBlock(reinterpret_cast<unsigned char*>(text.data() + begin),
-                        reinterpret_cast<const unsigned char*>(bytes.data()), static_cast<int>(bytes.size()));
-    text.resize(begin + static_cast<std::size_t>(length));
+    const auto encode = reinterpret_cast<Base64Entry>(moduleEntry("crypto", "likeness_base64"));
+    text.resize(begin + encode(bytes.data(), bytes.size(), text.data() + begin));
     return text;
 }
 
