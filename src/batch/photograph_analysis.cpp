@@ -1,7 +1,7 @@
 #include "batch/photograph_analysis.hpp"
 
 #include "batch/comparison_remarks.hpp"
-#include "batch/counted_rows.hpp"
+#include "comparison/counted_rows.hpp"
 #include "comparison/modelled_appearance.hpp"
 #include "files/refusal.hpp"
 #include "photofile/photograph_reader.hpp"
@@ -33,7 +33,9 @@ void analyze(const std::string& path, AnalysisTables& tables, std::uint64_t most
         }
     }
     try {
-        analysis.distributions = modelledAppearance(rows.colorsOf(photograph), options).distributions;
+        const PhotographColors seen =
+            photograph.rowsOf.empty() ? countedColors(photograph.bgr, tables.counter) : rows.colors(photograph.rowsOf);
+        analysis.distributions = modelledAppearance(seen, options).distributions;
     } catch (const std::invalid_argument& problem) {
         analysis.problem = pictureProblem(problem.what(), options.model);
         return;

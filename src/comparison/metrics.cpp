@@ -43,10 +43,7 @@ void compute_cat(cv::Mat& src, cv::Mat& dst) {
     iCAMCATByD65(dst, dst, xyz);
 }
 
-void metrics(cv::Mat& first, cv::Mat& second, const Diagnostics& diagnostics) {
-    // The comparison takes floats too; the report is one of 8-bit photographs.
-    requireType("metrics", CV_8UC3, {{"first", first}, {"second", second}});
-    const LikenessCoefficients k = comparePhotographs(first, second, diagnostics);
+void report(const LikenessCoefficients& k) {
     std::string report;
     std::string line;
     for (const float coefficient : {k.brightness, k.lightness, k.chroma, k.colorfulness, k.saturation}) {
@@ -59,6 +56,12 @@ void metrics(cv::Mat& first, cv::Mat& second, const Diagnostics& diagnostics) {
         std::cerr << "likeness: warning: For_fit.txt: " + problem + '\n';
     }
     std::cout << line << std::endl;
+}
+
+void metrics(cv::Mat& first, cv::Mat& second, const Diagnostics& diagnostics) {
+    // The comparison takes floats too; the report is one of 8-bit photographs.
+    requireType("metrics", CV_8UC3, {{"first", first}, {"second", second}});
+    report(comparePhotographs(first, second, diagnostics));
 }
 
 }  // namespace likeness

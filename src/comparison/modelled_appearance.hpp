@@ -9,6 +9,7 @@
 
 #include <cstdint>
 #include <functional>
+#include <optional>
 #include <utility>
 #include <vector>
 
@@ -57,6 +58,13 @@ ModelledAppearance modelledAppearance(const PhotographColors& colors, const Anal
 /// @param options  without maps
 Analysis analysisOf(const PhotographColors& colors, const AnalysisOptions& options,
                     const std::function<void()>& stepDone);
+
+/// The coefficients of `comparePhotographs`, whose files are left, of a first photograph of which only the colours are
+/// known.
+/// @param second  CV_8UC3
+/// @return        nothing if something would be left of the dumps of the first, which takes its pixels; nothing is done
+std::optional<LikenessCoefficients> compareWithReplaced(const PhotographColors& first, const cv::Mat& second,
+                                                        const Diagnostics& diagnostics);
 
 /// A photograph as it was read: pixels, or colours that were counted on the way.
 struct SeenPhotograph {

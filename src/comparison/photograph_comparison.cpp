@@ -5,6 +5,7 @@
 #include "color/photograph_argument.hpp"
 #include "comparison/color_expansion.hpp"
 #include "comparison/correlate_estimate.hpp"
+#include "comparison/modelled_appearance.hpp"
 #include "comparison/photograph_counts.hpp"
 #include "diagnostics/step_count.hpp"
 #include "numerics/beside.hpp"
@@ -151,18 +152,20 @@ CountedAppearance ofMaps(AppearanceMaps maps, const std::vector<std::uint32_t>& 
 
 /// Whether everything that the first photograph would leave is replaced by what the second one leaves: then nobody sees
 /// the dumps of the first, and they need not be made.
-bool isReplaced(const cv::Mat& first, const cv::Mat& second, const Diagnostics& diagnostics) {
+/// @param first, second  sizes of photographs of bytes
+bool isReplaced(const cv::Size& first, const cv::Size& second, const Diagnostics& diagnostics) {
     constexpr int greatestJpegSide = 65500;
     constexpr std::uintmax_t mostBytesOfPixel = 16;  // the longest line of a text
     constexpr std::uintmax_t mostBytesOfHeader = 4096;
     const auto* const directory = dynamic_cast<const DirectoryDiagnostics*>(&diagnostics);
-    const auto hasAllDumps = [](const cv::Mat& photograph) {
-        return !photograph.empty() && photograph.depth() == CV_8U && photograph.rows <= greatestJpegSide &&
-               photograph.cols <= greatestJpegSide;
+    const auto hasAllDumps = [](const cv::Size& size) {
+        return !size.empty() && size.height <= greatestJpegSide && size.width <= greatestJpegSide;
     };
     static const std::vector<std::string> dumps{"A_before.jpg", "10_in.txt", "mask.jpg", "t_before.jpg"};
     return directory != nullptr && hasAllDumps(first) && hasAllDumps(second) &&
-           directory->wouldBeReplaced(dumps, first.total() * mostBytesOfPixel + mostBytesOfHeader);
+           directory->wouldBeReplaced(dumps, static_cast<std::uintmax_t>(first.width) *
+                                                     static_cast<std::uintmax_t>(first.height) * mostBytesOfPixel +
+                                                 mostBytesOfHeader);
 }
 
 void requirePhotograph(const cv::Mat& image) {
@@ -305,7 +308,8 @@ std::pair<AppearanceDistributions, AppearanceDistributions> analyzePhotographs(c
     requirePhotograph(second);
     // Half a millisecond's work: below, what a thread saves is not worth its start.
     constexpr std::size_t worthAThread = std::size_t{1} << 14;
-    if (isReplaced(first, second, diagnostics)) {
+    const bool ofBytes = first.depth() == CV_8U && second.depth() == CV_8U;
+    if (ofBytes && isReplaced(first.size(), second.size(), diagnostics)) {
         auto secondDistributions = beside([&] { return appearanceDistributions(second, diagnostics); });
         AppearanceDistributions firstDistributions = appearanceDistributions(first, dropAll());
         return {std::move(firstDistributions), secondDistributions.get()};
@@ -327,6 +331,16 @@ std::pair<AppearanceDistributions, AppearanceDistributions> analyzePhotographs(c
 LikenessCoefficients comparePhotographs(const cv::Mat& first, const cv::Mat& second, const Diagnostics& diagnostics) {
     const auto [firstDistributions, secondDistributions] = analyzePhotographs(first, second, diagnostics);
     return compareDistributions(firstDistributions, secondDistributions);
+}
+
+std::optional<LikenessCoefficients> compareWithReplaced(const PhotographColors& first, const cv::Mat& second,
+                                                        const Diagnostics& diagnostics) {
+    if (second.type() != CV_8UC3 || !isReplaced(first.size, second.size(), diagnostics)) {
+        return std::nullopt;
+    }
+    auto secondDistributions = beside([&] { return appearanceDistributions(second, diagnostics); });
+    const AppearanceDistributions firstDistributions = modelledAppearance(first, {}).distributions;
+    return compareDistributions(firstDistributions, secondDistributions.get());
 }
 
 }  // namespace likeness

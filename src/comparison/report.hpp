@@ -1,5 +1,7 @@
 #pragma once
 
+#include <likeness/comparison/photograph_comparison.hpp>
+
 #include <string>
 #include <string_view>
 
@@ -10,5 +12,8 @@ namespace likeness {
 /// is taken away again as a whole.
 /// @return  empty, or why the text could not be appended
 std::string appendToReport(const std::string& path, std::string_view text);
+
+/// The report of `metrics`: "For_fit.txt" and the line on standard output.
+void report(const LikenessCoefficients& k);
 
 }  // namespace likeness

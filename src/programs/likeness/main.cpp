@@ -2,12 +2,15 @@
 #include <likeness/comparison/metrics.hpp>
 #include <likeness/diagnostics/diagnostics.hpp>
 #include "codecs/memory_check.hpp"
+#include "comparison/counted_rows.hpp"
+#include "comparison/report.hpp"
 #include "diagnostics/shown_text.hpp"
 #include "photofile/photograph_reader.hpp"
 
 #include <csignal>
 #include <exception>
 #include <iostream>
+#include <optional>
 #include <string>
 #include <tuple>
 
@@ -41,9 +44,13 @@ std::string reductionOf(const likeness::PhotographRead& photograph) {
 int compare(const char* firstPath, const char* secondPath) {
     const std::string paths[2] = {firstPath, secondPath};
     likeness::PhotographRead photographs[2];
-    std::tie(photographs[0], photographs[1]) = likeness::readPhotographPair(paths[0], paths[1]);
+    // Of the first nothing but the colours is wanted where the second one's files replace its own.
+    likeness::CountedPhotographRows rows;
+    std::tie(photographs[0], photographs[1]) =
+        likeness::readPhotographPair(paths[0], paths[1], likeness::PhotographValues::bytes, likeness::usualMostPixels,
+                                     nullptr, nullptr, &rows, nullptr);
     for (int i = 0; i < 2; ++i) {
-        if (photographs[i].bgr.empty()) {
+        if (!photographs[i].isRead()) {
             complain("cannot read '" + paths[i] + "'" + photographs[i].problem);
             return unreadablePhotograph;
         }
@@ -58,7 +65,22 @@ int compare(const char* firstPath, const char* secondPath) {
         }
     }
     const likeness::DirectoryDiagnostics dumps{std::string()};
-    likeness::metrics(photographs[0].bgr, photographs[1].bgr, dumps);
+    const likeness::SeenPhotograph first = rows.seen(photographs[0].bgr, photographs[0].rowsOf);
+    const std::optional<likeness::LikenessCoefficients> coefficients =
+        first.colors == nullptr ? std::nullopt
+                                : likeness::compareWithReplaced(*first.colors, photographs[1].bgr, dumps);
+    if (coefficients) {
+        likeness::report(*coefficients);
+    } else {
+        if (photographs[0].bgr.empty()) {
+            photographs[0] = likeness::readPhotograph(paths[0]);
+        }
+        if (photographs[0].bgr.empty()) {
+            complain("cannot read '" + paths[0] + "'" + photographs[0].problem);
+            return unreadablePhotograph;
+        }
+        likeness::metrics(photographs[0].bgr, photographs[1].bgr, dumps);
+    }
     for (const std::string& name : dumps.failures()) {
         complain("warning: cannot write '" + name + "'");
     }

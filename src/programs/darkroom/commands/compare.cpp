@@ -1,8 +1,8 @@
 // darkroom compare: five coefficients that say how alike two photographs look.
 #include <likeness/comparison/analysis.hpp>
 #include "batch/comparison_remarks.hpp"
-#include "batch/counted_rows.hpp"
 #include "commands/subcommands.hpp"
+#include "comparison/counted_rows.hpp"
 #include "console/comparison_result.hpp"
 #include "console/comparison_warnings.hpp"
 #include "console/model_options.hpp"
@@ -187,8 +187,8 @@ ExitStatus compare(const Console& console, const Options& options) {
     const auto read =
         readPhotographPairInRows(console, options.first, options.second, &profiles, pixelsWanted ? nullptr : &firstRows,
                                  pixelsWanted ? nullptr : &secondRows);
-    const SeenPhotograph first = firstRows.seen(read.first);
-    const SeenPhotograph second = secondRows.seen(read.second);
+    const SeenPhotograph first = firstRows.seen(read.first.bgr, read.first.rowsOf);
+    const SeenPhotograph second = secondRows.seen(read.second.bgr, read.second.rowsOf);
     result.first = {options.first, read.first.size(), profiles.first};
     result.second = {options.second, read.second.size(), profiles.second};
     const AnalysisOptions analysis = result.model.analysis(shown || uniform);

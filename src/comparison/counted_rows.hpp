@@ -3,7 +3,6 @@
 
 #include "codecs/image_codecs.hpp"
 #include "comparison/modelled_appearance.hpp"
-#include "photofile/photograph_reader.hpp"
 
 #include <cstddef>
 #include <utility>
@@ -16,16 +15,16 @@ public:
     /// @param counter  of nobody else's while rows come
     explicit CountedRows(ColorCounter& counter) : counter_(counter) {}
 
-    void begin(cv::Size size) override { counter_.begin(static_cast<std::size_t>(size.area())); }
+    void begin(cv::Size size) override {
+        counter_.begin(static_cast<std::size_t>(size.width) * static_cast<std::size_t>(size.height));
+    }
     void take(const cv::Mat& rows) override { counter_.add(rows); }
 
-    /// Of a photograph that was read, once.
-    PhotographColors colorsOf(const PhotographRead& photograph) {
-        if (photograph.rowsOf.empty()) {
-            return countedColors(photograph.bgr, counter_);
-        }
+    /// The colours of all rows, once.
+    /// @param size  of the photograph, upright
+    PhotographColors colors(cv::Size size) {
         DistinctColors counted = counter_.finish();
-        return {std::move(counted.bgr), std::move(counted.counts), photograph.rowsOf};
+        return {std::move(counted.bgr), std::move(counted.counts), size};
     }
 
 private:
@@ -38,12 +37,13 @@ public:
     void begin(cv::Size size) override { rows_.begin(size); }
     void take(const cv::Mat& rows) override { rows_.take(rows); }
 
-    /// @return  valid as long as this object
-    SeenPhotograph seen(const PhotographRead& photograph) {
-        if (photograph.rowsOf.empty()) {
-            return {photograph.bgr, nullptr};
+    /// @param rowsOf  size of the photograph whose rows came; empty if it came as an image
+    /// @return        valid as long as this object
+    SeenPhotograph seen(const cv::Mat& image, cv::Size rowsOf) {
+        if (rowsOf.empty()) {
+            return {image, nullptr};
         }
-        colors_ = rows_.colorsOf(photograph);
+        colors_ = rows_.colors(rowsOf);
         return {{}, &colors_};
     }
 
