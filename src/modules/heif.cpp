@@ -215,33 +215,52 @@ std::unique_ptr<::heif_image, ImageEnd> imageOf(const cv::Mat& bgr, std::string&
 LIKENESS_MODULE_ENTRY void likeness_write_photograph(const cv::Mat& bgr, const likeness::EncodingRequest& request,
                                                      std::vector<unsigned char>& bytes, std::string& problem) {
     const std::unique_ptr<::heif_context, ContextEnd> context(::heif_context_alloc());
+    if (context == nullptr) {
+        throw std::bad_alloc();
+    }
     ::heif_encoder* found = nullptr;
     if (refused(::heif_context_get_encoder_for_format(context.get(), ::heif_compression_AV1, &found), problem)) {
         problem = "there is no AV1 encoder: " + problem;
         return;
     }
     const std::unique_ptr<::heif_encoder, EncoderEnd> encoder(found);
-    ::heif_encoder_set_lossy_quality(encoder.get(), request.quality);
-    ::heif_encoder_set_parameter_string(encoder.get(), "chroma", "444");
+    if (refused(::heif_encoder_set_lossy_quality(encoder.get(), request.quality), problem) ||
+        refused(::heif_encoder_set_parameter_string(encoder.get(), "chroma", "444"), problem)) {
+        return;
+    }
     const std::unique_ptr<::heif_image, ImageEnd> image = imageOf(bgr, problem);
     if (image == nullptr) {
         return;
     }
     const std::unique_ptr<::heif_color_profile_nclx, CodePointsEnd> points(::heif_nclx_color_profile_alloc());
+    if (points == nullptr) {
+        throw std::bad_alloc();
+    }
     points->color_primaries = ::heif_color_primaries_ITU_R_BT_709_5;
     points->transfer_characteristics = ::heif_transfer_characteristic_IEC_61966_2_1;
     points->matrix_coefficients = ::heif_matrix_coefficients_ITU_R_BT_601_6;
     points->full_range_flag = 1;
-    if (request.icc.empty()) {
-        ::heif_image_set_nclx_color_profile(image.get(), points.get());
-    } else {
-        ::heif_image_set_raw_color_profile(image.get(), "prof", request.icc.data(), request.icc.size());
+    if (refused(request.icc.empty()
+                    ? ::heif_image_set_nclx_color_profile(image.get(), points.get())
+                    : ::heif_image_set_raw_color_profile(image.get(), "prof", request.icc.data(), request.icc.size()),
+                problem)) {
+        return;
     }
     ::heif_image_handle* handle = nullptr;
     if (refused(::heif_context_encode_image(context.get(), image.get(), encoder.get(), nullptr, &handle), problem)) {
         return;
     }
     const std::unique_ptr<const ::heif_image_handle, HandleEnd> end(handle);
+    if (!request.exif.empty() && refused(::heif_context_add_exif_metadata(context.get(), handle, request.exif.data(),
+                                                                          static_cast<int>(request.exif.size())),
+                                         problem)) {
+        return;
+    }
+    if (!request.xmp.empty() && refused(::heif_context_add_XMP_metadata(context.get(), handle, request.xmp.data(),
+                                                                        static_cast<int>(request.xmp.size())),
+                                        problem)) {
+        return;
+    }
     ::heif_writer writer{1, append};
     refused(::heif_context_write(context.get(), &writer, &bytes), problem);
 }

@@ -177,6 +177,31 @@ LIKENESS_MODULE_ENTRY void likeness_read_photograph(const PhotographRequest& req
     }
 }
 
+namespace {
+
+bool addBox(::JxlEncoder* encoder, const char* type, const std::vector<std::uint8_t>& bytes) {
+    return ::JxlEncoderAddBox(encoder, type, bytes.data(), bytes.size(), JXL_FALSE) == ::JXL_ENC_SUCCESS;
+}
+
+/// Boxes of ISO/IEC 18181-2 beside the picture.
+bool addMetadata(::JxlEncoder* encoder, const likeness::EncodingRequest& request) {
+    if (request.exif.empty() && request.xmp.empty()) {
+        return true;
+    }
+    bool good = ::JxlEncoderUseBoxes(encoder) == ::JXL_ENC_SUCCESS;
+    if (!request.exif.empty()) {
+        std::vector<std::uint8_t> exif(4, 0);  // where the TIFF header begins
+        exif.insert(exif.end(), request.exif.begin(), request.exif.end());
+        good = good && addBox(encoder, "Exif", exif);
+    }
+    if (!request.xmp.empty()) {
+        good = good && addBox(encoder, "xml ", {request.xmp.begin(), request.xmp.end()});
+    }
+    return good;
+}
+
+}  // namespace
+
 LIKENESS_MODULE_ENTRY void likeness_write_photograph(const cv::Mat& bgr, const likeness::EncodingRequest& request,
                                                      std::vector<unsigned char>& bytes, std::string& problem) {
     const JxlEncoderPtr encoder = ::JxlEncoderMake(nullptr);
@@ -192,6 +217,7 @@ LIKENESS_MODULE_ENTRY void likeness_write_photograph(const cv::Mat& bgr, const l
     basics.bits_per_sample = deep ? 16 : 8;
     basics.uses_original_profile = lossless ? JXL_TRUE : JXL_FALSE;
     bool good = ::JxlEncoderSetBasicInfo(encoder.get(), &basics) == ::JXL_ENC_SUCCESS;
+    good = good && addMetadata(encoder.get(), request);
     if (request.icc.empty()) {
         ::JxlColorEncoding srgb{};
         ::JxlColorEncodingSetToSRGB(&srgb, JXL_FALSE);

@@ -140,6 +140,35 @@ Exiv2::XmpData carriedXmp(const Exiv2::XmpData& source, const CarriedPicture& pi
     return carried;
 }
 
+struct Carried {
+    Exiv2::ExifData exif;
+    Exiv2::XmpData xmp;
+    Exiv2::IptcData iptc;
+
+    bool empty() const { return exif.empty() && xmp.empty() && iptc.empty(); }
+};
+
+/// @return  whether the file could be read; a file of a kind without metadata cannot, which is no problem
+bool readCarried(const std::string& from, const CarriedPicture& picture, Carried& carried, std::string& problem) {
+    try {
+        const auto source = Exiv2::ImageFactory::open(from);
+        source->readMetadata();
+        carried.exif = carriedExif(source->exifData(), picture);
+        carried.xmp = carriedXmp(source->xmpData(), picture);
+        carried.iptc = source->iptcData();
+        return true;
+    } catch (const Exiv2::AnyError& error) {
+        if (error.code() != Exiv2::kerFileContainsUnknownImageType) {
+            problem = error.what();
+        }
+    } catch (const std::bad_alloc&) {
+        throw;
+    } catch (const std::exception& error) {
+        problem = error.what();
+    }
+    return false;
+}
+
 }  // namespace
 
 LIKENESS_MODULE_ENTRY void likeness_read_notes(const std::string& path, CameraNotes& notes) {
@@ -173,29 +202,11 @@ LIKENESS_MODULE_ENTRY bool likeness_carry_metadata(const std::string& from, std:
                                                    const CarriedPicture& picture, std::string& problem) {
     const std::scoped_lock lock(oneAtATime());
     prepare();
-    Exiv2::ExifData exif;
-    Exiv2::XmpData xmp;
-    Exiv2::IptcData iptc;
-    try {
-        const auto source = Exiv2::ImageFactory::open(from);
-        source->readMetadata();
-        exif = carriedExif(source->exifData(), picture);
-        xmp = carriedXmp(source->xmpData(), picture);
-        iptc = source->iptcData();
-    } catch (const Exiv2::AnyError& error) {
-        if (error.code() != Exiv2::kerFileContainsUnknownImageType) {
-            problem = error.what();
-        }
-        return false;
-    } catch (const std::bad_alloc&) {
-        throw;
-    } catch (const std::exception& error) {
-        problem = error.what();
+    Carried carried;
+    if (!readCarried(from, picture, carried, problem) || carried.empty()) {
         return false;
     }
-    if (exif.empty() && xmp.empty() && iptc.empty()) {
-        return false;
-    }
+    Exiv2::ExifData& exif = carried.exif;
     try {
         const auto target = Exiv2::ImageFactory::open(encoded.data(), static_cast<long>(encoded.size()));
         target->readMetadata();
@@ -208,10 +219,10 @@ LIKENESS_MODULE_ENTRY bool likeness_carry_metadata(const std::string& from, std:
             target->setExifData(exif);
         }
         if (target->checkMode(Exiv2::mdXmp) == Exiv2::amReadWrite) {
-            target->setXmpData(xmp);
+            target->setXmpData(carried.xmp);
         }
         if (target->checkMode(Exiv2::mdIptc) == Exiv2::amReadWrite) {
-            target->setIptcData(iptc);
+            target->setIptcData(carried.iptc);
         }
         target->writeMetadata();
         Exiv2::BasicIo& io = target->io();
@@ -231,5 +242,34 @@ LIKENESS_MODULE_ENTRY bool likeness_carry_metadata(const std::string& from, std:
     } catch (const std::exception& error) {
         problem = error.what();
         return false;
+    }
+}
+
+LIKENESS_MODULE_ENTRY void likeness_metadata_for(const std::string& from, const CarriedPicture& picture,
+                                                 std::vector<unsigned char>& exif, std::string& xmp,
+                                                 std::string& problem) {
+    const std::scoped_lock lock(oneAtATime());
+    prepare();
+    Carried carried;
+    if (!readCarried(from, picture, carried, problem)) {
+        return;
+    }
+    try {
+        if (!carried.exif.empty()) {
+            Exiv2::Blob bytes;
+            Exiv2::ExifParser::encode(bytes, Exiv2::littleEndian, carried.exif);
+            exif.assign(bytes.begin(), bytes.end());
+        }
+        if (!carried.xmp.empty() && Exiv2::XmpParser::encode(xmp, carried.xmp) != 0) {
+            xmp.clear();
+            problem = "the XMP packet cannot be written";
+        }
+        if (!carried.iptc.empty()) {
+            problem = "IPTC data have no place in this format";
+        }
+    } catch (const std::bad_alloc&) {
+        throw;
+    } catch (const std::exception& error) {
+        problem = error.what();
     }
 }

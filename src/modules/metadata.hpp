@@ -37,10 +37,17 @@ struct CarriedPicture {
 /// `likeness_carry_metadata`: puts the Exif, XMP and IPTC data of a file into the bytes of another one. Orientation is
 /// set to upright where the pixels are, sizes and software to `picture`; the thumbnail and what tells of the old encoding of the pixels are
 /// left out. A colour profile is left as it is.
-/// @param encoded  JPEG, PNG, TIFF, or JPEG XL; unchanged if nothing is to be carried
+/// @param encoded  JPEG, PNG, TIFF or WebP; unchanged if nothing is to be carried
 /// @param problem  why it was not carried, empty if it was or there was nothing
 /// @return         whether anything was carried
 using CarryMetadataEntry = bool (*)(const std::string& from, std::vector<unsigned char>& encoded,
                                     const CarriedPicture& picture, std::string& problem);
+
+/// `likeness_metadata_for`: the same data as bytes, for formats whose own writers put them into their files.
+/// @param exif     from the TIFF header on; empty if there are none
+/// @param xmp      a packet; empty if there are none. IPTC data have no place in these formats
+/// @param problem  why they cannot be carried, in whole or in part
+using MetadataForEntry = void (*)(const std::string& from, const CarriedPicture& picture,
+                                  std::vector<unsigned char>& exif, std::string& xmp, std::string& problem);
 
 }  // namespace likeness

@@ -258,10 +258,13 @@ LIKENESS_MODULE_ENTRY void likeness_write_photograph(const cv::Mat& bgr, const l
             stored.create(bgr.size(), CV_16UC3);
             for (int i = 0; i < bgr.rows; ++i) {
                 for (int j = 0; j < 3 * bgr.cols; ++j) {
-                    // What is beyond the greatest half stays a number.
+                    // What is beyond the greatest half, on either side, stays a number.
                     constexpr float greatest = 65504;
                     const float value = bgr.ptr<float>(i)[j];
-                    stored.ptr<ushort>(i)[j] = half(value > greatest ? greatest : value).bits();
+                    stored.ptr<ushort>(i)[j] = half(value > greatest    ? greatest
+                                                    : value < -greatest ? -greatest
+                                                                        : value)
+                                                   .bits();
                 }
             }
         }

@@ -11,9 +11,11 @@ namespace likeness {
 
 /// How a photograph is written.
 struct EncodingRequest {
-    int quality = 90;                  ///< 0 to 100 of AVIF and JPEG XL; 100 of JPEG XL is without loss
-    bool half = true;                  ///< of OpenEXR: whether values have 16 bits
-    std::vector<unsigned char> icc{};  ///< profile of the colours; empty: sRGB
+    int quality = 90;                   ///< 0 to 100 of AVIF and JPEG XL; 100 of JPEG XL is without loss
+    bool half = true;                   ///< of OpenEXR: whether values have 16 bits
+    std::vector<unsigned char> icc{};   ///< profile of the colours; empty: sRGB
+    std::vector<unsigned char> exif{};  ///< Exif data from their TIFF header on; empty: none. Not of OpenEXR
+    std::string xmp{};                  ///< an XMP packet; empty: none. Not of OpenEXR
 };
 
 /// `likeness_write_photograph`. It throws only what shortage of memory throws.

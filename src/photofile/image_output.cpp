@@ -118,27 +118,55 @@ bool isTurnedWhenRead(const std::string& path) {
     return format != ImageFileFormat::webp && format != ImageFileFormat::jpeg2000;
 }
 
+/// Calls carry(picture, problem) where metadata are to go into a new file, and warns of what has no way into it.
+template <typename Carry>
 void carryMetadata(const FileAccess& access, const ImageOutput& output, const std::string& source, cv::Size size,
-                   std::vector<uchar>& bytes) {
+                   Carry carry) {
     if (source.empty() || output.strip || !mayHoldMetadata(placeOfInput(source))) {
         return;
     }
-    const auto notCarried = [&](const std::string& why) {
-        access.warn(fmt::format("'{}': the metadata of '{}' are not carried over: {}", output.path, source, why));
-    };
+    CarriedPicture picture{static_cast<std::uint32_t>(size.width), static_cast<std::uint32_t>(size.height),
+                           "darkroom " LIKENESS_VERSION};
+    picture.upright = isTurnedWhenRead(placeOfInput(source));
+    std::string problem;
     try {
-        const auto carry = reinterpret_cast<CarryMetadataEntry>(moduleEntry("metadata", "likeness_carry_metadata"));
-        CarriedPicture picture{static_cast<std::uint32_t>(size.width), static_cast<std::uint32_t>(size.height),
-                               "darkroom " LIKENESS_VERSION};
-        picture.upright = isTurnedWhenRead(placeOfInput(source));
-        std::string problem;
-        carry(placeOfInput(source), bytes, picture, problem);
-        if (!problem.empty()) {
-            notCarried(problem);
-        }
-    } catch (const ModuleProblem& problem) {
-        notCarried(problem.what());
+        carry(picture, problem);
+    } catch (const ModuleProblem& missing) {
+        problem = missing.what();
     }
+    if (!problem.empty()) {
+        access.warn(fmt::format("'{}': the metadata of '{}' are not carried over: {}", output.path, source, problem));
+    }
+}
+
+/// Into the bytes of a file.
+void carryMetadataInto(std::vector<uchar>& bytes, const FileAccess& access, const ImageOutput& output,
+                       const std::string& source, cv::Size size) {
+    carryMetadata(access, output, source, size, [&](const CarriedPicture& picture, std::string& problem) {
+        const auto carry = reinterpret_cast<CarryMetadataEntry>(moduleEntry("metadata", "likeness_carry_metadata"));
+        carry(placeOfInput(source), bytes, picture, problem);
+    });
+}
+
+/// Into what a format's own writer is asked for.
+void carryMetadataInto(EncodingRequest& request, const FileAccess& access, const ImageOutput& output,
+                       const std::string& source, cv::Size size) {
+    carryMetadata(access, output, source, size, [&](const CarriedPicture& picture, std::string& problem) {
+        const auto carried = reinterpret_cast<MetadataForEntry>(moduleEntry("metadata", "likeness_metadata_for"));
+        carried(placeOfInput(source), picture, request.exif, request.xmp, problem);
+    });
+}
+
+/// Tells of metadata for which a format has no place.
+void warnOfMetadata(const FileAccess& access, const ImageOutput& output, const std::string& source,
+                    const char* format) {
+    carryMetadata(access, output, source, {}, [&](const CarriedPicture& /*picture*/, std::string& problem) {
+        CameraNotes notes;
+        reinterpret_cast<ReadNotesEntry>(moduleEntry("metadata", "likeness_read_notes"))(placeOfInput(source), notes);
+        if (notes.exif || notes.xmp || notes.iptc) {
+            problem = std::string(format) + " has no place for Exif, XMP and IPTC data; --strip leaves them out unsaid";
+        }
+    });
 }
 
 /// @param profile  what the file says of its colours; null for nothing
@@ -162,7 +190,7 @@ void encodeAndReplace(const FileAccess& access, const ImageOutput& output, const
     if (profile != nullptr) {
         tag(output, bytes, *profile);
     }
-    carryMetadata(access, output, source, image.size(), bytes);
+    carryMetadataInto(bytes, access, output, source, image.size());
     if (!output.mark.empty()) {
         addSpaceMark(bytes, output.mark);
     }
@@ -366,8 +394,8 @@ std::string writeIntegers(const FileAccess& access, const ImageOutput& output, c
             std::vector<uchar> bytes;
             EncodingRequest request;
             request.quality = output.quality.value_or(request.quality);
+            carryMetadataInto(request, access, output, source, image.size());
             encodeByModule(output, format == ImageFormat::avif ? "heif" : "jxl", integers, request, profile, bytes);
-            carryMetadata(access, output, source, image.size(), bytes);
             replace(output, bytes);
             break;
         }
@@ -406,6 +434,7 @@ void write(const FileAccess& access, const ImageOutput& output, const cv::Mat& i
         cv::Mat positive;
         cv::max(image, 0, positive);
         encodeAndReplace(access, output, ".hdr", linearShares(positive, white), {});
+        warnOfMetadata(access, output, source, "Radiance");
         scale = fmt::format("Radiance, linear, 0..1 stands for 0..{:g}", white);
     } else if (format == ImageFormat::exr) {
         std::vector<uchar> bytes;
@@ -413,6 +442,7 @@ void write(const FileAccess& access, const ImageOutput& output, const cv::Mat& i
         request.half = output.storedDepth() == StoredDepth::halves;
         encodeByModule(output, "openexr", linearShares(image, white), request, nullptr, bytes);
         replace(output, bytes);
+        warnOfMetadata(access, output, source, "OpenEXR");
         scale = fmt::format("OpenEXR, {}, linear, 0..1 stands for 0..{:g}",
                             request.half ? "16-bit float" : "32-bit float", white);
     } else {

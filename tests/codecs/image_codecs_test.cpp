@@ -88,6 +88,52 @@ TEST_F(ImageCodecs, PlainJpegFilesAreReadDirectlyAndTheSame) {
     }
 }
 
+/// Puts the rows together again.
+class GatheredRows : public RowReceiver {
+public:
+    void begin(cv::Size size) override {
+        image = cv::Mat(size, CV_8UC3, cv::Scalar(1, 2, 3));
+        filled = 0;
+    }
+    void take(const cv::Mat& rows) override {
+        ASSERT_LE(filled + rows.rows, image.rows);
+        rows.copyTo(image.rowRange(filled, filled + rows.rows));
+        filled += rows.rows;
+    }
+
+    cv::Mat image;
+    int filled = 0;
+};
+
+TEST_F(ImageCodecs, RowsAreThoseOfTheImage) {
+    std::vector<NamedFile> files = plainJpegFiles();
+    for (const NamedFile& odd : oddJpegFiles()) {
+        files.push_back(odd);
+    }
+    for (const NamedFile& png : plainPngFiles()) {
+        files.push_back(png);
+    }
+    int taken = 0;
+    for (const auto& [name, bytes] : files) {
+        SCOPED_TRACE(name);
+        save("image", bytes);
+        GatheredRows rows;
+        const std::optional<cv::Size> size = decodeRows("image", rows);
+        EXPECT_EQ(size.has_value(),
+                  bytes.substr(0, 2) == "\xFF\xD8" && !readDirectly(decodedJpeg, "image", cv::IMREAD_COLOR).empty());
+        if (size) {
+            ++taken;
+            EXPECT_EQ(rows.filled, rows.image.rows);
+            EXPECT_EQ(*size, cv::imread("image", cv::IMREAD_COLOR).size());
+            EXPECT_MAT_EQUAL(rows.image, cv::imread("image", cv::IMREAD_COLOR | cv::IMREAD_IGNORE_ORIENTATION));
+        }
+    }
+    EXPECT_GT(taken, 20);
+    GatheredRows none;
+    EXPECT_FALSE(decodeRows("missing", none));
+    EXPECT_FALSE(decodeRows(".", none));
+}
+
 TEST_F(ImageCodecs, OddJpegFilesAreReadTheSame) {
     for (const auto& [name, bytes] : oddJpegFiles()) {
         expectSame(name, bytes);

@@ -6,6 +6,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <fstream>
 #include <limits>
 #include <map>
@@ -108,6 +109,55 @@ TEST(ColorCounter, StartsAnewWithEachPhotograph) {
         }
         withIndices = !withIndices;
     }
+}
+
+void addInPieces(const cv::Mat& photograph, int rows, ColorCounter& counter) {
+    counter.begin(photograph.total());
+    for (int first = 0; first < photograph.rows; first += rows) {
+        counter.add(photograph.rowRange(first, std::min(first + rows, photograph.rows)));
+    }
+}
+
+TEST(ColorCounter, PiecesCountAsTheirPhotograph) {
+    ColorCounter kept;
+    for (const auto& [name, photograph] : photographs()) {
+        for (const int rows : {1, 7, 16, 5000}) {
+            SCOPED_TRACE(name + " by " + std::to_string(rows));
+            ColorCounter own;
+            for (ColorCounter* const counter : {&own, &kept}) {
+                addInPieces(photograph, rows, *counter);
+                expectColorsOf(photograph, counter->finish(), false);
+            }
+        }
+    }
+}
+
+TEST(ColorCounter, WhatWasBegunAndNotFinishedIsForgotten) {
+    const cv::Mat forgotten = large();
+    for (const auto& [name, photograph] : photographs()) {
+        SCOPED_TRACE(name);
+        ColorCounter counter;
+        counter.begin(forgotten.total());
+        counter.add(forgotten.rowRange(0, 700));
+        addInPieces(photograph, 16, counter);
+        expectColorsOf(photograph, counter.finish(), false);
+        counter.begin(forgotten.total());
+        counter.add(forgotten.rowRange(0, 700));
+        expectColorsOf(photograph, counter.count(photograph, false), false);
+    }
+}
+
+TEST(ColorCounter, RefusesOtherNumbersOfPixelsThanWereSaid) {
+    const cv::Mat photograph = testing::randomPhotograph({20, 10}, 1);
+    ColorCounter counter;
+    EXPECT_THROW(counter.add(photograph), std::logic_error);
+    EXPECT_THROW(counter.finish(), std::logic_error);
+    counter.begin(199);
+    EXPECT_THROW(counter.add(photograph), std::logic_error);
+    counter.begin(201);
+    counter.add(photograph);
+    EXPECT_THROW(counter.finish(), std::logic_error);
+    EXPECT_THROW(counter.add(cv::Mat(1, 1, CV_8U)), std::invalid_argument);
 }
 
 TEST(ColorCounter, ASmallPhotographDoesNotTakeTheTable) {

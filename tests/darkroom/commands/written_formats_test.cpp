@@ -162,6 +162,41 @@ TEST_F(WrittenFormats, MetadataAreCarriedOverFieldByField) {
     }
 }
 
+TEST_F(WrittenFormats, FormatsWithWritersOfTheirOwnCarryMetadata) {
+    const std::string in = saveText("in.jpg", contentOf(photo("coffee.jpg")));
+    const Outcome tagged = run({"/usr/bin/env", "exiftool", "-overwrite_original", "-Make=Maker", "-ExposureTime=1/125",
+                                "-Orientation#=6", "-Software=old", "-XMP-dc:Title=A title", in},
+                               folder());
+    if (tagged.status == 127) {
+        GTEST_SKIP() << "exiftool is not installed";
+    }
+    ASSERT_EQ(tagged.status, 0) << tagged.err;
+    for (const std::string name : {"a.avif", "a.jxl"}) {
+        SCOPED_TRACE(name);
+        const Outcome outcome = write(in, name);
+        ASSERT_EQ(outcome.status, 0) << outcome.err;
+        EXPECT_EQ(outcome.err.find("not carried"), std::string::npos) << outcome.err;
+        const json fields = fieldsOf(output(name));
+        EXPECT_EQ(fields["IFD0:Make"], "Maker");
+        EXPECT_EQ(fields["ExifIFD:ExposureTime"], 0.008);
+        EXPECT_EQ(fields["IFD0:Orientation"], 1);
+        EXPECT_EQ(fields["XMP-dc:Title"], "A title");
+        EXPECT_EQ(fields["IFD0:Software"].get<std::string>().rfind("darkroom ", 0), 0U);
+        ASSERT_EQ(write(in, "stripped_" + name, {"--strip"}).status, 0);
+        EXPECT_FALSE(fieldsOf(output("stripped_" + name)).contains("IFD0:Make"));
+        for (const std::string& coefficient : coefficients(output(name), output("stripped_" + name))) {
+            EXPECT_EQ(coefficient, "1");
+        }
+    }
+    for (const std::string name : {"a.hdr", "a.exr"}) {
+        const Outcome outcome = write(in, name);
+        ASSERT_EQ(outcome.status, 0) << outcome.err;
+        EXPECT_NE(outcome.err.find("has no place for Exif"), std::string::npos) << outcome.err;
+        EXPECT_EQ(write(in, "stripped_" + name, {"--strip"}).err.find("has no place for Exif"), std::string::npos);
+        EXPECT_EQ(write(bytes_, "bare_" + name).err.find("has no place for Exif"), std::string::npos);
+    }
+}
+
 TEST_F(WrittenFormats, NothingIsInvented) {
     ASSERT_EQ(write(bytes_, "a.jpg").status, 0);
     ASSERT_EQ(write(bytes_, "b.jpg", {"--strip"}).status, 0);

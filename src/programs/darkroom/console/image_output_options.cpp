@@ -2,6 +2,7 @@
 
 #include "console/option_checks.hpp"
 #include "files/refusal.hpp"
+#include "modules/photograph_encoder.hpp"
 #include "photofile/managed_colors.hpp"
 
 #include <fmt/format.h>
@@ -48,7 +49,8 @@ void addImageOutput(CLI::App& app, ImageOutput& output, bool required) {
                               "--quality 90"))
         ->type_name("N")
         ->check(integerBetween(0, 100))
-        ->default_str(std::to_string(usualQuality));
+        ->default_str(std::to_string(usualQuality) + ", of AVIF and JPEG XL " +
+                      std::to_string(EncodingRequest().quality));
     app.add_option("--subsampling", output.subsampling,
                    optionText("Whether pixels of a JPEG share values of chroma: 444 none, 422 two, 420 four",
                               "--subsampling 444"))
