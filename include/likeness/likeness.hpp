@@ -39,6 +39,7 @@
 #include <likeness/color/white_point.hpp>
 #include <likeness/color/yuv.hpp>
 #include <likeness/comparison/analysis.hpp>
+#include <likeness/comparison/channel_order.hpp>
 #include <likeness/comparison/comparison_model.hpp>
 #include <likeness/comparison/distances.hpp>
 #include <likeness/comparison/histogram_similarity.hpp>

@@ -122,6 +122,14 @@ void swapEnds(cv::Mat& image) {
 
 }  // namespace
 
+OrderedImage orderedImageOf(const py::array& array, const char* name) {
+    // The check of its shape comes with the way that is not taken below.
+    const bool isBytes = array.ndim() == 3 && array.shape(2) == 3 && depthOf(array) == CV_8U;
+    const bool isRgb = isBytes && array.strides(2) == 1 && (array.shape(1) <= 1 || array.strides(1) == 3) &&
+                       (array.shape(0) <= 1 || array.strides(0) >= 3 * array.shape(1));
+    return {imageOf(array, name, isRgb ? Channels::same : Channels::rgb), isRgb};
+}
+
 cv::Mat imageOf(const py::array& array, const char* name, Channels channels) {
     refuseMasked(array, name);
     const int depth = depthOf(array);

@@ -20,6 +20,16 @@ enum class Channels {
 /// @throws std::invalid_argument  for other shapes and element types, masked arrays, and more than 2^31 - 1 rows or columns
 cv::Mat imageOf(const pybind11::array& array, const char* name, Channels channels);
 
+/// A photograph of R, G, B for who takes either order.
+struct OrderedImage {
+    cv::Mat image;
+    bool isRgb = false;  ///< whether its channels are R, G, B; else they are B, G, R
+};
+
+/// The array's own memory where its channels stand beside each other in either order; else a copy in B, G, R.
+/// @throws std::invalid_argument  as above
+OrderedImage orderedImageOf(const pybind11::array& array, const char* name);
+
 /// A plane of H x W.
 /// @throws std::invalid_argument  as above
 cv::Mat planeOf(const pybind11::array& array, const char* name);

@@ -121,6 +121,20 @@ auto withComparer(const Use& use) {
     return use(kept);
 }
 
+ChannelOrder orderOf(const OrderedImage& photograph) {
+    return photograph.isRgb ? ChannelOrder::rgb : ChannelOrder::bgr;
+}
+
+/// Where they differ, the one in R, G, B becomes a copy in B, G, R.
+void putInOneOrder(OrderedImage& first, OrderedImage& second) {
+    if (first.isRgb != second.isRgb) {
+        OrderedImage& other = first.isRgb ? first : second;
+        other.image = other.image.clone();
+        reverseChannels(other.image);
+        other.isRgb = false;
+    }
+}
+
 py::tuple mapsOf(const Analysis& analysis) {
     const AppearanceMaps maps = unlocked([&analysis] { return analysis.maps(); });
     return py::make_tuple(python::arrayOf(maps.brightness), python::arrayOf(maps.lightness),
@@ -157,14 +171,15 @@ void bindComparison(py::module_& module) {
 
     module.def("analyze", [](const py::array& array, const py::tuple& model, const std::optional<std::string>& hue,
                              bool maps, const py::object& progress) {
-        const cv::Mat photograph = imageOf(array, "photograph", Channels::rgb);
+        const OrderedImage photograph = orderedImageOf(array, "photograph");
         AnalysisOptions options;
+        options.order = orderOf(photograph);
         options.model = comparisonModelOf(model);
         options.hue = hueOf(hue);
         options.maps = maps;
         const Watch watch = watchOf(progress);
         const Analysis analysis = unlocked([&] {
-            return withComparer([&](Comparer& comparer) { return comparer.analyze(photograph, options, watch); });
+            return withComparer([&](Comparer& comparer) { return comparer.analyze(photograph.image, options, watch); });
         });
         return py::make_tuple(analysis.distributions(), analysis.size().height, analysis.size().width,
                               analysis.backgroundLuminance(),
@@ -172,14 +187,16 @@ void bindComparison(py::module_& module) {
     });
     module.def("compare",
                [](const py::array& first, const py::array& second, const py::tuple& model, const py::object& progress) {
-                   const cv::Mat firstPhotograph = imageOf(first, "first", Channels::rgb);
-                   const cv::Mat secondPhotograph = imageOf(second, "second", Channels::rgb);
+                   OrderedImage firstPhotograph = orderedImageOf(first, "first");
+                   OrderedImage secondPhotograph = orderedImageOf(second, "second");
+                   putInOneOrder(firstPhotograph, secondPhotograph);
                    AnalysisOptions options;
+                   options.order = orderOf(firstPhotograph);
                    options.model = comparisonModelOf(model);
                    const Watch watch = watchOf(progress);
                    return arrayOf(unlocked([&] {
                        const auto [one, other] = withComparer([&](Comparer& comparer) {
-                           return comparer.analyzePair(firstPhotograph, secondPhotograph, options, watch);
+                           return comparer.analyzePair(firstPhotograph.image, secondPhotograph.image, options, watch);
                        });
                        return compareDistributions(one.distributions(), other.distributions());
                    }));

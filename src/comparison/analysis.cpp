@@ -65,6 +65,23 @@ Comparer& Comparer::operator=(Comparer&& other) noexcept = default;
 
 Analysis Comparer::analyzed(const cv::Mat& photograph, const AnalysisOptions& options, const Diagnostics& diagnostics,
                             std::size_t place, const std::function<void()>& stepDone) {
+    if (options.order == ChannelOrder::rgb && !photograph.empty() && photograph.dims <= 2 &&
+        photograph.channels() == 3) {
+        if (photograph.type() != CV_8UC3 || options.maps || diagnostics.wantsFiles()) {
+            AnalysisOptions ofBgr = options;
+            ofBgr.order = ChannelOrder::bgr;
+            cv::Mat bgr(photograph.size(), photograph.type());
+            const int fromTo[] = {0, 2, 1, 1, 2, 0};
+            cv::mixChannels(&photograph, 1, &bgr, 1, fromTo, 3);
+            return analyzed(bgr, ofBgr, diagnostics, place, stepDone);
+        }
+        ColorCounter& counter = tables_->counter(place);
+        counter.begin(photograph.total());
+        counter.add(photograph, ChannelOrder::rgb);
+        DistinctColors counted = counter.finish();
+        stepDone();
+        return analysisOf({std::move(counted.bgr), std::move(counted.counts), photograph.size()}, options, stepDone);
+    }
     Analysis analysis;
     analysis.size_ = photograph.size();
     analysis.backgroundLuminance_ = backgroundUnder(options.model, photograph.size());

@@ -41,9 +41,11 @@ constexpr auto nibblesTable = [] {
     return table;
 }();
 
-void slotsByTable(const uchar* bgr, std::size_t count, std::uint32_t* slots) {
-    for (std::size_t i = 0; i < count; ++i, bgr += 3) {
-        slots[i] = spreadTables[0][bgr[0]] | spreadTables[1][bgr[1]] | spreadTables[2][bgr[2]];
+void slotsByTable(const uchar* pixels, std::size_t count, std::uint32_t* slots, ChannelOrder order) {
+    const std::size_t blue = order == ChannelOrder::bgr ? 0 : 2;
+    const std::size_t red = 2 - blue;
+    for (std::size_t i = 0; i < count; ++i, pixels += 3) {
+        slots[i] = spreadTables[0][pixels[blue]] | spreadTables[1][pixels[1]] | spreadTables[2][pixels[red]];
     }
 }
 
@@ -64,19 +66,21 @@ __attribute__((target("avx2"))) inline __m256i interleaveNibbles(__m256i nibbles
 }
 
 /// @return  how many were done: the rest is too close to the end for whole vectors
-__attribute__((target("avx2"))) std::size_t slotsByShuffle(const uchar* bgr, std::size_t count, std::uint32_t* slots) {
-    // Four pixels of twelve bytes in each half, a zero behind each.
-    const __m256i apart =
-        _mm256_broadcastsi128_si256(_mm_setr_epi8(0, 1, 2, -1, 3, 4, 5, -1, 6, 7, 8, -1, 9, 10, 11, -1));
+__attribute__((target("avx2"))) std::size_t slotsByShuffle(const uchar* pixels, std::size_t count, std::uint32_t* slots,
+                                                           ChannelOrder order) {
+    // Four pixels of twelve bytes in each half, each as B, G, R and a zero.
+    const __m256i apart = _mm256_broadcastsi128_si256(
+        order == ChannelOrder::bgr ? _mm_setr_epi8(0, 1, 2, -1, 3, 4, 5, -1, 6, 7, 8, -1, 9, 10, 11, -1)
+                                   : _mm_setr_epi8(2, 1, 0, -1, 5, 4, 3, -1, 8, 7, 6, -1, 11, 10, 9, -1));
     const __m256i lowNibble = _mm256_set1_epi8(15);
     std::size_t i = 0;
-    for (; i + 10 <= count; i += 8, bgr += 24) {  // reads 28 bytes
-        const __m128i first = _mm_loadu_si128(reinterpret_cast<const __m128i*>(bgr));
-        const __m128i second = _mm_loadu_si128(reinterpret_cast<const __m128i*>(bgr + 12));
-        const __m256i pixels =
+    for (; i + 10 <= count; i += 8, pixels += 24) {  // reads 28 bytes
+        const __m128i first = _mm_loadu_si128(reinterpret_cast<const __m128i*>(pixels));
+        const __m128i second = _mm_loadu_si128(reinterpret_cast<const __m128i*>(pixels + 12));
+        const __m256i eight =
             _mm256_shuffle_epi8(_mm256_inserti128_si256(_mm256_castsi128_si256(first), second, 1), apart);
-        const __m256i low = interleaveNibbles(_mm256_and_si256(pixels, lowNibble));
-        const __m256i high = interleaveNibbles(_mm256_and_si256(_mm256_srli_epi16(pixels, 4), lowNibble));
+        const __m256i low = interleaveNibbles(_mm256_and_si256(eight, lowNibble));
+        const __m256i high = interleaveNibbles(_mm256_and_si256(_mm256_srli_epi16(eight, 4), lowNibble));
         _mm256_storeu_si256(reinterpret_cast<__m256i*>(slots + i), _mm256_or_si256(low, _mm256_slli_epi32(high, 12)));
     }
     return i;
@@ -86,15 +90,15 @@ __attribute__((target("avx2"))) std::size_t slotsByShuffle(const uchar* bgr, std
 
 }  // namespace
 
-void colorSlots(const uchar* bgr, std::size_t count, std::uint32_t* slots) {
+void colorSlots(const uchar* pixels, std::size_t count, std::uint32_t* slots, ChannelOrder order) {
     std::size_t done = 0;
 #ifdef LIKENESS_HAVE_AVX2_SLOTS
     static const bool supported = __builtin_cpu_supports("avx2") != 0;
     if (supported) {
-        done = slotsByShuffle(bgr, count, slots);
+        done = slotsByShuffle(pixels, count, slots, order);
     }
 #endif
-    slotsByTable(bgr + 3 * done, count - done, slots + done);
+    slotsByTable(pixels + 3 * done, count - done, slots + done, order);
 }
 
 cv::Vec3b colorOfSlot(std::uint32_t slot) noexcept {

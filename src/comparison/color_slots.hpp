@@ -5,6 +5,8 @@
 // stays in the cache and touches few pages.
 #pragma once
 
+#include <likeness/comparison/channel_order.hpp>
+
 #include <opencv2/core.hpp>
 
 #include <cstddef>
@@ -14,9 +16,10 @@ namespace likeness {
 
 inline constexpr std::size_t colorSlotCount = std::size_t{1} << 24;
 
-/// slots[i] = place of the colour bgr[3 i], bgr[3 i + 1], bgr[3 i + 2]: bit k of B, G and R are bits 3 k, 3 k + 1 and
-/// 3 k + 2.
-void colorSlots(const uchar* bgr, std::size_t count, std::uint32_t* slots);
+/// slots[i] = place of the colour pixels[3 i], pixels[3 i + 1], pixels[3 i + 2]: bit k of B, G and R are bits 3 k,
+/// 3 k + 1 and 3 k + 2.
+/// @param order  that of the pixels' channels; the same colour has the same place in both
+void colorSlots(const uchar* pixels, std::size_t count, std::uint32_t* slots, ChannelOrder order = ChannelOrder::bgr);
 
 /// The colour of a place.
 cv::Vec3b colorOfSlot(std::uint32_t slot) noexcept;

@@ -20,7 +20,7 @@ constexpr std::size_t blockSize = 1024;
 
 /// Calls visit(slots, count) for the pixels' places, row by row, some at a time.
 template <typename Visit>
-void forEachBlockOfSlots(const cv::Mat& photograph, Visit visit) {
+void forEachBlockOfSlots(const cv::Mat& photograph, ChannelOrder order, Visit visit) {
     std::uint32_t slots[blockSize];
     const ImageWalk walk = walkOver(photograph);
     for (int i = 0; i < walk.rows; ++i) {
@@ -28,7 +28,7 @@ void forEachBlockOfSlots(const cv::Mat& photograph, Visit visit) {
         const auto cols = static_cast<std::size_t>(walk.cols);
         for (std::size_t first = 0; first < cols; first += blockSize) {
             const std::size_t count = std::min(blockSize, cols - first);
-            colorSlots(row + 3 * first, count, slots);
+            colorSlots(row + 3 * first, count, slots, order);
             visit(slots, count);
         }
     }
@@ -124,7 +124,7 @@ void ColorCounter::begin(std::size_t pixels) {
     }
 }
 
-void ColorCounter::add(const cv::Mat& rows) {
+void ColorCounter::add(const cv::Mat& rows, ChannelOrder order) {
     requireType("ColorCounter::add", CV_8UC3, {{"rows", rows}});
     entered_ += rows.total();
     if (way_ == Way::none || entered_ > expected_) {
@@ -132,13 +132,13 @@ void ColorCounter::add(const cv::Mat& rows) {
     }
     if (way_ == Way::sorted) {
         std::uint32_t* place = slots_.data() + (entered_ - rows.total());
-        forEachBlockOfSlots(rows, [&place](const std::uint32_t* slots, std::size_t count) {
+        forEachBlockOfSlots(rows, order, [&place](const std::uint32_t* slots, std::size_t count) {
             place = std::copy_n(slots, count, place);
         });
     } else if (way_ == Way::inTableOfPieces) {
-        enter<true>(rows);
+        enter<true>(rows, order);
     } else {
-        enter<false>(rows);
+        enter<false>(rows, order);
     }
 }
 
@@ -190,7 +190,7 @@ std::size_t ColorCounter::takeOutSorted() {
 }
 
 template <bool tracksPieces>
-void ColorCounter::enter(const cv::Mat& photograph) {
+void ColorCounter::enter(const cv::Mat& photograph, ChannelOrder order) {
     // An entry of one byte keeps the table in the cache. It counts from 1 to 255; the next pixel of the colour carries
     // 255 over and leaves 1.
     std::uint8_t* const entries = counts_.data();
@@ -208,7 +208,7 @@ void ColorCounter::enter(const cv::Mat& photograph) {
     };
     // Neighbours are often of one colour, and an increment waits for the last one of its entry: four places of the
     // block take turns.
-    forEachBlockOfSlots(photograph, [&enterOne](const std::uint32_t* slots, std::size_t count) {
+    forEachBlockOfSlots(photograph, order, [&enterOne](const std::uint32_t* slots, std::size_t count) {
         const std::size_t quarter = count / 4;
         for (std::size_t i = 0; i < quarter; ++i) {
             enterOne(slots[i]);
@@ -279,7 +279,7 @@ cv::Mat ColorCounter::indicesBy(const cv::Mat& photograph, PlaceOf placeOf) {
     }
     cv::Mat indices(photograph.size(), CV_32S, indices_.data());
     auto* index = reinterpret_cast<std::uint32_t*>(indices_.data());  // without gaps: row follows row
-    forEachBlockOfSlots(photograph, [&](const std::uint32_t* slots, std::size_t count) {
+    forEachBlockOfSlots(photograph, ChannelOrder::bgr, [&](const std::uint32_t* slots, std::size_t count) {
         for (std::size_t i = 0; i < count; ++i) {
             *index++ = placeOf(slots[i]);
         }

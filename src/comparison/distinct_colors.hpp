@@ -4,6 +4,7 @@
 // photograph of 18 million pixels holds a few hundred thousand colours, so the chain runs once a colour.
 #pragma once
 
+#include <likeness/comparison/channel_order.hpp>
 #include "numerics/huge_pages.hpp"
 
 #include <opencv2/core.hpp>
@@ -46,8 +47,9 @@ public:
     /// @param pixels  of the photograph; exactly so many are added before `finish`
     void begin(std::size_t pixels);
 
-    /// @param rows  CV_8UC3, of any size
-    void add(const cv::Mat& rows);
+    /// @param rows   CV_8UC3, of any size
+    /// @param order  of their channels; the colours that are found are B, G, R
+    void add(const cv::Mat& rows, ChannelOrder order = ChannelOrder::bgr);
 
     DistinctColors finish();
 
@@ -67,7 +69,7 @@ private:
 
     void clear() noexcept;
     template <bool tracksPieces>
-    void enter(const cv::Mat& photograph);
+    void enter(const cv::Mat& photograph, ChannelOrder order);
     /// @return  how many colours there are, in `slots_` and `pixels_`
     std::size_t takeOut();
     std::size_t takeOutSorted();

@@ -2,12 +2,16 @@
 
 #include <likeness/color/unit_image.hpp>
 #include <likeness/comparison/photograph_comparison.hpp>
+#include "support/mat_matchers.hpp"
 #include "support/quiet_call.hpp"
 #include "support/test_images.hpp"
 
 #include <gtest/gtest.h>
+#include <opencv2/imgproc.hpp>
 
 #include <cmath>
+#include <optional>
+#include <stdexcept>
 #include <string>
 #include <thread>
 #include <utility>
@@ -160,6 +164,51 @@ TEST(Compare, HasTheBitsOfTheComparisonOfPhotographs) {
         expectEqual(comparer.compare(first, first), comparePhotographs(first, first));
     }
     expectEqual(comparer.compare(cv::Mat(), all[0]), comparePhotographs(cv::Mat(), all[0]));
+}
+
+TEST(Analyze, TakesBothOrdersOfTheChannels) {
+    ComparisonModel published;
+    published.kind = AppearanceModelKind::ciecam16;
+    for (const cv::Mat& photograph : photographs()) {
+        for (const int depth : {CV_8U, CV_16U, CV_32F}) {
+            for (const bool maps : {false, true}) {
+                for (const ComparisonModel& model : {ComparisonModel(), published}) {
+                    cv::Mat bgr;
+                    photograph.convertTo(bgr, depth, depth == CV_8U ? 1 : depth == CV_16U ? 257 : 1 / 255.0);
+                    cv::Mat rgb;
+                    cv::cvtColor(bgr, rgb, cv::COLOR_BGR2RGB);
+                    AnalysisOptions options{maps, model, HueWeights::pixels};
+                    const auto seen = [&options](const cv::Mat& image) -> std::optional<Analysis> {
+                        try {
+                            return analyze(image, options);
+                        } catch (const std::invalid_argument&) {
+                            return std::nullopt;  // a published model has no white of black
+                        }
+                    };
+                    const std::optional<Analysis> expected = seen(bgr);
+                    options.order = ChannelOrder::rgb;
+                    const std::optional<Analysis> actual = seen(testing::withGaps(rgb));
+                    ASSERT_EQ(actual.has_value(), expected.has_value());
+                    if (!expected) {
+                        continue;
+                    }
+                    expectEqual(actual->distributions(), expected->distributions());
+                    EXPECT_EQ(actual->distributions().hue, expected->distributions().hue);
+                    EXPECT_EQ(actual->size(), expected->size());
+                    EXPECT_EQ(actual->backgroundLuminance(), expected->backgroundLuminance());
+                    ASSERT_EQ(actual->hasMaps(), maps);
+                    if (maps) {
+                        EXPECT_MAT_EQUAL(actual->map(&AppearanceMaps::chroma), expected->map(&AppearanceMaps::chroma));
+                    }
+                }
+            }
+        }
+    }
+    AnalysisOptions options;
+    options.order = ChannelOrder::rgb;
+    EXPECT_EQ(analyze(cv::Mat(), options).size(), cv::Size());
+    EXPECT_THROW(analyze(cv::Mat(3, 3, CV_8UC4), options), std::invalid_argument);
+    EXPECT_THROW(analyze(cv::Mat(3, 3, CV_8U), options), std::invalid_argument);
 }
 
 TEST(Comparer, ReportsItsSteps) {

@@ -3,6 +3,7 @@
 #include "support/test_images.hpp"
 
 #include <gtest/gtest.h>
+#include <opencv2/imgproc.hpp>
 
 #include <vector>
 
@@ -32,6 +33,20 @@ TEST(ColorSlots, InterleaveTheBitsOfTheChannels) {
             }
             EXPECT_EQ(slots.back(), 7U) << "nothing behind the last";
         }
+    }
+}
+
+TEST(ColorSlots, AreTheSameInBothOrders) {
+    const cv::Mat photograph = testing::randomPhotograph({300, 1}, 2);
+    cv::Mat rgb;
+    cv::cvtColor(photograph, rgb, cv::COLOR_BGR2RGB);
+    for (int count = 0; count < 60; ++count) {
+        std::vector<std::uint32_t> slots(static_cast<std::size_t>(count) + 1, 7U);
+        colorSlots(rgb.ptr<uchar>(0, 5), static_cast<std::size_t>(count), slots.data(), ChannelOrder::rgb);
+        for (int i = 0; i < count; ++i) {
+            ASSERT_EQ(slots[static_cast<std::size_t>(i)], literalSlot(photograph.at<cv::Vec3b>(0, 5 + i)));
+        }
+        EXPECT_EQ(slots.back(), 7U) << "nothing behind the last";
     }
 }
 

@@ -52,6 +52,23 @@ def test_any_strides_give_the_same_bits(dtype):
         assert np.array_equal(before, np.array(array)), name
 
 
+@pytest.mark.parametrize("size", [(48, 64), (700, 900)])
+def test_photographs_lie_in_memory_in_either_order(size):
+    first, second = made(1, *size), made(2, *size)
+    expected = likeness.compare(first, second)
+
+    def reversed_in_memory(photograph):
+        return np.ascontiguousarray(photograph[..., ::-1])[..., ::-1]
+
+    for one in (first, reversed_in_memory(first)):
+        for other in (second, reversed_in_memory(second)):
+            assert likeness.compare(one, other) == expected
+            assert likeness.analyze(one) == likeness.analyze(first)
+    padded = np.zeros((size[0], size[1] + 3, 3), np.uint8)
+    padded[:, : size[1]] = first
+    assert likeness.compare(padded[:, : size[1]], second) == expected
+
+
 def test_results_can_be_written_and_outlive_their_arguments():
     photograph = made(1, dtype=np.float32)
     unit = likeness.to_unit(photograph)

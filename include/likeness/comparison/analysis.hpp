@@ -2,6 +2,7 @@
 /// Photographs analysed once and compared as often as is wanted.
 #pragma once
 
+#include <likeness/comparison/channel_order.hpp>
 #include <likeness/comparison/comparison_model.hpp>
 #include <likeness/comparison/perceptual_metrics.hpp>
 #include <likeness/comparison/photograph_comparison.hpp>
@@ -29,6 +30,9 @@ struct AnalysisOptions {
     ComparisonModel model = {};
     /// Whether the distribution of the hue is wanted too, and what a pixel counts in it.
     std::optional<HueWeights> hue = {};
+    /// Order of the photograph's channels. Bytes without maps are counted as they stand; others are put in order first,
+    /// in memory of their own.
+    ChannelOrder order = ChannelOrder::bgr;
 };
 
 /// How a photograph looks: what `analyze` found. Copies share their maps and are cheap.
@@ -79,7 +83,8 @@ private:
 /// Analyses a photograph: the distributions of its appearance correlates, under the default model the same bits as
 /// `appearanceDistributions`.
 ///
-/// @param photograph  any depth that `toUnit` takes, B, G, R, fewer than 2^31 pixels; not modified. Floats
+/// @param photograph  any depth that `toUnit` takes, B, G, R unless `options.order` says otherwise, fewer than 2^31
+///                    pixels; not modified. Floats
 ///                    outside 0..1 are taken as they are
 /// @param watch       its receiver gets the dumps of `perceptualMetrics`, under the default model alone; four steps: the
 ///                    colours counted, adapted or their white found, their correlates and the distributions made
