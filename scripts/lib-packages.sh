@@ -111,7 +111,7 @@ python_packages=(python3 python3-dev python3-numpy pybind11-dev)
 
 # What its tests and examples need on top.
 python_test_packages=(python3-pytest python3-hypothesis mypy python3-pip python3-setuptools python3-wheel python3-pandas
-    python3-matplotlib python3-skimage)
+    python3-matplotlib python3-skimage python3-distributed)
 
 # What the tests and benchmarks need on top.
 test_packages=(libgtest-dev libbenchmark-dev pkg-config chromium zsh groff-base python3-colorspacious

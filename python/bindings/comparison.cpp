@@ -88,19 +88,6 @@ std::array<float, 5> arrayOf(const LikenessCoefficients& coefficients) {
     return {coefficients[0], coefficients[1], coefficients[2], coefficients[3], coefficients[4]};
 }
 
-std::optional<HueWeights> hueOf(const std::optional<std::string>& weights) {
-    if (!weights) {
-        return std::nullopt;
-    }
-    if (*weights == "pixels") {
-        return HueWeights::pixels;
-    }
-    if (*weights == "chroma") {
-        return HueWeights::chroma;
-    }
-    throw std::invalid_argument("hue: '" + *weights + "' is none of pixels, chroma");
-}
-
 /// Keeps its tables from one call of a thread to the next, so that small photographs take microseconds. What `progress`
 /// or a handler of a signal calls meanwhile on the same thread has tables of its own.
 template <typename Use>
@@ -175,7 +162,7 @@ void bindComparison(py::module_& module) {
         AnalysisOptions options;
         options.order = orderOf(photograph);
         options.model = comparisonModelOf(model);
-        options.hue = hueOf(hue);
+        options.hue = hueWeightsOf(hue);
         options.maps = maps;
         const Watch watch = watchOf(progress);
         const Analysis analysis = unlocked([&] {

@@ -26,17 +26,6 @@ namespace {
 
 namespace py = pybind11;
 
-/// @param profile  "embedded", "ignore", or a name or file for photographs without one
-ProfileChoice profileChoiceOf(const std::string& profile) {
-    ProfileChoice choice;
-    if (profile == "ignore") {
-        choice.ignore = true;
-    } else if (profile != "embedded") {
-        choice.assumed = profileAsked("profile", profile);
-    }
-    return choice;
-}
-
 /// Keeps what is said while files are written.
 class KeptWords final : public FileAccess {
 public:
@@ -80,9 +69,7 @@ py::tuple analyzeFile(const std::string& path, const py::tuple& model, const std
                       const std::string& profile, std::uint64_t mostPixels) {
     AnalysisOptions options;
     options.model = comparisonModelOf(model);
-    if (hue) {
-        options.hue = *hue == "chroma" ? HueWeights::chroma : HueWeights::pixels;
-    }
+    options.hue = hueWeightsOf(hue);
     const PhotographAnalysis analysis = unlocked([&] {
         thread_local AnalysisTables tables;
         return analyzePhotograph(path, tables, mostPixels, options, profileChoiceOf(profile));

@@ -176,6 +176,29 @@ py::tuple tupleOf(const ViewingConditions& conditions) {
 
 }  // namespace
 
+std::optional<HueWeights> hueWeightsOf(const std::optional<std::string>& weights) {
+    if (!weights) {
+        return std::nullopt;
+    }
+    if (*weights == "pixels") {
+        return HueWeights::pixels;
+    }
+    if (*weights == "chroma") {
+        return HueWeights::chroma;
+    }
+    throw std::invalid_argument("hue: '" + *weights + "' is none of pixels, chroma");
+}
+
+ProfileChoice profileChoiceOf(const std::string& profile) {
+    ProfileChoice choice;
+    if (profile == "ignore") {
+        choice.ignore = true;
+    } else if (profile != "embedded") {
+        choice.assumed = profileAsked("profile", profile);
+    }
+    return choice;
+}
+
 ViewingConditions conditionsOf(const py::tuple& conditions) {
     const auto white = conditions[0].cast<Triple>();
     const auto surround = conditions[3].cast<Triple>();

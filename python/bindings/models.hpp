@@ -2,8 +2,12 @@
 #pragma once
 
 #include <likeness/comparison/comparison_model.hpp>
+#include "photofile/managed_colors.hpp"
 
 #include <pybind11/pybind11.h>
+
+#include <optional>
+#include <string>
 
 namespace likeness::python {
 
@@ -15,5 +19,11 @@ AppearanceModelKind modelKindOf(const std::string& name);
 
 /// @param model  kind, conditions, picture white, white, black, background or None
 ComparisonModel comparisonModelOf(const pybind11::tuple& model);
+
+/// @param weights  "pixels", "chroma" or none
+std::optional<HueWeights> hueWeightsOf(const std::optional<std::string>& weights);
+
+/// @param profile  "embedded", "ignore", or a name or file for photographs without one
+ProfileChoice profileChoiceOf(const std::string& profile);
 
 }  // namespace likeness::python

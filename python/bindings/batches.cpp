@@ -1,0 +1,147 @@
+// Batches of pairs, recorded as the program `darkroom batch` records them.
+#include "calls.hpp"
+#include "models.hpp"
+
+#include "batch/batch_run.hpp"
+#include "batch/output_lock.hpp"
+#include "batch/pair_list.hpp"
+#include "batch/result_merge.hpp"
+#include "files/refusal.hpp"
+#include "files/replaced_file.hpp"
+
+#include <pybind11/stl.h>
+
+#include <cstdint>
+#include <filesystem>
+#include <memory>
+#include <optional>
+#include <string>
+#include <utility>
+#include <vector>
+
+namespace likeness::python {
+namespace {
+
+namespace py = pybind11;
+
+/// The reason to end that a function of Python's gave, carried over the threads of the run.
+class Interruption {
+public:
+    explicit Interruption(py::object progress) : progress_(std::move(progress)) {}
+
+    void showProgress(const std::string& line) {
+        if (line.empty() || progress_.is_none() || error_) {
+            return;
+        }
+        const py::gil_scoped_acquire acquire;
+        try {
+            const py::object answer = progress_(line);
+            cancelled_ = cancelled_ || answer.is(py::bool_(false));
+        } catch (py::error_already_set& error) {
+            error_ = std::make_unique<py::error_already_set>(std::move(error));
+        }
+    }
+
+    bool stops() {
+        if (!error_ && !cancelled_) {
+            const py::gil_scoped_acquire acquire;
+            if (PyErr_CheckSignals() != 0) {
+                error_ = std::make_unique<py::error_already_set>();
+            }
+        }
+        return error_ || cancelled_;
+    }
+
+    /// Needs the interpreter's lock.
+    void rethrow() {
+        if (error_) {
+            throw py::error_already_set(std::move(*error_));
+        }
+    }
+
+private:
+    py::object progress_;
+    std::unique_ptr<py::error_already_set> error_;
+    bool cancelled_ = false;
+};
+
+ResultFile outputOf(const std::string& path, bool resume) {
+    ResultFile file;
+    file.path = behindLinks(path);
+    file.format = resultFormatOf("output", path);
+    std::error_code error;
+    const std::filesystem::file_status status = std::filesystem::status(file.path, error);
+    if (std::filesystem::exists(status) && !std::filesystem::is_regular_file(status)) {
+        throw Refusal("output: '" + path + "' is not a regular file");
+    }
+    if (!resume && (std::filesystem::exists(status) || std::filesystem::exists(previousResults(file.path), error))) {
+        throw Refusal("output: '" + path + "' exists; resume=True goes on with it");
+    }
+    return file;
+}
+
+py::tuple runBatch(const std::string& list, const std::string& output, std::pair<std::uint32_t, std::uint32_t> shard,
+                   const std::string& root, const py::tuple& model, const std::optional<std::string>& hue,
+                   const std::string& profile, bool resume, bool retryFailed, unsigned jobs, std::size_t cache,
+                   std::uint64_t mostPixels, const py::object& progress) {
+    BatchOptions options;
+    options.root = root;
+    options.retryFailed = retryFailed;
+    options.jobs = jobs;
+    options.cache = cache;
+    options.mostPixels = mostPixels;
+    options.analysis.model = comparisonModelOf(model);
+    options.analysis.hue = hueWeightsOf(hue);
+    options.profiles = profileChoiceOf(profile);
+    Interruption interruption(progress);
+    std::vector<std::string> warnings;
+    BatchEvents events;
+    events.warn = [&warnings](const std::string& line) { warnings.push_back(line); };
+    events.progress = [&interruption](const std::string& line) { interruption.showProgress(line); };
+    events.stops = [&interruption] { return interruption.stops(); };
+    const BatchEnd end = unlocked([&] {
+        ResultFile file = outputOf(output, resume);
+        const PairList pairs = readPairs(list, std::nullopt, {shard.first, shard.second});
+        file.columns = pairs.columns();
+        if (options.analysis.hue) {
+            file.columns.emplace_back(hueColumn);
+        }
+        return BatchRun(pairs, file, options, events).run();
+    });
+    interruption.rethrow();
+    return py::make_tuple(end.pairs, end.recorded, end.done, end.summary.failed(), end.seconds, warnings);
+}
+
+py::tuple mergeResults(const std::vector<std::string>& inputs, const std::string& output, bool overwrite) {
+    std::string assumption;
+    std::uint64_t pairs = 0;
+    std::uint64_t failed = 0;
+    unlocked([&] {
+        resultFormatOf("output", output);
+        std::error_code error;
+        const bool isThere = std::filesystem::exists(output, error);
+        if (!overwrite && isThere) {
+            throw Refusal("output: '" + output + "' exists; overwrite=True replaces it");
+        }
+        // A batch that goes on with the file that is to be replaced would write into nothing.
+        std::optional<OutputLock> lock;
+        if (std::filesystem::is_regular_file(output, error)) {
+            lock.emplace(output);
+        }
+        const ResultMerge merge(inputs, output);
+        merge.write(output, overwrite);
+        assumption = merge.assumption();
+        pairs = merge.pairs();
+        failed = merge.failed();
+    });
+    return py::make_tuple(pairs, failed, assumption);
+}
+
+}  // namespace
+
+void bindBatches(py::module_& module) {
+    module.def("run_batch", runBatch);
+    module.def("merge_results", mergeResults);
+}
+
+}  // namespace likeness::python
