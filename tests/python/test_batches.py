@@ -8,6 +8,7 @@ import sys
 import time
 
 import likeness
+import numpy as np
 import pytest
 from conftest import root
 
@@ -17,7 +18,8 @@ def many_pairs(photos, tmp_path):
     """A list of small photographs, some of which cannot be read."""
     photograph = likeness.read(photos / "cat.jpg")[:120, :160]
     for number in range(12):
-        likeness.write(tmp_path / f"{number}.png", likeness.tint(photograph, (1, 1 - number / 40, 0.9), 0.5 + number / 40))
+        tinted = photograph * np.array([1, 1 - number / 40, 0.9]) * (0.5 + number / 40)
+        likeness.write(tmp_path / f"{number}.png", tinted.astype(np.uint8))
     (tmp_path / "none.png").write_bytes(b"no image")
     names = [f"{number}.png" for number in range(12)] + ["none.png", "missing.png"]
     lines = [f"{one}-{two},{tmp_path}/{one},{tmp_path}/{two},a note" for one in names for two in names]
