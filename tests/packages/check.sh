@@ -71,6 +71,27 @@ for name in likeness likeness-modules liblikeness-dev; do
     done
 done
 
+# Installed for real, with all that dpkg does, but into a folder of its own; only root can. What the packages depend on
+# stands outside of it.
+if [ "$(id -u)" -eq 0 ]; then
+    mkdir -p installed/var/lib/dpkg/info installed/var/lib/dpkg/updates
+    touch installed/var/lib/dpkg/status installed/var/lib/dpkg/available
+    into=(dpkg --force-depends --instdir="$scratch/installed" --admindir="$scratch/installed/var/lib/dpkg")
+    "${into[@]}" --install "$modules" "$programs" "$development" >install.log 2>&1 ||
+        { cat install.log && fail "dpkg does not install the packages"; }
+    for name in likeness likeness-modules liblikeness-dev; do
+        state=$(dpkg-query --admindir="$scratch/installed/var/lib/dpkg" -W -f '${Status} ${Version}' "$name")
+        [ "$state" = "install ok installed $version" ] || fail "$name is '$state'"
+    done
+    line=$(installed/usr/bin/likeness tiny.ppm tiny.ppm)
+    [ "$line" = "1,1,1,1,1" ] || fail "the installed likeness printed '$line' for a PPM file"
+    line=$(installed/usr/bin/darkroom compare "$photos/cat.jpg" "$photos/cat.jpg")
+    [ "$line" = "1,1,1,1,1" ] || fail "the installed darkroom printed '$line'"
+    "${into[@]}" --purge likeness likeness-modules liblikeness-dev >purge.log 2>&1 ||
+        { cat purge.log && fail "dpkg does not purge the packages"; }
+    [ -z "$(find installed/usr -type f)" ] || fail "purging leaves $(find installed/usr -type f)"
+fi
+
 dpkg-deb --extract "$development" development
 dpkg-deb --extract "$modules" development
 [ ! -e development/usr/bin ] || fail "$development has programs"
