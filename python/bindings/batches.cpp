@@ -29,13 +29,13 @@ class Interruption {
 public:
     explicit Interruption(py::object progress) : progress_(std::move(progress)) {}
 
-    void showProgress(const std::string& line) {
-        if (line.empty() || progress_.is_none() || error_) {
+    void showProgress(std::size_t recorded, std::size_t pairs) {
+        if (progress_.is_none() || error_) {
             return;
         }
         const py::gil_scoped_acquire acquire;
         try {
-            const py::object answer = progress_(line);
+            const py::object answer = progress_(recorded, pairs);
             cancelled_ = cancelled_ || answer.is(py::bool_(false));
         } catch (py::error_already_set& error) {
             error_ = std::make_unique<py::error_already_set>(std::move(error));
@@ -51,6 +51,8 @@ public:
         }
         return error_ || cancelled_;
     }
+
+    bool cancelled() const noexcept { return cancelled_; }
 
     /// Needs the interpreter's lock.
     void rethrow() {
@@ -97,7 +99,9 @@ py::tuple runBatch(const std::string& list, const std::string& output, std::pair
     std::vector<std::string> warnings;
     BatchEvents events;
     events.warn = [&warnings](const std::string& line) { warnings.push_back(line); };
-    events.progress = [&interruption](const std::string& line) { interruption.showProgress(line); };
+    events.recorded = [&interruption](std::size_t recorded, std::size_t all) {
+        interruption.showProgress(recorded, all);
+    };
     events.stops = [&interruption] { return interruption.stops(); };
     const BatchEnd end = unlocked([&] {
         ResultFile file = outputOf(output, resume);
@@ -109,7 +113,8 @@ py::tuple runBatch(const std::string& list, const std::string& output, std::pair
         return BatchRun(pairs, file, options, events).run();
     });
     interruption.rethrow();
-    return py::make_tuple(end.pairs, end.recorded, end.done, end.summary.failed(), end.seconds, warnings);
+    return py::make_tuple(end.pairs, end.recorded, end.done, end.summary.failed(), end.seconds,
+                          interruption.cancelled(), warnings);
 }
 
 py::tuple mergeResults(const std::vector<std::string>& inputs, const std::string& output, bool overwrite) {

@@ -4,9 +4,10 @@ from __future__ import annotations
 
 import os
 import warnings
-from typing import Callable, Iterable, NamedTuple, Optional, Union
+from typing import Iterable, NamedTuple, Optional, Union
 
 from . import _core
+from ._arrays import Progress
 from .files import PathLike, PhotographWarning
 from .models import ComparisonModel, model_of
 
@@ -40,7 +41,7 @@ def batch(
     jobs: int = 0,
     cache: int = 1000,
     max_pixels: Optional[int] = None,
-    progress: Optional[Callable[[str], object]] = None,
+    progress: Progress = None,
 ) -> BatchSummary:
     """Compares the pairs of a list and records every result: the same bytes as `darkroom batch`.
 
@@ -68,7 +69,7 @@ def batch(
     max_pixels : int, optional
         Photographs of more fail by their header; 2^29 unless given.
     progress : callable, optional
-        Called with a line that tells how far the run is; False ends it. What is recorded stays.
+        Called with the pairs recorded and of all pairs; False ends the run. What is recorded stays.
 
     Raises
     ------
@@ -100,10 +101,11 @@ def batch(
         _core.most_pixels if max_pixels is None else max_pixels,
         progress,
     )
-    for warning in recorded[-1]:
+    *numbers, cancelled, warned = recorded
+    for warning in warned:
         warnings.warn(warning, PhotographWarning, stacklevel=2)
-    summary = BatchSummary(*recorded[:-1])
-    if summary.recorded < summary.pairs:
+    summary = BatchSummary(*numbers)
+    if cancelled or summary.recorded < summary.pairs:
         raise _core.Cancelled(f"stopped: {summary.recorded} of {summary.pairs} pairs are recorded; resume=True does the others")
     return summary
 

@@ -172,6 +172,9 @@ void BatchRun::record(ResultWriter& writer, unsigned jobs) {
                 summary_.add(written.outcome);
                 failedNow_ += written.outcome.compared() ? 0U : 1U;
             }
+            if (events_.recorded) {
+                events_.recorded(recorded(), pairs_.size());
+            }
         }
         if (events_.stops && events_.stops()) {
             pool.stop();

@@ -39,7 +39,8 @@ struct BatchEvents {
     std::function<void(const std::string& line)> tell{};      ///< what was found and done
     std::function<void(const std::string& line)> warn{};      ///< what the user should know although the run goes on
     std::function<void(const std::string& line)> progress{};  ///< how far it is; an empty line when it ends
-    std::function<bool()> stops{};                            ///< asked several times a second; true: stop soon
+    std::function<void(std::size_t recorded, std::size_t pairs)> recorded{};  ///< some more pairs are in the file
+    std::function<bool()> stops{};  ///< asked several times a second; true: stop soon
 };
 
 /// What came of a run.

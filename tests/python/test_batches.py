@@ -37,12 +37,12 @@ def of_the_program(pairs, name):
 
 @pytest.mark.parametrize("extension", ["csv", "jsonl"])
 def test_results_are_those_of_the_program(darkroom, many_pairs, extension):
-    lines = []
+    steps = []
     output = many_pairs.parent / f"own.{extension}"
-    summary = likeness.batch(many_pairs, output, progress=lines.append)
+    summary = likeness.batch(many_pairs, output, progress=lambda done, total: steps.append((done, total)))
     assert output.read_bytes() == of_the_program(many_pairs, f"program.{extension}")
     assert (summary.pairs, summary.recorded, summary.done, summary.failed) == (196, 196, 196, 52)
-    assert lines and all(isinstance(line, str) for line in lines)
+    assert steps == sorted(steps) and steps[-1] == (196, 196)
     again = likeness.batch(many_pairs, output, resume=True)
     assert (again.done, again.failed) == (0, 52)
 
@@ -65,9 +65,9 @@ def test_parts_are_put_together(darkroom, many_pairs):
 def test_a_run_can_be_ended_and_gone_on_with(darkroom, many_pairs):
     output = many_pairs.parent / "own.csv"
     with pytest.raises(likeness.Cancelled, match="resume"):
-        likeness.batch(many_pairs, output, jobs=1, progress=lambda line: False)
+        likeness.batch(many_pairs, output, jobs=1, progress=lambda done, total: False)
     with pytest.raises(KeyError):
-        likeness.batch(many_pairs, output, jobs=1, resume=True, progress=lambda line: {}[line])
+        likeness.batch(many_pairs, many_pairs.parent / "other.csv", progress=lambda done, total: {}[done])
     likeness.batch(many_pairs, output, resume=True)
     assert output.read_bytes() == of_the_program(many_pairs, "program.csv")
 
