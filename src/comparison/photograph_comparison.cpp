@@ -173,20 +173,21 @@ void requirePhotograph(const cv::Mat& image) {
 
 }  // namespace
 
-AppearanceDistributions distributionsOf(const CorrelateCounts& counts) {
+AppearanceDistributions distributionsOf(const CorrelateCounts& counts, CountedIn unit) {
     AppearanceDistributions distributions;
     for (std::size_t k = 0; k < correlateNames.size(); ++k) {
-        distributions[k] = counts[k].probabilities();
+        distributions[k] = unit == CountedIn::pixels ? counts[k].probabilities() : counts[k].shares();
         distributions.nanShares[k] = counts[k].nanShare();
     }
     return distributions;
 }
 
 AppearanceDistributions distributionsUnderBackground(const DistinctColors& colors, float backgroundLuminance,
-                                                     const Diagnostics& diagnostics, const StepDone& stepDone) {
+                                                     const Diagnostics& diagnostics, const StepDone& stepDone,
+                                                     CountedIn unit) {
     CorrelateCounts counts;
     countCorrelatesByEstimate(colors, backgroundLuminance, counts, diagnostics, stepDone);
-    AppearanceDistributions distributions = distributionsOf(counts);
+    AppearanceDistributions distributions = distributionsOf(counts, unit);
     stepDone();
     return distributions;
 }
