@@ -3,6 +3,7 @@
 #include "batch/comparison_remarks.hpp"
 #include "comparison/modelled_appearance.hpp"
 #include "files/refusal.hpp"
+#include "photofile/counted_part.hpp"
 #include "photofile/photograph_reader.hpp"
 
 #include <cerrno>
@@ -30,7 +31,22 @@ void analyze(const std::string& path, AnalysisTables& tables, std::uint64_t most
             analysis.remarks.push_back(std::move(remark));
         }
     }
-    if (!options.hue && options.model == ComparisonModel()) {
+    AnalysisOptions ofPart = options;
+    try {
+        ofPart.weights = countedPart(path, photograph.bgr, profiles.part, mostPixels, analysis.remarks);
+    } catch (const Refusal& refusal) {
+        analysis.problem = std::string(": ") + refusal.what();
+        return;
+    }
+    analysis.countedPixels = ofPart.weights.countAll() ? 0 : ofPart.weights.wholePixels();
+    if (!ofPart.weights.countAll()) {
+        try {
+            analysis.distributions = likeness::analyze(photograph.bgr, ofPart).distributions();
+        } catch (const std::invalid_argument& problem) {
+            analysis.problem = pictureProblem(problem.what(), options.model);
+            return;
+        }
+    } else if (!options.hue && options.model == ComparisonModel()) {
         analysis.distributions = appearanceDistributions(photograph.bgr, tables.counter);
     } else {
         try {
@@ -106,8 +122,13 @@ PairOutcome compareAnalyses(const std::string& firstPath, const PhotographAnalys
     outcome.first = first.facts;
     outcome.second = second.facts;
     if (outcome.compared()) {
-        const std::string backgrounds =
-            backgroundRemark({first.facts.width, first.facts.height}, {second.facts.width, second.facts.height});
+        const auto pixelsOf = [](const PhotographAnalysis& analysis) {
+            return analysis.countedPixels != 0 ? analysis.countedPixels
+                                               : std::int64_t{analysis.facts.width} * analysis.facts.height;
+        };
+        const std::string backgrounds = first.countedPixels < 0 || second.countedPixels < 0
+                                            ? std::string()
+                                            : backgroundRemark(pixelsOf(first), pixelsOf(second));
         const bool drifts = options.model.kind == AppearanceModelKind::likeness && !options.model.background;
         if (drifts && !backgrounds.empty()) {
             append(outcome.remarks, backgrounds);

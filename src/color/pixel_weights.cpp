@@ -163,8 +163,10 @@ PixelWeights PixelWeights::ofMask(const cv::Mat& mask) {
     const int depth = mask.depth();
     const bool known = depth == CV_8U || depth == CV_16U || depth == CV_32F || depth == CV_64F;
     if (mask.dims > 2 || !known || (mask.channels() != 1 && mask.channels() != 3)) {
-        refuseArgument("mask", "it must have one channel, or three that are equal, of 8 or 16 bits, float or double, "
-                               "not " + cv::typeToString(mask.type()));
+        refuseArgument("mask",
+                       "it must have one channel, or three that are equal, of 8 or 16 bits, float or double, "
+                       "not " +
+                           cv::typeToString(mask.type()));
     }
     const cv::Mat only = oneChannelOf(mask);
     if (depth == CV_32F) {

@@ -339,7 +339,8 @@ cv::Mat unitColors(const cv::Mat& bgr) {
 }
 
 /// @param colorsAdapted  called when the colours are adapted
-AppearanceMaps ownMaps(const ComparisonModel& model, float background, const cv::Mat& bgr, const StepDone& colorsAdapted) {
+AppearanceMaps ownMaps(const ComparisonModel& model, float background, const cv::Mat& bgr,
+                       const StepDone& colorsAdapted) {
     cv::Mat sharpened = adaptedBy(model, unitColors(bgr));
     colorsAdapted();
     if (model.white == WhiteResponse::brightest) {
@@ -482,8 +483,8 @@ AppearanceMaps mapsBesidePart(const cv::Mat& photograph, const PhotographColors&
         return publishedMaps(PublishedView(model, part), all, black);
     }
     const float background = backgroundUnder(model, part.pixels);
-    cv::Mat white = model.white == WhiteResponse::fixed ? cv::Mat(1, 1, CV_32FC3, cv::Scalar::all(1))
-                                                        : unitColors(part.bgr);
+    cv::Mat white =
+        model.white == WhiteResponse::fixed ? cv::Mat(1, 1, CV_32FC3, cv::Scalar::all(1)) : unitColors(part.bgr);
     white = adaptedBy(model, white);
     cv::Mat sharpened = adaptedBy(model, unitColors(all.bgr));
     return appearanceMapsBesideWhite(sharpened, background, greatestAchromaticResponse(white, background));

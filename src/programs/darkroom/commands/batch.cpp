@@ -17,9 +17,11 @@
 #include "console/model_options.hpp"
 #include "console/option_checks.hpp"
 #include "console/output_check.hpp"
+#include "console/part_options.hpp"
 #include "files/number_format.hpp"
 #include "files/refusal.hpp"
 #include "files/replaced_file.hpp"
+#include "photofile/counted_part.hpp"
 #include "photofile/decoder_remarks.hpp"
 
 #include <fmt/format.h>
@@ -59,6 +61,7 @@ struct Options {
     std::string archive;
     bool check = false;
     ModelOptions model;
+    PartOptions part;
 };
 
 double secondsSince(Clock::time_point begin) {
@@ -174,12 +177,13 @@ public:
           pairs_(pairs),
           file_(file),
           analysis_(analysis),
-          origin_{LIKENESS_VERSION, parameterFingerprint(analysis, console.profiles()), hueKind(file, analysis)},
+          profiles_(profilesWith(chosenPart(options.part), console.profiles())),
+          origin_{LIKENESS_VERSION, parameterFingerprint(analysis, profiles_), hueKind(file, analysis)},
           cache_(static_cast<std::size_t>(options.cache)),
           cores_(std::min(static_cast<unsigned>(threads()), processors())) {
         if (!options.archive.empty()) {
             archive_.emplace(options.archive);
-            if (!archive_->origin().agreesWith(originOf(analysis, console.profiles()))) {
+            if (!archive_->origin().agreesWith(originOf(analysis, profiles_))) {
                 throw Refusal("--archive: '" + options.archive + "' was made with other parameters (" +
                               archive_->origin().fingerprint + ", likeness " + archive_->origin().version +
                               ") than this batch has (" + origin_.parameters + ", likeness " + origin_.version + ")");
@@ -229,8 +233,8 @@ private:
         for (std::size_t k = earlier_.recorded; options_.cache > 0 && k < pairs_.size(); ++k) {
             if (known(k) == nullptr) {
                 const Pair pair = pairs_.at(k);
-                cache_.announce(located(pair.first));
-                cache_.announce(located(pair.second));
+                cache_.announce(keyOf(pair, Place::first));
+                cache_.announce(keyOf(pair, Place::second));
             }
         }
         cache_.announced();
@@ -306,8 +310,8 @@ private:
             }
             const Clock::time_point begin = Clock::now();
             const auto [first, second] = bench->analyze(
-                pair.first, pair.second,
-                [this](const std::string& path, AnalysisTables& tables) { return analysis(path, tables); });
+                keyOf(pair, Place::first), keyOf(pair, Place::second),
+                [this](const std::string& key, AnalysisTables& tables) { return analysis(key, tables); });
             ResultRecord record = recordOf(
                 pair, pairs_.total(), compareAnalyses(pair.first, *first, pair.second, *second, analysis_), origin_);
             record.milliseconds = 1000 * secondsSince(begin);
@@ -315,13 +319,34 @@ private:
         };
     }
 
-    AnalysisCache::Shared analysis(const std::string& path, AnalysisTables& tables) {
-        const std::string place = located(path);
-        return cache_.get(place, [&] {
+    enum class Place { first, second };
+
+    /// A photograph and its mask: their files, with a byte 0 between them where there is a mask.
+    std::string keyOf(const Pair& pair, Place place) const {
+        const bool ofFirst = place == Place::first;
+        std::string key = located(ofFirst ? pair.first : pair.second);
+        for (const CarriedValue& value : pair.carried) {
+            const bool given = value.kind == CarriedValue::Kind::text && !value.text.empty();
+            if (given && value.column == (ofFirst ? "first_mask" : "second_mask")) {
+                key += '\0' + located(value.text);
+            }
+        }
+        return key;
+    }
+
+    AnalysisCache::Shared analysis(const std::string& key, AnalysisTables& tables) {
+        return cache_.get(key, [&] {
+            const std::size_t end = key.find('\0');
+            const std::string place = key.substr(0, end);
+            if (end != std::string::npos) {
+                ProfileChoice masked = profiles_;
+                masked.part.mask = key.substr(end + 1);
+                return analyzePhotograph(place, tables, console_.mostPixels(), analysis_, masked);
+            }
             if (std::optional<PhotographAnalysis> archived = fromArchive(place)) {
                 return *std::move(archived);
             }
-            return analyzePhotograph(place, tables, console_.mostPixels(), analysis_, console_.profiles());
+            return analyzePhotograph(place, tables, console_.mostPixels(), analysis_, profiles_);
         });
     }
 
@@ -338,7 +363,9 @@ private:
                 return std::nullopt;
             }
             photograph.distributions = archive_->distributions(*entry);
-            return analysisOf(std::move(photograph));
+            PhotographAnalysis analysis = analysisOf(std::move(photograph));
+            analysis.countedPixels = profiles_.part.isWhole() ? 0 : -1;
+            return analysis;
         } catch (const ArchiveDamage&) {  // it is analysed
             return std::nullopt;
         }
@@ -377,6 +404,7 @@ private:
     const PairList& pairs_;
     const ResultFile& file_;
     AnalysisOptions analysis_;
+    ProfileChoice profiles_;
     ResultOrigin origin_;
     AnalysisCache cache_;
     std::optional<Archive> archive_;
@@ -409,8 +437,9 @@ ExitStatus runBatch(const Console& console, const Options& options) {
     }
     warnOfModel(console, model);
     if (console.verbose()) {
-        console.tell("parameters " + parameterFingerprint(analysis, console.profiles()) + ": " +
-                     comparisonParameters(analysis, console.profiles()));
+        const ProfileChoice profiles = profilesWith(chosenPart(options.part), console.profiles());
+        console.tell("parameters " + parameterFingerprint(analysis, profiles) + ": " +
+                     comparisonParameters(analysis, profiles));
     }
     return Run(console, options, pairs, file, analysis).run();
 }
@@ -419,9 +448,10 @@ ExitStatus runBatch(const Console& console, const Options& options) {
 
 Action declareBatch(CLI::App& app) {
     auto options = std::make_shared<Options>();
-    app.add_option("LIST", options->list.path,
-                   "List of pairs with the columns first, second and, if need be, id: CSV, TSV or JSON Lines; - reads "
-                   "standard input");
+    app.add_option(
+        "LIST", options->list.path,
+        "List of pairs with the columns first, second and, if need be, id, first_mask, second_mask: CSV, TSV or "
+        "JSON Lines; - reads standard input");
     addListOptions(app, options->list);
     app.add_option("--folders", options->folders,
                    optionText("In place of a list: two folders, whose image files are paired by relative path without "
@@ -473,6 +503,7 @@ Action declareBatch(CLI::App& app) {
     app.add_flag(
         "--check", options->check,
         optionText("With --archive: the SHA-256 of the file must agree, in place of size and time", "--check"));
+    addPartOptionsWithoutMask(app, options->part);
     addModelOptions(app, options->model);
     addHueOptions(app, options->model);
     return [options](const Console& console) { return runBatch(console, *options); };

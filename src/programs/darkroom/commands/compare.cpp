@@ -8,12 +8,14 @@
 #include "console/operation_watch.hpp"
 #include "console/option_checks.hpp"
 #include "console/output_check.hpp"
+#include "console/part_options.hpp"
 #include "console/progress.hpp"
 #include "console/text_output.hpp"
 #include "files/refusal.hpp"
 #include "files/standard_input.hpp"
 #include "pages/comparison_report.hpp"
 #include "pages/html_page.hpp"
+#include "photofile/counted_part.hpp"
 #include "photofile/image_input.hpp"
 #include "photofile/image_output.hpp"
 
@@ -39,6 +41,7 @@ struct Options {
     bool csv = false;
     bool distances = false;
     ModelOptions model;
+    PartOptions part;
 };
 
 /// File of a map in the folder that --maps names: "first_brightness.tif".
@@ -70,6 +73,9 @@ void checkOutputs(const Console& console, const Options& options) {
     }
     OutputPlan plan(console, {options.first, options.second});
     plan.mayRead(options.model.viewing.conditions);
+    for (const std::string& file : options.part.files()) {
+        plan.mayRead(file);
+    }
     if (!options.output.empty()) {
         plan.file("--output", options.output);
     }
@@ -148,10 +154,19 @@ void give(const Console& console, const Options& options, const ComparisonResult
     std::cout.flush();  // before what is said on standard error
 }
 
+AppearanceMaps countedOf(AppearanceMaps maps, const PixelWeights& weights) {
+    for (std::size_t k = 0; k < comparedCorrelates.size(); ++k) {
+        maps[k] = weights.countedOf(maps[k]);
+    }
+    maps.hueDegrees = weights.countedOf(maps.hueDegrees);
+    return maps;
+}
+
 /// @throws Refusal  if the model cannot see the photograph
-void refuseUnseen(const std::string& path, const cv::Mat& photograph, const AnalysisOptions& options) {
+void refuseUnseen(const std::string& path, const PhotographPart& part, AnalysisOptions options) {
+    options.weights = part.weights;
     try {
-        analyze(photograph, options);
+        analyze(part.photograph, options);
     } catch (const std::invalid_argument& problem) {
         throw Refusal("'" + path + '\'' + pictureProblem(problem.what(), options.model));
     }
@@ -175,29 +190,49 @@ ExitStatus compare(const Console& console, const Options& options) {
             "--dumps: the diagnostic files are those of the default model; leave out --hue and the options "
             "of the model");
     }
+    const auto parts = chosenParts(options.part);
+    const bool whole = parts.first.isWhole() && parts.second.isWhole();
+    if (console.diagnostics().wantsFiles() && !whole) {
+        throw Refusal(
+            "--dumps: the diagnostic files are those of whole photographs; leave out the options that say "
+            "what counts");
+    }
     checkOutputs(console, options);
     warnOfModel(console, result.model);
     std::pair<ProfileUse, ProfileUse> profiles;
-    const auto photographs = readPhotographPairAsCompared(console, options.first, options.second, &profiles);
+    auto photographs =
+        readPhotographPairAsCompared(PartAccess(console, parts.first), options.first, options.second, &profiles);
+    const PixelWeights firstWeights = countedPart(console, options.first, photographs.first, parts.first);
+    const PixelWeights secondWeights = countedPart(console, options.second, photographs.second, parts.second);
+    const PhotographPart firstPart{photographs.first, firstWeights};
+    const PhotographPart secondPart{photographs.second, secondWeights};
     result.first = {options.first, photographs.first.size(), profiles.first};
     result.second = {options.second, photographs.second.size(), profiles.second};
     const bool shown = !options.maps.empty() || !options.report.empty();
     const bool uniform = options.distances && result.model.isPublished();
+    if (uniform && !(firstWeights.areBinary() && secondWeights.areBinary())) {
+        throw Refusal(
+            "--distances: those of the uniform space count pixels or do not, and cannot weigh them; give "
+            "masks of black and white, or leave out --model");
+    }
     const AnalysisOptions analysis = result.model.analysis(shown || uniform);
     std::pair<Analysis, Analysis> analyses;
     {
         Progress progress(console, "comparing");
         try {
-            analyses =
-                Comparer().analyzePair(photographs.first, photographs.second, analysis, watchOf(console, progress));
+            analyses = Comparer().analyzePair(firstPart, secondPart, analysis, watchOf(console, progress));
         } catch (const std::invalid_argument&) {
             // Which of the two it is does not matter before one of them fails.
-            refuseUnseen(options.first, photographs.first, analysis);
-            refuseUnseen(options.second, photographs.second, analysis);
+            refuseUnseen(options.first, firstPart, analysis);
+            refuseUnseen(options.second, secondPart, analysis);
             throw;
         }
         result.coefficients = likeness::compare(analyses.first, analyses.second);
         result.hue = hueCoefficient(analyses.first.distributions(), analyses.second.distributions());
+    }
+    if (!whole) {
+        result.first.part = PartOfPhotograph{parts.first, analyses.first.countedPixels()};
+        result.second.part = PartOfPhotograph{parts.second, analyses.second.countedPixels()};
     }
     checkAppearance(console, options.first, analyses.first.distributions());
     checkAppearance(console, options.second, analyses.second.distributions());
@@ -205,7 +240,8 @@ ExitStatus compare(const Console& console, const Options& options) {
         result.distances = distancesOf(analyses.first.distributions(), analyses.second.distributions());
     }
     if (uniform && analyses.first.hasMaps() && analyses.second.hasMaps()) {
-        result.uniform = uniformDistances(analyses.first.maps(), analyses.second.maps());
+        result.uniform = uniformDistances(countedOf(analyses.first.maps(), firstWeights),
+                                          countedOf(analyses.second.maps(), secondWeights));
     }
     if (shown) {
         show(console, options, result, photographs, analyses);
@@ -214,7 +250,12 @@ ExitStatus compare(const Console& console, const Options& options) {
     if (!result.model.isDefault()) {
         console.tell(lineOf(result.model));
     }
-    const std::string backgrounds = backgroundRemark(result.first.size, result.second.size);
+    for (const ComparedPhotograph* photograph : {&result.first, &result.second}) {
+        if (photograph->part) {
+            console.tell(lineOfPart(photograph->path, photograph->part->countedPixels, photograph->size.area()));
+        }
+    }
+    const std::string backgrounds = backgroundRemark(result.first.backgroundPixels(), result.second.backgroundPixels());
     if (!result.model.isPublished() && !result.model.model.background && !backgrounds.empty()) {
         console.warn(backgrounds + ": this alone moves the coefficients; --background 20 gives both the same");
     }
@@ -273,6 +314,9 @@ Action declareCompare(CLI::App& app) {
         optionText("Give distances of the distributions too: by correlate, and under a published model in units "
                    "of its uniform space, with one total",
                    "--distances"));
+    addPartOptions(app, options->part);
+    addMaskOption(app, "--first-mask", options->part.firstMask, "the first photograph, in place of --mask");
+    addMaskOption(app, "--second-mask", options->part.secondMask, "the second photograph, in place of --mask");
     addModelOptions(app, options->model);
     addHueOptions(app, options->model);
     return [options](const Console& console) { return compare(console, *options); };
