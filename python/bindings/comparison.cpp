@@ -156,30 +156,33 @@ void bindComparison(py::module_& module) {
     module.def("hue_coefficient", hueCoefficient);
 
     module.def("analyze", [](const py::array& array, const py::tuple& model, const std::optional<std::string>& hue,
-                             bool maps, const py::object& progress) {
+                             bool maps, const py::object& mask, const py::object& progress) {
         const cv::Mat photograph = imageOf(array, "photograph", Channels::rgb);
         AnalysisOptions options;
         options.model = comparisonModelOf(model);
         options.hue = hueOf(hue);
         options.maps = maps;
+        options.weights = weightsOf(mask);
         const Watch watch = watchOf(progress);
         const Analysis analysis = unlocked([&] {
             return withComparer([&](Comparer& comparer) { return comparer.analyze(photograph, options, watch); });
         });
         return py::make_tuple(analysis.distributions(), analysis.size().height, analysis.size().width,
                               analysis.backgroundLuminance(),
-                              analysis.hasMaps() ? py::object(mapsOf(analysis)) : py::object(py::none()));
+                              analysis.hasMaps() ? py::object(mapsOf(analysis)) : py::object(py::none()),
+                              analysis.countedPixels());
     });
     module.def("compare",
-               [](const py::array& first, const py::array& second, const py::tuple& model, const py::object& progress) {
-                   const cv::Mat firstPhotograph = imageOf(first, "first", Channels::rgb);
-                   const cv::Mat secondPhotograph = imageOf(second, "second", Channels::rgb);
+               [](const py::array& first, const py::array& second, const py::tuple& model, const py::object& firstMask,
+                  const py::object& secondMask, const py::object& progress) {
+                   const PhotographPart firstPart{imageOf(first, "first", Channels::rgb), weightsOf(firstMask)};
+                   const PhotographPart secondPart{imageOf(second, "second", Channels::rgb), weightsOf(secondMask)};
                    AnalysisOptions options;
                    options.model = comparisonModelOf(model);
                    const Watch watch = watchOf(progress);
                    return arrayOf(unlocked([&] {
                        const auto [one, other] = withComparer([&](Comparer& comparer) {
-                           return comparer.analyzePair(firstPhotograph, secondPhotograph, options, watch);
+                           return comparer.analyzePair(firstPart, secondPart, options, watch);
                        });
                        return compareDistributions(one.distributions(), other.distributions());
                    }));
