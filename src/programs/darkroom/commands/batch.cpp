@@ -326,7 +326,9 @@ private:
         const bool ofFirst = place == Place::first;
         std::string key = located(ofFirst ? pair.first : pair.second);
         for (const CarriedValue& value : pair.carried) {
-            const bool given = value.kind == CarriedValue::Kind::text && !value.text.empty();
+            const bool given =
+                !value.text.empty() && (value.kind == CarriedValue::Kind::text ||
+                                        (value.kind == CarriedValue::Kind::json && value.text != "null"));
             if (given && value.column == (ofFirst ? "first_mask" : "second_mask")) {
                 key += '\0' + located(value.text);
             }

@@ -172,6 +172,11 @@ std::string comparisonCsv(const ComparisonResult& result) {
         addDistance("uniform_hue", result.uniform->hue);
         addDistance("uniform_total", result.uniform->total);
     }
+    if (result.first.part && result.second.part) {
+        names.insert(names.end(), {"first_counted_pixels", "second_counted_pixels"});
+        values.push_back(nineDigits(result.first.part->countedPixels));
+        values.push_back(nineDigits(result.second.part->countedPixels));
+    }
     if (!result.model.isDefault()) {
         names.emplace_back("model");
         values.push_back(modelParameters(result.model.model, result.model.hue));
