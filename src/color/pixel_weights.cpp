@@ -107,10 +107,15 @@ bool mark(const PhotographRegion& region, cv::Mat& weights) {
     bool any = false;
     for (int i = firstRow; i < endRow; ++i) {
         auto* const row = weights.ptr<ushort>(i);
+        if (!ellipse) {
+            std::fill(row + firstCol, row + std::max(firstCol, endCol), PixelWeights::whole);
+            any = any || firstCol < endCol;
+            continue;
+        }
         const double v = (i + 0.5 - (top + height / 2)) / (height / 2);
         for (int j = firstCol; j < endCol; ++j) {
             const double u = (j + 0.5 - (left + width / 2)) / (width / 2);
-            if (!ellipse || u * u + v * v <= 1) {
+            if (u * u + v * v <= 1) {
                 row[j] = PixelWeights::whole;
                 any = true;
             }
@@ -257,6 +262,10 @@ cv::Mat PixelWeights::countedOf(const cv::Mat& image) const {
     require("image", image);
     if (countAll()) {
         return image;
+    }
+    if (counted_ == static_cast<std::int64_t>(image.total()) && image.isContinuous() &&
+        counted_ <= std::numeric_limits<int>::max()) {
+        return image.reshape(0, 1);
     }
     if (counted_ > std::numeric_limits<int>::max()) {
         refuseArgument("image", "2^31 pixels and more cannot be counted apart");

@@ -33,10 +33,15 @@ ImageHeader headerOf(const std::string& path) {
 PixelWeights weightsOfMask(const std::string& path, const cv::Size& size, const PartChoice& choice,
                            std::uint64_t mostPixels, std::vector<std::string>& remarks) {
     const std::string& name = choice.mask;
-    if (headerOf(name).format == ImageFileFormat::radiance) {
+    const ImageHeader header = headerOf(name);
+    if (header.format == ImageFileFormat::radiance) {
         throw Refusal("'" + name + "' cannot be a mask: a Radiance file holds light; PNG, TIFF and OpenEXR hold masks");
     }
-    const PhotographRead read = readPhotograph(name, PhotographValues::stored, mostPixels);
+    // What holds grey and nothing else is not spread to three channels first.
+    const bool grey = header.channels == 1 && !header.alpha &&
+                      (header.format == ImageFileFormat::png || header.format == ImageFileFormat::jpeg);
+    const PhotographRead read =
+        readPhotograph(name, grey ? PhotographValues::grey : PhotographValues::stored, mostPixels);
     if (read.bgr.empty()) {
         throw Refusal("cannot read '" + name + "'" + read.problem);
     }

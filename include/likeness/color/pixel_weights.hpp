@@ -108,7 +108,7 @@ public:
 
     /// The pixels of an image that have a weight above 0, row by row.
     /// @param image  of the size of the weights, any type
-    /// @return       1 x `counted`; the image itself where every pixel counts whole
+    /// @return       1 x `counted`; may share the pixels of the image; the image itself where every pixel counts whole
     /// @throws std::invalid_argument  as `require`; if there are 2^31 pixels and more
     cv::Mat countedOf(const cv::Mat& image) const;
 

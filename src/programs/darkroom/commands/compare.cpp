@@ -203,7 +203,12 @@ ExitStatus compare(const Console& console, const Options& options) {
     auto photographs =
         readPhotographPairAsCompared(PartAccess(console, parts.first), options.first, options.second, &profiles);
     const PixelWeights firstWeights = countedPart(console, options.first, photographs.first, parts.first);
-    const PixelWeights secondWeights = countedPart(console, options.second, photographs.second, parts.second);
+    // One mask for two photographs of a size is read once.
+    const bool sameWeights = parts.first.mask == parts.second.mask &&
+                             parts.first.alpha.use == AlphaChoice::Use::dropped &&
+                             photographs.first.size() == photographs.second.size();
+    const PixelWeights secondWeights =
+        sameWeights ? firstWeights : countedPart(console, options.second, photographs.second, parts.second);
     const PhotographPart firstPart{photographs.first, firstWeights};
     const PhotographPart secondPart{photographs.second, secondWeights};
     result.first = {options.first, photographs.first.size(), profiles.first};

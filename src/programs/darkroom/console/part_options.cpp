@@ -165,7 +165,7 @@ void addPartOptionsWithoutMask(CLI::App& app, PartOptions& options) {
                               "count as the file has them, the default; over COLOUR, they are laid over white, black, "
                               "#rrggbb or R,G,B of 0 to 255",
                               "--alpha over white"))
-        ->type_name("use|ignore|over COLOUR")
+        ->type_name("ALPHA")
         ->check(readBy([](const std::string& text) { alphaIn(text); }));
     app.add_option("--region", options.regions,
                    optionText("Rectangle that counts, x,y,width,height in pixels or with % of the photograph; "
