@@ -31,6 +31,7 @@
 #include <likeness/color/lms_lalphabeta.hpp>
 #include <likeness/color/opponent.hpp>
 #include <likeness/color/pixel_matrix.hpp>
+#include <likeness/color/pixel_weights.hpp>
 #include <likeness/color/sharpened_rgb.hpp>
 #include <likeness/color/srgb_companding.hpp>
 #include <likeness/color/tristimulus.hpp>

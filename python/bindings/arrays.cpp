@@ -152,6 +152,14 @@ cv::Mat planeOf(const py::array& array, const char* name) {
     return wrappedOrCopied(array, depth, 1, false, name);
 }
 
+PixelWeights weightsOf(const py::object& mask) {
+    if (mask.is_none()) {
+        return {};
+    }
+    const auto array = mask.cast<py::array>();
+    return PixelWeights::ofMask(array.ndim() == 3 ? imageOf(array, "mask", Channels::same) : planeOf(array, "mask"));
+}
+
 void reverseChannels(cv::Mat& image) {
     if (image.empty() || image.channels() != 3) {
         return;

@@ -1,6 +1,8 @@
 // NumPy's arrays as the library takes images, and the way back.
 #pragma once
 
+#include <likeness/color/pixel_weights.hpp>
+
 #include <opencv2/core.hpp>
 
 #include <pybind11/numpy.h>
@@ -33,6 +35,10 @@ OrderedImage orderedImageOf(const pybind11::array& array, const char* name);
 /// A plane of H x W.
 /// @throws std::invalid_argument  as above
 cv::Mat planeOf(const pybind11::array& array, const char* name);
+
+/// The weights of a mask of H x W, or of H x W x 3 with equal channels; None: every pixel counts.
+/// @throws std::invalid_argument  as above, and as `PixelWeights::ofMask`
+PixelWeights weightsOf(const pybind11::object& mask);
 
 /// Makes R, G, B of B, G, R in place, where nobody else has the pixels; else in a copy. May run without the interpreter's
 /// lock.

@@ -157,37 +157,39 @@ void bindComparison(py::module_& module) {
     module.def("hue_coefficient", hueCoefficient);
 
     module.def("analyze", [](const py::array& array, const py::tuple& model, const std::optional<std::string>& hue,
-                             bool maps, const py::object& progress) {
+                             bool maps, const py::object& mask, const py::object& progress) {
         const OrderedImage photograph = orderedImageOf(array, "photograph");
         AnalysisOptions options;
         options.order = orderOf(photograph);
         options.model = comparisonModelOf(model);
         options.hue = hueWeightsOf(hue);
         options.maps = maps;
+        options.weights = weightsOf(mask);
         const Watch watch = watchOf(progress);
         const Analysis analysis = unlocked([&] {
             return withComparer([&](Comparer& comparer) { return comparer.analyze(photograph.image, options, watch); });
         });
-        return py::make_tuple(analysis.distributions(), analysis.size().height, analysis.size().width,
-                              analysis.backgroundLuminance(),
-                              analysis.hasMaps() ? py::object(mapsOf(analysis)) : py::object(py::none()));
+        return py::make_tuple(
+            analysis.distributions(), analysis.size().height, analysis.size().width, analysis.backgroundLuminance(),
+            analysis.hasMaps() ? py::object(mapsOf(analysis)) : py::object(py::none()), analysis.countedPixels());
     });
-    module.def("compare",
-               [](const py::array& first, const py::array& second, const py::tuple& model, const py::object& progress) {
-                   OrderedImage firstPhotograph = orderedImageOf(first, "first");
-                   OrderedImage secondPhotograph = orderedImageOf(second, "second");
-                   putInOneOrder(firstPhotograph, secondPhotograph);
-                   AnalysisOptions options;
-                   options.order = orderOf(firstPhotograph);
-                   options.model = comparisonModelOf(model);
-                   const Watch watch = watchOf(progress);
-                   return arrayOf(unlocked([&] {
-                       const auto [one, other] = withComparer([&](Comparer& comparer) {
-                           return comparer.analyzePair(firstPhotograph.image, secondPhotograph.image, options, watch);
-                       });
-                       return compareDistributions(one.distributions(), other.distributions());
-                   }));
-               });
+    module.def("compare", [](const py::array& first, const py::array& second, const py::tuple& model,
+                             const py::object& firstMask, const py::object& secondMask, const py::object& progress) {
+        OrderedImage firstPhotograph = orderedImageOf(first, "first");
+        OrderedImage secondPhotograph = orderedImageOf(second, "second");
+        putInOneOrder(firstPhotograph, secondPhotograph);
+        const PhotographPart firstPart{firstPhotograph.image, weightsOf(firstMask)};
+        const PhotographPart secondPart{secondPhotograph.image, weightsOf(secondMask)};
+        AnalysisOptions options;
+        options.order = orderOf(firstPhotograph);
+        options.model = comparisonModelOf(model);
+        const Watch watch = watchOf(progress);
+        return arrayOf(unlocked([&] {
+            const auto [one, other] = withComparer(
+                [&](Comparer& comparer) { return comparer.analyzePair(firstPart, secondPart, options, watch); });
+            return compareDistributions(one.distributions(), other.distributions());
+        }));
+    });
 }
 
 }  // namespace likeness::python

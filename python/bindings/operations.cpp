@@ -98,12 +98,20 @@ WhiteEstimate estimateOf(const py::tuple& estimate) {
 
 void bindWhites(py::module_& module) {
     module.def("gray_world_white",
-               [](const py::array& array, const std::optional<py::tuple>& previous, const py::object& progress) {
+               [](const py::array& array, const std::optional<py::tuple>& previous, const py::object& mask,
+                  const py::object& progress) {
                    const cv::Mat photograph = imageOf(array, "photograph", rgb);
+                   const PixelWeights weights = weightsOf(mask);
+                   if (previous && !mask.is_none()) {
+                       throw std::invalid_argument("previous: a white with a mask has no previous one");
+                   }
                    const WhiteEstimate before = previous ? estimateOf(*previous) : WhiteEstimate{};
                    const Watch watch = watchOf(progress);
                    const WhiteEstimate* const given = previous ? &before : nullptr;
-                   return tupleOf(unlocked([&] { return grayWorldWhite(photograph, given, watch); }));
+                   return tupleOf(unlocked([&] {
+                       return mask.is_none() ? grayWorldWhite(photograph, given, watch)
+                                             : grayWorldWhite(PhotographPart{photograph, weights}, watch);
+                   }));
                });
     module.def("local_white", [](const py::array& array, const std::string& filter, double sigma, int diameter,
                                  const py::object& progress) {
@@ -249,13 +257,14 @@ void bindBrightening(py::module_& module) {
         const Watch watch = watchOf(progress);
         return rgbArraysOf(unlocked([&] { return brightenInPasses(photograph, {factor, 1}, watch); }));
     });
-    module.def("lightness_statistics", [](const py::array& array) {
-        const cv::Mat photograph = imageOf(array, "photograph", rgb);
+    module.def("lightness_statistics", [](const py::array& array, const py::object& mask) {
+        const PhotographPart photograph{imageOf(array, "photograph", rgb), weightsOf(mask)};
         return tupleOf(unlocked([&] { return lightnessStatisticsOf(photograph); }));
     });
-    module.def("match_lightness", [](const py::array& array, const py::array& reference, const py::object& progress) {
-        const cv::Mat photograph = imageOf(array, "photograph", rgb);
-        const cv::Mat wanted = imageOf(reference, "reference", rgb);
+    module.def("match_lightness", [](const py::array& array, const py::array& reference, const py::object& mask,
+                                     const py::object& referenceMask, const py::object& progress) {
+        const PhotographPart photograph{imageOf(array, "photograph", rgb), weightsOf(mask)};
+        const PhotographPart wanted{imageOf(reference, "reference", rgb), weightsOf(referenceMask)};
         const Watch watch = watchOf(progress);
         LightnessMatch match = unlocked([&] { return matchLightness(photograph, wanted, watch); });
         return py::make_tuple(rgbArrayOf(std::move(match.image)), tupleOf(match.own), tupleOf(match.wanted),
@@ -381,10 +390,11 @@ py::tuple tupleOf(const cv::Matx33f& matrix, const cv::Vec3f& inputMean, const c
 void bindTransfer(py::module_& module) {
     py::class_<ColorTransfer>(module, "ColorTransfer")
         .def(py::init([](const py::array& array, const py::array& palette, const std::string& channels,
-                         const std::string& form, const py::object& progress) {
+                         const std::string& form, const py::object& mask, const py::object& paletteMask,
+                         const py::object& progress) {
             const TransferOptions options = transferOptionsOf(channels, form, 1);
-            const cv::Mat photograph = imageOf(array, "photograph", rgb);
-            const cv::Mat colors = imageOf(palette, "palette", rgb);
+            const PhotographPart photograph{imageOf(array, "photograph", rgb), weightsOf(mask)};
+            const PhotographPart colors{imageOf(palette, "palette", rgb), weightsOf(paletteMask)};
             const Watch watch = watchOf(progress);
             return unlocked([&] { return ColorTransfer(photograph, colors, options, watch); });
         }))

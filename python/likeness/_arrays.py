@@ -2,6 +2,7 @@
 
 from __future__ import annotations
 
+import os
 from typing import Any, Callable, Optional, Union
 
 import numpy as np
@@ -29,6 +30,29 @@ def native(image: ImageLike) -> Image:
     if not array.dtype.isnative:
         array = array.astype(array.dtype.newbyteorder("="))
     return array
+
+
+def part(photograph: ImageLike, mask: Any) -> tuple[Image, Optional[Image]]:
+    """The array, and how much each of its pixels counts; None where all do. The pixels of a masked array of which a
+    channel is masked do not count."""
+    weights = None
+    if mask is not None:
+        if isinstance(mask, (str, os.PathLike)):
+            from .files import read
+
+            mask = read(mask, profile="ignore")
+        weights = native(mask)
+        if weights.dtype == np.bool_:
+            weights = weights.astype(np.uint8) * np.uint8(255)
+    if isinstance(photograph, np.ma.MaskedArray):
+        valid = ~np.ma.getmaskarray(photograph)
+        valid = valid.all(axis=-1) if valid.ndim == 3 else valid
+        if weights is None:
+            weights = valid.astype(np.uint8) * np.uint8(255)
+        elif weights.shape[:2] == valid.shape:
+            weights = np.where(valid.reshape(valid.shape + (1,) * (weights.ndim - 2)), weights, weights.dtype.type(0))
+        photograph = photograph.data
+    return native(photograph), weights
 
 
 def triple(values: Union[npt.ArrayLike, Triple], name: str) -> Triple:

@@ -11,7 +11,7 @@ import numpy as np
 import numpy.typing as npt
 
 from . import _core
-from ._arrays import FloatImage, ImageLike, Progress, Triple, native, triple
+from ._arrays import FloatImage, ImageLike, Progress, Triple, native, part, triple
 from .color import White
 
 
@@ -31,7 +31,11 @@ class WhiteEstimate(NamedTuple):
 
 
 def gray_world_white(
-    photograph: ImageLike, previous: Optional[WhiteEstimate] = None, *, progress: Progress = None
+    photograph: ImageLike,
+    previous: Optional[WhiteEstimate] = None,
+    *,
+    mask: Optional[ImageLike] = None,
+    progress: Progress = None,
 ) -> WhiteEstimate:
     """Gray-world white of a photograph: the mean of its nearly neutral pixels (Buchsbaum, 1980).
 
@@ -39,10 +43,13 @@ def gray_world_white(
     ----------
     photograph : array (H, W, 3)
     previous : WhiteEstimate, optional
-        The estimate before, in an iteration that adapts the photograph in between.
+        The estimate before, in an iteration that adapts the photograph in between; not with a mask.
+    mask : array (H, W), optional
+        How much each pixel counts, as of `analyze`; masked pixels of a masked array do not.
     """
     before = None if previous is None else tuple(previous)
-    xyz, rgb, yuv, found, converged = _core.gray_world_white(native(photograph), before, progress)
+    pixels, weights = part(photograph, mask)
+    xyz, rgb, yuv, found, converged = _core.gray_world_white(pixels, before, weights, progress)
     return WhiteEstimate(White(*xyz), triple(rgb, "rgb"), triple(yuv, "yuv"), found, converged)
 
 

@@ -10,7 +10,7 @@ import numpy as np
 import numpy.typing as npt
 
 from . import _core
-from ._arrays import FloatImage, ImageLike, Progress, native
+from ._arrays import FloatImage, ImageLike, Progress, part
 from .files import PathLike, analyze_file, is_path, read
 from .models import ComparisonModel, model_of
 
@@ -64,6 +64,8 @@ class Analysis:
     remarks: tuple[str, ...]
     """What was said of the file."""
     _distributions: Any = dataclasses.field(repr=False)
+    counted_pixels: Optional[float] = None
+    """How much of the photograph counted: the sum of the weights of its pixels; None where it was read from a file."""
 
     def histogram(self, correlate: str) -> Optional[Histogram]:
         """The distribution of "brightness", "lightness", "chroma", "colorfulness" or "saturation"; of "hue" None where
@@ -106,6 +108,7 @@ def analyze(
     model: Union[ComparisonModel, str] = "likeness",
     hue: Optional[str] = None,
     maps: bool = False,
+    mask: Optional[Union[ImageLike, PathLike]] = None,
     profile: str = "embedded",
     progress: Progress = None,
 ) -> Analysis:
@@ -114,13 +117,17 @@ def analyze(
     Parameters
     ----------
     photograph : array (H, W, 3) or path
-        R, G, B, any depth. A file is read as the program `darkroom` reads it.
+        R, G, B, any depth. A file is read as the program `darkroom` reads it. Masked pixels of a masked array do not
+        count.
     model : ComparisonModel or str
         Or the name of a model, under its usual conditions.
     hue : str, optional
         "pixels" or "chroma": the distribution of the hue too, and what a pixel counts in it.
     maps : bool
-        Whether the maps of the correlates are wanted too.
+        Whether the maps of the correlates are wanted too. They are whole, whatever counts.
+    mask : array (H, W) or path, optional
+        How much each pixel counts: bool, uint8 or uint16 (white counts, grey weighs), or floats 0..1. The white and the
+        background of the model are those of what counts.
     profile : str
         Of a file: "embedded", "ignore", or the name or file of a profile for a photograph without one.
     progress : callable, optional
@@ -133,15 +140,16 @@ def analyze(
     """
     chosen = model_of(model)
     if isinstance(photograph, (str, os.PathLike)):
-        if not maps:
+        if not maps and mask is None:
             distributions, height, width, remarks = analyze_file(photograph, chosen, hue, profile)
             return Analysis(height, width, chosen, None, None, remarks, distributions)
         photograph = read(photograph, profile=profile)
-    distributions, height, width, background, kept = _core.analyze(
-        native(photograph), chosen._tuple(), hue, maps, progress
+    pixels, weights = part(photograph, mask)
+    distributions, height, width, background, kept, counted = _core.analyze(
+        pixels, chosen._tuple(), hue, maps, weights, progress
     )
     return Analysis(
-        height, width, chosen, background, None if kept is None else AppearanceMaps(*kept), (), distributions
+        height, width, chosen, background, None if kept is None else AppearanceMaps(*kept), (), distributions, counted
     )
 
 
@@ -150,6 +158,8 @@ def compare(
     second: Comparable,
     *,
     model: Union[ComparisonModel, str] = "likeness",
+    first_mask: Optional[Union[ImageLike, PathLike]] = None,
+    second_mask: Optional[Union[ImageLike, PathLike]] = None,
     profile: str = "embedded",
     progress: Progress = None,
 ) -> Coefficients:
@@ -159,6 +169,8 @@ def compare(
     ----------
     first, second : array (H, W, 3), path or Analysis
         They may differ in size and depth. Of two files the numbers are those that `darkroom compare` prints.
+    first_mask, second_mask
+        How much the pixels of each count, as the mask of `analyze`; not of analyses.
     model, profile, progress
         As of `analyze`. Of analyses the model is their own.
 
@@ -174,17 +186,22 @@ def compare(
     1.0
     """
     chosen = model_of(model)
+    for photograph, mask, name in ((first, first_mask, "first_mask"), (second, second_mask, "second_mask")):
+        if isinstance(photograph, Analysis) and mask is not None:
+            raise ValueError(f"{name}: an analysis has been made already; analyze takes a mask")
     if isinstance(first, Analysis):
         chosen = first.model
     elif isinstance(second, Analysis):
         chosen = second.model
     if not any(isinstance(photograph, Analysis) or is_path(photograph) for photograph in (first, second)):
-        return Coefficients(*_core.compare(native(first), native(second), chosen._tuple(), progress))  # type: ignore[arg-type]
+        one, one_weights = part(first, first_mask)  # type: ignore[arg-type]
+        other, other_weights = part(second, second_mask)  # type: ignore[arg-type]
+        return Coefficients(*_core.compare(one, other, chosen._tuple(), one_weights, other_weights, progress))
     analyses = [
         photograph
         if isinstance(photograph, Analysis)
-        else analyze(photograph, model=chosen, profile=profile, progress=progress)
-        for photograph in (first, second)
+        else analyze(photograph, model=chosen, mask=mask, profile=profile, progress=progress)
+        for photograph, mask in ((first, first_mask), (second, second_mask))
     ]
     if analyses[0].model != analyses[1].model:
         raise ValueError("the photographs were analysed under different models")

@@ -12,7 +12,7 @@ import numpy as np
 import numpy.typing as npt
 
 from . import _core
-from ._arrays import FloatImage, ImageLike, Progress, native
+from ._arrays import FloatImage, ImageLike, Progress, native, part
 
 
 def brighten(
@@ -65,20 +65,33 @@ class LightnessMatch(NamedTuple):
     """What `image` cannot hold."""
 
 
-def lightness_statistics(photograph: ImageLike) -> LightnessStatistics:
-    """Mean and standard deviation of a photograph's CIE L*."""
-    return LightnessStatistics(*_core.lightness_statistics(native(photograph)))
+def lightness_statistics(photograph: ImageLike, *, mask: Optional[ImageLike] = None) -> LightnessStatistics:
+    """Mean and standard deviation of a photograph's CIE L*; of what counts, `mask` as of `analyze`."""
+    return LightnessStatistics(*_core.lightness_statistics(*part(photograph, mask)))
 
 
-def match_lightness(photograph: ImageLike, reference: ImageLike, *, progress: Progress = None) -> LightnessMatch:
+def match_lightness(
+    photograph: ImageLike,
+    reference: ImageLike,
+    *,
+    mask: Optional[ImageLike] = None,
+    reference_mask: Optional[ImageLike] = None,
+    progress: Progress = None,
+) -> LightnessMatch:
     """Gives a photograph the mean and the standard deviation of the reference's CIE L*.
 
     Parameters
     ----------
     photograph, reference : arrays (H, W, 3)
         Of any two sizes.
+    mask, reference_mask : arrays (H, W), optional
+        How much each pixel counts in the statistics, as of `analyze`; all of the photograph is remapped.
     """
-    image, own, wanted, reached, clipped = _core.match_lightness(native(photograph), native(reference), progress)
+    pixels, weights = part(photograph, mask)
+    wanted_pixels, wanted_weights = part(reference, reference_mask)
+    image, own, wanted, reached, clipped = _core.match_lightness(
+        pixels, wanted_pixels, weights, wanted_weights, progress
+    )
     return LightnessMatch(
         image,
         LightnessStatistics(*own),

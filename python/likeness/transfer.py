@@ -2,10 +2,10 @@
 
 from __future__ import annotations
 
-from typing import NamedTuple
+from typing import NamedTuple, Optional
 
 from . import _core
-from ._arrays import FloatImage, ImageLike, Progress, Triple, native
+from ._arrays import FloatImage, ImageLike, Progress, Triple, native, part
 from .exposure import ClippedValues
 
 
@@ -45,6 +45,8 @@ class ColorTransfer:
         "all", or "chroma": a* and b*, lightness stays.
     form : str
         "centered": the mean of the photograph is taken off before the map; "bonneel": after it.
+    mask, palette_mask : arrays (H, W), optional
+        How much each pixel counts in the statistics, as of `analyze`; all of the photograph is moved.
     """
 
     def __init__(
@@ -54,9 +56,13 @@ class ColorTransfer:
         *,
         channels: str = "all",
         form: str = "centered",
+        mask: Optional[ImageLike] = None,
+        palette_mask: Optional[ImageLike] = None,
         progress: Progress = None,
     ) -> None:
-        self._transfer = _core.ColorTransfer(native(photograph), native(palette), channels, form, progress)
+        pixels, weights = part(photograph, mask)
+        colors, color_weights = part(palette, palette_mask)
+        self._transfer = _core.ColorTransfer(pixels, colors, channels, form, weights, color_weights, progress)
 
     def at(self, t: float = 1, *, progress: Progress = None) -> Transfer:
         """The photograph at a place of the way, 0 to 1."""

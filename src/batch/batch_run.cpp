@@ -27,6 +27,9 @@ namespace {
 
 using Clock = std::chrono::steady_clock;
 
+constexpr const char* firstMaskColumn = "first_mask";
+constexpr const char* secondMaskColumn = "second_mask";
+
 double secondsSince(Clock::time_point begin) {
     return std::chrono::duration<double>(Clock::now() - begin).count();
 }
@@ -125,8 +128,8 @@ void BatchRun::announcePhotographs() {
     for (std::size_t k = earlier_.recorded; options_.cache > 0 && k < pairs_.size(); ++k) {
         if (known(k) == nullptr) {
             const Pair pair = pairs_.at(k);
-            cache_.announce(located(pair.first));
-            cache_.announce(located(pair.second));
+            cache_.announce(keyOf(pair, pair.first, firstMaskColumn));
+            cache_.announce(keyOf(pair, pair.second, secondMaskColumn));
         }
     }
     cache_.announced();
@@ -209,8 +212,8 @@ OrderedPool::Work BatchRun::worker() {
         }
         const Clock::time_point begin = Clock::now();
         const auto [first, second] =
-            bench->analyze(pair.first, pair.second,
-                           [this](const std::string& path, AnalysisTables& tables) { return analysis(path, tables); });
+            bench->analyze(keyOf(pair, pair.first, firstMaskColumn), keyOf(pair, pair.second, secondMaskColumn),
+                           [this](const std::string& key, AnalysisTables& tables) { return analysis(key, tables); });
         ResultRecord record =
             recordOf(pair, pairs_.total(), compareAnalyses(pair.first, *first, pair.second, *second, options_.analysis),
                      origin_);
@@ -219,9 +222,28 @@ OrderedPool::Work BatchRun::worker() {
     };
 }
 
-AnalysisCache::Shared BatchRun::analysis(const std::string& path, AnalysisTables& tables) {
-    const std::string place = located(path);
-    return cache_.get(place, [&] {
+/// A photograph and its mask: their files, with a byte 0 between them where there is a mask.
+std::string BatchRun::keyOf(const Pair& pair, const std::string& path, const char* maskColumn) const {
+    std::string key = located(path);
+    for (const CarriedValue& value : pair.carried) {
+        const bool given = !value.text.empty() && (value.kind == CarriedValue::Kind::text ||
+                                                   (value.kind == CarriedValue::Kind::json && value.text != "null"));
+        if (given && value.column == maskColumn) {
+            key += '\0' + located(value.text);
+        }
+    }
+    return key;
+}
+
+AnalysisCache::Shared BatchRun::analysis(const std::string& key, AnalysisTables& tables) {
+    return cache_.get(key, [&] {
+        const std::size_t end = key.find('\0');
+        const std::string place = key.substr(0, end);
+        if (end != std::string::npos) {
+            ProfileChoice masked = options_.profiles;
+            masked.part.mask = key.substr(end + 1);
+            return analyzePhotograph(place, tables, options_.mostPixels, options_.analysis, masked);
+        }
         if (options_.known) {
             if (std::optional<PhotographAnalysis> known = options_.known(place)) {
                 return *std::move(known);

@@ -82,7 +82,8 @@ private:
     void record(ResultWriter& writer, unsigned jobs);
     unsigned tellOfFewerWorkers(const OrderedPool& pool, unsigned told);
     OrderedPool::Work worker();
-    AnalysisCache::Shared analysis(const std::string& path, AnalysisTables& tables);
+    std::string keyOf(const Pair& pair, const std::string& path, const char* maskColumn) const;
+    AnalysisCache::Shared analysis(const std::string& key, AnalysisTables& tables);
     std::string located(const std::string& path) const;
     const PairOutcome* known(std::size_t k) const;
 

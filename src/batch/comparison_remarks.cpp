@@ -9,10 +9,6 @@
 namespace likeness {
 namespace {
 
-double backgroundOf(cv::Size size) {
-    return backgroundLuminanceOf(static_cast<std::int64_t>(size.width) * size.height);
-}
-
 double greatestNanShare(const AppearanceDistributions& distributions) {
     const CorrelateShares& shares = distributions.nanShares;
     return std::max({shares.brightness, shares.lightness, shares.chroma, shares.colorfulness, shares.saturation});
@@ -20,9 +16,9 @@ double greatestNanShare(const AppearanceDistributions& distributions) {
 
 }  // namespace
 
-std::string backgroundRemark(cv::Size first, cv::Size second) {
-    const double one = backgroundOf(first);
-    const double other = backgroundOf(second);
+std::string backgroundRemark(std::int64_t first, std::int64_t second) {
+    const double one = backgroundLuminanceOf(first);
+    const double other = backgroundLuminanceOf(second);
     if (std::abs(one - other) <= tellingBackgroundDifference * std::max(one, other)) {
         return {};
     }

@@ -6,6 +6,7 @@
 
 #include <opencv2/core.hpp>
 
+#include <cstdint>
 #include <string>
 
 namespace likeness {
@@ -15,10 +16,10 @@ namespace likeness {
 /// half as much, by 0.0001.
 inline constexpr double tellingBackgroundDifference = 0.001;
 
-/// The two backgrounds that the model assumes, where the sizes make them differ by more than
+/// The two backgrounds that the model assumes for photographs of so many pixels, where the sizes make them differ by more than
 /// `tellingBackgroundDifference`: "the backgrounds that the model assumes differ with the sizes, 20 and 19.4589". Empty
 /// where they do not.
-std::string backgroundRemark(cv::Size first, cv::Size second);
+std::string backgroundRemark(std::int64_t first, std::int64_t second);
 
 /// How many of a photograph's pixels are in no histogram, because they hold values that are no numbers, infinite or
 /// negative; empty where all are.

@@ -73,6 +73,9 @@ std::string comparisonParameters(const AnalysisOptions& options, const ProfileCh
     if (profiles.selection.preview) {
         text += ";preview";
     }
+    if (!profiles.part.isWhole()) {
+        text += ';' + profiles.part.parameters();
+    }
     return isDefault(options) ? text : text + ';' + modelParameters(options.model, options.hue);
 }
 

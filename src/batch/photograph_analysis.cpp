@@ -4,6 +4,7 @@
 #include "comparison/counted_rows.hpp"
 #include "comparison/modelled_appearance.hpp"
 #include "files/refusal.hpp"
+#include "photofile/counted_part.hpp"
 #include "photofile/photograph_reader.hpp"
 
 #include <cerrno>
@@ -18,8 +19,9 @@ void analyze(const std::string& path, AnalysisTables& tables, std::uint64_t most
              const ProfileChoice& profiles, PhotographAnalysis& analysis) {
     ManagedColors colors(profiles);
     CountedRows rows(tables.counter);
-    PhotographRead photograph = readPhotographAmongOthers(path, PhotographValues::bytesOrFloats, mostPixels, &colors,
-                                                          std::exchange(tables.photograph, {}), &rows);
+    PhotographRead photograph =
+        readPhotographAmongOthers(path, PhotographValues::bytesOrFloats, mostPixels, &colors,
+                                  std::exchange(tables.photograph, {}), profiles.part.isWhole() ? &rows : nullptr);
     colors.settle(photograph.remarks);
     analysis.problem = photograph.problem;
     analysis.remarks = std::move(photograph.remarks);
@@ -32,13 +34,30 @@ void analyze(const std::string& path, AnalysisTables& tables, std::uint64_t most
             analysis.remarks.push_back(std::move(remark));
         }
     }
+    AnalysisOptions ofPart = options;
     try {
-        const PhotographColors seen =
-            photograph.rowsOf.empty() ? countedColors(photograph.bgr, tables.counter) : rows.colors(photograph.rowsOf);
-        analysis.distributions = modelledAppearance(seen, options).distributions;
-    } catch (const std::invalid_argument& problem) {
-        analysis.problem = pictureProblem(problem.what(), options.model);
+        ofPart.weights = countedPart(path, photograph.bgr, profiles.part, mostPixels, analysis.remarks);
+    } catch (const Refusal& refusal) {
+        analysis.problem = std::string(": ") + refusal.what();
         return;
+    }
+    analysis.countedPixels = ofPart.weights.countAll() ? 0 : ofPart.weights.wholePixels();
+    if (!ofPart.weights.countAll()) {
+        try {
+            analysis.distributions = likeness::analyze(photograph.bgr, ofPart).distributions();
+        } catch (const std::invalid_argument& problem) {
+            analysis.problem = pictureProblem(problem.what(), options.model);
+            return;
+        }
+    } else {
+        try {
+            const PhotographColors seen = photograph.rowsOf.empty() ? countedColors(photograph.bgr, tables.counter)
+                                                                    : rows.colors(photograph.rowsOf);
+            analysis.distributions = modelledAppearance(seen, options).distributions;
+        } catch (const std::invalid_argument& problem) {
+            analysis.problem = pictureProblem(problem.what(), options.model);
+            return;
+        }
     }
     analysis.facts.width = photograph.size().width;
     analysis.facts.height = photograph.size().height;
@@ -107,8 +126,13 @@ PairOutcome compareAnalyses(const std::string& firstPath, const PhotographAnalys
     outcome.first = first.facts;
     outcome.second = second.facts;
     if (outcome.compared()) {
-        const std::string backgrounds =
-            backgroundRemark({first.facts.width, first.facts.height}, {second.facts.width, second.facts.height});
+        const auto pixelsOf = [](const PhotographAnalysis& analysis) {
+            return analysis.countedPixels != 0 ? analysis.countedPixels
+                                               : std::int64_t{analysis.facts.width} * analysis.facts.height;
+        };
+        const std::string backgrounds = first.countedPixels < 0 || second.countedPixels < 0
+                                            ? std::string()
+                                            : backgroundRemark(pixelsOf(first), pixelsOf(second));
         const bool drifts = options.model.kind == AppearanceModelKind::likeness && !options.model.background;
         if (drifts && !backgrounds.empty()) {
             append(outcome.remarks, backgrounds);

@@ -17,6 +17,7 @@ namespace likeness {
 struct PhotographAnalysis {
     PhotographFacts facts;
     AppearanceDistributions distributions;
+    std::int64_t countedPixels = 0;    ///< what counts of it, in whole pixels; 0: all of it, below 0: not known
     std::string problem;               ///< why there is none: what follows "cannot read 'PATH'"; empty if there is one
     std::string profile{};             ///< name of the profile that its colours were taken by; empty: sRGB
     std::vector<std::string> remarks;  ///< of the decoder, and how its colour profile was used

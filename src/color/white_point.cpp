@@ -61,6 +61,33 @@ private:
     float count_ = 1e-5F;  // not 0: an image without neutral pixels has a mean of 0
 };
 
+/// The same of weighted pixels.
+/// @param weights  CV_16UC1 of the image's size
+NeutralMean weightedNeutralMean(const cv::Mat& image, const cv::Mat& weights) {
+    const PixelMatrix matrix(yuvFromRgb());
+    double sumU = 0;
+    double sumV = 0;
+    double sum = 0;
+    for (int i = 0; i < image.rows; ++i) {
+        const float* pixel = image.ptr<float>(i);
+        const auto* const weight = weights.ptr<ushort>(i);
+        for (int j = 0; j < image.cols; ++j, pixel += 3) {
+            const float y = matrix.row(0, pixel[2], pixel[1], pixel[0]);
+            const float u = matrix.row(1, pixel[2], pixel[1], pixel[0]);
+            const float v = matrix.row(2, pixel[2], pixel[1], pixel[0]);
+            if (isNearlyNeutral(y, u, v)) {
+                sumU += weight[j] * static_cast<double>(u);
+                sumV += weight[j] * static_cast<double>(v);
+                sum += weight[j];
+            }
+        }
+    }
+    if (sum == 0) {
+        return {{1.0F, 0.0F, 0.0F}, false};
+    }
+    return {{1.0F, static_cast<float>(sumU / sum), static_cast<float>(sumV / sum)}, true};
+}
+
 /// @param before  of NaN where there was none
 bool hasConverged(const cv::Vec3f& mean, const cv::Vec3f& before) {
     if (std::isnan(before[1])) {
@@ -123,6 +150,23 @@ WhiteEstimate grayWorldWhite(const cv::Mat& photograph, const WhiteEstimate* pre
     sum.add(bandOf(unit, steps - 1, steps));
     WhiteEstimate white = estimate(sum.mean(), before, watch.receiver());
     watch.step(steps, steps);
+    return white;
+}
+
+WhiteEstimate grayWorldWhite(const PhotographPart& part, const Watch& watch) {
+    const PixelWeights& weights = part.weights;
+    weights.require("photograph", part.photograph);
+    if (weights.countAll()) {
+        return grayWorldWhite(part.photograph, nullptr, watch);
+    }
+    const cv::Mat counted = weights.countedOf(unitPhotograph("photograph", part.photograph));
+    if (weights.areBinary()) {
+        return grayWorldWhite(counted, nullptr, watch);
+    }
+    const cv::Vec3f before = cv::Vec3f::all(std::numeric_limits<float>::quiet_NaN());
+    WhiteEstimate white =
+        estimate(weightedNeutralMean(counted, weights.countedOf(weights.map())), before, watch.receiver());
+    watch.step(1, 1);
     return white;
 }
 

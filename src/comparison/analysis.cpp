@@ -8,6 +8,7 @@
 
 #include <array>
 #include <cstddef>
+#include <cstdint>
 #include <stdexcept>
 #include <utility>
 
@@ -46,12 +47,13 @@ AppearanceMaps Analysis::maps() const {
     return maps;
 }
 
-Analysis analysisOf(const PhotographColors& colors, const AnalysisOptions& options,
+Analysis analysisOf(const PhotographColors& colors, const cv::Size& size, const AnalysisOptions& options,
                     const std::function<void()>& stepDone) {
     checkComparisonModel(options.model);
     Analysis analysis;
-    analysis.size_ = colors.size;
-    analysis.backgroundLuminance_ = backgroundUnder(options.model, colors.size);
+    analysis.size_ = size;
+    analysis.countedPixels_ = static_cast<double>(colors.pixels);
+    analysis.backgroundLuminance_ = backgroundUnder(options.model, colors.pixels);
     analysis.model_ = options.model;
     ModelledAppearance seen = modelledAppearance(colors, options, stepDone);
     analysis.distributions_ = std::move(seen.distributions);
@@ -67,7 +69,7 @@ Analysis Comparer::analyzed(const cv::Mat& photograph, const AnalysisOptions& op
                             std::size_t place, const std::function<void()>& stepDone) {
     if (options.order == ChannelOrder::rgb && !photograph.empty() && photograph.dims <= 2 &&
         photograph.channels() == 3) {
-        if (photograph.type() != CV_8UC3 || options.maps || diagnostics.wantsFiles()) {
+        if (photograph.type() != CV_8UC3 || options.maps || diagnostics.wantsFiles() || !options.weights.countAll()) {
             AnalysisOptions ofBgr = options;
             ofBgr.order = ChannelOrder::bgr;
             cv::Mat bgr(photograph.size(), photograph.type());
@@ -80,11 +82,19 @@ Analysis Comparer::analyzed(const cv::Mat& photograph, const AnalysisOptions& op
         counter.add(photograph, ChannelOrder::rgb);
         DistinctColors counted = counter.finish();
         stepDone();
-        return analysisOf({std::move(counted.bgr), std::move(counted.counts), photograph.size()}, options, stepDone);
+        const PhotographColors colors{std::move(counted.bgr), std::move(counted.counts),
+                                      static_cast<std::int64_t>(photograph.total())};
+        return analysisOf(colors, photograph.size(), options, stepDone);
+    }
+    options.weights.require("photograph", photograph);
+    if (!options.weights.countAll()) {
+        return analyzedPart(photograph, options, place, stepDone);
     }
     Analysis analysis;
     analysis.size_ = photograph.size();
-    analysis.backgroundLuminance_ = backgroundUnder(options.model, photograph.size());
+    analysis.countedPixels_ = static_cast<double>(photograph.total());
+    analysis.backgroundLuminance_ =
+        backgroundUnder(options.model, static_cast<std::int64_t>(photograph.rows) * photograph.cols);
     analysis.model_ = options.model;
     if (!(options.model == ComparisonModel()) || options.hue) {
         checkComparisonModel(options.model);
@@ -113,6 +123,27 @@ Analysis Comparer::analyzed(const cv::Mat& photograph, const AnalysisOptions& op
     return analysis;
 }
 
+Analysis Comparer::analyzedPart(const cv::Mat& photograph, const AnalysisOptions& options, std::size_t place,
+                                const std::function<void()>& stepDone) {
+    checkComparisonModel(options.model);
+    const cv::Mat whole = photograph.type() == CV_8UC3 ? photograph : unitPhotograph("photograph", photograph);
+    ColorCounter& counter = tables_->counter(place);
+    const PhotographColors colors = countedColors(whole, options.weights, counter);
+    stepDone();
+    Analysis analysis;
+    analysis.size_ = photograph.size();
+    analysis.countedPixels_ = options.weights.pixels();
+    analysis.backgroundLuminance_ = backgroundUnder(options.model, colors.pixels);
+    analysis.model_ = options.model;
+    analysis.distributions_ = modelledAppearance(colors, {false, options.model, options.hue}, stepDone).distributions;
+    if (options.maps) {
+        cv::Mat indices;
+        analysis.maps_ = mapsBesidePart(whole, colors, options.model, counter, indices);
+        analysis.indices_ = indices.clone();
+    }
+    return analysis;
+}
+
 Analysis Comparer::analyze(const cv::Mat& photograph, const AnalysisOptions& options, const Watch& watch) {
     StepCount steps(watch, stepsOfAnalysis);
     return analyzed(photograph, options, watch.receiver(), 0, [&steps] { steps.step(); });
@@ -120,35 +151,46 @@ Analysis Comparer::analyze(const cv::Mat& photograph, const AnalysisOptions& opt
 
 std::pair<Analysis, Analysis> Comparer::analyzePair(const cv::Mat& first, const cv::Mat& second,
                                                     const AnalysisOptions& options, const Watch& watch) {
+    return analyzePair({first, options.weights}, {second, options.weights}, options, watch);
+}
+
+std::pair<Analysis, Analysis> Comparer::analyzePair(const PhotographPart& firstPart, const PhotographPart& secondPart,
+                                                    const AnalysisOptions& options, const Watch& watch) {
+    const cv::Mat& first = firstPart.photograph;
+    const cv::Mat& second = secondPart.photograph;
+    AnalysisOptions firstOptions = options;
+    AnalysisOptions secondOptions = options;
+    firstOptions.weights = firstPart.weights;
+    secondOptions.weights = secondPart.weights;
     constexpr std::size_t worthAThread = 100'000;  // pixels, some milliseconds
     const Diagnostics& diagnostics = watch.receiver();
     StepCount steps(watch, 2 * stepsOfAnalysis);
     const auto stepDone = [&steps] { steps.step(); };
     if (diagnostics.wantsFiles() || first.total() < worthAThread || second.total() < worthAThread) {
-        Analysis ofFirst = analyzed(first, options, diagnostics, 0, stepDone);
-        return {std::move(ofFirst), analyzed(second, options, diagnostics, 0, stepDone)};
+        Analysis ofFirst = analyzed(first, firstOptions, diagnostics, 0, stepDone);
+        return {std::move(ofFirst), analyzed(second, secondOptions, diagnostics, 0, stepDone)};
     }
-    auto analyzing = beside([&] { return analyzed(second, options, diagnostics, 1, stepDone); });
-    Analysis ofFirst = analyzed(first, options, diagnostics, 0, stepDone);
+    auto analyzing = beside([&] { return analyzed(second, secondOptions, diagnostics, 1, stepDone); });
+    Analysis ofFirst = analyzed(first, firstOptions, diagnostics, 0, stepDone);
     return {std::move(ofFirst), analyzing.get()};
 }
 
 std::pair<Analysis, Analysis> analyzePair(const SeenPhotograph& first, const SeenPhotograph& second,
                                           const AnalysisOptions& options, const Watch& watch) {
     if (first.colors == nullptr && second.colors == nullptr) {
-        return Comparer().analyzePair(first.image, second.image, options, watch);
+        return Comparer().analyzePair({first.image, first.weights}, {second.image, second.weights}, options, watch);
     }
     StepCount steps(watch, 2 * stepsOfAnalysis);
     const auto analyzed = [&](const SeenPhotograph& photograph) {
         const auto stepDone = [&steps] { steps.step(); };
         if (photograph.colors != nullptr) {
             stepDone();  // they are counted
-            return analysisOf(*photograph.colors, options, stepDone);
+            return analysisOf(*photograph.colors, photograph.size, options, stepDone);
         }
         ColorCounter counter;
         const PhotographColors colors = countedColors(photograph.image, counter);
         stepDone();
-        return analysisOf(colors, options, stepDone);
+        return analysisOf(colors, photograph.image.size(), options, stepDone);
     };
     auto analyzing = beside([&] { return analyzed(second); });
     Analysis ofFirst = analyzed(first);
@@ -160,14 +202,21 @@ LikenessCoefficients Comparer::compare(const cv::Mat& first, const cv::Mat& seco
     return likeness::compare(ofFirst, ofSecond);
 }
 
+LikenessCoefficients Comparer::compare(const PhotographPart& first, const PhotographPart& second, const Watch& watch) {
+    const auto [ofFirst, ofSecond] = analyzePair(first, second, {}, watch);
+    return likeness::compare(ofFirst, ofSecond);
+}
+
 struct CountedPhotograph::Colors : PhotographColors {};
 
-CountedPhotograph::CountedPhotograph(const cv::Mat& photograph) {
+CountedPhotograph::CountedPhotograph(const cv::Mat& photograph, const PixelWeights& weights) {
+    weights.require("photograph", photograph);
     const bool bytes = photograph.empty() || photograph.type() == CV_8UC3;
     ColorCounter counter;
     auto colors = std::make_shared<Colors>();
+    const cv::Mat whole = bytes ? photograph : unitPhotograph("photograph", photograph);
     static_cast<PhotographColors&>(*colors) =
-        countedColors(bytes ? photograph : unitPhotograph("photograph", photograph), counter);
+        weights.countAll() ? countedColors(whole, counter) : countedColors(whole, weights, counter);
     colors_ = std::move(colors);
 }
 
@@ -179,6 +228,10 @@ AppearanceDistributions CountedPhotograph::distributions(const ComparisonModel& 
 
 Analysis analyze(const cv::Mat& photograph, const AnalysisOptions& options, const Watch& watch) {
     return Comparer().analyze(photograph, options, watch);
+}
+
+LikenessCoefficients comparePhotographs(const PhotographPart& first, const PhotographPart& second) {
+    return Comparer().compare(first, second);
 }
 
 LikenessCoefficients compare(const Analysis& first, const Analysis& second) {

@@ -24,7 +24,7 @@ public:
     /// @param size  of the photograph, upright
     PhotographColors colors(cv::Size size) {
         DistinctColors counted = counter_.finish();
-        return {std::move(counted.bgr), std::move(counted.counts), size};
+        return {std::move(counted.bgr), std::move(counted.counts), static_cast<std::int64_t>(size.width) * size.height};
     }
 
 private:
@@ -41,10 +41,10 @@ public:
     /// @return        valid as long as this object
     SeenPhotograph seen(const cv::Mat& image, cv::Size rowsOf) {
         if (rowsOf.empty()) {
-            return {image, nullptr};
+            return {image};
         }
         colors_ = rows_.colors(rowsOf);
-        return {{}, &colors_};
+        return {{}, &colors_, rowsOf};
     }
 
 private:

@@ -89,6 +89,23 @@ BinProbabilities BinCounts::probabilities() const {
     return result;
 }
 
+BinProbabilities BinCounts::shares() const {
+    BinProbabilities result;
+    const auto share = [this](std::uint64_t times) {
+        return static_cast<float>(static_cast<double>(times) / static_cast<double>(total_));
+    };
+    for (const auto& [bin, times] : sparse_) {
+        result[bin] = share(times);
+    }
+    for (int i = 0; i < denseBins; ++i) {
+        const std::uint64_t times = dense_[static_cast<std::size_t>(i)];
+        if (times > 0) {
+            result[firstDense + i] = share(times);
+        }
+    }
+    return result;
+}
+
 double BinCounts::nanShare() const noexcept {
     const std::uint64_t all = total_ + missing_;
     return all == 0 ? 0.0 : static_cast<double>(missing_) / static_cast<double>(all);

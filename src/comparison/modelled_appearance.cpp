@@ -6,6 +6,7 @@
 #include <likeness/color/srgb_companding.hpp>
 #include <likeness/comparison/metrics.hpp>
 #include "comparison/published_estimate.hpp"
+#include "comparison/weighted_colors.hpp"
 #include "comparison/white_response.hpp"
 #include "numerics/parallel.hpp"
 
@@ -326,14 +327,21 @@ cv::Mat adaptedBy(const ComparisonModel& model, cv::Mat unit) {
     return sharpened;
 }
 
-/// @param colorsAdapted  called when the colours are adapted
-AppearanceMaps ownMaps(const ComparisonModel& model, float background, cv::Mat bgr, const StepDone& colorsAdapted) {
+/// Colours on the scale 0..1.
+cv::Mat unitColors(const cv::Mat& bgr) {
     cv::Mat unit = bgr;
     if (bgr.depth() == CV_8U) {
         unit = cv::Mat(bgr.size(), CV_32FC3);
-        normImg(bgr, unit);
+        cv::Mat bytes = bgr;
+        normImg(bytes, unit);
     }
-    cv::Mat sharpened = adaptedBy(model, unit);
+    return unit;
+}
+
+/// @param colorsAdapted  called when the colours are adapted
+AppearanceMaps ownMaps(const ComparisonModel& model, float background, const cv::Mat& bgr,
+                       const StepDone& colorsAdapted) {
+    cv::Mat sharpened = adaptedBy(model, unitColors(bgr));
     colorsAdapted();
     if (model.white == WhiteResponse::brightest) {
         return appearanceMapsUnderBackground(sharpened, background, dropAll());
@@ -374,12 +382,11 @@ BinProbabilities hueOf(const AppearanceMaps& maps, const std::vector<std::uint32
 
 }  // namespace
 
-float backgroundUnder(const ComparisonModel& model, const cv::Size& size) {
+float backgroundUnder(const ComparisonModel& model, std::int64_t pixels) {
     if (model.kind != AppearanceModelKind::likeness) {
         return static_cast<float>(model.conditions.background.value_or(backgroundLuminanceOf(1)));
     }
-    return model.background ? static_cast<float>(*model.background)
-                            : backgroundLuminanceOf(static_cast<std::int64_t>(size.height) * size.width);
+    return model.background ? static_cast<float>(*model.background) : backgroundLuminanceOf(pixels);
 }
 
 ModelledAppearance modelledAppearance(const PhotographColors& colors, const AnalysisOptions& options,
@@ -395,18 +402,18 @@ ModelledAppearance modelledAppearance(const PhotographColors& colors, const Anal
     const ComparisonModel& model = options.model;
     const bool own = model.kind == AppearanceModelKind::likeness;
     const bool bytes = colors.bgr.depth() == CV_8U;
-    const float background = backgroundUnder(model, colors.size);
+    const float background = backgroundUnder(model, colors.pixels);
     const bool mapsNeeded = options.maps || options.hue;
     if (own && !mapsNeeded && bytes && model.white == WhiteResponse::brightest &&
         model.black == BlackAdaptation::defined) {
         result.distributions =
-            distributionsUnderBackground({colors.bgr, colors.counts, {}}, background, dropAll(), stepDone);
+            distributionsUnderBackground({colors.bgr, colors.counts, {}}, background, dropAll(), stepDone, colors.unit);
         return result;
     }
     CorrelateCounts counts;
     AppearanceMaps maps;
     std::uint64_t black = 0;
-    const auto blackShare = [&] { return static_cast<double>(black) / static_cast<double>(colors.size.area()); };
+    const auto blackShare = [&] { return static_cast<double>(black) / static_cast<double>(colors.total()); };
     if (own) {
         maps = ownMaps(model, background, colors.bgr, stepDone);
     } else {
@@ -415,7 +422,7 @@ ModelledAppearance modelledAppearance(const PhotographColors& colors, const Anal
         if (!mapsNeeded) {
             black = countByEstimate(view, colors, counts);
             stepDone();
-            result.distributions = distributionsOf(counts);
+            result.distributions = distributionsOf(counts, colors.unit);
             result.distributions.blackShare = blackShare();
             stepDone();
             return result;
@@ -430,7 +437,7 @@ ModelledAppearance modelledAppearance(const PhotographColors& colors, const Anal
             counts[k].add(maps[k], colors.counts);
         }
     }
-    result.distributions = distributionsOf(counts);
+    result.distributions = distributionsOf(counts, colors.unit);
     result.distributions.blackShare = blackShare();
     if (options.hue) {
         result.distributions.hue = hueOf(maps, colors.counts, *options.hue);
@@ -443,22 +450,44 @@ ModelledAppearance modelledAppearance(const PhotographColors& colors, const Anal
 }
 
 PhotographColors countedColors(const cv::Mat& photograph, ColorCounter& counter, cv::Mat* indices) {
+    const auto pixels = static_cast<std::int64_t>(photograph.total());
     if (!photograph.empty() && photograph.depth() != CV_8U) {
         DistinctUnitColors counted = distinctUnitColors(photograph);
         if (counted.empty()) {
-            return {photograph, {}, photograph.size()};
+            return {photograph, {}, pixels};
         }
         if (indices != nullptr) {
             *indices = std::move(counted.indices);
         }
-        return {std::move(counted.bgr), std::move(counted.counts), photograph.size()};
+        return {std::move(counted.bgr), std::move(counted.counts), pixels};
     }
     DistinctColors counted =
         counter.count(photograph.empty() ? cv::Mat(0, 0, CV_8UC3) : photograph, indices != nullptr);
     if (indices != nullptr) {
         *indices = counted.indices;
     }
-    return {std::move(counted.bgr), std::move(counted.counts), photograph.size()};
+    return {std::move(counted.bgr), std::move(counted.counts), pixels};
+}
+
+PhotographColors countedColors(const cv::Mat& photograph, const PixelWeights& weights, ColorCounter& counter) {
+    const cv::Mat counted = weights.countedOf(photograph);
+    return weights.areBinary() ? countedColors(counted, counter)
+                               : weightedColors(counted, weights.countedOf(weights.map()), weights.wholePixels());
+}
+
+AppearanceMaps mapsBesidePart(const cv::Mat& photograph, const PhotographColors& part, const ComparisonModel& model,
+                              ColorCounter& counter, cv::Mat& indices) {
+    const PhotographColors all = countedColors(photograph, counter, &indices);
+    if (model.kind != AppearanceModelKind::likeness) {
+        std::uint64_t black = 0;
+        return publishedMaps(PublishedView(model, part), all, black);
+    }
+    const float background = backgroundUnder(model, part.pixels);
+    cv::Mat white =
+        model.white == WhiteResponse::fixed ? cv::Mat(1, 1, CV_32FC3, cv::Scalar::all(1)) : unitColors(part.bgr);
+    white = adaptedBy(model, white);
+    cv::Mat sharpened = adaptedBy(model, unitColors(all.bgr));
+    return appearanceMapsBesideWhite(sharpened, background, greatestAchromaticResponse(white, background));
 }
 
 ModelledAppearance modelledAppearance(const cv::Mat& photograph, const AnalysisOptions& options, ColorCounter& counter,

@@ -176,20 +176,21 @@ void requirePhotograph(const cv::Mat& image) {
 
 }  // namespace
 
-AppearanceDistributions distributionsOf(const CorrelateCounts& counts) {
+AppearanceDistributions distributionsOf(const CorrelateCounts& counts, CountedIn unit) {
     AppearanceDistributions distributions;
     for (std::size_t k = 0; k < correlateNames.size(); ++k) {
-        distributions[k] = counts[k].probabilities();
+        distributions[k] = unit == CountedIn::pixels ? counts[k].probabilities() : counts[k].shares();
         distributions.nanShares[k] = counts[k].nanShare();
     }
     return distributions;
 }
 
 AppearanceDistributions distributionsUnderBackground(const DistinctColors& colors, float backgroundLuminance,
-                                                     const Diagnostics& diagnostics, const StepDone& stepDone) {
+                                                     const Diagnostics& diagnostics, const StepDone& stepDone,
+                                                     CountedIn unit) {
     CorrelateCounts counts;
     countCorrelatesByEstimate(colors, backgroundLuminance, counts, diagnostics, stepDone);
-    AppearanceDistributions distributions = distributionsOf(counts);
+    AppearanceDistributions distributions = distributionsOf(counts, unit);
     stepDone();
     return distributions;
 }
@@ -333,13 +334,13 @@ LikenessCoefficients comparePhotographs(const cv::Mat& first, const cv::Mat& sec
     return compareDistributions(firstDistributions, secondDistributions);
 }
 
-std::optional<LikenessCoefficients> compareWithReplaced(const PhotographColors& first, const cv::Mat& second,
+std::optional<LikenessCoefficients> compareWithReplaced(const SeenPhotograph& first, const cv::Mat& second,
                                                         const Diagnostics& diagnostics) {
     if (second.type() != CV_8UC3 || !isReplaced(first.size, second.size(), diagnostics)) {
         return std::nullopt;
     }
     auto secondDistributions = beside([&] { return appearanceDistributions(second, diagnostics); });
-    const AppearanceDistributions firstDistributions = modelledAppearance(first, {}).distributions;
+    const AppearanceDistributions firstDistributions = modelledAppearance(*first.colors, {}).distributions;
     return compareDistributions(firstDistributions, secondDistributions.get());
 }
 

@@ -22,13 +22,20 @@ inline void noStep() {}
 /// How many pixels fall into each bin, by correlate.
 using CorrelateCounts = PerCorrelate<BinCounts>;
 
+/// What is counted.
+enum class CountedIn {
+    pixels,  ///< as `computeFreqProbs` counts them
+    weights  ///< of pixels: whole numbers of 1/65535
+};
+
 /// Probabilities of the counts.
-AppearanceDistributions distributionsOf(const CorrelateCounts& counts);
+AppearanceDistributions distributionsOf(const CorrelateCounts& counts, CountedIn unit = CountedIn::pixels);
 
 /// Distributions of counted colours under a background of the caller's choice: the steps after the first.
 AppearanceDistributions distributionsUnderBackground(const DistinctColors& colors, float backgroundLuminance,
                                                      const Diagnostics& diagnostics = dropAll(),
-                                                     const StepDone& stepDone = noStep);
+                                                     const StepDone& stepDone = noStep,
+                                                     CountedIn unit = CountedIn::pixels);
 
 /// `appearanceDistributions` with the tables of the caller's, for use with one photograph after the other.
 AppearanceDistributions appearanceDistributions(const cv::Mat& photograph, ColorCounter& counter,

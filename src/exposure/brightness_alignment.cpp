@@ -48,6 +48,31 @@ cv::Mat labOf(const cv::Mat& bgr) {
     return lab;
 }
 
+/// Of the pixels that count.
+LightnessStatistics statisticsOfPart(const cv::Mat& lab, const PixelWeights& weights, const Diagnostics& diagnostics) {
+    if (weights.areBinary()) {
+        return statisticsOfLab(weights.countedOf(lab), diagnostics);
+    }
+    const cv::Mat counted = weights.countedOf(lab);
+    const cv::Mat map = weights.countedOf(weights.map());
+    const auto* const pixels = counted.ptr<cv::Vec3f>(0);
+    const auto* const weight = map.ptr<ushort>(0);
+    const auto meanOf = [&](auto term) {
+        double sum = 0;
+        double all = 0;
+        for (int j = 0; j < counted.cols; ++j) {
+            if (!std::isnan(pixels[j][0])) {
+                sum += weight[j] * term(static_cast<double>(pixels[j][0]));
+                all += weight[j];
+            }
+        }
+        return all > 0 ? sum / all : 0;
+    };
+    const double mean = meanOf([](double lightness) { return lightness; });
+    const double variance = meanOf([mean](double lightness) { return (lightness - mean) * (lightness - mean); });
+    return {static_cast<float>(mean), static_cast<float>(std::sqrt(variance))};
+}
+
 /// L* from the one mean and standard deviation to the other, in place.
 /// @param lab  CV_32FC3, L*, a*, b*
 void remapLightness(cv::Mat& lab, const LightnessStatistics& own, const LightnessStatistics& wanted) {
@@ -92,6 +117,11 @@ LightnessStatistics lightnessStatisticsOf(const cv::Mat& photograph) {
     return lightnessStatistics(unitPhotograph("photograph", photograph), dropAll());
 }
 
+LightnessStatistics lightnessStatisticsOf(const PhotographPart& part) {
+    part.weights.require("photograph", part.photograph);
+    return statisticsOfPart(labOf(unitPhotograph("photograph", part.photograph)), part.weights, dropAll());
+}
+
 void alterNonFlashBrightness(cv::Mat& nonFlash, cv::Mat& target, cv::Mat& result, const Diagnostics& diagnostics) {
     requireElement("alterNonFlashBrightness", CV_32FC3, {{"nonFlash", nonFlash}, {"target", target}});
     labByImageLibrary(nonFlash, result);
@@ -103,6 +133,17 @@ void alterNonFlashBrightness(cv::Mat& nonFlash, cv::Mat& target, cv::Mat& result
 }
 
 LightnessMatch matchLightness(const cv::Mat& photograph, const cv::Mat& reference, const Watch& watch) {
+    return matchLightness(PhotographPart{photograph, {}}, PhotographPart{reference, {}}, watch);
+}
+
+LightnessMatch matchLightness(const PhotographPart& photographPart, const PhotographPart& referencePart,
+                              const Watch& watch) {
+    const cv::Mat& photograph = photographPart.photograph;
+    const cv::Mat& reference = referencePart.photograph;
+    const PixelWeights& weights = photographPart.weights;
+    const PixelWeights& referenceWeights = referencePart.weights;
+    weights.require("photograph", photograph);
+    referenceWeights.require("reference", reference);
     if (photograph.empty()) {
         return {};
     }
@@ -113,17 +154,17 @@ LightnessMatch matchLightness(const cv::Mat& photograph, const cv::Mat& referenc
     constexpr int steps = 4;
     LightnessMatch match;
     match.image = labOf(image);
-    match.own = statisticsOfLab(match.image, watch.receiver());
-    requireSpread("photograph", image, match.own);
+    match.own = statisticsOfPart(match.image, weights, watch.receiver());
+    requireSpread("photograph", weights.countedOf(image), match.own);
     watch.step(1, steps);
-    match.wanted = statisticsOfLab(labOf(like), watch.receiver());
-    requireSpread("reference", like, match.wanted);
+    match.wanted = statisticsOfPart(labOf(like), referenceWeights, watch.receiver());
+    requireSpread("reference", referenceWeights.countedOf(like), match.wanted);
     watch.step(2, steps);
     remapLightness(match.image, match.own, match.wanted);
     match.clipped = clippedValuesOfLab(match.image);
     bgrByImageLibrary(match.image, match.image);
     watch.step(3, steps);
-    match.reached = lightnessStatistics(match.image, dropAll());
+    match.reached = statisticsOfPart(labOf(match.image), weights, dropAll());
     watch.step(4, steps);
     return match;
 }

@@ -10,9 +10,10 @@ struct ProfileChoice;  // photofile/managed_colors.hpp
 
 /// Which picture of a file is taken, where it holds several.
 struct PhotographSelection {
-    int page = 1;          ///< of a TIFF, HEIC or AVIF, from 1 on
-    std::string layer{};   ///< of an OpenEXR file: a part or a layer; empty: the first with colours
-    bool preview = false;  ///< of a camera's raw file: the embedded preview
+    int page = 1;            ///< of a TIFF, HEIC or AVIF, from 1 on
+    std::string layer{};     ///< of an OpenEXR file: a part or a layer; empty: the first with colours
+    bool preview = false;    ///< of a camera's raw file: the embedded preview
+    bool usesAlpha = false;  ///< somebody reads the alpha channel: nothing is said of it
 };
 
 /// How a front end has files read and written: what is said of them, one line at a time, and how large an image may be,

@@ -2,6 +2,7 @@
 #pragma once
 
 #include "photofile/color_profile.hpp"
+#include "photofile/part_choice.hpp"
 #include "photofile/photograph_reader.hpp"
 
 #include <string>
@@ -10,12 +11,13 @@
 
 namespace likeness {
 
-/// What is done with the colours of photographs, and which picture of a file is taken.
+/// What is done with the colours of photographs, which picture of a file is taken, and how much of it counts.
 struct ProfileChoice {
     ColorProfile::Shared assumed;  ///< of files without a profile; null: sRGB
     bool ignore = false;           ///< every file is taken for one without a profile
     double exposure = 0;           ///< of linear values: they are multiplied by 2 to the power of it
     PhotographSelection selection{};
+    PartChoice part{};  ///< what of it counts
 };
 
 /// How the colours of a file were taken.

@@ -291,7 +291,7 @@ void readWithModule(const std::string& path, PhotographValues values, std::uint6
         return;
     }
     result.remarks.insert(result.remarks.begin(), content.remarks.begin(), content.remarks.end());
-    if (content.alpha) {
+    if (content.alpha && (colors == nullptr || !colors->selection().usesAlpha)) {
         result.remarks.emplace_back("its alpha channel is left out");
     }
     result.bits = content.bits;
@@ -370,7 +370,7 @@ PhotographRead readCollecting(const std::string& name, PhotographValues values, 
         }
         const std::vector<std::string> said = linesOf(collector);
         result.remarks.insert(result.remarks.end(), said.begin(), said.end());
-        if (!byModule && tellsOfAlpha && header.alpha && !result.bgr.empty()) {
+        if (!byModule && tellsOfAlpha && !selection.usesAlpha && header.alpha && !result.bgr.empty()) {
             if (std::string lost = lostWithAlpha(path, header); !lost.empty()) {
                 result.remarks.push_back(std::move(lost));
             }

@@ -94,6 +94,21 @@ private:
     int total_ = 0;
 };
 
+/// Weights of the pixels with each rounded value of a channel.
+class RoundedWeights {
+public:
+    double& of(float value) {
+        const float rounded = std::round(value);
+        return std::abs(rounded) < half ? dense_[static_cast<std::size_t>(static_cast<int>(rounded) + half)]
+                                        : sparse_[rounded];
+    }
+
+private:
+    static constexpr int half = 1024;
+    std::vector<double> dense_ = std::vector<double>(2 * half);
+    std::map<float, double> sparse_;
+};
+
 }  // namespace
 
 void sumChannels(const cv::Mat& img, ChannelRange range, MaskedSum* sums) {
@@ -165,6 +180,50 @@ void weightedMeans(const cv::Mat& img, ChannelRange range, float* means) {
             means[k] = weightedSum[k] / weightSum[k];
         }
     });
+}
+
+WeightedStatistics weightedStatistics(const cv::Mat& img, const cv::Mat& weights, ChannelRange range) {
+    constexpr double pixel = 65535;
+    WeightedStatistics result{};
+    const auto* const weight = weights.ptr<ushort>(0);
+    const auto forEach = [&](auto body) {
+        const float* values = img.ptr<float>(0) + range.first;
+        for (int j = 0; j < img.cols; ++j, values += img.channels()) {
+            body(values, weight[j] / pixel);
+        }
+    };
+    double all = 0;
+    RoundedWeights frequencies[3];
+    forEach([&](const float* values, double share) {
+        all += share;
+        for (int k = 0; k < range.count; ++k) {
+            result.means[k] += share * static_cast<double>(values[k]);
+            frequencies[k].of(values[k]) += share;
+        }
+    });
+    for (int k = 0; k < range.count; ++k) {
+        result.means[k] /= all;
+    }
+    double frequentSum[3] = {};
+    double frequentWeights[3] = {};
+    forEach([&](const float* values, double share) {
+        for (int i = 0; i < range.count; ++i) {
+            const double frequency = frequencies[i].of(values[i]) / all;
+            frequentSum[i] += share * frequency * static_cast<double>(values[i]);
+            frequentWeights[i] += share * frequency;
+            for (int j = 0; j < range.count; ++j) {
+                result.covariance[i][j] += share * (static_cast<double>(values[i]) - result.means[i]) *
+                                           (static_cast<double>(values[j]) - result.means[j]);
+            }
+        }
+    });
+    for (int i = 0; i < range.count; ++i) {
+        result.frequentMeans[i] = frequentSum[i] / frequentWeights[i];
+        for (int j = 0; j < range.count; ++j) {
+            result.covariance[i][j] = all > 1 ? result.covariance[i][j] / (all - 1) : 0;
+        }
+    }
+    return result;
 }
 
 std::string sumLine(const MaskedSum& sum) {

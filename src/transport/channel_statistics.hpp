@@ -68,6 +68,19 @@ void copyCovariance(const ChannelCovariance& statistics, cv::Mat& cov);
 /// counts.
 void weightedMeans(const cv::Mat& img, ChannelRange range, float* means);
 
+/// Statistics of weighted pixels.
+struct WeightedStatistics {
+    double means[3];  ///< sum of weight x value over the sum of the weights
+    double
+        frequentMeans[3];  ///< as `weightedMeans`, a rounded value being as frequent as the weights of its pixels say
+    double covariance[3][3];  ///< sum of weight x deviations over the sum of the weights in pixels less 1; 0 of up to 1
+};
+
+/// Sums run in double, pixel by pixel. There is no NaN.
+/// @param img      1 x N, float
+/// @param weights  1 x N, CV_16UC1, 65535 for a pixel
+WeightedStatistics weightedStatistics(const cv::Mat& img, const cv::Mat& weights, ChannelRange range);
+
 /// The line that tells a sum and a count.
 std::string sumLine(const MaskedSum& sum);
 

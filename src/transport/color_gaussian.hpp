@@ -1,5 +1,6 @@
 #pragma once
 
+#include <likeness/color/pixel_weights.hpp>
 #include "transport/channel_statistics.hpp"
 
 #include <opencv2/core.hpp>
@@ -18,6 +19,9 @@ struct ColorGaussian {
 
     ColorGaussian(const cv::Mat& img, int dims);
 
+    /// Of the pixels that count. Without messages where weights are neither 0 nor 1: there are no sums in float.
+    ColorGaussian(const PhotographPart& part, int dims);
+
     std::string covarianceMessage() const { return covarianceLines(statistics); }
 
     /// Weighted means are found without a message.
@@ -33,6 +37,9 @@ struct ColorGaussians {
 
 /// Of both images at the same time.
 ColorGaussians gaussiansOf(const cv::Mat& input, const cv::Mat& target, int dims);
+
+/// Of the parts that count.
+ColorGaussians gaussiansOf(const PhotographPart& input, const PhotographPart& target, int dims);
 
 /// The lines that a transfer tells of the two images.
 std::string transferMessage(const ColorGaussian& input, const ColorGaussian& target);

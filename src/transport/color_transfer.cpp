@@ -53,15 +53,22 @@ cv::Mat bgrOf(cv::Mat lab) {
 
 ColorTransfer::ColorTransfer(const cv::Mat& photograph, const cv::Mat& palette, const TransferOptions& options,
                              const Watch& watch)
+    : ColorTransfer(PhotographPart{photograph, {}}, PhotographPart{palette, {}}, options, watch) {}
+
+ColorTransfer::ColorTransfer(const PhotographPart& photograph, const PhotographPart& palette,
+                             const TransferOptions& options, const Watch& watch)
     : form_(options.form), dims_(options.channels == TransferChannels::chroma ? 2 : 3) {
     if (form_ == TransferForm::bonneel && dims_ != 2) {
         refuseArgument("form", "Bonneel's is one of the chroma channels alone");
     }
-    lab_ = labOf("photograph", photograph);
-    const cv::Mat paletteLab = labOf("palette", palette);
+    photograph.weights.require("photograph", photograph.photograph);
+    palette.weights.require("palette", palette.photograph);
+    lab_ = labOf("photograph", photograph.photograph);
+    const cv::Mat paletteLab = labOf("palette", palette.photograph);
     watch.step(1, stepsOfStatistics);
-    const auto [input, target] = gaussiansOf(lab_, paletteLab, dims_);
-    if (watch.receiver().wantsMessages()) {
+    const auto [input, target] = gaussiansOf({lab_, photograph.weights}, {paletteLab, palette.weights}, dims_);
+    const bool told = photograph.weights.areBinary() && palette.weights.areBinary();
+    if (told && watch.receiver().wantsMessages()) {
         watch.receiver().print(transferMessage(input, target));
     }
     inputCovariance_ = input.covariance;

@@ -127,7 +127,8 @@ TEST(ComparisonModel, FloatsOfFewColorsAreSeenByColor) {
         const Analysis analysis = analyze(wide, under(model, true, HueWeights::pixels));
         const AppearanceMaps maps = analysis.maps();
         const AppearanceMaps pixels =
-            modelledAppearance(PhotographColors{wide, {}, wide.size()}, under(model, true)).maps;
+            modelledAppearance(PhotographColors{wide, {}, static_cast<std::int64_t>(wide.total())}, under(model, true))
+                .maps;
         for (std::size_t k = 0; k < correlateNames.size(); ++k) {
             EXPECT_EQ(cv::norm(maps[k], pixels[k], cv::NORM_INF), 0) << correlateNames[k].name;
         }

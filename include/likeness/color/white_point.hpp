@@ -4,6 +4,7 @@
 /// Images are CV_32FC3, nominally in [0, 1].
 #pragma once
 
+#include <likeness/color/pixel_weights.hpp>
 #include <likeness/color/white.hpp>
 #include <likeness/diagnostics/diagnostics.hpp>
 #include <likeness/diagnostics/watch.hpp>
@@ -52,5 +53,15 @@ struct WhiteEstimate {
 /// @throws Cancelled  when the caller ends it
 LIKENESS_API WhiteEstimate grayWorldWhite(const cv::Mat& photograph, const WhiteEstimate* previous = nullptr,
                                           const Watch& watch = {});
+
+/// Gray-world white of the part of a photograph that counts. Where weights are 0 and 1 it is that of the pixels that
+/// count alone, row after row, to the bit; where there are others, the means of U and V are weighted, and their sums run
+/// in double, row by row.
+///
+/// @param watch  its receiver gets the line of the white
+/// @return       `found` is false where no pixel that counts is nearly neutral
+/// @throws std::invalid_argument  if the photograph is of another type or size
+/// @throws NothingCounts          if every weight is 0
+LIKENESS_API WhiteEstimate grayWorldWhite(const PhotographPart& part, const Watch& watch = {});
 
 }  // namespace likeness

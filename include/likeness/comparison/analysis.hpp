@@ -2,6 +2,7 @@
 /// Photographs analysed once and compared as often as is wanted.
 #pragma once
 
+#include <likeness/color/pixel_weights.hpp>
 #include <likeness/comparison/channel_order.hpp>
 #include <likeness/comparison/comparison_model.hpp>
 #include <likeness/comparison/perceptual_metrics.hpp>
@@ -33,6 +34,12 @@ struct AnalysisOptions {
     /// Order of the photograph's channels. Bytes without maps are counted as they stand; others are put in order first,
     /// in memory of their own.
     ChannelOrder order = ChannelOrder::bgr;
+    /// How much each pixel counts. Distributions are of what counts, and so are the white that the model finds in the
+    /// photograph and the background that drifts with the number of pixels (`PixelWeights::wholePixels`): where weights
+    /// are 0 and 1 the analysis is that of the pixels that count alone, to the bit. Maps stay whole: the other pixels
+    /// are seen with the white and before the background of those that count, and may be lighter than 100. Unless
+    /// every pixel counts whole there are no dumps.
+    PixelWeights weights = {};
 };
 
 /// How a photograph looks: what `analyze` found. Copies share their maps and are cheap.
@@ -46,6 +53,9 @@ public:
 
     /// Of the photograph, in pixels.
     cv::Size size() const noexcept { return size_; }
+
+    /// How much of the photograph counted, in pixels: the sum of their weights.
+    double countedPixels() const noexcept { return countedPixels_; }
 
     /// Luminance of the background that the photograph was seen before: `backgroundLuminanceOf`, or that of the model.
     float backgroundLuminance() const noexcept { return backgroundLuminance_; }
@@ -66,7 +76,7 @@ public:
 
 private:
     friend class Comparer;
-    friend Analysis analysisOf(const PhotographColors& colors, const AnalysisOptions& options,
+    friend Analysis analysisOf(const PhotographColors& colors, const cv::Size& size, const AnalysisOptions& options,
                                const std::function<void()>& stepDone);
 
     /// A kept map, expanded.
@@ -74,6 +84,7 @@ private:
 
     AppearanceDistributions distributions_;
     cv::Size size_;
+    double countedPixels_ = 0;
     float backgroundLuminance_ = 0;
     ComparisonModel model_;
     AppearanceMaps maps_;  // of the colours, or of the pixels where there are no indices
@@ -88,8 +99,9 @@ private:
 ///                    outside 0..1 are taken as they are
 /// @param watch       its receiver gets the dumps of `perceptualMetrics`, under the default model alone; four steps: the
 ///                    colours counted, adapted or their white found, their correlates and the distributions made
-/// @throws std::invalid_argument  if the photograph is of another type; what is wrong with the model's conditions
-///                    (comparison_model.hpp)
+/// @throws std::invalid_argument  if the photograph is of another type, or the weights are of another size; what is
+///                    wrong with the model's conditions (comparison_model.hpp)
+/// @throws NothingCounts  if every weight is 0
 /// @throws Cancelled  when the caller ends it
 /// @note  Who analyses many photographs keeps a `Comparer`.
 LIKENESS_API Analysis analyze(const cv::Mat& photograph, const AnalysisOptions& options = {}, const Watch& watch = {});
@@ -97,6 +109,10 @@ LIKENESS_API Analysis analyze(const cv::Mat& photograph, const AnalysisOptions& 
 /// The five coefficients of two photographs.
 /// @throws std::invalid_argument  if they were seen through different models, unless one of them is empty
 LIKENESS_API LikenessCoefficients compare(const Analysis& first, const Analysis& second);
+
+/// The five coefficients of parts of two photographs.
+/// @throws std::invalid_argument, NothingCounts  as `analyze`
+LIKENESS_API LikenessCoefficients comparePhotographs(const PhotographPart& first, const PhotographPart& second);
 
 /// Analyses and compares one photograph after the other and keeps its tables between them (16 MiB for each of two
 /// photographs, and 64 MiB of address space where maps are wanted): small photographs take microseconds. One thread at
@@ -119,14 +135,24 @@ public:
     std::pair<Analysis, Analysis> analyzePair(const cv::Mat& first, const cv::Mat& second,
                                               const AnalysisOptions& options = {}, const Watch& watch = {});
 
+    /// The same of parts of two photographs.
+    /// @param options  without weights
+    std::pair<Analysis, Analysis> analyzePair(const PhotographPart& first, const PhotographPart& second,
+                                              const AnalysisOptions& options = {}, const Watch& watch = {});
+
     /// The five coefficients of two photographs, the same bits as `comparePhotographs`, by way of `analyzePair`.
     /// @param watch  as there
     LikenessCoefficients compare(const cv::Mat& first, const cv::Mat& second, const Watch& watch = {});
+
+    /// The same of parts of two photographs.
+    LikenessCoefficients compare(const PhotographPart& first, const PhotographPart& second, const Watch& watch = {});
 
 private:
     struct Tables;
     Analysis analyzed(const cv::Mat& photograph, const AnalysisOptions& options, const Diagnostics& diagnostics,
                       std::size_t place, const std::function<void()>& stepDone);
+    Analysis analyzedPart(const cv::Mat& photograph, const AnalysisOptions& options, std::size_t place,
+                          const std::function<void()>& stepDone);
 
     std::unique_ptr<Tables> tables_;
 };
@@ -136,8 +162,10 @@ private:
 class LIKENESS_API CountedPhotograph {
 public:
     /// @param photograph  as for `analyze`; one of floats may be kept, not copied: it must not be changed then
-    /// @throws std::invalid_argument  if it is of another type
-    explicit CountedPhotograph(const cv::Mat& photograph);
+    /// @param weights     how much each pixel counts
+    /// @throws std::invalid_argument  if it is of another type, or the weights of another size
+    /// @throws NothingCounts  if every weight is 0
+    explicit CountedPhotograph(const cv::Mat& photograph, const PixelWeights& weights = {});
 
     /// The distributions of `analyze`, the same bits; maps are not made.
     /// @throws std::invalid_argument  as `analyze`

@@ -57,6 +57,10 @@ public:
     /// What `computeFreqProbs` gives for a map of these values.
     BinProbabilities probabilities() const;
 
+    /// Share of each bin among all that were counted: divided in double and rounded to float, and without an end to
+    /// counting.
+    BinProbabilities shares() const;
+
     /// Share, 0..1, of the values that are NaN and so in no bin; 0 of no values.
     double nanShare() const noexcept;
 

@@ -3,6 +3,7 @@
 #pragma once
 
 #include <likeness/color/clipped_values.hpp>
+#include <likeness/color/pixel_weights.hpp>
 #include <likeness/diagnostics/diagnostics.hpp>
 #include <likeness/diagnostics/watch.hpp>
 #include <likeness/export.hpp>
@@ -54,6 +55,12 @@ LIKENESS_API LightnessStatistics lightnessStatistics(const cv::Mat& bgr,
 /// @throws std::invalid_argument  for an empty photograph and another type
 LIKENESS_API LightnessStatistics lightnessStatisticsOf(const cv::Mat& photograph);
 
+/// The same of the part that counts. Where weights are 0 and 1, of the L* of the pixels that count, row after row, to
+/// the bit; where there are others, the sums are weighted and run in double, row by row.
+/// @throws std::invalid_argument  also for weights of another size
+/// @throws NothingCounts          if every weight is 0
+LIKENESS_API LightnessStatistics lightnessStatisticsOf(const PhotographPart& part);
+
 /// A photograph with the lightness of another.
 struct LightnessMatch {
     cv::Mat image;  ///< CV_32FC3, B, G, R on the scale 0..1; its conversion from L*a*b* is the image library's
@@ -90,6 +97,12 @@ private:
 /// @throws OneLightness  where one of the two has one lightness throughout
 /// @throws Cancelled  when the caller ends it
 LIKENESS_API LightnessMatch matchLightness(const cv::Mat& photograph, const cv::Mat& reference,
+                                           const Watch& watch = {});
+
+/// The same with statistics of the parts that count (`lightnessStatisticsOf`); all of the photograph is remapped, and
+/// `own`, `wanted` and `reached` are those of the parts.
+/// @throws NothingCounts  also where every weight of one is 0
+LIKENESS_API LightnessMatch matchLightness(const PhotographPart& photograph, const PhotographPart& reference,
                                            const Watch& watch = {});
 
 }  // namespace likeness

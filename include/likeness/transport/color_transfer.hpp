@@ -8,6 +8,7 @@
 #pragma once
 
 #include <likeness/color/clipped_values.hpp>
+#include <likeness/color/pixel_weights.hpp>
 #include <likeness/diagnostics/watch.hpp>
 #include <likeness/export.hpp>
 
@@ -63,6 +64,14 @@ public:
     ///                 form of all channels
     /// @throws Cancelled  when the caller ends it
     ColorTransfer(const cv::Mat& photograph, const cv::Mat& palette, const TransferOptions& options = {},
+                  const Watch& watch = {});
+
+    /// The same with the statistics of the parts that count; all of the photograph is moved. Where weights are 0 and 1
+    /// they are those of the L*a*b* of the pixels that count, row after row, to the bit; where there are others, means,
+    /// frequencies and covariances are weighted, their sums run in double, row by row, and nothing is printed.
+    /// @throws std::invalid_argument  also for weights of another size
+    /// @throws NothingCounts          if every weight of one is 0
+    ColorTransfer(const PhotographPart& photograph, const PhotographPart& palette, const TransferOptions& options = {},
                   const Watch& watch = {});
 
     /// The photograph at a place of the way.

@@ -171,24 +171,27 @@ struct Files {
 /// Of every subcommand. An option that is new belongs here; one that writes has a call in `calls` too.
 const std::map<std::string, Files>& filesOfSubcommands() {
     static const std::map<std::string, Files> all = {
-        {"compare", {{"FIRST", "SECOND", "--conditions"}, {"--output", "--maps", "--report"}}},
+        {"compare",
+         {{"FIRST", "SECOND", "--conditions", "--mask", "--first-mask", "--second-mask"},
+          {"--output", "--maps", "--report"}}},
         {"info", {{"FILE"}, {}}},
         {"sweep", {{"FIRST", "SECOND", "--conditions"}, {"--output", "--plot"}}},
-        {"appearance", {{"IN", "--conditions"}, {"--output"}}},
+        {"appearance", {{"IN", "--conditions", "--mask"}, {"--output"}}},
         {"convert", {{"IN"}, {"--output"}}},
-        {"white", {{"IN"}, {"--output"}}},
+        {"white", {{"IN", "--mask"}, {"--output"}}},
         {"adapt", {{"IN", "--like", "--mask"}, {"--output"}}},
         {"brighten", {{"IN"}, {"--output"}}},
         {"tint", {{"FLASH", "--like"}, {"--output"}}},
         {"stack", {{"--flash", "--no-flash"}, {"--output"}}},
         {"fuse", {{"IMG"}, {"--output", "--response", "--plot"}}},
-        {"match-brightness", {{"IN", "--like"}, {"--output"}}},
+        {"match-brightness", {{"IN", "--like", "--mask", "--first-mask", "--second-mask"}, {"--output"}}},
         {"align", {{"MOVING", "--to"}, {"--output", "--flow"}}},
         {"structure", {{"IN"}, {"--output", "--coherence"}}},
         {"smooth", {{"IN", "--guide"}, {"--output"}}},
-        {"transfer", {{"IN", "--palette"}, {"--output"}}},
+        {"transfer", {{"IN", "--palette", "--mask", "--first-mask", "--second-mask"}, {"--output"}}},
         {"batch", {{"LIST", "--root", "--conditions", "--archive"}, {"--output"}}},
-        {"index", {{"PHOTOS", "--list", "--conditions", "--output"}, {}}},  // what is no archive is not replaced
+        {"index",
+         {{"PHOTOS", "--list", "--conditions", "--mask", "--output"}, {}}},  // what is no archive is not replaced
         {"search", {{"ARCHIVE", "QUERY"}, {"--output", "--report"}}},
         {"pairs", {{"ARCHIVE", "OTHER"}, {"--output", "--clusters"}}},
         {"repair", {{"ARCHIVE"}, {"--output"}}},

@@ -10,12 +10,14 @@
 #include "console/operation_watch.hpp"
 #include "console/option_checks.hpp"
 #include "console/output_check.hpp"
+#include "console/part_options.hpp"
 #include "console/profile_result.hpp"
 #include "console/progress.hpp"
 #include "files/markup_text.hpp"
 #include "files/number_format.hpp"
 #include "files/refusal.hpp"
 #include "pages/map_picture.hpp"
+#include "photofile/counted_part.hpp"
 #include "photofile/image_input.hpp"
 #include "photofile/image_output.hpp"
 
@@ -42,6 +44,7 @@ struct Options {
     std::string output;
     bool json = false;
     ModelOptions model;
+    PartOptions part;
 };
 
 struct Described {
@@ -107,11 +110,16 @@ std::string table(const std::vector<Described>& all) {
     return text;
 }
 
-std::string jsonText(const Options& options, const ChosenModel& model, cv::Size size, const ProfileUse& profile,
-                     const std::vector<Described>& all, const std::optional<BinProbabilities>& hue) {
+std::string jsonText(const Options& options, const ChosenModel& model, const Analysis& analysis,
+                     const ProfileUse& profile, const std::vector<Described>& all,
+                     const std::optional<BinProbabilities>& hue) {
     nlohmann::ordered_json json = jsonOfSchema("appearance", jsonVersion);
+    const cv::Size size = analysis.size();
     json["input"] = {{"path", validUtf8(options.input)}, {"width_pixels", size.width}, {"height_pixels", size.height}};
     addProfile(json["input"], profile);
+    if (const PartChoice part = chosenPart(options.part); !part.isWhole()) {
+        json["input"]["mask"] = jsonOfPart(part, analysis.countedPixels(), size.area());
+    }
     if (!model.isDefault()) {
         json["model"] = jsonOf(model);
     }
@@ -138,8 +146,8 @@ std::string jsonText(const Options& options, const ChosenModel& model, cv::Size 
 }
 
 /// The mean of angles from 0 to 360 among them.
-MapStatistics statisticsOfHue(const cv::Mat& map, const ChosenModel& model) {
-    MapStatistics statistics = statisticsOfDegrees(map);
+MapStatistics statisticsOfHue(const cv::Mat& map, const PixelWeights& weights, const ChosenModel& model) {
+    MapStatistics statistics = statisticsOfDegrees(map, weights);
     statistics.mean += model.isPublished() && statistics.mean < 0 ? 360 : 0;
     return statistics;
 }
@@ -151,9 +159,16 @@ ExitStatus mapAppearance(const Console& console, const Options& options) {
             "--dumps: the diagnostic files are those of the default model; leave out --hue and the options of the "
             "model");
     }
+    const PartChoice part = chosenPart(options.part);
+    if (console.diagnostics().wantsFiles() && !part.isWhole()) {
+        throw Refusal(
+            "--dumps: the diagnostic files are those of whole photographs; leave out the options that say "
+            "what counts");
+    }
     checkFolder("--output", options.output);
     OutputPlan plan(console, {options.input});
     plan.mayRead(options.model.viewing.conditions);
+    plan.mayRead(options.part.mask);
     for (const Correlate& correlate : allCorrelates()) {
         for (const char* const extension : {".tif", ".png"}) {
             plan.file("--output", mapPath(options, correlate, extension));
@@ -161,12 +176,15 @@ ExitStatus mapAppearance(const Console& console, const Options& options) {
     }
     warnOfModel(console, model);
     ProfileUse profile;
-    const cv::Mat image = readImage(console, options.input, &profile);
+    cv::Mat image = readImage(PartAccess(console, part), options.input, &profile);
+    const PixelWeights weights = countedPart(console, options.input, image, part);
     std::vector<Described> all;
     Progress progress(console, "appearance", 7);
     const Analysis analysis = [&] {
         try {
-            return analyze(image, model.analysis(true), watchOf(console));
+            AnalysisOptions asked = model.analysis(true);
+            asked.weights = weights;
+            return analyze(image, asked, watchOf(console));
         } catch (const std::invalid_argument& problem) {
             throw Refusal("'" + options.input + '\'' + pictureProblem(problem.what(), model.model));
         }
@@ -174,7 +192,8 @@ ExitStatus mapAppearance(const Console& console, const Options& options) {
     progress.step();
     for (const Correlate& correlate : allCorrelates()) {
         const cv::Mat map = analysis.map(correlate.map);
-        all.push_back({correlate, isHue(correlate) ? statisticsOfHue(map, model) : statisticsOf(map)});
+        all.push_back(
+            {correlate, isHue(correlate) ? statisticsOfHue(map, weights, model) : statisticsOf(map, weights)});
         const std::string what = labelOf(correlate);
         writeImage(console, {mapPath(options, correlate, ".tif")}, map, 1.0, what);
         const MapScale scale = scaleFor(all.back(), model);
@@ -184,11 +203,14 @@ ExitStatus mapAppearance(const Console& console, const Options& options) {
     }
     warnOfBlack(console, options.input, analysis.distributions());
     const std::optional<BinProbabilities>& hue = analysis.distributions().hue;
-    std::cout << (options.json ? jsonText(options, model, image.size(), profile, all, hue)
+    std::cout << (options.json ? jsonText(options, model, analysis, profile, all, hue)
                                : table(all) + (hue ? mostFrequentHue(*hue) : ""))
               << std::flush;
     if (!model.isDefault()) {
         console.tell(lineOf(model));
+    }
+    if (!part.isWhole()) {
+        console.tell(lineOfPart(options.input, analysis.countedPixels(), static_cast<double>(image.total())));
     }
     return ExitStatus::done;
 }
@@ -206,6 +228,7 @@ Action declareAppearance(CLI::App& app) {
         ->type_name("DIR")
         ->required();
     app.add_flag("--json", options->json, optionText("Give the table as JSON", "--json"));
+    addPartOptions(app, options->part);
     addModelOptions(app, options->model);
     addHueOptions(app, options->model);
     app.get_option("--hue")->description(optionText(

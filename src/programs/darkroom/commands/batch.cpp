@@ -10,9 +10,11 @@
 #include "console/model_options.hpp"
 #include "console/option_checks.hpp"
 #include "console/output_check.hpp"
+#include "console/part_options.hpp"
 #include "files/number_format.hpp"
 #include "files/refusal.hpp"
 #include "files/replaced_file.hpp"
+#include "photofile/counted_part.hpp"
 
 #include <fmt/format.h>
 
@@ -43,6 +45,7 @@ struct Options {
     std::string archive;
     bool check = false;
     ModelOptions model;
+    PartOptions part;
 };
 
 void checkCombination(const Console& console, const Options& options) {
@@ -132,13 +135,19 @@ PairList pairsAsked(const Console& console, const Options& options) {
     return std::move(folders.pairs);
 }
 
+ProfileChoice profilesAsked(const Console& console, const Options& options) {
+    return profilesWith(chosenPart(options.part), console.profiles());
+}
+
 /// Analyses that an archive has of files that are still the same.
 class ArchivedAnalyses {
 public:
     ArchivedAnalyses(const Console& console, const Options& options, const AnalysisOptions& analysis,
                      const ResultOrigin& origin)
         : archive_(options.archive), check_(options.check) {
-        if (!archive_.origin().agreesWith(originOf(analysis, console.profiles()))) {
+        const ProfileChoice profiles = profilesAsked(console, options);
+        wholePhotographs_ = profiles.part.isWhole();
+        if (!archive_.origin().agreesWith(originOf(analysis, profiles))) {
             throw Refusal("--archive: '" + options.archive + "' was made with other parameters (" +
                           archive_.origin().fingerprint + ", likeness " + archive_.origin().version +
                           ") than this batch has (" + origin.parameters + ", likeness " + origin.version + ")");
@@ -160,7 +169,9 @@ public:
                 return std::nullopt;
             }
             photograph.distributions = archive_.distributions(*entry);
-            return analysisOf(std::move(photograph));
+            PhotographAnalysis analysis = analysisOf(std::move(photograph));
+            analysis.countedPixels = wholePhotographs_ ? 0 : -1;
+            return analysis;
         } catch (const ArchiveDamage&) {  // it is analysed
             return std::nullopt;
         }
@@ -169,6 +180,7 @@ public:
 private:
     Archive archive_;
     bool check_;
+    bool wholePhotographs_ = true;
 };
 
 ExitStatus tellEnd(const Console& console, const ResultFile& file, const BatchEnd& end, int signal) {
@@ -202,7 +214,7 @@ ExitStatus run(const Console& console, const Options& options, const PairList& p
     how.cache = static_cast<std::size_t>(options.cache);
     how.mostPixels = console.mostPixels();
     how.analysis = analysis;
-    how.profiles = console.profiles();
+    how.profiles = profilesAsked(console, options);
     std::optional<ArchivedAnalyses> archived;
     how.known = [&](const std::string& path) {
         return archived ? archived->of(path) : std::optional<PhotographAnalysis>();
@@ -243,8 +255,9 @@ ExitStatus runBatch(const Console& console, const Options& options) {
     }
     warnOfModel(console, model);
     if (console.verbose()) {
-        console.tell("parameters " + parameterFingerprint(analysis, console.profiles()) + ": " +
-                     comparisonParameters(analysis, console.profiles()));
+        const ProfileChoice profiles = profilesAsked(console, options);
+        console.tell("parameters " + parameterFingerprint(analysis, profiles) + ": " +
+                     comparisonParameters(analysis, profiles));
     }
     return run(console, options, pairs, file, analysis);
 }
@@ -253,9 +266,10 @@ ExitStatus runBatch(const Console& console, const Options& options) {
 
 Action declareBatch(CLI::App& app) {
     auto options = std::make_shared<Options>();
-    app.add_option("LIST", options->list.path,
-                   "List of pairs with the columns first, second and, if need be, id: CSV, TSV or JSON Lines; - reads "
-                   "standard input");
+    app.add_option(
+        "LIST", options->list.path,
+        "List of pairs with the columns first, second and, if need be, id, first_mask, second_mask: CSV, TSV or "
+        "JSON Lines; - reads standard input");
     addListOptions(app, options->list);
     app.add_option("--folders", options->folders,
                    optionText("In place of a list: two folders, whose image files are paired by relative path without "
@@ -307,6 +321,7 @@ Action declareBatch(CLI::App& app) {
     app.add_flag(
         "--check", options->check,
         optionText("With --archive: the SHA-256 of the file must agree, in place of size and time", "--check"));
+    addPartOptionsWithoutMask(app, options->part);
     addModelOptions(app, options->model);
     addHueOptions(app, options->model);
     return [options](const Console& console) { return runBatch(console, *options); };

@@ -9,12 +9,14 @@
 #include "console/operation_watch.hpp"
 #include "console/option_checks.hpp"
 #include "console/output_check.hpp"
+#include "console/part_options.hpp"
 #include "console/progress.hpp"
 #include "console/text_output.hpp"
 #include "files/refusal.hpp"
 #include "files/standard_input.hpp"
 #include "pages/comparison_report.hpp"
 #include "pages/html_page.hpp"
+#include "photofile/counted_part.hpp"
 #include "photofile/image_input.hpp"
 #include "photofile/image_output.hpp"
 
@@ -40,6 +42,7 @@ struct Options {
     bool csv = false;
     bool distances = false;
     ModelOptions model;
+    PartOptions part;
 };
 
 /// File of a map in the folder that --maps names: "first_brightness.tif".
@@ -71,6 +74,9 @@ void checkOutputs(const Console& console, const Options& options) {
     }
     OutputPlan plan(console, {options.first, options.second});
     plan.mayRead(options.model.viewing.conditions);
+    for (const std::string& file : options.part.files()) {
+        plan.mayRead(file);
+    }
     if (!options.output.empty()) {
         plan.file("--output", options.output);
     }
@@ -149,6 +155,14 @@ void give(const Console& console, const Options& options, const ComparisonResult
     std::cout.flush();  // before what is said on standard error
 }
 
+AppearanceMaps countedOf(AppearanceMaps maps, const PixelWeights& weights) {
+    for (std::size_t k = 0; k < comparedCorrelates.size(); ++k) {
+        maps[k] = weights.countedOf(maps[k]);
+    }
+    maps.hueDegrees = weights.countedOf(maps.hueDegrees);
+    return maps;
+}
+
 /// @throws Refusal  if the model cannot see the photograph
 void refuseUnseen(const std::string& path, const SeenPhotograph& photograph, const AnalysisOptions& options) {
     try {
@@ -176,21 +190,41 @@ ExitStatus compare(const Console& console, const Options& options) {
             "--dumps: the diagnostic files are those of the default model; leave out --hue and the options "
             "of the model");
     }
+    const auto parts = chosenParts(options.part);
+    const bool whole = parts.first.isWhole() && parts.second.isWhole();
+    if (console.diagnostics().wantsFiles() && !whole) {
+        throw Refusal(
+            "--dumps: the diagnostic files are those of whole photographs; leave out the options that say "
+            "what counts");
+    }
     checkOutputs(console, options);
     warnOfModel(console, result.model);
     std::pair<ProfileUse, ProfileUse> profiles;
     const bool shown = !options.maps.empty() || !options.report.empty();
     const bool uniform = options.distances && result.model.isPublished();
-    const bool pixelsWanted = shown || uniform || console.diagnostics().wantsFiles();
+    const bool pixelsWanted = shown || uniform || !whole || console.diagnostics().wantsFiles();
     CountedPhotographRows firstRows;
     CountedPhotographRows secondRows;
-    const auto read =
-        readPhotographPairInRows(console, options.first, options.second, &profiles, pixelsWanted ? nullptr : &firstRows,
-                                 pixelsWanted ? nullptr : &secondRows);
-    const SeenPhotograph first = firstRows.seen(read.first.bgr, read.first.rowsOf);
-    const SeenPhotograph second = secondRows.seen(read.second.bgr, read.second.rowsOf);
+    auto read = readPhotographPairInRows(PartAccess(console, parts.first), options.first, options.second, &profiles,
+                                         pixelsWanted ? nullptr : &firstRows, pixelsWanted ? nullptr : &secondRows);
+    const PixelWeights firstWeights = countedPart(console, options.first, read.first.bgr, parts.first);
+    // One mask for two photographs of a size is read once.
+    const bool sameWeights = parts.first.mask == parts.second.mask &&
+                             parts.first.alpha.use == AlphaChoice::Use::dropped &&
+                             read.first.size() == read.second.size();
+    const PixelWeights secondWeights =
+        sameWeights ? firstWeights : countedPart(console, options.second, read.second.bgr, parts.second);
+    SeenPhotograph first = firstRows.seen(read.first.bgr, read.first.rowsOf);
+    SeenPhotograph second = secondRows.seen(read.second.bgr, read.second.rowsOf);
+    first.weights = firstWeights;
+    second.weights = secondWeights;
     result.first = {options.first, read.first.size(), profiles.first};
     result.second = {options.second, read.second.size(), profiles.second};
+    if (uniform && !(firstWeights.areBinary() && secondWeights.areBinary())) {
+        throw Refusal(
+            "--distances: those of the uniform space count pixels or do not, and cannot weigh them; give "
+            "masks of black and white, or leave out --model");
+    }
     const AnalysisOptions analysis = result.model.analysis(shown || uniform);
     std::pair<Analysis, Analysis> analyses;
     {
@@ -206,13 +240,18 @@ ExitStatus compare(const Console& console, const Options& options) {
         result.coefficients = likeness::compare(analyses.first, analyses.second);
         result.hue = hueCoefficient(analyses.first.distributions(), analyses.second.distributions());
     }
+    if (!whole) {
+        result.first.part = PartOfPhotograph{parts.first, analyses.first.countedPixels()};
+        result.second.part = PartOfPhotograph{parts.second, analyses.second.countedPixels()};
+    }
     checkAppearance(console, options.first, analyses.first.distributions());
     checkAppearance(console, options.second, analyses.second.distributions());
     if (options.distances) {
         result.distances = distancesOf(analyses.first.distributions(), analyses.second.distributions());
     }
     if (uniform && analyses.first.hasMaps() && analyses.second.hasMaps()) {
-        result.uniform = uniformDistances(analyses.first.maps(), analyses.second.maps());
+        result.uniform = uniformDistances(countedOf(analyses.first.maps(), firstWeights),
+                                          countedOf(analyses.second.maps(), secondWeights));
     }
     if (shown) {
         show(console, options, result, {read.first.bgr, read.second.bgr}, analyses);
@@ -221,7 +260,12 @@ ExitStatus compare(const Console& console, const Options& options) {
     if (!result.model.isDefault()) {
         console.tell(lineOf(result.model));
     }
-    const std::string backgrounds = backgroundRemark(result.first.size, result.second.size);
+    for (const ComparedPhotograph* photograph : {&result.first, &result.second}) {
+        if (photograph->part) {
+            console.tell(lineOfPart(photograph->path, photograph->part->countedPixels, photograph->size.area()));
+        }
+    }
+    const std::string backgrounds = backgroundRemark(result.first.backgroundPixels(), result.second.backgroundPixels());
     if (!result.model.isPublished() && !result.model.model.background && !backgrounds.empty()) {
         console.warn(backgrounds + ": this alone moves the coefficients; --background 20 gives both the same");
     }
@@ -280,6 +324,9 @@ Action declareCompare(CLI::App& app) {
         optionText("Give distances of the distributions too: by correlate, and under a published model in units "
                    "of its uniform space, with one total",
                    "--distances"));
+    addPartOptions(app, options->part);
+    addMaskOption(app, "--first-mask", options->part.firstMask, "the first photograph, in place of --mask");
+    addMaskOption(app, "--second-mask", options->part.secondMask, "the second photograph, in place of --mask");
     addModelOptions(app, options->model);
     addHueOptions(app, options->model);
     return [options](const Console& console) { return compare(console, *options); };

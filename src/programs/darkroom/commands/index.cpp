@@ -14,9 +14,11 @@
 #include "console/model_options.hpp"
 #include "console/option_checks.hpp"
 #include "console/output_check.hpp"
+#include "console/part_options.hpp"
 #include "files/number_format.hpp"
 #include "files/refusal.hpp"
 #include "files/replaced_file.hpp"
+#include "photofile/counted_part.hpp"
 #include "photofile/decoder_remarks.hpp"
 
 #include <fmt/format.h>
@@ -53,6 +55,7 @@ struct Options {
     std::string shard;
     int jobs = 0;
     ModelOptions model;
+    PartOptions part;
 };
 
 double secondsSince(Clock::time_point begin) {
@@ -143,7 +146,8 @@ public:
           options_(options),
           paths_(std::move(paths)),
           analysis_(analysis),
-          origin_(originOf(analysis, console.profiles())),
+          profiles_(profilesWith(chosenPart(options.part), console.profiles())),
+          origin_(originOf(analysis, profiles_)),
           output_(behindLinks(options.output)),
           unfinished_(workingFile(output_, "index")) {}
 
@@ -275,7 +279,7 @@ private:
             auto tables = std::make_shared<AnalysisTables>();
             return [this, tables](std::size_t number) {
                 return indexedPhotograph(paths_[missing_[number]], *tables, console_.mostPixels(), analysis_,
-                                         console_.profiles());
+                                         profiles_);
             };
         });
         std::vector<ArchivedPhotograph> ready;
@@ -372,6 +376,7 @@ private:
     const Options& options_;
     std::vector<std::string> paths_;
     AnalysisOptions analysis_;
+    ProfileChoice profiles_;
     ArchiveOrigin origin_;
     std::string output_;
     std::string unfinished_;
@@ -404,6 +409,7 @@ ExitStatus index(const Console& console, const Options& options) {
     std::vector<std::string> paths = photographsAsked(console, options);
     OutputPlan plan(console, options.lists, InputKind::others);
     plan.mayRead(options.model.viewing.conditions);
+    plan.mayRead(options.part.mask);
     plan.file("--output", options.output);
     std::error_code error;
     const fs::file_status status = fs::status(options.output, error);
@@ -464,6 +470,7 @@ Action declareIndex(CLI::App& app) {
                               "--jobs 8"))
         ->type_name("N")
         ->check(integerBetween(1, 1024));
+    addPartOptions(app, options->part);
     addModelOptions(app, options->model);
     addHueOptions(app, options->model);
     return [options](const Console& console) { return index(console, *options); };

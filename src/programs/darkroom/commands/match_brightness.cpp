@@ -5,9 +5,11 @@
 #include "console/many_photographs.hpp"
 #include "console/operation_watch.hpp"
 #include "console/option_checks.hpp"
+#include "console/part_options.hpp"
 #include "console/progress.hpp"
 #include "files/refusal.hpp"
 #include "photofile/clipping.hpp"
+#include "photofile/counted_part.hpp"
 #include "photofile/image_input.hpp"
 #include "photofile/image_output.hpp"
 
@@ -24,10 +26,12 @@ struct Options {
     std::string input;  ///< the one that is worked on
     std::string reference;
     ImageOutput output;
+    PartOptions part;
 };
 
 /// The match; a photograph that has no spread of lightness is refused by its file's name.
-LightnessMatch matched(const Console& console, const Options& options, const cv::Mat& image, const cv::Mat& reference) {
+LightnessMatch matched(const Console& console, const Options& options, const PhotographPart& image,
+                       const PhotographPart& reference) {
     Progress progress(console, "lightness");
     try {
         return matchLightness(image, reference, watchOf(console, progress));
@@ -47,18 +51,24 @@ bool isReached(const LightnessStatistics& reached, const LightnessStatistics& wa
 
 ExitStatus matchBrightness(const Console& console, const Options& options) {
     OutputPlan plan(console, {options.input, options.reference});
+    for (const std::string& file : options.part.files()) {
+        plan.mayRead(file);
+    }
     checkImageOutput(options.output, plan);
-    const cv::Mat image = readBoundedUnitImage(console, options.input);
-    const cv::Mat reference = readBoundedUnitImage(console, options.reference);
+    const auto [ownPart, referencePart] = chosenParts(options.part);
+    cv::Mat image = readBoundedUnitImage(PartAccess(console, ownPart), options.input);
+    cv::Mat reference = readBoundedUnitImage(PartAccess(console, referencePart), options.reference);
+    const PixelWeights weights = countedPart(console, options.input, image, ownPart);
+    const PixelWeights referenceWeights = countedPart(console, options.reference, reference, referencePart);
     if (reference.rows < image.rows || reference.cols < image.cols) {
         throw Refusal(fmt::format("'{}' is {} x {} pixels: it must be at least as large as '{}', which is {} x {}",
                                   options.reference, reference.cols, reference.rows, options.input, image.cols,
                                   image.rows));
     }
-    const LightnessMatch match = matched(console, options, image, reference);
+    const LightnessMatch match = matched(console, options, {image, weights}, {reference, referenceWeights});
     // Of the file: rounding to its depth may move them.
-    const LightnessStatistics reached =
-        lightnessStatisticsOf(pictureAsStored(options.output.followed(options.input), match.image));
+    const LightnessStatistics reached = lightnessStatisticsOf(
+        PhotographPart{pictureAsStored(options.output.followed(options.input), match.image), weights});
     tellClippedInput(console, options.input, image);
     tellClippedInput(console, options.reference, reference);
     writePhotograph(
@@ -88,6 +98,9 @@ Action declareMatchBrightness(CLI::App& app) {
                               "--like reference.jpg"))
         ->type_name("REF")
         ->required();
+    addPartOptions(app, options->part);
+    addMaskOption(app, "--first-mask", options->part.firstMask, "IN, in place of --mask");
+    addMaskOption(app, "--second-mask", options->part.secondMask, "REF, in place of --mask");
     addImageOutput(app, options->output);
     addOutputProfile(app, options->output);
     addManyPhotographs(app, options->inputs);

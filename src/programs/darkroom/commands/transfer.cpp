@@ -6,9 +6,11 @@
 #include "console/operation_watch.hpp"
 #include "console/option_checks.hpp"
 #include "console/output_check.hpp"
+#include "console/part_options.hpp"
 #include "console/progress.hpp"
 #include "files/refusal.hpp"
 #include "photofile/clipping.hpp"
+#include "photofile/counted_part.hpp"
 #include "photofile/image_input.hpp"
 #include "photofile/image_output.hpp"
 
@@ -30,6 +32,7 @@ struct Options {
     double t = 1;
     int frames = 0;  ///< 0: one picture, at `t`
     ImageOutput output;
+    PartOptions part;
 };
 
 /// Results with their places on the path.
@@ -71,18 +74,25 @@ ExitStatus transfer(const Console& console, const Options& options) {
     checkForm(options);
     const TransferOptions form = transferOptions(options);
     OutputPlan plan(console, {options.input, options.palette});
+    for (const std::string& file : options.part.files()) {
+        plan.mayRead(file);
+    }
     const std::vector<Frame> frames = framesOf(options);
     for (const Frame& frame : frames) {
         checkImageOutput(frame.output, plan);
     }
-    const cv::Mat input = readUnitImage(console, options.input);
-    const cv::Mat palette = readUnitImage(console, options.palette);
+    const auto [inputPart, palettePart] = chosenParts(options.part);
+    cv::Mat input = readUnitImage(PartAccess(console, inputPart), options.input);
+    cv::Mat palette = readUnitImage(PartAccess(console, palettePart), options.palette);
+    const PixelWeights weights = countedPart(console, options.input, input, inputPart);
+    const PixelWeights paletteWeights = countedPart(console, options.palette, palette, palettePart);
     checkFinite(options.input, input);
     checkFinite(options.palette, palette);
     tellClippedInput(console, options.input, input);
     tellClippedInput(console, options.palette, palette);
     Progress progress(console, "transferring colours", static_cast<int>(frames.size()));
-    const ColorTransfer colors(input, palette, form, watchOf(console));
+    const ColorTransfer colors(PhotographPart{input, weights}, PhotographPart{palette, paletteWeights}, form,
+                               watchOf(console));
     for (const Frame& frame : frames) {
         const Transfer moved = colors.at(frame.t);
         writePhotograph(console, frame.output, moved.image, fmt::format("t = {:.4g}", frame.t), options.input);
@@ -131,6 +141,9 @@ Action declareTransfer(CLI::App& app) {
         ->check(integerBetween(2, 9999))
         ->excludes(t)
         ->excludes(form);
+    addPartOptions(app, options->part);
+    addMaskOption(app, "--first-mask", options->part.firstMask, "IN, in place of --mask");
+    addMaskOption(app, "--second-mask", options->part.secondMask, "TARGET, in place of --mask");
     addImageOutput(app, options->output);
     addOutputProfile(app, options->output);
     addManyPhotographs(app, options->inputs);

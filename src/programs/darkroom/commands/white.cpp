@@ -8,11 +8,13 @@
 #include "console/many_photographs.hpp"
 #include "console/operation_watch.hpp"
 #include "console/option_checks.hpp"
+#include "console/part_options.hpp"
 #include "console/progress.hpp"
 #include "console/white_warning.hpp"
 #include "files/csv_text.hpp"
 #include "files/number_format.hpp"
 #include "files/refusal.hpp"
+#include "photofile/counted_part.hpp"
 #include "photofile/image_input.hpp"
 #include "photofile/image_output.hpp"
 
@@ -33,6 +35,7 @@ struct Options {
     double sigma = 0;  ///< 0: the guided filter
     int diameter = 0;
     ImageOutput output;
+    PartOptions part;
 };
 
 /// What is printed of a white.
@@ -51,9 +54,14 @@ nlohmann::ordered_json rounded(double value) {
     return numberOrNull(roundedToNineDigits(value));
 }
 
-void printJson(const Console& console, const Options& options, const cv::Mat& bgr, const FoundWhite& white) {
+void printJson(const Console& console, const Options& options, const cv::Mat& bgr, const PixelWeights& weights,
+               const FoundWhite& white) {
     nlohmann::ordered_json json = jsonOfSchema("white", 1);
     json["input"] = {{"path", options.input}, {"width_pixels", bgr.cols}, {"height_pixels", bgr.rows}};
+    if (const PartChoice part = chosenPart(options.part); !part.isWhole()) {
+        const auto pixels = static_cast<double>(bgr.total());
+        json["input"]["mask"] = jsonOfPart(part, weights.size().empty() ? pixels : weights.pixels(), pixels);
+    }
     for (int c = 0; c < 3; ++c) {
         json["white_bgr"].push_back(rounded(white.bgr[c]));
     }
@@ -103,21 +111,25 @@ ExitStatus estimateWhite(const Console& console, const Options& options) {
     const bool withImage = !options.output.path.empty();
     if (withImage) {
         OutputPlan plan(console, {options.input});
+        plan.mayRead(options.part.mask);
         checkImageOutput(options.output, plan);
     }
-    const cv::Mat bgr =
-        options.sigma > 0 ? readBoundedUnitImage(console, options.input) : readUnitImage(console, options.input);
+    const PartChoice part = chosenPart(options.part);
+    const PartAccess access(console, part);
+    cv::Mat bgr =
+        options.sigma > 0 ? readBoundedUnitImage(access, options.input) : readUnitImage(access, options.input);
+    const PixelWeights weights = countedPart(console, options.input, bgr, part);
     if (withImage) {
         checkFinite(options.input, bgr);
     }
-    const WhiteEstimate estimate = grayWorldWhite(bgr, nullptr, watchOf(console));
+    const WhiteEstimate estimate = grayWorldWhite(PhotographPart{bgr, weights}, watchOf(console));
     if (withImage) {
         writeImage(console, options.output, whiteImage(console, bgr, options), 1.0, "white of each pixel");
     }
     warnOfGuess(console, options.input, estimate);
     const FoundWhite white = described(estimate);
     if (options.json) {
-        printJson(console, options, bgr, white);
+        printJson(console, options, bgr, weights, white);
     } else if (options.many) {
         printLine(console, options.input, white);
     } else {
@@ -132,6 +144,7 @@ Action declareWhite(CLI::App& app) {
     auto options = std::make_shared<Options>();
     addPhotographs(app, options->inputs, "IN", "Photograph");
     app.add_flag("--json", options->json, optionText("Print the estimate as JSON", "--json"));
+    addPartOptions(app, options->part);
     addImageOutput(app, options->output, false);
     addManyPhotographs(app, options->inputs);
     auto* const output = app.get_option("--output");

@@ -5,6 +5,7 @@
 #include "codecs/memory_check.hpp"
 #include "console/option_checks.hpp"
 #include "console/parser_view.hpp"
+#include "console/part_options.hpp"
 #include "console/thread_supply.hpp"
 #include "diagnostics/shown_text.hpp"
 #include "files/refusal.hpp"
@@ -311,7 +312,15 @@ CommandLine::CommandLine(const std::vector<Subcommand>& subcommands)
     }
 }
 
-ExitStatus CommandLine::run(int argc, const char* const* argv) {
+ExitStatus CommandLine::run(int givenCount, const char* const* given) {
+    const std::vector<std::string> words = withColorsOfAlpha(givenCount, given);
+    std::vector<const char*> joined;
+    joined.reserve(words.size());
+    for (const std::string& word : words) {
+        joined.push_back(word.c_str());
+    }
+    const auto argc = static_cast<int>(joined.size());
+    const char* const* const argv = joined.data();
     std::string command;
     try {
         app_.parse(argc, argv);

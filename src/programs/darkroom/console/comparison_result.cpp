@@ -6,6 +6,7 @@
 #include "batch/correlates.hpp"
 #include "batch/parameters.hpp"
 #include "console/json_output.hpp"
+#include "console/part_options.hpp"
 #include "console/profile_result.hpp"
 #include "diagnostics/number_text.hpp"
 #include "files/csv_text.hpp"
@@ -15,6 +16,7 @@
 #include <fmt/format.h>
 #include <nlohmann/json.hpp>
 
+#include <algorithm>
 #include <cmath>
 #include <cstdlib>
 #include <optional>
@@ -31,19 +33,26 @@ double asWritten(float constant) {
 }
 
 nlohmann::ordered_json describe(const ComparedPhotograph& photograph, const ComparisonModel& model) {
-    const auto pixels = static_cast<std::int64_t>(photograph.size.area());
     const std::optional<double> background =
         model.kind != AppearanceModelKind::likeness ? model.conditions.background : model.background;
     nlohmann::ordered_json json = {
         {"path", validUtf8(photograph.path)},
         {"width_pixels", photograph.size.width},
         {"height_pixels", photograph.size.height},
-        {"background_luminance", roundedToNineDigits(background.value_or(backgroundLuminanceOf(pixels)))}};
+        {"background_luminance",
+         roundedToNineDigits(background.value_or(backgroundLuminanceOf(photograph.backgroundPixels())))}};
     addProfile(json, photograph.profile);
+    if (photograph.part) {
+        json["mask"] = jsonOfPart(photograph.part->choice, photograph.part->countedPixels, photograph.size.area());
+    }
     return json;
 }
 
 }  // namespace
+
+std::int64_t ComparedPhotograph::backgroundPixels() const {
+    return part ? std::max<std::int64_t>(std::llround(part->countedPixels), 1) : std::int64_t{size.width} * size.height;
+}
 
 std::string comparisonLine(const ComparisonResult& result) {
     std::string line;
@@ -162,6 +171,11 @@ std::string comparisonCsv(const ComparisonResult& result) {
         addDistance("uniform_colorfulness", result.uniform->colorfulness);
         addDistance("uniform_hue", result.uniform->hue);
         addDistance("uniform_total", result.uniform->total);
+    }
+    if (result.first.part && result.second.part) {
+        names.insert(names.end(), {"first_counted_pixels", "second_counted_pixels"});
+        values.push_back(nineDigits(result.first.part->countedPixels));
+        values.push_back(nineDigits(result.second.part->countedPixels));
     }
     if (!result.model.isDefault()) {
         names.emplace_back("model");

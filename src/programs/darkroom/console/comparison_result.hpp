@@ -6,18 +6,31 @@
 #include "console/coefficient_limits.hpp"
 #include "console/model_options.hpp"
 #include "photofile/managed_colors.hpp"
+#include "photofile/part_choice.hpp"
 
 #include <opencv2/core.hpp>
 
+#include <cstdint>
+#include <optional>
 #include <string>
 #include <utility>
 
 namespace likeness::darkroom {
 
+/// How much of a photograph counted, where it was said what does.
+struct PartOfPhotograph {
+    PartChoice choice;
+    double countedPixels;  ///< the sum of the weights
+};
+
 struct ComparedPhotograph {
     std::string path;
     cv::Size size;
     ProfileUse profile{};
+    std::optional<PartOfPhotograph> part = {};
+
+    /// That the background of the comparison's own model drifts with.
+    std::int64_t backgroundPixels() const;
 };
 
 struct ComparisonResult {

@@ -1,5 +1,7 @@
 #pragma once
 
+#include <likeness/color/pixel_weights.hpp>
+
 #include <opencv2/core.hpp>
 
 #include <array>
@@ -33,5 +35,13 @@ MapStatistics statisticsOf(const cv::Mat& map);
 
 /// The same for angles in degrees, whose mean is the direction of the mean of their unit vectors, in (-180, 180].
 MapStatistics statisticsOfDegrees(const cv::Mat& map);
+
+/// Of the pixels that count. Where weights are neither 0 nor 1, the mean is weighted, and a percentile is the least value
+/// up to which the pixels have that share of the weights; counts are of pixels.
+/// @param weights  of the map's size
+MapStatistics statisticsOf(const cv::Mat& map, const PixelWeights& weights);
+
+/// The same for angles in degrees.
+MapStatistics statisticsOfDegrees(const cv::Mat& map, const PixelWeights& weights);
 
 }  // namespace likeness::darkroom

@@ -130,13 +130,19 @@ std::string photographFigure(const ComparedPhotograph& photograph, const Reporte
     const std::string used = profileText(photograph.profile);
     const std::string profile =
         used.empty() ? "" : "Colour profile <span id=\"profile-" + place + "\">" + escapedMarkup(used) + "</span><br>";
+    const std::string counted = photograph.part
+                                    ? fmt::format("Counted <span id=\"counted-{}\">{}</span> pixels, {:.3g} %<br>",
+                                                  place, nineDigits(photograph.part->countedPixels),
+                                                  100 * photograph.part->countedPixels / photograph.size.area())
+                                    : std::string();
     return fmt::format(
         "<figure><img src=\"{}\" alt=\"{} photograph\"><figcaption><strong>{}</strong><br><span class=\"long\" "
         "id=\"path-{}\">{}</span><br><span id=\"size-{}\">{} x {} pixels</span>, <span id=\"bytes-{}\">{} "
         "bytes</span><br>{}<span class=\"note\">SHA-256 <code class=\"long\" id=\"sha256-{}\">{}</code></span>"
         "</figcaption></figure>\n",
         reported.pictureUri, capitalized(place), capitalized(place), place, path, place, photograph.size.width,
-        photograph.size.height, place, reported.fingerprint.bytes, profile, place, reported.fingerprint.sha256);
+        photograph.size.height, place, reported.fingerprint.bytes, profile + counted, place,
+        reported.fingerprint.sha256);
 }
 
 std::string coefficientTable(const ComparisonResult& result) {
@@ -227,7 +233,7 @@ std::string viewingConditions(const ComparisonResult& result) {
     const std::optional<double>& fixedBackground = result.model.model.background;
     const auto background = [&fixedBackground](const ComparedPhotograph& photograph) {
         return fixedBackground ? static_cast<float>(*fixedBackground)
-                               : backgroundLuminanceOf(static_cast<std::int64_t>(photograph.size.area()));
+                               : backgroundLuminanceOf(photograph.backgroundPixels());
     };
     const float first = background(result.first);
     const float second = background(result.second);

@@ -1,0 +1,238 @@
+#include "photofile/counted_part.hpp"
+
+#include "codecs/exif_orientation.hpp"
+#include "codecs/image_codecs.hpp"
+#include "files/refusal.hpp"
+#include "files/standard_input.hpp"
+#include "photofile/format_modules.hpp"
+#include "photofile/image_header.hpp"
+#include "photofile/opened_file.hpp"
+#include "photofile/photograph_reader.hpp"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <optional>
+#include <stdexcept>
+
+namespace likeness {
+namespace {
+
+std::string sizeText(const cv::Size& size) {
+    return fmt::format("{} x {}", size.width, size.height);
+}
+
+ImageHeader headerOf(const std::string& path) {
+    const OpenedFile file(placeOfInput(path));
+    if (!file.problem().empty()) {
+        throw Refusal("cannot read '" + path + "'" + file.problem());
+    }
+    return readImageHeader(file.source());
+}
+
+PixelWeights weightsOfMask(const std::string& path, const cv::Size& size, const PartChoice& choice,
+                           std::uint64_t mostPixels, std::vector<std::string>& remarks) {
+    const std::string& name = choice.mask;
+    const ImageHeader header = headerOf(name);
+    if (header.format == ImageFileFormat::radiance) {
+        throw Refusal("'" + name + "' cannot be a mask: a Radiance file holds light; PNG, TIFF and OpenEXR hold masks");
+    }
+    // What holds grey and nothing else is not spread to three channels first.
+    const bool grey = header.channels == 1 && !header.alpha &&
+                      (header.format == ImageFileFormat::png || header.format == ImageFileFormat::jpeg);
+    const PhotographRead read =
+        readPhotograph(name, grey ? PhotographValues::grey : PhotographValues::stored, mostPixels);
+    if (read.bgr.empty()) {
+        throw Refusal("cannot read '" + name + "'" + read.problem);
+    }
+    for (const std::string& remark : read.remarks) {
+        if (remark.find("alpha channel") != std::string::npos) {
+            throw Refusal("'" + name + "' cannot be a mask: it has an alpha channel; a mask is grey and opaque");
+        }
+        remarks.push_back("'" + name + "': " + remark);
+    }
+    if (read.bgr.size() != size) {
+        throw Refusal(fmt::format("the mask '{}' is {} pixels and '{}' is {}: they must be of one size", name,
+                                  sizeText(read.bgr.size()), path, sizeText(size)));
+    }
+    try {
+        return PixelWeights::ofMask(read.bgr);
+    } catch (const std::invalid_argument& problem) {
+        throw Refusal("'" + name + "' cannot be a " + problem.what());
+    }
+}
+
+/// The orientation in the Exif data of a PNG, 1 to 8; 0 where it has none; nothing where they are damaged.
+std::optional<int> orientationOfPng(const ByteSource& source) {
+    constexpr std::uint32_t mostBytes = 1U << 20;
+    unsigned char head[8];
+    for (std::uint64_t at = 8; source(at, head, sizeof head) == sizeof head;) {
+        const std::uint32_t length = std::uint32_t{head[0]} << 24U | std::uint32_t{head[1]} << 16U |
+                                     std::uint32_t{head[2]} << 8U | std::uint32_t{head[3]};
+        if (std::equal(head + 4, head + 8, "eXIf")) {
+            std::vector<unsigned char> exif(std::min(length, mostBytes));
+            return source(at + 8, exif.data(), exif.size()) == exif.size() && exif.size() == length
+                       ? exifOrientation(exif.data(), exif.size())
+                       : std::nullopt;
+        }
+        at += std::uint64_t{length} + 12;
+    }
+    return 0;
+}
+
+[[noreturn]] void refuseAlpha(const std::string& path, const std::string& what) {
+    throw Refusal("--alpha: '" + path + "': " + what + "; convert it to a PNG with alpha, or leave out --alpha");
+}
+
+/// Of a photograph as it is seen; empty where it has none.
+cv::Mat alphaOf(const std::string& path, const cv::Size& size, std::uint64_t mostPixels) {
+    const std::string place = placeOfInput(path);
+    const OpenedFile file(place);
+    if (!file.problem().empty()) {
+        throw Refusal("cannot read '" + path + "'" + file.problem());
+    }
+    const ImageHeader header = readImageHeader(file.source());
+    if (isForModule(header, {})) {
+        PhotographRequest request{place, mostPixels};
+        request.headerOnly = true;
+        const bool tells = header.format != ImageFileFormat::gif && header.format != ImageFileFormat::photoshop;
+        if (!tells || readByModule(file.source(), header, request).alpha) {
+            refuseAlpha(path, std::string("the alpha channel of this ") + nameOf(header.format) + " file is not read");
+        }
+        return {};
+    }
+    if (!header.alpha) {
+        return {};
+    }
+    if (header.format != ImageFileFormat::png && header.format != ImageFileFormat::webp) {
+        refuseAlpha(path, std::string("the alpha channel of this ") + nameOf(header.format) + " file is not read");
+    }
+    const cv::Mat stored = decodedFile(place, cv::IMREAD_UNCHANGED);
+    if (stored.channels() != 4) {
+        refuseAlpha(path, "its transparent colour is no alpha channel");
+    }
+    cv::Mat alpha;
+    cv::extractChannel(stored, alpha, 3);
+    if (header.format == ImageFileFormat::png) {
+        const std::optional<int> orientation = orientationOfPng(file.source());
+        if (!orientation) {
+            refuseAlpha(path, "its Exif data are damaged, and may tell how it is turned");
+        }
+        applyOrientation(*orientation, alpha);
+    }
+    if (alpha.size() != size) {
+        refuseAlpha(path, fmt::format("its alpha channel is {} pixels, the photograph {}", sizeText(alpha.size()),
+                                      sizeText(size)));
+    }
+    return alpha;
+}
+
+/// Lays a photograph over a colour, in place.
+template <typename Value>
+void layOver(cv::Mat& photograph, const cv::Mat& alpha, const cv::Vec3d& under, double greatest) {
+    const double greatestAlpha = alpha.depth() == CV_8U ? 255 : 65535;
+    for (int i = 0; i < photograph.rows; ++i) {
+        auto* const pixels = photograph.ptr<cv::Vec<Value, 3>>(i);
+        for (int j = 0; j < photograph.cols; ++j) {
+            const double opaque =
+                (alpha.depth() == CV_8U ? alpha.at<uchar>(i, j) : alpha.at<ushort>(i, j)) / greatestAlpha;
+            if (opaque >= 1) {
+                continue;
+            }
+            for (int c = 0; c < 3; ++c) {
+                const double mixed = opaque * static_cast<double>(pixels[j][c]) + (1 - opaque) * (under[c] * greatest);
+                pixels[j][c] = cv::saturate_cast<Value>(mixed);
+            }
+        }
+    }
+}
+
+void layOver(cv::Mat& photograph, const cv::Mat& alpha, const cv::Vec3d& under) {
+    switch (photograph.depth()) {
+        case CV_8U:
+            return layOver<uchar>(photograph, alpha, under, 255);
+        case CV_16U:
+            return layOver<ushort>(photograph, alpha, under, 65535);
+        default:
+            return layOver<float>(photograph, alpha, under, 1);
+    }
+}
+
+PixelWeights weightsOfRegions(const std::string& path, const cv::Size& size, const std::vector<RegionChoice>& choices) {
+    std::vector<PhotographRegion> regions;
+    regions.reserve(choices.size());
+    for (const RegionChoice& choice : choices) {
+        regions.push_back(choice.region);
+    }
+    try {
+        return PixelWeights::ofRegions(size, regions);
+    } catch (const std::invalid_argument&) {
+        // Which of them it is.
+        for (const RegionChoice& choice : choices) {
+            try {
+                PixelWeights::ofRegions(size, {choice.region});
+            } catch (const std::invalid_argument&) {
+                throw Refusal(fmt::format("--region {}: it holds no pixel of '{}', which is {} pixels", choice.text,
+                                          path, sizeText(size)));
+            }
+        }
+        throw;
+    }
+}
+
+}  // namespace
+
+PixelWeights countedPart(const std::string& path, cv::Mat& photograph, const PartChoice& choice,
+                         std::uint64_t mostPixels, std::vector<std::string>& remarks) {
+    PixelWeights weights;
+    if (choice.isWhole() || photograph.empty()) {
+        return weights;
+    }
+    const cv::Size size = photograph.size();
+    if (!choice.mask.empty()) {
+        weights = weightsOfMask(path, size, choice, mostPixels, remarks);
+    }
+    if (choice.alpha.use != AlphaChoice::Use::dropped) {
+        if (const cv::Mat alpha = alphaOf(path, size, mostPixels); !alpha.empty()) {
+            if (choice.alpha.use == AlphaChoice::Use::weight) {
+                weights = weights.times(PixelWeights::ofMask(alpha));
+            } else {
+                layOver(photograph, alpha, choice.alpha.under);
+            }
+        }
+    }
+    if (!choice.regions.empty()) {
+        weights = weights.times(weightsOfRegions(path, size, choice.regions));
+    }
+    if (choice.centerWeighted) {
+        weights = weights.times(PixelWeights::centered(size));
+    }
+    try {
+        weights.require("photograph", photograph);
+    } catch (const NothingCounts&) {
+        throw Refusal("'" + path + "': no pixel of it counts" +
+                      (choice.mask.empty() ? "" : ": white of the mask '" + choice.mask + "' counts, black does not"));
+    }
+    return weights;
+}
+
+PixelWeights countedPart(const FileAccess& access, const std::string& path, cv::Mat& photograph,
+                         const PartChoice& choice) {
+    std::vector<std::string> remarks;
+    PixelWeights weights = countedPart(path, photograph, choice, access.mostPixels(), remarks);
+    for (const std::string& remark : remarks) {
+        access.warn(remark);
+    }
+    return weights;
+}
+
+ProfileChoice profilesWith(const PartChoice& part, ProfileChoice profiles) {
+    profiles.part = part;
+    profiles.selection.usesAlpha = part.alpha.use != AlphaChoice::Use::dropped;
+    return profiles;
+}
+
+PartAccess::PartAccess(const FileAccess& access, const PartChoice& choice)
+    : access_(access), profiles_(profilesWith(choice, access.profiles())) {}
+
+}  // namespace likeness

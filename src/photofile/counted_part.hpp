@@ -1,0 +1,54 @@
+// How much the pixels of a photograph count: its mask and its alpha channel, read from their files.
+#pragma once
+
+#include <likeness/color/pixel_weights.hpp>
+#include "files/file_access.hpp"
+#include "photofile/managed_colors.hpp"
+#include "photofile/part_choice.hpp"
+
+#include <opencv2/core.hpp>
+
+#include <cstdint>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace likeness {
+
+/// The weights that a choice gives the pixels of a photograph. Where it is to be laid over a colour, that is done here.
+///
+/// A mask is of the size of the photograph as it is seen, upright; an Exif orientation of its own is applied. It is
+/// grey; its numbers are taken as they are, without a profile. What is transparent is laid over in encoded values,
+/// (1 - alpha) colour + alpha photograph; bytes are rounded. An alpha channel is read from PNG and WebP.
+/// @param path        of the photograph
+/// @param photograph  as a function of photofile/image_input.hpp gave it
+/// @param remarks     receives lines about the mask
+/// @throws Refusal    a mask that cannot be read, is of another size, coloured, or transparent; a region without a pixel;
+///                    an alpha channel that is not read; a photograph of which nothing counts
+PixelWeights countedPart(const std::string& path, cv::Mat& photograph, const PartChoice& choice,
+                         std::uint64_t mostPixels, std::vector<std::string>& remarks);
+
+/// The same; remarks are warned of.
+PixelWeights countedPart(const FileAccess& access, const std::string& path, cv::Mat& photograph,
+                         const PartChoice& choice);
+
+/// The choices for photographs of which a part counts.
+ProfileChoice profilesWith(const PartChoice& part, ProfileChoice profiles);
+
+/// Has photographs read whose alpha channel is used: nothing is said of it being left out.
+class PartAccess final : public FileAccess {
+public:
+    /// @param access  kept as a reference
+    PartAccess(const FileAccess& access, const PartChoice& choice);
+
+    void tell(std::string_view line) const override { access_.tell(line); }
+    void warn(std::string_view line) const override { access_.warn(line); }
+    std::uint64_t mostPixels() const noexcept override { return access_.mostPixels(); }
+    const ProfileChoice& profiles() const noexcept override { return profiles_; }
+
+private:
+    const FileAccess& access_;
+    ProfileChoice profiles_;
+};
+
+}  // namespace likeness
