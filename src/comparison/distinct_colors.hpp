@@ -41,6 +41,10 @@ public:
     /// @throws std::invalid_argument  if the photograph is of another type
     DistinctColors count(const cv::Mat& photograph, bool withIndices);
 
+    /// The place of each colour of the last photograph among its colours, by its place in the table of all
+    /// (`colorSlots`). The counter's; valid until its next `count` or destruction. That of other colours is anything.
+    const std::uint32_t* colorsBySlot();
+
     /// Photographs of at most so many pixels are sorted, which then takes no longer than the table: the first of a
     /// counter, for which it would have to be made, and all others.
     static constexpr std::size_t smallAsFirst = std::size_t{1} << 18;
@@ -68,6 +72,7 @@ private:
     cv::Mat indicesBy(const cv::Mat& photograph, PlaceOf placeOf);
 
     bool isFirst_ = true;
+    std::size_t found_ = 0;       // colours of the last photograph
     numerics::HugePages counts_;  // empty until a photograph is not small
     std::array<bool, (std::size_t{1} << 24) / pieceSize> touched_{};
     std::vector<std::uint32_t> carries_;   // places, once for each 255 pixels more than the entry tells
