@@ -1,7 +1,7 @@
 #!/usr/bin/env python3
 """Changes the example photographs step by step, compares each step with the photograph and draws the coefficients.
 
-usage: score_ladders.py PHOTOS OUTPUT [--ladder NAME]... [--side PIXELS] [--steps N]
+usage: score_ladders.py OUTPUT PHOTOGRAPH... [--ladder NAME]... [--side PIXELS] [--steps N]
 
 Writes OUTPUT/ladder_NAME.svg for each ladder and OUTPUT/ladders.csv with every number. The same photographs give the
 same files. Needs the Python package likeness and NumPy.
@@ -165,15 +165,15 @@ def plot(name, rows):
 
 def main():
     parser = argparse.ArgumentParser(description=__doc__, formatter_class=argparse.RawDescriptionHelpFormatter)
-    parser.add_argument("photos", type=pathlib.Path, help="folder of .jpg files")
     parser.add_argument("output", type=pathlib.Path, help="existing folder")
+    parser.add_argument("photographs", type=pathlib.Path, nargs="+", help="8-bit files")
     parser.add_argument("--ladder", action="append", choices=LADDERS, help="only this one; given again, these")
     parser.add_argument("--side", type=int, help="only the upper left corner of so many pixels")
     parser.add_argument("--steps", type=int, help="at most so many steps")
     options = parser.parse_args()
     photographs = {
         path.stem: np.ascontiguousarray(likeness.read(path, profile="ignore")[: options.side, : options.side])
-        for path in sorted(options.photos.glob("*.jpg"))
+        for path in options.photographs
     }
     with open(options.output / "ladders.csv", "w", newline="", encoding="utf-8") as file:
         table = csv.writer(file, lineterminator="\n")

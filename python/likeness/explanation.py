@@ -65,7 +65,7 @@ def compare_tiles(
     tiles: Union[int, tuple[int, int]] = 8,
     tile_pixels: Union[int, tuple[int, int], None] = None,
     stride: Union[float, int] = 1.0,
-    least_pixels: int = 1024,
+    least_pixels: int = 256,
     intervals: bool = False,
     resamples: int = 1000,
     seed: int = 1,

@@ -170,13 +170,13 @@ TEST(TileComparison, AChangedPartIsFoundWhereItIs) {
 
 TEST(TileComparison, MarksTilesOfFewPixels) {
     TileOptions options;
-    options.layout.pixels = cv::Size(32, 32);
+    options.layout.pixels = cv::Size(16, 16);
     const cv::Mat photograph = cat()(cv::Rect(0, 0, 70, 64));
     const TileComparison comparison = compareTiles(photograph, photograph, options);
-    ASSERT_EQ(comparison.grid.count(), cv::Size(3, 2));
-    EXPECT_FALSE(comparison.tiles[0].few);  // 1,024 pixels
-    EXPECT_TRUE(comparison.tiles[2].few);   // 6 x 32
-    options.leastPixels = 1025;
+    ASSERT_EQ(comparison.grid.count(), cv::Size(5, 4));
+    EXPECT_FALSE(comparison.tiles[0].few);  // 256 pixels
+    EXPECT_TRUE(comparison.tiles[4].few);   // 6 x 16
+    options.leastPixels = 257;
     EXPECT_EQ(compareTiles(photograph, photograph, options).worst(), std::nullopt);
 }
 

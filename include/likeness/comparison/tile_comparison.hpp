@@ -69,8 +69,9 @@ struct TileOptions {
     TileLayout layout = {};
     ComparisonModel model = {};  ///< that the photographs are seen through
     /// Tiles of fewer pixels in either photograph are marked. Of two samples of one distribution over b bins, n pixels
-    /// each, the coefficient falls short of 1 by some (b - 1) / (4 n): with a hundred bins and 1,024 pixels by 0.024.
-    std::int64_t leastPixels = 1024;
+    /// each, the coefficient falls short of 1 by some (b - 1) / (4 n): with thirty bins, as a small part of a photograph
+    /// has, and 256 pixels by 0.03.
+    std::int64_t leastPixels = 256;
     /// Whether the coefficients of the whole get intervals, and how; tiles must not overlap then.
     std::optional<IntervalOptions> interval = {};
 };

@@ -285,6 +285,9 @@ void checkTiles(const Options& options, const TileOptions& tiles, const std::pai
             throw Refusal("--interval: " + std::to_string(grid.count().area()) +
                           " tiles are too few; it takes at least 4, as in --tiles 8");
         }
+        if (tiles.interval && grid.overlaps()) {
+            throw Refusal("--interval: it draws from tiles that do not overlap; leave out --stride");
+        }
         const auto count = static_cast<std::size_t>(grid.count().area());
         if (!options.report.empty() && !options.tiles.tiles.empty() && count > mostTilesOnPage) {
             throw Refusal("--report: a page shows at most " + std::to_string(mostTilesOnPage) +

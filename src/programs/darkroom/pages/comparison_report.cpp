@@ -155,7 +155,7 @@ std::string coefficientTable(const ComparisonResult& result) {
         const PerCorrelate<CoefficientInterval>& intervals = *result.tiles->comparison.intervals;
         for (std::size_t k = 0; k < correlateNames.size(); ++k) {
             if (std::string_view(correlate.name) == correlateNames[k].name) {
-                return nineDigits(intervals[k].low) + " to " + nineDigits(intervals[k].high);
+                return fmt::format("{:.6g} to {:.6g}", intervals[k].low, intervals[k].high);
             }
         }
         return std::string();
@@ -169,8 +169,8 @@ std::string coefficientTable(const ComparisonResult& result) {
             labelOf(correlate), std::clamp(coefficient >= 0 ? static_cast<double>(coefficient) : 0.0, 0.0, 1.0),
             bad ? " bad" : "", correlate.name, nineDigits(coefficient));
         if (withIntervals) {
-            markup +=
-                fmt::format("<td class=\"number\" id=\"interval-{}\">{}</td>", correlate.name, interval(correlate));
+            markup += fmt::format("<td class=\"number interval\" id=\"interval-{}\">{}</td>", correlate.name,
+                                  interval(correlate));
         }
         if (!result.limits.empty()) {
             markup += fmt::format("<td class=\"number\" id=\"limit-{}\">{}</td>", correlate.name,
@@ -355,6 +355,9 @@ std::string comparisonPage(const ComparisonReport& report) {
     HtmlPage page;
     page.title = "Likeness of " + report.result.first.path + " and " + report.result.second.path;
     page.styles = pageStyles;
+    if (report.result.tiles && report.result.tiles->comparison.intervals) {
+        page.styles += ".coefficients .interval{white-space:normal}\n";  // two numbers are wide for a phone
+    }
     page.body =
         "<h1>How alike two photographs look</h1>\n<section><div class=\"columns\">\n" +
         photographFigure(report.result.first, report.first, "first") +
