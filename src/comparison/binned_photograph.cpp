@@ -6,6 +6,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <limits>
 #include <utility>
 
 namespace likeness {
@@ -117,6 +118,7 @@ void BinnedPhotograph::seeColors(const cv::Mat& photograph, float background, co
     }
     distributions_ = distributionsOf(counts);
     enter(bins.size(), [&bins](std::size_t color, std::size_t k) { return bins[color][k]; });
+    pack();
     colorOfSlot_ = counter_.colorsBySlot();
     stepDone();
 }
@@ -167,16 +169,54 @@ BinnedPhotograph::BinnedPhotograph(const cv::Mat& photograph, const ComparisonMo
     distributions_ = std::move(seen.distributions);
     seeMaps(seen.maps, indices);
     if (bytes) {
+        pack();
         colorOfSlot_ = counter_.colorsBySlot();
     }
 }
 
-void BinnedPhotograph::add(int row, const cv::Range& columns, std::uint32_t* histogram, std::uint32_t times) const {
-    const auto count = [this, histogram, times](std::size_t color) {
-        for (const std::uint32_t place : places_[color]) {
-            histogram[place] += times;
+void BinnedPhotograph::pack() {
+    // Of a place, the others that it occurs with, and the counts of these pairs. They are few: see the header.
+    std::vector<std::vector<std::pair<std::uint32_t, std::uint16_t>>> partners(histogramSize());
+    const auto countOf = [this, &partners](std::uint32_t place, std::uint32_t other) {
+        for (const auto& [partner, count] : partners[place]) {
+            if (partner == other) {
+                return count;
+            }
         }
+        const auto count = static_cast<std::uint16_t>(pairs_.size());
+        partners[place].emplace_back(other, count);
+        pairs_.push_back({place, other});
+        return count;
     };
+    packed_.reserve(places_.size());
+    for (const Places& its : places_) {
+        packed_.push_back({countOf(its[0], its[1]), countOf(its[2], its[3]), countOf(its[4], its[4]), 0});
+        if (pairs_.size() > std::numeric_limits<std::uint16_t>::max()) {  // no model is known to get here
+            packed_ = {};
+            pairs_ = {};
+            return;
+        }
+    }
+    places_ = {};
+}
+
+void BinnedPhotograph::expand(const std::uint32_t* counts, std::uint32_t* histogram) const {
+    if (packed_.empty()) {
+        std::copy_n(counts, histogramSize(), histogram);
+        return;
+    }
+    std::fill_n(histogram, histogramSize(), 0U);
+    for (std::size_t i = 0; i < pairs_.size(); ++i) {
+        const auto [place, other] = pairs_[i];
+        histogram[place] += counts[i];
+        if (other != place) {
+            histogram[other] += counts[i];
+        }
+    }
+}
+
+template <typename OnColor>
+void BinnedPhotograph::forEachColor(int row, const cv::Range& columns, const OnColor& onColor) const {
     if (colorOfSlot_ != nullptr) {
         constexpr std::size_t blockSize = 1024;
         std::uint32_t slots[blockSize];
@@ -185,7 +225,7 @@ void BinnedPhotograph::add(int row, const cv::Range& columns, std::uint32_t* his
             const std::size_t block = std::min(blockSize, left);
             colorSlots(bgr, block, slots);
             for (std::size_t i = 0; i < block; ++i) {
-                count(colorOfSlot_[slots[i]]);
+                onColor(colorOfSlot_[slots[i]]);
             }
             bgr += 3 * block;
             left -= block;
@@ -193,14 +233,31 @@ void BinnedPhotograph::add(int row, const cv::Range& columns, std::uint32_t* his
     } else if (!indices_.empty()) {
         const auto* const indices = indices_.ptr<int>(row);
         for (int j = columns.start; j < columns.end; ++j) {
-            count(static_cast<std::size_t>(indices[j]));
+            onColor(static_cast<std::size_t>(indices[j]));
         }
     } else {
         const std::size_t first = static_cast<std::size_t>(row) * static_cast<std::size_t>(columns_);
         for (int j = columns.start; j < columns.end; ++j) {
-            count(first + static_cast<std::size_t>(j));
+            onColor(first + static_cast<std::size_t>(j));
         }
     }
+}
+
+void BinnedPhotograph::add(int row, const cv::Range& columns, std::uint32_t* counts, std::uint32_t times) const {
+    if (!packed_.empty()) {
+        forEachColor(row, columns, [counts, times, packed = packed_.data()](std::size_t color) {
+            const PackedPlaces its = packed[color];
+            counts[its[0]] += times;
+            counts[its[1]] += times;
+            counts[its[2]] += times;
+        });
+        return;
+    }
+    forEachColor(row, columns, [this, counts, times](std::size_t color) {
+        for (const std::uint32_t place : places_[color]) {
+            counts[place] += times;
+        }
+    });
 }
 
 }  // namespace likeness

@@ -169,7 +169,7 @@ LikenessCoefficients coefficientsOf(const SharedBinsOfAll& shared, const Count* 
 class Band {
 public:
     Band(const BinnedPhotograph& photograph, const std::vector<cv::Range>& columns)
-        : photograph_(photograph), size_(photograph.histogramSize()) {
+        : photograph_(photograph), size_(photograph.countsSize()), histogram_(photograph.histogramSize()) {
         for (const cv::Range& span : columns) {
             borders_.push_back(span.start);
             borders_.push_back(span.end);
@@ -197,7 +197,12 @@ public:
 
     /// The histogram of a tile; valid until the next call. Tiles come from left to right.
     const std::uint32_t* ofTile(std::size_t tile) {
-        const cv::Range parts = tiles_[tile];
+        photograph_.expand(countsOf(tiles_[tile]), histogram_.data());
+        return histogram_.data();
+    }
+
+private:
+    const std::uint32_t* countsOf(const cv::Range& parts) {
         if (parts.size() == 1) {
             return part(parts.start);
         }
@@ -220,7 +225,6 @@ public:
         return sum_.data();
     }
 
-private:
     int partAt(int border) const {
         return static_cast<int>(std::lower_bound(borders_.begin(), borders_.end(), border) - borders_.begin());
     }
@@ -236,11 +240,12 @@ private:
     }
 
     const BinnedPhotograph& photograph_;
-    std::size_t size_;
+    std::size_t size_;  // of the counts of a part
     std::vector<int> borders_;
     std::vector<cv::Range> tiles_;  // of parts
     std::vector<std::uint32_t> counts_;
     std::vector<std::uint32_t> sum_;
+    std::vector<std::uint32_t> histogram_;
     cv::Range rows_{0, 0};
     cv::Range tile_{0, 0};  // the parts that are in the sum
 };

@@ -424,6 +424,21 @@ ExitStatus compare(const Console& console, const Options& options) {
     return ExitStatus::done;
 }
 
+/// Whether `read` takes a text.
+CLI::Validator layoutCheck(void (*read)(const std::string&, TileLayout&)) {
+    return CLI::Validator(
+        [read](std::string& text) {
+            try {
+                TileLayout layout;
+                read(text, layout);
+                return std::string();
+            } catch (const Refusal& refusal) {
+                return std::string(refusal.what());
+            }
+        },
+        "");
+}
+
 }  // namespace
 
 Action declareCompare(CLI::App& app) {
@@ -477,13 +492,15 @@ Action declareCompare(CLI::App& app) {
                                   "the first photograph, Npx. Tiles are at the same relative places of both "
                                   "photographs; white and background are those of the whole",
                                   "--tiles 16, --tiles 16x12, --tiles 64px"))
-            ->type_name("N|NxM|Npx");
+            ->type_name("N|NxM|Npx")
+            ->check(layoutCheck(readTiles));
     app.add_option("--stride", options->tiles.stride,
                    optionText("Step from one tile to the next, for tiles that overlap: pixels of the first photograph, "
                               "or a share of the tile's side",
                               "--stride 32px, --stride 50%"))
         ->type_name("PIXELS|SHARE")
-        ->needs(tiles);
+        ->needs(tiles)
+        ->check(layoutCheck(readStride));
     app.add_option("--tile-maps", options->tileMaps,
                    optionText("Existing folder, or stem of file names, for maps of the coefficients by tile: "
                               "tiles_NAME, or STEM_NAME, as .png (at the places of the tiles, with a legend; hatched "

@@ -35,7 +35,7 @@ cv::Size countOrSides(std::string_view text, const std::string& typed) {
     const auto width = wholeNumberIn(text.substr(0, by));
     const auto height = by == std::string_view::npos ? width : wholeNumberIn(text.substr(by + 1));
     if (!width || !height) {
-        throw Refusal("--tiles: '" + typed +
+        throw Refusal("'" + typed +
                       "' is not N or NxM tiles, as in 16 or 16x12, nor the side of a tile in pixels, as in 64px; whole "
                       "numbers from 1 to 1048576");
     }
@@ -44,37 +44,42 @@ cv::Size countOrSides(std::string_view text, const std::string& typed) {
 
 }  // namespace
 
+void readTiles(const std::string& text, TileLayout& layout) {
+    std::string_view rest = text;
+    const bool pixels = endsIn(rest, "px");
+    const cv::Size size = countOrSides(rest, text);
+    if (pixels) {
+        layout.pixels = size;
+    } else {
+        layout.count = size;
+    }
+}
+
+void readStride(const std::string& text, TileLayout& layout) {
+    std::string_view rest = text;
+    const bool percent = endsIn(rest, "%");
+    std::string_view digits = text;
+    endsIn(digits, "px");
+    if (const auto pixels = wholeNumberIn(digits)) {
+        layout.stridePixels = *pixels;
+        return;
+    }
+    const double share = parseNumber(std::string(rest)) / (percent ? 100 : 1);
+    if (!(share > 0 && share <= 1)) {
+        throw Refusal("'" + text +
+                      "' is neither pixels, as in 32px, nor a share of a tile's side above 0 and up to 1, as in 0.5 or "
+                      "50%");
+    }
+    layout.stride = share;
+}
+
 TileLayout tileLayoutIn(const TileTexts& texts) {
     TileLayout layout;
     if (!texts.tiles.empty()) {
-        std::string_view text = texts.tiles;
-        const bool pixels = endsIn(text, "px");
-        const cv::Size size = countOrSides(text, texts.tiles);
-        if (pixels) {
-            layout.pixels = size;
-        } else {
-            layout.count = size;
-        }
+        readTiles(texts.tiles, layout);
     }
     if (!texts.stride.empty()) {
-        std::string_view text = texts.stride;
-        const bool percent = endsIn(text, "%");
-        if (!percent) {
-            endsIn(text, "px");
-            if (const auto pixels = wholeNumberIn(text)) {
-                layout.stridePixels = *pixels;
-                return layout;
-            }
-        }
-        const double share =
-            parseNumber(std::string(percent ? text : std::string_view(texts.stride))) / (percent ? 100 : 1);
-        if (!(share > 0 && share <= 1)) {
-            throw Refusal(
-                "--stride: '" + texts.stride +
-                "' is neither pixels, as in 32px, nor a share of a tile's side above 0 and up to 1, as in 0.5 "
-                "or 50%");
-        }
-        layout.stride = share;
+        readStride(texts.stride, layout);
     }
     return layout;
 }

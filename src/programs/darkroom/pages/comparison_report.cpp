@@ -147,7 +147,8 @@ std::string coefficientTable(const ComparisonResult& result) {
         "class=\"number\">coefficient</th>";
     const bool withIntervals = result.tiles && result.tiles->comparison.intervals;
     if (withIntervals) {
-        markup += fmt::format("<th class=\"number\">{:g} % interval</th>", 100 * result.tiles->options.interval->level);
+        markup += fmt::format("<th class=\"number interval\">{:g} % interval</th>",
+                              100 * result.tiles->options.interval->level);
     }
     markup += result.limits.empty() ? "" : "<th class=\"number\">at least</th>";
     markup += "</tr></thead><tbody>\n";
@@ -356,7 +357,8 @@ std::string comparisonPage(const ComparisonReport& report) {
     page.title = "Likeness of " + report.result.first.path + " and " + report.result.second.path;
     page.styles = pageStyles;
     if (report.result.tiles && report.result.tiles->comparison.intervals) {
-        page.styles += ".coefficients .interval{white-space:normal}\n";  // two numbers are wide for a phone
+        page.styles +=
+            ".coefficients th:first-child{width:40%}.coefficients .interval{white-space:normal}\n";  // two numbers are wide for a phone
     }
     page.body =
         "<h1>How alike two photographs look</h1>\n<section><div class=\"columns\">\n" +
