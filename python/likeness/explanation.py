@@ -175,7 +175,7 @@ def pixel_differences(
     maps, uniform = _core.pixel_differences(
         _pixels(first, profile), _pixels(second, profile), model_of(model)._tuple(), align, progress
     )
-    return PixelDifferences(*maps, uniform)
+    return PixelDifferences(*[*maps, uniform])
 
 
 class BinCost(NamedTuple):
@@ -258,8 +258,16 @@ def explain(
 
     def change_of(values: Any) -> DistributionChange:
         lost, gained = (None if cost is None else BinCost(*cost) for cost in values[13:15])
-        return DistributionChange(*values[:13], lost, gained, values[15])
+        return DistributionChange(*[*values[:13], lost, gained, values[15]])
 
+    brightness, lightness, chroma, colorfulness, saturation = (change_of(values) for values in changes)
     return Explanation(
-        *(change_of(values) for values in changes), ExplainedWhite(*first_white), ExplainedWhite(*second_white), sentence
+        brightness,
+        lightness,
+        chroma,
+        colorfulness,
+        saturation,
+        ExplainedWhite(*first_white),
+        ExplainedWhite(*second_white),
+        sentence,
     )

@@ -212,7 +212,10 @@ def test_pixels_are_compared():
     found = likeness.pixel_differences(first, second)
     maps = [likeness.appearance_maps(photograph) for photograph in (first, second)]
     np.testing.assert_array_equal(found.chroma, maps[1].chroma - maps[0].chroma)
-    lab = [likeness.cie_lab_from_xyz(likeness.xyz_from_srgb(photograph / 255.0)) for photograph in (first, second)]
+    white = likeness.xyz_from_srgb(np.ones(3))
+    lab = [
+        likeness.cie_lab_from_xyz(likeness.xyz_from_srgb(photograph / 255.0), white) for photograph in (first, second)
+    ]
     np.testing.assert_allclose(found.ciede2000, likeness.ciede2000(*lab), atol=1e-4)
     assert found.uniform_model == "ciecam16"
     with pytest.raises(ValueError, match="one size"):
