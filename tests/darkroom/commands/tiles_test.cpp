@@ -200,6 +200,26 @@ TEST_F(DarkroomTiles, ExplanationsAreMadeOfTheNumbersInTheResult) {
     EXPECT_NE(text.find("not measured: the hue"), std::string::npos);
 }
 
+TEST_F(DarkroomTiles, CsvHasTheNumbersOfALineAndRefusesTheOthers) {
+    const json result = resultOf({cat, coffee, "--interval"});
+    const std::string csv = expectDone({"compare", cat, coffee, "--interval", "--csv"}).out;
+    const std::size_t end = csv.find('\n');
+    const std::string names = csv.substr(0, end);
+    EXPECT_NE(names.find(",saturation,brightness_low,brightness_high,lightness_low,"), std::string::npos) << names;
+    EXPECT_EQ(std::count(names.begin(), names.end(), ','),
+              std::count(csv.begin() + static_cast<int>(end), csv.end(), ','));
+    EXPECT_NE(csv.find(',' + result["intervals"]["chroma"]["low"].dump() + ','), std::string::npos) << csv;
+    std::filesystem::create_directory(output("maps"));
+    const std::string differences =
+        expectDone({"compare", cat, cat, "--difference-maps", "maps", "--csv", "--quiet"}).out;
+    EXPECT_NE(differences.find(",difference_ciede2000_mean,difference_ciede2000_mean_magnitude\n"), std::string::npos);
+    expectRefused({"compare", cat, coffee, "--explain", "-o", "r.csv"},
+                  "--explain: CSV has no place for sentences; --json has them");
+    expectRefused({"compare", cat, coffee, "--tiles", "4", "--csv"},
+                  "--tiles: the line of CSV has no tiles; --tile-table writes a table of them");
+    expectDone({"compare", cat, coffee, "--tiles", "4", "--csv", "--tile-table", "t.csv"});
+}
+
 TEST_F(DarkroomTiles, RefusesWhatCannotBe) {
     for (const char* const text : {"0", "-1", "2x", "x2", "1.5", "px", "16 px", "3x4x5", "1048577", "", "nan"}) {
         EXPECT_EQ(darkroom({"compare", cat, coffee, "--tiles", text}).status, 2) << text;

@@ -95,8 +95,24 @@ std::string differenceMapPath(const Options& options, const std::string& name, c
     return (fs::path(options.differenceMaps) / ("difference_" + name + extension)).string();
 }
 
+/// Refuses what a line of CSV would leave out in silence.
+void checkCsv(const Options& options) {
+    if (options.explain) {
+        throw Refusal("--explain: CSV has no place for sentences; --json has them");
+    }
+    if (!options.tiles.tiles.empty() && !options.interval && options.tileTable.empty() && options.tileMaps.empty() &&
+        options.report.empty()) {
+        throw Refusal("--tiles: the line of CSV has no tiles; --tile-table writes a table of them");
+    }
+}
+
 void checkOutputs(const Console& console, const Options& options) {
-    resultTextFor(options.output, options.json ? ResultText::json : options.csv ? ResultText::csv : ResultText::any);
+    const ResultText format = resultTextFor(options.output, options.json  ? ResultText::json
+                                                            : options.csv ? ResultText::csv
+                                                                          : ResultText::any);
+    if (format == ResultText::csv) {
+        checkCsv(options);
+    }
     if (options.report == standardStream && options.output.empty()) {
         throw Refusal("--report: standard output has the result; --output can name a file for it");
     }

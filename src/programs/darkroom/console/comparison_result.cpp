@@ -257,6 +257,19 @@ std::string comparisonCsv(const ComparisonResult& result) {
         addDistance("uniform_hue", result.uniform->hue);
         addDistance("uniform_total", result.uniform->total);
     }
+    if (result.tiles && result.tiles->comparison.intervals) {
+        for (std::size_t k = 0; k < correlateNames.size(); ++k) {
+            const CoefficientInterval& interval = (*result.tiles->comparison.intervals)[k];
+            addDistance(std::string(correlateNames[k].name) + "_low", interval.low);
+            addDistance(std::string(correlateNames[k].name) + "_high", interval.high);
+        }
+    }
+    if (result.differences) {
+        for (const DifferenceSummary& summary : result.differences->maps) {
+            addDistance("difference_" + summary.name + "_mean", summary.statistics.mean);
+            addDistance("difference_" + summary.name + "_mean_magnitude", summary.meanMagnitude);
+        }
+    }
     if (!result.model.isDefault()) {
         names.emplace_back("model");
         values.push_back(modelParameters(result.model.model, result.model.hue));
