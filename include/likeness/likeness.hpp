@@ -43,11 +43,14 @@
 #include <likeness/comparison/channel_order.hpp>
 #include <likeness/comparison/comparison_model.hpp>
 #include <likeness/comparison/distances.hpp>
+#include <likeness/comparison/explanation.hpp>
 #include <likeness/comparison/histogram_similarity.hpp>
 #include <likeness/comparison/metrics.hpp>
 #include <likeness/comparison/per_correlate.hpp>
 #include <likeness/comparison/perceptual_metrics.hpp>
 #include <likeness/comparison/photograph_comparison.hpp>
+#include <likeness/comparison/pixel_differences.hpp>
+#include <likeness/comparison/tile_comparison.hpp>
 #include <likeness/diagnostics/diagnostics.hpp>
 #include <likeness/diagnostics/name_text.hpp>
 #include <likeness/diagnostics/watch.hpp>

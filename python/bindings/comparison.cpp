@@ -3,14 +3,19 @@
 #include "models.hpp"
 
 #include <likeness/comparison/analysis.hpp>
+#include <likeness/comparison/explanation.hpp>
+#include <likeness/comparison/pixel_differences.hpp>
+#include <likeness/comparison/tile_comparison.hpp>
 
 #include <pybind11/stl.h>
 
+#include <algorithm>
 #include <array>
 #include <cstdint>
 #include <optional>
 #include <stdexcept>
 #include <string>
+#include <tuple>
 #include <utility>
 #include <vector>
 
@@ -129,6 +134,72 @@ py::tuple mapsOf(const Analysis& analysis) {
                           python::arrayOf(maps.saturation), python::arrayOf(maps.hueDegrees));
 }
 
+/// A layout: tiles across and down, or their sides, and whether they are sides; a stride as a share, and in pixels or None.
+TileLayout layoutOf(const py::tuple& layout) {
+    TileLayout result;
+    const cv::Size size(layout[0].cast<int>(), layout[1].cast<int>());
+    if (layout[2].cast<bool>()) {
+        result.pixels = size;
+    } else {
+        result.count = size;
+    }
+    result.stride = layout[3].cast<double>();
+    result.stridePixels = layout[4].cast<std::optional<int>>();
+    return result;
+}
+
+/// Rows x columns x 4: x, y, width, height.
+py::array rectsOf(const TileComparison& comparison, cv::Rect ComparedTile::*rect) {
+    const cv::Size count = comparison.grid.count();
+    py::array_t<std::int32_t> rects({count.height, count.width, 4});
+    std::int32_t* out = rects.mutable_data();
+    for (const ComparedTile& tile : comparison.tiles) {
+        const cv::Rect& its = tile.*rect;
+        for (const int value : {its.x, its.y, its.width, its.height}) {
+            *out++ = value;
+        }
+    }
+    return std::move(rects);
+}
+
+py::tuple tuplesOf(const TileComparison& comparison) {
+    const cv::Size count = comparison.grid.count();
+    py::array_t<bool> few({count.height, count.width});
+    std::transform(comparison.tiles.begin(), comparison.tiles.end(), few.mutable_data(),
+                   [](const ComparedTile& tile) { return tile.few; });
+    py::list maps;
+    for (std::size_t k = 0; k < correlateNames.size(); ++k) {
+        maps.append(python::arrayOf(comparison.map(k)));
+    }
+    py::object intervals = py::none();
+    if (comparison.intervals) {
+        py::list pairs;
+        for (std::size_t k = 0; k < correlateNames.size(); ++k) {
+            pairs.append(py::make_tuple((*comparison.intervals)[k].low, (*comparison.intervals)[k].high));
+        }
+        intervals = pairs;
+    }
+    return py::make_tuple(arrayOf(comparison.coefficients), maps, rectsOf(comparison, &ComparedTile::first),
+                          rectsOf(comparison, &ComparedTile::second), few, intervals, comparison.worst());
+}
+
+py::object binOf(const std::optional<BinCost>& bin) {
+    return bin ? py::object(py::make_tuple(bin->bin, bin->firstShare, bin->secondShare, bin->cost))
+               : py::object(py::none());
+}
+
+py::tuple tupleOf(const DistributionChange& change, std::size_t correlate) {
+    return py::make_tuple(
+        change.firstMedian, change.secondMedian, change.medianShift, change.firstSpread, change.secondSpread,
+        change.spreadChange, change.meanShift, py::make_tuple(change.firstLeast, change.firstGreatest),
+        py::make_tuple(change.secondLeast, change.secondGreatest), change.gainedBelow, change.gainedAbove,
+        change.lostBelow, change.lostAbove, binOf(change.lost), binOf(change.gained), sentenceOf(change, correlate));
+}
+
+py::tuple tupleOf(const ExplainedWhite& white) {
+    return py::make_tuple(white.chromaticity[0], white.chromaticity[1], white.nearest.kelvin, white.nearest.duv);
+}
+
 }  // namespace
 
 void bindComparison(py::module_& module) {
@@ -190,6 +261,53 @@ void bindComparison(py::module_& module) {
             return compareDistributions(one.distributions(), other.distributions());
         }));
     });
+    module.def("compare_tiles", [](const py::array& first, const py::array& second, const py::tuple& layout,
+                                   const py::tuple& model, std::int64_t leastPixels,
+                                   const std::optional<std::tuple<int, std::uint64_t, double>>& interval,
+                                   const py::object& progress) {
+        const cv::Mat firstPhotograph = imageOf(first, "first", Channels::rgb);
+        const cv::Mat secondPhotograph = imageOf(second, "second", Channels::rgb);
+        TileOptions options;
+        options.layout = layoutOf(layout);
+        options.model = comparisonModelOf(model);
+        options.leastPixels = leastPixels;
+        if (interval) {
+            options.interval = {std::get<0>(*interval), std::get<1>(*interval), std::get<2>(*interval)};
+        }
+        const Watch watch = watchOf(progress);
+        return tuplesOf(unlocked([&] { return compareTiles(firstPhotograph, secondPhotograph, options, watch); }));
+    });
+    module.def("pixel_differences", [](const py::array& first, const py::array& second, const py::tuple& model,
+                                       bool align, const py::object& progress) {
+        const cv::Mat firstPhotograph = imageOf(first, "first", Channels::rgb);
+        const cv::Mat secondPhotograph = imageOf(second, "second", Channels::rgb);
+        const DifferenceOptions options = {comparisonModelOf(model), align};
+        const Watch watch = watchOf(progress);
+        const PixelDifferences differences =
+            unlocked([&] { return pixelDifferences(firstPhotograph, secondPhotograph, options, watch); });
+        py::list maps;
+        for (std::size_t k = 0; k < correlateNames.size(); ++k) {
+            maps.append(python::arrayOf(differences.correlates[k]));
+        }
+        maps.append(python::arrayOf(differences.uniform));
+        maps.append(python::arrayOf(differences.ciede2000));
+        return py::make_tuple(maps, std::string(nameOf(differences.uniformModel)));
+    });
+    module.def("explain",
+               [](const py::array& first, const py::array& second, const AppearanceDistributions& firstDistributions,
+                  const AppearanceDistributions& secondDistributions) {
+                   const cv::Mat firstPhotograph = imageOf(first, "first", Channels::rgb);
+                   const cv::Mat secondPhotograph = imageOf(second, "second", Channels::rgb);
+                   const Explanation explanation = unlocked([&] {
+                       return explain(firstPhotograph, secondPhotograph, firstDistributions, secondDistributions);
+                   });
+                   py::list changes;
+                   for (std::size_t k = 0; k < correlateNames.size(); ++k) {
+                       changes.append(tupleOf(explanation.changes[k], k));
+                   }
+                   return py::make_tuple(changes, tupleOf(explanation.firstWhite), tupleOf(explanation.secondWhite),
+                                         sentenceOf(explanation.firstWhite, explanation.secondWhite));
+               });
 }
 
 }  // namespace likeness::python

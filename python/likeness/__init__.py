@@ -12,7 +12,7 @@ R, G, B too, float32 on 0..1 unless said. Nothing is printed or written, and arg
 
 from __future__ import annotations
 
-from . import adaptation, batches, color, comparison, exposure, files, filters, models, transfer
+from . import adaptation, batches, color, comparison, explanation, exposure, files, filters, models, transfer
 from ._core import Cancelled, set_threads, threads
 from ._core import version as __version__
 from .adaptation import (
@@ -70,6 +70,19 @@ from .comparison import (
     compare,
     compare_pairs,
     hue_coefficient,
+)
+from .explanation import (
+    BinCost,
+    DistributionChange,
+    ExplainedWhite,
+    Explanation,
+    Interval,
+    Intervals,
+    PixelDifferences,
+    TileComparison,
+    compare_tiles,
+    explain,
+    pixel_differences,
 )
 from .exposure import (
     Bracket,

@@ -153,6 +153,7 @@ std::size_t ColorCounter::takeOut() {
 
 DistinctColors ColorCounter::finish() {
     const std::size_t found = takeOut();
+    found_ = found;
     DistinctColors result;
     result.counts.assign(pixels_.begin(), pixels_.begin() + static_cast<std::ptrdiff_t>(found));
     if (found > 0) {
@@ -295,14 +296,19 @@ cv::Mat ColorCounter::indicesOf(const cv::Mat& photograph, std::size_t colors) {
             return static_cast<std::uint32_t>(std::lower_bound(begin, end, slot) - begin);
         });
     }
+    const std::uint32_t* const places = colorsBySlot();
+    return indicesBy(photograph, [places](std::uint32_t slot) { return places[slot]; });
+}
+
+const std::uint32_t* ColorCounter::colorsBySlot() {
     if (placeOf_ == nullptr) {
         placeOf_ = std::make_unique<PlaceTable>();
     }
     std::uint32_t* const places = placeOf_->entries;  // need not be cleared: every colour of the photograph is set
-    for (std::size_t k = 0; k < colors; ++k) {
+    for (std::size_t k = 0; k < found_; ++k) {
         places[slots_[k]] = static_cast<std::uint32_t>(k);
     }
-    return indicesBy(photograph, [places](std::uint32_t slot) { return places[slot]; });
+    return places;
 }
 
 namespace {

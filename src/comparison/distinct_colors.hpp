@@ -52,6 +52,9 @@ public:
     void add(const cv::Mat& rows, ChannelOrder order = ChannelOrder::bgr);
 
     DistinctColors finish();
+    /// The place of each colour of the last photograph among its colours, by its place in the table of all
+    /// (`colorSlots`). The counter's; valid until its next `count` or destruction. That of other colours is anything.
+    const std::uint32_t* colorsBySlot();
 
     /// Photographs of at most so many pixels are sorted, which then takes no longer than the table: the first of a
     /// counter, for which it would have to be made, and all others.
@@ -85,6 +88,7 @@ private:
     Way way_ = Way::none;
     std::size_t expected_ = 0;    // pixels
     std::size_t entered_ = 0;     // of these, to be sorted
+    std::size_t found_ = 0;       // colours of the last photograph
     numerics::HugePages counts_;  // empty until a photograph is not small
     std::array<bool, (std::size_t{1} << 24) / pieceSize> touched_{};
     std::vector<std::uint32_t> carries_;   // places, once for each 255 pixels more than the entry tells

@@ -12,6 +12,7 @@
 
 #include <algorithm>
 #include <array>
+#include <cmath>
 #include <cstdint>
 #include <stdexcept>
 #include <string>
@@ -39,8 +40,9 @@ float backgroundOf(const cv::Mat& photograph) {
 }
 
 /// Runs the model on every colour.
-void countCorrelates(DistinctColors& colors, float backgroundLuminance, CorrelateCounts& counts,
-                     const Diagnostics& diagnostics, const StepDone& stepDone = noStep) {
+/// @return  of each, CV_32F
+PerCorrelate<cv::Mat> correlatesOfColors(DistinctColors& colors, float backgroundLuminance,
+                                         const Diagnostics& diagnostics, const StepDone& stepDone = noStep) {
     const cv::Size size = colors.bgr.size();
     cv::Mat adapted = adaptedColors(colors);
     stepDone();
@@ -51,11 +53,16 @@ void countCorrelates(DistinctColors& colors, float backgroundLuminance, Correlat
     cv::Mat s(size, CV_32F);
     perceptualMetricsUnderBackground(adapted, backgroundLuminance, Q, J, C, M, s, diagnostics);
     stepDone();
-    counts.brightness.add(Q, colors.counts);
-    counts.lightness.add(J, colors.counts);
-    counts.chroma.add(C, colors.counts);
-    counts.colorfulness.add(M, colors.counts);
-    counts.saturation.add(s, colors.counts);
+    return {Q, J, C, M, s};
+}
+
+/// Counts the correlates of every colour.
+void countCorrelates(DistinctColors& colors, float backgroundLuminance, CorrelateCounts& counts,
+                     const Diagnostics& diagnostics, const StepDone& stepDone = noStep) {
+    const PerCorrelate<cv::Mat> correlates = correlatesOfColors(colors, backgroundLuminance, diagnostics, stepDone);
+    for (std::size_t k = 0; k < correlateNames.size(); ++k) {
+        counts[k].add(correlates[k], colors.counts);
+    }
 }
 
 /// Colours with their numbers of pixels.
@@ -78,9 +85,12 @@ private:
     std::vector<std::uint32_t> counts_;
 };
 
-/// The counts of `countCorrelates`: colours whose bins an estimate settles are spared the model.
-void countCorrelatesByEstimate(const DistinctColors& colors, float backgroundLuminance, CorrelateCounts& counts,
-                               const Diagnostics& diagnostics, const StepDone& stepDone) {
+/// Goes over colours: an estimate settles the bins of most.
+/// @param settled    called with the place of a colour, the bins of its block and its place in these
+/// @param unsettled  called with the place of each colour that the model must be asked for
+template <typename Settled, typename Unsettled>
+void settleByEstimate(const DistinctColors& colors, float backgroundLuminance, const StepDone& stepDone,
+                      Settled settled, Unsettled unsettled) {
     const CorrelateEstimate estimate(backgroundLuminance);
     const std::size_t size = colors.counts.size();
     std::vector<CorrelateEstimate::Responses> responses((size + CorrelateEstimate::blockSize - 1) /
@@ -104,25 +114,38 @@ void countCorrelatesByEstimate(const DistinctColors& colors, float backgroundLum
     // The model takes the greatest achromatic response of the image for that of its white: every colour that may have
     // it is among those that it is asked for.
     const float whiteThreshold = white * (1.0F - 3 * CorrelateEstimate::achromaticError);
-    UnsettledColors uncertain;
     CorrelateEstimate::Bins bins;
-    std::array<std::array<std::uint64_t, CorrelateEstimate::binLimit>, 5> pixels{};
     forEachBlock([&](const CorrelateEstimate::Responses& block, std::size_t first, std::size_t count) {
         estimate.bins(block, count, white, bins);
         for (std::size_t i = 0; i < count; ++i) {
-            const std::uint32_t times = colors.counts[first + i];
             if (bins.certain[i] == 0 || block.achromatic[i] >= whiteThreshold) {
-                uncertain.add(colors.bgr.at<cv::Vec3b>(0, static_cast<int>(first + i)), times);
-                continue;
+                unsettled(first + i);
+            } else {
+                settled(first + i, bins, i);
             }
+        }
+    });
+    stepDone();
+}
+
+/// The counts of `countCorrelates`: colours whose bins an estimate settles are spared the model.
+void countCorrelatesByEstimate(const DistinctColors& colors, float backgroundLuminance, CorrelateCounts& counts,
+                               const Diagnostics& diagnostics, const StepDone& stepDone) {
+    UnsettledColors uncertain;
+    std::array<std::array<std::uint64_t, CorrelateEstimate::binLimit>, 5> pixels{};
+    settleByEstimate(
+        colors, backgroundLuminance, stepDone,
+        [&](std::size_t color, const CorrelateEstimate::Bins& bins, std::size_t i) {
+            const std::uint32_t times = colors.counts[color];
             pixels[0][static_cast<std::size_t>(bins.brightness[i])] += times;
             pixels[1][static_cast<std::size_t>(bins.lightness[i])] += times;
             pixels[2][static_cast<std::size_t>(bins.chroma[i])] += times;
             pixels[3][static_cast<std::size_t>(bins.colorfulness[i])] += times;
             pixels[4][static_cast<std::size_t>(bins.saturation[i])] += times;
-        }
-    });
-    stepDone();
+        },
+        [&](std::size_t color) {
+            uncertain.add(colors.bgr.at<cv::Vec3b>(0, static_cast<int>(color)), colors.counts[color]);
+        });
     for (int bin = 0; bin < CorrelateEstimate::binLimit; ++bin) {
         const auto k = static_cast<std::size_t>(bin);
         counts.brightness.addToBin(bin, pixels[0][k]);
@@ -183,6 +206,32 @@ AppearanceDistributions distributionsOf(const CorrelateCounts& counts, CountedIn
         distributions.nanShares[k] = counts[k].nanShare();
     }
     return distributions;
+}
+
+std::vector<ColorBins> binsUnderBackground(const DistinctColors& colors, float backgroundLuminance,
+                                           const StepDone& stepDone) {
+    std::vector<ColorBins> result(colors.counts.size());
+    UnsettledColors uncertain;
+    std::vector<std::size_t> places;
+    settleByEstimate(
+        colors, backgroundLuminance, stepDone,
+        [&](std::size_t color, const CorrelateEstimate::Bins& bins, std::size_t i) {
+            result[color] = {bins.brightness[i], bins.lightness[i], bins.chroma[i], bins.colorfulness[i],
+                             bins.saturation[i]};
+        },
+        [&](std::size_t color) {
+            uncertain.add(colors.bgr.at<cv::Vec3b>(0, static_cast<int>(color)), colors.counts[color]);
+            places.push_back(color);
+        });
+    DistinctColors asked = uncertain.take();
+    const PerCorrelate<cv::Mat> correlates = correlatesOfColors(asked, backgroundLuminance, dropAll());
+    for (std::size_t i = 0; i < places.size(); ++i) {
+        for (std::size_t k = 0; k < correlateNames.size(); ++k) {
+            const float value = correlates[k].at<float>(0, static_cast<int>(i));
+            result[places[i]][k] = std::isnan(value) ? noBin : BinCounts::binOf(value);
+        }
+    }
+    return result;
 }
 
 AppearanceDistributions distributionsUnderBackground(const DistinctColors& colors, float backgroundLuminance,

@@ -7,7 +7,10 @@
 
 #include <opencv2/core.hpp>
 
+#include <array>
 #include <functional>
+#include <limits>
+#include <vector>
 
 namespace likeness {
 
@@ -36,6 +39,16 @@ AppearanceDistributions distributionsUnderBackground(const DistinctColors& color
                                                      const Diagnostics& diagnostics = dropAll(),
                                                      const StepDone& stepDone = noStep,
                                                      CountedIn unit = CountedIn::pixels);
+
+/// In place of a bin: the correlate is NaN. No float is near enough to have it for a bin.
+inline constexpr int noBin = std::numeric_limits<int>::min() + 1;
+
+/// The bins of one colour's correlates, in the order of `correlateNames`.
+using ColorBins = std::array<int, 5>;
+
+/// The bins of each of the counted colours of a photograph: the steps after the first, but for the last.
+std::vector<ColorBins> binsUnderBackground(const DistinctColors& colors, float backgroundLuminance,
+                                           const StepDone& stepDone = noStep);
 
 /// `appearanceDistributions` with the tables of the caller's, for use with one photograph after the other.
 AppearanceDistributions appearanceDistributions(const cv::Mat& photograph, ColorCounter& counter,

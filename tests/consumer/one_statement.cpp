@@ -44,6 +44,10 @@ int main() {
         check(k.brightness > 0 && k.brightness < 1 && k.saturation > 0 && k.saturation < 1, "compare");
     }
     {
+        TileComparison tiles = compareTiles(first, second);
+        check(tiles.tiles.size() == 64 && tiles.tiles[9].first == cv::Rect(8, 6, 8, 6), "compareTiles");
+    }
+    {
         AppearanceMaps maps = appearanceMaps(photo);
         check(maps.chroma.type() == CV_32FC1 && maps.hueDegrees.size() == photo.size(), "appearanceMaps");
     }

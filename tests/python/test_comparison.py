@@ -175,3 +175,60 @@ def test_progress_may_call_an_operation_itself():
     for other in others:
         found = likeness.analyze(photograph, maps=True, progress=lambda done, total: likeness.analyze(other, maps=True))
         assert np.array_equal(found.maps.chroma, expected)
+
+
+def test_one_tile_has_the_numbers_of_the_whole(photos):
+    cat, coffee = photos / "cat.jpg", photos / "coffee.jpg"
+    found = likeness.compare_tiles(cat, coffee, tiles=1)
+    assert found.coefficients == likeness.compare(cat, coffee)
+    assert likeness.Coefficients(*(float(grid[0, 0]) for grid in found.maps)) == found.coefficients
+    assert found.few.shape == (1, 1) and found.worst == (0, 0) and found.intervals is None
+
+
+def test_tiles_are_those_of_the_program(darkroom, photos):
+    first, second = photos / "cat.jpg", photos / "coffee.jpg"
+    result = json.loads(darkroom("compare", first, second, "--json", "--tiles", "64px", "--stride", "32px"))
+    found = likeness.compare_tiles(likeness.read(first), likeness.read(second), tile_pixels=64, stride=32)
+    grid = result["tile_grid"]
+    assert found.few.shape == (grid["rows"], grid["columns"])
+    assert found.worst == (grid["worst"]["row"], grid["worst"]["column"])
+    for tile in result["tiles"]:
+        place = tile["row"], tile["column"]
+        assert found.first[place].tolist() == [tile["first"][side] for side in ("x", "y", "width", "height")]
+        same_numbers([grid[place] for grid in found.maps], tile["coefficients"])
+    intervals = json.loads(darkroom("compare", first, second, "--json", "--interval", "--seed", "5"))["intervals"]
+    found = likeness.compare_tiles(first, second, intervals=True, seed=5)
+    for name, interval in found.intervals._asdict().items():
+        assert np.float32(interval.low) == np.float32(intervals[name]["low"])
+        assert np.float32(interval.high) == np.float32(intervals[name]["high"])
+    with pytest.raises(ValueError, match="tiles"):
+        likeness.compare_tiles(first, second, tiles=100000)
+    with pytest.raises(likeness.Cancelled):
+        likeness.compare_tiles(first, second, progress=lambda done, total: False)
+
+
+def test_pixels_are_compared():
+    first, second = made(1), made(2)
+    found = likeness.pixel_differences(first, second)
+    maps = [likeness.appearance_maps(photograph) for photograph in (first, second)]
+    np.testing.assert_array_equal(found.chroma, maps[1].chroma - maps[0].chroma)
+    white = likeness.xyz_from_srgb(np.ones(3))
+    lab = [
+        likeness.cie_lab_from_xyz(likeness.xyz_from_srgb(photograph / 255.0), white) for photograph in (first, second)
+    ]
+    np.testing.assert_allclose(found.ciede2000, likeness.ciede2000(*lab), atol=1e-4)
+    assert found.uniform_model == "ciecam16"
+    with pytest.raises(ValueError, match="one size"):
+        likeness.pixel_differences(first, second[1:])
+
+
+def test_explanations_are_those_of_the_program(darkroom, photos):
+    first, second = photos / "cat.jpg", photos / "coffee.jpg"
+    expected = json.loads(darkroom("compare", first, second, "--json", "--explain"))["explanation"]
+    found = likeness.explain(first, second)
+    for name in fields:
+        change = getattr(found, name)
+        assert change.sentence == expected[name]["sentence"]
+        assert change.median_shift == pytest.approx(expected[name]["median_shift"], rel=1e-8)
+        assert change.lost_bin.bin == expected[name]["lost_bin"]["bin"]
+    assert found.white_sentence == expected["white"]["sentence"]

@@ -46,6 +46,9 @@ public:
         }
     }
 
+    /// Counts so many values that are NaN.
+    void addMissing(std::uint64_t times) noexcept { missing_ += times; }
+
     /// Counts every value of a CV_32F map.
     void add(const cv::Mat& map);
 

@@ -173,7 +173,7 @@ const std::map<std::string, Files>& filesOfSubcommands() {
     static const std::map<std::string, Files> all = {
         {"compare",
          {{"FIRST", "SECOND", "--conditions", "--mask", "--first-mask", "--second-mask"},
-          {"--output", "--maps", "--report"}}},
+          {"--output", "--maps", "--report", "--tile-maps", "--tile-table", "--difference-maps"}}},
         {"info", {{"FILE"}, {}}},
         {"sweep", {{"FIRST", "SECOND", "--conditions"}, {"--output", "--plot"}}},
         {"appearance", {{"IN", "--conditions", "--mask"}, {"--output"}}},
@@ -219,6 +219,9 @@ const std::vector<Call>& calls() {
         {{"compare", "IN", "b.png", "-o", "alias.txt"}, "--output", "alias.txt"},
         {{"compare", "b.png", "IN", "--report", "alias.html"}, "--report", "alias.html"},
         {{"compare", "b.png", "IN", "--maps", "."}, "--maps", "./first_chroma.tif"},
+        {{"compare", "IN", "b.png", "--tiles", "1", "--tile-maps", "alias"}, "--tile-maps", "alias_chroma.tif"},
+        {{"compare", "b.png", "IN", "--tiles", "1", "--tile-table", "alias.csv"}, "--tile-table", "alias.csv"},
+        {{"compare", "b.png", "IN", "--difference-maps", "."}, "--difference-maps", "./difference_chroma.tif"},
         {{"sweep", "IN", "b.png", "-o", "alias.csv"}, "--output", "alias.csv"},
         {{"sweep", "b.png", "IN", "--plot", "alias.html"}, "--plot", "alias.html"},
         {{"appearance", "IN", "-o", "."}, "--output", "./in_hue.tif"},

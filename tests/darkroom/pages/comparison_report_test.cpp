@@ -6,13 +6,18 @@
 #include "support/browser.hpp"
 #include "support/test_images.hpp"
 
+#include <fmt/format.h>
 #include <gtest/gtest.h>
 #include <nlohmann/json.hpp>
 #include <opencv2/imgcodecs.hpp>
 #include <opencv2/imgproc.hpp>
 
+#include <algorithm>
+#include <cmath>
 #include <fstream>
 #include <regex>
+#include <string>
+#include <vector>
 
 namespace likeness::testing {
 namespace {
@@ -150,6 +155,151 @@ TEST_F(ComparisonPage, IsLightOrDarkAsTheReaderPrefers) {
             EXPECT_GT(greatest - least, 150);
         }
     }
+}
+
+/// The part of the page that shows tiles, which a page around it uses as a reader does.
+class TilesOnPage : public ComparisonPage {
+protected:
+    void SetUp() override {
+        ComparisonPage::SetUp();
+        if (IsSkipped()) {
+            return;
+        }
+        json_ =
+            nlohmann::json::parse(expectDone({"compare", photo("cat.jpg"), photo("coffee.jpg"), "--tiles", "4x3",
+                                              "--interval", "--explain", "--report", "page.html", "--json", "--quiet"})
+                                      .out);
+    }
+
+    /// What a line of script gives after each step; `page` is the document, `key` presses one in the picture.
+    std::string shownAfter(const std::vector<std::string>& steps, const std::string& noted, int width = 1200) const {
+        std::ofstream frame(output("frame.html"));
+        frame << R"(<!DOCTYPE html><body><p id="result"></p><iframe id="frame" src="page.html" height="900" width=")"
+              << width << R"("></iframe><script>
+window.onload = () => {
+    const page = document.getElementById('frame').contentDocument;
+    const view = document.getElementById('frame').contentWindow;
+    const stage = page.getElementById('stage');
+    const key = (name, shift) => stage.dispatchEvent(new view.KeyboardEvent('keydown', {key: name, shiftKey: !!shift,
+        bubbles: true}));
+    const set = (id, value) => {
+        page.getElementById(id).value = value;
+        page.getElementById(id).dispatchEvent(new view.Event('input'));
+    };
+    const layers = Array.from(page.querySelectorAll('.layer'));
+    let text = '';
+    const note = () => { text += ()"
+              << noted << R"() + ';'; };
+    note();
+)";
+        for (const std::string& step : steps) {
+            frame << "    " << step << "\n    note();\n";
+        }
+        frame << "    document.getElementById('result').textContent = text;\n};\n</script></body>";
+        frame.close();
+        return textOf(Browser().domOf(output("frame.html")), "result");
+    }
+};
+
+TEST_F(TilesOnPage, HasTheNumbersOfTheResult) {
+    const std::string dom = Browser().domOf(output("page.html"));
+    EXPECT_EQ(textOf(dom, "tile-count"), "4 × 3");
+    for (const ComparedCorrelate& correlate : comparedCorrelates) {
+        const std::string name = correlate.name;
+        EXPECT_EQ(textOf(dom, "sentence-" + name), json_["explanation"][name]["sentence"]);
+        const auto near = [&](const std::string& id, const char* key) {
+            const double expected = json_["explanation"][name][key];
+            EXPECT_NEAR(std::stod(textOf(dom, id + name)), expected, 1e-3 * std::abs(expected)) << id << name;
+        };
+        near("first-median-", "first_median");
+        near("second-median-", "second_median");
+        near("median-shift-", "median_shift");
+        near("mean-shift-", "mean_shift");
+        const std::string interval = textOf(dom, "interval-" + name);
+        EXPECT_NEAR(std::stod(interval), json_["intervals"][name]["low"].get<double>(), 1e-5);
+        EXPECT_NEAR(std::stod(interval.substr(interval.find("to ") + 3)),
+                    json_["intervals"][name]["high"].get<double>(), 1e-5);
+    }
+    // The tile that is chosen at first is the worst, and the arrow keys choose its neighbours.
+    const int column = json_["tile_grid"]["worst"]["column"];
+    const int row = json_["tile_grid"]["worst"]["row"];
+    const std::string told = shownAfter({"key('ArrowRight');", "key('ArrowDown');", "key('ArrowLeft');"},
+                                        "page.getElementById('tile').textContent");
+    std::string expected;
+    const auto expectTile = [&](int x, int y) {
+        const nlohmann::json& tile = json_["tiles"][static_cast<std::size_t>(y * 4 + x)];
+        expected += "Tile in column " + std::to_string(x) + ", row " + std::to_string(y) + " (x " +
+                    std::to_string(tile["first"]["x"].get<int>()) + ", y " +
+                    std::to_string(tile["first"]["y"].get<int>()) + ", " +
+                    std::to_string(tile["first"]["width"].get<int>()) + " × " +
+                    std::to_string(tile["first"]["height"].get<int>()) + " pixels): ";
+        for (const ComparedCorrelate& correlate : comparedCorrelates) {
+            expected += fmt::format("{} {:.5f}{}", correlate.name, tile["coefficients"][correlate.name].get<double>(),
+                                    correlate.name == std::string("saturation") ? ".;" : ", ");
+        }
+    };
+    const int right = std::min(column + 1, 3);
+    const int below = std::min(row + 1, 2);
+    expectTile(column, row);
+    expectTile(right, row);
+    expectTile(right, below);
+    expectTile(std::max(right - 1, 0), below);
+    EXPECT_EQ(told, expected);
+}
+
+TEST_F(TilesOnPage, BothPhotographsMoveTogether) {
+    const std::string both =
+        "layers.map((layer) => layer.style.transform).join(' and ') + ' ' + stage.className + ' ' + "
+        "page.querySelector('.second').style.clipPath";
+    EXPECT_EQ(shownAfter({"set('divider', 25);", "set('mode', 'side');", "set('zoom', 2);", "key('ArrowRight', true);",
+                          "key('0');"},
+                         both),
+              "translate(0%, 0%) scale(1) and translate(0%, 0%) scale(1) slide inset(0px 0px 0px 50%);"
+              "translate(0%, 0%) scale(1) and translate(0%, 0%) scale(1) slide inset(0px 0px 0px 25%);"
+              "translate(0%, 0%) scale(1) and translate(0%, 0%) scale(1) side none;"
+              "translate(-50%, -50%) scale(2) and translate(-50%, -50%) scale(2) side zoomed none;"
+              "translate(-60%, -50%) scale(2) and translate(-60%, -50%) scale(2) side zoomed none;"
+              "translate(0%, 0%) scale(1) and translate(0%, 0%) scale(1) side none;");
+}
+
+TEST_F(TilesOnPage, ShowsTheTilesOfTheChosenCorrelate) {
+    const std::string shown =
+        "page.querySelectorAll('.first rect').length + ' ' + page.querySelectorAll('.second rect.chosen').length + ' ' "
+        "+ "
+        "(page.querySelector('.first svg').style.display || 'shown')";
+    EXPECT_EQ(shownAfter({"set('quantity', '');", "set('quantity', 'chroma');",
+                          "page.querySelector('#worst-tiles button').click();"},
+                         shown),
+              "12 1 shown;12 1 none;12 1 shown;12 1 shown;");
+}
+
+TEST_F(TilesOnPage, FitsAPhoneAndAGreatScreen) {
+    for (const int width : {390, 1200, 3840}) {
+        EXPECT_EQ(
+            shownAfter({"set('mode', 'side');"},
+                       "page.documentElement.scrollWidth + ' ' + (stage.getBoundingClientRect().width > 300)", width),
+            std::to_string(width) + " true;" + std::to_string(width) + " true;");
+    }
+}
+
+TEST_F(TilesOnPage, AsksForNothingFromElsewhereAndNamesItsControls) {
+    const std::string page = contentOf(folder() / "page.html");
+    const std::string svgName = "\"http://www.w3.org/2000/svg\"";  // a name, which nothing is loaded from
+    for (std::size_t at = page.find("http"); at != std::string::npos; at = page.find("http", at + 1)) {
+        const bool isPolicy = page.compare(at, 10, "http-equiv") == 0;
+        EXPECT_TRUE(isPolicy || page.compare(at - 1, svgName.size(), svgName) == 0) << page.substr(at, 40);
+    }
+    EXPECT_EQ(page.find("url("), std::string::npos);
+    EXPECT_EQ(page.find("<link"), std::string::npos);
+    EXPECT_EQ(page.find("href="), std::string::npos);
+    // Each control has a label around it or a text of its own.
+    EXPECT_EQ(shownAfter({},
+                         "Array.from(page.querySelectorAll('#where input, #where select')).filter((its) => "
+                         "!its.labels.length).length + ' ' + Array.from(page.querySelectorAll('#where "
+                         "button')).filter((its) => !its.textContent).length + ' ' + stage.tabIndex + ' ' + "
+                         "page.getElementById('tile').getAttribute('role') + ' ' + "
+                         "Array.from(page.images).filter((its) => !its.alt).length"),
+              "0 0 0 status 0;");
 }
 
 }  // namespace

@@ -12,17 +12,24 @@
 #include "console/part_options.hpp"
 #include "console/progress.hpp"
 #include "console/text_output.hpp"
+#include "console/tile_options.hpp"
 #include "files/refusal.hpp"
 #include "files/standard_input.hpp"
 #include "pages/comparison_report.hpp"
 #include "pages/html_page.hpp"
+#include "pages/tile_picture.hpp"
+#include "pages/tile_viewer.hpp"
 #include "photofile/counted_part.hpp"
 #include "photofile/image_input.hpp"
 #include "photofile/image_output.hpp"
 
+#include <algorithm>
+#include <cmath>
+#include <cstdint>
 #include <filesystem>
 #include <iostream>
 #include <memory>
+#include <optional>
 #include <stdexcept>
 #include <vector>
 
@@ -41,6 +48,15 @@ struct Options {
     bool json = false;
     bool csv = false;
     bool distances = false;
+    TileTexts tiles;
+    std::string tileMaps;
+    std::string tileTable;
+    bool interval = false;
+    int resamples = IntervalOptions().resamples;
+    std::int64_t seed = static_cast<std::int64_t>(IntervalOptions().seed);
+    std::string differenceMaps;
+    bool align = false;
+    bool explain = false;
     ModelOptions model;
     PartOptions part;
 };
@@ -67,8 +83,40 @@ std::vector<std::string> mapPaths(const Options& options) {
     return paths;
 }
 
+/// Stem of the maps of tiles: a folder's, or what the names begin with.
+std::string tileMapStem(const Options& options) {
+    const fs::path given(options.tileMaps);
+    std::error_code error;
+    const bool folder = fs::is_directory(given, error) || given.filename().empty();
+    return folder ? (given / "tiles").string() : options.tileMaps;
+}
+
+std::string tileMapPath(const Options& options, const Correlate& correlate, const char* extension) {
+    return tileMapStem(options) + '_' + correlate.name + extension;
+}
+
+std::string differenceMapPath(const Options& options, const std::string& name, const char* extension) {
+    return (fs::path(options.differenceMaps) / ("difference_" + name + extension)).string();
+}
+
+/// Refuses what a line of CSV would leave out in silence.
+void checkCsv(const Options& options) {
+    if (options.explain) {
+        throw Refusal("--explain: CSV has no place for sentences; --json has them");
+    }
+    if (!options.tiles.tiles.empty() && !options.interval && options.tileTable.empty() && options.tileMaps.empty() &&
+        options.report.empty()) {
+        throw Refusal("--tiles: the line of CSV has no tiles; --tile-table writes a table of them");
+    }
+}
+
 void checkOutputs(const Console& console, const Options& options) {
-    resultTextFor(options.output, options.json ? ResultText::json : options.csv ? ResultText::csv : ResultText::any);
+    const ResultText format = resultTextFor(options.output, options.json  ? ResultText::json
+                                                            : options.csv ? ResultText::csv
+                                                                          : ResultText::any);
+    if (format == ResultText::csv) {
+        checkCsv(options);
+    }
     if (options.report == standardStream && options.output.empty()) {
         throw Refusal("--report: standard output has the result; --output can name a file for it");
     }
@@ -87,6 +135,30 @@ void checkOutputs(const Console& console, const Options& options) {
         checkFolder("--maps", options.maps);
         for (const std::string& path : mapPaths(options)) {
             plan.file("--maps", path);
+        }
+    }
+    if (!options.tileTable.empty()) {
+        if (options.tileTable == standardStream && options.output.empty()) {
+            throw Refusal("--tile-table: standard output has the result; --output can name a file for it");
+        }
+        plan.file("--tile-table", options.tileTable);
+    }
+    if (!options.tileMaps.empty()) {
+        if (fs::path(options.tileMaps).filename().empty()) {
+            checkFolder("--tile-maps", options.tileMaps);
+        }
+        for (const Correlate& correlate : comparedCorrelates) {
+            for (const char* const extension : {".png", ".tif"}) {
+                plan.file("--tile-maps", tileMapPath(options, correlate, extension));
+            }
+        }
+    }
+    if (!options.differenceMaps.empty()) {
+        checkFolder("--difference-maps", options.differenceMaps);
+        for (const std::string& name : differenceNames()) {
+            for (const char* const extension : {".png", ".tif"}) {
+                plan.file("--difference-maps", differenceMapPath(options, name, extension));
+            }
         }
     }
 }
@@ -138,9 +210,115 @@ void show(const Console& console, const Options& options, const ComparisonResult
     if (!options.report.empty()) {
         report.first.pictureUri = jpegUri(pictureOf(photographs.first), reportPictureSide);
         report.second.pictureUri = jpegUri(pictureOf(photographs.second), reportPictureSide);
+        if (result.tiles && result.tiles->asked) {
+            report.first.largePictureUri = jpegUri(pictureOf(photographs.first), viewerPictureSide);
+            report.second.largePictureUri = jpegUri(pictureOf(photographs.second), viewerPictureSide);
+        }
         report.first.fingerprint = fingerprintOf(placeOfInput(options.first));
         report.second.fingerprint = fingerprintOf(placeOfInput(options.second));
         writeResult(console, options.report, comparisonPage(report), "report");
+    }
+}
+
+/// The maps and the table of tiles.
+void writeTiles(const Console& console, const Options& options, const ComparisonResult& result) {
+    const TileComparison& comparison = result.tiles->comparison;
+    if (!options.tileMaps.empty()) {
+        const MapScale scale = tileScale(comparison);
+        for (std::size_t k = 0; k < comparedCorrelates.size(); ++k) {
+            const Correlate& correlate = comparedCorrelates[k];
+            const std::string what = labelOf(correlate) + ", coefficients by tile";
+            writeImage(console, {tileMapPath(options, correlate, ".tif")}, comparison.map(k), 1.0, what);
+            writePicture(console, {tileMapPath(options, correlate, ".png")},
+                         tilePicture(comparison, k, result.first.size, scale), what + ", " + rangeOf(scale));
+        }
+    }
+    if (!options.tileTable.empty()) {
+        writeResult(console, options.tileTable, tileCsv(comparison), "table of tiles");
+    }
+}
+
+/// A scale for differences, from the 1st to the 99th percentile of the magnitudes and around 0 where they have signs.
+MapScale differenceScale(const DifferenceMap& difference, const MapStatistics& statistics) {
+    const double greatest = std::max(std::abs(statistics.percentile(1)), std::abs(statistics.percentile(99)));
+    MapScale scale = roundScale(difference.label, 0, greatest > 0 ? greatest : 1);
+    if (difference.isSigned) {
+        scale.low = -scale.high;
+        scale.colors = MapScale::Colors::diverging;
+    }
+    return scale;
+}
+
+DifferenceSummaries differencesOf(const Console& console, const Options& options, const ComparisonModel& model,
+                                  const std::pair<cv::Mat, cv::Mat>& photographs) {
+    PixelDifferences differences;
+    {
+        Progress progress(console, "comparing pixels");
+        differences =
+            pixelDifferences(photographs.first, photographs.second, {model, options.align}, watchOf(console, progress));
+    }
+    const std::array<DifferenceMap, 7> maps = differenceMaps(differences);
+    DifferenceSummaries summaries = summariesOf(maps, differences.uniformModel, options.align);
+    for (std::size_t k = 0; k < maps.size(); ++k) {
+        const MapScale scale = differenceScale(maps[k], summaries.maps[k].statistics);
+        const std::string what = maps[k].label + (maps[k].isSigned ? ", second less first" : "");
+        writeImage(console, {differenceMapPath(options, maps[k].name, ".tif")}, maps[k].map, 1.0, what);
+        writePicture(console, {differenceMapPath(options, maps[k].name, ".png")}, mapPicture(maps[k].map, scale),
+                     what + ", " + rangeOf(scale));
+    }
+    return summaries;
+}
+
+/// Refuses what pixels cannot be compared of.
+void checkDifferences(const Options& options, const std::pair<cv::Mat, cv::Mat>& photographs) {
+    const cv::Size first = photographs.first.size();
+    const cv::Size second = photographs.second.size();
+    if (first != second) {
+        throw Refusal("--difference-maps: '" + options.first + "' has " + std::to_string(first.width) + " x " +
+                      std::to_string(first.height) + " pixels and '" + options.second + "' has " +
+                      std::to_string(second.width) + " x " + std::to_string(second.height) +
+                      ": pixels are compared of one size; --tiles compares other sizes part by part");
+    }
+    if (options.align) {
+        checkFinite(options.first, photographs.first);
+        checkFinite(options.second, photographs.second);
+    }
+}
+
+/// The options of tiles, where tiles or intervals are asked for.
+std::optional<TileOptions> tileOptions(const Options& options, const ComparisonModel& model) {
+    if (options.tiles.tiles.empty() && !options.interval) {
+        return std::nullopt;
+    }
+    TileOptions tiles;
+    tiles.layout = tileLayoutIn(options.tiles);
+    tiles.model = model;
+    if (options.interval) {
+        tiles.interval = {options.resamples, static_cast<std::uint64_t>(options.seed)};
+    }
+    return tiles;
+}
+
+/// Refuses tiles that the photographs do not have.
+void checkTiles(const Options& options, const TileOptions& tiles, const std::pair<cv::Mat, cv::Mat>& photographs) {
+    const std::string option = options.tiles.tiles.empty() ? "--interval: " : "--tiles: ";
+    try {
+        const TileGrid grid = tileGridOf(photographs.first.size(), photographs.second.size(), tiles.layout);
+        if (tiles.interval && grid.count().area() < 4) {
+            throw Refusal("--interval: " + std::to_string(grid.count().area()) +
+                          " tiles are too few; it takes at least 4, as in --tiles 8");
+        }
+        if (tiles.interval && grid.overlaps()) {
+            throw Refusal("--interval: it draws from tiles that do not overlap; leave out --stride");
+        }
+        const auto count = static_cast<std::size_t>(grid.count().area());
+        if (!options.report.empty() && !options.tiles.tiles.empty() && count > mostTilesOnPage) {
+            throw Refusal("--report: a page shows at most " + std::to_string(mostTilesOnPage) +
+                          " tiles, and these are " + std::to_string(count) +
+                          "; --tile-table and --tile-maps take more");
+        }
+    } catch (const std::invalid_argument& problem) {
+        throw Refusal(option + problem.what());
     }
 }
 
@@ -172,6 +350,20 @@ void refuseUnseen(const std::string& path, const SeenPhotograph& photograph, con
     }
 }
 
+/// What shows where and why photographs differ looks at whole ones.
+void refuseOfParts(const Options& options, bool whole) {
+    const std::pair<const char*, bool> asked[] = {{"--tiles", !options.tiles.tiles.empty()},
+                                                  {"--interval", options.interval},
+                                                  {"--difference-maps", !options.differenceMaps.empty()},
+                                                  {"--explain", options.explain}};
+    for (const auto& [name, isAsked] : asked) {
+        if (isAsked && !whole) {
+            throw Refusal(std::string(name) +
+                          ": it looks at whole photographs; leave out the options that say what counts");
+        }
+    }
+}
+
 ExitStatus compare(const Console& console, const Options& options) {
     ComparisonResult result;
     result.model = chosenModel(options.model);
@@ -197,12 +389,15 @@ ExitStatus compare(const Console& console, const Options& options) {
             "--dumps: the diagnostic files are those of whole photographs; leave out the options that say "
             "what counts");
     }
+    refuseOfParts(options, whole);
     checkOutputs(console, options);
+    const std::optional<TileOptions> tiles = tileOptions(options, result.model.model);
     warnOfModel(console, result.model);
     std::pair<ProfileUse, ProfileUse> profiles;
     const bool shown = !options.maps.empty() || !options.report.empty();
     const bool uniform = options.distances && result.model.isPublished();
-    const bool pixelsWanted = shown || uniform || !whole || console.diagnostics().wantsFiles();
+    const bool pixelsWanted = shown || uniform || !whole || tiles.has_value() || options.explain ||
+                              !options.differenceMaps.empty() || console.diagnostics().wantsFiles();
     CountedPhotographRows firstRows;
     CountedPhotographRows secondRows;
     auto read = readPhotographPairInRows(PartAccess(console, parts.first), options.first, options.second, &profiles,
@@ -225,36 +420,72 @@ ExitStatus compare(const Console& console, const Options& options) {
             "--distances: those of the uniform space count pixels or do not, and cannot weigh them; give "
             "masks of black and white, or leave out --model");
     }
+    const std::pair<cv::Mat, cv::Mat> photographs{read.first.bgr, read.second.bgr};
+    if (!options.differenceMaps.empty()) {
+        checkDifferences(options, photographs);
+    }
+    if (tiles) {
+        checkTiles(options, *tiles, photographs);
+    }
+    // Tiles bring the distributions of the whole along.
+    const bool tilesAlone = tiles && !shown && !uniform && !result.model.hue && !console.diagnostics().wantsFiles() &&
+                            !console.diagnostics().wantsMessages();
     const AnalysisOptions analysis = result.model.analysis(shown || uniform);
     std::pair<Analysis, Analysis> analyses;
+    AppearanceDistributions firstDistributions;
+    AppearanceDistributions secondDistributions;
     {
         Progress progress(console, "comparing");
         try {
-            analyses = analyzePair(first, second, analysis, watchOf(console, progress));
+            if (!tilesAlone) {
+                analyses = analyzePair(first, second, analysis, watchOf(console, progress));
+                firstDistributions = analyses.first.distributions();
+                secondDistributions = analyses.second.distributions();
+            }
+            if (tiles) {
+                Watch watch = watchOf(console, progress);
+                watch.diagnostics = nullptr;
+                result.tiles = {compareTiles(photographs.first, photographs.second, *tiles, watch), *tiles,
+                                !options.tiles.tiles.empty()};
+            }
+            if (tilesAlone) {
+                firstDistributions = result.tiles->comparison.first;
+                secondDistributions = result.tiles->comparison.second;
+            }
         } catch (const std::invalid_argument&) {
             // Which of the two it is does not matter before one of them fails.
             refuseUnseen(options.first, first, analysis);
             refuseUnseen(options.second, second, analysis);
             throw;
         }
-        result.coefficients = likeness::compare(analyses.first, analyses.second);
-        result.hue = hueCoefficient(analyses.first.distributions(), analyses.second.distributions());
+        result.coefficients = compareDistributions(firstDistributions, secondDistributions);
+        result.hue = hueCoefficient(firstDistributions, secondDistributions);
     }
     if (!whole) {
         result.first.part = PartOfPhotograph{parts.first, analyses.first.countedPixels()};
         result.second.part = PartOfPhotograph{parts.second, analyses.second.countedPixels()};
     }
-    checkAppearance(console, options.first, analyses.first.distributions());
-    checkAppearance(console, options.second, analyses.second.distributions());
+    checkAppearance(console, options.first, firstDistributions);
+    checkAppearance(console, options.second, secondDistributions);
     if (options.distances) {
-        result.distances = distancesOf(analyses.first.distributions(), analyses.second.distributions());
+        result.distances = distancesOf(firstDistributions, secondDistributions);
     }
     if (uniform && analyses.first.hasMaps() && analyses.second.hasMaps()) {
         result.uniform = uniformDistances(countedOf(analyses.first.maps(), firstWeights),
                                           countedOf(analyses.second.maps(), secondWeights));
     }
+    if (options.explain) {
+        result.explanation =
+            likeness::explain(photographs.first, photographs.second, firstDistributions, secondDistributions);
+    }
+    if (!options.differenceMaps.empty()) {
+        result.differences = differencesOf(console, options, result.model.model, photographs);
+    }
+    if (result.tiles) {
+        writeTiles(console, options, result);
+    }
     if (shown) {
-        show(console, options, result, {read.first.bgr, read.second.bgr}, analyses);
+        show(console, options, result, photographs, analyses);
     }
     give(console, options, result);
     if (!result.model.isDefault()) {
@@ -275,6 +506,21 @@ ExitStatus compare(const Console& console, const Options& options) {
         return ExitStatus::outsideLimits;
     }
     return ExitStatus::done;
+}
+
+/// Whether `read` takes a text.
+CLI::Validator layoutCheck(void (*read)(const std::string&, TileLayout&)) {
+    return CLI::Validator(
+        [read](std::string& text) {
+            try {
+                TileLayout layout;
+                read(text, layout);
+                return std::string();
+            } catch (const Refusal& refusal) {
+                return std::string(refusal.what());
+            }
+        },
+        "");
 }
 
 }  // namespace
@@ -327,6 +573,63 @@ Action declareCompare(CLI::App& app) {
     addPartOptions(app, options->part);
     addMaskOption(app, "--first-mask", options->part.firstMask, "the first photograph, in place of --mask");
     addMaskOption(app, "--second-mask", options->part.secondMask, "the second photograph, in place of --mask");
+    auto* const tiles =
+        app.add_option("--tiles", options->tiles.tiles,
+                       optionText("Compare tile by tile too: N across and N down, NxM, or tiles of so many pixels of "
+                                  "the first photograph, Npx. Tiles are at the same relative places of both "
+                                  "photographs; white and background are those of the whole",
+                                  "--tiles 16, --tiles 16x12, --tiles 64px"))
+            ->type_name("N|NxM|Npx")
+            ->check(layoutCheck(readTiles));
+    app.add_option("--stride", options->tiles.stride,
+                   optionText("Step from one tile to the next, for tiles that overlap: pixels of the first photograph, "
+                              "or a share of the tile's side",
+                              "--stride 32px, --stride 50%"))
+        ->type_name("PIXELS|SHARE")
+        ->needs(tiles)
+        ->check(layoutCheck(readStride));
+    app.add_option("--tile-maps", options->tileMaps,
+                   optionText("Existing folder, or stem of file names, for maps of the coefficients by tile: "
+                              "tiles_NAME, or STEM_NAME, as .png (at the places of the tiles, with a legend; hatched "
+                              "where a tile has few pixels) and .tif (32-bit float, a pixel for each tile)",
+                              "--tile-maps maps"))
+        ->type_name("DIR|PREFIX")
+        ->needs(tiles);
+    app.add_option("--tile-table", options->tileTable,
+                   optionText("File for a table of the tiles, as CSV", "--tile-table tiles.csv"))
+        ->type_name("FILE.csv")
+        ->needs(tiles);
+    auto* const interval = app.add_flag(
+        "--interval", options->interval,
+        optionText("Give each coefficient a 95 % interval: the tiles, 8 x 8 where --tiles does not say, are "
+                   "drawn anew with replacement (block bootstrap)",
+                   "--interval"));
+    app.add_option("--resamples", options->resamples,
+                   optionText("How often --interval draws, 100 to 1000000", "--resamples 2000"))
+        ->type_name("NUMBER")
+        ->check(integerBetween(100, 1'000'000))
+        ->needs(interval);
+    app.add_option("--seed", options->seed,
+                   optionText("Seed of what --interval draws, a whole number; the same seed gives the same intervals",
+                              "--seed 7"))
+        ->type_name("NUMBER")
+        ->check(integerBetween(0, std::int64_t{1} << 53))
+        ->needs(interval);
+    auto* const differences = app.add_option(
+        "--difference-maps", options->differenceMaps,
+        optionText(
+            "Existing folder for maps of the differences pixel by pixel, of photographs of one size: of every "
+            "correlate (second less first), Delta E' of the model's uniform space (of ciecam16 under the default "
+            "model) and CIEDE2000, as difference_NAME.png and .tif",
+            "--difference-maps maps"));
+    differences->type_name("DIR");
+    app.add_flag("--align", options->align,
+                 optionText("Compare each pixel with the one that the optical flow finds for it in SECOND", "--align"))
+        ->needs(differences);
+    app.add_flag("--explain", options->explain,
+                 optionText("Say in a sentence for each correlate what moved between the two distributions, and give "
+                            "the whites of both",
+                            "--explain"));
     addModelOptions(app, options->model);
     addHueOptions(app, options->model);
     return [options](const Console& console) { return compare(console, *options); };

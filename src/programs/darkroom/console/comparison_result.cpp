@@ -48,10 +48,86 @@ nlohmann::ordered_json describe(const ComparedPhotograph& photograph, const Comp
     return json;
 }
 
+nlohmann::ordered_json rounded(double value) {
+    return numberOrNull(roundedToNineDigits(value));
+}
+
+nlohmann::ordered_json jsonOf(const std::optional<BinCost>& bin) {
+    if (!bin) {
+        return nullptr;
+    }
+    return {{"bin", bin->bin},
+            {"first_share", rounded(bin->firstShare)},
+            {"second_share", rounded(bin->secondShare)},
+            {"cost", rounded(bin->cost)}};
+}
+
+nlohmann::ordered_json jsonOf(const DistributionChange& change, std::size_t correlate) {
+    return {{"first_median", rounded(change.firstMedian)},
+            {"second_median", rounded(change.secondMedian)},
+            {"median_shift", rounded(change.medianShift)},
+            {"first_spread", rounded(change.firstSpread)},
+            {"second_spread", rounded(change.secondSpread)},
+            {"spread_change", rounded(change.spreadChange)},
+            {"mean_shift", rounded(change.meanShift)},
+            {"first_range", {change.firstLeast, change.firstGreatest}},
+            {"second_range", {change.secondLeast, change.secondGreatest}},
+            {"share_below_first", rounded(change.gainedBelow)},
+            {"share_above_first", rounded(change.gainedAbove)},
+            {"first_share_below_second", rounded(change.lostBelow)},
+            {"first_share_above_second", rounded(change.lostAbove)},
+            {"lost_bin", jsonOf(change.lost)},
+            {"gained_bin", jsonOf(change.gained)},
+            {"sentence", sentenceOf(change, correlate)}};
+}
+
+nlohmann::ordered_json jsonOf(const ExplainedWhite& white) {
+    return {{"chromaticity_xy", {rounded(white.chromaticity[0]), rounded(white.chromaticity[1])}},
+            {"correlated_color_temperature_kelvin", rounded(white.nearest.kelvin)},
+            {"planckian_distance_uv", rounded(white.nearest.duv)}};
+}
+
+nlohmann::ordered_json explanationJson(const ComparisonResult& result) {
+    const Explanation& explanation = *result.explanation;
+    nlohmann::ordered_json json;
+    for (std::size_t k = 0; k < correlateNames.size(); ++k) {
+        json[correlateNames[k].name] = jsonOf(explanation.changes[k], k);
+    }
+    json["white"] = {{"first", jsonOf(explanation.firstWhite)},
+                     {"second", jsonOf(explanation.secondWhite)},
+                     {"sentence", sentenceOf(explanation.firstWhite, explanation.secondWhite)}};
+    json["not_measured"] = notMeasured(result);
+    return json;
+}
+
+std::string explanationLines(const ComparisonResult& result) {
+    const Explanation& explanation = *result.explanation;
+    std::string text;
+    for (std::size_t k = 0; k < correlateNames.size(); ++k) {
+        text += sentenceOf(explanation.changes[k], k) + '\n';
+    }
+    text += sentenceOf(explanation.firstWhite, explanation.secondWhite) + '\n';
+    for (const std::string& what : notMeasured(result)) {
+        text += "not measured: " + what + '\n';
+    }
+    return text;
+}
+
 }  // namespace
 
 std::int64_t ComparedPhotograph::backgroundPixels() const {
     return part ? std::max<std::int64_t>(std::llround(part->countedPixels), 1) : std::int64_t{size.width} * size.height;
+}
+
+std::vector<std::string> notMeasured(const ComparisonResult& result) {
+    std::vector<std::string> what;
+    if (!(result.tiles && result.tiles->asked) && !result.differences) {
+        what.emplace_back("where in the picture things are (--tiles and --difference-maps show where)");
+    }
+    if (!result.hue) {
+        what.emplace_back("the hue (--hue adds its coefficient)");
+    }
+    return what;
 }
 
 std::string comparisonLine(const ComparisonResult& result) {
@@ -74,6 +150,15 @@ std::string comparisonLine(const ComparisonResult& result) {
     if (result.uniform) {
         line += fmt::format("uniform: J' {:.6g}, M' {:.6g}, hue {:.6g}, total {:.6g}\n", result.uniform->lightness,
                             result.uniform->colorfulness, result.uniform->hue, result.uniform->total);
+    }
+    if (result.tiles) {
+        line += tileLines(*result.tiles);
+    }
+    if (result.differences) {
+        line += differenceLines(*result.differences);
+    }
+    if (result.explanation) {
+        line += explanationLines(result);
     }
     return line;
 }
@@ -116,6 +201,15 @@ std::string comparisonJson(const ComparisonResult& result) {
                                         {"colorfulness", numberOrNull(result.uniform->colorfulness)},
                                         {"hue", numberOrNull(result.uniform->hue)},
                                         {"total", numberOrNull(result.uniform->total)}};
+    }
+    if (result.tiles) {
+        addTiles(json, *result.tiles);
+    }
+    if (result.differences) {
+        json["differences"] = jsonOf(*result.differences);
+    }
+    if (result.explanation) {
+        json["explanation"] = explanationJson(result);
     }
     if (!result.limits.empty()) {
         for (const ComparedCorrelate& correlate : comparedCorrelates) {
@@ -176,6 +270,19 @@ std::string comparisonCsv(const ComparisonResult& result) {
         names.insert(names.end(), {"first_counted_pixels", "second_counted_pixels"});
         values.push_back(nineDigits(result.first.part->countedPixels));
         values.push_back(nineDigits(result.second.part->countedPixels));
+    }
+    if (result.tiles && result.tiles->comparison.intervals) {
+        for (std::size_t k = 0; k < correlateNames.size(); ++k) {
+            const CoefficientInterval& interval = (*result.tiles->comparison.intervals)[k];
+            addDistance(std::string(correlateNames[k].name) + "_low", interval.low);
+            addDistance(std::string(correlateNames[k].name) + "_high", interval.high);
+        }
+    }
+    if (result.differences) {
+        for (const DifferenceSummary& summary : result.differences->maps) {
+            addDistance("difference_" + summary.name + "_mean", summary.statistics.mean);
+            addDistance("difference_" + summary.name + "_mean_magnitude", summary.meanMagnitude);
+        }
     }
     if (!result.model.isDefault()) {
         names.emplace_back("model");

@@ -2,9 +2,12 @@
 #pragma once
 
 #include <likeness/comparison/distances.hpp>
+#include <likeness/comparison/explanation.hpp>
 #include <likeness/comparison/photograph_comparison.hpp>
 #include "console/coefficient_limits.hpp"
+#include "console/difference_result.hpp"
 #include "console/model_options.hpp"
+#include "console/tile_result.hpp"
 #include "photofile/managed_colors.hpp"
 #include "photofile/part_choice.hpp"
 
@@ -14,6 +17,7 @@
 #include <optional>
 #include <string>
 #include <utility>
+#include <vector>
 
 namespace likeness::darkroom {
 
@@ -42,18 +46,26 @@ struct ComparisonResult {
     /// Of the five correlates, and in a uniform space, where they were asked for.
     std::optional<PerCorrelate<BinDistances>> distances = {};
     std::optional<UniformDistances> uniform = {};
-    std::optional<float> hue = {};  ///< the sixth coefficient, where it was asked for
+    std::optional<float> hue = {};                        ///< the sixth coefficient, where it was asked for
+    std::optional<ComparedTiles> tiles = {};              ///< where tiles or intervals were asked for
+    std::optional<DifferenceSummaries> differences = {};  ///< of pixels, where they were asked for
+    std::optional<Explanation> explanation = {};          ///< where it was asked for
 
     std::string shortfall() const { return darkroom::shortfall(coefficients, limits, hue); }
 };
 
 /// The line that `likeness` prints: the five coefficients, six significant digits, separated by ","; behind them the
-/// hue's, where it was asked for. Distances, where they were asked for, follow on lines of their own.
+/// hue's, where it was asked for. Distances, tiles, differences and explanations, where they were asked for, follow on lines
+/// of their own.
 std::string comparisonLine(const ComparisonResult& result);
 
 std::string comparisonJson(const ComparisonResult& result);
 
 /// A header line and a line of values.
 std::string comparisonCsv(const ComparisonResult& result);
+
+/// What a comparison does not see, in words: positions, unless there are tiles or differences of pixels; the hue, unless
+/// it was asked for.
+std::vector<std::string> notMeasured(const ComparisonResult& result);
 
 }  // namespace likeness::darkroom

@@ -9,12 +9,14 @@
 #include "files/number_format.hpp"
 #include "pages/html_page.hpp"
 #include "pages/svg_plot.hpp"
+#include "pages/tile_viewer.hpp"
 
 #include <fmt/format.h>
 
 #include <algorithm>
 #include <cmath>
 #include <limits>
+#include <string_view>
 
 namespace likeness::darkroom {
 namespace {
@@ -149,8 +151,22 @@ std::string coefficientTable(const ComparisonResult& result) {
     std::string markup =
         "<table class=\"coefficients\"><thead><tr><th>correlate</th><th "
         "class=\"number\">coefficient</th>";
+    const bool withIntervals = result.tiles && result.tiles->comparison.intervals;
+    if (withIntervals) {
+        markup += fmt::format("<th class=\"number interval\">{:g} % interval</th>",
+                              100 * result.tiles->options.interval->level);
+    }
     markup += result.limits.empty() ? "" : "<th class=\"number\">at least</th>";
     markup += "</tr></thead><tbody>\n";
+    const auto interval = [&](const Correlate& correlate) {
+        const PerCorrelate<CoefficientInterval>& intervals = *result.tiles->comparison.intervals;
+        for (std::size_t k = 0; k < correlateNames.size(); ++k) {
+            if (std::string_view(correlate.name) == correlateNames[k].name) {
+                return fmt::format("{:.6g} to {:.6g}", intervals[k].low, intervals[k].high);
+            }
+        }
+        return std::string();
+    };
     const auto row = [&](const Correlate& correlate, float coefficient) {
         const auto limit = result.limits.find(correlate.name);
         const bool bad = limit != result.limits.end() && !reaches(coefficient, limit->second);
@@ -159,6 +175,10 @@ std::string coefficientTable(const ComparisonResult& result) {
             "id=\"coefficient-{}\">{}</td>",
             labelOf(correlate), std::clamp(coefficient >= 0 ? static_cast<double>(coefficient) : 0.0, 0.0, 1.0),
             bad ? " bad" : "", correlate.name, nineDigits(coefficient));
+        if (withIntervals) {
+            markup += fmt::format("<td class=\"number interval\" id=\"interval-{}\">{}</td>", correlate.name,
+                                  interval(correlate));
+        }
         if (!result.limits.empty()) {
             markup += fmt::format("<td class=\"number\" id=\"limit-{}\">{}</td>", correlate.name,
                                   limit == result.limits.end() ? "" : nineDigits(limit->second));
@@ -274,6 +294,46 @@ std::string hueSection(const ComparisonReport& report) {
            "</div></section>\n";
 }
 
+/// What moved, in numbers and in sentences.
+std::string explanationSection(const ComparisonResult& result) {
+    const Explanation& explanation = *result.explanation;
+    std::string markup =
+        "<section id=\"why\"><h2>What moved</h2>\n<div class=\"wide\"><table id=\"explanations\"><thead><tr><th></th>";
+    for (const char* const heading : {"median, first", "second", "shift", "middle half, first", "second",
+                                      "shift of mean", "below the first", "above the first"}) {
+        markup += fmt::format("<th class=\"number\">{}</th>", heading);
+    }
+    markup += "</tr></thead><tbody>\n";
+    for (std::size_t k = 0; k < comparedCorrelates.size(); ++k) {
+        const DistributionChange& change = explanation.changes[k];
+        const std::string name = comparedCorrelates[k].name;
+        markup += "<tr><th>" + labelOf(comparedCorrelates[k]) + "</th>";
+        const auto cell = [&](const char* id, double value, const char* unit = "") {
+            markup += fmt::format("<td class=\"number\" id=\"{}-{}\">{:.4g}{}</td>", id, name, value, unit);
+        };
+        cell("first-median", change.firstMedian);
+        cell("second-median", change.secondMedian);
+        cell("median-shift", change.medianShift);
+        cell("first-spread", change.firstSpread);
+        cell("second-spread", change.secondSpread);
+        cell("mean-shift", change.meanShift);
+        cell("share-below", 100 * change.gainedBelow, " %");
+        cell("share-above", 100 * change.gainedAbove, " %");
+        markup += "</tr>\n";
+    }
+    markup += "</tbody></table></div>\n<ul>";
+    for (std::size_t k = 0; k < comparedCorrelates.size(); ++k) {
+        markup += fmt::format("<li id=\"sentence-{}\">{}</li>\n", comparedCorrelates[k].name,
+                              escapedMarkup(sentenceOf(explanation.changes[k], k)));
+    }
+    markup += "<li id=\"sentence-white\">" +
+              escapedMarkup(sentenceOf(explanation.firstWhite, explanation.secondWhite)) + "</li></ul>\n";
+    for (const std::string& what : notMeasured(result)) {
+        markup += "<p class=\"note\">Not measured: " + escapedMarkup(what) + ".</p>\n";
+    }
+    return markup + "</section>\n";
+}
+
 constexpr const char* pageStyles = R"(.coefficients th:first-child{width:55%}.histogram{max-width:34rem;margin:0 auto}
 .scale{margin:.7rem auto 0;max-width:34rem}.scale img{display:block;width:100%;height:.8rem;border-radius:.2rem}
 .scale div{display:flex;justify-content:space-between;font-size:.875rem;font-variant-numeric:tabular-nums}
@@ -302,6 +362,10 @@ std::string comparisonPage(const ComparisonReport& report) {
     HtmlPage page;
     page.title = "Likeness of " + report.result.first.path + " and " + report.result.second.path;
     page.styles = pageStyles;
+    if (report.result.tiles && report.result.tiles->comparison.intervals) {
+        page.styles +=
+            ".coefficients th:first-child{width:40%}.coefficients .interval{white-space:normal}\n";  // two numbers are wide for a phone
+    }
     page.body =
         "<h1>How alike two photographs look</h1>\n<section><div class=\"columns\">\n" +
         photographFigure(report.result.first, report.first, "first") +
@@ -311,6 +375,14 @@ std::string comparisonPage(const ComparisonReport& report) {
         "pixels "
         "of the two photographs: 0 where they do not overlap, 1 where they are equal. Where things are in the picture "
         "does not matter.</p></section>\n";
+    if (report.result.explanation) {
+        page.body += explanationSection(report.result);
+    }
+    if (report.result.tiles && report.result.tiles->asked) {
+        page.body += tileViewer(report.result, {report.first.largePictureUri, report.second.largePictureUri});
+        page.styles += tileViewerStyles;
+        page.script = tileViewerScript;
+    }
     for (std::size_t k = 0; k < comparedCorrelates.size(); ++k) {
         page.body += correlateSection(report, k);
     }

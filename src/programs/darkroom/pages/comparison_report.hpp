@@ -20,7 +20,8 @@ inline constexpr int reportPictureSide = 720;
 
 /// What the page shows of one photograph. Arrays are in the order of `comparedCorrelates`.
 struct ReportedPhotograph {
-    std::string pictureUri;  ///< the photograph as the address of an image
+    std::string pictureUri;       ///< the photograph as the address of an image
+    std::string largePictureUri;  ///< the same to be magnified, where there are tiles
     FileFingerprint fingerprint;
     AppearanceDistributions distributions;
     std::array<cv::Mat, comparedCorrelates.size()> maps;  ///< CV_32F, reduced to `reportPictureSide`

@@ -15,8 +15,23 @@ constexpr int colorCount = 256;
 const cv::Scalar white = cv::Scalar::all(255);
 const cv::Scalar ink = cv::Scalar::all(32);
 
+/// The ends and the middle of a diverging scale, and straight lines in sRGB between them.
+cv::Mat divergingTable() {
+    const cv::Vec3d ends[3] = {{192, 76, 59}, {221, 221, 221}, {38, 4, 180}};  // B, G, R
+    cv::Mat table(1, colorCount, CV_8UC3);
+    for (int i = 0; i < colorCount; ++i) {
+        const double place = 2.0 * i / (colorCount - 1);
+        const int part = place < 1 ? 0 : 1;
+        table.at<cv::Vec3b>(i) = ends[part] + (place - part) * (ends[part + 1] - ends[part]);
+    }
+    return table;
+}
+
 /// 1 x 256, CV_8UC3.
 cv::Mat colorTable(MapScale::Colors colors) {
+    if (colors == MapScale::Colors::diverging) {
+        return divergingTable();
+    }
     cv::Mat places(1, colorCount, CV_8U);
     for (int i = 0; i < colorCount; ++i) {
         // Half a turn on, so that the hues' red is at 0 degrees, in the middle of the range.

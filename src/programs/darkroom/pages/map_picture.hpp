@@ -11,7 +11,9 @@ namespace likeness::darkroom {
 struct MapScale {
     enum class Colors {
         sequential,  ///< from dark violet over green to yellow (viridis)
-        cyclic,      ///< for angles from -180 to 180 degrees: once around the hues, red at 0
+        diverging,  ///< from blue over light grey to red (Moreland, "Diverging color maps for scientific visualization",
+                    ///< 2009): for differences, 0 in the middle
+        cyclic,     ///< for angles from -180 to 180 degrees: once around the hues, red at 0
     };
 
     std::string name;  ///< of the quantity, with its unit

@@ -1,0 +1,261 @@
+#include <likeness/comparison/analysis.hpp>
+#include <likeness/comparison/tile_comparison.hpp>
+#include <likeness/threads.hpp>
+#include "support/test_images.hpp"
+
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <cstring>
+
+namespace likeness::testing {
+namespace {
+
+const cv::Mat& cat() {
+    static const cv::Mat photograph = examplePhotograph("cat.jpg");
+    return photograph;
+}
+
+const cv::Mat& coffee() {
+    static const cv::Mat photograph = examplePhotograph("coffee.jpg");
+    return photograph;
+}
+
+void expectSameBits(const LikenessCoefficients& actual, const LikenessCoefficients& expected) {
+    for (std::size_t k = 0; k < correlateNames.size(); ++k) {
+        EXPECT_EQ(std::memcmp(&actual[k], &expected[k], sizeof(float)), 0)
+            << correlateNames[k].name << ": " << actual[k] << ", expected " << expected[k];
+    }
+}
+
+TileOptions grid(int across, int down) {
+    TileOptions options;
+    options.layout.count = {across, down};
+    return options;
+}
+
+/// Histograms of the maps' parts, without any of the tables.
+LikenessCoefficients coefficientsOfParts(const AppearanceMaps& first, const cv::Rect& firstPart,
+                                         const AppearanceMaps& second, const cv::Rect& secondPart) {
+    LikenessCoefficients coefficients;
+    for (std::size_t k = 0; k < correlateNames.size(); ++k) {
+        const auto probabilities = [](const cv::Mat& map) {
+            BinCounts counts;
+            for (int i = 0; i < map.rows; ++i) {
+                for (int j = 0; j < map.cols; ++j) {
+                    counts.add(map.at<float>(i, j));
+                }
+            }
+            return counts.probabilities();
+        };
+        coefficients[k] =
+            bhattacharyyaCoefficientOfAllBins(probabilities(first[k](firstPart)), probabilities(second[k](secondPart)));
+    }
+    return coefficients;
+}
+
+void expectTilesOfMaps(const cv::Mat& first, const cv::Mat& second, const TileOptions& options) {
+    const TileComparison comparison = compareTiles(first, second, options);
+    Comparer comparer;
+    const AppearanceMaps firstMaps = comparer.analyze(first, {true, options.model, {}}).maps();
+    const AppearanceMaps secondMaps = comparer.analyze(second, {true, options.model, {}}).maps();
+    ASSERT_EQ(comparison.tiles.size(), static_cast<std::size_t>(comparison.grid.count().area()));
+    for (const ComparedTile& tile : comparison.tiles) {
+        SCOPED_TRACE(::testing::Message() << "tile at " << tile.first);
+        expectSameBits(tile.coefficients, coefficientsOfParts(firstMaps, tile.first, secondMaps, tile.second));
+    }
+}
+
+TEST(TileComparison, OneTileHasTheBitsOfTheWhole) {
+    const cv::Mat small = cat()(cv::Rect(10, 20, 60, 50));
+    for (const auto& [first, second] :
+         {std::pair(cat(), coffee()), std::pair(small, coffee()), std::pair(cat(), cat()), std::pair(small, small)}) {
+        const TileComparison comparison = compareTiles(first, second, grid(1, 1));
+        ASSERT_EQ(comparison.tiles.size(), 1U);
+        expectSameBits(comparison.tiles[0].coefficients, comparePhotographs(first, second));
+        expectSameBits(comparison.coefficients, comparePhotographs(first, second));
+        EXPECT_EQ(comparison.tiles[0].first, cv::Rect(cv::Point(), first.size()));
+        EXPECT_EQ(comparison.tiles[0].second, cv::Rect(cv::Point(), second.size()));
+    }
+}
+
+TEST(TileComparison, TheWholeHasTheDistributionsOfAnAnalysis) {
+    for (const ComparisonModel& model : {ComparisonModel(), [] {
+                                             ComparisonModel its;
+                                             its.kind = AppearanceModelKind::ciecam16;
+                                             return its;
+                                         }()}) {
+        TileOptions options = grid(3, 2);
+        options.model = model;
+        const TileComparison comparison = compareTiles(cat(), coffee(), options);
+        const AppearanceDistributions expected = analyze(cat(), {false, model, {}}).distributions();
+        for (std::size_t k = 0; k < correlateNames.size(); ++k) {
+            EXPECT_EQ(comparison.first[k], expected[k]);
+            EXPECT_EQ(comparison.first.nanShares[k], expected.nanShares[k]);
+        }
+        EXPECT_EQ(comparison.first.blackShare, expected.blackShare);
+    }
+}
+
+TEST(TileComparison, TilesHaveTheHistogramsOfTheMapsParts) {
+    expectTilesOfMaps(cat(), coffee(), grid(7, 5));
+    const cv::Mat narrow = coffee()(cv::Rect(0, 0, 97, 61));
+    expectTilesOfMaps(cat(), narrow, grid(16, 16));
+    TileOptions options;
+    options.layout.pixels = cv::Size(64, 48);
+    expectTilesOfMaps(cat(), coffee(), options);
+    options.layout.stridePixels = 40;
+    expectTilesOfMaps(cat(), narrow, options);
+    options = grid(4, 3);
+    options.layout.stride = 0.3;
+    expectTilesOfMaps(narrow, cat(), options);
+    options.model.kind = AppearanceModelKind::ciecam02;
+    expectTilesOfMaps(narrow, narrow, options);
+    options.model = {};
+    options.model.background = 20;
+    expectTilesOfMaps(narrow, cat(), options);
+}
+
+TEST(TileComparison, FloatsToo) {
+    cv::Mat first;
+    cat()(cv::Rect(0, 0, 80, 60)).convertTo(first, CV_32FC3, 1 / 255.0);
+    cv::Mat noise = randomImage({70, 50}, 3, 0, 1, 5);  // more colours than half the pixels
+    expectTilesOfMaps(first, noise, grid(4, 4));
+    noise.at<cv::Vec3f>(3, 3) = cv::Vec3f(NAN, 0, 0);
+    noise.at<cv::Vec3f>(30, 30) = cv::Vec3f(400, 900, 100);
+    expectTilesOfMaps(first, noise, grid(2, 3));
+    cv::Mat deep;
+    cat()(cv::Rect(0, 0, 80, 60)).convertTo(deep, CV_16UC3, 257);
+    expectTilesOfMaps(deep, noise, grid(2, 3));
+}
+
+TEST(TileComparison, BlackHasTilesWithoutValues) {
+    const cv::Mat black(40, 40, CV_8UC3, cv::Scalar());
+    const TileComparison comparison = compareTiles(black, black, grid(2, 2));
+    expectSameBits(comparison.tiles[3].coefficients, comparePhotographs(black, black));
+}
+
+TEST(TileComparison, ThreadsChangeNothing) {
+    TileOptions options = grid(9, 9);
+    options.interval = IntervalOptions();
+    const TileComparison several = compareTiles(cat(), coffee(), options);
+    setThreads(1);
+    const TileComparison one = compareTiles(cat(), coffee(), options);
+    setThreads(0);
+    for (std::size_t i = 0; i < one.tiles.size(); ++i) {
+        expectSameBits(several.tiles[i].coefficients, one.tiles[i].coefficients);
+    }
+    for (std::size_t k = 0; k < correlateNames.size(); ++k) {
+        EXPECT_EQ((*several.intervals)[k].low, (*one.intervals)[k].low);
+        EXPECT_EQ((*several.intervals)[k].high, (*one.intervals)[k].high);
+    }
+}
+
+TEST(TileComparison, AChangedPartIsFoundWhereItIs) {
+    cv::Mat changed = cat().clone();
+    const TileGrid tiles = tileGridOf(changed.size(), changed.size(), {{8, 8}, {}, 1, {}});
+    const cv::Rect part(tiles.firstColumns[5].start, tiles.firstRows[2].start, tiles.firstColumns[5].size(),
+                        tiles.firstRows[2].size());
+    changed(part) *= 0.5;
+    const TileComparison comparison = compareTiles(cat(), changed, grid(8, 8));
+    EXPECT_EQ(comparison.worst(), 2U * 8 + 5);
+    for (std::size_t i = 0; i < comparison.tiles.size(); ++i) {
+        if (i != 2 * 8 + 5) {
+            EXPECT_NEAR(comparison.tiles[i].coefficients.lightness, 1, 1e-5) << i;
+        }
+    }
+    EXPECT_LT(comparison.tiles[2 * 8 + 5].coefficients.lightness, 0.9);
+    EXPECT_EQ(comparison.map(1).at<float>(2, 5), comparison.tiles[2 * 8 + 5].coefficients.lightness);
+}
+
+TEST(TileComparison, MarksTilesOfFewPixels) {
+    TileOptions options;
+    options.layout.pixels = cv::Size(16, 16);
+    const cv::Mat photograph = cat()(cv::Rect(0, 0, 70, 64));
+    const TileComparison comparison = compareTiles(photograph, photograph, options);
+    ASSERT_EQ(comparison.grid.count(), cv::Size(5, 4));
+    EXPECT_FALSE(comparison.tiles[0].few);  // 256 pixels
+    EXPECT_TRUE(comparison.tiles[4].few);   // 6 x 16
+    options.leastPixels = 257;
+    EXPECT_EQ(compareTiles(photograph, photograph, options).worst(), std::nullopt);
+}
+
+TEST(TileGrid, CoversBothPhotographs) {
+    const TileGrid thirds = tileGridOf({10, 7}, {31, 9}, {{3, 3}, {}, 1, {}});
+    EXPECT_EQ(thirds.firstColumns, (std::vector<cv::Range>{{0, 3}, {3, 6}, {6, 10}}));
+    EXPECT_EQ(thirds.secondColumns, (std::vector<cv::Range>{{0, 10}, {10, 20}, {20, 31}}));
+    EXPECT_EQ(thirds.firstRows, (std::vector<cv::Range>{{0, 2}, {2, 4}, {4, 7}}));
+    EXPECT_FALSE(thirds.overlaps());
+    const TileGrid pixels = tileGridOf({10, 4}, {20, 8}, {{}, cv::Size(4, 9), 1, {}});
+    EXPECT_EQ(pixels.firstColumns, (std::vector<cv::Range>{{0, 4}, {4, 8}, {8, 10}}));
+    EXPECT_EQ(pixels.secondColumns, (std::vector<cv::Range>{{0, 8}, {8, 16}, {16, 20}}));
+    EXPECT_EQ(pixels.firstRows, (std::vector<cv::Range>{{0, 4}}));
+    const TileGrid halves = tileGridOf({12, 12}, {12, 12}, {{3, 1}, {}, 0.5, {}});
+    EXPECT_EQ(halves.firstColumns, (std::vector<cv::Range>{{0, 4}, {2, 6}, {4, 8}, {6, 10}, {8, 12}}));
+    EXPECT_TRUE(halves.overlaps());
+    const TileGrid moved = tileGridOf({11, 4}, {11, 4}, {{}, cv::Size(4, 4), 1, 3});
+    EXPECT_EQ(moved.firstColumns, (std::vector<cv::Range>{{0, 4}, {3, 7}, {6, 10}, {7, 11}}));
+}
+
+TEST(TileGrid, RefusesWhatHasNoTiles) {
+    const cv::Size size(20, 10);
+    EXPECT_THROW(tileGridOf(size, size, {{0, 1}, {}, 1, {}}), std::invalid_argument);
+    EXPECT_THROW(tileGridOf(size, size, {{21, 1}, {}, 1, {}}), std::invalid_argument);
+    EXPECT_THROW(tileGridOf(size, {5, 5}, {{6, 1}, {}, 1, {}}), std::invalid_argument);
+    EXPECT_THROW(tileGridOf(size, size, {{2, 2}, {}, 0, {}}), std::invalid_argument);
+    EXPECT_THROW(tileGridOf(size, size, {{2, 2}, {}, 1.5, {}}), std::invalid_argument);
+    EXPECT_THROW(tileGridOf(size, size, {{2, 2}, {}, NAN, {}}), std::invalid_argument);
+    EXPECT_THROW(tileGridOf(size, size, {{2, 2}, {}, 1, 11}), std::invalid_argument);
+    EXPECT_THROW(tileGridOf(size, size, {{}, cv::Size(0, 4), 1, {}}), std::invalid_argument);
+    EXPECT_THROW(tileGridOf(size, size, {{}, cv::Size(4, 4), 1, 5}), std::invalid_argument);
+    EXPECT_THROW(tileGridOf({5000, 5000}, {5000, 5000}, {{5000, 5000}, {}, 1, {}}), std::invalid_argument);
+}
+
+TEST(TileComparison, EmptyPhotographsHaveEmptyTiles) {
+    const TileComparison comparison = compareTiles(cv::Mat(), cat(), grid(2, 2));
+    EXPECT_TRUE(std::isnan(comparison.tiles[0].coefficients.chroma));
+    EXPECT_TRUE(comparison.tiles[0].few);
+    EXPECT_EQ(comparison.worst(), std::nullopt);
+}
+
+TEST(TileComparison, IntervalsHoldTheCoefficientsAndFollowTheSeed) {
+    TileOptions options = grid(8, 8);
+    options.interval = IntervalOptions();
+    const TileComparison comparison = compareTiles(cat(), coffee(), options);
+    ASSERT_TRUE(comparison.intervals);
+    for (std::size_t k = 0; k < correlateNames.size(); ++k) {
+        const auto [low, high] = (*comparison.intervals)[k];
+        EXPECT_LT(low, high);
+        EXPECT_GE(low, 0);
+        EXPECT_LE(high, 1.0001F);
+        EXPECT_LT(low, comparison.coefficients[k] + 0.02F);
+        EXPECT_GT(high, comparison.coefficients[k] - 0.02F);
+    }
+    EXPECT_EQ((*compareTiles(cat(), coffee(), options).intervals)[0].low, (*comparison.intervals)[0].low);
+    options.interval->seed = 2;
+    EXPECT_NE((*compareTiles(cat(), coffee(), options).intervals)[0].low, (*comparison.intervals)[0].low);
+    // Of one photograph every draw is the same on both sides.
+    const auto same = *compareTiles(cat(), cat(), options).intervals;
+    EXPECT_NEAR(same.brightness.low, 1, 1e-5);
+    EXPECT_NEAR(same.brightness.high, 1, 1e-5);
+    options.layout.stride = 0.5;
+    EXPECT_THROW(compareTiles(cat(), coffee(), options), std::invalid_argument);
+    options = grid(1, 3);
+    options.interval = IntervalOptions();
+    EXPECT_THROW(compareTiles(cat(), coffee(), options), std::invalid_argument);
+}
+
+TEST(TileComparison, IsCancelledBetweenItsSteps) {
+    Watch watch;
+    int calls = 0;
+    watch.progress = [&calls](int done, int total) {
+        ++calls;
+        EXPECT_LE(done, total);
+        return done < 9;
+    };
+    EXPECT_THROW(compareTiles(cat(), coffee(), grid(8, 8), watch), Cancelled);
+    EXPECT_EQ(calls, 9);
+}
+
+}  // namespace
+}  // namespace likeness::testing
