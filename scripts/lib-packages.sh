@@ -23,6 +23,8 @@ found_without_dpkg() {
     libjpeg62-turbo-dev) has_package libjpeg - ;;
     libpng-dev) has_package libpng - ;;
     libsleef-dev) has_package sleef - || has_header sleef.h ;;
+    libeigen3-dev) has_package eigen3 Eigen3Config.cmake ;;
+    libceres-dev) has_package ceres CeresConfig.cmake ;;
     libcli11-dev) has_package CLI11 CLI11Config.cmake ;;
     nlohmann-json3-dev) has_package nlohmann_json nlohmann_jsonConfig.cmake ;;
     libfmt-dev) has_package fmt fmt-config.cmake ;;
@@ -96,9 +98,10 @@ ensure_packages() {
 }
 
 # What the library and the program are built with.
-library_packages=(libopencv-dev libjpeg62-turbo-dev libpng-dev libsleef-dev)
+library_packages=(libopencv-dev libjpeg62-turbo-dev libpng-dev libsleef-dev libeigen3-dev)
 # What the modules of single formats stand on; without one of these its module is not built.
-module_packages=(pkg-config libheif-dev libjxl-dev libopenexr-dev libraw-dev libtiff-dev libgif-dev libexiv2-dev)
+module_packages=(pkg-config libheif-dev libjxl-dev libopenexr-dev libraw-dev libtiff-dev libgif-dev libexiv2-dev
+    libceres-dev)
 library_packages+=("${module_packages[@]}")
 build_packages=(g++ cmake ninja-build "${library_packages[@]}")
 
@@ -114,7 +117,7 @@ python_test_packages=(python3-pytest python3-hypothesis mypy python3-pip python3
     python3-matplotlib python3-skimage)
 
 # What the tests and benchmarks need on top.
-test_packages=(libgtest-dev libbenchmark-dev pkg-config chromium zsh groff-base python3-colorspacious
+test_packages=(libgtest-dev libbenchmark-dev pkg-config chromium zsh groff-base python3-colorspacious python3-scipy
     doxygen dpkg-dev lintian libavif-bin libheif-examples libjxl-tools imagemagick libimage-exiftool-perl openexr)
 
 # What the other checks need: the second compiler with its OpenMP, and what reads the sources.
