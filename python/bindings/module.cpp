@@ -22,4 +22,5 @@ PYBIND11_MODULE(_core, module) {
     python::bindComparison(module);
     python::bindOperations(module);
     python::bindFiles(module);
+    python::bindScores(module);
 }

@@ -25,7 +25,7 @@ double betaFraction(double a, double b, double x) {
     for (int m = 1; m < mostTerms; ++m) {
         take(m * (b - m) * x / ((a + 2 * m - 1) * (a + 2 * m)));
         const double step = take(-(a + m) * (a + b + m) * x / ((a + 2 * m) * (a + 2 * m + 1)));
-        if (std::abs(step - 1) < 1e-16) {
+        if (std::abs(step - 1) < 1e-15) {
             break;
         }
     }

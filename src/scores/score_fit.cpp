@@ -89,7 +89,7 @@ private:
             rows_.groups.push_back(numbers.numberOf(row.content));
         }
         fit_.groups = numbers.count();
-        fit_.grouping = fromScores ? scores_.contentColumn : pairs_.hasContent ? "content" : "first";
+        fit_.grouping = fromScores ? scores_.contentColumn : pairs_.hasContent ? pairs_.contentColumn : "first";
         if (!fromScores && !pairs_.hasContent && (fit_.groups == fit_.rows.size() || fit_.groups < 2)) {
             // The photographs tell no contents.
             rows_.groups.clear();

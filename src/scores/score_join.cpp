@@ -250,6 +250,7 @@ RecordedPairs readRecordedPairs(const std::string& path, const std::vector<std::
                                 const std::string& content, const std::string& type) {
     RecordedPairs pairs;
     pairs.source = path;
+    pairs.contentColumn = content;
     pairs.features = features;
     if (features.empty()) {
         for (const CorrelateName& correlate : correlateNames) {

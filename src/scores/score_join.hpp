@@ -25,10 +25,11 @@ struct RecordedPairs {
     std::string parameters;  ///< fingerprint of model and conditions; empty likewise
     std::vector<std::string> features;
     std::vector<RecordedPair> pairs;
-    std::uint64_t failed = 0;  ///< pairs that could not be compared, which are left out
-    std::uint64_t blank = 0;   ///< pairs that lack a feature, which are left out
-    bool hasIds = true;        ///< For_fit.txt has none: the ids are the numbers of its runs, from 1
-    bool hasContent = false;   ///< whether the results have the column asked for
+    std::uint64_t failed = 0;     ///< pairs that could not be compared, which are left out
+    std::uint64_t blank = 0;      ///< pairs that lack a feature, which are left out
+    bool hasIds = true;           ///< For_fit.txt has none: the ids are the numbers of its runs, from 1
+    std::string contentColumn{};  ///< that the contents are from; empty: none was asked for
+    bool hasContent = false;      ///< whether the results have it
     bool hasType = false;
 };
 

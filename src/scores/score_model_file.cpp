@@ -55,6 +55,7 @@ Json trainingOf(const ScoreFit& fit, const FitSources& sources) {
         high = std::max(high, row.score);
     }
     return {{"results", sources.results},
+            {"results_version", text(fit.stored.version)},
             {"scores", sources.scores},
             {"score", fit.stored.scoreName},
             {"deviation", text(sources.deviationColumn)},
@@ -95,8 +96,10 @@ class ModelReader {
 public:
     ModelReader(std::string option, std::string path) : option_(std::move(option)), path_(std::move(path)) {}
 
-    StoredScoreModel read() const {
-        const Json json = parsed();
+    StoredScoreModel read() const { return read(content()); }
+
+    StoredScoreModel read(const std::string& bytes) const {
+        const Json json = parsed(bytes);
         if (!json.is_object() || json.value("schema", Json()) != schemaName) {
             refuse("is no model that darkroom fit wrote");
         }
@@ -110,17 +113,18 @@ public:
             refuse("has an unknown form");
         }
         model.form = *form;
-        stored.version = text(json, "version");
         stored.parameters = text(json, "fingerprint");
         const std::string direction = text(json, "direction");
         if (direction != "higher-better" && direction != "lower-better") {
             refuse("has an unknown direction");
         }
         stored.direction = direction == "higher-better" ? ScoreDirection::higherBetter : ScoreDirection::lowerBetter;
-        if (json.contains("training") && json["training"].is_object() && json["training"].contains("score") &&
-            json["training"]["score"].is_string()) {
-            stored.scoreName = json["training"]["score"].get<std::string>();
+        const Json& training = member(json, "training");
+        if (!training.is_object()) {
+            refuse("does not tell its training");
         }
+        stored.version = text(training, "results_version");
+        stored.scoreName = text(training, "score");
         const Json& features = member(json, "features");
         const Json& validity = member(json, "validity");
         if (!features.is_array() || features.empty() || !validity.is_object()) {
@@ -152,7 +156,7 @@ public:
 private:
     [[noreturn]] void refuse(const std::string& what) const { throw Refusal(option_ + ": '" + path_ + "' " + what); }
 
-    Json parsed() const {
+    std::string content() const {
         std::error_code error;
         std::ifstream in(path_, std::ios::binary);
         if (!in || std::filesystem::is_directory(path_, error)) {
@@ -161,10 +165,14 @@ private:
         }
         std::ostringstream bytes;
         bytes << in.rdbuf();
-        if (nestsTooDeep(bytes.str())) {
+        return bytes.str();
+    }
+
+    Json parsed(const std::string& bytes) const {
+        if (nestsTooDeep(bytes)) {
             refuse("is no model that darkroom fit wrote");
         }
-        const Json json = Json::parse(bytes.str(), nullptr, false);
+        const Json json = Json::parse(bytes, nullptr, false);
         if (json.is_discarded()) {
             refuse("is no JSON");
         }
@@ -275,8 +283,8 @@ private:
 std::string scoreModelJson(const ScoreFit& fit, const FitSources& sources) {
     const ScoreModel& model = fit.stored.model;
     const auto text = [](const std::string& value) { return value.empty() ? Json() : Json(value); };
-    Json json = {{"schema", schemaName}, {"schema_version", schemaVersion}, {"program_version", LIKENESS_VERSION}};
-    json["version"] = text(fit.stored.version);
+    Json json = {{"schema", schemaName}, {"schema_version", schemaVersion}};
+    json["version"] = LIKENESS_VERSION;
     json["form"] = nameOf(model.form);
     json["fingerprint"] = text(fit.stored.parameters);
     json["direction"] = nameOf(fit.stored.direction);
@@ -322,6 +330,10 @@ std::string scoreModelJson(const ScoreFit& fit, const FitSources& sources) {
 
 StoredScoreModel readScoreModel(const std::string& option, const std::string& path) {
     return ModelReader(option, path).read();
+}
+
+StoredScoreModel scoreModelIn(const std::string& option, const std::string& name, const std::string& text) {
+    return ModelReader(option, name).read(text);
 }
 
 }  // namespace likeness

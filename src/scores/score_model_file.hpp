@@ -27,6 +27,10 @@ std::string scoreModelJson(const ScoreFit& fit, const FitSources& sources);
 /// @throws Refusal  what is no such file, or of a later schema
 StoredScoreModel readScoreModel(const std::string& option, const std::string& path);
 
+/// The same of a text.
+/// @param name  of it, for refusals
+StoredScoreModel scoreModelIn(const std::string& option, const std::string& name, const std::string& text);
+
 /// The names, in the order in which they stand in files.
 struct AgreementFigure {
     const char* name;

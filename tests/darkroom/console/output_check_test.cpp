@@ -171,7 +171,7 @@ struct Files {
 /// Of every subcommand. An option that is new belongs here; one that writes has a call in `calls` too.
 const std::map<std::string, Files>& filesOfSubcommands() {
     static const std::map<std::string, Files> all = {
-        {"compare", {{"FIRST", "SECOND", "--conditions"}, {"--output", "--maps", "--report"}}},
+        {"compare", {{"FIRST", "SECOND", "--conditions", "--predict"}, {"--output", "--maps", "--report"}}},
         {"info", {{"FILE"}, {}}},
         {"sweep", {{"FIRST", "SECOND", "--conditions"}, {"--output", "--plot"}}},
         {"appearance", {{"IN", "--conditions"}, {"--output"}}},
@@ -181,13 +181,15 @@ const std::map<std::string, Files>& filesOfSubcommands() {
         {"brighten", {{"IN"}, {"--output"}}},
         {"tint", {{"FLASH", "--like"}, {"--output"}}},
         {"stack", {{"--flash", "--no-flash"}, {"--output"}}},
+        {"fit",
+         {{"RESULTS", "--scores", "--dataset", "--against", "--root"}, {"--output", "--predictions", "--report"}}},
         {"fuse", {{"IMG"}, {"--output", "--response", "--plot"}}},
         {"match-brightness", {{"IN", "--like"}, {"--output"}}},
         {"align", {{"MOVING", "--to"}, {"--output", "--flow"}}},
         {"structure", {{"IN"}, {"--output", "--coherence"}}},
         {"smooth", {{"IN", "--guide"}, {"--output"}}},
         {"transfer", {{"IN", "--palette"}, {"--output"}}},
-        {"batch", {{"LIST", "--root", "--conditions", "--archive"}, {"--output"}}},
+        {"batch", {{"LIST", "--root", "--conditions", "--archive", "--predict"}, {"--output"}}},
         {"index", {{"PHOTOS", "--list", "--conditions", "--output"}, {}}},  // what is no archive is not replaced
         {"search", {{"ARCHIVE", "QUERY"}, {"--output", "--report"}}},
         {"pairs", {{"ARCHIVE", "OTHER"}, {"--output", "--clusters"}}},
@@ -255,6 +257,9 @@ const std::vector<Call>& calls() {
         {{"batch", "IN", "-o", "alias.csv", "--timing"}, "--timing", "alias.csv.timing.csv"},
         {{"batch", "IN", "-o", "alias.csv"}, "--output", "alias.csv.previous"},
         {{"merge", "alias.csv", "IN", "--overwrite"}, "OUT", "alias.csv"},
+        {{"fit", "IN", "--scores", "s.csv", "-o", "alias.json"}, "--output", "alias.json"},
+        {{"fit", "r.csv", "--scores", "IN", "--predictions", "alias.csv"}, "--predictions", "alias.csv"},
+        {{"fit", "r.csv", "--scores", "IN", "--report", "alias.html"}, "--report", "alias.html"},
         {{"report", "IN", "-o", "alias.html"}, "--output", "alias.html"},
     };
     return all;

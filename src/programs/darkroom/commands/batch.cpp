@@ -17,6 +17,7 @@
 #include "console/model_options.hpp"
 #include "console/option_checks.hpp"
 #include "console/output_check.hpp"
+#include "console/score_prediction.hpp"
 #include "files/number_format.hpp"
 #include "files/refusal.hpp"
 #include "files/replaced_file.hpp"
@@ -30,6 +31,7 @@
 #include <sys/stat.h>
 #include <algorithm>
 #include <chrono>
+#include <cmath>
 #include <filesystem>
 #include <iostream>
 #include <memory>
@@ -58,8 +60,12 @@ struct Options {
     bool timing = false;
     std::string archive;
     bool check = false;
+    std::string predict;
     ModelOptions model;
 };
+
+/// Columns of --predict, behind those of the list.
+constexpr const char* predictionNames[] = {"predicted", "predicted_low", "predicted_high", "predicted_outside"};
 
 double secondsSince(Clock::time_point begin) {
     return std::chrono::duration<double>(Clock::now() - begin).count();
@@ -104,6 +110,7 @@ ResultFile checkedOutput(const Console& console, const Options& options) {
     OutputPlan plan(console, {options.list.path}, InputKind::others);
     plan.mayRead(options.archive);
     plan.mayRead(options.model.viewing.conditions);
+    plan.mayRead(options.predict);
     plan.file("--output", options.output);
     plan.aside("--output", previousResults(options.output));
     std::error_code error;
@@ -174,7 +181,8 @@ public:
           pairs_(pairs),
           file_(file),
           analysis_(analysis),
-          origin_{LIKENESS_VERSION, parameterFingerprint(analysis, console.profiles()), hueKind(file, analysis)},
+          origin_{LIKENESS_VERSION, parameterFingerprint(analysis, console.profiles()), hueKind(file, analysis),
+                  predictionColumns(options, file, analysis, console)},
           cache_(static_cast<std::size_t>(options.cache)),
           cores_(std::min(static_cast<unsigned>(threads()), processors())) {
         if (!options.archive.empty()) {
@@ -211,6 +219,38 @@ public:
     }
 
 private:
+    static std::optional<ComputedColumns> predictionColumns(const Options& options, const ResultFile& file,
+                                                            const AnalysisOptions& analysis, const Console& console) {
+        if (options.predict.empty()) {
+            return std::nullopt;
+        }
+        const auto predictor = std::make_shared<ScorePredictor>(options.predict, analysis, console.profiles(),
+                                                                [&](const std::string& line) { console.warn(line); });
+        ComputedColumns columns;
+        columns.names.assign(std::begin(predictionNames), std::end(predictionNames));
+        columns.kind = file.format == ResultFormat::csv ? CarriedValue::Kind::text : CarriedValue::Kind::json;
+        columns.values = [predictor](const PairOutcome& outcome) {
+            ComparedNumbers numbers;
+            for (std::size_t k = 0; k < correlateNames.size(); ++k) {
+                numbers.coefficients[k] = static_cast<double>(outcome.coefficients[k]);
+            }
+            if (outcome.hue) {
+                numbers.hue = static_cast<double>(*outcome.hue);
+            }
+            const ScorePrediction prediction = predictor->predict(numbers).prediction;
+            const auto text = [](double value) { return std::isfinite(value) ? nineDigits(value) : std::string(); };
+            return std::vector<std::string>{text(prediction.score), text(prediction.low), text(prediction.high),
+                                            prediction.outside ? "1" : "0"};
+        };
+        // What a batch does not record is refused before the first pair.
+        PairOutcome example;
+        if (analysis.hue) {
+            example.hue = 1.0F;
+        }
+        columns.values(example);
+        return columns;
+    }
+
     /// A table of texts knows no other kind.
     static std::optional<CarriedValue::Kind> hueKind(const ResultFile& file, const AnalysisOptions& analysis) {
         if (!analysis.hue) {
@@ -400,6 +440,17 @@ ExitStatus runBatch(const Console& console, const Options& options) {
     ResultFile file = checkedOutput(console, options);
     const PairList pairs = pairsAsked(console, options);
     file.columns = pairs.columns();
+    if (!options.predict.empty()) {
+        for (const char* const name : predictionNames) {
+            for (const std::string& column : file.columns) {
+                if (lowerCase(column) == name) {
+                    throw Refusal("--predict: the list has a column '" + column +
+                                  "', which is the name of a column of the results");
+                }
+            }
+        }
+        file.columns.insert(file.columns.end(), std::begin(predictionNames), std::end(predictionNames));
+    }
     if (analysis.hue) {
         if (std::find(file.columns.begin(), file.columns.end(), hueColumn) != file.columns.end()) {
             throw Refusal(std::string("--hue: the list has a column '") + hueColumn +
@@ -473,6 +524,7 @@ Action declareBatch(CLI::App& app) {
     app.add_flag(
         "--check", options->check,
         optionText("With --archive: the SHA-256 of the file must agree, in place of size and time", "--check"));
+    addPredictOption(app, options->predict);
     addModelOptions(app, options->model);
     addHueOptions(app, options->model);
     return [options](const Console& console) { return runBatch(console, *options); };

@@ -38,6 +38,7 @@ struct Options {
     bool json = false;
     bool csv = false;
     bool distances = false;
+    std::string predict;
     ModelOptions model;
 };
 
@@ -70,6 +71,7 @@ void checkOutputs(const Console& console, const Options& options) {
     }
     OutputPlan plan(console, {options.first, options.second});
     plan.mayRead(options.model.viewing.conditions);
+    plan.mayRead(options.predict);
     if (!options.output.empty()) {
         plan.file("--output", options.output);
     }
@@ -148,6 +150,24 @@ void give(const Console& console, const Options& options, const ComparisonResult
     std::cout.flush();  // before what is said on standard error
 }
 
+/// What a prediction may need of a comparison.
+ComparedNumbers numbersOf(const ComparisonResult& result, const std::pair<Analysis, Analysis>& analyses,
+                          const ScorePredictor& predictor) {
+    ComparedNumbers numbers;
+    for (const ComparedCorrelate& correlate : comparedCorrelates) {
+        numbers.coefficients[static_cast<std::size_t>(&correlate - comparedCorrelates.data())] =
+            static_cast<double>(result.coefficients.*correlate.coefficient);
+    }
+    if (result.hue) {
+        numbers.hue = static_cast<double>(*result.hue);
+    }
+    if (predictor.needsDistances()) {
+        numbers.distances = distancesOf(analyses.first.distributions(), analyses.second.distributions());
+    }
+    numbers.uniform = result.uniform;
+    return numbers;
+}
+
 /// @throws Refusal  if the model cannot see the photograph
 void refuseUnseen(const std::string& path, const cv::Mat& photograph, const AnalysisOptions& options) {
     try {
@@ -176,13 +196,18 @@ ExitStatus compare(const Console& console, const Options& options) {
             "of the model");
     }
     checkOutputs(console, options);
+    std::optional<ScorePredictor> predictor;
+    if (!options.predict.empty()) {
+        predictor.emplace(options.predict, result.model.analysis(false), console.profiles(),
+                          [&](const std::string& line) { console.warn(line); });
+    }
     warnOfModel(console, result.model);
     std::pair<ProfileUse, ProfileUse> profiles;
     const auto photographs = readPhotographPairAsCompared(console, options.first, options.second, &profiles);
     result.first = {options.first, photographs.first.size(), profiles.first};
     result.second = {options.second, photographs.second.size(), profiles.second};
     const bool shown = !options.maps.empty() || !options.report.empty();
-    const bool uniform = options.distances && result.model.isPublished();
+    const bool uniform = (options.distances || (predictor && predictor->needsUniform())) && result.model.isPublished();
     const AnalysisOptions analysis = result.model.analysis(shown || uniform);
     std::pair<Analysis, Analysis> analyses;
     {
@@ -206,6 +231,12 @@ ExitStatus compare(const Console& console, const Options& options) {
     }
     if (uniform && analyses.first.hasMaps() && analyses.second.hasMaps()) {
         result.uniform = uniformDistances(analyses.first.maps(), analyses.second.maps());
+    }
+    if (predictor) {
+        result.predicted = predictor->predict(numbersOf(result, analyses, *predictor));
+        if (!options.distances) {
+            result.uniform.reset();
+        }
     }
     if (shown) {
         show(console, options, result, photographs, analyses);
@@ -273,6 +304,7 @@ Action declareCompare(CLI::App& app) {
         optionText("Give distances of the distributions too: by correlate, and under a published model in units "
                    "of its uniform space, with one total",
                    "--distances"));
+    addPredictOption(app, options->predict);
     addModelOptions(app, options->model);
     addHueOptions(app, options->model);
     return [options](const Console& console) { return compare(console, *options); };

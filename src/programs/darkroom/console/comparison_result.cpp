@@ -43,6 +43,14 @@ nlohmann::ordered_json describe(const ComparedPhotograph& photograph, const Comp
     return json;
 }
 
+std::string joined(const std::vector<std::string>& words) {
+    std::string text;
+    for (const std::string& word : words) {
+        text += (text.empty() ? "" : ", ") + word;
+    }
+    return text;
+}
+
 }  // namespace
 
 std::string comparisonLine(const ComparisonResult& result) {
@@ -65,6 +73,13 @@ std::string comparisonLine(const ComparisonResult& result) {
     if (result.uniform) {
         line += fmt::format("uniform: J' {:.6g}, M' {:.6g}, hue {:.6g}, total {:.6g}\n", result.uniform->lightness,
                             result.uniform->colorfulness, result.uniform->hue, result.uniform->total);
+    }
+    if (result.predicted) {
+        const ScorePrediction& its = result.predicted->prediction;
+        line += fmt::format("predicted {}: {:.6g}, {:.3g} % interval {:.6g} to {:.6g}{}\n",
+                            result.predicted->name.empty() ? "score" : result.predicted->name, its.score,
+                            100 * result.predicted->confidence, its.low, its.high,
+                            its.outside ? "; outside the model's range: " + joined(result.predicted->outside) : "");
     }
     return line;
 }
@@ -108,6 +123,16 @@ std::string comparisonJson(const ComparisonResult& result) {
                                         {"hue", numberOrNull(result.uniform->hue)},
                                         {"total", numberOrNull(result.uniform->total)}};
     }
+    if (result.predicted) {
+        const ScorePrediction& its = result.predicted->prediction;
+        json["prediction"] = {{"model", validUtf8(result.predicted->model)},
+                              {"name", result.predicted->name},
+                              {"score", numberOrNull(its.score)},
+                              {"interval", {numberOrNull(its.low), numberOrNull(its.high)}},
+                              {"confidence", result.predicted->confidence},
+                              {"outside_range", its.outside},
+                              {"features_outside", result.predicted->outside}};
+    }
     if (!result.limits.empty()) {
         for (const ComparedCorrelate& correlate : comparedCorrelates) {
             if (const auto limit = result.limits.find(correlate.name); limit != result.limits.end()) {
@@ -143,7 +168,7 @@ std::string comparisonCsv(const ComparisonResult& result) {
         names.emplace_back(hueCorrelate.name);
         values.push_back(nineDigits(*result.hue));
     }
-    const auto addDistance = [&](const std::string& name, double value) {
+    const auto addNumber = [&](const std::string& name, double value) {
         names.push_back(name);
         values.push_back(std::isnan(value) ? "" : nineDigits(value));
     };
@@ -151,17 +176,25 @@ std::string comparisonCsv(const ComparisonResult& result) {
         for (std::size_t k = 0; k < correlateNames.size(); ++k) {
             const BinDistances& its = (*result.distances)[k];
             const std::string name = correlateNames[k].name;
-            addDistance(name + "_wasserstein", its.wasserstein);
-            addDistance(name + "_mean_shift", its.meanShift);
-            addDistance(name + "_kolmogorov_smirnov", its.kolmogorovSmirnov);
-            addDistance(name + "_jensen_shannon_bits", its.jensenShannon);
+            addNumber(name + "_wasserstein", its.wasserstein);
+            addNumber(name + "_mean_shift", its.meanShift);
+            addNumber(name + "_kolmogorov_smirnov", its.kolmogorovSmirnov);
+            addNumber(name + "_jensen_shannon_bits", its.jensenShannon);
         }
     }
     if (result.uniform) {
-        addDistance("uniform_lightness", result.uniform->lightness);
-        addDistance("uniform_colorfulness", result.uniform->colorfulness);
-        addDistance("uniform_hue", result.uniform->hue);
-        addDistance("uniform_total", result.uniform->total);
+        addNumber("uniform_lightness", result.uniform->lightness);
+        addNumber("uniform_colorfulness", result.uniform->colorfulness);
+        addNumber("uniform_hue", result.uniform->hue);
+        addNumber("uniform_total", result.uniform->total);
+    }
+    if (result.predicted) {
+        const ScorePrediction& its = result.predicted->prediction;
+        addNumber("predicted", its.score);
+        addNumber("predicted_low", its.low);
+        addNumber("predicted_high", its.high);
+        names.emplace_back("predicted_outside");
+        values.emplace_back(its.outside ? "1" : "0");
     }
     if (!result.model.isDefault()) {
         names.emplace_back("model");

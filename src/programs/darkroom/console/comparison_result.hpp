@@ -5,6 +5,7 @@
 #include <likeness/comparison/photograph_comparison.hpp>
 #include "console/coefficient_limits.hpp"
 #include "console/model_options.hpp"
+#include "console/score_prediction.hpp"
 #include "photofile/managed_colors.hpp"
 
 #include <opencv2/core.hpp>
@@ -31,11 +32,13 @@ struct ComparisonResult {
     std::optional<UniformDistances> uniform = {};
     std::optional<float> hue = {};  ///< the sixth coefficient, where it was asked for
 
+    std::optional<PredictedScore> predicted = {};  ///< where it was asked for
+
     std::string shortfall() const { return darkroom::shortfall(coefficients, limits, hue); }
 };
 
 /// The line that `likeness` prints: the five coefficients, six significant digits, separated by ","; behind them the
-/// hue's, where it was asked for. Distances, where they were asked for, follow on lines of their own.
+/// hue's, where it was asked for. Distances and a predicted score, where they were asked for, follow on lines of their own.
 std::string comparisonLine(const ComparisonResult& result);
 
 std::string comparisonJson(const ComparisonResult& result);
