@@ -84,8 +84,9 @@ ensure_packages() {
         as_root=(sudo)
     fi
     echo "likeness: installing ${missing[*]}" >&2
-    local log
+    local log before
     log=$(mktemp)
+    before=$(linear_algebra)
     if ! { "${as_root[@]}" apt-get update &&
         "${as_root[@]}" env DEBIAN_FRONTEND=noninteractive apt-get install --yes --no-install-recommends "${missing[@]}"
     } >"$log" 2>&1; then
@@ -95,6 +96,32 @@ ensure_packages() {
         return 1
     fi
     rm -f "$log"
+    keep_linear_algebra "$before" "${as_root[@]}"
+}
+
+# Which libraries serve LAPACK and BLAS, a line each: the name of the alternative and the file.
+linear_algebra() {
+    local link
+    for link in /etc/alternatives/lib{lapack,blas}.so.3-*; do
+        [ ! -L "$link" ] || echo "${link##*/} $(readlink "$link")"
+    done
+}
+
+# Ceres Solver's package brings ATLAS, which takes the place of the LAPACK that the image library computes with: its least
+# squares would round in other ways, and pictures of `fuse` and `stack` would be others. The one of before stays, on a new
+# machine Debian's reference.
+#
+# usage: keep_linear_algebra BEFORE [sudo]     BEFORE: what `linear_algebra` said
+keep_linear_algebra() {
+    local before=$1 name file folder kept
+    shift
+    while read -r name file; do
+        [[ $file == */atlas/* ]] || continue
+        kept=$(sed -n "s/^$name //p" <<<"$before")
+        folder=${name#lib}
+        [ -n "$kept" ] || kept=${file/\/atlas\//\/${folder%%.so*}\/}
+        [ "$kept" = "$file" ] || [ ! -e "$kept" ] || "$@" update-alternatives --set "$name" "$kept" >/dev/null
+    done < <(linear_algebra)
 }
 
 # What the library and the program are built with.

@@ -158,7 +158,7 @@ TEST(DocumentExamples, DarkroomPage) {
 }
 
 TEST(DocumentExamples, FitPage) {
-    expectDarkroomExamples("docs/fit.md", contentOf(source + "/docs/fit.md"), 4);
+    expectDarkroomExamples("docs/fit.md", contentOf(source + "/docs/fit.md"), 3);
 }
 
 TEST(DocumentExamples, DarkroomInReadme) {

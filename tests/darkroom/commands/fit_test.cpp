@@ -268,7 +268,10 @@ TEST_F(Fit, WhatCannotBeFittedIsRefused) {
     const auto refused = [&](const std::string& text, const std::string& message) {
         std::vector<std::string> call = {"fit", "results.csv", "--scores", scored(text)};
         call.insert(call.end(), end.begin(), end.end());
-        expectRefused(call, message);
+        const Outcome outcome = darkroom(call);
+        EXPECT_EQ(outcome.status, 2);
+        EXPECT_EQ(outcome.out, "");
+        EXPECT_EQ(linesOf(outcome.err).back(), "darkroom fit: " + message);
     };
     refused("id,mos\n0-1,3\n0-2,3\n0-3,3\n0-4,3\n",
             "'results.csv': all scores are the same: there is nothing to predict");
