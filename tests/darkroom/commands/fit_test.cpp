@@ -100,9 +100,9 @@ TEST_F(Fit, FindsWhatTheScoresFollowFromAndWritesAllOfIt) {
 }
 
 TEST_F(Fit, TheSameCallGivesTheSameBytes) {
-    const std::vector<std::string> call = {"fit",         "results.csv",   "--scores", scores_,     "--score", "mos",
-                                           "--direction", "higher-better", "--form",   "logistic4", "--type",  "kind",
-                                           "-o"};
+    const std::vector<std::string> call = {"fit",    "results.csv", "--scores",      scores_,  "--score",
+                                           "mos",    "--direction", "higher-better", "--form", "logistic4",
+                                           "--type", "kind",        "--group",       "id",     "-o"};
     std::vector<std::string> one = call;
     one.insert(one.end(), {"one.json", "--threads", "1", "--report", "one.html"});
     std::vector<std::string> other = call;
