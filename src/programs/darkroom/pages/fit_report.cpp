@@ -179,7 +179,7 @@ std::string residualsByType(const ScoreFit& fit) {
         series.x.push_back(static_cast<double>(place[row.type]));
         series.y.push_back(row.score - (fit.crossValidated ? row.crossValidated : row.prediction.score));
     }
-    return "<figure>" +
+    return "<figure class=\"one\">" +
            scatterPlot({"Residuals by type of distortion", "number of the type in the table",
                         fit.stored.scoreName + " less predicted"},
                        {series}) +
@@ -264,7 +264,8 @@ std::string fitPage(const ScoreFit& fit, const FitSources& sources) {
                 residualHistogram(fit) + "</div></section>\n" + modelSection(fit) + typeSection(fit) +
                 rivalSection(fit);
     page.styles = plotStyles() +
-                  ".plots{display:grid;grid-template-columns:repeat(auto-fit,minmax(min(100%,20rem),1fr));gap:.9rem}\n";
+                  ".plots{display:grid;grid-template-columns:repeat(auto-fit,minmax(min(100%,20rem),1fr));gap:.9rem}\n"
+                  "figure.one{max-width:32rem}\n";
     return htmlDocument(page);
 }
 
