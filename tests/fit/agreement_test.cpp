@@ -101,6 +101,7 @@ TEST(StudentT, PublishedLimits) {
     EXPECT_NEAR(studentLimit(0.95, 120), 1.980, 0.0005);
     EXPECT_NEAR(studentTwoSided(studentLimit(0.99, 7), 7), 0.01, 1e-12);
     // One degree of freedom is Cauchy's distribution.
+    EXPECT_NEAR(studentLimit(0.95, 1), std::tan(0.475 * 3.14159265358979323846), 1e-12 * 12.7);
     EXPECT_NEAR(studentTwoSided(1, 1), 0.5, 1e-14);
 }
 

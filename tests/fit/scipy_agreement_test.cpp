@@ -80,7 +80,9 @@ TEST_F(SciPy, CorrelationsAndStudentsTAreTheSame) {
     const std::vector<double> theirs = numbersOf(script);
     ASSERT_EQ(theirs.size(), own.size());
     for (std::size_t k = 0; k < own.size(); ++k) {
-        EXPECT_NEAR(own[k], theirs[k], 1e-12 * std::max(1.0, std::abs(theirs[k]))) << k;
+        // Behind the nine correlations, every second number is a limit, of which theirs has some ten digits.
+        const double tolerance = k > 9 && k % 2 == 0 ? 1e-9 : 1e-12;
+        EXPECT_NEAR(own[k], theirs[k], tolerance * std::max(1.0, std::abs(theirs[k]))) << k;
     }
 }
 
