@@ -23,6 +23,8 @@ found_without_dpkg() {
     libjpeg62-turbo-dev) has_package libjpeg - ;;
     libpng-dev) has_package libpng - ;;
     libsleef-dev) has_package sleef - || has_header sleef.h ;;
+    libeigen3-dev) has_package eigen3 Eigen3Config.cmake ;;
+    libceres-dev) has_package ceres CeresConfig.cmake ;;
     libcli11-dev) has_package CLI11 CLI11Config.cmake ;;
     nlohmann-json3-dev) has_package nlohmann_json nlohmann_jsonConfig.cmake ;;
     libfmt-dev) has_package fmt fmt-config.cmake ;;
@@ -82,8 +84,9 @@ ensure_packages() {
         as_root=(sudo)
     fi
     echo "likeness: installing ${missing[*]}" >&2
-    local log
+    local log before
     log=$(mktemp)
+    before=$(linear_algebra)
     if ! { "${as_root[@]}" apt-get update &&
         "${as_root[@]}" env DEBIAN_FRONTEND=noninteractive apt-get install --yes --no-install-recommends "${missing[@]}"
     } >"$log" 2>&1; then
@@ -93,12 +96,39 @@ ensure_packages() {
         return 1
     fi
     rm -f "$log"
+    keep_linear_algebra "$before" "${as_root[@]}"
+}
+
+# Which libraries serve LAPACK and BLAS, a line each: the name of the alternative and the file.
+linear_algebra() {
+    local link
+    for link in /etc/alternatives/lib{lapack,blas}.so.3-*; do
+        [ ! -L "$link" ] || echo "${link##*/} $(readlink "$link")"
+    done
+}
+
+# Ceres Solver's package brings ATLAS, which takes the place of the LAPACK that the image library computes with: its least
+# squares would round in other ways, and pictures of `fuse` and `stack` would be others. The one of before stays, on a new
+# machine Debian's reference.
+#
+# usage: keep_linear_algebra BEFORE [sudo]     BEFORE: what `linear_algebra` said
+keep_linear_algebra() {
+    local before=$1 name file folder kept
+    shift
+    while read -r name file; do
+        [[ $file == */atlas/* ]] || continue
+        kept=$(sed -n "s/^$name //p" <<<"$before")
+        folder=${name#lib}
+        [ -n "$kept" ] || kept=${file/\/atlas\//\/${folder%%.so*}\/}
+        [ "$kept" = "$file" ] || [ ! -e "$kept" ] || "$@" update-alternatives --set "$name" "$kept" >/dev/null
+    done < <(linear_algebra)
 }
 
 # What the library and the program are built with.
-library_packages=(libopencv-dev libjpeg62-turbo-dev libpng-dev libsleef-dev)
+library_packages=(libopencv-dev libjpeg62-turbo-dev libpng-dev libsleef-dev libeigen3-dev)
 # What the modules of single formats stand on; without one of these its module is not built.
-module_packages=(pkg-config libheif-dev libjxl-dev libopenexr-dev libraw-dev libtiff-dev libgif-dev libexiv2-dev)
+module_packages=(pkg-config libheif-dev libjxl-dev libopenexr-dev libraw-dev libtiff-dev libgif-dev libexiv2-dev
+    libceres-dev)
 library_packages+=("${module_packages[@]}")
 build_packages=(g++ cmake ninja-build "${library_packages[@]}")
 
@@ -114,7 +144,7 @@ python_test_packages=(python3-pytest python3-hypothesis mypy python3-pip python3
     python3-matplotlib python3-skimage python3-distributed)
 
 # What the tests and benchmarks need on top.
-test_packages=(libgtest-dev libbenchmark-dev pkg-config chromium zsh groff-base python3-colorspacious
+test_packages=(libgtest-dev libbenchmark-dev pkg-config chromium zsh groff-base python3-colorspacious python3-scipy
     doxygen dpkg-dev lintian libavif-bin libheif-examples libjxl-tools imagemagick libimage-exiftool-perl openexr)
 
 # What the other checks need: the second compiler with its OpenMP, and what reads the sources.

@@ -65,6 +65,8 @@
 #include <likeness/exposure/response_recovery.hpp>
 #include <likeness/filter/guidedfilter.hpp>
 #include <likeness/filter/smoothing.hpp>
+#include <likeness/fit/agreement.hpp>
+#include <likeness/fit/score_model.hpp>
 #include <likeness/structure/optical_flow_alignment.hpp>
 #include <likeness/structure/structure_tensor.hpp>
 #include <likeness/threads.hpp>

@@ -42,5 +42,6 @@ void bindComparison(pybind11::module_& module);
 void bindFiles(pybind11::module_& module);
 void bindModels(pybind11::module_& module);
 void bindOperations(pybind11::module_& module);
+void bindScores(pybind11::module_& module);
 
 }  // namespace likeness::python

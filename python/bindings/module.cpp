@@ -23,4 +23,5 @@ PYBIND11_MODULE(_core, module) {
     python::bindOperations(module);
     python::bindFiles(module);
     python::bindBatches(module);
+    python::bindScores(module);
 }

@@ -12,7 +12,7 @@ R, G, B too, float32 on 0..1 unless said. Nothing is printed or written, and arg
 
 from __future__ import annotations
 
-from . import adaptation, batches, color, comparison, explanation, exposure, files, filters, models, transfer
+from . import adaptation, batches, color, comparison, explanation, exposure, files, filters, models, opinion, transfer
 from ._core import Cancelled, set_threads, threads
 from ._core import version as __version__
 from .adaptation import (
@@ -117,6 +117,7 @@ from .models import (
     uniform_colors,
     uniform_difference,
 )
+from .opinion import FittedRow, FitWarning, PredictedScore, ScoreModel, fit, predict
 from .transfer import ColorMap, ColorTransfer, Transfer, transfer_colors
 
 __all__ = [name for name in dir() if not name.startswith("_")]

@@ -84,7 +84,7 @@ BatchRun::BatchRun(const PairList& pairs, const ResultFile& file, BatchOptions o
       options_(std::move(options)),
       events_(events),
       origin_{LIKENESS_VERSION, parameterFingerprint(options_.analysis, options_.profiles),
-              hueKind(file, options_.analysis)},
+              hueKind(file, options_.analysis), options_.computed},
       cache_(options_.cache),
       cores_(std::min(static_cast<unsigned>(threads()), processors())) {}
 

@@ -30,6 +30,9 @@ struct BatchOptions {
     AnalysisOptions analysis{};  ///< maps are not made
     ProfileChoice profiles{};
 
+    /// Further columns of the records; their names are among those of the output.
+    std::optional<ComputedColumns> computed{};
+
     /// What is known of a photograph without reading it; nothing where it is to be read. Called on several threads.
     std::function<std::optional<PhotographAnalysis>(const std::string& path)> known{};
 };

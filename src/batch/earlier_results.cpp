@@ -9,6 +9,7 @@
 #include <algorithm>
 #include <cerrno>
 #include <cstdio>
+#include <cstdlib>
 #include <cstring>
 #include <filesystem>
 
@@ -65,6 +66,37 @@ void carryHue(ResultRecord& record, CarriedValue::Kind kind) {
     record.carried.push_back({hueColumn, hue ? kind : CarriedValue::Kind::absent, hue ? nineDigits(*hue) : ""});
 }
 
+/// Puts the columns that follow from the outcome behind the carried values.
+void carryComputed(ResultRecord& record, const ComputedColumns& columns) {
+    const bool compared = record.outcome.compared();
+    const std::vector<std::string> values = compared ? columns.values(record.outcome) : std::vector<std::string>();
+    for (std::size_t k = 0; k < columns.names.size(); ++k) {
+        const std::string text = compared ? values[k] : std::string();
+        record.carried.push_back({columns.names[k], text.empty() ? CarriedValue::Kind::absent : columns.kind, text});
+    }
+}
+
+/// Takes these columns out of the carried values.
+/// @return  whether they are there and hold what follows from the outcome
+bool takeComputed(ResultRecord& record, const ComputedColumns& columns) {
+    std::vector<CarriedValue> found;
+    while (!record.carried.empty() &&
+           std::find(columns.names.begin(), columns.names.end(), record.carried.back().column) != columns.names.end()) {
+        found.insert(found.begin(), record.carried.back());
+        record.carried.pop_back();
+    }
+    if (!record.outcome.compared()) {
+        return std::all_of(found.begin(), found.end(), [](const CarriedValue& value) { return value.text.empty(); });
+    }
+    const std::vector<std::string> values = columns.values(record.outcome);
+    return found.size() == values.size() &&
+           std::equal(found.begin(), found.end(), values.begin(),
+                      [](const CarriedValue& value, const std::string& text) {
+                          // A number may be written in more than one way.
+                          return std::strtod(value.text.c_str(), nullptr) == std::strtod(text.c_str(), nullptr);
+                      });
+}
+
 class TakeUp {
 public:
     TakeUp(const ResultFile& file, const PairList& pairs, const ResultOrigin& origin, bool retryFailed)
@@ -110,8 +142,8 @@ private:
         const bool hasHeader = file_.format != ResultFormat::jsonLines;
         while (reader->next(record)) {
             checkOrigin(file_.path, record);
-            takeOwn(record);
-            if ((hasHeader && reader->columns() != file_.columns) || earlier.recorded == pairs_.size() ||
+            const bool same = takeOwn(record);
+            if (!same || (hasHeader && reader->columns() != file_.columns) || earlier.recorded == pairs_.size() ||
                 !isOf(pairs_.at(earlier.recorded), record) || (retryFailed_ && !record.outcome.compared())) {
                 return false;
             }
@@ -148,10 +180,13 @@ private:
         return true;
     }
 
-    void takeOwn(ResultRecord& record) const {
+    /// Leaves the list's columns alone.
+    /// @return  whether those that follow from the outcome are as they would be now
+    bool takeOwn(ResultRecord& record) const {
         if (origin_.hue) {
             takeHue(record);
         }
+        return !origin_.computed || takeComputed(record, *origin_.computed);
     }
 
     void checkOrigin(const std::string& path, const ResultRecord& record) const {
@@ -245,6 +280,9 @@ ResultRecord recordOf(const Pair& pair, std::uint64_t pairs, PairOutcome outcome
     record.version = origin.version;
     record.parameters = origin.parameters;
     record.carried = pair.carried;
+    if (origin.computed) {
+        carryComputed(record, *origin.computed);
+    }
     if (origin.hue) {
         carryHue(record, *origin.hue);
     }

@@ -5,6 +5,7 @@
 #include "batch/result_store.hpp"
 
 #include <cstdint>
+#include <functional>
 #include <memory>
 #include <optional>
 #include <string>
@@ -12,12 +13,22 @@
 
 namespace likeness {
 
+/// Columns behind those of the list that follow from what a pair's comparison gave.
+struct ComputedColumns {
+    std::vector<std::string> names;
+    CarriedValue::Kind kind = CarriedValue::Kind::text;
+    /// Numbers as texts, one a name, empty for none; of pairs that were compared.
+    std::function<std::vector<std::string>(const PairOutcome& outcome)> values;
+};
+
 /// Version and parameters that all records of one output share.
 struct ResultOrigin {
     std::string version;
     std::string parameters;
     /// In which kind of value the hue's coefficient is recorded, in `hueColumn`; without a value it is not.
     std::optional<CarriedValue::Kind> hue = {};
+    /// They stand before the hue's coefficient.
+    std::optional<ComputedColumns> computed = {};
 };
 
 /// The record of a pair of the list.

@@ -157,6 +157,10 @@ TEST(DocumentExamples, DarkroomPage) {
     expectDarkroomExamples("docs/darkroom.md", contentOf(source + "/docs/darkroom.md"), 5);
 }
 
+TEST(DocumentExamples, FitPage) {
+    expectDarkroomExamples("docs/fit.md", contentOf(source + "/docs/fit.md"), 3);
+}
+
 TEST(DocumentExamples, DarkroomInReadme) {
     expectDarkroomExamples("README.md", contentOf(source + "/README.md"), 1);
 }

@@ -172,7 +172,7 @@ struct Files {
 const std::map<std::string, Files>& filesOfSubcommands() {
     static const std::map<std::string, Files> all = {
         {"compare",
-         {{"FIRST", "SECOND", "--conditions", "--mask", "--first-mask", "--second-mask"},
+         {{"FIRST", "SECOND", "--conditions", "--predict", "--mask", "--first-mask", "--second-mask"},
           {"--output", "--maps", "--report", "--tile-maps", "--tile-table", "--difference-maps"}}},
         {"info", {{"FILE"}, {}}},
         {"sweep", {{"FIRST", "SECOND", "--conditions"}, {"--output", "--plot"}}},
@@ -183,13 +183,14 @@ const std::map<std::string, Files>& filesOfSubcommands() {
         {"brighten", {{"IN"}, {"--output"}}},
         {"tint", {{"FLASH", "--like"}, {"--output"}}},
         {"stack", {{"--flash", "--no-flash"}, {"--output"}}},
+        {"fit", {{"RESULTS", "--scores", "--root"}, {"--output", "--predictions", "--report"}}},
         {"fuse", {{"IMG"}, {"--output", "--response", "--plot"}}},
         {"match-brightness", {{"IN", "--like", "--mask", "--first-mask", "--second-mask"}, {"--output"}}},
         {"align", {{"MOVING", "--to"}, {"--output", "--flow"}}},
         {"structure", {{"IN"}, {"--output", "--coherence"}}},
         {"smooth", {{"IN", "--guide"}, {"--output"}}},
         {"transfer", {{"IN", "--palette", "--mask", "--first-mask", "--second-mask"}, {"--output"}}},
-        {"batch", {{"LIST", "--root", "--conditions", "--archive"}, {"--output"}}},
+        {"batch", {{"LIST", "--root", "--conditions", "--archive", "--predict"}, {"--output"}}},
         {"index",
          {{"PHOTOS", "--list", "--conditions", "--mask", "--output"}, {}}},  // what is no archive is not replaced
         {"search", {{"ARCHIVE", "QUERY"}, {"--output", "--report"}}},
@@ -261,6 +262,9 @@ const std::vector<Call>& calls() {
         {{"batch", "IN", "-o", "alias.csv", "--timing"}, "--timing", "alias.csv.timing.csv"},
         {{"batch", "IN", "-o", "alias.csv"}, "--output", "alias.csv.previous"},
         {{"merge", "alias.csv", "IN", "--overwrite"}, "OUT", "alias.csv"},
+        {{"fit", "IN", "--scores", "s.csv", "-o", "alias.json"}, "--output", "alias.json"},
+        {{"fit", "r.csv", "--scores", "IN", "--predictions", "alias.csv"}, "--predictions", "alias.csv"},
+        {{"fit", "r.csv", "--scores", "IN", "--report", "alias.html"}, "--report", "alias.html"},
         {{"report", "IN", "-o", "alias.html"}, "--output", "alias.html"},
     };
     return all;

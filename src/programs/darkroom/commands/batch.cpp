@@ -11,6 +11,7 @@
 #include "console/option_checks.hpp"
 #include "console/output_check.hpp"
 #include "console/part_options.hpp"
+#include "console/score_prediction.hpp"
 #include "files/number_format.hpp"
 #include "files/refusal.hpp"
 #include "files/replaced_file.hpp"
@@ -20,6 +21,7 @@
 
 #include <sys/stat.h>
 #include <algorithm>
+#include <cmath>
 #include <filesystem>
 #include <iostream>
 #include <memory>
@@ -29,6 +31,9 @@ namespace likeness::darkroom {
 namespace {
 
 namespace fs = std::filesystem;
+
+/// Columns of --predict, behind those of the list.
+constexpr const char* predictionNames[] = {"predicted", "predicted_low", "predicted_high", "predicted_outside"};
 
 struct Options {
     ListOptions list;
@@ -44,6 +49,7 @@ struct Options {
     bool timing = false;
     std::string archive;
     bool check = false;
+    std::string predict;
     ModelOptions model;
     PartOptions part;
 };
@@ -87,6 +93,7 @@ ResultFile checkedOutput(const Console& console, const Options& options) {
     OutputPlan plan(console, {options.list.path}, InputKind::others);
     plan.mayRead(options.archive);
     plan.mayRead(options.model.viewing.conditions);
+    plan.mayRead(options.predict);
     plan.file("--output", options.output);
     plan.aside("--output", previousResults(options.output));
     std::error_code error;
@@ -204,6 +211,36 @@ ExitStatus tellEnd(const Console& console, const ResultFile& file, const BatchEn
     return end.summary.failed() == 0 ? ExitStatus::done : ExitStatus::outsideLimits;
 }
 
+/// Computes the columns of --predict.
+ComputedColumns predictionColumns(const Console& console, const Options& options, const ResultFile& file,
+                                  const AnalysisOptions& analysis) {
+    const auto predictor = std::make_shared<ScorePredictor>(options.predict, analysis, console.profiles(),
+                                                            [&](const std::string& line) { console.warn(line); });
+    ComputedColumns columns;
+    columns.names.assign(std::begin(predictionNames), std::end(predictionNames));
+    columns.kind = file.format == ResultFormat::csv ? CarriedValue::Kind::text : CarriedValue::Kind::json;
+    columns.values = [predictor](const PairOutcome& outcome) {
+        ComparedNumbers numbers;
+        for (std::size_t k = 0; k < correlateNames.size(); ++k) {
+            numbers.coefficients[k] = static_cast<double>(outcome.coefficients[k]);
+        }
+        if (outcome.hue) {
+            numbers.hue = static_cast<double>(*outcome.hue);
+        }
+        const ScorePrediction prediction = predictor->predict(numbers).prediction;
+        const auto text = [](double value) { return std::isfinite(value) ? nineDigits(value) : std::string(); };
+        return std::vector<std::string>{text(prediction.score), text(prediction.low), text(prediction.high),
+                                        prediction.outside ? "1" : "0"};
+    };
+    // What a batch does not record is refused before the first pair.
+    PairOutcome example;
+    if (analysis.hue) {
+        example.hue = 1.0F;
+    }
+    columns.values(example);
+    return columns;
+}
+
 /// One run over the pairs that an output lacks.
 ExitStatus run(const Console& console, const Options& options, const PairList& pairs, const ResultFile& file,
                const AnalysisOptions& analysis) {
@@ -215,6 +252,9 @@ ExitStatus run(const Console& console, const Options& options, const PairList& p
     how.mostPixels = console.mostPixels();
     how.analysis = analysis;
     how.profiles = profilesAsked(console, options);
+    if (!options.predict.empty()) {
+        how.computed = predictionColumns(console, options, file, analysis);
+    }
     std::optional<ArchivedAnalyses> archived;
     how.known = [&](const std::string& path) {
         return archived ? archived->of(path) : std::optional<PhotographAnalysis>();
@@ -234,6 +274,19 @@ ExitStatus run(const Console& console, const Options& options, const PairList& p
     return tellEnd(console, file, end, signals->received());
 }
 
+/// @throws Refusal  if the list has a column of their names
+void addPredictionColumns(ResultFile& file) {
+    for (const char* const name : predictionNames) {
+        for (const std::string& column : file.columns) {
+            if (lowerCase(column) == name) {
+                throw Refusal("--predict: the list has a column '" + column +
+                              "', which is the name of a column of the results");
+            }
+        }
+    }
+    file.columns.insert(file.columns.end(), std::begin(predictionNames), std::end(predictionNames));
+}
+
 ExitStatus runBatch(const Console& console, const Options& options) {
     checkCombination(console, options);
     options.list.shardAsked();
@@ -246,6 +299,9 @@ ExitStatus runBatch(const Console& console, const Options& options) {
     ResultFile file = checkedOutput(console, options);
     const PairList pairs = pairsAsked(console, options);
     file.columns = pairs.columns();
+    if (!options.predict.empty()) {
+        addPredictionColumns(file);
+    }
     if (analysis.hue) {
         if (std::find(file.columns.begin(), file.columns.end(), hueColumn) != file.columns.end()) {
             throw Refusal(std::string("--hue: the list has a column '") + hueColumn +
@@ -322,6 +378,7 @@ Action declareBatch(CLI::App& app) {
         "--check", options->check,
         optionText("With --archive: the SHA-256 of the file must agree, in place of size and time", "--check"));
     addPartOptionsWithoutMask(app, options->part);
+    addPredictOption(app, options->predict);
     addModelOptions(app, options->model);
     addHueOptions(app, options->model);
     return [options](const Console& console) { return runBatch(console, *options); };

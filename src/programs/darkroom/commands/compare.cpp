@@ -57,6 +57,7 @@ struct Options {
     std::string differenceMaps;
     bool align = false;
     bool explain = false;
+    std::string predict;
     ModelOptions model;
     PartOptions part;
 };
@@ -125,6 +126,7 @@ void checkOutputs(const Console& console, const Options& options) {
     for (const std::string& file : options.part.files()) {
         plan.mayRead(file);
     }
+    plan.mayRead(options.predict);
     if (!options.output.empty()) {
         plan.file("--output", options.output);
     }
@@ -341,6 +343,24 @@ AppearanceMaps countedOf(AppearanceMaps maps, const PixelWeights& weights) {
     return maps;
 }
 
+/// What a prediction may need of a comparison.
+ComparedNumbers numbersOf(const ComparisonResult& result, const AppearanceDistributions& first,
+                          const AppearanceDistributions& second, const ScorePredictor& predictor) {
+    ComparedNumbers numbers;
+    for (const ComparedCorrelate& correlate : comparedCorrelates) {
+        numbers.coefficients[static_cast<std::size_t>(&correlate - comparedCorrelates.data())] =
+            static_cast<double>(result.coefficients.*correlate.coefficient);
+    }
+    if (result.hue) {
+        numbers.hue = static_cast<double>(*result.hue);
+    }
+    if (predictor.needsDistances()) {
+        numbers.distances = distancesOf(first, second);
+    }
+    numbers.uniform = result.uniform;
+    return numbers;
+}
+
 /// @throws Refusal  if the model cannot see the photograph
 void refuseUnseen(const std::string& path, const SeenPhotograph& photograph, const AnalysisOptions& options) {
     try {
@@ -355,7 +375,8 @@ void refuseOfParts(const Options& options, bool whole) {
     const std::pair<const char*, bool> asked[] = {{"--tiles", !options.tiles.tiles.empty()},
                                                   {"--interval", options.interval},
                                                   {"--difference-maps", !options.differenceMaps.empty()},
-                                                  {"--explain", options.explain}};
+                                                  {"--explain", options.explain},
+                                                  {"--predict", !options.predict.empty()}};
     for (const auto& [name, isAsked] : asked) {
         if (isAsked && !whole) {
             throw Refusal(std::string(name) +
@@ -392,10 +413,15 @@ ExitStatus compare(const Console& console, const Options& options) {
     refuseOfParts(options, whole);
     checkOutputs(console, options);
     const std::optional<TileOptions> tiles = tileOptions(options, result.model.model);
+    std::optional<ScorePredictor> predictor;
+    if (!options.predict.empty()) {
+        predictor.emplace(options.predict, result.model.analysis(false), console.profiles(),
+                          [&](const std::string& line) { console.warn(line); });
+    }
     warnOfModel(console, result.model);
     std::pair<ProfileUse, ProfileUse> profiles;
     const bool shown = !options.maps.empty() || !options.report.empty();
-    const bool uniform = options.distances && result.model.isPublished();
+    const bool uniform = (options.distances || (predictor && predictor->needsUniform())) && result.model.isPublished();
     const bool pixelsWanted = shown || uniform || !whole || tiles.has_value() || options.explain ||
                               !options.differenceMaps.empty() || console.diagnostics().wantsFiles();
     CountedPhotographRows firstRows;
@@ -483,6 +509,12 @@ ExitStatus compare(const Console& console, const Options& options) {
     }
     if (result.tiles) {
         writeTiles(console, options, result);
+    }
+    if (predictor) {
+        result.predicted = predictor->predict(numbersOf(result, firstDistributions, secondDistributions, *predictor));
+        if (!options.distances) {
+            result.uniform.reset();
+        }
     }
     if (shown) {
         show(console, options, result, photographs, analyses);
@@ -630,6 +662,7 @@ Action declareCompare(CLI::App& app) {
                  optionText("Say in a sentence for each correlate what moved between the two distributions, and give "
                             "the whites of both",
                             "--explain"));
+    addPredictOption(app, options->predict);
     addModelOptions(app, options->model);
     addHueOptions(app, options->model);
     return [options](const Console& console) { return compare(console, *options); };

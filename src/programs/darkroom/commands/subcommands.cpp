@@ -35,6 +35,7 @@ const std::vector<Subcommand>& subcommands() {
          false},
         {"report", "A page of the results of a batch: distributions, scatter, table, failures", declareReport, true,
          false},
+        {"fit", "Predict opinion scores from the results of comparisons", declareFit},
         {"selftest", "Run the published examples of the appearance models; exit status 1 where a value differs",
          declareSelftest, false, false},
         {"completion", "Print a script that completes this command line in a shell", declareCompletion, false, false},

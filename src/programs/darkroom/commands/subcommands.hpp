@@ -18,6 +18,7 @@ Action declareCompare(CLI::App& app);
 Action declareCompletion(CLI::App& app);
 Action declareConditions(CLI::App& app);
 Action declareConvert(CLI::App& app);
+Action declareFit(CLI::App& app);
 Action declareFuse(CLI::App& app);
 Action declareIndex(CLI::App& app);
 Action declareInfo(CLI::App& app);

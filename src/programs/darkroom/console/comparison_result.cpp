@@ -113,6 +113,14 @@ std::string explanationLines(const ComparisonResult& result) {
     return text;
 }
 
+std::string joined(const std::vector<std::string>& words) {
+    std::string text;
+    for (const std::string& word : words) {
+        text += (text.empty() ? "" : ", ") + word;
+    }
+    return text;
+}
+
 }  // namespace
 
 std::int64_t ComparedPhotograph::backgroundPixels() const {
@@ -159,6 +167,13 @@ std::string comparisonLine(const ComparisonResult& result) {
     }
     if (result.explanation) {
         line += explanationLines(result);
+    }
+    if (result.predicted) {
+        const ScorePrediction& its = result.predicted->prediction;
+        line += fmt::format("predicted {}: {:.6g}, {:.3g} % interval {:.6g} to {:.6g}{}\n",
+                            result.predicted->name.empty() ? "score" : result.predicted->name, its.score,
+                            100 * result.predicted->confidence, its.low, its.high,
+                            its.outside ? "; outside the model's range: " + joined(result.predicted->outside) : "");
     }
     return line;
 }
@@ -211,6 +226,16 @@ std::string comparisonJson(const ComparisonResult& result) {
     if (result.explanation) {
         json["explanation"] = explanationJson(result);
     }
+    if (result.predicted) {
+        const ScorePrediction& its = result.predicted->prediction;
+        json["prediction"] = {{"model", validUtf8(result.predicted->model)},
+                              {"name", result.predicted->name},
+                              {"score", numberOrNull(its.score)},
+                              {"interval", {numberOrNull(its.low), numberOrNull(its.high)}},
+                              {"confidence", result.predicted->confidence},
+                              {"outside_range", its.outside},
+                              {"features_outside", result.predicted->outside}};
+    }
     if (!result.limits.empty()) {
         for (const ComparedCorrelate& correlate : comparedCorrelates) {
             if (const auto limit = result.limits.find(correlate.name); limit != result.limits.end()) {
@@ -246,7 +271,7 @@ std::string comparisonCsv(const ComparisonResult& result) {
         names.emplace_back(hueCorrelate.name);
         values.push_back(nineDigits(*result.hue));
     }
-    const auto addDistance = [&](const std::string& name, double value) {
+    const auto addNumber = [&](const std::string& name, double value) {
         names.push_back(name);
         values.push_back(std::isnan(value) ? "" : nineDigits(value));
     };
@@ -254,17 +279,25 @@ std::string comparisonCsv(const ComparisonResult& result) {
         for (std::size_t k = 0; k < correlateNames.size(); ++k) {
             const BinDistances& its = (*result.distances)[k];
             const std::string name = correlateNames[k].name;
-            addDistance(name + "_wasserstein", its.wasserstein);
-            addDistance(name + "_mean_shift", its.meanShift);
-            addDistance(name + "_kolmogorov_smirnov", its.kolmogorovSmirnov);
-            addDistance(name + "_jensen_shannon_bits", its.jensenShannon);
+            addNumber(name + "_wasserstein", its.wasserstein);
+            addNumber(name + "_mean_shift", its.meanShift);
+            addNumber(name + "_kolmogorov_smirnov", its.kolmogorovSmirnov);
+            addNumber(name + "_jensen_shannon_bits", its.jensenShannon);
         }
     }
     if (result.uniform) {
-        addDistance("uniform_lightness", result.uniform->lightness);
-        addDistance("uniform_colorfulness", result.uniform->colorfulness);
-        addDistance("uniform_hue", result.uniform->hue);
-        addDistance("uniform_total", result.uniform->total);
+        addNumber("uniform_lightness", result.uniform->lightness);
+        addNumber("uniform_colorfulness", result.uniform->colorfulness);
+        addNumber("uniform_hue", result.uniform->hue);
+        addNumber("uniform_total", result.uniform->total);
+    }
+    if (result.predicted) {
+        const ScorePrediction& its = result.predicted->prediction;
+        addNumber("predicted", its.score);
+        addNumber("predicted_low", its.low);
+        addNumber("predicted_high", its.high);
+        names.emplace_back("predicted_outside");
+        values.emplace_back(its.outside ? "1" : "0");
     }
     if (result.first.part && result.second.part) {
         names.insert(names.end(), {"first_counted_pixels", "second_counted_pixels"});
@@ -274,14 +307,14 @@ std::string comparisonCsv(const ComparisonResult& result) {
     if (result.tiles && result.tiles->comparison.intervals) {
         for (std::size_t k = 0; k < correlateNames.size(); ++k) {
             const CoefficientInterval& interval = (*result.tiles->comparison.intervals)[k];
-            addDistance(std::string(correlateNames[k].name) + "_low", interval.low);
-            addDistance(std::string(correlateNames[k].name) + "_high", interval.high);
+            addNumber(std::string(correlateNames[k].name) + "_low", interval.low);
+            addNumber(std::string(correlateNames[k].name) + "_high", interval.high);
         }
     }
     if (result.differences) {
         for (const DifferenceSummary& summary : result.differences->maps) {
-            addDistance("difference_" + summary.name + "_mean", summary.statistics.mean);
-            addDistance("difference_" + summary.name + "_mean_magnitude", summary.meanMagnitude);
+            addNumber("difference_" + summary.name + "_mean", summary.statistics.mean);
+            addNumber("difference_" + summary.name + "_mean_magnitude", summary.meanMagnitude);
         }
     }
     if (!result.model.isDefault()) {

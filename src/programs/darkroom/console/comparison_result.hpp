@@ -7,6 +7,7 @@
 #include "console/coefficient_limits.hpp"
 #include "console/difference_result.hpp"
 #include "console/model_options.hpp"
+#include "console/score_prediction.hpp"
 #include "console/tile_result.hpp"
 #include "photofile/managed_colors.hpp"
 #include "photofile/part_choice.hpp"
@@ -51,12 +52,14 @@ struct ComparisonResult {
     std::optional<DifferenceSummaries> differences = {};  ///< of pixels, where they were asked for
     std::optional<Explanation> explanation = {};          ///< where it was asked for
 
+    std::optional<PredictedScore> predicted = {};  ///< where it was asked for
+
     std::string shortfall() const { return darkroom::shortfall(coefficients, limits, hue); }
 };
 
 /// The line that `likeness` prints: the five coefficients, six significant digits, separated by ","; behind them the
-/// hue's, where it was asked for. Distances, tiles, differences and explanations, where they were asked for, follow on lines
-/// of their own.
+/// hue's, where it was asked for. Distances, tiles, differences, explanations and a predicted score, where they were asked
+/// for, follow on lines of their own.
 std::string comparisonLine(const ComparisonResult& result);
 
 std::string comparisonJson(const ComparisonResult& result);
