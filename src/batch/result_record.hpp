@@ -33,6 +33,10 @@ struct CarriedValue {
 /// The column of the hue's coefficient, behind those of the list, in results that have one.
 inline constexpr const char* hueColumn = "hue";
 
+/// The column of results of a shard of an archive's pairs, ahead of the hue's: "I/N" and a fingerprint of what was asked.
+/// Merging takes it away: positions and numbers of pairs are those of the shard until then.
+inline constexpr const char* pairsShardColumn = "pairs_shard";
+
 /// What is recorded of one photograph of a pair.
 struct PhotographFacts {
     int width = 0;  ///< pixels; 0 if it could not be read

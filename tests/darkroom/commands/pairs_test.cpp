@@ -1,10 +1,16 @@
+#include "archive/archive_pairs.hpp"
+#include "archive/pairs_log.hpp"
+#include "batch/stable_hash.hpp"
+#include "batch/working_file.hpp"
 #include "darkroom/darkroom_program.hpp"
 #include "support/test_images.hpp"
 
+#include <fmt/format.h>
 #include <gtest/gtest.h>
 #include <opencv2/imgcodecs.hpp>
 
 #include <filesystem>
+#include <fstream>
 
 namespace likeness::testing {
 namespace {
@@ -55,7 +61,100 @@ TEST_F(DarkroomPairs, AreTheSameInEveryStoreAndForAnyThreads) {
     EXPECT_EQ(filesLeft(), (std::vector<std::string>{"a", "both.db", "one.csv", "three.csv"}));
 }
 
+TEST_F(DarkroomPairs, OfShardsAreMergedIntoTheBytesOfOneRun) {
+    for (const char* const format : {"jsonl", "csv"}) {
+        const auto name = [&](const std::string& stem) { return stem + '.' + format; };
+        for (const std::vector<std::string>& asked :
+             {std::vector<std::string>{"--min", "0.4"}, std::vector<std::string>{"--nearest", "2"}}) {
+            const auto with = [&](std::vector<std::string> further) {
+                further.insert(further.begin(), {"pairs", "a"});
+                further.insert(further.end(), asked.begin(), asked.end());
+                further.insert(further.end(), {"--quiet", "--overwrite"});
+                return further;
+            };
+            expectDone(with({"-o", name("one")}));
+            std::vector<std::string> merge = {"merge", name("merged"), "--overwrite", "--quiet"};
+            for (const char* const shard : {"3", "1", "2"}) {
+                expectDone(with({"-o", name(shard), "--shard", std::string(shard) + "/3"}));
+                merge.push_back(name(shard));
+            }
+            expectDone(merge);
+            EXPECT_EQ(contentOf(output(name("merged"))), contentOf(output(name("one"))));
+            EXPECT_GT(linesOf(contentOf(output(name("one")))).size(), 4U);
+        }
+    }
+    expectRefused({"merge", "m.csv", "1.csv", "3.csv"},
+                  "the pairs are in 3 shards, and 2 inputs are given; those without pairs are needed too");
+    expectRefused({"merge", "m.csv", "1.csv", "2.csv", "2.csv"}, "'2.csv' and '2.csv' are both shard 2/3");
+    expectDone({"pairs", "a", "--min", "0.41", "--shard", "2/3", "-o", "2.csv", "--overwrite", "--quiet"});
+    expectRefused({"merge", "m.csv", "1.csv", "2.csv", "3.csv"},
+                  "'1.csv' and '2.csv' are no shards of one run of darkroom pairs: archives, options or numbers of "
+                  "shards differ");
+}
+
+TEST_F(DarkroomPairs, OfShardsWithoutAnyAreMerged) {
+    // Of so many shards of eight photographs most have no pair at all.
+    std::vector<std::string> merge = {"merge", "merged.jsonl", "--quiet"};
+    for (int shard = 1; shard <= 9; ++shard) {
+        const std::string number = std::to_string(shard);
+        expectDone({"pairs", "a", "--min", "0.9", "--shard", number + "/9", "-o", number + ".jsonl", "--quiet"});
+        merge.push_back(number + ".jsonl");
+    }
+    expectDone(merge);
+    expectDone({"pairs", "a", "--min", "0.9", "-o", "one.jsonl", "--quiet"});
+    EXPECT_EQ(contentOf(output("merged.jsonl")), contentOf(output("one.jsonl")));
+    EXPECT_EQ(linesOf(contentOf(output("one.jsonl"))).size(), 4U);
+}
+
+TEST_F(DarkroomPairs, GoOnWhereAKilledRunStopped) {
+    expectDone({"pairs", "a", "--min", "0.4", "-o", "one.jsonl", "--quiet"});
+    const std::string expected = contentOf(output("one.jsonl"));
+    // What a run leaves that was killed between finding and writing: of the first five photographs.
+    const Archive archive(output("a"));
+    PairSearch search;
+    search.leastScore = 0.4;
+    const std::string key = fmt::format("{:016x}", mixed(fnv1a(fingerprintOfPairs(archive, archive, search) + " 1/1")));
+    const std::string log = workingFile(output("two.jsonl"), "pairs-found");
+    const auto leave = [&] {
+        PairsLogWriter writer(log, key, 0);
+        findAlikePairs(archive, archive, search, {0, 5}, [&](std::size_t next, const auto& pairs, const auto&) {
+            std::vector<PairsLogReader::Numbers> numbers;
+            for (const ArchivePair& pair : pairs) {
+                numbers.emplace_back(pair.first, pair.second);
+            }
+            writer.add(next, numbers, {});
+        });
+        writer.flush();
+        std::ofstream(log, std::ios::binary | std::ios::app) << "half a part";
+    };
+    leave();
+    expectRefused(
+        {"pairs", "a", "--min", "0.4", "-o", "two.jsonl"},
+        "--output: an earlier run left unfinished work for 'two.jsonl'; --resume goes on with it, --overwrite "
+        "begins anew");
+    expectRefused({"pairs", "a", "--min", "0.5", "-o", "two.jsonl", "--resume"},
+                  "--resume: the unfinished work for 'two.jsonl' is of other archives or other options; --overwrite "
+                  "begins anew");
+    const Outcome resumed = expectDone({"pairs", "a", "--min", "0.4", "-o", "two.jsonl", "--resume"});
+    EXPECT_NE(resumed.err.find("5 of 8 photographs compared already"), std::string::npos) << resumed.err;
+    EXPECT_EQ(contentOf(output("two.jsonl")), expected);
+    EXPECT_EQ(filesLeft(), (std::vector<std::string>{"a", "one.jsonl", "two.jsonl"}));
+    // Of what is finished there is nothing left to do; what is something else stays.
+    expectDone({"pairs", "a", "--min", "0.4", "-o", "two.jsonl", "--resume", "--quiet"});
+    expectRefused({"pairs", "a", "--min", "0.9", "-o", "two.jsonl", "--resume", "--quiet"},
+                  "--output: 'two.jsonl' exists and holds something else than these pairs; --overwrite replaces it");
+    EXPECT_EQ(contentOf(output("two.jsonl")), expected);
+    leave();
+    expectDone({"pairs", "a", "--min", "0.4", "-o", "two.jsonl", "--overwrite", "--quiet"});
+    EXPECT_EQ(contentOf(output("two.jsonl")), expected);
+    EXPECT_EQ(filesLeft(), (std::vector<std::string>{"a", "one.jsonl", "two.jsonl"}));
+}
+
 TEST_F(DarkroomPairs, Refuses) {
+    expectRefused({"pairs", "a", "--min", "0.5", "--shard", "1/2", "--clusters", "c.csv"},
+                  "--clusters: groups hang together by the pairs of all shards; leave out --shard");
+    expectRefused({"pairs", "a", "--min", "0.5", "--resume", "--overwrite"},
+                  "--overwrite begins anew and excludes --resume");
     expectRefused({"pairs", "a"}, "--min or --nearest is required: a limit, or how many of each");
     expectRefused({"pairs", "a", "--min", "1.2"}, "--min: '1.2' is not a number from 0 to 1");
     expectRefused({"pairs", "a", "--min", "hue=0.5"},

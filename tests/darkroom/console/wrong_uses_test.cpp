@@ -242,6 +242,8 @@ constexpr WrongUse wrongUses[] = {
     {"pairs a.png --min 2", "--min: '2' is not a number from 0 to 1"},
     {"pairs a.png --min 0.5 -o x.txt", "--output: 'x.txt' does not end in .db"},
     {"pairs a.png --min 0.5 -o x.csv", "'a.png' is no archive"},
+    {"pairs a.png --min 0.5 -o x.csv --shard 3/2", "--shard: '3/2' is not I/N"},
+    {"pairs a.png --min 0.5 -o x.csv --resume --overwrite", "--overwrite begins anew and excludes --resume"},
     {"repair", "ARCHIVE is required"},
     {"repair a.png", "--output is required"},
     {"repair a.png -o x.likeness", "'a.png' is no archive"},
