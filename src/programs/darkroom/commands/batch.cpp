@@ -1,14 +1,7 @@
 // darkroom batch: many pairs of photographs, compared and recorded so that nothing is lost.
-#include <likeness/threads.hpp>
-#include <likeness/version.hpp>
 #include "archive/archive.hpp"
 #include "archive/photograph_index.hpp"
-#include "batch/analysis_cache.hpp"
-#include "batch/batch_summary.hpp"
-#include "batch/earlier_results.hpp"
-#include "batch/ordered_pool.hpp"
-#include "batch/output_lock.hpp"
-#include "batch/pair_bench.hpp"
+#include "batch/batch_run.hpp"
 #include "batch/parameters.hpp"
 #include "batch/stop_signals.hpp"
 #include "commands/subcommands.hpp"
@@ -20,29 +13,20 @@
 #include "files/number_format.hpp"
 #include "files/refusal.hpp"
 #include "files/replaced_file.hpp"
-#include "photofile/decoder_remarks.hpp"
 
 #include <fmt/format.h>
-#include <omp.h>
-#include <opencv2/core/utility.hpp>
-#include <opencv2/core/utils/logger.hpp>
 
 #include <sys/stat.h>
 #include <algorithm>
-#include <chrono>
 #include <filesystem>
 #include <iostream>
 #include <memory>
-#include <new>
 #include <optional>
-#include <system_error>
-#include <thread>
 
 namespace likeness::darkroom {
 namespace {
 
 namespace fs = std::filesystem;
-using Clock = std::chrono::steady_clock;
 
 struct Options {
     ListOptions list;
@@ -60,10 +44,6 @@ struct Options {
     bool check = false;
     ModelOptions model;
 };
-
-double secondsSince(Clock::time_point begin) {
-    return std::chrono::duration<double>(Clock::now() - begin).count();
-}
 
 void checkCombination(const Console& console, const Options& options) {
     if (console.diagnostics().wantsFiles()) {
@@ -152,241 +132,95 @@ PairList pairsAsked(const Console& console, const Options& options) {
     return std::move(folders.pairs);
 }
 
-/// Loops on this thread do without others. OpenMP ends the program where it lacks memory: it takes what it needs for a
-/// thread here, before others are at work.
-void prepareOpenMp() {
-    ::omp_set_num_threads(1);
-#pragma omp parallel
-    ::omp_get_thread_num();
-}
-
-unsigned processors() {
-    return std::max(1U, std::thread::hardware_concurrency());
-}
-
-/// One run over the pairs that an output lacks.
-class Run {
+/// Analyses that an archive has of files that are still the same.
+class ArchivedAnalyses {
 public:
-    Run(const Console& console, const Options& options, const PairList& pairs, const ResultFile& file,
-        const AnalysisOptions& analysis)
-        : console_(console),
-          options_(options),
-          pairs_(pairs),
-          file_(file),
-          analysis_(analysis),
-          origin_{LIKENESS_VERSION, parameterFingerprint(analysis, console.profiles()), hueKind(file, analysis)},
-          cache_(static_cast<std::size_t>(options.cache)),
-          cores_(std::min(static_cast<unsigned>(threads()), processors())) {
-        if (!options.archive.empty()) {
-            archive_.emplace(options.archive);
-            if (!archive_->origin().agreesWith(originOf(analysis, console.profiles()))) {
-                throw Refusal("--archive: '" + options.archive + "' was made with other parameters (" +
-                              archive_->origin().fingerprint + ", likeness " + archive_->origin().version +
-                              ") than this batch has (" + origin_.parameters + ", likeness " + origin_.version + ")");
-            }
-            for (const std::string& damage : archive_->damage()) {
-                console.warn("'" + options.archive + "': " + damage + "; what stands there is analysed");
-            }
+    ArchivedAnalyses(const Console& console, const Options& options, const AnalysisOptions& analysis,
+                     const ResultOrigin& origin)
+        : archive_(options.archive), check_(options.check) {
+        if (!archive_.origin().agreesWith(originOf(analysis, console.profiles()))) {
+            throw Refusal("--archive: '" + options.archive + "' was made with other parameters (" +
+                          archive_.origin().fingerprint + ", likeness " + archive_.origin().version +
+                          ") than this batch has (" + origin.parameters + ", likeness " + origin.version + ")");
+        }
+        for (const std::string& damage : archive_.damage()) {
+            console.warn("'" + options.archive + "': " + damage + "; what stands there is analysed");
         }
     }
 
-    ExitStatus run() {
-        const StopSignals signals;
-        const OutputLock lock(file_.path);
-        earlier_ = resumeResults(file_, pairs_, origin_, options_.retryFailed);
-        summary_ = std::move(earlier_.summary);
-        if (earlier_.dropped > 0) {
-            console_.tell(fmt::format("'{}': the last {} bytes are no whole record; they are dropped and made again",
-                                      file_.path, earlier_.dropped));
-        }
-        if (earlier_.recorded > 0) {
-            console_.tell(fmt::format("{} of {} recorded already", earlier_.recorded, numberOf(pairs_.size(), "pair")));
-        }
-        compare(signals);
-        const bool whole = recorded() == pairs_.size();
-        if (whole) {
-            dropPreviousResults(file_);
-        }
-        return tellEnd(signals.received(), whole);
-    }
-
-private:
-    /// A table of texts knows no other kind.
-    static std::optional<CarriedValue::Kind> hueKind(const ResultFile& file, const AnalysisOptions& analysis) {
-        if (!analysis.hue) {
-            return std::nullopt;
-        }
-        return file.format == ResultFormat::csv ? CarriedValue::Kind::text : CarriedValue::Kind::json;
-    }
-
-    std::size_t recorded() const { return earlier_.recorded + done_; }
-
-    void compare(const StopSignals& signals) {
-        // The pairs are what runs at the same time.
-        setThreads(1);
-        cv::setNumThreads(1);
-        cv::utils::logging::setLogLevel(cv::utils::logging::LOG_LEVEL_SILENT);
-        for (std::size_t k = earlier_.recorded; options_.cache > 0 && k < pairs_.size(); ++k) {
-            if (known(k) == nullptr) {
-                const Pair pair = pairs_.at(k);
-                cache_.announce(located(pair.first));
-                cache_.announce(located(pair.second));
-            }
-        }
-        cache_.announced();
-        const unsigned jobs = options_.jobs > 0 ? static_cast<unsigned>(options_.jobs) : processors();
-        const auto writer = writeResults(file_, earlier_.tail);
-        begin_ = Clock::now();
+    std::optional<PhotographAnalysis> of(const std::string& path) const {
         try {
-            record(*writer, jobs, signals);
-            writer->finish();
-        } catch (const Refusal& refusal) {
-            throw Refusal(whatIsRecorded(refusal.what()));
-        } catch (const std::bad_alloc&) {
-            throw Refusal(whatIsRecorded("out of memory; fewer --jobs take less"));
-        } catch (const std::system_error& error) {
-            throw Refusal(whatIsRecorded(error.what()));
-        }
-        console_.showProgress({});
-    }
-
-    std::string whatIsRecorded(const std::string& problem) const {
-        return fmt::format("{}; {} of {} recorded, --resume goes on from there", problem, recorded(),
-                           numberOf(pairs_.size(), "pair"));
-    }
-
-    void record(ResultWriter& writer, unsigned jobs, const StopSignals& signals) {
-        const RemarkSorter sorter;
-        OrderedPool pool(pairs_.size() - earlier_.recorded, jobs, [this] { return worker(); });
-        unsigned workersTold = pool.asked();
-        std::vector<ResultRecord> records;
-        Clock::time_point shown = begin_;
-        constexpr auto pace = std::chrono::milliseconds(100);
-        while (pool.take(records, pace)) {
-            workersTold = tellOfFewerWorkers(pool, workersTold);
-            if (!records.empty()) {
-                writer.append(records);
-                done_ += records.size();
-                for (const ResultRecord& written : records) {
-                    summary_.add(written.outcome);
-                    failedNow_ += written.outcome.compared() ? 0U : 1U;
-                }
-            }
-            if (signals.received() != 0) {
-                pool.stop();
-            }
-            if (Clock::now() - shown > 2 * pace) {
-                shown = Clock::now();
-                console_.showProgress(
-                    batchProgressLine(done_, failedNow_, pairs_.size() - earlier_.recorded, secondsSince(begin_)));
-            }
-        }
-    }
-
-    /// @return  how many workers the user knows of now
-    unsigned tellOfFewerWorkers(const OrderedPool& pool, unsigned told) {
-        const unsigned workers = pool.workers();
-        if (workers < told) {
-            cores_.stopLending();
-            console_.warn(fmt::format("threads or memory are short: {} at the same time, not {}; --jobs sets how many",
-                                      numberOf(workers, "pair"), pool.asked()));
-        }
-        return std::min(workers, told);
-    }
-
-    /// What one worker does with a pair.
-    OrderedPool::Work worker() {
-        prepareOpenMp();
-        auto bench = std::make_shared<PairBench>(cores_);
-        return [this, bench](std::size_t number) {
-            const std::size_t k = earlier_.recorded + number;
-            const Pair pair = pairs_.at(k);
-            if (known(k) != nullptr) {
-                return recordOf(pair, pairs_.total(), *known(k), origin_);
-            }
-            const Clock::time_point begin = Clock::now();
-            const auto [first, second] = bench->analyze(
-                pair.first, pair.second,
-                [this](const std::string& path, AnalysisTables& tables) { return analysis(path, tables); });
-            ResultRecord record = recordOf(
-                pair, pairs_.total(), compareAnalyses(pair.first, *first, pair.second, *second, analysis_), origin_);
-            record.milliseconds = 1000 * secondsSince(begin);
-            return record;
-        };
-    }
-
-    AnalysisCache::Shared analysis(const std::string& path, AnalysisTables& tables) {
-        const std::string place = located(path);
-        return cache_.get(place, [&] {
-            if (std::optional<PhotographAnalysis> archived = fromArchive(place)) {
-                return *std::move(archived);
-            }
-            return analyzePhotograph(place, tables, console_.mostPixels(), analysis_, console_.profiles());
-        });
-    }
-
-    /// The analysis that the archive has of a file, where the file is still the same.
-    std::optional<PhotographAnalysis> fromArchive(const std::string& path) const {
-        try {
-            const std::optional<std::size_t> entry = archive_ ? archive_->find(path) : std::nullopt;
+            const std::optional<std::size_t> entry = archive_.find(path);
             if (!entry) {
                 return std::nullopt;
             }
-            ArchivedPhotograph photograph = archive_->photograph(*entry);
-            const bool same = options_.check ? hasChecksum(photograph) : isCurrent(photograph);
+            ArchivedPhotograph photograph = archive_.photograph(*entry);
+            const bool same = check_ ? hasChecksum(photograph) : isCurrent(photograph);
             if (!same || !photograph.analysed()) {
                 return std::nullopt;
             }
-            photograph.distributions = archive_->distributions(*entry);
+            photograph.distributions = archive_.distributions(*entry);
             return analysisOf(std::move(photograph));
         } catch (const ArchiveDamage&) {  // it is analysed
             return std::nullopt;
         }
     }
 
-    std::string located(const std::string& path) const {
-        return options_.root.empty() ? path : (fs::path(options_.root) / path).string();
-    }
-
-    const PairOutcome* known(std::size_t k) const { return earlier_.known.empty() ? nullptr : earlier_.known[k].get(); }
-
-    ExitStatus tellEnd(int signal, bool whole) const {
-        const double seconds = secondsSince(begin_);
-        if (!whole) {
-            console_.tell(fmt::format("stopped by {}: {} of {} recorded, --resume does the others",
-                                      signal == SIGINT ? "SIGINT" : "SIGTERM", recorded(),
-                                      numberOf(pairs_.size(), "pair")));
-            return signal == SIGINT ? ExitStatus::interrupted : ExitStatus::terminated;
-        }
-        console_.tell(fmt::format("{}, {} failed; {} in this run in {}, {:.1f} pairs/s",
-                                  numberOf(summary_.pairs(), "pair"), summary_.failed(), done_, durationText(seconds),
-                                  seconds > 0 ? static_cast<double>(done_) / seconds : 0.0));
-        if (summary_.withRemarks() > 0) {
-            console_.tell("the decoders had remarks on " + numberOf(summary_.withRemarks(), "pair") +
-                          ", recorded as 'remarks'");
-        }
-        for (const std::string& line : summary_.table()) {
-            console_.tell(line);
-        }
-        console_.tell("results are in '" + file_.path + "'");
-        return summary_.failed() == 0 ? ExitStatus::done : ExitStatus::outsideLimits;
-    }
-
-    const Console& console_;
-    const Options& options_;
-    const PairList& pairs_;
-    const ResultFile& file_;
-    AnalysisOptions analysis_;
-    ResultOrigin origin_;
-    AnalysisCache cache_;
-    std::optional<Archive> archive_;
-    FreeCores cores_;  ///< of the threads that were allowed before each worker was given one
-    EarlierResults earlier_;
-    BatchSummary summary_;
-    std::size_t done_ = 0;
-    std::uint64_t failedNow_ = 0;
-    Clock::time_point begin_ = Clock::now();
+private:
+    Archive archive_;
+    bool check_;
 };
+
+ExitStatus tellEnd(const Console& console, const ResultFile& file, const BatchEnd& end, int signal) {
+    if (!end.whole()) {
+        console.tell(fmt::format("stopped by {}: {} of {} recorded, --resume does the others",
+                                 signal == SIGINT ? "SIGINT" : "SIGTERM", end.recorded, numberOf(end.pairs, "pair")));
+        return signal == SIGINT ? ExitStatus::interrupted : ExitStatus::terminated;
+    }
+    console.tell(fmt::format("{}, {} failed; {} in this run in {}, {:.1f} pairs/s",
+                             numberOf(end.summary.pairs(), "pair"), end.summary.failed(), end.done,
+                             durationText(end.seconds),
+                             end.seconds > 0 ? static_cast<double>(end.done) / end.seconds : 0.0));
+    if (end.summary.withRemarks() > 0) {
+        console.tell("the decoders had remarks on " + numberOf(end.summary.withRemarks(), "pair") +
+                     ", recorded as 'remarks'");
+    }
+    for (const std::string& line : end.summary.table()) {
+        console.tell(line);
+    }
+    console.tell("results are in '" + file.path + "'");
+    return end.summary.failed() == 0 ? ExitStatus::done : ExitStatus::outsideLimits;
+}
+
+/// One run over the pairs that an output lacks.
+ExitStatus run(const Console& console, const Options& options, const PairList& pairs, const ResultFile& file,
+               const AnalysisOptions& analysis) {
+    BatchOptions how;
+    how.root = options.root;
+    how.retryFailed = options.retryFailed;
+    how.jobs = static_cast<unsigned>(options.jobs);
+    how.cache = static_cast<std::size_t>(options.cache);
+    how.mostPixels = console.mostPixels();
+    how.analysis = analysis;
+    how.profiles = console.profiles();
+    std::optional<ArchivedAnalyses> archived;
+    how.known = [&](const std::string& path) {
+        return archived ? archived->of(path) : std::optional<PhotographAnalysis>();
+    };
+    std::optional<StopSignals> signals;
+    BatchEvents events;
+    events.tell = [&](const std::string& line) { console.tell(line); };
+    events.warn = [&](const std::string& line) { console.warn(line); };
+    events.progress = [&](const std::string& line) { console.showProgress(line); };
+    events.stops = [&] { return signals->received() != 0; };
+    BatchRun batch(pairs, file, how, events);
+    if (!options.archive.empty()) {
+        archived.emplace(console, options, analysis, batch.origin());
+    }
+    signals.emplace();
+    const BatchEnd end = batch.run();
+    return tellEnd(console, file, end, signals->received());
+}
 
 ExitStatus runBatch(const Console& console, const Options& options) {
     checkCombination(console, options);
@@ -412,7 +246,7 @@ ExitStatus runBatch(const Console& console, const Options& options) {
         console.tell("parameters " + parameterFingerprint(analysis, console.profiles()) + ": " +
                      comparisonParameters(analysis, console.profiles()));
     }
-    return Run(console, options, pairs, file, analysis).run();
+    return run(console, options, pairs, file, analysis);
 }
 
 }  // namespace

@@ -1,0 +1,239 @@
+#include "batch/batch_run.hpp"
+
+#include <likeness/threads.hpp>
+#include <likeness/version.hpp>
+#include "batch/output_lock.hpp"
+#include "batch/pair_bench.hpp"
+#include "batch/parameters.hpp"
+#include "files/number_format.hpp"
+#include "files/refusal.hpp"
+#include "photofile/decoder_remarks.hpp"
+
+#include <fmt/format.h>
+#include <omp.h>
+#include <opencv2/core/utility.hpp>
+#include <opencv2/core/utils/logger.hpp>
+
+#include <algorithm>
+#include <filesystem>
+#include <memory>
+#include <new>
+#include <system_error>
+#include <thread>
+#include <utility>
+
+namespace likeness {
+namespace {
+
+using Clock = std::chrono::steady_clock;
+
+double secondsSince(Clock::time_point begin) {
+    return std::chrono::duration<double>(Clock::now() - begin).count();
+}
+
+unsigned processors() {
+    return std::max(1U, std::thread::hardware_concurrency());
+}
+
+/// Loops on this thread do without others. OpenMP ends the program where it lacks memory: it takes what it needs for a
+/// thread here, before others are at work.
+void prepareOpenMp() {
+    ::omp_set_num_threads(1);
+#pragma omp parallel
+    ::omp_get_thread_num();
+}
+
+/// A table of texts knows no other kind.
+std::optional<CarriedValue::Kind> hueKind(const ResultFile& file, const AnalysisOptions& analysis) {
+    if (!analysis.hue) {
+        return std::nullopt;
+    }
+    return file.format == ResultFormat::csv ? CarriedValue::Kind::text : CarriedValue::Kind::json;
+}
+
+/// As long as it lives, an operation has one thread, and the image library says nothing.
+class OneThreadEach {
+public:
+    OneThreadEach() {
+        setThreads(1);
+        cv::setNumThreads(1);
+        cv::utils::logging::setLogLevel(cv::utils::logging::LOG_LEVEL_SILENT);
+    }
+    ~OneThreadEach() {
+        setThreads(threads_);
+        cv::setNumThreads(imageLibraryThreads_);
+        cv::utils::logging::setLogLevel(level_);
+    }
+    OneThreadEach(const OneThreadEach&) = delete;
+    OneThreadEach& operator=(const OneThreadEach&) = delete;
+
+private:
+    int threads_ = threads();
+    int imageLibraryThreads_ = cv::getNumThreads();
+    cv::utils::logging::LogLevel level_ = cv::utils::logging::getLogLevel();
+};
+
+}  // namespace
+
+BatchRun::BatchRun(const PairList& pairs, const ResultFile& file, BatchOptions options, const BatchEvents& events)
+    : pairs_(pairs),
+      file_(file),
+      options_(std::move(options)),
+      events_(events),
+      origin_{LIKENESS_VERSION, parameterFingerprint(options_.analysis, options_.profiles),
+              hueKind(file, options_.analysis)},
+      cache_(options_.cache),
+      cores_(std::min(static_cast<unsigned>(threads()), processors())) {}
+
+BatchEnd BatchRun::run() {
+    const OutputLock lock(file_.path);
+    earlier_ = resumeResults(file_, pairs_, origin_, options_.retryFailed);
+    summary_ = std::move(earlier_.summary);
+    if (earlier_.dropped > 0) {
+        tell(fmt::format("'{}': the last {} bytes are no whole record; they are dropped and made again", file_.path,
+                         earlier_.dropped));
+    }
+    if (earlier_.recorded > 0) {
+        tell(fmt::format("{} of {} recorded already", earlier_.recorded, numberOf(pairs_.size(), "pair")));
+    }
+    compare();
+    if (recorded() == pairs_.size()) {
+        dropPreviousResults(file_);
+    }
+    return {pairs_.size(), recorded(), done_, secondsSince(begin_), std::move(summary_)};
+}
+
+void BatchRun::tell(const std::string& line) const {
+    if (events_.tell) {
+        events_.tell(line);
+    }
+}
+
+void BatchRun::warn(const std::string& line) const {
+    if (events_.warn) {
+        events_.warn(line);
+    }
+}
+
+void BatchRun::showProgress(const std::string& line) const {
+    if (events_.progress) {
+        events_.progress(line);
+    }
+}
+
+void BatchRun::announcePhotographs() {
+    for (std::size_t k = earlier_.recorded; options_.cache > 0 && k < pairs_.size(); ++k) {
+        if (known(k) == nullptr) {
+            const Pair pair = pairs_.at(k);
+            cache_.announce(located(pair.first));
+            cache_.announce(located(pair.second));
+        }
+    }
+    cache_.announced();
+}
+
+void BatchRun::compare() {
+    const OneThreadEach pairsRunAtOnce;
+    announcePhotographs();
+    const unsigned jobs = options_.jobs > 0 ? options_.jobs : processors();
+    const auto writer = writeResults(file_, earlier_.tail);
+    begin_ = Clock::now();
+    try {
+        record(*writer, jobs);
+        writer->finish();
+    } catch (const Refusal& refusal) {
+        throw Refusal(whatIsRecorded(refusal.what()));
+    } catch (const std::bad_alloc&) {
+        throw Refusal(whatIsRecorded("out of memory; fewer --jobs take less"));
+    } catch (const std::system_error& error) {
+        throw Refusal(whatIsRecorded(error.what()));
+    }
+    showProgress({});
+}
+
+std::string BatchRun::whatIsRecorded(const std::string& problem) const {
+    return fmt::format("{}; {} of {} recorded, --resume goes on from there", problem, recorded(),
+                       numberOf(pairs_.size(), "pair"));
+}
+
+void BatchRun::record(ResultWriter& writer, unsigned jobs) {
+    const RemarkSorter sorter;
+    OrderedPool pool(pairs_.size() - earlier_.recorded, jobs, [this] { return worker(); });
+    unsigned workersTold = pool.asked();
+    std::vector<ResultRecord> records;
+    Clock::time_point shown = begin_;
+    constexpr auto pace = std::chrono::milliseconds(100);
+    while (pool.take(records, pace)) {
+        workersTold = tellOfFewerWorkers(pool, workersTold);
+        if (!records.empty()) {
+            writer.append(records);
+            done_ += records.size();
+            for (const ResultRecord& written : records) {
+                summary_.add(written.outcome);
+                failedNow_ += written.outcome.compared() ? 0U : 1U;
+            }
+        }
+        if (events_.stops && events_.stops()) {
+            pool.stop();
+        }
+        if (Clock::now() - shown > 2 * pace) {
+            shown = Clock::now();
+            showProgress(batchProgressLine(done_, failedNow_, pairs_.size() - earlier_.recorded, secondsSince(begin_)));
+        }
+    }
+}
+
+/// @return  how many workers the user knows of now
+unsigned BatchRun::tellOfFewerWorkers(const OrderedPool& pool, unsigned told) {
+    const unsigned workers = pool.workers();
+    if (workers < told) {
+        cores_.stopLending();
+        warn(fmt::format("threads or memory are short: {} at the same time, not {}; --jobs sets how many",
+                         numberOf(workers, "pair"), pool.asked()));
+    }
+    return std::min(workers, told);
+}
+
+/// What one worker does with a pair.
+OrderedPool::Work BatchRun::worker() {
+    prepareOpenMp();
+    auto bench = std::make_shared<PairBench>(cores_);
+    return [this, bench](std::size_t number) {
+        const std::size_t k = earlier_.recorded + number;
+        const Pair pair = pairs_.at(k);
+        if (known(k) != nullptr) {
+            return recordOf(pair, pairs_.total(), *known(k), origin_);
+        }
+        const Clock::time_point begin = Clock::now();
+        const auto [first, second] =
+            bench->analyze(pair.first, pair.second,
+                           [this](const std::string& path, AnalysisTables& tables) { return analysis(path, tables); });
+        ResultRecord record =
+            recordOf(pair, pairs_.total(), compareAnalyses(pair.first, *first, pair.second, *second, options_.analysis),
+                     origin_);
+        record.milliseconds = 1000 * secondsSince(begin);
+        return record;
+    };
+}
+
+AnalysisCache::Shared BatchRun::analysis(const std::string& path, AnalysisTables& tables) {
+    const std::string place = located(path);
+    return cache_.get(place, [&] {
+        if (options_.known) {
+            if (std::optional<PhotographAnalysis> known = options_.known(place)) {
+                return *std::move(known);
+            }
+        }
+        return analyzePhotograph(place, tables, options_.mostPixels, options_.analysis, options_.profiles);
+    });
+}
+
+std::string BatchRun::located(const std::string& path) const {
+    return options_.root.empty() ? path : (std::filesystem::path(options_.root) / path).string();
+}
+
+const PairOutcome* BatchRun::known(std::size_t k) const {
+    return earlier_.known.empty() ? nullptr : earlier_.known[k].get();
+}
+
+}  // namespace likeness

@@ -1,0 +1,102 @@
+// One run over a list of pairs: what is missing of a results file is compared and recorded.
+#pragma once
+
+#include <likeness/comparison/analysis.hpp>
+#include "batch/analysis_cache.hpp"
+#include "batch/batch_summary.hpp"
+#include "batch/earlier_results.hpp"
+#include "batch/free_cores.hpp"
+#include "batch/ordered_pool.hpp"
+#include "batch/pair_list.hpp"
+#include "batch/result_store.hpp"
+#include "photofile/managed_colors.hpp"
+#include "photofile/photograph_reader.hpp"
+
+#include <chrono>
+#include <cstdint>
+#include <functional>
+#include <optional>
+#include <string>
+
+namespace likeness {
+
+/// How a batch is run.
+struct BatchOptions {
+    std::string root;          ///< folder that relative paths start from; empty: the working directory
+    bool retryFailed = false;  ///< compare again what is recorded as failed
+    unsigned jobs = 0;         ///< pairs at the same time; 0: as many as there are processors
+    std::size_t cache = 1000;  ///< analysed photographs that are kept of those that occur again
+    std::uint64_t mostPixels = usualMostPixels;
+    AnalysisOptions analysis{};  ///< maps are not made
+    ProfileChoice profiles{};
+
+    /// What is known of a photograph without reading it; nothing where it is to be read. Called on several threads.
+    std::function<std::optional<PhotographAnalysis>(const std::string& path)> known{};
+};
+
+/// What a run says while it is under way, on the thread that runs it. A function that is empty is not called.
+struct BatchEvents {
+    std::function<void(const std::string& line)> tell{};      ///< what was found and done
+    std::function<void(const std::string& line)> warn{};      ///< what the user should know although the run goes on
+    std::function<void(const std::string& line)> progress{};  ///< how far it is; an empty line when it ends
+    std::function<bool()> stops{};                            ///< asked several times a second; true: stop soon
+};
+
+/// What came of a run.
+struct BatchEnd {
+    std::size_t pairs = 0;     ///< of the list
+    std::size_t recorded = 0;  ///< all of them, unless the run was stopped
+    std::size_t done = 0;      ///< of these, by this run
+    double seconds = 0;        ///< of this run
+    BatchSummary summary;      ///< of all that are recorded
+
+    bool whole() const noexcept { return recorded == pairs; }
+};
+
+/// A run over the pairs that an output lacks. Runs once; the pairs, the output and the events must outlive it. While it
+/// runs, operations and the image library have one thread each (`setThreads`), since the pairs are what runs at the same
+/// time; the numbers of before hold again afterwards.
+class BatchRun {
+public:
+    BatchRun(const PairList& pairs, const ResultFile& file, BatchOptions options, const BatchEvents& events);
+
+    /// Version and parameters that the records get.
+    const ResultOrigin& origin() const noexcept { return origin_; }
+
+    /// Compares what is missing, under the lock of the output.
+    /// @throws Refusal  what `OutputLock` and `resumeResults` throw; and where the machine fails, with the reason and how
+    ///                  much is recorded: --resume goes on from there
+    BatchEnd run();
+
+private:
+    using Clock = std::chrono::steady_clock;
+
+    std::size_t recorded() const { return earlier_.recorded + done_; }
+    void tell(const std::string& line) const;
+    void warn(const std::string& line) const;
+    void showProgress(const std::string& line) const;
+    void compare();
+    void announcePhotographs();
+    std::string whatIsRecorded(const std::string& problem) const;
+    void record(ResultWriter& writer, unsigned jobs);
+    unsigned tellOfFewerWorkers(const OrderedPool& pool, unsigned told);
+    OrderedPool::Work worker();
+    AnalysisCache::Shared analysis(const std::string& path, AnalysisTables& tables);
+    std::string located(const std::string& path) const;
+    const PairOutcome* known(std::size_t k) const;
+
+    const PairList& pairs_;
+    const ResultFile& file_;
+    BatchOptions options_;
+    const BatchEvents& events_;
+    ResultOrigin origin_;
+    AnalysisCache cache_;
+    FreeCores cores_;  ///< of the threads that were allowed before each worker was given one
+    EarlierResults earlier_;
+    BatchSummary summary_;
+    std::size_t done_ = 0;
+    std::uint64_t failedNow_ = 0;
+    Clock::time_point begin_ = Clock::now();
+};
+
+}  // namespace likeness
