@@ -35,6 +35,7 @@ found_without_dpkg() {
     libraw-dev) has_package libraw_r - ;;
     libtiff-dev) has_package libtiff-4 - ;;
     libgif-dev) has_header gif_lib.h ;;
+    libhnswlib-dev) has_header hnswlib/hnswlib.h ;;
     libexiv2-dev) has_package exiv2 - ;;
     zlib1g-dev) has_package zlib - ;;
     libssl-dev) has_package libcrypto - ;;
@@ -98,7 +99,7 @@ ensure_packages() {
 # What the library and the program are built with.
 library_packages=(libopencv-dev libjpeg62-turbo-dev libpng-dev libsleef-dev)
 # What the modules of single formats stand on; without one of these its module is not built.
-module_packages=(pkg-config libheif-dev libjxl-dev libopenexr-dev libraw-dev libtiff-dev libgif-dev libexiv2-dev)
+module_packages=(pkg-config libheif-dev libjxl-dev libopenexr-dev libraw-dev libtiff-dev libgif-dev libexiv2-dev libhnswlib-dev)
 library_packages+=("${module_packages[@]}")
 build_packages=(g++ cmake ninja-build "${library_packages[@]}")
 

@@ -129,6 +129,9 @@ private:
             if (together > asked_.most) {
                 refuseMore();
             }
+            if (second_.blocks() > blocksInMemory) {
+                second_.forget(b);
+            }
         }
         for (const Row& row : rows) {
             found.insert(found.end(), row.found.begin(), row.found.end());
@@ -211,6 +214,7 @@ private:
     }
 
     static constexpr double hueBound = 1.001;  // as in a search
+    static constexpr std::size_t blocksInMemory = 16;
 
     const Archive& first_;
     const Archive& second_;

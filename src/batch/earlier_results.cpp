@@ -1,5 +1,6 @@
 #include "batch/earlier_results.hpp"
 
+#include "batch/distance_columns.hpp"
 #include "batch/stable_hash.hpp"
 #include "batch/working_file.hpp"
 #include "files/number_format.hpp"
@@ -110,7 +111,7 @@ private:
         const bool hasHeader = file_.format != ResultFormat::jsonLines;
         while (reader->next(record)) {
             checkOrigin(file_.path, record);
-            takeOwn(record);
+            takeOwn(file_.path, record);
             if ((hasHeader && reader->columns() != file_.columns) || earlier.recorded == pairs_.size() ||
                 !isOf(pairs_.at(earlier.recorded), record) || (retryFailed_ && !record.outcome.compared())) {
                 return false;
@@ -148,9 +149,19 @@ private:
         return true;
     }
 
-    void takeOwn(ResultRecord& record) const {
+    void takeOwn(const std::string& path, ResultRecord& record) const {
         if (origin_.hue) {
             takeHue(record);
+        }
+        const bool ofList = !pairs_.columns().empty() && pairs_.columns().back() == distanceColumns().back();
+        if (!origin_.distances && !ofList && carriesDistances(record)) {
+            throw Refusal("'" + path + "' holds results with distances; --distances goes on with them");
+        }
+        if (origin_.distances) {
+            takeDistances(record);
+            if (record.outcome.compared() && !record.outcome.distances) {
+                throw Refusal("'" + path + "' holds results without distances, and this run has --distances");
+            }
         }
     }
 
@@ -178,7 +189,7 @@ private:
         std::uint64_t records = 0;
         while (reader->next(record)) {
             checkOrigin(path, record);
-            takeOwn(record);
+            takeOwn(path, record);
             const std::size_t number = index_->find(record.id);
             if (number == PairIndex::npos) {
                 throw Refusal("'" + path + "' holds the pair '" + record.id + "', which is not in the list" +
@@ -245,6 +256,9 @@ ResultRecord recordOf(const Pair& pair, std::uint64_t pairs, PairOutcome outcome
     record.version = origin.version;
     record.parameters = origin.parameters;
     record.carried = pair.carried;
+    if (origin.distances) {
+        carryDistances(record, *origin.distances);
+    }
     if (origin.hue) {
         carryHue(record, *origin.hue);
     }

@@ -18,6 +18,8 @@ struct ResultOrigin {
     std::string parameters;
     /// In which kind of value the hue's coefficient is recorded, in `hueColumn`; without a value it is not.
     std::optional<CarriedValue::Kind> hue = {};
+    /// The same of the distances, in the columns ahead of it (`distanceColumns`).
+    std::optional<CarriedValue::Kind> distances = {};
 };
 
 /// The record of a pair of the list.

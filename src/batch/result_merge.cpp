@@ -1,5 +1,6 @@
 #include "batch/result_merge.hpp"
 
+#include "batch/distance_columns.hpp"
 #include "batch/output_lock.hpp"
 #include "batch/result_text.hpp"
 #include "batch/shard.hpp"
@@ -296,7 +297,7 @@ std::vector<InputOfPairs> inputsOfPairs(const std::vector<std::string>& paths) {
 
 /// Visits the records of shards of pairs one shard after the other, as those of one list.
 /// @param pairs   of all of them; 0 while it is not known
-/// @param output  decides on the kind of the hue's coefficient
+/// @param output  decides on the kind of the hue's coefficient and the distances
 void forEachOfShards(const std::vector<std::string>& paths, std::uint64_t pairs, ResultFormat output,
                      const std::function<void(ResultRecord& record)>& visit) {
     std::uint64_t position = 0;
@@ -315,8 +316,13 @@ void forEachOfShards(const std::vector<std::string>& paths, std::uint64_t pairs,
             record.pairs = pairs;
             std::erase_if(record.carried, [](const CarriedValue& value) { return value.column == pairsShardColumn; });
             for (CarriedValue& value : record.carried) {
-                if (value.column == hueColumn && value.kind != CarriedValue::Kind::absent) {
-                    value.kind = output == ResultFormat::csv ? CarriedValue::Kind::text : CarriedValue::Kind::json;
+                const bool number = value.column == hueColumn ||
+                                    std::find(distanceColumns().begin(), distanceColumns().end(), value.column) !=
+                                        distanceColumns().end();
+                if (number && value.kind != CarriedValue::Kind::absent) {
+                    value.kind = output == ResultFormat::csv ? CarriedValue::Kind::text
+                                 : value.text.empty()        ? CarriedValue::Kind::absent
+                                                             : CarriedValue::Kind::json;
                 }
             }
             visit(record);

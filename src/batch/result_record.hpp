@@ -1,6 +1,7 @@
 // What is recorded of one pair of photographs. docs/formats.md has the table of the fields.
 #pragma once
 
+#include <likeness/comparison/distances.hpp>
 #include <likeness/comparison/per_correlate.hpp>
 
 #include <array>
@@ -50,10 +51,11 @@ struct PhotographFacts {
 struct PairOutcome {
     PhotographFacts first;
     PhotographFacts second;
-    std::array<float, 5> coefficients{};  ///< without meaning if there is an error
-    std::optional<float> hue;             ///< the sixth, where it was asked for
-    std::string error;                    ///< why the pair could not be compared; empty if it was
-    std::string remarks;                  ///< of the decoders
+    std::array<float, 5> coefficients{};                  ///< without meaning if there is an error
+    std::optional<float> hue;                             ///< the sixth, where it was asked for
+    std::optional<PerCorrelate<BinDistances>> distances;  ///< where they were asked for
+    std::string error;                                    ///< why the pair could not be compared; empty if it was
+    std::string remarks;                                  ///< of the decoders
 
     bool compared() const noexcept { return error.empty(); }
 };

@@ -7,8 +7,10 @@
 
 #include <fmt/format.h>
 #include <gtest/gtest.h>
+#include <nlohmann/json.hpp>
 #include <opencv2/imgcodecs.hpp>
 
+#include <cmath>
 #include <filesystem>
 #include <fstream>
 
@@ -90,6 +92,52 @@ TEST_F(DarkroomPairs, OfShardsAreMergedIntoTheBytesOfOneRun) {
     expectRefused({"merge", "m.csv", "1.csv", "2.csv", "3.csv"},
                   "'1.csv' and '2.csv' are no shards of one run of darkroom pairs: archives, options or numbers of "
                   "shards differ");
+}
+
+TEST_F(DarkroomPairs, HaveDistancesLikeABatchWhereTheyAreAskedFor) {
+    std::string list = "first,second\n";
+    for (int k = 0; k < 8; k += 2) {
+        list += photograph(k) + ',' + photograph(k + 1) + '\n';
+    }
+    list += photograph(0) + ",missing.png\n";
+    const std::string path = saveText("list.csv", list);
+    expectDone({"pairs", "a", "--min", "0.9", "-o", "pairs.jsonl", "--distances", "--quiet"});
+    for (const std::string format : {"jsonl", "csv", "db"}) {
+        const std::string name = "batch." + format;
+        EXPECT_EQ(darkroom({"batch", path, "-o", name, "--distances", "--quiet"}).status, 1);
+        EXPECT_EQ(darkroom({"batch", path, "-o", name, "--distances", "--quiet", "--resume"}).status, 1);
+        EXPECT_EQ(darkroom({"batch", path, "-o", name, "--quiet", "--resume"}).err,
+                  "darkroom batch: '" + name + "' holds results with distances; --distances goes on with them\n");
+    }
+    const std::vector<std::string> ofPairs = linesOf(contentOf(output("pairs.jsonl")));
+    const std::vector<std::string> ofBatch = linesOf(contentOf(output("batch.jsonl")));
+    ASSERT_EQ(ofPairs.size(), 4U);
+    ASSERT_EQ(ofBatch.size(), 5U);
+    for (std::size_t k = 0; k < ofPairs.size(); ++k) {
+        auto pair = nlohmann::json::parse(ofPairs[k]);
+        auto batch = nlohmann::json::parse(ofBatch[k]);
+        batch["pairs"] = 4;
+        EXPECT_EQ(pair, batch);
+        const auto compared =
+            nlohmann::json::parse(
+                expectDone({"compare", pair.at("first"), pair.at("second"), "--distances", "--json", "--quiet"}).out)
+                .at("distances");
+        for (const auto& [correlate, distances] : compared.items()) {
+            for (const auto& [distance, value] : distances.items()) {
+                std::string column = correlate;
+                column.append("_").append(distance);
+                EXPECT_NEAR(pair.at(column).get<double>(), value.get<double>(), 1e-8 * std::abs(value.get<double>()));
+            }
+        }
+    }
+    EXPECT_EQ(ofBatch[4].find("wasserstein"), std::string::npos);
+    EXPECT_EQ(darkroom({"batch", path, "-o", "plain.jsonl", "--quiet"}).status, 1);
+    EXPECT_EQ(darkroom({"batch", path, "-o", "plain.jsonl", "--quiet", "--resume", "--distances"}).err,
+              "darkroom batch: 'plain.jsonl' holds results without distances, and this run has --distances\n");
+    const std::string named =
+        saveText("named.csv", "first,second,chroma_mean_shift\n" + photograph(0) + ',' + photograph(1) + ",1\n");
+    EXPECT_NE(darkroom({"batch", named, "-o", "n.csv", "--distances"}).err.find("has a column 'chroma_mean_shift'"),
+              std::string::npos);
 }
 
 TEST_F(DarkroomPairs, OfShardsWithoutAnyAreMerged) {

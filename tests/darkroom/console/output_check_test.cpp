@@ -189,7 +189,7 @@ const std::map<std::string, Files>& filesOfSubcommands() {
         {"transfer", {{"IN", "--palette"}, {"--output"}}},
         {"batch", {{"LIST", "--root", "--conditions", "--archive"}, {"--output"}}},
         {"index", {{"PHOTOS", "--list", "--conditions", "--output"}, {}}},  // what is no archive is not replaced
-        {"search", {{"ARCHIVE", "QUERY"}, {"--output", "--report"}}},
+        {"search", {{"ARCHIVE", "QUERY", "--list"}, {"--output", "--report"}}},
         {"pairs", {{"ARCHIVE", "OTHER"}, {"--output", "--clusters"}}},
         {"repair", {{"ARCHIVE"}, {"--output"}}},
         {"merge", {{"OUT", "IN"}, {}}},

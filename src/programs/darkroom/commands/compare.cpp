@@ -38,6 +38,8 @@ struct Options {
     bool json = false;
     bool csv = false;
     bool distances = false;
+    bool sliced = false;
+    std::int64_t seed = 1;
     ModelOptions model;
 };
 
@@ -182,7 +184,11 @@ ExitStatus compare(const Console& console, const Options& options) {
     result.first = {options.first, photographs.first.size(), profiles.first};
     result.second = {options.second, photographs.second.size(), profiles.second};
     const bool shown = !options.maps.empty() || !options.report.empty();
-    const bool uniform = options.distances && result.model.isPublished();
+    if (options.sliced && !result.model.isPublished()) {
+        throw Refusal(
+            "--sliced: there is a uniform space under a published model only; give --model ciecam16 or ciecam02");
+    }
+    const bool uniform = (options.distances || options.sliced) && result.model.isPublished();
     const AnalysisOptions analysis = result.model.analysis(shown || uniform);
     std::pair<Analysis, Analysis> analyses;
     {
@@ -205,7 +211,13 @@ ExitStatus compare(const Console& console, const Options& options) {
         result.distances = distancesOf(analyses.first.distributions(), analyses.second.distributions());
     }
     if (uniform && analyses.first.hasMaps() && analyses.second.hasMaps()) {
-        result.uniform = uniformDistances(analyses.first.maps(), analyses.second.maps());
+        if (options.distances) {
+            result.uniform = uniformDistances(analyses.first.maps(), analyses.second.maps());
+        }
+        if (options.sliced) {
+            result.sliced = slicedWasserstein(analyses.first.maps(), analyses.second.maps(),
+                                              static_cast<std::uint64_t>(options.seed));
+        }
     }
     if (shown) {
         show(console, options, result, photographs, analyses);
@@ -273,6 +285,15 @@ Action declareCompare(CLI::App& app) {
         optionText("Give distances of the distributions too: by correlate, and under a published model in units "
                    "of its uniform space, with one total",
                    "--distances"));
+    app.add_flag(
+        "--sliced", options->sliced,
+        optionText("Under a published model: give the sliced Wasserstein distance of the colours in J', a', b', "
+                   "the mean over 64 directions",
+                   "--sliced --model ciecam16"));
+    app.add_option("--seed", options->seed, optionText("Of the directions of --sliced, 0 to 1000000000", "--seed 2"))
+        ->type_name("N")
+        ->check(integerBetween(0, 1000000000))
+        ->capture_default_str();
     addModelOptions(app, options->model);
     addHueOptions(app, options->model);
     return [options](const Console& console) { return compare(console, *options); };

@@ -3,6 +3,7 @@
 #include "archive/archive_pairs.hpp"
 #include "archive/pairs_log.hpp"
 #include "archive/photograph_index.hpp"
+#include "batch/distance_columns.hpp"
 #include "batch/earlier_results.hpp"
 #include "batch/output_lock.hpp"
 #include "batch/result_merge.hpp"
@@ -55,6 +56,7 @@ struct Options {
     std::string output = "pairs.db";
     std::string clusters;
     std::string shard;
+    bool distances = false;
     bool resume = false;
     bool overwrite = false;
 };
@@ -300,9 +302,14 @@ private:
             carried.push_back({pairsShardColumn, CarriedValue::Kind::text,
                                fmt::format("{}/{} {}", shard_.index, shard_.count, fingerprint_)});
         }
+        const auto kind = file.format == ResultFormat::csv ? CarriedValue::Kind::text : CarriedValue::Kind::json;
+        if (options_.distances) {
+            file.columns.insert(file.columns.end(), distanceColumns().begin(), distanceColumns().end());
+            origin.distances = kind;
+        }
         if (analysis.hue) {
             file.columns.emplace_back(hueColumn);
-            origin.hue = file.format == ResultFormat::csv ? CarriedValue::Kind::text : CarriedValue::Kind::json;
+            origin.hue = kind;
         }
         // The lock keeps a second process from the same file. What is in the file is left of one that was killed.
         const OutputLock lock(file.path, OutputLock::Links::refuse);
@@ -330,15 +337,19 @@ private:
                 pair.second = second_.pathOf(second);
                 pair.id = pair.first + '|' + pair.second;
                 pair.carried = carried;
-                records.push_back(recordOf(
-                    pair, state_.pairs,
-                    compareAnalyses(pair.first, firstAnalysis, pair.second, analysed(second_, second), analysis),
-                    origin));
+                const PhotographAnalysis secondAnalysis = analysed(second_, second);
+                PairOutcome outcome = compareAnalyses(pair.first, firstAnalysis, pair.second, secondAnalysis, analysis);
+                if (options_.distances && outcome.compared()) {
+                    outcome.distances = distancesOf(firstAnalysis.distributions, secondAnalysis.distributions);
+                }
+                records.push_back(recordOf(pair, state_.pairs, std::move(outcome), origin));
+                if (position % Archive::worthForgetting == 0) {
+                    first_.forgetIfLarge();
+                    second_.forgetIfLarge();
+                }
                 if (records.size() == recordsAtOnce || position == state_.pairs) {
                     writer->append(records);
                     records.clear();
-                    first_.forgetIfLarge();
-                    second_.forgetIfLarge();
                     if (isTimeToShow()) {
                         console_.showProgress(fmt::format("{}/{} pairs written", position, state_.pairs));
                     }
@@ -497,6 +508,9 @@ Action declarePairs(CLI::App& app) {
                               "--output pairs.csv"))
         ->type_name("FILE")
         ->capture_default_str();
+    app.add_flag(
+        "--distances", options->distances,
+        optionText("Record distances of the distributions too, by correlate, in further columns", "--distances"));
     app.add_option("--clusters", options->clusters,
                    optionText("Table (CSV) of the groups that hang together by the pairs, with the photograph of each "
                               "that is most like the others",

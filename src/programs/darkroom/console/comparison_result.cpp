@@ -4,6 +4,7 @@
 #include <likeness/comparison/perceptual_metrics.hpp>
 #include <likeness/version.hpp>
 #include "batch/correlates.hpp"
+#include "batch/distance_columns.hpp"
 #include "batch/parameters.hpp"
 #include "console/json_output.hpp"
 #include "console/profile_result.hpp"
@@ -45,6 +46,29 @@ nlohmann::ordered_json describe(const ComparedPhotograph& photograph, const Comp
 
 }  // namespace
 
+nlohmann::ordered_json distancesJson(const PerCorrelate<BinDistances>& distances) {
+    nlohmann::ordered_json json;
+    for (std::size_t k = 0; k < correlateNames.size(); ++k) {
+        const BinDistances& its = distances[k];
+        json[correlateNames[k].name] = {{"wasserstein", numberOrNull(its.wasserstein)},
+                                        {"mean_shift", numberOrNull(its.meanShift)},
+                                        {"kolmogorov_smirnov", numberOrNull(its.kolmogorovSmirnov)},
+                                        {"jensen_shannon_bits", numberOrNull(its.jensenShannon)}};
+    }
+    return json;
+}
+
+std::string distanceLines(const PerCorrelate<BinDistances>& distances) {
+    std::string lines;
+    for (std::size_t k = 0; k < correlateNames.size(); ++k) {
+        const BinDistances& its = distances[k];
+        lines += fmt::format(
+            "{}: Wasserstein {:.6g}, shift of mean {:.6g}, Kolmogorov-Smirnov {:.6g}, Jensen-Shannon {:.6g}\n",
+            correlateNames[k].name, its.wasserstein, its.meanShift, its.kolmogorovSmirnov, its.jensenShannon);
+    }
+    return lines;
+}
+
 std::string comparisonLine(const ComparisonResult& result) {
     std::string line;
     for (const ComparedCorrelate& correlate : comparedCorrelates) {
@@ -55,16 +79,14 @@ std::string comparisonLine(const ComparisonResult& result) {
     }
     line += '\n';
     if (result.distances) {
-        for (std::size_t k = 0; k < correlateNames.size(); ++k) {
-            const BinDistances& its = (*result.distances)[k];
-            line += fmt::format(
-                "{}: Wasserstein {:.6g}, shift of mean {:.6g}, Kolmogorov-Smirnov {:.6g}, Jensen-Shannon {:.6g}\n",
-                correlateNames[k].name, its.wasserstein, its.meanShift, its.kolmogorovSmirnov, its.jensenShannon);
-        }
+        line += distanceLines(*result.distances);
     }
     if (result.uniform) {
         line += fmt::format("uniform: J' {:.6g}, M' {:.6g}, hue {:.6g}, total {:.6g}\n", result.uniform->lightness,
                             result.uniform->colorfulness, result.uniform->hue, result.uniform->total);
+    }
+    if (result.sliced) {
+        line += fmt::format("sliced Wasserstein: {:.6g}\n", *result.sliced);
     }
     return line;
 }
@@ -94,13 +116,10 @@ std::string comparisonJson(const ComparisonResult& result) {
         json["coefficients"][hueCorrelate.name] = roundedToNineDigits(*result.hue);
     }
     if (result.distances) {
-        for (std::size_t k = 0; k < correlateNames.size(); ++k) {
-            const BinDistances& its = (*result.distances)[k];
-            json["distances"][correlateNames[k].name] = {{"wasserstein", numberOrNull(its.wasserstein)},
-                                                         {"mean_shift", numberOrNull(its.meanShift)},
-                                                         {"kolmogorov_smirnov", numberOrNull(its.kolmogorovSmirnov)},
-                                                         {"jensen_shannon_bits", numberOrNull(its.jensenShannon)}};
-        }
+        json["distances"] = distancesJson(*result.distances);
+    }
+    if (result.sliced) {
+        json["distances"]["sliced_wasserstein"] = numberOrNull(*result.sliced);
     }
     if (result.uniform) {
         json["distances"]["uniform"] = {{"lightness", numberOrNull(result.uniform->lightness)},
@@ -145,16 +164,12 @@ std::string comparisonCsv(const ComparisonResult& result) {
     }
     const auto addDistance = [&](const std::string& name, double value) {
         names.push_back(name);
-        values.push_back(std::isnan(value) ? "" : nineDigits(value));
+        values.push_back(distanceText(value));
     };
     if (result.distances) {
-        for (std::size_t k = 0; k < correlateNames.size(); ++k) {
-            const BinDistances& its = (*result.distances)[k];
-            const std::string name = correlateNames[k].name;
-            addDistance(name + "_wasserstein", its.wasserstein);
-            addDistance(name + "_mean_shift", its.meanShift);
-            addDistance(name + "_kolmogorov_smirnov", its.kolmogorovSmirnov);
-            addDistance(name + "_jensen_shannon_bits", its.jensenShannon);
+        const std::vector<double> all = distanceValues(*result.distances);
+        for (std::size_t k = 0; k < all.size(); ++k) {
+            addDistance(distanceColumns()[k], all[k]);
         }
     }
     if (result.uniform) {
@@ -162,6 +177,9 @@ std::string comparisonCsv(const ComparisonResult& result) {
         addDistance("uniform_colorfulness", result.uniform->colorfulness);
         addDistance("uniform_hue", result.uniform->hue);
         addDistance("uniform_total", result.uniform->total);
+    }
+    if (result.sliced) {
+        addDistance("sliced_wasserstein", *result.sliced);
     }
     if (!result.model.isDefault()) {
         names.emplace_back("model");
