@@ -97,16 +97,17 @@ std::vector<std::string> photographsAsked(const Console& console, const Options&
     }
     std::vector<std::string> paths;
     std::vector<LeftOutFile> leftOut;
-    for (const std::string& path : named) {
+    for (std::string& path : named) {
         std::error_code error;
         if (!fs::is_directory(path, error)) {
-            paths.push_back(path);
+            paths.push_back(std::move(path));  // of a million names there is memory for one copy
             continue;
         }
         for (ImageFile& file : imageFilesIn("PHOTOS", path, leftOut)) {
             paths.push_back(std::move(file.path));
         }
     }
+    named = {};
     constexpr std::size_t told = 20;
     for (std::size_t k = 0; k < std::min(told, leftOut.size()); ++k) {
         console.tell("left out: '" + leftOut[k].path + "' " + leftOut[k].why);
@@ -186,6 +187,16 @@ private:
         return archive;
     }
 
+    /// What was read of large archives a while ago is not needed in memory any more.
+    void forgetNowAndThen(std::size_t k) const {
+        constexpr std::size_t aWhile = std::size_t{1} << 15;
+        if (k % aWhile == aWhile - 1) {
+            for (const auto& archive : archives_) {
+                archive->forgetIfLarge();
+            }
+        }
+    }
+
     /// @return  bytes of the unfinished archive that are whole
     std::uint64_t readEarlier() {
         std::error_code error;
@@ -227,6 +238,7 @@ private:
             }
         }
         for (std::size_t k = 0; k < paths_.size(); ++k) {
+            forgetNowAndThen(k);
             const auto place = known.find(paths_[k]);
             if (!place) {
                 ++added_;
@@ -354,6 +366,7 @@ private:
         std::uint64_t failed = 0;
         constexpr std::uint64_t told = 20;
         for (std::size_t k = 0; k < all.size(); ++k) {
+            forgetNowAndThen(k);
             const ArchivedPhotograph entry = all.archiveOf(k).photograph(all.entryOf(k));
             if (!entry.analysed() && ++failed <= told) {
                 console_.warn("cannot read '" + entry.path + "'" + entry.problem);
