@@ -24,7 +24,7 @@ found_without_dpkg() {
     libpng-dev) has_package libpng - ;;
     libsleef-dev) has_package sleef - || has_header sleef.h ;;
     libeigen3-dev) has_package eigen3 Eigen3Config.cmake ;;
-    libceres-dev) has_package ceres CeresConfig.cmake ;;
+    libceres-dev libhnswlib-dev) has_package ceres CeresConfig.cmake ;;
     libcli11-dev) has_package CLI11 CLI11Config.cmake ;;
     nlohmann-json3-dev) has_package nlohmann_json nlohmann_jsonConfig.cmake ;;
     libfmt-dev) has_package fmt fmt-config.cmake ;;
@@ -37,6 +37,7 @@ found_without_dpkg() {
     libraw-dev) has_package libraw_r - ;;
     libtiff-dev) has_package libtiff-4 - ;;
     libgif-dev) has_header gif_lib.h ;;
+    libhnswlib-dev) has_header hnswlib/hnswlib.h ;;
     libexiv2-dev) has_package exiv2 - ;;
     zlib1g-dev) has_package zlib - ;;
     libssl-dev) has_package libcrypto - ;;

@@ -1,6 +1,7 @@
 #include "archive/archive.hpp"
 
 #include "archive/path_search.hpp"
+#include "batch/stable_hash.hpp"
 
 #include <fmt/format.h>
 
@@ -297,6 +298,17 @@ std::string_view Archive::item(std::size_t block, Column ends, Column texts, std
         throw ArchiveDamage(named(blocks_[block]) + " is damaged: an item lies outside its column");
     }
     return all.substr(begin, end - begin);
+}
+
+std::string Archive::identity() const {
+    std::string text = headText(head_) + (finished_ ? " finished " : " unfinished ") + std::to_string(length_);
+    for (const Block& block : blocks_) {
+        put(text, block.place.begin);
+        for (const std::uint32_t sum : block.sums) {
+            put(text, sum);
+        }
+    }
+    return fmt::format("{:016x}", mixed(fnv1a(text)));
 }
 
 std::string_view Archive::pathOf(std::size_t entry) const {

@@ -40,6 +40,9 @@ public:
     bool finished() const noexcept { return finished_; }
     std::uint64_t bytes() const noexcept { return length_; }
 
+    /// 16 hexadecimal digits that stand for what is in it: of its head and the checksums of its columns.
+    std::string identity() const;
+
     /// Entries, those of damaged blocks among them.
     std::size_t size() const noexcept { return size_; }
 

@@ -1,9 +1,13 @@
 #include "archive/archive_pairs.hpp"
 
+#include "batch/stable_hash.hpp"
 #include "files/number_format.hpp"
+
+#include <fmt/format.h>
 
 #include <algorithm>
 #include <atomic>
+#include <iterator>
 #include <limits>
 #include <map>
 #include <mutex>
@@ -22,13 +26,21 @@ class DamageLines {
 public:
     void add(const std::string& line) {
         const std::scoped_lock lock(mutex_);
-        lines_.insert(line);
+        if (known_.insert(line).second) {
+            fresh_.push_back(line);
+        }
     }
-    std::vector<std::string> lines() const { return {lines_.begin(), lines_.end()}; }
+
+    /// Those that came since it was asked before.
+    std::vector<std::string> takeFresh() {
+        const std::scoped_lock lock(mutex_);
+        return std::exchange(fresh_, {});
+    }
 
 private:
     std::mutex mutex_;
-    std::set<std::string> lines_;
+    std::set<std::string> known_;
+    std::vector<std::string> fresh_;
 };
 
 /// All with all.
@@ -37,71 +49,97 @@ public:
     AllPairs(const Archive& first, const Archive& second, const PairSearch& asked)
         : first_(first), second_(second), asked_(asked), same_(&first == &second) {}
 
-    std::vector<ArchivePair> run(DamageLines& damage) {
-        // Small pieces, so that the last ones do not hold up the end; the results are put together in their order.
+    void run(EntryRange entries, const PairSink& take) {
+        // Small pieces, so that the last ones do not hold up the end; they are given on in their order.
         constexpr std::size_t piece = 16;
-        const std::size_t pieces = (first_.size() + piece - 1) / piece;
-        std::vector<std::vector<ArchivePair>> found(pieces);
-        std::atomic<std::size_t> count{0};
-        std::mutex progressing;
-        std::size_t done = 0;
+        const std::size_t count = entries.end - entries.begin;
+        const std::size_t pieces = (count + piece - 1) / piece;
+        const auto endOf = [&](std::size_t p) { return std::min(entries.end, entries.begin + (p + 1) * piece); };
+        std::atomic<std::size_t> total{asked_.had};
+        std::mutex giving;
+        std::map<std::size_t, std::vector<ArchivePair>> waiting;
+        std::size_t next = 0;
         onThreads(asked_.threads, pieces, [&](std::size_t p) {
-            const std::size_t end = std::min(first_.size(), (p + 1) * piece);
-            for (std::size_t entry = p * piece; entry < end; ++entry) {
-                try {
-                    ofEntry(entry, found[p], damage);
-                } catch (const ArchiveDamage& damaged) {
-                    damage.add(damaged.what());
-                }
-                if (found[p].size() > asked_.most) {
-                    break;
-                }
+            std::vector<ArchivePair> found = ofPiece({entries.begin + p * piece, endOf(p)});
+            if ((total += found.size()) > asked_.most) {
+                refuseMore();
             }
-            if ((count += found[p].size()) > asked_.most) {
-                throw Refusal("there are more than " + numberOf(asked_.most, "pair") +
-                              "; higher limits choose fewer, --most allows more");
+            const std::scoped_lock lock(giving);
+            waiting.emplace(p, std::move(found));
+            for (auto first = waiting.begin(); first != waiting.end() && first->first == next;
+                 first = waiting.erase(first)) {
+                take(endOf(next), first->second, damage_.takeFresh());
+                ++next;
             }
-            const std::scoped_lock lock(progressing);
-            done += end - p * piece;
             if (asked_.progress) {
-                asked_.progress(done, first_.size());
+                asked_.progress(next == 0 ? 0 : endOf(next - 1) - entries.begin, count);
             }
         });
-        std::vector<ArchivePair> all;
-        all.reserve(count);
-        for (std::vector<ArchivePair>& some : found) {
-            all.insert(all.end(), some.begin(), some.end());
-            some = {};
-        }
-        return all;
     }
 
 private:
-    void ofEntry(std::size_t entry, std::vector<ArchivePair>& found, DamageLines& damage) const {
-        if (!first_.analysed(entry)) {
-            return;
-        }
-        first_.photograph(entry);  // what is found can be recorded
-        const AppearanceDistributions photograph = first_.distributions(entry);
-        if (asked_.nearest > 0) {
-            nearestOf(entry, photograph, found, damage);
-            return;
-        }
-        const ComparedOnce exact(photograph);
-        const SketchQuery sketch(photograph, second_.head().edges.value_or(GroupEdges()));
-        const std::size_t from = same_ ? entry + 1 : 0;
-        for (std::size_t b = from < second_.size() ? second_.blockOf(from) : second_.blocks(); b < second_.blocks();
-             ++b) {
-            try {
-                ofBlock(entry, from, b, exact, sketch, found, damage);
-            } catch (const ArchiveDamage& damaged) {
-                damage.add(damaged.what());
-            }
-        }
+    /// A photograph of the first archive.
+    struct Row {
+        std::size_t entry;
+        AppearanceDistributions photograph;
+        ComparedOnce exact;
+        SketchQuery sketch;
+        std::vector<ArchivePair> found;
+    };
+
+    [[noreturn]] void refuseMore() const {
+        throw TooManyPairs("there are more than " + numberOf(asked_.most, "pair") +
+                           "; higher limits choose fewer, --most allows more");
     }
 
-    void nearestOf(std::size_t entry, const AppearanceDistributions& photograph, std::vector<ArchivePair>& found,
-                   DamageLines& damage) const {
+    std::vector<ArchivePair> ofPiece(EntryRange entries) {
+        std::vector<Row> rows;
+        std::vector<ArchivePair> found;
+        for (std::size_t entry = entries.begin; entry < entries.end; ++entry) {
+            try {
+                if (!first_.analysed(entry)) {
+                    continue;
+                }
+                first_.photograph(entry);  // what is found can be recorded
+                AppearanceDistributions photograph = first_.distributions(entry);
+                if (asked_.nearest > 0) {
+                    nearestOf(entry, photograph, found);
+                    continue;
+                }
+                ComparedOnce exact(photograph);
+                const SketchQuery sketch(photograph, second_.head().edges.value_or(GroupEdges()));
+                rows.push_back({entry, std::move(photograph), std::move(exact), sketch, {}});
+            } catch (const ArchiveDamage& damaged) {
+                damage_.add(damaged.what());
+            }
+        }
+        // The sketches of a block are read once for all rows of the piece.
+        const std::size_t from = same_ ? entries.begin + 1 : 0;
+        for (std::size_t b = !rows.empty() && from < second_.size() ? second_.blockOf(from) : second_.blocks();
+             b < second_.blocks(); ++b) {
+            std::size_t together = 0;
+            for (Row& row : rows) {
+                try {
+                    ofBlock(row, b);
+                } catch (const ArchiveDamage& damaged) {
+                    damage_.add(damaged.what());
+                }
+                together += row.found.size();
+            }
+            if (together > asked_.most) {
+                refuseMore();
+            }
+            if (second_.blocks() > blocksInMemory) {
+                second_.forget(b);
+            }
+        }
+        for (const Row& row : rows) {
+            found.insert(found.end(), row.found.begin(), row.found.end());
+        }
+        return found;
+    }
+
+    void nearestOf(std::size_t entry, const AppearanceDistributions& photograph, std::vector<ArchivePair>& found) {
         ArchiveSearch search;
         search.top = asked_.nearest;
         search.score = asked_.score;
@@ -117,12 +155,12 @@ private:
             }
         }
         for (const std::string& line : lines) {
-            damage.add(line);
+            damage_.add(line);
         }
     }
 
-    void ofBlock(std::size_t entry, std::size_t from, std::size_t number, const ComparedOnce& exact,
-                 const SketchQuery& sketch, std::vector<ArchivePair>& found, DamageLines& damage) const {
+    void ofBlock(Row& row, std::size_t number) {
+        const std::size_t from = same_ ? row.entry + 1 : 0;
         const BlockPlace& place = second_.block(number);
         const std::string_view sketches = second_.sketches(number);
         const auto* const bytes = reinterpret_cast<const std::uint8_t*>(sketches.data());
@@ -131,7 +169,7 @@ private:
         coefficients[hueNumber] = hueBound;
         const std::size_t begin = std::max<std::size_t>(from, place.firstEntry) - place.firstEntry;
         for (std::size_t i = begin / sketchLanes * sketchLanes; i < place.entries; i += sketchLanes) {
-            sketch.bounds(bytes + i * sketchBytes, eight);
+            row.sketch.bounds(bytes + i * sketchBytes, eight);
             const std::size_t end = std::min<std::size_t>(sketchLanes, place.entries - i);
             for (std::size_t lane = begin > i ? begin - i : 0; lane < end; ++lane) {
                 bool reaches = true;
@@ -141,17 +179,16 @@ private:
                 }
                 if (reaches && asked_.score.of(coefficients) * (1 + 1e-6) >= asked_.leastScore) {
                     try {
-                        compare(entry, place.firstEntry + i + lane, exact, found);
+                        compare(row, place.firstEntry + i + lane);
                     } catch (const ArchiveDamage& damaged) {
-                        damage.add(damaged.what());
+                        damage_.add(damaged.what());
                     }
                 }
             }
         }
     }
 
-    void compare(std::size_t entry, std::size_t other, const ComparedOnce& exact,
-                 std::vector<ArchivePair>& found) const {
+    void compare(Row& row, std::size_t other) {
         if (compared_.fetch_add(1, std::memory_order_relaxed) % Archive::worthForgetting == 0) {
             second_.forgetIfLarge();
         }
@@ -160,9 +197,9 @@ private:
         if (histograms.empty()) {
             return;
         }
-        ArchivePair pair{static_cast<std::uint32_t>(entry), static_cast<std::uint32_t>(other), {}, 0};
+        ArchivePair pair{static_cast<std::uint32_t>(row.entry), static_cast<std::uint32_t>(other), {}, 0};
         try {
-            pair.coefficients = exact.with(histograms, pixels);
+            pair.coefficients = row.exact.with(histograms, pixels);
         } catch (const HistogramDamage& damage) {
             throw ArchiveDamage("'" + second_.path() + "', entry " + std::to_string(other + 1) + ": " + damage.what());
         }
@@ -172,55 +209,27 @@ private:
             reaches = reaches && pair.coefficients[k] >= asked_.least[k];
         }
         if (reaches) {
-            found.push_back(pair);
+            row.found.push_back(pair);
         }
     }
 
     static constexpr double hueBound = 1.001;  // as in a search
+    static constexpr std::size_t blocksInMemory = 16;
 
     const Archive& first_;
     const Archive& second_;
     const PairSearch& asked_;
     bool same_;
-    mutable std::atomic<std::size_t> compared_{0};
+    DamageLines damage_;
+    std::atomic<std::size_t> compared_{0};
 };
 
-/// Entries in sets that are joined (Galler and Fischer, 1964), each named by its least entry.
-class JoinedSets {
-public:
-    std::uint32_t of(std::uint32_t entry) {
-        std::uint32_t* above = &above_.try_emplace(entry, entry).first->second;
-        while (*above != entry) {
-            std::uint32_t& next = above_.at(*above);
-            entry = *above;
-            *above = next;  // halves the way for who comes next
-            above = &next;
-        }
-        return entry;
-    }
+/// How many comparisons the entries before one have, of `entries`, where each is compared with all behind it.
+std::uint64_t comparisonsBefore(std::uint64_t entry, std::uint64_t entries) {
+    return entry * (entries - 1) - entry * (entry - 1) / 2;
+}
 
-    void join(std::uint32_t first, std::uint32_t second) {
-        const std::uint32_t a = of(first);
-        const std::uint32_t b = of(second);
-        above_[std::max(a, b)] = std::min(a, b);
-    }
-
-    std::map<std::uint32_t, std::vector<std::uint32_t>> sets() {
-        std::map<std::uint32_t, std::vector<std::uint32_t>> sets;
-        for (const auto& [entry, above] : above_) {
-            sets[of(entry)].push_back(entry);
-        }
-        return sets;
-    }
-
-private:
-    std::map<std::uint32_t, std::uint32_t> above_;
-};
-
-}  // namespace
-
-std::vector<ArchivePair> alikePairs(const Archive& first, const Archive& second, const PairSearch& search,
-                                    std::vector<std::string>* damage) {
+void refuseUnfit(const Archive& first, const Archive& second) {
     for (const Archive* archive : {&first, &second}) {
         if (!archive->head().edges) {
             throw Refusal("'" + archive->path() + "' is unfinished; darkroom index --resume goes on with it");
@@ -229,24 +238,118 @@ std::vector<ArchivePair> alikePairs(const Archive& first, const Archive& second,
             throw Refusal("'" + archive->path() + "' has more than 2^32 photographs; shards of it can be compared");
         }
     }
-    DamageLines lines;
-    std::vector<ArchivePair> pairs = AllPairs(first, second, search).run(lines);
-    if (damage != nullptr) {
-        *damage = lines.lines();
-    }
-    return pairs;
 }
 
-std::vector<ArchiveCluster> clustersOf(const Archive& archive, const std::vector<ArchivePair>& pairs,
-                                       const RankingScore& score, unsigned threads) {
-    JoinedSets joined;
-    for (const ArchivePair& pair : pairs) {
-        joined.join(pair.first, pair.second);
+}  // namespace
+
+EntryRange entriesOfShard(const Archive& first, const Archive& second, const PairSearch& search, Shard shard) {
+    const std::uint64_t entries = first.size();
+    if (&first != &second || search.nearest > 0 || entries < 2) {
+        // Both factors are below 2^32.
+        return {entries * (shard.index - 1) / shard.count, entries * shard.index / shard.count};
     }
+    const std::uint64_t total = comparisonsBefore(entries - 1, entries);
+    const auto begin = [&](std::uint32_t part) -> std::size_t {
+        if (part == shard.count) {
+            return entries;
+        }
+        const std::uint64_t wanted = total / shard.count * part + total % shard.count * part / shard.count;
+        std::uint64_t low = 0;
+        std::uint64_t high = entries;
+        while (low < high) {
+            const std::uint64_t middle = low + (high - low) / 2;
+            if (comparisonsBefore(middle, entries) < wanted) {
+                low = middle + 1;
+            } else {
+                high = middle;
+            }
+        }
+        return low;
+    };
+    return {begin(shard.index - 1), begin(shard.index)};
+}
+
+std::string fingerprintOfPairs(const Archive& first, const Archive& second, const PairSearch& search) {
+    std::string text = "pairs 1 " + first.identity() + ' ' + second.identity() + (&first == &second ? " same" : " two");
+    fmt::format_to(std::back_inserter(text), " {} {} {}", static_cast<int>(search.score.kind), search.leastScore,
+                   search.nearest);
+    for (std::size_t k = 0; k < search.least.size(); ++k) {
+        fmt::format_to(std::back_inserter(text), " {} {}", search.score.weights[k], search.least[k]);
+    }
+    return fmt::format("{:016x}", mixed(fnv1a(text)));
+}
+
+void findAlikePairs(const Archive& first, const Archive& second, const PairSearch& search, EntryRange entries,
+                    const PairSink& take) {
+    refuseUnfit(first, second);
+    AllPairs(first, second, search).run(entries, take);
+}
+
+std::vector<ArchivePair> alikePairs(const Archive& first, const Archive& second, const PairSearch& search,
+                                    std::vector<std::string>* damage) {
+    std::vector<ArchivePair> all;
+    std::set<std::string> lines;
+    findAlikePairs(first, second, search, {0, first.size()},
+                   [&](std::size_t, const std::vector<ArchivePair>& pairs, const std::vector<std::string>& fresh) {
+                       all.insert(all.end(), pairs.begin(), pairs.end());
+                       lines.insert(fresh.begin(), fresh.end());
+                   });
+    if (damage != nullptr) {
+        damage->assign(lines.begin(), lines.end());
+    }
+    return all;
+}
+
+JoinedEntries::JoinedEntries(std::size_t entries) : above_(entries) {
+    std::iota(above_.begin(), above_.end(), 0U);
+}
+
+std::uint32_t JoinedEntries::of(std::uint32_t entry) {
+    while (above_[entry] != entry) {
+        above_[entry] = above_[above_[entry]];  // halves the way for who comes next
+        entry = above_[entry];
+    }
+    return entry;
+}
+
+void JoinedEntries::join(std::uint32_t first, std::uint32_t second) {
+    const std::uint32_t a = of(first);
+    const std::uint32_t b = of(second);
+    above_[std::max(a, b)] = std::min(a, b);
+}
+
+std::vector<std::vector<std::uint32_t>> JoinedEntries::sets() {
+    // The least entry of a set names it, and so comes before the others.
+    std::vector<std::vector<std::uint32_t>> sets;
+    std::map<std::uint32_t, std::size_t> places;
+    for (std::uint32_t entry = 0; entry < above_.size(); ++entry) {
+        const std::uint32_t name = of(entry);
+        if (name == entry) {
+            continue;
+        }
+        const auto [place, fresh] = places.try_emplace(name, sets.size());
+        if (fresh) {
+            sets.push_back({name});
+        }
+        sets[place->second].push_back(entry);
+    }
+    std::sort(sets.begin(), sets.end(), [](const auto& a, const auto& b) { return a.front() < b.front(); });
+    return sets;
+}
+
+std::vector<ArchiveCluster> clustersOf(const Archive& archive, JoinedEntries& joined, const RankingScore& score,
+                                       unsigned threads,
+                                       const std::function<void(std::size_t done, std::size_t entries)>& progress) {
     std::vector<ArchiveCluster> clusters;
-    for (auto& [least, entries] : joined.sets()) {
-        ArchiveCluster cluster;
-        cluster.entries = std::move(entries);
+    std::size_t entries = 0;
+    for (std::vector<std::uint32_t>& set : joined.sets()) {
+        entries += set.size();
+        clusters.push_back({std::move(set), {}, 0});
+    }
+    std::mutex telling;
+    std::size_t done = 0;
+    std::atomic<std::size_t> compared{0};
+    for (ArchiveCluster& cluster : clusters) {
         cluster.means.resize(cluster.entries.size());
         onThreads(threads, cluster.entries.size(), [&](std::size_t i) {
             const ComparedOnce exact(archive.distributions(cluster.entries[i]));
@@ -257,14 +360,30 @@ std::vector<ArchiveCluster> clustersOf(const Archive& archive, const std::vector
                     const std::string_view histograms = archive.histograms(other, pixels);
                     sum += score.of(exact.with(histograms, pixels));
                 }
+                if (compared.fetch_add(1, std::memory_order_relaxed) % Archive::worthForgetting == 0) {
+                    archive.forgetIfLarge();
+                }
             }
             cluster.means[i] = sum / static_cast<double>(cluster.entries.size() - 1);
+            const std::scoped_lock lock(telling);
+            ++done;
+            if (progress) {
+                progress(done, entries);
+            }
         });
         cluster.representative = static_cast<std::size_t>(std::max_element(cluster.means.begin(), cluster.means.end()) -
                                                           cluster.means.begin());
-        clusters.push_back(std::move(cluster));
     }
     return clusters;
+}
+
+std::vector<ArchiveCluster> clustersOf(const Archive& archive, const std::vector<ArchivePair>& pairs,
+                                       const RankingScore& score, unsigned threads) {
+    JoinedEntries joined(archive.size());
+    for (const ArchivePair& pair : pairs) {
+        joined.join(pair.first, pair.second);
+    }
+    return clustersOf(archive, joined, score, threads);
 }
 
 }  // namespace likeness

@@ -9,6 +9,7 @@
 #include <stdexcept>
 #include <system_error>
 #include <thread>
+#include <unordered_map>
 #include <utility>
 
 namespace likeness {
@@ -28,6 +29,26 @@ bool before(const ArchiveHit& first, const ArchiveHit& second) {
     return first.score > second.score || (first.score == second.score && first.entry < second.entry);
 }
 
+/// Of an unfinished archive, the entries that a later one of the same path stands for; empty of another.
+std::vector<bool> supersededEntries(const Archive& archive) {
+    if (archive.finished()) {
+        return {};
+    }
+    std::vector<bool> superseded(archive.size());
+    std::unordered_map<std::string_view, std::size_t> last;
+    last.reserve(archive.size());
+    for (std::size_t entry = 0; entry < archive.size(); ++entry) {
+        try {
+            const auto [place, fresh] = last.try_emplace(archive.pathOf(entry), entry);
+            if (!fresh) {
+                superseded[std::exchange(place->second, entry)] = true;
+            }
+        } catch (const ArchiveDamage&) {  // told of where it is compared
+        }
+    }
+    return superseded;
+}
+
 /// One search.
 class Search {
 public:
@@ -35,6 +56,7 @@ public:
         : archive_(archive),
           asked_(asked),
           exact_(photograph),
+          superseded_(supersededEntries(archive)),
           sketch_(photograph, archive.head().edges.value_or(GroupEdges())) {}
 
     void run() {
@@ -129,7 +151,7 @@ private:
 
     std::optional<ArchiveHit> compared(std::size_t entry) {
         try {
-            if (asked_.among && !asked_.among(entry)) {
+            if ((!superseded_.empty() && superseded_[entry]) || (asked_.among && !asked_.among(entry))) {
                 return std::nullopt;
             }
             std::uint64_t pixels = 0;
@@ -205,6 +227,7 @@ private:
     const Archive& archive_;
     const ArchiveSearch& asked_;
     ComparedOnce exact_;
+    std::vector<bool> superseded_;
     SketchQuery sketch_;
     std::vector<float> bounds_;
     std::vector<ArchiveHit> found_;

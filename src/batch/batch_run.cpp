@@ -47,10 +47,7 @@ void prepareOpenMp() {
 }
 
 /// A table of texts knows no other kind.
-std::optional<CarriedValue::Kind> hueKind(const ResultFile& file, const AnalysisOptions& analysis) {
-    if (!analysis.hue) {
-        return std::nullopt;
-    }
+CarriedValue::Kind numberKind(const ResultFile& file) {
     return file.format == ResultFormat::csv ? CarriedValue::Kind::text : CarriedValue::Kind::json;
 }
 
@@ -84,7 +81,8 @@ BatchRun::BatchRun(const PairList& pairs, const ResultFile& file, BatchOptions o
       options_(std::move(options)),
       events_(events),
       origin_{LIKENESS_VERSION, parameterFingerprint(options_.analysis, options_.profiles),
-              hueKind(file, options_.analysis), options_.computed},
+              options_.analysis.hue ? std::optional(numberKind(file)) : std::nullopt, options_.computed,
+              options_.distances ? std::optional(numberKind(file)) : std::nullopt},
       cache_(options_.cache),
       cores_(std::min(static_cast<unsigned>(threads()), processors())) {}
 
@@ -214,9 +212,11 @@ OrderedPool::Work BatchRun::worker() {
         const auto [first, second] =
             bench->analyze(keyOf(pair, pair.first, firstMaskColumn), keyOf(pair, pair.second, secondMaskColumn),
                            [this](const std::string& key, AnalysisTables& tables) { return analysis(key, tables); });
-        ResultRecord record =
-            recordOf(pair, pairs_.total(), compareAnalyses(pair.first, *first, pair.second, *second, options_.analysis),
-                     origin_);
+        PairOutcome outcome = compareAnalyses(pair.first, *first, pair.second, *second, options_.analysis);
+        if (options_.distances && outcome.compared()) {
+            outcome.distances = distancesOf(first->distributions, second->distributions);
+        }
+        ResultRecord record = recordOf(pair, pairs_.total(), std::move(outcome), origin_);
         record.milliseconds = 1000 * secondsSince(begin);
         return record;
     };

@@ -28,6 +28,7 @@ struct BatchOptions {
     std::size_t cache = 1000;  ///< analysed photographs that are kept of those that occur again
     std::uint64_t mostPixels = usualMostPixels;
     AnalysisOptions analysis{};  ///< maps are not made
+    bool distances = false;      ///< record distances too, in the columns `distanceColumns`
     ProfileChoice profiles{};
 
     /// Further columns of the records; their names are among those of the output.

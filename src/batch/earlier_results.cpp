@@ -1,5 +1,6 @@
 #include "batch/earlier_results.hpp"
 
+#include "batch/distance_columns.hpp"
 #include "batch/stable_hash.hpp"
 #include "batch/working_file.hpp"
 #include "files/number_format.hpp"
@@ -142,7 +143,7 @@ private:
         const bool hasHeader = file_.format != ResultFormat::jsonLines;
         while (reader->next(record)) {
             checkOrigin(file_.path, record);
-            const bool same = takeOwn(record);
+            const bool same = takeOwn(file_.path, record);
             if (!same || (hasHeader && reader->columns() != file_.columns) || earlier.recorded == pairs_.size() ||
                 !isOf(pairs_.at(earlier.recorded), record) || (retryFailed_ && !record.outcome.compared())) {
                 return false;
@@ -182,11 +183,22 @@ private:
 
     /// Leaves the list's columns alone.
     /// @return  whether those that follow from the outcome are as they would be now
-    bool takeOwn(ResultRecord& record) const {
+    bool takeOwn(const std::string& path, ResultRecord& record) const {
         if (origin_.hue) {
             takeHue(record);
         }
-        return !origin_.computed || takeComputed(record, *origin_.computed);
+        const bool same = !origin_.computed || takeComputed(record, *origin_.computed);
+        const bool ofList = !pairs_.columns().empty() && pairs_.columns().back() == distanceColumns().back();
+        if (!origin_.distances && !ofList && carriesDistances(record)) {
+            throw Refusal("'" + path + "' holds results with distances; --distances goes on with them");
+        }
+        if (origin_.distances) {
+            takeDistances(record);
+            if (record.outcome.compared() && !record.outcome.distances) {
+                throw Refusal("'" + path + "' holds results without distances, and this run has --distances");
+            }
+        }
+        return same;
     }
 
     void checkOrigin(const std::string& path, const ResultRecord& record) const {
@@ -213,7 +225,7 @@ private:
         std::uint64_t records = 0;
         while (reader->next(record)) {
             checkOrigin(path, record);
-            takeOwn(record);
+            takeOwn(path, record);
             const std::size_t number = index_->find(record.id);
             if (number == PairIndex::npos) {
                 throw Refusal("'" + path + "' holds the pair '" + record.id + "', which is not in the list" +
@@ -280,6 +292,9 @@ ResultRecord recordOf(const Pair& pair, std::uint64_t pairs, PairOutcome outcome
     record.version = origin.version;
     record.parameters = origin.parameters;
     record.carried = pair.carried;
+    if (origin.distances) {
+        carryDistances(record, *origin.distances);
+    }
     if (origin.computed) {
         carryComputed(record, *origin.computed);
     }

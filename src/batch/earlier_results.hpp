@@ -29,6 +29,8 @@ struct ResultOrigin {
     std::optional<CarriedValue::Kind> hue = {};
     /// They stand before the hue's coefficient.
     std::optional<ComputedColumns> computed = {};
+    /// The same of the distances, in the columns ahead of it (`distanceColumns`).
+    std::optional<CarriedValue::Kind> distances = {};
 };
 
 /// The record of a pair of the list.

@@ -1,10 +1,13 @@
 #include "batch/result_merge.hpp"
 
+#include "batch/distance_columns.hpp"
 #include "batch/output_lock.hpp"
 #include "batch/result_text.hpp"
+#include "batch/shard.hpp"
 #include "batch/stable_hash.hpp"
 #include "batch/working_file.hpp"
 #include "files/interrupt_cleanup.hpp"
+#include "files/number_format.hpp"
 #include "files/refusal.hpp"
 #include "files/replaced_file.hpp"
 
@@ -19,6 +22,7 @@
 #include <filesystem>
 #include <functional>
 #include <limits>
+#include <optional>
 #include <queue>
 #include <unordered_set>
 
@@ -249,6 +253,87 @@ private:
     std::uint64_t failed_ = 0;
 };
 
+/// What results of a shard of an archive's pairs say of themselves.
+struct ShardOfPairs {
+    Shard shard;
+    std::string fingerprint;
+};
+
+/// @return  nothing of other results
+std::optional<ShardOfPairs> shardOfPairs(const ResultRecord& record) {
+    for (const CarriedValue& value : record.carried) {
+        const std::size_t space = value.text.find(' ');
+        if (value.column == pairsShardColumn && space != std::string::npos) {
+            try {
+                return ShardOfPairs{parseShard(value.text.substr(0, space)), value.text.substr(space + 1)};
+            } catch (const Refusal&) {
+                return std::nullopt;
+            }
+        }
+    }
+    return std::nullopt;
+}
+
+/// The same for an input; none has no records.
+struct InputOfPairs {
+    std::string path;
+    std::optional<ResultRecord> first;
+    std::optional<ShardOfPairs> shard;
+};
+
+std::vector<InputOfPairs> inputsOfPairs(const std::vector<std::string>& paths) {
+    std::vector<InputOfPairs> inputs;
+    for (const std::string& path : paths) {
+        InputOfPairs input{path, {}, {}};
+        const auto reader = openResults(path, resultFormatOf("IN", path));
+        if (ResultRecord record; reader->next(record)) {
+            input.shard = shardOfPairs(record);
+            input.first = std::move(record);
+        }
+        inputs.push_back(std::move(input));
+    }
+    return inputs;
+}
+
+/// Visits the records of shards of pairs one shard after the other, as those of one list.
+/// @param pairs   of all of them; 0 while it is not known
+/// @param output  decides on the kind of the hue's coefficient and the distances
+void forEachOfShards(const std::vector<std::string>& paths, std::uint64_t pairs, ResultFormat output,
+                     const std::function<void(ResultRecord& record)>& visit) {
+    std::uint64_t position = 0;
+    for (const std::string& path : paths) {
+        const auto reader = openResults(path, resultFormatOf("IN", path));
+        std::uint64_t here = 0;
+        std::uint64_t its = 0;
+        for (ResultRecord read; reader->next(read);) {
+            ResultRecord record = read;  // a reader goes on with its own
+            its = record.pairs;
+            if (record.position != ++here || !shardOfPairs(record)) {
+                throw Refusal(fmt::format("'{}': the pair '{}' stands where the {}. of the shard is expected", path,
+                                          record.id, here));
+            }
+            record.position = ++position;
+            record.pairs = pairs;
+            std::erase_if(record.carried, [](const CarriedValue& value) { return value.column == pairsShardColumn; });
+            for (CarriedValue& value : record.carried) {
+                const bool number = value.column == hueColumn ||
+                                    std::find(distanceColumns().begin(), distanceColumns().end(), value.column) !=
+                                        distanceColumns().end();
+                if (number && value.kind != CarriedValue::Kind::absent) {
+                    value.kind = output == ResultFormat::csv ? CarriedValue::Kind::text
+                                 : value.text.empty()        ? CarriedValue::Kind::absent
+                                                             : CarriedValue::Kind::json;
+                }
+            }
+            visit(record);
+        }
+        if (reader->tail().cutOff || here != its) {
+            throw Refusal(fmt::format("'{}' is not whole: {} of {} are there; darkroom pairs makes it anew", path, here,
+                                      numberOf(its, "pair")));
+        }
+    }
+}
+
 /// Inputs with a header must have one and the same.
 void checkColumns(const std::vector<std::string>& paths) {
     std::string path;
@@ -314,6 +399,10 @@ ResultMerge::ResultMerge(std::vector<std::string> inputs, const std::string& out
         }
     }
     checkColumns(inputs_);
+    checkShardsOfPairs(output);
+    if (ofPairs_) {
+        return;
+    }
     Checks checks;
     KindChecks kinds(resultFormatOf("OUT", output));
     forEachRecord(inputs_, [&](const Input& input) {
@@ -326,6 +415,71 @@ ResultMerge::ResultMerge(std::vector<std::string> inputs, const std::string& out
     failed_ = checks.failed();
     assumption_ = kinds.assumption();
     knowsKinds_ = kinds.allKnown();
+}
+
+void ResultMerge::checkShardsOfPairs(const std::string& output) {
+    std::vector<InputOfPairs> inputs = inputsOfPairs(inputs_);
+    const auto one = std::find_if(inputs.begin(), inputs.end(), [](const auto& input) { return input.shard; });
+    if (one == inputs.end()) {
+        return;
+    }
+    ofPairs_ = true;
+    const ShardOfPairs first = *one->shard;
+    std::vector<const InputOfPairs*> byShard(first.shard.count, nullptr);
+    std::vector<std::string> ordered;
+    for (const InputOfPairs& input : inputs) {
+        if (!input.first) {
+            continue;
+        }
+        if (!input.shard || input.shard->fingerprint != first.fingerprint ||
+            input.shard->shard.count != first.shard.count || input.first->version != one->first->version ||
+            input.first->parameters != one->first->parameters) {
+            throw Refusal(
+                "'" + one->path + "' and '" + input.path +
+                "' are no shards of one run of darkroom pairs: archives, options or numbers of shards differ");
+        }
+        const InputOfPairs*& place = byShard[input.shard->shard.index - 1];
+        if (place != nullptr) {
+            throw Refusal(fmt::format("'{}' and '{}' are both shard {}/{}", place->path, input.path,
+                                      input.shard->shard.index, first.shard.count));
+        }
+        place = &input;
+    }
+    // Shards without pairs do not say which they are; they may only be as many as are missing.
+    if (inputs.size() != first.shard.count) {
+        throw Refusal(fmt::format("the pairs are in {}, and {} given; those without pairs are needed too",
+                                  numberOf(first.shard.count, "shard"),
+                                  numberOf(inputs.size(), "input is", "inputs are")));
+    }
+    std::vector<std::string> emptyPaths;
+    for (const InputOfPairs& input : inputs) {
+        for (const std::string& other : input.first ? std::vector<std::string>() : emptyPaths) {
+            std::error_code error;
+            if (fs::equivalent(input.path, other, error)) {
+                throw Refusal("'" + other + "' and '" + input.path + "' are the same file");
+            }
+        }
+        if (!input.first) {
+            emptyPaths.push_back(input.path);
+        }
+    }
+    for (const InputOfPairs* const input : byShard) {
+        if (input != nullptr) {
+            ordered.push_back(input->path);
+        }
+    }
+    ordered.insert(ordered.end(), emptyPaths.begin(), emptyPaths.end());
+    inputs_ = std::move(ordered);
+    std::unordered_set<std::string> known;
+    forEachOfShards(inputs_, 0, resultFormatOf("OUT", output), [&](ResultRecord& record) {
+        ++pairs_;
+        failed_ += record.outcome.compared() ? 0U : 1U;
+        for (const CarriedValue& value : record.carried) {
+            if (known.insert(value.column).second) {
+                columns_.push_back(value.column);
+            }
+        }
+    });
 }
 
 void ResultMerge::write(const std::string& output, bool overwrite) const {
@@ -356,8 +510,18 @@ void ResultMerge::write(const std::string& output, bool overwrite) const {
         file.knowsKinds = knowsKinds_;
         const auto writer = writeResults(file);
         std::vector<ResultRecord> block;
+        if (ofPairs_) {
+            constexpr std::size_t asPairsWrites = 4096;
+            forEachOfShards(inputs_, pairs_, format, [&](ResultRecord& record) {
+                block.push_back(std::move(record));
+                if (block.size() == asPairsWrites) {
+                    writer->append(block);
+                    block.clear();
+                }
+            });
+        }
         constexpr std::size_t blockSize = 1000;
-        forEachRecord(inputs_, [&](const Input& input) {
+        forEachRecord(ofPairs_ ? std::vector<std::string>() : inputs_, [&](const Input& input) {
             block.push_back(input.record());
             if (block.size() == blockSize) {
                 writer->append(block);

@@ -8,8 +8,8 @@
 
 namespace likeness {
 
-/// Joins results of shards of one list into one file in the order of the list. Everything is checked before `write`
-/// puts down the first byte.
+/// Joins results of shards of one list into one file in the order of the list, or those of shards of an archive's pairs
+/// into what one run would have written. Everything is checked before `write` puts down the first byte.
 class ResultMerge {
 public:
     /// Reads all inputs once. Few of them are open at a time, however many there are.
@@ -30,7 +30,10 @@ public:
     void write(const std::string& output, bool overwrite) const;
 
 private:
-    std::vector<std::string> inputs_;
+    void checkShardsOfPairs(const std::string& output);
+
+    std::vector<std::string> inputs_;  ///< of shards of an archive's pairs in their order
+    bool ofPairs_ = false;             ///< whether they are such shards
     std::vector<std::string> columns_;
     std::string assumption_;
     bool knowsKinds_ = true;

@@ -1,6 +1,7 @@
 // What is recorded of one pair of photographs. docs/formats.md has the table of the fields.
 #pragma once
 
+#include <likeness/comparison/distances.hpp>
 #include <likeness/comparison/per_correlate.hpp>
 
 #include <array>
@@ -33,6 +34,10 @@ struct CarriedValue {
 /// The column of the hue's coefficient, behind those of the list, in results that have one.
 inline constexpr const char* hueColumn = "hue";
 
+/// The column of results of a shard of an archive's pairs, ahead of the hue's: "I/N" and a fingerprint of what was asked.
+/// Merging takes it away: positions and numbers of pairs are those of the shard until then.
+inline constexpr const char* pairsShardColumn = "pairs_shard";
+
 /// What is recorded of one photograph of a pair.
 struct PhotographFacts {
     int width = 0;  ///< pixels; 0 if it could not be read
@@ -46,10 +51,11 @@ struct PhotographFacts {
 struct PairOutcome {
     PhotographFacts first;
     PhotographFacts second;
-    std::array<float, 5> coefficients{};  ///< without meaning if there is an error
-    std::optional<float> hue;             ///< the sixth, where it was asked for
-    std::string error;                    ///< why the pair could not be compared; empty if it was
-    std::string remarks;                  ///< of the decoders
+    std::array<float, 5> coefficients{};                  ///< without meaning if there is an error
+    std::optional<float> hue;                             ///< the sixth, where it was asked for
+    std::optional<PerCorrelate<BinDistances>> distances;  ///< where they were asked for
+    std::string error;                                    ///< why the pair could not be compared; empty if it was
+    std::string remarks;                                  ///< of the decoders
 
     bool compared() const noexcept { return error.empty(); }
 };

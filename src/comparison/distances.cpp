@@ -8,6 +8,7 @@
 #include <cmath>
 #include <limits>
 #include <numbers>
+#include <stdexcept>
 #include <vector>
 
 namespace likeness {
@@ -74,12 +75,13 @@ struct UniformDistributions {
     double pixels = 0;
 };
 
-UniformDistributions uniformDistributions(const AppearanceMaps& maps) {
-    requireType("uniformDistances", CV_32F,
+/// Calls take(color, colorfulness, hueDegrees) for every pixel that counts.
+template <typename Take>
+void forEachUniformColor(const char* operation, const AppearanceMaps& maps, const Take& take) {
+    requireType(operation, CV_32F,
                 {{"lightness", maps.lightness}, {"colorfulness", maps.colorfulness}, {"hueDegrees", maps.hueDegrees}});
-    requireRoom("uniformDistances", maps.lightness.size(), CV_32F,
+    requireRoom(operation, maps.lightness.size(), CV_32F,
                 {{"colorfulness", maps.colorfulness}, {"hueDegrees", maps.hueDegrees}});
-    UniformDistributions result;
     for (int i = 0; i < maps.lightness.rows; ++i) {
         const auto* const J = maps.lightness.ptr<float>(i);
         const auto* const M = maps.colorfulness.ptr<float>(i);
@@ -94,16 +96,49 @@ UniformDistributions uniformDistributions(const AppearanceMaps& maps) {
             if (!(std::isfinite(color.lightness) && std::isfinite(colorfulness))) {
                 continue;
             }
-            result.lightness.add(color.lightness);
-            result.colorfulness.add(colorfulness);
-            const int degree = static_cast<int>(std::lround(correlates.hueDegrees)) % 360;
-            result.hue[static_cast<std::size_t>(degree < 0 ? degree + 360 : degree)] += colorfulness;
-            result.sumOfColorfulness += colorfulness;
-            ++result.pixels;
+            take(color, colorfulness, correlates.hueDegrees);
         }
     }
+}
+
+UniformDistributions uniformDistributions(const AppearanceMaps& maps) {
+    UniformDistributions result;
+    forEachUniformColor("uniformDistances", maps,
+                        [&result](const UniformColor& color, double colorfulness, double hueDegrees) {
+                            result.lightness.add(color.lightness);
+                            result.colorfulness.add(colorfulness);
+                            const int degree = static_cast<int>(std::lround(hueDegrees)) % 360;
+                            result.hue[static_cast<std::size_t>(degree < 0 ? degree + 360 : degree)] += colorfulness;
+                            result.sumOfColorfulness += colorfulness;
+                            ++result.pixels;
+                        });
     return result;
 }
+
+std::vector<UniformColor> uniformColors(const AppearanceMaps& maps) {
+    std::vector<UniformColor> colors;
+    colors.reserve(maps.lightness.total());
+    forEachUniformColor("slicedWasserstein", maps,
+                        [&colors](const UniformColor& color, double, double) { colors.push_back(color); });
+    return colors;
+}
+
+/// Steps of SplitMix64 (Steele, Lea, Flood, OOPSLA 2014): the same numbers on every machine.
+class EvenNumbers {
+public:
+    explicit EvenNumbers(std::uint64_t seed) : state_(seed) {}
+
+    /// From 0 to below 1.
+    double next() {
+        std::uint64_t z = state_ += 0x9e3779b97f4a7c15U;
+        z = (z ^ z >> 30U) * 0xbf58476d1ce4e5b9U;
+        z = (z ^ z >> 27U) * 0x94d049bb133111ebU;
+        return static_cast<double>((z ^ z >> 31U) >> 11U) * 0x1p-53;
+    }
+
+private:
+    std::uint64_t state_;
+};
 
 /// On a circle the mass may go either way round: the cumulative difference counts from its median (Rabin, Delon,
 /// Gousseau, "Transportation distances on the circle", Journal of Mathematical Imaging and Vision 41, 2011).
@@ -176,6 +211,42 @@ UniformDistances uniformDistances(const AppearanceMaps& first, const AppearanceM
     distances.total = std::sqrt(distances.lightness * distances.lightness +
                                 distances.colorfulness * distances.colorfulness + distances.hue * distances.hue);
     return distances;
+}
+
+double slicedWasserstein(const AppearanceMaps& first, const AppearanceMaps& second, std::uint64_t seed,
+                         int directions) {
+    constexpr int mostDirections = 100000;
+    if (directions < 1 || directions > mostDirections) {
+        throw std::invalid_argument("slicedWasserstein: 1 to 100000 directions are expected");
+    }
+    const std::vector<UniformColor> a = uniformColors(first);
+    const std::vector<UniformColor> b = uniformColors(second);
+    if (a.empty() || b.empty()) {
+        return none;
+    }
+    // A spiral on the sphere (Fibonacci lattice), whose points have equal areas about them, begun at a random angle and
+    // height. A direction and its opposite see the same distance: half of the sphere is enough.
+    EvenNumbers random(seed);
+    const double turn = random.next();
+    const double lift = random.next();
+    constexpr double middle = 1000;  // projections are above its negative: what is kept has no sign
+    double sum = 0;
+    for (int d = 0; d < directions; ++d) {
+        const double height = (d + lift) / directions;
+        const double angle = 2 * std::numbers::pi * (turn + d / std::numbers::phi);
+        const double radius = std::sqrt(1 - height * height);
+        const cv::Vec3d direction(height, radius * std::cos(angle), radius * std::sin(angle));
+        const auto along = [&direction](const std::vector<UniformColor>& colors) {
+            FineHistogram histogram;
+            for (const UniformColor& color : colors) {
+                histogram.add(middle + direction[0] * color.lightness + direction[1] * color.a +
+                              direction[2] * color.b);
+            }
+            return histogram;
+        };
+        sum += along(a).distanceTo(along(b));
+    }
+    return sum / directions;
 }
 
 }  // namespace likeness

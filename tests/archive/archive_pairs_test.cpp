@@ -1,9 +1,13 @@
 #include "archive/archive_pairs.hpp"
 
 #include "archive/made_photographs.hpp"
+#include "archive/pairs_log.hpp"
 #include "support/scratch_directory.hpp"
 
 #include <gtest/gtest.h>
+
+#include <filesystem>
+#include <set>
 
 namespace likeness::testing {
 namespace {
@@ -95,6 +99,131 @@ TEST_F(ArchivePairs, AreThoseThatComparingAllFinds) {
                 expectSame(alikePairs(a, *second, search, &damage), expected);
                 EXPECT_TRUE(damage.empty());
             }
+        }
+    }
+}
+
+TEST_F(ArchivePairs, OfAllShardsAreThoseOfOneRun) {
+    const Archive a("a");
+    const Archive b("b");
+    std::vector<PairSearch> searches(2);
+    searches[0].leastScore = 0.8;
+    searches[1].nearest = 3;
+    for (PairSearch& search : searches) {
+        for (const Archive* second : {&a, &b}) {
+            const std::vector<ArchivePair> expected = alikePairs(a, *second, search);
+            for (const std::uint32_t count : {1U, 3U, 7U, 500U}) {
+                std::vector<ArchivePair> found;
+                std::size_t end = 0;
+                for (std::uint32_t index = 1; index <= count; ++index) {
+                    const EntryRange its = entriesOfShard(a, *second, search, {index, count});
+                    ASSERT_EQ(its.begin, end);
+                    end = its.end;
+                    std::size_t next = its.begin;
+                    findAlikePairs(a, *second, search, its,
+                                   [&](std::size_t until, const std::vector<ArchivePair>& pairs, const auto&) {
+                                       for (const ArchivePair& pair : pairs) {
+                                           EXPECT_GE(pair.first, next);
+                                           EXPECT_LT(pair.first, until);
+                                       }
+                                       next = until;
+                                       found.insert(found.end(), pairs.begin(), pairs.end());
+                                   });
+                    EXPECT_EQ(next, its.end);
+                }
+                EXPECT_EQ(end, a.size());
+                expectSame(found, expected);
+            }
+        }
+    }
+}
+
+TEST_F(ArchivePairs, AreSharedOutByComparisons) {
+    const Archive a("a");
+    const PairSearch search;
+    constexpr std::uint32_t count = 4;
+    for (std::uint32_t index = 1; index <= count; ++index) {
+        const EntryRange its = entriesOfShard(a, a, search, {index, count});
+        std::size_t comparisons = 0;
+        for (std::size_t entry = its.begin; entry < its.end; ++entry) {
+            comparisons += entries - 1 - entry;
+        }
+        EXPECT_NEAR(static_cast<double>(comparisons), entries * (entries - 1) / 2.0 / count, entries);
+    }
+}
+
+TEST_F(ArchivePairs, HaveAFingerprintOfAllThatTheyDependOn) {
+    const Archive a("a");
+    const Archive b("b");
+    std::set<std::string> fingerprints;
+    PairSearch search;
+    const auto add = [&](const Archive& second) { fingerprints.insert(fingerprintOfPairs(a, second, search)); };
+    add(a);
+    add(b);
+    search.leastScore = 0.5;
+    add(a);
+    search.least[2] = 0.5F;
+    add(a);
+    search.nearest = 5;
+    add(a);
+    search.score.kind = RankingScore::Kind::least;
+    add(a);
+    EXPECT_EQ(fingerprints.size(), 6U);
+    search.threads = 9;
+    add(a);
+    EXPECT_EQ(fingerprints.size(), 6U);
+    std::vector<ArchivedPhotograph> photographs;
+    for (std::size_t k = 0; k < 40; ++k) {
+        photographs.push_back(madePhotograph(k, seedOf(k)));
+    }
+    writeMade("c", photographs);
+    const std::string before = Archive("c").identity();
+    photographs[3].modified += 1;  // no byte of the file's size or of the list of blocks changes
+    writeMade("c", photographs);
+    EXPECT_NE(Archive("c").identity(), before);
+}
+
+TEST_F(ArchivePairs, AreKeptInALogThatGoesOn) {
+    using Numbers = std::vector<PairsLogReader::Numbers>;
+    const std::string key = "0123456789abcdef";
+    std::string found;
+    EXPECT_FALSE(stateOfPairsLog("log", found));
+    {
+        PairsLogWriter writer("log", key, 0);
+        writer.add(16, {{1, 2}, {3, 4}}, {"a line"});
+        writer.flush();
+        writer.add(32, {}, {});
+        writer.add(48, {{40, 41}}, {"one", "two"});
+        writer.flush();
+    }
+    const auto whole = stateOfPairsLog("log", found);
+    ASSERT_TRUE(whole);
+    EXPECT_EQ(found, key);
+    EXPECT_EQ(whole->next, 48U);
+    EXPECT_EQ(whole->pairs, 3U);
+    EXPECT_EQ(whole->damage, (std::vector<std::string>{"a line", "one", "two"}));
+    // However it is cut off, whole parts are left.
+    const auto bytes = std::filesystem::file_size("log");
+    EXPECT_EQ(whole->wholeBytes, bytes);
+    for (std::uintmax_t cut = bytes; cut-- > 0;) {
+        std::filesystem::resize_file("log", cut);
+        const auto state = stateOfPairsLog("log", found);
+        ASSERT_EQ(state.has_value(), cut >= 24) << cut;
+        if (state) {
+            EXPECT_EQ(state->next, cut >= 24 + 20 + 16 + 7 ? 16U : 0U);
+            EXPECT_LE(state->wholeBytes, cut);
+        }
+        if (cut == 24 + 20 + 16 + 7) {
+            PairsLogWriter("log", key, state->wholeBytes).add(20, {{18, 19}}, {});  // is dropped, as by a kill
+            PairsLogWriter writer("log", key, state->wholeBytes);
+            writer.add(20, {{18, 19}}, {});
+            writer.flush();
+            auto reader = PairsLogReader::open("log");
+            Numbers numbers;
+            ASSERT_TRUE(reader->next(numbers));
+            ASSERT_TRUE(reader->next(numbers));
+            EXPECT_EQ(numbers, (Numbers{{18, 19}}));
+            EXPECT_EQ(reader->state().next, 20U);
         }
     }
 }

@@ -190,5 +190,27 @@ TEST_F(ArchiveSearching, RefusesWhatRanksNothing) {
     EXPECT_THROW(nearestEntries(*archive_, {}, search), std::invalid_argument);
 }
 
+TEST_F(ArchiveSearching, FindsAPhotographThatWasAnalysedTwiceOnce) {
+    const std::string unfinished = file("unfinished");
+    {
+        ArchiveWriter writer(unfinished, madeOrigin());
+        ArchivedPhotograph before = madePhotograph(3, 3);
+        writer.append({madePhotograph(1, 1), before, madePhotograph(2, 2)});
+        before.distributions = madeDistributions(4, before.width, before.height);
+        ArchivedPhotograph gone = madePhotograph(2, 2);
+        gone.problem = ": it is no image";
+        gone.distributions = {};
+        writer.append({before, gone});
+        writer.finish();
+    }
+    const Archive archive(unfinished);
+    ASSERT_FALSE(archive.finished());
+    const std::vector<ArchiveHit> hits = nearestEntries(archive, madeDistributions(4, 200, 150), {});
+    ASSERT_EQ(hits.size(), 2U);
+    EXPECT_EQ(hits[0].entry, 3U);
+    EXPECT_GT(hits[0].score, 0.999);
+    EXPECT_EQ(hits[1].entry, 0U);
+}
+
 }  // namespace
 }  // namespace likeness::testing

@@ -8,6 +8,8 @@
 #include <likeness/comparison/photograph_comparison.hpp>
 #include <likeness/export.hpp>
 
+#include <cstdint>
+
 namespace likeness {
 
 /// How far two distributions by unit bins are from each other. NaN where either has no bins; 0 between equal ones.
@@ -49,5 +51,17 @@ struct UniformDistances {
 ///          are exact to 0.01
 /// @throws std::invalid_argument  if a map of lightness, colourfulness or hue is not CV_32F or has another size
 LIKENESS_API UniformDistances uniformDistances(const AppearanceMaps& first, const AppearanceMaps& second);
+
+/// How far the colours of two photographs are from each other in a uniform space, all three coordinates at once: the mean
+/// of the first Wasserstein distances of what they are along directions of the space.
+/// @param first, second  as `uniformDistances` takes them
+/// @param seed           of the directions, which are spread evenly over the sphere and then turned at random
+/// @return  in units of the space, from 0; exact to 0.01 for these directions. NaN where a photograph has no pixels that
+///          count
+/// @throws std::invalid_argument  as `uniformDistances`; or `directions` is not 1 to 100000
+/// @see     Bonneel, Rabin, Peyre, Pfister, "Sliced and Radon Wasserstein barycenters of measures", Journal of
+///          Mathematical Imaging and Vision 51, 2015
+LIKENESS_API double slicedWasserstein(const AppearanceMaps& first, const AppearanceMaps& second, std::uint64_t seed = 1,
+                                      int directions = 64);
 
 }  // namespace likeness

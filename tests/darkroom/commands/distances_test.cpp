@@ -58,5 +58,27 @@ TEST_F(DarkroomDistances, AreGivenWhenAskedForOnly) {
     EXPECT_EQ(linesOf(with.out).size(), 6U);
 }
 
+TEST_F(DarkroomDistances, AreSlicedUnderAPublishedModel) {
+    const auto sliced = [&](const char* first, const char* second, const char* seed) {
+        const Outcome done = expectDone({"compare", photo(first), photo(second), "--model", "ciecam16", "--sliced",
+                                         "--seed", seed, "--json", "--quiet"});
+        return Json::parse(done.out).at("distances").at("sliced_wasserstein").get<double>();
+    };
+    EXPECT_EQ(sliced("cat.jpg", "cat.jpg", "1"), 0);
+    const double far = sliced("cat.jpg", "coffee.jpg", "1");
+    EXPECT_GT(far, 5);
+    EXPECT_EQ(sliced("cat.jpg", "coffee.jpg", "1"), far);
+    EXPECT_NEAR(sliced("coffee.jpg", "cat.jpg", "1"), far, 1e-9);
+    // Other directions see nearly the same: 64 of them leave some hundredths.
+    const double other = sliced("cat.jpg", "coffee.jpg", "2");
+    EXPECT_NE(other, far);
+    EXPECT_NEAR(other, far, 0.05 * far);
+    EXPECT_LT(sliced("cat.jpg", "cat_swell.jpg", "1"), far);
+    const Outcome text =
+        expectDone({"compare", photo("cat.jpg"), photo("coffee.jpg"), "--model", "ciecam16", "--sliced", "--quiet"});
+    ASSERT_EQ(linesOf(text.out).size(), 2U);
+    EXPECT_EQ(linesOf(text.out)[1].rfind("sliced Wasserstein: ", 0), 0U);
+}
+
 }  // namespace
 }  // namespace likeness::testing

@@ -1,10 +1,18 @@
+#include "archive/archive_pairs.hpp"
+#include "archive/pairs_log.hpp"
+#include "batch/stable_hash.hpp"
+#include "batch/working_file.hpp"
 #include "darkroom/darkroom_program.hpp"
 #include "support/test_images.hpp"
 
+#include <fmt/format.h>
 #include <gtest/gtest.h>
+#include <nlohmann/json.hpp>
 #include <opencv2/imgcodecs.hpp>
 
+#include <cmath>
 #include <filesystem>
+#include <fstream>
 
 namespace likeness::testing {
 namespace {
@@ -55,7 +63,146 @@ TEST_F(DarkroomPairs, AreTheSameInEveryStoreAndForAnyThreads) {
     EXPECT_EQ(filesLeft(), (std::vector<std::string>{"a", "both.db", "one.csv", "three.csv"}));
 }
 
+TEST_F(DarkroomPairs, OfShardsAreMergedIntoTheBytesOfOneRun) {
+    for (const char* const format : {"jsonl", "csv"}) {
+        const auto name = [&](const std::string& stem) { return stem + '.' + format; };
+        for (const std::vector<std::string>& asked :
+             {std::vector<std::string>{"--min", "0.4"}, std::vector<std::string>{"--nearest", "2"}}) {
+            const auto with = [&](std::vector<std::string> further) {
+                further.insert(further.begin(), {"pairs", "a"});
+                further.insert(further.end(), asked.begin(), asked.end());
+                further.insert(further.end(), {"--quiet", "--overwrite"});
+                return further;
+            };
+            expectDone(with({"-o", name("one")}));
+            std::vector<std::string> merge = {"merge", name("merged"), "--overwrite", "--quiet"};
+            for (const char* const shard : {"3", "1", "2"}) {
+                expectDone(with({"-o", name(shard), "--shard", std::string(shard) + "/3"}));
+                merge.push_back(name(shard));
+            }
+            expectDone(merge);
+            EXPECT_EQ(contentOf(output(name("merged"))), contentOf(output(name("one"))));
+            EXPECT_GT(linesOf(contentOf(output(name("one")))).size(), 4U);
+        }
+    }
+    expectRefused({"merge", "m.csv", "1.csv", "3.csv"},
+                  "the pairs are in 3 shards, and 2 inputs are given; those without pairs are needed too");
+    expectRefused({"merge", "m.csv", "1.csv", "2.csv", "2.csv"}, "'2.csv' and '2.csv' are both shard 2/3");
+    expectDone({"pairs", "a", "--min", "0.41", "--shard", "2/3", "-o", "2.csv", "--overwrite", "--quiet"});
+    expectRefused({"merge", "m.csv", "1.csv", "2.csv", "3.csv"},
+                  "'1.csv' and '2.csv' are no shards of one run of darkroom pairs: archives, options or numbers of "
+                  "shards differ");
+}
+
+TEST_F(DarkroomPairs, HaveDistancesLikeABatchWhereTheyAreAskedFor) {
+    std::string list = "first,second\n";
+    for (int k = 0; k < 8; k += 2) {
+        list += photograph(k) + ',' + photograph(k + 1) + '\n';
+    }
+    list += photograph(0) + ",missing.png\n";
+    const std::string path = saveText("list.csv", list);
+    expectDone({"pairs", "a", "--min", "0.9", "-o", "pairs.jsonl", "--distances", "--quiet"});
+    for (const std::string format : {"jsonl", "csv", "db"}) {
+        const std::string name = "batch." + format;
+        EXPECT_EQ(darkroom({"batch", path, "-o", name, "--distances", "--quiet"}).status, 1);
+        EXPECT_EQ(darkroom({"batch", path, "-o", name, "--distances", "--quiet", "--resume"}).status, 1);
+        EXPECT_EQ(darkroom({"batch", path, "-o", name, "--quiet", "--resume"}).err,
+                  "darkroom batch: '" + name + "' holds results with distances; --distances goes on with them\n");
+    }
+    const std::vector<std::string> ofPairs = linesOf(contentOf(output("pairs.jsonl")));
+    const std::vector<std::string> ofBatch = linesOf(contentOf(output("batch.jsonl")));
+    ASSERT_EQ(ofPairs.size(), 4U);
+    ASSERT_EQ(ofBatch.size(), 5U);
+    for (std::size_t k = 0; k < ofPairs.size(); ++k) {
+        auto pair = nlohmann::json::parse(ofPairs[k]);
+        auto batch = nlohmann::json::parse(ofBatch[k]);
+        batch["pairs"] = 4;
+        EXPECT_EQ(pair, batch);
+        const auto compared =
+            nlohmann::json::parse(
+                expectDone({"compare", pair.at("first"), pair.at("second"), "--distances", "--json", "--quiet"}).out)
+                .at("distances");
+        for (const auto& [correlate, distances] : compared.items()) {
+            for (const auto& [distance, value] : distances.items()) {
+                std::string column = correlate;
+                column.append("_").append(distance);
+                EXPECT_NEAR(pair.at(column).get<double>(), value.get<double>(), 1e-8 * std::abs(value.get<double>()));
+            }
+        }
+    }
+    EXPECT_EQ(ofBatch[4].find("wasserstein"), std::string::npos);
+    EXPECT_EQ(darkroom({"batch", path, "-o", "plain.jsonl", "--quiet"}).status, 1);
+    EXPECT_EQ(darkroom({"batch", path, "-o", "plain.jsonl", "--quiet", "--resume", "--distances"}).err,
+              "darkroom batch: 'plain.jsonl' holds results without distances, and this run has --distances\n");
+    const std::string named =
+        saveText("named.csv", "first,second,chroma_mean_shift\n" + photograph(0) + ',' + photograph(1) + ",1\n");
+    EXPECT_NE(darkroom({"batch", named, "-o", "n.csv", "--distances"}).err.find("has a column 'chroma_mean_shift'"),
+              std::string::npos);
+}
+
+TEST_F(DarkroomPairs, OfShardsWithoutAnyAreMerged) {
+    // Of so many shards of eight photographs most have no pair at all.
+    std::vector<std::string> merge = {"merge", "merged.jsonl", "--quiet"};
+    for (int shard = 1; shard <= 9; ++shard) {
+        const std::string number = std::to_string(shard);
+        expectDone({"pairs", "a", "--min", "0.9", "--shard", number + "/9", "-o", number + ".jsonl", "--quiet"});
+        merge.push_back(number + ".jsonl");
+    }
+    expectDone(merge);
+    expectDone({"pairs", "a", "--min", "0.9", "-o", "one.jsonl", "--quiet"});
+    EXPECT_EQ(contentOf(output("merged.jsonl")), contentOf(output("one.jsonl")));
+    EXPECT_EQ(linesOf(contentOf(output("one.jsonl"))).size(), 4U);
+}
+
+TEST_F(DarkroomPairs, GoOnWhereAKilledRunStopped) {
+    expectDone({"pairs", "a", "--min", "0.4", "-o", "one.jsonl", "--quiet"});
+    const std::string expected = contentOf(output("one.jsonl"));
+    // What a run leaves that was killed between finding and writing: of the first five photographs.
+    const Archive archive(output("a"));
+    PairSearch search;
+    search.leastScore = 0.4;
+    const std::string key = fmt::format("{:016x}", mixed(fnv1a(fingerprintOfPairs(archive, archive, search) + " 1/1")));
+    const std::string log = workingFile(output("two.jsonl"), "pairs-found");
+    const auto leave = [&] {
+        PairsLogWriter writer(log, key, 0);
+        findAlikePairs(archive, archive, search, {0, 5}, [&](std::size_t next, const auto& pairs, const auto&) {
+            std::vector<PairsLogReader::Numbers> numbers;
+            for (const ArchivePair& pair : pairs) {
+                numbers.emplace_back(pair.first, pair.second);
+            }
+            writer.add(next, numbers, {});
+        });
+        writer.flush();
+        std::ofstream(log, std::ios::binary | std::ios::app) << "half a part";
+    };
+    leave();
+    expectRefused(
+        {"pairs", "a", "--min", "0.4", "-o", "two.jsonl"},
+        "--output: an earlier run left unfinished work for 'two.jsonl'; --resume goes on with it, --overwrite "
+        "begins anew");
+    expectRefused({"pairs", "a", "--min", "0.5", "-o", "two.jsonl", "--resume"},
+                  "--resume: the unfinished work for 'two.jsonl' is of other archives or other options; --overwrite "
+                  "begins anew");
+    const Outcome resumed = expectDone({"pairs", "a", "--min", "0.4", "-o", "two.jsonl", "--resume"});
+    EXPECT_NE(resumed.err.find("5 of 8 photographs compared already"), std::string::npos) << resumed.err;
+    EXPECT_EQ(contentOf(output("two.jsonl")), expected);
+    EXPECT_EQ(filesLeft(), (std::vector<std::string>{"a", "one.jsonl", "two.jsonl"}));
+    // Of what is finished there is nothing left to do; what is something else stays.
+    expectDone({"pairs", "a", "--min", "0.4", "-o", "two.jsonl", "--resume", "--quiet"});
+    expectRefused({"pairs", "a", "--min", "0.9", "-o", "two.jsonl", "--resume", "--quiet"},
+                  "--output: 'two.jsonl' exists and holds something else than these pairs; --overwrite replaces it");
+    EXPECT_EQ(contentOf(output("two.jsonl")), expected);
+    leave();
+    expectDone({"pairs", "a", "--min", "0.4", "-o", "two.jsonl", "--overwrite", "--quiet"});
+    EXPECT_EQ(contentOf(output("two.jsonl")), expected);
+    EXPECT_EQ(filesLeft(), (std::vector<std::string>{"a", "one.jsonl", "two.jsonl"}));
+}
+
 TEST_F(DarkroomPairs, Refuses) {
+    expectRefused({"pairs", "a", "--min", "0.5", "--shard", "1/2", "--clusters", "c.csv"},
+                  "--clusters: groups hang together by the pairs of all shards; leave out --shard");
+    expectRefused({"pairs", "a", "--min", "0.5", "--resume", "--overwrite"},
+                  "--overwrite begins anew and excludes --resume");
     expectRefused({"pairs", "a"}, "--min or --nearest is required: a limit, or how many of each");
     expectRefused({"pairs", "a", "--min", "1.2"}, "--min: '1.2' is not a number from 0 to 1");
     expectRefused({"pairs", "a", "--min", "hue=0.5"},

@@ -5,6 +5,7 @@
 #include <nlohmann/json.hpp>
 #include <opencv2/imgcodecs.hpp>
 
+#include <algorithm>
 #include <filesystem>
 
 namespace likeness::testing {
@@ -124,6 +125,51 @@ TEST_F(DarkroomSearch, Refuses) {
     const Outcome profiles = darkroom({"search", "a", photo("cat.jpg"), "--ignore-profile"});
     EXPECT_EQ(profiles.status, 2);
     EXPECT_NE(profiles.err.find("was made with other parameters"), std::string::npos) << profiles.err;
+}
+
+TEST_F(DarkroomSearch, HasDistancesWhereTheyAreAskedFor) {
+    const Json results = found({photograph(0), "--top", "2", "--distances"});
+    const Json compared = Json::parse(
+        expectDone({"compare", photograph(0), results[1].at("path"), "--distances", "--json", "--quiet"}).out);
+    EXPECT_EQ(results[1].at("distances"), compared.at("distances"));
+    const std::vector<std::string> csv =
+        linesOf(expectDone({"search", "a", photograph(0), "--top", "2", "--distances", "--csv"}).out);
+    EXPECT_NE(csv.at(0).find(",score,brightness_wasserstein,"), std::string::npos);
+    EXPECT_EQ(std::count(csv.at(1).begin(), csv.at(1).end(), ','), std::count(csv[0].begin(), csv[0].end(), ','));
+    EXPECT_EQ(linesOf(expectDone({"search", "a", photograph(0), "--top", "2", "--distances"}).out).size(), 13U);
+}
+
+TEST_F(DarkroomSearch, TakesQueriesFromAList) {
+    const std::string list = saveText("queries.txt", photograph(3) + "\n\n" + photograph(1) + "\r\n");
+    EXPECT_EQ(expectDone({"search", "a", photograph(0), "--list", list}).out,
+              expectDone({"search", "a", photograph(0), photograph(3), photograph(1)}).out);
+}
+
+TEST_F(DarkroomSearch, IsApproximateByAnIndex) {
+    expectRefused(
+        {"search", "a", photograph(0), "--approximate"},
+        "--approximate: cannot read 'a.nearest': No such file or directory; darkroom index --approximate makes it");
+    const Outcome made = darkroom({"index", input("photos"), "-o", "a", "--update", "--approximate"});
+    if (made.err.find("module 'nearest'") != std::string::npos) {
+        GTEST_SKIP() << made.err;
+    }
+    EXPECT_EQ(made.status, 0) << made.err;
+    EXPECT_NE(made.err.find("approximate index: recall at 10 1.000, measured on 9 photographs"), std::string::npos)
+        << made.err;
+    const Outcome found = expectDone({"search", "a", photograph(0), photo("cat.jpg"), "--approximate"});
+    EXPECT_EQ(found.out, expectDone({"search", "a", photograph(0), photo("cat.jpg")}).out);
+    EXPECT_NE(found.err.find("approximate: recall at 10 1.000, measured on 9 photographs when the index was made"),
+              std::string::npos)
+        << found.err;
+    EXPECT_EQ(filesLeft(), (std::vector<std::string>{"a", "a.nearest"}));
+    expectRefused({"search", "a", photograph(0), "--approximate", "--by", "chroma"},
+                  "--approximate: the index leads to what is near by the mean; leave out --by and --weights");
+    fs::remove(photograph(8));
+    expectDone({"index", input("photos"), "-o", "a", "--update", "--quiet"});
+    expectRefused(
+        {"search", "a", photograph(0), "--approximate", "--quiet"},
+        "--approximate: 'a.nearest' is stale: the archive has changed since; darkroom index --approximate makes "
+        "it anew");
 }
 
 }  // namespace

@@ -2,6 +2,7 @@
 #include "archive/archive.hpp"
 #include "archive/photograph_index.hpp"
 #include "batch/batch_run.hpp"
+#include "batch/distance_columns.hpp"
 #include "batch/parameters.hpp"
 #include "batch/stop_signals.hpp"
 #include "commands/subcommands.hpp"
@@ -47,6 +48,7 @@ struct Options {
     int jobs = 0;
     int cache = 1000;
     bool timing = false;
+    bool distances = false;
     std::string archive;
     bool check = false;
     std::string predict;
@@ -255,6 +257,7 @@ ExitStatus run(const Console& console, const Options& options, const PairList& p
     if (!options.predict.empty()) {
         how.computed = predictionColumns(console, options, file, analysis);
     }
+    how.distances = options.distances;
     std::optional<ArchivedAnalyses> archived;
     how.known = [&](const std::string& path) {
         return archived ? archived->of(path) : std::optional<PhotographAnalysis>();
@@ -299,6 +302,15 @@ ExitStatus runBatch(const Console& console, const Options& options) {
     ResultFile file = checkedOutput(console, options);
     const PairList pairs = pairsAsked(console, options);
     file.columns = pairs.columns();
+    if (options.distances) {
+        for (const std::string& name : distanceColumns()) {
+            if (std::find(file.columns.begin(), file.columns.end(), name) != file.columns.end()) {
+                throw Refusal("--distances: the list has a column '" + name +
+                              "', which is the name of a distance in the results");
+            }
+        }
+        file.columns.insert(file.columns.end(), distanceColumns().begin(), distanceColumns().end());
+    }
     if (!options.predict.empty()) {
         addPredictionColumns(file);
     }
@@ -368,6 +380,9 @@ Action declareBatch(CLI::App& app) {
     app.add_flag("--timing", options->timing,
                  optionText("For .jsonl and .csv: write how many milliseconds each pair took into OUTPUT.timing.csv",
                             "--timing"));
+    app.add_flag(
+        "--distances", options->distances,
+        optionText("Record distances of the distributions too, by correlate, in further columns", "--distances"));
     app.add_option(
            "--archive", options->archive,
            optionText("Archive of darkroom index: what it has of a photograph is taken from it where path, size and "

@@ -53,14 +53,19 @@ struct Options {
     std::string tileTable;
     bool interval = false;
     int resamples = IntervalOptions().resamples;
-    std::int64_t seed = static_cast<std::int64_t>(IntervalOptions().seed);
+    std::optional<std::int64_t> seed;
     std::string differenceMaps;
     bool align = false;
     bool explain = false;
     std::string predict;
+    bool sliced = false;
     ModelOptions model;
     PartOptions part;
 };
+
+std::uint64_t seedOf(const Options& options) {
+    return options.seed ? static_cast<std::uint64_t>(*options.seed) : IntervalOptions().seed;
+}
 
 /// File of a map in the folder that --maps names: "first_brightness.tif".
 std::string mapPath(const Options& options, const char* place, const Correlate& correlate, const char* extension) {
@@ -296,7 +301,7 @@ std::optional<TileOptions> tileOptions(const Options& options, const ComparisonM
     tiles.layout = tileLayoutIn(options.tiles);
     tiles.model = model;
     if (options.interval) {
-        tiles.interval = {options.resamples, static_cast<std::uint64_t>(options.seed)};
+        tiles.interval = {options.resamples, seedOf(options)};
     }
     return tiles;
 }
@@ -421,7 +426,15 @@ ExitStatus compare(const Console& console, const Options& options) {
     warnOfModel(console, result.model);
     std::pair<ProfileUse, ProfileUse> profiles;
     const bool shown = !options.maps.empty() || !options.report.empty();
-    const bool uniform = (options.distances || (predictor && predictor->needsUniform())) && result.model.isPublished();
+    if (options.sliced && !result.model.isPublished()) {
+        throw Refusal(
+            "--sliced: there is a uniform space under a published model only; give --model ciecam16 or ciecam02");
+    }
+    if (options.seed && !options.interval && !options.sliced) {
+        throw Refusal("--seed: there is neither --interval nor --sliced");
+    }
+    const bool uniform =
+        (options.distances || options.sliced || (predictor && predictor->needsUniform())) && result.model.isPublished();
     const bool pixelsWanted = shown || uniform || !whole || tiles.has_value() || options.explain ||
                               !options.differenceMaps.empty() || console.diagnostics().wantsFiles();
     CountedPhotographRows firstRows;
@@ -497,8 +510,12 @@ ExitStatus compare(const Console& console, const Options& options) {
         result.distances = distancesOf(firstDistributions, secondDistributions);
     }
     if (uniform && analyses.first.hasMaps() && analyses.second.hasMaps()) {
-        result.uniform = uniformDistances(countedOf(analyses.first.maps(), firstWeights),
-                                          countedOf(analyses.second.maps(), secondWeights));
+        const AppearanceMaps firstMaps = countedOf(analyses.first.maps(), firstWeights);
+        const AppearanceMaps secondMaps = countedOf(analyses.second.maps(), secondWeights);
+        result.uniform = uniformDistances(firstMaps, secondMaps);
+        if (options.sliced) {
+            result.sliced = slicedWasserstein(firstMaps, secondMaps, seedOf(options));
+        }
     }
     if (options.explain) {
         result.explanation =
@@ -512,9 +529,9 @@ ExitStatus compare(const Console& console, const Options& options) {
     }
     if (predictor) {
         result.predicted = predictor->predict(numbersOf(result, firstDistributions, secondDistributions, *predictor));
-        if (!options.distances) {
-            result.uniform.reset();
-        }
+    }
+    if (!options.distances) {
+        result.uniform.reset();  // it was needed for something else
     }
     if (shown) {
         show(console, options, result, photographs, analyses);
@@ -641,12 +658,14 @@ Action declareCompare(CLI::App& app) {
         ->type_name("NUMBER")
         ->check(integerBetween(100, 1'000'000))
         ->needs(interval);
-    app.add_option("--seed", options->seed,
-                   optionText("Seed of what --interval draws, a whole number; the same seed gives the same intervals",
-                              "--seed 7"))
+    app.add_option(
+           "--seed", options->seed,
+           optionText("Seed of what --interval draws and of the directions of --sliced, a whole number; the same "
+                      "seed gives the same numbers",
+                      "--seed 7"))
         ->type_name("NUMBER")
         ->check(integerBetween(0, std::int64_t{1} << 53))
-        ->needs(interval);
+        ->default_str(std::to_string(IntervalOptions().seed));
     auto* const differences = app.add_option(
         "--difference-maps", options->differenceMaps,
         optionText(
@@ -663,6 +682,11 @@ Action declareCompare(CLI::App& app) {
                             "the whites of both",
                             "--explain"));
     addPredictOption(app, options->predict);
+    app.add_flag(
+        "--sliced", options->sliced,
+        optionText("Under a published model: give the sliced Wasserstein distance of the colours in J', a', b', "
+                   "the mean over 64 directions",
+                   "--sliced --model ciecam16"));
     addModelOptions(app, options->model);
     addHueOptions(app, options->model);
     return [options](const Console& console) { return compare(console, *options); };

@@ -1,5 +1,6 @@
 // darkroom index: photographs analysed once, in an archive.
 #include <likeness/threads.hpp>
+#include "archive/approximate_index.hpp"
 #include "archive/archive_writer.hpp"
 #include "archive/photograph_index.hpp"
 #include "batch/batch_summary.hpp"
@@ -52,6 +53,7 @@ struct Options {
     bool resume = false;
     bool overwrite = false;
     bool retryFailed = false;
+    bool approximate = false;
     std::string shard;
     int jobs = 0;
     ModelOptions model;
@@ -98,16 +100,17 @@ std::vector<std::string> photographsAsked(const Console& console, const Options&
     }
     std::vector<std::string> paths;
     std::vector<LeftOutFile> leftOut;
-    for (const std::string& path : named) {
+    for (std::string& path : named) {
         std::error_code error;
         if (!fs::is_directory(path, error)) {
-            paths.push_back(path);
+            paths.push_back(std::move(path));  // of a million names there is memory for one copy
             continue;
         }
         for (ImageFile& file : imageFilesIn("PHOTOS", path, leftOut)) {
             paths.push_back(std::move(file.path));
         }
     }
+    named = {};
     constexpr std::size_t told = 20;
     for (std::size_t k = 0; k < std::min(told, leftOut.size()); ++k) {
         console.tell("left out: '" + leftOut[k].path + "' " + leftOut[k].why);
@@ -166,7 +169,7 @@ public:
                                       numberOf(paths_.size(), "photograph")));
             return signal == SIGINT ? ExitStatus::interrupted : ExitStatus::terminated;
         }
-        return finish();
+        return finish(signals);
     }
 
 private:
@@ -186,6 +189,16 @@ private:
             }
         }
         return archive;
+    }
+
+    /// What was read of large archives a while ago is not needed in memory any more.
+    void forgetNowAndThen(std::size_t k) const {
+        constexpr std::size_t aWhile = std::size_t{1} << 15;
+        if (k % aWhile == aWhile - 1) {
+            for (const auto& archive : archives_) {
+                archive->forgetIfLarge();
+            }
+        }
     }
 
     /// @return  bytes of the unfinished archive that are whole
@@ -229,6 +242,7 @@ private:
             }
         }
         for (std::size_t k = 0; k < paths_.size(); ++k) {
+            forgetNowAndThen(k);
             const auto place = known.find(paths_[k]);
             if (!place) {
                 ++added_;
@@ -330,7 +344,7 @@ private:
     }
 
     /// Writes the archive of what earlier runs and this one have.
-    ExitStatus finish() {
+    ExitStatus finish(const StopSignals& signals) {
         std::error_code error;
         if (!missing_.empty()) {
             // It has grown since it was opened.
@@ -356,6 +370,7 @@ private:
         std::uint64_t failed = 0;
         constexpr std::uint64_t told = 20;
         for (std::size_t k = 0; k < all.size(); ++k) {
+            forgetNowAndThen(k);
             const ArchivedPhotograph entry = all.archiveOf(k).photograph(all.entryOf(k));
             if (!entry.analysed() && ++failed <= told) {
                 console_.warn("cannot read '" + entry.path + "'" + entry.problem);
@@ -369,7 +384,52 @@ private:
                                   numberOf(all.size(), "photograph"), failed, added_, changed_, removed_,
                                   missing_.empty() ? "" : " in " + durationText(secondsSince(begin_))));
         console_.tell("archive is in '" + output_ + "'");
+        if (options_.approximate) {
+            archives_.clear();
+            makeApproximateIndex(signals);
+        }
+        if (const int late = signals.received(); late != 0) {
+            return late == SIGINT ? ExitStatus::interrupted : ExitStatus::terminated;
+        }
         return failed == 0 ? ExitStatus::done : ExitStatus::outsideLimits;
+    }
+
+    /// Of the archive that is finished; what is there of it and fits is kept.
+    void makeApproximateIndex(const StopSignals& signals) {
+        const Archive archive(output_);
+        const auto tellRecall = [this](double recall, std::size_t photographs) {
+            console_.tell(fmt::format("approximate index: recall at 10 {:.3f}, measured on {}", recall,
+                                      numberOf(photographs, "photograph")));
+        };
+        try {
+            const ApproximateIndex index(archive);
+            tellRecall(index.recall(), index.sample());
+            return;
+        } catch (const Refusal&) {  // there is none that fits
+        }
+        Clock::time_point shown = Clock::now();
+        ApproximateRecall made;
+        const auto show = [&](std::size_t done, std::size_t all) {
+            if (Clock::now() - shown > std::chrono::milliseconds(200)) {
+                shown = Clock::now();
+                console_.showProgress(fmt::format("{}/{} photographs in the approximate index", done, all));
+            }
+            return signals.received() == 0;
+        };
+        try {
+            made = buildApproximateIndex(archive, show);
+        } catch (const Refusal&) {
+            if (signals.received() == 0) {
+                throw;
+            }
+            console_.showProgress({});
+            console_.tell("stopped: the archive is whole, the approximate index is not made");
+            return;
+        }
+        console_.showProgress({});
+        tellRecall(made.recall, made.photographs);
+        console_.tell(fmt::format("approximate index: a search takes {:.2g} ms, an exact one {:.2g} ms",
+                                  1000 * made.approximateSeconds, 1000 * made.exactSeconds));
     }
 
     const Console& console_;
@@ -426,6 +486,9 @@ ExitStatus index(const Console& console, const Options& options) {
     if (!paths.empty() && std::binary_search(paths.begin(), paths.end(), options.output)) {
         throw Refusal("--output: '" + options.output + "' is among the photographs; choose another name");
     }
+    if (options.approximate) {
+        plan.aside("--approximate", approximateIndexPath(options.output));
+    }
     warnOfModel(console, model);
     return Run(console, options, std::move(paths), analysis).run();
 }
@@ -459,6 +522,8 @@ Action declareIndex(CLI::App& app) {
                  optionText("Replace an existing archive, and drop what a stopped run left", "--overwrite"));
     app.add_flag("--retry-failed", options->retryFailed,
                  optionText("With --update or --resume: read again what could not be read", "--retry-failed"));
+    app.add_flag("--approximate", options->approximate,
+                 optionText("Make an index for search --approximate too, in OUTPUT.nearest", "--approximate"));
     app.add_option(
            "--shard", options->shard,
            optionText("Only the I-th of N parts of the photographs, I from 1 to N; the part depends on the path "

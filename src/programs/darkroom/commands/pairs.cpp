@@ -1,10 +1,15 @@
 // darkroom pairs: which photographs of an archive look alike, all compared with all.
 #include <likeness/threads.hpp>
 #include "archive/archive_pairs.hpp"
+#include "archive/pairs_log.hpp"
 #include "archive/photograph_index.hpp"
+#include "batch/distance_columns.hpp"
 #include "batch/earlier_results.hpp"
 #include "batch/output_lock.hpp"
+#include "batch/result_merge.hpp"
 #include "batch/result_store.hpp"
+#include "batch/shard.hpp"
+#include "batch/stable_hash.hpp"
 #include "batch/stop_signals.hpp"
 #include "batch/working_file.hpp"
 #include "commands/subcommands.hpp"
@@ -27,14 +32,19 @@
 #include <cstdio>
 #include <cstring>
 #include <filesystem>
+#include <fstream>
+#include <iterator>
 #include <memory>
 #include <optional>
+#include <set>
 
 namespace likeness::darkroom {
 namespace {
 
 namespace fs = std::filesystem;
 using Clock = std::chrono::steady_clock;
+
+constexpr std::size_t recordsAtOnce = 4096;
 
 struct Options {
     std::string archive;
@@ -45,13 +55,17 @@ struct Options {
     std::string by = "mean";
     std::string output = "pairs.db";
     std::string clusters;
+    std::string shard;
+    bool distances = false;
+    bool resume = false;
     bool overwrite = false;
 };
 
-/// A stopped run leaves nothing: its work takes a minute, not a day.
+/// What ends a run that a signal stops.
 class Stopped {
 public:
     explicit Stopped(int signal) : signal_(signal) {}
+    const char* name() const { return signal_ == SIGINT ? "SIGINT" : "SIGTERM"; }
     ExitStatus status() const { return signal_ == SIGINT ? ExitStatus::interrupted : ExitStatus::terminated; }
 
 private:
@@ -87,72 +101,300 @@ std::string clusterTable(const Archive& archive, const std::vector<ArchiveCluste
     return table;
 }
 
-/// Writes the pairs as a batch records them, under a working name that then becomes the output's.
-void writeRecords(const Options& options, const Archive& first, const Archive& second,
-                  const std::vector<ArchivePair>& pairs) {
-    const AnalysisOptions& analysis = first.origin().options;
-    const std::string output = behindLinks(options.output);
-    ResultFile file;
-    file.format = resultFormatOf("--output", options.output);
-    const std::string ending = fs::path(output).extension().string();
-    file.path = workingFile(output, "pairs") + ending;
-    ResultOrigin origin{first.origin().version, first.origin().fingerprint, {}};
-    if (analysis.hue) {
-        file.columns.emplace_back(hueColumn);
-        origin.hue = file.format == ResultFormat::csv ? CarriedValue::Kind::text : CarriedValue::Kind::json;
-    }
-    // The lock keeps a second process from the same file. What is in the file is left of one that was killed.
-    const OutputLock lock(file.path, OutputLock::Links::refuse);
-    try {
-        std::error_code error;
-        for (const char* const journal : {"-wal", "-shm", "-journal"}) {
-            fs::remove(file.path + journal, error);
-        }
-        if (::truncate(file.path.c_str(), 0) != 0) {
-            throw Refusal("cannot write '" + file.path + "': " + std::strerror(errno));
-        }
-        const auto writer = writeResults(file);
-        std::vector<ResultRecord> records;
-        const auto analysed = [](const Archive& archive, std::uint32_t entry) {
-            ArchivedPhotograph photograph = archive.photograph(entry);
-            photograph.distributions = archive.distributions(entry);
-            return analysisOf(std::move(photograph));
-        };
-        std::optional<std::uint32_t> firstEntry;
-        PhotographAnalysis firstAnalysis;
-        for (std::size_t k = 0; k < pairs.size(); ++k) {
-            if (firstEntry != pairs[k].first) {
-                firstEntry = pairs[k].first;
-                firstAnalysis = analysed(first, pairs[k].first);
-            }
-            Pair pair;
-            pair.position = k + 1;
-            pair.first = first.pathOf(pairs[k].first);
-            pair.second = second.pathOf(pairs[k].second);
-            pair.id = pair.first + '|' + pair.second;
-            records.push_back(recordOf(
-                pair, pairs.size(),
-                compareAnalyses(pair.first, firstAnalysis, pair.second, analysed(second, pairs[k].second), analysis),
-                origin));
-            constexpr std::size_t atOnce = 4096;
-            if (records.size() == atOnce || k + 1 == pairs.size()) {
-                writer->append(records);
-                records.clear();
-            }
-        }
-        writer->finish();
-        checkpointResults(file.path, file.format);
-    } catch (...) {
-        removeWithJournals(file.path);
-        throw;
-    }
-    if (std::rename(file.path.c_str(), output.c_str()) != 0) {
-        const int problem = errno;
-        removeWithJournals(file.path);
-        throw Refusal("cannot write '" + options.output + "': " + std::strerror(problem));
-    }
-    synchronizeFolderOf(output);
+bool sameBytes(const std::string& first, const std::string& second) {
+    std::ifstream a(first, std::ios::binary);
+    std::ifstream b(second, std::ios::binary);
+    return a && b &&
+           std::equal(std::istreambuf_iterator<char>(a), std::istreambuf_iterator<char>(),
+                      std::istreambuf_iterator<char>(b), std::istreambuf_iterator<char>());
 }
+
+/// One run: pairs are found and kept in a log, then grouped and recorded.
+class Run {
+public:
+    Run(const Console& console, const Options& options, const Archive& first, const Archive& second,
+        const PairSearch& search, Shard shard)
+        : console_(console),
+          options_(options),
+          first_(first),
+          second_(second),
+          search_(search),
+          shard_(shard),
+          entries_(entriesOfShard(first, second, search, shard)),
+          fingerprint_(fingerprintOfPairs(first, second, search)),
+          key_(fmt::format("{:016x}", mixed(fnv1a(fmt::format("{} {}/{}", fingerprint_, shard.index, shard.count))))),
+          output_(behindLinks(options.output)),
+          log_(workingFile(output_, "pairs-found")) {}
+
+    ExitStatus run() {
+        const StopSignals signals;
+        signals_ = &signals;
+        std::error_code error;
+        std::optional<OutputLock> outputLock;
+        if (fs::is_regular_file(output_, error)) {
+            outputLock.emplace(output_);
+        }
+        const OutputLock lock(log_, OutputLock::Links::refuse);
+        takeUp();
+        const bool isThere = fs::exists(output_, error);
+        if (isThere && !options_.overwrite && !options_.resume) {
+            throw Refusal("--output: '" + options_.output + "' exists; --overwrite replaces it");
+        }
+        // What stands there is not the unfinished work's: it must be what would be written.
+        const bool mustBeSame = isThere && options_.resume && state_.wholeBytes == 0;
+        try {
+            find();
+            if (!options_.clusters.empty()) {
+                group();
+            }
+            record(mustBeSame);
+        } catch (const Stopped& stopped) {
+            console_.showProgress({});
+            console_.tell(fmt::format("stopped by {}: {} of {} compared, --resume goes on from there", stopped.name(),
+                                      state_.next - entries_.begin,
+                                      numberOf(entries_.end - entries_.begin, "photograph")));
+            return stopped.status();
+        } catch (const TooManyPairs&) {
+            fs::remove(log_, error);
+            throw;
+        }
+        fs::remove(log_, error);
+        return ExitStatus::done;
+    }
+
+private:
+    void checkSignals() const {
+        if (const int signal = signals_->received(); signal != 0) {
+            throw Stopped(signal);
+        }
+    }
+
+    bool isTimeToShow() {
+        if (Clock::now() - shown_ < std::chrono::milliseconds(200)) {
+            return false;
+        }
+        shown_ = Clock::now();
+        return true;
+    }
+
+    /// Finds what an earlier run left.
+    void takeUp() {
+        std::string key;
+        const std::optional<PairsLogState> left = stateOfPairsLog(log_, key);
+        state_.next = entries_.begin;
+        if (!left || options_.overwrite) {
+            return;
+        }
+        if (!options_.resume) {
+            throw Refusal("--output: an earlier run left unfinished work for '" + options_.output +
+                          "'; --resume goes on with it, --overwrite begins anew");
+        }
+        if (key != key_) {
+            throw Refusal("--resume: the unfinished work for '" + options_.output +
+                          "' is of other archives or other options; --overwrite begins anew");
+        }
+        const std::uint64_t next = left->pairs == 0 && left->next == 0 ? entries_.begin : left->next;
+        if (next < entries_.begin || next > entries_.end) {
+            throw Refusal("--resume: the unfinished work for '" + options_.output +
+                          "' is damaged; --overwrite begins anew");
+        }
+        state_ = *left;
+        state_.next = next;
+        if (next > entries_.begin) {
+            console_.tell(fmt::format("{} of {} compared already", next - entries_.begin,
+                                      numberOf(entries_.end - entries_.begin, "photograph")));
+        }
+    }
+
+    void find() {
+        const Clock::time_point begin = Clock::now();
+        PairsLogWriter log(log_, key_, state_.wholeBytes);
+        PairSearch search = search_;
+        search.had = state_.pairs;
+        search.progress = [&](std::size_t, std::size_t) {
+            checkSignals();
+            if (isTimeToShow()) {
+                console_.showProgress(fmt::format("{}/{} photographs compared", state_.next - entries_.begin,
+                                                  entries_.end - entries_.begin));
+            }
+        };
+        std::vector<PairsLogReader::Numbers> numbers;
+        try {
+            findAlikePairs(
+                first_, second_, search, {state_.next, entries_.end},
+                [&](std::size_t next, const std::vector<ArchivePair>& pairs, const std::vector<std::string>& damage) {
+                    numbers.clear();
+                    for (const ArchivePair& pair : pairs) {
+                        numbers.emplace_back(pair.first, pair.second);
+                    }
+                    log.add(next, numbers, damage);
+                    state_.next = next;
+                    state_.pairs += pairs.size();
+                    state_.damage.insert(state_.damage.end(), damage.begin(), damage.end());
+                });
+        } catch (const Stopped&) {
+            log.flush();
+            throw;
+        }
+        log.flush();
+        console_.showProgress({});
+        const std::set<std::string> damage(state_.damage.begin(), state_.damage.end());
+        for (const std::string& line : damage) {
+            console_.warn(line + "; what stands there is in no pair");
+        }
+        console_.tell(fmt::format("{} of {} and {}, in {:.1f} s", numberOf(state_.pairs, "pair"),
+                                  numberOf(entries_.end - entries_.begin, "photograph"),
+                                  numberOf(second_.size(), "photograph"),
+                                  std::chrono::duration<double>(Clock::now() - begin).count()));
+    }
+
+    template <typename Take>
+    void forEachPair(const Take& take) const {
+        std::uint64_t taken = 0;
+        std::vector<PairsLogReader::Numbers> pairs;
+        if (auto log = PairsLogReader::open(log_)) {
+            while (log->next(pairs)) {
+                for (const auto& [first, second] : pairs) {
+                    take(first, second);
+                    if (++taken % 256 == 0) {
+                        checkSignals();
+                    }
+                }
+            }
+        }
+        if (taken != state_.pairs) {
+            throw Refusal("cannot read '" + log_ + "': the pairs that were found are not there any more");
+        }
+    }
+
+    void group() {
+        JoinedEntries joined(first_.size());
+        forEachPair([&](std::uint32_t first, std::uint32_t second) { joined.join(first, second); });
+        const std::vector<ArchiveCluster> clusters =
+            clustersOf(first_, joined, search_.score, search_.threads, [&](std::size_t done, std::size_t entries) {
+                checkSignals();
+                if (isTimeToShow()) {
+                    console_.showProgress(fmt::format("{}/{} photographs grouped", done, entries));
+                }
+            });
+        console_.showProgress({});
+        replaceFile(options_.clusters, clusterTable(first_, clusters));
+        console_.tell("wrote '" + options_.clusters + "': " + numberOf(clusters.size(), "group"));
+    }
+
+    PhotographAnalysis analysed(const Archive& archive, std::uint32_t entry) const {
+        ArchivedPhotograph photograph = archive.photograph(entry);
+        photograph.distributions = archive.distributions(entry);
+        return analysisOf(std::move(photograph));
+    }
+
+    /// Writes the pairs as a batch records them, under a working name that then becomes the output's.
+    void record(bool mustBeSame) {
+        const AnalysisOptions& analysis = first_.origin().options;
+        ResultFile file;
+        file.format = resultFormatOf("--output", options_.output);
+        const std::string ending = fs::path(output_).extension().string();
+        file.path = workingFile(output_, "pairs") + ending;
+        ResultOrigin origin{first_.origin().version, first_.origin().fingerprint, {}};
+        std::vector<CarriedValue> carried;
+        if (!shard_.whole()) {
+            file.columns.emplace_back(pairsShardColumn);
+            carried.push_back({pairsShardColumn, CarriedValue::Kind::text,
+                               fmt::format("{}/{} {}", shard_.index, shard_.count, fingerprint_)});
+        }
+        const auto kind = file.format == ResultFormat::csv ? CarriedValue::Kind::text : CarriedValue::Kind::json;
+        if (options_.distances) {
+            file.columns.insert(file.columns.end(), distanceColumns().begin(), distanceColumns().end());
+            origin.distances = kind;
+        }
+        if (analysis.hue) {
+            file.columns.emplace_back(hueColumn);
+            origin.hue = kind;
+        }
+        // The lock keeps a second process from the same file. What is in the file is left of one that was killed.
+        const OutputLock lock(file.path, OutputLock::Links::refuse);
+        try {
+            std::error_code error;
+            for (const char* const journal : {"-wal", "-shm", "-journal"}) {
+                fs::remove(file.path + journal, error);
+            }
+            if (::truncate(file.path.c_str(), 0) != 0) {
+                throw Refusal("cannot write '" + file.path + "': " + std::strerror(errno));
+            }
+            const auto writer = writeResults(file);
+            std::vector<ResultRecord> records;
+            std::optional<std::uint32_t> firstEntry;
+            PhotographAnalysis firstAnalysis;
+            std::uint64_t position = 0;
+            forEachPair([&](std::uint32_t first, std::uint32_t second) {
+                if (firstEntry != first) {
+                    firstEntry = first;
+                    firstAnalysis = analysed(first_, first);
+                }
+                Pair pair;
+                pair.position = ++position;
+                pair.first = first_.pathOf(first);
+                pair.second = second_.pathOf(second);
+                pair.id = pair.first + '|' + pair.second;
+                pair.carried = carried;
+                const PhotographAnalysis secondAnalysis = analysed(second_, second);
+                PairOutcome outcome = compareAnalyses(pair.first, firstAnalysis, pair.second, secondAnalysis, analysis);
+                if (options_.distances && outcome.compared()) {
+                    outcome.distances = distancesOf(firstAnalysis.distributions, secondAnalysis.distributions);
+                }
+                records.push_back(recordOf(pair, state_.pairs, std::move(outcome), origin));
+                if (position % Archive::worthForgetting == 0) {
+                    first_.forgetIfLarge();
+                    second_.forgetIfLarge();
+                }
+                if (records.size() == recordsAtOnce || position == state_.pairs) {
+                    writer->append(records);
+                    records.clear();
+                    if (isTimeToShow()) {
+                        console_.showProgress(fmt::format("{}/{} pairs written", position, state_.pairs));
+                    }
+                }
+            });
+            writer->finish();
+            checkpointResults(file.path, file.format);
+        } catch (...) {
+            removeWithJournals(file.path);
+            throw;
+        }
+        console_.showProgress({});
+        if (mustBeSame) {
+            const bool same = sameBytes(file.path, output_);
+            removeWithJournals(file.path);
+            if (!same) {
+                std::error_code error;
+                fs::remove(log_, error);
+                throw Refusal("--output: '" + options_.output +
+                              "' exists and holds something else than these pairs; --overwrite replaces it");
+            }
+        } else if (std::rename(file.path.c_str(), output_.c_str()) != 0) {
+            const int problem = errno;
+            removeWithJournals(file.path);
+            throw Refusal("cannot write '" + options_.output + "': " + std::strerror(problem));
+        }
+        synchronizeFolderOf(output_);
+        console_.tell("results are in '" + options_.output + "'");
+    }
+
+    const Console& console_;
+    const Options& options_;
+    const Archive& first_;
+    const Archive& second_;
+    const PairSearch& search_;
+    Shard shard_;
+    EntryRange entries_;
+    std::string fingerprint_;
+    std::string key_;  ///< of the log: the fingerprint with the shard
+    std::string output_;
+    std::string log_;
+    PairsLogState state_;
+    const StopSignals* signals_ = nullptr;
+    Clock::time_point shown_ = Clock::now();
+};
 
 ExitStatus pairs(const Console& console, const Options& options) {
     PairSearch search;
@@ -169,6 +411,13 @@ ExitStatus pairs(const Console& console, const Options& options) {
     if (!options.clusters.empty() && !options.other.empty()) {
         throw Refusal("--clusters: groups are of one archive, not of pairs with OTHER");
     }
+    if (!options.clusters.empty() && !options.shard.empty()) {
+        throw Refusal("--clusters: groups hang together by the pairs of all shards; leave out --shard");
+    }
+    if (options.resume && options.overwrite) {
+        throw Refusal("--overwrite begins anew and excludes --resume");
+    }
+    const Shard shard = options.shard.empty() ? Shard() : parseShard(options.shard);
     resultFormatOf("--output", options.output);
     OutputPlan plan(console, {options.archive, options.other}, InputKind::others);
     plan.file("--output", options.output);
@@ -176,7 +425,11 @@ ExitStatus pairs(const Console& console, const Options& options) {
         plan.file("--clusters", options.clusters);
     }
     std::error_code error;
-    if (fs::exists(options.output, error) && !options.overwrite) {
+    const fs::file_status status = fs::status(options.output, error);
+    if (fs::exists(status) && !fs::is_regular_file(status)) {
+        throw Refusal("--output: '" + options.output + "' is not a regular file");
+    }
+    if (fs::exists(status) && !options.overwrite && !options.resume) {
         throw Refusal("--output: '" + options.output + "' exists; --overwrite replaces it");
     }
     const Archive first(options.archive);
@@ -212,46 +465,7 @@ ExitStatus pairs(const Console& console, const Options& options) {
     search.nearest = static_cast<std::size_t>(options.nearest);
     search.most = static_cast<std::size_t>(options.most);
     search.threads = static_cast<unsigned>(threads());
-    std::optional<OutputLock> lock;
-    if (fs::is_regular_file(options.output, error)) {
-        lock.emplace(options.output);
-    }
-    const StopSignals signals;
-    const Clock::time_point begin = Clock::now();
-    Clock::time_point shown = begin;
-    search.progress = [&](std::size_t done, std::size_t entries) {
-        if (signals.received() != 0) {
-            throw Stopped(signals.received());
-        }
-        if (Clock::now() - shown > std::chrono::milliseconds(200)) {
-            shown = Clock::now();
-            console.showProgress(fmt::format("{}/{} photographs compared", done, entries));
-        }
-    };
-    std::vector<ArchivePair> found;
-    std::vector<std::string> damage;
-    try {
-        found = alikePairs(first, second, search, &damage);
-    } catch (const Stopped& stopped) {
-        console.showProgress({});
-        console.tell("stopped; nothing is written");
-        return stopped.status();
-    }
-    console.showProgress({});
-    for (const std::string& line : damage) {
-        console.warn(line + "; what stands there is in no pair");
-    }
-    const double seconds = std::chrono::duration<double>(Clock::now() - begin).count();
-    console.tell(fmt::format("{} of {} and {}, in {:.1f} s", numberOf(found.size(), "pair"),
-                             numberOf(first.size(), "photograph"), numberOf(second.size(), "photograph"), seconds));
-    if (!options.clusters.empty()) {
-        const std::vector<ArchiveCluster> clusters = clustersOf(first, found, search.score, search.threads);
-        replaceFile(options.clusters, clusterTable(first, clusters));
-        console.tell("wrote '" + options.clusters + "': " + numberOf(clusters.size(), "group"));
-    }
-    writeRecords(options, first, second, found);
-    console.tell("results are in '" + options.output + "'");
-    return ExitStatus::done;
+    return Run(console, options, first, second, search, shard).run();
 }
 
 }  // namespace
@@ -280,9 +494,11 @@ Action declarePairs(CLI::App& app) {
         ->type_name("WHAT")
         ->check(oneOf({"mean", "least"}))
         ->capture_default_str();
-    app.add_option("--most", options->most,
-                   optionText("More pairs than these are refused, 1 to 4000000000; one takes 48 bytes of memory",
-                              "--most 1000"))
+    app.add_option(
+           "--most", options->most,
+           optionText("More pairs than these are refused, 1 to 4000000000; until all are found one takes 8 bytes "
+                      "of disk beside the output",
+                      "--most 1000"))
         ->type_name("N")
         ->check(integerBetween(1, 4000000000))
         ->capture_default_str();
@@ -292,12 +508,24 @@ Action declarePairs(CLI::App& app) {
                               "--output pairs.csv"))
         ->type_name("FILE")
         ->capture_default_str();
+    app.add_flag(
+        "--distances", options->distances,
+        optionText("Record distances of the distributions too, by correlate, in further columns", "--distances"));
     app.add_option("--clusters", options->clusters,
                    optionText("Table (CSV) of the groups that hang together by the pairs, with the photograph of each "
                               "that is most like the others",
                               "--clusters groups.csv"))
         ->type_name("FILE");
-    app.add_flag("--overwrite", options->overwrite, optionText("Replace an existing output", "--overwrite"));
+    app.add_option(
+           "--shard", options->shard,
+           optionText("Only the I-th of N parts of the comparisons, I from 1 to N; darkroom merge joins the results of "
+                      "all parts",
+                      "--shard 3/16"))
+        ->type_name("I/N");
+    app.add_flag("--resume", options->resume,
+                 optionText("Go on where a run of the same options was stopped", "--resume"));
+    app.add_flag("--overwrite", options->overwrite,
+                 optionText("Replace an existing output, and drop what a stopped run left", "--overwrite"));
     return [options](const Console& console) { return pairs(console, *options); };
 }
 

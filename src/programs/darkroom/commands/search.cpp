@@ -1,11 +1,14 @@
 // darkroom search: the photographs of an archive that look most like one.
 #include <likeness/threads.hpp>
 #include <likeness/version.hpp>
+#include "archive/approximate_index.hpp"
 #include "archive/archive_search.hpp"
 #include "archive/photograph_index.hpp"
 #include "batch/correlates.hpp"
+#include "batch/distance_columns.hpp"
 #include "commands/subcommands.hpp"
 #include "console/coefficient_limits.hpp"
+#include "console/comparison_result.hpp"
 #include "console/json_output.hpp"
 #include "console/option_checks.hpp"
 #include "console/output_check.hpp"
@@ -26,10 +29,13 @@
 #include <fnmatch.h>
 #include <algorithm>
 #include <cmath>
+#include <filesystem>
+#include <fstream>
 #include <iostream>
 #include <memory>
 #include <optional>
 #include <set>
+#include <sstream>
 
 namespace likeness::darkroom {
 namespace {
@@ -39,12 +45,15 @@ constexpr int jsonVersion = 1;
 struct Options {
     std::string archive;
     std::vector<std::string> queries;
+    std::vector<std::string> lists;
     std::int64_t top = 10;
     std::string by = "mean";
     std::string weights;
     std::vector<std::string> limits;
     std::vector<std::string> filters;
     bool others = false;
+    bool distances = false;
+    bool approximate = false;
     bool json = false;
     bool csv = false;
     std::string output;
@@ -210,6 +219,12 @@ std::string textOf(const std::vector<SearchedPhotograph>& searched) {
         for (const FoundPhotograph& found : photograph.found) {
             text += fmt::format("{:>6} {:.6f} {} {}\n", found.rank, found.score, lineOfCoefficients(found.coefficients),
                                 validUtf8(found.path));
+            if (found.distances) {
+                std::istringstream lines(distanceLines(*found.distances));
+                for (std::string line; std::getline(lines, line);) {
+                    text += "       " + line + '\n';
+                }
+            }
         }
     }
     return text;
@@ -234,13 +249,16 @@ std::string jsonText(const Archive& archive, const Options& options, const std::
                 result[hueName.name] = roundedToNineDigits(static_cast<double>(*found.coefficients.hue));
             }
             result["score"] = found.score;
+            if (found.distances) {
+                result["distances"] = distancesJson(*found.distances);
+            }
             json["results"].push_back(std::move(result));
         }
     }
     return indentedJson(json);
 }
 
-std::string csvText(bool hue, const std::vector<SearchedPhotograph>& searched) {
+std::string csvText(bool hue, bool distances, const std::vector<SearchedPhotograph>& searched) {
     std::vector<std::string> names = {"query", "rank", "path"};
     for (const CorrelateName& correlate : correlateNames) {
         names.emplace_back(correlate.name);
@@ -249,6 +267,9 @@ std::string csvText(bool hue, const std::vector<SearchedPhotograph>& searched) {
         names.emplace_back(hueName.name);
     }
     names.emplace_back("score");
+    if (distances) {
+        names.insert(names.end(), distanceColumns().begin(), distanceColumns().end());
+    }
     std::string text = csvLine(names);
     for (const SearchedPhotograph& photograph : searched) {
         for (const FoundPhotograph& found : photograph.found) {
@@ -261,6 +282,11 @@ std::string csvText(bool hue, const std::vector<SearchedPhotograph>& searched) {
                                                         : "");
             }
             values.push_back(fmt::format("{}", found.score));
+            if (found.distances) {
+                for (const double value : distanceValues(*found.distances)) {
+                    values.push_back(distanceText(value));
+                }
+            }
             text += csvLine(values);
         }
     }
@@ -280,7 +306,38 @@ std::string rankingText(const Options& options) {
     return options.by + (options.weights.empty() ? "" : ", weights " + options.weights);
 }
 
+/// Those that are named, then those of the lists.
+std::vector<std::string> queriesAsked(const Options& options) {
+    std::vector<std::string> queries = options.queries;
+    for (const std::string& list : options.lists) {
+        std::error_code error;
+        std::ifstream file(list, std::ios::binary);
+        if (!file || std::filesystem::is_directory(list, error)) {
+            throw Refusal("--list: cannot read '" + list + "'");
+        }
+        for (std::string line; std::getline(file, line);) {
+            if (!line.empty() && line.back() == '\r') {
+                line.pop_back();
+            }
+            if (!line.empty()) {
+                queries.push_back(line);
+            }
+        }
+        if (file.bad()) {
+            throw Refusal("--list: cannot read '" + list + "'");
+        }
+    }
+    if (queries.empty()) {
+        throw Refusal("QUERY or --list is required");
+    }
+    return queries;
+}
+
 ExitStatus search(const Console& console, const Options& options) {
+    const std::vector<std::string> queries = queriesAsked(options);
+    if (options.approximate && (options.by != "mean" || !options.weights.empty())) {
+        throw Refusal("--approximate: the index leads to what is near by the mean; leave out --by and --weights");
+    }
     ArchiveSearch asked;
     asked.top = static_cast<std::size_t>(options.top);
     asked.score = scoreAsked(options);
@@ -300,8 +357,9 @@ ExitStatus search(const Console& console, const Options& options) {
     for (const std::string& text : options.filters) {
         filters.emplace_back(text);
     }
-    std::vector<std::string> inputs = options.queries;
+    std::vector<std::string> inputs = queries;
     inputs.push_back(options.archive);
+    inputs.insert(inputs.end(), options.lists.begin(), options.lists.end());
     OutputPlan plan(console, inputs);
     if (!options.output.empty()) {
         plan.file("--output", options.output);
@@ -320,11 +378,17 @@ ExitStatus search(const Console& console, const Options& options) {
     if (hue && options.by == "least" && options.weights.empty()) {
         asked.score.weights[archive::hueNumber] = 1;
     }
+    std::optional<ApproximateIndex> index;
+    if (options.approximate) {
+        index.emplace(archive);
+        console.tell(fmt::format("approximate: recall at 10 {:.3f}, measured on {} when the index was made",
+                                 index->recall(), numberOf(index->sample(), "photograph")));
+    }
     std::vector<SearchedPhotograph> searched;
     {
-        Progress progress(console, "searching", static_cast<int>(options.queries.size()));
+        Progress progress(console, "searching", static_cast<int>(queries.size()));
         std::set<std::string> told;
-        for (const std::string& path : options.queries) {
+        for (const std::string& path : queries) {
             const Query query = queryOf(console, archive, path);
             asked.among = {};
             if (!filters.empty() || (options.others && query.entry)) {
@@ -337,7 +401,8 @@ ExitStatus search(const Console& console, const Options& options) {
                 };
             }
             std::vector<std::string> damage;
-            const std::vector<ArchiveHit> hits = nearestEntries(archive, query.distributions, asked, &damage);
+            const std::vector<ArchiveHit> hits = index ? index->nearest(query.distributions, asked)
+                                                       : nearestEntries(archive, query.distributions, asked, &damage);
             for (const std::string& line : damage) {
                 if (told.insert(line).second) {
                     console.warn(line + "; what stands there is not found");
@@ -349,7 +414,12 @@ ExitStatus search(const Console& console, const Options& options) {
                                             std::string(archive.pathOf(hit.entry)),
                                             hit.coefficients,
                                             hit.score,
+                                            {},
                                             {}});
+                if (options.distances) {
+                    photograph.found.back().distances =
+                        distancesOf(query.distributions, archive.distributions(hit.entry));
+                }
             }
             searched.push_back(std::move(photograph));
             progress.step();
@@ -357,7 +427,7 @@ ExitStatus search(const Console& console, const Options& options) {
     }
     const std::string ranking = rankingText(options);
     const std::string text = options.json  ? jsonText(archive, options, ranking, searched)
-                             : options.csv ? csvText(hue, searched)
+                             : options.csv ? csvText(hue, options.distances, searched)
                                            : textOf(searched);
     if (!options.report.empty()) {
         for (SearchedPhotograph& photograph : searched) {
@@ -383,9 +453,14 @@ ExitStatus search(const Console& console, const Options& options) {
 Action declareSearch(CLI::App& app) {
     auto options = std::make_shared<Options>();
     app.add_option("ARCHIVE", options->archive, "Archive that darkroom index made")->required();
-    app.add_option("QUERY", options->queries,
-                   "Photographs to search for: files, or entries of the archive by name, which need not exist any more")
-        ->required();
+    app.add_option(
+        "QUERY", options->queries,
+        "Photographs to search for: files, or entries of the archive by name, which need not exist any more");
+    app.add_option("--list", options->lists, optionText("File with further queries, one a line", "--list queries.txt"))
+        ->type_name("FILE")
+        ->expected(1)
+        ->allow_extra_args(false)
+        ->multi_option_policy(CLI::MultiOptionPolicy::TakeAll);
     app.add_option("--top", options->top, optionText("How many of each, 1 to 1000000", "--top 20"))
         ->type_name("K")
         ->check(integerBetween(1, 1000000))
@@ -419,6 +494,13 @@ Action declareSearch(CLI::App& app) {
         ->multi_option_policy(CLI::MultiOptionPolicy::TakeAll);
     app.add_flag("--others", options->others,
                  optionText("Leave out the entry that is searched for itself", "--others"));
+    app.add_flag(
+        "--approximate", options->approximate,
+        optionText("Search by the index that darkroom index --approximate made: much faster among very many, and "
+                   "something near may be missed; numbers stay exact",
+                   "--approximate"));
+    app.add_flag("--distances", options->distances,
+                 optionText("Give distances of the distributions too, by correlate", "--distances"));
     auto* const json = app.add_flag("--json", options->json, optionText("Give the result as JSON", "--json"));
     app.add_flag("--csv", options->csv, optionText("Give the result as CSV", "--csv"))->excludes(json);
     app.add_option("-o,--output", options->output,

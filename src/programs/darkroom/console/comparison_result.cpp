@@ -4,6 +4,7 @@
 #include <likeness/comparison/perceptual_metrics.hpp>
 #include <likeness/version.hpp>
 #include "batch/correlates.hpp"
+#include "batch/distance_columns.hpp"
 #include "batch/parameters.hpp"
 #include "console/json_output.hpp"
 #include "console/part_options.hpp"
@@ -138,6 +139,29 @@ std::vector<std::string> notMeasured(const ComparisonResult& result) {
     return what;
 }
 
+nlohmann::ordered_json distancesJson(const PerCorrelate<BinDistances>& distances) {
+    nlohmann::ordered_json json;
+    for (std::size_t k = 0; k < correlateNames.size(); ++k) {
+        const BinDistances& its = distances[k];
+        json[correlateNames[k].name] = {{"wasserstein", numberOrNull(its.wasserstein)},
+                                        {"mean_shift", numberOrNull(its.meanShift)},
+                                        {"kolmogorov_smirnov", numberOrNull(its.kolmogorovSmirnov)},
+                                        {"jensen_shannon_bits", numberOrNull(its.jensenShannon)}};
+    }
+    return json;
+}
+
+std::string distanceLines(const PerCorrelate<BinDistances>& distances) {
+    std::string lines;
+    for (std::size_t k = 0; k < correlateNames.size(); ++k) {
+        const BinDistances& its = distances[k];
+        lines += fmt::format(
+            "{}: Wasserstein {:.6g}, shift of mean {:.6g}, Kolmogorov-Smirnov {:.6g}, Jensen-Shannon {:.6g}\n",
+            correlateNames[k].name, its.wasserstein, its.meanShift, its.kolmogorovSmirnov, its.jensenShannon);
+    }
+    return lines;
+}
+
 std::string comparisonLine(const ComparisonResult& result) {
     std::string line;
     for (const ComparedCorrelate& correlate : comparedCorrelates) {
@@ -148,12 +172,7 @@ std::string comparisonLine(const ComparisonResult& result) {
     }
     line += '\n';
     if (result.distances) {
-        for (std::size_t k = 0; k < correlateNames.size(); ++k) {
-            const BinDistances& its = (*result.distances)[k];
-            line += fmt::format(
-                "{}: Wasserstein {:.6g}, shift of mean {:.6g}, Kolmogorov-Smirnov {:.6g}, Jensen-Shannon {:.6g}\n",
-                correlateNames[k].name, its.wasserstein, its.meanShift, its.kolmogorovSmirnov, its.jensenShannon);
-        }
+        line += distanceLines(*result.distances);
     }
     if (result.uniform) {
         line += fmt::format("uniform: J' {:.6g}, M' {:.6g}, hue {:.6g}, total {:.6g}\n", result.uniform->lightness,
@@ -174,6 +193,9 @@ std::string comparisonLine(const ComparisonResult& result) {
                             result.predicted->name.empty() ? "score" : result.predicted->name, its.score,
                             100 * result.predicted->confidence, its.low, its.high,
                             its.outside ? "; outside the model's range: " + joined(result.predicted->outside) : "");
+    }
+    if (result.sliced) {
+        line += fmt::format("sliced Wasserstein: {:.6g}\n", *result.sliced);
     }
     return line;
 }
@@ -203,13 +225,10 @@ std::string comparisonJson(const ComparisonResult& result) {
         json["coefficients"][hueCorrelate.name] = roundedToNineDigits(*result.hue);
     }
     if (result.distances) {
-        for (std::size_t k = 0; k < correlateNames.size(); ++k) {
-            const BinDistances& its = (*result.distances)[k];
-            json["distances"][correlateNames[k].name] = {{"wasserstein", numberOrNull(its.wasserstein)},
-                                                         {"mean_shift", numberOrNull(its.meanShift)},
-                                                         {"kolmogorov_smirnov", numberOrNull(its.kolmogorovSmirnov)},
-                                                         {"jensen_shannon_bits", numberOrNull(its.jensenShannon)}};
-        }
+        json["distances"] = distancesJson(*result.distances);
+    }
+    if (result.sliced) {
+        json["distances"]["sliced_wasserstein"] = numberOrNull(*result.sliced);
     }
     if (result.uniform) {
         json["distances"]["uniform"] = {{"lightness", numberOrNull(result.uniform->lightness)},
@@ -273,16 +292,12 @@ std::string comparisonCsv(const ComparisonResult& result) {
     }
     const auto addNumber = [&](const std::string& name, double value) {
         names.push_back(name);
-        values.push_back(std::isnan(value) ? "" : nineDigits(value));
+        values.push_back(distanceText(value));
     };
     if (result.distances) {
-        for (std::size_t k = 0; k < correlateNames.size(); ++k) {
-            const BinDistances& its = (*result.distances)[k];
-            const std::string name = correlateNames[k].name;
-            addNumber(name + "_wasserstein", its.wasserstein);
-            addNumber(name + "_mean_shift", its.meanShift);
-            addNumber(name + "_kolmogorov_smirnov", its.kolmogorovSmirnov);
-            addNumber(name + "_jensen_shannon_bits", its.jensenShannon);
+        const std::vector<double> all = distanceValues(*result.distances);
+        for (std::size_t k = 0; k < all.size(); ++k) {
+            addNumber(distanceColumns()[k], all[k]);
         }
     }
     if (result.uniform) {
@@ -316,6 +331,9 @@ std::string comparisonCsv(const ComparisonResult& result) {
             addNumber("difference_" + summary.name + "_mean", summary.statistics.mean);
             addNumber("difference_" + summary.name + "_mean_magnitude", summary.meanMagnitude);
         }
+    }
+    if (result.sliced) {
+        addNumber("sliced_wasserstein", *result.sliced);
     }
     if (!result.model.isDefault()) {
         names.emplace_back("model");

@@ -12,6 +12,7 @@
 #include "photofile/managed_colors.hpp"
 #include "photofile/part_choice.hpp"
 
+#include <nlohmann/json.hpp>
 #include <opencv2/core.hpp>
 
 #include <cstdint>
@@ -53,9 +54,16 @@ struct ComparisonResult {
     std::optional<Explanation> explanation = {};          ///< where it was asked for
 
     std::optional<PredictedScore> predicted = {};  ///< where it was asked for
+    std::optional<double> sliced = {};             ///< sliced Wasserstein distance in a uniform space, the same
 
     std::string shortfall() const { return darkroom::shortfall(coefficients, limits, hue); }
 };
+
+/// By correlate: "wasserstein", "mean_shift", "kolmogorov_smirnov", "jensen_shannon_bits".
+nlohmann::ordered_json distancesJson(const PerCorrelate<BinDistances>& distances);
+
+/// A line for each correlate.
+std::string distanceLines(const PerCorrelate<BinDistances>& distances);
 
 /// The line that `likeness` prints: the five coefficients, six significant digits, separated by ","; behind them the
 /// hue's, where it was asked for. Distances, tiles, differences, explanations and a predicted score, where they were asked

@@ -1,8 +1,10 @@
 // The page of a search: each photograph and what looks like it, with small pictures.
 #pragma once
 
+#include <likeness/comparison/distances.hpp>
 #include "archive/exact_comparison.hpp"
 
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -14,7 +16,8 @@ struct FoundPhotograph {
     std::string path;
     PairCoefficients coefficients;
     double score = 0;
-    std::string pictureUri;  ///< empty: there is none to show
+    std::optional<PerCorrelate<BinDistances>> distances;  ///< where they were asked for
+    std::string pictureUri;                               ///< empty: there is none to show
 };
 
 /// A photograph that was searched for.

@@ -1,0 +1,133 @@
+#include "archive/approximate_index.hpp"
+
+#include "archive/made_photographs.hpp"
+#include "modules/module_loader.hpp"
+#include "support/scratch_directory.hpp"
+
+#include <gtest/gtest.h>
+
+#include <filesystem>
+#include <fstream>
+
+namespace likeness::testing {
+namespace {
+
+class ApproximateSearch : public ::testing::Test {
+protected:
+    static constexpr std::size_t entries = 1500;
+
+    void SetUp() override {
+        try {
+            moduleEntry("nearest", "likeness_build_nearest");
+        } catch (const ModuleProblem& missing) {
+            GTEST_SKIP() << missing.what();
+        }
+        make(entries);
+    }
+
+    static void make(std::size_t count) {
+        std::vector<ArchivedPhotograph> photographs;
+        for (std::size_t k = 0; k < count; ++k) {
+            photographs.push_back(madePhotograph(k, k));
+        }
+        if (count > 17) {
+            photographs[17].problem = ": it is no image";
+            photographs[17].distributions = {};
+        }
+        writeMade("a", photographs);
+    }
+
+    static std::string content() {
+        std::ifstream file(approximateIndexPath("a"), std::ios::binary);
+        return {std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
+    }
+
+    static std::string refusal(const Archive& archive) {
+        try {
+            const ApproximateIndex index(archive);
+        } catch (const Refusal& refusal) {
+            return refusal.what();
+        }
+        return {};
+    }
+
+    ScratchDirectory folder_;
+};
+
+TEST_F(ApproximateSearch, FindsWhatAnExactOneFinds) {
+    const Archive archive("a");
+    std::size_t told = 0;
+    const ApproximateRecall built = buildApproximateIndex(archive, [&](std::size_t done, std::size_t all) {
+        EXPECT_EQ(done, ++told);
+        EXPECT_EQ(all, entries - 1);
+        return true;
+    });
+    EXPECT_EQ(told, entries - 1);
+    EXPECT_GE(built.recall, 0.95);
+    EXPECT_EQ(built.photographs, 50U);
+    const ApproximateIndex index(archive);
+    EXPECT_EQ(index.recall(), built.recall);
+    // Every node is within reach: with as many candidates as there are entries the two searches are the same.
+    ArchiveSearch search;
+    search.top = 12;
+    for (const std::uint64_t seed : {3U, 700U, 5000U}) {
+        const AppearanceDistributions photograph = madeDistributions(seed, 200, 150);
+        for (const bool filtered : {false, true}) {
+            search.among = filtered ? std::function<bool(std::size_t)>([](std::size_t k) { return k % 2 == 0; })
+                                    : std::function<bool(std::size_t)>();
+            search.least = {0, filtered ? 0.3F : 0, 0, 0, 0, 0};
+            const std::vector<ArchiveHit> exact = nearestEntries(archive, photograph, search);
+            const std::vector<ArchiveHit> found = index.nearest(photograph, search, entries);
+            ASSERT_EQ(found.size(), exact.size());
+            for (std::size_t i = 0; i < exact.size(); ++i) {
+                EXPECT_EQ(found[i].entry, exact[i].entry);
+                EXPECT_EQ(found[i].score, exact[i].score);
+            }
+        }
+    }
+}
+
+TEST_F(ApproximateSearch, HasOneFileForAnArchive) {
+    const Archive archive("a");
+    buildApproximateIndex(archive);
+    const std::string bytes = content();
+    std::filesystem::remove(approximateIndexPath("a"));
+    EXPECT_NE(refusal(archive).find("darkroom index --approximate makes it"), std::string::npos);
+    buildApproximateIndex(archive);
+    EXPECT_EQ(content(), bytes);
+    EXPECT_THROW(buildApproximateIndex(archive, [](std::size_t, std::size_t) { return false; }), Refusal);
+    EXPECT_EQ(content(), bytes);
+}
+
+TEST_F(ApproximateSearch, IsRefusedWhereTheArchiveHasChanged) {
+    buildApproximateIndex(Archive("a"));
+    make(entries - 1);
+    EXPECT_NE(refusal(Archive("a")).find("is stale"), std::string::npos);
+}
+
+TEST_F(ApproximateSearch, IsRefusedWhereItIsDamaged) {
+    const Archive archive("a");
+    buildApproximateIndex(archive);
+    const std::string whole = content();
+    const std::string path = approximateIndexPath("a");
+    for (std::size_t place = 0; place < whole.size(); place += 1 + whole.size() / 150) {
+        std::string damaged = whole;
+        damaged[place] = static_cast<char>(damaged[place] ^ 0x10);
+        std::ofstream(path, std::ios::binary) << damaged;
+        EXPECT_FALSE(refusal(archive).empty()) << place;
+        std::ofstream(path, std::ios::binary) << whole.substr(0, place);
+        EXPECT_FALSE(refusal(archive).empty()) << place;
+    }
+}
+
+TEST_F(ApproximateSearch, IsMadeOfFewAndOfNone) {
+    for (const std::size_t count : {0U, 1U, 2U}) {
+        make(count);
+        const Archive archive("a");
+        EXPECT_EQ(buildApproximateIndex(archive).recall, 1);
+        EXPECT_EQ(ApproximateIndex(archive).nearest(madeDistributions(1, 200, 150), {}).size(), count);
+    }
+}
+
+}  // namespace
+}  // namespace likeness::testing
