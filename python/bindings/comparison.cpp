@@ -188,12 +188,11 @@ py::object binOf(const std::optional<BinCost>& bin) {
 }
 
 py::tuple tupleOf(const DistributionChange& change, std::size_t correlate) {
-    return py::make_tuple(change.firstMedian, change.secondMedian, change.medianShift, change.firstSpread,
-                          change.secondSpread, change.spreadChange, change.meanShift,
-                          py::make_tuple(change.firstLeast, change.firstGreatest),
-                          py::make_tuple(change.secondLeast, change.secondGreatest), change.gainedBelow,
-                          change.gainedAbove, change.lostBelow, change.lostAbove, binOf(change.lost),
-                          binOf(change.gained), sentenceOf(change, correlate));
+    return py::make_tuple(
+        change.firstMedian, change.secondMedian, change.medianShift, change.firstSpread, change.secondSpread,
+        change.spreadChange, change.meanShift, py::make_tuple(change.firstLeast, change.firstGreatest),
+        py::make_tuple(change.secondLeast, change.secondGreatest), change.gainedBelow, change.gainedAbove,
+        change.lostBelow, change.lostAbove, binOf(change.lost), binOf(change.gained), sentenceOf(change, correlate));
 }
 
 py::tuple tupleOf(const ExplainedWhite& white) {
@@ -256,23 +255,22 @@ void bindComparison(py::module_& module) {
                        return compareDistributions(one.distributions(), other.distributions());
                    }));
                });
-    module.def("compare_tiles",
-               [](const py::array& first, const py::array& second, const py::tuple& layout, const py::tuple& model,
-                  std::int64_t leastPixels, const std::optional<std::tuple<int, std::uint64_t, double>>& interval,
-                  const py::object& progress) {
-                   const cv::Mat firstPhotograph = imageOf(first, "first", Channels::rgb);
-                   const cv::Mat secondPhotograph = imageOf(second, "second", Channels::rgb);
-                   TileOptions options;
-                   options.layout = layoutOf(layout);
-                   options.model = comparisonModelOf(model);
-                   options.leastPixels = leastPixels;
-                   if (interval) {
-                       options.interval = {std::get<0>(*interval), std::get<1>(*interval), std::get<2>(*interval)};
-                   }
-                   const Watch watch = watchOf(progress);
-                   return tuplesOf(
-                       unlocked([&] { return compareTiles(firstPhotograph, secondPhotograph, options, watch); }));
-               });
+    module.def("compare_tiles", [](const py::array& first, const py::array& second, const py::tuple& layout,
+                                   const py::tuple& model, std::int64_t leastPixels,
+                                   const std::optional<std::tuple<int, std::uint64_t, double>>& interval,
+                                   const py::object& progress) {
+        const cv::Mat firstPhotograph = imageOf(first, "first", Channels::rgb);
+        const cv::Mat secondPhotograph = imageOf(second, "second", Channels::rgb);
+        TileOptions options;
+        options.layout = layoutOf(layout);
+        options.model = comparisonModelOf(model);
+        options.leastPixels = leastPixels;
+        if (interval) {
+            options.interval = {std::get<0>(*interval), std::get<1>(*interval), std::get<2>(*interval)};
+        }
+        const Watch watch = watchOf(progress);
+        return tuplesOf(unlocked([&] { return compareTiles(firstPhotograph, secondPhotograph, options, watch); }));
+    });
     module.def("pixel_differences", [](const py::array& first, const py::array& second, const py::tuple& model,
                                        bool align, const py::object& progress) {
         const cv::Mat firstPhotograph = imageOf(first, "first", Channels::rgb);
@@ -289,20 +287,21 @@ void bindComparison(py::module_& module) {
         maps.append(python::arrayOf(differences.ciede2000));
         return py::make_tuple(maps, std::string(nameOf(differences.uniformModel)));
     });
-    module.def("explain", [](const py::array& first, const py::array& second,
-                             const AppearanceDistributions& firstDistributions,
-                             const AppearanceDistributions& secondDistributions) {
-        const cv::Mat firstPhotograph = imageOf(first, "first", Channels::rgb);
-        const cv::Mat secondPhotograph = imageOf(second, "second", Channels::rgb);
-        const Explanation explanation = unlocked(
-            [&] { return explain(firstPhotograph, secondPhotograph, firstDistributions, secondDistributions); });
-        py::list changes;
-        for (std::size_t k = 0; k < correlateNames.size(); ++k) {
-            changes.append(tupleOf(explanation.changes[k], k));
-        }
-        return py::make_tuple(changes, tupleOf(explanation.firstWhite), tupleOf(explanation.secondWhite),
-                              sentenceOf(explanation.firstWhite, explanation.secondWhite));
-    });
+    module.def("explain",
+               [](const py::array& first, const py::array& second, const AppearanceDistributions& firstDistributions,
+                  const AppearanceDistributions& secondDistributions) {
+                   const cv::Mat firstPhotograph = imageOf(first, "first", Channels::rgb);
+                   const cv::Mat secondPhotograph = imageOf(second, "second", Channels::rgb);
+                   const Explanation explanation = unlocked([&] {
+                       return explain(firstPhotograph, secondPhotograph, firstDistributions, secondDistributions);
+                   });
+                   py::list changes;
+                   for (std::size_t k = 0; k < correlateNames.size(); ++k) {
+                       changes.append(tupleOf(explanation.changes[k], k));
+                   }
+                   return py::make_tuple(changes, tupleOf(explanation.firstWhite), tupleOf(explanation.secondWhite),
+                                         sentenceOf(explanation.firstWhite, explanation.secondWhite));
+               });
 }
 
 }  // namespace likeness::python
