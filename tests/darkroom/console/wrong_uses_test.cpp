@@ -47,7 +47,7 @@ constexpr WrongUse wrongUses[] = {
     {"compare a.png b.png --stride 4", "--stride requires --tiles"},
     {"compare a.png b.png --tile-maps .", "--tile-maps requires --tiles"},
     {"compare a.png b.png --tile-table t.csv", "--tile-table requires --tiles"},
-    {"compare a.png b.png --seed 4", "--seed requires --interval"},
+    {"compare a.png b.png --seed 4", "--seed: there is neither --interval nor --sliced"},
     {"compare a.png b.png --resamples 200", "--resamples requires --interval"},
     {"compare a.png b.png --interval --resamples 99", "--resamples: '99' is not a whole number from 100 to 1000000"},
     {"compare a.png b.png --align", "--align requires --difference-maps"},
