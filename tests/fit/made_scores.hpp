@@ -2,11 +2,21 @@
 #pragma once
 
 #include <likeness/fit/score_model.hpp>
+#include "modules/module_loader.hpp"
 
 #include <cmath>
 #include <random>
 
 namespace likeness::testing {
+
+/// Whether curves can be fitted here: whether the module was built.
+inline bool canFitCurves() {
+    try {
+        return moduleEntry("ceres", "likeness_least_squares") != nullptr;
+    } catch (const ModuleProblem&) {
+        return false;
+    }
+}
 
 /// Normal numbers that are the same everywhere.
 class Normal {

@@ -53,6 +53,9 @@ ScoreFit fitOf(const Made& rows, ScoreForm form, ScoreFitOptions options = {}) {
 }
 
 TEST(ScoreFit, AModelReadsBackToTheBit) {
+    if (!canFitCurves()) {
+        GTEST_SKIP() << "the module ceres was not built";
+    }
     const ScratchDirectory folder;
     const Made rows = made(120, 0.2);
     for (const ScoreForm form : {ScoreForm::linear, ScoreForm::monotone, ScoreForm::logistic4, ScoreForm::logistic5,
