@@ -5,9 +5,11 @@
 #include "batch/output_lock.hpp"
 #include "batch/pair_bench.hpp"
 #include "batch/parameters.hpp"
+#include "files/file_checksum.hpp"
 #include "files/number_format.hpp"
 #include "files/refusal.hpp"
 #include "photofile/decoder_remarks.hpp"
+#include "photofile/opened_file.hpp"
 
 #include <fmt/format.h>
 #include <omp.h>
@@ -15,7 +17,6 @@
 #include <opencv2/core/utils/logger.hpp>
 
 #include <algorithm>
-#include <filesystem>
 #include <memory>
 #include <new>
 #include <system_error>
@@ -49,6 +50,20 @@ std::optional<CarriedValue::Kind> hueKind(const ResultFile& file, const Analysis
         return std::nullopt;
     }
     return file.format == ResultFormat::csv ? CarriedValue::Kind::text : CarriedValue::Kind::json;
+}
+
+void addChecksum(const std::string& path, PhotographAnalysis& analysis) {
+    try {
+        analysis.facts.sha256 = fingerprintOf(path).sha256;
+    } catch (const UnreadableFile& unreadable) {
+        if (isOfTheMachine(unreadable.errorNumber())) {
+            throw;
+        }
+        analysis.problem += analysis.problem.empty() ? ": its checksum cannot be made" : "";
+    }
+    if (analysis.problem.empty() && stampOf(path) != analysis.facts.stamp) {
+        analysis.problem = ": it changed while it was read";
+    }
 }
 
 /// As long as it lives, an operation has one thread, and the image library says nothing.
@@ -87,11 +102,23 @@ BatchRun::BatchRun(const PairList& pairs, const ResultFile& file, BatchOptions o
 
 BatchEnd BatchRun::run() {
     const OutputLock lock(file_.path);
-    earlier_ = resumeResults(file_, pairs_, origin_, options_.retryFailed);
+    earlier_ = resumeResults(file_, pairs_, origin_, {options_.retryFailed, options_.checksums, options_.root});
     summary_ = std::move(earlier_.summary);
     if (earlier_.dropped > 0) {
         tell(fmt::format("'{}': the last {} bytes are no whole record; they are dropped and made again", file_.path,
                          earlier_.dropped));
+    }
+    if (earlier_.damaged) {
+        tell("'" + file_.path + "': the end of the database cannot be read; what is missing is made again");
+    }
+    if (earlier_.upgraded) {
+        warn("'" + file_.path +
+             "' has records of an earlier version, without checksums and the photographs' sizes and " +
+             "times; it is written anew, and the photographs are taken for unchanged");
+    }
+    if (earlier_.changed > 0) {
+        tell(fmt::format("photographs of {} have changed since; they are compared again",
+                         numberOf(earlier_.changed, "recorded pair")));
     }
     if (earlier_.recorded > 0) {
         tell(fmt::format("{} of {} recorded already", earlier_.recorded, numberOf(pairs_.size(), "pair")));
@@ -125,8 +152,8 @@ void BatchRun::announcePhotographs() {
     for (std::size_t k = earlier_.recorded; options_.cache > 0 && k < pairs_.size(); ++k) {
         if (known(k) == nullptr) {
             const Pair pair = pairs_.at(k);
-            cache_.announce(located(pair.first));
-            cache_.announce(located(pair.second));
+            cache_.announce(pathUnder(options_.root, pair.first));
+            cache_.announce(pathUnder(options_.root, pair.second));
         }
     }
     cache_.announced();
@@ -136,6 +163,9 @@ void BatchRun::compare() {
     const OneThreadEach pairsRunAtOnce;
     announcePhotographs();
     const unsigned jobs = options_.jobs > 0 ? options_.jobs : processors();
+    if (options_.isolation && recorded() < pairs_.size()) {
+        isolated_.emplace(options_.mostPixels, options_.analysis, options_.profiles, *options_.isolation);
+    }
     const auto writer = writeResults(file_, earlier_.tail);
     begin_ = Clock::now();
     try {
@@ -217,19 +247,19 @@ OrderedPool::Work BatchRun::worker() {
 }
 
 AnalysisCache::Shared BatchRun::analysis(const std::string& path, AnalysisTables& tables) {
-    const std::string place = located(path);
+    const std::string place = pathUnder(options_.root, path);
     return cache_.get(place, [&] {
-        if (options_.known) {
-            if (std::optional<PhotographAnalysis> known = options_.known(place)) {
-                return *std::move(known);
-            }
+        std::optional<PhotographAnalysis> made = options_.known ? options_.known(place) : std::nullopt;
+        if (!made) {
+            made = isolated_
+                       ? isolated_->analyze(place)
+                       : analyzePhotograph(place, tables, options_.mostPixels, options_.analysis, options_.profiles);
         }
-        return analyzePhotograph(place, tables, options_.mostPixels, options_.analysis, options_.profiles);
+        if (options_.checksums && made->facts.stamp) {
+            addChecksum(place, *made);
+        }
+        return *std::move(made);
     });
-}
-
-std::string BatchRun::located(const std::string& path) const {
-    return options_.root.empty() ? path : (std::filesystem::path(options_.root) / path).string();
 }
 
 const PairOutcome* BatchRun::known(std::size_t k) const {

@@ -16,15 +16,13 @@
 namespace likeness {
 namespace {
 
-/// Every record begins so; what a cut-off first one leaves begins so, too, as far as it goes.
-const std::string& jsonBegin() {
-    static const std::string begin = "{\"schema\":" + std::to_string(resultSchema) + ",\"position\":";
-    return begin;
+/// Every record of a version begins so; what a cut-off first one leaves begins so, too, as far as it goes.
+std::string jsonBegin(int schema) {
+    return "{\"schema\":" + std::to_string(schema) + ",\"position\":";
 }
 
-const std::string& csvBegin() {
-    static const std::string begin = std::to_string(resultSchema) + ',';
-    return begin;
+std::string csvBegin(int schema) {
+    return std::to_string(schema) + ',';
 }
 
 bool agreesWith(std::string_view text, std::string_view begin) {
@@ -142,17 +140,18 @@ public:
             return false;
         }
         if (in_.eof()) {  // no line feed behind it
-            takeTail(line_, jsonBegin());
+            takeTail(line_, beginOf(line));
             return false;
         }
         try {
             record = parseJsonRecord(line);
         } catch (const NoRecord& problem) {
-            const std::string_view schema = std::string_view(jsonBegin()).substr(0, jsonBegin().find(':'));
+            const std::string begin = jsonBegin(resultSchema);
+            const std::string_view schema = std::string_view(begin).substr(0, begin.find(':'));
             if (!problem.broken()) {
                 tail_.begin == 0 && !agreesWith(line, schema) ? notResults() : damaged(line_, problem.what());
             }
-            takeTail(line_, jsonBegin());
+            takeTail(line_, beginOf(line));
             return false;
         }
         for (const CarriedValue& value : record.carried) {
@@ -167,6 +166,12 @@ public:
     bool knowsKinds() const override { return true; }
 
 private:
+    /// How a record begins that a cut-off line may be the rest of.
+    static std::string beginOf(std::string_view line) {
+        const std::string ofFirst = jsonBegin(firstResultSchema);
+        return agreesWith(upToZeros(line), ofFirst) ? ofFirst : jsonBegin(resultSchema);
+    }
+
     bool holdsRecordAt(std::uint64_t place) override {
         in_.clear();
         in_.seekg(static_cast<std::streamoff>(place));
@@ -204,12 +209,17 @@ public:
             takeTail(1, whole);
             return;
         }
-        if (header.size() < fields.size() ||
-            !std::equal(fields.begin(), fields.end(), header.begin(),
-                        [](const ResultField& field, const std::string& name) { return field.name == name; })) {
+        const auto isOf = [&](int schema) {
+            const std::size_t own = resultFieldCount(schema);
+            return header.size() >= own &&
+                   std::equal(header.begin(), header.begin() + static_cast<std::ptrdiff_t>(own), fields.begin(),
+                              [](const std::string& name, const ResultField& field) { return field.name == name; });
+        };
+        schema_ = isOf(resultSchema) ? resultSchema : firstResultSchema;
+        if (!isOf(schema_)) {
             notResults();
         }
-        columns_.assign(header.begin() + static_cast<std::ptrdiff_t>(fields.size()), header.end());
+        columns_.assign(header.begin() + static_cast<std::ptrdiff_t>(resultFieldCount(schema_)), header.end());
         tail_.begin = csv_.end();
     }
 
@@ -225,7 +235,7 @@ public:
                 return false;
             }
             if (csv_.terminated() && !csv_.quoteOpen()) {
-                record = parseCsvRecord(row_, columns_);
+                record = parseCsvRecord(row_, columns_, schema_);
                 tail_.begin = csv_.end();
                 return true;
             }
@@ -236,7 +246,7 @@ public:
         } catch (const CsvProblem&) {
             // Garbage at the end, perhaps.
         }
-        takeTail(nextLine, csvBegin());
+        takeTail(nextLine, csvBegin(schema_));
         return false;
     }
 
@@ -252,7 +262,7 @@ private:
             if (!csv.next(row) || !csv.terminated()) {
                 return false;
             }
-            parseCsvRecord(row, columns_);
+            parseCsvRecord(row, columns_, schema_);
             return true;
         } catch (const NoRecord&) {
             return false;
@@ -263,6 +273,7 @@ private:
 
     CsvReader csv_;
     std::vector<std::string> row_;
+    int schema_ = resultSchema;
 };
 
 class TextWriter final : public ResultWriter {

@@ -6,6 +6,7 @@
 #include "batch/stop_signals.hpp"
 #include "commands/subcommands.hpp"
 #include "console/comparison_warnings.hpp"
+#include "console/isolation_options.hpp"
 #include "console/list_options.hpp"
 #include "console/model_options.hpp"
 #include "console/option_checks.hpp"
@@ -37,9 +38,11 @@ struct Options {
     std::string output = "results.db";
     bool resume = false;
     bool retryFailed = false;
+    bool checksums = false;
     int jobs = 0;
     int cache = 1000;
     bool timing = false;
+    IsolationOptions isolation;
     std::string archive;
     bool check = false;
     ModelOptions model;
@@ -68,6 +71,7 @@ void checkCombination(const Console& console, const Options& options) {
     if (options.retryFailed && !options.resume) {
         throw Refusal("--retry-failed: there is no --resume");
     }
+    options.isolation.limits();
     checkReadFolder("--root", options.root);
 }
 
@@ -160,7 +164,9 @@ public:
                 return std::nullopt;
             }
             photograph.distributions = archive_.distributions(*entry);
-            return analysisOf(std::move(photograph));
+            PhotographAnalysis analysis = analysisOf(std::move(photograph));
+            analysis.facts.stamp = stampOf(path);
+            return analysis;
         } catch (const ArchiveDamage&) {  // it is analysed
             return std::nullopt;
         }
@@ -198,8 +204,10 @@ ExitStatus run(const Console& console, const Options& options, const PairList& p
     BatchOptions how;
     how.root = options.root;
     how.retryFailed = options.retryFailed;
+    how.checksums = options.checksums;
     how.jobs = static_cast<unsigned>(options.jobs);
     how.cache = static_cast<std::size_t>(options.cache);
+    how.isolation = options.isolation.limits();
     how.mostPixels = console.mostPixels();
     how.analysis = analysis;
     how.profiles = console.profiles();
@@ -281,6 +289,11 @@ Action declareBatch(CLI::App& app) {
                  optionText("Go on with an existing output: do exactly what is missing", "--resume"));
     app.add_flag("--retry-failed", options->retryFailed,
                  optionText("With --resume: compare again the pairs that are recorded as failed", "--retry-failed"));
+    app.add_flag(
+        "--checksums", options->checksums,
+        optionText("Record the SHA-256 of the photographs too; with --resume, what is recorded without or with "
+                   "another one is compared again",
+                   "--checksums"));
     app.add_option(
            "--jobs", options->jobs,
            optionText(
@@ -307,6 +320,7 @@ Action declareBatch(CLI::App& app) {
     app.add_flag(
         "--check", options->check,
         optionText("With --archive: the SHA-256 of the file must agree, in place of size and time", "--check"));
+    addIsolationOptions(app, options->isolation);
     addModelOptions(app, options->model);
     addHueOptions(app, options->model);
     return [options](const Console& console) { return runBatch(console, *options); };

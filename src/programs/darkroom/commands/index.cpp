@@ -4,6 +4,7 @@
 #include "archive/photograph_index.hpp"
 #include "batch/batch_summary.hpp"
 #include "batch/image_files.hpp"
+#include "batch/isolated_analysis.hpp"
 #include "batch/ordered_pool.hpp"
 #include "batch/output_lock.hpp"
 #include "batch/shard.hpp"
@@ -11,6 +12,7 @@
 #include "batch/working_file.hpp"
 #include "commands/subcommands.hpp"
 #include "console/comparison_warnings.hpp"
+#include "console/isolation_options.hpp"
 #include "console/model_options.hpp"
 #include "console/option_checks.hpp"
 #include "console/output_check.hpp"
@@ -52,6 +54,7 @@ struct Options {
     bool retryFailed = false;
     std::string shard;
     int jobs = 0;
+    IsolationOptions isolation;
     ModelOptions model;
 };
 
@@ -248,6 +251,9 @@ private:
         const unsigned processors = std::max(1U, std::thread::hardware_concurrency());
         const unsigned jobs = options_.jobs > 0 ? static_cast<unsigned>(options_.jobs) : processors;
         begin_ = Clock::now();
+        if (const std::optional<WorkLimits> limits = options_.isolation.limits()) {
+            isolated_.emplace(console_.mostPixels(), analysis_, console_.profiles(), *limits);
+        }
         try {
             ArchiveWriter writer(unfinished_, origin_, keep);
             analyse(writer, jobs, signals);
@@ -274,8 +280,12 @@ private:
             prepareOpenMp();
             auto tables = std::make_shared<AnalysisTables>();
             return [this, tables](std::size_t number) {
-                return indexedPhotograph(paths_[missing_[number]], *tables, console_.mostPixels(), analysis_,
-                                         console_.profiles());
+                const std::string& path = paths_[missing_[number]];
+                return indexedPhotograph(path, [&] {
+                    return isolated_ ? isolated_->analyze(path)
+                                     : analyzePhotograph(path, *tables, console_.mostPixels(), analysis_,
+                                                         console_.profiles());
+                });
             };
         });
         std::vector<ArchivedPhotograph> ready;
@@ -373,6 +383,7 @@ private:
     std::vector<std::string> paths_;
     AnalysisOptions analysis_;
     ArchiveOrigin origin_;
+    std::optional<IsolatedAnalyses> isolated_;
     std::string output_;
     std::string unfinished_;
     std::vector<std::unique_ptr<Archive>> archives_;  ///< of earlier runs, the later ones last
@@ -399,6 +410,7 @@ ExitStatus index(const Console& console, const Options& options) {
     if (options.retryFailed && !options.update && !options.resume) {
         throw Refusal("--retry-failed: there is no --update or --resume");
     }
+    options.isolation.limits();
     const ChosenModel model = chosenModel(options.model);
     const AnalysisOptions analysis = model.analysis(false);
     std::vector<std::string> paths = photographsAsked(console, options);
@@ -464,6 +476,7 @@ Action declareIndex(CLI::App& app) {
                               "--jobs 8"))
         ->type_name("N")
         ->check(integerBetween(1, 1024));
+    addIsolationOptions(app, options->isolation);
     addModelOptions(app, options->model);
     addHueOptions(app, options->model);
     return [options](const Console& console) { return index(console, *options); };
