@@ -164,7 +164,14 @@ void BatchRun::compare() {
     announcePhotographs();
     const unsigned jobs = options_.jobs > 0 ? options_.jobs : processors();
     if (options_.isolation && recorded() < pairs_.size()) {
-        isolated_.emplace(options_.mostPixels, options_.analysis, options_.profiles, *options_.isolation);
+        try {
+            isolated_.emplace(options_.mostPixels, options_.analysis, options_.profiles, *options_.isolation);
+        } catch (const NoProcess& shortage) {
+            if (!shortage.isShortage()) {
+                throw Refusal(whatIsRecorded(shortage.what()));
+            }
+            warn(unprotectedWarning);
+        }
     }
     const auto writer = writeResults(file_, earlier_.tail);
     begin_ = Clock::now();

@@ -15,6 +15,10 @@ std::string analysisMessage(const PhotographAnalysis& analysis);
 /// @throws Refusal  if the bytes are none
 PhotographAnalysis analysisFromMessage(std::string_view message);
 
+/// What the user is told where the machine has no process to give, and photographs are read in the program's own.
+inline constexpr const char* unprotectedWarning =
+    "no process can be had to read photographs in: one that crashes its reader ends the run";
+
 /// Reads and analyses photographs in other processes: one that makes its reader crash, hang or take too much memory is a
 /// photograph with a problem, and nothing else is lost.
 class IsolatedAnalyses {

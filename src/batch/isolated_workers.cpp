@@ -1,7 +1,6 @@
 #include "batch/isolated_workers.hpp"
 
 #include "files/number_format.hpp"
-#include "files/refusal.hpp"
 
 #include <fmt/format.h>
 
@@ -272,7 +271,9 @@ void fork(int socket, const std::function<IsolatedWorkers::Serve()>& makeServe, 
             continue;
         }
         if (received != static_cast<::ssize_t>(sizeof order)) {
-            ::_exit(0);  // which ends the processes that it forked
+            while (::waitpid(-1, nullptr, 0) > 0 || errno == EINTR) {  // they end, too, and their times are counted
+            }
+            ::_exit(0);
         }
         if (order.what == Order::What::spawn) {
             fork(socket, makeServe, limits);
@@ -284,11 +285,6 @@ void fork(int socket, const std::function<IsolatedWorkers::Serve()>& makeServe, 
         }
         sendReport(socket, {order.process, status});
     }
-}
-
-[[noreturn]] void noProcess(int problem) {
-    throw Refusal(std::string("cannot start a process that reads photographs: ") + std::strerror(problem) +
-                  "; fewer --jobs take fewer, --isolate no takes none");
 }
 
 std::string crashText(int status) {
@@ -304,6 +300,15 @@ std::string durationWords(double seconds) {
 
 }  // namespace
 
+NoProcess::NoProcess(int errorNumber)
+    : Refusal(std::string("cannot start a process that reads photographs: ") + std::strerror(errorNumber) +
+              "; fewer --jobs take fewer, --isolate no takes none"),
+      errorNumber_(errorNumber) {}
+
+bool NoProcess::isShortage() const noexcept {
+    return errorNumber_ == EAGAIN || errorNumber_ == ENOMEM;
+}
+
 std::uint64_t machineMemory() {
     return static_cast<std::uint64_t>(::sysconf(_SC_PHYS_PAGES)) * static_cast<std::uint64_t>(::sysconf(_SC_PAGESIZE));
 }
@@ -311,7 +316,7 @@ std::uint64_t machineMemory() {
 IsolatedWorkers::IsolatedWorkers(std::function<Serve()> makeServe, const WorkLimits& limits) : limits_(limits) {
     std::array<int, 2> ends{};
     if (::socketpair(AF_UNIX, SOCK_SEQPACKET | SOCK_CLOEXEC, 0, ends.data()) != 0) {
-        noProcess(errno);
+        throw NoProcess(errno);
     }
     std::fflush(nullptr);
     const ::pid_t parent = ::getpid();
@@ -325,11 +330,21 @@ IsolatedWorkers::IsolatedWorkers(std::function<Serve()> makeServe, const WorkLim
     starter_ = ends[0];
     if (starterProcess_ < 0) {
         ::close(starter_);
-        noProcess(problem);
+        throw NoProcess(problem);
+    }
+    try {
+        giveBack(take());  // so that there is one, whatever the threads take that come later
+    } catch (...) {
+        end();
+        throw;
     }
 }
 
 IsolatedWorkers::~IsolatedWorkers() {
+    end();
+}
+
+void IsolatedWorkers::end() {
     for (const Worker& worker : idle_) {
         ::close(worker.socket);
     }
@@ -396,7 +411,7 @@ IsolatedWorkers::Worker IsolatedWorkers::take() {
             --alive_;
             mayGrow_ = false;  // those that there are take turns
             if (alive_ == 0) {
-                noProcess(static_cast<int>(worker.process));
+                throw NoProcess(static_cast<int>(worker.process));
             }
             continue;
         }

@@ -1,6 +1,8 @@
 // Work that may crash, hang or take all memory, done in processes of its own.
 #pragma once
 
+#include "files/refusal.hpp"
+
 #include <sys/types.h>
 #include <condition_variable>
 #include <cstdint>
@@ -20,6 +22,18 @@ struct WorkLimits {
     bool operator==(const WorkLimits&) const = default;
 };
 
+/// The machine has no process to give.
+class NoProcess : public Refusal {
+public:
+    explicit NoProcess(int errorNumber);
+
+    /// Whether it is threads and processes, or memory, that are short.
+    bool isShortage() const noexcept;
+
+private:
+    int errorNumber_;
+};
+
 /// The physical memory of the machine, bytes.
 std::uint64_t machineMemory();
 
@@ -32,7 +46,7 @@ public:
     using Serve = std::function<std::string(std::string_view request)>;
 
     /// @param makeServe  called in every process once
-    /// @throws Refusal   if not even the first process can be forked
+    /// @throws NoProcess  if not even one of them can be had
     IsolatedWorkers(std::function<Serve()> makeServe, const WorkLimits& limits);
     /// The processes end.
     ~IsolatedWorkers();
@@ -57,6 +71,7 @@ private:
     };
     enum class Outcome { answered, died, late };
 
+    void end();
     Worker take();
     void giveBack(const Worker& worker);
     Worker spawn();

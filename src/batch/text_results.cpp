@@ -154,6 +154,7 @@ public:
             takeTail(line_, beginOf(line));
             return false;
         }
+        schema_ = record.schema;
         for (const CarriedValue& value : record.carried) {
             if (std::find(columns_.begin(), columns_.end(), value.column) == columns_.end()) {
                 columns_.push_back(value.column);
@@ -166,10 +167,16 @@ public:
     bool knowsKinds() const override { return true; }
 
 private:
-    /// How a record begins that a cut-off line may be the rest of.
-    static std::string beginOf(std::string_view line) {
-        const std::string ofFirst = jsonBegin(firstResultSchema);
-        return agreesWith(upToZeros(line), ofFirst) ? ofFirst : jsonBegin(resultSchema);
+    /// How a record begins that a cut-off line may be the rest of: of the version that the line names, or else of that of
+    /// the records before it.
+    std::string beginOf(std::string_view line) const {
+        for (const int schema : {firstResultSchema, resultSchema}) {
+            const std::string begin = jsonBegin(schema);
+            if (line.substr(0, begin.find(',') + 1) == std::string_view(begin).substr(0, begin.find(',') + 1)) {
+                return begin;
+            }
+        }
+        return jsonBegin(schema_);
     }
 
     bool holdsRecordAt(std::uint64_t place) override {
@@ -188,6 +195,7 @@ private:
     }
 
     std::uint64_t line_ = 0;
+    int schema_ = resultSchema;
 };
 
 class CsvResultsReader final : public TextReader {

@@ -252,7 +252,14 @@ private:
         const unsigned jobs = options_.jobs > 0 ? static_cast<unsigned>(options_.jobs) : processors;
         begin_ = Clock::now();
         if (const std::optional<WorkLimits> limits = options_.isolation.limits()) {
-            isolated_.emplace(console_.mostPixels(), analysis_, console_.profiles(), *limits);
+            try {
+                isolated_.emplace(console_.mostPixels(), analysis_, console_.profiles(), *limits);
+            } catch (const NoProcess& shortage) {
+                if (!shortage.isShortage()) {
+                    throw Refusal(whatIsKept(shortage.what()));
+                }
+                console_.warn(unprotectedWarning);
+            }
         }
         try {
             ArchiveWriter writer(unfinished_, origin_, keep);
