@@ -92,6 +92,7 @@ public:
         const bool anyPrevious = fs::exists(previous);
         if (anyOutput && file_.format == ResultFormat::sqlite) {
             lengthenSqliteResults(file_.path);
+            damaged_ = !isSoundSqliteFile(file_.path);
         }
         const bool continues = !anyOutput || readBeginning(earlier);
         if (!continues || anyPrevious) {
@@ -146,7 +147,7 @@ private:
         earlier.tail = reader->tail();
         earlier.dropped = earlier.tail.dropped;
         // The whole records of a text are its beginning; those of a database are anywhere.
-        damaged_ = file_.format == ResultFormat::sqlite && earlier.tail.cutOff;
+        damaged_ = damaged_ || (file_.format == ResultFormat::sqlite && earlier.tail.cutOff);
         return !damaged_;
     }
 
@@ -268,7 +269,7 @@ private:
         }
         if (dropped != nullptr) {
             *dropped = reader->tail().dropped;
-            damaged_ = file_.format == ResultFormat::sqlite && reader->tail().cutOff;
+            damaged_ = damaged_ || (file_.format == ResultFormat::sqlite && reader->tail().cutOff);
         }
         return records;
     }

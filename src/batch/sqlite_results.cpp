@@ -188,6 +188,14 @@ bool hasTable(Database& database, const std::string& name) {
 /// them, has none.
 constexpr const char* jsonValuesTable = "json_values";
 
+/// A process that was killed while the database changed its kind of journal leaves an open transaction, which only
+/// who may write can roll back.
+int openFlagsOf(const std::string& path) {
+    std::error_code error;
+    const bool repairs = std::filesystem::exists(path + "-journal", error) && ::access(path.c_str(), W_OK) == 0;
+    return repairs ? SQLITE_OPEN_READWRITE : SQLITE_OPEN_READONLY;
+}
+
 /// A letter for the kind of each carried value.
 std::string kindsOf(const ResultRecord& record) {
     std::string kinds;
@@ -210,6 +218,10 @@ public:
         }
         try {
             if (!select_->step()) {
+                return false;
+            }
+            if (select_->isNull(0) && select_->integer(1) == 0 && last_ != 0) {
+                tail_.cutOff = true;  // of a page whose end is zeros
                 return false;
             }
         } catch (const DamagedDatabase&) {
@@ -239,7 +251,7 @@ public:
 
 private:
     void open() {
-        database_ = std::make_unique<Database>(readable(path_), openFlags(path_), "read");
+        database_ = std::make_unique<Database>(readable(path_), openFlagsOf(path_), "read");
         checkSchema();
         if (empty_) {
             return;
@@ -279,14 +291,6 @@ private:
             throw Refusal("cannot read '" + path + "': No such file or directory");
         }
         return path;
-    }
-
-    /// A process that was killed while the database changed its kind of journal leaves an open transaction, which only
-    /// who may write can roll back.
-    static int openFlags(const std::string& path) {
-        std::error_code error;
-        const bool repairs = std::filesystem::exists(path + "-journal", error) && ::access(path.c_str(), W_OK) == 0;
-        return repairs ? SQLITE_OPEN_READWRITE : SQLITE_OPEN_READONLY;
     }
 
     [[noreturn]] void notResults() const {
@@ -531,6 +535,16 @@ void emptySqliteResults(const ResultFile& file) {
                      "DROP TABLE IF EXISTS " + jsonValuesTable);
     createTables(database, file);
     database.execute("COMMIT");
+}
+
+bool isSoundSqliteFile(const std::string& path) {
+    try {
+        Database database(path, openFlagsOf(path), "read");
+        Statement check(database, "PRAGMA quick_check(1)");
+        return !check.step() || check.text(0) == "ok";
+    } catch (const DamagedDatabase&) {
+        return false;
+    }
 }
 
 void lengthenSqliteResults(const std::string& path) {

@@ -70,6 +70,22 @@ protected:
         return bytesOf(output);
     }
 
+    /// A table of results with changes, and with checksums that agree with them.
+    std::string changedTable(const std::string& table,
+                             const std::function<void(std::vector<ResultRecord>&)>& change) const {
+        const auto reader = openResults(saveText("table.csv", table), ResultFormat::csv);
+        std::vector<ResultRecord> records;
+        for (ResultRecord record; reader->next(record);) {
+            records.push_back(record);
+        }
+        change(records);
+        std::string text = csvHeader(reader->columns());
+        for (const ResultRecord& record : records) {
+            text += csvLine(record, reader->columns());
+        }
+        return text;
+    }
+
     std::string bytesOf(const std::string& name) const {
         if (fs::path(name).extension() != ".db") {
             return contentOf(output(name));
@@ -109,7 +125,7 @@ TEST_F(DarkroomBatch, RecordsTheCoefficientsOfTheLibrary) {
     }
     const std::vector<std::string> lines = linesOf(csv);
     ASSERT_EQ(lines.size(), 2U);
-    EXPECT_EQ(lines[1].rfind("1,1,1," + photo("cat.jpg") + '|' + photo("coffee.jpg") + ',' + photo("cat.jpg") + ',' +
+    EXPECT_EQ(lines[1].rfind("2,1,1," + photo("cat.jpg") + '|' + photo("coffee.jpg") + ',' + photo("cat.jpg") + ',' +
                                  photo("coffee.jpg") + ",451,300,600,400" + numbers +
                                  ",0,0,0,0,0,0,0,0,0,0,compared,,," LIKENESS_VERSION ",",
                              0),
@@ -300,7 +316,7 @@ TEST_F(DarkroomBatch, WhatTheMachineLacksEndsTheBatchAndIsNoRecord) {
         << std::string("\1\0\x18\0", 4) << std::string(24, '\0');
     fs::resize_file(large, 54 + 768000000);
     const std::string list = saveText("l.csv", "first,second\np1.jpg,p2.jpg\np1.jpg,large.bmp\np3.jpg,p2.jpg\n");
-    const Outcome outcome = run({"/bin/sh", "-c", "ulimit -v 1000000; exec \"$@\"", "sh", LIKENESS_DARKROOM, "batch",
+    const Outcome outcome = run({"/bin/sh", "-c", "ulimit -v 700000; exec \"$@\"", "sh", LIKENESS_DARKROOM, "batch",
                                  list, "--root", input("photos"), "-o", "r.csv", "--jobs", "1"},
                                 folder());
     EXPECT_EQ(outcome.status, 2);
@@ -366,8 +382,8 @@ TEST_F(DarkroomBatch, PairsFoldersByRelativePath) {
     }
     const std::vector<std::string> lines = linesOf(csv);
     ASSERT_EQ(lines.size(), 3U);
-    EXPECT_EQ(lines[1].rfind("1,1,2,sub/y,before/sub/y.PNG,after/sub/y.jpg,", 0), 0U) << lines[1];
-    EXPECT_EQ(lines[2].rfind("1,2,2,x,before/x.jpg,after/x.png,", 0), 0U) << lines[2];
+    EXPECT_EQ(lines[1].rfind("2,1,2,sub/y,before/sub/y.PNG,after/sub/y.jpg,", 0), 0U) << lines[1];
+    EXPECT_EQ(lines[2].rfind("2,2,2,x,before/x.jpg,after/x.png,", 0), 0U) << lines[2];
     EXPECT_EQ(expectDone({"batch", "--folders", "before/", "after", "--print-list"}).out,
               "id,first,second\nsub/y,before/sub/y.PNG,after/sub/y.jpg\nx,before/x.jpg,after/x.png\n");
 
@@ -457,18 +473,9 @@ TEST_F(DarkroomBatch, RefusesToResumeOtherResults) {
         std::ofstream(output("r.csv"), std::ios::binary) << text;
         expectRefused({"batch", list, "-o", "r.csv", "--resume"}, message);
     };
-    // With a checksum of its own again, as results of somebody else have it.
     const auto refusedOf = [&](const std::function<void(ResultRecord&)>& change, const std::string& message) {
-        const auto reader = openResults(saveText("whole.csv", expected), ResultFormat::csv);
-        std::string text;
-        for (ResultRecord record; reader->next(record);) {
-            text += text.empty() ? csvHeader(reader->columns()) : std::string();
-            if (record.position == 2) {
-                change(record);
-            }
-            text += csvLine(record, reader->columns());
-        }
-        std::ofstream(output("r.csv"), std::ios::binary) << text;
+        std::ofstream(output("r.csv"), std::ios::binary)
+            << changedTable(expected, [&](std::vector<ResultRecord>& records) { change(records[1]); });
         expectRefused({"batch", list, "-o", "r.csv", "--resume"}, message);
     };
     refusedOf([](ResultRecord& record) { record.version = "0.0.1"; },
@@ -601,9 +608,8 @@ TEST_F(DarkroomBatch, MergeRefuses) {
     std::ofstream(output("2.csv"), std::ios::binary) << text.substr(0, text.size() - 5);
     expectRefused({"merge", "x.csv", "1.csv", "2.csv"},
                   "'2.csv': the last record is cut off; darkroom batch --resume repairs it");
-    const std::size_t version = text.find("," LIKENESS_VERSION ",");
     std::ofstream(output("2.csv"), std::ios::binary)
-        << text.replace(version, std::string(LIKENESS_VERSION).size() + 2, ",9.9.9,");
+        << changedTable(text, [](std::vector<ResultRecord>& records) { records[0].version = "9.9.9"; });
     withMessage({"merge", "x.csv", "1.csv", "2.csv"}, "'");
     EXPECT_NE(darkroom({"merge", "x.csv", "1.csv", "2.csv"}).err.find("differ in the version"), std::string::npos);
 }
@@ -611,13 +617,15 @@ TEST_F(DarkroomBatch, MergeRefuses) {
 TEST_F(DarkroomBatch, VerifyTellsWhatIsWrong) {
     const std::string list = saveList(6);
     const std::string csv = resultOf({list}, "r.csv", 0);
-    std::string text = csv;
-    const std::size_t second = text.find("1,2,6,");
-    const std::size_t third = text.find("1,3,6,");
-    const std::size_t fourth = text.find("1,4,6,");
-    text = text.substr(0, second) + text.substr(third) + text.substr(third, fourth - third);
-    text.replace(text.find("pair-4"), 6, "other!");
-    text.replace(text.find("c, 2"), 4, "c, 9");
+    const std::string text = changedTable(csv, [](std::vector<ResultRecord>& records) {
+        const ResultRecord third = records[2];
+        records.erase(records.begin() + 1);
+        records.push_back(third);
+        for (ResultRecord& record : records) {
+            record.id = record.id == "pair-4" ? "other!" : record.id;
+        }
+        records[1].carried[0].text = "c, 9";
+    });
     std::ofstream(output("r.csv"), std::ios::binary) << text;
     const Outcome outcome = darkroom({"verify", list, "r.csv"});
     EXPECT_EQ(outcome.status, 1);
@@ -874,8 +882,8 @@ TEST_F(DarkroomBatch, AHostileFileCostsItsOwnPair) {
 
 TEST_F(DarkroomBatch, IsolationMakesNoDifference) {
     const std::string list = saveList(30);
-    EXPECT_EQ(resultOf({list, "--hue", "pixels"}, "isolated.csv", 1),
-              resultOf({list, "--hue", "pixels", "--isolate", "no"}, "plain.csv", 1));
+    EXPECT_EQ(resultOf({list, "--hue"}, "isolated.csv", 1),
+              resultOf({list, "--hue", "--isolate", "no"}, "plain.csv", 1));
     expectRefused({"batch", list, "-o", "n.csv", "--isolate", "no", "--file-seconds", "5"},
                   "--isolate no: --file-seconds and --file-memory are limits of processes of their own");
 }
@@ -922,7 +930,7 @@ TEST_F(DarkroomBatch, ChecksumsNoticeWhatSizeAndTimeDoNot) {
 TEST_F(DarkroomBatch, ResumeRepairsTheEndOfADatabase) {
     const std::string list = saveList(200);
     const std::string expected = resultOf({list}, "r.db", 1);
-    const std::string whole = bytesOf("r.db");
+    const std::string whole = contentOf(output("r.db"));
     for (const std::size_t lost : {std::size_t{1}, std::size_t{5000}, std::size_t{20000}}) {
         for (const bool zeros : {false, true}) {
             std::ofstream(output("r.db"), std::ios::binary)
@@ -956,7 +964,6 @@ TEST_F(DarkroomBatch, GoesOnWithResultsOfTheFirstVersion) {
     EXPECT_EQ(outcome.status, 0) << outcome.err;
     EXPECT_EQ(outcome.err.rfind("darkroom batch: warning: 'r.csv' has records of an earlier version", 0), 0U)
         << outcome.err;
-    EXPECT_NE(outcome.err.find("; 0 in this run"), std::string::npos) << outcome.err;
     EXPECT_EQ(bytesOf("r.csv"), expected);
 }
 
