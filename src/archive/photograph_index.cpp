@@ -4,8 +4,10 @@
 #include "batch/parameters.hpp"
 #include "files/file_checksum.hpp"
 #include "files/refusal.hpp"
+#include "photofile/opened_file.hpp"
 
 #include <sys/stat.h>
+#include <algorithm>
 #include <array>
 #include <charconv>
 #include <utility>
@@ -47,10 +49,14 @@ bool hasChecksum(const ArchivedPhotograph& entry) {
 
 ArchivedPhotograph indexedPhotograph(const std::string& path, AnalysisTables& tables, std::uint64_t mostPixels,
                                      const AnalysisOptions& options, const ProfileChoice& profiles) {
+    return indexedPhotograph(path, [&] { return analyzePhotograph(path, tables, mostPixels, options, profiles); });
+}
+
+ArchivedPhotograph indexedPhotograph(const std::string& path, const std::function<PhotographAnalysis()>& analyze) {
     ArchivedPhotograph photograph;
     photograph.path = path;
     const FileState before = stateOf(path);
-    PhotographAnalysis analysis = analyzePhotograph(path, tables, mostPixels, options, profiles);
+    PhotographAnalysis analysis = analyze();
     photograph.problem = std::move(analysis.problem);
     photograph.profile = std::move(analysis.profile);
     photograph.remarks = std::move(analysis.remarks);
@@ -58,8 +64,13 @@ ArchivedPhotograph indexedPhotograph(const std::string& path, AnalysisTables& ta
         photograph.bytes = before.bytes;
         photograph.modified = before.modified;
         try {
-            photograph.sha256 = bytesOf(fingerprintOf(path).sha256);
-        } catch (const Refusal&) {
+            if (stampOf(path)) {  // nobody waits for what a pipe may say
+                photograph.sha256 = bytesOf(fingerprintOf(path).sha256);
+            }
+        } catch (const UnreadableFile& unreadable) {
+            if (isOfTheMachine(unreadable.errorNumber())) {
+                throw;
+            }
             photograph.problem += photograph.analysed() ? ": its checksum cannot be made" : "";
         }
     }
@@ -85,12 +96,17 @@ PhotographAnalysis analysisOf(ArchivedPhotograph photograph) {
     analysis.problem = std::move(photograph.problem);
     analysis.profile = std::move(photograph.profile);
     analysis.remarks = std::move(photograph.remarks);
+    const std::uint64_t modified = static_cast<std::uint64_t>(std::max<std::int64_t>(0, photograph.modified));
+    if (photograph.bytes > 0) {
+        analysis.facts.stamp = FileStamp{photograph.bytes, modified};
+    }
     if (analysis.problem.empty()) {
         analysis.distributions = std::move(photograph.distributions);
         const CorrelateShares& shares = analysis.distributions.nanShares;
-        analysis.facts = {photograph.width,
-                          photograph.height,
-                          {shares.brightness, shares.lightness, shares.chroma, shares.colorfulness, shares.saturation}};
+        analysis.facts.width = photograph.width;
+        analysis.facts.height = photograph.height;
+        analysis.facts.nanShares = {shares.brightness, shares.lightness, shares.chroma, shares.colorfulness,
+                                    shares.saturation};
     }
     return analysis;
 }

@@ -4,6 +4,7 @@
 #include "archive/archive_entry.hpp"
 #include "batch/photograph_analysis.hpp"
 
+#include <functional>
 #include <string>
 
 namespace likeness {
@@ -28,7 +29,11 @@ bool hasChecksum(const ArchivedPhotograph& entry);
 
 /// Analyses a photograph and finds the checksum of its file. What is wrong with it is its problem; so is a change while
 /// it is read. Safe to call from several threads, with tables for each.
-/// @throws Refusal  as `analyzePhotograph`
+/// @param analyze   does what `analyzePhotograph` does with the path
+/// @throws Refusal  as `analyze`; if the machine fails
+ArchivedPhotograph indexedPhotograph(const std::string& path, const std::function<PhotographAnalysis()>& analyze);
+
+/// The same with `analyzePhotograph`.
 ArchivedPhotograph indexedPhotograph(const std::string& path, AnalysisTables& tables, std::uint64_t mostPixels,
                                      const AnalysisOptions& options = {}, const ProfileChoice& profiles = {});
 

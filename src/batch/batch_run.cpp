@@ -5,9 +5,11 @@
 #include "batch/output_lock.hpp"
 #include "batch/pair_bench.hpp"
 #include "batch/parameters.hpp"
+#include "files/file_checksum.hpp"
 #include "files/number_format.hpp"
 #include "files/refusal.hpp"
 #include "photofile/decoder_remarks.hpp"
+#include "photofile/opened_file.hpp"
 
 #include <fmt/format.h>
 #include <omp.h>
@@ -15,7 +17,6 @@
 #include <opencv2/core/utils/logger.hpp>
 
 #include <algorithm>
-#include <filesystem>
 #include <memory>
 #include <new>
 #include <system_error>
@@ -49,6 +50,20 @@ void prepareOpenMp() {
 /// A table of texts knows no other kind.
 CarriedValue::Kind numberKind(const ResultFile& file) {
     return file.format == ResultFormat::csv ? CarriedValue::Kind::text : CarriedValue::Kind::json;
+}
+
+void addChecksum(const std::string& path, PhotographAnalysis& analysis) {
+    try {
+        analysis.facts.sha256 = fingerprintOf(path).sha256;
+    } catch (const UnreadableFile& unreadable) {
+        if (isOfTheMachine(unreadable.errorNumber())) {
+            throw;
+        }
+        analysis.problem += analysis.problem.empty() ? ": its checksum cannot be made" : "";
+    }
+    if (analysis.problem.empty() && stampOf(path) != analysis.facts.stamp) {
+        analysis.problem = ": it changed while it was read";
+    }
 }
 
 /// As long as it lives, an operation has one thread, and the image library says nothing.
@@ -88,11 +103,23 @@ BatchRun::BatchRun(const PairList& pairs, const ResultFile& file, BatchOptions o
 
 BatchEnd BatchRun::run() {
     const OutputLock lock(file_.path);
-    earlier_ = resumeResults(file_, pairs_, origin_, options_.retryFailed);
+    earlier_ = resumeResults(file_, pairs_, origin_, {options_.retryFailed, options_.checksums, options_.root});
     summary_ = std::move(earlier_.summary);
     if (earlier_.dropped > 0) {
         tell(fmt::format("'{}': the last {} bytes are no whole record; they are dropped and made again", file_.path,
                          earlier_.dropped));
+    }
+    if (earlier_.damaged) {
+        tell("'" + file_.path + "': the end of the database cannot be read; what is missing is made again");
+    }
+    if (earlier_.upgraded) {
+        warn("'" + file_.path +
+             "' has records of an earlier version, without checksums and the photographs' sizes and " +
+             "times; it is written anew, and the photographs are taken for unchanged");
+    }
+    if (earlier_.changed > 0) {
+        tell(fmt::format("photographs of {} have changed since; they are compared again",
+                         numberOf(earlier_.changed, "recorded pair")));
     }
     if (earlier_.recorded > 0) {
         tell(fmt::format("{} of {} recorded already", earlier_.recorded, numberOf(pairs_.size(), "pair")));
@@ -137,6 +164,16 @@ void BatchRun::compare() {
     const OneThreadEach pairsRunAtOnce;
     announcePhotographs();
     const unsigned jobs = options_.jobs > 0 ? options_.jobs : processors();
+    if (options_.isolation && recorded() < pairs_.size()) {
+        try {
+            isolated_.emplace(options_.mostPixels, options_.analysis, options_.profiles, *options_.isolation);
+        } catch (const NoProcess& shortage) {
+            if (!shortage.isShortage()) {
+                throw Refusal(whatIsRecorded(shortage.what()));
+            }
+            warn(unprotectedWarning);
+        }
+    }
     const auto writer = writeResults(file_, earlier_.tail);
     begin_ = Clock::now();
     try {
@@ -224,12 +261,12 @@ OrderedPool::Work BatchRun::worker() {
 
 /// A photograph and its mask: their files, with a byte 0 between them where there is a mask.
 std::string BatchRun::keyOf(const Pair& pair, const std::string& path, const char* maskColumn) const {
-    std::string key = located(path);
+    std::string key = pathUnder(options_.root, path);
     for (const CarriedValue& value : pair.carried) {
         const bool given = !value.text.empty() && (value.kind == CarriedValue::Kind::text ||
                                                    (value.kind == CarriedValue::Kind::json && value.text != "null"));
         if (given && value.column == maskColumn) {
-            key += '\0' + located(value.text);
+            key += '\0' + pathUnder(options_.root, value.text);
         }
     }
     return key;
@@ -239,22 +276,19 @@ AnalysisCache::Shared BatchRun::analysis(const std::string& key, AnalysisTables&
     return cache_.get(key, [&] {
         const std::size_t end = key.find('\0');
         const std::string place = key.substr(0, end);
-        if (end != std::string::npos) {
-            ProfileChoice masked = options_.profiles;
-            masked.part.mask = key.substr(end + 1);
-            return analyzePhotograph(place, tables, options_.mostPixels, options_.analysis, masked);
+        const std::string mask = end == std::string::npos ? std::string() : key.substr(end + 1);
+        std::optional<PhotographAnalysis> made =
+            options_.known && mask.empty() ? options_.known(place) : std::optional<PhotographAnalysis>();
+        if (!made) {
+            made = isolated_ ? isolated_->analyze(place, mask)
+                             : analyzePhotograph(place, tables, options_.mostPixels, options_.analysis,
+                                                 withMask(options_.profiles, mask));
         }
-        if (options_.known) {
-            if (std::optional<PhotographAnalysis> known = options_.known(place)) {
-                return *std::move(known);
-            }
+        if (options_.checksums && made->facts.stamp) {
+            addChecksum(place, *made);
         }
-        return analyzePhotograph(place, tables, options_.mostPixels, options_.analysis, options_.profiles);
+        return *std::move(made);
     });
-}
-
-std::string BatchRun::located(const std::string& path) const {
-    return options_.root.empty() ? path : (std::filesystem::path(options_.root) / path).string();
 }
 
 const PairOutcome* BatchRun::known(std::size_t k) const {

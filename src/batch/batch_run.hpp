@@ -6,6 +6,7 @@
 #include "batch/batch_summary.hpp"
 #include "batch/earlier_results.hpp"
 #include "batch/free_cores.hpp"
+#include "batch/isolated_analysis.hpp"
 #include "batch/ordered_pool.hpp"
 #include "batch/pair_list.hpp"
 #include "batch/result_store.hpp"
@@ -24,9 +25,14 @@ namespace likeness {
 struct BatchOptions {
     std::string root;          ///< folder that relative paths start from; empty: the working directory
     bool retryFailed = false;  ///< compare again what is recorded as failed
+    bool checksums = false;    ///< record the SHA-256 of the photographs too
     unsigned jobs = 0;         ///< pairs at the same time; 0: as many as there are processors
     std::size_t cache = 1000;  ///< analysed photographs that are kept of those that occur again
     std::uint64_t mostPixels = usualMostPixels;
+    /// What a photograph may take, which is then read and analysed in a process of its own: one that takes more, or
+    /// crashes its reader, has failed, and the run goes on. Without a value they are read in this process. With one, the
+    /// run is begun while no other threads of the program are at work.
+    std::optional<WorkLimits> isolation{};
     AnalysisOptions analysis{};  ///< maps are not made
     bool distances = false;      ///< record distances too, in the columns `distanceColumns`
     ProfileChoice profiles{};
@@ -88,7 +94,6 @@ private:
     OrderedPool::Work worker();
     std::string keyOf(const Pair& pair, const std::string& path, const char* maskColumn) const;
     AnalysisCache::Shared analysis(const std::string& key, AnalysisTables& tables);
-    std::string located(const std::string& path) const;
     const PairOutcome* known(std::size_t k) const;
 
     const PairList& pairs_;
@@ -97,6 +102,7 @@ private:
     const BatchEvents& events_;
     ResultOrigin origin_;
     AnalysisCache cache_;
+    std::optional<IsolatedAnalyses> isolated_;
     FreeCores cores_;  ///< of the threads that were allowed before each worker was given one
     EarlierResults earlier_;
     BatchSummary summary_;

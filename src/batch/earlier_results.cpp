@@ -1,12 +1,16 @@
 #include "batch/earlier_results.hpp"
 
 #include "batch/distance_columns.hpp"
+#include "batch/sqlite_results.hpp"
 #include "batch/stable_hash.hpp"
 #include "batch/working_file.hpp"
+#include "files/file_checksum.hpp"
+#include "files/file_stamp.hpp"
 #include "files/number_format.hpp"
 #include "files/refusal.hpp"
 #include "files/replaced_file.hpp"
 
+#include <unistd.h>
 #include <algorithm>
 #include <cerrno>
 #include <cstdio>
@@ -28,6 +32,17 @@ void renameResults(const std::string& from, const std::string& to) {
 
 std::string unfinishedUnion(const std::string& output) {
     return workingFile(output, "previous");
+}
+
+/// Empties a database that SQLite cannot empty.
+void clearDamaged(const std::string& path) {
+    for (const char* const ending : {"-wal", "-shm", "-journal"}) {
+        std::error_code error;
+        fs::remove(path + ending, error);
+    }
+    if (::truncate(path.c_str(), 0) != 0) {
+        throw Refusal("cannot write '" + path + "': " + std::strerror(errno));
+    }
 }
 
 /// Finds pairs by their id.
@@ -100,14 +115,18 @@ bool takeComputed(ResultRecord& record, const ComputedColumns& columns) {
 
 class TakeUp {
 public:
-    TakeUp(const ResultFile& file, const PairList& pairs, const ResultOrigin& origin, bool retryFailed)
-        : file_(file), pairs_(pairs), origin_(origin), retryFailed_(retryFailed) {}
+    TakeUp(const ResultFile& file, const PairList& pairs, const ResultOrigin& origin, const ResumeOptions& options)
+        : file_(file), pairs_(pairs), origin_(origin), options_(options) {}
 
     EarlierResults run() {
         EarlierResults earlier;
         const std::string previous = previousResults(file_.path);
         const bool anyOutput = fs::exists(file_.path);
         const bool anyPrevious = fs::exists(previous);
+        if (anyOutput && file_.format == ResultFormat::sqlite) {
+            lengthenSqliteResults(file_.path);
+            damaged_ = !isSoundSqliteFile(file_.path);
+        }
         const bool continues = !anyOutput || readBeginning(earlier);
         if (!continues || anyPrevious) {
             earlier.known.resize(pairs_.size());
@@ -124,14 +143,21 @@ public:
             earlier.summary = {};
             earlier.tail = {};
             earlier.dropped = 0;
+            changed_ = 0;
             collect(file_.path, earlier.known, &earlier.dropped);
             // The output stays the file that it is, which is locked and may have several names.
             writeUnion(earlier.known, previous);
+            if (damaged_) {
+                clearDamaged(file_.path);
+            }
             emptyResults(file_);
         } else if (anyOutput && earlier.recorded == 0) {
             emptyResults(file_);  // it holds no record, and its columns may be others
             earlier.tail = {};
         }
+        earlier.changed = changed_;
+        earlier.upgraded = upgraded_;
+        earlier.damaged = damaged_;
         return earlier;
     }
 
@@ -145,7 +171,7 @@ private:
             checkOrigin(file_.path, record);
             const bool same = takeOwn(file_.path, record);
             if (!same || (hasHeader && reader->columns() != file_.columns) || earlier.recorded == pairs_.size() ||
-                !isOf(pairs_.at(earlier.recorded), record) || (retryFailed_ && !record.outcome.compared())) {
+                !isOf(pairs_.at(earlier.recorded), record) || record.schema != resultSchema || isMissing(record)) {
                 return false;
             }
             earlier.summary.add(record.outcome);
@@ -153,7 +179,9 @@ private:
         }
         earlier.tail = reader->tail();
         earlier.dropped = earlier.tail.dropped;
-        return true;
+        // The whole records of a text are its beginning; those of a database are anywhere.
+        damaged_ = damaged_ || (file_.format == ResultFormat::sqlite && earlier.tail.cutOff);
+        return !damaged_;
     }
 
     bool isOf(const Pair& pair, const ResultRecord& record) const {
@@ -179,6 +207,46 @@ private:
             }
         }
         return true;
+    }
+
+    /// Whether the pair is to be compared again.
+    bool isMissing(const ResultRecord& record) {
+        if (options_.retryFailed && !record.outcome.compared()) {
+            return true;
+        }
+        if (record.schema != resultSchema && !options_.checksums) {
+            return false;
+        }
+        const bool changed = hasChanged(record.outcome, record.first, record.outcome.first) ||
+                             hasChanged(record.outcome, record.second, record.outcome.second);
+        changed_ += changed ? 1U : 0U;
+        return changed;
+    }
+
+    bool hasChanged(const PairOutcome& outcome, const std::string& path, const PhotographFacts& recorded) const {
+        const std::string place = pathUnder(options_.root, path);
+        const std::optional<FileStamp> now = stampOf(place);
+        if (!now) {
+            return false;
+        }
+        if (recorded.stamp ? *recorded.stamp != *now : !outcome.compared() && recorded.width == 0) {
+            return true;
+        }
+        try {
+            return options_.checksums && fingerprintOf(place).sha256 != recorded.sha256;
+        } catch (const Refusal&) {
+            return false;
+        }
+    }
+
+    /// Records of the first version do not say which files they are of: those that are there now.
+    void takeStamps(ResultRecord& record) const {
+        for (const auto& [path, facts] :
+             {std::pair(&record.first, &record.outcome.first), std::pair(&record.second, &record.outcome.second)}) {
+            if (!facts->stamp && record.schema != resultSchema) {
+                facts->stamp = stampOf(pathUnder(options_.root, *path));
+            }
+        }
     }
 
     /// Leaves the list's columns alone.
@@ -240,12 +308,15 @@ private:
             }
             met[number] = true;
             ++records;
-            if (record.outcome.compared() || !retryFailed_) {
+            upgraded_ = upgraded_ || record.schema != resultSchema;
+            if (!isMissing(record)) {
+                takeStamps(record);
                 known[number] = std::make_unique<PairOutcome>(std::move(record.outcome));
             }
         }
         if (dropped != nullptr) {
             *dropped = reader->tail().dropped;
+            damaged_ = damaged_ || (file_.format == ResultFormat::sqlite && reader->tail().cutOff);
         }
         return records;
     }
@@ -275,7 +346,10 @@ private:
     const ResultFile& file_;
     const PairList& pairs_;
     const ResultOrigin& origin_;
-    bool retryFailed_;
+    const ResumeOptions& options_;
+    std::size_t changed_ = 0;
+    bool upgraded_ = false;
+    bool damaged_ = false;
     std::unique_ptr<PairIndex> index_;
 };
 
@@ -308,9 +382,13 @@ std::string previousResults(const std::string& output) {
     return output + ".previous";
 }
 
+std::string pathUnder(const std::string& root, const std::string& path) {
+    return root.empty() ? path : (fs::path(root) / path).string();
+}
+
 EarlierResults resumeResults(const ResultFile& file, const PairList& pairs, const ResultOrigin& origin,
-                             bool retryFailed) {
-    return TakeUp(file, pairs, origin, retryFailed).run();
+                             const ResumeOptions& options) {
+    return TakeUp(file, pairs, origin, options).run();
 }
 
 void dropPreviousResults(const ResultFile& file) {

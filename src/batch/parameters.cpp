@@ -14,6 +14,9 @@ namespace likeness {
 
 namespace {
 
+/// Of what the numbers of a comparison mean, whatever the fields of the records.
+constexpr int comparisonSchema = 1;
+
 bool isDefault(const AnalysisOptions& options) {
     return !options.hue && options.model == ComparisonModel();
 }
@@ -50,7 +53,7 @@ std::string comparisonParameters(const AnalysisOptions& options, const ProfileCh
         "background-of-1-"
         "pixel={};"
         "surround-impact={};surround-induction={};bins=all;image-library={};architecture={}",
-        resultSchema, number(adaptingLuminance), number(whiteLuminance),
+        comparisonSchema, number(adaptingLuminance), number(whiteLuminance),
         number(backgroundOfUniformWhite(1, whiteLuminance)), number(darkSurroundImpact), number(darkSurroundInduction),
         cv::getVersionString(), system.machine);
     if (profiles.assumed != nullptr) {

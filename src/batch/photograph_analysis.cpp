@@ -1,6 +1,7 @@
 #include "batch/photograph_analysis.hpp"
 
 #include "batch/comparison_remarks.hpp"
+#include "batch/reading_faults.hpp"
 #include "comparison/counted_rows.hpp"
 #include "comparison/modelled_appearance.hpp"
 #include "files/refusal.hpp"
@@ -89,7 +90,9 @@ void append(std::string& text, const std::string& more) {
 PhotographAnalysis analyzePhotograph(const std::string& path, AnalysisTables& tables, std::uint64_t mostPixels,
                                      const AnalysisOptions& options, const ProfileChoice& profiles) {
     PhotographAnalysis analysis;
+    const std::optional<FileStamp> before = stampOf(path);
     try {
+        actOnReadingFault(path);
         analyze(path, tables, mostPixels, options, profiles, analysis);
     } catch (const MachineFailure& failure) {
         if (failure.errorNumber() == ENOMEM) {
@@ -104,7 +107,20 @@ PhotographAnalysis analyzePhotograph(const std::string& path, AnalysisTables& ta
         }
         throw;
     }
+    analysis.facts.stamp = stampOf(path);
+    if (analysis.facts.stamp != before && analysis.problem.empty()) {
+        analysis.problem = ": it changed while it was read";
+        analysis.distributions = {};
+        analysis.facts = {0, 0, {}, analysis.facts.stamp, {}};
+    }
     return analysis;
+}
+
+ProfileChoice withMask(ProfileChoice profiles, const std::string& mask) {
+    if (!mask.empty()) {
+        profiles.part.mask = mask;
+    }
+    return profiles;
 }
 
 PairOutcome compareAnalyses(const std::string& firstPath, const PhotographAnalysis& first,

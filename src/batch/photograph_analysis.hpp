@@ -38,6 +38,10 @@ struct AnalysisTables {
 PhotographAnalysis analyzePhotograph(const std::string& path, AnalysisTables& tables, std::uint64_t mostPixels,
                                      const AnalysisOptions& options = {}, const ProfileChoice& profiles = {});
 
+/// Choices for a photograph with a mask of its own.
+/// @param mask  its file; empty: as they are
+ProfileChoice withMask(ProfileChoice profiles, const std::string& mask);
+
 /// Compares two analysed photographs.
 /// @param firstPath, secondPath  names for the error and the remarks
 /// @param options                those of the analyses

@@ -19,6 +19,9 @@ constexpr double greatestCoefficient = 1.0001;
 constexpr std::string_view comparedStatus = "compared";
 constexpr std::string_view failedStatus = "failed";
 
+/// The first field that records of the first version do not have.
+constexpr std::string_view firstOfSecondVersion = "first_bytes";
+
 FieldValue textOrNone(const std::string& text) {
     return text.empty() ? FieldValue() : FieldValue(std::string_view(text));
 }
@@ -104,6 +107,23 @@ ResultField shareField(const std::string& photographName, Photograph photograph,
     return field;
 }
 
+ResultField stampField(std::string name, Photograph photograph, std::uint64_t FileStamp::*number) {
+    ResultField field = integerField(std::move(name), 0, mostPosition);
+    field.mayLack = true;
+    field.get = [photograph, number](const ResultRecord& record) {
+        const std::optional<FileStamp>& stamp = (record.outcome.*photograph).stamp;
+        return stamp ? FieldValue((*stamp).*number) : FieldValue();
+    };
+    field.set = [photograph, number](ResultRecord& record, const FieldValue& value) {
+        std::optional<FileStamp>& stamp = (record.outcome.*photograph).stamp;
+        if (const auto* const given = std::get_if<std::uint64_t>(&value)) {
+            stamp = stamp.value_or(FileStamp());
+            (*stamp).*number = *given;
+        }
+    };
+    return field;
+}
+
 ResultField statusField() {
     ResultField field;
     field.name = "status";
@@ -116,9 +136,11 @@ ResultField statusField() {
 
 std::vector<ResultField> allFields() {
     std::vector<ResultField> fields;
-    fields.push_back(integerField("schema", resultSchema, resultSchema));
+    fields.push_back(integerField("schema", firstResultSchema, resultSchema));
     fields.back().get = [](const ResultRecord&) { return FieldValue(std::uint64_t{resultSchema}); };
-    fields.back().set = [](ResultRecord&, const FieldValue&) {};
+    fields.back().set = [](ResultRecord& record, const FieldValue& value) {
+        record.schema = static_cast<int>(std::get<std::uint64_t>(value));
+    };
     for (const auto& [name, member] :
          {std::pair("position", &ResultRecord::position), std::pair("pairs", &ResultRecord::pairs)}) {
         fields.push_back(integerField(name, 1, mostPosition));
@@ -156,6 +178,16 @@ std::vector<ResultField> allFields() {
         "version", false, [](auto& record) -> auto& { return record.version; }));
     fields.push_back(textField(
         "parameters", false, [](auto& record) -> auto& { return record.parameters; }));
+    for (const auto& [name, photograph] : photographs) {
+        fields.push_back(stampField(name + "_bytes", photograph, &FileStamp::bytes));
+        fields.push_back(stampField(name + "_modified", photograph, &FileStamp::modified));
+        fields.push_back(textField(
+            name + "_sha256",
+            true, [photograph = photograph](auto& record) -> auto& { return (record.outcome.*photograph).sha256; }));
+    }
+    fields.push_back(textField(
+        "checksum", false, [](auto& record) -> auto& { return record.checksum; }));
+    fields.back().get = [](const ResultRecord&) { return FieldValue(noChecksum); };
     return fields;
 }
 
@@ -169,8 +201,17 @@ std::uint64_t fieldsWith(Predicate accepts) {
     return bits;
 }
 
+/// Those of a photograph that was read.
 std::uint64_t fieldsOfPhotograph(const std::string& photograph) {
-    return fieldsWith([&](const std::string& name) { return name.rfind(photograph + '_', 0) == 0; });
+    return fieldsWith([&](const std::string& name) {
+        return name == photograph + "_width" || name == photograph + "_height" ||
+               name.rfind(photograph + "_nan_", 0) == 0;
+    });
+}
+
+std::uint64_t fieldsOfStamp(const std::string& photograph) {
+    return fieldsWith(
+        [&](const std::string& name) { return name == photograph + "_bytes" || name == photograph + "_modified"; });
 }
 
 }  // namespace
@@ -180,10 +221,24 @@ const std::vector<ResultField>& resultFields() {
     return all;
 }
 
-bool isResultField(std::string_view name) {
+std::size_t resultFieldCount(int schema) {
     const auto& fields = resultFields();
+    static const auto ofFirst = static_cast<std::size_t>(
+        std::find_if(fields.begin(), fields.end(),
+                     [](const ResultField& field) { return field.name == firstOfSecondVersion; }) -
+        fields.begin());
+    return schema == firstResultSchema ? ofFirst : fields.size();
+}
+
+bool isResultField(std::string_view name, int schema) {
+    const auto begin = resultFields().begin();
     const std::string lower = lowerCase(name);
-    return std::any_of(fields.begin(), fields.end(), [&](const ResultField& field) { return field.name == lower; });
+    return std::any_of(begin, begin + static_cast<std::ptrdiff_t>(resultFieldCount(schema)),
+                       [&](const ResultField& field) { return field.name == lower; });
+}
+
+std::string checksumText(std::uint32_t checksum) {
+    return fmt::format("{:08x}", checksum);
 }
 
 NoRecord::NoRecord(bool broken)
@@ -249,12 +304,15 @@ void RecordAssembly::finish() const {
     static const std::uint64_t coefficients = fieldsWith(isCorrelateName);
     static const std::uint64_t first = fieldsOfPhotograph("first");
     static const std::uint64_t second = fieldsOfPhotograph("second");
+    static const std::uint64_t firstStamp = fieldsOfStamp("first");
+    static const std::uint64_t secondStamp = fieldsOfStamp("second");
     const auto allOrNone = [this](std::uint64_t fields) {
         return (present_ & fields) == 0 || (present_ & fields) == fields;
     };
     const std::uint64_t all = first | second | coefficients;
-    const bool good = next_ == resultFields().size() && compared_ == record_.outcome.compared() && allOrNone(first) &&
-                      allOrNone(second) && (compared_ ? (present_ & all) == all : (present_ & coefficients) == 0);
+    const bool good = !goesOn() && allOrNone(firstStamp) && allOrNone(secondStamp) &&
+                      compared_ == record_.outcome.compared() && allOrNone(first) && allOrNone(second) &&
+                      (compared_ ? (present_ & all) == all : (present_ & coefficients) == 0);
     if (!good) {
         throw NoRecord(false);
     }

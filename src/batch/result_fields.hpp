@@ -34,11 +34,20 @@ struct ResultField {
     std::function<void(ResultRecord&, const FieldValue&)> set;
 };
 
-/// All fields but the carried ones, in their order.
+/// All fields but the carried ones, in their order. Those of the first version are the first of them.
 const std::vector<ResultField>& resultFields();
 
+/// How many of these a record of a version has.
+std::size_t resultFieldCount(int schema);
+
 /// Whether a column of a list would take the name of a field; upper and lower case count as equal.
-bool isResultField(std::string_view name);
+bool isResultField(std::string_view name, int schema = resultSchema);
+
+/// What a record is written with in the place of its checksum before that is known.
+inline constexpr std::string_view noChecksum = "00000000";
+
+/// 8 hexadecimal digits.
+std::string checksumText(std::uint32_t checksum);
 
 /// What is read is no record; `what` says why, fit to stand behind the place in the file.
 class NoRecord : public std::runtime_error {
@@ -53,7 +62,7 @@ private:
     bool broken_;
 };
 
-/// Puts a record together from its fields, which come in their order.
+/// Puts a record together from its fields, which come in their order: those of its version.
 class RecordAssembly {
 public:
     explicit RecordAssembly(ResultRecord& record) : record_(record) { record_ = {}; }
@@ -65,6 +74,8 @@ public:
     [[noreturn]] void refuse() const;
     /// The field whose value comes next.
     const ResultField& field() const { return resultFields()[next_]; }
+    /// Whether another one comes; known once the first was added, which is the version.
+    bool goesOn() const { return next_ < resultFieldCount(record_.schema); }
 
     /// @throws NoRecord  if the fields contradict each other
     void finish() const;

@@ -3,6 +3,7 @@
 
 #include <likeness/comparison/distances.hpp>
 #include <likeness/comparison/per_correlate.hpp>
+#include "files/file_stamp.hpp"
 
 #include <array>
 #include <cstdint>
@@ -13,8 +14,10 @@
 
 namespace likeness {
 
-/// Version of the records' fields.
-inline constexpr int resultSchema = 1;
+/// Version of the records' fields. Those of the first version, which know neither checksums nor sizes and times of the
+/// photographs, are read too.
+inline constexpr int resultSchema = 2;
+inline constexpr int firstResultSchema = 1;
 
 /// A value of a further column of the list, carried through to the results.
 struct CarriedValue {
@@ -43,6 +46,8 @@ struct PhotographFacts {
     int width = 0;  ///< pixels; 0 if it could not be read
     int height = 0;
     std::array<double, 5> nanShares{};  ///< share of the pixels whose correlate is NaN, 0..1
+    std::optional<FileStamp> stamp{};   ///< of the file that was read; nothing if there was none, or if it is not known
+    std::string sha256{};               ///< of the file, 64 hexadecimal digits; empty where nobody asked for it
 
     bool operator==(const PhotographFacts&) const = default;
 };
@@ -61,6 +66,7 @@ struct PairOutcome {
 };
 
 struct ResultRecord {
+    int schema = resultSchema;   ///< that it was read as; what is written is of the present one
     std::uint64_t position = 0;  ///< in the list, from 1
     std::uint64_t pairs = 0;     ///< in the whole list
     std::string id;
@@ -69,6 +75,7 @@ struct ResultRecord {
     PairOutcome outcome;
     std::string version;     ///< of the program
     std::string parameters;  ///< fingerprint of what changes numbers
+    std::string checksum;    ///< that was read with it; what is written gets its own
     std::vector<CarriedValue> carried;
     double milliseconds = 0;  ///< wall time; kept apart from the record
 };

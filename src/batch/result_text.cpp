@@ -2,10 +2,13 @@
 
 #include "batch/csv.hpp"
 #include "batch/json_depth.hpp"
+#include "files/crc32c.hpp"
 #include "files/number_format.hpp"
 
+#include <fmt/format.h>
 #include <nlohmann/json.hpp>
 
+#include <algorithm>
 #include <charconv>
 #include <cmath>
 
@@ -50,17 +53,6 @@ void appendField(std::string& line, std::string_view text) {
     line += ',';
 }
 
-void appendValue(std::string& line, const FieldValue& value) {
-    if (const auto* const integer = std::get_if<std::uint64_t>(&value)) {
-        appendField(line, std::to_string(*integer));
-    } else if (const auto* const number = std::get_if<double>(&value)) {
-        appendField(line, nineDigits(*number));
-    } else {
-        const auto* const text = std::get_if<std::string_view>(&value);
-        appendField(line, text == nullptr ? std::string_view() : *text);
-    }
-}
-
 /// Reads a whole text as the number that it is.
 template <typename Number>
 bool readNumber(const std::string& text, FieldValue& value) {
@@ -82,6 +74,40 @@ bool readField(const std::string& text, ResultField::Type type, FieldValue& valu
                                                                : readNumber<double>(text, value));
 }
 
+/// The text of a value in a table.
+std::string textOf(const FieldValue& value) {
+    if (const auto* const integer = std::get_if<std::uint64_t>(&value)) {
+        return std::to_string(*integer);
+    }
+    if (const auto* const number = std::get_if<double>(&value)) {
+        return nineDigits(*number);
+    }
+    const auto* const text = std::get_if<std::string_view>(&value);
+    return text == nullptr ? std::string() : std::string(*text);
+}
+
+std::string joined(const std::vector<std::string>& texts) {
+    std::string line;
+    for (const std::string& text : texts) {
+        appendField(line, text);
+    }
+    line.back() = '\n';
+    return line;
+}
+
+/// Place of the checksum's digits in a line of JSON as it is written; npos where there is none.
+std::size_t checksumIn(std::string_view line) {
+    constexpr std::string_view before = "\"checksum\":\"";  // within a text its quotes would follow backslashes
+    const std::size_t place = line.find(before);
+    return place == std::string_view::npos || place + before.size() + noChecksum.size() > line.size()
+               ? std::string_view::npos
+               : place + before.size();
+}
+
+std::size_t checksumField() {
+    return resultFields().size() - 1;
+}
+
 }  // namespace
 
 std::string jsonLine(const ResultRecord& record) {
@@ -96,7 +122,34 @@ std::string jsonLine(const ResultRecord& record) {
             json[value.column] = Json::parse(value.text);
         }
     }
-    return json.dump() + '\n';
+    std::string line = json.dump();
+    line.replace(checksumIn(line), noChecksum.size(), checksumText(crc32c(line)));
+    return line + '\n';
+}
+
+void checkChecksum(const ResultRecord& record, std::uint32_t checksum, bool broken) {
+    if (record.checksum != checksumText(checksum)) {
+        throw NoRecord("its checksum does not agree: it has changed since it was written", broken);
+    }
+}
+
+std::uint32_t rowChecksum(const std::vector<std::string>& columns, std::vector<std::string> texts,
+                          std::string_view kinds) {
+    texts[checksumField()] = noChecksum;
+    return crc32c(kinds, crc32c(joined(texts), crc32c(csvHeader(columns))));
+}
+
+std::vector<std::string> rowTexts(const ResultRecord& record, const std::vector<std::string>& columns) {
+    std::vector<std::string> texts;
+    texts.reserve(resultFields().size() + columns.size());
+    for (const ResultField& field : resultFields()) {
+        texts.push_back(textOf(field.get(record)));
+    }
+    for (const std::string& column : columns) {
+        const CarriedValue* const value = carriedValue(record, column);
+        texts.push_back(value == nullptr ? std::string() : value->text);
+    }
+    return texts;
 }
 
 ResultRecord parseJsonRecord(const std::string& line) {
@@ -112,8 +165,8 @@ ResultRecord parseJsonRecord(const std::string& line) {
     }
     ResultRecord record;
     RecordAssembly assembly(record);
-    for (const ResultField& field : resultFields()) {
-        const auto member = json.find(field.name);
+    while (assembly.goesOn()) {
+        const auto member = json.find(assembly.field().name);
         if (member == json.end()) {
             throw NoRecord(false);
         }
@@ -125,22 +178,30 @@ ResultRecord parseJsonRecord(const std::string& line) {
     }
     assembly.finish();
     for (const auto& [name, value] : json.items()) {
-        if (!isResultField(name)) {
+        if (!isResultField(name, record.schema)) {
             record.carried.push_back(value.is_string()
                                          ? CarriedValue{name, CarriedValue::Kind::text, value.get<std::string>()}
                                          : CarriedValue{name, CarriedValue::Kind::json, value.dump()});
         }
     }
-    if (json.size() != resultFields().size() + record.carried.size()) {
+    if (json.size() != resultFieldCount(record.schema) + record.carried.size()) {
         throw NoRecord(false);  // a field's name in other letters
+    }
+    if (record.schema != firstResultSchema) {
+        std::string written = line.substr(0, line.find_last_not_of('\n') + 1);
+        const std::size_t place = checksumIn(written);
+        if (place != std::string::npos) {
+            written.replace(place, noChecksum.size(), noChecksum);
+        }
+        checkChecksum(record, crc32c(written), false);
     }
     return record;
 }
 
-std::string csvHeader(const std::vector<std::string>& carried) {
+std::string csvHeader(const std::vector<std::string>& carried, int schema) {
     std::string line;
-    for (const ResultField& field : resultFields()) {
-        appendField(line, field.name);
+    for (std::size_t k = 0; k < resultFieldCount(schema); ++k) {
+        appendField(line, resultFields()[k].name);
     }
     for (const std::string& name : carried) {
         appendField(line, name);
@@ -159,20 +220,14 @@ const CarriedValue* carriedValue(const ResultRecord& record, const std::string& 
 }
 
 std::string csvLine(const ResultRecord& record, const std::vector<std::string>& carried) {
-    std::string line;
-    for (const ResultField& field : resultFields()) {
-        appendValue(line, field.get(record));
-    }
-    for (const std::string& column : carried) {
-        const CarriedValue* const value = carriedValue(record, column);
-        appendField(line, value == nullptr ? "" : value->text);
-    }
-    line.back() = '\n';
-    return line;
+    std::vector<std::string> texts = rowTexts(record, carried);
+    texts[checksumField()] = checksumText(rowChecksum(carried, texts));
+    return joined(texts);
 }
 
-ResultRecord parseCsvRecord(const std::vector<std::string>& fields, const std::vector<std::string>& carried) {
-    const std::size_t own = resultFields().size();
+ResultRecord parseCsvRecord(const std::vector<std::string>& fields, const std::vector<std::string>& carried,
+                            int schema) {
+    const std::size_t own = resultFieldCount(schema);
     if (fields.size() != own + carried.size()) {
         throw NoRecord(true);
     }
@@ -184,10 +239,19 @@ ResultRecord parseCsvRecord(const std::vector<std::string>& fields, const std::v
             assembly.refuse();
         }
         assembly.add(value);
+        if (record.schema != schema) {
+            throw NoRecord(fmt::format("a record of schema {} stands in a table of schema {}", record.schema, schema),
+                           false);
+        }
     }
     assembly.finish();
     for (std::size_t k = 0; k < carried.size(); ++k) {
         record.carried.push_back({carried[k], CarriedValue::Kind::text, fields[own + k]});
+    }
+    if (schema != firstResultSchema) {
+        const bool zeros = std::any_of(fields.begin(), fields.end(),
+                                       [](const std::string& text) { return text.find('\0') != std::string::npos; });
+        checkChecksum(record, rowChecksum(carried, fields), zeros);
     }
     return record;
 }

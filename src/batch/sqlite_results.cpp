@@ -9,7 +9,11 @@
 #include <sqlite3.h>
 
 #include <unistd.h>
+#include <array>
+#include <cerrno>
+#include <cstring>
 #include <filesystem>
+#include <fstream>
 
 namespace likeness {
 namespace {
@@ -21,6 +25,12 @@ std::string identifier(const std::string& name) {
     }
     return quoted + '"';
 }
+
+/// What a place of a database holds is none of its pages.
+class DamagedDatabase : public Refusal {
+public:
+    using Refusal::Refusal;
+};
 
 /// An open database; what goes wrong is told with the file's name.
 class Database {
@@ -58,7 +68,11 @@ public:
         }
     }
     [[noreturn]] void fail() const {
-        throw Refusal("cannot " + verb_ + " '" + path_ + "': " + ::sqlite3_errmsg(handle_));
+        const std::string what = "cannot " + verb_ + " '" + path_ + "': " + ::sqlite3_errmsg(handle_);
+        if (::sqlite3_errcode(handle_) == SQLITE_CORRUPT) {
+            throw DamagedDatabase(what);
+        }
+        throw Refusal(what);
     }
     ::sqlite3* handle() const noexcept { return handle_; }
 
@@ -174,6 +188,23 @@ bool hasTable(Database& database, const std::string& name) {
 /// them, has none.
 constexpr const char* jsonValuesTable = "json_values";
 
+/// A process that was killed while the database changed its kind of journal leaves an open transaction, which only
+/// who may write can roll back.
+int openFlagsOf(const std::string& path) {
+    std::error_code error;
+    const bool repairs = std::filesystem::exists(path + "-journal", error) && ::access(path.c_str(), W_OK) == 0;
+    return repairs ? SQLITE_OPEN_READWRITE : SQLITE_OPEN_READONLY;
+}
+
+/// A letter for the kind of each carried value.
+std::string kindsOf(const ResultRecord& record) {
+    std::string kinds;
+    for (const CarriedValue& value : record.carried) {
+        kinds += static_cast<char>(value.kind);
+    }
+    return kinds;
+}
+
 class SqliteReader final : public ResultReader {
 public:
     explicit SqliteReader(const std::string& path) : path_(path) { open(); }
@@ -182,7 +213,22 @@ public:
         if (database_ == nullptr) {
             open();
         }
-        if (empty_ || !select_->step()) {
+        if (empty_ || tail_.cutOff) {
+            return false;
+        }
+        try {
+            if (!select_->step()) {
+                return false;
+            }
+            if (select_->isNull(0) && select_->integer(1) == 0 && last_ != 0) {
+                tail_.cutOff = true;  // of a page whose end is zeros
+                return false;
+            }
+        } catch (const DamagedDatabase&) {
+            if (last_ == 0) {
+                throw;
+            }
+            tail_.cutOff = true;  // what a power failure leaves: pages of zeros, or none
             return false;
         }
         try {
@@ -196,6 +242,7 @@ public:
 
     const std::vector<std::string>& columns() const override { return columns_; }
     bool knowsKinds() const override { return knowsKinds_; }
+    Tail tail() const override { return tail_; }
     void rest() override {
         jsonValues_.reset();
         select_.reset();
@@ -204,7 +251,7 @@ public:
 
 private:
     void open() {
-        database_ = std::make_unique<Database>(readable(path_), openFlags(path_), "read");
+        database_ = std::make_unique<Database>(readable(path_), openFlagsOf(path_), "read");
         checkSchema();
         if (empty_) {
             return;
@@ -215,7 +262,7 @@ private:
             select_ = std::make_unique<Statement>(*database_, "SELECT * FROM results ORDER BY position");
         }
         const auto& fields = resultFields();
-        const int count = static_cast<int>(fields.size());
+        const int count = static_cast<int>(resultFieldCount(schema_));
         columns_.clear();
         for (int k = 0; k < select_->columns(); ++k) {
             if (k >= count) {
@@ -246,16 +293,9 @@ private:
         return path;
     }
 
-    /// A process that was killed while the database changed its kind of journal leaves an open transaction, which only
-    /// who may write can roll back.
-    static int openFlags(const std::string& path) {
-        std::error_code error;
-        const bool repairs = std::filesystem::exists(path + "-journal", error) && ::access(path.c_str(), W_OK) == 0;
-        return repairs ? SQLITE_OPEN_READWRITE : SQLITE_OPEN_READONLY;
-    }
-
     [[noreturn]] void notResults() const {
-        throw Refusal("'" + path_ + "' is no database of results of schema " + std::to_string(resultSchema));
+        throw Refusal("'" + path_ + "' is no database of results of schema " + std::to_string(firstResultSchema) +
+                      " or " + std::to_string(resultSchema));
     }
 
     void checkSchema() {
@@ -268,20 +308,28 @@ private:
         if (empty_) {
             return;
         }
-        if (version.integer(0) != resultSchema || !hasTable(*database_, "results")) {
+        if ((version.integer(0) != resultSchema && version.integer(0) != firstResultSchema) ||
+            !hasTable(*database_, "results")) {
             notResults();
         }
+        schema_ = static_cast<int>(version.integer(0));
     }
 
     void read(ResultRecord& record) const {
         RecordAssembly assembly(record);
         int k = 0;
-        for (; k < static_cast<int>(resultFields().size()); ++k) {
+        std::vector<std::string> texts;
+        for (; k < static_cast<int>(resultFieldCount(schema_)); ++k) {
             FieldValue value;
             if (!select_->read(k, value)) {
                 assembly.refuse();
             }
             assembly.add(value);
+            if (record.schema != schema_) {
+                throw NoRecord(
+                    fmt::format("a record of schema {} stands in a table of schema {}", record.schema, schema_), false);
+            }
+            texts.push_back(textOf(value));
         }
         assembly.finish();
         for (const std::string& column : columns_) {
@@ -293,12 +341,28 @@ private:
                 value.kind = CarriedValue::Kind::text;
                 value.text = select_->text(k);
             }
+            texts.push_back(value.text);
             record.carried.push_back(std::move(value));
             ++k;
         }
         if (jsonValues_ != nullptr) {
             markJson(record);
         }
+        if (schema_ != firstResultSchema) {
+            checkChecksum(record, rowChecksum(columns_, std::move(texts), kindsOf(record)), false);
+        }
+    }
+
+    /// As `rowTexts` gives it; another text for a number that is not rounded as it was written.
+    static std::string textOf(const FieldValue& value) {
+        if (const auto* const integer = std::get_if<std::uint64_t>(&value)) {
+            return std::to_string(*integer);
+        }
+        if (const auto* const number = std::get_if<double>(&value)) {
+            return *number == roundedToNineDigits(*number) ? nineDigits(*number) : fmt::format("{}", *number);
+        }
+        const auto* const text = std::get_if<std::string_view>(&value);
+        return text == nullptr ? std::string() : std::string(*text);
     }
 
     void markJson(ResultRecord& record) const {
@@ -324,6 +388,8 @@ private:
     std::uint64_t last_ = 0;
     bool knowsKinds_ = true;
     bool empty_ = false;
+    Tail tail_;
+    int schema_ = resultSchema;
 };
 
 const char* typeName(ResultField::Type type) {
@@ -412,20 +478,33 @@ public:
 
 private:
     void insert(const ResultRecord& record) {
-        Statement& row = *insert_;
-        for (const ResultField& field : resultFields()) {
-            row.bind(field.get(record));
-        }
+        ResultRecord stored = record;  // as it will be read
+        stored.carried.clear();
         for (const std::string& column : columns_) {
             const CarriedValue* const value = carriedValue(record, column);
-            if (value == nullptr || value->kind == CarriedValue::Kind::absent) {
+            stored.carried.push_back(value == nullptr ? CarriedValue{column, CarriedValue::Kind::absent, {}} : *value);
+            if (stored.carried.back().kind == CarriedValue::Kind::json && jsonValue_ == nullptr) {
+                stored.carried.back().kind = CarriedValue::Kind::text;
+            }
+        }
+        const std::string checksum = checksumText(rowChecksum(columns_, rowTexts(stored, columns_), kindsOf(stored)));
+        Statement& row = *insert_;
+        for (const ResultField& field : resultFields()) {
+            if (&field == &resultFields().back()) {
+                row.bind(std::string_view(checksum));
+            } else {
+                row.bind(field.get(stored));
+            }
+        }
+        for (const CarriedValue& value : stored.carried) {
+            if (value.kind == CarriedValue::Kind::absent) {
                 row.bindNull();
                 continue;
             }
-            row.bind(std::string_view(value->text));
-            if (value->kind == CarriedValue::Kind::json && jsonValue_ != nullptr) {
+            row.bind(std::string_view(value.text));
+            if (value.kind == CarriedValue::Kind::json) {
                 jsonValue_->bind(record.position);
-                jsonValue_->bind(std::string_view(column));
+                jsonValue_->bind(std::string_view(value.column));
                 jsonValue_->run();
             }
         }
@@ -456,6 +535,45 @@ void emptySqliteResults(const ResultFile& file) {
                      "DROP TABLE IF EXISTS " + jsonValuesTable);
     createTables(database, file);
     database.execute("COMMIT");
+}
+
+bool isSoundSqliteFile(const std::string& path) {
+    try {
+        Database database(path, openFlagsOf(path), "read");
+        Statement check(database, "PRAGMA quick_check(1)");
+        return !check.step() || check.text(0) == "ok";
+    } catch (const DamagedDatabase&) {
+        return false;
+    }
+}
+
+void lengthenSqliteResults(const std::string& path) {
+    std::array<unsigned char, 100> header{};  // "The Database Header" of SQLite's file format
+    std::ifstream file(path, std::ios::binary);
+    if (!file.read(reinterpret_cast<char*>(header.data()), header.size())) {
+        return;
+    }
+    const auto number = [&](std::size_t at, std::size_t count) {
+        std::uint64_t value = 0;
+        for (std::size_t k = 0; k < count; ++k) {
+            value = value << 8U | header[at + k];
+        }
+        return value;
+    };
+    const std::uint64_t pageBytes = number(16, 2) == 1 ? 65536 : number(16, 2);
+    const bool countsPages = number(24, 4) == number(92, 4);
+    const std::uint64_t bytes = pageBytes * number(28, 4);
+    std::error_code error;
+    const bool whole = std::filesystem::file_size(path, error) >= bytes || error;
+    constexpr std::uint64_t mostMissing = std::uint64_t{1} << 32;  // more is no torn end
+    if (std::string_view(reinterpret_cast<const char*>(header.data()), 15) != "SQLite format 3" || !countsPages ||
+        whole || bytes - std::filesystem::file_size(path, error) > mostMissing ||
+        std::filesystem::exists(path + "-wal", error) || std::filesystem::exists(path + "-journal", error)) {
+        return;
+    }
+    if (::truncate(path.c_str(), static_cast<::off_t>(bytes)) != 0) {
+        throw Refusal("cannot write '" + path + "': " + std::strerror(errno));
+    }
 }
 
 void settleSqliteResults(const std::string& path) {

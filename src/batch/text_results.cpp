@@ -16,15 +16,13 @@
 namespace likeness {
 namespace {
 
-/// Every record begins so; what a cut-off first one leaves begins so, too, as far as it goes.
-const std::string& jsonBegin() {
-    static const std::string begin = "{\"schema\":" + std::to_string(resultSchema) + ",\"position\":";
-    return begin;
+/// Every record of a version begins so; what a cut-off first one leaves begins so, too, as far as it goes.
+std::string jsonBegin(int schema) {
+    return "{\"schema\":" + std::to_string(schema) + ",\"position\":";
 }
 
-const std::string& csvBegin() {
-    static const std::string begin = std::to_string(resultSchema) + ',';
-    return begin;
+std::string csvBegin(int schema) {
+    return std::to_string(schema) + ',';
 }
 
 bool agreesWith(std::string_view text, std::string_view begin) {
@@ -142,19 +140,21 @@ public:
             return false;
         }
         if (in_.eof()) {  // no line feed behind it
-            takeTail(line_, jsonBegin());
+            takeTail(line_, beginOf(line));
             return false;
         }
         try {
             record = parseJsonRecord(line);
         } catch (const NoRecord& problem) {
-            const std::string_view schema = std::string_view(jsonBegin()).substr(0, jsonBegin().find(':'));
+            const std::string begin = jsonBegin(resultSchema);
+            const std::string_view schema = std::string_view(begin).substr(0, begin.find(':'));
             if (!problem.broken()) {
                 tail_.begin == 0 && !agreesWith(line, schema) ? notResults() : damaged(line_, problem.what());
             }
-            takeTail(line_, jsonBegin());
+            takeTail(line_, beginOf(line));
             return false;
         }
+        schema_ = record.schema;
         for (const CarriedValue& value : record.carried) {
             if (std::find(columns_.begin(), columns_.end(), value.column) == columns_.end()) {
                 columns_.push_back(value.column);
@@ -167,6 +167,18 @@ public:
     bool knowsKinds() const override { return true; }
 
 private:
+    /// How a record begins that a cut-off line may be the rest of: of the version that the line names, or else of that of
+    /// the records before it.
+    std::string beginOf(std::string_view line) const {
+        for (const int schema : {firstResultSchema, resultSchema}) {
+            const std::string begin = jsonBegin(schema);
+            if (line.substr(0, begin.find(',') + 1) == std::string_view(begin).substr(0, begin.find(',') + 1)) {
+                return begin;
+            }
+        }
+        return jsonBegin(schema_);
+    }
+
     bool holdsRecordAt(std::uint64_t place) override {
         in_.clear();
         in_.seekg(static_cast<std::streamoff>(place));
@@ -183,6 +195,7 @@ private:
     }
 
     std::uint64_t line_ = 0;
+    int schema_ = resultSchema;
 };
 
 class CsvResultsReader final : public TextReader {
@@ -204,12 +217,17 @@ public:
             takeTail(1, whole);
             return;
         }
-        if (header.size() < fields.size() ||
-            !std::equal(fields.begin(), fields.end(), header.begin(),
-                        [](const ResultField& field, const std::string& name) { return field.name == name; })) {
+        const auto isOf = [&](int schema) {
+            const std::size_t own = resultFieldCount(schema);
+            return header.size() >= own &&
+                   std::equal(header.begin(), header.begin() + static_cast<std::ptrdiff_t>(own), fields.begin(),
+                              [](const std::string& name, const ResultField& field) { return field.name == name; });
+        };
+        schema_ = isOf(resultSchema) ? resultSchema : firstResultSchema;
+        if (!isOf(schema_)) {
             notResults();
         }
-        columns_.assign(header.begin() + static_cast<std::ptrdiff_t>(fields.size()), header.end());
+        columns_.assign(header.begin() + static_cast<std::ptrdiff_t>(resultFieldCount(schema_)), header.end());
         tail_.begin = csv_.end();
     }
 
@@ -225,7 +243,7 @@ public:
                 return false;
             }
             if (csv_.terminated() && !csv_.quoteOpen()) {
-                record = parseCsvRecord(row_, columns_);
+                record = parseCsvRecord(row_, columns_, schema_);
                 tail_.begin = csv_.end();
                 return true;
             }
@@ -236,7 +254,7 @@ public:
         } catch (const CsvProblem&) {
             // Garbage at the end, perhaps.
         }
-        takeTail(nextLine, csvBegin());
+        takeTail(nextLine, csvBegin(schema_));
         return false;
     }
 
@@ -252,7 +270,7 @@ private:
             if (!csv.next(row) || !csv.terminated()) {
                 return false;
             }
-            parseCsvRecord(row, columns_);
+            parseCsvRecord(row, columns_, schema_);
             return true;
         } catch (const NoRecord&) {
             return false;
@@ -263,6 +281,7 @@ private:
 
     CsvReader csv_;
     std::vector<std::string> row_;
+    int schema_ = resultSchema;
 };
 
 class TextWriter final : public ResultWriter {

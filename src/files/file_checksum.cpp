@@ -19,7 +19,7 @@ namespace likeness {
 FileFingerprint fingerprintOf(const std::string& path) {
     const std::unique_ptr<std::FILE, int (*)(std::FILE*)> file(std::fopen(path.c_str(), "rb"), &std::fclose);
     const auto refuse = [&path](int problem) {
-        return Refusal("cannot read '" + path + "': " + std::strerror(problem));
+        return UnreadableFile("cannot read '" + path + "': " + std::strerror(problem), problem);
     };
     if (file == nullptr) {
         throw refuse(errno);

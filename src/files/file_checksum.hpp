@@ -1,5 +1,7 @@
 #pragma once
 
+#include "files/refusal.hpp"
+
 #include <cstdint>
 #include <string>
 
@@ -11,8 +13,20 @@ struct FileFingerprint {
     std::string sha256;  ///< 64 hexadecimal digits in lower case (FIPS 180-4)
 };
 
+/// A file that cannot be read: "cannot read 'PATH': reason".
+class UnreadableFile : public Refusal {
+public:
+    UnreadableFile(const std::string& what, int errorNumber) : Refusal(what), errorNumber_(errorNumber) {}
+
+    /// The system's, as ENOENT.
+    int errorNumber() const noexcept { return errorNumber_; }
+
+private:
+    int errorNumber_;
+};
+
 /// Reads the file once, in blocks.
-/// @throws Refusal  if it cannot be read
+/// @throws UnreadableFile
 FileFingerprint fingerprintOf(const std::string& path);
 
 }  // namespace likeness

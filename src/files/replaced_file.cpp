@@ -1,9 +1,13 @@
 #include "files/replaced_file.hpp"
 
+#include "files/crc32c.hpp"
 #include "files/interrupt_cleanup.hpp"
 #include "files/refusal.hpp"
 
+#include <fmt/format.h>
+
 #include <fcntl.h>
+#include <sys/file.h>
 #include <sys/stat.h>
 #include <unistd.h>
 #include <cerrno>
@@ -57,14 +61,58 @@ int takeOverAccess(int descriptor, const fs::path& target) {
     return ::fchmod(descriptor, existing.st_mode & 07777) == 0 ? 0 : errno;
 }
 
-int writeBeside(const fs::path& target, std::string_view bytes) {
+/// A file that is written in the place of another, beside it. Its name tells of which, and it is locked while it is
+/// written: what a killed process has left is found and taken, so that there is never more than one of it.
+/// @return  its descriptor, or -1 with `errno`
+int openTemporary(const fs::path& target, std::string& name) {
     // A name of its own length: one made from a long name might be too long.
-    std::string temporary = (target.parent_path() / ".darkroom-XXXXXX").string();
+    const std::string begin = fmt::format(".darkroom-write-{:08x}", crc32c(target.filename().string()));
+    constexpr int most = 4096;  // of writers of one file at the same time
+    for (int number = 0; number < most; ++number) {
+        name = (target.parent_path() / fmt::format("{}-{}", begin, number)).string();
+        const int descriptor =
+            ::open(name.c_str(), O_RDWR | O_CREAT | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY, 0600);
+        if (descriptor < 0) {
+            if (errno == ELOOP || errno == EISDIR || errno == ENXIO || errno == EACCES) {
+                std::error_code error;
+                if (fs::exists(fs::symlink_status(name, error))) {
+                    continue;  // somebody else's
+                }
+                errno = EACCES;
+            }
+            return -1;
+        }
+        struct ::stat opened {};
+        struct ::stat named {};
+        const bool locked = ::flock(descriptor, LOCK_EX | LOCK_NB) == 0;
+        const bool locks = locked || errno == EWOULDBLOCK || errno == EINTR;
+        // Another writer may have given it its name meanwhile.
+        const bool ours = locked && ::fstat(descriptor, &opened) == 0 && ::lstat(name.c_str(), &named) == 0 &&
+                          opened.st_ino == named.st_ino && opened.st_dev == named.st_dev && S_ISREG(opened.st_mode) &&
+                          opened.st_nlink == 1 && opened.st_uid == ::geteuid();
+        if (ours && ::ftruncate(descriptor, 0) == 0) {
+            return descriptor;
+        }
+        if (!locks && ::fstat(descriptor, &opened) == 0 && opened.st_size == 0) {
+            ::unlink(name.c_str());
+        }
+        ::close(descriptor);
+        if (!locks) {  // the file system has none: a name that nobody else has, which a kill may leave
+            name = (target.parent_path() / ".darkroom-XXXXXX").string();
+            return ::mkstemp(name.data());
+        }
+    }
+    errno = EEXIST;
+    return -1;
+}
+
+int writeBeside(const fs::path& target, std::string_view bytes) {
+    std::string temporary;
     std::optional<RemovedOnInterrupt> onInterrupt;
     int descriptor = -1;
     {
         const HeldInterruptions noSignal;
-        descriptor = ::mkstemp(temporary.data());
+        descriptor = openTemporary(target, temporary);
         if (descriptor < 0) {
             return errno;
         }
@@ -77,15 +125,14 @@ int writeBeside(const fs::path& target, std::string_view bytes) {
     if (problem == 0 && ::fsync(descriptor) != 0 && errno != EINVAL) {
         problem = errno;
     }
-    if (::close(descriptor) != 0 && problem == 0) {
-        problem = errno;
-    }
     if (problem == 0 && std::rename(temporary.c_str(), target.c_str()) != 0) {
         problem = errno;
     }
     if (problem != 0) {
         ::unlink(temporary.c_str());
-    } else {
+    }
+    ::close(descriptor);  // which gives up the lock; all of the file is on the disk
+    if (problem == 0) {
         synchronizeFolderOf(target.string());
     }
     return problem;

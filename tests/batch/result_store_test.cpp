@@ -273,12 +273,15 @@ TEST(SqliteStore, AnIdleReaderIsNoFailure) {
 TEST(JsonDepth, IsBounded) {
     const ScratchDirectory scratch;
     const std::string line = jsonLine(record(1));
-    const auto nested = [&](int depth) {
-        const auto brackets = static_cast<std::size_t>(depth);
-        return line.substr(0, line.size() - 2) + ",\"x\":" + std::string(brackets, '[') + std::string(brackets, ']') +
-               "}\n";
+    const auto brackets = [](int depth) {
+        return std::string(static_cast<std::size_t>(depth), '[') + std::string(static_cast<std::size_t>(depth), ']');
     };
-    EXPECT_EQ(jsonLine(parseJsonRecord(nested(mostJsonDepth - 1))), nested(mostJsonDepth - 1));
+    const auto nested = [&](int depth) {
+        return line.substr(0, line.size() - 2) + ",\"x\":" + brackets(depth) + "}\n";
+    };
+    ResultRecord deepest = record(1);
+    deepest.carried = {{"x", CarriedValue::Kind::json, brackets(mostJsonDepth - 1)}};
+    EXPECT_EQ(parseJsonRecord(jsonLine(deepest)).carried.back().text, brackets(mostJsonDepth - 1));
     for (const std::string& deep :
          {nested(mostJsonDepth), nested(200'000), "{\"schema\":" + std::string(200'000, '[') + '\n'}) {
         std::ofstream("r.jsonl", std::ios::binary) << line << deep;

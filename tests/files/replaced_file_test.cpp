@@ -6,9 +6,12 @@
 
 #include <gtest/gtest.h>
 
+#include <sys/resource.h>
 #include <sys/stat.h>
+#include <sys/wait.h>
 #include <unistd.h>
 #include <algorithm>
+#include <csignal>
 #include <fstream>
 #include <thread>
 
@@ -186,6 +189,30 @@ TEST_F(ReplacedFile, OfManyWritersIsTheWholeOfOne) {
     const std::string left = contentOf(at("file"));
     ASSERT_EQ(left.size(), 100'000U);
     EXPECT_EQ(left, text(left.front() - 'a'));
+    EXPECT_EQ(files(), std::vector<std::string>{"file"});
+}
+
+TEST_F(ReplacedFile, TakesWhatAKilledWriterLeft) {
+    // The writer ends in the middle of its work: its file may not grow beyond the limit.
+    const std::string large(1 << 20, 'x');
+    const ::pid_t writer = ::fork();
+    if (writer == 0) {
+        const struct ::rlimit limit { 65536, 65536 };
+        ::setrlimit(RLIMIT_FSIZE, &limit);
+        std::signal(SIGXFSZ, SIG_DFL);
+        try {
+            replaceFile(at("file"), large);
+        } catch (...) {
+        }
+        ::_exit(0);
+    }
+    int status = 0;
+    ASSERT_EQ(::waitpid(writer, &status, 0), writer);
+    ASSERT_TRUE(WIFSIGNALED(status));
+    ASSERT_EQ(files().size(), 1U);  // the file that was left
+    EXPECT_EQ(files()[0].rfind(".darkroom-write-", 0), 0U) << files()[0];
+    replaceFile(at("file"), "short");
+    EXPECT_EQ(contentOf(at("file")), "short");
     EXPECT_EQ(files(), std::vector<std::string>{"file"});
 }
 

@@ -1,11 +1,16 @@
 // darkroom batch, merge and verify as a user meets them, and what is left of them when things go wrong.
 #include <likeness/comparison/photograph_comparison.hpp>
 #include <likeness/version.hpp>
+#include "batch/csv.hpp"
+#include "batch/result_store.hpp"
+#include "batch/result_text.hpp"
 #include "batch/working_file.hpp"
 #include "darkroom/darkroom_program.hpp"
+#include "files/file_checksum.hpp"
 #include "files/number_format.hpp"
 #include "support/test_images.hpp"
 
+#include <fmt/format.h>
 #include <gtest/gtest.h>
 #include <opencv2/imgcodecs.hpp>
 
@@ -18,6 +23,7 @@
 #include <chrono>
 #include <cstdlib>
 #include <fstream>
+#include <functional>
 #include <random>
 #include <thread>
 
@@ -64,6 +70,22 @@ protected:
         return bytesOf(output);
     }
 
+    /// A table of results with changes, and with checksums that agree with them.
+    std::string changedTable(const std::string& table,
+                             const std::function<void(std::vector<ResultRecord>&)>& change) const {
+        const auto reader = openResults(saveText("table.csv", table), ResultFormat::csv);
+        std::vector<ResultRecord> records;
+        for (ResultRecord record; reader->next(record);) {
+            records.push_back(record);
+        }
+        change(records);
+        std::string text = csvHeader(reader->columns());
+        for (const ResultRecord& record : records) {
+            text += csvLine(record, reader->columns());
+        }
+        return text;
+    }
+
     std::string bytesOf(const std::string& name) const {
         if (fs::path(name).extension() != ".db") {
             return contentOf(output(name));
@@ -103,7 +125,7 @@ TEST_F(DarkroomBatch, RecordsTheCoefficientsOfTheLibrary) {
     }
     const std::vector<std::string> lines = linesOf(csv);
     ASSERT_EQ(lines.size(), 2U);
-    EXPECT_EQ(lines[1].rfind("1,1,1," + photo("cat.jpg") + '|' + photo("coffee.jpg") + ',' + photo("cat.jpg") + ',' +
+    EXPECT_EQ(lines[1].rfind("2,1,1," + photo("cat.jpg") + '|' + photo("coffee.jpg") + ',' + photo("cat.jpg") + ',' +
                                  photo("coffee.jpg") + ",451,300,600,400" + numbers +
                                  ",0,0,0,0,0,0,0,0,0,0,compared,,," LIKENESS_VERSION ",",
                              0),
@@ -294,7 +316,7 @@ TEST_F(DarkroomBatch, WhatTheMachineLacksEndsTheBatchAndIsNoRecord) {
         << std::string("\1\0\x18\0", 4) << std::string(24, '\0');
     fs::resize_file(large, 54 + 768000000);
     const std::string list = saveText("l.csv", "first,second\np1.jpg,p2.jpg\np1.jpg,large.bmp\np3.jpg,p2.jpg\n");
-    const Outcome outcome = run({"/bin/sh", "-c", "ulimit -v 1000000; exec \"$@\"", "sh", LIKENESS_DARKROOM, "batch",
+    const Outcome outcome = run({"/bin/sh", "-c", "ulimit -v 700000; exec \"$@\"", "sh", LIKENESS_DARKROOM, "batch",
                                  list, "--root", input("photos"), "-o", "r.csv", "--jobs", "1"},
                                 folder());
     EXPECT_EQ(outcome.status, 2);
@@ -360,8 +382,8 @@ TEST_F(DarkroomBatch, PairsFoldersByRelativePath) {
     }
     const std::vector<std::string> lines = linesOf(csv);
     ASSERT_EQ(lines.size(), 3U);
-    EXPECT_EQ(lines[1].rfind("1,1,2,sub/y,before/sub/y.PNG,after/sub/y.jpg,", 0), 0U) << lines[1];
-    EXPECT_EQ(lines[2].rfind("1,2,2,x,before/x.jpg,after/x.png,", 0), 0U) << lines[2];
+    EXPECT_EQ(lines[1].rfind("2,1,2,sub/y,before/sub/y.PNG,after/sub/y.jpg,", 0), 0U) << lines[1];
+    EXPECT_EQ(lines[2].rfind("2,2,2,x,before/x.jpg,after/x.png,", 0), 0U) << lines[2];
     EXPECT_EQ(expectDone({"batch", "--folders", "before/", "after", "--print-list"}).out,
               "id,first,second\nsub/y,before/sub/y.PNG,after/sub/y.jpg\nx,before/x.jpg,after/x.png\n");
 
@@ -451,13 +473,22 @@ TEST_F(DarkroomBatch, RefusesToResumeOtherResults) {
         std::ofstream(output("r.csv"), std::ios::binary) << text;
         expectRefused({"batch", list, "-o", "r.csv", "--resume"}, message);
     };
-    refused("," LIKENESS_VERSION ",", ",0.0.1,",
-            "'r.csv' holds results of version 0.0.1, and this is version " LIKENESS_VERSION);
-    refused("pair-3", "other", "'r.csv' holds the pair 'other', which is not in the list or not in this shard of it");
-    refused(photograph(1), "x.jpg", "'r.csv' holds the pair 'pair-1' with other photographs than the list");
-    refused("pair-1", "pair-2", "'r.csv' holds the pair 'pair-2' with other photographs than the list");
-    refused("compared", "compered", "'r.csv', line 2: not a complete result record of schema 1");
-    std::ofstream(output("r.csv"), std::ios::binary) << expected + expected.substr(expected.rfind("1,6,6,"));
+    const auto refusedOf = [&](const std::function<void(ResultRecord&)>& change, const std::string& message) {
+        std::ofstream(output("r.csv"), std::ios::binary)
+            << changedTable(expected, [&](std::vector<ResultRecord>& records) { change(records[1]); });
+        expectRefused({"batch", list, "-o", "r.csv", "--resume"}, message);
+    };
+    refusedOf([](ResultRecord& record) { record.version = "0.0.1"; },
+              "'r.csv' holds results of version 0.0.1, and this is version " LIKENESS_VERSION);
+    refusedOf([](ResultRecord& record) { record.id = "other"; },
+              "'r.csv' holds the pair 'other', which is not in the list or not in this shard of it");
+    refusedOf([](ResultRecord& record) { record.first = "x.jpg"; },
+              "'r.csv' holds the pair 'pair-1' with other photographs than the list");
+    refusedOf([](ResultRecord& record) { record.id = "pair-2"; },
+              "'r.csv' holds the pair 'pair-2' with other photographs than the list");
+    refused("compared", "compered", "'r.csv', line 2: not a complete result record of schema 2");
+    refused("pair-3", "pair-8", "'r.csv', line 8: its checksum does not agree: it has changed since it was written");
+    std::ofstream(output("r.csv"), std::ios::binary) << expected + expected.substr(expected.rfind("2,6,6,"));
     expectRefused({"batch", list, "-o", "r.csv", "--resume"}, "'r.csv' holds the pair 'pair-5' twice");
 }
 
@@ -469,9 +500,9 @@ TEST_F(DarkroomBatch, RefusesToTakeDamageForACutOffRecord) {
     const std::string list = saveText("plain.csv", text);
     std::string csv = resultOf({list}, "r.csv", 0);
     // From here on everything is in quotes that do not close.
-    std::ofstream(output("r.csv"), std::ios::binary) << csv.replace(csv.find("1,2,5,b"), 6, "1,2,5,\"");
+    std::ofstream(output("r.csv"), std::ios::binary) << csv.replace(csv.find("2,2,5,b"), 6, "2,2,5,\"");
     expectRefused({"batch", list, "-o", "r.csv", "--resume"},
-                  "'r.csv', line 3: not a complete result record of schema 1");
+                  "'r.csv', line 3: not a complete result record of schema 2");
 }
 
 TEST_F(DarkroomBatch, ResumeDropsWhatAPowerFailureLeaves) {
@@ -577,9 +608,8 @@ TEST_F(DarkroomBatch, MergeRefuses) {
     std::ofstream(output("2.csv"), std::ios::binary) << text.substr(0, text.size() - 5);
     expectRefused({"merge", "x.csv", "1.csv", "2.csv"},
                   "'2.csv': the last record is cut off; darkroom batch --resume repairs it");
-    const std::size_t version = text.find("," LIKENESS_VERSION ",");
     std::ofstream(output("2.csv"), std::ios::binary)
-        << text.replace(version, std::string(LIKENESS_VERSION).size() + 2, ",9.9.9,");
+        << changedTable(text, [](std::vector<ResultRecord>& records) { records[0].version = "9.9.9"; });
     withMessage({"merge", "x.csv", "1.csv", "2.csv"}, "'");
     EXPECT_NE(darkroom({"merge", "x.csv", "1.csv", "2.csv"}).err.find("differ in the version"), std::string::npos);
 }
@@ -587,13 +617,15 @@ TEST_F(DarkroomBatch, MergeRefuses) {
 TEST_F(DarkroomBatch, VerifyTellsWhatIsWrong) {
     const std::string list = saveList(6);
     const std::string csv = resultOf({list}, "r.csv", 0);
-    std::string text = csv;
-    const std::size_t second = text.find("1,2,6,");
-    const std::size_t third = text.find("1,3,6,");
-    const std::size_t fourth = text.find("1,4,6,");
-    text = text.substr(0, second) + text.substr(third) + text.substr(third, fourth - third);
-    text.replace(text.find("pair-4"), 6, "other!");
-    text.replace(text.find("c, 2"), 4, "c, 9");
+    const std::string text = changedTable(csv, [](std::vector<ResultRecord>& records) {
+        const ResultRecord third = records[2];
+        records.erase(records.begin() + 1);
+        records.push_back(third);
+        for (ResultRecord& record : records) {
+            record.id = record.id == "pair-4" ? "other!" : record.id;
+        }
+        records[1].carried[0].text = "c, 9";
+    });
     std::ofstream(output("r.csv"), std::ios::binary) << text;
     const Outcome outcome = darkroom({"verify", list, "r.csv"});
     EXPECT_EQ(outcome.status, 1);
@@ -662,11 +694,12 @@ TEST_F(DarkroomBatch, WithoutThreadsDoesTheWorkItself) {
     const std::string expected = resultOf({list}, "many.csv", 1);
     const Outcome outcome = darkroomWithoutThreads({"batch", list, "-o", "none.csv", "--jobs", "64"});
     EXPECT_EQ(outcome.status, 1) << outcome.err;
-    EXPECT_EQ(
-        outcome.err.rfind("darkroom batch: warning: threads or memory are short: 1 pair at the same time, not 40; "
-                          "--jobs sets how many\n",
-                          0),
-        0U)
+    EXPECT_EQ(outcome.err.rfind("darkroom batch: warning: no process can be had to read photographs in: one that "
+                                "crashes its reader ends the run\n"
+                                "darkroom batch: warning: threads or memory are short: 1 pair at the same time, not "
+                                "40; --jobs sets how many\n",
+                                0),
+              0U)
         << outcome.err;
     EXPECT_EQ(bytesOf("none.csv"), expected);
 }
@@ -779,6 +812,195 @@ TEST_F(DarkroomBatch, ReadsStandardInputAndWritesTimes) {
     EXPECT_EQ(times[0], "id,milliseconds");
     EXPECT_EQ(times[1].rfind("pair-0,", 0), 0U);
     EXPECT_GT(std::stod(times[1].substr(7)), 0.0);
+}
+
+/// As long as it lives, photographs of certain names make their reader crash, hang or take all memory.
+class ReadingFaults {
+public:
+    ReadingFaults() { ::setenv("LIKENESS_READING_FAULTS", "1", 1); }
+    ~ReadingFaults() { ::unsetenv("LIKENESS_READING_FAULTS"); }
+    ReadingFaults(const ReadingFaults&) = delete;
+    ReadingFaults& operator=(const ReadingFaults&) = delete;
+};
+
+TEST_F(DarkroomBatch, AHostileFileCostsItsOwnPair) {
+    const ReadingFaults faults;
+    const std::pair<const char*, const char*> hostile[] = {
+        {"crash-1.jpg", "reading it crashed (Segmentation fault)"},
+        {"exit-1.jpg", "reading it ended the process (status 3)"},
+        {"killed-1.jpg", "reading it was killed twice, as the system does where memory is short"},
+        {"hang-1.jpg", "reading it takes more than 1 second; --file-seconds allows more"},
+        {"fifo.jpg", "it is not a regular file"},
+#if !defined(__SANITIZE_ADDRESS__) && !defined(__SANITIZE_THREAD__)
+        {"memory-1.jpg", "reading it takes more than 200 MiB of memory; --file-memory allows more"},
+#endif
+    };
+    std::string text = "first,second\n";
+    std::vector<std::string> errors;
+    for (const auto& [name, why] : hostile) {
+        if (std::string(name) == "fifo.jpg") {
+            ASSERT_EQ(::mkfifo(input("photos/fifo.jpg").c_str(), 0600), 0);
+        } else {
+            fs::copy_file(photograph(0), input(std::string("photos/") + name));
+        }
+        text += std::string("p1.jpg,p2.jpg\np1.jpg,") + name + '\n';
+        errors.push_back("cannot read '" + std::string(name) + "': " + why);
+    }
+    // A list that names a pair twice needs ids.
+    std::string numbered = "id,first,second\n";
+    const std::vector<std::string> lines = linesOf(text);
+    for (std::size_t k = 1; k < lines.size(); ++k) {
+        numbered += std::to_string(k) + ',' + lines[k] + '\n';
+    }
+    const std::string list = saveText("hostile.csv", numbered);
+    const std::vector<std::string> limits = {"--root", input("photos"), "--file-seconds", "1", "--file-memory", "200"};
+    for (const std::string name : {"r.csv", "r.jsonl"}) {
+        std::vector<std::string> arguments = limits;
+        arguments.insert(arguments.begin(), list);
+        const std::string results = resultOf(arguments, name, 1);
+        std::size_t compared = 0;
+        std::size_t failed = 0;
+        const auto reader = openResults(output(name), resultFormatOf("", name));
+        for (ResultRecord record; reader->next(record);) {
+            compared += record.outcome.compared() ? 1 : 0;
+            if (!record.outcome.compared()) {
+                EXPECT_EQ(record.outcome.error, errors.at(failed));
+                ++failed;
+            }
+        }
+        EXPECT_EQ(compared, errors.size());
+        EXPECT_EQ(failed, errors.size());
+        // Nothing is tried again unasked, and what is asked for fails as before.
+        for (const char* const option : {"--resume", "--retry-failed"}) {
+            arguments.emplace_back(option);
+            EXPECT_EQ(resultOf(arguments, name, 1), results);
+        }
+    }
+    // Without protection the run ends with its reader.
+    EXPECT_GT(darkroom({"batch", list, "--root", input("photos"), "--isolate", "no", "-o", "unsafe.csv"}).status, 2);
+}
+
+TEST_F(DarkroomBatch, IsolationMakesNoDifference) {
+    const std::string list = saveList(30);
+    EXPECT_EQ(resultOf({list, "--hue"}, "isolated.csv", 1),
+              resultOf({list, "--hue", "--isolate", "no"}, "plain.csv", 1));
+    expectRefused({"batch", list, "-o", "n.csv", "--isolate", "no", "--file-seconds", "5"},
+                  "--isolate no: --file-seconds and --file-memory are limits of processes of their own");
+}
+
+TEST_F(DarkroomBatch, ResumeNoticesAChangedPhotograph) {
+    const std::string list = saveList(12);
+    for (const std::string name : {"r.csv", "r.jsonl", "r.db"}) {
+        const std::string before = resultOf({list}, name, 1);
+        EXPECT_EQ(resultOf({list, "--resume"}, name, 1), before);
+        // Another photograph of the same name, and one that is gone, of which the record stays.
+        const std::string kept = bytesOf(photograph(3));
+        fs::copy_file(photograph(8), photograph(3), fs::copy_options::overwrite_existing);
+        fs::rename(photograph(5), input("photos/away.jpg"));
+        const Outcome outcome = darkroom({"batch", list, "--resume", "-o", name});
+        EXPECT_EQ(outcome.status, 1);
+        EXPECT_NE(outcome.err.find("photographs of 1 recorded pair have changed since; they are compared again"),
+                  std::string::npos)
+            << outcome.err;
+        fs::rename(input("photos/away.jpg"), photograph(5));
+        const std::string fresh = "fresh-" + name;
+        EXPECT_EQ(resultOf({list, "--resume"}, name, 1), resultOf({list}, fresh, 1));
+        std::ofstream(photograph(3), std::ios::binary) << kept;
+        fs::remove(output(name));
+    }
+}
+
+TEST_F(DarkroomBatch, ChecksumsNoticeWhatSizeAndTimeDoNot) {
+    const std::string list = saveList(6);
+    const std::string before = resultOf({list, "--checksums"}, "r.csv", 0);
+    EXPECT_EQ(resultOf({list, "--resume"}, "r.csv", 0), before);
+    EXPECT_NE(before.find(fingerprintOf(photograph(0)).sha256), std::string::npos);
+    // A byte of a comment, with the time of before.
+    std::string bytes = bytesOf(photograph(0));
+    bytes[bytes.size() - 3] = static_cast<char>(bytes[bytes.size() - 3] ^ 1);
+    const auto time = fs::last_write_time(photograph(0));
+    std::ofstream(photograph(0), std::ios::binary) << bytes;
+    fs::last_write_time(photograph(0), time);
+    EXPECT_EQ(resultOf({list, "--resume"}, "r.csv", 0), before);
+    EXPECT_NE(resultOf({list, "--resume", "--checksums"}, "r.csv", 0), before);
+    EXPECT_EQ(bytesOf("r.csv"), resultOf({list, "--checksums"}, "fresh.csv", 0));
+    EXPECT_EQ(resultOf({list, "--checksums", "--isolate", "no"}, "plain.csv", 0), bytesOf("r.csv"));
+}
+
+TEST_F(DarkroomBatch, ResumeRepairsTheEndOfADatabase) {
+    const std::string list = saveList(200);
+    const std::string expected = resultOf({list}, "r.db", 1);
+    const std::string whole = contentOf(output("r.db"));
+    for (const std::size_t lost : {std::size_t{1}, std::size_t{5000}, std::size_t{20000}}) {
+        for (const bool zeros : {false, true}) {
+            std::ofstream(output("r.db"), std::ios::binary)
+                << whole.substr(0, whole.size() - lost) << (zeros ? std::string(lost, '\0') : std::string());
+            EXPECT_EQ(resultOf({list, "--resume"}, "r.db", 1), expected) << lost << ' ' << zeros;
+            EXPECT_EQ(darkroom({"verify", list, "r.db"}).out.find("pairs: 200\ncompared: 180\nfailed: 20\nmissing: 0"),
+                      0U);
+        }
+    }
+}
+
+TEST_F(DarkroomBatch, GoesOnWithResultsOfTheFirstVersion) {
+    const std::string list = saveList(4);
+    const std::string expected = resultOf({list}, "r.csv", 0);
+    // The fields that the first version has not are taken out.
+    std::string old;
+    const auto reader = openResults(output("r.csv"), ResultFormat::csv);
+    for (ResultRecord record; reader->next(record);) {
+        old += old.empty() ? csvHeader(reader->columns(), firstResultSchema) : "";
+        std::vector<std::string> texts = rowTexts(record, reader->columns());
+        texts.front() = "1";
+        texts.erase(texts.begin() + static_cast<std::ptrdiff_t>(resultFieldCount(firstResultSchema)),
+                    texts.begin() + static_cast<std::ptrdiff_t>(resultFieldCount(resultSchema)));
+        for (const std::string& text : texts) {
+            old += csvField(text) + ',';
+        }
+        old.back() = '\n';
+    }
+    std::ofstream(output("r.csv"), std::ios::binary) << old;
+    const Outcome outcome = darkroom({"batch", list, "--resume", "-o", "r.csv"});
+    EXPECT_EQ(outcome.status, 0) << outcome.err;
+    EXPECT_EQ(outcome.err.rfind("darkroom batch: warning: 'r.csv' has records of an earlier version", 0), 0U)
+        << outcome.err;
+    EXPECT_EQ(bytesOf("r.csv"), expected);
+}
+
+TEST_F(DarkroomBatch, ProcessesEndWithTheProgram) {
+    const ReadingFaults faults;
+    fs::copy_file(photograph(0), input("photos/hang-1.jpg"));
+    const std::string list = saveText("l.csv", "first,second\nhang-1.jpg,p1.jpg\n");
+    const ::pid_t process = begin({list, "--root", input("photos"), "-o", "r.csv"});
+    const auto children = [](::pid_t parent) {
+        std::ifstream file(fmt::format("/proc/{}/task/{}/children", parent, parent));
+        std::vector<::pid_t> found;
+        for (::pid_t child = 0; file >> child;) {
+            found.push_back(child);
+        }
+        return found;
+    };
+    std::vector<::pid_t> all;
+    for (int wait = 0; wait < 500 && all.size() < 2; ++wait) {
+        std::this_thread::sleep_for(milliseconds(10));
+        all = children(process);
+        for (std::size_t k = 0; k < all.size(); ++k) {
+            for (const ::pid_t child : children(all[k])) {
+                all.push_back(child);
+            }
+        }
+    }
+    ASSERT_GE(all.size(), 2U);
+    ::kill(process, SIGKILL);
+    statusOf(process);
+    for (const ::pid_t child : all) {
+        bool gone = false;
+        for (int wait = 0; wait < 500 && !gone; ++wait) {
+            std::this_thread::sleep_for(milliseconds(10));
+            gone = ::kill(child, 0) != 0;
+        }
+        EXPECT_TRUE(gone);
+    }
 }
 
 TEST_F(DarkroomBatch, SummaryTellsThePercentiles) {

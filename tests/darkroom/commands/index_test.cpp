@@ -9,8 +9,10 @@
 #include <opencv2/imgcodecs.hpp>
 
 #include <signal.h>
+#include <sys/stat.h>
 #include <algorithm>
 #include <chrono>
+#include <cstdlib>
 #include <fstream>
 #include <random>
 #include <thread>
@@ -112,6 +114,25 @@ TEST_F(DarkroomIndex, ListsWhatCannotBeReadAndTriesAgainWhenAsked) {
     EXPECT_NE(kept.err.find("13 photographs, 1 failed; 0 added, 0 changed, 1 removed"), std::string::npos) << kept.err;
     const Outcome retried = darkroom({"index", photos(), "-o", "a", "--update", "--retry-failed"});
     EXPECT_NE(retried.err.find("0 added, 1 changed, 0 removed"), std::string::npos) << retried.err;
+}
+
+TEST_F(DarkroomIndex, AHostileFileCostsItself) {
+    ::setenv("LIKENESS_READING_FAULTS", "1", 1);
+    const std::vector<std::string> before = {"index", photos(), "-o", "plain", "--isolate", "no"};
+    EXPECT_EQ(darkroom(before).status, 0);
+    EXPECT_EQ(darkroom({"index", photos(), "-o", "isolated"}).status, 0);
+    EXPECT_EQ(contentOf(output("isolated")), contentOf(output("plain")));
+    for (const char* const name : {"crash-1.jpg", "hang-1.jpg", "exit-1.jpg"}) {
+        saveText(std::string("photos/") + name, "no image");
+    }
+    ASSERT_EQ(::mkfifo(input("photos/fifo.jpg").c_str(), 0600), 0);
+    const Outcome outcome = darkroom({"index", photos(), input("photos/fifo.jpg"), "-o", "a", "--file-seconds", "1"});
+    EXPECT_EQ(outcome.status, 1);
+    for (const char* const why : {"reading it crashed (Segmentation fault)", "reading it takes more than 1 second;",
+                                  "reading it ended the process (status 3)", "it is not a regular file"}) {
+        EXPECT_NE(outcome.err.find(why), std::string::npos) << why << '\n' << outcome.err;
+    }
+    ::unsetenv("LIKENESS_READING_FAULTS");
 }
 
 TEST_F(DarkroomIndex, LosesNothingWhenKilledAtAnyMoment) {

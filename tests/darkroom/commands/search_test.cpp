@@ -56,6 +56,14 @@ TEST_F(DarkroomSearch, PrintsTheNumbersOfCompare) {
     EXPECT_EQ(results[4].at("path"), photograph(2));
 }
 
+TEST_F(DarkroomSearch, ShowsNamesEscaped) {
+    fs::copy_file(photograph(0), input("photos/a\x1b[31m\nforged.jpg"));
+    expectDone({"index", input("photos"), "-o", "hostile", "--quiet"});
+    const std::string text = expectDone({"search", "hostile", photograph(0), "--top", "2"}).out;
+    EXPECT_NE(text.find("a\\x1b[31m\\nforged.jpg\n"), std::string::npos) << text;
+    EXPECT_EQ(linesOf(text).size(), 3U);
+}
+
 TEST_F(DarkroomSearch, RanksAndLimitsAsAsked) {
     const Json all = found({photograph(0)});
     ASSERT_EQ(all.size(), static_cast<std::size_t>(photographs));

@@ -7,6 +7,7 @@
 #include "batch/stop_signals.hpp"
 #include "commands/subcommands.hpp"
 #include "console/comparison_warnings.hpp"
+#include "console/isolation_options.hpp"
 #include "console/list_options.hpp"
 #include "console/model_options.hpp"
 #include "console/option_checks.hpp"
@@ -45,10 +46,12 @@ struct Options {
     std::string output = "results.db";
     bool resume = false;
     bool retryFailed = false;
+    bool checksums = false;
     int jobs = 0;
     int cache = 1000;
     bool timing = false;
     bool distances = false;
+    IsolationOptions isolation;
     std::string archive;
     bool check = false;
     std::string predict;
@@ -79,6 +82,7 @@ void checkCombination(const Console& console, const Options& options) {
     if (options.retryFailed && !options.resume) {
         throw Refusal("--retry-failed: there is no --resume");
     }
+    options.isolation.limits();
     checkReadFolder("--root", options.root);
 }
 
@@ -180,6 +184,7 @@ public:
             photograph.distributions = archive_.distributions(*entry);
             PhotographAnalysis analysis = analysisOf(std::move(photograph));
             analysis.countedPixels = wholePhotographs_ ? 0 : -1;
+            analysis.facts.stamp = stampOf(path);
             return analysis;
         } catch (const ArchiveDamage&) {  // it is analysed
             return std::nullopt;
@@ -249,8 +254,10 @@ ExitStatus run(const Console& console, const Options& options, const PairList& p
     BatchOptions how;
     how.root = options.root;
     how.retryFailed = options.retryFailed;
+    how.checksums = options.checksums;
     how.jobs = static_cast<unsigned>(options.jobs);
     how.cache = static_cast<std::size_t>(options.cache);
+    how.isolation = options.isolation.limits();
     how.mostPixels = console.mostPixels();
     how.analysis = analysis;
     how.profiles = profilesAsked(console, options);
@@ -363,6 +370,11 @@ Action declareBatch(CLI::App& app) {
                  optionText("Go on with an existing output: do exactly what is missing", "--resume"));
     app.add_flag("--retry-failed", options->retryFailed,
                  optionText("With --resume: compare again the pairs that are recorded as failed", "--retry-failed"));
+    app.add_flag(
+        "--checksums", options->checksums,
+        optionText("Record the SHA-256 of the photographs too; with --resume, what is recorded without or with "
+                   "another one is compared again",
+                   "--checksums"));
     app.add_option(
            "--jobs", options->jobs,
            optionText(
@@ -394,6 +406,7 @@ Action declareBatch(CLI::App& app) {
         optionText("With --archive: the SHA-256 of the file must agree, in place of size and time", "--check"));
     addPartOptionsWithoutMask(app, options->part);
     addPredictOption(app, options->predict);
+    addIsolationOptions(app, options->isolation);
     addModelOptions(app, options->model);
     addHueOptions(app, options->model);
     return [options](const Console& console) { return runBatch(console, *options); };

@@ -5,6 +5,7 @@
 #include "archive/photograph_index.hpp"
 #include "batch/batch_summary.hpp"
 #include "batch/image_files.hpp"
+#include "batch/isolated_analysis.hpp"
 #include "batch/ordered_pool.hpp"
 #include "batch/output_lock.hpp"
 #include "batch/shard.hpp"
@@ -12,6 +13,7 @@
 #include "batch/working_file.hpp"
 #include "commands/subcommands.hpp"
 #include "console/comparison_warnings.hpp"
+#include "console/isolation_options.hpp"
 #include "console/model_options.hpp"
 #include "console/option_checks.hpp"
 #include "console/output_check.hpp"
@@ -56,6 +58,7 @@ struct Options {
     bool approximate = false;
     std::string shard;
     int jobs = 0;
+    IsolationOptions isolation;
     ModelOptions model;
     PartOptions part;
 };
@@ -266,6 +269,16 @@ private:
         const unsigned processors = std::max(1U, std::thread::hardware_concurrency());
         const unsigned jobs = options_.jobs > 0 ? static_cast<unsigned>(options_.jobs) : processors;
         begin_ = Clock::now();
+        if (const std::optional<WorkLimits> limits = options_.isolation.limits()) {
+            try {
+                isolated_.emplace(console_.mostPixels(), analysis_, profiles_, *limits);
+            } catch (const NoProcess& shortage) {
+                if (!shortage.isShortage()) {
+                    throw Refusal(whatIsKept(shortage.what()));
+                }
+                console_.warn(unprotectedWarning);
+            }
+        }
         try {
             ArchiveWriter writer(unfinished_, origin_, keep);
             analyse(writer, jobs, signals);
@@ -292,8 +305,11 @@ private:
             prepareOpenMp();
             auto tables = std::make_shared<AnalysisTables>();
             return [this, tables](std::size_t number) {
-                return indexedPhotograph(paths_[missing_[number]], *tables, console_.mostPixels(), analysis_,
-                                         profiles_);
+                const std::string& path = paths_[missing_[number]];
+                return indexedPhotograph(path, [&] {
+                    return isolated_ ? isolated_->analyze(path)
+                                     : analyzePhotograph(path, *tables, console_.mostPixels(), analysis_, profiles_);
+                });
             };
         });
         std::vector<ArchivedPhotograph> ready;
@@ -438,6 +454,7 @@ private:
     AnalysisOptions analysis_;
     ProfileChoice profiles_;
     ArchiveOrigin origin_;
+    std::optional<IsolatedAnalyses> isolated_;
     std::string output_;
     std::string unfinished_;
     std::vector<std::unique_ptr<Archive>> archives_;  ///< of earlier runs, the later ones last
@@ -464,6 +481,7 @@ ExitStatus index(const Console& console, const Options& options) {
     if (options.retryFailed && !options.update && !options.resume) {
         throw Refusal("--retry-failed: there is no --update or --resume");
     }
+    options.isolation.limits();
     const ChosenModel model = chosenModel(options.model);
     const AnalysisOptions analysis = model.analysis(false);
     std::vector<std::string> paths = photographsAsked(console, options);
@@ -536,6 +554,7 @@ Action declareIndex(CLI::App& app) {
         ->type_name("N")
         ->check(integerBetween(1, 1024));
     addPartOptions(app, options->part);
+    addIsolationOptions(app, options->isolation);
     addModelOptions(app, options->model);
     addHueOptions(app, options->model);
     return [options](const Console& console) { return index(console, *options); };

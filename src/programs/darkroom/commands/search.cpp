@@ -14,6 +14,7 @@
 #include "console/output_check.hpp"
 #include "console/progress.hpp"
 #include "diagnostics/number_text.hpp"
+#include "diagnostics/shown_text.hpp"
 #include "files/csv_text.hpp"
 #include "files/markup_text.hpp"
 #include "files/number_format.hpp"
@@ -215,10 +216,10 @@ std::string lineOfCoefficients(const PairCoefficients& coefficients) {
 std::string textOf(const std::vector<SearchedPhotograph>& searched) {
     std::string text;
     for (const SearchedPhotograph& photograph : searched) {
-        text += validUtf8(photograph.path) + '\n';
+        text += shownText(photograph.path) + '\n';
         for (const FoundPhotograph& found : photograph.found) {
             text += fmt::format("{:>6} {:.6f} {} {}\n", found.rank, found.score, lineOfCoefficients(found.coefficients),
-                                validUtf8(found.path));
+                                shownText(found.path));
             if (found.distances) {
                 std::istringstream lines(distanceLines(*found.distances));
                 for (std::string line; std::getline(lines, line);) {
