@@ -45,7 +45,7 @@ def part(photograph: ImageLike, mask: Any) -> tuple[Image, Optional[Image]]:
         if weights.dtype == np.bool_:
             weights = weights.astype(np.uint8) * np.uint8(255)
     if isinstance(photograph, np.ma.MaskedArray):
-        valid = ~np.ma.getmaskarray(photograph)
+        valid = ~np.ma.getmaskarray(photograph)  # type: ignore[no-untyped-call]
         valid = valid.all(axis=-1) if valid.ndim == 3 else valid
         if weights is None:
             weights = valid.astype(np.uint8) * np.uint8(255)

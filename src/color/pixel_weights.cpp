@@ -140,23 +140,37 @@ std::vector<double> bell(int side) {
     return values;
 }
 
+/// Whether there are four more weights and their bits are these.
+bool fourAre(std::uint64_t bits, const ushort* weights, int count) {
+    std::uint64_t four = ~bits;
+    if (count >= 4) {
+        std::memcpy(&four, weights, sizeof four);
+    }
+    return four == bits;
+}
+
 }  // namespace
 
 PixelWeights::PixelWeights(cv::Mat weights) : weights_(std::move(weights)) {
     bool grey = false;
     for (int i = 0; i < weights_.rows; ++i) {
         const auto* const row = weights_.ptr<ushort>(i);
-        std::uint64_t sum = 0;
-        std::uint32_t counted = 0;
-        std::uint32_t others = 0;
-        for (int j = 0; j < weights_.cols; ++j) {
-            sum += row[j];
-            counted += row[j] != 0 ? 1U : 0U;
-            others += row[j] != 0 && row[j] != whole ? 1U : 0U;
+        constexpr int piece = 1 << 15;  // of which the sum has 32 bits
+        for (int first = 0; first < weights_.cols; first += std::min(piece, weights_.cols - first)) {
+            const int end = first + std::min(piece, weights_.cols - first);
+            std::uint32_t sum = 0;
+            std::uint32_t counted = 0;
+            std::uint32_t others = 0;
+            for (int j = first; j < end; ++j) {
+                const std::uint32_t weight = row[j];
+                sum += weight;
+                counted += weight != 0 ? 1U : 0U;
+                others |= (weight + 1) & 0xFFFEU;  // 0 of 0 and of 65535 alone
+            }
+            sum_ += sum;
+            counted_ += counted;
+            grey = grey || others != 0;
         }
-        sum_ += sum;
-        counted_ += counted;
-        grey = grey || others > 0;
     }
     binary_ = !grey;
 }
@@ -210,7 +224,7 @@ PixelWeights PixelWeights::centered(const cv::Size& size) {
         auto* const row = weights.ptr<ushort>(i);
         const double factor = greatestWeight * down[static_cast<std::size_t>(i)];
         for (int j = 0; j < weights.cols; ++j) {
-            row[j] = static_cast<ushort>(factor * across[static_cast<std::size_t>(j)] + 0.5);
+            row[j] = static_cast<ushort>(static_cast<int>(factor * across[static_cast<std::size_t>(j)] + 0.5));
         }
     }
     return PixelWeights(weights);
@@ -278,11 +292,11 @@ cv::Mat PixelWeights::countedOf(const cv::Mat& image) const {
         const uchar* const pixels = image.ptr<uchar>(i);
         for (int j = 0; j < image.cols;) {
             while (j < image.cols && weights[j] == 0) {
-                ++j;
+                j += fourAre(0, weights + j, image.cols - j) ? 4 : 1;
             }
             const int first = j;
             while (j < image.cols && weights[j] != 0) {
-                ++j;
+                j += fourAre(~std::uint64_t{0}, weights + j, image.cols - j) ? 4 : 1;
             }
             const std::size_t run = static_cast<std::size_t>(j - first) * bytes;
             if (run > 0) {
