@@ -151,7 +151,7 @@ BinnedPhotograph::BinnedPhotograph(const cv::Mat& photograph, const ComparisonMo
     }
     const bool bytes = photograph.type() == CV_8UC3;
     if (bytes && model == ComparisonModel()) {
-        seeColors(photograph, backgroundUnder(model, photograph.size()), stepDone);
+        seeColors(photograph, backgroundUnder(model, static_cast<std::int64_t>(photograph.total())), stepDone);
         return;
     }
     const cv::Mat taken = bytes ? photograph : unitPhotograph("photograph", photograph);
