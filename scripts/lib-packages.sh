@@ -24,7 +24,7 @@ found_without_dpkg() {
     libpng-dev) has_package libpng - ;;
     libsleef-dev) has_package sleef - || has_header sleef.h ;;
     libeigen3-dev) has_package eigen3 Eigen3Config.cmake ;;
-    libceres-dev libhnswlib-dev) has_package ceres CeresConfig.cmake ;;
+    libceres-dev) has_package ceres CeresConfig.cmake ;;
     libcli11-dev) has_package CLI11 CLI11Config.cmake ;;
     nlohmann-json3-dev) has_package nlohmann_json nlohmann_jsonConfig.cmake ;;
     libfmt-dev) has_package fmt fmt-config.cmake ;;
@@ -129,7 +129,7 @@ keep_linear_algebra() {
 library_packages=(libopencv-dev libjpeg62-turbo-dev libpng-dev libsleef-dev libeigen3-dev)
 # What the modules of single formats stand on; without one of these its module is not built.
 module_packages=(pkg-config libheif-dev libjxl-dev libopenexr-dev libraw-dev libtiff-dev libgif-dev libexiv2-dev
-    libceres-dev)
+    libceres-dev libhnswlib-dev)
 library_packages+=("${module_packages[@]}")
 build_packages=(g++ cmake ninja-build "${library_packages[@]}")
 

@@ -97,22 +97,21 @@ WhiteEstimate estimateOf(const py::tuple& estimate) {
 }
 
 void bindWhites(py::module_& module) {
-    module.def("gray_world_white",
-               [](const py::array& array, const std::optional<py::tuple>& previous, const py::object& mask,
-                  const py::object& progress) {
-                   const cv::Mat photograph = imageOf(array, "photograph", rgb);
-                   const PixelWeights weights = weightsOf(mask);
-                   if (previous && !mask.is_none()) {
-                       throw std::invalid_argument("previous: a white with a mask has no previous one");
-                   }
-                   const WhiteEstimate before = previous ? estimateOf(*previous) : WhiteEstimate{};
-                   const Watch watch = watchOf(progress);
-                   const WhiteEstimate* const given = previous ? &before : nullptr;
-                   return tupleOf(unlocked([&] {
-                       return mask.is_none() ? grayWorldWhite(photograph, given, watch)
-                                             : grayWorldWhite(PhotographPart{photograph, weights}, watch);
-                   }));
-               });
+    module.def("gray_world_white", [](const py::array& array, const std::optional<py::tuple>& previous,
+                                      const py::object& mask, const py::object& progress) {
+        const cv::Mat photograph = imageOf(array, "photograph", rgb);
+        const PixelWeights weights = weightsOf(mask);
+        if (previous && !mask.is_none()) {
+            throw std::invalid_argument("previous: a white with a mask has no previous one");
+        }
+        const WhiteEstimate before = previous ? estimateOf(*previous) : WhiteEstimate{};
+        const Watch watch = watchOf(progress);
+        const WhiteEstimate* const given = previous ? &before : nullptr;
+        return tupleOf(unlocked([&] {
+            return mask.is_none() ? grayWorldWhite(photograph, given, watch)
+                                  : grayWorldWhite(PhotographPart{photograph, weights}, watch);
+        }));
+    });
     module.def("local_white", [](const py::array& array, const std::string& filter, double sigma, int diameter,
                                  const py::object& progress) {
         LocalWhiteOptions options;

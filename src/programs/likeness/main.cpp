@@ -67,8 +67,7 @@ int compare(const char* firstPath, const char* secondPath) {
     const likeness::DirectoryDiagnostics dumps{std::string()};
     const likeness::SeenPhotograph first = rows.seen(photographs[0].bgr, photographs[0].rowsOf);
     const std::optional<likeness::LikenessCoefficients> coefficients =
-        first.colors == nullptr ? std::nullopt
-                                : likeness::compareWithReplaced(first, photographs[1].bgr, dumps);
+        first.colors == nullptr ? std::nullopt : likeness::compareWithReplaced(first, photographs[1].bgr, dumps);
     if (coefficients) {
         likeness::report(*coefficients);
     } else {
