@@ -159,7 +159,7 @@ py::array rectsOf(const TileComparison& comparison, cv::Rect ComparedTile::*rect
             *out++ = value;
         }
     }
-    return std::move(rects);
+    return rects;
 }
 
 py::tuple tuplesOf(const TileComparison& comparison) {

@@ -28,9 +28,6 @@ namespace {
 
 using Clock = std::chrono::steady_clock;
 
-constexpr const char* firstMaskColumn = "first_mask";
-constexpr const char* secondMaskColumn = "second_mask";
-
 double secondsSince(Clock::time_point begin) {
     return std::chrono::duration<double>(Clock::now() - begin).count();
 }
@@ -261,15 +258,9 @@ OrderedPool::Work BatchRun::worker() {
 
 /// A photograph and its mask: their files, with a byte 0 between them where there is a mask.
 std::string BatchRun::keyOf(const Pair& pair, const std::string& path, const char* maskColumn) const {
-    std::string key = pathUnder(options_.root, path);
-    for (const CarriedValue& value : pair.carried) {
-        const bool given = !value.text.empty() && (value.kind == CarriedValue::Kind::text ||
-                                                   (value.kind == CarriedValue::Kind::json && value.text != "null"));
-        if (given && value.column == maskColumn) {
-            key += '\0' + pathUnder(options_.root, value.text);
-        }
-    }
-    return key;
+    const std::string key = pathUnder(options_.root, path);
+    const std::string mask = maskIn(pair.carried, maskColumn);
+    return mask.empty() ? key : key + '\0' + pathUnder(options_.root, mask);
 }
 
 AnalysisCache::Shared BatchRun::analysis(const std::string& key, AnalysisTables& tables) {

@@ -92,15 +92,8 @@ void carryComputed(ResultRecord& record, const ComputedColumns& columns) {
     }
 }
 
-/// Takes these columns out of the carried values.
-/// @return  whether they are there and hold what follows from the outcome
-bool takeComputed(ResultRecord& record, const ComputedColumns& columns) {
-    std::vector<CarriedValue> found;
-    while (!record.carried.empty() &&
-           std::find(columns.names.begin(), columns.names.end(), record.carried.back().column) != columns.names.end()) {
-        found.insert(found.begin(), record.carried.back());
-        record.carried.pop_back();
-    }
+/// Whether columns hold what follows from the outcome.
+bool holdsComputed(const std::vector<CarriedValue>& found, const ResultRecord& record, const ComputedColumns& columns) {
     if (!record.outcome.compared()) {
         return std::all_of(found.begin(), found.end(), [](const CarriedValue& value) { return value.text.empty(); });
     }
@@ -249,13 +242,30 @@ private:
         }
     }
 
+    /// Takes out of the carried values what is neither the list's nor a distance: what an earlier run, or this one,
+    /// computed.
+    std::vector<CarriedValue> takeComputed(ResultRecord& record) const {
+        const std::vector<std::string>& ofList = pairs_.columns();
+        const std::vector<std::string>& distances = distanceColumns();
+        const auto isKnown = [&](const std::string& column) {
+            return std::find(ofList.begin(), ofList.end(), column) != ofList.end() ||
+                   std::find(distances.begin(), distances.end(), column) != distances.end();
+        };
+        std::vector<CarriedValue> found;
+        while (!record.carried.empty() && !isKnown(record.carried.back().column)) {
+            found.insert(found.begin(), record.carried.back());
+            record.carried.pop_back();
+        }
+        return found;
+    }
+
     /// Leaves the list's columns alone.
     /// @return  whether those that follow from the outcome are as they would be now
     bool takeOwn(const std::string& path, ResultRecord& record) const {
         if (origin_.hue) {
             takeHue(record);
         }
-        const bool same = !origin_.computed || takeComputed(record, *origin_.computed);
+        const std::vector<CarriedValue> computed = takeComputed(record);
         const bool ofList = !pairs_.columns().empty() && pairs_.columns().back() == distanceColumns().back();
         if (!origin_.distances && !ofList && carriesDistances(record)) {
             throw Refusal("'" + path + "' holds results with distances; --distances goes on with them");
@@ -266,7 +276,7 @@ private:
                 throw Refusal("'" + path + "' holds results without distances, and this run has --distances");
             }
         }
-        return same;
+        return origin_.computed ? holdsComputed(computed, record, *origin_.computed) : computed.empty();
     }
 
     void checkOrigin(const std::string& path, const ResultRecord& record) const {
@@ -309,7 +319,10 @@ private:
             met[number] = true;
             ++records;
             upgraded_ = upgraded_ || record.schema != resultSchema;
-            if (!isMissing(record)) {
+            const bool otherMasks = maskIn(record.carried, firstMaskColumn) != maskIn(pair.carried, firstMaskColumn) ||
+                                    maskIn(record.carried, secondMaskColumn) != maskIn(pair.carried, secondMaskColumn);
+            changed_ += otherMasks ? 1U : 0U;
+            if (!otherMasks && !isMissing(record)) {
                 takeStamps(record);
                 known[number] = std::make_unique<PairOutcome>(std::move(record.outcome));
             }

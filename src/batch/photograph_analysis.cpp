@@ -127,7 +127,8 @@ PairOutcome compareAnalyses(const std::string& firstPath, const PhotographAnalys
                             const std::string& secondPath, const PhotographAnalysis& second,
                             const AnalysisOptions& options) {
     PairOutcome outcome;
-    const bool same = firstPath == secondPath;
+    // A photograph may stand there with another mask.
+    const bool same = firstPath == secondPath && first.problem == second.problem && first.remarks == second.remarks;
     for (const auto& [path, analysis] : {std::pair(&firstPath, &first), std::pair(&secondPath, &second)}) {
         if (path == &secondPath && same) {
             break;

@@ -4,6 +4,17 @@
 
 namespace likeness {
 
+std::string maskIn(const std::vector<CarriedValue>& carried, const char* column) {
+    for (const CarriedValue& value : carried) {
+        const bool given =
+            value.kind == CarriedValue::Kind::text || (value.kind == CarriedValue::Kind::json && value.text != "null");
+        if (given && value.column == column) {
+            return value.text;
+        }
+    }
+    return {};
+}
+
 void takeHue(ResultRecord& record) {
     if (record.carried.empty() || record.carried.back().column != hueColumn) {
         return;

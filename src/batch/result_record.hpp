@@ -34,6 +34,13 @@ struct CarriedValue {
     bool operator==(const CarriedValue&) const = default;
 };
 
+/// Columns of a list that say where the masks of its photographs are.
+inline constexpr const char* firstMaskColumn = "first_mask";
+inline constexpr const char* secondMaskColumn = "second_mask";
+
+/// The path in one of them; empty if there is none.
+std::string maskIn(const std::vector<CarriedValue>& carried, const char* column);
+
 /// The column of the hue's coefficient, behind those of the list, in results that have one.
 inline constexpr const char* hueColumn = "hue";
 

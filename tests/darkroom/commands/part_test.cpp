@@ -278,6 +278,39 @@ TEST_F(DarkroomPart, BatchHasMasksInItsColumns) {
         2);
 }
 
+TEST_F(DarkroomPart, BatchComparesAgainWhatHasOtherMasks) {
+    const auto list = [&](const std::string& lines) { return saveText("list.csv", "id,first,second" + lines); };
+    const std::string root = std::filesystem::path(input("first.png")).parent_path();
+    for (const std::string extension : {"csv", "jsonl", "db"}) {
+        const auto run = [&](const std::string& path, const std::string& name, bool resume) {
+            std::vector<std::string> words{"batch", path, "--root", root, "-o", output(name + '.' + extension)};
+            if (resume) {
+                words.emplace_back("--resume");
+            }
+            return darkroom(words).status;
+        };
+        ASSERT_EQ(run(list("\nboth,first.png,second.png\n"), "resumed", false), 0);
+        const std::string masked = list(",first_mask,second_mask\nboth,first.png,second.png,mask.png,mask.png\n");
+        ASSERT_EQ(run(masked, "resumed", true), 0);
+        ASSERT_EQ(run(masked, "anew", false), 0);
+        if (extension != "db") {
+            EXPECT_EQ(contentOf(output("resumed." + extension)), contentOf(output("anew." + extension)));
+        }
+        EXPECT_EQ(run(masked, "resumed", true), 0);
+    }
+}
+
+TEST_F(DarkroomPart, BatchFailsAPhotographThatIsThereTwiceForItsSecondMask) {
+    const std::string list = saveText("list.csv",
+                                      "id,first,second,first_mask,second_mask\n"
+                                      "same,first.png,first.png,mask.png,missing.png\n");
+    const std::string root = std::filesystem::path(input("list.csv")).parent_path();
+    EXPECT_EQ(darkroom({"batch", list, "--root", root, "-o", output("r.jsonl")}).status, 1);
+    const json record = json::parse(contentOf(output("r.jsonl")));
+    EXPECT_EQ(record.at("status"), "failed");
+    EXPECT_NE(record.at("error").get<std::string>().find("missing.png"), std::string::npos);
+}
+
 TEST_F(DarkroomPart, IndexKeepsPartsApart) {
     const std::string a = input("first.png");
     expectDone({"index", a, "-o", output("part.likeness"), "--mask", input("mask.png")});

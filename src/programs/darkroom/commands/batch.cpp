@@ -221,7 +221,7 @@ ExitStatus tellEnd(const Console& console, const ResultFile& file, const BatchEn
 /// Computes the columns of --predict.
 ComputedColumns predictionColumns(const Console& console, const Options& options, const ResultFile& file,
                                   const AnalysisOptions& analysis) {
-    const auto predictor = std::make_shared<ScorePredictor>(options.predict, analysis, console.profiles(),
+    const auto predictor = std::make_shared<ScorePredictor>(options.predict, analysis, profilesAsked(console, options),
                                                             [&](const std::string& line) { console.warn(line); });
     ComputedColumns columns;
     columns.names.assign(std::begin(predictionNames), std::end(predictionNames));
@@ -234,6 +234,17 @@ ComputedColumns predictionColumns(const Console& console, const Options& options
         if (outcome.hue) {
             numbers.hue = static_cast<double>(*outcome.hue);
         }
+        if (outcome.distances) {
+            // As the records have them: a run that is resumed reads them there.
+            numbers.distances = *outcome.distances;
+            for (std::size_t k = 0; k < correlateNames.size(); ++k) {
+                BinDistances& its = (*numbers.distances)[k];
+                for (double* const value :
+                     {&its.wasserstein, &its.meanShift, &its.kolmogorovSmirnov, &its.jensenShannon}) {
+                    *value = roundedToNineDigits(*value);
+                }
+            }
+        }
         const ScorePrediction prediction = predictor->predict(numbers).prediction;
         const auto text = [](double value) { return std::isfinite(value) ? nineDigits(value) : std::string(); };
         return std::vector<std::string>{text(prediction.score), text(prediction.low), text(prediction.high),
@@ -243,6 +254,9 @@ ComputedColumns predictionColumns(const Console& console, const Options& options
     PairOutcome example;
     if (analysis.hue) {
         example.hue = 1.0F;
+    }
+    if (options.distances) {
+        example.distances = PairDistances();
     }
     columns.values(example);
     return columns;
@@ -319,6 +333,13 @@ ExitStatus runBatch(const Console& console, const Options& options) {
         file.columns.insert(file.columns.end(), distanceColumns().begin(), distanceColumns().end());
     }
     if (!options.predict.empty()) {
+        for (const char* const column : {firstMaskColumn, secondMaskColumn}) {
+            const std::vector<std::string>& names = pairs.columns();
+            if (std::find(names.begin(), names.end(), column) != names.end()) {
+                throw Refusal(std::string("--predict: the list has masks in its column '") + column +
+                              "', and a model predicts for whole photographs");
+            }
+        }
         addPredictionColumns(file);
     }
     if (analysis.hue) {

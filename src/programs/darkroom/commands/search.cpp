@@ -174,7 +174,8 @@ void refuseOtherOrigin(const Console& console, const Archive& archive) {
     if (!own.agreesWith(archive.origin())) {
         throw Refusal("ARCHIVE: '" + archive.path() + "' was made with other parameters (" +
                       archive.origin().parameters + "; now " + own.parameters +
-                      "); give the same options of profiles as its index had");
+                      "); give the same options of profiles as its index had. An archive of parts of photographs "
+                      "is searched by the names of its entries, and by pairs");
     }
 }
 
