@@ -11,9 +11,11 @@
 
 #include <pybind11/stl.h>
 
+#include <algorithm>
 #include <cstdint>
 #include <filesystem>
 #include <memory>
+#include <mutex>
 #include <optional>
 #include <string>
 #include <utility>
@@ -104,10 +106,20 @@ py::tuple runBatch(const std::string& list, const std::string& output, std::pair
     };
     events.stops = [&interruption] { return interruption.stops(); };
     const BatchEnd end = unlocked([&] {
+        // A run sorts what is printed, and sets numbers of threads, for the whole process.
+        static std::mutex oneAtATime;
+        const std::unique_lock<std::mutex> only(oneAtATime, std::try_to_lock);
+        if (!only.owns_lock()) {
+            throw Refusal("another batch is running in this process; one at a time uses all processors");
+        }
         ResultFile file = outputOf(output, resume);
         const PairList pairs = readPairs(list, std::nullopt, {shard.first, shard.second});
         file.columns = pairs.columns();
         if (options.analysis.hue) {
+            if (std::find(file.columns.begin(), file.columns.end(), hueColumn) != file.columns.end()) {
+                throw Refusal(std::string("hue: the list has a column '") + hueColumn +
+                              "', which is the name of the hue's coefficient in the results");
+            }
             file.columns.emplace_back(hueColumn);
         }
         return BatchRun(pairs, file, options, events).run();

@@ -86,6 +86,9 @@ def batch(
     index, count = shard
     if not 1 <= index <= count:
         raise ValueError(f"shard: {index} of {count} is no part of a list")
+    for name, number in (("jobs", jobs), ("cache", cache), ("max_pixels", max_pixels or 0), ("shard", count)):
+        if not 0 <= number <= 2**31 - 1:
+            raise ValueError(f"{name}: {number} is not from 0 to 2147483647")
     recorded = _core.run_batch(
         os.fspath(pairs),
         os.fspath(output),

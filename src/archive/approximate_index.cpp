@@ -13,8 +13,10 @@
 #include <chrono>
 #include <cmath>
 #include <cstring>
+#include <fstream>
 #include <functional>
 #include <queue>
+#include <string_view>
 
 namespace likeness {
 
@@ -152,6 +154,15 @@ ApproximateRecall measured(const Archive& archive, const Sketches& sketches) {
 }
 
 }  // namespace
+
+bool isForeignApproximateIndex(const std::string& path) {
+    std::ifstream file(path, std::ios::binary);
+    std::string beginning(magic.size(), ' ');
+    if (!file || file.peek() == std::ifstream::traits_type::eof()) {
+        return false;
+    }
+    return !file.read(beginning.data(), static_cast<std::streamsize>(beginning.size())) || beginning != magic;
+}
 
 std::string approximateIndexPath(const std::string& archive) {
     return archive + ".nearest";

@@ -23,6 +23,9 @@ namespace likeness {
 /// Name of the file of an archive: with ".nearest" behind it.
 std::string approximateIndexPath(const std::string& archive);
 
+/// Whether a file is there that does not begin as an approximate index does: somebody else's.
+bool isForeignApproximateIndex(const std::string& path);
+
 /// What was measured on a sample of the archive's own photographs.
 struct ApproximateRecall {
     double recall = 0;            ///< share of the exact ten nearest that are found, 0 to 1

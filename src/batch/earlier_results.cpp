@@ -248,7 +248,8 @@ private:
         const std::vector<std::string>& ofList = pairs_.columns();
         const std::vector<std::string>& distances = distanceColumns();
         const auto isKnown = [&](const std::string& column) {
-            return std::find(ofList.begin(), ofList.end(), column) != ofList.end() ||
+            return column == firstMaskColumn || column == secondMaskColumn ||
+                   std::find(ofList.begin(), ofList.end(), column) != ofList.end() ||
                    std::find(distances.begin(), distances.end(), column) != distances.end();
         };
         std::vector<CarriedValue> found;
@@ -266,6 +267,9 @@ private:
             takeHue(record);
         }
         const std::vector<CarriedValue> computed = takeComputed(record);
+        if (!origin_.computed && !computed.empty() && computed.back().column == predictionColumns.back()) {
+            throw Refusal("'" + path + "' holds results with predictions; --predict goes on with them");
+        }
         const bool ofList = !pairs_.columns().empty() && pairs_.columns().back() == distanceColumns().back();
         if (!origin_.distances && !ofList && carriesDistances(record)) {
             throw Refusal("'" + path + "' holds results with distances; --distances goes on with them");

@@ -41,6 +41,10 @@ inline constexpr const char* secondMaskColumn = "second_mask";
 /// The path in one of them; empty if there is none.
 std::string maskIn(const std::vector<CarriedValue>& carried, const char* column);
 
+/// Columns of predicted opinion scores, ahead of the hue's, in results that have them.
+inline constexpr std::array<const char*, 4> predictionColumns = {"predicted", "predicted_low", "predicted_high",
+                                                                 "predicted_outside"};
+
 /// The column of the hue's coefficient, behind those of the list, in results that have one.
 inline constexpr const char* hueColumn = "hue";
 

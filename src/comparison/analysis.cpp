@@ -67,6 +67,7 @@ Comparer& Comparer::operator=(Comparer&& other) noexcept = default;
 
 Analysis Comparer::analyzed(const cv::Mat& photograph, const AnalysisOptions& options, const Diagnostics& diagnostics,
                             std::size_t place, const std::function<void()>& stepDone) {
+    options.weights.require("photograph", photograph);
     if (options.order == ChannelOrder::rgb && !photograph.empty() && photograph.dims <= 2 &&
         photograph.channels() == 3) {
         if (photograph.type() != CV_8UC3 || options.maps || diagnostics.wantsFiles() || !options.weights.countAll()) {
@@ -86,7 +87,6 @@ Analysis Comparer::analyzed(const cv::Mat& photograph, const AnalysisOptions& op
                                       static_cast<std::int64_t>(photograph.total())};
         return analysisOf(colors, photograph.size(), options, stepDone);
     }
-    options.weights.require("photograph", photograph);
     if (!options.weights.countAll()) {
         return analyzedPart(photograph, options, place, stepDone);
     }

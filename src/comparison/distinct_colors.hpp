@@ -5,6 +5,7 @@
 #pragma once
 
 #include <likeness/comparison/channel_order.hpp>
+#include <likeness/export.hpp>
 #include "numerics/huge_pages.hpp"
 
 #include <opencv2/core.hpp>
@@ -30,7 +31,7 @@ struct DistinctColors {
 /// 64 MiB of address space, of which a photograph touches a part; they are made when a photograph first needs them, and
 /// they and some 16 bytes per distinct colour are kept for the next one. The colours of a small photograph are sorted
 /// instead. One thread at a time.
-class ColorCounter {
+class LIKENESS_API ColorCounter {
 public:
     ColorCounter();
     ~ColorCounter();

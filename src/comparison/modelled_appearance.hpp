@@ -89,8 +89,8 @@ struct SeenPhotograph {
 /// The coefficients of `comparePhotographs`, whose files are left, of a first photograph whose colours are counted.
 /// @param second  CV_8UC3
 /// @return        nothing if something would be left of the dumps of the first, which takes its pixels; nothing is done
-std::optional<LikenessCoefficients> compareWithReplaced(const SeenPhotograph& first, const cv::Mat& second,
-                                                        const Diagnostics& diagnostics);
+LIKENESS_API std::optional<LikenessCoefficients> compareWithReplaced(const SeenPhotograph& first, const cv::Mat& second,
+                                                                     const Diagnostics& diagnostics);
 
 /// `Comparer::analyzePair` of two such photographs, at the same time.
 /// @param options  without maps where the colours of one are counted

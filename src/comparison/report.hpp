@@ -1,6 +1,7 @@
 #pragma once
 
 #include <likeness/comparison/photograph_comparison.hpp>
+#include <likeness/export.hpp>
 
 #include <string>
 #include <string_view>
@@ -14,6 +15,6 @@ namespace likeness {
 std::string appendToReport(const std::string& path, std::string_view text);
 
 /// The report of `metrics`: "For_fit.txt" and the line on standard output.
-void report(const LikenessCoefficients& k);
+LIKENESS_API void report(const LikenessCoefficients& k);
 
 }  // namespace likeness

@@ -76,7 +76,7 @@ done
 if [ "$(id -u)" -eq 0 ]; then
     mkdir -p installed/var/lib/dpkg/info installed/var/lib/dpkg/updates
     touch installed/var/lib/dpkg/status installed/var/lib/dpkg/available
-    into=(dpkg --force-depends --instdir="$scratch/installed" --admindir="$scratch/installed/var/lib/dpkg")
+    into=(dpkg --force-depends --force-script-chrootless --instdir="$scratch/installed" --admindir="$scratch/installed/var/lib/dpkg")
     "${into[@]}" --install "$modules" "$programs" "$development" >install.log 2>&1 ||
         { cat install.log && fail "dpkg does not install the packages"; }
     for name in likeness likeness-modules liblikeness-dev; do

@@ -42,7 +42,7 @@ LIKENESS_API PixelDifferences pixelDifferences(const cv::Mat& first, const cv::M
 
 /// Part of a map.
 struct MapPlace {
-    cv::Rect pixels;
+    cv::Rect pixels;  ///< of the map
     double mean = 0;  ///< of the magnitudes of the values in it; NaN left out
 };
 

@@ -66,7 +66,7 @@ struct IntervalOptions {
 
 /// What `compareTiles` does.
 struct TileOptions {
-    TileLayout layout = {};
+    TileLayout layout = {};      ///< where the tiles are
     ComparisonModel model = {};  ///< that the photographs are seen through
     /// Tiles of fewer pixels in either photograph are marked. Of two samples of one distribution over b bins, n pixels
     /// each, the coefficient falls short of 1 by some (b - 1) / (4 n): with thirty bins, as a small part of a photograph
@@ -86,13 +86,13 @@ struct ComparedTile {
 
 /// Two numbers that a share of the resamples lies between.
 struct CoefficientInterval {
-    float low = 0;
-    float high = 0;
+    float low = 0;   ///< the lower
+    float high = 0;  ///< the upper
 };
 
 /// What `compareTiles` found.
 struct LIKENESS_API TileComparison {
-    TileGrid grid;
+    TileGrid grid;                      ///< the places of the tiles
     std::vector<ComparedTile> tiles;    ///< row by row
     LikenessCoefficients coefficients;  ///< of the whole photographs: the same bits as `comparePhotographs` has
     AppearanceDistributions first;      ///< of the whole first photograph, without the hue

@@ -43,40 +43,46 @@ LIKENESS_API double opinionInterval(double deviation, int observers);
 
 /// A number with its interval, which is NaN where it is not known.
 struct Estimate {
-    double value = std::numeric_limits<double>::quiet_NaN();
-    double low = std::numeric_limits<double>::quiet_NaN();
-    double high = std::numeric_limits<double>::quiet_NaN();
+    double value = std::numeric_limits<double>::quiet_NaN();  ///< the number
+    double low = std::numeric_limits<double>::quiet_NaN();    ///< lower end of the interval
+    double high = std::numeric_limits<double>::quiet_NaN();   ///< upper end
 
+    /// Whether the interval is known.
     bool hasInterval() const noexcept { return !std::isnan(low) && !std::isnan(high); }
+    /// Whether the interval holds a number, its ends too.
     bool covers(double truth) const noexcept { return low <= truth && truth <= high; }
 };
 
 /// All of the above. `T` is double or Estimate.
 template <typename T>
 struct AgreementOf {
-    T pearson{};
-    T spearman{};
-    T kendall{};
-    T rmse{};
-    T outlierRatio{};
+    T pearson{};       ///< linear correlation
+    T spearman{};      ///< rank correlation, tied values sharing their mean rank
+    T kendall{};       ///< tau-b
+    T rmse{};          ///< root of the mean squared error
+    T outlierRatio{};  ///< share of rows whose error is beyond what is allowed
 };
+/// Numbers alone.
 using Agreement = AgreementOf<double>;
+/// Numbers with their intervals.
 using AgreementEstimate = AgreementOf<Estimate>;
 
+/// How resamples are drawn.
 struct BootstrapOptions {
-    int resamples = 1000;
-    std::uint64_t seed = 1;
-    double confidence = 0.95;
+    int resamples = 1000;      ///< how many
+    std::uint64_t seed = 1;    ///< of the choices; the same seed gives the same intervals
+    double confidence = 0.95;  ///< share of the resamples inside an interval, above 0 and below 1
 };
 
 /// What was predicted for rows whose scores are known.
 struct PredictedScores {
-    std::vector<double> scores;
-    std::vector<double> predicted;
+    std::vector<double> scores;         ///< what people said
+    std::vector<double> predicted;      ///< as many
     std::vector<double> allowed{};      ///< for the outlier ratio; may be empty
     std::vector<std::size_t> groups{};  ///< number of each row's group, from 0; empty: each row is one of its own
 };
 
+/// How well predictions agree with scores.
 LIKENESS_API Agreement agreementOf(const PredictedScores& rows);
 
 /// With percentile intervals over resamples of the groups. A statistic that is not defined in more than one resample of
@@ -88,8 +94,8 @@ LIKENESS_API AgreementEstimate estimateAgreement(const PredictedScores& rows, co
 struct PairedTest {
     double correlation = std::numeric_limits<double>::quiet_NaN();  ///< of the errors' sum and difference
     double t = std::numeric_limits<double>::quiet_NaN();            ///< below 0 where the first has the smaller errors
-    double degreesOfFreedom = 0;
-    double p = std::numeric_limits<double>::quiet_NaN();  ///< two-sided
+    double degreesOfFreedom = 0;                                    ///< of t
+    double p = std::numeric_limits<double>::quiet_NaN();            ///< two-sided
 };
 
 /// Pitman's test (Pitman-Morgan). It takes rows for independent.
@@ -104,9 +110,9 @@ LIKENESS_API AgreementEstimate compareAgreement(const PredictedScores& first, co
 /// A polynomial of the third order, monotonically increasing between two limits: c[0] + c[1] x + c[2] x^2 + c[3] x^3.
 /// @see ITU-T P.1401 (2020), 7.1
 struct CubicMapping {
-    double coefficients[4] = {};
-    double low = 0;  ///< least x that it was made for
-    double high = 0;
+    double coefficients[4] = {};  ///< c[0] to c[3]
+    double low = 0;               ///< least x that it was made for
+    double high = 0;              ///< greatest x
 
     /// Held at the limits beyond them.
     LIKENESS_API double operator()(double x) const noexcept;
@@ -117,8 +123,8 @@ LIKENESS_API CubicMapping monotoneCubic(const std::vector<double>& x, const std:
 
 /// Figures of ITU-T P.1401 after the third-order mapping.
 struct MappedAgreement {
-    CubicMapping mapping;
-    double pearson = std::numeric_limits<double>::quiet_NaN();
+    CubicMapping mapping;                                            ///< of the predictions to the scores
+    double pearson = std::numeric_limits<double>::quiet_NaN();       ///< of scores and mapped predictions
     double rmse = std::numeric_limits<double>::quiet_NaN();          ///< over N - 4 degrees of freedom
     double rmseStar = std::numeric_limits<double>::quiet_NaN();      ///< the same of what exceeds the scores' intervals
     double outlierRatio = std::numeric_limits<double>::quiet_NaN();  ///< share of errors beyond the scores' intervals

@@ -44,46 +44,49 @@ public:
 struct ScoredRows {
     std::vector<std::string> features;         ///< names
     std::vector<std::vector<double>> columns;  ///< the values of each feature
-    std::vector<double> scores;
+    std::vector<double> scores;                ///< what people said
     std::vector<std::size_t> groups{};  ///< number of each row's content, from 0; empty: each row has one of its own
 };
 
+/// How scores are fitted.
 struct FitOptions {
-    ScoreForm form = ScoreForm::linear;
-    bool rising = true;             ///< of `monotone`: the score rises with x
-    std::optional<double> penalty;  ///< of `ridge`, at least 0; nothing: the best in cross-validation
-    int folds = 10;                 ///< of the cross-validation, at least 2; at most as many as there are groups
-    std::uint64_t seed = 1;         ///< of the folds
-    double confidence = 0.95;       ///< of all intervals
+    ScoreForm form = ScoreForm::linear;  ///< of the model
+    bool rising = true;                  ///< of `monotone`: the score rises with x
+    std::optional<double> penalty;       ///< of `ridge`, at least 0; nothing: the best in cross-validation
+    int folds = 10;                      ///< of the cross-validation, at least 2; at most as many as there are groups
+    std::uint64_t seed = 1;              ///< of the folds
+    double confidence = 0.95;            ///< of all intervals
 };
 
 /// A parameter with its confidence interval, from the curvature at the least squares; it takes the rows' errors for
 /// independent and of one variance. A ridge's is of the shrunken value.
 struct ScoreParameter {
-    std::string name;
-    Estimate estimate;
+    std::string name;   ///< as the forms name it
+    Estimate estimate;  ///< its value, with the interval
 };
 
+/// Values that a feature has.
 struct FeatureRange {
-    double low = 0;
-    double high = 0;
+    double low = 0;   ///< the least
+    double high = 0;  ///< the greatest
 };
 
 /// A fitted model. A plain value: it may be stored and put together again from its members.
 struct ScoreModel {
-    ScoreForm form = ScoreForm::linear;
-    std::vector<std::string> features;
-    std::vector<FeatureRange> ranges;  ///< of the features in the rows that it was fitted to
-    std::vector<ScoreParameter> parameters;
-    std::vector<double> covariance;  ///< of the parameters, row by row; empty: not known
-    std::vector<double> knotsX;      ///< of `monotone`: points with straight lines between, ascending
-    std::vector<double> knotsY;
-    double penalty = 0;            ///< of `ridge`
-    double residualDeviation = 0;  ///< standard deviation of the scores around the model
-    double degreesOfFreedom = 0;   ///< that it was estimated with
-    double confidence = 0.95;
+    ScoreForm form = ScoreForm::linear;      ///< of the model
+    std::vector<std::string> features;       ///< names of what it takes
+    std::vector<FeatureRange> ranges;        ///< of the features in the rows that it was fitted to
+    std::vector<ScoreParameter> parameters;  ///< in the order of the form
+    std::vector<double> covariance;          ///< of the parameters, row by row; empty: not known
+    std::vector<double> knotsX;              ///< of `monotone`: points with straight lines between, ascending
+    std::vector<double> knotsY;              ///< the scores there
+    double penalty = 0;                      ///< of `ridge`
+    double residualDeviation = 0;            ///< standard deviation of the scores around the model
+    double degreesOfFreedom = 0;             ///< that it was estimated with
+    double confidence = 0.95;                ///< of all intervals
 };
 
+/// Fits a model.
 /// @param leftOut  gets the names of features that are constant or follow from those before them, and are not used
 /// @throws FitProblem             too few rows, constant scores or features, values that are not finite
 /// @throws std::invalid_argument  options beyond their ranges, columns of other lengths
@@ -91,10 +94,11 @@ struct ScoreModel {
 LIKENESS_API ScoreModel fitScores(const ScoredRows& rows, const FitOptions& options,
                                   std::vector<std::string>* leftOut = nullptr);
 
+/// A predicted score.
 struct ScorePrediction {
-    double score = 0;
-    double low = 0;  ///< the interval in which a single score is expected
-    double high = 0;
+    double score = 0;      ///< what the model gives
+    double low = 0;        ///< the interval in which a single score is expected
+    double high = 0;       ///< its upper end
     bool outside = false;  ///< whether a feature is beyond the range that the model was fitted to
 };
 
@@ -105,7 +109,7 @@ LIKENESS_API ScorePrediction predictScore(const ScoreModel& model, const std::ve
 
 /// What models predict for rows that they have not seen.
 struct CrossValidation {
-    std::vector<double> predicted;
+    std::vector<double> predicted;   ///< of each row, by the model of the other folds
     std::vector<std::size_t> folds;  ///< of each row, from 0
     std::size_t count = 0;           ///< of the folds
 };

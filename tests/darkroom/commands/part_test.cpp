@@ -297,6 +297,13 @@ TEST_F(DarkroomPart, BatchComparesAgainWhatHasOtherMasks) {
             EXPECT_EQ(contentOf(output("resumed." + extension)), contentOf(output("anew." + extension)));
         }
         EXPECT_EQ(run(masked, "resumed", true), 0);
+        // And when there are none any more.
+        const std::string bare = list("\nboth,first.png,second.png\n");
+        ASSERT_EQ(run(bare, "resumed", true), 0);
+        ASSERT_EQ(run(bare, "bare", false), 0);
+        if (extension != "db") {
+            EXPECT_EQ(contentOf(output("resumed." + extension)), contentOf(output("bare." + extension)));
+        }
     }
 }
 

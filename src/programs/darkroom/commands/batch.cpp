@@ -35,7 +35,6 @@ namespace {
 namespace fs = std::filesystem;
 
 /// Columns of --predict, behind those of the list.
-constexpr const char* predictionNames[] = {"predicted", "predicted_low", "predicted_high", "predicted_outside"};
 
 struct Options {
     ListOptions list;
@@ -219,12 +218,12 @@ ExitStatus tellEnd(const Console& console, const ResultFile& file, const BatchEn
 }
 
 /// Computes the columns of --predict.
-ComputedColumns predictionColumns(const Console& console, const Options& options, const ResultFile& file,
-                                  const AnalysisOptions& analysis) {
+ComputedColumns predictedBy(const Console& console, const Options& options, const ResultFile& file,
+                            const AnalysisOptions& analysis) {
     const auto predictor = std::make_shared<ScorePredictor>(options.predict, analysis, profilesAsked(console, options),
                                                             [&](const std::string& line) { console.warn(line); });
     ComputedColumns columns;
-    columns.names.assign(std::begin(predictionNames), std::end(predictionNames));
+    columns.names.assign(predictionColumns.begin(), predictionColumns.end());
     columns.kind = file.format == ResultFormat::csv ? CarriedValue::Kind::text : CarriedValue::Kind::json;
     columns.values = [predictor](const PairOutcome& outcome) {
         ComparedNumbers numbers;
@@ -276,7 +275,7 @@ ExitStatus run(const Console& console, const Options& options, const PairList& p
     how.analysis = analysis;
     how.profiles = profilesAsked(console, options);
     if (!options.predict.empty()) {
-        how.computed = predictionColumns(console, options, file, analysis);
+        how.computed = predictedBy(console, options, file, analysis);
     }
     how.distances = options.distances;
     std::optional<ArchivedAnalyses> archived;
@@ -300,7 +299,7 @@ ExitStatus run(const Console& console, const Options& options, const PairList& p
 
 /// @throws Refusal  if the list has a column of their names
 void addPredictionColumns(ResultFile& file) {
-    for (const char* const name : predictionNames) {
+    for (const char* const name : predictionColumns) {
         for (const std::string& column : file.columns) {
             if (lowerCase(column) == name) {
                 throw Refusal("--predict: the list has a column '" + column +
@@ -308,7 +307,7 @@ void addPredictionColumns(ResultFile& file) {
             }
         }
     }
-    file.columns.insert(file.columns.end(), std::begin(predictionNames), std::end(predictionNames));
+    file.columns.insert(file.columns.end(), predictionColumns.begin(), predictionColumns.end());
 }
 
 ExitStatus runBatch(const Console& console, const Options& options) {

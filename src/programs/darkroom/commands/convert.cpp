@@ -206,7 +206,7 @@ ExitStatus convertFrom(const Console& console, const Options& options) {
         const Progress progress(console, "converting");
         bgr = space.toBgr(values, options);
     }
-    writePhotograph(console, options.output, bgr, "", options.input);
+    writePhotograph(console, options.output, bgr);
     if (options.from == "lab" || !options.xyzWhite.empty()) {
         tellClipped(console, options.output.path, valuesAtLimits(bgr), bgr.size(),
                     "stand at the ends of 0..1, where the way back clips");

@@ -506,6 +506,10 @@ ExitStatus index(const Console& console, const Options& options) {
     }
     if (options.approximate) {
         plan.aside("--approximate", approximateIndexPath(options.output));
+        if (isForeignApproximateIndex(approximateIndexPath(options.output))) {
+            throw Refusal("--approximate: '" + approximateIndexPath(options.output) +
+                          "' is no approximate index, and is not replaced; move it away");
+        }
     }
     warnOfModel(console, model);
     return Run(console, options, std::move(paths), analysis).run();

@@ -107,7 +107,7 @@ ExitStatus stack(const Console& console, const Options& options, bool brightness
     }
     staged.publish(console, results);
     if (options.version != 1) {
-        writePhotograph(console, tintedOutput(options), stack.tinted.front(), "tinted flash photograph", options.flash);
+        writePhotograph(console, tintedOutput(options), stack.tinted.front(), "tinted flash photograph");
     }
     return ExitStatus::done;
 }

@@ -30,7 +30,7 @@ ValueKind kindOf(const OptionView& option, bool positional) {
     if (!option.choices.empty()) {
         return ValueKind::choice;
     }
-    if (option.value == "DIR") {
+    if (option.value.rfind("DIR", 0) == 0) {
         return ValueKind::folder;
     }
     // What goes by its place and has no words to choose from is an image.

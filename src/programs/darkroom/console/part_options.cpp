@@ -83,7 +83,7 @@ AlphaChoice alphaIn(const std::string& text) {
             return alpha;
         }
     }
-    throw Refusal("--alpha: '" + text + "' is not one of " + alphaForms);
+    throw Refusal("'" + text + "' is not one of " + alphaForms);
 }
 
 /// Without the mask.
@@ -132,7 +132,7 @@ RegionChoice regionIn(const std::string& text) {
         }
     }
     if (parts.size() != 4 || lengths.size() != 4) {
-        throw Refusal("--region: '" + text +
+        throw Refusal("'" + text +
                       "' is not x,y,width,height, each in pixels or with % of the photograph, with or without "
                       "ellipse: before it");
     }
@@ -141,7 +141,7 @@ RegionChoice regionIn(const std::string& text) {
     choice.region.width = lengths[2];
     choice.region.height = lengths[3];
     if (!(lengths[2].value > 0 && lengths[3].value > 0)) {
-        throw Refusal("--region: '" + text + "': width and height must be above 0");
+        throw Refusal("'" + text + "': width and height must be above 0");
     }
     return choice;
 }
