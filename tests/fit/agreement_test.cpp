@@ -121,7 +121,7 @@ TEST(MonotoneCubic, IsTheLeastSquaresCubicWhereThatRises) {
 }
 
 TEST(MonotoneCubic, NeverFalls) {
-    for (const std::uint64_t seed : {1, 2, 3, 4, 5, 6}) {
+    for (const std::uint64_t seed : {1U, 2U, 3U, 4U, 5U, 6U}) {
         Normal normal(seed);
         Values x;
         Values y;
