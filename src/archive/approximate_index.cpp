@@ -266,7 +266,7 @@ const std::uint32_t* ApproximateIndex::linksAbove(std::uint32_t node, std::uint3
     if (place == placesAbove_.end() || place->first != node || above_[place->second + 1] < level) {
         return nullptr;
     }
-    return above_.data() + place->second + 2 + (level - 1) * (links_ / 2 + 1);
+    return above_.data() + place->second + 2 + std::size_t{level - 1} * (links_ / 2 + 1);
 }
 
 /// Malkov and Yashunin, algorithms 2 and 5: down through the levels to the nearest node, then on the ground to as many as

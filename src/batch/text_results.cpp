@@ -171,7 +171,7 @@ private:
     /// the records before it.
     std::string beginOf(std::string_view line) const {
         for (const int schema : {firstResultSchema, resultSchema}) {
-            const std::string begin = jsonBegin(schema);
+            std::string begin = jsonBegin(schema);
             if (line.substr(0, begin.find(',') + 1) == std::string_view(begin).substr(0, begin.find(',') + 1)) {
                 return begin;
             }

@@ -65,7 +65,7 @@ cv::Mat weightsOfFloats(const cv::Mat& mask) {
                 refuseArgument("mask", "its floats must be from 0 to 1, and that at row " + std::to_string(i) +
                                            ", column " + std::to_string(j) + " is not");
             }
-            out[j] = static_cast<ushort>(value * greatestWeight + 0.5);
+            out[j] = static_cast<ushort>(std::lround(value * greatestWeight));
         }
     }
     return weights;
@@ -224,7 +224,7 @@ PixelWeights PixelWeights::centered(const cv::Size& size) {
         auto* const row = weights.ptr<ushort>(i);
         const double factor = greatestWeight * down[static_cast<std::size_t>(i)];
         for (int j = 0; j < weights.cols; ++j) {
-            row[j] = static_cast<ushort>(static_cast<int>(factor * across[static_cast<std::size_t>(j)] + 0.5));
+            row[j] = static_cast<ushort>(std::lround(factor * across[static_cast<std::size_t>(j)]));
         }
     }
     return PixelWeights(weights);

@@ -146,6 +146,7 @@ MappedAgreement mappedAgreement(const std::vector<double>& scores, const std::ve
     MappedAgreement agreement;
     agreement.mapping = monotoneCubic(predicted, scores);
     std::vector<double> mapped;
+    mapped.reserve(predicted.size());
     for (const double value : predicted) {
         mapped.push_back(agreement.mapping(value));
     }
