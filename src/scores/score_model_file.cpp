@@ -172,7 +172,7 @@ private:
         if (nestsTooDeep(bytes)) {
             refuse("is no model that darkroom fit wrote");
         }
-        const Json json = Json::parse(bytes, nullptr, false);
+        Json json = Json::parse(bytes, nullptr, false);
         if (json.is_discarded()) {
             refuse("is no JSON");
         }

@@ -42,7 +42,7 @@ std::string tableIn(const std::string& folder, const std::vector<std::string>& n
                     const std::vector<std::string>& columns) {
     std::error_code error;
     for (const std::string& name : names) {
-        const std::string path = fileIn(folder, name);
+        std::string path = fileIn(folder, name);
         if (fs::exists(path, error)) {
             return path;
         }
