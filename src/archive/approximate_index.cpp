@@ -247,7 +247,9 @@ ApproximateIndex::ApproximateIndex(const Archive& archive) : archive_(archive) {
         ::madvise(mapped, length_, MADV_DONTNEED);  // the checksum has read all of it
         nodes_ = reinterpret_cast<const std::uint8_t*>(bytes_ + headRoom);
         above_.resize(words);
-        std::memcpy(above_.data(), nodes_ + count_ * nodeBytes_, words * sizeof(std::uint32_t));
+        if (words > 0) {
+            std::memcpy(above_.data(), nodes_ + count_ * nodeBytes_, words * sizeof(std::uint32_t));
+        }
         for (std::size_t at = 0; at + 1 < above_.size(); at += 2 + above_[at + 1] * (links_ / 2 + 1)) {
             placesAbove_.emplace_back(above_[at], at);
         }

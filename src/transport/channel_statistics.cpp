@@ -4,6 +4,7 @@
 #include "numerics/image_walk.hpp"
 
 #include <algorithm>
+#include <cstddef>
 #include <cstdint>
 #include <map>
 #include <type_traits>
@@ -105,7 +106,7 @@ public:
 
 private:
     static constexpr int half = 1024;
-    std::vector<double> dense_ = std::vector<double>(2 * half);
+    std::vector<double> dense_ = std::vector<double>(std::size_t{2} * half);
     std::map<float, double> sparse_;
 };
 
