@@ -49,7 +49,7 @@ void readOnce(const std::string& path) {
 void benchSearch(const std::string& path) {
     readOnce(path);
     const double stream = secondsOf([&] { readOnce(path); });
-    const Archive archive(path);
+    const ArchiveFile archive(path);
     constexpr std::size_t queries = 5;
     double exact = 0;
     for (std::size_t q = 0; q < queries; ++q) {
@@ -61,7 +61,7 @@ void benchSearch(const std::string& path) {
 }
 
 void benchPairs(const std::string& path) {
-    const Archive archive(path);
+    const ArchiveFile archive(path);
     PairSearch search;
     search.leastScore = 0.98;
     search.threads = 2;
@@ -73,7 +73,7 @@ void benchPairs(const std::string& path) {
 }
 
 void benchApproximate(const std::string& path) {
-    const Archive archive(path);
+    const ArchiveFile archive(path);
     ApproximateRecall made;
     const double seconds = secondsOf([&] { made = buildApproximateIndex(archive); });
     std::printf(

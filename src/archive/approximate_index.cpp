@@ -39,7 +39,7 @@ struct Sketches {
     std::vector<std::uint32_t> entries;
 };
 
-Sketches sketchesOf(const Archive& archive) {
+Sketches sketchesOf(const ArchiveFile& archive) {
     Sketches all;
     for (std::size_t b = 0; b < archive.blocks(); ++b) {
         const BlockPlace& place = archive.block(b);
@@ -93,7 +93,7 @@ void write(const std::string& path, const std::string& bytes) {
     }
 }
 
-std::string fileOf(const Archive& archive, const Sketches& sketches, const NearestGraph& graph,
+std::string fileOf(const ArchiveFile& archive, const Sketches& sketches, const NearestGraph& graph,
                    const ApproximateRecall& recall) {
     std::string content(headRoom - headBytes, '\0');
     for (std::size_t node = 0; node < sketches.entries.size(); ++node) {
@@ -123,7 +123,7 @@ double secondsSince(std::chrono::steady_clock::time_point begin) {
     return std::chrono::duration<double>(std::chrono::steady_clock::now() - begin).count();
 }
 
-ApproximateRecall measured(const Archive& archive, const Sketches& sketches) {
+ApproximateRecall measured(const ArchiveFile& archive, const Sketches& sketches) {
     const ApproximateIndex index(archive);
     ApproximateRecall result;
     ArchiveSearch search;
@@ -168,7 +168,7 @@ std::string approximateIndexPath(const std::string& archive) {
     return archive + ".nearest";
 }
 
-ApproximateRecall buildApproximateIndex(const Archive& archive,
+ApproximateRecall buildApproximateIndex(const ArchiveFile& archive,
                                         const std::function<bool(std::size_t done, std::size_t all)>& progress) {
     if (!archive.finished()) {
         throw Refusal("'" + archive.path() + "' is unfinished or damaged; darkroom index --resume or repair first");
@@ -201,7 +201,7 @@ ApproximateRecall buildApproximateIndex(const Archive& archive,
     return recall;
 }
 
-ApproximateIndex::ApproximateIndex(const Archive& archive) : archive_(archive) {
+ApproximateIndex::ApproximateIndex(const ArchiveFile& archive) : archive_(archive) {
     const std::string path = approximateIndexPath(archive.path());
     const int descriptor = ::open(path.c_str(), O_RDONLY | O_CLOEXEC);
     if (descriptor < 0) {

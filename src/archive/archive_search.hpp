@@ -1,7 +1,7 @@
 // The entries of an archive that look most like a photograph.
 #pragma once
 
-#include "archive/archive.hpp"
+#include "archive/archive_file.hpp"
 #include "archive/exact_comparison.hpp"
 
 #include <array>
@@ -56,7 +56,7 @@ struct SearchEffort {
 ///
 /// @param damage  receives a line for each damaged block or entry, which cannot be found
 /// @throws std::invalid_argument  `top` is 0, a weight below 0, none above
-std::vector<ArchiveHit> nearestEntries(const Archive& archive, const AppearanceDistributions& photograph,
+std::vector<ArchiveHit> nearestEntries(const ArchiveFile& archive, const AppearanceDistributions& photograph,
                                        const ArchiveSearch& search, std::vector<std::string>* damage = nullptr,
                                        SearchEffort* effort = nullptr);
 

@@ -160,7 +160,7 @@ TEST_F(DarkroomPairs, GoOnWhereAKilledRunStopped) {
     expectDone({"pairs", "a", "--min", "0.4", "-o", "one.jsonl", "--quiet"});
     const std::string expected = contentOf(output("one.jsonl"));
     // What a run leaves that was killed between finding and writing: of the first five photographs.
-    const Archive archive(output("a"));
+    const ArchiveFile archive(output("a"));
     PairSearch search;
     search.leastScore = 0.4;
     const std::string key = fmt::format("{:016x}", mixed(fnv1a(fingerprintOfPairs(archive, archive, search) + " 1/1")));

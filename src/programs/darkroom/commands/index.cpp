@@ -176,8 +176,8 @@ public:
     }
 
 private:
-    std::unique_ptr<Archive> opened(const std::string& path, const char* what) const {
-        auto archive = std::make_unique<Archive>(path);
+    std::unique_ptr<ArchiveFile> opened(const std::string& path, const char* what) const {
+        auto archive = std::make_unique<ArchiveFile>(path);
         if (!archive->origin().agreesWith(origin_)) {
             throw Refusal(fmt::format(
                 "--output: {} was made with other parameters or by another version ({}, likeness {}; "
@@ -210,7 +210,7 @@ private:
         const std::uintmax_t begun = fs::file_size(unfinished_, error);
         const bool goesOn = options_.resume && !error && begun > 0 && isArchive(unfinished_);
         // What a stopped --overwrite was to replace may be of other parameters, and then has nothing to give.
-        const auto isToBeReplaced = [&] { return goesOn && !Archive(output_).origin().agreesWith(origin_); };
+        const auto isToBeReplaced = [&] { return goesOn && !ArchiveFile(output_).origin().agreesWith(origin_); };
         if (!options_.overwrite && (options_.update || options_.resume) && fs::exists(output_, error) &&
             !isToBeReplaced()) {
             archives_.push_back(opened(output_, ("'" + options_.output + "'").c_str()));
@@ -231,7 +231,7 @@ private:
     }
 
     void chooseMissing() {
-        std::vector<const Archive*> archives;
+        std::vector<const ArchiveFile*> archives;
         for (const auto& archive : archives_) {
             archives.push_back(archive.get());
         }
@@ -369,7 +369,7 @@ private:
             }
             archives_.push_back(opened(unfinished_, "the unfinished work"));
         }
-        std::vector<const Archive*> archives;
+        std::vector<const ArchiveFile*> archives;
         for (const auto& archive : archives_) {
             archives.push_back(archive.get());
         }
@@ -412,7 +412,7 @@ private:
 
     /// Of the archive that is finished; what is there of it and fits is kept.
     void makeApproximateIndex(const StopSignals& signals) {
-        const Archive archive(output_);
+        const ArchiveFile archive(output_);
         const auto tellRecall = [this](double recall, std::size_t photographs) {
             console_.tell(fmt::format("approximate index: recall at 10 {:.3f}, measured on {}", recall,
                                       numberOf(photographs, "photograph")));
@@ -457,7 +457,7 @@ private:
     std::optional<IsolatedAnalyses> isolated_;
     std::string output_;
     std::string unfinished_;
-    std::vector<std::unique_ptr<Archive>> archives_;  ///< of earlier runs, the later ones last
+    std::vector<std::unique_ptr<ArchiveFile>> archives_;  ///< of earlier runs, the later ones last
     std::vector<std::size_t> missing_;                ///< numbers of the paths that are to be analysed
     std::size_t added_ = 0;
     std::size_t changed_ = 0;

@@ -165,7 +165,7 @@ struct Query {
     AppearanceDistributions distributions;
 };
 
-void refuseOtherOrigin(const Console& console, const Archive& archive) {
+void refuseOtherOrigin(const Console& console, const ArchiveFile& archive) {
     const ArchiveOrigin own = originOf(archive.origin().options, console.profiles());
     if (own.version != archive.origin().version) {
         throw Refusal("ARCHIVE: '" + archive.path() + "' was made by likeness " + archive.origin().version +
@@ -179,7 +179,7 @@ void refuseOtherOrigin(const Console& console, const Archive& archive) {
     }
 }
 
-Query queryOf(const Console& console, const Archive& archive, const std::string& path) {
+Query queryOf(const Console& console, const ArchiveFile& archive, const std::string& path) {
     Query query{path, archive.find(path), {}};
     if (query.entry) {
         const ArchivedPhotograph entry = archive.photograph(*query.entry);
@@ -232,7 +232,7 @@ std::string textOf(const std::vector<SearchedPhotograph>& searched) {
     return text;
 }
 
-std::string jsonText(const Archive& archive, const Options& options, const std::string& ranking,
+std::string jsonText(const ArchiveFile& archive, const Options& options, const std::string& ranking,
                      const std::vector<SearchedPhotograph>& searched) {
     nlohmann::ordered_json json = jsonOfSchema("search", jsonVersion);
     json["archive"] = validUtf8(options.archive);
@@ -369,7 +369,7 @@ ExitStatus search(const Console& console, const Options& options) {
     if (!options.report.empty()) {
         plan.page("--report", options.report);
     }
-    const Archive archive(options.archive);
+    const ArchiveFile archive(options.archive);
     for (const std::string& damage : archive.damage()) {
         console.warn("'" + options.archive + "': " + damage + "; darkroom repair keeps what can be read");
     }

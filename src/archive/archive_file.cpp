@@ -1,4 +1,4 @@
-#include "archive/archive.hpp"
+#include "archive/archive_file.hpp"
 
 #include "archive/path_search.hpp"
 #include "batch/stable_hash.hpp"
@@ -34,7 +34,7 @@ bool isArchive(const std::string& path) {
     return file && begin == fileMagic;
 }
 
-Archive::Archive(const std::string& path) : path_(path) {
+ArchiveFile::ArchiveFile(const std::string& path) : path_(path) {
     const auto refuse = [&path](int problem) {
         return Refusal("cannot read '" + path + "': " + std::strerror(problem));
     };
@@ -107,17 +107,17 @@ Archive::Archive(const std::string& path) : path_(path) {
     }
 }
 
-Archive::~Archive() {
+ArchiveFile::~ArchiveFile() {
     ::munmap(const_cast<char*>(bytes_), length_);
 }
 
-std::string Archive::named(const Block& block) const {
+std::string ArchiveFile::named(const Block& block) const {
     return fmt::format("block {} of '{}' (entries {} to {})", &block - blocks_.data() + 1, path_,
                        block.place.firstEntry + 1, block.place.firstEntry + block.place.entries);
 }
 
 /// @return  whether there is a whole list of blocks at the end
-bool Archive::readFoot() {
+bool ArchiveFile::readFoot() {
     if (length_ < tailBytes) {
         return false;
     }
@@ -168,7 +168,7 @@ bool Archive::readFoot() {
 }
 
 /// Where the list is missing the blocks themselves say how long they are; behind a damaged one the next is looked for.
-void Archive::walkBlocks(std::uint64_t at) {
+void ArchiveFile::walkBlocks(std::uint64_t at) {
     wholeBytes_ = at <= length_ ? at : 0;  // a block begins at a multiple of `alignment`
     while (at + blockHeadBytes <= length_) {
         BlockPlace place;
@@ -197,7 +197,7 @@ void Archive::walkBlocks(std::uint64_t at) {
     }
 }
 
-Archive::Block Archive::readBlock(BlockPlace place, bool placeKnown) const {
+ArchiveFile::Block ArchiveFile::readBlock(BlockPlace place, bool placeKnown) const {
     Block block;
     block.place = place;
     constexpr std::size_t least = blockHeadBytes + columns * columnPlaceBytes;
@@ -246,7 +246,7 @@ Archive::Block Archive::readBlock(BlockPlace place, bool placeKnown) const {
     return block;
 }
 
-void Archive::addBlock(Block block) {
+void ArchiveFile::addBlock(Block block) {
     size_ += block.place.entries;
     blocks_.push_back(std::move(block));
     if (!blocks_.back().problem.empty()) {
@@ -254,7 +254,7 @@ void Archive::addBlock(Block block) {
     }
 }
 
-std::size_t Archive::blockOf(std::size_t entry) const {
+std::size_t ArchiveFile::blockOf(std::size_t entry) const {
     if (entry >= size_) {
         throw std::out_of_range("archive: there is no such entry");
     }
@@ -264,7 +264,7 @@ std::size_t Archive::blockOf(std::size_t entry) const {
     return static_cast<std::size_t>(after - blocks_.begin()) - 1;
 }
 
-std::string_view Archive::column(std::size_t number, Column which) const {
+std::string_view ArchiveFile::column(std::size_t number, Column which) const {
     const Block& block = blocks_[number];
     if (!block.problem.empty()) {
         throw ArchiveDamage(named(block) + ' ' + block.problem);
@@ -286,11 +286,11 @@ std::string_view Archive::column(std::size_t number, Column which) const {
 }
 
 template <typename Number>
-Number Archive::value(std::size_t block, Column which, std::size_t index) const {
+Number ArchiveFile::value(std::size_t block, Column which, std::size_t index) const {
     return numberAt<Number>(column(block, which).data() + index * sizeof(Number));
 }
 
-std::string_view Archive::item(std::size_t block, Column ends, Column texts, std::size_t index) const {
+std::string_view ArchiveFile::item(std::size_t block, Column ends, Column texts, std::size_t index) const {
     const std::uint32_t begin = index == 0 ? 0 : value<std::uint32_t>(block, ends, index - 1);
     const auto end = value<std::uint32_t>(block, ends, index);
     const std::string_view all = column(block, texts);
@@ -300,7 +300,7 @@ std::string_view Archive::item(std::size_t block, Column ends, Column texts, std
     return all.substr(begin, end - begin);
 }
 
-std::string Archive::identity() const {
+std::string ArchiveFile::identity() const {
     std::string text = headText(head_) + (finished_ ? " finished " : " unfinished ") + std::to_string(length_);
     for (const Block& block : blocks_) {
         put(text, block.place.begin);
@@ -311,12 +311,12 @@ std::string Archive::identity() const {
     return fmt::format("{:016x}", mixed(fnv1a(text)));
 }
 
-std::string_view Archive::pathOf(std::size_t entry) const {
+std::string_view ArchiveFile::pathOf(std::size_t entry) const {
     const std::size_t block = blockOf(entry);
     return item(block, Column::pathEnds, Column::paths, entry - blocks_[block].place.firstEntry);
 }
 
-std::string_view Archive::histograms(std::size_t entry, std::uint64_t& pixels) const {
+std::string_view ArchiveFile::histograms(std::size_t entry, std::uint64_t& pixels) const {
     const std::size_t block = blockOf(entry);
     const std::size_t index = entry - blocks_[block].place.firstEntry;
     const std::string_view bytes = item(block, Column::histogramEnds, Column::histograms, index);
@@ -329,14 +329,14 @@ std::string_view Archive::histograms(std::size_t entry, std::uint64_t& pixels) c
     return bytes;
 }
 
-bool Archive::analysed(std::size_t entry) const {
+bool ArchiveFile::analysed(std::size_t entry) const {
     const std::size_t block = blockOf(entry);
     const std::size_t index = entry - blocks_[block].place.firstEntry;
     const std::uint32_t begin = index == 0 ? 0 : value<std::uint32_t>(block, Column::histogramEnds, index - 1);
     return value<std::uint32_t>(block, Column::histogramEnds, index) > begin;
 }
 
-StoredEntry Archive::storedEntry(std::size_t entry) const {
+StoredEntry ArchiveFile::storedEntry(std::size_t entry) const {
     const std::size_t block = blockOf(entry);
     const std::size_t index = entry - blocks_[block].place.firstEntry;
     StoredEntry result;
@@ -353,7 +353,7 @@ StoredEntry Archive::storedEntry(std::size_t entry) const {
     return result;
 }
 
-ArchivedPhotograph Archive::photograph(std::size_t entry) const {
+ArchivedPhotograph ArchiveFile::photograph(std::size_t entry) const {
     const std::size_t block = blockOf(entry);
     const std::size_t index = entry - blocks_[block].place.firstEntry;
     ArchivedPhotograph result;
@@ -380,7 +380,7 @@ ArchivedPhotograph Archive::photograph(std::size_t entry) const {
     return result;
 }
 
-AppearanceDistributions Archive::distributions(std::size_t entry) const {
+AppearanceDistributions ArchiveFile::distributions(std::size_t entry) const {
     std::uint64_t pixels = 0;
     const std::string_view bytes = histograms(entry, pixels);
     if (bytes.empty()) {
@@ -393,7 +393,7 @@ AppearanceDistributions Archive::distributions(std::size_t entry) const {
     }
 }
 
-std::optional<std::size_t> Archive::find(std::string_view wanted) const {
+std::optional<std::size_t> ArchiveFile::find(std::string_view wanted) const {
     if (!finished_) {
         for (std::size_t entry = size_; entry-- > 0;) {
             if (pathOf(entry) == wanted) {
@@ -422,11 +422,11 @@ std::optional<std::size_t> Archive::find(std::string_view wanted) const {
     }
 }
 
-std::string_view Archive::sketches(std::size_t block) const {
+std::string_view ArchiveFile::sketches(std::size_t block) const {
     return column(block, Column::sketches);
 }
 
-void Archive::forget(std::size_t block) const noexcept {
+void ArchiveFile::forget(std::size_t block) const noexcept {
     if (!blocks_[block].problem.empty()) {
         return;  // where it stands is not known
     }
@@ -438,14 +438,14 @@ void Archive::forget(std::size_t block) const noexcept {
     }
 }
 
-void Archive::forgetIfLarge() const noexcept {
+void ArchiveFile::forgetIfLarge() const noexcept {
     constexpr std::uint64_t keptInMemory = std::uint64_t{1} << 26;
     if (length_ > keptInMemory) {
         ::madvise(const_cast<char*>(bytes_), length_, MADV_DONTNEED);
     }
 }
 
-std::vector<std::string> Archive::check() const {
+std::vector<std::string> ArchiveFile::check() const {
     std::vector<std::string> found = damage_;
     std::string before;
     for (std::size_t b = 0; b < blocks_.size(); ++b) {

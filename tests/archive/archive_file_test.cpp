@@ -1,4 +1,4 @@
-#include "archive/archive.hpp"
+#include "archive/archive_file.hpp"
 
 #include "archive/made_photographs.hpp"
 #include "support/scratch_directory.hpp"
@@ -55,7 +55,7 @@ protected:
 };
 
 TEST_F(ArchiveFile, GivesBackWhatWasPutIn) {
-    const Archive archive(whole());
+    const ArchiveFile archive(whole());
     EXPECT_TRUE(archive.finished());
     EXPECT_TRUE(archive.damage().empty());
     ASSERT_EQ(archive.size(), photographs().size());
@@ -92,7 +92,7 @@ TEST_F(ArchiveFile, KeepsTheModel) {
     origin.options.model.pictureWhite = PictureWhite::brightestPixel;
     origin.options.model.background = 12.5;
     writeArchive(file("model.likeness"), origin, {0, {}});
-    const Archive archive(file("model.likeness"));
+    const ArchiveFile archive(file("model.likeness"));
     EXPECT_EQ(archive.size(), 0U);
     EXPECT_TRUE(archive.origin().options.model == origin.options.model);
     EXPECT_EQ(archive.origin().options.hue, origin.options.hue);
@@ -116,8 +116,8 @@ TEST_F(ArchiveFile, IsTheSameBytesFromShardsAndInAnyOrder) {
         even.finish();
         odd.finish();
     }
-    const Archive even(file("even"));
-    const Archive odd(file("odd"));
+    const ArchiveFile even(file("even"));
+    const ArchiveFile odd(file("odd"));
     EXPECT_FALSE(even.finished());
     EXPECT_TRUE(even.damage().empty());
     EXPECT_EQ(even.wholeBytes(), fs::file_size(file("even")));
@@ -134,7 +134,7 @@ TEST_F(ArchiveFile, ALaterEntryStandsForAnEarlierOneOfItsPath) {
         writer.append({madePhotograph(1, 5)});
         writer.finish();
     }
-    const Archive archive(file("twice"));
+    const ArchiveFile archive(file("twice"));
     EXPECT_EQ(archive.find(madePath(1)), 2U);
     const ArchiveUnion all({&archive});
     EXPECT_EQ(all.doubled(), 1U);
@@ -155,7 +155,7 @@ TEST_F(ArchiveFile, AnUnfinishedOneIsGoodUpToWhereItWasCutOff) {
     std::size_t steps = 0;
     for (std::size_t length = bytes.size(); length > 1500; length -= 101, ++steps) {
         save(file("cut"), bytes.substr(0, length));
-        const Archive cut(file("cut"));
+        const ArchiveFile cut(file("cut"));
         EXPECT_LE(cut.size(), entries);
         EXPECT_LE(cut.wholeBytes(), length);
         entries = cut.size();
@@ -168,7 +168,7 @@ TEST_F(ArchiveFile, AnUnfinishedOneIsGoodUpToWhereItWasCutOff) {
     save(file("cut"), bytes.substr(0, bytes.size() - 1));
     std::uint64_t keep = 0;
     {
-        const Archive cut(file("cut"));
+        const ArchiveFile cut(file("cut"));
         EXPECT_EQ(cut.size(), 8U);
         EXPECT_FALSE(cut.damage().empty());
         keep = cut.wholeBytes();
@@ -176,14 +176,14 @@ TEST_F(ArchiveFile, AnUnfinishedOneIsGoodUpToWhereItWasCutOff) {
     ArchiveWriter writer(file("cut"), madeOrigin(), keep);
     writer.append({madePhotograph(8, 4), madePhotograph(9, 4)});
     writer.finish();
-    const Archive again(file("cut"));
+    const ArchiveFile again(file("cut"));
     EXPECT_EQ(again.size(), 10U);
     EXPECT_TRUE(again.damage().empty());
 }
 
 TEST_F(ArchiveFile, AListOfBlocksThatCannotBeTrueIsNotFollowed) {
     const std::string bytes = contentOf(whole());
-    const Archive good(whole());
+    const ArchiveFile good(whole());
     const std::string blocks = bytes.substr(0, good.wholeBytes());
     std::vector<archive::BlockPlace> places;
     for (std::size_t b = 0; b < good.blocks(); ++b) {
@@ -193,7 +193,7 @@ TEST_F(ArchiveFile, AListOfBlocksThatCannotBeTrueIsNotFollowed) {
     std::vector<archive::BlockPlace> tooLong = places;
     tooLong[0].bytes = std::uint64_t{1} << 40;
     save(file("long"), blocks + archive::fileFoot(tooLong, good.head(), blocks.size()));
-    const Archive withLong(file("long"));
+    const ArchiveFile withLong(file("long"));
     EXPECT_EQ(withLong.damage().size(), 1U);
     const ArchiveUnion rest({&withLong});
     EXPECT_EQ(rest.size(), photographs().size() - archive::entriesOfBlock);
@@ -201,19 +201,19 @@ TEST_F(ArchiveFile, AListOfBlocksThatCannotBeTrueIsNotFollowed) {
     std::vector<archive::BlockPlace> tooMany = places;
     tooMany[0].entries = 1U << 24;
     save(file("many"), blocks + archive::fileFoot(tooMany, good.head(), blocks.size()));
-    const Archive withMany(file("many"));
+    const ArchiveFile withMany(file("many"));
     EXPECT_EQ(withMany.size(), photographs().size());
     EXPECT_FALSE(withMany.damage().empty());
 }
 
 TEST_F(ArchiveFile, NamesADamagedBlockAndReadsTheOthers) {
     const std::string bytes = contentOf(whole());
-    const archive::BlockPlace second = Archive(whole()).block(1);
+    const archive::BlockPlace second = ArchiveFile(whole()).block(1);
     for (const std::uint64_t at : {std::uint64_t{70}, std::uint64_t{2000}, std::uint64_t{300'000}}) {
         std::string damaged = bytes;
         damaged[second.begin + at] = static_cast<char>(damaged[second.begin + at] ^ 4);
         save(file("damaged"), damaged);
-        const Archive archive(file("damaged"));
+        const ArchiveFile archive(file("damaged"));
         const std::vector<std::string> found = archive.check();
         ASSERT_EQ(found.size(), 1U);
         EXPECT_EQ(found[0].rfind("block 2 of '" + file("damaged") + "' (entries 4097 to 8192)", 0), 0U) << found[0];
@@ -228,7 +228,7 @@ TEST_F(ArchiveFile, NamesADamagedBlockAndReadsTheOthers) {
 TEST_F(ArchiveFile, NamesADamagedEntry) {
     std::string damaged = contentOf(whole());
     {
-        const Archive archive(whole());
+        const ArchiveFile archive(whole());
         std::uint64_t pixels = 0;
         const std::string histograms(archive.histograms(4100, pixels));
         const std::size_t at = damaged.find(histograms, archive.block(1).begin);
@@ -236,7 +236,7 @@ TEST_F(ArchiveFile, NamesADamagedEntry) {
         damaged[at + 20] = static_cast<char>(damaged[at + 20] ^ 1);
     }
     save(file("damaged"), damaged);
-    const Archive archive(file("damaged"));
+    const ArchiveFile archive(file("damaged"));
     std::size_t unreadable = 0;
     for (std::size_t k = 4097; k < 4200; ++k) {
         try {
@@ -255,16 +255,16 @@ TEST_F(ArchiveFile, HasItsHeadTwiceAndDoesWithoutItsList) {
     std::string damaged = bytes;
     damaged[40] = '#';
     save(file("head"), damaged);
-    const Archive head(file("head"));
+    const ArchiveFile head(file("head"));
     EXPECT_TRUE(head.origin().agreesWith(madeOrigin()));
     EXPECT_EQ(head.check(), std::vector<std::string>{"the head is damaged"});
     EXPECT_EQ(head.size(), photographs().size());
     save(file("list"), bytes.substr(0, bytes.size() - 1));
-    const Archive list(file("list"));
+    const ArchiveFile list(file("list"));
     EXPECT_EQ(list.size(), photographs().size());
     EXPECT_EQ(list.damage().size(), 1U);
     save(file("both"), damaged.substr(0, bytes.size() - 1));
-    EXPECT_THROW(Archive(file("both")), ArchiveDamage);
+    EXPECT_THROW(ArchiveFile(file("both")), ArchiveDamage);
 }
 
 TEST_F(ArchiveFile, NeverReadsOutsideAMappedFile) {
@@ -282,7 +282,7 @@ TEST_F(ArchiveFile, NeverReadsOutsideAMappedFile) {
         }
         save(file("damaged"), damaged);
         try {
-            const Archive archive(file("damaged"));
+            const ArchiveFile archive(file("damaged"));
             EXPECT_FALSE(archive.check().empty() && archive.finished() && damaged != bytes && archive.size() != 3U);
         } catch (const Refusal&) {
         }
@@ -292,7 +292,7 @@ TEST_F(ArchiveFile, NeverReadsOutsideAMappedFile) {
 TEST_F(ArchiveFile, RefusesWhatIsNone) {
     const auto message = [](const std::string& path) {
         try {
-            const Archive archive(path);
+            const ArchiveFile archive(path);
         } catch (const Refusal& refusal) {
             return std::string(refusal.what());
         }
