@@ -11,14 +11,6 @@
 
 namespace likeness {
 
-/// Two entries, the second one of the other archive where there are two.
-struct ArchivePair {
-    std::uint32_t first = 0;
-    std::uint32_t second = 0;
-    PairCoefficients coefficients;
-    double score = 0;
-};
-
 /// What is asked of a comparison of all with all.
 struct PairSearch {
     RankingScore score = {};

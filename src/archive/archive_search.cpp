@@ -240,28 +240,6 @@ private:
 
 }  // namespace
 
-double RankingScore::of(const std::array<double, 6>& coefficients) const {
-    double sum = 0;
-    double total = 0;
-    double least = std::numeric_limits<double>::infinity();
-    for (std::size_t k = 0; k < weights.size(); ++k) {
-        if (weights[k] > 0) {
-            sum += weights[k] * coefficients[k];
-            total += weights[k];
-            least = std::min(least, coefficients[k]);
-        }
-    }
-    return kind == Kind::least ? least : sum / total;
-}
-
-double RankingScore::of(const PairCoefficients& coefficients) const {
-    std::array<double, 6> values{};
-    for (std::size_t k = 0; k < values.size(); ++k) {
-        values[k] = static_cast<double>(coefficients[k]);
-    }
-    return of(values);
-}
-
 void onThreads(unsigned threads, std::size_t count, const std::function<void(std::size_t k)>& work) {
     std::atomic<std::size_t> next{0};
     std::mutex mutex;

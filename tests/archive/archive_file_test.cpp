@@ -34,7 +34,7 @@ void save(const std::string& path, const std::string& bytes) {
     std::ofstream(path, std::ios::binary) << bytes;
 }
 
-class ArchiveFile : public ::testing::Test {
+class ArchiveFiles : public ::testing::Test {
 protected:
     static void SetUpTestSuite() {
         folder_ = new ScratchDirectory;
@@ -54,7 +54,7 @@ protected:
     static inline std::vector<ArchivedPhotograph>* photographs_ = nullptr;
 };
 
-TEST_F(ArchiveFile, GivesBackWhatWasPutIn) {
+TEST_F(ArchiveFiles, GivesBackWhatWasPutIn) {
     const ArchiveFile archive(whole());
     EXPECT_TRUE(archive.finished());
     EXPECT_TRUE(archive.damage().empty());
@@ -83,7 +83,7 @@ TEST_F(ArchiveFile, GivesBackWhatWasPutIn) {
     EXPECT_TRUE(archive.check().empty());
 }
 
-TEST_F(ArchiveFile, KeepsTheModel) {
+TEST_F(ArchiveFiles, KeepsTheModel) {
     ArchiveOrigin origin = madeOrigin();
     origin.options.hue = HueWeights::chroma;
     origin.options.model.kind = AppearanceModelKind::ciecam16;
@@ -99,7 +99,7 @@ TEST_F(ArchiveFile, KeepsTheModel) {
     EXPECT_TRUE(archive.check().empty());
 }
 
-TEST_F(ArchiveFile, IsTheSameBytesFromShardsAndInAnyOrder) {
+TEST_F(ArchiveFiles, IsTheSameBytesFromShardsAndInAnyOrder) {
     {
         ArchiveWriter even(file("even"), madeOrigin());
         ArchiveWriter odd(file("odd"), madeOrigin());
@@ -127,7 +127,7 @@ TEST_F(ArchiveFile, IsTheSameBytesFromShardsAndInAnyOrder) {
     EXPECT_EQ(contentOf(file("joined.likeness")), contentOf(whole()));
 }
 
-TEST_F(ArchiveFile, ALaterEntryStandsForAnEarlierOneOfItsPath) {
+TEST_F(ArchiveFiles, ALaterEntryStandsForAnEarlierOneOfItsPath) {
     {
         ArchiveWriter writer(file("twice"), madeOrigin());
         writer.append({madePhotograph(1, 1), madePhotograph(0, 2)});
@@ -142,7 +142,7 @@ TEST_F(ArchiveFile, ALaterEntryStandsForAnEarlierOneOfItsPath) {
     EXPECT_TRUE(sameDistributions(archive.distributions(all.entryOf(1)), madeDistributions(5, 200, 150)));
 }
 
-TEST_F(ArchiveFile, AnUnfinishedOneIsGoodUpToWhereItWasCutOff) {
+TEST_F(ArchiveFiles, AnUnfinishedOneIsGoodUpToWhereItWasCutOff) {
     {
         ArchiveWriter writer(file("unfinished"), madeOrigin());
         for (std::size_t k = 0; k < 5; ++k) {
@@ -181,7 +181,7 @@ TEST_F(ArchiveFile, AnUnfinishedOneIsGoodUpToWhereItWasCutOff) {
     EXPECT_TRUE(again.damage().empty());
 }
 
-TEST_F(ArchiveFile, AListOfBlocksThatCannotBeTrueIsNotFollowed) {
+TEST_F(ArchiveFiles, AListOfBlocksThatCannotBeTrueIsNotFollowed) {
     const std::string bytes = contentOf(whole());
     const ArchiveFile good(whole());
     const std::string blocks = bytes.substr(0, good.wholeBytes());
@@ -206,7 +206,7 @@ TEST_F(ArchiveFile, AListOfBlocksThatCannotBeTrueIsNotFollowed) {
     EXPECT_FALSE(withMany.damage().empty());
 }
 
-TEST_F(ArchiveFile, NamesADamagedBlockAndReadsTheOthers) {
+TEST_F(ArchiveFiles, NamesADamagedBlockAndReadsTheOthers) {
     const std::string bytes = contentOf(whole());
     const archive::BlockPlace second = ArchiveFile(whole()).block(1);
     for (const std::uint64_t at : {std::uint64_t{70}, std::uint64_t{2000}, std::uint64_t{300'000}}) {
@@ -225,7 +225,7 @@ TEST_F(ArchiveFile, NamesADamagedBlockAndReadsTheOthers) {
     }
 }
 
-TEST_F(ArchiveFile, NamesADamagedEntry) {
+TEST_F(ArchiveFiles, NamesADamagedEntry) {
     std::string damaged = contentOf(whole());
     {
         const ArchiveFile archive(whole());
@@ -250,7 +250,7 @@ TEST_F(ArchiveFile, NamesADamagedEntry) {
     EXPECT_EQ(archive.check().size(), 1U);
 }
 
-TEST_F(ArchiveFile, HasItsHeadTwiceAndDoesWithoutItsList) {
+TEST_F(ArchiveFiles, HasItsHeadTwiceAndDoesWithoutItsList) {
     const std::string bytes = contentOf(whole());
     std::string damaged = bytes;
     damaged[40] = '#';
@@ -267,7 +267,7 @@ TEST_F(ArchiveFile, HasItsHeadTwiceAndDoesWithoutItsList) {
     EXPECT_THROW(ArchiveFile(file("both")), ArchiveDamage);
 }
 
-TEST_F(ArchiveFile, NeverReadsOutsideAMappedFile) {
+TEST_F(ArchiveFiles, NeverReadsOutsideAMappedFile) {
     writeMade(file("small"), {madePhotograph(0, 1), madePhotograph(1, 2), madePhotograph(2, 3)});
     const std::string bytes = contentOf(file("small"));
     cv::RNG random(11);
@@ -289,7 +289,7 @@ TEST_F(ArchiveFile, NeverReadsOutsideAMappedFile) {
     }
 }
 
-TEST_F(ArchiveFile, RefusesWhatIsNone) {
+TEST_F(ArchiveFiles, RefusesWhatIsNone) {
     const auto message = [](const std::string& path) {
         try {
             const ArchiveFile archive(path);
@@ -309,7 +309,7 @@ TEST_F(ArchiveFile, RefusesWhatIsNone) {
     EXPECT_TRUE(isArchive(whole()));
 }
 
-TEST_F(ArchiveFile, LeavesTheOldOneWhereTheNewOneCannotBeWritten) {
+TEST_F(ArchiveFiles, LeavesTheOldOneWhereTheNewOneCannotBeWritten) {
     writeMade(file("kept"), {madePhotograph(0, 1)});
     const std::string bytes = contentOf(file("kept"));
     const ArchiveEntries failing{5, [](std::size_t k) -> archive::StoredEntry {

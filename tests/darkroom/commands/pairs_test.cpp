@@ -156,6 +156,51 @@ TEST_F(DarkroomPairs, OfShardsWithoutAnyAreMerged) {
     EXPECT_EQ(linesOf(contentOf(output("one.jsonl"))).size(), 4U);
 }
 
+TEST_F(DarkroomPairs, OfShardsThatAllLackThemAreMergedIntoNone) {
+    for (const std::string format : {"jsonl", "csv", "db"}) {
+        std::vector<std::string> merge = {"merge", "merged." + format, "--quiet"};
+        for (const std::string shard : {"2", "1"}) {
+            const std::string name = shard + "." + format;
+            expectDone({"pairs", "a", "--min", "1", "--by", "least", "--shard", shard + "/2", "-o", name, "--quiet"});
+            merge.push_back(name);
+        }
+        expectDone(merge);
+        expectDone({"pairs", "a", "--min", "1", "--by", "least", "-o", "one." + format, "--quiet"});
+        if (format != "db") {
+            EXPECT_EQ(contentOf(output("merged." + format)), contentOf(output("one." + format)));
+        }
+        EXPECT_EQ(expectDone({"report", "1." + format, "--json"}).out,
+                  expectDone({"report", "one." + format, "--json"}).out);
+        // Whoever forgot one has no whole result.
+        expectRefused({"merge", "m." + format, "1." + format},
+                      "the pairs are in 2 shards, and 1 input is given; those without pairs are needed too");
+        expectRefused({"merge", "m." + format, "1." + format, "1." + format},
+                      "'1." + format + "' and '1." + format + "' are both shard 1/2");
+    }
+}
+
+TEST_F(DarkroomPairs, AnEmptyFileIsNoShard) {
+    expectDone({"pairs", "a", "--min", "0.9", "--shard", "1/2", "-o", "1.jsonl", "--quiet"});
+    saveText("alien.jsonl", "");
+    expectRefused(
+        {"merge", "m.jsonl", "1.jsonl", input("alien.jsonl")},
+        "'" + input("alien.jsonl") + "' is empty and says of no shard that it is one; darkroom pairs makes it anew");
+}
+
+TEST_F(DarkroomPairs, OfPartsSayNothingOfBackgrounds) {
+    // Under the same model the backgrounds of whole photographs of such sizes are told.
+    fs::create_directory(input("sizes"));
+    const cv::Mat whole = examplePhotograph(examplePhotographNames()[0]);
+    cv::imwrite(input("sizes/large.png"), whole);
+    cv::imwrite(input("sizes/small.png"), whole(cv::Rect(40, 40, 3, 3)).clone());
+    expectDone({"index", input("sizes"), "-o", "whole", "--quiet"});
+    expectDone({"index", input("sizes"), "-o", "part", "--region", "0,0,2,2", "--quiet"});
+    expectDone({"pairs", "whole", "--min", "0", "-o", "whole.jsonl", "--quiet"});
+    expectDone({"pairs", "part", "--min", "0", "-o", "part.jsonl", "--quiet"});
+    EXPECT_NE(contentOf(output("whole.jsonl")).find("backgrounds"), std::string::npos);
+    EXPECT_EQ(contentOf(output("part.jsonl")).find("backgrounds"), std::string::npos);
+}
+
 TEST_F(DarkroomPairs, GoOnWhereAKilledRunStopped) {
     expectDone({"pairs", "a", "--min", "0.4", "-o", "one.jsonl", "--quiet"});
     const std::string expected = contentOf(output("one.jsonl"));

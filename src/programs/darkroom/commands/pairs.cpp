@@ -121,6 +121,7 @@ public:
           search_(search),
           shard_(shard),
           entries_(entriesOfShard(first, second, search, shard)),
+          ofWhole_(isOfWholePhotographs(first.origin())),
           fingerprint_(fingerprintOfPairs(first, second, search)),
           key_(fmt::format("{:016x}", mixed(fnv1a(fmt::format("{} {}/{}", fingerprint_, shard.index, shard.count))))),
           output_(behindLinks(options.output)),
@@ -285,7 +286,9 @@ private:
     PhotographAnalysis analysed(const ArchiveFile& archive, std::uint32_t entry) const {
         ArchivedPhotograph photograph = archive.photograph(entry);
         photograph.distributions = archive.distributions(entry);
-        return analysisOf(std::move(photograph));
+        PhotographAnalysis analysis = analysisOf(std::move(photograph));
+        analysis.countedPixels = ofWhole_ ? 0 : -1;
+        return analysis;
     }
 
     /// Writes the pairs as a batch records them, under a working name that then becomes the output's.
@@ -355,6 +358,15 @@ private:
                     }
                 }
             });
+            if (state_.pairs == 0 && !shard_.whole()) {
+                Pair none;
+                none.position = 1;
+                none.id = pairsShardColumn;
+                none.carried = carried;
+                PairOutcome outcome;
+                outcome.error = shardWithoutPairs;
+                writer->append({recordOf(none, 1, std::move(outcome), origin)});
+            }
             writer->finish();
             checkpointResults(file.path, file.format);
         } catch (...) {
@@ -387,6 +399,7 @@ private:
     const PairSearch& search_;
     Shard shard_;
     EntryRange entries_;
+    bool ofWhole_;  ///< whether all of each photograph counts
     std::string fingerprint_;
     std::string key_;  ///< of the log: the fingerprint with the shard
     std::string output_;
