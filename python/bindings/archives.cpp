@@ -70,8 +70,8 @@ public:
         const std::vector<ArchiveHit> hits = unlocked([&] { return access_->nearest(photograph, search); });
         py::list found;
         for (const ArchiveHit& hit : hits) {
-            found.append(py::make_tuple(access_->pathOf(hit.entry), hit.entry, five(hit.coefficients),
-                                        hue(hit.coefficients), hit.score));
+            found.append(py::make_tuple(access_->pathOf(hit.entry), hit.entry, fiveOf(hit.coefficients),
+                                        hueOf(hit.coefficients), hit.score));
         }
         return found;
     }
@@ -96,7 +96,7 @@ public:
         py::list found;
         for (const ArchivePair& pair : pairs) {
             found.append(py::make_tuple(access_->pathOf(pair.first), second.pathOf(pair.second),
-                                        five(pair.coefficients), hue(pair.coefficients), pair.score));
+                                        fiveOf(pair.coefficients), hueOf(pair.coefficients), pair.score));
         }
         return found;
     }
@@ -106,12 +106,12 @@ private:
         return {least ? RankingScore::Kind::least : RankingScore::Kind::mean, weights};
     }
 
-    static py::tuple five(const PairCoefficients& coefficients) {
+    static py::tuple fiveOf(const PairCoefficients& coefficients) {
         const LikenessCoefficients& its = coefficients.five;
         return py::make_tuple(its.brightness, its.lightness, its.chroma, its.colorfulness, its.saturation);
     }
 
-    static std::optional<float> hue(const PairCoefficients& coefficients) { return coefficients.hue; }
+    static std::optional<float> hueOf(const PairCoefficients& coefficients) { return coefficients.hue; }
 
     std::shared_ptr<const ArchiveAccess> access_;
 };

@@ -299,6 +299,7 @@ std::vector<std::uint32_t> ApproximateIndex::nodesNear(const std::vector<std::in
     std::priority_queue<Candidate, std::vector<Candidate>, decltype(farther)> open(farther);  // the nearest first
     std::priority_queue<Candidate, std::vector<Candidate>, decltype(nearer)> found(nearer);   // the farthest first
     std::vector<bool> met(count_);
+    std::vector<std::uint32_t> fresh;
     open.push(nearest);
     found.push(nearest);
     met[nearest.node] = true;
@@ -306,12 +307,18 @@ std::vector<std::uint32_t> ApproximateIndex::nodesNear(const std::vector<std::in
         const std::uint8_t* const node = nodeAt(open.top().node) + sketchBytes + sizeof(std::uint32_t);
         open.pop();
         const auto count = numberAt<std::uint32_t>(reinterpret_cast<const char*>(node));
+        // They lie all over the file: all are asked for before the first is waited for.
+        fresh.clear();
         for (std::uint32_t i = 1; i <= count; ++i) {
             const auto other = numberAt<std::uint32_t>(reinterpret_cast<const char*>(node) + i * sizeof(std::uint32_t));
-            if (met[other]) {
-                continue;
+            if (!met[other]) {
+                met[other] = true;
+                fresh.push_back(other);
+                __builtin_prefetch(nodeAt(other));
+                __builtin_prefetch(nodeAt(other) + sketchBytes - 1);
             }
-            met[other] = true;
+        }
+        for (const std::uint32_t other : fresh) {
             const Candidate next{product(other), other};
             if (found.size() < candidates || nearer(next, found.top())) {
                 open.push(next);

@@ -84,7 +84,13 @@ public:
     }
 
     std::vector<ArchivePair> pairs(const ArchiveAccess* other, const ArchivePairSearch& search) const override {
-        const ArchiveFile& second = other == nullptr ? archive_ : static_cast<const MappedArchive*>(other)->archive_;
+        std::optional<ArchiveFile> again;  // each with each, not each pair once
+        if (other == this) {
+            again.emplace(archive_.path());
+        }
+        const ArchiveFile& second = other == nullptr ? archive_
+                                    : again          ? *again
+                                                     : static_cast<const MappedArchive*>(other)->archive_;
         if (!second.origin().agreesWith(archive_.origin())) {
             throw Refusal("'" + second.path() + "' was made with other parameters or by another version than '" +
                           archive_.path() + "'");

@@ -106,6 +106,7 @@ TEST_F(PublicArchive, FindsPairs) {
     nearest.nearest = 1;
     EXPECT_EQ(archive.pairs(nearest).size(), 5U);
     EXPECT_EQ(archive.pairs(Archive(file("a"))).size(), 25U);
+    EXPECT_EQ(archive.pairs(archive).size(), 25U);
     ArchivePairSearch few;
     few.most = 3;
     EXPECT_THROW(archive.pairs(few), std::runtime_error);
