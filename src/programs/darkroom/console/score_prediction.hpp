@@ -1,12 +1,12 @@
 // What a model of darkroom fit predicts for a comparison.
 #pragma once
 
+#include "console/option_parser.hpp"
+
 #include <likeness/comparison/distances.hpp>
 #include "console/model_options.hpp"
 #include "photofile/managed_colors.hpp"
 #include "scores/score_fit.hpp"
-
-#include <CLI/CLI.hpp>
 
 #include <functional>
 #include <optional>
@@ -16,7 +16,7 @@
 namespace likeness::darkroom {
 
 /// Adds --predict.
-void addPredictOption(CLI::App& app, std::string& path);
+void addPredictOption(OptionParser& app, std::string& path);
 
 struct PredictedScore {
     std::string model;  ///< file
