@@ -17,6 +17,9 @@ install(
     COMPONENT development)
 set(module_targets ${LIKENESS_OPENCV_LATE_MODULES} ${LIKENESS_FORMAT_MODULES})
 list(TRANSFORM module_targets PREPEND likeness_)
+if(TARGET likeness_archive_module)
+    list(APPEND module_targets likeness_archive_module)
+endif()
 install(TARGETS ${module_targets} LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR}/likeness COMPONENT modules)
 install(
     EXPORT likenessTargets

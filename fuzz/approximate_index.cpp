@@ -14,15 +14,15 @@ using namespace likeness::fuzz;
 
 namespace {
 
-const Archive& madeArchive() {
-    static const Archive made = [] {
+const ArchiveFile& madeArchive() {
+    static const ArchiveFile made = [] {
         const std::string path = scratchPath("made.archive");
         std::vector<ArchivedPhotograph> photographs;
         for (std::size_t k = 0; k < 40; ++k) {
             photographs.push_back(testing::madePhotograph(k, k));
         }
         testing::writeMade(path, photographs);
-        return Archive(path);
+        return ArchiveFile(path);
     }();
     return made;
 }
@@ -32,7 +32,7 @@ const Archive& madeArchive() {
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
     constexpr std::size_t headBytes = 72;
     constexpr std::size_t headRoom = 128;
-    const Archive& archive = madeArchive();
+    const ArchiveFile& archive = madeArchive();
     std::string bytes = textOf(data, size);
     if (bytes.size() >= headRoom) {
         const auto set = [&](std::size_t at, std::uint32_t number) {

@@ -1,6 +1,6 @@
 // Archives of analysed photographs. With an odd first byte the checksums are made right, so that what stands behind them
 // is met.
-#include "archive/archive.hpp"
+#include "archive/archive_file.hpp"
 #include "harness.hpp"
 
 #include <cstring>
@@ -105,7 +105,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     const std::string path = scratchPath("an.archive");
     writeFile(path, bytes);
     try {
-        const Archive archive(path);
+        const ArchiveFile archive(path);
         const bool sound = archive.damage().empty() && archive.check().empty();
         require(archive.identity().size() == 16, "an archive has an identity");
         for (std::size_t entry = 0; entry < archive.size(); ++entry) {

@@ -19,6 +19,10 @@
 #include <likeness/appearance/published_model.hpp>
 #include <likeness/appearance/uniform_space.hpp>
 #include <likeness/appearance/viewing_conditions.hpp>
+#include <likeness/archive/archive.hpp>
+#include <likeness/archive/archive_index.hpp>
+#include <likeness/archive/archive_search.hpp>
+#include <likeness/archive/archived_photograph.hpp>
 #include <likeness/color/bgr_xyz.hpp>
 #include <likeness/color/chromaticity.hpp>
 #include <likeness/color/cie_lab.hpp>

@@ -36,6 +36,7 @@ pybind11::array imageFrom(Channels channels, Operation&& operation) {
 /// An image that stands in a result, as R, G, B.
 pybind11::array rgbArrayOf(cv::Mat image);
 
+void bindArchives(pybind11::module_& module);
 void bindBatches(pybind11::module_& module);
 void bindColors(pybind11::module_& module);
 void bindComparison(pybind11::module_& module);

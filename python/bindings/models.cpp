@@ -236,6 +236,16 @@ ComparisonModel comparisonModelOf(const py::tuple& model) {
     return result;
 }
 
+py::tuple tupleOf(const ComparisonModel& model) {
+    const char* const kind = model.kind == AppearanceModelKind::likeness   ? "likeness"
+                             : model.kind == AppearanceModelKind::ciecam02 ? "ciecam02"
+                                                                           : "ciecam16";
+    const py::object background = model.background ? py::object(py::float_(*model.background)) : py::object(py::none());
+    return py::make_tuple(kind, tupleOf(model.conditions), nameOf(model.pictureWhite),
+                          model.white == WhiteResponse::brightest ? "brightest" : "fixed",
+                          model.black == BlackAdaptation::defined ? "defined" : "continuous", background);
+}
+
 void bindModels(py::module_& module) {
     bindPublishedModel(module);
     bindUniformSpaces(module);

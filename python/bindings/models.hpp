@@ -20,6 +20,9 @@ AppearanceModelKind modelKindOf(const std::string& name);
 /// @param model  kind, conditions, picture white, white, black, background or None
 ComparisonModel comparisonModelOf(const pybind11::tuple& model);
 
+/// The inverse.
+pybind11::tuple tupleOf(const ComparisonModel& model);
+
 /// @param weights  "pixels", "chroma" or none
 std::optional<HueWeights> hueWeightsOf(const std::optional<std::string>& weights);
 

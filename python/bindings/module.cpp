@@ -24,4 +24,5 @@ PYBIND11_MODULE(_core, module) {
     python::bindFiles(module);
     python::bindBatches(module);
     python::bindScores(module);
+    python::bindArchives(module);
 }

@@ -12,7 +12,7 @@ R, G, B too, float32 on 0..1 unless said. Nothing is printed or written, and arg
 
 from __future__ import annotations
 
-from . import adaptation, batches, color, comparison, explanation, exposure, files, filters, models, opinion, transfer
+from . import adaptation, archives, batches, color, comparison, explanation, exposure, files, filters, models, opinion, transfer
 from ._core import Cancelled, set_threads, threads
 from ._core import version as __version__
 from .adaptation import (
@@ -25,6 +25,7 @@ from .adaptation import (
     undo_adaptation,
     undo_d65_adaptation,
 )
+from .archives import AlikePair, Archive, ArchivedPhotograph, IndexSummary, Neighbor, index
 from .batches import BatchSummary, batch, merge_results
 from .color import (
     White,

@@ -39,7 +39,7 @@ struct Sketches {
     std::vector<std::uint32_t> entries;
 };
 
-Sketches sketchesOf(const Archive& archive) {
+Sketches sketchesOf(const ArchiveFile& archive) {
     Sketches all;
     for (std::size_t b = 0; b < archive.blocks(); ++b) {
         const BlockPlace& place = archive.block(b);
@@ -93,7 +93,7 @@ void write(const std::string& path, const std::string& bytes) {
     }
 }
 
-std::string fileOf(const Archive& archive, const Sketches& sketches, const NearestGraph& graph,
+std::string fileOf(const ArchiveFile& archive, const Sketches& sketches, const NearestGraph& graph,
                    const ApproximateRecall& recall) {
     std::string content(headRoom - headBytes, '\0');
     for (std::size_t node = 0; node < sketches.entries.size(); ++node) {
@@ -123,7 +123,7 @@ double secondsSince(std::chrono::steady_clock::time_point begin) {
     return std::chrono::duration<double>(std::chrono::steady_clock::now() - begin).count();
 }
 
-ApproximateRecall measured(const Archive& archive, const Sketches& sketches) {
+ApproximateRecall measured(const ArchiveFile& archive, const Sketches& sketches) {
     const ApproximateIndex index(archive);
     ApproximateRecall result;
     ArchiveSearch search;
@@ -168,7 +168,7 @@ std::string approximateIndexPath(const std::string& archive) {
     return archive + ".nearest";
 }
 
-ApproximateRecall buildApproximateIndex(const Archive& archive,
+ApproximateRecall buildApproximateIndex(const ArchiveFile& archive,
                                         const std::function<bool(std::size_t done, std::size_t all)>& progress) {
     if (!archive.finished()) {
         throw Refusal("'" + archive.path() + "' is unfinished or damaged; darkroom index --resume or repair first");
@@ -201,7 +201,7 @@ ApproximateRecall buildApproximateIndex(const Archive& archive,
     return recall;
 }
 
-ApproximateIndex::ApproximateIndex(const Archive& archive) : archive_(archive) {
+ApproximateIndex::ApproximateIndex(const ArchiveFile& archive) : archive_(archive) {
     const std::string path = approximateIndexPath(archive.path());
     const int descriptor = ::open(path.c_str(), O_RDONLY | O_CLOEXEC);
     if (descriptor < 0) {
@@ -349,6 +349,7 @@ std::vector<std::uint32_t> ApproximateIndex::nodesNear(const std::vector<std::in
     std::priority_queue<Candidate, std::vector<Candidate>, decltype(farther)> open(farther);  // the nearest first
     std::priority_queue<Candidate, std::vector<Candidate>, decltype(nearer)> found(nearer);   // the farthest first
     std::vector<bool> met(count_);
+    std::vector<std::uint32_t> fresh;
     open.push(nearest);
     found.push(nearest);
     met[nearest.node] = true;
@@ -356,12 +357,18 @@ std::vector<std::uint32_t> ApproximateIndex::nodesNear(const std::vector<std::in
         const std::uint8_t* const node = nodeAt(open.top().node) + sketchBytes + sizeof(std::uint32_t);
         open.pop();
         const auto count = numberAt<std::uint32_t>(reinterpret_cast<const char*>(node));
+        // They lie all over the file: all are asked for before the first is waited for.
+        fresh.clear();
         for (std::uint32_t i = 1; i <= count; ++i) {
             const auto other = numberAt<std::uint32_t>(reinterpret_cast<const char*>(node) + i * sizeof(std::uint32_t));
-            if (met[other]) {
-                continue;
+            if (!met[other]) {
+                met[other] = true;
+                fresh.push_back(other);
+                __builtin_prefetch(nodeAt(other));
+                __builtin_prefetch(nodeAt(other) + sketchBytes - 1);
             }
-            met[other] = true;
+        }
+        for (const std::uint32_t other : fresh) {
             const Candidate next{product(other), other};
             if (found.size() < candidates || nearer(next, found.top())) {
                 open.push(next);

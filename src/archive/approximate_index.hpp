@@ -38,14 +38,14 @@ struct ApproximateRecall {
 /// @param progress  told how many of so many photographs are in; false stops, and nothing is written
 /// @throws Refusal  the module `nearest` cannot be loaded, the archive is unfinished or damaged, the file cannot be
 ///                  written, or it was stopped
-ApproximateRecall buildApproximateIndex(const Archive& archive,
+ApproximateRecall buildApproximateIndex(const ArchiveFile& archive,
                                         const std::function<bool(std::size_t done, std::size_t all)>& progress = {});
 
 /// The index of an archive. Mapped; safe to use from several threads.
 class ApproximateIndex {
 public:
     /// @throws Refusal  there is none, it is damaged, or the archive has changed since
-    explicit ApproximateIndex(const Archive& archive);
+    explicit ApproximateIndex(const ArchiveFile& archive);
     ~ApproximateIndex();
     ApproximateIndex(const ApproximateIndex&) = delete;
     ApproximateIndex& operator=(const ApproximateIndex&) = delete;
@@ -74,7 +74,7 @@ private:
     std::vector<std::uint32_t> nodesNear(const std::vector<std::int16_t>& query, std::size_t candidates) const;
     const std::uint32_t* linksAbove(std::uint32_t node, std::uint32_t level) const;
 
-    const Archive& archive_;
+    const ArchiveFile& archive_;
     const char* bytes_ = nullptr;
     std::size_t length_ = 0;
     const std::uint8_t* nodes_ = nullptr;

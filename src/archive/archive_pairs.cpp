@@ -46,7 +46,7 @@ private:
 /// All with all.
 class AllPairs {
 public:
-    AllPairs(const Archive& first, const Archive& second, const PairSearch& asked)
+    AllPairs(const ArchiveFile& first, const ArchiveFile& second, const PairSearch& asked)
         : first_(first), second_(second), asked_(asked), same_(&first == &second) {}
 
     void run(EntryRange entries, const PairSink& take) {
@@ -189,7 +189,7 @@ private:
     }
 
     void compare(Row& row, std::size_t other) {
-        if (compared_.fetch_add(1, std::memory_order_relaxed) % Archive::worthForgetting == 0) {
+        if (compared_.fetch_add(1, std::memory_order_relaxed) % ArchiveFile::worthForgetting == 0) {
             second_.forgetIfLarge();
         }
         std::uint64_t pixels = 0;
@@ -216,8 +216,8 @@ private:
     static constexpr double hueBound = 1.001;  // as in a search
     static constexpr std::size_t blocksInMemory = 16;
 
-    const Archive& first_;
-    const Archive& second_;
+    const ArchiveFile& first_;
+    const ArchiveFile& second_;
     const PairSearch& asked_;
     bool same_;
     DamageLines damage_;
@@ -229,8 +229,8 @@ std::uint64_t comparisonsBefore(std::uint64_t entry, std::uint64_t entries) {
     return entry * (entries - 1) - entry * (entry - 1) / 2;
 }
 
-void refuseUnfit(const Archive& first, const Archive& second) {
-    for (const Archive* archive : {&first, &second}) {
+void refuseUnfit(const ArchiveFile& first, const ArchiveFile& second) {
+    for (const ArchiveFile* archive : {&first, &second}) {
         if (!archive->head().edges) {
             throw Refusal("'" + archive->path() + "' is unfinished; darkroom index --resume goes on with it");
         }
@@ -242,7 +242,7 @@ void refuseUnfit(const Archive& first, const Archive& second) {
 
 }  // namespace
 
-EntryRange entriesOfShard(const Archive& first, const Archive& second, const PairSearch& search, Shard shard) {
+EntryRange entriesOfShard(const ArchiveFile& first, const ArchiveFile& second, const PairSearch& search, Shard shard) {
     const std::uint64_t entries = first.size();
     if (&first != &second || search.nearest > 0 || entries < 2) {
         // Both factors are below 2^32.
@@ -269,7 +269,7 @@ EntryRange entriesOfShard(const Archive& first, const Archive& second, const Pai
     return {begin(shard.index - 1), begin(shard.index)};
 }
 
-std::string fingerprintOfPairs(const Archive& first, const Archive& second, const PairSearch& search) {
+std::string fingerprintOfPairs(const ArchiveFile& first, const ArchiveFile& second, const PairSearch& search) {
     std::string text = "pairs 1 " + first.identity() + ' ' + second.identity() + (&first == &second ? " same" : " two");
     fmt::format_to(std::back_inserter(text), " {} {} {}", static_cast<int>(search.score.kind), search.leastScore,
                    search.nearest);
@@ -279,13 +279,13 @@ std::string fingerprintOfPairs(const Archive& first, const Archive& second, cons
     return fmt::format("{:016x}", mixed(fnv1a(text)));
 }
 
-void findAlikePairs(const Archive& first, const Archive& second, const PairSearch& search, EntryRange entries,
+void findAlikePairs(const ArchiveFile& first, const ArchiveFile& second, const PairSearch& search, EntryRange entries,
                     const PairSink& take) {
     refuseUnfit(first, second);
     AllPairs(first, second, search).run(entries, take);
 }
 
-std::vector<ArchivePair> alikePairs(const Archive& first, const Archive& second, const PairSearch& search,
+std::vector<ArchivePair> alikePairs(const ArchiveFile& first, const ArchiveFile& second, const PairSearch& search,
                                     std::vector<std::string>* damage) {
     std::vector<ArchivePair> all;
     std::set<std::string> lines;
@@ -337,7 +337,7 @@ std::vector<std::vector<std::uint32_t>> JoinedEntries::sets() {
     return sets;
 }
 
-std::vector<ArchiveCluster> clustersOf(const Archive& archive, JoinedEntries& joined, const RankingScore& score,
+std::vector<ArchiveCluster> clustersOf(const ArchiveFile& archive, JoinedEntries& joined, const RankingScore& score,
                                        unsigned threads,
                                        const std::function<void(std::size_t done, std::size_t entries)>& progress) {
     std::vector<ArchiveCluster> clusters;
@@ -360,7 +360,7 @@ std::vector<ArchiveCluster> clustersOf(const Archive& archive, JoinedEntries& jo
                     const std::string_view histograms = archive.histograms(other, pixels);
                     sum += score.of(exact.with(histograms, pixels));
                 }
-                if (compared.fetch_add(1, std::memory_order_relaxed) % Archive::worthForgetting == 0) {
+                if (compared.fetch_add(1, std::memory_order_relaxed) % ArchiveFile::worthForgetting == 0) {
                     archive.forgetIfLarge();
                 }
             }
@@ -377,7 +377,7 @@ std::vector<ArchiveCluster> clustersOf(const Archive& archive, JoinedEntries& jo
     return clusters;
 }
 
-std::vector<ArchiveCluster> clustersOf(const Archive& archive, const std::vector<ArchivePair>& pairs,
+std::vector<ArchiveCluster> clustersOf(const ArchiveFile& archive, const std::vector<ArchivePair>& pairs,
                                        const RankingScore& score, unsigned threads) {
     JoinedEntries joined(archive.size());
     for (const ArchivePair& pair : pairs) {

@@ -11,14 +11,6 @@
 
 namespace likeness {
 
-/// Two entries, the second one of the other archive where there are two.
-struct ArchivePair {
-    std::uint32_t first = 0;
-    std::uint32_t second = 0;
-    PairCoefficients coefficients;
-    double score = 0;
-};
-
 /// What is asked of a comparison of all with all.
 struct PairSearch {
     RankingScore score = {};
@@ -50,10 +42,10 @@ struct EntryRange {
 
 /// The first entries of the pairs of a shard. The ranges of all shards follow upon each other and have about the same
 /// number of comparisons.
-EntryRange entriesOfShard(const Archive& first, const Archive& second, const PairSearch& search, Shard shard);
+EntryRange entriesOfShard(const ArchiveFile& first, const ArchiveFile& second, const PairSearch& search, Shard shard);
 
 /// 16 hexadecimal digits that stand for all that the pairs depend on: what is in the archives, score, limits.
-std::string fingerprintOfPairs(const Archive& first, const Archive& second, const PairSearch& search);
+std::string fingerprintOfPairs(const ArchiveFile& first, const ArchiveFile& second, const PairSearch& search);
 
 /// Takes what was found for the entries before `next` and behind those of the call before.
 /// @param damage  lines that were not given before
@@ -63,7 +55,7 @@ using PairSink = std::function<void(std::size_t next, const std::vector<ArchiveP
 /// Gives the pairs whose first entry is in a range, in their order, while more are looked for. Memory does not grow with
 /// their number. See `alikePairs`.
 /// @param take  called from one thread at a time; what it throws ends the search
-void findAlikePairs(const Archive& first, const Archive& second, const PairSearch& search, EntryRange entries,
+void findAlikePairs(const ArchiveFile& first, const ArchiveFile& second, const PairSearch& search, EntryRange entries,
                     const PairSink& take);
 
 /// All pairs that reach the limits: of one archive each pair once, the earlier entry first; of two each entry of the
@@ -74,7 +66,7 @@ void findAlikePairs(const Archive& first, const Archive& second, const PairSearc
 /// @param second  the other archive, or the same one
 /// @param damage  receives a line for each damaged block or entry, which is in no pair
 /// @throws TooManyPairs  if there are more than `most`
-std::vector<ArchivePair> alikePairs(const Archive& first, const Archive& second, const PairSearch& search,
+std::vector<ArchivePair> alikePairs(const ArchiveFile& first, const ArchiveFile& second, const PairSearch& search,
                                     std::vector<std::string>* damage = nullptr);
 
 /// Entries that hang together by pairs.
@@ -102,12 +94,12 @@ private:
 
 /// The sets of one archive, with the means.
 /// @param progress  told how many entries of so many are done, from one thread at a time; what it throws ends the work
-std::vector<ArchiveCluster> clustersOf(const Archive& archive, JoinedEntries& joined, const RankingScore& score,
+std::vector<ArchiveCluster> clustersOf(const ArchiveFile& archive, JoinedEntries& joined, const RankingScore& score,
                                        unsigned threads,
                                        const std::function<void(std::size_t done, std::size_t entries)>& progress = {});
 
 /// The connected components of the pairs of one archive, in the order of their first entries.
-std::vector<ArchiveCluster> clustersOf(const Archive& archive, const std::vector<ArchivePair>& pairs,
+std::vector<ArchiveCluster> clustersOf(const ArchiveFile& archive, const std::vector<ArchivePair>& pairs,
                                        const RankingScore& score, unsigned threads);
 
 }  // namespace likeness

@@ -30,7 +30,7 @@ bool before(const ArchiveHit& first, const ArchiveHit& second) {
 }
 
 /// Of an unfinished archive, the entries that a later one of the same path stands for; empty of another.
-std::vector<bool> supersededEntries(const Archive& archive) {
+std::vector<bool> supersededEntries(const ArchiveFile& archive) {
     if (archive.finished()) {
         return {};
     }
@@ -52,7 +52,7 @@ std::vector<bool> supersededEntries(const Archive& archive) {
 /// One search.
 class Search {
 public:
-    Search(const Archive& archive, const AppearanceDistributions& photograph, const ArchiveSearch& asked)
+    Search(const ArchiveFile& archive, const AppearanceDistributions& photograph, const ArchiveSearch& asked)
         : archive_(archive),
           asked_(asked),
           exact_(photograph),
@@ -143,7 +143,7 @@ private:
         }
         compared_ += hits.size();
         sinceForgotten_ += hits.size();
-        if (sinceForgotten_ >= Archive::worthForgetting) {
+        if (sinceForgotten_ >= ArchiveFile::worthForgetting) {
             sinceForgotten_ = 0;
             archive_.forgetIfLarge();
         }
@@ -207,7 +207,7 @@ private:
             }
             // What is left has bounds below those of this round.
             while (done < end) {
-                const std::size_t some = std::min(end, done + Archive::worthForgetting);
+                const std::size_t some = std::min(end, done + ArchiveFile::worthForgetting);
                 compare(candidates, done, some, firstEntry);
                 done = some;
             }
@@ -224,7 +224,7 @@ private:
     /// No coefficient of hue is known to be less; one of 360 floats may exceed 1 a little.
     static constexpr double hueBound = 1.001;
 
-    const Archive& archive_;
+    const ArchiveFile& archive_;
     const ArchiveSearch& asked_;
     ComparedOnce exact_;
     std::vector<bool> superseded_;
@@ -239,28 +239,6 @@ private:
 };
 
 }  // namespace
-
-double RankingScore::of(const std::array<double, 6>& coefficients) const {
-    double sum = 0;
-    double total = 0;
-    double least = std::numeric_limits<double>::infinity();
-    for (std::size_t k = 0; k < weights.size(); ++k) {
-        if (weights[k] > 0) {
-            sum += weights[k] * coefficients[k];
-            total += weights[k];
-            least = std::min(least, coefficients[k]);
-        }
-    }
-    return kind == Kind::least ? least : sum / total;
-}
-
-double RankingScore::of(const PairCoefficients& coefficients) const {
-    std::array<double, 6> values{};
-    for (std::size_t k = 0; k < values.size(); ++k) {
-        values[k] = static_cast<double>(coefficients[k]);
-    }
-    return of(values);
-}
 
 void onThreads(unsigned threads, std::size_t count, const std::function<void(std::size_t k)>& work) {
     std::atomic<std::size_t> next{0};
@@ -294,7 +272,7 @@ void onThreads(unsigned threads, std::size_t count, const std::function<void(std
     }
 }
 
-std::vector<ArchiveHit> nearestEntries(const Archive& archive, const AppearanceDistributions& photograph,
+std::vector<ArchiveHit> nearestEntries(const ArchiveFile& archive, const AppearanceDistributions& photograph,
                                        const ArchiveSearch& search, std::vector<std::string>* damage,
                                        SearchEffort* effort) {
     const auto& weights = search.score.weights;

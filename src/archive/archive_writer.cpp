@@ -103,9 +103,9 @@ void ArchiveWriter::finish() {
     file_.finish();
 }
 
-ArchiveUnion::ArchiveUnion(std::vector<const Archive*> archives) : archives_(std::move(archives)) {
+ArchiveUnion::ArchiveUnion(std::vector<const ArchiveFile*> archives) : archives_(std::move(archives)) {
     for (std::size_t a = 0; a < archives_.size(); ++a) {
-        const Archive& archive = *archives_[a];
+        const ArchiveFile& archive = *archives_[a];
         for (std::size_t b = 0; b < archive.blocks(); ++b) {
             const BlockPlace& place = archive.block(b);
             for (std::size_t entry = place.firstEntry; entry < place.firstEntry + place.entries; ++entry) {
@@ -159,7 +159,7 @@ ArchiveEntries ArchiveUnion::entries() const {
                 // What was read a while ago is not needed in memory any more.
                 constexpr std::size_t aWhile = std::size_t{1} << 16;
                 if (k % aWhile == 0) {
-                    for (const Archive* archive : archives_) {
+                    for (const ArchiveFile* archive : archives_) {
                         for (std::size_t b = 0; b < archive->blocks(); ++b) {
                             archive->forget(b);
                         }

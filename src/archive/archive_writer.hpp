@@ -2,7 +2,7 @@
 // unfinished archive, which only grows.
 #pragma once
 
-#include "archive/archive.hpp"
+#include "archive/archive_file.hpp"
 #include "batch/appended_file.hpp"
 
 #include <cstddef>
@@ -31,7 +31,7 @@ class ArchiveWriter {
 public:
     /// Begins, or goes on with, an unfinished archive.
     /// @param path  of the unfinished archive
-    /// @param keep  bytes of it that are whole (`Archive::wholeBytes`); 0: it begins anew
+    /// @param keep  bytes of it that are whole (`ArchiveFile::wholeBytes`); 0: it begins anew
     /// @throws Refusal  like everything here
     ArchiveWriter(const std::string& path, const ArchiveOrigin& origin, std::uint64_t keep = 0);
 
@@ -52,12 +52,12 @@ private:
 class ArchiveUnion {
 public:
     /// @param archives  all of one origin; kept as long as the object lives
-    explicit ArchiveUnion(std::vector<const Archive*> archives);
+    explicit ArchiveUnion(std::vector<const ArchiveFile*> archives);
 
     std::size_t size() const noexcept { return places_.size(); }
     /// The paths ascend by bytes.
     std::string_view pathOf(std::size_t k) const;
-    const Archive& archiveOf(std::size_t k) const { return *archives_[places_[k].archive]; }
+    const ArchiveFile& archiveOf(std::size_t k) const { return *archives_[places_[k].archive]; }
     std::size_t entryOf(std::size_t k) const { return places_[k].entry; }
     std::optional<std::size_t> find(std::string_view path) const;
 
@@ -77,7 +77,7 @@ private:
         std::uint32_t entry;
     };
 
-    std::vector<const Archive*> archives_;
+    std::vector<const ArchiveFile*> archives_;
     std::vector<Place> places_;
     std::vector<std::string> damage_;
     std::size_t doubled_ = 0;

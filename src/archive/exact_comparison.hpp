@@ -1,24 +1,16 @@
 // The coefficients of one photograph with many entries of archives: the bits of `compareDistributions`.
 #pragma once
 
+#include <likeness/archive/archive_search.hpp>
 #include <likeness/comparison/photograph_comparison.hpp>
 #include "archive/histogram_code.hpp"
 
 #include <array>
 #include <cstddef>
-#include <optional>
 #include <string_view>
 #include <vector>
 
 namespace likeness {
-
-/// The coefficients of two photographs.
-struct PairCoefficients {
-    LikenessCoefficients five;
-    std::optional<float> hue;  ///< where both have a distribution of it
-
-    float operator[](std::size_t k) const noexcept { return k < correlateNames.size() ? five[k] : hue.value_or(0); }
-};
 
 /// A photograph that others are held against. Immutable.
 class ComparedOnce {

@@ -91,6 +91,15 @@ ArchiveOrigin originOf(const AnalysisOptions& options, const ProfileChoice& prof
     return {LIKENESS_VERSION, parameterFingerprint(options, profiles), comparisonParameters(options, profiles), its};
 }
 
+bool isOfWholePhotographs(const ArchiveOrigin& origin) {
+    for (const char* const part : {";mask=", ";alpha=use", ";region=", ";center-weighted"}) {
+        if (origin.parameters.find(part) != std::string::npos) {
+            return false;
+        }
+    }
+    return true;
+}
+
 PhotographAnalysis analysisOf(ArchivedPhotograph photograph) {
     PhotographAnalysis analysis;
     analysis.problem = std::move(photograph.problem);

@@ -40,6 +40,9 @@ ArchivedPhotograph indexedPhotograph(const std::string& path, AnalysisTables& ta
 /// What this program puts into archives under these options.
 ArchiveOrigin originOf(const AnalysisOptions& options, const ProfileChoice& profiles);
 
+/// Whether every pixel of its photographs counts, by the words of its parameters.
+bool isOfWholePhotographs(const ArchiveOrigin& origin);
+
 /// The analysis of a photograph that stands in an archive, as `analyzePhotograph` would make it again.
 PhotographAnalysis analysisOf(ArchivedPhotograph photograph);
 

@@ -2,6 +2,7 @@
 
 #include <likeness/threads.hpp>
 #include <likeness/version.hpp>
+#include "batch/one_thread_each.hpp"
 #include "batch/output_lock.hpp"
 #include "batch/pair_bench.hpp"
 #include "batch/parameters.hpp"
@@ -13,8 +14,6 @@
 
 #include <fmt/format.h>
 #include <omp.h>
-#include <opencv2/core/utility.hpp>
-#include <opencv2/core/utils/logger.hpp>
 
 #include <algorithm>
 #include <memory>
@@ -62,28 +61,6 @@ void addChecksum(const std::string& path, PhotographAnalysis& analysis) {
         analysis.problem = ": it changed while it was read";
     }
 }
-
-/// As long as it lives, an operation has one thread, and the image library says nothing.
-class OneThreadEach {
-public:
-    OneThreadEach() {
-        setThreads(1);
-        cv::setNumThreads(1);
-        cv::utils::logging::setLogLevel(cv::utils::logging::LOG_LEVEL_SILENT);
-    }
-    ~OneThreadEach() {
-        setThreads(threads_);
-        cv::setNumThreads(imageLibraryThreads_);
-        cv::utils::logging::setLogLevel(level_);
-    }
-    OneThreadEach(const OneThreadEach&) = delete;
-    OneThreadEach& operator=(const OneThreadEach&) = delete;
-
-private:
-    int threads_ = threads();
-    int imageLibraryThreads_ = cv::getNumThreads();
-    cv::utils::logging::LogLevel level_ = cv::utils::logging::getLogLevel();
-};
 
 }  // namespace
 

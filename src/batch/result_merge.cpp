@@ -274,10 +274,11 @@ std::optional<ShardOfPairs> shardOfPairs(const ResultRecord& record) {
     return std::nullopt;
 }
 
-/// The same for an input; none has no records.
+/// The same for an input.
 struct InputOfPairs {
     std::string path;
-    std::optional<ResultRecord> first;
+    std::optional<ResultRecord>
+        first;  ///< its first record, or that of a shard without pairs; nothing of an empty file
     std::optional<ShardOfPairs> shard;
 };
 
@@ -289,6 +290,9 @@ std::vector<InputOfPairs> inputsOfPairs(const std::vector<std::string>& paths) {
         if (ResultRecord record; reader->next(record)) {
             input.shard = shardOfPairs(record);
             input.first = std::move(record);
+        } else if (const ResultRecord* const empty = reader->ofShardWithoutPairs()) {
+            input.shard = shardOfPairs(*empty);
+            input.first = *empty;
         }
         inputs.push_back(std::move(input));
     }
@@ -429,7 +433,8 @@ void ResultMerge::checkShardsOfPairs(const std::string& output) {
     std::vector<std::string> ordered;
     for (const InputOfPairs& input : inputs) {
         if (!input.first) {
-            continue;
+            throw Refusal("'" + input.path +
+                          "' is empty and says of no shard that it is one; darkroom pairs makes it anew");
         }
         if (!input.shard || input.shard->fingerprint != first.fingerprint ||
             input.shard->shard.count != first.shard.count || input.first->version != one->first->version ||
@@ -445,32 +450,21 @@ void ResultMerge::checkShardsOfPairs(const std::string& output) {
         }
         place = &input;
     }
-    // Shards without pairs do not say which they are; they may only be as many as are missing.
     if (inputs.size() != first.shard.count) {
         throw Refusal(fmt::format("the pairs are in {}, and {} given; those without pairs are needed too",
                                   numberOf(first.shard.count, "shard"),
                                   numberOf(inputs.size(), "input is", "inputs are")));
     }
-    std::vector<std::string> emptyPaths;
-    for (const InputOfPairs& input : inputs) {
-        for (const std::string& other : input.first ? std::vector<std::string>() : emptyPaths) {
-            std::error_code error;
-            if (fs::equivalent(input.path, other, error)) {
-                throw Refusal("'" + other + "' and '" + input.path + "' are the same file");
-            }
-        }
-        if (!input.first) {
-            emptyPaths.push_back(input.path);
-        }
-    }
     for (const InputOfPairs* const input : byShard) {
-        if (input != nullptr) {
-            ordered.push_back(input->path);
-        }
+        ordered.push_back(input->path);
     }
-    ordered.insert(ordered.end(), emptyPaths.begin(), emptyPaths.end());
     inputs_ = std::move(ordered);
     std::unordered_set<std::string> known;
+    for (const CarriedValue& value : one->first->carried) {  // of shards without pairs that is all there is
+        if (value.column != pairsShardColumn && known.insert(value.column).second) {
+            columns_.push_back(value.column);
+        }
+    }
     forEachOfShards(inputs_, 0, resultFormatOf("OUT", output), [&](ResultRecord& record) {
         ++pairs_;
         failed_ += record.outcome.compared() ? 0U : 1U;

@@ -52,6 +52,10 @@ inline constexpr const char* hueColumn = "hue";
 /// Merging takes it away: positions and numbers of pairs are those of the shard until then.
 inline constexpr const char* pairsShardColumn = "pairs_shard";
 
+/// What the one record of such a shard says, instead of why a pair could not be compared, where it has no pairs: so it
+/// tells which shard it is, and its results are none of something else. Its pair has no photographs. Readers leave it out.
+inline constexpr const char* shardWithoutPairs = "this shard has no pairs";
+
 /// What is recorded of one photograph of a pair.
 struct PhotographFacts {
     int width = 0;  ///< pixels; 0 if it could not be read

@@ -8,8 +8,39 @@
 #include <cerrno>
 #include <cstring>
 #include <filesystem>
+#include <optional>
+#include <utility>
 
 namespace likeness {
+namespace {
+
+/// Leaves out what says that a shard has no pairs.
+class PairsReader final : public ResultReader {
+public:
+    explicit PairsReader(std::unique_ptr<ResultReader> all) : all_(std::move(all)) {}
+
+    bool next(ResultRecord& record) override {
+        while (all_->next(record)) {
+            if (record.outcome.error != shardWithoutPairs || !record.first.empty() || !record.second.empty()) {
+                return true;
+            }
+            withoutPairs_ = record;
+        }
+        return false;
+    }
+
+    const std::vector<std::string>& columns() const override { return all_->columns(); }
+    bool knowsKinds() const override { return all_->knowsKinds(); }
+    void rest() override { all_->rest(); }
+    Tail tail() const override { return all_->tail(); }
+    const ResultRecord* ofShardWithoutPairs() const override { return withoutPairs_ ? &*withoutPairs_ : nullptr; }
+
+private:
+    std::unique_ptr<ResultReader> all_;
+    std::optional<ResultRecord> withoutPairs_;
+};
+
+}  // namespace
 
 ResultFormat resultFormatOf(const std::string& option, const std::string& path) {
     const std::string extension = lowerCase(std::filesystem::path(path).extension().string());
@@ -26,7 +57,8 @@ ResultFormat resultFormatOf(const std::string& option, const std::string& path) 
 }
 
 std::unique_ptr<ResultReader> openResults(const std::string& path, ResultFormat format) {
-    return format == ResultFormat::sqlite ? openSqliteResults(path) : openTextResults(path, format);
+    return std::make_unique<PairsReader>(format == ResultFormat::sqlite ? openSqliteResults(path)
+                                                                        : openTextResults(path, format));
 }
 
 std::unique_ptr<ResultWriter> writeResults(const ResultFile& file, const ResultReader::Tail& tail) {

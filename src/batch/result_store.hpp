@@ -45,6 +45,10 @@ public:
     /// Gives its file descriptors back; `next` opens the file again and goes on.
     virtual void rest() = 0;
 
+    /// The record of a shard without pairs (`shardWithoutPairs`); null of other results. Known once `next` has returned
+    /// false.
+    virtual const ResultRecord* ofShardWithoutPairs() const { return nullptr; }
+
     /// Known once `next` has returned false.
     virtual Tail tail() const { return {}; }
 };

@@ -41,7 +41,7 @@ protected:
         return {std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
     }
 
-    static std::string refusal(const Archive& archive) {
+    static std::string refusal(const ArchiveFile& archive) {
         try {
             const ApproximateIndex index(archive);
         } catch (const Refusal& refusal) {
@@ -54,7 +54,7 @@ protected:
 };
 
 TEST_F(ApproximateSearch, FindsWhatAnExactOneFinds) {
-    const Archive archive("a");
+    const ArchiveFile archive("a");
     std::size_t told = 0;
     const ApproximateRecall built = buildApproximateIndex(archive, [&](std::size_t done, std::size_t all) {
         EXPECT_EQ(done, ++told);
@@ -87,7 +87,7 @@ TEST_F(ApproximateSearch, FindsWhatAnExactOneFinds) {
 }
 
 TEST_F(ApproximateSearch, HasOneFileForAnArchive) {
-    const Archive archive("a");
+    const ArchiveFile archive("a");
     buildApproximateIndex(archive);
     const std::string bytes = content();
     std::filesystem::remove(approximateIndexPath("a"));
@@ -99,13 +99,13 @@ TEST_F(ApproximateSearch, HasOneFileForAnArchive) {
 }
 
 TEST_F(ApproximateSearch, IsRefusedWhereTheArchiveHasChanged) {
-    buildApproximateIndex(Archive("a"));
+    buildApproximateIndex(ArchiveFile("a"));
     make(entries - 1);
-    EXPECT_NE(refusal(Archive("a")).find("is stale"), std::string::npos);
+    EXPECT_NE(refusal(ArchiveFile("a")).find("is stale"), std::string::npos);
 }
 
 TEST_F(ApproximateSearch, IsRefusedWhereItIsDamaged) {
-    const Archive archive("a");
+    const ArchiveFile archive("a");
     buildApproximateIndex(archive);
     const std::string whole = content();
     const std::string path = approximateIndexPath("a");
@@ -121,7 +121,7 @@ TEST_F(ApproximateSearch, IsRefusedWhereItIsDamaged) {
 
 /// A file whose checksums hold, because somebody made them hold.
 TEST_F(ApproximateSearch, IsRefusedWhereItLeadsOutOfTheArchive) {
-    const Archive archive("a");
+    const ArchiveFile archive("a");
     buildApproximateIndex(archive);
     const std::string whole = content();
     constexpr std::size_t headRoom = 128;
@@ -168,7 +168,7 @@ TEST_F(ApproximateSearch, IsRefusedWhereItLeadsOutOfTheArchive) {
 TEST_F(ApproximateSearch, IsMadeOfFewAndOfNone) {
     for (const std::size_t count : {0U, 1U, 2U}) {
         make(count);
-        const Archive archive("a");
+        const ArchiveFile archive("a");
         EXPECT_EQ(buildApproximateIndex(archive).recall, 1);
         EXPECT_EQ(ApproximateIndex(archive).nearest(madeDistributions(1, 200, 150), {}).size(), count);
     }

@@ -30,7 +30,7 @@ protected:
         writeMade("b", photographs);
     }
 
-    static std::vector<ArchivePair> byForce(const Archive& first, const Archive& second, const PairSearch& search) {
+    static std::vector<ArchivePair> byForce(const ArchiveFile& first, const ArchiveFile& second, const PairSearch& search) {
         std::vector<ArchivePair> pairs;
         std::vector<AppearanceDistributions> all;
         for (std::size_t j = 0; j < second.size(); ++j) {
@@ -80,8 +80,8 @@ protected:
 };
 
 TEST_F(ArchivePairs, AreThoseThatComparingAllFinds) {
-    const Archive a("a");
-    const Archive b("b");
+    const ArchiveFile a("a");
+    const ArchiveFile b("b");
     std::vector<PairSearch> searches(4);
     searches[0].leastScore = 0.8;
     searches[1].least = {0, 0.9F, 0, 0.5F, 0, 0};
@@ -90,7 +90,7 @@ TEST_F(ArchivePairs, AreThoseThatComparingAllFinds) {
     searches[3].leastScore = 0.7;
     searches[3].score.kind = RankingScore::Kind::least;
     for (PairSearch& search : searches) {
-        for (const Archive* second : {&a, &b}) {
+        for (const ArchiveFile* second : {&a, &b}) {
             const std::vector<ArchivePair> expected = byForce(a, *second, search);
             EXPECT_FALSE(expected.empty());
             for (const unsigned threads : {1U, 4U}) {
@@ -104,13 +104,13 @@ TEST_F(ArchivePairs, AreThoseThatComparingAllFinds) {
 }
 
 TEST_F(ArchivePairs, OfAllShardsAreThoseOfOneRun) {
-    const Archive a("a");
-    const Archive b("b");
+    const ArchiveFile a("a");
+    const ArchiveFile b("b");
     std::vector<PairSearch> searches(2);
     searches[0].leastScore = 0.8;
     searches[1].nearest = 3;
     for (PairSearch& search : searches) {
-        for (const Archive* second : {&a, &b}) {
+        for (const ArchiveFile* second : {&a, &b}) {
             const std::vector<ArchivePair> expected = alikePairs(a, *second, search);
             for (const std::uint32_t count : {1U, 3U, 7U, 500U}) {
                 std::vector<ArchivePair> found;
@@ -139,7 +139,7 @@ TEST_F(ArchivePairs, OfAllShardsAreThoseOfOneRun) {
 }
 
 TEST_F(ArchivePairs, AreSharedOutByComparisons) {
-    const Archive a("a");
+    const ArchiveFile a("a");
     const PairSearch search;
     constexpr std::uint32_t count = 4;
     for (std::uint32_t index = 1; index <= count; ++index) {
@@ -153,11 +153,11 @@ TEST_F(ArchivePairs, AreSharedOutByComparisons) {
 }
 
 TEST_F(ArchivePairs, HaveAFingerprintOfAllThatTheyDependOn) {
-    const Archive a("a");
-    const Archive b("b");
+    const ArchiveFile a("a");
+    const ArchiveFile b("b");
     std::set<std::string> fingerprints;
     PairSearch search;
-    const auto add = [&](const Archive& second) { fingerprints.insert(fingerprintOfPairs(a, second, search)); };
+    const auto add = [&](const ArchiveFile& second) { fingerprints.insert(fingerprintOfPairs(a, second, search)); };
     add(a);
     add(b);
     search.leastScore = 0.5;
@@ -177,10 +177,10 @@ TEST_F(ArchivePairs, HaveAFingerprintOfAllThatTheyDependOn) {
         photographs.push_back(madePhotograph(k, seedOf(k)));
     }
     writeMade("c", photographs);
-    const std::string before = Archive("c").identity();
+    const std::string before = ArchiveFile("c").identity();
     photographs[3].modified += 1;  // no byte of the file's size or of the list of blocks changes
     writeMade("c", photographs);
-    EXPECT_NE(Archive("c").identity(), before);
+    EXPECT_NE(ArchiveFile("c").identity(), before);
 }
 
 TEST_F(ArchivePairs, AreKeptInALogThatGoesOn) {
@@ -229,7 +229,7 @@ TEST_F(ArchivePairs, AreKeptInALogThatGoesOn) {
 }
 
 TEST_F(ArchivePairs, HangTogetherInClusters) {
-    const Archive a("a");
+    const ArchiveFile a("a");
     PairSearch search;
     search.leastScore = 0.9999;
     const std::vector<ArchivePair> pairs = alikePairs(a, a, search);
@@ -262,7 +262,7 @@ TEST_F(ArchivePairs, TellTheMiddleOfAChain) {
         photographs.push_back(photograph);
     }
     writeMade("chain", photographs);
-    const Archive chain("chain");
+    const ArchiveFile chain("chain");
     PairSearch search;
     search.leastScore = 0.6;
     const std::vector<ArchivePair> pairs = alikePairs(chain, chain, search);
@@ -276,7 +276,7 @@ TEST_F(ArchivePairs, TellTheMiddleOfAChain) {
 }
 
 TEST_F(ArchivePairs, RefuseMoreThanAllowed) {
-    const Archive a("a");
+    const ArchiveFile a("a");
     PairSearch search;
     search.most = 100;  // of 7,021
     EXPECT_THROW(alikePairs(a, a, search), Refusal);

@@ -30,7 +30,7 @@ protected:
                                                       entry.path = madePath(k);
                                                       return entry;
                                                   }});
-        archive_ = new Archive(file("made"));
+        archive_ = new ArchiveFile(file("made"));
     }
     static void TearDownTestSuite() {
         delete archive_;
@@ -41,7 +41,7 @@ protected:
     static std::string file(const std::string& name) { return folder_->path() / name; }
 
     /// What a comparison of every entry finds.
-    static std::vector<ArchiveHit> byForce(const Archive& archive, const AppearanceDistributions& query,
+    static std::vector<ArchiveHit> byForce(const ArchiveFile& archive, const AppearanceDistributions& query,
                                            const ArchiveSearch& search,
                                            const std::function<AppearanceDistributions(std::size_t)>& of) {
         std::vector<ArchiveHit> all;
@@ -75,7 +75,7 @@ protected:
     }
 
     static inline ScratchDirectory* folder_ = nullptr;
-    static inline Archive* archive_ = nullptr;
+    static inline ArchiveFile* archive_ = nullptr;
 };
 
 TEST_F(ArchiveSearching, FindsWhatComparingAllFinds) {
@@ -150,7 +150,7 @@ TEST_F(ArchiveSearching, FindsPhotographsAsCompareDoes) {
         }
     }
     writeMade(file("photographs"), photographs);
-    const Archive archive(file("photographs"));
+    const ArchiveFile archive(file("photographs"));
     const auto of = [&](std::size_t k) { return photographs[k].distributions; };
     ArchiveSearch search;
     for (const ArchivedPhotograph& query : photographs) {
@@ -171,7 +171,7 @@ TEST_F(ArchiveSearching, NamesDamageAndSearchesTheRest) {
     const std::size_t at = bytes.find(sketches, archive_->block(2).begin);
     bytes[at + 5] = static_cast<char>(bytes[at + 5] ^ 1);
     std::ofstream(file("damaged"), std::ios::binary) << bytes;
-    const Archive damaged(file("damaged"));
+    const ArchiveFile damaged(file("damaged"));
     std::vector<std::string> damage;
     const std::vector<ArchiveHit> hits = nearestEntries(damaged, madeDistributions(3, 200, 150), {}, &damage);
     EXPECT_EQ(hits.size(), 10U);
@@ -203,7 +203,7 @@ TEST_F(ArchiveSearching, FindsAPhotographThatWasAnalysedTwiceOnce) {
         writer.append({before, gone});
         writer.finish();
     }
-    const Archive archive(unfinished);
+    const ArchiveFile archive(unfinished);
     ASSERT_FALSE(archive.finished());
     const std::vector<ArchiveHit> hits = nearestEntries(archive, madeDistributions(4, 200, 150), {});
     ASSERT_EQ(hits.size(), 2U);

@@ -1,330 +1,247 @@
-#include "archive/archive.hpp"
+// The public class, through the module; and the functions that make archives.
+#include <likeness/archive/archive.hpp>
 
+#include <likeness/archive/archive_index.hpp>
+#include <likeness/version.hpp>
 #include "archive/made_photographs.hpp"
+#include "archive/photograph_index.hpp"
 #include "support/scratch_directory.hpp"
 
 #include <gtest/gtest.h>
+#include <opencv2/imgcodecs.hpp>
 
 #include <filesystem>
 #include <fstream>
+#include <iterator>
+#include <set>
+#include <stdexcept>
 
 namespace likeness::testing {
 namespace {
 
 namespace fs = std::filesystem;
 
-/// More than two blocks; every 1000th has a problem.
-std::vector<ArchivedPhotograph> somePhotographs() {
-    std::vector<ArchivedPhotograph> photographs;
-    for (std::size_t k = 0; k < 2 * archive::entriesOfBlock + 100; ++k) {
-        photographs.push_back(madePhotograph(k, k % 16));
-        if (k % 1000 == 999) {
-            photographs.back().problem = ": it is no image";
-            photographs.back().distributions = {};
-            photographs.back().width = photographs.back().height = 0;
-        } else if (k % 10 == 0) {
-            photographs.back().profile = "Display P3";
-            photographs.back().remarks = {"first remark", "second"};
-        }
-    }
-    return photographs;
+std::string contentOf(const std::string& path) {
+    std::ifstream file(path, std::ios::binary);
+    return {std::istreambuf_iterator<char>(file), {}};
 }
 
-void save(const std::string& path, const std::string& bytes) {
-    std::ofstream(path, std::ios::binary) << bytes;
+cv::Mat picture(int k) {
+    cv::Mat made(24, 32, CV_8UC3);
+    cv::RNG random(static_cast<std::uint64_t>(k) + 7);
+    const cv::Scalar base(random.uniform(40, 200), random.uniform(40, 200), random.uniform(40, 200));
+    random.fill(made, cv::RNG::NORMAL, base, cv::Scalar::all(20 + 3 * k));
+    return made;
 }
 
-class ArchiveFile : public ::testing::Test {
+class PublicArchive : public ::testing::Test {
 protected:
-    static void SetUpTestSuite() {
-        folder_ = new ScratchDirectory;
-        photographs_ = new std::vector<ArchivedPhotograph>(somePhotographs());
-        writeMade(whole(), *photographs_);
-    }
-    static void TearDownTestSuite() {
-        delete photographs_;
-        delete folder_;
+    std::string file(const std::string& name) const { return folder_.path() / name; }
+
+    std::vector<std::string> pictures(int count) const {
+        std::vector<std::string> paths;
+        for (int k = 0; k < count; ++k) {
+            paths.push_back(file("p" + std::to_string(k) + ".png"));
+            cv::imwrite(paths.back(), picture(k));
+        }
+        return paths;
     }
 
-    static std::string whole() { return folder_->path() / "whole.likeness"; }
-    static std::string file(const std::string& name) { return folder_->path() / name; }
-    static const std::vector<ArchivedPhotograph>& photographs() { return *photographs_; }
-
-    static inline ScratchDirectory* folder_ = nullptr;
-    static inline std::vector<ArchivedPhotograph>* photographs_ = nullptr;
+    ScratchDirectory folder_;
 };
 
-TEST_F(ArchiveFile, GivesBackWhatWasPutIn) {
-    const Archive archive(whole());
-    EXPECT_TRUE(archive.finished());
+void expectSame(const LikenessCoefficients& a, const LikenessCoefficients& b) {
+    for (std::size_t k = 0; k < correlateNames.size(); ++k) {
+        EXPECT_EQ(a[k], b[k]);
+    }
+}
+
+TEST_F(PublicArchive, GivesTheBitsOfAComparison) {
+    const std::vector<std::string> paths = pictures(6);
+    const IndexSummary made = indexPhotographs(paths, file("a"));
+    EXPECT_EQ(made.photographs, 6U);
+    EXPECT_EQ(made.added, 6U);
+    EXPECT_EQ(made.failed, 0U);
+    const Archive archive(file("a"));
+    ASSERT_EQ(archive.size(), 6U);
+    EXPECT_TRUE(archive.check().empty());
     EXPECT_TRUE(archive.damage().empty());
-    ASSERT_EQ(archive.size(), photographs().size());
-    EXPECT_EQ(archive.blocks(), 3U);
-    EXPECT_TRUE(archive.origin().agreesWith(madeOrigin()));
-    for (std::size_t k = 0; k < archive.size(); k += 37) {
-        const ArchivedPhotograph& put = photographs()[k];
-        const ArchivedPhotograph got = archive.photograph(k);
-        EXPECT_EQ(got.path, put.path);
-        EXPECT_EQ(got.bytes, put.bytes);
-        EXPECT_EQ(got.modified, put.modified);
-        EXPECT_EQ(got.sha256, put.sha256);
-        EXPECT_EQ(got.width, put.width);
-        EXPECT_EQ(got.height, put.height);
-        EXPECT_EQ(got.problem, put.problem);
-        EXPECT_EQ(got.profile, put.profile);
-        EXPECT_EQ(got.remarks, put.remarks);
-        EXPECT_EQ(archive.analysed(k), put.analysed());
-        EXPECT_TRUE(sameDistributions(archive.distributions(k), put.distributions));
-        EXPECT_EQ(archive.find(put.path), k);
+    EXPECT_EQ(archive.pathOf(3), paths[3]);
+    EXPECT_EQ(archive.find(paths[3]), 3U);
+    EXPECT_FALSE(archive.find("nowhere"));
+    EXPECT_EQ(archive.photograph(3).width, 32);
+    const Analysis query = analyze(picture(2));
+    EXPECT_TRUE(sameDistributions(archive.photograph(2).distributions, query.distributions()));
+    EXPECT_TRUE(sameDistributions(archive.distributionsOf(paths[2]), query.distributions()));
+    const std::vector<ArchiveHit> hits = archive.nearest(query);
+    ASSERT_EQ(hits.size(), 6U);
+    EXPECT_EQ(hits[0].entry, 2U);
+    EXPECT_FLOAT_EQ(static_cast<float>(hits[0].score), 1);
+    for (std::size_t i = 0; i < hits.size(); ++i) {
+        expectSame(hits[i].coefficients.five, compare(query, analyze(picture(static_cast<int>(hits[i].entry)))));
+        EXPECT_TRUE(i == 0 || hits[i - 1].score >= hits[i].score);
     }
-    EXPECT_EQ(archive.find("made/00000001.jp"), std::nullopt);
-    EXPECT_EQ(archive.find("zzz"), std::nullopt);
-    EXPECT_THROW(archive.photograph(archive.size()), std::out_of_range);
-    EXPECT_TRUE(archive.check().empty());
-}
-
-TEST_F(ArchiveFile, KeepsTheModel) {
-    ArchiveOrigin origin = madeOrigin();
-    origin.options.hue = HueWeights::chroma;
-    origin.options.model.kind = AppearanceModelKind::ciecam16;
-    origin.options.model.conditions.adaptingLuminance = 0.1 + 0.2;
-    origin.options.model.conditions.background.reset();
-    origin.options.model.pictureWhite = PictureWhite::brightestPixel;
-    origin.options.model.background = 12.5;
-    writeArchive(file("model.likeness"), origin, {0, {}});
-    const Archive archive(file("model.likeness"));
-    EXPECT_EQ(archive.size(), 0U);
-    EXPECT_TRUE(archive.origin().options.model == origin.options.model);
-    EXPECT_EQ(archive.origin().options.hue, origin.options.hue);
-    EXPECT_TRUE(archive.check().empty());
-}
-
-TEST_F(ArchiveFile, IsTheSameBytesFromShardsAndInAnyOrder) {
-    {
-        ArchiveWriter even(file("even"), madeOrigin());
-        ArchiveWriter odd(file("odd"), madeOrigin());
-        std::vector<ArchivedPhotograph> evens;
-        std::vector<ArchivedPhotograph> odds;
-        for (std::size_t k = photographs().size(); k-- > 0;) {
-            (k % 2 == 0 ? evens : odds).push_back(photographs()[k]);
-        }
-        for (std::size_t k = 0; k < evens.size(); k += 100) {
-            const auto begin = evens.begin() + static_cast<std::ptrdiff_t>(k);
-            even.append({begin, begin + static_cast<std::ptrdiff_t>(std::min<std::size_t>(100, evens.size() - k))});
-        }
-        odd.append(odds);
-        even.finish();
-        odd.finish();
-    }
-    const Archive even(file("even"));
-    const Archive odd(file("odd"));
-    EXPECT_FALSE(even.finished());
-    EXPECT_TRUE(even.damage().empty());
-    EXPECT_EQ(even.wholeBytes(), fs::file_size(file("even")));
-    const ArchiveUnion both({&odd, &even});
-    EXPECT_EQ(both.doubled(), 0U);
-    writeArchive(file("joined.likeness"), madeOrigin(), both.entries());
-    EXPECT_EQ(contentOf(file("joined.likeness")), contentOf(whole()));
-}
-
-TEST_F(ArchiveFile, ALaterEntryStandsForAnEarlierOneOfItsPath) {
-    {
-        ArchiveWriter writer(file("twice"), madeOrigin());
-        writer.append({madePhotograph(1, 1), madePhotograph(0, 2)});
-        writer.append({madePhotograph(1, 5)});
-        writer.finish();
-    }
-    const Archive archive(file("twice"));
-    EXPECT_EQ(archive.find(madePath(1)), 2U);
-    const ArchiveUnion all({&archive});
-    EXPECT_EQ(all.doubled(), 1U);
-    ASSERT_EQ(all.size(), 2U);
-    EXPECT_TRUE(sameDistributions(archive.distributions(all.entryOf(1)), madeDistributions(5, 200, 150)));
-}
-
-TEST_F(ArchiveFile, AnUnfinishedOneIsGoodUpToWhereItWasCutOff) {
-    {
-        ArchiveWriter writer(file("unfinished"), madeOrigin());
-        for (std::size_t k = 0; k < 5; ++k) {
-            writer.append({madePhotograph(2 * k, k), madePhotograph(2 * k + 1, k)});
-        }
-        writer.finish();
-    }
-    const std::string bytes = contentOf(file("unfinished"));
-    std::size_t entries = 10;
-    std::size_t steps = 0;
-    for (std::size_t length = bytes.size(); length > 1500; length -= 101, ++steps) {
-        save(file("cut"), bytes.substr(0, length));
-        const Archive cut(file("cut"));
-        EXPECT_LE(cut.size(), entries);
-        EXPECT_LE(cut.wholeBytes(), length);
-        entries = cut.size();
-        for (std::size_t k = 0; k < cut.size(); ++k) {
-            EXPECT_EQ(cut.photograph(k).path, madePath(k));
-        }
-    }
-    EXPECT_EQ(entries, 0U);
-    // It goes on behind the last whole block.
-    save(file("cut"), bytes.substr(0, bytes.size() - 1));
-    std::uint64_t keep = 0;
-    {
-        const Archive cut(file("cut"));
-        EXPECT_EQ(cut.size(), 8U);
-        EXPECT_FALSE(cut.damage().empty());
-        keep = cut.wholeBytes();
-    }
-    ArchiveWriter writer(file("cut"), madeOrigin(), keep);
-    writer.append({madePhotograph(8, 4), madePhotograph(9, 4)});
-    writer.finish();
-    const Archive again(file("cut"));
-    EXPECT_EQ(again.size(), 10U);
-    EXPECT_TRUE(again.damage().empty());
-}
-
-TEST_F(ArchiveFile, AListOfBlocksThatCannotBeTrueIsNotFollowed) {
-    const std::string bytes = contentOf(whole());
-    const Archive good(whole());
-    const std::string blocks = bytes.substr(0, good.wholeBytes());
-    std::vector<archive::BlockPlace> places;
-    for (std::size_t b = 0; b < good.blocks(); ++b) {
-        places.push_back(good.block(b));
-    }
-    // Longer than the file: that block alone is lost, and nothing behind the file is touched.
-    std::vector<archive::BlockPlace> tooLong = places;
-    tooLong[0].bytes = std::uint64_t{1} << 40;
-    save(file("long"), blocks + archive::fileFoot(tooLong, good.head(), blocks.size()));
-    const Archive withLong(file("long"));
-    EXPECT_EQ(withLong.damage().size(), 1U);
-    const ArchiveUnion rest({&withLong});
-    EXPECT_EQ(rest.size(), photographs().size() - archive::entriesOfBlock);
-    // More photographs than the file has room for: the blocks themselves say how many there are.
-    std::vector<archive::BlockPlace> tooMany = places;
-    tooMany[0].entries = 1U << 24;
-    save(file("many"), blocks + archive::fileFoot(tooMany, good.head(), blocks.size()));
-    const Archive withMany(file("many"));
-    EXPECT_EQ(withMany.size(), photographs().size());
-    EXPECT_FALSE(withMany.damage().empty());
-}
-
-TEST_F(ArchiveFile, NamesADamagedBlockAndReadsTheOthers) {
-    const std::string bytes = contentOf(whole());
-    const archive::BlockPlace second = Archive(whole()).block(1);
-    for (const std::uint64_t at : {std::uint64_t{70}, std::uint64_t{2000}, std::uint64_t{300'000}}) {
-        std::string damaged = bytes;
-        damaged[second.begin + at] = static_cast<char>(damaged[second.begin + at] ^ 4);
-        save(file("damaged"), damaged);
-        const Archive archive(file("damaged"));
-        const std::vector<std::string> found = archive.check();
-        ASSERT_EQ(found.size(), 1U);
-        EXPECT_EQ(found[0].rfind("block 2 of '" + file("damaged") + "' (entries 4097 to 8192)", 0), 0U) << found[0];
-        EXPECT_EQ(archive.photograph(0).path, madePath(0));
-        EXPECT_EQ(archive.photograph(8192).path, madePath(8192));
-        const ArchiveUnion rest({&archive});
-        EXPECT_EQ(rest.size(), photographs().size() - archive::entriesOfBlock);
-        EXPECT_EQ(rest.damage().size(), 1U);
+    EXPECT_EQ(archive.nearest(picture(4), {1}).at(0).entry, 4U);
+    ArchiveSearch chroma;
+    chroma.score.weights = {0, 0, 1, 0, 0, 0};
+    chroma.among = [](std::size_t entry) { return entry != 2; };
+    for (const ArchiveHit& hit : archive.nearest(query, chroma)) {
+        EXPECT_NE(hit.entry, 2U);
+        EXPECT_EQ(hit.score, static_cast<double>(hit.coefficients.five.chroma));
     }
 }
 
-TEST_F(ArchiveFile, NamesADamagedEntry) {
-    std::string damaged = contentOf(whole());
-    {
-        const Archive archive(whole());
-        std::uint64_t pixels = 0;
-        const std::string histograms(archive.histograms(4100, pixels));
-        const std::size_t at = damaged.find(histograms, archive.block(1).begin);
-        ASSERT_NE(at, std::string::npos);
-        damaged[at + 20] = static_cast<char>(damaged[at + 20] ^ 1);
+TEST_F(PublicArchive, FindsPairs) {
+    const std::vector<std::string> paths = pictures(5);
+    indexPhotographs({folder_.path()}, file("a"));
+    const Archive archive(file("a"));
+    const std::vector<ArchivePair> pairs = archive.pairs();
+    ASSERT_EQ(pairs.size(), 10U);
+    for (const ArchivePair& pair : pairs) {
+        EXPECT_LT(pair.first, pair.second);
+        expectSame(pair.coefficients.five, compare(analyze(picture(static_cast<int>(pair.first))),
+                                                   analyze(picture(static_cast<int>(pair.second)))));
     }
-    save(file("damaged"), damaged);
-    const Archive archive(file("damaged"));
-    std::size_t unreadable = 0;
-    for (std::size_t k = 4097; k < 4200; ++k) {
-        try {
-            EXPECT_TRUE(sameDistributions(archive.distributions(k), photographs()[k].distributions));
-        } catch (const ArchiveDamage& damage) {
-            EXPECT_NE(std::string(damage.what()).find("entry " + std::to_string(k + 1)), std::string::npos);
-            ++unreadable;
-        }
+    ArchivePairSearch nearest;
+    nearest.nearest = 1;
+    EXPECT_EQ(archive.pairs(nearest).size(), 5U);
+    EXPECT_EQ(archive.pairs(Archive(file("a"))).size(), 25U);
+    EXPECT_EQ(archive.pairs(archive).size(), 25U);
+    ArchivePairSearch few;
+    few.most = 3;
+    EXPECT_THROW(archive.pairs(few), std::runtime_error);
+    ArchivePairSearch stopped;
+    stopped.progress = [](std::size_t, std::size_t) { return false; };
+    EXPECT_THROW(archive.pairs(stopped), Cancelled);
+}
+
+TEST_F(PublicArchive, IsBroughtUpToDate) {
+    std::vector<std::string> paths = pictures(3);
+    indexPhotographs(paths, file("a"));
+    EXPECT_THROW(indexPhotographs(paths, file("a")), std::runtime_error);
+    cv::imwrite(paths[1], picture(9));
+    fs::remove(paths[0]);
+    paths.erase(paths.begin());
+    std::ofstream(file("none.png")) << "no picture";
+    paths.push_back(file("none.png"));
+    IndexOptions update;
+    update.existing = IndexOptions::Existing::updated;
+    std::vector<std::string> warnings;
+    update.warn = [&](const std::string& line) { warnings.push_back(line); };
+    const IndexSummary made = indexPhotographs(paths, file("a"), update);
+    EXPECT_EQ(made.photographs, 3U);
+    EXPECT_EQ(made.added, 1U);
+    EXPECT_EQ(made.changed, 1U);
+    EXPECT_EQ(made.removed, 1U);
+    EXPECT_EQ(made.failed, 1U);
+    ASSERT_EQ(warnings.size(), 1U);
+    EXPECT_NE(warnings[0].find("none.png"), std::string::npos);
+    const Archive archive(file("a"));
+    EXPECT_FALSE(archive.photograph(0).analysed());
+    EXPECT_THROW(archive.distributionsOf(file("none.png")), std::runtime_error);
+    EXPECT_EQ(archive.nearest(picture(9), {1}).at(0).entry, archive.find(file("p1.png")));
+    // The same bytes as of one that is made anew.
+    indexPhotographs(paths, file("b"));
+    EXPECT_EQ(contentOf(file("a")), contentOf(file("b")));
+}
+
+TEST_F(PublicArchive, HoldsAnalysesOfOnesOwn) {
+    std::vector<ArchivedPhotograph> photographs;
+    for (const int k : {2, 0, 1}) {
+        ArchivedPhotograph photograph;
+        photograph.path = "camera/" + std::to_string(k);
+        photograph.width = 32;
+        photograph.height = 24;
+        photograph.distributions = analyze(picture(k)).distributions();
+        photographs.push_back(photograph);
     }
-    EXPECT_EQ(unreadable, 1U);
-    EXPECT_EQ(archive.check().size(), 1U);
+    writeArchive(file("a"), photographs);
+    const Archive archive(file("a"));
+    ASSERT_EQ(archive.size(), 3U);
+    EXPECT_EQ(archive.pathOf(0), "camera/0");
+    EXPECT_EQ(archive.nearest(picture(1), {1}).at(0).entry, 1U);
+    std::swap(photographs[0], photographs[2]);
+    writeArchive(file("b"), photographs);
+    EXPECT_EQ(contentOf(file("a")), contentOf(file("b")));
+    photographs.push_back(photographs.front());
+    EXPECT_THROW(writeArchive(file("c"), photographs), std::invalid_argument);
+    photographs.back().path = "camera/3";
+    photographs.back().width = 0;
+    EXPECT_THROW(writeArchive(file("c"), photographs), std::invalid_argument);
+    EXPECT_FALSE(fs::exists(file("c")));
 }
 
-TEST_F(ArchiveFile, HasItsHeadTwiceAndDoesWithoutItsList) {
-    const std::string bytes = contentOf(whole());
-    std::string damaged = bytes;
-    damaged[40] = '#';
-    save(file("head"), damaged);
-    const Archive head(file("head"));
-    EXPECT_TRUE(head.origin().agreesWith(madeOrigin()));
-    EXPECT_EQ(head.check(), std::vector<std::string>{"the head is damaged"});
-    EXPECT_EQ(head.size(), photographs().size());
-    save(file("list"), bytes.substr(0, bytes.size() - 1));
-    const Archive list(file("list"));
-    EXPECT_EQ(list.size(), photographs().size());
-    EXPECT_EQ(list.damage().size(), 1U);
-    save(file("both"), damaged.substr(0, bytes.size() - 1));
-    EXPECT_THROW(Archive(file("both")), ArchiveDamage);
-}
-
-TEST_F(ArchiveFile, NeverReadsOutsideAMappedFile) {
-    writeMade(file("small"), {madePhotograph(0, 1), madePhotograph(1, 2), madePhotograph(2, 3)});
-    const std::string bytes = contentOf(file("small"));
-    cv::RNG random(11);
-    for (int i = 0; i < 300; ++i) {
-        std::string damaged = bytes;
-        for (int n = random.uniform(1, 20); n > 0; --n) {
-            damaged[static_cast<std::size_t>(random.uniform(0, static_cast<int>(bytes.size())))] =
-                static_cast<char>(random.uniform(0, 256));
-        }
-        if (i % 3 == 0) {
-            damaged.resize(static_cast<std::size_t>(random.uniform(0, static_cast<int>(bytes.size()))));
-        }
-        save(file("damaged"), damaged);
-        try {
-            const Archive archive(file("damaged"));
-            EXPECT_FALSE(archive.check().empty() && archive.finished() && damaged != bytes && archive.size() != 3U);
-        } catch (const Refusal&) {
-        }
+TEST_F(PublicArchive, RefusesWhatItCannotDo) {
+    EXPECT_THROW(Archive(file("none")), std::runtime_error);
+    std::ofstream(file("text")) << "no archive";
+    EXPECT_THROW(Archive(file("text")), std::runtime_error);
+    EXPECT_THROW(indexPhotographs({}, file("a")), std::runtime_error);
+    indexPhotographs(pictures(2), file("a"));
+    const Archive archive(file("a"));
+    EXPECT_THROW(archive.pathOf(2), std::out_of_range);
+    EXPECT_THROW(archive.photograph(2), std::out_of_range);
+    EXPECT_THROW(archive.nearest(picture(0), {0}), std::invalid_argument);
+    ArchiveSearch search;
+    search.score.weights = {0, 0, 0, 0, 0, 1};
+    EXPECT_THROW(archive.nearest(picture(0), search), std::invalid_argument);
+    search.score.weights = {};
+    EXPECT_THROW(archive.nearest(picture(0), search), std::invalid_argument);
+    search = {};
+    search.approximate = true;
+    EXPECT_THROW(archive.nearest(picture(0), search), std::runtime_error);  // there is no index
+    AnalysisOptions published;
+    published.model.kind = AppearanceModelKind::ciecam16;
+    EXPECT_THROW(archive.nearest(analyze(picture(0), published)), std::invalid_argument);
+    const AnalysisOptions hue{false, published.model, HueWeights::pixels};
+    IndexOptions options;
+    options.analysis = hue;
+    indexPhotographs(pictures(2), file("hue"), options);
+    EXPECT_TRUE(Archive(file("hue")).nearest(picture(0)).at(0).coefficients.hue.has_value());
+    EXPECT_THROW(archive.pairs(Archive(file("hue"))), std::runtime_error);
+    options = {};
+    options.progress = [](std::size_t, std::size_t) { return false; };
+    options.jobs = 1;
+    try {
+        indexPhotographs(pictures(2), file("stopped"), options);  // it may have been done before it was asked
+    } catch (const Cancelled&) {
+        EXPECT_FALSE(fs::exists(file("stopped")));
     }
 }
 
-TEST_F(ArchiveFile, RefusesWhatIsNone) {
-    const auto message = [](const std::string& path) {
-        try {
-            const Archive archive(path);
-        } catch (const Refusal& refusal) {
-            return std::string(refusal.what());
-        }
-        return std::string();
-    };
-    EXPECT_EQ(message(file("none")), "cannot read '" + file("none") + "': No such file or directory");
-    EXPECT_EQ(message(folder_->path()), "cannot read '" + folder_->path().string() + "': Is a directory");
-    save(file("empty"), "");
-    EXPECT_EQ(message(file("empty")), "'" + file("empty") + "' is no archive: it is empty");
-    save(file("text"), "this is a text of more than thirty-two bytes");
-    EXPECT_EQ(message(file("text")), "'" + file("text") + "' is no archive");
-    EXPECT_EQ(message("/dev/null"), "'/dev/null' is no archive: it is no regular file");
-    EXPECT_FALSE(isArchive(file("text")));
-    EXPECT_TRUE(isArchive(whole()));
+TEST_F(PublicArchive, FindsNothingDamagedInSilence) {
+    indexPhotographs(pictures(8), file("a"));
+    std::string bytes = contentOf(file("a"));
+    const ArchiveFile whole(file("a"));
+    std::uint64_t pixels = 0;
+    const std::string_view histograms = whole.histograms(4, pixels);
+    const std::size_t place = bytes.find(histograms);
+    ASSERT_NE(place, std::string::npos);
+    bytes[place + histograms.size() / 2] = static_cast<char>(bytes[place + histograms.size() / 2] ^ 0x55);
+    std::ofstream(file("b"), std::ios::binary) << bytes;
+    const Archive archive(file("b"));
+    EXPECT_FALSE(archive.check().empty());
+    EXPECT_THROW(archive.nearest(picture(0)), std::runtime_error);
+    std::vector<std::string> told;
+    ArchiveSearch search;
+    search.damaged = [&](const std::string& line) { told.push_back(line); };
+    EXPECT_EQ(archive.nearest(picture(0), search).size(), 7U);
+    EXPECT_EQ(told.size(), 1U);
 }
 
-TEST_F(ArchiveFile, LeavesTheOldOneWhereTheNewOneCannotBeWritten) {
-    writeMade(file("kept"), {madePhotograph(0, 1)});
-    const std::string bytes = contentOf(file("kept"));
-    const ArchiveEntries failing{5, [](std::size_t k) -> archive::StoredEntry {
-                                     if (k == 3) {
-                                         throw Refusal("cannot read");
-                                     }
-                                     return archive::stored(madePhotograph(k, k));
-                                 }};
-    const std::size_t files =
-        static_cast<std::size_t>(std::distance(fs::directory_iterator(folder_->path()), fs::directory_iterator()));
-    EXPECT_THROW(writeArchive(file("kept"), madeOrigin(), failing), Refusal);
-    EXPECT_EQ(contentOf(file("kept")), bytes);
-    EXPECT_EQ(
-        static_cast<std::size_t>(std::distance(fs::directory_iterator(folder_->path()), fs::directory_iterator())),
-        files);
+TEST(OriginsOfParts, AreToldFromThoseOfWholePhotographs) {
+    ProfileChoice profiles;
+    EXPECT_TRUE(isOfWholePhotographs(originOf({}, profiles)));
+    profiles.part.alpha.use = AlphaChoice::Use::over;  // every pixel counts
+    EXPECT_TRUE(isOfWholePhotographs(originOf({}, profiles)));
+    profiles.part = {};
+    profiles.part.centerWeighted = true;
+    EXPECT_FALSE(isOfWholePhotographs(originOf({}, profiles)));
+    profiles.part = {};
+    profiles.part.regions.push_back({"0,0,50%,50%", {}});
+    EXPECT_FALSE(isOfWholePhotographs(originOf({}, profiles)));
+    profiles.part = {};
+    profiles.part.alpha.use = AlphaChoice::Use::weight;
+    EXPECT_FALSE(isOfWholePhotographs(originOf({}, profiles)));
 }
 
 }  // namespace

@@ -7,6 +7,7 @@
 #include <opencv2/imgcodecs.hpp>
 
 #include <regex>
+#include <sstream>
 
 namespace likeness::testing {
 namespace {
@@ -47,6 +48,28 @@ TEST(TeachingExamples, AppearanceMapsLeaveTheLightness) {
     expectPicture(folder.path() / "lightness.png", appearanceMaps(cv::imread(photo("cat.jpg"))).lightness * 2.55);
 }
 
+#ifdef LIKENESS_DARKROOM  // with it the module of archives is built
+TEST(TeachingExamples, ArchivesTellTheNearest) {
+    const ScratchDirectory folder;
+    const std::vector<std::string> call = {programs + "/photograph_archive", "photos.likeness", photo("cat.jpg"),
+                                           photo("coffee.jpg")};
+    const Outcome example = run(call, folder.path());
+    EXPECT_EQ(example.status, 0) << example.err;
+    const AppearanceDistributions cat = appearanceDistributions(cv::imread(photo("cat.jpg")));
+    const AppearanceDistributions coffee = appearanceDistributions(cv::imread(photo("coffee.jpg")));
+    const LikenessCoefficients k = compareDistributions(cat, coffee);
+    std::ostringstream expected;
+    const double mean = (double{k.brightness} + double{k.lightness} + double{k.chroma} + double{k.colorfulness} +
+                         double{k.saturation}) /
+                        5;
+    expected << "2 photographs, 2 new\n"
+             << photo("cat.jpg") << " looks most like " << photo("coffee.jpg") << ": " << mean << '\n'
+             << photo("coffee.jpg") << " looks most like " << photo("cat.jpg") << ": " << mean << '\n';
+    EXPECT_EQ(example.out, expected.str());
+    EXPECT_EQ(run(call, folder.path()).out.rfind("2 photographs, 0 new\n", 0), 0U);
+}
+#endif
+
 TEST(TeachingExamples, TransferLeavesAPicture) {
     const ScratchDirectory folder;
     const Outcome example =
@@ -60,7 +83,7 @@ TEST(TeachingExamples, TransferLeavesAPicture) {
 
 TEST(TeachingExamples, RefuseOtherNumbersOfArguments) {
     const ScratchDirectory folder;
-    for (const char* const name : {"compare_photographs", "appearance_maps", "transfer_colors"}) {
+    for (const char* const name : {"compare_photographs", "appearance_maps", "photograph_archive", "transfer_colors"}) {
         EXPECT_EQ(run({programs + "/" + name}, folder.path()).status, 2) << name;
     }
 }

@@ -103,4 +103,4 @@ def test_examples_of_the_guide_hold(photos, tmp_path, monkeypatch):
         str(root / "docs/python.md"), module_relative=False, globs={"folder": tmp_path}, verbose=False
     )
     assert results.failed == 0 and results.attempted > 40
-    assert {path.name for path in tmp_path.iterdir()} == {"maps.png", "table.png", "coffee.png"}
+    assert {path.name for path in tmp_path.iterdir()} == {"maps.png", "table.png", "coffee.png", "photos.likeness"}

@@ -55,7 +55,7 @@ TEST_F(DarkroomIndex, KeepsWhatAnAnalysisFinds) {
     const Outcome done = expectDone({"index", photos(), "-o", "a.likeness"});
     EXPECT_NE(done.err.find("12 photographs, 0 failed; 12 added, 0 changed, 0 removed"), std::string::npos) << done.err;
     EXPECT_EQ(filesLeft(), std::vector<std::string>{"a.likeness"});
-    const Archive archive(output("a.likeness"));
+    const ArchiveFile archive(output("a.likeness"));
     ASSERT_EQ(archive.size(), 12U);
     AnalysisTables tables;
     for (std::size_t entry = 0; entry < archive.size(); ++entry) {
@@ -182,7 +182,7 @@ TEST_F(DarkroomIndex, AStoppedOverwriteWithOtherParametersGoesOn) {
         writer.finish();
     }
     expectDone({"index", photos(), "-o", "a", "--resume", "--hue", "--quiet"});
-    EXPECT_TRUE(Archive(output("a")).origin().options.hue.has_value());
+    EXPECT_TRUE(ArchiveFile(output("a")).origin().options.hue.has_value());
 }
 
 TEST_F(DarkroomIndex, RepairsWhatIsDamaged) {

@@ -156,11 +156,56 @@ TEST_F(DarkroomPairs, OfShardsWithoutAnyAreMerged) {
     EXPECT_EQ(linesOf(contentOf(output("one.jsonl"))).size(), 4U);
 }
 
+TEST_F(DarkroomPairs, OfShardsThatAllLackThemAreMergedIntoNone) {
+    for (const std::string format : {"jsonl", "csv", "db"}) {
+        std::vector<std::string> merge = {"merge", "merged." + format, "--quiet"};
+        for (const std::string shard : {"2", "1"}) {
+            const std::string name = shard + "." + format;
+            expectDone({"pairs", "a", "--min", "1", "--by", "least", "--shard", shard + "/2", "-o", name, "--quiet"});
+            merge.push_back(name);
+        }
+        expectDone(merge);
+        expectDone({"pairs", "a", "--min", "1", "--by", "least", "-o", "one." + format, "--quiet"});
+        if (format != "db") {
+            EXPECT_EQ(contentOf(output("merged." + format)), contentOf(output("one." + format)));
+        }
+        const auto report = [&](const std::string& results) {
+            return darkroom({"report", results, "-o", "report.html", "--quiet", "--overwrite"}).status;
+        };
+        EXPECT_EQ(report("1." + format), report("one." + format));
+        // Whoever forgot one has no whole result.
+        expectRefused({"merge", "m." + format, "1." + format},
+                      "the pairs are in 2 shards, and 1 input is given; those without pairs are needed too");
+        expectRefused({"merge", "m." + format, "1." + format, "1." + format},
+                      "'1." + format + "' and '1." + format + "' are both shard 1/2");
+    }
+}
+
+TEST_F(DarkroomPairs, AnEmptyFileIsNoShard) {
+    expectDone({"pairs", "a", "--min", "0.9", "--shard", "1/2", "-o", "1.jsonl", "--quiet"});
+    saveText("alien.jsonl", "");
+    expectRefused(
+        {"merge", "m.jsonl", "1.jsonl", input("alien.jsonl")},
+        "'" + input("alien.jsonl") + "' is empty and says of no shard that it is one; darkroom pairs makes it anew");
+}
+
+TEST_F(DarkroomPairs, OfPartsSayNothingOfBackgrounds) {
+    fs::create_directory(input("sizes"));
+    cv::imwrite(input("sizes/large.png"), cv::Mat(1080, 1920, CV_8UC3, cv::Scalar(90, 120, 150)));
+    cv::imwrite(input("sizes/small.png"), cv::Mat(40, 60, CV_8UC3, cv::Scalar(90, 120, 150)));
+    expectDone({"index", input("sizes"), "-o", "whole", "--quiet"});
+    expectDone({"index", input("sizes"), "-o", "part", "--region", "0,0,2,2", "--quiet"});
+    expectDone({"pairs", "whole", "--min", "0", "-o", "whole.jsonl", "--quiet"});
+    expectDone({"pairs", "part", "--min", "0", "-o", "part.jsonl", "--quiet"});
+    EXPECT_NE(contentOf(output("whole.jsonl")).find("backgrounds"), std::string::npos);
+    EXPECT_EQ(contentOf(output("part.jsonl")).find("backgrounds"), std::string::npos);
+}
+
 TEST_F(DarkroomPairs, GoOnWhereAKilledRunStopped) {
     expectDone({"pairs", "a", "--min", "0.4", "-o", "one.jsonl", "--quiet"});
     const std::string expected = contentOf(output("one.jsonl"));
     // What a run leaves that was killed between finding and writing: of the first five photographs.
-    const Archive archive(output("a"));
+    const ArchiveFile archive(output("a"));
     PairSearch search;
     search.leastScore = 0.4;
     const std::string key = fmt::format("{:016x}", mixed(fnv1a(fingerprintOfPairs(archive, archive, search) + " 1/1")));

@@ -57,6 +57,41 @@ TEST_F(DarkroomSearch, PrintsTheNumbersOfCompare) {
     EXPECT_EQ(results[4].at("path"), photograph(2));
 }
 
+TEST_F(DarkroomSearch, TakesThePartThatCountsOfFiles) {
+    expectDone({"index", input("photos"), "-o", "part", "--center-weighted", "--quiet"});
+    const std::string query = photo("cat.jpg");
+    const auto first = [&](const std::vector<std::string>& call) {
+        return Json::parse(expectDone(call).out).at("results").at(0);
+    };
+    // A whole photograph is none of what the archive is made of.
+    EXPECT_NE(darkroom({"search", "part", query}).err.find("was made with other parameters"), std::string::npos);
+    const Json found = first({"search", "part", query, "--center-weighted", "--top", "1", "--json", "--quiet"});
+    const Json compared =
+        Json::parse(expectDone({"compare", query, found.at("path"), "--center-weighted", "--json", "--quiet"}).out)
+            .at("coefficients");
+    for (const auto& [name, value] : compared.items()) {
+        EXPECT_EQ(found.at(name), value) << name;
+    }
+    // Entries are of the part already, named with it or without.
+    EXPECT_EQ(first({"search", "part", photograph(2), "--json", "--quiet"}).at("path"), photograph(2));
+    EXPECT_EQ(first({"search", "part", photograph(2), "--center-weighted", "--json", "--quiet"}).at("path"),
+              photograph(2));
+    EXPECT_NE(darkroom({"search", "part", query, "--region", "0,0,50%,50%"}).err.find("was made with other parameters"),
+              std::string::npos);
+    // Of whole photographs a part may be searched for, and that is said.
+    const Outcome mixed = expectDone({"search", "a", photograph(2), query, "--region", "0,0,50%,50%", "--json"});
+    EXPECT_NE(mixed.err.find("is of whole photographs, and a part is searched for"), std::string::npos) << mixed.err;
+    const Json of = Json::parse(mixed.out).at("results").at(0);
+    cv::Mat pixels = cv::imread(photograph(2));
+    pixels = pixels(cv::Rect(0, 0, pixels.cols / 2, pixels.rows / 2)).clone();
+    cv::imwrite(output("quarter.png"), pixels);
+    const Json quarter =
+        Json::parse(expectDone({"compare", "quarter.png", of.at("path"), "--json", "--quiet"}).out).at("coefficients");
+    for (const auto& [name, value] : quarter.items()) {
+        EXPECT_EQ(of.at(name), value) << name;
+    }
+}
+
 TEST_F(DarkroomSearch, ShowsNamesEscaped) {
     fs::copy_file(photograph(0), input("photos/a\x1b[31m\nforged.jpg"));
     expectDone({"index", input("photos"), "-o", "hostile", "--quiet"});

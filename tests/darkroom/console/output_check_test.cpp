@@ -193,7 +193,7 @@ const std::map<std::string, Files>& filesOfSubcommands() {
         {"batch", {{"LIST", "--root", "--conditions", "--archive", "--predict"}, {"--output"}}},
         {"index",
          {{"PHOTOS", "--list", "--conditions", "--mask", "--output"}, {}}},  // what is no archive is not replaced
-        {"search", {{"ARCHIVE", "QUERY", "--list"}, {"--output", "--report"}}},
+        {"search", {{"ARCHIVE", "QUERY", "--list", "--mask"}, {"--output", "--report"}}},
         {"pairs", {{"ARCHIVE", "OTHER"}, {"--output", "--clusters"}}},
         {"repair", {{"ARCHIVE"}, {"--output"}}},
         {"merge", {{"OUT", "IN"}, {}}},

@@ -1,5 +1,5 @@
 // darkroom batch: many pairs of photographs, compared and recorded so that nothing is lost.
-#include "archive/archive.hpp"
+#include "archive/archive_file.hpp"
 #include "archive/photograph_index.hpp"
 #include "batch/batch_run.hpp"
 #include "batch/distance_columns.hpp"
@@ -191,7 +191,7 @@ public:
     }
 
 private:
-    Archive archive_;
+    ArchiveFile archive_;
     bool check_;
     bool wholePhotographs_ = true;
 };

@@ -31,11 +31,11 @@ ExitStatus mergeArchives(const Console& console, const Options& options) {
     if (std::filesystem::exists(options.output, error) && !options.overwrite) {
         throw Refusal("OUT: '" + options.output + "' exists; --overwrite replaces it");
     }
-    std::vector<std::unique_ptr<Archive>> archives;
-    std::vector<const Archive*> parts;
+    std::vector<std::unique_ptr<ArchiveFile>> archives;
+    std::vector<const ArchiveFile*> parts;
     for (const std::string& input : options.inputs) {
-        archives.push_back(std::make_unique<Archive>(input));
-        const Archive& archive = *archives.back();
+        archives.push_back(std::make_unique<ArchiveFile>(input));
+        const ArchiveFile& archive = *archives.back();
         if (!archive.finished()) {
             throw Refusal("'" + input + "' is unfinished or damaged; darkroom index --resume or repair first");
         }

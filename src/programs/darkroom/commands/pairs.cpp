@@ -88,7 +88,7 @@ void addLimits(const std::string& text, PairSearch& search, CoefficientLimits& n
     }
 }
 
-std::string clusterTable(const Archive& archive, const std::vector<ArchiveCluster>& clusters) {
+std::string clusterTable(const ArchiveFile& archive, const std::vector<ArchiveCluster>& clusters) {
     std::string table = csvLine({"cluster", "size", "representative", "path", "mean"});
     for (std::size_t number = 0; number < clusters.size(); ++number) {
         const ArchiveCluster& cluster = clusters[number];
@@ -112,7 +112,7 @@ bool sameBytes(const std::string& first, const std::string& second) {
 /// One run: pairs are found and kept in a log, then grouped and recorded.
 class Run {
 public:
-    Run(const Console& console, const Options& options, const Archive& first, const Archive& second,
+    Run(const Console& console, const Options& options, const ArchiveFile& first, const ArchiveFile& second,
         const PairSearch& search, Shard shard)
         : console_(console),
           options_(options),
@@ -121,6 +121,7 @@ public:
           search_(search),
           shard_(shard),
           entries_(entriesOfShard(first, second, search, shard)),
+          ofWhole_(isOfWholePhotographs(first.origin())),
           fingerprint_(fingerprintOfPairs(first, second, search)),
           key_(fmt::format("{:016x}", mixed(fnv1a(fmt::format("{} {}/{}", fingerprint_, shard.index, shard.count))))),
           output_(behindLinks(options.output)),
@@ -282,10 +283,12 @@ private:
         console_.tell("wrote '" + options_.clusters + "': " + numberOf(clusters.size(), "group"));
     }
 
-    PhotographAnalysis analysed(const Archive& archive, std::uint32_t entry) const {
+    PhotographAnalysis analysed(const ArchiveFile& archive, std::uint32_t entry) const {
         ArchivedPhotograph photograph = archive.photograph(entry);
         photograph.distributions = archive.distributions(entry);
-        return analysisOf(std::move(photograph));
+        PhotographAnalysis analysis = analysisOf(std::move(photograph));
+        analysis.countedPixels = ofWhole_ ? 0 : -1;
+        return analysis;
     }
 
     /// Writes the pairs as a batch records them, under a working name that then becomes the output's.
@@ -343,7 +346,7 @@ private:
                     outcome.distances = distancesOf(firstAnalysis.distributions, secondAnalysis.distributions);
                 }
                 records.push_back(recordOf(pair, state_.pairs, std::move(outcome), origin));
-                if (position % Archive::worthForgetting == 0) {
+                if (position % ArchiveFile::worthForgetting == 0) {
                     first_.forgetIfLarge();
                     second_.forgetIfLarge();
                 }
@@ -355,6 +358,15 @@ private:
                     }
                 }
             });
+            if (state_.pairs == 0 && !shard_.whole()) {
+                Pair none;
+                none.position = 1;
+                none.id = pairsShardColumn;
+                none.carried = carried;
+                PairOutcome outcome;
+                outcome.error = shardWithoutPairs;
+                writer->append({recordOf(none, 1, std::move(outcome), origin)});
+            }
             writer->finish();
             checkpointResults(file.path, file.format);
         } catch (...) {
@@ -382,11 +394,12 @@ private:
 
     const Console& console_;
     const Options& options_;
-    const Archive& first_;
-    const Archive& second_;
+    const ArchiveFile& first_;
+    const ArchiveFile& second_;
     const PairSearch& search_;
     Shard shard_;
     EntryRange entries_;
+    bool ofWhole_;  ///< whether all of each photograph counts
     std::string fingerprint_;
     std::string key_;  ///< of the log: the fingerprint with the shard
     std::string output_;
@@ -432,8 +445,8 @@ ExitStatus pairs(const Console& console, const Options& options) {
     if (fs::exists(status) && !options.overwrite && !options.resume) {
         throw Refusal("--output: '" + options.output + "' exists; --overwrite replaces it");
     }
-    const Archive first(options.archive);
-    std::optional<Archive> another;
+    const ArchiveFile first(options.archive);
+    std::optional<ArchiveFile> another;
     if (!options.other.empty()) {
         another.emplace(options.other);
         if (!another->origin().agreesWith(first.origin())) {
@@ -441,8 +454,8 @@ ExitStatus pairs(const Console& console, const Options& options) {
                           options.archive + "'");
         }
     }
-    const Archive& second = another ? *another : first;
-    for (const Archive* archive : {&first, &second}) {
+    const ArchiveFile& second = another ? *another : first;
+    for (const ArchiveFile* archive : {&first, &second}) {
         for (const std::string& damage : archive->damage()) {
             console.warn("'" + archive->path() + "': " + damage + "; darkroom repair keeps what can be read");
         }

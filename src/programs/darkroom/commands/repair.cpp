@@ -25,7 +25,7 @@ ExitStatus repair(const Console& console, const Options& options) {
     if (std::filesystem::exists(options.output, error) && !options.overwrite) {
         throw Refusal("--output: '" + options.output + "' exists; --overwrite replaces it");
     }
-    const Archive archive(options.archive);
+    const ArchiveFile archive(options.archive);
     for (const std::string& damage : archive.damage()) {
         console.warn("'" + options.archive + "': " + damage);
     }

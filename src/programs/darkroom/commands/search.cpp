@@ -1,9 +1,8 @@
 // darkroom search: the photographs of an archive that look most like one.
 #include <likeness/threads.hpp>
-#include <likeness/version.hpp>
 #include "archive/approximate_index.hpp"
+#include "archive/archive_query.hpp"
 #include "archive/archive_search.hpp"
-#include "archive/photograph_index.hpp"
 #include "batch/correlates.hpp"
 #include "batch/distance_columns.hpp"
 #include "commands/subcommands.hpp"
@@ -12,6 +11,7 @@
 #include "console/json_output.hpp"
 #include "console/option_checks.hpp"
 #include "console/output_check.hpp"
+#include "console/part_options.hpp"
 #include "console/progress.hpp"
 #include "diagnostics/number_text.hpp"
 #include "diagnostics/shown_text.hpp"
@@ -22,6 +22,7 @@
 #include "files/replaced_file.hpp"
 #include "pages/html_page.hpp"
 #include "pages/search_report.hpp"
+#include "photofile/counted_part.hpp"
 #include "photofile/image_input.hpp"
 
 #include <fmt/format.h>
@@ -59,6 +60,7 @@ struct Options {
     bool csv = false;
     std::string output;
     std::string report;
+    PartOptions part;
 };
 
 const std::vector<std::string> rankings = {"mean",   "least",        "brightness", "lightness",
@@ -158,54 +160,6 @@ private:
     double number_ = 0;
 };
 
-/// What is searched for.
-struct Query {
-    std::string path;
-    std::optional<std::size_t> entry;  ///< of the archive, where it is one
-    AppearanceDistributions distributions;
-};
-
-void refuseOtherOrigin(const Console& console, const Archive& archive) {
-    const ArchiveOrigin own = originOf(archive.origin().options, console.profiles());
-    if (own.version != archive.origin().version) {
-        throw Refusal("ARCHIVE: '" + archive.path() + "' was made by likeness " + archive.origin().version +
-                      ", and this is " + own.version + "; darkroom index --overwrite makes it anew");
-    }
-    if (!own.agreesWith(archive.origin())) {
-        throw Refusal("ARCHIVE: '" + archive.path() + "' was made with other parameters (" +
-                      archive.origin().parameters + "; now " + own.parameters +
-                      "); give the same options of profiles as its index had. An archive of parts of photographs "
-                      "is searched by the names of its entries, and by pairs");
-    }
-}
-
-Query queryOf(const Console& console, const Archive& archive, const std::string& path) {
-    Query query{path, archive.find(path), {}};
-    if (query.entry) {
-        const ArchivedPhotograph entry = archive.photograph(*query.entry);
-        const bool gone = !stateOf(path).exists;
-        if (gone || isCurrent(entry)) {
-            if (!entry.analysed()) {
-                throw Refusal("QUERY: cannot read '" + path + "'" + entry.problem);
-            }
-            query.distributions = archive.distributions(*query.entry);
-            return query;
-        }
-        console.warn("'" + path +
-                     "' has changed since it was indexed: the file is analysed; darkroom index --update "
-                     "brings the archive up to date");
-    }
-    refuseOtherOrigin(console, archive);
-    AnalysisTables tables;
-    PhotographAnalysis analysis =
-        analyzePhotograph(path, tables, console.mostPixels(), archive.origin().options, console.profiles());
-    if (!analysis.problem.empty()) {
-        throw Refusal("QUERY: cannot read '" + path + "'" + analysis.problem);
-    }
-    query.distributions = std::move(analysis.distributions);
-    return query;
-}
-
 std::string lineOfCoefficients(const PairCoefficients& coefficients) {
     std::string line;
     for (std::size_t k = 0; k < correlateNames.size(); ++k) {
@@ -232,7 +186,7 @@ std::string textOf(const std::vector<SearchedPhotograph>& searched) {
     return text;
 }
 
-std::string jsonText(const Archive& archive, const Options& options, const std::string& ranking,
+std::string jsonText(const ArchiveFile& archive, const Options& options, const std::string& ranking,
                      const std::vector<SearchedPhotograph>& searched) {
     nlohmann::ordered_json json = jsonOfSchema("search", jsonVersion);
     json["archive"] = validUtf8(options.archive);
@@ -363,13 +317,14 @@ ExitStatus search(const Console& console, const Options& options) {
     inputs.push_back(options.archive);
     inputs.insert(inputs.end(), options.lists.begin(), options.lists.end());
     OutputPlan plan(console, inputs);
+    plan.mayRead(options.part.mask);
     if (!options.output.empty()) {
         plan.file("--output", options.output);
     }
     if (!options.report.empty()) {
         plan.page("--report", options.report);
     }
-    const Archive archive(options.archive);
+    const ArchiveFile archive(options.archive);
     for (const std::string& damage : archive.damage()) {
         console.warn("'" + options.archive + "': " + damage + "; darkroom repair keeps what can be read");
     }
@@ -386,12 +341,18 @@ ExitStatus search(const Console& console, const Options& options) {
         console.tell(fmt::format("approximate: recall at 10 {:.3f}, measured on {} when the index was made",
                                  index->recall(), numberOf(index->sample(), "photograph")));
     }
+    const ProfileChoice profiles = profilesWith(chosenPart(options.part), console.profiles());
     std::vector<SearchedPhotograph> searched;
     {
         Progress progress(console, "searching", static_cast<int>(queries.size()));
         std::set<std::string> told;
         for (const std::string& path : queries) {
-            const Query query = queryOf(console, archive, path);
+            const ArchiveQuery query =
+                archiveQuery(archive, path, console.mostPixels(), profiles, [&](const std::string& line) {
+                    if (told.insert(line).second) {
+                        console.warn(line);
+                    }
+                });
             asked.among = {};
             if (!filters.empty() || (options.others && query.entry)) {
                 asked.among = [&](std::size_t entry) {
@@ -509,6 +470,7 @@ Action declareSearch(OptionParser& app) {
     app.addOption("--report", options->report,
                   optionText("Page with small pictures of the photographs, in one file", "--report nearest.html"))
         ->typeName("FILE.html");
+    addPartOptions(app, options->part);
     return [options](const Console& console) { return search(console, *options); };
 }
 

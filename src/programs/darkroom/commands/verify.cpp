@@ -1,5 +1,5 @@
 // darkroom verify: how the results of a batch stand to its list, and whether an archive is whole.
-#include "archive/archive.hpp"
+#include "archive/archive_file.hpp"
 #include "batch/result_store.hpp"
 #include "batch/result_text.hpp"
 #include "batch/stable_hash.hpp"
@@ -132,7 +132,7 @@ ExitStatus verifyArchive(const Options& options) {
     if (!options.list.format.empty() || !options.list.shard.empty()) {
         throw Refusal("--list-format, --shard: an archive has no list");
     }
-    const Archive archive(options.list.path);
+    const ArchiveFile archive(options.list.path);
     std::vector<std::string> found = archive.check();
     if (!archive.finished() && !archive.head().edges) {
         found.insert(found.begin(), "it is unfinished; darkroom index --resume goes on");

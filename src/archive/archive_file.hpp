@@ -24,15 +24,15 @@ public:
 };
 
 /// An archive in a file.
-class Archive {
+class ArchiveFile {
 public:
     /// Maps the file and reads its head and its list of blocks.
     /// @throws Refusal        it cannot be read, is no archive, or one of another version of the format
     /// @throws ArchiveDamage  neither of the copies of its head can be read
-    explicit Archive(const std::string& path);
-    ~Archive();
-    Archive(const Archive&) = delete;
-    Archive& operator=(const Archive&) = delete;
+    explicit ArchiveFile(const std::string& path);
+    ~ArchiveFile();
+    ArchiveFile(const ArchiveFile&) = delete;
+    ArchiveFile& operator=(const ArchiveFile&) = delete;
 
     const std::string& path() const noexcept { return path_; }
     const ArchiveOrigin& origin() const noexcept { return head_.origin; }
