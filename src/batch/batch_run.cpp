@@ -118,6 +118,10 @@ BatchEnd BatchRun::run() {
         tell(fmt::format("photographs of {} have changed since; they are compared again",
                          numberOf(earlier_.changed, "recorded pair")));
     }
+    if (earlier_.withoutChecksums > 0) {
+        tell(fmt::format("{} without checksums of the photographs; they are compared again for --checksums",
+                         numberOf(earlier_.withoutChecksums, "pair is recorded", "pairs are recorded")));
+    }
     if (earlier_.recorded > 0) {
         tell(fmt::format("{} of {} recorded already", earlier_.recorded, numberOf(pairs_.size(), "pair")));
     }

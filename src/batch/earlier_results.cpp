@@ -137,6 +137,7 @@ public:
             earlier.tail = {};
             earlier.dropped = 0;
             changed_ = 0;
+            withoutChecksums_ = 0;
             collect(file_.path, earlier.known, &earlier.dropped);
             // The output stays the file that it is, which is locked and may have several names.
             writeUnion(earlier.known, previous);
@@ -149,6 +150,7 @@ public:
             earlier.tail = {};
         }
         earlier.changed = changed_;
+        earlier.withoutChecksums = withoutChecksums_;
         earlier.upgraded = upgraded_;
         earlier.damaged = damaged_;
         return earlier;
@@ -212,8 +214,16 @@ private:
         }
         const bool changed = hasChanged(record.outcome, record.first, record.outcome.first) ||
                              hasChanged(record.outcome, record.second, record.outcome.second);
+        const bool unproved = !changed && (lacksChecksum(record.first, record.outcome.first) ||
+                                           lacksChecksum(record.second, record.outcome.second));
         changed_ += changed ? 1U : 0U;
-        return changed;
+        withoutChecksums_ += unproved ? 1U : 0U;
+        return changed || unproved;
+    }
+
+    /// Whether the photograph is there, and the record does not say what its checksum was.
+    bool lacksChecksum(const std::string& path, const PhotographFacts& recorded) const {
+        return options_.checksums && recorded.sha256.empty() && stampOf(pathUnder(options_.root, path)).has_value();
     }
 
     bool hasChanged(const PairOutcome& outcome, const std::string& path, const PhotographFacts& recorded) const {
@@ -226,7 +236,7 @@ private:
             return true;
         }
         try {
-            return options_.checksums && fingerprintOf(place).sha256 != recorded.sha256;
+            return options_.checksums && !recorded.sha256.empty() && fingerprintOf(place).sha256 != recorded.sha256;
         } catch (const Refusal&) {
             return false;
         }
@@ -365,6 +375,7 @@ private:
     const ResultOrigin& origin_;
     const ResumeOptions& options_;
     std::size_t changed_ = 0;
+    std::size_t withoutChecksums_ = 0;
     bool upgraded_ = false;
     bool damaged_ = false;
     std::unique_ptr<PairIndex> index_;
