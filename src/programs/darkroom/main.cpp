@@ -5,6 +5,8 @@
 
 #include <unistd.h>
 #include <csignal>
+#include <cstdlib>
+#include <exception>
 #include <new>
 #include <string_view>
 
@@ -15,6 +17,24 @@ int outOfMemory() noexcept {
     constexpr std::string_view line = "darkroom: out of memory\n";
     [[maybe_unused]] const ::ssize_t written = ::write(STDERR_FILENO, line.data(), line.size());
     return static_cast<int>(likeness::darkroom::ExitStatus::couldNotRun);
+}
+
+/// Where memory runs out in what may not throw, as in parts of the parser.
+[[noreturn]] void endWithoutMemory() noexcept {
+    try {
+        if (const std::exception_ptr problem = std::current_exception()) {
+            std::rethrow_exception(problem);
+        }
+    } catch (const std::bad_alloc&) {
+        ::_exit(outOfMemory());
+    } catch (...) {
+    }
+    std::abort();
+}
+
+/// Ahead of the objects that the program's files have: making them takes memory too.
+[[gnu::constructor(101)]] void prepareForLackOfMemory() {
+    std::set_terminate(endWithoutMemory);
 }
 
 }  // namespace
