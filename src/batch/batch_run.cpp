@@ -2,6 +2,7 @@
 
 #include <likeness/threads.hpp>
 #include <likeness/version.hpp>
+#include "batch/mask_files.hpp"
 #include "batch/output_lock.hpp"
 #include "batch/pair_bench.hpp"
 #include "batch/parameters.hpp"
@@ -242,7 +243,11 @@ OrderedPool::Work BatchRun::worker() {
     auto bench = std::make_shared<PairBench>(cores_);
     return [this, bench](std::size_t number) {
         const std::size_t k = earlier_.recorded + number;
-        const Pair pair = pairs_.at(k);
+        Pair pair = pairs_.at(k);
+        // Ahead of reading them: a mask that changes meanwhile is another one for the next run.
+        const std::vector<CarriedValue> masks =
+            maskFilesNow(pairs_.columns(), pair.carried, options_.root, options_.checksums);
+        pair.carried.insert(pair.carried.end(), masks.begin(), masks.end());
         if (known(k) != nullptr) {
             return recordOf(pair, pairs_.total(), *known(k), origin_);
         }

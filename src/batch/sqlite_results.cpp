@@ -241,6 +241,10 @@ public:
                 return false;
             }
         } catch (const NoRecord& problem) {
+            if (last_ != 0 && holdsZeros()) {
+                tail_.cutOff = true;  // of a page whose end is zeros
+                return false;
+            }
             throw Refusal(fmt::format("'{}', position {}: {}", path_, std::string(select_->text(1)), problem.what()));
         }
         last_ = record.position;
@@ -285,6 +289,16 @@ private:
         if (!columns_.empty() && knowsKinds_) {
             openKinds();
         }
+    }
+
+    /// Whether a text of the row has zeros, which no record has.
+    bool holdsZeros() const {
+        for (int k = 0; k < select_->columns(); ++k) {
+            if (select_->isText(k) && select_->text(k).find('\0') != std::string_view::npos) {
+                return true;
+            }
+        }
+        return false;
     }
 
     void openKinds() {
