@@ -4,7 +4,9 @@
 #include "photofile/decoder_remarks.hpp"
 
 #include <omp.h>
+#include <unistd.h>
 
+#include <algorithm>
 #include <cstring>
 #include <memory>
 #include <type_traits>
@@ -69,6 +71,19 @@ private:
 
     std::string_view rest_;
 };
+
+/// A descriptor of this process, under the name by which the processes that read photographs find it: they have none of
+/// its descriptors but the three standard ones.
+std::string placeForOthers(const std::string& path) {
+    for (const std::string_view folder : {"/dev/fd/", "/proc/self/fd/", "/proc/thread-self/fd/"}) {
+        const std::string_view number = std::string_view(path).substr(std::min(folder.size(), path.size()));
+        if (path.rfind(folder, 0) == 0 && !number.empty() &&
+            number.find_first_not_of("0123456789") == std::string_view::npos) {
+            return "/proc/" + std::to_string(::getpid()) + "/fd/" + std::string(number);
+        }
+    }
+    return path;
+}
 
 }  // namespace
 
@@ -155,7 +170,8 @@ IsolatedAnalyses::IsolatedAnalyses(std::uint64_t mostPixels, const AnalysisOptio
 }
 
 PhotographAnalysis IsolatedAnalyses::analyze(const std::string& path, const std::string& mask) {
-    IsolatedWorkers::Answer answer = workers_.ask(mask.empty() ? path : path + '\0' + mask);
+    const std::string place = placeForOthers(path);
+    IsolatedWorkers::Answer answer = workers_.ask(mask.empty() ? place : place + '\0' + placeForOthers(mask));
     if (answer.problem.empty()) {
         return analysisFromMessage(answer.text);
     }

@@ -85,6 +85,34 @@ std::string withFlippedBit(std::string text, std::size_t bit) {
     return text;
 }
 
+TEST(ResultChecksum, ADamagedHeaderIsNoCutOffRecord) {
+    const ScratchDirectory scratch;
+    const std::vector<std::string> columns = {"bright", "note", "iso"};
+    for (const std::uint64_t records : {1U, 3U}) {
+        std::string whole = csvHeader(columns);
+        const std::size_t begin = csvHeader({}).size();
+        const std::size_t end = whole.size();
+        for (std::uint64_t k = 1; k <= records; ++k) {
+            whole += csvLine(exampleRecord(k), columns);
+        }
+        for (std::size_t bit = 8 * (begin - 1); bit < 8 * end; ++bit) {
+            std::ofstream("r.csv", std::ios::binary) << withFlippedBit(whole, bit);
+            EXPECT_EQ(meaningOf("r.csv"), "refused")
+                << "bit " << bit % 8 << " of '" << whole[bit / 8] << "' with " << records;
+        }
+    }
+}
+
+TEST(ResultChecksum, ARecordOfZerosIsACutOffOne) {
+    const ScratchDirectory scratch;
+    const std::string first = csvHeader({}) + csvLine(exampleRecord(1), {});
+    std::ofstream("r.csv", std::ios::binary) << first << std::string(700, '\0') << '\n';
+    EXPECT_EQ(meaningOf("r.csv"), "cut off");
+    std::ofstream("r.csv", std::ios::binary) << first << std::string(700, '\0') << '\n'
+                                             << csvLine(exampleRecord(3), {});
+    EXPECT_EQ(meaningOf("r.csv"), "refused");
+}
+
 TEST(ResultChecksum, OfALineNoticesEveryBit) {
     ResultRecord record = exampleRecord(1);
     record.carried[1].kind = CarriedValue::Kind::json;
