@@ -48,6 +48,8 @@ public:
         std::memcpy(&value, bytes.data(), sizeof value);
         return value;
     }
+    /// Any byte may come; what is not 0 is true.
+    bool flag() { return number<unsigned char>() != 0; }
     std::string text() { return std::string(next(number<std::size_t>())); }
     BinProbabilities bins() {
         BinProbabilities bins;
@@ -121,7 +123,7 @@ PhotographAnalysis analysisFromMessage(std::string_view message) {
     facts.width = parts.number<int>();
     facts.height = parts.number<int>();
     facts.nanShares = parts.number<decltype(facts.nanShares)>();
-    const bool hasStamp = parts.number<bool>();
+    const bool hasStamp = parts.flag();
     const auto stamp = parts.number<FileStamp>();
     facts.stamp = hasStamp ? std::optional(stamp) : std::nullopt;
     facts.sha256 = parts.text();
@@ -136,7 +138,7 @@ PhotographAnalysis analysisFromMessage(std::string_view message) {
         distributions[k] = parts.bins();
         distributions.nanShares[k] = parts.number<std::decay_t<decltype(distributions.nanShares[k])>>();
     }
-    const bool hasHue = parts.number<bool>();
+    const bool hasHue = parts.flag();
     BinProbabilities hue = parts.bins();
     if (hasHue) {
         distributions.hue = std::move(hue);

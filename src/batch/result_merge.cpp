@@ -245,6 +245,12 @@ public:
         ids_.push_back(wideHash(record.id));
         for (const CarriedValue& value : record.carried) {
             if (known_.insert(value.column).second) {
+                if (isResultField(value.column)) {  // results of the first version have fewer fields
+                    throw Refusal(
+                        fmt::format("'{}': the list's column '{}' has the name of a field of results; "
+                                    "rename it and do the list again",
+                                    input.path(), value.column));
+                }
                 columns_.push_back(value.column);
             }
         }

@@ -1,6 +1,7 @@
 // Records prove themselves: what has changed in a results file is noticed, whatever its form.
 #include "batch/csv.hpp"
 #include "batch/result_examples.hpp"
+#include "batch/result_merge.hpp"
 #include "batch/result_store.hpp"
 #include "batch/result_text.hpp"
 #include "files/crc32c.hpp"
@@ -203,6 +204,23 @@ TEST(FirstVersion, IsReadInEveryForm) {
     // A record of one version does not stand in a table of the other.
     std::ofstream("r.csv") << csvHeader({"note"}) << csvLine(exampleRecord(1), {"note"}) << oldRow;
     EXPECT_EQ(meaningOf("r.csv"), "refused");
+}
+
+/// Its lists could have columns that are fields by now: what is written would say two things by one name.
+TEST(FirstVersion, IsNotMergedWhereAColumnHasTheNameOfAField) {
+    const ScratchDirectory scratch;
+    std::string line = oldJson;
+    line.replace(line.find("\"note\""), 6, "\"checksum\"");
+    std::ofstream("r.jsonl") << line;
+    try {
+        const ResultMerge merge({"r.jsonl"}, "merged.jsonl");
+        FAIL() << "merged";
+    } catch (const Refusal& refusal) {
+        EXPECT_EQ(
+            std::string(refusal.what()),
+            "'r.jsonl': the list's column 'checksum' has the name of a field of results; rename it and do the list "
+            "again");
+    }
 }
 
 }  // namespace
