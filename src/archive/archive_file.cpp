@@ -179,6 +179,10 @@ void ArchiveFile::walkBlocks(std::uint64_t at) {
             at += block.place.bytes;
             wholeBytes_ = at;
             addBlock(std::move(block));
+            constexpr std::size_t aWhile = 512;  // the system maps what stands around each head
+            if (blocks_.size() % aWhile == 0) {
+                forgetIfLarge();
+            }
             continue;
         }
         if (content().substr(at, 8) == footMagic) {

@@ -123,7 +123,11 @@ ArchiveUnion::ArchiveUnion(std::vector<const ArchiveFile*> archives) : archives_
         }
     }
     // Stable: of equal paths the last one stays the last.
-    const auto path = [this](const Place& place) { return archives_[place.archive]->pathOf(place.entry); };
+    std::size_t read = 0;
+    const auto path = [this, &read](const Place& place) {
+        forgetNowAndThen(++read);
+        return archives_[place.archive]->pathOf(place.entry);
+    };
     std::stable_sort(places_.begin(), places_.end(), [&](const Place& a, const Place& b) { return path(a) < path(b); });
     std::size_t kept = 0;
     for (std::size_t k = 0; k < places_.size(); ++k) {
@@ -134,6 +138,15 @@ ArchiveUnion::ArchiveUnion(std::vector<const ArchiveFile*> archives) : archives_
         }
     }
     places_.resize(kept);
+}
+
+void ArchiveUnion::forgetNowAndThen(std::size_t k) const {
+    constexpr std::size_t aWhile = std::size_t{1} << 18;
+    if (k % aWhile == aWhile - 1) {
+        for (const ArchiveFile* archive : archives_) {
+            archive->forgetIfLarge();
+        }
+    }
 }
 
 std::string_view ArchiveUnion::pathOf(std::size_t k) const {
@@ -147,6 +160,7 @@ std::optional<std::size_t> ArchiveUnion::find(std::string_view wanted) const {
 void ArchiveUnion::select(const std::function<bool(std::size_t k)>& keep) {
     std::vector<Place> kept;
     for (std::size_t k = 0; k < places_.size(); ++k) {
+        forgetNowAndThen(k);
         if (keep(k)) {
             kept.push_back(places_[k]);
         }

@@ -77,6 +77,9 @@ private:
         std::uint32_t entry;
     };
 
+    /// What was read of large archives a while ago is not needed in memory any more.
+    void forgetNowAndThen(std::size_t k) const;
+
     std::vector<const ArchiveFile*> archives_;
     std::vector<Place> places_;
     std::vector<std::string> damage_;
