@@ -330,8 +330,8 @@ Action declareFit(CLI::App& app) {
     app.add_option("--id", options->columns.id, optionText("Column of the ids; default: id", "--id pair"))
         ->type_name("COLUMN");
     app.add_option("--direction", options->direction,
-                   optionText("Which scores mean that the photographs look more alike; where it is not given it is "
-                              "found from the rank correlation, and told. A data set knows its own",
+                   optionText("Which scores mean that the photographs look more alike; required with --scores. A data "
+                              "set knows its own",
                               "--direction higher-better"))
         ->type_name("WHICH")
         ->check(oneOf({"higher-better", "lower-better"}));
