@@ -239,20 +239,21 @@ ApproximateIndex::ApproximateIndex(const Archive& archive) : archive_(archive) {
         recall_ = numberAt<double>(bytes_ + 48);
         sample_ = numberAt<std::uint32_t>(bytes_ + 56);
         const auto words = numberAt<std::uint32_t>(bytes_ + 60);
-        nodeBytes_ = sketchBytes + (links_ + 2) * sizeof(std::uint32_t);
-        if (length_ != headRoom + count_ * nodeBytes_ + words * sizeof(std::uint32_t) ||
+        nodeBytes_ = sketchBytes + (std::size_t{links_} + 2) * sizeof(std::uint32_t);
+        if (count_ > length_ / nodeBytes_ ||
+            length_ != headRoom + count_ * nodeBytes_ + words * sizeof(std::uint32_t) ||
             checksum(all.substr(headBytes)) != numberAt<std::uint32_t>(bytes_ + 64)) {
             throw refuse("is damaged");
         }
-        ::madvise(mapped, length_, MADV_DONTNEED);  // the checksum has read all of it
         nodes_ = reinterpret_cast<const std::uint8_t*>(bytes_ + headRoom);
         above_.resize(words);
         if (words > 0) {
             std::memcpy(above_.data(), nodes_ + count_ * nodeBytes_, words * sizeof(std::uint32_t));
         }
-        for (std::size_t at = 0; at + 1 < above_.size(); at += 2 + above_[at + 1] * (links_ / 2 + 1)) {
-            placesAbove_.emplace_back(above_[at], at);
+        if (!readLevels() || !leadsNowhereElse()) {
+            throw refuse("is damaged");
         }
+        ::madvise(mapped, length_, MADV_DONTNEED);  // the checksum has read all of it
     } catch (...) {
         ::munmap(mapped, length_);
         throw;
@@ -261,6 +262,55 @@ ApproximateIndex::ApproximateIndex(const Archive& archive) : archive_(archive) {
 
 ApproximateIndex::~ApproximateIndex() {
     ::munmap(const_cast<char*>(bytes_), length_);
+}
+
+/// Finds where the nodes of higher levels stand.
+/// @return  whether their links lead to nodes
+bool ApproximateIndex::readLevels() {
+    const std::size_t room = links_ / 2;
+    for (std::size_t at = 0; at < above_.size();) {
+        if (above_.size() - at < 2 || above_[at] >= count_ ||
+            (!placesAbove_.empty() && above_[at] <= placesAbove_.back().first) ||
+            above_[at + 1] > (above_.size() - at - 2) / (room + 1)) {
+            return false;
+        }
+        placesAbove_.emplace_back(above_[at], at);
+        const std::size_t levels = above_[at + 1];
+        at += 2;
+        for (std::size_t level = 0; level < levels; ++level, at += room + 1) {
+            const auto first = above_.begin() + static_cast<std::ptrdiff_t>(at) + 1;
+            if (above_[at] > room ||
+                std::any_of(first, first + above_[at], [&](std::uint32_t node) { return node >= count_; })) {
+                return false;
+            }
+        }
+    }
+    return true;
+}
+
+/// Whether all links on the ground lead to nodes, and these to entries of the archive, ascending. A checksum that holds
+/// says nothing of a file that somebody has made.
+bool ApproximateIndex::leadsNowhereElse() const {
+    if (!archive_.head().edges || (count_ > 0 && first_ >= count_) ||
+        (topLevel_ > 0 && linksAbove(first_, topLevel_) == nullptr)) {
+        return false;
+    }
+    std::size_t least = 0;  // of the next entry
+    for (std::uint32_t node = 0; node < count_; ++node) {
+        const char* const words = reinterpret_cast<const char*>(nodeAt(node)) + sketchBytes;
+        const std::size_t entry = numberAt<std::uint32_t>(words);
+        const auto count = numberAt<std::uint32_t>(words + sizeof(std::uint32_t));
+        if (entry < least || entry >= archive_.size() || count > links_) {
+            return false;
+        }
+        least = entry + 1;
+        for (std::uint32_t i = 0; i < count; ++i) {
+            if (numberAt<std::uint32_t>(words + (i + std::size_t{2}) * sizeof(std::uint32_t)) >= count_) {
+                return false;
+            }
+        }
+    }
+    return true;
 }
 
 const std::uint32_t* ApproximateIndex::linksAbove(std::uint32_t node, std::uint32_t level) const {

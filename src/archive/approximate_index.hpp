@@ -69,6 +69,8 @@ private:
     };
 
     const std::uint8_t* nodeAt(std::uint32_t node) const noexcept { return nodes_ + node * nodeBytes_; }
+    bool readLevels();
+    bool leadsNowhereElse() const;
     std::vector<std::uint32_t> nodesNear(const std::vector<std::int16_t>& query, std::size_t candidates) const;
     const std::uint32_t* linksAbove(std::uint32_t node, std::uint32_t level) const;
 

@@ -1,7 +1,8 @@
 #include "archive/approximate_index.hpp"
 
+#include "archive/archive_bytes.hpp"
 #include "archive/made_photographs.hpp"
-#include "modules/module_loader.hpp"
+#include "support/built_modules.hpp"
 #include "support/scratch_directory.hpp"
 
 #include <gtest/gtest.h>
@@ -17,10 +18,8 @@ protected:
     static constexpr std::size_t entries = 1500;
 
     void SetUp() override {
-        try {
-            moduleEntry("nearest", "likeness_build_nearest");
-        } catch (const ModuleProblem& missing) {
-            GTEST_SKIP() << missing.what();
+        if (!isModuleBuilt("nearest")) {
+            GTEST_SKIP() << "the module that builds the graph was not built: hnswlib is not installed";
         }
         make(entries);
     }
@@ -117,6 +116,52 @@ TEST_F(ApproximateSearch, IsRefusedWhereItIsDamaged) {
         EXPECT_FALSE(refusal(archive).empty()) << place;
         std::ofstream(path, std::ios::binary) << whole.substr(0, place);
         EXPECT_FALSE(refusal(archive).empty()) << place;
+    }
+}
+
+/// A file whose checksums hold, because somebody made them hold.
+TEST_F(ApproximateSearch, IsRefusedWhereItLeadsOutOfTheArchive) {
+    const Archive archive("a");
+    buildApproximateIndex(archive);
+    const std::string whole = content();
+    constexpr std::size_t headRoom = 128;
+    constexpr std::size_t sketch = 80;
+    const auto count = archive::numberAt<std::uint32_t>(whole.data() + 32);
+    const auto links = archive::numberAt<std::uint32_t>(whole.data() + 36);
+    const std::size_t above = headRoom + count * (sketch + (links + 2) * 4);
+    ASSERT_GT(whole.size(), above + 16);
+    const struct {
+        const char* what;
+        std::size_t place;
+        std::uint32_t number;
+    } changes[] = {
+        {"first node", 40, count},
+        {"level of the first node", 44, 1000},
+        {"links of a node, so many that their bytes wrap around", 36, 0xFFFFFFFF},
+        {"entry of a node", headRoom + sketch, 1U << 30},
+        {"entry that is there twice", headRoom + sketch, 1},
+        {"number of links", headRoom + sketch + 4, links + 1},
+        {"a link", headRoom + sketch + 8, count},
+        {"a node above", above, count},
+        {"levels of a node above", above + 4, 0x7FFFFFFF},
+        {"number of links above", above + 8, links / 2 + 1},
+        {"a link above", above + 12, count},
+    };
+    const auto refusalOf = [&](const std::string& bytes) {
+        std::string file = bytes;
+        const auto put = [&](std::size_t place, std::uint32_t number) {
+            file.replace(place, sizeof number, reinterpret_cast<const char*>(&number), sizeof number);
+        };
+        put(64, archive::checksum(std::string_view(file).substr(72)));
+        put(68, archive::checksum(std::string_view(file).substr(0, 68)));
+        std::ofstream(approximateIndexPath("a"), std::ios::binary) << file;
+        return refusal(archive);
+    };
+    EXPECT_EQ(refusalOf(whole), "");
+    for (const auto& change : changes) {
+        std::string forged = whole;
+        forged.replace(change.place, 4, reinterpret_cast<const char*>(&change.number), 4);
+        EXPECT_NE(refusalOf(forged).find("is damaged"), std::string::npos) << change.what;
     }
 }
 

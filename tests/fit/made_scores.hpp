@@ -2,20 +2,16 @@
 #pragma once
 
 #include <likeness/fit/score_model.hpp>
-#include "modules/module_loader.hpp"
+#include "support/built_modules.hpp"
 
 #include <cmath>
 #include <random>
 
 namespace likeness::testing {
 
-/// Whether curves can be fitted here: whether the module was built.
+/// Whether curves can be fitted by this build.
 inline bool canFitCurves() {
-    try {
-        return moduleEntry("ceres", "likeness_least_squares") != nullptr;
-    } catch (const ModuleProblem&) {
-        return false;
-    }
+    return isModuleBuilt("ceres");
 }
 
 /// Normal numbers that are the same everywhere.

@@ -3,9 +3,9 @@
 
 #include <likeness/color/unit_image.hpp>
 #include <likeness/comparison/analysis.hpp>
-#include "modules/module_loader.hpp"
 #include "photofile/managed_colors.hpp"
 #include "photofile/photograph_reader.hpp"
+#include "support/built_modules.hpp"
 #include "support/mat_matchers.hpp"
 #include "support/process.hpp"
 #include "support/scratch_directory.hpp"
@@ -22,15 +22,6 @@
 namespace likeness::testing {
 namespace {
 
-bool hasModule(const std::string& module) {
-    try {
-        moduleEntry(module, "likeness_read_photograph");
-        return true;
-    } catch (const ModuleProblem&) {
-        return false;
-    }
-}
-
 /// Whether a tool could be run and made a file; skips the test if there is no such tool.
 bool made(const std::vector<std::string>& command, const std::string& file) {
     std::vector<std::string> all{"/usr/bin/env"};
@@ -41,7 +32,7 @@ bool made(const std::vector<std::string>& command, const std::string& file) {
 }
 
 #define REQUIRE_TOOL(module, ...)                                                                       \
-    if (!hasModule(module) || !made(__VA_ARGS__)) {                                                     \
+    if (!isModuleBuilt(module) || !made(__VA_ARGS__)) {                                                 \
         GTEST_SKIP() << "the module " << module << " or the tool that makes the file is not installed"; \
     }
 
@@ -239,7 +230,7 @@ TEST(LinearPhotographs, OfEveryFormatLookLikeTheirEncodedTwin) {
     // Radiance files share one exponent: 1/256 of the greatest channel.
     EXPECT_GE(leastCoefficient(pfm, readColors("a.hdr").bgr), 0.99F);
     EXPECT_GE(leastCoefficient(pfm, smallPhotograph()), 0.999F);
-    if (hasModule("openexr")) {
+    if (isModuleBuilt("openexr")) {
         cv::imwrite("a.exr", linearPhotograph());
         EXPECT_MAT_EQUAL(readColors("a.exr").bgr, pfm);
         expectCutOffIsTold("a.exr");
@@ -299,7 +290,7 @@ TEST(DeepPhotographs, TenBitsInSixteenAreNotDark) {
 TEST(FormatModules, OneThatIsMissingIsNamed) {
     const ScratchDirectory scratch;
     std::ofstream("a.jxl", std::ios::binary) << std::string("\xFF\x0A\x00\x00", 4);
-    if (hasModule("jxl")) {
+    if (isModuleBuilt("jxl")) {
         GTEST_SKIP() << "the module is installed and loaded";
     }
     EXPECT_NE(readColors("a.jxl").problem.find("likeness_jxl.so cannot be loaded"), std::string::npos);

@@ -1,4 +1,5 @@
 #include "darkroom/darkroom_program.hpp"
+#include "support/built_modules.hpp"
 #include "support/test_images.hpp"
 
 #include <gtest/gtest.h>
@@ -154,13 +155,13 @@ TEST_F(DarkroomSearch, TakesQueriesFromAList) {
 }
 
 TEST_F(DarkroomSearch, IsApproximateByAnIndex) {
+    if (!isModuleBuilt("nearest")) {
+        GTEST_SKIP() << "the module that builds the graph was not built: hnswlib is not installed";
+    }
     expectRefused(
         {"search", "a", photograph(0), "--approximate"},
         "--approximate: cannot read 'a.nearest': No such file or directory; darkroom index --approximate makes it");
     const Outcome made = darkroom({"index", input("photos"), "-o", "a", "--update", "--approximate"});
-    if (made.err.find("module 'nearest'") != std::string::npos) {
-        GTEST_SKIP() << made.err;
-    }
     EXPECT_EQ(made.status, 0) << made.err;
     EXPECT_NE(made.err.find("approximate index: recall at 10 1.000, measured on 9 photographs"), std::string::npos)
         << made.err;

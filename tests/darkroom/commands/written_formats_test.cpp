@@ -1,5 +1,6 @@
 // The formats that results are written in, their depths, and the metadata that they keep.
 #include "darkroom/darkroom_program.hpp"
+#include "support/built_modules.hpp"
 #include "support/mat_matchers.hpp"
 #include "support/process.hpp"
 #include "support/test_images.hpp"
@@ -61,10 +62,12 @@ TEST_F(WrittenFormats, ComeBackAlikeInEveryFormat) {
                           {"c.tif", {"--depth", "float"}, "TIFF", 32, 0.999}};
     for (const Case& one : cases) {
         SCOPED_TRACE(one.name);
+        if (!canBeWritten(one.name)) {
+            continue;
+        }
         const Outcome outcome = write(bytes_, one.name, one.options);
-        if (outcome.err.find("cannot be loaded") != std::string::npos ||
-            outcome.err.find("no AV1 encoder") != std::string::npos) {
-            continue;  // built without this module
+        if (outcome.err.find("no AV1 encoder") != std::string::npos) {
+            continue;  // a part of libheif that its package does not require
         }
         ASSERT_EQ(outcome.status, 0) << outcome.err;
         const json info = infoOf(output(one.name));
@@ -124,6 +127,9 @@ json fieldsOf(const std::string& path) {
 }
 
 TEST_F(WrittenFormats, MetadataAreCarriedOverFieldByField) {
+    if (!isModuleBuilt("metadata")) {
+        GTEST_SKIP() << "the module that reads and writes metadata was not built: its library is not installed";
+    }
     const std::string in = saveText("in.jpg", contentOf(photo("coffee.jpg")));
     const Outcome tagged = run(
         {"/usr/bin/env", "exiftool", "-overwrite_original", "-Make=Maker", "-Model=M 1", "-ExposureTime=1/125",
@@ -136,11 +142,11 @@ TEST_F(WrittenFormats, MetadataAreCarriedOverFieldByField) {
     ASSERT_EQ(tagged.status, 0) << tagged.err;
     for (const std::string name : {"a.jpg", "a.png", "a.tif", "a.webp"}) {
         SCOPED_TRACE(name);
+        if (!canBeWritten(name)) {
+            continue;
+        }
         const Outcome outcome = write(in, name);
         ASSERT_EQ(outcome.status, 0) << outcome.err;
-        if (outcome.err.find("cannot be loaded") != std::string::npos) {
-            GTEST_SKIP() << outcome.err;
-        }
         const json fields = fieldsOf(output(name));
         EXPECT_EQ(fields["IFD0:Make"], "Maker");
         EXPECT_EQ(fields["IFD0:Model"], "M 1");
@@ -163,6 +169,9 @@ TEST_F(WrittenFormats, MetadataAreCarriedOverFieldByField) {
 }
 
 TEST_F(WrittenFormats, FormatsWithWritersOfTheirOwnCarryMetadata) {
+    if (!isModuleBuilt("metadata")) {
+        GTEST_SKIP() << "the module that reads and writes metadata was not built: its library is not installed";
+    }
     const std::string in = saveText("in.jpg", contentOf(photo("coffee.jpg")));
     const Outcome tagged = run({"/usr/bin/env", "exiftool", "-overwrite_original", "-Make=Maker", "-ExposureTime=1/125",
                                 "-Orientation#=6", "-Software=old", "-XMP-dc:Title=A title", in},
@@ -173,6 +182,9 @@ TEST_F(WrittenFormats, FormatsWithWritersOfTheirOwnCarryMetadata) {
     ASSERT_EQ(tagged.status, 0) << tagged.err;
     for (const std::string name : {"a.avif", "a.jxl"}) {
         SCOPED_TRACE(name);
+        if (!canBeWritten(name)) {
+            continue;
+        }
         const Outcome outcome = write(in, name);
         ASSERT_EQ(outcome.status, 0) << outcome.err;
         EXPECT_EQ(outcome.err.find("not carried"), std::string::npos) << outcome.err;
@@ -189,6 +201,9 @@ TEST_F(WrittenFormats, FormatsWithWritersOfTheirOwnCarryMetadata) {
         }
     }
     for (const std::string name : {"a.hdr", "a.exr"}) {
+        if (!canBeWritten(name)) {
+            continue;
+        }
         const Outcome outcome = write(in, name);
         ASSERT_EQ(outcome.status, 0) << outcome.err;
         EXPECT_NE(outcome.err.find("has no place for Exif"), std::string::npos) << outcome.err;

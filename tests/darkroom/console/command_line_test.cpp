@@ -18,22 +18,22 @@ namespace {
 
 using darkroom::CommandLine;
 
-std::vector<const CLI::App*> allParsers(const CommandLine& commandLine) {
-    std::vector<const CLI::App*> parsers = {&commandLine.parser()};
-    for (const CLI::App* const app : commandLine.parser().get_subcommands({})) {
+std::vector<const darkroom::OptionParser*> allParsers(const CommandLine& commandLine) {
+    std::vector<const darkroom::OptionParser*> parsers = {&commandLine.parser()};
+    for (const darkroom::OptionParser* const app : commandLine.parser().subcommands()) {
         parsers.push_back(app);
     }
     return parsers;
 }
 
 /// Long names and one-letter names of the options that a parser takes.
-std::set<std::string> optionsOf(const CLI::App& app) {
+std::set<std::string> optionsOf(const darkroom::OptionParser& app) {
     std::set<std::string> names;
-    for (const CLI::Option* const option : app.get_options()) {
-        for (const std::string& name : option->get_lnames()) {
+    for (const darkroom::Option* const option : app.options()) {
+        for (const std::string& name : option->longNames()) {
             names.insert("--" + name);
         }
-        for (const std::string& name : option->get_snames()) {
+        for (const std::string& name : option->shortNames()) {
             names.insert("-" + name);
         }
     }
@@ -62,23 +62,23 @@ using DarkroomHelp = DarkroomProgram;
 
 TEST_F(DarkroomHelp, ShowsEveryOptionThatIsParsedAndNoOther) {
     const CommandLine commandLine(darkroom::subcommands());
-    for (const CLI::App* const app : allParsers(commandLine)) {
+    for (const darkroom::OptionParser* const app : allParsers(commandLine)) {
         const bool top = app == &commandLine.parser();
         const Outcome outcome =
-            expectDone(top ? std::vector<std::string>{"--help"} : std::vector<std::string>{app->get_name(), "--help"});
-        EXPECT_EQ(optionsShown(outcome.out), optionsOf(*app)) << app->get_name();
+            expectDone(top ? std::vector<std::string>{"--help"} : std::vector<std::string>{app->name(), "--help"});
+        EXPECT_EQ(optionsShown(outcome.out), optionsOf(*app)) << app->name();
         EXPECT_EQ(outcome.err, "");
-        for (const CLI::App* const subcommand : app->get_subcommands({})) {
-            EXPECT_NE(outcome.out.find("\n  " + subcommand->get_name() + " "), std::string::npos);
+        for (const darkroom::OptionParser* const subcommand : app->subcommands()) {
+            EXPECT_NE(outcome.out.find("\n  " + subcommand->name() + " "), std::string::npos);
         }
-        for (const CLI::Option* const option : app->get_options()) {
-            if (!option->get_positional()) {
-                const std::string& text = option->get_description();
+        for (const darkroom::Option* const option : app->options()) {
+            if (!option->isPositional()) {
+                const std::string& text = option->description();
                 const std::size_t example = text.find("(example: ");
-                ASSERT_NE(example, std::string::npos) << app->get_name() << ' ' << option->get_name();
-                EXPECT_NE(text.find("--" + option->get_lnames().front(), example), std::string::npos) << text;
+                ASSERT_NE(example, std::string::npos) << app->name() << ' ' << option->name();
+                EXPECT_NE(text.find("--" + option->longNames().front(), example), std::string::npos) << text;
             } else {
-                EXPECT_FALSE(option->get_description().empty()) << option->get_name();
+                EXPECT_FALSE(option->description().empty()) << option->name();
             }
         }
     }
@@ -86,10 +86,10 @@ TEST_F(DarkroomHelp, ShowsEveryOptionThatIsParsedAndNoOther) {
 
 TEST_F(DarkroomHelp, LinesFitATerminal) {
     const CommandLine commandLine(darkroom::subcommands());
-    for (const CLI::App* const app : commandLine.parser().get_subcommands({})) {
-        std::istringstream stream(expectDone({app->get_name(), "--help"}).out);
+    for (const darkroom::OptionParser* const app : commandLine.parser().subcommands()) {
+        std::istringstream stream(expectDone({app->name(), "--help"}).out);
         for (std::string line; std::getline(stream, line);) {
-            EXPECT_LE(line.size(), 100U) << app->get_name() << ": " << line;
+            EXPECT_LE(line.size(), 100U) << app->name() << ": " << line;
         }
     }
 }
@@ -191,12 +191,12 @@ TEST_F(DarkroomCommandLine, AFileThatMayNotGrowIsAnError) {
 
 TEST_F(DarkroomCommandLine, RefusesUnknownOptionsInEverySubcommand) {
     const CommandLine commandLine(darkroom::subcommands());
-    for (const CLI::App* const app : commandLine.parser().get_subcommands({})) {
-        const Outcome outcome = darkroom({app->get_name(), "--bogus"});
-        EXPECT_EQ(outcome.status, 2) << app->get_name();
+    for (const darkroom::OptionParser* const app : commandLine.parser().subcommands()) {
+        const Outcome outcome = darkroom({app->name(), "--bogus"});
+        EXPECT_EQ(outcome.status, 2) << app->name();
         EXPECT_EQ(outcome.out, "");
         EXPECT_EQ(std::count(outcome.err.begin(), outcome.err.end(), '\n'), 1) << outcome.err;
-        EXPECT_EQ(outcome.err.rfind("darkroom " + app->get_name() + ": ", 0), 0U) << outcome.err;
+        EXPECT_EQ(outcome.err.rfind("darkroom " + app->name() + ": ", 0), 0U) << outcome.err;
     }
 }
 

@@ -59,7 +59,7 @@ TEST_F(DarkroomCompletion, PrintsOrWritesTheScript) {
 TEST_F(DarkroomCompletion, BashOffersTheSubcommands) {
     std::set<std::string> expected = {"--help", "-h", "--version"};
     const CommandLine commandLine(darkroom::subcommands());
-    for (const CLI::App* const app : darkroom::subcommandsOf(commandLine.parser())) {
+    for (const darkroom::OptionParser* const app : darkroom::subcommandsOf(commandLine.parser())) {
         const std::vector<std::string> spellings = darkroom::spellingsOf(*app);
         expected.insert(spellings.begin(), spellings.end());
     }
@@ -71,25 +71,25 @@ TEST_F(DarkroomCompletion, BashOffersTheSubcommands) {
 
 TEST_F(DarkroomCompletion, BashOffersTheOptionsOfEverySubcommand) {
     const CommandLine commandLine(darkroom::subcommands());
-    for (const CLI::App* const app : darkroom::subcommandsOf(commandLine.parser())) {
+    for (const darkroom::OptionParser* const app : darkroom::subcommandsOf(commandLine.parser())) {
         std::set<std::string> expected;
         for (const OptionView& option : darkroom::optionsOf(*app)) {
             expected.insert(option.names.begin(), option.names.end());
         }
-        EXPECT_EQ(inBash({"darkroom", app->get_name(), "-"}).words, expected);
+        EXPECT_EQ(inBash({"darkroom", app->name(), "-"}).words, expected);
         EXPECT_EQ(expected.count("--help"), 1U);
     }
 }
 
 TEST_F(DarkroomCompletion, BashOffersWhatAnOptionTakes) {
     const CommandLine commandLine(darkroom::subcommands());
-    for (const CLI::App* const app : darkroom::subcommandsOf(commandLine.parser())) {
+    for (const darkroom::OptionParser* const app : darkroom::subcommandsOf(commandLine.parser())) {
         for (const OptionView& option : darkroom::optionsOf(*app)) {
             if (option.kind == ValueKind::none) {
                 continue;
             }
-            SCOPED_TRACE(app->get_name() + " " + option.names.back());
-            const Completion completion = inBash({"darkroom", app->get_name(), option.names.front(), ""});
+            SCOPED_TRACE(app->name() + " " + option.names.back());
+            const Completion completion = inBash({"darkroom", app->name(), option.names.front(), ""});
             EXPECT_EQ(completion.words, std::set<std::string>(option.choices.begin(), option.choices.end()));
             const std::string ways = option.kind == ValueKind::file     ? ""
                                      : option.kind == ValueKind::folder ? "-o dirnames +o default"
@@ -116,7 +116,7 @@ TEST_F(DarkroomCompletion, BashOffersFilesOrWordsWhereAnArgumentGoes) {
 TEST(DarkroomParser, KnowsWhatAnOptionTakes) {
     const CommandLine commandLine(darkroom::subcommands());
     const auto option = [&](const std::string& subcommand, const std::string& name) {
-        for (const OptionView& view : darkroom::optionsOf(*commandLine.parser().get_subcommand(subcommand))) {
+        for (const OptionView& view : darkroom::optionsOf(*commandLine.parser().subcommand(subcommand))) {
             if (view.names.back() == name) {
                 return view;
             }
@@ -178,9 +178,9 @@ TEST_F(DarkroomZshCompletion, ScriptIsZsh) {
 TEST_F(DarkroomZshCompletion, DescribesEveryOption) {
     const std::string script = contentOf(folder() / "_darkroom");
     const CommandLine commandLine(darkroom::subcommands());
-    for (const CLI::App* const app : darkroom::subcommandsOf(commandLine.parser())) {
-        std::string pattern = app->get_name();
-        for (const std::string& alias : app->get_aliases()) {
+    for (const darkroom::OptionParser* const app : darkroom::subcommandsOf(commandLine.parser())) {
+        std::string pattern = app->name();
+        for (const std::string& alias : app->aliases()) {
             pattern += " | " + alias;
         }
         const std::size_t begin = script.find("\n    " + pattern + ")\n");

@@ -76,14 +76,14 @@ TEST_F(DarkroomManual, ExplainsEveryOptionThatIsParsedAndNoOther) {
     EXPECT_EQ(common, (std::set<std::string>{"--assume-profile", "--dumps", "--exposure", "--ignore-profile", "--layer",
                                              "--max-pixels", "--page", "--preview", "--quiet", "--threads", "--verbose",
                                              "-h", "--help"}));
-    for (const CLI::App* const app : darkroom::subcommandsOf(commandLine.parser())) {
-        const std::string text = section(page, ".SS \"darkroom " + app->get_name());
+    for (const darkroom::OptionParser* const app : darkroom::subcommandsOf(commandLine.parser())) {
+        const std::string text = section(page, ".SS \"darkroom " + app->name());
         const std::vector<OptionView> options = darkroom::optionsOf(*app);
-        EXPECT_EQ(optionsExplained(text), namesOf(options, false)) << app->get_name();
+        EXPECT_EQ(optionsExplained(text), namesOf(options, false)) << app->name();
         for (const std::string& name : namesOf(options, true)) {
             EXPECT_EQ(common.count(name), 1U) << name;
         }
-        EXPECT_NE(text.find(app->get_description() + ".\n"), std::string::npos) << app->get_name();
+        EXPECT_NE(text.find(app->description() + ".\n"), std::string::npos) << app->name();
         for (const OptionView& option : options) {
             EXPECT_NE(page.find('\n' + option.text + '\n'), std::string::npos) << option.names.back();
             all.insert(option.names.begin(), option.names.end());

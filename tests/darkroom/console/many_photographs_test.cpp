@@ -2,6 +2,7 @@
 #include "console/many_photographs.hpp"
 
 #include "darkroom/darkroom_program.hpp"
+#include "support/built_modules.hpp"
 #include "support/test_images.hpp"
 
 #include <gtest/gtest.h>
@@ -305,15 +306,18 @@ TEST_F(ManyPhotographs, InPlaceKeepTheDepth) {
         return at == std::string::npos ? 0 : std::stoi(text.substr(at + 7));
     };
     const auto make = [&](const std::string& name, const std::string& depth) {
-        const Outcome outcome = darkroom({"smooth", "in/a.png", "-o", name, "--depth", depth});
-        return outcome.err.find("cannot be loaded") == std::string::npos && outcome.status == 0;
+        expectDone({"smooth", "in/a.png", "-o", name, "--depth", depth});
     };
-    if (make("f.exr", "float") && make("h.exr", "half")) {
+    if (canBeWritten("f.exr")) {
+        make("f.exr", "float");
+        make("h.exr", "half");
         expectDone({"smooth", "f.exr", "h.exr", "--in-place"});
         EXPECT_EQ(bitsOf("f.exr"), 32);
         EXPECT_EQ(bitsOf("h.exr"), 16);
     }
-    if (make("w.jxl", "16") && make("b.jxl", "8")) {
+    if (canBeWritten("w.jxl")) {
+        make("w.jxl", "16");
+        make("b.jxl", "8");
         expectDone({"smooth", "w.jxl", "b.jxl", "--in-place"});
         EXPECT_EQ(bitsOf("w.jxl"), 16);
         EXPECT_EQ(bitsOf("b.jxl"), 8);
@@ -336,9 +340,12 @@ TEST_F(ManyPhotographs, DepthAndQualityHoldForEach) {
             begin.insert(begin.end(), options.begin(), options.end());
             return darkroom(begin);
         };
-        const Outcome one = call({"smooth", "in/a.png", "-o", "one." + format});
-        if (one.err.find("cannot be loaded") != std::string::npos || one.err.find("no AV1") != std::string::npos) {
+        if (!canBeWritten("one." + format)) {
             return;
+        }
+        const Outcome one = call({"smooth", "in/a.png", "-o", "one." + format});
+        if (one.err.find("no AV1 encoder") != std::string::npos) {
+            return;  // a part of libheif that its package does not require
         }
         EXPECT_EQ(one.status, 0) << one.err;
         const Outcome many = call({"smooth", "in/a.png", "in/b.jpg", "-o", "out", "--format", format});

@@ -17,12 +17,12 @@ namespace {
 
 using namespace darkroom;
 
-std::string refusal(const CLI::Validator& check, const std::string& text) {
+std::string refusal(const OptionCheck& check, const std::string& text) {
     return check(text);
 }
 
 TEST(OptionChecks, NumbersAreReadAsAWhole) {
-    const CLI::Validator share = numberBetween(0, 1);
+    const OptionCheck share = numberBetween(0, 1);
     for (const std::string accepted : {"0", "1", "0.5", ".5", "1.", "5e-1", "+0.25", "0.0", "-0", "1e-300"}) {
         EXPECT_EQ(refusal(share, accepted), "") << accepted;
     }
@@ -38,7 +38,7 @@ TEST(OptionChecks, NumbersAreReadAsAWhole) {
 }
 
 TEST(OptionChecks, WholeNumbersAreDecimalDigits) {
-    const CLI::Validator check = integerBetween(-5, 20);
+    const OptionCheck check = integerBetween(-5, 20);
     for (const std::string accepted : {"-5", "0", "8", "20"}) {
         EXPECT_EQ(refusal(check, accepted), "") << accepted;
     }
@@ -47,15 +47,15 @@ TEST(OptionChecks, WholeNumbersAreDecimalDigits) {
          {"", "-", "21", "-6", "2.5", "3.0", "1e1", "010", "0x8", "nan", "8 ", "99999999999"}) {
         EXPECT_EQ(refusal(check, refused), "'" + refused + "' is not a whole number from -5 to 20");
     }
-    EXPECT_EQ(check.get_description(), "");
-    EXPECT_EQ(integerBetween(1, 3).get_description(), "{1,2,3}");
+    EXPECT_EQ(check.words, "");
+    EXPECT_EQ(integerBetween(1, 3).words, "{1,2,3}");
 }
 
 TEST(OptionChecks, WordsStandInTheHelp) {
-    const CLI::Validator check = oneOf({"gain", "regression"});
+    const OptionCheck check = oneOf({"gain", "regression"});
     EXPECT_EQ(refusal(check, "gain"), "");
     EXPECT_EQ(refusal(check, "Gain"), "'Gain' is none of gain, regression; did you mean 'gain'?");
-    EXPECT_EQ(check.get_description(), "{gain,regression}");
+    EXPECT_EQ(check.words, "{gain,regression}");
 }
 
 TEST(NumberFormat, HasNineSignificantDigits) {

@@ -271,7 +271,7 @@ const std::vector<Call>& calls() {
 }
 
 /// Options and arguments of a subcommand that name files or folders, as far as the parser sees it.
-std::set<std::string> seenToNameFiles(const CLI::App& app) {
+std::set<std::string> seenToNameFiles(const darkroom::OptionParser& app) {
     std::set<std::string> names;
     for (const auto& views : {darkroom::argumentsOf(app), darkroom::optionsOf(app)}) {
         for (const darkroom::OptionView& view : views) {
@@ -290,14 +290,14 @@ TEST(OptionsThatNameFiles, AreReadOrChecked) {
     for (const Call& call : calls()) {
         called.insert(call.arguments.front() + ' ' + call.option);
     }
-    for (const CLI::App* const app : darkroom::subcommandsOf(commandLine.parser())) {
-        const Files& files = filesOfSubcommands().at(app->get_name());
+    for (const darkroom::OptionParser* const app : darkroom::subcommandsOf(commandLine.parser())) {
+        const Files& files = filesOfSubcommands().at(app->name());
         std::set<std::string> known = files.read;
         known.insert(files.written.begin(), files.written.end());
-        EXPECT_EQ(seenToNameFiles(*app), known) << app->get_name();
+        EXPECT_EQ(seenToNameFiles(*app), known) << app->name();
         for (const std::string& option : files.written) {
-            EXPECT_TRUE(files.read.empty() || called.count(app->get_name() + ' ' + option) == 1)
-                << app->get_name() << ' ' << option;
+            EXPECT_TRUE(files.read.empty() || called.count(app->name() + ' ' + option) == 1)
+                << app->name() << ' ' << option;
         }
     }
 }

@@ -112,64 +112,64 @@ ExitStatus adapt(const Console& console, const Options& options) {
 
 }  // namespace
 
-Action declareAdapt(CLI::App& app) {
+Action declareAdapt(OptionParser& app) {
     auto options = std::make_shared<Options>();
     addPhotographs(app, options->inputs, "IN", "Photograph to adapt");
     auto* const to =
-        app.add_option("--to", options->to, optionText("Light to adapt to: d65, daylight of 6504 K", "--to d65"))
-            ->type_name("LIGHT")
+        app.addOption("--to", options->to, optionText("Light to adapt to: d65, daylight of 6504 K", "--to d65"))
+            ->typeName("LIGHT")
             ->check(oneOf({"d65"}));
-    app.add_option(
+    app.addOption(
            "--white", options->white,
            optionText("With --to, the white to adapt from: gray-world (one for the photograph), smoothed (that of "
                       "each pixel, by a guided filter of radius 16) or own (each pixel's colour is its white, "
                       "as darkroom compare adapts)",
                       "--white smoothed"))
-        ->type_name("KIND")
+        ->typeName("KIND")
         ->check(oneOf({"gray-world", "smoothed", "own"}))
-        ->capture_default_str()
+        ->showDefault()
         ->needs(to);
     auto* const like =
-        app.add_option("--like", options->like,
-                       optionText("Photograph whose gray-world white is adapted to; of any size", "--like ref.jpg"))
-            ->type_name("REF");
+        app.addOption("--like", options->like,
+                      optionText("Photograph whose gray-world white is adapted to; of any size", "--like ref.jpg"))
+            ->typeName("REF");
     auto* const degree =
-        app.add_option(
+        app.addOption(
                "--degree", options->degree,
                optionText("With --like, the degree of adaptation in each of up to 80 steps, 0 (none) to 1 (full)",
                           "--degree 0.8"))
-            ->type_name("D")
+            ->typeName("D")
             ->check(numberBetween(0, 1))
-            ->capture_default_str()
+            ->showDefault()
             ->needs(like);
     auto* const mask =
-        app.add_option("--mask", options->mask,
-                       optionText("With --like, a picture of IN's size: pixels that it shows brighter than 100 of 255 "
-                                  "are left out; they keep their colours and do not count for the white",
-                                  "--mask shadow.png"))
-            ->type_name("FILE")
+        app.addOption("--mask", options->mask,
+                      optionText("With --like, a picture of IN's size: pixels that it shows brighter than 100 of 255 "
+                                 "are left out; they keep their colours and do not count for the white",
+                                 "--mask shadow.png"))
+            ->typeName("FILE")
             ->needs(like);
-    auto* const local = app.add_flag("--local", options->local,
-                                     optionText("With --like, adapt each pixel from the white around it", "--local"))
+    auto* const local = app.addFlag("--local", options->local,
+                                    optionText("With --like, adapt each pixel from the white around it", "--local"))
                             ->needs(like)
                             ->excludes(degree)
                             ->excludes(mask);
-    app.add_option("--from", options->from,
-                   optionText("With --like, undo an adaptation: IN was adapted to d65, or to the gray-world white of a "
-                              "photograph, and goes back to the gray-world white of REF",
-                              "--from d65"))
-        ->type_name("LIGHT")
+    app.addOption("--from", options->from,
+                  optionText("With --like, undo an adaptation: IN was adapted to d65, or to the gray-world white of a "
+                             "photograph, and goes back to the gray-world white of REF",
+                             "--from d65"))
+        ->typeName("LIGHT")
         ->needs(like)
         ->excludes(degree)
         ->excludes(mask)
         ->excludes(local);
-    app.add_option("--blend", options->blend,
-                   optionText("With --local, the share of REF's white in the white that is adapted to, 0 (the pixel's "
-                              "own, nothing changes) to 1",
-                              "--blend 0.5"))
-        ->type_name("SHARE")
+    app.addOption("--blend", options->blend,
+                  optionText("With --local, the share of REF's white in the white that is adapted to, 0 (the pixel's "
+                             "own, nothing changes) to 1",
+                             "--blend 0.5"))
+        ->typeName("SHARE")
         ->check(numberBetween(0, 1))
-        ->capture_default_str()
+        ->showDefault()
         ->needs(local);
     addImageOutput(app, options->output);
     addOutputProfile(app, options->output);

@@ -72,25 +72,25 @@ ExitStatus align(const Console& console, const Options& options) {
 
 }  // namespace
 
-Action declareAlign(CLI::App& app) {
+Action declareAlign(OptionParser& app) {
     auto options = std::make_shared<Options>();
     addPhotographs(app, options->inputs, "MOVING", "Photograph that is laid onto the other");
-    app.add_option("--to", options->reference,
-                   optionText("Photograph of the same scene and of the same size in pixels, whose geometry is wanted",
-                              "--to reference.jpg"))
-        ->type_name("FILE")
+    app.addOption("--to", options->reference,
+                  optionText("Photograph of the same scene and of the same size in pixels, whose geometry is wanted",
+                             "--to reference.jpg"))
+        ->typeName("FILE")
         ->required();
     addImageOutput(app, options->output);
     addOutputProfile(app, options->output);
     addManyPhotographs(app, options->inputs, {"--flow"});
-    app.add_option(
+    app.addOption(
            "--flow", options->flow,
            optionText("Second result: the displacement from each pixel of the reference to where it is found in "
                       "MOVING. As .png or .jpg a picture with a legend: the hue is the direction, the "
                       "saturation the length, full at the greatest length, which the legend states in pixels. As "
                       ".tif 32-bit floats in pixels: red dx (to the right), green dy (down), blue 0",
                       "--flow flow.png"))
-        ->type_name("FILE");
+        ->typeName("FILE");
     return [options](const Console& console) { return onEach(console, *options, align, [](const Options&) {}); };
 }
 

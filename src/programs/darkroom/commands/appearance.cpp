@@ -217,21 +217,21 @@ ExitStatus mapAppearance(const Console& console, const Options& options) {
 
 }  // namespace
 
-Action declareAppearance(CLI::App& app) {
+Action declareAppearance(OptionParser& app) {
     auto options = std::make_shared<Options>();
-    app.add_option("IN", options->input, "Image")->required();
-    app.add_option("-o,--output", options->output,
-                   optionText("Existing folder for the maps: NAME_brightness, _lightness, _chroma, _colorfulness, "
-                              "_saturation and _hue, as .png (colours with a legend) and .tif (32-bit float; the hue "
-                              "in degrees)",
-                              "--output maps"))
-        ->type_name("DIR")
+    app.addOption("IN", options->input, "Image")->required();
+    app.addOption("-o,--output", options->output,
+                  optionText("Existing folder for the maps: NAME_brightness, _lightness, _chroma, _colorfulness, "
+                             "_saturation and _hue, as .png (colours with a legend) and .tif (32-bit float; the hue "
+                             "in degrees)",
+                             "--output maps"))
+        ->typeName("DIR")
         ->required();
-    app.add_flag("--json", options->json, optionText("Give the table as JSON", "--json"));
+    app.addFlag("--json", options->json, optionText("Give the table as JSON", "--json"));
     addPartOptions(app, options->part);
     addModelOptions(app, options->model);
     addHueOptions(app, options->model);
-    app.get_option("--hue")->description(optionText(
+    app.option("--hue")->description(optionText(
         "The distribution of the hue too, in bins of 1 degree: its greatest bin, with --json all of it", "--hue"));
     return [options](const Console& console) { return mapAppearance(console, *options); };
 }

@@ -232,71 +232,69 @@ ExitStatus runBatch(const Console& console, const Options& options) {
 
 }  // namespace
 
-Action declareBatch(CLI::App& app) {
+Action declareBatch(OptionParser& app) {
     auto options = std::make_shared<Options>();
-    app.add_option(
+    app.addOption(
         "LIST", options->list.path,
         "List of pairs with the columns first, second and, if need be, id, first_mask, second_mask: CSV, TSV or "
         "JSON Lines; - reads standard input");
     addListOptions(app, options->list);
-    app.add_option("--folders", options->folders,
-                   optionText("In place of a list: two folders, whose image files are paired by relative path without "
-                              "extension",
-                              "--folders before after"))
-        ->type_name("A B")
+    app.addOption("--folders", options->folders,
+                  optionText("In place of a list: two folders, whose image files are paired by relative path without "
+                             "extension",
+                             "--folders before after"))
+        ->typeName("A B")
         ->expected(2);
-    app.add_flag("--allow-unpaired", options->allowUnpaired,
-                 optionText("Compare what has a partner although some files have none", "--allow-unpaired"));
-    app.add_option("--root", options->root,
-                   optionText("Folder that relative paths of the list start from; by default the working directory",
-                              "--root /data/photographs"))
-        ->type_name("DIR");
-    app.add_flag("--print-list", options->printList,
-                 optionText("Print the pairs as a CSV list on standard output and compare nothing", "--print-list"));
-    app.add_option("-o,--output", options->output,
-                   optionText("Results: .db, .sqlite or .sqlite3 (SQLite), .jsonl or .ndjson (JSON Lines), .csv; an "
-                              "existing file is refused without --resume",
-                              "--output results.csv"))
-        ->type_name("FILE")
-        ->capture_default_str();
-    app.add_flag("--resume", options->resume,
-                 optionText("Go on with an existing output: do exactly what is missing", "--resume"));
-    app.add_flag("--retry-failed", options->retryFailed,
-                 optionText("With --resume: compare again the pairs that are recorded as failed", "--retry-failed"));
-    app.add_flag(
-        "--checksums", options->checksums,
-        optionText("Record the SHA-256 of the photographs too; with --resume, what is recorded without or with "
-                   "another one is compared again",
-                   "--checksums"));
-    app.add_option(
+    app.addFlag("--allow-unpaired", options->allowUnpaired,
+                optionText("Compare what has a partner although some files have none", "--allow-unpaired"));
+    app.addOption("--root", options->root,
+                  optionText("Folder that relative paths of the list start from; by default the working directory",
+                             "--root /data/photographs"))
+        ->typeName("DIR");
+    app.addFlag("--print-list", options->printList,
+                optionText("Print the pairs as a CSV list on standard output and compare nothing", "--print-list"));
+    app.addOption("-o,--output", options->output,
+                  optionText("Results: .db, .sqlite or .sqlite3 (SQLite), .jsonl or .ndjson (JSON Lines), .csv; an "
+                             "existing file is refused without --resume",
+                             "--output results.csv"))
+        ->typeName("FILE")
+        ->showDefault();
+    app.addFlag("--resume", options->resume,
+                optionText("Go on with an existing output: do exactly what is missing", "--resume"));
+    app.addFlag("--retry-failed", options->retryFailed,
+                optionText("With --resume: compare again the pairs that are recorded as failed", "--retry-failed"));
+    app.addFlag("--checksums", options->checksums,
+                optionText("Record the SHA-256 of the photographs too; with --resume, what is recorded without or with "
+                           "another one is compared again",
+                           "--checksums"));
+    app.addOption(
            "--jobs", options->jobs,
            optionText(
                "Pairs at the same time, 1 to 1024; by default as many as there are processors. Where one is idle, "
                "both photographs of a pair are analysed at the same time; LIKENESS_THREADS says how many there are",
                "--jobs 8"))
-        ->type_name("N")
+        ->typeName("N")
         ->check(integerBetween(1, 1024));
-    app.add_option(
+    app.addOption(
            "--cache", options->cache,
            optionText("How many analysed photographs are kept of those that occur again, 0 to 1000000", "--cache 5000"))
-        ->type_name("N")
+        ->typeName("N")
         ->check(integerBetween(0, 1000000))
-        ->capture_default_str();
-    app.add_flag("--timing", options->timing,
-                 optionText("For .jsonl and .csv: write how many milliseconds each pair took into OUTPUT.timing.csv",
-                            "--timing"));
-    app.add_flag(
+        ->showDefault();
+    app.addFlag("--timing", options->timing,
+                optionText("For .jsonl and .csv: write how many milliseconds each pair took into OUTPUT.timing.csv",
+                           "--timing"));
+    app.addFlag(
         "--distances", options->distances,
         optionText("Record distances of the distributions too, by correlate, in further columns", "--distances"));
-    app.add_option(
+    app.addOption(
            "--archive", options->archive,
            optionText("Archive of darkroom index: what it has of a photograph is taken from it where path, size and "
                       "time of change agree",
                       "--archive photos.likeness"))
-        ->type_name("FILE");
-    app.add_flag(
-        "--check", options->check,
-        optionText("With --archive: the SHA-256 of the file must agree, in place of size and time", "--check"));
+        ->typeName("FILE");
+    app.addFlag("--check", options->check,
+                optionText("With --archive: the SHA-256 of the file must agree, in place of size and time", "--check"));
     addPartOptionsWithoutMask(app, options->part);
     addPredictOption(app, options->predict);
     addIsolationOptions(app, options->isolation);

@@ -85,28 +85,28 @@ ExitStatus brighten(const Console& console, const Options& options) {
 
 }  // namespace
 
-Action declareBrighten(CLI::App& app) {
+Action declareBrighten(OptionParser& app) {
     auto options = std::make_shared<Options>();
     addPhotographs(app, options->inputs, "IN", "Photograph");
     addImageOutput(app, options->output);
     addOutputProfile(app, options->output);
-    app.get_option("--output")
+    app.option("--output")
         ->description(
             optionText("Result image; without --pass NAME.png stands for six, NAME_1.png to NAME_6.png. The extension "
                        "gives the format: .png (8 or 16 bits), .jpg, .tif (32-bit float, values as they are), .hdr "
                        "(Radiance, linear)",
                        "--output result.png"));
     addManyPhotographs(app, options->inputs);
-    app.add_option("--factor", options->factor,
-                   optionText("Factor of the first pass, above 0 and up to 100; each next pass has 0.7 less, and each "
-                              "pass that is made must have one above 0. Below 10 brightens, above 10 darkens",
-                              "--factor 11.4"))
-        ->type_name("F")
+    app.addOption("--factor", options->factor,
+                  optionText("Factor of the first pass, above 0 and up to 100; each next pass has 0.7 less, and each "
+                             "pass that is made must have one above 0. Below 10 brightens, above 10 darkens",
+                             "--factor 11.4"))
+        ->typeName("F")
         ->check(brightnessFactorRange())
         ->required();
-    app.add_option("--pass", options->pass,
-                   optionText("Write the picture of this pass only, 1 to 6", "--pass 3 --output result.png"))
-        ->type_name("K")
+    app.addOption("--pass", options->pass,
+                  optionText("Write the picture of this pass only, 1 to 6", "--pass 3 --output result.png"))
+        ->typeName("K")
         ->check(integerBetween(1, brightnessPasses));
     return [options](const Console& console) {
         return onEach(console, *options, brighten, checkFactor, [&options](const ImageOutput& output) {

@@ -91,11 +91,11 @@ struct Result {
 };
 
 /// The colours of the command line, in its order.
-std::vector<GivenColor> typedColors(const CLI::App& app, const Options& options) {
+std::vector<GivenColor> typedColors(const OptionParser& app, const Options& options) {
     std::vector<GivenColor> colors;
     std::size_t places[4] = {};
-    for (const CLI::Option* const option : app.parse_order()) {
-        const std::string name = option->get_name();
+    for (const Option* const option : app.givenOptions()) {
+        const std::string name = option->name();
         const auto next = [&places](std::size_t list, const std::vector<std::string>& texts) -> const std::string& {
             return texts.at(places[list]++);
         };
@@ -119,7 +119,8 @@ std::vector<GivenColor> typedColors(const CLI::App& app, const Options& options)
 }
 
 /// @param remarks  receives what is to be warned of
-std::vector<GivenColor> givenColors(const CLI::App& app, const Options& options, std::vector<std::string>& remarks) {
+std::vector<GivenColor> givenColors(const OptionParser& app, const Options& options,
+                                    std::vector<std::string>& remarks) {
     std::vector<GivenColor> colors = typedColors(app, options);
     const bool reads = options.table == "-" || (colors.empty() && ::isatty(STDIN_FILENO) == 0);
     if (!options.from.empty() && options.correlates.empty() && !reads) {
@@ -423,7 +424,7 @@ void warnOf(const Console& console, const std::vector<GivenColor>& given, const 
     }
 }
 
-ExitStatus seeColors(const Console& console, const CLI::App& app, const Options& options) {
+ExitStatus seeColors(const Console& console, const OptionParser& app, const Options& options) {
     Result result;
     result.model = modelNamed(options.model);
     const bool own = result.model == AppearanceModelKind::likeness;
@@ -458,17 +459,17 @@ ExitStatus seeColors(const Console& console, const CLI::App& app, const Options&
 
 }  // namespace
 
-Action declareColour(CLI::App& app) {
+Action declareColour(OptionParser& app) {
     auto options = std::make_shared<Options>();
     app.alias("color");
     const auto addColors = [&app](const char* name, std::vector<std::string>& colors, const char* type,
                                   const char* text, const char* example) {
-        return app.add_option(name, colors, optionText(text, example))->type_name(type)->allow_extra_args(false);
+        return app.addOption(name, colors, optionText(text, example))->typeName(type)->allowExtraArguments(false);
     };
-    app.add_option("TABLE", options->table,
-                   "- reads colours as CSV from standard input, as without any colour: the header names X, Y, Z, or "
-                   "R, G, B, or srgb, or L, a, b, or three correlates, and may have an id")
-        ->type_name("")
+    app.addOption("TABLE", options->table,
+                  "- reads colours as CSV from standard input, as without any colour: the header names X, Y, Z, or "
+                  "R, G, B, or srgb, or L, a, b, or three correlates, and may have an id")
+        ->typeName("")
         ->check(oneOf({"-"}));
     addColors("--xyz", options->xyz, "X,Y,Z", "A colour by its X, Y, Z on the scale of the white. May be repeated",
               "--xyz 19.01,20,21.78");
@@ -479,22 +480,22 @@ Action declareColour(CLI::App& app) {
     addColors("--lab", options->lab, "L,a,b", "A colour by its CIE L*, a*, b* under the white. May be repeated",
               "--lab 50,20,-30");
     auto* const from =
-        app.add_option("--from", options->from,
-                       optionText("Correlates that --correlates, or a table without a header, gives: one of J, Q, one "
-                                  "of C, M, s, one of h, H. The colour that looks so is found by the inverse model",
-                                  "--from Q,M,H"))
-            ->type_name("J,C,h");
+        app.addOption("--from", options->from,
+                      optionText("Correlates that --correlates, or a table without a header, gives: one of J, Q, one "
+                                 "of C, M, s, one of h, H. The colour that looks so is found by the inverse model",
+                                 "--from Q,M,H"))
+            ->typeName("J,C,h");
     addColors("--correlates", options->correlates, "N,N,N",
               "A colour by its correlates, in the order of --from. May be repeated", "--correlates 41.73,0.1,219")
         ->needs(from);
     addModelOption(app, options->model);
-    app.get_option("--model")->default_str(options->model);
-    app.add_flag("--difference", options->difference,
-                 optionText("Also tell how far each colour is from the first: Delta E' in the uniform space of the "
-                            "model (UCS, LCD for large, SCD for small differences) and CIEDE2000",
-                            "--difference"));
-    auto* const json = app.add_flag("--json", options->json, optionText("Print JSON", "--json"));
-    app.add_flag("--csv", options->csv, optionText("Print CSV, a header and a line for each colour", "--csv"))
+    app.option("--model")->defaultText(options->model);
+    app.addFlag("--difference", options->difference,
+                optionText("Also tell how far each colour is from the first: Delta E' in the uniform space of the "
+                           "model (UCS, LCD for large, SCD for small differences) and CIEDE2000",
+                           "--difference"));
+    auto* const json = app.addFlag("--json", options->json, optionText("Print JSON", "--json"));
+    app.addFlag("--csv", options->csv, optionText("Print CSV, a header and a line for each colour", "--csv"))
         ->excludes(json);
     addViewingOptions(app, options->viewing);
     return [options, &app](const Console& console) { return seeColors(console, app, *options); };

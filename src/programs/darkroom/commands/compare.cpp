@@ -558,8 +558,8 @@ ExitStatus compare(const Console& console, const Options& options) {
 }
 
 /// Whether `read` takes a text.
-CLI::Validator layoutCheck(void (*read)(const std::string&, TileLayout&)) {
-    return CLI::Validator(
+OptionCheck layoutCheck(void (*read)(const std::string&, TileLayout&)) {
+    return OptionCheck(
         [read](std::string& text) {
             try {
                 TileLayout layout;
@@ -574,27 +574,27 @@ CLI::Validator layoutCheck(void (*read)(const std::string&, TileLayout&)) {
 
 }  // namespace
 
-Action declareCompare(CLI::App& app) {
+Action declareCompare(OptionParser& app) {
     auto options = std::make_shared<Options>();
-    app.add_option("FIRST", options->first, "Photograph")->required();
-    app.add_option("SECOND", options->second, "Photograph to compare it with")->required();
-    auto* const json = app.add_flag("--json", options->json, optionText("Give the result as JSON", "--json"));
-    app.add_flag("--csv", options->csv, optionText("Give the result as CSV, a header and a line", "--csv"))
+    app.addOption("FIRST", options->first, "Photograph")->required();
+    app.addOption("SECOND", options->second, "Photograph to compare it with")->required();
+    auto* const json = app.addFlag("--json", options->json, optionText("Give the result as JSON", "--json"));
+    app.addFlag("--csv", options->csv, optionText("Give the result as CSV, a header and a line", "--csv"))
         ->excludes(json);
-    app.add_option("-o,--output", options->output,
-                   optionText("File for the result instead of standard output, which - is too; .json and .csv give the "
-                              "format as --json and --csv do",
-                              "--output result.json"))
-        ->type_name("FILE");
-    app.add_option("--min", options->limits,
-                   optionText("Least values, 0 to 1, of coefficients (brightness, lightness, chroma, colorfulness, "
-                              "saturation); exit status 1 and a line on standard error where one is below. Given "
-                              "again, it adds limits",
-                              "--min brightness=0.9,chroma=0.8"))
-        ->type_name("NAME=VALUE,...")
+    app.addOption("-o,--output", options->output,
+                  optionText("File for the result instead of standard output, which - is too; .json and .csv give the "
+                             "format as --json and --csv do",
+                             "--output result.json"))
+        ->typeName("FILE");
+    app.addOption("--min", options->limits,
+                  optionText("Least values, 0 to 1, of coefficients (brightness, lightness, chroma, colorfulness, "
+                             "saturation); exit status 1 and a line on standard error where one is below. Given "
+                             "again, it adds limits",
+                             "--min brightness=0.9,chroma=0.8"))
+        ->typeName("NAME=VALUE,...")
         ->expected(1)
-        ->multi_option_policy(CLI::MultiOptionPolicy::TakeAll)
-        ->check(CLI::Validator(
+        ->takeAll()
+        ->check(OptionCheck(
             [](std::string& text) {
                 try {
                     coefficientLimitsIn(text);
@@ -604,17 +604,17 @@ Action declareCompare(CLI::App& app) {
                 }
             },
             ""));
-    app.add_option("--maps", options->maps,
-                   optionText("Existing folder for the maps of every correlate: first_NAME and second_NAME, as .png "
-                              "(colours on one scale for both photographs, with a legend) and .tif (32-bit float)",
-                              "--maps maps"))
-        ->type_name("DIR");
-    app.add_option("--report", options->report,
-                   optionText("Page that shows photographs, coefficients, histograms, maps and viewing conditions, in "
-                              "one file",
-                              "--report report.html"))
-        ->type_name("FILE.html");
-    app.add_flag(
+    app.addOption("--maps", options->maps,
+                  optionText("Existing folder for the maps of every correlate: first_NAME and second_NAME, as .png "
+                             "(colours on one scale for both photographs, with a legend) and .tif (32-bit float)",
+                             "--maps maps"))
+        ->typeName("DIR");
+    app.addOption("--report", options->report,
+                  optionText("Page that shows photographs, coefficients, histograms, maps and viewing conditions, in "
+                             "one file",
+                             "--report report.html"))
+        ->typeName("FILE.html");
+    app.addFlag(
         "--distances", options->distances,
         optionText("Give distances of the distributions too: by correlate, and under a published model in units "
                    "of its uniform space, with one total",
@@ -623,66 +623,66 @@ Action declareCompare(CLI::App& app) {
     addMaskOption(app, "--first-mask", options->part.firstMask, "the first photograph, in place of --mask");
     addMaskOption(app, "--second-mask", options->part.secondMask, "the second photograph, in place of --mask");
     auto* const tiles =
-        app.add_option("--tiles", options->tiles.tiles,
-                       optionText("Compare tile by tile too: N across and N down, NxM, or tiles of so many pixels of "
-                                  "the first photograph, Npx. Tiles are at the same relative places of both "
-                                  "photographs; white and background are those of the whole",
-                                  "--tiles 16, --tiles 16x12, --tiles 64px"))
-            ->type_name("N|NxM|Npx")
+        app.addOption("--tiles", options->tiles.tiles,
+                      optionText("Compare tile by tile too: N across and N down, NxM, or tiles of so many pixels of "
+                                 "the first photograph, Npx. Tiles are at the same relative places of both "
+                                 "photographs; white and background are those of the whole",
+                                 "--tiles 16, --tiles 16x12, --tiles 64px"))
+            ->typeName("N|NxM|Npx")
             ->check(layoutCheck(readTiles));
-    app.add_option("--stride", options->tiles.stride,
-                   optionText("Step from one tile to the next, for tiles that overlap: pixels of the first photograph, "
-                              "or a share of the tile's side",
-                              "--stride 32px, --stride 50%"))
-        ->type_name("PIXELS|SHARE")
+    app.addOption("--stride", options->tiles.stride,
+                  optionText("Step from one tile to the next, for tiles that overlap: pixels of the first photograph, "
+                             "or a share of the tile's side",
+                             "--stride 32px, --stride 50%"))
+        ->typeName("PIXELS|SHARE")
         ->needs(tiles)
         ->check(layoutCheck(readStride));
-    app.add_option("--tile-maps", options->tileMaps,
-                   optionText("Existing folder, or stem of file names, for maps of the coefficients by tile: "
-                              "tiles_NAME, or STEM_NAME, as .png (at the places of the tiles, with a legend; hatched "
-                              "where a tile has few pixels) and .tif (32-bit float, a pixel for each tile)",
-                              "--tile-maps maps"))
-        ->type_name("DIR|PREFIX")
+    app.addOption("--tile-maps", options->tileMaps,
+                  optionText("Existing folder, or stem of file names, for maps of the coefficients by tile: "
+                             "tiles_NAME, or STEM_NAME, as .png (at the places of the tiles, with a legend; hatched "
+                             "where a tile has few pixels) and .tif (32-bit float, a pixel for each tile)",
+                             "--tile-maps maps"))
+        ->typeName("DIR|PREFIX")
         ->needs(tiles);
-    app.add_option("--tile-table", options->tileTable,
-                   optionText("File for a table of the tiles, as CSV", "--tile-table tiles.csv"))
-        ->type_name("FILE.csv")
+    app.addOption("--tile-table", options->tileTable,
+                  optionText("File for a table of the tiles, as CSV", "--tile-table tiles.csv"))
+        ->typeName("FILE.csv")
         ->needs(tiles);
-    auto* const interval = app.add_flag(
+    auto* const interval = app.addFlag(
         "--interval", options->interval,
         optionText("Give each coefficient a 95 % interval: the tiles, 8 x 8 where --tiles does not say, are "
                    "drawn anew with replacement (block bootstrap)",
                    "--interval"));
-    app.add_option("--resamples", options->resamples,
-                   optionText("How often --interval draws, 100 to 1000000", "--resamples 2000"))
-        ->type_name("NUMBER")
+    app.addOption("--resamples", options->resamples,
+                  optionText("How often --interval draws, 100 to 1000000", "--resamples 2000"))
+        ->typeName("NUMBER")
         ->check(integerBetween(100, 1'000'000))
         ->needs(interval);
-    app.add_option(
+    app.addOption(
            "--seed", options->seed,
            optionText("Seed of what --interval draws and of the directions of --sliced, a whole number; the same "
                       "seed gives the same numbers",
                       "--seed 7"))
-        ->type_name("NUMBER")
+        ->typeName("NUMBER")
         ->check(integerBetween(0, std::int64_t{1} << 53))
-        ->default_str(std::to_string(IntervalOptions().seed));
-    auto* const differences = app.add_option(
+        ->defaultText(std::to_string(IntervalOptions().seed));
+    auto* const differences = app.addOption(
         "--difference-maps", options->differenceMaps,
         optionText(
             "Existing folder for maps of the differences pixel by pixel, of photographs of one size: of every "
             "correlate (second less first), Delta E' of the model's uniform space (of ciecam16 under the default "
             "model) and CIEDE2000, as difference_NAME.png and .tif",
             "--difference-maps maps"));
-    differences->type_name("DIR");
-    app.add_flag("--align", options->align,
-                 optionText("Compare each pixel with the one that the optical flow finds for it in SECOND", "--align"))
+    differences->typeName("DIR");
+    app.addFlag("--align", options->align,
+                optionText("Compare each pixel with the one that the optical flow finds for it in SECOND", "--align"))
         ->needs(differences);
-    app.add_flag("--explain", options->explain,
-                 optionText("Say in a sentence for each correlate what moved between the two distributions, and give "
-                            "the whites of both",
-                            "--explain"));
+    app.addFlag("--explain", options->explain,
+                optionText("Say in a sentence for each correlate what moved between the two distributions, and give "
+                           "the whites of both",
+                           "--explain"));
     addPredictOption(app, options->predict);
-    app.add_flag(
+    app.addFlag(
         "--sliced", options->sliced,
         optionText("Under a published model: give the sliced Wasserstein distance of the colours in J', a', b', "
                    "the mean over 64 directions",

@@ -17,15 +17,15 @@ struct Options {
 
 }  // namespace
 
-Action declareCompletion(CLI::App& app) {
+Action declareCompletion(OptionParser& app) {
     auto options = std::make_shared<Options>();
-    app.add_option("SHELL", options->shell,
-                   "Shell that the script is for, bash or zsh; source <(darkroom completion bash) takes it at once")
-        ->type_name("")
+    app.addOption("SHELL", options->shell,
+                  "Shell that the script is for, bash or zsh; source <(darkroom completion bash) takes it at once")
+        ->typeName("")
         ->check(oneOf({"bash", "zsh"}))
         ->required();
     addTextOutput(app, options->output, "--output _darkroom");
-    return [options, parser = app.get_parent()](const Console& console) {
+    return [options, parser = app.parent()](const Console& console) {
         writeText(console, options->output,
                   options->shell == "bash" ? bashCompletion(*parser) : zshCompletion(*parser));
         return ExitStatus::done;

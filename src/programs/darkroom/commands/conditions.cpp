@@ -151,13 +151,13 @@ ExitStatus explain(const Options& options) {
 
 }  // namespace
 
-Action declareConditions(CLI::App& app) {
+Action declareConditions(OptionParser& app) {
     auto options = std::make_shared<Options>();
-    app.add_option("NAME", options->name,
-                   "Conditions to explain, by name, or a JSON file of them; without, all that have a name are listed")
-        ->type_name("FILE");
-    app.add_flag("--json", options->json,
-                 optionText("Print JSON; that of single conditions is a file for --conditions", "--json"));
+    app.addOption("NAME", options->name,
+                  "Conditions to explain, by name, or a JSON file of them; without, all that have a name are listed")
+        ->typeName("FILE");
+    app.addFlag("--json", options->json,
+                optionText("Print JSON; that of single conditions is a file for --conditions", "--json"));
     addViewingOptions(app, options->viewing);
     return [options](const Console&) { return explain(*options); };
 }

@@ -241,7 +241,7 @@ ExitStatus convert(const Console& console, const Options& options) {
     return options.to.empty() ? convertFrom(console, options) : convertTo(console, options);
 }
 
-CLI::Validator spaceName() {
+OptionCheck spaceName() {
     std::vector<std::string> names;
     for (const Space& space : spaces()) {
         names.emplace_back(space.name);
@@ -251,41 +251,41 @@ CLI::Validator spaceName() {
 
 }  // namespace
 
-Action declareConvert(CLI::App& app) {
+Action declareConvert(OptionParser& app) {
     auto options = std::make_shared<Options>();
     addPhotographs(app, options->inputs, "IN", "Image to convert");
-    app.add_option(
+    app.addOption(
            "--to", options->to,
            optionText("Colour space to convert to: xyz (D65, Y = 1 for white), sharpened (CAT02 cone responses), "
                       "log-lms (decimal logarithms of cone responses), lalphabeta, opponent (red-green, "
                       "yellow-blue, -1 to 1), yuv (luma 0 to 1, B - Y, R - Y) or lab (L* 0 to 100). The result "
                       "is a .tif with its first channel as red, for lab also a .png",
                       "--to lab"))
-        ->type_name("SPACE")
+        ->typeName("SPACE")
         ->check(spaceName());
     auto* const from =
-        app.add_option(
+        app.addOption(
                "--from", options->from,
                optionText("Colour space to convert back from, to a picture: IN is what --to wrote. Any but opponent",
                           "--from lab"))
-            ->type_name("SPACE")
+            ->typeName("SPACE")
             ->check(spaceName());
-    app.add_flag("--unmarked", options->unmarked,
-                 optionText("With --from, take a file that does not say that --to has written it", "--unmarked"))
+    app.addFlag("--unmarked", options->unmarked,
+                optionText("With --from, take a file that does not say that --to has written it", "--unmarked"))
         ->needs(from);
-    app.add_option("--white", options->white,
-                   optionText("White of lab, gamma-encoded, each above 0 and up to 1, in the order in which darkroom "
-                              "white prints it; 1,1,1 if not given",
-                              "--white 0.93,1,0.97"))
-        ->type_name("B,G,R")
+    app.addOption("--white", options->white,
+                  optionText("White of lab, gamma-encoded, each above 0 and up to 1, in the order in which darkroom "
+                             "white prints it; 1,1,1 if not given",
+                             "--white 0.93,1,0.97"))
+        ->typeName("B,G,R")
         ->check(positiveTriple(1));
-    app.add_option(
+    app.addOption(
            "--xyz-white", options->xyzWhite,
            optionText("White of xyz: the sRGB primaries are scaled to give it, and the way back is limited to 0 "
                       "to 1. Each above 0 and up to 2, or a chromaticity x,y; without it the fixed matrix of sRGB "
                       "under D65",
                       "--xyz-white 0.9642,1,0.8249"))
-        ->type_name("X,Y,Z")
+        ->typeName("X,Y,Z")
         ->check(tripleOrChromaticity(2));
     addImageOutput(app, options->output);
     addOutputProfile(app, options->output);

@@ -297,113 +297,112 @@ ExitStatus fitResults(const Console& console, const Options& options) {
 
 }  // namespace
 
-Action declareFit(CLI::App& app) {
+Action declareFit(OptionParser& app) {
     auto options = std::make_shared<Options>();
-    app.add_option("RESULTS", options->results,
-                   "Results of darkroom batch, merge or pairs, or a report For_fit.txt of five lines a run");
-    app.add_option("--scores", options->scores,
-                   optionText("Table of opinion scores (CSV, .tsv) with a header; rows and results of one id belong "
-                              "together",
-                              "--scores scores.csv"))
-        ->type_name("FILE");
-    app.add_option("--dataset", options->dataset,
-                   optionText("In place of --scores: a published set of scores (tid2013, kadid10k, csiq, live, spcd), "
-                              "and the folder in which it lies as it is published",
-                              "--dataset tid2013 tid2013"))
-        ->type_name("NAME DIR")
+    app.addOption("RESULTS", options->results,
+                  "Results of darkroom batch, merge or pairs, or a report For_fit.txt of five lines a run");
+    app.addOption("--scores", options->scores,
+                  optionText("Table of opinion scores (CSV, .tsv) with a header; rows and results of one id belong "
+                             "together",
+                             "--scores scores.csv"))
+        ->typeName("FILE");
+    app.addOption("--dataset", options->dataset,
+                  optionText("In place of --scores: a published set of scores (tid2013, kadid10k, csiq, live, spcd), "
+                             "and the folder in which it lies as it is published",
+                             "--dataset tid2013 tid2013"))
+        ->typeName("NAME DIR")
         ->expected(2);
-    app.add_option("--score", options->columns.score, optionText("Column of the scores", "--score mos"))
-        ->type_name("COLUMN")
-        ->capture_default_str();
-    app.add_option("--deviation", options->columns.deviation,
-                   optionText("Column of the scores' standard deviations, for the outlier ratio", "--deviation std"))
-        ->type_name("COLUMN");
-    app.add_option(
-           "--group", options->columns.content,
-           optionText("Column of the contents, of the scores or the results: no content is fitted and "
-                      "validated at the same time; by default the first photograph, where several pairs have it",
-                      "--group content"))
-        ->type_name("COLUMN");
-    app.add_option("--type", options->columns.type,
-                   optionText("Column of the types of distortion, for a table by type", "--type distortion"))
-        ->type_name("COLUMN");
-    app.add_option("--id", options->columns.id, optionText("Column of the ids; default: id", "--id pair"))
-        ->type_name("COLUMN");
-    app.add_option("--direction", options->direction,
-                   optionText("Which scores mean that the photographs look more alike; required with --scores. A data "
-                              "set knows its own",
-                              "--direction higher-better"))
-        ->type_name("WHICH")
+    app.addOption("--score", options->columns.score, optionText("Column of the scores", "--score mos"))
+        ->typeName("COLUMN")
+        ->showDefault();
+    app.addOption("--deviation", options->columns.deviation,
+                  optionText("Column of the scores' standard deviations, for the outlier ratio", "--deviation std"))
+        ->typeName("COLUMN");
+    app.addOption("--group", options->columns.content,
+                  optionText("Column of the contents, of the scores or the results: no content is fitted and "
+                             "validated at the same time; by default the first photograph, where several pairs have it",
+                             "--group content"))
+        ->typeName("COLUMN");
+    app.addOption("--type", options->columns.type,
+                  optionText("Column of the types of distortion, for a table by type", "--type distortion"))
+        ->typeName("COLUMN");
+    app.addOption("--id", options->columns.id, optionText("Column of the ids; default: id", "--id pair"))
+        ->typeName("COLUMN");
+    app.addOption("--direction", options->direction,
+                  optionText("Which scores mean that the photographs look more alike; required with --scores. A data "
+                             "set knows its own",
+                             "--direction higher-better"))
+        ->typeName("WHICH")
         ->check(oneOf({"higher-better", "lower-better"}));
-    app.add_option("--form", options->form,
-                   optionText("How the score follows from the features: each with a weight (linear, ridge) or an "
-                              "exponent (product), or from their mean (monotone, logistic4, logistic5)",
-                              "--form logistic5"))
-        ->type_name("FORM")
+    app.addOption("--form", options->form,
+                  optionText("How the score follows from the features: each with a weight (linear, ridge) or an "
+                             "exponent (product), or from their mean (monotone, logistic4, logistic5)",
+                             "--form logistic5"))
+        ->typeName("FORM")
         ->check(oneOf({"linear", "monotone", "logistic4", "logistic5", "product", "ridge"}))
-        ->capture_default_str();
-    app.add_option("--features", options->features,
-                   optionText("What the score is predicted from: coefficients, hue, columns of the results that hold "
-                              "numbers; by default the five coefficients, for linear, ridge and product the hue and "
-                              "distances too, where all results have them",
-                              "--features lightness,chroma"))
-        ->type_name("NAME,...");
-    app.add_option("--penalty", options->penalty,
-                   optionText("Of ridge, on the sum of the squared weights of standardised features, 0 to 1e12; by "
-                              "default the best in cross-validation",
-                              "--penalty 10"))
-        ->type_name("VALUE")
+        ->showDefault();
+    app.addOption("--features", options->features,
+                  optionText("What the score is predicted from: coefficients, hue, columns of the results that hold "
+                             "numbers; by default the five coefficients, for linear, ridge and product the hue and "
+                             "distances too, where all results have them",
+                             "--features lightness,chroma"))
+        ->typeName("NAME,...");
+    app.addOption("--penalty", options->penalty,
+                  optionText("Of ridge, on the sum of the squared weights of standardised features, 0 to 1e12; by "
+                             "default the best in cross-validation",
+                             "--penalty 10"))
+        ->typeName("VALUE")
         ->check(numberBetween(0, 1e12));
-    app.add_option("--observers", options->observers,
-                   optionText("How many people gave each score, 2 to 1000000: the outlier ratio and RMSE* of ITU-T "
-                              "P.1401 then take the scores' confidence intervals, in place of two standard deviations",
-                              "--observers 24"))
-        ->type_name("N")
+    app.addOption("--observers", options->observers,
+                  optionText("How many people gave each score, 2 to 1000000: the outlier ratio and RMSE* of ITU-T "
+                             "P.1401 then take the scores' confidence intervals, in place of two standard deviations",
+                             "--observers 24"))
+        ->typeName("N")
         ->check(integerBetween(2, 1000000));
-    app.add_option(
+    app.addOption(
            "--folds", options->folds,
            optionText("Parts of the cross-validation, 2 to 1000; at most as many as there are contents", "--folds 5"))
-        ->type_name("N")
+        ->typeName("N")
         ->check(integerBetween(2, 1000))
-        ->capture_default_str();
-    app.add_option("--resamples", options->resamples,
-                   optionText("Of the contents, for the intervals, 20 to 100000", "--resamples 10000"))
-        ->type_name("N")
+        ->showDefault();
+    app.addOption("--resamples", options->resamples,
+                  optionText("Of the contents, for the intervals, 20 to 100000", "--resamples 10000"))
+        ->typeName("N")
         ->check(integerBetween(20, 100000))
-        ->capture_default_str();
-    app.add_option(
+        ->showDefault();
+    app.addOption(
            "--seed", options->seed,
            optionText("Of folds and resamples, 0 to 4294967295: the same seed gives the same numbers", "--seed 7"))
-        ->type_name("N")
+        ->typeName("N")
         ->check(integerBetween(0, 4294967295))
-        ->capture_default_str();
-    app.add_option("--against", options->against,
-                   optionText("Another form, or the file of another model, to hold this one against: Pitman's paired "
-                              "test and intervals of the differences. May be given again",
-                              "--against linear"))
-        ->type_name("FORM|MODEL.json")
+        ->showDefault();
+    app.addOption("--against", options->against,
+                  optionText("Another form, or the file of another model, to hold this one against: Pitman's paired "
+                             "test and intervals of the differences. May be given again",
+                             "--against linear"))
+        ->typeName("FORM|MODEL.json")
         ->expected(1)
-        ->multi_option_policy(CLI::MultiOptionPolicy::TakeAll);
-    app.add_flag("--baselines", options->baselines,
-                 optionText("Compute mean CIEDE2000 and PSNR of the photographs, and hold the model against them",
-                            "--baselines"));
-    app.add_option("--root", options->root,
-                   optionText("Folder that relative paths of the results start from; by default the working directory",
-                              "--root /data/photographs"))
-        ->type_name("DIR");
-    app.add_option(
+        ->takeAll();
+    app.addFlag("--baselines", options->baselines,
+                optionText("Compute mean CIEDE2000 and PSNR of the photographs, and hold the model against them",
+                           "--baselines"));
+    app.addOption("--root", options->root,
+                  optionText("Folder that relative paths of the results start from; by default the working directory",
+                             "--root /data/photographs"))
+        ->typeName("DIR");
+    app.addOption(
            "-o,--output", options->output,
            optionText("File for the model (JSON), which compare and batch take with --predict", "--output model.json"))
-        ->type_name("MODEL.json");
-    app.add_option("--predictions", options->predictions,
-                   optionText("Table of what is predicted for each row: id, score, predicted, interval, prediction of "
-                              "the unseen content, group, type",
-                              "--predictions predictions.csv"))
-        ->type_name("FILE.csv");
-    app.add_option("--report", options->report,
-                   optionText("Page with tables, plots of scores and residuals, in one file", "--report fit.html"))
-        ->type_name("FILE.html");
-    app.add_flag(
+        ->typeName("MODEL.json");
+    app.addOption("--predictions", options->predictions,
+                  optionText("Table of what is predicted for each row: id, score, predicted, interval, prediction of "
+                             "the unseen content, group, type",
+                             "--predictions predictions.csv"))
+        ->typeName("FILE.csv");
+    app.addOption("--report", options->report,
+                  optionText("Page with tables, plots of scores and residuals, in one file", "--report fit.html"))
+        ->typeName("FILE.html");
+    app.addFlag(
         "--print-list", options->printList,
         optionText("Print the pairs of --dataset as a list for darkroom batch, and fit nothing", "--print-list"));
     return [options](const Console& console) { return fitResults(console, *options); };

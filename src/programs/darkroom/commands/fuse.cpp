@@ -185,26 +185,25 @@ ExitStatus fuse(const Console& console, const Options& options, bool timesGiven)
 
 }  // namespace
 
-Action declareFuse(CLI::App& app) {
+Action declareFuse(OptionParser& app) {
     auto options = std::make_shared<Options>();
-    app.add_option("IMG", options->inputs, "Two or more exposures of one scene, of one size")->required();
-    const CLI::Option* const times =
-        app.add_option(
-               "--times", options->times,
-               optionText("Exposure times in seconds, fractions or numbers above 0, all different, in the order "
-                          "of the images; without it, those in the EXIF data of JPEG files",
-                          "--times 1/30,1/8,0.5"))
-            ->type_name("LIST");
+    app.addOption("IMG", options->inputs, "Two or more exposures of one scene, of one size")->required();
+    const Option* const times =
+        app.addOption("--times", options->times,
+                      optionText("Exposure times in seconds, fractions or numbers above 0, all different, in the order "
+                                 "of the images; without it, those in the EXIF data of JPEG files",
+                                 "--times 1/30,1/8,0.5"))
+            ->typeName("LIST");
     addPrefixOutput(app, options->prefix, "PREFIX.hdr (radiance), PREFIX.jpg (tone-mapped), PREFIXfusion.jpg (fused)");
-    app.add_option("--response", options->response,
-                   optionText("Camera response as CSV: for each byte value the exposure that it stands for, per "
-                              "channel, up to a factor that makes that of 128 about 1",
-                              "--response response.csv"))
-        ->type_name("FILE");
-    app.add_option("--plot", options->plot,
-                   optionText("Camera response as a plot, SVG: byte value over relative exposure in stops",
-                              "--plot response.svg"))
-        ->type_name("FILE");
+    app.addOption("--response", options->response,
+                  optionText("Camera response as CSV: for each byte value the exposure that it stands for, per "
+                             "channel, up to a factor that makes that of 128 about 1",
+                             "--response response.csv"))
+        ->typeName("FILE");
+    app.addOption("--plot", options->plot,
+                  optionText("Camera response as a plot, SVG: byte value over relative exposure in stops",
+                             "--plot response.svg"))
+        ->typeName("FILE");
     return [options, times](const Console& console) { return fuse(console, *options, times->count() > 0); };
 }
 

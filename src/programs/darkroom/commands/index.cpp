@@ -517,45 +517,44 @@ ExitStatus index(const Console& console, const Options& options) {
 
 }  // namespace
 
-Action declareIndex(CLI::App& app) {
+Action declareIndex(OptionParser& app) {
     auto options = std::make_shared<Options>();
-    app.add_option("PHOTOS", options->photographs,
-                   "Photographs, and folders whose image files are taken with those of their subfolders; - reads names "
-                   "from standard input, one a line");
-    app.add_option("--list", options->lists,
-                   optionText("File with names of photographs and folders, one a line", "--list names.txt"))
-        ->type_name("FILE")
+    app.addOption("PHOTOS", options->photographs,
+                  "Photographs, and folders whose image files are taken with those of their subfolders; - reads names "
+                  "from standard input, one a line");
+    app.addOption("--list", options->lists,
+                  optionText("File with names of photographs and folders, one a line", "--list names.txt"))
+        ->typeName("FILE")
         ->expected(1)
-        ->allow_extra_args(false)
-        ->multi_option_policy(CLI::MultiOptionPolicy::TakeAll);
-    app.add_option("-o,--output", options->output,
-                   optionText("Archive; an existing one is refused without --update, --resume or --overwrite",
-                              "--output archive.likeness"))
-        ->type_name("FILE")
+        ->allowExtraArguments(false)
+        ->takeAll();
+    app.addOption("-o,--output", options->output,
+                  optionText("Archive; an existing one is refused without --update, --resume or --overwrite",
+                             "--output archive.likeness"))
+        ->typeName("FILE")
         ->required();
-    app.add_flag("--update", options->update,
-                 optionText("Bring an archive up to date: analyse what is new or has another size or time, leave out "
-                            "what is not named any more",
-                            "--update"));
-    app.add_flag(
+    app.addFlag("--update", options->update,
+                optionText("Bring an archive up to date: analyse what is new or has another size or time, leave out "
+                           "what is not named any more",
+                           "--update"));
+    app.addFlag(
         "--resume", options->resume,
         optionText("Go on where a run was stopped; with an archive that is whole the same as --update", "--resume"));
-    app.add_flag("--overwrite", options->overwrite,
-                 optionText("Replace an existing archive, and drop what a stopped run left", "--overwrite"));
-    app.add_flag("--retry-failed", options->retryFailed,
-                 optionText("With --update or --resume: read again what could not be read", "--retry-failed"));
-    app.add_flag("--approximate", options->approximate,
-                 optionText("Make an index for search --approximate too, in OUTPUT.nearest", "--approximate"));
-    app.add_option(
-           "--shard", options->shard,
-           optionText("Only the I-th of N parts of the photographs, I from 1 to N; the part depends on the path "
-                      "alone. darkroom merge joins the archives",
-                      "--shard 3/16"))
-        ->type_name("I/N");
-    app.add_option("--jobs", options->jobs,
-                   optionText("Photographs at the same time, 1 to 1024; by default as many as there are processors",
-                              "--jobs 8"))
-        ->type_name("N")
+    app.addFlag("--overwrite", options->overwrite,
+                optionText("Replace an existing archive, and drop what a stopped run left", "--overwrite"));
+    app.addFlag("--retry-failed", options->retryFailed,
+                optionText("With --update or --resume: read again what could not be read", "--retry-failed"));
+    app.addFlag("--approximate", options->approximate,
+                optionText("Make an index for search --approximate too, in OUTPUT.nearest", "--approximate"));
+    app.addOption("--shard", options->shard,
+                  optionText("Only the I-th of N parts of the photographs, I from 1 to N; the part depends on the path "
+                             "alone. darkroom merge joins the archives",
+                             "--shard 3/16"))
+        ->typeName("I/N");
+    app.addOption("--jobs", options->jobs,
+                  optionText("Photographs at the same time, 1 to 1024; by default as many as there are processors",
+                             "--jobs 8"))
+        ->typeName("N")
         ->check(integerBetween(1, 1024));
     addPartOptions(app, options->part);
     addIsolationOptions(app, options->isolation);

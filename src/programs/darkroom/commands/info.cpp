@@ -212,11 +212,11 @@ ExitStatus describe(const Console& console, const Options& options) {
 
 }  // namespace
 
-Action declareInfo(CLI::App& app) {
+Action declareInfo(OptionParser& app) {
     auto options = std::make_shared<Options>();
-    app.add_option("FILE", options->inputs, "Photographs, of any format")->required();
-    auto* const json = app.add_flag("--json", options->json, optionText("Print the facts as JSON", "--json"));
-    app.add_flag("--csv", options->csv, optionText("Print the facts as a table, a line for each file", "--csv"))
+    app.addOption("FILE", options->inputs, "Photographs, of any format")->required();
+    auto* const json = app.addFlag("--json", options->json, optionText("Print the facts as JSON", "--json"));
+    app.addFlag("--csv", options->csv, optionText("Print the facts as a table, a line for each file", "--csv"))
         ->excludes(json);
     return [options](const Console& console) { return describe(console, *options); };
 }

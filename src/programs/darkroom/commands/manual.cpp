@@ -8,10 +8,10 @@
 
 namespace likeness::darkroom {
 
-Action declareManual(CLI::App& app) {
+Action declareManual(OptionParser& app) {
     auto output = std::make_shared<TextOutput>();
     addTextOutput(app, *output, "--output darkroom.1");
-    return [output, parser = app.get_parent()](const Console& console) {
+    return [output, parser = app.parent()](const Console& console) {
         writeText(console, *output, manualPage(*parser));
         return ExitStatus::done;
     };

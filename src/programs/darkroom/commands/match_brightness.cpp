@@ -89,14 +89,14 @@ ExitStatus matchBrightness(const Console& console, const Options& options) {
 
 }  // namespace
 
-Action declareMatchBrightness(CLI::App& app) {
+Action declareMatchBrightness(OptionParser& app) {
     auto options = std::make_shared<Options>();
     addPhotographs(app, options->inputs, "IN", "Photograph");
-    app.add_option("--like", options->reference,
-                   optionText("Photograph whose mean and standard deviation of CIE L* are wanted, at least as wide and "
-                              "as high as IN",
-                              "--like reference.jpg"))
-        ->type_name("REF")
+    app.addOption("--like", options->reference,
+                  optionText("Photograph whose mean and standard deviation of CIE L* are wanted, at least as wide and "
+                             "as high as IN",
+                             "--like reference.jpg"))
+        ->typeName("REF")
         ->required();
     addPartOptions(app, options->part);
     addMaskOption(app, "--first-mask", options->part.firstMask, "IN, in place of --mask");

@@ -90,14 +90,14 @@ ExitStatus mergeResults(const Console& console, const Options& options) {
 
 }  // namespace
 
-Action declareMerge(CLI::App& app) {
+Action declareMerge(OptionParser& app) {
     auto options = std::make_shared<Options>();
-    app.add_option("OUT", options->output,
-                   "Results file to be written: .db, .sqlite, .sqlite3, .jsonl, .ndjson or .csv; of archives an "
-                   "archive")
+    app.addOption("OUT", options->output,
+                  "Results file to be written: .db, .sqlite, .sqlite3, .jsonl, .ndjson or .csv; of archives an "
+                  "archive")
         ->required();
-    app.add_option("IN", options->inputs, "Results of the shards, or their archives, in any order")->required();
-    app.add_flag("--overwrite", options->overwrite, optionText("Replace an existing OUT", "--overwrite"));
+    app.addOption("IN", options->inputs, "Results of the shards, or their archives, in any order")->required();
+    app.addFlag("--overwrite", options->overwrite, optionText("Replace an existing OUT", "--overwrite"));
     return [options](const Console& console) { return mergeResults(console, *options); };
 }
 

@@ -470,62 +470,62 @@ ExitStatus pairs(const Console& console, const Options& options) {
 
 }  // namespace
 
-Action declarePairs(CLI::App& app) {
+Action declarePairs(OptionParser& app) {
     auto options = std::make_shared<Options>();
-    app.add_option("ARCHIVE", options->archive, "Archive that darkroom index made")->required();
-    app.add_option("OTHER", options->other,
-                   "Another one: each photograph of the first is compared with each of this one");
-    app.add_option("--min", options->limits,
-                   optionText("Least mean of the coefficients, 0 to 1, or least values of coefficients by name. Given "
-                              "again, it adds limits",
-                              "--min 0.98"))
-        ->type_name("VALUE|NAME=VALUE,...")
+    app.addOption("ARCHIVE", options->archive, "Archive that darkroom index made")->required();
+    app.addOption("OTHER", options->other,
+                  "Another one: each photograph of the first is compared with each of this one");
+    app.addOption("--min", options->limits,
+                  optionText("Least mean of the coefficients, 0 to 1, or least values of coefficients by name. Given "
+                             "again, it adds limits",
+                             "--min 0.98"))
+        ->typeName("VALUE|NAME=VALUE,...")
         ->expected(1)
-        ->allow_extra_args(false)
-        ->multi_option_policy(CLI::MultiOptionPolicy::TakeAll);
-    app.add_option("--nearest", options->nearest,
-                   optionText("The K nearest of each photograph, 1 to 100000, that reach the limits", "--nearest 5"))
-        ->type_name("K")
+        ->allowExtraArguments(false)
+        ->takeAll();
+    app.addOption("--nearest", options->nearest,
+                  optionText("The K nearest of each photograph, 1 to 100000, that reach the limits", "--nearest 5"))
+        ->typeName("K")
         ->check(integerBetween(1, 100000));
-    app.add_option("--by", options->by,
-                   optionText("What is nearest, and what a --min without a name limits: the mean or the least of the "
-                              "coefficients",
-                              "--by least"))
-        ->type_name("WHAT")
+    app.addOption("--by", options->by,
+                  optionText("What is nearest, and what a --min without a name limits: the mean or the least of the "
+                             "coefficients",
+                             "--by least"))
+        ->typeName("WHAT")
         ->check(oneOf({"mean", "least"}))
-        ->capture_default_str();
-    app.add_option(
+        ->showDefault();
+    app.addOption(
            "--most", options->most,
            optionText("More pairs than these are refused, 1 to 4000000000; until all are found one takes 8 bytes "
                       "of disk beside the output",
                       "--most 1000"))
-        ->type_name("N")
+        ->typeName("N")
         ->check(integerBetween(1, 4000000000))
-        ->capture_default_str();
-    app.add_option("-o,--output", options->output,
-                   optionText("Results as of a batch: .db, .sqlite or .sqlite3 (SQLite), .jsonl or .ndjson (JSON "
-                              "Lines), .csv",
-                              "--output pairs.csv"))
-        ->type_name("FILE")
-        ->capture_default_str();
-    app.add_flag(
+        ->showDefault();
+    app.addOption("-o,--output", options->output,
+                  optionText("Results as of a batch: .db, .sqlite or .sqlite3 (SQLite), .jsonl or .ndjson (JSON "
+                             "Lines), .csv",
+                             "--output pairs.csv"))
+        ->typeName("FILE")
+        ->showDefault();
+    app.addFlag(
         "--distances", options->distances,
         optionText("Record distances of the distributions too, by correlate, in further columns", "--distances"));
-    app.add_option("--clusters", options->clusters,
-                   optionText("Table (CSV) of the groups that hang together by the pairs, with the photograph of each "
-                              "that is most like the others",
-                              "--clusters groups.csv"))
-        ->type_name("FILE");
-    app.add_option(
+    app.addOption("--clusters", options->clusters,
+                  optionText("Table (CSV) of the groups that hang together by the pairs, with the photograph of each "
+                             "that is most like the others",
+                             "--clusters groups.csv"))
+        ->typeName("FILE");
+    app.addOption(
            "--shard", options->shard,
            optionText("Only the I-th of N parts of the comparisons, I from 1 to N; darkroom merge joins the results of "
                       "all parts",
                       "--shard 3/16"))
-        ->type_name("I/N");
-    app.add_flag("--resume", options->resume,
-                 optionText("Go on where a run of the same options was stopped", "--resume"));
-    app.add_flag("--overwrite", options->overwrite,
-                 optionText("Replace an existing output, and drop what a stopped run left", "--overwrite"));
+        ->typeName("I/N");
+    app.addFlag("--resume", options->resume,
+                optionText("Go on where a run of the same options was stopped", "--resume"));
+    app.addFlag("--overwrite", options->overwrite,
+                optionText("Replace an existing output, and drop what a stopped run left", "--overwrite"));
     return [options](const Console& console) { return pairs(console, *options); };
 }
 

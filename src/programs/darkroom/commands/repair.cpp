@@ -41,14 +41,14 @@ ExitStatus repair(const Console& console, const Options& options) {
 
 }  // namespace
 
-Action declareRepair(CLI::App& app) {
+Action declareRepair(OptionParser& app) {
     auto options = std::make_shared<Options>();
-    app.add_option("ARCHIVE", options->archive, "Damaged or unfinished archive; it stays as it is")->required();
-    app.add_option("-o,--output", options->output,
-                   optionText("Archive of what can be read", "--output repaired.likeness"))
-        ->type_name("FILE")
+    app.addOption("ARCHIVE", options->archive, "Damaged or unfinished archive; it stays as it is")->required();
+    app.addOption("-o,--output", options->output,
+                  optionText("Archive of what can be read", "--output repaired.likeness"))
+        ->typeName("FILE")
         ->required();
-    app.add_flag("--overwrite", options->overwrite, optionText("Replace an existing output", "--overwrite"));
+    app.addFlag("--overwrite", options->overwrite, optionText("Replace an existing output", "--overwrite"));
     return [options](const Console& console) { return repair(console, *options); };
 }
 

@@ -122,31 +122,31 @@ ExitStatus makeReport(const Console& console, const Options& options) {
 
 }  // namespace
 
-Action declareReport(CLI::App& app) {
+Action declareReport(OptionParser& app) {
     auto options = std::make_shared<Options>();
-    app.add_option("RESULTS", options->results, "Results of darkroom batch or merge")->required();
-    app.add_option("-o,--output", options->output,
-                   optionText("HTML page, one file that needs no network", "--output report.html"))
-        ->type_name("FILE")
+    app.addOption("RESULTS", options->results, "Results of darkroom batch or merge")->required();
+    app.addOption("-o,--output", options->output,
+                  optionText("HTML page, one file that needs no network", "--output report.html"))
+        ->typeName("FILE")
         ->required();
-    app.add_option("--rows", options->rows,
-                   optionText("How many pairs table and scatter hold at most, the worst ones, 1 to 200000; the "
-                              "distributions are of all",
-                              "--rows 5000"))
-        ->type_name("PAIRS")
+    app.addOption("--rows", options->rows,
+                  optionText("How many pairs table and scatter hold at most, the worst ones, 1 to 200000; the "
+                             "distributions are of all",
+                             "--rows 5000"))
+        ->typeName("PAIRS")
         ->check(integerBetween(1, 200000))
-        ->capture_default_str();
-    app.add_option("--thumbnails", options->thumbnails,
-                   optionText("How many pairs are shown with small pictures of their photographs, those with the "
-                              "lowest coefficients, 0 to 1000",
-                              "--thumbnails 50"))
-        ->type_name("PAIRS")
+        ->showDefault();
+    app.addOption("--thumbnails", options->thumbnails,
+                  optionText("How many pairs are shown with small pictures of their photographs, those with the "
+                             "lowest coefficients, 0 to 1000",
+                             "--thumbnails 50"))
+        ->typeName("PAIRS")
         ->check(integerBetween(0, 1000))
-        ->capture_default_str();
-    app.add_option("--root", options->root,
-                   optionText("Folder that relative paths of the results start from; default: the working directory",
-                              "--root /data/photographs"))
-        ->type_name("DIR");
+        ->showDefault();
+    app.addOption("--root", options->root,
+                  optionText("Folder that relative paths of the results start from; default: the working directory",
+                             "--root /data/photographs"))
+        ->typeName("DIR");
     return [options](const Console& console) { return makeReport(console, *options); };
 }
 

@@ -452,65 +452,63 @@ ExitStatus search(const Console& console, const Options& options) {
 
 }  // namespace
 
-Action declareSearch(CLI::App& app) {
+Action declareSearch(OptionParser& app) {
     auto options = std::make_shared<Options>();
-    app.add_option("ARCHIVE", options->archive, "Archive that darkroom index made")->required();
-    app.add_option(
-        "QUERY", options->queries,
-        "Photographs to search for: files, or entries of the archive by name, which need not exist any more");
-    app.add_option("--list", options->lists, optionText("File with further queries, one a line", "--list queries.txt"))
-        ->type_name("FILE")
+    app.addOption("ARCHIVE", options->archive, "Archive that darkroom index made")->required();
+    app.addOption("QUERY", options->queries,
+                  "Photographs to search for: files, or entries of the archive by name, which need not exist any more");
+    app.addOption("--list", options->lists, optionText("File with further queries, one a line", "--list queries.txt"))
+        ->typeName("FILE")
         ->expected(1)
-        ->allow_extra_args(false)
-        ->multi_option_policy(CLI::MultiOptionPolicy::TakeAll);
-    app.add_option("--top", options->top, optionText("How many of each, 1 to 1000000", "--top 20"))
-        ->type_name("K")
+        ->allowExtraArguments(false)
+        ->takeAll();
+    app.addOption("--top", options->top, optionText("How many of each, 1 to 1000000", "--top 20"))
+        ->typeName("K")
         ->check(integerBetween(1, 1000000))
-        ->capture_default_str();
-    app.add_option("--by", options->by,
-                   optionText("What ranks: the mean or the least of the coefficients, or one of them", "--by chroma"))
-        ->type_name("WHAT")
+        ->showDefault();
+    app.addOption("--by", options->by,
+                  optionText("What ranks: the mean or the least of the coefficients, or one of them", "--by chroma"))
+        ->typeName("WHAT")
         ->check(oneOf(rankings))
-        ->capture_default_str();
-    app.add_option("--weights", options->weights,
-                   optionText("Weights of the coefficients in the mean; the least is that of those named. Others have "
-                              "none",
-                              "--weights brightness=2,chroma=1"))
-        ->type_name("NAME=WEIGHT,...");
-    app.add_option("--min", options->limits,
-                   optionText("Least values, 0 to 1, of coefficients; what is below is not found. Given again, it adds "
-                              "limits",
-                              "--min brightness=0.9,chroma=0.8"))
-        ->type_name("NAME=VALUE,...")
+        ->showDefault();
+    app.addOption("--weights", options->weights,
+                  optionText("Weights of the coefficients in the mean; the least is that of those named. Others have "
+                             "none",
+                             "--weights brightness=2,chroma=1"))
+        ->typeName("NAME=WEIGHT,...");
+    app.addOption("--min", options->limits,
+                  optionText("Least values, 0 to 1, of coefficients; what is below is not found. Given again, it adds "
+                             "limits",
+                             "--min brightness=0.9,chroma=0.8"))
+        ->typeName("NAME=VALUE,...")
         ->expected(1)
-        ->allow_extra_args(false)
-        ->multi_option_policy(CLI::MultiOptionPolicy::TakeAll);
-    app.add_option(
+        ->allowExtraArguments(false)
+        ->takeAll();
+    app.addOption(
            "--where", options->filters,
            optionText("Only entries whose width, height, pixels or bytes are so, or whose path matches a pattern "
                       "of * and ?. Given again, all must hold",
                       "--where 'width>=1000'"))
-        ->type_name("COLUMN>=VALUE")
+        ->typeName("COLUMN>=VALUE")
         ->expected(1)
-        ->allow_extra_args(false)
-        ->multi_option_policy(CLI::MultiOptionPolicy::TakeAll);
-    app.add_flag("--others", options->others,
-                 optionText("Leave out the entry that is searched for itself", "--others"));
-    app.add_flag(
+        ->allowExtraArguments(false)
+        ->takeAll();
+    app.addFlag("--others", options->others, optionText("Leave out the entry that is searched for itself", "--others"));
+    app.addFlag(
         "--approximate", options->approximate,
         optionText("Search by the index that darkroom index --approximate made: much faster among very many, and "
                    "something near may be missed; numbers stay exact",
                    "--approximate"));
-    app.add_flag("--distances", options->distances,
-                 optionText("Give distances of the distributions too, by correlate", "--distances"));
-    auto* const json = app.add_flag("--json", options->json, optionText("Give the result as JSON", "--json"));
-    app.add_flag("--csv", options->csv, optionText("Give the result as CSV", "--csv"))->excludes(json);
-    app.add_option("-o,--output", options->output,
-                   optionText("File for the result instead of standard output", "--output nearest.json"))
-        ->type_name("FILE");
-    app.add_option("--report", options->report,
-                   optionText("Page with small pictures of the photographs, in one file", "--report nearest.html"))
-        ->type_name("FILE.html");
+    app.addFlag("--distances", options->distances,
+                optionText("Give distances of the distributions too, by correlate", "--distances"));
+    auto* const json = app.addFlag("--json", options->json, optionText("Give the result as JSON", "--json"));
+    app.addFlag("--csv", options->csv, optionText("Give the result as CSV", "--csv"))->excludes(json);
+    app.addOption("-o,--output", options->output,
+                  optionText("File for the result instead of standard output", "--output nearest.json"))
+        ->typeName("FILE");
+    app.addOption("--report", options->report,
+                  optionText("Page with small pictures of the photographs, in one file", "--report nearest.html"))
+        ->typeName("FILE.html");
     return [options](const Console& console) { return search(console, *options); };
 }
 

@@ -6,7 +6,7 @@
 
 namespace likeness::darkroom {
 
-Action declareSelftest(CLI::App&) {
+Action declareSelftest(OptionParser&) {
     return [](const Console&) {
         const Agreement agreement = agreementWith(publishedColors(), publishedPairs());
         std::cout << agreement.text;

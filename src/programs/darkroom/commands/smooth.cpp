@@ -63,41 +63,41 @@ ExitStatus smooth(const Console& console, const Options& options) {
 
 }  // namespace
 
-Action declareSmooth(CLI::App& app) {
+Action declareSmooth(OptionParser& app) {
     auto options = std::make_shared<Options>();
     addPhotographs(app, options->inputs, "IN", "Image");
     addImageOutput(app, options->output);
     addOutputProfile(app, options->output);
     addManyPhotographs(app, options->inputs);
-    app.add_option("--guide", options->guide,
-                   optionText("Image of the same size in pixels whose edges are kept; without it the image itself. Its "
-                              "grey (0.299 R + 0.587 G + 0.114 B) guides, unless --color or --transport is given",
-                              "--guide flash.jpg"))
-        ->type_name("FILE");
-    app.add_option("--radius", options->radius,
-                   optionText("How far the windows reach, in pixels, 0 to 1000: they have 2 radius + 1 pixels along a "
-                              "side, and a pixel has influence up to 2 radius away",
-                              "--radius 8"))
-        ->type_name("PIXELS")
+    app.addOption("--guide", options->guide,
+                  optionText("Image of the same size in pixels whose edges are kept; without it the image itself. Its "
+                             "grey (0.299 R + 0.587 G + 0.114 B) guides, unless --color or --transport is given",
+                             "--guide flash.jpg"))
+        ->typeName("FILE");
+    app.addOption("--radius", options->radius,
+                  optionText("How far the windows reach, in pixels, 0 to 1000: they have 2 radius + 1 pixels along a "
+                             "side, and a pixel has influence up to 2 radius away",
+                             "--radius 8"))
+        ->typeName("PIXELS")
         ->check(integerBetween(0, 1000))
-        ->capture_default_str();
+        ->showDefault();
     auto* const eps =
-        app.add_option(
+        app.addOption(
                "--eps", options->eps,
                optionText("Variance of the guide in a window, on the scale 0..1, at which the filter changes its "
                           "mind: well above it edges are kept, well below it the window is averaged; 0 to "
                           "1000000",
                           "--eps 0.001"))
-            ->type_name("VARIANCE")
+            ->typeName("VARIANCE")
             ->check(numberBetween(0, 1e6))
-            ->capture_default_str();
-    auto* const color = app.add_flag(
+            ->showDefault();
+    auto* const color = app.addFlag(
         "--color", options->color,
         optionText("Guide with the three colours jointly. There is no eps then: what is a linear function of the "
                    "guide's colours comes back as it is, above all the guide itself; where the guide is flat the "
                    "image is averaged",
                    "--color"));
-    auto* const transport = app.add_flag(
+    auto* const transport = app.addFlag(
         "--transport", options->transport,
         optionText("Carry the guide's deviation from its local mean through the optimal-transport map from its local "
                    "colours to the image's. There is no eps; local variances of the guide below 7.5 on the scale "

@@ -114,40 +114,39 @@ ExitStatus stack(const Console& console, const Options& options, bool brightness
 
 }  // namespace
 
-Action declareStack(CLI::App& app) {
+Action declareStack(OptionParser& app) {
     auto options = std::make_shared<Options>();
-    app.add_option("--flash", options->flash, optionText("Photograph with flash", "--flash flash.jpg"))
-        ->type_name("FILE")
+    app.addOption("--flash", options->flash, optionText("Photograph with flash", "--flash flash.jpg"))
+        ->typeName("FILE")
         ->required();
-    app.add_option("--no-flash", options->nonFlash,
-                   optionText("Photograph of the same scene and size without flash", "--no-flash ambient.jpg"))
-        ->type_name("FILE")
+    app.addOption("--no-flash", options->nonFlash,
+                  optionText("Photograph of the same scene and size without flash", "--no-flash ambient.jpg"))
+        ->typeName("FILE")
         ->required();
     addPrefixOutput(app, options->prefix,
                     "PREFIX.hdr (radiance), PREFIX.jpg (tone-mapped), PREFIXfusion.jpg (fused); version 1 "
                     "PREFIX<round>_0<exposure>_final.jpg; versions 2 and 3 PREFIXtinted.png")
         ->required();
-    app.add_option("--version", options->version,
-                   optionText("1: exposures of the no-flash photograph, the flash photograph tinted to each; 2: "
-                              "exposures of the tinted flash photograph; 3: tint the flash photograph only",
-                              "--version 2"))
-        ->type_name("N")
+    app.addOption("--version", options->version,
+                  optionText("1: exposures of the no-flash photograph, the flash photograph tinted to each; 2: "
+                             "exposures of the tinted flash photograph; 3: tint the flash photograph only",
+                             "--version 2"))
+        ->typeName("N")
         ->check(integerBetween(1, 3))
-        ->capture_default_str();
-    const CLI::Option* const brightness =
-        app.add_option(
-               "--brightness", options->brightness,
-               optionText("Factor of the first of six exposures, above 3.5 and up to 100; each next one has 0.7 "
-                          "less. Below 10 brightens, above 10 darkens",
-                          "--brightness 11.5"))
-            ->type_name("F")
+        ->showDefault();
+    const Option* const brightness =
+        app.addOption("--brightness", options->brightness,
+                      optionText("Factor of the first of six exposures, above 3.5 and up to 100; each next one has 0.7 "
+                                 "less. Below 10 brightens, above 10 darkens",
+                                 "--brightness 11.5"))
+            ->typeName("F")
             ->check(brightnessFactorRange())
-            ->capture_default_str();
-    app.add_option("--iterations", options->iterations,
-                   optionText("Rounds of tinting, 0 to 100; in version 3 at least 1", "--iterations 2"))
-        ->type_name("N")
+            ->showDefault();
+    app.addOption("--iterations", options->iterations,
+                  optionText("Rounds of tinting, 0 to 100; in version 3 at least 1", "--iterations 2"))
+        ->typeName("N")
         ->check(integerBetween(0, 100))
-        ->capture_default_str();
+        ->showDefault();
     return [options, brightness](const Console& console) { return stack(console, *options, brightness->count() > 0); };
 }
 

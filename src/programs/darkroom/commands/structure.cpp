@@ -49,27 +49,27 @@ ExitStatus mapStructure(const Console& console, const Options& options) {
 
 }  // namespace
 
-Action declareStructure(CLI::App& app) {
+Action declareStructure(OptionParser& app) {
     auto options = std::make_shared<Options>();
     addPhotographs(app, options->inputs, "IN", "Image");
     addImageOutput(app, options->output);
     addManyPhotographs(app, options->inputs, {"--coherence"});
-    app.add_option("--coherence", options->coherence,
-                   optionText("Second result image: how much the two eigenvalues of the structure tensor differ, 0 to "
-                              "1; NaN on flat ground",
-                              "--coherence coherence.png"))
-        ->type_name("FILE");
-    app.add_option("--size", options->size,
-                   optionText("Side of the Gaussian windows in pixels, an odd number from 1 to 99", "--size 5"))
-        ->type_name("PIXELS")
+    app.addOption("--coherence", options->coherence,
+                  optionText("Second result image: how much the two eigenvalues of the structure tensor differ, 0 to "
+                             "1; NaN on flat ground",
+                             "--coherence coherence.png"))
+        ->typeName("FILE");
+    app.addOption("--size", options->size,
+                  optionText("Side of the Gaussian windows in pixels, an odd number from 1 to 99", "--size 5"))
+        ->typeName("PIXELS")
         ->check(integerBetween(1, 99))
-        ->check(CLI::Validator(
+        ->check(OptionCheck(
             [](std::string& text) {
                 return std::string("13579").find(text.back()) == std::string::npos ? "'" + text + "' is not odd"
                                                                                    : std::string();
             },
             ""))
-        ->capture_default_str();
+        ->showDefault();
     return [options](const Console& console) { return onEach(console, *options, mapStructure, [](const Options&) {}); };
 }
 

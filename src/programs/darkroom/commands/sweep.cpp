@@ -365,65 +365,64 @@ ExitStatus sweep(const Console& console, const Options& options) {
 
 }  // namespace
 
-Action declareSweep(CLI::App& app) {
+Action declareSweep(OptionParser& app) {
     auto options = std::make_shared<Options>();
-    app.add_option("FIRST", options->first, "Photograph")->required();
-    app.add_option("SECOND", options->second, "Photograph to compare it with")->required();
-    app.add_option("--model", options->model,
-                   optionText("Appearance model: ciecam02 or ciecam16; by default ciecam16", "--model ciecam02"))
-        ->type_name("")
+    app.addOption("FIRST", options->first, "Photograph")->required();
+    app.addOption("SECOND", options->second, "Photograph to compare it with")->required();
+    app.addOption("--model", options->model,
+                  optionText("Appearance model: ciecam02 or ciecam16; by default ciecam16", "--model ciecam02"))
+        ->typeName("")
         ->check(oneOf({"ciecam02", "ciecam16"}));
-    app.add_option("--conditions", options->conditions,
-                   optionText("Conditions by name, or a JSON file of them, of which white, luminance and surround are "
-                              "replaced; by default srgb-display",
-                              "--conditions office.json"))
-        ->type_name("NAME|FILE.json");
-    app.add_option("--white", options->whites,
-                   optionText("Adopted white, as darkroom compare has it; given again, one more. By default srgb, D50 "
-                              "and A",
-                              "--white D65 --white 5000K"))
-        ->type_name("WHITE")
+    app.addOption("--conditions", options->conditions,
+                  optionText("Conditions by name, or a JSON file of them, of which white, luminance and surround are "
+                             "replaced; by default srgb-display",
+                             "--conditions office.json"))
+        ->typeName("NAME|FILE.json");
+    app.addOption("--white", options->whites,
+                  optionText("Adopted white, as darkroom compare has it; given again, one more. By default srgb, D50 "
+                             "and A",
+                             "--white D65 --white 5000K"))
+        ->typeName("WHITE")
         ->expected(1)
-        ->multi_option_policy(CLI::MultiOptionPolicy::TakeAll);
-    app.add_option("--surround", options->surrounds,
-                   optionText("average, dim, dark, or the numbers F,c,Nc; given again, one more. By default all three "
-                              "names",
-                              "--surround dim --surround dark"))
-        ->type_name("SURROUND")
+        ->takeAll();
+    app.addOption("--surround", options->surrounds,
+                  optionText("average, dim, dark, or the numbers F,c,Nc; given again, one more. By default all three "
+                             "names",
+                             "--surround dim --surround dark"))
+        ->typeName("SURROUND")
         ->expected(1)
-        ->multi_option_policy(CLI::MultiOptionPolicy::TakeAll);
-    app.add_option(
-           "--white-luminance", options->luminances,
-           optionText("Luminances of the white in cd/m2, from which the adapting luminance follows: L_A = L Y_b "
-                      "/ Y_w",
-                      "--white-luminance 10,100,1000"))
-        ->type_name("L,L,...")
-        ->capture_default_str();
-    app.add_option("--background", options->background,
-                   optionText("Y of the background, from 0 to that of the white", "--background 20"))
-        ->type_name("Y");
-    app.add_option("--picture-white", options->pictureWhite,
-                   optionText("Colour of the picture that falls on the white: encoding, gray-world or brightest",
-                              "--picture-white brightest"))
-        ->type_name("")
+        ->takeAll();
+    app.addOption("--white-luminance", options->luminances,
+                  optionText("Luminances of the white in cd/m2, from which the adapting luminance follows: L_A = L Y_b "
+                             "/ Y_w",
+                             "--white-luminance 10,100,1000"))
+        ->typeName("L,L,...")
+        ->showDefault();
+    app.addOption("--background", options->background,
+                  optionText("Y of the background, from 0 to that of the white", "--background 20"))
+        ->typeName("Y");
+    app.addOption("--picture-white", options->pictureWhite,
+                  optionText("Colour of the picture that falls on the white: encoding, gray-world or brightest",
+                             "--picture-white brightest"))
+        ->typeName("")
         ->check(oneOf({"encoding", "gray-world", "brightest"}));
-    app.add_flag("--discount", options->discount,
-                 optionText("The observer discounts the illuminant: complete adaptation, D = 1", "--discount"));
-    auto* const hue = app.add_flag("--hue", options->hue,
-                                   optionText("A sixth coefficient, of the hue, in bins of 1 degree", "--hue"));
-    app.add_option(
+    app.addFlag("--discount", options->discount,
+                optionText("The observer discounts the illuminant: complete adaptation, D = 1", "--discount"));
+    auto* const hue =
+        app.addFlag("--hue", options->hue, optionText("A sixth coefficient, of the hue, in bins of 1 degree", "--hue"));
+    app.addOption(
            "--hue-weights", options->hueWeights,
            optionText("What a pixel counts in the distribution of the hue: pixels or chroma", "--hue-weights chroma"))
-        ->type_name("")
+        ->typeName("")
         ->check(oneOf({"pixels", "chroma"}))
         ->needs(hue);
-    app.add_flag("--json", options->json, optionText("Give the result as JSON in place of CSV", "--json"));
-    app.add_option("-o,--output", options->output,
-                   optionText("File for the result instead of standard output", "--output sweep.csv"))
-        ->type_name("FILE");
-    app.add_option("--plot", options->plot,
-                   optionText("Page with a plot of each coefficient over the luminance", "--plot sweep.html"))
-        ->type_name("FILE.html");
+    app.addFlag("--json", options->json, optionText("Give the result as JSON in place of CSV", "--json"));
+    app.addOption("-o,--output", options->output,
+                  optionText("File for the result instead of standard output", "--output sweep.csv"))
+        ->typeName("FILE");
+    app.addOption("--plot", options->plot,
+                  optionText("Page with a plot of each coefficient over the luminance", "--plot sweep.html"))
+        ->typeName("FILE.html");
     return [options](const Console& console) { return sweep(console, *options); };
 }
 

@@ -59,38 +59,38 @@ ExitStatus tint(const Console& console, const Options& options) {
 
 }  // namespace
 
-Action declareTint(CLI::App& app) {
+Action declareTint(OptionParser& app) {
     auto options = std::make_shared<Options>();
     addPhotographs(app, options->inputs, "FLASH", "Photograph whose detail is kept");
-    app.add_option("--like", options->nonFlash,
-                   optionText("Photograph of the same scene and size whose colours are wanted", "--like ambient.jpg"))
-        ->type_name("NOFLASH")
+    app.addOption("--like", options->nonFlash,
+                  optionText("Photograph of the same scene and size whose colours are wanted", "--like ambient.jpg"))
+        ->typeName("NOFLASH")
         ->required();
     addImageOutput(app, options->output);
     addOutputProfile(app, options->output);
     addManyPhotographs(app, options->inputs);
-    app.add_option("--form", options->form,
-                   optionText("gain: each pixel of FLASH is scaled by NOFLASH there over the local white of FLASH; "
-                              "regression: a gain and an offset from the local whites of both",
-                              "--form regression"))
-        ->type_name("FORM")
+    app.addOption("--form", options->form,
+                  optionText("gain: each pixel of FLASH is scaled by NOFLASH there over the local white of FLASH; "
+                             "regression: a gain and an offset from the local whites of both",
+                             "--form regression"))
+        ->typeName("FORM")
         ->check(oneOf({"gain", "regression"}))
-        ->capture_default_str();
-    const CLI::Option* const sigma =
-        app.add_option("--sigma", options->sigma,
-                       optionText("Regression: width of the bilateral filter for the local whites in values, above 0 "
-                                  "and up to 10, where the image has the scale 0 to 1",
-                                  "--form regression --sigma 0.2"))
-            ->type_name("VALUE")
+        ->showDefault();
+    const Option* const sigma =
+        app.addOption("--sigma", options->sigma,
+                      optionText("Regression: width of the bilateral filter for the local whites in values, above 0 "
+                                 "and up to 10, where the image has the scale 0 to 1",
+                                 "--form regression --sigma 0.2"))
+            ->typeName("VALUE")
             ->check(numberAbove(0))
             ->check(numberBetween(0, 10))
-            ->capture_default_str();
-    const CLI::Option* const diameter =
-        app.add_option("--diameter", options->diameter,
-                       optionText("Regression: diameter of that filter in pixels, 1 to 999, a 25th of the image's "
-                                  "diagonal if not given. Its time grows with the square",
-                                  "--form regression --diameter 25"))
-            ->type_name("PIXELS")
+            ->showDefault();
+    const Option* const diameter =
+        app.addOption("--diameter", options->diameter,
+                      optionText("Regression: diameter of that filter in pixels, 1 to 999, a 25th of the image's "
+                                 "diagonal if not given. Its time grows with the square",
+                                 "--form regression --diameter 25"))
+            ->typeName("PIXELS")
             ->check(integerBetween(1, 999));
     return [options, sigma, diameter](const Console& console) {
         options->smoothingGiven = sigma->count() + diameter->count() > 0;

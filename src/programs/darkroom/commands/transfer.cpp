@@ -105,39 +105,37 @@ ExitStatus transfer(const Console& console, const Options& options) {
 
 }  // namespace
 
-Action declareTransfer(CLI::App& app) {
+Action declareTransfer(OptionParser& app) {
     auto options = std::make_shared<Options>();
     addPhotographs(app, options->inputs, "IN", "Photograph whose colours are moved");
-    app.add_option("--palette", options->palette,
-                   optionText("Photograph whose colours are wanted; of any size", "--palette sunset.jpg"))
-        ->type_name("TARGET")
+    app.addOption("--palette", options->palette,
+                  optionText("Photograph whose colours are wanted; of any size", "--palette sunset.jpg"))
+        ->typeName("TARGET")
         ->required();
-    app.add_option("--dims", options->dims,
-                   optionText("What is moved: 2, a* and b* of CIE L*a*b*, or 3, with lightness", "--dims 2"))
-        ->type_name("N")
+    app.addOption("--dims", options->dims,
+                  optionText("What is moved: 2, a* and b* of CIE L*a*b*, or 3, with lightness", "--dims 2"))
+        ->typeName("N")
         ->check(integerBetween(2, 3))
-        ->capture_default_str();
-    auto* const t =
-        app.add_option("--t", options->t,
-                       optionText("How far to go, 0 (nowhere) to 1 (all the way to the palette)", "--t 0.5"))
-            ->type_name("T")
-            ->check(numberBetween(0, 1))
-            ->capture_default_str();
+        ->showDefault();
+    auto* const t = app.addOption("--t", options->t,
+                                  optionText("How far to go, 0 (nowhere) to 1 (all the way to the palette)", "--t 0.5"))
+                        ->typeName("T")
+                        ->check(numberBetween(0, 1))
+                        ->showDefault();
     auto* const form =
-        app.add_option(
-               "--form", options->form,
-               optionText("With --dims 2, where the mean of IN is taken off: before the map (centred), or after "
-                          "it (bonneel), so that the map moves the mean too",
-                          "--form bonneel"))
-            ->type_name("FORM")
+        app.addOption("--form", options->form,
+                      optionText("With --dims 2, where the mean of IN is taken off: before the map (centred), or after "
+                                 "it (bonneel), so that the map moves the mean too",
+                                 "--form bonneel"))
+            ->typeName("FORM")
             ->check(oneOf({"centred", "bonneel"}))
             ->excludes(t)
-            ->capture_default_str();
-    app.add_option("--frames", options->frames,
-                   optionText("Pictures of the way in so many equal steps from t = 0 to 1, 2 to 9999: --output out.png "
-                              "gives out_000.png, out_001.png, ...",
-                              "--frames 25"))
-        ->type_name("N")
+            ->showDefault();
+    app.addOption("--frames", options->frames,
+                  optionText("Pictures of the way in so many equal steps from t = 0 to 1, 2 to 9999: --output out.png "
+                             "gives out_000.png, out_001.png, ...",
+                             "--frames 25"))
+        ->typeName("N")
         ->check(integerBetween(2, 9999))
         ->excludes(t)
         ->excludes(form);

@@ -185,11 +185,11 @@ ExitStatus verify(const Console& console, const Options& options) {
 
 }  // namespace
 
-Action declareVerify(CLI::App& app) {
+Action declareVerify(OptionParser& app) {
     auto options = std::make_shared<Options>();
-    app.add_option("LIST", options->list.path, "List of pairs, as for darkroom batch; or an archive, and nothing else")
+    app.addOption("LIST", options->list.path, "List of pairs, as for darkroom batch; or an archive, and nothing else")
         ->required();
-    app.add_option("RESULTS", options->results, "Results of the batch, or of the shard that --shard names");
+    app.addOption("RESULTS", options->results, "Results of the batch, or of the shard that --shard names");
     addListOptions(app, options->list);
     return [options](const Console& console) { return verify(console, *options); };
 }

@@ -140,35 +140,34 @@ ExitStatus estimateWhite(const Console& console, const Options& options) {
 
 }  // namespace
 
-Action declareWhite(CLI::App& app) {
+Action declareWhite(OptionParser& app) {
     auto options = std::make_shared<Options>();
     addPhotographs(app, options->inputs, "IN", "Photograph");
-    app.add_flag("--json", options->json, optionText("Print the estimate as JSON", "--json"));
+    app.addFlag("--json", options->json, optionText("Print the estimate as JSON", "--json"));
     addPartOptions(app, options->part);
     addImageOutput(app, options->output, false);
     addManyPhotographs(app, options->inputs);
-    auto* const output = app.get_option("--output");
+    auto* const output = app.option("--output");
     auto* const sigma =
-        app.add_option(
-               "--bilateral", options->sigma,
-               optionText("Smooth the result image by a bilateral filter instead of the guided filter of radius "
-                          "16: its width in values, 0.0001 to 100, where white is 1",
-                          "--bilateral 0.1"))
-            ->type_name("SIGMA")
+        app.addOption("--bilateral", options->sigma,
+                      optionText("Smooth the result image by a bilateral filter instead of the guided filter of radius "
+                                 "16: its width in values, 0.0001 to 100, where white is 1",
+                                 "--bilateral 0.1"))
+            ->typeName("SIGMA")
             ->check(numberBetween(0.0001, 100))
             ->needs(output);
     auto* const diameter =
-        app.add_option("--diameter", options->diameter,
-                       optionText("Diameter and width of the bilateral filter in pixels, 1 to 255", "--diameter 15"))
-            ->type_name("PIXELS")
+        app.addOption("--diameter", options->diameter,
+                      optionText("Diameter and width of the bilateral filter in pixels, 1 to 255", "--diameter 15"))
+            ->typeName("PIXELS")
             ->check(integerBetween(1, 255))
             ->needs(sigma);
     sigma->needs(diameter);
-    app.get_option("--quality")->needs(output);
-    app.get_option("--bits")->needs(output);
-    app.get_option("--subsampling")->needs(output);
-    app.get_option("--depth")->needs(output);
-    app.get_option("--strip")->needs(output);
+    app.option("--quality")->needs(output);
+    app.option("--bits")->needs(output);
+    app.option("--subsampling")->needs(output);
+    app.option("--depth")->needs(output);
+    app.option("--strip")->needs(output);
     return [options](const Console& console) {
         options->many = asksForMany(options->inputs, options->output);
         return onEach(

@@ -8,7 +8,7 @@
 
 namespace likeness::darkroom {
 
-CLI::Validator brightnessFactorRange() {
+OptionCheck brightnessFactorRange() {
     return {[](std::string& text) {
                 const double factor = parseNumber(text);
                 return factor > 0 && factor <= 100 ? std::string()

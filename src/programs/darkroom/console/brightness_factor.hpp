@@ -1,14 +1,14 @@
 // The factor of the brightness increase, as `brighten` and `stack` take it.
 #pragma once
 
-#include <CLI/CLI.hpp>
+#include "console/option_parser.hpp"
 
 #include <string>
 
 namespace likeness::darkroom {
 
 /// Accepts factors above 0 and up to 100: above 100 the exponent is negative, which swaps bright and dark.
-CLI::Validator brightnessFactorRange();
+OptionCheck brightnessFactorRange();
 
 /// Refuses a first factor that leaves one of the passes with a factor that is not above 0, whose result would be NaN.
 /// @param option  the option that gave it, for the refusal

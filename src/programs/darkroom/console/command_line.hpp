@@ -3,9 +3,8 @@
 
 #include "console/console.hpp"
 #include "console/exit_status.hpp"
+#include "console/option_parser.hpp"
 #include "console/subcommand.hpp"
-
-#include <CLI/CLI.hpp>
 
 #include <map>
 #include <memory>
@@ -24,7 +23,7 @@ public:
     ExitStatus run(int argc, const char* const* argv);
 
     /// The parser, to be looked at: for the man page, the completions and the tests.
-    const CLI::App& parser() const noexcept { return app_; }
+    const OptionParser& parser() const noexcept { return app_; }
 
 private:
     struct Entry {
@@ -33,8 +32,8 @@ private:
         bool onPixels = false;
     };
 
-    CLI::App app_;
-    std::map<const CLI::App*, Entry> entries_;
+    OptionParser app_;
+    std::map<const OptionParser*, Entry> entries_;
 };
 
 }  // namespace likeness::darkroom

@@ -18,9 +18,9 @@ std::vector<std::string> namesOf(const std::vector<OptionView>& options) {
     return names;
 }
 
-std::vector<std::string> subcommandNames(const CLI::App& parser) {
+std::vector<std::string> subcommandNames(const OptionParser& parser) {
     std::vector<std::string> names;
-    for (const CLI::App* const app : subcommandsOf(parser)) {
+    for (const OptionParser* const app : subcommandsOf(parser)) {
         const std::vector<std::string> spellings = spellingsOf(*app);
         names.insert(names.end(), spellings.begin(), spellings.end());
     }
@@ -64,7 +64,7 @@ std::string bashValue(ValueKind kind, const std::vector<std::string>& choices) {
     return ":";
 }
 
-std::string bashSubcommand(const CLI::App& app) {
+std::string bashSubcommand(const OptionParser& app) {
     const std::vector<OptionView> options = optionsOf(app);
     std::string text = fmt::format("    {})\n", fmt::join(spellingsOf(app), " | "));
     std::string values;
@@ -134,7 +134,7 @@ std::string brief(const std::string& text) {
     return whole.substr(0, std::min(whole.find("; "), whole.find(". ")));
 }
 
-std::vector<std::string> zshOptionLines(const CLI::App& app) {
+std::vector<std::string> zshOptionLines(const OptionParser& app) {
     std::vector<std::string> lines;
     for (const OptionView& option : optionsOf(app)) {
         for (const std::string& name : option.names) {
@@ -152,14 +152,14 @@ std::vector<std::string> zshOptionLines(const CLI::App& app) {
     return lines;
 }
 
-std::string zshArguments(const CLI::App& app, const std::string& indent) {
+std::string zshArguments(const OptionParser& app, const std::string& indent) {
     return fmt::format("{0}_arguments -s \\\n{0}    {1}\n", indent,
                        fmt::join(zshOptionLines(app), " \\\n" + indent + "    "));
 }
 
 }  // namespace
 
-std::string bashCompletion(const CLI::App& parser) {
+std::string bashCompletion(const OptionParser& parser) {
     std::string text = bashHead;
     text += fmt::format(R"(    if ((COMP_CWORD == 1)); then
         _darkroom_words '{} {}'
@@ -168,13 +168,13 @@ std::string bashCompletion(const CLI::App& parser) {
     case ${{COMP_WORDS[1]}} in
 )",
                         fmt::join(subcommandNames(parser), " "), fmt::join(namesOf(optionsOf(parser)), " "));
-    for (const CLI::App* const app : subcommandsOf(parser)) {
+    for (const OptionParser* const app : subcommandsOf(parser)) {
         text += bashSubcommand(*app);
     }
     return text + "    esac\n}\ncomplete -o default -F _darkroom darkroom\n";
 }
 
-std::string zshCompletion(const CLI::App& parser) {
+std::string zshCompletion(const OptionParser& parser) {
     std::string text = R"(#compdef darkroom
 # Completion of the command darkroom for zsh.
 
@@ -183,9 +183,9 @@ _darkroom() {
         local -a subcommands
         subcommands=(
 )";
-    for (const CLI::App* const app : subcommandsOf(parser)) {
+    for (const OptionParser* const app : subcommandsOf(parser)) {
         for (const std::string& name : spellingsOf(*app)) {
-            text += "            " + quoted(name + ":" + zshText(app->get_description())) + "\n";
+            text += "            " + quoted(name + ":" + zshText(app->description())) + "\n";
         }
     }
     text += "        )\n        if [[ $words[2] == -* ]]; then\n" + zshArguments(parser, "            ") +
@@ -199,7 +199,7 @@ _darkroom() {
     ((CURRENT--))
     case $subcommand in
 )";
-    for (const CLI::App* const app : subcommandsOf(parser)) {
+    for (const OptionParser* const app : subcommandsOf(parser)) {
         text +=
             fmt::format("    {})\n{}        ;;\n", fmt::join(spellingsOf(*app), " | "), zshArguments(*app, "        "));
     }

@@ -36,30 +36,30 @@ void checkDepth(const ImageOutput& output, ImageFormat format) {
 
 }  // namespace
 
-void addImageOutput(CLI::App& app, ImageOutput& output, bool required) {
-    app.add_option("-o,--output", output.path,
-                   optionText("Result image; the extension gives the format: .png (8 or 16 bits), .jpg, .tif (32-bit "
-                              "float, values as they are), .hdr (Radiance, linear), .exr (OpenEXR, linear), .webp, "
-                              ".avif, .jxl",
-                              "--output result.png"))
-        ->type_name("FILE")
+void addImageOutput(OptionParser& app, ImageOutput& output, bool required) {
+    app.addOption("-o,--output", output.path,
+                  optionText("Result image; the extension gives the format: .png (8 or 16 bits), .jpg, .tif (32-bit "
+                             "float, values as they are), .hdr (Radiance, linear), .exr (OpenEXR, linear), .webp, "
+                             ".avif, .jxl",
+                             "--output result.png"))
+        ->typeName("FILE")
         ->required(required);
-    app.add_option("--quality", output.quality,
-                   optionText("Quality of a JPEG, WebP, AVIF or JPEG XL, 0 to 100; 100 of JPEG XL is without loss",
-                              "--quality 90"))
-        ->type_name("N")
+    app.addOption("--quality", output.quality,
+                  optionText("Quality of a JPEG, WebP, AVIF or JPEG XL, 0 to 100; 100 of JPEG XL is without loss",
+                             "--quality 90"))
+        ->typeName("N")
         ->check(integerBetween(0, 100))
-        ->default_str(std::to_string(usualQuality) + ", of AVIF and JPEG XL " +
-                      std::to_string(EncodingRequest().quality));
-    app.add_option("--subsampling", output.subsampling,
-                   optionText("Whether pixels of a JPEG share values of chroma: 444 none, 422 two, 420 four",
-                              "--subsampling 444"))
-        ->type_name("{444,422,420}")
+        ->defaultText(fmt::format("{}, of AVIF and JPEG XL {}", usualQuality, EncodingRequest().quality));
+    app.addOption("--subsampling", output.subsampling,
+                  optionText("Whether pixels of a JPEG share values of chroma: 444 none, 422 two, 420 four",
+                             "--subsampling 444"))
+        ->typeName("{444,422,420}")
         ->check(oneOf({"444", "422", "420"}));
-    app.add_option("--bits", output.bits, optionText("Bits per channel of a PNG, 8 or 16", "--bits 16"))
-        ->type_name("{8,16}")
-        ->check(oneOf({"8", "16"}));
-    app.add_option_function<std::string>(
+    auto* const bits =
+        app.addOption("--bits", output.bits, optionText("Bits per channel of a PNG, 8 or 16", "--bits 16"))
+            ->typeName("{8,16}")
+            ->check(oneOf({"8", "16"}));
+    app.addOption(
            "--depth",
            [&output](const std::string& text) {
                output.depth = text == "8"      ? StoredDepth::bytes
@@ -71,20 +71,19 @@ void addImageOutput(CLI::App& app, ImageOutput& output, bool required) {
                       "Without it a TIFF has floats, an OpenEXR file halves, PNG and JPEG XL 16 bits of a photograph "
                       "with more than 8, and the others 8",
                       "--depth 16"))
-        ->type_name("{8,16,half,float}")
+        ->typeName("{8,16,half,float}")
         ->check(oneOf({"8", "16", "half", "float"}))
-        ->excludes("--bits");
-    app.add_flag("--strip", output.strip,
-                 optionText("Leave out the Exif, XMP and IPTC data of the photograph", "--strip"));
+        ->excludes(bits);
+    app.addFlag("--strip", output.strip,
+                optionText("Leave out the Exif, XMP and IPTC data of the photograph", "--strip"));
 }
 
-void addOutputProfile(CLI::App& app, ImageOutput& output) {
-    app.add_option(
-           "--output-profile", output.profile,
-           optionText("Colour profile that the result is converted to and carries in place of sRGB: the file of "
-                      "an ICC profile, or srgb, display-p3, adobe-rgb, prophoto",
-                      "--output-profile display-p3"))
-        ->type_name("PROFILE");
+void addOutputProfile(OptionParser& app, ImageOutput& output) {
+    app.addOption("--output-profile", output.profile,
+                  optionText("Colour profile that the result is converted to and carries in place of sRGB: the file of "
+                             "an ICC profile, or srgb, display-p3, adobe-rgb, prophoto",
+                             "--output-profile display-p3"))
+        ->typeName("PROFILE");
 }
 
 void checkImageFormat(const ImageOutput& output) {

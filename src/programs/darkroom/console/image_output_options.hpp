@@ -2,19 +2,18 @@
 #pragma once
 
 #include "console/image_output_options.hpp"
+#include "console/option_parser.hpp"
 #include "console/output_check.hpp"
 #include "photofile/image_output.hpp"
-
-#include <CLI/CLI.hpp>
 
 namespace likeness::darkroom {
 
 /// Adds -o/--output, --quality and --bits.
 /// @param required  whether -o must be given
-void addImageOutput(CLI::App& app, ImageOutput& output, bool required = true);
+void addImageOutput(OptionParser& app, ImageOutput& output, bool required = true);
 
 /// Adds --output-profile, for commands whose result is a picture.
-void addOutputProfile(CLI::App& app, ImageOutput& output);
+void addOutputProfile(OptionParser& app, ImageOutput& output);
 
 /// Refuses, before the work begins, an unknown extension, and options that the format does not have.
 /// @throws Refusal

@@ -38,26 +38,26 @@ std::optional<WorkLimits> IsolationOptions::limits() const {
     return WorkLimits{fileSeconds, fileMemory.empty() ? machineMemory() : memoryIn(fileMemory)};
 }
 
-void addIsolationOptions(CLI::App& app, IsolationOptions& options) {
-    app.add_option("--isolate", options.isolate,
-                   optionText("Read photographs in processes of their own, so that one that crashes its reader costs "
-                              "itself alone; no is for trusted files",
-                              "--isolate no"))
+void addIsolationOptions(OptionParser& app, IsolationOptions& options) {
+    app.addOption("--isolate", options.isolate,
+                  optionText("Read photographs in processes of their own, so that one that crashes its reader costs "
+                             "itself alone; no is for trusted files",
+                             "--isolate no"))
         ->check(oneOf({"yes", "no"}))
-        ->capture_default_str();
-    app.add_option("--file-seconds", options.fileSeconds,
-                   optionText("Seconds that a photograph may take, from 0.1; one that takes more has failed",
-                              "--file-seconds 60"))
-        ->type_name("S")
+        ->showDefault();
+    app.addOption("--file-seconds", options.fileSeconds,
+                  optionText("Seconds that a photograph may take, from 0.1; one that takes more has failed",
+                             "--file-seconds 60"))
+        ->typeName("S")
         ->check(numberBetween(0.1, 1e6))
-        ->capture_default_str();
-    app.add_option(
+        ->showDefault();
+    app.addOption(
            "--file-memory", options.fileMemory,
            optionText("Memory that a photograph may take, in MiB or with K, M or G, from 64; one that takes more "
                       "has failed. By default as much as the machine has",
                       "--file-memory 2G"))
-        ->type_name("MIB")
-        ->check(CLI::Validator(
+        ->typeName("MIB")
+        ->check(OptionCheck(
             [](std::string& text) {
                 constexpr std::uint64_t least = std::uint64_t{64} << 20U;
                 return memoryIn(text) >= least ? std::string()

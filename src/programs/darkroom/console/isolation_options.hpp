@@ -2,8 +2,7 @@
 #pragma once
 
 #include "batch/isolated_workers.hpp"
-
-#include <CLI/CLI.hpp>
+#include "console/option_parser.hpp"
 
 #include <optional>
 #include <string>
@@ -20,7 +19,7 @@ struct IsolationOptions {
     std::optional<WorkLimits> limits() const;
 };
 
-void addIsolationOptions(CLI::App& app, IsolationOptions& options);
+void addIsolationOptions(OptionParser& app, IsolationOptions& options);
 
 /// Bytes of "512", which are MiB, "512M", "2G" or "1500K", in steps of 1024; 0 if the text is none of these.
 std::uint64_t memoryIn(const std::string& text);

@@ -16,23 +16,22 @@ PairList ListOptions::read() const {
     return readPairs(path, known, shardAsked());
 }
 
-void addListOptions(CLI::App& app, ListOptions& options) {
-    app.add_option(
-           "--list-format", options.format,
-           optionText("Form of the list: csv, tsv or jsonl; without it the extension tells, else the first line",
-                      "--list-format tsv"))
-        ->type_name("FORMAT")
-        ->check(CLI::Validator(
+void addListOptions(OptionParser& app, ListOptions& options) {
+    app.addOption("--list-format", options.format,
+                  optionText("Form of the list: csv, tsv or jsonl; without it the extension tells, else the first line",
+                             "--list-format tsv"))
+        ->typeName("FORMAT")
+        ->check(OptionCheck(
             [](std::string& text) {
                 return text == "csv" || text == "tsv" || text == "jsonl" ? std::string()
                                                                          : "'" + text + "' is not csv, tsv or jsonl";
             },
             ""));
-    app.add_option("--shard", options.shard,
-                   optionText("Only the I-th of N parts of the list, I from 1 to N; the part of a pair depends on its "
-                              "id alone",
-                              "--shard 3/16"))
-        ->type_name("I/N");
+    app.addOption("--shard", options.shard,
+                  optionText("Only the I-th of N parts of the list, I from 1 to N; the part of a pair depends on its "
+                             "id alone",
+                             "--shard 3/16"))
+        ->typeName("I/N");
 }
 
 }  // namespace likeness::darkroom

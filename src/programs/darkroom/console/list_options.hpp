@@ -1,8 +1,7 @@
 #pragma once
 
 #include "batch/pair_list.hpp"
-
-#include <CLI/CLI.hpp>
+#include "console/option_parser.hpp"
 
 #include <optional>
 #include <string>
@@ -22,6 +21,6 @@ struct ListOptions {
 };
 
 /// Adds --list-format and --shard.
-void addListOptions(CLI::App& app, ListOptions& options);
+void addListOptions(OptionParser& app, ListOptions& options);
 
 }  // namespace likeness::darkroom

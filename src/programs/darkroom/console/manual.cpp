@@ -123,8 +123,8 @@ std::string paragraph(const OptionView& option, bool argument) {
 }
 
 /// The heading of a subcommand, with what it must be given.
-std::string usage(const CLI::App& app) {
-    std::string text = "darkroom " + app.get_name();
+std::string usage(const OptionParser& app) {
+    std::string text = "darkroom " + app.name();
     for (const OptionView& argument : argumentsOf(app)) {
         const std::string word = argument.names.front() + (argument.repeated ? "..." : "");
         text += ' ' + (argument.required ? word : '[' + word + ']');
@@ -137,9 +137,9 @@ std::string usage(const CLI::App& app) {
     return text;
 }
 
-std::string subcommandSection(const CLI::App& app) {
-    std::string text = ".SS \"" + escaped(usage(app)) + "\"\n" + escaped(app.get_description()) + ".\n";
-    for (const std::string& alias : app.get_aliases()) {
+std::string subcommandSection(const OptionParser& app) {
+    std::string text = ".SS \"" + escaped(usage(app)) + "\"\n" + escaped(app.description()) + ".\n";
+    for (const std::string& alias : app.aliases()) {
         text += "Also spelt " + bold("darkroom " + alias) + ".\n";
     }
     for (const OptionView& argument : argumentsOf(app)) {
@@ -154,9 +154,9 @@ std::string subcommandSection(const CLI::App& app) {
 }
 
 /// Options of the group that every subcommand has, each once.
-std::vector<OptionView> commonOptions(const CLI::App& parser) {
+std::vector<OptionView> commonOptions(const OptionParser& parser) {
     std::vector<OptionView> common;
-    for (const CLI::App* const app : subcommandsOf(parser)) {
+    for (const OptionParser* const app : subcommandsOf(parser)) {
         for (const OptionView& option : optionsOf(*app)) {
             const bool known = std::any_of(common.begin(), common.end(),
                                            [&](const OptionView& other) { return other.names == option.names; });
@@ -178,11 +178,12 @@ std::string inNameSection(std::string text) {
 
 }  // namespace
 
-std::string manualPage(const CLI::App& parser) {
+std::string manualPage(const OptionParser& parser) {
     std::string page = fmt::format(".TH DARKROOM 1 \"\" \"darkroom {}\" \"User Commands\"\n", LIKENESS_VERSION);
-    page += ".SH NAME\ndarkroom \\- " + escaped(inNameSection(parser.get_description())) + '\n';
+    page += ".SH NAME\ndarkroom \\- " + escaped(inNameSection(parser.description())) + '\n';
     page += ".SH SYNOPSIS\n.B darkroom\n.I SUBCOMMAND\n.RI [ argument ...]\n.RI [ option ...]\n";
-    page += std::string(".SH DESCRIPTION\n") + description;
+    page += ".SH DESCRIPTION\n";
+    page += description;
     page += ".SH OPTIONS\n";
     for (const OptionView& option : optionsOf(parser)) {
         page += paragraph(option, false);
@@ -192,15 +193,17 @@ std::string manualPage(const CLI::App& parser) {
         page += paragraph(option, false);
     }
     page += ".SH SUBCOMMANDS\n";
-    for (const CLI::App* const app : subcommandsOf(parser)) {
+    for (const OptionParser* const app : subcommandsOf(parser)) {
         page += subcommandSection(*app);
     }
-    page += std::string(".SH FILES\n") + files;
+    page += ".SH FILES\n";
+    page += files;
     page += ".SH EXIT STATUS\n";
     for (const ExitStatusText& status : exitStatusTexts) {
         page += fmt::format(".TP\n.B {}\n{}\n", static_cast<int>(status.status), escaped(status.text));
     }
-    page += std::string(".SH EXAMPLES\n") + examples;
+    page += ".SH EXAMPLES\n";
+    page += examples;
     page += ".SH SEE ALSO\n.BR likeness (1)\n";
     return page;
 }

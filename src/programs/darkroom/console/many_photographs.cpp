@@ -550,7 +550,7 @@ private:
 
 void checkSingle(const PhotographInputs& inputs, const ImageOutput& output) {
     for (const char* const option : {"--name", "--recursive", "--jobs"}) {
-        if (inputs.app->get_option(option)->count() > 0) {
+        if (inputs.app->option(option)->count() > 0) {
             throw Refusal(std::string(option) + ": one photograph is given, and --output names its file");
         }
     }

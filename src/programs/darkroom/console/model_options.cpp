@@ -61,41 +61,41 @@ ComparisonModel ownModel(const ModelOptions& options) {
 
 }  // namespace
 
-void addModelOptions(CLI::App& app, ModelOptions& options) {
+void addModelOptions(OptionParser& app, ModelOptions& options) {
     addModelOption(app, options.model);
-    app.get_option("--model")->capture_default_str();
+    app.option("--model")->showDefault();
     addViewingOptions(app, options.viewing);
-    CLI::Option* const white = app.get_option("--white");
+    Option* const white = app.option("--white");
     white->description(
         "Of the model likeness: brightest, the photograph's own brightest pixel, or fixed, that of the "
         "encoding. Of the others: " +
-        white->get_description());
-    app.add_option("--picture-white", options.pictureWhite,
-                   optionText("Colour of the picture that falls on the white of the conditions: encoding (that of "
-                              "sRGB), gray-world (the mean's chromaticity) or brightest (the brightest pixel); of "
-                              "ciecam02 and ciecam16",
-                              "--picture-white gray-world"))
-        ->type_name("")
+        white->description());
+    app.addOption("--picture-white", options.pictureWhite,
+                  optionText("Colour of the picture that falls on the white of the conditions: encoding (that of "
+                             "sRGB), gray-world (the mean's chromaticity) or brightest (the brightest pixel); of "
+                             "ciecam02 and ciecam16",
+                             "--picture-white gray-world"))
+        ->typeName("")
         ->check(oneOf({"encoding", "gray-world", "brightest"}))
         ->group(group);
-    app.add_option("--black", options.black,
-                   optionText("Of the model likeness: defined, which leaves pure black out of the adaptation, or "
-                              "continuous, which adapts it as other colours",
-                              "--black continuous"))
-        ->type_name("")
+    app.addOption("--black", options.black,
+                  optionText("Of the model likeness: defined, which leaves pure black out of the adaptation, or "
+                             "continuous, which adapts it as other colours",
+                             "--black continuous"))
+        ->typeName("")
         ->check(oneOf({"defined", "continuous"}))
         ->group(group);
 }
 
-void addHueOptions(CLI::App& app, ModelOptions& options) {
+void addHueOptions(OptionParser& app, ModelOptions& options) {
     auto* const hue =
-        app.add_flag("--hue", options.hue, optionText("A sixth coefficient, of the hue, in bins of 1 degree", "--hue"))
+        app.addFlag("--hue", options.hue, optionText("A sixth coefficient, of the hue, in bins of 1 degree", "--hue"))
             ->group(group);
-    app.add_option("--hue-weights", options.hueWeights,
-                   optionText("What a pixel counts in the distribution of the hue: pixels, each the same, or chroma, "
-                              "as much as it is coloured",
-                              "--hue-weights chroma"))
-        ->type_name("")
+    app.addOption("--hue-weights", options.hueWeights,
+                  optionText("What a pixel counts in the distribution of the hue: pixels, each the same, or chroma, "
+                             "as much as it is coloured",
+                             "--hue-weights chroma"))
+        ->typeName("")
         ->check(oneOf({"pixels", "chroma"}))
         ->needs(hue)
         ->group(group);

@@ -1,10 +1,11 @@
 // The model that photographs are compared by, on the command line and in results.
 #pragma once
 
+#include "console/option_parser.hpp"
+
 #include <likeness/comparison/analysis.hpp>
 #include "console/viewing_options.hpp"
 
-#include <CLI/CLI.hpp>
 #include <nlohmann/json.hpp>
 
 #include <optional>
@@ -24,10 +25,10 @@ struct ModelOptions {
 };
 
 /// Adds --model, the viewing conditions, --picture-white and --black.
-void addModelOptions(CLI::App& app, ModelOptions& options);
+void addModelOptions(OptionParser& app, ModelOptions& options);
 
 /// Adds --hue and --hue-weights.
-void addHueOptions(CLI::App& app, ModelOptions& options);
+void addHueOptions(OptionParser& app, ModelOptions& options);
 
 /// The model that the options ask for.
 struct ChosenModel {

@@ -45,7 +45,7 @@ std::string suggestion(const std::string& text, const std::vector<std::string>& 
 }
 
 template <typename Accepts>
-CLI::Validator check(const std::string& expected, Accepts accepts) {
+OptionCheck check(const std::string& expected, Accepts accepts) {
     return {[=](std::string& text) {
                 const double value = parseNumber(text);
                 return accepts(value) ? std::string() : "'" + text + "' is not " + expected;
@@ -67,20 +67,20 @@ std::string noTriple(const std::string& text, double high) {
 
 }  // namespace
 
-CLI::Validator numberBetween(double low, double high) {
+OptionCheck numberBetween(double low, double high) {
     return check(fmt::format("a number from {} to {}", low, high),
                  [=](double value) { return value >= low && value <= high; });
 }
 
-CLI::Validator numberAbove(double low) {
+OptionCheck numberAbove(double low) {
     return check(fmt::format("a number above {}", low), [=](double value) { return value > low; });
 }
 
-CLI::Validator finiteNumber() {
+OptionCheck finiteNumber() {
     return check("a finite number", [](double value) { return std::isfinite(value); });
 }
 
-CLI::Validator integerBetween(std::int64_t low, std::int64_t high) {
+OptionCheck integerBetween(std::int64_t low, std::int64_t high) {
     // A few numbers are words to choose from.
     constexpr std::int64_t few = 6;
     std::vector<std::int64_t> choices;
@@ -101,7 +101,7 @@ CLI::Validator integerBetween(std::int64_t low, std::int64_t high) {
             choices.empty() ? "" : fmt::format("{{{}}}", fmt::join(choices, ","))};
 }
 
-CLI::Validator oneOf(const std::vector<std::string>& choices) {
+OptionCheck oneOf(const std::vector<std::string>& choices) {
     return {[=](std::string& text) {
                 return std::find(choices.begin(), choices.end(), text) != choices.end()
                            ? std::string()
@@ -111,11 +111,11 @@ CLI::Validator oneOf(const std::vector<std::string>& choices) {
             fmt::format("{{{}}}", fmt::join(choices, ","))};
 }
 
-CLI::Validator positiveTriple(double high) {
+OptionCheck positiveTriple(double high) {
     return {[=](std::string& text) { return isPositiveTriple(text, high) ? std::string() : noTriple(text, high); }, ""};
 }
 
-CLI::Validator tripleOrChromaticity(double high) {
+OptionCheck tripleOrChromaticity(double high) {
     return {[=](std::string& text) {
                 const std::vector<std::string> parts = partsOf(text);
                 if (parts.size() == 2) {

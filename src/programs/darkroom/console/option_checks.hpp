@@ -1,9 +1,9 @@
 // Checks of option values for the parser, and the texts of options.
 #pragma once
 
+#include "console/option_parser.hpp"
 #include "files/number_format.hpp"
 
-#include <CLI/CLI.hpp>
 #include <opencv2/core.hpp>
 
 #include <cstdint>
@@ -13,26 +13,26 @@
 namespace likeness::darkroom {
 
 /// A finite number, read as a whole, from `low` to `high`.
-CLI::Validator numberBetween(double low, double high);
+OptionCheck numberBetween(double low, double high);
 
 /// A finite number, read as a whole, greater than `low`.
-CLI::Validator numberAbove(double low);
+OptionCheck numberAbove(double low);
 
 /// A finite number, read as a whole.
-CLI::Validator finiteNumber();
+OptionCheck finiteNumber();
 
 /// A whole number in decimal digits, from `low` to `high`, both at most 2^53 from 0. A few stand in the help as {A,B}.
-CLI::Validator integerBetween(std::int64_t low, std::int64_t high);
+OptionCheck integerBetween(std::int64_t low, std::int64_t high);
 
 /// One of several words; the refusal of another names the one that was likely meant. They stand in the help as {A,B},
 /// from where the completions take them.
-CLI::Validator oneOf(const std::vector<std::string>& choices);
+OptionCheck oneOf(const std::vector<std::string>& choices);
 
 /// Three finite numbers with commas between them, such as "0.9,1,0.8", each above 0 and up to `high`.
-CLI::Validator positiveTriple(double high);
+OptionCheck positiveTriple(double high);
 
 /// What `positiveTriple` accepts, or a chromaticity "x,y" such as "0.3127,0.329": both above 0, with a sum up to 1.
-CLI::Validator tripleOrChromaticity(double high);
+OptionCheck tripleOrChromaticity(double high);
 
 /// The numbers of a chromaticity that `tripleOrChromaticity` accepts.
 cv::Vec2d chromaticityIn(const std::string& text);

@@ -38,35 +38,35 @@ ValueKind kindOf(const OptionView& option, bool positional) {
     return file || (positional && option.value == "TEXT") ? ValueKind::file : ValueKind::other;
 }
 
-OptionView viewOf(const CLI::Option& option) {
+OptionView viewOf(const Option& option) {
     OptionView view;
-    const bool positional = option.get_positional();
+    const bool positional = option.isPositional();
     if (positional) {
-        view.names.push_back(option.get_name(true));
+        view.names.push_back(option.name());
     }
-    for (const std::string& name : option.get_snames()) {
+    for (const std::string& name : option.shortNames()) {
         view.names.push_back("-" + name);
     }
-    for (const std::string& name : option.get_lnames()) {
+    for (const std::string& name : option.longNames()) {
         view.names.push_back("--" + name);
     }
-    view.text = option.get_description();
-    view.required = option.get_required();
-    view.common = option.get_group() == commonGroup;
-    if (option.get_items_expected_max() > 0) {
-        view.value = valueName(option);
+    view.text = option.description();
+    view.required = option.isRequired();
+    view.common = option.group() == commonGroup;
+    if (option.takesValue()) {
+        view.value = valueName(option.typeName());
         view.choices = choicesIn(view.value);
         view.kind = kindOf(view, positional);
-        view.defaultText = option.get_default_str();
-        view.repeated = option.get_expected_max() > 1;
+        view.defaultText = option.defaultText();
+        view.repeated = option.takesSeveral();
     }
     return view;
 }
 
-std::vector<OptionView> viewsOf(const CLI::App& app, bool positional) {
+std::vector<OptionView> viewsOf(const OptionParser& app, bool positional) {
     std::vector<OptionView> views;
-    for (const CLI::Option* const option : app.get_options()) {
-        if (option->get_positional() == positional) {
+    for (const Option* const option : app.options()) {
+        if (option->isPositional() == positional) {
             views.push_back(viewOf(*option));
         }
     }
@@ -75,27 +75,22 @@ std::vector<OptionView> viewsOf(const CLI::App& app, bool positional) {
 
 }  // namespace
 
-std::string valueName(const CLI::Option& option) {
-    const std::string name = option.get_type_name();
-    const std::size_t begin = name.find('{');
-    return begin == std::string::npos ? name : name.substr(begin, name.find('}', begin) - begin + 1);
-}
-
-std::vector<OptionView> argumentsOf(const CLI::App& app) {
+std::vector<OptionView> argumentsOf(const OptionParser& app) {
     return viewsOf(app, true);
 }
 
-std::vector<OptionView> optionsOf(const CLI::App& app) {
+std::vector<OptionView> optionsOf(const OptionParser& app) {
     return viewsOf(app, false);
 }
 
-std::vector<const CLI::App*> subcommandsOf(const CLI::App& app) {
-    return app.get_subcommands([](const CLI::App*) { return true; });
+std::vector<const OptionParser*> subcommandsOf(const OptionParser& app) {
+    return app.subcommands();
 }
 
-std::vector<std::string> spellingsOf(const CLI::App& app) {
-    std::vector<std::string> names = {app.get_name()};
-    names.insert(names.end(), app.get_aliases().begin(), app.get_aliases().end());
+std::vector<std::string> spellingsOf(const OptionParser& app) {
+    std::vector<std::string> names = {app.name()};
+    const std::vector<std::string> aliases = app.aliases();
+    names.insert(names.end(), aliases.begin(), aliases.end());
     return names;
 }
 

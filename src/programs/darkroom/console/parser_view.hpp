@@ -1,7 +1,7 @@
 // What the parser knows of its options, as the man page and the completions show it.
 #pragma once
 
-#include <CLI/CLI.hpp>
+#include "console/option_parser.hpp"
 
 #include <string>
 #include <vector>
@@ -27,20 +27,17 @@ struct OptionView {
     bool common = false;    ///< every subcommand has it
 };
 
-/// How the value of an option is called: "{8,16}" where there are words to choose from, else such as "FILE".
-std::string valueName(const CLI::Option& option);
-
 /// The arguments of a parser that go by their place, in order.
-std::vector<OptionView> argumentsOf(const CLI::App& app);
+std::vector<OptionView> argumentsOf(const OptionParser& app);
 
 /// Its options, in the order of the help.
-std::vector<OptionView> optionsOf(const CLI::App& app);
+std::vector<OptionView> optionsOf(const OptionParser& app);
 
 /// Its subcommands, in the order of the help.
-std::vector<const CLI::App*> subcommandsOf(const CLI::App& app);
+std::vector<const OptionParser*> subcommandsOf(const OptionParser& app);
 
 /// The name of a subcommand and its other spellings.
-std::vector<std::string> spellingsOf(const CLI::App& app);
+std::vector<std::string> spellingsOf(const OptionParser& app);
 
 /// The text without the example at its end.
 std::string withoutExample(const std::string& text);

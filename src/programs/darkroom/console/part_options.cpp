@@ -24,7 +24,7 @@ PartChoice sharedPart(const PartOptions& options) {
 
 /// A parser's check by a function that refuses.
 template <typename Read>
-CLI::Validator readBy(Read read) {
+OptionCheck readBy(Read read) {
     return {[read](std::string& text) {
                 try {
                     read(text);
@@ -38,40 +38,40 @@ CLI::Validator readBy(Read read) {
 
 }  // namespace
 
-void addMaskOption(CLI::App& app, const std::string& name, std::string& mask, const std::string& what) {
-    app.add_option(name, mask,
-                   optionText("Image that says what counts of " + what +
-                                  ": white counts, grey weighs, black does not; of its size",
-                              name + " mask.png"))
-        ->type_name("FILE");
+void addMaskOption(OptionParser& app, const std::string& name, std::string& mask, const std::string& what) {
+    app.addOption(name, mask,
+                  optionText("Image that says what counts of " + what +
+                                 ": white counts, grey weighs, black does not; of its size",
+                             name + " mask.png"))
+        ->typeName("FILE");
 }
 
-void addPartOptions(CLI::App& app, PartOptions& options) {
+void addPartOptions(OptionParser& app, PartOptions& options) {
     addMaskOption(app, "--mask", options.mask, "a photograph");
     addPartOptionsWithoutMask(app, options);
 }
 
-void addPartOptionsWithoutMask(CLI::App& app, PartOptions& options) {
-    app.add_option("--alpha", options.alpha,
-                   optionText("What transparent pixels are: use, they count as much as they are opaque; ignore, they "
-                              "count as the file has them, the default; over COLOUR, they are laid over white, black, "
-                              "#rrggbb or R,G,B of 0 to 255",
-                              "--alpha over white"))
-        ->type_name("ALPHA")
+void addPartOptionsWithoutMask(OptionParser& app, PartOptions& options) {
+    app.addOption("--alpha", options.alpha,
+                  optionText("What transparent pixels are: use, they count as much as they are opaque; ignore, they "
+                             "count as the file has them, the default; over COLOUR, they are laid over white, black, "
+                             "#rrggbb or R,G,B of 0 to 255",
+                             "--alpha over white"))
+        ->typeName("ALPHA")
         ->check(readBy([](const std::string& text) { alphaIn(text); }));
-    app.add_option("--region", options.regions,
-                   optionText("Rectangle that counts, x,y,width,height in pixels or with % of the photograph; "
-                              "ellipse:x,y,width,height is the ellipse in it. Several unite; what lies beyond the "
-                              "photograph is cut off",
-                              "--region 25%,25%,50%,50%"))
-        ->type_name("X,Y,W,H")
+    app.addOption("--region", options.regions,
+                  optionText("Rectangle that counts, x,y,width,height in pixels or with % of the photograph; "
+                             "ellipse:x,y,width,height is the ellipse in it. Several unite; what lies beyond the "
+                             "photograph is cut off",
+                             "--region 25%,25%,50%,50%"))
+        ->typeName("X,Y,W,H")
         ->expected(1)
-        ->multi_option_policy(CLI::MultiOptionPolicy::TakeAll)
+        ->takeAll()
         ->check(readBy([](const std::string& text) { regionIn(text); }));
-    app.add_flag("--center-weighted", options.centerWeighted,
-                 optionText("The middle counts most: by a Gaussian about it whose standard deviations are a quarter of "
-                            "width and height",
-                            "--center-weighted"));
+    app.addFlag("--center-weighted", options.centerWeighted,
+                optionText("The middle counts most: by a Gaussian about it whose standard deviations are a quarter of "
+                           "width and height",
+                           "--center-weighted"));
 }
 
 PartChoice chosenPart(const PartOptions& options) {

@@ -1,10 +1,11 @@
 // Which part of a photograph counts, on the command line.
 #pragma once
 
+#include "console/option_parser.hpp"
+
 #include <likeness/color/pixel_weights.hpp>
 #include "photofile/part_choice.hpp"
 
-#include <CLI/CLI.hpp>
 #include <nlohmann/json.hpp>
 
 #include <string>
@@ -27,15 +28,15 @@ struct PartOptions {
 };
 
 /// Adds --mask, --alpha, --region and --center-weighted.
-void addPartOptions(CLI::App& app, PartOptions& options);
+void addPartOptions(OptionParser& app, PartOptions& options);
 
 /// Adds a mask for one of two photographs.
 /// @param name  of the option, "--first-mask"
 /// @param what  it is for, "the first photograph"
-void addMaskOption(CLI::App& app, const std::string& name, std::string& mask, const std::string& what);
+void addMaskOption(OptionParser& app, const std::string& name, std::string& mask, const std::string& what);
 
 /// Adds --alpha, --region and --center-weighted: for lists, which have masks in their columns.
-void addPartOptionsWithoutMask(CLI::App& app, PartOptions& options);
+void addPartOptionsWithoutMask(OptionParser& app, PartOptions& options);
 
 /// What the options ask for of one photograph, the only one.
 /// @throws Refusal  for a region, a colour or a word that is none

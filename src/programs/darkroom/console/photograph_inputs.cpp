@@ -151,7 +151,7 @@ std::string nameOf(const PhotographInputs& inputs, const std::string& operation,
     return name;
 }
 
-CLI::Validator namePattern() {
+OptionCheck namePattern() {
     return {[](std::string& text) {
                 std::string plain;
                 for (std::size_t k = 0; k < text.size(); ++k) {
@@ -180,7 +180,7 @@ CLI::Validator namePattern() {
             ""};
 }
 
-CLI::Validator formatName() {
+OptionCheck formatName() {
     return {[](std::string& text) {
                 const std::string plain = text.rfind('.', 0) == 0 ? text.substr(1) : text;
                 if (imageFormatOf("x." + plain) == ImageFormat::unknown) {
@@ -303,61 +303,59 @@ std::vector<FoundPhotograph> foundPhotographs(const PhotographInputs& inputs, Fo
 
 }  // namespace
 
-void addPhotographs(CLI::App& app, PhotographInputs& inputs, const std::string& name, const std::string& what) {
+void addPhotographs(OptionParser& app, PhotographInputs& inputs, const std::string& name, const std::string& what) {
     inputs.app = &app;
-    app.add_option(
-           name, inputs.paths,
-           what + "; - for standard input. Several, and folders of them, go into the folder that --output names")
+    app.addOption(name, inputs.paths,
+                  what + "; - for standard input. Several, and folders of them, go into the folder that --output names")
         ->required();
 }
 
-void addManyPhotographs(CLI::App& app, PhotographInputs& inputs, std::vector<std::string> singleResults) {
+void addManyPhotographs(OptionParser& app, PhotographInputs& inputs, std::vector<std::string> singleResults) {
     inputs.singleResults = std::move(singleResults);
-    auto* const output = app.get_option("--output");
-    inputs.needsOutput = output->get_required();
+    auto* const output = app.option("--output");
+    inputs.needsOutput = output->isRequired();
     output->required(false);
-    std::string text = output->get_description();
+    std::string text = output->description();
     const std::string more = std::string(inputs.needsOutput ? ". Needed, unless --in-place is given" : "") +
                              ". With several photographs or a folder, the folder of the results, which is made if it "
                              "is not there. -: standard output, with --format";
     text.insert(std::min(text.find(" (example: "), text.size()), more);
     output->description(text);
-    app.add_flag("--recursive", inputs.recursive,
-                 optionText("Look into the folders within folders too; the results are in folders of the same names",
-                            "--recursive"));
+    app.addFlag("--recursive", inputs.recursive,
+                optionText("Look into the folders within folders too; the results are in folders of the same names",
+                           "--recursive"));
     auto* const name =
-        app.add_option("--name", inputs.name,
-                       optionText("Name of each result of several photographs, made of {stem} and {ext}, the input's "
-                                  "name and extension (.png where results have no such format), and {operation}",
-                                  "--name '{stem}{ext}'"))
-            ->type_name("PATTERN")
+        app.addOption("--name", inputs.name,
+                      optionText("Name of each result of several photographs, made of {stem} and {ext}, the input's "
+                                 "name and extension (.png where results have no such format), and {operation}",
+                                 "--name '{stem}{ext}'"))
+            ->typeName("PATTERN")
             ->check(namePattern())
-            ->capture_default_str();
+            ->showDefault();
     auto* const format =
-        app.add_option(
+        app.addOption(
                "--format", inputs.format,
                optionText("Format of standard output, or of the results of several photographs: an extension that "
                           "--output takes, without its dot",
                           "--format png"))
-            ->type_name("EXT")
+            ->typeName("EXT")
             ->check(formatName());
-    app.add_flag(
-           "--in-place", inputs.inPlace,
-           optionText("Replace each photograph by its result, in its own format. Owner, mode and times stay; of a "
-                      "symbolic link, the file that it leads to is replaced",
-                      "--in-place"))
+    app.addFlag("--in-place", inputs.inPlace,
+                optionText("Replace each photograph by its result, in its own format. Owner, mode and times stay; of a "
+                           "symbolic link, the file that it leads to is replaced",
+                           "--in-place"))
         ->excludes(output)
         ->excludes(name)
         ->excludes(format);
-    app.add_flag("--resume", inputs.resume,
-                 optionText("Leave out photographs whose results an earlier call has made with the same options, of "
-                            "the same content, and that are as they were left",
-                            "--resume"));
-    app.add_option("--jobs", inputs.jobs,
-                   optionText("Photographs that are worked on at the same time, 1 to 1024; by default as many as there "
-                              "are threads (--threads), which are shared out among them",
-                              "--jobs 2"))
-        ->type_name("N")
+    app.addFlag("--resume", inputs.resume,
+                optionText("Leave out photographs whose results an earlier call has made with the same options, of "
+                           "the same content, and that are as they were left",
+                           "--resume"));
+    app.addOption("--jobs", inputs.jobs,
+                  optionText("Photographs that are worked on at the same time, 1 to 1024; by default as many as there "
+                             "are threads (--threads), which are shared out among them",
+                             "--jobs 2"))
+        ->typeName("N")
         ->check(integerBetween(1, 1024));
 }
 
@@ -373,7 +371,7 @@ std::vector<PlannedPhotograph> plannedPhotographs(const Console& console, const 
         throw Refusal("--output is required");
     }
     for (const std::string& option : inputs.singleResults) {
-        if (inputs.app->get_option(option)->count() > 0) {
+        if (inputs.app->option(option)->count() > 0) {
             throw Refusal(option +
                           ": names one file, and more than one photograph may be given here; leave it out, or "
                           "give one photograph and the name of its result");
@@ -413,11 +411,11 @@ std::vector<PlannedPhotograph> plannedPhotographs(const Console& console, const 
     return planned;
 }
 
-std::vector<std::string> filesOfOptions(const CLI::App& app) {
+std::vector<std::string> filesOfOptions(const OptionParser& app) {
     std::vector<std::string> files;
     std::error_code error;
-    for (const CLI::Option* const option : app.get_options()) {
-        if (option->get_positional() || option->count() == 0 || option->get_name() == "--output") {
+    for (const Option* const option : app.options()) {
+        if (option->isPositional() || option->count() == 0 || option->name() == "--output") {
             continue;
         }
         for (const std::string& value : option->results()) {
@@ -429,13 +427,12 @@ std::vector<std::string> filesOfOptions(const CLI::App& app) {
     return files;
 }
 
-std::string fingerprintOfOptions(const CLI::App& app) {
-    std::string text = "darkroom " LIKENESS_VERSION " " + app.get_name();
+std::string fingerprintOfOptions(const OptionParser& app) {
+    std::string text = "darkroom " LIKENESS_VERSION " " + app.name();
     std::error_code error;
-    for (const CLI::Option* const option : app.get_options()) {
-        const std::string name =
-            option->get_lnames().empty() ? option->get_name() : "--" + option->get_lnames().front();
-        if (option->get_positional() || option->count() == 0 ||
+    for (const Option* const option : app.options()) {
+        const std::string name = option->longNames().empty() ? option->name() : "--" + option->longNames().front();
+        if (option->isPositional() || option->count() == 0 ||
             std::find(withoutInfluence.begin(), withoutInfluence.end(), name) != withoutInfluence.end()) {
             continue;
         }

@@ -2,9 +2,8 @@
 #pragma once
 
 #include "console/console.hpp"
+#include "console/option_parser.hpp"
 #include "photofile/image_output.hpp"
-
-#include <CLI/CLI.hpp>
 
 #include <functional>
 #include <string>
@@ -21,18 +20,18 @@ struct PhotographInputs {
     bool inPlace = false;
     bool resume = false;
     int jobs = 0;  ///< photographs at the same time; 0: not said
-    const CLI::App* app = nullptr;
+    const OptionParser* app = nullptr;
     bool needsOutput = true;                 ///< whether there is no other result than a file
     std::vector<std::string> singleResults;  ///< options that name a file for one photograph
 };
 
 /// Adds the photographs, which go by their place.
 /// @param name  what they are called in the help, "IN"
-void addPhotographs(CLI::App& app, PhotographInputs& inputs, const std::string& name, const std::string& what);
+void addPhotographs(OptionParser& app, PhotographInputs& inputs, const std::string& name, const std::string& what);
 
 /// Adds the options for many of them, behind those of `addImageOutput`.
 /// @param singleResults  options that name a further result of one photograph, which many have no use for
-void addManyPhotographs(CLI::App& app, PhotographInputs& inputs, std::vector<std::string> singleResults = {});
+void addManyPhotographs(OptionParser& app, PhotographInputs& inputs, std::vector<std::string> singleResults = {});
 
 /// The files that come of one photograph, where they are more or fewer than the one that the output names.
 using ResultFiles = std::function<std::vector<ImageOutput>(const ImageOutput& output)>;
@@ -55,10 +54,10 @@ std::vector<PlannedPhotograph> plannedPhotographs(const Console& console, const 
                                                   const ImageOutput& output, const ResultFiles& files);
 
 /// The values of the options that name files which are read, in the order of the help.
-std::vector<std::string> filesOfOptions(const CLI::App& app);
+std::vector<std::string> filesOfOptions(const OptionParser& app);
 
 /// What tells operations with other options, files or programs apart: 32 hexadecimal digits. Those that change no
 /// result, and those that name inputs and outputs, do not count.
-std::string fingerprintOfOptions(const CLI::App& app);
+std::string fingerprintOfOptions(const OptionParser& app);
 
 }  // namespace likeness::darkroom

@@ -50,12 +50,12 @@ std::vector<PrefixedResult> mergedResults() {
             {"fusion.jpg", "fused, 8 bits, 0..255 stands for 0..1"}};
 }
 
-CLI::Option* addPrefixOutput(CLI::App& app, std::string& prefix, const std::string& endings) {
+Option* addPrefixOutput(OptionParser& app, std::string& prefix, const std::string& endings) {
     return app
-        .add_option("-o,--output", prefix,
-                    optionText("Stem of the results' names, with an existing folder in front if wanted: " + endings,
-                               "--output results/run"))
-        ->type_name("PREFIX");
+        .addOption("-o,--output", prefix,
+                   optionText("Stem of the results' names, with an existing folder in front if wanted: " + endings,
+                              "--output results/run"))
+        ->typeName("PREFIX");
 }
 
 void checkPrefixOutput(const std::string& prefix, const std::vector<PrefixedResult>& results, OutputPlan& plan) {

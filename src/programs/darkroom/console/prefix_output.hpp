@@ -2,10 +2,10 @@
 #pragma once
 
 #include "console/console.hpp"
+#include "console/option_parser.hpp"
 #include "console/output_check.hpp"
 #include "files/interrupt_cleanup.hpp"
 
-#include <CLI/CLI.hpp>
 #include <opencv2/core.hpp>
 
 #include <optional>
@@ -25,7 +25,7 @@ std::vector<PrefixedResult> mergedResults();
 
 /// Adds -o/--output, the stem.
 /// @param endings  the names that come of it, for the help: "PREFIX.hdr, PREFIX.jpg"
-CLI::Option* addPrefixOutput(CLI::App& app, std::string& prefix, const std::string& endings);
+Option* addPrefixOutput(OptionParser& app, std::string& prefix, const std::string& endings);
 
 /// Refuses, before the work begins, a stem that names none, or a place that the plan refuses.
 /// @throws Refusal

@@ -1,15 +1,15 @@
 // What a model of darkroom fit predicts for a comparison.
 #pragma once
 
-#include "scores/score_predictor.hpp"
+#include "console/option_parser.hpp"
 
-#include <CLI/CLI.hpp>
+#include "scores/score_predictor.hpp"
 
 #include <string>
 
 namespace likeness::darkroom {
 
 /// Adds --predict.
-void addPredictOption(CLI::App& app, std::string& path);
+void addPredictOption(OptionParser& app, std::string& path);
 
 }  // namespace likeness::darkroom

@@ -3,8 +3,7 @@
 
 #include "console/console.hpp"
 #include "console/exit_status.hpp"
-
-#include <CLI/CLI.hpp>
+#include "console/option_parser.hpp"
 
 #include <functional>
 
@@ -16,7 +15,7 @@ using Action = std::function<ExitStatus(const Console& console)>;
 struct Subcommand {
     const char* name;
     const char* summary;  ///< one line for `darkroom --help`
-    Action (*declare)(CLI::App& app);
+    Action (*declare)(OptionParser& app);
     bool onImages = true;  ///< works on images, and so has diagnostics to keep and something to say
     bool onPixels = true;  ///< has loops over pixels that use more than one thread
 };

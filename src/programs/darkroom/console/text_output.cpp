@@ -23,10 +23,10 @@ ResultText resultTextFor(const std::string& path, ResultText asked) {
     return asked == ResultText::any ? named : asked;
 }
 
-void addTextOutput(CLI::App& app, TextOutput& output, const std::string& example) {
-    app.add_option("-o,--output", output.path,
-                   optionText("File that the text is written to; without it, standard output", example))
-        ->type_name("FILE");
+void addTextOutput(OptionParser& app, TextOutput& output, const std::string& example) {
+    app.addOption("-o,--output", output.path,
+                  optionText("File that the text is written to; without it, standard output", example))
+        ->typeName("FILE");
 }
 
 void writeResult(const Console& console, const std::string& path, const std::string& text, const std::string& what) {

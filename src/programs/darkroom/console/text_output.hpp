@@ -1,8 +1,7 @@
 #pragma once
 
 #include "console/console.hpp"
-
-#include <CLI/CLI.hpp>
+#include "console/option_parser.hpp"
 
 #include <string>
 
@@ -23,7 +22,7 @@ ResultText resultTextFor(const std::string& path, ResultText asked);
 
 /// Adds -o/--output.
 /// @param example  the option as a user types it
-void addTextOutput(CLI::App& app, TextOutput& output, const std::string& example);
+void addTextOutput(OptionParser& app, TextOutput& output, const std::string& example);
 
 /// Writes a result as a whole: to standard output where `path` is "-", else into a file, of which it tells.
 /// @param what  the result, for the line that tells; empty for no line

@@ -500,10 +500,10 @@ NamedConditions publishedConditions(const ViewingOptions& options, AppearanceMod
     return named;
 }
 
-void addViewingOptions(CLI::App& app, ViewingOptions& options) {
+void addViewingOptions(OptionParser& app, ViewingOptions& options) {
     const auto add = [&app](const char* name, std::string& value, const char* type, const char* text,
                             const char* example) {
-        return app.add_option(name, value, optionText(text, example))->type_name(type)->group(viewingGroup);
+        return app.addOption(name, value, optionText(text, example))->typeName(type)->group(viewingGroup);
     };
     add("--conditions", options.conditions, "NAME|FILE.json",
         "Conditions by name (darkroom conditions lists them), or a JSON file of them. The options below change single "
@@ -525,17 +525,17 @@ void addViewingOptions(CLI::App& app, ViewingOptions& options) {
         "likeness model alone. The white of named conditions keeps its luminance",
         "--background 20");
     add("--surround", options.surround, "SURROUND", "average, dim, dark, or the numbers F,c,Nc", "--surround dim");
-    app.add_flag("--discount", options.discount,
-                 optionText("The observer discounts the illuminant: complete adaptation, D = 1", "--discount"))
+    app.addFlag("--discount", options.discount,
+                optionText("The observer discounts the illuminant: complete adaptation, D = 1", "--discount"))
         ->group(viewingGroup);
 }
 
-void addModelOption(CLI::App& app, std::string& model) {
-    app.add_option("--model", model,
-                   optionText("Appearance model: ciecam02 (CIE 159:2004), ciecam16 (CIE 248:2022) as published, or "
-                              "likeness, the comparison's own",
-                              "--model ciecam02"))
-        ->type_name("")
+void addModelOption(OptionParser& app, std::string& model) {
+    app.addOption("--model", model,
+                  optionText("Appearance model: ciecam02 (CIE 159:2004), ciecam16 (CIE 248:2022) as published, or "
+                             "likeness, the comparison's own",
+                             "--model ciecam02"))
+        ->typeName("")
         ->check(oneOf({"likeness", "ciecam02", "ciecam16"}))
         ->group(viewingGroup);
 }

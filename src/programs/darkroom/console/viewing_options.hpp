@@ -1,10 +1,11 @@
 // Viewing conditions on the command line and in files, and their texts.
 #pragma once
 
+#include "console/option_parser.hpp"
+
 #include <likeness/appearance/conditions.hpp>
 #include <likeness/appearance/published_model.hpp>
 
-#include <CLI/CLI.hpp>
 #include <nlohmann/json.hpp>
 
 #include <optional>
@@ -30,10 +31,10 @@ struct ViewingOptions {
 };
 
 /// Adds --conditions and the overrides of single conditions, under a heading of their own.
-void addViewingOptions(CLI::App& app, ViewingOptions& options);
+void addViewingOptions(OptionParser& app, ViewingOptions& options);
 
 /// Adds --model.
-void addModelOption(CLI::App& app, std::string& model);
+void addModelOption(OptionParser& app, std::string& model);
 
 /// The model of a name that --model accepts.
 AppearanceModelKind modelNamed(const std::string& name);

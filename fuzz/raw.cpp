@@ -1,0 +1,8 @@
+// Cameras' raw files, by the module `raw`.
+#include "harness.hpp"
+#include "image_file.hpp"
+
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
+    likeness::fuzz::readAsPhotograph(data, size, ".dng");
+    return 0;
+}

@@ -1,0 +1,8 @@
+// TIFF files, by the module `tiff`.
+#include "harness.hpp"
+#include "image_file.hpp"
+
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
+    likeness::fuzz::readAsPhotograph(data, size, ".tif");
+    return 0;
+}

@@ -1,0 +1,20 @@
+#include "support/built_modules.hpp"
+
+#include <map>
+#include <string>
+
+namespace likeness::testing {
+
+bool isModuleBuilt(std::string_view module) {
+    const std::string built = std::string(",") + LIKENESS_MODULES_OF_BUILD + ',';
+    return built.find(',' + std::string(module) + ',') != std::string::npos;
+}
+
+bool canBeWritten(std::string_view name) {
+    const std::map<std::string_view, std::string_view> modules{
+        {"exr", "openexr"}, {"jxl", "jxl"}, {"avif", "heif"}, {"tif", "tiff"}};
+    const auto module = modules.find(name.substr(name.rfind('.') + 1));
+    return module == modules.end() || isModuleBuilt(module->second);
+}
+
+}  // namespace likeness::testing
