@@ -11,7 +11,7 @@ import numpy.typing as npt
 
 from . import _core
 from ._arrays import FloatImage, ImageLike, Progress, Regions, part, part_asked, whole_number
-from .files import PathLike, analyze_file, counted, is_path
+from .files import PathLike, analyze_file, is_path, pixels_and_weights
 from .models import ComparisonModel, model_of
 
 
@@ -155,7 +155,7 @@ def analyze(
     if isinstance(photograph, (str, os.PathLike)) and not maps and mask is None and choice.is_whole():
         distributions, height, width, remarks = analyze_file(photograph, chosen, hue, profile)
         return Analysis(height, width, chosen, None, None, remarks, distributions)
-    pixels, weights = counted(photograph, mask, choice, profile)
+    pixels, weights = pixels_and_weights(photograph, mask, choice, profile)
     distributions, height, width, background, kept, counted = _core.analyze(
         pixels, chosen._tuple(), hue, maps, weights, progress
     )

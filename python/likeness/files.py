@@ -134,7 +134,7 @@ def read_part(path: PathLike, mask: Any, choice: Part, profile: str) -> tuple[Im
     return own, _core.weights_of_parts(*own.shape[:2], [its, weights], [], False)
 
 
-def counted(
+def pixels_and_weights(
     photograph: Union[ImageLike, PathLike], mask: Any, choice: Part, profile: str = "embedded"
 ) -> tuple[Image, Optional[Image]]:
     """Pixels of an array or a file, and how much each of them counts."""

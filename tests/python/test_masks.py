@@ -97,7 +97,8 @@ def test_files_have_masks_too(tmp_path, photos):
 
 
 def printed(text: str) -> list:
-    return [np.float32(value) for value in text.split()[0].split(",")]
+    coefficients = json.loads(text)["coefficients"]
+    return [np.float32(coefficients[name]) for name in likeness.Coefficients._fields]
 
 
 PARTS = [
@@ -115,7 +116,7 @@ PARTS = [
 def test_parts_are_those_of_the_program(darkroom, photos, arguments, options):
     first, second = photos / "cat.jpg", photos / "coffee.jpg"
     found = likeness.compare(first, second, **arguments)
-    assert [np.float32(value) for value in found] == printed(darkroom("compare", first, second, *options, "--quiet"))
+    assert [np.float32(value) for value in found] == printed(darkroom("compare", first, second, *options, "--json"))
     pixels = likeness.read(first), likeness.read(second)
     assert likeness.compare(*pixels, **arguments) == found
     assert likeness.analyze(pixels[0], **arguments) == likeness.analyze(first, **arguments)
@@ -143,7 +144,7 @@ def test_masks_and_regions_multiply(darkroom, photos, tmp_path):
     found = likeness.compare(photograph, photos / "cat.jpg", first_mask=mask, **arguments)
     options = ["--region", "10%,10%,60%,60%", "--center-weighted", "--first-mask", tmp_path / "mask.png"]
     assert [np.float32(value) for value in found] == printed(
-        darkroom("compare", photos / "cat.jpg", photos / "cat.jpg", *options, "--quiet")
+        darkroom("compare", photos / "cat.jpg", photos / "cat.jpg", *options, "--json")
     )
     assert likeness.compare(photos / "cat.jpg", photos / "cat.jpg", first_mask=tmp_path / "mask.png", **arguments) == found
     assert likeness.compare(photos / "cat.jpg", photos / "cat.jpg", first_mask=mask, **arguments) == found
@@ -160,7 +161,7 @@ def test_alpha_is_used_as_the_program_does(darkroom, photos, tmp_path, alpha):
     found = likeness.compare(array, likeness.read(other), alpha=alpha)
     options = ["--alpha", *alpha.split(" ", 1)]
     assert [np.float32(value) for value in found] == printed(
-        darkroom("compare", tmp_path / "alpha.png", other, *options, "--quiet")
+        darkroom("compare", tmp_path / "alpha.png", other, *options, "--json")
     )
     assert likeness.compare(tmp_path / "alpha.png", other, alpha=alpha) == found
     as_floats = np.dstack([colors / 255, opacity / 255])
