@@ -56,7 +56,7 @@ setup(
     install_requires=["numpy"],
     packages=["likeness"],
     package_dir={"likeness": "python/likeness"},
-    package_data={"likeness": ["py.typed"]},
+    package_data={"likeness": ["py.typed", "_core.pyi"]},
     ext_modules=[Extension("likeness._core", sources=[])],
     cmdclass={"build_ext": CMakeExtension},
     zip_safe=False,

@@ -2,11 +2,11 @@
 #include "batch/shard.hpp"
 #include "console/exposure_times.hpp"
 #include "console/option_checks.hpp"
-#include "console/part_options.hpp"
 #include "console/tile_options.hpp"
 #include "console/viewing_options.hpp"
 #include "files/refusal.hpp"
 #include "harness.hpp"
+#include "photofile/part_text.hpp"
 
 #include <cmath>
 

@@ -2,16 +2,19 @@
 #include "calls.hpp"
 #include "models.hpp"
 
+#include "archive/archived_analyses.hpp"
 #include "batch/batch_run.hpp"
+#include "batch/output_columns.hpp"
 #include "batch/output_lock.hpp"
 #include "batch/pair_list.hpp"
 #include "batch/result_merge.hpp"
 #include "files/refusal.hpp"
 #include "files/replaced_file.hpp"
+#include "photofile/counted_part.hpp"
+#include "scores/score_predictor.hpp"
 
 #include <pybind11/stl.h>
 
-#include <algorithm>
 #include <cstdint>
 #include <filesystem>
 #include <memory>
@@ -84,19 +87,31 @@ ResultFile outputOf(const std::string& path, bool resume) {
     return file;
 }
 
-py::tuple runBatch(const std::string& list, const std::string& output, std::pair<std::uint32_t, std::uint32_t> shard,
-                   const std::string& root, const py::tuple& model, const std::optional<std::string>& hue,
-                   const std::string& profile, bool resume, bool retryFailed, unsigned jobs, std::size_t cache,
-                   std::uint64_t mostPixels, const py::object& progress) {
+/// Of a list, and how it is compared; the names are those of the arguments in Python.
+py::tuple runBatch(const py::dict& asked, const py::object& progress) {
+    const auto text = [&](const char* name) { return asked[name].cast<std::string>(); };
     BatchOptions options;
-    options.root = root;
-    options.retryFailed = retryFailed;
-    options.jobs = jobs;
-    options.cache = cache;
-    options.mostPixels = mostPixels;
-    options.analysis.model = comparisonModelOf(model);
-    options.analysis.hue = hueWeightsOf(hue);
-    options.profiles = profileChoiceOf(profile);
+    options.root = text("root");
+    options.retryFailed = asked["retry_failed"].cast<bool>();
+    options.checksums = asked["checksums"].cast<bool>();
+    options.jobs = asked["jobs"].cast<unsigned>();
+    options.cache = asked["cache"].cast<std::size_t>();
+    options.mostPixels = asked["max_pixels"].cast<std::uint64_t>();
+    options.analysis.model = comparisonModelOf(asked["model"].cast<py::tuple>());
+    options.analysis.hue = hueWeightsOf(asked["hue"].cast<std::optional<std::string>>());
+    options.distances = asked["distances"].cast<bool>();
+    options.profiles = profilesWith(partChoiceOf(asked["part"]), profileChoiceOf(text("profile")));
+    if (!asked["isolate"].is_none()) {
+        const auto [seconds, bytes] = asked["isolate"].cast<std::pair<double, std::uint64_t>>();
+        options.isolation = WorkLimits{seconds, bytes == 0 ? machineMemory() : bytes};
+    }
+    const std::string list = text("pairs");
+    const std::string output = text("output");
+    const std::string predict = text("predict");
+    const std::string archive = text("archive");
+    const auto check = asked["check"].cast<bool>();
+    const auto resume = asked["resume"].cast<bool>();
+    const auto [shard, shards] = asked["shard"].cast<std::pair<std::uint32_t, std::uint32_t>>();
     Interruption interruption(progress);
     std::vector<std::string> warnings;
     BatchEvents events;
@@ -113,16 +128,23 @@ py::tuple runBatch(const std::string& list, const std::string& output, std::pair
             throw Refusal("another batch is running in this process; one at a time uses all processors");
         }
         ResultFile file = outputOf(output, resume);
-        const PairList pairs = readPairs(list, std::nullopt, {shard.first, shard.second});
-        file.columns = pairs.columns();
-        if (options.analysis.hue) {
-            if (std::find(file.columns.begin(), file.columns.end(), hueColumn) != file.columns.end()) {
-                throw Refusal(std::string("hue: the list has a column '") + hueColumn +
-                              "', which is the name of the hue's coefficient in the results");
-            }
-            file.columns.emplace_back(hueColumn);
+        const PairList pairs = readPairs(list, std::nullopt, {shard, shards});
+        file.columns =
+            outputColumns(pairs.columns(), {options.distances, !predict.empty(), options.analysis.hue.has_value(), ""});
+        if (!predict.empty()) {
+            options.computed = predictedColumns(
+                std::make_shared<ScorePredictor>("predict", predict, options.analysis, options.profiles, events.warn),
+                file.format, options.analysis.hue.has_value(), options.distances);
         }
-        return BatchRun(pairs, file, options, events).run();
+        std::optional<ArchivedAnalyses> archived;
+        options.known = [&archived](const std::string& path) {
+            return archived ? archived->of(path) : std::optional<PhotographAnalysis>();
+        };
+        BatchRun run(pairs, file, options, events);
+        if (!archive.empty()) {
+            archived.emplace("archive", archive, check, options.analysis, options.profiles, run.origin(), events.warn);
+        }
+        return run.run();
     });
     interruption.rethrow();
     return py::make_tuple(end.pairs, end.recorded, end.done, end.summary.failed(), end.seconds,
@@ -158,6 +180,7 @@ py::tuple mergeResults(const std::vector<std::string>& inputs, const std::string
 
 void bindBatches(py::module_& module) {
     module.def("run_batch", runBatch);
+    module.attr("least_file_memory") = std::uint64_t{64} << 20U;
     module.def("merge_results", mergeResults);
 }
 

@@ -5,6 +5,7 @@
 #include "batch/photograph_analysis.hpp"
 #include "files/file_access.hpp"
 #include "files/refusal.hpp"
+#include "photofile/counted_part.hpp"
 #include "photofile/image_output.hpp"
 #include "photofile/managed_colors.hpp"
 #include "photofile/photograph_reader.hpp"
@@ -44,16 +45,22 @@ private:
     mutable std::vector<std::string> warnings_;
 };
 
-py::tuple read(const std::string& path, const std::string& profile, bool stored, std::uint64_t mostPixels) {
+py::tuple read(const std::string& path, const std::string& profile, bool stored, std::uint64_t mostPixels,
+               const py::object& part) {
     PhotographRead photograph;
     ProfileUse use;
+    PixelWeights weights;
+    const PartChoice partChoice = partChoiceOf(part);
     unlocked([&] {
-        const ProfileChoice choice = profileChoiceOf(profile);
+        const ProfileChoice choice = profilesWith(partChoice, profileChoiceOf(profile));
         ManagedColors colors(choice);
         photograph = readPhotographAmongOthers(
             path, stored ? PhotographValues::stored : PhotographValues::bytesOrFloats, mostPixels, &colors);
         colors.settle(photograph.remarks);
         use = colors.use();
+        if (photograph.problem.empty()) {
+            weights = countedPart(path, photograph.bgr, partChoice, mostPixels, photograph.remarks);
+        }
     });
     std::vector<std::string> warnings = photograph.remarks;
     if (const std::string warning = use.warning(); !warning.empty()) {
@@ -62,17 +69,19 @@ py::tuple read(const std::string& path, const std::string& profile, bool stored,
     const py::object image =
         photograph.problem.empty() ? py::object(rgbArrayOf(std::move(photograph.bgr))) : py::object(py::none());
     return py::make_tuple(image, photograph.problem, photograph.bits, photograph.floats, photograph.linear,
-                          std::string(use.originName()), use.description, warnings);
+                          std::string(use.originName()), use.description, warnings,
+                          weights.size().empty() ? py::object(py::none()) : py::object(arrayOf(weights.map().clone())));
 }
 
 py::tuple analyzeFile(const std::string& path, const py::tuple& model, const std::optional<std::string>& hue,
-                      const std::string& profile, std::uint64_t mostPixels) {
+                      const std::string& profile, std::uint64_t mostPixels, const py::object& part) {
     AnalysisOptions options;
     options.model = comparisonModelOf(model);
     options.hue = hueWeightsOf(hue);
+    const PartChoice partChoice = partChoiceOf(part);
     const PhotographAnalysis analysis = unlocked([&] {
         thread_local AnalysisTables tables;
-        return analyzePhotograph(path, tables, mostPixels, options, profileChoiceOf(profile));
+        return analyzePhotograph(path, tables, mostPixels, options, profilesWith(partChoice, profileChoiceOf(profile)));
     });
     return py::make_tuple(analysis.distributions, analysis.facts.height, analysis.facts.width, analysis.problem,
                           analysis.remarks);
@@ -95,6 +104,62 @@ std::vector<std::string> write(const std::string& path, const py::array& array, 
     return words.warnings();
 }
 
+/// How much the pixels of an array count, one number of 16 bits each: the product of all that is asked for.
+py::array weightsOfParts(int rows, int cols, const std::vector<py::object>& masks,
+                         const std::vector<std::string>& regions, bool centerWeighted) {
+    const cv::Size size(cols, rows);
+    PixelWeights weights;
+    const auto take = [&](const PixelWeights& its) {
+        if (its.size() != size) {
+            throw std::invalid_argument("mask: it is " + std::to_string(its.size().width) + " x " +
+                                        std::to_string(its.size().height) + " pixels, and the photograph is " +
+                                        std::to_string(cols) + " x " + std::to_string(rows));
+        }
+        weights = weights.times(its);
+    };
+    for (const py::object& mask : masks) {
+        take(weightsOf(mask));
+    }
+    if (!regions.empty()) {
+        std::vector<PhotographRegion> choices;
+        for (const std::string& region : regions) {
+            choices.push_back(regionChoiceOf(region).region);
+            try {
+                PixelWeights::ofRegions(size, {choices.back()});
+            } catch (const std::invalid_argument&) {
+                throw std::invalid_argument("regions: '" + region + "' holds no pixel of the photograph, which is " +
+                                            std::to_string(cols) + " x " + std::to_string(rows) + " pixels");
+            }
+        }
+        take(PixelWeights::ofRegions(size, choices));
+    }
+    if (centerWeighted) {
+        take(PixelWeights::centered(size));
+    }
+    return arrayOf(weights.map().clone());
+}
+
+/// R, G, B of a picture with alpha, over a colour.
+py::array overColor(const py::array& colors, const py::array& alpha, const std::string& choice) {
+    cv::Mat picture = imageOf(colors, "photograph", Channels::rgb).clone();
+    const cv::Mat opacity = planeOf(alpha, "alpha");
+    const AlphaChoice over = alphaChoiceOf(choice);
+    unlocked([&] { layOver(picture, opacity, over.under); });
+    return rgbArrayOf(std::move(picture));
+}
+
+/// What an alpha channel becomes: "dropped", "weight" or "over".
+std::string useOfAlpha(const std::string& text) {
+    switch (alphaChoiceOf(text).use) {
+        case AlphaChoice::Use::weight:
+            return "weight";
+        case AlphaChoice::Use::over:
+            return "over";
+        default:
+            return "dropped";
+    }
+}
+
 }  // namespace
 
 void bindFiles(py::module_& module) {
@@ -115,6 +180,10 @@ void bindFiles(py::module_& module) {
     module.def("read", read);
     module.def("analyze_file", analyzeFile);
     module.def("write", write);
+    module.def("weights_of_parts", weightsOfParts);
+    module.def("over_color", overColor);
+    module.def("use_of_alpha", useOfAlpha);
+    module.def("check_region", [](const std::string& text) { regionChoiceOf(text); });
 }
 
 }  // namespace likeness::python

@@ -5,6 +5,8 @@
 
 #include <likeness/appearance/published_model.hpp>
 #include <likeness/appearance/uniform_space.hpp>
+#include "files/refusal.hpp"
+#include "photofile/part_text.hpp"
 
 #include <pybind11/stl.h>
 
@@ -189,6 +191,22 @@ std::optional<HueWeights> hueWeightsOf(const std::optional<std::string>& weights
     throw std::invalid_argument("hue: '" + *weights + "' is none of pixels, chroma");
 }
 
+AlphaChoice alphaChoiceOf(const std::string& text) {
+    try {
+        return alphaIn(text);
+    } catch (const Refusal& refusal) {
+        throw std::invalid_argument(std::string("alpha: ") + refusal.what());
+    }
+}
+
+RegionChoice regionChoiceOf(const std::string& text) {
+    try {
+        return regionIn(text);
+    } catch (const Refusal& refusal) {
+        throw std::invalid_argument(std::string("regions: ") + refusal.what());
+    }
+}
+
 ProfileChoice profileChoiceOf(const std::string& profile) {
     ProfileChoice choice;
     if (profile == "ignore") {
@@ -196,6 +214,21 @@ ProfileChoice profileChoiceOf(const std::string& profile) {
     } else if (profile != "embedded") {
         choice.assumed = profileAsked("profile", profile);
     }
+    return choice;
+}
+
+PartChoice partChoiceOf(const py::object& part) {
+    PartChoice choice;
+    if (part.is_none()) {
+        return choice;
+    }
+    const auto values = part.cast<py::tuple>();
+    choice.mask = values[0].cast<std::string>();
+    choice.alpha = alphaChoiceOf(values[1].cast<std::string>());
+    for (const std::string& region : values[2].cast<std::vector<std::string>>()) {
+        choice.regions.push_back(regionChoiceOf(region));
+    }
+    choice.centerWeighted = values[3].cast<bool>();
     return choice;
 }
 

@@ -3,6 +3,7 @@
 
 #include <likeness/comparison/comparison_model.hpp>
 #include "photofile/managed_colors.hpp"
+#include "photofile/part_choice.hpp"
 
 #include <pybind11/pybind11.h>
 
@@ -28,5 +29,15 @@ std::optional<HueWeights> hueWeightsOf(const std::optional<std::string>& weights
 
 /// @param profile  "embedded", "ignore", or a name or file for photographs without one
 ProfileChoice profileChoiceOf(const std::string& profile);
+
+/// @throws std::invalid_argument  naming the argument `alpha`
+AlphaChoice alphaChoiceOf(const std::string& text);
+
+/// @throws std::invalid_argument  naming the argument `regions`
+RegionChoice regionChoiceOf(const std::string& text);
+
+/// What counts of a photograph in a file.
+/// @param part  None, or (mask file or "", alpha, [regions], centre weighted)
+PartChoice partChoiceOf(const pybind11::object& part);
 
 }  // namespace likeness::python

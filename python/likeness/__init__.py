@@ -13,8 +13,9 @@ R, G, B too, float32 on 0..1 unless said. Nothing is printed or written, and arg
 from __future__ import annotations
 
 from . import adaptation, archives, batches, color, comparison, explanation, exposure, files, filters, models, opinion, transfer
-from ._core import Cancelled, set_threads, threads
+from ._core import Cancelled
 from ._core import version as __version__
+from ._threads import set_threads, threads
 from .adaptation import (
     WhiteEstimate,
     adapt_to,

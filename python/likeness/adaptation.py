@@ -11,8 +11,9 @@ import numpy as np
 import numpy.typing as npt
 
 from . import _core
-from ._arrays import FloatImage, ImageLike, Progress, Triple, native, part, triple
+from ._arrays import FloatImage, ImageLike, Progress, Regions, Triple, integer, native, part, part_asked, real_number, triple
 from .color import White
+from .files import PathLike
 
 
 class WhiteEstimate(NamedTuple):
@@ -34,7 +35,10 @@ def gray_world_white(
     photograph: ImageLike,
     previous: Optional[WhiteEstimate] = None,
     *,
-    mask: Optional[ImageLike] = None,
+    mask: Optional[Union[ImageLike, PathLike]] = None,
+    alpha: Optional[str] = None,
+    regions: Optional[Regions] = None,
+    center_weighted: bool = False,
     progress: Progress = None,
 ) -> WhiteEstimate:
     """Gray-world white of a photograph: the mean of its nearly neutral pixels (Buchsbaum, 1980).
@@ -46,9 +50,11 @@ def gray_world_white(
         The estimate before, in an iteration that adapts the photograph in between; not with a mask.
     mask : array (H, W), optional
         How much each pixel counts, as of `analyze`; masked pixels of a masked array do not.
+    alpha, regions, center_weighted
+        As of `analyze`.
     """
     before = None if previous is None else tuple(previous)
-    pixels, weights = part(photograph, mask)
+    pixels, weights = part(photograph, mask, part_asked(alpha, regions, center_weighted))
     xyz, rgb, yuv, found, converged = _core.gray_world_white(pixels, before, weights, progress)
     return WhiteEstimate(White(*xyz), triple(rgb, "rgb"), triple(yuv, "yuv"), found, converged)
 
@@ -72,7 +78,9 @@ def local_white(
     diameter : int
         Of "bilateral": diameter and width in pixels, 1 to 255.
     """
-    return _core.local_white(native(photograph), filter, sigma, diameter, progress)
+    return _core.local_white(
+        native(photograph), filter, real_number("sigma", sigma), integer("diameter", diameter), progress
+    )
 
 
 WhiteLike = Union[npt.ArrayLike, WhiteEstimate, str]
@@ -151,6 +159,7 @@ def adapt_to(
     blend : float
         With `local`, the share of the other light in the white that is adapted to, 0 to 1.
     """
+    degree, blend = real_number("degree", degree), real_number("blend", blend)
     mask = None if left_out is None else native(left_out)
     if isinstance(like, WhiteEstimate):
         return _core.adapt_to_light(native(photograph), tuple(like), degree, mask, local, blend, progress)
@@ -179,4 +188,6 @@ def tint(
     diameter : int
         Of "regression": diameter of that filter in pixels, 1 to 999; 0 for a 25th of the image's diagonal.
     """
-    return _core.tint(native(flash), native(no_flash), form, sigma, diameter, progress)
+    return _core.tint(
+        native(flash), native(no_flash), form, real_number("sigma", sigma), integer("diameter", diameter), progress
+    )

@@ -7,7 +7,7 @@ import warnings
 from typing import Iterable, NamedTuple, Optional, Union
 
 from . import _core
-from ._arrays import Progress
+from ._arrays import Progress, Regions, part_asked, whole_number
 from .files import PathLike, PhotographWarning
 from .models import ComparisonModel, model_of
 
@@ -35,7 +35,18 @@ def batch(
     root: PathLike = "",
     model: Union[ComparisonModel, str] = "likeness",
     hue: Optional[str] = None,
+    alpha: Optional[str] = None,
+    regions: Optional[Regions] = None,
+    center_weighted: bool = False,
     profile: str = "embedded",
+    distances: bool = False,
+    checksums: bool = False,
+    predict: Optional[PathLike] = None,
+    archive: Optional[PathLike] = None,
+    check: bool = False,
+    isolate: bool = False,
+    file_seconds: float = 300,
+    file_memory: Optional[int] = None,
     resume: bool = False,
     retry_failed: bool = False,
     jobs: int = 0,
@@ -56,8 +67,25 @@ def batch(
         the results of all parts together.
     root : path
         Folder that relative paths of the list start from; the working directory unless given.
-    model, hue, profile
-        As of `analyze`.
+    model, hue, alpha, regions, center_weighted, profile
+        As of `analyze`; masks stand in the columns first_mask and second_mask of the list.
+    distances : bool
+        Record distances of the distributions too, in further columns.
+    checksums : bool
+        Record the SHA-256 of the photographs too; with `resume`, what is recorded without or with another one is
+        compared again.
+    predict : path, optional
+        File of a fitted model, as `ScoreModel.write` makes it: record the score that it predicts, too.
+    archive : path, optional
+        Archive of `darkroom index`: what it has of a photograph is taken from it where size and time of change agree;
+        with `check`, where the SHA-256 of the file does.
+    isolate : bool
+        Read photographs in processes of their own, so that one that crashes its reader costs itself alone. The program
+        does so unless told otherwise; here the processes are forked from the interpreter, and no other thread of it
+        should be at work in the library meanwhile.
+    file_seconds, file_memory : float, int
+        With `isolate`: what a photograph may take, seconds from 0.1 and bytes from 64 MiB; as much memory as the machine
+        has unless given.
     resume : bool
         Go on with an output that is there: do exactly what is missing.
     retry_failed : bool
@@ -83,25 +111,40 @@ def batch(
     -----
     A pair that cannot be compared is recorded with the reason and does not end the run.
     """
-    index, count = shard
-    if not 1 <= index <= count:
+    index, count = (whole_number("shard", number, 1, 2**31 - 1) for number in shard)
+    if index > count:
         raise ValueError(f"shard: {index} of {count} is no part of a list")
-    for name, number in (("jobs", jobs), ("cache", cache), ("max_pixels", max_pixels or 0), ("shard", count)):
-        if not 0 <= number <= 2**31 - 1:
-            raise ValueError(f"{name}: {number} is not from 0 to 2147483647")
+    if check and archive is None:
+        raise ValueError("check: there is no archive")
+    if retry_failed and not resume:
+        raise ValueError("retry_failed: there is no resume")
+    if not isolate and (file_seconds != 300 or file_memory is not None):
+        raise ValueError("file_seconds and file_memory are limits of processes of their own: isolate=True has them")
+    if not 0.1 <= file_seconds <= 1e6:
+        raise ValueError(f"file_seconds: {file_seconds} is not from 0.1 to 1000000")
+    memory = 0 if file_memory is None else whole_number("file_memory", file_memory, _core.least_file_memory, 2**46)
     recorded = _core.run_batch(
-        os.fspath(pairs),
-        os.fspath(output),
-        (index, count),
-        os.fspath(root),
-        model_of(model)._tuple(),
-        hue,
-        profile,
-        resume,
-        retry_failed,
-        jobs,
-        cache,
-        _core.most_pixels if max_pixels is None else max_pixels,
+        {
+            "pairs": os.fspath(pairs),
+            "output": os.fspath(output),
+            "shard": (index, count),
+            "root": os.fspath(root),
+            "model": model_of(model)._tuple(),
+            "hue": hue,
+            "part": part_asked(alpha, regions, center_weighted).of_file(),
+            "profile": profile,
+            "distances": bool(distances),
+            "checksums": bool(checksums),
+            "predict": "" if predict is None else os.fspath(predict),
+            "archive": "" if archive is None else os.fspath(archive),
+            "check": bool(check),
+            "isolate": (float(file_seconds), memory) if isolate else None,
+            "resume": bool(resume),
+            "retry_failed": bool(retry_failed),
+            "jobs": whole_number("jobs", jobs, 0, 1024),
+            "cache": whole_number("cache", cache, 0, 1000000),
+            "max_pixels": _core.most_pixels if max_pixels is None else whole_number("max_pixels", max_pixels, 1, 2**31 - 1),
+        },
         progress,
     )
     *numbers, cancelled, warned = recorded
@@ -135,6 +178,8 @@ def merge_results(parts: Iterable[PathLike], output: PathLike, *, overwrite: boo
     ValueError
         For results of different lists, parameters or versions, and doubled or missing pairs.
     """
+    if isinstance(parts, (str, bytes, os.PathLike)):
+        raise ValueError("parts: a sequence of paths is wanted, not one path")
     pairs, _, assumption = _core.merge_results([os.fspath(part) for part in parts], os.fspath(output), overwrite)
     if assumption:
         warnings.warn(assumption, PhotographWarning, stacklevel=2)

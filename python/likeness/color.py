@@ -13,7 +13,7 @@ import numpy as np
 import numpy.typing as npt
 
 from . import _core
-from ._arrays import FloatImage, ImageLike, Triple, native, rows, triple
+from ._arrays import FloatImage, ImageLike, Triple, native, real_number, rows, triple
 
 
 class White(NamedTuple):
@@ -49,7 +49,7 @@ class White(NamedTuple):
     @staticmethod
     def from_chromaticity(x: float, y: float) -> White:
         """The white of Y = 1 and a chromaticity x, y of CIE 1931."""
-        return White(*_core.white_from_chromaticity(x, y))
+        return White(*_core.white_from_chromaticity(real_number("x", x), real_number("y", y)))
 
     @property
     def chromaticity(self) -> tuple[float, float]:
@@ -287,17 +287,17 @@ def correlated_color_temperature(x: float, y: float) -> ColorTemperature:
     >>> round(correlated_color_temperature(0.3127, 0.3290).kelvin, -1)
     6500.0
     """
-    return ColorTemperature(*_core.correlated_color_temperature(x, y))
+    return ColorTemperature(*_core.correlated_color_temperature(real_number("x", x), real_number("y", y)))
 
 
 def daylight_chromaticity(kelvin: float) -> tuple[float, float]:
     """x, y of a phase of daylight of 4000 to 25000 K (CIE 015:2018)."""
-    return tuple(_core.daylight_chromaticity(kelvin))  # type: ignore[return-value]
+    return tuple(_core.daylight_chromaticity(real_number("kelvin", kelvin)))  # type: ignore[return-value]
 
 
 def planckian_chromaticity(kelvin: float) -> tuple[float, float]:
     """x, y of a black body of 1000 to 15000 K (Krystek, 1985)."""
-    return tuple(_core.planckian_chromaticity(kelvin))  # type: ignore[return-value]
+    return tuple(_core.planckian_chromaticity(real_number("kelvin", kelvin)))  # type: ignore[return-value]
 
 
 illuminants: dict[str, Triple] = {name: triple(white, name) for name, white in _core.illuminants.items()}

@@ -10,8 +10,8 @@ import numpy as np
 import numpy.typing as npt
 
 from . import _core
-from ._arrays import FloatImage, ImageLike, Progress, part
-from .files import PathLike, analyze_file, is_path, read
+from ._arrays import FloatImage, ImageLike, Progress, Regions, part, part_asked, whole_number
+from .files import PathLike, analyze_file, is_path, pixels_and_weights
 from .models import ComparisonModel, model_of
 
 
@@ -109,6 +109,9 @@ def analyze(
     hue: Optional[str] = None,
     maps: bool = False,
     mask: Optional[Union[ImageLike, PathLike]] = None,
+    alpha: Optional[str] = None,
+    regions: Optional[Regions] = None,
+    center_weighted: bool = False,
     profile: str = "embedded",
     progress: Progress = None,
 ) -> Analysis:
@@ -128,6 +131,15 @@ def analyze(
     mask : array (H, W) or path, optional
         How much each pixel counts: bool, uint8 or uint16 (white counts, grey weighs), or floats 0..1. The white and the
         background of the model are those of what counts.
+    alpha : str, optional
+        What transparent pixels are: "use", they count as much as they are opaque; "ignore", they count as they stand;
+        "over COLOUR", they are laid over white, black, #rrggbb or R,G,B of 0 to 255. Of a file, or of an array
+        (H, W, 4). A file's is ignored unless given.
+    regions : str or sequence, optional
+        What counts: rectangles "x,y,w,h" and ellipses "ellipse:x,y,w,h" in pixels or with % of the photograph, or four
+        numbers in pixels. Several unite. The mask, the regions and the weighting multiply.
+    center_weighted : bool
+        The middle counts most: by a Gaussian about it whose standard deviations are a quarter of width and height.
     profile : str
         Of a file: "embedded", "ignore", or the name or file of a profile for a photograph without one.
     progress : callable, optional
@@ -139,12 +151,11 @@ def analyze(
         For other arrays, a file that cannot be read, or a model that cannot be used.
     """
     chosen = model_of(model)
-    if isinstance(photograph, (str, os.PathLike)):
-        if not maps and mask is None:
-            distributions, height, width, remarks = analyze_file(photograph, chosen, hue, profile)
-            return Analysis(height, width, chosen, None, None, remarks, distributions)
-        photograph = read(photograph, profile=profile)
-    pixels, weights = part(photograph, mask)
+    choice = part_asked(alpha, regions, center_weighted)
+    if isinstance(photograph, (str, os.PathLike)) and not maps and mask is None and choice.is_whole():
+        distributions, height, width, remarks = analyze_file(photograph, chosen, hue, profile)
+        return Analysis(height, width, chosen, None, None, remarks, distributions)
+    pixels, weights = pixels_and_weights(photograph, mask, choice, profile)
     distributions, height, width, background, kept, counted = _core.analyze(
         pixels, chosen._tuple(), hue, maps, weights, progress
     )
@@ -160,6 +171,9 @@ def compare(
     model: Union[ComparisonModel, str] = "likeness",
     first_mask: Optional[Union[ImageLike, PathLike]] = None,
     second_mask: Optional[Union[ImageLike, PathLike]] = None,
+    alpha: Optional[str] = None,
+    regions: Optional[Regions] = None,
+    center_weighted: bool = False,
     profile: str = "embedded",
     progress: Progress = None,
 ) -> Coefficients:
@@ -171,6 +185,8 @@ def compare(
         They may differ in size and depth. Of two files the numbers are those that `darkroom compare` prints.
     first_mask, second_mask
         How much the pixels of each count, as the mask of `analyze`; not of analyses.
+    alpha, regions, center_weighted
+        As of `analyze`, of both photographs; not of analyses.
     model, profile, progress
         As of `analyze`. Of analyses the model is their own.
 
@@ -186,21 +202,33 @@ def compare(
     1.0
     """
     chosen = model_of(model)
+    choice = part_asked(alpha, regions, center_weighted)
     for photograph, mask, name in ((first, first_mask, "first_mask"), (second, second_mask, "second_mask")):
         if isinstance(photograph, Analysis) and mask is not None:
             raise ValueError(f"{name}: an analysis has been made already; analyze takes a mask")
+        if isinstance(photograph, Analysis) and not choice.is_whole():
+            raise ValueError("an analysis has been made already; analyze takes alpha, regions and center_weighted")
     if isinstance(first, Analysis):
         chosen = first.model
     elif isinstance(second, Analysis):
         chosen = second.model
     if not any(isinstance(photograph, Analysis) or is_path(photograph) for photograph in (first, second)):
-        one, one_weights = part(first, first_mask)  # type: ignore[arg-type]
-        other, other_weights = part(second, second_mask)  # type: ignore[arg-type]
+        one, one_weights = part(first, first_mask, choice)  # type: ignore[arg-type]
+        other, other_weights = part(second, second_mask, choice)  # type: ignore[arg-type]
         return Coefficients(*_core.compare(one, other, chosen._tuple(), one_weights, other_weights, progress))
     analyses = [
         photograph
         if isinstance(photograph, Analysis)
-        else analyze(photograph, model=chosen, mask=mask, profile=profile, progress=progress)
+        else analyze(
+            photograph,
+            model=chosen,
+            mask=mask,
+            alpha=alpha,
+            regions=regions,
+            center_weighted=center_weighted,
+            profile=profile,
+            progress=progress,
+        )
         for photograph, mask in ((first, first_mask), (second, second_mask))
     ]
     if analyses[0].model != analyses[1].model:
@@ -219,10 +247,15 @@ def appearance_maps(
     photograph: Union[ImageLike, PathLike],
     *,
     model: Union[ComparisonModel, str] = "likeness",
+    mask: Optional[Union[ImageLike, PathLike]] = None,
+    alpha: Optional[str] = None,
+    regions: Optional[Regions] = None,
+    center_weighted: bool = False,
     profile: str = "embedded",
     progress: Progress = None,
 ) -> AppearanceMaps:
-    """The appearance correlates of each pixel, as the comparison sees a photograph. Parameters as of `analyze`.
+    """The appearance correlates of each pixel, as the comparison sees a photograph. Parameters as of `analyze`; the white
+    and the background of the model are those of what counts.
 
     Examples
     --------
@@ -230,7 +263,17 @@ def appearance_maps(
     >>> maps.lightness.shape, float(maps.lightness[0, 0])
     ((2, 3), 100.0)
     """
-    maps = analyze(photograph, model=model, maps=True, profile=profile, progress=progress).maps
+    maps = analyze(
+        photograph,
+        model=model,
+        maps=True,
+        mask=mask,
+        alpha=alpha,
+        regions=regions,
+        center_weighted=center_weighted,
+        profile=profile,
+        progress=progress,
+    ).maps
     if maps is None:
         nothing = np.zeros((0, 0), np.float32)
         return AppearanceMaps(*(nothing for _ in AppearanceMaps._fields))
@@ -254,6 +297,9 @@ def compare_pairs(
     pairs: Any,
     *,
     model: Union[ComparisonModel, str] = "likeness",
+    alpha: Optional[str] = None,
+    regions: Optional[Regions] = None,
+    center_weighted: bool = False,
     profile: str = "embedded",
     jobs: Optional[int] = None,
     progress: Progress = None,
@@ -263,7 +309,7 @@ def compare_pairs(
     Parameters
     ----------
     pairs : iterable of two paths each
-    model, profile
+    model, alpha, regions, center_weighted, profile
         As of `analyze`.
     jobs : int, optional
         Files that are read at the same time; as many as `threads()` unless given.
@@ -278,17 +324,26 @@ def compare_pairs(
     from concurrent.futures import ThreadPoolExecutor
 
     chosen = model_of(model)
+    part_asked(alpha, regions, center_weighted)
+    workers = _core.threads() if jobs is None else whole_number("jobs", jobs, 0, 1024) or _core.threads()
     named = [(os.fspath(first), os.fspath(second)) for first, second in pairs]
     files = list(dict.fromkeys(path for pair in named for path in pair))
 
     def of_file(path: str) -> Union[Analysis, str]:
         try:
-            return analyze(path, model=chosen, profile=profile)
+            return analyze(
+                path,
+                model=chosen,
+                alpha=alpha,
+                regions=regions,
+                center_weighted=center_weighted,
+                profile=profile,
+            )
         except ValueError as problem:
             return str(problem)
 
     found: dict[str, Union[Analysis, str]] = {}
-    with ThreadPoolExecutor(jobs or _core.threads()) as pool:
+    with ThreadPoolExecutor(workers) as pool:
         for done, (path, result) in enumerate(zip(files, pool.map(of_file, files)), 1):
             found[path] = result
             if progress is not None and progress(done, len(files)) is False:

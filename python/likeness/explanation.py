@@ -9,7 +9,7 @@ import numpy as np
 import numpy.typing as npt
 
 from . import _core
-from ._arrays import FloatImage, Image, ImageLike, Progress, native
+from ._arrays import FloatImage, Image, ImageLike, Progress, integer, native, real_number, seed_number, whole_number
 from .comparison import Coefficients, analyze
 from .files import PathLike, is_path, read
 from .models import ComparisonModel, model_of
@@ -22,7 +22,7 @@ def _pixels(photograph: _Photograph, profile: str) -> Image:
 
 
 class Interval(NamedTuple):
-    """Two numbers that a share of the resamples lies between."""
+    """Two numbers between which the coefficient lies of all that the tiles are a sample of; the coefficient found is too."""
 
     low: float
     high: float
@@ -91,14 +91,18 @@ def compare_tiles(
     intervals : bool
         Whether the coefficients of the whole get intervals: the tiles are drawn anew with replacement (block bootstrap).
     resamples, seed, level
-        How often, from which seed, and the share of the resamples inside.
+        How often, from which seed, and the nominal level: basic intervals (Davison, Hinkley, 1997), cut to 0..1.
     model, profile, progress
         As of `analyze`.
+
+    Notes
+    -----
+    Whole photographs are compared: there are no masks for tiles, as in `darkroom compare --tiles`.
 
     Raises
     ------
     ValueError
-        As `analyze`; for tiles that the photographs do not have.
+        As `analyze`; for masked arrays; for tiles that the photographs do not have.
 
     Examples
     --------
@@ -107,11 +111,22 @@ def compare_tiles(
     (2, 2)
     """
     size = tiles if tile_pixels is None else tile_pixels
-    width, height = (size, size) if isinstance(size, (int, np.integer)) else size
+    name = "tiles" if tile_pixels is None else "tile_pixels"
+    sides: tuple[Any, ...] = tuple(size) if isinstance(size, (tuple, list, np.ndarray)) else (size, size)
+    if len(sides) != 2:
+        raise ValueError(f"{name}: one number or two are wanted, not {size!r}")
+    width, height = (integer(name, side) for side in sides)
     in_pixels = isinstance(stride, (int, np.integer)) and not isinstance(stride, bool)
-    layout = (int(width), int(height), tile_pixels is not None, 1.0 if in_pixels else float(stride),
-              int(stride) if in_pixels else None)
-    interval = (int(resamples), int(seed), float(level)) if intervals else None
+    layout = (
+        width,
+        height,
+        tile_pixels is not None,
+        1.0 if in_pixels else real_number("stride", stride),
+        integer("stride", stride) if in_pixels else None,
+    )
+    least_pixels = whole_number("least_pixels", least_pixels, -(2**63), 2**63 - 1)
+    drawn = (integer("resamples", resamples), seed_number(seed), real_number("level", level))
+    interval = drawn if intervals else None
     coefficients, maps, firsts, seconds, few, found, worst = _core.compare_tiles(
         _pixels(first, profile), _pixels(second, profile), layout, model_of(model)._tuple(), least_pixels, interval, progress
     )
@@ -242,7 +257,8 @@ def explain(
     model: Union[ComparisonModel, str] = "likeness",
     profile: str = "embedded",
 ) -> Explanation:
-    """What moved between the distributions of two photographs, in numbers and in sentences made of them.
+    """What moved between the distributions of two photographs, in numbers and in sentences made of them. Of whole
+    photographs, without masks.
 
     Examples
     --------

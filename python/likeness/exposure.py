@@ -6,13 +6,14 @@ A photograph is an array (H, W, 3) in the order R, G, B, gamma-encoded; results 
 from __future__ import annotations
 
 import dataclasses
-from typing import NamedTuple, Optional, Sequence
+from typing import NamedTuple, Optional, Sequence, Union
 
 import numpy as np
 import numpy.typing as npt
 
 from . import _core
-from ._arrays import FloatImage, ImageLike, Progress, native, part
+from ._arrays import FloatImage, ImageLike, Progress, Regions, integer, native, part, part_asked, real_number
+from .files import PathLike
 
 
 def brighten(
@@ -28,12 +29,12 @@ def brighten(
     pass_number : int
         The pass that is wanted, 1 to 6.
     """
-    return _core.brighten(native(photograph), factor, pass_number, progress)
+    return _core.brighten(native(photograph), real_number("factor", factor), integer("pass_number", pass_number), progress)
 
 
 def brighten_in_passes(photograph: ImageLike, factor: float = 5, *, progress: Progress = None) -> list[FloatImage]:
     """The pictures of all six passes of `brighten`, from one analysis."""
-    return _core.brighten_in_passes(native(photograph), factor, progress)
+    return _core.brighten_in_passes(native(photograph), real_number("factor", factor), progress)
 
 
 class LightnessStatistics(NamedTuple):
@@ -65,17 +66,29 @@ class LightnessMatch(NamedTuple):
     """What `image` cannot hold."""
 
 
-def lightness_statistics(photograph: ImageLike, *, mask: Optional[ImageLike] = None) -> LightnessStatistics:
-    """Mean and standard deviation of a photograph's CIE L*; of what counts, `mask` as of `analyze`."""
-    return LightnessStatistics(*_core.lightness_statistics(*part(photograph, mask)))
+def lightness_statistics(
+    photograph: ImageLike,
+    *,
+    mask: Optional[Union[ImageLike, PathLike]] = None,
+    alpha: Optional[str] = None,
+    regions: Optional[Regions] = None,
+    center_weighted: bool = False,
+) -> LightnessStatistics:
+    """Mean and standard deviation of a photograph's CIE L*; of what counts: `mask`, `alpha`, `regions` and
+    `center_weighted` as of `analyze`."""
+    choice = part_asked(alpha, regions, center_weighted)
+    return LightnessStatistics(*_core.lightness_statistics(*part(photograph, mask, choice)))
 
 
 def match_lightness(
     photograph: ImageLike,
     reference: ImageLike,
     *,
-    mask: Optional[ImageLike] = None,
-    reference_mask: Optional[ImageLike] = None,
+    mask: Optional[Union[ImageLike, PathLike]] = None,
+    reference_mask: Optional[Union[ImageLike, PathLike]] = None,
+    alpha: Optional[str] = None,
+    regions: Optional[Regions] = None,
+    center_weighted: bool = False,
     progress: Progress = None,
 ) -> LightnessMatch:
     """Gives a photograph the mean and the standard deviation of the reference's CIE L*.
@@ -86,9 +99,12 @@ def match_lightness(
         Of any two sizes.
     mask, reference_mask : arrays (H, W), optional
         How much each pixel counts in the statistics, as of `analyze`; all of the photograph is remapped.
+    alpha, regions, center_weighted
+        As of `analyze`, of both photographs.
     """
-    pixels, weights = part(photograph, mask)
-    wanted_pixels, wanted_weights = part(reference, reference_mask)
+    choice = part_asked(alpha, regions, center_weighted)
+    pixels, weights = part(photograph, mask, choice)
+    wanted_pixels, wanted_weights = part(reference, reference_mask, choice)
     image, own, wanted, reached, clipped = _core.match_lightness(
         pixels, wanted_pixels, weights, wanted_weights, progress
     )
@@ -125,6 +141,14 @@ def _natives(photographs: Sequence[ImageLike]) -> list[npt.NDArray[np.generic]]:
     return [native(photograph) for photograph in photographs]
 
 
+def _numbers_of(options: Union[FusionWeights, ToneMapping]) -> tuple[float, ...]:
+    return tuple(real_number(name, value) for name, value in dataclasses.asdict(options).items())
+
+
+def _times(times: Sequence[float]) -> list[float]:
+    return [real_number("times", time) for time in times]
+
+
 def fuse_exposures(
     exposures: Sequence[ImageLike], weights: FusionWeights = FusionWeights(), *, progress: Progress = None
 ) -> FloatImage:
@@ -135,7 +159,7 @@ def fuse_exposures(
     exposures : sequence of arrays (H, W, 3)
     weights : FusionWeights
     """
-    return _core.fuse_exposures(_natives(exposures), dataclasses.astuple(weights), progress)
+    return _core.fuse_exposures(_natives(exposures), _numbers_of(weights), progress)
 
 
 def recover_camera_response(
@@ -149,7 +173,7 @@ def recover_camera_response(
     times : sequence of float
         Exposure times in seconds, all different.
     """
-    return _core.recover_camera_response(_natives(exposures), list(times), progress)
+    return _core.recover_camera_response(_natives(exposures), _times(times), progress)
 
 
 def merge_radiance(
@@ -164,12 +188,12 @@ def merge_radiance(
     response : array (256, 3)
         As `recover_camera_response` gives it.
     """
-    return _core.merge_radiance(_natives(exposures), list(times), np.asarray(response, np.float32), progress)
+    return _core.merge_radiance(_natives(exposures), _times(times), np.asarray(response, np.float32), progress)
 
 
 def tone_map(radiance: ImageLike, options: ToneMapping = ToneMapping(), *, progress: Progress = None) -> FloatImage:
     """Brings a linear radiance map, float32, to the range of a display."""
-    return _core.tone_map(native(radiance), dataclasses.astuple(options), progress)
+    return _core.tone_map(native(radiance), _numbers_of(options), progress)
 
 
 class Bracket(NamedTuple):
@@ -193,9 +217,9 @@ def merge_bracket(
     return Bracket(
         *_core.merge_bracket(
             _natives(exposures),
-            list(times),
-            dataclasses.astuple(tone_mapping),
-            dataclasses.astuple(fusion),
+            _times(times),
+            _numbers_of(tone_mapping),
+            _numbers_of(fusion),
             progress,
         )
     )
@@ -234,5 +258,5 @@ def exposure_stack(
         Rounds of tinting, 0 to 100.
     """
     return ExposureStack(
-        *_core.exposure_stack(native(flash), native(no_flash), version, brightness, iterations, progress)
+        *_core.exposure_stack(native(flash), native(no_flash), version, real_number("brightness", brightness), integer("iterations", iterations), progress)
     )

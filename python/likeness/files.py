@@ -7,7 +7,7 @@ import warnings
 from typing import TYPE_CHECKING, Any, NamedTuple, Optional, Union
 
 from . import _core
-from ._arrays import Image, ImageLike, native
+from ._arrays import Image, ImageLike, Part, native, part, whole_number
 
 if TYPE_CHECKING:
     from .models import ComparisonModel
@@ -63,8 +63,9 @@ def read_photograph(
         If the machine lacks what it takes.
     """
     name = os.fspath(path)
-    image, problem, bits, _, linear, origin, description, remarks = _core.read(
-        name, profile, True, _core.most_pixels if max_pixels is None else max_pixels
+    most = _core.most_pixels if max_pixels is None else whole_number("max_pixels", max_pixels, 1, 2**31 - 1)
+    image, problem, bits, _, linear, origin, description, remarks, _ = _core.read(
+        name, profile, True, most, None
     )
     if image is None:
         raise ValueError(f"cannot read '{name}'{problem}")
@@ -104,21 +105,53 @@ def write(
     ValueError
         If it cannot be written so.
     """
+    if quality is not None:
+        quality = whole_number("quality", quality, 0, 100)
     if bits not in (8, 16):
         raise ValueError(f"bits: 8 or 16 are wanted, not {bits}")
     for warning in _core.write(os.fspath(path), native(image), quality, bits, "" if profile == "srgb" else profile):
         warnings.warn(warning, PhotographWarning, stacklevel=2)
 
 
+def read_part(path: PathLike, mask: Any, choice: Part, profile: str) -> tuple[Image, Optional[Image]]:
+    """The pixels of a file, and how much each of them counts; None where all do."""
+    if mask is None and choice.is_whole():
+        return part(read(path, profile=profile), None)
+    name = os.fspath(path)
+    from_file = is_path(mask)
+    image, problem, _, _, _, _, _, remarks, weights = _core.read(
+        name, profile, True, _core.most_pixels, choice.of_file(os.fspath(mask) if from_file else "")
+    )
+    if image is None:
+        raise ValueError(f"cannot read '{name}'{problem}")
+    for remark in remarks:
+        warnings.warn(f"'{name}': {remark}", PhotographWarning, stacklevel=3)
+    if mask is None or from_file:
+        return image, weights
+    own, its = part(image, mask)
+    if weights is None or its is None:
+        return own, its if weights is None else weights
+    return own, _core.weights_of_parts(*own.shape[:2], [its, weights], [], False)
+
+
+def pixels_and_weights(
+    photograph: Union[ImageLike, PathLike], mask: Any, choice: Part, profile: str = "embedded"
+) -> tuple[Image, Optional[Image]]:
+    """Pixels of an array or a file, and how much each of them counts."""
+    if isinstance(photograph, (str, os.PathLike)):
+        return read_part(photograph, mask, choice, profile)
+    return part(photograph, mask, choice)
+
+
 def analyze_file(
-    path: Any, model: ComparisonModel, hue: Optional[str], profile: str
+    path: Any, model: ComparisonModel, hue: Optional[str], profile: str, choice: Optional[tuple[Any, ...]] = None
 ) -> tuple[Any, int, int, tuple[str, ...]]:
     """Distributions, height, width and remarks of a file."""
     name = os.fspath(path)
     if hue not in (None, "pixels", "chroma"):
         raise ValueError(f"hue: '{hue}' is none of pixels, chroma")
     distributions, height, width, problem, remarks = _core.analyze_file(
-        name, model._tuple(), hue, profile, _core.most_pixels
+        name, model._tuple(), hue, profile, _core.most_pixels, choice
     )
     if problem:
         raise ValueError(f"cannot read '{name}'{problem}")

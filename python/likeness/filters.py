@@ -8,7 +8,7 @@ from __future__ import annotations
 from typing import NamedTuple, Optional
 
 from . import _core
-from ._arrays import FloatImage, ImageLike, Progress, native
+from ._arrays import FloatImage, ImageLike, Progress, integer, native, real_number
 
 
 def smooth(
@@ -39,7 +39,7 @@ def smooth(
     array (H, W, 3) of float32, not clipped
     """
     return _core.smooth(
-        native(photograph), None if guide is None else native(guide), radius, epsilon, variant, progress
+        native(photograph), None if guide is None else native(guide), integer("radius", radius), real_number("epsilon", epsilon), variant, progress
     )
 
 
@@ -65,7 +65,7 @@ def oriented_structure(
     coherence : bool
         Whether it is wanted.
     """
-    return Structure(*_core.oriented_structure(native(photograph), size, coherence, progress))
+    return Structure(*_core.oriented_structure(native(photograph), integer("size", size), bool(coherence), progress))
 
 
 class Alignment(NamedTuple):
@@ -103,6 +103,12 @@ def align_to(
     """
     return Alignment(
         *_core.align_to(
-            native(moving), native(reference), levels, window, iterations, neighborhood_sigma, progress
+            native(moving),
+            native(reference),
+            integer("levels", levels),
+            integer("window", window),
+            integer("iterations", iterations),
+            real_number("neighborhood_sigma", neighborhood_sigma),
+            progress,
         )
     )

@@ -9,6 +9,7 @@ from collections.abc import Mapping, Sequence
 from typing import Any, NamedTuple, Optional, Union
 
 from . import _core
+from ._arrays import integer, real_number, seed_number
 from .comparison import Coefficients
 from .files import PathLike
 
@@ -67,7 +68,7 @@ class ScoreModel:
         """What the model predicts for a comparison; see `predict`."""
         values = numbers._asdict() if isinstance(numbers, Coefficients) else numbers
         return PredictedScore(
-            *_core.predict_score(self._text, {name: float(value) for name, value in values.items()})
+            *_core.predict_score(self._text, {name: real_number(name, value) for name, value in values.items()})
         )
 
 
@@ -103,7 +104,7 @@ def fit(
     score, deviation, group, type, id : str
         Names of columns.
     direction : str, optional
-        "higher-better" or "lower-better"; found from the rank correlation, with a `FitWarning`, unless given.
+        "higher-better" where higher scores mean more alike, or "lower-better"; required with `scores`.
     form : str
         "linear", "monotone", "logistic4", "logistic5", "product" or "ridge".
     features : sequence of str
@@ -122,6 +123,8 @@ def fit(
     """
     if (scores is None) == (dataset is None):
         raise ValueError("scores or dataset is wanted, and not both")
+    if dataset is None and direction is None:
+        raise ValueError("direction: higher-better or lower-better is wanted; a table of scores does not tell")
     if isinstance(features, str):
         raise ValueError("features: a sequence of names is wanted")
     text, rows, remarks = _core.fit_scores(
@@ -137,11 +140,11 @@ def fit(
             "direction": direction or "",
             "form": form,
             "features": list(features),
-            "penalty": penalty,
-            "observers": observers,
-            "folds": folds,
-            "resamples": resamples,
-            "seed": seed,
+            "penalty": None if penalty is None else real_number("penalty", penalty),
+            "observers": None if observers is None else integer("observers", observers),
+            "folds": integer("folds", folds),
+            "resamples": integer("resamples", resamples),
+            "seed": seed_number(seed),
         }
     )
     for remark in remarks:

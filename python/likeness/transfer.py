@@ -2,11 +2,14 @@
 
 from __future__ import annotations
 
-from typing import NamedTuple, Optional
+from typing import NamedTuple, Optional, Union
+
+import numpy as np
 
 from . import _core
-from ._arrays import FloatImage, ImageLike, Progress, Triple, native, part
+from ._arrays import FloatImage, ImageLike, Progress, Regions, Triple, native, part, part_asked, real_number
 from .exposure import ClippedValues
+from .files import PathLike
 
 
 class ColorMap(NamedTuple):
@@ -47,6 +50,8 @@ class ColorTransfer:
         "centered": the mean of the photograph is taken off before the map; "bonneel": after it.
     mask, palette_mask : arrays (H, W), optional
         How much each pixel counts in the statistics, as of `analyze`; all of the photograph is moved.
+    alpha, regions, center_weighted
+        As of `analyze`, of both photographs.
     """
 
     def __init__(
@@ -56,26 +61,30 @@ class ColorTransfer:
         *,
         channels: str = "all",
         form: str = "centered",
-        mask: Optional[ImageLike] = None,
-        palette_mask: Optional[ImageLike] = None,
+        mask: Optional[Union[ImageLike, PathLike]] = None,
+        palette_mask: Optional[Union[ImageLike, PathLike]] = None,
+        alpha: Optional[str] = None,
+        regions: Optional[Regions] = None,
+        center_weighted: bool = False,
         progress: Progress = None,
     ) -> None:
-        pixels, weights = part(photograph, mask)
-        colors, color_weights = part(palette, palette_mask)
+        choice = part_asked(alpha, regions, center_weighted)
+        pixels, weights = part(photograph, mask, choice)
+        colors, color_weights = part(palette, palette_mask, choice)
         self._transfer = _core.ColorTransfer(pixels, colors, channels, form, weights, color_weights, progress)
 
     def at(self, t: float = 1, *, progress: Progress = None) -> Transfer:
         """The photograph at a place of the way, 0 to 1."""
-        image, parts, clipped = self._transfer.at(t, progress)
+        image, parts, clipped = self._transfer.at(real_number("t", t), progress)
         return Transfer(image, _map(parts), ClippedValues(*clipped))
 
     def apply_to(self, photograph: ImageLike, t: float = 1, *, progress: Progress = None) -> FloatImage:
         """Another photograph, such as the next of a film, under the same map."""
-        return self._transfer.apply_to(native(photograph), t, progress)
+        return self._transfer.apply_to(native(photograph), real_number("t", t), progress)
 
     def map(self, t: float = 1) -> ColorMap:
         """The map at a place of the way."""
-        return _map(self._transfer.map(t))
+        return _map(self._transfer.map(real_number("t", t)))
 
 
 def transfer_colors(
@@ -85,9 +94,29 @@ def transfer_colors(
     *,
     channels: str = "all",
     form: str = "centered",
+    mask: Optional[Union[ImageLike, PathLike]] = None,
+    palette_mask: Optional[Union[ImageLike, PathLike]] = None,
+    alpha: Optional[str] = None,
+    regions: Optional[Regions] = None,
+    center_weighted: bool = False,
     progress: Progress = None,
 ) -> Transfer:
     """Gives a photograph the colours of another one, `palette`. Parameters as of `ColorTransfer`; `t` says how far to
     go, 0 to 1."""
-    image, parts, clipped = _core.transfer_colors(native(photograph), native(palette), t, channels, form, progress)
+    choice = part_asked(alpha, regions, center_weighted)
+    masked = any(isinstance(image, np.ma.MaskedArray) for image in (photograph, palette))
+    if masked or mask is not None or palette_mask is not None or choice.alpha is not None or not choice.is_whole():
+        return ColorTransfer(
+            photograph,
+            palette,
+            channels=channels,
+            form=form,
+            mask=mask,
+            palette_mask=palette_mask,
+            alpha=alpha,
+            regions=regions,
+            center_weighted=center_weighted,
+            progress=progress,
+        ).at(t)
+    image, parts, clipped = _core.transfer_colors(native(photograph), native(palette), real_number("t", t), channels, form, progress)
     return Transfer(image, _map(parts), ClippedValues(*clipped))

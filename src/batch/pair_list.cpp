@@ -3,6 +3,7 @@
 #include "batch/csv.hpp"
 #include "batch/json_depth.hpp"
 #include "batch/result_fields.hpp"
+#include "batch/result_record.hpp"
 #include "batch/stable_hash.hpp"
 #include "files/refusal.hpp"
 
@@ -69,6 +70,11 @@ public:
         }
         if (isResultField(name)) {
             refuse(line, "the results have a column '" + name + "' of their own");
+        }
+        for (const char* const mask : {firstMaskColumn, secondMaskColumn}) {
+            if (name != mask && lowerCase(name) == mask) {
+                refuse(line, "the column '" + name + "' is written '" + mask + "', and would not be read as masks");
+            }
         }
         for (const std::string& other : pairs_.columns()) {
             if (other != name && lowerCase(other) == lowerCase(name)) {

@@ -312,9 +312,17 @@ struct TileHistograms {
     }
 };
 
-PerCorrelate<CoefficientInterval> intervalsOf(const SharedBinsOfAll& shared, const TileHistograms& first,
-                                              const TileHistograms& second, const IntervalOptions& options,
-                                              StepCount& steps) {
+/// The basic interval (Davison and Hinkley, "Bootstrap Methods and their Application", 1997, 5.2.1): the quantiles,
+/// mirrored at the coefficient. Resamples of a coefficient are biased, away from 1, as it is itself; mirrored, the bias
+/// is taken off twice, once for each. Cut to 0..1, and stretched to the coefficient where it lies beside.
+CoefficientInterval basicInterval(float coefficient, float lowQuantile, float highQuantile) {
+    return {std::min(coefficient, std::max(0.0F, 2 * coefficient - highQuantile)),
+            std::max(coefficient, std::min(1.0F, 2 * coefficient - lowQuantile))};
+}
+
+PerCorrelate<CoefficientInterval> intervalsOf(const SharedBinsOfAll& shared, const LikenessCoefficients& coefficients,
+                                              const TileHistograms& first, const TileHistograms& second,
+                                              const IntervalOptions& options, StepCount& steps) {
     const std::size_t tiles = first.pixels.size();
     const auto resamples = static_cast<std::size_t>(options.resamples);
     std::vector<LikenessCoefficients> found(resamples);
@@ -345,20 +353,24 @@ PerCorrelate<CoefficientInterval> intervalsOf(const SharedBinsOfAll& shared, con
     PerCorrelate<CoefficientInterval> intervals;
     for (std::size_t k = 0; k < correlateNames.size(); ++k) {
         std::vector<float> ordered;
-        for (const LikenessCoefficients& coefficients : found) {
-            if (!std::isnan(coefficients[k])) {
-                ordered.push_back(coefficients[k]);
+        for (const LikenessCoefficients& resampled : found) {
+            if (!std::isnan(resampled[k])) {
+                ordered.push_back(resampled[k]);
             }
         }
-        if (ordered.empty()) {
+        if (ordered.empty() || std::isnan(coefficients[k])) {
             intervals[k] = {none, none};
             continue;
         }
         std::sort(ordered.begin(), ordered.end());
-        intervals[k] = {quantileOf(ordered, (1 - options.level) / 2), quantileOf(ordered, (1 + options.level) / 2)};
+        intervals[k] = basicInterval(coefficients[k], quantileOf(ordered, (1 - options.level) / 2),
+                                     quantileOf(ordered, (1 + options.level) / 2));
     }
     return intervals;
 }
+
+/// Histograms of all tiles are kept while they are resampled.
+constexpr std::uint64_t mostIntervalBytes = std::uint64_t{1} << 30;
 
 void checkInterval(const IntervalOptions& options, const TileGrid& grid) {
     if (grid.overlaps()) {
@@ -461,6 +473,12 @@ TileComparison compareTiles(const cv::Mat& first, const cv::Mat& second, const T
             histograms.counts.resize(histograms.size * result.tiles.size());
             histograms.pixels.resize(result.tiles.size());
         };
+        const std::uint64_t bytes = result.tiles.size() * sizeof(std::uint32_t) *
+                                    (firstBinned->histogramSize() + secondBinned->histogramSize());
+        if (bytes > mostIntervalBytes) {
+            throw std::invalid_argument("intervals of " + std::to_string(result.tiles.size()) +
+                                        " tiles would take more than 1 GiB for their histograms: choose fewer tiles");
+        }
         make(firstHistograms, *firstBinned);
         make(secondHistograms, *secondBinned);
     }
@@ -491,7 +509,8 @@ TileComparison compareTiles(const cv::Mat& first, const cv::Mat& second, const T
         }
     });
     if (options.interval) {
-        result.intervals = intervalsOf(shared, firstHistograms, secondHistograms, *options.interval, steps);
+        result.intervals =
+            intervalsOf(shared, result.coefficients, firstHistograms, secondHistograms, *options.interval, steps);
         steps.step();
     }
     return result;

@@ -127,15 +127,25 @@ cv::Mat alphaOf(const std::string& path, const cv::Size& size, std::uint64_t mos
     return alpha;
 }
 
-/// Lays a photograph over a colour, in place.
+double opacityAt(const cv::Mat& alpha, int i, int j) {
+    switch (alpha.depth()) {
+        case CV_8U:
+            return alpha.at<uchar>(i, j) / 255.0;
+        case CV_16U:
+            return alpha.at<ushort>(i, j) / 65535.0;
+        case CV_32F:
+            return static_cast<double>(alpha.at<float>(i, j));
+        default:
+            return alpha.at<double>(i, j);
+    }
+}
+
 template <typename Value>
 void layOver(cv::Mat& photograph, const cv::Mat& alpha, const cv::Vec3d& under, double greatest) {
-    const double greatestAlpha = alpha.depth() == CV_8U ? 255 : 65535;
     for (int i = 0; i < photograph.rows; ++i) {
         auto* const pixels = photograph.ptr<cv::Vec<Value, 3>>(i);
         for (int j = 0; j < photograph.cols; ++j) {
-            const double opaque =
-                (alpha.depth() == CV_8U ? alpha.at<uchar>(i, j) : alpha.at<ushort>(i, j)) / greatestAlpha;
+            const double opaque = opacityAt(alpha, i, j);
             if (opaque >= 1) {
                 continue;
             }
@@ -144,17 +154,6 @@ void layOver(cv::Mat& photograph, const cv::Mat& alpha, const cv::Vec3d& under, 
                 pixels[j][c] = cv::saturate_cast<Value>(mixed);
             }
         }
-    }
-}
-
-void layOver(cv::Mat& photograph, const cv::Mat& alpha, const cv::Vec3d& under) {
-    switch (photograph.depth()) {
-        case CV_8U:
-            return layOver<uchar>(photograph, alpha, under, 255);
-        case CV_16U:
-            return layOver<ushort>(photograph, alpha, under, 65535);
-        default:
-            return layOver<float>(photograph, alpha, under, 1);
     }
 }
 
@@ -181,6 +180,19 @@ PixelWeights weightsOfRegions(const std::string& path, const cv::Size& size, con
 }
 
 }  // namespace
+
+void layOver(cv::Mat& photograph, const cv::Mat& alpha, const cv::Vec3d& under) {
+    switch (photograph.depth()) {
+        case CV_8U:
+            return layOver<uchar>(photograph, alpha, under, 255);
+        case CV_16U:
+            return layOver<ushort>(photograph, alpha, under, 65535);
+        case CV_64F:
+            return layOver<double>(photograph, alpha, under, 1);
+        default:
+            return layOver<float>(photograph, alpha, under, 1);
+    }
+}
 
 PixelWeights countedPart(const std::string& path, cv::Mat& photograph, const PartChoice& choice,
                          std::uint64_t mostPixels, std::vector<std::string>& remarks) {

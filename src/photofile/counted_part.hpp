@@ -32,6 +32,12 @@ PixelWeights countedPart(const std::string& path, cv::Mat& photograph, const Par
 PixelWeights countedPart(const FileAccess& access, const std::string& path, cv::Mat& photograph,
                          const PartChoice& choice);
 
+/// Lays a photograph over a colour, in place, in encoded values.
+/// @param photograph  three channels of 8 or 16 bits, or floats; B, G, R
+/// @param alpha       of its size, one channel: 8 or 16 bits, or floats of 0 to 1; how opaque each pixel is
+/// @param under       B, G, R, 0..1
+void layOver(cv::Mat& photograph, const cv::Mat& alpha, const cv::Vec3d& under);
+
 /// The choices for photographs of which a part counts.
 ProfileChoice profilesWith(const PartChoice& part, ProfileChoice profiles);
 

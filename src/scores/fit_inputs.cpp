@@ -9,30 +9,6 @@
 namespace likeness {
 namespace {
 
-/// What a score means follows from how it goes with the likeness; that is told, since it is not known.
-ScoreDirection foundDirection(const FitRequest& request, FitInputs& inputs) {
-    PredictedScores rows;
-    for (const JoinedScores::Row& row : inputs.joined.rows) {
-        double sum = 0;
-        for (std::size_t k = 0; k < inputs.pairs.features.size(); ++k) {
-            const double value = inputs.pairs.pairs[row.pair].features[k];
-            sum += isDistanceName(inputs.pairs.features[k]) ? -value : value;
-        }
-        rows.scores.push_back(inputs.scores.scores[row.score].score);
-        rows.predicted.push_back(sum);
-    }
-    const Estimate correlation = estimateAgreement(rows).spearman;
-    if (!(correlation.low > 0) && !(correlation.high < 0) && request.form == ScoreForm::monotone) {
-        throw Refusal(
-            "--direction is required: the scores do not tell whether higher ones are better; give "
-            "higher-better or lower-better");
-    }
-    const ScoreDirection direction = correlation.value < 0 ? ScoreDirection::lowerBetter : ScoreDirection::higherBetter;
-    inputs.remarks.push_back(std::string("--direction is not given: the scores are taken as ") + nameOf(direction) +
-                             fmt::format(", as their rank correlation with the likeness is {:.3g}", correlation.value));
-    return direction;
-}
-
 /// Lets the results have a column that the scores lack.
 /// @return  its name; empty where the scores have it
 std::string leftToResults(const FitRequest& request, std::string& column) {
@@ -67,6 +43,11 @@ void tellWhatIsLeftOut(FitInputs& inputs) {
 }  // namespace
 
 FitInputs readFitInputs(const FitRequest& request) {
+    if (!request.dataSet && !request.direction) {
+        throw Refusal(
+            "--direction is required: higher-better where higher scores mean more alike, lower-better where they mean "
+            "less; a table of scores does not tell");
+    }
     FitInputs inputs;
     ScoreColumns columns = request.columns;
     std::string content;
@@ -74,7 +55,7 @@ FitInputs readFitInputs(const FitRequest& request) {
     if (!request.dataSet) {
         content = leftToResults(request, columns.content);
         type = leftToResults(request, columns.type);
-        inputs.scores = readScores(request.scores, columns, request.direction.value_or(ScoreDirection::higherBetter));
+        inputs.scores = readScores(request.scores, columns, *request.direction);
     } else {
         inputs.scores = readScoreSet(request.dataSet->first, request.dataSet->second);
         if (!columns.content.empty() && columns.content != inputs.scores.contentColumn) {
@@ -100,9 +81,6 @@ FitInputs readFitInputs(const FitRequest& request) {
                                  "' has no column 'id': its rows are taken in the order of the results");
     }
     tellWhatIsLeftOut(inputs);
-    if (!request.dataSet && !request.direction) {
-        inputs.scores.direction = foundDirection(request, inputs);
-    }
     FitSources& sources = inputs.sources;
     sources.results = request.results;
     sources.scores = inputs.scores.source;

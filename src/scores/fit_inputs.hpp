@@ -18,7 +18,7 @@ struct FitRequest {
     std::string scores;                                            ///< a table
     std::optional<std::pair<std::string, std::string>> dataSet{};  ///< in its place: name and folder
     ScoreColumns columns{};                     ///< contents and types may be columns of the results too
-    std::optional<ScoreDirection> direction{};  ///< of a table; nothing: it is found, and told
+    std::optional<ScoreDirection> direction{};  ///< of a table, which does not tell
     std::vector<std::string> features{};        ///< empty: those that the form takes by itself
     ScoreForm form = ScoreForm::linear;
 };

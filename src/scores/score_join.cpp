@@ -100,6 +100,11 @@ void readReport(const std::string& path, RecordedPairs& pairs) {
         if (!value && word != "nan" && word != "-nan") {
             throw Refusal(fmt::format("'{}', line {}: '{}' is not a coefficient", path, line, word));
         }
+        // A sum of float roots may come out a few last places above 1.
+        constexpr double greatest = 1 + 1e-4;
+        if (value && !(*value >= 0 && *value <= greatest)) {
+            throw Refusal(fmt::format("'{}', line {}: {} is no coefficient, which is from 0 to 1", path, line, word));
+        }
         failed = failed || !value;
         values.push_back(value.value_or(notRecorded));
         if (values.size() == correlateNames.size()) {

@@ -140,7 +140,7 @@ constexpr std::array kadidTypes = {"Gaussian blur",
                                    "contrast change"};
 
 /// The parts of "I01_02_3.bmp", between which "_" stands, without the extension.
-std::vector<std::string> partsOf(const std::string& file) {
+std::vector<std::string> namePartsOf(const std::string& file) {
     std::vector<std::string> parts;
     std::istringstream in(fs::path(file).stem().string());
     for (std::string part; std::getline(in, part, '_');) {
@@ -185,7 +185,7 @@ OpinionScores tid2013(const std::string& folder) {
         std::string file;
         std::string more;
         in >> number >> file >> more;
-        const std::vector<std::string> parts = partsOf(file);
+        const std::vector<std::string> parts = namePartsOf(file);
         const std::string type = parts.size() == 3 ? typeName(tidTypes, parts[1]) : "";
         const std::optional<double> score = numberIn(number);
         if (!score || type.empty() || !more.empty() || parts[0].size() < 2 ||
@@ -223,7 +223,7 @@ OpinionScores kadid10k(const std::string& folder) {
     for (const ScoreTable::Row& row : table.rows) {
         OpinionScore opinion;
         opinion.id = trimmed(row.fields[distorted]);
-        const std::vector<std::string> parts = partsOf(opinion.id);
+        const std::vector<std::string> parts = namePartsOf(opinion.id);
         opinion.type = parts.size() == 3 ? typeName(kadidTypes, parts[1]) : "";
         if (opinion.type.empty()) {
             table.refuse(row.line, "'" + opinion.id + "' is no name such as I01_01_01.png");

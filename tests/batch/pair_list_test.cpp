@@ -80,6 +80,10 @@ TEST(PairList, RefusesWithTheLine) {
               "the list, line 1: the results have a column 'Status' of their own");
     EXPECT_EQ(refusalOf("first,second,iso,ISO\na,b,c,d\n"),
               "the list, line 1: the columns 'iso' and 'ISO' differ in upper and lower case only");
+    EXPECT_EQ(refusalOf("first,second,First_Mask\na,b,c\n"),
+              "the list, line 1: the column 'First_Mask' is written 'first_mask', and would not be read as masks");
+    EXPECT_EQ(refusalOf("first,second,second_mask,FIRST_MASK\na,b,c,d\n"),
+              "the list, line 1: the column 'FIRST_MASK' is written 'first_mask', and would not be read as masks");
     EXPECT_EQ(refusalOf("first,second\na,b\nc\n"), "the list, line 3: fields: 1, expected 2 as in the header");
     EXPECT_EQ(refusalOf("first,second\n\"a\nb\",c\nd,e,f\n"),
               "the list, line 4: fields: 3, expected 2 as in the header");

@@ -160,3 +160,41 @@ def test_any_array_is_answered_or_refused(data):
             operation(array)
         except ValueError as refused:
             assert "\n" not in str(refused)
+
+
+@pytest.mark.parametrize(
+    "call",
+    [
+        lambda p: likeness.compare_tiles(p, p, seed=-1, intervals=True),
+        lambda p: likeness.compare_tiles(p, p, seed=1.5),
+        lambda p: likeness.compare_tiles(p, p, tiles=(1, 2, 3)),
+        lambda p: likeness.compare_tiles(p, p, tiles="4"),
+        lambda p: likeness.compare_tiles(p, p, stride="half"),
+        lambda p: likeness.compare_tiles(p, p, resamples=2**40, intervals=True),
+        lambda p: likeness.compare_tiles(p, p, least_pixels=None),
+        lambda p: likeness.compare_pairs([], jobs=-1),
+        lambda p: likeness.compare_pairs([], jobs="all"),
+        lambda p: likeness.brighten(p, "5"),
+        lambda p: likeness.brighten(p, 5, pass_number=1.5),
+        lambda p: likeness.adapt_to(p, p, degree=None),
+        lambda p: likeness.tint(p, p, diameter=2**31),
+        lambda p: likeness.smooth(p, radius=0.5),
+        lambda p: likeness.align_to(p, p, levels=[1]),
+        lambda p: likeness.oriented_structure(p, size="3"),
+        lambda p: likeness.transfer_colors(p, p, "half"),
+        lambda p: likeness.local_white(p, filter="bilateral", sigma="wide"),
+        lambda p: likeness.recover_camera_response([p, p], ["1", "2"]),
+        lambda p: likeness.fuse_exposures([p, p], likeness.FusionWeights(contrast="1")),
+        lambda p: likeness.correlated_color_temperature("x", 0.3),
+        lambda p: likeness.White.from_chromaticity(None, 0.3),
+        lambda p: likeness.White.from_rgb("white"),
+        lambda p: likeness.set_threads(1.5),
+        lambda p: likeness.merge_results("x.csv", "y.csv"),
+        lambda p: likeness.batch("none.csv", "none.db", jobs=1.5),
+        lambda p: likeness.batch("none.csv", "none.db", shard=("1", 2)),
+    ],
+)
+def test_bad_numbers_are_sentences(call):
+    with pytest.raises(ValueError) as problem:
+        call(np.full((16, 16, 3), 100, np.uint8))
+    assert "incompatible" not in str(problem.value) and "\n" not in str(problem.value)

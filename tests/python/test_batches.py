@@ -127,3 +127,50 @@ def test_a_cluster_that_loses_workers_has_the_results_of_the_program(darkroom, m
     finally:
         cluster.end()
     assert (folder / "own.jsonl").read_bytes() == expected
+
+
+@pytest.mark.parametrize("extension", ["csv", "jsonl"])
+@pytest.mark.parametrize(
+    "arguments, options",
+    [
+        ({"distances": True, "checksums": True}, ["--distances", "--checksums"]),
+        ({"hue": "pixels", "isolate": True, "file_seconds": 60, "file_memory": 2**30},
+         ["--hue", "--file-seconds", "60", "--file-memory", "1G"]),
+    ],
+)  # fmt: skip
+def test_further_numbers_are_those_of_the_program(darkroom, many_pairs, arguments, options, extension):
+    folder = many_pairs.parent
+    likeness.batch(many_pairs, folder / f"own.{extension}", **arguments)
+    done = subprocess.run(
+        [os.environ["LIKENESS_DARKROOM"], "batch", many_pairs, "-o", f"program.{extension}", "--quiet", *options],
+        cwd=folder, stderr=subprocess.PIPE,
+    )  # fmt: skip
+    assert done.returncode == 1, done.stderr
+    assert (folder / f"own.{extension}").read_bytes() == (folder / f"program.{extension}").read_bytes()
+
+
+def test_archives_and_models_serve_batches(darkroom, many_pairs):
+    folder = many_pairs.parent
+    likeness.batch(many_pairs, folder / "all.csv")
+    scores = "".join(
+        f"{one}.png-{two}.png,{5 - abs(one - two) / 3}\n" for one in range(12) for two in range(12)
+    )
+    (folder / "scores.csv").write_text("id,score\n" + scores)
+    model = likeness.fit(folder / "all.csv", folder / "scores.csv", direction="higher-better", features=("chroma",))
+    model.write(folder / "model.json")
+    darkroom("index", folder / "0.png", folder / "1.png", "-o", folder / "some.likeness", "--quiet")
+    likeness.batch(many_pairs, folder / "own.csv", predict=folder / "model.json", archive=folder / "some.likeness", check=True)
+    subprocess.run(
+        [os.environ["LIKENESS_DARKROOM"], "batch", many_pairs, "-o", "program.csv", "--quiet", "--predict", "model.json",
+         "--archive", "some.likeness", "--check"], cwd=folder, stderr=subprocess.PIPE,
+    )  # fmt: skip
+    assert (folder / "own.csv").read_bytes() == (folder / "program.csv").read_bytes()
+    assert "predicted" in (folder / "own.csv").read_text().splitlines()[0]
+    with pytest.raises(ValueError, match="predict: .* was fitted to comparisons of the parameters"):
+        likeness.batch(many_pairs, folder / "none.csv", predict=folder / "model.json", model="ciecam16")
+    with pytest.raises(ValueError, match="archive: .* was made with other parameters"):
+        likeness.batch(many_pairs, folder / "none.csv", archive=folder / "some.likeness", center_weighted=True)
+    with pytest.raises(ValueError, match="check: there is no archive"):
+        likeness.batch(many_pairs, folder / "none.csv", check=True)
+    with pytest.raises(ValueError, match="limits of processes"):
+        likeness.batch(many_pairs, folder / "none.csv", file_seconds=5)

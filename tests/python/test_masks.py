@@ -1,5 +1,7 @@
 """Parts of photographs: masks, and masked arrays of NumPy."""
 
+import json
+
 import numpy as np
 import pytest
 
@@ -92,3 +94,110 @@ def test_files_have_masks_too(tmp_path, photos):
     likeness.write(tmp_path / "mask.png", mask)
     expected = likeness.compare(photograph[50:150, 80:200], photograph)
     assert likeness.compare(photos / "cat.jpg", photos / "cat.jpg", first_mask=tmp_path / "mask.png") == expected
+
+
+def printed(text: str) -> list:
+    coefficients = json.loads(text)["coefficients"]
+    return [np.float32(coefficients[name]) for name in likeness.Coefficients._fields]
+
+
+PARTS = [
+    ({"regions": "25%,25%,50%,50%"}, ["--region", "25%,25%,50%,50%"]),
+    (
+        {"regions": [(10, 20, 100, 80), "ellipse:0,0,30%,40%"]},
+        ["--region", "10,20,100,80", "--region", "ellipse:0,0,30%,40%"],
+    ),
+    ({"center_weighted": True}, ["--center-weighted"]),
+    ({"regions": "0,0,50%,100%", "center_weighted": True}, ["--region", "0,0,50%,100%", "--center-weighted"]),
+]
+
+
+@pytest.mark.parametrize("arguments, options", PARTS)
+def test_parts_are_those_of_the_program(darkroom, photos, arguments, options):
+    first, second = photos / "cat.jpg", photos / "coffee.jpg"
+    found = likeness.compare(first, second, **arguments)
+    assert [np.float32(value) for value in found] == printed(darkroom("compare", first, second, *options, "--json"))
+    pixels = likeness.read(first), likeness.read(second)
+    assert likeness.compare(*pixels, **arguments) == found
+    assert likeness.analyze(pixels[0], **arguments) == likeness.analyze(first, **arguments)
+    assert likeness.compare(likeness.analyze(first, **arguments), likeness.analyze(second, **arguments)) == found
+    (pair,) = likeness.compare_pairs([(first, second)], **arguments)
+    assert pair.coefficients == found
+    white = json.loads(darkroom("white", first, *options, "--json"))
+    estimate = likeness.gray_world_white(pixels[0], **arguments)
+    assert white["white_bgr"] == pytest.approx(estimate.rgb[::-1], rel=1e-8)
+    for made_with_parts, made_without in (
+        (likeness.match_lightness(*pixels, **arguments), likeness.match_lightness(*pixels)),
+        (likeness.transfer_colors(*pixels, **arguments), likeness.transfer_colors(*pixels)),
+    ):
+        assert not np.array_equal(made_with_parts.image, made_without.image)
+    by_class = likeness.ColorTransfer(*pixels, **arguments).at(1)
+    assert np.array_equal(likeness.transfer_colors(*pixels, **arguments).image, by_class.image)
+
+
+def test_masks_and_regions_multiply(darkroom, photos, tmp_path):
+    photograph = likeness.read(photos / "cat.jpg")
+    mask = np.zeros(photograph.shape, np.uint8)
+    mask[:, : photograph.shape[1] // 2] = (np.arange(photograph.shape[1] // 2) % 256)[:, None]
+    likeness.write(tmp_path / "mask.png", mask)
+    arguments = {"regions": "10%,10%,60%,60%", "center_weighted": True}
+    found = likeness.compare(photograph, photos / "cat.jpg", first_mask=mask, **arguments)
+    options = ["--region", "10%,10%,60%,60%", "--center-weighted", "--first-mask", tmp_path / "mask.png"]
+    assert [np.float32(value) for value in found] == printed(
+        darkroom("compare", photos / "cat.jpg", photos / "cat.jpg", *options, "--json")
+    )
+    assert likeness.compare(photos / "cat.jpg", photos / "cat.jpg", first_mask=tmp_path / "mask.png", **arguments) == found
+    assert likeness.compare(photos / "cat.jpg", photos / "cat.jpg", first_mask=mask, **arguments) == found
+
+
+@pytest.mark.parametrize("alpha", ["use", "ignore", "over white", "over #804020", "over 1,2,3"])
+def test_alpha_is_used_as_the_program_does(darkroom, photos, tmp_path, alpha):
+    image = pytest.importorskip("PIL.Image")
+    colors = likeness.read(photos / "cat.jpg")[:100, :120]
+    opacity = np.repeat((np.arange(120) * 2).astype(np.uint8)[None, :], 100, axis=0)
+    array = np.dstack([colors, opacity])
+    image.fromarray(array).save(tmp_path / "alpha.png")
+    other = photos / "coffee.jpg"
+    found = likeness.compare(array, likeness.read(other), alpha=alpha)
+    options = ["--alpha", *alpha.split(" ", 1)]
+    assert [np.float32(value) for value in found] == printed(
+        darkroom("compare", tmp_path / "alpha.png", other, *options, "--json")
+    )
+    assert likeness.compare(tmp_path / "alpha.png", other, alpha=alpha) == found
+    as_floats = np.dstack([colors / 255, opacity / 255])
+    if alpha in ("use", "ignore"):
+        assert likeness.analyze(as_floats, alpha=alpha) == likeness.analyze(colors / 255, mask=opacity if alpha == "use" else None)
+    with pytest.raises(ValueError, match=r"\(H, W, 3\)"):
+        likeness.compare(array, array)
+
+
+def test_batches_take_parts(darkroom, photos, tmp_path):
+    (tmp_path / "list.csv").write_text(f"first,second\n{photos}/cat.jpg,{photos}/coffee.jpg\n")
+    likeness.batch(tmp_path / "list.csv", tmp_path / "own.csv", regions=["25%,25%,50%,50%"], center_weighted=True)
+    darkroom("batch", tmp_path / "list.csv", "-o", tmp_path / "program.csv", "--region", "25%,25%,50%,50%",
+             "--center-weighted", "--quiet")  # fmt: skip
+    assert (tmp_path / "own.csv").read_bytes() == (tmp_path / "program.csv").read_bytes()
+
+
+@pytest.mark.parametrize(
+    "arguments, sentence",
+    [
+        ({"regions": "1,2,3"}, "regions: '1,2,3' is not x,y,width,height"),
+        ({"regions": [(0, 0, 0, 5)]}, "regions: '0,0,0,5': width and height must be above 0"),
+        ({"regions": [(1000, 1000, 5, 5)]}, "regions: '1000,1000,5,5' holds no pixel of the photograph, which is 64 x 48"),
+        ({"alpha": "over pink"}, "alpha: 'over pink' is not one of"),
+        ({"alpha": 1}, "alpha: a text is wanted"),
+        ({"mask": np.zeros((48, 64), bool), "center_weighted": True}, "no pixel of it counts"),
+        ({"mask": np.ones((4, 4), bool), "center_weighted": True}, "mask: it is 4 x 4 pixels, and the photograph is 64 x 48"),
+    ],
+)
+def test_wrong_parts_are_refused(arguments, sentence):
+    with pytest.raises(ValueError, match=sentence):
+        likeness.analyze(made(1), **arguments)
+
+
+def test_what_looks_at_whole_photographs_says_so():
+    masked = np.ma.masked_greater(made(1), 200)
+    for call in (likeness.compare_tiles, likeness.pixel_differences, likeness.explain):
+        with pytest.raises(ValueError, match="masked arrays are not taken"):
+            call(masked, made(2))

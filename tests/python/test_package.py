@@ -27,7 +27,7 @@ def test_a_wheel_has_all_that_it_needs(tmp_path):
     with zipfile.ZipFile(wheel) as archive:
         names = {name for name in archive.namelist() if name.startswith("likeness/")}
         archive.extractall(tmp_path / "site")
-    sources = {f"likeness/{path.name}" for path in (root / "python/likeness").iterdir() if path.suffix in (".py", ".typed")}
+    sources = {f"likeness/{path.name}" for path in (root / "python/likeness").iterdir() if path.suffix in (".py", ".pyi", ".typed")}
     modules = {name for name in names if name.endswith(".so")}
     assert names == sources | modules
     assert {"likeness/likeness_imgcodecs.so", "likeness/likeness_video.so"} <= modules
@@ -75,6 +75,19 @@ def test_types_hold():
     )
     assert done.returncode == 0, done.stdout
     assert (package / "py.typed").exists()
+
+
+def test_stubs_of_the_extension_name_what_it_has(tmp_path):
+    pytest.importorskip("mypy")
+    allowed = tmp_path / "allowed.txt"
+    # The metaclass of pybind11 has no name that a stub could give.
+    allowed.write_text("".join(f"likeness._core.{name}\n" for name in ("ColorTransfer", "Distributions", "PublishedModel")))
+    done = subprocess.run(
+        [sys.executable, "-m", "mypy.stubtest", "likeness._core", "--allowlist", allowed],
+        cwd=tmp_path, capture_output=True, text=True,
+        env={**os.environ, "MYPYPATH": str(package.parent), "PYTHONPATH": str(package.parent)},
+    )  # fmt: skip
+    assert done.returncode == 0, done.stdout + done.stderr
 
 
 def test_nothing_heavy_is_loaded_with_it():

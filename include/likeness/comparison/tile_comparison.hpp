@@ -61,7 +61,7 @@ LIKENESS_API TileGrid tileGridOf(const cv::Size& first, const cv::Size& second, 
 struct IntervalOptions {
     int resamples = 1000;    ///< 100 to 1,000,000
     std::uint64_t seed = 1;  ///< of the choices; the same seed gives the same intervals on every platform
-    double level = 0.95;     ///< share of the resamples inside, above 0 and below 1
+    double level = 0.95;     ///< nominal, above 0 and below 1: the share of the resamples between the two quantiles
 };
 
 /// What `compareTiles` does.
@@ -84,7 +84,7 @@ struct ComparedTile {
     bool few = false;                   ///< whether one of the two has fewer pixels than `TileOptions::leastPixels`
 };
 
-/// Two numbers that a share of the resamples lies between.
+/// Two numbers between which the coefficient lies of all that the tiles are a sample of.
 struct CoefficientInterval {
     float low = 0;   ///< the lower
     float high = 0;  ///< the upper
@@ -97,9 +97,10 @@ struct LIKENESS_API TileComparison {
     LikenessCoefficients coefficients;  ///< of the whole photographs: the same bits as `comparePhotographs` has
     AppearanceDistributions first;      ///< of the whole first photograph, without the hue
     AppearanceDistributions second;     ///< of the second
-    /// Of the coefficients of the whole, where they were asked for: percentiles of the coefficients of as many tiles as
-    /// there are, drawn with replacement, the same places of both photographs (block bootstrap; Künsch, "The jackknife
-    /// and the bootstrap for general stationary observations", Annals of Statistics 17, 1989).
+    /// Of the coefficients of the whole, where they were asked for, from the coefficients of as many tiles as there are,
+    /// drawn with replacement, the same places of both photographs (block bootstrap; Künsch, "The jackknife and the
+    /// bootstrap for general stationary observations", Annals of Statistics 17, 1989): basic intervals (Davison and
+    /// Hinkley, "Bootstrap Methods and their Application", 1997, 5.2.1), cut to 0..1. Each holds its coefficient.
     std::optional<PerCorrelate<CoefficientInterval>> intervals;
 
     /// The coefficients of one correlate, by tile.
@@ -118,7 +119,8 @@ struct LIKENESS_API TileComparison {
 /// @param first, second  any depth that `toUnit` takes, B, G, R, fewer than 2^31 pixels, any two sizes; not modified
 /// @param watch          told of the steps of both analyses and of each row of tiles
 /// @throws std::invalid_argument  if a photograph is of another type; as `tileGridOf`, `checkComparisonModel`; intervals
-///                                asked for with overlapping tiles, fewer than four, or options out of range
+///                                asked for with overlapping tiles, fewer than four, so many that their histograms would take more than 1 GiB,
+///                                or options out of range
 /// @throws Cancelled  when the caller ends it
 /// @note  Takes, besides what an analysis takes, up to 64 MiB for a photograph of bytes, and a histogram of 4 bytes per bin
 ///        for each column of tiles and thread; for each tile where intervals are asked for.

@@ -6,6 +6,7 @@
 
 #include <cmath>
 #include <cstdio>
+#include <filesystem>
 #include <fstream>
 #include <map>
 #include <sstream>
@@ -203,17 +204,39 @@ TEST_F(Fit, ABatchRecordsPredictionsWhereTheyAreAskedFor) {
     }
 }
 
-TEST_F(Fit, TellsWhatItLeavesOutAndAssumes) {
+TEST_F(Fit, TellsWhatItLeavesOut) {
     const std::string scores =
         saveText("some.csv", "id,mos\n0-1,4\n0-2,3.5\n0-3,3\n1-1,4.1\n1-2,3.4\n1-3,\nx,1\n1-5,2.2\n");
-    const Outcome done =
-        darkroom({"fit", "results.csv", "--scores", scores, "--score", "mos", "--features", "chroma", "--quiet"});
+    const Outcome done = darkroom({"fit", "results.csv", "--scores", scores, "--score", "mos", "--direction",
+                                   "higher-better", "--features", "chroma", "--quiet"});
     EXPECT_EQ(done.status, 0) << done.err;
     for (const char* const part :
          {"18 pairs of the results without a score, the first '0-4'; left out",
-          "1 score without a pair in the results, the first 'x'; left out", "1 row left out: they have no score",
-          "--direction is not given: the scores are taken as higher-better"}) {
+          "1 score without a pair in the results, the first 'x'; left out", "1 row left out: they have no score"}) {
         EXPECT_NE(done.err.find(part), std::string::npos) << part << '\n' << done.err;
+    }
+}
+
+TEST_F(Fit, WantsTheDirectionOfATable) {
+    const std::string wanted =
+        "--direction is required: higher-better where higher scores mean more alike, lower-better where they mean "
+        "less; "
+        "a table of scores does not tell";
+    for (const char* const form : {"linear", "monotone"}) {
+        expectRefused({"fit", "results.csv", "--scores", scores_, "--score", "mos", "--form", form, "-o", "none.json"},
+                      wanted);
+    }
+    EXPECT_FALSE(std::filesystem::exists(folder() / "none.json"));
+}
+
+TEST_F(Fit, RefusesAReportOfOtherNumbers) {
+    for (const char* const number : {"1.5", "-0.25", "inf"}) {
+        const std::string report = saveText("For_fit.txt", std::string("1\n0.5\n0.25\n") + number + "\n0.75\n");
+        const Outcome outcome = darkroom(
+            {"fit", report, "--scores", scores_, "--score", "mos", "--direction", "higher-better", "-o", "none.json"});
+        EXPECT_EQ(outcome.status, 2);
+        EXPECT_NE(outcome.err.find("line 4: "), std::string::npos) << outcome.err;
+        EXPECT_NE(outcome.err.find("coefficient"), std::string::npos) << outcome.err;
     }
 }
 
@@ -289,7 +312,8 @@ TEST_F(Fit, WhatCannotBeFittedIsRefused) {
     refused("id,mos\n0-1,3\n0-1,4\n", "'" + input("bad.csv") + "', line 3: the id '0-1' is that of line 2");
     refused("id,mos\nzero,3\n",
             "'results.csv' and " + input("bad.csv") + " have no id in common: the one has '0-1', the other 'zero'");
-    expectRefused({"fit", "results.csv", "--scores", scores_, "--score", "mos", "--group", "place"},
+    expectRefused({"fit", "results.csv", "--scores", scores_, "--score", "mos", "--direction", "higher-better",
+                   "--group", "place"},
                   "--group: neither the scores nor 'results.csv' have a column 'place'");
 }
 

@@ -3,6 +3,7 @@
 #include "console/part_options.hpp"
 #include "darkroom/darkroom_program.hpp"
 #include "files/refusal.hpp"
+#include "photofile/part_text.hpp"
 #include "support/test_images.hpp"
 
 #include <gtest/gtest.h>
@@ -201,11 +202,9 @@ TEST_F(DarkroomPart, TransferAndMatchTakeTheStatisticsOfTheParts) {
     const cv::Mat image = unitPhotograph("cat.jpg");
     const cv::Mat palette = unitPhotograph("coffee.jpg");
     const PixelWeights weights = PixelWeights::ofRegions(
-        image.size(),
-        {darkroom::regionIn("10%,20%,30%,40%").region, darkroom::regionIn("ellipse:40%,40%,40%,40%").region});
+        image.size(), {regionIn("10%,20%,30%,40%").region, regionIn("ellipse:40%,40%,40%,40%").region});
     const PixelWeights paletteWeights = PixelWeights::ofRegions(
-        palette.size(),
-        {darkroom::regionIn("10%,20%,30%,40%").region, darkroom::regionIn("ellipse:40%,40%,40%,40%").region});
+        palette.size(), {regionIn("10%,20%,30%,40%").region, regionIn("ellipse:40%,40%,40%,40%").region});
     const std::vector<std::string> regions = {"--region", "10%,20%,30%,40%", "--region", "ellipse:40%,40%,40%,40%"};
     const auto run = [&](std::vector<std::string> words) {
         words.insert(words.end(), regions.begin(), regions.end());
@@ -218,7 +217,7 @@ TEST_F(DarkroomPart, TransferAndMatchTakeTheStatisticsOfTheParts) {
     const ColorTransfer transfer(PhotographPart{image, weights}, PhotographPart{palette, paletteWeights});
     EXPECT_EQ(cv::norm(run({"transfer", cat, "--palette", coffee}), transfer.apply(), cv::NORM_INF), 0);
     const cv::Mat same = unitPhotograph("cat.jpg") * 0.7;
-    const PixelWeights mine = PixelWeights::ofRegions(same.size(), {darkroom::regionIn("10%,20%,30%,40%").region});
+    const PixelWeights mine = PixelWeights::ofRegions(same.size(), {regionIn("10%,20%,30%,40%").region});
     const LightnessMatch match = matchLightness(PhotographPart{same, mine}, PhotographPart{image, mine});
     EXPECT_NEAR(match.reached.mean, match.wanted.mean, 0.5);
     EXPECT_EQ(match.wanted.mean, lightnessStatisticsOf(PhotographPart{image, mine}).mean);
@@ -328,7 +327,7 @@ TEST_F(DarkroomPart, IndexKeepsPartsApart) {
 }
 
 TEST(RegionIn, ReadsPixelsAndPercent) {
-    const RegionChoice choice = darkroom::regionIn("ellipse:-5,10%,20.5,30%");
+    const RegionChoice choice = regionIn("ellipse:-5,10%,20.5,30%");
     EXPECT_EQ(choice.region.shape, PhotographRegion::Shape::ellipse);
     EXPECT_EQ(choice.region.x.value, -5);
     EXPECT_FALSE(choice.region.x.percent);
@@ -337,7 +336,7 @@ TEST(RegionIn, ReadsPixelsAndPercent) {
     EXPECT_EQ(choice.region.height.value, 30);
     for (const char* const text : {"", "1,2,3", "1,2,3,4,5", "a,2,3,4", "1,2,3,%", "1,2,-3,4", "1,2,0,4",
                                    "circle:1,2,3,4", "nan,0,1,1", "inf,0,1,1", "1, 2,3,4"}) {
-        EXPECT_THROW(darkroom::regionIn(text), Refusal) << text;
+        EXPECT_THROW(regionIn(text), Refusal) << text;
     }
 }
 

@@ -132,6 +132,23 @@ window.onload = () => {
     EXPECT_EQ(textOf(browser.domOf(output("frame.html")), "result"), "390 390 17 10 beside;1200 1200 17 10 beside;");
 }
 
+TEST_F(ComparisonPage, FitsAPhoneWithEveryColumn) {
+    makePage();
+    fs::remove(folder() / "page.html");
+    expectDone({"compare", first_, second_, "--interval", "--min",
+                "brightness=0.000001,lightness=0.000001,chroma=0.000001,colorfulness=0.000001,saturation=0.000001",
+                "--report", "page.html", "--quiet"});
+    std::ofstream(output("frame.html")) << R"(<!DOCTYPE html><body><p id="result"></p>
+<iframe id="phone" src="page.html" width="390" height="800" frameborder="0"></iframe><script>
+window.onload = () => {
+    const page = document.getElementById('phone').contentDocument;
+    document.getElementById('result').textContent =
+        [page.documentElement.scrollWidth, page.querySelectorAll('table.coefficients th.number').length].join(' ');
+};
+</script></body>)";
+    EXPECT_EQ(textOf(Browser().domOf(output("frame.html")), "result"), "390 3");
+}
+
 TEST_F(ComparisonPage, IsLightOrDarkAsTheReaderPrefers) {
     makePage();
     const Browser browser;

@@ -1,9 +1,7 @@
 // darkroom batch: many pairs of photographs, compared and recorded so that nothing is lost.
-#include "archive/archive_file.hpp"
-#include "archive/photograph_index.hpp"
+#include "archive/archived_analyses.hpp"
 #include "batch/batch_run.hpp"
-#include "batch/distance_columns.hpp"
-#include "batch/mask_files.hpp"
+#include "batch/output_columns.hpp"
 #include "batch/parameters.hpp"
 #include "batch/stop_signals.hpp"
 #include "commands/subcommands.hpp"
@@ -19,12 +17,12 @@
 #include "files/refusal.hpp"
 #include "files/replaced_file.hpp"
 #include "photofile/counted_part.hpp"
+#include "scores/score_predictor.hpp"
 
 #include <fmt/format.h>
 
 #include <sys/stat.h>
 #include <algorithm>
-#include <cmath>
 #include <filesystem>
 #include <iostream>
 #include <memory>
@@ -34,8 +32,6 @@ namespace likeness::darkroom {
 namespace {
 
 namespace fs = std::filesystem;
-
-/// Columns of --predict, behind those of the list.
 
 struct Options {
     ListOptions list;
@@ -152,51 +148,6 @@ ProfileChoice profilesAsked(const Console& console, const Options& options) {
     return profilesWith(chosenPart(options.part), console.profiles());
 }
 
-/// Analyses that an archive has of files that are still the same.
-class ArchivedAnalyses {
-public:
-    ArchivedAnalyses(const Console& console, const Options& options, const AnalysisOptions& analysis,
-                     const ResultOrigin& origin)
-        : archive_(options.archive), check_(options.check) {
-        const ProfileChoice profiles = profilesAsked(console, options);
-        wholePhotographs_ = profiles.part.isWhole();
-        if (!archive_.origin().agreesWith(originOf(analysis, profiles))) {
-            throw Refusal("--archive: '" + options.archive + "' was made with other parameters (" +
-                          archive_.origin().fingerprint + ", likeness " + archive_.origin().version +
-                          ") than this batch has (" + origin.parameters + ", likeness " + origin.version + ")");
-        }
-        for (const std::string& damage : archive_.damage()) {
-            console.warn("'" + options.archive + "': " + damage + "; what stands there is analysed");
-        }
-    }
-
-    std::optional<PhotographAnalysis> of(const std::string& path) const {
-        try {
-            const std::optional<std::size_t> entry = archive_.find(path);
-            if (!entry) {
-                return std::nullopt;
-            }
-            ArchivedPhotograph photograph = archive_.photograph(*entry);
-            const bool same = check_ ? hasChecksum(photograph) : isCurrent(photograph);
-            if (!same || !photograph.analysed()) {
-                return std::nullopt;
-            }
-            photograph.distributions = archive_.distributions(*entry);
-            PhotographAnalysis analysis = analysisOf(std::move(photograph));
-            analysis.countedPixels = wholePhotographs_ ? 0 : -1;
-            analysis.facts.stamp = stampOf(path);
-            return analysis;
-        } catch (const ArchiveDamage&) {  // it is analysed
-            return std::nullopt;
-        }
-    }
-
-private:
-    ArchiveFile archive_;
-    bool check_;
-    bool wholePhotographs_ = true;
-};
-
 ExitStatus tellEnd(const Console& console, const ResultFile& file, const BatchEnd& end, int signal) {
     if (!end.whole()) {
         console.tell(fmt::format("stopped by {}: {} of {} recorded, --resume does the others",
@@ -218,53 +169,15 @@ ExitStatus tellEnd(const Console& console, const ResultFile& file, const BatchEn
     return end.summary.failed() == 0 ? ExitStatus::done : ExitStatus::outsideLimits;
 }
 
-/// Computes the columns of --predict.
-ComputedColumns predictedBy(const Console& console, const Options& options, const ResultFile& file,
-                            const AnalysisOptions& analysis) {
-    const auto predictor = std::make_shared<ScorePredictor>(options.predict, analysis, profilesAsked(console, options),
-                                                            [&](const std::string& line) { console.warn(line); });
-    ComputedColumns columns;
-    columns.names.assign(predictionColumns.begin(), predictionColumns.end());
-    columns.kind = file.format == ResultFormat::csv ? CarriedValue::Kind::text : CarriedValue::Kind::json;
-    columns.values = [predictor](const PairOutcome& outcome) {
-        ComparedNumbers numbers;
-        for (std::size_t k = 0; k < correlateNames.size(); ++k) {
-            numbers.coefficients[k] = static_cast<double>(outcome.coefficients[k]);
-        }
-        if (outcome.hue) {
-            numbers.hue = static_cast<double>(*outcome.hue);
-        }
-        if (outcome.distances) {
-            // As the records have them: a run that is resumed reads them there.
-            numbers.distances = *outcome.distances;
-            for (std::size_t k = 0; k < correlateNames.size(); ++k) {
-                BinDistances& its = (*numbers.distances)[k];
-                for (double* const value :
-                     {&its.wasserstein, &its.meanShift, &its.kolmogorovSmirnov, &its.jensenShannon}) {
-                    *value = roundedToNineDigits(*value);
-                }
-            }
-        }
-        const ScorePrediction prediction = predictor->predict(numbers).prediction;
-        const auto text = [](double value) { return std::isfinite(value) ? nineDigits(value) : std::string(); };
-        return std::vector<std::string>{text(prediction.score), text(prediction.low), text(prediction.high),
-                                        prediction.outside ? "1" : "0"};
-    };
-    // What a batch does not record is refused before the first pair.
-    PairOutcome example;
-    if (analysis.hue) {
-        example.hue = 1.0F;
-    }
-    if (options.distances) {
-        example.distances = PairDistances();
-    }
-    columns.values(example);
-    return columns;
-}
-
 /// One run over the pairs that an output lacks.
 ExitStatus run(const Console& console, const Options& options, const PairList& pairs, const ResultFile& file,
                const AnalysisOptions& analysis) {
+    std::optional<StopSignals> signals;
+    BatchEvents events;
+    events.tell = [&](const std::string& line) { console.tell(line); };
+    events.warn = [&](const std::string& line) { console.warn(line); };
+    events.progress = [&](const std::string& line) { console.showProgress(line); };
+    events.stops = [&] { return signals->received() != 0; };
     BatchOptions how;
     how.root = options.root;
     how.retryFailed = options.retryFailed;
@@ -276,39 +189,23 @@ ExitStatus run(const Console& console, const Options& options, const PairList& p
     how.analysis = analysis;
     how.profiles = profilesAsked(console, options);
     if (!options.predict.empty()) {
-        how.computed = predictedBy(console, options, file, analysis);
+        how.computed = predictedColumns(
+            std::make_shared<ScorePredictor>("--predict", options.predict, analysis, how.profiles, events.warn),
+            file.format, analysis.hue.has_value(), options.distances);
     }
     how.distances = options.distances;
     std::optional<ArchivedAnalyses> archived;
     how.known = [&](const std::string& path) {
         return archived ? archived->of(path) : std::optional<PhotographAnalysis>();
     };
-    std::optional<StopSignals> signals;
-    BatchEvents events;
-    events.tell = [&](const std::string& line) { console.tell(line); };
-    events.warn = [&](const std::string& line) { console.warn(line); };
-    events.progress = [&](const std::string& line) { console.showProgress(line); };
-    events.stops = [&] { return signals->received() != 0; };
     BatchRun batch(pairs, file, how, events);
     if (!options.archive.empty()) {
-        archived.emplace(console, options, analysis, batch.origin());
+        archived.emplace("--archive", options.archive, options.check, analysis, how.profiles, batch.origin(),
+                         events.warn);
     }
     signals.emplace();
     const BatchEnd end = batch.run();
     return tellEnd(console, file, end, signals->received());
-}
-
-/// @throws Refusal  if the list has a column of their names
-void addPredictionColumns(ResultFile& file) {
-    for (const char* const name : predictionColumns) {
-        for (const std::string& column : file.columns) {
-            if (lowerCase(column) == name) {
-                throw Refusal("--predict: the list has a column '" + column +
-                              "', which is the name of a column of the results");
-            }
-        }
-    }
-    file.columns.insert(file.columns.end(), predictionColumns.begin(), predictionColumns.end());
 }
 
 ExitStatus runBatch(const Console& console, const Options& options) {
@@ -322,40 +219,8 @@ ExitStatus runBatch(const Console& console, const Options& options) {
     }
     ResultFile file = checkedOutput(console, options);
     const PairList pairs = pairsAsked(console, options);
-    file.columns = pairs.columns();
-    for (const std::string& name : maskFileColumns(pairs.columns())) {
-        if (std::find(file.columns.begin(), file.columns.end(), name) != file.columns.end()) {
-            throw Refusal("--output: the list has a column '" + name +
-                          "', which says in the results which file a mask is");
-        }
-        file.columns.push_back(name);
-    }
-    if (options.distances) {
-        for (const std::string& name : distanceColumns()) {
-            if (std::find(file.columns.begin(), file.columns.end(), name) != file.columns.end()) {
-                throw Refusal("--distances: the list has a column '" + name +
-                              "', which is the name of a distance in the results");
-            }
-        }
-        file.columns.insert(file.columns.end(), distanceColumns().begin(), distanceColumns().end());
-    }
-    if (!options.predict.empty()) {
-        for (const char* const column : {firstMaskColumn, secondMaskColumn}) {
-            const std::vector<std::string>& names = pairs.columns();
-            if (std::find(names.begin(), names.end(), column) != names.end()) {
-                throw Refusal(std::string("--predict: the list has masks in its column '") + column +
-                              "', and a model predicts for whole photographs");
-            }
-        }
-        addPredictionColumns(file);
-    }
-    if (analysis.hue) {
-        if (std::find(file.columns.begin(), file.columns.end(), hueColumn) != file.columns.end()) {
-            throw Refusal(std::string("--hue: the list has a column '") + hueColumn +
-                          "', which is the name of the hue's coefficient in the results");
-        }
-        file.columns.emplace_back(hueColumn);
-    }
+    file.columns =
+        outputColumns(pairs.columns(), {options.distances, !options.predict.empty(), analysis.hue.has_value(), "--"});
     warnOfModel(console, model);
     if (console.verbose()) {
         const ProfileChoice profiles = profilesAsked(console, options);

@@ -420,7 +420,7 @@ ExitStatus compare(const Console& console, const Options& options) {
     const std::optional<TileOptions> tiles = tileOptions(options, result.model.model);
     std::optional<ScorePredictor> predictor;
     if (!options.predict.empty()) {
-        predictor.emplace(options.predict, result.model.analysis(false), console.profiles(),
+        predictor.emplace("--predict", options.predict, result.model.analysis(false), console.profiles(),
                           [&](const std::string& line) { console.warn(line); });
     }
     warnOfModel(console, result.model);

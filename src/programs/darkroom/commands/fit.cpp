@@ -329,8 +329,8 @@ Action declareFit(OptionParser& app) {
     app.addOption("--id", options->columns.id, optionText("Column of the ids; default: id", "--id pair"))
         ->typeName("COLUMN");
     app.addOption("--direction", options->direction,
-                  optionText("Which scores mean that the photographs look more alike; where it is not given it is "
-                             "found from the rank correlation, and told. A data set knows its own",
+                  optionText("Which scores mean that the photographs look more alike; required with --scores. A data "
+                             "set knows its own",
                              "--direction higher-better"))
         ->typeName("WHICH")
         ->check(oneOf({"higher-better", "lower-better"}));

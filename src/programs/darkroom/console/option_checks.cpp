@@ -5,7 +5,6 @@
 
 #include <algorithm>
 #include <cmath>
-#include <cstdlib>
 #include <limits>
 #include <numeric>
 #include <vector>
@@ -67,24 +66,6 @@ std::string noTriple(const std::string& text, double high) {
 }
 
 }  // namespace
-
-std::vector<std::string> partsOf(const std::string& text) {
-    std::vector<std::string> parts;
-    for (std::size_t begin = 0; begin <= text.size();) {
-        const std::size_t end = std::min(text.find(',', begin), text.size());
-        parts.push_back(text.substr(begin, end - begin));
-        begin = end + 1;
-    }
-    return parts;
-}
-
-double parseNumber(const std::string& text) {
-    constexpr double none = std::numeric_limits<double>::quiet_NaN();
-    const bool plain = text.find_first_not_of("0123456789+-.eE") == std::string::npos;
-    char* end = nullptr;
-    const double value = std::strtod(text.c_str(), &end);
-    return plain && !text.empty() && *end == '\0' && std::isfinite(value) ? value : none;
-}
 
 OptionCheck numberBetween(double low, double high) {
     return check(fmt::format("a number from {} to {}", low, high),

@@ -2,6 +2,7 @@
 #pragma once
 
 #include "console/option_parser.hpp"
+#include "files/number_format.hpp"
 
 #include <opencv2/core.hpp>
 
@@ -38,12 +39,6 @@ cv::Vec2d chromaticityIn(const std::string& text);
 
 /// The numbers of a text that `positiveTriple` accepts.
 cv::Vec3d tripleIn(const std::string& text);
-
-/// The parts of a text between its commas: one more than there are commas, and some may be empty.
-std::vector<std::string> partsOf(const std::string& text);
-
-/// The finite number that `text` is as a whole, without spaces around it; NaN if it is none.
-double parseNumber(const std::string& text);
 
 /// The text of an option in --help: what it does, with unit and range, and how it is given.
 /// @param example  the option as a user types it, such as "--quality 90"

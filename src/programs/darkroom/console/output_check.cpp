@@ -99,6 +99,9 @@ OutputPlan::OutputPlan(const Console& console, const std::vector<std::string>& i
 }
 
 void OutputPlan::mayRead(const std::string& path) {
+    if (path == standardStream) {
+        throw Refusal("'-': standard input is for a photograph; name a file for what is read beside it");
+    }
     std::error_code error;
     if (!path.empty() && fs::is_regular_file(path, error)) {
         inputs_.add(path, path);

@@ -45,10 +45,6 @@ PartChoice chosenPart(const PartOptions& options);
 /// The same of two photographs; a mask of its own takes the place of the one for both.
 std::pair<PartChoice, PartChoice> chosenParts(const PartOptions& options);
 
-/// "0,0,50%,50%", "ellipse:100,100,200,300": x, y, width and height, in pixels or in percent of the photograph.
-/// @throws Refusal  naming --region
-RegionChoice regionIn(const std::string& text);
-
 /// What counted of a photograph, for results.
 /// @param pixels  of the photograph
 nlohmann::ordered_json jsonOfPart(const PartChoice& choice, double countedPixels, double pixels);

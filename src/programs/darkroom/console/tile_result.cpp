@@ -76,7 +76,7 @@ void addTiles(nlohmann::ordered_json& json, const ComparedTiles& tiles) {
     if (comparison.intervals) {
         const IntervalOptions& options = *tiles.options.interval;
         json["intervals"] = {{"level", options.level},
-                             {"method", "percentiles of a block bootstrap over the tiles"},
+                             {"method", "basic intervals of a block bootstrap over the tiles"},
                              {"resamples", options.resamples},
                              {"seed", options.seed}};
         for (std::size_t k = 0; k < correlateNames.size(); ++k) {

@@ -149,7 +149,7 @@ std::string photographFigure(const ComparedPhotograph& photograph, const Reporte
 
 std::string coefficientTable(const ComparisonResult& result) {
     std::string markup =
-        "<table class=\"coefficients\"><thead><tr><th>correlate</th><th "
+        "<div class=\"wide\"><table class=\"coefficients\"><thead><tr><th>correlate</th><th "
         "class=\"number\">coefficient</th>";
     const bool withIntervals = result.tiles && result.tiles->comparison.intervals;
     if (withIntervals) {
@@ -191,7 +191,7 @@ std::string coefficientTable(const ComparisonResult& result) {
     if (result.hue) {
         row(hueCorrelate, *result.hue);
     }
-    markup += "</tbody></table>\n";
+    markup += "</tbody></table></div>\n";
     if (!result.limits.empty()) {
         const std::string below = result.shortfall();
         markup += below.empty()
