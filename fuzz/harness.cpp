@@ -27,10 +27,9 @@ struct Folder {
 
 }  // namespace
 
-void require(bool holds, std::string_view promise, std::source_location place) {
+void require(bool holds, std::string_view promise, const char* file, int line) {
     if (!holds) {
-        std::fprintf(stderr, "%s:%u: broken: %.*s\n", place.file_name(), static_cast<unsigned>(place.line()),
-                     static_cast<int>(promise.size()), promise.data());
+        std::fprintf(stderr, "%s:%d: broken: %.*s\n", file, line, static_cast<int>(promise.size()), promise.data());
         std::abort();
     }
 }

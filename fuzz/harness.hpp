@@ -5,7 +5,6 @@
 #include <cstddef>
 #include <cstdint>
 #include <filesystem>
-#include <source_location>
 #include <string>
 #include <string_view>
 
@@ -14,7 +13,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
 namespace likeness::fuzz {
 
 /// Ends the process with the place and the promise that is broken.
-void require(bool holds, std::string_view promise, std::source_location place = std::source_location::current());
+void require(bool holds, std::string_view promise, const char* file = __builtin_FILE(), int line = __builtin_LINE());
 
 inline std::string textOf(const std::uint8_t* data, std::size_t size) {
     return {reinterpret_cast<const char*>(data), size};

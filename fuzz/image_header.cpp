@@ -25,7 +25,6 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     require(header.format == again.format && header.width == again.width && header.height == again.height &&
                 header.bits == again.bits && header.pages == again.pages,
             "a header that is read twice is the same");
-    require((header.width == 0) == (header.height == 0), "a size has both sides");
     require(header.bits >= 0 && header.channels >= 0 && header.pages >= 1, "counts are counts");
     const ColorStatement statement = readColorStatement(source, header.format);
     require(statement.icc.size() <= mostProfileBytes, "a profile has a bounded size");

@@ -39,6 +39,11 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     } catch (const NoRecord&) {
         return 0;
     }
+    for (const CarriedValue& value : record.carried) {
+        if (isResultField(value.column)) {
+            return 0;  // of the first version, with a column that is a field now: nothing writes these
+        }
+    }
     std::string line = jsonLine(record);
     require(line.ends_with('\n') && line.find('\n') == line.size() - 1, "a record is one line");
     line.pop_back();
@@ -60,7 +65,6 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     } catch (const NoRecord&) {
         return 0;
     }
-    // The version of the first schema's records has no checksum, and is another number of fields.
     require(false, "a flipped bit is noticed");
     return 0;
 }

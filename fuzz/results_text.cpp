@@ -4,6 +4,8 @@
 #include "files/refusal.hpp"
 #include "harness.hpp"
 
+#include <algorithm>
+
 using namespace likeness;
 using namespace likeness::fuzz;
 
@@ -60,7 +62,9 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
         require(!whole.tail.cutOff, "nothing is cut off of the whole records");
         require(linesOf(whole, format) == lines, "the whole records are the same without the tail");
     }
-    if (content.records.empty()) {
+    // Columns of results of the first version may have names that are now those of fields: nothing writes these.
+    if (content.records.empty() || std::any_of(content.columns.begin(), content.columns.end(),
+                                               [](const std::string& name) { return isResultField(name); })) {
         return 0;
     }
     const std::string copy = scratchPath("copy" + extension);

@@ -183,6 +183,9 @@ HistogramReader::HistogramReader(std::string_view bytes, std::uint64_t pixels) :
         }
         blackShare_ = numberAt<double>(bytes_.data() + at_);
         at_ += sizeof blackShare_;
+        if (!(blackShare_ > 0 && blackShare_ <= 1)) {
+            throw HistogramDamage();
+        }
     }
 }
 

@@ -2,6 +2,7 @@
 
 #include <likeness/threads.hpp>
 #include <likeness/version.hpp>
+#include "batch/mask_files.hpp"
 #include "batch/one_thread_each.hpp"
 #include "batch/output_lock.hpp"
 #include "batch/pair_bench.hpp"
@@ -94,6 +95,10 @@ BatchEnd BatchRun::run() {
     if (earlier_.changed > 0) {
         tell(fmt::format("photographs of {} have changed since; they are compared again",
                          numberOf(earlier_.changed, "recorded pair")));
+    }
+    if (earlier_.withoutChecksums > 0) {
+        tell(fmt::format("{} without checksums of the photographs; they are compared again for --checksums",
+                         numberOf(earlier_.withoutChecksums, "pair is recorded", "pairs are recorded")));
     }
     if (earlier_.recorded > 0) {
         tell(fmt::format("{} of {} recorded already", earlier_.recorded, numberOf(pairs_.size(), "pair")));
@@ -215,7 +220,11 @@ OrderedPool::Work BatchRun::worker() {
     auto bench = std::make_shared<PairBench>(cores_);
     return [this, bench](std::size_t number) {
         const std::size_t k = earlier_.recorded + number;
-        const Pair pair = pairs_.at(k);
+        Pair pair = pairs_.at(k);
+        // Ahead of reading them: a mask that changes meanwhile is another one for the next run.
+        const std::vector<CarriedValue> masks =
+            maskFilesNow(pairs_.columns(), pair.carried, options_.root, options_.checksums);
+        pair.carried.insert(pair.carried.end(), masks.begin(), masks.end());
         if (known(k) != nullptr) {
             return recordOf(pair, pairs_.total(), *known(k), origin_);
         }

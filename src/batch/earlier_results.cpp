@@ -1,6 +1,7 @@
 #include "batch/earlier_results.hpp"
 
 #include "batch/distance_columns.hpp"
+#include "batch/mask_files.hpp"
 #include "batch/sqlite_results.hpp"
 #include "batch/stable_hash.hpp"
 #include "batch/working_file.hpp"
@@ -137,6 +138,7 @@ public:
             earlier.tail = {};
             earlier.dropped = 0;
             changed_ = 0;
+            withoutChecksums_ = 0;
             collect(file_.path, earlier.known, &earlier.dropped);
             // The output stays the file that it is, which is locked and may have several names.
             writeUnion(earlier.known, previous);
@@ -149,6 +151,7 @@ public:
             earlier.tail = {};
         }
         earlier.changed = changed_;
+        earlier.withoutChecksums = withoutChecksums_;
         earlier.upgraded = upgraded_;
         earlier.damaged = damaged_;
         return earlier;
@@ -211,9 +214,19 @@ private:
             return false;
         }
         const bool changed = hasChanged(record.outcome, record.first, record.outcome.first) ||
-                             hasChanged(record.outcome, record.second, record.outcome.second);
+                             hasChanged(record.outcome, record.second, record.outcome.second) ||
+                             masksHaveChanged(maskFiles_, maskFilesNow(pairs_.columns(), record.carried, options_.root,
+                                                                       options_.checksums));
+        const bool unproved = !changed && (lacksChecksum(record.first, record.outcome.first) ||
+                                           lacksChecksum(record.second, record.outcome.second));
         changed_ += changed ? 1U : 0U;
-        return changed;
+        withoutChecksums_ += unproved ? 1U : 0U;
+        return changed || unproved;
+    }
+
+    /// Whether the photograph is there, and the record does not say what its checksum was.
+    bool lacksChecksum(const std::string& path, const PhotographFacts& recorded) const {
+        return options_.checksums && recorded.sha256.empty() && stampOf(pathUnder(options_.root, path)).has_value();
     }
 
     bool hasChanged(const PairOutcome& outcome, const std::string& path, const PhotographFacts& recorded) const {
@@ -226,7 +239,7 @@ private:
             return true;
         }
         try {
-            return options_.checksums && fingerprintOf(place).sha256 != recorded.sha256;
+            return options_.checksums && !recorded.sha256.empty() && fingerprintOf(place).sha256 != recorded.sha256;
         } catch (const Refusal&) {
             return false;
         }
@@ -248,7 +261,7 @@ private:
         const std::vector<std::string>& ofList = pairs_.columns();
         const std::vector<std::string>& distances = distanceColumns();
         const auto isKnown = [&](const std::string& column) {
-            return column == firstMaskColumn || column == secondMaskColumn ||
+            return column == firstMaskColumn || column == secondMaskColumn || isMaskFileColumn(column) ||
                    std::find(ofList.begin(), ofList.end(), column) != ofList.end() ||
                    std::find(distances.begin(), distances.end(), column) != distances.end();
         };
@@ -262,7 +275,7 @@ private:
 
     /// Leaves the list's columns alone.
     /// @return  whether those that follow from the outcome are as they would be now
-    bool takeOwn(const std::string& path, ResultRecord& record) const {
+    bool takeOwn(const std::string& path, ResultRecord& record) {
         if (origin_.hue) {
             takeHue(record);
         }
@@ -279,6 +292,9 @@ private:
             if (record.outcome.compared() && !record.outcome.distances) {
                 throw Refusal("'" + path + "' holds results without distances, and this run has --distances");
             }
+        }
+        if (!maskFileColumns(pairs_.columns()).empty()) {
+            maskFiles_ = takeMaskFiles(record);
         }
         return origin_.computed ? holdsComputed(computed, record, *origin_.computed) : computed.empty();
     }
@@ -350,7 +366,11 @@ private:
         const auto writer = writeResults(file);
         for (std::size_t k = 0; k < known.size(); ++k) {
             if (known[k] != nullptr) {
-                writer->append({recordOf(pairs_.at(k), pairs_.total(), *known[k], origin_)});
+                Pair pair = pairs_.at(k);
+                const std::vector<CarriedValue> masks =
+                    maskFilesNow(pairs_.columns(), pair.carried, options_.root, options_.checksums);
+                pair.carried.insert(pair.carried.end(), masks.begin(), masks.end());
+                writer->append({recordOf(pair, pairs_.total(), *known[k], origin_)});
             }
         }
         writer->finish();
@@ -365,9 +385,11 @@ private:
     const ResultOrigin& origin_;
     const ResumeOptions& options_;
     std::size_t changed_ = 0;
+    std::size_t withoutChecksums_ = 0;
     bool upgraded_ = false;
     bool damaged_ = false;
     std::unique_ptr<PairIndex> index_;
+    std::vector<CarriedValue> maskFiles_;  ///< that the record says
 };
 
 }  // namespace

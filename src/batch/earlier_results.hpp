@@ -44,8 +44,10 @@ struct EarlierResults {
     ResultReader::Tail tail;    ///< of the output
     std::uint64_t dropped = 0;  ///< bytes at its end that are no whole record
     std::size_t changed = 0;    ///< pairs that are compared again because a photograph has changed since
-    bool upgraded = false;      ///< whether there are records of the first version, which is written no more
-    bool damaged = false;       ///< whether the end of a database could not be read, and is made again
+    std::size_t withoutChecksums =
+        0;                  ///< pairs that are compared again because checksums are asked for, and they have none
+    bool upgraded = false;  ///< whether there are records of the first version, which is written no more
+    bool damaged = false;   ///< whether the end of a database could not be read, and is made again
 
     /// Outcomes of further pairs, by their number in the list, which need not be compared again; empty or of the list's
     /// size.

@@ -4,7 +4,9 @@
 #include "photofile/decoder_remarks.hpp"
 
 #include <omp.h>
+#include <unistd.h>
 
+#include <algorithm>
 #include <cstring>
 #include <memory>
 #include <type_traits>
@@ -46,6 +48,8 @@ public:
         std::memcpy(&value, bytes.data(), sizeof value);
         return value;
     }
+    /// Any byte may come; what is not 0 is true.
+    bool flag() { return number<unsigned char>() != 0; }
     std::string text() { return std::string(next(number<std::size_t>())); }
     BinProbabilities bins() {
         BinProbabilities bins;
@@ -69,6 +73,19 @@ private:
 
     std::string_view rest_;
 };
+
+/// A descriptor of this process, under the name by which the processes that read photographs find it: they have none of
+/// its descriptors but the three standard ones.
+std::string placeForOthers(const std::string& path) {
+    for (const std::string_view folder : {"/dev/fd/", "/proc/self/fd/", "/proc/thread-self/fd/"}) {
+        const std::string_view number = std::string_view(path).substr(std::min(folder.size(), path.size()));
+        if (path.rfind(folder, 0) == 0 && !number.empty() &&
+            number.find_first_not_of("0123456789") == std::string_view::npos) {
+            return "/proc/" + std::to_string(::getpid()) + "/fd/" + std::string(number);
+        }
+    }
+    return path;
+}
 
 }  // namespace
 
@@ -106,7 +123,7 @@ PhotographAnalysis analysisFromMessage(std::string_view message) {
     facts.width = parts.number<int>();
     facts.height = parts.number<int>();
     facts.nanShares = parts.number<decltype(facts.nanShares)>();
-    const bool hasStamp = parts.number<bool>();
+    const bool hasStamp = parts.flag();
     const auto stamp = parts.number<FileStamp>();
     facts.stamp = hasStamp ? std::optional(stamp) : std::nullopt;
     facts.sha256 = parts.text();
@@ -121,7 +138,7 @@ PhotographAnalysis analysisFromMessage(std::string_view message) {
         distributions[k] = parts.bins();
         distributions.nanShares[k] = parts.number<std::decay_t<decltype(distributions.nanShares[k])>>();
     }
-    const bool hasHue = parts.number<bool>();
+    const bool hasHue = parts.flag();
     BinProbabilities hue = parts.bins();
     if (hasHue) {
         distributions.hue = std::move(hue);
@@ -155,7 +172,8 @@ IsolatedAnalyses::IsolatedAnalyses(std::uint64_t mostPixels, const AnalysisOptio
 }
 
 PhotographAnalysis IsolatedAnalyses::analyze(const std::string& path, const std::string& mask) {
-    IsolatedWorkers::Answer answer = workers_.ask(mask.empty() ? path : path + '\0' + mask);
+    const std::string place = placeForOthers(path);
+    IsolatedWorkers::Answer answer = workers_.ask(mask.empty() ? place : place + '\0' + placeForOthers(mask));
     if (answer.problem.empty()) {
         return analysisFromMessage(answer.text);
     }

@@ -4,6 +4,7 @@
 
 #include <fmt/format.h>
 
+#include <execinfo.h>
 #include <poll.h>
 #include <sys/mman.h>
 #include <sys/prctl.h>
@@ -263,6 +264,10 @@ void fork(int socket, const std::function<IsolatedWorkers::Serve()>& makeServe, 
 [[noreturn]] void startWorkers(int socket, const std::function<IsolatedWorkers::Serve()>& makeServe,
                                const WorkLimits& limits) {
     leaveSignalsToTheProgram();
+    std::set_terminate(&std::abort);  // a crash, which is told as such
+    // Threads of decoders end by unwinding; what the C library loads for it aborts the process where memory is short.
+    void* frame = nullptr;
+    ::backtrace(&frame, 1);
     closeAllBut(socket);
     Order order{};
     for (;;) {

@@ -36,10 +36,42 @@ constexpr std::size_t mostOpen = 32;
 /// Records that are kept of inputs that take turns, all together: some 30 MB. At least one each.
 constexpr std::size_t mostRecordsAhead = 32768;
 
+bool isDistance(const CarriedValue& value) {
+    const std::vector<std::string>& names = distanceColumns();
+    return std::find(names.begin(), names.end(), value.column) != names.end();
+}
+
+bool isPrediction(const CarriedValue& value) {
+    return std::find(predictionColumns.begin(), predictionColumns.end(), value.column) != predictionColumns.end();
+}
+
+/// How many carried values, the last ones, are what the run computed: distances, predictions and the hue's coefficient,
+/// in this order.
+/// @param someMayLack  where records have no absent values, as lines of JSON; a table has all columns of a kind or none
+std::size_t computedValues(const ResultRecord& record, bool someMayLack) {
+    auto value = record.carried.rbegin();
+    const auto end = record.carried.rend();
+    if (value != end && comparesHue(record) && value->column == hueColumn) {
+        ++value;
+    }
+    for (const auto& [is, all] :
+         {std::pair(&isPrediction, predictionColumns.size()), std::pair(&isDistance, distanceColumns().size())}) {
+        const auto other = std::find_if_not(value, end, *is);
+        value = someMayLack || static_cast<std::size_t>(other - value) == all ? other : value;
+    }
+    return static_cast<std::size_t>(value - record.carried.rbegin());
+}
+
+/// What a run computes is a number wherever values have kinds, whatever the list is.
+void takeForNumber(CarriedValue& value) {
+    value.kind = value.text.empty() ? CarriedValue::Kind::absent : CarriedValue::Kind::json;
+}
+
 class Input {
 public:
-    Input(std::string path, std::size_t inputs)
-        : path_(std::move(path)), reader_(openResults(path_, resultFormatOf("IN", path_))) {
+    /// @param output  in whose records computed values are numbers, unless it is a table of texts
+    Input(std::string path, std::size_t inputs, ResultFormat output)
+        : path_(std::move(path)), reader_(openResults(path_, resultFormatOf("IN", path_))), output_(output) {
         if (inputs > mostOpen) {
             block_ = std::max<std::size_t>(1, std::min<std::size_t>(1000, mostRecordsAhead / inputs));
             reader_->rest();
@@ -69,6 +101,10 @@ private:
         current_ = 0;
         for (ResultRecord next; ahead_.size() < std::max<std::size_t>(1, block_) && !ended_;) {
             if (reader_->next(next)) {
+                if (output_ != ResultFormat::csv && !reader_->knowsKinds()) {
+                    std::for_each(next.carried.end() - static_cast<std::ptrdiff_t>(computedValues(next, false)),
+                                  next.carried.end(), takeForNumber);
+                }
                 ahead_.push_back(std::move(next));
             } else {
                 ended_ = true;
@@ -85,6 +121,7 @@ private:
 
     std::string path_;
     std::unique_ptr<ResultReader> reader_;
+    ResultFormat output_;
     std::vector<ResultRecord> ahead_;
     std::size_t current_ = 0;
     std::size_t block_ = 0;  ///< records that are read at a time before the file is closed; 0: it stays open
@@ -93,11 +130,12 @@ private:
 };
 
 /// Visits the records of all inputs by ascending position.
-void forEachRecord(const std::vector<std::string>& paths, const std::function<void(const Input&)>& visit) {
+void forEachRecord(const std::vector<std::string>& paths, ResultFormat output,
+                   const std::function<void(const Input&)>& visit) {
     std::vector<Input> inputs;
     inputs.reserve(paths.size());
     for (const std::string& path : paths) {
-        inputs.emplace_back(path, paths.size());
+        inputs.emplace_back(path, paths.size(), output);
     }
     const auto later = [](const Input* a, const Input* b) { return a->record().position > b->record().position; };
     std::priority_queue<Input*, std::vector<Input*>, decltype(later)> queue(later);
@@ -127,7 +165,10 @@ public:
         const bool isTable = resultFormatOf("IN", input.path()) == ResultFormat::csv;
         allKnown_ = allKnown_ && known;
         std::size_t present = 0;
-        for (const CarriedValue& value : input.record().carried) {
+        const std::vector<CarriedValue>& carried = input.record().carried;
+        const std::size_t ofList = carried.size() - computedValues(input.record(), known);
+        for (std::size_t k = 0; k < ofList; ++k) {
+            const CarriedValue& value = carried[k];
             present += value.kind == CarriedValue::Kind::absent ? 0U : 1U;
             if (value.kind == CarriedValue::Kind::json && unlike_.empty()) {
                 unlike_ = input.path();
@@ -204,6 +245,12 @@ public:
         ids_.push_back(wideHash(record.id));
         for (const CarriedValue& value : record.carried) {
             if (known_.insert(value.column).second) {
+                if (isResultField(value.column)) {  // results of the first version have fewer fields
+                    throw Refusal(
+                        fmt::format("'{}': the list's column '{}' has the name of a field of results; "
+                                    "rename it and do the list again",
+                                    input.path(), value.column));
+                }
                 columns_.push_back(value.column);
             }
         }
@@ -320,10 +367,7 @@ void forEachOfShards(const std::vector<std::string>& paths, std::uint64_t pairs,
             record.pairs = pairs;
             std::erase_if(record.carried, [](const CarriedValue& value) { return value.column == pairsShardColumn; });
             for (CarriedValue& value : record.carried) {
-                const bool number = value.column == hueColumn ||
-                                    std::find(distanceColumns().begin(), distanceColumns().end(), value.column) !=
-                                        distanceColumns().end();
-                if (number && value.kind != CarriedValue::Kind::absent) {
+                if ((value.column == hueColumn || isDistance(value)) && value.kind != CarriedValue::Kind::absent) {
                     value.kind = output == ResultFormat::csv ? CarriedValue::Kind::text
                                  : value.text.empty()        ? CarriedValue::Kind::absent
                                                              : CarriedValue::Kind::json;
@@ -409,7 +453,7 @@ ResultMerge::ResultMerge(std::vector<std::string> inputs, const std::string& out
     }
     Checks checks;
     KindChecks kinds(resultFormatOf("OUT", output));
-    forEachRecord(inputs_, [&](const Input& input) {
+    forEachRecord(inputs_, resultFormatOf("OUT", output), [&](const Input& input) {
         checks(input);
         kinds(input);
     });
@@ -515,7 +559,7 @@ void ResultMerge::write(const std::string& output, bool overwrite) const {
             });
         }
         constexpr std::size_t blockSize = 1000;
-        forEachRecord(ofPairs_ ? std::vector<std::string>() : inputs_, [&](const Input& input) {
+        forEachRecord(ofPairs_ ? std::vector<std::string>() : inputs_, format, [&](const Input& input) {
             block.push_back(input.record());
             if (block.size() == blockSize) {
                 writer->append(block);

@@ -218,6 +218,7 @@ public:
         }
         try {
             if (!select_->step()) {
+                tail_.cutOff = kindsLost_;
                 return false;
             }
             if (select_->isNull(0) && select_->integer(1) == 0 && last_ != 0) {
@@ -232,8 +233,18 @@ public:
             return false;
         }
         try {
-            read(record);
+            if (!read(record)) {
+                if (last_ == 0) {
+                    throw DamagedDatabase("cannot read '" + path_ + "': the kinds of its values are lost");
+                }
+                tail_.cutOff = true;
+                return false;
+            }
         } catch (const NoRecord& problem) {
+            if (last_ != 0 && holdsZeros()) {
+                tail_.cutOff = true;  // of a page whose end is zeros
+                return false;
+            }
             throw Refusal(fmt::format("'{}', position {}: {}", path_, std::string(select_->text(1)), problem.what()));
         }
         last_ = record.position;
@@ -276,12 +287,30 @@ private:
         }
         knowsKinds_ = columns_.empty() || hasTable(*database_, jsonValuesTable);
         if (!columns_.empty() && knowsKinds_) {
+            openKinds();
+        }
+    }
+
+    /// Whether a text of the row has zeros, which no record has.
+    bool holdsZeros() const {
+        for (int k = 0; k < select_->columns(); ++k) {
+            if (select_->isText(k) && select_->text(k).find('\0') != std::string_view::npos) {
+                return true;
+            }
+        }
+        return false;
+    }
+
+    void openKinds() {
+        try {
             Statement any(*database_, std::string("SELECT count(*) FROM ") + jsonValuesTable);
             any.step();
             if (any.integer(0) > 0) {
                 jsonValues_ = std::make_unique<Statement>(
                     *database_, std::string("SELECT name FROM ") + jsonValuesTable + " WHERE position = ?");
             }
+        } catch (const DamagedDatabase&) {
+            kindsLost_ = true;
         }
     }
 
@@ -315,7 +344,9 @@ private:
         schema_ = static_cast<int>(version.integer(0));
     }
 
-    void read(ResultRecord& record) const {
+    /// @return  false where the table of the kinds is damaged and the record cannot be proved without it
+    /// @throws NoRecord
+    bool read(ResultRecord& record) {
         RecordAssembly assembly(record);
         int k = 0;
         std::vector<std::string> texts;
@@ -345,12 +376,40 @@ private:
             record.carried.push_back(std::move(value));
             ++k;
         }
-        if (jsonValues_ != nullptr) {
-            markJson(record);
+        try {
+            if (jsonValues_ != nullptr) {
+                markJson(record);
+            }
+            if (!kindsLost_ && schema_ != firstResultSchema) {
+                checkChecksum(record, rowChecksum(columns_, texts, kindsOf(record)), false);
+            }
+        } catch (const DamagedDatabase&) {
+            kindsLost_ = true;
+            jsonValues_.reset();
         }
-        if (schema_ != firstResultSchema) {
-            checkChecksum(record, rowChecksum(columns_, std::move(texts), kindsOf(record)), false);
+        return !kindsLost_ || (schema_ != firstResultSchema && findKinds(record, texts));
+    }
+
+    /// Finds the kinds of carried values whose table is damaged: those that the checksum proves.
+    static bool provesKinds(ResultRecord& record, const std::vector<std::string>& columns,
+                            const std::vector<std::string>& texts, std::size_t firstOfJson) {
+        for (std::size_t k = 0; k < record.carried.size(); ++k) {
+            CarriedValue& value = record.carried[k];
+            if (value.kind != CarriedValue::Kind::absent) {
+                value.kind = k >= firstOfJson && mayHaveBeenJson(value.text) ? CarriedValue::Kind::json
+                                                                             : CarriedValue::Kind::text;
+            }
         }
+        return record.checksum == checksumText(rowChecksum(columns, texts, kindsOf(record)));
+    }
+    bool findKinds(ResultRecord& record, const std::vector<std::string>& texts) const {
+        // What a run computes stands behind what a list of texts has; in other lists every value may be of another kind.
+        for (std::size_t k = 0; k <= record.carried.size(); ++k) {
+            if (provesKinds(record, columns_, texts, k)) {
+                return true;
+            }
+        }
+        return false;
     }
 
     /// As `rowTexts` gives it; another text for a number that is not rounded as it was written.
@@ -387,6 +446,7 @@ private:
     std::vector<std::string> columns_;
     std::uint64_t last_ = 0;
     bool knowsKinds_ = true;
+    bool kindsLost_ = false;  ///< whether the table of the kinds cannot be read
     bool empty_ = false;
     Tail tail_;
     int schema_ = resultSchema;

@@ -74,8 +74,10 @@ protected:
     /// Takes what is behind the last whole record for the rest of a record that was being written when the power
     /// failed, or the program: it begins as a record does, as far as it goes, and no whole record follows. Anything
     /// else is damage.
-    /// @param line  on which it begins
-    void takeTail(std::uint64_t line, const std::string& begin) {
+    /// @param line         on which it begins
+    /// @param recordBegin  how records begin; empty: so, too
+    void takeTail(std::uint64_t line, const std::string& begin, const std::string& recordBegin = {}) {
+        const std::string& wanted = recordBegin.empty() ? begin : recordBegin;
         in_.clear();
         in_.seekg(static_cast<std::streamoff>(tail_.begin));
         std::string text;
@@ -90,7 +92,7 @@ protected:
             // A whole record begins a line, or follows zeros.
             const std::uint64_t next = place + text.size() + 1;
             for (std::size_t at = first ? afterZeros(text, 0) : 0; at < text.size(); at = afterZeros(text, at)) {
-                if (text.compare(at, begin.size(), begin) == 0 &&
+                if (text.compare(at, wanted.size(), wanted) == 0 &&
                     (++candidates > mostCandidates || holdsRecordAt(place + at))) {
                     damaged(line);
                 }
@@ -214,7 +216,7 @@ public:
             // A header that was cut off: what is there is a beginning of it.
             std::string whole = csvHeader({});
             whole.back() = ',';
-            takeTail(1, whole);
+            takeTail(1, whole, csvBegin(schema_));
             return;
         }
         const auto isOf = [&](int schema) {
@@ -228,6 +230,11 @@ public:
             notResults();
         }
         columns_.assign(header.begin() + static_cast<std::ptrdiff_t>(resultFieldCount(schema_)), header.end());
+        std::vector<std::string> sorted = columns_;
+        std::sort(sorted.begin(), sorted.end());
+        if (std::adjacent_find(sorted.begin(), sorted.end()) != sorted.end()) {
+            damaged(1, "a column stands there twice");  // the header has lost its end
+        }
         tail_.begin = csv_.end();
     }
 
@@ -248,8 +255,11 @@ public:
                 return true;
             }
         } catch (const NoRecord& problem) {
-            if (!problem.broken()) {
+            if (!problem.broken() && !hasZeros(row_)) {
                 damaged(csv_.line(), problem.what());
+            }
+            if (isWhole(row_)) {
+                damaged(1, "the columns are not those of the records");
             }
         } catch (const CsvProblem&) {
             // Garbage at the end, perhaps.
@@ -261,19 +271,23 @@ public:
     bool knowsKinds() const override { return false; }
 
 private:
+    static bool hasZeros(const std::vector<std::string>& row) {
+        return std::any_of(row.begin(), row.end(),
+                           [](const std::string& text) { return text.find('\0') != std::string::npos; });
+    }
+
+    /// Whether a row has all fields of a record: of how many columns there are, a damaged header says something else.
+    bool isWhole(const std::vector<std::string>& row) const {
+        return row.size() >= resultFieldCount(schema_) && row.front() == std::to_string(schema_) && !hasZeros(row);
+    }
+
     bool holdsRecordAt(std::uint64_t place) override {
         in_.clear();
         in_.seekg(static_cast<std::streamoff>(place));
         CsvReader csv(in_, ',');
         std::vector<std::string> row;
         try {
-            if (!csv.next(row) || !csv.terminated()) {
-                return false;
-            }
-            parseCsvRecord(row, columns_, schema_);
-            return true;
-        } catch (const NoRecord&) {
-            return false;
+            return csv.next(row) && csv.terminated() && !csv.quoteOpen() && isWhole(row);
         } catch (const CsvProblem&) {
             return false;
         }

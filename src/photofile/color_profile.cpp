@@ -135,7 +135,7 @@ std::string descriptionOf(cmsHPROFILE profile) {
     return description.empty() ? "without a name" : description;
 }
 
-bool isDevice(cmsProfileClassSignature kind) {
+bool isDevice(std::uint32_t kind) {
     return kind == cmsSigInputClass || kind == cmsSigDisplayClass || kind == cmsSigOutputClass ||
            kind == cmsSigColorSpaceClass;
 }
@@ -308,10 +308,11 @@ ColorProfile::Shared ColorProfile::ofIcc(std::vector<unsigned char> icc) {
     }
     result->description_ = descriptionOf(engine.profile.get());
     const std::string name = " '" + result->description_ + "'";
-    if (!isDevice(::cmsGetDeviceClass(engine.profile.get()))) {
+    // Any number may stand in the header: they are not taken for values of the library's enumerations.
+    if (!isDevice(bigNumber(icc, 12))) {
         throw ProfileProblem(name + " is not one of a device or a colour space");
     }
-    const cmsColorSpaceSignature space = ::cmsGetColorSpace(engine.profile.get());
+    const std::uint32_t space = bigNumber(icc, 16);
     if (space != cmsSigRgbData && space != cmsSigGrayData) {
         throw ProfileProblem(name + (space == cmsSigCmykData ? " is one of CMYK" : " is not one of R, G, B or grey"));
     }

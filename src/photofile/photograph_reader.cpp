@@ -334,7 +334,7 @@ std::string lostWithAlpha(const std::string& path, const ImageHeader& header) {
 template <typename LinesOf>
 PhotographRead readCollecting(const std::string& name, PhotographValues values, std::uint64_t mostPixels,
                               ColorReading* colors, bool tellsOfAlpha, LinesOf linesOf, cv::Mat room = {},
-                              RowReceiver* rows = nullptr) {
+                              RowReceiver* rows = nullptr, bool* lacksModule = nullptr) {
     const std::string path = placeOfInput(name);
     PhotographRead result;
     Inspected found;
@@ -392,6 +392,9 @@ PhotographRead readCollecting(const std::string& name, PhotographValues values, 
             throw machineFailure(path, problem.errorNumber());
         }
         result.problem = std::string(": ") + problem.what();
+        if (lacksModule != nullptr) {
+            *lacksModule = true;
+        }
         return result;
     }
     if (!result.isRead()) {
@@ -461,9 +464,15 @@ std::pair<PhotographRead, PhotographRead> readPhotographPair(const std::string& 
 
 PhotographRead readPhotographAmongOthers(const std::string& path, PhotographValues values, std::uint64_t mostPixels,
                                          ColorReading* colors, cv::Mat room, RowReceiver* rows) {
-    return readCollecting(
+    bool lacksModule = false;
+    PhotographRead read = readCollecting(
         path, values, mostPixels, colors, true, [](const RemarkCollector& collector) { return collector.lines(); },
-        std::move(room), rows);
+        std::move(room), rows, &lacksModule);
+    if (lacksModule) {
+        // The photograph is not to blame: it is read once the module is there.
+        throw MachineFailure("cannot read '" + path + "'" + read.problem, ENOPKG);
+    }
+    return read;
 }
 
 }  // namespace likeness

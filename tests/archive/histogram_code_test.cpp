@@ -6,6 +6,9 @@
 
 #include <gtest/gtest.h>
 
+#include <cstring>
+#include <limits>
+
 namespace likeness::testing {
 namespace {
 
@@ -93,6 +96,18 @@ TEST(HistogramCode, RefusesDamageAndNeverReadsBeyondIt) {
             decodedHistograms(damaged, 30000);
         } catch (const archive::HistogramDamage&) {
         }
+    }
+}
+
+TEST(HistogramCode, RefusesAShareOfBlackThatIsNone) {
+    AppearanceDistributions distributions = madeDistributions(7, 200, 150);
+    distributions.blackShare = 0.25;
+    const std::string bytes = encodedHistograms(distributions, 30000);
+    EXPECT_EQ(decodedHistograms(bytes, 30000).blackShare, 0.25);
+    for (const double share : {std::numeric_limits<double>::quiet_NaN(), -0.25, 0.0, 1.5}) {
+        std::string damaged = bytes;
+        std::memcpy(damaged.data() + 1, &share, sizeof share);  // behind the flags
+        EXPECT_THROW(decodedHistograms(damaged, 30000), archive::HistogramDamage) << share;
     }
 }
 

@@ -1,6 +1,7 @@
 // Records prove themselves: what has changed in a results file is noticed, whatever its form.
 #include "batch/csv.hpp"
 #include "batch/result_examples.hpp"
+#include "batch/result_merge.hpp"
 #include "batch/result_store.hpp"
 #include "batch/result_text.hpp"
 #include "files/crc32c.hpp"
@@ -83,6 +84,34 @@ INSTANTIATE_TEST_SUITE_P(Formats, ResultChecksums, ::testing::Values("jsonl", "c
 std::string withFlippedBit(std::string text, std::size_t bit) {
     text[bit / 8] = static_cast<char>(text[bit / 8] ^ (1 << bit % 8));
     return text;
+}
+
+TEST(ResultChecksum, ADamagedHeaderIsNoCutOffRecord) {
+    const ScratchDirectory scratch;
+    const std::vector<std::string> columns = {"bright", "note", "iso"};
+    for (const std::uint64_t records : {1U, 3U}) {
+        std::string whole = csvHeader(columns);
+        const std::size_t begin = csvHeader({}).size();
+        const std::size_t end = whole.size();
+        for (std::uint64_t k = 1; k <= records; ++k) {
+            whole += csvLine(exampleRecord(k), columns);
+        }
+        for (std::size_t bit = 8 * (begin - 1); bit < 8 * end; ++bit) {
+            std::ofstream("r.csv", std::ios::binary) << withFlippedBit(whole, bit);
+            EXPECT_EQ(meaningOf("r.csv"), "refused")
+                << "bit " << bit % 8 << " of '" << whole[bit / 8] << "' with " << records;
+        }
+    }
+}
+
+TEST(ResultChecksum, ARecordOfZerosIsACutOffOne) {
+    const ScratchDirectory scratch;
+    const std::string first = csvHeader({}) + csvLine(exampleRecord(1), {});
+    std::ofstream("r.csv", std::ios::binary) << first << std::string(700, '\0') << '\n';
+    EXPECT_EQ(meaningOf("r.csv"), "cut off");
+    std::ofstream("r.csv", std::ios::binary) << first << std::string(700, '\0') << '\n'
+                                             << csvLine(exampleRecord(3), {});
+    EXPECT_EQ(meaningOf("r.csv"), "refused");
 }
 
 TEST(ResultChecksum, OfALineNoticesEveryBit) {
@@ -175,6 +204,23 @@ TEST(FirstVersion, IsReadInEveryForm) {
     // A record of one version does not stand in a table of the other.
     std::ofstream("r.csv") << csvHeader({"note"}) << csvLine(exampleRecord(1), {"note"}) << oldRow;
     EXPECT_EQ(meaningOf("r.csv"), "refused");
+}
+
+/// Its lists could have columns that are fields by now: what is written would say two things by one name.
+TEST(FirstVersion, IsNotMergedWhereAColumnHasTheNameOfAField) {
+    const ScratchDirectory scratch;
+    std::string line = oldJson;
+    line.replace(line.find("\"note\""), 6, "\"checksum\"");
+    std::ofstream("r.jsonl") << line;
+    try {
+        const ResultMerge merge({"r.jsonl"}, "merged.jsonl");
+        FAIL() << "merged";
+    } catch (const Refusal& refusal) {
+        EXPECT_EQ(
+            std::string(refusal.what()),
+            "'r.jsonl': the list's column 'checksum' has the name of a field of results; rename it and do the list "
+            "again");
+    }
 }
 
 }  // namespace

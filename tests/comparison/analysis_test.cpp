@@ -2,6 +2,7 @@
 
 #include <likeness/color/unit_image.hpp>
 #include <likeness/comparison/photograph_comparison.hpp>
+#include "support/distribution_matchers.hpp"
 #include "support/mat_matchers.hpp"
 #include "support/quiet_call.hpp"
 #include "support/test_images.hpp"
@@ -20,12 +21,7 @@
 namespace likeness {
 namespace {
 
-void expectEqual(const AppearanceDistributions& actual, const AppearanceDistributions& expected) {
-    for (std::size_t k = 0; k < correlateNames.size(); ++k) {
-        EXPECT_EQ(actual[k], expected[k]) << correlateNames[k].name;
-        EXPECT_EQ(actual.nanShares[k], expected.nanShares[k]) << correlateNames[k].name;
-    }
-}
+using testing::expectEqual;
 
 void expectEqual(const LikenessCoefficients& actual, const LikenessCoefficients& expected) {
     for (std::size_t k = 0; k < correlateNames.size(); ++k) {

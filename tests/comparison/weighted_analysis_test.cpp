@@ -3,6 +3,7 @@
 #include <likeness/color/unit_image.hpp>
 #include <likeness/comparison/analysis.hpp>
 #include "comparison/weighted_colors.hpp"
+#include "support/distribution_matchers.hpp"
 #include "support/test_images.hpp"
 
 #include <gtest/gtest.h>
@@ -19,14 +20,7 @@
 namespace likeness {
 namespace {
 
-void expectEqual(const AppearanceDistributions& actual, const AppearanceDistributions& expected) {
-    for (std::size_t k = 0; k < correlateNames.size(); ++k) {
-        EXPECT_EQ(actual[k], expected[k]) << correlateNames[k].name;
-        EXPECT_EQ(actual.nanShares[k], expected.nanShares[k]) << correlateNames[k].name;
-    }
-    EXPECT_EQ(actual.hue, expected.hue);
-    EXPECT_EQ(actual.blackShare, expected.blackShare);
-}
+using testing::expectEqual;
 
 cv::Mat randomMask(cv::Size size, std::uint64_t seed, bool binary) {
     std::mt19937_64 random(seed);

@@ -927,6 +927,138 @@ TEST_F(DarkroomBatch, ChecksumsNoticeWhatSizeAndTimeDoNot) {
     EXPECT_EQ(resultOf({list, "--checksums", "--isolate", "no"}, "plain.csv", 0), bytesOf("r.csv"));
 }
 
+TEST_F(DarkroomBatch, RecordsWithoutChecksumsAreNotSaidToHaveChanged) {
+    const std::string list = saveList(4);
+    resultOf({list}, "r.csv", 0);
+    const Outcome outcome = darkroom({"batch", list, "--resume", "--checksums", "-o", "r.csv"});
+    EXPECT_EQ(outcome.status, 0);
+    EXPECT_EQ(outcome.err.find("changed"), std::string::npos) << outcome.err;
+    EXPECT_NE(outcome.err.find("4 pairs are recorded without checksums of the photographs; they are compared again for "
+                               "--checksums"),
+              std::string::npos)
+        << outcome.err;
+    EXPECT_EQ(bytesOf("r.csv"), resultOf({list, "--checksums"}, "fresh.csv", 0));
+    EXPECT_EQ(darkroom({"batch", list, "--resume", "--checksums", "-o", "r.csv"}).err.find("compared again"),
+              std::string::npos);
+}
+
+TEST_F(DarkroomBatch, AMissingModuleIsNoFaultOfThePhotograph) {
+    cv::imwrite(input("photos/a.webp"), cv::imread(photograph(0)));
+    const std::string list = saveText("webp.csv", "first,second\n" + photograph(0) + ',' + photograph(1) + '\n' +
+                                                      input("photos/a.webp") + ',' + photograph(1) + '\n');
+    const Outcome outcome = run(
+        {"/usr/bin/env", "LIKENESS_MODULES=/nowhere", LIKENESS_DARKROOM, "batch", list, "--jobs", "1", "-o", "r.csv"},
+        folder());
+    EXPECT_EQ(outcome.status, 2) << outcome.err;
+    EXPECT_NE(outcome.err.find("cannot read '" + input("photos/a.webp") +
+                               "': the module likeness_imgcodecs.so cannot be "
+                               "loaded"),
+              std::string::npos)
+        << outcome.err;
+    EXPECT_NE(outcome.err.find("1 of 2 pairs recorded, --resume goes on from there"), std::string::npos) << outcome.err;
+    EXPECT_EQ(resultOf({list, "--resume"}, "r.csv", 0), resultOf({list}, "fresh.csv", 0));
+}
+
+TEST_F(DarkroomBatch, ReadsWhatADescriptorLeadsTo) {
+    const std::string list = saveText("descriptors.csv", "id,first,second\nx,/dev/fd/7," + photograph(1) + '\n');
+    const std::string call = std::string("'") + LIKENESS_DARKROOM + "' batch '" + list + "' --quiet -o r.csv";
+    EXPECT_EQ(run({"/bin/sh", "-c", "exec 7<'" + photograph(0) + "'; " + call}, folder()).status, 0);
+    const std::string plain = saveText("plain.csv", "id,first,second\nx," + photograph(0) + ',' + photograph(1) + '\n');
+    resultOf({plain}, "plain.csv", 0);
+    const auto one = openResults(output("r.csv"), ResultFormat::csv);
+    const auto other = openResults(output("plain.csv"), ResultFormat::csv);
+    ResultRecord a;
+    ResultRecord b;
+    ASSERT_TRUE(one->next(a) && other->next(b));
+    EXPECT_EQ(a.outcome.coefficients, b.outcome.coefficients);
+    fs::remove(output("r.csv"));
+    EXPECT_EQ(run({"/bin/sh", "-c", "cat '" + photograph(0) + "' | ( exec 7<&0; " + call + " )"}, folder()).status, 1);
+    EXPECT_NE(bytesOf("r.csv").find("cannot read '/dev/fd/7': it is not a regular file"), std::string::npos)
+        << bytesOf("r.csv");
+}
+
+TEST_F(DarkroomBatch, NoticesAMaskThatHasChanged) {
+    cv::Mat mask(100, 150, CV_8UC1, cv::Scalar(255));
+    mask.colRange(0, 40).setTo(0);
+    ASSERT_TRUE(cv::imwrite(input("m.png"), mask));
+    const std::string list =
+        saveText("masks.csv", "id,first,second,first_mask\na," + photograph(0) + ',' + photograph(1) + ',' +
+                                  input("m.png") + "\nb," + photograph(1) + ',' + photograph(2) + ",\n");
+    for (const std::string name : {"r.csv", "r.jsonl", "r.db"}) {
+        for (const bool checksums : {false, true}) {
+            std::vector<std::string> options = {list};
+            if (checksums) {
+                options.emplace_back("--checksums");
+            }
+            std::vector<std::string> goingOn = options;
+            goingOn.emplace_back("--resume");
+            mask.colRange(0, 40).setTo(0);
+            ASSERT_TRUE(cv::imwrite(input("m.png"), mask));
+            const std::string before = resultOf(options, name, 0);
+            EXPECT_EQ(resultOf(goingOn, name, 0), before);
+            const auto time = fs::last_write_time(input("m.png"));
+            mask.colRange(0, 40).setTo(255);
+            ASSERT_TRUE(cv::imwrite(input("m.png"), mask));
+            if (checksums) {
+                fs::last_write_time(input("m.png"), time);
+            }
+            std::vector<std::string> loud = goingOn;
+            loud.insert(loud.begin(), "batch");
+            loud.insert(loud.end(), {"-o", name});
+            const Outcome outcome = darkroom(loud);
+            EXPECT_NE(outcome.err.find("photographs of 1 recorded pair have changed since; they are compared again"),
+                      std::string::npos)
+                << outcome.err;
+            EXPECT_NE(resultOf(goingOn, name, 0), before);
+            EXPECT_EQ(resultOf(goingOn, name, 0), resultOf(options, "fresh-" + name, 0)) << name;
+            EXPECT_EQ(darkroom({"verify", list, name}).status, 0);
+            fs::remove(output(name));
+            fs::remove(output("fresh-" + name));
+        }
+    }
+}
+
+TEST_F(DarkroomBatch, PartsOfAnyFormatMergeToNumbers) {
+    const std::string list = saveList(10);
+    const std::vector<std::string> options = {"--hue", "--distances"};
+    for (const std::string format : {"csv", "jsonl", "db"}) {
+        std::vector<std::string> arguments = {list};
+        arguments.insert(arguments.end(), options.begin(), options.end());
+        resultOf(arguments, "whole." + format, 1);
+        for (const std::string part : {"1", "2"}) {
+            std::vector<std::string> ofPart = {"batch"};
+            ofPart.insert(ofPart.end(), arguments.begin(), arguments.end());
+            ofPart.insert(ofPart.end(), {"--shard", part + "/2", "-o", part + '.' + format});
+            EXPECT_LE(darkroom(ofPart).status, 1);
+        }
+    }
+    for (const std::string from : {"csv", "jsonl", "db"}) {
+        for (const std::string with : {"csv", "jsonl"}) {
+            for (const std::string to : {"csv", "jsonl"}) {
+                const Outcome outcome = darkroom({"merge", "m." + to, "1." + from, "2." + with, "--overwrite"});
+                EXPECT_EQ(outcome.status, 0) << outcome.err;
+                EXPECT_EQ(bytesOf("m." + to), bytesOf("whole." + to)) << from << ' ' << with;
+            }
+        }
+    }
+}
+
+TEST_F(DarkroomBatch, ResumeRepairsTheEndOfADatabaseWithNumbersInFurtherColumns) {
+    const std::string list = saveList(60);
+    const std::vector<std::string> options = {list, "--hue", "--distances"};
+    std::vector<std::string> goingOn = options;
+    goingOn.emplace_back("--resume");
+    const std::string expected = resultOf(options, "r.db", 1);
+    const std::string whole = contentOf(output("r.db"));
+    for (std::size_t lost = 1; lost < whole.size() / 3; lost += whole.size() / 16) {
+        for (const bool zeros : {false, true}) {
+            std::ofstream(output("r.db"), std::ios::binary)
+                << whole.substr(0, whole.size() - lost) << (zeros ? std::string(lost, '\0') : std::string());
+            EXPECT_EQ(resultOf(goingOn, "r.db", 1), expected) << lost << ' ' << zeros;
+        }
+    }
+}
+
 TEST_F(DarkroomBatch, ResumeRepairsTheEndOfADatabase) {
     const std::string list = saveList(200);
     const std::string expected = resultOf({list}, "r.db", 1);

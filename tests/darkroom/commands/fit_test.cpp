@@ -152,6 +152,17 @@ TEST_F(Fit, APredictionIsThatOfTheFit) {
         << refused.err;
 }
 
+TEST_F(Fit, AModelOfTheFiveServesWithTheHueToo) {
+    expectDone({"fit", "results.csv", "--scores", scores_, "--score", "mos", "--direction", "higher-better", "--form",
+                "ridge", "-o", "model.json", "--quiet"});
+    const std::vector<std::string> call = {"compare",   input("s1.png"), input("1-2.png"),
+                                           "--predict", "model.json",    "--json"};
+    std::vector<std::string> withHue = call;
+    withHue.emplace_back("--hue");
+    EXPECT_EQ(Json::parse(expectDone(withHue).out)["prediction"], Json::parse(expectDone(call).out)["prediction"]);
+    EXPECT_EQ(darkroom({"batch", list_, "-o", "hue.csv", "--predict", "model.json", "--hue", "--quiet"}).status, 0);
+}
+
 TEST_F(Fit, ABatchRecordsPredictionsWhereTheyAreAskedFor) {
     expectDone({"fit", "results.csv", "--scores", scores_, "--score", "mos", "--direction", "higher-better", "--form",
                 "logistic5", "-o", "model.json", "--predictions", "p.csv", "--quiet"});

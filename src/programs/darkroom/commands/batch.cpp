@@ -3,6 +3,7 @@
 #include "archive/photograph_index.hpp"
 #include "batch/batch_run.hpp"
 #include "batch/distance_columns.hpp"
+#include "batch/mask_files.hpp"
 #include "batch/parameters.hpp"
 #include "batch/stop_signals.hpp"
 #include "commands/subcommands.hpp"
@@ -322,6 +323,13 @@ ExitStatus runBatch(const Console& console, const Options& options) {
     ResultFile file = checkedOutput(console, options);
     const PairList pairs = pairsAsked(console, options);
     file.columns = pairs.columns();
+    for (const std::string& name : maskFileColumns(pairs.columns())) {
+        if (std::find(file.columns.begin(), file.columns.end(), name) != file.columns.end()) {
+            throw Refusal("--output: the list has a column '" + name +
+                          "', which says in the results which file a mask is");
+        }
+        file.columns.push_back(name);
+    }
     if (options.distances) {
         for (const std::string& name : distanceColumns()) {
             if (std::find(file.columns.begin(), file.columns.end(), name) != file.columns.end()) {

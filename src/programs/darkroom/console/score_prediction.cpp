@@ -2,6 +2,7 @@
 
 #include <likeness/version.hpp>
 #include "batch/parameters.hpp"
+#include "batch/result_record.hpp"
 #include "console/option_checks.hpp"
 #include "files/refusal.hpp"
 #include "scores/score_model_file.hpp"
@@ -67,7 +68,12 @@ ScorePredictor::ScorePredictor(const std::string& path, const AnalysisOptions& a
                                const std::function<void(const std::string&)>& warn)
     : path_(path), stored_(readScoreModel("--predict", path)) {
     const std::string own = parameterFingerprint(analysis, profiles);
-    if (stored_.parameters != own) {
+    // The five coefficients are the same with the hue's and without it.
+    AnalysisOptions withoutHue = analysis;
+    withoutHue.hue.reset();
+    const auto& features = stored_.model.features;
+    const bool usesHue = std::find(features.begin(), features.end(), hueColumn) != features.end();
+    if (stored_.parameters != own && (usesHue || stored_.parameters != parameterFingerprint(withoutHue, profiles))) {
         throw Refusal("--predict: '" + path + "' was fitted to comparisons of the parameters " +
                       (stored_.parameters.empty() ? "that it does not name" : stored_.parameters) +
                       ", and those of this one are " + own +
