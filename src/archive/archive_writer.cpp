@@ -169,14 +169,12 @@ void ArchiveUnion::select(const std::function<bool(std::size_t k)>& keep) {
 }
 
 ArchiveEntries ArchiveUnion::entries() const {
-    return {places_.size(), [this](std::size_t k) {
-                // What was read a while ago is not needed in memory any more.
-                constexpr std::size_t aWhile = std::size_t{1} << 16;
-                if (k % aWhile == 0) {
+    return {places_.size(), [this, asked = std::size_t{0}](std::size_t k) mutable {
+                // They may be asked for here and there: the system maps what stands around each.
+                constexpr std::size_t aWhile = 1024;
+                if (++asked % aWhile == 0) {
                     for (const ArchiveFile* archive : archives_) {
-                        for (std::size_t b = 0; b < archive->blocks(); ++b) {
-                            archive->forget(b);
-                        }
+                        archive->forgetIfLarge();
                     }
                 }
                 return archiveOf(k).storedEntry(entryOf(k));

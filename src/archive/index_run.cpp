@@ -256,6 +256,12 @@ void IndexRun::analyse(ArchiveWriter& writer, unsigned jobs) {
         }
         written = Clock::now();
     };
+    const auto tellRecorded = [&] {
+        if (events_.recorded && done_ > toldDone) {
+            toldDone = done_;
+            events_.recorded(paths_.size() - missing_.size() + done_, paths_.size());
+        }
+    };
     try {
         while (pool.take(ready, pace)) {
             if (const unsigned workers = pool.workers(); workers < workersTold) {
@@ -272,10 +278,7 @@ void IndexRun::analyse(ArchiveWriter& writer, unsigned jobs) {
             if (gathered.size() >= worthABlock || Clock::now() - written > 5 * pace) {
                 write();
             }
-            if (events_.recorded && done_ > toldDone) {
-                toldDone = done_;
-                events_.recorded(paths_.size() - missing_.size() + done_, paths_.size());
-            }
+            tellRecorded();
             if (stops()) {
                 pool.stop();
             }
@@ -290,6 +293,7 @@ void IndexRun::analyse(ArchiveWriter& writer, unsigned jobs) {
         throw;
     }
     write();
+    tellRecorded();
 }
 
 void IndexRun::finish(IndexEnd& end) {
