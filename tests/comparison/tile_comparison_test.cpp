@@ -262,13 +262,13 @@ TEST(TileComparison, IntervalsHoldThePopulation) {
 
 TEST(TileComparison, RefusesIntervalsThatWouldTakeAllMemory) {
     TileOptions options;
-    options.layout.count = {800, 800};
+    options.layout.count = {1000, 1000};
     options.interval = IntervalOptions();
-    cv::Mat noise(800, 800, CV_8UC3);
+    cv::Mat noise(1000, 1000, CV_8UC3);
     cv::randu(noise, 0, 256);
     try {
         compareTiles(noise, noise, options);
-        FAIL() << "640000 histograms";
+        FAIL() << "a million histograms";
     } catch (const std::invalid_argument& refusal) {
         EXPECT_NE(std::string(refusal.what()).find("more than 1 GiB"), std::string::npos) << refusal.what();
     }

@@ -34,14 +34,16 @@ fi
 (cd "$source/include/likeness" && find . -type f | sort) >public-headers
 cmp installed-headers public-headers || fail "the installed headers are not the public ones"
 
+# With the program darkroom there is the module of archives, too.
 build_and_run() { # NAME CMAKE-OPTION...
-    local name=$1
+    local name=$1 archives=(without-archives)
+    [ "$name" != installed ] || [ ! -x "$build/bin/darkroom" ] || archives=()
     shift
     cmake -G Ninja -S "$source/tests/consumer" -B "$scratch/$name" -DCMAKE_BUILD_TYPE=Release "$@" >"$scratch/$name.log"
     cmake --build "$scratch/$name" >>"$scratch/$name.log" || { cat "$scratch/$name.log" && exit 1; }
     "$scratch/$name/consumer"
     "$scratch/$name/own_headers" || fail "$name: own_headers failed"
-    "$scratch/$name/one_statement" || fail "$name: one_statement failed"
+    "$scratch/$name/one_statement" "${archives[@]}" || fail "$name: one_statement failed"
     "$scratch/$name/late_module" || fail "$name: late_module failed"
 }
 build_and_run installed "-DCMAKE_PREFIX_PATH=$scratch/stage"

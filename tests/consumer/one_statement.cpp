@@ -30,7 +30,8 @@ cv::Mat made(std::uint64_t seed) {
 
 }  // namespace
 
-int main() {
+/// @param arguments  one where the library has no module of archives
+int main(int arguments, char**) {
     const cv::Mat photo = made(1);
     const cv::Mat like = made(2);
     const cv::Mat& palette = like;
@@ -46,6 +47,16 @@ int main() {
     {
         TileComparison tiles = compareTiles(first, second);
         check(tiles.tiles.size() == 64 && tiles.tiles[9].first == cv::Rect(8, 6, 8, 6), "compareTiles");
+    }
+    if (arguments == 1) {
+        ArchivedPhotograph archived;
+        archived.path = "photo";
+        archived.width = photo.cols;
+        archived.height = photo.rows;
+        archived.distributions = analyze(photo).distributions();
+        writeArchive("photos.likeness", {archived});
+        std::vector<ArchiveHit> hits = Archive("photos.likeness").nearest(photo);
+        check(hits.size() == 1 && hits[0].score > 0.999, "nearest");
     }
     {
         AppearanceMaps maps = appearanceMaps(photo);

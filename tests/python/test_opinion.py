@@ -50,18 +50,18 @@ def test_a_fit_finds_the_truth_and_predicts(report: tuple[pathlib.Path, pathlib.
     assert json.loads((tmp_path / "model.json").read_text()) == model.document
 
 
-def test_what_is_assumed_is_a_warning(report: tuple[pathlib.Path, pathlib.Path]) -> None:
+def test_a_table_does_not_tell_the_direction(report: tuple[pathlib.Path, pathlib.Path]) -> None:
     results, scores = report
-    with pytest.warns(likeness.FitWarning, match="higher-better"):
+    with pytest.raises(ValueError, match="direction: higher-better or lower-better is wanted"):
         likeness.fit(results, scores, score="mos")
 
 
 def test_what_cannot_be_is_a_value_error(report: tuple[pathlib.Path, pathlib.Path]) -> None:
     results, scores = report
     with pytest.raises(ValueError, match="no column 'score'"):
-        likeness.fit(results, scores)
+        likeness.fit(results, scores, direction="higher-better")
     with pytest.raises(ValueError, match="form: 'cubic'"):
-        likeness.fit(results, scores, score="mos", form="cubic")
+        likeness.fit(results, scores, score="mos", direction="higher-better", form="cubic")
     with pytest.raises(ValueError, match="scores or dataset"):
         likeness.fit(results)
     model = likeness.fit(results, scores, score="mos", direction="higher-better", group="scene")
