@@ -7,6 +7,7 @@
 #include <memory>
 #include <stdexcept>
 #include <string>
+#include <utility>
 #include <vector>
 
 namespace CLI {
@@ -18,6 +19,9 @@ namespace likeness::darkroom {
 
 /// Whether an option takes a value: the function returns what is wrong with a text, or nothing. It may change the text.
 struct OptionCheck {
+    OptionCheck(std::function<std::string(std::string& text)> problem, std::string choices)
+        : problemOf(std::move(problem)), words(std::move(choices)) {}
+
     std::function<std::string(std::string& text)> problemOf;
     std::string words;  ///< to choose from, such as "{csv,tsv}", for the help; may be empty
 
