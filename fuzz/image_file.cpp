@@ -1,6 +1,7 @@
 #include "image_file.hpp"
 
 #include "codecs/image_codecs.hpp"
+#include "files/left_descriptors.hpp"
 #include "harness.hpp"
 #include "photofile/decoder_remarks.hpp"
 #include "photofile/file_description.hpp"
@@ -95,6 +96,7 @@ void readAsPhotograph(const std::uint8_t* data, std::size_t size, const std::str
     require(sorter != nullptr, "remarks are sorted");
     const std::string path = scratchPath("photograph" + extension);
     writeFile(path, textOf(data, size));
+    closeDescriptorsOf(path);  // that the last one left
 
     const PhotographRead photograph = readOnce(path, PhotographValues::stored, true);
     require(photograph.isRead() != !photograph.problem.empty(), "there are pixels, or a problem");

@@ -381,6 +381,10 @@ ArchivedPhotograph ArchiveFile::photograph(std::size_t entry) const {
             result.remarks.push_back(std::move(text));
         }
     }
+    if (result.analysed() != analysed(entry)) {
+        throw ArchiveDamage(named(blocks_[block]) + ": entry " + std::to_string(entry + 1) +
+                            " has a problem and an appearance, or neither");
+    }
     return result;
 }
 

@@ -1,5 +1,6 @@
 #include "batch/isolated_analysis.hpp"
 
+#include "files/left_descriptors.hpp"
 #include "files/refusal.hpp"
 #include "photofile/decoder_remarks.hpp"
 
@@ -164,8 +165,10 @@ IsolatedAnalyses::IsolatedAnalyses(std::uint64_t mostPixels, const AnalysisOptio
                   const std::size_t end = request.find('\0');  // what no path holds
                   const std::string path(request.substr(0, end));
                   const std::string mask(end == std::string_view::npos ? "" : request.substr(end + 1));
-                  return analysisMessage(
+                  std::string message = analysisMessage(
                       analyzePhotograph(path, *tables, mostPixels, options, withMask(profiles, mask)));
+                  closeDescriptorsOf(path);
+                  return message;
               };
           },
           limits) {

@@ -2,12 +2,15 @@
 
 #include "batch/isolated_analysis.hpp"
 #include "files/refusal.hpp"
+#include "support/scratch_directory.hpp"
 
 #include <gtest/gtest.h>
 
+#include <sys/resource.h>
 #include <unistd.h>
 #include <chrono>
 #include <csignal>
+#include <fstream>
 #include <set>
 #include <stdexcept>
 #include <thread>
@@ -89,6 +92,24 @@ TEST(IsolatedWorkers, LimitMemory) {
     EXPECT_EQ(workers.ask("50").text, std::to_string(50 << 20));
     EXPECT_EQ(workers.ask("200").problem, ": reading it takes more than 100 MiB of memory; --file-memory allows more");
     EXPECT_EQ(workers.ask("50").text, std::to_string(50 << 20));
+}
+
+TEST(IsolatedAnalyses, KeepNoDescriptorsOfDamagedFiles) {
+    const ScratchDirectory folder;
+    std::ofstream("a.hdr") << "#?RADIANCE\n\n-Y 2 +X 2\n";  // without its FORMAT
+    rlimit limit{};
+    ASSERT_EQ(::getrlimit(RLIMIT_NOFILE, &limit), 0);
+    const rlimit few{40, limit.rlim_max};
+    ASSERT_EQ(::setrlimit(RLIMIT_NOFILE, &few), 0);
+    {
+        IsolatedAnalyses analyses(1000, {}, {}, {300, 0});
+        for (int k = 0; k < 60; ++k) {
+            EXPECT_EQ(analyses.analyze("a.hdr", "").problem,
+                      ": it begins as Radiance, but its content cannot be decoded")
+                << k;
+        }
+    }
+    ASSERT_EQ(::setrlimit(RLIMIT_NOFILE, &limit), 0);
 }
 
 TEST(AnalysisMessage, KeepsEveryBit) {
