@@ -165,8 +165,8 @@ IsolatedAnalyses::IsolatedAnalyses(std::uint64_t mostPixels, const AnalysisOptio
                   const std::size_t end = request.find('\0');  // what no path holds
                   const std::string path(request.substr(0, end));
                   const std::string mask(end == std::string_view::npos ? "" : request.substr(end + 1));
-                  std::string message = analysisMessage(
-                      analyzePhotograph(path, *tables, mostPixels, options, withMask(profiles, mask)));
+                  std::string message =
+                      analysisMessage(analyzePhotograph(path, *tables, mostPixels, options, withMask(profiles, mask)));
                   closeDescriptorsOf(path);
                   return message;
               };

@@ -30,7 +30,8 @@ protected:
         writeMade("b", photographs);
     }
 
-    static std::vector<ArchivePair> byForce(const ArchiveFile& first, const ArchiveFile& second, const PairSearch& search) {
+    static std::vector<ArchivePair> byForce(const ArchiveFile& first, const ArchiveFile& second,
+                                            const PairSearch& search) {
         std::vector<ArchivePair> pairs;
         std::vector<AppearanceDistributions> all;
         for (std::size_t j = 0; j < second.size(); ++j) {
