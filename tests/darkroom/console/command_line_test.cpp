@@ -18,7 +18,7 @@ namespace {
 
 using darkroom::CommandLine;
 
-std::vector<const darkroom::OptionParser*> allParsers(const CommandLine& commandLine) {
+std::vector<const darkroom::OptionParser*> allParsers(CommandLine& commandLine) {
     std::vector<const darkroom::OptionParser*> parsers = {&commandLine.parser()};
     for (const darkroom::OptionParser* const app : commandLine.parser().subcommands()) {
         parsers.push_back(app);
@@ -61,7 +61,7 @@ std::set<std::string> optionsShown(const std::string& help) {
 using DarkroomHelp = DarkroomProgram;
 
 TEST_F(DarkroomHelp, ShowsEveryOptionThatIsParsedAndNoOther) {
-    const CommandLine commandLine(darkroom::subcommands());
+    CommandLine commandLine(darkroom::subcommands());
     for (const darkroom::OptionParser* const app : allParsers(commandLine)) {
         const bool top = app == &commandLine.parser();
         const Outcome outcome =
@@ -85,7 +85,7 @@ TEST_F(DarkroomHelp, ShowsEveryOptionThatIsParsedAndNoOther) {
 }
 
 TEST_F(DarkroomHelp, LinesFitATerminal) {
-    const CommandLine commandLine(darkroom::subcommands());
+    CommandLine commandLine(darkroom::subcommands());
     for (const darkroom::OptionParser* const app : commandLine.parser().subcommands()) {
         std::istringstream stream(expectDone({app->name(), "--help"}).out);
         for (std::string line; std::getline(stream, line);) {
@@ -190,7 +190,7 @@ TEST_F(DarkroomCommandLine, AFileThatMayNotGrowIsAnError) {
 }
 
 TEST_F(DarkroomCommandLine, RefusesUnknownOptionsInEverySubcommand) {
-    const CommandLine commandLine(darkroom::subcommands());
+    CommandLine commandLine(darkroom::subcommands());
     for (const darkroom::OptionParser* const app : commandLine.parser().subcommands()) {
         const Outcome outcome = darkroom({app->name(), "--bogus"});
         EXPECT_EQ(outcome.status, 2) << app->name();

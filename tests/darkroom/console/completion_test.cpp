@@ -58,7 +58,7 @@ TEST_F(DarkroomCompletion, PrintsOrWritesTheScript) {
 
 TEST_F(DarkroomCompletion, BashOffersTheSubcommands) {
     std::set<std::string> expected = {"--help", "-h", "--version"};
-    const CommandLine commandLine(darkroom::subcommands());
+    CommandLine commandLine(darkroom::subcommands());
     for (const darkroom::OptionParser* const app : darkroom::subcommandsOf(commandLine.parser())) {
         const std::vector<std::string> spellings = darkroom::spellingsOf(*app);
         expected.insert(spellings.begin(), spellings.end());
@@ -70,7 +70,7 @@ TEST_F(DarkroomCompletion, BashOffersTheSubcommands) {
 }
 
 TEST_F(DarkroomCompletion, BashOffersTheOptionsOfEverySubcommand) {
-    const CommandLine commandLine(darkroom::subcommands());
+    CommandLine commandLine(darkroom::subcommands());
     for (const darkroom::OptionParser* const app : darkroom::subcommandsOf(commandLine.parser())) {
         std::set<std::string> expected;
         for (const OptionView& option : darkroom::optionsOf(*app)) {
@@ -82,7 +82,7 @@ TEST_F(DarkroomCompletion, BashOffersTheOptionsOfEverySubcommand) {
 }
 
 TEST_F(DarkroomCompletion, BashOffersWhatAnOptionTakes) {
-    const CommandLine commandLine(darkroom::subcommands());
+    CommandLine commandLine(darkroom::subcommands());
     for (const darkroom::OptionParser* const app : darkroom::subcommandsOf(commandLine.parser())) {
         for (const OptionView& option : darkroom::optionsOf(*app)) {
             if (option.kind == ValueKind::none) {
@@ -114,7 +114,7 @@ TEST_F(DarkroomCompletion, BashOffersFilesOrWordsWhereAnArgumentGoes) {
 }
 
 TEST(DarkroomParser, KnowsWhatAnOptionTakes) {
-    const CommandLine commandLine(darkroom::subcommands());
+    CommandLine commandLine(darkroom::subcommands());
     const auto option = [&](const std::string& subcommand, const std::string& name) {
         for (const OptionView& view : darkroom::optionsOf(*commandLine.parser().subcommand(subcommand))) {
             if (view.names.back() == name) {
@@ -177,7 +177,7 @@ TEST_F(DarkroomZshCompletion, ScriptIsZsh) {
 
 TEST_F(DarkroomZshCompletion, DescribesEveryOption) {
     const std::string script = contentOf(folder() / "_darkroom");
-    const CommandLine commandLine(darkroom::subcommands());
+    CommandLine commandLine(darkroom::subcommands());
     for (const darkroom::OptionParser* const app : darkroom::subcommandsOf(commandLine.parser())) {
         std::string pattern = app->name();
         for (const std::string& alias : app->aliases()) {

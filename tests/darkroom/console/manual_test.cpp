@@ -68,7 +68,7 @@ TEST_F(DarkroomManual, ExplainsEveryOptionThatIsParsedAndNoOther) {
     const Outcome outcome = expectDone({"manual"});
     EXPECT_EQ(outcome.err, "");
     const std::string page = plain(outcome.out);
-    const CommandLine commandLine(darkroom::subcommands());
+    CommandLine commandLine(darkroom::subcommands());
     std::set<std::string> all = namesOf(darkroom::optionsOf(commandLine.parser()), false);
     EXPECT_EQ(optionsExplained(section(page, ".SH OPTIONS")), all);
     const std::set<std::string> common =

@@ -285,7 +285,7 @@ std::set<std::string> seenToNameFiles(const darkroom::OptionParser& app) {
 }
 
 TEST(OptionsThatNameFiles, AreReadOrChecked) {
-    const darkroom::CommandLine commandLine(darkroom::subcommands());
+    darkroom::CommandLine commandLine(darkroom::subcommands());
     std::set<std::string> called;
     for (const Call& call : calls()) {
         called.insert(call.arguments.front() + ' ' + call.option);

@@ -461,7 +461,6 @@ ExitStatus seeColors(const Console& console, const OptionParser& app, const Opti
 
 Action declareColour(OptionParser& app) {
     auto options = std::make_shared<Options>();
-    app.alias("color");
     const auto addColors = [&app](const char* name, std::vector<std::string>& colors, const char* type,
                                   const char* text, const char* example) {
         return app.addOption(name, colors, optionText(text, example))->typeName(type)->allowExtraArguments(false);

@@ -8,8 +8,8 @@ const std::vector<Subcommand>& subcommands() {
         {"info", "What photographs hold, how they would be read, or why they cannot be", declareInfo, true, false},
         {"appearance", "Maps of brightness, lightness, chroma, colourfulness, saturation and hue", declareAppearance},
         {"sweep", "Compare two photographs under a range of viewing conditions", declareSweep},
-        {"colour", "Single colours through a published appearance model, forward and back", declareColour, false,
-         false},
+        {"colour", "Single colours through a published appearance model, forward and back", declareColour, false, false,
+         "color"},
         {"conditions", "The viewing conditions there are by name, and what follows from them", declareConditions, false,
          false},
         {"convert", "A picture to another colour space, and back", declareConvert},
@@ -38,8 +38,9 @@ const std::vector<Subcommand>& subcommands() {
         {"fit", "Predict opinion scores from the results of comparisons", declareFit},
         {"selftest", "Run the published examples of the appearance models; exit status 1 where a value differs",
          declareSelftest, false, false},
-        {"completion", "Print a script that completes this command line in a shell", declareCompletion, false, false},
-        {"manual", "Print the man page, in the language of man", declareManual, false, false},
+        {"completion", "Print a script that completes this command line in a shell", declareCompletion, false, false,
+         nullptr, true},
+        {"manual", "Print the man page, in the language of man", declareManual, false, false, nullptr, true},
     };
     return all;
 }

@@ -223,19 +223,48 @@ CommandLine::CommandLine(const std::vector<Subcommand>& subcommands)
         "darkroom SUBCOMMAND --help shows the options of a subcommand.\n"
         "Exit status: 0 done (and within limits), 1 outside the limits, or some of many failed, 2 could not\n"
         "run; a batch, or work on many photographs, that a signal stopped ends with 130 or 143.");
+    entries_.reserve(subcommands.size());
     for (const Subcommand& subcommand : subcommands) {
         OptionParser* const app = app_.addSubcommand(subcommand.name, subcommand.summary);
-        app->footer("");
-        Entry entry;
-        entry.action = subcommand.declare(*app);
-        entry.onPixels = subcommand.onPixels;
-        entry.common = subcommand.onImages ? addCommonOptions(*app) : std::make_shared<CommonOptions>();
-        if (subcommand.onPixels) {
-            addThreadsOption(*app, *entry.common);
+        if (subcommand.otherSpelling != nullptr) {
+            app->alias(subcommand.otherSpelling);
         }
-        app->setHelpFlag(helpNames, helpText)->group(commonGroup);  // anew, so that it is the last
-        entries_.emplace(app, std::move(entry));
+        entries_.push_back({&subcommand, app, nullptr, nullptr});
     }
+}
+
+void CommandLine::declare(Entry& entry) {
+    if (entry.action) {
+        return;
+    }
+    OptionParser& app = *entry.parser;
+    app.footer("");
+    entry.action = entry.subcommand->declare(app);
+    entry.common = entry.subcommand->onImages ? addCommonOptions(app) : std::make_shared<CommonOptions>();
+    if (entry.subcommand->onPixels) {
+        addThreadsOption(app, *entry.common);
+    }
+    app.setHelpFlag(helpNames, helpText)->group(commonGroup);  // anew, so that it is the last
+}
+
+void CommandLine::declareWhatIsNamed(const std::string& word) {
+    for (Entry& entry : entries_) {
+        const std::vector<std::string> spellings = spellingsOf(*entry.parser);
+        if (std::find(spellings.begin(), spellings.end(), word) == spellings.end()) {
+            continue;
+        }
+        declare(entry);
+        if (entry.subcommand->showsOptionsOfAll) {
+            parser();
+        }
+    }
+}
+
+const OptionParser& CommandLine::parser() {
+    for (Entry& entry : entries_) {
+        declare(entry);
+    }
+    return app_;
 }
 
 ExitStatus CommandLine::run(int givenCount, const char* const* given) {
@@ -249,6 +278,7 @@ ExitStatus CommandLine::run(int givenCount, const char* const* given) {
     const char* const* const argv = joined.data();
     std::string command;
     try {
+        declareWhatIsNamed(firstWord(argc, argv));
         const std::string information = app_.parse(argc, argv);
         if (!information.empty()) {  // --help, --version
             const std::string word = firstWord(argc, argv);
@@ -260,9 +290,10 @@ ExitStatus CommandLine::run(int givenCount, const char* const* given) {
         }
         const OptionParser* const chosen = app_.chosen();
         command = chosen->name();
-        const Entry& entry = entries_.at(chosen);
+        const Entry& entry =
+            *std::find_if(entries_.begin(), entries_.end(), [&](const Entry& one) { return one.parser == chosen; });
         const Console console(command, *entry.common);
-        if (entry.onPixels) {
+        if (entry.subcommand->onPixels) {
             useThreadsThatThereAre(console, entry.common->threads);
         }
         const ExitStatus status = entry.action(console);

@@ -6,34 +6,39 @@
 #include "console/option_parser.hpp"
 #include "console/subcommand.hpp"
 
-#include <map>
 #include <memory>
+#include <string>
 #include <vector>
 
 namespace likeness::darkroom {
 
-/// Parser and subcommands. The options' values live as long as this object.
+/// Parser and subcommands. The options' values live as long as this object. There are hundreds of options, and declaring
+/// them takes as long as loading the image library: a run declares those of the subcommand that it is for.
 class CommandLine {
 public:
-    /// @param subcommands  in the order of the help
+    /// @param subcommands  in the order of the help; they live as long as this object
     explicit CommandLine(const std::vector<Subcommand>& subcommands);
 
     /// Parses the arguments and runs the subcommand that they name.
     /// @return  exit status of the program
     ExitStatus run(int argc, const char* const* argv);
 
-    /// The parser, to be looked at: for the man page, the completions and the tests.
-    const OptionParser& parser() const noexcept { return app_; }
+    /// The parser with the options of every subcommand, to be looked at.
+    const OptionParser& parser();
 
 private:
     struct Entry {
-        Action action;
+        const Subcommand* subcommand = nullptr;
+        OptionParser* parser = nullptr;
+        Action action;  ///< none before its options are declared
         std::shared_ptr<CommonOptions> common;
-        bool onPixels = false;
     };
 
+    void declare(Entry& entry);
+    void declareWhatIsNamed(const std::string& word);
+
     OptionParser app_;
-    std::map<const OptionParser*, Entry> entries_;
+    std::vector<Entry> entries_;
 };
 
 }  // namespace likeness::darkroom

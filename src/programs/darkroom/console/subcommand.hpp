@@ -16,8 +16,10 @@ struct Subcommand {
     const char* name;
     const char* summary;  ///< one line for `darkroom --help`
     Action (*declare)(OptionParser& app);
-    bool onImages = true;  ///< works on images, and so has diagnostics to keep and something to say
-    bool onPixels = true;  ///< has loops over pixels that use more than one thread
+    bool onImages = true;                 ///< works on images, and so has diagnostics to keep and something to say
+    bool onPixels = true;                 ///< has loops over pixels that use more than one thread
+    const char* otherSpelling = nullptr;  ///< of its name
+    bool showsOptionsOfAll = false;       ///< needs the parser with the options of every subcommand
 };
 
 }  // namespace likeness::darkroom
