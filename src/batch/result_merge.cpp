@@ -499,6 +499,7 @@ void ResultMerge::checkShardsOfPairs(const std::string& output) {
                                   numberOf(first.shard.count, "shard"),
                                   numberOf(inputs.size(), "input is", "inputs are")));
     }
+    ordered.reserve(byShard.size());
     for (const InputOfPairs* const input : byShard) {
         ordered.push_back(input->path);
     }
