@@ -10,6 +10,7 @@
 
 #include <fmt/format.h>
 
+#include <filesystem>
 #include <iostream>
 #include <map>
 #include <memory>
@@ -166,7 +167,13 @@ ExitStatus verify(const Console& console, const Options& options) {
         if (options.list.path != "-" && isArchive(options.list.path)) {
             return verifyArchive(options);
         }
-        throw Refusal("RESULTS is required; an archive alone stands in the place of LIST");
+        std::error_code error;
+        const std::string extension = std::filesystem::path(options.list.path).extension().string();
+        if (extension == ".likeness" && std::filesystem::exists(options.list.path, error)) {
+            throw Refusal("'" + options.list.path + "' is no archive: its first bytes are none of one");
+        }
+        throw Refusal("RESULTS is required: LIST is '" + options.list.path +
+                      "', which is no archive; an archive alone stands in the place of LIST");
     }
     const ResultFormat format = resultFormatOf("RESULTS", options.results);
     const PairList pairs = options.list.read();
@@ -176,8 +183,12 @@ ExitStatus verify(const Console& console, const Options& options) {
         verification.add(record);
     }
     const bool good = verification.report(std::cout);
-    if (reader->tail().cutOff) {
-        console.warn("'" + options.results + "': the last record is cut off; darkroom batch --resume repairs it");
+    const bool cutOff = reader->tail().cutOff;
+    const std::string damage = cutOff ? std::string() : damageOfResults(options.results, format);
+    if (cutOff || !damage.empty()) {
+        console.warn("'" + options.results +
+                     "': " + (cutOff ? "the last record is cut off" : "it is damaged: " + damage) +
+                     "; darkroom batch --resume repairs it");
         return ExitStatus::outsideLimits;
     }
     return good ? ExitStatus::done : ExitStatus::outsideLimits;
