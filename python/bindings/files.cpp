@@ -3,6 +3,7 @@
 #include "models.hpp"
 
 #include "batch/photograph_analysis.hpp"
+#include "codecs/memory_check.hpp"
 #include "files/file_access.hpp"
 #include "files/refusal.hpp"
 #include "photofile/counted_part.hpp"
@@ -91,7 +92,9 @@ std::vector<std::string> write(const std::string& path, const py::array& array, 
                                const std::string& profile) {
     const cv::Mat picture = imageOf(array, "image", Channels::rgb);
     if (imageFormatOf(path) == ImageFormat::unknown) {
-        throw std::invalid_argument("path: '" + path + "' has no extension of an image: .png, .jpg, .tif or .hdr");
+        throw std::invalid_argument("path: '" + path +
+                                    "' has no extension of an image: .png, .jpg, .tif, .exr, .hdr, .webp, .avif "
+                                    "or .jxl");
     }
     ImageOutput output;
     output.path = path;
@@ -174,6 +177,11 @@ void bindFiles(py::module_& module) {
             PyErr_SetString(PyExc_MemoryError, shortage.what());
         } catch (const Refusal& refusal) {
             PyErr_SetString(PyExc_ValueError, refusal.what());
+        } catch (const cv::Exception& problem) {
+            if (!isMemoryShortage(problem)) {
+                throw;
+            }
+            PyErr_SetString(PyExc_MemoryError, memoryShortageText);
         }
     });
     module.attr("most_pixels") = usualMostPixels;
