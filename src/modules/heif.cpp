@@ -240,8 +240,10 @@ LIKENESS_MODULE_ENTRY void likeness_write_photograph(const cv::Mat& bgr, const l
         return;
     }
     const std::unique_ptr<::heif_encoder, EncoderEnd> encoder(found);
+    // Of 10 bits the library's encoder ends the process with any other chroma (libheif 1.15).
+    const char* const chroma = request.bits == 10 ? "422" : "444";
     if (refused(::heif_encoder_set_lossy_quality(encoder.get(), request.quality), problem) ||
-        refused(::heif_encoder_set_parameter_string(encoder.get(), "chroma", "444"), problem)) {
+        refused(::heif_encoder_set_parameter_string(encoder.get(), "chroma", chroma), problem)) {
         return;
     }
     const std::unique_ptr<::heif_image, ImageEnd> image = imageOf(bgr, request.bits, problem);

@@ -243,6 +243,16 @@ void ManagedColors::settle(std::vector<std::string>& remarks) const {
     }
 }
 
+ProfileChoice profileChoiceFor(const std::string& option, const std::string& profile) {
+    ProfileChoice choice;
+    if (profile == "ignore") {
+        choice.ignore = true;
+    } else if (profile != "embedded") {
+        choice.assumed = profileAsked(option, profile);
+    }
+    return choice;
+}
+
 ColorProfile::Shared profileAsked(const std::string& option, const std::string& nameOrFile) {
     if (ColorProfile::Shared named = ColorProfile::named(nameOrFile); named != nullptr) {
         return named;

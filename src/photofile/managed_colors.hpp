@@ -83,6 +83,10 @@ private:
     cv::Scalar scale_ = cv::Scalar::all(1);  ///< of linear B, G, R
 };
 
+/// What "embedded" (the files' own profiles count), "ignore", or else what `profileAsked` takes stands for.
+/// @throws Refusal
+ProfileChoice profileChoiceFor(const std::string& option, const std::string& profile);
+
 /// A profile of R, G, B that the user names: one of `profileNames`, or the path of a profile.
 /// @param option  for the refusal
 /// @throws Refusal
