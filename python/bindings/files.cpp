@@ -3,6 +3,7 @@
 #include "models.hpp"
 
 #include "batch/photograph_analysis.hpp"
+#include "codecs/memory_check.hpp"
 #include "files/file_access.hpp"
 #include "files/refusal.hpp"
 #include "photofile/counted_part.hpp"
@@ -120,7 +121,8 @@ std::vector<std::string> write(const std::string& path, const py::array& array, 
     const ImageFormat format = imageFormatOf(path);
     if (format == ImageFormat::unknown) {
         throw std::invalid_argument("path: '" + path +
-                                    "' has no extension of an image: .png, .jpg, .tif, .hdr, .exr, .webp, .avif, .jxl");
+                                    "' has no extension of an image: .png, .jpg, .tif, .exr, .hdr, .webp, .avif "
+                                    "or .jxl");
     }
     ImageOutput output;
     output.path = path;
@@ -213,6 +215,11 @@ void bindFiles(py::module_& module) {
             PyErr_SetString(PyExc_MemoryError, shortage.what());
         } catch (const Refusal& refusal) {
             PyErr_SetString(PyExc_ValueError, refusal.what());
+        } catch (const cv::Exception& problem) {
+            if (!isMemoryShortage(problem)) {
+                throw;
+            }
+            PyErr_SetString(PyExc_MemoryError, memoryShortageText);
         }
     });
     module.attr("most_pixels") = usualMostPixels;

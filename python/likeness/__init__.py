@@ -16,6 +16,7 @@ from . import adaptation, archives, batches, color, comparison, explanation, exp
 from ._core import Cancelled
 from ._core import version as __version__
 from ._threads import set_threads, threads
+from ._arrays import PhotographWarning
 from .adaptation import (
     WhiteEstimate,
     adapt_to,
@@ -103,7 +104,7 @@ from .exposure import (
     recover_camera_response,
     tone_map,
 )
-from .files import Photograph, PhotographWarning, read, read_photograph, write
+from .files import Photograph, read, read_photograph, write
 from .filters import Alignment, Structure, align_to, oriented_structure, smooth
 from .models import (
     AppearanceModel,

@@ -4,6 +4,7 @@ from __future__ import annotations
 
 import operator
 import os
+import warnings
 from collections.abc import Sequence
 from typing import Any, Callable, NamedTuple, Optional, Union
 
@@ -34,6 +35,35 @@ def native(image: ImageLike) -> Image:
     if not array.dtype.isnative:
         array = array.astype(array.dtype.newbyteorder("="))
     return array
+
+
+def path_text(path: Union[str, os.PathLike[str]]) -> str:
+    """The path as a text. The system would take one with a NUL for what stands ahead of it."""
+    text = os.fspath(path)
+    if "\0" in (text if isinstance(text, str) else os.fsdecode(text)):
+        raise ValueError(f"{text!r}: a path holds no NUL")
+    return text
+
+
+class PhotographWarning(UserWarning):
+    """What the user should know of a photograph although the work goes on."""
+
+
+def check_range(pixels: Image) -> None:
+    """Warns of floats that are hardly in the range 0..1 of an encoding.
+
+    Colours beyond sRGB reach somewhat further; what reaches 16 times white is linear light, or a photograph of 0..255."""
+    if pixels.dtype.kind != "f" or pixels.size == 0:
+        return
+    greatest = float(np.fmax.reduce(pixels, axis=None))
+    if np.isnan(greatest):
+        raise ValueError("photograph: none of its values is a number")
+    if greatest > 16:
+        warnings.warn(
+            f"the floats of an array reach {greatest:g}: they are taken as they are, and 1 is white",
+            PhotographWarning,
+            stacklevel=4,
+        )
 
 
 Regions = Union[str, Sequence[Union[str, Sequence[float]]]]
@@ -117,6 +147,7 @@ def part(photograph: ImageLike, mask: Any, choice: Part = _whole) -> tuple[Image
         masks.append((valid.all(axis=-1) if valid.ndim == 3 else valid).astype(np.uint8) * np.uint8(255))
         photograph = photograph.data
     pixels = _without_alpha(native(photograph), choice, masks)
+    check_range(pixels)
     if pixels.size == 0 or (len(masks) <= 1 and not choice.regions and not choice.center_weighted):
         return pixels, masks[0] if masks else None
     if pixels.ndim != 3:

@@ -8,9 +8,9 @@ import warnings as _warnings
 from typing import Iterable, Iterator, Mapping, NamedTuple, Optional, Sequence, Union
 
 from . import _core
-from ._arrays import ImageLike, Progress
+from ._arrays import ImageLike, PhotographWarning, Progress, path_text
 from .comparison import Analysis, Coefficients, analyze
-from .files import PathLike, PhotographWarning
+from .files import PathLike
 from .models import ComparisonModel, ViewingConditions, model_of
 
 _NAMES = (*Coefficients._fields, "hue")
@@ -142,7 +142,7 @@ class Archive:
     """
 
     def __init__(self, path: PathLike) -> None:
-        self._path = os.fspath(path)
+        self._path = path_text(path)
         self._archive = _core.Archive(self._path)
         for line in self._archive.damage():
             _warnings.warn(f"'{self._path}': {line}; darkroom repair keeps what can be read", PhotographWarning, stacklevel=2)
@@ -157,14 +157,14 @@ class Archive:
         return (self[entry] for entry in range(len(self)))
 
     def __contains__(self, path: object) -> bool:
-        return isinstance(path, (str, os.PathLike)) and self._archive.find(os.fspath(path)) is not None
+        return isinstance(path, (str, os.PathLike)) and self._archive.find(path_text(path)) is not None
 
     def __getitem__(self, entry: Union[int, PathLike]) -> ArchivedPhotograph:
         """The entry of a number, counted from the end below 0, or of a path."""
         if isinstance(entry, (str, os.PathLike)):
-            number = self._archive.find(os.fspath(entry))
+            number = self._archive.find(path_text(entry))
             if number is None:
-                raise KeyError(os.fspath(entry))
+                raise KeyError(path_text(entry))
         else:
             number = range(len(self))[entry]
         path, size, modified, sha256, height, width, problem, profile, remarks, distributions = self._archive.photograph(number)
@@ -286,7 +286,7 @@ class Archive:
                 raise ValueError("the photograph was analysed under another model than those of the archive")
             distributions = photograph._distributions
         elif isinstance(photograph, (str, os.PathLike)):
-            path = os.fspath(photograph)
+            path = path_text(photograph)
             entry = self._archive.find(path) if others else None
             distributions = self._archive.distributions_of(path, _core.most_pixels if max_pixels is None else max_pixels)
         else:
@@ -445,8 +445,8 @@ def index(
         raise ValueError("retry_failed: there is no update or resume")
     named = [paths] if isinstance(paths, (str, os.PathLike)) else list(paths)
     made = _core.index(
-        [os.fspath(path) for path in named],
-        os.fspath(output),
+        [path_text(path) for path in named],
+        path_text(output),
         "replaced" if overwrite else "resumed" if resume else "updated" if update else "refused",
         retry_failed,
         approximate,

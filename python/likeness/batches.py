@@ -7,8 +7,8 @@ import warnings
 from typing import Iterable, NamedTuple, Optional, Union
 
 from . import _core
-from ._arrays import Progress, Regions, part_asked, whole_number
-from .files import PathLike, PhotographWarning
+from ._arrays import PhotographWarning, Progress, Regions, part_asked, path_text, whole_number
+from .files import PathLike
 from .models import ComparisonModel, model_of
 
 
@@ -125,18 +125,18 @@ def batch(
     memory = 0 if file_memory is None else whole_number("file_memory", file_memory, _core.least_file_memory, 2**46)
     recorded = _core.run_batch(
         {
-            "pairs": os.fspath(pairs),
-            "output": os.fspath(output),
+            "pairs": path_text(pairs),
+            "output": path_text(output),
             "shard": (index, count),
-            "root": os.fspath(root),
+            "root": path_text(root),
             "model": model_of(model)._tuple(),
             "hue": hue,
             "part": part_asked(alpha, regions, center_weighted).of_file(),
             "profile": profile,
             "distances": bool(distances),
             "checksums": bool(checksums),
-            "predict": "" if predict is None else os.fspath(predict),
-            "archive": "" if archive is None else os.fspath(archive),
+            "predict": "" if predict is None else path_text(predict),
+            "archive": "" if archive is None else path_text(archive),
             "check": bool(check),
             "isolate": (float(file_seconds), memory) if isolate else None,
             "resume": bool(resume),
@@ -180,7 +180,7 @@ def merge_results(parts: Iterable[PathLike], output: PathLike, *, overwrite: boo
     """
     if isinstance(parts, (str, bytes, os.PathLike)):
         raise ValueError("parts: a sequence of paths is wanted, not one path")
-    pairs, _, assumption = _core.merge_results([os.fspath(part) for part in parts], os.fspath(output), overwrite)
+    pairs, _, assumption = _core.merge_results([path_text(part) for part in parts], path_text(output), overwrite)
     if assumption:
         warnings.warn(assumption, PhotographWarning, stacklevel=2)
     return int(pairs)

@@ -10,7 +10,7 @@ import numpy as np
 import numpy.typing as npt
 
 from . import _core
-from ._arrays import FloatImage, ImageLike, Progress, Regions, part, part_asked, whole_number
+from ._arrays import FloatImage, ImageLike, Progress, Regions, part, part_asked, path_text, whole_number
 from .files import PathLike, analyze_file, is_path, pixels_and_weights
 from .models import ComparisonModel, model_of
 
@@ -171,6 +171,7 @@ def compare(
     model: Union[ComparisonModel, str] = "likeness",
     first_mask: Optional[Union[ImageLike, PathLike]] = None,
     second_mask: Optional[Union[ImageLike, PathLike]] = None,
+    mask: Optional[Union[ImageLike, PathLike]] = None,
     alpha: Optional[str] = None,
     regions: Optional[Regions] = None,
     center_weighted: bool = False,
@@ -185,6 +186,8 @@ def compare(
         They may differ in size and depth. Of two files the numbers are those that `darkroom compare` prints.
     first_mask, second_mask
         How much the pixels of each count, as the mask of `analyze`; not of analyses.
+    mask
+        The same for both, in place of these.
     alpha, regions, center_weighted
         As of `analyze`, of both photographs; not of analyses.
     model, profile, progress
@@ -203,8 +206,12 @@ def compare(
     """
     chosen = model_of(model)
     choice = part_asked(alpha, regions, center_weighted)
-    for photograph, mask, name in ((first, first_mask, "first_mask"), (second, second_mask, "second_mask")):
-        if isinstance(photograph, Analysis) and mask is not None:
+    if mask is not None:
+        if first_mask is not None or second_mask is not None:
+            raise ValueError("mask: it is that of both photographs, and excludes first_mask and second_mask")
+        first_mask = second_mask = mask
+    for photograph, its_mask, name in ((first, first_mask, "first_mask"), (second, second_mask, "second_mask")):
+        if isinstance(photograph, Analysis) and its_mask is not None:
             raise ValueError(f"{name}: an analysis has been made already; analyze takes a mask")
         if isinstance(photograph, Analysis) and not choice.is_whole():
             raise ValueError("an analysis has been made already; analyze takes alpha, regions and center_weighted")
@@ -222,14 +229,14 @@ def compare(
         else analyze(
             photograph,
             model=chosen,
-            mask=mask,
+            mask=its_mask,
             alpha=alpha,
             regions=regions,
             center_weighted=center_weighted,
             profile=profile,
             progress=progress,
         )
-        for photograph, mask in ((first, first_mask), (second, second_mask))
+        for photograph, its_mask in ((first, first_mask), (second, second_mask))
     ]
     if analyses[0].model != analyses[1].model:
         raise ValueError("the photographs were analysed under different models")
@@ -326,7 +333,11 @@ def compare_pairs(
     chosen = model_of(model)
     part_asked(alpha, regions, center_weighted)
     workers = _core.threads() if jobs is None else whole_number("jobs", jobs, 0, 1024) or _core.threads()
-    named = [(os.fspath(first), os.fspath(second)) for first, second in pairs]
+    named = []
+    for number, pair in enumerate(pairs):
+        if isinstance(pair, (str, bytes, os.PathLike)) or len(pair) != 2:
+            raise ValueError(f"pairs: number {number} is {pair!r}, not two paths")
+        named.append((path_text(pair[0]), path_text(pair[1])))
     files = list(dict.fromkeys(path for pair in named for path in pair))
 
     def of_file(path: str) -> Union[Analysis, str]:

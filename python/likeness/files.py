@@ -6,8 +6,10 @@ import os
 import warnings
 from typing import TYPE_CHECKING, Any, NamedTuple, Optional, Union
 
+import numpy as np
+
 from . import _core
-from ._arrays import Image, ImageLike, Part, native, part, whole_number
+from ._arrays import Image, ImageLike, Part, PhotographWarning, native, part, path_text, whole_number
 
 if TYPE_CHECKING:
     from .models import ComparisonModel
@@ -35,10 +37,6 @@ class Photograph(NamedTuple):
     """Whether the file's numbers are linear by definition."""
     remarks: tuple[str, ...]
     """What was said of the file."""
-
-
-class PhotographWarning(UserWarning):
-    """What the user should know of a file although the work goes on."""
 
 
 def read_photograph(
@@ -77,7 +75,7 @@ def read_photograph(
     OSError, MemoryError
         If the machine lacks what it takes.
     """
-    name = os.fspath(path)
+    name = path_text(path)
     most = _core.most_pixels if max_pixels is None else whole_number("max_pixels", max_pixels, 1, 2**31 - 1)
     if not -30 <= exposure <= 30:
         raise ValueError(f"exposure: {exposure} is not a number from -30 to 30")
@@ -108,7 +106,7 @@ def read(
         path, profile=profile, max_pixels=max_pixels, exposure=exposure, page=page, layer=layer, preview=preview
     )
     for remark in photograph.remarks:
-        warnings.warn(f"'{os.fspath(path)}': {remark}", PhotographWarning, stacklevel=2)
+        warnings.warn(f"'{path_text(path)}': {remark}", PhotographWarning, stacklevel=2)
     return photograph.image
 
 
@@ -128,7 +126,8 @@ def write(
     Parameters
     ----------
     path : str or PathLike
-        .png, .jpg, .webp, .avif and .jxl, clipped to 0..1 and rounded; .tif, floats as they are; .hdr and .exr, linear.
+        .png, .jpg, .webp, .avif and .jxl, clipped to 0..1, which is warned of, and rounded; .tif, floats as they are;
+        .hdr and .exr, linear.
     image : array (H, W, 3)
     quality : int, optional
         Of JPEG and WebP, 0 to 100, 95 unless given; of AVIF and JPEG XL, 90, and 100 of JPEG XL is without loss.
@@ -154,15 +153,27 @@ def write(
         raise ValueError(f"bits: 8 or 16 are wanted, not {bits}")
     if subsampling not in (None, "444", "422", "420"):
         raise ValueError(f"subsampling: '{subsampling}' is none of 444, 422, 420")
+    name, picture = path_text(path), native(image)
+    holds_floats = (".exr", ".hdr") if depth in (8, 16, "8", "16") else (".tif", ".tiff", ".exr", ".hdr")
+    if picture.dtype.kind == "f" and not name.lower().endswith(holds_floats):
+        if not np.isfinite(picture).all():
+            raise ValueError("image: it has values that are no numbers, which only .tif and .exr hold")
+        outside = int(np.count_nonzero((picture < 0) | (picture > 1)))
+        if outside:
+            warnings.warn(
+                f"'{name}': {outside} of {picture.size} values lie outside of 0..1 and are clipped",
+                PhotographWarning,
+                stacklevel=2,
+            )
     for warning in _core.write(
-        os.fspath(path),
-        native(image),
+        name,
+        picture,
         quality,
         bits,
         "" if profile == "srgb" else profile,
         "" if depth is None else str(depth),
         subsampling or "",
-        "" if source is None else os.fspath(source),
+        "" if source is None else path_text(source),
     ):
         warnings.warn(warning, PhotographWarning, stacklevel=2)
 
@@ -171,10 +182,10 @@ def read_part(path: PathLike, mask: Any, choice: Part, profile: str) -> tuple[Im
     """The pixels of a file, and how much each of them counts; None where all do."""
     if mask is None and choice.is_whole():
         return part(read(path, profile=profile), None)
-    name = os.fspath(path)
+    name = path_text(path)
     from_file = is_path(mask)
     image, problem, _, _, _, _, _, remarks, weights = _core.read(
-        name, profile, True, _core.most_pixels, choice.of_file(os.fspath(mask) if from_file else ""), None
+        name, profile, True, _core.most_pixels, choice.of_file(path_text(mask) if from_file else ""), None
     )
     if image is None:
         raise ValueError(f"cannot read '{name}'{problem}")
@@ -201,7 +212,7 @@ def analyze_file(
     path: Any, model: ComparisonModel, hue: Optional[str], profile: str, choice: Optional[tuple[Any, ...]] = None
 ) -> tuple[Any, int, int, tuple[str, ...]]:
     """Distributions, height, width and remarks of a file."""
-    name = os.fspath(path)
+    name = path_text(path)
     if hue not in (None, "pixels", "chroma"):
         raise ValueError(f"hue: '{hue}' is none of pixels, chroma")
     distributions, height, width, problem, remarks = _core.analyze_file(

@@ -9,7 +9,7 @@ from collections.abc import Mapping, Sequence
 from typing import Any, NamedTuple, Optional, Union
 
 from . import _core
-from ._arrays import integer, real_number, seed_number
+from ._arrays import integer, path_text, real_number, seed_number
 from .comparison import Coefficients
 from .files import PathLike
 
@@ -129,9 +129,9 @@ def fit(
         raise ValueError("features: a sequence of names is wanted")
     text, rows, remarks = _core.fit_scores(
         {
-            "results": os.fspath(results),
-            "scores": "" if scores is None else os.fspath(scores),
-            "dataset": None if dataset is None else (dataset[0], os.fspath(dataset[1])),
+            "results": path_text(results),
+            "scores": "" if scores is None else path_text(scores),
+            "dataset": None if dataset is None else (dataset[0], path_text(dataset[1])),
             "id": id or "",
             "score": score,
             "deviation": deviation or "",

@@ -189,7 +189,6 @@ finish_command() {
     case $work in
     batch) printf 'exec %s\n' "$(command_line "$darkroom" verify "$list" "$output" "${list_format[@]}")" ;;
     index) printf 'exec %s\n' "$(command_line "$darkroom" verify "$output")" ;;
-    # That all pairs are there is what merging checks; what could not be compared is what the archive lacks.
-    pairs) printf 'exec %s\n' "$(command_line "$darkroom" verify "$list")" ;;
+    pairs) printf 'exec %s\n' "$(command_line "$darkroom" verify "$output")" ;;
     esac
 }

@@ -46,17 +46,24 @@ ArchiveQuery archiveQuery(const ArchiveFile& archive, const std::string& path, s
     const bool ofItsPart =
         profiles.part.isWhole() || originOf(archive.origin().options, profiles).agreesWith(archive.origin());
     if (query.entry && ofItsPart) {
-        const ArchivedPhotograph entry = archive.photograph(*query.entry);
-        if (!stateOf(path).exists || isCurrent(entry)) {
-            if (!entry.analysed()) {
-                throw Refusal("QUERY: cannot read '" + path + "'" + entry.problem);
+        try {
+            const ArchivedPhotograph entry = archive.photograph(*query.entry);
+            if (!stateOf(path).exists || isCurrent(entry)) {
+                if (!entry.analysed()) {
+                    throw Refusal("QUERY: cannot read '" + path + "'" + entry.problem);
+                }
+                query.distributions = archive.distributions(*query.entry);
+                return query;
             }
-            query.distributions = archive.distributions(*query.entry);
-            return query;
+            warn("'" + path +
+                 "' has changed since it was indexed: the file is analysed; darkroom index --update brings the archive "
+                 "up to date");
+        } catch (const ArchiveDamage& damage) {
+            if (!stateOf(path).exists) {
+                throw;
+            }
+            warn(damage.what() + std::string("; the file '") + path + "' is analysed");
         }
-        warn("'" + path +
-             "' has changed since it was indexed: the file is analysed; darkroom index --update brings the archive up "
-             "to date");
     }
     refuseOtherOrigin(archive, profiles, warn);
     AnalysisTables tables;

@@ -173,8 +173,22 @@ void IndexRun::chooseMissing() {
         warn(damage + "; what cannot be read is analysed again");
     }
     for (std::size_t k = 0; k < known.size(); ++k) {
-        if (!paths_.contains(known.pathOf(k))) {
-            ++removed_;
+        const std::string_view path = known.pathOf(k);
+        if (paths_.contains(path)) {
+            continue;
+        }
+        ++removed_;
+        // A disk that is not mounted is no reason to forget what it holds.
+        for (std::size_t end = path.rfind('/'); end != std::string_view::npos && end > 0;
+             end = path.rfind('/', end - 1)) {
+            for (const std::string_view folder : {path.substr(0, end), path.substr(0, end + 1)}) {
+                if (paths_.contains(folder)) {
+                    throw Refusal(
+                        "PHOTOS: '" + std::string(folder) +
+                        "' is no folder now, and the archive has photographs of it; leave it out to have them "
+                        "removed");
+                }
+            }
         }
     }
     for (std::size_t k = 0; k < paths_.size(); ++k) {

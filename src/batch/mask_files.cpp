@@ -24,7 +24,7 @@ std::string fileNow(const std::string& path, bool checksums) {
     if (!stamp) {
         return {};
     }
-    const std::string text = std::to_string(stamp->bytes) + ' ' + std::to_string(stamp->modified);
+    std::string text = std::to_string(stamp->bytes) + ' ' + std::to_string(stamp->modified);
     try {
         return checksums ? text + ' ' + fingerprintOf(path).sha256 : text;
     } catch (const Refusal&) {

@@ -395,7 +395,7 @@ FolderPairs pairFolders(const std::string& first, const std::string& second, Sha
         if (partner == secondImages.end()) {
             folders.unpaired.push_back(path);
         } else if (!isUtf8(id) || !isUtf8(path) || !isUtf8(partner->second)) {
-            throw Refusal("--folders: the name '" + path + "' is not UTF-8");
+            folders.leftOut.push_back({path, "has a name that is not UTF-8, or its partner has"});
         } else {
             folders.pairs.add(id, path, partner->second, {});
         }

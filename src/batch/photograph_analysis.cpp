@@ -39,7 +39,7 @@ void analyze(const std::string& path, AnalysisTables& tables, std::uint64_t most
     try {
         ofPart.weights = countedPart(path, photograph.bgr, profiles.part, mostPixels, analysis.remarks);
     } catch (const Refusal& refusal) {
-        analysis.problem = std::string(": ") + refusal.what();
+        analysis.problem = std::string(": the part of it that counts: ") + refusal.what();
         return;
     }
     analysis.countedPixels = ofPart.weights.countAll() ? 0 : ofPart.weights.wholePixels();

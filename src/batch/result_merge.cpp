@@ -445,6 +445,9 @@ ResultMerge::ResultMerge(std::vector<std::string> inputs, const std::string& out
         if (isLocked(input)) {
             throw Refusal("'" + input + "' is being written by another process");
         }
+        if (const std::string damage = damageOfResults(input, resultFormatOf("IN", input)); !damage.empty()) {
+            throw Refusal("'" + input + "' is damaged: " + damage + "; darkroom batch --resume repairs it");
+        }
     }
     checkColumns(inputs_);
     checkShardsOfPairs(output);
@@ -499,6 +502,7 @@ void ResultMerge::checkShardsOfPairs(const std::string& output) {
                                   numberOf(first.shard.count, "shard"),
                                   numberOf(inputs.size(), "input is", "inputs are")));
     }
+    ordered.reserve(byShard.size());
     for (const InputOfPairs* const input : byShard) {
         ordered.push_back(input->path);
     }
@@ -524,13 +528,7 @@ void ResultMerge::write(const std::string& output, bool overwrite) const {
     const ResultFormat format = resultFormatOf("OUT", output);
     const std::string target = behindLinks(output);
     std::error_code error;
-    if (format == ResultFormat::sqlite && !fs::exists(target, error)) {
-        for (const char* const ending : {"-wal", "-journal"}) {
-            if (fs::exists(target + ending, error)) {
-                throw Refusal("'" + target + ending + "' is there without its database; move it away");
-            }
-        }
-    }
+    refuseLeftJournals(target, format);
     // The lock keeps a second merge from the same file. What is in the file is left of one that was killed.
     const std::string temporary = workingFile(target, "merge");
     const OutputLock lock(temporary, OutputLock::Links::refuse);

@@ -65,6 +65,22 @@ std::unique_ptr<ResultWriter> writeResults(const ResultFile& file, const ResultR
     return file.format == ResultFormat::sqlite ? writeSqliteResults(file) : writeTextResults(file, tail);
 }
 
+std::string damageOfResults(const std::string& path, ResultFormat format) {
+    return format == ResultFormat::sqlite ? damageOfSqliteResults(path) : std::string();
+}
+
+void refuseLeftJournals(const std::string& path, ResultFormat format) {
+    std::error_code error;
+    if (format != ResultFormat::sqlite || std::filesystem::exists(path, error)) {
+        return;
+    }
+    for (const char* const ending : {"-wal", "-shm", "-journal"}) {
+        if (std::filesystem::exists(path + ending, error)) {
+            throw Refusal("'" + path + ending + "' is there without its database; move it away");
+        }
+    }
+}
+
 void emptyResults(const ResultFile& file) {
     if (file.format == ResultFormat::sqlite) {
         emptySqliteResults(file);

@@ -74,6 +74,17 @@ public:
     virtual void finish() = 0;
 };
 
+/// What a reader of records does not meet: a database whose end is missing, or whose pages, indexes or tables do not hold
+/// together or are not as they were made.
+/// @return  what is damaged, in one line; empty where nothing is, and of a text, whose reader meets everything
+/// @throws Refusal  what is no database of results, or cannot be read
+std::string damageOfResults(const std::string& path, ResultFormat format);
+
+/// Refuses a name for new results beside which there is the journal of a database that is not there: SQLite would take it
+/// for one of the new database, and remove it. Of texts nothing.
+/// @throws Refusal
+void refuseLeftJournals(const std::string& path, ResultFormat format);
+
 /// How a results file is opened for writing.
 struct ResultFile {
     std::string path;

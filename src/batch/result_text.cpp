@@ -111,7 +111,8 @@ std::size_t checksumField() {
 }  // namespace
 
 std::string jsonLine(const ResultRecord& record) {
-    Json json;
+    Json json =
+        Json::object();  // one that becomes an object later is destroyed wrongly where there is no memory for it
     for (const ResultField& field : resultFields()) {
         json[field.name] = jsonOf(field.get(record));
     }

@@ -9,6 +9,7 @@
 #include <sqlite3.h>
 
 #include <unistd.h>
+#include <algorithm>
 #include <array>
 #include <cerrno>
 #include <cstring>
@@ -456,27 +457,40 @@ const char* typeName(ResultField::Type type) {
     return type == ResultField::Type::integer ? " INTEGER" : type == ResultField::Type::number ? " REAL" : " TEXT";
 }
 
-/// Makes the tables that a database lacks.
-void createTables(Database& database, const ResultFile& file) {
-    database.execute("PRAGMA user_version = " + std::to_string(resultSchema) +
-                     ";CREATE TABLE IF NOT EXISTS timing (id TEXT PRIMARY KEY, milliseconds REAL) WITHOUT ROWID");
-    if (hasTable(database, "results")) {
-        return;
-    }
+constexpr const char* timingTable = "CREATE TABLE timing (id TEXT PRIMARY KEY, milliseconds REAL) WITHOUT ROWID";
+
+/// The statement that makes the table of the records.
+std::string resultsTable(const std::vector<std::string>& columns, int schema) {
     std::string sql;
-    for (const ResultField& field : resultFields()) {
+    for (std::size_t k = 0; k < resultFieldCount(schema); ++k) {
+        const ResultField& field = resultFields()[k];
         sql += (sql.empty() ? "CREATE TABLE results (" : ", ") + field.name + typeName(field.type);
         sql += field.name == "position" ? " PRIMARY KEY" : field.name == "id" ? " NOT NULL UNIQUE" : "";
     }
-    for (const std::string& column : file.columns) {
+    for (const std::string& column : columns) {
         sql += ", " + identifier(column) + " TEXT";
     }
-    sql += ')';
-    if (!file.columns.empty() && file.knowsKinds) {
-        sql += std::string(";CREATE TABLE ") + jsonValuesTable +
-               " (position INTEGER, name TEXT, PRIMARY KEY (position, name)) WITHOUT ROWID";
+    return sql + ')';
+}
+
+std::string kindsTable() {
+    return fmt::format("CREATE TABLE {} (position INTEGER, name TEXT, PRIMARY KEY (position, name)) WITHOUT ROWID",
+                       jsonValuesTable);
+}
+
+/// Makes the tables that a database lacks.
+void createTables(Database& database, const ResultFile& file) {
+    database.execute("PRAGMA user_version = " + std::to_string(resultSchema));
+    if (!hasTable(database, "timing")) {
+        database.execute(timingTable);
     }
-    database.execute(sql);
+    if (hasTable(database, "results")) {
+        return;
+    }
+    database.execute(resultsTable(file.columns, resultSchema));
+    if (!file.columns.empty() && file.knowsKinds) {
+        database.execute(kindsTable());
+    }
 }
 
 std::string insertStatement(std::size_t values) {
@@ -600,35 +614,125 @@ void emptySqliteResults(const ResultFile& file) {
 bool isSoundSqliteFile(const std::string& path) {
     try {
         Database database(path, openFlagsOf(path), "read");
-        Statement check(database, "PRAGMA quick_check(1)");
+        Statement check(database, "PRAGMA integrity_check(1)");
         return !check.step() || check.text(0) == "ok";
     } catch (const DamagedDatabase&) {
         return false;
     }
 }
 
-void lengthenSqliteResults(const std::string& path) {
-    std::array<unsigned char, 100> header{};  // "The Database Header" of SQLite's file format
-    std::ifstream file(path, std::ios::binary);
-    if (!file.read(reinterpret_cast<char*>(header.data()), header.size())) {
-        return;
+namespace {
+
+/// What the first 100 bytes of a database say ("The Database Header" of SQLite's file format).
+class DatabaseHeader {
+public:
+    explicit DatabaseHeader(const std::string& path) {
+        std::ifstream file(path, std::ios::binary);
+        whole_ = static_cast<bool>(file.read(reinterpret_cast<char*>(bytes_.data()), bytes_.size()));
+        std::error_code error;
+        // What stands in a journal is newer than the header.
+        settled_ = !std::filesystem::exists(path + "-wal", error) && !std::filesystem::exists(path + "-journal", error);
     }
-    const auto number = [&](std::size_t at, std::size_t count) {
+
+    /// Bytes of the file; 0 where the header does not say.
+    std::uint64_t bytesOfFile() const {
+        const std::uint64_t pageBytes = number(16, 2) == 1 ? 65536 : number(16, 2);
+        return whole_ && settled_ && hasMagic() && number(24, 4) == number(92, 4) ? pageBytes * number(28, 4) : 0;
+    }
+
+    /// Whether what is the same in every database of results is so.
+    bool isAsWritten() const {
+        const auto zeros = bytes_.begin() + 72;
+        return whole_ && hasMagic() && number(18, 1) == number(19, 1) && number(20, 4) == 0x00402020 &&
+               number(24, 4) == number(92, 4) && number(28, 4) > 0 && number(44, 4) == 4 && number(48, 4) == 0 &&
+               number(52, 4) == 0 && number(56, 4) == 1 && number(64, 4) == 0 && number(68, 4) == 0 &&
+               std::all_of(zeros, zeros + 20, [](unsigned char byte) { return byte == 0; });
+    }
+
+    bool settled() const noexcept { return settled_; }
+
+private:
+    bool hasMagic() const {
+        constexpr std::array<char, 16> magic = {'S', 'Q', 'L', 'i', 't', 'e', ' ', 'f',
+                                                'o', 'r', 'm', 'a', 't', ' ', '3'};
+        return std::equal(magic.begin(), magic.end(), bytes_.begin());
+    }
+    std::uint64_t number(std::size_t at, std::size_t count) const {
         std::uint64_t value = 0;
         for (std::size_t k = 0; k < count; ++k) {
-            value = value << 8U | header[at + k];
+            value = value << 8U | bytes_[at + k];
         }
         return value;
-    };
-    const std::uint64_t pageBytes = number(16, 2) == 1 ? 65536 : number(16, 2);
-    const bool countsPages = number(24, 4) == number(92, 4);
-    const std::uint64_t bytes = pageBytes * number(28, 4);
+    }
+
+    std::array<unsigned char, 100> bytes_{};
+    bool whole_ = false;
+    bool settled_ = false;
+};
+
+/// Whether a table of ours is as it was made, or is not there.
+bool isAsMade(Database& database, const std::string& table, const std::string& sql) {
+    Statement found(database, fmt::format("SELECT sql FROM sqlite_master WHERE type = 'table' AND name = '{}'", table));
+    return !found.step() || found.text(0) == sql;
+}
+
+}  // namespace
+
+std::string damageOfSqliteResults(const std::string& path) {
     std::error_code error;
-    const bool whole = std::filesystem::file_size(path, error) >= bytes || error;
+    if (std::filesystem::file_size(path, error) == 0) {
+        return {};  // of a run that was killed at once
+    }
+    try {
+        const DatabaseHeader header(path);
+        const std::uint64_t bytes = std::filesystem::file_size(path, error);
+        if (header.bytesOfFile() != 0 && !error && bytes != header.bytesOfFile()) {
+            return fmt::format("the database has {} bytes in place of {}", bytes, header.bytesOfFile());
+        }
+        if (header.settled() && !header.isAsWritten()) {
+            return "the header of the database is not as it was written";
+        }
+        const std::vector<std::string> columns = SqliteReader(path).columns();
+        Database database(path, openFlagsOf(path), "read");
+        {
+            Statement check(database, "PRAGMA integrity_check(1)");
+            if (check.step() && check.text(0) != "ok") {
+                return fmt::format("the pages of the database do not hold together ({})", check.text(0));
+            }
+        }
+        Statement version(database, "PRAGMA user_version");
+        version.step();
+        const auto schema = static_cast<int>(version.integer(0));
+        if (schema == 0) {
+            return {};  // nothing was written yet
+        }
+        if (!isAsMade(database, "results", resultsTable(columns, schema)) ||
+            !isAsMade(database, "timing", timingTable) || !isAsMade(database, jsonValuesTable, kindsTable())) {
+            return "the tables of the database are not as they were made";
+        }
+        Statement indexes(database,
+                          "SELECT count(*) FROM sqlite_master WHERE type = 'index' AND sql IS NULL AND name <> "
+                          "'sqlite_autoindex_' || tbl_name || '_1'");
+        indexes.step();
+        if (indexes.integer(0) != 0) {
+            return "the indexes of the database are not as they were made";
+        }
+        Statement times(database,
+                        "SELECT count(*) FROM timing WHERE typeof(milliseconds) NOT IN ('real', 'integer', 'null') OR "
+                        "milliseconds < 0 OR id NOT IN (SELECT id FROM results)");
+        times.step();
+        return times.integer(0) == 0 ? std::string() : "the table 'timing' of the database is not as it was written";
+    } catch (const DamagedDatabase& problem) {
+        return problem.what();
+    }
+}
+
+void lengthenSqliteResults(const std::string& path) {
+    std::error_code error;
+    const std::uint64_t bytes = DatabaseHeader(path).bytesOfFile();
+    const std::uint64_t there = std::filesystem::file_size(path, error);
     constexpr std::uint64_t mostMissing = std::uint64_t{1} << 32;  // more is no torn end
-    if (std::string_view(reinterpret_cast<const char*>(header.data()), 15) != "SQLite format 3" || !countsPages ||
-        whole || bytes - std::filesystem::file_size(path, error) > mostMissing ||
-        std::filesystem::exists(path + "-wal", error) || std::filesystem::exists(path + "-journal", error)) {
+    if (bytes == 0 || error || there >= bytes || bytes - there > mostMissing) {
         return;
     }
     if (::truncate(path.c_str(), static_cast<::off_t>(bytes)) != 0) {

@@ -13,6 +13,9 @@ void settleSqliteResults(const std::string& path);
 /// Whether all pages of a database hold together.
 bool isSoundSqliteFile(const std::string& path);
 
+/// What of a database beside its records is not as it was written; see `damageOfResults`.
+std::string damageOfSqliteResults(const std::string& path);
+
 /// SQLite reads nothing of a database whose end is missing: gives the file the length that its header names, so that what
 /// is whole can be read.
 void lengthenSqliteResults(const std::string& path);

@@ -17,7 +17,8 @@ namespace {
 
 // A signal handler reaches nothing but what is static, and may neither allocate nor lock.
 
-constexpr std::array<int, 4> endingSignals = {SIGINT, SIGTERM, SIGHUP, SIGQUIT};
+constexpr std::array endingSignals = {SIGINT,  SIGTERM, SIGHUP,    SIGQUIT, SIGPIPE, SIGALRM,
+                                      SIGUSR1, SIGUSR2, SIGVTALRM, SIGPROF, SIGXCPU};
 
 struct Slot {
     std::atomic<::pid_t> owner{0};  ///< process whose file it is; 0: free; negative: being filled or emptied

@@ -9,8 +9,8 @@
 
 namespace likeness {
 
-/// As long as it lives, a file, or a folder that holds nothing but files, goes if SIGINT, SIGTERM, SIGHUP or SIGQUIT
-/// ends the program; the program ends by that signal all the same. Safe to use from several threads; a forked child
+/// As long as it lives, a file, or a folder that holds nothing but files, goes if a signal ends the program that can be
+/// caught and tells of no fault in it; the program ends by that signal all the same. Safe to use from several threads; a forked child
 /// leaves its parent's files alone.
 class RemovedOnInterrupt {
 public:

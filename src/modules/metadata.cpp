@@ -221,6 +221,8 @@ LIKENESS_MODULE_ENTRY bool likeness_carry_metadata(const std::string& from, std:
         }
         if (target->checkMode(Exiv2::mdIptc) == Exiv2::amReadWrite) {
             target->setIptcData(carried.iptc);
+        } else if (!carried.iptc.empty()) {
+            problem = likeness::noPlaceForIptc;
         }
         target->writeMetadata();
         Exiv2::BasicIo& io = target->io();
@@ -263,7 +265,7 @@ LIKENESS_MODULE_ENTRY void likeness_metadata_for(const std::string& from, const 
             problem = "the XMP packet cannot be written";
         }
         if (!carried.iptc.empty()) {
-            problem = "IPTC data have no place in this format";
+            problem = likeness::noPlaceForIptc;
         }
     } catch (const std::bad_alloc&) {
         throw;

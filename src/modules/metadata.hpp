@@ -26,6 +26,9 @@ struct CameraNotes {
 /// `likeness_read_notes`. What cannot be read is missing.
 using ReadNotesEntry = void (*)(const std::string& path, CameraNotes& notes);
 
+/// The problem of a format for all of the metadata but these.
+inline constexpr const char* noPlaceForIptc = "the format has no place for IPTC data";
+
 /// What of the metadata must be true of the new file.
 struct CarriedPicture {
     std::uint32_t width = 0;

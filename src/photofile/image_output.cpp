@@ -135,7 +135,8 @@ void carryMetadata(const FileAccess& access, const ImageOutput& output, const st
         problem = missing.what();
     }
     if (!problem.empty()) {
-        access.warn(fmt::format("'{}': the metadata of '{}' are not carried over: {}", output.path, source, problem));
+        access.warn(fmt::format("'{}': the {} of '{}' are not carried over: {}", output.path,
+                                problem == noPlaceForIptc ? "IPTC data" : "metadata", source, problem));
     }
 }
 

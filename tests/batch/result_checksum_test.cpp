@@ -81,6 +81,66 @@ TEST_P(ResultChecksums, NoticeEveryFlippedBit) {
 INSTANTIATE_TEST_SUITE_P(Formats, ResultChecksums, ::testing::Values("jsonl", "csv", "db"),
                          [](const auto& format) { return std::string(format.param); });
 
+/// A database of 40 records, in which each page has something.
+std::string databaseOfRecords() {
+    const auto writer = writeResults({"r.db", ResultFormat::sqlite, exampleColumns(), {}});
+    std::vector<ResultRecord> records;
+    for (std::uint64_t k = 1; k <= 40; ++k) {
+        records.push_back(exampleRecord(k));
+    }
+    writer->append(records);
+    writer->finish();
+    return contentOf("r.db");
+}
+
+std::string damageOf(const std::string& content) {
+    std::ofstream("r.db", std::ios::binary) << content;
+    try {
+        return damageOfResults("r.db", ResultFormat::sqlite);
+    } catch (const Refusal& refusal) {
+        return refusal.what();
+    }
+}
+
+TEST(ResultDatabase, ItsTornEndIsNoticedThoughNoRecordStandsThere) {
+    const ScratchDirectory scratch;
+    const std::string whole = databaseOfRecords();
+    EXPECT_EQ(damageOf(whole), "");
+    for (const std::size_t lost : {300U, 4096U}) {
+        const std::string torn = whole.substr(0, whole.size() - lost);
+        EXPECT_NE(damageOf(torn).find("bytes in place of"), std::string::npos) << lost;
+        const std::string zeroed = torn + std::string(lost, '\0');
+        EXPECT_EQ(damageOf(zeroed).empty(), zeroed == whole) << lost << " zeros";
+    }
+    EXPECT_NE(damageOf(whole + "x"), "");
+    std::ofstream("r.db", std::ios::binary) << whole.substr(0, whole.size() - 300);
+    EXPECT_THROW(ResultMerge({"r.db"}, "all.csv"), Refusal);
+}
+
+TEST(ResultDatabase, FlippedBitsOfItsHeaderAndTablesAreNoticed) {
+    const ScratchDirectory scratch;
+    const std::string whole = databaseOfRecords();
+    const auto flipped = [&](std::size_t bit) {
+        std::string content = whole;
+        content[bit / 8] = static_cast<char>(content[bit / 8] ^ (1 << bit % 8));
+        return content;
+    };
+    // The schema's cookie and the number of the library that wrote it may be any.
+    for (std::size_t byte = 0; byte < 100; ++byte) {
+        if ((byte >= 40 && byte < 44) || (byte >= 96 && byte < 100)) {
+            continue;
+        }
+        for (std::size_t bit = 8 * byte; bit < 8 * byte + 8; ++bit) {
+            EXPECT_NE(damageOf(flipped(bit)), "") << "bit " << bit % 8 << " of byte " << byte;
+        }
+    }
+    const std::size_t tables = whole.find("CREATE TABLE results");
+    ASSERT_NE(tables, std::string::npos);
+    for (std::size_t byte = tables; byte < tables + 200; ++byte) {
+        EXPECT_NE(damageOf(flipped(8 * byte + byte % 8)), "") << "byte " << byte;
+    }
+}
+
 std::string withFlippedBit(std::string text, std::size_t bit) {
     text[bit / 8] = static_cast<char>(text[bit / 8] ^ (1 << bit % 8));
     return text;

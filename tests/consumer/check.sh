@@ -66,6 +66,16 @@ line=$("$scratch/shared-stage/bin/likeness" "$source/examples/photos/cat.jpg" "$
 [ "$line" = "1,1,1,1,1" ] || fail "the program with the shared library printed '$line'"
 build_and_run installed-shared "-DCMAKE_PREFIX_PATH=$scratch/shared-stage"
 
+# An empty or relative name among the paths of libraries would be the folder that the user stands in.
+while read -r file; do
+    paths=$(readelf -d "$file" 2>/dev/null | sed -n 's/.*(R\(UN\)\?PATH).*\[\(.*\)\].*/\2/p' || true)
+    [ -n "$paths" ] || continue
+    while read -r -d : path; do
+        [[ $path == /* || $path == "\$ORIGIN"* ]] || fail "$file looks for libraries in '$path' ($paths)"
+    done <<<"$paths:"
+done < <(find "$build/bin" "$build/lib" "$scratch/stage" "$scratch/shared-stage" "$scratch/subdirectory/likeness" \
+    -type f \( -name 'lib*.so*' -o -name 'likeness*' -o -name darkroom \) 2>/dev/null)
+
 if command -v pkg-config >/dev/null; then
     pkg_config_path=$(dirname "$(find "$scratch/stage" -name likeness.pc)")
     # shellcheck disable=SC2046 # the flags are words

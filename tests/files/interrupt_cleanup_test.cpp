@@ -22,7 +22,7 @@ namespace fs = std::filesystem;
 
 using testing::ScratchDirectory;
 
-constexpr int endingSignals[] = {SIGINT, SIGTERM, SIGHUP, SIGQUIT};
+constexpr int endingSignals[] = {SIGINT, SIGTERM, SIGHUP, SIGQUIT, SIGPIPE, SIGALRM, SIGUSR1, SIGUSR2, SIGXCPU};
 
 /// Runs `body` in a forked child that has these signals at their defaults.
 /// @return  the signal that ended it, or its exit status negated

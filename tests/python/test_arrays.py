@@ -198,3 +198,51 @@ def test_bad_numbers_are_sentences(call):
     with pytest.raises(ValueError) as problem:
         call(np.full((16, 16, 3), 100, np.uint8))
     assert "incompatible" not in str(problem.value) and "\n" not in str(problem.value)
+
+
+def test_a_path_with_a_nul_names_no_other_file(tmp_path):
+    path = tmp_path / "a.png"
+    likeness.write(path, made(1))
+    for call in (
+        lambda name: likeness.read(name),
+        lambda name: likeness.compare(name, path),
+        lambda name: likeness.compare_pairs([(path, name)]),
+        lambda name: likeness.write(name, made(2)),
+    ):
+        with pytest.raises(ValueError, match="a path holds no NUL"):
+            call(f"{path}\0x")
+    assert np.array_equal(likeness.read(path), made(1))
+
+
+def test_floats_that_are_no_shares_of_white_are_told():
+    bytes_as_floats = made(1).astype(np.float32)
+    with pytest.warns(likeness.PhotographWarning, match="the floats of an array reach"):
+        likeness.compare(bytes_as_floats, made(2))
+    with pytest.raises(ValueError, match="none of its values is a number"):
+        likeness.compare(np.full((4, 4, 3), np.nan), made(2))
+
+
+def test_what_a_file_cannot_hold_is_told_or_refused(tmp_path):
+    picture = made(1, dtype=np.float32)
+    picture[0, 0] = (1.5, -0.25, 0.5)
+    with pytest.warns(likeness.PhotographWarning, match="2 of .* values lie outside of 0..1"):
+        likeness.write(tmp_path / "a.png", picture)
+    picture[0, 0, 2] = np.nan
+    with pytest.raises(ValueError, match="values that are no numbers"):
+        likeness.write(tmp_path / "b.png", picture)
+    assert not (tmp_path / "b.png").exists()
+    likeness.write(tmp_path / "b.tif", picture)
+
+
+def test_a_pair_that_is_none_is_told_by_its_number():
+    with pytest.raises(ValueError, match=r"pairs: number 1 is \('a.jpg',\), not two paths"):
+        likeness.compare_pairs([("a.jpg", "b.jpg"), ("a.jpg",)])
+
+
+def test_one_mask_is_for_both():
+    first, second = made(1), made(2)
+    mask = np.zeros(first.shape[:2], bool)
+    mask[: first.shape[0] // 2] = True
+    assert likeness.compare(first, second, mask=mask) == likeness.compare(first, second, first_mask=mask, second_mask=mask)
+    with pytest.raises(ValueError, match="excludes first_mask"):
+        likeness.compare(first, second, mask=mask, first_mask=mask)

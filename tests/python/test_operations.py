@@ -170,6 +170,8 @@ def test_every_depth_and_format_of_the_program_is_written(tmp_path):
         again = likeness.read_photograph(tmp_path / name)
         assert again.bits == depth
         assert np.allclose(again.image / np.iinfo(again.image.dtype).max, ramp, atol=0.51 / (2**depth - 1))
+    with pytest.warns(likeness.PhotographWarning, match="clipped"):
+        likeness.write(tmp_path / "clipped.tif", 2 * ramp, depth=16)
     with pytest.raises(ValueError, match="depth"):
         likeness.write(tmp_path / "c.png", ramp, depth=12)
     with pytest.raises(ValueError, match="depth"):

@@ -101,6 +101,25 @@ TEST_F(DarkroomIndex, BringsAnArchiveUpToDate) {
     EXPECT_NE(again.err.find("0 added, 0 changed, 0 removed\n"), std::string::npos) << again.err;
 }
 
+TEST_F(DarkroomIndex, AFolderThatIsNotThereIsNoReasonToForget) {
+    const std::string before = bytesOf({}, "a.likeness");
+    fs::rename(photos(), input("away"));
+    for (const std::string& name : {photos(), photos() + "/"}) {
+        expectRefused(
+            {"index", name, "-o", "a.likeness", "--update", "--quiet"},
+            "PHOTOS: '" + name +
+                "' is no folder now, and the archive has photographs of it; leave it out to have them removed");
+    }
+    EXPECT_EQ(contentOf(output("a.likeness")), before);
+}
+
+TEST_F(DarkroomIndex, ANameThatIsNotUtf8IsLeftOut) {
+    fs::copy_file(photograph(1), photos() + "/bad\xff.jpg");
+    const Outcome done = expectDone({"index", photos(), "-o", "a.likeness"});
+    EXPECT_NE(done.err.find("has a name that is not UTF-8"), std::string::npos) << done.err;
+    EXPECT_EQ(ArchiveFile(output("a.likeness")).size(), static_cast<std::size_t>(photographs));
+}
+
 TEST_F(DarkroomIndex, ListsWhatCannotBeReadAndTriesAgainWhenAsked) {
     const std::string broken = saveText("photos/broken.jpg", "no image");
     const std::string none = input("none.jpg");

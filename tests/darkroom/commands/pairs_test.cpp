@@ -46,6 +46,13 @@ TEST_F(DarkroomPairs, AreRecordedAsABatchRecordsThem) {
     expectDone({"batch", path, "-o", "batch.jsonl", "--quiet"});
     EXPECT_EQ(contentOf(output("pairs.jsonl")), contentOf(output("batch.jsonl")));
     expectDone({"verify", path, "pairs.jsonl"});
+    EXPECT_EQ(expectDone({"verify", "pairs.jsonl"}).out,
+              "pairs: 4\ncompared: 4\nfailed: 0\nmissing: 0\ndoubled: 0\naltered: 0\n");
+    const std::vector<std::string> lines = linesOf(contentOf(output("pairs.jsonl")));
+    std::ofstream(output("few.jsonl")) << lines[0] << '\n' << lines[3] << '\n' << lines[3] << '\n';
+    const Outcome few = darkroom({"verify", "few.jsonl"});
+    EXPECT_EQ(few.status, 1);
+    EXPECT_EQ(few.out, "pairs: 4\ncompared: 3\nfailed: 0\nmissing: 2\ndoubled: 1\naltered: 0\n");
     expectDone({"report", "pairs.jsonl", "-o", "report.html", "--quiet"});
     const std::vector<std::string> groups = linesOf(contentOf(output("groups.csv")));
     ASSERT_EQ(groups.size(), 9U);

@@ -146,6 +146,18 @@ TEST_F(DarkroomSearch, IsTheSameForAnyThreadsAndInEveryForm) {
     EXPECT_NE(contentOf(output("r.html")).find("data:image/jpeg"), std::string::npos);
 }
 
+TEST_F(DarkroomSearch, FollowsTheExtensionOfItsOutput) {
+    const std::string query = photograph(2);
+    const std::string json = expectDone({"search", "a", query, "--json"}).out;
+    const std::string csv = expectDone({"search", "a", query, "--csv"}).out;
+    expectDone({"search", "a", query, "-o", "n.json", "--quiet"});
+    expectDone({"search", "a", query, "-o", "n.csv", "--quiet"});
+    EXPECT_EQ(contentOf(output("n.json")), json);
+    EXPECT_EQ(contentOf(output("n.csv")), csv);
+    expectRefused({"search", "a", query, "-o", "n.csv", "--json"},
+                  "--output: 'n.csv' is named .csv, and --json asks for another format");
+}
+
 TEST_F(DarkroomSearch, KnowsEntriesWhoseFilesAreGoneOrChanged) {
     const Json before = found({photograph(3), "--top", "2"});
     fs::remove(photograph(3));

@@ -377,6 +377,38 @@ TEST_F(OutputsOntoInputs, ABatchEmptiesNoFileThatHoldsNoTimes) {
                   "'r.csv.timing.csv' is no file of times, and it would be overwritten; move it away");
 }
 
+TEST_F(OutputsOntoInputs, WhatIsNoImageReplacesNone) {
+    const std::string in = save("in.png", randomPhotograph({12, 9}, 1));
+    const std::string other = save("other.png", randomPhotograph({12, 9}, 2));
+    const std::string list = saveText("list.csv", "first,second\n" + in + ',' + in + '\n');
+    expectDone({"batch", list, "-o", "r.csv", "--quiet"});
+    expectDone({"index", in, "-o", "a.likeness", "--quiet"});
+    fs::create_symlink(other, folder() / "image.csv");
+    const std::string before = contentOf(other);
+    const std::string problem = "'image.csv' is an image, and is not replaced by what is none; choose another name";
+    expectRefused({"compare", in, in, "-o", "image.csv"}, "--output: " + problem);
+    expectRefused({"search", "a.likeness", in, "-o", "image.csv"}, "--output: " + problem);
+    expectRefused({"merge", "image.csv", "r.csv", "--overwrite"}, "OUT: " + problem);
+    expectRefused({"pairs", "a.likeness", "--nearest", "1", "-o", "p.csv", "--clusters", "image.csv"},
+                  "--clusters: " + problem);
+    expectRefused({"completion", "bash", "-o", "image.csv"}, "--output: " + problem);
+    expectRefused({"repair", "a.likeness", "-o", "image.csv", "--overwrite"},
+                  "--output: 'image.csv' is no archive, and is not replaced");
+    EXPECT_EQ(contentOf(other), before);
+}
+
+TEST_F(OutputsOntoInputs, AJournalWithoutItsDatabaseStays) {
+    const std::string in = save("in.png", randomPhotograph({12, 9}, 1));
+    const std::string list = saveText("list.csv", "first,second\n" + in + ',' + in + '\n');
+    for (const std::string ending : {"-wal", "-journal", "-shm"}) {
+        std::ofstream(output("q.db" + ending)) << "precious";
+        expectRefused({"batch", list, "-o", "q.db"},
+                      "'q.db" + ending + "' is there without its database; move it away");
+        EXPECT_EQ(contentOf(output("q.db" + ending)), "precious");
+        fs::remove(output("q.db" + ending));
+    }
+}
+
 TEST_F(OutputsOntoInputs, AReportReplacesNoPhotograph) {
     const std::string in = save("in.png", randomPhotograph({12, 9}, 1));
     const std::string list = saveText("list.csv", "first,second\n" + in + ',' + in + '\n');

@@ -96,7 +96,7 @@ ResultFile checkedOutput(const Console& console, const Options& options) {
     plan.mayRead(options.archive);
     plan.mayRead(options.model.viewing.conditions);
     plan.mayRead(options.predict);
-    plan.file("--output", options.output);
+    plan.data("--output", options.output);
     plan.aside("--output", previousResults(options.output));
     std::error_code error;
     const fs::file_status status = fs::status(options.output, error);
@@ -106,6 +106,7 @@ ResultFile checkedOutput(const Console& console, const Options& options) {
     if (!options.resume && (fs::exists(status) || fs::exists(previousResults(file.path), error))) {
         throw Refusal("--output: '" + options.output + "' exists; --resume goes on with it");
     }
+    refuseLeftJournals(file.path, file.format);
     if (!file.timing.empty()) {
         plan.file("--timing", file.timing);
         if (!options.resume && fs::exists(file.timing, error)) {

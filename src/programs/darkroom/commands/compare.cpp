@@ -133,7 +133,7 @@ void checkOutputs(const Console& console, const Options& options) {
     }
     plan.mayRead(options.predict);
     if (!options.output.empty()) {
-        plan.file("--output", options.output);
+        plan.data("--output", options.output);
     }
     if (!options.report.empty()) {
         plan.page("--report", options.report);
@@ -148,7 +148,7 @@ void checkOutputs(const Console& console, const Options& options) {
         if (options.tileTable == standardStream && options.output.empty()) {
             throw Refusal("--tile-table: standard output has the result; --output can name a file for it");
         }
-        plan.file("--tile-table", options.tileTable);
+        plan.data("--tile-table", options.tileTable);
     }
     if (!options.tileMaps.empty()) {
         if (fs::path(options.tileMaps).filename().empty()) {

@@ -254,7 +254,7 @@ ExitStatus fitResults(const Console& console, const Options& options) {
     OutputPlan plan(console, inputs, InputKind::others);
     for (const auto& [option, path] : {std::pair("--output", options.output), {"--predictions", options.predictions}}) {
         if (!path.empty()) {
-            plan.file(option, path);
+            plan.data(option, path);
         }
     }
     if (!options.report.empty()) {

@@ -41,7 +41,7 @@ void checkOutputs(const Console& console, const Options& options) {
         checkPrefixOutput(options.prefix, mergedResults(), plan);
     }
     if (!options.response.empty()) {
-        plan.file("--response", options.response);
+        plan.data("--response", options.response);
     }
     if (!options.plot.empty()) {
         plan.file("--plot", options.plot);

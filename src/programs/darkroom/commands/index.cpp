@@ -86,7 +86,11 @@ PathNames photographsAsked(const Console& console, const Options& options) {
             return;
         }
         for (const ImageFile& file : imageFilesIn("PHOTOS", name, leftOut)) {
-            take(file.path);
+            if (isUtf8(file.path)) {
+                take(file.path);
+            } else {
+                leftOut.push_back({file.path, "has a name that is not UTF-8"});
+            }
         }
     };
     for (const std::string& path : options.photographs) {

@@ -26,7 +26,7 @@ struct Options {
 
 ExitStatus mergeArchives(const Console& console, const Options& options) {
     OutputPlan plan(console, options.inputs, InputKind::others);
-    plan.file("OUT", options.output);
+    plan.data("OUT", options.output);
     std::error_code error;
     if (std::filesystem::exists(options.output, error) && !options.overwrite) {
         throw Refusal("OUT: '" + options.output + "' exists; --overwrite replaces it");
@@ -69,7 +69,7 @@ ExitStatus mergeResults(const Console& console, const Options& options) {
     }
     resultFormatOf("OUT", options.output);
     OutputPlan plan(console, options.inputs, InputKind::others);
-    plan.file("OUT", options.output);
+    plan.data("OUT", options.output);
     if (!options.overwrite && std::filesystem::exists(options.output)) {
         throw Refusal("OUT: '" + options.output + "' exists; --overwrite replaces it");
     }

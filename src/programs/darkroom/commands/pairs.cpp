@@ -433,9 +433,13 @@ ExitStatus pairs(const Console& console, const Options& options) {
     const Shard shard = options.shard.empty() ? Shard() : parseShard(options.shard);
     resultFormatOf("--output", options.output);
     OutputPlan plan(console, {options.archive, options.other}, InputKind::others);
-    plan.file("--output", options.output);
+    plan.data("--output", options.output);
     if (!options.clusters.empty()) {
-        plan.file("--clusters", options.clusters);
+        plan.data("--clusters", options.clusters);
+        std::error_code problem;
+        if (fs::exists(options.clusters, problem) && !options.overwrite && !options.resume) {
+            throw Refusal("--clusters: '" + options.clusters + "' exists; --overwrite replaces it");
+        }
     }
     std::error_code error;
     const fs::file_status status = fs::status(options.output, error);
@@ -445,6 +449,7 @@ ExitStatus pairs(const Console& console, const Options& options) {
     if (fs::exists(status) && !options.overwrite && !options.resume) {
         throw Refusal("--output: '" + options.output + "' exists; --overwrite replaces it");
     }
+    refuseLeftJournals(options.output, resultFormatOf("--output", options.output));
     const ArchiveFile first(options.archive);
     std::optional<ArchiveFile> another;
     if (!options.other.empty()) {

@@ -25,6 +25,10 @@ ExitStatus repair(const Console& console, const Options& options) {
     if (std::filesystem::exists(options.output, error) && !options.overwrite) {
         throw Refusal("--output: '" + options.output + "' exists; --overwrite replaces it");
     }
+    if (std::filesystem::exists(options.output, error) && std::filesystem::file_size(options.output, error) > 0 &&
+        !isArchive(options.output)) {
+        throw Refusal("--output: '" + options.output + "' is no archive, and is not replaced");
+    }
     const ArchiveFile archive(options.archive);
     for (const std::string& damage : archive.damage()) {
         console.warn("'" + options.archive + "': " + damage);

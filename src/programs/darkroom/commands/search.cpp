@@ -13,6 +13,7 @@
 #include "console/output_check.hpp"
 #include "console/part_options.hpp"
 #include "console/progress.hpp"
+#include "console/text_output.hpp"
 #include "diagnostics/number_text.hpp"
 #include "diagnostics/shown_text.hpp"
 #include "files/csv_text.hpp"
@@ -316,10 +317,13 @@ ExitStatus search(const Console& console, const Options& options) {
     std::vector<std::string> inputs = queries;
     inputs.push_back(options.archive);
     inputs.insert(inputs.end(), options.lists.begin(), options.lists.end());
+    const ResultText format = resultTextFor(options.output, options.json  ? ResultText::json
+                                                            : options.csv ? ResultText::csv
+                                                                          : ResultText::any);
     OutputPlan plan(console, inputs);
     plan.mayRead(options.part.mask);
     if (!options.output.empty()) {
-        plan.file("--output", options.output);
+        plan.data("--output", options.output);
     }
     if (!options.report.empty()) {
         plan.page("--report", options.report);
@@ -389,9 +393,9 @@ ExitStatus search(const Console& console, const Options& options) {
         }
     }
     const std::string ranking = rankingText(options);
-    const std::string text = options.json  ? jsonText(archive, options, ranking, searched)
-                             : options.csv ? csvText(hue, options.distances, searched)
-                                           : textOf(searched);
+    const std::string text = format == ResultText::json  ? jsonText(archive, options, ranking, searched)
+                             : format == ResultText::csv ? csvText(hue, options.distances, searched)
+                                                         : textOf(searched);
     if (!options.report.empty()) {
         for (SearchedPhotograph& photograph : searched) {
             photograph.pictureUri = thumbnail(console, photograph.path);

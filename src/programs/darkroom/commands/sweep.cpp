@@ -321,7 +321,7 @@ void checkOutputs(const Console& console, const Options& options) {
     OutputPlan plan(console, {options.first, options.second});
     plan.mayRead(options.conditions);
     if (!options.output.empty()) {
-        plan.file("--output", options.output);
+        plan.data("--output", options.output);
     }
     if (!options.plot.empty()) {
         plan.page("--plot", options.plot);

@@ -10,10 +10,12 @@
 
 #include <fmt/format.h>
 
+#include <filesystem>
 #include <iostream>
-#include <map>
 #include <memory>
+#include <optional>
 #include <unordered_map>
+#include <unordered_set>
 
 namespace likeness::darkroom {
 namespace {
@@ -161,12 +163,87 @@ ExitStatus verifyArchive(const Options& options) {
     return found.empty() && failed == 0 ? ExitStatus::done : ExitStatus::outsideLimits;
 }
 
+/// Warns of an end that is cut off, or of damage that the records do not show.
+/// @return  whether there is neither
+bool isWhole(const Console& console, const std::string& path, ResultFormat format, const ResultReader& reader) {
+    const bool cutOff = reader.tail().cutOff;
+    const std::string damage = cutOff ? std::string() : damageOfResults(path, format);
+    if (cutOff || !damage.empty()) {
+        console.warn("'" + path + "': " + (cutOff ? "the last record is cut off" : "it is damaged: " + damage) +
+                     "; darkroom batch --resume repairs it");
+    }
+    return !cutOff && damage.empty();
+}
+
+/// Results without a list, such as those of darkroom pairs: each record proves itself and says of how many it is one.
+ExitStatus verifyAlone(const Console& console, const std::string& path, ResultFormat format) {
+    const auto reader = openResults(path, format);
+    std::uint64_t compared = 0;
+    std::uint64_t failed = 0;
+    std::uint64_t doubled = 0;
+    std::uint64_t altered = 0;
+    std::uint64_t total = 0;
+    std::string remarks;
+    std::unordered_set<std::string> ids;
+    std::unordered_set<std::uint64_t> positions;
+    std::string version;
+    std::string parameters;
+    for (ResultRecord record; reader->next(record);) {
+        if (total == 0) {
+            total = record.pairs;
+            version = record.version;
+            parameters = record.parameters;
+        }
+        const bool again = !ids.insert(record.id).second;
+        doubled += again || !positions.insert(record.position).second ? 1 : 0;
+        if (record.pairs != total || record.version != version || record.parameters != parameters) {
+            ++altered;
+            remarks += "altered: " + shownText(record.id) + ": it is of another run\n";
+        }
+        if (record.outcome.compared()) {
+            ++compared;
+        } else {
+            ++failed;
+            remarks += "failed: " + shownText(record.id + ": " + record.outcome.error) + '\n';
+        }
+    }
+    const std::uint64_t missing = total > positions.size() ? total - positions.size() : 0;
+    std::cout << "pairs: " << total << "\ncompared: " << compared << "\nfailed: " << failed << "\nmissing: " << missing
+              << "\ndoubled: " << doubled << "\naltered: " << altered << '\n'
+              << remarks;
+    const bool good = compared == total && missing + doubled + altered == 0;
+    return isWhole(console, path, format, *reader) && good ? ExitStatus::done : ExitStatus::outsideLimits;
+}
+
+/// The format of a file that has results; nothing for another file.
+std::optional<ResultFormat> formatOfResults(const std::string& path) {
+    try {
+        const ResultFormat format = resultFormatOf("LIST", path);
+        openResults(path, format);
+        return format;
+    } catch (const Refusal&) {
+        return {};
+    }
+}
+
 ExitStatus verify(const Console& console, const Options& options) {
     if (options.results.empty()) {
         if (options.list.path != "-" && isArchive(options.list.path)) {
             return verifyArchive(options);
         }
-        throw Refusal("RESULTS is required; an archive alone stands in the place of LIST");
+        if (const std::optional<ResultFormat> format = formatOfResults(options.list.path)) {
+            if (!options.list.format.empty() || !options.list.shard.empty()) {
+                throw Refusal("--list-format, --shard: there is no list");
+            }
+            return verifyAlone(console, options.list.path, *format);
+        }
+        std::error_code error;
+        const std::string extension = std::filesystem::path(options.list.path).extension().string();
+        if (extension == ".likeness" && std::filesystem::exists(options.list.path, error)) {
+            throw Refusal("'" + options.list.path + "' is no archive: its first bytes are none of one");
+        }
+        throw Refusal("RESULTS is required: LIST is '" + options.list.path +
+                      "', which is no archive; an archive alone stands in the place of LIST");
     }
     const ResultFormat format = resultFormatOf("RESULTS", options.results);
     const PairList pairs = options.list.read();
@@ -176,18 +253,15 @@ ExitStatus verify(const Console& console, const Options& options) {
         verification.add(record);
     }
     const bool good = verification.report(std::cout);
-    if (reader->tail().cutOff) {
-        console.warn("'" + options.results + "': the last record is cut off; darkroom batch --resume repairs it");
-        return ExitStatus::outsideLimits;
-    }
-    return good ? ExitStatus::done : ExitStatus::outsideLimits;
+    return isWhole(console, options.results, format, *reader) && good ? ExitStatus::done : ExitStatus::outsideLimits;
 }
 
 }  // namespace
 
 Action declareVerify(OptionParser& app) {
     auto options = std::make_shared<Options>();
-    app.addOption("LIST", options->list.path, "List of pairs, as for darkroom batch; or an archive, and nothing else")
+    app.addOption("LIST", options->list.path,
+                  "List of pairs, as for darkroom batch; or an archive, or results without a list, and nothing else")
         ->required();
     app.addOption("RESULTS", options->results, "Results of the batch, or of the shard that --shard names");
     addListOptions(app, options->list);

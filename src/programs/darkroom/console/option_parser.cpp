@@ -212,6 +212,7 @@ Option* OptionParser::addOption(const std::string& names, Value& value, const st
     return viewOf(app_->add_option(names, value, text));
 }
 
+// NOLINTNEXTLINE(bugprone-macro-parentheses): the name of a type
 #define INSTANCE(Value) template Option* OptionParser::addOption(const std::string&, Value&, const std::string&)
 INSTANCE(std::string);
 INSTANCE(std::vector<std::string>);

@@ -2,11 +2,14 @@
 
 #include "files/refusal.hpp"
 #include "files/standard_input.hpp"
+#include "photofile/image_header.hpp"
 
 #include <fmt/format.h>
 
 #include <unistd.h>
+#include <algorithm>
 #include <filesystem>
+#include <fstream>
 
 namespace likeness::darkroom {
 namespace {
@@ -42,6 +45,25 @@ void checkOutputFile(std::string_view option, const std::string& path) {
     if (fs::exists(status) && ::access(path.c_str(), W_OK) != 0) {
         refuse(option, path, "cannot be written");
     }
+}
+
+/// Whether there is a file whose first bytes are an image's.
+bool isImageFile(const std::string& path) {
+    std::error_code error;
+    std::ifstream file;
+    if (fs::is_regular_file(path, error)) {
+        file.open(path, std::ios::binary);
+    }
+    if (!file.is_open()) {
+        return false;
+    }
+    const ImageHeader header = readImageHeader([&](std::uint64_t offset, unsigned char* bytes, std::size_t count) {
+        file.clear();
+        file.seekg(static_cast<std::streamoff>(offset));
+        file.read(reinterpret_cast<char*>(bytes), static_cast<std::streamsize>(count));
+        return static_cast<std::size_t>(std::max<std::streamsize>(0, file.gcount()));
+    });
+    return header.format != ImageFileFormat::unknown;
 }
 
 void checkIsFolder(std::string_view option, const std::string& folder) {
@@ -126,6 +148,13 @@ void OutputPlan::file(std::string_view option, const std::string& path) {
     optionOf_.add(path, std::string(option));
     outputs_.add(path, fmt::format("{}: '{}'", option, path));
     console_.keepFromDumps(path, "the result '" + path + "'");
+}
+
+void OutputPlan::data(std::string_view option, const std::string& path) {
+    file(option, path);
+    if (path != standardStream && isImageFile(path)) {
+        refuse(option, path, "is an image, and is not replaced by what is none; choose another name");
+    }
 }
 
 void OutputPlan::page(std::string_view option, const std::string& path) {

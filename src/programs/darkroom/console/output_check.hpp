@@ -47,6 +47,9 @@ public:
     ///                  cannot be written, if it is an input, or another output
     void file(std::string_view option, const std::string& path);
 
+    /// The same for what is no image: an image that is there is not replaced by it.
+    void data(std::string_view option, const std::string& path);
+
     /// The same for an HTML page, whose name must say so.
     void page(std::string_view option, const std::string& path);
 

@@ -45,7 +45,7 @@ void writeText(const Console& console, const TextOutput& output, const std::stri
         console.give(text);
         return;
     }
-    OutputPlan(console, {}).file("--output", output.path);
+    OutputPlan(console, {}).data("--output", output.path);
     writeResult(console, output.path, text, "");
 }
 
