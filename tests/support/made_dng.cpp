@@ -22,7 +22,7 @@ public:
 
     void put(std::uint32_t value, int count) {
         for (int k = count - 1; k >= 0; --k) {
-            byte_ = static_cast<std::uint8_t>(byte_ << 1 | (value >> k & 1));
+            byte_ = static_cast<std::uint8_t>(static_cast<unsigned>(byte_) << 1U | (value >> k & 1U));
             if (++filled_ == 8) {
                 bytes_ += static_cast<char>(byte_);
                 if (stuffed_ && byte_ == 0xFF) {
