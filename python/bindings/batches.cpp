@@ -4,6 +4,7 @@
 
 #include "archive/archived_analyses.hpp"
 #include "batch/batch_run.hpp"
+#include "batch/mask_files.hpp"
 #include "batch/output_columns.hpp"
 #include "batch/output_lock.hpp"
 #include "batch/pair_list.hpp"
@@ -132,9 +133,13 @@ py::tuple runBatch(const py::dict& asked, const py::object& progress) {
         file.columns =
             outputColumns(pairs.columns(), {options.distances, !predict.empty(), options.analysis.hue.has_value(), ""});
         if (!predict.empty()) {
-            options.computed = predictedColumns(
-                std::make_shared<ScorePredictor>("predict", predict, options.analysis, options.profiles, events.warn),
-                file.format, options.analysis.hue.has_value(), options.distances);
+            const auto predictor =
+                std::make_shared<ScorePredictor>("predict", predict, options.analysis, options.profiles, events.warn);
+            if (!maskFileColumns(pairs.columns()).empty()) {
+                events.warn(predictor->maskRemark());
+            }
+            options.computed =
+                predictedColumns(predictor, file.format, options.analysis.hue.has_value(), options.distances);
         }
         std::optional<ArchivedAnalyses> archived;
         options.known = [&archived](const std::string& path) {

@@ -261,53 +261,54 @@ void bindComparison(py::module_& module) {
             return compareDistributions(one.distributions(), other.distributions());
         }));
     });
-    module.def("compare_tiles", [](const py::array& first, const py::array& second, const py::tuple& layout,
-                                   const py::tuple& model, std::int64_t leastPixels,
-                                   const std::optional<std::tuple<int, std::uint64_t, double>>& interval,
-                                   const py::object& progress) {
-        const cv::Mat firstPhotograph = imageOf(first, "first", Channels::rgb);
-        const cv::Mat secondPhotograph = imageOf(second, "second", Channels::rgb);
-        TileOptions options;
-        options.layout = layoutOf(layout);
-        options.model = comparisonModelOf(model);
-        options.leastPixels = leastPixels;
-        if (interval) {
-            options.interval = {std::get<0>(*interval), std::get<1>(*interval), std::get<2>(*interval)};
-        }
-        const Watch watch = watchOf(progress);
-        return tuplesOf(unlocked([&] { return compareTiles(firstPhotograph, secondPhotograph, options, watch); }));
-    });
-    module.def("pixel_differences", [](const py::array& first, const py::array& second, const py::tuple& model,
-                                       bool align, const py::object& progress) {
-        const cv::Mat firstPhotograph = imageOf(first, "first", Channels::rgb);
-        const cv::Mat secondPhotograph = imageOf(second, "second", Channels::rgb);
-        const DifferenceOptions options = {comparisonModelOf(model), align};
-        const Watch watch = watchOf(progress);
-        const PixelDifferences differences =
-            unlocked([&] { return pixelDifferences(firstPhotograph, secondPhotograph, options, watch); });
-        py::list maps;
-        for (std::size_t k = 0; k < correlateNames.size(); ++k) {
-            maps.append(python::arrayOf(differences.correlates[k]));
-        }
-        maps.append(python::arrayOf(differences.uniform));
-        maps.append(python::arrayOf(differences.ciede2000));
-        return py::make_tuple(maps, std::string(nameOf(differences.uniformModel)));
-    });
-    module.def("explain",
-               [](const py::array& first, const py::array& second, const AppearanceDistributions& firstDistributions,
-                  const AppearanceDistributions& secondDistributions) {
-                   const cv::Mat firstPhotograph = imageOf(first, "first", Channels::rgb);
-                   const cv::Mat secondPhotograph = imageOf(second, "second", Channels::rgb);
-                   const Explanation explanation = unlocked([&] {
-                       return explain(firstPhotograph, secondPhotograph, firstDistributions, secondDistributions);
-                   });
-                   py::list changes;
-                   for (std::size_t k = 0; k < correlateNames.size(); ++k) {
-                       changes.append(tupleOf(explanation.changes[k], k));
+    module.def("compare_tiles",
+               [](const py::array& first, const py::array& second, const py::tuple& layout, const py::tuple& model,
+                  std::int64_t leastPixels, const std::optional<std::tuple<int, std::uint64_t, double>>& interval,
+                  const py::object& firstMask, const py::object& secondMask, const py::object& progress) {
+                   const PhotographPart firstPart{imageOf(first, "first", Channels::rgb), weightsOf(firstMask)};
+                   const PhotographPart secondPart{imageOf(second, "second", Channels::rgb), weightsOf(secondMask)};
+                   TileOptions options;
+                   options.layout = layoutOf(layout);
+                   options.model = comparisonModelOf(model);
+                   options.leastPixels = leastPixels;
+                   if (interval) {
+                       options.interval = {std::get<0>(*interval), std::get<1>(*interval), std::get<2>(*interval)};
                    }
-                   return py::make_tuple(changes, tupleOf(explanation.firstWhite), tupleOf(explanation.secondWhite),
-                                         sentenceOf(explanation.firstWhite, explanation.secondWhite));
+                   const Watch watch = watchOf(progress);
+                   return tuplesOf(unlocked([&] { return compareTiles(firstPart, secondPart, options, watch); }));
                });
+    module.def("pixel_differences",
+               [](const py::array& first, const py::array& second, const py::tuple& model, bool align,
+                  const py::object& firstMask, const py::object& secondMask, const py::object& progress) {
+                   const PhotographPart firstPart{imageOf(first, "first", Channels::rgb), weightsOf(firstMask)};
+                   const PhotographPart secondPart{imageOf(second, "second", Channels::rgb), weightsOf(secondMask)};
+                   const DifferenceOptions options = {comparisonModelOf(model), align};
+                   const Watch watch = watchOf(progress);
+                   const PixelDifferences differences =
+                       unlocked([&] { return pixelDifferences(firstPart, secondPart, options, watch); });
+                   py::list maps;
+                   for (std::size_t k = 0; k < correlateNames.size(); ++k) {
+                       maps.append(python::arrayOf(differences.correlates[k]));
+                   }
+                   maps.append(python::arrayOf(differences.uniform));
+                   maps.append(python::arrayOf(differences.ciede2000));
+                   return py::make_tuple(maps, std::string(nameOf(differences.uniformModel)));
+               });
+    module.def("explain", [](const py::array& first, const py::array& second,
+                             const AppearanceDistributions& firstDistributions,
+                             const AppearanceDistributions& secondDistributions, const py::object& firstMask,
+                             const py::object& secondMask) {
+        const PhotographPart firstPart{imageOf(first, "first", Channels::rgb), weightsOf(firstMask)};
+        const PhotographPart secondPart{imageOf(second, "second", Channels::rgb), weightsOf(secondMask)};
+        const Explanation explanation =
+            unlocked([&] { return explain(firstPart, secondPart, firstDistributions, secondDistributions); });
+        py::list changes;
+        for (std::size_t k = 0; k < correlateNames.size(); ++k) {
+            changes.append(tupleOf(explanation.changes[k], k));
+        }
+        return py::make_tuple(changes, tupleOf(explanation.firstWhite), tupleOf(explanation.secondWhite),
+                              sentenceOf(explanation.firstWhite, explanation.secondWhite));
+    });
 }
 
 }  // namespace likeness::python

@@ -9,16 +9,46 @@ import numpy as np
 import numpy.typing as npt
 
 from . import _core
-from ._arrays import FloatImage, Image, ImageLike, Progress, integer, native, real_number, seed_number, whole_number
+from ._arrays import (
+    FloatImage,
+    Image,
+    ImageLike,
+    Part,
+    Progress,
+    Regions,
+    integer,
+    part_asked,
+    real_number,
+    seed_number,
+    whole_number,
+)
 from .comparison import Coefficients, analyze
-from .files import PathLike, is_path, read
+from .files import PathLike, pixels_and_weights
 from .models import ComparisonModel, model_of
 
 _Photograph = Union[ImageLike, PathLike]
 
 
-def _pixels(photograph: _Photograph, profile: str) -> Image:
-    return read(photograph, profile=profile) if is_path(photograph) else native(photograph)  # type: ignore[arg-type]
+_Mask = Optional[Union[ImageLike, PathLike]]
+
+
+def _parts(
+    photographs: tuple[_Photograph, _Photograph],
+    masks: tuple[_Mask, _Mask, _Mask],
+    choice: Part,
+    profile: str,
+) -> tuple[tuple[Image, Optional[Image]], tuple[Image, Optional[Image]]]:
+    """The pixels of two photographs, and how much they count."""
+    first_mask, second_mask, mask = masks
+    if mask is not None:
+        if first_mask is not None or second_mask is not None:
+            raise ValueError("mask: it is that of both photographs, and excludes first_mask and second_mask")
+        first_mask = second_mask = mask
+    first, second = photographs
+    return (
+        pixels_and_weights(first, first_mask, choice, profile),
+        pixels_and_weights(second, second_mask, choice, profile),
+    )
 
 
 class Interval(NamedTuple):
@@ -71,6 +101,12 @@ def compare_tiles(
     seed: int = 1,
     level: float = 0.95,
     model: Union[ComparisonModel, str] = "likeness",
+    first_mask: _Mask = None,
+    second_mask: _Mask = None,
+    mask: _Mask = None,
+    alpha: Optional[str] = None,
+    regions: Optional[Regions] = None,
+    center_weighted: bool = False,
     profile: str = "embedded",
     progress: Progress = None,
 ) -> TileComparison:
@@ -92,17 +128,15 @@ def compare_tiles(
         Whether the coefficients of the whole get intervals: the tiles are drawn anew with replacement (block bootstrap).
     resamples, seed, level
         How often, from which seed, and the nominal level: basic intervals (Davison, Hinkley, 1997), cut to 0..1.
+    first_mask, second_mask, mask, alpha, regions, center_weighted
+        As of `compare`.
     model, profile, progress
         As of `analyze`.
-
-    Notes
-    -----
-    Whole photographs are compared: there are no masks for tiles, as in `darkroom compare --tiles`.
 
     Raises
     ------
     ValueError
-        As `analyze`; for masked arrays; for tiles that the photographs do not have.
+        As `analyze`; for tiles that the photographs do not have.
 
     Examples
     --------
@@ -127,8 +161,11 @@ def compare_tiles(
     least_pixels = whole_number("least_pixels", least_pixels, -(2**63), 2**63 - 1)
     drawn = (integer("resamples", resamples), seed_number(seed), real_number("level", level))
     interval = drawn if intervals else None
+    (one, one_weights), (other, other_weights) = _parts(
+        (first, second), (first_mask, second_mask, mask), part_asked(alpha, regions, center_weighted), profile
+    )
     coefficients, maps, firsts, seconds, few, found, worst = _core.compare_tiles(
-        _pixels(first, profile), _pixels(second, profile), layout, model_of(model)._tuple(), least_pixels, interval, progress
+        one, other, layout, model_of(model)._tuple(), least_pixels, interval, one_weights, other_weights, progress
     )
     return TileComparison(
         Coefficients(*coefficients),
@@ -142,7 +179,7 @@ def compare_tiles(
 
 
 class PixelDifferences(NamedTuple):
-    """float32 arrays (H, W); NaN where a photograph has no value, or the flow leads outside."""
+    """float32 arrays (H, W); NaN where a photograph has no value, a pixel does not count, or the flow leads outside."""
 
     brightness: FloatImage
     """Second less first, as those that follow."""
@@ -163,6 +200,12 @@ def pixel_differences(
     *,
     align: bool = False,
     model: Union[ComparisonModel, str] = "likeness",
+    first_mask: _Mask = None,
+    second_mask: _Mask = None,
+    mask: _Mask = None,
+    alpha: Optional[str] = None,
+    regions: Optional[Regions] = None,
+    center_weighted: bool = False,
     profile: str = "embedded",
     progress: Progress = None,
 ) -> PixelDifferences:
@@ -173,6 +216,8 @@ def pixel_differences(
     first, second : array (H, W, 3) or path
     align : bool
         Whether a pixel is compared with the one that the optical flow finds for it in the second photograph.
+    first_mask, second_mask, mask, alpha, regions, center_weighted
+        As of `compare`.
     model, profile, progress
         As of `analyze`.
 
@@ -187,8 +232,11 @@ def pixel_differences(
     >>> float(pixel_differences(gray, gray).ciede2000.max())
     0.0
     """
+    (one, one_weights), (other, other_weights) = _parts(
+        (first, second), (first_mask, second_mask, mask), part_asked(alpha, regions, center_weighted), profile
+    )
     maps, uniform = _core.pixel_differences(
-        _pixels(first, profile), _pixels(second, profile), model_of(model)._tuple(), align, progress
+        one, other, model_of(model)._tuple(), align, one_weights, other_weights, progress
     )
     return PixelDifferences(*[*maps, uniform])
 
@@ -255,21 +303,35 @@ def explain(
     second: _Photograph,
     *,
     model: Union[ComparisonModel, str] = "likeness",
+    first_mask: _Mask = None,
+    second_mask: _Mask = None,
+    mask: _Mask = None,
+    alpha: Optional[str] = None,
+    regions: Optional[Regions] = None,
+    center_weighted: bool = False,
     profile: str = "embedded",
 ) -> Explanation:
-    """What moved between the distributions of two photographs, in numbers and in sentences made of them. Of whole
-    photographs, without masks.
+    """What moved between the distributions of two photographs, in numbers and in sentences made of them.
 
+    Parameters
+    ----------
+    first, second : array (H, W, 3) or path
+    first_mask, second_mask, mask, alpha, regions, center_weighted
+        As of `compare`: distributions and whites are of the parts that count.
+    model, profile
+        As of `analyze`.
     Examples
     --------
     >>> gray = np.full((4, 4, 3), 128, np.uint8)
     >>> explain(gray, gray).lightness.sentence
     'lightness J: the two distributions are equal (median 100).'
     """
-    photographs = [_pixels(photograph, profile) for photograph in (first, second)]
-    analyses = [analyze(photograph, model=model) for photograph in photographs]
+    (one, one_weights), (other, other_weights) = _parts(
+        (first, second), (first_mask, second_mask, mask), part_asked(alpha, regions, center_weighted), profile
+    )
+    analyses = [analyze(one, model=model, mask=one_weights), analyze(other, model=model, mask=other_weights)]
     changes, first_white, second_white, sentence = _core.explain(
-        *photographs, *(analysis._distributions for analysis in analyses)
+        one, other, *(analysis._distributions for analysis in analyses), one_weights, other_weights
     )
 
     def change_of(values: Any) -> DistributionChange:

@@ -50,12 +50,6 @@ std::vector<std::string> outputColumns(const std::vector<std::string>& list, con
         columns.insert(columns.end(), distanceColumns().begin(), distanceColumns().end());
     }
     if (added.predictions) {
-        for (const char* const column : {firstMaskColumn, secondMaskColumn}) {
-            if (has(list, column)) {
-                throw Refusal(added.prefix + "predict: the list has masks in its column '" + column +
-                              "', and a model predicts for whole photographs");
-            }
-        }
         addPredictions(columns, added.prefix + "predict");
     }
     if (added.hue) {

@@ -15,7 +15,7 @@ struct AddedColumns {
 };
 
 /// @param list  columns of the list of pairs
-/// @throws Refusal  if the list has a column of an added name; if predictions are asked for and the list has masks
+/// @throws Refusal  if the list has a column of an added name
 std::vector<std::string> outputColumns(const std::vector<std::string>& list, const AddedColumns& added);
 
 }  // namespace likeness

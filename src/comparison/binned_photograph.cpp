@@ -139,9 +139,26 @@ void BinnedPhotograph::seeMaps(const AppearanceMaps& maps, const cv::Mat& indice
     });
 }
 
-BinnedPhotograph::BinnedPhotograph(const cv::Mat& photograph, const ComparisonModel& model, const StepDone& stepDone)
-    : photograph_(photograph), columns_(photograph.cols) {
+void BinnedPhotograph::seePart(const cv::Mat& photograph, const PixelWeights& weights, const ComparisonModel& model,
+                               const StepDone& stepDone) {
+    const PhotographColors colors = countedColors(photograph, weights, counter_);
+    stepDone();
+    distributions_ = modelledAppearance(colors, {false, model, {}}, stepDone).distributions;
+    weights_ = weights.map();
+    unit_ = colors.unit;
+    cv::Mat indices;
+    const AppearanceMaps maps = mapsBesidePart(photograph, colors, model, counter_, indices);
+    seeMaps(maps, indices);
+    if (photograph.depth() == CV_8U) {
+        pack();
+    }
+}
+
+BinnedPhotograph::BinnedPhotograph(const PhotographPart& part, const ComparisonModel& model, const StepDone& stepDone)
+    : photograph_(part.photograph), columns_(part.photograph.cols) {
+    const cv::Mat& photograph = part.photograph;
     checkComparisonModel(model);
+    part.weights.require("photograph", photograph);
     if (photograph.empty()) {
         enter(0, [](std::size_t, std::size_t) { return noBin; });
         for (int step = 0; step < stepsOfAnalysis; ++step) {
@@ -150,12 +167,16 @@ BinnedPhotograph::BinnedPhotograph(const cv::Mat& photograph, const ComparisonMo
         return;
     }
     const bool bytes = photograph.type() == CV_8UC3;
-    if (bytes && model == ComparisonModel()) {
+    if (bytes && model == ComparisonModel() && part.weights.countAll()) {
         seeColors(photograph, backgroundUnder(model, static_cast<std::int64_t>(photograph.total())), stepDone);
         return;
     }
     const cv::Mat taken = bytes ? photograph : unitPhotograph("photograph", photograph);
     photograph_ = taken;
+    if (!part.weights.countAll()) {
+        seePart(taken, part.weights, model, stepDone);
+        return;
+    }
     if (model == ComparisonModel()) {
         CountedAppearance counted = countedAppearance(taken, dropAll(), stepDone);
         distributions_ = std::move(counted.distributions);
@@ -200,12 +221,13 @@ void BinnedPhotograph::pack() {
     places_ = {};
 }
 
-void BinnedPhotograph::expand(const std::uint32_t* counts, std::uint32_t* histogram) const {
+template <typename Count>
+void BinnedPhotograph::expand(const Count* counts, Count* histogram) const {
     if (packed_.empty()) {
         std::copy_n(counts, histogramSize(), histogram);
         return;
     }
-    std::fill_n(histogram, histogramSize(), 0U);
+    std::fill_n(histogram, histogramSize(), Count{0});
     for (std::size_t i = 0; i < pairs_.size(); ++i) {
         const auto [place, other] = pairs_[i];
         histogram[place] += counts[i];
@@ -264,7 +286,33 @@ void BinnedPhotograph::forEachColor(int row, const cv::Range& columns, const OnC
     }
 }
 
-void BinnedPhotograph::add(int row, const cv::Range& columns, std::uint32_t* counts, std::uint32_t times) const {
+template <typename Count>
+void BinnedPhotograph::addColor(std::size_t color, Count* counts, Count times) const {
+    if (!packed_.empty()) {
+        const PackedPlaces its = packed_[color];
+        counts[its[0]] += times;
+        counts[its[1]] += times;
+        counts[its[2]] += times;
+        return;
+    }
+    for (const std::uint32_t place : places_[color]) {
+        counts[place] += times;
+    }
+}
+
+template <typename Count>
+void BinnedPhotograph::add(int row, const cv::Range& columns, Count* counts, Count times) const {
+    if (!weights_.empty()) {
+        const auto* weight = weights_.ptr<ushort>(row) + columns.start;
+        const bool weighted = unit_ == CountedIn::weights;
+        forEachColor(row, columns, [&](std::size_t color) {
+            const Count its = *weight++;
+            if (its != 0) {
+                addColor(color, counts, weighted ? static_cast<Count>(times * its) : times);
+            }
+        });
+        return;
+    }
     if (!packed_.empty()) {
         forEachColor(row, columns, [counts, times, packed = packed_.data()](std::size_t color) {
             const PackedPlaces its = packed[color];
@@ -274,11 +322,12 @@ void BinnedPhotograph::add(int row, const cv::Range& columns, std::uint32_t* cou
         });
         return;
     }
-    forEachColor(row, columns, [this, counts, times](std::size_t color) {
-        for (const std::uint32_t place : places_[color]) {
-            counts[place] += times;
-        }
-    });
+    forEachColor(row, columns, [this, counts, times](std::size_t color) { addColor(color, counts, times); });
 }
+
+template void BinnedPhotograph::add(int, const cv::Range&, std::uint32_t*, std::uint32_t) const;
+template void BinnedPhotograph::add(int, const cv::Range&, std::uint64_t*, std::uint64_t) const;
+template void BinnedPhotograph::expand(const std::uint32_t*, std::uint32_t*) const;
+template void BinnedPhotograph::expand(const std::uint64_t*, std::uint64_t*) const;
 
 }  // namespace likeness

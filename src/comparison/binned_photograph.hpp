@@ -1,6 +1,7 @@
 // A photograph as the bins of its pixels, for histograms of its parts.
 #pragma once
 
+#include <likeness/color/pixel_weights.hpp>
 #include <likeness/comparison/comparison_model.hpp>
 #include <likeness/comparison/photograph_comparison.hpp>
 #include "comparison/distinct_colors.hpp"
@@ -24,10 +25,13 @@ namespace likeness {
 /// five.
 class BinnedPhotograph {
 public:
-    /// @param photograph  as for `analyze`; not copied where it has bytes: it must live as long as this
+    /// @param part        as for `analyze`; not copied where it has bytes: it must live as long as this
     /// @param stepDone    told of the steps of an analysis
     /// @throws std::invalid_argument  as `analyze`
-    BinnedPhotograph(const cv::Mat& photograph, const ComparisonModel& model, const StepDone& stepDone);
+    BinnedPhotograph(const PhotographPart& part, const ComparisonModel& model, const StepDone& stepDone);
+
+    /// What histograms count.
+    CountedIn unit() const noexcept { return unit_; }
 
     /// Of the whole.
     const AppearanceDistributions& distributions() const noexcept { return distributions_; }
@@ -44,12 +48,16 @@ public:
     /// How many counts the form has that pixels are counted in.
     std::size_t countsSize() const noexcept { return packed_.empty() ? histogramSize() : pairs_.size(); }
 
-    /// Adds `times` for each pixel of a part of a row. Threads may call it at the same time for different counts.
-    /// @param times  as unsigned numbers wrap around, -1 takes pixels out
-    void add(int row, const cv::Range& columns, std::uint32_t* counts, std::uint32_t times) const;
+    /// Adds `times` for each pixel of a part of a row that counts, `times` its weight where weights are counted. Threads
+    /// may call it at the same time for different counts.
+    /// @tparam Count  of 32 bits for pixels, of 64 for weights
+    /// @param times   as unsigned numbers wrap around, -1 takes pixels out
+    template <typename Count>
+    void add(int row, const cv::Range& columns, Count* counts, Count times) const;
 
     /// The histogram of counts.
-    void expand(const std::uint32_t* counts, std::uint32_t* histogram) const;
+    template <typename Count>
+    void expand(const Count* counts, Count* histogram) const;
 
 private:
     using Places = std::array<std::uint32_t, 5>;
@@ -65,10 +73,16 @@ private:
     void enter(std::size_t count, BinOf binOf);
     void seeColors(const cv::Mat& photograph, float background, const StepDone& stepDone);
     void seeMaps(const AppearanceMaps& maps, const cv::Mat& indices);
+    void seePart(const cv::Mat& photograph, const PixelWeights& weights, const ComparisonModel& model,
+                 const StepDone& stepDone);
+    template <typename Count>
+    void addColor(std::size_t color, Count* counts, Count times) const;
 
     ColorCounter counter_;
     const std::uint32_t* colorOfSlot_ = nullptr;  // the counter's; null where `indices_` says which colour a pixel has
     cv::Mat photograph_;
+    cv::Mat weights_;  // CV_16U; empty where every pixel counts whole
+    CountedIn unit_ = CountedIn::pixels;
     cv::Mat indices_;  // CV_32S; empty where there are neither: each pixel is a colour of its own
     int columns_ = 0;
     AppearanceDistributions distributions_;

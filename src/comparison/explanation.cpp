@@ -100,11 +100,12 @@ std::string sharesOf(const BinCost& cost) {
            " of the second)";
 }
 
-ExplainedWhite whiteOf(const cv::Mat& photograph) {
-    if (photograph.empty()) {
+ExplainedWhite whiteOf(const PhotographPart& part) {
+    part.weights.require("photograph", part.photograph);
+    if (part.photograph.empty()) {
         return {{none, none}, {none, none}};
     }
-    const WhiteEstimate estimate = grayWorldWhite(photograph);
+    const WhiteEstimate estimate = part.weights.countAll() ? grayWorldWhite(part.photograph) : grayWorldWhite(part);
     if (!estimate.found) {
         return {{none, none}, {none, none}};
     }
@@ -147,6 +148,12 @@ DistributionChange distributionChange(const BinProbabilities& first, const BinPr
 }
 
 Explanation explain(const cv::Mat& first, const cv::Mat& second, const AppearanceDistributions& firstDistributions,
+                    const AppearanceDistributions& secondDistributions) {
+    return explain(PhotographPart{first, {}}, PhotographPart{second, {}}, firstDistributions, secondDistributions);
+}
+
+Explanation explain(const PhotographPart& first, const PhotographPart& second,
+                    const AppearanceDistributions& firstDistributions,
                     const AppearanceDistributions& secondDistributions) {
     Explanation explanation;
     for (std::size_t k = 0; k < correlateNames.size(); ++k) {

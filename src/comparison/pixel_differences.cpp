@@ -22,14 +22,25 @@ namespace {
 
 constexpr float none = std::numeric_limits<float>::quiet_NaN();
 
+bool counts(const PixelWeights& weights, int row, int column) {
+    return weights.map().empty() || weights.map().at<ushort>(row, column) != 0;
+}
+
 /// Where each pixel of the first photograph is found in the second.
 class Places {
 public:
     /// @param flow  CV_32FC2, or empty: every pixel is at its own place
-    explicit Places(const cv::Mat& flow) : flow_(flow) {}
+    Places(const cv::Mat& flow, const PixelWeights& first, const PixelWeights& second)
+        : flow_(flow), first_(first), second_(second) {}
 
-    /// @return  whether there is one
+    /// @return  whether there is one, and both count
     bool find(int row, int column, const cv::Size& size, int& otherRow, int& otherColumn) const {
+        return counts(first_, row, column) && lead(row, column, size, otherRow, otherColumn) &&
+               counts(second_, otherRow, otherColumn);
+    }
+
+private:
+    bool lead(int row, int column, const cv::Size& size, int& otherRow, int& otherColumn) const {
         otherRow = row;
         otherColumn = column;
         if (flow_.empty()) {
@@ -46,8 +57,9 @@ public:
         return true;
     }
 
-private:
     cv::Mat flow_;
+    PixelWeights first_;
+    PixelWeights second_;
 };
 
 /// A map of difference(row, column, row in the second, column in the second).
@@ -120,6 +132,15 @@ private:
 
 PixelDifferences pixelDifferences(const cv::Mat& first, const cv::Mat& second, const DifferenceOptions& options,
                                   const Watch& watch) {
+    return pixelDifferences(PhotographPart{first, {}}, PhotographPart{second, {}}, options, watch);
+}
+
+PixelDifferences pixelDifferences(const PhotographPart& firstPart, const PhotographPart& secondPart,
+                                  const DifferenceOptions& options, const Watch& watch) {
+    const cv::Mat& first = firstPart.photograph;
+    const cv::Mat& second = secondPart.photograph;
+    firstPart.weights.require("first", first);
+    secondPart.weights.require("second", second);
     if (first.size() != second.size()) {
         throw std::invalid_argument("pixels are compared of photographs of one size");
     }
@@ -136,11 +157,12 @@ PixelDifferences pixelDifferences(const cv::Mat& first, const cv::Mat& second, c
     const cv::Mat takenFirst = taken("first", first);
     const cv::Mat takenSecond = taken("second", second);
     constexpr int steps = 5;
-    const Places places(options.align ? alignTo(takenSecond, takenFirst).flow : cv::Mat());
+    const Places places(options.align ? alignTo(takenSecond, takenFirst).flow : cv::Mat(), firstPart.weights,
+                        secondPart.weights);
     watch.step(1, steps);
     Comparer comparer;
-    std::pair<Analysis, Analysis> analyses =
-        comparer.analyzePair(takenFirst, takenSecond, {true, options.model, std::nullopt});
+    std::pair<Analysis, Analysis> analyses = comparer.analyzePair(
+        {takenFirst, firstPart.weights}, {takenSecond, secondPart.weights}, {true, options.model, std::nullopt});
     watch.step(2, steps);
     for (std::size_t k = 0; k < correlateNames.size(); ++k) {
         const cv::Mat ofFirst = analyses.first.map(correlateFields<cv::Mat>[k]);
@@ -154,7 +176,8 @@ PixelDifferences pixelDifferences(const cv::Mat& first, const cv::Mat& second, c
     if (!published) {
         ComparisonModel uniform;
         uniform.kind = result.uniformModel;
-        analyses = comparer.analyzePair(takenFirst, takenSecond, {true, uniform, std::nullopt});
+        analyses = comparer.analyzePair({takenFirst, firstPart.weights}, {takenSecond, secondPart.weights},
+                                        {true, uniform, std::nullopt});
     }
     result.uniform = uniformDifferenceMap(analyses.first, analyses.second, places);
     watch.step(4, steps);

@@ -10,6 +10,7 @@
 #include <cmath>
 #include <limits>
 #include <memory>
+#include <numeric>
 #include <stdexcept>
 #include <string>
 
@@ -111,7 +112,9 @@ Spans spansOf(const Direction& direction, int count, const std::optional<int>& p
 /// Pairs of places in two histograms where the same bin is counted, and where the counts of a correlate begin and end.
 struct SharedBins {
     SharedBins(const BinnedPhotograph& first, const BinnedPhotograph& second, std::size_t correlate)
-        : firstMissing(first.beginOf(correlate) + first.binsOf(correlate).size()),
+        : firstUnit(first.unit()),
+          secondUnit(second.unit()),
+          firstMissing(first.beginOf(correlate) + first.binsOf(correlate).size()),
           secondMissing(second.beginOf(correlate) + second.binsOf(correlate).size()) {
         const std::vector<int>& firstBins = first.binsOf(correlate);
         const std::vector<int>& secondBins = second.binsOf(correlate);
@@ -128,6 +131,8 @@ struct SharedBins {
         }
     }
 
+    CountedIn firstUnit;
+    CountedIn secondUnit;
     std::vector<std::pair<std::size_t, std::size_t>> places;
     std::size_t firstMissing;
     std::size_t secondMissing;
@@ -135,11 +140,14 @@ struct SharedBins {
 
 using SharedBinsOfAll = std::vector<SharedBins>;
 
-/// As `BinCounts` has it: bins count in float and stop at 2^24.
+/// The share of a bin, as `BinCounts` has it: pixels count in float and stop at 2^24, weights are divided in double.
 template <typename Count>
-float counted(Count times) {
+float shareOf(Count times, std::uint64_t total, CountedIn unit) {
+    if (unit == CountedIn::weights) {
+        return static_cast<float>(static_cast<double>(times) / static_cast<double>(total));
+    }
     constexpr Count limit = Count{1} << 24;
-    return static_cast<float>(std::min(times, limit));
+    return static_cast<float>(std::min(times, limit)) / static_cast<float>(total);
 }
 
 /// The coefficients of two histograms, step by step as `compareDistributions` has them.
@@ -152,12 +160,13 @@ LikenessCoefficients coefficientsOf(const SharedBinsOfAll& shared, const Count* 
             coefficients[k] = none;
             continue;
         }
-        const auto firstTotal = static_cast<float>(firstPixels - first[shared[k].firstMissing]);
-        const auto secondTotal = static_cast<float>(secondPixels - second[shared[k].secondMissing]);
+        const std::uint64_t firstTotal = firstPixels - first[shared[k].firstMissing];
+        const std::uint64_t secondTotal = secondPixels - second[shared[k].secondMissing];
         float sum = 0.0F;
         for (const auto& [i, j] : shared[k].places) {
             if (first[i] != 0 && second[j] != 0) {
-                sum += std::sqrt(counted(second[j]) / secondTotal * (counted(first[i]) / firstTotal));
+                sum += std::sqrt(shareOf(second[j], secondTotal, shared[k].secondUnit) *
+                                 shareOf(first[i], firstTotal, shared[k].firstUnit));
             }
         }
         coefficients[k] = sum;
@@ -166,6 +175,7 @@ LikenessCoefficients coefficientsOf(const SharedBinsOfAll& shared, const Count* 
 }
 
 /// Histograms of the parts that the borders of tiles cut a band of a photograph into, and of the tiles themselves.
+template <typename Count>
 class Band {
 public:
     Band(const BinnedPhotograph& photograph, const std::vector<cv::Range>& columns)
@@ -185,10 +195,10 @@ public:
     /// The rows that are counted from now on: those of the band before may be among them, but none above it.
     void moveTo(const cv::Range& rows) {
         if (rows.start >= rows_.end) {
-            std::fill(counts_.begin(), counts_.end(), 0U);
+            std::fill(counts_.begin(), counts_.end(), Count{0});
             count(rows, 1);
         } else {
-            count({rows_.start, rows.start}, ~std::uint32_t{0});  // takes out
+            count({rows_.start, rows.start}, ~Count{0});  // takes out
             count({rows_.end, rows.end}, 1);
         }
         rows_ = rows;
@@ -196,28 +206,28 @@ public:
     }
 
     /// The histogram of a tile; valid until the next call. Tiles come from left to right.
-    const std::uint32_t* ofTile(std::size_t tile) {
+    const Count* ofTile(std::size_t tile) {
         photograph_.expand(countsOf(tiles_[tile]), histogram_.data());
         return histogram_.data();
     }
 
 private:
-    const std::uint32_t* countsOf(const cv::Range& parts) {
+    const Count* countsOf(const cv::Range& parts) {
         if (parts.size() == 1) {
             return part(parts.start);
         }
         if (parts.start >= tile_.end) {
-            sum_.assign(size_, 0U);
+            sum_.assign(size_, Count{0});
             tile_ = cv::Range(parts.start, parts.start);
         }
         for (; tile_.end < parts.end; ++tile_.end) {
-            const std::uint32_t* const entering = part(tile_.end);
+            const Count* const entering = part(tile_.end);
             for (std::size_t i = 0; i < size_; ++i) {
                 sum_[i] += entering[i];
             }
         }
         for (; tile_.start < parts.start; ++tile_.start) {
-            const std::uint32_t* const leaving = part(tile_.start);
+            const Count* const leaving = part(tile_.start);
             for (std::size_t i = 0; i < size_; ++i) {
                 sum_[i] -= leaving[i];
             }
@@ -229,9 +239,9 @@ private:
         return static_cast<int>(std::lower_bound(borders_.begin(), borders_.end(), border) - borders_.begin());
     }
 
-    std::uint32_t* part(int index) { return counts_.data() + static_cast<std::size_t>(index) * size_; }
+    Count* part(int index) { return counts_.data() + static_cast<std::size_t>(index) * size_; }
 
-    void count(const cv::Range& rows, std::uint32_t times) {
+    void count(const cv::Range& rows, Count times) {
         for (int row = rows.start; row < rows.end; ++row) {
             for (std::size_t k = 0; k + 1 < borders_.size(); ++k) {
                 photograph_.add(row, {borders_[k], borders_[k + 1]}, part(static_cast<int>(k)), times);
@@ -243,15 +253,22 @@ private:
     std::size_t size_;  // of the counts of a part
     std::vector<int> borders_;
     std::vector<cv::Range> tiles_;  // of parts
-    std::vector<std::uint32_t> counts_;
-    std::vector<std::uint32_t> sum_;
-    std::vector<std::uint32_t> histogram_;
+    std::vector<Count> counts_;
+    std::vector<Count> sum_;
+    std::vector<Count> histogram_;
     cv::Range rows_{0, 0};
     cv::Range tile_{0, 0};  // the parts that are in the sum
 };
 
-std::uint64_t pixelsOf(const cv::Rect& tile) {
-    return static_cast<std::uint64_t>(tile.width) * static_cast<std::uint64_t>(tile.height);
+/// How many pixels a histogram counts, or the sum of their weights: those with a bin of a correlate, and those without.
+template <typename Count>
+std::uint64_t totalOf(const BinnedPhotograph& photograph, const Count* histogram) {
+    return std::accumulate(histogram + photograph.beginOf(0), histogram + photograph.beginOf(1), std::uint64_t{0});
+}
+
+double inPixels(std::uint64_t total, CountedIn unit) {
+    const auto sum = static_cast<double>(total);
+    return unit == CountedIn::weights ? sum / PixelWeights::whole : sum;
 }
 
 cv::Rect rectOf(const cv::Range& columns, const cv::Range& rows) {
@@ -291,12 +308,13 @@ float quantileOf(const std::vector<float>& ordered, double share) {
 }
 
 /// Histograms of all tiles of one photograph.
+template <typename Count>
 struct TileHistograms {
     std::size_t size = 0;
-    std::vector<std::uint32_t> counts;
+    std::vector<Count> counts;
     std::vector<std::uint64_t> pixels;
 
-    void set(std::size_t tile, const std::uint32_t* histogram, std::uint64_t pixelsOfTile) {
+    void set(std::size_t tile, const Count* histogram, std::uint64_t pixelsOfTile) {
         std::copy_n(histogram, size, counts.begin() + static_cast<std::ptrdiff_t>(tile * size));
         pixels[tile] = pixelsOfTile;
     }
@@ -304,7 +322,7 @@ struct TileHistograms {
     /// Adds a tile so many times.
     void addTo(std::vector<std::uint64_t>& sum, std::uint64_t& pixelsOfSum, std::size_t tile,
                std::uint64_t times) const {
-        const std::uint32_t* const its = counts.data() + tile * size;
+        const Count* const its = counts.data() + tile * size;
         for (std::size_t i = 0; i < size; ++i) {
             sum[i] += times * its[i];
         }
@@ -320,8 +338,9 @@ CoefficientInterval basicInterval(float coefficient, float lowQuantile, float hi
             std::max(coefficient, std::min(1.0F, 2 * coefficient - lowQuantile))};
 }
 
+template <typename Count>
 PerCorrelate<CoefficientInterval> intervalsOf(const SharedBinsOfAll& shared, const LikenessCoefficients& coefficients,
-                                              const TileHistograms& first, const TileHistograms& second,
+                                              const TileHistograms<Count>& first, const TileHistograms<Count>& second,
                                               const IntervalOptions& options, StepCount& steps) {
     const std::size_t tiles = first.pixels.size();
     const auto resamples = static_cast<std::size_t>(options.resamples);
@@ -387,6 +406,69 @@ void checkInterval(const IntervalOptions& options, const TileGrid& grid) {
     }
 }
 
+/// The tiles, and the intervals where they are asked for.
+/// @tparam Count  of the histograms
+template <typename Count>
+void compareBinned(const BinnedPhotograph& first, const BinnedPhotograph& second, const TileOptions& options,
+                   StepCount& steps, TileComparison& result) {
+    SharedBinsOfAll shared;
+    for (std::size_t k = 0; k < correlateNames.size(); ++k) {
+        shared.emplace_back(first, second, k);
+    }
+    result.tiles.resize(static_cast<std::size_t>(result.grid.count().area()));
+    TileHistograms<Count> firstHistograms;
+    TileHistograms<Count> secondHistograms;
+    if (options.interval) {
+        const auto make = [&](TileHistograms<Count>& histograms, const BinnedPhotograph& photograph) {
+            histograms.size = photograph.histogramSize();
+            histograms.counts.resize(histograms.size * result.tiles.size());
+            histograms.pixels.resize(result.tiles.size());
+        };
+        const std::uint64_t bytes =
+            result.tiles.size() * sizeof(Count) * (first.histogramSize() + second.histogramSize());
+        if (bytes > mostIntervalBytes) {
+            throw std::invalid_argument("intervals of " + std::to_string(result.tiles.size()) +
+                                        " tiles would take more than 1 GiB for their histograms: choose fewer tiles");
+        }
+        make(firstHistograms, first);
+        make(secondHistograms, second);
+    }
+    const TileGrid& grid = result.grid;
+    const cv::Size count = grid.count();
+    numerics::inParallel(static_cast<std::size_t>(count.height), 1, [&](std::size_t begin, std::size_t end) {
+        Band<Count> firstBand(first, grid.firstColumns);
+        Band<Count> secondBand(second, grid.secondColumns);
+        for (std::size_t row = begin; row < end; ++row) {
+            firstBand.moveTo(grid.firstRows[row]);
+            secondBand.moveTo(grid.secondRows[row]);
+            for (std::size_t column = 0; column < grid.firstColumns.size(); ++column) {
+                const std::size_t place = row * grid.firstColumns.size() + column;
+                ComparedTile& tile = result.tiles[place];
+                tile.first = rectOf(grid.firstColumns[column], grid.firstRows[row]);
+                tile.second = rectOf(grid.secondColumns[column], grid.secondRows[row]);
+                const Count* const ofFirst = firstBand.ofTile(column);
+                const Count* const ofSecond = secondBand.ofTile(column);
+                const std::uint64_t firstPixels = totalOf(first, ofFirst);
+                const std::uint64_t secondPixels = totalOf(second, ofSecond);
+                tile.firstPixels = inPixels(firstPixels, first.unit());
+                tile.secondPixels = inPixels(secondPixels, second.unit());
+                tile.coefficients = coefficientsOf(shared, ofFirst, firstPixels, ofSecond, secondPixels);
+                tile.few = std::min(tile.firstPixels, tile.secondPixels) < static_cast<double>(options.leastPixels);
+                if (options.interval) {
+                    firstHistograms.set(place, ofFirst, firstPixels);
+                    secondHistograms.set(place, ofSecond, secondPixels);
+                }
+            }
+            steps.step();
+        }
+    });
+    if (options.interval) {
+        result.intervals =
+            intervalsOf(shared, result.coefficients, firstHistograms, secondHistograms, *options.interval, steps);
+        steps.step();
+    }
+}
+
 }  // namespace
 
 bool TileGrid::overlaps() const noexcept {
@@ -443,15 +525,20 @@ std::optional<std::size_t> TileComparison::worst() const {
 
 TileComparison compareTiles(const cv::Mat& first, const cv::Mat& second, const TileOptions& options,
                             const Watch& watch) {
+    return compareTiles(PhotographPart{first, {}}, PhotographPart{second, {}}, options, watch);
+}
+
+TileComparison compareTiles(const PhotographPart& first, const PhotographPart& second, const TileOptions& options,
+                            const Watch& watch) {
     TileComparison result;
-    result.grid = tileGridOf(first.size(), second.size(), options.layout);
+    result.grid = tileGridOf(first.photograph.size(), second.photograph.size(), options.layout);
     if (options.interval) {
         checkInterval(*options.interval, result.grid);
     }
     const cv::Size count = result.grid.count();
     StepCount steps(watch, 2 * stepsOfAnalysis + count.height + (options.interval ? 1 : 0));
-    const auto binned = [&](const cv::Mat& photograph) {
-        return std::make_unique<BinnedPhotograph>(photograph, options.model, [&steps] { steps.step(); });
+    const auto binned = [&](const PhotographPart& part) {
+        return std::make_unique<BinnedPhotograph>(part, options.model, [&steps] { steps.step(); });
     };
     auto binning = beside([&] { return binned(second); });
     const std::unique_ptr<BinnedPhotograph> firstBinned = binned(first);
@@ -460,59 +547,10 @@ TileComparison compareTiles(const cv::Mat& first, const cv::Mat& second, const T
     result.second = secondBinned->distributions();
     result.coefficients = compareDistributions(result.first, result.second);
 
-    SharedBinsOfAll shared;
-    for (std::size_t k = 0; k < correlateNames.size(); ++k) {
-        shared.emplace_back(*firstBinned, *secondBinned, k);
-    }
-    result.tiles.resize(static_cast<std::size_t>(count.area()));
-    TileHistograms firstHistograms;
-    TileHistograms secondHistograms;
-    if (options.interval) {
-        const auto make = [&](TileHistograms& histograms, const BinnedPhotograph& photograph) {
-            histograms.size = photograph.histogramSize();
-            histograms.counts.resize(histograms.size * result.tiles.size());
-            histograms.pixels.resize(result.tiles.size());
-        };
-        const std::uint64_t bytes = result.tiles.size() * sizeof(std::uint32_t) *
-                                    (firstBinned->histogramSize() + secondBinned->histogramSize());
-        if (bytes > mostIntervalBytes) {
-            throw std::invalid_argument("intervals of " + std::to_string(result.tiles.size()) +
-                                        " tiles would take more than 1 GiB for their histograms: choose fewer tiles");
-        }
-        make(firstHistograms, *firstBinned);
-        make(secondHistograms, *secondBinned);
-    }
-    const TileGrid& grid = result.grid;
-    numerics::inParallel(static_cast<std::size_t>(count.height), 1, [&](std::size_t begin, std::size_t end) {
-        Band firstBand(*firstBinned, grid.firstColumns);
-        Band secondBand(*secondBinned, grid.secondColumns);
-        for (std::size_t row = begin; row < end; ++row) {
-            firstBand.moveTo(grid.firstRows[row]);
-            secondBand.moveTo(grid.secondRows[row]);
-            for (std::size_t column = 0; column < grid.firstColumns.size(); ++column) {
-                const std::size_t place = row * grid.firstColumns.size() + column;
-                ComparedTile& tile = result.tiles[place];
-                tile.first = rectOf(grid.firstColumns[column], grid.firstRows[row]);
-                tile.second = rectOf(grid.secondColumns[column], grid.secondRows[row]);
-                const std::uint64_t firstPixels = pixelsOf(tile.first);
-                const std::uint64_t secondPixels = pixelsOf(tile.second);
-                const std::uint32_t* const ofFirst = firstBand.ofTile(column);
-                const std::uint32_t* const ofSecond = secondBand.ofTile(column);
-                tile.coefficients = coefficientsOf(shared, ofFirst, firstPixels, ofSecond, secondPixels);
-                tile.few = static_cast<std::int64_t>(std::min(firstPixels, secondPixels)) < options.leastPixels;
-                if (options.interval) {
-                    firstHistograms.set(place, ofFirst, firstPixels);
-                    secondHistograms.set(place, ofSecond, secondPixels);
-                }
-            }
-            steps.step();
-        }
-    });
-    if (options.interval) {
-        result.intervals =
-            intervalsOf(shared, result.coefficients, firstHistograms, secondHistograms, *options.interval, steps);
-        steps.step();
-    }
+    const bool weighted = firstBinned->unit() == CountedIn::weights || secondBinned->unit() == CountedIn::weights;
+    // A sum of weights outgrows 32 bits with 65,537 pixels.
+    weighted ? compareBinned<std::uint64_t>(*firstBinned, *secondBinned, options, steps, result)
+             : compareBinned<std::uint32_t>(*firstBinned, *secondBinned, options, steps, result);
     return result;
 }
 

@@ -76,6 +76,12 @@ ScorePredictor::ScorePredictor(const std::string& option, const std::string& pat
     }
 }
 
+std::string ScorePredictor::maskRemark() const {
+    return option_ + ": '" + path_ +
+           "' does not say whether it was fitted to masked photographs; its scores hold for masks such as those of the "
+           "fit";
+}
+
 bool ScorePredictor::needsDistances() const {
     const auto& features = stored_.model.features;
     return std::any_of(features.begin(), features.end(), [](const std::string& name) {

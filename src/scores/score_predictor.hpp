@@ -43,6 +43,9 @@ public:
     ScorePredictor(const std::string& option, const std::string& path, const AnalysisOptions& analysis,
                    const ProfileChoice& profiles, const std::function<void(const std::string&)>& warn);
 
+    /// What a prediction for masked photographs assumes.
+    std::string maskRemark() const;
+
     bool needsDistances() const;
     bool needsUniform() const;
 

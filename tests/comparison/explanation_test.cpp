@@ -1,4 +1,5 @@
 #include <likeness/color/white_point.hpp>
+#include <likeness/comparison/analysis.hpp>
 #include <likeness/comparison/explanation.hpp>
 #include "support/test_images.hpp"
 
@@ -76,9 +77,33 @@ TEST(Explanation, HasTheWhitesOfThePhotographs) {
     const std::string sentence = sentenceOf(explanation.firstWhite, explanation.secondWhite);
     EXPECT_EQ(sentence.find("white (grey world): first x 0."), 0U) << sentence;
     EXPECT_NE(sentence.find(" K; second x 0."), std::string::npos) << sentence;
-    EXPECT_EQ(sentenceOf(explain({}, {}, {}, {}).firstWhite, explanation.firstWhite)
+    EXPECT_EQ(sentenceOf(explain(cv::Mat(), cv::Mat(), {}, {}).firstWhite, explanation.firstWhite)
                   .find("white (grey world): first none found; second x"),
               0U);
+}
+
+TEST(Explanation, OfPartsIsThatOfThePartsAlone) {
+    const cv::Mat first = examplePhotograph("cat.jpg");
+    const cv::Mat second = examplePhotograph("coffee.jpg");
+    const cv::Rect place(40, 30, 200, 150);
+    const auto partOf = [&place](const cv::Mat& photograph) {
+        cv::Mat mask(photograph.size(), CV_8U, cv::Scalar(0));
+        mask(place) = 255;
+        return PhotographPart{photograph, PixelWeights::ofMask(mask)};
+    };
+    const PhotographPart one = partOf(first);
+    const PhotographPart other = partOf(second);
+    const auto [ofOne, ofOther] = Comparer().analyzePair(one, other);
+    const Explanation parts = explain(one, other, ofOne.distributions(), ofOther.distributions());
+    const cv::Mat firstAlone = first(place).clone();
+    const cv::Mat secondAlone = second(place).clone();
+    const Explanation alone =
+        explain(firstAlone, secondAlone, appearanceDistributions(firstAlone), appearanceDistributions(secondAlone));
+    for (std::size_t k = 0; k < correlateNames.size(); ++k) {
+        EXPECT_EQ(sentenceOf(parts.changes[k], k), sentenceOf(alone.changes[k], k));
+    }
+    EXPECT_EQ(parts.firstWhite.chromaticity, alone.firstWhite.chromaticity);
+    EXPECT_EQ(sentenceOf(parts.firstWhite, parts.secondWhite), sentenceOf(alone.firstWhite, alone.secondWhite));
 }
 
 }  // namespace

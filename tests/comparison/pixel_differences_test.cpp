@@ -84,7 +84,7 @@ TEST(PixelDifferences, FollowTheFlow) {
 
 TEST(PixelDifferences, RefuseOtherSizes) {
     EXPECT_THROW(pixelDifferences(part("cat.jpg"), examplePhotograph("cat.jpg")), std::invalid_argument);
-    EXPECT_TRUE(pixelDifferences({}, {}).ciede2000.empty());
+    EXPECT_TRUE(pixelDifferences(cv::Mat(), cv::Mat()).ciede2000.empty());
 }
 
 TEST(PixelDifferences, AreCancelled) {
@@ -106,6 +106,35 @@ TEST(WorstPlaces, AreInOrder) {
     EXPECT_EQ(places[1].mean, 3);
     EXPECT_EQ(worstPlaces(map, 1).size(), 1U);
     EXPECT_TRUE(worstPlaces(cv::Mat::zeros(3, 5, CV_32F)).empty());
+}
+
+TEST(PixelDifferences, OfPartsAreNoNumbersWhereAPixelDoesNotCount) {
+    const cv::Mat first = part("cat.jpg");
+    const cv::Mat second = part("coffee.jpg");
+    cv::Mat firstMask(first.size(), CV_8U, cv::Scalar(255));
+    firstMask(cv::Rect(0, 0, 40, 90)) = 0;
+    cv::Mat secondMask(first.size(), CV_8U, cv::Scalar(100));
+    secondMask(cv::Rect(0, 60, 120, 30)) = 0;
+    const PhotographPart one{first, PixelWeights::ofMask(firstMask)};
+    const PhotographPart other{second, PixelWeights::ofMask(secondMask)};
+    const PixelDifferences differences = pixelDifferences(one, other);
+    const PixelDifferences whole = pixelDifferences(first, second);
+    const auto [ofOne, ofOther] = Comparer().analyzePair(one, other, {true, {}, {}});
+    const cv::Mat firstChroma = ofOne.map(&AppearanceMaps::chroma);
+    const cv::Mat secondChroma = ofOther.map(&AppearanceMaps::chroma);
+    for (int row = 0; row < first.rows; ++row) {
+        for (int column = 0; column < first.cols; ++column) {
+            const bool counts = column >= 40 && row < 60;
+            ASSERT_EQ(!std::isnan(differences.ciede2000.at<float>(row, column)), counts);
+            ASSERT_EQ(!std::isnan(differences.uniform.at<float>(row, column)), counts);
+            ASSERT_EQ(!std::isnan(differences.correlates.chroma.at<float>(row, column)), counts);
+            if (counts) {
+                ASSERT_EQ(differences.ciede2000.at<float>(row, column), whole.ciede2000.at<float>(row, column));
+                ASSERT_EQ(differences.correlates.chroma.at<float>(row, column),
+                          secondChroma.at<float>(row, column) - firstChroma.at<float>(row, column));
+            }
+        }
+    }
 }
 
 }  // namespace

@@ -286,5 +286,119 @@ TEST(TileComparison, IsCancelledBetweenItsSteps) {
     EXPECT_EQ(calls, 9);
 }
 
+/// Weights of three kinds by turns: 0, 1 and, where they are grey, between.
+PixelWeights someWeights(const cv::Size& size, bool grey) {
+    cv::Mat mask(size, CV_8U);
+    for (int row = 0; row < size.height; ++row) {
+        for (int column = 0; column < size.width; ++column) {
+            const int kind = (row / 5 + column / 7) % 3;
+            mask.at<uchar>(row, column) = static_cast<uchar>(kind == 0 ? 0 : kind == 1 || !grey ? 255 : 90 + row % 100);
+        }
+    }
+    return PixelWeights::ofMask(mask);
+}
+
+TEST(TilesOfParts, WeightsOfOneAreNoWeights) {
+    TileOptions options = grid(6, 5);
+    options.interval = IntervalOptions();
+    options.interval->resamples = 100;
+    const auto white = [](const cv::Mat& photograph) {
+        return PhotographPart{photograph, PixelWeights::ofMask(cv::Mat(photograph.size(), CV_8U, cv::Scalar(255)))};
+    };
+    const TileComparison expected = compareTiles(cat(), coffee(), options);
+    const TileComparison comparison = compareTiles(white(cat()), white(coffee()), options);
+    ASSERT_EQ(comparison.tiles.size(), expected.tiles.size());
+    for (std::size_t i = 0; i < expected.tiles.size(); ++i) {
+        expectSameBits(comparison.tiles[i].coefficients, expected.tiles[i].coefficients);
+        EXPECT_EQ(comparison.tiles[i].firstPixels, expected.tiles[i].first.area());
+        EXPECT_EQ(comparison.tiles[i].secondPixels, expected.tiles[i].second.area());
+    }
+    for (std::size_t k = 0; k < correlateNames.size(); ++k) {
+        EXPECT_EQ((*comparison.intervals)[k].low, (*expected.intervals)[k].low);
+        EXPECT_EQ((*comparison.intervals)[k].high, (*expected.intervals)[k].high);
+    }
+}
+
+TEST(TilesOfParts, OneTileHasTheBitsOfTheParts) {
+    cv::Mat floats;
+    cat()(cv::Rect(10, 20, 90, 80)).convertTo(floats, CV_32F, 1 / 255.0);
+    for (const bool grey : {false, true}) {
+        for (const cv::Mat& first : {cat(), floats}) {
+            for (const AppearanceModelKind kind : {AppearanceModelKind::likeness, AppearanceModelKind::ciecam16}) {
+                TileOptions options = grid(1, 1);
+                options.model.kind = kind;
+                const PhotographPart one{first, someWeights(first.size(), grey)};
+                for (const PhotographPart& other :
+                     {PhotographPart{coffee(), someWeights(coffee().size(), grey)}, PhotographPart{coffee(), {}}}) {
+                    const TileComparison comparison = compareTiles(one, other, options);
+                    const auto [ofOne, ofOther] = Comparer().analyzePair(one, other, {false, options.model, {}});
+                    expectSameBits(comparison.coefficients, compare(ofOne, ofOther));
+                    expectSameBits(comparison.tiles[0].coefficients, compare(ofOne, ofOther));
+                    EXPECT_DOUBLE_EQ(comparison.tiles[0].firstPixels, one.weights.pixels());
+                }
+            }
+        }
+    }
+}
+
+TEST(TilesOfParts, CountWhatCounts) {
+    const cv::Mat first = cat()(cv::Rect(30, 40, 150, 120));
+    const cv::Mat second = coffee()(cv::Rect(30, 40, 140, 130));
+    for (const bool grey : {false, true}) {
+        const PhotographPart one{first, someWeights(first.size(), grey)};
+        const PhotographPart other{second, someWeights(second.size(), grey)};
+        TileOptions options = grid(4, 3);
+        options.layout.stride = 0.5;
+        const TileComparison comparison = compareTiles(one, other, options);
+        const auto [ofOne, ofOther] = Comparer().analyzePair(one, other, {true, {}, {}});
+        const AppearanceMaps ofOneMaps = ofOne.maps();
+        const AppearanceMaps ofOtherMaps = ofOther.maps();
+        for (const ComparedTile& tile : comparison.tiles) {
+            SCOPED_TRACE(::testing::Message() << "tile at " << tile.first);
+            double pixels = 0;
+            for (std::size_t k = 0; k < correlateNames.size(); ++k) {
+                const auto sharesOf = [&pixels](const cv::Mat& map, const PixelWeights& weights, const cv::Rect& its) {
+                    BinCounts counts;
+                    pixels = 0;
+                    for (int row = its.y; row < its.y + its.height; ++row) {
+                        for (int column = its.x; column < its.x + its.width; ++column) {
+                            const ushort weight = weights.map().at<ushort>(row, column);
+                            pixels += weight / 65535.0;
+                            if (weight > 0) {
+                                counts.add(map.at<float>(row, column), weight);
+                            }
+                        }
+                    }
+                    return counts.shares();
+                };
+                const BinProbabilities its = sharesOf(ofOneMaps[k], one.weights, tile.first);
+                EXPECT_NEAR(tile.firstPixels, pixels, 1e-6);
+                EXPECT_NEAR(
+                    tile.coefficients[k],
+                    bhattacharyyaCoefficientOfAllBins(its, sharesOf(ofOtherMaps[k], other.weights, tile.second)),
+                    2e-6);  // some 50 bins, a rounding of float each
+            }
+            EXPECT_EQ(tile.few, std::min(tile.firstPixels, tile.secondPixels) < 256);
+        }
+    }
+}
+
+TEST(TilesOfParts, WithoutACountedPixelHaveNoCoefficient) {
+    cv::Mat mask(cat().size(), CV_8U, cv::Scalar(0));
+    mask(cv::Rect(0, 0, mask.cols / 2, mask.rows)) = 255;
+    TileOptions options = grid(4, 1);
+    options.interval = IntervalOptions();
+    options.interval->resamples = 100;
+    const PhotographPart part{cat(), PixelWeights::ofMask(mask)};
+    const TileComparison comparison = compareTiles(part, part, options);
+    EXPECT_NEAR(comparison.tiles[0].coefficients.chroma, 1, 1e-5);
+    EXPECT_TRUE(std::isnan(comparison.tiles[3].coefficients.chroma));
+    EXPECT_TRUE(comparison.tiles[3].few);
+    EXPECT_EQ(comparison.tiles[3].firstPixels, 0);
+    EXPECT_NEAR((*comparison.intervals)[0].low, 1, 1e-5);
+    EXPECT_THROW(compareTiles(part, PhotographPart{coffee()(cv::Rect(0, 0, 50, 50)), part.weights}, options),
+                 std::invalid_argument);
+}
+
 }  // namespace
 }  // namespace likeness::testing

@@ -196,8 +196,22 @@ def test_wrong_parts_are_refused(arguments, sentence):
         likeness.analyze(made(1), **arguments)
 
 
-def test_what_looks_at_whole_photographs_says_so():
-    masked = np.ma.masked_greater(made(1), 200)
+def test_where_and_why_look_at_what_counts(darkroom, tmp_path):
+    first, second = made(1), made(2)
+    mask = np.zeros(first.shape[:2], bool)
+    mask[4:30, 8:50] = True
+    parts = [np.ascontiguousarray(photograph[4:30, 8:50]) for photograph in (first, second)]
+    for masked in ({"mask": mask}, {"regions": [(8, 4, 42, 26)]}, {"first_mask": mask, "second_mask": mask}):
+        assert likeness.explain(first, second, **masked) == likeness.explain(*parts)
+        found = likeness.compare_tiles(first, second, tiles=1, **masked)
+        assert found.coefficients == likeness.compare(*parts)
+        assert found.maps.chroma[0, 0] == np.float32(found.coefficients.chroma)
+        differences = likeness.pixel_differences(first, second, **masked)
+        np.testing.assert_array_equal(np.isnan(differences.ciede2000), ~mask)
+        np.testing.assert_array_equal(differences.ciede2000[mask], likeness.pixel_differences(*parts).ciede2000.ravel())
+    both = np.ma.masked_array(first, ~np.repeat(mask[:, :, None], 3, axis=2))
+    other = np.ma.masked_array(second, ~np.repeat(mask[:, :, None], 3, axis=2))
+    assert likeness.explain(both, other) == likeness.explain(*parts)
     for call in (likeness.compare_tiles, likeness.pixel_differences, likeness.explain):
-        with pytest.raises(ValueError, match="masked arrays are not taken"):
-            call(masked, made(2))
+        with pytest.raises(ValueError, match="excludes first_mask"):
+            call(first, second, mask=mask, first_mask=mask)

@@ -4,6 +4,7 @@
 #pragma once
 
 #include <likeness/color/correlated_color_temperature.hpp>
+#include <likeness/color/pixel_weights.hpp>
 #include <likeness/comparison/per_correlate.hpp>
 #include <likeness/comparison/photograph_comparison.hpp>
 #include <likeness/export.hpp>
@@ -67,6 +68,13 @@ struct Explanation {
 /// @param first, second  photographs as for `analyze`
 /// @param firstDistributions, secondDistributions  theirs, under whatever model
 LIKENESS_API Explanation explain(const cv::Mat& first, const cv::Mat& second,
+                                 const AppearanceDistributions& firstDistributions,
+                                 const AppearanceDistributions& secondDistributions);
+
+/// The same of the parts of two photographs that count: the whites are theirs too.
+/// @param firstDistributions, secondDistributions  of these parts
+/// @throws std::invalid_argument  as `PixelWeights::require`
+LIKENESS_API Explanation explain(const PhotographPart& first, const PhotographPart& second,
                                  const AppearanceDistributions& firstDistributions,
                                  const AppearanceDistributions& secondDistributions);
 

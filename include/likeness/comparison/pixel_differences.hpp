@@ -2,6 +2,7 @@
 /// Pixel by pixel differences of two photographs of one size: where the picture itself changed.
 #pragma once
 
+#include <likeness/color/pixel_weights.hpp>
 #include <likeness/comparison/comparison_model.hpp>
 #include <likeness/comparison/per_correlate.hpp>
 #include <likeness/diagnostics/watch.hpp>
@@ -38,6 +39,13 @@ struct PixelDifferences {
 /// @throws Cancelled  when the caller ends it
 /// @note  Takes some 90 bytes per pixel.
 LIKENESS_API PixelDifferences pixelDifferences(const cv::Mat& first, const cv::Mat& second,
+                                               const DifferenceOptions& options = {}, const Watch& watch = {});
+
+/// The same of photographs of which parts count. Pixels are seen with the whites and before the backgrounds of the parts.
+/// Maps are NaN too where the pixel, or the one of the second that it is compared with, has the weight 0; weights above 0
+/// change no difference. The optical flow is that of the whole photographs.
+/// @throws std::invalid_argument  as `PixelWeights::require` too
+LIKENESS_API PixelDifferences pixelDifferences(const PhotographPart& first, const PhotographPart& second,
                                                const DifferenceOptions& options = {}, const Watch& watch = {});
 
 /// Part of a map.

@@ -204,6 +204,38 @@ TEST_F(Fit, ABatchRecordsPredictionsWhereTheyAreAskedFor) {
     }
 }
 
+TEST_F(Fit, PredictsForMaskedPhotographsAndSaysWhatThatAssumes) {
+    expectDone({"fit", "results.csv", "--scores", scores_, "--score", "mos", "--direction", "higher-better", "-o",
+                "model.json", "--quiet"});
+    const cv::Mat photograph = cv::imread(input("s1.png"));
+    cv::Mat half(photograph.size(), CV_8U, cv::Scalar(0));
+    half(cv::Rect(0, 0, half.cols / 2, half.rows)) = 255;
+    const std::string mask = save("half.png", half);
+    const std::string remark = "does not say whether it was fitted to masked photographs";
+    const std::vector<std::string> call = {"compare", input("s1.png"), input("1-2.png"), "--mask",
+                                           mask,      "--predict",     "model.json",     "--json"};
+    const Outcome compared = darkroom(call);
+    ASSERT_EQ(compared.status, 0) << compared.err;
+    EXPECT_NE(compared.err.find(remark), std::string::npos) << compared.err;
+    const double score = Json::parse(compared.out)["prediction"]["score"];
+    const Json whole = Json::parse(
+        expectDone({"compare", input("s1.png"), input("1-2.png"), "--predict", "model.json", "--json"}).out);
+    EXPECT_NE(whole["prediction"]["score"].get<double>(), score);
+    // A batch with the mask in its list has the same score.
+    const std::string list = saveText("masked.csv", "first,second,first_mask,second_mask\n" + input("s1.png") + "," +
+                                                        input("1-2.png") + "," + mask + "," + mask + "\n");
+    const Outcome batch = darkroom({"batch", list, "-o", "masked_results.jsonl", "--predict", "model.json"});
+    EXPECT_EQ(batch.status, 0) << batch.err;
+    EXPECT_NE(batch.err.find(remark), std::string::npos) << batch.err;
+    const Json record = Json::parse(linesOf(contentOf(folder() / "masked_results.jsonl"))[0]);
+    EXPECT_NEAR(record["predicted"].get<double>(), score, 1e-7);
+    // Regions belong to the parameters that the model was fitted to.
+    const Outcome refused =
+        darkroom({"compare", input("s1.png"), input("1-2.png"), "--predict", "model.json", "--center-weighted"});
+    EXPECT_EQ(refused.status, 2);
+    EXPECT_NE(refused.err.find("was fitted to comparisons of the parameters"), std::string::npos) << refused.err;
+}
+
 TEST_F(Fit, TellsWhatItLeavesOut) {
     const std::string scores =
         saveText("some.csv", "id,mos\n0-1,4\n0-2,3.5\n0-3,3\n1-1,4.1\n1-2,3.4\n1-3,\nx,1\n1-5,2.2\n");

@@ -11,6 +11,7 @@
 #include <opencv2/imgcodecs.hpp>
 #include <opencv2/imgproc.hpp>
 
+#include <filesystem>
 #include <fstream>
 #include <string>
 #include <vector>
@@ -338,6 +339,45 @@ TEST(RegionIn, ReadsPixelsAndPercent) {
                                    "circle:1,2,3,4", "nan,0,1,1", "inf,0,1,1", "1, 2,3,4"}) {
         EXPECT_THROW(regionIn(text), Refusal) << text;
     }
+}
+
+TEST_F(DarkroomPart, WhereAndWhyLookAtWhatCounts) {
+    const std::string a = input("first.png");
+    const std::string b = input("second.png");
+    std::filesystem::create_directory(output("maps"));
+    const std::vector<std::string> asked = {
+        "--explain", "--tiles", "2", "--interval", "--difference-maps", "maps", "--json", "--tile-table", "t.csv"};
+    const auto resultOf = [&](const std::string& one, const std::string& other, std::vector<std::string> more) {
+        more.insert(more.begin(), {one, other});
+        more.insert(more.end(), asked.begin(), asked.end());
+        return json::parse(lineOf(more));
+    };
+    const json whole = resultOf(a, b, {});
+    const std::string table = contentOf(folder() / "t.csv");
+    const json white = resultOf(a, b, {"--mask", input("white.png")});
+    EXPECT_EQ(contentOf(folder() / "t.csv"), table);
+    const json crop = resultOf(input("crop.png"), input("second_crop.png"), {});
+    const json masked = resultOf(a, b, {"--mask", input("mask.png")});
+    for (const char* const key : {"explanation", "tiles", "intervals", "differences", "coefficients"}) {
+        EXPECT_EQ(white[key], whole[key]) << key;
+    }
+    EXPECT_EQ(masked["explanation"], crop["explanation"]);
+    EXPECT_NE(masked["explanation"], whole["explanation"]);
+    // 10 x 8 pixels from 3, 2 on, in tiles of 12 x 8.
+    std::vector<int> pixels;
+    for (const json& tile : masked["tiles"]) {
+        EXPECT_EQ(tile["first_pixels"], tile["second_pixels"]);
+        EXPECT_EQ(tile["few_pixels"], true);
+        pixels.push_back(tile["first_pixels"]);
+    }
+    EXPECT_EQ(pixels, (std::vector<int>{54, 6, 18, 2}));
+    EXPECT_NE(contentOf(folder() / "t.csv").find(",54,54,true\n"), std::string::npos);
+    EXPECT_EQ(masked["differences"]["ciede2000"]["nan_pixels"], 24 * 16 - 80);
+    EXPECT_EQ(masked["differences"]["ciede2000"]["mean"], crop["differences"]["ciede2000"]["mean"]);
+    EXPECT_EQ(masked["differences"]["chroma"]["maximum"], crop["differences"]["chroma"]["maximum"]);
+    const json weighted = resultOf(a, b, {"--center-weighted"});
+    EXPECT_TRUE(weighted["tiles"][0]["first_pixels"].is_number_float());
+    EXPECT_NE(weighted["explanation"], whole["explanation"]);
 }
 
 }  // namespace

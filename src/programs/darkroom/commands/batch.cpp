@@ -1,6 +1,7 @@
 // darkroom batch: many pairs of photographs, compared and recorded so that nothing is lost.
 #include "archive/archived_analyses.hpp"
 #include "batch/batch_run.hpp"
+#include "batch/mask_files.hpp"
 #include "batch/output_columns.hpp"
 #include "batch/parameters.hpp"
 #include "batch/stop_signals.hpp"
@@ -192,9 +193,12 @@ ExitStatus run(const Console& console, const Options& options, const PairList& p
     how.analysis = analysis;
     how.profiles = profilesAsked(console, options);
     if (!options.predict.empty()) {
-        how.computed = predictedColumns(
-            std::make_shared<ScorePredictor>("--predict", options.predict, analysis, how.profiles, events.warn),
-            file.format, analysis.hue.has_value(), options.distances);
+        const auto predictor =
+            std::make_shared<ScorePredictor>("--predict", options.predict, analysis, how.profiles, events.warn);
+        if (!maskFileColumns(pairs.columns()).empty()) {
+            events.warn(predictor->maskRemark());
+        }
+        how.computed = predictedColumns(predictor, file.format, analysis.hue.has_value(), options.distances);
     }
     how.distances = options.distances;
     std::optional<ArchivedAnalyses> archived;

@@ -257,7 +257,7 @@ MapScale differenceScale(const DifferenceMap& difference, const MapStatistics& s
 }
 
 DifferenceSummaries differencesOf(const Console& console, const Options& options, const ComparisonModel& model,
-                                  const std::pair<cv::Mat, cv::Mat>& photographs) {
+                                  const std::pair<PhotographPart, PhotographPart>& photographs) {
     PixelDifferences differences;
     {
         Progress progress(console, "comparing pixels");
@@ -340,6 +340,11 @@ void give(const Console& console, const Options& options, const ComparisonResult
     std::cout.flush();  // before what is said on standard error
 }
 
+/// How many pixels count: the sum of their weights.
+double pixelsOf(const PhotographPart& part) {
+    return part.weights.countAll() ? static_cast<double>(part.photograph.total()) : part.weights.pixels();
+}
+
 AppearanceMaps countedOf(AppearanceMaps maps, const PixelWeights& weights) {
     for (std::size_t k = 0; k < comparedCorrelates.size(); ++k) {
         maps[k] = weights.countedOf(maps[k]);
@@ -375,21 +380,6 @@ void refuseUnseen(const std::string& path, const SeenPhotograph& photograph, con
     }
 }
 
-/// What shows where and why photographs differ looks at whole ones.
-void refuseOfParts(const Options& options, bool whole) {
-    const std::pair<const char*, bool> asked[] = {{"--tiles", !options.tiles.tiles.empty()},
-                                                  {"--interval", options.interval},
-                                                  {"--difference-maps", !options.differenceMaps.empty()},
-                                                  {"--explain", options.explain},
-                                                  {"--predict", !options.predict.empty()}};
-    for (const auto& [name, isAsked] : asked) {
-        if (isAsked && !whole) {
-            throw Refusal(std::string(name) +
-                          ": it looks at whole photographs; leave out the options that say what counts");
-        }
-    }
-}
-
 ExitStatus compare(const Console& console, const Options& options) {
     ComparisonResult result;
     result.model = chosenModel(options.model);
@@ -415,13 +405,19 @@ ExitStatus compare(const Console& console, const Options& options) {
             "--dumps: the diagnostic files are those of whole photographs; leave out the options that say "
             "what counts");
     }
-    refuseOfParts(options, whole);
     checkOutputs(console, options);
     const std::optional<TileOptions> tiles = tileOptions(options, result.model.model);
     std::optional<ScorePredictor> predictor;
     if (!options.predict.empty()) {
-        predictor.emplace("--predict", options.predict, result.model.analysis(false), console.profiles(),
+        // As a batch has them: its parameters hold regions, and masks are what it compares.
+        PartChoice withoutMask = parts.first;
+        withoutMask.mask.clear();
+        predictor.emplace("--predict", options.predict, result.model.analysis(false),
+                          profilesWith(withoutMask, console.profiles()),
                           [&](const std::string& line) { console.warn(line); });
+        if (!parts.first.mask.empty() || !parts.second.mask.empty()) {
+            console.warn(predictor->maskRemark());
+        }
     }
     warnOfModel(console, result.model);
     std::pair<ProfileUse, ProfileUse> profiles;
@@ -457,10 +453,15 @@ ExitStatus compare(const Console& console, const Options& options) {
     result.second = {options.second, read.second.size(), profiles.second};
     if (uniform && !(firstWeights.areBinary() && secondWeights.areBinary())) {
         throw Refusal(
-            "--distances: those of the uniform space count pixels or do not, and cannot weigh them; give "
-            "masks of black and white, or leave out --model");
+            std::string(options.distances ? "--distances"
+                        : options.sliced  ? "--sliced"
+                                          : "--predict") +
+            ": distances of the uniform space count pixels or do not, and cannot weigh them; give masks of black and "
+            "white, or leave out --model");
     }
     const std::pair<cv::Mat, cv::Mat> photographs{read.first.bgr, read.second.bgr};
+    const std::pair<PhotographPart, PhotographPart> counted{{photographs.first, firstWeights},
+                                                            {photographs.second, secondWeights}};
     if (!options.differenceMaps.empty()) {
         checkDifferences(options, photographs);
     }
@@ -485,7 +486,7 @@ ExitStatus compare(const Console& console, const Options& options) {
             if (tiles) {
                 Watch watch = watchOf(console, progress);
                 watch.diagnostics = nullptr;
-                result.tiles = {compareTiles(photographs.first, photographs.second, *tiles, watch), *tiles,
+                result.tiles = {compareTiles(counted.first, counted.second, *tiles, watch), *tiles,
                                 !options.tiles.tiles.empty()};
             }
             if (tilesAlone) {
@@ -502,8 +503,8 @@ ExitStatus compare(const Console& console, const Options& options) {
         result.hue = hueCoefficient(firstDistributions, secondDistributions);
     }
     if (!whole) {
-        result.first.part = PartOfPhotograph{parts.first, analyses.first.countedPixels()};
-        result.second.part = PartOfPhotograph{parts.second, analyses.second.countedPixels()};
+        result.first.part = PartOfPhotograph{parts.first, pixelsOf(counted.first)};
+        result.second.part = PartOfPhotograph{parts.second, pixelsOf(counted.second)};
     }
     checkAppearance(console, options.first, firstDistributions);
     checkAppearance(console, options.second, secondDistributions);
@@ -519,11 +520,10 @@ ExitStatus compare(const Console& console, const Options& options) {
         }
     }
     if (options.explain) {
-        result.explanation =
-            likeness::explain(photographs.first, photographs.second, firstDistributions, secondDistributions);
+        result.explanation = likeness::explain(counted.first, counted.second, firstDistributions, secondDistributions);
     }
     if (!options.differenceMaps.empty()) {
-        result.differences = differencesOf(console, options, result.model.model, photographs);
+        result.differences = differencesOf(console, options, result.model.model, counted);
     }
     if (result.tiles) {
         writeTiles(console, options, result);

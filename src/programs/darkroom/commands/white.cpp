@@ -108,9 +108,9 @@ cv::Mat whiteImage(const Console& console, const cv::Mat& bgr, const Options& op
 
 ExitStatus estimateWhite(const Console& console, const Options& options) {
     const bool withImage = !options.output.path.empty();
+    OutputPlan plan(console, {options.input});
+    plan.mayRead(options.part.mask);
     if (withImage) {
-        OutputPlan plan(console, {options.input});
-        plan.mayRead(options.part.mask);
         checkImageOutput(options.output, plan);
     }
     const PartChoice part = chosenPart(options.part);

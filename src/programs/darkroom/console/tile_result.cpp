@@ -30,6 +30,14 @@ Place placeOf(const TileComparison& comparison, std::size_t tile) {
     return {static_cast<int>(tile) % across, static_cast<int>(tile) / across};
 }
 
+/// Pixels that count: a whole number where none is weighed.
+nlohmann::ordered_json pixelsJson(double pixels) {
+    if (pixels == std::floor(pixels)) {
+        return static_cast<std::int64_t>(pixels);
+    }
+    return numberOrNull(roundedToNineDigits(pixels));
+}
+
 nlohmann::ordered_json tileJson(const TileComparison& comparison, std::size_t index) {
     const ComparedTile& tile = comparison.tiles[index];
     const Place place = placeOf(comparison, index);
@@ -37,8 +45,8 @@ nlohmann::ordered_json tileJson(const TileComparison& comparison, std::size_t in
                                    {"row", place.row},
                                    {"first", jsonOf(tile.first)},
                                    {"second", jsonOf(tile.second)},
-                                   {"first_pixels", tile.first.area()},
-                                   {"second_pixels", tile.second.area()},
+                                   {"first_pixels", pixelsJson(tile.firstPixels)},
+                                   {"second_pixels", pixelsJson(tile.secondPixels)},
                                    {"few_pixels", tile.few}};
     for (std::size_t k = 0; k < correlateNames.size(); ++k) {
         json["coefficients"][correlateNames[k].name] = rounded(tile.coefficients[k]);
@@ -139,7 +147,8 @@ std::string tileCsv(const TileComparison& comparison) {
             const float coefficient = tile.coefficients[k];
             text += ',' + (std::isnan(coefficient) ? std::string() : nineDigits(double{coefficient}));
         }
-        text += fmt::format(",{},{},{}\n", tile.first.area(), tile.second.area(), tile.few ? "true" : "false");
+        text += fmt::format(",{},{},{}\n", nineDigits(tile.firstPixels), nineDigits(tile.secondPixels),
+                            tile.few ? "true" : "false");
     }
     return text;
 }
