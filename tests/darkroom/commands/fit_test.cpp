@@ -2,6 +2,8 @@
 
 #include "support/test_images.hpp"
 
+#include <opencv2/imgcodecs.hpp>
+
 #include <nlohmann/json.hpp>
 
 #include <cmath>
