@@ -3,6 +3,7 @@
 #include "support/test_images.hpp"
 
 #include <nlohmann/json.hpp>
+#include <opencv2/imgcodecs.hpp>
 
 #include <cmath>
 #include <cstdio>
