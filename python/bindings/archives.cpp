@@ -119,8 +119,9 @@ private:
 /// @return  photographs, failed, added, changed, removed; the warnings. None where it was stopped
 py::object index(const std::vector<std::string>& paths, const std::string& output, const std::string& existing,
                  bool retryFailed, bool approximate, const py::tuple& model, const std::optional<std::string>& hue,
-                 unsigned jobs, std::uint64_t mostPixels, const py::object& progress) {
+                 unsigned jobs, std::uint64_t mostPixels, const std::string& profile, const py::object& progress) {
     IndexOptions options;
+    options.profile = profile;
     using Existing = IndexOptions::Existing;
     options.existing = existing == "updated"    ? Existing::updated
                        : existing == "resumed"  ? Existing::resumed

@@ -20,6 +20,7 @@
 #include <stdexcept>
 #include <string>
 #include <string_view>
+#include <tuple>
 #include <utility>
 #include <vector>
 
@@ -46,14 +47,25 @@ private:
     mutable std::vector<std::string> warnings_;
 };
 
+/// @param picture  None, or exposure, page, layer and whether the preview of a raw file is wanted
 py::tuple read(const std::string& path, const std::string& profile, bool stored, std::uint64_t mostPixels,
-               const py::object& part) {
+               const py::object& part, const py::object& picture) {
     PhotographRead photograph;
     ProfileUse use;
     PixelWeights weights;
     const PartChoice partChoice = partChoiceOf(part);
+    double exposure = 0;
+    PhotographSelection selection;
+    if (!picture.is_none()) {
+        std::tie(exposure, selection.page, selection.layer, selection.preview) =
+            picture.cast<std::tuple<double, int, std::string, bool>>();
+    }
     unlocked([&] {
-        const ProfileChoice choice = profilesWith(partChoice, profileChoiceOf(profile));
+        ProfileChoice choice = profilesWith(partChoice, profileChoiceOf(profile));
+        choice.exposure = exposure;
+        choice.selection.page = selection.page;
+        choice.selection.layer = selection.layer;
+        choice.selection.preview = selection.preview;
         ManagedColors colors(choice);
         photograph = readPhotographAmongOthers(
             path, stored ? PhotographValues::stored : PhotographValues::bytesOrFloats, mostPixels, &colors);
@@ -88,10 +100,26 @@ py::tuple analyzeFile(const std::string& path, const py::tuple& model, const std
                           analysis.remarks);
 }
 
+std::optional<StoredDepth> depthNamed(const std::string& depth) {
+    constexpr std::pair<std::string_view, StoredDepth> depths[] = {
+        {"8", StoredDepth::bytes},  {"10", StoredDepth::tenBits},  {"12", StoredDepth::twelveBits},
+        {"16", StoredDepth::words}, {"half", StoredDepth::halves}, {"float", StoredDepth::floats}};
+    for (const auto& [name, its] : depths) {
+        if (name == depth) {
+            return its;
+        }
+    }
+    return std::nullopt;
+}
+
+/// @param depth   "" where it is not asked for
+/// @param source  file whose metadata are carried over; "" for none
 std::vector<std::string> write(const std::string& path, const py::array& array, std::optional<int> quality, int bits,
-                               const std::string& profile) {
+                               const std::string& profile, const std::string& depth, const std::string& subsampling,
+                               const std::string& source) {
     const cv::Mat picture = imageOf(array, "image", Channels::rgb);
-    if (imageFormatOf(path) == ImageFormat::unknown) {
+    const ImageFormat format = imageFormatOf(path);
+    if (format == ImageFormat::unknown) {
         throw std::invalid_argument("path: '" + path +
                                     "' has no extension of an image: .png, .jpg, .tif, .exr, .hdr, .webp, .avif "
                                     "or .jxl");
@@ -102,8 +130,18 @@ std::vector<std::string> write(const std::string& path, const py::array& array, 
     output.bits = bits;
     output.option = "path";
     output.profile = profile;
+    output.subsampling = subsampling;
+    if (!depth.empty()) {
+        output.depth = depthNamed(depth);
+        if (!output.depth || !hasDepth(format, *output.depth)) {
+            throw std::invalid_argument("depth: the format of '" + path + "' does not have the depth '" + depth + "'");
+        }
+    }
+    if (!subsampling.empty() && format != ImageFormat::jpeg) {
+        throw std::invalid_argument("subsampling: only a JPEG has one, and '" + path + "' is none");
+    }
     const KeptWords words(usualMostPixels);
-    unlocked([&] { writePhotograph(words, output, toUnit(picture)); });
+    unlocked([&] { writePhotograph(words, output, toUnit(picture), "", source); });
     return words.warnings();
 }
 

@@ -208,13 +208,7 @@ RegionChoice regionChoiceOf(const std::string& text) {
 }
 
 ProfileChoice profileChoiceOf(const std::string& profile) {
-    ProfileChoice choice;
-    if (profile == "ignore") {
-        choice.ignore = true;
-    } else if (profile != "embedded") {
-        choice.assumed = profileAsked("profile", profile);
-    }
-    return choice;
+    return profileChoiceFor("profile", profile);
 }
 
 PartChoice partChoiceOf(const py::object& part) {

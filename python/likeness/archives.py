@@ -396,6 +396,7 @@ def index(
     approximate: bool = False,
     jobs: int = 0,
     max_pixels: Optional[int] = None,
+    profile: str = "embedded",
     progress: Progress = None,
 ) -> IndexSummary:
     """Analyses photographs once and keeps what is found in an archive: the same bytes as `darkroom index`.
@@ -422,6 +423,8 @@ def index(
         Photographs at the same time; 0: as many as there are processors.
     max_pixels : int, optional
         A photograph of more is one with a problem; 2^29 unless given.
+    profile : str
+        As of `compare`: "embedded", "ignore", or the name or file of a profile for photographs without one.
     progress : callable, optional
         Called with the photographs analysed and of all, now and then; False ends the run. What was made is kept.
 
@@ -451,6 +454,7 @@ def index(
         hue,
         _whole(jobs, "jobs", 0, 1024),
         _core.most_pixels if max_pixels is None else max_pixels,
+        profile,
         progress,
     )
     if made is None:

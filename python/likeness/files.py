@@ -40,7 +40,14 @@ class Photograph(NamedTuple):
 
 
 def read_photograph(
-    path: PathLike, *, profile: str = "embedded", max_pixels: Optional[int] = None
+    path: PathLike,
+    *,
+    profile: str = "embedded",
+    max_pixels: Optional[int] = None,
+    exposure: float = 0.0,
+    page: int = 1,
+    layer: str = "",
+    preview: bool = False,
 ) -> Photograph:
     """Reads a photograph, with what its file says of it.
 
@@ -52,6 +59,14 @@ def read_photograph(
         ("srgb", "display-p3", "adobe-rgb", "prophoto") or file of a profile for a photograph without one.
     max_pixels : int, optional
         Images of more are refused by their header; 2^29 unless given.
+    exposure : float
+        Of linear values, -30 to 30 EV: they are multiplied by 2 to the power of it before they are encoded.
+    page : int
+        Of a TIFF, or picture of a HEIC or AVIF, from 1 on.
+    layer : str
+        Layer or part of an OpenEXR file; the first with colours unless given.
+    preview : bool
+        The embedded preview of a camera's raw file in place of the photograph.
 
     Raises
     ------
@@ -62,27 +77,49 @@ def read_photograph(
     """
     name = path_text(path)
     most = _core.most_pixels if max_pixels is None else whole_number("max_pixels", max_pixels, 1, 2**31 - 1)
+    if not -30 <= exposure <= 30:
+        raise ValueError(f"exposure: {exposure} is not a number from -30 to 30")
+    picture = (float(exposure), whole_number("page", page, 1, 65535), layer, bool(preview))
     image, problem, bits, _, linear, origin, description, remarks, _ = _core.read(
-        name, profile, True, most, None
+        name, profile, True, most, None, picture
     )
     if image is None:
         raise ValueError(f"cannot read '{name}'{problem}")
     return Photograph(image, bits, description, origin, linear, tuple(remarks))
 
 
-def read(path: PathLike, *, profile: str = "embedded", max_pixels: Optional[int] = None) -> Image:
+def read(
+    path: PathLike,
+    *,
+    profile: str = "embedded",
+    max_pixels: Optional[int] = None,
+    exposure: float = 0.0,
+    page: int = 1,
+    layer: str = "",
+    preview: bool = False,
+) -> Image:
     """Reads a photograph: an array (H, W, 3) of uint8, uint16 or float32, R, G, B in the encoding of sRGB.
 
     What the user should know of the file is a `PhotographWarning`. Parameters and errors as of `read_photograph`.
     """
-    photograph = read_photograph(path, profile=profile, max_pixels=max_pixels)
+    photograph = read_photograph(
+        path, profile=profile, max_pixels=max_pixels, exposure=exposure, page=page, layer=layer, preview=preview
+    )
     for remark in photograph.remarks:
         warnings.warn(f"'{path_text(path)}': {remark}", PhotographWarning, stacklevel=2)
     return photograph.image
 
 
 def write(
-    path: PathLike, image: ImageLike, *, quality: Optional[int] = None, bits: int = 8, profile: str = "srgb"
+    path: PathLike,
+    image: ImageLike,
+    *,
+    quality: Optional[int] = None,
+    bits: int = 8,
+    profile: str = "srgb",
+    depth: Union[None, int, str] = None,
+    subsampling: Optional[str] = None,
+    source: Optional[PathLike] = None,
 ) -> None:
     """Writes a picture, R, G, B in the encoding of sRGB, in the format of the path's extension.
 
@@ -93,9 +130,15 @@ def write(
         .hdr and .exr, linear.
     image : array (H, W, 3)
     quality : int, optional
-        Of JPEG, 0 to 100; 95 unless given.
+        Of JPEG and WebP, 0 to 100, 95 unless given; of AVIF and JPEG XL, 90, and 100 of JPEG XL is without loss.
     bits : int
         Of PNG, 8 or 16.
+    depth : int or str, optional
+        8 or 16 of PNG, TIFF and JPEG XL; 8, 10 or 12 of AVIF; "float" of TIFF; "half" or "float" of OpenEXR.
+    subsampling : str, optional
+        Of JPEG: "444", "422" or "420".
+    source : str or PathLike, optional
+        Photograph whose Exif, XMP and IPTC data are carried over.
     profile : str
         Name or file of the profile that the picture is converted to and tagged with.
 
@@ -108,8 +151,11 @@ def write(
         quality = whole_number("quality", quality, 0, 100)
     if bits not in (8, 16):
         raise ValueError(f"bits: 8 or 16 are wanted, not {bits}")
+    if subsampling not in (None, "444", "422", "420"):
+        raise ValueError(f"subsampling: '{subsampling}' is none of 444, 422, 420")
     name, picture = path_text(path), native(image)
-    if picture.dtype.kind == "f" and not name.lower().endswith((".tif", ".tiff", ".exr", ".hdr")):
+    holds_floats = (".exr", ".hdr") if depth in (8, 16, "8", "16") else (".tif", ".tiff", ".exr", ".hdr")
+    if picture.dtype.kind == "f" and not name.lower().endswith(holds_floats):
         if not np.isfinite(picture).all():
             raise ValueError("image: it has values that are no numbers, which only .tif and .exr hold")
         outside = int(np.count_nonzero((picture < 0) | (picture > 1)))
@@ -119,7 +165,16 @@ def write(
                 PhotographWarning,
                 stacklevel=2,
             )
-    for warning in _core.write(name, picture, quality, bits, "" if profile == "srgb" else profile):
+    for warning in _core.write(
+        name,
+        picture,
+        quality,
+        bits,
+        "" if profile == "srgb" else profile,
+        "" if depth is None else str(depth),
+        subsampling or "",
+        "" if source is None else path_text(source),
+    ):
         warnings.warn(warning, PhotographWarning, stacklevel=2)
 
 
@@ -130,7 +185,7 @@ def read_part(path: PathLike, mask: Any, choice: Part, profile: str) -> tuple[Im
     name = path_text(path)
     from_file = is_path(mask)
     image, problem, _, _, _, _, _, remarks, weights = _core.read(
-        name, profile, True, _core.most_pixels, choice.of_file(path_text(mask) if from_file else "")
+        name, profile, True, _core.most_pixels, choice.of_file(path_text(mask) if from_file else ""), None
     )
     if image is None:
         raise ValueError(f"cannot read '{name}'{problem}")

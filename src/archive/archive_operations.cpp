@@ -174,6 +174,7 @@ std::optional<IndexSummary> indexedArchive(const std::vector<std::string>& paths
     how.mostPixels = options.mostPixels;
     how.analysis = options.analysis;
     how.analysis.maps = false;
+    how.profiles = profileChoiceFor("profile", options.profile);
     bool stopped = false;
     BatchEvents events;
     events.warn = options.warn;

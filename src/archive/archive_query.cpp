@@ -2,6 +2,7 @@
 
 #include <likeness/version.hpp>
 #include "archive/photograph_index.hpp"
+#include "batch/parameters.hpp"
 #include "files/refusal.hpp"
 
 #include <utility>
@@ -38,7 +39,9 @@ void refuseOtherOrigin(const ArchiveFile& archive, const ProfileChoice& profiles
 }  // namespace
 
 ArchiveQuery archiveQuery(const ArchiveFile& archive, const std::string& path, std::uint64_t mostPixels,
-                          const ProfileChoice& profiles, const std::function<void(const std::string& line)>& warn) {
+                          const ProfileChoice& asked, const std::function<void(const std::string& line)>& warn) {
+    ProfileChoice profiles = asked;
+    profiles.whiteLuminance = absoluteWhiteIn(archive.origin().parameters);
     ArchiveQuery query{archive.find(path), {}};
     const bool ofItsPart =
         profiles.part.isWhole() || originOf(archive.origin().options, profiles).agreesWith(archive.origin());

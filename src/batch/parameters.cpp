@@ -9,6 +9,9 @@
 #include <opencv2/core.hpp>
 
 #include <sys/utsname.h>
+#include <locale>
+#include <sstream>
+#include <string_view>
 
 namespace likeness {
 
@@ -16,6 +19,9 @@ namespace {
 
 /// Of what the numbers of a comparison mean, whatever the fields of the records.
 constexpr int comparisonSchema = 1;
+
+/// What the line says of files of absolute luminance, with the luminance behind it.
+constexpr std::string_view absoluteWhite = ";white-of-absolute-luminance=";
 
 bool isDefault(const AnalysisOptions& options) {
     return !options.hue && options.model == ComparisonModel();
@@ -67,6 +73,9 @@ std::string comparisonParameters(const AnalysisOptions& options, const ProfileCh
     if (profiles.exposure != 0) {
         text += fmt::format(";exposure={}", profiles.exposure);
     }
+    if (profiles.whiteLuminance > 0) {
+        text += fmt::format("{}{}", absoluteWhite, profiles.whiteLuminance);
+    }
     if (profiles.selection.page != 1) {
         text += fmt::format(";page={}", profiles.selection.page);
     }
@@ -80,6 +89,17 @@ std::string comparisonParameters(const AnalysisOptions& options, const ProfileCh
         text += ';' + profiles.part.parameters();
     }
     return isDefault(options) ? text : text + ';' + modelParameters(options.model, options.hue);
+}
+
+double absoluteWhiteIn(const std::string& parameters) {
+    const std::size_t at = parameters.find(absoluteWhite);
+    double luminance = 0;
+    if (at != std::string::npos) {
+        std::istringstream number(parameters.substr(at + absoluteWhite.size()));
+        number.imbue(std::locale::classic());
+        number >> luminance;
+    }
+    return luminance;
 }
 
 std::string parameterFingerprint(const AnalysisOptions& options, const ProfileChoice& profiles) {

@@ -237,6 +237,29 @@ void BinnedPhotograph::expand(const Count* counts, Count* histogram) const {
     }
 }
 
+/// Both tables are larger than what is near the processor: what is needed of them is asked for ahead of time.
+template <typename OnColor>
+void BinnedPhotograph::forEachSlotOf(const std::uint32_t* slots, std::size_t count, const OnColor& onColor) const {
+    constexpr std::size_t ahead = 24;
+    constexpr std::size_t blockSize = 128;
+    std::uint32_t colors[blockSize];
+    for (std::size_t begin = 0; begin < count; begin += blockSize) {
+        const std::size_t block = std::min(blockSize, count - begin);
+        const std::uint32_t* const its = slots + begin;
+        for (std::size_t i = 0; i < block; ++i) {
+            if (begin + i + ahead < count) {
+                __builtin_prefetch(colorOfSlot_ + its[i + ahead]);
+            }
+            colors[i] = colorOfSlot_[its[i]];
+            __builtin_prefetch(packed_.empty() ? static_cast<const void*>(places_.data() + colors[i])
+                                               : static_cast<const void*>(packed_.data() + colors[i]));
+        }
+        for (std::size_t i = 0; i < block; ++i) {
+            onColor(colors[i]);
+        }
+    }
+}
+
 template <typename OnColor>
 void BinnedPhotograph::forEachColor(int row, const cv::Range& columns, const OnColor& onColor) const {
     if (colorOfSlot_ != nullptr) {
@@ -246,9 +269,7 @@ void BinnedPhotograph::forEachColor(int row, const cv::Range& columns, const OnC
         for (auto left = static_cast<std::size_t>(columns.size()); left > 0;) {
             const std::size_t block = std::min(blockSize, left);
             colorSlots(bgr, block, slots);
-            for (std::size_t i = 0; i < block; ++i) {
-                onColor(colorOfSlot_[slots[i]]);
-            }
+            forEachSlotOf(slots, block, onColor);
             bgr += 3 * block;
             left -= block;
         }

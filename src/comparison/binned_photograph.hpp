@@ -65,6 +65,8 @@ private:
 
     void pack();
     template <typename OnColor>
+    void forEachSlotOf(const std::uint32_t* slots, std::size_t count, const OnColor& onColor) const;
+    template <typename OnColor>
     void forEachColor(int row, const cv::Range& columns, const OnColor& onColor) const;
 
     template <typename BinOf>

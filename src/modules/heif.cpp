@@ -42,6 +42,15 @@ bool failed(const ::heif_error& error, PhotographContent& content) {
     return true;
 }
 
+/// @param found  taken over; may be null
+void takeCodePoints(::heif_color_profile_nclx* found, PhotographContent& content) {
+    const std::unique_ptr<::heif_color_profile_nclx, CodePointsEnd> points(found);
+    if (points != nullptr) {
+        content.codePoints = {static_cast<int>(points->color_primaries),
+                              static_cast<int>(points->transfer_characteristics)};
+    }
+}
+
 void readColors(const ::heif_image_handle* handle, PhotographContent& content) {
     const std::size_t size = ::heif_image_handle_get_raw_color_profile_size(handle);
     const ::heif_color_profile_type type = ::heif_image_handle_get_color_profile_type(handle);
@@ -55,10 +64,8 @@ void readColors(const ::heif_image_handle* handle, PhotographContent& content) {
         return;
     }
     ::heif_color_profile_nclx* found = nullptr;
-    if (::heif_image_handle_get_nclx_color_profile(handle, &found).code == ::heif_error_Ok && found != nullptr) {
-        const std::unique_ptr<::heif_color_profile_nclx, CodePointsEnd> points(found);
-        content.codePoints = {static_cast<int>(points->color_primaries),
-                              static_cast<int>(points->transfer_characteristics)};
+    if (::heif_image_handle_get_nclx_color_profile(handle, &found).code == ::heif_error_Ok) {
+        takeCodePoints(found, content);
     }
 }
 
@@ -130,6 +137,10 @@ LIKENESS_MODULE_ENTRY void likeness_read_photograph(const PhotographRequest& req
                                   " pictures is taken; --page takes another");
     }
     readColors(handle.get(), content);
+    if (content.icc.empty() && !content.codePoints && request.streamTellsColors) {
+        content.remarks.emplace_back(
+            "it has no box (colr) that tells its colours: they are taken for sRGB, whatever its stream says of them");
+    }
     if (content.alpha && ::heif_image_handle_is_premultiplied_alpha(handle.get()) != 0) {
         content.remarks.emplace_back("its colours are multiplied by its alpha channel, and are taken as they are");
     }
@@ -180,27 +191,32 @@ bool refused(const ::heif_error& error, std::string& problem) {
     return true;
 }
 
+template <typename Value>
+void copyRows(const cv::Mat& bgr, std::uint8_t* plane, int stride) {
+    for (int i = 0; i < bgr.rows; ++i) {
+        auto* const row = reinterpret_cast<Value*>(plane + static_cast<std::ptrdiff_t>(i) * stride);
+        for (int j = 0; j < bgr.cols; ++j) {
+            for (int c = 0; c < 3; ++c) {
+                row[3 * j + c] = bgr.ptr<Value>(i)[3 * j + 2 - c];
+            }
+        }
+    }
+}
+
 /// R, G, B as the encoder wants them.
-std::unique_ptr<::heif_image, ImageEnd> imageOf(const cv::Mat& bgr, std::string& problem) {
+std::unique_ptr<::heif_image, ImageEnd> imageOf(const cv::Mat& bgr, int bits, std::string& problem) {
     ::heif_image* made = nullptr;
-    if (refused(::heif_image_create(bgr.cols, bgr.rows, ::heif_colorspace_RGB, ::heif_chroma_interleaved_RGB, &made),
-                problem)) {
+    const ::heif_chroma chroma = bits > 8 ? ::heif_chroma_interleaved_RRGGBB_LE : ::heif_chroma_interleaved_RGB;
+    if (refused(::heif_image_create(bgr.cols, bgr.rows, ::heif_colorspace_RGB, chroma, &made), problem)) {
         return nullptr;
     }
     std::unique_ptr<::heif_image, ImageEnd> image(made);
-    if (refused(::heif_image_add_plane(made, ::heif_channel_interleaved, bgr.cols, bgr.rows, 8), problem)) {
+    if (refused(::heif_image_add_plane(made, ::heif_channel_interleaved, bgr.cols, bgr.rows, bits), problem)) {
         return nullptr;
     }
     int stride = 0;
     std::uint8_t* const plane = ::heif_image_get_plane(made, ::heif_channel_interleaved, &stride);
-    for (int i = 0; i < bgr.rows; ++i) {
-        std::uint8_t* const row = plane + static_cast<std::ptrdiff_t>(i) * stride;
-        for (int j = 0; j < bgr.cols; ++j) {
-            for (int c = 0; c < 3; ++c) {
-                row[3 * j + c] = bgr.ptr<uchar>(i)[3 * j + 2 - c];
-            }
-        }
-    }
+    bits > 8 ? copyRows<ushort>(bgr, plane, stride) : copyRows<uchar>(bgr, plane, stride);
     return image;
 }
 
@@ -224,11 +240,13 @@ LIKENESS_MODULE_ENTRY void likeness_write_photograph(const cv::Mat& bgr, const l
         return;
     }
     const std::unique_ptr<::heif_encoder, EncoderEnd> encoder(found);
+    // Of 10 bits the library's encoder ends the process with any other chroma (libheif 1.15).
+    const char* const chroma = request.bits == 10 ? "422" : "444";
     if (refused(::heif_encoder_set_lossy_quality(encoder.get(), request.quality), problem) ||
-        refused(::heif_encoder_set_parameter_string(encoder.get(), "chroma", "444"), problem)) {
+        refused(::heif_encoder_set_parameter_string(encoder.get(), "chroma", chroma), problem)) {
         return;
     }
-    const std::unique_ptr<::heif_image, ImageEnd> image = imageOf(bgr, problem);
+    const std::unique_ptr<::heif_image, ImageEnd> image = imageOf(bgr, request.bits, problem);
     if (image == nullptr) {
         return;
     }

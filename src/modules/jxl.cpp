@@ -28,6 +28,9 @@ void readBasics(const ::JxlBasicInfo& basics, PhotographContent& content) {
     content.width = basics.xsize;
     content.height = basics.ysize;
     content.orientation = static_cast<int>(basics.orientation);
+    if (content.orientation >= 5) {
+        std::swap(content.width, content.height);
+    }
     content.bits = static_cast<int>(basics.bits_per_sample);
     content.floats = basics.exponent_bits_per_sample > 0;
     content.alpha = basics.alpha_bits > 0;
@@ -100,6 +103,9 @@ LIKENESS_MODULE_ENTRY void likeness_read_photograph(const PhotographRequest& req
         events |= ::JXL_DEC_FULL_IMAGE;
     }
     ::JxlDecoderSubscribeEvents(decoder.get(), events);
+    if (request.headerOnly) {
+        ::JxlDecoderSetKeepOrientation(decoder.get(), JXL_TRUE);  // else it tells of the picture that it has turned
+    }
     ::JxlPixelFormat format{3, ::JXL_TYPE_UINT8, ::JXL_NATIVE_ENDIAN, 0};
     int depth = CV_8U;
     std::vector<unsigned char> input;

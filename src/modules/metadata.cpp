@@ -98,7 +98,7 @@ Exiv2::ExifData carriedExif(const Exiv2::ExifData& source, const CarriedPicture&
             carried[key] = value;
         }
     };
-    if (picture.upright && carried.findKey(Exiv2::ExifKey("Exif.Image.Orientation")) != carried.end()) {
+    if (carried.findKey(Exiv2::ExifKey("Exif.Image.Orientation")) != carried.end()) {
         carried["Exif.Image.Orientation"] = notTurned;
     }
     replaceIfThere("Exif.Photo.PixelXDimension", picture.width);
@@ -129,9 +129,7 @@ Exiv2::XmpData carriedXmp(const Exiv2::XmpData& source, const CarriedPicture& pi
             found->setValue(value);
         }
     };
-    if (picture.upright) {
-        replaceIfThere("Xmp.tiff.Orientation", "1");
-    }
+    replaceIfThere("Xmp.tiff.Orientation", "1");
     replaceIfThere("Xmp.tiff.ImageWidth", std::to_string(picture.width));
     replaceIfThere("Xmp.tiff.ImageLength", std::to_string(picture.height));
     replaceIfThere("Xmp.exif.PixelXDimension", std::to_string(picture.width));

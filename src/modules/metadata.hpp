@@ -34,12 +34,11 @@ struct CarriedPicture {
     std::uint32_t width = 0;
     std::uint32_t height = 0;
     std::string software{};
-    bool upright = true;  ///< whether reading has turned the pixels as the file says
 };
 
 /// `likeness_carry_metadata`: puts the Exif, XMP and IPTC data of a file into the bytes of another one. Orientation is
-/// set to upright where the pixels are, sizes and software to `picture`; the thumbnail and what tells of the old encoding of the pixels are
-/// left out. A colour profile is left as it is.
+/// set to upright, as the pixels are that were read, sizes and software to `picture`; the thumbnail and what tells of the
+/// old encoding of the pixels are left out. A colour profile is left as it is.
 /// @param encoded  JPEG, PNG, TIFF or WebP; unchanged if nothing is to be carried
 /// @param problem  why it was not carried, empty if it was or there was nothing
 /// @return         whether anything was carried

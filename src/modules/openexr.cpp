@@ -177,6 +177,9 @@ void read(const PhotographRequest& request, PhotographContent& content) {
         const Imf::Chromaticities& c = Imf::chromaticities(header);
         content.chromaticities = {c.white.x, c.white.y, c.red.x, c.red.y, c.green.x, c.green.y, c.blue.x, c.blue.y};
     }
+    if (Imf::hasWhiteLuminance(header) && Imf::whiteLuminance(header) > 0) {
+        content.luminanceOfOne = static_cast<double>(Imf::whiteLuminance(header));
+    }
     if (places.size() > 1 && request.layer.empty()) {
         content.remarks.push_back((chosen->name.empty() ? "its main layer" : "its layer '" + chosen->name + '\'') +
                                   " is taken; --layer takes one of " + namesOf(content.layers));

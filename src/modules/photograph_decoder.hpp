@@ -16,11 +16,12 @@ namespace likeness {
 /// What is wanted of a file.
 struct PhotographRequest {
     std::string path;
-    std::uint64_t mostPixels = 0;  ///< more are a problem, found before anything is decoded
-    int page = 1;                  ///< of a file with several pictures, from 1 on
-    std::string layer{};           ///< of OpenEXR: name of a part or a layer; empty: the first with colours
-    bool preview = false;          ///< of a camera's raw file: the embedded preview in place of the photograph
-    bool headerOnly = false;       ///< what the file says of itself; nothing is decoded
+    std::uint64_t mostPixels = 0;    ///< more are a problem, found before anything is decoded
+    int page = 1;                    ///< of a file with several pictures, from 1 on
+    std::string layer{};             ///< of OpenEXR: name of a part or a layer; empty: the first with colours
+    bool preview = false;            ///< of a camera's raw file: the embedded preview in place of the photograph
+    bool streamTellsColors = false;  ///< whether the streams of the format tell colours, too, as those of AVIF
+    bool headerOnly = false;         ///< what the file says of itself; nothing is decoded
 };
 
 /// What a file holds. What it does not say is 0, empty or without a value.
@@ -29,8 +30,9 @@ struct PhotographContent {
     /// empty if only the header was wanted, or there is a problem.
     cv::Mat pixels;
     std::vector<unsigned char> encoded;  ///< in place of pixels: the bytes of a JPEG
-    std::string problem;                 ///< why it cannot be read; empty if it can be
-    std::vector<std::string> remarks;    ///< what the user should know of how it was read
+    bool asStored = false;  ///< whether these are to be turned as `orientation` says, unless they say it themselves
+    std::string problem;    ///< why it cannot be read; empty if it can be
+    std::vector<std::string> remarks;  ///< what the user should know of how it was read
 
     std::string codec;
     std::uint64_t width = 0;  ///< as it is seen, in pixels
@@ -40,12 +42,13 @@ struct PhotographContent {
     bool linear = false;  ///< whether the values are proportional to light
     int channels = 0;     ///< with alpha
     bool alpha = false;
-    int orientation = 0;  ///< 1 to 8, as in Exif data, before it was made upright
+    int orientation = 0;  ///< 1 to 8, as in Exif data, before it is made upright
     int pages = 1;
     std::vector<std::string> layers;  ///< names that `PhotographRequest::layer` takes
 
-    std::vector<unsigned char> icc;                       ///< an ICC profile, not looked into
-    std::optional<std::array<int, 2>> codePoints;         ///< primaries and transfer characteristics, ITU-T H.273
+    std::vector<unsigned char> icc;                ///< an ICC profile, not looked into
+    std::optional<std::array<int, 2>> codePoints;  ///< primaries and transfer characteristics, ITU-T H.273
+    double luminanceOfOne = 0;                     ///< in cd/m2, of linear R = G = B = 1, where the values are absolute
     std::optional<std::array<double, 8>> chromaticities;  ///< x and y of white, red, green, blue
 };
 

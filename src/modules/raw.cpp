@@ -5,7 +5,10 @@
 #include <libraw/libraw.h>
 
 #include <algorithm>
+#include <cmath>
+#include <locale>
 #include <memory>
+#include <sstream>
 
 namespace {
 
@@ -73,22 +76,15 @@ void readPreview(LibRaw& raw, std::uint64_t mostPixels, PhotographContent& conte
     content.linear = false;
     content.chromaticities.reset();
     content.codec = "preview";
+    content.asStored = true;
     content.remarks.clear();
-    content.remarks.emplace_back(
-        "its embedded preview is taken as it is stored, as sRGB and not turned, as --preview asks");
+    content.remarks.emplace_back("its embedded preview is taken, as sRGB, as --preview asks");
 }
 
+/// The library's number has a bit each for left and right changed, top and bottom changed, and both sides changed.
 int orientationOf(int flip) {
-    switch (flip) {
-        case 3:
-            return 3;
-        case 5:
-            return 8;
-        case 6:
-            return 6;
-        default:
-            return 1;
-    }
+    constexpr std::array<int, 8> orientations = {1, 2, 4, 3, 5, 8, 6, 7};
+    return orientations[static_cast<std::size_t>(flip & 7)];
 }
 
 void develop(LibRaw& raw, PhotographContent& content) {
@@ -145,6 +141,14 @@ LIKENESS_MODULE_ENTRY void likeness_read_photograph(const PhotographRequest& req
                                : mosaic ? ", interpolated by adaptive homogeneity (AHD)"
                                         : "") +
                               "; --preview takes its embedded preview");
+    const float baseline = raw->imgdata.color.dng_levels.baseline_exposure;
+    constexpr float greatestBaseline = 30;  // beyond it the library means that there is none
+    if (baseline != 0 && std::abs(baseline) < greatestBaseline) {
+        std::ostringstream text;
+        text.imbue(std::locale::classic());
+        text << "its baseline exposure of " << baseline << " EV is not applied; --exposure " << baseline << " does";
+        content.remarks.push_back(text.str());
+    }
     if (likeness::exceeds(sizes.raw_width, sizes.raw_height, request.mostPixels)) {
         content.problem = likeness::tooManyPixels(sizes.raw_width, sizes.raw_height, request.mostPixels);
         return;

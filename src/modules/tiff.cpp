@@ -365,8 +365,9 @@ bool decode(::TIFF* file, const Layout& layout, PhotographContent& content) {
         makeUpright(layout.orientation, content.pixels);
         return true;
     }
+    // Not filled: all of it is read, and of what a damaged directory says no page is touched before there is a row.
     cv::Mat image(static_cast<int>(layout.height), static_cast<int>(layout.width),
-                  palette ? CV_16UC3 : CV_MAKETYPE(depth, grey ? 1 : 3), cv::Scalar::all(0));
+                  palette ? CV_16UC3 : CV_MAKETYPE(depth, grey ? 1 : 3));
     Pixels pixels(file, layout, image);
     if (!pixels.good() ||
         !(::TIFFIsTiled(file) != 0 ? readTiles(file, layout, pixels) : readStrips(file, layout, pixels))) {

@@ -452,6 +452,40 @@ void readWebp(HeaderBytes& file, ColorStatement& statement) {
     }
 }
 
+/// Lines "EXPOSURE=" with a number and "COLORCORR=" with three, of which there may be several: the values were multiplied
+/// by all of them.
+void readExposure(const std::string& header, ColorStatement& statement) {
+    constexpr double lumensPerWatt = 179;  // the format's own number
+    std::array<double, 3> factors = {1, 1, 1};
+    bool any = false;
+    std::istringstream lines(header);
+    for (std::string line; std::getline(lines, line);) {
+        const bool exposure = line.rfind("EXPOSURE=", 0) == 0;
+        if (!exposure && line.rfind("COLORCORR=", 0) != 0) {
+            continue;
+        }
+        std::istringstream numbers(line.substr(line.find('=') + 1));
+        numbers.imbue(std::locale::classic());
+        std::array<double, 3> own = {1, 1, 1};
+        numbers >> own[0];
+        own[1] = own[0];
+        own[2] = own[0];
+        if (!exposure) {
+            numbers >> own[1] >> own[2];
+        }
+        if (!numbers || !(own[0] > 0 && own[1] > 0 && own[2] > 0)) {
+            return;  // what is no number says nothing
+        }
+        for (std::size_t c = 0; c < factors.size(); ++c) {
+            factors[c] *= own[c];
+        }
+        any = true;
+    }
+    if (any) {
+        statement.luminanceOfOne = {lumensPerWatt / factors[0], lumensPerWatt / factors[1], lumensPerWatt / factors[2]};
+    }
+}
+
 /// Lines of text up to an empty one; "PRIMARIES= " and x and y of red, green, blue and white.
 void readRadiance(HeaderBytes& file, ColorStatement& statement) {
     statement.channels = StoredChannels::rgb;
@@ -459,6 +493,7 @@ void readRadiance(HeaderBytes& file, ColorStatement& statement) {
     const Bytes found = file.bytes(0, longest);
     const std::string text(found.begin(), found.end());
     const std::size_t end = std::min(text.find("\n\n"), text.size());
+    readExposure(text.substr(0, end), statement);
     const std::size_t line = text.find("\nPRIMARIES=");
     if (line >= end) {
         return;

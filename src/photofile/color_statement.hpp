@@ -46,6 +46,8 @@ struct ColorStatement {
     std::vector<unsigned char> icc;          ///< an ICC profile, not looked into
     std::optional<Colorimetry> colorimetry;  ///< in place of a profile
     bool saysSrgb = false;                   ///< whether it says that its colours are sRGB, other than by a profile
+    /// Of linear values that are absolute: cd/m2 of R, G and B at 1.
+    std::optional<std::array<double, 3>> luminanceOfOne;
     std::string problem;  ///< why what is there cannot be had: follows "its colour profile"; empty if nothing is wrong
     std::string passedOver;  ///< why what comes first cannot be had, where the file says its colours in another way too
     bool exifAdobeRgb = false;  ///< whether the Exif data of a JPEG says Adobe RGB
@@ -60,7 +62,8 @@ inline constexpr std::size_t mostProfileBytes = std::size_t{1} << 24;
 /// say nothing here. Whatever the bytes are, a bounded number of them is read.
 ///
 /// @note  What `source` throws passes through.
-/// A Radiance file says its primaries in its header (PRIMARIES).
+/// A Radiance file says in its header its primaries (PRIMARIES), and by EXPOSURE and COLORCORR what its values were
+/// multiplied by: they are watts per steradian and square metre without it, and 179 lm/W make a luminance of them.
 ColorStatement readColorStatement(const ByteSource& source, ImageFileFormat format);
 
 /// What coding-independent code points say (ITU-T H.273): colour primaries and transfer characteristics. Unspecified

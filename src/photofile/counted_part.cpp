@@ -8,6 +8,7 @@
 #include "photofile/image_header.hpp"
 #include "photofile/opened_file.hpp"
 #include "photofile/photograph_reader.hpp"
+#include "photofile/stored_orientation.hpp"
 
 #include <fmt/format.h>
 
@@ -62,24 +63,6 @@ PixelWeights weightsOfMask(const std::string& path, const cv::Size& size, const 
     }
 }
 
-/// The orientation in the Exif data of a PNG, 1 to 8; 0 where it has none; nothing where they are damaged.
-std::optional<int> orientationOfPng(const ByteSource& source) {
-    constexpr std::uint32_t mostBytes = 1U << 20;
-    unsigned char head[8];
-    for (std::uint64_t at = 8; source(at, head, sizeof head) == sizeof head;) {
-        const std::uint32_t length = std::uint32_t{head[0]} << 24U | std::uint32_t{head[1]} << 16U |
-                                     std::uint32_t{head[2]} << 8U | std::uint32_t{head[3]};
-        if (std::equal(head + 4, head + 8, "eXIf")) {
-            std::vector<unsigned char> exif(std::min(length, mostBytes));
-            return source(at + 8, exif.data(), exif.size()) == exif.size() && exif.size() == length
-                       ? exifOrientation(exif.data(), exif.size())
-                       : std::nullopt;
-        }
-        at += std::uint64_t{length} + 12;
-    }
-    return 0;
-}
-
 [[noreturn]] void refuseAlpha(const std::string& path, const std::string& what) {
     throw Refusal("--alpha: '" + path + "': " + what + "; convert it to a PNG with alpha, or leave out --alpha");
 }
@@ -113,13 +96,11 @@ cv::Mat alphaOf(const std::string& path, const cv::Size& size, std::uint64_t mos
     }
     cv::Mat alpha;
     cv::extractChannel(stored, alpha, 3);
-    if (header.format == ImageFileFormat::png) {
-        const std::optional<int> orientation = orientationOfPng(file.source());
-        if (!orientation) {
-            refuseAlpha(path, "its Exif data are damaged, and may tell how it is turned");
-        }
-        applyOrientation(*orientation, alpha);
+    const std::optional<int> orientation = storedOrientation(file.source(), header.format);
+    if (!orientation) {
+        refuseAlpha(path, "its Exif data are damaged, and may tell how it is turned");
     }
+    applyOrientation(*orientation, alpha);
     if (alpha.size() != size) {
         refuseAlpha(path, fmt::format("its alpha channel is {} pixels, the photograph {}", sizeText(alpha.size()),
                                       sizeText(size)));
@@ -244,7 +225,9 @@ ProfileChoice profilesWith(const PartChoice& part, ProfileChoice profiles) {
     return profiles;
 }
 
-PartAccess::PartAccess(const FileAccess& access, const PartChoice& choice)
-    : access_(access), profiles_(profilesWith(choice, access.profiles())) {}
+PartAccess::PartAccess(const FileAccess& access, const PartChoice& choice, double whiteLuminance)
+    : access_(access), profiles_(profilesWith(choice, access.profiles())) {
+    profiles_.whiteLuminance = whiteLuminance;
+}
 
 }  // namespace likeness

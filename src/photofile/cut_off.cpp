@@ -3,6 +3,7 @@
 #include "photofile/header_bytes.hpp"
 
 #include <algorithm>
+#include <array>
 #include <limits>
 
 namespace likeness {
@@ -47,8 +48,20 @@ bool areBoxesCutOff(HeaderBytes& file, std::uint64_t size) {
     return false;
 }
 
+/// Whether the values of a directory's entry stand behind the end of the file.
+bool reachesBeyond(HeaderBytes& file, std::uint64_t entry, bool wide, bool bigEndian, std::uint64_t size) {
+    constexpr std::array<std::uint64_t, 13> sizes{0, 1, 1, 2, 4, 8, 1, 1, 2, 4, 8, 4, 8};  // of TIFF 6.0's types
+    const std::uint64_t type = file.number(entry + 2, 2, bigEndian);
+    const std::uint64_t count = file.number(entry + 4, wide ? 8 : 4, bigEndian);
+    const std::uint64_t bytes = type < sizes.size() && count <= farthest / 8 ? count * sizes[type] : 0;
+    const std::size_t offsetBytes = wide ? 8 : 4;
+    return bytes > offsetBytes &&
+           file.number(entry + (wide ? 12 : 8), offsetBytes, bigEndian) > size - std::min(bytes, size);
+}
+
 /// TIFF 6.0, section 8: where the strips, or the tiles, of the first directory are, and how long.
-bool isTiffCutOff(HeaderBytes& file, std::uint64_t size) {
+/// @param everyEntry  whether each value that stands elsewhere must be there: those of a raw file make its colours
+bool isTiffCutOff(HeaderBytes& file, std::uint64_t size, bool everyEntry) {
     const bool bigEndian = file.holds(0, "M");
     const bool wide = file.number(2, 2, bigEndian) == 43;
     const std::uint64_t directory = file.number(wide ? 8 : 4, wide ? 8 : 4, bigEndian);
@@ -70,6 +83,9 @@ bool isTiffCutOff(HeaderBytes& file, std::uint64_t size) {
         const bool isPlace = tag == 273 || tag == 324;
         const bool isLength = tag == 279 || tag == 325;
         if (!file.good()) {
+            return true;
+        }
+        if (everyEntry && reachesBeyond(file, entry, wide, bigEndian, size)) {
             return true;
         }
         if (!isPlace && !isLength) {
@@ -109,6 +125,41 @@ bool isJpegCutOff(HeaderBytes& file, const ImageHeader& header, std::uint64_t si
     return !inside;
 }
 
+/// ITU-T T.800, A.4.4: a codestream ends with the marker EOC. In a box it may be followed by others.
+bool isJpeg2000CutOff(HeaderBytes& file, std::uint64_t size) {
+    const auto hasEnd = [&file](std::uint64_t end) {
+        constexpr std::uint64_t padding = 16;  // that some writers leave behind it
+        for (std::uint64_t back = 2; back <= padding && back <= end; ++back) {
+            if (file.holds(end - back, "\xFF\xD9")) {
+                return true;
+            }
+        }
+        return false;
+    };
+    if (file.holds(0, "\xFF")) {
+        return !hasEnd(size);
+    }
+    if (areBoxesCutOff(file, size)) {
+        return true;
+    }
+    std::uint64_t at = 0;
+    for (int box = 0; box < mostPieces && at < size; ++box) {
+        std::uint64_t length = file.big(at, 4);
+        length = length == 1 ? file.big(at + 8, 8) : length;
+        if (!file.good() || (length != 0 && length < 8)) {
+            return false;
+        }
+        if (file.holds(at + 4, "jp2c")) {
+            return !hasEnd(length == 0 ? size : at + length);
+        }
+        if (length == 0) {
+            return false;
+        }
+        at += length;
+    }
+    return false;
+}
+
 /// Binary anymaps and float maps: the pixels stand at the end, packed.
 bool isAnymapCutOff(HeaderBytes& file, const ImageHeader& header, std::uint64_t size) {
     const bool floats = header.format == ImageFileFormat::portableFloat;
@@ -132,13 +183,14 @@ bool isCutOff(const ByteSource& source, const ImageHeader& header, std::uint64_t
         case ImageFileFormat::png:
             return isPngCutOff(file, size);
         case ImageFileFormat::tiff:
-            return isTiffCutOff(file, size);
+            return isTiffCutOff(file, size, header.cameraRaw);
         case ImageFileFormat::heic:
         case ImageFileFormat::avif:
             return areBoxesCutOff(file, size);
         case ImageFileFormat::jpegXl:
-        case ImageFileFormat::jpeg2000:
             return !file.holds(0, "\xFF") && areBoxesCutOff(file, size);
+        case ImageFileFormat::jpeg2000:
+            return isJpeg2000CutOff(file, size);
         case ImageFileFormat::webp:
             return file.little(4, 4) + 8 > size || !file.good();
         case ImageFileFormat::bmp: {

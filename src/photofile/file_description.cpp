@@ -1,10 +1,12 @@
 #include "photofile/file_description.hpp"
 
+#include "files/standard_input.hpp"
 #include "modules/module_loader.hpp"
 #include "photofile/cut_off.hpp"
 #include "photofile/format_modules.hpp"
 #include "photofile/managed_colors.hpp"
 #include "photofile/opened_file.hpp"
+#include "photofile/stored_orientation.hpp"
 
 namespace likeness {
 namespace {
@@ -36,6 +38,7 @@ void takeContent(const PhotographContent& content, FileDescription& description)
         description.pages = content.pages;
     }
     description.layers = content.layers;
+    description.orientation = content.orientation;
     description.remarks = content.remarks;
 }
 
@@ -61,12 +64,25 @@ void takeNotes(const std::string& path, FileDescription& description) {
     }
 }
 
+/// Of what a module reads it is known already, but for HEIC and AVIF; of a TIFF the notes have it.
+void takeOrientation(const ByteSource& source, const ImageHeader& header, FileDescription& description) {
+    const int found = storedOrientation(source, header.format).value_or(0);
+    if (found != 0) {
+        description.orientation = found;
+    } else if (header.format == ImageFileFormat::tiff && !header.cameraRaw && description.notes) {
+        description.orientation = description.notes->orientation.value_or(0);
+    }
+}
+
 std::string readingOf(const FileDescription& description) {
     const std::string depth = description.floats      ? "floats"
                               : description.bits == 0 ? "as they are"
                               : description.bits > 8  ? "16 bits"
                                                       : "8 bits";
     std::string text = "B, G, R, " + depth;
+    if (description.orientation > 1) {
+        text += ", turned upright";
+    }
     if (description.alpha.value_or(false)) {
         text += ", without alpha";
     }
@@ -80,7 +96,8 @@ std::string readingOf(const FileDescription& description) {
 
 }  // namespace
 
-FileDescription describeFile(const FileAccess& access, const std::string& path) {
+FileDescription describeFile(const FileAccess& access, const std::string& name) {
+    const std::string path = placeOfInput(name);
     FileDescription description;
     const OpenedFile file(path);
     description.bytes = file.size();
@@ -125,6 +142,7 @@ FileDescription describeFile(const FileAccess& access, const std::string& path) 
     }
     takeColors(colors.use(), description);
     takeNotes(path, description);
+    takeOrientation(source, header, description);
     if (isCutOff(source, header, file.size())) {
         description.problem = ": it is cut off at byte " + std::to_string(file.size());
     } else if (description.problem.empty() && exceeds(description.width, description.height, access.mostPixels())) {

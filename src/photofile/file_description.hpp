@@ -26,6 +26,7 @@ struct FileDescription {
     int pages = 1;
     std::vector<std::string> layers{};
     std::string profile{};               ///< that the colours are in: "sRGB" also where the file says nothing
+    int orientation = 0;                 ///< 1 to 8, that reading applies; 0 where the file says none
     std::string transfer{};              ///< the curve between values and light, in words
     std::vector<std::string> remarks{};  ///< of the colours and of what reading leaves out
     std::optional<CameraNotes> notes{};  ///< without a value where the module that reads them is not installed

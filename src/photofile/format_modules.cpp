@@ -52,8 +52,10 @@ PhotographContent readByModule(const ByteSource& source, const ImageHeader& head
         return readPhotoshop(source, request);
     }
     const auto read = reinterpret_cast<ReadPhotographEntry>(moduleEntry(moduleOf(header), "likeness_read_photograph"));
+    PhotographRequest asked = request;
+    asked.streamTellsColors = header.format == ImageFileFormat::avif;
     PhotographContent content;
-    read(request, content);
+    read(asked, content);
     return content;
 }
 
@@ -67,6 +69,9 @@ ColorStatement colorStatementOf(const PhotographContent& content) {
         statement.channels = StoredChannels::rgb;
     } else if (content.chromaticities) {
         takeLinearChromaticities(*content.chromaticities, statement);
+    }
+    if (content.luminanceOfOne > 0) {
+        statement.luminanceOfOne = {content.luminanceOfOne, content.luminanceOfOne, content.luminanceOfOne};
     }
     return statement;
 }

@@ -56,21 +56,30 @@ void tag(const ImageOutput& output, std::vector<uchar>& bytes, const ColorProfil
     }
 }
 
-/// Whether a photograph has more than 8 bits.
-bool isDeep(const std::string& name) {
+/// Bits of a channel of a photograph; 0 where they are not known.
+int bitsOf(const std::string& name) {
     const std::string path = placeOfInput(name);
     const OpenedFile file(path);
     if (!file.problem().empty()) {
-        return false;
+        return 0;
     }
     const ByteSource source = file.source();
     const ImageHeader header = readImageHeader(source);
     if (header.bits == 0 && isForModule(header, {})) {
         PhotographRequest request{path, std::numeric_limits<std::uint64_t>::max()};
         request.headerOnly = true;
-        return readByModule(source, header, request).bits > 8;
+        return readByModule(source, header, request).bits;
     }
-    return header.bits > 8 || header.cameraRaw;
+    constexpr int ofCameraRaw = 16;
+    return header.cameraRaw ? ofCameraRaw : header.bits;
+}
+
+/// Value that stands for white.
+int greatestOf(StoredDepth depth) {
+    return depth == StoredDepth::words        ? 65535
+           : depth == StoredDepth::twelveBits ? 4095
+           : depth == StoredDepth::tenBits    ? 1023
+                                              : 255;
 }
 
 /// Whether there may be metadata in a file, by its first bytes: then it is worth the time to load what reads them.
@@ -110,14 +119,6 @@ bool mayHoldMetadata(const std::string& path) {
            header.format == ImageFileFormat::photoshop;
 }
 
-/// Whether the Exif orientation of a file is applied when it is read: that of these two is not.
-bool isTurnedWhenRead(const std::string& path) {
-    const OpenedFile file(path);
-    const ImageFileFormat format =
-        file.problem().empty() ? readImageHeader(file.source()).format : ImageFileFormat::unknown;
-    return format != ImageFileFormat::webp && format != ImageFileFormat::jpeg2000;
-}
-
 /// Calls carry(picture, problem) where metadata are to go into a new file, and warns of what has no way into it.
 template <typename Carry>
 void carryMetadata(const FileAccess& access, const ImageOutput& output, const std::string& source, cv::Size size,
@@ -127,7 +128,6 @@ void carryMetadata(const FileAccess& access, const ImageOutput& output, const st
     }
     CarriedPicture picture{static_cast<std::uint32_t>(size.width), static_cast<std::uint32_t>(size.height),
                            "darkroom " LIKENESS_VERSION};
-    picture.upright = isTurnedWhenRead(placeOfInput(source));
     std::string problem;
     try {
         carry(picture, problem);
@@ -269,15 +269,18 @@ ImageFormat imageFormatOf(const std::string& path) {
 }
 
 bool hasDepth(ImageFormat format, StoredDepth depth) {
-    const bool integers = depth == StoredDepth::bytes || depth == StoredDepth::words;
+    const bool floats = depth == StoredDepth::halves || depth == StoredDepth::floats;
+    const bool whole = depth == StoredDepth::bytes || depth == StoredDepth::words;
     switch (format) {
         case ImageFormat::png:
         case ImageFormat::jxl:
-            return integers;
+            return whole;
+        case ImageFormat::avif:
+            return !floats && depth != StoredDepth::words;
         case ImageFormat::tiff:
-            return depth != StoredDepth::halves;
+            return whole || depth == StoredDepth::floats;
         case ImageFormat::exr:
-            return !integers;
+            return floats;
         case ImageFormat::hdr:
             return false;
         default:
@@ -315,9 +318,11 @@ ImageOutput ImageOutput::at(std::string otherPath, std::string otherOption) cons
 ImageOutput ImageOutput::followed(const std::string& source) const {
     const ImageFormat format = imageFormatOf(path);
     ImageOutput output = *this;
-    const bool follows = format == ImageFormat::png || format == ImageFormat::jxl;
-    if (follows && !depth && !bits && !source.empty() && isDeep(source)) {
-        output.depth = StoredDepth::words;
+    const bool toWords = format == ImageFormat::png || format == ImageFormat::jxl;
+    if ((toWords || format == ImageFormat::avif) && !depth && !bits && !source.empty()) {
+        if (const int stored = bitsOf(source); stored > 8) {
+            output.depth = toWords ? StoredDepth::words : stored > 10 ? StoredDepth::twelveBits : StoredDepth::tenBits;
+        }
     }
     return output;
 }
@@ -384,8 +389,9 @@ void replace(const ImageOutput& output, const std::vector<uchar>& bytes) {
 std::string writeIntegers(const FileAccess& access, const ImageOutput& output, const cv::Mat& image, double white,
                           const ColorProfile* profile, const std::string& source) {
     const ImageFormat format = imageFormatOf(output.path);
-    const bool wide = output.storedDepth() == StoredDepth::words;
-    const int greatest = wide ? 65535 : 255;
+    const int greatest = greatestOf(output.storedDepth());
+    const bool wide = greatest > 255;
+    const int bits = static_cast<int>(std::lround(std::log2(greatest + 1)));
     std::int64_t clipped = 0;
     const cv::Mat integers =
         wide ? quantized<ushort>(image, white, greatest, clipped) : quantized<uchar>(image, white, greatest, clipped);
@@ -395,6 +401,7 @@ std::string writeIntegers(const FileAccess& access, const ImageOutput& output, c
             std::vector<uchar> bytes;
             EncodingRequest request;
             request.quality = output.quality.value_or(request.quality);
+            request.bits = bits;
             carryMetadataInto(request, access, output, source, image.size());
             encodeByModule(output, format == ImageFormat::avif ? "heif" : "jxl", integers, request, profile, bytes);
             replace(output, bytes);
@@ -414,7 +421,7 @@ std::string writeIntegers(const FileAccess& access, const ImageOutput& output, c
         default:
             encodeAndReplace(access, output, ".jpg", integers, jpegParameters(output), profile, source);
     }
-    std::string scale = fmt::format("{} bits, 0..{} stands for 0..{:g}", wide ? 16 : 8, greatest, white);
+    std::string scale = fmt::format("{} bits, 0..{} stands for 0..{:g}", bits, greatest, white);
     if (clipped > 0) {
         scale += fmt::format("; {} of the values lie outside and are clipped",
                              percentText(clipped, static_cast<double>(image.total()) * image.channels()));
@@ -493,8 +500,8 @@ cv::Mat asStored(const ImageOutput& output, const cv::Mat& image) {
         return image;
     }
     std::int64_t clipped = 0;
-    const bool wide = depth == StoredDepth::words;
-    const double greatest = wide ? 65535.0 : 255.0;
+    const double greatest = greatestOf(depth);
+    const bool wide = greatest > 255;
     cv::Mat values;
     (wide ? quantized<ushort>(image, 1.0, greatest, clipped) : quantized<uchar>(image, 1.0, greatest, clipped))
         .convertTo(values, CV_32F, 1 / greatest);

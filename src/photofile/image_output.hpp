@@ -19,7 +19,7 @@ ImageFormat imageFormatOf(const std::string& path);
 inline constexpr int usualQuality = 95;
 
 /// How many bits a channel has in a file.
-enum class StoredDepth { bytes, words, halves, floats };
+enum class StoredDepth { bytes, tenBits, twelveBits, words, halves, floats };
 
 /// Where and how a result image is written.
 struct ImageOutput {
@@ -35,7 +35,7 @@ struct ImageOutput {
     std::optional<StoredDepth> depth{};  ///< where the format leaves a choice; comes before `bits`
 
     /// The same with the depth of a photograph where nobody asked for one: PNG and JPEG XL get 16 bits of a photograph
-    /// with more than 8.
+    /// with more than 8, AVIF 10 of one with 9 or 10 and 12 of one with more.
     ImageOutput followed(const std::string& source) const;
 
     /// The depth of the file: what was asked for; else 8 bits, floats of TIFF, halves of OpenEXR.

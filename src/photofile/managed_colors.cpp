@@ -97,8 +97,21 @@ std::string ProfileUse::remark() const {
         return profileRemark();
     }
     const std::string colors = profileRemark();
-    return fmt::format("its linear values are encoded for sRGB at an exposure of {} EV{}{}",
-                       exposure == 0 ? "0" : fmt::format("{:+g}", exposure), colors.empty() ? "" : "; ", colors);
+    return fmt::format("its linear values are encoded for sRGB at an exposure of {} EV{}{}{}",
+                       exposure == 0 ? "0" : fmt::format("{:+g}", exposure), luminanceRemark(),
+                       colors.empty() ? "" : "; ", colors);
+}
+
+std::string ProfileUse::luminanceRemark() const {
+    if (luminanceOfOne > 0) {
+        return whiteLuminance > 0
+                   ? fmt::format("; it says that its 1 is {:.6g} cd/m2, and {:.6g} cd/m2 is taken for white",
+                                 luminanceOfOne, whiteLuminance)
+                   : fmt::format("; it says that its 1 is {:.6g} cd/m2, and that is taken for white", luminanceOfOne);
+    }
+    return whiteLuminance > 0
+               ? fmt::format("; it says no luminance, and its 1 is taken for the white of {:.6g} cd/m2", whiteLuminance)
+               : "";
 }
 
 std::string ProfileUse::profileRemark() const {
@@ -151,6 +164,7 @@ bool ManagedColors::take(ColorStatement statement, bool linear) {
     use_ = {};
     use_.linear = linear;
     use_.exposure = linear ? choice_.exposure : 0;
+    takeLuminance(statement);
     profile_ = nullptr;
     const bool saysNothing =
         statement.icc.empty() && !statement.colorimetry && statement.problem.empty() && !statement.saysSrgb;
@@ -185,11 +199,32 @@ bool ManagedColors::take(ColorStatement statement, bool linear) {
     return profile_ != nullptr || linear;
 }
 
+void ManagedColors::takeLuminance(const ColorStatement& statement) {
+    scale_ = cv::Scalar::all(1);
+    if (!use_.linear) {
+        return;
+    }
+    use_.whiteLuminance = choice_.whiteLuminance;
+    if (statement.luminanceOfOne) {
+        const auto& [red, green, blue] = *statement.luminanceOfOne;
+        const cv::Vec3d luminances(0.2126, 0.7152, 0.0722);  // of linear R, G, B; IEC 61966-2-1
+        use_.luminanceOfOne = red == green && green == blue ? red : luminances.dot(cv::Vec3d(red, green, blue));
+        if (choice_.whiteLuminance > 0) {
+            scale_ = cv::Scalar(blue, green, red) / choice_.whiteLuminance;
+        }
+    }
+}
+
 cv::Mat ManagedColors::converted(const cv::Mat& stored) {
     if (!use_.linear) {
         return profile_->srgbFrom(stored);
     }
     cv::Mat linear = toUnit(stored);
+    if (scale_ != cv::Scalar::all(1)) {
+        cv::Mat scaled;
+        cv::multiply(linear, scale_, scaled);
+        linear = scaled;
+    }
     if (use_.exposure != 0) {
         linear = linear * std::exp2(use_.exposure);
     }
@@ -206,6 +241,16 @@ void ManagedColors::settle(std::vector<std::string>& remarks) const {
         };
         remarks.erase(std::remove_if(remarks.begin(), remarks.end(), ofProfile), remarks.end());
     }
+}
+
+ProfileChoice profileChoiceFor(const std::string& option, const std::string& profile) {
+    ProfileChoice choice;
+    if (profile == "ignore") {
+        choice.ignore = true;
+    } else if (profile != "embedded") {
+        choice.assumed = profileAsked(option, profile);
+    }
+    return choice;
 }
 
 ColorProfile::Shared profileAsked(const std::string& option, const std::string& nameOrFile) {

@@ -16,6 +16,7 @@ struct ProfileChoice {
     ColorProfile::Shared assumed;  ///< of files without a profile; null: sRGB
     bool ignore = false;           ///< every file is taken for one without a profile
     double exposure = 0;           ///< of linear values: they are multiplied by 2 to the power of it
+    double whiteLuminance = 0;     ///< in cd/m2, that stands for 1 of files of absolute luminance; 0: 1 is the file's 1
     PhotographSelection selection{};
     PartChoice part{};  ///< what of it counts
 };
@@ -39,6 +40,8 @@ struct ProfileUse {
     bool loneGamma = false;      ///< whether nothing but an exponent of 1 / 2.2 says that the colours are sRGB
     bool linear = false;         ///< whether the file holds linear values, which are encoded
     double exposure = 0;         ///< of these, in EV
+    double luminanceOfOne = 0;   ///< of these, in cd/m2, of R = G = B = 1, where the file says it; else 0
+    double whiteLuminance = 0;   ///< in cd/m2, that stands for 1 in its place, where it was asked for
 
     /// What is to be said of the file: "its colours are converted from its profile 'Display P3'"; empty for nothing.
     std::string remark() const;
@@ -51,6 +54,7 @@ struct ProfileUse {
 
 private:
     std::string profileRemark() const;
+    std::string luminanceRemark() const;
 };
 
 /// Converts what has a profile other than sRGB's. A file that says nothing of its colours, or that they are sRGB, is left
@@ -71,10 +75,17 @@ public:
     void settle(std::vector<std::string>& remarks) const;
 
 private:
+    void takeLuminance(const ColorStatement& statement);
+
     const ProfileChoice& choice_;
     ProfileUse use_;
     ColorProfile::Shared profile_;
+    cv::Scalar scale_ = cv::Scalar::all(1);  ///< of linear B, G, R
 };
+
+/// What "embedded" (the files' own profiles count), "ignore", or else what `profileAsked` takes stands for.
+/// @throws Refusal
+ProfileChoice profileChoiceFor(const std::string& option, const std::string& profile);
 
 /// A profile of R, G, B that the user names: one of `profileNames`, or the path of a profile.
 /// @param option  for the refusal

@@ -2,6 +2,7 @@
 
 #include <likeness/color/srgb_companding.hpp>
 #include <likeness/color/unit_image.hpp>
+#include "codecs/exif_orientation.hpp"
 #include "codecs/image_codecs.hpp"
 #include "files/standard_input.hpp"
 #include "modules/module_loader.hpp"
@@ -11,6 +12,7 @@
 #include "photofile/decoder_remarks.hpp"
 #include "photofile/format_modules.hpp"
 #include "photofile/image_header.hpp"
+#include "photofile/stored_orientation.hpp"
 
 #include <opencv2/core/utils/logger.hpp>
 #include <opencv2/imgproc.hpp>
@@ -118,6 +120,9 @@ std::shared_mutex& decoding() {
 
 /// @param room  memory for the image (codecs/image_codecs.hpp)
 cv::Mat decodedOrMachineFailure(const std::string& path, int flags, const ImageHeader& header, cv::Mat room = {}) {
+    if (header.orientation > 0 && flags != cv::IMREAD_UNCHANGED) {
+        flags |= cv::IMREAD_IGNORE_ORIENTATION;  // for image libraries that apply it themselves
+    }
     {
         const std::shared_lock together(decoding());
         Decoded first = decoded(path, flags, std::move(room));
@@ -232,12 +237,30 @@ cv::Mat bytesOf(const cv::Mat& image) {
     return bytes;
 }
 
+/// The picture that a module hands on as it is stored, upright: its own data go before what stands around it.
+void makeUpright(const PhotographContent& content, cv::Mat& image) {
+    const ByteSource source = [&content](std::uint64_t offset, unsigned char* bytes, std::size_t count) {
+        const std::size_t size = content.encoded.size();
+        const std::size_t there = offset >= size ? 0 : std::min<std::size_t>(count, size - offset);
+        std::copy_n(content.encoded.data() + (there == 0 ? 0 : offset), there, bytes);
+        return there;
+    };
+    const bool turnsOnItsSide = content.orientation >= 5;
+    const bool turnedAlready = turnsOnItsSide && (image.cols > image.rows) == (content.width > content.height);
+    if (storedOrientation(source, ImageFileFormat::jpeg).value_or(0) == 0 && !turnedAlready) {
+        applyOrientation(content.orientation, image);
+    }
+}
+
 /// What a module has decoded, as it is wanted.
 cv::Mat asWanted(const PhotographContent& content, PhotographValues values, ColorReading* colors) {
     cv::Mat stored =
         withThreeChannels(content.encoded.empty() ? content.pixels : decodedBytes(content.encoded, cv::IMREAD_COLOR));
     if (stored.empty()) {
         return {};
+    }
+    if (content.asStored) {
+        makeUpright(content, stored);
     }
     if (colors != nullptr && colors->take(colorStatementOf(content), content.linear)) {
         return colors->converted(stored);
@@ -273,6 +296,11 @@ cv::Mat asWanted(const PhotographContent& content, PhotographValues values, Colo
 void readWithModule(const std::string& path, PhotographValues values, std::uint64_t mostPixels, ColorReading* colors,
                     const ImageHeader& header, PhotographRead& result) {
     const OpenedFile file(path);
+    if (header.cameraRaw && isCutOff(file.source(), header, file.size())) {
+        // Its decoder goes on without what is missing, such as the white as shot.
+        result.problem = ": it is cut off at byte " + std::to_string(file.size());
+        return;
+    }
     PhotographRequest request{path, mostPixels};
     if (colors != nullptr) {
         request.page = colors->selection().page;
@@ -301,6 +329,12 @@ void readWithModule(const std::string& path, PhotographValues values, std::uint6
     } else if (content.linear) {
         result.remarks.emplace_back("its linear values are encoded for sRGB");
     }
+}
+
+/// The orientation that is left to the reader; 0 where there is none, or none that can be told.
+int turnOf(const std::string& path, ImageFileFormat format) {
+    const OpenedFile file(path);
+    return file.problem().empty() ? storedOrientation(file.source(), format).value_or(0) : 0;
 }
 
 /// What is compared as bytes keeps the pixels that the image library makes of it, where it makes any.
@@ -351,6 +385,15 @@ PhotographRead readCollecting(const std::string& name, PhotographValues values, 
         return result;
     }
     const PhotographSelection selection = colors == nullptr ? PhotographSelection() : colors->selection();
+    if (isTurnedByReader(header.format) && (values != PhotographValues::bytes || colors != nullptr)) {
+        found.header.orientation = turnOf(path, header.format);
+        // Its decoder makes a picture of any beginning, and takes the room for what the header says.
+        if (const OpenedFile file(path); header.format == ImageFileFormat::jpeg2000 && file.problem().empty() &&
+                                         isCutOff(file.source(), header, file.size())) {
+            result.problem = ": it is cut off at byte " + std::to_string(file.size());
+            return result;
+        }
+    }
     const bool byModule = isForModule(header, selection) && !isReadAsBytesAlways(header, values);
     try {
         const RemarkCollector collector;
@@ -361,6 +404,7 @@ PhotographRead readCollecting(const std::string& name, PhotographValues values, 
             if (result.rowsOf.empty()) {
                 result.bgr =
                     decodedAs(found.otherColors ? PhotographValues::stored : values, path, header, std::move(room));
+                applyOrientation(header.orientation, result.bgr);
             }
             if (found.otherColors && !result.bgr.empty()) {
                 result.bgr = colors->converted(result.bgr);

@@ -1,6 +1,7 @@
 // Formats that a module reads, against files that the tools of their own make.
 #include "photofile/format_modules.hpp"
 
+#include <likeness/color/srgb_companding.hpp>
 #include <likeness/color/unit_image.hpp>
 #include <likeness/comparison/analysis.hpp>
 #include "photofile/managed_colors.hpp"
@@ -103,6 +104,38 @@ TEST(FormatModules, DeepAvifUsesTheWholeRange) {
     EXPECT_EQ(read.bits, 10);
     // Rounding to 10 bits and back; the coder's own loss is below a step of them.
     EXPECT_MAT_NEAR(toUnit(read.bgr), toUnit(deepPhotograph()), Tolerance{.absolute = 2.0 / 1023});
+}
+
+TEST(FormatModules, ColorsThatOnlyTheStreamOfAnAvifTellsAreToldOf) {
+    const ScratchDirectory scratch;
+    cv::imwrite("a.png", smallPhotograph());
+    REQUIRE_TOOL("heif", {"avifenc", "--cicp", "12/13/1", "--min", "0", "--max", "0", "a.png", "a.avif"}, "a.avif");
+    std::string bytes = contentOf("a.avif");
+    const std::size_t box = bytes.find("colrnclx");
+    ASSERT_NE(box, std::string::npos);
+    bytes.replace(box, 4, "skip");
+    std::ofstream("b.avif", std::ios::binary) << bytes;
+    const cv::Mat told = readColors("a.avif").bgr;
+    EXPECT_EQ(told.depth(), CV_32F);  // converted from Display P3
+    const PhotographRead read = readColors("b.avif");
+    ASSERT_EQ(read.remarks.size(), 1U);
+    EXPECT_EQ(read.remarks[0],
+              "it has no box (colr) that tells its colours: they are taken for sRGB, whatever its stream says of them");
+    EXPECT_TRUE(readColors("a.avif").remarks.empty());
+}
+
+TEST(FormatModules, HeicOfTenBitsUsesTheWholeRange) {
+    const ScratchDirectory scratch;
+    cv::imwrite("a.png", deepPhotograph());
+    REQUIRE_TOOL("heif", {"heif-enc", "-q", "98", "-p", "chroma=444", "-b", "10", "a.png", "-o", "a.heic"}, "a.heic");
+    const PhotographRead read = readColors("a.heic");
+    ASSERT_EQ(read.problem, "");
+    EXPECT_EQ(read.bits, 10);
+    ASSERT_EQ(read.bgr.depth(), CV_16U);
+    double greatest = 0;
+    cv::minMaxLoc(read.bgr.reshape(1), nullptr, &greatest);
+    EXPECT_GT(greatest, 32768);  // whether it were taken for ten bits of sixteen
+    EXPECT_GE(leastCoefficient(toUnit(read.bgr), smallPhotograph()), 0.9F);
 }
 
 TEST(FormatModules, HeicIsReadAsItsReferenceDecoderReadsIt) {
@@ -253,6 +286,67 @@ TEST(LinearPhotographs, AnExposureMultipliesTheirValues) {
     EXPECT_MAT_EQUAL(readColors("a.tif", choice).bgr, toUnit(smallPhotograph()));
 }
 
+/// A Radiance file with more lines in its header.
+void writeRadiance(const std::string& path, const std::string& lines) {
+    std::string bytes = contentOf("a.hdr");
+    bytes.insert(bytes.find('\n') + 1, lines);
+    std::ofstream(path, std::ios::binary) << bytes;
+}
+
+/// The first value, linear.
+cv::Vec3f linearPixel(const cv::Mat& bgr) {
+    cv::Vec3f linear;
+    for (int c = 0; c < 3; ++c) {
+        linear[c] = sRGBInverseCompanding(bgr.at<cv::Vec3f>(0, 0)[c]);
+    }
+    return linear;
+}
+
+TEST(LinearPhotographs, AbsoluteLuminanceOfARadianceFileIsTakenUnderTheWhite) {
+    const ScratchDirectory scratch;
+    cv::imwrite("a.hdr", cv::Mat(4, 5, CV_32FC3, cv::Scalar(0.25, 0.5, 0.125)));
+    writeRadiance("absolute.hdr", "EXPOSURE=2\nEXPOSURE= 4\nCOLORCORR= 1 1 0.5\n");
+    ProfileChoice choice;
+    const cv::Vec3f plain = linearPixel(readColors("a.hdr").bgr);
+    EXPECT_EQ(linearPixel(readColors("absolute.hdr").bgr), plain);  // nobody says what white is
+    choice.whiteLuminance = 358;
+    // 179 lm/W over an exposure of 8, and over 358: by hand.
+    const cv::Vec3f seen = linearPixel(readColors("absolute.hdr", choice).bgr);
+    EXPECT_NEAR(seen[0], plain[0] / 8, 1e-6);
+    EXPECT_NEAR(seen[1], plain[1] / 16, 1e-6);
+    EXPECT_NEAR(seen[2], plain[2] / 16, 1e-6);
+    EXPECT_EQ(linearPixel(readColors("a.hdr", choice).bgr), plain);
+    ManagedColors colors(choice);
+    readPhotograph("a.hdr", PhotographValues::stored, usualMostPixels, &colors);
+    EXPECT_EQ(colors.use().remark(),
+              "its linear values are encoded for sRGB at an exposure of 0 EV; it says no luminance, and its 1 is taken "
+              "for the white of 358 cd/m2");
+    writeRadiance("none.hdr", "EXPOSURE=none\n");
+    EXPECT_EQ(linearPixel(readColors("none.hdr", choice).bgr), plain);
+}
+
+TEST(LinearPhotographs, AbsoluteLuminanceOfOpenExrIsTakenUnderTheWhite) {
+    if (!isModuleBuilt("openexr")) {
+        GTEST_SKIP() << "the module openexr was not built: its library is not installed";
+    }
+    const ScratchDirectory scratch;
+    cv::imwrite("a.exr", linearPhotograph());
+    REQUIRE_TOOL("openexr", {"exrstdattr", "-whiteLuminance", "250", "a.exr", "b.exr"}, "b.exr");
+    ProfileChoice choice;
+    choice.whiteLuminance = 500;
+    const cv::Mat whole = readColors("a.exr").bgr;
+    EXPECT_MAT_EQUAL(readColors("b.exr").bgr, whole);
+    EXPECT_MAT_EQUAL(readColors("a.exr", choice).bgr, whole);
+    ProfileChoice half;
+    half.exposure = -1;
+    EXPECT_MAT_EQUAL(readColors("b.exr", choice).bgr, readColors("a.exr", half).bgr);
+    ManagedColors colors(choice);
+    readPhotograph("b.exr", PhotographValues::stored, usualMostPixels, &colors);
+    EXPECT_EQ(colors.use().remark(),
+              "its linear values are encoded for sRGB at an exposure of 0 EV; it says that its 1 is 250 cd/m2, and 500 "
+              "cd/m2 is taken for white");
+}
+
 TEST(LinearPhotographs, PrimariesOfARadianceFileAreConverted) {
     const ScratchDirectory scratch;
     cv::imwrite("a.hdr", cv::Mat(4, 5, CV_32FC3, cv::Scalar(0, 0, 1)));
@@ -265,6 +359,16 @@ TEST(LinearPhotographs, PrimariesOfARadianceFileAreConverted) {
     EXPECT_GT(red[2], 1.2F);
     EXPECT_LT(red[1], 0.0F);
     EXPECT_LT(red[0], 0.0F);
+}
+
+TEST(FormatModules, AJpeg2000ThatIsCutOffIsRefused) {
+    const ScratchDirectory scratch;
+    ASSERT_TRUE(cv::imwrite("a.jp2", examplePhotograph("cat.jpg")(cv::Rect(100, 60, 128, 96))));
+    expectCutOffIsTold("a.jp2");
+    const std::string bytes = contentOf("a.jp2");
+    std::ofstream("a.j2k", std::ios::binary) << bytes.substr(bytes.find("jp2c") + 4);
+    EXPECT_MAT_EQUAL(readColors("a.j2k").bgr, readColors("a.jp2").bgr);
+    expectCutOffIsTold("a.j2k");
 }
 
 TEST(DeepPhotographs, ScoreAsTheirEightBitTwins) {

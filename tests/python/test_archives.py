@@ -198,3 +198,22 @@ def test_approximate_searches_have_the_same_numbers(folder, tmp_path):
         pytest.skip("hnswlib is not there")
     archive = likeness.Archive(tmp_path / "a")
     assert archive.nearest(names[2], approximate=True) == archive.nearest(names[2])
+
+
+def test_an_index_takes_profiles_as_compare_does(tmp_path):
+    wide = made(3, 40, 50)
+    likeness.write(tmp_path / "a.png", wide)
+    likeness.write(tmp_path / "b.png", wide, profile="adobe-rgb")
+    names = [tmp_path / "a.png", tmp_path / "b.png"]
+    coefficients = {}
+    for profile in ("embedded", "ignore", "adobe-rgb"):
+        output = tmp_path / f"{profile}.likeness"
+        assert likeness.index(names, output, profile=profile).photographs == 2
+        first, second = (entry.analysis for entry in likeness.Archive(output))
+        coefficients[profile] = likeness.compare(first, second)
+        assert coefficients[profile] == likeness.compare(*names, profile=profile)
+    assert coefficients["ignore"] != coefficients["embedded"]
+    with pytest.raises(ValueError, match="profile"):
+        likeness.index(names, tmp_path / "none", profile="no such profile")
+    with pytest.raises(ValueError, match="parameters"):
+        likeness.index(names, tmp_path / "embedded.likeness", update=True, profile="ignore")

@@ -160,3 +160,38 @@ def test_a_wide_gamut_goes_through_a_file(tmp_path):
     likeness.write(tmp_path / "p3.png", photograph, bits=16, profile="display-p3")
     again = likeness.read_photograph(tmp_path / "p3.png")
     assert again.profile_origin == "embedded" and np.allclose(again.image, photograph, atol=2e-4)
+
+
+def test_every_depth_and_format_of_the_program_is_written(tmp_path):
+    ramp = np.repeat(np.linspace(0.2, 0.8, 64, dtype=np.float32)[None, :, None], 48, axis=0).repeat(3, axis=2)
+    written = [("a.tif", 16), ("b.tif", 8), ("a.png", 16)]
+    for name, depth in written:
+        likeness.write(tmp_path / name, ramp, depth=depth)
+        again = likeness.read_photograph(tmp_path / name)
+        assert again.bits == depth
+        assert np.allclose(again.image / np.iinfo(again.image.dtype).max, ramp, atol=0.51 / (2**depth - 1))
+    with pytest.warns(likeness.PhotographWarning, match="clipped"):
+        likeness.write(tmp_path / "clipped.tif", 2 * ramp, depth=16)
+    with pytest.raises(ValueError, match="depth"):
+        likeness.write(tmp_path / "c.png", ramp, depth=12)
+    with pytest.raises(ValueError, match="depth"):
+        likeness.write(tmp_path / "c.png", ramp, depth="deep")
+    with pytest.raises(ValueError, match="subsampling"):
+        likeness.write(tmp_path / "c.png", ramp, subsampling="444")
+    with pytest.raises(ValueError, match="subsampling"):
+        likeness.write(tmp_path / "c.jpg", ramp, subsampling="411")
+    assert not (tmp_path / "c.png").exists() and not (tmp_path / "c.jpg").exists()
+    likeness.write(tmp_path / "fine.jpg", made(6), subsampling="444")
+    likeness.write(tmp_path / "coarse.jpg", made(6), subsampling="420")
+    assert (tmp_path / "fine.jpg").stat().st_size > (tmp_path / "coarse.jpg").stat().st_size
+
+
+def test_linear_values_are_read_at_an_exposure(tmp_path):
+    picture = made(6, dtype=np.float32) / 2
+    likeness.write(tmp_path / "a.hdr", picture)
+    plain, doubled = likeness.read(tmp_path / "a.hdr"), likeness.read(tmp_path / "a.hdr", exposure=1)
+    linear = likeness.linear_from_rgb(plain)
+    assert np.allclose(likeness.linear_from_rgb(doubled), 2 * linear, rtol=1e-4, atol=1e-6)
+    for options in ({"exposure": 31}, {"exposure": float("nan")}, {"page": 0}, {"page": 2}):
+        with pytest.raises(ValueError):
+            likeness.read(tmp_path / "a.hdr", **options)

@@ -34,6 +34,9 @@ struct IndexOptions {
     std::function<bool(std::size_t done, std::size_t photographs)> progress = {};
     /// Told what the user should know although the work goes on: files that cannot be read.
     std::function<void(const std::string& line)> warn = {};
+    /// Colours of photographs: "embedded", by their own profiles; "ignore", as sRGB; or the name (srgb, display-p3,
+    /// adobe-rgb, prophoto) or the file of a profile for photographs without one.
+    std::string profile = "embedded";
 };
 
 /// What came of it.

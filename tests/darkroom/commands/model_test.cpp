@@ -409,5 +409,51 @@ TEST_F(DarkroomModel, TheHueOfAnImageIsDistributed) {
               std::string::npos);
 }
 
+TEST_F(DarkroomModel, AbsoluteLuminanceIsTakenUnderTheWhiteThatIsAskedFor) {
+    const std::string plain = save("plain.hdr", exampleImage("cat.jpg")(cv::Rect(100, 60, 60, 40)).clone());
+    // 179 lm/W over an exposure of 2: its 1 is 89.5 cd/m2.
+    std::string bytes = contentOf(plain);
+    bytes.insert(bytes.find('\n') + 1, "EXPOSURE=2\n");
+    const std::string absolute = saveText("absolute.hdr", bytes);
+    const std::vector<std::string> model = {"--model", "ciecam16", "--white-luminance", "179"};
+    const auto under = [&](std::vector<std::string> arguments) {
+        arguments.insert(arguments.end(), model.begin(), model.end());
+        return expectDone(arguments);
+    };
+    const json result = json::parse(under({"compare", absolute, plain, "--json"}).out);
+    EXPECT_EQ(result["first"]["luminance_of_one_cd_per_m2"], 89.5);
+    EXPECT_EQ(result["first"]["white_luminance_cd_per_m2"], 179);
+    EXPECT_FALSE(result["second"].contains("luminance_of_one_cd_per_m2"));
+    EXPECT_LT(result["coefficients"]["lightness"].get<double>(), 0.9);
+    // Half of white is an exposure of -1 EV; the way through a filter and a file of encoded floats rounds.
+    const std::string half = output("half.tif");
+    expectDone({"smooth", plain, "--exposure", "-1", "--radius", "0", "--eps", "0", "-o", half, "--quiet"});
+    const std::string whole = output("whole.tif");
+    expectDone({"smooth", plain, "--radius", "0", "--eps", "0", "-o", whole, "--quiet"});
+    const json exposed = json::parse(under({"compare", half, whole, "--json"}).out);
+    for (const auto& [name, value] : result["coefficients"].items()) {
+        EXPECT_NEAR(exposed["coefficients"][name].get<double>(), value.get<double>(), 5e-3) << name;
+    }
+    // Without the option its 1 is white, which is told; the model of the comparison by default knows no other.
+    const Outcome untold = expectDone({"compare", absolute, plain});
+    EXPECT_EQ(linesOf(untold.out).at(0), "1,1,1,1,1");
+    EXPECT_NE(untold.err.find("it says that its 1 is 89.5 cd/m2, and that is taken for white"), std::string::npos)
+        << untold.err;
+
+    const std::string pairs = list("pairs.csv", {absolute + ',' + plain + ",x"});
+    under({"batch", pairs, "-o", "r.jsonl", "--quiet"});
+    const json record = json::parse(textLeft("r.jsonl"));
+    for (const auto& [name, value] : result["coefficients"].items()) {
+        EXPECT_EQ(record[name], value) << name;
+    }
+    EXPECT_NE(record["remarks"].get<std::string>().find("179 cd/m2 is taken for white"), std::string::npos);
+    under({"index", plain, absolute, "-o", "a.likeness", "--quiet"});
+    // A copy is no entry: it is read as those of the archive were.
+    const std::string copy = saveText("copy.hdr", bytes);
+    const json found = json::parse(expectDone({"search", "a.likeness", copy, "--top", "1", "--json", "--quiet"}).out);
+    EXPECT_EQ(found["results"][0]["path"], absolute);
+    EXPECT_EQ(found["results"][0]["lightness"], 1);
+}
+
 }  // namespace
 }  // namespace likeness::testing

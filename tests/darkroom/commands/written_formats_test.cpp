@@ -1,4 +1,5 @@
 // The formats that results are written in, their depths, and the metadata that they keep.
+#include <likeness/color/unit_image.hpp>
 #include "darkroom/darkroom_program.hpp"
 #include "support/built_modules.hpp"
 #include "support/mat_matchers.hpp"
@@ -56,6 +57,8 @@ TEST_F(WrittenFormats, ComeBackAlikeInEveryFormat) {
                           {"a.jxl", {"--quality", "100"}, "JPEG XL", 8, 0.9999},
                           {"b.jxl", {"--depth", "16", "--quality", "100"}, "JPEG XL", 16, 0.9999},
                           {"a.avif", {"--quality", "95"}, "AVIF", 8, 0.9},
+                          {"b.avif", {"--quality", "95", "--depth", "10"}, "AVIF", 10, 0.9},
+                          {"c.avif", {"--quality", "95", "--depth", "12"}, "AVIF", 12, 0.9},
                           {"a.webp", {}, "WebP", 8, 0.8},
                           {"a.tif", {"--depth", "8"}, "TIFF", 8, 0.9999},
                           {"b.tif", {"--depth", "16"}, "TIFF", 16, 0.999},
@@ -90,6 +93,41 @@ TEST_F(WrittenFormats, TheDepthFollowsTheInputUnlessAnotherIsAskedFor) {
     EXPECT_EQ(imageLeft("plain.png").depth(), CV_8U);
 }
 
+TEST_F(WrittenFormats, AnAvifHasTenOrTwelveBitsOfADeepPhotograph) {
+    if (!canBeWritten("a.avif")) {
+        GTEST_SKIP() << "the module that writes AVIF was not built: its library is not installed";
+    }
+    // A ramp whose steps 8 bits do not have.
+    cv::Mat ramp(64, 256, CV_16UC3);
+    for (int i = 0; i < ramp.rows; ++i) {
+        for (int j = 0; j < ramp.cols; ++j) {
+            ramp.at<cv::Vec3w>(i, j) = cv::Vec3w::all(static_cast<ushort>(16384 + 16 * j));
+        }
+    }
+    const std::string words = save("words.png", ramp);
+    const Outcome outcome = write(words, "a.avif", {"--quality", "100"});
+    if (outcome.err.find("no AV1 encoder") != std::string::npos) {
+        GTEST_SKIP() << "libheif has no AV1 encoder";
+    }
+    ASSERT_EQ(outcome.status, 0) << outcome.err;
+    EXPECT_EQ(infoOf(output("a.avif"))["bits"], 12);
+    ASSERT_EQ(write(output("a.avif"), "back.png").status, 0);
+    const cv::Mat back = imageLeft("back.png");
+    ASSERT_EQ(back.type(), CV_16UC3);
+    // Half a step of 12 bits by rounding; the coder's own loss is below two of them.
+    EXPECT_MAT_NEAR(toUnit(back), toUnit(ramp), Tolerance{.absolute = 2.5 / 4095});
+    ASSERT_EQ(write(words, "ten.avif", {"--depth", "10"}).status, 0);
+    EXPECT_EQ(infoOf(output("ten.avif"))["bits"], 10);
+    // What has ten bits keeps ten, and replaced in place too.
+    ASSERT_EQ(write(output("ten.avif"), "again.avif").status, 0);
+    EXPECT_EQ(infoOf(output("again.avif"))["bits"], 10);
+    const Outcome inPlace = darkroom({"smooth", output("a.avif"), "--radius", "0", "--eps", "0", "--in-place"});
+    EXPECT_EQ(inPlace.status, 0) << inPlace.err;
+    EXPECT_EQ(infoOf(output("a.avif"))["bits"], 12);
+    ASSERT_EQ(write(words, "eight.avif", {"--depth", "8"}).status, 0);
+    EXPECT_EQ(infoOf(output("eight.avif"))["bits"], 8);
+}
+
 TEST_F(WrittenFormats, WhatAFormatDoesNotHaveIsRefused) {
     const std::vector<std::string> begin{"smooth", bytes_, "-o"};
     const auto refused = [&](const std::vector<std::string>& more, const std::string& message) {
@@ -99,6 +137,8 @@ TEST_F(WrittenFormats, WhatAFormatDoesNotHaveIsRefused) {
     };
     refused({"a.jpg", "--depth", "16"}, "--depth: the format of 'a.jpg' does not have this depth");
     refused({"a.avif", "--depth", "16"}, "--depth: the format of 'a.avif' does not have this depth");
+    refused({"a.png", "--depth", "10"}, "--depth: the format of 'a.png' does not have this depth");
+    refused({"a.tif", "--depth", "12"}, "--depth: the format of 'a.tif' does not have this depth");
     refused({"a.exr", "--depth", "8"}, "--depth: the format of 'a.exr' does not have this depth");
     refused({"a.png", "--depth", "half"}, "--depth: the format of 'a.png' does not have this depth");
     refused({"a.png", "--subsampling", "444"}, "--subsampling: only a JPEG has one, and 'a.png' is none");
@@ -210,6 +250,28 @@ TEST_F(WrittenFormats, FormatsWithWritersOfTheirOwnCarryMetadata) {
         EXPECT_EQ(write(in, "stripped_" + name, {"--strip"}).err.find("has no place for Exif"), std::string::npos);
         EXPECT_EQ(write(bytes_, "bare_" + name).err.find("has no place for Exif"), std::string::npos);
     }
+}
+
+TEST_F(WrittenFormats, AWebpThatWasTurnedIsNotTurnedAgain) {
+    if (!isModuleBuilt("metadata") || !canBeWritten("a.webp")) {
+        GTEST_SKIP() << "the module that reads and writes metadata, or that writes WebP, was not built";
+    }
+    const std::string in = save("in.webp", cv::imread(bytes_));
+    const Outcome tagged =
+        run({"/usr/bin/env", "exiftool", "-overwrite_original", "-Orientation#=6", "-Make=Maker", in}, folder());
+    if (tagged.status == 127) {
+        GTEST_SKIP() << "exiftool is not installed";
+    }
+    ASSERT_EQ(tagged.status, 0) << tagged.err;
+    ASSERT_EQ(write(in, "a.webp").status, 0);
+    const json first = infoOf(in);
+    EXPECT_EQ(first["orientation"], 6);
+    EXPECT_EQ(first["read_as"], "B, G, R, 8 bits, turned upright");
+    const json second = infoOf(output("a.webp"));
+    EXPECT_EQ(second["orientation"], 1);
+    EXPECT_EQ(second["width_pixels"], 120);
+    EXPECT_EQ(second["height_pixels"], 160);
+    EXPECT_EQ(second["camera_make"], "Maker");
 }
 
 TEST_F(WrittenFormats, NothingIsInvented) {

@@ -497,5 +497,58 @@ TEST_F(ManyPhotographs, TheFormatOfAResultFollowsItsName) {
                   "--output: 'n.csv' is named .csv, and --json asks for another format");
 }
 
+TEST_F(ManyPhotographs, AppearanceTakesSeveralAndFolders) {
+    ASSERT_EQ(darkroom({"appearance", "in/a.png", "-o", "."}).status, 0);
+    const Outcome many = darkroom({"appearance", "in", "-o", "maps", "--recursive", "--json", "--jobs", "2"});
+    EXPECT_EQ(many.status, 0) << many.err;
+    EXPECT_NE(many.err.find("darkroom appearance: 3 photographs: 3 done\n"), std::string::npos) << many.err;
+    EXPECT_TRUE(there("maps/a_hue.png"));
+    EXPECT_TRUE(there("maps/b_brightness.tif"));
+    EXPECT_TRUE(there("maps/sub/c_chroma.png"));
+    EXPECT_TRUE(content("maps/a_lightness.tif") == content("a_lightness.tif"));
+    const std::vector<std::string> lines = linesOf(many.out);
+    ASSERT_EQ(lines.size(), 3U);
+    EXPECT_NE(lines[0].find("\"path\":\"in/a.png\""), std::string::npos) << lines[0];
+    EXPECT_NE(lines[2].find("\"path\":\"in/sub/c.bmp\""), std::string::npos) << lines[2];
+    const Outcome again = darkroom({"appearance", "in", "-o", "maps", "--recursive", "--json", "--resume"});
+    EXPECT_EQ(again.status, 0) << again.err;
+    EXPECT_EQ(again.out, "");
+    EXPECT_NE(again.err.find("3 photographs: 0 done, 3 done before\n"), std::string::npos) << again.err;
+    // A table for each, under its path, in their order; a bad file does not keep the others from it.
+    write("bad.png", "no picture");
+    const Outcome tables =
+        darkroom({"appearance", "in/a.png", "bad.png", "in/b.jpg", "-o", "more", "--name", "x{stem}"});
+    EXPECT_EQ(tables.status, 1);
+    EXPECT_NE(tables.err.find("3 photographs: 2 done, 1 failed\n"), std::string::npos) << tables.err;
+    EXPECT_EQ(tables.out.rfind("in/a.png\n", 0), 0U) << tables.out;
+    EXPECT_NE(tables.out.find("\nin/b.jpg\n"), std::string::npos) << tables.out;
+    EXPECT_TRUE(there("more/xb_saturation.png"));
+}
+
+TEST_F(ManyPhotographs, MapsOfOneNameAreToldApart) {
+    fs::copy_file(output("in/a.png"), output("in/sub/a.png"));
+    const std::vector<std::string> both = {"appearance", "in/a.png", "in/sub/a.png", "-o", "maps"};
+    const Outcome outcome = darkroom(both);
+    EXPECT_EQ(outcome.status, 2);
+    EXPECT_NE(outcome.err.find("would both be written as 'maps/a_brightness.tif'; --name can tell them apart"),
+              std::string::npos)
+        << outcome.err;
+    EXPECT_FALSE(there("maps"));
+}
+
+TEST_F(ManyPhotographs, InfoReadsStandardInput) {
+    const Outcome named = darkroom({"info", "in/b.jpg"});
+    const Outcome led = fed({"info", "-"}, "in/b.jpg");
+    EXPECT_EQ(led.status, 0) << led.err;
+    EXPECT_EQ(led.out, "-" + named.out.substr(named.out.find('\n')));
+    const Outcome two = fed({"info", "--csv", "in/a.png", "-"}, "in/b.jpg");
+    EXPECT_EQ(two.status, 0) << two.err;
+    EXPECT_EQ(linesOf(two.out).size(), 3U);
+    write("text", "text");
+    const Outcome text = fed({"info", "-"}, "text");
+    EXPECT_EQ(text.status, 1);
+    EXPECT_EQ(text.err, "darkroom info: warning: cannot read '-': its content is of no image format that is known\n");
+}
+
 }  // namespace
 }  // namespace likeness::testing

@@ -91,6 +91,12 @@ constexpr WrongUse wrongUses[] = {
     {"appearance a.png", "--output is required"},
     {"appearance a.png -o missing", "--output: 'missing' does not exist"},
     {"appearance a.png -o a.png", "--output: 'a.png' is not a folder"},
+    {"appearance a.png b.png -o a.png", "--output: 'a.png' is no folder, and 2 photographs go into one"},
+    {"appearance a.png a.png -o .", "'a.png' is given twice"},
+    {"appearance a.png -o . --jobs 2", "--jobs: one photograph is given, and no folder of them"},
+    {"appearance a.png -o . --recursive", "--recursive: one photograph is given, and no folder of them"},
+    {"appearance a.png b.png -o . --name '{stem}/x'", "--name: "},
+    {"info - -", "'-' is standard input, which is one photograph, and it is given twice"},
     {"sweep a.png b.png --white D51",
      "--white: 'D51' is no white: one of A, D50, D55, D65, E, srgb, X,Y,Z, x,y, a temperature such as 6500K (daylight) "
      "or planckian:3000K"},

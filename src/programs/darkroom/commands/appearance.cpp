@@ -5,6 +5,7 @@
 #include "commands/subcommands.hpp"
 #include "console/comparison_warnings.hpp"
 #include "console/json_output.hpp"
+#include "console/many_photographs.hpp"
 #include "console/map_statistics.hpp"
 #include "console/model_options.hpp"
 #include "console/operation_watch.hpp"
@@ -13,6 +14,7 @@
 #include "console/part_options.hpp"
 #include "console/profile_result.hpp"
 #include "console/progress.hpp"
+#include "diagnostics/shown_text.hpp"
 #include "files/markup_text.hpp"
 #include "files/number_format.hpp"
 #include "files/refusal.hpp"
@@ -26,7 +28,6 @@
 
 #include <algorithm>
 #include <filesystem>
-#include <iostream>
 #include <memory>
 #include <optional>
 #include <stdexcept>
@@ -40,8 +41,10 @@ namespace fs = std::filesystem;
 constexpr int jsonVersion = 1;
 
 struct Options {
-    std::string input;
-    std::string output;
+    PhotographInputs inputs;
+    std::string input;   ///< the one that is worked on
+    ImageOutput output;  ///< of one photograph: where its maps go, and what their names begin with
+    bool many = false;
     bool json = false;
     ModelOptions model;
     PartOptions part;
@@ -62,10 +65,19 @@ bool isHue(const Correlate& correlate) {
     return correlate.map == hueCorrelate.map;
 }
 
-/// "cat_brightness.tif" in the folder that --output names.
-std::string mapPath(const Options& options, const Correlate& correlate, const char* extension) {
-    return (fs::path(options.output) / (fs::path(options.input).stem().string() + '_' + correlate.name + extension))
-        .string();
+/// "maps/cat" and a correlate: "maps/cat_brightness.tif".
+std::string mapPath(const ImageOutput& output, const Correlate& correlate, const char* extension) {
+    return output.path + '_' + correlate.name + extension;
+}
+
+std::vector<ImageOutput> mapsOf(const ImageOutput& output) {
+    std::vector<ImageOutput> maps;
+    for (const Correlate& correlate : allCorrelates()) {
+        for (const char* const extension : {".tif", ".png"}) {
+            maps.push_back(output.at(mapPath(output, correlate, extension), "--output"));
+        }
+    }
+    return maps;
 }
 
 MapScale scaleFor(const Described& described, const ChosenModel& model) {
@@ -142,7 +154,7 @@ std::string jsonText(const Options& options, const ChosenModel& model, const Ana
         }
         json["hue_distribution"] = shares;
     }
-    return indentedJson(json);
+    return options.many ? lineOfJson(json) : indentedJson(json);
 }
 
 /// The mean of angles from 0 to 360 among them.
@@ -165,18 +177,15 @@ ExitStatus mapAppearance(const Console& console, const Options& options) {
             "--dumps: the diagnostic files are those of whole photographs; leave out the options that say "
             "what counts");
     }
-    checkFolder("--output", options.output);
     OutputPlan plan(console, {options.input});
     plan.mayRead(options.model.viewing.conditions);
     plan.mayRead(options.part.mask);
-    for (const Correlate& correlate : allCorrelates()) {
-        for (const char* const extension : {".tif", ".png"}) {
-            plan.file("--output", mapPath(options, correlate, extension));
-        }
+    for (const ImageOutput& map : mapsOf(options.output)) {
+        plan.file("--output", map.path);
     }
     warnOfModel(console, model);
     ProfileUse profile;
-    cv::Mat image = readImage(PartAccess(console, part), options.input, &profile);
+    cv::Mat image = readImage(PartAccess(console, part, model.whiteLuminance), options.input, &profile);
     const PixelWeights weights = countedPart(console, options.input, image, part);
     std::vector<Described> all;
     Progress progress(console, "appearance", 7);
@@ -195,17 +204,17 @@ ExitStatus mapAppearance(const Console& console, const Options& options) {
         all.push_back(
             {correlate, isHue(correlate) ? statisticsOfHue(map, weights, model) : statisticsOf(map, weights)});
         const std::string what = labelOf(correlate);
-        writeImage(console, {mapPath(options, correlate, ".tif")}, map, 1.0, what);
+        writeImage(console, {mapPath(options.output, correlate, ".tif")}, map, 1.0, what);
         const MapScale scale = scaleFor(all.back(), model);
-        writePicture(console, {mapPath(options, correlate, ".png")}, mapPicture(map, scale),
+        writePicture(console, {mapPath(options.output, correlate, ".png")}, mapPicture(map, scale),
                      what + ", " + rangeOf(scale));
         progress.step();
     }
     warnOfBlack(console, options.input, analysis.distributions());
     const std::optional<BinProbabilities>& hue = analysis.distributions().hue;
-    std::cout << (options.json ? jsonText(options, model, analysis, profile, all, hue)
-                               : table(all) + (hue ? mostFrequentHue(*hue) : ""))
-              << std::flush;
+    console.give(options.json ? jsonText(options, model, analysis, profile, all, hue)
+                              : (options.many ? shownText(options.input) + '\n' : "") + table(all) +
+                                    (hue ? mostFrequentHue(*hue) : ""));
     if (!model.isDefault()) {
         console.tell(lineOf(model));
     }
@@ -215,25 +224,50 @@ ExitStatus mapAppearance(const Console& console, const Options& options) {
     return ExitStatus::done;
 }
 
+/// The call with one photograph, whose maps go into a folder that is there.
+Options single(const Options& options) {
+    for (const char* const option : {"--recursive", "--jobs"}) {
+        if (options.inputs.app->option(option)->count() > 0) {
+            throw Refusal(std::string(option) + ": one photograph is given, and no folder of them");
+        }
+    }
+    checkFolder("--output", options.output.path);
+    Options one = options;
+    one.input = options.inputs.paths.front();
+    one.output.path = (fs::path(options.output.path) / nameOfResult(options.inputs, "appearance", one.input)).string();
+    return one;
+}
+
 }  // namespace
 
 Action declareAppearance(OptionParser& app) {
     auto options = std::make_shared<Options>();
-    app.addOption("IN", options->input, "Image")->required();
-    app.addOption("-o,--output", options->output,
+    addPhotographs(app, options->inputs, "IN", "Image");
+    app.addOption("-o,--output", options->output.path,
                   optionText("Existing folder for the maps: NAME_brightness, _lightness, _chroma, _colorfulness, "
                              "_saturation and _hue, as .png (colours with a legend) and .tif (32-bit float; the hue "
-                             "in degrees)",
+                             "in degrees). Of several photographs it is made if it is not there",
                              "--output maps"))
         ->typeName("DIR")
         ->required();
+    addManyToFolder(app, options->inputs, "{stem}",
+                    "What the names of each photograph's maps begin with, made of {stem} and {ext}, the input's name "
+                    "and extension (.png where results have no such format), and {operation}",
+                    "--name '{stem}{ext}'");
     app.addFlag("--json", options->json, optionText("Give the table as JSON", "--json"));
     addPartOptions(app, options->part);
     addModelOptions(app, options->model);
     addHueOptions(app, options->model);
     app.option("--hue")->description(optionText(
         "The distribution of the hue too, in bins of 1 degree: its greatest bin, with --json all of it", "--hue"));
-    return [options](const Console& console) { return mapAppearance(console, *options); };
+    return [options](const Console& console) {
+        options->many = asksForManyToFolder(options->inputs);
+        if (options->many) {
+            return onEach(
+                console, *options, mapAppearance, [](const Options&) {}, mapsOf);
+        }
+        return mapAppearance(console, single(*options));
+    };
 }
 
 }  // namespace likeness::darkroom

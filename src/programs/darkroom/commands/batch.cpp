@@ -147,7 +147,9 @@ PairList pairsAsked(const Console& console, const Options& options) {
 }
 
 ProfileChoice profilesAsked(const Console& console, const Options& options) {
-    return profilesWith(chosenPart(options.part), console.profiles());
+    ProfileChoice profiles = profilesWith(chosenPart(options.part), console.profiles());
+    profiles.whiteLuminance = chosenModel(options.model).whiteLuminance;
+    return profiles;
 }
 
 ExitStatus tellEnd(const Console& console, const ResultFile& file, const BatchEnd& end, int signal) {

@@ -435,8 +435,9 @@ ExitStatus compare(const Console& console, const Options& options) {
                               !options.differenceMaps.empty() || console.diagnostics().wantsFiles();
     CountedPhotographRows firstRows;
     CountedPhotographRows secondRows;
-    auto read = readPhotographPairInRows(PartAccess(console, parts.first), options.first, options.second, &profiles,
-                                         pixelsWanted ? nullptr : &firstRows, pixelsWanted ? nullptr : &secondRows);
+    auto read = readPhotographPairInRows(PartAccess(console, parts.first, result.model.whiteLuminance), options.first,
+                                         options.second, &profiles, pixelsWanted ? nullptr : &firstRows,
+                                         pixelsWanted ? nullptr : &secondRows);
     const PixelWeights firstWeights = countedPart(console, options.first, read.first.bgr, parts.first);
     // One mask for two photographs of a size is read once.
     const bool sameWeights = parts.first.mask == parts.second.mask &&

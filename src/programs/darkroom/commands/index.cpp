@@ -162,6 +162,7 @@ ExitStatus index(const Console& console, const Options& options) {
     refuseIndexOutput(options.output, paths, how);
     warnOfModel(console, model);
     how.profiles = profilesWith(chosenPart(options.part), console.profiles());
+    how.profiles.whiteLuminance = model.whiteLuminance;
     const StopSignals signals;
     BatchEvents events;
     events.tell = [&](const std::string& line) { console.tell(line); };

@@ -2,6 +2,7 @@
 #include "commands/subcommands.hpp"
 #include "console/json_output.hpp"
 #include "console/option_checks.hpp"
+#include "console/output_check.hpp"
 #include "diagnostics/shown_text.hpp"
 #include "files/csv_text.hpp"
 #include "files/markup_text.hpp"
@@ -76,7 +77,7 @@ std::vector<std::pair<std::string, std::string>> factsOf(const FileDescription& 
     add("layers", fmt::format("{}", fmt::join(file.layers, ", ")));
     add("profile", file.profile);
     add("transfer curve", file.transfer);
-    add("orientation", notes.orientation ? std::to_string(*notes.orientation) : "");
+    add("orientation", file.orientation == 0 ? "" : std::to_string(file.orientation));
     add("camera", notes.make.empty() ? notes.model : notes.make + (notes.model.empty() ? "" : " " + notes.model));
     add("taken", notes.time);
     add("exposure", exposureText(notes));
@@ -138,7 +139,7 @@ nlohmann::ordered_json jsonOf(const DescribedFile& described) {
     }
     json["profile"] = textOrNull(file.profile);
     json["transfer_curve"] = textOrNull(file.transfer);
-    json["orientation"] = valueOrNull(notes.orientation);
+    json["orientation"] = countOrNull(static_cast<std::uint64_t>(file.orientation));
     json["camera_make"] = textOrNull(notes.make);
     json["camera_model"] = textOrNull(notes.model);
     json["taken"] = textOrNull(notes.time);
@@ -183,6 +184,7 @@ std::string csvOf(const std::vector<DescribedFile>& files) {
 }
 
 ExitStatus describe(const Console& console, const Options& options) {
+    const OutputPlan plan(console, options.inputs);  // takes standard input
     std::vector<DescribedFile> files;
     bool complete = true;
     for (const std::string& path : options.inputs) {
@@ -214,7 +216,7 @@ ExitStatus describe(const Console& console, const Options& options) {
 
 Action declareInfo(OptionParser& app) {
     auto options = std::make_shared<Options>();
-    app.addOption("FILE", options->inputs, "Photographs, of any format")->required();
+    app.addOption("FILE", options->inputs, "Photographs, of any format; - for standard input")->required();
     auto* const json = app.addFlag("--json", options->json, optionText("Print the facts as JSON", "--json"));
     app.addFlag("--csv", options->csv, optionText("Print the facts as a table, a line for each file", "--csv"))
         ->excludes(json);

@@ -68,8 +68,7 @@ void printJson(const Console& console, const Options& options, const cv::Mat& bg
     json["chromaticity_xy"] = {rounded(white.xy[0]), rounded(white.xy[1])};
     json["correlated_color_temperature_kelvin"] = rounded(white.nearest.kelvin);
     json["planckian_distance_uv"] = rounded(white.nearest.duv);
-    console.give(options.many ? json.dump(-1, ' ', false, nlohmann::json::error_handler_t::replace) + '\n'
-                              : indentedJson(json));
+    console.give(options.many ? lineOfJson(json) : indentedJson(json));
 }
 
 constexpr const char* tableHeading =

@@ -63,16 +63,19 @@ void addImageOutput(OptionParser& app, ImageOutput& output, bool required) {
            "--depth",
            [&output](const std::string& text) {
                output.depth = text == "8"      ? StoredDepth::bytes
+                              : text == "10"   ? StoredDepth::tenBits
+                              : text == "12"   ? StoredDepth::twelveBits
                               : text == "16"   ? StoredDepth::words
                               : text == "half" ? StoredDepth::halves
                                                : StoredDepth::floats;
            },
-           optionText("Bits of a channel: 8 or 16 of PNG, TIFF and JPEG XL, float of TIFF, half or float of OpenEXR. "
-                      "Without it a TIFF has floats, an OpenEXR file halves, PNG and JPEG XL 16 bits of a photograph "
-                      "with more than 8, and the others 8",
-                      "--depth 16"))
-        ->typeName("{8,16,half,float}")
-        ->check(oneOf({"8", "16", "half", "float"}))
+           optionText(
+               "Bits of a channel: 8 or 16 of PNG, TIFF and JPEG XL, 8, 10 or 12 of AVIF, float of TIFF, half or "
+               "float of OpenEXR. Without it a TIFF has floats, an OpenEXR file halves, of a photograph with "
+               "more than 8 bits PNG and JPEG XL 16 and AVIF 10 or 12, and the others 8",
+               "--depth 16"))
+        ->typeName("{8,10,12,16,half,float}")
+        ->check(oneOf({"8", "10", "12", "16", "half", "float"}))
         ->excludes(bits);
     app.addFlag("--strip", output.strip,
                 optionText("Leave out the Exif, XMP and IPTC data of the photograph", "--strip"));

@@ -14,6 +14,9 @@ nlohmann::ordered_json jsonOfSchema(const std::string& name, int version);
 /// Indented by two spaces, with a line end. Bytes that are not UTF-8, of names of files, become U+FFFD.
 std::string indentedJson(const nlohmann::ordered_json& json);
 
+/// In one line, with its end; the same otherwise.
+std::string lineOfJson(const nlohmann::ordered_json& json);
+
 /// JSON has no NaN and no infinity: they become null.
 nlohmann::ordered_json numberOrNull(double value);
 

@@ -212,9 +212,13 @@ void keepDepth(const FileDescription& photograph, const std::string& path, Image
                 output.depth = StoredDepth::floats;
             }
             break;
+        case ImageFormat::avif:
+            if (photograph.bits > 8) {
+                output.depth = photograph.bits > 10 ? StoredDepth::twelveBits : StoredDepth::tenBits;
+            }
+            break;
         case ImageFormat::jpeg:
         case ImageFormat::webp:
-        case ImageFormat::avif:
             if (photograph.bits > 8) {
                 throw Refusal(
                     fmt::format("--in-place: '{}' has {} bits, and its result would have 8; --depth 8 "

@@ -120,6 +120,9 @@ ChosenModel chosenModel(const ModelOptions& options) {
     chosen.model.kind = kind;
     chosen.conditions = publishedConditions(options.viewing, kind, chosen.remarks);
     chosen.model.conditions = chosen.conditions.conditions;
+    if (!options.viewing.whiteLuminance.empty()) {
+        chosen.whiteLuminance = chosen.conditions.whiteLuminance.value_or(0);
+    }
     const std::string& pictureWhite =
         options.pictureWhite.empty() ? chosen.conditions.pictureWhite : options.pictureWhite;
     chosen.model.pictureWhite = pictureWhite == "gray-world"  ? PictureWhite::grayWorld

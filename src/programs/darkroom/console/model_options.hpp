@@ -36,6 +36,7 @@ struct ChosenModel {
     std::optional<HueWeights> hue;
     NamedConditions conditions;          ///< of a published model
     std::vector<std::string> remarks{};  ///< what is to be warned of
+    double whiteLuminance = 0;  ///< in cd/m2, that files of absolute luminance are taken under; 0 if not asked for
 
     /// Whether it is what stands where no option is given.
     bool isDefault() const { return !hue && model == ComparisonModel(); }

@@ -130,27 +130,6 @@ private:
     std::size_t folders_ = 0;
 };
 
-/// What the result of an input is called.
-std::string nameOf(const PhotographInputs& inputs, const std::string& operation, const fs::path& input) {
-    const std::string own = input.extension().string();
-    const std::string extension = !inputs.format.empty()                             ? "." + inputs.format
-                                  : imageFormatOf("x" + own) == ImageFormat::unknown ? ".png"
-                                                                                     : own;
-    const std::map<std::string, std::string> fields = {
-        {"stem", input.stem().string()}, {"operation", operation}, {"ext", extension}};
-    std::string name;
-    for (std::size_t k = 0; k < inputs.name.size(); ++k) {
-        if (inputs.name[k] != '{') {
-            name += inputs.name[k];
-            continue;
-        }
-        const std::size_t end = inputs.name.find('}', k);
-        name += fields.at(inputs.name.substr(k + 1, end - k - 1));
-        k = end;
-    }
-    return name;
-}
-
 OptionCheck namePattern() {
     return {[](std::string& text) {
                 std::string plain;
@@ -301,6 +280,32 @@ std::vector<FoundPhotograph> foundPhotographs(const PhotographInputs& inputs, Fo
     return found;
 }
 
+void addRecursive(OptionParser& app, PhotographInputs& inputs) {
+    app.addFlag("--recursive", inputs.recursive,
+                optionText("Look into the folders within folders too; the results are in folders of the same names",
+                           "--recursive"));
+}
+
+Option* addName(OptionParser& app, PhotographInputs& inputs, const std::string& what, const std::string& example) {
+    return app.addOption("--name", inputs.name, optionText(what, example))
+        ->typeName("PATTERN")
+        ->check(namePattern())
+        ->showDefault();
+}
+
+void addResumeAndJobs(OptionParser& app, PhotographInputs& inputs) {
+    app.addFlag("--resume", inputs.resume,
+                optionText("Leave out photographs whose results an earlier call has made with the same options, of "
+                           "the same content, and that are as they were left",
+                           "--resume"));
+    app.addOption("--jobs", inputs.jobs,
+                  optionText("Photographs that are worked on at the same time, 1 to 1024; by default as many as there "
+                             "are threads (--threads), which are shared out among them",
+                             "--jobs 2"))
+        ->typeName("N")
+        ->check(integerBetween(1, 1024));
+}
+
 }  // namespace
 
 void addPhotographs(OptionParser& app, PhotographInputs& inputs, const std::string& name, const std::string& what) {
@@ -321,17 +326,11 @@ void addManyPhotographs(OptionParser& app, PhotographInputs& inputs, std::vector
                              "is not there. -: standard output, with --format";
     text.insert(std::min(text.find(" (example: "), text.size()), more);
     output->description(text);
-    app.addFlag("--recursive", inputs.recursive,
-                optionText("Look into the folders within folders too; the results are in folders of the same names",
-                           "--recursive"));
-    auto* const name =
-        app.addOption("--name", inputs.name,
-                      optionText("Name of each result of several photographs, made of {stem} and {ext}, the input's "
-                                 "name and extension (.png where results have no such format), and {operation}",
-                                 "--name '{stem}{ext}'"))
-            ->typeName("PATTERN")
-            ->check(namePattern())
-            ->showDefault();
+    addRecursive(app, inputs);
+    auto* const name = addName(app, inputs,
+                               "Name of each result of several photographs, made of {stem} and {ext}, the input's "
+                               "name and extension (.png where results have no such format), and {operation}",
+                               "--name '{stem}{ext}'");
     auto* const format =
         app.addOption(
                "--format", inputs.format,
@@ -347,21 +346,45 @@ void addManyPhotographs(OptionParser& app, PhotographInputs& inputs, std::vector
         ->excludes(output)
         ->excludes(name)
         ->excludes(format);
-    app.addFlag("--resume", inputs.resume,
-                optionText("Leave out photographs whose results an earlier call has made with the same options, of "
-                           "the same content, and that are as they were left",
-                           "--resume"));
-    app.addOption("--jobs", inputs.jobs,
-                  optionText("Photographs that are worked on at the same time, 1 to 1024; by default as many as there "
-                             "are threads (--threads), which are shared out among them",
-                             "--jobs 2"))
-        ->typeName("N")
-        ->check(integerBetween(1, 1024));
+    addResumeAndJobs(app, inputs);
+}
+
+void addManyToFolder(OptionParser& app, PhotographInputs& inputs, const std::string& name, const std::string& what,
+                     const std::string& example) {
+    inputs.name = name;
+    addRecursive(app, inputs);
+    addName(app, inputs, what, example);
+    addResumeAndJobs(app, inputs);
 }
 
 bool asksForMany(const PhotographInputs& inputs, const ImageOutput& output) {
     return inputs.paths.size() != 1 || inputs.inPlace || inputs.resume || isFolder(inputs.paths.front()) ||
            namesFolder(output.path);
+}
+
+bool asksForManyToFolder(const PhotographInputs& inputs) {
+    return inputs.paths.size() != 1 || inputs.resume || isFolder(inputs.paths.front());
+}
+
+std::string nameOfResult(const PhotographInputs& inputs, const std::string& operation, const std::string& path) {
+    const fs::path input = path;
+    const std::string own = input.extension().string();
+    const std::string extension = !inputs.format.empty()                             ? "." + inputs.format
+                                  : imageFormatOf("x" + own) == ImageFormat::unknown ? ".png"
+                                                                                     : own;
+    const std::map<std::string, std::string> fields = {
+        {"stem", input.stem().string()}, {"operation", operation}, {"ext", extension}};
+    std::string name;
+    for (std::size_t k = 0; k < inputs.name.size(); ++k) {
+        if (inputs.name[k] != '{') {
+            name += inputs.name[k];
+            continue;
+        }
+        const std::size_t end = inputs.name.find('}', k);
+        name += fields.at(inputs.name.substr(k + 1, end - k - 1));
+        k = end;
+    }
+    return name;
 }
 
 std::vector<PlannedPhotograph> plannedPhotographs(const Console& console, const PhotographInputs& inputs,
@@ -393,7 +416,7 @@ std::vector<PlannedPhotograph> plannedPhotographs(const Console& console, const 
         } else if (withFiles) {
             const fs::path folder = fs::path(photograph.folder) / one.within;
             photograph.output =
-                output.at((folder / nameOf(inputs, console.command(), one.path)).string(), output.option);
+                output.at((folder / nameOfResult(inputs, console.command(), one.path)).string(), output.option);
         }
         if (withFiles) {
             photograph.files = files ? files(photograph.output) : std::vector<ImageOutput>{photograph.output};

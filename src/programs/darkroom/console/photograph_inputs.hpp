@@ -33,6 +33,11 @@ void addPhotographs(OptionParser& app, PhotographInputs& inputs, const std::stri
 /// @param singleResults  options that name a further result of one photograph, which many have no use for
 void addManyPhotographs(OptionParser& app, PhotographInputs& inputs, std::vector<std::string> singleResults = {});
 
+/// Adds the options for many of an operation whose output is a folder also of one photograph.
+/// @param name  how results are called by default; `what` and `example` are the help of that option
+void addManyToFolder(OptionParser& app, PhotographInputs& inputs, const std::string& name, const std::string& what,
+                     const std::string& example);
+
 /// The files that come of one photograph, where they are more or fewer than the one that the output names.
 using ResultFiles = std::function<std::vector<ImageOutput>(const ImageOutput& output)>;
 
@@ -46,6 +51,12 @@ struct PlannedPhotograph {
 
 /// Whether the call asks for more than one photograph with one output file.
 bool asksForMany(const PhotographInputs& inputs, const ImageOutput& output);
+
+/// The same of an operation whose output is a folder also of one photograph.
+bool asksForManyToFolder(const PhotographInputs& inputs);
+
+/// How the result of an input is called: the pattern of --name, filled in.
+std::string nameOfResult(const PhotographInputs& inputs, const std::string& operation, const std::string& input);
 
 /// Finds the photographs of the inputs, names the results and checks them, before anything is written.
 /// @throws Refusal  where two results would have one name, where one would replace an input or a file that an option

@@ -10,11 +10,17 @@
 
 namespace likeness::darkroom {
 
-/// Gives an object of a result the member `profile` (docs/formats.md), and `linear_exposure_ev` where its values are
-/// linear. A photograph whose numbers are those of sRGB has neither.
+/// Gives an object of a result the member `profile` (docs/formats.md), and `linear_exposure_ev` and luminances where its
+/// values are linear. A photograph whose numbers are those of sRGB has neither.
 inline void addProfile(nlohmann::ordered_json& photograph, const ProfileUse& use) {
     if (use.linear) {
         photograph["linear_exposure_ev"] = use.exposure;
+        if (use.luminanceOfOne > 0) {
+            photograph["luminance_of_one_cd_per_m2"] = use.luminanceOfOne;
+        }
+        if (use.whiteLuminance > 0) {
+            photograph["white_luminance_cd_per_m2"] = use.whiteLuminance;
+        }
     }
     if (use.origin == ProfileUse::Origin::none && use.problem.empty()) {
         return;
