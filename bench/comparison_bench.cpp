@@ -7,15 +7,18 @@
 #include <unistd.h>
 #include <algorithm>
 #include <chrono>
+#include <cstdint>
 #include <cstdio>
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
 #include <iostream>
 #include <map>
+#include <random>
 #include <sstream>
 #include <string>
 #include <thread>
+#include <utility>
 #include <vector>
 
 namespace {
@@ -258,12 +261,80 @@ void bench(const std::string& program, const std::string& darkroom, const std::s
     std::puts("");
 }
 
+/// A photograph that has many colours: noise over a slope, the same for the same seed.
+void writeNoise(const std::string& path, int width, int height, std::uint32_t seed) {
+    std::ofstream file(path, std::ios::binary);
+    file << "P6\n" << width << ' ' << height << "\n255\n";
+    std::string row(std::size_t{3} * static_cast<std::size_t>(width), '\0');
+    std::mt19937 random(seed);
+    for (int y = 0; y < height; ++y) {
+        for (std::size_t i = 0; i < row.size(); ++i) {
+            const std::size_t slope = 160 * (i / 3) / static_cast<std::size_t>(width);
+            row[i] = static_cast<char>(static_cast<unsigned char>(slope + random() % 96));
+        }
+        file << row;
+    }
+}
+
+/// A mask whose left half is black; the rest is white, or grey that changes from row to row.
+void writeMask(const std::string& path, int width, int height, bool grey) {
+    std::ofstream file(path, std::ios::binary);
+    file << "P5\n" << width << ' ' << height << "\n255\n";
+    for (int y = 0; y < height; ++y) {
+        const auto half = static_cast<std::size_t>(width / 2);
+        file << std::string(half, '\0')
+             << std::string(static_cast<std::size_t>(width) - half,
+                            static_cast<char>(static_cast<unsigned char>(grey ? 1 + y % 254 : 255)));
+    }
+}
+
+/// Tiles, and parts that count, against the plain comparison of the same files.
+void benchParts(const std::string& darkroom, const std::string& stages, int width, int height, int repetitions) {
+    const std::string w = std::to_string(width);
+    const std::string h = std::to_string(height);
+    run({stages, "make", "coffee.jpg", w, h, "1", "first.jpg", "0"});
+    run({stages, "make", "cat.jpg", w, h, "2", "second.jpg", "0"});
+    writeNoise("first.ppm", width, height, 1);
+    writeNoise("second.ppm", width, height, 2);
+    writeMask("half.pgm", width, height, false);
+    writeMask("grey.pgm", width, height, true);
+    const std::vector<std::pair<const char*, std::vector<std::string>>> asked = {
+        {"--tiles 16", {"--tiles", "16"}},
+        {"--mask, black and white", {"--mask", "half.pgm"}},
+        {"--mask, grey", {"--mask", "grey.pgm"}},
+        {"--region", {"--region", "25%,25%,50%,50%"}},
+        {"--tiles 16 --mask, black and white", {"--tiles", "16", "--mask", "half.pgm"}},
+        {"--tiles 16 --mask, grey", {"--tiles", "16", "--mask", "grey.pgm"}}};
+    for (const std::string extension : {"jpg", "ppm"}) {
+        std::printf("parts of %.1f megapixels each, %s\n", width * 1e-6 * height,
+                    extension == "jpg" ? "photographs" : "noise");
+        const std::vector<std::string> plain = {darkroom, "compare", "first." + extension, "second." + extension};
+        std::map<std::string, std::vector<Run>> runs;
+        for (int i = 0; i < repetitions; ++i) {
+            runs["plain"].push_back(run(plain));
+            for (const auto& [name, options] : asked) {
+                std::vector<std::string> command = plain;
+                command.insert(command.end(), options.begin(), options.end());
+                runs[name].push_back(run(command));
+            }
+        }
+        const auto wall = [](const Run& r) { return r.wall; };
+        print("darkroom compare", runs["plain"]);
+        for (const auto& [name, options] : asked) {
+            print(name, runs[name]);
+            printRatio("the same / without", ratios(column(runs[name], wall), column(runs["plain"], wall)),
+                       std::string(name) == "--tiles 16" ? 2.0 : 0.0);
+        }
+        std::puts("");
+    }
+}
+
 }  // namespace
 
 int main(int argc, char** argv) {
     if (argc < 7) {
         std::cerr << "usage: comparison_bench LIKENESS DARKROOM STAGES JPEG_FLOOR START_FLOOR SCRATCH_FOLDER "
-                     "[REPETITIONS] [small]\n";
+                     "[REPETITIONS] [small | parts]\n";
         return 2;
     }
     const std::string program = fs::absolute(argv[1]);
@@ -276,17 +347,23 @@ int main(int argc, char** argv) {
     if (argc > 8 && std::string(argv[8]) == "small") {
         benchStart(darkroom, floors, repetitions);
         bench(program, darkroom, stages, floors, {800, 600, 0}, repetitions, true);
+        benchParts(darkroom, stages, 800, 600, repetitions);
         return 0;
     }
     std::printf("%u processors, %d repetitions in turn, medians (least to greatest)\n\n",
                 std::thread::hardware_concurrency(), repetitions);
     constexpr std::size_t megabyte = 1'000'000;
     benchStart(darkroom, floors, repetitions);
+    if (argc > 8 && std::string(argv[8]) == "parts") {
+        benchParts(darkroom, stages, 3264, 2448, repetitions);
+        return 0;
+    }
     bench(program, darkroom, stages, floors, {600, 450, 0, {2.5, 0, 0}}, repetitions, false);
     bench(program, darkroom, stages, floors, {3264, 2448, 0, {0, 1.25, 170}}, repetitions, true);
     bench(program, darkroom, stages, floors, {3264, 2448, 4 * megabyte, {1.25, 1.25, 170}}, repetitions, false);
     bench(program, darkroom, stages, floors, {5184, 3456, 0, {0, 0, 240}}, repetitions, false);
     bench(program, darkroom, stages, floors, {5184, 3456, 8 * megabyte, {1.25, 0, 240}}, repetitions, false);
+    benchParts(darkroom, stages, 3264, 2448, repetitions);
     benchPeak(program, stages, {12240, 8160, 0, {0, 0, 900}});
     return 0;
 }

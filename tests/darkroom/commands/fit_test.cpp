@@ -5,6 +5,7 @@
 #include <opencv2/imgcodecs.hpp>
 
 #include <nlohmann/json.hpp>
+#include <opencv2/imgcodecs.hpp>
 
 #include <cmath>
 #include <cstdio>

@@ -114,8 +114,8 @@ std::string tileViewer(const ComparisonResult& result, const std::pair<std::stri
     std::string markup = fmt::format(
         "<section id=\"where\"><h2>Where they differ</h2>\n<p><span id=\"tile-count\">{} × {}</span> tiles, at the "
         "same "
-        "relative places of both photographs, each with its own coefficients; white and background are those of the "
-        "whole photographs.</p>\n"
+        "relative places of both photographs, each with its own coefficients; white and background are those of {}"
+        ".</p>\n"
         "<div id=\"viewer-controls\" class=\"viewer-controls\" hidden>\n"
         "<label>photographs<select id=\"mode\"><option value=\"slide\">one over the other</option><option "
         "value=\"side\">side by side</option></select></label>\n"
@@ -125,7 +125,8 @@ std::string tileViewer(const ComparisonResult& result, const std::pair<std::stri
         "<button id=\"whole\" type=\"button\">whole</button></div>\n"
         "<div id=\"stage\" class=\"side\" tabindex=\"0\" role=\"group\" aria-label=\"The two photographs with their "
         "tiles\" aria-describedby=\"viewer-keys\">\n",
-        count.width, count.height, quantities);
+        count.width, count.height,
+        result.first.part || result.second.part ? "all that counts of them" : "the whole photographs", quantities);
     markup += pane("first", pictures.first) + pane("second", pictures.second) + "<div id=\"bar\"></div></div>\n";
     markup += fmt::format(
         "<div class=\"scale small-scale\"><img src=\"{}\" alt=\"colours from {} to "
