@@ -1,8 +1,5 @@
 #include "darkroom/darkroom_program.hpp"
-
 #include "support/test_images.hpp"
-
-#include <opencv2/imgcodecs.hpp>
 
 #include <nlohmann/json.hpp>
 #include <opencv2/imgcodecs.hpp>
