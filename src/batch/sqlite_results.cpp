@@ -628,7 +628,8 @@ class DatabaseHeader {
 public:
     explicit DatabaseHeader(const std::string& path) {
         std::ifstream file(path, std::ios::binary);
-        whole_ = static_cast<bool>(file.read(reinterpret_cast<char*>(bytes_.data()), bytes_.size()));
+        whole_ = static_cast<bool>(
+            file.read(reinterpret_cast<char*>(bytes_.data()), static_cast<std::streamsize>(bytes_.size())));
         std::error_code error;
         // What stands in a journal is newer than the header.
         settled_ = !std::filesystem::exists(path + "-wal", error) && !std::filesystem::exists(path + "-journal", error);
