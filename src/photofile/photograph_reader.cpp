@@ -364,6 +364,16 @@ std::string lostWithAlpha(const std::string& path, const ImageHeader& header) {
     return "its alpha channel is left out: transparent pixels count with the colours that the file has there";
 }
 
+/// Whether a file has the mark of DICOM (PS3.10, 7.1), whatever stands ahead of it. Some builds of the image library hand
+/// such files to a reader that ends the program where they are damaged.
+bool isDicom(const std::string& path) {
+    const OpenedFile file(path);
+    unsigned char mark[4];
+    constexpr std::uint64_t place = 128;
+    return file.problem().empty() && file.source()(place, mark, sizeof mark) == sizeof mark &&
+           std::equal(std::begin(mark), std::end(mark), "DICM");
+}
+
 /// @param tellsOfAlpha  whether an alpha channel that is not opaque throughout is a remark
 template <typename LinesOf>
 PhotographRead readCollecting(const std::string& name, PhotographValues values, std::uint64_t mostPixels,
@@ -395,6 +405,10 @@ PhotographRead readCollecting(const std::string& name, PhotographValues values, 
         }
     }
     const bool byModule = isForModule(header, selection) && !isReadAsBytesAlways(header, values);
+    if (!byModule && header.format != ImageFileFormat::jpeg && header.format != ImageFileFormat::png && isDicom(path)) {
+        result.problem = ": DICOM files are not read";
+        return result;
+    }
     try {
         const RemarkCollector collector;
         if (byModule) {

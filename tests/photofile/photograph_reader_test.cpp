@@ -155,6 +155,12 @@ TEST(PhotographReader, TellsOnceOfAnAlphaChannelThatIsNotOpaque) {
     }
 }
 
+TEST(PhotographReader, RefusesDicom) {
+    const ScratchDirectory scratch;
+    std::ofstream("d.dcm", std::ios::binary) << std::string(128, '\0') << "DICM" << std::string(40, '\xff');
+    EXPECT_EQ(readPhotograph("d.dcm", PhotographValues::bytes, 1000).problem, ": DICOM files are not read");
+}
+
 TEST(PhotographReader, RefusesMorePixelsThanTheLimitWithoutDecoding) {
     const ScratchDirectory scratch;
     cv::imwrite("a.png", randomPhotograph({13, 9}, 7));
