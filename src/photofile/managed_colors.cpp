@@ -126,6 +126,10 @@ std::string ProfileUse::profileRemark() const {
         case Origin::none:
             break;
     }
+    if (bareFloats) {
+        return "it does not say whether its floats are light, and they are taken for encoded as sRGB is; "
+               "--assume-profile says what they are";
+    }
     return loneGamma ? "its chunk gAMA alone tells an exponent of 1/2.2, which is taken for the curve of sRGB" : "";
 }
 
@@ -157,10 +161,10 @@ std::string_view ProfileUse::originName() const {
 }
 
 bool ManagedColors::inspect(const ByteSource& source, const ImageHeader& header) {
-    return take(readColorStatement(source, header.format), header.isLinear());
+    return take(readColorStatement(source, header.format), header.isLinear(), header.floats);
 }
 
-bool ManagedColors::take(ColorStatement statement, bool linear) {
+bool ManagedColors::take(ColorStatement statement, bool linear, bool floats) {
     use_ = {};
     use_.linear = linear;
     use_.exposure = linear ? choice_.exposure : 0;
@@ -196,6 +200,7 @@ bool ManagedColors::take(ColorStatement statement, bool linear) {
         use_.origin = ProfileUse::Origin::assumed;
     }
     use_.exifAdobeRgb = exifAdobeRgb && choice_.assumed == nullptr;
+    use_.bareFloats = floats && !linear && saysNothing && !choice_.ignore && choice_.assumed == nullptr;
     return profile_ != nullptr || linear;
 }
 

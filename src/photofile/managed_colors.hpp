@@ -38,6 +38,7 @@ struct ProfileUse {
     bool otherChannels = false;  ///< whether the file stores CMYK or the like, and the decoder makes R, G, B of it
     bool exifAdobeRgb = false;   ///< whether nothing but Exif data tells of the colours: that they are Adobe RGB
     bool loneGamma = false;      ///< whether nothing but an exponent of 1 / 2.2 says that the colours are sRGB
+    bool bareFloats = false;     ///< whether it holds floats, and nothing says whether they are light or encoded
     bool linear = false;         ///< whether the file holds linear values, which are encoded
     double exposure = 0;         ///< of these, in EV
     double luminanceOfOne = 0;   ///< of these, in cd/m2, of R = G = B = 1, where the file says it; else 0
@@ -66,7 +67,7 @@ public:
 
     const PhotographSelection& selection() const noexcept override { return choice_.selection; }
     bool inspect(const ByteSource& source, const ImageHeader& header) override;
-    bool take(ColorStatement statement, bool linear) override;
+    bool take(ColorStatement statement, bool linear, bool floats) override;
     cv::Mat converted(const cv::Mat& stored) override;
 
     const ProfileUse& use() const noexcept { return use_; }

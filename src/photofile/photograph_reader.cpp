@@ -262,7 +262,7 @@ cv::Mat asWanted(const PhotographContent& content, PhotographValues values, Colo
     if (content.asStored) {
         makeUpright(content, stored);
     }
-    if (colors != nullptr && colors->take(colorStatementOf(content), content.linear)) {
+    if (colors != nullptr && colors->take(colorStatementOf(content), content.linear, content.floats)) {
         return colors->converted(stored);
     }
     switch (values) {

@@ -64,7 +64,8 @@ public:
 
     /// The same of a file that a module has read.
     /// @param linear  whether its values are linear
-    virtual bool take(ColorStatement statement, bool linear) = 0;
+    /// @param floats  whether they are floats
+    virtual bool take(ColorStatement statement, bool linear, bool floats) = 0;
 
     /// @param stored  CV_8UC3, CV_16UC3 or CV_32FC3, B, G, R, as the file holds it
     /// @return        CV_32FC3 of the same size, in the encoding of sRGB

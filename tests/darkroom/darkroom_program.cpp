@@ -1,6 +1,7 @@
 #include "darkroom/darkroom_program.hpp"
 
 #include <likeness/comparison/metrics.hpp>
+#include "photofile/profile_tagging.hpp"
 #include "support/test_images.hpp"
 
 #include <opencv2/imgcodecs.hpp>
@@ -24,10 +25,20 @@ cv::Mat unitPhotograph(const std::string& name) {
 }
 
 std::string DarkroomProgram::save(const std::string& name, const cv::Mat& image) const {
-    const bool tiff = fs::path(name).extension() == ".tif";
+    if (fs::path(name).extension() == ".tif" && image.type() == CV_32FC3) {
+        saveBareFloats(name, image);
+        const std::string text = contentOf(input(name));
+        std::vector<unsigned char> tiff(text.begin(), text.end());
+        tagTiff(tiff, *ColorProfile::named("srgb"));
+        return saveText(name, std::string(tiff.begin(), tiff.end()));
+    }
+    EXPECT_TRUE(cv::imwrite(input(name), image));
+    return input(name);
+}
+
+std::string DarkroomProgram::saveBareFloats(const std::string& name, const cv::Mat& image) const {
     // LZW (5) keeps floats as they are; the default for three channels of them does not.
-    EXPECT_TRUE(
-        cv::imwrite(input(name), image, tiff ? std::vector<int>{cv::IMWRITE_TIFF_COMPRESSION, 5} : std::vector<int>()));
+    EXPECT_TRUE(cv::imwrite(input(name), image, {cv::IMWRITE_TIFF_COMPRESSION, 5}));
     return input(name);
 }
 

@@ -27,8 +27,10 @@ protected:
     std::string output(const std::string& name) const { return folder_.path() / name; }
     std::string input(const std::string& name) const { return inputs_.path() / name; }
 
-    /// Saves an image among the inputs and returns its path.
+    /// Saves an image among the inputs and returns its path. A TIFF of floats says that they are sRGB.
     std::string save(const std::string& name, const cv::Mat& image) const;
+    /// A TIFF of floats that says nothing of their colours.
+    std::string saveBareFloats(const std::string& name, const cv::Mat& image) const;
     /// The same for a text.
     std::string saveText(const std::string& name, const std::string& text) const;
 

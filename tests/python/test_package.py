@@ -80,7 +80,7 @@ def test_types_hold():
 def test_stubs_of_the_extension_name_what_it_has(tmp_path):
     pytest.importorskip("mypy")
     allowed = tmp_path / "allowed.txt"
-    # The metaclass of pybind11 has no name that a stub could give.
+    # The metaclass of pybind11 has no name that the types could give.
     allowed.write_text("".join(f"likeness._core.{name}\n" for name in ("Archive", "ColorTransfer", "Distributions", "PublishedModel")))
     done = subprocess.run(
         [sys.executable, "-m", "mypy.stubtest", "likeness._core", "--allowlist", allowed],

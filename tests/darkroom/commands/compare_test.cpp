@@ -74,8 +74,7 @@ TEST_F(DarkroomCompare, FloatsHaveTheValuesOfTheFile) {
     const std::string bytes = save("bytes.png", examplePhotograph("coffee.jpg")(cv::Rect(100, 100, 180, 120)));
     const std::string other = photo("retina.jpg");
     const Outcome expected = expectDone({"compare", bytes, other});
-    // Left to itself, the image library packs floats of a TIFF into LogLuv.
-    ASSERT_TRUE(cv::imwrite(input("a.tif"), image, {cv::IMWRITE_TIFF_COMPRESSION, 5}));
+    save("a.tif", image);
     // Each byte divided by 255 is what the 8-bit road takes.
     const Outcome outcome = expectDone({"compare", input("a.tif"), other});
     EXPECT_EQ(outcome.out, expected.out);
@@ -85,13 +84,37 @@ TEST_F(DarkroomCompare, FloatsHaveTheValuesOfTheFile) {
     EXPECT_EQ(expectDone({"compare", input("a.tif"), input("a.tif")}).out, "1,1,1,1,1\n");
 }
 
+TEST_F(DarkroomCompare, TellsWhatFloatsAreTakenForThatDoNotSayIt) {
+    const cv::Mat image = unitPhotograph("coffee.jpg")(cv::Rect(100, 100, 90, 60)).clone();
+    const std::string bare = saveBareFloats("bare.tif", image);
+    const std::string told = save("told.tif", image);
+    const std::string remark =
+        "'" + bare +
+        "': it does not say whether its floats are light, and they are taken for encoded as sRGB is; "
+        "--assume-profile says what they are";
+    const Outcome outcome = expectDone({"compare", bare, cat});
+    EXPECT_EQ(outcome.err, "darkroom compare: " + remark + '\n');
+    EXPECT_EQ(outcome.out, expectDone({"compare", told, cat}).out);
+    EXPECT_NE(expectDone({"info", bare}).out.find("taken for encoded as sRGB"), std::string::npos);
+    EXPECT_EQ(expectDone({"compare", told, cat}).err, "");
+    EXPECT_EQ(expectDone({"compare", bare, cat, "--assume-profile", "srgb"}).err, "");
+    EXPECT_EQ(expectDone({"compare", bare, cat, "--ignore-profile"}).err, "");
+    // Of the pixels that other depths hold as such files do nothing is in doubt.
+    cv::Mat words;
+    image.convertTo(words, CV_16U, 65535);
+    EXPECT_EQ(expectDone({"compare", save("words.tif", words), cat}).err, "");
+    const std::string pairs = saveText("bare.csv", "first,second,id\n" + bare + "," + cat + ",a\n");
+    expectDone({"batch", pairs, "-o", "bare.jsonl", "--quiet"});
+    EXPECT_NE(contentOf(output("bare.jsonl")).find("taken for encoded as sRGB"), std::string::npos);
+}
+
 TEST_F(DarkroomCompare, LinearPhotographsAreEncodedAndTheirExposureIsTold) {
     const cv::Mat linear = unitPhotograph("coffee.jpg")(cv::Rect(100, 100, 180, 120)).clone();
     cv::Mat encoded = linear.clone();
     for (int i = 0; i < linear.rows; ++i) {
         sRGBCompandingOfRow(linear.ptr<float>(i), encoded.ptr<float>(i), 3 * static_cast<std::size_t>(linear.cols));
     }
-    ASSERT_TRUE(cv::imwrite(input("a.tif"), encoded, {cv::IMWRITE_TIFF_COMPRESSION, 5}));
+    save("a.tif", encoded);
     save("a.pfm", linear);
     save("half.pfm", linear * 0.5);
     const std::string tif = input("a.tif");
