@@ -829,7 +829,7 @@ TEST_F(DarkroomBatch, AHostileFileCostsItsOwnPair) {
         {"crash-1.jpg", "reading it crashed (Segmentation fault)"},
         {"exit-1.jpg", "reading it ended the process (status 3)"},
         {"killed-1.jpg", "reading it was killed twice, as the system does where memory is short"},
-        {"hang-1.jpg", "reading it takes more than 1 second; --file-seconds allows more"},
+        {"hang-1.jpg", "reading it takes more than 3 seconds; --file-seconds allows more"},
         {"fifo.jpg", "it is not a regular file"},
 #if !defined(__SANITIZE_ADDRESS__) && !defined(__SANITIZE_THREAD__)
         {"memory-1.jpg", "reading it takes more than 200 MiB of memory; --file-memory allows more"},
@@ -853,7 +853,7 @@ TEST_F(DarkroomBatch, AHostileFileCostsItsOwnPair) {
         numbered += std::to_string(k) + ',' + lines[k] + '\n';
     }
     const std::string list = saveText("hostile.csv", numbered);
-    const std::vector<std::string> limits = {"--root", input("photos"), "--file-seconds", "1", "--file-memory", "200"};
+    const std::vector<std::string> limits = {"--root", input("photos"), "--file-seconds", "3", "--file-memory", "200"};
     for (const std::string name : {"r.csv", "r.jsonl"}) {
         std::vector<std::string> arguments = limits;
         arguments.insert(arguments.begin(), list);
