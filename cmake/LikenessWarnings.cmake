@@ -1,4 +1,5 @@
 # Warnings of the project's own targets; nothing of this reaches a user's targets.
+# Where sources are joined a local name may be that of another source's helper: -Wshadow is for builds of single sources.
 add_library(likeness_warnings INTERFACE)
 target_compile_options(
     likeness_warnings
@@ -6,5 +7,5 @@ target_compile_options(
               -Wextra
               -Wpedantic
               -Wconversion
-              -Wshadow
+              $<$<NOT:$<BOOL:${CMAKE_UNITY_BUILD}>>:-Wshadow>
               $<$<BOOL:${LIKENESS_WARNINGS_AS_ERRORS}>:-Werror>)

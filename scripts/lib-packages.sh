@@ -162,7 +162,7 @@ build_program() {
     if [ ! -f "$build/build.ninja" ]; then
         echo "$name: building (once, $duration)" >&2
         cmake -G Ninja -S "${root:?}" -B "$build" -DCMAKE_BUILD_TYPE=Release -DLIKENESS_BUILD_TESTS=OFF \
-            -DLIKENESS_BUILD_BENCHMARKS=OFF -DLIKENESS_BUILD_EXAMPLES=OFF -DLIKENESS_INSTALL=OFF "$@" >"$log" 2>&1 ||
+            -DLIKENESS_BUILD_BENCHMARKS=OFF -DLIKENESS_BUILD_EXAMPLES=OFF -DLIKENESS_INSTALL=OFF -DCMAKE_UNITY_BUILD=ON "$@" >"$log" 2>&1 ||
             status=$?
     fi
     if [ $status -eq 0 ]; then

@@ -4,11 +4,23 @@
 
 #include "arrays.hpp"
 
+#include <likeness/color/white.hpp>
 #include <likeness/diagnostics/watch.hpp>
 
+#include <array>
 #include <utility>
 
 namespace likeness::python {
+
+using Triple = std::array<double, 3>;
+
+inline Triple tripleOf(const cv::Vec3d& v) {
+    return {v[0], v[1], v[2]};
+}
+
+inline White whiteOf(const Triple& xyz) {
+    return {{xyz[0], xyz[1], xyz[2]}};
+}
 
 /// @param progress  None, or what is called with the steps done and of all steps; False ends the operation
 Watch watchOf(const pybind11::object& progress);

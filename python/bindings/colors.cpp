@@ -28,16 +28,6 @@ namespace {
 
 namespace py = pybind11;
 
-using Triple = std::array<double, 3>;
-
-White whiteOf(const Triple& xyz) {
-    return {{xyz[0], xyz[1], xyz[2]}};
-}
-
-Triple tripleOf(const cv::Vec3d& v) {
-    return {v[0], v[1], v[2]};
-}
-
 using Conversion = cv::Mat (*)(const cv::Mat&);
 
 void bindConversion(py::module_& module, const char* name, const char* argument, Channels in, Channels out,

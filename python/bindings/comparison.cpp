@@ -89,7 +89,7 @@ bool areEqual(const AppearanceDistributions& first, const AppearanceDistribution
     return first.hue == second.hue && first.blackShare == second.blackShare;
 }
 
-std::array<float, 5> arrayOf(const LikenessCoefficients& coefficients) {
+std::array<float, 5> fiveOf(const LikenessCoefficients& coefficients) {
     return {coefficients[0], coefficients[1], coefficients[2], coefficients[3], coefficients[4]};
 }
 
@@ -179,7 +179,7 @@ py::tuple tuplesOf(const TileComparison& comparison) {
         }
         intervals = pairs;
     }
-    return py::make_tuple(arrayOf(comparison.coefficients), maps, rectsOf(comparison, &ComparedTile::first),
+    return py::make_tuple(fiveOf(comparison.coefficients), maps, rectsOf(comparison, &ComparedTile::first),
                           rectsOf(comparison, &ComparedTile::second), few, intervals, comparison.worst());
 }
 
@@ -223,7 +223,7 @@ void bindComparison(py::module_& module) {
 
     module.def("compare_distributions",
                [](const AppearanceDistributions& first, const AppearanceDistributions& second) {
-                   return arrayOf(compareDistributions(first, second));
+                   return fiveOf(compareDistributions(first, second));
                });
     module.def("hue_coefficient", hueCoefficient);
 
@@ -255,7 +255,7 @@ void bindComparison(py::module_& module) {
         options.order = orderOf(firstPhotograph);
         options.model = comparisonModelOf(model);
         const Watch watch = watchOf(progress);
-        return arrayOf(unlocked([&] {
+        return fiveOf(unlocked([&] {
             const auto [one, other] = withComparer(
                 [&](Comparer& comparer) { return comparer.analyzePair(firstPart, secondPart, options, watch); });
             return compareDistributions(one.distributions(), other.distributions());

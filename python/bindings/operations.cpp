@@ -29,22 +29,12 @@ namespace {
 
 namespace py = pybind11;
 
-using Triple = std::array<double, 3>;
-
 constexpr Channels rgb = Channels::rgb;
 constexpr Channels same = Channels::same;
-
-Triple tripleOf(const cv::Vec3d& v) {
-    return {v[0], v[1], v[2]};
-}
 
 /// B, G, R as R, G, B, and the way back.
 Triple reversed(const cv::Vec3d& v) {
     return {v[2], v[1], v[0]};
-}
-
-White whiteOf(const Triple& xyz) {
-    return {{xyz[0], xyz[1], xyz[2]}};
 }
 
 py::tuple clippedOf(const ClippedValues& clipped) {

@@ -5,6 +5,7 @@
 #include <likeness/appearance/viewing_conditions.hpp>
 #include <likeness/color/pixel_matrix.hpp>
 #include "appearance/background_chroma.hpp"
+#include "appearance/correlate_kernels.hpp"
 #include "appearance/last_value_cache.hpp"
 #include "diagnostics/message_lines.hpp"
 #include "diagnostics/number_text.hpp"
@@ -21,11 +22,11 @@
 namespace likeness {
 namespace {
 
+using kernels::pi;
 using numerics::blockSize;
 using numerics::forEachBlock;
 using numerics::roundedOr;
 
-constexpr double pi = 3.141592653589793;
 constexpr double chromaExponent = 1.1111111111111112;    // 1 / 0.9
 constexpr double expansionExponent = 2.380952380952381;  // 1 / 0.42
 constexpr double smallestBrightness = 1e-6;

@@ -25,7 +25,7 @@ namespace {
 
 constexpr int exifMarker = JPEG_APP0 + 1;
 
-struct ErrorHandler {
+struct JpegErrors {
     ::jpeg_error_mgr functions{};
     std::jmp_buf giveUp{};
     bool isOutOfMemory = false;
@@ -34,7 +34,7 @@ struct ErrorHandler {
 // The functions below that call setjmp hold nothing that has a destructor.
 
 [[noreturn]] void giveUp(::j_common_ptr codec) {
-    auto* const handler = reinterpret_cast<ErrorHandler*>(codec->err);
+    auto* const handler = reinterpret_cast<JpegErrors*>(codec->err);
     handler->isOutOfMemory = codec->err->msg_code == JERR_OUT_OF_MEMORY;
     std::longjmp(handler->giveUp, 1);
 }
@@ -48,7 +48,7 @@ void giveUpAtWarning(::j_common_ptr codec, int level) {
 
 void saySilently(::j_common_ptr /*codec*/) {}
 
-::jpeg_error_mgr* errorFunctions(ErrorHandler& handler) {
+::jpeg_error_mgr* errorFunctions(JpegErrors& handler) {
     ::jpeg_error_mgr* const functions = ::jpeg_std_error(&handler.functions);
     functions->error_exit = giveUp;
     functions->emit_message = giveUpAtWarning;
@@ -142,7 +142,7 @@ private:
                isWithinLimits(codec_.image_width, codec_.image_height);
     }
 
-    ErrorHandler handler_;
+    JpegErrors handler_;
     ::jpeg_decompress_struct codec_{};
 };
 
@@ -226,7 +226,7 @@ public:
     }
 
 private:
-    ErrorHandler handler_;
+    JpegErrors handler_;
     Destination destination_;
     ::jpeg_compress_struct codec_{};
 };

@@ -19,20 +19,20 @@ namespace {
 
 // The functions below that call setjmp hold nothing that has a destructor.
 
-struct ErrorHandler {
+struct PngErrors {
     std::jmp_buf giveUp{};
     bool isOutOfMemory = false;
 };
 
 /// For warnings too: a file that is not spotless goes the image library's road.
 [[noreturn]] void giveUp(::png_structp codec, ::png_const_charp /*text*/) {
-    std::longjmp(static_cast<ErrorHandler*>(::png_get_error_ptr(codec))->giveUp, 1);
+    std::longjmp(static_cast<PngErrors*>(::png_get_error_ptr(codec))->giveUp, 1);
 }
 
 /// Errors have no numbers, only texts, and this is the machine's. Others name memory as well, of a chunk that would take
 /// more than is allowed: those are the file's.
 [[noreturn]] void giveUpForError(::png_structp codec, ::png_const_charp text) {
-    auto* const handler = static_cast<ErrorHandler*>(::png_get_error_ptr(codec));
+    auto* const handler = static_cast<PngErrors*>(::png_get_error_ptr(codec));
     handler->isOutOfMemory = handler->isOutOfMemory || std::strcmp(text, "Out of memory") == 0;
     giveUp(codec, text);
 }
@@ -137,7 +137,7 @@ public:
     }
 
 private:
-    ErrorHandler handler_;
+    PngErrors handler_;
     ::png_structp codec_ = nullptr;
     ::png_infop info_ = nullptr;
     ::png_infop endInfo_ = nullptr;
@@ -156,7 +156,7 @@ void append(::png_structp codec, ::png_bytep data, std::size_t count) {
         fits = false;
     }
     if (!fits) {
-        static_cast<ErrorHandler*>(::png_get_error_ptr(codec))->isOutOfMemory = true;
+        static_cast<PngErrors*>(::png_get_error_ptr(codec))->isOutOfMemory = true;
         ::png_error(codec, "no room for the file");
     }
 }
@@ -205,7 +205,7 @@ public:
     }
 
 private:
-    ErrorHandler handler_;
+    PngErrors handler_;
     ::png_structp codec_ = nullptr;
     ::png_infop info_ = nullptr;
 };

@@ -6,16 +6,16 @@
 namespace likeness {
 namespace {
 
-constexpr double knee = 24.0 / 116.0;
-constexpr double slope = 841.0 / 108.0;  // 1 / (3 (6 / 29)^2)
-constexpr double offset = 16.0 / 116.0;
+constexpr double ratioKnee = 24.0 / 116.0;
+constexpr double lineSlope = 841.0 / 108.0;  // 1 / (3 (6 / 29)^2)
+constexpr double lineOffset = 16.0 / 116.0;
 
 double curve(double ratio) {
-    return ratio > knee * knee * knee ? std::cbrt(ratio) : slope * ratio + offset;
+    return ratio > ratioKnee * ratioKnee * ratioKnee ? std::cbrt(ratio) : lineSlope * ratio + lineOffset;
 }
 
 double inverseCurve(double f) {
-    return f > knee ? f * f * f : (f - offset) / slope;
+    return f > ratioKnee ? f * f * f : (f - lineOffset) / lineSlope;
 }
 
 double radians(double degrees) {

@@ -20,7 +20,7 @@ using numerics::roundBlock;
 
 constexpr double knee = 0.008856;  // with the slope: departure 23
 constexpr double slope = 903.3;
-constexpr double third = 0.3333333333333333;
+constexpr double oneThird = 0.3333333333333333;
 
 /// The curve up to the knee.
 double line(float t) {
@@ -28,7 +28,7 @@ double line(float t) {
 }
 
 double compressed(float t) {
-    return t > knee ? std::pow(static_cast<double>(t), third) : line(t);
+    return t > knee ? std::pow(static_cast<double>(t), oneThird) : line(t);
 }
 
 /// Ratio to the white for a value f of the curve.
@@ -50,7 +50,7 @@ void compressBlock(const float* xyz, const cv::Vec3f& white, float* f, std::size
     for (std::size_t c = 0; c < count; ++c) {
         value[c] = ratio[c] > knee ? static_cast<double>(ratio[c]) : 1.0;  // the power is not needed below the knee
     }
-    numerics::powBlock(value, third, value, count);
+    numerics::powBlock(value, oneThird, value, count);
     for (std::size_t c = 0; c < count; ++c) {
         value[c] = ratio[c] > knee ? value[c] : line(ratio[c]);
     }

@@ -14,7 +14,7 @@
 namespace likeness {
 namespace {
 
-constexpr double none = std::numeric_limits<double>::quiet_NaN();
+constexpr double noDistance = std::numeric_limits<double>::quiet_NaN();
 
 double meanOf(const BinProbabilities& probabilities) {
     double sum = 0;
@@ -163,7 +163,7 @@ double circularDistance(const UniformDistributions& first, const UniformDistribu
 
 BinDistances binDistances(const BinProbabilities& first, const BinProbabilities& second) {
     if (first.empty() || second.empty()) {
-        return {none, none, none, none};
+        return {noDistance, noDistance, noDistance, noDistance};
     }
     BinDistances distances;
     double ahead = 0;
@@ -199,7 +199,7 @@ UniformDistances uniformDistances(const AppearanceMaps& first, const AppearanceM
     const UniformDistributions a = uniformDistributions(first);
     const UniformDistributions b = uniformDistributions(second);
     if (a.lightness.empty() || b.lightness.empty()) {
-        return {none, none, none, none};
+        return {noDistance, noDistance, noDistance, noDistance};
     }
     UniformDistances distances;
     distances.lightness = a.lightness.distanceTo(b.lightness);
@@ -222,7 +222,7 @@ double slicedWasserstein(const AppearanceMaps& first, const AppearanceMaps& seco
     const std::vector<UniformColor> a = uniformColors(first);
     const std::vector<UniformColor> b = uniformColors(second);
     if (a.empty() || b.empty()) {
-        return none;
+        return noDistance;
     }
     // A spiral on the sphere (Fibonacci lattice), whose points have equal areas about them, begun at a random angle and
     // height. A direction and its opposite see the same distance: half of the sphere is enough.

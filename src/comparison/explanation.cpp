@@ -11,7 +11,7 @@
 namespace likeness {
 namespace {
 
-constexpr double none = std::numeric_limits<double>::quiet_NaN();
+constexpr double unknown = std::numeric_limits<double>::quiet_NaN();
 
 /// The value below which a share of the pixels lies: bins are one wide, and evenly filled.
 double quantileOf(const BinProbabilities& distribution, double share) {
@@ -27,7 +27,7 @@ double quantileOf(const BinProbabilities& distribution, double share) {
         }
         below += its;
     }
-    return distribution.empty() ? none : distribution.rbegin()->first + 0.5;
+    return distribution.empty() ? unknown : distribution.rbegin()->first + 0.5;
 }
 
 double shareIn(const BinProbabilities& distribution, BinProbabilities::const_iterator begin,
@@ -36,7 +36,7 @@ double shareIn(const BinProbabilities& distribution, BinProbabilities::const_ite
     for (auto bin = begin; bin != end; ++bin) {
         sum += double{bin->second};
     }
-    return distribution.empty() ? none : sum;
+    return distribution.empty() ? unknown : sum;
 }
 
 double shareBelow(const BinProbabilities& distribution, int bin) {
@@ -103,11 +103,11 @@ std::string sharesOf(const BinCost& cost) {
 ExplainedWhite whiteOf(const PhotographPart& part) {
     part.weights.require("photograph", part.photograph);
     if (part.photograph.empty()) {
-        return {{none, none}, {none, none}};
+        return {{unknown, unknown}, {unknown, unknown}};
     }
     const WhiteEstimate estimate = part.weights.countAll() ? grayWorldWhite(part.photograph) : grayWorldWhite(part);
     if (!estimate.found) {
-        return {{none, none}, {none, none}};
+        return {{unknown, unknown}, {unknown, unknown}};
     }
     const cv::Vec2d xy = estimate.white.chromaticity();
     return {xy, correlatedColorTemperature(xy)};
@@ -136,7 +136,7 @@ DistributionChange distributionChange(const BinProbabilities& first, const BinPr
         change.secondGreatest = second.rbegin()->first;
     }
     if (first.empty() || second.empty()) {
-        change.gainedBelow = change.gainedAbove = change.lostBelow = change.lostAbove = none;
+        change.gainedBelow = change.gainedAbove = change.lostBelow = change.lostAbove = unknown;
         return change;
     }
     change.gainedBelow = shareBelow(second, change.firstLeast);

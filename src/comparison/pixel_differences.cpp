@@ -20,7 +20,7 @@
 namespace likeness {
 namespace {
 
-constexpr float none = std::numeric_limits<float>::quiet_NaN();
+constexpr float noDifference = std::numeric_limits<float>::quiet_NaN();
 
 bool counts(const PixelWeights& weights, int row, int column) {
     return weights.map().empty() || weights.map().at<ushort>(row, column) != 0;
@@ -74,7 +74,7 @@ cv::Mat differenceMap(const cv::Size& size, const Places& places, const Differen
                 int otherColumn = 0;
                 out[column] = places.find(row, column, size, otherRow, otherColumn)
                                   ? static_cast<float>(difference(row, column, otherRow, otherColumn))
-                                  : none;
+                                  : noDifference;
             }
         }
     });

@@ -17,7 +17,7 @@
 namespace likeness {
 namespace {
 
-constexpr float none = std::numeric_limits<float>::quiet_NaN();
+constexpr float noTile = std::numeric_limits<float>::quiet_NaN();
 
 int scaled(std::int64_t place, int length, int from) {
     return from == 0 ? 0 : static_cast<int>(place * length / from);
@@ -157,7 +157,7 @@ LikenessCoefficients coefficientsOf(const SharedBinsOfAll& shared, const Count* 
     LikenessCoefficients coefficients;
     for (std::size_t k = 0; k < shared.size(); ++k) {
         if (firstPixels == 0 || secondPixels == 0) {
-            coefficients[k] = none;
+            coefficients[k] = noTile;
             continue;
         }
         const std::uint64_t firstTotal = firstPixels - first[shared[k].firstMissing];
@@ -378,7 +378,7 @@ PerCorrelate<CoefficientInterval> intervalsOf(const SharedBinsOfAll& shared, con
             }
         }
         if (ordered.empty() || std::isnan(coefficients[k])) {
-            intervals[k] = {none, none};
+            intervals[k] = {noTile, noTile};
             continue;
         }
         std::sort(ordered.begin(), ordered.end());

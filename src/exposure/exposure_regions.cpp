@@ -26,8 +26,6 @@
 namespace likeness {
 namespace {
 
-constexpr int exposureCount = brightnessPasses;
-
 /// Calls body(rows) for consecutive bands of an image, small enough to stay in a core's cache while one operation after
 /// the other goes over them.
 template <typename Body>

@@ -6,6 +6,7 @@
 #pragma once
 
 #include <likeness/diagnostics/diagnostics.hpp>
+#include <likeness/exposure/brightness_increase.hpp>
 #include "diagnostics/step_count.hpp"
 
 #include <opencv2/core.hpp>
@@ -15,6 +16,9 @@
 #include <vector>
 
 namespace likeness {
+
+/// One of each pass of the increase of brightness.
+inline constexpr int exposureCount = brightnessPasses;
 
 /// Calls body(i) for each of the six exposures.
 void forEachExposure(const std::function<void(int)>& body);

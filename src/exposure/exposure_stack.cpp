@@ -29,8 +29,6 @@
 namespace likeness {
 namespace {
 
-constexpr int exposureCount = brightnessPasses;
-
 int diagonalOf(const cv::Mat& image) {
     const auto cols = static_cast<std::int64_t>(image.cols);
     const auto rows = static_cast<std::int64_t>(image.rows);

@@ -13,8 +13,6 @@
 namespace likeness {
 namespace {
 
-constexpr double undefined = std::numeric_limits<double>::quiet_NaN();
-
 void requireSameLength(std::size_t wanted, const std::vector<double>& values, const char* name) {
     if (values.size() != wanted) {
         throw std::invalid_argument(std::string(name) + ": " + std::to_string(wanted) +

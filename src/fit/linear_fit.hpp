@@ -3,7 +3,13 @@
 
 #include <Eigen/Dense>
 
+#include <vector>
+
 namespace likeness {
+
+inline Eigen::VectorXd vectorOf(const std::vector<double>& values) {
+    return Eigen::Map<const Eigen::VectorXd>(values.data(), static_cast<Eigen::Index>(values.size()));
+}
 
 struct LinearFit {
     Eigen::VectorXd parameters;

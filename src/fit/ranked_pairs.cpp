@@ -2,13 +2,10 @@
 
 #include <algorithm>
 #include <cmath>
-#include <limits>
 #include <numeric>
 
 namespace likeness {
 namespace {
-
-constexpr double undefined = std::numeric_limits<double>::quiet_NaN();
 
 double correlation(const std::vector<double>& x, const std::vector<double>& y, const RankedPairs::Counts& counts) {
     double n = 0;

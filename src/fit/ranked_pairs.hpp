@@ -3,9 +3,13 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <limits>
 #include <vector>
 
 namespace likeness {
+
+/// What a correlation is where there is none: of fewer than two rows, or where nothing varies.
+inline constexpr double undefined = std::numeric_limits<double>::quiet_NaN();
 
 class RankedPairs {
 public:

@@ -101,10 +101,6 @@ private:
     const Eigen::VectorXd& y_;
 };
 
-Eigen::VectorXd vectorOf(const std::vector<double>& values) {
-    return Eigen::Map<const Eigen::VectorXd>(values.data(), static_cast<Eigen::Index>(values.size()));
-}
-
 }  // namespace
 
 double CubicMapping::operator()(double x) const noexcept {

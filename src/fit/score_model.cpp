@@ -86,10 +86,6 @@ std::vector<double> meanOf(const ScoredRows& rows) {
     return mean;
 }
 
-Eigen::VectorXd vectorOf(const std::vector<double>& values) {
-    return Eigen::Map<const Eigen::VectorXd>(values.data(), index(values.size()));
-}
-
 /// The values that a form combines: features, or their logarithms.
 Eigen::MatrixXd regressors(const ScoredRows& rows, ScoreForm form) {
     Eigen::MatrixXd matrix(index(rows.scores.size()), index(rows.columns.size()));

@@ -251,7 +251,7 @@ PngColorChunks pngColorChunks(HeaderBytes& file) {
 }
 
 /// A number that is stored in hundred thousandths.
-double bigNumber(const Bytes& data, std::size_t at) {
+double hundredThousandths(const Bytes& data, std::size_t at) {
     std::uint32_t value = 0;
     for (std::size_t k = 0; k < 4; ++k) {
         value = value << 8 | data[at + k];
@@ -268,7 +268,7 @@ void readGammaAndChromaticities(const Bytes* gamma, const Bytes* primaries, Colo
     Colorimetry found;
     if (primaries != nullptr) {
         for (std::size_t k = 0; k < found.chromaticities.size(); ++k) {
-            found.chromaticities[k] = bigNumber(*primaries, 4 * k);
+            found.chromaticities[k] = hundredThousandths(*primaries, 4 * k);
         }
         if (!isSensible(found.chromaticities)) {
             statement.problem = " (cHRM) has primaries that span no colours";
@@ -280,7 +280,7 @@ void readGammaAndChromaticities(const Bytes* gamma, const Bytes* primaries, Colo
     if (gamma == nullptr) {
         found.description += ", sRGB curve";
     } else {
-        const double exponent = bigNumber(*gamma, 0);
+        const double exponent = hundredThousandths(*gamma, 0);
         if (exponent < 0.1 || exponent > 10) {
             statement.problem = " (gAMA) has an exponent outside 0.1 to 10";
             return;

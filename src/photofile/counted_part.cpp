@@ -225,9 +225,9 @@ ProfileChoice profilesWith(const PartChoice& part, ProfileChoice profiles) {
     return profiles;
 }
 
-PartAccess::PartAccess(const FileAccess& access, const PartChoice& choice, double whiteLuminance)
+PartAccess::PartAccess(const FileAccess& access, const PartChoice& choice, double luminanceOfWhite)
     : access_(access), profiles_(profilesWith(choice, access.profiles())) {
-    profiles_.whiteLuminance = whiteLuminance;
+    profiles_.whiteLuminance = luminanceOfWhite;
 }
 
 }  // namespace likeness

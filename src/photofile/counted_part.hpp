@@ -45,8 +45,8 @@ ProfileChoice profilesWith(const PartChoice& part, ProfileChoice profiles);
 class PartAccess final : public FileAccess {
 public:
     /// @param access  kept as a reference
-    /// @param whiteLuminance  for files of absolute luminance (`ProfileChoice`)
-    PartAccess(const FileAccess& access, const PartChoice& choice, double whiteLuminance = 0);
+    /// @param luminanceOfWhite  for files of absolute luminance (`ProfileChoice`)
+    PartAccess(const FileAccess& access, const PartChoice& choice, double luminanceOfWhite = 0);
 
     void tell(std::string_view line) const override { access_.tell(line); }
     void warn(std::string_view line) const override { access_.warn(line); }

@@ -1,6 +1,7 @@
 #include "scores/opinion_scores.hpp"
 
 #include "files/refusal.hpp"
+#include "files/trimmed_text.hpp"
 #include "scores/score_table.hpp"
 
 #include <map>

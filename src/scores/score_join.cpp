@@ -5,6 +5,7 @@
 #include "batch/result_store.hpp"
 #include "files/number_format.hpp"
 #include "files/refusal.hpp"
+#include "files/trimmed_text.hpp"
 #include "scores/score_table.hpp"
 
 #include <fmt/format.h>

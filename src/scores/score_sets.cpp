@@ -1,6 +1,7 @@
 // Published data sets of opinion scores, as they are laid out.
 #include "batch/result_record.hpp"
 #include "files/refusal.hpp"
+#include "files/trimmed_text.hpp"
 #include "scores/opinion_scores.hpp"
 #include "scores/score_table.hpp"
 

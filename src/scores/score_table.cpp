@@ -3,6 +3,7 @@
 #include "batch/csv.hpp"
 #include "batch/result_record.hpp"
 #include "files/refusal.hpp"
+#include "files/trimmed_text.hpp"
 
 #include <fmt/format.h>
 
@@ -15,11 +16,6 @@
 #include <fstream>
 
 namespace likeness {
-
-std::string trimmed(const std::string& text) {
-    const auto begin = text.find_first_not_of(" \t\r\n");
-    return begin == std::string::npos ? "" : text.substr(begin, text.find_last_not_of(" \t\r\n") - begin + 1);
-}
 
 std::optional<double> numberIn(const std::string& text) {
     const std::string digits = trimmed(text);

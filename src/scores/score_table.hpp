@@ -36,7 +36,4 @@ ScoreTable readScoreTable(const std::string& path, const std::vector<std::string
 /// A finite number as a whole, blanks around it aside.
 std::optional<double> numberIn(const std::string& text);
 
-/// Without blanks at both ends.
-std::string trimmed(const std::string& text);
-
 }  // namespace likeness

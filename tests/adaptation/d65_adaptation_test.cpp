@@ -14,7 +14,7 @@ namespace {
 
 using testing::pixel;
 
-constexpr double degree = 0.6471822;  // D(20)
+constexpr double degreeAt20 = 0.6471822;  // D(20)
 const cv::Scalar sharpenedD65(1.0871774, 1.0353699, 0.9493053);
 
 /// White images that fit the images of floatImages: the same kinds of values in other places.
@@ -54,7 +54,7 @@ TEST(D65Adaptation, MixesAnImageThatIsItsOwnWhite) {
         cv::Mat before;
         cv::extractChannel(img, actual, c);
         cv::extractChannel(original, before, c);
-        const cv::Mat expected = before * (1 - degree) + cv::Scalar(degree * sharpenedD65[c]);
+        const cv::Mat expected = before * (1 - degreeAt20) + cv::Scalar(degreeAt20 * sharpenedD65[c]);
         EXPECT_MAT_NEAR(actual, expected, {.absolute = 1e-5});
     }
 }

@@ -242,7 +242,7 @@ TEST(AreImgsEqualivalent, ComparesWhatBothHave) {
     EXPECT_TRUE(areImgsEqualivalent(first, second));
 }
 
-const char* const dumps[] = {"0R.jpg", "0G.jpg", "0B.jpg", "cov_a_r.jpg", "a_r.jpg", "a_g.jpg", "a_b.jpg", "b.jpg"};
+const char* const dumpNames[] = {"0R.jpg", "0G.jpg", "0B.jpg", "cov_a_r.jpg", "a_r.jpg", "a_g.jpg", "a_b.jpg", "b.jpg"};
 
 void expectLiteralPhotograph(const cv::Mat& photograph, cv::Mat reference, float blend) {
     const ScratchDirectory expectedFiles;
@@ -258,7 +258,7 @@ void expectLiteralPhotograph(const cv::Mat& photograph, cv::Mat reference, float
     EXPECT_MAT_EQUAL(img, expected);
     EXPECT_MAT_EQUAL(reference, referenceBefore);
     EXPECT_EQ(printed, expectedText);
-    for (const char* const name : dumps) {
+    for (const char* const name : dumpNames) {
         EXPECT_EQ(contentOf(name), contentOf(expectedFiles.path() / name)) << name;
     }
     EXPECT_EQ(std::distance(std::filesystem::directory_iterator(files.path()), {}), 8);

@@ -15,7 +15,7 @@
 namespace likeness::darkroom {
 namespace {
 
-struct Options {
+struct TintArguments {
     PhotographInputs inputs;
     std::string input;  ///< the one with flash
     std::string nonFlash;
@@ -26,7 +26,7 @@ struct Options {
     ImageOutput output;
 };
 
-TintOptions tintOptions(const Options& options) {
+TintOptions tintOptions(const TintArguments& options) {
     TintOptions tint;
     tint.form = options.form == "gain" ? TintForm::gain : TintForm::regression;
     tint.sigma = options.sigma;
@@ -34,17 +34,17 @@ TintOptions tintOptions(const Options& options) {
     return tint;
 }
 
-void checkForm(const Options& options) {
+void checkTintForm(const TintArguments& options) {
     if (options.form == "gain" && options.smoothingGiven) {
         throw Refusal("--sigma and --diameter belong to --form regression");
     }
 }
 
-ExitStatus tint(const Console& console, const Options& options) {
+ExitStatus tint(const Console& console, const TintArguments& options) {
     OutputPlan plan(console, {options.input, options.nonFlash});
     checkImageOutput(options.output, plan);
     const TintOptions form = tintOptions(options);
-    checkForm(options);
+    checkTintForm(options);
     const cv::Mat flash = readBoundedUnitImage(console, options.input);
     const cv::Mat nonFlash = readBoundedUnitImage(console, options.nonFlash);
     checkSameSize(options.input, flash, options.nonFlash, nonFlash);
@@ -60,7 +60,7 @@ ExitStatus tint(const Console& console, const Options& options) {
 }  // namespace
 
 Action declareTint(OptionParser& app) {
-    auto options = std::make_shared<Options>();
+    auto options = std::make_shared<TintArguments>();
     addPhotographs(app, options->inputs, "FLASH", "Photograph whose detail is kept");
     app.addOption("--like", options->nonFlash,
                   optionText("Photograph of the same scene and size whose colours are wanted", "--like ambient.jpg"))
@@ -94,7 +94,7 @@ Action declareTint(OptionParser& app) {
             ->check(integerBetween(1, 999));
     return [options, sigma, diameter](const Console& console) {
         options->smoothingGiven = sigma->count() + diameter->count() > 0;
-        return onEach(console, *options, tint, checkForm);
+        return onEach(console, *options, tint, checkTintForm);
     };
 }
 

@@ -4,6 +4,7 @@
 #include "console/option_checks.hpp"
 #include "files/number_format.hpp"
 #include "files/refusal.hpp"
+#include "files/trimmed_text.hpp"
 
 #include <algorithm>
 #include <cstdlib>
@@ -18,12 +19,6 @@ std::string allNames() {
         names += (names.empty() ? "" : ", ") + std::string(correlate.name);
     }
     return names;
-}
-
-/// The text without the spaces around it.
-std::string trimmed(const std::string& text) {
-    const std::size_t first = text.find_first_not_of(' ');
-    return first == std::string::npos ? "" : text.substr(first, text.find_last_not_of(' ') + 1 - first);
 }
 
 bool isName(const std::string& name) {

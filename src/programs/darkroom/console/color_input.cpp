@@ -4,6 +4,7 @@
 #include "console/option_checks.hpp"
 #include "console/viewing_options.hpp"
 #include "files/refusal.hpp"
+#include "files/trimmed_text.hpp"
 
 #include <fmt/format.h>
 #include <fmt/ranges.h>
@@ -18,14 +19,14 @@ namespace {
 
 enum class Part { level, chroma, hue };
 
-struct CorrelateName {
+struct InputCorrelate {
     const char* letter;
     const char* word;
     Part part;
     int kind;
 };
 
-constexpr CorrelateName correlateNames[] = {
+constexpr InputCorrelate inputCorrelates[] = {
     {"J", "lightness", Part::level, static_cast<int>(LevelCorrelate::lightness)},
     {"Q", "brightness", Part::level, static_cast<int>(LevelCorrelate::brightness)},
     {"C", "chroma", Part::chroma, static_cast<int>(ChromaCorrelate::chroma)},
@@ -35,16 +36,11 @@ constexpr CorrelateName correlateNames[] = {
     {"H", "hue_quadrature", Part::hue, static_cast<int>(HueCorrelate::quadrature)},
 };
 
-const CorrelateName* correlateNamed(const std::string& name) {
+const InputCorrelate* inputCorrelateNamed(const std::string& name) {
     const auto* const found =
-        std::find_if(std::begin(correlateNames), std::end(correlateNames),
+        std::find_if(std::begin(inputCorrelates), std::end(inputCorrelates),
                      [&](const auto& known) { return name == known.letter || name == known.word; });
-    return found == std::end(correlateNames) ? nullptr : found;
-}
-
-std::string trimmed(const std::string& text) {
-    const std::size_t begin = text.find_first_not_of(" \t");
-    return begin == std::string::npos ? "" : text.substr(begin, text.find_last_not_of(" \t") + 1 - begin);
+    return found == std::end(inputCorrelates) ? nullptr : found;
 }
 
 /// Three correlates of a list of names; none where it is not three that determine a colour.
@@ -52,7 +48,7 @@ std::optional<CorrelateOrder> orderOf(const std::vector<std::string>& names) {
     CorrelateOrder order;
     bool seen[3] = {};
     for (std::size_t i = 0; i < names.size(); ++i) {
-        const CorrelateName* const name = correlateNamed(names[i]);
+        const InputCorrelate* const name = inputCorrelateNamed(names[i]);
         if (name == nullptr || seen[static_cast<int>(name->part)]) {
             return std::nullopt;
         }
@@ -133,7 +129,7 @@ const std::pair<Columns::Space, std::vector<std::string>> knownSpaces[] = {{Colu
 std::vector<std::string> correlatesIn(const std::vector<std::string>& header) {
     std::vector<std::string> correlates;
     for (const std::string& name : header) {
-        if (correlateNamed(name) != nullptr) {
+        if (inputCorrelateNamed(name) != nullptr) {
             correlates.push_back(name);
         }
     }

@@ -49,43 +49,39 @@ nlohmann::ordered_json describe(const ComparedPhotograph& photograph, const Comp
     return json;
 }
 
-nlohmann::ordered_json rounded(double value) {
-    return numberOrNull(roundedToNineDigits(value));
-}
-
 nlohmann::ordered_json jsonOf(const std::optional<BinCost>& bin) {
     if (!bin) {
         return nullptr;
     }
     return {{"bin", bin->bin},
-            {"first_share", rounded(bin->firstShare)},
-            {"second_share", rounded(bin->secondShare)},
-            {"cost", rounded(bin->cost)}};
+            {"first_share", roundedOrNull(bin->firstShare)},
+            {"second_share", roundedOrNull(bin->secondShare)},
+            {"cost", roundedOrNull(bin->cost)}};
 }
 
 nlohmann::ordered_json jsonOf(const DistributionChange& change, std::size_t correlate) {
-    return {{"first_median", rounded(change.firstMedian)},
-            {"second_median", rounded(change.secondMedian)},
-            {"median_shift", rounded(change.medianShift)},
-            {"first_spread", rounded(change.firstSpread)},
-            {"second_spread", rounded(change.secondSpread)},
-            {"spread_change", rounded(change.spreadChange)},
-            {"mean_shift", rounded(change.meanShift)},
+    return {{"first_median", roundedOrNull(change.firstMedian)},
+            {"second_median", roundedOrNull(change.secondMedian)},
+            {"median_shift", roundedOrNull(change.medianShift)},
+            {"first_spread", roundedOrNull(change.firstSpread)},
+            {"second_spread", roundedOrNull(change.secondSpread)},
+            {"spread_change", roundedOrNull(change.spreadChange)},
+            {"mean_shift", roundedOrNull(change.meanShift)},
             {"first_range", {change.firstLeast, change.firstGreatest}},
             {"second_range", {change.secondLeast, change.secondGreatest}},
-            {"share_below_first", rounded(change.gainedBelow)},
-            {"share_above_first", rounded(change.gainedAbove)},
-            {"first_share_below_second", rounded(change.lostBelow)},
-            {"first_share_above_second", rounded(change.lostAbove)},
+            {"share_below_first", roundedOrNull(change.gainedBelow)},
+            {"share_above_first", roundedOrNull(change.gainedAbove)},
+            {"first_share_below_second", roundedOrNull(change.lostBelow)},
+            {"first_share_above_second", roundedOrNull(change.lostAbove)},
             {"lost_bin", jsonOf(change.lost)},
             {"gained_bin", jsonOf(change.gained)},
             {"sentence", sentenceOf(change, correlate)}};
 }
 
 nlohmann::ordered_json jsonOf(const ExplainedWhite& white) {
-    return {{"chromaticity_xy", {rounded(white.chromaticity[0]), rounded(white.chromaticity[1])}},
-            {"correlated_color_temperature_kelvin", rounded(white.nearest.kelvin)},
-            {"planckian_distance_uv", rounded(white.nearest.duv)}};
+    return {{"chromaticity_xy", {roundedOrNull(white.chromaticity[0]), roundedOrNull(white.chromaticity[1])}},
+            {"correlated_color_temperature_kelvin", roundedOrNull(white.nearest.kelvin)},
+            {"planckian_distance_uv", roundedOrNull(white.nearest.duv)}};
 }
 
 nlohmann::ordered_json explanationJson(const ComparisonResult& result) {

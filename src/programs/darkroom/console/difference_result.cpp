@@ -13,10 +13,6 @@
 namespace likeness::darkroom {
 namespace {
 
-nlohmann::ordered_json rounded(double value) {
-    return numberOrNull(roundedToNineDigits(value));
-}
-
 double meanMagnitudeOf(const cv::Mat& map) {
     double sum = 0;
     std::int64_t count = 0;
@@ -66,13 +62,13 @@ nlohmann::ordered_json jsonOf(const DifferenceSummaries& summaries) {
     nlohmann::ordered_json json = {{"aligned", summaries.aligned},
                                    {"uniform_model", std::string(nameOf(summaries.uniformModel))}};
     for (const DifferenceSummary& summary : summaries.maps) {
-        nlohmann::ordered_json its = {{"mean", rounded(summary.statistics.mean)},
-                                      {"mean_magnitude", rounded(summary.meanMagnitude)},
-                                      {"minimum", rounded(summary.statistics.minimum)},
-                                      {"maximum", rounded(summary.statistics.maximum)},
+        nlohmann::ordered_json its = {{"mean", roundedOrNull(summary.statistics.mean)},
+                                      {"mean_magnitude", roundedOrNull(summary.meanMagnitude)},
+                                      {"minimum", roundedOrNull(summary.statistics.minimum)},
+                                      {"maximum", roundedOrNull(summary.statistics.maximum)},
                                       {"nan_pixels", summary.statistics.nanCount}};
         for (const int percentage : statisticsPercentages) {
-            its["percentiles"][std::to_string(percentage)] = rounded(summary.statistics.percentile(percentage));
+            its["percentiles"][std::to_string(percentage)] = roundedOrNull(summary.statistics.percentile(percentage));
         }
         its["worst"] = nlohmann::ordered_json::array();
         for (const MapPlace& place : summary.worst) {
@@ -80,7 +76,7 @@ nlohmann::ordered_json jsonOf(const DifferenceSummaries& summaries) {
                                     {"y", place.pixels.y},
                                     {"width", place.pixels.width},
                                     {"height", place.pixels.height},
-                                    {"mean_magnitude", rounded(place.mean)}});
+                                    {"mean_magnitude", roundedOrNull(place.mean)}});
         }
         json[summary.name] = std::move(its);
     }

@@ -1,5 +1,7 @@
 #include "console/json_output.hpp"
 
+#include "files/number_format.hpp"
+
 #include <likeness/version.hpp>
 
 #include <cmath>
@@ -20,6 +22,10 @@ std::string lineOfJson(const nlohmann::ordered_json& json) {
 
 nlohmann::ordered_json numberOrNull(double value) {
     return std::isfinite(value) ? nlohmann::ordered_json(value) : nlohmann::ordered_json();
+}
+
+nlohmann::ordered_json roundedOrNull(double value) {
+    return numberOrNull(roundedToNineDigits(value));
 }
 
 }  // namespace likeness::darkroom

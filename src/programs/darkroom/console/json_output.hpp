@@ -20,4 +20,7 @@ std::string lineOfJson(const nlohmann::ordered_json& json);
 /// JSON has no NaN and no infinity: they become null.
 nlohmann::ordered_json numberOrNull(double value);
 
+/// The same of a number as results give it (`roundedToNineDigits`).
+nlohmann::ordered_json roundedOrNull(double value);
+
 }  // namespace likeness::darkroom

@@ -13,7 +13,7 @@ namespace likeness::darkroom {
 namespace {
 
 nlohmann::ordered_json rounded(float value) {
-    return numberOrNull(roundedToNineDigits(double{value}));
+    return roundedOrNull(double{value});
 }
 
 nlohmann::ordered_json jsonOf(const cv::Rect& part) {
@@ -35,7 +35,7 @@ nlohmann::ordered_json pixelsJson(double pixels) {
     if (pixels == std::floor(pixels)) {
         return static_cast<std::int64_t>(pixels);
     }
-    return numberOrNull(roundedToNineDigits(pixels));
+    return roundedOrNull(pixels);
 }
 
 nlohmann::ordered_json tileJson(const TileComparison& comparison, std::size_t index) {
