@@ -63,6 +63,11 @@ void refuseArgument(const std::string& name, const std::string& reason) {
     throw std::invalid_argument(name + ": " + reason);
 }
 
+void requirePhotograph(const std::string& name, const cv::Mat& image) {
+    const bool hasPixels = !image.empty() && image.dims <= 2;
+    unitPhotograph(name, hasPixels ? image(cv::Rect(0, 0, 1, 1)) : image);
+}
+
 cv::Mat unitPhotograph(const std::string& name, const cv::Mat& image) {
     if (image.empty()) {
         refuseArgument(name, "the image is empty");

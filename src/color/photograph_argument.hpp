@@ -11,6 +11,9 @@ namespace likeness {
 
 [[noreturn]] void refuseArgument(const std::string& name, const std::string& reason);
 
+/// Refuses an image that is empty or that `toUnit` does not take.
+void requirePhotograph(const std::string& name, const cv::Mat& image);
+
 /// The photograph `toUnit`, for reading: it may share the pixels of `image`. A view into a larger image is copied,
 /// because the filters of the image library would look at the pixels around it.
 /// @throws std::invalid_argument  also where `image` is empty

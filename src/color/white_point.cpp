@@ -2,6 +2,7 @@
 
 #include <likeness/color/clip.hpp>
 #include <likeness/color/pixel_matrix.hpp>
+#include <likeness/color/unit_image.hpp>
 #include <likeness/color/yuv.hpp>
 #include "color/photograph_argument.hpp"
 #include "numerics/argument_check.hpp"
@@ -28,6 +29,21 @@ cv::Mat bandOf(const cv::Mat& image, int band, int count) {
     return image.empty() ? image : image.rowRange(begin(band), begin(band + 1));
 }
 
+/// Calls visit(floats, place) for a photograph of any depth, some of its pixels at a time, in their order: as floats a
+/// large one as a whole would take four times its memory.
+template <typename Visit>
+void forEachUnitPiece(const cv::Mat& photograph, Visit visit) {
+    constexpr int pixels = 1 << 18;
+    const int cols = std::min(photograph.cols, pixels);
+    const int rows = cols < photograph.cols ? 1 : std::max(1, pixels / std::max(cols, 1));
+    for (int i = 0; i < photograph.rows; i += rows) {
+        for (int j = 0; j < photograph.cols; j += cols) {
+            const cv::Rect place(j, i, std::min(cols, photograph.cols - j), std::min(rows, photograph.rows - i));
+            visit(toUnit(photograph(place)), place);
+        }
+    }
+}
+
 struct NeutralMean {
     cv::Vec3f yuv;  ///< Y set to 1
     bool found;     ///< whether there is a nearly neutral pixel
@@ -36,7 +52,14 @@ struct NeutralMean {
 /// Mean of Y, U, V over the nearly neutral pixels: one sum, row by row, whatever the bands.
 class NeutralSum {
 public:
-    void add(const cv::Mat& band) {
+    /// @param photograph  of any depth
+    void add(const cv::Mat& photograph) {
+        forEachUnitPiece(photograph, [this](const cv::Mat& unit, const cv::Rect&) { addUnit(unit); });
+    }
+    NeutralMean mean() const { return {{1.0F, u_ / count_, v_ / count_}, count_ >= 1}; }
+
+private:
+    void addUnit(const cv::Mat& band) {
         const ImageWalk walk = walkOver(band);
         for (int i = 0; i < walk.rows; ++i) {
             const float* pixel = band.ptr<float>(i);
@@ -52,9 +75,7 @@ public:
             }
         }
     }
-    NeutralMean mean() const { return {{1.0F, u_ / count_, v_ / count_}, count_ >= 1}; }
 
-private:
     PixelMatrix matrix_{yuvFromRgb()};
     float u_ = 0;
     float v_ = 0;
@@ -62,26 +83,29 @@ private:
 };
 
 /// The same of weighted pixels.
-/// @param weights  CV_16UC1 of the image's size
-NeutralMean weightedNeutralMean(const cv::Mat& image, const cv::Mat& weights) {
+/// @param photograph  of any depth
+/// @param weights     CV_16UC1 of its size
+NeutralMean weightedNeutralMean(const cv::Mat& photograph, const cv::Mat& weights) {
     const PixelMatrix matrix(yuvFromRgb());
     double sumU = 0;
     double sumV = 0;
     double sum = 0;
-    for (int i = 0; i < image.rows; ++i) {
-        const float* pixel = image.ptr<float>(i);
-        const auto* const weight = weights.ptr<ushort>(i);
-        for (int j = 0; j < image.cols; ++j, pixel += 3) {
-            const float y = matrix.row(0, pixel[2], pixel[1], pixel[0]);
-            const float u = matrix.row(1, pixel[2], pixel[1], pixel[0]);
-            const float v = matrix.row(2, pixel[2], pixel[1], pixel[0]);
-            if (isNearlyNeutral(y, u, v)) {
-                sumU += weight[j] * static_cast<double>(u);
-                sumV += weight[j] * static_cast<double>(v);
-                sum += weight[j];
+    forEachUnitPiece(photograph, [&](const cv::Mat& unit, const cv::Rect& place) {
+        for (int i = 0; i < unit.rows; ++i) {
+            const float* pixel = unit.ptr<float>(i);
+            const auto* const weight = weights.ptr<ushort>(place.y + i) + place.x;
+            for (int j = 0; j < unit.cols; ++j, pixel += 3) {
+                const float y = matrix.row(0, pixel[2], pixel[1], pixel[0]);
+                const float u = matrix.row(1, pixel[2], pixel[1], pixel[0]);
+                const float v = matrix.row(2, pixel[2], pixel[1], pixel[0]);
+                if (isNearlyNeutral(y, u, v)) {
+                    sumU += weight[j] * static_cast<double>(u);
+                    sumV += weight[j] * static_cast<double>(v);
+                    sum += weight[j];
+                }
             }
         }
-    }
+    });
     if (sum == 0) {
         return {{1.0F, 0.0F, 0.0F}, false};
     }
@@ -138,16 +162,18 @@ bool computeWhitePointFromGrayWorld(const cv::Mat& img, cv::Mat& white, cv::Mat&
 }
 
 WhiteEstimate grayWorldWhite(const cv::Mat& photograph, const WhiteEstimate* previous, const Watch& watch) {
-    const cv::Mat unit = photograph.empty() ? cv::Mat() : unitPhotograph("photograph", photograph);
+    if (!photograph.empty()) {
+        requirePhotograph("photograph", photograph);
+    }
     const cv::Vec3f before =
         previous == nullptr ? cv::Vec3f::all(std::numeric_limits<float>::quiet_NaN()) : cv::Vec3f(previous->yuv);
     constexpr int steps = 8;
     NeutralSum sum;
     for (int done = 1; done < steps; ++done) {
-        sum.add(bandOf(unit, done - 1, steps));
+        sum.add(bandOf(photograph, done - 1, steps));
         watch.step(done, steps);
     }
-    sum.add(bandOf(unit, steps - 1, steps));
+    sum.add(bandOf(photograph, steps - 1, steps));
     WhiteEstimate white = estimate(sum.mean(), before, watch.receiver());
     watch.step(steps, steps);
     return white;
@@ -159,7 +185,8 @@ WhiteEstimate grayWorldWhite(const PhotographPart& part, const Watch& watch) {
     if (weights.countAll()) {
         return grayWorldWhite(part.photograph, nullptr, watch);
     }
-    const cv::Mat counted = weights.countedOf(unitPhotograph("photograph", part.photograph));
+    requirePhotograph("photograph", part.photograph);
+    const cv::Mat counted = weights.countedOf(part.photograph);
     if (weights.areBinary()) {
         return grayWorldWhite(counted, nullptr, watch);
     }

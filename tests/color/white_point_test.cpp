@@ -115,6 +115,21 @@ TEST(GrayWorldWhite, PrintsNothingWhereNothingIsWanted) {
               "");
 }
 
+TEST(GrayWorldWhite, LargePhotographsHaveTheBitsOfTheLiteralCall) {
+    cv::Mat noise(1100, 700, CV_8UC3);
+    cv::RNG(5).fill(noise, cv::RNG::UNIFORM, 100, 180);
+    for (const cv::Mat& photograph :
+         {noise, noise.reshape(0, 1), noise.reshape(0, 770000), noise.colRange(3, 690), noise.rowRange(0, 5)}) {
+        cv::Mat white(1, 1, CV_32FC3);
+        cv::Mat yuv = unknown();
+        std::string printed;
+        reference::computeWhitePointFromGrayWorld(toUnit(photograph), white, yuv, printed);
+        const WhiteEstimate actual = grayWorldWhite(photograph);
+        EXPECT_EQ(actual.bgr, cv::Vec3d(white.at<cv::Vec3f>(0, 0)));
+        EXPECT_EQ(actual.yuv, cv::Vec3d(yuv.at<cv::Vec3f>(0, 0)));
+    }
+}
+
 TEST(GrayWorldWhite, HasTheBitsOfTheLiteralCall) {
     const cv::Mat bytes = testing::examplePhotograph("cat.jpg");
     for (const cv::Mat& photograph : {bytes, testing::exampleImage("cat.jpg"), testing::withGaps(bytes)}) {
