@@ -33,6 +33,23 @@ bool risesWith(const std::vector<std::string>& features, ScoreDirection directio
     return (distances == 0) == (direction == ScoreDirection::higherBetter);
 }
 
+/// Rank correlation of the scores with how alike the features say that the pairs are: the mean of the coefficients, or
+/// of the distances turned round where there are no coefficients.
+double agreementWithAlikeness(const ScoredRows& rows) {
+    const bool anyCoefficient =
+        !std::all_of(rows.features.begin(), rows.features.end(), [](const auto& name) { return isDistanceName(name); });
+    std::vector<double> alikeness(rows.scores.size(), 0.0);
+    for (std::size_t k = 0; k < rows.features.size(); ++k) {
+        if (isDistanceName(rows.features[k]) == anyCoefficient) {
+            continue;
+        }
+        for (std::size_t i = 0; i < alikeness.size(); ++i) {
+            alikeness[i] += anyCoefficient ? rows.columns[k][i] : -rows.columns[k][i];
+        }
+    }
+    return spearmanCorrelation(alikeness, rows.scores);
+}
+
 class Fitting {
 public:
     Fitting(const RecordedPairs& pairs, const OpinionScores& scores, const JoinedScores& joined,
@@ -345,6 +362,15 @@ private:
         }
         if (!model.parameters.empty() && model.covariance.empty()) {
             fit_.remarks.push_back("the scores do not determine all parameters: they have no intervals");
+        }
+        const double agreement = agreementWithAlikeness(rows_);
+        constexpr double clear = 0.3;
+        if (scores_.direction == ScoreDirection::higherBetter ? agreement < -clear : agreement > clear) {
+            fit_.remarks.push_back(
+                fmt::format("pairs that are more alike have {} scores here (rank correlation {:.2f}), and {} was "
+                            "given: look whether "
+                            "the direction is right",
+                            agreement > 0 ? "higher" : "lower", agreement, nameOf(scores_.direction)));
         }
         const double pearson = fit_.performance.pearson.value;
         if (std::isnan(pearson)) {

@@ -121,6 +121,27 @@ TEST(ScoreFit, AFallingMonotoneFollowsFromTheDirection) {
     EXPECT_GT(fit.performance.pearson.value, 0.8);
 }
 
+TEST(ScoreFit, ADirectionThatTheScoresContradictIsToldForEveryForm) {
+    const auto told = [](const Made& rows, ScoreForm form) {
+        const ScoreFit fit = fitOf(rows, form);
+        return std::count_if(fit.remarks.begin(), fit.remarks.end(), [](const std::string& remark) {
+            return remark.find("look whether the direction is right") != std::string::npos;
+        });
+    };
+    for (const ScoreForm form : {ScoreForm::linear, ScoreForm::ridge, ScoreForm::monotone}) {
+        for (const ScoreDirection direction : {ScoreDirection::higherBetter, ScoreDirection::lowerBetter}) {
+            Made rows = made(120, 0.2, direction);
+            EXPECT_EQ(told(rows, form), 0);
+            rows.scores.direction =
+                direction == ScoreDirection::higherBetter ? ScoreDirection::lowerBetter : ScoreDirection::higherBetter;
+            EXPECT_EQ(told(rows, form), 1);
+            // Distances fall where coefficients rise.
+            rows.pairs.features = {"brightness_wasserstein", "chroma_wasserstein"};
+            EXPECT_EQ(told(rows, form), 0);
+        }
+    }
+}
+
 TEST(ScoreFit, WithoutContentsEachRowIsOneOfItsOwn) {
     Made rows = made(40, 0.2);
     rows.scores.contentColumn.clear();
