@@ -382,16 +382,8 @@ void refuseUnseen(const std::string& path, const SeenPhotograph& photograph, con
     }
 }
 
-ExitStatus compare(const Console& console, const CompareArguments& options) {
-    ComparisonResult result;
-    result.model = chosenModel(options.model);
-    for (const std::string& limits : options.limits) {
-        try {
-            addCoefficientLimits(result.limits, limits);
-        } catch (const Refusal& refusal) {
-            throw Refusal(std::string("--min: ") + refusal.what());
-        }
-    }
+/// What is refused before a photograph is read.
+void checkForm(const Console& console, const CompareArguments& options, const ComparisonResult& result, bool whole) {
     if (result.limits.count(hueCorrelate.name) > 0 && !options.model.hue) {
         throw Refusal("--min: the hue has a coefficient with --hue only");
     }
@@ -400,164 +392,238 @@ ExitStatus compare(const Console& console, const CompareArguments& options) {
             "--dumps: the diagnostic files are those of the default model; leave out --hue and the options "
             "of the model");
     }
-    const auto parts = chosenParts(options.part);
-    const bool whole = parts.first.isWhole() && parts.second.isWhole();
     if (console.diagnostics().wantsFiles() && !whole) {
         throw Refusal(
             "--dumps: the diagnostic files are those of whole photographs; leave out the options that say "
             "what counts");
     }
     checkOutputs(console, options);
-    const std::optional<TileOptions> tiles = tileOptions(options, result.model.model);
-    std::optional<ScorePredictor> predictor;
-    if (!options.predict.empty()) {
-        // As a batch has them: its parameters hold regions, and masks are what it compares.
-        PartChoice withoutMask = parts.first;
-        withoutMask.mask.clear();
-        predictor.emplace("--predict", options.predict, result.model.analysis(false),
-                          profilesWith(withoutMask, console.profiles()),
-                          [&](const std::string& line) { console.warn(line); });
-        if (!parts.first.mask.empty() || !parts.second.mask.empty()) {
-            console.warn(predictor->maskRemark());
-        }
-    }
-    warnOfModel(console, result.model);
-    std::pair<ProfileUse, ProfileUse> profiles;
-    const bool shown = !options.maps.empty() || !options.report.empty();
-    if (options.sliced && !result.model.isPublished()) {
+}
+
+void checkSeeds(const CompareArguments& options, const ChosenModel& model) {
+    if (options.sliced && !model.isPublished()) {
         throw Refusal(
             "--sliced: there is a uniform space under a published model only; give --model ciecam16 or ciecam02");
     }
     if (options.seed && !options.interval && !options.sliced) {
         throw Refusal("--seed: there is neither --interval nor --sliced");
     }
-    const bool uniform =
-        (options.distances || options.sliced || (predictor && predictor->needsUniform())) && result.model.isPublished();
-    const bool pixelsWanted = shown || uniform || !whole || tiles.has_value() || options.explain ||
-                              !options.differenceMaps.empty() || console.diagnostics().wantsFiles();
-    CountedPhotographRows firstRows;
-    CountedPhotographRows secondRows;
-    auto read = readPhotographPairInRows(PartAccess(console, parts.first, result.model.whiteLuminance), options.first,
-                                         options.second, &profiles, pixelsWanted ? nullptr : &firstRows,
-                                         pixelsWanted ? nullptr : &secondRows);
-    const PixelWeights firstWeights = countedPart(console, options.first, read.first.bgr, parts.first);
-    // One mask for two photographs of a size is read once.
-    const bool sameWeights = parts.first.mask == parts.second.mask &&
-                             parts.first.alpha.use == AlphaChoice::Use::dropped &&
-                             read.first.size() == read.second.size();
-    const PixelWeights secondWeights =
-        sameWeights ? firstWeights : countedPart(console, options.second, read.second.bgr, parts.second);
-    SeenPhotograph first = firstRows.seen(read.first.bgr, read.first.rowsOf);
-    SeenPhotograph second = secondRows.seen(read.second.bgr, read.second.rowsOf);
-    first.weights = firstWeights;
-    second.weights = secondWeights;
-    result.first = {options.first, read.first.size(), profiles.first};
-    result.second = {options.second, read.second.size(), profiles.second};
-    if (uniform && !(firstWeights.areBinary() && secondWeights.areBinary())) {
-        throw Refusal(
-            std::string(options.distances ? "--distances"
-                        : options.sliced  ? "--sliced"
-                                          : "--predict") +
-            ": distances of the uniform space count pixels or do not, and cannot weigh them; give masks of black and "
-            "white, or leave out --model");
+}
+
+CoefficientLimits limitsOf(const CompareArguments& options) {
+    CoefficientLimits all;
+    for (const std::string& limits : options.limits) {
+        try {
+            addCoefficientLimits(all, limits);
+        } catch (const Refusal& refusal) {
+            throw Refusal(std::string("--min: ") + refusal.what());
+        }
     }
-    const std::pair<cv::Mat, cv::Mat> photographs{read.first.bgr, read.second.bgr};
-    const std::pair<PhotographPart, PhotographPart> counted{{photographs.first, firstWeights},
-                                                            {photographs.second, secondWeights}};
-    if (!options.differenceMaps.empty()) {
-        checkDifferences(options, photographs);
+    return all;
+}
+
+/// One comparison: the photographs are read, counted, compared, and looked at as the options say.
+class PairComparison {
+public:
+    PairComparison(const Console& console, const CompareArguments& options)
+        : console_(console), options_(options), parts_(chosenParts(options.part)) {
+        result_.model = chosenModel(options.model);
+        result_.limits = limitsOf(options);
+        checkForm(console, options, result_, whole());
+        tiles_ = tileOptions(options, result_.model.model);
+        takePredictor();
+        warnOfModel(console, result_.model);
+        checkSeeds(options, result_.model);
+        uniform_ = (options.distances || options.sliced || (predictor_ && predictor_->needsUniform())) &&
+                   result_.model.isPublished();
     }
-    if (tiles) {
-        checkTiles(options, *tiles, photographs);
+
+    ExitStatus run() {
+        read();
+        checkPhotographs();
+        analyze();
+        measure();
+        look();
+        give(console_, options_, result_);
+        return tell();
     }
-    // Tiles bring the distributions of the whole along.
-    const bool tilesAlone = tiles && !shown && !uniform && !result.model.hue && !console.diagnostics().wantsFiles() &&
-                            !console.diagnostics().wantsMessages();
-    const AnalysisOptions analysis = result.model.analysis(shown || uniform);
-    std::pair<Analysis, Analysis> analyses;
-    AppearanceDistributions firstDistributions;
-    AppearanceDistributions secondDistributions;
-    {
-        Progress progress(console, "comparing");
+
+private:
+    bool whole() const { return parts_.first.isWhole() && parts_.second.isWhole(); }
+    bool shown() const { return !options_.maps.empty() || !options_.report.empty(); }
+    bool wantsFiles() const { return console_.diagnostics().wantsFiles(); }
+
+    void takePredictor() {
+        if (options_.predict.empty()) {
+            return;
+        }
+        // As a batch has them: its parameters hold regions, and masks are what it compares.
+        PartChoice withoutMask = parts_.first;
+        withoutMask.mask.clear();
+        predictor_.emplace("--predict", options_.predict, result_.model.analysis(false),
+                           profilesWith(withoutMask, console_.profiles()),
+                           [this](const std::string& line) { console_.warn(line); });
+        if (!parts_.first.mask.empty() || !parts_.second.mask.empty()) {
+            console_.warn(predictor_->maskRemark());
+        }
+    }
+
+    void read() {
+        const bool pixelsWanted = shown() || uniform_ || !whole() || tiles_.has_value() || options_.explain ||
+                                  !options_.differenceMaps.empty() || wantsFiles();
+        std::pair<ProfileUse, ProfileUse> profiles;
+        auto read = readPhotographPairInRows(
+            PartAccess(console_, parts_.first, result_.model.whiteLuminance), options_.first, options_.second,
+            &profiles, pixelsWanted ? nullptr : &firstRows_, pixelsWanted ? nullptr : &secondRows_);
+        first_ = firstRows_.seen(read.first.bgr, read.first.rowsOf);
+        second_ = secondRows_.seen(read.second.bgr, read.second.rowsOf);
+        first_.weights = countedPart(console_, options_.first, read.first.bgr, parts_.first);
+        // One mask for two photographs of a size is read once.
+        const bool sameWeights = parts_.first.mask == parts_.second.mask &&
+                                 parts_.first.alpha.use == AlphaChoice::Use::dropped &&
+                                 read.first.size() == read.second.size();
+        second_.weights =
+            sameWeights ? first_.weights : countedPart(console_, options_.second, read.second.bgr, parts_.second);
+        photographs_ = {read.first.bgr, read.second.bgr};
+        counted_ = {{photographs_.first, first_.weights}, {photographs_.second, second_.weights}};
+        result_.first = {options_.first, read.first.size(), profiles.first};
+        result_.second = {options_.second, read.second.size(), profiles.second};
+    }
+
+    /// What the photographs do not allow.
+    void checkPhotographs() const {
+        if (uniform_ && !(first_.weights.areBinary() && second_.weights.areBinary())) {
+            throw Refusal(std::string(options_.distances ? "--distances"
+                                      : options_.sliced  ? "--sliced"
+                                                         : "--predict") +
+                          ": distances of the uniform space count pixels or do not, and cannot weigh them; give masks "
+                          "of black and "
+                          "white, or leave out --model");
+        }
+        if (!options_.differenceMaps.empty()) {
+            checkDifferences(options_, photographs_);
+        }
+        if (tiles_) {
+            checkTiles(options_, *tiles_, photographs_);
+        }
+    }
+
+    void analyze() {
+        // Tiles bring the distributions of the whole along.
+        const bool tilesAlone = tiles_ && !shown() && !uniform_ && !result_.model.hue && !wantsFiles() &&
+                                !console_.diagnostics().wantsMessages();
+        const AnalysisOptions analysis = result_.model.analysis(shown() || uniform_);
+        Progress progress(console_, "comparing");
         try {
             if (!tilesAlone) {
-                analyses = analyzePair(first, second, analysis, watchOf(console, progress));
-                firstDistributions = analyses.first.distributions();
-                secondDistributions = analyses.second.distributions();
+                analyses_ = analyzePair(first_, second_, analysis, watchOf(console_, progress));
+                distributions_ = {analyses_.first.distributions(), analyses_.second.distributions()};
             }
-            if (tiles) {
-                Watch watch = watchOf(console, progress);
+            if (tiles_) {
+                Watch watch = watchOf(console_, progress);
                 watch.diagnostics = nullptr;
-                result.tiles = {compareTiles(counted.first, counted.second, *tiles, watch), *tiles,
-                                !options.tiles.tiles.empty()};
+                result_.tiles = {compareTiles(counted_.first, counted_.second, *tiles_, watch), *tiles_,
+                                 !options_.tiles.tiles.empty()};
             }
             if (tilesAlone) {
-                firstDistributions = result.tiles->comparison.first;
-                secondDistributions = result.tiles->comparison.second;
+                distributions_ = {result_.tiles->comparison.first, result_.tiles->comparison.second};
             }
         } catch (const std::invalid_argument&) {
             // Which of the two it is does not matter before one of them fails.
-            refuseUnseen(options.first, first, analysis);
-            refuseUnseen(options.second, second, analysis);
+            refuseUnseen(options_.first, first_, analysis);
+            refuseUnseen(options_.second, second_, analysis);
             throw;
         }
-        result.coefficients = compareDistributions(firstDistributions, secondDistributions);
-        result.hue = hueCoefficient(firstDistributions, secondDistributions);
+        result_.coefficients = compareDistributions(distributions_.first, distributions_.second);
+        result_.hue = hueCoefficient(distributions_.first, distributions_.second);
+        if (!whole()) {
+            result_.first.part = PartOfPhotograph{parts_.first, pixelsOf(counted_.first)};
+            result_.second.part = PartOfPhotograph{parts_.second, pixelsOf(counted_.second)};
+        }
+        checkAppearance(console_, options_.first, distributions_.first);
+        checkAppearance(console_, options_.second, distributions_.second);
     }
-    if (!whole) {
-        result.first.part = PartOfPhotograph{parts.first, pixelsOf(counted.first)};
-        result.second.part = PartOfPhotograph{parts.second, pixelsOf(counted.second)};
-    }
-    checkAppearance(console, options.first, firstDistributions);
-    checkAppearance(console, options.second, secondDistributions);
-    if (options.distances) {
-        result.distances = distancesOf(firstDistributions, secondDistributions);
-    }
-    if (uniform && analyses.first.hasMaps() && analyses.second.hasMaps()) {
-        const AppearanceMaps firstMaps = countedOf(analyses.first.maps(), firstWeights);
-        const AppearanceMaps secondMaps = countedOf(analyses.second.maps(), secondWeights);
-        result.uniform = uniformDistances(firstMaps, secondMaps);
-        if (options.sliced) {
-            result.sliced = slicedWasserstein(firstMaps, secondMaps, seedOf(options));
+
+    /// The distances that are wanted.
+    void measure() {
+        if (options_.distances) {
+            result_.distances = distancesOf(distributions_.first, distributions_.second);
+        }
+        if (uniform_ && analyses_.first.hasMaps() && analyses_.second.hasMaps()) {
+            const AppearanceMaps firstMaps = countedOf(analyses_.first.maps(), first_.weights);
+            const AppearanceMaps secondMaps = countedOf(analyses_.second.maps(), second_.weights);
+            result_.uniform = uniformDistances(firstMaps, secondMaps);
+            if (options_.sliced) {
+                result_.sliced = slicedWasserstein(firstMaps, secondMaps, seedOf(options_));
+            }
         }
     }
-    if (options.explain) {
-        result.explanation = likeness::explain(counted.first, counted.second, firstDistributions, secondDistributions);
-    }
-    if (!options.differenceMaps.empty()) {
-        result.differences = differencesOf(console, options, result.model.model, counted);
-    }
-    if (result.tiles) {
-        writeTiles(console, options, result);
-    }
-    if (predictor) {
-        result.predicted = predictor->predict(numbersOf(result, firstDistributions, secondDistributions, *predictor));
-    }
-    if (!options.distances) {
-        result.uniform.reset();  // it was needed for something else
-    }
-    if (shown) {
-        show(console, options, result, photographs, analyses);
-    }
-    give(console, options, result);
-    if (!result.model.isDefault()) {
-        console.tell(lineOf(result.model));
-    }
-    for (const ComparedPhotograph* photograph : {&result.first, &result.second}) {
-        if (photograph->part) {
-            console.tell(lineOfPart(photograph->path, photograph->part->countedPixels, photograph->size.area()));
+
+    /// Where, why, and what people would say; maps and the report.
+    void look() {
+        if (options_.explain) {
+            result_.explanation =
+                likeness::explain(counted_.first, counted_.second, distributions_.first, distributions_.second);
+        }
+        if (!options_.differenceMaps.empty()) {
+            result_.differences = differencesOf(console_, options_, result_.model.model, counted_);
+        }
+        if (result_.tiles) {
+            writeTiles(console_, options_, result_);
+        }
+        if (predictor_) {
+            result_.predicted =
+                predictor_->predict(numbersOf(result_, distributions_.first, distributions_.second, *predictor_));
+        }
+        if (!options_.distances) {
+            result_.uniform.reset();  // it was needed for something else
+        }
+        if (shown()) {
+            show(console_, options_, result_, photographs_, analyses_);
         }
     }
-    const std::string backgrounds = backgroundRemark(result.first.backgroundPixels(), result.second.backgroundPixels());
-    if (!result.model.isPublished() && !result.model.model.background && !backgrounds.empty()) {
-        console.warn(backgrounds + ": this alone moves the coefficients; --background 20 gives both the same");
-    }
-    const std::string below = result.shortfall();
-    if (!below.empty()) {
-        console.tell("below the limits: " + below);
+
+    ExitStatus tell() const {
+        if (!result_.model.isDefault()) {
+            console_.tell(lineOf(result_.model));
+        }
+        for (const ComparedPhotograph* photograph : {&result_.first, &result_.second}) {
+            if (photograph->part) {
+                console_.tell(lineOfPart(photograph->path, photograph->part->countedPixels, photograph->size.area()));
+            }
+        }
+        const std::string backgrounds =
+            backgroundRemark(result_.first.backgroundPixels(), result_.second.backgroundPixels());
+        if (!result_.model.isPublished() && !result_.model.model.background && !backgrounds.empty()) {
+            console_.warn(backgrounds + ": this alone moves the coefficients; --background 20 gives both the same");
+        }
+        const std::string below = result_.shortfall();
+        if (below.empty()) {
+            return ExitStatus::done;
+        }
+        console_.tell("below the limits: " + below);
         return ExitStatus::outsideLimits;
     }
-    return ExitStatus::done;
+
+    const Console& console_;
+    const CompareArguments& options_;
+    std::pair<PartChoice, PartChoice> parts_;
+    ComparisonResult result_;
+    std::optional<TileOptions> tiles_;
+    std::optional<ScorePredictor> predictor_;
+    bool uniform_ = false;  ///< whether distances in the uniform space are wanted
+    CountedPhotographRows firstRows_;
+    CountedPhotographRows secondRows_;
+    SeenPhotograph first_;
+    SeenPhotograph second_;
+    std::pair<cv::Mat, cv::Mat> photographs_;  ///< empty where they are counted while they are read
+    std::pair<PhotographPart, PhotographPart> counted_;
+    std::pair<Analysis, Analysis> analyses_;
+    std::pair<AppearanceDistributions, AppearanceDistributions> distributions_;
+};
+
+ExitStatus compare(const Console& console, const CompareArguments& options) {
+    return PairComparison(console, options).run();
 }
 
 /// Whether `read` takes a text.
