@@ -177,7 +177,9 @@ std::optional<IndexSummary> indexedArchive(const std::vector<std::string>& paths
     how.profiles = profileChoiceFor("profile", options.profile);
     bool stopped = false;
     BatchEvents events;
-    events.warn = options.warn;
+    if (options.warn) {
+        events.warn = options.warn;
+    }
     events.recorded = [&](std::size_t done, std::size_t all) {
         stopped = stopped || (options.progress && !options.progress(done, all));
     };

@@ -88,24 +88,6 @@ IndexEnd IndexRun::run() {
     return end;
 }
 
-void IndexRun::tell(const std::string& line) const {
-    if (events_.tell) {
-        events_.tell(line);
-    }
-}
-
-void IndexRun::warn(const std::string& line) const {
-    if (events_.warn) {
-        events_.warn(line);
-    }
-}
-
-void IndexRun::showProgress(const std::string& line) const {
-    if (events_.progress) {
-        events_.progress(line);
-    }
-}
-
 std::unique_ptr<ArchiveFile> IndexRun::opened(const std::string& path, const char* what) const {
     auto archive = std::make_unique<ArchiveFile>(path);
     if (!archive->origin().agreesWith(origin_)) {
@@ -116,9 +98,9 @@ std::unique_ptr<ArchiveFile> IndexRun::opened(const std::string& path, const cha
     }
     for (const std::string& damage : archive->damage()) {
         if (archive->finished() || archive->head().edges) {
-            warn("'" + path + "': " + damage);
+            events_.warn("'" + path + "': " + damage);
         } else {
-            tell("'" + path + "': " + damage + "; they are dropped and made again");
+            events_.tell("'" + path + "': " + damage + "; they are dropped and made again");
         }
     }
     return archive;
@@ -170,7 +152,7 @@ std::vector<const ArchiveFile*> IndexRun::archives() const {
 void IndexRun::chooseMissing() {
     const ArchiveUnion known(archives());
     for (const std::string& damage : known.damage()) {
-        warn(damage + "; what cannot be read is analysed again");
+        events_.warn(damage + "; what cannot be read is analysed again");
     }
     for (std::size_t k = 0; k < known.size(); ++k) {
         const std::string_view path = known.pathOf(k);
@@ -218,7 +200,7 @@ void IndexRun::analyseMissing(std::uint64_t keep) {
             if (!shortage.isShortage()) {
                 throw Refusal(whatIsKept(shortage.what()));
             }
-            warn(unprotectedWarning);
+            events_.warn(unprotectedWarning);
         }
     }
     try {
@@ -232,7 +214,7 @@ void IndexRun::analyseMissing(std::uint64_t keep) {
     } catch (const std::system_error& error) {
         throw Refusal(whatIsKept(error.what()));
     }
-    showProgress({});
+    events_.progress({});
 }
 
 std::string IndexRun::whatIsKept(const std::string& problem) const {
@@ -271,7 +253,7 @@ void IndexRun::analyse(ArchiveWriter& writer, unsigned jobs) {
         written = Clock::now();
     };
     const auto tellRecorded = [&] {
-        if (events_.recorded && done_ > toldDone) {
+        if (done_ > toldDone) {
             toldDone = done_;
             events_.recorded(paths_.size() - missing_.size() + done_, paths_.size());
         }
@@ -279,7 +261,7 @@ void IndexRun::analyse(ArchiveWriter& writer, unsigned jobs) {
     try {
         while (pool.take(ready, pace)) {
             if (const unsigned workers = pool.workers(); workers < workersTold) {
-                warn(
+                events_.warn(
                     fmt::format("threads or memory are short: {} at the same time, not {}; --jobs sets how "
                                 "many",
                                 numberOf(workers, "photograph"), pool.asked()));
@@ -293,13 +275,13 @@ void IndexRun::analyse(ArchiveWriter& writer, unsigned jobs) {
                 write();
             }
             tellRecorded();
-            if (stops()) {
+            if (events_.stops()) {
                 pool.stop();
             }
             if (Clock::now() - shown > 2 * pace) {
                 shown = Clock::now();
-                showProgress(batchProgressLine(done_ + gathered.size(), failedNow_, missing_.size(),
-                                               secondsSince(begin_), "photographs"));
+                events_.progress(batchProgressLine(done_ + gathered.size(), failedNow_, missing_.size(),
+                                                   secondsSince(begin_), "photographs"));
             }
         }
     } catch (const Refusal&) {
@@ -335,16 +317,17 @@ void IndexRun::finish(IndexEnd& end) {
         forgetNowAndThen(k);
         const ArchivedPhotograph entry = all.archiveOf(k).photograph(all.entryOf(k));
         if (!entry.analysed() && ++failed <= told) {
-            warn("cannot read '" + entry.path + "'" + entry.problem);
+            events_.warn("cannot read '" + entry.path + "'" + entry.problem);
         }
     }
     if (failed > told) {
-        warn(fmt::format("... and {} more cannot be read", failed - told));
+        events_.warn(fmt::format("... and {} more cannot be read", failed - told));
     }
     fs::remove(unfinished_, error);
-    tell(fmt::format("{}, {} failed; {} added, {} changed, {} removed{}", numberOf(all.size(), "photograph"), failed,
-                     added_, changed_, removed_, missing_.empty() ? "" : " in " + durationText(secondsSince(begin_))));
-    tell("archive is in '" + output_ + "'");
+    events_.tell(fmt::format("{}, {} failed; {} added, {} changed, {} removed{}", numberOf(all.size(), "photograph"),
+                             failed, added_, changed_, removed_,
+                             missing_.empty() ? "" : " in " + durationText(secondsSince(begin_))));
+    events_.tell("archive is in '" + output_ + "'");
     if (options_.approximate) {
         archives_.clear();
         end.approximate = makeApproximateIndex();
@@ -356,8 +339,8 @@ void IndexRun::finish(IndexEnd& end) {
 bool IndexRun::makeApproximateIndex() {
     const ArchiveFile archive(output_);
     const auto tellRecall = [this](double recall, std::size_t photographs) {
-        tell(fmt::format("approximate index: recall at 10 {:.3f}, measured on {}", recall,
-                         numberOf(photographs, "photograph")));
+        events_.tell(fmt::format("approximate index: recall at 10 {:.3f}, measured on {}", recall,
+                                 numberOf(photographs, "photograph")));
     };
     try {
         const ApproximateIndex index(archive);
@@ -370,24 +353,24 @@ bool IndexRun::makeApproximateIndex() {
     const auto show = [&](std::size_t done, std::size_t all) {
         if (Clock::now() - shown > std::chrono::milliseconds(200)) {
             shown = Clock::now();
-            showProgress(fmt::format("{}/{} photographs in the approximate index", done, all));
+            events_.progress(fmt::format("{}/{} photographs in the approximate index", done, all));
         }
-        return !stops();
+        return !events_.stops();
     };
     try {
         made = buildApproximateIndex(archive, show);
     } catch (const Refusal&) {
-        if (!stops()) {
+        if (!events_.stops()) {
             throw;
         }
-        showProgress({});
-        tell("stopped: the archive is whole, the approximate index is not made");
+        events_.progress({});
+        events_.tell("stopped: the archive is whole, the approximate index is not made");
         return false;
     }
-    showProgress({});
+    events_.progress({});
     tellRecall(made.recall, made.photographs);
-    tell(fmt::format("approximate index: a search takes {:.2g} ms, an exact one {:.2g} ms",
-                     1000 * made.approximateSeconds, 1000 * made.exactSeconds));
+    events_.tell(fmt::format("approximate index: a search takes {:.2g} ms, an exact one {:.2g} ms",
+                             1000 * made.approximateSeconds, 1000 * made.exactSeconds));
     return true;
 }
 

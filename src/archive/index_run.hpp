@@ -59,11 +59,6 @@ public:
 private:
     using Clock = std::chrono::steady_clock;
 
-    void tell(const std::string& line) const;
-    void warn(const std::string& line) const;
-    void showProgress(const std::string& line) const;
-    bool stops() const { return events_.stops && events_.stops(); }
-
     std::unique_ptr<ArchiveFile> opened(const std::string& path, const char* what) const;
     void forgetNowAndThen(std::size_t k) const;
     std::vector<const ArchiveFile*> archives() const;

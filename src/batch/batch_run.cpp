@@ -81,51 +81,33 @@ BatchEnd BatchRun::run() {
     earlier_ = resumeResults(file_, pairs_, origin_, {options_.retryFailed, options_.checksums, options_.root});
     summary_ = std::move(earlier_.summary);
     if (earlier_.dropped > 0) {
-        tell(fmt::format("'{}': the last {} bytes are no whole record; they are dropped and made again", file_.path,
-                         earlier_.dropped));
+        events_.tell(fmt::format("'{}': the last {} bytes are no whole record; they are dropped and made again",
+                                 file_.path, earlier_.dropped));
     }
     if (earlier_.damaged) {
-        tell("'" + file_.path + "': the end of the database cannot be read; what is missing is made again");
+        events_.tell("'" + file_.path + "': the end of the database cannot be read; what is missing is made again");
     }
     if (earlier_.upgraded) {
-        warn("'" + file_.path +
-             "' has records of an earlier version, without checksums and the photographs' sizes and " +
-             "times; it is written anew, and the photographs are taken for unchanged");
+        events_.warn("'" + file_.path +
+                     "' has records of an earlier version, without checksums and the photographs' sizes and " +
+                     "times; it is written anew, and the photographs are taken for unchanged");
     }
     if (earlier_.changed > 0) {
-        tell(fmt::format("photographs of {} have changed since; they are compared again",
-                         numberOf(earlier_.changed, "recorded pair")));
+        events_.tell(fmt::format("photographs of {} have changed since; they are compared again",
+                                 numberOf(earlier_.changed, "recorded pair")));
     }
     if (earlier_.withoutChecksums > 0) {
-        tell(fmt::format("{} without checksums of the photographs; they are compared again for --checksums",
-                         numberOf(earlier_.withoutChecksums, "pair is recorded", "pairs are recorded")));
+        events_.tell(fmt::format("{} without checksums of the photographs; they are compared again for --checksums",
+                                 numberOf(earlier_.withoutChecksums, "pair is recorded", "pairs are recorded")));
     }
     if (earlier_.recorded > 0) {
-        tell(fmt::format("{} of {} recorded already", earlier_.recorded, numberOf(pairs_.size(), "pair")));
+        events_.tell(fmt::format("{} of {} recorded already", earlier_.recorded, numberOf(pairs_.size(), "pair")));
     }
     compare();
     if (recorded() == pairs_.size()) {
         dropPreviousResults(file_);
     }
     return {pairs_.size(), recorded(), done_, secondsSince(begin_), std::move(summary_)};
-}
-
-void BatchRun::tell(const std::string& line) const {
-    if (events_.tell) {
-        events_.tell(line);
-    }
-}
-
-void BatchRun::warn(const std::string& line) const {
-    if (events_.warn) {
-        events_.warn(line);
-    }
-}
-
-void BatchRun::showProgress(const std::string& line) const {
-    if (events_.progress) {
-        events_.progress(line);
-    }
 }
 
 void BatchRun::announcePhotographs() {
@@ -150,7 +132,7 @@ void BatchRun::compare() {
             if (!shortage.isShortage()) {
                 throw Refusal(whatIsRecorded(shortage.what()));
             }
-            warn(unprotectedWarning);
+            events_.warn(unprotectedWarning);
         }
     }
     const auto writer = writeResults(file_, earlier_.tail);
@@ -165,7 +147,7 @@ void BatchRun::compare() {
     } catch (const std::system_error& error) {
         throw Refusal(whatIsRecorded(error.what()));
     }
-    showProgress({});
+    events_.progress({});
 }
 
 std::string BatchRun::whatIsRecorded(const std::string& problem) const {
@@ -189,16 +171,15 @@ void BatchRun::record(ResultWriter& writer, unsigned jobs) {
                 summary_.add(written.outcome);
                 failedNow_ += written.outcome.compared() ? 0U : 1U;
             }
-            if (events_.recorded) {
-                events_.recorded(recorded(), pairs_.size());
-            }
+            events_.recorded(recorded(), pairs_.size());
         }
-        if (events_.stops && events_.stops()) {
+        if (events_.stops()) {
             pool.stop();
         }
         if (Clock::now() - shown > 2 * pace) {
             shown = Clock::now();
-            showProgress(batchProgressLine(done_, failedNow_, pairs_.size() - earlier_.recorded, secondsSince(begin_)));
+            events_.progress(
+                batchProgressLine(done_, failedNow_, pairs_.size() - earlier_.recorded, secondsSince(begin_)));
         }
     }
 }
@@ -208,8 +189,8 @@ unsigned BatchRun::tellOfFewerWorkers(const OrderedPool& pool, unsigned told) {
     const unsigned workers = pool.workers();
     if (workers < told) {
         cores_.stopLending();
-        warn(fmt::format("threads or memory are short: {} at the same time, not {}; --jobs sets how many",
-                         numberOf(workers, "pair"), pool.asked()));
+        events_.warn(fmt::format("threads or memory are short: {} at the same time, not {}; --jobs sets how many",
+                                 numberOf(workers, "pair"), pool.asked()));
     }
     return std::min(workers, told);
 }

@@ -44,13 +44,17 @@ struct BatchOptions {
     std::function<std::optional<PhotographAnalysis>(const std::string& path)> known{};
 };
 
-/// What a run says while it is under way, on the thread that runs it. A function that is empty is not called.
+/// What a run says while it is under way, on the thread that runs it. A function that is left as it is does nothing; none
+/// may be empty.
 struct BatchEvents {
-    std::function<void(const std::string& line)> tell{};      ///< what was found and done
-    std::function<void(const std::string& line)> warn{};      ///< what the user should know although the run goes on
-    std::function<void(const std::string& line)> progress{};  ///< how far it is; an empty line when it ends
-    std::function<void(std::size_t recorded, std::size_t pairs)> recorded{};  ///< some more pairs are in the file
-    std::function<bool()> stops{};  ///< asked several times a second; true: stop soon
+    using Line = std::function<void(const std::string& line)>;
+
+    Line tell = [](const std::string&) {};      ///< what was found and done
+    Line warn = [](const std::string&) {};      ///< what the user should know although the run goes on
+    Line progress = [](const std::string&) {};  ///< how far it is; an empty line when it ends
+    /// Some more pairs, or photographs of an archive, are in the file.
+    std::function<void(std::size_t recorded, std::size_t all)> recorded = [](std::size_t, std::size_t) {};
+    std::function<bool()> stops = [] { return false; };  ///< asked several times a second; true: stop soon
 };
 
 /// What came of a run.
@@ -83,9 +87,6 @@ private:
     using Clock = std::chrono::steady_clock;
 
     std::size_t recorded() const { return earlier_.recorded + done_; }
-    void tell(const std::string& line) const;
-    void warn(const std::string& line) const;
-    void showProgress(const std::string& line) const;
     void compare();
     void announcePhotographs();
     std::string whatIsRecorded(const std::string& problem) const;

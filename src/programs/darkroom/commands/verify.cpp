@@ -25,10 +25,47 @@ struct VerifyArguments {
     std::string results;
 };
 
+/// What was found of records, and how it is printed.
+struct Findings {
+    std::uint64_t compared = 0;
+    std::uint64_t failed = 0;
+    std::uint64_t missing = 0;
+    std::uint64_t doubled = 0;
+    std::optional<std::uint64_t> foreign;  ///< without a list there are none
+    std::uint64_t altered = 0;
+    std::string remarks;
+
+    /// One line, whatever an id holds: none passes for a line of the counts.
+    void remark(const char* what, const std::string& text) {
+        remarks += std::string(what) + ": " + shownText(text) + '\n';
+    }
+
+    void addOutcome(const ResultRecord& record) {
+        if (record.outcome.compared()) {
+            ++compared;
+        } else {
+            ++failed;
+            remark("failed", record.id + ": " + record.outcome.error);
+        }
+    }
+
+    /// @return  whether every pair is recorded once, as it should be, and compared
+    bool report(std::ostream& out, std::uint64_t pairs) const {
+        out << "pairs: " << pairs << "\ncompared: " << compared << "\nfailed: " << failed << "\nmissing: " << missing
+            << "\ndoubled: " << doubled;
+        if (foreign) {
+            out << "\nforeign: " << *foreign;
+        }
+        out << "\naltered: " << altered << '\n' << remarks;
+        return compared == pairs && missing + doubled + foreign.value_or(0) + altered == 0;
+    }
+};
+
 /// Compares records with the pairs of a list, in any order.
 class Verification {
 public:
     explicit Verification(const PairList& pairs) : pairs_(pairs), met_(pairs.size()) {
+        findings_.foreign = 0;
         index_.reserve(pairs.size());
         for (std::size_t k = 0; k < pairs.size(); ++k) {
             index_.emplace(wideHash(pairs.at(k).id).low, k);
@@ -38,39 +75,29 @@ public:
     void add(const ResultRecord& record) {
         const std::size_t number = find(record.id);
         if (number == pairs_.size()) {
-            ++foreign_;
-            remark("foreign", record.id);
+            ++*findings_.foreign;
+            findings_.remark("foreign", record.id);
             return;
         }
         if (met_[number]) {
-            ++doubled_;
-            remark("doubled", record.id);
+            ++findings_.doubled;
+            findings_.remark("doubled", record.id);
             return;
         }
         met_[number] = true;
-        if (record.outcome.compared()) {
-            ++compared_;
-        } else {
-            ++failed_;
-            remark("failed", record.id + ": " + record.outcome.error);
-        }
+        findings_.addOutcome(record);
         checkUnaltered(pairs_.at(number), record);
     }
 
     /// @return  whether every pair is recorded once, as it is in the list, and compared
     bool report(std::ostream& out) {
-        std::uint64_t missing = 0;
         for (std::size_t k = 0; k < pairs_.size(); ++k) {
             if (!met_[k]) {
-                ++missing;
-                remark("missing", pairs_.at(k).id);
+                ++findings_.missing;
+                findings_.remark("missing", pairs_.at(k).id);
             }
         }
-        out << "pairs: " << pairs_.size() << "\ncompared: " << compared_ << "\nfailed: " << failed_
-            << "\nmissing: " << missing << "\ndoubled: " << doubled_ << "\nforeign: " << foreign_
-            << "\naltered: " << altered_ << '\n'
-            << remarks_;
-        return compared_ == pairs_.size() && doubled_ + foreign_ + altered_ == 0;
+        return findings_.report(out, pairs_.size());
     }
 
 private:
@@ -82,11 +109,6 @@ private:
             }
         }
         return pairs_.size();
-    }
-
-    /// One line, whatever an id holds: none passes for a line of the counts.
-    void remark(const char* what, const std::string& text) {
-        remarks_ += std::string(what) + ": " + shownText(text) + '\n';
     }
 
     void checkUnaltered(const Pair& pair, const ResultRecord& record) {
@@ -112,22 +134,17 @@ private:
             compare(value.column, recorded == nullptr ? "" : recorded->text, value.text);
         }
         if (!what.empty()) {
-            ++altered_;
-            remark("altered", record.id + ": " + what);
+            ++findings_.altered;
+            findings_.remark("altered", record.id + ": " + what);
         }
     }
 
     const PairList& pairs_;
     std::vector<bool> met_;
     std::unordered_multimap<std::uint64_t, std::size_t> index_;
-    std::uint64_t compared_ = 0;
-    std::uint64_t failed_ = 0;
-    std::uint64_t doubled_ = 0;
-    std::uint64_t foreign_ = 0;
-    std::uint64_t altered_ = 0;
+    Findings findings_;
     std::string version_;
     std::string parameters_;
-    std::string remarks_;
 };
 
 ExitStatus verifyArchive(const VerifyArguments& options) {
@@ -178,12 +195,8 @@ bool isWhole(const Console& console, const std::string& path, ResultFormat forma
 /// Results without a list, such as those of darkroom pairs: each record proves itself and says of how many it is one.
 ExitStatus verifyAlone(const Console& console, const std::string& path, ResultFormat format) {
     const auto reader = openResults(path, format);
-    std::uint64_t compared = 0;
-    std::uint64_t failed = 0;
-    std::uint64_t doubled = 0;
-    std::uint64_t altered = 0;
+    Findings findings;
     std::uint64_t total = 0;
-    std::string remarks;
     std::unordered_set<std::string> ids;
     std::unordered_set<std::uint64_t> positions;
     std::string version;
@@ -195,23 +208,15 @@ ExitStatus verifyAlone(const Console& console, const std::string& path, ResultFo
             parameters = record.parameters;
         }
         const bool again = !ids.insert(record.id).second;
-        doubled += again || !positions.insert(record.position).second ? 1 : 0;
+        findings.doubled += again || !positions.insert(record.position).second ? 1 : 0;
         if (record.pairs != total || record.version != version || record.parameters != parameters) {
-            ++altered;
-            remarks += "altered: " + shownText(record.id) + ": it is of another run\n";
+            ++findings.altered;
+            findings.remark("altered", record.id + ": it is of another run");
         }
-        if (record.outcome.compared()) {
-            ++compared;
-        } else {
-            ++failed;
-            remarks += "failed: " + shownText(record.id + ": " + record.outcome.error) + '\n';
-        }
+        findings.addOutcome(record);
     }
-    const std::uint64_t missing = total > positions.size() ? total - positions.size() : 0;
-    std::cout << "pairs: " << total << "\ncompared: " << compared << "\nfailed: " << failed << "\nmissing: " << missing
-              << "\ndoubled: " << doubled << "\naltered: " << altered << '\n'
-              << remarks;
-    const bool good = compared == total && missing + doubled + altered == 0;
+    findings.missing = total > positions.size() ? total - positions.size() : 0;
+    const bool good = findings.report(std::cout, total);
     return isWhole(console, path, format, *reader) && good ? ExitStatus::done : ExitStatus::outsideLimits;
 }
 
