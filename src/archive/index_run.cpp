@@ -74,7 +74,7 @@ IndexRun::IndexRun(const PathNames& paths, std::string output, IndexRunOptions o
       unfinished_(workingFile(output_, "index")) {}
 
 IndexEnd IndexRun::run() {
-    const OutputLock lock(unfinished_, OutputLock::Links::refuse);
+    const OutputLock lock(unfinished_, OutputLock::Links::refuse, output_);
     const std::uint64_t keep = readEarlier();
     chooseMissing();
     if (!missing_.empty()) {

@@ -32,7 +32,7 @@ bool hasName(int descriptor, const std::string& path) {
 
 }  // namespace
 
-OutputLock::OutputLock(const std::string& output, Links links) : path_(output) {
+OutputLock::OutputLock(const std::string& output, Links links, const std::string& shown) : path_(output) {
     const int flags = O_RDWR | O_CLOEXEC | (links == Links::refuse ? O_NOFOLLOW : 0);
     for (;;) {
         descriptor_ = ::open(path_.c_str(), flags);
@@ -49,7 +49,7 @@ OutputLock::OutputLock(const std::string& output, Links links) : path_(output) {
             const int problem = errno;
             ::close(descriptor_);
             throw Refusal(problem == EAGAIN || problem == EACCES
-                              ? "'" + output + "' is being written by another process"
+                              ? "'" + (shown.empty() ? output : shown) + "' is being written by another process"
                               : "cannot lock '" + path_ + "': " + std::strerror(problem));
         }
         if (hasName(descriptor_, path_)) {

@@ -18,8 +18,9 @@ public:
 
     /// Opens the file and locks it. If there is none an empty one is made, which goes again with the lock if nothing
     /// was written into it.
+    /// @param shown     the name that the user knows, of a working file; empty: the output's own
     /// @throws Refusal  if another process has it
-    explicit OutputLock(const std::string& output, Links links = Links::follow);
+    explicit OutputLock(const std::string& output, Links links = Links::follow, const std::string& shown = {});
     ~OutputLock();
     OutputLock(const OutputLock&) = delete;
     OutputLock& operator=(const OutputLock&) = delete;

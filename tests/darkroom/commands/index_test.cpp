@@ -1,6 +1,7 @@
 // darkroom index, and merge, verify and repair of its archives.
 #include "archive/archive_writer.hpp"
 #include "archive/photograph_index.hpp"
+#include "batch/output_lock.hpp"
 #include "batch/working_file.hpp"
 #include "darkroom/darkroom_program.hpp"
 #include "support/test_images.hpp"
@@ -213,6 +214,38 @@ TEST_F(DarkroomIndex, RepairsWhatIsDamaged) {
     expectDone({"repair", "cut", "-o", "repaired", "--quiet"});
     EXPECT_TRUE(contentOf(output("repaired")) == bytes);
     expectDone({"verify", "repaired"});
+}
+
+TEST_F(DarkroomIndex, ADamagedArchiveIsSearchedAndTheStatusTells) {
+    const std::string bytes = bytesOf({}, "a");
+    // Without its last list all entries can be read; with a byte flipped some cannot.
+    std::ofstream(output("cut"), std::ios::binary) << bytes.substr(0, bytes.size() - 40);
+    std::string flipped = bytes;
+    flipped[flipped.size() / 2] = static_cast<char>(flipped[flipped.size() / 2] ^ 4);
+    std::ofstream(output("flipped"), std::ios::binary) << flipped;
+    const std::string found = expectDone({"search", "a", photograph(0), "--quiet"}).out;
+    const Outcome cut = darkroom({"search", "cut", photograph(0), "--quiet"});
+    EXPECT_EQ(cut.status, 1);
+    EXPECT_EQ(cut.out, found);
+    EXPECT_EQ(linesOf(cut.err).size(), 1U) << cut.err;
+    EXPECT_NE(cut.err.find("darkroom repair keeps what can be read"), std::string::npos) << cut.err;
+    const Outcome none = darkroom({"search", "flipped", photograph(0), "--quiet"});
+    EXPECT_EQ(none.status, 1);
+    EXPECT_NE(none.err.find("what stands there is not found"), std::string::npos) << none.err;
+    expectDone({"pairs", "a", "--min", "0", "-o", "a.csv", "--quiet"});
+    EXPECT_EQ(darkroom({"pairs", "cut", "--min", "0", "-o", "cut.csv", "--quiet"}).status, 1);
+    EXPECT_EQ(contentOf(output("cut.csv")), contentOf(output("a.csv")));
+    const Outcome noPair = darkroom({"pairs", "flipped", "a", "--min", "0", "-o", "flipped.csv", "--quiet"});
+    EXPECT_EQ(noPair.status, 1);
+    EXPECT_NE(noPair.err.find("what stands there is in no pair"), std::string::npos) << noPair.err;
+    EXPECT_LT(linesOf(contentOf(output("flipped.csv"))).size(), 1U + photographs * photographs);
+}
+
+TEST_F(DarkroomIndex, TwoOnOneArchiveRefuseEachOther) {
+    const OutputLock lock(workingFile(output("a"), "index"), OutputLock::Links::refuse);
+    const Outcome second = darkroom({"index", photos(), "-o", "a"});
+    EXPECT_EQ(second.status, 2);
+    EXPECT_EQ(second.err, "darkroom index: 'a' is being written by another process\n");
 }
 
 TEST_F(DarkroomIndex, ServesABatch) {

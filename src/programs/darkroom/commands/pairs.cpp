@@ -135,7 +135,7 @@ public:
         if (fs::is_regular_file(output_, error)) {
             outputLock.emplace(output_);
         }
-        const OutputLock lock(log_, OutputLock::Links::refuse);
+        const OutputLock lock(log_, OutputLock::Links::refuse, options_.output);
         takeUp();
         const bool isThere = fs::exists(output_, error);
         if (isThere && !options_.overwrite && !options_.resume) {
@@ -160,7 +160,8 @@ public:
             throw;
         }
         fs::remove(log_, error);
-        return ExitStatus::done;
+        const bool sound = first_.damage().empty() && second_.damage().empty() && state_.damage.empty();
+        return sound ? ExitStatus::done : ExitStatus::outsideLimits;
     }
 
 private:

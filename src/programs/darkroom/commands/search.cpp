@@ -347,6 +347,7 @@ ExitStatus search(const Console& console, const SearchArguments& options) {
     }
     const ProfileChoice profiles = profilesWith(chosenPart(options.part), console.profiles());
     std::vector<SearchedPhotograph> searched;
+    bool sound = archive.damage().empty();
     {
         Progress progress(console, "searching", static_cast<int>(queries.size()));
         std::set<std::string> told;
@@ -370,6 +371,7 @@ ExitStatus search(const Console& console, const SearchArguments& options) {
             std::vector<std::string> damage;
             const std::vector<ArchiveHit> hits = index ? index->nearest(query.distributions, asked)
                                                        : nearestEntries(archive, query.distributions, asked, &damage);
+            sound = sound && damage.empty();
             for (const std::string& line : damage) {
                 if (told.insert(line).second) {
                     console.warn(line + "; what stands there is not found");
@@ -412,7 +414,7 @@ ExitStatus search(const Console& console, const SearchArguments& options) {
         replaceFile(options.output, text);
         console.tell("wrote '" + options.output + "': result");
     }
-    return ExitStatus::done;
+    return sound ? ExitStatus::done : ExitStatus::outsideLimits;
 }
 
 }  // namespace

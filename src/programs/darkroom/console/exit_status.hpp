@@ -23,8 +23,8 @@ inline constexpr std::array<ExitStatusText, 5> exitStatusTexts = {{
     {ExitStatus::done, "The work is done, and within the limits that were asked for."},
     {ExitStatus::outsideLimits,
      "Carried out, and not all is right. Of many photographs: some failed. Of compare: a coefficient is outside the "
-     "limits. Of batch: all pairs are "
-     "recorded, some as failed. Of info: a file cannot be read. Of verify and selftest: something failed, is missing "
+     "limits. Of batch: all pairs are recorded, some as failed. Of search and pairs: the archive is damaged, and what "
+     "can be read was searched. Of info: a file cannot be read. Of verify and selftest: something failed, is missing "
      "or "
      "does not agree."},
     {ExitStatus::couldNotRun,
