@@ -465,7 +465,7 @@ PhotographRead readCollecting(const std::string& name, PhotographValues values, 
         if (selection.page > 1) {
             result.bgr.release();
             result.rowsOf = {};
-            result.problem = std::string(": --page: ") + nameOf(header.format) + " is read without pages";
+            result.problem = ": " + readWithoutPages(header);
             return result;
         }
         if (header.pages > 1) {

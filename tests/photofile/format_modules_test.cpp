@@ -106,22 +106,52 @@ TEST(FormatModules, DeepAvifUsesTheWholeRange) {
     EXPECT_MAT_NEAR(toUnit(read.bgr), toUnit(deepPhotograph()), Tolerance{.absolute = 2.0 / 1023});
 }
 
-TEST(FormatModules, ColorsThatOnlyTheStreamOfAnAvifTellsAreToldOf) {
+/// The same file without what its boxes tell of colours.
+std::string withoutColorBoxes(std::string bytes) {
+    for (std::size_t box = bytes.find("colrnclx"); box != std::string::npos; box = bytes.find("colrnclx")) {
+        bytes.replace(box, 4, "skip");
+    }
+    return bytes;
+}
+
+TEST(FormatModules, ColorsThatOnlyTheStreamOfAnAvifTellsAreTaken) {
+    const ScratchDirectory scratch;
+    cv::imwrite("a.png", examplePhotograph("cat.jpg")(cv::Rect(100, 60, 128, 128)));
+    // A plain picture, one with 10 bits, and one of four tiles.
+    for (const std::vector<std::string>& variant :
+         {std::vector<std::string>{}, {"-d", "10", "-y", "444"}, {"--grid", "2x2"}}) {
+        std::vector<std::string> command{"avifenc", "--cicp", "12/13/1", "--min", "0", "--max", "0"};
+        command.insert(command.end(), variant.begin(), variant.end());
+        command.insert(command.end(), {"a.png", "a.avif"});
+        REQUIRE_TOOL("heif", command, "a.avif");
+        const std::string bytes = contentOf("a.avif");
+        ASSERT_NE(bytes.find("colrnclx"), std::string::npos);
+        std::ofstream("b.avif", std::ios::binary) << withoutColorBoxes(bytes);
+        const cv::Mat told = readColors("a.avif").bgr;
+        EXPECT_EQ(told.depth(), CV_32F);  // converted from Display P3
+        const PhotographRead read = readColors("b.avif");
+        EXPECT_TRUE(read.remarks.empty());
+        EXPECT_EQ(read.bgr.depth(), CV_32F);
+        EXPECT_TRUE(readColors("a.avif").remarks.empty());
+        // Of the stream of a file that is damaged there nothing is said.
+        std::string damaged = withoutColorBoxes(bytes);
+        const std::size_t stream = damaged.rfind("mdat") + 4;
+        damaged[stream] = '\x7F';
+        std::ofstream("c.avif", std::ios::binary) << damaged;
+        readColors("c.avif");  // without an end by a signal
+    }
+}
+
+TEST(FormatModules, AnAvifWithoutColorsIsTakenForSrgbAndToldOf) {
     const ScratchDirectory scratch;
     cv::imwrite("a.png", smallPhotograph());
-    REQUIRE_TOOL("heif", {"avifenc", "--cicp", "12/13/1", "--min", "0", "--max", "0", "a.png", "a.avif"}, "a.avif");
-    std::string bytes = contentOf("a.avif");
-    const std::size_t box = bytes.find("colrnclx");
-    ASSERT_NE(box, std::string::npos);
-    bytes.replace(box, 4, "skip");
-    std::ofstream("b.avif", std::ios::binary) << bytes;
-    const cv::Mat told = readColors("a.avif").bgr;
-    EXPECT_EQ(told.depth(), CV_32F);  // converted from Display P3
+    REQUIRE_TOOL("heif", {"avifenc", "--cicp", "2/2/2", "a.png", "a.avif"}, "a.avif");
+    std::ofstream("b.avif", std::ios::binary) << withoutColorBoxes(contentOf("a.avif"));
     const PhotographRead read = readColors("b.avif");
+    ASSERT_EQ(read.problem, "");
+    EXPECT_EQ(read.bgr.depth(), CV_8U);
     ASSERT_EQ(read.remarks.size(), 1U);
-    EXPECT_EQ(read.remarks[0],
-              "it has no box (colr) that tells its colours: they are taken for sRGB, whatever its stream says of them");
-    EXPECT_TRUE(readColors("a.avif").remarks.empty());
+    EXPECT_EQ(read.remarks[0], "neither a box (colr) nor its stream tells its colours: they are taken for sRGB");
 }
 
 TEST(FormatModules, HeicOfTenBitsUsesTheWholeRange) {
@@ -235,6 +265,112 @@ TEST(FormatModules, PagesTilesAndDepthsOfTiff) {
         const cv::Mat reference = cv::imread("reference.png", cv::IMREAD_COLOR | cv::IMREAD_ANYDEPTH);
         EXPECT_MAT_NEAR(toUnit(read.bgr), toUnit(reference), Tolerance{.absolute = 1.01 / 65535});
     }
+}
+
+/// How the numbers of a made TIFF stand in it.
+struct TiffLayout {
+    bool bigEndian = false;
+    bool wide = false;  ///< BigTIFF
+};
+
+/// A grey TIFF of one row, not compressed.
+/// @param format  SampleFormat: 1 for integers, 3 for floats
+std::string greyTiff(const std::vector<std::uint64_t>& values, int bits, int format, const TiffLayout& layout) {
+    std::string bytes;
+    const auto put = [&](std::uint64_t value, int size) {
+        for (int k = 0; k < size; ++k) {
+            bytes.push_back(static_cast<char>(value >> 8 * (layout.bigEndian ? size - 1 - k : k)));
+        }
+    };
+    const int place = layout.wide ? 8 : 4;
+    const std::uint64_t begin = layout.wide ? 16 : 8;
+    bytes = layout.bigEndian ? "MM" : "II";
+    put(layout.wide ? 43 : 42, 2);
+    if (layout.wide) {
+        put(8, 2);
+        put(0, 2);
+    }
+    const std::uint64_t pixels = values.size() * static_cast<std::uint64_t>(bits) / 8;
+    put(begin + pixels + pixels % 2, place);
+    for (const std::uint64_t value : values) {
+        put(value, bits / 8);
+    }
+    bytes.resize(bytes.size() + pixels % 2);
+    const std::pair<int, std::uint64_t> entries[] = {{256, values.size()},
+                                                     {257, 1},
+                                                     {258, static_cast<std::uint64_t>(bits)},
+                                                     {259, 1},
+                                                     {262, 1},
+                                                     {273, begin},
+                                                     {277, 1},
+                                                     {278, 1},
+                                                     {279, pixels},
+                                                     {339, static_cast<std::uint64_t>(format)}};
+    put(std::size(entries), layout.wide ? 8 : 2);
+    for (const auto& [tag, value] : entries) {
+        put(static_cast<std::uint64_t>(tag), 2);
+        put(4, 2);  // LONG
+        put(1, place);
+        put(value, 4);
+        bytes.resize(bytes.size() + (layout.wide ? 4 : 0));
+    }
+    put(0, place);
+    return bytes;
+}
+
+TEST(FormatModules, WideIntegersOfATiffAreNotCutToSixteenBits) {
+    if (!isModuleBuilt("tiff")) {
+        GTEST_SKIP() << "the module tiff was not built: its library is not installed";
+    }
+    const ScratchDirectory scratch;
+    // Neighbours that 16 bits do not tell apart, and the ends.
+    const std::vector<std::uint64_t> values{0, 0x80000000, 0x80000100, 0x80000200, 0x80000300, 0xFFFFFFFF};
+    for (const bool bigEndian : {false, true}) {
+        for (const bool wide : {false, true}) {
+            for (const int bits : {32, 64}) {
+                SCOPED_TRACE(std::to_string(bits) + (bigEndian ? " MM" : " II") + (wide ? " BigTIFF" : ""));
+                std::vector<std::uint64_t> stored = values;
+                for (std::uint64_t& value : stored) {
+                    value = bits == 64 ? value << 32 | value : value;
+                }
+                std::ofstream("a.tif", std::ios::binary) << greyTiff(stored, bits, 1, {bigEndian, wide});
+                const PhotographRead read = readColors("a.tif");
+                ASSERT_EQ(read.problem, "");
+                ASSERT_EQ(read.bgr.type(), CV_32FC3);
+                for (std::size_t k = 0; k < values.size(); ++k) {
+                    const double expected = static_cast<double>(values[k]) / 4294967295.0;
+                    EXPECT_NEAR(static_cast<double>(read.bgr.at<cv::Vec3f>(0, static_cast<int>(k))[1]), expected, 6e-8);
+                }
+            }
+        }
+    }
+}
+
+TEST(FormatModules, FloatsOfATiffAreTakenInEitherOrderOfBytes) {
+    const ScratchDirectory scratch;
+    const std::vector<std::uint64_t> values{0x3F800000, 0x3F000000, 0x7FC00000, 0x7F800000};  // 1, 0.5, NaN, infinity
+    for (const bool bigEndian : {false, true}) {
+        std::ofstream("a.tif", std::ios::binary) << greyTiff(values, 32, 3, {bigEndian, false});
+        const PhotographRead read = readColors("a.tif");
+        ASSERT_EQ(read.problem, "");
+        ASSERT_EQ(read.bgr.type(), CV_32FC3);
+        EXPECT_EQ(read.bgr.at<cv::Vec3f>(0, 0), cv::Vec3f::all(1));
+        EXPECT_EQ(read.bgr.at<cv::Vec3f>(0, 1), cv::Vec3f::all(0.5F));
+        EXPECT_TRUE(std::isnan(read.bgr.at<cv::Vec3f>(0, 2)[0]));
+        EXPECT_TRUE(std::isinf(read.bgr.at<cv::Vec3f>(0, 3)[2]));
+    }
+}
+
+TEST(FormatModules, PagesOfFormatsWithoutThemAreRefused) {
+    const ScratchDirectory scratch;
+    ProfileChoice second;
+    second.selection.page = 2;
+    const std::string gif("GIF89a\x01\0\x01\0\x80\0\0\0\0\0\xFF\xFF\xFF\x2C\0\0\0\0\x01\0\x01\0\0\x02\x02\x44\x01\0;",
+                          35);
+    std::ofstream("a.gif", std::ios::binary) << gif;
+    EXPECT_EQ(readColors("a.gif", second).problem, ": --page: GIF is read without pages");
+    cv::imwrite("a.jpg", smallPhotograph());
+    EXPECT_EQ(readColors("a.jpg", second).problem, ": --page: JPEG is read without pages");
 }
 
 /// Linear values of a photograph.
