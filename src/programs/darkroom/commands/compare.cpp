@@ -61,6 +61,7 @@ struct Options {
     bool sliced = false;
     ModelOptions model;
     PartOptions part;
+    std::pair<OwnPicture, OwnPicture> pictures;
 };
 
 std::uint64_t seedOf(const Options& options) {
@@ -437,7 +438,7 @@ ExitStatus compare(const Console& console, const Options& options) {
     CountedPhotographRows secondRows;
     auto read = readPhotographPairInRows(PartAccess(console, parts.first, result.model.whiteLuminance), options.first,
                                          options.second, &profiles, pixelsWanted ? nullptr : &firstRows,
-                                         pixelsWanted ? nullptr : &secondRows);
+                                         pixelsWanted ? nullptr : &secondRows, options.pictures);
     const PixelWeights firstWeights = countedPart(console, options.first, read.first.bgr, parts.first);
     // One mask for two photographs of a size is read once.
     const bool sameWeights = parts.first.mask == parts.second.mask &&
@@ -573,6 +574,23 @@ OptionCheck layoutCheck(void (*read)(const std::string&, TileLayout&)) {
         "");
 }
 
+/// Adds --first-page and --first-layer, --second-page and --second-layer.
+void addPictureOptions(OptionParser& app, std::pair<OwnPicture, OwnPicture>& pictures) {
+    const auto add = [&app](const std::string& which, const std::string& photograph, OwnPicture& picture) {
+        app.addOption(
+               "--" + which + "-page", picture.page,
+               optionText("Page that is read of " + photograph + ", in place of --page", "--" + which + "-page 2"))
+            ->typeName("N")
+            ->check(integerBetween(1, 65535));
+        app.addOption("--" + which + "-layer", picture.layer,
+                      optionText("Layer that is read of " + photograph + ", in place of --layer",
+                                 "--" + which + "-layer diffuse"))
+            ->typeName("NAME");
+    };
+    add("first", "FIRST", pictures.first);
+    add("second", "SECOND", pictures.second);
+}
+
 }  // namespace
 
 Action declareCompare(OptionParser& app) {
@@ -688,6 +706,7 @@ Action declareCompare(OptionParser& app) {
         optionText("Under a published model: give the sliced Wasserstein distance of the colours in J', a', b', "
                    "the mean over 64 directions",
                    "--sliced --model ciecam16"));
+    addPictureOptions(app, options->pictures);
     addModelOptions(app, options->model);
     addHueOptions(app, options->model);
     return [options](const Console& console) { return compare(console, *options); };
