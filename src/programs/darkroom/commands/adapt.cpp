@@ -19,7 +19,7 @@
 namespace likeness::darkroom {
 namespace {
 
-struct Options {
+struct AdaptArguments {
     PhotographInputs inputs;
     std::string input;  ///< the one that is worked on
     std::string to;
@@ -39,7 +39,7 @@ WhiteEstimate whiteOf(const Console& console, const std::string& path, const cv:
     return estimate;
 }
 
-cv::Mat adaptedToD65(const Console& console, const Options& options, const cv::Mat& image, const Watch& watch) {
+cv::Mat adaptedToD65(const Console& console, const AdaptArguments& options, const cv::Mat& image, const Watch& watch) {
     if (options.white == "gray-world") {
         return adaptToD65(image, whiteOf(console, options.input, image).white, watch);
     }
@@ -47,20 +47,20 @@ cv::Mat adaptedToD65(const Console& console, const Options& options, const cv::M
 }
 
 /// Undoes an adaptation to the light of the photograph `source`, which is empty for D65.
-cv::Mat adaptedBack(const Console& console, const Options& options, const cv::Mat& image, const cv::Mat& source,
+cv::Mat adaptedBack(const Console& console, const AdaptArguments& options, const cv::Mat& image, const cv::Mat& source,
                     const cv::Mat& reference, const Watch& watch) {
     const White scene = whiteOf(console, options.like, reference).white;
     return source.empty() ? undoD65Adaptation(image, scene, watch)
                           : undoAdaptation(image, whiteOf(console, options.from, source).white, scene, watch);
 }
 
-void checkCombination(const Options& options) {
+void checkCombination(const AdaptArguments& options) {
     if (options.to.empty() == options.like.empty()) {
         throw Refusal("one of --to d65 and --like REF is needed, and not both");
     }
 }
 
-ExitStatus adapt(const Console& console, const Options& options) {
+ExitStatus adapt(const Console& console, const AdaptArguments& options) {
     checkCombination(options);
     OutputPlan plan(console, {options.input, options.like, options.mask, options.from == "d65" ? "" : options.from});
     checkImageOutput(options.output, plan);
@@ -113,7 +113,7 @@ ExitStatus adapt(const Console& console, const Options& options) {
 }  // namespace
 
 Action declareAdapt(OptionParser& app) {
-    auto options = std::make_shared<Options>();
+    auto options = std::make_shared<AdaptArguments>();
     addPhotographs(app, options->inputs, "IN", "Photograph to adapt");
     auto* const to =
         app.addOption("--to", options->to, optionText("Light to adapt to: d65, daylight of 6504 K", "--to d65"))

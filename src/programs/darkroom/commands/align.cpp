@@ -19,7 +19,7 @@
 namespace likeness::darkroom {
 namespace {
 
-struct Options {
+struct AlignArguments {
     PhotographInputs inputs;
     std::string input;  ///< the one that is laid onto the reference
     std::string reference;
@@ -37,7 +37,7 @@ cv::Mat flowChannels(const cv::Mat& flow) {
     return image;
 }
 
-ExitStatus align(const Console& console, const Options& options) {
+ExitStatus align(const Console& console, const AlignArguments& options) {
     OutputPlan plan(console, {options.input, options.reference});
     checkImageOutput(options.output, plan);
     const ImageOutput flowOutput = options.output.at(options.flow, "--flow");
@@ -73,7 +73,7 @@ ExitStatus align(const Console& console, const Options& options) {
 }  // namespace
 
 Action declareAlign(OptionParser& app) {
-    auto options = std::make_shared<Options>();
+    auto options = std::make_shared<AlignArguments>();
     addPhotographs(app, options->inputs, "MOVING", "Photograph that is laid onto the other");
     app.addOption("--to", options->reference,
                   optionText("Photograph of the same scene and of the same size in pixels, whose geometry is wanted",
@@ -91,7 +91,7 @@ Action declareAlign(OptionParser& app) {
                       ".tif 32-bit floats in pixels: red dx (to the right), green dy (down), blue 0",
                       "--flow flow.png"))
         ->typeName("FILE");
-    return [options](const Console& console) { return onEach(console, *options, align, [](const Options&) {}); };
+    return [options](const Console& console) { return onEach(console, *options, align, [](const AlignArguments&) {}); };
 }
 
 }  // namespace likeness::darkroom

@@ -40,7 +40,7 @@ namespace fs = std::filesystem;
 
 constexpr int jsonVersion = 1;
 
-struct Options {
+struct AppearanceArguments {
     PhotographInputs inputs;
     std::string input;   ///< the one that is worked on
     ImageOutput output;  ///< of one photograph: where its maps go, and what their names begin with
@@ -122,7 +122,7 @@ std::string table(const std::vector<Described>& all) {
     return text;
 }
 
-std::string jsonText(const Options& options, const ChosenModel& model, const Analysis& analysis,
+std::string jsonText(const AppearanceArguments& options, const ChosenModel& model, const Analysis& analysis,
                      const ProfileUse& profile, const std::vector<Described>& all,
                      const std::optional<BinProbabilities>& hue) {
     nlohmann::ordered_json json = jsonOfSchema("appearance", jsonVersion);
@@ -164,7 +164,7 @@ MapStatistics statisticsOfHue(const cv::Mat& map, const PixelWeights& weights, c
     return statistics;
 }
 
-ExitStatus mapAppearance(const Console& console, const Options& options) {
+ExitStatus mapAppearance(const Console& console, const AppearanceArguments& options) {
     const ChosenModel model = chosenModel(options.model);
     if (console.diagnostics().wantsFiles() && !model.isDefault()) {
         throw Refusal(
@@ -225,14 +225,14 @@ ExitStatus mapAppearance(const Console& console, const Options& options) {
 }
 
 /// The call with one photograph, whose maps go into a folder that is there.
-Options single(const Options& options) {
+AppearanceArguments single(const AppearanceArguments& options) {
     for (const char* const option : {"--recursive", "--jobs"}) {
         if (options.inputs.app->option(option)->count() > 0) {
             throw Refusal(std::string(option) + ": one photograph is given, and no folder of them");
         }
     }
     checkFolder("--output", options.output.path);
-    Options one = options;
+    AppearanceArguments one = options;
     one.input = options.inputs.paths.front();
     one.output.path = (fs::path(options.output.path) / nameOfResult(options.inputs, "appearance", one.input)).string();
     return one;
@@ -241,7 +241,7 @@ Options single(const Options& options) {
 }  // namespace
 
 Action declareAppearance(OptionParser& app) {
-    auto options = std::make_shared<Options>();
+    auto options = std::make_shared<AppearanceArguments>();
     addPhotographs(app, options->inputs, "IN", "Image");
     app.addOption("-o,--output", options->output.path,
                   optionText("Existing folder for the maps: NAME_brightness, _lightness, _chroma, _colorfulness, "
@@ -264,7 +264,7 @@ Action declareAppearance(OptionParser& app) {
         options->many = asksForManyToFolder(options->inputs);
         if (options->many) {
             return onEach(
-                console, *options, mapAppearance, [](const Options&) {}, mapsOf);
+                console, *options, mapAppearance, [](const AppearanceArguments&) {}, mapsOf);
         }
         return mapAppearance(console, single(*options));
     };

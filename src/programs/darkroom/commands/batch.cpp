@@ -34,7 +34,7 @@ namespace {
 
 namespace fs = std::filesystem;
 
-struct Options {
+struct BatchArguments {
     ListOptions list;
     std::vector<std::string> folders;
     bool allowUnpaired = false;
@@ -56,7 +56,7 @@ struct Options {
     PartOptions part;
 };
 
-void checkCombination(const Console& console, const Options& options) {
+void checkCombination(const Console& console, const BatchArguments& options) {
     if (console.diagnostics().wantsFiles()) {
         throw Refusal("--dumps: a batch keeps no diagnostic files; darkroom compare keeps those of one pair");
     }
@@ -83,7 +83,7 @@ void checkCombination(const Console& console, const Options& options) {
     checkReadFolder("--root", options.root);
 }
 
-ResultFile checkedOutput(const Console& console, const Options& options) {
+ResultFile checkedOutput(const Console& console, const BatchArguments& options) {
     ResultFile file;
     file.path = behindLinks(options.output);
     file.format = resultFormatOf("--output", options.output);
@@ -117,7 +117,7 @@ ResultFile checkedOutput(const Console& console, const Options& options) {
     return file;
 }
 
-PairList pairsAsked(const Console& console, const Options& options) {
+PairList pairsAsked(const Console& console, const BatchArguments& options) {
     if (options.folders.empty()) {
         return options.list.read();
     }
@@ -146,7 +146,7 @@ PairList pairsAsked(const Console& console, const Options& options) {
     return std::move(folders.pairs);
 }
 
-ProfileChoice profilesAsked(const Console& console, const Options& options) {
+ProfileChoice profilesAsked(const Console& console, const BatchArguments& options) {
     ProfileChoice profiles = profilesWith(chosenPart(options.part), console.profiles());
     profiles.whiteLuminance = chosenModel(options.model).whiteLuminance;
     return profiles;
@@ -174,7 +174,7 @@ ExitStatus tellEnd(const Console& console, const ResultFile& file, const BatchEn
 }
 
 /// One run over the pairs that an output lacks.
-ExitStatus run(const Console& console, const Options& options, const PairList& pairs, const ResultFile& file,
+ExitStatus run(const Console& console, const BatchArguments& options, const PairList& pairs, const ResultFile& file,
                const AnalysisOptions& analysis) {
     std::optional<StopSignals> signals;
     BatchEvents events;
@@ -215,7 +215,7 @@ ExitStatus run(const Console& console, const Options& options, const PairList& p
     return tellEnd(console, file, end, signals->received());
 }
 
-ExitStatus runBatch(const Console& console, const Options& options) {
+ExitStatus runBatch(const Console& console, const BatchArguments& options) {
     checkCombination(console, options);
     options.list.shardAsked();
     const ChosenModel model = chosenModel(options.model);
@@ -240,7 +240,7 @@ ExitStatus runBatch(const Console& console, const Options& options) {
 }  // namespace
 
 Action declareBatch(OptionParser& app) {
-    auto options = std::make_shared<Options>();
+    auto options = std::make_shared<BatchArguments>();
     app.addOption(
         "LIST", options->list.path,
         "List of pairs with the columns first, second and, if need be, id, first_mask, second_mask: CSV, TSV or "

@@ -22,7 +22,7 @@
 namespace likeness::darkroom {
 namespace {
 
-struct Options {
+struct BrightenArguments {
     PhotographInputs inputs;
     std::string input;  ///< the one that is worked on
     float factor = 0;
@@ -38,7 +38,7 @@ std::string numbered(const std::string& path, int number) {
 }
 
 /// One for each picture.
-std::vector<ImageOutput> outputsOf(const Options& options) {
+std::vector<ImageOutput> outputsOf(const BrightenArguments& options) {
     if (options.pass != 0) {
         return {options.output};
     }
@@ -49,11 +49,11 @@ std::vector<ImageOutput> outputsOf(const Options& options) {
     return outputs;
 }
 
-void checkFactor(const Options& options) {
+void checkFactor(const BrightenArguments& options) {
     checkBrightnessFactor("--factor", options.factor, options.pass);
 }
 
-ExitStatus brighten(const Console& console, const Options& options) {
+ExitStatus brighten(const Console& console, const BrightenArguments& options) {
     const std::vector<ImageOutput> outputs = outputsOf(options);
     OutputPlan plan(console, {options.input});
     for (const ImageOutput& output : outputs) {
@@ -86,7 +86,7 @@ ExitStatus brighten(const Console& console, const Options& options) {
 }  // namespace
 
 Action declareBrighten(OptionParser& app) {
-    auto options = std::make_shared<Options>();
+    auto options = std::make_shared<BrightenArguments>();
     addPhotographs(app, options->inputs, "IN", "Photograph");
     addImageOutput(app, options->output);
     addOutputProfile(app, options->output);
@@ -110,7 +110,7 @@ Action declareBrighten(OptionParser& app) {
         ->check(integerBetween(1, brightnessPasses));
     return [options](const Console& console) {
         return onEach(console, *options, brighten, checkFactor, [&options](const ImageOutput& output) {
-            Options one = *options;
+            BrightenArguments one = *options;
             one.output = output;
             return outputsOf(one);
         });

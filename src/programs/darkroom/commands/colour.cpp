@@ -27,7 +27,7 @@ namespace {
 constexpr double none = std::numeric_limits<double>::quiet_NaN();
 constexpr const char* ownConditions = "likeness-default";
 
-struct Options {
+struct ColourArguments {
     std::vector<std::string> xyz;
     std::vector<std::string> srgb;
     std::vector<std::string> lab;
@@ -91,7 +91,7 @@ struct Result {
 };
 
 /// The colours of the command line, in its order.
-std::vector<GivenColor> typedColors(const OptionParser& app, const Options& options) {
+std::vector<GivenColor> typedColors(const OptionParser& app, const ColourArguments& options) {
     std::vector<GivenColor> colors;
     std::size_t places[4] = {};
     for (const Option* const option : app.givenOptions()) {
@@ -119,7 +119,7 @@ std::vector<GivenColor> typedColors(const OptionParser& app, const Options& opti
 }
 
 /// @param remarks  receives what is to be warned of
-std::vector<GivenColor> givenColors(const OptionParser& app, const Options& options,
+std::vector<GivenColor> givenColors(const OptionParser& app, const ColourArguments& options,
                                     std::vector<std::string>& remarks) {
     std::vector<GivenColor> colors = typedColors(app, options);
     const bool reads = options.table == "-" || (colors.empty() && ::isatty(STDIN_FILENO) == 0);
@@ -366,7 +366,7 @@ std::string plainText(const Result& result) {
     return text;
 }
 
-void checkForOwnModel(const Options& options, const std::vector<GivenColor>& colors) {
+void checkForOwnModel(const ColourArguments& options, const std::vector<GivenColor>& colors) {
     ViewingOptions overrides = options.viewing;
     overrides.conditions.clear();
     if (overrides.given() || (!options.viewing.conditions.empty() && options.viewing.conditions != ownConditions)) {
@@ -424,7 +424,7 @@ void warnOf(const Console& console, const std::vector<GivenColor>& given, const 
     }
 }
 
-ExitStatus seeColors(const Console& console, const OptionParser& app, const Options& options) {
+ExitStatus seeColors(const Console& console, const OptionParser& app, const ColourArguments& options) {
     Result result;
     result.model = modelNamed(options.model);
     const bool own = result.model == AppearanceModelKind::likeness;
@@ -460,7 +460,7 @@ ExitStatus seeColors(const Console& console, const OptionParser& app, const Opti
 }  // namespace
 
 Action declareColour(OptionParser& app) {
-    auto options = std::make_shared<Options>();
+    auto options = std::make_shared<ColourArguments>();
     const auto addColors = [&app](const char* name, std::vector<std::string>& colors, const char* type,
                                   const char* text, const char* example) {
         return app.addOption(name, colors, optionText(text, example))->typeName(type)->allowExtraArguments(false);

@@ -38,7 +38,7 @@ namespace {
 
 namespace fs = std::filesystem;
 
-struct Options {
+struct CompareArguments {
     std::string first;
     std::string second;
     std::string output;
@@ -64,16 +64,17 @@ struct Options {
     std::pair<OwnPicture, OwnPicture> pictures;
 };
 
-std::uint64_t seedOf(const Options& options) {
+std::uint64_t seedOf(const CompareArguments& options) {
     return options.seed ? static_cast<std::uint64_t>(*options.seed) : IntervalOptions().seed;
 }
 
 /// File of a map in the folder that --maps names: "first_brightness.tif".
-std::string mapPath(const Options& options, const char* place, const Correlate& correlate, const char* extension) {
+std::string mapPath(const CompareArguments& options, const char* place, const Correlate& correlate,
+                    const char* extension) {
     return (fs::path(options.maps) / (std::string(place) + '_' + correlate.name + extension)).string();
 }
 
-std::vector<std::string> mapPaths(const Options& options) {
+std::vector<std::string> mapPaths(const CompareArguments& options) {
     std::vector<std::string> paths;
     for (const char* const place : {"first", "second"}) {
         for (const Correlate& correlate : comparedCorrelates) {
@@ -91,23 +92,23 @@ std::vector<std::string> mapPaths(const Options& options) {
 }
 
 /// Stem of the maps of tiles: a folder's, or what the names begin with.
-std::string tileMapStem(const Options& options) {
+std::string tileMapStem(const CompareArguments& options) {
     const fs::path given(options.tileMaps);
     std::error_code error;
     const bool folder = fs::is_directory(given, error) || given.filename().empty();
     return folder ? (given / "tiles").string() : options.tileMaps;
 }
 
-std::string tileMapPath(const Options& options, const Correlate& correlate, const char* extension) {
+std::string tileMapPath(const CompareArguments& options, const Correlate& correlate, const char* extension) {
     return tileMapStem(options) + '_' + correlate.name + extension;
 }
 
-std::string differenceMapPath(const Options& options, const std::string& name, const char* extension) {
+std::string differenceMapPath(const CompareArguments& options, const std::string& name, const char* extension) {
     return (fs::path(options.differenceMaps) / ("difference_" + name + extension)).string();
 }
 
 /// Refuses what a line of CSV would leave out in silence.
-void checkCsv(const Options& options) {
+void checkCsv(const CompareArguments& options) {
     if (options.explain) {
         throw Refusal("--explain: CSV has no place for sentences; --json has them");
     }
@@ -117,7 +118,7 @@ void checkCsv(const Options& options) {
     }
 }
 
-void checkOutputs(const Console& console, const Options& options) {
+void checkOutputs(const Console& console, const CompareArguments& options) {
     const ResultText format = resultTextFor(options.output, options.json  ? ResultText::json
                                                             : options.csv ? ResultText::csv
                                                                           : ResultText::any);
@@ -171,7 +172,7 @@ void checkOutputs(const Console& console, const Options& options) {
     }
 }
 
-void writeMap(const Console& console, const Options& options, const char* place, const Correlate& correlate,
+void writeMap(const Console& console, const CompareArguments& options, const char* place, const Correlate& correlate,
               const cv::Mat& map, const MapScale& scale) {
     const std::string what = labelOf(correlate) + " of the " + place + " photograph";
     writeImage(console, {mapPath(options, place, correlate, ".tif")}, map, 1.0, what);
@@ -180,7 +181,7 @@ void writeMap(const Console& console, const Options& options, const char* place,
 }
 
 /// The maps of one photograph, into files and onto the page.
-void showMaps(const Console& console, const Options& options, const Analysis& analysis, const char* place,
+void showMaps(const Console& console, const CompareArguments& options, const Analysis& analysis, const char* place,
               const std::array<MapScale, comparedCorrelates.size()>& scales, ReportedPhotograph& reported) {
     for (std::size_t k = 0; k < comparedCorrelates.size(); ++k) {
         const Correlate& correlate = comparedCorrelates[k];
@@ -201,7 +202,7 @@ void showMaps(const Console& console, const Options& options, const Analysis& an
 }
 
 /// What goes beyond the numbers: maps and page.
-void show(const Console& console, const Options& options, const ComparisonResult& result,
+void show(const Console& console, const CompareArguments& options, const ComparisonResult& result,
           const std::pair<cv::Mat, cv::Mat>& photographs, const std::pair<Analysis, Analysis>& analyses) {
     ComparisonReport report;
     report.result = result;
@@ -229,7 +230,7 @@ void show(const Console& console, const Options& options, const ComparisonResult
 }
 
 /// The maps and the table of tiles.
-void writeTiles(const Console& console, const Options& options, const ComparisonResult& result) {
+void writeTiles(const Console& console, const CompareArguments& options, const ComparisonResult& result) {
     const TileComparison& comparison = result.tiles->comparison;
     if (!options.tileMaps.empty()) {
         const MapScale scale = tileScale(comparison);
@@ -257,7 +258,7 @@ MapScale differenceScale(const DifferenceMap& difference, const MapStatistics& s
     return scale;
 }
 
-DifferenceSummaries differencesOf(const Console& console, const Options& options, const ComparisonModel& model,
+DifferenceSummaries differencesOf(const Console& console, const CompareArguments& options, const ComparisonModel& model,
                                   const std::pair<PhotographPart, PhotographPart>& photographs) {
     PixelDifferences differences;
     {
@@ -278,7 +279,7 @@ DifferenceSummaries differencesOf(const Console& console, const Options& options
 }
 
 /// Refuses what pixels cannot be compared of.
-void checkDifferences(const Options& options, const std::pair<cv::Mat, cv::Mat>& photographs) {
+void checkDifferences(const CompareArguments& options, const std::pair<cv::Mat, cv::Mat>& photographs) {
     const cv::Size first = photographs.first.size();
     const cv::Size second = photographs.second.size();
     if (first != second) {
@@ -294,7 +295,7 @@ void checkDifferences(const Options& options, const std::pair<cv::Mat, cv::Mat>&
 }
 
 /// The options of tiles, where tiles or intervals are asked for.
-std::optional<TileOptions> tileOptions(const Options& options, const ComparisonModel& model) {
+std::optional<TileOptions> tileOptions(const CompareArguments& options, const ComparisonModel& model) {
     if (options.tiles.tiles.empty() && !options.interval) {
         return std::nullopt;
     }
@@ -308,7 +309,8 @@ std::optional<TileOptions> tileOptions(const Options& options, const ComparisonM
 }
 
 /// Refuses tiles that the photographs do not have.
-void checkTiles(const Options& options, const TileOptions& tiles, const std::pair<cv::Mat, cv::Mat>& photographs) {
+void checkTiles(const CompareArguments& options, const TileOptions& tiles,
+                const std::pair<cv::Mat, cv::Mat>& photographs) {
     const std::string option = options.tiles.tiles.empty() ? "--interval: " : "--tiles: ";
     try {
         const TileGrid grid = tileGridOf(photographs.first.size(), photographs.second.size(), tiles.layout);
@@ -330,7 +332,7 @@ void checkTiles(const Options& options, const TileOptions& tiles, const std::pai
     }
 }
 
-void give(const Console& console, const Options& options, const ComparisonResult& result) {
+void give(const Console& console, const CompareArguments& options, const ComparisonResult& result) {
     const ResultText format = resultTextFor(options.output, options.json  ? ResultText::json
                                                             : options.csv ? ResultText::csv
                                                                           : ResultText::any);
@@ -381,7 +383,7 @@ void refuseUnseen(const std::string& path, const SeenPhotograph& photograph, con
     }
 }
 
-ExitStatus compare(const Console& console, const Options& options) {
+ExitStatus compare(const Console& console, const CompareArguments& options) {
     ComparisonResult result;
     result.model = chosenModel(options.model);
     for (const std::string& limits : options.limits) {
@@ -594,7 +596,7 @@ void addPictureOptions(OptionParser& app, std::pair<OwnPicture, OwnPicture>& pic
 }  // namespace
 
 Action declareCompare(OptionParser& app) {
-    auto options = std::make_shared<Options>();
+    auto options = std::make_shared<CompareArguments>();
     app.addOption("FIRST", options->first, "Photograph")->required();
     app.addOption("SECOND", options->second, "Photograph to compare it with")->required();
     auto* const json = app.addFlag("--json", options->json, optionText("Give the result as JSON", "--json"));

@@ -10,7 +10,7 @@
 namespace likeness::darkroom {
 namespace {
 
-struct Options {
+struct CompletionArguments {
     std::string shell;
     TextOutput output;
 };
@@ -18,7 +18,7 @@ struct Options {
 }  // namespace
 
 Action declareCompletion(OptionParser& app) {
-    auto options = std::make_shared<Options>();
+    auto options = std::make_shared<CompletionArguments>();
     app.addOption("SHELL", options->shell,
                   "Shell that the script is for, bash or zsh; source <(darkroom completion bash) takes it at once")
         ->typeName("")

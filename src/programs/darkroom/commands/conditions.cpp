@@ -19,7 +19,7 @@ namespace {
 
 using nlohmann::ordered_json;
 
-struct Options {
+struct ConditionsArguments {
     std::string name;
     ViewingOptions viewing;
     bool json = false;
@@ -111,7 +111,7 @@ std::string explanation(const NamedConditions& named) {
     return text;
 }
 
-ExitStatus listPresets(const Options& options) {
+ExitStatus listPresets(const ConditionsArguments& options) {
     if (options.json) {
         ordered_json json = jsonOfSchema("conditions_list", 1);
         for (const ConditionPreset& preset : conditionPresets()) {
@@ -126,7 +126,7 @@ ExitStatus listPresets(const Options& options) {
     return ExitStatus::done;
 }
 
-ExitStatus explain(const Options& options) {
+ExitStatus explain(const ConditionsArguments& options) {
     if (!options.name.empty() && !options.viewing.conditions.empty()) {
         throw Refusal("conditions are named twice: '" + options.name + "' and --conditions");
     }
@@ -152,7 +152,7 @@ ExitStatus explain(const Options& options) {
 }  // namespace
 
 Action declareConditions(OptionParser& app) {
-    auto options = std::make_shared<Options>();
+    auto options = std::make_shared<ConditionsArguments>();
     app.addOption("NAME", options->name,
                   "Conditions to explain, by name, or a JSON file of them; without, all that have a name are listed")
         ->typeName("FILE");

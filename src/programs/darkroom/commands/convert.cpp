@@ -29,7 +29,7 @@
 namespace likeness::darkroom {
 namespace {
 
-struct Options {
+struct ConvertArguments {
     PhotographInputs inputs;
     std::string input;  ///< the one that is worked on
     std::string to;
@@ -40,12 +40,12 @@ struct Options {
     ImageOutput output;
 };
 
-White labWhite(const Options& options) {
+White labWhite(const ConvertArguments& options) {
     return labWhiteFromBgr(tripleIn(options.white.empty() ? "1,1,1" : options.white));
 }
 
 /// Parts of "X,Y,Z", or of a chromaticity "x,y", which is that of a white of Y = 1.
-White xyzWhite(const Options& options) {
+White xyzWhite(const ConvertArguments& options) {
     const bool triple = std::count(options.xyzWhite.begin(), options.xyzWhite.end(), ',') == 2;
     return triple ? White{tripleIn(options.xyzWhite)} : White::fromChromaticity(chromaticityIn(options.xyzWhite));
 }
@@ -55,37 +55,37 @@ struct Space {
     const char* name;
     const char* channels;  ///< names of the channels, in the order of the file
     bool longWaveLast;     ///< whether the library has the channels in the reverse order, like those of B, G, R
-    cv::Mat (*fromBgr)(const cv::Mat& bgr, const Options& options);
-    cv::Mat (*toBgr)(const cv::Mat& values, const Options& options);  ///< null where no way leads back
+    cv::Mat (*fromBgr)(const cv::Mat& bgr, const ConvertArguments& options);
+    cv::Mat (*toBgr)(const cv::Mat& values, const ConvertArguments& options);  ///< null where no way leads back
 };
 
 /// A conversion of the library that has no options.
 template <cv::Mat (*convert)(const cv::Mat&)>
-cv::Mat plainly(const cv::Mat& image, const Options& /*options*/) {
+cv::Mat plainly(const cv::Mat& image, const ConvertArguments& /*options*/) {
     return convert(image);
 }
 
-cv::Mat toXyz(const cv::Mat& bgr, const Options& options) {
+cv::Mat toXyz(const cv::Mat& bgr, const ConvertArguments& options) {
     return options.xyzWhite.empty() ? xyzFromBgr(bgr) : xyzFromBgr(bgr, xyzWhite(options));
 }
 
-cv::Mat fromXyz(const cv::Mat& xyz, const Options& options) {
+cv::Mat fromXyz(const cv::Mat& xyz, const ConvertArguments& options) {
     return options.xyzWhite.empty() ? bgrFromXyz(xyz) : bgrFromXyz(xyz, xyzWhite(options));
 }
 
 /// Image files have one channel, or three.
-cv::Mat toOpponent(const cv::Mat& bgr, const Options& /*options*/) {
+cv::Mat toOpponent(const cv::Mat& bgr, const ConvertArguments& /*options*/) {
     const cv::Mat planes[] = {opponentFromBgr(bgr), cv::Mat::zeros(bgr.size(), CV_32F)};
     cv::Mat threeChannels;
     cv::merge(planes, 2, threeChannels);
     return threeChannels;
 }
 
-cv::Mat toLab(const cv::Mat& bgr, const Options& options) {
+cv::Mat toLab(const cv::Mat& bgr, const ConvertArguments& options) {
     return labFromBgr(bgr, labWhite(options));
 }
 
-cv::Mat fromLab(const cv::Mat& lab, const Options& options) {
+cv::Mat fromLab(const cv::Mat& lab, const ConvertArguments& options) {
     return bgrFromLab(lab, labWhite(options));
 }
 
@@ -119,7 +119,7 @@ cv::Mat reversed(const cv::Mat& image) {
 }
 
 /// What a converted file says of its numbers: the space, and the white that they go by where they go by one.
-std::string markOf(const Options& options, const std::string& space) {
+std::string markOf(const ConvertArguments& options, const std::string& space) {
     std::string white = space == "lab" ? options.white : space == "xyz" ? options.xyzWhite : "";
     if (space == "lab" && white.empty()) {
         white = "1,1,1";
@@ -128,7 +128,7 @@ std::string markOf(const Options& options, const std::string& space) {
 }
 
 /// Refuses what --to has not written; warns of another white.
-void checkMark(const Console& console, const Options& options) {
+void checkMark(const Console& console, const ConvertArguments& options) {
     const std::string mark = spaceMarkOf(options.input);
     if (options.unmarked) {
         return;
@@ -149,7 +149,7 @@ void checkMark(const Console& console, const Options& options) {
     }
 }
 
-ExitStatus convertTo(const Console& console, const Options& options) {
+ExitStatus convertTo(const Console& console, const ConvertArguments& options) {
     const Space& space = spaceOf(options.to);
     const ImageFormat format = imageFormatOf(options.output.path);
     const bool lab = options.to == "lab";
@@ -179,7 +179,7 @@ ExitStatus convertTo(const Console& console, const Options& options) {
     return ExitStatus::done;
 }
 
-ExitStatus convertFrom(const Console& console, const Options& options) {
+ExitStatus convertFrom(const Console& console, const ConvertArguments& options) {
     const Space& space = spaceOf(options.from);
     if (space.toBgr == nullptr) {
         throw Refusal(fmt::format("--from: {} cannot be converted back: it holds no lightness", space.name));
@@ -214,7 +214,7 @@ ExitStatus convertFrom(const Console& console, const Options& options) {
     return ExitStatus::done;
 }
 
-void checkCombination(const Options& options) {
+void checkCombination(const ConvertArguments& options) {
     if (options.to.empty() == options.from.empty()) {
         throw Refusal("one of --to and --from is needed, and not both");
     }
@@ -230,7 +230,7 @@ void checkCombination(const Options& options) {
     }
 }
 
-ExitStatus convert(const Console& console, const Options& options) {
+ExitStatus convert(const Console& console, const ConvertArguments& options) {
     checkCombination(options);
     const std::string& space = options.to.empty() ? options.from : options.to;
     if (!options.from.empty() && console.profiles().assumed != nullptr) {
@@ -252,7 +252,7 @@ OptionCheck spaceName() {
 }  // namespace
 
 Action declareConvert(OptionParser& app) {
-    auto options = std::make_shared<Options>();
+    auto options = std::make_shared<ConvertArguments>();
     addPhotographs(app, options->inputs, "IN", "Image to convert");
     app.addOption(
            "--to", options->to,

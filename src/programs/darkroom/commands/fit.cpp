@@ -30,7 +30,7 @@ namespace fs = std::filesystem;
 
 constexpr const char* standardStream = "-";
 
-struct Options {
+struct FitArguments {
     std::string results;
     std::string scores;
     ScoreColumns columns;
@@ -52,7 +52,7 @@ struct Options {
     std::string report;
 };
 
-void checkCombination(const Options& options) {
+void checkCombination(const FitArguments& options) {
     if (options.dataset.empty() == options.scores.empty()) {
         throw Refusal(options.scores.empty() ? "--scores or --dataset is required"
                                              : "--scores and --dataset exclude each other");
@@ -91,7 +91,7 @@ std::vector<std::string> featuresIn(const std::string& text) {
     return features;
 }
 
-FitRequest requestOf(const Options& options, ScoreForm form) {
+FitRequest requestOf(const FitArguments& options, ScoreForm form) {
     FitRequest request;
     request.results = options.results;
     request.scores = options.scores;
@@ -109,7 +109,7 @@ FitRequest requestOf(const Options& options, ScoreForm form) {
 }
 
 /// Mean CIEDE2000 and PSNR of the joined pairs.
-void addBaselines(const Console& console, const Options& options, const FitInputs& inputs, ScoreFitOptions& fit) {
+void addBaselines(const Console& console, const FitArguments& options, const FitInputs& inputs, ScoreFitOptions& fit) {
     std::vector<double> differences;
     std::vector<double> decibels;
     std::size_t unread = 0;
@@ -143,7 +143,7 @@ void addBaselines(const Console& console, const Options& options, const FitInput
     fit.baselines = {{"ciede2000", std::move(differences)}, {"psnr", std::move(decibels)}};
 }
 
-ScoreFitOptions fitOptions(const Options& options, ScoreForm form, const RecordedPairs& pairs) {
+ScoreFitOptions fitOptions(const FitArguments& options, ScoreForm form, const RecordedPairs& pairs) {
     ScoreFitOptions fit;
     fit.fit.form = form;
     fit.fit.folds = options.folds;
@@ -222,7 +222,7 @@ std::string summary(const ScoreFit& fit) {
     return text;
 }
 
-ExitStatus printList(const Options& options) {
+ExitStatus printList(const FitArguments& options) {
     const OpinionScores scores = readScoreSet(options.dataset[0], options.dataset[1]);
     std::string list = csvLine({"id", "first", "second"});
     for (const OpinionScore& score : scores.scores) {
@@ -232,7 +232,7 @@ ExitStatus printList(const Options& options) {
     return ExitStatus::done;
 }
 
-ExitStatus fitResults(const Console& console, const Options& options) {
+ExitStatus fitResults(const Console& console, const FitArguments& options) {
     checkCombination(options);
     if (options.printList) {
         return printList(options);
@@ -298,7 +298,7 @@ ExitStatus fitResults(const Console& console, const Options& options) {
 }  // namespace
 
 Action declareFit(OptionParser& app) {
-    auto options = std::make_shared<Options>();
+    auto options = std::make_shared<FitArguments>();
     app.addOption("RESULTS", options->results,
                   "Results of darkroom batch, merge or pairs, or a report For_fit.txt of five lines a run");
     app.addOption("--scores", options->scores,

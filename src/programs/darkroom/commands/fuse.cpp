@@ -24,7 +24,7 @@
 namespace likeness::darkroom {
 namespace {
 
-struct Options {
+struct FuseArguments {
     std::vector<std::string> inputs;
     std::string times;
     std::string prefix;
@@ -32,7 +32,7 @@ struct Options {
     std::string plot;
 };
 
-void checkOutputs(const Console& console, const Options& options) {
+void checkOutputs(const Console& console, const FuseArguments& options) {
     if (options.prefix.empty() && options.response.empty() && options.plot.empty()) {
         throw Refusal("nothing is asked for: --output, --response or --plot must name a result");
     }
@@ -140,7 +140,7 @@ void warnOfSamePictures(const Console& console, const NamedBracket& bracket) {
     }
 }
 
-ExitStatus fuse(const Console& console, const Options& options, bool timesGiven) {
+ExitStatus fuse(const Console& console, const FuseArguments& options, bool timesGiven) {
     if (options.inputs.size() < 2) {
         throw Refusal("a bracket has at least two exposures, and one image is given");
     }
@@ -186,7 +186,7 @@ ExitStatus fuse(const Console& console, const Options& options, bool timesGiven)
 }  // namespace
 
 Action declareFuse(OptionParser& app) {
-    auto options = std::make_shared<Options>();
+    auto options = std::make_shared<FuseArguments>();
     app.addOption("IMG", options->inputs, "Two or more exposures of one scene, of one size")->required();
     const Option* const times =
         app.addOption("--times", options->times,

@@ -30,7 +30,7 @@ namespace {
 
 namespace fs = std::filesystem;
 
-struct Options {
+struct IndexArguments {
     std::vector<std::string> photographs;
     std::vector<std::string> lists;
     std::string output;
@@ -64,7 +64,7 @@ void forEachLine(std::istream& in, const std::string& name, const Take& take) {
 }
 
 /// What is named, with the image files of folders in their place; by the bytes of the paths, none twice.
-PathNames photographsAsked(const Console& console, const Options& options) {
+PathNames photographsAsked(const Console& console, const IndexArguments& options) {
     PathNames paths;
     std::vector<LeftOutFile> leftOut;
     const Shard shard = options.shard.empty() ? Shard() : parseShard(options.shard);
@@ -126,7 +126,7 @@ ExitStatus statusOf(int signal) {
     return signal == SIGINT ? ExitStatus::interrupted : ExitStatus::terminated;
 }
 
-ExitStatus index(const Console& console, const Options& options) {
+ExitStatus index(const Console& console, const IndexArguments& options) {
     if (console.diagnostics().wantsFiles()) {
         throw Refusal("--dumps: an index keeps no diagnostic files; darkroom compare keeps those of one pair");
     }
@@ -185,7 +185,7 @@ ExitStatus index(const Console& console, const Options& options) {
 }  // namespace
 
 Action declareIndex(OptionParser& app) {
-    auto options = std::make_shared<Options>();
+    auto options = std::make_shared<IndexArguments>();
     app.addOption("PHOTOS", options->photographs,
                   "Photographs, and folders whose image files are taken with those of their subfolders; - reads names "
                   "from standard input, one a line");

@@ -19,7 +19,7 @@
 namespace likeness::darkroom {
 namespace {
 
-struct Options {
+struct InfoArguments {
     std::vector<std::string> inputs;
     bool json = false;
     bool csv = false;
@@ -183,7 +183,7 @@ std::string csvOf(const std::vector<DescribedFile>& files) {
     return text;
 }
 
-ExitStatus describe(const Console& console, const Options& options) {
+ExitStatus describe(const Console& console, const InfoArguments& options) {
     const OutputPlan plan(console, options.inputs);  // takes standard input
     std::vector<DescribedFile> files;
     bool complete = true;
@@ -215,7 +215,7 @@ ExitStatus describe(const Console& console, const Options& options) {
 }  // namespace
 
 Action declareInfo(OptionParser& app) {
-    auto options = std::make_shared<Options>();
+    auto options = std::make_shared<InfoArguments>();
     app.addOption("FILE", options->inputs, "Photographs, of any format; - for standard input")->required();
     auto* const json = app.addFlag("--json", options->json, optionText("Print the facts as JSON", "--json"));
     app.addFlag("--csv", options->csv, optionText("Print the facts as a table, a line for each file", "--csv"))

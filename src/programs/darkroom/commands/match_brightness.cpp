@@ -21,7 +21,7 @@
 namespace likeness::darkroom {
 namespace {
 
-struct Options {
+struct MatchBrightnessArguments {
     PhotographInputs inputs;
     std::string input;  ///< the one that is worked on
     std::string reference;
@@ -30,7 +30,7 @@ struct Options {
 };
 
 /// The match; a photograph that has no spread of lightness is refused by its file's name.
-LightnessMatch matched(const Console& console, const Options& options, const PhotographPart& image,
+LightnessMatch matched(const Console& console, const MatchBrightnessArguments& options, const PhotographPart& image,
                        const PhotographPart& reference) {
     Progress progress(console, "lightness");
     try {
@@ -49,7 +49,7 @@ bool isReached(const LightnessStatistics& reached, const LightnessStatistics& wa
            std::abs(reached.deviation - wanted.deviation) <= rounding;
 }
 
-ExitStatus matchBrightness(const Console& console, const Options& options) {
+ExitStatus matchBrightness(const Console& console, const MatchBrightnessArguments& options) {
     OutputPlan plan(console, {options.input, options.reference});
     for (const std::string& file : options.part.files()) {
         plan.mayRead(file);
@@ -90,7 +90,7 @@ ExitStatus matchBrightness(const Console& console, const Options& options) {
 }  // namespace
 
 Action declareMatchBrightness(OptionParser& app) {
-    auto options = std::make_shared<Options>();
+    auto options = std::make_shared<MatchBrightnessArguments>();
     addPhotographs(app, options->inputs, "IN", "Photograph");
     app.addOption("--like", options->reference,
                   optionText("Photograph whose mean and standard deviation of CIE L* are wanted, at least as wide and "
@@ -104,8 +104,9 @@ Action declareMatchBrightness(OptionParser& app) {
     addImageOutput(app, options->output);
     addOutputProfile(app, options->output);
     addManyPhotographs(app, options->inputs);
-    return
-        [options](const Console& console) { return onEach(console, *options, matchBrightness, [](const Options&) {}); };
+    return [options](const Console& console) {
+        return onEach(console, *options, matchBrightness, [](const MatchBrightnessArguments&) {});
+    };
 }
 
 }  // namespace likeness::darkroom

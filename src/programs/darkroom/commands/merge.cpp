@@ -18,13 +18,13 @@
 namespace likeness::darkroom {
 namespace {
 
-struct Options {
+struct MergeArguments {
     std::string output;
     std::vector<std::string> inputs;
     bool overwrite = false;
 };
 
-ExitStatus mergeArchives(const Console& console, const Options& options) {
+ExitStatus mergeArchives(const Console& console, const MergeArguments& options) {
     OutputPlan plan(console, options.inputs, InputKind::others);
     plan.data("OUT", options.output);
     std::error_code error;
@@ -59,7 +59,7 @@ ExitStatus mergeArchives(const Console& console, const Options& options) {
     return ExitStatus::done;
 }
 
-ExitStatus mergeResults(const Console& console, const Options& options) {
+ExitStatus mergeResults(const Console& console, const MergeArguments& options) {
     const auto archives = std::count_if(options.inputs.begin(), options.inputs.end(), isArchive);
     if (archives > 0) {
         if (static_cast<std::size_t>(archives) != options.inputs.size()) {
@@ -91,7 +91,7 @@ ExitStatus mergeResults(const Console& console, const Options& options) {
 }  // namespace
 
 Action declareMerge(OptionParser& app) {
-    auto options = std::make_shared<Options>();
+    auto options = std::make_shared<MergeArguments>();
     app.addOption("OUT", options->output,
                   "Results file to be written: .db, .sqlite, .sqlite3, .jsonl, .ndjson or .csv; of archives an "
                   "archive")

@@ -46,7 +46,7 @@ using Clock = std::chrono::steady_clock;
 
 constexpr std::size_t recordsAtOnce = 4096;
 
-struct Options {
+struct PairsArguments {
     std::string archive;
     std::string other;
     std::vector<std::string> limits;
@@ -112,7 +112,7 @@ bool sameBytes(const std::string& first, const std::string& second) {
 /// One run: pairs are found and kept in a log, then grouped and recorded.
 class Run {
 public:
-    Run(const Console& console, const Options& options, const ArchiveFile& first, const ArchiveFile& second,
+    Run(const Console& console, const PairsArguments& options, const ArchiveFile& first, const ArchiveFile& second,
         const PairSearch& search, Shard shard)
         : console_(console),
           options_(options),
@@ -393,7 +393,7 @@ private:
     }
 
     const Console& console_;
-    const Options& options_;
+    const PairsArguments& options_;
     const ArchiveFile& first_;
     const ArchiveFile& second_;
     const PairSearch& search_;
@@ -409,7 +409,7 @@ private:
     Clock::time_point shown_ = Clock::now();
 };
 
-ExitStatus pairs(const Console& console, const Options& options) {
+ExitStatus pairs(const Console& console, const PairsArguments& options) {
     PairSearch search;
     CoefficientLimits limits;
     for (const std::string& text : options.limits) {
@@ -489,7 +489,7 @@ ExitStatus pairs(const Console& console, const Options& options) {
 }  // namespace
 
 Action declarePairs(OptionParser& app) {
-    auto options = std::make_shared<Options>();
+    auto options = std::make_shared<PairsArguments>();
     app.addOption("ARCHIVE", options->archive, "Archive that darkroom index made")->required();
     app.addOption("OTHER", options->other,
                   "Another one: each photograph of the first is compared with each of this one");

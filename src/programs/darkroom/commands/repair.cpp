@@ -12,13 +12,13 @@
 namespace likeness::darkroom {
 namespace {
 
-struct Options {
+struct RepairArguments {
     std::string archive;
     std::string output;
     bool overwrite = false;
 };
 
-ExitStatus repair(const Console& console, const Options& options) {
+ExitStatus repair(const Console& console, const RepairArguments& options) {
     OutputPlan plan(console, {options.archive}, InputKind::others);
     plan.file("--output", options.output);
     std::error_code error;
@@ -46,7 +46,7 @@ ExitStatus repair(const Console& console, const Options& options) {
 }  // namespace
 
 Action declareRepair(OptionParser& app) {
-    auto options = std::make_shared<Options>();
+    auto options = std::make_shared<RepairArguments>();
     app.addOption("ARCHIVE", options->archive, "Damaged or unfinished archive; it stays as it is")->required();
     app.addOption("-o,--output", options->output,
                   optionText("Archive of what can be read", "--output repaired.likeness"))

@@ -23,7 +23,7 @@ namespace fs = std::filesystem;
 constexpr int thumbnailSide = 200;  // pixels: twice what the page shows, for fine screens
 constexpr int thumbnailQuality = 72;
 
-struct Options {
+struct ReportArguments {
     std::string results;
     std::string output;
     std::string root;
@@ -31,14 +31,14 @@ struct Options {
     int thumbnails = 24;
 };
 
-void check(const Options& options, OutputPlan& plan) {
+void check(const ReportArguments& options, OutputPlan& plan) {
     plan.page("--output", options.output);
     checkReadFolder("--root", options.root);
 }
 
 /// Reads all results.
 /// @return  the report but for the pictures, its records with the worst first
-BatchReport read(const Console& console, const Options& options) {
+BatchReport read(const Console& console, const ReportArguments& options) {
     BatchReport report;
     report.source = options.results;
     const auto reader = openResults(options.results, resultFormatOf("RESULTS", options.results));
@@ -67,12 +67,12 @@ BatchReport read(const Console& console, const Options& options) {
     return report;
 }
 
-std::string placeOf(const Options& options, const std::string& path) {
+std::string placeOf(const ReportArguments& options, const std::string& path) {
     return options.root.empty() ? path : (fs::path(options.root) / path).string();
 }
 
 /// Adds small pictures of the worst pairs that were compared.
-void addThumbnails(const Console& console, const Options& options, BatchReport& report) {
+void addThumbnails(const Console& console, const ReportArguments& options, BatchReport& report) {
     std::vector<std::string> paths;
     int pairs = 0;
     for (const ResultRecord& record : report.records) {
@@ -107,7 +107,7 @@ void addThumbnails(const Console& console, const Options& options, BatchReport& 
     }
 }
 
-ExitStatus makeReport(const Console& console, const Options& options) {
+ExitStatus makeReport(const Console& console, const ReportArguments& options) {
     OutputPlan plan(console, {options.results}, InputKind::others);
     check(options, plan);
     BatchReport report = read(console, options);
@@ -123,7 +123,7 @@ ExitStatus makeReport(const Console& console, const Options& options) {
 }  // namespace
 
 Action declareReport(OptionParser& app) {
-    auto options = std::make_shared<Options>();
+    auto options = std::make_shared<ReportArguments>();
     app.addOption("RESULTS", options->results, "Results of darkroom batch or merge")->required();
     app.addOption("-o,--output", options->output,
                   optionText("HTML page, one file that needs no network", "--output report.html"))

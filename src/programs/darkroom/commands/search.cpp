@@ -45,7 +45,7 @@ namespace {
 
 constexpr int jsonVersion = 1;
 
-struct Options {
+struct SearchArguments {
     std::string archive;
     std::vector<std::string> queries;
     std::vector<std::string> lists;
@@ -104,7 +104,7 @@ std::array<double, 6> weightsIn(const std::string& text) {
     return weights;
 }
 
-RankingScore scoreAsked(const Options& options) {
+RankingScore scoreAsked(const SearchArguments& options) {
     RankingScore score;
     if (options.by == "least") {
         score.kind = RankingScore::Kind::least;
@@ -187,7 +187,7 @@ std::string textOf(const std::vector<SearchedPhotograph>& searched) {
     return text;
 }
 
-std::string jsonText(const ArchiveFile& archive, const Options& options, const std::string& ranking,
+std::string jsonText(const ArchiveFile& archive, const SearchArguments& options, const std::string& ranking,
                      const std::vector<SearchedPhotograph>& searched) {
     nlohmann::ordered_json json = jsonOfSchema("search", jsonVersion);
     json["archive"] = validUtf8(options.archive);
@@ -259,12 +259,12 @@ std::string thumbnail(const Console& console, const std::string& path) {
 }
 
 /// What ranks, in words.
-std::string rankingText(const Options& options) {
+std::string rankingText(const SearchArguments& options) {
     return options.by + (options.weights.empty() ? "" : ", weights " + options.weights);
 }
 
 /// Those that are named, then those of the lists.
-std::vector<std::string> queriesAsked(const Options& options) {
+std::vector<std::string> queriesAsked(const SearchArguments& options) {
     std::vector<std::string> queries = options.queries;
     for (const std::string& list : options.lists) {
         std::error_code error;
@@ -290,7 +290,7 @@ std::vector<std::string> queriesAsked(const Options& options) {
     return queries;
 }
 
-ExitStatus search(const Console& console, const Options& options) {
+ExitStatus search(const Console& console, const SearchArguments& options) {
     const std::vector<std::string> queries = queriesAsked(options);
     if (options.approximate && (options.by != "mean" || !options.weights.empty())) {
         throw Refusal("--approximate: the index leads to what is near by the mean; leave out --by and --weights");
@@ -418,7 +418,7 @@ ExitStatus search(const Console& console, const Options& options) {
 }  // namespace
 
 Action declareSearch(OptionParser& app) {
-    auto options = std::make_shared<Options>();
+    auto options = std::make_shared<SearchArguments>();
     app.addOption("ARCHIVE", options->archive, "Archive that darkroom index made")->required();
     app.addOption("QUERY", options->queries,
                   "Photographs to search for: files, or entries of the archive by name, which need not exist any more");

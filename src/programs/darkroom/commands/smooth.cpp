@@ -17,7 +17,7 @@
 namespace likeness::darkroom {
 namespace {
 
-struct Options {
+struct SmoothArguments {
     PhotographInputs inputs;
     std::string input;  ///< the one that is worked on
     std::string guide;
@@ -28,7 +28,7 @@ struct Options {
     ImageOutput output;
 };
 
-cv::Mat smoothed(const Console& console, const Options& options, const cv::Mat& image, const cv::Mat& guide) {
+cv::Mat smoothed(const Console& console, const SmoothArguments& options, const cv::Mat& image, const cv::Mat& guide) {
     SmoothOptions smoothing;
     smoothing.guide = guide;
     smoothing.radius = options.radius;
@@ -40,7 +40,7 @@ cv::Mat smoothed(const Console& console, const Options& options, const cv::Mat& 
     return likeness::smooth(image, smoothing, watchOf(console, progress));
 }
 
-ExitStatus smooth(const Console& console, const Options& options) {
+ExitStatus smooth(const Console& console, const SmoothArguments& options) {
     OutputPlan plan(console, {options.input, options.guide});
     checkImageOutput(options.output, plan);
     const cv::Mat image = readUnitImage(console, options.input);
@@ -64,7 +64,7 @@ ExitStatus smooth(const Console& console, const Options& options) {
 }  // namespace
 
 Action declareSmooth(OptionParser& app) {
-    auto options = std::make_shared<Options>();
+    auto options = std::make_shared<SmoothArguments>();
     addPhotographs(app, options->inputs, "IN", "Image");
     addImageOutput(app, options->output);
     addOutputProfile(app, options->output);
@@ -105,7 +105,8 @@ Action declareSmooth(OptionParser& app) {
                    "--transport"));
     eps->excludes(color)->excludes(transport);
     color->excludes(transport);
-    return [options](const Console& console) { return onEach(console, *options, smooth, [](const Options&) {}); };
+    return
+        [options](const Console& console) { return onEach(console, *options, smooth, [](const SmoothArguments&) {}); };
 }
 
 }  // namespace likeness::darkroom

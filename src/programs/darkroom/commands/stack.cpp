@@ -22,7 +22,7 @@
 namespace likeness::darkroom {
 namespace {
 
-struct Options {
+struct StackArguments {
     std::string flash;
     std::string nonFlash;
     std::string prefix;
@@ -36,7 +36,7 @@ std::string tintedEnding(int round, int exposure) {
 }
 
 /// The results but for the tinted photograph of versions 2 and 3.
-std::vector<PrefixedResult> resultsOf(const Options& options) {
+std::vector<PrefixedResult> resultsOf(const StackArguments& options) {
     std::vector<PrefixedResult> results;
     if (options.version == 1) {
         for (int round = 0; round < options.iterations; ++round) {
@@ -55,13 +55,13 @@ std::vector<PrefixedResult> resultsOf(const Options& options) {
 }
 
 /// The flash photograph as the tinting left it; the first version leaves it as it was.
-ImageOutput tintedOutput(const Options& options) {
+ImageOutput tintedOutput(const StackArguments& options) {
     ImageOutput output;
     output.path = options.prefix + "tinted.png";
     return output;
 }
 
-StackOptions stackOptions(const Options& options, const StagedResults& staged) {
+StackOptions stackOptions(const StackArguments& options, const StagedResults& staged) {
     StackOptions stack;
     constexpr std::array versions = {StackVersion::full, StackVersion::tintedFirst, StackVersion::tintOnly};
     stack.version = versions.at(static_cast<std::size_t>(options.version - 1));
@@ -79,7 +79,7 @@ ExposureStack made(const Console& console, const StackOptions& options, const cv
     return exposureStack(flash, nonFlash, options, watchOf(console, progress));
 }
 
-ExitStatus stack(const Console& console, const Options& options, bool brightnessGiven) {
+ExitStatus stack(const Console& console, const StackArguments& options, bool brightnessGiven) {
     const std::vector<PrefixedResult> results = resultsOf(options);
     OutputPlan plan(console, {options.flash, options.nonFlash});
     checkPrefixOutput(options.prefix, results, plan);
@@ -115,7 +115,7 @@ ExitStatus stack(const Console& console, const Options& options, bool brightness
 }  // namespace
 
 Action declareStack(OptionParser& app) {
-    auto options = std::make_shared<Options>();
+    auto options = std::make_shared<StackArguments>();
     app.addOption("--flash", options->flash, optionText("Photograph with flash", "--flash flash.jpg"))
         ->typeName("FILE")
         ->required();

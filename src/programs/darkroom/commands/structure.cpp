@@ -16,7 +16,7 @@
 namespace likeness::darkroom {
 namespace {
 
-struct Options {
+struct StructureArguments {
     PhotographInputs inputs;
     std::string input;  ///< the one that is worked on
     std::string coherence;
@@ -24,7 +24,7 @@ struct Options {
     ImageOutput output;
 };
 
-ExitStatus mapStructure(const Console& console, const Options& options) {
+ExitStatus mapStructure(const Console& console, const StructureArguments& options) {
     OutputPlan plan(console, {options.input});
     checkImageOutput(options.output, plan);
     const ImageOutput coherenceOutput = options.output.at(options.coherence, "--coherence");
@@ -50,7 +50,7 @@ ExitStatus mapStructure(const Console& console, const Options& options) {
 }  // namespace
 
 Action declareStructure(OptionParser& app) {
-    auto options = std::make_shared<Options>();
+    auto options = std::make_shared<StructureArguments>();
     addPhotographs(app, options->inputs, "IN", "Image");
     addImageOutput(app, options->output);
     addManyPhotographs(app, options->inputs, {"--coherence"});
@@ -70,7 +70,9 @@ Action declareStructure(OptionParser& app) {
             },
             ""))
         ->showDefault();
-    return [options](const Console& console) { return onEach(console, *options, mapStructure, [](const Options&) {}); };
+    return [options](const Console& console) {
+        return onEach(console, *options, mapStructure, [](const StructureArguments&) {});
+    };
 }
 
 }  // namespace likeness::darkroom

@@ -41,7 +41,7 @@ using nlohmann::ordered_json;
 constexpr int jsonVersion = 1;
 constexpr std::size_t mostPoints = 10000;
 
-struct Options {
+struct SweepArguments {
     std::string first;
     std::string second;
     std::string model = "ciecam16";
@@ -78,7 +78,7 @@ struct Point {
     std::pair<double, double> black{};                        ///< and of those that count as black
 };
 
-ChosenModel modelAt(const Options& options, const std::string& white, const std::string& surround,
+ChosenModel modelAt(const SweepArguments& options, const std::string& white, const std::string& surround,
                     const std::string& luminance) {
     ModelOptions model;
     model.model = options.model;
@@ -105,7 +105,7 @@ void checkOnce(const char* option, const std::vector<std::string>& values) {
 }
 
 /// Every combination, the luminance the fastest.
-std::vector<Point> pointsOf(const Options& options) {
+std::vector<Point> pointsOf(const SweepArguments& options) {
     const std::vector<std::string> luminances = partsOf(options.luminances);
     for (const std::string& luminance : luminances) {
         if (!(parseNumber(luminance) > 0)) {
@@ -131,7 +131,7 @@ std::vector<Point> pointsOf(const Options& options) {
 
 /// The photographs under the conditions `first` to `end`, on all threads.
 /// @throws Refusal  if one of them cannot be seen under one of the conditions
-void compareAt(const Options& options, std::vector<Point>& points, int first, int end,
+void compareAt(const SweepArguments& options, std::vector<Point>& points, int first, int end,
                const std::pair<CountedPhotograph, CountedPhotograph>& photographs) {
     std::vector<AppearanceDistributions> seen(static_cast<std::size_t>(2 * (end - first)));
     std::vector<std::string> problems(seen.size());
@@ -178,7 +178,7 @@ void warnOfModels(const Console& console, const std::vector<Point>& points) {
 
 /// Warns of pixels without an appearance, and of those that count as black, as many as there are under the worst of the conditions.
 /// @throws Refusal  if there are conditions under which none has one
-void checkAppearances(const Console& console, const Options& options, const std::vector<Point>& points) {
+void checkAppearances(const Console& console, const SweepArguments& options, const std::vector<Point>& points) {
     std::pair<AppearanceDistributions, AppearanceDistributions> worst;
     for (const Point& point : points) {
         for (std::size_t k = 0; k < correlateNames.size(); ++k) {
@@ -233,7 +233,7 @@ std::string csvText(const std::vector<Point>& points, const std::pair<ProfileUse
     return text;
 }
 
-std::string jsonText(const Options& options, const std::vector<Point>& points, const Photographs& photographs) {
+std::string jsonText(const SweepArguments& options, const std::vector<Point>& points, const Photographs& photographs) {
     const auto describe = [](const std::string& path, const cv::Size& size, const ProfileUse& profile) {
         ordered_json json = {{"path", validUtf8(path)}, {"width_pixels", size.width}, {"height_pixels", size.height}};
         addProfile(json, profile);
@@ -276,7 +276,7 @@ std::string plotOf(const std::string& title, const std::string& label, const std
            "</figure>\n";
 }
 
-std::string page(const Options& options, const std::vector<Point>& points,
+std::string page(const SweepArguments& options, const std::vector<Point>& points,
                  const std::pair<ProfileUse, ProfileUse>& profiles) {
     HtmlPage html;
     html.title = "Likeness of " + options.first + " and " + options.second + " under a range of conditions";
@@ -309,11 +309,11 @@ std::string page(const Options& options, const std::vector<Point>& points,
     return htmlDocument(html);
 }
 
-ResultText formatOf(const Options& options) {
+ResultText formatOf(const SweepArguments& options) {
     return resultTextFor(options.output, options.json ? ResultText::json : ResultText::any);
 }
 
-void checkOutputs(const Console& console, const Options& options) {
+void checkOutputs(const Console& console, const SweepArguments& options) {
     formatOf(options);
     if (options.plot == standardStream && options.output.empty()) {
         throw Refusal("--plot: standard output has the result; --output can name a file for it");
@@ -328,7 +328,7 @@ void checkOutputs(const Console& console, const Options& options) {
     }
 }
 
-ExitStatus sweep(const Console& console, const Options& options) {
+ExitStatus sweep(const Console& console, const SweepArguments& options) {
     if (console.diagnostics().wantsFiles()) {
         throw Refusal("--dumps: the published models leave no diagnostic files");
     }
@@ -366,7 +366,7 @@ ExitStatus sweep(const Console& console, const Options& options) {
 }  // namespace
 
 Action declareSweep(OptionParser& app) {
-    auto options = std::make_shared<Options>();
+    auto options = std::make_shared<SweepArguments>();
     app.addOption("FIRST", options->first, "Photograph")->required();
     app.addOption("SECOND", options->second, "Photograph to compare it with")->required();
     app.addOption("--model", options->model,

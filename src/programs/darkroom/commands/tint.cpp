@@ -15,7 +15,7 @@
 namespace likeness::darkroom {
 namespace {
 
-struct Options {
+struct TintArguments {
     PhotographInputs inputs;
     std::string input;  ///< the one with flash
     std::string nonFlash;
@@ -26,7 +26,7 @@ struct Options {
     ImageOutput output;
 };
 
-TintOptions tintOptions(const Options& options) {
+TintOptions tintOptions(const TintArguments& options) {
     TintOptions tint;
     tint.form = options.form == "gain" ? TintForm::gain : TintForm::regression;
     tint.sigma = options.sigma;
@@ -34,13 +34,13 @@ TintOptions tintOptions(const Options& options) {
     return tint;
 }
 
-void checkForm(const Options& options) {
+void checkForm(const TintArguments& options) {
     if (options.form == "gain" && options.smoothingGiven) {
         throw Refusal("--sigma and --diameter belong to --form regression");
     }
 }
 
-ExitStatus tint(const Console& console, const Options& options) {
+ExitStatus tint(const Console& console, const TintArguments& options) {
     OutputPlan plan(console, {options.input, options.nonFlash});
     checkImageOutput(options.output, plan);
     const TintOptions form = tintOptions(options);
@@ -60,7 +60,7 @@ ExitStatus tint(const Console& console, const Options& options) {
 }  // namespace
 
 Action declareTint(OptionParser& app) {
-    auto options = std::make_shared<Options>();
+    auto options = std::make_shared<TintArguments>();
     addPhotographs(app, options->inputs, "FLASH", "Photograph whose detail is kept");
     app.addOption("--like", options->nonFlash,
                   optionText("Photograph of the same scene and size whose colours are wanted", "--like ambient.jpg"))

@@ -23,7 +23,7 @@
 namespace likeness::darkroom {
 namespace {
 
-struct Options {
+struct TransferArguments {
     PhotographInputs inputs;
     std::string input;  ///< the one that is worked on
     std::string palette;
@@ -41,7 +41,7 @@ struct Frame {
     double t;
 };
 
-std::vector<Frame> framesOf(const Options& options) {
+std::vector<Frame> framesOf(const TransferArguments& options) {
     if (options.frames == 0) {
         return {{options.output, options.t}};
     }
@@ -56,21 +56,21 @@ std::vector<Frame> framesOf(const Options& options) {
     return frames;
 }
 
-TransferOptions transferOptions(const Options& options) {
+TransferOptions transferOptions(const TransferArguments& options) {
     TransferOptions transfer;
     transfer.channels = options.dims == 2 ? TransferChannels::chroma : TransferChannels::all;
     transfer.form = options.form == "centred" ? TransferForm::centered : TransferForm::bonneel;
     return transfer;
 }
 
-void checkForm(const Options& options) {
+void checkForm(const TransferArguments& options) {
     const TransferOptions form = transferOptions(options);
     if (form.form == TransferForm::bonneel && form.channels != TransferChannels::chroma) {
         throw Refusal("--form bonneel: only with --dims 2");
     }
 }
 
-ExitStatus transfer(const Console& console, const Options& options) {
+ExitStatus transfer(const Console& console, const TransferArguments& options) {
     checkForm(options);
     const TransferOptions form = transferOptions(options);
     OutputPlan plan(console, {options.input, options.palette});
@@ -106,7 +106,7 @@ ExitStatus transfer(const Console& console, const Options& options) {
 }  // namespace
 
 Action declareTransfer(OptionParser& app) {
-    auto options = std::make_shared<Options>();
+    auto options = std::make_shared<TransferArguments>();
     addPhotographs(app, options->inputs, "IN", "Photograph whose colours are moved");
     app.addOption("--palette", options->palette,
                   optionText("Photograph whose colours are wanted; of any size", "--palette sunset.jpg"))
@@ -148,7 +148,7 @@ Action declareTransfer(OptionParser& app) {
     return [options](const Console& console) {
         return onEach(console, *options, transfer, checkForm, [&options](const ImageOutput& output) {
             std::vector<ImageOutput> files;
-            Options one = *options;
+            TransferArguments one = *options;
             one.output = output;
             for (const Frame& frame : framesOf(one)) {
                 files.push_back(frame.output);

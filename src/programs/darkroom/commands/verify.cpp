@@ -20,7 +20,7 @@
 namespace likeness::darkroom {
 namespace {
 
-struct Options {
+struct VerifyArguments {
     ListOptions list;
     std::string results;
 };
@@ -130,7 +130,7 @@ private:
     std::string remarks_;
 };
 
-ExitStatus verifyArchive(const Options& options) {
+ExitStatus verifyArchive(const VerifyArguments& options) {
     if (!options.list.format.empty() || !options.list.shard.empty()) {
         throw Refusal("--list-format, --shard: an archive has no list");
     }
@@ -226,7 +226,7 @@ std::optional<ResultFormat> formatOfResults(const std::string& path) {
     }
 }
 
-ExitStatus verify(const Console& console, const Options& options) {
+ExitStatus verify(const Console& console, const VerifyArguments& options) {
     if (options.results.empty()) {
         if (options.list.path != "-" && isArchive(options.list.path)) {
             return verifyArchive(options);
@@ -259,7 +259,7 @@ ExitStatus verify(const Console& console, const Options& options) {
 }  // namespace
 
 Action declareVerify(OptionParser& app) {
-    auto options = std::make_shared<Options>();
+    auto options = std::make_shared<VerifyArguments>();
     app.addOption("LIST", options->list.path,
                   "List of pairs, as for darkroom batch; or an archive, or results without a list, and nothing else")
         ->required();

@@ -27,7 +27,7 @@
 namespace likeness::darkroom {
 namespace {
 
-struct Options {
+struct WhiteArguments {
     PhotographInputs inputs;
     std::string input;  ///< the one that is worked on
     bool many = false;
@@ -54,7 +54,7 @@ nlohmann::ordered_json rounded(double value) {
     return numberOrNull(roundedToNineDigits(value));
 }
 
-void printJson(const Console& console, const Options& options, const cv::Mat& bgr, const PixelWeights& weights,
+void printJson(const Console& console, const WhiteArguments& options, const cv::Mat& bgr, const PixelWeights& weights,
                const FoundWhite& white) {
     nlohmann::ordered_json json = jsonOfSchema("white", 1);
     json["input"] = {{"path", options.input}, {"width_pixels", bgr.cols}, {"height_pixels", bgr.rows}};
@@ -95,7 +95,7 @@ void printText(const Console& console, const FoundWhite& white) {
                  "\ndistance from the Planckian locus (Duv): " + orNone(white.nearest.duv) + '\n');
 }
 
-cv::Mat whiteImage(const Console& console, const cv::Mat& bgr, const Options& options) {
+cv::Mat whiteImage(const Console& console, const cv::Mat& bgr, const WhiteArguments& options) {
     LocalWhiteOptions local;
     if (options.sigma > 0) {
         local.filter = WhiteFilter::bilateral;
@@ -106,7 +106,7 @@ cv::Mat whiteImage(const Console& console, const cv::Mat& bgr, const Options& op
     return localWhite(bgr, local, watchOf(console, progress));
 }
 
-ExitStatus estimateWhite(const Console& console, const Options& options) {
+ExitStatus estimateWhite(const Console& console, const WhiteArguments& options) {
     const bool withImage = !options.output.path.empty();
     OutputPlan plan(console, {options.input});
     plan.mayRead(options.part.mask);
@@ -140,7 +140,7 @@ ExitStatus estimateWhite(const Console& console, const Options& options) {
 }  // namespace
 
 Action declareWhite(OptionParser& app) {
-    auto options = std::make_shared<Options>();
+    auto options = std::make_shared<WhiteArguments>();
     addPhotographs(app, options->inputs, "IN", "Photograph");
     app.addFlag("--json", options->json, optionText("Print the estimate as JSON", "--json"));
     addPartOptions(app, options->part);
@@ -170,7 +170,7 @@ Action declareWhite(OptionParser& app) {
     return [options](const Console& console) {
         options->many = asksForMany(options->inputs, options->output);
         return onEach(
-            console, *options, estimateWhite, [](const Options&) {}, {}, options->json ? "" : tableHeading);
+            console, *options, estimateWhite, [](const WhiteArguments&) {}, {}, options->json ? "" : tableHeading);
     };
 }
 
