@@ -137,10 +137,6 @@ LIKENESS_MODULE_ENTRY void likeness_read_photograph(const PhotographRequest& req
                                   " pictures is taken; --page takes another");
     }
     readColors(handle.get(), content);
-    if (content.icc.empty() && !content.codePoints && request.streamTellsColors) {
-        content.remarks.emplace_back(
-            "it has no box (colr) that tells its colours: they are taken for sRGB, whatever its stream says of them");
-    }
     if (content.alpha && ::heif_image_handle_is_premultiplied_alpha(handle.get()) != 0) {
         content.remarks.emplace_back("its colours are multiplied by its alpha channel, and are taken as they are");
     }

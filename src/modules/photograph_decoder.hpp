@@ -16,12 +16,11 @@ namespace likeness {
 /// What is wanted of a file.
 struct PhotographRequest {
     std::string path;
-    std::uint64_t mostPixels = 0;    ///< more are a problem, found before anything is decoded
-    int page = 1;                    ///< of a file with several pictures, from 1 on
-    std::string layer{};             ///< of OpenEXR: name of a part or a layer; empty: the first with colours
-    bool preview = false;            ///< of a camera's raw file: the embedded preview in place of the photograph
-    bool streamTellsColors = false;  ///< whether the streams of the format tell colours, too, as those of AVIF
-    bool headerOnly = false;         ///< what the file says of itself; nothing is decoded
+    std::uint64_t mostPixels = 0;  ///< more are a problem, found before anything is decoded
+    int page = 1;                  ///< of a file with several pictures, from 1 on
+    std::string layer{};           ///< of OpenEXR: name of a part or a layer; empty: the first with colours
+    bool preview = false;          ///< of a camera's raw file: the embedded preview in place of the photograph
+    bool headerOnly = false;       ///< what the file says of itself; nothing is decoded
 };
 
 /// What a file holds. What it does not say is 0, empty or without a value.
@@ -42,6 +41,7 @@ struct PhotographContent {
     bool linear = false;  ///< whether the values are proportional to light
     int channels = 0;     ///< with alpha
     bool alpha = false;
+    bool opaque = false;  ///< whether every pixel is known to be opaque, once it is decoded
     int orientation = 0;  ///< 1 to 8, as in Exif data, before it is made upright
     int pages = 1;
     std::vector<std::string> layers;  ///< names that `PhotographRequest::layer` takes

@@ -139,6 +139,7 @@ public:
             } else if (layout_.separate()) {
                 put(x + j, y, sample, valueAt(row, j, layout_));
             } else {
+                lookAtAlpha(row, j * step);
                 for (int s = 0; s < image_.channels(); ++s) {
                     put(x + j, y, s, valueAt(row, j * step + static_cast<std::size_t>(s), layout_));
                 }
@@ -146,7 +147,18 @@ public:
         }
     }
 
+    /// Whether the sample behind the colours is that of an opaque pixel everywhere.
+    bool opaque() const { return opaque_ && !layout_.separate() && palette_[0] == nullptr; }
+
 private:
+    void lookAtAlpha(const unsigned char* row, std::size_t pixel) {
+        const auto colors = static_cast<std::size_t>(image_.channels());
+        if (opaque_ && layout_.samples > colors) {
+            const double whole = image_.depth() == CV_8U ? 255 : image_.depth() == CV_16U ? 65535 : 1;
+            opaque_ = valueAt(row, pixel + colors, layout_) >= whole;
+        }
+    }
+
     std::uint32_t rawIndex(const unsigned char* row, std::size_t index) const {
         const double greatest = (1 << layout_.bits) - 1;
         const double whole = layout_.bits > 8 ? 65535.0 : 255.0;
@@ -181,6 +193,7 @@ private:
 
     const Layout& layout_;
     cv::Mat& image_;
+    bool opaque_ = true;
     std::uint16_t* palette_[3] = {nullptr, nullptr, nullptr};
 };
 
@@ -355,7 +368,8 @@ bool decode(::TIFF* file, const Layout& layout, PhotographContent& content) {
     const bool palette = layout.photometric == PHOTOMETRIC_PALETTE;
     if (depth < 0 || !(byColor || grey) || (palette && (layout.bits > 16 || depth == CV_32F)) ||
         (layout.photometric == PHOTOMETRIC_RGB && layout.samples < 3)) {
-        if (layout.bits > 8) {
+        const bool isSigned = layout.format != SAMPLEFORMAT_UINT && layout.format != SAMPLEFORMAT_VOID;
+        if (layout.bits > 8 || isSigned) {
             content.problem = "its values are of a kind that is not read";
             return false;
         }
@@ -375,6 +389,7 @@ bool decode(::TIFF* file, const Layout& layout, PhotographContent& content) {
     }
     makeUpright(layout.orientation, image);
     content.pixels = image;
+    content.opaque = pixels.opaque();
     return true;
 }
 

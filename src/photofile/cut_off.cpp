@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <array>
 #include <limits>
+#include <vector>
 
 namespace likeness {
 namespace {
@@ -125,6 +126,107 @@ bool isJpegCutOff(HeaderBytes& file, const ImageHeader& header, std::uint64_t si
     return !inside;
 }
 
+/// Walks over coded data of a JPEG (ITU-T T.81, B.1.1.5).
+/// @return  the place behind the second byte of the next marker; `size` if there is none
+std::uint64_t behindNextMarker(HeaderBytes& file, std::uint64_t at, std::uint64_t size, unsigned& marker) {
+    constexpr std::size_t block = 1 << 16;
+    bool prefixed = false;
+    while (at < size) {
+        const std::vector<unsigned char> bytes = file.bytes(at, block);
+        if (bytes.empty()) {
+            break;
+        }
+        for (std::size_t k = 0; k < bytes.size(); ++k) {
+            const unsigned byte = bytes[k];
+            const bool restart = byte >= 0xD0 && byte <= 0xD7;
+            if (prefixed && byte != 0 && byte != 0xFF && byte != 1 && !restart) {
+                marker = byte;
+                return at + k + 1;
+            }
+            prefixed = byte == 0xFF;
+        }
+        at += bytes.size();
+    }
+    return size;
+}
+
+/// Whether the scans of a JPEG end with the marker EOI. What stands behind it is not looked at.
+bool hasEndOfJpeg(HeaderBytes& file, std::uint64_t size) {
+    constexpr unsigned endOfImage = 0xD9;
+    constexpr unsigned startOfImage = 0xD8;
+    if (size > 2 && file.holds(size - 2, "\xFF\xD9")) {
+        return true;
+    }
+    std::uint64_t at = 2;
+    for (int segment = 0; segment < mostPieces; ++segment) {
+        unsigned marker = 0;
+        at = behindNextMarker(file, at, size, marker);
+        if (marker == endOfImage) {
+            return true;
+        }
+        if (at >= size) {
+            return false;
+        }
+        at += marker == startOfImage ? 0 : std::max<std::uint64_t>(file.big(at, 2), 2);
+    }
+    return true;  // beyond all measure
+}
+
+/// Frames of a GIF (GIF89a, section 12).
+class GifBlocks {
+public:
+    GifBlocks(HeaderBytes& file, std::uint64_t size) : file_(file), size_(size) {
+        std::uint64_t at = 13 + colorTable(10);
+        for (int block = 0; block < mostPieces; ++block) {
+            const std::uint64_t kind = file_.big(at, 1);
+            constexpr std::uint64_t trailer = 0x3B;
+            constexpr std::uint64_t frame = 0x2C;
+            constexpr std::uint64_t extension = 0x21;
+            if (!file_.good() || (kind != frame && kind != extension)) {
+                ended_ = file_.good() && kind == trailer;
+                return;
+            }
+            at = kind == frame ? at + 11 + colorTable(at + 9) : at + 2;
+            if (!passData(at)) {
+                return;
+            }
+            frames_ += kind == frame ? 1 : 0;
+        }
+        ended_ = true;  // beyond all measure
+    }
+
+    bool hasFrame() const noexcept { return frames_ > 0; }
+    bool ended() const noexcept { return ended_; }
+
+private:
+    std::uint64_t colorTable(std::uint64_t flagsAt) {
+        const std::uint64_t flags = file_.big(flagsAt, 1);
+        return (flags & 0x80) == 0 ? 0 : std::uint64_t{3} << ((flags & 7) + 1);
+    }
+
+    /// @return  whether all of it is there
+    bool passData(std::uint64_t& at) {
+        while (at < size_) {
+            const std::uint64_t length = file_.big(at, 1);
+            at += 1 + length;
+            if (length == 0) {
+                return file_.good();
+            }
+        }
+        return false;
+    }
+
+    HeaderBytes& file_;
+    std::uint64_t size_;
+    int frames_ = 0;
+    bool ended_ = false;
+};
+
+bool isGifCutOff(HeaderBytes& file, std::uint64_t size) {
+    const GifBlocks blocks(file, size);
+    return !blocks.hasFrame() && !blocks.ended();
+}
+
 /// ITU-T T.800, A.4.4: a codestream ends with the marker EOC. In a box it may be followed by others.
 bool isJpeg2000CutOff(HeaderBytes& file, std::uint64_t size) {
     const auto hasEnd = [&file](std::uint64_t end) {
@@ -187,6 +289,8 @@ bool isCutOff(const ByteSource& source, const ImageHeader& header, std::uint64_t
         case ImageFileFormat::heic:
         case ImageFileFormat::avif:
             return areBoxesCutOff(file, size);
+        case ImageFileFormat::gif:
+            return isGifCutOff(file, size);
         case ImageFileFormat::jpegXl:
             return !file.holds(0, "\xFF") && areBoxesCutOff(file, size);
         case ImageFileFormat::jpeg2000:
@@ -203,6 +307,26 @@ bool isCutOff(const ByteSource& source, const ImageHeader& header, std::uint64_t
             return isAnymapCutOff(file, header, size);
         default:
             return false;
+    }
+}
+
+FileEnd endOf(const ByteSource& source, const ImageHeader& header, std::uint64_t size) {
+    HeaderBytes file(source);
+    const auto told = [](bool there) { return there ? FileEnd::there : FileEnd::missing; };
+    switch (header.format) {
+        case ImageFileFormat::jpeg:
+            return told(hasEndOfJpeg(file, size));
+        case ImageFileFormat::gif:
+            return told(GifBlocks(file, size).ended());
+        case ImageFileFormat::jpegXl:
+            return file.holds(0, "\xFF") ? FileEnd::untold : FileEnd::there;
+        case ImageFileFormat::openExr:
+        case ImageFileFormat::radiance:
+        case ImageFileFormat::photoshop:
+        case ImageFileFormat::sunRaster:
+            return FileEnd::untold;
+        default:
+            return FileEnd::there;
     }
 }
 

@@ -74,6 +74,25 @@ void takeOrientation(const ByteSource& source, const ImageHeader& header, FileDe
     }
 }
 
+/// What the end of the file says, of one that is read without it.
+void takeEnd(const ByteSource& source, const ImageHeader& header, std::uint64_t size, FileDescription& description) {
+    if (!description.problem.empty()) {
+        return;
+    }
+    switch (endOf(source, header, size)) {
+        case FileEnd::there:
+            break;
+        case FileEnd::missing:
+            description.remarks.push_back("it is cut off at byte " + std::to_string(size) +
+                                          ", and is read as far as it goes");
+            break;
+        case FileEnd::untold:
+            description.remarks.emplace_back(
+                "whether it is whole is known once it is decoded: its header was looked at");
+            break;
+    }
+}
+
 std::string readingOf(const FileDescription& description) {
     const std::string depth = description.floats      ? "floats"
                               : description.bits == 0 ? "as they are"
@@ -133,7 +152,9 @@ FileDescription describeFile(const FileAccess& access, const std::string& name) 
             if (!direct) {
                 moduleEntry("imgcodecs", "likeness_imread");
             }
-            if (header.pages > 1) {
+            if (access.profiles().selection.page > 1) {
+                description.problem = ": " + readWithoutPages(header);
+            } else if (header.pages > 1) {
                 description.remarks.emplace_back("the first page is taken; --page takes another");
             }
         }
@@ -145,7 +166,9 @@ FileDescription describeFile(const FileAccess& access, const std::string& name) 
     takeOrientation(source, header, description);
     if (isCutOff(source, header, file.size())) {
         description.problem = ": it is cut off at byte " + std::to_string(file.size());
-    } else if (description.problem.empty() && exceeds(description.width, description.height, access.mostPixels())) {
+    }
+    takeEnd(source, header, file.size(), description);
+    if (description.problem.empty() && exceeds(description.width, description.height, access.mostPixels())) {
         description.problem = ": " + tooManyPixels(description.width, description.height, access.mostPixels());
     }
     if (description.problem.empty()) {

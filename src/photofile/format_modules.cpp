@@ -1,6 +1,7 @@
 #include "photofile/format_modules.hpp"
 
 #include "modules/module_loader.hpp"
+#include "photofile/av1_colors.hpp"
 #include "photofile/photoshop_reader.hpp"
 
 namespace likeness {
@@ -19,11 +20,21 @@ bool isForModule(const ImageHeader& header, const PhotographSelection& selection
             const bool usual = header.bits == 1 || header.bits == 8 || header.bits == 16 ||
                                (header.bits == 32 && header.floats) || header.bits == 0;
             const bool halves = header.floats && header.bits == 16;
-            return header.cameraRaw || !usual || halves || selection.page > 1;
+            return header.cameraRaw || !usual || halves || header.misread || selection.page > 1;
         }
         default:
             return header.cameraRaw;
     }
+}
+
+bool hasPages(const ImageHeader& header) noexcept {
+    return !header.cameraRaw && (header.format == ImageFileFormat::tiff || header.format == ImageFileFormat::heic ||
+                                 header.format == ImageFileFormat::avif);
+}
+
+std::string readWithoutPages(const ImageHeader& header) {
+    return std::string("--page: ") + (header.cameraRaw ? "camera raw" : nameOf(header.format)) +
+           " is read without pages";
 }
 
 std::string moduleOf(const ImageHeader& header) {
@@ -47,15 +58,35 @@ std::string moduleOf(const ImageHeader& header) {
     }
 }
 
+namespace {
+
+/// The colours that no box of an AVIF tells are those that its stream tells.
+void takeColorsOfStream(const ByteSource& source, PhotographContent& content) {
+    if (!content.icc.empty() || content.codePoints || !content.problem.empty()) {
+        return;
+    }
+    content.codePoints = codePointsOfAv1(source);
+    if (!content.codePoints) {
+        content.remarks.emplace_back("neither a box (colr) nor its stream tells its colours: they are taken for sRGB");
+    }
+}
+
+}  // namespace
+
 PhotographContent readByModule(const ByteSource& source, const ImageHeader& header, const PhotographRequest& request) {
+    PhotographContent content;
+    if (request.page > 1 && !hasPages(header)) {
+        content.problem = readWithoutPages(header);
+        return content;
+    }
     if (header.format == ImageFileFormat::photoshop) {
         return readPhotoshop(source, request);
     }
     const auto read = reinterpret_cast<ReadPhotographEntry>(moduleEntry(moduleOf(header), "likeness_read_photograph"));
-    PhotographRequest asked = request;
-    asked.streamTellsColors = header.format == ImageFileFormat::avif;
-    PhotographContent content;
-    read(asked, content);
+    read(request, content);
+    if (header.format == ImageFileFormat::avif) {
+        takeColorsOfStream(source, content);
+    }
     return content;
 }
 

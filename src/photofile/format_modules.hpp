@@ -13,6 +13,12 @@ namespace likeness {
 /// Whether a file is for `readByModule`, and not for the readers of usual formats (codecs/image_codecs.hpp).
 bool isForModule(const ImageHeader& header, const PhotographSelection& selection);
 
+/// Whether `--page` can choose among the pictures of such a file.
+bool hasPages(const ImageHeader& header) noexcept;
+
+/// Why a page of a file of another kind is not read; what follows a colon.
+std::string readWithoutPages(const ImageHeader& header);
+
 /// Name of the module that reads such a file; empty of what is read without one.
 std::string moduleOf(const ImageHeader& header);
 

@@ -7,6 +7,7 @@
 #include <array>
 #include <cstddef>
 #include <cstdint>
+#include <limits>
 #include <string_view>
 #include <vector>
 
@@ -109,5 +110,37 @@ void forEachJpegSegment(HeaderBytes& file, Visit visit) {
         at += length;
     }
 }
+
+/// A box of ISO/IEC 14496-12, 4.2, as JPEG 2000 has them too.
+struct Box {
+    std::uint64_t at = 0;
+    std::uint64_t content = 0;
+    std::uint64_t end = 0;
+};
+
+/// Calls `visit` with the boxes between two places; it returns whether it wants more. At most 2^10 boxes.
+template <typename Visit>
+void forEachBox(HeaderBytes& file, std::uint64_t at, std::uint64_t end, Visit visit) {
+    constexpr std::uint64_t farthest = std::uint64_t{1} << 61;
+    for (int count = 0; count < 1 << 10 && at < std::min(end, farthest); ++count) {
+        std::uint64_t length = file.big(at, 4);
+        std::uint64_t header = 8;
+        if (length == 1) {
+            length = file.big(at + 8, 8);
+            header = 16;
+        }
+        if (!file.good()) {
+            return;
+        }
+        length = length == 0 ? end - at : length;  // up to the end
+        if (length < header || length > farthest || !visit(Box{at, at + header, std::min(at + length, end)})) {
+            return;
+        }
+        at += length;
+    }
+}
+
+/// End of the boxes that no other box holds.
+inline constexpr std::uint64_t wholeFile = std::numeric_limits<std::uint64_t>::max();
 
 }  // namespace likeness

@@ -142,7 +142,9 @@ private:
         compression = 259,
         photometricInterpretation = 262,
         samplesPerPixel = 277,
+        planarConfiguration = 284,
         subDirectories = 330,
+        extraSamples = 338,
         sampleFormat = 339,
         dngVersion = 0xC612,
     };
@@ -169,6 +171,7 @@ private:
         std::uint64_t height = 0;
         std::uint64_t samples = 1;
         bool grayOrRgb = false;
+        TiffLayout layout;
         for (std::uint64_t i = 0; i < count; ++i) {
             const std::uint64_t entry = begin + i * entrySize;
             const std::uint64_t tag = number(entry, 2);
@@ -209,19 +212,27 @@ private:
                     constexpr std::uint64_t rgb = 2;  // 0 and 1 are grey
                     const std::uint64_t photometric = firstValue(entry);
                     grayOrRgb = photometric <= rgb;
+                    layout.photometric = photometric;
                     header_.cameraRaw |= photometric == colorFilterArray || photometric == linearRaw;
                     if (isFirst && (photometric == logLuminance || photometric == logLuv)) {
                         header_.floats = true;
                     }
                     break;
                 }
+                case planarConfiguration:
+                    layout.inPlanes = firstValue(entry) == 2;
+                    break;
+                case extraSamples:
+                    layout.extraSample = firstValue(entry);
+                    break;
                 case subDirectories:
                     hasChildren = true;
                     addChildren(entry);
                     break;
                 case sampleFormat: {
                     constexpr std::uint64_t ieeeFloat = 3;
-                    if (isFirst && firstValue(entry) == ieeeFloat) {
+                    layout.format = firstValue(entry);
+                    if (isFirst && layout.format == ieeeFloat) {
                         header_.floats = true;
                     }
                     break;
@@ -239,6 +250,7 @@ private:
             header_.alpha =
                 grayOrRgb && (samples == 2 || samples == 4);  // writers often leave out what the last one is
             header_.cameraRaw |= reduced && hasChildren;
+            header_.misread = isMisread(layout, samples);
         } else if (inChain_ && width > 0 && !reduced) {
             ++header_.pages;
         }
@@ -247,6 +259,28 @@ private:
         }
         const std::uint64_t next = number(begin + count * entrySize, wide_ ? 8 : 4);
         return file_.good() ? next : 0;
+    }
+
+    struct TiffLayout {
+        std::uint64_t photometric = 2;
+        std::uint64_t format = 1;
+        std::uint64_t extraSample = 0;
+        bool inPlanes = false;
+    };
+
+    /// What the image library (4.6) makes black of, turns dark, leaves inverted, cuts to 8 bits or refuses.
+    bool isMisread(const TiffLayout& layout, std::uint64_t samples) const {
+        constexpr std::uint64_t whiteIsZero = 0;
+        constexpr std::uint64_t rgb = 2;
+        constexpr std::uint64_t inks = 5;
+        constexpr std::uint64_t signedInteger = 2;
+        constexpr std::uint64_t unassociatedAlpha = 2;
+        const bool deep = header_.bits > 8;
+        const bool planes = layout.inPlanes && samples > 1;
+        const bool multiplied = layout.photometric == rgb && layout.extraSample == unassociatedAlpha;
+        return layout.format == signedInteger || multiplied ||
+               (deep && (planes || layout.photometric == whiteIsZero || layout.photometric == inks || samples == 2)) ||
+               (header_.floats && samples == 4);
     }
 
     std::size_t sizeOfType(std::uint64_t type) const {

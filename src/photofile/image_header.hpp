@@ -43,6 +43,8 @@ struct ImageHeader {
     int pages = 1;               ///< pictures in the file, as far as they were walked to
     std::uint64_t greatest = 0;  ///< value that stands for white, where the format lets the file choose it; else 0
 
+    bool misread = false;  ///< of a TIFF: whether the image library takes its values for others, or cannot read them
+
     int orientation = 0;  ///< to be applied by who reads it with this header; never found in it
 
     /// Whether the values are proportional to light by the definition of the format.

@@ -33,6 +33,11 @@ void tellOfProfile(const FileAccess& access, const std::string& path, const Prof
     }
 }
 
+ProfileChoice withOwn(ProfileChoice profiles, const OwnPicture& own) {
+    profiles.selection = own.in(std::move(profiles.selection));
+    return profiles;
+}
+
 cv::Mat readNumbers(const FileAccess& access, const std::string& path, PhotographValues values) {
     const PhotographRead photograph = readPhotograph(path, values, access.mostPixels());
     requireRead(path, photograph);
@@ -121,9 +126,12 @@ std::pair<cv::Mat, cv::Mat> readPhotographPairAsCompared(const FileAccess& acces
 std::pair<PhotographRead, PhotographRead> readPhotographPairInRows(const FileAccess& access, const std::string& first,
                                                                    const std::string& second,
                                                                    std::pair<ProfileUse, ProfileUse>* profiles,
-                                                                   RowReceiver* firstRows, RowReceiver* secondRows) {
-    ManagedColors firstColors(access.profiles());
-    ManagedColors secondColors(access.profiles());
+                                                                   RowReceiver* firstRows, RowReceiver* secondRows,
+                                                                   const std::pair<OwnPicture, OwnPicture>& own) {
+    const ProfileChoice firstChoice = withOwn(access.profiles(), own.first);
+    const ProfileChoice secondChoice = withOwn(access.profiles(), own.second);
+    ManagedColors firstColors(firstChoice);
+    ManagedColors secondColors(secondChoice);
     auto [firstRead, secondRead] =
         readPhotographPair(first, second, PhotographValues::bytesOrFloats, access.mostPixels(), &firstColors,
                            &secondColors, firstRows, secondRows);

@@ -46,13 +46,27 @@ std::pair<cv::Mat, cv::Mat> readPhotographPairAsCompared(const FileAccess& acces
                                                          const std::string& second,
                                                          std::pair<ProfileUse, ProfileUse>* profiles = nullptr);
 
+/// What one of two photographs has in place of the page and the layer of both.
+struct OwnPicture {
+    int page = 0;         ///< 0: that of both
+    std::string layer{};  ///< empty: that of both
+
+    PhotographSelection in(PhotographSelection ofBoth) const {
+        ofBoth.page = page > 0 ? page : ofBoth.page;
+        ofBoth.layer = layer.empty() ? ofBoth.layer : layer;
+        return ofBoth;
+    }
+};
+
 /// The same of two photographs of which nothing but the colours is wanted: rows may be handed on in place of an image
 /// (photofile/photograph_reader.hpp).
+/// @param own  which pictures of their files are taken, where it is not one choice for both
 /// @throws Refusal  for the first that cannot be read
 std::pair<PhotographRead, PhotographRead> readPhotographPairInRows(const FileAccess& access, const std::string& first,
                                                                    const std::string& second,
                                                                    std::pair<ProfileUse, ProfileUse>* profiles,
-                                                                   RowReceiver* firstRows, RowReceiver* secondRows);
+                                                                   RowReceiver* firstRows, RowReceiver* secondRows,
+                                                                   const std::pair<OwnPicture, OwnPicture>& own = {});
 
 /// What is shown of a photograph: floats 0..1 as bytes 0..255, limited; NaN as 0.
 /// @param photograph  CV_8U or CV_32F

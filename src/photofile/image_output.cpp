@@ -43,9 +43,13 @@ void tag(const ImageOutput& output, std::vector<uchar>& bytes, const ColorProfil
         case ImageFormat::tiff:
             tagTiff(bytes, profile);
             break;
+        case ImageFormat::webp:
+            if (!profile.isSrgb()) {
+                tagWebp(bytes, profile);
+            }
+            break;
         case ImageFormat::hdr:
         case ImageFormat::exr:
-        case ImageFormat::webp:
         case ImageFormat::avif:
         case ImageFormat::jxl:
             break;
@@ -56,22 +60,51 @@ void tag(const ImageOutput& output, std::vector<uchar>& bytes, const ColorProfil
     }
 }
 
-/// Bits of a channel of a photograph; 0 where they are not known.
-int bitsOf(const std::string& name) {
+/// The values of a photograph, as far as its header tells.
+struct SourceValues {
+    int bits = 0;  ///< of a channel; 0 where they are not known
+    bool floats = false;
+};
+
+SourceValues valuesOf(const std::string& name) {
     const std::string path = placeOfInput(name);
     const OpenedFile file(path);
     if (!file.problem().empty()) {
-        return 0;
+        return {};
     }
     const ByteSource source = file.source();
     const ImageHeader header = readImageHeader(source);
-    if (header.bits == 0 && isForModule(header, {})) {
+    // The header of an OpenEXR file does not tell halves from floats.
+    const bool isTold = header.bits != 0 && header.format != ImageFileFormat::openExr;
+    if (!isTold && isForModule(header, {})) {
         PhotographRequest request{path, std::numeric_limits<std::uint64_t>::max()};
         request.headerOnly = true;
-        return readByModule(source, header, request).bits;
+        const PhotographContent content = readByModule(source, header, request);
+        return {content.bits, content.floats};
     }
     constexpr int ofCameraRaw = 16;
-    return header.cameraRaw ? ofCameraRaw : header.bits;
+    return header.cameraRaw ? SourceValues{ofCameraRaw, false} : SourceValues{header.bits, header.floats};
+}
+
+/// The depth that keeps the values of a photograph best; none where it is that of the format without a photograph.
+std::optional<StoredDepth> depthFor(ImageFormat format, const SourceValues& values) {
+    const bool deep = values.bits > 8;
+    switch (format) {
+        case ImageFormat::png:
+        case ImageFormat::jxl:
+            return deep ? std::optional(StoredDepth::words) : std::nullopt;
+        case ImageFormat::avif:
+            return deep ? std::optional(values.bits > 10 ? StoredDepth::twelveBits : StoredDepth::tenBits)
+                        : std::nullopt;
+        case ImageFormat::tiff:
+            return values.floats || values.bits == 0 || values.bits > 16
+                       ? std::nullopt
+                       : std::optional(deep ? StoredDepth::words : StoredDepth::bytes);
+        case ImageFormat::exr:
+            return values.bits > 16 ? std::optional(StoredDepth::floats) : std::nullopt;
+        default:
+            return std::nullopt;
+    }
 }
 
 /// Value that stands for white.
@@ -318,11 +351,10 @@ ImageOutput ImageOutput::at(std::string otherPath, std::string otherOption) cons
 ImageOutput ImageOutput::followed(const std::string& source) const {
     const ImageFormat format = imageFormatOf(path);
     ImageOutput output = *this;
-    const bool toWords = format == ImageFormat::png || format == ImageFormat::jxl;
-    if ((toWords || format == ImageFormat::avif) && !depth && !bits && !source.empty()) {
-        if (const int stored = bitsOf(source); stored > 8) {
-            output.depth = toWords ? StoredDepth::words : stored > 10 ? StoredDepth::twelveBits : StoredDepth::tenBits;
-        }
+    const bool follows = hasDepth(format, StoredDepth::floats) || hasDepth(format, StoredDepth::words) ||
+                         hasDepth(format, StoredDepth::tenBits);
+    if (follows && !depth && !bits && !source.empty()) {
+        output.depth = depthFor(format, valuesOf(source));
     }
     return output;
 }
@@ -409,7 +441,7 @@ std::string writeIntegers(const FileAccess& access, const ImageOutput& output, c
         }
         case ImageFormat::webp:
             encodeAndReplace(access, output, ".webp", integers,
-                             {cv::IMWRITE_WEBP_QUALITY, output.quality.value_or(usualQuality)}, nullptr, source);
+                             {cv::IMWRITE_WEBP_QUALITY, output.quality.value_or(usualQuality)}, profile, source);
             break;
         case ImageFormat::tiff:
             encodeAndReplace(access, output, ".tiff", integers, {cv::IMWRITE_TIFF_COMPRESSION, deflateCompression},

@@ -35,7 +35,8 @@ struct ImageOutput {
     std::optional<StoredDepth> depth{};  ///< where the format leaves a choice; comes before `bits`
 
     /// The same with the depth of a photograph where nobody asked for one: PNG and JPEG XL get 16 bits of a photograph
-    /// with more than 8, AVIF 10 of one with 9 or 10 and 12 of one with more.
+    /// with more than 8, AVIF 10 of one with 9 or 10 and 12 of one with more; TIFF gets 8 bits of one with up to 8, 16
+    /// of one with up to 16, and floats of the others; OpenEXR gets floats of more than 16 bits.
     ImageOutput followed(const std::string& source) const;
 
     /// The depth of the file: what was asked for; else 8 bits, floats of TIFF, halves of OpenEXR.

@@ -319,7 +319,7 @@ void readWithModule(const std::string& path, PhotographValues values, std::uint6
         return;
     }
     result.remarks.insert(result.remarks.begin(), content.remarks.begin(), content.remarks.end());
-    if (content.alpha && (colors == nullptr || !colors->selection().usesAlpha)) {
+    if (content.alpha && !content.opaque && (colors == nullptr || !colors->selection().usesAlpha)) {
         result.remarks.emplace_back("its alpha channel is left out");
     }
     result.bits = content.bits;
@@ -339,7 +339,8 @@ int turnOf(const std::string& path, ImageFileFormat format) {
 
 /// What is compared as bytes keeps the pixels that the image library makes of it, where it makes any.
 bool isReadAsBytesAlways(const ImageHeader& header, PhotographValues values) {
-    return values == PhotographValues::bytes && header.format == ImageFileFormat::openExr;
+    const bool bytesOfTiff = header.format == ImageFileFormat::tiff && header.misread && header.bits == 8;
+    return values == PhotographValues::bytes && (header.format == ImageFileFormat::openExr || bytesOfTiff);
 }
 
 /// Whether every pixel counts in full.
@@ -465,7 +466,7 @@ PhotographRead readCollecting(const std::string& name, PhotographValues values, 
         if (selection.page > 1) {
             result.bgr.release();
             result.rowsOf = {};
-            result.problem = std::string(": --page: ") + nameOf(header.format) + " is read without pages";
+            result.problem = ": " + readWithoutPages(header);
             return result;
         }
         if (header.pages > 1) {

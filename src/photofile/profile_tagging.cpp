@@ -1,5 +1,7 @@
 #include "photofile/profile_tagging.hpp"
 
+#include "photofile/image_header.hpp"
+
 #include <zlib.h>
 
 #include <algorithm>
@@ -110,6 +112,42 @@ void tagTiff(Bytes& tiff, const ColorProfile& profile) {
     if (!addToTiff(tiff, interColorProfile, undefinedType, profile.icc())) {
         throw ProfileProblem(" '" + profile.description() + "' has no room in a TIFF of this size");
     }
+}
+
+void tagWebp(Bytes& webp, const ColorProfile& profile) {
+    constexpr std::size_t behindName = 12;
+    constexpr std::size_t extendedSize = 18;
+    constexpr unsigned char hasProfile = 0x20;
+    constexpr unsigned char hasAlpha = 0x10;
+    const auto holds = [&webp](std::string_view text) {
+        return webp.size() >= behindName + text.size() &&
+               std::equal(text.begin(), text.end(), webp.begin() + behindName);
+    };
+    Bytes chunks;
+    if (!holds("VP8X"sv)) {
+        const ImageHeader header = readImageHeader([&webp](std::uint64_t offset, unsigned char* to, std::size_t count) {
+            const std::size_t there = offset >= webp.size() ? 0 : std::min(count, webp.size() - std::size_t{offset});
+            std::copy_n(webp.begin() + static_cast<std::ptrdiff_t>(there == 0 ? 0 : offset), there, to);
+            return there;
+        });
+        append(chunks, "VP8X"sv);
+        appendNumber(chunks, 10, 4, false);
+        appendNumber(chunks, header.alpha ? hasAlpha : 0U, 4, false);
+        appendNumber(chunks, header.width - 1, 3, false);
+        appendNumber(chunks, header.height - 1, 3, false);
+        insertAt(webp, behindName, chunks);
+        chunks.clear();
+    }
+    const Bytes& icc = profile.icc();
+    append(chunks, "ICCP"sv);
+    appendNumber(chunks, icc.size(), 4, false);
+    chunks.insert(chunks.end(), icc.begin(), icc.end());
+    chunks.resize(chunks.size() + chunks.size() % 2);
+    insertAt(webp, behindName + extendedSize, chunks);
+    webp[behindName + 8] |= hasProfile;
+    Bytes size;
+    appendNumber(size, webp.size() - 8, 4, false);
+    std::copy(size.begin(), size.end(), webp.begin() + 4);
 }
 
 bool addToTiff(Bytes& tiff, unsigned tag, unsigned type, const Bytes& data) {

@@ -30,4 +30,8 @@ bool addToTiff(std::vector<unsigned char>& tiff, unsigned tag, unsigned type, co
 /// @param tiff  of an encoder, not BigTIFF, in either byte order, without the tag
 void tagTiff(std::vector<unsigned char>& tiff, const ColorProfile& profile);
 
+/// Puts the chunk ICCP into a WebP (RFC 9649, 2.7), which becomes an extended one.
+/// @param webp  of an encoder, simple or extended, without the chunk
+void tagWebp(std::vector<unsigned char>& webp, const ColorProfile& profile);
+
 }  // namespace likeness

@@ -16,6 +16,7 @@
 #include <opencv2/imgcodecs.hpp>
 #include <opencv2/imgproc.hpp>
 
+#include <algorithm>
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
@@ -106,22 +107,52 @@ TEST(FormatModules, DeepAvifUsesTheWholeRange) {
     EXPECT_MAT_NEAR(toUnit(read.bgr), toUnit(deepPhotograph()), Tolerance{.absolute = 2.0 / 1023});
 }
 
-TEST(FormatModules, ColorsThatOnlyTheStreamOfAnAvifTellsAreToldOf) {
+/// The same file without what its boxes tell of colours.
+std::string withoutColorBoxes(std::string bytes) {
+    for (std::size_t box = bytes.find("colrnclx"); box != std::string::npos; box = bytes.find("colrnclx")) {
+        bytes.replace(box, 4, "skip");
+    }
+    return bytes;
+}
+
+TEST(FormatModules, ColorsThatOnlyTheStreamOfAnAvifTellsAreTaken) {
+    const ScratchDirectory scratch;
+    cv::imwrite("a.png", examplePhotograph("cat.jpg")(cv::Rect(100, 60, 128, 128)));
+    // A plain picture, one with 10 bits, and one of four tiles.
+    for (const std::vector<std::string>& variant :
+         {std::vector<std::string>{}, {"-d", "10", "-y", "444"}, {"--grid", "2x2"}}) {
+        std::vector<std::string> command{"avifenc", "--cicp", "12/13/1", "--min", "0", "--max", "0"};
+        command.insert(command.end(), variant.begin(), variant.end());
+        command.insert(command.end(), {"a.png", "a.avif"});
+        REQUIRE_TOOL("heif", command, "a.avif");
+        const std::string bytes = contentOf("a.avif");
+        ASSERT_NE(bytes.find("colrnclx"), std::string::npos);
+        std::ofstream("b.avif", std::ios::binary) << withoutColorBoxes(bytes);
+        const cv::Mat told = readColors("a.avif").bgr;
+        EXPECT_EQ(told.depth(), CV_32F);  // converted from Display P3
+        const PhotographRead read = readColors("b.avif");
+        EXPECT_TRUE(read.remarks.empty());
+        EXPECT_EQ(read.bgr.depth(), CV_32F);
+        EXPECT_TRUE(readColors("a.avif").remarks.empty());
+        // Of the stream of a file that is damaged there nothing is said.
+        std::string damaged = withoutColorBoxes(bytes);
+        const std::size_t stream = damaged.rfind("mdat") + 4;
+        damaged[stream] = '\x7F';
+        std::ofstream("c.avif", std::ios::binary) << damaged;
+        readColors("c.avif");  // without an end by a signal
+    }
+}
+
+TEST(FormatModules, AnAvifWithoutColorsIsTakenForSrgbAndToldOf) {
     const ScratchDirectory scratch;
     cv::imwrite("a.png", smallPhotograph());
-    REQUIRE_TOOL("heif", {"avifenc", "--cicp", "12/13/1", "--min", "0", "--max", "0", "a.png", "a.avif"}, "a.avif");
-    std::string bytes = contentOf("a.avif");
-    const std::size_t box = bytes.find("colrnclx");
-    ASSERT_NE(box, std::string::npos);
-    bytes.replace(box, 4, "skip");
-    std::ofstream("b.avif", std::ios::binary) << bytes;
-    const cv::Mat told = readColors("a.avif").bgr;
-    EXPECT_EQ(told.depth(), CV_32F);  // converted from Display P3
+    REQUIRE_TOOL("heif", {"avifenc", "--cicp", "2/2/2", "a.png", "a.avif"}, "a.avif");
+    std::ofstream("b.avif", std::ios::binary) << withoutColorBoxes(contentOf("a.avif"));
     const PhotographRead read = readColors("b.avif");
+    ASSERT_EQ(read.problem, "");
+    EXPECT_EQ(read.bgr.depth(), CV_8U);
     ASSERT_EQ(read.remarks.size(), 1U);
-    EXPECT_EQ(read.remarks[0],
-              "it has no box (colr) that tells its colours: they are taken for sRGB, whatever its stream says of them");
-    EXPECT_TRUE(readColors("a.avif").remarks.empty());
+    EXPECT_EQ(read.remarks[0], "neither a box (colr) nor its stream tells its colours: they are taken for sRGB");
 }
 
 TEST(FormatModules, HeicOfTenBitsUsesTheWholeRange) {
@@ -235,6 +266,223 @@ TEST(FormatModules, PagesTilesAndDepthsOfTiff) {
         const cv::Mat reference = cv::imread("reference.png", cv::IMREAD_COLOR | cv::IMREAD_ANYDEPTH);
         EXPECT_MAT_NEAR(toUnit(read.bgr), toUnit(reference), Tolerance{.absolute = 1.01 / 65535});
     }
+}
+
+/// How the numbers of a made TIFF stand in it.
+struct TiffLayout {
+    bool bigEndian = false;
+    bool wide = false;  ///< BigTIFF
+    std::uint64_t samples = 1;
+    bool planes = false;
+    std::uint64_t photometric = 1;  ///< 0 white is 0, 1 black is 0, 2 R, G, B, 5 inks
+    std::uint64_t extra = 0;        ///< ExtraSamples: 1 associated alpha, 2 unassociated; 0: none
+};
+
+/// A TIFF of one row, not compressed.
+/// @param values  in the order of the file
+/// @param format  SampleFormat: 1 for integers, 2 for signed ones, 3 for floats
+std::string madeTiff(const std::vector<std::uint64_t>& values, int bits, std::uint64_t format,
+                     const TiffLayout& layout) {
+    std::string bytes;
+    const auto put = [&](std::uint64_t value, int size) {
+        for (int k = 0; k < size; ++k) {
+            bytes.push_back(static_cast<char>(value >> 8 * (layout.bigEndian ? size - 1 - k : k)));
+        }
+    };
+    const int place = layout.wide ? 8 : 4;
+    const std::uint64_t begin = layout.wide ? 16 : 8;
+    const std::uint64_t strips = layout.planes ? layout.samples : 1;
+    const std::uint64_t stripBytes = values.size() / strips * static_cast<std::uint64_t>(bits) / 8;
+    std::vector<std::uint64_t> places;
+    for (std::uint64_t strip = 0; strip < strips; ++strip) {
+        places.push_back(begin + strip * stripBytes);
+    }
+    const std::vector<std::pair<int, std::vector<std::uint64_t>>> entries{
+        {256, {values.size() / layout.samples}},
+        {257, {1}},
+        {258, std::vector<std::uint64_t>(layout.samples, static_cast<std::uint64_t>(bits))},
+        {259, {1}},
+        {262, {layout.photometric}},
+        {273, places},
+        {277, {layout.samples}},
+        {278, {1}},
+        {279, std::vector<std::uint64_t>(strips, stripBytes)},
+        {284, {layout.planes ? 2U : 1U}},
+        {338, {layout.extra}},
+        {339, std::vector<std::uint64_t>(layout.samples, format)}};
+    const auto isWritten = [&](const auto& entry) { return entry.first != 338 || layout.extra != 0; };
+    const auto isInPlace = [&](const auto& entry) {
+        return entry.second.size() * 4 <= static_cast<std::size_t>(place);
+    };
+    std::uint64_t directory = begin + strips * stripBytes;
+    directory += directory % 2;
+    std::uint64_t beside = directory;
+    for (const auto& entry : entries) {
+        directory += isWritten(entry) && !isInPlace(entry) ? entry.second.size() * 4 : 0;
+    }
+    bytes = layout.bigEndian ? "MM" : "II";
+    put(layout.wide ? 43 : 42, 2);
+    if (layout.wide) {
+        put(8, 2);
+        put(0, 2);
+    }
+    put(directory, place);
+    for (const std::uint64_t value : values) {
+        put(value, bits / 8);
+    }
+    bytes.resize(static_cast<std::size_t>(beside));
+    for (const auto& entry : entries) {
+        for (const std::uint64_t value : entry.second) {
+            put(value, isWritten(entry) && !isInPlace(entry) ? 4 : 0);
+        }
+    }
+    put(static_cast<std::uint64_t>(std::count_if(entries.begin(), entries.end(), isWritten)), layout.wide ? 8 : 2);
+    for (const auto& entry : entries) {
+        if (!isWritten(entry)) {
+            continue;
+        }
+        put(static_cast<std::uint64_t>(entry.first), 2);
+        put(4, 2);  // LONG
+        put(entry.second.size(), place);
+        if (isInPlace(entry)) {
+            const std::size_t end = bytes.size() + static_cast<std::size_t>(place);
+            for (const std::uint64_t value : entry.second) {
+                put(value, 4);
+            }
+            bytes.resize(end);
+        } else {
+            put(beside, place);
+            beside += entry.second.size() * 4;
+        }
+    }
+    put(0, place);
+    return bytes;
+}
+
+/// What the first pixel of a made TIFF is read as: R, G, B.
+cv::Vec3d firstPixel(const std::vector<std::uint64_t>& values, int bits, std::uint64_t format,
+                     const TiffLayout& layout) {
+    std::ofstream("a.tif", std::ios::binary) << madeTiff(values, bits, format, layout);
+    const PhotographRead read = readColors("a.tif");
+    EXPECT_EQ(read.problem, "");
+    if (read.bgr.empty()) {
+        return cv::Vec3d::all(-1);
+    }
+    const cv::Vec3f bgr = toUnit(read.bgr).at<cv::Vec3f>(0, 0);
+    return {static_cast<double>(bgr[2]), static_cast<double>(bgr[1]), static_cast<double>(bgr[0])};
+}
+
+TEST(FormatModules, WhatTheImageLibraryMisreadsOfATiffIsReadRight) {
+    if (!isModuleBuilt("tiff")) {
+        GTEST_SKIP() << "the module tiff was not built: its library is not installed";
+    }
+    const ScratchDirectory scratch;
+    const auto expectPixel = [](const cv::Vec3d& found, const cv::Vec3d& expected) {
+        EXPECT_LE(cv::norm(found, expected, cv::NORM_INF), 1e-6) << found << expected;
+    };
+    const std::uint64_t one = 0x3F800000;
+    const std::uint64_t half = 0x3F000000;
+    const std::uint64_t quarter = 0x3E800000;
+    for (const bool bigEndian : {false, true}) {
+        SCOPED_TRACE(bigEndian);
+        // Two pixels, plane by plane: they were black.
+        TiffLayout planes{bigEndian, false, 3, true, 2, 0};
+        expectPixel(firstPixel({65535, 0, 13107, 0, 0, 0}, 16, 1, planes), {1, 0.2, 0});
+        expectPixel(firstPixel({half, 0, one, 0, quarter, 0}, 32, 3, planes), {0.5, 1, 0.25});
+        // White is 0: it was black.
+        expectPixel(firstPixel({13107, 0}, 16, 1, {bigEndian, false, 1, false, 0, 0}), cv::Vec3d::all(0.8));
+        // Grey with alpha: it had 8 bits.
+        expectPixel(firstPixel({257 * 3 + 100, 65535, 0, 0}, 16, 1, {bigEndian, false, 2, false, 1, 2}),
+                    cv::Vec3d::all((257 * 3 + 100) / 65535.0));
+        // Colours beside alpha are those of the file: they were multiplied by it, or refused.
+        const TiffLayout alpha{bigEndian, false, 4, false, 2, 2};
+        expectPixel(firstPixel({255, 51, 102, 128}, 8, 1, alpha), {1, 0.2, 0.4});
+        expectPixel(firstPixel({half, one, quarter, half}, 32, 3, alpha), {0.5, 1, 0.25});
+    }
+}
+
+TEST(FormatModules, AnAlphaChannelOfATiffIsToldOfWhereItIsNotOpaque) {
+    if (!isModuleBuilt("tiff")) {
+        GTEST_SKIP() << "the module tiff was not built: its library is not installed";
+    }
+    const ScratchDirectory scratch;
+    const TiffLayout alpha{false, false, 4, false, 2, 2};
+    std::ofstream("opaque.tif", std::ios::binary) << madeTiff({1, 2, 3, 255, 4, 5, 6, 255}, 8, 1, alpha);
+    EXPECT_TRUE(readColors("opaque.tif").remarks.empty());
+    std::ofstream("half.tif", std::ios::binary) << madeTiff({1, 2, 3, 255, 4, 5, 6, 127}, 8, 1, alpha);
+    ASSERT_EQ(readColors("half.tif").remarks.size(), 1U);
+    EXPECT_EQ(readColors("half.tif").remarks[0], "its alpha channel is left out");
+}
+
+TEST(FormatModules, ValuesOfATiffThatAreNotReadAreRefused) {
+    if (!isModuleBuilt("tiff")) {
+        GTEST_SKIP() << "the module tiff was not built: its library is not installed";
+    }
+    const ScratchDirectory scratch;
+    const auto expectRefused = [](int bits, std::uint64_t format, const TiffLayout& layout) {
+        std::ofstream("a.tif", std::ios::binary)
+            << madeTiff({1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12}, bits, format, layout);
+        EXPECT_EQ(readColors("a.tif").problem, ": its values are of a kind that is not read") << bits << ' ' << format;
+    };
+    const TiffLayout colors{false, false, 3, false, 2, 0};
+    expectRefused(8, 2, colors);  // with signs
+    expectRefused(16, 2, colors);
+    expectRefused(16, 1, {false, false, 4, false, 5, 0});  // inks
+}
+
+TEST(FormatModules, WideIntegersOfATiffAreNotCutToSixteenBits) {
+    if (!isModuleBuilt("tiff")) {
+        GTEST_SKIP() << "the module tiff was not built: its library is not installed";
+    }
+    const ScratchDirectory scratch;
+    // Neighbours that 16 bits do not tell apart, and the ends.
+    const std::vector<std::uint64_t> values{0, 0x80000000, 0x80000100, 0x80000200, 0x80000300, 0xFFFFFFFF};
+    for (const bool bigEndian : {false, true}) {
+        for (const bool wide : {false, true}) {
+            for (const int bits : {32, 64}) {
+                SCOPED_TRACE(std::to_string(bits) + (bigEndian ? " MM" : " II") + (wide ? " BigTIFF" : ""));
+                std::vector<std::uint64_t> stored = values;
+                for (std::uint64_t& value : stored) {
+                    value = bits == 64 ? value << 32 | value : value;
+                }
+                std::ofstream("a.tif", std::ios::binary) << madeTiff(stored, bits, 1, {bigEndian, wide});
+                const PhotographRead read = readColors("a.tif");
+                ASSERT_EQ(read.problem, "");
+                ASSERT_EQ(read.bgr.type(), CV_32FC3);
+                for (std::size_t k = 0; k < values.size(); ++k) {
+                    const double expected = static_cast<double>(values[k]) / 4294967295.0;
+                    EXPECT_NEAR(static_cast<double>(read.bgr.at<cv::Vec3f>(0, static_cast<int>(k))[1]), expected, 6e-8);
+                }
+            }
+        }
+    }
+}
+
+TEST(FormatModules, FloatsOfATiffAreTakenInEitherOrderOfBytes) {
+    const ScratchDirectory scratch;
+    const std::vector<std::uint64_t> values{0x3F800000, 0x3F000000, 0x7FC00000, 0x7F800000};  // 1, 0.5, NaN, infinity
+    for (const bool bigEndian : {false, true}) {
+        std::ofstream("a.tif", std::ios::binary) << madeTiff(values, 32, 3, {bigEndian, false});
+        const PhotographRead read = readColors("a.tif");
+        ASSERT_EQ(read.problem, "");
+        ASSERT_EQ(read.bgr.type(), CV_32FC3);
+        EXPECT_EQ(read.bgr.at<cv::Vec3f>(0, 0), cv::Vec3f::all(1));
+        EXPECT_EQ(read.bgr.at<cv::Vec3f>(0, 1), cv::Vec3f::all(0.5F));
+        EXPECT_TRUE(std::isnan(read.bgr.at<cv::Vec3f>(0, 2)[0]));
+        EXPECT_TRUE(std::isinf(read.bgr.at<cv::Vec3f>(0, 3)[2]));
+    }
+}
+
+TEST(FormatModules, PagesOfFormatsWithoutThemAreRefused) {
+    const ScratchDirectory scratch;
+    ProfileChoice second;
+    second.selection.page = 2;
+    const std::string gif("GIF89a\x01\0\x01\0\x80\0\0\0\0\0\xFF\xFF\xFF\x2C\0\0\0\0\x01\0\x01\0\0\x02\x02\x44\x01\0;",
+                          35);
+    std::ofstream("a.gif", std::ios::binary) << gif;
+    EXPECT_EQ(readColors("a.gif", second).problem, ": --page: GIF is read without pages");
+    cv::imwrite("a.jpg", smallPhotograph());
+    EXPECT_EQ(readColors("a.jpg", second).problem, ": --page: JPEG is read without pages");
 }
 
 /// Linear values of a photograph.

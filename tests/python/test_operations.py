@@ -17,7 +17,7 @@ def bench(tmp_path_factory, darkroom):
     skimage.imsave(folder / "second.png", second, check_contrast=False)
 
     def run(*arguments):
-        darkroom(*arguments, "-o", folder / "out.tif", "--quiet", cwd=folder)
+        darkroom(*arguments, "-o", folder / "out.tif", "--depth", "float", "--quiet", cwd=folder)
         return skimage.imread(folder / "out.tif")
 
     return first, second, run

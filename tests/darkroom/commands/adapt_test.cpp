@@ -62,7 +62,7 @@ protected:
 TEST_F(DarkroomAdapt, ToD65FromTheWhiteOfThePhotograph) {
     const Photograph in = part("coffee.jpg");
     const cv::Mat whites = whiteOf(in.unit, in.unit.size());
-    const Outcome outcome = expectDone({"adapt", in.path, "--to", "d65", "-o", "out.tif"});
+    const Outcome outcome = expectDone({"adapt", in.path, "--to", "d65", "-o", "out.tif", "--depth", "float"});
     EXPECT_EQ(outcome.out, "");
     EXPECT_MAT_EQUAL(imageLeft("out.tif"), adaptedFrom(whites, in.unit));
     EXPECT_EQ(filesLeft(), std::vector<std::string>{"out.tif"});
@@ -70,7 +70,7 @@ TEST_F(DarkroomAdapt, ToD65FromTheWhiteOfThePhotograph) {
 
 TEST_F(DarkroomAdapt, ToD65FromTheWhiteOfEachPixel) {
     const Photograph in = part("coffee.jpg");
-    expectDone({"adapt", in.path, "--to", "d65", "--white", "own", "-o", "own.tif"});
+    expectDone({"adapt", in.path, "--to", "d65", "--white", "own", "-o", "own.tif", "--depth", "float"});
     EXPECT_MAT_EQUAL(imageLeft("own.tif"), adaptedUnderOwnWhite(in.unit.clone()));
     cv::Mat xyz(in.unit.size(), CV_32FC3);
     cv::Mat bgr = in.unit.clone();
@@ -78,7 +78,7 @@ TEST_F(DarkroomAdapt, ToD65FromTheWhiteOfEachPixel) {
     cv::Mat white;
     computeWhiteImg(xyz, white, 16, dropAll());
     convertXYZtoSharpenedBGR(white, white);
-    expectDone({"adapt", in.path, "--to", "d65", "--white", "smoothed", "-o", "smoothed.tif"});
+    expectDone({"adapt", in.path, "--to", "d65", "--white", "smoothed", "-o", "smoothed.tif", "--depth", "float"});
     EXPECT_MAT_EQUAL(imageLeft("smoothed.tif"), adaptedFrom(white, in.unit));
 }
 
@@ -98,21 +98,22 @@ TEST_F(DarkroomAdapt, BackToTheLightOfAPhotograph) {
     cv::Mat fromD65 = sharpened.clone();
     cv::Mat to = coffee.clone();
     inverseCATByD65(fromD65, to, fromD65);
-    expectDone({"adapt", in.path, "--from", "d65", "--like", photo("coffee.jpg"), "-o", "out.tif"});
+    expectDone({"adapt", in.path, "--from", "d65", "--like", photo("coffee.jpg"), "-o", "out.tif", "--depth", "float"});
     EXPECT_MAT_EQUAL(imageLeft("out.tif"), picture(fromD65));
 
     cv::Mat from = retina.clone();
     to = coffee.clone();
     cv::Mat fromPhotograph = sharpened.clone();
     inverseCAT(sharpened, from, to, fromPhotograph);
-    expectDone({"adapt", in.path, "--from", photo("retina.jpg"), "--like", photo("coffee.jpg"), "-o", "out.tif"});
+    expectDone({"adapt", in.path, "--from", photo("retina.jpg"), "--like", photo("coffee.jpg"), "-o", "out.tif",
+                "--depth", "float"});
     EXPECT_MAT_EQUAL(imageLeft("out.tif"), picture(fromPhotograph));
 }
 
 TEST_F(DarkroomAdapt, ToD65AndBackIsWhereItBegan) {
     const Photograph in = part("coffee.jpg");
-    expectDone({"adapt", in.path, "--to", "d65", "-o", "d65.tif"});
-    expectDone({"adapt", "d65.tif", "--from", "d65", "--like", in.path, "-o", "back.tif"});
+    expectDone({"adapt", in.path, "--to", "d65", "-o", "d65.tif", "--depth", "float"});
+    expectDone({"adapt", "d65.tif", "--from", "d65", "--like", in.path, "-o", "back.tif", "--depth", "float"});
     EXPECT_MAT_NEAR(imageLeft("back.tif"), in.unit, {.absolute = 2e-4});
 }
 
@@ -121,13 +122,13 @@ TEST_F(DarkroomAdapt, LikeAnotherPhotograph) {
     for (const float degree : {1.0F, 0.5F}) {
         cv::Mat expected = in.unit.clone();
         performIlluminantAdaptation(expected, unitPhotograph("coffee.jpg"), degree, dropAll());
-        expectDone(
-            {"adapt", in.path, "--like", photo("coffee.jpg"), "--degree", std::to_string(degree), "-o", "out.tif"});
+        expectDone({"adapt", in.path, "--like", photo("coffee.jpg"), "--degree", std::to_string(degree), "-o",
+                    "out.tif", "--depth", "float"});
         EXPECT_MAT_EQUAL(imageLeft("out.tif"), expected);
     }
     cv::Mat expected = in.unit.clone();
     performIlluminantAdaptation(expected, unitPhotograph("coffee.jpg"), 1, dropAll());
-    expectDone({"adapt", in.path, "--like", photo("coffee.jpg"), "-o", "out.tif"});
+    expectDone({"adapt", in.path, "--like", photo("coffee.jpg"), "-o", "out.tif", "--depth", "float"});
     EXPECT_MAT_EQUAL(imageLeft("out.tif"), expected);
     EXPECT_GT(cv::norm(expected, in.unit, cv::NORM_INF), 0.05);
 }
@@ -139,7 +140,7 @@ TEST_F(DarkroomAdapt, WarnsWhereNoPixelIsNearlyNeutral) {
         return "darkroom adapt: warning: '" + path + "' has no nearly neutral pixel to estimate a white from\n";
     };
     const auto expectWarnings = [&](std::vector<std::string> arguments, const std::string& expected) {
-        arguments.insert(arguments.end(), {"-o", "out.tif", "--quiet"});
+        arguments.insert(arguments.end(), {"-o", "out.tif", "--depth", "float", "--quiet"});
         const std::string err = expectDone(arguments).err;
         EXPECT_EQ(err.substr(0, expected.size()), expected);
         EXPECT_EQ(err.find("neutral", expected.size()), std::string::npos) << err;
@@ -161,7 +162,7 @@ TEST_F(DarkroomAdapt, TakesSixteenBitsAndFloats) {
     cv::Mat expected = in.unit.clone();
     performIlluminantAdaptation(expected, unitPhotograph("coffee.jpg"), 1, dropAll());
     for (const std::string& path : {save("wide.png", wide), save("floats.tif", in.unit)}) {
-        expectDone({"adapt", path, "--like", photo("coffee.jpg"), "-o", "out.tif"});
+        expectDone({"adapt", path, "--like", photo("coffee.jpg"), "-o", "out.tif", "--depth", "float"});
         EXPECT_MAT_EQUAL(imageLeft("out.tif"), expected) << path;
     }
 }
@@ -175,20 +176,21 @@ TEST_F(DarkroomAdapt, WhatTheMaskShowsIsLeftOut) {
     cv::Mat wide;
     mask.convertTo(wide, CV_16U, 257);
     for (const std::string& path : {save("mask.png", mask), save("wide.png", wide)}) {
-        expectDone({"adapt", in.path, "--like", photo("coffee.jpg"), "--mask", path, "-o", "out.tif"});
+        expectDone(
+            {"adapt", in.path, "--like", photo("coffee.jpg"), "--mask", path, "-o", "out.tif", "--depth", "float"});
         EXPECT_MAT_EQUAL(imageLeft("out.tif"), expected) << path;
     }
 }
 
 TEST_F(DarkroomAdapt, LooksForNoMaskInTheWorkingDirectory) {
     const Photograph in = part("rocket.jpg");
-    expectDone({"adapt", in.path, "--like", photo("coffee.jpg"), "-o", "without.tif"});
+    expectDone({"adapt", in.path, "--like", photo("coffee.jpg"), "-o", "without.tif", "--depth", "float"});
     std::filesystem::create_directory(output("Masks"));
     // A pipe that nobody writes to: whoever opened it would wait for ever.
     ASSERT_EQ(run({"/usr/bin/mkfifo", output("Masks/giantShadow.jpg")}, folder()).status, 0);
-    expectDone({"adapt", in.path, "--like", photo("coffee.jpg"), "-o", "with.tif"});
+    expectDone({"adapt", in.path, "--like", photo("coffee.jpg"), "-o", "with.tif", "--depth", "float"});
     EXPECT_MAT_EQUAL(imageLeft("with.tif"), imageLeft("without.tif"));
-    expectDone({"adapt", in.path, "--like", photo("coffee.jpg"), "--local", "-o", "local.tif"});
+    expectDone({"adapt", in.path, "--like", photo("coffee.jpg"), "--local", "-o", "local.tif", "--depth", "float"});
 }
 
 TEST_F(DarkroomAdapt, LikeAnotherPhotographPixelByPixel) {
@@ -198,7 +200,7 @@ TEST_F(DarkroomAdapt, LikeAnotherPhotographPixelByPixel) {
         cv::Mat expected = in.unit.clone();
         performLocalCAMCA(expected, reference, blend, dropAll());
         expectDone({"adapt", in.path, "--like", photo("coffee.jpg"), "--local", "--blend", std::to_string(blend), "-o",
-                    "out.tif"});
+                    "out.tif", "--depth", "float"});
         EXPECT_MAT_EQUAL(imageLeft("out.tif"), expected);
     }
     EXPECT_EQ(filesLeft(), std::vector<std::string>{"out.tif"});
@@ -206,7 +208,7 @@ TEST_F(DarkroomAdapt, LikeAnotherPhotographPixelByPixel) {
 
 TEST_F(DarkroomAdapt, PixelByPixelBlackGroundHasNoResult) {
     const std::string black = save("black.png", cv::Mat(40, 50, CV_8UC3, cv::Scalar::all(0)));
-    expectDone({"adapt", black, "--like", photo("coffee.jpg"), "--local", "-o", "out.tif"});
+    expectDone({"adapt", black, "--like", photo("coffee.jpg"), "--local", "-o", "out.tif", "--depth", "float"});
     EXPECT_TRUE(std::isnan(imageLeft("out.tif").at<cv::Vec3f>(20, 20)[1]));
     const Outcome outcome = expectDone({"adapt", black, "--like", photo("coffee.jpg"), "--local", "-o", "out.png"});
     EXPECT_EQ(outcome.err,
@@ -282,7 +284,8 @@ TEST_F(DarkroomAdapt, TellsWhatCameToTheLimits) {
     const std::string even = save("grey.png", grey);
     const Outcome same = expectDone({"adapt", even, "--like", even, "-o", "a.png"});
     EXPECT_EQ(same.err.find("limits"), std::string::npos) << same.err;
-    const Outcome moved = expectDone({"adapt", save("yellow.png", yellow), "--like", in, "-o", "a.tif"});
+    const Outcome moved =
+        expectDone({"adapt", save("yellow.png", yellow), "--like", in, "-o", "a.tif", "--depth", "float"});
     const bool limited = cv::countNonZero(imageLeft("a.tif").reshape(1) == 1) > 0;
     EXPECT_EQ(moved.err.find("of the pixels came to the limits of 0..1 and are clipped there") != std::string::npos,
               limited)

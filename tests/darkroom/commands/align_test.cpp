@@ -49,7 +49,7 @@ TEST_F(DarkroomAlign, WritesWhatTheLibraryComputes) {
     const Alignment expected = alignmentOf(unit(pair.moving), unit(pair.reference));
     const Outcome outcome =
         expectDone({"align", save("moving.png", pair.moving), "--to", save("reference.png", pair.reference), "-o",
-                    "aligned.tif", "--flow", "flow.tif"});
+                    "aligned.tif", "--depth", "float", "--flow", "flow.tif"});
     EXPECT_EQ(outcome.out, "");
     EXPECT_EQ(filesLeft(), (std::vector<std::string>{"aligned.tif", "flow.tif"}));
     EXPECT_MAT_EQUAL(imageLeft("aligned.tif"), expected.aligned);
@@ -78,7 +78,8 @@ TEST_F(DarkroomAlign, TakesSixteenBitsAndFloats) {
         }
     });
     const cv::Mat floats = unit(pair.reference) * 1.5;
-    expectDone({"align", save("moving.png", wide), "--to", save("reference.tif", floats), "-o", "aligned.tif"});
+    expectDone({"align", save("moving.png", wide), "--to", save("reference.tif", floats), "-o", "aligned.tif",
+                "--depth", "float"});
     EXPECT_MAT_EQUAL(imageLeft("aligned.tif"), alignmentOf(wideUnit, floats).aligned);
 }
 

@@ -41,7 +41,7 @@ std::array<cv::Mat, brightnessPasses> brightened(const cv::Mat& unit, float fact
 
 TEST_F(DarkroomBrighten, WritesWhatTheLibraryComputesOfEveryDepth) {
     for (const StoredImage& image : imagesOfEveryDepth("coffee.jpg", part)) {
-        expectDone({"brighten", save(image.name, image.stored), "--factor", "11.4", "-o", "b.tif"});
+        expectDone({"brighten", save(image.name, image.stored), "--factor", "11.4", "-o", "b.tif", "--depth", "float"});
         EXPECT_EQ(filesLeft(),
                   (std::vector<std::string>{"b_1.tif", "b_2.tif", "b_3.tif", "b_4.tif", "b_5.tif", "b_6.tif"}));
         const auto expected = brightened(image.unit, 11.4F);
@@ -55,7 +55,8 @@ TEST_F(DarkroomBrighten, WritesWhatTheLibraryComputesOfEveryDepth) {
 TEST_F(DarkroomBrighten, OnePassTakesTheNameAsItIs) {
     const StoredImage image = imagesOfEveryDepth("cat.jpg", part)[0];
     const std::string in = save(image.name, image.stored);
-    const Outcome outcome = expectDone({"brighten", in, "--factor", "9", "--pass", "3", "-o", "b.tif"});
+    const Outcome outcome =
+        expectDone({"brighten", in, "--factor", "9", "--pass", "3", "-o", "b.tif", "--depth", "float"});
     EXPECT_EQ(
         outcome.err,
         "darkroom brighten: wrote 'b.tif': pass 3, factor 7.6, 60 x 44 pixels, 32-bit float, values as they are\n");
@@ -66,7 +67,7 @@ TEST_F(DarkroomBrighten, OnePassTakesTheNameAsItIs) {
 TEST_F(DarkroomBrighten, BelowTenBrightensAndAboveDarkens) {
     const std::string in = save("in.png", imagesOfEveryDepth("cat.jpg", part)[0].stored);
     const auto meanWith = [&](const std::string& factor) {
-        expectDone({"brighten", in, "--factor", factor, "--pass", "1", "-o", "b.tif"});
+        expectDone({"brighten", in, "--factor", factor, "--pass", "1", "-o", "b.tif", "--depth", "float"});
         return cv::sum(cv::mean(imageLeft("b.tif")))[0];
     };
     const double asItWas = meanWith("10");

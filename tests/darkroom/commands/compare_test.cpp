@@ -6,6 +6,7 @@
 #include "darkroom/darkroom_program.hpp"
 #include "files/number_format.hpp"
 #include "pages/comparison_report.hpp"
+#include "support/built_modules.hpp"
 #include "support/mat_matchers.hpp"
 #include "support/test_images.hpp"
 
@@ -449,6 +450,28 @@ TEST_F(DarkroomCompare, TellsWhenAResultCannotBeWritten) {
     EXPECT_EQ(outcome.status, 2);
     EXPECT_EQ(outcome.out, "");
     EXPECT_EQ(outcome.err, "darkroom compare: cannot write '/dev/full': No space left on device\n");
+}
+
+TEST_F(DarkroomCompare, EachPhotographHasAPageOfItsOwn) {
+    const std::vector<cv::Mat> pages{examplePhotograph("cat.jpg")(cv::Rect(0, 0, 90, 70)).clone(),
+                                     examplePhotograph("coffee.jpg")(cv::Rect(0, 0, 80, 60)).clone()};
+    ASSERT_TRUE(cv::imwrite(input("pages.tif"), pages));
+    const std::string both = input("pages.tif");
+    const std::string first = save("first.png", pages[0]);
+    const std::string second = save("second.png", pages[1]);
+    const std::string expected = expectDone({"compare", first, second, "--quiet"}).out;
+    if (!isModuleBuilt("tiff")) {
+        GTEST_SKIP() << "the module tiff was not built: its library is not installed";
+    }
+    EXPECT_EQ(expectDone({"compare", both, both, "--second-page", "2", "--quiet"}).out, expected);
+    EXPECT_EQ(expectDone({"compare", both, both, "--page", "2", "--first-page", "1", "--quiet"}).out, expected);
+    EXPECT_EQ(expectDone({"compare", both, second, "--first-page", "2", "--quiet"}).out, "1,1,1,1,1\n");
+    expectRefused({"compare", both, second, "--second-page", "2"},
+                  "cannot read '" + second + "': --page: PNG is read without pages");
+    expectRefused({"compare", both, both, "--first-page", "3"},
+                  "cannot read '" + both + "': it has 2 pages, and --page asks for number 3");
+    const Outcome wrong = darkroom({"compare", both, both, "--first-page", "0"});
+    EXPECT_EQ(wrong.status, 2);
 }
 
 }  // namespace

@@ -68,6 +68,35 @@ TEST_F(DarkroomInfo, GoesOnAfterAFileThatCannotBeReadAndSaysWhy) {
     EXPECT_EQ(limited.err, begin + whole + "': it is 40 x 30 pixels, and the limit (--max-pixels) is 1199 in all\n");
 }
 
+TEST_F(DarkroomInfo, RefusesPagesWhereReadingDoes) {
+    const std::string png = save("a.png", cv::Mat(3, 4, CV_8UC3, cv::Scalar(1, 2, 3)));
+    const std::string jpeg = save("a.jpg", cv::Mat(3, 4, CV_8UC3, cv::Scalar(1, 2, 3)));
+    const std::string bmp = save("a.bmp", cv::Mat(3, 4, CV_8UC3, cv::Scalar(1, 2, 3)));
+    const Outcome outcome = darkroom({"info", png, jpeg, bmp, "--page", "2"});
+    EXPECT_EQ(outcome.status, 1);
+    const std::string begin = "darkroom info: warning: cannot read '";
+    EXPECT_EQ(outcome.err, begin + png + "': --page: PNG is read without pages\n" + begin + jpeg +
+                               "': --page: JPEG is read without pages\n" + begin + bmp +
+                               "': --page: BMP is read without pages\n");
+    expectRefused({"smooth", png, "-o", "b.png", "--page", "2"},
+                  "cannot read '" + png + "': --page: PNG is read without pages");
+}
+
+TEST_F(DarkroomInfo, SaysHowFarACutOffJpegGoes) {
+    const std::string bytes = contentOf(photo("cat.jpg"));
+    const std::string cut = saveText("cut.jpg", bytes.substr(0, 30000));
+    const json file = json::parse(expectDone({"info", "--json", cut}).out)["files"][0];
+    EXPECT_EQ(file["error"], nullptr);
+    EXPECT_NE(file["remarks"].dump().find("it is cut off at byte 30000, and is read as far as it goes"),
+              std::string::npos)
+        << file["remarks"];
+    const std::string gif = saveText(
+        "a.gif", std::string("GIF89a\x01\0\x01\0\x80\0\0\0\0\0\xFF\xFF\xFF\x2C\0\0\0\0\x01\0\x01\0\0\x02", 30));
+    const Outcome refused = darkroom({"info", gif});
+    EXPECT_EQ(refused.status, 1);
+    EXPECT_EQ(refused.err, "darkroom info: warning: cannot read '" + gif + "': it is cut off at byte 30\n");
+}
+
 TEST_F(DarkroomInfo, ATableHasALineForEachFile) {
     const std::vector<std::string> lines = linesOf(expectDone({"info", "--csv", photo("cat.jpg")}).out);
     ASSERT_EQ(lines.size(), 2U);

@@ -18,7 +18,7 @@ TEST_F(DarkroomMatchBrightness, WritesWhatTheLibraryComputesOfEveryDepth) {
     const std::vector<StoredImage> references = imagesOfEveryDepth("cat.jpg", cv::Rect(20, 20, 70, 44));
     for (std::size_t k = 0; k < images.size(); ++k) {
         expectDone({"match-brightness", save("in_" + images[k].name, images[k].stored), "--like",
-                    save(references[k].name, references[k].stored), "-o", "m.tif"});
+                    save(references[k].name, references[k].stored), "-o", "m.tif", "--depth", "float"});
         EXPECT_EQ(filesLeft(), std::vector<std::string>{"m.tif"});
         cv::Mat image = images[k].unit.clone();
         cv::Mat reference = references[k].unit.clone();
@@ -34,7 +34,7 @@ TEST_F(DarkroomMatchBrightness, SaysWhatWasMatched) {
     halves.colRange(20, 40) = cv::Scalar::all(255);
     const std::string in = save("halves.png", halves);
     EXPECT_EQ(
-        expectDone({"match-brightness", in, "--like", in, "-o", "m.tif"}).err,
+        expectDone({"match-brightness", in, "--like", in, "-o", "m.tif", "--depth", "float"}).err,
         "darkroom match-brightness: wrote 'm.tif': L* of mean 50.00 and standard deviation 50.00 brought to 50.00 "
         "and 50.00, wanted 50.00 and 50.00, 40 x 20 pixels, 32-bit float, values as they are\n");
 }

@@ -242,7 +242,7 @@ TEST_F(DarkroomProfiles, WhatWasDoneIsTold) {
 TEST_F(DarkroomProfiles, SrgbIsTheSameRoad) {
     const cv::Mat picture = examplePhotograph("cat.jpg")(cv::Rect(20, 20, 90, 70)).clone();
     const std::string plain = save("plain.png", picture);
-    const std::string expected = expectDone({"smooth", plain, "-o", "plain.tif"}).err;
+    const std::string expected = expectDone({"smooth", plain, "-o", "plain.tif", "--depth", "float"}).err;
     const cv::Mat result = imageLeft("plain.tif");
     const ColorProfile::Shared srgb = ColorProfile::named("srgb");
     for (const std::string name : {"a.png", "a.tif"}) {
@@ -253,13 +253,13 @@ TEST_F(DarkroomProfiles, SrgbIsTheSameRoad) {
             return json;
         };
         EXPECT_EQ(compared(tagged), compared(plain));
-        EXPECT_EQ(expectDone({"smooth", tagged, "-o", "plain.tif"}).err, expected);
+        EXPECT_EQ(expectDone({"smooth", tagged, "-o", "plain.tif", "--depth", "float"}).err, expected);
         EXPECT_MAT_EQUAL(imageLeft("plain.tif"), result);
     }
     const std::string wide = saveTagged("wide.png", picture, *ColorProfile::named("prophoto"));
-    expectDone({"smooth", wide, "-o", "plain.tif", "--ignore-profile"});
+    expectDone({"smooth", wide, "-o", "plain.tif", "--depth", "float", "--ignore-profile"});
     EXPECT_MAT_EQUAL(imageLeft("plain.tif"), result);
-    expectDone({"smooth", wide, "-o", "plain.tif"});
+    expectDone({"smooth", wide, "-o", "plain.tif", "--depth", "float"});
     EXPECT_GT(cv::norm(imageLeft("plain.tif"), result, cv::NORM_INF), 0.05);
 }
 
@@ -279,7 +279,8 @@ TEST_F(DarkroomProfiles, EveryFormatAndGreyAreRead) {
     const cv::Mat picture = examplePhotograph("cat.jpg")(cv::Rect(20, 20, 60, 50)).clone();
     const cv::Mat expected = profile->srgbFrom(picture);
     for (const std::string name : {"a.png", "a.tif"}) {
-        expectDone({"smooth", saveTagged(name, picture, *profile), "--radius", "0", "--eps", "0", "-o", "out.tif"});
+        expectDone({"smooth", saveTagged(name, picture, *profile), "--radius", "0", "--eps", "0", "-o", "out.tif",
+                    "--depth", "float"});
         EXPECT_MAT_NEAR(imageLeft("out.tif"), expected, Tolerance{.absolute = 2e-5}) << name;
     }
     cv::Mat grey;
@@ -287,7 +288,8 @@ TEST_F(DarkroomProfiles, EveryFormatAndGreyAreRead) {
     const ColorProfile::Shared ofGrey = ColorProfile::ofIcc(greyProfile(1.0));
     cv::Mat spread;
     cv::merge(std::vector<cv::Mat>(3, grey), spread);
-    expectDone({"smooth", saveTagged("grey.png", grey, *ofGrey), "--radius", "0", "--eps", "0", "-o", "out.tif"});
+    expectDone({"smooth", saveTagged("grey.png", grey, *ofGrey), "--radius", "0", "--eps", "0", "-o", "out.tif",
+                "--depth", "float"});
     EXPECT_MAT_NEAR(imageLeft("out.tif"), ofGrey->srgbFrom(spread), Tolerance{.absolute = 2e-5});
     EXPECT_GT(cv::norm(ofGrey->srgbFrom(spread), unitPhotograph("cat.jpg")(cv::Rect(20, 20, 60, 50)), cv::NORM_INF),
               0.1);
@@ -435,7 +437,7 @@ TEST_F(DarkroomProfiles, PicturesSayThatTheyAreSrgb) {
 
 TEST_F(DarkroomProfiles, AnOutputProfileIsOneMoreEncoding) {
     const std::string in = save("in.png", examplePhotograph("coffee.jpg")(cv::Rect(120, 60, 160, 120)));
-    expectDone({"smooth", in, "-o", "srgb.tif"});
+    expectDone({"smooth", in, "-o", "srgb.tif", "--depth", "float"});
     const ColorProfile::Shared p3 = ColorProfile::named("display-p3");
     saveText("p3.icc", std::string(p3->icc().begin(), p3->icc().end()));
     for (const std::string& profile : {std::string("display-p3"), std::string("prophoto"), input("p3.icc")}) {

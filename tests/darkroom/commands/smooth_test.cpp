@@ -33,28 +33,29 @@ protected:
 };
 
 TEST_F(DarkroomSmoothed, ByItsOwnGreyIsWhatTheLibraryComputes) {
-    const Outcome outcome = expectDone({"smooth", in_, "-o", "smooth.tif"});
+    const Outcome outcome = expectDone({"smooth", in_, "-o", "smooth.tif", "--depth", "float"});
     EXPECT_EQ(outcome.out, "");
     EXPECT_EQ(filesLeft(), std::vector<std::string>{"smooth.tif"});
     EXPECT_MAT_EQUAL(imageLeft("smooth.tif"), guidedFilter(greyOf(image_), image_, 4, 0.01, -1, dropAll()));
-    expectDone({"smooth", in_, "-o", "smooth.tif", "--radius", "9", "--eps", "1e-3"});
+    expectDone({"smooth", in_, "-o", "smooth.tif", "--depth", "float", "--radius", "9", "--eps", "1e-3"});
     EXPECT_MAT_EQUAL(imageLeft("smooth.tif"), guidedFilter(greyOf(image_), image_, 9, 1e-3, -1, dropAll()));
 }
 
 TEST_F(DarkroomSmoothed, ByAnotherImageIsWhatTheLibraryComputes) {
-    expectDone({"smooth", in_, "-o", "smooth.tif", "--guide", guide_, "--radius", "3"});
+    expectDone({"smooth", in_, "-o", "smooth.tif", "--depth", "float", "--guide", guide_, "--radius", "3"});
     EXPECT_MAT_EQUAL(imageLeft("smooth.tif"), guidedFilter(greyOf(guideImage_), image_, 3, 0.01, -1, dropAll()));
-    expectDone({"smooth", in_, "-o", "smooth.tif", "--guide", guide_, "--radius", "3", "--color"});
+    expectDone({"smooth", in_, "-o", "smooth.tif", "--depth", "float", "--guide", guide_, "--radius", "3", "--color"});
     EXPECT_MAT_EQUAL(imageLeft("smooth.tif"), guidedFilter(guideImage_, image_, 3, 0.0, -1, dropAll()));
 }
 
 TEST_F(DarkroomSmoothed, TransportIsTheLibrarysOnTheScaleOfBytes) {
     const cv::Mat scaled = image_ * 255.0;
     const cv::Mat scaledGuide = guideImage_ * 255.0;
-    expectDone({"smooth", in_, "-o", "carried.tif", "--guide", guide_, "--radius", "3", "--transport"});
+    expectDone(
+        {"smooth", in_, "-o", "carried.tif", "--depth", "float", "--guide", guide_, "--radius", "3", "--transport"});
     const cv::Mat expected = GuidedFilterColor(scaledGuide, 7, 0.0, dropAll()).filterColorChannelsMK(scaled) / 255.0;
     EXPECT_MAT_EQUAL(imageLeft("carried.tif"), expected);
-    expectDone({"smooth", in_, "-o", "carried.tif", "--transport"});
+    expectDone({"smooth", in_, "-o", "carried.tif", "--depth", "float", "--transport"});
     const cv::Mat own = GuidedFilterColor(scaled, 9, 0.0, dropAll()).filterColorChannelsMK(scaled) / 255.0;
     EXPECT_MAT_EQUAL(imageLeft("carried.tif"), own);
 }
@@ -72,7 +73,7 @@ TEST_F(DarkroomSmoothed, DumpsAreThoseOfTheColourGuide) {
 }
 
 TEST_F(DarkroomSmoothed, TakesWindowsLargerThanTheImageAndTheSmallestImage) {
-    expectDone({"smooth", in_, "-o", "s.tif", "--radius", "1000"});
+    expectDone({"smooth", in_, "-o", "s.tif", "--depth", "float", "--radius", "1000"});
     EXPECT_MAT_EQUAL(imageLeft("s.tif"), guidedFilter(greyOf(image_), image_, 1000, 0.01, -1, dropAll()));
     expectDone({"smooth", save("dot.png", cv::Mat(1, 1, CV_8UC3, cv::Scalar(10, 20, 30))), "-o", "dot.png"});
     EXPECT_MAT_EQUAL(imageLeft("dot.png"), cv::Mat(1, 1, CV_8UC3, cv::Scalar(10, 20, 30)));
@@ -80,7 +81,7 @@ TEST_F(DarkroomSmoothed, TakesWindowsLargerThanTheImageAndTheSmallestImage) {
 
 TEST_F(DarkroomSmoothed, GreyGuidesHaveNoColours) {
     const std::string grey = save("grey.png", greyOf(guideImage_) * 255);
-    expectDone({"smooth", in_, "-o", "s.tif", "--guide", grey});
+    expectDone({"smooth", in_, "-o", "s.tif", "--depth", "float", "--guide", grey});
     std::filesystem::remove(folder() / "s.tif");
     expectRefused({"smooth", in_, "-o", "s.tif", "--guide", grey, "--color"},
                   "--color: the guide '" + grey + "' is grey, it has no colours to go by");

@@ -55,13 +55,13 @@ TEST_F(DarkroomTint, WritesWhatTheLibraryComputesOfEveryDepth) {
     for (std::size_t k = 0; k < flash.size(); ++k) {
         const std::string in = save("flash_" + flash[k].name, flash[k].stored);
         const std::string like = save(nonFlash[k].name, nonFlash[k].stored);
-        expectDone({"tint", in, "--like", like, "-o", "t.tif"});
+        expectDone({"tint", in, "--like", like, "-o", "t.tif", "--depth", "float"});
         EXPECT_MAT_EQUAL(imageLeft("t.tif"), tintedByGain(flash[k].unit, nonFlash[k].unit));
-        expectDone({"tint", in, "--like", like, "-o", "t.tif", "--form", "regression"});
+        expectDone({"tint", in, "--like", like, "-o", "t.tif", "--depth", "float", "--form", "regression"});
         // The diagonal of 60 x 44 pixels is 74.4, a 25th of it 2.
         EXPECT_MAT_EQUAL(imageLeft("t.tif"), tintedByRegression(flash[k].unit, nonFlash[k].unit, 0.1F, 2));
-        expectDone(
-            {"tint", in, "--like", like, "-o", "t.tif", "--form", "regression", "--sigma", "0.3", "--diameter", "7"});
+        expectDone({"tint", in, "--like", like, "-o", "t.tif", "--depth", "float", "--form", "regression", "--sigma",
+                    "0.3", "--diameter", "7"});
         EXPECT_MAT_EQUAL(imageLeft("t.tif"), tintedByRegression(flash[k].unit, nonFlash[k].unit, 0.3F, 7));
         EXPECT_EQ(filesLeft(), std::vector<std::string>{"t.tif"});
     }
@@ -74,7 +74,7 @@ TEST_F(DarkroomTint, BothFormsMoveTheColoursTowardsTheOther) {
     const std::string flash = save("flash.tif", scene);
     const std::string ambient = save("ambient.tif", dim);
     for (const char* form : {"gain", "regression"}) {
-        expectDone({"tint", flash, "--like", ambient, "-o", "t.tif", "--form", form});
+        expectDone({"tint", flash, "--like", ambient, "-o", "t.tif", "--depth", "float", "--form", form});
         EXPECT_LT(cv::norm(imageLeft("t.tif"), dim), cv::norm(scene, dim)) << form;
     }
 }

@@ -48,12 +48,13 @@ TEST_F(DarkroomTransfer, IsTheLibrarysTransfer) {
         for (const float t : {0.0F, 0.25F, 1.0F}) {
             const Outcome outcome =
                 expectDone({"transfer", photo("retina.jpg"), "--palette", photo("coffee.jpg"), "--dims",
-                            std::to_string(dims), "--t", std::to_string(t), "-o", "out.tif"});
+                            std::to_string(dims), "--t", std::to_string(t), "-o", "out.tif", "--depth", "float"});
             EXPECT_EQ(outcome.out, "");
             EXPECT_MAT_EQUAL(imageLeft("out.tif"), transferred(input, palette, t, dims)) << dims << ' ' << t;
         }
     }
-    expectDone({"transfer", photo("retina.jpg"), "--palette", photo("coffee.jpg"), "-o", "out.tif"});
+    expectDone(
+        {"transfer", photo("retina.jpg"), "--palette", photo("coffee.jpg"), "-o", "out.tif", "--depth", "float"});
     EXPECT_MAT_EQUAL(imageLeft("out.tif"), transferred(input, palette, 1, 3));
     EXPECT_EQ(filesLeft(), std::vector<std::string>{"out.tif"});
 }
@@ -81,7 +82,7 @@ TEST_F(DarkroomTransfer, MovesTheMeanThroughTheMapWhereAsked) {
     }
     cv::cvtColor(expected, expected, cv::COLOR_Lab2BGR);
     expectDone({"transfer", photo("retina.jpg"), "--palette", photo("coffee.jpg"), "--dims", "2", "--form", "bonneel",
-                "-o", "out.tif"});
+                "-o", "out.tif", "--depth", "float"});
     EXPECT_MAT_EQUAL(imageLeft("out.tif"), expected);
     EXPECT_GT(
         cv::norm(expected, transferred(unitPhotograph("retina.jpg"), unitPhotograph("coffee.jpg"), 1, 2), cv::NORM_INF),
@@ -95,7 +96,7 @@ TEST_F(DarkroomTransfer, TakesSixteenBitsAndFloats) {
     bytes.convertTo(wide, CV_16U, 257);
     const cv::Mat expected = transferred(unit, unitPhotograph("coffee.jpg"), 1, 3);
     for (const std::string& path : {save("wide.png", wide), save("floats.tif", unit)}) {
-        expectDone({"transfer", path, "--palette", photo("coffee.jpg"), "-o", "out.tif"});
+        expectDone({"transfer", path, "--palette", photo("coffee.jpg"), "-o", "out.tif", "--depth", "float"});
         EXPECT_MAT_EQUAL(imageLeft("out.tif"), expected) << path;
     }
 }
@@ -103,7 +104,8 @@ TEST_F(DarkroomTransfer, TakesSixteenBitsAndFloats) {
 TEST_F(DarkroomTransfer, FramesGoFromTheInputToThePalette) {
     const std::string small = save("small.png", examplePhotograph("cat.jpg")(cv::Rect(50, 50, 90, 80)));
     const cv::Mat unit = unitPhotograph("cat.jpg")(cv::Rect(50, 50, 90, 80)).clone();
-    expectDone({"transfer", small, "--palette", photo("coffee.jpg"), "--frames", "4", "-o", "way.tif", "--dims", "2"});
+    expectDone({"transfer", small, "--palette", photo("coffee.jpg"), "--frames", "4", "-o", "way.tif", "--depth",
+                "float", "--dims", "2"});
     EXPECT_EQ(filesLeft(), (std::vector<std::string>{"way_000.tif", "way_001.tif", "way_002.tif", "way_003.tif"}));
     const cv::Mat palette = unitPhotograph("coffee.jpg");
     for (int k = 0; k < 4; ++k) {

@@ -93,6 +93,73 @@ TEST_F(WrittenFormats, TheDepthFollowsTheInputUnlessAnotherIsAskedFor) {
     EXPECT_EQ(imageLeft("plain.png").depth(), CV_8U);
 }
 
+TEST_F(WrittenFormats, ATiffHasTheDepthOfThePhotograph) {
+    cv::Mat deep;
+    cv::imread(bytes_).convertTo(deep, CV_16U, 257);
+    deep += cv::Scalar::all(7);
+    cv::Mat floats;
+    deep.convertTo(floats, CV_32F, 1.5 / 65535, -0.1);  // values outside of 0..1 too
+    const std::vector<std::pair<std::string, cv::Mat>> cases = {
+        {save("bytes.tif", cv::imread(bytes_)), cv::imread(bytes_)},
+        {save("words.tif", deep), deep},
+        {save("floats.tif", floats), floats},
+        {save("words.png", deep), deep},
+        {bytes_, cv::imread(bytes_)},
+        {save("one.tif", cv::Mat(1, 1, CV_8UC3, cv::Scalar(1, 2, 3))), cv::Mat(1, 1, CV_8UC3, cv::Scalar(1, 2, 3))}};
+    for (const auto& [path, stored] : cases) {
+        SCOPED_TRACE(path);
+        ASSERT_EQ(write(path, "a.tif").status, 0);
+        EXPECT_MAT_EQUAL(imageLeft("a.tif"), stored);
+        ASSERT_EQ(write(path, "a.tif", {"--depth", "float"}).status, 0);
+        EXPECT_EQ(imageLeft("a.tif").type(), CV_32FC3);
+        if (path.substr(path.size() - 4) == ".tif") {
+            const Outcome inPlace = darkroom({"smooth", path, "--radius", "0", "--eps", "0", "--in-place"});
+            ASSERT_EQ(inPlace.status, 0) << inPlace.err;
+            EXPECT_MAT_EQUAL(cv::imread(path, cv::IMREAD_UNCHANGED), stored);
+        }
+    }
+    const std::string grey = save("grey.png", cv::Mat(5, 6, CV_8U, cv::Scalar(77)));
+    ASSERT_EQ(write(grey, "grey.tif").status, 0);
+    EXPECT_EQ(imageLeft("grey.tif").depth(), CV_8U);
+    if (canBeWritten("a.exr")) {
+        ASSERT_EQ(write(input("floats.tif"), "a.exr").status, 0);
+        EXPECT_EQ(infoOf(output("a.exr"))["bits"], 32);
+        ASSERT_EQ(write(output("a.exr"), "linear.tif").status, 0);
+        EXPECT_EQ(imageLeft("linear.tif").depth(), CV_32F);
+        ASSERT_EQ(write(bytes_, "half.exr").status, 0);
+        EXPECT_EQ(infoOf(output("half.exr"))["bits"], 16);
+    }
+}
+
+TEST_F(WrittenFormats, AWebpCarriesAProfile) {
+    if (!canBeWritten("a.webp")) {
+        GTEST_SKIP() << "the module that writes WebP was not built";
+    }
+    const std::string tagged = saveText("in.jpg", contentOf(photo("rocket.jpg")));  // in Adobe RGB
+    for (const std::string& in : {bytes_, tagged}) {
+        SCOPED_TRACE(in);
+        ASSERT_EQ(write(in, "plain.webp", {"--quality", "100"}).status, 0);
+        EXPECT_EQ(infoOf(output("plain.webp"))["profile"], "sRGB");
+        for (const std::string profile : {"display-p3", "adobe-rgb"}) {
+            const Outcome outcome = write(in, "a.webp", {"--quality", "100", "--output-profile", profile});
+            ASSERT_EQ(outcome.status, 0) << outcome.err;
+            const json info = infoOf(output("a.webp"));
+            EXPECT_EQ(info["profile"], profile == "display-p3" ? "Display P3" : "Adobe RGB (1998)");
+            EXPECT_EQ(info["error"], nullptr);
+            // Another encoding of the same colours, and other numbers.
+            expectAlike(output("plain.webp"), output("a.webp"), 0.9);
+            EXPECT_GT(cv::norm(imageLeft("a.webp"), imageLeft("plain.webp"), cv::NORM_INF), 3);
+            const std::string bytes = contentOf(output("a.webp"));
+            EXPECT_EQ(bytes.substr(12, 4), "VP8X");
+            EXPECT_NE(bytes.find("ICCP"), std::string::npos);
+            EXPECT_EQ(bytes.find("ICCP"), bytes.rfind("ICCP"));
+        }
+    }
+    const std::string one = save("one.png", cv::Mat(1, 1, CV_8UC3, cv::Scalar(10, 200, 30)));
+    ASSERT_EQ(write(one, "one.webp", {"--output-profile", "prophoto"}).status, 0);
+    EXPECT_EQ(imageLeft("one.webp").size(), cv::Size(1, 1));
+}
+
 TEST_F(WrittenFormats, AnAvifHasTenOrTwelveBitsOfADeepPhotograph) {
     if (!canBeWritten("a.avif")) {
         GTEST_SKIP() << "the module that writes AVIF was not built: its library is not installed";
@@ -142,8 +209,8 @@ TEST_F(WrittenFormats, WhatAFormatDoesNotHaveIsRefused) {
     refused({"a.exr", "--depth", "8"}, "--depth: the format of 'a.exr' does not have this depth");
     refused({"a.png", "--depth", "half"}, "--depth: the format of 'a.png' does not have this depth");
     refused({"a.png", "--subsampling", "444"}, "--subsampling: only a JPEG has one, and 'a.png' is none");
-    refused({"a.webp", "--output-profile", "display-p3"},
-            "--output-profile: a .webp gets no profile, and 'a.webp' is one");
+    refused({"a.exr", "--output-profile", "display-p3"},
+            "--output-profile: a .exr gets no profile, and 'a.exr' is one");
 }
 
 TEST_F(WrittenFormats, SubsamplingIsThatOfTheFrameHeader) {

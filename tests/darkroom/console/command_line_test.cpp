@@ -180,7 +180,7 @@ TEST_F(DarkroomCommandLine, AnyNumberOfThreadsGivesTheSameBytes) {
 
 TEST_F(DarkroomCommandLine, AFileThatMayNotGrowIsAnError) {
     const std::string in = save("in.png", examplePhotograph("cat.jpg")(cv::Rect(0, 0, 64, 48)));
-    const Outcome outcome = run({LIKENESS_DARKROOM, "smooth", in, "-o", "r.tif"}, folder(), [] {
+    const Outcome outcome = run({LIKENESS_DARKROOM, "smooth", in, "-o", "r.tif", "--depth", "float"}, folder(), [] {
         const ::rlimit limit{4096, 4096};
         ::setrlimit(RLIMIT_FSIZE, &limit);
     });

@@ -93,8 +93,8 @@ Action declareBrighten(OptionParser& app) {
     app.option("--output")
         ->description(
             optionText("Result image; without --pass NAME.png stands for six, NAME_1.png to NAME_6.png. The extension "
-                       "gives the format: .png (8 or 16 bits), .jpg, .tif (32-bit float, values as they are), .hdr "
-                       "(Radiance, linear)",
+                       "gives the format: .png (8 or 16 bits), .jpg, .tif (8 or 16 bits, or floats as they are), "
+                       ".hdr (Radiance, linear)",
                        "--output result.png"));
     addManyPhotographs(app, options->inputs);
     app.addOption("--factor", options->factor,

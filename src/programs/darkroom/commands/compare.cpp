@@ -61,6 +61,7 @@ struct CompareArguments {
     bool sliced = false;
     ModelOptions model;
     PartOptions part;
+    std::pair<OwnPicture, OwnPicture> pictures;
 };
 
 std::uint64_t seedOf(const CompareArguments& options) {
@@ -474,7 +475,7 @@ private:
         std::pair<ProfileUse, ProfileUse> profiles;
         auto read = readPhotographPairInRows(
             PartAccess(console_, parts_.first, result_.model.whiteLuminance), options_.first, options_.second,
-            &profiles, pixelsWanted ? nullptr : &firstRows_, pixelsWanted ? nullptr : &secondRows_);
+            &profiles, pixelsWanted ? nullptr : &firstRows_, pixelsWanted ? nullptr : &secondRows_, options_.pictures);
         first_ = firstRows_.seen(read.first.bgr, read.first.rowsOf);
         second_ = secondRows_.seen(read.second.bgr, read.second.rowsOf);
         first_.weights = countedPart(console_, options_.first, read.first.bgr, parts_.first);
@@ -641,6 +642,23 @@ OptionCheck layoutCheck(void (*read)(const std::string&, TileLayout&)) {
         "");
 }
 
+/// Adds --first-page and --first-layer, --second-page and --second-layer.
+void addPictureOptions(OptionParser& app, std::pair<OwnPicture, OwnPicture>& pictures) {
+    const auto add = [&app](const std::string& which, const std::string& photograph, OwnPicture& picture) {
+        app.addOption(
+               "--" + which + "-page", picture.page,
+               optionText("Page that is read of " + photograph + ", in place of --page", "--" + which + "-page 2"))
+            ->typeName("N")
+            ->check(integerBetween(1, 65535));
+        app.addOption("--" + which + "-layer", picture.layer,
+                      optionText("Layer that is read of " + photograph + ", in place of --layer",
+                                 "--" + which + "-layer diffuse"))
+            ->typeName("NAME");
+    };
+    add("first", "FIRST", pictures.first);
+    add("second", "SECOND", pictures.second);
+}
+
 }  // namespace
 
 Action declareCompare(OptionParser& app) {
@@ -756,6 +774,7 @@ Action declareCompare(OptionParser& app) {
         optionText("Under a published model: give the sliced Wasserstein distance of the colours in J', a', b', "
                    "the mean over 64 directions",
                    "--sliced --model ciecam16"));
+    addPictureOptions(app, options->pictures);
     addModelOptions(app, options->model);
     addHueOptions(app, options->model);
     return [options](const Console& console) { return compare(console, *options); };

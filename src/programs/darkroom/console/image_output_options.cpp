@@ -14,10 +14,7 @@ namespace {
 
 void checkOutputProfile(const ImageOutput& output, ImageFormat format) {
     const ColorProfile::Shared profile = profileAsked("--output-profile", output.profile);
-    const char* const without = format == ImageFormat::hdr    ? ".hdr"
-                                : format == ImageFormat::exr  ? ".exr"
-                                : format == ImageFormat::webp ? ".webp"
-                                                              : nullptr;
+    const char* const without = format == ImageFormat::hdr ? ".hdr" : format == ImageFormat::exr ? ".exr" : nullptr;
     if (without != nullptr && !profile->isSrgb()) {
         throw Refusal(fmt::format("--output-profile: a {} gets no profile, and '{}' is one", without, output.path));
     }
@@ -38,8 +35,8 @@ void checkDepth(const ImageOutput& output, ImageFormat format) {
 
 void addImageOutput(OptionParser& app, ImageOutput& output, bool required) {
     app.addOption("-o,--output", output.path,
-                  optionText("Result image; the extension gives the format: .png (8 or 16 bits), .jpg, .tif (32-bit "
-                             "float, values as they are), .hdr (Radiance, linear), .exr (OpenEXR, linear), .webp, "
+                  optionText("Result image; the extension gives the format: .png (8 or 16 bits), .jpg, .tif (8 or 16 "
+                             "bits, or floats as they are), .hdr (Radiance, linear), .exr (OpenEXR, linear), .webp, "
                              ".avif, .jxl",
                              "--output result.png"))
         ->typeName("FILE")
@@ -71,8 +68,9 @@ void addImageOutput(OptionParser& app, ImageOutput& output, bool required) {
            },
            optionText(
                "Bits of a channel: 8 or 16 of PNG, TIFF and JPEG XL, 8, 10 or 12 of AVIF, float of TIFF, half or "
-               "float of OpenEXR. Without it a TIFF has floats, an OpenEXR file halves, of a photograph with "
-               "more than 8 bits PNG and JPEG XL 16 and AVIF 10 or 12, and the others 8",
+               "float of OpenEXR. Without it a TIFF has those of the photograph, or floats, an OpenEXR file halves, or "
+               "floats of 32 bits, of a photograph with more than 8 bits PNG and JPEG XL 16 and AVIF 10 or 12, and "
+               "the others 8",
                "--depth 16"))
         ->typeName("{8,10,12,16,half,float}")
         ->check(oneOf({"8", "10", "12", "16", "half", "float"}))

@@ -43,7 +43,9 @@ values outside the range that is shown are clipped, and their share is stated.
 clipped likewise.
 .TP
 .IR .tif ", " .tiff
-32-bit floats, values as they are.
+8 or 16 bits as the photograph, clipped likewise; 32-bit floats, values as they are, of what has floats, with
+.BR "\-\-depth float" ,
+and of maps.
 .TP
 .I .hdr
 Radiance; negative values become 0.
