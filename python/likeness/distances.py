@@ -9,7 +9,7 @@ from __future__ import annotations
 from typing import NamedTuple, Optional, Union
 
 from . import _core
-from ._arrays import ImageLike, Progress, Regions, integer, part_asked, seed_number
+from ._arrays import ImageLike, Progress, Regions, integer, masks_of_both, part_asked, seed_number
 from .comparison import Analysis, Comparable, analyze
 from .files import PathLike, pixels_and_weights
 from .models import ComparisonModel, model_of
@@ -57,9 +57,12 @@ class Distances(NamedTuple):
     et al., 2015)."""
 
 
-def distances_of(first: object, second: object) -> tuple[BinDistances, ...]:
+def distances_of(
+    first: object, second: object
+) -> tuple[BinDistances, BinDistances, BinDistances, BinDistances, BinDistances]:
     """Those of the five correlates."""
-    return tuple(BinDistances(*four) for four in _core.distances(first, second))
+    brightness, lightness, chroma, colorfulness, saturation = (BinDistances(*four) for four in _core.distances(first, second))
+    return brightness, lightness, chroma, colorfulness, saturation
 
 
 def compare_distances(
@@ -109,10 +112,7 @@ def compare_distances(
     True
     """
     choice = part_asked(alpha, regions, center_weighted)
-    if mask is not None:
-        if first_mask is not None or second_mask is not None:
-            raise ValueError("mask: it is that of both photographs, and excludes first_mask and second_mask")
-        first_mask = second_mask = mask
+    first_mask, second_mask = masks_of_both(first_mask, second_mask, mask)
     seed, directions = seed_number(seed), integer("directions", directions)
     chosen = model_of(model)
     given = [photograph for photograph in (first, second) if isinstance(photograph, Analysis)]
