@@ -12,7 +12,22 @@ R, G, B too, float32 on 0..1 unless said. Nothing is printed or written, and arg
 
 from __future__ import annotations
 
-from . import adaptation, archives, batches, color, comparison, distances, explanation, exposure, files, filters, models, opinion, sweeps, transfer
+from . import (
+    adaptation,
+    archives,
+    batches,
+    color,
+    comparison,
+    distances,
+    explanation,
+    exposure,
+    files,
+    filters,
+    models,
+    opinion,
+    sweeps,
+    transfer,
+)
 from ._core import Cancelled
 from ._core import version as __version__
 from ._threads import set_threads, threads

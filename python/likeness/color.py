@@ -1,8 +1,8 @@
 """Conversions among colour spaces, of photographs and of single colours.
 
 A photograph is an array (H, W, 3) in the order R, G, B, gamma-encoded as sRGB: uint8 on 0..255, uint16 on 0..65535,
-float32 or float64 on 0..1; or a path, read as `read` reads it. Results are float32 arrays of the same height and width. Arguments are not modified. NaN stays
-in its pixel.
+float32 or float64 on 0..1; or a path, read as `read` reads it. Results are float32 arrays of the same height and width.
+Arguments are not modified. NaN stays in its pixel.
 """
 
 from __future__ import annotations

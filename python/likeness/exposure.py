@@ -1,6 +1,7 @@
 """Exposure: brighter and darker photographs, brackets, exposure stacks, lightness like another's.
 
-A photograph is an array (H, W, 3) in the order R, G, B, gamma-encoded, or a path, read as `read` reads it; results are float32 on 0..1, not clipped.
+A photograph is an array (H, W, 3) in the order R, G, B, gamma-encoded, or a path, read as `read`
+reads it; results are float32 on 0..1, not clipped.
 """
 
 from __future__ import annotations
