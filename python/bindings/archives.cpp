@@ -79,17 +79,8 @@ public:
     py::list pairs(const OpenArchive* other, bool least, const std::array<double, 6>& weights, double leastScore,
                    const std::array<float, 6>& limits, std::size_t nearest, std::size_t most,
                    const py::object& progress) const {
-        ArchivePairSearch search;
-        search.score = scoreOf(least, weights);
-        search.leastScore = leastScore;
-        search.least = limits;
-        search.nearest = nearest;
-        search.most = most;
-        search.threads = static_cast<unsigned>(threads());
         const Watch watch = watchOf(progress);
-        search.progress = [&watch](std::size_t done, std::size_t entries) {
-            return watch.progress(static_cast<int>(done), static_cast<int>(entries));
-        };
+        const ArchivePairSearch search = pairSearch(least, weights, leastScore, limits, nearest, most, watch);
         const std::vector<ArchivePair> pairs =
             unlocked([&] { return access_->pairs(other == nullptr ? nullptr : other->access_.get(), search); });
         const ArchiveAccess& second = other == nullptr ? *access_ : *other->access_;
@@ -101,7 +92,38 @@ public:
         return found;
     }
 
+    /// @return  entries, means and place of the representative of each
+    py::list clusters(bool least, const std::array<double, 6>& weights, double leastScore,
+                      const std::array<float, 6>& limits, std::size_t nearest, std::size_t most,
+                      const py::object& progress) const {
+        const Watch watch = watchOf(progress);
+        const ArchivePairSearch search = pairSearch(least, weights, leastScore, limits, nearest, most, watch);
+        const std::vector<ArchiveCluster> clusters = unlocked([&] { return access_->clusters(search); });
+        py::list found;
+        for (const ArchiveCluster& cluster : clusters) {
+            found.append(py::make_tuple(cluster.entries, cluster.means, cluster.representative));
+        }
+        return found;
+    }
+
 private:
+    /// @param watch  must stay as long as what is returned
+    static ArchivePairSearch pairSearch(bool least, const std::array<double, 6>& weights, double leastScore,
+                                        const std::array<float, 6>& limits, std::size_t nearest, std::size_t most,
+                                        const Watch& watch) {
+        ArchivePairSearch search;
+        search.score = scoreOf(least, weights);
+        search.leastScore = leastScore;
+        search.least = limits;
+        search.nearest = nearest;
+        search.most = most;
+        search.threads = static_cast<unsigned>(threads());
+        search.progress = [&watch](std::size_t done, std::size_t entries) {
+            return watch.progress(static_cast<int>(done), static_cast<int>(entries));
+        };
+        return search;
+    }
+
     static RankingScore scoreOf(bool least, const std::array<double, 6>& weights) {
         return {least ? RankingScore::Kind::least : RankingScore::Kind::mean, weights};
     }
@@ -163,7 +185,8 @@ void bindArchives(py::module_& module) {
         .def("photograph", &OpenArchive::photograph)
         .def("distributions_of", &OpenArchive::distributionsOf)
         .def("nearest", &OpenArchive::nearest)
-        .def("pairs", &OpenArchive::pairs);
+        .def("pairs", &OpenArchive::pairs)
+        .def("clusters", &OpenArchive::clusters);
     module.def("index", index);
 }
 

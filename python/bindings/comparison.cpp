@@ -3,6 +3,7 @@
 #include "models.hpp"
 
 #include <likeness/comparison/analysis.hpp>
+#include <likeness/comparison/distances.hpp>
 #include <likeness/comparison/explanation.hpp>
 #include <likeness/comparison/pixel_differences.hpp>
 #include <likeness/comparison/tile_comparison.hpp>
@@ -134,6 +135,22 @@ py::tuple mapsOf(const Analysis& analysis) {
                           python::arrayOf(maps.saturation), python::arrayOf(maps.hueDegrees));
 }
 
+/// Maps as `mapsOf` gives them; NaN where a pixel does not count.
+/// @throws std::invalid_argument  if a pixel counts in part
+AppearanceMaps countedMapsOf(const py::tuple& maps, const PixelWeights& weights) {
+    if (!weights.areBinary()) {
+        throw std::invalid_argument(
+            "mask: distances of the uniform space count pixels or do not, and cannot weigh them; a mask of black and "
+            "white is wanted");
+    }
+    AppearanceMaps counted;
+    for (std::size_t k = 0; k < correlateNames.size(); ++k) {
+        counted[k] = weights.countedOf(planeOf(maps[k].cast<py::array>(), "maps"));
+    }
+    counted.hueDegrees = weights.countedOf(planeOf(maps[correlateNames.size()].cast<py::array>(), "maps"));
+    return counted;
+}
+
 /// A layout: tiles across and down, or their sides, and whether they are sides; a stride as a share, and in pixels or None.
 TileLayout layoutOf(const py::tuple& layout) {
     TileLayout result;
@@ -226,6 +243,31 @@ void bindComparison(py::module_& module) {
                    return fiveOf(compareDistributions(first, second));
                });
     module.def("hue_coefficient", hueCoefficient);
+    module.def("distances", [](const AppearanceDistributions& first, const AppearanceDistributions& second) {
+        py::list found;
+        const PerCorrelate<BinDistances> distances = distancesOf(first, second);
+        for (std::size_t k = 0; k < correlateNames.size(); ++k) {
+            const BinDistances& its = distances[k];
+            found.append(py::make_tuple(its.wasserstein, its.meanShift, its.kolmogorovSmirnov, its.jensenShannon));
+        }
+        return found;
+    });
+    module.def("uniform_distances",
+               [](const py::tuple& firstMaps, const py::tuple& secondMaps, const py::object& firstMask,
+                  const py::object& secondMask, const std::optional<std::pair<std::uint64_t, int>>& sliced) {
+                   const AppearanceMaps first = countedMapsOf(firstMaps, weightsOf(firstMask));
+                   const AppearanceMaps second = countedMapsOf(secondMaps, weightsOf(secondMask));
+                   UniformDistances uniform;
+                   std::optional<double> distance;
+                   unlocked([&] {
+                       uniform = uniformDistances(first, second);
+                       if (sliced) {
+                           distance = slicedWasserstein(first, second, sliced->first, sliced->second);
+                       }
+                   });
+                   return py::make_tuple(
+                       py::make_tuple(uniform.lightness, uniform.colorfulness, uniform.hue, uniform.total), distance);
+               });
 
     module.def("analyze", [](const py::array& array, const py::tuple& model, const std::optional<std::string>& hue,
                              bool maps, const py::object& mask, const py::object& progress) {

@@ -3,6 +3,7 @@
 
 #include "calls.hpp"
 
+#include <likeness/appearance/conditions.hpp>
 #include <likeness/appearance/published_model.hpp>
 #include <likeness/appearance/uniform_space.hpp>
 #include "files/refusal.hpp"
@@ -279,6 +280,7 @@ void bindModels(py::module_& module) {
     module.def("check_conditions",
                [](const py::tuple& conditions) { checkViewingConditions(conditionsOf(conditions)); });
     module.def("check_model", [](const py::tuple& model) { checkComparisonModel(comparisonModelOf(model)); });
+    module.def("adapting_luminance_under", adaptingLuminanceUnder);
     module.def("condition_presets", [] {
         py::list presets;
         for (const ConditionPreset& preset : conditionPresets()) {

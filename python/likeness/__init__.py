@@ -12,7 +12,22 @@ R, G, B too, float32 on 0..1 unless said. Nothing is printed or written, and arg
 
 from __future__ import annotations
 
-from . import adaptation, archives, batches, color, comparison, explanation, exposure, files, filters, models, opinion, transfer
+from . import (
+    adaptation,
+    archives,
+    batches,
+    color,
+    comparison,
+    distances,
+    explanation,
+    exposure,
+    files,
+    filters,
+    models,
+    opinion,
+    sweeps,
+    transfer,
+)
 from ._core import Cancelled
 from ._core import version as __version__
 from ._threads import set_threads, threads
@@ -27,7 +42,7 @@ from .adaptation import (
     undo_adaptation,
     undo_d65_adaptation,
 )
-from .archives import AlikePair, Archive, ArchivedPhotograph, IndexSummary, Neighbor, index
+from .archives import AlikePair, Archive, ArchiveCluster, ArchivedPhotograph, IndexSummary, Neighbor, index
 from .batches import BatchSummary, batch, merge_results
 from .color import (
     White,
@@ -74,6 +89,7 @@ from .comparison import (
     compare_pairs,
     hue_coefficient,
 )
+from .distances import BinDistances, Distances, UniformDistances, compare_distances
 from .explanation import (
     BinCost,
     DistributionChange,
@@ -121,6 +137,7 @@ from .models import (
     uniform_difference,
 )
 from .opinion import FittedRow, FitWarning, PredictedScore, ScoreModel, fit, predict
+from .sweeps import SweepPoint, sweep
 from .transfer import ColorMap, ColorTransfer, Transfer, transfer_colors
 
 __all__ = [name for name in dir() if not name.startswith("_")]

@@ -114,6 +114,15 @@ def part_asked(alpha: Optional[str], regions: Optional[Regions], center_weighted
     return Part(alpha, tuple(region_texts(regions)), bool(center_weighted))
 
 
+def masks_of_both(first_mask: Any, second_mask: Any, mask: Any) -> tuple[Any, Any]:
+    """The masks of two photographs, of which `mask` is both."""
+    if mask is None:
+        return first_mask, second_mask
+    if first_mask is not None or second_mask is not None:
+        raise ValueError("mask: it is that of both photographs, and excludes first_mask and second_mask")
+    return mask, mask
+
+
 _whole = Part()
 
 

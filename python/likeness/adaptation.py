@@ -1,6 +1,7 @@
 """Whites of photographs, and photographs under another white.
 
-A photograph is an array (H, W, 3) in the order R, G, B, gamma-encoded; results are float32 on 0..1, not clipped.
+A photograph is an array (H, W, 3) in the order R, G, B, gamma-encoded, or a path, read as `read`
+reads it; results are float32 on 0..1, not clipped.
 """
 
 from __future__ import annotations
@@ -11,9 +12,9 @@ import numpy as np
 import numpy.typing as npt
 
 from . import _core
-from ._arrays import FloatImage, ImageLike, Progress, Regions, Triple, integer, native, part, part_asked, real_number, triple
+from ._arrays import FloatImage, ImageLike, Progress, Regions, Triple, integer, native, part_asked, real_number, triple
 from .color import White
-from .files import PathLike
+from .files import PathLike, PhotographLike, pixels_and_weights, pixels_of
 
 
 class WhiteEstimate(NamedTuple):
@@ -32,7 +33,7 @@ class WhiteEstimate(NamedTuple):
 
 
 def gray_world_white(
-    photograph: ImageLike,
+    photograph: PhotographLike,
     previous: Optional[WhiteEstimate] = None,
     *,
     mask: Optional[Union[ImageLike, PathLike]] = None,
@@ -45,7 +46,7 @@ def gray_world_white(
 
     Parameters
     ----------
-    photograph : array (H, W, 3)
+    photograph : array (H, W, 3) or path
     previous : WhiteEstimate, optional
         The estimate before, in an iteration that adapts the photograph in between; not with a mask.
     mask : array (H, W), optional
@@ -54,13 +55,13 @@ def gray_world_white(
         As of `analyze`.
     """
     before = None if previous is None else tuple(previous)
-    pixels, weights = part(photograph, mask, part_asked(alpha, regions, center_weighted))
+    pixels, weights = pixels_and_weights(photograph, mask, part_asked(alpha, regions, center_weighted))
     xyz, rgb, yuv, found, converged = _core.gray_world_white(pixels, before, weights, progress)
     return WhiteEstimate(White(*xyz), triple(rgb, "rgb"), triple(yuv, "yuv"), found, converged)
 
 
 def local_white(
-    photograph: ImageLike,
+    photograph: PhotographLike,
     *,
     filter: str = "guided",
     sigma: float = 0.1,
@@ -71,7 +72,7 @@ def local_white(
 
     Parameters
     ----------
-    photograph : array (H, W, 3)
+    photograph : array (H, W, 3) or path
     filter : str
     sigma : float
         Of "bilateral": width in values, above 0 and up to 100; white is 1.
@@ -79,7 +80,7 @@ def local_white(
         Of "bilateral": diameter and width in pixels, 1 to 255.
     """
     return _core.local_white(
-        native(photograph), filter, real_number("sigma", sigma), integer("diameter", diameter), progress
+        pixels_of(photograph), filter, real_number("sigma", sigma), integer("diameter", diameter), progress
     )
 
 
@@ -96,18 +97,18 @@ def _white(white: WhiteLike) -> Union[Triple, npt.NDArray[np.generic], str]:
 
 
 def adapt_to_d65(
-    photograph: ImageLike, white: Optional[WhiteLike] = None, *, progress: Progress = None
+    photograph: PhotographLike, white: Optional[WhiteLike] = None, *, progress: Progress = None
 ) -> FloatImage:
     """Adapts a photograph from the white that it was seen under to D65.
 
     Parameters
     ----------
-    photograph : array (H, W, 3)
+    photograph : array (H, W, 3) or path
     white : X, Y, Z, or array (H, W, 3), or str, optional
         One white on the scale where Y = 1, or that of each pixel; "smoothed" and "own" take the white of each pixel from
         the photograph itself. The gray-world white unless given.
     """
-    image = native(photograph)
+    image = pixels_of(photograph)
     chosen = _white(gray_world_white(image) if white is None else white)
     if isinstance(chosen, str):
         return _core.adapt_to_d65_by_pixel(image, chosen, progress)
@@ -116,26 +117,26 @@ def adapt_to_d65(
     return _core.adapt_to_d65(image, chosen, progress)
 
 
-def undo_d65_adaptation(photograph: ImageLike, white: WhiteLike, *, progress: Progress = None) -> FloatImage:
+def undo_d65_adaptation(photograph: PhotographLike, white: WhiteLike, *, progress: Progress = None) -> FloatImage:
     """Takes a photograph that was adapted to D65 back to a white, of the scene or of each pixel."""
     chosen = _white(white)
     if isinstance(chosen, str):
         raise ValueError("white: X, Y, Z or an array (H, W, 3) is wanted")
     if isinstance(chosen, np.ndarray):
-        return _core.undo_d65_adaptation_to_whites(native(photograph), chosen, progress)
-    return _core.undo_d65_adaptation(native(photograph), chosen, progress)
+        return _core.undo_d65_adaptation_to_whites(pixels_of(photograph), chosen, progress)
+    return _core.undo_d65_adaptation(pixels_of(photograph), chosen, progress)
 
 
 def undo_adaptation(
-    photograph: ImageLike, adapted_to: npt.ArrayLike, scene: npt.ArrayLike, *, progress: Progress = None
+    photograph: PhotographLike, adapted_to: npt.ArrayLike, scene: npt.ArrayLike, *, progress: Progress = None
 ) -> FloatImage:
     """Takes a photograph that was adapted to one white, X, Y, Z, back to that of the scene."""
-    return _core.undo_adaptation(native(photograph), triple(adapted_to, "adapted_to"), triple(scene, "scene"), progress)
+    return _core.undo_adaptation(pixels_of(photograph), triple(adapted_to, "adapted_to"), triple(scene, "scene"), progress)
 
 
 def adapt_to(
-    photograph: ImageLike,
-    like: Union[ImageLike, WhiteEstimate],
+    photograph: PhotographLike,
+    like: Union[PhotographLike, WhiteEstimate],
     *,
     degree: float = 1,
     left_out: Optional[ImageLike] = None,
@@ -147,8 +148,8 @@ def adapt_to(
 
     Parameters
     ----------
-    photograph : array (H, W, 3)
-    like : array (H, W, 3) or WhiteEstimate
+    photograph : array (H, W, 3) or path
+    like : array (H, W, 3), path or WhiteEstimate
         Of any size and depth; or its white, for use with many photographs.
     degree : float
         Of adaptation in each step, 0 (none) to 1 (full). Not with `local`.
@@ -162,13 +163,13 @@ def adapt_to(
     degree, blend = real_number("degree", degree), real_number("blend", blend)
     mask = None if left_out is None else native(left_out)
     if isinstance(like, WhiteEstimate):
-        return _core.adapt_to_light(native(photograph), tuple(like), degree, mask, local, blend, progress)
-    return _core.adapt_to(native(photograph), native(like), degree, mask, local, blend, progress)
+        return _core.adapt_to_light(pixels_of(photograph), tuple(like), degree, mask, local, blend, progress)
+    return _core.adapt_to(pixels_of(photograph), pixels_of(like), degree, mask, local, blend, progress)
 
 
 def tint(
-    flash: ImageLike,
-    no_flash: ImageLike,
+    flash: PhotographLike,
+    no_flash: PhotographLike,
     *,
     form: str = "gain",
     sigma: float = 0.1,
@@ -179,7 +180,7 @@ def tint(
 
     Parameters
     ----------
-    flash, no_flash : arrays (H, W, 3)
+    flash, no_flash : arrays (H, W, 3) or paths
         Of the same size.
     form : str
         "gain" alone, or "regression": gain and offset.
@@ -189,5 +190,5 @@ def tint(
         Of "regression": diameter of that filter in pixels, 1 to 999; 0 for a 25th of the image's diagonal.
     """
     return _core.tint(
-        native(flash), native(no_flash), form, real_number("sigma", sigma), integer("diameter", diameter), progress
+        pixels_of(flash), pixels_of(no_flash), form, real_number("sigma", sigma), integer("diameter", diameter), progress
     )

@@ -10,6 +10,7 @@ from typing import Iterable, Iterator, Mapping, NamedTuple, Optional, Sequence, 
 from . import _core
 from ._arrays import ImageLike, PhotographWarning, Progress, path_text
 from .comparison import Analysis, Coefficients, analyze
+from .distances import BinDistances, distances_of
 from .files import PathLike
 from .models import ComparisonModel, ViewingConditions, model_of
 
@@ -58,6 +59,8 @@ class Neighbor(NamedTuple):
     """Coefficient of the hue, where both have one."""
     score: float
     """What ranks, 0..1."""
+    distances: Optional[tuple[BinDistances, ...]] = None
+    """Of the five correlates, where they were asked for."""
 
 
 class AlikePair(NamedTuple):
@@ -71,6 +74,19 @@ class AlikePair(NamedTuple):
     """Coefficient of the hue, where both have one."""
     score: float
     """What ranks, 0..1."""
+    distances: Optional[tuple[BinDistances, ...]] = None
+    """Of the five correlates, where they were asked for."""
+
+
+class ArchiveCluster(NamedTuple):
+    """Photographs of an archive that hang together by pairs."""
+
+    paths: tuple[str, ...]
+    """In the order of the archive, two or more."""
+    means: tuple[float, ...]
+    """Mean score of each with the others of the cluster."""
+    representative: str
+    """Path of the greatest mean; of equal ones the first."""
 
 
 class IndexSummary(NamedTuple):
@@ -240,6 +256,7 @@ class Archive:
         minimum: Union[float, Mapping[str, float], None] = None,
         others: bool = False,
         approximate: bool = False,
+        distances: bool = False,
         max_pixels: Optional[int] = None,
     ) -> list[Neighbor]:
         """The entries that look most like a photograph: what `darkroom search` finds, with its numbers.
@@ -262,6 +279,8 @@ class Archive:
         approximate : bool
             Search by the index that `index(..., approximate=True)` made: much faster among very many, and something near
             may be missed; numbers stay exact.
+        distances : bool
+            Whether the distances of the distributions are wanted too, from what was searched for to what was found.
         max_pixels : int, optional
             A file of more is refused; 2^29 unless given.
 
@@ -292,8 +311,18 @@ class Archive:
         else:
             distributions = analyze(photograph, model=self.model, hue=self.hue)._distributions
         found = self._archive.nearest(distributions, top, least, numbers, limits, approximate, entry)
-        neighbors = [Neighbor(path, entry, Coefficients(*five), hue, score) for path, entry, five, hue, score in found]
-        return [neighbor for neighbor in neighbors if neighbor.score >= least_score]
+        return [
+            Neighbor(
+                path,
+                number,
+                Coefficients(*five),
+                hue,
+                score,
+                distances_of(distributions, self._archive.photograph(number)[-1]) if distances else None,
+            )
+            for path, number, five, hue, score in found
+            if score >= least_score
+        ]
 
     def pairs(
         self,
@@ -303,6 +332,7 @@ class Archive:
         by: str = "mean",
         weights: Optional[Mapping[str, float]] = None,
         most: int = 10_000_000,
+        distances: bool = False,
         progress: Progress = None,
     ) -> list[AlikePair]:
         """All pairs of entries that look alike: what `darkroom pairs` finds.
@@ -317,6 +347,8 @@ class Archive:
             As of `nearest`.
         most : int
             More pairs than these are refused.
+        distances : bool
+            Whether the distances of the distributions are wanted too, from the first to the second.
         progress : callable, optional
             Called with the entries done and of all entries; False ends the call with `Cancelled`.
 
@@ -327,7 +359,7 @@ class Archive:
         """
         if minimum is None:
             raise ValueError("minimum is required: what a pair must reach")
-        return self._pairs(other, 0, minimum, by, weights, most, progress)
+        return self._pairs(other, 0, minimum, by, weights, most, distances, progress)
 
     def neighbors(
         self,
@@ -338,6 +370,7 @@ class Archive:
         by: str = "mean",
         weights: Optional[Mapping[str, float]] = None,
         most: int = 10_000_000,
+        distances: bool = False,
         progress: Progress = None,
     ) -> list[AlikePair]:
         """The entries nearest to each entry, itself left out: what `darkroom pairs --nearest` finds.
@@ -346,7 +379,7 @@ class Archive:
         ----------
         top : int
             How many of each, 1 to 100000.
-        other, minimum, by, weights, most, progress
+        other, minimum, by, weights, most, distances, progress
             As of `pairs`; the minimum may be left out.
 
         Returns
@@ -354,7 +387,7 @@ class Archive:
         list of AlikePair
             In the order of the first entry, then of the falling score.
         """
-        return self._pairs(other, _whole(top, "top", 1, 100000), minimum, by, weights, most, progress)
+        return self._pairs(other, _whole(top, "top", 1, 100000), minimum, by, weights, most, distances, progress)
 
     neighbours = neighbors
 
@@ -366,6 +399,7 @@ class Archive:
         by: str,
         weights: Optional[Mapping[str, float]],
         most: int,
+        distances: bool,
         progress: Progress,
     ) -> list[AlikePair]:
         least, numbers = self._score(by, weights)
@@ -380,7 +414,58 @@ class Archive:
             _whole(most, "most", 1, 4_000_000_000),
             progress,
         )
-        return [AlikePair(one, two, Coefficients(*five), hue, score) for one, two, five, hue, score in found]
+        second = self if other is None else other
+        return [
+            AlikePair(one, two, Coefficients(*five), hue, score, self._pair_distances(one, second, two) if distances else None)
+            for one, two, five, hue, score in found
+        ]
+
+    def _pair_distances(self, path: str, other: Archive, its_path: str) -> tuple[BinDistances, ...]:
+        one, two = self._archive, other._archive
+        return distances_of(one.photograph(one.find(path))[-1], two.photograph(two.find(its_path))[-1])
+
+    def clusters(
+        self,
+        *,
+        minimum: Union[float, Mapping[str, float], None] = None,
+        top: int = 0,
+        by: str = "mean",
+        weights: Optional[Mapping[str, float]] = None,
+        most: int = 10_000_000,
+        progress: Progress = None,
+    ) -> list[ArchiveCluster]:
+        """The groups that entries form by their pairs: what `darkroom pairs --clusters` writes.
+
+        Parameters
+        ----------
+        minimum, by, weights, most, progress
+            As of `pairs`. The minimum may be left out where there is `top`.
+        top : int
+            Not 0: the groups are formed by the pairs of `neighbors(top)` instead.
+
+        Returns
+        -------
+        list of ArchiveCluster
+            In the order of their first entries. Entries that are in no pair are in no cluster.
+        """
+        if minimum is None and not top:
+            raise ValueError("minimum is required: what a pair must reach")
+        least, numbers = self._score(by, weights)
+        least_score, limits = self._limits(minimum)
+        found = self._archive.clusters(
+            least,
+            numbers,
+            least_score,
+            limits,
+            _whole(top, "top", 0, 100000),
+            _whole(most, "most", 1, 4_000_000_000),
+            progress,
+        )
+        clusters = []
+        for entries, means, representative in found:
+            paths = tuple(self._archive.path_of(entry) for entry in entries)
+            clusters.append(ArchiveCluster(paths, tuple(means), paths[representative]))
+        return clusters
 
 
 def index(

@@ -81,8 +81,9 @@ def batch(
         with `check`, where the SHA-256 of the file does.
     isolate : bool
         Read photographs in processes of their own, so that one that crashes its reader costs itself alone. The program
-        does so unless told otherwise; here the processes are forked from the interpreter, and no other thread of it
-        should be at work in the library meanwhile.
+        does so unless told otherwise; here the processes are forked from the interpreter. A fork has the locks that other
+        threads of the interpreter hold at that moment, and not the threads that would release them, so that it may stand
+        still. Only who calls knows of such threads, which notebooks and pools have: not unless asked for.
     file_seconds, file_memory : float, int
         With `isolate`: what a photograph may take, seconds from 0.1 and bytes from 64 MiB; as much memory as the machine
         has unless given.

@@ -1,8 +1,8 @@
 """Conversions among colour spaces, of photographs and of single colours.
 
 A photograph is an array (H, W, 3) in the order R, G, B, gamma-encoded as sRGB: uint8 on 0..255, uint16 on 0..65535,
-float32 or float64 on 0..1. Results are float32 arrays of the same height and width. Arguments are not modified. NaN stays
-in its pixel.
+float32 or float64 on 0..1; or a path, read as `read` reads it. Results are float32 arrays of the same height and width.
+Arguments are not modified. NaN stays in its pixel.
 """
 
 from __future__ import annotations
@@ -14,6 +14,7 @@ import numpy.typing as npt
 
 from . import _core
 from ._arrays import FloatImage, ImageLike, Triple, native, real_number, rows, triple
+from .files import PhotographLike, pixels_of
 
 
 class White(NamedTuple):
@@ -62,12 +63,12 @@ def _white(white: Optional[npt.ArrayLike]) -> Optional[Triple]:
     return None if white is None else triple(white, "white")
 
 
-def to_unit(photograph: ImageLike) -> FloatImage:
+def to_unit(photograph: PhotographLike) -> FloatImage:
     """A photograph on the scale 0..1, as every operation sees it.
 
     Parameters
     ----------
-    photograph : array (H, W, 3)
+    photograph : array (H, W, 3) or path
         Any depth.
 
     Returns
@@ -79,12 +80,12 @@ def to_unit(photograph: ImageLike) -> FloatImage:
     >>> to_unit(np.full((1, 1, 3), 51, np.uint8))
     array([[[0.2, 0.2, 0.2]]], dtype=float32)
     """
-    return _core.to_unit(native(photograph))
+    return _core.to_unit(pixels_of(photograph))
 
 
-def linear_from_rgb(photograph: ImageLike) -> FloatImage:
+def linear_from_rgb(photograph: PhotographLike) -> FloatImage:
     """Linear R, G, B of a photograph (IEC 61966-2-1)."""
-    return _core.linear_from_rgb(native(photograph))
+    return _core.linear_from_rgb(pixels_of(photograph))
 
 
 def rgb_from_linear(linear: ImageLike) -> FloatImage:
@@ -92,16 +93,16 @@ def rgb_from_linear(linear: ImageLike) -> FloatImage:
     return _core.rgb_from_linear(native(linear))
 
 
-def xyz_from_rgb(photograph: ImageLike, white: Optional[npt.ArrayLike] = None) -> FloatImage:
+def xyz_from_rgb(photograph: PhotographLike, white: Optional[npt.ArrayLike] = None) -> FloatImage:
     """CIE 1931 X, Y, Z of a photograph, Y = 1 for a perfect diffuser.
 
     Parameters
     ----------
-    photograph : array (H, W, 3)
+    photograph : array (H, W, 3) or path
     white : X, Y, Z, optional
         The white that (1, 1, 1) has; that of sRGB unless given.
     """
-    return _core.xyz_from_rgb(native(photograph), _white(white))
+    return _core.xyz_from_rgb(pixels_of(photograph), _white(white))
 
 
 def rgb_from_xyz(xyz: ImageLike, white: Optional[npt.ArrayLike] = None) -> FloatImage:
@@ -109,12 +110,12 @@ def rgb_from_xyz(xyz: ImageLike, white: Optional[npt.ArrayLike] = None) -> Float
     return _core.rgb_from_xyz(native(xyz), _white(white))
 
 
-def lab_from_rgb(photograph: ImageLike, white: Optional[npt.ArrayLike] = None) -> FloatImage:
+def lab_from_rgb(photograph: PhotographLike, white: Optional[npt.ArrayLike] = None) -> FloatImage:
     """CIE L*, a*, b* of a photograph; L* = 100 for the white.
 
     Parameters
     ----------
-    photograph : array (H, W, 3)
+    photograph : array (H, W, 3) or path
     white : X, Y, Z, optional
         That of (1, 1, 1) unless given; `lab_white_from_rgb` has that of another colour.
 
@@ -124,7 +125,7 @@ def lab_from_rgb(photograph: ImageLike, white: Optional[npt.ArrayLike] = None) -
     >>> bool(np.allclose(lab, [100, 0, 0], atol=1e-3))
     True
     """
-    return _core.lab_from_rgb(native(photograph), _white(white))
+    return _core.lab_from_rgb(pixels_of(photograph), _white(white))
 
 
 def rgb_from_lab(lab: ImageLike, white: Optional[npt.ArrayLike] = None) -> FloatImage:
@@ -147,9 +148,9 @@ def lab_from_lab255(lab255: ImageLike) -> FloatImage:
     return _core.lab_from_lab255(native(lab255))
 
 
-def log_lms_from_rgb(photograph: ImageLike) -> FloatImage:
+def log_lms_from_rgb(photograph: PhotographLike) -> FloatImage:
     """Decimal logarithms of cone responses L, M, S (Reinhard et al., 2001)."""
-    return _core.log_lms_from_rgb(native(photograph))
+    return _core.log_lms_from_rgb(pixels_of(photograph))
 
 
 def rgb_from_log_lms(log_lms: ImageLike) -> FloatImage:
@@ -157,9 +158,9 @@ def rgb_from_log_lms(log_lms: ImageLike) -> FloatImage:
     return _core.rgb_from_log_lms(native(log_lms))
 
 
-def lalphabeta_from_rgb(photograph: ImageLike) -> FloatImage:
+def lalphabeta_from_rgb(photograph: PhotographLike) -> FloatImage:
     """The decorrelated space l, alpha, beta (Ruderman, Cronin, Chiao, 1998)."""
-    return _core.lalphabeta_from_rgb(native(photograph))
+    return _core.lalphabeta_from_rgb(pixels_of(photograph))
 
 
 def rgb_from_lalphabeta(lalphabeta: ImageLike) -> FloatImage:
@@ -167,9 +168,9 @@ def rgb_from_lalphabeta(lalphabeta: ImageLike) -> FloatImage:
     return _core.rgb_from_lalphabeta(native(lalphabeta))
 
 
-def yuv_from_rgb(photograph: ImageLike) -> FloatImage:
+def yuv_from_rgb(photograph: PhotographLike) -> FloatImage:
     """Luma and colour differences Y, U, V of a photograph."""
-    return _core.yuv_from_rgb(native(photograph))
+    return _core.yuv_from_rgb(pixels_of(photograph))
 
 
 def rgb_from_yuv(yuv: ImageLike) -> FloatImage:
@@ -177,9 +178,9 @@ def rgb_from_yuv(yuv: ImageLike) -> FloatImage:
     return _core.rgb_from_yuv(native(yuv))
 
 
-def opponent_from_rgb(photograph: ImageLike) -> FloatImage:
+def opponent_from_rgb(photograph: PhotographLike) -> FloatImage:
     """The simple opponent space of a photograph."""
-    return _core.opponent_from_rgb(native(photograph))
+    return _core.opponent_from_rgb(pixels_of(photograph))
 
 
 def sharpened_from_xyz(xyz: ImageLike) -> FloatImage:
@@ -192,9 +193,9 @@ def xyz_from_sharpened(sharpened: ImageLike) -> FloatImage:
     return _core.xyz_from_sharpened(native(sharpened))
 
 
-def sharpened_from_rgb(photograph: ImageLike) -> FloatImage:
+def sharpened_from_rgb(photograph: PhotographLike) -> FloatImage:
     """Sharpened R, G, B of a photograph."""
-    return _core.sharpened_from_rgb(native(photograph))
+    return _core.sharpened_from_rgb(pixels_of(photograph))
 
 
 def rgb_from_sharpened(sharpened: ImageLike) -> FloatImage:

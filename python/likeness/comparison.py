@@ -10,7 +10,7 @@ import numpy as np
 import numpy.typing as npt
 
 from . import _core
-from ._arrays import FloatImage, ImageLike, Progress, Regions, part, part_asked, path_text, whole_number
+from ._arrays import FloatImage, ImageLike, Progress, Regions, masks_of_both, part, part_asked, path_text, whole_number
 from .files import PathLike, analyze_file, is_path, pixels_and_weights
 from .models import ComparisonModel, model_of
 
@@ -206,10 +206,7 @@ def compare(
     """
     chosen = model_of(model)
     choice = part_asked(alpha, regions, center_weighted)
-    if mask is not None:
-        if first_mask is not None or second_mask is not None:
-            raise ValueError("mask: it is that of both photographs, and excludes first_mask and second_mask")
-        first_mask = second_mask = mask
+    first_mask, second_mask = masks_of_both(first_mask, second_mask, mask)
     for photograph, its_mask, name in ((first, first_mask, "first_mask"), (second, second_mask, "second_mask")):
         if isinstance(photograph, Analysis) and its_mask is not None:
             raise ValueError(f"{name}: an analysis has been made already; analyze takes a mask")

@@ -17,6 +17,7 @@ from ._arrays import (
     Progress,
     Regions,
     integer,
+    masks_of_both,
     part_asked,
     real_number,
     seed_number,
@@ -39,11 +40,7 @@ def _parts(
     profile: str,
 ) -> tuple[tuple[Image, Optional[Image]], tuple[Image, Optional[Image]]]:
     """The pixels of two photographs, and how much they count."""
-    first_mask, second_mask, mask = masks
-    if mask is not None:
-        if first_mask is not None or second_mask is not None:
-            raise ValueError("mask: it is that of both photographs, and excludes first_mask and second_mask")
-        first_mask = second_mask = mask
+    first_mask, second_mask = masks_of_both(*masks)
     first, second = photographs
     return (
         pixels_and_weights(first, first_mask, choice, profile),

@@ -1,6 +1,7 @@
 """Exposure: brighter and darker photographs, brackets, exposure stacks, lightness like another's.
 
-A photograph is an array (H, W, 3) in the order R, G, B, gamma-encoded; results are float32 on 0..1, not clipped.
+A photograph is an array (H, W, 3) in the order R, G, B, gamma-encoded, or a path, read as `read`
+reads it; results are float32 on 0..1, not clipped.
 """
 
 from __future__ import annotations
@@ -12,29 +13,29 @@ import numpy as np
 import numpy.typing as npt
 
 from . import _core
-from ._arrays import FloatImage, ImageLike, Progress, Regions, integer, native, part, part_asked, real_number
-from .files import PathLike
+from ._arrays import FloatImage, ImageLike, Progress, Regions, integer, native, part_asked, real_number
+from .files import PathLike, PhotographLike, pixels_and_weights, pixels_of, pixels_of_each
 
 
 def brighten(
-    photograph: ImageLike, factor: float = 5, *, pass_number: int = 1, progress: Progress = None
+    photograph: PhotographLike, factor: float = 5, *, pass_number: int = 1, progress: Progress = None
 ) -> FloatImage:
     """A photograph of another brightness, and the same chroma and hue.
 
     Parameters
     ----------
-    photograph : array (H, W, 3)
+    photograph : array (H, W, 3) or path
     factor : float
         Of the first pass, above 0 and up to 100: below 10 brightens, above 10 darkens. Each next pass has 0.7 less.
     pass_number : int
         The pass that is wanted, 1 to 6.
     """
-    return _core.brighten(native(photograph), real_number("factor", factor), integer("pass_number", pass_number), progress)
+    return _core.brighten(pixels_of(photograph), real_number("factor", factor), integer("pass_number", pass_number), progress)
 
 
-def brighten_in_passes(photograph: ImageLike, factor: float = 5, *, progress: Progress = None) -> list[FloatImage]:
+def brighten_in_passes(photograph: PhotographLike, factor: float = 5, *, progress: Progress = None) -> list[FloatImage]:
     """The pictures of all six passes of `brighten`, from one analysis."""
-    return _core.brighten_in_passes(native(photograph), real_number("factor", factor), progress)
+    return _core.brighten_in_passes(pixels_of(photograph), real_number("factor", factor), progress)
 
 
 class LightnessStatistics(NamedTuple):
@@ -67,7 +68,7 @@ class LightnessMatch(NamedTuple):
 
 
 def lightness_statistics(
-    photograph: ImageLike,
+    photograph: PhotographLike,
     *,
     mask: Optional[Union[ImageLike, PathLike]] = None,
     alpha: Optional[str] = None,
@@ -77,12 +78,12 @@ def lightness_statistics(
     """Mean and standard deviation of a photograph's CIE L*; of what counts: `mask`, `alpha`, `regions` and
     `center_weighted` as of `analyze`."""
     choice = part_asked(alpha, regions, center_weighted)
-    return LightnessStatistics(*_core.lightness_statistics(*part(photograph, mask, choice)))
+    return LightnessStatistics(*_core.lightness_statistics(*pixels_and_weights(photograph, mask, choice)))
 
 
 def match_lightness(
-    photograph: ImageLike,
-    reference: ImageLike,
+    photograph: PhotographLike,
+    reference: PhotographLike,
     *,
     mask: Optional[Union[ImageLike, PathLike]] = None,
     reference_mask: Optional[Union[ImageLike, PathLike]] = None,
@@ -95,7 +96,7 @@ def match_lightness(
 
     Parameters
     ----------
-    photograph, reference : arrays (H, W, 3)
+    photograph, reference : arrays (H, W, 3) or paths
         Of any two sizes.
     mask, reference_mask : arrays (H, W), optional
         How much each pixel counts in the statistics, as of `analyze`; all of the photograph is remapped.
@@ -103,8 +104,8 @@ def match_lightness(
         As of `analyze`, of both photographs.
     """
     choice = part_asked(alpha, regions, center_weighted)
-    pixels, weights = part(photograph, mask, choice)
-    wanted_pixels, wanted_weights = part(reference, reference_mask, choice)
+    pixels, weights = pixels_and_weights(photograph, mask, choice)
+    wanted_pixels, wanted_weights = pixels_and_weights(reference, reference_mask, choice)
     image, own, wanted, reached, clipped = _core.match_lightness(
         pixels, wanted_pixels, weights, wanted_weights, progress
     )
@@ -137,10 +138,6 @@ class ToneMapping:
     color_sigma: float = 2
 
 
-def _natives(photographs: Sequence[ImageLike]) -> list[npt.NDArray[np.generic]]:
-    return [native(photograph) for photograph in photographs]
-
-
 def _numbers_of(options: Union[FusionWeights, ToneMapping]) -> tuple[float, ...]:
     return tuple(real_number(name, value) for name, value in dataclasses.asdict(options).items())
 
@@ -150,34 +147,34 @@ def _times(times: Sequence[float]) -> list[float]:
 
 
 def fuse_exposures(
-    exposures: Sequence[ImageLike], weights: FusionWeights = FusionWeights(), *, progress: Progress = None
+    exposures: Sequence[PhotographLike], weights: FusionWeights = FusionWeights(), *, progress: Progress = None
 ) -> FloatImage:
     """Fuses exposures into one picture (Mertens, Kautz, Van Reeth, 2007).
 
     Parameters
     ----------
-    exposures : sequence of arrays (H, W, 3)
+    exposures : sequence of arrays (H, W, 3) or paths
     weights : FusionWeights
     """
-    return _core.fuse_exposures(_natives(exposures), _numbers_of(weights), progress)
+    return _core.fuse_exposures(pixels_of_each(exposures, "exposures"), _numbers_of(weights), progress)
 
 
 def recover_camera_response(
-    exposures: Sequence[ImageLike], times: Sequence[float], *, progress: Progress = None
+    exposures: Sequence[PhotographLike], times: Sequence[float], *, progress: Progress = None
 ) -> FloatImage:
     """The response of the camera: the exposure that each byte value stands for, (256, 3), up to a factor.
 
     Parameters
     ----------
-    exposures : sequence of arrays (H, W, 3)
+    exposures : sequence of arrays (H, W, 3) or paths
     times : sequence of float
         Exposure times in seconds, all different.
     """
-    return _core.recover_camera_response(_natives(exposures), _times(times), progress)
+    return _core.recover_camera_response(pixels_of_each(exposures, "exposures"), _times(times), progress)
 
 
 def merge_radiance(
-    exposures: Sequence[ImageLike], times: Sequence[float], response: npt.ArrayLike, *, progress: Progress = None
+    exposures: Sequence[PhotographLike], times: Sequence[float], response: npt.ArrayLike, *, progress: Progress = None
 ) -> FloatImage:
     """Merges exposures into a linear radiance map (Debevec, Malik, 1997).
 
@@ -188,11 +185,11 @@ def merge_radiance(
     response : array (256, 3)
         As `recover_camera_response` gives it.
     """
-    return _core.merge_radiance(_natives(exposures), _times(times), np.asarray(response, np.float32), progress)
+    return _core.merge_radiance(pixels_of_each(exposures, "exposures"), _times(times), np.asarray(response, np.float32), progress)
 
 
 def tone_map(radiance: ImageLike, options: ToneMapping = ToneMapping(), *, progress: Progress = None) -> FloatImage:
-    """Brings a linear radiance map, float32, to the range of a display."""
+    """Brings a linear radiance map, an array (H, W, 3) of float32, to the range of a display."""
     return _core.tone_map(native(radiance), _numbers_of(options), progress)
 
 
@@ -206,7 +203,7 @@ class Bracket(NamedTuple):
 
 
 def merge_bracket(
-    exposures: Sequence[ImageLike],
+    exposures: Sequence[PhotographLike],
     times: Sequence[float],
     *,
     tone_mapping: ToneMapping = ToneMapping(),
@@ -216,7 +213,7 @@ def merge_bracket(
     """Response, radiance map, its tone-mapped picture and the fused picture of a bracket."""
     return Bracket(
         *_core.merge_bracket(
-            _natives(exposures),
+            pixels_of_each(exposures, "exposures"),
             _times(times),
             _numbers_of(tone_mapping),
             _numbers_of(fusion),
@@ -237,8 +234,8 @@ class ExposureStack(NamedTuple):
 
 
 def exposure_stack(
-    flash: ImageLike,
-    no_flash: ImageLike,
+    flash: PhotographLike,
+    no_flash: PhotographLike,
     *,
     version: str = "full",
     brightness: float = 11.5,
@@ -249,7 +246,7 @@ def exposure_stack(
 
     Parameters
     ----------
-    flash, no_flash : arrays (H, W, 3)
+    flash, no_flash : arrays (H, W, 3) or paths
     version : str
         "full", "tinted-first" or "tint-only".
     brightness : float
@@ -258,5 +255,5 @@ def exposure_stack(
         Rounds of tinting, 0 to 100.
     """
     return ExposureStack(
-        *_core.exposure_stack(native(flash), native(no_flash), version, real_number("brightness", brightness), integer("iterations", iterations), progress)
+        *_core.exposure_stack(pixels_of(flash), pixels_of(no_flash), version, real_number("brightness", brightness), integer("iterations", iterations), progress)
     )

@@ -4,6 +4,7 @@ from __future__ import annotations
 
 import os
 import warnings
+from collections.abc import Iterable
 from typing import TYPE_CHECKING, Any, NamedTuple, Optional, Union
 
 import numpy as np
@@ -15,6 +16,9 @@ if TYPE_CHECKING:
     from .models import ComparisonModel
 
 PathLike = Union[str, "os.PathLike[str]"]
+
+PhotographLike = Union[ImageLike, PathLike]
+"""A photograph, or the path of one."""
 
 
 def is_path(value: object) -> bool:
@@ -199,8 +203,22 @@ def read_part(path: PathLike, mask: Any, choice: Part, profile: str) -> tuple[Im
     return own, _core.weights_of_parts(*own.shape[:2], [its, weights], [], False)
 
 
+def pixels_of(photograph: PhotographLike) -> Image:
+    """The pixels of an array, or of a file as `read` reads it."""
+    if isinstance(photograph, (str, os.PathLike)):
+        return read(photograph)
+    return native(photograph)
+
+
+def pixels_of_each(photographs: Iterable[PhotographLike], name: str) -> list[Image]:
+    """Those of several photographs."""
+    if isinstance(photographs, (str, bytes, os.PathLike)):
+        raise ValueError(f"{name}: a sequence of photographs is wanted, not one path")
+    return [pixels_of(photograph) for photograph in photographs]
+
+
 def pixels_and_weights(
-    photograph: Union[ImageLike, PathLike], mask: Any, choice: Part, profile: str = "embedded"
+    photograph: PhotographLike, mask: Any, choice: Part, profile: str = "embedded"
 ) -> tuple[Image, Optional[Image]]:
     """Pixels of an array or a file, and how much each of them counts."""
     if isinstance(photograph, (str, os.PathLike)):

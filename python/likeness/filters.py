@@ -1,6 +1,6 @@
 """Smoothing, structure and alignment.
 
-A photograph is an array (H, W, 3) in the order R, G, B, gamma-encoded.
+A photograph is an array (H, W, 3) in the order R, G, B, gamma-encoded, or a path, read as `read` reads it.
 """
 
 from __future__ import annotations
@@ -8,12 +8,13 @@ from __future__ import annotations
 from typing import NamedTuple, Optional
 
 from . import _core
-from ._arrays import FloatImage, ImageLike, Progress, integer, native, real_number
+from ._arrays import FloatImage, Progress, integer, real_number
+from .files import PhotographLike, pixels_of
 
 
 def smooth(
-    photograph: ImageLike,
-    guide: Optional[ImageLike] = None,
+    photograph: PhotographLike,
+    guide: Optional[PhotographLike] = None,
     *,
     radius: int = 4,
     epsilon: float = 0.01,
@@ -24,8 +25,8 @@ def smooth(
 
     Parameters
     ----------
-    photograph : array (H, W, 3)
-    guide : array (H, W, 3), optional
+    photograph : array (H, W, 3) or path
+    guide : array (H, W, 3) or path, optional
         Whose edges are kept; the photograph itself unless given.
     radius : int
         How far the windows reach, in pixels, 0 to 1000.
@@ -39,7 +40,7 @@ def smooth(
     array (H, W, 3) of float32, not clipped
     """
     return _core.smooth(
-        native(photograph), None if guide is None else native(guide), integer("radius", radius), real_number("epsilon", epsilon), variant, progress
+        pixels_of(photograph), None if guide is None else pixels_of(guide), integer("radius", radius), real_number("epsilon", epsilon), variant, progress
     )
 
 
@@ -53,19 +54,19 @@ class Structure(NamedTuple):
 
 
 def oriented_structure(
-    photograph: ImageLike, *, size: int = 3, coherence: bool = True, progress: Progress = None
+    photograph: PhotographLike, *, size: int = 3, coherence: bool = True, progress: Progress = None
 ) -> Structure:
     """Orientation of a photograph's structure by its structure tensor (Di Zenzo, 1986).
 
     Parameters
     ----------
-    photograph : array (H, W, 3)
+    photograph : array (H, W, 3) or path
     size : int
         Side of the two Gaussian kernels in pixels: an odd number from 1 to 99.
     coherence : bool
         Whether it is wanted.
     """
-    return Structure(*_core.oriented_structure(native(photograph), integer("size", size), bool(coherence), progress))
+    return Structure(*_core.oriented_structure(pixels_of(photograph), integer("size", size), bool(coherence), progress))
 
 
 class Alignment(NamedTuple):
@@ -78,8 +79,8 @@ class Alignment(NamedTuple):
 
 
 def align_to(
-    moving: ImageLike,
-    reference: ImageLike,
+    moving: PhotographLike,
+    reference: PhotographLike,
     *,
     levels: int = 9,
     window: int = 15,
@@ -91,7 +92,7 @@ def align_to(
 
     Parameters
     ----------
-    moving, reference : arrays (H, W, 3)
+    moving, reference : arrays (H, W, 3) or paths
     levels : int
         Of the pyramid, each half the size of the one below; 1 to 30.
     window : int
@@ -103,8 +104,8 @@ def align_to(
     """
     return Alignment(
         *_core.align_to(
-            native(moving),
-            native(reference),
+            pixels_of(moving),
+            pixels_of(reference),
             integer("levels", levels),
             integer("window", window),
             integer("iterations", iterations),

@@ -7,9 +7,9 @@ from typing import NamedTuple, Optional, Union
 import numpy as np
 
 from . import _core
-from ._arrays import FloatImage, ImageLike, Progress, Regions, Triple, native, part, part_asked, real_number
+from ._arrays import FloatImage, ImageLike, Progress, Regions, Triple, part_asked, real_number
 from .exposure import ClippedValues
-from .files import PathLike
+from .files import PathLike, PhotographLike, pixels_and_weights, pixels_of
 
 
 class ColorMap(NamedTuple):
@@ -42,8 +42,8 @@ class ColorTransfer:
 
     Parameters
     ----------
-    photograph, palette : arrays (H, W, 3)
-        Of any two sizes, R, G, B.
+    photograph, palette : arrays (H, W, 3) or paths
+        Of any two sizes, R, G, B; a path is read as `read` reads it.
     channels : str
         "all", or "chroma": a* and b*, lightness stays.
     form : str
@@ -56,8 +56,8 @@ class ColorTransfer:
 
     def __init__(
         self,
-        photograph: ImageLike,
-        palette: ImageLike,
+        photograph: PhotographLike,
+        palette: PhotographLike,
         *,
         channels: str = "all",
         form: str = "centered",
@@ -69,8 +69,8 @@ class ColorTransfer:
         progress: Progress = None,
     ) -> None:
         choice = part_asked(alpha, regions, center_weighted)
-        pixels, weights = part(photograph, mask, choice)
-        colors, color_weights = part(palette, palette_mask, choice)
+        pixels, weights = pixels_and_weights(photograph, mask, choice)
+        colors, color_weights = pixels_and_weights(palette, palette_mask, choice)
         self._transfer = _core.ColorTransfer(pixels, colors, channels, form, weights, color_weights, progress)
 
     def at(self, t: float = 1, *, progress: Progress = None) -> Transfer:
@@ -78,9 +78,9 @@ class ColorTransfer:
         image, parts, clipped = self._transfer.at(real_number("t", t), progress)
         return Transfer(image, _map(parts), ClippedValues(*clipped))
 
-    def apply_to(self, photograph: ImageLike, t: float = 1, *, progress: Progress = None) -> FloatImage:
+    def apply_to(self, photograph: PhotographLike, t: float = 1, *, progress: Progress = None) -> FloatImage:
         """Another photograph, such as the next of a film, under the same map."""
-        return self._transfer.apply_to(native(photograph), real_number("t", t), progress)
+        return self._transfer.apply_to(pixels_of(photograph), real_number("t", t), progress)
 
     def map(self, t: float = 1) -> ColorMap:
         """The map at a place of the way."""
@@ -88,8 +88,8 @@ class ColorTransfer:
 
 
 def transfer_colors(
-    photograph: ImageLike,
-    palette: ImageLike,
+    photograph: PhotographLike,
+    palette: PhotographLike,
     t: float = 1,
     *,
     channels: str = "all",
@@ -118,5 +118,5 @@ def transfer_colors(
             center_weighted=center_weighted,
             progress=progress,
         ).at(t)
-    image, parts, clipped = _core.transfer_colors(native(photograph), native(palette), real_number("t", t), channels, form, progress)
+    image, parts, clipped = _core.transfer_colors(pixels_of(photograph), pixels_of(palette), real_number("t", t), channels, form, progress)
     return Transfer(image, _map(parts), ClippedValues(*clipped))

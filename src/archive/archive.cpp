@@ -112,6 +112,11 @@ std::vector<ArchivePair> Archive::pairs(const Archive& other, const ArchivePairS
     return access_->pairs(other.access_.get(), withThreads(search));
 }
 
+std::vector<ArchiveCluster> Archive::clusters(const ArchivePairSearch& search) const {
+    checkScore("Archive::clusters", search.score, search.least, options().hue.has_value());
+    return access_->clusters(withThreads(search));
+}
+
 IndexSummary indexPhotographs(const std::vector<std::string>& paths, const std::string& output,
                               const IndexOptions& options) {
     const std::optional<IndexSummary> summary = functions().index(paths, output, options);

@@ -31,6 +31,7 @@ public:
     virtual std::vector<ArchiveHit> nearest(const AppearanceDistributions& photograph,
                                             const ArchiveSearch& search) const = 0;
     virtual std::vector<ArchivePair> pairs(const ArchiveAccess* other, const ArchivePairSearch& search) const = 0;
+    virtual std::vector<ArchiveCluster> clusters(const ArchivePairSearch& search) const = 0;
 };
 
 /// What the module's entry `likeness_archive_functions` gives.

@@ -95,6 +95,19 @@ public:
             throw Refusal("'" + second.path() + "' was made with other parameters or by another version than '" +
                           archive_.path() + "'");
         }
+        std::vector<std::string> damage;
+        std::vector<ArchivePair> pairs = alikePairs(archive_, second, askedBy(search), &damage);
+        tellDamage(damage, search.damaged);
+        return pairs;
+    }
+
+    std::vector<ArchiveCluster> clusters(const ArchivePairSearch& search) const override {
+        return clustersOf(archive_, pairs(nullptr, search), search.score, search.threads);
+    }
+
+private:
+    /// @return  refers to `search`
+    static PairSearch askedBy(const ArchivePairSearch& search) {
         PairSearch asked;
         asked.score = search.score;
         asked.leastScore = search.leastScore;
@@ -109,13 +122,9 @@ public:
                 }
             };
         }
-        std::vector<std::string> damage;
-        std::vector<ArchivePair> pairs = alikePairs(archive_, second, asked, &damage);
-        tellDamage(damage, search.damaged);
-        return pairs;
+        return asked;
     }
 
-private:
     std::size_t known(std::size_t entry) const {
         if (entry >= archive_.size()) {
             throw std::out_of_range("there is no entry " + std::to_string(entry) + " in '" + archive_.path() +

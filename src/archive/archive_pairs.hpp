@@ -69,13 +69,6 @@ void findAlikePairs(const ArchiveFile& first, const ArchiveFile& second, const P
 std::vector<ArchivePair> alikePairs(const ArchiveFile& first, const ArchiveFile& second, const PairSearch& search,
                                     std::vector<std::string>* damage = nullptr);
 
-/// Entries that hang together by pairs.
-struct ArchiveCluster {
-    std::vector<std::uint32_t> entries;  ///< ascending, two or more
-    std::vector<double> means;           ///< of the scores of each with the others of the cluster
-    std::size_t representative = 0;      ///< place of the greatest mean; of equal ones the first
-};
-
 /// Entries that are joined by pairs, in sets (Galler and Fischer, 1964). Takes 4 bytes for each entry of the archive.
 class JoinedEntries {
 public:

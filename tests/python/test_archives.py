@@ -1,5 +1,6 @@
 """Archives from Python: the files and the numbers of `darkroom index`, `search` and `pairs`."""
 
+import csv
 import json
 import threading
 
@@ -107,6 +108,60 @@ def test_pairs_are_those_of_the_program(darkroom, archive, folder, tmp_path):
                 assert np.float32(value) == np.float32(record[name])
     assert len(archive.pairs(archive, minimum=0)) == 64
     assert archive.pairs(minimum=1.0) == []
+
+
+DISTANCES = ("wasserstein", "mean_shift", "kolmogorov_smirnov", "jensen_shannon_bits")
+
+
+def test_distances_are_those_of_the_program(darkroom, archive, folder, tmp_path):
+    path = folder / "4.png"
+    found = archive.nearest(path, distances=True)
+    results = json.loads(darkroom("search", folder / "a.likeness", path, "--json", "--quiet", "--distances"))["results"]
+    assert found and len(found) == len(results)
+    for hit, result in zip(found, results):
+        for name, its in zip(likeness.Coefficients._fields, hit.distances):
+            assert its._asdict() == {field: result["distances"][name][field] for field in DISTANCES}
+        assert hit.distances == likeness.compare_distances(path, hit.path)[:5]
+    assert [hit._replace(distances=None) for hit in found] == archive.nearest(path)
+
+    darkroom("pairs", folder / "a.likeness", "-o", tmp_path / "p.jsonl", "--min", "0.5", "--distances", "--quiet")
+    records = [json.loads(line) for line in (tmp_path / "p.jsonl").read_text().splitlines()]
+    pairs = archive.pairs(minimum=0.5, distances=True)
+    assert pairs and len(pairs) == len(records)
+    for pair, record in zip(pairs, records):
+        assert pair.distances == likeness.compare_distances(pair.first, pair.second)[:5]
+        for name, its in zip(likeness.Coefficients._fields, pair.distances):
+            for field, value in its._asdict().items():
+                assert float(f"{value:.9g}") == float(record[f"{name}_{field}"])
+    assert archive.neighbors(1, archive, distances=True)[0].distances is not None
+    assert archive.pairs(minimum=0.5)[0].distances is None
+
+
+def test_clusters_are_those_of_the_program(darkroom, archive, folder, tmp_path):
+    for found, options in (
+        (archive.clusters(minimum=0.9), ["--min", "0.9"]),
+        (archive.clusters(minimum=0), ["--min", "0"]),
+        (archive.clusters(minimum={"chroma": 0.6}, by="least"), ["--min", "chroma=0.6", "--by", "least"]),
+        (archive.clusters(top=1), ["--nearest", "1"]),
+    ):
+        darkroom("pairs", folder / "a.likeness", "-o", tmp_path / "p.csv", "--clusters", tmp_path / "g.csv", "--overwrite",
+                 "--quiet", *options)  # fmt: skip
+        with open(tmp_path / "g.csv", newline="") as file:
+            lines = list(csv.DictReader(file))
+        told = [
+            (str(number), str(len(cluster.paths)), "01"[path == cluster.representative], path, mean)
+            for number, cluster in enumerate(found, 1)
+            for path, mean in zip(cluster.paths, cluster.means)
+        ]
+        assert told == [(r["cluster"], r["size"], r["representative"], r["path"], float(r["mean"])) for r in lines]
+        assert found
+    assert archive.clusters(minimum=1.0) == []
+    with pytest.raises(ValueError, match="minimum is required"):
+        archive.clusters()
+    with pytest.raises(ValueError, match="more than"):
+        archive.clusters(minimum=0, most=1)
+    with pytest.raises(likeness.Cancelled):
+        archive.clusters(minimum=0, progress=lambda done, total: False)
 
 
 def test_an_archive_is_brought_up_to_date(folder, tmp_path):

@@ -90,6 +90,11 @@ public:
     /// @throws std::runtime_error  also if the two were made with different parameters
     std::vector<ArchivePair> pairs(const Archive& other, const ArchivePairSearch& search = {}) const;
 
+    /// The groups of entries that hang together by the pairs of this archive, in the order of their first entries: what
+    /// `darkroom pairs --clusters` writes.
+    /// @throws std::runtime_error  as `pairs`
+    std::vector<ArchiveCluster> clusters(const ArchivePairSearch& search = {}) const;
+
 private:
     std::shared_ptr<const ArchiveAccess> access_;
 };

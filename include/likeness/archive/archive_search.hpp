@@ -13,6 +13,7 @@
 #include <limits>
 #include <optional>
 #include <string>
+#include <vector>
 
 namespace likeness {
 
@@ -105,6 +106,13 @@ struct ArchivePair {
     std::uint32_t second = 0;       ///< likewise
     PairCoefficients coefficients;  ///< of the two
     double score = 0;               ///< made of them
+};
+
+/// Entries that hang together by pairs.
+struct ArchiveCluster {
+    std::vector<std::uint32_t> entries;  ///< ascending, two or more
+    std::vector<double> means;           ///< of the scores of each with the others of the cluster
+    std::size_t representative = 0;      ///< place of the greatest mean; of equal ones the first
 };
 
 }  // namespace likeness
