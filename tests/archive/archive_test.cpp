@@ -10,6 +10,8 @@
 #include <gtest/gtest.h>
 #include <opencv2/imgcodecs.hpp>
 
+#include <algorithm>
+#include <cstdint>
 #include <filesystem>
 #include <fstream>
 #include <iterator>
@@ -113,6 +115,31 @@ TEST_F(PublicArchive, FindsPairs) {
     ArchivePairSearch stopped;
     stopped.progress = [](std::size_t, std::size_t) { return false; };
     EXPECT_THROW(archive.pairs(stopped), Cancelled);
+}
+
+TEST_F(PublicArchive, GroupsWhatHangsTogether) {
+    pictures(5);
+    indexPhotographs({folder_.path()}, file("a"));
+    const Archive archive(file("a"));
+    const std::vector<ArchiveCluster> all = archive.clusters();
+    ASSERT_EQ(all.size(), 1U);
+    EXPECT_EQ(all[0].entries, (std::vector<std::uint32_t>{0, 1, 2, 3, 4}));
+    const auto greatest = std::max_element(all[0].means.begin(), all[0].means.end());
+    EXPECT_EQ(all[0].representative, static_cast<std::size_t>(greatest - all[0].means.begin()));
+    double sum = 0;
+    for (const ArchivePair& pair : archive.pairs()) {
+        sum += pair.first == 0 ? pair.score : 0;
+    }
+    EXPECT_DOUBLE_EQ(all[0].means[0], sum / 4);
+    ArchivePairSearch equal;
+    equal.leastScore = 1;
+    EXPECT_TRUE(archive.clusters(equal).empty());
+    ArchivePairSearch few;
+    few.most = 3;
+    EXPECT_THROW(archive.clusters(few), std::runtime_error);
+    ArchivePairSearch stopped;
+    stopped.progress = [](std::size_t, std::size_t) { return false; };
+    EXPECT_THROW(archive.clusters(stopped), Cancelled);
 }
 
 TEST_F(PublicArchive, IsBroughtUpToDate) {
