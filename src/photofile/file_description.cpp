@@ -143,7 +143,7 @@ FileDescription describeFile(const FileAccess& access, const std::string& name) 
             request.headerOnly = true;
             const PhotographContent content = readByModule(source, header, request);
             takeContent(content, description);
-            colors.take(colorStatementOf(content), content.linear, content.floats);
+            colors.take(colorStatementOf(content, source, header, selection.page), content.linear, content.floats);
             if (!content.problem.empty()) {
                 description.problem = ": " + content.problem;
             }

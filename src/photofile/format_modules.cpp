@@ -90,7 +90,8 @@ PhotographContent readByModule(const ByteSource& source, const ImageHeader& head
     return content;
 }
 
-ColorStatement colorStatementOf(const PhotographContent& content) {
+ColorStatement colorStatementOf(const PhotographContent& content, const ByteSource& source, const ImageHeader& header,
+                                int page) {
     ColorStatement statement;
     statement.channels = content.channels <= 2 ? StoredChannels::grey : StoredChannels::rgb;
     if (!content.icc.empty()) {
@@ -100,6 +101,11 @@ ColorStatement colorStatementOf(const PhotographContent& content) {
         statement.channels = StoredChannels::rgb;
     } else if (content.chromaticities) {
         takeLinearChromaticities(*content.chromaticities, statement);
+    } else if (header.format == ImageFileFormat::tiff && page <= 1) {
+        // Tags in place of a profile; those of later pages are not looked for.
+        ColorStatement tags = readColorStatement(source, header.format);
+        statement.colorimetry = std::move(tags.colorimetry);
+        statement.problem = std::move(tags.problem);
     }
     if (content.luminanceOfOne > 0) {
         statement.luminanceOfOne = {content.luminanceOfOne, content.luminanceOfOne, content.luminanceOfOne};

@@ -27,6 +27,8 @@ std::string moduleOf(const ImageHeader& header);
 PhotographContent readByModule(const ByteSource& source, const ImageHeader& header, const PhotographRequest& request);
 
 /// What a file that a module has read says of its colours.
-ColorStatement colorStatementOf(const PhotographContent& content);
+/// @param page  that was read, from 1; 0 is the first
+ColorStatement colorStatementOf(const PhotographContent& content, const ByteSource& source, const ImageHeader& header,
+                                int page);
 
 }  // namespace likeness

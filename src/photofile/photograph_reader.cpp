@@ -253,7 +253,8 @@ void makeUpright(const PhotographContent& content, cv::Mat& image) {
 }
 
 /// What a module has decoded, as it is wanted.
-cv::Mat asWanted(const PhotographContent& content, PhotographValues values, ColorReading* colors) {
+cv::Mat asWanted(const PhotographContent& content, const ColorStatement& statement, PhotographValues values,
+                 ColorReading* colors) {
     cv::Mat stored =
         withThreeChannels(content.encoded.empty() ? content.pixels : decodedBytes(content.encoded, cv::IMREAD_COLOR));
     if (stored.empty()) {
@@ -262,7 +263,7 @@ cv::Mat asWanted(const PhotographContent& content, PhotographValues values, Colo
     if (content.asStored) {
         makeUpright(content, stored);
     }
-    if (colors != nullptr && colors->take(colorStatementOf(content), content.linear, content.floats)) {
+    if (colors != nullptr && colors->take(statement, content.linear, content.floats)) {
         return colors->converted(stored);
     }
     switch (values) {
@@ -272,9 +273,8 @@ cv::Mat asWanted(const PhotographContent& content, PhotographValues values, Colo
             if (!content.linear) {
                 return bytesOf(stored);
             }
-            const std::optional<Colorimetry> primaries = colorStatementOf(content).colorimetry;
-            if (primaries) {
-                return bytesOf(ColorProfile::ofColorimetry(*primaries)->srgbFrom(stored));
+            if (statement.colorimetry) {
+                return bytesOf(ColorProfile::ofColorimetry(*statement.colorimetry)->srgbFrom(stored));
             }
             cv::Mat image = toUnit(stored).clone();
             encode(image);
@@ -309,7 +309,8 @@ void readWithModule(const std::string& path, PhotographValues values, std::uint6
     }
     PhotographContent content = readByModule(file.source(), header, request);
     if (content.problem.empty()) {
-        result.bgr = asWanted(content, values, colors);
+        const ColorStatement statement = colorStatementOf(content, file.source(), header, request.page);
+        result.bgr = asWanted(content, statement, values, colors);
     }
     if (result.bgr.empty()) {
         const bool cut = isCutOff(file.source(), header, file.size());

@@ -276,6 +276,7 @@ struct TiffLayout {
     bool planes = false;
     std::uint64_t photometric = 1;  ///< 0 white is 0, 1 black is 0, 2 R, G, B, 5 inks
     std::uint64_t extra = 0;        ///< ExtraSamples: 1 associated alpha, 2 unassociated; 0: none
+    bool primaries = false;         ///< whether it tells those of Adobe RGB (1998)
 };
 
 /// A TIFF of one row, not compressed.
@@ -308,9 +309,14 @@ std::string madeTiff(const std::vector<std::uint64_t>& values, int bits, std::ui
         {278, {1}},
         {279, std::vector<std::uint64_t>(strips, stripBytes)},
         {284, {layout.planes ? 2U : 1U}},
+        {318, {3127, 10000, 3290, 10000}},
+        {319, {64, 100, 33, 100, 21, 100, 71, 100, 15, 100, 6, 100}},
         {338, {layout.extra}},
         {339, std::vector<std::uint64_t>(layout.samples, format)}};
-    const auto isWritten = [&](const auto& entry) { return entry.first != 338 || layout.extra != 0; };
+    const auto isRational = [](const auto& entry) { return entry.first == 318 || entry.first == 319; };
+    const auto isWritten = [&](const auto& entry) {
+        return isRational(entry) ? layout.primaries : entry.first != 338 || layout.extra != 0;
+    };
     const auto isInPlace = [&](const auto& entry) {
         return entry.second.size() * 4 <= static_cast<std::size_t>(place);
     };
@@ -342,8 +348,8 @@ std::string madeTiff(const std::vector<std::uint64_t>& values, int bits, std::ui
             continue;
         }
         put(static_cast<std::uint64_t>(entry.first), 2);
-        put(4, 2);  // LONG
-        put(entry.second.size(), place);
+        put(isRational(entry) ? 5 : 4, 2);  // or LONG
+        put(isRational(entry) ? entry.second.size() / 2 : entry.second.size(), place);
         if (isInPlace(entry)) {
             const std::size_t end = bytes.size() + static_cast<std::size_t>(place);
             for (const std::uint64_t value : entry.second) {
@@ -399,6 +405,27 @@ TEST(FormatModules, WhatTheImageLibraryMisreadsOfATiffIsReadRight) {
         expectPixel(firstPixel({255, 51, 102, 128}, 8, 1, alpha), {1, 0.2, 0.4});
         expectPixel(firstPixel({half, one, quarter, half}, 32, 3, alpha), {0.5, 1, 0.25});
     }
+}
+
+TEST(FormatModules, TagsThatTellTheColoursOfATiffCountInEveryLayout) {
+    if (!isModuleBuilt("tiff")) {
+        GTEST_SKIP() << "the module tiff was not built: its library is not installed";
+    }
+    const ScratchDirectory scratch;
+    const std::vector<std::uint64_t> rows{0, 0, 65535, 65535, 0, 0};
+    const auto read = [&](bool planes, bool primaries) {
+        TiffLayout layout{false, false, 3, planes, 2, 0, primaries};
+        std::ofstream("a.tif", std::ios::binary) << madeTiff(rows, 16, 1, layout);
+        const PhotographRead photograph = readColors("a.tif");
+        EXPECT_EQ(photograph.problem, "");
+        return toUnit(photograph.bgr).clone();
+    };
+    // Planes: two green pixels; beside each other: one blue, one red.
+    const cv::Mat srgb = read(true, false);
+    const cv::Mat adobe = read(true, true);
+    EXPECT_EQ(srgb.at<cv::Vec3f>(0), cv::Vec3f(0, 1, 0));
+    EXPECT_LT(adobe.at<cv::Vec3f>(0)[2], -0.1F) << "no red of sRGB is as little as this green's";
+    EXPECT_LT(read(false, true).at<cv::Vec3f>(1)[1], 0.01F);
 }
 
 TEST(FormatModules, AnAlphaChannelOfATiffIsToldOfWhereItIsNotOpaque) {
