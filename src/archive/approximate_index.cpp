@@ -153,6 +153,26 @@ ApproximateRecall measured(const ArchiveFile& archive, const Sketches& sketches)
     return result;
 }
 
+/// A multiple of every size of a page.
+constexpr std::size_t pieceBytes = std::size_t{1} << 22;
+
+/// Pages of the file that were read and are not needed now: they would count as this process's memory.
+void dropPages(const char* begin, std::size_t bytes) {
+    ::madvise(const_cast<char*>(begin), bytes, MADV_DONTNEED);
+}
+
+/// Of all behind the head.
+/// @param all  mapped from the beginning of a page
+std::uint32_t checksumInPieces(std::string_view all) {
+    std::uint32_t sum = 0;
+    for (std::size_t begin = 0; begin < all.size(); begin += pieceBytes) {
+        const std::string_view piece = all.substr(begin, pieceBytes);
+        sum = checksum(begin == 0 ? piece.substr(headBytes) : piece, sum);
+        dropPages(piece.data(), piece.size());
+    }
+    return sum;
+}
+
 }  // namespace
 
 bool isForeignApproximateIndex(const std::string& path) {
@@ -242,7 +262,7 @@ ApproximateIndex::ApproximateIndex(const ArchiveFile& archive) : archive_(archiv
         nodeBytes_ = sketchBytes + (std::size_t{links_} + 2) * sizeof(std::uint32_t);
         if (count_ > length_ / nodeBytes_ ||
             length_ != headRoom + count_ * nodeBytes_ + words * sizeof(std::uint32_t) ||
-            checksum(all.substr(headBytes)) != numberAt<std::uint32_t>(bytes_ + 64)) {
+            checksumInPieces(all) != numberAt<std::uint32_t>(bytes_ + 64)) {
             throw refuse("is damaged");
         }
         nodes_ = reinterpret_cast<const std::uint8_t*>(bytes_ + headRoom);
@@ -253,7 +273,6 @@ ApproximateIndex::ApproximateIndex(const ArchiveFile& archive) : archive_(archiv
         if (!readLevels() || !leadsNowhereElse()) {
             throw refuse("is damaged");
         }
-        ::madvise(mapped, length_, MADV_DONTNEED);  // the checksum has read all of it
     } catch (...) {
         ::munmap(mapped, length_);
         throw;
@@ -295,9 +314,13 @@ bool ApproximateIndex::leadsNowhereElse() const {
         (topLevel_ > 0 && linksAbove(first_, topLevel_) == nullptr)) {
         return false;
     }
-    std::size_t least = 0;  // of the next entry
+    std::size_t least = 0;       // of the next entry
+    const char* piece = bytes_;  // whose pages are looked at
     for (std::uint32_t node = 0; node < count_; ++node) {
         const char* const words = reinterpret_cast<const char*>(nodeAt(node)) + sketchBytes;
+        for (; static_cast<std::size_t>(words - piece) > pieceBytes; piece += pieceBytes) {
+            dropPages(piece, pieceBytes);
+        }
         const std::size_t entry = numberAt<std::uint32_t>(words);
         const auto count = numberAt<std::uint32_t>(words + sizeof(std::uint32_t));
         if (entry < least || entry >= archive_.size() || count > links_) {
@@ -310,6 +333,7 @@ bool ApproximateIndex::leadsNowhereElse() const {
             }
         }
     }
+    dropPages(piece, static_cast<std::size_t>(bytes_ + length_ - piece));
     return true;
 }
 

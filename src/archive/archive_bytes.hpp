@@ -47,6 +47,6 @@ constexpr std::int64_t fromZigzag(std::uint64_t number) noexcept {
 }
 
 /// CRC-32 as in zlib (polynomial 0xEDB88320 of ISO 3309).
-std::uint32_t checksum(std::string_view bytes) noexcept;
+std::uint32_t checksum(std::string_view bytes, std::uint32_t before = 0) noexcept;
 
 }  // namespace likeness::archive

@@ -49,8 +49,9 @@ build_and_run() { # NAME CMAKE-OPTION...
 build_and_run installed "-DCMAKE_PREFIX_PATH=$scratch/stage"
 
 # The checkout as a subdirectory, as a shared library: a name with its version, only symbols of the project, and a program
-# that finds the library where both are installed. Without optimisation: what is asked is whether it links and runs.
-build_and_run subdirectory "-DLIKENESS_SOURCE=$source" -DCMAKE_CXX_FLAGS_RELEASE=-O0 -DBUILD_SHARED_LIBS=ON -DLIKENESS_BUILD_PROGRAMS=ON -DLIKENESS_INSTALL=ON \
+# that finds the library where both are installed. Without optimisation and with sources joined: what is asked is whether
+# it links and runs.
+build_and_run subdirectory "-DLIKENESS_SOURCE=$source" -DCMAKE_CXX_FLAGS_RELEASE=-O0 -DCMAKE_UNITY_BUILD=ON -DBUILD_SHARED_LIBS=ON -DLIKENESS_BUILD_PROGRAMS=ON -DLIKENESS_INSTALL=ON \
     "-DCMAKE_INSTALL_PREFIX=$scratch/shared-stage"
 cmake --install "$scratch/subdirectory" --prefix "$scratch/shared-stage" >>"$scratch/subdirectory.log"
 library=$(find "$scratch/shared-stage" -name 'liblikeness.so.*.*.*')
