@@ -147,6 +147,14 @@ LIKENESS_MODULE_ENTRY void likeness_read_photograph(const PhotographRequest& req
     if (request.headerOnly) {
         return;
     }
+    // What a picture is put together of may say that it is far larger than the picture: a canvas of gigabytes in a file
+    // of 700 bytes.
+    constexpr int sideOfAnyPart = 8192;
+    ::heif_context_set_maximum_image_size_limit(
+        context.get(),
+        std::max({sideOfAnyPart, ::heif_image_handle_get_width(handle.get()),
+                  ::heif_image_handle_get_height(handle.get()), ::heif_image_handle_get_ispe_width(handle.get()),
+                  ::heif_image_handle_get_ispe_height(handle.get())}));
     const std::unique_ptr<::heif_decoding_options, OptionsEnd> options(::heif_decoding_options_alloc());
     const bool deep = content.bits > 8;
     ::heif_image* decoded = nullptr;
