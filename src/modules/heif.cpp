@@ -5,7 +5,9 @@
 
 #include <libheif/heif.h>
 
+#include <algorithm>
 #include <memory>
+#include <string>
 #include <type_traits>
 
 namespace {
@@ -37,8 +39,9 @@ bool failed(const ::heif_error& error, PhotographContent& content) {
         error.subcode != ::heif_suberror_Security_limit_exceeded) {
         throw std::bad_alloc();
     }
-    content.problem =
-        std::string("its content cannot be decoded: ") + (error.message == nullptr ? "damaged" : error.message);
+    std::string why = error.message == nullptr ? "damaged" : error.message;
+    why.erase(why.find_last_not_of('\n') + 1);
+    content.problem = "its content cannot be decoded: " + why;
     return true;
 }
 
