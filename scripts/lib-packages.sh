@@ -5,13 +5,14 @@
 # usage: ensure_packages package...
 # Quiet where nothing is missing. Needs root or sudo otherwise; says what to do where neither is at hand. What a package
 # is for counts, not how it came here: where its command or its CMake or pkg-config package is found it is not missing.
-# Where there is no apt-get, what is not found is only told: the build then says what it really lacks.
+# Where there is no apt-get, what is not found is only told: the build then says what it really lacks, and
+# packages_are_complete is 0.
 
 # Something else than dpkg that shows that what a package is for is there.
 found_without_dpkg() {
     case $1 in
     g++) command -v "${CXX:-c++}" ;;
-    cmake | clang | clang-format | clang-tidy | chromium | zsh | doxygen | lintian | pkg-config | munge | parallel | slurmctld | slurmd) command -v "$1" ;;
+    cmake | clang | clang-format | clang-tidy | chromium | sqlite3 | zsh | doxygen | lintian | pkg-config | munge | parallel | slurmctld | slurmd) command -v "$1" ;;
     dpkg-dev) command -v dpkg-shlibdeps ;;
     ninja-build) command -v ninja ;;
     groff-base) command -v groff ;;
@@ -62,6 +63,7 @@ has_header() {
     echo "#include <$1>" | "${CXX:-c++}" -fsyntax-only -x c++ -
 }
 
+packages_are_complete=1
 ensure_packages() {
     local missing=() package
     for package in "$@"; do
@@ -73,6 +75,7 @@ ensure_packages() {
     [ ${#missing[@]} -gt 0 ] || return 0
 
     if ! command -v apt-get >/dev/null; then
+        packages_are_complete=0
         echo "likeness: warning: not found, and there is no apt-get to install them: ${missing[*]} (Debian's names)" >&2
         return 0
     fi
@@ -146,7 +149,7 @@ python_test_packages=(python3-pytest python3-hypothesis mypy python3-pip python3
 
 # What the tests and benchmarks need on top.
 test_packages=(libgtest-dev libbenchmark-dev pkg-config chromium zsh groff-base python3-colorspacious python3-scipy
-    doxygen dpkg-dev lintian libavif-bin libheif-examples libjxl-tools imagemagick libimage-exiftool-perl openexr)
+    doxygen dpkg-dev lintian sqlite3 libavif-bin libheif-examples libjxl-tools imagemagick libimage-exiftool-perl openexr)
 
 # What the other checks need: the second compiler with its OpenMP, and what reads the sources.
 check_packages=(clang libomp-dev clang-tidy clang-format shellcheck)

@@ -10,6 +10,7 @@
 #endif
 
 #include <likeness/appearance/uniform_space.hpp>
+#include "support/needed_package.hpp"
 #include "support/process.hpp"
 #include "support/scratch_directory.hpp"
 
@@ -71,14 +72,14 @@ TEST(PublishedModelAgreement, Ciecam02AgreesWithLittleCms) {
     EXPECT_EQ(colors, 10000);
     EXPECT_LT(worst, 1e-3);
 #else
-    GTEST_SKIP() << "Little CMS is not installed";
+    SKIP_WITHOUT_PACKAGE("Little CMS is not installed");
 #endif
 }
 
 TEST(PublishedModelAgreement, UniformSpaceAndCiecam02AgreeWithColorspacious) {
     const ScratchDirectory folder;
     if (run({"/usr/bin/python3", "-c", "import colorspacious"}, folder.path()).status != 0) {
-        GTEST_SKIP() << "python3-colorspacious is not installed";
+        SKIP_WITHOUT_PACKAGE("python3-colorspacious is not installed");
     }
     Draw draw(12);
     std::ostringstream rows;

@@ -3,6 +3,7 @@
 #include "archive/archive_bytes.hpp"
 #include "archive/made_photographs.hpp"
 #include "support/built_modules.hpp"
+#include "support/needed_package.hpp"
 #include "support/scratch_directory.hpp"
 
 #include <gtest/gtest.h>
@@ -19,7 +20,7 @@ protected:
 
     void SetUp() override {
         if (!isModuleBuilt("nearest")) {
-            GTEST_SKIP() << "the module that builds the graph was not built: hnswlib is not installed";
+            SKIP_WITHOUT_PACKAGE("the module that builds the graph was not built: hnswlib is not installed");
         }
         make(entries);
     }

@@ -4,6 +4,7 @@
 #include "batch/result_store.hpp"
 #include "batch/result_text.hpp"
 #include "files/refusal.hpp"
+#include "support/needed_package.hpp"
 #include "support/process.hpp"
 #include "support/scratch_directory.hpp"
 
@@ -135,7 +136,7 @@ class ResultFieldsInSqlite : public ::testing::Test {
 protected:
     void SetUp() override {
         if (!std::filesystem::exists("/usr/bin/sqlite3")) {
-            GTEST_SKIP() << "the program sqlite3 is not installed";
+            SKIP_WITHOUT_PACKAGE("the program sqlite3 is not installed");
         }
         const auto writer = writeResults({"r.db", ResultFormat::sqlite, exampleColumns(), {}});
         writer->append({exampleRecord(1), exampleRecord(2)});

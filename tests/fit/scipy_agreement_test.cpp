@@ -4,6 +4,7 @@
 
 #include "fit/made_scores.hpp"
 #include "fit/student_t.hpp"
+#include "support/needed_package.hpp"
 #include "support/process.hpp"
 #include "support/scratch_directory.hpp"
 
@@ -34,7 +35,7 @@ class SciPy : public ::testing::Test {
 protected:
     void SetUp() override {
         if (run({"/usr/bin/python3", "-c", "import scipy.stats, scipy.optimize"}, folder_.path()).status != 0) {
-            GTEST_SKIP() << "python3-scipy is not installed";
+            SKIP_WITHOUT_PACKAGE("python3-scipy is not installed");
         }
     }
 
@@ -88,7 +89,7 @@ TEST_F(SciPy, CorrelationsAndStudentsTAreTheSame) {
 
 TEST_F(SciPy, LogisticFitsAreTheSame) {
     if (!canFitCurves()) {
-        GTEST_SKIP() << "the module ceres was not built";
+        SKIP_WITHOUT_PACKAGE("the module ceres was not built");
     }
     struct Case {
         ScoreForm form;

@@ -1,6 +1,7 @@
 #include <likeness/fit/score_model.hpp>
 
 #include "fit/made_scores.hpp"
+#include "support/needed_package.hpp"
 
 #include <gtest/gtest.h>
 
@@ -36,7 +37,7 @@ double logistic5(double x) {
 
 TEST(ScoreModel, ExactDataGiveExactParameters) {
     if (!canFitCurves()) {
-        GTEST_SKIP() << "the module ceres was not built";
+        SKIP_WITHOUT_PACKAGE("the module ceres was not built");
     }
     const ScoreModel linear =
         fitScores(madeRows(50, 0, 1, [](double x, double y) { return 1 + 2 * x - 3 * y; }), of(ScoreForm::linear));
@@ -65,7 +66,7 @@ TEST(ScoreModel, ExactDataGiveExactParameters) {
 
 TEST(ScoreModel, ScoresThatFallAreFittedTheSameWay) {
     if (!canFitCurves()) {
-        GTEST_SKIP() << "the module ceres was not built";
+        SKIP_WITHOUT_PACKAGE("the module ceres was not built");
     }
     const ScoreModel four = fitScores(madeRows(80, 0, 2, [](double x, double y) { return 9 - logistic4((x + y) / 2); }),
                                       of(ScoreForm::logistic4));
@@ -94,7 +95,7 @@ double coverage(ScoreForm form, const std::function<double(double, double)>& tru
 // The bench repeats each a thousand times and wants 93 to 97 %; of 60 repetitions, the share strays by some 3 %.
 TEST(ScoreModel, IntervalsHoldTheTruthAsOftenAsTheySay) {
     if (!canFitCurves()) {
-        GTEST_SKIP() << "the module ceres was not built";
+        SKIP_WITHOUT_PACKAGE("the module ceres was not built");
     }
     EXPECT_NEAR(coverage(
                     ScoreForm::linear, [](double x, double y) { return 1 + 2 * x - 3 * y; }, {1, 2, -3}, 60),

@@ -6,6 +6,7 @@
 #include "support/built_modules.hpp"
 #include "support/made_dng.hpp"
 #include "support/mat_matchers.hpp"
+#include "support/needed_package.hpp"
 #include "support/scratch_directory.hpp"
 #include "support/test_images.hpp"
 
@@ -21,7 +22,7 @@ class CameraRaw : public ::testing::Test {
 protected:
     void SetUp() override {
         if (!isModuleBuilt("raw")) {
-            GTEST_SKIP() << "the module raw was not built: its library is not installed";
+            SKIP_WITHOUT_PACKAGE("the module raw was not built: its library is not installed");
         }
     }
 

@@ -3,6 +3,7 @@
 #include "photofile/photograph_reader.hpp"
 #include "support/built_modules.hpp"
 #include "support/made_dng.hpp"
+#include "support/needed_package.hpp"
 #include "support/scratch_directory.hpp"
 
 #include <gtest/gtest.h>
@@ -130,7 +131,7 @@ TEST(HugeHeaders, OfAWebpSayNoMoreThanTheFormatHas) {
 
 TEST(HugeHeaders, OfCameraRawFilesAreThoseOfTheRawValues) {
     if (!isModuleBuilt("raw")) {
-        GTEST_SKIP() << "the module raw was not built: its library is not installed";
+        SKIP_WITHOUT_PACKAGE("the module raw was not built: its library is not installed");
     }
     const ScratchDirectory scratch;
     const cv::Mat linear(48, 80, CV_64FC3, cv::Scalar::all(0.5));

@@ -7,6 +7,7 @@
 #include "photofile/photograph_reader.hpp"
 #include "support/built_modules.hpp"
 #include "support/mat_matchers.hpp"
+#include "support/needed_package.hpp"
 #include "support/process.hpp"
 #include "support/scratch_directory.hpp"
 #include "support/test_images.hpp"
@@ -174,7 +175,7 @@ TEST(StoredOrientation, OfAnAvifCountsOnce) {
     const ScratchDirectory scratch;
     cv::imwrite("a.png", smallPicture());
     if (!isModuleBuilt("heif") || !made({"avifenc", "--lossless", "a.png", "a.avif"}, "a.avif")) {
-        GTEST_SKIP() << "the module heif or avifenc is not installed";
+        SKIP_WITHOUT_PACKAGE("the module heif or avifenc is not installed");
     }
     EXPECT_EQ(told("a.avif", ImageFileFormat::avif), 0);
     struct Case {
@@ -202,7 +203,7 @@ TEST(StoredOrientation, OfAJpegXlCountsOnce) {
     }();
     write("a.jpg", jpegWithOrientation(jpeg, 6));
     if (!isModuleBuilt("jxl") || !made({"cjxl", "-d", "1", "-j", "0", "a.jpg", "a.jxl"}, "a.jxl")) {
-        GTEST_SKIP() << "the module jxl or cjxl is not installed";
+        SKIP_WITHOUT_PACKAGE("the module jxl or cjxl is not installed");
     }
     EXPECT_EQ(seen("a.jxl").size(), cv::Size(24, 40));
 }

@@ -80,7 +80,8 @@ StructuralTensor computeStructuralTensor(const cv::Mat& image, float size) {
             vectors = cv::Mat(2, 2, CV_32F, cv::Scalar(std::numeric_limits<float>::quiet_NaN()));
         }
 #ifdef __aarch64__
-        // The solver has fused multiply-adds there; the operation keeps the values of x86-64, which a test of their own holds.
+        // The solver has fused multiply-adds there; the operation keeps the values of x86-64, which a test of their own
+        // holds.
         const Eigenvalues unfused =
             symmetricEigenvalues(tensor.at<float>(0, 0), tensor.at<float>(1, 0), tensor.at<float>(1, 1));
         const float first = unfused.greater;

@@ -3,6 +3,7 @@
 #include "files/refusal.hpp"
 #include "fit/made_scores.hpp"
 #include "scores/score_model_file.hpp"
+#include "support/needed_package.hpp"
 #include "support/scratch_directory.hpp"
 
 #include <gtest/gtest.h>
@@ -54,7 +55,7 @@ ScoreFit fitOf(const Made& rows, ScoreForm form, ScoreFitOptions options = {}) {
 
 TEST(ScoreFit, AModelReadsBackToTheBit) {
     if (!canFitCurves()) {
-        GTEST_SKIP() << "the module ceres was not built";
+        SKIP_WITHOUT_PACKAGE("the module ceres was not built");
     }
     const ScratchDirectory folder;
     const Made rows = made(120, 0.2);

@@ -1,6 +1,7 @@
 // `darkroom info` as a user meets it.
 #include "darkroom/darkroom_program.hpp"
 #include "support/built_modules.hpp"
+#include "support/needed_package.hpp"
 #include "support/process.hpp"
 #include "support/test_images.hpp"
 
@@ -109,7 +110,7 @@ TEST_F(DarkroomInfo, TellsWhatTheCameraNoted) {
     const json file = json::parse(expectDone({"info", "--json", path}).out)["files"][0];
     const std::string remarks = file["remarks"].dump();
     if (!isModuleBuilt("metadata")) {
-        GTEST_SKIP() << "the module that reads metadata was not built: its library is not installed";
+        SKIP_WITHOUT_PACKAGE("the module that reads metadata was not built: its library is not installed");
     }
     EXPECT_EQ(remarks, "[]");
     EXPECT_EQ(file["orientation"], 6);

@@ -5,6 +5,7 @@
 #include "files/markup_text.hpp"
 #include "pages/batch_report.hpp"
 #include "support/browser.hpp"
+#include "support/needed_package.hpp"
 
 #include <fmt/format.h>
 #include <gtest/gtest.h>
@@ -207,7 +208,7 @@ class DarkroomReportInBrowser : public DarkroomReport {
 protected:
     void SetUp() override {
         if (!Browser::isHere()) {
-            GTEST_SKIP() << "there is no chromium";
+            SKIP_WITHOUT_PACKAGE("there is no chromium");
         }
         records_ = madeRecords(10000);
         expectDone({"report", saveResults("results.jsonl", records_), "-o", "page.html"});

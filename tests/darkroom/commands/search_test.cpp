@@ -1,5 +1,6 @@
 #include "darkroom/darkroom_program.hpp"
 #include "support/built_modules.hpp"
+#include "support/needed_package.hpp"
 #include "support/test_images.hpp"
 
 #include <gtest/gtest.h>
@@ -203,7 +204,7 @@ TEST_F(DarkroomSearch, TakesQueriesFromAList) {
 
 TEST_F(DarkroomSearch, IsApproximateByAnIndex) {
     if (!isModuleBuilt("nearest")) {
-        GTEST_SKIP() << "the module that builds the graph was not built: hnswlib is not installed";
+        SKIP_WITHOUT_PACKAGE("the module that builds the graph was not built: hnswlib is not installed");
     }
     expectRefused(
         {"search", "a", photograph(0), "--approximate"},

@@ -3,6 +3,7 @@
 #include "darkroom/darkroom_program.hpp"
 #include "support/built_modules.hpp"
 #include "support/mat_matchers.hpp"
+#include "support/needed_package.hpp"
 #include "support/process.hpp"
 #include "support/test_images.hpp"
 
@@ -133,7 +134,7 @@ TEST_F(WrittenFormats, ATiffHasTheDepthOfThePhotograph) {
 
 TEST_F(WrittenFormats, AWebpCarriesAProfile) {
     if (!canBeWritten("a.webp")) {
-        GTEST_SKIP() << "the module that writes WebP was not built";
+        SKIP_WITHOUT_PACKAGE("the module that writes WebP was not built");
     }
     const std::string tagged = saveText("in.jpg", contentOf(photo("rocket.jpg")));  // in Adobe RGB
     for (const std::string& in : {bytes_, tagged}) {
@@ -162,7 +163,7 @@ TEST_F(WrittenFormats, AWebpCarriesAProfile) {
 
 TEST_F(WrittenFormats, AnAvifHasTenOrTwelveBitsOfADeepPhotograph) {
     if (!canBeWritten("a.avif")) {
-        GTEST_SKIP() << "the module that writes AVIF was not built: its library is not installed";
+        SKIP_WITHOUT_PACKAGE("the module that writes AVIF was not built: its library is not installed");
     }
     // A ramp whose steps 8 bits do not have.
     cv::Mat ramp(64, 256, CV_16UC3);
@@ -174,7 +175,7 @@ TEST_F(WrittenFormats, AnAvifHasTenOrTwelveBitsOfADeepPhotograph) {
     const std::string words = save("words.png", ramp);
     const Outcome outcome = write(words, "a.avif", {"--quality", "100"});
     if (outcome.err.find("no AV1 encoder") != std::string::npos) {
-        GTEST_SKIP() << "libheif has no AV1 encoder";
+        SKIP_WITHOUT_PACKAGE("libheif has no AV1 encoder");
     }
     ASSERT_EQ(outcome.status, 0) << outcome.err;
     EXPECT_EQ(infoOf(output("a.avif"))["bits"], 12);
@@ -235,7 +236,7 @@ json fieldsOf(const std::string& path) {
 
 TEST_F(WrittenFormats, MetadataAreCarriedOverFieldByField) {
     if (!isModuleBuilt("metadata")) {
-        GTEST_SKIP() << "the module that reads and writes metadata was not built: its library is not installed";
+        SKIP_WITHOUT_PACKAGE("the module that reads and writes metadata was not built: its library is not installed");
     }
     const std::string in = saveText("in.jpg", contentOf(photo("coffee.jpg")));
     const Outcome tagged = run(
@@ -244,7 +245,7 @@ TEST_F(WrittenFormats, MetadataAreCarriedOverFieldByField) {
          "-GPSLatitudeRef=N", "-Software=old", "-XMP-dc:Title=A title", "-IPTC:Keywords=one", in},
         folder());
     if (tagged.status == 127) {
-        GTEST_SKIP() << "exiftool is not installed";
+        SKIP_WITHOUT_PACKAGE("exiftool is not installed");
     }
     ASSERT_EQ(tagged.status, 0) << tagged.err;
     for (const std::string name : {"a.jpg", "a.png", "a.tif", "a.webp"}) {
@@ -277,14 +278,14 @@ TEST_F(WrittenFormats, MetadataAreCarriedOverFieldByField) {
 
 TEST_F(WrittenFormats, FormatsWithWritersOfTheirOwnCarryMetadata) {
     if (!isModuleBuilt("metadata")) {
-        GTEST_SKIP() << "the module that reads and writes metadata was not built: its library is not installed";
+        SKIP_WITHOUT_PACKAGE("the module that reads and writes metadata was not built: its library is not installed");
     }
     const std::string in = saveText("in.jpg", contentOf(photo("coffee.jpg")));
     const Outcome tagged = run({"/usr/bin/env", "exiftool", "-overwrite_original", "-Make=Maker", "-ExposureTime=1/125",
                                 "-Orientation#=6", "-Software=old", "-XMP-dc:Title=A title", in},
                                folder());
     if (tagged.status == 127) {
-        GTEST_SKIP() << "exiftool is not installed";
+        SKIP_WITHOUT_PACKAGE("exiftool is not installed");
     }
     ASSERT_EQ(tagged.status, 0) << tagged.err;
     for (const std::string name : {"a.avif", "a.jxl"}) {
@@ -321,13 +322,13 @@ TEST_F(WrittenFormats, FormatsWithWritersOfTheirOwnCarryMetadata) {
 
 TEST_F(WrittenFormats, AWebpThatWasTurnedIsNotTurnedAgain) {
     if (!isModuleBuilt("metadata") || !canBeWritten("a.webp")) {
-        GTEST_SKIP() << "the module that reads and writes metadata, or that writes WebP, was not built";
+        SKIP_WITHOUT_PACKAGE("the module that reads and writes metadata, or that writes WebP, was not built");
     }
     const std::string in = save("in.webp", cv::imread(bytes_));
     const Outcome tagged =
         run({"/usr/bin/env", "exiftool", "-overwrite_original", "-Orientation#=6", "-Make=Maker", in}, folder());
     if (tagged.status == 127) {
-        GTEST_SKIP() << "exiftool is not installed";
+        SKIP_WITHOUT_PACKAGE("exiftool is not installed");
     }
     ASSERT_EQ(tagged.status, 0) << tagged.err;
     ASSERT_EQ(write(in, "a.webp").status, 0);

@@ -3,6 +3,7 @@
 #include "console/command_line.hpp"
 #include "console/parser_view.hpp"
 #include "darkroom/darkroom_program.hpp"
+#include "support/needed_package.hpp"
 
 #include <gtest/gtest.h>
 
@@ -145,7 +146,7 @@ class DarkroomZshCompletion : public DarkroomProgram {
 protected:
     void SetUp() override {
         if (run({"/bin/sh", "-c", "command -v zsh"}, folder()).status != 0) {
-            GTEST_SKIP() << "zsh is not installed";
+            SKIP_WITHOUT_PACKAGE("zsh is not installed");
         }
         expectDone({"completion", "zsh", "-o", "_darkroom"});
     }

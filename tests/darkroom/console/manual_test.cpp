@@ -5,6 +5,7 @@
 #include "console/exit_status.hpp"
 #include "console/parser_view.hpp"
 #include "darkroom/darkroom_program.hpp"
+#include "support/needed_package.hpp"
 
 #include <gtest/gtest.h>
 
@@ -111,7 +112,7 @@ TEST_F(DarkroomManual, HasEverySectionAndTheExitStatus) {
 
 TEST_F(DarkroomManual, IsRenderedWithoutAWarning) {
     if (run({"/bin/sh", "-c", "command -v groff"}, folder()).status != 0) {
-        GTEST_SKIP() << "groff is not installed";
+        SKIP_WITHOUT_PACKAGE("groff is not installed");
     }
     expectDone({"manual", "-o", "darkroom.1"});
     const Outcome outcome = run({"/bin/sh", "-c", "groff -man -ww -Tutf8 darkroom.1"}, folder());

@@ -4,6 +4,7 @@
 #include <likeness/version.hpp>
 #include "darkroom/darkroom_program.hpp"
 #include "support/browser.hpp"
+#include "support/needed_package.hpp"
 #include "support/test_images.hpp"
 
 #include <fmt/format.h>
@@ -39,7 +40,7 @@ class ComparisonPage : public DarkroomProgram {
 protected:
     void SetUp() override {
         if (!Browser::isHere()) {
-            GTEST_SKIP() << "there is no chromium";
+            SKIP_WITHOUT_PACKAGE("there is no chromium");
         }
     }
 
