@@ -10,7 +10,7 @@ import numpy as np
 import numpy.typing as npt
 
 from . import _core
-from ._arrays import FloatImage, ImageLike, Progress, Regions, masks_of_both, part, part_asked, path_text, whole_number
+from ._arrays import FloatImage, ImageLike, Part, Progress, Regions, masks_of_both, part, part_asked, path_text, whole_number
 from .files import PathLike, analyze_file, is_path, pixels_and_weights
 from .models import ComparisonModel, model_of
 
@@ -164,6 +164,34 @@ def analyze(
     )
 
 
+def model_of_pair(
+    first: Comparable,
+    second: Comparable,
+    model: Union[ComparisonModel, str],
+    first_mask: Optional[object],
+    second_mask: Optional[object],
+    choice: Part,
+) -> ComparisonModel:
+    """The model two photographs are compared under: that of the analyses among them, else the one asked for. What would
+    choose pixels of an analysis is refused."""
+    asked, its_own = model_of(model), None
+    for photograph, its_mask, name in ((first, first_mask, "first_mask"), (second, second_mask, "second_mask")):
+        if not isinstance(photograph, Analysis):
+            continue
+        if its_mask is not None:
+            raise ValueError(f"{name}: an analysis has been made already; analyze takes a mask")
+        if not choice.is_whole():
+            raise ValueError("an analysis has been made already; analyze takes alpha, regions and center_weighted")
+        its_own = its_own or photograph.model
+    return its_own or asked
+
+
+def check_same_model(first: Analysis, second: Analysis) -> None:
+    """Refuses analyses that cannot be compared."""
+    if first.model != second.model:
+        raise ValueError("the photographs were analysed under different models")
+
+
 def compare(
     first: Comparable,
     second: Comparable,
@@ -204,18 +232,9 @@ def compare(
     >>> compare(gray, gray).chroma
     1.0
     """
-    chosen = model_of(model)
     choice = part_asked(alpha, regions, center_weighted)
     first_mask, second_mask = masks_of_both(first_mask, second_mask, mask)
-    for photograph, its_mask, name in ((first, first_mask, "first_mask"), (second, second_mask, "second_mask")):
-        if isinstance(photograph, Analysis) and its_mask is not None:
-            raise ValueError(f"{name}: an analysis has been made already; analyze takes a mask")
-        if isinstance(photograph, Analysis) and not choice.is_whole():
-            raise ValueError("an analysis has been made already; analyze takes alpha, regions and center_weighted")
-    if isinstance(first, Analysis):
-        chosen = first.model
-    elif isinstance(second, Analysis):
-        chosen = second.model
+    chosen = model_of_pair(first, second, model, first_mask, second_mask, choice)
     if not any(isinstance(photograph, Analysis) or is_path(photograph) for photograph in (first, second)):
         one, one_weights = part(first, first_mask, choice)  # type: ignore[arg-type]
         other, other_weights = part(second, second_mask, choice)  # type: ignore[arg-type]
@@ -235,15 +254,13 @@ def compare(
         )
         for photograph, its_mask in ((first, first_mask), (second, second_mask))
     ]
-    if analyses[0].model != analyses[1].model:
-        raise ValueError("the photographs were analysed under different models")
+    check_same_model(*analyses)
     return Coefficients(*_core.compare_distributions(analyses[0]._distributions, analyses[1]._distributions))
 
 
 def hue_coefficient(first: Analysis, second: Analysis) -> Optional[float]:
     """The coefficient of the hue; None where one of the analyses has none, or no pixels."""
-    if first.model != second.model:
-        raise ValueError("the photographs were analysed under different models")
+    check_same_model(first, second)
     return _core.hue_coefficient(first._distributions, second._distributions)
 
 

@@ -10,9 +10,9 @@ from typing import NamedTuple, Optional, Union
 
 from . import _core
 from ._arrays import ImageLike, Progress, Regions, integer, masks_of_both, part_asked, seed_number
-from .comparison import Analysis, Comparable, analyze
+from .comparison import Analysis, Comparable, analyze, check_same_model, model_of_pair
 from .files import PathLike, pixels_and_weights
-from .models import ComparisonModel, model_of
+from .models import ComparisonModel
 
 
 class BinDistances(NamedTuple):
@@ -114,30 +114,23 @@ def compare_distances(
     choice = part_asked(alpha, regions, center_weighted)
     first_mask, second_mask = masks_of_both(first_mask, second_mask, mask)
     seed, directions = seed_number(seed), integer("directions", directions)
-    chosen = model_of(model)
+    chosen = model_of_pair(first, second, model, first_mask, second_mask, choice)
     given = [photograph for photograph in (first, second) if isinstance(photograph, Analysis)]
-    if given:
-        chosen = given[0].model
-        if sliced:
-            raise ValueError("sliced: it needs the pixels of both photographs, not an analysis")
+    if given and sliced:
+        raise ValueError("sliced: it needs the pixels of both photographs, not an analysis")
     published = chosen.kind != "likeness"
     if sliced and not published:
         raise ValueError("sliced: there is a uniform space under a published model only, ciecam02 or ciecam16")
     analyses, counted = [], []
-    for photograph, its_mask, name in ((first, first_mask, "first_mask"), (second, second_mask, "second_mask")):
+    for photograph, its_mask in ((first, first_mask), (second, second_mask)):
         if isinstance(photograph, Analysis):
-            if its_mask is not None:
-                raise ValueError(f"{name}: an analysis has been made already; analyze takes a mask")
-            if not choice.is_whole():
-                raise ValueError("an analysis has been made already; analyze takes alpha, regions and center_weighted")
             analyses.append(photograph)
             continue
         pixels, weights = pixels_and_weights(photograph, its_mask, choice, profile)
         counted.append(weights)
         analyses.append(analyze(pixels, model=chosen, maps=published and not given, mask=weights, progress=progress))
     one, other = analyses
-    if one.model != other.model:
-        raise ValueError("the photographs were analysed under different models")
+    check_same_model(one, other)
     uniform, distance = None, None
     if published and not given and one.maps is not None and other.maps is not None:
         numbers, distance = _core.uniform_distances(

@@ -414,11 +414,7 @@ void checkSeeds(const CompareArguments& options, const ChosenModel& model) {
 CoefficientLimits limitsOf(const CompareArguments& options) {
     CoefficientLimits all;
     for (const std::string& limits : options.limits) {
-        try {
-            addCoefficientLimits(all, limits);
-        } catch (const Refusal& refusal) {
-            throw Refusal(std::string("--min: ") + refusal.what());
-        }
+        addCoefficientLimits(all, limits);
     }
     return all;
 }

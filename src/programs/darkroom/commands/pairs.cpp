@@ -81,11 +81,7 @@ void addLimits(const std::string& text, PairSearch& search, CoefficientLimits& n
         search.leastScore = std::max(search.leastScore, number);
         return;
     }
-    try {
-        addCoefficientLimits(named, text);
-    } catch (const Refusal& refusal) {
-        throw Refusal(std::string("--min: ") + refusal.what());
-    }
+    addCoefficientLimits(named, text);
 }
 
 std::string clusterTable(const ArchiveFile& archive, const std::vector<ArchiveCluster>& clusters) {

@@ -301,11 +301,7 @@ ExitStatus search(const Console& console, const SearchArguments& options) {
     asked.threads = static_cast<unsigned>(threads());
     CoefficientLimits limits;
     for (const std::string& text : options.limits) {
-        try {
-            addCoefficientLimits(limits, text);
-        } catch (const Refusal& refusal) {
-            throw Refusal(std::string("--min: ") + refusal.what());
-        }
+        addCoefficientLimits(limits, text);
     }
     for (const auto& [name, least] : limits) {
         asked.least[numberOfCoefficient(name)] = static_cast<float>(least);

@@ -176,7 +176,8 @@ void warnOfModels(const Console& console, const std::vector<Point>& points) {
     warnOfModel(console, all);
 }
 
-/// Warns of pixels without an appearance, and of those that count as black, as many as there are under the worst of the conditions.
+/// Warns of pixels without an appearance, and of those that count as black, as many as there are under the worst of the
+/// conditions.
 /// @throws Refusal  if there are conditions under which none has one
 void checkAppearances(const Console& console, const SweepArguments& options, const std::vector<Point>& points) {
     std::pair<AppearanceDistributions, AppearanceDistributions> worst;

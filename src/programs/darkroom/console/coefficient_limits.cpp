@@ -6,6 +6,8 @@
 #include "files/refusal.hpp"
 #include "files/trimmed_text.hpp"
 
+#include <fmt/format.h>
+
 #include <algorithm>
 #include <cstdlib>
 #include <sstream>
@@ -27,15 +29,7 @@ bool isName(const std::string& name) {
                        [&](const ComparedCorrelate& correlate) { return name == correlate.name; });
 }
 
-}  // namespace
-
-CoefficientLimits coefficientLimitsIn(const std::string& text) {
-    CoefficientLimits limits;
-    addCoefficientLimits(limits, text);
-    return limits;
-}
-
-void addCoefficientLimits(CoefficientLimits& limits, const std::string& text) {
+void addLimitsIn(const std::string& text, CoefficientLimits& limits) {
     // A comma behind the last limit stands before an empty one, which is none.
     std::istringstream parts(text + (text.empty() || text.back() == ',' ? "," : ""));
     for (std::string part; std::getline(parts, part, ',');) {
@@ -55,6 +49,22 @@ void addCoefficientLimits(CoefficientLimits& limits, const std::string& text) {
         if (!limits.emplace(name, std::strtod(value.c_str(), nullptr)).second) {
             throw Refusal("'" + name + "' is given twice");
         }
+    }
+}
+
+}  // namespace
+
+CoefficientLimits coefficientLimitsIn(const std::string& text) {
+    CoefficientLimits limits;
+    addLimitsIn(text, limits);
+    return limits;
+}
+
+void addCoefficientLimits(CoefficientLimits& limits, const std::string& text) {
+    try {
+        addLimitsIn(text, limits);
+    } catch (const Refusal& refusal) {
+        throw Refusal(fmt::format("--min: {}", refusal.what()));
     }
 }
 

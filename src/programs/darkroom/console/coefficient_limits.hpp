@@ -15,8 +15,8 @@ using CoefficientLimits = std::map<std::string, double>;
 /// @throws Refusal  for unknown or doubled names and for what is no number from 0 to 1
 CoefficientLimits coefficientLimitsIn(const std::string& text);
 
-/// Adds those of another text to limits.
-/// @throws Refusal  likewise, also for a name that has a limit already
+/// Adds those of another text of the option --min to limits.
+/// @throws Refusal  likewise, also for a name that has a limit already; the sentence names the option
 void addCoefficientLimits(CoefficientLimits& limits, const std::string& text);
 
 /// Whether a coefficient reaches a limit, compared as floats: 0.9 is reached by the coefficient that prints as 0.9. NaN
