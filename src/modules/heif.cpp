@@ -151,13 +151,14 @@ LIKENESS_MODULE_ENTRY void likeness_read_photograph(const PhotographRequest& req
         return;
     }
     // What a picture is put together of may say that it is far larger than the picture: a canvas of gigabytes in a file
-    // of 700 bytes.
+    // of 700 bytes. A side that equals the library's limit is refused, and a coded picture is padded to whole blocks, of
+    // 128 pixels at most.
     constexpr int sideOfAnyPart = 8192;
-    ::heif_context_set_maximum_image_size_limit(
-        context.get(),
-        std::max({sideOfAnyPart, ::heif_image_handle_get_width(handle.get()),
-                  ::heif_image_handle_get_height(handle.get()), ::heif_image_handle_get_ispe_width(handle.get()),
-                  ::heif_image_handle_get_ispe_height(handle.get())}));
+    constexpr int padding = 128;
+    const int side =
+        std::max({::heif_image_handle_get_width(handle.get()), ::heif_image_handle_get_height(handle.get()),
+                  ::heif_image_handle_get_ispe_width(handle.get()), ::heif_image_handle_get_ispe_height(handle.get())});
+    ::heif_context_set_maximum_image_size_limit(context.get(), std::max(sideOfAnyPart, side + padding));
     const std::unique_ptr<::heif_decoding_options, OptionsEnd> options(::heif_decoding_options_alloc());
     const bool deep = content.bits > 8;
     ::heif_image* decoded = nullptr;

@@ -118,7 +118,8 @@ std::optional<std::array<int, 2>> codePointsOfSequence(StreamBits bits) {
     const bool told = bits.flag();
     const auto primaries = static_cast<int>(bits.take(8));
     const auto transfer = static_cast<int>(bits.take(8));
-    if (!told || !bits.good()) {
+    constexpr int unspecified = 2;
+    if (!told || !bits.good() || (primaries == unspecified && transfer == unspecified)) {
         return std::nullopt;
     }
     return std::array{primaries, transfer};

@@ -7,9 +7,10 @@
 
 namespace likeness {
 
-/// Finds out how many bytes a file must have by what stands in it: the lengths of the chunks of a PNG, the boxes of HEIC,
-/// AVIF, JPEG XL and JPEG 2000, the first frame of a GIF, the strips and tiles of the first picture of a TIFF, the whole of BMP, WebP and of binary
-/// anymaps, the header of a JPEG. Other formats do not tell. Reads a bounded number of bytes.
+/// Finds out how many bytes a file must have by what stands in it: the lengths of the chunks of a PNG, the boxes of
+/// HEIC, AVIF, JPEG XL and JPEG 2000, the first frame of a GIF, the strips and tiles of the first picture of a TIFF,
+/// the whole of BMP, WebP and of binary anymaps, the header of a JPEG. Other formats do not tell. Reads a bounded
+/// number of bytes.
 /// @param size  of the file
 /// @return      whether it has fewer
 bool isCutOff(const ByteSource& source, const ImageHeader& header, std::uint64_t size);

@@ -60,9 +60,16 @@ std::string moduleOf(const ImageHeader& header) {
 
 namespace {
 
-/// The colours that no box of an AVIF tells are those that its stream tells.
-void takeColorsOfStream(const ByteSource& source, PhotographContent& content) {
+/// The colours that no box of an AVIF tells are those that its stream tells. Streams of other pages than the first are
+/// not looked for.
+void takeColorsOfStream(const ByteSource& source, int page, PhotographContent& content) {
     if (!content.icc.empty() || content.codePoints || !content.problem.empty()) {
+        return;
+    }
+    if (page > 1) {
+        content.remarks.emplace_back(
+            "no box (colr) tells the colours of this page: they are taken for sRGB, whatever "
+            "its stream says of them");
         return;
     }
     content.codePoints = codePointsOfAv1(source);
@@ -85,7 +92,7 @@ PhotographContent readByModule(const ByteSource& source, const ImageHeader& head
     const auto read = reinterpret_cast<ReadPhotographEntry>(moduleEntry(moduleOf(header), "likeness_read_photograph"));
     read(request, content);
     if (header.format == ImageFileFormat::avif) {
-        takeColorsOfStream(source, content);
+        takeColorsOfStream(source, request.page, content);
     }
     return content;
 }
@@ -101,8 +108,8 @@ ColorStatement colorStatementOf(const PhotographContent& content, const ByteSour
         statement.channels = StoredChannels::rgb;
     } else if (content.chromaticities) {
         takeLinearChromaticities(*content.chromaticities, statement);
-    } else if (header.format == ImageFileFormat::tiff && page <= 1) {
-        // Tags in place of a profile; those of later pages are not looked for.
+    } else if (header.format == ImageFileFormat::tiff && !header.cameraRaw && page <= 1) {
+        // Tags in place of a profile; those of later pages are not looked for. Of a raw file they are the preview's.
         ColorStatement tags = readColorStatement(source, header.format);
         statement.colorimetry = std::move(tags.colorimetry);
         statement.problem = std::move(tags.problem);

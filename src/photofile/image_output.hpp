@@ -74,8 +74,9 @@ void writeImage(const FileAccess& access, const ImageOutput& output, const cv::M
 /// `output.profile`, to which the colours are converted before anything is clipped, or sRGB. A Radiance file has no
 /// profile.
 ///
-/// The Exif, XMP and IPTC data of the photograph that it is made from are carried into JPEG, PNG, TIFF, WebP, AVIF
-/// and JPEG XL files (modules/metadata.hpp; IPTC not into the last two), unless `output.strip` is set; where they cannot be, a warning tells why.
+/// The Exif, XMP and IPTC data of the photograph that it is made from are carried into JPEG, PNG, TIFF, WebP, AVIF and
+/// JPEG XL files (modules/metadata.hpp; IPTC not into the last two), unless `output.strip` is set; where they cannot
+/// be, a warning tells why.
 ///
 /// @param picture  CV_32FC3, B, G, R
 /// @param source   file of that photograph; empty for none

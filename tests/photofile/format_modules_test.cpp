@@ -7,7 +7,9 @@
 #include "photofile/managed_colors.hpp"
 #include "photofile/photograph_reader.hpp"
 #include "support/built_modules.hpp"
+#include "support/layered_exr.hpp"
 #include "support/mat_matchers.hpp"
+#include "support/needed_package.hpp"
 #include "support/process.hpp"
 #include "support/scratch_directory.hpp"
 #include "support/test_images.hpp"
@@ -33,9 +35,10 @@ bool made(const std::vector<std::string>& command, const std::string& file) {
     return outcome.status == 0 && std::filesystem::exists(file);
 }
 
-#define REQUIRE_TOOL(module, ...)                                                                       \
-    if (!isModuleBuilt(module) || !made(__VA_ARGS__)) {                                                 \
-        GTEST_SKIP() << "the module " << module << " or the tool that makes the file is not installed"; \
+#define REQUIRE_TOOL(module, ...)                                                  \
+    if (!isModuleBuilt(module) || !made(__VA_ARGS__)) {                            \
+        SKIP_WITHOUT_PACKAGE(std::string("the module ") + (module) +               \
+                             " or the tool that makes the file is not installed"); \
     }
 
 cv::Mat smallPhotograph() {
@@ -132,14 +135,17 @@ TEST(FormatModules, ColorsThatOnlyTheStreamOfAnAvifTellsAreTaken) {
         EXPECT_EQ(told.depth(), CV_32F);  // converted from Display P3
         const PhotographRead read = readColors("b.avif");
         EXPECT_TRUE(read.remarks.empty());
-        EXPECT_EQ(read.bgr.depth(), CV_32F);
+        EXPECT_MAT_EQUAL(read.bgr, told);
         EXPECT_TRUE(readColors("a.avif").remarks.empty());
         // Of the stream of a file that is damaged there nothing is said.
         std::string damaged = withoutColorBoxes(bytes);
-        const std::size_t stream = damaged.rfind("mdat") + 4;
+        // A temporal delimiter and the sequence header behind it; of tiles the first stream is not the first of the data.
+        const std::size_t stream = damaged.find(std::string("\x12\0\x0A", 3), damaged.rfind("mdat"));
+        ASSERT_NE(stream, std::string::npos);
         damaged[stream] = '\x7F';
         std::ofstream("c.avif", std::ios::binary) << damaged;
-        readColors("c.avif");  // without an end by a signal
+        const PhotographRead unsaid = readColors("c.avif");
+        EXPECT_TRUE(!unsaid.problem.empty() || !unsaid.remarks.empty());
     }
 }
 
@@ -177,6 +183,63 @@ TEST(FormatModules, HeicIsReadAsItsReferenceDecoderReadsIt) {
     EXPECT_MAT_EQUAL(readPhotograph("a.heic").bgr, cv::imread("b.png"));
     expectCutOffIsTold("a.heic");
     expectLimitHolds("a.heic");
+}
+
+TEST(FormatModules, PicturesWithALongSideAreRead) {
+    const ScratchDirectory scratch;
+    for (const cv::Size& size : {cv::Size(9001, 40), cv::Size(40, 9001)}) {
+        cv::Mat stretched;
+        cv::resize(smallPhotograph(), stretched, size);
+        cv::imwrite("a.png", stretched);
+        REQUIRE_TOOL("heif", {"avifenc", "--lossless", "-s", "10", "a.png", "a.avif"}, "a.avif");
+        EXPECT_MAT_EQUAL(readPhotograph("a.avif").bgr, stretched);
+        REQUIRE_TOOL("heif", {"heif-enc", "-q", "90", "a.png", "-o", "a.heic"}, "a.heic");
+        ASSERT_TRUE(made({"heif-convert", "a.heic", "b.png"}, "b.png"));
+        EXPECT_MAT_EQUAL(readPhotograph("a.heic").bgr, cv::imread("b.png"));
+    }
+    // Of tiles.
+    cv::Mat tiled;
+    cv::resize(smallPhotograph(), tiled, cv::Size(9088, 128));
+    cv::imwrite("a.png", tiled);
+    REQUIRE_TOOL("heif", {"avifenc", "--lossless", "-s", "10", "--grid", "2x1", "a.png", "a.avif"}, "a.avif");
+    EXPECT_MAT_EQUAL(readPhotograph("a.avif").bgr, tiled);
+}
+
+TEST(FormatModules, APartFarLargerThanItsPictureIsRefused) {
+    if (!isModuleBuilt("heif")) {
+        SKIP_WITHOUT_PACKAGE("the module heif was not built: its library is not installed");
+    }
+    const PhotographRead read = readColors(LIKENESS_FUZZ_CORPUS "/heif/overlay_of_gigabytes");
+    EXPECT_TRUE(read.bgr.empty());
+    EXPECT_NE(read.problem.find("exceeds"), std::string::npos) << read.problem;
+    EXPECT_EQ(read.problem.find('\n'), std::string::npos) << read.problem;
+}
+
+TEST(FormatModules, LayersOfOpenExr) {
+    if (!isModuleBuilt("openexr")) {
+        SKIP_WITHOUT_PACKAGE("the module openexr was not built: its library is not installed");
+    }
+    const ScratchDirectory scratch;
+    const cv::Mat main = toUnit(smallPhotograph());
+    const cv::Mat left = toUnit(examplePhotograph("coffee.jpg")(cv::Rect(0, 0, 90, 70)));
+    std::ofstream("alone.exr", std::ios::binary) << layeredExr({{"", main}});
+    std::ofstream("left.exr", std::ios::binary) << layeredExr({{"", left}});
+    std::ofstream("both.exr", std::ios::binary) << layeredExr({{"", main}, {"left", left}});
+    const cv::Mat alone = readColors("alone.exr").bgr;
+    ASSERT_EQ(alone.depth(), CV_32F);
+    // Linear values, encoded: back they are those of the file.
+    EXPECT_MAT_NEAR(linearBgrFromBgr(alone), main, Tolerance{.absolute = 1e-6});
+    const PhotographRead whole = readColors("both.exr");
+    EXPECT_MAT_EQUAL(whole.bgr, alone);
+    ASSERT_EQ(whole.remarks.size(), 1U);
+    EXPECT_NE(whole.remarks[0].find("its main layer is taken"), std::string::npos) << whole.remarks[0];
+    ProfileChoice choice;
+    choice.selection.layer = "left";
+    const PhotographRead chosen = readColors("both.exr", choice);
+    EXPECT_MAT_EQUAL(chosen.bgr, readColors("left.exr").bgr);
+    EXPECT_TRUE(chosen.remarks.empty());
+    choice.selection.layer = "right";
+    EXPECT_NE(readColors("both.exr", choice).problem.find("it has no layer 'right'"), std::string::npos);
 }
 
 TEST(FormatModules, LosslessJpegXlHasThePixelsOfItsSource) {
@@ -222,7 +285,7 @@ TEST(FormatModules, ThePictureOfAPhotoshopDocument) {
         for (const char* const compression : {"None", "RLE"}) {
             cv::imwrite("a.png", image);
             if (!made({"convert", "a.png", "-compress", compression, "a.psd"}, "a.psd")) {
-                GTEST_SKIP() << "ImageMagick is not installed";
+                SKIP_WITHOUT_PACKAGE("ImageMagick is not installed");
             }
             EXPECT_MAT_EQUAL(readColors("a.psd").bgr, image);
         }
@@ -380,7 +443,7 @@ cv::Vec3d firstPixel(const std::vector<std::uint64_t>& values, int bits, std::ui
 
 TEST(FormatModules, WhatTheImageLibraryMisreadsOfATiffIsReadRight) {
     if (!isModuleBuilt("tiff")) {
-        GTEST_SKIP() << "the module tiff was not built: its library is not installed";
+        SKIP_WITHOUT_PACKAGE("the module tiff was not built: its library is not installed");
     }
     const ScratchDirectory scratch;
     const auto expectPixel = [](const cv::Vec3d& found, const cv::Vec3d& expected) {
@@ -409,7 +472,7 @@ TEST(FormatModules, WhatTheImageLibraryMisreadsOfATiffIsReadRight) {
 
 TEST(FormatModules, TagsThatTellTheColoursOfATiffCountInEveryLayout) {
     if (!isModuleBuilt("tiff")) {
-        GTEST_SKIP() << "the module tiff was not built: its library is not installed";
+        SKIP_WITHOUT_PACKAGE("the module tiff was not built: its library is not installed");
     }
     const ScratchDirectory scratch;
     const std::vector<std::uint64_t> rows{0, 0, 65535, 65535, 0, 0};
@@ -430,7 +493,7 @@ TEST(FormatModules, TagsThatTellTheColoursOfATiffCountInEveryLayout) {
 
 TEST(FormatModules, AnAlphaChannelOfATiffIsToldOfWhereItIsNotOpaque) {
     if (!isModuleBuilt("tiff")) {
-        GTEST_SKIP() << "the module tiff was not built: its library is not installed";
+        SKIP_WITHOUT_PACKAGE("the module tiff was not built: its library is not installed");
     }
     const ScratchDirectory scratch;
     const TiffLayout alpha{false, false, 4, false, 2, 2};
@@ -443,7 +506,7 @@ TEST(FormatModules, AnAlphaChannelOfATiffIsToldOfWhereItIsNotOpaque) {
 
 TEST(FormatModules, ValuesOfATiffThatAreNotReadAreRefused) {
     if (!isModuleBuilt("tiff")) {
-        GTEST_SKIP() << "the module tiff was not built: its library is not installed";
+        SKIP_WITHOUT_PACKAGE("the module tiff was not built: its library is not installed");
     }
     const ScratchDirectory scratch;
     const auto expectRefused = [](int bits, std::uint64_t format, const TiffLayout& layout) {
@@ -459,7 +522,7 @@ TEST(FormatModules, ValuesOfATiffThatAreNotReadAreRefused) {
 
 TEST(FormatModules, WideIntegersOfATiffAreNotCutToSixteenBits) {
     if (!isModuleBuilt("tiff")) {
-        GTEST_SKIP() << "the module tiff was not built: its library is not installed";
+        SKIP_WITHOUT_PACKAGE("the module tiff was not built: its library is not installed");
     }
     const ScratchDirectory scratch;
     // Neighbours that 16 bits do not tell apart, and the ends.
@@ -602,7 +665,7 @@ TEST(LinearPhotographs, AbsoluteLuminanceOfARadianceFileIsTakenUnderTheWhite) {
 
 TEST(LinearPhotographs, AbsoluteLuminanceOfOpenExrIsTakenUnderTheWhite) {
     if (!isModuleBuilt("openexr")) {
-        GTEST_SKIP() << "the module openexr was not built: its library is not installed";
+        SKIP_WITHOUT_PACKAGE("the module openexr was not built: its library is not installed");
     }
     const ScratchDirectory scratch;
     cv::imwrite("a.exr", linearPhotograph());
@@ -664,15 +727,6 @@ TEST(DeepPhotographs, TenBitsInSixteenAreNotDark) {
     ASSERT_EQ(read.size(), cv::Size(2, 1));
     EXPECT_NEAR(toUnit(read).at<cv::Vec3f>(0, 0)[0], 1, 1e-6);
     EXPECT_NEAR(toUnit(read).at<cv::Vec3f>(0, 1)[0], 512.0 / 1023, 1e-5);
-}
-
-TEST(FormatModules, OneThatIsMissingIsNamed) {
-    const ScratchDirectory scratch;
-    std::ofstream("a.jxl", std::ios::binary) << std::string("\xFF\x0A\x00\x00", 4);
-    if (isModuleBuilt("jxl")) {
-        GTEST_SKIP() << "the module is installed and loaded";
-    }
-    EXPECT_NE(readColors("a.jxl").problem.find("likeness_jxl.so cannot be loaded"), std::string::npos);
 }
 
 }  // namespace

@@ -7,7 +7,9 @@
 #include "files/number_format.hpp"
 #include "pages/comparison_report.hpp"
 #include "support/built_modules.hpp"
+#include "support/layered_exr.hpp"
 #include "support/mat_matchers.hpp"
+#include "support/needed_package.hpp"
 #include "support/test_images.hpp"
 
 #include <gtest/gtest.h>
@@ -107,6 +109,22 @@ TEST_F(DarkroomCompare, TellsWhatFloatsAreTakenForThatDoNotSayIt) {
     const std::string pairs = saveText("bare.csv", "first,second,id\n" + bare + "," + cat + ",a\n");
     expectDone({"batch", pairs, "-o", "bare.jsonl", "--quiet"});
     EXPECT_NE(contentOf(output("bare.jsonl")).find("taken for encoded as sRGB"), std::string::npos);
+}
+
+TEST_F(DarkroomCompare, AModuleThatIsMissingIsNamed) {
+    const std::pair<std::string, std::string> files[] = {
+        {"jxl", std::string("\xFF\x0A\x00\x00", 4)}, {"openexr", std::string("\x76\x2F\x31\x01\x02\x00\x00\x00", 8)}};
+    for (const auto& [module, bytes] : files) {
+        const std::string path = saveText("a." + module, bytes);
+        const Outcome outcome =
+            run({"/usr/bin/env", "LIKENESS_MODULES=/nowhere", LIKENESS_DARKROOM, "compare", path, photo("cat.jpg")},
+                folder());
+        EXPECT_EQ(outcome.status, 2);
+        EXPECT_EQ(outcome.out, "");
+        EXPECT_EQ(outcome.err.rfind("darkroom compare: cannot read '" + path + "'", 0), 0U) << outcome.err;
+        EXPECT_NE(outcome.err.find("likeness_" + module + ".so cannot be loaded"), std::string::npos) << outcome.err;
+        EXPECT_EQ(std::count(outcome.err.begin(), outcome.err.end(), '\n'), 1) << outcome.err;
+    }
 }
 
 TEST_F(DarkroomCompare, LinearPhotographsAreEncodedAndTheirExposureIsTold) {
@@ -461,7 +479,7 @@ TEST_F(DarkroomCompare, EachPhotographHasAPageOfItsOwn) {
     const std::string second = save("second.png", pages[1]);
     const std::string expected = expectDone({"compare", first, second, "--quiet"}).out;
     if (!isModuleBuilt("tiff")) {
-        GTEST_SKIP() << "the module tiff was not built: its library is not installed";
+        SKIP_WITHOUT_PACKAGE("the module tiff was not built: its library is not installed");
     }
     EXPECT_EQ(expectDone({"compare", both, both, "--second-page", "2", "--quiet"}).out, expected);
     EXPECT_EQ(expectDone({"compare", both, both, "--page", "2", "--first-page", "1", "--quiet"}).out, expected);
@@ -472,6 +490,29 @@ TEST_F(DarkroomCompare, EachPhotographHasAPageOfItsOwn) {
                   "cannot read '" + both + "': it has 2 pages, and --page asks for number 3");
     const Outcome wrong = darkroom({"compare", both, both, "--first-page", "0"});
     EXPECT_EQ(wrong.status, 2);
+}
+
+TEST_F(DarkroomCompare, EachPhotographHasALayerOfItsOwn) {
+    if (!isModuleBuilt("openexr")) {
+        SKIP_WITHOUT_PACKAGE("the module openexr was not built: its library is not installed");
+    }
+    const cv::Mat left = toUnit(examplePhotograph("cat.jpg")(cv::Rect(0, 0, 90, 70)));
+    const cv::Mat right = toUnit(examplePhotograph("coffee.jpg")(cv::Rect(0, 0, 90, 70)));
+    const auto saved = [&](const std::string& name, const std::map<std::string, cv::Mat>& layers) {
+        std::ofstream(input(name), std::ios::binary) << layeredExr(layers);
+        return input(name);
+    };
+    const std::string both = saved("both.exr", {{"left", left}, {"right", right}});
+    const std::string first = saved("first.exr", {{"", left}});
+    const std::string second = saved("second.exr", {{"", right}});
+    const std::string expected = expectDone({"compare", first, second, "--quiet"}).out;
+    ASSERT_NE(expected, "1,1,1,1,1\n");
+    EXPECT_EQ(expectDone({"compare", both, both, "--first-layer", "left", "--second-layer", "right"}).out, expected);
+    EXPECT_EQ(expectDone({"compare", both, both, "--layer", "right", "--first-layer", "left"}).out, expected);
+    EXPECT_EQ(expectDone({"compare", both, second, "--first-layer", "left"}).out, expected);
+    EXPECT_EQ(expectDone({"compare", both, both, "--layer", "right"}).out, "1,1,1,1,1\n");
+    expectRefused({"compare", both, both, "--layer", "left", "--second-layer", "middle"},
+                  "cannot read '" + both + "': it has no layer 'middle'; it has 'left', 'right'");
 }
 
 }  // namespace
