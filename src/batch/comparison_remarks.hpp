@@ -16,9 +16,9 @@ namespace likeness {
 /// half as much, by 0.0001.
 inline constexpr double tellingBackgroundDifference = 0.001;
 
-/// The two backgrounds that the model assumes for photographs of so many pixels, where the sizes make them differ by more than
-/// `tellingBackgroundDifference`: "the backgrounds that the model assumes differ with the sizes, 20 and 19.4589". Empty
-/// where they do not.
+/// The two backgrounds that the model assumes for photographs of so many pixels, where the sizes make them differ by
+/// more than `tellingBackgroundDifference`: "the backgrounds that the model assumes differ with the sizes, 20 and
+/// 19.4589". Empty where they do not.
 std::string backgroundRemark(std::int64_t first, std::int64_t second);
 
 /// How many of a photograph's pixels are in no histogram, because they hold values that are no numbers, infinite or

@@ -1,8 +1,8 @@
 // The two parallel regions of the exposure stack: six exposures, shared out over the OpenMP runtime's default team in
-// contiguous blocks of as equal length as can be (schedule static). In a forked process, which the runtime's threads did
-// not follow, a team of the library's own, of as many threads, shares them out likewise. Everything within one exposure is serial and works
-// on that exposure's images alone, so that the results do not depend on the number of threads. The first error of an
-// exposure, in their order, is thrown once the whole team has finished.
+// contiguous blocks of as equal length as can be (schedule static). In a forked process, which the runtime's threads
+// did not follow, a team of the library's own, of as many threads, shares them out likewise. Everything within one
+// exposure is serial and works on that exposure's images alone, so that the results do not depend on the number of
+// threads. The first error of an exposure, in their order, is thrown once the whole team has finished.
 #pragma once
 
 #include <likeness/diagnostics/diagnostics.hpp>

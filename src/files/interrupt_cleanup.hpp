@@ -10,8 +10,8 @@
 namespace likeness {
 
 /// As long as it lives, a file, or a folder that holds nothing but files, goes if a signal ends the program that can be
-/// caught and tells of no fault in it; the program ends by that signal all the same. Safe to use from several threads; a forked child
-/// leaves its parent's files alone.
+/// caught and tells of no fault in it; the program ends by that signal all the same. Safe to use from several threads;
+/// a forked child leaves its parent's files alone.
 class RemovedOnInterrupt {
 public:
     /// @param path  of what is there or will be; relative to the working directory, which must stay the same

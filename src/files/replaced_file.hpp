@@ -12,9 +12,10 @@ std::filesystem::path followedLinks(const std::string& path);
 
 /// Writes a file as a whole: the bytes go into a new file of a temporary name beside it, which then takes the name,
 /// with the permissions of the file that it replaces. On failure an existing file is left as it was and nothing else
-/// stays behind; what a killed process leaves of the new file, the next that writes the same one takes. Through a symbolic link the file that it names is replaced, or made; what is no regular file
-/// (/dev/stdout, a pipe) is written directly.
-/// The bytes are on the disk before the file takes the name, so that not even a power failure leaves half of it.
+/// stays behind; what a killed process leaves of the new file, the next that writes the same one takes. Through a
+/// symbolic link the file that it names is replaced, or made; what is no regular file (/dev/stdout, a pipe) is written
+/// directly. The bytes are on the disk before the file takes the name, so that not even a power failure leaves half of
+/// it.
 /// @throws Refusal  if it cannot be written, with the reason
 void replaceFile(const std::string& path, std::string_view bytes);
 

@@ -1,6 +1,6 @@
 /// @file
-/// Chromaticities x, y of the CIE 1931 observer and tristimulus values X, Y, Z, one colour at a time, in images of one pixel:
-/// CV_32FC2 and CV_32FC3.
+/// Chromaticities x, y of the CIE 1931 observer and tristimulus values X, Y, Z, one colour at a time, in images of one
+/// pixel: CV_32FC2 and CV_32FC3.
 #pragma once
 
 #include <likeness/export.hpp>

@@ -3,10 +3,11 @@
 /// Ruderman, Cronin, Chiao, "Statistics of cone responses to natural images", JOSA A 15(8), 1998; matrices as printed in
 /// Reinhard, Ashikhmin, Gooch, Shirley, "Color transfer between images", IEEE CG&A 21(5), 2001.
 ///
-/// Images are CV_32FC3 of any size: BGR in channel order B, G, R, nominally in [0, 1]; cone responses in the order L, M,
-/// S; l-alpha-beta in the order l, alpha, beta. Outputs are allocated by the caller at the input's size and may be the
-/// input. Another type, or less room than is needed, raises std::invalid_argument before anything is changed. Matrices are applied in float, sums from the left; powers and logarithms are taken in
-/// double and rounded to float. NaN stays in its pixel where nothing is said about it.
+/// Images are CV_32FC3 of any size: BGR in channel order B, G, R, nominally in [0, 1]; cone responses in the order L,
+/// M, S; l-alpha-beta in the order l, alpha, beta. Outputs are allocated by the caller at the input's size and may be
+/// the input. Another type, or less room than is needed, raises std::invalid_argument before anything is changed.
+/// Matrices are applied in float, sums from the left; powers and logarithms are taken in double and rounded to float.
+/// NaN stays in its pixel where nothing is said about it.
 ///
 /// The whole road is `convertBGRtoLMS`, `convertLMStoLab`, (statistics or edits), `convertLabtoLMS`, `convertLMStoBGR`.
 /// The printed matrices invert each other to three or four digits only.

@@ -15,7 +15,8 @@
 namespace likeness {
 
 /// Five appearance correlates of an image under the viewing conditions of the comparison: adapting luminance 20, white
-/// 100, background a fifth of the mean white (`computeYback`; drifts with the number of pixels, departure 6), dark surround.
+/// 100, background a fifth of the mean white (`computeYback`; drifts with the number of pixels, departure 6), dark
+/// surround.
 ///
 /// @param src  CV_32FC3, sharpened B, G, R adapted to D65 on the scale 0..1; left multiplied by 100
 /// @param Q    brightness, CV_32F of src's size, allocated by the caller like the other four
