@@ -19,7 +19,7 @@ namespace {
 void analyze(const std::string& path, AnalysisTables& tables, std::uint64_t mostPixels, const AnalysisOptions& options,
              const ProfileChoice& profiles, PhotographAnalysis& analysis) {
     ManagedColors colors(profiles);
-    CountedRows rows(tables.counter);
+    CountedRows rows(tables.counter, !dependsOnOrder(options));
     PhotographRead photograph =
         readPhotographAmongOthers(path, PhotographValues::bytesOrFloats, mostPixels, &colors,
                                   std::exchange(tables.photograph, {}), profiles.part.isWhole() ? &rows : nullptr);

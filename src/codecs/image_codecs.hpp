@@ -12,6 +12,7 @@
 #include <opencv2/core.hpp>
 #include <opencv2/imgcodecs.hpp>
 
+#include <functional>
 #include <optional>
 #include <string>
 #include <vector>
@@ -37,6 +38,13 @@ public:
     /// @param rows  CV_8UC3, B, G, R; the next ones, valid during the call. In the file's order and direction: an Exif
     ///              orientation is not applied
     virtual void take(const cv::Mat& rows) = 0;
+
+    /// Whether it takes the rows of a photograph whose numbers are to be put into another encoding: `convert` is called
+    /// behind the last of them then.
+    virtual bool converts() const { return false; }
+
+    /// @param conversion  of CV_8UC3 to CV_32FC3 of the same size, each pixel by itself; valid during the call
+    virtual void convert(const std::function<cv::Mat(const cv::Mat&)>& /*conversion*/) {}
 };
 
 /// Hands on the rows of a file as `decodedFile` would read it with cv::IMREAD_COLOR. So far of JPEG files alone, of which

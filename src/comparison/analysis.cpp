@@ -96,17 +96,17 @@ Analysis Comparer::analyzed(const cv::Mat& photograph, const AnalysisOptions& op
     analysis.backgroundLuminance_ =
         backgroundUnder(options.model, static_cast<std::int64_t>(photograph.rows) * photograph.cols);
     analysis.model_ = options.model;
-    if (!(options.model == ComparisonModel()) || options.hue) {
+    const bool ofBytes = photograph.empty() || photograph.type() == CV_8UC3;
+    const bool needsPixels = options.maps || diagnostics.wantsFiles() || diagnostics.wantsMessages();
+    if (!(options.model == ComparisonModel()) || options.hue || !(ofBytes || needsPixels)) {
         checkComparisonModel(options.model);
-        const bool bytes = photograph.empty() || photograph.type() == CV_8UC3;
-        ModelledAppearance seen = modelledAppearance(bytes ? photograph : unitPhotograph("photograph", photograph),
+        ModelledAppearance seen = modelledAppearance(ofBytes ? photograph : unitPhotograph("photograph", photograph),
                                                      options, tables_->counter(place), stepDone);
         analysis.distributions_ = std::move(seen.distributions);
         analysis.maps_ = std::move(seen.maps);
         analysis.indices_ = seen.indices.clone();
         return analysis;
     }
-    const bool ofBytes = photograph.empty() || photograph.type() == CV_8UC3;
     if (ofBytes && (photograph.empty() || !options.maps)) {
         analysis.distributions_ = appearanceDistributions(photograph.empty() ? cv::Mat() : photograph,
                                                           tables_->counter(place), diagnostics, stepDone);

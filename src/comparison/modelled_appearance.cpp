@@ -350,6 +350,48 @@ AppearanceMaps ownMaps(const ComparisonModel& model, float background, const cv:
     return appearanceMapsBesideWhite(sharpened, background, greatestAchromaticResponse(white, background));
 }
 
+/// The counts of `ownMaps`, from a few colours at a time: no map of all of them is made.
+void countOwn(const ComparisonModel& model, float background, const PhotographColors& colors, CorrelateCounts& counts,
+              const StepDone& whiteFound) {
+    constexpr std::size_t colorsInPiece = std::size_t{1} << 13;
+    const ImageWalk walk = walkOver(colors.bgr);
+    const auto adaptedPiece = [&](int row, std::size_t first, std::size_t count) {
+        const auto begin = static_cast<int>(first);
+        const cv::Mat rowOf = colors.bgr.reshape(0, walk.rows).row(row);
+        return adaptedBy(model, unitColors(rowOf.colRange(begin, begin + static_cast<int>(count))));
+    };
+    numerics::SharedMaximum white(0);
+    if (model.white == WhiteResponse::brightest) {
+        numerics::forEachPiece(
+            walk, colorsInPiece,
+            [&](int row, std::size_t first, std::size_t count) {
+                cv::Mat sharpened = adaptedPiece(row, first, count);
+                white.offer(greatestAchromaticResponse(sharpened, background));
+            },
+            colorsInPiece);
+    } else {
+        cv::Mat sharpened = adaptedBy(model, cv::Mat(1, 1, CV_32FC3, cv::Scalar::all(1)));
+        white.offer(greatestAchromaticResponse(sharpened, background));
+    }
+    whiteFound();
+    std::mutex mutex;
+    // Whole numbers: their sums do not depend on which thread adds first.
+    numerics::forEachPiece(
+        walk, colorsInPiece,
+        [&](int row, std::size_t first, std::size_t count) {
+            cv::Mat sharpened = adaptedPiece(row, first, count);
+            const AppearanceMaps maps = appearanceMapsBesideWhite(sharpened, background, white.value());
+            const std::scoped_lock lock(mutex);
+            for (std::size_t k = 0; k < correlateNames.size(); ++k) {
+                const auto* const values = maps[k].ptr<float>();
+                for (std::size_t j = 0; j < count; ++j) {
+                    counts[k].add(values[j], colors.times(static_cast<int>(first + j)));
+                }
+            }
+        },
+        colorsInPiece);
+}
+
 /// By the nearest degree, 0 to 359.
 BinProbabilities hueOf(const AppearanceMaps& maps, const std::vector<std::uint32_t>& counts, HueWeights weights) {
     constexpr int degrees = 360;
@@ -389,6 +431,10 @@ float backgroundUnder(const ComparisonModel& model, std::int64_t pixels) {
     return model.background ? static_cast<float>(*model.background) : backgroundLuminanceOf(pixels);
 }
 
+bool dependsOnOrder(const AnalysisOptions& options) {
+    return options.model.pictureWhite == PictureWhite::grayWorld || options.hue == HueWeights::chroma;
+}
+
 ModelledAppearance modelledAppearance(const PhotographColors& colors, const AnalysisOptions& options,
                                       const StepDone& stepDone) {
     ModelledAppearance result;
@@ -414,6 +460,13 @@ ModelledAppearance modelledAppearance(const PhotographColors& colors, const Anal
     AppearanceMaps maps;
     std::uint64_t black = 0;
     const auto blackShare = [&] { return static_cast<double>(black) / static_cast<double>(colors.total()); };
+    if (own && !mapsNeeded) {
+        countOwn(model, background, colors, counts, stepDone);
+        stepDone();
+        result.distributions = distributionsOf(counts, colors.unit);
+        stepDone();
+        return result;
+    }
     if (own) {
         maps = ownMaps(model, background, colors.bgr, stepDone);
     } else {

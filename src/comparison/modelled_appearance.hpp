@@ -59,6 +59,9 @@ PhotographColors countedColors(const cv::Mat& photograph, const PixelWeights& we
 AppearanceMaps mapsBesidePart(const cv::Mat& photograph, const PhotographColors& part, const ComparisonModel& model,
                               ColorCounter& counter, cv::Mat& indices);
 
+/// Whether the last bits depend on the order of the colours: sums of what is not a whole number are made.
+bool dependsOnOrder(const AnalysisOptions& options);
+
 /// Runs a model once per distinct colour of a photograph, once per pixel where `countedColors` finds too many.
 ///
 /// Published models are evaluated in double and rounded to float. Where neither maps nor the hue are wanted, an

@@ -28,6 +28,15 @@ void scaleTo100(cv::Mat& image) {
     }
 }
 
+/// Compressed cone responses rho, gamma, beta of an image, which is left multiplied by 100.
+cv::Mat compressedResponses(cv::Mat& src, cv::Mat& FL) {
+    scaleTo100(src);
+    cv::Mat nl(src.size(), CV_32FC3);
+    convertSharpenedBGRtoHPE(src, nl);
+    computeNonLinearities(nl, nl, FL);
+    return nl;
+}
+
 /// The lightness beside a white of this response.
 void lightnessBesideWhite(const cv::Mat& A, float whiteResponse, const cv::Mat& z, cv::Mat& J) {
     const ImageWalk walk = walkOver(A, z, J);
@@ -47,13 +56,10 @@ void lightnessBesideWhite(const cv::Mat& A, float whiteResponse, const cv::Mat& 
 /// @return       response of the white
 float computeCorrelates(cv::Mat& src, float backgroundLuminance, AppearanceMaps& maps, cv::Mat& A,
                         const Diagnostics& diagnostics, const float* white = nullptr) {
-    scaleTo100(src);
     const cv::Size size = src.size();
     auto [FL, n, Ncb, z] = uniformViewingConditions(size, backgroundLuminance);
 
-    cv::Mat nl(size, CV_32FC3);
-    convertSharpenedBGRtoHPE(src, nl);
-    computeNonLinearities(nl, nl, FL);
+    cv::Mat nl = compressedResponses(src, FL);
     cv::Mat a(size, CV_32F);
     cv::Mat b(size, CV_32F);
     computeAB(nl, a, b);
@@ -177,9 +183,19 @@ AppearanceMaps appearanceMapsUnderBackground(cv::Mat& src, float backgroundLumin
 }
 
 float greatestAchromaticResponse(cv::Mat& src, float backgroundLuminance) {
-    AppearanceMaps maps = mapsOf(src.size());
-    cv::Mat A(src.size(), CV_32F);
-    return computeCorrelates(src, backgroundLuminance, maps, A, dropAll());
+    auto [FL, n, Ncb, z] = uniformViewingConditions(src.size(), backgroundLuminance);
+    const cv::Mat nl = compressedResponses(src, FL);
+    const ImageWalk walk = walkOver(nl, Ncb);
+    float greatest = 0;
+    for (int i = 0; i < walk.rows; ++i) {
+        const float* response = nl.ptr<float>(i);
+        const float* const induction = Ncb.ptr<float>(i);
+        for (int j = 0; j < walk.cols; ++j, response += 3) {
+            const float achromatic = kernels::achromatic(response[0], response[1], response[2], induction[j]);
+            greatest = achromatic > greatest ? achromatic : greatest;
+        }
+    }
+    return greatest;
 }
 
 AppearanceMaps appearanceMapsBesideWhite(cv::Mat& src, float backgroundLuminance, float whiteResponse) {

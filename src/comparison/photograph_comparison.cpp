@@ -248,7 +248,9 @@ AppearanceDistributions appearanceDistributions(const cv::Mat& photograph, Color
                                                 const Diagnostics& diagnostics, const StepDone& stepDone) {
     requirePhotograph(photograph);
     if (!photograph.empty() && photograph.depth() == CV_32F) {
-        return countedAppearance(photograph, diagnostics, stepDone).distributions;
+        return diagnostics.wantsFiles() || diagnostics.wantsMessages()
+                   ? countedAppearance(photograph, diagnostics, stepDone).distributions
+                   : modelledAppearance(photograph, {}, counter, stepDone).distributions;
     }
     const float background = backgroundOf(photograph);
     DistinctColors colors = counter.count(photograph, diagnostics.wantsFiles());

@@ -252,20 +252,33 @@ void makeUpright(const PhotographContent& content, cv::Mat& image) {
     }
 }
 
-/// What a module has decoded, as it is wanted.
-cv::Mat asWanted(const PhotographContent& content, const ColorStatement& statement, PhotographValues values,
-                 ColorReading* colors) {
+/// Converts what is decoded. Of bytes, who counts colours converts these alone, in place of the pixels.
+/// @param stored  upright
+void takeConverted(ColorReading& colors, RowReceiver* rows, const cv::Mat& stored, PhotographRead& result) {
+    if (rows == nullptr || !rows->converts() || stored.type() != CV_8UC3) {
+        result.bgr = colors.converted(stored);
+        return;
+    }
+    rows->begin(stored.size());
+    rows->take(stored);
+    rows->convert([&colors](const cv::Mat& bgr) { return colors.converted(bgr); });
+    result.bgr.release();
+    result.rowsOf = stored.size();
+}
+
+/// What a module has decoded, upright; empty if it cannot be decoded.
+cv::Mat decodedContent(const PhotographContent& content) {
     cv::Mat stored =
         withThreeChannels(content.encoded.empty() ? content.pixels : decodedBytes(content.encoded, cv::IMREAD_COLOR));
-    if (stored.empty()) {
-        return {};
-    }
-    if (content.asStored) {
+    if (content.asStored && !stored.empty()) {
         makeUpright(content, stored);
     }
-    if (colors != nullptr && colors->take(statement, content.linear, content.floats)) {
-        return colors->converted(stored);
-    }
+    return stored;
+}
+
+/// What a module has decoded and nobody converts, as it is wanted.
+cv::Mat asWanted(const cv::Mat& stored, const PhotographContent& content, const ColorStatement& statement,
+                 PhotographValues values) {
     switch (values) {
         case PhotographValues::stored:
             break;
@@ -294,7 +307,7 @@ cv::Mat asWanted(const PhotographContent& content, const ColorStatement& stateme
 /// Reads what is for a module.
 /// @throws MachineFailure
 void readWithModule(const std::string& path, PhotographValues values, std::uint64_t mostPixels, ColorReading* colors,
-                    const ImageHeader& header, PhotographRead& result) {
+                    const ImageHeader& header, RowReceiver* rows, PhotographRead& result) {
     const OpenedFile file(path);
     if (header.cameraRaw && isCutOff(file.source(), header, file.size())) {
         // Its decoder goes on without what is missing, such as the white as shot.
@@ -310,9 +323,15 @@ void readWithModule(const std::string& path, PhotographValues values, std::uint6
     PhotographContent content = readByModule(file.source(), header, request);
     if (content.problem.empty()) {
         const ColorStatement statement = colorStatementOf(content, file.source(), header, request.page);
-        result.bgr = asWanted(content, statement, values, colors);
+        if (const cv::Mat stored = decodedContent(content); !stored.empty()) {
+            if (colors != nullptr && colors->take(statement, content.linear, content.floats)) {
+                takeConverted(*colors, rows, stored, result);
+            } else {
+                result.bgr = asWanted(stored, content, statement, values);
+            }
+        }
     }
-    if (result.bgr.empty()) {
+    if (!result.isRead()) {
         const bool cut = isCutOff(file.source(), header, file.size());
         result.problem = cut                       ? ": it is cut off at byte " + std::to_string(file.size())
                          : content.problem.empty() ? ": its content cannot be decoded"
@@ -414,23 +433,26 @@ PhotographRead readCollecting(const std::string& name, PhotographValues values, 
     try {
         const RemarkCollector collector;
         if (byModule) {
-            readWithModule(path, values, mostPixels, colors, header, result);
+            readWithModule(path, values, mostPixels, colors, header, rows, result);
         } else {
-            result.rowsOf = found.otherColors ? cv::Size() : handedOn(rows, values, path, header);
+            const bool counts = !found.otherColors || (rows != nullptr && rows->converts());
+            result.rowsOf = counts ? handedOn(rows, values, path, header) : cv::Size();
             if (result.rowsOf.empty()) {
                 result.bgr =
                     decodedAs(found.otherColors ? PhotographValues::stored : values, path, header, std::move(room));
                 applyOrientation(header.orientation, result.bgr);
+            } else if (found.otherColors) {
+                rows->convert([colors](const cv::Mat& bgr) { return colors->converted(bgr); });
             }
             if (found.otherColors && !result.bgr.empty()) {
-                result.bgr = colors->converted(result.bgr);
+                takeConverted(*colors, rows, cv::Mat(result.bgr), result);
             } else if (header.format == ImageFileFormat::radiance && result.bgr.depth() == CV_32F) {
                 encode(result.bgr);
             }
         }
         const std::vector<std::string> said = linesOf(collector);
         result.remarks.insert(result.remarks.end(), said.begin(), said.end());
-        if (!byModule && tellsOfAlpha && !selection.usesAlpha && header.alpha && !result.bgr.empty()) {
+        if (!byModule && tellsOfAlpha && !selection.usesAlpha && header.alpha && result.isRead()) {
             if (std::string lost = lostWithAlpha(path, header); !lost.empty()) {
                 result.remarks.push_back(std::move(lost));
             }

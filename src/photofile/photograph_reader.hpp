@@ -96,8 +96,9 @@ std::pair<PhotographRead, PhotographRead> readPhotographPair(
 /// What `readPhotograph` does, with remarks only where a `RemarkSorter` is at work, of which the remarks are
 /// `RemarkCollector::lines()`. Safe to call from several threads.
 /// @param room  a photograph that was read before and is not needed any more: one of the same size takes over its memory
-/// @param rows  if it is not null, may be handed the rows of a photograph that would be an image of bytes
-///              (codecs/image_codecs.hpp): then `rowsOf` is its size and there is no image
+/// @param rows  if it is not null, may be handed the rows of a photograph that would be an image of bytes, and of one
+///              whose bytes are converted if it converts (codecs/image_codecs.hpp): then `rowsOf` is its size and there
+///              is no image
 PhotographRead readPhotographAmongOthers(const std::string& path, PhotographValues values, std::uint64_t mostPixels,
                                          ColorReading* colors = nullptr, cv::Mat room = {},
                                          RowReceiver* rows = nullptr);

@@ -143,17 +143,28 @@ TEST(ComparisonModel, DistributionsOfFloatsAreHistogramsOfTheMaps) {
     many.at<cv::Vec3f>(3, 3)[1] = std::numeric_limits<float>::quiet_NaN();
     many.at<cv::Vec3f>(4, 4)[1] = std::numeric_limits<float>::infinity();
     many.at<cv::Vec3f>(5, 5) = {1e12F, 2e12F, 3e12F};
-    for (const cv::Mat& photograph : {wide, many, testing::withGaps(many)}) {
-        for (const AppearanceModelKind kind : publishedKinds) {
-            for (const char* const preset : {"srgb-display", "cinema"}) {
-                const ComparisonModel model = published(kind, preset);
-                const Analysis counted = analyze(photograph, under(model));
-                const AppearanceMaps maps = analyze(photograph, under(model, true)).maps();
-                for (std::size_t k = 0; k < correlateNames.size(); ++k) {
-                    BinProbabilities expected;
-                    computeFreqProbs(maps[k], expected);
-                    EXPECT_EQ(counted.distributions()[k], expected) << preset << ", " << correlateNames[k].name;
-                }
+    std::vector<ComparisonModel> models(4);
+    models[1].white = WhiteResponse::fixed;
+    models[2].black = BlackAdaptation::continuous;
+    models[3].background = 35;
+    for (const AppearanceModelKind kind : publishedKinds) {
+        for (const char* const preset : {"srgb-display", "cinema"}) {
+            models.push_back(published(kind, preset));
+        }
+    }
+    // One pixel, one more than are taken at a time, and a brightest pixel behind these.
+    cv::Mat late(1, 8193, CV_32FC3, cv::Scalar(0.2, 0.3, 0.1));
+    cv::RNG(8).fill(late, cv::RNG::UNIFORM, 0, 0.5);
+    late.at<cv::Vec3f>(8192) = {0.8F, 0.9F, 0.7F};
+    const cv::Mat one(1, 1, CV_32FC3, cv::Scalar(0.2, 0.3, 0.1));
+    for (const cv::Mat& photograph : {wide, many, testing::withGaps(many), late, one}) {
+        for (std::size_t number = 0; number < models.size(); ++number) {
+            const Analysis counted = analyze(photograph, under(models[number]));
+            const AppearanceMaps maps = analyze(photograph, under(models[number], true)).maps();
+            for (std::size_t k = 0; k < correlateNames.size(); ++k) {
+                BinProbabilities expected;
+                computeFreqProbs(maps[k], expected);
+                EXPECT_EQ(counted.distributions()[k], expected) << number << ", " << correlateNames[k].name;
             }
         }
     }

@@ -468,12 +468,16 @@ private:
     void read() {
         const bool pixelsWanted = shown() || uniform_ || !whole() || tiles_.has_value() || options_.explain ||
                                   !options_.differenceMaps.empty() || wantsFiles();
+        const bool converts = !dependsOnOrder(result_.model.analysis(false));
+        firstRows_.emplace(converts);
+        secondRows_.emplace(converts);
         std::pair<ProfileUse, ProfileUse> profiles;
-        auto read = readPhotographPairInRows(
-            PartAccess(console_, parts_.first, result_.model.whiteLuminance), options_.first, options_.second,
-            &profiles, pixelsWanted ? nullptr : &firstRows_, pixelsWanted ? nullptr : &secondRows_, options_.pictures);
-        first_ = firstRows_.seen(read.first.bgr, read.first.rowsOf);
-        second_ = secondRows_.seen(read.second.bgr, read.second.rowsOf);
+        auto read =
+            readPhotographPairInRows(PartAccess(console_, parts_.first, result_.model.whiteLuminance), options_.first,
+                                     options_.second, &profiles, pixelsWanted ? nullptr : &*firstRows_,
+                                     pixelsWanted ? nullptr : &*secondRows_, options_.pictures);
+        first_ = firstRows_->seen(read.first.bgr, read.first.rowsOf);
+        second_ = secondRows_->seen(read.second.bgr, read.second.rowsOf);
         first_.weights = countedPart(console_, options_.first, read.first.bgr, parts_.first);
         // One mask for two photographs of a size is read once.
         const bool sameWeights = parts_.first.mask == parts_.second.mask &&
@@ -609,8 +613,8 @@ private:
     std::optional<TileOptions> tiles_;
     std::optional<ScorePredictor> predictor_;
     bool uniform_ = false;  ///< whether distances in the uniform space are wanted
-    CountedPhotographRows firstRows_;
-    CountedPhotographRows secondRows_;
+    std::optional<CountedPhotographRows> firstRows_;
+    std::optional<CountedPhotographRows> secondRows_;
     SeenPhotograph first_;
     SeenPhotograph second_;
     std::pair<cv::Mat, cv::Mat> photographs_;  ///< empty where they are counted while they are read
