@@ -170,6 +170,7 @@ void read(const PhotographRequest& request, PhotographContent& content) {
         ++content.channels;
     }
     content.alpha = has(channels, chosen->prefix + "A");
+    content.multiplied = content.alpha;  // as the format has it
     const std::string first = chosen->prefix + (chosen->grey ? "Y" : "R");
     const Imf::Channel& sample = channels[first.c_str()];
     content.bits = sample.type == Imf::HALF ? 16 : 32;

@@ -41,8 +41,9 @@ struct PhotographContent {
     bool linear = false;  ///< whether the values are proportional to light
     int channels = 0;     ///< with alpha
     bool alpha = false;
-    bool opaque = false;  ///< whether every pixel is known to be opaque, once it is decoded
-    int orientation = 0;  ///< 1 to 8, as in Exif data, before it is made upright
+    bool multiplied = false;  ///< whether the colours are multiplied by alpha, where no remark says so
+    bool opaque = false;      ///< whether every pixel is known to be opaque, once it is decoded
+    int orientation = 0;      ///< 1 to 8, as in Exif data, before it is made upright
     int pages = 1;
     std::vector<std::string> layers;  ///< names that `PhotographRequest::layer` takes
 

@@ -352,6 +352,7 @@ void describe(::TIFF* file, const Layout& layout, PhotographContent& content) {
     std::uint16_t* kinds = nullptr;
     ::TIFFGetFieldDefaulted(file, TIFFTAG_EXTRASAMPLES, &extra, &kinds);
     content.alpha = extra > 0 && kinds[0] != EXTRASAMPLE_UNSPECIFIED;
+    content.multiplied = content.alpha && kinds[0] == EXTRASAMPLE_ASSOCALPHA;
     std::uint32_t size = 0;
     void* profile = nullptr;
     constexpr std::uint32_t mostBytes = std::uint32_t{1} << 24;
@@ -415,6 +416,11 @@ LIKENESS_MODULE_ENTRY void likeness_read_photograph(const PhotographRequest& req
     }
     const Layout layout = layoutOf(file.get());
     describe(file.get(), layout, content);
+    if (layout.photometric == PHOTOMETRIC_CIELAB || layout.photometric == PHOTOMETRIC_ICCLAB ||
+        layout.photometric == PHOTOMETRIC_ITULAB) {
+        content.problem = "its values are CIE L*a*b*, which is not read";
+        return;
+    }
     if (likeness::exceeds(layout.width, layout.height, request.mostPixels)) {
         content.problem = likeness::tooManyPixels(layout.width, layout.height, request.mostPixels);
         return;

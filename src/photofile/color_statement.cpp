@@ -427,6 +427,19 @@ private:
     Colorimetry found_;
 };
 
+/// A profile of so many bytes at a place.
+void takeProfile(HeaderBytes& file, std::uint64_t at, std::uint64_t length, ColorStatement& statement) {
+    if (length > mostProfileBytes) {
+        statement.problem = " is larger than 16 MiB";
+        return;
+    }
+    statement.icc = file.bytes(at, static_cast<std::size_t>(length));
+    if (statement.icc.size() != length || length == 0) {
+        statement.icc.clear();
+        statement.problem = " is cut off";
+    }
+}
+
 /// RFC 9649, section 2.7.
 void readWebp(HeaderBytes& file, ColorStatement& statement) {
     statement.channels = StoredChannels::rgb;
@@ -437,18 +450,58 @@ void readWebp(HeaderBytes& file, ColorStatement& statement) {
             return;
         }
         if (file.holds(at, "ICCP")) {
-            if (length > mostProfileBytes) {
-                statement.problem = " is larger than 16 MiB";
-                return;
-            }
-            statement.icc = file.bytes(at + 8, static_cast<std::size_t>(length));
-            if (statement.icc.size() != length || length == 0) {
-                statement.icc.clear();
-                statement.problem = " is cut off";
-            }
+            takeProfile(file, at + 8, length, statement);
             return;
         }
         at += 8 + length + (length & 1);
+    }
+}
+
+/// The first box of colours whose method is known, ITU-T T.800, I.5.3.3, and T.801, M.11.7.3.
+void readJpeg2000(HeaderBytes& file, ColorStatement& statement) {
+    const auto takeColors = [&](const Box& box) {
+        const std::uint64_t method = file.big(box.content, 1);
+        if (method == 2 || method == 3) {  // a profile, restricted or any
+            takeProfile(file, box.content + 3, box.end - box.content - 3, statement);
+            return true;
+        }
+        constexpr std::uint64_t srgb = 16;
+        constexpr std::uint64_t grey = 17;
+        constexpr std::uint64_t sycc = 18;
+        const std::uint64_t space = method == 1 ? file.big(box.content + 3, 4) : 0;
+        if (method != 1 || !file.good()) {
+            return false;
+        }
+        statement.saysSrgb = space == srgb || space == grey || space == sycc;
+        if (!statement.saysSrgb) {
+            statement.problem = fmt::format(" is the enumerated space {} (colr), which is not read", space);
+        }
+        return true;
+    };
+    forEachBox(file, 0, wholeFile, [&](const Box& header) {
+        if (!file.holds(header.at + 4, "jp2h")) {
+            return !file.holds(header.at + 4, "jp2c");
+        }
+        bool found = false;
+        forEachBox(file, header.content, header.end, [&](const Box& box) {
+            if (file.holds(box.at + 4, "ihdr")) {
+                statement.channels = file.big(box.content + 8, 2) < 3 ? StoredChannels::grey : StoredChannels::rgb;
+            } else if (file.holds(box.at + 4, "colr") && box.end != wholeFile && box.end > box.content + 3) {
+                found = takeColors(box);
+            }
+            return !found;
+        });
+        return false;
+    });
+}
+
+/// The profile that the fifth version of the header may lead to.
+void readBmp(HeaderBytes& file, ColorStatement& statement) {
+    constexpr std::uint64_t header = 14;
+    constexpr std::uint64_t sizeOfFifth = 124;
+    if (file.little(header, 4) >= sizeOfFifth && file.holds(header + 56, "DEBM")) {
+        statement.channels = StoredChannels::rgb;
+        takeProfile(file, header + file.little(header + 112, 4), file.little(header + 116, 4), statement);
     }
 }
 
@@ -486,6 +539,21 @@ void readExposure(const std::string& header, ColorStatement& statement) {
     }
 }
 
+/// A line "GAMMA=" other than of 1: some writers put it into files of linear values, others encode by it.
+void takeGamma(const std::string& text, std::size_t end, ColorStatement& statement) {
+    const std::size_t line = text.find("\nGAMMA=");
+    if (line >= end) {
+        return;
+    }
+    const std::string number = text.substr(line + 7, std::min(text.find('\n', line + 1) - line - 7, std::size_t{24}));
+    std::istringstream words(number);
+    words.imbue(std::locale::classic());
+    double gamma = 0;
+    if (!(words >> gamma) || gamma != 1) {
+        statement.passedOver = " (GAMMA) is passed over, since the values of the format are linear";
+    }
+}
+
 /// Lines of text up to an empty one; "PRIMARIES= " and x and y of red, green, blue and white.
 void readRadiance(HeaderBytes& file, ColorStatement& statement) {
     statement.channels = StoredChannels::rgb;
@@ -494,6 +562,7 @@ void readRadiance(HeaderBytes& file, ColorStatement& statement) {
     const std::string text(found.begin(), found.end());
     const std::size_t end = std::min(text.find("\n\n"), text.size());
     readExposure(text.substr(0, end), statement);
+    takeGamma(text, end, statement);
     const std::size_t line = text.find("\nPRIMARIES=");
     if (line >= end) {
         return;
@@ -529,6 +598,12 @@ ColorStatement readColorStatement(const ByteSource& source, ImageFileFormat form
             break;
         case ImageFileFormat::webp:
             readWebp(file, statement);
+            break;
+        case ImageFileFormat::jpeg2000:
+            readJpeg2000(file, statement);
+            break;
+        case ImageFileFormat::bmp:
+            readBmp(file, statement);
             break;
         case ImageFileFormat::radiance:
             readRadiance(file, statement);

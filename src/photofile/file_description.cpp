@@ -44,6 +44,7 @@ void takeContent(const PhotographContent& content, FileDescription& description)
 
 void takeColors(const ProfileUse& use, FileDescription& description) {
     const bool other = use.origin != ProfileUse::Origin::none;
+    description.otherChannels = use.otherChannels;
     description.profile = other ? use.description : "sRGB";
     description.transfer = use.linear ? "linear" : other ? "that of the profile" : "sRGB";
     for (const std::string& text : {use.warning(), use.remark()}) {

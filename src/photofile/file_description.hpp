@@ -25,6 +25,7 @@ struct FileDescription {
     std::optional<bool> alpha{};
     int pages = 1;
     std::vector<std::string> layers{};
+    bool otherChannels = false;          ///< whether it holds CMYK or the like, of which the decoder makes R, G, B
     std::string profile{};               ///< that the colours are in: "sRGB" also where the file says nothing
     int orientation = 0;                 ///< 1 to 8, that reading applies; 0 where the file says none
     std::string transfer{};              ///< the curve between values and light, in words

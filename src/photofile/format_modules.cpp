@@ -20,7 +20,7 @@ bool isForModule(const ImageHeader& header, const PhotographSelection& selection
             const bool usual = header.bits == 1 || header.bits == 8 || header.bits == 16 ||
                                (header.bits == 32 && header.floats) || header.bits == 0;
             const bool halves = header.floats && header.bits == 16;
-            return header.cameraRaw || !usual || halves || header.misread || selection.page > 1;
+            return header.cameraRaw || !usual || halves || header.misread || header.toldOf || selection.page > 1;
         }
         default:
             return header.cameraRaw;

@@ -251,6 +251,7 @@ private:
                 grayOrRgb && (samples == 2 || samples == 4);  // writers often leave out what the last one is
             header_.cameraRaw |= reduced && hasChildren;
             header_.misread = isMisread(layout, samples);
+            header_.toldOf = isToldOf(layout);
         } else if (inChain_ && width > 0 && !reduced) {
             ++header_.pages;
         }
@@ -281,6 +282,14 @@ private:
         return layout.format == signedInteger || multiplied ||
                (deep && (planes || layout.photometric == whiteIsZero || layout.photometric == inks || samples == 2)) ||
                (header_.floats && samples == 4);
+    }
+
+    /// CIE L*a*b* in its three encodings, and associated alpha.
+    static bool isToldOf(const TiffLayout& layout) {
+        constexpr std::uint64_t cielab = 8;
+        constexpr std::uint64_t ituLab = 10;
+        constexpr std::uint64_t associatedAlpha = 1;
+        return (layout.photometric >= cielab && layout.photometric <= ituLab) || layout.extraSample == associatedAlpha;
     }
 
     std::size_t sizeOfType(std::uint64_t type) const {

@@ -340,7 +340,9 @@ void readWithModule(const std::string& path, PhotographValues values, std::uint6
     }
     result.remarks.insert(result.remarks.begin(), content.remarks.begin(), content.remarks.end());
     if (content.alpha && !content.opaque && (colors == nullptr || !colors->selection().usesAlpha)) {
-        result.remarks.emplace_back("its alpha channel is left out");
+        result.remarks.emplace_back(content.multiplied ? "its alpha channel is left out, by which its colours are "
+                                                         "multiplied: they are taken as they are"
+                                                       : "its alpha channel is left out");
     }
     result.bits = content.bits;
     if (values != PhotographValues::bytes) {
@@ -359,7 +361,8 @@ int turnOf(const std::string& path, ImageFileFormat format) {
 
 /// What is compared as bytes keeps the pixels that the image library makes of it, where it makes any.
 bool isReadAsBytesAlways(const ImageHeader& header, PhotographValues values) {
-    const bool bytesOfTiff = header.format == ImageFileFormat::tiff && header.misread && header.bits == 8;
+    const bool bytesOfTiff =
+        header.format == ImageFileFormat::tiff && ((header.misread && header.bits == 8) || header.toldOf);
     return values == PhotographValues::bytes && (header.format == ImageFileFormat::openExr || bytesOfTiff);
 }
 

@@ -1,5 +1,6 @@
 #include "photofile/color_statement.hpp"
 
+#include <likeness/color/unit_image.hpp>
 #include "photofile/color_profile.hpp"
 #include "photofile/profile_tagging.hpp"
 #include "photofile/test_profiles.hpp"
@@ -111,7 +112,7 @@ TEST(ColorStatement, FilesThatSayNothing) {
         SCOPED_TRACE(extension);
         const ColorStatement statement = statementOf(encoded(extension, randomPhotograph({90, 80}, 5)));
         expectNothing(statement);
-        EXPECT_FALSE(statement.saysSrgb);
+        EXPECT_EQ(statement.saysSrgb, extension == std::string_view(".jp2"));
     }
     expectNothing(statementOf({}));
 }
@@ -260,12 +261,128 @@ TEST(ColorStatement, AProfileOfSeveralChunksIsWrittenAndRead) {
     EXPECT_FALSE(cv::imdecode(jpeg, cv::IMREAD_COLOR).empty());
 }
 
+/// A JPEG 2000 file whose box of colours has another content.
+Bytes withColorBox(Bytes jp2, const Bytes& content) {
+    const auto numberAt = [&jp2](std::size_t at, std::size_t value) {
+        for (std::size_t k = 0; k < 4; ++k) {
+            jp2[at + k] = static_cast<unsigned char>(value >> (24 - 8 * k));
+        }
+    };
+    const auto placeOf = [&jp2](std::string_view type) {
+        return static_cast<std::size_t>(std::search(jp2.begin(), jp2.end(), type.begin(), type.end()) - jp2.begin()) -
+               4;
+    };
+    const std::size_t header = placeOf("jp2h");
+    const std::size_t colors = placeOf("colr");
+    const std::size_t before = jp2[colors + 3];
+    const std::size_t headerBytes = std::size_t{jp2[header + 2]} * 256 + jp2[header + 3];
+    const auto begin = jp2.begin() + static_cast<std::ptrdiff_t>(colors) + 8;
+    jp2.erase(begin, begin + static_cast<std::ptrdiff_t>(before) - 8);
+    jp2.insert(jp2.begin() + static_cast<std::ptrdiff_t>(colors) + 8, content.begin(), content.end());
+    numberAt(colors, 8 + content.size());
+    numberAt(header, headerBytes - before + 8 + content.size());
+    return jp2;
+}
+
+/// Method, precedence, approximation, and what follows.
+Bytes colorBox(unsigned char method, const Bytes& data) {
+    Bytes content{method, 0, 0};
+    content.insert(content.end(), data.begin(), data.end());
+    return content;
+}
+
+TEST(ColorStatement, BoxesOfJpeg2000) {
+    const cv::Mat image = randomPhotograph({90, 80}, 5);  // its coder wants some pixels
+    const Bytes jp2 = encoded(".jp2", image);
+    expectNothing(statementOf(jp2));
+    EXPECT_TRUE(statementOf(jp2).saysSrgb);
+    EXPECT_EQ(statementOf(jp2).channels, StoredChannels::rgb);
+    const ColorProfile::Shared p3 = ColorProfile::named("display-p3");
+    for (const unsigned char method : Bytes{2, 3}) {
+        const Bytes tagged = withColorBox(jp2, colorBox(method, p3->icc()));
+        EXPECT_EQ(statementOf(tagged).icc, p3->icc());
+        EXPECT_FALSE(statementOf(tagged).saysSrgb);
+        EXPECT_MAT_EQUAL(cv::imdecode(tagged, cv::IMREAD_UNCHANGED), cv::imdecode(jp2, cv::IMREAD_UNCHANGED));
+    }
+    EXPECT_EQ(statementOf(withColorBox(jp2, colorBox(1, numbers({21})))).problem,
+              " is the enumerated space 21 (colr), which is not read");
+    expectNothing(statementOf(withColorBox(jp2, colorBox(1, numbers({18})))));
+    expectNothing(statementOf(withColorBox(jp2, colorBox(4, numbers({1, 2, 3})))));
+    expectNothing(statementOf(withColorBox(jp2, colorBox(2, {}))));
+    cv::Mat grey;
+    cv::extractChannel(image, grey, 0);
+    EXPECT_EQ(statementOf(encoded(".jp2", grey)).channels, StoredChannels::grey);
+}
+
+/// A bitmap whose header has the fifth version, with a profile behind the pixels.
+Bytes bitmapWithProfile(const Bytes& icc) {
+    const Bytes plain = encoded(".bmp");
+    constexpr std::size_t fileHeader = 14;
+    constexpr std::size_t info = 40;
+    constexpr std::size_t fifth = 124;
+    Bytes bytes = part(plain, 0, fileHeader + info);
+    bytes.resize(fileHeader + fifth);
+    const auto numberAt = [&bytes](std::size_t at, std::size_t value) {
+        for (std::size_t k = 0; k < 4; ++k) {
+            bytes[at + k] = static_cast<unsigned char>(value >> 8 * k);
+        }
+    };
+    const Bytes pixels = part(plain, fileHeader + info, plain.size());
+    numberAt(2, bytes.size() + pixels.size() + icc.size());
+    numberAt(10, bytes.size());
+    numberAt(fileHeader, fifth);
+    const std::string_view embedded = "DEBM";
+    std::copy(embedded.begin(), embedded.end(), bytes.begin() + fileHeader + 56);
+    numberAt(fileHeader + 112, fifth + pixels.size());
+    numberAt(fileHeader + 116, icc.size());
+    bytes.insert(bytes.end(), pixels.begin(), pixels.end());
+    bytes.insert(bytes.end(), icc.begin(), icc.end());
+    return bytes;
+}
+
+TEST(ColorStatement, ABitmapMayLeadToAProfile) {
+    expectNothing(statementOf(encoded(".bmp")));
+    const Bytes icc = ColorProfile::named("adobe-rgb")->icc();
+    const Bytes tagged = bitmapWithProfile(icc);
+    EXPECT_EQ(statementOf(tagged).icc, icc);
+    EXPECT_MAT_EQUAL(cv::imdecode(tagged, cv::IMREAD_COLOR), picture());
+    EXPECT_EQ(statementOf(part(tagged, 0, tagged.size() - 1)).problem, " is cut off");
+}
+
+TEST(ColorStatement, AGammaOfARadianceFileIsToldOf) {
+    Bytes radiance = encoded(".hdr", toUnit(picture()));
+    EXPECT_EQ(statementOf(radiance).passedOver, "");
+    const auto withLine = [&radiance](const std::string& line) {
+        Bytes bytes = radiance;
+        const auto end = std::find(bytes.begin(), bytes.end(), '\n') + 1;
+        bytes.insert(end, line.begin(), line.end());
+        return bytes;
+    };
+    EXPECT_EQ(statementOf(withLine("GAMMA=1.0\n")).passedOver, "");
+    for (const char* const line : {"GAMMA=2.2\n", "GAMMA=0.454545\n", "GAMMA=what\n"}) {
+        EXPECT_EQ(statementOf(withLine(line)).passedOver,
+                  " (GAMMA) is passed over, since the values of the format are linear");
+    }
+    EXPECT_TRUE(
+        statementOf(withLine("GAMMA=2.2\nPRIMARIES=0.68 0.32 0.265 0.69 0.15 0.06 0.3127 0.329\n")).colorimetry);
+}
+
+/// Puts a profile into a JPEG 2000 file or a bitmap.
+void tagOther(const char* extension, Bytes& bytes, const ColorProfile& profile) {
+    bytes = extension[1] == 'b' ? bitmapWithProfile(profile.icc()) : withColorBox(bytes, colorBox(2, profile.icc()));
+}
+
 TEST(ColorStatement, BytesThatAreCutOffOrChangedDoNoHarm) {
     const ColorProfile::Shared profile = ColorProfile::named("adobe-rgb");
     std::mt19937 random(11);
-    for (const char* const extension : {".jpg", ".png", ".tiff"}) {
-        Bytes valid = encoded(extension, randomPhotograph({5, 4}, 2));
-        (extension[1] == 'j' ? tagJpeg : extension[1] == 'p' ? tagPng : tagTiff)(valid, *profile);
+    for (const char* const extension : {".jpg", ".png", ".tiff", ".jp2", ".bmp"}) {
+        Bytes valid = encoded(
+            extension, randomPhotograph(extension == std::string_view(".jp2") ? cv::Size(40, 40) : cv::Size(5, 4), 2));
+        if (extension == std::string_view(".jp2") || extension == std::string_view(".bmp")) {
+            tagOther(extension, valid, *profile);
+        } else {
+            (extension[1] == 'j' ? tagJpeg : extension[1] == 'p' ? tagPng : tagTiff)(valid, *profile);
+        }
         std::size_t whole = 0;
         for (std::size_t length = 0; length <= valid.size(); ++length) {
             whole += statementOf(part(valid, 0, length)).icc == profile->icc() ? 1U : 0U;

@@ -502,6 +502,33 @@ TEST(FormatModules, AnAlphaChannelOfATiffIsToldOfWhereItIsNotOpaque) {
     std::ofstream("half.tif", std::ios::binary) << madeTiff({1, 2, 3, 255, 4, 5, 6, 127}, 8, 1, alpha);
     ASSERT_EQ(readColors("half.tif").remarks.size(), 1U);
     EXPECT_EQ(readColors("half.tif").remarks[0], "its alpha channel is left out");
+    for (const int bits : {8, 16}) {
+        const TiffLayout associated{false, false, 4, false, 2, 1};
+        std::ofstream("multiplied.tif", std::ios::binary)
+            << madeTiff({1, 2, 3, 255, 4, 5, 6, 127}, bits, 1, associated);
+        const PhotographRead read = readColors("multiplied.tif");
+        ASSERT_EQ(read.remarks.size(), 1U) << bits;
+        EXPECT_EQ(read.remarks[0],
+                  "its alpha channel is left out, by which its colours are multiplied: they are taken as they are");
+        EXPECT_EQ(read.bgr.depth(), bits == 8 ? CV_8U : CV_16U);
+        // As bytes it is what the image library makes of it.
+        EXPECT_MAT_EQUAL(readPhotograph("multiplied.tif").bgr, cv::imread("multiplied.tif"));
+    }
+}
+
+TEST(FormatModules, ATiffOfCieLabIsRefused) {
+    if (!isModuleBuilt("tiff")) {
+        SKIP_WITHOUT_PACKAGE("the module tiff was not built: its library is not installed");
+    }
+    const ScratchDirectory scratch;
+    for (const std::uint64_t photometric : {8, 9, 10}) {
+        for (const int bits : {8, 16}) {
+            std::ofstream("a.tif", std::ios::binary)
+                << madeTiff({1, 2, 3, 4, 5, 6}, bits, 1, {false, false, 3, false, photometric, 0});
+            EXPECT_EQ(readColors("a.tif").problem, ": its values are CIE L*a*b*, which is not read");
+            EXPECT_MAT_EQUAL(readPhotograph("a.tif").bgr, cv::imread("a.tif"));
+        }
+    }
 }
 
 TEST(FormatModules, ValuesOfATiffThatAreNotReadAreRefused) {

@@ -346,6 +346,13 @@ TEST_F(DarkroomProfiles, InksWithoutAProfileAreAWarning) {
     const std::string list = saveText("l.csv", "first,second\n" + inks + ',' + photo("cat.jpg") + '\n');
     expectDone({"batch", list, "-o", "batch.csv"});
     EXPECT_NE(contentOf(output("batch.csv")).find("CMYK or the like"), std::string::npos);
+    const std::string bytes = contentOf(inks);
+    const Outcome inPlace = darkroom({"adapt", inks, "--to", "d65", "--in-place"});
+    EXPECT_NE(inPlace.status, 0);
+    EXPECT_NE(inPlace.err.find("holds CMYK or the like, and its result would hold R, G, B; --output names a folder"),
+              std::string::npos)
+        << inPlace.err;
+    EXPECT_TRUE(contentOf(inks) == bytes);
 }
 
 // The chunk is told of once: by this program, not by its decoder too.

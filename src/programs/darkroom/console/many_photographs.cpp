@@ -207,6 +207,14 @@ void keepDepth(const FileDescription& photograph, const std::string& path, Image
                 output.depth = StoredDepth::words;
             }
             break;
+        case ImageFormat::tiff:
+            if (photograph.bits > 32 || (photograph.bits == 32 && !photograph.floats)) {
+                throw Refusal(
+                    fmt::format("--in-place: '{}' has values of {} bits, and its result would have floats of 32; "
+                                "--depth float agrees to it, --output names a folder",
+                                path, photograph.bits));
+            }
+            break;
         case ImageFormat::exr:
             if (photograph.bits == 32) {
                 output.depth = StoredDepth::floats;
@@ -257,6 +265,9 @@ void checkOwnFormat(const FileAccess& access, const std::string& path, ImageOutp
     }
     if (photograph.alpha.value_or(false)) {
         refuse("has an alpha channel, which would be lost");
+    }
+    if (photograph.otherChannels) {
+        refuse("holds CMYK or the like, and its result would hold R, G, B");
     }
     keepDepth(photograph, path, format, output);
 }
