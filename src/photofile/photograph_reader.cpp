@@ -252,6 +252,11 @@ void makeUpright(const PhotographContent& content, cv::Mat& image) {
     }
 }
 
+/// Has the counted colours converted. As floats: of bytes the profile would look for the distinct colours once more.
+void convertCounted(ColorReading& colors, RowReceiver& rows) {
+    rows.convert([&colors](const cv::Mat& bgr) { return colors.converted(toUnit(bgr)); });
+}
+
 /// Converts what is decoded. Of bytes, who counts colours converts these alone, in place of the pixels.
 /// @param stored  upright
 void takeConverted(ColorReading& colors, RowReceiver* rows, const cv::Mat& stored, PhotographRead& result) {
@@ -261,7 +266,7 @@ void takeConverted(ColorReading& colors, RowReceiver* rows, const cv::Mat& store
     }
     rows->begin(stored.size());
     rows->take(stored);
-    rows->convert([&colors](const cv::Mat& bgr) { return colors.converted(bgr); });
+    convertCounted(colors, *rows);
     result.bgr.release();
     result.rowsOf = stored.size();
 }
@@ -445,7 +450,7 @@ PhotographRead readCollecting(const std::string& name, PhotographValues values, 
                     decodedAs(found.otherColors ? PhotographValues::stored : values, path, header, std::move(room));
                 applyOrientation(header.orientation, result.bgr);
             } else if (found.otherColors) {
-                rows->convert([colors](const cv::Mat& bgr) { return colors->converted(bgr); });
+                convertCounted(*colors, *rows);
             }
             if (found.otherColors && !result.bgr.empty()) {
                 takeConverted(*colors, rows, cv::Mat(result.bgr), result);
