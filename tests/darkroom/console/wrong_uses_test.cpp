@@ -178,6 +178,8 @@ constexpr WrongUse wrongUses[] = {
     {"adapt a.png --to d65 -o x.png --name y.png", "--name: one photograph is given, and --output names its file"},
     {"adapt a.png --to d65 -o x.png --format png",
      "--format: the extension of 'x.png' gives the format; leave the option out"},
+    {"adapt a.png --to d65 -o /dev/full --format png",
+     "--format: it is for folders and for standard output (-), and '/dev/full' has no extension of a format"},
     {"adapt a.png --to d65 -o -",
      "--output: standard output has no name that tells the format; --format does, as in --format png"},
     {"adapt a.png --to d65 --in-place -o x.png", "--output excludes --in-place"},

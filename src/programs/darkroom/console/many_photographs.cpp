@@ -572,6 +572,10 @@ void checkSingle(const PhotographInputs& inputs, const ImageOutput& output) {
     if (!inputs.format.empty() && output.path.empty()) {
         throw Refusal("--format: there is no --output");
     }
+    if (!inputs.format.empty() && output.path != standardStream && imageFormatOf(output.path) == ImageFormat::unknown) {
+        throw Refusal("--format: it is for folders and for standard output (-), and '" + output.path +
+                      "' has no extension of a format");
+    }
     if (!inputs.format.empty() && output.path != standardStream) {
         throw Refusal("--format: the extension of '" + output.path + "' gives the format; leave the option out");
     }
