@@ -4,6 +4,7 @@
 #include "photofile/color_profile.hpp"
 #include "photofile/profile_tagging.hpp"
 #include "photofile/test_profiles.hpp"
+#include "support/made_tiff.hpp"
 #include "support/mat_matchers.hpp"
 #include "support/test_images.hpp"
 
@@ -307,34 +308,16 @@ TEST_F(DarkroomProfiles, WhatCannotBeUsedIsOneWarning) {
     EXPECT_EQ(expectDone({"compare", ofGrey, plain, "--ignore-profile"}).err, "");
 }
 
-/// A TIFF of one strip of four inks, 8 bits each, little-endian.
+/// A TIFF of four inks, 8 bits each.
 std::string cmykTiff() {
-    std::string tiff("II*\0\x08\0\0\0", 8);
-    const auto number = [&tiff](std::uint32_t value, int bytes) {
-        for (int k = 0; k < bytes; ++k) {
-            tiff += static_cast<char>(value >> (8 * k) & 0xFF);
-        }
-    };
-    constexpr std::uint32_t size = 16;
-    const std::uint32_t entries[][4] = {{256, 4, 1, size}, {257, 4, 1, size}, {258, 3, 4, 134},
-                                        {259, 3, 1, 1},    {262, 3, 1, 5},    {273, 4, 1, 142},
-                                        {277, 3, 1, 4},    {278, 4, 1, size}, {279, 4, 1, 4 * size * size},
-                                        {284, 3, 1, 1}};
-    number(std::size(entries), 2);
-    for (const auto& [tag, type, count, value] : entries) {
-        number(tag, 2);
-        number(type, 2);
-        number(count, 4);
-        number(value, 4);
+    std::vector<std::uint64_t> inks;
+    for (std::uint64_t pixel = 0; pixel < 256; ++pixel) {
+        inks.insert(inks.end(), {pixel, 255 - pixel, 40, 0});
     }
-    number(0, 4);
-    for (int k = 0; k < 4; ++k) {
-        number(8, 2);
-    }
-    for (std::uint32_t pixel = 0; pixel < size * size; ++pixel) {
-        number(pixel | (255 - pixel) << 8 | 40U << 16, 4);
-    }
-    return tiff;
+    TiffLayout layout;
+    layout.samples = 4;
+    layout.photometric = 5;
+    return madeTiff(inks, 8, 1, layout);
 }
 
 TEST_F(DarkroomProfiles, InksWithoutAProfileAreAWarning) {

@@ -2,6 +2,7 @@
 #include <likeness/color/unit_image.hpp>
 #include "darkroom/darkroom_program.hpp"
 #include "support/built_modules.hpp"
+#include "support/made_tiff.hpp"
 #include "support/mat_matchers.hpp"
 #include "support/needed_package.hpp"
 #include "support/process.hpp"
@@ -94,29 +95,6 @@ TEST_F(WrittenFormats, TheDepthFollowsTheInputUnlessAnotherIsAskedFor) {
     EXPECT_EQ(imageLeft("plain.png").depth(), CV_8U);
 }
 
-/// A TIFF of one grey pixel of 32 bits, little-endian.
-std::string wideTiff() {
-    constexpr std::uint32_t behind = 8 + 2 + 9 * 12 + 4;
-    const std::uint32_t entries[][4] = {{256, 4, 1, 1}, {257, 4, 1, 1}, {258, 3, 1, 32},
-                                        {259, 3, 1, 1}, {262, 3, 1, 1}, {273, 4, 1, behind},
-                                        {277, 3, 1, 1}, {278, 4, 1, 1}, {279, 4, 1, 4}};
-    std::string tiff("II*\0\x08\0\0\0\x09\0", 10);
-    const auto number = [&tiff](std::uint32_t value, int bytes) {
-        for (int k = 0; k < bytes; ++k) {
-            tiff += static_cast<char>(value >> (8 * k) & 0xFF);
-        }
-    };
-    for (const auto& [tag, type, count, value] : entries) {
-        number(tag, 2);
-        number(type, 2);
-        number(count, 4);
-        number(value, 4);
-    }
-    number(0, 4);
-    number(0x80000000U, 4);
-    return tiff;
-}
-
 TEST_F(WrittenFormats, ATiffHasTheDepthOfThePhotograph) {
     cv::Mat deep;
     cv::imread(bytes_).convertTo(deep, CV_16U, 257);
@@ -142,7 +120,7 @@ TEST_F(WrittenFormats, ATiffHasTheDepthOfThePhotograph) {
             EXPECT_MAT_EQUAL(cv::imread(path, cv::IMREAD_UNCHANGED), stored);
         }
     }
-    const std::string wide = saveText("wide.tif", wideTiff());
+    const std::string wide = saveText("wide.tif", madeTiff({0x80000000U}, 32, 1, {}));
     const std::string before = contentOf(wide);
     const Outcome refused = darkroom({"smooth", wide, "--radius", "0", "--eps", "0", "--in-place"});
     EXPECT_NE(refused.status, 0);
