@@ -425,7 +425,7 @@ TEST(FormatModules, ATiffOfCieLabIsRefused) {
         SKIP_WITHOUT_PACKAGE("the module tiff was not built: its library is not installed");
     }
     const ScratchDirectory scratch;
-    for (const std::uint64_t photometric : {8, 9, 10}) {
+    for (std::uint64_t photometric = 8; photometric <= 10; ++photometric) {
         for (const int bits : {8, 16}) {
             std::ofstream("a.tif", std::ios::binary)
                 << madeTiff({1, 2, 3, 4, 5, 6}, bits, 1, {false, false, 3, false, photometric, 0});
