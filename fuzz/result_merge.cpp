@@ -48,7 +48,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     for (std::uint64_t position = 1; position <= count; ++position) {
         ResultRecord record = testing::exampleRecord(position);
         record.pairs = count;
-        record.id = std::to_string(position) + choices.word();
+        record.id = std::to_string(position) + ":" + choices.word();  // 1 and "1" are not 11 and ""
         record.carried[0].text = choices.word();
         record.carried[1].text = choices.word();
         all.push_back(record);
