@@ -486,10 +486,12 @@ void readJpeg2000(HeaderBytes& file, ColorStatement& statement) {
         forEachBox(file, header.content, header.end, [&](const Box& box) {
             if (file.holds(box.at + 4, "ihdr")) {
                 statement.channels = file.big(box.content + 8, 2) < 3 ? StoredChannels::grey : StoredChannels::rgb;
-            } else if (file.holds(box.at + 4, "colr") && box.end != wholeFile && box.end > box.content + 3) {
+            } else if (file.holds(box.at + 4, "pclr")) {
+                statement.channels = StoredChannels::rgb;  // one channel of numbers of colours
+            } else if (!found && file.holds(box.at + 4, "colr") && box.end != wholeFile && box.end > box.content + 3) {
                 found = takeColors(box);
             }
-            return !found;
+            return true;
         });
         return false;
     });

@@ -311,7 +311,17 @@ TEST(ColorStatement, BoxesOfJpeg2000) {
     expectNothing(statementOf(withColorBox(jp2, colorBox(2, {}))));
     cv::Mat grey;
     cv::extractChannel(image, grey, 0);
-    EXPECT_EQ(statementOf(encoded(".jp2", grey)).channels, StoredChannels::grey);
+    const Bytes ofGrey = encoded(".jp2", grey);
+    EXPECT_EQ(statementOf(ofGrey).channels, StoredChannels::grey);
+    // A box of a palette behind that of the colours: cut out of the end of this.
+    Bytes behind = p3->icc();
+    const Bytes palette{0, 0, 0, 8, 'p', 'c', 'l', 'r'};
+    behind.insert(behind.end(), palette.begin(), palette.end());
+    Bytes ofPalette = withColorBox(ofGrey, colorBox(2, behind));
+    const std::string_view colr = "colr";
+    *(std::search(ofPalette.begin(), ofPalette.end(), colr.begin(), colr.end()) - 1) -= 8;
+    EXPECT_EQ(statementOf(ofPalette).channels, StoredChannels::rgb);
+    EXPECT_EQ(statementOf(ofPalette).icc, p3->icc());
 }
 
 /// A bitmap whose header has the fifth version, with a profile behind the pixels.
