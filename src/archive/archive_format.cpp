@@ -30,13 +30,28 @@ std::optional<double> numberOrNothing(const Json& json) {
     return json.is_null() ? std::nullopt : std::optional(json.get<double>());
 }
 
+/// The library casts a number of another kind or range to an int without a word.
+int integerOf(const Json& json, int least, int greatest) {
+    constexpr auto signedGreatest = static_cast<std::uint64_t>(std::numeric_limits<std::int64_t>::max());
+    if (!json.is_number_integer() || (json.is_number_unsigned() && json.get<std::uint64_t>() > signedGreatest)) {
+        throw std::out_of_range("no integer");
+    }
+    const auto number = json.get<std::int64_t>();
+    if (number < least || number > greatest) {
+        throw std::out_of_range("an integer out of its range");
+    }
+    return static_cast<int>(number);
+}
+
 template <typename Word>
 Word wordOf(const Json& json, Word greatest) {
-    const int number = json.get<int>();
-    if (number < 0 || number > static_cast<int>(greatest)) {
-        throw std::out_of_range("no such word");
+    return static_cast<Word>(integerOf(json, 0, static_cast<int>(greatest)));
+}
+
+void readEdges(const Json& json, std::array<int, sketchGroups - 1>& edges) {
+    for (std::size_t i = 0; i < edges.size(); ++i) {
+        edges[i] = integerOf(json.at(i), std::numeric_limits<int>::min(), std::numeric_limits<int>::max());
     }
-    return static_cast<Word>(number);
 }
 
 ComparisonModel modelOf(const Json& json) {
@@ -101,7 +116,7 @@ std::optional<ArchiveHead> headOf(std::string_view text) {
         if (json.contains("edges")) {
             GroupEdges edges;
             for (std::size_t k = 0; k < correlateNames.size(); ++k) {
-                edges[k] = json.at("edges").at(k).get<std::array<int, sketchGroups - 1>>();
+                readEdges(json.at("edges").at(k), edges[k]);
                 if (!std::is_sorted(edges[k].begin(), edges[k].end())) {
                     return std::nullopt;
                 }

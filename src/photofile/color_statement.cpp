@@ -497,11 +497,48 @@ void readJpeg2000(HeaderBytes& file, ColorStatement& statement) {
     });
 }
 
-/// The profile that the fifth version of the header may lead to.
+/// Whether the end points and exponents of a bitmap's header are none or those of sRGB. Some writers give X, Y, Z of the
+/// primaries, some x, y, z, and in either scale: their chromaticities are the same then, only the white is not told.
+bool bitmapIsSrgb(HeaderBytes& file, std::uint64_t endpoints) {
+    Chromaticities chromaticities = srgbChromaticities;
+    for (std::size_t primary = 0; primary < 3; ++primary) {
+        std::array<double, 3> xyz{};
+        for (std::size_t i = 0; i < xyz.size(); ++i) {
+            xyz[i] = static_cast<double>(file.little(endpoints + 4 * (3 * primary + i), 4));
+        }
+        const double sum = xyz[0] + xyz[1] + xyz[2];
+        if (sum > 0) {
+            chromaticities[2 + 2 * primary] = xyz[0] / sum;
+            chromaticities[3 + 2 * primary] = xyz[1] / sum;
+        }
+    }
+    bool exponents = true;
+    for (std::uint64_t at = endpoints + 36; at < endpoints + 48; at += 4) {
+        const double exponent = static_cast<double>(file.little(at, 4)) / 65536;
+        exponents &= exponent == 0 || std::abs(exponent - 2.2) <= 0.05 || std::abs(exponent - 1 / 2.2) <= 0.01;
+    }
+    return exponents && sameChromaticities(chromaticities, srgbChromaticities);
+}
+
+/// What the fourth version of the header says (BITMAPV4HEADER), and the profile that the fifth may lead to.
 void readBmp(HeaderBytes& file, ColorStatement& statement) {
     constexpr std::uint64_t header = 14;
+    constexpr std::uint64_t sizeOfFourth = 108;
     constexpr std::uint64_t sizeOfFifth = 124;
-    if (file.little(header, 4) >= sizeOfFifth && file.holds(header + 56, "DEBM")) {
+    constexpr std::uint64_t kind = header + 56;
+    const std::uint64_t size = file.little(header, 4);
+    if (size < sizeOfFourth || !file.good()) {
+        return;
+    }
+    if (file.holds(kind, "BGRs")) {
+        statement.saysSrgb = true;
+    } else if (file.holds(kind, "KNIL")) {
+        statement.problem = " is in another file, which is not read";
+    } else if (file.holds(kind, "\0\0\0\0"sv)) {
+        if (!bitmapIsSrgb(file, kind + 4) && file.good()) {
+            statement.problem = " (primaries and exponents of the header) is not read";
+        }
+    } else if (size >= sizeOfFifth && file.holds(kind, "DEBM")) {
         statement.channels = StoredChannels::rgb;
         takeProfile(file, header + file.little(header + 112, 4), file.little(header + 116, 4), statement);
     }

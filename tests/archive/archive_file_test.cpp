@@ -267,6 +267,29 @@ TEST_F(ArchiveFiles, HasItsHeadTwiceAndDoesWithoutItsList) {
     EXPECT_THROW(ArchiveFile(file("both")), ArchiveDamage);
 }
 
+TEST_F(ArchiveFiles, TakesNoNumberInItsHeadForAnInteger) {
+    const archive::ArchiveHead written = ArchiveFile(whole()).head();
+    const std::string text = archive::headText(written);
+    const auto readWith = [&text](const std::string& key, const std::string& number) {
+        const std::size_t begin = text.find("\"" + key + "\":") + key.size() + 3;
+        std::string changed = text;
+        const std::size_t at = changed.find_first_not_of('[', begin);
+        return archive::headOf(changed.replace(at, changed.find_first_of(",]}", at) - at, number));
+    };
+    ASSERT_TRUE(archive::headOf(text));
+    for (const std::string key : {"kind", "picture_white", "white_response", "black"}) {
+        EXPECT_TRUE(readWith(key, "0")) << key;
+        for (const char* const number : {"-1", "0.0", "1e60", "true", "4294967296", "18446744073709551615", "99"}) {
+            EXPECT_FALSE(readWith(key, number)) << key << number;
+        }
+    }
+    ASSERT_TRUE(written.edges);
+    EXPECT_TRUE(readWith("edges", "-2147483648"));
+    for (const char* const number : {"0.5", "-1e60", "-2147483649", "-4294967296", "false"}) {
+        EXPECT_FALSE(readWith("edges", number)) << number;
+    }
+}
+
 TEST_F(ArchiveFiles, NeverReadsOutsideAMappedFile) {
     writeMade(file("small"), {madePhotograph(0, 1), madePhotograph(1, 2), madePhotograph(2, 3)});
     const std::string bytes = contentOf(file("small"));

@@ -324,29 +324,36 @@ TEST(ColorStatement, BoxesOfJpeg2000) {
     EXPECT_EQ(statementOf(ofPalette).icc, p3->icc());
 }
 
+void putNumber(Bytes& bytes, std::size_t at, std::size_t value) {
+    for (std::size_t k = 0; k < 4; ++k) {
+        bytes[at + k] = static_cast<unsigned char>(value >> 8 * k);
+    }
+}
+
+constexpr std::size_t bitmapFileHeader = 14;
+
+/// A bitmap whose header is longer, with what is behind the pixels.
+Bytes bitmapOf(std::size_t headerSize, std::string_view kind, const Bytes& behind = {}) {
+    const Bytes plain = encoded(".bmp");
+    constexpr std::size_t info = 40;
+    Bytes bytes = part(plain, 0, bitmapFileHeader + info);
+    bytes.resize(bitmapFileHeader + headerSize);
+    const Bytes pixels = part(plain, bitmapFileHeader + info, plain.size());
+    putNumber(bytes, 2, bytes.size() + pixels.size() + behind.size());
+    putNumber(bytes, 10, bytes.size());
+    putNumber(bytes, bitmapFileHeader, headerSize);
+    std::copy(kind.begin(), kind.end(), bytes.begin() + bitmapFileHeader + 56);
+    bytes.insert(bytes.end(), pixels.begin(), pixels.end());
+    bytes.insert(bytes.end(), behind.begin(), behind.end());
+    return bytes;
+}
+
 /// A bitmap whose header has the fifth version, with a profile behind the pixels.
 Bytes bitmapWithProfile(const Bytes& icc) {
-    const Bytes plain = encoded(".bmp");
-    constexpr std::size_t fileHeader = 14;
-    constexpr std::size_t info = 40;
     constexpr std::size_t fifth = 124;
-    Bytes bytes = part(plain, 0, fileHeader + info);
-    bytes.resize(fileHeader + fifth);
-    const auto numberAt = [&bytes](std::size_t at, std::size_t value) {
-        for (std::size_t k = 0; k < 4; ++k) {
-            bytes[at + k] = static_cast<unsigned char>(value >> 8 * k);
-        }
-    };
-    const Bytes pixels = part(plain, fileHeader + info, plain.size());
-    numberAt(2, bytes.size() + pixels.size() + icc.size());
-    numberAt(10, bytes.size());
-    numberAt(fileHeader, fifth);
-    const std::string_view embedded = "DEBM";
-    std::copy(embedded.begin(), embedded.end(), bytes.begin() + fileHeader + 56);
-    numberAt(fileHeader + 112, fifth + pixels.size());
-    numberAt(fileHeader + 116, icc.size());
-    bytes.insert(bytes.end(), pixels.begin(), pixels.end());
-    bytes.insert(bytes.end(), icc.begin(), icc.end());
+    Bytes bytes = bitmapOf(fifth, "DEBM", icc);
+    putNumber(bytes, bitmapFileHeader + 112, bytes.size() - icc.size() - bitmapFileHeader);
+    putNumber(bytes, bitmapFileHeader + 116, icc.size());
     return bytes;
 }
 
@@ -357,6 +364,41 @@ TEST(ColorStatement, ABitmapMayLeadToAProfile) {
     EXPECT_EQ(statementOf(tagged).icc, icc);
     EXPECT_MAT_EQUAL(cv::imdecode(tagged, cv::IMREAD_COLOR), picture());
     EXPECT_EQ(statementOf(part(tagged, 0, tagged.size() - 1)).problem, " is cut off");
+}
+
+TEST(ColorStatement, PrimariesOfABitmapAreToldOf) {
+    const Bytes plain = bitmapOf(108, {"\0\0\0\0", 4});
+    EXPECT_MAT_EQUAL(cv::imdecode(plain, cv::IMREAD_COLOR), picture());
+    constexpr std::size_t first = bitmapFileHeader + 60;
+    // x, y, z of sRGB's primaries in one scale and X, Y, Z in the other; those of Display P3; exponents.
+    const auto withNumbers = [&plain](const std::array<double, 9>& endpoints, double scale, double exponent) {
+        Bytes bytes = plain;
+        for (std::size_t k = 0; k < endpoints.size(); ++k) {
+            putNumber(bytes, first + 4 * k, static_cast<std::size_t>(std::lround(endpoints[k] * scale)));
+        }
+        for (std::size_t k = 0; k < 3; ++k) {
+            putNumber(bytes, first + 36 + 4 * k, static_cast<std::size_t>(std::lround(exponent * 65536)));
+        }
+        return bytes;
+    };
+    constexpr std::array<double, 9> none{};
+    constexpr std::array<double, 9> srgb = {0.64, 0.33, 0.03, 0.3, 0.6, 0.1, 0.15, 0.06, 0.79};
+    constexpr std::array<double, 9> srgbXyz = {0.4124, 0.2126, 0.0193, 0.3576, 0.7152, 0.1192, 0.1805, 0.0722, 0.9505};
+    constexpr std::array<double, 9> p3 = {0.68, 0.32, 0, 0.265, 0.69, 0.045, 0.15, 0.06, 0.79};
+    const double large = std::ldexp(1.0, 30);
+    const std::vector<Bytes> ofSrgb = {plain, withNumbers(srgb, 65536, 2.2), withNumbers(srgbXyz, large, 1 / 2.2),
+                                       withNumbers(none, 1, 2.2), withNumbers(srgb, large, 0)};
+    for (const Bytes& bytes : ofSrgb) {
+        expectNothing(statementOf(bytes));
+    }
+    for (const Bytes& bytes : {withNumbers(p3, 65536, 2.2), withNumbers(p3, large, 0), withNumbers(srgb, large, 1),
+                               withNumbers(none, 1, 1.8)}) {
+        EXPECT_EQ(statementOf(bytes).problem, " (primaries and exponents of the header) is not read");
+    }
+    EXPECT_TRUE(statementOf(bitmapOf(108, "BGRs")).saysSrgb);
+    EXPECT_FALSE(statementOf(bitmapOf(108, " niW")).saysSrgb);
+    expectNothing(statementOf(bitmapOf(108, " niW")));
+    EXPECT_EQ(statementOf(bitmapOf(124, "KNIL")).problem, " is in another file, which is not read");
 }
 
 TEST(ColorStatement, AGammaOfARadianceFileIsToldOf) {
