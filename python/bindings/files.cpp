@@ -81,8 +81,8 @@ py::tuple read(const std::string& path, const std::string& profile, bool stored,
     }
     const py::object image =
         photograph.problem.empty() ? py::object(rgbArrayOf(std::move(photograph.bgr))) : py::object(py::none());
-    return py::make_tuple(image, photograph.problem, photograph.bits, photograph.floats, photograph.linear,
-                          std::string(use.originName()), use.description, warnings,
+    return py::make_tuple(image, photograph.problem, photograph.bits, photograph.floats,
+                          photograph.linear || use.linear, std::string(use.originName()), use.description, warnings,
                           weights.size().empty() ? py::object(py::none()) : py::object(arrayOf(weights.map().clone())));
 }
 

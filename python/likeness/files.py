@@ -38,7 +38,7 @@ class Photograph(NamedTuple):
     profile_origin: str
     """"embedded", "assumed", "ignored" or "none"."""
     is_linear: bool
-    """Whether the file's numbers are linear by definition."""
+    """Whether the file's numbers are linear by definition, or light of high dynamic range (PQ, HLG)."""
     remarks: tuple[str, ...]
     """What was said of the file."""
 

@@ -44,6 +44,15 @@ void readBasics(const ::JxlBasicInfo& basics, PhotographContent& content) {
     }
 }
 
+/// That of ITU-T H.273; 0, which none has, for primaries of the file's own and for another white than D65.
+int codePointOfPrimaries(const ::JxlColorEncoding& encoding) {
+    constexpr int displayP3 = 12;  // the library's number is that of the same primaries with the white of cinemas
+    return encoding.white_point != ::JXL_WHITE_POINT_D65  ? 0
+           : encoding.primaries == ::JXL_PRIMARIES_P3     ? displayP3
+           : encoding.primaries == ::JXL_PRIMARIES_CUSTOM ? 0
+                                                          : static_cast<int>(encoding.primaries);
+}
+
 void readColors(::JxlDecoder* decoder, const ::JxlPixelFormat& format, PhotographContent& content) {
     ::JxlColorEncoding encoding{};
     if (::JxlDecoderGetColorAsEncodedProfile(decoder, &format, ::JXL_COLOR_PROFILE_TARGET_DATA, &encoding) ==
@@ -51,8 +60,7 @@ void readColors(::JxlDecoder* decoder, const ::JxlPixelFormat& format, Photograp
         content.linear = encoding.transfer_function == ::JXL_TRANSFER_FUNCTION_LINEAR;
         if (encoding.transfer_function == ::JXL_TRANSFER_FUNCTION_PQ ||
             encoding.transfer_function == ::JXL_TRANSFER_FUNCTION_HLG) {
-            // Its numbers are those of ITU-T H.273: curves that are not read, whatever profile is made of them.
-            content.codePoints = {static_cast<int>(encoding.primaries), static_cast<int>(encoding.transfer_function)};
+            content.codePoints = {codePointOfPrimaries(encoding), static_cast<int>(encoding.transfer_function)};
             return;
         }
         constexpr double displayGamma = 1 / 2.2;

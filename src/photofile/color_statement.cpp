@@ -1,5 +1,6 @@
 #include "photofile/color_statement.hpp"
 
+#include "photofile/display_light.hpp"
 #include "photofile/header_bytes.hpp"
 
 #include <fmt/format.h>
@@ -185,6 +186,17 @@ void takeCodePoints(int primaries, int transfer, const char* where, ColorStateme
         case 13:
             found.description += ", sRGB curve";
             break;
+        case 16:
+            found.curve = {1};
+            found.light = LightCurve::pq;
+            found.description += ", PQ";
+            statement.luminanceOfOne = {referenceWhite, referenceWhite, referenceWhite};
+            break;
+        case 18:
+            found.curve = {1};
+            found.light = LightCurve::hlg;
+            found.description += ", HLG";
+            break;
         default:
             statement.problem =
                 fmt::format(" ({}) names the transfer characteristics {}, which are not read", where, transfer);
@@ -204,6 +216,7 @@ void readCodePoints(const Bytes& data, ColorStatement& statement) {
     takeCodePoints(data[0], data[1], "cICP", statement);
     if (statement.problem.empty() && (data[2] != 0 || data[3] != 1)) {
         statement.colorimetry.reset();
+        statement.luminanceOfOne.reset();
         statement.saysSrgb = false;
         statement.problem = " (cICP) names another matrix or range than those of R, G, B";
     }

@@ -32,11 +32,15 @@ using Chromaticities = std::array<double, 8>;
 /// IEC 61966-2-1; ITU-R BT.709 has the same.
 inline constexpr Chromaticities srgbChromaticities{0.3127, 0.3290, 0.64, 0.33, 0.30, 0.60, 0.15, 0.06};
 
+/// Curves of high dynamic range, ITU-R BT.2100-2: perceptual quantization and hybrid log-gamma.
+enum class LightCurve { none, pq, hlg };
+
 /// A space of R, G, B by its primaries and its curve.
 struct Colorimetry {
     Chromaticities chromaticities = srgbChromaticities;
-    EncodingCurve curve = srgbCurve;
+    EncodingCurve curve = srgbCurve;  ///< of the light, where it is one of those below
     std::string description;
+    LightCurve light = LightCurve::none;
 };
 
 /// What was found. At most one of `icc`, `colorimetry` and `problem` is there; none of them where the file says nothing
@@ -67,7 +71,7 @@ inline constexpr std::size_t mostProfileBytes = std::size_t{1} << 24;
 ColorStatement readColorStatement(const ByteSource& source, ImageFileFormat format);
 
 /// What coding-independent code points say (ITU-T H.273): colour primaries and transfer characteristics. Unspecified
-/// ones are taken for those of sRGB; what is not read is a problem.
+/// ones are taken for those of sRGB; what is not read is a problem. PQ tells the luminance of 1, which HLG does not.
 ColorStatement statementOfCodePoints(int primaries, int transfer);
 
 /// What the chromaticities of linear values say: nothing where they are those of sRGB; a problem where they span no

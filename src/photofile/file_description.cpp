@@ -46,7 +46,11 @@ void takeColors(const ProfileUse& use, FileDescription& description) {
     const bool other = use.origin != ProfileUse::Origin::none;
     description.otherChannels = use.otherChannels;
     description.profile = other ? use.description : "sRGB";
-    description.transfer = use.linear ? "linear" : other ? "that of the profile" : "sRGB";
+    description.transfer = use.light == LightCurve::pq    ? "PQ"
+                           : use.light == LightCurve::hlg ? "HLG"
+                           : use.linear                   ? "linear"
+                           : other                        ? "that of the profile"
+                                                          : "sRGB";
     for (const std::string& text : {use.warning(), use.remark()}) {
         if (!text.empty()) {
             description.remarks.push_back(text);

@@ -3,6 +3,7 @@
 #include <likeness/color/srgb_companding.hpp>
 #include <likeness/color/unit_image.hpp>
 #include "files/refusal.hpp"
+#include "photofile/display_light.hpp"
 
 #include <fmt/format.h>
 
@@ -97,12 +98,20 @@ std::string ProfileUse::remark() const {
         return profileRemark();
     }
     const std::string colors = profileRemark();
-    return fmt::format("its linear values are encoded for sRGB at an exposure of {} EV{}{}{}",
+    return fmt::format("its {} encoded for sRGB at an exposure of {} EV{}{}{}",
+                       light == LightCurve::none ? "linear values are" : "light of high dynamic range is",
                        exposure == 0 ? "0" : fmt::format("{:+g}", exposure), luminanceRemark(),
                        colors.empty() ? "" : "; ", colors);
 }
 
 std::string ProfileUse::luminanceRemark() const {
+    if (light == LightCurve::pq) {
+        return fmt::format("; {:.6g} cd/m2 is taken for white", whiteLuminance > 0 ? whiteLuminance : luminanceOfOne);
+    }
+    if (light == LightCurve::hlg) {
+        const std::string white = whiteLuminance > 0 ? fmt::format(" of {:.6g} cd/m2", whiteLuminance) : "";
+        return "; its reference white, three quarters of the signal, is taken for white" + white;
+    }
     if (luminanceOfOne > 0) {
         return whiteLuminance > 0
                    ? fmt::format("; it says that its 1 is {:.6g} cd/m2, and {:.6g} cd/m2 is taken for white",
@@ -166,10 +175,9 @@ bool ManagedColors::inspect(const ByteSource& source, const ImageHeader& header)
 
 bool ManagedColors::take(ColorStatement statement, bool linear, bool floats) {
     use_ = {};
-    use_.linear = linear;
-    use_.exposure = linear ? choice_.exposure : 0;
-    takeLuminance(statement);
     profile_ = nullptr;
+    colorimetry_ = statement.colorimetry.value_or(Colorimetry());
+    const std::optional<std::array<double, 3>> luminanceOfOne = statement.luminanceOfOne;
     const bool saysNothing =
         statement.icc.empty() && !statement.colorimetry && statement.problem.empty() && !statement.saysSrgb;
     use_.otherChannels = statement.channels == StoredChannels::others;
@@ -192,6 +200,10 @@ bool ManagedColors::take(ColorStatement statement, bool linear, bool floats) {
         use_.problem.clear();
         use_.fallsBack = false;
     }
+    use_.light = profile_ != nullptr ? colorimetry_.light : LightCurve::none;
+    use_.linear = linear || use_.light != LightCurve::none;
+    use_.exposure = use_.linear ? choice_.exposure : 0;
+    takeLuminance(luminanceOfOne);
     const bool hasNone = saysNothing || (!use_.problem.empty() && !use_.fallsBack) || choice_.ignore;
     if (hasNone && !linear && choice_.assumed != nullptr && !choice_.assumed->isSrgb()) {
         profile_ = choice_.assumed;
@@ -204,14 +216,14 @@ bool ManagedColors::take(ColorStatement statement, bool linear, bool floats) {
     return profile_ != nullptr || linear;
 }
 
-void ManagedColors::takeLuminance(const ColorStatement& statement) {
+void ManagedColors::takeLuminance(const std::optional<std::array<double, 3>>& luminanceOfOne) {
     scale_ = cv::Scalar::all(1);
     if (!use_.linear) {
         return;
     }
     use_.whiteLuminance = choice_.whiteLuminance;
-    if (statement.luminanceOfOne) {
-        const auto& [red, green, blue] = *statement.luminanceOfOne;
+    if (luminanceOfOne) {
+        const auto& [red, green, blue] = *luminanceOfOne;
         const cv::Vec3d luminances(0.2126, 0.7152, 0.0722);  // of linear R, G, B; IEC 61966-2-1
         use_.luminanceOfOne = red == green && green == blue ? red : luminances.dot(cv::Vec3d(red, green, blue));
         if (choice_.whiteLuminance > 0) {
@@ -224,7 +236,8 @@ cv::Mat ManagedColors::converted(const cv::Mat& stored) {
     if (!use_.linear) {
         return profile_->srgbFrom(stored);
     }
-    cv::Mat linear = toUnit(stored);
+    cv::Mat linear =
+        use_.light == LightCurve::none ? toUnit(stored) : displayLight(stored, use_.light, colorimetry_.chromaticities);
     if (scale_ != cv::Scalar::all(1)) {
         cv::Mat scaled;
         cv::multiply(linear, scale_, scaled);

@@ -5,6 +5,8 @@
 #include "photofile/part_choice.hpp"
 #include "photofile/photograph_reader.hpp"
 
+#include <array>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -39,10 +41,11 @@ struct ProfileUse {
     bool exifAdobeRgb = false;   ///< whether nothing but Exif data tells of the colours: that they are Adobe RGB
     bool loneGamma = false;      ///< whether nothing but an exponent of 1 / 2.2 says that the colours are sRGB
     bool bareFloats = false;     ///< whether it holds floats, and nothing says whether they are light or encoded
-    bool linear = false;         ///< whether the file holds linear values, which are encoded
-    double exposure = 0;         ///< of these, in EV
-    double luminanceOfOne = 0;   ///< of these, in cd/m2, of R = G = B = 1, where the file says it; else 0
-    double whiteLuminance = 0;   ///< in cd/m2, that stands for 1 in its place, where it was asked for
+    bool linear = false;         ///< whether the file holds linear values, or light by `light`, which are encoded
+    LightCurve light = LightCurve::none;  ///< that the file is encoded by, where it is of high dynamic range
+    double exposure = 0;                  ///< of these, in EV
+    double luminanceOfOne = 0;            ///< of these, in cd/m2, of R = G = B = 1, where the file says it; else 0
+    double whiteLuminance = 0;            ///< in cd/m2, that stands for 1 in its place, where it was asked for
 
     /// What is to be said of the file: "its colours are converted from its profile 'Display P3'"; empty for nothing.
     std::string remark() const;
@@ -76,11 +79,12 @@ public:
     void settle(std::vector<std::string>& remarks) const;
 
 private:
-    void takeLuminance(const ColorStatement& statement);
+    void takeLuminance(const std::optional<std::array<double, 3>>& luminanceOfOne);
 
     const ProfileChoice& choice_;
     ProfileUse use_;
     ColorProfile::Shared profile_;
+    Colorimetry colorimetry_;                ///< of the file, where it tells its colours without a profile
     cv::Scalar scale_ = cv::Scalar::all(1);  ///< of linear B, G, R
 };
 

@@ -333,6 +333,10 @@ void readWithModule(const std::string& path, PhotographValues values, std::uint6
                 takeConverted(*colors, rows, stored, result);
             } else {
                 result.bgr = asWanted(stored, content, statement, values);
+                if (colors == nullptr && statement.colorimetry && statement.colorimetry->light != LightCurve::none) {
+                    result.remarks.emplace_back(
+                        "it is encoded for high dynamic range, and its numbers are taken for those of sRGB");
+                }
             }
         }
     }

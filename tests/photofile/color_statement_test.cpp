@@ -185,10 +185,28 @@ TEST(ColorStatement, ThePrecedenceOfPng) {
     EXPECT_FALSE(statementOf(plain).colorimetry.has_value());
 }
 
-// High dynamic range by the code points, and for readers that do not know them something else.
+TEST(ColorStatement, CodePointsOfHighDynamicRange) {
+    const Bytes png = encoded(".png");
+    const ColorStatement pq = statementOf(withPngChunk(png, "cICP", {9, 16, 0, 1}));
+    ASSERT_TRUE(pq.colorimetry);
+    EXPECT_EQ(pq.colorimetry->light, LightCurve::pq);
+    EXPECT_EQ(pq.colorimetry->description, "BT.2020 primaries, PQ");
+    ASSERT_TRUE(pq.luminanceOfOne);
+    EXPECT_EQ((*pq.luminanceOfOne)[0], 203);
+    const ColorStatement hlg = statementOf(withPngChunk(png, "cICP", {12, 18, 0, 1}));
+    ASSERT_TRUE(hlg.colorimetry);
+    EXPECT_EQ(hlg.colorimetry->light, LightCurve::hlg);
+    EXPECT_EQ(hlg.colorimetry->description, "Display P3 primaries, HLG");
+    EXPECT_FALSE(hlg.luminanceOfOne);
+    const ColorStatement narrow = statementOf(withPngChunk(png, "cICP", {9, 16, 0, 0}));
+    EXPECT_FALSE(narrow.colorimetry || narrow.luminanceOfOne);
+    EXPECT_EQ(narrow.problem, " (cICP) names another matrix or range than those of R, G, B");
+}
+
+// New curves by the code points, and for readers that do not know them something else.
 TEST(ColorStatement, CodePointsThatAreNotReadGiveWayToWhatElseThereIs) {
-    const std::string problem = " (cICP) names the transfer characteristics 16, which are not read";
-    const auto withCodePoints = [](const Bytes& png) { return withPngChunk(png, "cICP", {9, 16, 0, 1}); };
+    const std::string problem = " (cICP) names the transfer characteristics 10, which are not read";
+    const auto withCodePoints = [](const Bytes& png) { return withPngChunk(png, "cICP", {9, 10, 0, 1}); };
     Bytes tagged = encoded(".png");
     tagPng(tagged, *ColorProfile::named("prophoto"));
     const ColorStatement ofProfile = statementOf(withCodePoints(tagged));
@@ -213,8 +231,8 @@ TEST(ColorStatement, WhatAPngHasWrongIsTold) {
     EXPECT_EQ(statementOf(withPngChunk(png, "cHRM", flat)).problem, " (cHRM) has primaries that span no colours");
     EXPECT_EQ(statementOf(withPngChunk(png, "iCCP", {'a', 0, 0, 1, 2, 3})).problem, " (iCCP) cannot be unpacked");
     EXPECT_EQ(statementOf(withPngChunk(png, "iCCP", {'a', 'b'})).problem, " (iCCP) is malformed");
-    EXPECT_EQ(statementOf(withPngChunk(png, "cICP", {9, 16, 0, 1})).problem,
-              " (cICP) names the transfer characteristics 16, which are not read");
+    EXPECT_EQ(statementOf(withPngChunk(png, "cICP", {9, 10, 0, 1})).problem,
+              " (cICP) names the transfer characteristics 10, which are not read");
     Bytes damaged = withPngChunk(png, "gAMA", numbers({100000}));
     damaged[44] ^= 1;
     EXPECT_EQ(statementOf(damaged).problem, " has a wrong checksum or is cut off");

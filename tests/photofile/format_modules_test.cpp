@@ -4,6 +4,7 @@
 #include <likeness/color/srgb_companding.hpp>
 #include <likeness/color/unit_image.hpp>
 #include <likeness/comparison/analysis.hpp>
+#include "photofile/display_light.hpp"
 #include "photofile/managed_colors.hpp"
 #include "photofile/photograph_reader.hpp"
 #include "support/built_modules.hpp"
@@ -109,6 +110,28 @@ TEST(FormatModules, DeepAvifUsesTheWholeRange) {
     EXPECT_EQ(read.bits, 10);
     // Rounding to 10 bits and back; the coder's own loss is below a step of them.
     EXPECT_MAT_NEAR(toUnit(read.bgr), toUnit(deepPhotograph()), Tolerance{.absolute = 2.0 / 1023});
+}
+
+TEST(FormatModules, AvifOfHighDynamicRangeIsItsLight) {
+    const ScratchDirectory scratch;
+    cv::imwrite("a.png", deepPhotograph());
+    for (const auto& [points, light] : {std::pair("9/16/9", LightCurve::pq), std::pair("9/18/9", LightCurve::hlg)}) {
+        REQUIRE_TOOL("heif",
+                     {"avifenc", "-d", "12", "-y", "444", "--min", "0", "--max", "0", "--cicp", points, "-r", "full",
+                      "a.png", "a.avif"},
+                     "a.avif");
+        const Colorimetry wide{{0.3127, 0.3290, 0.708, 0.292, 0.170, 0.797, 0.131, 0.046}, {1}, "wide", light};
+        const cv::Mat shown =
+            ColorProfile::ofColorimetry(wide)->srgbFrom(displayLight(deepPhotograph(), light, wide.chromaticities));
+        const PhotographRead read = readColors("a.avif");
+        ASSERT_EQ(read.problem, "");
+        ASSERT_EQ(read.bgr.depth(), CV_32F);
+        // The curve is steep: a step of 12 bits is up to some per cent of the light.
+        EXPECT_LT(cv::norm(read.bgr, shown, cv::NORM_L1) / static_cast<double>(3 * shown.total()), 0.01);
+        const PhotographRead asNumbers = readPhotograph("a.avif");
+        EXPECT_EQ(asNumbers.remarks.back(),
+                  "it is encoded for high dynamic range, and its numbers are taken for those of sRGB");
+    }
 }
 
 /// The same file without what its boxes tell of colours.

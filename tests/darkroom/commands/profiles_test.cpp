@@ -1,7 +1,10 @@
 // Colour profiles of photographs, as the subcommands honour and write them.
+#include <likeness/color/srgb_companding.hpp>
+#include <likeness/color/unit_image.hpp>
 #include <likeness/comparison/photograph_comparison.hpp>
 #include "darkroom/darkroom_program.hpp"
 #include "photofile/color_profile.hpp"
+#include "photofile/display_light.hpp"
 #include "photofile/profile_tagging.hpp"
 #include "photofile/test_profiles.hpp"
 #include "support/made_tiff.hpp"
@@ -378,29 +381,84 @@ TEST_F(DarkroomProfiles, WhatIsWrongWithAPngIsToldOnce) {
                                   "sRGB\n");
 }
 
+/// A PNG with code points, in front of what else it says of its colours.
+std::string withCodePoints(std::string png, std::string_view points) {
+    std::string chunk("\0\0\0\4cICP", 8);
+    chunk += points;
+    const auto sum =
+        static_cast<std::uint32_t>(::crc32(0, reinterpret_cast<const unsigned char*>(chunk.data() + 4), 8));
+    for (int shift = 24; shift >= 0; shift -= 8) {
+        chunk += static_cast<char>(sum >> shift & 0xFF);
+    }
+    return png.insert(33, chunk);
+}
+
 TEST_F(DarkroomProfiles, CodePointsThatAreNotReadAreAWarning) {
     const cv::Mat picture = examplePhotograph("cat.jpg")(cv::Rect(20, 20, 60, 50)).clone();
     const ColorProfile::Shared p3 = ColorProfile::named("display-p3");
     const std::string tagged = saveTagged("p3.png", picture, *p3);
-    std::string png = contentOf(tagged);
-    // BT.2020 primaries, PQ; the checksum of type and data stands behind them.
-    const std::string chunk("\0\0\0\4cICP\x09\x10\0\1", 12);
-    const auto sum =
-        static_cast<std::uint32_t>(::crc32(0, reinterpret_cast<const unsigned char*>(chunk.data() + 4), 8));
-    std::string whole = chunk;
-    for (int shift = 24; shift >= 0; shift -= 8) {
-        whole += static_cast<char>(sum >> shift & 0xFF);
-    }
-    png.insert(33, whole);
-    const std::string both = saveText("both.png", png);
+    // BT.2020 primaries, a logarithmic curve.
+    const std::string both = saveText("both.png", withCodePoints(contentOf(tagged), {"\x09\x0A\0\1", 4}));
     const Outcome outcome = expectDone({"compare", both, tagged});
     EXPECT_EQ(outcome.out, "1,1,1,1,1\n");
     EXPECT_EQ(outcome.err, "darkroom compare: warning: '" + both +
-                               "': its colour profile (cICP) names the transfer characteristics 16, which are not "
+                               "': its colour profile (cICP) names the transfer characteristics 10, which are not "
                                "read: what else the file says of its colours is taken\ndarkroom compare: '" +
                                both +
                                "': its colours are converted from its profile 'Display P3'\ndarkroom compare: '" +
                                tagged + "': its colours are converted from its profile 'Display P3'\n");
+}
+
+TEST_F(DarkroomProfiles, HighDynamicRangeIsItsLight) {
+    const cv::Mat picture = examplePhotograph("cat.jpg")(cv::Rect(20, 20, 60, 50)).clone();
+    const std::string plain = save("plain.png", picture);
+    // The PQ signals that show the picture with its white at 203 cd/m2: the inverse of what is read, by bisection.
+    const cv::Mat encoded = toUnit(picture);
+    cv::Mat linear(encoded.size(), CV_32FC3);
+    for (int i = 0; i < encoded.rows; ++i) {
+        sRGBInverseCompandingOfRow(encoded.ptr<float>(i), linear.ptr<float>(i),
+                                   3 * static_cast<std::size_t>(encoded.cols));
+    }
+    cv::Mat low(linear.size(), CV_32FC3, cv::Scalar::all(0));
+    cv::Mat high(linear.size(), CV_32FC3, cv::Scalar::all(1));
+    for (int step = 0; step < 24; ++step) {
+        const cv::Mat middle = (low + high) / 2;
+        const cv::Mat below = displayLight(middle, LightCurve::pq, srgbChromaticities) < linear;
+        middle.copyTo(low, below);
+        middle.copyTo(high, ~below);
+    }
+    cv::Mat words;
+    high.convertTo(words, CV_16U, 65535);
+    const std::string pq = saveText("pq.png", withCodePoints(contentOf(save("pq16.png", words)), {"\1\x10\0\1", 4}));
+    const Outcome compared = expectDone({"compare", pq, plain});
+    EXPECT_EQ(compared.err, "darkroom compare: '" + pq +
+                                "': its light of high dynamic range is encoded for sRGB at an exposure of 0 EV; 203 "
+                                "cd/m2 is taken for white; its colours are converted from its profile 'BT.709 "
+                                "primaries, PQ'\n");
+    std::istringstream numbers(compared.out);
+    for (std::string number; std::getline(numbers, number, ',');) {
+        EXPECT_GT(std::stod(number), 0.995) << compared.out;
+    }
+    EXPECT_EQ(expectDone({"compare", pq, plain, "--ignore-profile"}).err,
+              "darkroom compare: '" + pq + "': its profile 'BT.709 primaries, PQ' is ignored\n");
+    // Half as much light, by the exposure or by the luminance of the white.
+    const auto underModel = [&](const std::vector<std::string>& options) {
+        std::vector<std::string> arguments{"compare", pq, plain, "--model", "ciecam16", "--quiet"};
+        arguments.insert(arguments.end(), options.begin(), options.end());
+        return expectDone(arguments).out;
+    };
+    const std::string half = underModel({"--white-luminance", "406"});
+    EXPECT_EQ(underModel({"--adapting-luminance", "81.2", "--exposure", "-1"}), half);
+    EXPECT_NE(underModel({"--adapting-luminance", "81.2"}), half);
+    EXPECT_NE(expectDone({"info", pq}).out.find("transfer curve: PQ"), std::string::npos);
+    const std::string hlg = saveText("hlg.png", withCodePoints(contentOf(plain), {"\1\x12\0\1", 4}));
+    EXPECT_EQ(
+        expectDone({"compare", hlg, plain}).err,
+        "darkroom compare: '" + hlg +
+            "': its light of high dynamic range is encoded for sRGB at an exposure of 0 EV; its reference white, "
+            "three quarters of the signal, is taken for white; its colours are converted from its profile 'BT.709 "
+            "primaries, HLG'\n");
+    EXPECT_NE(expectDone({"info", hlg}).out.find("transfer curve: HLG"), std::string::npos);
 }
 
 TEST_F(DarkroomProfiles, PicturesSayThatTheyAreSrgb) {
