@@ -169,6 +169,9 @@ FileDescription describeFile(const FileAccess& access, const std::string& name) 
     takeColors(colors.use(), description);
     takeNotes(path, description);
     takeOrientation(source, header, description);
+    if (description.problem.empty() && !header.unread.empty()) {
+        description.problem = ": " + header.unread;
+    }
     if (isCutOff(source, header, file.size())) {
         description.problem = ": it is cut off at byte " + std::to_string(file.size());
     }

@@ -583,12 +583,23 @@ void readRadiance(HeaderBytes& file, ImageHeader& header) {
     header.floats = true;
     header.bits = 32;
     HeaderText text(file, 0);
-    while (!text.ended() && !text.line().empty()) {
+    for (std::string line = text.line(); !line.empty(); line = text.line()) {
+        if (line.rfind("FORMAT=32-bit_rle_xyze", 0) == 0) {
+            header.unread = "its values are X, Y, Z (FORMAT=32-bit_rle_xyze), and only R, G, B are read";
+        }
     }
+    std::string directions;
     for (int side = 0; side < 2; ++side) {
         const std::string direction = text.word();
         const std::uint64_t length = text.number();
-        (direction.size() == 2 && direction[1] == 'Y' ? header.height : header.width) = length;
+        const bool isDirection =
+            direction.size() == 2 && (direction[0] == '-' || direction[0] == '+') && direction.find_first_of("XY") == 1;
+        (isDirection && direction[1] == 'Y' ? header.height : header.width) = length;
+        directions += isDirection ? direction : "?";
+    }
+    if (directions != "-Y+X" && directions.find('?') == std::string::npos && header.unread.empty()) {
+        header.unread = "its rows are stored in the order " + directions.substr(0, 2) + " " + directions.substr(2) +
+                        ", and only -Y +X is read";
     }
 }
 

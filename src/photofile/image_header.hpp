@@ -4,6 +4,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <functional>
+#include <string>
 
 namespace likeness {
 
@@ -46,6 +47,8 @@ struct ImageHeader {
     bool misread = false;  ///< of a TIFF: whether the image library takes its values for others, or cannot read them
     bool toldOf = false;  ///< of a TIFF: whether it reads them, but does not tell what they are: CIE L*a*b*, or colours
                           ///< multiplied by alpha
+
+    std::string unread;  ///< why a variant of a format is not read; empty where it is, or where only decoding tells
 
     int orientation = 0;  ///< to be applied by who reads it with this header; never found in it
 

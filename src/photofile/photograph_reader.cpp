@@ -71,6 +71,9 @@ std::string undecodable(const std::string& path, const ImageHeader& header) {
     if (isCutOff(file.source(), header, file.size())) {
         return ": it is cut off at byte " + std::to_string(file.size());
     }
+    if (!header.unread.empty()) {
+        return ": " + header.unread;
+    }
     return std::string(": it begins as ") + nameOf(header.format) + ", but its content cannot be decoded";
 }
 

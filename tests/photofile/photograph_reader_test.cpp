@@ -115,6 +115,27 @@ TEST(PhotographReader, EncodesTheLinearValuesOfRadianceFiles) {
     EXPECT_EQ(readPhotograph("a.hdr").bgr.at<cv::Vec3b>(2, 3), cv::Vec3b(64, 255, 255));  // as they are
 }
 
+TEST(PhotographReader, TellsWhichVariantsOfRadianceAreNotRead) {
+    const ScratchDirectory scratch;
+    cv::imwrite("a.hdr", cv::Mat(40, 50, CV_32FC3, cv::Scalar(0.25, 1, 4)));
+    const std::string whole = contentOf("a.hdr");
+    const auto problemWith = [&whole](const std::string& text, const std::string& other) {
+        std::string changed = whole;
+        const std::size_t at = changed.find(text);
+        EXPECT_NE(at, std::string::npos) << text;
+        std::ofstream("b.hdr", std::ios::binary) << changed.replace(at, text.size(), other);
+        return readPhotograph("b.hdr").problem;
+    };
+    EXPECT_EQ(problemWith("-Y 40 +X 50", "-Y 40 +X 50"), "");
+    EXPECT_EQ(problemWith("32-bit_rle_rgbe", "32-bit_rle_xyze"),
+              ": its values are X, Y, Z (FORMAT=32-bit_rle_xyze), and only R, G, B are read");
+    EXPECT_EQ(problemWith("-Y 40 +X 50", "+Y 40 +X 50"),
+              ": its rows are stored in the order +Y +X, and only -Y +X is read");
+    EXPECT_EQ(problemWith("-Y 40 +X 50", "+X 50 -Y 40"),
+              ": its rows are stored in the order +X -Y, and only -Y +X is read");
+    EXPECT_EQ(problemWith("-Y 40 +X 50", "-Z 40 +X 50"), ": it begins as Radiance, but its content cannot be decoded");
+}
+
 TEST(PhotographReader, SixteenBitsAreFloatsWhereBytesOrFloatsAreAskedFor) {
     const ScratchDirectory scratch;
     cv::Mat words;
