@@ -53,6 +53,9 @@ Inspected inspect(const std::string& path, std::uint64_t mostPixels, ColorReadin
     // What the first directory of a raw file tells is the size of a preview.
     if (!header.cameraRaw && exceeds(header.width, header.height, mostPixels)) {
         result.problem = ": " + tooManyPixels(header.width, header.height, mostPixels);
+    } else if (header.format == ImageFileFormat::png && isCutOff(source, header, file.size())) {
+        // Its decoder takes the room that a chunk asks for, up to 2 GiB, before it finds that it is not there.
+        result.problem = ": it is cut off at byte " + std::to_string(file.size());
     } else if (colors != nullptr) {
         found.otherColors = colors->inspect(source, header);
     }

@@ -7,6 +7,7 @@
 #include "support/scratch_directory.hpp"
 
 #include <gtest/gtest.h>
+#include <opencv2/imgcodecs.hpp>
 
 #include <sys/resource.h>
 #include <fstream>
@@ -139,6 +140,24 @@ TEST(HugeHeaders, OfCameraRawFilesAreThoseOfTheRawValues) {
     EXPECT_EQ(readPhotograph("a.dng", PhotographValues::stored, 80 * 48 - 1).problem,
               ": it is 80 x 48 pixels, and the limit (--max-pixels) is 3839 in all");
     EXPECT_EQ(readPhotograph("a.dng", PhotographValues::stored, 80 * 48).problem, "");
+}
+
+TEST(HugeHeaders, AChunkThatIsNotThereTakesNoMemory) {
+    const ScratchDirectory scratch;
+    std::vector<unsigned char> bytes;
+    ASSERT_TRUE(cv::imencode(".png", cv::Mat(16, 24, CV_8UC3, cv::Scalar(1, 2, 3)), bytes));
+    std::string png(bytes.begin(), bytes.end());
+    png.replace(png.size() - 12, 8, std::string("\x52\x4E\x53\x14tEXt", 8));  // 1.4 GB of text in place of the end
+    // The image library complains of another chunk, so that it is asked once the reader of these files gave up.
+    png.insert(33, std::string("\0\0\0\2bKGD\1\2\3\4\5\6", 14));
+    std::ofstream("a.png", std::ios::binary) << png;
+    ::rusage before{};
+    ::getrusage(RUSAGE_SELF, &before);
+    EXPECT_EQ(readPhotograph("a.png").problem, ": it is cut off at byte " + std::to_string(png.size()));
+    ::rusage after{};
+    ::getrusage(RUSAGE_SELF, &after);
+    constexpr long mostKilobytes = 256 * 1024;
+    EXPECT_LT(after.ru_maxrss - before.ru_maxrss, mostKilobytes);
 }
 
 }  // namespace
