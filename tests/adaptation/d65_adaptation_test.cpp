@@ -1,5 +1,6 @@
 #include <likeness/adaptation/d65_adaptation.hpp>
 
+#include "adaptation/adaptation_steps.hpp"
 #include "reference/adaptation_reference.hpp"
 #include "support/mat_matchers.hpp"
 #include "support/test_images.hpp"
@@ -104,6 +105,25 @@ TEST(D65Adaptation, IsTheLiteralVersion) {
         reference::iCAMCATByD65(expected, expected);
         actual = image.clone();
         iCAMCATByD65(actual, actual, spare);
+        EXPECT_MAT_EQUAL(actual, expected);
+    }
+}
+
+TEST(D65Adaptation, OfOneWhiteIsThatOfAnImageOfIt) {
+    const cv::Vec3f white(0.7F, 0.9F, 1.1F);
+    for (const auto& [name, image] : images()) {
+        SCOPED_TRACE(name);
+        cv::Mat whites(image.size(), CV_32FC3, cv::Scalar(cv::Vec3d(white)));
+        cv::Mat spare = image.clone();
+        cv::Mat expected = image.clone();
+        iCAMCATByD65(expected, whites, spare);
+        cv::Mat actual = image.clone();
+        scaleToD65(actual, white);
+        EXPECT_MAT_EQUAL(actual, expected);
+        expected = image.clone();
+        inverseCATByD65(expected, whites, spare);
+        actual = image.clone();
+        scaleFromD65(actual, white);
         EXPECT_MAT_EQUAL(actual, expected);
     }
 }

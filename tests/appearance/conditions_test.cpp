@@ -53,5 +53,25 @@ TEST(Conditions, ChecksRanges) {
     refused([](ViewingConditions& c) { c.surround.induction = 3; });
 }
 
+TEST(Conditions, AreEqualInEverything) {
+    const ViewingConditions one;
+    EXPECT_TRUE(one == ViewingConditions());
+    const auto differs = [&one](auto change) {
+        ViewingConditions other;
+        change(other);
+        EXPECT_FALSE(one == other);
+        EXPECT_FALSE(other == one);
+    };
+    differs([](ViewingConditions& c) { c.white.x += 1; });
+    differs([](ViewingConditions& c) { c.white.y += 1; });
+    differs([](ViewingConditions& c) { c.white.z += 1; });
+    differs([](ViewingConditions& c) { c.adaptingLuminance += 1; });
+    differs([](ViewingConditions& c) { c.background = c.background.value_or(0) + 1; });
+    differs([](ViewingConditions& c) { c.surround.adaptation -= 0.1; });
+    differs([](ViewingConditions& c) { c.surround.impact -= 0.1; });
+    differs([](ViewingConditions& c) { c.surround.induction -= 0.1; });
+    differs([](ViewingConditions& c) { c.discounting = !c.discounting; });
+}
+
 }  // namespace
 }  // namespace likeness::testing

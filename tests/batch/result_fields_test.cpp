@@ -70,6 +70,7 @@ constexpr Wrong wrongValues[] = {
     {"id", "12", "'id' is no text"},
     {"version", "null", "'version' is no text"},
     {"status", "\"failed\"", "not a complete result record of schema 2"},
+    {"status", "\"fine\"", "not a complete result record of schema 2"},
     {"error", "false", "'error' is no text"},
 };
 

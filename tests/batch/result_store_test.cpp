@@ -296,6 +296,18 @@ TEST(JsonDepth, IsBounded) {
     EXPECT_TRUE(nestsTooDeep("\"\\\\\"" + std::string(65, '[')));
 }
 
+TEST(ResultFormats, AreThoseOfTheExtension) {
+    for (const char* const name : {"a.db", "a.sqlite", "b/a.sqlite3"}) {
+        EXPECT_EQ(resultFormatOf("--output", name), ResultFormat::sqlite) << name;
+    }
+    EXPECT_EQ(resultFormatOf("--output", "a.jsonl"), ResultFormat::jsonLines);
+    EXPECT_EQ(resultFormatOf("--output", "a.ndjson"), ResultFormat::jsonLines);
+    EXPECT_EQ(resultFormatOf("--output", "a.csv"), ResultFormat::csv);
+    for (const char* const name : {"a.txt", "a", "sqlite", "a.db.gz"}) {
+        EXPECT_THROW(resultFormatOf("--output", name), Refusal) << name;
+    }
+}
+
 TEST(OutputLock, ExcludesAndIsGivenBack) {
     const ScratchDirectory scratch;
     {

@@ -46,6 +46,8 @@ TEST(Illuminants, DaylightRunsThroughD50D55AndD65) {
     }
     // The two branches meet at 7000 K.
     EXPECT_NEAR(daylightChromaticity(7000).x, daylightChromaticity(7000.001).x, 1e-4);
+    EXPECT_NO_THROW(daylightChromaticity(4000));
+    EXPECT_NO_THROW(daylightChromaticity(25000));
     EXPECT_THROW(daylightChromaticity(3999), std::invalid_argument);
     EXPECT_THROW(daylightChromaticity(25001), std::invalid_argument);
     EXPECT_THROW(daylightChromaticity(NAN), std::invalid_argument);

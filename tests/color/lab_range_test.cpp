@@ -34,5 +34,15 @@ TEST(LabRange, IsTheLiteralVersion) {
     }
 }
 
+TEST(LabRange, IntegersStandForTheirScale) {
+    const cv::Mat bytes(2, 3, CV_8UC3, cv::Scalar(255, 128, 0));
+    cv::Mat words;
+    bytes.convertTo(words, CV_16U, 257);
+    const cv::Mat expected(2, 3, CV_32FC3, cv::Scalar(100, 0, -128));
+    EXPECT_MAT_NEAR(labFromLab255(bytes), expected, {.absolute = 2e-5});
+    EXPECT_MAT_NEAR(labFromLab255(words), expected, {.absolute = 2e-5});
+    EXPECT_TRUE(labFromLab255(cv::Mat(0, 0, CV_16UC3)).empty());
+}
+
 }  // namespace
 }  // namespace likeness

@@ -107,6 +107,7 @@ TEST(PixelWeights, RefuseRegionsWithoutPixels) {
         EXPECT_THROW(PixelWeights::ofRegions({10, 8}, {region}), std::invalid_argument);
     }
     EXPECT_THROW(PixelWeights::ofRegions({10, 8}, {rectangle(0, 0, 0, 3)}), std::invalid_argument);
+    EXPECT_THROW(PixelWeights::ofRegions({10, 8}, {rectangle(0, 0, 3, 0)}), std::invalid_argument);
     EXPECT_THROW(PixelWeights::ofRegions({10, 8}, {rectangle(0, std::nan(""), 1, 3)}), std::invalid_argument);
     EXPECT_THROW(PixelWeights::ofRegions({10, 8}, {}), std::invalid_argument);
     EXPECT_THROW(PixelWeights::ofRegions({0, 0}, {rectangle(0, 0, 1, 1)}), std::invalid_argument);

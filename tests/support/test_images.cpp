@@ -93,6 +93,7 @@ std::vector<NamedImage> floatImages(int channels, float low, float high) {
         {"1 x 1", randomImage({1, 1}, channels, low, high, 3)},
         {"1 x 301", randomImage({301, 1}, channels, low, high, 4)},
         {"301 x 1", randomImage({1, 301}, channels, low, high, 5)},
+        {"several pieces", randomImage({5003, 2}, channels, low, high, 6)},
     };
     images.push_back({"rows with gaps", withGaps(images.front().image)});
     return images;
