@@ -303,6 +303,20 @@ TEST(ComparisonModel, ContinuousBlackIsADarkGray) {
     }
 }
 
+TEST(ComparisonModel, WithoutABackgroundAPublishedModelHasGrayOf20) {
+    const cv::Mat photograph = testing::randomPhotograph({20, 20}, 7);
+    ComparisonModel model;
+    model.kind = AppearanceModelKind::ciecam16;
+    model.conditions.background.reset();
+    const AppearanceDistributions without = analyze(photograph, under(model)).distributions();
+    model.conditions.background = 20;
+    const AppearanceDistributions gray = analyze(photograph, under(model)).distributions();
+    model.conditions.background = 21;
+    const AppearanceDistributions other = analyze(photograph, under(model)).distributions();
+    EXPECT_EQ(without.lightness, gray.lightness);
+    EXPECT_NE(without.lightness, other.lightness);
+}
+
 TEST(ComparisonModel, ABackgroundOfANumberDoesNotDrift) {
     const cv::Mat small = testing::randomPhotograph({20, 20}, 7);
     cv::Mat large;

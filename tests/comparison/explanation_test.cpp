@@ -62,6 +62,8 @@ TEST(Explanation, SentencesAreMadeOfTheNumbers) {
         "its mean is 2 lower; 62.5 % of its pixels are below everything in the first; 25 % of the first's pixels "
         "are above everything in it. Costliest bins: fewer at 12 (25 % of the first, 0 % of the second), more at 8 "
         "(0 % of the first, 25 % of the second).");
+    const BinProbabilities higher = {{10, 0.25F}, {11, 0.25F}, {12, 0.5F}};
+    EXPECT_NE(sentenceOf(distributionChange(first, higher), 1).find("its mean is 0.25 higher"), std::string::npos);
     EXPECT_EQ(sentenceOf(distributionChange(first, first), 0),
               "brightness Q: the two distributions are equal (median 11).");
     EXPECT_EQ(sentenceOf(distributionChange({}, first), 2), "chroma C: a photograph has no pixel with a value.");

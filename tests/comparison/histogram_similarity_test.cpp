@@ -171,6 +171,21 @@ TEST(BinCounts, TurnIntoFloatsThatAreCountedUpAndDivideByAnInt) {
     EXPECT_EQ(counted(row({5.0F}), {2'000'000'000}).probabilities(), (BinProbabilities{{5, 16'777'216.0F / 2e9F}}));
 }
 
+TEST(BinCounts, SharesAreThoseOfEveryBin) {
+    std::vector<std::uint32_t> counts;
+    cv::Mat map;
+    for (int bin = -3000; bin <= 3000; ++bin) {
+        map.push_back(static_cast<float>(bin));
+        counts.push_back(static_cast<std::uint32_t>(bin + 3001));
+    }
+    const BinProbabilities shares = counted(map.reshape(1, 1), counts).shares();
+    ASSERT_EQ(shares.size(), counts.size());
+    const double total = 6001.0 * 6002 / 2;
+    for (const auto& [bin, share] : shares) {
+        EXPECT_EQ(share, static_cast<float>((bin + 3001) / total)) << bin;
+    }
+}
+
 TEST(BinCounts, KnowTheShareOfValuesWithoutABin) {
     const cv::Mat map = (cv::Mat_<float>(1, 4) << 1.0F, nan, 3.0F, nan);
     EXPECT_DOUBLE_EQ(counted(map, {5, 1, 3, 1}).nanShare(), 0.2);
