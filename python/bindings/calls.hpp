@@ -32,7 +32,7 @@ auto unlocked(Operation&& operation) {
     return std::forward<Operation>(operation)();
 }
 
-/// An image of an operation; where it is in B, G, R, as R, G, B.
+/// An image of an operation, of three channels of float; where it is in B, G, R, as R, G, B.
 template <typename Operation>
 pybind11::array imageFrom(Channels channels, Operation&& operation) {
     cv::Mat image = unlocked([&operation, channels] {
@@ -42,6 +42,9 @@ pybind11::array imageFrom(Channels channels, Operation&& operation) {
         }
         return made;
     });
+    if (image.empty()) {
+        return pybind11::array(pybind11::dtype("f4"), std::array<pybind11::ssize_t, 3>{0, 0, 3});
+    }
     return arrayOf(std::move(image));
 }
 

@@ -4,11 +4,16 @@
 
 #include "batch/photograph_analysis.hpp"
 #include "codecs/memory_check.hpp"
+#include "comparison/photograph_counts.hpp"
+#include "diagnostics/step_count.hpp"
 #include "files/file_access.hpp"
 #include "files/refusal.hpp"
 #include "photofile/counted_part.hpp"
+#include "photofile/decoder_remarks.hpp"
+#include "photofile/image_header.hpp"
 #include "photofile/image_output.hpp"
 #include "photofile/managed_colors.hpp"
+#include "photofile/opened_file.hpp"
 #include "photofile/photograph_reader.hpp"
 
 #include <likeness/color/unit_image.hpp>
@@ -47,6 +52,28 @@ private:
     mutable std::vector<std::string> warnings_;
 };
 
+ImageHeader headerOf(const std::string& name, const std::string& path) {
+    const OpenedFile file(path);
+    if (!file.problem().empty()) {
+        throw std::invalid_argument(name + ": cannot read '" + path + "'" + file.problem());
+    }
+    return readImageHeader(file.source());
+}
+
+/// Layers and previews are of files that have them.
+void requireWhatIsAskedOf(const std::string& path, const PhotographSelection& selection) {
+    if (selection.layer.empty() && !selection.preview) {
+        return;
+    }
+    const ImageHeader header = headerOf("path", path);
+    if (!selection.layer.empty() && header.format != ImageFileFormat::openExr) {
+        throw std::invalid_argument("layer: '" + path + "' is no OpenEXR file");
+    }
+    if (selection.preview && !header.cameraRaw) {
+        throw std::invalid_argument("preview: '" + path + "' is no camera's raw file");
+    }
+}
+
 /// @param picture  None, or exposure, page, layer and whether the preview of a raw file is wanted
 py::tuple read(const std::string& path, const std::string& profile, bool stored, std::uint64_t mostPixels,
                const py::object& part, const py::object& picture) {
@@ -61,6 +88,8 @@ py::tuple read(const std::string& path, const std::string& profile, bool stored,
             picture.cast<std::tuple<double, int, std::string, bool>>();
     }
     unlocked([&] {
+        requireWhatIsAskedOf(path, selection);
+        const RemarkSorter sorter;
         ProfileChoice choice = profilesWith(partChoice, profileChoiceOf(profile));
         choice.exposure = exposure;
         choice.selection.page = selection.page;
@@ -87,17 +116,22 @@ py::tuple read(const std::string& path, const std::string& profile, bool stored,
 }
 
 py::tuple analyzeFile(const std::string& path, const py::tuple& model, const std::optional<std::string>& hue,
-                      const std::string& profile, std::uint64_t mostPixels, const py::object& part) {
+                      const std::string& profile, std::uint64_t mostPixels, const py::object& part,
+                      const py::object& progress) {
     AnalysisOptions options;
     options.model = comparisonModelOf(model);
     options.hue = hueWeightsOf(hue);
     const PartChoice partChoice = partChoiceOf(part);
+    const Watch watch = watchOf(progress);
     const PhotographAnalysis analysis = unlocked([&] {
         thread_local AnalysisTables tables;
-        return analyzePhotograph(path, tables, mostPixels, options, profilesWith(partChoice, profileChoiceOf(profile)));
+        const RemarkSorter sorter;
+        StepCount steps(watch, stepsOfAnalysis);
+        return analyzePhotograph(path, tables, mostPixels, options, profilesWith(partChoice, profileChoiceOf(profile)),
+                                 [&steps] { steps.step(); });
     });
     return py::make_tuple(analysis.distributions, analysis.facts.height, analysis.facts.width, analysis.problem,
-                          analysis.remarks);
+                          analysis.remarks, analysis.profileRemark);
 }
 
 std::optional<StoredDepth> depthNamed(const std::string& depth) {
@@ -139,6 +173,12 @@ std::vector<std::string> write(const std::string& path, const py::array& array, 
     }
     if (!subsampling.empty() && format != ImageFormat::jpeg) {
         throw std::invalid_argument("subsampling: only a JPEG has one, and '" + path + "' is none");
+    }
+    if (!source.empty()) {
+        const ImageHeader header = headerOf("source", source);
+        if (header.format == ImageFileFormat::unknown && !header.cameraRaw) {
+            throw std::invalid_argument("source: '" + source + "' is no photograph");
+        }
     }
     const KeptWords words(usualMostPixels);
     unlocked([&] { writePhotograph(words, output, toUnit(picture), "", source); });
@@ -215,6 +255,8 @@ void bindFiles(py::module_& module) {
             PyErr_SetString(PyExc_MemoryError, shortage.what());
         } catch (const Refusal& refusal) {
             PyErr_SetString(PyExc_ValueError, refusal.what());
+        } catch (const py::cast_error&) {
+            PyErr_SetString(PyExc_ValueError, "an argument is of a wrong type");
         } catch (const cv::Exception& problem) {
             if (!isMemoryShortage(problem)) {
                 throw;

@@ -45,6 +45,7 @@ from .adaptation import (
 from .archives import AlikePair, Archive, ArchiveCluster, ArchivedPhotograph, IndexSummary, Neighbor, index
 from .batches import BatchSummary, batch, merge_results
 from .color import (
+    ColorTemperature,
     White,
     cie_lab_from_xyz,
     ciede2000,
@@ -106,6 +107,7 @@ from .explanation import (
 from .exposure import (
     Bracket,
     ExposureStack,
+    ClippedValues,
     FusionWeights,
     LightnessMatch,
     ToneMapping,
@@ -125,6 +127,7 @@ from .filters import Alignment, Structure, align_to, oriented_structure, smooth
 from .models import (
     AppearanceModel,
     ComparisonModel,
+    ConditionFactors,
     Correlates,
     Surround,
     ViewingConditions,
@@ -133,6 +136,7 @@ from .models import (
     hue_composition,
     hue_degrees,
     hue_quadrature,
+    surrounds,
     uniform_colors,
     uniform_difference,
 )
@@ -140,4 +144,4 @@ from .opinion import FittedRow, FitWarning, PredictedScore, ScoreModel, fit, pre
 from .sweeps import SweepPoint, sweep
 from .transfer import ColorMap, ColorTransfer, Transfer, transfer_colors
 
-__all__ = [name for name in dir() if not name.startswith("_")]
+__all__ = [name for name in dir() if not name.startswith("_") and name != "annotations"]

@@ -55,15 +55,22 @@ def check_range(pixels: Image) -> None:
     Colours beyond sRGB reach somewhat further; what reaches 16 times white is linear light, or a photograph of 0..255."""
     if pixels.dtype.kind != "f" or pixels.size == 0:
         return
-    greatest = float(np.fmax.reduce(pixels, axis=None))
-    if np.isnan(greatest):
+    if np.isnan(warn_of_range(pixels, 5)):
         raise ValueError("photograph: none of its values is a number")
+
+
+def warn_of_range(pixels: Image, stacklevel: int = 4) -> float:
+    """Warns of such floats. Returns the greatest of them, 0 of other arrays."""
+    if pixels.dtype.kind != "f" or pixels.size == 0:
+        return 0
+    greatest = float(np.fmax.reduce(pixels, axis=None))
     if greatest > 16:
         warnings.warn(
             f"the floats of an array reach {greatest:g}: they are taken as they are, and 1 is white",
             PhotographWarning,
-            stacklevel=4,
+            stacklevel=stacklevel,
         )
+    return greatest
 
 
 Regions = Union[str, Sequence[Union[str, Sequence[float]]]]
@@ -210,6 +217,31 @@ def triple(values: Union[npt.ArrayLike, Triple], name: str) -> Triple:
     if array.shape != (3,):
         raise ValueError(f"{name}: three numbers are wanted, not an array {array.shape}")
     return (float(array[0]), float(array[1]), float(array[2]))
+
+
+def white_triple(values: Union[npt.ArrayLike, Triple], name: str) -> Triple:
+    """X, Y, Z of a white on the scale where Y = 1; on that of illuminants, where Y = 100, it is refused."""
+    white = triple(values, name)
+    if white[1] > 10:
+        raise ValueError(f"{name}: its Y is {white[1]:g}, and 1 here; an illuminant of Y = 100 is divided by 100")
+    return white
+
+
+def text(name: str, value: Any, *choices: str) -> str:
+    """The value, if it is a text, and one of the choices where there are any."""
+    if not isinstance(value, str):
+        raise ValueError(f"{name}: a text is wanted, not {value!r}")
+    if choices and value not in choices:
+        raise ValueError(f"{name}: '{value}' is none of {', '.join(choices)}")
+    return value
+
+
+def share_of_progress(progress: Progress, number: int, count: int) -> Progress:
+    """For the call `number`, from 0 on, of `count` calls with as many steps each."""
+    if progress is None:
+        return None
+    whole = progress
+    return lambda done, steps: whole(done + number * steps, count * steps)
 
 
 def rows(values: npt.ArrayLike, name: str) -> npt.NDArray[np.float64]:

@@ -12,7 +12,7 @@ import numpy as np
 import numpy.typing as npt
 
 from . import _core
-from ._arrays import FloatImage, ImageLike, Progress, Regions, Triple, integer, native, part_asked, real_number, triple
+from ._arrays import FloatImage, ImageLike, Progress, Regions, Triple, integer, native, part_asked, real_number, triple, white_triple
 from .color import White
 from .files import PathLike, PhotographLike, pixels_and_weights, pixels_of
 
@@ -93,7 +93,7 @@ def _white(white: WhiteLike) -> Union[Triple, npt.NDArray[np.generic], str]:
     if isinstance(white, WhiteEstimate):
         return triple(white.white, "white")
     array = np.asarray(white)
-    return native(array) if array.ndim == 3 else triple(array, "white")
+    return native(array) if array.ndim == 3 else white_triple(array, "white")
 
 
 def adapt_to_d65(
@@ -131,7 +131,7 @@ def undo_adaptation(
     photograph: PhotographLike, adapted_to: npt.ArrayLike, scene: npt.ArrayLike, *, progress: Progress = None
 ) -> FloatImage:
     """Takes a photograph that was adapted to one white, X, Y, Z, back to that of the scene."""
-    return _core.undo_adaptation(pixels_of(photograph), triple(adapted_to, "adapted_to"), triple(scene, "scene"), progress)
+    return _core.undo_adaptation(pixels_of(photograph), white_triple(adapted_to, "adapted_to"), white_triple(scene, "scene"), progress)
 
 
 def adapt_to(

@@ -13,7 +13,7 @@ import numpy as np
 import numpy.typing as npt
 
 from . import _core
-from ._arrays import FloatImage, ImageLike, Triple, native, real_number, rows, triple
+from ._arrays import FloatImage, ImageLike, Triple, native, real_number, rows, triple, white_triple
 from .files import PhotographLike, pixels_of
 
 
@@ -60,7 +60,7 @@ class White(NamedTuple):
 
 
 def _white(white: Optional[npt.ArrayLike]) -> Optional[Triple]:
-    return None if white is None else triple(white, "white")
+    return None if white is None else white_triple(white, "white")
 
 
 def to_unit(photograph: PhotographLike) -> FloatImage:
@@ -265,8 +265,15 @@ def ciede2000(
     for array, name in ((one, "first"), (other, "second")):
         if array.ndim == 0 or array.shape[-1] != 3:
             raise ValueError(f"{name}: an array (..., 3) is wanted, not {array.shape}")
+    try:
+        np.broadcast_shapes(one.shape, other.shape)
+    except ValueError:
+        raise ValueError(f"second: {other.shape} does not broadcast against {one.shape}") from None
+    factors = [real_number(name, value) for name, value in (("k_l", k_l), ("k_c", k_c), ("k_h", k_h))]
+    if not all(factor > 0 for factor in factors):
+        raise ValueError("k_l, k_c and k_h: they are above 0")
     difference = _core.ciede2000(
-        one[..., 0], one[..., 1], one[..., 2], other[..., 0], other[..., 1], other[..., 2], k_l, k_c, k_h
+        one[..., 0], one[..., 1], one[..., 2], other[..., 0], other[..., 1], other[..., 2], *factors
     )
     return float(difference) if np.ndim(difference) == 0 else difference
 

@@ -4,13 +4,28 @@ from __future__ import annotations
 
 import dataclasses
 import os
+import warnings
 from typing import Any, NamedTuple, Optional, Union
 
 import numpy as np
 import numpy.typing as npt
 
 from . import _core
-from ._arrays import FloatImage, ImageLike, Part, Progress, Regions, masks_of_both, part, part_asked, path_text, whole_number
+from ._arrays import (
+    FloatImage,
+    ImageLike,
+    Part,
+    PhotographWarning,
+    Progress,
+    Regions,
+    masks_of_both,
+    part,
+    part_asked,
+    path_text,
+    share_of_progress,
+    text,
+    whole_number,
+)
 from .files import PathLike, analyze_file, is_path, pixels_and_weights
 from .models import ComparisonModel, model_of
 
@@ -66,6 +81,7 @@ class Analysis:
     _distributions: Any = dataclasses.field(repr=False)
     counted_pixels: Optional[float] = None
     """How much of the photograph counted: the sum of the weights of its pixels; None where it was read from a file."""
+    _profile_remark: str = dataclasses.field(default="", repr=False)
 
     def histogram(self, correlate: str) -> Optional[Histogram]:
         """The distribution of "brightness", "lightness", "chroma", "colorfulness" or "saturation"; of "hue" None where
@@ -152,9 +168,11 @@ def analyze(
     """
     chosen = model_of(model)
     choice = part_asked(alpha, regions, center_weighted)
+    if hue is not None:
+        text("hue", hue, "pixels", "chroma")
     if isinstance(photograph, (str, os.PathLike)) and not maps and mask is None and choice.is_whole():
-        distributions, height, width, remarks = analyze_file(photograph, chosen, hue, profile)
-        return Analysis(height, width, chosen, None, None, remarks, distributions)
+        distributions, height, width, remarks, of_profile = analyze_file(photograph, chosen, hue, profile, progress)
+        return Analysis(height, width, chosen, None, None, remarks, distributions, None, of_profile)
     pixels, weights = pixels_and_weights(photograph, mask, choice, profile)
     distributions, height, width, background, kept, counted = _core.analyze(
         pixels, chosen._tuple(), hue, maps, weights, progress
@@ -239,10 +257,14 @@ def compare(
         one, one_weights = part(first, first_mask, choice)  # type: ignore[arg-type]
         other, other_weights = part(second, second_mask, choice)  # type: ignore[arg-type]
         return Coefficients(*_core.compare(one, other, chosen._tuple(), one_weights, other_weights, progress))
-    analyses = [
-        photograph
-        if isinstance(photograph, Analysis)
-        else analyze(
+    to_do = sum(not isinstance(photograph, Analysis) for photograph in (first, second))
+    analyses: list[Analysis] = []
+    done = 0
+    for photograph, its_mask in ((first, first_mask), (second, second_mask)):
+        if isinstance(photograph, Analysis):
+            analyses.append(photograph)
+            continue
+        analysis = analyze(
             photograph,
             model=chosen,
             mask=its_mask,
@@ -250,10 +272,13 @@ def compare(
             regions=regions,
             center_weighted=center_weighted,
             profile=profile,
-            progress=progress,
+            progress=share_of_progress(progress, done, to_do),
         )
-        for photograph, its_mask in ((first, first_mask), (second, second_mask))
-    ]
+        done += 1
+        analyses.append(analysis)
+        for remark in analysis.remarks:
+            if remark != analysis._profile_remark:
+                warnings.warn(f"'{path_text(photograph)}': {remark}", PhotographWarning, stacklevel=2)  # type: ignore[arg-type]
     check_same_model(*analyses)
     return Coefficients(*_core.compare_distributions(analyses[0]._distributions, analyses[1]._distributions))
 

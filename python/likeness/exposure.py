@@ -156,7 +156,10 @@ def fuse_exposures(
     exposures : sequence of arrays (H, W, 3) or paths
     weights : FusionWeights
     """
-    return _core.fuse_exposures(pixels_of_each(exposures, "exposures"), _numbers_of(weights), progress)
+    given = pixels_of_each(exposures, "exposures")
+    if not given:
+        raise ValueError("exposures: at least one is wanted")
+    return _core.fuse_exposures(given, _numbers_of(weights), progress)
 
 
 def recover_camera_response(

@@ -10,7 +10,20 @@ from typing import TYPE_CHECKING, Any, NamedTuple, Optional, Union
 import numpy as np
 
 from . import _core
-from ._arrays import Image, ImageLike, Part, PhotographWarning, native, part, path_text, whole_number
+from ._arrays import (
+    Image,
+    ImageLike,
+    Part,
+    PhotographWarning,
+    Progress,
+    native,
+    part,
+    path_text,
+    real_number,
+    text,
+    warn_of_range,
+    whole_number,
+)
 
 if TYPE_CHECKING:
     from .models import ComparisonModel
@@ -68,9 +81,9 @@ def read_photograph(
     page : int
         Of a TIFF, or picture of a HEIC or AVIF, from 1 on.
     layer : str
-        Layer or part of an OpenEXR file; the first with colours unless given.
+        Layer or part of an OpenEXR file; the first with colours unless given. Other files are refused with one.
     preview : bool
-        The embedded preview of a camera's raw file in place of the photograph.
+        The embedded preview of a camera's raw file in place of the photograph. Other files are refused with it.
 
     Raises
     ------
@@ -81,11 +94,12 @@ def read_photograph(
     """
     name = path_text(path)
     most = _core.most_pixels if max_pixels is None else whole_number("max_pixels", max_pixels, 1, 2**31 - 1)
-    if not -30 <= exposure <= 30:
-        raise ValueError(f"exposure: {exposure} is not a number from -30 to 30")
-    picture = (float(exposure), whole_number("page", page, 1, 65535), layer, bool(preview))
+    stops = real_number("exposure", exposure)
+    if not -30 <= stops <= 30:
+        raise ValueError(f"exposure: {stops} is not a number from -30 to 30")
+    picture = (stops, whole_number("page", page, 1, 65535), text("layer", layer), bool(preview))
     image, problem, bits, _, linear, origin, description, remarks, _ = _core.read(
-        name, profile, True, most, None, picture
+        name, text("profile", profile), True, most, None, picture
     )
     if image is None:
         raise ValueError(f"cannot read '{name}'{problem}")
@@ -136,7 +150,7 @@ def write(
     quality : int, optional
         Of JPEG and WebP, 0 to 100, 95 unless given; of AVIF and JPEG XL, 90, and 100 of JPEG XL is without loss.
     bits : int
-        Of PNG, 8 or 16.
+        Of PNG, 8 or 16; other formats have `depth`.
     depth : int or str, optional
         8 or 16 of PNG, TIFF and JPEG XL; 8, 10 or 12 of AVIF; "float" of TIFF; "half" or "float" of OpenEXR.
     subsampling : str, optional
@@ -155,13 +169,18 @@ def write(
         quality = whole_number("quality", quality, 0, 100)
     if bits not in (8, 16):
         raise ValueError(f"bits: 8 or 16 are wanted, not {bits}")
+    name, picture = path_text(path), native(image)
+    extension = os.path.splitext(os.fsdecode(name))[1].lower()
+    if bits == 16 and depth is None and extension != ".png":
+        raise ValueError(f"bits: only a PNG has them, and '{name}' is none; depth is for other formats")
+    if quality is not None and extension in (".png", ".tif", ".tiff", ".hdr", ".exr"):
+        raise ValueError(f"quality: '{name}' is written without loss")
     if subsampling not in (None, "444", "422", "420"):
         raise ValueError(f"subsampling: '{subsampling}' is none of 444, 422, 420")
-    name, picture = path_text(path), native(image)
-    holds_floats = (".exr", ".hdr") if depth in (8, 16, "8", "16") else (".tif", ".tiff", ".exr", ".hdr")
-    if picture.dtype.kind == "f" and not name.lower().endswith(holds_floats):
-        if not np.isfinite(picture).all():
-            raise ValueError("image: it has values that are no numbers, which only .tif and .exr hold")
+    holds_floats = (".exr",) if depth in (8, 16, "8", "16") else (".tif", ".tiff", ".exr")
+    if picture.dtype.kind == "f" and extension not in holds_floats and not np.isfinite(picture).all():
+        raise ValueError("image: it has values that are no numbers, which only .exr and floats of .tif hold")
+    if picture.dtype.kind == "f" and extension not in (*holds_floats, ".hdr"):
         outside = int(np.count_nonzero((picture < 0) | (picture > 1)))
         if outside:
             warnings.warn(
@@ -186,6 +205,7 @@ def read_part(path: PathLike, mask: Any, choice: Part, profile: str) -> tuple[Im
     """The pixels of a file, and how much each of them counts; None where all do."""
     if mask is None and choice.is_whole():
         return part(read(path, profile=profile), None)
+    text("profile", profile)
     name = path_text(path)
     from_file = is_path(mask)
     image, problem, _, _, _, _, _, remarks, weights = _core.read(
@@ -207,7 +227,9 @@ def pixels_of(photograph: PhotographLike) -> Image:
     """The pixels of an array, or of a file as `read` reads it."""
     if isinstance(photograph, (str, os.PathLike)):
         return read(photograph)
-    return native(photograph)
+    pixels = native(photograph)
+    warn_of_range(pixels)
+    return pixels
 
 
 def pixels_of_each(photographs: Iterable[PhotographLike], name: str) -> list[Image]:
@@ -227,15 +249,13 @@ def pixels_and_weights(
 
 
 def analyze_file(
-    path: Any, model: ComparisonModel, hue: Optional[str], profile: str, choice: Optional[tuple[Any, ...]] = None
-) -> tuple[Any, int, int, tuple[str, ...]]:
-    """Distributions, height, width and remarks of a file."""
+    path: Any, model: ComparisonModel, hue: Optional[str], profile: str, progress: Progress = None
+) -> tuple[Any, int, int, tuple[str, ...], str]:
+    """Distributions, height, width and remarks of a file; and that of the remarks which only tells of its profile."""
     name = path_text(path)
-    if hue not in (None, "pixels", "chroma"):
-        raise ValueError(f"hue: '{hue}' is none of pixels, chroma")
-    distributions, height, width, problem, remarks = _core.analyze_file(
-        name, model._tuple(), hue, profile, _core.most_pixels, choice
+    distributions, height, width, problem, remarks, of_profile = _core.analyze_file(
+        name, model._tuple(), hue, text("profile", profile), _core.most_pixels, None, progress
     )
     if problem:
         raise ValueError(f"cannot read '{name}'{problem}")
-    return distributions, height, width, tuple(remarks)
+    return distributions, height, width, tuple(remarks), of_profile

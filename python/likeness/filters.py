@@ -8,7 +8,7 @@ from __future__ import annotations
 from typing import NamedTuple, Optional
 
 from . import _core
-from ._arrays import FloatImage, Progress, integer, real_number
+from ._arrays import FloatImage, Progress, integer, real_number, text
 from .files import PhotographLike, pixels_of
 
 
@@ -40,7 +40,7 @@ def smooth(
     array (H, W, 3) of float32, not clipped
     """
     return _core.smooth(
-        pixels_of(photograph), None if guide is None else pixels_of(guide), integer("radius", radius), real_number("epsilon", epsilon), variant, progress
+        pixels_of(photograph), None if guide is None else pixels_of(guide), integer("radius", radius), real_number("epsilon", epsilon), text("variant", variant), progress
     )
 
 

@@ -10,7 +10,7 @@ import numpy as np
 import numpy.typing as npt
 
 from . import _core
-from ._arrays import FloatImage, ImageLike, Triple, native, rows, triple
+from ._arrays import FloatImage, ImageLike, Triple, native, real_number, rows, text, triple
 
 
 class Surround(NamedTuple):
@@ -69,6 +69,12 @@ class ViewingConditions:
                 raise ValueError(f"surround: '{self.surround}' is none of {', '.join(surrounds)}")
             object.__setattr__(self, "surround", surrounds[self.surround])
         object.__setattr__(self, "white", triple(self.white, "white"))
+        if not isinstance(self.surround, Surround):
+            object.__setattr__(self, "surround", Surround(*triple(self.surround, "surround")))
+        real_number("adapting_luminance", self.adapting_luminance)
+        if self.background is not None:
+            real_number("background", self.background)
+        Surround(*(real_number("surround", number) for number in self.surround))
         _core.check_conditions(self._tuple())
 
     def _tuple(self) -> tuple[object, ...]:
@@ -300,6 +306,12 @@ class ComparisonModel:
 
     def __post_init__(self) -> None:
         object.__setattr__(self, "conditions", _conditions(self.conditions))
+        if not isinstance(self.conditions, ViewingConditions):
+            raise ValueError(f"conditions: ViewingConditions or the name of a preset are wanted, not {self.conditions!r}")
+        for name in ("kind", "picture_white", "white", "black"):
+            text(name, getattr(self, name))
+        if self.background is not None:
+            real_number("background", self.background)
         _core.check_model(self._tuple())
 
     def _tuple(self) -> tuple[object, ...]:
@@ -310,7 +322,9 @@ class ComparisonModel:
 
 def model_of(model: Union[ComparisonModel, str]) -> ComparisonModel:
     """A model, or the one of a name under its usual conditions."""
-    return _named_model(model) if isinstance(model, str) else model
+    if isinstance(model, ComparisonModel):
+        return model
+    return _named_model(text("model", model))
 
 
 @functools.lru_cache(maxsize=None)

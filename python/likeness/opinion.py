@@ -48,7 +48,10 @@ class ScoreModel:
     """
 
     def __init__(self, text: str, rows: Sequence[FittedRow] = ()) -> None:
-        self.document: dict[str, Any] = json.loads(text)
+        try:
+            self.document: dict[str, Any] = json.loads(text)
+        except ValueError as problem:
+            raise ValueError(f"text: it is no model of darkroom fit: {problem}") from None
         self.rows: tuple[FittedRow, ...] = tuple(rows)
         """Of the fit; empty for a model from a file."""
         self._text = text

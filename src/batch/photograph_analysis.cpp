@@ -17,7 +17,7 @@ namespace likeness {
 namespace {
 
 void analyze(const std::string& path, AnalysisTables& tables, std::uint64_t mostPixels, const AnalysisOptions& options,
-             const ProfileChoice& profiles, PhotographAnalysis& analysis) {
+             const ProfileChoice& profiles, const StepDone& stepDone, PhotographAnalysis& analysis) {
     ManagedColors colors(profiles);
     CountedRows rows(tables.counter, !dependsOnOrder(options));
     PhotographRead photograph =
@@ -29,7 +29,9 @@ void analyze(const std::string& path, AnalysisTables& tables, std::uint64_t most
     if (!analysis.problem.empty()) {
         return;
     }
+    stepDone();
     analysis.profile = colors.use().description;
+    analysis.profileRemark = colors.use().remark();
     for (std::string remark : {colors.use().warning(), colors.use().remark()}) {
         if (!remark.empty()) {
             analysis.remarks.push_back(std::move(remark));
@@ -54,7 +56,7 @@ void analyze(const std::string& path, AnalysisTables& tables, std::uint64_t most
         try {
             const PhotographColors seen = photograph.rowsOf.empty() ? countedColors(photograph.bgr, tables.counter)
                                                                     : rows.colors(photograph.rowsOf);
-            analysis.distributions = modelledAppearance(seen, options).distributions;
+            analysis.distributions = modelledAppearance(seen, options, stepDone).distributions;
         } catch (const std::invalid_argument& problem) {
             analysis.problem = pictureProblem(problem.what(), options.model);
             return;
@@ -88,12 +90,13 @@ void append(std::string& text, const std::string& more) {
 }  // namespace
 
 PhotographAnalysis analyzePhotograph(const std::string& path, AnalysisTables& tables, std::uint64_t mostPixels,
-                                     const AnalysisOptions& options, const ProfileChoice& profiles) {
+                                     const AnalysisOptions& options, const ProfileChoice& profiles,
+                                     const StepDone& stepDone) {
     PhotographAnalysis analysis;
     const std::optional<FileStamp> before = stampOf(path);
     try {
         actOnReadingFault(path);
-        analyze(path, tables, mostPixels, options, profiles, analysis);
+        analyze(path, tables, mostPixels, options, profiles, stepDone, analysis);
     } catch (const MachineFailure& failure) {
         if (failure.errorNumber() == ENOMEM) {
             throw MemoryShortage(failure.what());

@@ -21,6 +21,7 @@ struct PhotographAnalysis {
     std::string problem;               ///< why there is none: what follows "cannot read 'PATH'"; empty if there is one
     std::string profile{};             ///< name of the profile that its colours were taken by; empty: sRGB
     std::vector<std::string> remarks;  ///< of the decoder, and how its colour profile was used
+    std::string profileRemark{};       ///< that of them which only tells of its profile; empty: none does
 };
 
 /// What a thread keeps from one photograph to the next.
@@ -33,10 +34,12 @@ struct AnalysisTables {
 /// are collected where a `RemarkSorter` is at work.
 /// @param mostPixels  more of them are a problem of the photograph
 /// @param options     the model; maps are not made
+/// @param stepDone    called `stepsOfAnalysis` times (comparison/photograph_counts.hpp) where all of it counts; may throw
 /// @throws Refusal    if the machine lacks what it takes (descriptors, a disk that works; `MemoryShortage` if it is
 ///                    memory): no problem of the photograph
 PhotographAnalysis analyzePhotograph(const std::string& path, AnalysisTables& tables, std::uint64_t mostPixels,
-                                     const AnalysisOptions& options = {}, const ProfileChoice& profiles = {});
+                                     const AnalysisOptions& options = {}, const ProfileChoice& profiles = {},
+                                     const StepDone& stepDone = noStep);
 
 /// Choices for a photograph with a mask of its own.
 /// @param mask  its file; empty: as they are

@@ -114,12 +114,14 @@ LightnessStatistics lightnessStatistics(const cv::Mat& bgr, const Diagnostics& d
 }
 
 LightnessStatistics lightnessStatisticsOf(const cv::Mat& photograph) {
-    return lightnessStatistics(unitPhotograph("photograph", photograph), dropAll());
+    return lightnessStatisticsOf(PhotographPart{photograph, {}});
 }
 
 LightnessStatistics lightnessStatisticsOf(const PhotographPart& part) {
     part.weights.require("photograph", part.photograph);
-    return statisticsOfPart(labOf(unitPhotograph("photograph", part.photograph)), part.weights, dropAll());
+    const cv::Mat unit = unitPhotograph("photograph", part.photograph);
+    requireBounded("photograph", unit);  // the image library takes NaN for white
+    return statisticsOfPart(labOf(unit), part.weights, dropAll());
 }
 
 void alterNonFlashBrightness(cv::Mat& nonFlash, cv::Mat& target, cv::Mat& result, const Diagnostics& diagnostics) {

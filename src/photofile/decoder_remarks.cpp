@@ -3,7 +3,9 @@
 #include <unistd.h>
 #include <algorithm>
 #include <atomic>
+#include <cstdio>
 #include <iostream>
+#include <mutex>
 #include <sstream>
 #include <streambuf>
 #include <utility>
@@ -12,8 +14,6 @@ namespace likeness {
 namespace {
 
 thread_local std::string* collected = nullptr;
-
-std::atomic<bool> sorting{false};
 
 std::size_t sortOut(const char* bytes, std::size_t count) {
     constexpr std::size_t most = std::size_t{1} << 16;
@@ -50,35 +50,76 @@ protected:
     }
 };
 
+/// The two streams, and how many sorters there are. It is never ended: another thread may just be printing.
+class SortedStreams {
+public:
+    static SortedStreams& all() {
+        static auto* const streams = new SortedStreams;
+        return *streams;
+    }
+
+    void change() {
+        const std::scoped_lock lock(mutex_);
+        if (sorters_++ > 0) {
+            return;
+        }
+#ifdef __GLIBC__
+        if (sorting_ != nullptr) {
+            std::fflush(stderr);
+            previous_ = std::exchange(stderr, sorting_);
+        }
+#endif
+        previousBuffer_ = std::cerr.rdbuf(&buffer_);
+    }
+
+    void changeBack() {
+        const std::scoped_lock lock(mutex_);
+        if (--sorters_ > 0) {
+            return;
+        }
+        std::cerr.rdbuf(previousBuffer_);
+#ifdef __GLIBC__
+        if (sorting_ != nullptr) {
+            stderr = previous_;
+        }
+#endif
+    }
+
+    bool areChanged() const noexcept {
+        return sorters_ > 0;
+    }
+
+private:
+    // The GNU C library lets `stderr` be set; elsewhere what is printed there goes where it always goes.
+    SortedStreams() {
+#ifdef __GLIBC__
+        sorting_ = ::fopencookie(nullptr, "w", {nullptr, sortOutOfStream, nullptr, nullptr});
+        if (sorting_ != nullptr) {
+            std::setvbuf(sorting_, nullptr, _IONBF, 0);
+        }
+#endif
+    }
+
+    std::mutex mutex_;
+    std::atomic<int> sorters_{0};
+    SortingBuffer buffer_;
+    std::streambuf* previousBuffer_ = nullptr;
+    std::FILE* previous_ = nullptr;
+    std::FILE* sorting_ = nullptr;
+};
+
 }  // namespace
 
-// The GNU C library lets `stderr` be set; elsewhere what is printed there goes where it always goes.
-RemarkSorter::RemarkSorter() : buffer_(std::make_unique<SortingBuffer>()) {
-#ifdef __GLIBC__
-    sorting_ = ::fopencookie(nullptr, "w", {nullptr, sortOutOfStream, nullptr, nullptr});
-    if (sorting_ != nullptr) {
-        std::setvbuf(sorting_, nullptr, _IONBF, 0);
-        std::fflush(stderr);
-        previous_ = std::exchange(stderr, sorting_);
-    }
-#endif
-    previousBuffer_ = std::cerr.rdbuf(buffer_.get());
-    sorting = true;
+RemarkSorter::RemarkSorter() {
+    SortedStreams::all().change();
 }
 
 bool RemarkSorter::isAtWork() noexcept {
-    return sorting;
+    return SortedStreams::all().areChanged();
 }
 
 RemarkSorter::~RemarkSorter() {
-    sorting = false;
-    std::cerr.rdbuf(previousBuffer_);
-#ifdef __GLIBC__
-    if (sorting_ != nullptr) {
-        stderr = previous_;
-        std::fclose(sorting_);
-    }
-#endif
+    SortedStreams::all().changeBack();
 }
 
 RemarkCollector::RemarkCollector() {

@@ -1,8 +1,5 @@
 #pragma once
 
-#include <cstdio>
-#include <iosfwd>
-#include <memory>
 #include <string>
 #include <vector>
 
@@ -11,8 +8,8 @@ namespace likeness {
 /// The format libraries print their remarks ("Premature end of JPEG file") to the C stream `stderr`, from whatever
 /// thread decodes. While an object of this class lives, that stream hands what a thread prints to the thread's
 /// `RemarkCollector`, and passes it on to standard error where it has none. What such a thread writes to `std::cerr`,
-/// where the image library says that it does not read a file, is dropped. One object at a time, made and ended while
-/// no other thread prints.
+/// where the image library says that it does not read a file, is dropped. Several may live at the same time, in
+/// any threads: the first of them changes the streams, and the last changes them back.
 class RemarkSorter {
 public:
     RemarkSorter();
@@ -22,12 +19,6 @@ public:
 
     /// Whether there is one.
     static bool isAtWork() noexcept;
-
-private:
-    std::unique_ptr<std::streambuf> buffer_;
-    std::streambuf* previousBuffer_ = nullptr;
-    std::FILE* previous_ = nullptr;
-    std::FILE* sorting_ = nullptr;
 };
 
 /// Takes what the thread that makes it prints to `stderr` while the object lives.

@@ -251,6 +251,27 @@ TEST(AnalysisCache, WithoutRoomEveryUseAnalyses) {
     EXPECT_EQ(analyses, 2);
 }
 
+TEST(RemarkSorter, MayBeManyInManyThreads) {
+    std::FILE* const before = stderr;
+    std::vector<std::thread> threads;
+    for (int t = 0; t < 4; ++t) {
+        threads.emplace_back([t] {
+            for (int k = 0; k < 200; ++k) {
+                const RemarkSorter sorter;
+                EXPECT_TRUE(RemarkSorter::isAtWork());
+                const RemarkCollector collector;
+                std::fprintf(stderr, "thread %d\n", t);
+                EXPECT_EQ(collector.lines(), std::vector<std::string>{"thread " + std::to_string(t)});
+            }
+        });
+    }
+    for (std::thread& thread : threads) {
+        thread.join();
+    }
+    EXPECT_FALSE(RemarkSorter::isAtWork());
+    EXPECT_EQ(stderr, before);
+}
+
 TEST(RemarkCollector, GetsTheLinesOfItsThread) {
     const RemarkSorter sorter;
     std::vector<std::thread> threads;

@@ -227,6 +227,17 @@ TEST(MatchLightness, IsTheGivenOneOfEveryDepth) {
     }
 }
 
+TEST(LightnessStatistics, RefuseWhatIsNoNumber) {
+    cv::Mat image(4, 4, CV_32FC3, cv::Scalar::all(0.5));
+    EXPECT_NEAR(lightnessStatisticsOf(image).mean, 53.39, 0.01);
+    for (const float value : {std::nanf(""), INFINITY, 2e6F}) {
+        cv::Mat other = image.clone();
+        other.at<cv::Vec3f>(1, 2)[1] = value;
+        EXPECT_THROW(lightnessStatisticsOf(other), std::invalid_argument) << value;
+        EXPECT_THROW(lightnessStatisticsOf(PhotographPart{other, {}}), std::invalid_argument) << value;
+    }
+}
+
 TEST(MatchLightness, OfASmallerReferenceRemapsEveryPixel) {
     const cv::Mat image = testing::randomImage({30, 20}, 3, 0.3F, 0.6F, 10);
     const cv::Mat reference = testing::randomImage({40, 30}, 3, 0.1F, 0.9F, 11);

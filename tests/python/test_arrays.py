@@ -246,3 +246,60 @@ def test_one_mask_is_for_both():
     assert likeness.compare(first, second, mask=mask) == likeness.compare(first, second, first_mask=mask, second_mask=mask)
     with pytest.raises(ValueError, match="excludes first_mask"):
         likeness.compare(first, second, mask=mask, first_mask=mask)
+
+
+def test_whites_on_the_scale_of_illuminants_are_refused():
+    gray = np.full((2, 2, 3), 0.5, np.float32)
+    for call in (likeness.adapt_to_d65, likeness.xyz_from_rgb, likeness.lab_from_rgb, likeness.undo_d65_adaptation):
+        with pytest.raises(ValueError, match="white: its Y is 100"):
+            call(gray, likeness.illuminants["A"])
+        call(gray, np.array(likeness.illuminants["A"]) / 100)
+    with pytest.raises(ValueError, match="scene: its Y is 100"):
+        likeness.undo_adaptation(gray, likeness.White.d65(), likeness.illuminants["A"])
+
+
+def test_floats_of_bytes_are_warned_of_everywhere():
+    image = np.full((40, 40, 3), 200, np.float32)
+    for call in (likeness.lab_from_rgb, likeness.smooth, likeness.local_white, likeness.analyze):
+        with pytest.warns(likeness.PhotographWarning, match="reach 200"):
+            call(image)
+
+
+def test_empty_photographs_have_channels_and_a_type():
+    empty = np.zeros((0, 0, 3), np.uint8)
+    for result in (likeness.lab_from_rgb(empty), likeness.smooth(empty), likeness.adapt_to_d65(empty)):
+        assert (result.shape, result.dtype) == ((0, 0, 3), np.float32)
+    with pytest.raises(ValueError, match="at least one"):
+        likeness.fuse_exposures([])
+
+
+def test_numbers_that_are_none_do_not_count_as_white():
+    image = np.full((4, 4, 3), 0.5, np.float32)
+    image[1, 1] = np.nan
+    for value in (image, np.full((2, 2, 3), np.inf, np.float32)):
+        with pytest.raises(ValueError, match="-1e6 to 1e6"):
+            likeness.lightness_statistics(value)
+
+
+def test_arguments_of_wrong_types_have_a_sentence():
+    gray = np.full((4, 4, 3), 128, np.uint8)
+    for call, name in (
+        (lambda: likeness.ViewingConditions(adapting_luminance="x"), "adapting_luminance"),
+        (lambda: likeness.ViewingConditions(background="x"), "background"),
+        (lambda: likeness.ViewingConditions(surround=(1, 2)), "surround"),
+        (lambda: likeness.ComparisonModel(3), "kind"),
+        (lambda: likeness.ComparisonModel("ciecam16", 5), "conditions"),
+        (lambda: likeness.compare(gray, gray, model=5), "model"),
+        (lambda: likeness.analyze(gray, hue=3), "hue"),
+        (lambda: likeness.analyze(gray, hue="x"), "hue"),
+        (lambda: likeness.smooth(gray, variant=3), "variant"),
+        (lambda: likeness.read("a.jpg", profile=3), "profile"),
+        (lambda: likeness.read("a.jpg", layer=3), "layer"),
+        (lambda: likeness.read("a.jpg", exposure="x"), "exposure"),
+        (lambda: likeness.ciede2000(np.zeros((2, 3)), np.zeros((4, 3))), "second"),
+        (lambda: likeness.ciede2000([1, 2, 3], [1, 2, 3], k_l=0), "k_l"),
+        (lambda: likeness.ScoreModel("nope"), "text"),
+    ):
+        with pytest.raises(ValueError, match=name):
+            call()
+    assert likeness.ViewingConditions(surround=(1, 0.69, 1)).surround == likeness.surrounds["average"]

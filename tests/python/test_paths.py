@@ -1,7 +1,9 @@
 """What takes a photograph takes its path too, and gives what it gives for the pixels in the file."""
 
+import concurrent.futures
 import inspect
 import os
+import warnings
 
 import likeness
 import numpy as np
@@ -112,3 +114,77 @@ def test_what_is_no_photograph_is_no_path(files):
     for call in (likeness.rgb_from_lab, likeness.rgb_from_linear, likeness.tone_map):
         with pytest.raises(ValueError):
             call(str(files[0]))
+
+
+def cut_off(photos, tmp_path):
+    whole = (photos / "cat.jpg").read_bytes()
+    path = tmp_path / "half.jpg"
+    path.write_bytes(whole[: len(whole) * 3 // 5])
+    return path
+
+
+def test_what_decoders_say_is_a_remark_and_is_not_printed(photos, tmp_path, capfd):
+    path = cut_off(photos, tmp_path)
+    remark = "Premature end of JPEG file"
+    assert remark in likeness.read_photograph(path).remarks[0]
+    assert remark in likeness.analyze(path).remarks[0]
+    with pytest.warns(likeness.PhotographWarning, match=remark):
+        likeness.read(path)
+    with pytest.warns(likeness.PhotographWarning, match=f"half.jpg': .*{remark}"):
+        likeness.compare(path, photos / "cat.jpg")
+    (result,) = likeness.compare_pairs([(path, photos / "cat.jpg")])
+    assert remark in result.remarks[0]
+    short = tmp_path / "short.hdr"
+    short.write_bytes(b"#?RADIANCE\nFORMAT=32-bit_rle_rgbe\n\n-Y 40 +X 50\n")
+    with pytest.raises(ValueError, match="cannot read"):
+        likeness.read(short)
+    out, err = capfd.readouterr()
+    assert (out, err) == ("", "")
+
+
+def test_eight_threads_have_the_remarks_of_their_own_file(photos, tmp_path, capfd):
+    path = cut_off(photos, tmp_path)
+    with concurrent.futures.ThreadPoolExecutor(8) as pool:
+        analyses = list(pool.map(likeness.analyze, [path, photos / "cat.jpg"] * 24))
+    assert [len(analysis.remarks) for analysis in analyses] == [1, 0] * 24
+    assert capfd.readouterr().err == ""
+
+
+def test_a_profile_alone_is_no_warning(photos):
+    with warnings.catch_warnings():
+        warnings.simplefilter("error")
+        likeness.compare(photos / "rocket.jpg", photos / "cat.jpg")
+
+
+def test_progress_and_its_end_are_those_of_files_too(photos):
+    steps = []
+    likeness.analyze(photos / "cat.jpg", progress=lambda done, total: steps.append((done, total)))
+    assert steps == [(k, 4) for k in range(1, 5)]
+    steps.clear()
+    likeness.compare(photos / "cat.jpg", photos / "coffee.jpg", progress=lambda done, total: steps.append((done, total)))
+    assert steps == [(k, 8) for k in range(1, 9)]
+    with pytest.raises(likeness.Cancelled):
+        likeness.compare(photos / "cat.jpg", photos / "coffee.jpg", progress=lambda done, total: done < 6)
+
+
+def test_what_a_file_does_not_have_is_refused(photos, tmp_path):
+    with pytest.raises(ValueError, match="layer: .*no OpenEXR"):
+        likeness.read(photos / "cat.jpg", layer="a")
+    with pytest.raises(ValueError, match="preview: .*no camera's raw file"):
+        likeness.read(photos / "cat.jpg", preview=True)
+    image = np.full((4, 5, 3), 0.5, np.float32)
+    text = tmp_path / "a.csv"
+    text.write_text("1,2")
+    for source in (tmp_path / "nope.jpg", tmp_path, text):
+        with pytest.raises(ValueError, match="source: "):
+            likeness.write(tmp_path / "a.jpg", image, source=source)
+    with pytest.raises(ValueError, match="bits: only a PNG"):
+        likeness.write(tmp_path / "a.jpg", image, bits=16)
+    with pytest.raises(ValueError, match="quality: .*without loss"):
+        likeness.write(tmp_path / "a.png", image, quality=90)
+    image[0, 0, 0] = np.nan
+    with pytest.raises(ValueError, match="no numbers"):
+        likeness.write(tmp_path / "a.hdr", image)
+    assert sorted(tmp_path.iterdir()) == [text]
+    likeness.write(tmp_path / "a.exr", image)
+    assert np.isnan(likeness.read(tmp_path / "a.exr")[0, 0, 0])

@@ -1,5 +1,5 @@
 /// @file
-/// Matching the lightness of one photograph to another's, and the statistics for it. NaN values do not count in them.
+/// Matching the lightness of one photograph to another's, and the statistics for it. NaN values of a plane do not count.
 #pragma once
 
 #include <likeness/color/clipped_values.hpp>
@@ -51,8 +51,8 @@ LIKENESS_API LightnessStatistics lightnessStatistics(const cv::Mat& bgr,
                                                      const Diagnostics& diagnostics = workingDirectory());
 
 /// Mean and standard deviation of a photograph's CIE L*: `lightnessStatistics`, the same bits.
-/// @param photograph  any depth that `toUnit` takes, B, G, R; not modified. NaN does not count
-/// @throws std::invalid_argument  for an empty photograph and another type
+/// @param photograph  any depth that `toUnit` takes, B, G, R; not modified
+/// @throws std::invalid_argument  for an empty photograph, another type, and values that are no numbers or beyond 10^6
 LIKENESS_API LightnessStatistics lightnessStatisticsOf(const cv::Mat& photograph);
 
 /// The same of the part that counts. Where weights are 0 and 1, of the L* of the pixels that count, row after row, to
