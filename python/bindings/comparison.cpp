@@ -336,6 +336,16 @@ void bindComparison(py::module_& module) {
                    maps.append(python::arrayOf(differences.ciede2000));
                    return py::make_tuple(maps, std::string(nameOf(differences.uniformModel)));
                });
+    module.def("worst_places", [](const py::array& map, int count) {
+        cv::Mat plane;
+        planeOf(map, "map").convertTo(plane, CV_32F);
+        py::list places;
+        for (const MapPlace& place : worstPlaces(plane, count)) {
+            const cv::Rect& its = place.pixels;
+            places.append(py::make_tuple(its.x, its.y, its.width, its.height, place.mean));
+        }
+        return places;
+    });
     module.def("explain", [](const py::array& first, const py::array& second,
                              const AppearanceDistributions& firstDistributions,
                              const AppearanceDistributions& secondDistributions, const py::object& firstMask,

@@ -9,6 +9,8 @@
 
 #include <pybind11/stl.h>
 
+#include <algorithm>
+#include <array>
 #include <map>
 #include <optional>
 #include <stdexcept>
@@ -87,14 +89,60 @@ py::tuple predictFrom(const std::string& json, const std::map<std::string, doubl
     return py::make_tuple(prediction.score, prediction.low, prediction.high, prediction.outside);
 }
 
+py::tuple tupleOf(const AgreementEstimate& agreement) {
+    py::list figures;
+    for (const Estimate& figure :
+         {agreement.pearson, agreement.spearman, agreement.kendall, agreement.rmse, agreement.outlierRatio}) {
+        figures.append(py::make_tuple(figure.value, figure.low, figure.high));
+    }
+    return py::tuple(figures);
+}
+
+using Values = std::vector<double>;
+
+py::tuple agreement(const Values& scores, const Values& predicted, const std::optional<Values>& other,
+                    const Values& allowed, const std::vector<std::size_t>& groups, int resamples, std::uint64_t seed,
+                    double confidence) {
+    const PredictedScores rows{scores, predicted, allowed, groups};
+    const BootstrapOptions options{resamples, seed, confidence};
+    return tupleOf(
+        unlocked([&] { return other ? compareAgreement(rows, *other, options) : estimateAgreement(rows, options); }));
+}
+
+py::tuple pairedTest(const Values& scores, const Values& first, const Values& second) {
+    const PairedTest test = pitmanTest(scores, first, second);
+    return py::make_tuple(test.correlation, test.t, test.degreesOfFreedom, test.p);
+}
+
+py::tuple tupleOf(const CubicMapping& mapping) {
+    const double* const c = mapping.coefficients;
+    return py::make_tuple(py::make_tuple(c[0], c[1], c[2], c[3]), mapping.low, mapping.high);
+}
+
+py::tuple mappedFigures(const Values& scores, const Values& predicted, const Values& intervals) {
+    const MappedAgreement mapped = unlocked([&] { return mappedAgreement(scores, predicted, intervals); });
+    return py::make_tuple(tupleOf(mapped.mapping), mapped.pearson, mapped.rmse, mapped.rmseStar, mapped.outlierRatio);
+}
+
+double mappedValue(const std::array<double, 4>& coefficients, double low, double high, double x) {
+    CubicMapping mapping;
+    std::copy(coefficients.begin(), coefficients.end(), mapping.coefficients);
+    mapping.low = low;
+    mapping.high = high;
+    return mapping(x);
+}
+
 }  // namespace
 
 void bindScores(py::module_& module) {
     module.def("fit_scores", fitScoresOfFiles);
     module.def("predict_score", predictFrom);
-    module.def("pearson", pearsonCorrelation);
-    module.def("spearman", spearmanCorrelation);
-    module.def("kendall", kendallCorrelation);
+    module.def("agreement", agreement);
+    module.def("pitman_test", pairedTest);
+    module.def("mapped_agreement", mappedFigures);
+    module.def("monotone_cubic", [](const Values& x, const Values& y) { return tupleOf(monotoneCubic(x, y)); });
+    module.def("mapped_value", mappedValue);
+    module.def("opinion_interval", opinionInterval);
 }
 
 }  // namespace likeness::python

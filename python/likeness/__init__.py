@@ -14,6 +14,7 @@ from __future__ import annotations
 
 from . import (
     adaptation,
+    agreements,
     archives,
     batches,
     color,
@@ -41,6 +42,19 @@ from .adaptation import (
     tint,
     undo_adaptation,
     undo_d65_adaptation,
+)
+from .agreements import (
+    Agreement,
+    CubicMapping,
+    Estimate,
+    MappedAgreement,
+    PairedTest,
+    agreement,
+    compare_agreement,
+    mapped_agreement,
+    monotone_cubic,
+    opinion_interval,
+    pitman_test,
 )
 from .archives import AlikePair, Archive, ArchiveCluster, ArchivedPhotograph, IndexSummary, Neighbor, index
 from .batches import BatchSummary, batch, merge_results
@@ -98,11 +112,13 @@ from .explanation import (
     Explanation,
     Interval,
     Intervals,
+    MapPlace,
     PixelDifferences,
     TileComparison,
     compare_tiles,
     explain,
     pixel_differences,
+    worst_places,
 )
 from .exposure import (
     Bracket,

@@ -18,9 +18,11 @@ from ._arrays import (
     Regions,
     integer,
     masks_of_both,
+    native,
     part_asked,
     real_number,
     seed_number,
+    share_of_progress,
     whole_number,
 )
 from .comparison import Coefficients, analyze
@@ -238,6 +240,48 @@ def pixel_differences(
     return PixelDifferences(*[*maps, uniform])
 
 
+class MapPlace(NamedTuple):
+    """Part of a map, in pixels."""
+
+    x: int
+    y: int
+    width: int
+    height: int
+    mean: float
+    """Of the magnitudes of the values in it; NaN left out."""
+
+
+def worst_places(map: ImageLike, count: int = 3) -> list[MapPlace]:
+    """The parts of a map whose values are greatest in the mean of their magnitudes.
+
+    Parameters
+    ----------
+    map : array (H, W)
+        Such as one of `pixel_differences`.
+    count : int
+        How many at most.
+
+    Returns
+    -------
+    list of MapPlace
+        The greatest first: of 16 x 16 equal parts, fewer where they would have sides below 8 pixels. Parts without a
+        value, or with the mean 0, are left out.
+
+    Raises
+    ------
+    ValueError
+        For what is no array (H, W) of numbers.
+
+    Examples
+    --------
+    >>> map = np.zeros((32, 32), np.float32)
+    >>> map[8:16, 16:24] = -2
+    >>> worst_places(map)
+    [MapPlace(x=16, y=8, width=8, height=8, mean=2.0)]
+    """
+    return [MapPlace(*place) for place in _core.worst_places(native(map), whole_number("count", count, 0, 256))]
+
+
 class BinCost(NamedTuple):
     """A bin that two distributions fill differently: shares of the pixels, and (sqrt p - sqrt q)^2 / 2."""
 
@@ -307,6 +351,7 @@ def explain(
     regions: Optional[Regions] = None,
     center_weighted: bool = False,
     profile: str = "embedded",
+    progress: Progress = None,
 ) -> Explanation:
     """What moved between the distributions of two photographs, in numbers and in sentences made of them.
 
@@ -315,8 +360,18 @@ def explain(
     first, second : array (H, W, 3) or path
     first_mask, second_mask, mask, alpha, regions, center_weighted
         As of `compare`: distributions and whites are of the parts that count.
-    model, profile
+    model, profile, progress
         As of `analyze`.
+
+    Returns
+    -------
+    Explanation
+
+    Raises
+    ------
+    ValueError
+        As `analyze`.
+
     Examples
     --------
     >>> gray = np.full((4, 4, 3), 128, np.uint8)
@@ -326,7 +381,10 @@ def explain(
     (one, one_weights), (other, other_weights) = _parts(
         (first, second), (first_mask, second_mask, mask), part_asked(alpha, regions, center_weighted), profile
     )
-    analyses = [analyze(one, model=model, mask=one_weights), analyze(other, model=model, mask=other_weights)]
+    analyses = [
+        analyze(one, model=model, mask=one_weights, progress=share_of_progress(progress, 0, 2)),
+        analyze(other, model=model, mask=other_weights, progress=share_of_progress(progress, 1, 2)),
+    ]
     changes, first_white, second_white, sentence = _core.explain(
         one, other, *(analysis._distributions for analysis in analyses), one_weights, other_weights
     )

@@ -6,6 +6,7 @@
 
 #include <algorithm>
 #include <array>
+#include <cmath>
 #include <random>
 #include <stdexcept>
 #include <string>
@@ -20,8 +21,22 @@ void requireSameLength(std::size_t wanted, const std::vector<double>& values, co
     }
 }
 
+/// What is no number has no rank, and infinite errors have no correlation.
+void requireFinite(const std::vector<double>& values, const char* name) {
+    if (!std::all_of(values.begin(), values.end(), [](double value) { return std::isfinite(value); })) {
+        throw std::invalid_argument(std::string(name) + ": a value is not finite");
+    }
+}
+
+void requirePairs(const std::vector<double>& first, const std::vector<double>& second, const char* firstName,
+                  const char* secondName) {
+    requireSameLength(first.size(), second, secondName);
+    requireFinite(first, firstName);
+    requireFinite(second, secondName);
+}
+
 void requireRows(const PredictedScores& rows) {
-    requireSameLength(rows.scores.size(), rows.predicted, "predicted");
+    requirePairs(rows.scores, rows.predicted, "scores", "predicted");
     if (!rows.allowed.empty()) {
         requireSameLength(rows.scores.size(), rows.allowed, "allowed");
     }
@@ -165,22 +180,22 @@ AgreementEstimate bootstrap(const PredictedScores& rows, const BootstrapOptions&
 }  // namespace
 
 double pearsonCorrelation(const std::vector<double>& first, const std::vector<double>& second) {
-    requireSameLength(first.size(), second, "second");
+    requirePairs(first, second, "first", "second");
     return RankedPairs(first, second).pearson(once(first.size()));
 }
 
 double spearmanCorrelation(const std::vector<double>& first, const std::vector<double>& second) {
-    requireSameLength(first.size(), second, "second");
+    requirePairs(first, second, "first", "second");
     return RankedPairs(first, second).spearman(once(first.size()));
 }
 
 double kendallCorrelation(const std::vector<double>& first, const std::vector<double>& second) {
-    requireSameLength(first.size(), second, "second");
+    requirePairs(first, second, "first", "second");
     return RankedPairs(first, second).kendall(once(first.size()));
 }
 
 double rootMeanSquareError(const std::vector<double>& scores, const std::vector<double>& predicted) {
-    requireSameLength(scores.size(), predicted, "predicted");
+    requirePairs(scores, predicted, "scores", "predicted");
     double squares = 0;
     for (std::size_t i = 0; i < scores.size(); ++i) {
         squares += (predicted[i] - scores[i]) * (predicted[i] - scores[i]);
@@ -194,6 +209,9 @@ double outlierRatio(const std::vector<double>& scores, const std::vector<double>
 }
 
 double opinionInterval(double deviation, int observers) {
+    if (!(deviation >= 0) || observers < 2) {
+        throw std::invalid_argument("a deviation of at least 0 and at least 2 observers are wanted");
+    }
     return studentLimit(0.95, observers - 1.0) * deviation / std::sqrt(observers);
 }
 
@@ -211,7 +229,7 @@ AgreementEstimate estimateAgreement(const PredictedScores& rows, const Bootstrap
 AgreementEstimate compareAgreement(const PredictedScores& first, const std::vector<double>& second,
                                    const BootstrapOptions& options) {
     requireRows(first);
-    requireSameLength(first.scores.size(), second, "second");
+    requirePairs(first.scores, second, "scores", "second");
     const Sampled one(first, first.predicted);
     const Sampled other(first, second);
     return bootstrap(first, options, [&](const RankedPairs::Counts& counts) {
@@ -226,8 +244,8 @@ AgreementEstimate compareAgreement(const PredictedScores& first, const std::vect
 
 PairedTest pitmanTest(const std::vector<double>& scores, const std::vector<double>& first,
                       const std::vector<double>& second) {
-    requireSameLength(scores.size(), first, "first");
-    requireSameLength(scores.size(), second, "second");
+    requirePairs(scores, first, "scores", "first");
+    requirePairs(scores, second, "scores", "second");
     std::vector<double> sums;
     std::vector<double> differences;
     for (std::size_t i = 0; i < scores.size(); ++i) {

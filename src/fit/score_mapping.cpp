@@ -5,6 +5,7 @@
 
 #include <algorithm>
 #include <array>
+#include <cmath>
 #include <stdexcept>
 
 namespace likeness {
@@ -109,8 +110,10 @@ double CubicMapping::operator()(double x) const noexcept {
 }
 
 CubicMapping monotoneCubic(const std::vector<double>& x, const std::vector<double>& y) {
-    if (x.size() != y.size() || x.empty()) {
-        throw std::invalid_argument("monotoneCubic: as many x as y are wanted, at least one");
+    const auto isFinite = [](double value) { return std::isfinite(value); };
+    if (x.size() != y.size() || x.empty() || !std::all_of(x.begin(), x.end(), isFinite) ||
+        !std::all_of(y.begin(), y.end(), isFinite)) {
+        throw std::invalid_argument("monotoneCubic: as many x as y are wanted, at least one, all finite");
     }
     CubicMapping mapping;
     const auto [least, greatest] = std::minmax_element(x.begin(), x.end());

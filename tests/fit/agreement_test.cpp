@@ -34,6 +34,23 @@ TEST(Agreement, WhatIsNotDefinedIsNaN) {
     EXPECT_THROW(agreementOf({{1, 2}, {1, 2}, {1}, {}}), std::invalid_argument);
 }
 
+TEST(Agreement, WhatIsNotFiniteIsRefused) {
+    for (const double value : {std::nan(""), HUGE_VAL, -HUGE_VAL}) {
+        EXPECT_THROW(pearsonCorrelation({1, value, 3}, {1, 2, 3}), std::invalid_argument);
+        EXPECT_THROW(spearmanCorrelation({1, 2, 3}, {1, 2, value}), std::invalid_argument);
+        EXPECT_THROW(kendallCorrelation({value, 2, 3}, {1, 2, 3}), std::invalid_argument);
+        EXPECT_THROW(rootMeanSquareError({1}, {value}), std::invalid_argument);
+        EXPECT_THROW(agreementOf({{1, 2}, {1, value}, {}, {}}), std::invalid_argument);
+        EXPECT_THROW(compareAgreement({{1, 2}, {1, 2}, {}, {}}, {1, value}), std::invalid_argument);
+        EXPECT_THROW(pitmanTest({1, 2, 3}, {1, 2, value}, {1, 2, 3}), std::invalid_argument);
+        EXPECT_THROW(monotoneCubic({1, value}, {1, 2}), std::invalid_argument);
+        EXPECT_THROW(mappedAgreement({1, value}, {1, 2}), std::invalid_argument);
+    }
+    EXPECT_THROW(opinionInterval(-1, 10), std::invalid_argument);
+    EXPECT_THROW(opinionInterval(1, 1), std::invalid_argument);
+    EXPECT_THROW(mappedAgreement({1, 2}, {1, 2, 3}), std::invalid_argument);
+}
+
 TEST(Agreement, ErrorsAndOutliersByHand) {
     EXPECT_DOUBLE_EQ(rootMeanSquareError({1, 2, 3, 4}, {1, 2, 3, 6}), 1);
     EXPECT_DOUBLE_EQ(outlierRatio({1, 2, 3, 4}, {1.5, 2, 3, 6}, {1, 1, 1, 1}), 0.25);

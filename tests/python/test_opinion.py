@@ -67,3 +67,76 @@ def test_what_cannot_be_is_a_value_error(report: tuple[pathlib.Path, pathlib.Pat
     model = likeness.fit(results, scores, score="mos", direction="higher-better", group="scene")
     with pytest.raises(ValueError, match="needs 'brightness'"):
         likeness.predict(model, {})
+
+
+def made_predictions() -> tuple[list[float], list[float], list[float], list[str]]:
+    """Scores, two predictions of which the first is better, and the scene of each row."""
+    numbers = random.Random(9)
+    scores = [numbers.uniform(1, 5) for _ in range(80)]
+    close = [score + numbers.gauss(0, 0.2) for score in scores]
+    far = [score + numbers.gauss(0, 0.8) for score in scores]
+    return scores, close, far, [f"scene {row % 8}" for row in range(80)]
+
+
+def test_agreement_is_that_of_the_fit(report: tuple[pathlib.Path, pathlib.Path]) -> None:
+    results, scores = report
+    model = likeness.fit(results, scores, score="mos", group="scene", direction="higher-better", resamples=300, seed=5)
+    rows = model.rows
+    found = likeness.agreement(
+        [row.score for row in rows],
+        [row.predicted for row in rows],
+        groups=[int(row.id) % 6 for row in rows],
+        resamples=300,
+        seed=5,
+    )
+    told = model.document["performance"]
+    for name in ("pearson", "spearman", "kendall", "rmse"):
+        assert getattr(found, name).value == pytest.approx(told[name]["value"], rel=1e-8)
+        assert getattr(found, name).low <= getattr(found, name).value <= getattr(found, name).high
+    assert math.isnan(found.outlier_ratio.value)
+
+
+def test_agreement_is_that_of_scipy() -> None:
+    stats = pytest.importorskip("scipy.stats")
+    scores, close, far, scenes = made_predictions()
+    found = likeness.agreement(scores, close, allowed=[0.3] * 80, groups=scenes)
+    assert found.pearson.value == pytest.approx(stats.pearsonr(scores, close)[0], rel=1e-12)
+    assert found.spearman.value == pytest.approx(stats.spearmanr(scores, close)[0], rel=1e-12)
+    assert found.kendall.value == pytest.approx(stats.kendalltau(scores, close)[0], rel=1e-12)
+    assert found.outlier_ratio.value == sum(abs(a - b) > 0.3 for a, b in zip(scores, close)) / 80
+    assert found == likeness.agreement(scores, close, allowed=[0.3] * 80, groups=scenes), "the seed decides"
+    difference = likeness.compare_agreement(scores, close, far, groups=scenes)
+    assert difference.rmse.high < 0 < difference.pearson.low
+    assert difference.rmse.value == pytest.approx(
+        found.rmse.value - likeness.agreement(scores, far, resamples=0).rmse.value, rel=1e-12
+    )
+    paired = likeness.pitman_test(scores, close, far)
+    assert paired.t < 0 and paired.p < 1e-6 and paired.degrees_of_freedom == 78
+
+
+def test_the_third_order_mapping() -> None:
+    scores, close, _, _ = made_predictions()
+    cubes = [value**3 for value in close]
+    mapped = likeness.mapped_agreement(scores, cubes, intervals=[likeness.opinion_interval(0.8, 16)] * 80)
+    assert mapped.pearson > 0.97 and mapped.rmse_star < mapped.rmse
+    values = mapped.mapping(sorted(cubes))
+    assert (values[1:] >= values[:-1] - 1e-12).all(), "it increases"
+    assert mapped.mapping([[1e9, -1e9]]).tolist() == [[values[-1], values[0]]], "held beyond what it was made for"
+    assert mapped.mapping.coefficients == likeness.monotone_cubic(cubes, scores).coefficients
+
+
+def test_predictions_that_are_no_numbers_are_refused() -> None:
+    with pytest.raises(ValueError, match="predicted: a value is not finite"):
+        likeness.agreement([1, 2, 3], [1, math.nan, 3])
+    with pytest.raises(ValueError, match="predicted: 3 values are wanted, one a row, not 2"):
+        likeness.agreement([1, 2, 3], [1, 2])
+    with pytest.raises(ValueError, match="groups: one a row is wanted"):
+        likeness.agreement([1, 2, 3], [1, 2, 3], groups=["a"])
+    with pytest.raises(ValueError, match="scores: an array of one dimension is wanted"):
+        likeness.pitman_test([[1, 2]], [1, 2], [1, 2])
+    with pytest.raises(ValueError, match="at least 2 observers"):
+        likeness.opinion_interval(1, 1)
+    with pytest.raises(ValueError, match="confidence"):
+        likeness.agreement([1, 2, 3], [1, 2, 3], confidence=1.5)
+    nothing = likeness.agreement([], [])
+    assert all(math.isnan(figure.value) for figure in nothing)

@@ -95,7 +95,7 @@ def test_what_cannot_be_read_is_named(name, tmp_path):
 
 
 TAKE_PHOTOGRAPHS = {"photograph", "flash", "moving", "exposures", "first", "second"}
-OTHERS = {"cie_lab_from_xyz", "ciede2000", "hue_coefficient", "uniform_difference"}
+OTHERS = {"cie_lab_from_xyz", "ciede2000", "compare_agreement", "hue_coefficient", "pitman_test", "uniform_difference"}
 
 
 def test_no_function_is_forgotten():

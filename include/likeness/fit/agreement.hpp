@@ -5,7 +5,7 @@
 /// Vectors are of one length, a row each; values are finite. Rows that belong together, such as all distortions of one
 /// photograph, are a group: they share its luck, so intervals come from drawing whole groups. Where something is not
 /// defined, such as a correlation with a constant, it is NaN. The same bits for any number of threads.
-/// @throws std::invalid_argument  vectors of different lengths
+/// @throws std::invalid_argument  vectors of different lengths, or a value that is not finite
 #pragma once
 
 #include <likeness/export.hpp>
