@@ -241,6 +241,16 @@ TEST(TileComparison, IntervalsHoldTheCoefficientsAndFollowTheSeed) {
     const auto same = *compareTiles(cat(), cat(), options).intervals;
     EXPECT_NEAR(same.brightness.low, 1, 1e-5);
     EXPECT_NEAR(same.brightness.high, 1, 1e-5);
+    for (const double level : {0.0, 1.0, 1.5, std::nan("")}) {
+        TileOptions others = options;
+        others.interval->level = level;
+        EXPECT_THROW(compareTiles(cat(), coffee(), others), std::invalid_argument) << level;
+    }
+    for (const int resamples : {99, 1000001}) {
+        TileOptions others = options;
+        others.interval->resamples = resamples;
+        EXPECT_THROW(compareTiles(cat(), coffee(), others), std::invalid_argument) << resamples;
+    }
     options.layout.stride = 0.5;
     EXPECT_THROW(compareTiles(cat(), coffee(), options), std::invalid_argument);
     options = grid(1, 3);

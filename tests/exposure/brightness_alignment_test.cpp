@@ -227,6 +227,14 @@ TEST(MatchLightness, IsTheGivenOneOfEveryDepth) {
     }
 }
 
+TEST(LightnessStatistics, OfTheLeastWeightThereIs) {
+    cv::Mat image(2, 2, CV_32FC3, cv::Scalar::all(0));
+    image.at<cv::Vec3f>(1, 0) = cv::Vec3f::all(1);
+    cv::Mat mask(2, 2, CV_16U, cv::Scalar(0));
+    mask.at<ushort>(1, 0) = 1;
+    EXPECT_NEAR(lightnessStatisticsOf(PhotographPart{image, PixelWeights::ofMask(mask)}).mean, 100, 1e-3);
+}
+
 TEST(LightnessStatistics, RefuseWhatIsNoNumber) {
     cv::Mat image(4, 4, CV_32FC3, cv::Scalar::all(0.5));
     EXPECT_NEAR(lightnessStatisticsOf(image).mean, 53.39, 0.01);

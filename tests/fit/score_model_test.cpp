@@ -206,6 +206,18 @@ TEST(ScoreModel, WhatCannotBeFittedIsRefused) {
     }
 }
 
+TEST(ScoreModel, FormsHaveNames) {
+    const std::pair<ScoreForm, std::string> forms[] = {
+        {ScoreForm::linear, "linear"},       {ScoreForm::monotone, "monotone"}, {ScoreForm::logistic4, "logistic4"},
+        {ScoreForm::logistic5, "logistic5"}, {ScoreForm::product, "product"},   {ScoreForm::ridge, "ridge"}};
+    for (const auto& [form, name] : forms) {
+        EXPECT_EQ(nameOf(form), name);
+        EXPECT_EQ(scoreFormOf(name), form);
+    }
+    EXPECT_EQ(scoreFormOf("cubic"), std::nullopt);
+    EXPECT_EQ(scoreFormOf(""), std::nullopt);
+}
+
 TEST(CrossValidation, NoGroupStandsOnBothSides) {
     ScoredRows rows = madeRows(100, 0.1, 5, [](double x, double y) { return x + y; });
     FitOptions options = of(ScoreForm::linear);
