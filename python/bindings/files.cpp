@@ -101,7 +101,7 @@ py::tuple read(const std::string& path, const std::string& profile, bool stored,
         colors.settle(photograph.remarks);
         use = colors.use();
         if (photograph.problem.empty()) {
-            weights = countedPart(path, photograph.bgr, partChoice, mostPixels, photograph.remarks);
+            weights = countedPart(path, photograph.bgr, partChoice, choice.selection, mostPixels, photograph.remarks);
         }
     });
     std::vector<std::string> warnings = photograph.remarks;

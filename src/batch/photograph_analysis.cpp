@@ -39,7 +39,8 @@ void analyze(const std::string& path, AnalysisTables& tables, std::uint64_t most
     }
     AnalysisOptions ofPart = options;
     try {
-        ofPart.weights = countedPart(path, photograph.bgr, profiles.part, mostPixels, analysis.remarks);
+        ofPart.weights =
+            countedPart(path, photograph.bgr, profiles.part, profiles.selection, mostPixels, analysis.remarks);
     } catch (const Refusal& refusal) {
         analysis.problem = std::string(": the part of it that counts: ") + refusal.what();
         return;

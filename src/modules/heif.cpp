@@ -72,9 +72,10 @@ void readColors(const ::heif_image_handle* handle, PhotographContent& content) {
     }
 }
 
+/// The colours, B, G, R; or the alpha channel of an image that has one.
 /// @param bits  that a value has in the image
 template <typename Value>
-cv::Mat copied(const ::heif_image* image, int bits) {
+cv::Mat copied(const ::heif_image* image, int bits, bool alpha) {
     int stride = 0;
     const std::uint8_t* const plane = ::heif_image_get_plane_readonly(image, ::heif_channel_interleaved, &stride);
     const int rows = ::heif_image_get_height(image, ::heif_channel_interleaved);
@@ -84,18 +85,21 @@ cv::Mat copied(const ::heif_image* image, int bits) {
     }
     const unsigned greatest = (1U << bits) - 1;
     constexpr unsigned whole = std::numeric_limits<Value>::max();
-    cv::Mat bgr(rows, cols, CV_MAKETYPE(cv::DataType<Value>::depth, 3));
+    const int channels = alpha ? 1 : 3;
+    const int step = alpha ? 4 : 3;
+    const int last = alpha ? 3 : 2;
+    cv::Mat copy(rows, cols, CV_MAKETYPE(cv::DataType<Value>::depth, channels));
     for (int i = 0; i < rows; ++i) {
         const auto* const in = reinterpret_cast<const Value*>(plane + static_cast<std::ptrdiff_t>(i) * stride);
-        auto* const out = bgr.ptr<Value>(i);
+        auto* const out = copy.ptr<Value>(i);
         for (int j = 0; j < cols; ++j) {
-            for (int c = 0; c < 3; ++c) {
-                const unsigned value = in[3 * j + 2 - c];
-                out[3 * j + c] = static_cast<Value>((value * whole + greatest / 2) / greatest);
+            for (int c = 0; c < channels; ++c) {
+                const unsigned value = in[step * j + last - c];
+                out[channels * j + c] = static_cast<Value>((value * whole + greatest / 2) / greatest);
             }
         }
     }
-    return bgr;
+    return copy;
 }
 
 }  // namespace
@@ -147,7 +151,7 @@ LIKENESS_MODULE_ENTRY void likeness_read_photograph(const PhotographRequest& req
         content.problem = likeness::tooManyPixels(content.width, content.height, request.mostPixels);
         return;
     }
-    if (request.headerOnly) {
+    if (request.headerOnly || (request.alpha && !content.alpha)) {
         return;
     }
     // What a picture is put together of may say that it is far larger than the picture: a canvas of gigabytes in a file
@@ -161,20 +165,20 @@ LIKENESS_MODULE_ENTRY void likeness_read_photograph(const PhotographRequest& req
     ::heif_context_set_maximum_image_size_limit(context.get(), std::max(sideOfAnyPart, side + padding));
     const std::unique_ptr<::heif_decoding_options, OptionsEnd> options(::heif_decoding_options_alloc());
     const bool deep = content.bits > 8;
+    const ::heif_chroma chroma = request.alpha
+                                     ? (deep ? ::heif_chroma_interleaved_RRGGBBAA_LE : ::heif_chroma_interleaved_RGBA)
+                                     : (deep ? ::heif_chroma_interleaved_RRGGBB_LE : ::heif_chroma_interleaved_RGB);
     ::heif_image* decoded = nullptr;
-    if (failed(::heif_decode_image(handle.get(), &decoded, ::heif_colorspace_RGB,
-                                   deep ? ::heif_chroma_interleaved_RRGGBB_LE : ::heif_chroma_interleaved_RGB,
-                                   options.get()),
-               content)) {
+    if (failed(::heif_decode_image(handle.get(), &decoded, ::heif_colorspace_RGB, chroma, options.get()), content)) {
         return;
     }
     const std::unique_ptr<const ::heif_image, ImageEnd> image(decoded);
     // What the decoder made of it counts, not what the boxes say.
     const int stored = ::heif_image_get_bits_per_pixel_range(image.get(), ::heif_channel_interleaved);
     if (!deep) {
-        content.pixels = copied<uchar>(image.get(), 8);
+        content.pixels = copied<uchar>(image.get(), 8, request.alpha);
     } else if (stored > 8 && stored <= 16) {
-        content.pixels = copied<ushort>(image.get(), stored);
+        content.pixels = copied<ushort>(image.get(), stored, request.alpha);
     }
     if (likeness::exceeds(static_cast<std::uint64_t>(content.pixels.cols),
                           static_cast<std::uint64_t>(content.pixels.rows), request.mostPixels)) {
@@ -182,6 +186,12 @@ LIKENESS_MODULE_ENTRY void likeness_read_photograph(const PhotographRequest& req
     }
     if (content.pixels.empty()) {
         content.problem = "its content cannot be decoded";
+        return;
+    }
+    if (request.alpha) {
+        const cv::Mat alpha = content.pixels;
+        content.pixels.release();
+        likeness::takeAlpha(alpha, ::heif_image_handle_is_premultiplied_alpha(handle.get()) != 0, content);
     }
 }
 

@@ -116,6 +116,7 @@ LIKENESS_MODULE_ENTRY void likeness_read_photograph(const PhotographRequest& req
     }
     ::JxlPixelFormat format{3, ::JXL_TYPE_UINT8, ::JXL_NATIVE_ENDIAN, 0};
     int depth = CV_8U;
+    bool multiplied = false;
     std::vector<unsigned char> input;
     std::uint64_t passed = 0;
     const auto damaged = [&content] { content.problem = "its content cannot be decoded: the decoder finds an error"; };
@@ -147,7 +148,12 @@ LIKENESS_MODULE_ENTRY void likeness_read_photograph(const PhotographRequest& req
                     content.problem = likeness::tooManyPixels(content.width, content.height, request.mostPixels);
                     return;
                 }
-                format.num_channels = basics.num_color_channels == 1 ? 1 : 3;
+                if (request.alpha && !content.alpha) {
+                    return;
+                }
+                multiplied = basics.alpha_premultiplied != 0;
+                // The library gives alpha behind the colours.
+                format.num_channels = (basics.num_color_channels == 1 ? 1 : 3) + (request.alpha ? 1 : 0);
                 depth = content.floats ? CV_32F : content.bits > 8 ? CV_16U : CV_8U;
                 format.data_type = content.floats     ? ::JXL_TYPE_FLOAT
                                    : content.bits > 8 ? ::JXL_TYPE_UINT16
@@ -178,7 +184,12 @@ LIKENESS_MODULE_ENTRY void likeness_read_photograph(const PhotographRequest& req
                 if (content.pixels.empty()) {
                     return damaged();
                 }
-                if (content.pixels.channels() == 3) {
+                if (request.alpha) {
+                    cv::Mat alpha;
+                    cv::extractChannel(content.pixels, alpha, content.pixels.channels() - 1);
+                    content.pixels.release();
+                    likeness::takeAlpha(alpha, multiplied, content);
+                } else if (content.pixels.channels() == 3) {
                     depth == CV_8U    ? swapRedAndBlue<uchar>(content.pixels)
                     : depth == CV_16U ? swapRedAndBlue<ushort>(content.pixels)
                                       : swapRedAndBlue<float>(content.pixels);

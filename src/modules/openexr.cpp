@@ -97,10 +97,18 @@ const char* nameOf(Imf::Compression compression) {
     }
 }
 
-void readPlanes(Imf::MultiPartInputFile& file, const Place& place, PhotographContent& content) {
+std::vector<std::string> colorsOf(const Place& place) {
+    if (place.grey) {
+        return {place.prefix + "Y"};
+    }
+    return {place.prefix + "B", place.prefix + "G", place.prefix + "R"};
+}
+
+cv::Mat readPlanes(Imf::MultiPartInputFile& file, const Place& place, const std::vector<std::string>& names,
+                   const PhotographContent& content) {
     const Imf::Header& header = file.header(place.part);
     const Imath::Box2i window = header.dataWindow();
-    const int channels = place.grey ? 1 : 3;
+    const auto channels = static_cast<int>(names.size());
     cv::Mat pixels(static_cast<int>(content.height), static_cast<int>(content.width), CV_32FC(channels),
                    cv::Scalar::all(0));
     const std::size_t xStride = sizeof(float) * static_cast<std::size_t>(channels);
@@ -109,15 +117,14 @@ void readPlanes(Imf::MultiPartInputFile& file, const Place& place, PhotographCon
     const std::ptrdiff_t origin = static_cast<std::ptrdiff_t>(window.min.y) * static_cast<std::ptrdiff_t>(yStride) +
                                   static_cast<std::ptrdiff_t>(window.min.x) * static_cast<std::ptrdiff_t>(xStride);
     Imf::FrameBuffer frame;
-    for (int c = 0; c < channels; ++c) {
-        const std::string name = place.prefix + (place.grey ? "Y" : std::string(1, "BGR"[c]));
-        char* const base = reinterpret_cast<char*>(pixels.data) + static_cast<std::size_t>(c) * sizeof(float) - origin;
-        frame.insert(name, Imf::Slice(Imf::FLOAT, base, xStride, yStride));
+    for (std::size_t c = 0; c < names.size(); ++c) {
+        char* const base = reinterpret_cast<char*>(pixels.data) + c * sizeof(float) - origin;
+        frame.insert(names[c], Imf::Slice(Imf::FLOAT, base, xStride, yStride));
     }
     Imf::InputPart part(file, place.part);
     part.setFrameBuffer(frame);
     part.readPixels(window.min.y, window.max.y);
-    content.pixels = pixels;
+    return pixels;
 }
 
 /// Luminance and chroma: the library makes R, G, B of them.
@@ -204,13 +211,15 @@ void read(const PhotographRequest& request, PhotographContent& content) {
         content.problem = "luminance and chroma in one of several layers are not read";
         return;
     }
-    if (request.headerOnly) {
+    if (request.headerOnly || (request.alpha && !content.alpha)) {
         return;
     }
-    if (chosen->lumaChroma) {
+    if (request.alpha) {
+        likeness::takeAlpha(readPlanes(file, *chosen, {chosen->prefix + "A"}, content), content.multiplied, content);
+    } else if (chosen->lumaChroma) {
         readLumaChroma(request, window, content);
     } else {
-        readPlanes(file, *chosen, content);
+        content.pixels = readPlanes(file, *chosen, colorsOf(*chosen), content);
     }
 }
 

@@ -21,12 +21,14 @@ struct PhotographRequest {
     std::string layer{};           ///< of OpenEXR: name of a part or a layer; empty: the first with colours
     bool preview = false;          ///< of a camera's raw file: the embedded preview in place of the photograph
     bool headerOnly = false;       ///< what the file says of itself; nothing is decoded
+    bool alpha = false;            ///< its alpha channel in place of the photograph; nothing where it has none
 };
 
 /// What a file holds. What it does not say is 0, empty or without a value.
 struct PhotographContent {
     /// CV_8U, CV_16U or CV_32F of one channel, or three in the order B, G, R; upright; integers use their whole range;
-    /// empty if only the header was wanted, or there is a problem.
+    /// empty if only the header was wanted, or there is a problem. How opaque each pixel is, of one channel, if that was
+    /// wanted.
     cv::Mat pixels;
     std::vector<unsigned char> encoded;  ///< in place of pixels: the bytes of a JPEG
     bool asStored = false;  ///< whether these are to be turned as `orientation` says, unless they say it themselves
@@ -60,6 +62,17 @@ using ReadPhotographEntry = void (*)(const PhotographRequest& request, Photograp
 inline std::string tooManyPixels(std::uint64_t width, std::uint64_t height, std::uint64_t mostPixels) {
     return "it is " + std::to_string(width) + " x " + std::to_string(height) +
            " pixels, and the limit (--max-pixels) is " + std::to_string(mostPixels) + " in all";
+}
+
+/// Puts an alpha channel into the content. Where something is transparent, colours that are multiplied by it are no
+/// photograph that it could weigh or lay over a colour: that is a problem.
+inline void takeAlpha(const cv::Mat& alpha, bool multiplied, PhotographContent& content) {
+    const double opaque = alpha.depth() == CV_8U ? 255 : alpha.depth() == CV_16U ? 65535 : 1;
+    if (multiplied && cv::countNonZero(alpha >= opaque) < static_cast<int>(alpha.total())) {
+        content.problem = "its colours are multiplied by its alpha channel";
+        return;
+    }
+    content.pixels = alpha;
 }
 
 /// Whether so many pixels are more than allowed; false of a size that is not known.

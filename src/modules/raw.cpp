@@ -153,7 +153,7 @@ LIKENESS_MODULE_ENTRY void likeness_read_photograph(const PhotographRequest& req
         content.problem = likeness::tooManyPixels(sizes.raw_width, sizes.raw_height, request.mostPixels);
         return;
     }
-    if (request.headerOnly) {
+    if (request.headerOnly || request.alpha) {
         return;
     }
     // Asked for the size alone, the library forgets what it has to know for the work.

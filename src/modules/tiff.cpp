@@ -109,10 +109,12 @@ double valueAt(const unsigned char* row, std::size_t index, const Layout& layout
     }
 }
 
-/// Puts values into pixels: B, G, R, or grey.
+/// Puts values into pixels: B, G, R, or grey; or those of an alpha channel.
 class Pixels {
 public:
-    Pixels(::TIFF* file, const Layout& layout, cv::Mat& image) : layout_(layout), image_(image) {
+    /// @param first  the sample that the image begins with
+    Pixels(::TIFF* file, const Layout& layout, cv::Mat& image, int first = 0)
+        : layout_(layout), image_(image), first_(static_cast<std::uint16_t>(first)) {
         if (layout.photometric == PHOTOMETRIC_PALETTE) {
             ::TIFFGetField(file, TIFFTAG_COLORMAP, &palette_[2], &palette_[1], &palette_[0]);
         }
@@ -120,9 +122,10 @@ public:
 
     bool good() const { return layout_.photometric != PHOTOMETRIC_PALETTE || palette_[0] != nullptr; }
 
-    /// Planes that are wanted; a file may say that it has thousands.
+    /// Planes that are wanted, and the one behind them; a file may say that it has thousands.
+    std::uint16_t firstPlane() const { return layout_.separate() ? first_ : std::uint16_t{0}; }
     std::uint16_t planes() const {
-        const int wanted = palette_[0] != nullptr ? 1 : image_.channels();
+        const int wanted = palette_[0] != nullptr ? 1 : first_ + image_.channels();
         return layout_.separate() ? static_cast<std::uint16_t>(std::min<int>(layout_.samples, wanted)) : 1;
     }
 
@@ -137,11 +140,11 @@ public:
             if (palette_[0] != nullptr) {
                 putIndex(x + j, y, rawIndex(row, j * step));
             } else if (layout_.separate()) {
-                put(x + j, y, sample, valueAt(row, j, layout_));
+                put(x + j, y, sample - first_, valueAt(row, j, layout_));
             } else {
                 lookAtAlpha(row, j * step);
                 for (int s = 0; s < image_.channels(); ++s) {
-                    put(x + j, y, s, valueAt(row, j * step + static_cast<std::size_t>(s), layout_));
+                    put(x + j, y, s, valueAt(row, j * step + first_ + static_cast<std::size_t>(s), layout_));
                 }
             }
         }
@@ -178,7 +181,7 @@ private:
             return;
         }
         const int place = static_cast<int>(x) * channels + (channels == 3 ? 2 - sample : 0);
-        const bool inverse = layout_.photometric == PHOTOMETRIC_MINISWHITE;
+        const bool inverse = layout_.photometric == PHOTOMETRIC_MINISWHITE && first_ == 0;
         switch (image_.depth()) {
             case CV_8U:
                 image_.ptr<uchar>(static_cast<int>(y))[place] = static_cast<uchar>(inverse ? 255 - value : value);
@@ -193,6 +196,7 @@ private:
 
     const Layout& layout_;
     cv::Mat& image_;
+    std::uint16_t first_;
     bool opaque_ = true;
     std::uint16_t* palette_[3] = {nullptr, nullptr, nullptr};
 };
@@ -211,7 +215,7 @@ bool readTiles(::TIFF* file, const Layout& layout, Pixels& pixels) {
     }
     std::vector<unsigned char> tile(static_cast<std::size_t>(size));
     const auto rowBytes = static_cast<std::size_t>(::TIFFTileRowSize(file));
-    for (std::uint16_t plane = 0; plane < pixels.planes(); ++plane) {
+    for (std::uint16_t plane = pixels.firstPlane(); plane < pixels.planes(); ++plane) {
         for (std::uint64_t y = 0; y < layout.height; y += tileHeight) {
             for (std::uint64_t x = 0; x < layout.width; x += tileWidth) {
                 const auto left = static_cast<std::uint32_t>(x);
@@ -234,7 +238,7 @@ bool readStrips(::TIFF* file, const Layout& layout, Pixels& pixels) {
         return false;
     }
     std::vector<unsigned char> row(static_cast<std::size_t>(size));
-    for (std::uint16_t plane = 0; plane < pixels.planes(); ++plane) {
+    for (std::uint16_t plane = pixels.firstPlane(); plane < pixels.planes(); ++plane) {
         for (std::uint32_t y = 0; y < layout.height; ++y) {
             if (::TIFFReadScanline(file, row.data(), y, plane) < 0) {
                 return false;
@@ -243,6 +247,10 @@ bool readStrips(::TIFF* file, const Layout& layout, Pixels& pixels) {
         }
     }
     return true;
+}
+
+bool readPieces(::TIFF* file, const Layout& layout, Pixels& pixels) {
+    return ::TIFFIsTiled(file) != 0 ? readTiles(file, layout, pixels) : readStrips(file, layout, pixels);
 }
 
 /// By the library's own conversion, to 8 bits.
@@ -384,13 +392,32 @@ bool decode(::TIFF* file, const Layout& layout, PhotographContent& content) {
     cv::Mat image(static_cast<int>(layout.height), static_cast<int>(layout.width),
                   palette ? CV_16UC3 : CV_MAKETYPE(depth, grey ? 1 : 3));
     Pixels pixels(file, layout, image);
-    if (!pixels.good() ||
-        !(::TIFFIsTiled(file) != 0 ? readTiles(file, layout, pixels) : readStrips(file, layout, pixels))) {
+    if (!pixels.good() || !readPieces(file, layout, pixels)) {
         return false;
     }
     makeUpright(layout.orientation, image);
     content.pixels = image;
     content.opaque = pixels.opaque();
+    return true;
+}
+
+/// The sample behind the colours.
+bool decodeAlpha(::TIFF* file, const Layout& layout, PhotographContent& content) {
+    const bool rgb = layout.photometric == PHOTOMETRIC_RGB;
+    const bool grey = layout.photometric == PHOTOMETRIC_MINISBLACK || layout.photometric == PHOTOMETRIC_MINISWHITE;
+    const int depth = depthOf(layout);
+    const int colors = rgb ? 3 : 1;
+    if (depth < 0 || !(rgb || grey) || layout.samples <= colors) {
+        content.problem = "its alpha channel is of a kind that is not read";
+        return false;
+    }
+    cv::Mat alpha(static_cast<int>(layout.height), static_cast<int>(layout.width), CV_MAKETYPE(depth, 1));
+    Pixels pixels(file, layout, alpha, colors);
+    if (!readPieces(file, layout, pixels)) {
+        return false;
+    }
+    makeUpright(layout.orientation, alpha);
+    likeness::takeAlpha(alpha, content.multiplied, content);
     return true;
 }
 
@@ -430,10 +457,10 @@ LIKENESS_MODULE_ENTRY void likeness_read_photograph(const PhotographRequest& req
         content.problem = "it has no pixels";
         return;
     }
-    if (request.headerOnly) {
+    if (request.headerOnly || (request.alpha && !content.alpha)) {
         return;
     }
-    if (!decode(file.get(), layout, content)) {
+    if (!(request.alpha ? decodeAlpha(file.get(), layout, content) : decode(file.get(), layout, content))) {
         content.pixels.release();
         content.problem = content.problem.empty() ? "its content is cut off or damaged" : content.problem;
     }

@@ -67,28 +67,36 @@ PixelWeights weightsOfMask(const std::string& path, const cv::Size& size, const 
     throw Refusal("--alpha: '" + path + "': " + what + "; convert it to a PNG with alpha, or leave out --alpha");
 }
 
-/// Of a photograph as it is seen; empty where it has none.
-cv::Mat alphaOf(const std::string& path, const cv::Size& size, std::uint64_t mostPixels) {
-    const std::string place = placeOfInput(path);
-    const OpenedFile file(place);
-    if (!file.problem().empty()) {
-        throw Refusal("cannot read '" + path + "'" + file.problem());
+[[noreturn]] void refuseUnreadAlpha(const std::string& path, const ImageHeader& header) {
+    refuseAlpha(path, std::string("the alpha channel of this ") + nameOf(header.format) + " file is not read");
+}
+
+/// Of a file that a module reads; empty where it has none.
+cv::Mat alphaByModule(const std::string& path, const ByteSource& source, const ImageHeader& header,
+                      PhotographRequest request) {
+    if (header.format == ImageFileFormat::gif) {
+        refuseUnreadAlpha(path, header);
     }
-    const ImageHeader header = readImageHeader(file.source());
-    if (isForModule(header, {})) {
-        PhotographRequest request{place, mostPixels};
-        request.headerOnly = true;
-        const bool tells = header.format != ImageFileFormat::gif && header.format != ImageFileFormat::photoshop;
-        if (!tells || readByModule(file.source(), header, request).alpha) {
-            refuseAlpha(path, std::string("the alpha channel of this ") + nameOf(header.format) + " file is not read");
-        }
-        return {};
+    request.alpha = header.format != ImageFileFormat::photoshop;
+    request.headerOnly = !request.alpha;
+    const PhotographContent content = readByModule(source, header, request);
+    if (!content.problem.empty()) {
+        refuseAlpha(path, content.problem);
     }
+    if (content.alpha && !request.alpha) {
+        refuseUnreadAlpha(path, header);
+    }
+    return content.pixels;
+}
+
+/// Of a PNG or WebP; empty where it has none.
+cv::Mat alphaByCodec(const std::string& path, const std::string& place, const ByteSource& source,
+                     const ImageHeader& header) {
     if (!header.alpha) {
         return {};
     }
     if (header.format != ImageFileFormat::png && header.format != ImageFileFormat::webp) {
-        refuseAlpha(path, std::string("the alpha channel of this ") + nameOf(header.format) + " file is not read");
+        refuseUnreadAlpha(path, header);
     }
     const cv::Mat stored = decodedFile(place, cv::IMREAD_UNCHANGED);
     if (stored.channels() != 4) {
@@ -96,16 +104,44 @@ cv::Mat alphaOf(const std::string& path, const cv::Size& size, std::uint64_t mos
     }
     cv::Mat alpha;
     cv::extractChannel(stored, alpha, 3);
-    const std::optional<int> orientation = storedOrientation(file.source(), header.format);
+    const std::optional<int> orientation = storedOrientation(source, header.format);
     if (!orientation) {
         refuseAlpha(path, "its Exif data are damaged, and may tell how it is turned");
     }
     applyOrientation(*orientation, alpha);
-    if (alpha.size() != size) {
+    return alpha;
+}
+
+/// Of a photograph as it is seen; empty where it has none.
+cv::Mat alphaOf(const std::string& path, const cv::Size& size, const PhotographSelection& selection,
+                std::uint64_t mostPixels) {
+    const std::string place = placeOfInput(path);
+    const OpenedFile file(place);
+    if (!file.problem().empty()) {
+        throw Refusal("cannot read '" + path + "'" + file.problem());
+    }
+    const ImageHeader header = readImageHeader(file.source());
+    PhotographRequest request{place, mostPixels};
+    request.page = selection.page;
+    request.layer = selection.layer;
+    request.preview = selection.preview;
+    const bool byModule = isForModule(header, selection) || (header.format == ImageFileFormat::tiff && header.alpha);
+    const cv::Mat alpha = byModule ? alphaByModule(path, file.source(), header, request)
+                                   : alphaByCodec(path, place, file.source(), header);
+    if (!alpha.empty() && alpha.size() != size) {
         refuseAlpha(path, fmt::format("its alpha channel is {} pixels, the photograph {}", sizeText(alpha.size()),
                                       sizeText(size)));
     }
     return alpha;
+}
+
+/// Refuses floats that are no opacity.
+PixelWeights opacityOf(const std::string& path, const cv::Mat& alpha) {
+    try {
+        return PixelWeights::ofMask(alpha);
+    } catch (const std::invalid_argument&) {
+        refuseAlpha(path, "its alpha channel has values outside 0 to 1");
+    }
 }
 
 double opacityAt(const cv::Mat& alpha, int i, int j) {
@@ -176,7 +212,8 @@ void layOver(cv::Mat& photograph, const cv::Mat& alpha, const cv::Vec3d& under) 
 }
 
 PixelWeights countedPart(const std::string& path, cv::Mat& photograph, const PartChoice& choice,
-                         std::uint64_t mostPixels, std::vector<std::string>& remarks) {
+                         const PhotographSelection& selection, std::uint64_t mostPixels,
+                         std::vector<std::string>& remarks) {
     PixelWeights weights;
     if (choice.isWhole() || photograph.empty()) {
         return weights;
@@ -186,9 +223,10 @@ PixelWeights countedPart(const std::string& path, cv::Mat& photograph, const Par
         weights = weightsOfMask(path, size, choice, mostPixels, remarks);
     }
     if (choice.alpha.use != AlphaChoice::Use::dropped) {
-        if (const cv::Mat alpha = alphaOf(path, size, mostPixels); !alpha.empty()) {
+        if (const cv::Mat alpha = alphaOf(path, size, selection, mostPixels); !alpha.empty()) {
+            const PixelWeights opacity = opacityOf(path, alpha);
             if (choice.alpha.use == AlphaChoice::Use::weight) {
-                weights = weights.times(PixelWeights::ofMask(alpha));
+                weights = weights.times(opacity);
             } else {
                 layOver(photograph, alpha, choice.alpha.under);
             }
@@ -210,9 +248,10 @@ PixelWeights countedPart(const std::string& path, cv::Mat& photograph, const Par
 }
 
 PixelWeights countedPart(const FileAccess& access, const std::string& path, cv::Mat& photograph,
-                         const PartChoice& choice) {
+                         const PartChoice& choice, const OwnPicture& own) {
     std::vector<std::string> remarks;
-    PixelWeights weights = countedPart(path, photograph, choice, access.mostPixels(), remarks);
+    PixelWeights weights =
+        countedPart(path, photograph, choice, own.in(access.profiles().selection), access.mostPixels(), remarks);
     for (const std::string& remark : remarks) {
         access.warn(remark);
     }

@@ -3,6 +3,7 @@
 
 #include <likeness/color/pixel_weights.hpp>
 #include "files/file_access.hpp"
+#include "photofile/image_input.hpp"
 #include "photofile/managed_colors.hpp"
 #include "photofile/part_choice.hpp"
 
@@ -19,18 +20,22 @@ namespace likeness {
 ///
 /// A mask is of the size of the photograph as it is seen, upright; an Exif orientation of its own is applied. It is
 /// grey; its numbers are taken as they are, without a profile. What is transparent is laid over in encoded values,
-/// (1 - alpha) colour + alpha photograph; bytes are rounded. An alpha channel is read from PNG and WebP.
+/// (1 - alpha) colour + alpha photograph; bytes are rounded. An alpha channel is read from PNG, WebP, TIFF,
+/// JPEG XL, HEIC, AVIF and OpenEXR, of whatever colours that are not multiplied by it.
 /// @param path        of the photograph
 /// @param photograph  as a function of photofile/image_input.hpp gave it
+/// @param selection   which picture of the file that is
 /// @param remarks     receives lines about the mask
 /// @throws Refusal    a mask that cannot be read, is of another size, coloured, or transparent; a region without a pixel;
 ///                    an alpha channel that is not read; a photograph of which nothing counts
 PixelWeights countedPart(const std::string& path, cv::Mat& photograph, const PartChoice& choice,
-                         std::uint64_t mostPixels, std::vector<std::string>& remarks);
+                         const PhotographSelection& selection, std::uint64_t mostPixels,
+                         std::vector<std::string>& remarks);
 
 /// The same; remarks are warned of.
+/// @param own  of a photograph that has a page or a layer of its own
 PixelWeights countedPart(const FileAccess& access, const std::string& path, cv::Mat& photograph,
-                         const PartChoice& choice);
+                         const PartChoice& choice, const OwnPicture& own = {});
 
 /// Lays a photograph over a colour, in place, in encoded values.
 /// @param photograph  three channels of 8 or 16 bits, or floats; B, G, R

@@ -9,10 +9,9 @@
 #include "photofile/photograph_reader.hpp"
 #include "support/built_modules.hpp"
 #include "support/layered_exr.hpp"
+#include "support/made_by_tool.hpp"
 #include "support/made_tiff.hpp"
 #include "support/mat_matchers.hpp"
-#include "support/needed_package.hpp"
-#include "support/process.hpp"
 #include "support/scratch_directory.hpp"
 #include "support/test_images.hpp"
 
@@ -27,21 +26,6 @@
 
 namespace likeness::testing {
 namespace {
-
-/// Whether a tool could be run and made a file; skips the test if there is no such tool.
-bool made(const std::vector<std::string>& command, const std::string& file) {
-    std::vector<std::string> all{"/usr/bin/env"};
-    all.insert(all.end(), command.begin(), command.end());
-    const Outcome outcome = run(all, std::filesystem::current_path());
-    EXPECT_TRUE(outcome.status == 0 || outcome.status == 127) << command.front() << ": " << outcome.err;
-    return outcome.status == 0 && std::filesystem::exists(file);
-}
-
-#define REQUIRE_TOOL(module, ...)                                                  \
-    if (!isModuleBuilt(module) || !made(__VA_ARGS__)) {                            \
-        SKIP_WITHOUT_PACKAGE(std::string("the module ") + (module) +               \
-                             " or the tool that makes the file is not installed"); \
-    }
 
 cv::Mat smallPhotograph() {
     return examplePhotograph("cat.jpg")(cv::Rect(100, 60, 90, 70)).clone();

@@ -7,8 +7,7 @@
 #include "photofile/photograph_reader.hpp"
 #include "support/built_modules.hpp"
 #include "support/mat_matchers.hpp"
-#include "support/needed_package.hpp"
-#include "support/process.hpp"
+#include "support/made_by_tool.hpp"
 #include "support/scratch_directory.hpp"
 #include "support/test_images.hpp"
 
@@ -164,19 +163,10 @@ TEST(StoredOrientation, OfATiffCountsOnce) {
     }
 }
 
-/// Whether a tool could be run and made a file.
-bool made(const std::vector<std::string>& command, const std::string& file) {
-    std::vector<std::string> all{"/usr/bin/env"};
-    all.insert(all.end(), command.begin(), command.end());
-    return run(all, std::filesystem::current_path()).status == 0 && std::filesystem::exists(file);
-}
-
 TEST(StoredOrientation, OfAnAvifCountsOnce) {
     const ScratchDirectory scratch;
     cv::imwrite("a.png", smallPicture());
-    if (!isModuleBuilt("heif") || !made({"avifenc", "--lossless", "a.png", "a.avif"}, "a.avif")) {
-        SKIP_WITHOUT_PACKAGE("the module heif or avifenc is not installed");
-    }
+    REQUIRE_TOOL("heif", {"avifenc", "--lossless", "a.png", "a.avif"}, "a.avif");
     EXPECT_EQ(told("a.avif", ImageFileFormat::avif), 0);
     struct Case {
         std::vector<std::string> options;

@@ -34,8 +34,8 @@ struct Channel {
 std::map<std::string, Channel> channelsOf(const std::map<std::string, cv::Mat>& layers) {
     std::map<std::string, Channel> channels;
     for (const auto& [name, image] : layers) {
-        for (int k = 0; k < 3; ++k) {
-            channels[(name.empty() ? "" : name + '.') + "BGR"[k]] = {image, k};
+        for (int k = 0; k < image.channels(); ++k) {
+            channels[(name.empty() ? "" : name + '.') + "BGRA"[k]] = {image, k};
         }
     }
     return channels;
@@ -57,7 +57,7 @@ std::string rowOf(const std::map<std::string, Channel>& channels, int i) {
     std::string row;
     for (const auto& [name, channel] : channels) {
         for (int j = 0; j < channel.layer.cols; ++j) {
-            put(row, channel.layer.at<cv::Vec3f>(i, j)[channel.number]);
+            put(row, channel.layer.ptr<float>(i)[j * channel.layer.channels() + channel.number]);
         }
     }
     return row;

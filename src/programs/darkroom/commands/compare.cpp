@@ -478,13 +478,14 @@ private:
                                      pixelsWanted ? nullptr : &*secondRows_, options_.pictures);
         first_ = firstRows_->seen(read.first.bgr, read.first.rowsOf);
         second_ = secondRows_->seen(read.second.bgr, read.second.rowsOf);
-        first_.weights = countedPart(console_, options_.first, read.first.bgr, parts_.first);
+        first_.weights = countedPart(console_, options_.first, read.first.bgr, parts_.first, options_.pictures.first);
         // One mask for two photographs of a size is read once.
         const bool sameWeights = parts_.first.mask == parts_.second.mask &&
                                  parts_.first.alpha.use == AlphaChoice::Use::dropped &&
                                  read.first.size() == read.second.size();
-        second_.weights =
-            sameWeights ? first_.weights : countedPart(console_, options_.second, read.second.bgr, parts_.second);
+        second_.weights = sameWeights ? first_.weights
+                                      : countedPart(console_, options_.second, read.second.bgr, parts_.second,
+                                                    options_.pictures.second);
         photographs_ = {read.first.bgr, read.second.bgr};
         counted_ = {{photographs_.first, first_.weights}, {photographs_.second, second_.weights}};
         result_.first = {options_.first, read.first.size(), profiles.first};
