@@ -2,7 +2,9 @@
 
 #include "codecs/image_codecs.hpp"
 #include "files/left_descriptors.hpp"
+#include "files/refusal.hpp"
 #include "harness.hpp"
+#include "photofile/counted_part.hpp"
 #include "photofile/decoder_remarks.hpp"
 #include "photofile/file_description.hpp"
 #include "photofile/managed_colors.hpp"
@@ -88,6 +90,20 @@ private:
     int filled_ = 0;
 };
 
+/// Its alpha channel weighs it, or is refused.
+void useAlpha(const std::string& path, const cv::Mat& photograph) {
+    PartChoice choice;
+    choice.alpha.use = AlphaChoice::Use::weight;
+    std::vector<std::string> remarks;
+    cv::Mat colors = photograph;
+    try {
+        const PixelWeights weights = countedPart(path, colors, choice, {}, mostPixels, remarks);
+        require(weights.countAll() || weights.size() == photograph.size(), "an alpha channel has the photograph's size");
+    } catch (const Refusal&) {
+        // Multiplied colours, nothing that counts.
+    }
+}
+
 }  // namespace
 
 void readAsPhotograph(const std::uint8_t* data, std::size_t size, const std::string& extension) {
@@ -109,6 +125,7 @@ void readAsPhotograph(const std::uint8_t* data, std::size_t size, const std::str
     require(depth == CV_8U || depth == CV_16U || depth == CV_32F, "values are bytes, words or floats");
     require(sameImage(readOnce(path, PhotographValues::stored, true).bgr, photograph.bgr),
             "a photograph that is read twice is the same");
+    useAlpha(path, photograph.bgr);
 
     const PhotographRead bytes = readOnce(path, PhotographValues::bytes, false);
     if (bytes.isRead()) {

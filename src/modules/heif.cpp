@@ -102,6 +102,35 @@ cv::Mat copied(const ::heif_image* image, int bits, bool alpha) {
     return copy;
 }
 
+/// Coded pictures are padded to whole blocks, of 128 pixels at most.
+constexpr int padding = 128;
+
+/// Whether what was decoded is as large as the file says. A padding that is left is told of.
+bool isOfToldSize(const ::heif_image* image, std::uint64_t mostPixels, PhotographContent& content) {
+    const auto told = [](std::uint64_t width, std::uint64_t height) {
+        return std::to_string(width) + " x " + std::to_string(height);
+    };
+    const auto width = static_cast<std::uint64_t>(::heif_image_get_width(image, ::heif_channel_interleaved));
+    const auto height = static_cast<std::uint64_t>(::heif_image_get_height(image, ::heif_channel_interleaved));
+    if (width == content.width && height == content.height) {
+        return true;
+    }
+    const std::string sizes = "its header tells of " + told(content.width, content.height) +
+                              " pixels, and its content has " + told(width, height);
+    const bool padded = width >= content.width && width - content.width <= padding && height >= content.height &&
+                        height - content.height <= padding;
+    if (!padded) {
+        content.problem = sizes;
+        return false;
+    }
+    if (likeness::exceeds(width, height, mostPixels)) {
+        content.problem = likeness::tooManyPixels(width, height, mostPixels);
+        return false;
+    }
+    content.remarks.push_back(sizes + ", which are taken");
+    return true;
+}
+
 }  // namespace
 
 LIKENESS_MODULE_ENTRY void likeness_read_photograph(const PhotographRequest& request, PhotographContent& content) {
@@ -155,10 +184,8 @@ LIKENESS_MODULE_ENTRY void likeness_read_photograph(const PhotographRequest& req
         return;
     }
     // What a picture is put together of may say that it is far larger than the picture: a canvas of gigabytes in a file
-    // of 700 bytes. A side that equals the library's limit is refused, and a coded picture is padded to whole blocks, of
-    // 128 pixels at most.
+    // of 700 bytes. A side that equals the library's limit is refused.
     constexpr int sideOfAnyPart = 8192;
-    constexpr int padding = 128;
     const int side =
         std::max({::heif_image_handle_get_width(handle.get()), ::heif_image_handle_get_height(handle.get()),
                   ::heif_image_handle_get_ispe_width(handle.get()), ::heif_image_handle_get_ispe_height(handle.get())});
@@ -173,16 +200,15 @@ LIKENESS_MODULE_ENTRY void likeness_read_photograph(const PhotographRequest& req
         return;
     }
     const std::unique_ptr<const ::heif_image, ImageEnd> image(decoded);
+    if (!isOfToldSize(image.get(), request.mostPixels, content)) {
+        return;
+    }
     // What the decoder made of it counts, not what the boxes say.
     const int stored = ::heif_image_get_bits_per_pixel_range(image.get(), ::heif_channel_interleaved);
     if (!deep) {
         content.pixels = copied<uchar>(image.get(), 8, request.alpha);
     } else if (stored > 8 && stored <= 16) {
         content.pixels = copied<ushort>(image.get(), stored, request.alpha);
-    }
-    if (likeness::exceeds(static_cast<std::uint64_t>(content.pixels.cols),
-                          static_cast<std::uint64_t>(content.pixels.rows), request.mostPixels)) {
-        content.pixels.release();
     }
     if (content.pixels.empty()) {
         content.problem = "its content cannot be decoded";

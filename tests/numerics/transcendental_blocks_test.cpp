@@ -287,6 +287,24 @@ TEST_P(TranscendentalBlocks, ResultsMayReplaceArguments) {
     expectSameBits(inPlace, apart, "atan2 into x");
 }
 
+TEST_P(TranscendentalBlocks, OneElementThatIsNotDecidedIsNoticed) {
+    for (std::size_t count = 1; count <= 37; ++count) {
+        const Block values = uniform(count, 0.1, 2.0, 80 + count);
+        Block floats(count);
+        std::transform(values.begin(), values.end(), floats.begin(),
+                       [](double value) { return static_cast<double>(static_cast<float>(value)); });
+        std::vector<float> rounded(count);
+        EXPECT_TRUE(blocks().roundAll(floats.data(), rounded.data(), count, errorBound)) << count;
+        EXPECT_TRUE(std::equal(rounded.begin(), rounded.end(), floats.begin())) << count;
+        for (std::size_t place = 0; place < count; ++place) {
+            Block close = floats;
+            close[place] = 1.0 + 0x1p-24;  // half way between two floats
+            EXPECT_FALSE(blocks().roundAll(close.data(), rounded.data(), count, errorBound))
+                << place << " of " << count;
+        }
+    }
+}
+
 TEST(RoundedOr, AsksForTheExactValueOnlyWhereItMatters) {
     int asked = 0;
     const auto exact = [&asked](double value) {

@@ -250,6 +250,15 @@ TEST(FormatModules, LayersOfOpenExr) {
     EXPECT_NE(readColors("both.exr", choice).problem.find("it has no layer 'right'"), std::string::npos);
 }
 
+TEST(FormatModules, AHeicWhoseContentIsFarLargerThanItSaysIsRefused) {
+    if (!isModuleBuilt("heif")) {
+        SKIP_WITHOUT_PACKAGE("the module heif is not installed");
+    }
+    const PhotographRead read = readColors(LIKENESS_FUZZ_CORPUS "/heif/larger_than_it_says.heic");
+    EXPECT_TRUE(read.bgr.empty());
+    EXPECT_EQ(read.problem, ": its header tells of 24 x 16 pixels, and its content has 6144 x 6144");
+}
+
 TEST(FormatModules, LosslessJpegXlHasThePixelsOfItsSource) {
     const ScratchDirectory scratch;
     for (const cv::Mat& image : {smallPhotograph(), deepPhotograph()}) {

@@ -122,6 +122,25 @@ TEST_F(ImageInput, PicturesOfFloatsAreLimited) {
     EXPECT_MAT_EQUAL(pictureOf(bytes_), bytes_);
 }
 
+TEST_F(ImageInput, MasksHaveBytesOrWords) {
+    const cv::Mat bytes = (cv::Mat_<uchar>(1, 4) << 0, 1, 128, 255);
+    const cv::Mat words = (cv::Mat_<ushort>(1, 4) << 0, 257, 128 * 257, 65535);
+    EXPECT_MAT_EQUAL(readMask(console_, save("bytes.png", bytes)), bytes);
+    EXPECT_MAT_EQUAL(readMask(console_, save("words.png", words)), bytes);
+    cv::Mat floats;
+    bytes.convertTo(floats, CV_32F, 1 / 255.0);
+    EXPECT_THROW(readMask(console_, save("floats.tif", floats)), Refusal);
+}
+
+TEST_F(ImageInput, BoundedImagesAreNumbersUpToAMillion) {
+    cv::Mat floats(2, 3, CV_32FC3, cv::Scalar(-2, 0.5, 999999));
+    EXPECT_MAT_EQUAL(readBoundedUnitImage(console_, save("good.tif", floats)), floats);
+    for (const float value : {std::numeric_limits<float>::quiet_NaN(), std::numeric_limits<float>::infinity(), -2e6F}) {
+        floats.at<cv::Vec3f>(1, 1)[2] = value;
+        EXPECT_THROW(readBoundedUnitImage(console_, save("bad.tif", floats)), Refusal) << value;
+    }
+}
+
 TEST_F(ImageInput, RefusesMorePixelsThanTheLimit) {
     CommonOptions options;
     options.mostPixels = 681;

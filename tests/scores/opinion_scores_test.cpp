@@ -84,6 +84,11 @@ TEST_F(OpinionScoresTest, ATableIsReadByTheNamesOfItsColumns) {
     EXPECT_EQ(scores.without, 1U);
 }
 
+TEST_F(OpinionScoresTest, DirectionsHaveNames) {
+    EXPECT_STREQ(nameOf(ScoreDirection::higherBetter), "higher-better");
+    EXPECT_STREQ(nameOf(ScoreDirection::lowerBetter), "lower-better");
+}
+
 TEST_F(OpinionScoresTest, WhatIsWrongInATableIsRefusedWithItsLine) {
     expectRefusal([] { scoresIn("id,score\na,1\nb,2\na,3\n"); }, "line 4: the id 'a' is that of line 2");
     expectRefusal([] { scoresIn("id,score\na,nan\n"); }, "line 2: 'nan' in the column 'score' is not a finite number");
