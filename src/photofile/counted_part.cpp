@@ -126,8 +126,8 @@ cv::Mat alphaOf(const std::string& path, const cv::Size& size, const PhotographS
     request.layer = selection.layer;
     request.preview = selection.preview;
     const bool byModule = isForModule(header, selection) || (header.format == ImageFileFormat::tiff && header.alpha);
-    const cv::Mat alpha = byModule ? alphaByModule(path, file.source(), header, request)
-                                   : alphaByCodec(path, place, file.source(), header);
+    cv::Mat alpha = byModule ? alphaByModule(path, file.source(), header, request)
+                             : alphaByCodec(path, place, file.source(), header);
     if (!alpha.empty() && alpha.size() != size) {
         refuseAlpha(path, fmt::format("its alpha channel is {} pixels, the photograph {}", sizeText(alpha.size()),
                                       sizeText(size)));
