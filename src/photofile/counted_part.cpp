@@ -89,13 +89,14 @@ cv::Mat alphaByModule(const std::string& path, const ByteSource& source, const I
     return content.pixels;
 }
 
-/// Of a PNG or WebP; empty where it has none.
+/// Of a PNG, WebP or BMP; empty where it has none.
 cv::Mat alphaByCodec(const std::string& path, const std::string& place, const ByteSource& source,
                      const ImageHeader& header) {
     if (!header.alpha) {
         return {};
     }
-    if (header.format != ImageFileFormat::png && header.format != ImageFileFormat::webp) {
+    if (header.format != ImageFileFormat::png && header.format != ImageFileFormat::webp &&
+        header.format != ImageFileFormat::bmp) {
         refuseUnreadAlpha(path, header);
     }
     const cv::Mat stored = decodedFile(place, cv::IMREAD_UNCHANGED);

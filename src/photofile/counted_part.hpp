@@ -20,7 +20,7 @@ namespace likeness {
 ///
 /// A mask is of the size of the photograph as it is seen, upright; an Exif orientation of its own is applied. It is
 /// grey; its numbers are taken as they are, without a profile. What is transparent is laid over in encoded values,
-/// (1 - alpha) colour + alpha photograph; bytes are rounded. An alpha channel is read from PNG, WebP, TIFF,
+/// (1 - alpha) colour + alpha photograph; bytes are rounded. An alpha channel is read from PNG, WebP, BMP, PAM, TIFF,
 /// JPEG XL, HEIC, AVIF and OpenEXR, of whatever colours that are not multiplied by it.
 /// @param path        of the photograph
 /// @param photograph  as a function of photofile/image_input.hpp gave it

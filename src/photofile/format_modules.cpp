@@ -1,6 +1,7 @@
 #include "photofile/format_modules.hpp"
 
 #include "modules/module_loader.hpp"
+#include "photofile/arbitrary_map_reader.hpp"
 #include "photofile/av1_colors.hpp"
 #include "photofile/photoshop_reader.hpp"
 
@@ -15,6 +16,8 @@ bool isForModule(const ImageHeader& header, const PhotographSelection& selection
         case ImageFileFormat::gif:
         case ImageFileFormat::photoshop:
             return true;
+        case ImageFileFormat::portable:
+            return header.misread;
         case ImageFileFormat::tiff: {
             // What the image library has no room for, or would take for something else.
             const bool usual = header.bits == 1 || header.bits == 8 || header.bits == 16 ||
@@ -88,6 +91,9 @@ PhotographContent readByModule(const ByteSource& source, const ImageHeader& head
     }
     if (header.format == ImageFileFormat::photoshop) {
         return readPhotoshop(source, request);
+    }
+    if (header.format == ImageFileFormat::portable) {
+        return readArbitraryMap(source, request);
     }
     const auto read = reinterpret_cast<ReadPhotographEntry>(moduleEntry(moduleOf(header), "likeness_read_photograph"));
     read(request, content);

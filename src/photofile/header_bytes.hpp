@@ -8,6 +8,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <limits>
+#include <string>
 #include <string_view>
 #include <vector>
 
@@ -52,6 +53,57 @@ private:
 
     const ByteSource& source_;
     bool good_ = true;
+};
+
+/// The words of a text header; lines that begin with '#' are comments.
+class HeaderText {
+public:
+    HeaderText(HeaderBytes& file, std::uint64_t begin) : begin_(begin) {
+        constexpr std::size_t longest = std::size_t{1} << 16;
+        const std::vector<unsigned char> found = file.bytes(begin, longest);
+        text_.assign(found.begin(), found.end());
+    }
+
+    std::string word() {
+        for (;;) {
+            at_ = std::min(text_.find_first_not_of(spaces, at_), text_.size());
+            if (at_ == text_.size() || text_[at_] != '#') {
+                break;
+            }
+            at_ = std::min(text_.find('\n', at_), text_.size());
+        }
+        const std::size_t end = std::min(text_.find_first_of(spaces, at_), text_.size());
+        std::string result = text_.substr(at_, end - at_);
+        at_ = end;
+        return result;
+    }
+
+    /// @return  0 if the next word is no number
+    std::uint64_t number() { return parseNumber(word()); }
+
+    /// @return  without its end; empty at the end of the text
+    std::string line() {
+        const std::size_t end = std::min(text_.find('\n', at_), text_.size());
+        std::string result = text_.substr(at_, end - at_);
+        at_ = std::min(end + 1, text_.size());
+        return result;
+    }
+    bool ended() const noexcept { return at_ >= text_.size(); }
+    /// Of the file: what follows the last word or line.
+    std::uint64_t place() const noexcept { return begin_ + at_; }
+
+    static std::uint64_t parseNumber(const std::string& word) {
+        constexpr std::size_t mostDigits = 18;
+        const std::size_t digits = std::min(word.find_first_not_of("0123456789"), word.size());
+        return digits == 0 || digits > mostDigits ? 0 : std::stoull(word.substr(0, digits));
+    }
+
+private:
+    static constexpr const char* spaces = " \t\r\n\v\f";
+
+    std::uint64_t begin_;
+    std::string text_;
+    std::size_t at_ = 0;
 };
 
 /// A segment of a JPEG before its first scan (ITU-T T.81, B.1.1).

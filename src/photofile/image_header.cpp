@@ -369,6 +369,21 @@ void readBmp(HeaderBytes& file, ImageHeader& header) {
         setSize(header, file, width, magnitude(file.little(22, 4)));
     }
     header.bits = 8;
+    const std::uint64_t headerBytes = file.little(14, 4);
+    const std::uint64_t bits = file.little(28, 2);
+    const std::uint64_t compression = file.little(30, 4);
+    constexpr std::uint64_t bitFields = 3;
+    constexpr std::uint64_t bitFieldsWithAlpha = 6;
+    const bool withAlpha = headerBytes >= 56 || compression == bitFieldsWithAlpha;
+    if (headerBytes < 40 || bits != 32 || (compression != bitFields && compression != bitFieldsWithAlpha)) {
+        return;
+    }
+    // The masks of red, green, blue and alpha stand behind the first 40 bytes, or in a longer header there.
+    if (file.little(54, 4) != 0xFF0000 || file.little(58, 4) != 0xFF00 || file.little(62, 4) != 0xFF) {
+        header.unread = "the bits of its channels are not in the order that is read";
+    }
+    header.alpha = withAlpha && file.little(66, 4) != 0;
+    header.channels = header.alpha ? 4 : 3;
 }
 
 /// RFC 9649, sections 2.5 to 2.7.
@@ -434,54 +449,6 @@ void readJpeg2000(HeaderBytes& file, ImageHeader& header) {
     }
 }
 
-/// The words of a text header; lines that begin with '#' are comments.
-class HeaderText {
-public:
-    HeaderText(HeaderBytes& file, std::uint64_t begin) {
-        constexpr std::size_t longest = std::size_t{1} << 16;
-        const std::vector<unsigned char> found = file.bytes(begin, longest);
-        text_.assign(found.begin(), found.end());
-    }
-
-    std::string word() {
-        for (;;) {
-            at_ = std::min(text_.find_first_not_of(spaces, at_), text_.size());
-            if (at_ == text_.size() || text_[at_] != '#') {
-                break;
-            }
-            at_ = std::min(text_.find('\n', at_), text_.size());
-        }
-        const std::size_t end = std::min(text_.find_first_of(spaces, at_), text_.size());
-        std::string result = text_.substr(at_, end - at_);
-        at_ = end;
-        return result;
-    }
-
-    /// @return  0 if the next word is no number
-    std::uint64_t number() { return parseNumber(word()); }
-
-    /// @return  without its end; empty at the end of the text
-    std::string line() {
-        const std::size_t end = std::min(text_.find('\n', at_), text_.size());
-        std::string result = text_.substr(at_, end - at_);
-        at_ = std::min(end + 1, text_.size());
-        return result;
-    }
-    bool ended() const noexcept { return at_ >= text_.size(); }
-
-    static std::uint64_t parseNumber(const std::string& word) {
-        constexpr std::size_t mostDigits = 18;
-        const std::size_t digits = std::min(word.find_first_not_of("0123456789"), word.size());
-        return digits == 0 || digits > mostDigits ? 0 : std::stoull(word.substr(0, digits));
-    }
-
-private:
-    static constexpr const char* spaces = " \t\r\n\v\f";
-
-    std::string text_;
-    std::size_t at_ = 0;
-};
-
 int bitsFor(std::uint64_t greatest) {
     return greatest > 255 ? 16 : 8;
 }
@@ -489,11 +456,14 @@ int bitsFor(std::uint64_t greatest) {
 void readPortable(HeaderBytes& file, char kind, ImageHeader& header) {
     HeaderText text(file, 2);
     if (kind == '7') {
+        header.misread = true;
         for (std::string word = text.word(); !word.empty() && word != "ENDHDR"; word = text.word()) {
             if (word == "WIDTH") {
                 header.width = text.number();
             } else if (word == "HEIGHT") {
                 header.height = text.number();
+            } else if (word == "DEPTH") {
+                header.channels = static_cast<int>(std::min<std::uint64_t>(text.number(), 1 << 16));
             } else if (word == "MAXVAL") {
                 header.greatest = text.number();
                 header.bits = bitsFor(header.greatest);
@@ -512,6 +482,9 @@ void readPortable(HeaderBytes& file, char kind, ImageHeader& header) {
     header.greatest = bitmap ? 0 : text.number();
     header.bits = bitmap ? 8 : bitsFor(header.greatest);
     header.channels = kind == '3' || kind == '6' ? 3 : 1;
+    if (header.bits == 8 && (kind == '2' || kind == '3')) {
+        header.greatest = 255;  // the image library brings numbers in text to it, and no others
+    }
 }
 
 void readPortableFloat(HeaderBytes& file, ImageHeader& header) {

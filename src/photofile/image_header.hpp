@@ -44,7 +44,8 @@ struct ImageHeader {
     int pages = 1;               ///< pictures in the file, as far as they were walked to
     std::uint64_t greatest = 0;  ///< value that stands for white, where the format lets the file choose it; else 0
 
-    bool misread = false;  ///< of a TIFF: whether the image library takes its values for others, or cannot read them
+    bool misread = false;  ///< of a TIFF or an arbitrary map (PAM): whether the image library takes its values for
+                           ///< others, or cannot read them
     bool toldOf = false;  ///< of a TIFF: whether it reads them, but does not tell what they are: CIE L*a*b*, or colours
                           ///< multiplied by alpha
 

@@ -56,6 +56,8 @@ Inspected inspect(const std::string& path, std::uint64_t mostPixels, ColorReadin
     } else if (header.format == ImageFileFormat::png && isCutOff(source, header, file.size())) {
         // Its decoder takes the room that a chunk asks for, up to 2 GiB, before it finds that it is not there.
         result.problem = ": it is cut off at byte " + std::to_string(file.size());
+    } else if (colors != nullptr && !header.unread.empty()) {
+        result.problem = ": " + header.unread;
     } else if (colors != nullptr) {
         found.otherColors = colors->inspect(source, header);
     }
@@ -145,13 +147,20 @@ cv::Mat decodedOrMachineFailure(const std::string& path, int flags, const ImageH
     return second.image;
 }
 
-/// 10 or 12 bits that stand in 16, on the whole range of these.
+/// Whether white of an anymap of bytes is less than 255.
+bool hasDarkWhite(const ImageHeader& header) {
+    return header.format == ImageFileFormat::portable && header.greatest > 0 && header.greatest < 255;
+}
+
+/// 10 or 12 bits that stand in 16, on the whole range of these, and bytes of which white is less than 255.
 void useWholeRange(const ImageHeader& header, cv::Mat& image) {
     const std::uint64_t greatest = header.format == ImageFileFormat::jpeg2000 && header.bits > 8 && header.bits < 16
                                        ? (std::uint64_t{1} << header.bits) - 1
                                        : header.greatest;
     if (image.depth() == CV_16U && greatest > 255 && greatest < 65535) {
         image.convertTo(image, CV_16U, 65535.0 / static_cast<double>(greatest));
+    } else if (image.depth() == CV_8U && hasDarkWhite(header)) {
+        image.convertTo(image, CV_8U, 255.0 / static_cast<double>(header.greatest));
     }
 }
 
@@ -205,7 +214,8 @@ cv::Mat decodedAs(PhotographValues values, const std::string& path, const ImageH
             return withThreeChannels(decodedOrMachineFailure(path, cv::IMREAD_COLOR, header, std::move(room)));
         case PhotographValues::bytesOrFloats:
             // What is neither told to be deeper nor unknown has 8 bits.
-            if (!header.floats && header.format != ImageFileFormat::unknown && header.bits <= 8) {
+            if (!header.floats && header.format != ImageFileFormat::unknown && header.bits <= 8 &&
+                !hasDarkWhite(header)) {
                 return withThreeChannels(decodedOrMachineFailure(path, cv::IMREAD_COLOR, header, std::move(room)));
             }
             image = decodedAsStored(path, header);
@@ -375,10 +385,12 @@ int turnOf(const std::string& path, ImageFileFormat format) {
 }
 
 /// What is compared as bytes keeps the pixels that the image library makes of it, where it makes any.
-bool isReadAsBytesAlways(const ImageHeader& header, PhotographValues values) {
+/// @param managed  whether somebody asks for its colours
+bool isReadAsBytesAlways(const ImageHeader& header, PhotographValues values, bool managed) {
     const bool bytesOfTiff =
         header.format == ImageFileFormat::tiff && ((header.misread && header.bits == 8) || header.toldOf);
-    return values == PhotographValues::bytes && (header.format == ImageFileFormat::openExr || bytesOfTiff);
+    const bool anymap = header.format == ImageFileFormat::portable && !managed;
+    return values == PhotographValues::bytes && (header.format == ImageFileFormat::openExr || bytesOfTiff || anymap);
 }
 
 /// Whether every pixel counts in full.
@@ -443,7 +455,7 @@ PhotographRead readCollecting(const std::string& name, PhotographValues values, 
             return result;
         }
     }
-    const bool byModule = isForModule(header, selection) && !isReadAsBytesAlways(header, values);
+    const bool byModule = isForModule(header, selection) && !isReadAsBytesAlways(header, values, colors != nullptr);
     if (!byModule && header.format != ImageFileFormat::jpeg && header.format != ImageFileFormat::png && isDicom(path)) {
         result.problem = ": DICOM files are not read";
         return result;
@@ -470,6 +482,18 @@ PhotographRead readCollecting(const std::string& name, PhotographValues values, 
         }
         const std::vector<std::string> said = linesOf(collector);
         result.remarks.insert(result.remarks.end(), said.begin(), said.end());
+        if (!byModule && values == PhotographValues::bytes && header.format == ImageFileFormat::portable &&
+            result.isRead()) {
+            if (header.misread) {
+                result.remarks.emplace_back("an arbitrary map (PAM): red and blue may be exchanged, and alpha misread");
+            } else if (hasDarkWhite(header)) {
+                result.remarks.push_back("its white is " + std::to_string(header.greatest) +
+                                         ", and is taken for a value below that of 255");
+            }
+        }
+        if (!header.unread.empty() && result.isRead()) {
+            result.remarks.push_back(header.unread + ": its colours may be exchanged");
+        }
         if (!byModule && tellsOfAlpha && !selection.usesAlpha && header.alpha && result.isRead()) {
             if (std::string lost = lostWithAlpha(path, header); !lost.empty()) {
                 result.remarks.push_back(std::move(lost));
