@@ -14,9 +14,10 @@ namespace {
 namespace fs = std::filesystem;
 
 constexpr std::string_view imageExtensions[] = {
-    ".arw", ".avif", ".bmp",  ".cr2", ".cr3", ".dib", ".dng", ".exr", ".gif", ".hdr", ".heic", ".heif",
-    ".jp2", ".jpe",  ".jpeg", ".jpg", ".jxl", ".nef", ".orf", ".pbm", ".pfm", ".pgm", ".pic",  ".png",
-    ".pnm", ".ppm",  ".psb",  ".psd", ".pxm", ".raf", ".ras", ".rw2", ".sr",  ".tif", ".tiff", ".webp"};
+    ".arw",  ".avif", ".bmp", ".cr2", ".cr3", ".crw", ".dib",  ".dng",  ".exr", ".gif", ".hdr", ".heic",
+    ".heif", ".j2c",  ".j2k", ".jp2", ".jpc", ".jpe", ".jpeg", ".jpg",  ".jxl", ".mrw", ".nef", ".orf",
+    ".pam",  ".pbm",  ".pef", ".pfm", ".pgm", ".pic", ".png",  ".pnm",  ".ppm", ".psb", ".psd", ".pxm",
+    ".raf",  ".ras",  ".rw2", ".sr",  ".srw", ".tif", ".tiff", ".webp", ".x3f"};
 
 }  // namespace
 

@@ -156,12 +156,12 @@ LikenessCoefficients coefficientsOf(const SharedBinsOfAll& shared, const Count* 
                                     const Count* second, std::uint64_t secondPixels) {
     LikenessCoefficients coefficients;
     for (std::size_t k = 0; k < shared.size(); ++k) {
-        if (firstPixels == 0 || secondPixels == 0) {
+        const std::uint64_t firstTotal = firstPixels - first[shared[k].firstMissing];
+        const std::uint64_t secondTotal = secondPixels - second[shared[k].secondMissing];
+        if (firstTotal == 0 || secondTotal == 0) {
             coefficients[k] = noTile;
             continue;
         }
-        const std::uint64_t firstTotal = firstPixels - first[shared[k].firstMissing];
-        const std::uint64_t secondTotal = secondPixels - second[shared[k].secondMissing];
         float sum = 0.0F;
         for (const auto& [i, j] : shared[k].places) {
             if (first[i] != 0 && second[j] != 0) {
@@ -264,6 +264,16 @@ private:
 template <typename Count>
 std::uint64_t totalOf(const BinnedPhotograph& photograph, const Count* histogram) {
     return std::accumulate(histogram + photograph.beginOf(0), histogram + photograph.beginOf(1), std::uint64_t{0});
+}
+
+/// Of these, those that have a value: of the correlate that most pixels have one of.
+template <typename Count>
+std::uint64_t valuedOf(const BinnedPhotograph& photograph, const Count* histogram, std::uint64_t total) {
+    std::uint64_t most = 0;
+    for (std::size_t k = 0; k < correlateNames.size(); ++k) {
+        most = std::max(most, total - histogram[photograph.beginOf(k) + photograph.binsOf(k).size()]);
+    }
+    return most;
 }
 
 double inPixels(std::uint64_t total, CountedIn unit) {
@@ -450,8 +460,8 @@ void compareBinned(const BinnedPhotograph& first, const BinnedPhotograph& second
                 const Count* const ofSecond = secondBand.ofTile(column);
                 const std::uint64_t firstPixels = totalOf(first, ofFirst);
                 const std::uint64_t secondPixels = totalOf(second, ofSecond);
-                tile.firstPixels = inPixels(firstPixels, first.unit());
-                tile.secondPixels = inPixels(secondPixels, second.unit());
+                tile.firstPixels = inPixels(valuedOf(first, ofFirst, firstPixels), first.unit());
+                tile.secondPixels = inPixels(valuedOf(second, ofSecond, secondPixels), second.unit());
                 tile.coefficients = coefficientsOf(shared, ofFirst, firstPixels, ofSecond, secondPixels);
                 tile.few = std::min(tile.firstPixels, tile.secondPixels) < static_cast<double>(options.leastPixels);
                 if (options.interval) {

@@ -65,7 +65,8 @@ void readColors(::JxlDecoder* decoder, const ::JxlPixelFormat& format, Photograp
         }
         constexpr double displayGamma = 1 / 2.2;
         if (encoding.transfer_function == ::JXL_TRANSFER_FUNCTION_GAMMA &&
-            std::abs(encoding.gamma - displayGamma) < 1e-4 && encoding.primaries == ::JXL_PRIMARIES_SRGB &&
+            std::abs(encoding.gamma - displayGamma) < 1e-4 &&
+            (encoding.color_space == ::JXL_COLOR_SPACE_GRAY || encoding.primaries == ::JXL_PRIMARIES_SRGB) &&
             encoding.white_point == ::JXL_WHITE_POINT_D65) {
             // As in a PNG, from which such files come: older writers mean sRGB by it.
             content.remarks.emplace_back("its exponent of 1/2.2 is taken for the curve of sRGB");

@@ -193,6 +193,7 @@ void read(const PhotographRequest& request, PhotographContent& content) {
                                   " is taken; --layer takes one of " + namesOf(content.layers));
     }
     if (window != header.displayWindow()) {
+        content.placed = true;
         content.remarks.emplace_back("its data window is taken, which is not its display window");
     }
     if (likeness::exceeds(content.width, content.height, request.mostPixels)) {

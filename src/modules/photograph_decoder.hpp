@@ -44,6 +44,7 @@ struct PhotographContent {
     int channels = 0;     ///< with alpha
     bool alpha = false;
     bool multiplied = false;  ///< whether the colours are multiplied by alpha, where no remark says so
+    bool placed = false;      ///< whether it is a part of a larger picture, and the file tells where
     bool opaque = false;      ///< whether every pixel is known to be opaque, once it is decoded
     int orientation = 0;      ///< 1 to 8, as in Exif data, before it is made upright
     int pages = 1;

@@ -370,18 +370,39 @@ void describe(::TIFF* file, const Layout& layout, PhotographContent& content) {
     }
 }
 
-bool decode(::TIFF* file, const Layout& layout, PhotographContent& content) {
+bool isGrey(const Layout& layout) {
+    return layout.photometric == PHOTOMETRIC_MINISBLACK || layout.photometric == PHOTOMETRIC_MINISWHITE;
+}
+
+/// Whether the values are read here, and not converted by the library.
+bool isReadHere(const Layout& layout) {
     const bool byColor = layout.photometric == PHOTOMETRIC_RGB || layout.photometric == PHOTOMETRIC_PALETTE;
-    const bool grey = layout.photometric == PHOTOMETRIC_MINISBLACK || layout.photometric == PHOTOMETRIC_MINISWHITE;
+    const bool palette = layout.photometric == PHOTOMETRIC_PALETTE;
+    const int depth = depthOf(layout);
+    return depth >= 0 && (byColor || isGrey(layout)) && !(palette && (layout.bits > 16 || depth == CV_32F)) &&
+           !(layout.photometric == PHOTOMETRIC_RGB && layout.samples < 3);
+}
+
+/// What stands against reading the values; empty if nothing does.
+std::string problemOfKind(const Layout& layout) {
+    if (isReadHere(layout)) {
+        return "";
+    }
+    if (layout.format == SAMPLEFORMAT_INT) {
+        return "its values are signed integers, which are not read";
+    }
+    const bool isInteger = layout.format == SAMPLEFORMAT_UINT || layout.format == SAMPLEFORMAT_VOID;
+    if (layout.photometric == PHOTOMETRIC_SEPARATED && layout.bits > 8) {
+        return "it holds inks (CMYK) of " + std::to_string(layout.bits) + " bits, which are not read";
+    }
+    return layout.bits > 8 || !isInteger ? "its values are of a kind that is not read" : "";
+}
+
+bool decode(::TIFF* file, const Layout& layout, PhotographContent& content) {
+    const bool grey = isGrey(layout);
     const int depth = depthOf(layout);
     const bool palette = layout.photometric == PHOTOMETRIC_PALETTE;
-    if (depth < 0 || !(byColor || grey) || (palette && (layout.bits > 16 || depth == CV_32F)) ||
-        (layout.photometric == PHOTOMETRIC_RGB && layout.samples < 3)) {
-        const bool isSigned = layout.format != SAMPLEFORMAT_UINT && layout.format != SAMPLEFORMAT_VOID;
-        if (layout.bits > 8 || isSigned) {
-            content.problem = "its values are of a kind that is not read";
-            return false;
-        }
+    if (!isReadHere(layout)) {
         if (!readConverted(file, layout, content.pixels)) {
             return false;
         }
@@ -404,7 +425,7 @@ bool decode(::TIFF* file, const Layout& layout, PhotographContent& content) {
 /// The sample behind the colours.
 bool decodeAlpha(::TIFF* file, const Layout& layout, PhotographContent& content) {
     const bool rgb = layout.photometric == PHOTOMETRIC_RGB;
-    const bool grey = layout.photometric == PHOTOMETRIC_MINISBLACK || layout.photometric == PHOTOMETRIC_MINISWHITE;
+    const bool grey = isGrey(layout);
     const int depth = depthOf(layout);
     const int colors = rgb ? 3 : 1;
     if (depth < 0 || !(rgb || grey) || layout.samples <= colors) {
@@ -457,7 +478,8 @@ LIKENESS_MODULE_ENTRY void likeness_read_photograph(const PhotographRequest& req
         content.problem = "it has no pixels";
         return;
     }
-    if (request.headerOnly || (request.alpha && !content.alpha)) {
+    content.problem = problemOfKind(layout);
+    if (!content.problem.empty() || request.headerOnly || (request.alpha && !content.alpha)) {
         return;
     }
     if (!(request.alpha ? decodeAlpha(file.get(), layout, content) : decode(file.get(), layout, content))) {

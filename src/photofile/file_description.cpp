@@ -37,6 +37,7 @@ void takeContent(const PhotographContent& content, FileDescription& description)
         description.alpha = content.alpha;
         description.pages = content.pages;
     }
+    description.placed = content.placed || content.luminanceOfOne > 0;
     description.layers = content.layers;
     description.orientation = content.orientation;
     description.remarks = content.remarks;
@@ -88,6 +89,7 @@ void takeEnd(const ByteSource& source, const ImageHeader& header, std::uint64_t 
         case FileEnd::there:
             break;
         case FileEnd::missing:
+            description.isCutOff = true;
             description.remarks.push_back("it is cut off at byte " + std::to_string(size) +
                                           ", and is read as far as it goes");
             break;
@@ -99,10 +101,11 @@ void takeEnd(const ByteSource& source, const ImageHeader& header, std::uint64_t 
 }
 
 std::string readingOf(const FileDescription& description) {
-    const std::string depth = description.floats      ? "floats"
-                              : description.bits == 0 ? "as they are"
-                              : description.bits > 8  ? "16 bits"
-                                                      : "8 bits";
+    // 32 and 64 bits of integers are more than 16 hold.
+    const std::string depth = description.floats || description.bits > 16 ? "floats"
+                              : description.bits == 0                     ? "as they are"
+                              : description.bits > 8                      ? "16 bits"
+                                                                          : "8 bits";
     std::string text = "B, G, R, " + depth;
     if (description.orientation > 1) {
         text += ", turned upright";
@@ -173,6 +176,7 @@ FileDescription describeFile(const FileAccess& access, const std::string& name) 
         description.problem = ": " + header.unread;
     }
     if (isCutOff(source, header, file.size())) {
+        description.isCutOff = true;
         description.problem = ": it is cut off at byte " + std::to_string(file.size());
     }
     takeEnd(source, header, file.size(), description);

@@ -33,6 +33,8 @@ struct FileDescription {
     std::optional<CameraNotes> notes{};  ///< without a value where the module that reads them is not installed
     std::string module{};                ///< that reads it; empty of JPEG, PNG and Photoshop documents
     std::string readAs{};                ///< how it is read, in words; empty if it is not
+    bool isCutOff = false;               ///< whether its end is missing, read as far as it goes or not
+    bool placed = false;                 ///< whether it tells a place in a larger picture, or the luminance of its 1
 };
 
 /// @throws MachineFailure

@@ -397,6 +397,19 @@ void readWebp(HeaderBytes& file, ImageHeader& header) {
         header.channels += header.alpha ? 1 : 0;
         const std::uint64_t width = file.little(24, 3) + 1;
         setSize(header, file, width, file.little(27, 3) + 1);
+        constexpr std::uint64_t animationFlag = 0x02;
+        if ((file.little(20, 1) & animationFlag) != 0) {
+            header.unread = "it is an animation, which is not read";
+        }
+        std::uint64_t at = 30;
+        for (int chunk = 0; chunk < 16 && file.good(); ++chunk) {
+            if (file.holds(at, "VP8L") || file.holds(at, "VP8 ")) {
+                header.codec = file.holds(at, "VP8L") ? "lossless" : "lossy";
+                break;
+            }
+            const std::uint64_t size = file.little(at + 4, 4);
+            at += 8 + size + size % 2;
+        }
     } else if (file.holds(12, "VP8L")) {
         const std::uint64_t sides = file.little(21, 4);
         setSize(header, file, (sides & 0x3FFF) + 1, (sides >> 14 & 0x3FFF) + 1);

@@ -12,6 +12,7 @@
 #include "photofile/clipping.hpp"
 #include "photofile/format_modules.hpp"
 #include "photofile/header_bytes.hpp"
+#include "photofile/lost_metadata.hpp"
 #include "photofile/managed_colors.hpp"
 #include "photofile/opened_file.hpp"
 #include "photofile/profile_tagging.hpp"
@@ -21,7 +22,9 @@
 
 #include <algorithm>
 #include <cctype>
+#include <cerrno>
 #include <cmath>
+#include <cstring>
 #include <filesystem>
 #include <limits>
 
@@ -153,6 +156,11 @@ bool mayHoldMetadata(const std::string& path) {
 }
 
 /// Calls carry(picture, problem) where metadata are to go into a new file, and warns of what has no way into it.
+std::string lostMetadataOf(const std::string& source) {
+    const OpenedFile file(placeOfInput(source));
+    return file.problem().empty() ? lostMetadata(file.source(), readImageHeader(file.source())) : "";
+}
+
 template <typename Carry>
 void carryMetadata(const FileAccess& access, const ImageOutput& output, const std::string& source, cv::Size size,
                    Carry carry) {
@@ -170,6 +178,8 @@ void carryMetadata(const FileAccess& access, const ImageOutput& output, const st
     if (!problem.empty()) {
         access.warn(fmt::format("'{}': the {} of '{}' are not carried over: {}", output.path,
                                 problem == noPlaceForIptc ? "IPTC data" : "metadata", source, problem));
+    } else if (const std::string lost = lostMetadataOf(source); !lost.empty()) {
+        access.warn(fmt::format("'{}': not all metadata of '{}' are carried over: {}", output.path, source, lost));
     }
 }
 
@@ -210,12 +220,19 @@ void encodeAndReplace(const FileAccess& access, const ImageOutput& output, const
                       const std::string& source = "") {
     std::vector<uchar> bytes;
     bool encoded = false;
+    errno = 0;
     try {
         encoded = encodeImage(extension, image, bytes, parameters);
     } catch (const cv::Exception&) {
         encoded = false;
     } catch (const ModuleProblem& problem) {
         throw Refusal(fmt::format("cannot write '{}': {}", output.path, problem.what()));
+    }
+    if (const int number = errno; !encoded && (number == EFBIG || number == ENOSPC || number == EDQUOT ||
+                                               number == EACCES || number == EROFS || number == ENOENT)) {
+        // Some encoders of the image library write a file first.
+        throw Refusal(fmt::format("cannot write '{}': its encoder takes a temporary file: {}", output.path,
+                                  std::strerror(number)));
     }
     if (!encoded) {
         throw Refusal(fmt::format("cannot write '{}': its format cannot hold an image of {} x {} pixels", output.path,

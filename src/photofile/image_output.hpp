@@ -18,6 +18,9 @@ ImageFormat imageFormatOf(const std::string& path);
 /// Quality of a JPEG where none is asked for.
 inline constexpr int usualQuality = 95;
 
+/// The quality by which a WebP is written without loss.
+inline constexpr int losslessWebp = 101;
+
 /// How many bits a channel has in a file.
 enum class StoredDepth { bytes, tenBits, twelveBits, words, halves, floats };
 

@@ -20,7 +20,8 @@ OpinionScores readScores(const std::string& path, const ScoreColumns& columns, S
     const auto wanted = [&](const char* option, const std::string& name) {
         return name.empty() ? std::optional<std::size_t>() : table.column(option, name);
     };
-    const std::optional<std::size_t> id = columns.id.empty() ? table.find("id") : wanted("--id", columns.id);
+    const std::optional<std::size_t> id =
+        columns.id.empty() && !table.find("id") ? std::nullopt : wanted("--id", columns.id.empty() ? "id" : columns.id);
     const std::size_t score = table.column("--score", columns.score);
     const auto deviation = wanted("--deviation", columns.deviation);
     const auto content = wanted("--group", columns.content);
@@ -58,6 +59,9 @@ OpinionScores readScores(const std::string& path, const ScoreColumns& columns, S
             }
         }
         opinion.content = content ? row.fields[*content] : "";
+        if (content && trimmed(opinion.content).empty()) {
+            table.refuse(row.line, "the group is empty; without --group each row is one of its own");
+        }
         opinion.type = type ? row.fields[*type] : "";
         scores.scores.push_back(std::move(opinion));
     }

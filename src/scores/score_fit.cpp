@@ -61,6 +61,10 @@ public:
         fit_.bootstrap = options_.bootstrap;
         fit_.observers = options_.observers;
         fit_.hasDeviations = !scores_.deviationColumn.empty();
+        if (options_.observers > 0 && !fit_.hasDeviations) {
+            fit_.remarks.emplace_back(
+                "the number of observers plays no part: the scores have no deviations (--deviation)");
+        }
         gather();
         if (takesMean(options_.fit.form)) {
             fit_.options.rising = risesWith(rows_.features, scores_.direction);

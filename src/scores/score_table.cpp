@@ -48,6 +48,9 @@ std::optional<std::size_t> ScoreTable::find(const std::string& name) const {
 
 std::size_t ScoreTable::column(const std::string& option, const std::string& name) const {
     if (const auto place = find(name)) {
+        if (std::count(header.begin(), header.end(), header[*place]) > 1) {
+            throw Refusal(option + ": '" + path + "' has several columns '" + header[*place] + "'");
+        }
         return *place;
     }
     std::string names;

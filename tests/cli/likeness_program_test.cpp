@@ -212,8 +212,8 @@ TEST_F(LikenessProgram, SaysWhatEightBitsTakeFromAFile) {
     cv::Mat floats;
     image.convertTo(floats, CV_32F, 1 / 255.0);
     const std::string linear =
-        "': its linear values 0 to 1 are taken for gamma-encoded bytes 0 to 255 as they are; darkroom compare encodes "
-        "them\n";
+        "': its linear values are taken for gamma-encoded bytes as they are, and those of OpenEXR and PFM files from 0 "
+        "to 1 for 0 and 1 alone; darkroom compare encodes them\n";
     for (const auto& [name, warning] : {std::pair("a.exr", linear), {"a.pfm", linear}, {"a.hdr", linear}}) {
         const std::string path = save(name, floats);
         const Outcome outcome = compare(bytes, path, folder());

@@ -258,6 +258,26 @@ TEST(TileComparison, IntervalsHoldTheCoefficientsAndFollowTheSeed) {
     EXPECT_THROW(compareTiles(cat(), coffee(), options), std::invalid_argument);
 }
 
+TEST(TileComparison, PixelsThatAreNoNumbersDoNotCount) {
+    cv::Mat photograph;
+    cat()(cv::Rect(0, 0, 160, 80)).convertTo(photograph, CV_32F, 1 / 255.0);
+    cv::Mat broken = photograph.clone();
+    broken(cv::Rect(0, 0, 40, 40)) = cv::Scalar::all(std::nan(""));
+    broken(cv::Rect(40, 0, 20, 40)) = cv::Scalar::all(HUGE_VAL);
+    const TileComparison comparison = compareTiles(broken, photograph, grid(4, 2));
+    const ComparedTile& empty = comparison.tiles[0];
+    EXPECT_EQ(empty.firstPixels, 0);
+    EXPECT_EQ(empty.secondPixels, 40 * 40);
+    EXPECT_TRUE(empty.few);
+    for (std::size_t k = 0; k < correlateNames.size(); ++k) {
+        EXPECT_TRUE(std::isnan(empty.coefficients[k])) << k;
+    }
+    EXPECT_EQ(comparison.tiles[1].firstPixels, 20 * 40);
+    EXPECT_GT(comparison.tiles[1].coefficients.brightness, 0.1F);
+    EXPECT_EQ(comparison.tiles[2].firstPixels, 40 * 40);
+    EXPECT_NE(comparison.worst(), std::optional<std::size_t>(0));
+}
+
 TEST(TileComparison, IntervalsHoldThePopulation) {
     // 200 made pairs: 95 % have a standard error of 1.5 %. Quantiles that are not mirrored hold the first pair's never.
     for (const testing::TilePopulation& population :

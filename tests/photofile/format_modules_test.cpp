@@ -456,15 +456,15 @@ TEST(FormatModules, ValuesOfATiffThatAreNotReadAreRefused) {
         SKIP_WITHOUT_PACKAGE("the module tiff was not built: its library is not installed");
     }
     const ScratchDirectory scratch;
-    const auto expectRefused = [](int bits, std::uint64_t format, const TiffLayout& layout) {
+    const auto expectRefused = [](int bits, std::uint64_t format, const TiffLayout& layout, const std::string& why) {
         std::ofstream("a.tif", std::ios::binary)
             << madeTiff({1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12}, bits, format, layout);
-        EXPECT_EQ(readColors("a.tif").problem, ": its values are of a kind that is not read") << bits << ' ' << format;
+        EXPECT_EQ(readColors("a.tif").problem, ": " + why) << bits << ' ' << format;
     };
     const TiffLayout colors{false, false, 3, false, 2, 0};
-    expectRefused(8, 2, colors);  // with signs
-    expectRefused(16, 2, colors);
-    expectRefused(16, 1, {false, false, 4, false, 5, 0});  // inks
+    expectRefused(8, 2, colors, "its values are signed integers, which are not read");
+    expectRefused(16, 2, colors, "its values are signed integers, which are not read");
+    expectRefused(16, 1, {false, false, 4, false, 5, 0}, "it holds inks (CMYK) of 16 bits, which are not read");
 }
 
 TEST(FormatModules, WideIntegersOfATiffAreNotCutToSixteenBits) {

@@ -96,6 +96,15 @@ TEST_F(OpinionScoresTest, WhatIsWrongInATableIsRefusedWithItsLine) {
     expectRefusal([] { scoresIn("id,score\na,\"1,5\"\n"); }, "'1,5'");
     expectRefusal([] { scoresIn("id,score\na,1,2\n"); }, "line 2: 3 fields, and the header has 2");
     expectRefusal([] { scoresIn("id,mos\na,1\n"); }, "--score: 'scores.csv' has no column 'score'; it has id, mos");
+    expectRefusal([] { scoresIn("id,score,score\na,1,2\n"); }, "--score: 'scores.csv' has several columns 'score'");
+    expectRefusal([] { scoresIn("id,id,score\na,b,2\n"); }, "--id: 'scores.csv' has several columns 'id'");
+    expectRefusal(
+        [] {
+            ScoreColumns columns;
+            columns.content = "scene";
+            scoresIn("id,score,scene\na,1,x\nb,2, \n", columns);
+        },
+        "line 3: the group is empty");
     expectRefusal([] { scoresIn("id,score\n"); }, "has no scores");
     expectRefusal([] { scoresIn(""); }, "has no header");
     expectRefusal([] { scoresIn("id,score\n,1\n"); }, "the id is empty");

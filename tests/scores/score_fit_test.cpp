@@ -116,6 +116,17 @@ TEST(ScoreFit, TheFileTellsWhatWasFound) {
     EXPECT_FALSE(std::isnan(known.mapped.rmseStar));
 }
 
+TEST(ScoreFit, ObserversWithoutDeviationsAreToldOf) {
+    ScoreFitOptions options;
+    options.observers = 16;
+    Made rows = made(60, 0.2);
+    rows.scores.deviationColumn.clear();
+    const ScoreFit fit = fitOf(rows, ScoreForm::linear, options);
+    EXPECT_EQ(std::count(fit.remarks.begin(), fit.remarks.end(),
+                         "the number of observers plays no part: the scores have no deviations (--deviation)"),
+              1);
+}
+
 TEST(ScoreFit, AFallingMonotoneFollowsFromTheDirection) {
     const ScoreFit fit = fitOf(made(120, 0.2, ScoreDirection::lowerBetter), ScoreForm::monotone);
     EXPECT_GT(fit.stored.model.knotsY.front(), fit.stored.model.knotsY.back());

@@ -6,6 +6,7 @@
 #include "support/test_images.hpp"
 
 #include <gtest/gtest.h>
+#include <nlohmann/json.hpp>
 #include <opencv2/imgcodecs.hpp>
 
 #include <fcntl.h>
@@ -297,6 +298,57 @@ TEST_F(ManyPhotographs, InPlaceLoseNothing) {
         62);
     write("in/camera.tif", dng);
     refused("in/camera.tif", {}, "is a camera's raw file, which is not written" + folderNamed);
+    const std::string jpeg = content("in/b.jpg");
+    write("in/cut.jpg", jpeg.substr(0, jpeg.size() * 3 / 5));
+    refused("in/cut.jpg", {}, "is cut off, and its result would look whole" + folderNamed);
+}
+
+TEST_F(ManyPhotographs, InPlaceWhatWasStoredWithoutLossStaysSo) {
+    const auto codecOf = [&](const std::string& name) {
+        return nlohmann::json::parse(expectDone({"info", "--json", name}).out)["files"][0]["codec"].get<std::string>();
+    };
+    const cv::Mat image = randomPhotograph({24, 16}, 9);
+    cv::imwrite(output("w.webp"), image, {cv::IMWRITE_WEBP_QUALITY, 101});
+    cv::imwrite(output("lossy.webp"), image, {cv::IMWRITE_WEBP_QUALITY, 80});
+    cv::imwrite(output("same.png"), image);
+    expectDone({"smooth", "w.webp", "lossy.webp", "same.png", "--in-place"});
+    EXPECT_EQ(codecOf("w.webp"), "lossless");
+    EXPECT_EQ(codecOf("lossy.webp"), "lossy");
+    EXPECT_EQ(cv::norm(imageLeft("w.webp"), imageLeft("same.png"), cv::NORM_INF), 0);
+    if (canBeWritten("j.jxl")) {
+        expectDone({"smooth", "same.png", "-o", "j.jxl", "--quality", "100"});
+        expectDone({"smooth", "same.png", "-o", "lossy.jxl"});
+        expectDone({"smooth", "j.jxl", "lossy.jxl", "--in-place"});
+        EXPECT_EQ(codecOf("j.jxl"), "its own colours");
+        EXPECT_EQ(codecOf("lossy.jxl"), "XYB, lossy");
+    }
+}
+
+TEST_F(ManyPhotographs, MetadataThatAreNotReadWholeAreToldOfAndNotReplaced) {
+    // Exif data in two segments.
+    const std::string jpeg = content("in/b.jpg");
+    const std::string segment(
+        "\xFF\xE1\0\x10"
+        "Exif\0\0"
+        "II*\0\0\0\0\0",
+        18);
+    write("in/long.jpg", jpeg.substr(0, 2) + segment + segment + jpeg.substr(2));
+    const std::string before = content("in/long.jpg");
+    const std::string why = "its Exif data stand in several segments";
+    const Outcome kept = darkroom({"smooth", "in/long.jpg", "--in-place"});
+    EXPECT_EQ(kept.status, 1);
+    EXPECT_NE(kept.err.find("--in-place: 'in/long.jpg': " + why + ", which would be lost; --strip agrees to it"),
+              std::string::npos)
+        << kept.err;
+    EXPECT_TRUE(content("in/long.jpg") == before);
+    EXPECT_NE(expectDone({"smooth", "in/long.jpg", "-o", "o.jpg"})
+                  .err.find("not all metadata of 'in/long.jpg' are "
+                            "carried over: " +
+                            why),
+              std::string::npos);
+    EXPECT_EQ(expectDone({"smooth", "in/long.jpg", "-o", "s.jpg", "--strip"}).err.find("metadata"), std::string::npos);
+    expectDone({"smooth", "in/long.jpg", "--in-place", "--strip"});
+    EXPECT_FALSE(content("in/long.jpg") == before);
 }
 
 TEST_F(ManyPhotographs, InPlaceKeepTheDepth) {

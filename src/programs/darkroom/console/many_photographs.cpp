@@ -15,6 +15,7 @@
 #include "photofile/decoder_remarks.hpp"
 #include "photofile/file_description.hpp"
 #include "photofile/image_header.hpp"
+#include "photofile/lost_metadata.hpp"
 #include "photofile/photograph_reader.hpp"
 
 #include <fmt/format.h>
@@ -151,14 +152,19 @@ private:
     struct ::timespec times_[2] = {};
 };
 
-ImageHeader headerOf(const std::string& path) {
-    std::ifstream file(path, std::ios::binary);
-    return readImageHeader([&file](std::uint64_t offset, unsigned char* bytes, std::size_t count) {
+/// @param file  kept as a reference
+ByteSource sourceOf(std::ifstream& file) {
+    return [&file](std::uint64_t offset, unsigned char* bytes, std::size_t count) {
         file.clear();
         file.seekg(static_cast<std::streamoff>(offset));
         file.read(reinterpret_cast<char*>(bytes), static_cast<std::streamsize>(count));
         return static_cast<std::size_t>(std::max<std::streamsize>(0, file.gcount()));
-    });
+    };
+}
+
+ImageHeader headerOf(const std::string& path) {
+    std::ifstream file(path, std::ios::binary);
+    return readImageHeader(sourceOf(file));
 }
 
 /// What a file of this format begins as; `unknown` where that is not told apart here.
@@ -265,6 +271,22 @@ void checkOwnFormat(const FileAccess& access, const std::string& path, ImageOutp
     }
     if (photograph.alpha.value_or(false)) {
         refuse("has an alpha channel, which would be lost");
+    }
+    if (photograph.isCutOff) {
+        refuse("is cut off, and its result would look whole");
+    }
+    if (photograph.placed) {
+        refuse("tells a display window or a luminance, which would be lost");
+    }
+    std::ifstream file(path, std::ios::binary);
+    if (const std::string lost = output.strip ? "" : lostMetadata(sourceOf(file), header); !lost.empty()) {
+        throw Refusal("--in-place: '" + path + "': " + lost + ", which would be lost; --strip agrees to it");
+    }
+    // What was stored without loss stays so.
+    const bool lossless = (format == ImageFormat::jxl && photograph.codec == "its own colours") ||
+                          (format == ImageFormat::webp && photograph.codec == "lossless");
+    if (lossless && !output.quality) {
+        output.quality = format == ImageFormat::webp ? losslessWebp : 100;
     }
     if (photograph.otherChannels) {
         refuse("holds CMYK or the like, and its result would hold R, G, B");
