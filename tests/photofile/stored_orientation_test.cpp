@@ -6,8 +6,8 @@
 #include "photofile/opened_file.hpp"
 #include "photofile/photograph_reader.hpp"
 #include "support/built_modules.hpp"
-#include "support/mat_matchers.hpp"
 #include "support/made_by_tool.hpp"
+#include "support/mat_matchers.hpp"
 #include "support/scratch_directory.hpp"
 #include "support/test_images.hpp"
 
