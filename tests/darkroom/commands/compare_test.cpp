@@ -144,6 +144,10 @@ TEST_F(DarkroomCompare, LinearPhotographsAreEncodedAndTheirExposureIsTold) {
     const Outcome exposed = expectDone({"compare", input("half.pfm"), tif, "--exposure", "1", "--json"});
     EXPECT_NE(exposed.out.find("\"linear_exposure_ev\": 1.0"), std::string::npos) << exposed.out;
     EXPECT_EQ(expectDone({"compare", input("half.pfm"), tif, "--exposure", "1"}).out, "1,1,1,1,1\n");
+    const std::string csv = expectDone({"compare", input("half.pfm"), tif, "--exposure", "1", "--csv"}).out;
+    EXPECT_NE(csv.find(",first_linear_exposure_ev,second_linear_exposure_ev\n"), std::string::npos) << csv;
+    EXPECT_EQ(csv.substr(csv.size() - 4), ",1,\n");
+    EXPECT_EQ(expectDone({"compare", tif, tif, "--csv"}).out.find("exposure"), std::string::npos);
 }
 
 TEST_F(DarkroomCompare, ReadsTheFloatTiffThatDarkroomWrites) {

@@ -341,6 +341,13 @@ std::string comparisonCsv(const ComparisonResult& result) {
         names.insert(names.end(), {"first_profile", "second_profile"});
         values.insert(values.end(), {firstProfile, secondProfile});
     }
+    if (result.first.profile.linear || result.second.profile.linear) {
+        const auto exposureOf = [](const ProfileUse& use) {
+            return use.linear ? distanceText(use.exposure) : std::string();
+        };
+        names.insert(names.end(), {"first_linear_exposure_ev", "second_linear_exposure_ev"});
+        values.insert(values.end(), {exposureOf(result.first.profile), exposureOf(result.second.profile)});
+    }
     return csvLine(names) + csvLine(values);
 }
 
