@@ -341,7 +341,8 @@ std::string comparisonCsv(const ComparisonResult& result) {
         names.insert(names.end(), {"first_profile", "second_profile"});
         values.insert(values.end(), {firstProfile, secondProfile});
     }
-    if (result.first.profile.linear || result.second.profile.linear) {
+    const auto isExposed = [](const ProfileUse& use) { return use.linear && use.exposure != 0; };
+    if (isExposed(result.first.profile) || isExposed(result.second.profile)) {
         const auto exposureOf = [](const ProfileUse& use) {
             return use.linear ? distanceText(use.exposure) : std::string();
         };
