@@ -78,14 +78,14 @@ TEST(Distances, InAUniformSpaceByHand) {
     EXPECT_THROW(uniformDistances(wrong, wrong), std::invalid_argument);
 }
 
-TEST(Distances, TakeOneToAHundredThousandDirections) {
+TEST(Distances, TakeOneDirectionOrMore) {
     AnalysisOptions options;
     options.maps = true;
     options.model.kind = AppearanceModelKind::ciecam16;
     const Analysis first = analyze(randomPhotograph({3, 2}, 1), options);
     const Analysis second = analyze(randomPhotograph({3, 2}, 2), options);
     EXPECT_GT(slicedWasserstein(first.maps(), second.maps(), 1, 1), 0);
-    EXPECT_GT(slicedWasserstein(first.maps(), second.maps(), 1, 100000), 0);
+    EXPECT_GT(slicedWasserstein(first.maps(), second.maps(), 1, 2), 0);
     EXPECT_THROW(slicedWasserstein(first.maps(), second.maps(), 1, 0), std::invalid_argument);
     EXPECT_THROW(slicedWasserstein(first.maps(), second.maps(), 1, 100001), std::invalid_argument);
 }
