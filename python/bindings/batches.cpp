@@ -147,7 +147,9 @@ py::tuple runBatch(const py::dict& asked, const py::object& progress) {
         };
         BatchRun run(pairs, file, options, events);
         if (!archive.empty()) {
-            archived.emplace("archive", archive, check, options.analysis, options.profiles, run.origin(), events.warn);
+            // A record's checksum is that of the file that its numbers are of.
+            archived.emplace("archive", archive, check || options.checksums, options.analysis, options.profiles,
+                             run.origin(), events.warn);
         }
         return run.run();
     });

@@ -339,6 +339,10 @@ void IndexRun::finish(IndexEnd& end) {
 bool IndexRun::makeApproximateIndex() {
     const ArchiveFile archive(output_);
     const auto tellRecall = [this](double recall, std::size_t photographs) {
+        if (photographs == 0) {
+            events_.tell("approximate index: its recall is not measured, for want of photographs");
+            return;
+        }
         events_.tell(fmt::format("approximate index: recall at 10 {:.3f}, measured on {}", recall,
                                  numberOf(photographs, "photograph")));
     };
@@ -369,6 +373,9 @@ bool IndexRun::makeApproximateIndex() {
     }
     events_.progress({});
     tellRecall(made.recall, made.photographs);
+    if (made.photographs == 0) {
+        return true;
+    }
     events_.tell(fmt::format("approximate index: a search takes {:.2g} ms, an exact one {:.2g} ms",
                              1000 * made.approximateSeconds, 1000 * made.exactSeconds));
     return true;

@@ -107,7 +107,7 @@ BatchEnd BatchRun::run() {
     if (recorded() == pairs_.size()) {
         dropPreviousResults(file_);
     }
-    return {pairs_.size(), recorded(), done_, secondsSince(begin_), std::move(summary_)};
+    return {pairs_.size(), recorded(), done_ - kept_, secondsSince(begin_), std::move(summary_)};
 }
 
 void BatchRun::announcePhotographs() {
@@ -207,6 +207,7 @@ OrderedPool::Work BatchRun::worker() {
             maskFilesNow(pairs_.columns(), pair.carried, options_.root, options_.checksums);
         pair.carried.insert(pair.carried.end(), masks.begin(), masks.end());
         if (known(k) != nullptr) {
+            ++kept_;
             return recordOf(pair, pairs_.total(), *known(k), origin_);
         }
         const Clock::time_point begin = Clock::now();

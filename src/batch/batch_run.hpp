@@ -13,6 +13,7 @@
 #include "photofile/managed_colors.hpp"
 #include "photofile/photograph_reader.hpp"
 
+#include <atomic>
 #include <chrono>
 #include <cstdint>
 #include <functional>
@@ -61,7 +62,7 @@ struct BatchEvents {
 struct BatchEnd {
     std::size_t pairs = 0;     ///< of the list
     std::size_t recorded = 0;  ///< all of them, unless the run was stopped
-    std::size_t done = 0;      ///< of these, by this run
+    std::size_t done = 0;      ///< of these, compared by this run
     double seconds = 0;        ///< of this run
     BatchSummary summary;      ///< of all that are recorded
 
@@ -108,6 +109,7 @@ private:
     EarlierResults earlier_;
     BatchSummary summary_;
     std::size_t done_ = 0;
+    std::atomic<std::size_t> kept_{0};  ///< of these, those that an earlier run had compared
     std::uint64_t failedNow_ = 0;
     Clock::time_point begin_ = Clock::now();
 };

@@ -68,7 +68,7 @@ public:
         if (name.empty()) {
             refuse(line, "a column has no name");
         }
-        if (isResultField(name)) {
+        if (isResultField(name) || name == pairsShardColumn) {
             refuse(line, "the results have a column '" + name + "' of their own");
         }
         for (const char* const mask : {firstMaskColumn, secondMaskColumn}) {

@@ -78,6 +78,8 @@ TEST(PairList, RefusesWithTheLine) {
     EXPECT_EQ(refusalOf("first,second,\na,b,c\n"), "the list, line 1: a column has no name");
     EXPECT_EQ(refusalOf("first,second,Status\na,b,c\n"),
               "the list, line 1: the results have a column 'Status' of their own");
+    EXPECT_EQ(refusalOf("first,second,pairs_shard\na,b,c\n"),
+              "the list, line 1: the results have a column 'pairs_shard' of their own");
     EXPECT_EQ(refusalOf("first,second,iso,ISO\na,b,c,d\n"),
               "the list, line 1: the columns 'iso' and 'ISO' differ in upper and lower case only");
     EXPECT_EQ(refusalOf("first,second,First_Mask\na,b,c\n"),

@@ -902,6 +902,7 @@ TEST_F(DarkroomBatch, ResumeNoticesAChangedPhotograph) {
         EXPECT_NE(outcome.err.find("photographs of 1 recorded pair have changed since; they are compared again"),
                   std::string::npos)
             << outcome.err;
+        EXPECT_NE(outcome.err.find("; 1 in this run in "), std::string::npos) << outcome.err;
         fs::rename(input("photos/away.jpg"), photograph(5));
         const std::string fresh = "fresh-" + name;
         EXPECT_EQ(resultOf({list, "--resume"}, name, 1), resultOf({list}, fresh, 1));

@@ -266,6 +266,8 @@ TEST_F(DarkroomIndex, ServesABatch) {
     fs::last_write_time(photograph(1), time);
     expectDone({"batch", path, "-o", "touched.jsonl", "--archive", "a", "--quiet"});
     EXPECT_EQ(darkroom({"batch", path, "-o", "checked.jsonl", "--archive", "a", "--check", "--quiet"}).status, 1);
+    EXPECT_EQ(darkroom({"batch", path, "-o", "sums.jsonl", "--archive", "a", "--checksums", "--quiet"}).status, 1)
+        << "a recorded checksum is that of the numbers";
     expectRefused({"batch", path, "-o", "b.jsonl", "--check"}, "--check: there is no --archive");
     EXPECT_EQ(darkroom({"batch", path, "-o", "b.jsonl", "--archive", "a", "--hue"}).status, 2);
 }

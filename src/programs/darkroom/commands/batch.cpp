@@ -207,8 +207,9 @@ ExitStatus run(const Console& console, const BatchArguments& options, const Pair
     };
     BatchRun batch(pairs, file, how, events);
     if (!options.archive.empty()) {
-        archived.emplace("--archive", options.archive, options.check, analysis, how.profiles, batch.origin(),
-                         events.warn);
+        // A record's checksum is that of the file that its numbers are of.
+        archived.emplace("--archive", options.archive, options.check || how.checksums, analysis, how.profiles,
+                         batch.origin(), events.warn);
     }
     signals.emplace();
     const BatchEnd end = batch.run();

@@ -10,6 +10,8 @@
 
 #include <fmt/format.h>
 
+#include <cerrno>
+#include <cstring>
 #include <filesystem>
 #include <iostream>
 #include <memory>
@@ -215,6 +217,11 @@ ExitStatus verifyAlone(const Console& console, const std::string& path, ResultFo
         }
         findings.addOutcome(record);
     }
+    if (ids.empty()) {
+        console.warn("'" + path +
+                     "' has no record: darkroom pairs leaves such a file where it finds nothing, and so does "
+                     "whatever empties one");
+    }
     findings.missing = total > positions.size() ? total - positions.size() : 0;
     const bool good = findings.report(std::cout, total);
     return isWhole(console, path, format, *reader) && good ? ExitStatus::done : ExitStatus::outsideLimits;
@@ -243,6 +250,9 @@ ExitStatus verify(const Console& console, const VerifyArguments& options) {
             return verifyAlone(console, options.list.path, *format);
         }
         std::error_code error;
+        if (options.list.path != "-" && !std::filesystem::exists(options.list.path, error)) {
+            throw Refusal("cannot read '" + options.list.path + "': " + std::strerror(ENOENT));
+        }
         const std::string extension = std::filesystem::path(options.list.path).extension().string();
         if (extension == ".likeness" && std::filesystem::exists(options.list.path, error)) {
             throw Refusal("'" + options.list.path + "' is no archive: its first bytes are none of one");
