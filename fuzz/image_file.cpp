@@ -98,7 +98,8 @@ void useAlpha(const std::string& path, const cv::Mat& photograph) {
     cv::Mat colors = photograph;
     try {
         const PixelWeights weights = countedPart(path, colors, choice, {}, mostPixels, remarks);
-        require(weights.countAll() || weights.size() == photograph.size(), "an alpha channel has the photograph's size");
+        require(weights.countAll() || weights.size() == photograph.size(),
+                "an alpha channel has the photograph's size");
     } catch (const Refusal&) {
         // Multiplied colours, nothing that counts.
     }

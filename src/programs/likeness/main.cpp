@@ -30,7 +30,8 @@ void complain(const std::string& text) {
 /// What the reading as 8 bits takes from a file; empty where it takes nothing.
 std::string reductionOf(const likeness::PhotographRead& photograph) {
     if (photograph.linear) {
-        return "its linear values are taken for gamma-encoded bytes as they are, and those of OpenEXR and PFM files from "
+        return "its linear values are taken for gamma-encoded bytes as they are, and those of OpenEXR and PFM files "
+               "from "
                "0 to 1 for 0 and 1 alone; darkroom compare encodes them";
     }
     if (photograph.floats) {
